@@ -1,0 +1,17 @@
+#include "runtime/Contract.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(Contract, ABreachNamesTheOperationAndStopsOnlyACheckedBuild) {
+    auto breach = [] { return Kor::Breach{"Table::fieldIs", "value 9 is above 7"}; };
+    Kor::require(true, breach);
+    if constexpr (Kor::contractChecks) {
+        EXPECT_DEATH(Kor::require(false, breach), "Table::fieldIs: value 9 is above 7");
+    } else {
+        Kor::require(false, breach);
+    }
+}
+
+} // namespace
