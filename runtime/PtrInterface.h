@@ -87,10 +87,6 @@ public:
         flagIs(markedForDeletionBit, marked);
     }
 
-    static void* operator new(std::size_t size) {
-        return ::operator new(size);
-    }
-
 protected:
     /// Ends the object: zeroReferencesIs(true), then, if nobody has taken a reference meanwhile, the
     /// destructor. The object holds a reference to itself all the while, so that references may come and go

@@ -36,7 +36,7 @@ constinit String8::Data* const String8::nullStringData_ = &Null::block.data;
 Ptr<String8::Data> String8::Data::make(std::size_t length) {
     checkLength(length);
     void* const block = ::operator new(sizeof(Data) + length + 1);
-    auto data = Ptr<Data>::adopt(new (block) Data(static_cast<U32>(length)));
+    auto data = Ptr<Data>::adopt(::new (block) Data(static_cast<U32>(length)));
     data->chars()[length] = '\0';
     return data;
 }

@@ -55,6 +55,11 @@ public:
         return references() == 1;
     }
 
+    /// Counted objects are allocated by their exact size and released with the same, also when a constructor
+    /// throws.
+    static void* operator new(std::size_t size) {
+        return ::operator new(size);
+    }
     static void operator delete(void* block, std::size_t size) noexcept {
         ::operator delete(block, size);
     }
