@@ -41,6 +41,10 @@ Ptr<String8::Data> String8::Data::make(std::size_t length) {
     return data;
 }
 
+void String8::Data::free() const noexcept {
+    ::operator delete(const_cast<Data*>(this));
+}
+
 String8::StringN(std::string_view text) {
     checkLength(text.size());
     init(text.data(), 0, static_cast<unsigned>(text.size()));

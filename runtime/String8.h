@@ -46,13 +46,14 @@ public:
         /// Ends with plain operator delete, with no hook called.
         void referencesDec() const noexcept {
             if (isZero(wordDec())) {
-                ::operator delete(const_cast<Data*>(this));
+                free();
             }
         }
 
     private:
         friend class StringN;
         constexpr explicit Data(U32 length) noexcept : length_(length) {}
+        [[gnu::noinline]] void free() const noexcept;
         char* chars() noexcept {
             return reinterpret_cast<char*>(this + 1);
         }

@@ -60,8 +60,8 @@ public:
     static void* operator new(std::size_t size) {
         return ::operator new(size);
     }
-    static void operator delete(void* block, std::size_t size) noexcept {
-        ::operator delete(block, size);
+    static void operator delete(void* block, std::size_t) noexcept {
+        ::operator delete(block);
     }
 
 protected:

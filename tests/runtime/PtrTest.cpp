@@ -157,13 +157,15 @@ TEST(PtrTrack, ReportsAtExitWhatIsStillAlive) {
         auto const gone = makePtr<Probe>(1);
         auto immortal = makePtr<Probe>(2);
         immortal->referencesLeak();
+        static Probe const* reachable[2]; // for the leak sanitizer
+        reachable[0] = immortal.ptr();
         immortal = nullptr;
         EXPECT_THROW((void)makePtr<Probe>(-1), std::invalid_argument);
         if (PtrTrack::liveObjects() != 1) {
             std::exit(1);
         }
         if (leak) {
-            (void)makePtr<Probe>(3).release();
+            reachable[1] = makePtr<Probe>(3).release();
         }
     };
     EXPECT_EXIT((leave(true), std::exit(0)), testing::ExitedWithCode(0),
