@@ -157,7 +157,7 @@ TEST(PtrTrack, ReportsAtExitWhatIsStillAlive) {
         auto const gone = makePtr<Probe>(1);
         auto immortal = makePtr<Probe>(2);
         immortal->referencesLeak();
-        static Probe const* reachable[2]; // for the leak sanitizer
+        [[maybe_unused]] static Probe const* volatile reachable[2]; // for the leak sanitizer
         reachable[0] = immortal.ptr();
         immortal = nullptr;
         EXPECT_THROW((void)makePtr<Probe>(-1), std::invalid_argument);
