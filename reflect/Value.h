@@ -261,8 +261,8 @@ constexpr void fold(OneAtATime& hash, T const& value) {
         value.foldInto(hash);
     } else if constexpr (requires { value.hash(); }) {
         hash.add(value.hash());
-    } else if constexpr (std::is_same_v<T, bool>) {
-        hash.add(static_cast<U8>(value));
+    } else if constexpr (std::is_enum_v<T>) {
+        hash.add(static_cast<U32>(value));
     } else {
         hash.add(value);
     }

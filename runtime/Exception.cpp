@@ -1,52 +1,49 @@
 #include "runtime/Exception.h"
 
-#include <utility>
-
 namespace Kor {
 
-thread_local Expect const* Expect::innermost_ = nullptr;
+namespace {
 
-Exception::Exception(String8 message, IdBitArray ids, bool foreseen)
-    : message_(std::move(message)), ids_(ids), foreseen_(foreseen) {}
+constinit thread_local Expect const* innermost = nullptr;
 
-Exception::Exception(Exception const& other)
-    : std::exception(other), message_(other.message_), ids_(other.ids_), foreseen_(other.foreseen_) {
-    detailIs(other.detail_);
+} // namespace
+
+Exception::Exception(String8 message, IdBitArray ids, bool byCaller)
+    : message_(std::move(message)), detail_(makePtr<Detail>(ids, byCaller)) {}
+
+Exception::~Exception() = default;
+
+char const* Exception::what() const noexcept {
+    return message_.charPtr();
 }
 
-Exception::~Exception() {
-    detailIs(nullptr);
+void throwRangeException(char const* message) {
+    throw RangeException(message);
 }
 
-void Exception::detailIs(PtrInterface const* detail) {
-    if (detail) {
-        detail->referencesInc();
-    }
-    PtrInterface const* const old = std::exchange(detail_, detail);
-    if (old) {
-        old->referencesDec();
-    }
+void throwRangeException(String8 const& message) {
+    throw RangeException(message);
 }
 
-void throwRangeException(char const* words) {
-    throw RangeException(words);
+void throwInternalException(char const* message) {
+    throw InternalException(message);
 }
 
-void throwRangeException(String8 const& words) {
-    throw RangeException(words);
+void throwInternalException(String8 const& message) {
+    throw InternalException(message);
 }
 
-void throwInternalException(char const* words) {
-    throw InternalException(words);
+Expect::Expect(Exception::Id id) noexcept : outer_(innermost), id_(id) {
+    innermost = this;
 }
 
-void throwInternalException(String8 const& words) {
-    throw InternalException(words);
+Expect::~Expect() {
+    innermost = outer_;
 }
 
-bool Expect::isExpected(Exception::Id id) noexcept {
-    for (Expect const* scope = innermost_; scope; scope = scope->outer_) {
-        if (scope->id_ == 0 || scope->id_ == id) {
+bool Expect::isExpected(Exception::IdBitArray ids) noexcept {
+    for (Expect const* guard = innermost; guard != nullptr; guard = guard->outer_) {
+        if (guard->id_ == Exception::Id::none || ids.has(guard->id_)) {
             return true;
         }
     }

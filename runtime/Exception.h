@@ -1,17 +1,19 @@
 #pragma once
 
-/// The exceptions that a caller or a peer can cause.
+/// The exceptions of the library: every error that a caller or a peer can cause.
 ///
 ///     try {
-///         index.indexIs(300);
-///     } catch (Kor::RangeException const& refused) {
-///         log(refused.what());            // the words, also as message()
+///         index.indexIs(5000);
+///     } catch (Kor::RangeException const& error) {
+///         std::puts(error.what());
 ///     }
 ///
-/// Each carries a set of numbers, its ids; a class of the family adds its own. A broken contract is no
-/// exception, see runtime/Contract.h.
+/// Kor::Exception derives from std::exception; `message()` has the text as a Kor::String8 and `what()` as a C
+/// string, both the words that the operation documents. The classes tell errors apart in a catch; the ids
+/// tell them apart where a class can not (`hasId`), and in Kor::Expect. A contract that is broken is no
+/// exception: see runtime/Contract.h.
 
-#include "runtime/PtrInterface.h"
+#include "runtime/Ptr.h"
 #include "runtime/String8.h"
 
 #include <exception>
@@ -20,137 +22,142 @@ namespace Kor {
 
 class [[gnu::visibility("default")]] Exception : public std::exception {
 public:
-    using Id = U32;
+    /// The kinds of errors, numbered. 0 names none.
+    enum class Id : U32 {
+        none = 0,
+        internal = 1,
+        range = 12,
+        nameInUse = 16,
+        attrLogEntity = 42,
+        attrLogRecord = 48,
+        entityIdUnavailable = 49,
+    };
 
-    /// A set of ids from 0 to 63.
-    class IdBitArray {
+    /// A set of ids, 0 to 63.
+    class [[gnu::visibility("default")]] IdBitArray {
     public:
-        constexpr IdBitArray() = default;
-        constexpr IdBitArray& add(Id id) {
-            bits_ |= U64{1} << (id & 63);
+        constexpr IdBitArray() noexcept = default;
+        constexpr IdBitArray& add(Id id) noexcept {
+            bits_ |= bit(id);
             return *this;
         }
-        constexpr bool has(Id id) const { return ((bits_ >> (id & 63)) & 1) != 0; }
+        constexpr bool has(Id id) const noexcept {
+            return (bits_ & bit(id)) != 0;
+        }
+        friend constexpr bool operator==(IdBitArray, IdBitArray) noexcept = default;
 
     private:
+        static constexpr U64 bit(Id id) noexcept {
+            return U64{1} << (static_cast<U32>(id) & 63);
+        }
+
         U64 bits_ = 0;
     };
 
-    static constexpr Id internalId = 1;
-    static constexpr Id rangeId = 12;
-    static constexpr Id attrLogRecordId = 16;
-    static constexpr Id nameInUseId = 20;
-    static constexpr Id attrLogEntityId = 42;
-    static constexpr Id entityIdUnavailableId = 48;
+    /// What an exception carries besides its text. Copies of the exception share it.
+    class [[gnu::visibility("default")]] Detail : public PtrInterface {
+    public:
+        Detail(IdBitArray ids, bool byCaller) noexcept : ids_(ids), byCaller_(byCaller) {}
+        IdBitArray ids() const noexcept {
+            return ids_;
+        }
+        bool byCaller() const noexcept {
+            return byCaller_;
+        }
 
-    /// `foreseen` tells errors that callers and peers cause from those that are this process's own.
-    Exception(String8 message, IdBitArray ids, bool foreseen);
-    Exception(Exception const& other);
-    Exception& operator=(Exception const&) = delete;
+    private:
+        IdBitArray ids_;
+        bool byCaller_;
+    };
+
+    /// `byCaller` tells whether a caller or a peer caused the error; false says that this library is to
+    /// blame.
+    Exception(String8 message, IdBitArray ids, bool byCaller);
+    Exception(Exception const& other) noexcept = default;
+    Exception& operator=(Exception const& other) noexcept = default;
     ~Exception() override;
 
-    String8 const& message() const {
+    String8 const& message() const noexcept {
         return message_;
     }
-    char const* what() const noexcept override {
-        return message_.charPtr();
+    char const* what() const noexcept override;
+    IdBitArray ids() const noexcept {
+        return detail_->ids();
     }
-    IdBitArray const& ids() const {
-        return ids_;
+    bool hasId(Id id) const noexcept {
+        return detail_->ids().has(id);
     }
-    bool isForeseen() const {
-        return foreseen_;
+    bool byCaller() const noexcept {
+        return detail_->byCaller();
     }
-
-    /// An object that says more about the error, or null.
-    PtrInterface const* detail() const {
-        return detail_;
-    }
-    void detailIs(PtrInterface const* detail);
 
 private:
     String8 message_;
-    PtrInterface const* detail_ = nullptr;
-    IdBitArray ids_;
-    bool foreseen_;
+    Ptr<Detail const> detail_;
 };
 
-/// A member of the family: a name and an id.
-template <Exception::Id Number, bool Foreseen, class Tag>
-class [[gnu::visibility("default")]] ExceptionOf : public Exception{
-    public : explicit ExceptionOf(String8 message, IdBitArray ids = IdBitArray()) :
-        Exception(std::move(message), ids.add(Number), Foreseen){}
+/// A value outside of its range, a null Kor::ValidPtr, a text that does not parse. Id 12.
+class [[gnu::visibility("default")]] RangeException : public Exception{
+    public : explicit RangeException(String8 message, IdBitArray ids = {}) :
+        Exception(std::move(message), ids.add(Id::range), true){}
 };
 
-/// A value outside its range, a null Kor::ValidPtr, a text that does not parse.
-class [[gnu::visibility("default")]] RangeException
-    : public ExceptionOf<Exception::rangeId, true, RangeException> {
-public:
-    using ExceptionOf::ExceptionOf;
+/// A record names an entity of the wrong type. Id 42.
+class [[gnu::visibility("default")]] AttrLogEntityException : public Exception{
+    public :
+        explicit AttrLogEntityException(String8 message = "Entity is the wrong type", IdBitArray ids = {}) :
+            Exception(std::move(message), ids.add(Id::attrLogEntity), true){}
 };
 
-/// A record of the attribute log names an entity of the wrong class.
-class [[gnu::visibility("default")]] AttrLogEntityException
-    : public ExceptionOf<Exception::attrLogEntityId, true, AttrLogEntityException> {
-public:
-    using ExceptionOf::ExceptionOf;
+/// A record could not be written as begun and has to be begun again. Id 48.
+class [[gnu::visibility("default")]] AttrLogRecordException : public Exception{
+    public : explicit AttrLogRecordException(String8 message, IdBitArray ids = {}) :
+        Exception(std::move(message), ids.add(Id::attrLogRecord), true){}
 };
 
-/// A record of the attribute log is short, long or senseless; or one that is being written has to be begun
-/// anew.
-class [[gnu::visibility("default")]] AttrLogRecordException
-    : public ExceptionOf<Exception::attrLogRecordId, true, AttrLogRecordException> {
-public:
-    using ExceptionOf::ExceptionOf;
+/// An entity has no id on a stream yet. Ids 48 and 49.
+class [[gnu::visibility("default")]] EntityIdUnavailableException : public Exception{
+    public : explicit EntityIdUnavailableException(String8 message, IdBitArray ids = {}) :
+        Exception(std::move(message), ids.add(Id::attrLogRecord).add(Id::entityIdUnavailable), true){}
 };
 
-/// An entity has no id on a stream yet.
-class [[gnu::visibility("default")]] EntityIdUnavailableException
-    : public ExceptionOf<Exception::entityIdUnavailableId, true, EntityIdUnavailableException> {
-public:
-    using ExceptionOf::ExceptionOf;
+/// The name of a new entity is taken. Id 16.
+class [[gnu::visibility("default")]] NameInUseException : public Exception{
+    public : explicit NameInUseException(String8 message, IdBitArray ids = {}) :
+        Exception(std::move(message), ids.add(Id::nameInUse), true){}
 };
 
-/// The name of a new entity is taken.
-class [[gnu::visibility("default")]] NameInUseException
-    : public ExceptionOf<Exception::nameInUseId, true, NameInUseException> {
-public:
-    using ExceptionOf::ExceptionOf;
+/// The library found itself in a state that it should never be in. Id 1.
+class [[gnu::visibility("default")]] InternalException : public Exception{
+    public : explicit InternalException(String8 message, IdBitArray ids = {}) :
+        Exception(std::move(message), ids.add(Id::internal), false){}
 };
 
-/// An error of this process's own making.
-class [[gnu::visibility("default")]] InternalException
-    : public ExceptionOf<Exception::internalId, false, InternalException> {
-public:
-    using ExceptionOf::ExceptionOf;
-};
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(char const* message);
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(String8 const& message);
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwInternalException(char const* message);
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwInternalException(String8 const& message);
 
-[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(char const* words);
-[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(String8 const& words);
-[[noreturn, gnu::visibility("default"), gnu::cold]] void throwInternalException(char const* words);
-[[noreturn, gnu::visibility("default"), gnu::cold]] void throwInternalException(String8 const& words);
-
-/// States, for a scope, that an exception of that id is expected; id 0 stands for any. A debugger or a report
-/// of an exception can ask; nothing else depends on it. Scopes nest, each thread has its own.
+/// States for a scope which exception the code around it is prepared for.
+///
+///     Kor::Expect const expect(Kor::Exception::Id::range);
+///
+/// It catches nothing. Who reports exceptions can ask isExpected() whether somebody up the stack of this
+/// thread will deal with one. Id 0 stands for "any": so do the guards around reactors, whose exceptions are
+/// all contained. The guards of a thread nest; make them on the stack only.
 class [[gnu::visibility("default")]] Expect {
 public:
-    explicit Expect(Exception::Id id) : id_(id), outer_(innermost_) {
-        innermost_ = this;
-    }
-    ~Expect() {
-        innermost_ = outer_;
-    }
+    explicit Expect(Exception::Id id) noexcept;
+    ~Expect();
     Expect(Expect const&) = delete;
     Expect& operator=(Expect const&) = delete;
 
-    /// Whether some scope around the caller expects that id.
-    static bool isExpected(Exception::Id id) noexcept;
+    /// Whether a guard of this thread expects an exception with one of these ids.
+    static bool isExpected(Exception::IdBitArray ids) noexcept;
 
 private:
-    static thread_local Expect const* innermost_;
-
-    Exception::Id id_;
     Expect const* outer_;
+    Exception::Id id_;
 };
 
 } // namespace Kor

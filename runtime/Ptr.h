@@ -1,130 +1,168 @@
 #pragma once
 
-/// Counted pointers.
+/// Kor::Ptr, the counted pointer by which every shared object is held.
 ///
-///     Kor::Ptr<Port> port = Kor::makeObject<Port>(3);
-///     Kor::Ptr<Port const> reader = port;
-///     Kor::ValidPtr<Port> valid = port;         // raises Kor::RangeException, "null ValidPtr", if port is
-///     null
+///     Kor::Ptr<Port> port = Kor::makePtr<Port>(7);   // the count is 1
+///     Kor::Ptr<Port const> view = port;               // 2; `Ptr<T const>` is the read-only form and counts
+///     alike view = nullptr;                                 // 1
 ///
-/// A Ptr is one pointer wide and holds one reference. `->` and `*` test nothing: a null one is a broken
-/// contract. Assigning adds the new reference first and drops the old one last, so that an object may replace
-/// the pointer that keeps it alive. Counting costs one test and one add; it allocates nothing.
+/// Use Kor::Ptr for what you own or keep; pass `Ptr<T> const&` or a plain reference for what a call only
+/// looks at. A function that always has a result returns Kor::ValidPtr.
 ///
-/// A Ptr belongs to one thread. Two threads may hold Ptrs of one object when
-/// Kor::VFPtrInterface::enableThreadSafePointers is set.
+/// Dereferencing tests nothing: a null Ptr must not be dereferenced. Assigning adds the new reference first,
+/// stores it, and drops the old one last, so that it is safe from inside the object that is being replaced.
+/// Nothing here throws; an exception that would leave a destructor ends the process. For threads see
+/// runtime/VFPtrInterface.h.
 
-#include "runtime/Exception.h"
 #include "runtime/PtrInterface.h"
 
+#include <compare>
 #include <concepts>
 #include <cstddef>
-#include <type_traits>
+#include <functional>
+#include <memory>
 #include <utility>
 
 namespace Kor {
 
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(char const* message);
+
 template <class T>
 class Ptr {
 public:
-    constexpr Ptr() = default;
-    constexpr Ptr(std::nullptr_t) {}
-    /// Adds a reference. A null pointer is fine.
-    Ptr(T* object) : object_(object) {
-        if (object_) {
-            object_->referencesInc();
-        }
-    }
-    Ptr(Ptr const& other) : Ptr(other.object_) {}
-    Ptr(Ptr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+    constexpr Ptr() noexcept = default;
+    constexpr Ptr(std::nullptr_t) noexcept {}
+    Ptr(T* object) noexcept : ptr_(object) { inc(); }
+    Ptr(Ptr const& other) noexcept : ptr_(other.ptr_) { inc(); }
+    Ptr(Ptr&& other) noexcept : ptr_(std::exchange(other.ptr_, nullptr)) {}
     template <class U>
-    requires std::convertible_to<U*, T*> Ptr(Ptr<U> const& other) : Ptr(other.ptr()) {}
+    requires std::convertible_to<U*, T*> Ptr(Ptr<U> const& other)
+    noexcept : ptr_(other.ptr()) { inc(); }
+    template <class U>
+    requires std::convertible_to<U*, T*> Ptr(Ptr<U>&& other)
+    noexcept : ptr_(other.release()) {}
     ~Ptr() {
-        if (object_) {
-            object_->referencesDec();
+        if (ptr_ != nullptr) {
+            ptr_->referencesDec();
         }
     }
 
-    Ptr& operator=(Ptr const& other) {
-        ptrAssign(other.object_);
+    Ptr& operator=(Ptr const& other) noexcept {
+        ptrAssign(other.ptr_);
         return *this;
     }
     Ptr& operator=(Ptr&& other) noexcept {
-        // Dropped last, and only after this pointer has its new object: the end of the old one may use it.
-        Ptr old(std::move(other));
-        std::swap(object_, old.object_);
+        Ptr(std::move(other)).swap(*this);
+        return *this;
+    }
+    Ptr& operator=(T* object) noexcept {
+        ptrAssign(object);
         return *this;
     }
 
-    /// Does nothing when the pointer is the one that is held.
-    void ptrAssign(T* object) {
-        if (object == object_) {
-            return;
-        }
-        if (object) {
-            object->referencesInc();
-        }
-        T* const old = std::exchange(object_, object);
-        if (old) {
-            old->referencesDec();
+    /// Holds `object` from now on. Does nothing when it is held already.
+    void ptrAssign(T* object) noexcept {
+        if (object != ptr_) {
+            Ptr(object).swap(*this);
         }
     }
 
-    T* ptr() const { return object_; }
-    T* operator->() const { return object_; }
-    T& operator*() const { return *object_; }
-    explicit operator bool() const { return object_ != nullptr; }
+    /// The plain pointer; the reference stays here.
+    T* ptr() const noexcept { return ptr_; }
+    T* operator->() const noexcept { return ptr_; }
+    T& operator*() const noexcept { return *ptr_; }
+    explicit operator bool() const noexcept { return ptr_ != nullptr; }
 
-    /// The same object as another class, or null.
-    template <class U>
-    static Ptr dynamicCast(Ptr<U> const& other) {
-        return Ptr(dynamic_cast<T*>(other.ptr()));
+    void swap(Ptr& other) noexcept { std::swap(ptr_, other.ptr_); }
+
+    /// Hands the reference over to the caller, who has to drop it with referencesDec(). Leaves null.
+    [[nodiscard]] T* release() noexcept { return std::exchange(ptr_, nullptr); }
+
+    /// Takes over a reference that the caller owns, such as that of a constructor.
+    static Ptr adopt(T* object) noexcept {
+        Ptr result;
+        result.ptr_ = object;
+        return result;
     }
 
 private:
-    T* object_ = nullptr;
+    void inc() const noexcept {
+        if (ptr_ != nullptr) {
+            ptr_->referencesInc();
+        }
+    }
+
+    T* ptr_ = nullptr;
 };
 
+template <class T>
+using PtrConst = Ptr<T const>;
+
 template <class T, class U>
-bool operator==(Ptr<T> const& a, Ptr<U> const& b) {
+bool operator==(Ptr<T> const& a, Ptr<U> const& b) noexcept {
     return a.ptr() == b.ptr();
 }
 template <class T>
-bool operator==(Ptr<T> const& a, std::nullptr_t) {
+bool operator==(Ptr<T> const& a, std::nullptr_t) noexcept {
     return a.ptr() == nullptr;
 }
+template <class T>
+bool operator==(Ptr<T> const& a, std::type_identity_t<T> const* b) noexcept {
+    return a.ptr() == b;
+}
 
-/// A pointer that is never null. Made from a null one it raises Kor::RangeException, "null ValidPtr".
+/// The pointer as another class of the same object; null when the object is not of that class.
+template <class U, class T>
+Ptr<U> ptrCast(Ptr<T> const& ptr) noexcept {
+    return dynamic_cast<U*>(ptr.ptr());
+}
+
+/// Makes a counted object. The result holds the only reference; when the constructor throws, nothing is left.
+/// Publish the object (put it in a map, switch its notifications on) only after this has returned.
+template <class T, class... Args>
+[[nodiscard]] Ptr<T> makePtr(Args&&... args) {
+    return Ptr<T>::adopt(new T(std::forward<Args>(args)...));
+}
+
+/// A pointer that is never null: what every operation returns that finds or makes an object.
+///
+/// It is built from a Kor::Ptr, throws Kor::RangeException "null ValidPtr" when that is null, and turns back
+/// into one wherever a Kor::Ptr is wanted.
 template <class T>
 class ValidPtr {
 public:
-    template <class U>
-    requires std::convertible_to<U*, T*> ValidPtr(Ptr<U> const& pointer) : pointer_(pointer) {
-        if (!pointer_) [[unlikely]] {
+    ValidPtr(Ptr<T> ptr) : ptr_(std::move(ptr)) {
+        if (!ptr_) [[unlikely]] {
             throwRangeException("null ValidPtr");
         }
     }
-
-    operator Ptr<T> const&() const { return pointer_; }
     template <class U>
-    requires(std::convertible_to<T*, U*> && !std::same_as<U, T>) operator Ptr<U>() const { return pointer_; }
+    requires std::convertible_to<U*, T*> ValidPtr(Ptr<U> const& ptr) : ValidPtr(Ptr<T>(ptr)) {}
+    template <class U>
+    requires std::convertible_to<U*, T*> ValidPtr(ValidPtr<U> const& other)
+    noexcept : ptr_(other.ptr()) {}
+    ValidPtr(ValidPtr const&) noexcept = default; // and no move: the source would become null
+    ValidPtr& operator=(ValidPtr const&) noexcept = default;
 
-    T* ptr() const { return pointer_.ptr(); }
-    T* operator->() const { return pointer_.ptr(); }
-    T& operator*() const { return *pointer_; }
+    T* ptr() const noexcept { return ptr_.ptr(); }
+    T* operator->() const noexcept { return ptr_.ptr(); }
+    T& operator*() const noexcept { return *ptr_; }
+    operator Ptr<T> const&() const noexcept { return ptr_; }
+    template <class U>
+    requires(!std::same_as<U, T> && std::convertible_to<T*, U*>) operator Ptr<U>() const noexcept {
+        return ptr_;
+    }
+
+    friend bool operator==(ValidPtr const& a, ValidPtr const& b) noexcept { return a.ptr_ == b.ptr_; }
+    friend bool operator==(ValidPtr const& a, T const* b) noexcept { return a.ptr_ == b; }
 
 private:
-    Ptr<T> pointer_;
+    Ptr<T> ptr_;
 };
 
-/// Makes an object: allocates with its exact size, constructs (a constructor that throws gives the storage
-/// back), and hands the reference of the construction over to the result. Publish it only then.
-template <class T, class... Arguments>
-Ptr<T> makeObject(Arguments&&... arguments) {
-    T* const raw = new T(std::forward<Arguments>(arguments)...);
-    Ptr<T> object(raw);
-    raw->referencesDec();
-    return object;
-}
-
 } // namespace Kor
+
+template <class T>
+struct std::hash<Kor::Ptr<T>> {
+    std::size_t operator()(Kor::Ptr<T> const& ptr) const noexcept { return std::hash<T*>()(ptr.ptr()); }
+};

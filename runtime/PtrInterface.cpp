@@ -1,61 +1,40 @@
 #include "runtime/PtrInterface.h"
 
-#include "runtime/PtrTrack.h"
-
 namespace Kor {
 
 U8 VFPtrInterface::enableThreadSafePointers = 0;
-
-PtrInterface::PtrInterface() : VFPtrInterface(1) {
-    if (ptrifTrackOn_) [[unlikely]] {
-        PtrTrack::ptrifAdd(this);
-    }
-}
-
-PtrInterface::PtrInterface(PtrInterface const&) : PtrInterface() {}
-
-PtrInterface::~PtrInterface() {
-    if (ptrifTrackOn_) [[unlikely]] {
-        PtrTrack::ptrifDel(this);
-    }
-}
 
 void PtrInterface::hasNotificationActiveIs(bool active) {
     flagIs(notificationActiveBit, active);
 }
 
-U32 PtrInterface::korAuditErrors(unsigned int) const {
+U32 PtrInterface::korAuditErrors(U32) const {
     return 0;
 }
 
-U32 PtrInterface::auditErrors(unsigned int level) const {
-    return (level & 0x80000000u) ? 0 : korAuditErrors(level);
+U32 PtrInterface::auditErrors(U32 level) const {
+    return (level & 0x80000000) != 0 ? 0 : korAuditErrors(level);
 }
 
 void PtrInterface::zeroReferencesIs(bool) {}
 
-KorType* PtrInterface::fwkType() const {
-    return nullptr;
-}
-
 void PtrInterface::referencesLeak() const {
     referencesInc();
-    if (ptrifTrackOn_) {
+    if (ptrifTrackOn_ != 0) {
         PtrTrack::ptrifDel(this);
     }
 }
 
-void PtrInterface::handleZeroRef() const {
-    auto* const self = const_cast<PtrInterface*>(this);
-    // The end holds a reference of its own, so that those which the hook and the destructor take and drop
-    // don't bring the object here again.
-    referencesInc();
-    self->zeroReferencesIs(false);
-    if (!hasSoleHolder()) {
+void PtrInterface::handleZeroRef() const noexcept {
+    // Counted objects are never made const, so the hook may have the object as it is.
+    auto* self = const_cast<PtrInterface*>(this);
+    self->referencesInc();
+    self->zeroReferencesIs(true);
+    if (hasSoleHolder()) {
+        delete self;
+    } else {
         referencesDec();
-        return;
     }
-    delete self;
 }
 
 } // namespace Kor

@@ -4,73 +4,74 @@
 
 #include <cstdlib>
 #include <cxxabi.h>
-#include <iostream>
-#include <map>
 #include <memory>
+#include <mutex>
 #include <set>
-#include <string>
 #include <typeinfo>
 
 namespace Kor {
 
-bool ptrifTrackOn_ = false;
+U8 ptrifTrackOn_ = 0;
 
 namespace {
 
-using Objects = std::set<PtrInterface const*>;
+struct Registry {
+    std::mutex mutex;
+    std::set<PtrInterface const*> objects;
+};
 
-/// Never freed: objects may end after the last destructor of this unit.
-Objects& objects() {
-    static auto* const all = new Objects;
-    return *all;
+// Never ended: objects with static storage come and go until the very last.
+Registry& registry() {
+    static auto* const theRegistry = new Registry;
+    return *theRegistry;
 }
 
 std::string className(PtrInterface const& object) {
+    char const* const mangled = typeid(object).name();
     int status = 0;
-    std::unique_ptr<char, decltype(&std::free)> name(
-        abi::__cxa_demangle(typeid(object).name(), nullptr, nullptr, &status), &std::free);
-    return status == 0 ? name.get() : typeid(object).name();
+    std::unique_ptr<char, void (*)(void*)> const name(abi::__cxa_demangle(mangled, nullptr, nullptr, &status),
+                                                      &std::free);
+    return status == 0 ? name.get() : mangled;
 }
+
+// A static of the library ends after those of the programs that use it, so what they release in time is not
+// reported.
+struct ReportAtExit {
+    ~ReportAtExit() {
+        if (ptrifTrackOn_ != 0) {
+            PtrTrack::report(stderr);
+        }
+    }
+} const reportAtExit;
 
 } // namespace
 
-void PtrTrack::trackingIs(bool on) {
-    if (on) {
-        objects();
-        [[maybe_unused]] static int const atExit = std::atexit([] {
-            if (ptrifTrackOn_ && live() != 0) {
-                report(std::cerr);
-            }
-        });
+void PtrTrack::ptrifAdd(PtrInterface const* object) noexcept {
+    std::lock_guard const lock(registry().mutex);
+    registry().objects.insert(object);
+}
+
+void PtrTrack::ptrifDel(void const* object) noexcept {
+    std::lock_guard const lock(registry().mutex);
+    registry().objects.erase(static_cast<PtrInterface const*>(object));
+}
+
+std::size_t PtrTrack::liveObjects() noexcept {
+    std::lock_guard const lock(registry().mutex);
+    return registry().objects.size();
+}
+
+void PtrTrack::report(std::FILE* out) {
+    std::lock_guard const lock(registry().mutex);
+    auto const& objects = registry().objects;
+    if (objects.empty()) {
+        return;
     }
-    ptrifTrackOn_ = on;
-}
-
-void PtrTrack::ptrifAdd(PtrInterface const* object) {
-    objects().insert(object);
-}
-
-void PtrTrack::ptrifDel(void const* object) {
-    objects().erase(static_cast<PtrInterface const*>(object));
-}
-
-std::size_t PtrTrack::live() {
-    return objects().size();
-}
-
-void PtrTrack::report(std::ostream& stream) {
-    struct Tally {
-        std::size_t objects = 0;
-        U64 references = 0;
-    };
-    std::map<std::string, Tally> classes;
-    for (PtrInterface const* const each : objects()) {
-        Tally& tally = classes[className(*each)];
-        ++tally.objects;
-        tally.references += each->references();
-    }
-    for (auto const& [name, tally] : classes) {
-        stream << "alive: " << tally.objects << ' ' << name << ", " << tally.references << " references\n";
+    std::fprintf(out, "Kor::PtrTrack: %zu counted object%s still alive\n", objects.size(),
+                 objects.size() == 1 ? "" : "s");
+    for (PtrInterface const* object : objects) {
+        std::fprintf(out, "Kor::PtrTrack: %p %s, references %u\n", static_cast<void const*>(object),
+                     className(*object).c_str(), object->references());
     }
 }
 

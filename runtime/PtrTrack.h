@@ -1,38 +1,44 @@
 #pragma once
 
-/// A debugging aid: which counted objects are alive.
+/// A debugging aid: which counted objects are alive?
 ///
-///     Kor::PtrTrack::trackingIs(true);
+///     Kor::ptrifTrackOn_ = 1;                  // first thing in main(): only objects made from now on are
+///     known
 ///     ...
-///     Kor::PtrTrack::report(std::cerr);      // also by itself, to stderr, when the process exits
+///     Kor::PtrTrack::liveObjects();            // while running
 ///
-/// Objects made while tracking is off are not known. For one thread; switched off, it costs a test at the
-/// construction and at the end of an object.
+/// When the process ends, the objects still alive are listed on stderr, one a line, with class and count:
+///
+///     Kor::PtrTrack: 1 counted object still alive
+///     Kor::PtrTrack: 0x55d0c0a0 LifAppConfig, references 2
+///
+/// Objects made immortal by referencesLeak() are not listed. While tracking is on, each object costs a lock
+/// and an allocation; while it is off, one test. The tracking functions may be called from any thread, but a
+/// listing looks into the objects, so it must not run while another thread ends one.
 
 #include "runtime/Types.h"
 
 #include <cstddef>
-#include <iosfwd>
+#include <cstdio>
 
 namespace Kor {
 
 class PtrInterface;
 
-/// True while objects are tracked.
-[[gnu::visibility("default")]] extern bool ptrifTrackOn_;
+/// Non-zero: counted objects are tracked. Switching it off forgets nothing but stops the report at exit.
+[[gnu::visibility("default")]] extern U8 ptrifTrackOn_;
 
 class [[gnu::visibility("default")]] PtrTrack {
 public:
-    /// Switching on also arranges for the report at exit.
-    static void trackingIs(bool on);
+    static void ptrifAdd(PtrInterface const* object) noexcept;
+    /// Takes an object out; one that is not known is ignored.
+    static void ptrifDel(void const* object) noexcept;
 
-    static void ptrifAdd(PtrInterface const* object);
-    /// Forgets an object: at its end, or because it is meant to live as long as the process.
-    static void ptrifDel(void const* object);
+    /// Number of tracked objects that are alive.
+    static std::size_t liveObjects() noexcept;
 
-    static std::size_t live();
-    /// One line for each class: how many are alive, and how many references they have together.
-    static void report(std::ostream & stream);
+    /// Lists the tracked objects that are alive. Writes nothing when there is none.
+    static void report(std::FILE * out);
 };
 
 } // namespace Kor

@@ -1,54 +1,50 @@
 #pragma once
 
-/// Shared immutable strings of bytes. A string is one counted pointer, so a copy costs one add; nothing
-/// changes the bytes once they are there.
+/// Kor::String8, a byte string that is cheap to share, and Kor::Name, the same for names.
 ///
-///     Kor::String8 text = "lif";
-///     text += Kor::String8("/") + "app";
+///     Kor::String8 text = Kor::format("%s-%u", "lif", 7);
+///     text += "!";                                  // a new text; whoever shares the old one keeps it
 ///     std::puts(text.charPtr());
 ///
-/// A default string is empty; so reads a null `char const*`. Bytes may be anything, NUL included. What builds
-/// a new text allocates once. A string belongs to one thread, its bytes may be shared between threads when
-/// Kor::VFPtrInterface::enableThreadSafePointers is set.
+/// A string is one counted pointer to an immutable block with length and bytes; copying it copies the
+/// pointer. The bytes are any bytes, zeros included, up to 4 GiB; a NUL follows the last, for C interfaces. A
+/// null pointer inside reads as the empty string, and so does a null `char const*` argument.
+///
+/// Each change builds a new block, so `+=` in a loop is quadratic: build long texts in a std::string and
+/// convert once. Threads: as for every counted object, runtime/VFPtrInterface.h.
 
-#include "runtime/VFPtrInterface.h"
+#include "runtime/Ptr.h"
 
 #include <compare>
-#include <cstdarg>
-#include <cstddef>
-#include <cstring>
 #include <iosfwd>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace Kor {
 
 template <class Char>
 class StringN;
 
-/// Used under this name.
 using String8 = StringN<unsigned char>;
 
 template <>
 class [[gnu::visibility("default")]] StringN<unsigned char> {
 public:
-    /// The shared bytes: a count, a length, and the characters with a NUL behind them.
+    /// The shared block: reference word, length, bytes.
     class [[gnu::visibility("default")]] Data : public VFPtrInterface {
     public:
-        U32 length() const {
+        U32 length() const noexcept {
             return length_;
         }
-        char const* characters() const {
+        char const* chars() const noexcept {
             return reinterpret_cast<char const*>(this + 1);
         }
-        bool operator==(Data const& other) const {
-            return length_ == other.length_ && std::memcmp(characters(), other.characters(), length_) == 0;
+        bool operator==(Data const& other) const noexcept {
+            return std::string_view(chars(), length_) == std::string_view(other.chars(), other.length_);
         }
 
-        /// The copy of a text, with one reference.
-        static Data* make(std::string_view text);
-        void referencesDec() const {
+        /// Ends with plain operator delete, with no hook called.
+        void referencesDec() const noexcept {
             if (isZero(wordDec())) {
                 ::operator delete(const_cast<Data*>(this));
             }
@@ -56,158 +52,157 @@ public:
 
     private:
         friend class StringN;
-        explicit Data(U32 length) : VFPtrInterface(1), length_(length) {}
-        ~Data() = default;
+        constexpr explicit Data(U32 length) noexcept : length_(length) {}
+        char* chars() noexcept {
+            return reinterpret_cast<char*>(this + 1);
+        }
+        /// A block for `length` bytes, which the caller fills; the NUL is there.
+        static Ptr<Data> make(std::size_t length);
 
         U32 length_;
     };
 
-    class IteratorConst;
-
-    /// The one data of the empty string.
+    /// The one block of the empty string.
     static Data* const nullStringData_;
 
-    StringN() : data_(nullStringData_) {
-        data_->referencesInc();
-    }
-    StringN(char const* text) {
-        init(text, 0, text ? static_cast<U32>(std::strlen(text)) : 0);
-    }
-    explicit StringN(std::string_view text) {
-        init(text.data(), 0, static_cast<U32>(text.size()));
-    }
-    StringN(StringN const& other) : data_(other.data_) {
-        hold();
-    }
-    StringN(StringN && other) noexcept : data_(std::exchange(other.data_, nullptr)) {}
-    ~StringN() {
-        drop();
-    }
+    class IteratorConst;
 
-    StringN& operator=(StringN other) noexcept {
-        std::swap(data_, other.data_);
-        return *this;
+    StringN() noexcept : data_(nullStringData_) {}
+    StringN(char const* text) {
+        init(text, 0, lengthOf(text));
     }
+    explicit StringN(std::string_view text);
+    StringN(std::string const& text) : StringN(std::string_view(text)) {}
     StringN& operator=(char const* text) {
         return *this = StringN(text);
     }
 
-    U32 length() const {
+    /// Makes the string a copy of `length` bytes of `text`, from byte `first` on. `text` may be the string's
+    /// own. A null text counts as empty. A length that does not fit 32 bits throws Kor::RangeException.
+    void init(char const* text, unsigned first, unsigned length);
+
+    /// The text with a NUL behind it, never null. It lives as long as a string shares it.
+    char const* charPtr() const noexcept {
+        return data_ ? data_->chars() : "";
+    }
+    U32 length() const noexcept {
         return data_ ? data_->length() : 0;
     }
-    bool empty() const {
+    bool empty() const noexcept {
         return length() == 0;
     }
-    /// NUL-terminated; valid as long as a string holds these bytes.
-    char const* charPtr() const {
-        return data_ ? data_->characters() : "";
-    }
-    std::string_view view() const {
+    std::string_view view() const noexcept {
         return {charPtr(), length()};
     }
 
     /// The one-at-a-time hash of the bytes.
     U32 hash() const noexcept;
 
-    IteratorConst begin() const;
-    IteratorConst end() const;
-
-    StringN& operator+=(StringN const& other) {
-        return *this = *this + other;
+    StringN operator+(StringN const& tail) const;
+    StringN operator+(char const* tail) const {
+        return *this + StringN(tail);
     }
-    StringN& operator+=(char const* other) {
-        return *this = *this + other;
+    StringN& operator+=(StringN const& tail) {
+        return *this = *this + tail;
     }
-    StringN operator+(char const* other) const {
-        return *this + StringN(other);
+    StringN& operator+=(char const* tail) {
+        return *this = *this + tail;
     }
 
-    friend StringN operator+(StringN const& a, StringN const& b) {
-        return joined(a.view(), b.view());
-    }
-    friend StringN operator+(char const* a, StringN const& b) {
-        return StringN(a) + b;
-    }
+    IteratorConst begin() const noexcept;
+    /// Shares the block of begin(), at the position behind the last byte.
+    IteratorConst end() const noexcept;
 
-    friend bool operator==(StringN const& a, StringN const& b) {
+    friend bool operator==(StringN const& a, StringN const& b) noexcept {
         return a.data_ == b.data_ || a.view() == b.view();
     }
-    friend bool operator==(StringN const& a, char const* b) {
-        return a == StringN(b);
+    friend bool operator==(StringN const& a, char const* b) noexcept {
+        return a.view() == (b != nullptr ? std::string_view(b) : std::string_view());
     }
-    friend std::strong_ordering operator<=>(StringN const& a, StringN const& b) {
-        return a.view().compare(b.view()) <=> 0;
-    }
-
-private:
-    /// Makes the string a copy of `length` bytes of the text, from `start` on.
-    void init(char const* text, U32 start, U32 length);
-    static StringN joined(std::string_view a, std::string_view b);
-    void hold() const {
-        if (data_) {
-            data_->referencesInc();
-        }
-    }
-    void drop() const {
-        if (data_) {
-            data_->referencesDec();
-        }
-    }
-
-    Data* data_ = nullptr;
-};
-
-/// A cursor over the bytes of a string, which it keeps alive: the string of text parsing. Reading at or
-/// behind the end gives NUL.
-class String8::IteratorConst {
-public:
-    IteratorConst(String8 text, S32 position) : text_(std::move(text)), position_(position) {}
-
-    char operator*() const { return at(0); }
-    /// The byte that many places on.
-    char at(S32 ahead) const {
-        S32 const index = position_ + ahead;
-        return index >= 0 && index < static_cast<S32>(text_.length()) ? text_.charPtr()[index] : '\0';
-    }
-    IteratorConst& operator++() {
-        ++position_;
-        return *this;
-    }
-    IteratorConst& operator+=(S32 count) {
-        position_ += count;
-        return *this;
-    }
-    S32 position() const { return position_; }
-    /// All of the text, whatever the position.
-    String8 const& text() const { return text_; }
-    friend bool operator==(IteratorConst const& a, IteratorConst const& b) {
-        return a.position_ == b.position_;
+    /// Orders by bytes, each as unsigned.
+    friend std::strong_ordering operator<=>(StringN const& a, StringN const& b) noexcept {
+        return a.view() <=> b.view();
     }
 
 private:
-    String8 text_;
-    S32 position_;
+    struct Null;
+    static unsigned lengthOf(char const* text);
+
+    Ptr<Data> data_;
 };
 
-inline String8::IteratorConst String8::begin() const {
-    return {*this, 0};
-}
-inline String8::IteratorConst String8::end() const {
-    return {*this, static_cast<S32>(length())};
-}
+[[gnu::visibility("default")]] String8 operator+(char const* head, String8 const& tail);
+[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, String8 const& text);
 
-/// The name of an entity: a string, passed by value.
-class Name : public String8 {
+/// The cursor of text parsing: a place in a string, which it keeps alive.
+///
+/// A cursor may be moved anywhere, also outside of the string; reading there gives 0.
+class [[gnu::visibility("default")]] StringN<unsigned char>::IteratorConst {
 public:
-    Name() = default;
-    Name(char const* text) : String8(text) {}
-    Name(String8 text) : String8(std::move(text)) {}
-    explicit Name(std::string_view text) : String8(text) {}
+    IteratorConst() noexcept = default;
+    IteratorConst(Ptr<Data const> data, S32 position) noexcept
+        : data_(std::move(data)), position_(position) {}
+
+    /// The byte here; 0 before the first and behind the last byte.
+    unsigned char operator*() const noexcept {
+        return at(position_);
+    }
+    unsigned char operator[](S32 ahead) const noexcept {
+        return at(S64{position_} + ahead);
+    }
+
+    IteratorConst& operator++() noexcept {
+        return *this += 1;
+    }
+    IteratorConst& operator--() noexcept {
+        return *this += -1;
+    }
+    IteratorConst& operator+=(S32 steps) noexcept {
+        position_ += steps;
+        return *this;
+    }
+    friend IteratorConst operator+(IteratorConst at, S32 steps) noexcept {
+        return at += steps;
+    }
+    /// Bytes from `b` to `a`, both in one string.
+    friend S32 operator-(IteratorConst const& a, IteratorConst const& b) noexcept {
+        return a.position_ - b.position_;
+    }
+    friend bool operator==(IteratorConst const& a, IteratorConst const& b) noexcept = default;
+
+    S32 position() const noexcept {
+        return position_;
+    }
+    /// The bytes from here up to `end`; empty when `end` is not behind this place in the same string.
+    std::string_view until(IteratorConst const& end) const noexcept;
+
+private:
+    unsigned char at(S64 position) const noexcept {
+        return data_ && position >= 0 && position < S64{data_->length()}
+                   ? static_cast<unsigned char>(data_->chars()[position])
+                   : 0;
+    }
+
+    Ptr<Data const> data_;
+    S32 position_ = 0;
 };
 
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, String8 const& text);
+/// A name in the object tree: a string under another type, passed by value.
+class [[gnu::visibility("default")]] Name : public String8 {
+public:
+    using String8::String8;
+    Name() noexcept = default;
+    Name(String8 text) noexcept : String8(std::move(text)) {}
+};
 
-/// Formats like printf.
+/// Formats like printf. Text of any length; throws std::bad_alloc, or Kor::RangeException for a bad format.
 [[gnu::visibility("default"), gnu::format(printf, 1, 2)]] String8 format(char const* form, ...);
 
 } // namespace Kor
+
+template <>
+struct std::hash<Kor::String8> {
+    std::size_t operator()(Kor::String8 const& text) const noexcept { return text.hash(); }
+};
+template <>
+struct std::hash<Kor::Name> : std::hash<Kor::String8> {};

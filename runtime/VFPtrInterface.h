@@ -1,89 +1,101 @@
 #pragma once
 
-/// The reference word of all counted objects. Not for use by itself: derive a class with virtual functions
-/// from Kor::PtrInterface and hold its objects by Kor::Ptr.
+/// The counted base without virtual functions: one 32-bit reference word. Most classes want Kor::PtrInterface
+/// (runtime/PtrInterface.h) instead; this one alone is for plain blocks such as the text of a string.
 ///
-/// The word holds the count in bits 0 to 28, the notification-active flag in bit 29 and the
-/// marked-for-deletion flag in bit 31; bit 30 is reserved. Flags survive every change of the count.
+///     bit 31     marked for deletion (a zombie reactor)
+///     bit 30     reserved; while it is set the object is never taken as unreferenced
+///     bit 29     notifications are active
+///     bits 0-28  reference count
+///
+/// Counting. A new object has the count 1: the reference of the one who made it. The count is plain
+/// arithmetic until Kor::VFPtrInterface::enableThreadSafePointers is set, which makes it atomic for every
+/// counted object at once. Set it before a second thread touches a counted object and leave it set. It makes
+/// the counts safe and nothing else: the object itself still belongs to one thread at a time.
 
 #include "runtime/Types.h"
 
+#include <atomic>
 #include <cstddef>
+#include <new>
 
 namespace Kor {
 
 class [[gnu::visibility("default")]] VFPtrInterface {
 public:
     static constexpr U32 countMask = 0x1fffffff;
-    static constexpr U32 notificationActiveBit = 1u << 29;
-    static constexpr U32 markedForDeletionBit = 1u << 31;
-    /// An object ends when these bits are 0: the count, and the reserved bit.
     static constexpr U32 zeroMask = 0x5fffffff;
+    static constexpr U32 notificationActiveBit = U32{1} << 29;
+    static constexpr U32 markedForDeletionBit = U32{1} << 31;
 
-    /// Non-zero selects atomic counting for every counted object at once. Set it before a second thread holds
-    /// a reference, and leave it. Nothing but the counts becomes atomic: an object belongs to one thread at a
-    /// time.
+    /// Non-zero selects atomic reference counting, for all counted objects. Read at every count change.
     static U8 enableThreadSafePointers;
 
-    static constexpr bool isZero(U32 word) {
-        return (word & zeroMask) == 0;
-    }
-    static constexpr bool isSoleHolder(U32 word) {
-        return (word & countMask) == 1;
-    }
-
-    U32 references() const {
-        return load() & countMask;
-    }
-    /// Whether just one reference is left.
-    bool hasSoleHolder() const {
-        return isSoleHolder(load());
-    }
-
-    void referencesInc() const {
-        if (enableThreadSafePointers) [[unlikely]] {
-            __atomic_fetch_add(&word_, 1, __ATOMIC_SEQ_CST);
+    /// Adds a reference. One test and one addition.
+    void referencesInc() const noexcept {
+        if (enableThreadSafePointers != 0) {
+            std::atomic_ref(word_).fetch_add(1);
         } else {
             ++word_;
         }
     }
 
-    static void* operator new(std::size_t size) {
-        return ::operator new(size);
+    /// Number of references, without the flags.
+    U32 references() const noexcept {
+        return word() & countMask;
     }
-    static void operator delete(void* object, std::size_t size) noexcept {
-        ::operator delete(object, size);
+
+    /// True when nobody holds the object. The flags of bits 29 and 31 do not count, bit 30 does.
+    bool isUnreferenced() const noexcept {
+        return isZero(word());
+    }
+
+    /// True when there is exactly one reference. No flag counts.
+    bool hasSoleHolder() const noexcept {
+        return references() == 1;
+    }
+
+    static void operator delete(void* block, std::size_t size) noexcept {
+        ::operator delete(block, size);
     }
 
 protected:
-    explicit VFPtrInterface(U32 count) : word_(count) {}
-    VFPtrInterface(VFPtrInterface const&) = delete;
-    VFPtrInterface& operator=(VFPtrInterface const&) = delete;
-    ~VFPtrInterface() = default;
+    constexpr VFPtrInterface() noexcept = default;
+    /// A copy is a new object: it starts with one reference and no flags, whatever the source has.
+    VFPtrInterface(VFPtrInterface const&) noexcept {}
+    VFPtrInterface& operator=(VFPtrInterface const&) noexcept {
+        return *this;
+    }
+    constexpr ~VFPtrInterface() = default;
 
-    /// Drops one reference and returns the new word.
-    U32 wordDec() const {
-        return enableThreadSafePointers ? __atomic_sub_fetch(&word_, 1, __ATOMIC_SEQ_CST) : --word_;
+    static constexpr bool isZero(U32 word) noexcept {
+        return (word & zeroMask) == 0;
     }
 
-    bool flag(U32 bit) const {
-        return (load() & bit) != 0;
+    U32 word() const noexcept {
+        return std::atomic_ref(word_).load(std::memory_order_relaxed);
     }
-    void flagIs(U32 bit, bool on) const {
-        if (enableThreadSafePointers) [[unlikely]] {
-            on ? __atomic_fetch_or(&word_, bit, __ATOMIC_SEQ_CST)
-               : __atomic_fetch_and(&word_, ~bit, __ATOMIC_SEQ_CST);
+
+    /// Takes a reference away and returns the new word. The caller ends the object when isZero() holds for
+    /// it.
+    U32 wordDec() const noexcept {
+        if (enableThreadSafePointers != 0) {
+            return std::atomic_ref(word_).fetch_sub(1) - 1;
+        }
+        return --word_;
+    }
+
+    /// Sets or clears the given flag bits and leaves the count alone, also while other threads change it.
+    void flagIs(U32 bits, bool on) const noexcept {
+        if (enableThreadSafePointers != 0) {
+            on ? std::atomic_ref(word_).fetch_or(bits) : std::atomic_ref(word_).fetch_and(~bits);
         } else {
-            word_ = on ? word_ | bit : word_ & ~bit;
+            word_ = on ? word_ | bits : word_ & ~bits;
         }
     }
 
 private:
-    U32 load() const {
-        return __atomic_load_n(&word_, __ATOMIC_SEQ_CST);
-    }
-
-    mutable U32 word_;
+    mutable U32 word_ = 1;
 };
 
 } // namespace Kor
