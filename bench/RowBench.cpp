@@ -1,7 +1,7 @@
 /// Single row fields and the LIF encoder, each beside the same fields shifted and masked by hand.
 
 #include "Beside.h"
-#include "HandWrittenLif.h"
+#include "HandWrittenPairs.h"
 #include "tables/LifTable.h"
 #include "values/LoamTunnelTypes.h"
 
@@ -109,44 +109,41 @@ void fields() {
     });
 }
 
-/// Random entries of one kind, so that no branch on their content is foreseen.
-std::array<AradLifEntry, 256> entries(LifType type) {
-    std::mt19937_64 random(7);
-    std::array<AradLifEntry, 256> all;
-    for (AradLifEntry& entry : all) {
-        entry = AradLifEntry(type, random() & ~(U64{0x3ff} << 36), random());
-    }
-    return all;
-}
-
-void encoders() {
-    for (LifType const type : {lifAcMp, lifAcP2pToAc, lifAcP2pToPwe, lifLabelPweP2p, lifLabelProtocolOrLsp}) {
-        for (ChipType const chip : {aradChip3, jerichoChip8}) {
-            std::string const name =
-                "encode " + Kor::enumeratorText(type, "LifType") + ", chip " + std::to_string(U32{chip});
-            Beside::add(name, "library", [=](benchmark::State& state) {
-                auto const all = entries(type);
-                ChipType const at = opaque(chip);
-                Buffer buffer{};
-                U8* const data = opaque(buffer.data());
-                U8 next = 0;
-                for (auto _ : state) {
-                    all[next++].writeToChipFormat(at, data);
-                    benchmark::ClobberMemory();
-                }
-            });
-            Beside::add(name, "by hand", [=](benchmark::State& state) {
-                auto const all = entries(type);
-                ChipType const at = opaque(chip);
-                Buffer buffer{};
-                U8* const data = opaque(buffer.data());
-                U8 next = 0;
-                for (auto _ : state) {
-                    HandWritten::encode(all[next++], at, data);
-                    benchmark::ClobberMemory();
-                }
-            });
-        }
+/// One encoder beside the hand-written one, over values that `make(random)` gives.
+template <class Value, class Make>
+void encoder(std::string const& what, Make make) {
+    for (ChipType const chip : {aradChip3, jerichoChip8}) {
+        std::string const name = "encode " + what + ", chip " + std::to_string(U32{chip});
+        auto const values = [make] {
+            std::mt19937_64 random(7);
+            std::array<Value, 256> all;
+            for (Value& value : all) {
+                value = make(random);
+            }
+            return all;
+        };
+        Beside::add(name, "library", [=](benchmark::State& state) {
+            auto const all = values();
+            ChipType const at = opaque(chip);
+            Buffer buffer{};
+            U8* const data = opaque(buffer.data());
+            U8 next = 0;
+            for (auto _ : state) {
+                all[next++].writeToChipFormat(at, data);
+                benchmark::ClobberMemory();
+            }
+        });
+        Beside::add(name, "by hand", [=](benchmark::State& state) {
+            auto const all = values();
+            ChipType const at = opaque(chip);
+            Buffer buffer{};
+            U8* const data = opaque(buffer.data());
+            U8 next = 0;
+            for (auto _ : state) {
+                HandWritten::encode(all[next++], at, data);
+                benchmark::ClobberMemory();
+            }
+        });
     }
 }
 
@@ -154,6 +151,15 @@ void encoders() {
 
 int main(int argc, char** argv) {
     fields();
-    encoders();
+    for (LifType const type : {lifAcMp, lifAcP2pToAc, lifAcP2pToPwe, lifLabelPweP2p, lifLabelProtocolOrLsp}) {
+        encoder<AradLifEntry>(Kor::enumeratorText(type, "LifType"), [type](auto& random) {
+            return AradLifEntry(type, random() & ~(U64{0x3ff} << 36), random());
+        });
+    }
+    encoder<OutAcValue>("out-AC pair", [](auto& random) {
+        return OutAcValue(static_cast<U32>(random()), static_cast<U32>(random()), static_cast<U32>(random()));
+    });
+    encoder<EvecValue>("egress edit pair",
+                       [](auto& random) { return EvecValue(random() & EvecValue::limit); });
     return Beside::run(argc, argv);
 }

@@ -98,6 +98,10 @@ struct Operation {
     static constexpr bool settable = false;
 };
 
+/// An operation of the class, called without an object.
+template <class NameType, class Signature>
+struct ClassOperation : Operation<NameType, Signature> {};
+
 template <class... A>
 struct AttributeList {
     static constexpr std::size_t size = sizeof...(A);
