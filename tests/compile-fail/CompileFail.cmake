@@ -8,7 +8,7 @@ set(EXPECTED ${CMAKE_MATCH_1})
 
 function(compile RESULT WORDS)
   execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C
-    ${COMPILER} -std=c++20 -fsyntax-only -I${ROOT} ${ARGN} ${SOURCE}
+    ${COMPILER} -std=c++20 -fsyntax-only -I${ROOT} -I${ROOT}/tests ${ARGN} ${SOURCE}
     RESULT_VARIABLE CODE OUTPUT_VARIABLE TEXT ERROR_VARIABLE TEXT)
   set(${RESULT} ${CODE} PARENT_SCOPE)
   set(${WORDS} "${TEXT}" PARENT_SCOPE)
