@@ -46,12 +46,13 @@ public:
         /// Ends with plain operator delete, with no hook called.
         void referencesDec() const noexcept {
             if (isZero(wordDec())) {
-                ::operator delete(const_cast<Data*>(this));
+                release();
             }
         }
 
     private:
         friend class StringN;
+        void release() const noexcept;
         constexpr explicit Data(U32 length) noexcept : length_(length) {}
         char* chars() noexcept {
             return reinterpret_cast<char*>(this + 1);

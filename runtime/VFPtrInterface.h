@@ -55,8 +55,8 @@ public:
         return references() == 1;
     }
 
-    static void operator delete(void* block, std::size_t size) noexcept {
-        ::operator delete(block, size);
+    static void operator delete(void* block, std::size_t /*size*/) noexcept {
+        ::operator delete(block);
     }
 
 protected:

@@ -256,9 +256,9 @@ TEST(Text, OfAValueNamesItsTypeAndAttributes) {
     EXPECT_EQ(text.str(),
               "Value('Hardware::LoamTunnel::EvecEntry', ** {'key': Value('Hardware::LoamTunnel::EvecKey', "
               "** {'fapMask': '0-2,9,127', 'index': 4}), 'format': 262145})");
-    EXPECT_EQ(
-        Kor::valueToStrep(EvecOwner()).view().substr(48),
-        "Value('Hardware::LoamTunnel::EvecKey', ** {'fapMask': '', 'index': 1024}), 'app': 'vtAppNone'})");
+    EXPECT_EQ(Kor::valueToStrep(EvecOwner()),
+              "Value('Hardware::LoamTunnel::EvecOwner', ** {'key': Value('Hardware::LoamTunnel::EvecKey', ** "
+              "{'fapMask': '', 'index': 1024}), 'app': 'vtAppNone'})");
     EXPECT_EQ(Kor::valueToStrep(EedbAcConstants()), "");
     EXPECT_EQ(
         Kor::valueToStrep(AradLifAcMp(lifAcMp, 1)),
