@@ -9,6 +9,7 @@
 #include "values/AradIvecEntry.h"
 #include "values/AradIvecFormat.h"
 #include "values/AradLifEntry.h"
+#include "values/AradLifIndex.h"
 #include "values/EedbFormat.h"
 #include "values/EedbValue.h"
 #include "values/EveSources.h"
@@ -20,3 +21,5 @@
 #include "values/OutAcEntry.h"
 #include "values/OutAcFormat.h"
 #include "values/OutAcValue.h"
+#include "values/TcamSharing.h"
+#include "values/TunnelEntries.h"
