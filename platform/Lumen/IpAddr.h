@@ -11,7 +11,9 @@
 #include "runtime/Types.h"
 
 #include <compare>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace Lumen {
 
@@ -33,6 +35,8 @@ public:
 
     /// The dotted form in quotes.
     void appendTextTo(std::string & text) const;
+    /// The address of a dotted form, or none.
+    static std::optional<IpAddr> fromText(std::string_view text);
 
     friend constexpr bool operator==(IpAddr const&, IpAddr const&) = default;
     friend constexpr std::strong_ordering operator<=>(IpAddr const&, IpAddr const&) = default;

@@ -14,7 +14,9 @@
 
 #include <compare>
 #include <initializer_list>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace Sideband {
 
@@ -81,6 +83,9 @@ public:
         }
         text += '\'';
     }
+
+    /// The mask of such a text without its quotes, or none.
+    [[gnu::visibility("default")]] static std::optional<Fapmask> fromText(std::string_view text);
 
     friend constexpr bool operator==(Fapmask const&, Fapmask const&) = default;
     friend constexpr std::strong_ordering operator<=>(Fapmask const&, Fapmask const&) = default;
