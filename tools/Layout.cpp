@@ -1,0 +1,5 @@
+#include "tools/Commands.h"
+
+namespace tool {
+void layout(Context&, LayoutOptions const&) {}
+} // namespace tool
