@@ -55,6 +55,12 @@ struct EncodeOptions {
 };
 void encode(Context& context, EncodeOptions const& options);
 
+struct KindsOptions {
+    std::string kind;
+    Output output;
+};
+void kinds(Context& context, KindsOptions const& options);
+
 struct DecodeOptions {
     RowOptions row;
     std::vector<std::string> words;

@@ -2,6 +2,7 @@
 #include "tools/Entries.h"
 #include "tools/Failure.h"
 
+#include <bit>
 #include <ostream>
 
 namespace tool {
@@ -172,6 +173,24 @@ void encode(Context& context, EncodeOptions const& options) {
         eachLine(context, options.file, encodeOne);
     }
     printer.finish();
+}
+
+void kinds(Context& context, KindsOptions const& options) {
+    Listing listing({"kind", "table", "variant", "field", "bits", "most", "words"});
+    for (Kind const& kind : allKinds()) {
+        if (!options.kind.empty() && &kindNamed(options.kind) != &kind) {
+            continue;
+        }
+        for (AttributeInfo const& each : kind.attributes) {
+            std::string words;
+            for (Kor::Enumerator const& word : each.words) {
+                words += (words.empty() ? "" : " ") + std::string(word.name);
+            }
+            listing.add({kind.name, kind.table->name, kind.variant, each.name, std::bit_width(each.most),
+                         each.most, words});
+        }
+    }
+    listing.print(context.out, options.output);
 }
 
 } // namespace tool

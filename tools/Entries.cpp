@@ -3,37 +3,12 @@
 #include "tools/Failure.h"
 #include "values/LifType.h"
 
+#include <bit>
 #include <cctype>
 
 namespace tool {
 
 namespace {
-
-Kind const& kindNamed(std::string_view word) {
-    std::vector<std::string> known;
-    for (Kind const& kind : kinds()) {
-        if (kind.isCalled(word)) {
-            return kind;
-        }
-        known.push_back(kind.name);
-    }
-    for (Kor::Enumerator const& each : Kor::enumerators<Hardware::LoamTunnel::LifType>) {
-        if (each.name == word) {
-            throw Refused("an entry of type " + std::string(word) + " has no row format; the kinds are " +
-                          enumerate(known));
-        }
-    }
-    throw Refused("no kind of entry " + shown(word) + suggest(word, known));
-}
-
-/// How many bits hold a number of at most `most`.
-int bitsOf(U64 most) {
-    int bits = 0;
-    for (; most != 0; most >>= 1) {
-        ++bits;
-    }
-    return bits;
-}
 
 U64 valueOf(Kind const& kind, AttributeInfo const& attribute, std::string_view text) {
     std::optional<U64> number = parseNumber(text);
@@ -54,7 +29,8 @@ U64 valueOf(Kind const& kind, AttributeInfo const& attribute, std::string_view t
                       (known.empty() ? "" : ", nor one of " + enumerate(known)));
     }
     if (*number > attribute.most) {
-        throw Refused(given + " is too large: the field has " + std::to_string(bitsOf(attribute.most)) +
+        throw Refused(given + " is too large: the field has " +
+                      std::to_string(std::bit_width(attribute.most)) +
                       (attribute.most == 1 ? " bit" : " bits") + ", so at most " +
                       std::to_string(attribute.most) + " (" + hex(attribute.most, 1) + ')');
     }
@@ -76,6 +52,23 @@ std::size_t attributeNamed(Kind const& kind, std::string_view word) {
 }
 
 } // namespace
+
+Kind const& kindNamed(std::string_view word) {
+    std::vector<std::string> known;
+    for (Kind const& kind : allKinds()) {
+        if (kind.isCalled(word)) {
+            return kind;
+        }
+        known.push_back(kind.name);
+    }
+    for (Kor::Enumerator const& each : Kor::enumerators<Hardware::LoamTunnel::LifType>) {
+        if (each.name == word) {
+            throw Refused("an entry of type " + std::string(word) + " has no row format; the kinds are " +
+                          enumerate(known));
+        }
+    }
+    throw Refused("no kind of entry " + shown(word) + suggest(word, known));
+}
 
 Entry parseEntry(std::string_view text) {
     std::vector<std::string_view> const words = split(text);

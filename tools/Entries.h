@@ -8,7 +8,10 @@
 namespace tool {
 
 /// All kinds, declared in tools/Kinds.cpp.
-std::vector<Kind> const& kinds();
+std::vector<Kind> const& allKinds();
+
+/// The kind of that name or other name, Refused when there is none that can be written to a row.
+Kind const& kindNamed(std::string_view word);
 
 struct Entry {
     Kind const* kind;

@@ -20,7 +20,7 @@ Kind lif(LifType type, std::vector<Limit> limits = {}) {
 
 } // namespace
 
-std::vector<Kind> const& kinds() {
+std::vector<Kind> const& allKinds() {
     static std::vector<Kind> const all{
         lif<AradLifAcP2pToAc>(lifAcP2pToAc, {{"outLif", 0xffff, chips(5, 7, 8, 9, 10)},
                                              {"outLif", 0xffff, chips(3, 4), Limit::cut}}),

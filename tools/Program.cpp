@@ -118,6 +118,19 @@ void addEncode(CLI::App& app, Context& context) {
     });
 }
 
+void addKinds(CLI::App& app, Context& context) {
+    auto* const command =
+        app.add_subcommand("kinds", "List the kinds of entries with the fields that they take");
+    auto const options = std::make_shared<KindsOptions>();
+    command->add_option("kind", options->kind, "One of them, such as AradLifAcMp (default: all)")
+        ->type_name("");
+    addOutput(*command, options->output, " (default: table)");
+    command->callback([&context, options] {
+        options->output.colour = context.colourOut;
+        kinds(context, *options);
+    });
+}
+
 void addDecode(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand("decode", "Take a row apart into its fields");
     auto const options = std::make_shared<DecodeOptions>();
@@ -240,17 +253,20 @@ std::string oneLine(std::string text) {
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
-/// WrongUsage when the first argument is neither an option nor a command.
+/// WrongUsage when the first argument is neither an option nor a command, or there is none.
 void requireCommand(CLI::App const& app, std::vector<std::string> const& arguments) {
-    if (arguments.empty() || arguments[0].starts_with('-')) {
+    if (!arguments.empty() && arguments[0].starts_with('-')) {
         return;
     }
     std::vector<std::string> known;
     for (CLI::App const* const command : app.get_subcommands({})) {
-        if (command->check_name(arguments[0])) {
+        if (!arguments.empty() && command->check_name(arguments[0])) {
             return;
         }
         known.push_back(command->get_name());
+    }
+    if (arguments.empty()) {
+        throw WrongUsage("which command? There are " + enumerate(known) + "; see loamtunnel --help");
     }
     throw WrongUsage("no command " + shown(arguments[0]) + suggest(arguments[0], known));
 }
@@ -304,6 +320,7 @@ int run(std::vector<std::string> const& arguments, Context context) {
         "`loamtunnel COMMAND --help` tells more. Results go to the standard output, messages to the\n"
         "standard error. Exit status: 0 done, 1 the request was refused, 2 the command line is wrong.");
     addEncode(app, context);
+    addKinds(app, context);
     addDecode(app, context);
     addLayout(app, context);
     addAddress(app, context);
