@@ -16,12 +16,12 @@ struct RowLine {
 };
 
 RowLine parseRowLine(std::string_view text, RowOptions options) {
-    std::string hexWords;
+    std::vector<std::string_view> hexWords;
     for (std::string_view const word : split(text)) {
         std::size_t const sign = word.find('=');
         std::string_view const key = word.substr(0, std::min(sign, word.size()));
         if (sign == word.npos) {
-            hexWords += ' ' + std::string(word);
+            hexWords.push_back(word);
         } else if (key == "chip") {
             options.chip = word.substr(sign + 1);
         } else if (key == "table") {
@@ -41,7 +41,7 @@ RowLine parseRowLine(std::string_view text, RowOptions options) {
         throw Refused("which chip? Put chip=8 before the words, or give --chip");
     }
     RowForm const form = options.form();
-    return {form, parseWords(form, hexWords)};
+    return {form, parseWords(form, join(hexWords))};
 }
 
 } // namespace
@@ -128,12 +128,8 @@ void decode(Context& context, DecodeOptions const& options) {
             decodeOne(parseRowLine(text, options.row));
         });
     } else {
-        std::string text;
-        for (std::string const& word : options.words) {
-            text += ' ' + word;
-        }
         RowForm const form = options.row.form();
-        decodeOne({form, parseWords(form, text)});
+        decodeOne({form, parseWords(form, join(options.words))});
     }
     if (options.check) {
         if (context.status == 0) {

@@ -141,10 +141,7 @@ void encode(Context& context, EncodeOptions const& options) {
     auto const encodeOne = [&](std::string const& text, std::string const& where) {
         U64 const entryIndex = next++;
         Entry const entry = parseEntry(text);
-        std::string words;
-        for (std::string_view const word : split(text)) {
-            words += (words.empty() ? "" : " ") + std::string(word);
-        }
+        std::string const words = join(split(text));
         for (ChipType const chip : chips) {
             std::string const prefix = where.empty() ? "" : where + ": ";
             try {
@@ -164,11 +161,7 @@ void encode(Context& context, EncodeOptions const& options) {
         }
     };
     if (options.file.empty()) {
-        std::string text;
-        for (std::string const& word : options.words) {
-            text += (text.empty() ? "" : " ") + word;
-        }
-        encodeOne(text, "");
+        encodeOne(join(options.words), "");
     } else {
         eachLine(context, options.file, encodeOne);
     }
@@ -182,12 +175,12 @@ void kinds(Context& context, KindsOptions const& options) {
             continue;
         }
         for (AttributeInfo const& each : kind.attributes) {
-            std::string words;
+            std::vector<std::string_view> words;
             for (Kor::Enumerator const& word : each.words) {
-                words += (words.empty() ? "" : " ") + std::string(word.name);
+                words.push_back(word.name);
             }
             listing.add({kind.name, kind.table->name, kind.variant, each.name, std::bit_width(each.most),
-                         each.most, words});
+                         each.most, join(words)});
         }
     }
     listing.print(context.out, options.output);

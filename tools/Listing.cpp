@@ -1,5 +1,7 @@
 #include "tools/Listing.h"
 
+#include "tools/Text.h"
+
 #include <algorithm>
 #include <ostream>
 
@@ -22,11 +24,11 @@ std::string quoted(std::string text) {
 }
 
 std::string csvLine(std::vector<Json> const& cells) {
-    std::string line;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        line += (i > 0 ? "," : "") + quoted(cellText(cells[i]));
+    std::vector<std::string> all;
+    for (Json const& cell : cells) {
+        all.push_back(quoted(cellText(cell)));
     }
-    return line;
+    return join(all, ",");
 }
 
 } // namespace
@@ -72,12 +74,13 @@ void Listing::print(std::ostream& stream, Output const& output) const {
         }
     }
     auto const line = [&](std::vector<Json> const& cells) {
-        std::string text;
+        std::vector<std::string> all;
         for (std::size_t i = 0; i < cells.size(); ++i) {
-            std::string const cell = cellText(cells[i]);
-            std::string const blanks(widths[i] - cell.size(), ' ');
-            text += (i > 0 ? "  " : "") + (numeric[i] ? blanks + cell : cell + blanks);
+            std::string cell = cellText(cells[i]);
+            cell.insert(numeric[i] ? 0 : cell.size(), widths[i] - cell.size(), ' ');
+            all.push_back(std::move(cell));
         }
+        std::string text = join(all, "  ");
         text.erase(text.find_last_not_of(' ') + 1);
         return text;
     };

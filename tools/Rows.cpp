@@ -107,11 +107,11 @@ Words parseWords(RowForm const& form, std::string_view text) {
 }
 
 std::string wordsText(Words const& words) {
-    std::string text;
+    std::vector<std::string> all;
     for (U32 const word : words) {
-        text += (text.empty() ? "" : " ") + hex(word, 8);
+        all.push_back(hex(word, 8));
     }
-    return text;
+    return join(all);
 }
 
 U64 FieldValue::number() const {
@@ -173,13 +173,14 @@ std::string placeText(FieldPlace const& place) {
 }
 
 std::string rangesText(std::vector<BitRange> const& ranges) {
-    std::string text;
+    std::vector<std::string> all;
     for (BitRange const& each : ranges) {
-        text += text.empty() ? "" : ", ";
-        text += std::to_string(each.hi);
-        text += each.hi == each.lo ? "" : ":" + std::to_string(each.lo);
+        all.push_back(std::to_string(each.hi));
+        if (each.hi != each.lo) {
+            all.back() += ':' + std::to_string(each.lo);
+        }
     }
-    return text.empty() ? "none" : text;
+    return all.empty() ? "none" : join(all, ", ");
 }
 
 Address addressOf(RowForm const& form, U64 entry, U64 arrayIndex, U64 identifier) {

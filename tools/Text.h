@@ -27,6 +27,19 @@ std::string hex(U64 number, int digits);
 /// "3, 4 and 5".
 std::string enumerate(std::vector<std::string> const& words, std::string_view last = "and");
 
+/// The words with a separator between them.
+template <class Words>
+std::string join(Words const& words, std::string_view separator = " ") {
+    std::string text;
+    bool first = true;
+    for (auto const& word : words) {
+        text += first ? std::string_view() : separator;
+        text += word;
+        first = false;
+    }
+    return text;
+}
+
 /// The text cut at blanks and at characters of `more`.
 std::vector<std::string_view> split(std::string_view text, std::string_view more = "");
 
