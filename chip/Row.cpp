@@ -4,11 +4,6 @@
 
 namespace Hardware {
 
-Kor::TraceHandle& metaInfoTraceHandle() {
-    static Kor::TraceHandle _defaultTraceHandle("LoamTunnelMetaInfo", false);
-    return _defaultTraceHandle;
-}
-
 namespace layout {
 
 namespace {

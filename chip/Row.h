@@ -52,7 +52,10 @@
 namespace Hardware {
 
 /// The handle of the chip tables' trace facility, named "LoamTunnelMetaInfo".
-[[gnu::visibility("default")]] Kor::TraceHandle& metaInfoTraceHandle();
+[[gnu::visibility("default")]] inline Kor::TraceHandle& metaInfoTraceHandle() {
+    static Kor::TraceHandle _defaultTraceHandle("LoamTunnelMetaInfo", false);
+    return _defaultTraceHandle;
+}
 
 namespace layout {
 

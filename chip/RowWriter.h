@@ -2,8 +2,8 @@
 
 /// Writes a row of a known variant with one dispatch on the chip instead of one a field.
 ///
-///     Hardware::writeRow<LifTable, 1>(chipType, buffer, [&](auto& row) {
-///         row.vsiIs(100);
+///     Hardware::writeRow<LifTable, 1>(chipType, buffer, [vsi](auto& row) {
+///         row.vsiIs(vsi);
 ///         if (row.isUseInLifValid()) {
 ///             row.useInLifIs(1);
 ///         }
@@ -37,10 +37,10 @@ class FixedRow : public FieldForms<FixedRow<Row, Slot>, typename Row::Fields> {
 public:
     FixedRow(Kor::TraceFacility& facility, U8* data, U8 chipType, U8 variant)
         : facility_(facility), data_(data), chipType_(chipType), variant_(variant) {
-        std::memcpy(lane_, data_, bytes);
+        eachLane([&](U64& lane, U8* at, std::size_t size) { std::memcpy(&lane, at, size); });
     }
     ~FixedRow() {
-        std::memcpy(data_, lane_, bytes);
+        eachLane([&](U64 const& lane, U8* at, std::size_t size) { std::memcpy(at, &lane, size); });
         Kor::traceCount(facility_, points_);
     }
     FixedRow(FixedRow const&) = delete;
@@ -81,6 +81,14 @@ public:
     }
 
 private:
+    /// Lane by lane: a copy of the whole row would pass through memory.
+    template <class Copy>
+    void eachLane(Copy const& copy) {
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            copy(lane_[lane], data_ + lane * 8, lane * 8 + 8 <= bytes ? 8 : bytes % 8);
+        }
+    }
+
     Kor::TraceFacility& facility_;
     U8* data_;
     U64 lane_[lanes] = {};
@@ -101,8 +109,21 @@ constexpr std::size_t sheetOf(U8 variantNumber) {
 
 } // namespace layout
 
+namespace layout {
+
+/// The way through the ordinary row. Apart, so that the other needs no stack for it.
 template <class Row, U8 Variant, class Write>
-void writeRow(ChipType chipType, U8* data, Write const& write) {
+[[gnu::cold, gnu::noinline]] void writeTracedRow(ChipType chipType, U8* data, Write write) {
+    constexpr U16 bytes = rowWords<typename Row::SheetType> * 4;
+    Row row(chipType, data, bytes, false, Variant);
+    write(row);
+}
+
+} // namespace layout
+
+/// `write` is copied: it should capture by value, and little.
+template <class Row, U8 Variant, class Write>
+inline void writeRow(ChipType chipType, U8* data, Write write) {
     using S = typename Row::SheetType;
     constexpr std::size_t sheet = layout::sheetOf<S>(Variant);
     static_assert(sheet < std::size(S::sheets), "the table has no such variant");
@@ -113,9 +134,7 @@ void writeRow(ChipType chipType, U8* data, Write const& write) {
         return;
     }
     if (!Kor::traceIsQuiet(facility, 8)) [[unlikely]] {
-        Row row(chipType, data, static_cast<U16>(layout::rowWords<S> * 4), false, Variant);
-        write(row);
-        return;
+        return layout::writeTracedRow<Row, Variant>(chipType, data, write);
     }
     auto const tryColumn = [&]<std::size_t Column>(std::integral_constant<std::size_t, Column>) {
         constexpr U8 candidate = layout::slotOf(sheet, Column);

@@ -28,8 +28,10 @@ function(loam_defaults TARGET)
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_options(${TARGET} PRIVATE -fno-semantic-interposition)
   if(PROJECT_IS_TOP_LEVEL)
-    target_compile_options(${TARGET} PRIVATE -Wall -Wextra -Wconversion -Wshadow -Werror)
+    target_compile_options(${TARGET} PRIVATE -Wall -Wextra -Wconversion -Wshadow
+      $<$<BOOL:${LOAM_WERROR}>:-Werror>)
     target_compile_definitions(${TARGET} PRIVATE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
   endif()
   if(LOAM_TIDY)

@@ -109,7 +109,8 @@ E enumeratorOfName(std::string_view name, char const* word) {
 
 } // namespace Kor
 
-/// Declares the operations that carry the enumeration's name. `streaming` prints the bare name.
+/// Declares the operations that carry the enumeration's name. Streaming prints the
+/// bare name; a number that is no enumerator prints as `LifType(99)`.
 #define KOR_ENUMERATION(E)                                                                                   \
     [[gnu::visibility("default")]] E E##Instance(unsigned int number);                                       \
     [[gnu::visibility("default")]] E E##Instance(Kor::String8 const& name);                                  \
@@ -121,11 +122,31 @@ E enumeratorOfName(std::string_view name, char const* word) {
         return Kor::enumeratorOfNumber<E>(number, #E);                                                       \
     }                                                                                                        \
     E E##Instance(Kor::String8 const& name) {                                                                \
-        return Kor::enumeratorOfName<E>(name.charPtr(), #E);                                                 \
+        return Kor::enumeratorOfName<E>(name.view(), #E);                                                    \
     }                                                                                                        \
     Kor::String8 stringValue(E value) {                                                                      \
-        return Kor::String8(Kor::enumeratorText(value, #E).c_str());                                         \
+        return Kor::String8(Kor::enumeratorText(value, #E));                                                 \
     }                                                                                                        \
     std::ostream& operator<<(std::ostream& stream, E value) {                                                \
         return stream << Kor::enumeratorText(value, #E);                                                     \
+    }
+
+/// The same within a class: the operations are static, but for the streaming.
+#define KOR_NESTED_ENUMERATION(E)                                                                            \
+    static E E##Instance(unsigned int number);                                                               \
+    static E E##Instance(Kor::String8 const& name);                                                          \
+    static Kor::String8 stringValue(E value);                                                                \
+    friend std::ostream& operator<<(std::ostream& stream, E value) {                                         \
+        return stream << stringValue(value).view();                                                          \
+    }
+
+#define KOR_NESTED_ENUMERATION_BODY(Outer, E)                                                                \
+    Outer::E Outer::E##Instance(unsigned int number) {                                                       \
+        return Kor::enumeratorOfNumber<Outer::E>(number, #Outer "::" #E);                                    \
+    }                                                                                                        \
+    Outer::E Outer::E##Instance(Kor::String8 const& name) {                                                  \
+        return Kor::enumeratorOfName<Outer::E>(name.view(), #E);                                             \
+    }                                                                                                        \
+    Kor::String8 Outer::stringValue(Outer::E value) {                                                        \
+        return Kor::String8(Kor::enumeratorText(value, #Outer "::" #E));                                     \
     }

@@ -12,7 +12,8 @@
 ///     Getter      x()                                   (reflect/Value.h)
 ///     Setter      xIs(v)                                (reflect/Value.h)
 ///     Constant    the static constexpr member x         (reflect/Value.h)
-///     call        o.x(...), for an operation that is reached by its name
+///     call, set   o.x(...) and o.xIs(v), for code that is given the name
+///     len, isValid   row.xLen() and row.isXValid()
 ///
 /// Two headers that are included together must not make one name twice: a name that several of them use is
 /// made in the lowest that they share.
@@ -61,6 +62,18 @@
         template <class Object, class... Arguments>                                                          \
         static constexpr decltype(auto) call(Object&& object, Arguments&&... arguments) {                    \
             return std::forward<Object>(object).x(std::forward<Arguments>(arguments)...);                    \
+        }                                                                                                    \
+        template <class Object, class T>                                                                     \
+        static constexpr decltype(auto) set(Object& object, T&& value) {                                     \
+            return object.x##Is(std::forward<T>(value));                                                     \
+        }                                                                                                    \
+        template <class Row>                                                                                 \
+        static U16 len(Row const& row) {                                                                     \
+            return row.x##Len();                                                                             \
+        }                                                                                                    \
+        template <class Row>                                                                                 \
+        static bool isValid(Row const& row) {                                                                \
+            return row.is##X##Valid();                                                                       \
         }                                                                                                    \
     };                                                                                                       \
     }

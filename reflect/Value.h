@@ -98,6 +98,10 @@ struct Operation {
     static constexpr bool settable = false;
 };
 
+/// An operation of the class, called without an object.
+template <class NameType, class Signature>
+struct ClassOperation : Operation<NameType, Signature> {};
+
 template <class... A>
 struct AttributeList {
     static constexpr std::size_t size = sizeof...(A);
@@ -261,8 +265,8 @@ constexpr void fold(OneAtATime& hash, T const& value) {
         value.foldInto(hash);
     } else if constexpr (requires { value.hash(); }) {
         hash.add(value.hash());
-    } else if constexpr (std::is_same_v<T, bool>) {
-        hash.add(static_cast<U8>(value));
+    } else if constexpr (std::is_enum_v<T>) {
+        hash.add(static_cast<U32>(value));
     } else {
         hash.add(value);
     }

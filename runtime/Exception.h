@@ -1,5 +1,19 @@
 #pragma once
 
+/// The exceptions of the library: every error that a caller or a peer can cause.
+///
+///     try {
+///         index.indexIs(5000);
+///     } catch (Kor::RangeException const& error) {
+///         std::puts(error.what());
+///     }
+///
+/// Kor::Exception derives from std::exception; `message()` has the text as a Kor::String8 and `what()` as a C
+/// string, both the words that the operation documents. The classes tell errors apart in a catch; the ids
+/// tell them apart where a class can not (`hasId`), and in Kor::Expect. A contract that is broken is no
+/// exception: see runtime/Contract.h.
+
+#include "runtime/Ptr.h"
 #include "runtime/String8.h"
 
 #include <exception>
@@ -8,25 +22,142 @@ namespace Kor {
 
 class [[gnu::visibility("default")]] Exception : public std::exception {
 public:
-    explicit Exception(String8 message) : message_(message) {}
-    char const* what() const noexcept override {
-        return message_.charPtr();
-    }
-    String8 const& message() const {
+    /// The kinds of errors, numbered. 0 names none.
+    enum class Id : U32 {
+        none = 0,
+        internal = 1,
+        range = 12,
+        nameInUse = 16,
+        attrLogEntity = 42,
+        attrLogRecord = 48,
+        entityIdUnavailable = 49,
+    };
+
+    /// A set of ids, 0 to 63.
+    class [[gnu::visibility("default")]] IdBitArray {
+    public:
+        constexpr IdBitArray() noexcept = default;
+        constexpr IdBitArray& add(Id id) noexcept {
+            bits_ |= bit(id);
+            return *this;
+        }
+        constexpr bool has(Id id) const noexcept {
+            return (bits_ & bit(id)) != 0;
+        }
+        friend constexpr bool operator==(IdBitArray, IdBitArray) noexcept = default;
+
+    private:
+        static constexpr U64 bit(Id id) noexcept {
+            return U64{1} << (static_cast<U32>(id) & 63);
+        }
+
+        U64 bits_ = 0;
+    };
+
+    /// What an exception carries besides its text. Copies of the exception share it.
+    class [[gnu::visibility("default")]] Detail : public PtrInterface {
+    public:
+        Detail(IdBitArray ids, bool byCaller) noexcept : ids_(ids), byCaller_(byCaller) {}
+        IdBitArray ids() const noexcept {
+            return ids_;
+        }
+        bool byCaller() const noexcept {
+            return byCaller_;
+        }
+
+    private:
+        IdBitArray ids_;
+        bool byCaller_;
+    };
+
+    /// `byCaller` tells whether a caller or a peer caused the error; false says that this library is to
+    /// blame.
+    Exception(String8 message, IdBitArray ids, bool byCaller);
+    Exception(Exception const& other) noexcept = default;
+    Exception& operator=(Exception const& other) noexcept = default;
+    ~Exception() override;
+
+    String8 const& message() const noexcept {
         return message_;
+    }
+    char const* what() const noexcept override;
+    IdBitArray ids() const noexcept {
+        return detail_->ids();
+    }
+    bool hasId(Id id) const noexcept {
+        return detail_->ids().has(id);
+    }
+    bool byCaller() const noexcept {
+        return detail_->byCaller();
     }
 
 private:
     String8 message_;
+    Ptr<Detail const> detail_;
 };
 
-class [[gnu::visibility("default")]] RangeException : public Exception {
+/// A value outside of its range, a null Kor::ValidPtr, a text that does not parse. Id 12.
+class [[gnu::visibility("default")]] RangeException : public Exception{
+    public : explicit RangeException(String8 message, IdBitArray ids = {}) :
+        Exception(std::move(message), ids.add(Id::range), true){}
+};
+
+/// A record names an entity of the wrong type. Id 42.
+class [[gnu::visibility("default")]] AttrLogEntityException : public Exception{
+    public :
+        explicit AttrLogEntityException(String8 message = "Entity is the wrong type", IdBitArray ids = {}) :
+            Exception(std::move(message), ids.add(Id::attrLogEntity), true){}
+};
+
+/// A record could not be written as begun and has to be begun again. Id 48.
+class [[gnu::visibility("default")]] AttrLogRecordException : public Exception{
+    public : explicit AttrLogRecordException(String8 message, IdBitArray ids = {}) :
+        Exception(std::move(message), ids.add(Id::attrLogRecord), true){}
+};
+
+/// An entity has no id on a stream yet. Ids 48 and 49.
+class [[gnu::visibility("default")]] EntityIdUnavailableException : public Exception{
+    public : explicit EntityIdUnavailableException(String8 message, IdBitArray ids = {}) :
+        Exception(std::move(message), ids.add(Id::attrLogRecord).add(Id::entityIdUnavailable), true){}
+};
+
+/// The name of a new entity is taken. Id 16.
+class [[gnu::visibility("default")]] NameInUseException : public Exception{
+    public : explicit NameInUseException(String8 message, IdBitArray ids = {}) :
+        Exception(std::move(message), ids.add(Id::nameInUse), true){}
+};
+
+/// The library found itself in a state that it should never be in. Id 1.
+class [[gnu::visibility("default")]] InternalException : public Exception{
+    public : explicit InternalException(String8 message, IdBitArray ids = {}) :
+        Exception(std::move(message), ids.add(Id::internal), false){}
+};
+
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(char const* message);
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(String8 const& message);
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwInternalException(char const* message);
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwInternalException(String8 const& message);
+
+/// States for a scope which exception the code around it is prepared for.
+///
+///     Kor::Expect const expect(Kor::Exception::Id::range);
+///
+/// It catches nothing. Who reports exceptions can ask isExpected() whether somebody up the stack of this
+/// thread will deal with one. Id 0 stands for "any": so do the guards around reactors, whose exceptions are
+/// all contained. The guards of a thread nest; make them on the stack only.
+class [[gnu::visibility("default")]] Expect {
 public:
-    using Exception::Exception;
-};
+    explicit Expect(Exception::Id id) noexcept;
+    ~Expect();
+    Expect(Expect const&) = delete;
+    Expect& operator=(Expect const&) = delete;
 
-[[noreturn]] inline void throwRangeException(char const* words) {
-    throw RangeException(words);
-}
+    /// Whether a guard of this thread expects an exception with one of these ids.
+    static bool isExpected(Exception::IdBitArray ids) noexcept;
+
+private:
+    Expect const* outer_;
+    Exception::Id id_;
+};
 
 } // namespace Kor

@@ -1,18 +1,209 @@
 #pragma once
 
+/// Kor::String8, a byte string that is cheap to share, and Kor::Name, the same for names.
+///
+///     Kor::String8 text = Kor::format("%s-%u", "lif", 7);
+///     text += "!";                                  // a new text; whoever shares the old one keeps it
+///     std::puts(text.charPtr());
+///
+/// A string is one counted pointer to an immutable block with length and bytes; copying it copies the
+/// pointer. The bytes are any bytes, zeros included, up to 4 GiB; a NUL follows the last, for C interfaces. A
+/// null pointer inside reads as the empty string, and so does a null `char const*` argument.
+///
+/// Each change builds a new block, so `+=` in a loop is quadratic: build long texts in a std::string and
+/// convert once. Threads: as for every counted object, runtime/VFPtrInterface.h.
+
+#include "runtime/Ptr.h"
+
+#include <compare>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
 namespace Kor {
 
-class String8 {
+template <class Char>
+class StringN;
+
+using String8 = StringN<unsigned char>;
+
+template <>
+class [[gnu::visibility("default")]] StringN<unsigned char> {
 public:
-    String8() = default;
-    String8(char const* text) : text_(text ? text : "") {}
-    char const* charPtr() const { return text_.c_str(); }
+    /// The shared block: reference word, length, bytes.
+    class [[gnu::visibility("default")]] Data : public VFPtrInterface {
+    public:
+        U32 length() const noexcept {
+            return length_;
+        }
+        char const* chars() const noexcept {
+            return reinterpret_cast<char const*>(this + 1);
+        }
+        bool operator==(Data const& other) const noexcept {
+            return std::string_view(chars(), length_) == std::string_view(other.chars(), other.length_);
+        }
+
+        /// Ends with plain operator delete, with no hook called.
+        void referencesDec() const noexcept {
+            if (isZero(wordDec())) {
+                release();
+            }
+        }
+
+    private:
+        friend class StringN;
+        void release() const noexcept;
+        constexpr explicit Data(U32 length) noexcept : length_(length) {}
+        char* chars() noexcept {
+            return reinterpret_cast<char*>(this + 1);
+        }
+        /// A block for `length` bytes, which the caller fills; the NUL is there.
+        static Ptr<Data> make(std::size_t length);
+
+        U32 length_;
+    };
+
+    /// The one block of the empty string.
+    static Data* const nullStringData_;
+
+    class IteratorConst;
+
+    StringN() noexcept : data_(nullStringData_) {}
+    StringN(char const* text) {
+        init(text, 0, lengthOf(text));
+    }
+    explicit StringN(std::string_view text);
+    StringN(std::string const& text) : StringN(std::string_view(text)) {}
+    StringN& operator=(char const* text) {
+        return *this = StringN(text);
+    }
+
+    /// Makes the string a copy of `length` bytes of `text`, from byte `first` on. `text` may be the string's
+    /// own. A null text counts as empty. A length that does not fit 32 bits throws Kor::RangeException.
+    void init(char const* text, unsigned first, unsigned length);
+
+    /// The text with a NUL behind it, never null. It lives as long as a string shares it.
+    char const* charPtr() const noexcept {
+        return data_ ? data_->chars() : "";
+    }
+    U32 length() const noexcept {
+        return data_ ? data_->length() : 0;
+    }
+    bool empty() const noexcept {
+        return length() == 0;
+    }
+    std::string_view view() const noexcept {
+        return {charPtr(), length()};
+    }
+
+    /// The one-at-a-time hash of the bytes.
+    U32 hash() const noexcept;
+
+    StringN operator+(StringN const& tail) const;
+    StringN operator+(char const* tail) const {
+        return *this + StringN(tail);
+    }
+    StringN& operator+=(StringN const& tail) {
+        return *this = *this + tail;
+    }
+    StringN& operator+=(char const* tail) {
+        return *this = *this + tail;
+    }
+
+    IteratorConst begin() const noexcept;
+    /// Shares the block of begin(), at the position behind the last byte.
+    IteratorConst end() const noexcept;
+
+    friend bool operator==(StringN const& a, StringN const& b) noexcept {
+        return a.data_ == b.data_ || a.view() == b.view();
+    }
+    friend bool operator==(StringN const& a, char const* b) noexcept {
+        return a.view() == (b != nullptr ? std::string_view(b) : std::string_view());
+    }
+    /// Orders by bytes, each as unsigned.
+    friend std::strong_ordering operator<=>(StringN const& a, StringN const& b) noexcept {
+        return a.view() <=> b.view();
+    }
 
 private:
-    std::string text_;
+    struct Null;
+    static unsigned lengthOf(char const* text);
+
+    Ptr<Data> data_;
 };
 
+[[gnu::visibility("default")]] String8 operator+(char const* head, String8 const& tail);
+[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, String8 const& text);
+
+/// The cursor of text parsing: a place in a string, which it keeps alive.
+///
+/// A cursor may be moved anywhere, also outside of the string; reading there gives 0.
+class [[gnu::visibility("default")]] StringN<unsigned char>::IteratorConst {
+public:
+    IteratorConst() noexcept = default;
+    IteratorConst(Ptr<Data const> data, S32 position) noexcept
+        : data_(std::move(data)), position_(position) {}
+
+    /// The byte here; 0 before the first and behind the last byte.
+    unsigned char operator*() const noexcept {
+        return at(position_);
+    }
+    unsigned char operator[](S32 ahead) const noexcept {
+        return at(S64{position_} + ahead);
+    }
+
+    IteratorConst& operator++() noexcept {
+        return *this += 1;
+    }
+    IteratorConst& operator--() noexcept {
+        return *this += -1;
+    }
+    IteratorConst& operator+=(S32 steps) noexcept {
+        position_ += steps;
+        return *this;
+    }
+    friend IteratorConst operator+(IteratorConst at, S32 steps) noexcept {
+        return at += steps;
+    }
+    /// Bytes from `b` to `a`, both in one string.
+    friend S32 operator-(IteratorConst const& a, IteratorConst const& b) noexcept {
+        return a.position_ - b.position_;
+    }
+    friend bool operator==(IteratorConst const& a, IteratorConst const& b) noexcept = default;
+
+    S32 position() const noexcept {
+        return position_;
+    }
+    /// The bytes from here up to `end`; empty when `end` is not behind this place in the same string.
+    std::string_view until(IteratorConst const& end) const noexcept;
+
+private:
+    unsigned char at(S64 position) const noexcept {
+        return data_ && position >= 0 && position < S64{data_->length()}
+                   ? static_cast<unsigned char>(data_->chars()[position])
+                   : 0;
+    }
+
+    Ptr<Data const> data_;
+    S32 position_ = 0;
+};
+
+/// A name in the object tree: a string under another type, passed by value.
+class [[gnu::visibility("default")]] Name : public String8 {
+public:
+    using String8::String8;
+    Name() noexcept = default;
+    Name(String8 text) noexcept : String8(std::move(text)) {}
+};
+
+/// Formats like printf. Text of any length; throws std::bad_alloc, or Kor::RangeException for a bad format.
+[[gnu::visibility("default"), gnu::format(printf, 1, 2)]] String8 format(char const* form, ...);
+
 } // namespace Kor
+
+template <>
+struct std::hash<Kor::String8> {
+    std::size_t operator()(Kor::String8 const& text) const noexcept { return text.hash(); }
+};
+template <>
+struct std::hash<Kor::Name> : std::hash<Kor::String8> {};

@@ -173,8 +173,18 @@ void write(auto& row, AradLifLabelProtocolOrLsp const& lif, Loam::FapType fapTyp
 
 template <class Lif, U8 Variant>
 void writeAs(AradLifEntry const& entry, ChipType chipType, Loam::FapType fapType, Kor::BytePtr dataBuffer) {
-    Lif const lif(entry);
-    writeRow<LifTable, Variant>(chipType, dataBuffer, [&](auto& row) { write(row, lif, fapType); });
+    writeRow<LifTable, Variant>(chipType, dataBuffer,
+                                [from = &entry, fapType](auto& row) { write(row, Lif(*from), fapType); });
+}
+
+[[gnu::cold, gnu::noinline]] void traceWrite(Kor::TraceFacility& facility, bool on, ChipType chipType,
+                                             Loam::FapType fapType) {
+    Kor::traceCompose(facility, 8, on, {"LoamTunnelTypes", __LINE__, "writeToChipFormat"},
+                      [&](std::ostream& text) {
+                          text << "AradLifEntry::"
+                               << "writeToChipFormat"
+                               << ": chipType: " << chipType << ", fapType: " << fapType;
+                      });
 }
 
 } // namespace
@@ -190,13 +200,10 @@ U8 AradLifEntry::variant() const {
 
 void AradLifEntry::writeToChipFormat(ChipType chipType, Kor::BytePtr dataBuffer) const {
     Loam::FapType const fapType = chipTypeToFapType(chipType);
-    Kor::trace(typesTraceHandle().facility(), 8, {"LoamTunnelTypes", __LINE__, "writeToChipFormat"},
-               [&](std::ostream& text) {
-                   text << "AradLifEntry::"
-                           "writeToChipFormat"
-                           ": chipType: "
-                        << chipType << ", fapType: " << fapType;
-               });
+    Kor::TraceFacility& facility = typesTraceHandle().facility();
+    if (bool const on = facility.passed(8); on || Kor::coverageStream_) [[unlikely]] {
+        traceWrite(facility, on, chipType, fapType);
+    }
     switch (variant()) {
     case variantP2pToAc:
         return writeAs<AradLifAcP2pToAc, variantP2pToAc>(*this, chipType, fapType, dataBuffer);

@@ -5,6 +5,9 @@
 namespace Hardware::LoamTunnel {
 
 /// The handle of the values' trace facility, named "LoamTunnelTypes".
-[[gnu::visibility("default")]] Kor::TraceHandle& typesTraceHandle();
+[[gnu::visibility("default")]] inline Kor::TraceHandle& typesTraceHandle() {
+    static Kor::TraceHandle _defaultTraceHandle("LoamTunnelTypes", false);
+    return _defaultTraceHandle;
+}
 
 } // namespace Hardware::LoamTunnel

@@ -1,0 +1,108 @@
+#pragma once
+
+/// The counted base of everything that is shared: entities, reactors, members of collections, stream
+/// adapters, type objects.
+///
+///     class Port : public Kor::PtrInterface {
+///     public:
+///         explicit Port(int number);
+///     };
+///
+///     Kor::Ptr<Port> port = Kor::makePtr<Port>(7);      // runtime/Ptr.h
+///
+/// Ownership. An object lives on the heap, is held by Kor::Ptr and ends when the last reference goes; never
+/// `delete` it. Cycles are not found: of two objects that point at each other, one must use a weak or a plain
+/// pointer (see Kor::PtrInterface::NotifieeConst::isWeakReferenceIs).
+///
+/// Threads. An object belongs to one thread at a time. References to it may be taken and dropped by several
+/// once Kor::VFPtrInterface::enableThreadSafePointers is set.
+
+#include "runtime/PtrTrack.h"
+#include "runtime/VFPtrInterface.h"
+
+namespace Kor {
+
+class KorType;
+
+class [[gnu::visibility("default")]] PtrInterface : public VFPtrInterface {
+public:
+    /// The root of all reactors, runtime/Notifiee.h.
+    class NotifieeConst;
+
+    PtrInterface() noexcept {
+        track();
+    }
+    PtrInterface(PtrInterface const& other) noexcept : VFPtrInterface(other) {
+        track();
+    }
+    PtrInterface& operator=(PtrInterface const&) noexcept = default;
+
+    /// Sets or clears bit 29 of the reference word. A reactor also joins or leaves its notifier's list.
+    virtual void hasNotificationActiveIs(bool active);
+
+    /// The audit of a class: the number of errors found. The base finds none.
+    virtual U32 korAuditErrors(U32 level) const;
+
+    /// Runs the audit: 0 when the top bit of `level` is set, otherwise what korAuditErrors(level) finds.
+    virtual U32 auditErrors(U32 level) const;
+
+    /// Called once the last reference is gone, before the object ends. It may take a reference and keep it,
+    /// which keeps the object alive. It must not throw. The base does nothing.
+    virtual void zeroReferencesIs(bool zero);
+
+    /// The type object of the class of this object, and of a class. They never end, so the pointer needs no
+    /// count.
+    virtual KorType* fwkType() const;
+    static KorType* _fwkType();
+
+    virtual ~PtrInterface() {
+        if (ptrifTrackOn_ != 0) [[unlikely]] {
+            PtrTrack::ptrifDel(this);
+        }
+    }
+
+    /// Drops a reference, and ends the object when that was the last one. Returns the number of references
+    /// left.
+    U32 referencesDec() const {
+        U32 const left = wordDec();
+        if (isZero(left)) {
+            handleZeroRef();
+        }
+        return left & countMask;
+    }
+
+    /// Adds a reference that nobody will ever drop: the object lives until the process ends, and leak reports
+    /// pass over it.
+    void referencesLeak() const;
+
+    bool hasNotificationActive() const noexcept {
+        return (word() & notificationActiveBit) != 0;
+    }
+
+    /// Bit 31 of the reference word: the object is a zombie, kept in memory but out of use.
+    bool korMarkedForDeletion() const noexcept {
+        return (word() & markedForDeletionBit) != 0;
+    }
+    void korMarkedForDeletionIs(bool marked) const noexcept {
+        flagIs(markedForDeletionBit, marked);
+    }
+
+    static void* operator new(std::size_t size) {
+        return ::operator new(size);
+    }
+
+protected:
+    /// Ends the object: zeroReferencesIs(true), then, if nobody has taken a reference meanwhile, the
+    /// destructor. The object holds a reference to itself all the while, so that references may come and go
+    /// in the hook and in the destructor without ending it twice.
+    void handleZeroRef() const noexcept;
+
+private:
+    void track() noexcept {
+        if (ptrifTrackOn_ != 0) [[unlikely]] {
+            PtrTrack::ptrifAdd(this);
+        }
+    }
+};
+
+} // namespace Kor

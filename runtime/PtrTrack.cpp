@@ -1,0 +1,78 @@
+#include "runtime/PtrTrack.h"
+
+#include "runtime/PtrInterface.h"
+
+#include <cstdlib>
+#include <cxxabi.h>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <typeinfo>
+
+namespace Kor {
+
+U8 ptrifTrackOn_ = 0;
+
+namespace {
+
+struct Registry {
+    std::mutex mutex;
+    std::set<PtrInterface const*> objects;
+};
+
+// Never ended: objects with static storage come and go until the very last.
+Registry& registry() {
+    static auto* const theRegistry = new Registry;
+    return *theRegistry;
+}
+
+std::string className(PtrInterface const& object) {
+    char const* const mangled = typeid(object).name();
+    int status = 0;
+    std::unique_ptr<char, void (*)(void*)> const name(abi::__cxa_demangle(mangled, nullptr, nullptr, &status),
+                                                      &std::free);
+    return status == 0 ? name.get() : mangled;
+}
+
+// A static of the library ends after those of the programs that use it, so what they release in time is not
+// reported.
+struct ReportAtExit {
+    ~ReportAtExit() {
+        if (ptrifTrackOn_ != 0) {
+            PtrTrack::report(stderr);
+        }
+    }
+} const reportAtExit;
+
+} // namespace
+
+void PtrTrack::ptrifAdd(PtrInterface const* object) noexcept {
+    std::lock_guard const lock(registry().mutex);
+    registry().objects.insert(object);
+}
+
+void PtrTrack::ptrifDel(void const* object) noexcept {
+    std::lock_guard const lock(registry().mutex);
+    registry().objects.erase(static_cast<PtrInterface const*>(object));
+}
+
+std::size_t PtrTrack::liveObjects() noexcept {
+    std::lock_guard const lock(registry().mutex);
+    return registry().objects.size();
+}
+
+void PtrTrack::report(std::FILE* out) {
+    std::lock_guard const lock(registry().mutex);
+    auto const& objects = registry().objects;
+    if (objects.empty()) {
+        return;
+    }
+    std::fprintf(out, "Kor::PtrTrack: %zu counted object%s still alive\n", objects.size(),
+                 objects.size() == 1 ? "" : "s");
+    for (PtrInterface const* object : objects) {
+        std::fprintf(out, "Kor::PtrTrack: %p %s, references %u\n", static_cast<void const*>(object),
+                     className(*object).c_str(), object->references());
+    }
+}
+
+} // namespace Kor

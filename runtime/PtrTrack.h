@@ -1,0 +1,44 @@
+#pragma once
+
+/// A debugging aid: which counted objects are alive?
+///
+///     Kor::ptrifTrackOn_ = 1;                  // first thing in main(): only objects made from now on are
+///     known
+///     ...
+///     Kor::PtrTrack::liveObjects();            // while running
+///
+/// When the process ends, the objects still alive are listed on stderr, one a line, with class and count:
+///
+///     Kor::PtrTrack: 1 counted object still alive
+///     Kor::PtrTrack: 0x55d0c0a0 LifAppConfig, references 2
+///
+/// Objects made immortal by referencesLeak() are not listed. While tracking is on, each object costs a lock
+/// and an allocation; while it is off, one test. The tracking functions may be called from any thread, but a
+/// listing looks into the objects, so it must not run while another thread ends one.
+
+#include "runtime/Types.h"
+
+#include <cstddef>
+#include <cstdio>
+
+namespace Kor {
+
+class PtrInterface;
+
+/// Non-zero: counted objects are tracked. Switching it off forgets nothing but stops the report at exit.
+[[gnu::visibility("default")]] extern U8 ptrifTrackOn_;
+
+class [[gnu::visibility("default")]] PtrTrack {
+public:
+    static void ptrifAdd(PtrInterface const* object) noexcept;
+    /// Takes an object out; one that is not known is ignored.
+    static void ptrifDel(void const* object) noexcept;
+
+    /// Number of tracked objects that are alive.
+    static std::size_t liveObjects() noexcept;
+
+    /// Lists the tracked objects that are alive. Writes nothing when there is none.
+    static void report(std::FILE * out);
+};
+
+} // namespace Kor
