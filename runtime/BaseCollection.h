@@ -6,7 +6,7 @@
 
 namespace Kor {
 
-class [[gnu::visibility("default")]] BaseCollection {
+class __attribute__((visibility("default"))) BaseCollection {
 public:
     /// The untyped part of an iterator: where it is.
     class StrepIterator {

@@ -55,7 +55,7 @@ protected:
     ~HashMapVTableGeneric() = default;
 };
 
-class [[gnu::visibility("default")]] HashMapGeneric {
+class __attribute__((visibility("default"))) HashMapGeneric {
 public:
     /// An empty map of `buckets` buckets, rounded up to a power of two; it never gets smaller than that. The
     /// owner stores the descriptor and the link offset before the first member comes.
@@ -67,21 +67,11 @@ public:
         freeTable();
     }
 
-    U32 version() const noexcept {
-        return version_;
-    }
-    U32 count() const noexcept {
-        return count_;
-    }
-    bool empty() const noexcept {
-        return count_ == 0;
-    }
-    U32 bucketCount() const noexcept {
-        return U32{1} << log2Buckets_;
-    }
-    HashMapVTableGeneric const* descriptor() const noexcept {
-        return descriptor_;
-    }
+    U32 version() const noexcept { return version_; }
+    U32 count() const noexcept { return count_; }
+    bool empty() const noexcept { return count_ == 0; }
+    U32 bucketCount() const noexcept { return U32{1} << log2Buckets_; }
+    HashMapVTableGeneric const* descriptor() const noexcept { return descriptor_; }
 
     /// Unlinks and releases every member, one by one: what the end of a member does to this map finds it
     /// sound. The array stays.
@@ -276,7 +266,7 @@ protected:
 private:
     // The array of links, all null; null when there is no memory.
     static HashLink* newTable(unsigned log2) noexcept;
-    void replaceTable(HashLink * table, unsigned log2) noexcept;
+    void replaceTable(HashLink* table, unsigned log2) noexcept;
 
     static constexpr unsigned maxLog2 = 30; // bucket numbers are signed
 };
