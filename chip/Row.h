@@ -121,15 +121,16 @@ struct FieldForms<Row, FieldList<F...>> : F::Name::template FieldForm<Row, F>...
 
 /// What a table class derives from: `class LifTable final : public RowOf<LifTable, layout::LifTableSheet>`.
 template <class Row, class S>
-class [[gnu::visibility("default")]] RowOf : public SiliconKit::BcmAsicBase,
-                                             public layout::FieldForms<RowOf<Row, S>, typename S::Fields> {
+class __attribute__((visibility("default"))) RowOf
+    : public SiliconKit::BcmAsicBase,
+      public layout::FieldForms<RowOf<Row, S>, typename S::Fields> {
 public:
     using SheetType = S;
     using Fields = typename S::Fields;
     using Whole = typename S::Whole;
     static constexpr std::string_view tableName = Kor::typeName<Row>();
 
-    RowOf(ChipType chipType, U8 * data, U16 len, bool rowFlag, U8 variant)
+    RowOf(ChipType chipType, U8* data, U16 len, bool rowFlag, U8 variant)
         : BcmAsicBase(static_cast<U8>(chipType), data, len, rowFlag, variant, 0),
           slot_(layout::SlotTable<S>::at(chipType, variant)), facility_(&metaInfoTraceHandle().facility()) {
         static_assert(layout::Check<S, Fields>::ok);
@@ -138,40 +139,24 @@ public:
 
     // Geometry
 
-    static U32 entries(U32 chipType, U8 variant) {
-        return geometry("entries", chipType, variant).entries;
-    }
-    static U16 width(U32 chipType, U8 variant) {
-        return geometry("width", chipType, variant).width;
-    }
-    static U32 index_min(U32 chipType, U8 variant) {
-        return geometry("index_min", chipType, variant), 0;
-    }
+    static U32 entries(U32 chipType, U8 variant) { return geometry("entries", chipType, variant).entries; }
+    static U16 width(U32 chipType, U8 variant) { return geometry("width", chipType, variant).width; }
+    static U32 index_min(U32 chipType, U8 variant) { return geometry("index_min", chipType, variant), 0; }
     static U32 arrayElements(U32 chipType, U8 variant) {
         return geometry("arrayElements", chipType, variant).arrayElements;
     }
-    static U16 tableWidth(U32 chipType, U8 variant) {
-        return width(chipType, variant);
-    }
+    static U16 tableWidth(U32 chipType, U8 variant) { return width(chipType, variant); }
 
-    U32 entries() const override {
-        return entries(chipType_, variant_);
-    }
-    U16 width() const override {
-        return width(chipType_, variant_);
-    }
-    U32 index_min() const {
-        return index_min(chipType_, variant_);
-    }
-    U32 arrayElements() const {
-        return arrayElements(chipType_, variant_);
-    }
+    U32 entries() const override { return entries(chipType_, variant_); }
+    U16 width() const override { return width(chipType_, variant_); }
+    U32 index_min() const { return index_min(chipType_, variant_); }
+    U32 arrayElements() const { return arrayElements(chipType_, variant_); }
 
     // Addressing
 
     /// Requires tableEntry < entries, arrayIndex < arrayElements, identifier at most the table's last one
     /// there.
-    static bool getSchanAddress(U32 chipType, U8 variant, U32 & schanAddress, U8 & schanAux, U8 & schanBlock,
+    static bool getSchanAddress(U32 chipType, U8 variant, U32& schanAddress, U8& schanAux, U8& schanBlock,
                                 U16 identifier, U32 tableEntry, U16 arrayIndex) {
         layout::GeometryRow const* const at = layout::geometryOf<S>(chipType, variant);
         if (!at) {
@@ -190,7 +175,7 @@ public:
         schanAux = 0;
         return true;
     }
-    bool getSchanAddress(U32 & schanAddress, U8 & schanAux, U8 & schanBlock, U16 identifier, U32 tableEntry,
+    bool getSchanAddress(U32& schanAddress, U8& schanAux, U8& schanBlock, U16 identifier, U32 tableEntry,
                          U16 arrayIndex) const override {
         return getSchanAddress(chipType_, variant_, schanAddress, schanAux, schanBlock, identifier,
                                tableEntry, arrayIndex);

@@ -89,21 +89,15 @@ std::ostream& operator<<(std::ostream& stream, T const& value) {
 
 /// A place in a text that is being read, and the primitives that scan it. Each skips the blanks before and
 /// behind what it reads, and raises Kor::RangeException when it finds something else.
-class [[gnu::visibility("default")]] TextScanner {
+class __attribute__((visibility("default"))) TextScanner {
 public:
     explicit TextScanner(std::string_view text, std::size_t position = 0)
         : text_(text), position_(position) {}
 
-    std::size_t position() const {
-        return position_;
-    }
-    bool atEnd() const {
-        return position_ >= text_.size();
-    }
+    std::size_t position() const { return position_; }
+    bool atEnd() const { return position_ >= text_.size(); }
     /// The character here, NUL at the end.
-    char current() const {
-        return atEnd() ? '\0' : text_[position_];
-    }
+    char current() const { return atEnd() ? '\0' : text_[position_]; }
 
     void skipBlanks() {
         while (!atEnd() && isBlank(text_[position_])) {
@@ -116,7 +110,7 @@ public:
 
     /// A quoted string, without its quotes: single or double ones, a backslash takes the next character as it
     /// is. The view is into the text or, if there was a backslash, into `storage`.
-    std::string_view quoted(std::string & storage);
+    std::string_view quoted(std::string& storage);
 
     /// Decimal or 0x, with a sign; raises for one that does not fit 64 bits. The result is modulo 2 to the
     /// 64th.
@@ -128,9 +122,7 @@ public:
     [[noreturn]] void expected(std::string_view what) const;
 
 private:
-    static bool isBlank(char c) {
-        return c == ' ' || (c >= '\t' && c <= '\r');
-    }
+    static bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
     std::string_view text_;
     std::size_t position_;

@@ -20,7 +20,7 @@
 
 namespace Kor {
 
-class [[gnu::visibility("default")]] Exception : public std::exception {
+class __attribute__((visibility("default"))) Exception : public std::exception {
 public:
     /// The kinds of errors, numbered. 0 names none.
     enum class Id : U32 {
@@ -34,36 +34,28 @@ public:
     };
 
     /// A set of ids, 0 to 63.
-    class [[gnu::visibility("default")]] IdBitArray {
+    class __attribute__((visibility("default"))) IdBitArray {
     public:
         constexpr IdBitArray() noexcept = default;
         constexpr IdBitArray& add(Id id) noexcept {
             bits_ |= bit(id);
             return *this;
         }
-        constexpr bool has(Id id) const noexcept {
-            return (bits_ & bit(id)) != 0;
-        }
+        constexpr bool has(Id id) const noexcept { return (bits_ & bit(id)) != 0; }
         friend constexpr bool operator==(IdBitArray, IdBitArray) noexcept = default;
 
     private:
-        static constexpr U64 bit(Id id) noexcept {
-            return U64{1} << (static_cast<U32>(id) & 63);
-        }
+        static constexpr U64 bit(Id id) noexcept { return U64{1} << (static_cast<U32>(id) & 63); }
 
         U64 bits_ = 0;
     };
 
     /// What an exception carries besides its text. Copies of the exception share it.
-    class [[gnu::visibility("default")]] Detail : public PtrInterface {
+    class __attribute__((visibility("default"))) Detail : public PtrInterface {
     public:
         Detail(IdBitArray ids, bool byCaller) noexcept : ids_(ids), byCaller_(byCaller) {}
-        IdBitArray ids() const noexcept {
-            return ids_;
-        }
-        bool byCaller() const noexcept {
-            return byCaller_;
-        }
+        IdBitArray ids() const noexcept { return ids_; }
+        bool byCaller() const noexcept { return byCaller_; }
 
     private:
         IdBitArray ids_;
@@ -77,19 +69,11 @@ public:
     Exception& operator=(Exception const& other) noexcept = default;
     ~Exception() override;
 
-    String8 const& message() const noexcept {
-        return message_;
-    }
+    String8 const& message() const noexcept { return message_; }
     char const* what() const noexcept override;
-    IdBitArray ids() const noexcept {
-        return detail_->ids();
-    }
-    bool hasId(Id id) const noexcept {
-        return detail_->ids().has(id);
-    }
-    bool byCaller() const noexcept {
-        return detail_->byCaller();
-    }
+    IdBitArray ids() const noexcept { return detail_->ids(); }
+    bool hasId(Id id) const noexcept { return detail_->ids().has(id); }
+    bool byCaller() const noexcept { return detail_->byCaller(); }
 
 private:
     String8 message_;
@@ -97,40 +81,45 @@ private:
 };
 
 /// A value outside of its range, a null Kor::ValidPtr, a text that does not parse. Id 12.
-class [[gnu::visibility("default")]] RangeException : public Exception{
-    public : explicit RangeException(String8 message, IdBitArray ids = {}) :
-        Exception(std::move(message), ids.add(Id::range), true){}
+class __attribute__((visibility("default"))) RangeException : public Exception {
+public:
+    explicit RangeException(String8 message, IdBitArray ids = {})
+        : Exception(std::move(message), ids.add(Id::range), true) {}
 };
 
 /// A record names an entity of the wrong type. Id 42.
-class [[gnu::visibility("default")]] AttrLogEntityException : public Exception{
-    public :
-        explicit AttrLogEntityException(String8 message = "Entity is the wrong type", IdBitArray ids = {}) :
-            Exception(std::move(message), ids.add(Id::attrLogEntity), true){}
+class __attribute__((visibility("default"))) AttrLogEntityException : public Exception {
+public:
+    explicit AttrLogEntityException(String8 message = "Entity is the wrong type", IdBitArray ids = {})
+        : Exception(std::move(message), ids.add(Id::attrLogEntity), true) {}
 };
 
 /// A record could not be written as begun and has to be begun again. Id 48.
-class [[gnu::visibility("default")]] AttrLogRecordException : public Exception{
-    public : explicit AttrLogRecordException(String8 message, IdBitArray ids = {}) :
-        Exception(std::move(message), ids.add(Id::attrLogRecord), true){}
+class __attribute__((visibility("default"))) AttrLogRecordException : public Exception {
+public:
+    explicit AttrLogRecordException(String8 message, IdBitArray ids = {})
+        : Exception(std::move(message), ids.add(Id::attrLogRecord), true) {}
 };
 
 /// An entity has no id on a stream yet. Ids 48 and 49.
-class [[gnu::visibility("default")]] EntityIdUnavailableException : public Exception{
-    public : explicit EntityIdUnavailableException(String8 message, IdBitArray ids = {}) :
-        Exception(std::move(message), ids.add(Id::attrLogRecord).add(Id::entityIdUnavailable), true){}
+class __attribute__((visibility("default"))) EntityIdUnavailableException : public Exception {
+public:
+    explicit EntityIdUnavailableException(String8 message, IdBitArray ids = {})
+        : Exception(std::move(message), ids.add(Id::attrLogRecord).add(Id::entityIdUnavailable), true) {}
 };
 
 /// The name of a new entity is taken. Id 16.
-class [[gnu::visibility("default")]] NameInUseException : public Exception{
-    public : explicit NameInUseException(String8 message, IdBitArray ids = {}) :
-        Exception(std::move(message), ids.add(Id::nameInUse), true){}
+class __attribute__((visibility("default"))) NameInUseException : public Exception {
+public:
+    explicit NameInUseException(String8 message, IdBitArray ids = {})
+        : Exception(std::move(message), ids.add(Id::nameInUse), true) {}
 };
 
 /// The library found itself in a state that it should never be in. Id 1.
-class [[gnu::visibility("default")]] InternalException : public Exception{
-    public : explicit InternalException(String8 message, IdBitArray ids = {}) :
-        Exception(std::move(message), ids.add(Id::internal), false){}
+class __attribute__((visibility("default"))) InternalException : public Exception {
+public:
+    explicit InternalException(String8 message, IdBitArray ids = {})
+        : Exception(std::move(message), ids.add(Id::internal), false) {}
 };
 
 [[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(char const* message);
@@ -145,7 +134,7 @@ class [[gnu::visibility("default")]] InternalException : public Exception{
 /// It catches nothing. Who reports exceptions can ask isExpected() whether somebody up the stack of this
 /// thread will deal with one. Id 0 stands for "any": so do the guards around reactors, whose exceptions are
 /// all contained. The guards of a thread nest; make them on the stack only.
-class [[gnu::visibility("default")]] Expect {
+class __attribute__((visibility("default"))) Expect {
 public:
     explicit Expect(Exception::Id id) noexcept;
     ~Expect();

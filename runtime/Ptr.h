@@ -131,6 +131,7 @@ template <class T, class... Args>
 template <class T>
 class ValidPtr {
 public:
+    ValidPtr(std::nullptr_t) = delete;
     ValidPtr(Ptr<T> ptr) : ptr_(std::move(ptr)) {
         if (!ptr_) [[unlikely]] {
             throwRangeException("null ValidPtr");

@@ -24,17 +24,13 @@ namespace Kor {
 
 class KorType;
 
-class [[gnu::visibility("default")]] PtrInterface : public VFPtrInterface {
+class __attribute__((visibility("default"))) PtrInterface : public VFPtrInterface {
 public:
     /// The root of all reactors, runtime/Notifiee.h.
     class NotifieeConst;
 
-    PtrInterface() noexcept {
-        track();
-    }
-    PtrInterface(PtrInterface const& other) noexcept : VFPtrInterface(other) {
-        track();
-    }
+    PtrInterface() noexcept { track(); }
+    PtrInterface(PtrInterface const& other) noexcept : VFPtrInterface(other) { track(); }
     PtrInterface& operator=(PtrInterface const&) noexcept = default;
 
     /// Sets or clears bit 29 of the reference word. A reactor also joins or leaves its notifier's list.
@@ -75,21 +71,11 @@ public:
     /// pass over it.
     void referencesLeak() const;
 
-    bool hasNotificationActive() const noexcept {
-        return (word() & notificationActiveBit) != 0;
-    }
+    bool hasNotificationActive() const noexcept { return (word() & notificationActiveBit) != 0; }
 
     /// Bit 31 of the reference word: the object is a zombie, kept in memory but out of use.
-    bool korMarkedForDeletion() const noexcept {
-        return (word() & markedForDeletionBit) != 0;
-    }
-    void korMarkedForDeletionIs(bool marked) const noexcept {
-        flagIs(markedForDeletionBit, marked);
-    }
-
-    static void* operator new(std::size_t size) {
-        return ::operator new(size);
-    }
+    bool korMarkedForDeletion() const noexcept { return (word() & markedForDeletionBit) != 0; }
+    void korMarkedForDeletionIs(bool marked) const noexcept { flagIs(markedForDeletionBit, marked); }
 
 protected:
     /// Ends the object: zeroReferencesIs(true), then, if nobody has taken a reference meanwhile, the

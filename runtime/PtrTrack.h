@@ -28,7 +28,7 @@ class PtrInterface;
 /// Non-zero: counted objects are tracked. Switching it off forgets nothing but stops the report at exit.
 [[gnu::visibility("default")]] extern U8 ptrifTrackOn_;
 
-class [[gnu::visibility("default")]] PtrTrack {
+class __attribute__((visibility("default"))) PtrTrack {
 public:
     static void ptrifAdd(PtrInterface const* object) noexcept;
     /// Takes an object out; one that is not known is ignored.
@@ -38,7 +38,7 @@ public:
     static std::size_t liveObjects() noexcept;
 
     /// Lists the tracked objects that are alive. Writes nothing when there is none.
-    static void report(std::FILE * out);
+    static void report(std::FILE* out);
 };
 
 } // namespace Kor

@@ -33,16 +33,16 @@ struct String8::Null {
 constinit String8::Null String8::Null::block;
 constinit String8::Data* const String8::nullStringData_ = &Null::block.data;
 
-[[gnu::noinline]] void String8::Data::release() const noexcept {
-    ::operator delete(const_cast<Data*>(this));
-}
-
 Ptr<String8::Data> String8::Data::make(std::size_t length) {
     checkLength(length);
     void* const block = ::operator new(sizeof(Data) + length + 1);
-    auto data = Ptr<Data>::adopt(new (block) Data(static_cast<U32>(length)));
+    auto data = Ptr<Data>::adopt(::new (block) Data(static_cast<U32>(length)));
     data->chars()[length] = '\0';
     return data;
+}
+
+void String8::Data::free() const noexcept {
+    ::operator delete(const_cast<Data*>(this));
 }
 
 String8::StringN(std::string_view text) {

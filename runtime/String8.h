@@ -28,17 +28,13 @@ class StringN;
 using String8 = StringN<unsigned char>;
 
 template <>
-class [[gnu::visibility("default")]] StringN<unsigned char> {
+class __attribute__((visibility("default"))) StringN<unsigned char> {
 public:
     /// The shared block: reference word, length, bytes.
-    class [[gnu::visibility("default")]] Data : public VFPtrInterface {
+    class __attribute__((visibility("default"))) Data : public VFPtrInterface {
     public:
-        U32 length() const noexcept {
-            return length_;
-        }
-        char const* chars() const noexcept {
-            return reinterpret_cast<char const*>(this + 1);
-        }
+        U32 length() const noexcept { return length_; }
+        char const* chars() const noexcept { return reinterpret_cast<char const*>(this + 1); }
         bool operator==(Data const& other) const noexcept {
             return std::string_view(chars(), length_) == std::string_view(other.chars(), other.length_);
         }
@@ -46,17 +42,15 @@ public:
         /// Ends with plain operator delete, with no hook called.
         void referencesDec() const noexcept {
             if (isZero(wordDec())) {
-                release();
+                free();
             }
         }
 
     private:
         friend class StringN;
-        void release() const noexcept;
         constexpr explicit Data(U32 length) noexcept : length_(length) {}
-        char* chars() noexcept {
-            return reinterpret_cast<char*>(this + 1);
-        }
+        [[gnu::noinline]] void free() const noexcept;
+        char* chars() noexcept { return reinterpret_cast<char*>(this + 1); }
         /// A block for `length` bytes, which the caller fills; the NUL is there.
         static Ptr<Data> make(std::size_t length);
 
@@ -69,46 +63,28 @@ public:
     class IteratorConst;
 
     StringN() noexcept : data_(nullStringData_) {}
-    StringN(char const* text) {
-        init(text, 0, lengthOf(text));
-    }
+    StringN(char const* text) { init(text, 0, lengthOf(text)); }
     explicit StringN(std::string_view text);
     StringN(std::string const& text) : StringN(std::string_view(text)) {}
-    StringN& operator=(char const* text) {
-        return *this = StringN(text);
-    }
+    StringN& operator=(char const* text) { return *this = StringN(text); }
 
     /// Makes the string a copy of `length` bytes of `text`, from byte `first` on. `text` may be the string's
     /// own. A null text counts as empty. A length that does not fit 32 bits throws Kor::RangeException.
     void init(char const* text, unsigned first, unsigned length);
 
     /// The text with a NUL behind it, never null. It lives as long as a string shares it.
-    char const* charPtr() const noexcept {
-        return data_ ? data_->chars() : "";
-    }
-    U32 length() const noexcept {
-        return data_ ? data_->length() : 0;
-    }
-    bool empty() const noexcept {
-        return length() == 0;
-    }
-    std::string_view view() const noexcept {
-        return {charPtr(), length()};
-    }
+    char const* charPtr() const noexcept { return data_ ? data_->chars() : ""; }
+    U32 length() const noexcept { return data_ ? data_->length() : 0; }
+    bool empty() const noexcept { return length() == 0; }
+    std::string_view view() const noexcept { return {charPtr(), length()}; }
 
     /// The one-at-a-time hash of the bytes.
     U32 hash() const noexcept;
 
     StringN operator+(StringN const& tail) const;
-    StringN operator+(char const* tail) const {
-        return *this + StringN(tail);
-    }
-    StringN& operator+=(StringN const& tail) {
-        return *this = *this + tail;
-    }
-    StringN& operator+=(char const* tail) {
-        return *this = *this + tail;
-    }
+    StringN operator+(char const* tail) const { return *this + StringN(tail); }
+    StringN& operator+=(StringN const& tail) { return *this = *this + tail; }
+    StringN& operator+=(char const* tail) { return *this = *this + tail; }
 
     IteratorConst begin() const noexcept;
     /// Shares the block of begin(), at the position behind the last byte.
@@ -138,42 +114,30 @@ private:
 /// The cursor of text parsing: a place in a string, which it keeps alive.
 ///
 /// A cursor may be moved anywhere, also outside of the string; reading there gives 0.
-class [[gnu::visibility("default")]] StringN<unsigned char>::IteratorConst {
+class __attribute__((visibility("default"))) StringN<unsigned char>::IteratorConst {
 public:
     IteratorConst() noexcept = default;
     IteratorConst(Ptr<Data const> data, S32 position) noexcept
         : data_(std::move(data)), position_(position) {}
 
     /// The byte here; 0 before the first and behind the last byte.
-    unsigned char operator*() const noexcept {
-        return at(position_);
-    }
-    unsigned char operator[](S32 ahead) const noexcept {
-        return at(S64{position_} + ahead);
-    }
+    unsigned char operator*() const noexcept { return at(position_); }
+    unsigned char operator[](S32 ahead) const noexcept { return at(S64{position_} + ahead); }
 
-    IteratorConst& operator++() noexcept {
-        return *this += 1;
-    }
-    IteratorConst& operator--() noexcept {
-        return *this += -1;
-    }
+    IteratorConst& operator++() noexcept { return *this += 1; }
+    IteratorConst& operator--() noexcept { return *this += -1; }
     IteratorConst& operator+=(S32 steps) noexcept {
         position_ += steps;
         return *this;
     }
-    friend IteratorConst operator+(IteratorConst at, S32 steps) noexcept {
-        return at += steps;
-    }
+    friend IteratorConst operator+(IteratorConst at, S32 steps) noexcept { return at += steps; }
     /// Bytes from `b` to `a`, both in one string.
     friend S32 operator-(IteratorConst const& a, IteratorConst const& b) noexcept {
         return a.position_ - b.position_;
     }
     friend bool operator==(IteratorConst const& a, IteratorConst const& b) noexcept = default;
 
-    S32 position() const noexcept {
-        return position_;
-    }
+    S32 position() const noexcept { return position_; }
     /// The bytes from here up to `end`; empty when `end` is not behind this place in the same string.
     std::string_view until(IteratorConst const& end) const noexcept;
 
@@ -189,7 +153,7 @@ private:
 };
 
 /// A name in the object tree: a string under another type, passed by value.
-class [[gnu::visibility("default")]] Name : public String8 {
+class __attribute__((visibility("default"))) Name : public String8 {
 public:
     using String8::String8;
     Name() noexcept = default;

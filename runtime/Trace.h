@@ -28,7 +28,7 @@ namespace Kor {
 
 /// The switches of one facility. A trace point reads the leading fields directly, so their order is part of
 /// the binary interface.
-class [[gnu::visibility("default")]] TraceFacility {
+class __attribute__((visibility("default"))) TraceFacility {
 public:
     static constexpr int levels = 10;
 
@@ -43,13 +43,9 @@ public:
     TraceFacility(TraceFacility const&) = delete;
     TraceFacility& operator=(TraceFacility const&) = delete;
 
-    std::string const& name() const {
-        return name_;
-    }
+    std::string const& name() const { return name_; }
 
-    void enabledIs(bool on) {
-        enabled = on;
-    }
+    void enabledIs(bool on) { enabled = on; }
 
     /// Switches one level, 0 to 9; any other number changes nothing and returns false.
     bool levelIs(int number, bool on);
@@ -106,7 +102,7 @@ using TraceSink = std::function<void(TraceRecord const&)>;
 [[gnu::visibility("default")]] extern std::ostream* coverageStream_;
 
 /// A source unit's hold on its facility, made or found by name.
-class [[gnu::visibility("default")]] TraceHandle {
+class __attribute__((visibility("default"))) TraceHandle {
 public:
     /// `enabled` switches the facility on if this call makes it; one that exists keeps its switches.
     TraceHandle(String8 name, bool enabled);
@@ -114,9 +110,7 @@ public:
     TraceHandle(TraceHandle const&) = delete;
     TraceHandle& operator=(TraceHandle const&) = delete;
 
-    TraceFacility& facility() const {
-        return *facility_;
-    }
+    TraceFacility& facility() const { return *facility_; }
 
 private:
     TraceFacility* facility_;

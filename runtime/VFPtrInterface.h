@@ -21,7 +21,7 @@
 
 namespace Kor {
 
-class [[gnu::visibility("default")]] VFPtrInterface {
+class __attribute__((visibility("default"))) VFPtrInterface {
 public:
     static constexpr U32 countMask = 0x1fffffff;
     static constexpr U32 zeroMask = 0x5fffffff;
@@ -41,40 +41,29 @@ public:
     }
 
     /// Number of references, without the flags.
-    U32 references() const noexcept {
-        return word() & countMask;
-    }
+    U32 references() const noexcept { return word() & countMask; }
 
     /// True when nobody holds the object. The flags of bits 29 and 31 do not count, bit 30 does.
-    bool isUnreferenced() const noexcept {
-        return isZero(word());
-    }
+    bool isUnreferenced() const noexcept { return isZero(word()); }
 
     /// True when there is exactly one reference. No flag counts.
-    bool hasSoleHolder() const noexcept {
-        return references() == 1;
-    }
+    bool hasSoleHolder() const noexcept { return references() == 1; }
 
-    static void operator delete(void* block, std::size_t /*size*/) noexcept {
-        ::operator delete(block);
-    }
+    /// Counted objects are allocated by their exact size and released with the same, also when a constructor
+    /// throws.
+    static void* operator new(std::size_t size) { return ::operator new(size); }
+    static void operator delete(void* block, std::size_t) noexcept { ::operator delete(block); }
 
 protected:
     constexpr VFPtrInterface() noexcept = default;
     /// A copy is a new object: it starts with one reference and no flags, whatever the source has.
     VFPtrInterface(VFPtrInterface const&) noexcept {}
-    VFPtrInterface& operator=(VFPtrInterface const&) noexcept {
-        return *this;
-    }
+    VFPtrInterface& operator=(VFPtrInterface const&) noexcept { return *this; }
     constexpr ~VFPtrInterface() = default;
 
-    static constexpr bool isZero(U32 word) noexcept {
-        return (word & zeroMask) == 0;
-    }
+    static constexpr bool isZero(U32 word) noexcept { return (word & zeroMask) == 0; }
 
-    U32 word() const noexcept {
-        return std::atomic_ref(word_).load(std::memory_order_relaxed);
-    }
+    U32 word() const noexcept { return std::atomic_ref(word_).load(std::memory_order_relaxed); }
 
     /// Takes a reference away and returns the new word. The caller ends the object when isZero() holds for
     /// it.

@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct [[gnu::visibility("default")]] EpniIsidTableSheet {
+struct __attribute__((visibility("default"))) EpniIsidTableSheet {
     // clang-format off
     using Whole = U32;
 
@@ -42,7 +42,7 @@ namespace Hardware {
 ///     U8 buffer[4] = {};
 ///     Hardware::EpniIsidTable row(Hardware::jerichoChip8, buffer, sizeof buffer, false, 0);
 ///     row.isidIs(0x123456);
-class [[gnu::visibility("default")]] EpniIsidTable final
+class __attribute__((visibility("default"))) EpniIsidTable final
     : public RowOf<EpniIsidTable, layout::EpniIsidTableSheet> {
 public:
     using RowOf::RowOf;

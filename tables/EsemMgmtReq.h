@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct [[gnu::visibility("default")]] EsemMgmtReqSheet {
+struct __attribute__((visibility("default"))) EsemMgmtReqSheet {
     // clang-format off
     using Whole = Raw128;
 
@@ -111,7 +111,8 @@ namespace Hardware {
 ///
 /// `esemKey` is the whole key, `esemKeyCvid`, `esemKeyVsi`, `esemKeyVd` and `esemKeyDbId` are views into it.
 /// On chip 10 `esemType`, `esemKey` and `esemPayload` are other names for those of the variant's own prefix.
-class [[gnu::visibility("default")]] EsemMgmtReq final : public RowOf<EsemMgmtReq, layout::EsemMgmtReqSheet> {
+class __attribute__((visibility("default"))) EsemMgmtReq final
+    : public RowOf<EsemMgmtReq, layout::EsemMgmtReqSheet> {
 public:
     using RowOf::RowOf;
 };

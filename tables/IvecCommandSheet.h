@@ -7,7 +7,7 @@ namespace Hardware::layout {
 
 /// The row of an ingress VLAN edit command: EpniIvecTable and EgqIvecTable hold the same one at different
 /// addresses.
-struct [[gnu::visibility("default")]] IvecCommandSheet {
+struct __attribute__((visibility("default"))) IvecCommandSheet {
     // clang-format off
     using Whole = U32;
 

@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct [[gnu::visibility("default")]] LifTableSheet {
+struct __attribute__((visibility("default"))) LifTableSheet {
     // clang-format off
     using Whole = Raw128;
 
@@ -234,7 +234,7 @@ namespace Hardware {
 ///
 /// Where chips or names meet on the same bits the last write prevails: `daNotFoundProfile` lies inside `vsi`
 /// in variant 4 on chips 3 and 4, `expectBos` inside `forwardingCode` on chips 8 and 9.
-class [[gnu::visibility("default")]] LifTable final : public RowOf<LifTable, layout::LifTableSheet> {
+class __attribute__((visibility("default"))) LifTable final : public RowOf<LifTable, layout::LifTableSheet> {
 public:
     using RowOf::RowOf;
 };

@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct [[gnu::visibility("default")]] OutAcBankSheet {
+struct __attribute__((visibility("default"))) OutAcBankSheet {
     // clang-format off
     using Whole = Raw128;
 
@@ -126,7 +126,8 @@ namespace Hardware {
 /// The array elements are the banks, and `entries` counts the rows of one; both depend on the variant on
 /// chips 5, 7 and 10. Chip 7 has 22 banks in variant 0 and one in the others. Ask before writing:
 /// `isAc0EntryFormatValid()`, `ac0ActionUseAsDataBitLen()`, `isAcPlusDataEntryValid()`.
-class [[gnu::visibility("default")]] OutAcBank final : public RowOf<OutAcBank, layout::OutAcBankSheet> {
+class __attribute__((visibility("default"))) OutAcBank final
+    : public RowOf<OutAcBank, layout::OutAcBankSheet> {
 public:
     using RowOf::RowOf;
 };

@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct [[gnu::visibility("default")]] TcamActionTableSheet {
+struct __attribute__((visibility("default"))) TcamActionTableSheet {
     // clang-format off
     using Whole = U32;
 
@@ -42,7 +42,7 @@ namespace Hardware {
 ///     U8 buffer[4] = {};
 ///     Hardware::TcamActionTable row(Hardware::jerichoChip8, buffer, sizeof buffer, false, 0);
 ///     row.actionIs(0xabcdef);
-class [[gnu::visibility("default")]] TcamActionTable final
+class __attribute__((visibility("default"))) TcamActionTable final
     : public RowOf<TcamActionTable, layout::TcamActionTableSheet> {
 public:
     using RowOf::RowOf;

@@ -16,7 +16,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class [[gnu::visibility("default")]] AradIvecFormat
+class __attribute__((visibility("default"))) AradIvecFormat
     : public Kor::ValueOf<AradIvecFormat,
           Settable<name::word, U32>,
           View<name::tpidProfile, U8, name::word, 0, 2>,

@@ -24,7 +24,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class [[gnu::visibility("default")]] AradLifEntry
+class __attribute__((visibility("default"))) AradLifEntry
     : public Kor::ValueOf<AradLifEntry,
           Stored<name::lifType, LifType>,
           Settable<name::dword0, U64>,

@@ -15,7 +15,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class [[gnu::visibility("default")]] EedbValue
+class __attribute__((visibility("default"))) EedbValue
     : public Kor::ValueOf<EedbValue,
           Settable<name::word0, U32>,
           Settable<name::word1, U32>,
@@ -30,7 +30,7 @@ public:
 };
 
 /// Where the out-AC indexes of a chip family begin.
-class [[gnu::visibility("default")]] EedbAcConstants
+class __attribute__((visibility("default"))) EedbAcConstants
     : public Kor::ValueOf<EedbAcConstants,
           Constant<name::aradAcStartIndex, U32, 4096>,
           Constant<name::jerichoAcStartIndex, U32, 8192>,

@@ -16,7 +16,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class [[gnu::visibility("default")]] EvecFormat
+class __attribute__((visibility("default"))) EvecFormat
     : public Kor::ValueOf<EvecFormat,
           Settable<name::value, U32, 0x40000>,
           View<name::nTagsToRemove, U8, name::value, 0, 1>,

@@ -15,7 +15,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class [[gnu::visibility("default")]] EvecValue
+class __attribute__((visibility("default"))) EvecValue
     : public Kor::ValueOf<EvecValue,
           Settable<name::word0, U64>,
           View<name::evec0, U32, name::word0, 0, 18>,

@@ -18,7 +18,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class [[gnu::visibility("default")]] OutAcValue
+class __attribute__((visibility("default"))) OutAcValue
     : public Kor::DerivedValueOf<OutAcValue, EedbValue,
           View<name::acEntryFormat, U8, name::word2, 10, 13>,
           View<name::ac1EntryFormat, U8, name::word2, 7, 9>,

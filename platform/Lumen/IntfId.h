@@ -22,7 +22,7 @@ namespace Lumen {
 using Kor::U32;
 using Kor::U64;
 
-class [[gnu::visibility("default")]] IntfId {
+class __attribute__((visibility("default"))) IntfId {
 public:
     constexpr IntfId() = default;
     constexpr explicit IntfId(U64 value) : value_(value) {}
@@ -32,19 +32,14 @@ public:
     /// The same; raises Kor::RangeException for a text that is no name.
     static IntfId ofName(std::string_view name);
 
-    constexpr U64 value() const {
-        return value_;
-    }
-    constexpr bool isEmpty() const {
-        return value_ == 0;
-    }
-    constexpr U32 hash() const noexcept {
-        return Kor::OneAtATime().add(value_).finish();
-    }
+    constexpr U64 value() const { return value_; }
+    constexpr bool isEmpty() const { return value_ == 0; }
+    constexpr U32 hash() const noexcept { return Kor::OneAtATime().add(value_).finish(); }
     std::string name() const;
 
     /// The name in quotes.
-    void appendTextTo(std::string & text) const;
+    void appendTextTo(std::string& text) const;
+    static std::optional<IntfId> fromText(std::string_view text) { return fromName(text); }
 
     friend constexpr bool operator==(IntfId const&, IntfId const&) = default;
     friend constexpr std::strong_ordering operator<=>(IntfId const&, IntfId const&) = default;

@@ -20,21 +20,17 @@ namespace Lumen {
 using Kor::U32;
 using Kor::U8;
 
-class [[gnu::visibility("default")]] IpAddr {
+class __attribute__((visibility("default"))) IpAddr {
 public:
     constexpr IpAddr() = default;
     constexpr explicit IpAddr(U32 value) : value_(value) {}
     constexpr IpAddr(U8 a, U8 b, U8 c, U8 d) : value_(U32{a} << 24 | U32{b} << 16 | U32{c} << 8 | d) {}
 
-    constexpr U32 value() const {
-        return value_;
-    }
-    constexpr U32 hash() const noexcept {
-        return Kor::OneAtATime().add(value_).finish();
-    }
+    constexpr U32 value() const { return value_; }
+    constexpr U32 hash() const noexcept { return Kor::OneAtATime().add(value_).finish(); }
 
     /// The dotted form in quotes.
-    void appendTextTo(std::string & text) const;
+    void appendTextTo(std::string& text) const;
     /// The address of a dotted form, or none.
     static std::optional<IpAddr> fromText(std::string_view text);
 

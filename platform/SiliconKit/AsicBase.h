@@ -93,7 +93,7 @@ inline void maskBuf(U32 const* src, int srcWords, U32* dst, int /*dstWords*/, U3
 
 /// One row of a chip table: a view over a buffer that the caller owns and that outlives the row. It belongs
 /// to whoever made it, and its destruction does nothing to the buffer.
-class [[gnu::visibility("default")]] AsicBase {
+class __attribute__((visibility("default"))) AsicBase {
 public:
     virtual ~AsicBase();
 
@@ -111,7 +111,7 @@ public:
 protected:
     /// `len` is the length of the buffer in bytes. A row is opened as it stands: nothing is cleared, whatever
     /// `rowFlag` says.
-    AsicBase(U8 chipType, U8 * data, U32 len, bool rowFlag, U8 variant, U8 extra)
+    AsicBase(U8 chipType, U8* data, U32 len, bool rowFlag, U8 variant, U8 extra)
         : data_(data), chipType_(chipType), variant_(variant), len_(static_cast<U16>(len)), rowFlag_(rowFlag),
           extra_(extra) {}
     AsicBase(AsicBase const&) = default;
@@ -128,11 +128,11 @@ protected:
 };
 
 /// What the rows of the supported chips add: their address in the chip's register space.
-class [[gnu::visibility("default")]] BcmAsicBase : public AsicBase {
+class __attribute__((visibility("default"))) BcmAsicBase : public AsicBase {
 public:
     ~BcmAsicBase() override;
 
-    virtual bool getSchanAddress(U32 & schanAddress, U8 & schanAux, U8 & schanBlock, U16 identifier,
+    virtual bool getSchanAddress(U32& schanAddress, U8& schanAux, U8& schanBlock, U16 identifier,
                                  U32 tableEntry, U16 arrayIndex) const = 0;
 
 protected:

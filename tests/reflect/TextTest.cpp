@@ -6,6 +6,7 @@
 namespace {
 
 using namespace Kor;
+using namespace Hardware::LoamTunnel;
 using support::eachValue;
 using support::randomValue;
 
@@ -40,7 +41,7 @@ std::string disordered(std::string const& text) {
         }
     }
     attributes.push_back(current);
-    std::string result = " Value ( " + text.substr(6, open - 6 - 4) + " ,\n ** { ";
+    std::string result = " Value ( " + text.substr(6, open - 6 - 5) + " ,\n ** { ";
     for (std::size_t i = attributes.size(); i-- > 0;) {
         std::string attribute = attributes[i];
         attribute.replace(attribute.find(':'), 1, " : ");

@@ -1,0 +1,104 @@
+#include "runtime/HashMapGeneric.h"
+
+#include <bit>
+#include <cstddef>
+#include <memory>
+#include <new>
+
+namespace Kor {
+
+namespace {
+
+// The order of the members as the descriptor and the link offset of a map tell it.
+struct DescribedOrder {
+    HashMapVTableGeneric const& descriptor;
+    U16 linkOffset;
+
+    U32 reversedHash(PtrInterface const& member) const { return descriptor.hash(&member); }
+    bool before(PtrInterface const& a, PtrInterface const& b) const {
+        return descriptor.keyLessThan(nullptr, &b, &a);
+    }
+    HashLink& link(PtrInterface const& member) const noexcept {
+        return *reinterpret_cast<HashLink*>(reinterpret_cast<char*>(const_cast<PtrInterface*>(&member)) +
+                                            linkOffset);
+    }
+};
+
+} // namespace
+
+HashMapGeneric::HashMapGeneric(unsigned int buckets)
+    : minLog2_(static_cast<U8>(std::bit_width(std::bit_ceil(std::max(buckets, 1u))) - 1)),
+      log2Buckets_(minLog2_), buckets_(newTable(minLog2_)) {
+    if (buckets_ == nullptr) {
+        throw std::bad_alloc();
+    }
+}
+
+HashLink* HashMapGeneric::newTable(unsigned log2) noexcept {
+    std::size_t const size = std::size_t{1} << log2;
+    auto* const table = static_cast<HashLink*>(::operator new(size * sizeof(HashLink), std::nothrow));
+    if (table != nullptr) {
+        std::uninitialized_value_construct_n(table, size);
+    }
+    return table;
+}
+
+void HashMapGeneric::replaceTable(HashLink* table, unsigned log2) noexcept {
+    freeTable();
+    buckets_ = table;
+    log2Buckets_ = static_cast<U8>(log2);
+    ++version_;
+}
+
+void HashMapGeneric::freeTable() noexcept {
+    ::operator delete(buckets_); // the links in it are null
+    buckets_ = nullptr;
+}
+
+void HashMapGeneric::emptyAllBuckets() noexcept {
+    if (count_ == 0) {
+        return; // an empty map may have no descriptor yet
+    }
+    DescribedOrder const order{*descriptor_, linkOffset_};
+    while (count_ != 0) { // again, when the end of a member brought a new one
+        for (U32 i = 0; i < bucketCount(); ++i) {
+            while (buckets_[i]) {
+                HashLink const taken = std::move(buckets_[i]);
+                buckets_[i] = std::move(order.link(*taken));
+                --count_;
+                ++version_;
+            }
+        }
+    }
+}
+
+void HashMapGeneric::newMemberG(Ptr<PtrInterface> const& member, void*) {
+    insert(DescribedOrder{*descriptor_, linkOffset_}, member, descriptor_->hash(member.ptr()));
+}
+
+void HashMapGeneric::deleteMember(Ptr<PtrInterface> const& member) {
+    DescribedOrder const order{*descriptor_, linkOffset_};
+    if (HashLink* const link = linkOf(order, *member, descriptor_->hash(member.ptr()))) {
+        unlink(order, *link);
+    }
+}
+
+PtrInterface* HashMapGeneric::findNextG(PtrInterface const* member, int* bucket) const {
+    return findNext(DescribedOrder{*descriptor_, linkOffset_}, member, bucket);
+}
+
+PtrInterface* HashMapGeneric::startAtHash(void const* key, unsigned int reversedHash, int* bucket) const {
+    DescribedOrder const order{*descriptor_, linkOffset_};
+    *bucket = static_cast<int>(bucketOf(reversedHash));
+    for (PtrInterface* found = buckets_[*bucket].ptr(); found != nullptr; found = order.link(*found).ptr()) {
+        U32 const other = descriptor_->hash(found);
+        if (other > reversedHash ||
+            (other == reversedHash &&
+             (descriptor_->keyEquals(key, found) || descriptor_->keyLessThan(key, found, nullptr)))) {
+            return found;
+        }
+    }
+    return findNextBucket(bucket);
+}
+
+} // namespace Kor
