@@ -63,9 +63,7 @@ public:
     HashMapGeneric(HashMapGeneric const&) = delete;
     HashMapGeneric& operator=(HashMapGeneric const&) = delete;
     /// The owner has emptied the buckets before.
-    ~HashMapGeneric() {
-        freeTable();
-    }
+    ~HashMapGeneric() { freeTable(); }
 
     U32 version() const noexcept { return version_; }
     U32 count() const noexcept { return count_; }
