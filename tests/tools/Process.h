@@ -36,7 +36,7 @@ inline Outcome loamtunnel(std::vector<std::string> const& arguments, std::string
         return text.str();
     };
     Outcome outcome{WIFEXITED(result) ? WEXITSTATUS(result) : 256 + WTERMSIG(result), content(".out"),
-                          content(".err")};
+                    content(".err")};
     unlink((stem + ".in").c_str());
     return outcome;
 }
