@@ -43,6 +43,7 @@
 #include "runtime/HashMapGeneric.h"
 
 #include <concepts>
+#include <functional>
 #include <iterator>
 #include <type_traits>
 
@@ -61,6 +62,9 @@ constexpr U32 keyHash(Key const& key) noexcept {
 }
 
 /// How a map reaches the key and the link of its members; a member class may befriend it.
+///
+/// A member whose key is dear to hash may keep the bit-reversed hash in a field `mutable U32 reversedHash`,
+/// which starts at 0: the map fills it in, compares it first and never hashes that member again.
 struct HashMember {
     template <class Member>
     static decltype(auto) key(Member const& member) noexcept {
@@ -69,6 +73,38 @@ struct HashMember {
     template <class Member>
     static HashLink& next(Member& member) noexcept {
         return member.next;
+    }
+    template <class Member>
+    static constexpr bool keepsHash = requires(Member const& member) {
+        member.reversedHash = U32{};
+    };
+
+    template <class Key, class Member>
+    static U32 reversedHash(Member const& member) noexcept {
+        if constexpr (keepsHash<Member>) {
+            if (member.reversedHash == 0) [[unlikely]] { // not yet known, or one in four billion
+                member.reversedHash = bitReverse(keyHash<Key>(key(member)));
+            }
+            return member.reversedHash;
+        } else {
+            return bitReverse(keyHash<Key>(key(member)));
+        }
+    }
+    template <class Member>
+    static void reversedHashIs([[maybe_unused]] Member const& member,
+                               [[maybe_unused]] U32 reversed) noexcept {
+        if constexpr (keepsHash<Member>) {
+            member.reversedHash = reversed;
+        }
+    }
+    /// Whether the member has this key. `reversed` is the key's hash.
+    template <class Key, class Member>
+    static bool isAt(Member const& member, Key const& key, [[maybe_unused]] U32 reversed) noexcept {
+        if constexpr (keepsHash<Member>) {
+            return HashMember::reversedHash<Key>(member) == reversed && key == HashMember::key(member);
+        } else {
+            return key == HashMember::key(member);
+        }
     }
     /// Where the link is, in bytes from the start of the member.
     template <class Member>
@@ -83,50 +119,47 @@ struct HashMember {
     }
 };
 
+/// The base of the ready members: the hash of the key, unless the key is its own hash, and the link. They
+/// stand in front of the key, so that all that a search or a removal looks at is in one cache line.
+template <class Key>
+class MapMember : public PtrInterface {
+private:
+    friend HashMember;
+    mutable U32 reversedHash = 0;
+    HashLink next;
+};
+template <class Key>
+requires(std::is_enum_v<Key> || std::is_integral_v<Key>) class MapMember<Key> : public PtrInterface {
+private:
+    friend HashMember;
+    HashLink next;
+};
+
 /// A member with a key and a separate value.
 template <class Key, class Value>
-class MapEntry : public PtrInterface {
+class MapEntry : public MapMember<Key> {
 public:
     MapEntry(Key theKey, Value theValue) : key(std::move(theKey)), value(std::move(theValue)) {}
     Key const& fwkKey() const noexcept { return key; }
 
     Key const key;
     Value value;
-
-private:
-    friend HashMember;
-    HashLink next;
 };
+
+/// A key with a flag.
+template <class Key>
+using FlagMapEntry = MapEntry<Key, bool>;
 
 /// A member whose value holds the key: `keyOf` gives it, as in `KeyedMapEntry<EvecEntry, &EvecEntry::key>`.
 template <class Value, auto keyOf>
-class KeyedMapEntry : public PtrInterface {
+class KeyedMapEntry
+    : public MapMember<std::remove_cvref_t<std::invoke_result_t<decltype(keyOf), Value const&>>> {
 public:
     explicit KeyedMapEntry(Value theValue) : value(std::move(theValue)) {}
     decltype(auto) fwkKey() const noexcept { return std::invoke(keyOf, value); }
 
     /// May be replaced by one with an equal key.
     Value value;
-
-private:
-    friend HashMember;
-    HashLink next;
-};
-
-/// A key with a flag.
-template <class Key>
-class FlagMapEntry : public PtrInterface {
-public:
-    FlagMapEntry(Key theKey, bool theValue) : key(std::move(theKey)), value(theValue) {}
-    Key const& fwkKey() const noexcept { return key; }
-
-private:
-    friend HashMember;
-    HashLink next;
-
-public:
-    Key const key;
-    bool value;
 };
 
 /// The descriptor of a type of map, for the untyped core.
@@ -135,7 +168,9 @@ class HashMapVTable final : public HashMapVTableGeneric {
 public:
     constexpr HashMapVTable() noexcept = default;
 
-    U32 hash(PtrInterface const* member) const override { return bitReverse(keyHash<Key>(keyOf(member))); }
+    U32 hash(PtrInterface const* member) const override {
+        return HashMember::reversedHash<Key>(static_cast<Member const&>(*member));
+    }
     bool keyEquals(void const* key, PtrInterface const* member) const override {
         return *static_cast<Key const*>(key) == keyOf(member);
     }
@@ -159,7 +194,7 @@ template <class Member, class Key, class Value>
 class HashMap : public HashMapGeneric {
     struct Order {
         static U32 reversedHash(PtrInterface const& member) noexcept {
-            return HashMap::reversedHash(HashMember::key(static_cast<Member const&>(member)));
+            return HashMember::reversedHash<Key>(static_cast<Member const&>(member));
         }
         static bool before(PtrInterface const& a, PtrInterface const& b) noexcept {
             return HashMember::key(static_cast<Member const&>(a)) <
@@ -202,7 +237,7 @@ public:
     Member* member(Key const& key) const noexcept { return member(key, reversedHash(key)); }
     Member* member(Key const& key, U32 reversed) const noexcept {
         for (auto* at = first(reversed); at != nullptr; at = nextOf(*at)) {
-            if (key == HashMember::key(*at)) {
+            if (HashMember::isAt(*at, key, reversed)) {
                 return at;
             }
         }
@@ -215,7 +250,10 @@ public:
         U32 const reversed = reversedHash(HashMember::key(*newcomer));
         newMember(std::move(newcomer), reversed);
     }
-    void newMember(Ptr<Member> newcomer, U32 reversed) { insert(Order{}, std::move(newcomer), reversed); }
+    void newMember(Ptr<Member> newcomer, U32 reversed) {
+        HashMember::reversedHashIs(*newcomer, reversed);
+        insert(Order{}, std::move(newcomer), reversed);
+    }
 
     /// Takes the member with this key out and returns it; null when there is none.
     Ptr<Member> deleteMember(Key const& key) { return deleteMember(key, reversedHash(key)); }
@@ -223,7 +261,7 @@ public:
         HashLink* link = &buckets_[bucketOf(reversed)];
         while (*link) {
             auto& at = static_cast<Member&>(**link);
-            if (key == HashMember::key(at)) {
+            if (HashMember::isAt(at, key, reversed)) {
                 HashLink taken = unlink(Order{}, *link);
                 return Ptr<Member>::adopt(static_cast<Member*>(taken.release()));
             }
@@ -238,8 +276,11 @@ public:
     template <class Visit>
     void forEach(Visit&& visit) const {
         U32 const start = version();
+        bool const large = bucketCount() > 1024; // a small map is in the cache
         for (U32 i = 0, end = bucketCount(); i != end; ++i) {
-            prefetchMember(i + prefetchAhead);
+            if (large) {
+                prefetchMember(i + prefetchAhead);
+            }
             for (auto* at = static_cast<Member*>(buckets_[i].ptr()); at != nullptr; at = nextOf(*at)) {
                 visit(*at);
             }

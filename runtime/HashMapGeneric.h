@@ -62,8 +62,8 @@ public:
     explicit HashMapGeneric(unsigned int buckets);
     HashMapGeneric(HashMapGeneric const&) = delete;
     HashMapGeneric& operator=(HashMapGeneric const&) = delete;
-    /// The owner has emptied the buckets and freed the array before.
-    ~HashMapGeneric() = default;
+    /// The owner has emptied the buckets before.
+    ~HashMapGeneric() { freeTable(); }
 
     U32 version() const noexcept { return version_; }
     U32 count() const noexcept { return count_; }
@@ -250,9 +250,11 @@ protected:
     /// Starts to load the first member of a bucket that a walk will come to.
     void prefetchMember(U32 bucket) const noexcept {
         if (bucket < bucketCount()) {
-            char const* const member = reinterpret_cast<char const*>(buckets_[bucket].ptr());
+            // An empty bucket gives an address that is mapped: looking for one that is not would cost more.
+            void const* const member =
+                buckets_[bucket] ? static_cast<void const*>(buckets_[bucket].ptr()) : this;
             __builtin_prefetch(member, 1);
-            __builtin_prefetch(member + 56, 1);
+            __builtin_prefetch(static_cast<char const*>(member) + linkOffset_, 1);
         }
     }
 

@@ -1,13 +1,10 @@
 #include "runtime/PtrTrack.h"
 
+#include "runtime/ClassName.h"
 #include "runtime/PtrInterface.h"
 
-#include <cstdlib>
-#include <cxxabi.h>
-#include <memory>
 #include <mutex>
 #include <set>
-#include <typeinfo>
 
 namespace Kor {
 
@@ -24,14 +21,6 @@ struct Registry {
 Registry& registry() {
     static auto* const theRegistry = new Registry;
     return *theRegistry;
-}
-
-std::string className(PtrInterface const& object) {
-    char const* const mangled = typeid(object).name();
-    int status = 0;
-    std::unique_ptr<char, void (*)(void*)> const name(abi::__cxa_demangle(mangled, nullptr, nullptr, &status),
-                                                      &std::free);
-    return status == 0 ? name.get() : mangled;
 }
 
 // A static of the library ends after those of the programs that use it, so what they release in time is not
