@@ -41,7 +41,7 @@ Signature signature(Op op, std::string_view type) {
 } // namespace
 
 std::string operationName(Op op, std::string_view field) {
-    std::string const name(field);
+    std::string name(field);
     switch (op) {
     case Op::set:
         return name + "Is";

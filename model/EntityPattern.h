@@ -594,6 +594,37 @@ public:
     class NotifieeConst : public HookChain<typename Base::NotifieeConst, A...>::type {};
 };
 
+/// What an entity says of itself. An own attribute has its name, any other what the base answers.
+template <class Self, class Base, class ReactorsType>
+class Identity : public ReactorsType {
+public:
+    using ReactorsType::ReactorsType;
+
+    String8 attributeString(AttributeId attribute) const override {
+        char const* const own = Self::ownAttributeName(attribute);
+        return own ? String8(own) : Base::attributeString(attribute);
+    }
+    bool korHasAttrLogInterface() const override { return true; }
+    String8 korKeyText() const override {
+        if constexpr (requires(Self const& self) { self.fwkKey(); }) {
+            return valueToStrep(static_cast<Self const&>(*this).fwkKey());
+        } else {
+            return {};
+        }
+    }
+};
+
+template <class Self, class Base, class ReactorsType>
+requires(!std::derived_from<Base, Entity>) class Identity<Self, Base, ReactorsType> : public ReactorsType {
+public:
+    using ReactorsType::ReactorsType;
+
+    String8 attributeString(AttributeId attribute) const {
+        char const* const own = Self::ownAttributeName(attribute);
+        return own ? own : "unknown";
+    }
+};
+
 } // namespace detail
 
 /// The class `Self` on top of `Base`, which is Kor::Entity, Kor::PtrInterface (no name, version, parent or
@@ -605,7 +636,7 @@ class EntityOver : public detail::Reactors<Self, Base, typename detail::Chain<Ba
 public:
     using Attributes = AttributeList<A...>;
     using BaseEntity = Base;
-    using typename ReactorsType::NotifieeConst;
+    using typename Below::NotifieeConst;
     static constexpr int level = detail::derivationLevel<Base>() + 1;
     static constexpr AttributeId firstAttributeId = 2 + 128 * level;
     static constexpr bool isEntity = std::derived_from<Base, Entity>;
@@ -618,7 +649,7 @@ public:
         }
     };
 
-    using ReactorsType::ReactorsType;
+    using Below::Below;
 
     ~EntityOver() override {
         // Children first lose their parent, and observers hear of each; then the observers go, untold.
@@ -636,32 +667,16 @@ public:
         return id;
     }
 
-    /// The name of an own attribute, else what the base answers.
-    String8 attributeString(AttributeId attribute) const {
-        String8 text = "unknown";
+    /// The name of an own attribute; null for any other id.
+    static constexpr char const* ownAttributeName(AttributeId attribute) {
+        char const* name = nullptr;
         AttributeId id = firstAttributeId;
-        if (((attribute == id++ && (text = A::Name::text, true)) || ...)) {
-            return text;
-        }
-        if constexpr (isEntity) {
-            return Base::attributeString(attribute);
-        } else {
-            return text;
-        }
+        static_cast<void>(((attribute == id++ && (name = A::Name::text, true)) || ...));
+        return name;
     }
 
     /// Tells the reactors that the last reference is gone.
     void zeroReferencesIs(bool) override { notifyZeroReferences(NotifieeAccess::list(*this)); }
-
-    bool korHasAttrLogInterface() const { return isEntity; }
-
-    String8 korKeyText() const {
-        if constexpr (requires(Self const& self) { self.fwkKey(); }) {
-            return valueToStrep(this->fwkKey());
-        } else {
-            return {};
-        }
-    }
 
 private:
     template <class Attribute>

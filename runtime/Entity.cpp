@@ -47,9 +47,12 @@ String8 Entity::fullName() const {
     for (Entity const* at = this; at != nullptr; at = at->parent_) {
         std::string step(at->name_.view());
         if (at->name_.empty() && at->parent_ != nullptr) {
-            step = std::string(at->parentAttr().view()) + '[' + std::string(at->korKeyText().view()) + ']';
+            step.append(at->parentAttr().view()).append("[").append(at->korKeyText().view()).append("]");
         }
-        path = path.empty() ? step : step + '/' + path;
+        if (at != this) {
+            step.append("/").append(path);
+        }
+        path = std::move(step);
     }
     return String8(path);
 }

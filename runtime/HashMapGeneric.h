@@ -218,8 +218,8 @@ private:
             while (*cut && (order.reversedHash(**cut) & bit) == 0) {
                 cut = &order.link(**cut);
             }
-            table[2 * i + 1] = std::move(*cut);
-            table[2 * i] = std::move(buckets_[i]);
+            table[std::size_t{i} * 2 + 1] = std::move(*cut);
+            table[std::size_t{i} * 2] = std::move(buckets_[i]);
         }
         replaceTable(table, log2Buckets_ + 1u);
     }
@@ -234,12 +234,12 @@ private:
         U32 const half = bucketCount() / 2;
         for (U32 i = 0; i < half; ++i) {
             prefetchMember(2 * i + prefetchAhead);
-            HashLink* tail = &buckets_[2 * i];
+            HashLink* tail = &buckets_[std::size_t{i} * 2];
             while (*tail) {
                 tail = &order.link(**tail);
             }
-            *tail = std::move(buckets_[2 * i + 1]);
-            table[i] = std::move(buckets_[2 * i]);
+            *tail = std::move(buckets_[std::size_t{i} * 2 + 1]);
+            table[i] = std::move(buckets_[std::size_t{i} * 2]);
         }
         replaceTable(table, log2Buckets_ - 1u);
     }

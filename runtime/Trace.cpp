@@ -91,9 +91,8 @@ std::string traceLine(TraceRecord const& record) {
     return line;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): strings are passed by value
 TraceHandle::TraceHandle(String8 name, bool enabled) : facility_(&facilityOf(name.charPtr(), enabled)) {}
-
-TraceHandle::~TraceHandle() = default;
 
 String8 const& unknownTraceContext() {
     static auto const* const label = new String8("<unknown>");

@@ -89,7 +89,7 @@ using TraceSink = std::function<void(TraceRecord const&)>;
 /// Replaces the sink; an empty one brings back the default, one line on stderr. Returns the old one. A sink
 /// must not throw into a trace point: an exception of its is swallowed here and counted, see
 /// traceSinkFailures().
-[[gnu::visibility("default")]] TraceSink traceSinkIs(TraceSink sink);
+[[gnu::visibility("default")]] TraceSink traceSinkIs(TraceSink next);
 
 /// How often a sink has thrown.
 [[gnu::visibility("default")]] U64 traceSinkFailures();
@@ -106,7 +106,7 @@ class __attribute__((visibility("default"))) TraceHandle {
 public:
     /// `enabled` switches the facility on if this call makes it; one that exists keeps its switches.
     TraceHandle(String8 name, bool enabled);
-    ~TraceHandle();
+    ~TraceHandle() = default;
     TraceHandle(TraceHandle const&) = delete;
     TraceHandle& operator=(TraceHandle const&) = delete;
 
@@ -118,8 +118,8 @@ private:
 
 /// Emits one record: to the sink when `on`, else to the coverage stream if one is set.
 [[gnu::visibility("default")]] void traceHelper(TraceFacility* facility, String8 const& context,
-                                                std::stringstream& text, int level, bool on, char const* unit,
-                                                int line, char const* function);
+                                                std::stringstream& stream, int level, bool on,
+                                                char const* unit, int line, char const* function);
 
 /// Where a trace point stands.
 struct TracePlace {
