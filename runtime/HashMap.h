@@ -119,17 +119,32 @@ struct HashMember {
     }
 };
 
-/// The base of the ready members: the hash of the key, unless the key is its own hash, and the link. They
-/// stand in front of the key, so that all that a search or a removal looks at is in one cache line.
+/// What the ready members have in front of their key, so that all that a search or a removal looks at is in
+/// one cache line: the link, and the hash of the key unless the key is its own hash. They have no
+/// zero-reference hook.
+class MapLinkMember : public PtrInterface {
+public:
+    void zeroReferencesIs(bool) final {}
+    /// Without the hook, the end of a member is its destructor alone.
+    U32 referencesDec() const noexcept {
+        U32 const left = wordDec();
+        if (isZero(left)) {
+            referencesInc(); // as PtrInterface does, for references that come and go in the destructor
+            delete this;
+        }
+        return left & countMask;
+    }
+};
+
 template <class Key>
-class MapMember : public PtrInterface {
+class MapMember : public MapLinkMember {
 private:
     friend HashMember;
     mutable U32 reversedHash = 0;
     HashLink next;
 };
 template <class Key>
-requires(std::is_enum_v<Key> || std::is_integral_v<Key>) class MapMember<Key> : public PtrInterface {
+requires(std::is_enum_v<Key> || std::is_integral_v<Key>) class MapMember<Key> : public MapLinkMember {
 private:
     friend HashMember;
     HashLink next;
@@ -276,7 +291,7 @@ public:
     template <class Visit>
     void forEach(Visit&& visit) const {
         [[maybe_unused]] U32 const start = version();
-        bool const large = bucketCount() > 1024; // a small map is in the cache
+        bool const large = bucketCount() > smallMap;
         for (U32 i = 0, end = bucketCount(); i != end; ++i) {
             if (large) {
                 prefetchMember(i + prefetchAhead);
@@ -295,6 +310,8 @@ public:
     std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
+    static constexpr U32 smallMap = 1024; // it is in the cache: no need to load ahead
+
     Member* first(U32 reversed) const noexcept {
         return static_cast<Member*>(buckets_[bucketOf(reversed)].ptr());
     }
@@ -347,7 +364,9 @@ public:
             next = nextOf(const_cast<Member&>(*current_));
             if (next == nullptr) {
                 next = static_cast<Member*>(map_->findNextBucket(&bucket_));
-                map_->prefetchMember(static_cast<U32>(bucket_) + prefetchAhead);
+                if (map_->bucketCount() > smallMap) {
+                    map_->prefetchMember(static_cast<U32>(bucket_) + prefetchAhead);
+                }
             }
         } else {
             next = static_cast<Member*>(map_->findNext(Order{}, current_.ptr(), &bucket_));

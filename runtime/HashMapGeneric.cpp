@@ -51,7 +51,7 @@ void HashMapGeneric::replaceTable(HashLink* table, unsigned log2) noexcept {
 }
 
 void HashMapGeneric::freeTable() noexcept {
-    ::operator delete(buckets_); // the links in it are null
+    ::operator delete(buckets_);
     buckets_ = nullptr;
 }
 

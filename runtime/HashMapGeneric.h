@@ -5,23 +5,24 @@
 ///
 /// Structure. An array of 2^n buckets, each the head of a chain of members; a member carries its own link, so
 /// the only allocations are the members and the array. The bucket is the top n bits of the bit-reversed hash
-/// `r`. A table that doubles thereby splits bucket i into 2i and 2i+1, and one that halves joins them again.
+/// `r`. A table that doubles thereby splits bucket i into 2i and 2i+1, and one that shrinks joins them again.
 ///
 /// Order. All members of a map have one total order, by `r` and, where that is equal, by key. Chains keep it,
 /// so that visiting the buckets from first to last visits the members in this order, whatever the size of the
 /// table is or becomes. A walk relies on that: the successor of a member is known also after the member has
 /// left.
 ///
-/// Size. The table doubles when it has more members than buckets and halves when it has eight times as many
-/// buckets as members, but never below its first size: so a change costs amortised constant time, a map that
-/// once was large gives the memory back, and the array takes 8 to 16 bytes a member while a map grows. If
-/// there is no memory for another table the map goes on with the one it has.
+/// Size. The table doubles when it has more members than buckets and shrinks to a quarter when it has sixteen
+/// times as many buckets as members, but never below its first size: so a change costs amortised constant
+/// time, a map that once was large gives the memory back, and the array takes 8 to 16 bytes a member while a
+/// map grows. If there is no memory for another table the map goes on with the one it has.
 ///
 /// Version. It moves with every insertion, removal and rebuild, and not when a value is changed in place.
 
 #include "runtime/Contract.h"
 #include "runtime/Ptr.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Kor {
@@ -137,7 +138,7 @@ protected:
         link = std::move(order.link(*taken));
         --count_;
         ++version_;
-        if (count_ < bucketCount() / 8 && log2Buckets_ > minLog2_) [[unlikely]] {
+        if (count_ < (bucketCount() + 15) / 16 && log2Buckets_ > minLog2_) [[unlikely]] {
             shrink(order);
         }
         return taken;
@@ -210,58 +211,77 @@ private:
         if (table == nullptr) {
             return;
         }
-        U32 const old = bucketCount();
         U32 const bit = U32{1} << (31 - log2Buckets_);
-        for (U32 i = 0; i < old; ++i) {
+        for (U32 i = 0, end = bucketCount(); i != end; ++i) {
             prefetchMember(i + prefetchAhead);
-            HashLink* cut = &buckets_[i];
-            while (*cut && (order.reversedHash(**cut) & bit) == 0) {
-                cut = &order.link(**cut);
+            if (!buckets_[i]) {
+                continue;
             }
-            table[std::size_t{i} * 2 + 1] = std::move(*cut);
-            table[std::size_t{i} * 2] = std::move(buckets_[i]);
+            // Most chains have one member; which half it goes to is as good as random, so it is not a branch.
+            PtrInterface& first = *buckets_[i];
+            U32 const upper = (order.reversedHash(first) & bit) != 0;
+            HashLink* cut = &order.link(first);
+            if ((upper == 0) & (cut->ptr() != nullptr)) {
+                while (*cut && (order.reversedHash(**cut) & bit) == 0) {
+                    cut = &order.link(**cut);
+                }
+                table[2 * i + 1] = std::move(*cut);
+            }
+            relocate(table[2 * i + upper], buckets_[i]);
         }
         replaceTable(table, log2Buckets_ + 1u);
     }
 
-    // Joins buckets 2i and 2i+1, by appending.
+    // Joins each four neighbouring buckets, by appending.
     template <class Order>
     void shrink(Order const& order) noexcept {
-        HashLink* const table = newTable(log2Buckets_ - 1u);
+        unsigned const log2 = std::max<unsigned>(log2Buckets_ - 2u, minLog2_);
+        HashLink* const table = newTable(log2);
         if (table == nullptr) {
             return;
         }
-        U32 const half = bucketCount() / 2;
-        for (U32 i = 0; i < half; ++i) {
-            prefetchMember(2 * i + prefetchAhead);
-            HashLink* tail = &buckets_[std::size_t{i} * 2];
-            while (*tail) {
-                tail = &order.link(**tail);
+        unsigned const joined = 1u << (log2Buckets_ - log2);
+        HashLink* from = buckets_;
+        for (U32 i = 0, end = U32{1} << log2; i != end; ++i) {
+            HashLink* tail = &table[i];
+            for (unsigned j = 0; j != joined; ++j, ++from) {
+                if (*from) {
+                    while (*tail) {
+                        tail = &order.link(**tail);
+                    }
+                    relocate(*tail, *from);
+                }
             }
-            *tail = std::move(buckets_[std::size_t{i} * 2 + 1]);
-            table[i] = std::move(buckets_[std::size_t{i} * 2]);
         }
-        replaceTable(table, log2Buckets_ - 1u);
+        replaceTable(table, log2);
     }
 
 protected:
-    static constexpr U32 prefetchAhead = 8;
+    static constexpr U32 prefetchAhead = 16;
 
     /// Starts to load the first member of a bucket that a walk will come to.
     void prefetchMember(U32 bucket) const noexcept {
         if (bucket < bucketCount()) {
             // An empty bucket gives an address that is mapped: looking for one that is not would cost more.
-            void const* const member =
-                buckets_[bucket] ? static_cast<void const*>(buckets_[bucket].ptr()) : this;
+            auto const* const member = buckets_[bucket]
+                                           ? reinterpret_cast<char const*>(buckets_[bucket].ptr())
+                                           : reinterpret_cast<char const*>(buckets_);
             __builtin_prefetch(member, 1);
-            __builtin_prefetch(static_cast<char const*>(member) + linkOffset_, 1);
+            if (linkOffset_ >= 48) { // likely in another cache line
+                __builtin_prefetch(member + linkOffset_, 1);
+            }
         }
     }
 
-    /// Releases the array. The buckets are empty.
+    /// Releases the array. Its links are null or have moved.
     void freeTable() noexcept;
 
 private:
+    // Moves a link to a new table, where it is null still; the old table is given back as it is.
+    static void relocate(HashLink& to, HashLink const& from) noexcept {
+        ::new (static_cast<void*>(&to)) HashLink(HashLink::adopt(from.ptr()));
+    }
+
     // The array of links, all null; null when there is no memory.
     static HashLink* newTable(unsigned log2) noexcept;
     void replaceTable(HashLink* table, unsigned log2) noexcept;
