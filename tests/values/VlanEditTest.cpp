@@ -259,7 +259,8 @@ TEST(Text, OfAValueNamesItsTypeAndAttributes) {
     EXPECT_EQ(Kor::valueToStrep(EvecOwner()),
               "Value('Hardware::LoamTunnel::EvecOwner', ** {'key': Value('Hardware::LoamTunnel::EvecKey', ** "
               "{'fapMask': '', 'index': 1024}), 'app': 'vtAppNone'})");
-    EXPECT_EQ(Kor::valueToStrep(EedbAcConstants()), "");
+    EXPECT_EQ(valueToStrep(EedbAcConstants()), "");
+    EXPECT_EQ(valueToStrep(static_cast<EedbFormat>(9)), "'EedbFormat(9)'");
     EXPECT_EQ(
         Kor::valueToStrep(AradLifAcMp(lifAcMp, 1)),
         "Value('Hardware::LoamTunnel::AradLifAcMp', ** {'lifType': 'lifAcMp', 'dword0': 1, 'dword1': 0})");
