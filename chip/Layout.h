@@ -306,8 +306,8 @@ struct Check<S, FieldList<F...>> {
 
     static constexpr bool declared = [] {
         for (Sheet const& sheet : S::sheets) {
-            for (std::size_t i = 0; i < sheet.rows.size(); ++i) {
-                if (!((sheet.rows[i].field == F::name) || ...)) {
+            for (SheetRow const& row : sheet.rows) {
+                if (!((row.field == F::name) || ...)) {
                     return false;
                 }
             }

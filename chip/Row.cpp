@@ -34,6 +34,8 @@ Signature signature(Op op, std::string_view type) {
         return {true, "U64", "(U32) const"};
     case Op::setField64:
         return {true, "void", "(U32, U64)"};
+    case Op::getSchanAddress:
+        break;
     }
     return {};
 }
@@ -41,7 +43,7 @@ Signature signature(Op op, std::string_view type) {
 } // namespace
 
 std::string operationName(Op op, std::string_view field) {
-    std::string const name(field);
+    std::string name(field);
     switch (op) {
     case Op::set:
         return name + "Is";
@@ -66,6 +68,8 @@ std::string operationName(Op op, std::string_view field) {
         return "setField64";
     case Op::getAllFields:
         return "getAllFields";
+    case Op::getSchanAddress:
+        return "getSchanAddress";
     }
     return name;
 }
@@ -91,11 +95,19 @@ Kor::Breach breach(Op op, Subject const& subject, U32 chipType, U32 variant, std
             what + " (chip " + std::to_string(chipType) + ", variant " + std::to_string(variant) + ')'};
 }
 
-void requireGeometry(bool known, std::string_view table, char const* operation, U32 chipType, U32 variant) {
-    Kor::require(known, [&] {
+void requireGeometry(bool holds, std::string_view table, char const* operation, U32 chipType, U32 variant) {
+    Kor::require(holds, [&] {
         return Kor::Breach{std::string(table) + "::" + operation, "no such row on chip " +
                                                                       std::to_string(chipType) +
                                                                       ", variant " + std::to_string(variant)};
+    });
+}
+
+void requireWholeRow(bool holds, std::string_view table, U32 chipType, U32 variant, U32 len, U32 words) {
+    Kor::require(holds, [&] {
+        return breach(Op::getAllFields, {table, "", ""}, chipType, variant,
+                      "a buffer of " + std::to_string(len) + " bytes is too short for " +
+                          std::to_string(words) + " words");
     });
 }
 

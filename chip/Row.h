@@ -18,16 +18,14 @@
 ///
 /// For each field `x` of type T there are `xIs(T)`, `x()`, `xLen()`, `isXValid()` and `xOffset()`:
 ///
-///  - `xLen()` is the width in bits on this chip and variant, 0 where the field does not exist: also for a
-///  chip or
-///    a variant that the table does not know. `isXValid()` is `xLen() != 0`. These two always answer.
-///  - `xIs`, `x` and `xOffset` require that the field exists; `xIs` and `x` also that the buffer reaches to
-///  the
-///    field's last bit. `xIs` requires a value of at most 2^width - 1, but at widths 8, 16 and 32 and for a
-///    block (Raw128, Raw256) nothing is checked and the excess bits of T are dropped. A debug build stops at
-///    a breach with a line that names table, field, chip, variant and value; a release build does no test and
-///    touches nothing outside the buffer.
-///  - fields may share bits; the last write prevails. Bits that no field covers are never touched.
+/// - `xLen()` is the width in bits on this chip and variant, 0 where the field does not exist: also for a
+///   chip or a variant that the table does not know. `isXValid()` is `xLen() != 0`. These two always answer.
+/// - `xIs`, `x` and `xOffset` require that the field exists; `xIs` and `x` also that the buffer reaches to
+///   the last bit of the field. `xIs` requires a value of at most 2^width - 1, but at widths 8, 16 and 32 and
+///   for a block (Raw128, Raw256) nothing is checked and the excess bits of T are dropped. A debug build
+///   stops at a breach with a line that names table, field, chip, variant and value; a release build does no
+///   test and touches nothing outside the buffer.
+/// - Fields may share bits; the last write prevails. Bits that no field covers are never touched.
 ///
 /// By id, for all fields of a table: `fieldWidth` (0 where `xLen()` is 0), `fieldOffset`, and, for fields up
 /// to 64 bits, `getField64` and `setField64`, which first cuts the value to T. An id that the table does not
@@ -59,7 +57,19 @@ namespace Hardware {
 
 namespace layout {
 
-enum class Op { set, get, len, valid, offset, fieldWidth, fieldOffset, getField64, setField64, getAllFields };
+enum class Op {
+    set,
+    get,
+    len,
+    valid,
+    offset,
+    fieldWidth,
+    fieldOffset,
+    getField64,
+    setField64,
+    getAllFields,
+    getSchanAddress, // passes no trace point
+};
 
 /// Whose trace point it is.
 struct Subject {
@@ -103,8 +113,11 @@ void requireValue(Op op, std::string_view table, U32 chip, U32 variant, Position
     }
 }
 
-[[gnu::visibility("default")]] void requireGeometry(bool known, std::string_view table, char const* operation,
+/// Each does nothing while `holds`; a breach names the table, the operation, the chip and the variant.
+[[gnu::visibility("default")]] void requireGeometry(bool holds, std::string_view table, char const* operation,
                                                     U32 chipType, U32 variant);
+[[gnu::visibility("default")]] void requireWholeRow(bool holds, std::string_view table, U32 chipType,
+                                                    U32 variant, U32 len, U32 words);
 
 } // namespace layout
 
@@ -130,21 +143,30 @@ public:
     using Whole = typename S::Whole;
     static constexpr std::string_view tableName = Kor::typeName<Row>();
 
+    /// A row over `len` bytes at `data`, a whole row being `tableWidth(chipType, variant)` x 4. `rowFlag` is
+    /// kept and changes nothing: pass false. A table that ignores variants takes any. Nothing is checked
+    /// here, so that a row of any chip can be asked for its lengths.
     RowOf(ChipType chipType, U8* data, U16 len, bool rowFlag, U8 variant)
         : BcmAsicBase(static_cast<U8>(chipType), data, len, rowFlag, variant, 0),
-          slot_(layout::SlotTable<S>::at(chipType, variant)), facility_(&metaInfoTraceHandle().facility()) {
+          slot_(layout::SlotTable<S>::at(chipType_, variant_)), facility_(&metaInfoTraceHandle().facility()) {
         static_assert(layout::Check<S, Fields>::ok);
         tableRow_ = 1;
     }
 
-    // Geometry
+    // Geometry. A chip or variant that the table does not have is a broken contract; a release build then
+    // answers 0.
 
+    /// The rows of one array element.
     static U32 entries(U32 chipType, U8 variant) { return geometry("entries", chipType, variant).entries; }
+    /// The width of a row in 32-bit words; it is the same on every chip.
     static U16 width(U32 chipType, U8 variant) { return geometry("width", chipType, variant).width; }
+    /// The lowest row number: 0.
     static U32 index_min(U32 chipType, U8 variant) { return geometry("index_min", chipType, variant), 0; }
+    /// The array elements, 1 where the table is no array.
     static U32 arrayElements(U32 chipType, U8 variant) {
         return geometry("arrayElements", chipType, variant).arrayElements;
     }
+    /// The same as `width`.
     static U16 tableWidth(U32 chipType, U8 variant) { return width(chipType, variant); }
 
     U32 entries() const override { return entries(chipType_, variant_); }
@@ -154,8 +176,12 @@ public:
 
     // Addressing
 
-    /// Requires tableEntry < entries, arrayIndex < arrayElements, identifier at most the table's last one
-    /// there.
+    /// Where row `tableEntry` of array element `arrayIndex` stands in the chip's register space: its address,
+    /// an auxiliary byte that is always 0, and the block, `identifier` counting up from the table's first.
+    /// False, with the outputs as they were, for a chip or variant that the table does not have.
+    ///
+    /// Requires tableEntry < entries, arrayIndex < arrayElements, and an identifier of at most the table's
+    /// last one there: 1 on chips 5, 7 and 10 for the six tables that stand in two blocks, else 0.
     static bool getSchanAddress(U32 chipType, U8 variant, U32& schanAddress, U8& schanAux, U8& schanBlock,
                                 U16 identifier, U32 tableEntry, U16 arrayIndex) {
         layout::GeometryRow const* const at = layout::geometryOf<S>(chipType, variant);
@@ -165,7 +191,7 @@ public:
         Kor::require(
             tableEntry < at->entries && arrayIndex < at->arrayElements && identifier <= at->maxIdentifier,
             [&] {
-                return layout::breach(layout::Op::getAllFields, {tableName, "", ""}, chipType, variant,
+                return layout::breach(layout::Op::getSchanAddress, {tableName, "", ""}, chipType, variant,
                                       "no row " + std::to_string(tableEntry) + " of element " +
                                           std::to_string(arrayIndex) + ", identifier " +
                                           std::to_string(identifier));
@@ -342,8 +368,8 @@ typename S::Whole RowOf<Row, S>::getAllFields() const {
     tracedById(layout::Op::getAllFields, 0);
     constexpr int words = layout::rowWords<S>;
     if constexpr (Kor::contractChecks) {
-        layout::requireGeometry(slot_ != 0 && len_ >= 4 * words, tableName, "getAllFields", chipType_,
-                                variant_);
+        layout::requireGeometry(slot_ != 0, tableName, "getAllFields", chipType_, variant_);
+        layout::requireWholeRow(len_ >= 4 * words, tableName, chipType_, variant_, len_, words);
     }
     U32 row[words] = {};
     std::memcpy(row, data_, std::min<std::size_t>(len_, sizeof row));

@@ -224,13 +224,16 @@ T readText(TextScanner& scanner) {
 
 } // namespace detail
 
-/// Reads a value from the cursor on, and leaves the cursor behind it.
+/// Reads a value from the cursor on, and leaves the cursor behind it, or where the fault is when it raises.
+/// Columns count from where the cursor was.
 template <class T>
 T sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, T const* /*tag*/) {
-    TextScanner scanner(it.until(end));
-    T const value = detail::readText<T>(scanner);
-    it += static_cast<S32>(scanner.position());
-    return value;
+    struct Follow {
+        ~Follow() { it += static_cast<S32>(scanner.position()); }
+        String8::IteratorConst& it;
+        TextScanner scanner;
+    } follow{it, TextScanner(it.until(end))};
+    return detail::readText<T>(follow.scanner);
 }
 
 /// As sequenceToValue, for the attribute of that name: what is raised names it.

@@ -2,7 +2,7 @@
 
 /// The name of a type as its declaration spells it, at compile time, so that no class has to repeat its own:
 /// `Kor::typeName<Hardware::LifTable>()` is "Hardware::LifTable". The scalar names of runtime/Types.h and
-/// `bool` keep those names, `void` is "void".
+/// `bool` keep those names, its BytePtr is "Kor::BytePtr", `void` is "void".
 
 #include "runtime/Types.h"
 
@@ -42,6 +42,8 @@ constexpr std::string_view typeName() {
         return "S32";
     } else if constexpr (std::is_same_v<T, S64>) {
         return "S64";
+    } else if constexpr (std::is_same_v<T, BytePtr>) {
+        return "Kor::BytePtr";
     } else {
         return detail::printed<T>();
     }

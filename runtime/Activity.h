@@ -34,7 +34,7 @@ namespace Kor {
 
 class ActivityConfig;
 
-class [[gnu::visibility("default")]] ActivitySm : public PtrInterface {
+class __attribute__((visibility("default"))) ActivitySm : public PtrInterface {
 public:
     ~ActivitySm() override;
 
@@ -45,9 +45,7 @@ public:
     unsigned run();
 
     /// Whether anything is due.
-    bool hasWork() const noexcept {
-        return !urgent_.empty() || !due_.empty();
-    }
+    bool hasWork() const noexcept { return !urgent_.empty() || !due_.empty(); }
 
     /// Runs the urgent activities that are due, within the delivery of another one.
     void redispatch();
@@ -56,33 +54,25 @@ private:
     friend class ActivityConfig;
     using Queue = std::deque<Ptr<ActivityConfig>>;
 
-    unsigned runFrom(Queue & queue);
+    unsigned runFrom(Queue& queue);
 
     Queue urgent_, due_;
 };
 
 /// Ties a reactor to a scheduler. The reactor owns it; see Kor::ActivityOf.
-class [[gnu::visibility("default")]] ActivityConfig : public PtrInterface {
+class __attribute__((visibility("default"))) ActivityConfig : public PtrInterface {
 public:
-    ActivityConfig(Ptr<ActivitySm> sm, PtrInterface::NotifieeConst * reactor);
+    ActivityConfig(Ptr<ActivitySm> sm, PtrInterface::NotifieeConst* reactor);
     ~ActivityConfig() override;
 
-    ActivitySm* actsm() const noexcept {
-        return sm_.ptr();
-    }
+    ActivitySm* actsm() const noexcept { return sm_.ptr(); }
     /// Null once the reactor has ended or has been given another activity.
-    PtrInterface::NotifieeConst* reactor() const noexcept {
-        return reactor_;
-    }
+    PtrInterface::NotifieeConst* reactor() const noexcept { return reactor_; }
     void reactorDel() noexcept;
 
     /// An urgent activity runs before the others, and also between two attributes of their deliveries.
-    bool isUrgent() const noexcept {
-        return urgent_;
-    }
-    void isUrgentIs(bool urgent) noexcept {
-        urgent_ = urgent;
-    }
+    bool isUrgent() const noexcept { return urgent_; }
+    void isUrgentIs(bool urgent) noexcept { urgent_ = urgent; }
 
     /// Makes the activity due, once.
     void schedule();
@@ -92,9 +82,7 @@ public:
 
     /// The next call of the handler for this attribute is the delivery itself and must not be collected
     /// again.
-    void immediateIs(AttributeId attribute) noexcept {
-        immediate_ = attribute;
-    }
+    void immediateIs(AttributeId attribute) noexcept { immediate_ = attribute; }
     /// Asks for that, once.
     bool takeImmediate(AttributeId attribute) noexcept {
         return immediate_ == attribute && std::exchange(immediate_, 0) != 0;

@@ -2,8 +2,9 @@
 
 /// What the contract of an operation excludes is checked here, in debug and sanitizer builds only:
 ///
-///     Kor::require(width != 0, [&] { return Kor::Breach{"Hardware::LifTable::vsiIs", "no such field on chip
-///     6"}; });
+///     Kor::require(width != 0, [&] {
+///         return Kor::Breach{"Hardware::LifTable::vsiIs", "there is no such field (chip 6, variant 1)"};
+///     });
 ///
 /// A breach prints one line to stderr, `operation: what was wrong`, and stops the program. A release build
 /// compiles nothing: neither the test nor the text. Errors that a caller is allowed to cause are exceptions

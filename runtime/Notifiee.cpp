@@ -106,6 +106,7 @@ void Notifiee::handleDefault(ActivityConfig*, AttributeId attribute, bool) {
 
 void Notifiee::onAttribute(AttributeId) {}
 void Notifiee::onNotification() {}
+// NOLINTNEXTLINE(performance-unnecessary-value-param): strings are passed by value
 void Notifiee::onCollectionNotification(String8) {}
 
 void Notifiee::onNotificationException() {

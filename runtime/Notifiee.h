@@ -33,7 +33,7 @@ class ActivitySm;
 /// Stands for an entity's reference count in onNotificationException().
 inline constexpr AttributeId referenceCountAttribute = 5;
 
-class [[gnu::visibility("default")]] PtrInterface::NotifieeConst : public PtrInterface {
+class __attribute__((visibility("default"))) PtrInterface::NotifieeConst : public PtrInterface {
 public:
     /// The flag word. Bit 19 is used here, the others by the stream adapters.
     class Kor_BitSet : public BitSet<29, U32> {
@@ -70,10 +70,10 @@ public:
     virtual void notifierIs(Ptr<PtrInterface const> const& notifier);
 
     /// Delivers what is pending; called by the activity. The base hands it to handleDefault().
-    virtual void handleNotification(ActivityConfig * config);
+    virtual void handleNotification(ActivityConfig* config);
     /// Calls onAttribute(), or onNotification() when no single attribute can be named. `whole` asks for the
     /// attribute as a whole, which is all that the base can do.
-    virtual void handleDefault(ActivityConfig * config, AttributeId attribute, bool whole);
+    virtual void handleDefault(ActivityConfig* config, AttributeId attribute, bool whole);
 
     // Handlers. All do nothing by default.
     virtual void onAttribute(AttributeId attribute);
@@ -98,47 +98,33 @@ public:
     /// others to the tail.
     void hasNotificationActiveIs(bool active) override;
 
-    Ptr<PtrInterface const> const& notifier() const noexcept {
-        return notifier_;
-    }
-    Kor_BitSet kor_bitSet() const noexcept {
-        return flags_;
-    }
+    Ptr<PtrInterface const> const& notifier() const noexcept { return notifier_; }
+    Kor_BitSet kor_bitSet() const noexcept { return flags_; }
     /// Replaces the bits of notificationBitMask() and leaves the others.
     void notificationFlagsIs(Kor_BitSet flags);
-    bool isRegisteredNotifiee() const noexcept {
-        return registered_;
-    }
-    bool isWeakReference() const noexcept {
-        return weak_;
-    }
+    bool isRegisteredNotifiee() const noexcept { return registered_; }
+    bool isWeakReference() const noexcept { return weak_; }
     /// A weak reactor holds no reference to its notifier.
     void isWeakReferenceIs(bool weak);
 
     /// The attribute that waits for delivery: 0 for none, or one of the values above.
-    AttributeId pendingAttribute() const noexcept {
-        return pending_;
-    }
-    void pendingAttributeIs(AttributeId attribute) noexcept {
-        pending_ = attribute;
-    }
+    AttributeId pendingAttribute() const noexcept { return pending_; }
+    void pendingAttributeIs(AttributeId attribute) noexcept { pending_ = attribute; }
 
     /// The entry point of deferred delivery: a handler calls it first. True when the change has been taken
     /// over for later delivery, and counted in `*counter` when that is given; false when the handler must run
     /// now, because the reactor has no activity or because this is the delivery. The counter stops at 255.
-    bool korOnAttribute(AttributeId attribute, U8 * counter);
+    bool korOnAttribute(AttributeId attribute, U8* counter);
 
     /// Gives the scheduler the chance to run what is urgent, between two attributes of one delivery.
-    void redispatch(ActivitySm * sm);
+    void redispatch(ActivitySm* sm);
 
 protected:
     NotifieeConst();
 
     /// Stores the notifier: counted, or not when the weak flag is set.
     void notifierStore(Ptr<PtrInterface const> const& notifier);
-    void registeredFlagIs(bool registered) const noexcept {
-        registered_ = registered;
-    }
+    void registeredFlagIs(bool registered) const noexcept { registered_ = registered; }
     /// The weak flag has changed.
     virtual void onWeakReference();
 

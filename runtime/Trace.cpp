@@ -1,8 +1,9 @@
 #include "runtime/Trace.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cstdio>
-#include <map>
 #include <memory>
 #include <ostream>
 #include <utility>
@@ -13,13 +14,16 @@ std::ostream* coverageStream_ = nullptr;
 
 namespace {
 
-using Facilities = std::map<std::string, std::unique_ptr<TraceFacility>, std::less<>>;
+struct Node {
+    Node(std::string_view name, bool enabled) : facility(name) { facility.enabledIs(enabled); }
 
-/// Never freed: a trace point may be passed by the last destructor of the process.
-Facilities& facilities() {
-    static auto* const all = new Facilities;
-    return *all;
-}
+    TraceFacility facility;
+    Node* next = nullptr;
+};
+
+/// Never freed: a trace point may be passed by the last destructor of the process. Two source units may make
+/// their facilities at the same time on two threads, so a node is put in front in one step.
+std::atomic<Node*> facilities = nullptr;
 
 TraceSink& sink() {
     static auto* const current = new TraceSink;
@@ -34,13 +38,21 @@ void writeLine(TraceRecord const& record) {
 }
 
 TraceFacility& facilityOf(std::string_view name, bool enabled) {
-    auto found = facilities().find(name);
-    if (found == facilities().end()) {
-        auto made = std::make_unique<TraceFacility>(name);
-        made->enabledIs(enabled);
-        found = facilities().emplace(std::string(name), std::move(made)).first;
+    std::unique_ptr<Node> made;
+    for (Node* first = facilities;;) {
+        for (Node* each = first; each; each = each->next) {
+            if (each->facility.name() == name) {
+                return each->facility;
+            }
+        }
+        if (!made) {
+            made = std::make_unique<Node>(name, enabled);
+        }
+        made->next = first;
+        if (facilities.compare_exchange_strong(first, made.get())) {
+            return made.release()->facility;
+        }
     }
-    return *found->second;
 }
 
 } // namespace
@@ -59,9 +71,10 @@ TraceFacility& traceFacility(std::string_view name) {
 
 std::vector<TraceFacility*> traceFacilities() {
     std::vector<TraceFacility*> all;
-    for (auto const& [name, facility] : facilities()) {
-        all.push_back(facility.get());
+    for (Node* each = facilities; each; each = each->next) {
+        all.push_back(&each->facility);
     }
+    std::ranges::sort(all, {}, &TraceFacility::name);
     return all;
 }
 
@@ -91,9 +104,8 @@ std::string traceLine(TraceRecord const& record) {
     return line;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): strings are passed by value
 TraceHandle::TraceHandle(String8 name, bool enabled) : facility_(&facilityOf(name.charPtr(), enabled)) {}
-
-TraceHandle::~TraceHandle() = default;
 
 String8 const& unknownTraceContext() {
     static auto const* const label = new String8("<unknown>");

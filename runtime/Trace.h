@@ -11,8 +11,9 @@
 /// A trace point that is off costs one counter add and two byte tests, and composes no text. Without a sink
 /// of the caller's, a record is one line on stderr, with bytes that don't print as \xNN.
 ///
-/// Facilities live until the process ends. Nothing here takes a lock: set facilities and sink up before a
-/// second thread passes a trace point. The test counter is a plain increment.
+/// Facilities live until the process ends, and any thread may make or find one. Nothing here takes a lock:
+/// set levels, sink and coverage stream before a second thread passes a trace point. The test counter is a
+/// plain increment, so that it can miss points that two threads pass at once.
 
 #include "runtime/String8.h"
 #include "runtime/Types.h"
@@ -88,7 +89,7 @@ using TraceSink = std::function<void(TraceRecord const&)>;
 
 /// Replaces the sink; an empty one brings back the default, one line on stderr. Returns the old one. A sink
 /// must not throw into a trace point: an exception of its is swallowed here and counted, see
-/// traceSinkFailures().
+/// traceSinkFailures(). Nor may it replace the sink, and what it does must not pass trace points that are on.
 [[gnu::visibility("default")]] TraceSink traceSinkIs(TraceSink sink);
 
 /// How often a sink has thrown.
@@ -106,7 +107,7 @@ class __attribute__((visibility("default"))) TraceHandle {
 public:
     /// `enabled` switches the facility on if this call makes it; one that exists keeps its switches.
     TraceHandle(String8 name, bool enabled);
-    ~TraceHandle();
+    ~TraceHandle() = default;
     TraceHandle(TraceHandle const&) = delete;
     TraceHandle& operator=(TraceHandle const&) = delete;
 
@@ -118,8 +119,8 @@ private:
 
 /// Emits one record: to the sink when `on`, else to the coverage stream if one is set.
 [[gnu::visibility("default")]] void traceHelper(TraceFacility* facility, String8 const& context,
-                                                std::stringstream& text, int level, bool on, char const* unit,
-                                                int line, char const* function);
+                                                std::stringstream& stream, int level, bool on,
+                                                char const* unit, int line, char const* function);
 
 /// Where a trace point stands.
 struct TracePlace {

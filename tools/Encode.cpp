@@ -151,8 +151,8 @@ void encode(Context& context, EncodeOptions const& options) {
                     result.address =
                         addressOf(result.row.form, entryIndex, options.place.array, options.place.identifier);
                 }
-                if (!result.row.note.empty()) {
-                    context.note(prefix + result.row.note);
+                for (std::string const& note : result.row.notes) {
+                    context.note(prefix + note);
                 }
                 printer.print(result);
             } catch (Refused const& refused) {

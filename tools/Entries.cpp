@@ -100,7 +100,7 @@ Entry parseEntry(std::string_view text) {
 
 EncodedRow encodeEntry(Entry const& entry, Hardware::ChipType chip) {
     Kind const& kind = *entry.kind;
-    EncodedRow row{rowForm(kind.table->name, chip, kind.variant), Words(kind.table->words), ""};
+    EncodedRow row{rowForm(kind.table->name, chip, kind.variant), Words(kind.table->words), {}};
     for (Limit const& limit : kind.limits) {
         U64 const value = entry.draft->get(attributeNamed(kind, limit.attribute));
         if (!limit.chips.has(chip) || value <= limit.most) {
@@ -112,8 +112,8 @@ EncodedRow encodeEntry(Entry const& entry, Hardware::ChipType chip) {
             throw Refused(given + " does not fit the row of chip " + std::to_string(chip) + ": at most " +
                           std::to_string(limit.most));
         }
-        row.note = given + " loses bits on chip " + std::to_string(chip) + ": the row keeps " +
-                   std::to_string(value & limit.most);
+        row.notes.push_back(given + " loses bits on chip " + std::to_string(chip) + ": the row keeps " +
+                            std::to_string(value & limit.most));
     }
     entry.draft->write(chip, reinterpret_cast<U8*>(row.words.data()));
     return row;

@@ -25,8 +25,8 @@ Entry parseEntry(std::string_view text);
 struct EncodedRow {
     RowForm form;
     Words words;
-    /// What of the entry did not reach the row though the encoder allows it; empty when nothing.
-    std::string note;
+    /// What of the entry did not reach the row though the encoder allows it.
+    std::vector<std::string> notes;
 };
 
 /// The row of the entry on a chip, all bits 0 that the encoder does not write. Refused when the encoder's

@@ -124,19 +124,27 @@ std::vector<Kor::Enumerator> wordsOf() {
     }
 }
 
-/// Adds an attribute of type T. The most that it keeps is what is read back after all ones were set; a value
-/// that refuses those by an exception keeps what it is given.
+/// The most that an attribute keeps: what is read back after all ones were set. A value that refuses those by
+/// an exception keeps what it is given, and an enumeration its enumerators.
 template <class T, class V>
-void add(Accessors<V>& all, V probe, std::string_view name, std::function<void(V&, T)> const& set,
-         std::function<T(V const&)> const& get) {
-    U64 most = static_cast<U64>(static_cast<T>(~U64{0}));
-    try {
-        set(probe, static_cast<T>(~U64{0}));
-        most = static_cast<U64>(get(probe));
-    } catch (Kor::Exception const&) {
-        static_cast<void>(probe);
+U64 mostOf(V probe, std::function<void(V&, T)> const& set, std::function<T(V const&)> const& get) {
+    if constexpr (std::is_enum_v<T>) {
+        return Kor::enumerators<T>.back().number;
+    } else {
+        constexpr T allOnes = std::numeric_limits<T>::max();
+        try {
+            set(probe, allOnes);
+        } catch (Kor::Exception const&) {
+            return allOnes;
+        }
+        return get(probe);
     }
-    all.push_back({{std::string(name), most, wordsOf<T>()},
+}
+
+template <class T, class V>
+void add(Accessors<V>& all, V const& probe, std::string_view name, std::function<void(V&, T)> const& set,
+         std::function<T(V const&)> const& get) {
+    all.push_back({{std::string(name), mostOf<T, V>(probe, set, get), wordsOf<T>()},
                    [set](V& value, U64 number) { set(value, static_cast<T>(number)); },
                    [get](V const& value) { return static_cast<U64>(get(value)); }});
 }
@@ -245,7 +253,7 @@ Accessors<Pieces<V, P...>> pieceAccessors(V const& initial) {
     (std::index_sequence_for<P...>());
     for (auto const& each : accessors(initial)) {
         all.push_back({each.info, [set = each.set](All& pieces, U64 number) { set(pieces.value, number); },
-                       [get = each.get](All const& pieces) { return get(pieces.value); }});
+                       [get = each.get](All const& pieces) { return get(pieces.whole()); }});
     }
     return all;
 }

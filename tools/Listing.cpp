@@ -25,6 +25,7 @@ std::string quoted(std::string text) {
 
 std::string csvLine(std::vector<Json> const& cells) {
     std::vector<std::string> all;
+    all.reserve(cells.size());
     for (Json const& cell : cells) {
         all.push_back(quoted(cellText(cell)));
     }

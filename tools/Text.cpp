@@ -58,10 +58,10 @@ std::string lower(std::string_view text) {
 std::size_t editDistance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
+    for (char const letter : a) {
         std::size_t diagonal = row[0]++;
         for (std::size_t j = 0; j < b.size(); ++j) {
-            std::size_t const changed = diagonal + (a[i] != b[j]);
+            std::size_t const changed = diagonal + (letter != b[j]);
             diagonal = row[j + 1];
             row[j + 1] = std::min({changed, row[j] + 1, row[j + 1] + 1});
         }
@@ -90,6 +90,7 @@ std::string suggest(std::string_view word, std::vector<std::string> const& known
     std::ranges::stable_sort(near, {}, &std::pair<std::size_t, std::string>::first);
     near.resize(std::min<std::size_t>(near.size(), 3));
     std::vector<std::string> words;
+    words.reserve(near.size());
     for (auto const& [distance, each] : near) {
         words.push_back(each);
     }

@@ -23,3 +23,10 @@
 #include "values/OutAcValue.h"
 #include "values/TcamSharing.h"
 #include "values/TunnelEntries.h"
+
+namespace Hardware::LoamTunnel {
+
+using Kor::sequenceToValue;
+using Kor::valueToStrep;
+
+} // namespace Hardware::LoamTunnel

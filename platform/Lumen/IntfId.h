@@ -13,6 +13,7 @@
 #include "runtime/Types.h"
 
 #include <compare>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -47,5 +48,7 @@ public:
 private:
     U64 value_ = 0;
 };
+
+[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, IntfId const& intf);
 
 } // namespace Lumen

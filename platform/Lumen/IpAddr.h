@@ -11,6 +11,7 @@
 #include "runtime/Types.h"
 
 #include <compare>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -40,5 +41,7 @@ public:
 private:
     U32 value_ = 0;
 };
+
+[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, IpAddr const& address);
 
 } // namespace Lumen

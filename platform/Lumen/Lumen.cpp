@@ -1,5 +1,6 @@
 #include "platform/Lumen/IntfId.h"
 #include "platform/Lumen/IpAddr.h"
+#include "reflect/Text.h"
 #include "runtime/Exception.h"
 #include "runtime/String8.h"
 
@@ -149,6 +150,14 @@ void IpAddr::appendTextTo(std::string& text) const {
     text +=
         Kor::format("'%u.%u.%u.%u'", value_ >> 24, (value_ >> 16) & 255, (value_ >> 8) & 255, value_ & 255)
             .view();
+}
+
+std::ostream& operator<<(std::ostream& stream, IntfId const& intf) {
+    return stream << Kor::valueToStrep(intf).view();
+}
+
+std::ostream& operator<<(std::ostream& stream, IpAddr const& address) {
+    return stream << Kor::valueToStrep(address).view();
 }
 
 } // namespace Lumen

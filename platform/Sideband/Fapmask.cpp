@@ -1,5 +1,7 @@
 #include "platform/Sideband/Fapmask.h"
 
+#include "reflect/Text.h"
+
 #include <charconv>
 
 namespace Sideband {
@@ -42,6 +44,10 @@ std::optional<Fapmask> Fapmask::fromText(std::string_view text) {
         text.remove_prefix(1);
     }
     return mask;
+}
+
+std::ostream& operator<<(std::ostream& stream, Fapmask const& mask) {
+    return stream << Kor::valueToStrep(mask).view();
 }
 
 } // namespace Sideband

@@ -4,6 +4,7 @@
 ///
 ///     Sideband::Fapmask mask = Sideband::Fapmask::of({0, 3});
 ///     mask.has(3);                 // true
+///     std::cout << mask;           // '0,3'
 ///     if (mask.isEmpty()) { ... }
 ///
 /// A mask is 16 bytes, ordered and hashed by its four words. Any thread may use its own copy.
@@ -14,6 +15,7 @@
 
 #include <compare>
 #include <initializer_list>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -54,8 +56,13 @@ public:
 
     constexpr bool isEmpty() const { return *this == Fapmask(); }
 
-    /// One of the four words.
-    constexpr U32 word(U32 index) const { return word_[index]; }
+    /// Word 0, 1, 2 or 3; requires one of these.
+    constexpr U32 word(U32 index) const {
+        Kor::require(index < 4, [&] {
+            return Kor::Breach{"Sideband::Fapmask::word", "no word " + std::to_string(index)};
+        });
+        return index < 4 ? word_[index] : 0;
+    }
 
     /// Folds the 16 bytes in, in memory order.
     constexpr void foldInto(Kor::OneAtATime& hash) const {
@@ -93,5 +100,7 @@ public:
 private:
     U32 word_[4] = {};
 };
+
+[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, Fapmask const& mask);
 
 } // namespace Sideband

@@ -108,6 +108,8 @@ public:
     virtual S32 sdkDefinedId() const;
     virtual bool compareTo(void* other, U16 length) const;
 
+    AsicBase& operator=(AsicBase const&) = delete;
+
 protected:
     /// `len` is the length of the buffer in bytes. A row is opened as it stands: nothing is cleared, whatever
     /// `rowFlag` says.
@@ -115,7 +117,6 @@ protected:
         : data_(data), chipType_(chipType), variant_(variant), len_(static_cast<U16>(len)), rowFlag_(rowFlag),
           extra_(extra) {}
     AsicBase(AsicBase const&) = default;
-    AsicBase& operator=(AsicBase const&) = delete;
 
     U8* data_;
     U8 chipType_;

@@ -1,9 +1,12 @@
 #include "tables/LoamTunnelMetaInfo.h"
 #include "values/LoamTunnelTypes.h"
 
+#include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace {
 
@@ -157,6 +160,25 @@ TEST_F(Tracing, ASinkThatThrowsIsCountedAndDoesNotReachTheCaller) {
     row.parityIs(1);
     EXPECT_EQ(row.parity(), 1);
     EXPECT_EQ(Kor::traceSinkFailures() - before, 2u);
+}
+
+TEST(Facilities, AreOneForEachNameAlsoWhenTwoThreadsMakeThem) {
+    constexpr std::size_t count = 200;
+    auto make = [](std::vector<Kor::TraceFacility*>& made) {
+        for (std::size_t i = 0; i < count; ++i) {
+            made.push_back(&Kor::traceFacility("made by two " + std::to_string(i)));
+        }
+    };
+    std::vector<Kor::TraceFacility*> here, there;
+    std::thread other(make, std::ref(there));
+    make(here);
+    other.join();
+    EXPECT_EQ(here, there);
+    EXPECT_GE(Kor::traceFacilities().size(), count);
+    EXPECT_TRUE(std::ranges::is_sorted(Kor::traceFacilities(), {}, &Kor::TraceFacility::name));
+    Kor::TraceHandle const on("made enabled", true);
+    EXPECT_TRUE(on.facility().enabled);
+    EXPECT_TRUE(Kor::TraceHandle("made enabled", false).facility().enabled); // it keeps its switches
 }
 
 } // namespace

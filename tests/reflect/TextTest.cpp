@@ -143,6 +143,12 @@ TEST(Text, ACursorIsLeftBehindWhatWasRead) {
     } catch (RangeException const& exception) {
         EXPECT_STREQ(exception.what(), "attribute n: expected an integer at column 0");
     }
+    EXPECT_EQ(*it, ','); // where the fault is
+
+    String8 const pair = "Value('Hardware::LoamTunnel::OutAcKey', ** {'acFormat': x})";
+    it = pair.begin();
+    EXPECT_THROW(sequenceToValue(it, pair.end(), static_cast<OutAcKey*>(nullptr)), RangeException);
+    EXPECT_EQ(*it, 'x');
 }
 
 } // namespace

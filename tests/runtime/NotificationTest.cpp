@@ -196,7 +196,7 @@ TEST_F(NotificationTest, ARemovedReactorIsToldOnlyIfSomebodyStillHoldsIt) {
 
 TEST_F(NotificationTest, TheThrowersExceptionIsContainedCountedTracedAndReported) {
     std::vector<std::string> traced, hooked;
-    traceSinkIs([&](TraceRecord const& record) { traced.push_back(std::string(record.text)); });
+    traceSinkIs([&](TraceRecord const& record) { traced.emplace_back(record.text); });
     handlerExceptionHookIs([&](HandlerException const& e) {
         EXPECT_EQ(&e.reactor, a.ptr());
         hooked.push_back(std::to_string(e.attribute) + " " + std::string(e.what));

@@ -67,14 +67,17 @@ TEST(AllRows, AFieldWritesOnlyItsOwnBitsAndReadsBack) {
                     random.fill(&value, sizeof value);
                     Bits bits = bytesOf(value);
                     cutTo(bits, width);
-                    std::memcpy(&value, bits.data(), sizeof value);
+                    // At these widths excess bits are no breach: they are dropped.
+                    if (!(F::isRaw || width == 8 || width == 16 || width == 32)) {
+                        std::memcpy(&value, bits.data(), sizeof value);
+                    }
                     Buffer const expected = withField(buffer, offset, width, bits);
                     row.template fieldIs<F>(value);
                     ASSERT_EQ(buffer, expected) << where(Row::tableName, F::name, chip, variant);
                     ASSERT_EQ(bytesOf(row.template field<F>()), bits)
                         << where(Row::tableName, F::name, chip, variant);
                     if constexpr (!F::isRaw) {
-                        ASSERT_EQ(row.getField64(F::id), value);
+                        ASSERT_EQ(bytesOf(row.getField64(F::id)), bits);
                         U64 const other = random.next() & SiliconKit::detail::lowBits(width);
                         row.setField64(F::id, other);
                         ASSERT_EQ(buffer, withField(expected, offset, width, bytesOf(other)));
@@ -168,12 +171,13 @@ TEST(AllRows, ABrokenContractStopsACheckedBuild) {
     EXPECT_DEATH(LifTable::entries(6, 0), "LifTable::entries: no such row on chip 6, variant 0");
     LifTable cut(aradChip3, buffer, 13, false, 0);
     cut.typeIs(3);
-    EXPECT_DEATH(cut.getAllFields(), "LifTable::getAllFields");
+    EXPECT_DEATH(cut.getAllFields(), "LifTable::getAllFields: a buffer of 13 bytes is too short for 4 words");
     LifTable cutToo(jerichoChip8, buffer, 14, false, 1);
     EXPECT_DEATH(cutToo.doubleDataEntryIs(1), "14 bytes is too short for bits 116:116");
     U32 address;
     U8 aux, block;
-    EXPECT_DEATH(LifTable::getSchanAddress(8, 0, address, aux, block, 0, 5, 2), "no row 5 of element 2");
+    EXPECT_DEATH(LifTable::getSchanAddress(8, 0, address, aux, block, 0, 5, 2),
+                 "LifTable::getSchanAddress: no row 5 of element 2, identifier 0 \\(chip 8, variant 0\\)");
     EXPECT_DEATH(row.sdkDefinedId(), "sdkDefinedId");
 }
 

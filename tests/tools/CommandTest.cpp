@@ -16,8 +16,8 @@ struct WrongUse {
 };
 
 TEST(Command, SaysInOneLineWhatIsWrong) {
-    std::string const someKinds = "AradLifAcP2pToAc, AradLifAcMp, AradLifAcP2pToPwe, AradLifPweToP2p and "
-                                  "AradLifLabelProtocolOrLsp";
+    std::string const someKinds = "AradLifAcP2pToAc, AradLifAcMp, AradLifAcP2pToPwe, AradLifPweToP2p, "
+                                  "AradLifLabelProtocolOrLsp, OutAcValue and EvecValue";
     std::string const someCommands = "there are encode, kinds, decode, layout, addr and tables";
     WrongUse const cases[] = {
         // The entry
@@ -150,17 +150,18 @@ TEST(Command, OfManyEntriesTheGoodOnesAreDone) {
 }
 
 TEST(Command, EveryExampleBecomesARowOfEveryChip) {
-    Outcome const rows = loamtunnel({"encode", "-a", "--rows", "-f", LOAM_EXAMPLES "/lifs.txt"});
-    EXPECT_EQ(rows.status, 0);
-    EXPECT_EQ(rows.err, "");
-    auto const count = std::ranges::count(rows.out, '\n');
-    EXPECT_GE(count, 300 * 7);
-    for (char const variant : {'0', '1', '2', '3', '4'}) {
-        EXPECT_NE(rows.out.find(std::string("variant=") + variant), std::string::npos) << variant;
+    std::pair<char const*, int> const files[] = {{"lifs.txt", 300}, {"out-acs.txt", 30}, {"evecs.txt", 15}};
+    for (auto const& [file, least] : files) {
+        Outcome const rows =
+            loamtunnel({"encode", "-a", "--rows", "-f", std::string(LOAM_EXAMPLES "/") + file});
+        EXPECT_EQ(rows.status, 0) << file;
+        EXPECT_EQ(rows.err, "") << file;
+        auto const count = std::ranges::count(rows.out, '\n');
+        EXPECT_GE(count, least * 7) << file;
+        Outcome const back = loamtunnel({"decode", "--check", "-f", "-"}, rows.out);
+        EXPECT_EQ(back.status, 0) << back.err;
+        EXPECT_EQ(back.out.substr(0, back.out.find(':')), std::to_string(count) + " rows");
     }
-    Outcome const back = loamtunnel({"decode", "--check", "-f", "-"}, rows.out);
-    EXPECT_EQ(back.status, 0) << back.err;
-    EXPECT_EQ(back.out.substr(0, back.out.find(':')), std::to_string(count) + " rows");
 }
 
 TEST(Command, EncodeAndDecodeShowTheSameFields) {
@@ -184,6 +185,18 @@ TEST(Command, EncodeAndDecodeShowTheSameFields) {
     EXPECT_EQ(decoded["fields"], encoded[0]["fields"]);
     EXPECT_EQ(decoded["words"], encoded[0]["words"]);
     EXPECT_EQ(decoded["fields"][1], json::parse(R"({"name":"vlanEditVid1","hi":59,"lo":48,"value":20})"));
+}
+
+TEST(Command, ARowOfAFileIsToldByItsLine) {
+    std::string const rows =
+        "chip=3 table=EpniIsidTable 1000005\n\nchip=8 table=TcamActionTable variant=0 80000000\n";
+    EXPECT_EQ(loamtunnel({"decode", "-f", "-", "--nonzero", "--format", "csv", "--no-headings"}, rows).out,
+              "stdin:1,3,EpniIsidTable,0,isid,23,0,5\n"
+              "stdin:1,3,EpniIsidTable,0,parity,24,24,1\n"
+              "stdin:3,8,TcamActionTable,0,,31,31,set\n");
+    json const decoded = json::parse(loamtunnel({"decode", "-f", "-", "--json"}, rows).out);
+    EXPECT_EQ(decoded[1]["where"], "stdin:3");
+    EXPECT_EQ(decoded[1]["unowned"], json::parse(R"([{"hi":31,"lo":31}])"));
 }
 
 TEST(Command, LayoutDiffTellsWhatChanged) {

@@ -35,8 +35,8 @@ inline Outcome loamtunnel(std::vector<std::string> const& arguments, std::string
         unlink((stem + end).c_str());
         return text.str();
     };
-    Outcome const outcome{WIFEXITED(result) ? WEXITSTATUS(result) : 256 + WTERMSIG(result), content(".out"),
-                          content(".err")};
+    Outcome outcome{WIFEXITED(result) ? WEXITSTATUS(result) : 256 + WTERMSIG(result), content(".out"),
+                    content(".err")};
     unlink((stem + ".in").c_str());
     return outcome;
 }

@@ -2,6 +2,7 @@
 #include "values/LoamTunnelTypes.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace {
 
@@ -21,7 +22,7 @@ std::string refusal(Attempt const& attempt) {
 }
 
 std::string textOf(auto const& value) {
-    return Kor::valueToStrep(value).charPtr();
+    return valueToStrep(value).charPtr();
 }
 
 TEST(LifIndex, NullIsThePairOfTheLargestIndexAndNoBank) {
@@ -121,6 +122,9 @@ TEST(Interfaces, HaveOneNameForEachIdAndTheOtherWayRound) {
     EXPECT_EQ(textOf(TunnelTerminationEntry(Fen::tunnelTypeGre, IpAddr(192, 168, 0, 255))),
               "Value('Hardware::LoamTunnel::TunnelTerminationEntry', ** {'tunnelType': 'tunnelTypeGre', "
               "'terminatingIpAddr': '192.168.0.255'})");
+    std::ostringstream text;
+    text << IntfId::ofName("Vlan7") << IpAddr(10, 0, 0, 1) << Sideband::Fapmask::of({0, 3}) << Loam::FapId(5);
+    EXPECT_EQ(text.str(), "'Vlan7''10.0.0.1''0,3'5");
 }
 
 } // namespace

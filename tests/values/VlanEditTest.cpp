@@ -113,7 +113,7 @@ TEST(Encoders, TheLinesOfTheEgressEncoderComeInOrder) {
         }
         all.push_back(std::string("innertpid trunc:") + cut);
         all.push_back(std::string("outertpid:") + '\0');
-        all.push_back("outertpid trunc:0");
+        all.emplace_back("outertpid trunc:0");
         if (membership) {
             all.push_back(std::string("membershipcheck:") + '\1');
         }
@@ -127,7 +127,7 @@ TEST(Encoders, TheLinesOfTheEgressEncoderComeInOrder) {
                                              "writeToChipFormat: evec0 : " + std::to_string(command.value())};
         auto const first = entry(2, 3, 6, 7, late ? "7" : "3", late);
         expected.insert(expected.end(), first.begin(), first.end());
-        expected.push_back("writeToChipFormat: evec1 : 262144");
+        expected.emplace_back("writeToChipFormat: evec1 : 262144");
         auto const second = entry(0, 0, 0, 0, "0", late);
         expected.insert(expected.end(), second.begin(), second.end());
         EXPECT_EQ(traced(late ? jerichoChip8 : jerichoChip5), expected);
@@ -259,7 +259,8 @@ TEST(Text, OfAValueNamesItsTypeAndAttributes) {
     EXPECT_EQ(Kor::valueToStrep(EvecOwner()),
               "Value('Hardware::LoamTunnel::EvecOwner', ** {'key': Value('Hardware::LoamTunnel::EvecKey', ** "
               "{'fapMask': '', 'index': 1024}), 'app': 'vtAppNone'})");
-    EXPECT_EQ(Kor::valueToStrep(EedbAcConstants()), "");
+    EXPECT_EQ(valueToStrep(EedbAcConstants()), "");
+    EXPECT_EQ(valueToStrep(static_cast<EedbFormat>(9)), "'EedbFormat(9)'");
     EXPECT_EQ(
         Kor::valueToStrep(AradLifAcMp(lifAcMp, 1)),
         "Value('Hardware::LoamTunnel::AradLifAcMp', ** {'lifType': 'lifAcMp', 'dword0': 1, 'dword1': 0})");
