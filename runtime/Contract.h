@@ -2,7 +2,8 @@
 
 /// What the contract of an operation excludes is checked here, in debug and sanitizer builds only:
 ///
-///     Kor::require(width != 0, [&] { return Kor::Breach{"Hardware::LifTable::vsiIs", "no such field on chip 6"}; });
+///     Kor::require(width != 0, [&] { return Kor::Breach{"Hardware::LifTable::vsiIs", "no such field on chip
+///     6"}; });
 ///
 /// A breach prints one line to stderr, `operation: what was wrong`, and stops the program. A release build
 /// compiles nothing: neither the test nor the text. Errors that a caller is allowed to cause are exceptions
@@ -27,8 +28,8 @@ struct Breach {
 /// Reports the breach on stderr and aborts.
 [[noreturn, gnu::visibility("default"), gnu::cold]] void contractBroken(Breach const& breach);
 
-/// Stops the program with the breach that `describe()` returns when `holds` is false. Any thread. In a release
-/// build it does nothing, so `holds` must be free of effects.
+/// Stops the program with the breach that `describe()` returns when `holds` is false. Any thread. In a
+/// release build it does nothing, so `holds` must be free of effects.
 template <class Describe>
 constexpr void require([[maybe_unused]] bool holds, [[maybe_unused]] Describe&& describe) {
     if constexpr (contractChecks) {

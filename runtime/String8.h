@@ -129,7 +129,7 @@ public:
     /// Drops one reference; the last one releases the text.
     void referencesDec() const noexcept {
         if (isZero(wordDec())) {
-            ::operator delete(const_cast<Data*>(this));
+            release();
         }
     }
 
@@ -140,6 +140,7 @@ public:
     static Null nullStringData_;
 
 private:
+    [[gnu::noinline]] void release() const noexcept;
     constexpr explicit Data(U32 length) noexcept : length_(length) {}
     U32 length_;
 };
