@@ -12,24 +12,6 @@ PtrInterface::TypeSource typeSource = nullptr;
 
 } // namespace
 
-PtrInterface::PtrInterface() {
-    if (ptrifTrackOn_) [[unlikely]] {
-        PtrTrack::ptrifAdd(this);
-    }
-}
-
-PtrInterface::PtrInterface(PtrInterface const& source) : VFPtrInterface(source) {
-    if (ptrifTrackOn_) [[unlikely]] {
-        PtrTrack::ptrifAdd(this);
-    }
-}
-
-PtrInterface::~PtrInterface() {
-    if (ptrifTrackOn_) [[unlikely]] {
-        PtrTrack::ptrifDel(this);
-    }
-}
-
 void PtrInterface::hasNotificationActiveIs(bool active) {
     notificationActiveFlagIs(active);
 }

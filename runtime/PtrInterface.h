@@ -13,6 +13,7 @@
 ///
 /// One object belongs to one thread at a time; only counts may be shared, see runtime/VFPtrInterface.h.
 
+#include "runtime/PtrTrack.h"
 #include "runtime/VFPtrInterface.h"
 
 namespace Kor {
@@ -23,9 +24,13 @@ class [[gnu::visibility("default")]] PtrInterface : public VFPtrInterface {
 public:
     class NotifieeConst; // runtime/Notifiee.h
 
-    PtrInterface();
+    PtrInterface() {
+        track();
+    }
     /// A copy starts with one reference of its own and no flags.
-    PtrInterface(PtrInterface const&);
+    PtrInterface(PtrInterface const& source) : VFPtrInterface(source) {
+        track();
+    }
     PtrInterface& operator=(PtrInterface const&) = default;
 
     /// Switches notifications on or off: sets or clears bit 29 of the reference word.
@@ -38,7 +43,11 @@ public:
     virtual void zeroReferencesIs(bool zero);
     /// The type object of the object's class. For the base itself, what `fwkTypeSourceIs` was given.
     virtual KorType const* fwkType() const;
-    virtual ~PtrInterface();
+    virtual ~PtrInterface() {
+        if (ptrifTrackOn_) [[unlikely]] {
+            PtrTrack::ptrifDel(this);
+        }
+    }
 
     /// The type object of PtrInterface itself; null until the reflection layer has named it.
     static KorType const* _fwkType();
@@ -74,6 +83,11 @@ protected:
     }
 
 private:
+    void track() const {
+        if (ptrifTrackOn_) [[unlikely]] {
+            PtrTrack::ptrifAdd(this);
+        }
+    }
     void handleZeroRef() const;
 };
 

@@ -29,7 +29,9 @@ String8::Data* String8::Data::make(std::size_t length, char*& chars) {
     return data;
 }
 
-void String8::Data::release() const noexcept { ::operator delete(const_cast<Data*>(this)); }
+void String8::Data::release() const noexcept {
+    ::operator delete(const_cast<Data*>(this));
+}
 
 String8::StringN(char const* text) {
     if (text != nullptr) {
