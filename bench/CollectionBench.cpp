@@ -204,6 +204,20 @@ double cpuSeconds() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
+/// Leaves the allocator with free chunks in no order, as in a program that has run for a while. Without it
+/// each map is built in the order in which the last one was torn down, and a map that does that in insertion
+/// order looks good.
+void ageHeap(std::size_t chunks) {
+    std::vector<void*> taken(chunks);
+    for (void*& chunk : taken) {
+        chunk = ::operator new(56);
+    }
+    std::shuffle(taken.begin(), taken.end(), std::mt19937_64(17));
+    for (void* const chunk : taken) {
+        ::operator delete(chunk);
+    }
+}
+
 /// Runs `timed` on enough fresh maps for the clock not to matter.
 template <class Map, class Prepare, class Timed>
 void onFreshMaps(benchmark::State& state, Prepare prepare, Timed timed) {
@@ -212,6 +226,7 @@ void onFreshMaps(benchmark::State& state, Prepare prepare, Timed timed) {
     std::size_t allocated = 0;
     double bytes = 0;
     for (auto _ : state) {
+        ageHeap(maps * size);
         std::vector<std::optional<Map>> fresh(maps);
         std::size_t const empty = heapBytes;
         for (auto& map : fresh) {
@@ -299,7 +314,7 @@ void hashAlone(benchmark::State& state) {
 
 int main(int argc, char** argv) {
     benchmark::RegisterBenchmark("hash", hashAlone);
-    for (long const size : {100L, 10'000L, 1'000'000L}) {
+    for (long const size : {100L, 3000L, 6000L, 10000L, 12000L, 20000L}) {
         auto const add = [size](char const* operation, char const* map, auto function) {
             return benchmark::RegisterBenchmark((std::string(operation) + '/' + map).c_str(), function)
                 ->Arg(size);

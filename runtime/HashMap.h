@@ -126,15 +126,18 @@ public:
 
     /// The member with the key, or null. No count changes.
     [[gnu::always_inline]] Member* member(At const& at) const {
-        PtrInterface* found = buckets_[bucketOf(at.reversedHash())].ptr();
+        PtrInterface* found = buckets_[bucketOf(at.reversedHash())];
         while (found != nullptr) {
             auto* const candidate = static_cast<Member*>(found);
             if constexpr (remembersHash<Member>) {
-                if (candidate->fwkReversedHash() > at.reversedHash()) {
+                U32 const hash = candidate->fwkReversedHash();
+                if (hash == at.reversedHash() && candidate->fwkKey() == at.key()) {
+                    return candidate;
+                }
+                if (hash > at.reversedHash()) {
                     return nullptr; // the chain ascends
                 }
-            }
-            if (candidate->fwkKey() == at.key()) {
+            } else if (candidate->fwkKey() == at.key()) {
                 return candidate;
             }
             found = candidate->next.ptr();
@@ -146,10 +149,17 @@ public:
 
     /// Inserts a member whose key is not in the map. Throws std::bad_alloc when the table cannot grow, and
     /// then the map is unchanged.
-    void newMember(Ptr<Member> const& member, At const& at) {
-        reserveOne();
-        HashNext* slot = &buckets_[bucketOf(at.reversedHash())];
-        while (auto* const other = static_cast<Member*>(slot->ptr())) {
+    void newMember(Ptr<Member> member, At const& at) {
+        if (count_ >= bucketCount()) [[unlikely]] {
+            if constexpr (std::derived_from<Member, HashRemembered>) {
+                growRemembered();
+            } else {
+                grow();
+            }
+        }
+        PtrInterface*& head = buckets_[bucketOf(at.reversedHash())];
+        Member* before = nullptr;
+        for (auto* other = static_cast<Member*>(head); other != nullptr; other = nextOf(other)) {
             U32 const hash = HashMapVTable<Member, Key>::hashOf(other);
             if (hash > at.reversedHash() || (hash == at.reversedHash() && at.key() < other->fwkKey())) {
                 break;
@@ -157,14 +167,25 @@ public:
             require(!(at.key() == other->fwkKey()), [] {
                 return Breach{"Kor::HashMap::newMember", "a member with this key is in the map"};
             });
-            slot = &other->next;
+            before = other;
         }
-        link(*slot, member.ptr());
+        before == nullptr ? link(head, member.release()) : link(before->next, member.release());
     }
-    void newMember(Ptr<Member> const& member) { newMember(member, At(member->fwkKey())); }
+    void newMember(Ptr<Member> member) {
+        At const at(member->fwkKey());
+        newMember(std::move(member), at);
+    }
 
     /// Removes the member; false when it is not in the map.
-    bool deleteMember(Member* member, At const& at) { return remove(member, at.reversedHash()); }
+    bool deleteMember(Member* member, At const& at) {
+        PtrInterface*& head = buckets_[bucketOf(at.reversedHash())];
+        if (head == member) [[likely]] {
+            HashNext const last = unlink(head, member);
+            shrinkIfSparse();
+            return true;
+        }
+        return remove(member, at.reversedHash());
+    }
     bool deleteMember(Ptr<Member> const& member) {
         return member && remove(member.ptr(), At(member->fwkKey()).reversedHash());
     }
@@ -176,8 +197,8 @@ public:
         [[maybe_unused]] U32 const version = version_;
         U32 const buckets = bucketCount();
         for (U32 i = 0; i != buckets; ++i) {
-            prefetchBucket(i + prefetchDistance, buckets);
-            for (PtrInterface* at = buckets_[i].ptr(); at != nullptr;) {
+            prefetchAfter(i, buckets);
+            for (PtrInterface* at = buckets_[i]; at != nullptr;) {
                 auto& member = *static_cast<Member*>(at);
                 at = member.next.ptr();
                 visit(member);
@@ -257,6 +278,8 @@ public:
     std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
+    static Member* nextOf(Member const* member) noexcept { return static_cast<Member*>(member->next.ptr()); }
+
     static U16 linkOffset() {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof" // members have no virtual base
@@ -267,27 +290,15 @@ private:
     }
 };
 
-/// What the nodes below share: the reversed hash is kept where it costs nothing, in the four bytes between
-/// the reference word and an 8-byte field, and computed anew where it would cost memory (such keys hash
-/// fast).
-template <class FirstField>
-class HashMemory : public PtrInterface {
+/// What the nodes below derive from: the reversed hash is kept where it costs nothing, in the four bytes
+/// between the reference word and an 8-byte field, and computed anew where it would cost memory (such keys
+/// hash fast).
+class HashForgotten : public PtrInterface {
 protected:
-    static constexpr bool kept = alignof(FirstField) >= 8;
-
-    explicit HashMemory(U32 reversedHash) noexcept {
-        if constexpr (kept) {
-            reversedHash_ = reversedHash;
-        }
-    }
-
-public:
-    U32 fwkReversedHash() const noexcept requires(kept) { return reversedHash_; }
-
-private:
-    struct Nothing {};
-    [[no_unique_address]] std::conditional_t<kept, U32, Nothing> reversedHash_;
+    explicit HashForgotten(U32) noexcept {}
 };
+template <class FirstField>
+using HashMemory = std::conditional_t<alignof(FirstField) >= 8, HashRemembered, HashForgotten>;
 
 /// A member that holds key and value.
 template <class Key, class Value>

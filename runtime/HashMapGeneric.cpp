@@ -1,33 +1,26 @@
 #include "runtime/HashMapGeneric.h"
 
-#include <new>
+#include <algorithm>
 #include <utility>
 
 namespace Kor {
 
 namespace {
 
+constexpr U8 smallestLog2 = 2; // to shrink to
 constexpr U8 largestLog2 = 30; // a bucket number is a signed 32-bit number
-constexpr U32 shrinkFactor = 8;
 
-} // namespace
-
-HashNext* HashMapGeneric::allocate(U32 buckets, bool mayFail) {
-    std::size_t const size = sizeof(HashNext) * buckets;
-    void* const storage = mayFail ? ::operator new(size, std::nothrow) : ::operator new(size);
-    if (storage == nullptr) {
-        return nullptr;
-    }
-    auto* const array = static_cast<HashNext*>(storage);
-    for (U32 i = 0; i != buckets; ++i) {
-        ::new (static_cast<void*>(array + i)) HashNext;
-    }
+PtrInterface** newBuckets(U32 buckets) {
+    auto* const array = static_cast<PtrInterface**>(::operator new(sizeof(PtrInterface*) * buckets));
+    std::fill_n(array, buckets, nullptr);
     return array;
 }
 
+} // namespace
+
 HashMapGeneric::HashMapGeneric(unsigned int buckets)
-    : smallestLog2_(static_cast<U8>(std::bit_width(buckets == 0 ? 0 : buckets - 1))), log2_(smallestLog2_),
-      buckets_(allocate(U32{1} << smallestLog2_, false)) {}
+    : capacityLog2_(static_cast<U8>(std::bit_width(buckets == 0 ? 0 : buckets - 1))), log2_(capacityLog2_),
+      buckets_(newBuckets(U32{1} << log2_)) {}
 
 void HashMapGeneric::freeBuckets() noexcept {
     ::operator delete(std::exchange(buckets_, nullptr));
@@ -37,11 +30,9 @@ void HashMapGeneric::emptyAllBuckets() {
     // One at a time, from the table as it is: a member that ends may change the map, and chains may be long.
     while (count_ != 0) {
         for (U32 i = 0; i < bucketCount(); ++i) {
-            while (buckets_[i]) {
-                HashNext const member = std::move(buckets_[i]);
-                buckets_[i] = std::move(next(member.ptr()));
-                --count_;
-                ++version_;
+            while (PtrInterface* const member = buckets_[i]) {
+                prefetchAfter(i, bucketCount());
+                HashNext const last = unlink(buckets_[i], member);
             }
         }
     }
@@ -49,12 +40,17 @@ void HashMapGeneric::emptyAllBuckets() {
 
 void HashMapGeneric::newMemberG(Ptr<PtrInterface> const& member, void* key) {
     U32 const reversedHash = descriptor_->hash(member.ptr());
-    reserveOne();
-    HashNext* slot = &buckets_[bucketOf(reversedHash)];
-    while (*slot && !isAfter(slot->ptr(), key, nullptr, reversedHash, false)) {
-        slot = &next(slot->ptr());
+    if (count_ >= bucketCount()) {
+        grow();
     }
-    link(*slot, member.ptr());
+    PtrInterface*& head = buckets_[bucketOf(reversedHash)];
+    PtrInterface* before = nullptr;
+    for (PtrInterface* at = head; at != nullptr && !isAfter(at, key, nullptr, reversedHash, false);
+         at = nextOf(at)) {
+        before = at;
+    }
+    PtrInterface* const added = HashNext(member).release();
+    before == nullptr ? link(head, added) : link(next(before), added);
 }
 
 bool HashMapGeneric::deleteMember(Ptr<PtrInterface> const& member) {
@@ -73,65 +69,94 @@ bool HashMapGeneric::isAfter(PtrInterface const* member, void const* key, PtrInt
 }
 
 bool HashMapGeneric::remove(PtrInterface* member, U32 reversedHash) {
-    HashNext* slot = &buckets_[bucketOf(reversedHash)];
-    while (slot->ptr() != member) {
-        if (!*slot) {
-            return false;
+    PtrInterface*& head = buckets_[bucketOf(reversedHash)];
+    if (head == member) {
+        HashNext const last = unlink(head, member);
+        shrinkIfSparse();
+        return true;
+    }
+    for (PtrInterface* before = head; before != nullptr; before = nextOf(before)) {
+        if (nextOf(before) == member) {
+            HashNext const last = unlink(next(before), member);
+            shrinkIfSparse();
+            return true;
         }
-        slot = &next(slot->ptr());
     }
-    HashNext const self = std::move(*slot);
-    *slot = std::move(next(member));
-    --count_;
-    ++version_;
-    if (count_ < bucketCount() / shrinkFactor && log2_ > smallestLog2_) [[unlikely]] {
-        shrink();
-    }
-    return true;
+    return false;
 }
 
-void HashMapGeneric::grow() {
+template <class Hash>
+void HashMapGeneric::growBy(Hash hash) {
     if (log2_ >= largestLog2) {
         return;
     }
     U32 const buckets = bucketCount();
-    HashNext* const grown = allocate(2 * buckets, false);
-    U32 const splitBit = U32{1} << (31 - log2_);
-    for (U32 i = 0; i != buckets; ++i) {
-        prefetchBucket(i + prefetchDistance / 2, buckets);
-        // A chain ascends: its members that stay low come first.
-        HashNext* slot = &buckets_[i];
-        while (*slot && (descriptor_->hash(slot->ptr()) & splitBit) == 0) {
-            slot = &next(slot->ptr());
+    PtrInterface** const old = buckets_;
+    PtrInterface** const grown = log2_ < capacityLog2_ ? old : newBuckets(2 * buckets);
+    auto const splitShift = static_cast<U8>(31 - log2_);
+    // From the top down, so that the room above is free when the array is its own target.
+    for (U32 i = buckets; i-- != 0;) {
+        if (i >= prefetchDistance) {
+            prefetch(old[i - prefetchDistance]);
         }
-        grown[2 * i + 1] = std::move(*slot);
-        grown[2 * i] = std::move(buckets_[i]);
+        // The chain ascends, so it is cut in two at most once. No branch on which half a member is in: that
+        // is a coin toss.
+        PtrInterface* const chain = old[i];
+        PtrInterface* upperHalf = nullptr;
+        PtrInterface* cut = nullptr; // the last member of the lower half
+        for (PtrInterface* member = chain; member != nullptr; member = nextOf(member)) {
+            bool const upper = (hash(member) >> splitShift & 1U) != 0;
+            upperHalf = upper && upperHalf == nullptr ? member : upperHalf;
+            cut = upper ? cut : member;
+        }
+        grown[2 * i] = cut == nullptr ? nullptr : chain;
+        grown[2 * i + 1] = upperHalf;
+        if (cut != nullptr) {
+            next(cut).fill(nullptr);
+        }
     }
-    freeBuckets();
-    buckets_ = grown;
     ++log2_;
     ++version_;
+    if (grown != old) {
+        freeBuckets();
+        buckets_ = grown;
+        capacityLog2_ = log2_;
+    }
+}
+
+void HashMapGeneric::grow() {
+    growBy([this](PtrInterface const* member) { return descriptor_->hash(member); });
+}
+
+void HashMapGeneric::growRemembered() {
+    growBy([](PtrInterface const* member) {
+        return static_cast<HashRemembered const*>(member)->fwkReversedHash();
+    });
 }
 
 void HashMapGeneric::shrink() noexcept {
-    U32 const buckets = bucketCount() / 2;
-    HashNext* const shrunk = allocate(buckets, true);
-    if (shrunk == nullptr) {
+    // Leaves the table between a quarter and half full, so that it takes many changes to come here again.
+    auto const log2 = std::max(smallestLog2, static_cast<U8>(std::bit_width(count_) + 1));
+    if (log2 >= log2_) {
         return;
     }
-    for (U32 i = 0; i != buckets; ++i) {
-        shrunk[i] = std::move(buckets_[2 * i]);
-        HashNext* slot = &shrunk[i];
-        if (buckets_[2 * i + 1]) {
-            while (*slot) {
-                slot = &next(slot->ptr());
+    auto const joined = static_cast<U8>(log2_ - log2);
+    PtrInterface* last = nullptr; // of the chain that is being joined
+    U32 target = ~U32{0};
+    for (U32 i = 0; i != bucketCount(); ++i) {
+        if (PtrInterface* const chain = std::exchange(buckets_[i], nullptr)) {
+            if (i >> joined != target) {
+                target = i >> joined;
+                buckets_[target] = chain;
+            } else {
+                next(last).fill(chain);
             }
-            *slot = std::move(buckets_[2 * i + 1]);
+            for (last = chain; nextOf(last) != nullptr;) {
+                last = nextOf(last);
+            }
         }
     }
-    freeBuckets();
-    buckets_ = shrunk;
-    --log2_;
+    log2_ = log2;
     ++version_;
 }
 
@@ -150,14 +175,14 @@ PtrInterface* HashMapGeneric::findNextG(PtrInterface const* member, int* bucket)
     }
     U32 const reversedHash = descriptor_->hash(member);
     U32 const at = bucketOf(reversedHash);
-    PtrInterface* after = buckets_[at].ptr();
+    PtrInterface* after = buckets_[at];
     while (after != nullptr && after != member) {
         after = nextOf(after);
     }
     if (after == member) {
         after = nextOf(member);
     } else {
-        after = buckets_[at].ptr();
+        after = buckets_[at];
         while (after != nullptr && !isAfter(after, nullptr, member, reversedHash, false)) {
             after = nextOf(after);
         }
@@ -173,7 +198,7 @@ PtrInterface* HashMapGeneric::findNextG(PtrInterface const* member, int* bucket)
 
 PtrInterface* HashMapGeneric::startAtHash(void const* key, U32 reversedHash, int* bucket) const {
     U32 const at = bucketOf(reversedHash);
-    PtrInterface* member = buckets_[at].ptr();
+    PtrInterface* member = buckets_[at];
     while (member != nullptr && !isAfter(member, key, nullptr, reversedHash, true)) {
         member = nextOf(member);
     }

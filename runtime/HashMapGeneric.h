@@ -8,10 +8,12 @@
 /// Together that gives one total order of all members that no rebuild changes: it is the order of every walk,
 /// and it defines the successor also of a member that has left the map.
 ///
-/// Growth: the table doubles when a new member would make members outnumber buckets, and halves when fewer
-/// than an eighth of the buckets' number are left, never below the size it was made with. Both are constant
-/// amortised; halving only joins chains and hashes nothing. An allocation that fails while growing leaves the
-/// map as it was; one that fails while shrinking only leaves it large.
+/// Growth: the table doubles when a new member would make members outnumber buckets. When it is less than
+/// 1/32 full it is folded to between a quarter and half full, in place: a walk passes at most 32 empty
+/// buckets for a member, and nothing is hashed or allocated. Both are constant amortised. The array itself, 8
+/// to 16 bytes for each of the most members there were, is kept for the next time: a map that was large will
+/// be large again, and giving memory back and asking for it on every swing costs more than it saves. An
+/// allocation that fails while growing leaves the map as it was.
 ///
 /// The version moves on every removal and rebuild. It does not move when a member is added without a rebuild:
 /// an iterator that steps by `next` then finds the new member in its place.
@@ -21,8 +23,10 @@
 #include "runtime/Contract.h"
 #include "runtime/Ptr.h"
 
+#include <atomic>
 #include <bit>
 #include <cstddef>
+#include <type_traits>
 #include <utility>
 
 namespace Kor {
@@ -54,10 +58,23 @@ protected:
 /// The counted link inside a member, to be named `next`. The map owns a chain through these.
 using HashNext = Ptr<PtrInterface>;
 
+/// A member that keeps its reversed hash, in the four bytes behind the reference word.
+class [[gnu::visibility("default")]] HashRemembered : public PtrInterface {
+public:
+    U32 fwkReversedHash() const noexcept {
+        return reversedHash_;
+    }
+
+protected:
+    explicit HashRemembered(U32 reversedHash) noexcept : reversedHash_(reversedHash) {}
+
+private:
+    U32 reversedHash_;
+};
+
 class [[gnu::visibility("default")]] HashMapGeneric {
 public:
-    /// An empty map with at least `buckets` buckets (a power of two is made of it), below which it never
-    /// shrinks.
+    /// An empty map with `buckets` buckets, rounded up to a power of two.
     explicit HashMapGeneric(unsigned int buckets);
     HashMapGeneric(HashMapGeneric const&) = delete;
     HashMapGeneric& operator=(HashMapGeneric const&) = delete;
@@ -82,8 +99,8 @@ public:
 
     /// The bucket of a reversed hash.
     U32 bucketOf(U32 reversedHash) const noexcept {
-        auto const shift = static_cast<U8>(32 - log2_);
-        return static_cast<U32>(U64{reversedHash} >> shift); // of 64 bits, so that a shift by 32 gives 0
+        // r >> (32 - log2), and 0 for a table of one bucket.
+        return static_cast<U32>((U64{reversedHash} << log2_) >> 32);
     }
 
     /// Unlinks and releases every member. Members may do to the map what they like as they go.
@@ -105,15 +122,13 @@ public:
     /// return.
     PtrInterface* findNextBucket(int* bucket) const noexcept {
         U32 const buckets = bucketCount();
-        for (auto at = static_cast<U32>(*bucket + 1); at < buckets; ++at) {
-            prefetchBucket(at + prefetchDistance, buckets);
-            if (PtrInterface* const head = buckets_[at].ptr()) {
-                *bucket = static_cast<int>(at);
-                return head;
-            }
+        auto at = static_cast<U32>(*bucket + 1);
+        while (at < buckets && buckets_[at] == nullptr) {
+            ++at;
         }
-        *bucket = static_cast<int>(buckets);
-        return nullptr;
+        *bucket = static_cast<int>(at);
+        prefetchAfter(at, buckets);
+        return at < buckets ? buckets_[at] : nullptr;
     }
 
     /// The member with this key or, when there is none, the first one after where it would stand; and its
@@ -122,28 +137,52 @@ public:
 
 protected:
     static constexpr U32 prefetchDistance = 16;
+    static constexpr U32 prefetchFrom = 4096;
+    static constexpr U32 shrinkFactor = 32;
 
     /// For a caller that has the reversed hash at hand.
     bool remove(PtrInterface * member, U32 reversedHash);
 
-    /// Makes room for one more member. May rebuild the table.
-    void reserveOne() {
-        if (count_ >= bucketCount()) [[unlikely]] {
-            grow();
-        }
-    }
-    /// Puts the member before the one that `slot` holds.
-    void link(HashNext & slot, PtrInterface * member) noexcept {
-        next(member) = std::move(slot);
-        slot = HashNext(member);
+    /// Puts the member, with the reference that comes with it, before the one that `slot` holds. `slot` is a
+    /// bucket or the `next` of a member.
+    void link(PtrInterface * &slot, PtrInterface * member) noexcept {
+        next(member).fill(std::exchange(slot, member));
         ++count_;
+    }
+    void link(HashNext & slot, PtrInterface * member) noexcept {
+        next(member).fill(slot.release());
+        slot.fill(member);
+        ++count_;
+    }
+    /// Takes a member out of its slot; its reference goes to the caller, who drops it when the map is in
+    /// order again.
+    template <class Slot>
+    [[nodiscard]] HashNext unlink(Slot & slot, PtrInterface * member) noexcept {
+        if constexpr (std::is_pointer_v<Slot>) {
+            slot = next(member).release();
+        } else {
+            slot.fill(next(member).release());
+        }
+        ++version_;
+        std::atomic_signal_fence(
+            std::memory_order_seq_cst); // or one wide load of both stalls on the narrow stores
+        --count_;
+        return HashNext::adopt(member);
+    }
+    /// To be called after `unlink`.
+    void shrinkIfSparse() noexcept {
+        if (count_ < bucketCount() / shrinkFactor) [[unlikely]] {
+            shrink();
+        }
     }
 
     void freeBuckets() noexcept;
 
-    void prefetchBucket([[maybe_unused]] U32 at, [[maybe_unused]] U32 buckets) const noexcept {
-        if (at < buckets) {
-            prefetch(buckets_[at].ptr());
+    /// Asks the memory for the members that a walk at bucket `at` will soon come to. A small map is in the
+    /// cache.
+    void prefetchAfter(U32 at, U32 buckets) const noexcept {
+        if (buckets >= prefetchFrom && at + prefetchDistance < buckets) {
+            prefetch(buckets_[at + prefetchDistance]);
         }
     }
 
@@ -162,15 +201,20 @@ protected:
     U32 version_ = 1;
     U32 count_ = 0;
     HashMapVTableGeneric const* descriptor_ = nullptr;
-    U8 smallestLog2_; // the table never shrinks below
+    U8 capacityLog2_; // of the array; the table may use a part of it
     U8 log2_;
     U16 linkOffset_ = 0;
-    HashNext* buckets_;
+    PtrInterface** buckets_; // each owns its chain
+
+    /// Doubles the table.
+    void grow();
+    /// The same for members that all derive from HashRemembered.
+    void growRemembered();
+    [[gnu::cold]] void shrink() noexcept;
 
 private:
-    static HashNext* allocate(U32 buckets, bool mayFail);
-    void grow();
-    void shrink() noexcept;
+    template <class Hash>
+    void growBy(Hash hash);
     bool isAfter(PtrInterface const* member, void const* key, PtrInterface const* other, U32 reversedHash,
                  bool orSame) const;
     PtrInterface* firstFrom(U32 bucket, int* result) const noexcept;

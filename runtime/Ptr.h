@@ -71,6 +71,14 @@ public:
     T* ptr() const noexcept { return object_; }
     explicit operator bool() const noexcept { return object_ != nullptr; }
 
+    /// Takes over a reference that the caller holds; no count changes.
+    [[nodiscard]] static Ptr adopt(T* object) noexcept {
+        Ptr result;
+        result.object_ = object;
+        return result;
+    }
+    /// `adopt` into a pointer that is null, without a test.
+    void fill(T* object) noexcept { object_ = object; }
     /// Gives the reference away with the pointer: the caller drops it.
     [[nodiscard]] T* release() noexcept { return std::exchange(object_, nullptr); }
 
@@ -122,10 +130,7 @@ private:
 /// this.
 template <class T, class... Args>
 [[nodiscard]] Ptr<T> create(Args&&... args) {
-    T* const object = new T(std::forward<Args>(args)...);
-    Ptr<T> result(object);
-    object->referencesDec();
-    return result;
+    return Ptr<T>::adopt(new T(std::forward<Args>(args)...));
 }
 
 /// The object as a `T`, or null when it is of another class.
