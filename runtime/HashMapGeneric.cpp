@@ -99,18 +99,28 @@ void HashMapGeneric::growBy(Hash hash) {
         if (i >= prefetchDistance) {
             prefetch(old[i - prefetchDistance]);
         }
-        // The chain ascends, so it is cut in two at most once. No branch on which half a member is in: that
-        // is a coin toss.
         PtrInterface* const chain = old[i];
-        PtrInterface* upperHalf = nullptr;
+        if (chain == nullptr) {
+            grown[2 * i] = nullptr;
+            grown[2 * i + 1] = nullptr;
+            continue;
+        }
+        if (nextOf(chain) == nullptr) {
+            // Most chains are of one member, and its half is a coin toss: an index, not a branch.
+            U32 const half = hash(chain) >> splitShift & 1U;
+            grown[2 * i + half] = chain;
+            grown[2 * i + 1 - half] = nullptr;
+            continue;
+        }
+        // The chain ascends, so it is cut in two at most once.
         PtrInterface* cut = nullptr; // the last member of the lower half
-        for (PtrInterface* member = chain; member != nullptr; member = nextOf(member)) {
-            bool const upper = (hash(member) >> splitShift & 1U) != 0;
-            upperHalf = upper && upperHalf == nullptr ? member : upperHalf;
-            cut = upper ? cut : member;
+        PtrInterface* member = chain;
+        while (member != nullptr && (hash(member) >> splitShift & 1U) == 0) {
+            cut = member;
+            member = nextOf(member);
         }
         grown[2 * i] = cut == nullptr ? nullptr : chain;
-        grown[2 * i + 1] = upperHalf;
+        grown[2 * i + 1] = member;
         if (cut != nullptr) {
             next(cut).fill(nullptr);
         }

@@ -141,15 +141,15 @@ protected:
     static constexpr U32 shrinkFactor = 32;
 
     /// For a caller that has the reversed hash at hand.
-    bool remove(PtrInterface * member, U32 reversedHash);
+    bool remove(PtrInterface* member, U32 reversedHash);
 
     /// Puts the member, with the reference that comes with it, before the one that `slot` holds. `slot` is a
     /// bucket or the `next` of a member.
-    void link(PtrInterface * &slot, PtrInterface * member) noexcept {
+    void link(PtrInterface * &slot, PtrInterface* member) noexcept {
         next(member).fill(std::exchange(slot, member));
         ++count_;
     }
-    void link(HashNext & slot, PtrInterface * member) noexcept {
+    void link(HashNext & slot, PtrInterface* member) noexcept {
         next(member).fill(slot.release());
         slot.fill(member);
         ++count_;
@@ -157,7 +157,7 @@ protected:
     /// Takes a member out of its slot; its reference goes to the caller, who drops it when the map is in
     /// order again.
     template <class Slot>
-    [[nodiscard]] HashNext unlink(Slot & slot, PtrInterface * member) noexcept {
+    [[nodiscard]] HashNext unlink(Slot & slot, PtrInterface* member) noexcept {
         if constexpr (std::is_pointer_v<Slot>) {
             slot = next(member).release();
         } else {
@@ -191,7 +191,7 @@ protected:
         __builtin_prefetch(reinterpret_cast<char const*>(member) + linkOffset_);
     }
 
-    HashNext& next(PtrInterface * member) const noexcept {
+    HashNext& next(PtrInterface* member) const noexcept {
         return *reinterpret_cast<HashNext*>(reinterpret_cast<char*>(member) + linkOffset_);
     }
     PtrInterface* nextOf(PtrInterface const* member) const noexcept {
