@@ -1,0 +1,7 @@
+#include "runtime/BaseCollection.h"
+
+namespace Kor {
+
+BaseCollection::~BaseCollection() = default;
+
+} // namespace Kor
