@@ -26,7 +26,7 @@ namespace Kor {
 template <class T>
 class LinkQueueMember : public PtrInterface {
 public:
-    LinkQueueMember(U32 key, Ptr<T> held) : value(std::move(held)), key_(key) {}
+    LinkQueueMember(U32 key, Ptr<T> held) : key_(key), value(std::move(held)) {}
     U32 fwkQkey() const noexcept { return key_; }
 
 private:

@@ -121,7 +121,9 @@ public:
             return *this;
         }
         Member* next = nullptr;
-        if (std::exchange(version_, queue()->version()) == version_ || queue()->has(ptr())) {
+        bool const unchanged = version_ == queue()->version();
+        version_ = queue()->version();
+        if (unchanged || queue()->has(ptr())) {
             previous_ = Ptr<Member>(ptr());
             next = ptr()->next.ptr();
         } else if (!previous_) {

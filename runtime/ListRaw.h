@@ -115,7 +115,9 @@ public:
             return *this;
         }
         T const* next = nullptr;
-        if (std::exchange(version_, list()->version()) == version_ || list()->has(this->ptr())) {
+        bool const unchanged = version_ == list()->version();
+        version_ = list()->version();
+        if (unchanged || list()->has(this->ptr())) {
             previous_ = Ptr<T const>(this->ptr());
             next = this->ptr()->next;
         } else if (!previous_) {
