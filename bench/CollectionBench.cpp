@@ -1,340 +1,259 @@
-// Kor::HashMap beside std::unordered_map and absl::flat_hash_map, same key and same hash.
+// Kor::HashMap beside std::unordered_map and absl::flat_hash_map, with the same keys and the same hash: an
+// entry of 20 bytes under the one-at-a-time hash. std::unordered_map keeps the hash of each member, because
+// the functor is not noexcept. Every time is for one operation, in random order of the keys.
 //
-//     build/release/bench/CollectionBench --benchmark_enable_random_interleaving=true
-//     --benchmark_repetitions=5
-//         --benchmark_report_aggregates_only=true
-//
-// Times are per operation (items_per_second inverted: "ns"), with the allocations of one operation beside
-// them; the growth of the table is part of an insert. `bytes` is what the map holds on the heap for each
-// member, the allocator's own overhead included.
+//     CollectionBench --benchmark_filter='find/.*/1000000'
 
-#include "RuntimeAllocations.h"
+#include "bench/Allocations.h"
 #include "runtime/HashMap.h"
 #include "runtime/OneAtATime.h"
 
 #include <absl/container/flat_hash_map.h>
 #include <algorithm>
-#include <benchmark/benchmark.h>
-#include <cstdlib>
-#include <ctime>
-#include <malloc.h>
-#include <new>
-#include <optional>
+#include <memory>
 #include <random>
-#include <string>
-#include <tuple>
 #include <unordered_map>
 #include <vector>
 
+using namespace Kor;
+
 namespace {
 
-using Kor::U32;
-using Kor::U64;
-
-/// As wide as a LIF entry, and hashed like one.
-struct LifKey {
+struct Entry {
     U32 lifType;
     U64 dword0;
     U64 dword1;
 
-    U32 hash() const { return Kor::OneAtATime{}.add(lifType).add(dword0).add(dword1).finish(); }
-    friend bool operator==(LifKey const& a, LifKey const& b) {
-        return a.dword0 == b.dword0 && a.dword1 == b.dword1 && a.lifType == b.lifType;
-    }
-    friend bool operator<(LifKey const& a, LifKey const& b) {
-        return std::tie(a.lifType, a.dword0, a.dword1) < std::tie(b.lifType, b.dword0, b.dword1);
-    }
+    auto operator<=>(Entry const&) const = default;
+    U32 hash() const { return OneAtATime{}.add(lifType).add(dword0).add(dword1).finish(); }
 };
 
-struct Hash {
-    std::size_t operator()(LifKey const& key) const { return key.hash(); } // may throw: std caches it
+struct EntryHash {
+    std::size_t operator()(Entry const& entry) const { return entry.hash(); }
 };
 
-class KorMap {
-public:
-    U32* find(LifKey const& key) const {
-        Member* const member = map_.member(key);
-        return member != nullptr ? &member->value : nullptr;
+struct KorMap {
+    using Member = MapEntry<Entry, U32>;
+    HashMap<Member, Entry, U32> map;
+
+    U32* find(Entry const& key) const {
+        auto* const found = map.member(key);
+        return found != nullptr ? &found->value : nullptr;
     }
-    void increment(LifKey const& key) {
-        auto const at = map_.at(key);
-        if (Member* const member = map_.member(at)) {
-            ++member->value;
-        } else {
-            map_.newMember(Kor::create<Member>(at, 1U), at);
+    void insert(Entry const& key, U32 value) {
+        U32 const r = map.reversedHash(key);
+        if (map.member(key, r) == nullptr) {
+            map.newMember(makePtr<Member>(key, value), r);
         }
     }
-    bool insert(LifKey const& key, U32 value) {
-        auto const at = map_.at(key);
-        if (map_.member(at) != nullptr) {
-            return false;
-        }
-        map_.newMember(Kor::create<Member>(at, value), at);
-        return true;
-    }
-    bool erase(LifKey const& key) {
-        auto const at = map_.at(key);
-        Member* const member = map_.member(at);
-        return member != nullptr && map_.deleteMember(member, at);
-    }
+    void increment(Entry const& key) { ++map.member(key)->value; }
+    void erase(Entry const& key) { map.deleteMember(key); }
     U64 walk() const {
         U64 sum = 0;
-        for (Map::IteratorConst i(map_); i; i.advance()) {
-            sum += i->value;
+        for (auto const& member : map) {
+            sum += member.value;
         }
         return sum;
     }
-    U64 fastWalk() const {
+    U64 forEach() const {
         U64 sum = 0;
-        map_.forEach([&](Member const& member) { sum += member.value; });
+        map.forEach([&sum](Member const& member) { sum += member.value; });
         return sum;
     }
-
-private:
-    using Member = Kor::HashMember<LifKey, U32>;
-    using Map = Kor::HashMap<Member, LifKey, U32>;
-    Map map_;
 };
 
 template <class Map>
-class StandardMap {
-public:
-    U32* find(LifKey const& key) const {
-        auto const found = map_.find(key);
-        return found != map_.end() ? const_cast<U32*>(&found->second) : nullptr;
+struct Foreign {
+    Map map;
+
+    U32* find(Entry const& key) {
+        auto const found = map.find(key);
+        return found != map.end() ? &found->second : nullptr;
     }
-    void increment(LifKey const& key) { ++map_[key]; }
-    bool insert(LifKey const& key, U32 value) { return map_.try_emplace(key, value).second; }
-    bool erase(LifKey const& key) { return map_.erase(key) != 0; }
+    void insert(Entry const& key, U32 value) { map.emplace(key, value); }
+    void increment(Entry const& key) { ++map.find(key)->second; }
+    void erase(Entry const& key) { map.erase(key); }
     U64 walk() const {
         U64 sum = 0;
-        for (auto const& [key, value] : map_) {
-            sum += value;
+        for (auto const& member : map) {
+            sum += member.second;
         }
         return sum;
     }
-
-private:
-    Map map_;
 };
-using StdMap = StandardMap<std::unordered_map<LifKey, U32, Hash>>;
-using AbslMap = StandardMap<absl::flat_hash_map<LifKey, U32, Hash>>;
 
-/// `count` keys as a switch has them: few types, ports and VLANs in bit fields. Odd seeds never meet even
-/// ones.
-std::vector<LifKey> keys(std::size_t count, U64 seed) {
-    std::vector<LifKey> result;
-    result.reserve(count);
-    for (std::size_t i = 0; i != count; ++i) {
-        result.push_back({static_cast<U32>(i % 5), (i / 4096) << 24 | (i % 4096) << 4 | seed, (i % 3) << 40});
+using StdMap = Foreign<std::unordered_map<Entry, U32, EntryHash>>;
+using AbslMap = Foreign<absl::flat_hash_map<Entry, U32, EntryHash>>;
+
+// Distinct keys as applications have them: few types, dense numbers in the first word.
+std::vector<Entry> makeKeys(std::size_t count, U64 first) {
+    std::mt19937_64 random(first + 1);
+    std::vector<Entry> keys(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        keys[i] = {static_cast<U32>(i % 5), first + i, random() & 0xffff};
     }
-    std::shuffle(result.begin(), result.end(), std::mt19937_64(7));
-    return result;
+    std::shuffle(keys.begin(), keys.end(), random);
+    return keys;
+}
+
+// Keys that are in the map, the same in another order, and as many that are not; made once for each size.
+struct Keys {
+    explicit Keys(std::size_t count)
+        : in(makeKeys(count, 0)), shuffled(in), out(makeKeys(count, U64{1} << 32)) {
+        std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937_64(99));
+    }
+    std::vector<Entry> in, shuffled, out;
+};
+
+Keys const& keysOf(benchmark::State const& state) {
+    static std::unordered_map<long, Keys> all;
+    return all.try_emplace(state.range(0), static_cast<std::size_t>(state.range(0))).first->second;
 }
 
 template <class Map>
-void fill(Map& map, std::vector<LifKey> const& with) {
-    for (LifKey const& key : with) {
+void fill(Map& map, std::vector<Entry> const& keys) {
+    for (Entry const& key : keys) {
         map.insert(key, 1);
     }
 }
 
-/// A map that has been in use: every second member was replaced, so that memory order and map order are
-/// unrelated.
+// Runs `operation` for one key after the other on a full map.
+template <class Map, class Operation>
+void onFullMap(benchmark::State& state, std::vector<Entry> Keys::*which, Operation const& operation) {
+    Keys const& keys = keysOf(state);
+    auto const map = std::make_unique<Map>();
+    fill(*map, keys.in);
+    auto const& order = keys.*which;
+    bench::Allocations const allocations;
+    std::size_t next = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        operation(*map, order[next]);
+        next = next + 1 == order.size() ? 0 : next + 1;
+    }
+    allocations.report(state, static_cast<double>(state.iterations()));
+}
+
 template <class Map>
-void fillAged(Map& map, std::vector<LifKey> const& with) {
-    fill(map, with);
-    std::vector<LifKey> order = with;
-    std::shuffle(order.begin(), order.end(), std::mt19937_64(11));
-    order.resize(order.size() / 2);
-    for (LifKey const& key : order) {
-        map.erase(key);
-    }
-    fill(map, order);
-}
-
-std::vector<LifKey> shuffled(std::vector<LifKey> order) {
-    std::shuffle(order.begin(), order.end(), std::mt19937_64(13));
-    return order;
-}
-
-void perOperation(benchmark::State& state, std::size_t batch, std::size_t allocated) {
-    auto const operations = static_cast<double>(state.iterations()) * static_cast<double>(batch);
-    state.counters["ns"] =
-        benchmark::Counter(operations * 1e-9, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["allocs"] = static_cast<double>(allocated) / operations;
-}
-
-template <class Map, bool hit>
 void find(benchmark::State& state) {
-    auto const size = static_cast<std::size_t>(state.range(0));
-    std::vector<LifKey> const all = keys(size, 0);
-    Map map;
-    fillAged(map, all);
-    std::vector<LifKey> const asked = hit ? shuffled(all) : shuffled(keys(size, 1));
-    std::size_t const before = allocations;
-    for (auto _ : state) {
-        for (LifKey const& key : asked) {
-            benchmark::DoNotOptimize(map.find(key));
-        }
-    }
-    perOperation(state, size, allocations - before);
+    onFullMap<Map>(state, &Keys::shuffled,
+                   [](Map& map, Entry const& key) { benchmark::DoNotOptimize(map.find(key)); });
 }
-
+template <class Map>
+void findMiss(benchmark::State& state) {
+    onFullMap<Map>(state, &Keys::out,
+                   [](Map& map, Entry const& key) { benchmark::DoNotOptimize(map.find(key)); });
+}
 template <class Map>
 void increment(benchmark::State& state) {
-    auto const size = static_cast<std::size_t>(state.range(0));
-    std::vector<LifKey> const all = keys(size, 0);
-    Map map;
-    fillAged(map, all);
-    std::vector<LifKey> const asked = shuffled(all);
-    std::size_t const before = allocations;
-    for (auto _ : state) {
-        for (LifKey const& key : asked) {
-            map.increment(key);
+    onFullMap<Map>(state, &Keys::shuffled, [](Map& map, Entry const& key) { map.increment(key); });
+}
+
+// One pass inserts (or erases) all keys; enough passes to have at least some 100,000 operations.
+template <class Map, bool erasing>
+void fillOrDrain(benchmark::State& state) {
+    Keys const& keys = keysOf(state);
+    std::size_t const passes = std::max<std::size_t>(1, 100'000 / keys.in.size());
+    double operations = 0;
+    std::size_t allocated = 0, bytes = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        state.PauseTiming();
+        std::size_t const before = bench::bytesInUse();
+        std::vector<std::unique_ptr<Map>> maps(passes);
+        for (auto& map : maps) {
+            map = std::make_unique<Map>();
+            if (erasing) {
+                fill(*map, keys.in);
+            }
         }
-    }
-    perOperation(state, size, allocations - before);
-}
-
-/// Of this thread, so that others on the machine do not count.
-double cpuSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-/// Leaves the allocator with free chunks in no order, as in a program that has run for a while. Without it
-/// each map is built in the order in which the last one was torn down, and a map that does that in insertion
-/// order looks good.
-void ageHeap(std::size_t chunks) {
-    std::vector<void*> taken(chunks);
-    for (void*& chunk : taken) {
-        chunk = ::operator new(56);
-    }
-    std::shuffle(taken.begin(), taken.end(), std::mt19937_64(17));
-    for (void* const chunk : taken) {
-        ::operator delete(chunk);
-    }
-}
-
-/// Runs `timed` on enough fresh maps for the clock not to matter.
-template <class Map, class Prepare, class Timed>
-void onFreshMaps(benchmark::State& state, Prepare prepare, Timed timed) {
-    auto const size = static_cast<std::size_t>(state.range(0));
-    std::size_t const maps = std::max<std::size_t>(1, 10'000 / size);
-    std::size_t allocated = 0;
-    double bytes = 0;
-    for (auto _ : state) {
-        ageHeap(maps * size);
-        std::vector<std::optional<Map>> fresh(maps);
-        std::size_t const empty = heapBytes;
-        for (auto& map : fresh) {
-            prepare(map.emplace());
+        std::size_t const start = bench::allocations;
+        state.ResumeTiming();
+        for (auto& map : maps) {
+            if (erasing) {
+                for (Entry const& key : keys.shuffled) {
+                    map->erase(key);
+                }
+            } else {
+                fill(*map, keys.in);
+            }
         }
-        std::size_t const before = allocations;
-        double const start = cpuSeconds();
-        for (auto& map : fresh) {
-            timed(*map);
-        }
-        double const took = cpuSeconds() - start;
-        allocated += allocations - before;
-        bytes = static_cast<double>(heapBytes - empty) / static_cast<double>(maps * size);
-        state.SetIterationTime(took);
+        state.PauseTiming();
+        allocated += bench::allocations - start;
+        bytes = bench::bytesInUse() - before;
+        operations += static_cast<double>(passes * keys.in.size());
+        maps.clear();
+        state.ResumeTiming();
     }
-    perOperation(state, maps * size, allocated);
-    if (bytes != 0) {
-        state.counters["bytes"] = bytes;
+    state.SetItemsProcessed(static_cast<std::int64_t>(operations));
+    state.counters["s/op"] =
+        benchmark::Counter(operations, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["allocs/op"] = static_cast<double>(allocated) / operations;
+    if (!erasing) {
+        state.counters["bytes/member"] =
+            static_cast<double>(bytes) / static_cast<double>(passes * keys.in.size());
     }
 }
-
 template <class Map>
 void insert(benchmark::State& state) {
-    std::vector<LifKey> const all = keys(static_cast<std::size_t>(state.range(0)), 0);
-    onFreshMaps<Map>(
-        state, [](Map&) {}, [&](Map& map) { fill(map, all); });
+    fillOrDrain<Map, false>(state);
 }
-
 template <class Map>
 void erase(benchmark::State& state) {
-    std::vector<LifKey> const all = keys(static_cast<std::size_t>(state.range(0)), 0);
-    std::vector<LifKey> const order = shuffled(all);
-    onFreshMaps<Map>(
-        state, [&](Map& map) { fillAged(map, all); },
-        [&](Map& map) {
-            for (LifKey const& key : order) {
-                benchmark::DoNotOptimize(map.erase(key));
-            }
-        });
+    fillOrDrain<Map, true>(state);
 }
 
-/// One member leaves and another comes: insert and erase with the table at rest.
 template <class Map>
-void replace(benchmark::State& state) {
-    auto const size = static_cast<std::size_t>(state.range(0));
-    std::vector<LifKey> const in = shuffled(keys(size, 0));
-    std::vector<LifKey> const out = shuffled(keys(size, 1));
-    Map map;
-    fillAged(map, in);
-    bool swapped = false;
-    std::size_t const before = allocations;
-    for (auto _ : state) {
-        for (std::size_t i = 0; i != size; ++i) {
-            map.erase(swapped ? out[i] : in[i]);
-            map.insert(swapped ? in[i] : out[i], 1);
-        }
-        swapped = !swapped;
+void walkAll(benchmark::State& state, U64 (Map::*pass)() const) {
+    auto const map = std::make_unique<Map>();
+    fill(*map, keysOf(state).in);
+    bench::Allocations const allocations;
+    for ([[maybe_unused]] auto _ : state) {
+        benchmark::DoNotOptimize((map.get()->*pass)());
     }
-    perOperation(state, size, allocations - before);
+    double const operations = static_cast<double>(state.iterations() * state.range(0));
+    state.counters["s/op"] =
+        benchmark::Counter(operations, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    allocations.report(state, operations);
 }
-
-template <class Map, bool aged, auto step>
+template <class Map>
 void walk(benchmark::State& state) {
-    auto const size = static_cast<std::size_t>(state.range(0));
-    Map map;
-    aged ? fillAged(map, keys(size, 0)) : fill(map, keys(size, 0));
-    std::size_t const before = allocations;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize((map.*step)());
-    }
-    perOperation(state, size, allocations - before);
+    walkAll<Map>(state, &Map::walk);
+}
+void forEach(benchmark::State& state) {
+    walkAll<KorMap>(state, &KorMap::forEach);
 }
 
 void hashAlone(benchmark::State& state) {
-    std::vector<LifKey> const all = keys(1000, 0);
-    for (auto _ : state) {
-        for (LifKey const& key : all) {
-            benchmark::DoNotOptimize(key.hash());
-        }
+    Keys const& keys = keysOf(state);
+    std::size_t next = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        benchmark::DoNotOptimize(keys.in[next].hash());
+        next = next + 1 == keys.in.size() ? 0 : next + 1;
     }
-    perOperation(state, all.size(), 0);
+}
+
+template <class Function>
+void add(std::string const& name, Function function) {
+    benchmark::RegisterBenchmark(name.c_str(), function)->Arg(100)->Arg(10'000)->Arg(1'000'000);
+}
+
+void addThree(std::string const& operation, void (*kor)(benchmark::State&),
+              void (*standard)(benchmark::State&), void (*absl)(benchmark::State&)) {
+    add(operation + "/Kor", kor);
+    add(operation + "/std", standard);
+    add(operation + "/absl", absl);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::RegisterBenchmark("hash", hashAlone);
-    for (long const size : {100L, 10'000L, 1'000'000L}) {
-        auto const add = [size](char const* operation, char const* map, auto function) {
-            return benchmark::RegisterBenchmark((std::string(operation) + '/' + map).c_str(), function)
-                ->Arg(size);
-        };
-        auto const addTo = [&]<class Map>(char const* map, std::type_identity<Map>) {
-            add("findHit", map, find<Map, true>);
-            add("findMiss", map, find<Map, false>);
-            add("increment", map, increment<Map>);
-            add("insert", map, insert<Map>)->UseManualTime();
-            add("erase", map, erase<Map>)->UseManualTime();
-            add("replace", map, replace<Map>);
-            add("walkFresh", map, walk<Map, false, &Map::walk>);
-            add("walkAged", map, walk<Map, true, &Map::walk>);
-        };
-        addTo("kor", std::type_identity<KorMap>{});
-        add("walkFresh", "kor-forEach", walk<KorMap, false, &KorMap::fastWalk>);
-        add("walkAged", "kor-forEach", walk<KorMap, true, &KorMap::fastWalk>);
-        addTo("std", std::type_identity<StdMap>{});
-        addTo("absl", std::type_identity<AbslMap>{});
-    }
     benchmark::Initialize(&argc, argv);
+    benchmark::RegisterBenchmark("hashAlone", hashAlone)->Arg(100);
+    addThree("find", find<KorMap>, find<StdMap>, find<AbslMap>);
+    addThree("findMiss", findMiss<KorMap>, findMiss<StdMap>, findMiss<AbslMap>);
+    addThree("increment", increment<KorMap>, increment<StdMap>, increment<AbslMap>);
+    addThree("insert", insert<KorMap>, insert<StdMap>, insert<AbslMap>);
+    addThree("erase", erase<KorMap>, erase<StdMap>, erase<AbslMap>);
+    addThree("walk", walk<KorMap>, walk<StdMap>, walk<AbslMap>);
+    add("forEach/Kor", forEach);
     benchmark::RunSpecifiedBenchmarks();
 }

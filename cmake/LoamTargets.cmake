@@ -1,11 +1,21 @@
 # What every target of the project shares.
 
-# Collects the sources of the given folders, so that a new file needs no list to be kept.
-function(loam_sources OUT)
+if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
+  find_program(LOAM_CCACHE ccache)
+  if(LOAM_CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${LOAM_CCACHE})
+  endif()
+endif()
+if(LOAM_TIDY)
+  find_program(LOAM_CLANG_TIDY NAMES clang-tidy-14 clang-tidy REQUIRED)
+endif()
+
+# Collects the files of the given folders, so that a new file needs no list to be kept.
+function(loam_glob OUT PATTERN)
   set(FOUND)
   foreach(FOLDER ${ARGN})
     file(GLOB_RECURSE FILES CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR}
-      ${CMAKE_CURRENT_SOURCE_DIR}/${FOLDER}/*.cpp)
+      ${CMAKE_CURRENT_SOURCE_DIR}/${FOLDER}/${PATTERN})
     list(APPEND FOUND ${FILES})
   endforeach()
   set(${OUT} ${FOUND} PARENT_SCOPE)
@@ -18,7 +28,17 @@ function(loam_defaults TARGET)
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_options(${TARGET} PRIVATE -fno-semantic-interposition)
   if(PROJECT_IS_TOP_LEVEL)
-    target_compile_options(${TARGET} PRIVATE -Wall -Wextra -Wconversion -Wshadow -Werror)
+    target_compile_options(${TARGET} PRIVATE -Wall -Wextra -Wconversion -Wshadow
+      $<$<BOOL:${LOAM_WERROR}>:-Werror>)
+    target_compile_definitions(${TARGET} PRIVATE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+  endif()
+  if(LOAM_TIDY)
+    # A changed .clang-tidy must look at every source again.
+    set_target_properties(${TARGET} PROPERTIES CXX_CLANG_TIDY "${LOAM_CLANG_TIDY};--quiet")
+    get_target_property(SOURCES ${TARGET} SOURCES)
+    file(GLOB RULES ${LoamTunnel_SOURCE_DIR}/.clang-tidy ${LoamTunnel_SOURCE_DIR}/*/.clang-tidy)
+    set_property(SOURCE ${SOURCES} APPEND PROPERTY OBJECT_DEPENDS ${RULES})
   endif()
 endfunction()

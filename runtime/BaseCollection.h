@@ -1,107 +1,111 @@
 #pragma once
 
-/// The root of the collections with virtual tables: Kor::ListRaw, Kor::LinkedQueue and Kor::RbTreeMap. An
-/// iterator of such a collection is kept as collection and current member; the collection knows how the
-/// member is counted.
+/// The roots of the collections that have a virtual table: the lists and queues. Kor::HashMap stands apart.
 
 #include "runtime/Ptr.h"
 
-#include <utility>
-
 namespace Kor {
 
-class [[gnu::visibility("default")]] BaseCollection {
+class __attribute__((visibility("default"))) BaseCollection {
 public:
-    /// Where an iterator stands, without its type.
-    struct StrepIterator {
-        BaseCollection const* collection = nullptr;
-        PtrInterface const* current = nullptr;
+    /// The untyped part of an iterator: where it is.
+    class StrepIterator {
+    public:
+        BaseCollection const* collection() const noexcept { return collection_; }
+        PtrInterface const* current() const noexcept { return current_; }
+
+    protected:
+        StrepIterator() noexcept = default;
+        StrepIterator(BaseCollection const* collection, PtrInterface const* current) noexcept
+            : collection_(collection), current_(current) {}
+        StrepIterator(StrepIterator const&) noexcept = default;
+        StrepIterator& operator=(StrepIterator const&) noexcept = default;
+        ~StrepIterator() = default;
+
+        BaseCollection const* collection_ = nullptr;
+        PtrInterface const* current_ = nullptr;
+
+    private:
+        template <class T>
+        friend class BaseRefCollection;
     };
 
-    BaseCollection() = default;
-    BaseCollection(BaseCollection const&) = delete;
-    BaseCollection& operator=(BaseCollection const&) = delete;
+    BaseCollection() noexcept = default;
+    BaseCollection(BaseCollection const&) noexcept = default;
+    BaseCollection& operator=(BaseCollection const&) noexcept = default;
     virtual ~BaseCollection();
-
-    /// Moves with every change.
-    U32 version() const noexcept {
-        return version_;
-    }
-    U32 members() const noexcept {
-        return count_;
-    }
-    bool empty() const noexcept {
-        return count_ == 0;
-    }
-
-protected:
-    U32 version_ = 0;
-    U32 count_ = 0;
 };
 
+/// A collection of counted `T`, whose iterators hold a reference to their current member.
 template <class T>
 class BaseRefCollection : public BaseCollection {
 public:
-    /// Drops the reference that the iterator holds on its current member.
-    virtual void iteratorDelete(StrepIterator& iterator) const {
-        if (PtrInterface const* const current = std::exchange(iterator.current, nullptr)) {
-            current->referencesDec();
+    /// Drops the reference that an iterator holds on its current member.
+    virtual void iteratorDelete(StrepIterator& it) const {
+        if (auto const* const member = std::exchange(it.current_, nullptr)) {
+            member->referencesDec();
         }
     }
-    /// Adds the reference of a copy of the iterator.
-    virtual void iteratorSpaceCopy(StrepIterator const& iterator) const {
-        if (iterator.current != nullptr) {
-            iterator.current->referencesInc();
+    /// Adds one, for a copy of the iterator.
+    virtual void iteratorSpaceCopy(StrepIterator const& it) const {
+        if (it.current_ != nullptr) {
+            it.current_->referencesInc();
         }
     }
 };
 
-/// A collection and its current member, counted when `counted`. The collection must outlive it.
+/// The collection and the counted current member of an iterator. It must not outlive its collection.
 template <class T, bool counted>
-class BaseIteratorConst {
-    static_assert(counted, "every collection of this library counts the current member");
+class BaseIteratorConst : public BaseCollection::StrepIterator {
+    static_assert(counted, "members without a count are not supported");
 
 public:
-    BaseIteratorConst(BaseIteratorConst const& other) : at_(other.at_) {
-        if (at_.collection != nullptr) {
-            collection()->iteratorSpaceCopy(at_);
+    BaseIteratorConst() noexcept = default;
+    BaseIteratorConst(BaseRefCollection<T> const* collection, T* current)
+        : StrepIterator(collection, current) {
+        space().iteratorSpaceCopy(*this);
+    }
+    BaseIteratorConst(BaseIteratorConst const& other) : StrepIterator(other) {
+        if (collection_ != nullptr) {
+            space().iteratorSpaceCopy(*this);
         }
     }
     BaseIteratorConst& operator=(BaseIteratorConst const& other) {
-        BaseIteratorConst copy(other);
-        std::swap(at_, copy.at_);
+        if (other.collection_ != nullptr) {
+            other.space().iteratorSpaceCopy(other);
+        }
+        drop();
+        StrepIterator::operator=(other);
         return *this;
     }
-    ~BaseIteratorConst() {
-        if (at_.collection != nullptr) {
-            collection()->iteratorDelete(at_);
-        }
-    }
+    ~BaseIteratorConst() { drop(); }
 
-    explicit operator bool() const noexcept { return at_.current != nullptr; }
-    T const* ptr() const noexcept { return static_cast<T const*>(at_.current); }
-    T const& operator*() const noexcept { return *ptr(); }
-    T const* operator->() const noexcept { return ptr(); }
+    /// The current member, null at the end.
+    T* ptr() const noexcept { return static_cast<T*>(const_cast<PtrInterface*>(current_)); }
+    T* operator->() const noexcept { return ptr(); }
+    T& operator*() const noexcept { return *ptr(); }
+    explicit operator bool() const noexcept { return current_ != nullptr; }
 
 protected:
-    BaseIteratorConst(BaseRefCollection<T> const* collection, T const* current) : at_{collection, current} {
-        if (current != nullptr) {
-            current->referencesInc();
+    /// A counted assignment of the current member.
+    void currentIs(T* member) noexcept {
+        if (member != nullptr) {
+            member->referencesInc();
         }
-    }
-
-    BaseRefCollection<T> const* collection() const noexcept {
-        return static_cast<BaseRefCollection<T> const*>(at_.collection);
-    }
-    void currentIs(T const* current) {
-        StrepIterator old = std::exchange(at_, StrepIterator{at_.collection, current});
-        collection()->iteratorSpaceCopy(at_);
-        collection()->iteratorDelete(old);
+        if (auto const* const old = std::exchange(current_, member)) {
+            old->referencesDec();
+        }
     }
 
 private:
-    using StrepIterator = BaseCollection::StrepIterator;
-    StrepIterator at_;
+    BaseRefCollection<T> const& space() const noexcept {
+        return static_cast<BaseRefCollection<T> const&>(*collection_);
+    }
+    void drop() {
+        if (collection_ != nullptr) {
+            space().iteratorDelete(*this);
+        }
+    }
 };
 
 } // namespace Kor

@@ -1,48 +1,42 @@
 #pragma once
 
-/// A fixed set of bit positions held in one word.
+/// Kor::BitSet, a fixed set of bit positions in one word.
 ///
-///     Kor::BitSet<29, unsigned int> flags;
-///     flags.set(19);                       // positions 0 to 28; others break the contract
-///     if (flags.test(19)) { ... }
+///     Kor::BitSet<29, unsigned> flags(0x4000000);
+///     flags.set(4);
+///     if (flags.test(26)) ...
+///
+/// Positions run from 0 to bits - 1; another one is a broken contract. The whole word, with what bits it may
+/// have above the positions, can be read and replaced.
 
 #include "runtime/Contract.h"
-
-#include <string>
+#include "runtime/Types.h"
 
 namespace Kor {
 
 template <int bits, class Word>
 class BitSet {
-    static_assert(bits > 0 && bits <= static_cast<int>(8 * sizeof(Word)));
+    static_assert(bits > 0 && bits <= int{8 * sizeof(Word)});
 
 public:
     constexpr BitSet() noexcept = default;
-    /// The word as it stands, bits beyond the last position included.
     constexpr explicit BitSet(Word word) noexcept : word_(word) {}
 
-    constexpr BitSet& set(int pos) {
-        word_ |= bit(pos, "set");
-        return *this;
-    }
-    constexpr BitSet& reset(int pos) {
-        word_ &= static_cast<Word>(~bit(pos, "reset"));
-        return *this;
-    }
-    constexpr BitSet& setTo(int pos, bool on) { return on ? set(pos) : reset(pos); }
-    constexpr bool test(int pos) const { return (word_ & bit(pos, "test")) != 0; }
-
+    constexpr void set(int pos) { word_ |= bit(pos); }
+    constexpr void reset(int pos) { word_ &= ~bit(pos); }
+    constexpr void bitIs(int pos, bool on) { on ? set(pos) : reset(pos); }
+    constexpr bool test(int pos) const { return (word_ & bit(pos)) != 0; }
     constexpr Word word() const noexcept { return word_; }
 
-    friend constexpr bool operator==(BitSet const&, BitSet const&) noexcept = default;
+    friend constexpr bool operator==(BitSet, BitSet) noexcept = default;
 
 private:
-    static constexpr Word bit(int pos, [[maybe_unused]] char const* operation) {
-        require(pos >= 0 && pos < bits, [&] {
-            return Breach{std::string("Kor::BitSet::") + operation,
-                          "pos>=0 && pos<bits, but pos is " + std::to_string(pos)};
+    static constexpr Word bit(int pos) {
+        require(pos >= 0 && pos < bits, [pos] {
+            return Breach{"Kor::BitSet",
+                          "position " + std::to_string(pos) + " is not below " + std::to_string(bits)};
         });
-        return static_cast<Word>(Word{1} << pos);
+        return Word{1} << (static_cast<unsigned>(pos) % (8 * sizeof(Word)));
     }
 
     Word word_ = 0;

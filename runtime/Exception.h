@@ -1,157 +1,152 @@
 #pragma once
 
-/// The exceptions of the library: whatever a caller or a peer can cause leaves as one of these.
+/// The exceptions of the library: every error that a caller or a peer can cause.
 ///
-///     try { lif.bankIs(9); } catch (Kor::RangeException const& e) { std::puts(e.what()); }
+///     try {
+///         index.indexIs(5000);
+///     } catch (Kor::RangeException const& error) {
+///         std::puts(error.what());
+///     }
 ///
-/// An exception carries a message, the set of its ids (a class adds its own to those of its base), and a
-/// counted reference to an object with details, which may be null. Copying allocates nothing and cannot fail.
-///
-/// Kor::Expect is a scope guard that says which exception the code around it is prepared for:
-///
-///     try { Kor::Expect guard(Kor::Exception::range); key = kindInstance(raw); }
-///     catch (Kor::RangeException const&) { unknownEnumsInc(1); }
-///
-/// An exception that was made while no guard of its thread expected one of its ids is counted, see
-/// `Exception::unexpectedCount()`: a peer that sends odd data all day is then told from a fault of our own.
+/// Kor::Exception derives from std::exception; `message()` has the text as a Kor::String8 and `what()` as a C
+/// string, both the words that the operation documents. The classes tell errors apart in a catch; the ids
+/// tell them apart where a class can not (`hasId`), and in Kor::Expect. A contract that is broken is no
+/// exception: see runtime/Contract.h.
 
-#include "runtime/PtrInterface.h"
+#include "runtime/Ptr.h"
 #include "runtime/String8.h"
 
 #include <exception>
 
 namespace Kor {
 
-class [[gnu::visibility("default")]] Exception : public std::exception {
+class __attribute__((visibility("default"))) Exception : public std::exception {
 public:
-    /// What an exception is about, 0 to 63. The numbers are part of traces and guards, never of the wire.
-    enum Id : unsigned int {
-        any = 0, // of a guard: whatever comes is contained
+    /// The kinds of errors, numbered. 0 names none.
+    enum class Id : U32 {
+        none = 0,
         internal = 1,
         range = 12,
         nameInUse = 16,
-        entityIdUnavailable = 17,
         attrLogEntity = 42,
         attrLogRecord = 48,
+        entityIdUnavailable = 49,
     };
 
-    /// A set of ids.
-    class IdBitArray {
+    /// A set of ids, 0 to 63.
+    class __attribute__((visibility("default"))) IdBitArray {
     public:
         constexpr IdBitArray() noexcept = default;
-        constexpr IdBitArray(IdBitArray const&) noexcept = default;
-        constexpr IdBitArray& operator=(IdBitArray const&) noexcept = default;
         constexpr IdBitArray& add(Id id) noexcept {
-            bits_ |= U64{1} << (id & 63U);
+            bits_ |= bit(id);
             return *this;
         }
-        constexpr bool has(Id id) const noexcept { return (bits_ >> (id & 63U) & 1U) != 0; }
-        constexpr U64 bits() const noexcept { return bits_; }
+        constexpr bool has(Id id) const noexcept { return (bits_ & bit(id)) != 0; }
+        friend constexpr bool operator==(IdBitArray, IdBitArray) noexcept = default;
 
     private:
+        static constexpr U64 bit(Id id) noexcept { return U64{1} << (static_cast<U32>(id) & 63); }
+
         U64 bits_ = 0;
     };
 
-    /// With `counted`, the exception takes part in `unexpectedCount()`.
-    Exception(String8 message, IdBitArray ids, bool counted);
-    Exception(Exception const& other) noexcept;
-    Exception& operator=(Exception const& other) noexcept;
+    /// What an exception carries besides its text. Copies of the exception share it.
+    class __attribute__((visibility("default"))) Detail : public PtrInterface {
+    public:
+        Detail(IdBitArray ids, bool byCaller) noexcept : ids_(ids), byCaller_(byCaller) {}
+        IdBitArray ids() const noexcept { return ids_; }
+        bool byCaller() const noexcept { return byCaller_; }
+
+    private:
+        IdBitArray ids_;
+        bool byCaller_;
+    };
+
+    /// `byCaller` tells whether a caller or a peer caused the error; false says that this library is to
+    /// blame.
+    Exception(String8 message, IdBitArray ids, bool byCaller);
+    Exception(Exception const& other) noexcept = default;
+    Exception& operator=(Exception const& other) noexcept = default;
     ~Exception() override;
 
-    String8 const& message() const noexcept {
-        return message_;
-    }
-    char const* what() const noexcept override {
-        return message_.charPtr();
-    }
-    IdBitArray ids() const noexcept {
-        return ids_;
-    }
-
-    /// An object that tells more, or null.
-    PtrInterface const* detail() const noexcept {
-        return detail_;
-    }
-    void detailIs(PtrInterface const* detail) noexcept;
-
-    /// How many counted exceptions this process has made while nothing expected them. Any thread.
-    static U64 unexpectedCount() noexcept;
+    String8 const& message() const noexcept { return message_; }
+    char const* what() const noexcept override;
+    IdBitArray ids() const noexcept { return detail_->ids(); }
+    bool hasId(Id id) const noexcept { return detail_->ids().has(id); }
+    bool byCaller() const noexcept { return detail_->byCaller(); }
 
 private:
     String8 message_;
-    PtrInterface const* detail_ = nullptr;
-    IdBitArray ids_;
+    Ptr<Detail const> detail_;
 };
 
-/// A value outside its declared range, a null ValidPtr, a text that does not parse. Id 12.
-class [[gnu::visibility("default")]] RangeException : public Exception {
+/// A value outside of its range, a null Kor::ValidPtr, a text that does not parse. Id 12.
+class __attribute__((visibility("default"))) RangeException : public Exception {
 public:
     explicit RangeException(String8 message, IdBitArray ids = {})
-        : Exception(message, ids.add(range), true) {}
-    ~RangeException() override;
+        : Exception(std::move(message), ids.add(Id::range), true) {}
 };
 
-/// A stream record names an entity of the wrong type. Id 42.
-class [[gnu::visibility("default")]] AttrLogEntityException : public Exception {
+/// A record names an entity of the wrong type. Id 42.
+class __attribute__((visibility("default"))) AttrLogEntityException : public Exception {
 public:
     explicit AttrLogEntityException(String8 message = "Entity is the wrong type", IdBitArray ids = {})
-        : Exception(message, ids.add(attrLogEntity), true) {}
-    ~AttrLogEntityException() override;
+        : Exception(std::move(message), ids.add(Id::attrLogEntity), true) {}
 };
 
-/// A record that is being written has to be started again. Id 48; part of the normal course, never counted.
-class [[gnu::visibility("default")]] AttrLogRecordException : public Exception {
+/// A record could not be written as begun and has to be begun again. Id 48.
+class __attribute__((visibility("default"))) AttrLogRecordException : public Exception {
 public:
     explicit AttrLogRecordException(String8 message, IdBitArray ids = {})
-        : Exception(message, ids.add(attrLogRecord), false) {}
-    ~AttrLogRecordException() override;
+        : Exception(std::move(message), ids.add(Id::attrLogRecord), true) {}
 };
 
-/// An entity has no id on the stream yet. Ids 17 and 48: whoever writes a record expects it; never counted.
-class [[gnu::visibility("default")]] EntityIdUnavailableException : public Exception {
+/// An entity has no id on a stream yet. Ids 48 and 49.
+class __attribute__((visibility("default"))) EntityIdUnavailableException : public Exception {
 public:
     explicit EntityIdUnavailableException(String8 message, IdBitArray ids = {})
-        : Exception(message, ids.add(entityIdUnavailable).add(attrLogRecord), false) {}
-    ~EntityIdUnavailableException() override;
+        : Exception(std::move(message), ids.add(Id::attrLogRecord).add(Id::entityIdUnavailable), true) {}
 };
 
 /// The name of a new entity is taken. Id 16.
-class [[gnu::visibility("default")]] NameInUseException : public Exception {
+class __attribute__((visibility("default"))) NameInUseException : public Exception {
 public:
     explicit NameInUseException(String8 message, IdBitArray ids = {})
-        : Exception(message, ids.add(nameInUse), true) {}
-    ~NameInUseException() override;
+        : Exception(std::move(message), ids.add(Id::nameInUse), true) {}
 };
 
-/// The program found itself in a state that it rules out. Id 1.
-class [[gnu::visibility("default")]] InternalException : public Exception {
+/// The library found itself in a state that it should never be in. Id 1.
+class __attribute__((visibility("default"))) InternalException : public Exception {
 public:
     explicit InternalException(String8 message, IdBitArray ids = {})
-        : Exception(message, ids.add(internal), true) {}
-    ~InternalException() override;
+        : Exception(std::move(message), ids.add(Id::internal), false) {}
 };
 
-[[noreturn, gnu::cold, gnu::visibility("default")]] void throwRangeException(char const* message);
-[[noreturn, gnu::cold, gnu::visibility("default")]] void throwRangeException(String8 const& message);
-[[noreturn, gnu::cold, gnu::visibility("default")]] void throwInternalException(char const* message);
-[[noreturn, gnu::cold, gnu::visibility("default")]] void throwInternalException(String8 const& message);
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(char const* message);
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(String8 const& message);
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwInternalException(char const* message);
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwInternalException(String8 const& message);
 
-/// States, for its scope and thread, that an exception with this id is expected; id 0 (`Exception::any`)
-/// stands for all. Guards nest: an exception is expected when any guard around it says so. Costs a few
-/// nanoseconds.
-class [[gnu::visibility("default")]] Expect {
+/// States for a scope which exception the code around it is prepared for.
+///
+///     Kor::Expect const expect(Kor::Exception::Id::range);
+///
+/// It catches nothing. Who reports exceptions can ask isExpected() whether somebody up the stack of this
+/// thread will deal with one. Id 0 stands for "any": so do the guards around reactors, whose exceptions are
+/// all contained. The guards of a thread nest; make them on the stack only.
+class __attribute__((visibility("default"))) Expect {
 public:
     explicit Expect(Exception::Id id) noexcept;
     ~Expect();
     Expect(Expect const&) = delete;
     Expect& operator=(Expect const&) = delete;
 
-    /// True when a guard of this thread expects one of the ids.
+    /// Whether a guard of this thread expects an exception with one of these ids.
     static bool isExpected(Exception::IdBitArray ids) noexcept;
 
 private:
-    Exception::Id id_;
     Expect const* outer_;
+    Exception::Id id_;
 };
 
 } // namespace Kor

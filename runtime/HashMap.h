@@ -1,77 +1,176 @@
 #pragma once
 
-/// The hash map of attributes and dirty sets: members are counted objects that carry key, value and link
-/// themselves.
+/// Kor::HashMap, the map in which entities keep their attributes: an intrusive hash map of counted members
+/// that can be walked while it changes.
 ///
-///     using ReqCount = Kor::HashMember<AradLifEntry, U32>;
-///     Kor::HashMap<ReqCount, AradLifEntry, U32> map;
+///     using Counts = Kor::MapEntry<AradLifEntry, U32>;            // a member: key, value and link
+///     Kor::HashMap<Counts, AradLifEntry, U32> counts;
 ///
-///     auto const at = map.at(entry);                    // the hash is computed here, once
-///     if (ReqCount* m = map.member(at)) { ++m->value; }
-///     else { map.newMember(Kor::create<ReqCount>(at, 1U), at); }
+///     U32 const r = counts.reversedHash(entry);                   // the hash, once for all of an operation
+///     if (auto* found = counts.member(entry, r)) {
+///         found->value += 1;
+///     } else {
+///         counts.newMember(Kor::makePtr<Counts>(entry, 1), r);
+///     }
+///     Kor::Ptr<Counts> gone = counts.deleteMember(entry);         // still has its key and value
+///     for (Counts& each : counts) { ... }                         // may insert and delete, the current one
+///     included
 ///
-///     for (decltype(map)::Iterator i(map); i; i.advance()) { use(i->key, i->value); }
+/// Do not use it for a handful of fixed things, or where order by key matters: members come in the order of
+/// their hashes, the same in every map with the same keys.
 ///
-/// Find, insert and remove are one hash and one short chain; nothing but the member itself is allocated,
-/// except when the table grows (runtime/HashMapGeneric.h has its rule). A walk visits members in an order
-/// that depends on keys alone: the bit-reversed hash, then the key.
+/// A member is a class derived from Kor::PtrInterface as its only base that is at offset 0, with `fwkKey()`,
+/// which never changes while it is in a map, and a `Kor::HashLink next`. It may keep both private and
+/// befriend Kor::HashMember. A member is in one map at a time. Three ready ones stand below; an entity that
+/// is itself a member declares its own. The map holds one counted reference to each member and none other
+/// does.
 ///
-/// Changes under a walk. An iterator holds its current member, and the map may be changed in any way between
-/// two steps, by the code in the loop or by what it calls. A member that is in the map throughout the walk is
-/// visited exactly once; one that is removed before its turn is not visited; one that is added is visited if
-/// its place is still ahead. Only the map itself must outlive the iterator.
+/// A key has `==`, `<`, and either a `hash()` that agrees with `==` or is an enumeration or an integer of at
+/// most 32 bits, which is its own hash. Neither may throw.
 ///
-/// A type is a `Member` when it derives from PtrInterface, answers `fwkKey()` with its key, and has a public
-/// `Kor::HashNext next`. The key must not change while the member is in a map. A member is in one map at a
-/// time.
+/// Cost. A lookup is one hash, one bucket and a chain of one member on average; it allocates nothing and
+/// changes no count. An insertion allocates nothing but now and then a larger table.
 ///
-/// One thread at a time.
+/// Walking while the map changes. An iterator holds a reference to its current member and the version of the
+/// map. Whatever is inserted or deleted meanwhile, a walk visits every member that was there throughout
+/// exactly once, none twice, and none that was deleted before its turn; a member that came in meanwhile is
+/// visited if its place is still ahead. Deleting the current member and then advancing leads to the one that
+/// would have followed. A step costs a few instructions while the map stays as it is, and one hash after a
+/// change. An iterator must not be advanced after its map has ended.
+///
+/// Nothing here is thread-safe: a map, its members and its iterators belong to one thread at a time.
 
 #include "runtime/HashMapGeneric.h"
 
 #include <concepts>
-#include <cstddef>
 #include <functional>
 #include <iterator>
 #include <type_traits>
-#include <utility>
 
 namespace Kor {
 
-/// The hash of a key: its own `hash()`, or for an enumeration or integer its value.
+/// The 32-bit hash of a key.
 template <class Key>
-[[gnu::always_inline]] constexpr U32 keyHash(Key const& key) noexcept(noexcept(key == key)) {
+constexpr U32 keyHash(Key const& key) noexcept {
     if constexpr (requires { key.hash(); }) {
         return key.hash();
     } else {
-        static_assert(std::is_enum_v<Key> || std::is_integral_v<Key>, "a key has hash(), or is a number");
+        static_assert((std::is_enum_v<Key> || std::is_integral_v<Key>)&&sizeof(Key) <= sizeof(U32),
+                      "a key has a hash() of its own or is an enumeration or integer of at most 32 bits");
         return static_cast<U32>(key);
     }
 }
 
-/// A key with its place, so that the steps of one operation share one hash. It refers to the key.
+/// How a map reaches the key and the link of its members; a member class may befriend it.
+///
+/// A member whose key is dear to hash may keep the bit-reversed hash in a field `mutable U32 reversedHash`,
+/// which starts at 0: the map fills it in, compares it first and never hashes that member again.
+struct HashMember {
+    template <class Member>
+    static decltype(auto) key(Member const& member) noexcept {
+        return member.fwkKey();
+    }
+    template <class Member>
+    static HashLink& next(Member& member) noexcept {
+        return member.next;
+    }
+    template <class Member>
+    static constexpr bool keepsHash = requires(Member const& member) {
+        member.reversedHash = U32{};
+    };
+
+    template <class Key, class Member>
+    static U32 reversedHash(Member const& member) noexcept {
+        if constexpr (keepsHash<Member>) {
+            if (member.reversedHash == 0) [[unlikely]] { // not yet known, or one in four billion
+                member.reversedHash = bitReverse(keyHash<Key>(key(member)));
+            }
+            return member.reversedHash;
+        } else {
+            return bitReverse(keyHash<Key>(key(member)));
+        }
+    }
+    template <class Member>
+    static void reversedHashIs([[maybe_unused]] Member const& member,
+                               [[maybe_unused]] U32 reversed) noexcept {
+        if constexpr (keepsHash<Member>) {
+            member.reversedHash = reversed;
+        }
+    }
+    /// Whether the member has this key. `reversed` is the key's hash.
+    template <class Key, class Member>
+    static bool isAt(Member const& member, Key const& key, [[maybe_unused]] U32 reversed) noexcept {
+        if constexpr (keepsHash<Member>) {
+            return HashMember::reversedHash<Key>(member) == reversed && key == HashMember::key(member);
+        } else {
+            return key == HashMember::key(member);
+        }
+    }
+    /// Where the link is, in bytes from the start of the member.
+    template <class Member>
+    static constexpr U16 linkOffset() noexcept {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored                                                                               \
+    "-Winvalid-offsetof" // members have one chain of plain bases: the offset is fixed
+        constexpr auto offset = __builtin_offsetof(Member, next);
+#pragma GCC diagnostic pop
+        static_assert(offset < 65536);
+        return static_cast<U16>(offset);
+    }
+};
+
+/// The base of the ready members: the hash of the key, unless the key is its own hash, and the link. They
+/// stand in front of the key, so that all that a search or a removal looks at is in one cache line.
 template <class Key>
-class HashAt {
-public:
-    [[gnu::always_inline]] explicit HashAt(Key const& key)
-        : key_(key), reversedHash_(bitReverse(keyHash(key))) {}
-    Key const& key() const noexcept { return key_; }
-    U32 reversedHash() const noexcept { return reversedHash_; }
-
+class MapMember : public PtrInterface {
 private:
-    Key const& key_;
-    U32 reversedHash_;
+    friend HashMember;
+    mutable U32 reversedHash = 0;
+    HashLink next;
+};
+template <class Key>
+requires(std::is_enum_v<Key> || std::is_integral_v<Key>) class MapMember<Key> : public PtrInterface {
+private:
+    friend HashMember;
+    HashLink next;
 };
 
-template <class Member>
-inline constexpr bool remembersHash = requires(Member const& member) {
-    member.fwkReversedHash();
+/// A member with a key and a separate value.
+template <class Key, class Value>
+class MapEntry : public MapMember<Key> {
+public:
+    MapEntry(Key theKey, Value theValue) : key(std::move(theKey)), value(std::move(theValue)) {}
+    Key const& fwkKey() const noexcept { return key; }
+
+    Key const key;
+    Value value;
 };
 
+/// A key with a flag.
+template <class Key>
+using FlagMapEntry = MapEntry<Key, bool>;
+
+/// A member whose value holds the key: `keyOf` gives it, as in `KeyedMapEntry<EvecEntry, &EvecEntry::key>`.
+template <class Value, auto keyOf>
+class KeyedMapEntry
+    : public MapMember<std::remove_cvref_t<std::invoke_result_t<decltype(keyOf), Value const&>>> {
+public:
+    explicit KeyedMapEntry(Value theValue) : value(std::move(theValue)) {}
+    decltype(auto) fwkKey() const noexcept { return std::invoke(keyOf, value); }
+
+    /// May be replaced by one with an equal key.
+    Value value;
+};
+
+/// The descriptor of a type of map, for the untyped core.
 template <class Member, class Key>
 class HashMapVTable final : public HashMapVTableGeneric {
 public:
-    U32 hash(PtrInterface const* member) const override { return hashOf(static_cast<Member const*>(member)); }
+    constexpr HashMapVTable() noexcept = default;
+
+    U32 hash(PtrInterface const* member) const override {
+        return HashMember::reversedHash<Key>(static_cast<Member const&>(*member));
+    }
     bool keyEquals(void const* key, PtrInterface const* member) const override {
         return *static_cast<Key const*>(key) == keyOf(member);
     }
@@ -82,266 +181,205 @@ public:
         return key == nullptr || *static_cast<Key const*>(key) < keyOf(a);
     }
     void setNext(PtrInterface* member, PtrInterface* next) const override {
-        static_cast<Member*>(member)->next.ptrAssign(next);
-    }
-
-    static U32 hashOf(Member const* member) {
-        if constexpr (remembersHash<Member>) {
-            return member->fwkReversedHash();
-        } else {
-            return bitReverse(keyHash<Key>(member->fwkKey()));
-        }
+        HashMember::next(static_cast<Member&>(*member)) = next;
     }
 
 private:
-    static decltype(auto) keyOf(PtrInterface const* member) {
-        return static_cast<Member const*>(member)->fwkKey();
+    static decltype(auto) keyOf(PtrInterface const* member) noexcept {
+        return HashMember::key(static_cast<Member const&>(*member));
     }
 };
 
 template <class Member, class Key, class Value>
 class HashMap : public HashMapGeneric {
+    struct Order {
+        static U32 reversedHash(PtrInterface const& member) noexcept {
+            return HashMember::reversedHash<Key>(static_cast<Member const&>(member));
+        }
+        static bool before(PtrInterface const& a, PtrInterface const& b) noexcept {
+            return HashMember::key(static_cast<Member const&>(a)) <
+                   HashMember::key(static_cast<Member const&>(b));
+        }
+        static HashLink& link(PtrInterface& member) noexcept {
+            return HashMember::next(static_cast<Member&>(member));
+        }
+    };
+
+    template <class M>
+    class Walk;
+
 public:
-    using At = HashAt<Key>;
+    using KeyType = Key;
+    using ValueType = Value;
+    using MemberType = Member;
+    using IteratorConst = Walk<Member const>;
+    using Iterator = Walk<Member>;
 
     HashMap() : HashMapGeneric(4) {
         descriptor_ = korVTable();
-        linkOffset_ = linkOffset();
+        linkOffset_ = HashMember::linkOffset<Member>();
     }
     ~HashMap() {
         emptyAllBuckets();
-        freeBuckets();
+        freeTable();
     }
 
-    /// The descriptor of this type of map, made on first use and never freed.
-    static HashMapVTableGeneric const* korVTable() {
-        static HashMapVTableGeneric const* vtable = nullptr;
-        if (vtable == nullptr) {
-            vtable = new HashMapVTable<Member, Key>;
-        }
-        return vtable;
+    /// The one descriptor of this type of map. It lives as long as the process.
+    static HashMapVTable<Member, Key> const* korVTable() noexcept {
+        static constinit HashMapVTable<Member, Key> const theTable;
+        return &theTable;
     }
 
-    [[gnu::always_inline]] static At at(Key const& key) { return At(key); }
+    /// What places a key. Compute it once in an operation and hand it on.
+    static U32 reversedHash(Key const& key) noexcept { return bitReverse(keyHash<Key>(key)); }
 
-    /// The member with the key, or null. No count changes.
-    [[gnu::always_inline]] Member* member(At const& at) const {
-        PtrInterface* found = buckets_[bucketOf(at.reversedHash())];
-        while (found != nullptr) {
-            auto* const candidate = static_cast<Member*>(found);
-            if constexpr (remembersHash<Member>) {
-                U32 const hash = candidate->fwkReversedHash();
-                if (hash == at.reversedHash() && candidate->fwkKey() == at.key()) {
-                    return candidate;
-                }
-                if (hash > at.reversedHash()) {
-                    return nullptr; // the chain ascends
-                }
-            } else if (candidate->fwkKey() == at.key()) {
-                return candidate;
+    /// The member with this key, or null. No reference is taken.
+    Member* member(Key const& key) const noexcept { return member(key, reversedHash(key)); }
+    Member* member(Key const& key, U32 reversed) const noexcept {
+        for (auto* at = first(reversed); at != nullptr; at = nextOf(*at)) {
+            if (HashMember::isAt(*at, key, reversed)) {
+                return at;
             }
-            found = candidate->next.ptr();
         }
         return nullptr;
     }
-    Member* member(Key const& key) const { return member(At(key)); }
-    Member* operator[](Key const& key) const { return member(At(key)); }
+    Member* operator[](Key const& key) const noexcept { return member(key); }
 
-    /// Inserts a member whose key is not in the map. Throws std::bad_alloc when the table cannot grow, and
-    /// then the map is unchanged.
-    void newMember(Ptr<Member> member, At const& at) {
-        if (count_ >= bucketCount()) [[unlikely]] {
-            if constexpr (std::derived_from<Member, HashRemembered>) {
-                growRemembered();
-            } else {
-                grow();
+    /// Inserts a member whose key is not yet present. Nothing else happens.
+    void newMember(Ptr<Member> newcomer) {
+        U32 const reversed = reversedHash(HashMember::key(*newcomer));
+        newMember(std::move(newcomer), reversed);
+    }
+    void newMember(Ptr<Member> newcomer, U32 reversed) {
+        HashMember::reversedHashIs(*newcomer, reversed);
+        insert(Order{}, std::move(newcomer), reversed);
+    }
+
+    /// Takes the member with this key out and returns it; null when there is none.
+    Ptr<Member> deleteMember(Key const& key) { return deleteMember(key, reversedHash(key)); }
+    Ptr<Member> deleteMember(Key const& key, U32 reversed) {
+        HashLink* link = &buckets_[bucketOf(reversed)];
+        while (*link) {
+            auto& at = static_cast<Member&>(**link);
+            if (HashMember::isAt(at, key, reversed)) {
+                HashLink taken = unlink(Order{}, *link);
+                return Ptr<Member>::adopt(static_cast<Member*>(taken.release()));
             }
+            link = &HashMember::next(at);
         }
-        PtrInterface*& head = buckets_[bucketOf(at.reversedHash())];
-        Member* before = nullptr;
-        for (auto* other = static_cast<Member*>(head); other != nullptr; other = nextOf(other)) {
-            U32 const hash = HashMapVTable<Member, Key>::hashOf(other);
-            if (hash > at.reversedHash() || (hash == at.reversedHash() && at.key() < other->fwkKey())) {
-                break;
-            }
-            require(!(at.key() == other->fwkKey()), [] {
-                return Breach{"Kor::HashMap::newMember", "a member with this key is in the map"};
-            });
-            before = other;
-        }
-        before == nullptr ? link(head, member.release()) : link(before->next, member.release());
+        return nullptr;
     }
-    void newMember(Ptr<Member> member) {
-        At const at(member->fwkKey());
-        newMember(std::move(member), at);
-    }
+    using HashMapGeneric::deleteMember;
 
-    /// Removes the member; false when it is not in the map.
-    bool deleteMember(Member* member, At const& at) {
-        PtrInterface*& head = buckets_[bucketOf(at.reversedHash())];
-        if (head == member) [[likely]] {
-            HashNext const last = unlink(head, member);
-            shrinkIfSparse();
-            return true;
-        }
-        return remove(member, at.reversedHash());
-    }
-    bool deleteMember(Ptr<Member> const& member) {
-        return member && remove(member.ptr(), At(member->fwkKey()).reversedHash());
-    }
-
-    /// Calls `visit(member)` for each member in order, with no count changed: the fast walk, for a `visit`
-    /// that leaves this map alone. Breaking that is caught in debug.
+    /// Calls `visit` with every member, in the order of a walk, without counting references: the fastest walk
+    /// there is, for a `visit` that neither inserts nor deletes.
     template <class Visit>
     void forEach(Visit&& visit) const {
-        [[maybe_unused]] U32 const version = version_;
-        U32 const buckets = bucketCount();
-        for (U32 i = 0; i != buckets; ++i) {
-            prefetchAfter(i, buckets);
-            for (PtrInterface* at = buckets_[i]; at != nullptr;) {
-                auto& member = *static_cast<Member*>(at);
-                at = member.next.ptr();
-                visit(member);
-                require(version == version_, [] {
-                    return Breach{"Kor::HashMap::forEach", "the map was changed by the visitor"};
-                });
+        U32 const start = version();
+        bool const large = bucketCount() > 1024; // a small map is in the cache
+        for (U32 i = 0, end = bucketCount(); i != end; ++i) {
+            if (large) {
+                prefetchMember(i + prefetchAhead);
+            }
+            for (auto* at = static_cast<Member*>(buckets_[i].ptr()); at != nullptr; at = nextOf(*at)) {
+                visit(*at);
             }
         }
+        require(start == version(), [] {
+            return Breach{"Kor::HashMap::forEach", "the map was changed in a visit"};
+        });
     }
 
-private:
-    template <class Seen>
-    class IteratorOf {
-    public:
-        using Map = std::conditional_t<std::is_const_v<Seen>, HashMap const, HashMap>;
-
-        /// At the end, of no map.
-        IteratorOf() = default;
-        /// On the first member.
-        explicit IteratorOf(Map& map) : IteratorOf(&map) {}
-        explicit IteratorOf(Map* map) : map_(map) {
-            if (map_ != nullptr) {
-                current_.ptrAssign(static_cast<Member*>(map_->findNextG(nullptr, nullptr)));
-                if (current_) {
-                    bucket_ = static_cast<S32>(map_->bucketOf(At(current_->fwkKey()).reversedHash()));
-                    version_ = map_->version();
-                }
-            }
-        }
-        /// On the member with the key, or the first after where it would stand.
-        IteratorOf(Map& map, Key const& key) : map_(&map) {
-            At const at(key);
-            current_.ptrAssign(static_cast<Member*>(map.startAtHash(&key, at.reversedHash(), &bucket_)));
-            version_ = bucket_ >= static_cast<S32>(map.bucketCount()) ? 0 : map.version();
-        }
-
-        /// Steps to the next member, whatever has happened to the map. At the end: no effect.
-        IteratorOf& advance() {
-            if (!current_) {
-                return *this;
-            }
-            PtrInterface* next;
-            if (version_ == map_->version()) [[likely]] {
-                next = current_->next.ptr();
-                if (next == nullptr) {
-                    next = map_->findNextBucket(&bucket_);
-                }
-            } else {
-                next = map_->findNextG(current_.ptr(), &bucket_);
-                version_ = map_->version();
-            }
-            current_.ptrAssign(static_cast<Member*>(next));
-            return *this;
-        }
-        IteratorOf& operator++() { return advance(); }
-
-        explicit operator bool() const noexcept { return static_cast<bool>(current_); }
-        Seen* operator->() const noexcept { return current_.ptr(); }
-        Seen& operator*() const noexcept { return *current_; }
-        Seen* ptr() const noexcept { return current_.ptr(); }
-        friend bool operator==(IteratorOf const& i, std::default_sentinel_t) noexcept { return !i; }
-
-    private:
-        U32 version_ = 0;
-        S32 bucket_ = -1;
-        Map* map_ = nullptr;
-        Ptr<Member> current_;
-    };
-
-public:
-    using Iterator = IteratorOf<Member>;
-    using IteratorConst = IteratorOf<Member const>;
-
-    /// For range loops, with all that is told above about changes.
-    Iterator begin() { return Iterator(*this); }
-    IteratorConst begin() const { return IteratorConst(*this); }
+    Iterator begin() { return Iterator(this); }
+    IteratorConst begin() const { return IteratorConst(this); }
     std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
-    static Member* nextOf(Member const* member) noexcept { return static_cast<Member*>(member->next.ptr()); }
-
-    static U16 linkOffset() {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Winvalid-offsetof" // members have no virtual base
-        static_assert(std::same_as<decltype(Member::next), HashNext>);
-        static_assert(offsetof(Member, next) <= 0xffff);
-        return static_cast<U16>(offsetof(Member, next));
-#pragma GCC diagnostic pop
+    Member* first(U32 reversed) const noexcept {
+        return static_cast<Member*>(buckets_[bucketOf(reversed)].ptr());
+    }
+    static Member* nextOf(Member& member) noexcept {
+        return static_cast<Member*>(HashMember::next(member).ptr());
     }
 };
 
-/// What the nodes below derive from: the reversed hash is kept where it costs nothing, in the four bytes
-/// between the reference word and an 8-byte field, and computed anew where it would cost memory (such keys
-/// hash fast).
-class HashForgotten : public PtrInterface {
-protected:
-    explicit HashForgotten(U32) noexcept {}
-};
-template <class FirstField>
-using HashMemory = std::conditional_t<alignof(FirstField) >= 8, HashRemembered, HashForgotten>;
+/// A place in a map; see the head of this file for what it does while the map changes.
+template <class Member, class Key, class Value>
+template <class M>
+class HashMap<Member, Key, Value>::Walk {
+    using Map = std::conditional_t<std::is_const_v<M>, HashMap const, HashMap>;
 
-/// A member that holds key and value.
-template <class Key, class Value>
-class HashMember : public HashMemory<Key> {
 public:
-    HashMember(Key const& theKey, Value theValue) : HashMember(HashAt<Key>(theKey), std::move(theValue)) {}
-    HashMember(HashAt<Key> const& at, Value theValue)
-        : HashMemory<Key>(at.reversedHash()), key(at.key()), value(std::move(theValue)) {}
-    Key const& fwkKey() const noexcept { return key; }
+    using value_type = M;
+    using difference_type = std::ptrdiff_t;
+    using iterator_concept = std::input_iterator_tag;
 
-    Key const key;
-    Value value;
-    HashNext next;
-};
+    /// At the end.
+    Walk() noexcept = default;
 
-/// A member whose value carries the key: `keyOf` is the value's getter, or its field. A new value must have
-/// the same key.
-template <class Key, class Value, auto keyOf>
-class HashValueMember : public HashMemory<Value> {
-public:
-    explicit HashValueMember(Value theValue)
-        : HashValueMember(HashAt<Key>(std::invoke(keyOf, theValue)), theValue) {}
-    HashValueMember(HashAt<Key> const& at, Value theValue)
-        : HashMemory<Value>(at.reversedHash()), value(std::move(theValue)) {}
-    decltype(auto) fwkKey() const { return std::invoke(keyOf, value); }
+    /// On the first member; a null map has none.
+    explicit Walk(Map* map) : map_(map) {
+        if (map != nullptr) {
+            begin(map->findNext(Order{}, nullptr, &bucket_));
+        }
+    }
 
-    Value value;
-    HashNext next;
-};
+    /// On the member with this key or, when there is none, on the first that would follow it.
+    Walk(Map* map, Key const& key) : map_(map) {
+        if (map != nullptr) {
+            begin(map->startAtHash(&key, reversedHash(key), &bucket_));
+        }
+    }
 
-/// A member of a set of marked keys.
-template <class Key>
-class HashFlagMember : public HashMemory<HashNext> {
-public:
-    explicit HashFlagMember(Key const& theKey, bool theValue = true)
-        : HashFlagMember(HashAt<Key>(theKey), theValue) {}
-    explicit HashFlagMember(HashAt<Key> const& at, bool theValue = true)
-        : HashMemory<HashNext>(at.reversedHash()), key(at.key()), value(theValue) {}
-    Key const& fwkKey() const noexcept { return key; }
+    M* ptr() const noexcept { return current_.ptr(); }
+    M& operator*() const noexcept { return *current_; }
+    M* operator->() const noexcept { return current_.ptr(); }
+    explicit operator bool() const noexcept { return static_cast<bool>(current_); }
+    friend bool operator==(Walk const& at, std::default_sentinel_t) noexcept { return !at.current_; }
 
-    HashNext next;
-    Key const key;
-    bool value;
+    /// Steps to the member that follows; at the end it stays there.
+    void advance() {
+        if (!current_) {
+            return;
+        }
+        Member* next;
+        if (version_ == map_->version()) {
+            next = nextOf(const_cast<Member&>(*current_));
+            if (next == nullptr) {
+                next = static_cast<Member*>(map_->findNextBucket(&bucket_));
+                map_->prefetchMember(static_cast<U32>(bucket_) + prefetchAhead);
+            }
+        } else {
+            next = static_cast<Member*>(map_->findNext(Order{}, current_.ptr(), &bucket_));
+            version_ = map_->version();
+        }
+        current_.ptrAssign(next);
+    }
+    Walk& operator++() {
+        advance();
+        return *this;
+    }
+    void operator++(int) { advance(); }
+
+    /// Whether the map is still as it was at the last step.
+    U32 version() const noexcept { return version_; }
+    int bucket() const noexcept { return bucket_; }
+    Map* map() const noexcept { return map_; }
+
+private:
+    void begin(PtrInterface* member) {
+        if (member != nullptr) {
+            current_ = static_cast<Member*>(member);
+            version_ = map_->version();
+        } else {
+            bucket_ = -1;
+        }
+    }
+
+    U32 version_ = 0;
+    int bucket_ = -1;
+    Map* map_ = nullptr;
+    Ptr<M> current_;
 };
 
 } // namespace Kor

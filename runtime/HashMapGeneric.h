@@ -1,223 +1,272 @@
 #pragma once
 
-/// The untyped half of Kor::HashMap: buckets, growth, order. Use runtime/HashMap.h; this is what it stands
-/// on.
+/// The untyped core of Kor::HashMap (runtime/HashMap.h), which is what one uses. Here are the fields of a
+/// map, the rule that finds a bucket, the order of the members, and the operations that change the table.
 ///
-/// A bucket is chosen by the top bits of the bit-reversed hash, so that a table that doubles splits bucket i
-/// into 2i and 2i+1. Members of one bucket are chained in ascending order of reversed hash, then key.
-/// Together that gives one total order of all members that no rebuild changes: it is the order of every walk,
-/// and it defines the successor also of a member that has left the map.
+/// Structure. An array of 2^n buckets, each the head of a chain of members; a member carries its own link, so
+/// the only allocations are the members and the array. The bucket is the top n bits of the bit-reversed hash
+/// `r`. A table that doubles thereby splits bucket i into 2i and 2i+1, and one that halves joins them again.
 ///
-/// Growth: the table doubles when a new member would make members outnumber buckets. When it is less than
-/// 1/32 full it is folded to between a quarter and half full, in place: a walk passes at most 32 empty
-/// buckets for a member, and nothing is hashed or allocated. Both are constant amortised. The array itself, 8
-/// to 16 bytes for each of the most members there were, is kept for the next time: a map that was large will
-/// be large again, and giving memory back and asking for it on every swing costs more than it saves. An
-/// allocation that fails while growing leaves the map as it was.
+/// Order. All members of a map have one total order, by `r` and, where that is equal, by key. Chains keep it,
+/// so that visiting the buckets from first to last visits the members in this order, whatever the size of the
+/// table is or becomes. A walk relies on that: the successor of a member is known also after the member has
+/// left.
 ///
-/// The version moves on every removal and rebuild. It does not move when a member is added without a rebuild:
-/// an iterator that steps by `next` then finds the new member in its place.
+/// Size. The table doubles when it has more members than buckets and halves when it has eight times as many
+/// buckets as members, but never below its first size: so a change costs amortised constant time, a map that
+/// once was large gives the memory back, and the array takes 8 to 16 bytes a member while a map grows. If
+/// there is no memory for another table the map goes on with the one it has.
 ///
-/// Nothing here is safe for two threads.
+/// Version. It moves with every insertion, removal and rebuild, and not when a value is changed in place.
 
 #include "runtime/Contract.h"
 #include "runtime/Ptr.h"
 
-#include <atomic>
-#include <bit>
-#include <cstddef>
-#include <type_traits>
 #include <utility>
 
 namespace Kor {
 
-/// All 32 bits in reverse order: bit 0 becomes bit 31.
-[[gnu::always_inline]] constexpr U32 bitReverse(U32 v) noexcept {
-    v = ((v >> 1) & 0x55555555U) | ((v & 0x55555555U) << 1);
-    v = ((v >> 2) & 0x33333333U) | ((v & 0x33333333U) << 2);
-    v = ((v >> 4) & 0x0f0f0f0fU) | ((v & 0x0f0f0f0fU) << 4);
-    return __builtin_bswap32(v); // bytes, then halves
+/// Reverses all 32 bits: bit 0 becomes bit 31.
+constexpr U32 bitReverse(unsigned int bits) noexcept {
+    bits = ((bits & 0x55555555) << 1) | ((bits >> 1) & 0x55555555);
+    bits = ((bits & 0x33333333) << 2) | ((bits >> 2) & 0x33333333);
+    bits = ((bits & 0x0f0f0f0f) << 4) | ((bits >> 4) & 0x0f0f0f0f);
+    bits = ((bits & 0x00ff00ff) << 8) | ((bits >> 8) & 0x00ff00ff);
+    return (bits << 16) | (bits >> 16);
 }
 
-/// What the core asks about members. It has no data; there is one for each type of map.
+/// The link of a member: it owns the next member of the chain.
+using HashLink = Ptr<PtrInterface>;
+
+/// What the core has to know of the members of one type of map. There is one such object per type; it has no
+/// data.
 class HashMapVTableGeneric {
 public:
-    /// The reversed hash of the member's key.
+    /// The bit-reversed hash of the member's key.
     virtual U32 hash(PtrInterface const* member) const = 0;
     virtual bool keyEquals(void const* key, PtrInterface const* member) const = 0;
-    /// Is the key of `b`, or `*key` when `b` is null, strictly before the key of `a`? True when both are
-    /// null.
+    /// Whether the key of `b`, or `*key` when `b` is null, is strictly before the key of `a`. True when both
+    /// are null.
     virtual bool keyLessThan(void const* key, PtrInterface const* a, PtrInterface const* b) const = 0;
-    /// Counted assignment of the member's `next`.
     virtual void setNext(PtrInterface* member, PtrInterface* next) const = 0;
 
 protected:
+    constexpr HashMapVTableGeneric() noexcept = default;
     ~HashMapVTableGeneric() = default;
 };
 
-/// The counted link inside a member, to be named `next`. The map owns a chain through these.
-using HashNext = Ptr<PtrInterface>;
-
-/// A member that keeps its reversed hash, in the four bytes behind the reference word.
-class [[gnu::visibility("default")]] HashRemembered : public PtrInterface {
+class __attribute__((visibility("default"))) HashMapGeneric {
 public:
-    U32 fwkReversedHash() const noexcept {
-        return reversedHash_;
-    }
-
-protected:
-    explicit HashRemembered(U32 reversedHash) noexcept : reversedHash_(reversedHash) {}
-
-private:
-    U32 reversedHash_;
-};
-
-class [[gnu::visibility("default")]] HashMapGeneric {
-public:
-    /// An empty map with `buckets` buckets, rounded up to a power of two.
+    /// An empty map of `buckets` buckets, rounded up to a power of two; it never gets smaller than that. The
+    /// owner stores the descriptor and the link offset before the first member comes.
     explicit HashMapGeneric(unsigned int buckets);
     HashMapGeneric(HashMapGeneric const&) = delete;
     HashMapGeneric& operator=(HashMapGeneric const&) = delete;
-    /// The owner has emptied the buckets and freed the array.
-    ~HashMapGeneric() = default;
+    /// The owner has emptied the buckets before.
+    ~HashMapGeneric() { freeTable(); }
 
-    U32 version() const noexcept {
-        return version_;
-    }
-    U32 members() const noexcept {
-        return count_;
-    }
-    bool empty() const noexcept {
-        return count_ == 0;
-    }
-    U32 bucketCount() const noexcept {
-        return U32{1} << log2_;
-    }
-    HashMapVTableGeneric const* descriptor() const noexcept {
-        return descriptor_;
-    }
+    U32 version() const noexcept { return version_; }
+    U32 count() const noexcept { return count_; }
+    bool empty() const noexcept { return count_ == 0; }
+    U32 bucketCount() const noexcept { return U32{1} << log2Buckets_; }
+    HashMapVTableGeneric const* descriptor() const noexcept { return descriptor_; }
 
-    /// The bucket of a reversed hash.
-    U32 bucketOf(U32 reversedHash) const noexcept {
-        // r >> (32 - log2), and 0 for a table of one bucket.
-        return static_cast<U32>((U64{reversedHash} << log2_) >> 32);
-    }
+    /// Unlinks and releases every member, one by one: what the end of a member does to this map finds it
+    /// sound. The array stays.
+    void emptyAllBuckets() noexcept;
 
-    /// Unlinks and releases every member. Members may do to the map what they like as they go.
-    void emptyAllBuckets();
-
-    /// Inserts a member whose key (`key` points to it) is not in the map.
+    /// Inserts a member whose key is not yet present. The key is taken from the member.
     void newMemberG(Ptr<PtrInterface> const& member, void* key);
-    /// Removes the member. It keeps its fields, except that its link is cleared. False, and no effect, when
-    /// the member is not in this map.
-    bool deleteMember(Ptr<PtrInterface> const& member);
 
-    /// The first member in the order of the walk when `member` is null; otherwise the one that follows
-    /// `member`, also when that has left the map. Null at the end. `*bucket`, when given, receives the bucket
-    /// of the result, and at the end the number of buckets.
+    /// Takes a member out; its link becomes null and all else in it stays. Does nothing for one that is not
+    /// here.
+    void deleteMember(Ptr<PtrInterface> const& member);
+
+    /// The first member if `member` is null, otherwise the one that follows it in the order, also when
+    /// `member` has left the map. `*bucket`, when given, receives the bucket of the result. Null at the end.
     PtrInterface* findNextG(PtrInterface const* member, int* bucket) const;
 
-    /// The first member of the next bucket after `*bucket` that has any, and moves `*bucket` there (at the
-    /// end, to the number of buckets). Asks the memory ahead for the members that the following calls will
-    /// return.
+    /// The first member of the next bucket after `*bucket` that has one, and its bucket. Null at the end,
+    /// with
+    /// `*bucket` then the number of buckets.
     PtrInterface* findNextBucket(int* bucket) const noexcept {
-        U32 const buckets = bucketCount();
-        auto at = static_cast<U32>(*bucket + 1);
-        while (at < buckets && buckets_[at] == nullptr) {
+        int const end = static_cast<int>(bucketCount());
+        int at = *bucket + 1;
+        while (at < end && !buckets_[at]) {
             ++at;
         }
-        *bucket = static_cast<int>(at);
-        prefetchAfter(at, buckets);
-        return at < buckets ? buckets_[at] : nullptr;
+        *bucket = at;
+        return at < end ? buckets_[at].ptr() : nullptr;
     }
 
-    /// The member with this key or, when there is none, the first one after where it would stand; and its
-    /// bucket.
-    PtrInterface* startAtHash(void const* key, U32 reversedHash, int* bucket) const;
+    /// The member with this key, or the first one after where it would stand, and its bucket. Null when there
+    /// is none, with `*bucket` then the number of buckets.
+    PtrInterface* startAtHash(void const* key, unsigned int reversedHash, int* bucket) const;
+
+    /// The bucket of a bit-reversed hash. A table of one bucket shifts by 32, which 64 bits can do.
+    U32 bucketOf(U32 reversedHash) const noexcept {
+        return static_cast<U32>(U64{reversedHash} >> (32 - log2Buckets_));
+    }
 
 protected:
-    static constexpr U32 prefetchDistance = 16;
-    static constexpr U32 prefetchFrom = 4096;
-    static constexpr U32 shrinkFactor = 32;
+    // The algorithms, written once for both layers. An `Order` gives `reversedHash(member)`, `before(a, b)`
+    // (by key) and `link(member)`: through the descriptor for the operations above, inlined for a typed map.
 
-    /// For a caller that has the reversed hash at hand.
-    bool remove(PtrInterface* member, U32 reversedHash);
-
-    /// Puts the member, with the reference that comes with it, before the one that `slot` holds. `slot` is a
-    /// bucket or the `next` of a member.
-    void link(PtrInterface * &slot, PtrInterface* member) noexcept {
-        next(member).fill(std::exchange(slot, member));
-        ++count_;
-    }
-    void link(HashNext & slot, PtrInterface* member) noexcept {
-        next(member).fill(slot.release());
-        slot.fill(member);
-        ++count_;
-    }
-    /// Takes a member out of its slot; its reference goes to the caller, who drops it when the map is in
-    /// order again.
-    template <class Slot>
-    [[nodiscard]] HashNext unlink(Slot & slot, PtrInterface* member) noexcept {
-        if constexpr (std::is_pointer_v<Slot>) {
-            slot = next(member).release();
-        } else {
-            slot.fill(next(member).release());
+    template <class Order>
+    void insert(Order const& order, HashLink member, U32 reversedHash) {
+        require(!order.link(*member), [] {
+            return Breach{"Kor::HashMap::newMember", "the member is in a map already"};
+        });
+        if (count_ >= bucketCount()) [[unlikely]] {
+            grow(order);
         }
+        HashLink* link = &buckets_[bucketOf(reversedHash)];
+        while (*link && follows(order, **link, *member, reversedHash)) {
+            link = &order.link(**link);
+        }
+        order.link(*member) = std::move(*link);
+        *link = std::move(member);
+        ++count_;
         ++version_;
-        std::atomic_signal_fence(
-            std::memory_order_seq_cst); // or one wide load of both stalls on the narrow stores
+    }
+
+    /// Takes out the member that `link` holds.
+    template <class Order>
+    HashLink unlink(Order const& order, HashLink& link) noexcept {
+        HashLink taken = std::move(link);
+        link = std::move(order.link(*taken));
         --count_;
-        return HashNext::adopt(member);
-    }
-    /// To be called after `unlink`.
-    void shrinkIfSparse() noexcept {
-        if (count_ < bucketCount() / shrinkFactor) [[unlikely]] {
-            shrink();
+        ++version_;
+        if (count_ < bucketCount() / 8 && log2Buckets_ > minLog2_) [[unlikely]] {
+            shrink(order);
         }
+        return taken;
     }
 
-    void freeBuckets() noexcept;
-
-    /// Asks the memory for the members that a walk at bucket `at` will soon come to. A small map is in the
-    /// cache.
-    void prefetchAfter(U32 at, U32 buckets) const noexcept {
-        if (buckets >= prefetchFrom && at + prefetchDistance < buckets) {
-            prefetch(buckets_[at + prefetchDistance]);
+    /// The link that holds the member, or null.
+    template <class Order>
+    HashLink* linkOf(Order const& order, PtrInterface const& member, U32 reversedHash) const noexcept {
+        HashLink* link = &buckets_[bucketOf(reversedHash)];
+        while (*link && link->ptr() != &member) {
+            link = &order.link(**link);
         }
+        return *link ? link : nullptr;
     }
 
-    void prefetch(PtrInterface const* member) const noexcept {
-        __builtin_prefetch(member);
-        __builtin_prefetch(reinterpret_cast<char const*>(member) + linkOffset_);
+    template <class Order>
+    PtrInterface* findNext(Order const& order, PtrInterface const* member, int* bucket) const {
+        int ignored;
+        int& at = bucket != nullptr ? *bucket : ignored;
+        if (member == nullptr) {
+            at = -1;
+            return findNextBucket(&at);
+        }
+        U32 const reversed = order.reversedHash(*member);
+        at = static_cast<int>(bucketOf(reversed));
+        for (PtrInterface* found = buckets_[at].ptr(); found != nullptr; found = order.link(*found).ptr()) {
+            if (found == member) {
+                PtrInterface* const next = order.link(*found).ptr();
+                return next != nullptr ? next : findNextBucket(&at);
+            }
+            U32 const other = order.reversedHash(*found);
+            if (other > reversed || (other == reversed && order.before(*member, *found))) {
+                return found;
+            }
+        }
+        return findNextBucket(&at);
     }
 
-    HashNext& next(PtrInterface* member) const noexcept {
-        return *reinterpret_cast<HashNext*>(reinterpret_cast<char*>(member) + linkOffset_);
-    }
-    PtrInterface* nextOf(PtrInterface const* member) const noexcept {
-        return next(const_cast<PtrInterface*>(member)).ptr();
-    }
-
-    U32 version_ = 1;
+    U32 version_ = 0;
     U32 count_ = 0;
     HashMapVTableGeneric const* descriptor_ = nullptr;
-    U8 capacityLog2_; // of the array; the table may use a part of it
-    U8 log2_;
+    U8 minLog2_;
+    U8 log2Buckets_;
     U16 linkOffset_ = 0;
-    PtrInterface** buckets_; // each owns its chain
-
-    /// Doubles the table.
-    void grow();
-    /// The same for members that all derive from HashRemembered.
-    void growRemembered();
-    [[gnu::cold]] void shrink() noexcept;
+    HashLink* buckets_;
 
 private:
-    template <class Hash>
-    void growBy(Hash hash);
-    bool isAfter(PtrInterface const* member, void const* key, PtrInterface const* other, U32 reversedHash,
-                 bool orSame) const;
-    PtrInterface* firstFrom(U32 bucket, int* result) const noexcept;
+    // Whether `found` stands before the member that is being inserted.
+    template <class Order>
+    static bool follows(Order const& order, PtrInterface const& found, PtrInterface const& member,
+                        U32 reversed) {
+        U32 const other = order.reversedHash(found);
+        if (other != reversed) {
+            return other < reversed;
+        }
+        bool const before = order.before(found, member);
+        require(before || order.before(member, found), [] {
+            return Breach{"Kor::HashMap::newMember", "the key is present already"};
+        });
+        return before;
+    }
+
+    // Splits bucket i into 2i and 2i+1. The chain is in order, so the split is one cut.
+    template <class Order>
+    void grow(Order const& order) {
+        if (log2Buckets_ == maxLog2) {
+            return;
+        }
+        HashLink* const table = newTable(log2Buckets_ + 1u);
+        if (table == nullptr) {
+            return;
+        }
+        U32 const old = bucketCount();
+        U32 const bit = U32{1} << (31 - log2Buckets_);
+        for (U32 i = 0; i < old; ++i) {
+            prefetchMember(i + prefetchAhead);
+            HashLink* cut = &buckets_[i];
+            while (*cut && (order.reversedHash(**cut) & bit) == 0) {
+                cut = &order.link(**cut);
+            }
+            table[2 * i + 1] = std::move(*cut);
+            table[2 * i] = std::move(buckets_[i]);
+        }
+        replaceTable(table, log2Buckets_ + 1u);
+    }
+
+    // Joins buckets 2i and 2i+1, by appending.
+    template <class Order>
+    void shrink(Order const& order) noexcept {
+        HashLink* const table = newTable(log2Buckets_ - 1u);
+        if (table == nullptr) {
+            return;
+        }
+        U32 const half = bucketCount() / 2;
+        for (U32 i = 0; i < half; ++i) {
+            prefetchMember(2 * i + prefetchAhead);
+            HashLink* tail = &buckets_[2 * i];
+            while (*tail) {
+                tail = &order.link(**tail);
+            }
+            *tail = std::move(buckets_[2 * i + 1]);
+            table[i] = std::move(buckets_[2 * i]);
+        }
+        replaceTable(table, log2Buckets_ - 1u);
+    }
+
+protected:
+    static constexpr U32 prefetchAhead = 8;
+
+    /// Starts to load the first member of a bucket that a walk will come to.
+    void prefetchMember(U32 bucket) const noexcept {
+        if (bucket < bucketCount()) {
+            // An empty bucket gives an address that is mapped: looking for one that is not would cost more.
+            void const* const member =
+                buckets_[bucket] ? static_cast<void const*>(buckets_[bucket].ptr()) : this;
+            __builtin_prefetch(member, 1);
+            __builtin_prefetch(static_cast<char const*>(member) + linkOffset_, 1);
+        }
+    }
+
+    /// Releases the array. The buckets are empty.
+    void freeTable() noexcept;
+
+private:
+    // The array of links, all null; null when there is no memory.
+    static HashLink* newTable(unsigned log2) noexcept;
+    void replaceTable(HashLink* table, unsigned log2) noexcept;
+
+    static constexpr unsigned maxLog2 = 30; // bucket numbers are signed
 };
 
 } // namespace Kor

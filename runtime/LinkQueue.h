@@ -1,183 +1,210 @@
 #pragma once
 
-/// A queue whose members carry ascending 32-bit sequence keys, so that a walk finds its place again after any
-/// change.
+/// Kor::LinkQueue, a queue whose members are numbered, so that a reader can go on where it stopped although
+/// the queue has changed.
 ///
-///     Kor::LinkQueue<Member, Kor::U32, Attribute> queue;
-///     queue.push(attribute);                          // gets the next key
-///     for (decltype(queue)::IteratorConst i(&queue); i; i.advance()) { use(i.ptr()); }
+///     Kor::LinkQueue<Member, U32, KorAttr> queue;
+///     U32 const key = queue.enq(attr);
+///     for (auto at = queue.begin(); at; at.advance()) { use(*at.ptr()); }
 ///
-/// Keys start at 1, ascend, and may wrap around 32 bits (0 is left out): at most one place in the queue has a
-/// key below that of its predecessor. An iterator whose member has left goes on at the next larger key.
+/// The keys are sequence numbers of 32 bits, ascending from head to tail; they start at 1, may wrap around,
+/// and pass over 0, which stands for "no key". A member has `fwkQkey() const`, a counted `value` and a
+/// counted `next`, as Kor::LinkQueueMember has.
 ///
-/// `Member` derives from PtrInterface, answers `fwkQkey()`, holds `Kor::Ptr<T> value` and `Kor::Ptr<Member>
-/// next`, and is made by `Member(Key, Kor::Ptr<T>)`.
+/// An iterator holds its current member. While the queue is unchanged a step is constant; after a change it
+/// finds its key again by a walk from the head, and goes on at the next larger key when its member is gone.
+/// When its key lies beyond the tail it ends. One thread at a time.
 
 #include "runtime/Contract.h"
 #include "runtime/Ptr.h"
 
-#include <concepts>
-#include <string>
-#include <utility>
+#include <iterator>
 
 namespace Kor {
 
-/// A member with nothing but what a queue needs.
-template <class T>
+/// The usual member of a Kor::LinkQueue.
+template <class Key, class T>
 class LinkQueueMember : public PtrInterface {
 public:
-    LinkQueueMember(U32 key, Ptr<T> held) : key_(key), value(std::move(held)) {}
-    U32 fwkQkey() const noexcept { return key_; }
+    LinkQueueMember(Key key, Ptr<T> theValue) : value(std::move(theValue)), key_(key) {}
+    Key fwkQkey() const noexcept { return key_; }
 
-private:
-    U32 const key_;
-
-public:
     Ptr<T> value;
     Ptr<LinkQueueMember> next;
+
+private:
+    Key key_;
 };
 
 template <class Member, class Key, class T>
 class LinkQueue {
-    static_assert(std::same_as<Key, U32>);
-
 public:
     class IteratorConstBase;
     class IteratorConst;
 
-    LinkQueue() = default;
+    LinkQueue() noexcept = default;
     LinkQueue(LinkQueue const&) = delete;
     LinkQueue& operator=(LinkQueue const&) = delete;
     ~LinkQueue() { deleteAll(); }
 
+    /// Moves with every member that comes or goes.
     U32 version() const noexcept { return version_; }
-    bool empty() const noexcept { return !head_; }
     Member* head() const noexcept { return head_.ptr(); }
     Member* tail() const noexcept { return tail_; }
+    bool empty() const noexcept { return tail_ == nullptr; }
 
-    /// Appends the value under the key after the tail's, or 1 in an empty queue.
-    Member* push(Ptr<T> value) {
-        Key const key = tail_ == nullptr ? Key{0} : tail_->fwkQkey();
-        return push(key + 1 == 0 ? Key{1} : key + 1, std::move(value));
+    /// Appends a value and returns its key.
+    Key enq(Ptr<T> value) {
+        Key key = tail_ != nullptr ? tail_->fwkQkey() + 1 : lastKey_ + 1;
+        key += key == 0;
+        newMember(makePtr<Member>(key, std::move(value)));
+        return key;
     }
-    /// Appends the value under a key that follows the tail's. The keys may wrap once.
-    Member* push(Key key, Ptr<T> value) {
-        require(tail_ == nullptr ||
-                    (head_->fwkQkey() <= tail_->fwkQkey() ? key > tail_->fwkQkey() || key < head_->fwkQkey()
-                                                          : key > tail_->fwkQkey() && key < head_->fwkQkey()),
-                [&] {
-                    return Breach{"Kor::LinkQueue::push", "key " + std::to_string(key) + " is out of order"};
-                });
-        Ptr<Member> member = create<Member>(key, std::move(value));
-        Member* const added = member.ptr();
-        (tail_ == nullptr ? head_ : tail_->next) = std::move(member);
-        tail_ = added;
+
+    /// Appends a member, whose key must follow the last one.
+    void newMember(Ptr<Member> member) noexcept {
+        Member* const last = member.ptr();
+        require(tail_ == nullptr || last->fwkQkey() != tail_->fwkQkey(), [] {
+            return Breach{"Kor::LinkQueue::newMember", "the key is that of the tail"};
+        });
+        (tail_ != nullptr ? tail_->next : head_) = std::move(member);
+        tail_ = last;
+        lastKey_ = last->fwkQkey();
         ++version_;
-        return added;
     }
 
-    /// Takes a member out; false when it is not in the queue.
-    bool deleteMember(Member const* member) {
-        Member* previous = nullptr;
+    /// Removes the first member and returns its value; null when there is none.
+    Ptr<T> deq() noexcept { return head_ ? take(nullptr) : nullptr; }
+
+    /// The member with this key, or null.
+    Member* member(Key key) const noexcept {
         Member* at = head_.ptr();
-        while (at != nullptr && at != member) {
-            previous = std::exchange(at, at->next.ptr());
+        while (at != nullptr && at->fwkQkey() != key) {
+            at = at->next.ptr();
         }
-        if (at == nullptr) {
-            return false;
-        }
-        Ptr<Member>& slot = previous == nullptr ? head_ : previous->next;
-        Ptr<Member> const last = std::move(slot);
-        slot = std::move(at->next);
-        tail_ = tail_ == at ? previous : tail_;
-        ++version_;
-        return true;
+        return at;
     }
 
-    void deleteAll() {
-        Ptr<Member> member = std::move(head_);
-        tail_ = nullptr;
-        ++version_;
-        while (member) {
-            member = std::move(member->next);
+    /// Removes the member with this key and returns its value; null when there is none.
+    Ptr<T> deleteMember(Key key) noexcept {
+        Member* previous = nullptr;
+        for (Member* at = head_.ptr(); at != nullptr; previous = at, at = at->next.ptr()) {
+            if (at->fwkQkey() == key) {
+                return take(previous);
+            }
+        }
+        return nullptr;
+    }
+
+    void deleteAll() noexcept {
+        while (head_) {
+            take(nullptr);
         }
     }
+
+    IteratorConst begin() const { return IteratorConst(this); }
+    std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
-    /// The member after the one that has, or had, the key `k`.
-    Member* after(Key k) const noexcept {
-        if (empty()) {
-            return nullptr;
+    Ptr<T> take(Member* previous) noexcept {
+        Ptr<Member>& link = previous != nullptr ? previous->next : head_;
+        Ptr<Member> const gone = std::move(link);
+        link = std::move(gone->next);
+        if (tail_ == gone.ptr()) {
+            tail_ = previous;
         }
-        Key const first = head_->fwkQkey();
-        Key const last = tail_->fwkQkey();
-        Member* found = head_.ptr();
-        if (k == last) {
-            found = tail_;
-        } else if (k != first) {
-            bool const wraps = last < first;
-            bool const inLowRun = wraps && k < first;
-            if ((!wraps || inLowRun) && k > last) {
-                return nullptr;
-            }
-            if (inLowRun) { // the low run starts where the keys stop ascending
-                Key highest = first;
-                while (found->fwkQkey() >= highest) {
-                    highest = found->fwkQkey();
-                    found = found->next.ptr();
-                }
-            }
-            // At the end of the high run, the next larger key is the first of the low one.
-            while (found != nullptr && found->fwkQkey() < k && (inLowRun || found->fwkQkey() >= first)) {
-                found = found->next.ptr();
-            }
-        }
-        return found != nullptr && found->fwkQkey() == k ? found->next.ptr() : found;
+        ++version_;
+        return gone->value;
     }
 
     U32 version_ = 0;
+    Key lastKey_ = 0;
     Ptr<Member> head_;
     Member* tail_ = nullptr;
 };
 
-/// The queue, the current member, counted, and the version it was found at.
 template <class Member, class Key, class T>
 class LinkQueue<Member, Key, T>::IteratorConstBase {
 public:
-    /// At the end, of no queue.
-    IteratorConstBase() = default;
-    explicit IteratorConstBase(LinkQueue const* queue)
-        : queue_(queue), current_(queue->head()), version_(queue->version()) {}
-
-    explicit operator bool() const noexcept { return static_cast<bool>(current_); }
-    Member const* member() const noexcept { return current_.ptr(); }
-
-    /// Steps to the next member, whatever has happened to the queue. At the end: no effect.
-    void advance() {
-        if (current_) {
-            current_.ptrAssign(version_ == queue_->version() ? current_->next.ptr()
-                                                             : queue_->after(current_->fwkQkey()));
-            version_ = queue_->version();
-            reserved_ = 0;
+    IteratorConstBase() noexcept = default;
+    explicit IteratorConstBase(LinkQueue const* queue) noexcept : queue_(queue) {
+        if (queue != nullptr) {
+            current_ = queue->head();
+            version_ = queue->version();
         }
     }
 
-private:
+    /// Steps to the member that follows; at the end it stays there.
+    void advance() {
+        if (!current_) {
+            return;
+        }
+        Member* next = version_ == queue_->version() ? current_->next.ptr() : findAgain(current_->fwkQkey());
+        current_ = next;
+        version_ = queue_->version();
+        zero_ = 0;
+    }
+
+    explicit operator bool() const noexcept { return static_cast<bool>(current_); }
+    friend bool operator==(IteratorConstBase const& at, std::default_sentinel_t) noexcept { return !at; }
+
+protected:
+    // The first member behind key `k`, wherever the keys wrap.
+    Member* findAgain(Key k) const noexcept {
+        Member* const head = queue_->head();
+        Member* const tail = queue_->tail();
+        if (head == nullptr) {
+            return nullptr;
+        }
+        Key const first = head->fwkQkey();
+        Key const last = tail->fwkQkey();
+        Member* at = head;
+        if (k == last) {
+            at = tail;
+        } else if (k != first) {
+            bool const wraps = last < first;
+            bool const inLowRun = wraps && k < first;
+            if (k > last && !(wraps && !inLowRun)) {
+                return nullptr;
+            }
+            if (inLowRun) {
+                while (at->fwkQkey() >= first) {
+                    at = at->next.ptr();
+                }
+            }
+            // A key that falls below the head's begins the low run: all of it lies behind a `k` of the high
+            // run.
+            while (at != nullptr && at->fwkQkey() < k && (inLowRun || at->fwkQkey() >= first)) {
+                at = at->next.ptr();
+            }
+        }
+        return at != nullptr && at->fwkQkey() == k ? at->next.ptr() : at;
+    }
+
     LinkQueue const* queue_ = nullptr;
     Ptr<Member> current_;
     U32 version_ = 0;
-    U32 reserved_ = 0;
+    U32 zero_ = 0;
 };
 
 template <class Member, class Key, class T>
-class LinkQueue<Member, Key, T>::IteratorConst : public IteratorConstBase {
+class LinkQueue<Member, Key, T>::IteratorConst : public LinkQueue<Member, Key, T>::IteratorConstBase {
 public:
     using IteratorConstBase::IteratorConstBase;
 
-    /// Can a walk be resumed from here?
-    bool hasBookmark() const noexcept { return *this && this->member()->fwkQkey() != 0; }
-    /// The value of the current member; null at the end.
-    Ptr<T const> ptr() const { return *this ? Ptr<T const>(this->member()->value) : Ptr<T const>(); }
+    /// Whether there is a current member with a key to come back to.
+    bool hasBookmark() const noexcept { return this->current_ && this->current_->fwkQkey() != 0; }
+    Key key() const noexcept { return this->current_->fwkQkey(); }
+
+    /// The current member's value; null at the end.
+    Ptr<T const> ptr() const noexcept {
+        return this->current_ ? Ptr<T const>(this->current_->value) : nullptr;
+    }
+    Member const& operator*() const noexcept { return *this->current_; }
+    IteratorConst& operator++() {
+        this->advance();
+        return *this;
+    }
 };
 
 } // namespace Kor

@@ -1,144 +1,121 @@
 #pragma once
 
-/// A queue that owns its members: an ordered list of counted values, such as the arguments of a call.
+/// Kor::LinkedQueue, an ordered list of counted values that owns its members, each with a value and a link.
 ///
-///     Kor::LinkedQueue<Member, Value, Kor::Ptr<Value>> queue;
-///     queue.push(value);                            // at the tail, constant
-///     for (decltype(queue)::Iterator i(&queue); i; ++i) { use(i->value); }
+///     Kor::LinkedQueue<ArgMember, Arg> args;
+///     args.enq(arg);
+///     for (ArgMember& each : args) { use(each.value); }
+///     Kor::Ptr<Arg> first = args.deq();
 ///
-/// A member is made by `Member(Held)`; it derives from PtrInterface and has
-/// `Held value` and `Kor::Ptr<Member> next` (LinkedQueueMember is one). Copying a queue copies its members,
-/// not the values they refer to.
-///
-/// An iterator holds its current and its previous member and survives changes as an LrIterator does: it finds
-/// its way when either of the two leaves between two steps; when both have left, it is at its end.
+/// A member derives from Kor::PtrInterface, is built from a value, and has fields `value` and a counted
+/// `next`, as Kor::LinkedQueueMember has. Copying a queue copies the members and shares the values. Enqueuing
+/// costs one allocation; no operation recurses, so a queue may be long. One thread at a time.
 
 #include "runtime/BaseCollection.h"
 
-#include <utility>
+#include <iterator>
 
 namespace Kor {
 
-/// A member with nothing but what a queue needs.
-template <class T, class Held = Ptr<T>>
-class LinkedQueueMember : public PtrInterface {
-public:
-    explicit LinkedQueueMember(Held held) : value(std::move(held)) {}
-
-    Held value;
-    Ptr<LinkedQueueMember> next;
-};
-
-template <class Member, class T, class Held>
+template <class Member, class T, class Value = Ptr<T>>
 class LinkedQueue : public BaseRefCollection<Member> {
 public:
     class Iterator;
 
-    LinkedQueue() = default;
-    LinkedQueue(LinkedQueue const& source) : BaseRefCollection<Member>() {
-        for (Member const* member = source.head_.ptr(); member != nullptr; member = member->next.ptr()) {
-            push(member->value);
+    LinkedQueue() noexcept = default;
+    LinkedQueue(LinkedQueue const& other) : BaseRefCollection<Member>() {
+        for (Member const* at = other.head_.ptr(); at != nullptr; at = at->next.ptr()) {
+            append(makePtr<Member>(*at));
         }
-        this->version_ = 0;
+        version_ = 0;
     }
-    LinkedQueue& operator=(LinkedQueue const&) = delete;
+    LinkedQueue& operator=(LinkedQueue const& other) {
+        if (this != &other) {
+            LinkedQueue copy(other);
+            deleteAll();
+            head_.swap(copy.head_);
+            tail_ = std::exchange(copy.tail_, nullptr);
+            count_ = std::exchange(copy.count_, 0);
+        }
+        return *this;
+    }
     ~LinkedQueue() override { deleteAll(); }
 
+    U32 version() const noexcept { return version_; }
+    U32 count() const noexcept { return count_; }
     Member* head() const noexcept { return head_.ptr(); }
-    Member* tail() const noexcept { return tail_; }
 
-    /// Appends a member with this value.
-    Member* push(Held value) {
-        Ptr<Member> member = create<Member>(std::move(value));
-        Member* const added = member.ptr();
-        (tail_ == nullptr ? head_ : tail_->next) = std::move(member);
-        tail_ = added;
-        ++this->version_;
-        ++this->count_;
-        return added;
+    void enq(Value value) { append(makePtr<Member>(std::move(value))); }
+
+    /// Removes the first member and returns its value; the default value when there is none.
+    Value deq() {
+        if (!head_) {
+            return Value();
+        }
+        return pop()->value;
     }
 
-    /// Takes a member out. One that is not in the queue: no effect but `onDeleteMemberNotFound`.
-    bool deleteMember(Member const* member) {
-        Member* previous = nullptr;
-        Member* at = head_.ptr();
-        while (at != nullptr && at != member) {
-            previous = std::exchange(at, at->next.ptr());
+    void deleteAll() noexcept {
+        while (head_) {
+            pop();
         }
-        if (at == nullptr) {
-            onDeleteMemberNotFound(member);
-            return false;
-        }
-        Ptr<Member>& slot = previous == nullptr ? head_ : previous->next;
-        Ptr<Member> const last = std::move(slot);
-        slot = std::move(at->next);
-        tail_ = tail_ == at ? previous : tail_;
-        ++this->version_;
-        --this->count_;
-        return true;
+        ++version_;
     }
 
-    /// Empties the queue, from the head.
-    void deleteAll() {
-        Ptr<Member> member = std::move(head_);
-        tail_ = nullptr;
-        ++this->version_;
-        this->count_ = 0;
-        while (member) {
-            member = std::move(member->next);
-        }
-    }
-
-    bool has(Member const* member) const noexcept {
-        Member const* at = head_.ptr();
-        while (at != nullptr && at != member) {
-            at = at->next.ptr();
-        }
-        return at != nullptr;
-    }
-
-    /// A hook for those who derive. It does nothing.
-    virtual void onDeleteMemberNotFound(Member const*) {}
+    Iterator begin() const { return Iterator(*this); }
+    std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
+    void append(Ptr<Member> member) noexcept {
+        Member* const last = member.ptr();
+        last->next = nullptr;
+        (tail_ != nullptr ? tail_->next : head_) = std::move(member);
+        tail_ = last;
+        ++version_;
+        ++count_;
+    }
+    Ptr<Member> pop() noexcept {
+        Ptr<Member> first = std::move(head_);
+        head_ = std::move(first->next);
+        if (!head_) {
+            tail_ = nullptr;
+        }
+        ++version_;
+        --count_;
+        return first;
+    }
+
+    U32 version_ = 0;
+    U32 count_ = 0;
     Ptr<Member> head_;
     Member* tail_ = nullptr;
 };
 
-template <class Member, class T, class Held>
-class LinkedQueue<Member, T, Held>::Iterator : public BaseIteratorConst<Member, true> {
+/// The usual member of a Kor::LinkedQueue.
+template <class Value>
+class LinkedQueueMember : public PtrInterface {
 public:
-    explicit Iterator(LinkedQueue const* queue)
-        : BaseIteratorConst<Member, true>(queue, queue->head()), version_(queue->version()) {}
+    explicit LinkedQueueMember(Value theValue) : value(std::move(theValue)) {}
 
-    Member* ptr() const noexcept { return const_cast<Member*>(BaseIteratorConst<Member, true>::ptr()); }
-    Member& operator*() const noexcept { return *ptr(); }
-    Member* operator->() const noexcept { return ptr(); }
+    Value value;
+    Ptr<LinkedQueueMember> next;
+};
 
-    /// Steps to the next member; at the end, no effect.
+/// A place in a queue, which holds its current member. Members may be added meanwhile; a member that has been
+/// dequeued has no successor.
+template <class Member, class T, class Value>
+class LinkedQueue<Member, T, Value>::Iterator : public BaseIteratorConst<Member, true> {
+public:
+    explicit Iterator(LinkedQueue const& queue) : BaseIteratorConst<Member, true>(&queue, queue.head()) {}
+
     Iterator& operator++() {
-        if (!*this) {
-            return *this;
-        }
-        Member* next = nullptr;
-        bool const unchanged = version_ == queue()->version();
-        version_ = queue()->version();
-        if (unchanged || queue()->has(ptr())) {
-            previous_ = Ptr<Member>(ptr());
-            next = ptr()->next.ptr();
-        } else if (!previous_) {
-            next = queue()->head();
-        } else if (queue()->has(previous_.ptr())) {
-            next = previous_->next.ptr();
-        }
-        this->currentIs(next);
+        previous_ = this->ptr();
+        this->currentIs(previous_->next.ptr());
         return *this;
     }
+    friend bool operator==(Iterator const& at, std::default_sentinel_t) noexcept { return !at; }
 
 private:
-    LinkedQueue const* queue() const noexcept { return static_cast<LinkedQueue const*>(this->collection()); }
-
-    U32 version_;
     Ptr<Member> previous_;
 };
 

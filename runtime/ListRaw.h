@@ -1,20 +1,17 @@
 #pragma once
 
-/// The list of an entity's reactors. It owns nothing: head, tail and the members' `next` are raw pointers,
-/// and a member must leave before it dies.
+/// Kor::ListRaw, the list of an entity's reactors: a list that owns nothing.
 ///
-///     Kor::ListRaw<Notifiee> list;
-///     list.joinTail(reactor);                 // a reactor that is in no list
-///     for (Kor::SnapshotIterator<Kor::ListRaw<Notifiee>> s(&list); s; s.advance()) { s->onChange(); }
-///     list.leave(reactor);
+///     Kor::ListRaw<X::NotifieeConst> reactors;
+///     reactors.newMemberTail(reactor);
+///     reactors.deleteMember(reactor);             // must come before the reactor ends
 ///
-/// Joining is constant; leaving walks from the head. A SnapshotIterator is the walk that may call foreign
-/// code: it holds those who were there at the start, whatever happens to the list. An LrIterator walks the
-/// list itself: members that join behind it are met, and it finds its way when its current or its previous
-/// member leaves; when both have left between two steps, it is at its end.
+/// Use it only where the members hold the list's owner or watch over its end, as reactors do; nothing else in
+/// the library does. Head, tail and the members' `next` are plain pointers: the list takes no reference and
+/// drops none, and a member must leave before it ends. A member has a `T* next`, which it may keep private
+/// and befriend Kor::ListMember, and is in at most one list.
 ///
-/// `T` derives from PtrInterface and has a `T* next` that the list may write (`mutable`, if members come
-/// const).
+/// Adding costs constant time, leaving a walk from the head. One thread at a time.
 
 #include "runtime/BaseCollection.h"
 
@@ -23,177 +20,212 @@
 
 namespace Kor {
 
+/// How a list reaches the link of its members.
+struct ListMember {
+    template <class T>
+    static T*& next(T& member) noexcept {
+        return member.next;
+    }
+};
+
 template <class T>
 class ListRaw : public BaseRefCollection<T> {
 public:
     class LrIteratorConst;
     class LrIterator;
+    using MemberType = T;
 
+    ListRaw() noexcept = default;
+    ListRaw(ListRaw const&) = delete;
+    ListRaw& operator=(ListRaw const&) = delete;
     ~ListRaw() override { deleteAll(); }
 
+    /// Moves with every member that comes or goes.
+    U32 version() const noexcept { return version_; }
+    U32 count() const noexcept { return count_; }
     T* head() const noexcept { return head_; }
     T* tail() const noexcept { return tail_; }
 
-    void joinHead(T* member) noexcept {
-        member->next = head_;
-        head_ = member;
-        tail_ = tail_ == nullptr ? member : tail_;
-        changed(1);
+    void newMemberHead(T& member) noexcept {
+        ListMember::next(member) = head_;
+        head_ = &member;
+        if (tail_ == nullptr) {
+            tail_ = &member;
+        }
+        added();
     }
-    void joinTail(T* member) noexcept {
-        member->next = nullptr;
-        (tail_ == nullptr ? head_ : tail_->next) = member;
-        tail_ = member;
-        changed(1);
+    void newMemberTail(T& member) noexcept {
+        ListMember::next(member) = nullptr;
+        (tail_ != nullptr ? ListMember::next(*tail_) : head_) = &member;
+        tail_ = &member;
+        added();
     }
-    /// A member that is not in the list: no effect but `onDeleteMemberNotFound`.
-    bool leave(T const* member) {
+
+    /// Takes the member out. One that is not here changes nothing.
+    void deleteMember(T& member) {
         T* previous = nullptr;
-        T* at = head_;
-        while (at != nullptr && at != member) {
-            previous = std::exchange(at, at->next);
-        }
-        if (at == nullptr) {
-            onDeleteMemberNotFound(member);
-            return false;
-        }
-        unlink(previous, at);
-        return true;
-    }
-
-    bool has(T const* member) const noexcept {
-        T const* at = head_;
-        while (at != nullptr && at != member) {
-            at = at->next;
-        }
-        return at != nullptr;
-    }
-
-    /// Empties the list; no member is destroyed by it.
-    void deleteAll() {
-        if (head_ != nullptr) {
-            Ptr<T> member(std::exchange(head_, nullptr));
-            tail_ = nullptr;
-            while (member) {
-                Ptr<T> successor(member->next);
-                member->next = nullptr;
-                member = std::move(successor);
+        for (T* at = head_; at != nullptr; previous = at, at = ListMember::next(*at)) {
+            if (at == &member) {
+                (previous != nullptr ? ListMember::next(*previous) : head_) = ListMember::next(member);
+                if (tail_ == &member) {
+                    tail_ = previous;
+                }
+                ListMember::next(member) = nullptr;
+                ++version_;
+                --count_;
+                return;
             }
         }
-        ++this->version_;
-        this->count_ = 0;
+        onDeleteMemberNotFound(member);
     }
 
-    /// A hook for those who derive. It does nothing.
-    virtual void onDeleteMemberNotFound(T const*) {}
+    /// Lets all members go. None of them ends by that.
+    void deleteAll() noexcept {
+        Ptr<T> member = std::exchange(head_, nullptr);
+        tail_ = nullptr;
+        while (member) {
+            Ptr<T> next = std::exchange(ListMember::next(*member), nullptr);
+            member = std::move(next);
+        }
+        ++version_;
+        count_ = 0;
+    }
+
+    bool contains(T const* member) const noexcept {
+        for (T* at = head_; at != nullptr; at = ListMember::next(*at)) {
+            if (at == member) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    LrIterator begin() { return LrIterator(*this); }
+    LrIteratorConst begin() const { return LrIteratorConst(*this); }
+    std::default_sentinel_t end() const noexcept { return {}; }
+
+protected:
+    /// Called when deleteMember() has not found its member.
+    virtual void onDeleteMemberNotFound(T&) {}
 
 private:
-    void changed(int by) noexcept {
-        ++this->version_;
-        this->count_ += static_cast<U32>(by);
-    }
-    void unlink(T* previous, T* member) noexcept {
-        (previous == nullptr ? head_ : previous->next) = member->next;
-        tail_ = tail_ == member ? previous : tail_;
-        member->next = nullptr;
-        changed(-1);
+    void added() noexcept {
+        ++version_;
+        ++count_;
     }
 
+    U32 version_ = 0;
+    U32 count_ = 0;
     T* head_ = nullptr;
     T* tail_ = nullptr;
 };
 
+/// A place in a list, which holds its current member and the one before. When the list has changed, a step
+/// goes on behind whichever of the two is still there, and ends the walk when neither is. To tell all that
+/// were there at one time, take a Kor::SnapshotIterator.
 template <class T>
 class ListRaw<T>::LrIteratorConst : public BaseIteratorConst<T, true> {
 public:
-    explicit LrIteratorConst(ListRaw const* list)
-        : BaseIteratorConst<T, true>(list, list->head()), version_(list->version()) {}
+    explicit LrIteratorConst(ListRaw const& list)
+        : BaseIteratorConst<T, true>(&list, list.head()), version_(list.version()) {}
 
-    /// Steps to the next member; at the end, no effect.
-    LrIteratorConst& advance() {
-        if (std::exchange(alreadyAdvanced_, false) || !*this) {
-            return *this;
-        }
-        T const* next = nullptr;
-        bool const unchanged = version_ == list()->version();
-        version_ = list()->version();
-        if (unchanged || list()->has(this->ptr())) {
-            previous_ = Ptr<T const>(this->ptr());
-            next = this->ptr()->next;
-        } else if (!previous_) {
-            next = list()->head();
-        } else if (list()->has(previous_.ptr())) {
-            next = previous_->next;
-        }
-        this->currentIs(next);
+    T const* ptr() const noexcept { return BaseIteratorConst<T, true>::ptr(); }
+    T const* operator->() const noexcept { return ptr(); }
+    T const& operator*() const noexcept { return *ptr(); }
+
+    LrIteratorConst& operator++() {
+        step();
         return *this;
     }
-    LrIteratorConst& operator++() { return advance(); }
+    friend bool operator==(LrIteratorConst const& at, std::default_sentinel_t) noexcept { return !at; }
 
 protected:
-    ListRaw const* list() const noexcept { return static_cast<ListRaw const*>(this->collection()); }
+    ListRaw const& list() const noexcept { return static_cast<ListRaw const&>(*this->collection_); }
+    T* current() const noexcept { return BaseIteratorConst<T, true>::ptr(); }
+
+    void step() {
+        if (std::exchange(advanced_, false) || current() == nullptr) {
+            return;
+        }
+        T* next = nullptr;
+        if (version_ == list().version() || list().contains(current())) {
+            next = ListMember::next(*current());
+            previous_ = current();
+        } else if (!previous_) {
+            next = list().head();
+        } else if (list().contains(previous_.ptr())) {
+            next = ListMember::next(*previous_);
+        }
+        this->currentIs(next);
+        version_ = list().version();
+    }
 
     U32 version_;
-    Ptr<T const> previous_;
-    bool alreadyAdvanced_ = false;
+    Ptr<T> previous_;
+    bool advanced_ = false;
 };
 
-/// The same for a list that may be changed through it.
 template <class T>
-class ListRaw<T>::LrIterator : public LrIteratorConst {
+class ListRaw<T>::LrIterator : public ListRaw<T>::LrIteratorConst {
 public:
-    explicit LrIterator(ListRaw* list) : LrIteratorConst(list) {}
+    explicit LrIterator(ListRaw& list) : LrIteratorConst(list) {}
 
-    T* ptr() const noexcept { return const_cast<T*>(LrIteratorConst::ptr()); }
-    T& operator*() const noexcept { return *ptr(); }
+    T* ptr() const noexcept { return this->current(); }
     T* operator->() const noexcept { return ptr(); }
+    T& operator*() const noexcept { return *ptr(); }
 
-    /// Takes the current member off the list. The one that follows becomes current, and the next step stays
-    /// there.
-    void leaveCurrent() {
-        T const* const successor = ptr()->next;
-        if (const_cast<ListRaw*>(this->list())->leave(ptr())) {
-            this->version_ = this->list()->version();
-            this->currentIs(successor);
-            this->alreadyAdvanced_ = true;
-        }
+    LrIterator& operator++() {
+        this->step();
+        return *this;
+    }
+
+    /// Takes the current member out of the list. The iterator is then on the one that followed, and the next
+    /// step stays there.
+    void deleteMember() {
+        Ptr<T> const gone = ptr();
+        T* const next = ListMember::next(*gone);
+        const_cast<ListRaw&>(this->list()).deleteMember(*gone);
+        this->currentIs(next);
+        this->version_ = this->list().version();
+        this->advanced_ = true;
     }
 };
 
-/// The members of a list as they were at one moment, each held by a reference. One allocation; none for an
-/// empty list.
 template <class List>
 class SnapshotIterator;
 
+/// Walks the members that a list has now, whatever becomes of the list meanwhile.
+///
+///     for (Kor::SnapshotIterator<List> at(&list); at; at.advance()) { at->tell(); }
+///
+/// It holds a reference to each member that is still to come. One that everybody else has let go of in the
+/// meantime is passed over. Costs one allocation.
 template <class T>
 class SnapshotIterator<ListRaw<T>> {
 public:
-    explicit SnapshotIterator(ListRaw<T> const* list) {
-        members_.reserve(list->members());
-        for (T* member = list->head(); member != nullptr; member = member->next) {
-            members_.emplace_back(member);
+    explicit SnapshotIterator(ListRaw<T>* list) {
+        members_.reserve(list->count());
+        for (typename ListRaw<T>::LrIterator at(*list); at; ++at) {
+            members_.emplace_back(at.ptr());
         }
     }
-    SnapshotIterator(SnapshotIterator const&) = delete;
-    SnapshotIterator& operator=(SnapshotIterator const&) = delete;
 
     explicit operator bool() const noexcept { return index_ < members_.size(); }
     T* ptr() const noexcept { return members_[index_].ptr(); }
-    T& operator*() const noexcept { return *ptr(); }
     T* operator->() const noexcept { return ptr(); }
+    T& operator*() const noexcept { return *ptr(); }
 
-    /// Lets go of the current member and steps to the next one that somebody besides this snapshot still
-    /// holds; those that nobody does end here, unvisited.
-    void advance() {
+    /// Lets the current member go and steps to the next that somebody else holds too.
+    void advance() noexcept {
         do {
             members_[index_] = nullptr;
             ++index_;
-        } while (index_ < members_.size() && members_[index_]->isSoleHolder());
+        } while (index_ < members_.size() && members_[index_]->hasSoleHolder());
     }
 
 private:
     std::vector<Ptr<T>> members_;
-    unsigned int index_ = 0;
+    unsigned index_ = 0;
 };
 
 } // namespace Kor

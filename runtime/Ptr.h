@@ -1,142 +1,169 @@
 #pragma once
 
-/// Counted pointers to objects that derive from Kor::PtrInterface.
+/// Kor::Ptr, the counted pointer by which every shared object is held.
 ///
-///     Kor::Ptr<Port> a = Kor::create<Port>(7U);
-///     Kor::Ptr<Port const> b = a;              // the read-only form, two references now
-///     a = nullptr;                             // `b` keeps the object
+///     Kor::Ptr<Port> port = Kor::makePtr<Port>(7);   // the count is 1
+///     Kor::Ptr<Port const> view = port;               // 2; `Ptr<T const>` is the read-only form and counts
+///     alike view = nullptr;                                 // 1
 ///
-/// `Ptr` may be null and tests nothing on use. `ValidPtr` is never null: it is what an operation returns that
-/// must produce an object. Copying costs one count, moving none. An object may be handed to several threads
-/// when atomic counting is on, but one `Ptr` belongs to one thread at a time.
+/// Use Kor::Ptr for what you own or keep; pass `Ptr<T> const&` or a plain reference for what a call only
+/// looks at. A function that always has a result returns Kor::ValidPtr.
+///
+/// Dereferencing tests nothing: a null Ptr must not be dereferenced. Assigning adds the new reference first,
+/// stores it, and drops the old one last, so that it is safe from inside the object that is being replaced.
+/// Nothing here throws; an exception that would leave a destructor ends the process. For threads see
+/// runtime/VFPtrInterface.h.
 
-#include "runtime/Exception.h"
 #include "runtime/PtrInterface.h"
 
+#include <compare>
 #include <concepts>
 #include <cstddef>
+#include <functional>
+#include <memory>
 #include <utility>
 
 namespace Kor {
 
+[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(char const* message);
+
 template <class T>
 class Ptr {
 public:
-    using element_type = T;
-
     constexpr Ptr() noexcept = default;
     constexpr Ptr(std::nullptr_t) noexcept {}
-    /// Adds a reference to the object.
-    Ptr(T* object) noexcept : object_(object) { hold(object_); }
-    Ptr(Ptr const& other) noexcept : Ptr(other.object_) {}
-    Ptr(Ptr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+    Ptr(T* object) noexcept : ptr_(object) { inc(); }
+    Ptr(Ptr const& other) noexcept : ptr_(other.ptr_) { inc(); }
+    Ptr(Ptr&& other) noexcept : ptr_(std::exchange(other.ptr_, nullptr)) {}
     template <class U>
     requires std::convertible_to<U*, T*> Ptr(Ptr<U> const& other)
-    noexcept : Ptr(static_cast<T*>(other.ptr())) {}
+    noexcept : ptr_(other.ptr()) { inc(); }
     template <class U>
     requires std::convertible_to<U*, T*> Ptr(Ptr<U>&& other)
-    noexcept : object_(other.release()) {}
-    ~Ptr() { drop(object_); }
+    noexcept : ptr_(other.release()) {}
+    ~Ptr() {
+        if (ptr_ != nullptr) {
+            ptr_->referencesDec();
+        }
+    }
 
-    Ptr& operator=(Ptr const& other) {
-        ptrAssign(other.object_);
+    Ptr& operator=(Ptr const& other) noexcept {
+        ptrAssign(other.ptr_);
         return *this;
     }
-    Ptr& operator=(Ptr&& other) {
-        T* const incoming = std::exchange(other.object_, nullptr);
-        drop(std::exchange(object_, incoming));
+    Ptr& operator=(Ptr&& other) noexcept {
+        Ptr(std::move(other)).swap(*this);
         return *this;
     }
-    Ptr& operator=(T* object) {
+    Ptr& operator=(T* object) noexcept {
         ptrAssign(object);
         return *this;
     }
-    Ptr& operator=(std::nullptr_t) {
-        ptrAssign(nullptr);
-        return *this;
-    }
 
-    /// Holds `object` instead. The new reference is added before the old one is dropped, and the pointer is
-    /// stored in between: assigning from inside the object that is being replaced is safe. The same object:
-    /// no effect.
-    void ptrAssign(T* object) {
-        if (object != object_) {
-            hold(object);
-            drop(std::exchange(object_, object));
+    /// Holds `object` from now on. Does nothing when it is held already.
+    void ptrAssign(T* object) noexcept {
+        if (object != ptr_) {
+            Ptr(object).swap(*this);
         }
     }
 
-    T* operator->() const noexcept { return object_; }
-    T& operator*() const noexcept { return *object_; }
-    T* ptr() const noexcept { return object_; }
-    explicit operator bool() const noexcept { return object_ != nullptr; }
+    /// The plain pointer; the reference stays here.
+    T* ptr() const noexcept { return ptr_; }
+    T* operator->() const noexcept { return ptr_; }
+    T& operator*() const noexcept { return *ptr_; }
+    explicit operator bool() const noexcept { return ptr_ != nullptr; }
 
-    /// Takes over a reference that the caller holds; no count changes.
-    [[nodiscard]] static Ptr adopt(T* object) noexcept {
+    void swap(Ptr& other) noexcept { std::swap(ptr_, other.ptr_); }
+
+    /// Hands the reference over to the caller, who has to drop it with referencesDec(). Leaves null.
+    [[nodiscard]] T* release() noexcept { return std::exchange(ptr_, nullptr); }
+
+    /// Takes over a reference that the caller owns, such as that of a constructor.
+    static Ptr adopt(T* object) noexcept {
         Ptr result;
-        result.object_ = object;
+        result.ptr_ = object;
         return result;
     }
-    /// `adopt` into a pointer that is null, without a test.
-    void fill(T* object) noexcept { object_ = object; }
-    /// Gives the reference away with the pointer: the caller drops it.
-    [[nodiscard]] T* release() noexcept { return std::exchange(object_, nullptr); }
-
-    template <class U>
-    friend bool operator==(Ptr const& a, Ptr<U> const& b) noexcept {
-        return a.ptr() == b.ptr();
-    }
-    friend bool operator==(Ptr const& a, T const* b) noexcept { return a.object_ == b; }
-    friend bool operator==(Ptr const& a, std::nullptr_t) noexcept { return a.object_ == nullptr; }
 
 private:
-    static void hold(T* object) noexcept {
-        if (object != nullptr) {
-            object->referencesInc();
-        }
-    }
-    static void drop(T* object) {
-        if (object != nullptr) {
-            object->referencesDec();
+    void inc() const noexcept {
+        if (ptr_ != nullptr) {
+            ptr_->referencesInc();
         }
     }
 
-    T* object_ = nullptr;
+    T* ptr_ = nullptr;
 };
 
-/// The read-only form, written `PtrConst` in signatures.
 template <class T>
 using PtrConst = Ptr<T const>;
 
-/// A counted pointer that is not null. Building one from null raises Kor::RangeException, "null ValidPtr".
+template <class T, class U>
+bool operator==(Ptr<T> const& a, Ptr<U> const& b) noexcept {
+    return a.ptr() == b.ptr();
+}
 template <class T>
-class ValidPtr : public Ptr<T> {
-public:
-    ValidPtr(Ptr<T> const& object) : Ptr<T>(object) { check(); }
-    ValidPtr(Ptr<T>&& object) : Ptr<T>(std::move(object)) { check(); }
-    template <class U>
-    requires std::convertible_to<U*, T*> ValidPtr(Ptr<U> const& object) : Ptr<T>(object) { check(); }
+bool operator==(Ptr<T> const& a, std::nullptr_t) noexcept {
+    return a.ptr() == nullptr;
+}
+template <class T>
+bool operator==(Ptr<T> const& a, std::type_identity_t<T> const* b) noexcept {
+    return a.ptr() == b;
+}
 
-private:
-    void check() const {
-        if (!*this) [[unlikely]] {
-            throwRangeException("null ValidPtr");
-        }
-    }
-};
+/// The pointer as another class of the same object; null when the object is not of that class.
+template <class U, class T>
+Ptr<U> ptrCast(Ptr<T> const& ptr) noexcept {
+    return dynamic_cast<U*>(ptr.ptr());
+}
 
-/// Makes an object, publishing it nowhere. The construction reference becomes the one of the result; when the
-/// constructor throws, the storage goes back and the exception passes on. Every factory of the library is
-/// this.
+/// Makes a counted object. The result holds the only reference; when the constructor throws, nothing is left.
+/// Publish the object (put it in a map, switch its notifications on) only after this has returned.
 template <class T, class... Args>
-[[nodiscard]] Ptr<T> create(Args&&... args) {
+[[nodiscard]] Ptr<T> makePtr(Args&&... args) {
     return Ptr<T>::adopt(new T(std::forward<Args>(args)...));
 }
 
-/// The object as a `T`, or null when it is of another class.
-template <class T, class U>
-[[nodiscard]] Ptr<T> ptrCast(Ptr<U> const& object) noexcept {
-    return Ptr<T>(dynamic_cast<T*>(object.ptr()));
-}
+/// A pointer that is never null: what every operation returns that finds or makes an object.
+///
+/// It is built from a Kor::Ptr, throws Kor::RangeException "null ValidPtr" when that is null, and turns back
+/// into one wherever a Kor::Ptr is wanted.
+template <class T>
+class ValidPtr {
+public:
+    ValidPtr(std::nullptr_t) = delete;
+    ValidPtr(Ptr<T> ptr) : ptr_(std::move(ptr)) {
+        if (!ptr_) [[unlikely]] {
+            throwRangeException("null ValidPtr");
+        }
+    }
+    template <class U>
+    requires std::convertible_to<U*, T*> ValidPtr(Ptr<U> const& ptr) : ValidPtr(Ptr<T>(ptr)) {}
+    template <class U>
+    requires std::convertible_to<U*, T*> ValidPtr(ValidPtr<U> const& other)
+    noexcept : ptr_(other.ptr()) {}
+    ValidPtr(ValidPtr const&) noexcept = default; // and no move: the source would become null
+    ValidPtr& operator=(ValidPtr const&) noexcept = default;
+
+    T* ptr() const noexcept { return ptr_.ptr(); }
+    T* operator->() const noexcept { return ptr_.ptr(); }
+    T& operator*() const noexcept { return *ptr_; }
+    operator Ptr<T> const&() const noexcept { return ptr_; }
+    template <class U>
+    requires(!std::same_as<U, T> && std::convertible_to<T*, U*>) operator Ptr<U>() const noexcept {
+        return ptr_;
+    }
+
+    friend bool operator==(ValidPtr const& a, ValidPtr const& b) noexcept { return a.ptr_ == b.ptr_; }
+    friend bool operator==(ValidPtr const& a, T const* b) noexcept { return a.ptr_ == b; }
+
+private:
+    Ptr<T> ptr_;
+};
 
 } // namespace Kor
+
+template <class T>
+struct std::hash<Kor::Ptr<T>> {
+    std::size_t operator()(Kor::Ptr<T> const& ptr) const noexcept { return std::hash<T*>()(ptr.ptr()); }
+};

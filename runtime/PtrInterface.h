@@ -1,17 +1,21 @@
 #pragma once
 
-/// The base of every counted object with virtual functions: entities, reactors, collection members, type
-/// objects.
+/// The counted base of everything that is shared: entities, reactors, members of collections, stream
+/// adapters, type objects.
 ///
-///     class Port final : public Kor::PtrInterface { public: explicit Port(Kor::U32 number); };
-///     Kor::Ptr<Port> port = Kor::create<Port>(7U);   // one reference, owned by `port`
+///     class Port : public Kor::PtrInterface {
+///     public:
+///         explicit Port(int number);
+///     };
 ///
-/// Ownership is a Kor::Ptr. When the last one goes, the object hears `zeroReferencesIs(true)` and is deleted,
-/// unless someone took a reference during that call and still holds it: such an object lives on, and hears
-/// the call again the next time its last reference goes. An object made by a constructor alone, on the stack
-/// for instance, starts with the one reference of its maker.
+///     Kor::Ptr<Port> port = Kor::makePtr<Port>(7);      // runtime/Ptr.h
 ///
-/// One object belongs to one thread at a time; only counts may be shared, see runtime/VFPtrInterface.h.
+/// Ownership. An object lives on the heap, is held by Kor::Ptr and ends when the last reference goes; never
+/// `delete` it. Cycles are not found: of two objects that point at each other, one must use a weak or a plain
+/// pointer (see Kor::PtrInterface::NotifieeConst::isWeakReferenceIs).
+///
+/// Threads. An object belongs to one thread at a time. References to it may be taken and dropped by several
+/// once Kor::VFPtrInterface::enableThreadSafePointers is set.
 
 #include "runtime/PtrTrack.h"
 #include "runtime/VFPtrInterface.h"
@@ -20,75 +24,71 @@ namespace Kor {
 
 class KorType;
 
-class [[gnu::visibility("default")]] PtrInterface : public VFPtrInterface {
+class __attribute__((visibility("default"))) PtrInterface : public VFPtrInterface {
 public:
-    class NotifieeConst; // runtime/Notifiee.h
+    /// The root of all reactors, runtime/Notifiee.h.
+    class NotifieeConst;
 
-    PtrInterface() {
-        track();
-    }
-    /// A copy starts with one reference of its own and no flags.
-    PtrInterface(PtrInterface const& source) : VFPtrInterface(source) {
-        track();
-    }
-    PtrInterface& operator=(PtrInterface const&) = default;
+    PtrInterface() noexcept { track(); }
+    PtrInterface(PtrInterface const& other) noexcept : VFPtrInterface(other) { track(); }
+    PtrInterface& operator=(PtrInterface const&) noexcept = default;
 
-    /// Switches notifications on or off: sets or clears bit 29 of the reference word.
+    /// Sets or clears bit 29 of the reference word. A reactor also joins or leaves its notifier's list.
     virtual void hasNotificationActiveIs(bool active);
-    /// The object's own consistency check: the number of faults found. The base finds none.
-    virtual unsigned int korAuditErrors(unsigned int level) const;
-    /// `korAuditErrors(level)`, or 0 when the top bit of `level` is set.
-    virtual unsigned int auditErrors(unsigned int level) const;
-    /// Told when the last reference has gone, before the object ends. The base does nothing.
+
+    /// The audit of a class: the number of errors found. The base finds none.
+    virtual U32 korAuditErrors(U32 level) const;
+
+    /// Runs the audit: 0 when the top bit of `level` is set, otherwise what korAuditErrors(level) finds.
+    virtual U32 auditErrors(U32 level) const;
+
+    /// Called once the last reference is gone, before the object ends. It may take a reference and keep it,
+    /// which keeps the object alive. It must not throw. The base does nothing.
     virtual void zeroReferencesIs(bool zero);
-    /// The type object of the object's class. For the base itself, what `fwkTypeSourceIs` was given.
-    virtual KorType const* fwkType() const;
+
+    /// The type object of the class of this object, and of a class. They never end, so the pointer needs no
+    /// count.
+    virtual KorType* fwkType() const;
+    static KorType* _fwkType();
+
     virtual ~PtrInterface() {
-        if (ptrifTrackOn_) [[unlikely]] {
+        if (ptrifTrackOn_ != 0) [[unlikely]] {
             PtrTrack::ptrifDel(this);
         }
     }
 
-    /// The type object of PtrInterface itself; null until the reflection layer has named it.
-    static KorType const* _fwkType();
-    using TypeSource = KorType const* (*)();
-    /// Tells where the base finds its type object. Called once, by the layer that makes type objects.
-    static void fwkTypeSourceIs(TypeSource source) noexcept;
-
-    /// Drops one reference and returns how many are left. At zero the object ends.
+    /// Drops a reference, and ends the object when that was the last one. Returns the number of references
+    /// left.
     U32 referencesDec() const {
         U32 const left = wordDec();
-        if (isZero(left)) [[unlikely]] {
+        if (isZero(left)) {
             handleZeroRef();
         }
         return left & countMask;
     }
 
-    /// Adds a reference that nobody will ever drop, and takes the object out of pointer tracking: it is
-    /// immortal.
+    /// Adds a reference that nobody will ever drop: the object lives until the process ends, and leak reports
+    /// pass over it.
     void referencesLeak() const;
 
-    /// Sets or clears the mark for deletion, bit 31 of the reference word.
-    void korMarkedForDeletionIs(bool marked) const noexcept {
-        flagIs(markedForDeletionBit, marked);
-    }
+    bool hasNotificationActive() const noexcept { return (word() & notificationActiveBit) != 0; }
 
-    /// Allocates all counted objects.
-    using VFPtrInterface::operator new;
-    using VFPtrInterface::operator delete;
+    /// Bit 31 of the reference word: the object is a zombie, kept in memory but out of use.
+    bool korMarkedForDeletion() const noexcept { return (word() & markedForDeletionBit) != 0; }
+    void korMarkedForDeletionIs(bool marked) const noexcept { flagIs(markedForDeletionBit, marked); }
 
 protected:
-    void notificationActiveFlagIs(bool active) const noexcept {
-        flagIs(notificationActiveBit, active);
-    }
+    /// Ends the object: zeroReferencesIs(true), then, if nobody has taken a reference meanwhile, the
+    /// destructor. The object holds a reference to itself all the while, so that references may come and go
+    /// in the hook and in the destructor without ending it twice.
+    void handleZeroRef() const noexcept;
 
 private:
-    void track() const {
-        if (ptrifTrackOn_) [[unlikely]] {
+    void track() noexcept {
+        if (ptrifTrackOn_ != 0) [[unlikely]] {
             PtrTrack::ptrifAdd(this);
         }
     }
-    void handleZeroRef() const;
 };
 
 } // namespace Kor

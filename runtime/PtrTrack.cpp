@@ -1,84 +1,66 @@
 #include "runtime/PtrTrack.h"
 
+#include "runtime/ClassName.h"
 #include "runtime/PtrInterface.h"
 
-#include <cstdlib>
-#include <cxxabi.h>
-#include <iostream>
-#include <map>
-#include <memory>
 #include <mutex>
-#include <typeinfo>
-#include <unordered_map>
+#include <set>
 
 namespace Kor {
 
-bool ptrifTrackOn_ = false;
+U8 ptrifTrackOn_ = 0;
 
 namespace {
 
 struct Registry {
     std::mutex mutex;
-    U64 made = 0;
-    std::unordered_map<void const*, U64> serialOf;
-    std::map<U64, PtrInterface const*> objects;
+    std::set<PtrInterface const*> objects;
 };
 
-void reportAtExit() {
-    if (ptrifTrackOn_ && PtrTrack::alive() != 0) {
-        std::cerr << "Kor::PtrTrack: " << PtrTrack::alive() << " objects are alive at exit\n";
-        PtrTrack::report(std::cerr);
-    }
-}
-
+// Never ended: objects with static storage come and go until the very last.
 Registry& registry() {
-    // Never destroyed: objects end during static destruction too.
-    static Registry* const it = [] {
-        std::atexit(reportAtExit);
-        return new Registry;
-    }();
-    return *it;
+    static auto* const theRegistry = new Registry;
+    return *theRegistry;
 }
 
-std::string typeName(PtrInterface const& object) {
-    char const* const mangled = typeid(object).name();
-    int status = 0;
-    std::unique_ptr<char, void (*)(void*)> const text(abi::__cxa_demangle(mangled, nullptr, nullptr, &status),
-                                                      std::free);
-    return text ? text.get() : mangled;
-}
+// A static of the library ends after those of the programs that use it, so what they release in time is not
+// reported.
+struct ReportAtExit {
+    ~ReportAtExit() {
+        if (ptrifTrackOn_ != 0) {
+            PtrTrack::report(stderr);
+        }
+    }
+} const reportAtExit;
 
 } // namespace
 
-void PtrTrack::ptrifAdd(PtrInterface const* object) {
-    Registry& r = registry();
-    std::lock_guard const lock(r.mutex);
-    r.serialOf[object] = r.made;
-    r.objects.emplace(r.made, object);
-    ++r.made;
+void PtrTrack::ptrifAdd(PtrInterface const* object) noexcept {
+    std::lock_guard const lock(registry().mutex);
+    registry().objects.insert(object);
 }
 
-void PtrTrack::ptrifDel(void* object) {
-    Registry& r = registry();
-    std::lock_guard const lock(r.mutex);
-    if (auto const found = r.serialOf.find(object); found != r.serialOf.end()) {
-        r.objects.erase(found->second);
-        r.serialOf.erase(found);
+void PtrTrack::ptrifDel(void const* object) noexcept {
+    std::lock_guard const lock(registry().mutex);
+    registry().objects.erase(static_cast<PtrInterface const*>(object));
+}
+
+std::size_t PtrTrack::liveObjects() noexcept {
+    std::lock_guard const lock(registry().mutex);
+    return registry().objects.size();
+}
+
+void PtrTrack::report(std::FILE* out) {
+    std::lock_guard const lock(registry().mutex);
+    auto const& objects = registry().objects;
+    if (objects.empty()) {
+        return;
     }
-}
-
-std::size_t PtrTrack::alive() {
-    Registry& r = registry();
-    std::lock_guard const lock(r.mutex);
-    return r.objects.size();
-}
-
-void PtrTrack::report(std::ostream& out) {
-    Registry& r = registry();
-    std::lock_guard const lock(r.mutex);
-    for (auto const& [serial, object] : r.objects) {
-        out << typeName(*object) << ' ' << static_cast<void const*>(object) << ", " << object->references()
-            << (object->references() == 1 ? " reference\n" : " references\n");
+    std::fprintf(out, "Kor::PtrTrack: %zu counted object%s still alive\n", objects.size(),
+                 objects.size() == 1 ? "" : "s");
+    for (PtrInterface const* object : objects) {
+        std::fprintf(out, "Kor::PtrTrack: %p %s, references %u\n", static_cast<void const*>(object),
+                     className(*object).c_str(), object->references());
     }
 }
 

@@ -1,36 +1,44 @@
 #pragma once
 
-/// A debug aid: which counted objects are alive?
+/// A debugging aid: which counted objects are alive?
 ///
-///     Kor::ptrifTrackOn_ = true;   // first thing in main()
-///     ...                          // at exit, every object still alive is listed on stderr
+///     Kor::ptrifTrackOn_ = 1;                  // first thing in main(): only objects made from now on are
+///     known
+///     ...
+///     Kor::PtrTrack::liveObjects();            // while running
 ///
-/// Objects made while the switch is off are not known to it. Objects made immortal by `referencesLeak` are
-/// not listed. Tracking takes a mutex for every object made and ended, so that it also works with threads;
-/// while the switch is off it costs a test of one byte.
+/// When the process ends, the objects still alive are listed on stderr, one a line, with class and count:
+///
+///     Kor::PtrTrack: 1 counted object still alive
+///     Kor::PtrTrack: 0x55d0c0a0 LifAppConfig, references 2
+///
+/// Objects made immortal by referencesLeak() are not listed. While tracking is on, each object costs a lock
+/// and an allocation; while it is off, one test. The tracking functions may be called from any thread, but a
+/// listing looks into the objects, so it must not run while another thread ends one.
 
 #include "runtime/Types.h"
 
 #include <cstddef>
-#include <iosfwd>
+#include <cstdio>
 
 namespace Kor {
 
 class PtrInterface;
 
-/// The switch. Set it before the objects of interest are made.
-[[gnu::visibility("default")]] extern bool ptrifTrackOn_;
+/// Non-zero: counted objects are tracked. Switching it off forgets nothing but stops the report at exit.
+[[gnu::visibility("default")]] extern U8 ptrifTrackOn_;
 
-class [[gnu::visibility("default")]] PtrTrack {
+class __attribute__((visibility("default"))) PtrTrack {
 public:
-    /// Starts to track the object. Called by the constructors of PtrInterface when the switch is on.
-    static void ptrifAdd(PtrInterface const* object);
-    /// Forgets the object. No effect for an object that is not tracked.
-    static void ptrifDel(void* object);
-    /// How many tracked objects are alive.
-    static std::size_t alive();
-    /// One line for each live object, in the order of their creation: type, address, references.
-    static void report(std::ostream & out);
+    static void ptrifAdd(PtrInterface const* object) noexcept;
+    /// Takes an object out; one that is not known is ignored.
+    static void ptrifDel(void const* object) noexcept;
+
+    /// Number of tracked objects that are alive.
+    static std::size_t liveObjects() noexcept;
+
+    /// Lists the tracked objects that are alive. Writes nothing when there is none.
+    static void report(std::FILE* out);
 };
 
 } // namespace Kor

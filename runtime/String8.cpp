@@ -2,67 +2,72 @@
 
 #include "runtime/OneAtATime.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <ostream>
-#include <stdexcept>
 
 namespace Kor {
 
-constinit String8::Data::Null String8::Data::nullStringData_;
-static_assert(sizeof(String8::Data::Null) == sizeof(String8::Data) + alignof(String8::Data),
-              "the NUL of the empty text lies where its characters would");
+namespace {
 
-String8::Data* String8::Data::make(std::size_t length, char*& chars) {
-    // Positions within a text are signed 32 bits.
-    if (length > static_cast<std::size_t>(std::numeric_limits<S32>::max())) {
-        throw std::length_error("Kor::String8");
+constexpr std::size_t longest = std::numeric_limits<U32>::max() - 1;
+
+void checkLength(std::size_t length) {
+    if (length > longest) {
+        throwRangeException("string too long");
     }
-    void* const storage = ::operator new(sizeof(Data) + length + 1);
-    auto* const data = ::new (storage) Data(static_cast<U32>(length));
-    chars = static_cast<char*>(storage) + sizeof(Data);
-    chars[length] = '\0';
+}
+
+} // namespace
+
+// The block of the empty string has static storage: the first reference, that of its constructor, is never
+// dropped.
+struct String8::Null {
+    Data data{0};
+    char nul = '\0';
+    static Null block;
+};
+
+constinit String8::Null String8::Null::block;
+constinit String8::Data* const String8::nullStringData_ = &Null::block.data;
+
+Ptr<String8::Data> String8::Data::make(std::size_t length) {
+    checkLength(length);
+    void* const block = ::operator new(sizeof(Data) + length + 1);
+    auto data = Ptr<Data>::adopt(::new (block) Data(static_cast<U32>(length)));
+    data->chars()[length] = '\0';
     return data;
 }
 
-void String8::Data::release() const noexcept {
+void String8::Data::free() const noexcept {
     ::operator delete(const_cast<Data*>(this));
 }
 
-String8::StringN(char const* text) {
-    if (text != nullptr) {
-        *this = StringN(std::string_view(text));
-    }
-}
-
 String8::StringN(std::string_view text) {
-    char* chars = nullptr;
-    data_ = Data::make(text.size(), chars);
-    text.copy(chars, text.size());
+    checkLength(text.size());
+    init(text.data(), 0, static_cast<unsigned>(text.size()));
 }
 
-String8& String8::operator=(StringN const& other) noexcept {
-    hold(other.data_);
-    drop(std::exchange(data_, other.data_));
-    return *this;
+void String8::init(char const* text, unsigned first, unsigned length) {
+    if (text == nullptr || length == 0) {
+        data_ = nullStringData_;
+        return;
+    }
+    Ptr<Data> data = Data::make(length);
+    std::memcpy(data->chars(), text + first, length);
+    data_ = std::move(data);
 }
 
-String8& String8::operator=(StringN&& other) noexcept {
-    Data const* const incoming = std::exchange(other.data_, nullptr);
-    drop(std::exchange(data_, incoming));
-    return *this;
-}
-
-void String8::init(char const* text, unsigned int start, unsigned int length) {
-    *this = text != nullptr ? StringN(std::string_view(text + start, length)) : StringN();
+unsigned String8::lengthOf(char const* text) {
+    std::size_t const length = text != nullptr ? std::strlen(text) : 0;
+    checkLength(length);
+    return static_cast<unsigned>(length);
 }
 
 U32 String8::hash() const noexcept {
-    return OneAtATime{}.addBytes(reinterpret_cast<U8 const*>(charPtr()), length()).finish();
+    return OneAtATime{}.add(std::span(reinterpret_cast<U8 const*>(charPtr()), length())).finish();
 }
 
 String8 String8::operator+(StringN const& tail) const {
@@ -72,62 +77,70 @@ String8 String8::operator+(StringN const& tail) const {
     if (empty()) {
         return tail;
     }
-    StringN result;
-    char* chars = nullptr;
-    Data* const joined = Data::make(std::size_t{length()} + tail.length(), chars);
-    drop(std::exchange(result.data_, joined));
-    std::memcpy(chars, charPtr(), length());
-    std::memcpy(chars + length(), tail.charPtr(), tail.length());
+    std::size_t const head = length();
+    Ptr<Data> data = Data::make(head + tail.length());
+    std::memcpy(data->chars(), charPtr(), head);
+    std::memcpy(data->chars() + head, tail.charPtr(), tail.length());
+    String8 result;
+    result.data_ = std::move(data);
     return result;
 }
 
-String8 String8::operator+(char const* tail) const {
-    return *this + StringN(tail);
+String8::IteratorConst String8::begin() const noexcept {
+    return {data_, 0};
 }
 
-U8 String8::IteratorConst::at(S32 offset) const noexcept {
-    S64 const where = S64{position_} + offset;
-    return where >= 0 && where < S64{text_.length()} ? static_cast<U8>(text_.charPtr()[where]) : U8{0};
+String8::IteratorConst String8::end() const noexcept {
+    return {data_, static_cast<S32>(length())};
 }
 
-std::string_view String8::IteratorConst::upTo(IteratorConst const& end) const noexcept {
-    S32 const size = static_cast<S32>(text_.length());
-    S32 const from = std::max(position_, 0);
-    S32 const to = std::min(end.position_, size);
-    return from < to
-               ? text_.view().substr(static_cast<std::size_t>(from), static_cast<std::size_t>(to - from))
-               : std::string_view{};
-}
-
-String8 format(char const* pattern, ...) {
-    std::va_list arguments;
-    va_start(arguments, pattern);
-    std::va_list again;
-    va_copy(again, arguments);
-    char local[256];
-    int const length = std::vsnprintf(local, sizeof local, pattern, arguments);
-    va_end(arguments);
-    if (length < 0) {
-        va_end(again);
-        throw std::invalid_argument("Kor::format");
+std::string_view String8::IteratorConst::until(IteratorConst const& end) const noexcept {
+    if (!data_ || data_ != end.data_) {
+        return {};
     }
-    auto const size = static_cast<std::size_t>(length);
-    if (size < sizeof local) {
-        va_end(again);
-        return String8(std::string_view(local, size));
-    }
-    auto const text = std::make_unique<char[]>(size + 1);
-    std::vsnprintf(text.get(), size + 1, pattern, again);
-    va_end(again);
-    return String8(std::string_view(text.get(), size));
+    S64 const first = std::max<S64>(position_, 0);
+    S64 const last = std::min<S64>(end.position_, data_->length());
+    return first < last ? std::string_view(data_->chars() + first, static_cast<std::size_t>(last - first))
+                        : std::string_view();
+}
+
+String8 operator+(char const* head, String8 const& tail) {
+    return String8(head) + tail;
 }
 
 std::ostream& operator<<(std::ostream& out, String8 const& text) {
     return out << text.view();
 }
 
-std::ostream& operator<<(std::ostream& out, Name const& name) {
-    return out << name.view();
+String8 format(char const* form, ...) {
+    std::va_list args;
+    va_start(args, form);
+    std::va_list again;
+    va_copy(again, args);
+    char small[256];
+    int const length = std::vsnprintf(small, sizeof small, form, args);
+    va_end(args);
+    String8 result;
+    bool const good = length >= 0;
+    if (good && static_cast<std::size_t>(length) < sizeof small) {
+        va_end(again);
+        return String8(std::string_view(small, static_cast<std::size_t>(length)));
+    }
+    if (good) {
+        try {
+            std::string large(static_cast<std::size_t>(length), '\0');
+            std::vsnprintf(large.data(), large.size() + 1, form, again);
+            result = String8(large);
+        } catch (...) {
+            va_end(again);
+            throw;
+        }
+    }
+    va_end(again);
+    if (!good) {
+        throwRangeException("bad format");
+    }
+    return result;
 }
 
 } // namespace Kor

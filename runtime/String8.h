@@ -1,285 +1,173 @@
 #pragma once
 
-/// Byte strings that are cheap to share, and the printf-like formatter that makes them.
+/// Kor::String8, a byte string that is cheap to share, and Kor::Name, the same for names.
 ///
-///     Kor::String8 s = Kor::format("unable to convert %u", value);
-///     Kor::String8 t = "LifEntry: " + s;      // a new text; `s` is untouched
-///     std::puts(t.charPtr());
+///     Kor::String8 text = Kor::format("%s-%u", "lif", 7);
+///     text += "!";                                  // a new text; whoever shares the old one keeps it
+///     std::puts(text.charPtr());
 ///
-/// A string is one counted pointer to an immutable text. Copying costs one count and no allocation; every
-/// operation that makes a new text costs one allocation, `+=` included. Bytes are never interpreted: a text
-/// may hold any byte, NUL too. The default string, and a string whose pointer is null, are empty. Counts
-/// follow the same switch as those of all counted objects (runtime/VFPtrInterface.h).
+/// A string is one counted pointer to an immutable block with length and bytes; copying it copies the
+/// pointer. The bytes are any bytes, zeros included, up to 4 GiB; a NUL follows the last, for C interfaces. A
+/// null pointer inside reads as the empty string, and so does a null `char const*` argument.
+///
+/// Each change builds a new block, so `+=` in a loop is quadratic: build long texts in a std::string and
+/// convert once. Threads: as for every counted object, runtime/VFPtrInterface.h.
 
-#include "runtime/Types.h"
-#include "runtime/VFPtrInterface.h"
+#include "runtime/Ptr.h"
 
 #include <compare>
-#include <cstddef>
 #include <iosfwd>
+#include <string>
 #include <string_view>
-#include <utility>
 
 namespace Kor {
 
 template <class Char>
 class StringN;
 
+using String8 = StringN<unsigned char>;
+
 template <>
-class [[gnu::visibility("default")]] StringN<unsigned char> {
+class __attribute__((visibility("default"))) StringN<unsigned char> {
 public:
-    class Data;
+    /// The shared block: reference word, length, bytes.
+    class __attribute__((visibility("default"))) Data : public VFPtrInterface {
+    public:
+        U32 length() const noexcept { return length_; }
+        char const* chars() const noexcept { return reinterpret_cast<char const*>(this + 1); }
+        bool operator==(Data const& other) const noexcept {
+            return std::string_view(chars(), length_) == std::string_view(other.chars(), other.length_);
+        }
+
+        /// Ends with plain operator delete, with no hook called.
+        void referencesDec() const noexcept {
+            if (isZero(wordDec())) {
+                free();
+            }
+        }
+
+    private:
+        friend class StringN;
+        constexpr explicit Data(U32 length) noexcept : length_(length) {}
+        [[gnu::noinline]] void free() const noexcept;
+        char* chars() noexcept { return reinterpret_cast<char*>(this + 1); }
+        /// A block for `length` bytes, which the caller fills; the NUL is there.
+        static Ptr<Data> make(std::size_t length);
+
+        U32 length_;
+    };
+
+    /// The one block of the empty string.
+    static Data* const nullStringData_;
+
     class IteratorConst;
 
-    StringN() noexcept;
-    /// A copy of the text; null reads as the empty text.
-    StringN(char const* text);
-    StringN(std::string_view text);
-    StringN(StringN const& other) noexcept;
-    StringN(StringN && other) noexcept : data_(other.data_) {
-        other.data_ = nullptr;
-    }
-    ~StringN() {
-        drop(data_);
-    }
+    StringN() noexcept : data_(nullStringData_) {}
+    StringN(char const* text) { init(text, 0, lengthOf(text)); }
+    explicit StringN(std::string_view text);
+    StringN(std::string const& text) : StringN(std::string_view(text)) {}
+    StringN& operator=(char const* text) { return *this = StringN(text); }
 
-    StringN& operator=(StringN const& other) noexcept;
-    StringN& operator=(StringN&& other) noexcept;
-    StringN& operator=(char const* text) {
-        return *this = StringN(text);
-    }
+    /// Makes the string a copy of `length` bytes of `text`, from byte `first` on. `text` may be the string's
+    /// own. A null text counts as empty. A length that does not fit 32 bits throws Kor::RangeException.
+    void init(char const* text, unsigned first, unsigned length);
 
-    /// Makes the string a copy of the `length` bytes that start at `text + start`.
-    void init(char const* text, unsigned int start, unsigned int length);
-
-    /// NUL-terminated, never null, valid as long as this string or a copy of it holds the text.
-    char const* charPtr() const noexcept;
-    unsigned int length() const noexcept;
-    bool empty() const noexcept {
-        return length() == 0;
-    }
-    std::string_view view() const noexcept {
-        return {charPtr(), length()};
-    }
-    operator std::string_view() const noexcept {
-        return view();
-    }
-
-    IteratorConst begin() const noexcept;
-    IteratorConst end() const noexcept;
+    /// The text with a NUL behind it, never null. It lives as long as a string shares it.
+    char const* charPtr() const noexcept { return data_ ? data_->chars() : ""; }
+    U32 length() const noexcept { return data_ ? data_->length() : 0; }
+    bool empty() const noexcept { return length() == 0; }
+    std::string_view view() const noexcept { return {charPtr(), length()}; }
 
     /// The one-at-a-time hash of the bytes.
     U32 hash() const noexcept;
 
-    /// Concatenation. A null text counts as empty.
     StringN operator+(StringN const& tail) const;
-    StringN operator+(char const* tail) const;
-    StringN& operator+=(StringN const& tail) {
-        return *this = *this + tail;
-    }
-    StringN& operator+=(char const* tail) {
-        return *this = *this + tail;
-    }
+    StringN operator+(char const* tail) const { return *this + StringN(tail); }
+    StringN& operator+=(StringN const& tail) { return *this = *this + tail; }
+    StringN& operator+=(char const* tail) { return *this = *this + tail; }
 
-    friend StringN operator+(char const* head, StringN const& tail) {
-        return StringN(head) + tail;
-    }
+    IteratorConst begin() const noexcept;
+    /// Shares the block of begin(), at the position behind the last byte.
+    IteratorConst end() const noexcept;
+
     friend bool operator==(StringN const& a, StringN const& b) noexcept {
-        return a.view() == b.view();
+        return a.data_ == b.data_ || a.view() == b.view();
     }
-    friend bool operator==(StringN const& a, char const* b) {
-        return a == StringN(b);
+    friend bool operator==(StringN const& a, char const* b) noexcept {
+        return a.view() == (b != nullptr ? std::string_view(b) : std::string_view());
     }
+    /// Orders by bytes, each as unsigned.
     friend std::strong_ordering operator<=>(StringN const& a, StringN const& b) noexcept {
         return a.view() <=> b.view();
     }
 
-    /// The one shared text of the empty string.
-    static Data& nullStringData() noexcept;
-
 private:
-    friend class IteratorConst;
-    static void hold(Data const* data) noexcept;
-    static void drop(Data const* data) noexcept;
-
-    Data const* data_ = nullptr;
-};
-
-using String8 = StringN<unsigned char>;
-
-/// The shared text: reference word, length, characters and a closing NUL. It has no virtual table, and is
-/// released with plain `operator delete` when its count reaches zero.
-class [[gnu::visibility("default")]] StringN<unsigned char>::Data : public VFPtrInterface {
-public:
-    unsigned int length() const noexcept {
-        return length_;
-    }
-    char const* chars() const noexcept {
-        return reinterpret_cast<char const*>(this) + sizeof(Data);
-    }
-    std::string_view view() const noexcept {
-        return {chars(), length_};
-    }
-
-    /// Equality by length and bytes.
-    friend bool operator==(Data const& a, Data const& b) noexcept {
-        return a.view() == b.view();
-    }
-
-    /// Drops one reference; the last one releases the text.
-    void referencesDec() const noexcept {
-        if (isZero(wordDec())) {
-            release();
-        }
-    }
-
-    /// A new text with one reference and room for `length` bytes, and where its bytes go.
-    static Data* make(std::size_t length, char*& chars);
-
     struct Null;
-    static Null nullStringData_;
+    static unsigned lengthOf(char const* text);
 
-private:
-    [[gnu::noinline]] void release() const noexcept;
-    constexpr explicit Data(U32 length) noexcept : length_(length) {}
-    U32 length_;
+    Ptr<Data> data_;
 };
 
-/// The empty text needs storage for its NUL behind it.
-struct StringN<unsigned char>::Data::Null {
-    Data data{0};
-    char nul = '\0';
-};
+[[gnu::visibility("default")]] String8 operator+(char const* head, String8 const& tail);
+[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, String8 const& text);
 
-inline StringN<unsigned char>::Data& StringN<unsigned char>::nullStringData() noexcept {
-    return Data::nullStringData_.data;
-}
-
-inline void StringN<unsigned char>::hold(Data const* data) noexcept {
-    if (data != nullptr) {
-        data->referencesInc();
-    }
-}
-
-inline void StringN<unsigned char>::drop(Data const* data) noexcept {
-    if (data != nullptr) {
-        data->referencesDec();
-    }
-}
-
-inline StringN<unsigned char>::StringN() noexcept : data_(&nullStringData()) {
-    hold(data_);
-}
-
-inline StringN<unsigned char>::StringN(StringN const& other) noexcept : data_(other.data_) {
-    hold(data_);
-}
-
-inline char const* StringN<unsigned char>::charPtr() const noexcept {
-    return data_ != nullptr ? data_->chars() : "";
-}
-
-inline unsigned int StringN<unsigned char>::length() const noexcept {
-    return data_ != nullptr ? data_->length() : 0;
-}
-
-/// The cursor of text parsing: it shares the text, so that it outlives the string it came from. `*` gives the
-/// byte at the position, and 0 at or beyond either end, so that a parser needs no test before it looks.
-class [[gnu::visibility("default")]] StringN<unsigned char>::IteratorConst {
+/// The cursor of text parsing: a place in a string, which it keeps alive.
+///
+/// A cursor may be moved anywhere, also outside of the string; reading there gives 0.
+class __attribute__((visibility("default"))) StringN<unsigned char>::IteratorConst {
 public:
-    IteratorConst() = default;
-    IteratorConst(StringN const& text, S32 position) noexcept : text_(text), position_(position) {}
+    IteratorConst() noexcept = default;
+    IteratorConst(Ptr<Data const> data, S32 position) noexcept
+        : data_(std::move(data)), position_(position) {}
 
-    U8 operator*() const noexcept {
-        return at(0);
-    }
-    /// The byte `offset` places on, 0 outside the text.
-    U8 at(S32 offset) const noexcept;
-    IteratorConst& operator++() noexcept {
-        ++position_;
-        return *this;
-    }
-    IteratorConst& operator--() noexcept {
-        --position_;
-        return *this;
-    }
-    IteratorConst& operator+=(S32 by) noexcept {
-        position_ += by;
-        return *this;
-    }
-    S32 position() const noexcept {
-        return position_;
-    }
-    StringN const& string() const noexcept {
-        return text_;
-    }
-    /// What lies from here up to `end`, an iterator of the same text; empty when `end` is not beyond.
-    std::string_view upTo(IteratorConst const& end) const noexcept;
+    /// The byte here; 0 before the first and behind the last byte.
+    unsigned char operator*() const noexcept { return at(position_); }
+    unsigned char operator[](S32 ahead) const noexcept { return at(S64{position_} + ahead); }
 
-    /// Same text and same position. Cursors of different strings are never equal.
-    friend bool operator==(IteratorConst const& a, IteratorConst const& b) noexcept {
-        return a.sameTextAs(b) && a.position_ == b.position_;
+    IteratorConst& operator++() noexcept { return *this += 1; }
+    IteratorConst& operator--() noexcept { return *this += -1; }
+    IteratorConst& operator+=(S32 steps) noexcept {
+        position_ += steps;
+        return *this;
     }
+    friend IteratorConst operator+(IteratorConst at, S32 steps) noexcept { return at += steps; }
+    /// Bytes from `b` to `a`, both in one string.
+    friend S32 operator-(IteratorConst const& a, IteratorConst const& b) noexcept {
+        return a.position_ - b.position_;
+    }
+    friend bool operator==(IteratorConst const& a, IteratorConst const& b) noexcept = default;
+
+    S32 position() const noexcept { return position_; }
+    /// The bytes from here up to `end`; empty when `end` is not behind this place in the same string.
+    std::string_view until(IteratorConst const& end) const noexcept;
 
 private:
-    bool sameTextAs(IteratorConst const& other) const noexcept {
-        return text_.data_ == other.text_.data_;
+    unsigned char at(S64 position) const noexcept {
+        return data_ && position >= 0 && position < S64{data_->length()}
+                   ? static_cast<unsigned char>(data_->chars()[position])
+                   : 0;
     }
 
-    StringN text_;
+    Ptr<Data const> data_;
     S32 position_ = 0;
 };
 
-inline StringN<unsigned char>::IteratorConst StringN<unsigned char>::begin() const noexcept {
-    return {*this, 0};
-}
-
-inline StringN<unsigned char>::IteratorConst StringN<unsigned char>::end() const noexcept {
-    return {*this, static_cast<S32>(length())};
-}
-
-/// The name of an entity: a string that is passed by value and has no operations of a text.
-class [[gnu::visibility("default")]] Name {
+/// A name in the object tree: a string under another type, passed by value.
+class __attribute__((visibility("default"))) Name : public String8 {
 public:
-    Name() = default;
-    Name(String8 text) noexcept : text_(std::move(text)) {}
-    Name(char const* text) : text_(text) {}
-    Name(std::string_view text) : text_(text) {}
-
-    String8 const& string() const noexcept {
-        return text_;
-    }
-    operator String8 const&() const noexcept {
-        return text_;
-    }
-    char const* charPtr() const noexcept {
-        return text_.charPtr();
-    }
-    std::string_view view() const noexcept {
-        return text_.view();
-    }
-    bool empty() const noexcept {
-        return text_.empty();
-    }
-    U32 hash() const noexcept {
-        return text_.hash();
-    }
-
-    friend bool operator==(Name const& a, Name const& b) noexcept {
-        return a.text_ == b.text_;
-    }
-    friend std::strong_ordering operator<=>(Name const& a, Name const& b) noexcept {
-        return a.text_ <=> b.text_;
-    }
-
-private:
-    String8 text_;
+    using String8::String8;
+    Name() noexcept = default;
+    Name(String8 text) noexcept : String8(std::move(text)) {}
 };
 
-/// Text formatted as by printf. `%s` takes `charPtr()`.
-[[nodiscard, gnu::visibility("default"), gnu::format(printf, 1, 2)]] String8 format(char const* pattern, ...);
-
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, String8 const& text);
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, Name const& name);
+/// Formats like printf. Text of any length; throws std::bad_alloc, or Kor::RangeException for a bad format.
+[[gnu::visibility("default"), gnu::format(printf, 1, 2)]] String8 format(char const* form, ...);
 
 } // namespace Kor
+
+template <>
+struct std::hash<Kor::String8> {
+    std::size_t operator()(Kor::String8 const& text) const noexcept { return text.hash(); }
+};
+template <>
+struct std::hash<Kor::Name> : std::hash<Kor::String8> {};

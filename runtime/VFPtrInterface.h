@@ -1,14 +1,17 @@
 #pragma once
 
-/// The reference word that every counted object carries, without a virtual table.
+/// The counted base without virtual functions: one 32-bit reference word. Most classes want Kor::PtrInterface
+/// (runtime/PtrInterface.h) instead; this one alone is for plain blocks such as the text of a string.
 ///
-/// Bits 0 to 28 count the references, bit 29 says that notifications are active, bit 31 that the object is
-/// marked for deletion. Bit 30 is reserved: nothing here sets it, but it takes part in the zero test.
+///     bit 31     marked for deletion (a zombie reactor)
+///     bit 30     reserved; while it is set the object is never taken as unreferenced
+///     bit 29     notifications are active
+///     bits 0-28  reference count
 ///
-/// Counting is plain arithmetic unless `VFPtrInterface::enableThreadSafePointers` is set, which makes it
-/// atomic for every object of the process at once. Set it before a second thread sees any counted object, and
-/// leave it set. The flag bits are written plainly in both modes: an object's flags belong to the thread that
-/// owns the object.
+/// Counting. A new object has the count 1: the reference of the one who made it. The count is plain
+/// arithmetic until Kor::VFPtrInterface::enableThreadSafePointers is set, which makes it atomic for every
+/// counted object at once. Set it before a second thread touches a counted object and leave it set. It makes
+/// the counts safe and nothing else: the object itself still belongs to one thread at a time.
 
 #include "runtime/Types.h"
 
@@ -18,86 +21,66 @@
 
 namespace Kor {
 
-class [[gnu::visibility("default")]] VFPtrInterface {
+class __attribute__((visibility("default"))) VFPtrInterface {
 public:
     static constexpr U32 countMask = 0x1fffffff;
     static constexpr U32 zeroMask = 0x5fffffff;
-    static constexpr U32 notificationActiveBit = 1U << 29;
-    static constexpr U32 markedForDeletionBit = 1U << 31;
+    static constexpr U32 notificationActiveBit = U32{1} << 29;
+    static constexpr U32 markedForDeletionBit = U32{1} << 31;
 
-    /// Non-zero selects atomic counting, for every counted object at once.
+    /// Non-zero selects atomic reference counting, for all counted objects. Read at every count change.
     static U8 enableThreadSafePointers;
 
-    /// Adds one reference. Any thread when counting is atomic.
+    /// Adds a reference. One test and one addition.
     void referencesInc() const noexcept {
-        if (enableThreadSafePointers != 0) [[unlikely]] {
-            std::atomic_ref<U32>(word_).fetch_add(1);
+        if (enableThreadSafePointers != 0) {
+            std::atomic_ref(word_).fetch_add(1);
         } else {
             ++word_;
         }
     }
 
-    /// The number of references held at this moment.
-    U32 references() const noexcept {
-        return word() & countMask;
-    }
+    /// Number of references, without the flags.
+    U32 references() const noexcept { return word() & countMask; }
 
-    /// True when exactly one reference is left: whoever asks holds it.
-    bool isSoleHolder() const noexcept {
-        return references() == 1;
-    }
+    /// True when nobody holds the object. The flags of bits 29 and 31 do not count, bit 30 does.
+    bool isUnreferenced() const noexcept { return isZero(word()); }
 
-    bool notificationActive() const noexcept {
-        return (word() & notificationActiveBit) != 0;
-    }
-    bool markedForDeletion() const noexcept {
-        return (word() & markedForDeletionBit) != 0;
-    }
+    /// True when there is exactly one reference. No flag counts.
+    bool hasSoleHolder() const noexcept { return references() == 1; }
 
-    /// The release of every counted object. `size` is what was asked for, also when a constructor threw; the
-    /// standard allocator has no need of it.
-    static void operator delete(void* storage, std::size_t) noexcept {
-        ::operator delete(storage);
-    }
-    static void operator delete(void*, void*) noexcept {}
+    /// Counted objects are allocated by their exact size and released with the same, also when a constructor
+    /// throws.
+    static void* operator new(std::size_t size) { return ::operator new(size); }
+    static void operator delete(void* block, std::size_t) noexcept { ::operator delete(block); }
 
 protected:
-    static void* operator new(std::size_t size) {
-        return ::operator new(size);
-    }
-    static void* operator new(std::size_t, void* place) noexcept {
-        return place;
-    }
-
     constexpr VFPtrInterface() noexcept = default;
-    constexpr VFPtrInterface(VFPtrInterface const&) noexcept {} // a copy has its own holders
-    VFPtrInterface& operator=(VFPtrInterface const&) noexcept {
-        return *this;
-    }
-    ~VFPtrInterface() = default;
+    /// A copy is a new object: it starts with one reference and no flags, whatever the source has.
+    VFPtrInterface(VFPtrInterface const&) noexcept {}
+    VFPtrInterface& operator=(VFPtrInterface const&) noexcept { return *this; }
+    constexpr ~VFPtrInterface() = default;
 
-    static constexpr bool isZero(U32 word) noexcept {
-        return (word & zeroMask) == 0;
-    }
+    static constexpr bool isZero(U32 word) noexcept { return (word & zeroMask) == 0; }
 
-    U32 word() const noexcept {
-        if (enableThreadSafePointers != 0) [[unlikely]] {
-            return std::atomic_ref<U32>(word_).load();
-        }
-        return word_;
-    }
+    U32 word() const noexcept { return std::atomic_ref(word_).load(std::memory_order_relaxed); }
 
-    /// Takes one reference away and returns the new word. What a zero means is for the derived class to
-    /// decide.
+    /// Takes a reference away and returns the new word. The caller ends the object when isZero() holds for
+    /// it.
     U32 wordDec() const noexcept {
-        if (enableThreadSafePointers != 0) [[unlikely]] {
-            return std::atomic_ref<U32>(word_).fetch_sub(1) - 1;
+        if (enableThreadSafePointers != 0) {
+            return std::atomic_ref(word_).fetch_sub(1) - 1;
         }
         return --word_;
     }
 
-    void flagIs(U32 bit, bool on) const noexcept {
-        word_ = on ? word_ | bit : word_ & ~bit;
+    /// Sets or clears the given flag bits and leaves the count alone, also while other threads change it.
+    void flagIs(U32 bits, bool on) const noexcept {
+        if (enableThreadSafePointers != 0) {
+            on ? std::atomic_ref(word_).fetch_or(bits) : std::atomic_ref(word_).fetch_and(~bits);
+        } else {
+            word_ = on ? word_ | bits : word_ & ~bits;
+        }
     }
 
 private:

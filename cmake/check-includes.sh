@@ -1,0 +1,53 @@
+#!/bin/sh
+# Do the includes keep to the folders? A folder of the library includes itself and those before it in LOAM_FOLDERS
+# (CMakeLists.txt), each from the root of the tree, and nothing else but the standard library; tools/ may include
+# the library, tests/ and bench/ whatever they need. Prints each include that does not, and fails then.
+set -eu
+cd "$(dirname "$0")/.."
+
+folders=$(sed -n 's/^set(LOAM_FOLDERS \(.*\))$/\1/p' CMakeLists.txt)
+[ -n "$folders" ] || {
+    echo "check-includes: CMakeLists.txt sets no LOAM_FOLDERS" >&2
+    exit 1
+}
+# shellcheck disable=SC2016,SC2086 # the program is awk's, the folders are words
+find $folders tools \( -name '*.h' -o -name '*.cpp' \) -print 2>/dev/null | sort | xargs awk -v folders="$folders" '
+    BEGIN {
+        count = split(folders, name, " ")
+        for (i = 1; i <= count; ++i) {
+            level[name[i]] = i
+        }
+        level["tools"] = count + 1
+    }
+    function wrong(why) {
+        printf "%s:%d: %s: %s\n", FILENAME, FNR, $0, why
+        failed = 1
+    }
+    FNR == 1 {
+        from = FILENAME
+        sub("/.*", "", from)
+        allowed = ""
+        for (i = 1; i <= level[from] && i <= count; ++i) {
+            allowed = allowed " " name[i]
+        }
+    }
+    /^[ \t]*#[ \t]*include[ \t]*"/ {
+        split($0, part, "\"")
+        to = part[2]
+        if (index(to, "/") == 0 || !(substr(to, 1, index(to, "/") - 1) in level)) {
+            wrong("write it from the root of the tree, with one of the folders" allowed)
+            next
+        }
+        sub("/.*", "", to)
+        if (level[to] > level[from]) {
+            wrong(from "/ may include only" allowed)
+        }
+    }
+    /^[ \t]*#[ \t]*include[ \t]*</ && from != "tools" {
+        split($0, part, "[<>]")
+        if (part[2] !~ /^([a-z_]+|cxxabi\.h)$/) { # which comes with it
+            wrong("the library depends on the C++ standard library alone")
+        }
+    }
+    END { exit failed }
+'

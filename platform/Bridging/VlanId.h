@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/PlatformNames.h"
+#include "reflect/Value.h"
+#include "runtime/Exception.h"
+
+namespace Bridging {
+
+/// A VLAN, or none: 0 to 4094, 0 being none. A larger number raises Kor::RangeException.
+class VlanIdOrNone : public Kor::ValueOf<VlanIdOrNone, Kor::Settable<Kor::name::value, Kor::U16>>,
+                     public Kor::Ordered<VlanIdOrNone> {
+public:
+    constexpr VlanIdOrNone() = default;
+    constexpr explicit VlanIdOrNone(Kor::U16 value) : ValueOf(value) { korCheck(); }
+
+    constexpr bool operator!() const { return value() == 0; }
+
+    constexpr void korCheck() const {
+        if (value() > 4094) {
+            Kor::throwRangeException("VlanIdOrNone::value > 4094 not allowed");
+        }
+    }
+};
+
+} // namespace Bridging

@@ -1,0 +1,75 @@
+#pragma once
+
+/// Tunnels as the forwarding layer names them.
+
+#include "platform/Lumen/IpAddr.h"
+#include "platform/PlatformNames.h"
+#include "reflect/Enumeration.h"
+#include "reflect/Value.h"
+
+namespace Fen {
+
+using Kor::U32;
+
+enum TunnelType : U32 {
+    tunnelTypeNone = 0,
+    tunnelTypeIpInIp = 1,
+    tunnelTypeGre = 2,
+    tunnelTypeVxlan = 3,
+    tunnelTypeNvgre = 4,
+    tunnelTypeGeneve = 5,
+    tunnelTypeMplsOverGre = 6,
+};
+KOR_ENUMERATION(TunnelType)
+
+// clang-format off
+/// A tunnel: its type, its two ends, and a 64-bit number within them in two words. 20 bytes.
+class TunnelKey
+    : public Kor::ValueOf<TunnelKey,
+          Kor::Stored<Kor::name::tunnelType, TunnelType>,
+          Kor::Stored<Kor::name::source, Lumen::IpAddr>,
+          Kor::Stored<Kor::name::destinationAddr, Lumen::IpAddr>,
+          Kor::Stored<Kor::name::idHigh, U32>,
+          Kor::Stored<Kor::name::idLow, U32>>,
+      public Kor::Ordered<TunnelKey> {
+public:
+    using ValueOf::ValueOf;
+
+    constexpr Kor::U64 id() const { return Kor::U64{idHigh()} << 32 | idLow(); }
+
+    constexpr U32 hash() const noexcept {
+        return Kor::OneAtATime()
+            .add(static_cast<U32>(tunnelType()))
+            .add(source().hash())
+            .add(destinationAddr().hash())
+            .add(id())
+            .finish();
+    }
+};
+
+/// A next hop: 32 bits, null 0xffffffff.
+class FenNextHopId
+    : public Kor::ValueOf<FenNextHopId, Kor::Settable<Kor::name::value, U32, 0xffffffffu>>,
+      public Kor::Ordered<FenNextHopId> {
+public:
+    using ValueOf::ValueOf;
+
+    constexpr bool operator!() const { return *this == FenNextHopId(); }
+};
+// clang-format on
+
+} // namespace Fen
+
+namespace FenTypes {
+
+/// What became of an entry that a hardware table was to take.
+enum TableAddStatus : Kor::U32 {
+    tableAddNone = 0,
+    tableAddPending = 1,
+    tableAddSuccess = 2,
+    tableAddTableFull = 3,
+    tableAddFailed = 4,
+};
+KOR_ENUMERATION(TableAddStatus)
+
+} // namespace FenTypes

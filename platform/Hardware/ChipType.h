@@ -1,0 +1,35 @@
+#pragma once
+
+/// Which forwarding chip a row is meant for. The chip tables support 3, 4, 5, 7, 8, 9 and 10; every table's
+/// `getSchanAddress` tells whether it knows a chip.
+
+#include "platform/Hardware/Loam/FapType.h"
+#include "runtime/Types.h"
+
+#include <iosfwd>
+
+namespace Hardware {
+
+using Kor::S32;
+using Kor::U16;
+using Kor::U32;
+using Kor::U64;
+using Kor::U8;
+
+enum ChipType : U32 {
+    otherChip1 = 1,
+    aradChip2 = 2,
+    aradChip3 = 3,
+    aradChip4 = 4,
+    jerichoChip5 = 5,
+    jerichoChip6 = 6,
+    jerichoChip7 = 7,
+    jerichoChip8 = 8,
+    jerichoChip9 = 9,
+    jerichoChip10 = 10,
+};
+
+/// The enumerator's name, or `ChipType(n)` for a number that is none.
+[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, ChipType chipType);
+
+} // namespace Hardware

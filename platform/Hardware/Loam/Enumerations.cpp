@@ -1,0 +1,12 @@
+#include "platform/Hardware/Loam/VlanEdit.h"
+#include "platform/Hardware/Loam/VtAppId.h"
+
+#include <ostream>
+
+namespace Hardware::Loam {
+
+KOR_ENUMERATION_BODY(IveProfile)
+KOR_ENUMERATION_BODY(VlanTagFormat)
+KOR_ENUMERATION_BODY(VtAppId)
+
+} // namespace Hardware::Loam

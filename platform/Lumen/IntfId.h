@@ -1,0 +1,51 @@
+#pragma once
+
+/// The name of an interface as one 64-bit number.
+///
+///     Lumen::IntfId intf = Lumen::IntfId::ofName("Ethernet3/1.100");
+///     std::cout << intf;                    // 'Ethernet3/1.100'
+///
+/// A name is a kind, one to three numbers with slashes between them, and a dot with the number of a
+/// subinterface if it is one. The default is the empty id, with the empty name. A number that is the id of no
+/// name shows as 0x and its 16 digits, and that is read back as well, so that every id survives its text.
+
+#include "runtime/OneAtATime.h"
+#include "runtime/Types.h"
+
+#include <compare>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Lumen {
+
+using Kor::U32;
+using Kor::U64;
+
+class __attribute__((visibility("default"))) IntfId {
+public:
+    constexpr IntfId() = default;
+    constexpr explicit IntfId(U64 value) : value_(value) {}
+
+    /// The id of a name, or none for a text that is no name.
+    static std::optional<IntfId> fromName(std::string_view name);
+    /// The same; raises Kor::RangeException for a text that is no name.
+    static IntfId ofName(std::string_view name);
+
+    constexpr U64 value() const { return value_; }
+    constexpr bool isEmpty() const { return value_ == 0; }
+    constexpr U32 hash() const noexcept { return Kor::OneAtATime().add(value_).finish(); }
+    std::string name() const;
+
+    /// The name in quotes.
+    void appendTextTo(std::string& text) const;
+    static std::optional<IntfId> fromText(std::string_view text) { return fromName(text); }
+
+    friend constexpr bool operator==(IntfId const&, IntfId const&) = default;
+    friend constexpr std::strong_ordering operator<=>(IntfId const&, IntfId const&) = default;
+
+private:
+    U64 value_ = 0;
+};
+
+} // namespace Lumen

@@ -1,0 +1,44 @@
+#pragma once
+
+/// An IPv4 address.
+///
+///     Lumen::IpAddr address(10, 0, 0, 1);
+///     std::cout << address;                 // '10.0.0.1'
+///
+/// Ordered by number, 10.0.0.1 being 0x0a000001. The default is 0.0.0.0.
+
+#include "runtime/OneAtATime.h"
+#include "runtime/Types.h"
+
+#include <compare>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Lumen {
+
+using Kor::U32;
+using Kor::U8;
+
+class __attribute__((visibility("default"))) IpAddr {
+public:
+    constexpr IpAddr() = default;
+    constexpr explicit IpAddr(U32 value) : value_(value) {}
+    constexpr IpAddr(U8 a, U8 b, U8 c, U8 d) : value_(U32{a} << 24 | U32{b} << 16 | U32{c} << 8 | d) {}
+
+    constexpr U32 value() const { return value_; }
+    constexpr U32 hash() const noexcept { return Kor::OneAtATime().add(value_).finish(); }
+
+    /// The dotted form in quotes.
+    void appendTextTo(std::string& text) const;
+    /// The address of a dotted form, or none.
+    static std::optional<IpAddr> fromText(std::string_view text);
+
+    friend constexpr bool operator==(IpAddr const&, IpAddr const&) = default;
+    friend constexpr std::strong_ordering operator<=>(IpAddr const&, IpAddr const&) = default;
+
+private:
+    U32 value_ = 0;
+};
+
+} // namespace Lumen

@@ -1,0 +1,97 @@
+#pragma once
+
+/// A set of forwarding chips, numbered 0 to 127.
+///
+///     Sideband::Fapmask mask = Sideband::Fapmask::of({0, 3});
+///     mask.has(3);                 // true
+///     if (mask.isEmpty()) { ... }
+///
+/// A mask is 16 bytes, ordered and hashed by its four words. Any thread may use its own copy.
+
+#include "runtime/Contract.h"
+#include "runtime/OneAtATime.h"
+#include "runtime/Types.h"
+
+#include <compare>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Sideband {
+
+using Kor::U32;
+
+class Fapmask {
+public:
+    static constexpr U32 size = 128;
+
+    constexpr Fapmask() = default;
+    /// Chip n is bit n % 32 of word n / 32.
+    constexpr Fapmask(U32 word0, U32 word1, U32 word2, U32 word3) : word_{word0, word1, word2, word3} {}
+
+    static constexpr Fapmask of(std::initializer_list<U32> chips) {
+        Fapmask mask;
+        for (U32 const chip : chips) {
+            mask.hasIs(chip, true);
+        }
+        return mask;
+    }
+
+    /// False for a number above 127.
+    constexpr bool has(U32 chip) const { return chip < size && ((word_[chip / 32] >> (chip % 32)) & 1) != 0; }
+
+    /// Requires a number up to 127.
+    constexpr void hasIs(U32 chip, bool in) {
+        Kor::require(chip < size, [&] {
+            return Kor::Breach{"Sideband::Fapmask::hasIs", "no chip " + std::to_string(chip)};
+        });
+        if (chip < size) {
+            U32 const bit = 1u << (chip % 32);
+            word_[chip / 32] = in ? word_[chip / 32] | bit : word_[chip / 32] & ~bit;
+        }
+    }
+
+    constexpr bool isEmpty() const { return *this == Fapmask(); }
+
+    /// One of the four words.
+    constexpr U32 word(U32 index) const { return word_[index]; }
+
+    /// Folds the 16 bytes in, in memory order.
+    constexpr void foldInto(Kor::OneAtATime& hash) const {
+        for (U32 const word : word_) {
+            hash.add(word);
+        }
+    }
+
+    /// The chips in quotes, runs drawn together: '0-3,7', or '' for none.
+    void appendTextTo(std::string& text) const {
+        text += '\'';
+        for (U32 chip = 0; chip < size; ++chip) {
+            if (!has(chip)) {
+                continue;
+            }
+            U32 last = chip;
+            while (has(last + 1)) {
+                ++last;
+            }
+            text.append(text.back() == '\'' ? "" : ",").append(std::to_string(chip));
+            if (last != chip) {
+                text.append("-").append(std::to_string(last));
+            }
+            chip = last;
+        }
+        text += '\'';
+    }
+
+    /// The mask of such a text without its quotes, or none.
+    [[gnu::visibility("default")]] static std::optional<Fapmask> fromText(std::string_view text);
+
+    friend constexpr bool operator==(Fapmask const&, Fapmask const&) = default;
+    friend constexpr std::strong_ordering operator<=>(Fapmask const&, Fapmask const&) = default;
+
+private:
+    U32 word_[4] = {};
+};
+
+} // namespace Sideband

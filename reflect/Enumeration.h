@@ -1,0 +1,152 @@
+#pragma once
+
+/// What every enumeration of the model has, from its C++ declaration alone: the names and numbers of its
+/// enumerators, a checked conversion from a number and from a name, and its text.
+///
+///     enum LifType : U32 { lifGeneral = 0, lifAcP2pToAc = 1, ... };
+///     KOR_ENUMERATION(LifType)                     // in its namespace, beside it
+///     KOR_ENUMERATION_BODY(LifType)                // in one source file, same namespace
+///
+///     LifType type = LifTypeInstance(4);           // lifAcMp
+///     LifTypeInstance(99);                         // Kor::RangeException, "LifType"
+///     stringValue(lifAcMp);                        // "lifAcMp"
+///
+/// An enumeration is stored in 32 bits and its numbers lie in 0 to 31. All of this may run on any thread.
+
+#include "reflect/TypeName.h"
+#include "runtime/Exception.h"
+#include "runtime/String8.h"
+#include "runtime/Types.h"
+
+#include <array>
+#include <concepts>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace Kor {
+
+/// One enumerator: its number and its name.
+struct Enumerator {
+    U32 number;
+    std::string_view name;
+};
+
+namespace detail {
+
+inline constexpr U32 enumeratorBound = 32;
+
+/// A number that is no enumerator prints as a cast, "(LifType)12".
+template <class E, U32 N>
+constexpr std::string_view enumeratorAt() {
+    constexpr std::string_view name = printedValue<static_cast<E>(N)>();
+    return name.front() == '(' ? std::string_view() : shortName(name);
+}
+
+template <class E>
+constexpr auto enumeratorsOf() {
+    constexpr auto names = []<U32... N>(std::integer_sequence<U32, N...>) {
+        return std::array{enumeratorAt<E, N>()...};
+    }
+    (std::make_integer_sequence<U32, enumeratorBound>());
+    constexpr std::size_t count = [&] {
+        std::size_t found = 0;
+        for (auto const& name : names) {
+            found += !name.empty();
+        }
+        return found;
+    }();
+    std::array<Enumerator, count> all{};
+    std::size_t next = 0;
+    for (U32 number = 0; number < enumeratorBound; ++number) {
+        if (!names[number].empty()) {
+            all[next++] = {number, names[number]};
+        }
+    }
+    return all;
+}
+
+} // namespace detail
+
+/// The enumerators of E by rising number, which is the order of their declaration.
+template <class E>
+inline constexpr auto enumerators = detail::enumeratorsOf<E>();
+
+/// The name of the enumerator, or `word(number)` for a number that is none. Never fails.
+template <class E>
+std::string enumeratorText(E value, std::string_view word) {
+    for (Enumerator const& each : enumerators<E>) {
+        if (each.number == static_cast<U32>(value)) {
+            return std::string(each.name);
+        }
+    }
+    return std::string(word) + '(' + std::to_string(static_cast<S32>(value)) + ')';
+}
+
+/// The enumerator of that number; otherwise a Kor::RangeException with the word.
+template <class E>
+E enumeratorOfNumber(U32 number, char const* word) {
+    for (Enumerator const& each : enumerators<E>) {
+        if (each.number == number) {
+            return static_cast<E>(number);
+        }
+    }
+    throwRangeException(word);
+}
+
+/// The enumerator of that name; otherwise a Kor::RangeException with the word.
+template <class E>
+E enumeratorOfName(std::string_view name, char const* word) {
+    for (Enumerator const& each : enumerators<E>) {
+        if (each.name == name) {
+            return static_cast<E>(each.number);
+        }
+    }
+    throwRangeException(word);
+}
+
+} // namespace Kor
+
+/// Declares the operations that carry the enumeration's name. Streaming prints the
+/// bare name; a number that is no enumerator prints as `LifType(99)`.
+#define KOR_ENUMERATION(E)                                                                                   \
+    [[gnu::visibility("default")]] E E##Instance(unsigned int number);                                       \
+    [[gnu::visibility("default")]] E E##Instance(Kor::String8 const& name);                                  \
+    [[gnu::visibility("default")]] Kor::String8 stringValue(E value);                                        \
+    [[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, E value);
+
+#define KOR_ENUMERATION_BODY(E)                                                                              \
+    E E##Instance(unsigned int number) {                                                                     \
+        return Kor::enumeratorOfNumber<E>(number, #E);                                                       \
+    }                                                                                                        \
+    E E##Instance(Kor::String8 const& name) {                                                                \
+        return Kor::enumeratorOfName<E>(name.view(), #E);                                                    \
+    }                                                                                                        \
+    Kor::String8 stringValue(E value) {                                                                      \
+        return Kor::String8(Kor::enumeratorText(value, #E));                                                 \
+    }                                                                                                        \
+    std::ostream& operator<<(std::ostream& stream, E value) {                                                \
+        return stream << Kor::enumeratorText(value, #E);                                                     \
+    }
+
+/// The same within a class: the operations are static, but for the streaming.
+#define KOR_NESTED_ENUMERATION(E)                                                                            \
+    static E E##Instance(unsigned int number);                                                               \
+    static E E##Instance(Kor::String8 const& name);                                                          \
+    static Kor::String8 stringValue(E value);                                                                \
+    friend std::ostream& operator<<(std::ostream& stream, E value) {                                         \
+        return stream << stringValue(value).view();                                                          \
+    }
+
+#define KOR_NESTED_ENUMERATION_BODY(Outer, E)                                                                \
+    Outer::E Outer::E##Instance(unsigned int number) {                                                       \
+        return Kor::enumeratorOfNumber<Outer::E>(number, #Outer "::" #E);                                    \
+    }                                                                                                        \
+    Outer::E Outer::E##Instance(Kor::String8 const& name) {                                                  \
+        return Kor::enumeratorOfName<Outer::E>(name.view(), #E);                                             \
+    }                                                                                                        \
+    Kor::String8 Outer::stringValue(Outer::E value) {                                                        \
+        return Kor::String8(Kor::enumeratorText(value, #Outer "::" #E));                                     \
+    }

@@ -1,0 +1,114 @@
+#include "reflect/Text.h"
+
+#include <charconv>
+
+namespace Kor {
+
+void TextScanner::expected(std::string_view what) const {
+    throwRangeException(String8("expected " + std::string(what) + " at column " + std::to_string(position_)));
+}
+
+void TextScanner::needString(std::string_view pattern) {
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] == ' ') {
+            skipBlanks();
+        } else if (current() == pattern[i] && !atEnd()) {
+            ++position_;
+        } else {
+            expected('"' + std::string(pattern.substr(i)) + '"');
+        }
+    }
+}
+
+std::string_view TextScanner::quoted(std::string& storage) {
+    skipBlanks();
+    char const quote = current();
+    if (quote != '\'' && quote != '"') {
+        expected("a quoted string");
+    }
+    std::size_t const begin = ++position_;
+    bool escaped = false;
+    while (current() != quote || atEnd()) {
+        if (current() == '\\') {
+            escaped = true;
+            ++position_;
+        }
+        if (atEnd()) {
+            expected("the end of a quoted string");
+        }
+        ++position_;
+    }
+    std::string_view inside = text_.substr(begin, position_ - begin);
+    ++position_;
+    skipBlanks();
+    if (escaped) {
+        storage.clear();
+        for (std::size_t i = 0; i < inside.size(); ++i) {
+            storage += inside[i] == '\\' ? inside[++i] : inside[i];
+        }
+        inside = storage;
+    }
+    return inside;
+}
+
+U64 TextScanner::integer() {
+    skipBlanks();
+    std::size_t at = position_;
+    bool const negative = at < text_.size() && text_[at] == '-';
+    if (at < text_.size() && (text_[at] == '-' || text_[at] == '+')) {
+        ++at;
+    }
+    int base = 10;
+    if (text_.substr(at).starts_with("0x") || text_.substr(at).starts_with("0X")) {
+        base = 16;
+        at += 2;
+    }
+    U64 value = 0;
+    auto const [end, error] = std::from_chars(text_.data() + at, text_.data() + text_.size(), value, base);
+    if (error == std::errc::result_out_of_range) {
+        expected("an integer of at most 64 bits");
+    }
+    if (error != std::errc()) {
+        expected("an integer");
+    }
+    position_ = static_cast<std::size_t>(end - text_.data());
+    skipBlanks();
+    return negative ? U64{0} - value : value;
+}
+
+bool TextScanner::boolean() {
+    skipBlanks();
+    for (bool const value : {true, false}) {
+        std::string_view const word = value ? "True" : "False";
+        if (text_.substr(position_).starts_with(word)) {
+            position_ += word.size();
+            skipBlanks();
+            return value;
+        }
+    }
+    expected("True or False");
+}
+
+namespace detail {
+
+void rethrowFor(RangeException const& inner, std::string_view attribute) {
+    throw RangeException(String8("attribute " + std::string(attribute) + ": " + inner.what()));
+}
+
+void noSuchAttribute(std::string_view type, std::string_view name) {
+    throwRangeException(String8(std::string(type) + " has no such attribute: " + std::string(name)));
+}
+
+void prematureEnd(std::string_view type) {
+    throwRangeException(String8("premature end of value type " + std::string(type)));
+}
+
+void junkAt(std::size_t column, std::string_view text) {
+    throw RangeException(format("junk at column %lld deserializing %s", static_cast<long long>(column),
+                                std::string(text).c_str()),
+                         Exception::IdBitArray());
+}
+
+} // namespace detail
+
+} // namespace Kor

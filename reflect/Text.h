@@ -1,0 +1,258 @@
+#pragma once
+
+/// The text form of values, which a person can read and type and which reads back into the same value.
+///
+///     std::cout << key;
+///     // Value('Hardware::LoamTunnel::EvecKey', ** {'fapMask': '0', 'index': 4})
+///
+///     auto same = Kor::strepToValue<EvecKey>(text);       // raises Kor::RangeException for any other text
+///
+/// A value of one stored attribute is the bare text of that attribute; one of several is the word `Value`,
+/// its full name and a brace list of the attributes. An enumerator stands in single quotes, an integer is
+/// decimal, a bool is True or False. The reader takes blanks around each token, attributes in any order, the
+/// last of one that is given twice, and the default of one that is not given; integers also in hexadecimal
+/// with 0x, with a sign, and cut to the width of the attribute. A range that the value has is checked last.
+///
+/// Every fault of a text is a Kor::RangeException that says what was wrong. Reading takes time in proportion
+/// to the text and allocates nothing for a text that is right, a quoted string apart. All of this works on
+/// its arguments alone and may run on any thread.
+
+#include "reflect/Enumeration.h"
+#include "reflect/TypeName.h"
+#include "reflect/Value.h"
+#include "runtime/Exception.h"
+#include "runtime/String8.h"
+
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+
+namespace Kor {
+
+/// A value type made by the pattern of reflect/Value.h.
+template <class T>
+concept PatternValue = requires {
+    typename T::Attributes;
+};
+
+namespace detail {
+
+template <class T>
+void appendText(std::string& text, T const& value);
+
+template <class T, class... S>
+void appendAttributes(std::string& text, Storage<S...> const& storage) {
+    if constexpr (sizeof...(S) == 1) {
+        (appendText(text, storage.template at<S>()), ...);
+    } else if constexpr (sizeof...(S) > 1) {
+        text.append("Value('").append(typeName<T>()).append("', ** {");
+        char const* separator = "'";
+        ((text.append(separator).append(S::Name::text).append("': "),
+          appendText(text, storage.template at<S>()), separator = ", '"),
+         ...);
+        text += "})";
+    }
+}
+
+template <class T>
+void appendText(std::string& text, T const& value) {
+    if constexpr (std::is_same_v<T, bool>) {
+        text += value ? "True" : "False";
+    } else if constexpr (std::is_enum_v<T>) {
+        text.append(1, '\'').append(stringValue(value).view()).append(1, '\'');
+    } else if constexpr (std::is_integral_v<T>) {
+        text += std::to_string(value);
+    } else if constexpr (PatternValue<T>) {
+        appendAttributes<T>(text, T::storage(value));
+    } else {
+        value.appendTextTo(text);
+    }
+}
+
+} // namespace detail
+
+/// The text of a value, an enumerator, an integer or a bool.
+template <class T>
+String8 valueToStrep(T const& value) {
+    std::string text;
+    detail::appendText(text, value);
+    return String8(text);
+}
+
+template <PatternValue T>
+std::ostream& operator<<(std::ostream& stream, T const& value) {
+    return stream << valueToStrep(value).view();
+}
+
+/// A place in a text that is being read, and the primitives that scan it. Each skips the blanks before and
+/// behind what it reads, and raises Kor::RangeException when it finds something else.
+class __attribute__((visibility("default"))) TextScanner {
+public:
+    explicit TextScanner(std::string_view text, std::size_t position = 0)
+        : text_(text), position_(position) {}
+
+    std::size_t position() const { return position_; }
+    bool atEnd() const { return position_ >= text_.size(); }
+    /// The character here, NUL at the end.
+    char current() const { return atEnd() ? '\0' : text_[position_]; }
+
+    void skipBlanks() {
+        while (!atEnd() && isBlank(text_[position_])) {
+            ++position_;
+        }
+    }
+
+    /// Matches the pattern, in which a blank stands for any run of white space, also an empty one.
+    void needString(std::string_view pattern);
+
+    /// A quoted string, without its quotes: single or double ones, a backslash takes the next character as it
+    /// is. The view is into the text or, if there was a backslash, into `storage`.
+    std::string_view quoted(std::string& storage);
+
+    /// Decimal or 0x, with a sign; raises for one that does not fit 64 bits. The result is modulo 2 to the
+    /// 64th.
+    U64 integer();
+
+    bool boolean();
+
+    /// Raises "expected WHAT at column N".
+    [[noreturn]] void expected(std::string_view what) const;
+
+private:
+    static bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+    std::string_view text_;
+    std::size_t position_;
+};
+
+namespace detail {
+
+template <class T>
+T readText(TextScanner& scanner);
+
+/// Raises the words of an attribute's reader again, with its name.
+[[noreturn, gnu::visibility("default")]] void rethrowFor(RangeException const& inner,
+                                                         std::string_view attribute);
+[[noreturn, gnu::visibility("default")]] void noSuchAttribute(std::string_view type, std::string_view name);
+[[noreturn, gnu::visibility("default")]] void prematureEnd(std::string_view type);
+[[noreturn, gnu::visibility("default")]] void junkAt(std::size_t column, std::string_view text);
+
+template <class T>
+T readAttribute(TextScanner& scanner, std::string_view attribute) {
+    try {
+        return readText<T>(scanner);
+    } catch (RangeException const& exception) {
+        rethrowFor(exception, attribute);
+    }
+}
+
+template <class T, class... S>
+T readValue(TextScanner& scanner, Storage<S...> const*) {
+    if constexpr (sizeof...(S) == 1) {
+        return T(readAttribute<typename S::Type>(scanner, S::Name::text)...);
+    } else {
+        scanner.needString(" Value");
+        scanner.needString(" (");
+        scanner.needString(" '");
+        scanner.needString(typeName<T>());
+        scanner.needString("'");
+        scanner.needString(" ,");
+        scanner.needString(" **");
+        scanner.needString(" {");
+        std::tuple<typename S::Type...> fields{S::initial()...};
+        std::string storage;
+        for (bool first = true;; first = false) {
+            scanner.skipBlanks();
+            if (scanner.atEnd()) {
+                prematureEnd(shortTypeName<T>());
+            }
+            if (scanner.current() == '}') {
+                break;
+            }
+            if (!first) {
+                scanner.needString(", ");
+            }
+            std::string_view const name = scanner.quoted(storage);
+            scanner.needString(" : ");
+            bool const known = [&]<std::size_t... I>(std::index_sequence<I...>) {
+                return (
+                    (name == S::Name::text &&
+                     (std::get<I>(fields) = readAttribute<typename S::Type>(scanner, S::Name::text), true)) ||
+                    ...);
+            }
+            (std::index_sequence_for<S...>());
+            if (!known) {
+                noSuchAttribute(shortTypeName<T>(), name);
+            }
+        }
+        scanner.needString("} ");
+        scanner.needString(") ");
+        return std::apply([](auto const&... values) { return T(values...); }, fields);
+    }
+}
+
+template <class T>
+using StorageTypeOf = std::remove_cvref_t<decltype(T::storage(std::declval<T const&>()))>;
+
+template <class T>
+T readText(TextScanner& scanner) {
+    if constexpr (std::is_same_v<T, bool>) {
+        return scanner.boolean();
+    } else if constexpr (std::is_integral_v<T>) {
+        return static_cast<T>(scanner.integer());
+    } else if constexpr (PatternValue<T>) {
+        return readValue<T>(scanner, static_cast<StorageTypeOf<T> const*>(nullptr));
+    } else {
+        std::string storage;
+        std::string_view const inside = scanner.quoted(storage);
+        if constexpr (std::is_enum_v<T>) {
+            static std::string const word(shortTypeName<T>());
+            return enumeratorOfName<T>(inside, word.c_str());
+        } else {
+            std::optional<T> const value = T::fromText(inside);
+            if (!value) {
+                throwRangeException(
+                    String8(std::string(shortTypeName<T>()) + " has no such text: " + std::string(inside)));
+            }
+            return *value;
+        }
+    }
+}
+
+} // namespace detail
+
+/// Reads a value from the cursor on, and leaves the cursor behind it.
+template <class T>
+T sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, T const* /*tag*/) {
+    TextScanner scanner(it.until(end));
+    T const value = detail::readText<T>(scanner);
+    it += static_cast<S32>(scanner.position());
+    return value;
+}
+
+/// As sequenceToValue, for the attribute of that name: what is raised names it.
+template <class T>
+T deserializeAttr(String8::IteratorConst& it, String8::IteratorConst const& end, T const* tag,
+                  String8 const& name) {
+    try {
+        return sequenceToValue<T>(it, end, tag);
+    } catch (RangeException const& exception) {
+        detail::rethrowFor(exception, name.view());
+    }
+}
+
+/// The value of a whole text. Anything behind it raises "junk at column N deserializing TEXT".
+template <class T>
+T strepToValue(String8 const& text, T const* /*tag*/ = nullptr) {
+    TextScanner scanner(text.view());
+    T const value = detail::readText<T>(scanner);
+    if (!scanner.atEnd()) {
+        detail::junkAt(scanner.position(), text.view());
+    }
+    return value;
+}
+
+} // namespace Kor

@@ -1,0 +1,61 @@
+#pragma once
+
+/// The name of a type as its declaration spells it, at compile time, so that no class has to repeat its own:
+/// `Kor::typeName<Hardware::LifTable>()` is "Hardware::LifTable". The scalar names of runtime/Types.h and
+/// `bool` keep those names, `void` is "void".
+
+#include "runtime/Types.h"
+
+#include <string_view>
+#include <type_traits>
+
+namespace Kor {
+
+namespace detail {
+
+/// The template argument `Argument` as the compiler prints it within the name of this function.
+template <class Argument>
+constexpr std::string_view printed() {
+    std::string_view text = __PRETTY_FUNCTION__;
+    text.remove_prefix(text.find("Argument = ") + std::string_view("Argument = ").size());
+    return text.substr(0, text.find_first_of(";]"));
+}
+
+template <auto Value>
+constexpr std::string_view printedValue() {
+    std::string_view text = __PRETTY_FUNCTION__;
+    text.remove_prefix(text.find("Value = ") + std::string_view("Value = ").size());
+    return text.substr(0, text.find_first_of(";]"));
+}
+
+} // namespace detail
+
+/// The full name of T, namespaces included.
+template <class T>
+constexpr std::string_view typeName() {
+    if constexpr (std::is_same_v<T, bool>) {
+        return "bool";
+    } else if constexpr (std::is_unsigned_v<T>) {
+        constexpr std::string_view names[] = {"U8", "U16", "U32", "", "U64"};
+        return names[sizeof(T) > 4 ? 4 : sizeof(T) / 2];
+    } else if constexpr (std::is_same_v<T, S32>) {
+        return "S32";
+    } else if constexpr (std::is_same_v<T, S64>) {
+        return "S64";
+    } else {
+        return detail::printed<T>();
+    }
+}
+
+/// The name without the namespaces and classes around it.
+constexpr std::string_view shortName(std::string_view name) {
+    auto const colon = name.rfind(':');
+    return colon == std::string_view::npos ? name : name.substr(colon + 1);
+}
+
+template <class T>
+constexpr std::string_view shortTypeName() {
+    return shortName(typeName<T>());
+}
+
+} // namespace Kor

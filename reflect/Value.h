@@ -1,0 +1,376 @@
+#pragma once
+
+/// The value pattern: a value type is the list of its attributes, in the order of the model, and gets from it
+/// its storage, constructors, accessors and comparison.
+///
+///     class EvecWord : public Kor::ValueOf<EvecWord,
+///             Kor::Settable<Kor::name::value, U32>,                          // stored, default 0
+///             Kor::View<Kor::name::tags, U8, Kor::name::value, 0, 1>,        // bits 0 to 1 of `value`
+///             Kor::Operation<Kor::name::hash, U32()>>,                       // reached by its name
+///         public Kor::Ordered<EvecWord>, public Kor::Hashed<EvecWord> {
+///     public:
+///         using ValueOf::ValueOf;
+///     };
+///
+///     EvecWord word(0x13);
+///     word.tagsIs(2);                  // cut to the width of the view; the other bits stay
+///     word.value();                    // 0x12
+///
+/// A value is regular: default, copy, `==`, and `<` with `hash` where the declaration says so. The
+/// constructor takes the stored attributes in order; those left out have their default. A value is a plain
+/// copy without shared state, allocates nothing, and may be used on any thread that owns it.
+///
+/// Setters: a view keeps the low bits of what it is given and cannot fail. Where a class declares a range, by
+/// a member `void korCheck() const` that throws, a setter that changes nothing does nothing; otherwise it
+/// stores first and checks afterwards, so that a refused value stays stored when the exception leaves.
+
+#include "reflect/Names.h"
+#include "runtime/OneAtATime.h"
+#include "runtime/Types.h"
+
+#include <compare>
+#include <concepts>
+#include <cstddef>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+namespace Kor {
+
+/// How an attribute is declared: what the text, wire and generic forms tell apart.
+enum class AttributeKind { stored, view, constant, operation };
+
+/// Stored, set by the constructor alone. `Initial` is the default, if it is not that of the type.
+template <class NameType, class T, auto... Initial>
+struct Stored {
+    using Name = NameType;
+    using Type = T;
+    static constexpr AttributeKind kind = AttributeKind::stored;
+    static constexpr bool settable = false;
+    static constexpr T initial() { return T(Initial...); }
+};
+
+/// Stored, with a setter.
+template <class NameType, class T, auto... Initial>
+struct Settable : Stored<NameType, T, Initial...> {
+    static constexpr bool settable = true;
+};
+
+/// Bits First to Last of a stored word, for reading and writing.
+template <class NameType, class T, class WordName, unsigned First, unsigned Last>
+struct View {
+    using Name = NameType;
+    using Type = T;
+    using Word = WordName;
+    static constexpr AttributeKind kind = AttributeKind::view;
+    static constexpr bool settable = true;
+    static constexpr unsigned first = First;
+    static constexpr unsigned width = Last - First + 1;
+    static_assert(First <= Last && Last < 64);
+    static_assert(std::is_enum_v<T> || std::is_same_v<T, bool> ? true : width <= 8 * sizeof(T),
+                  "the type of a view must hold its bits");
+};
+
+/// A constant of the class.
+template <class NameType, class T, T Value>
+struct Constant {
+    using Name = NameType;
+    using Type = T;
+    static constexpr AttributeKind kind = AttributeKind::constant;
+    static constexpr bool settable = false;
+    static constexpr T value = Value;
+};
+
+/// One argument of an operation.
+template <class NameType, class T>
+struct Arg {
+    using Name = NameType;
+    using Type = T;
+};
+
+/// An operation that the class defines by hand and that is reached by its name. The signature names each
+/// argument: `Operation<name::acFormat, OutAcFormat(Arg<name::isAc0, bool>)>`.
+template <class NameType, class Signature>
+struct Operation {
+    using Name = NameType;
+    using Type = Signature;
+    static constexpr AttributeKind kind = AttributeKind::operation;
+    static constexpr bool settable = false;
+};
+
+/// An operation of the class, called without an object.
+template <class NameType, class Signature>
+struct ClassOperation : Operation<NameType, Signature> {};
+
+template <class... A>
+struct AttributeList {
+    static constexpr std::size_t size = sizeof...(A);
+};
+
+namespace detail {
+
+template <class A>
+struct Slot {
+    typename A::Type value = A::initial();
+};
+
+/// Whether values of those types can be the first few of the attributes, but not all.
+template <class... S, class... V>
+consteval bool areFirst(AttributeList<S...>, AttributeList<V...>) {
+    if constexpr (sizeof...(V) > 0 && sizeof...(V) < sizeof...(S)) {
+        return []<std::size_t... I>(std::index_sequence<I...>) {
+            return (std::convertible_to<V const&, typename std::tuple_element_t<I, std::tuple<S...>>::Type> &&
+                    ...);
+        }
+        (std::index_sequence_for<V...>());
+    } else {
+        return false;
+    }
+}
+
+template <class Attributes, class... V>
+concept FirstOf = areFirst(Attributes{}, AttributeList<V...>{});
+
+/// The stored attributes of a value, in order.
+template <class... S>
+class Storage : Slot<S>... {
+public:
+    constexpr Storage() = default;
+    constexpr explicit Storage(typename S::Type const&... values) : Slot<S>{values}... {}
+
+    /// The first few; the rest have their defaults.
+    template <class... V>
+    constexpr explicit Storage(std::in_place_t, V const&... values) {
+        assign(std::index_sequence_for<V...>(), values...);
+    }
+
+    template <class A>
+    constexpr typename A::Type& at() {
+        return static_cast<Slot<A>&>(*this).value;
+    }
+    template <class A>
+    constexpr typename A::Type const& at() const {
+        return static_cast<Slot<A> const&>(*this).value;
+    }
+
+    constexpr bool equals(Storage const& other) const { return ((at<S>() == other.template at<S>()) && ...); }
+
+    constexpr std::strong_ordering compare(Storage const& other) const {
+        std::strong_ordering order = std::strong_ordering::equal;
+        static_cast<void>((((order = at<S>() <=> other.template at<S>()) == 0) && ...));
+        return order;
+    }
+
+    /// Calls `visit` with each stored attribute's value, in order.
+    template <class Visit>
+    constexpr void each(Visit&& visit) const {
+        (visit(at<S>()), ...);
+    }
+
+private:
+    template <std::size_t... I, class... V>
+    constexpr void assign(std::index_sequence<I...>, V const&... values) {
+        using All = std::tuple<S...>;
+        ((at<std::tuple_element_t<I, All>>() = typename std::tuple_element_t<I, All>::Type(values)), ...);
+    }
+};
+
+/// A value of constants alone.
+template <>
+class Storage<> {
+public:
+    constexpr bool equals(Storage const&) const { return true; }
+    template <class Visit>
+    constexpr void each(Visit&&) const {}
+};
+
+template <class List, class... A>
+struct StoredList;
+
+template <class... S>
+struct StoredList<AttributeList<S...>> {
+    using type = Storage<S...>;
+};
+
+template <class... S, class First, class... Rest>
+struct StoredList<AttributeList<S...>, First, Rest...>
+    : std::conditional_t<First::kind == AttributeKind::stored,
+                         StoredList<AttributeList<S..., First>, Rest...>,
+                         StoredList<AttributeList<S...>, Rest...>> {};
+
+template <class... A>
+using StorageOf = typename StoredList<AttributeList<>, A...>::type;
+
+/// The stored attribute of that name.
+template <class WordName, class... A>
+struct NamedAmong;
+
+template <class WordName, class First, class... Rest>
+struct NamedAmong<WordName, First, Rest...> : NamedAmong<WordName, Rest...> {};
+
+template <class First, class... Rest>
+requires(First::kind == AttributeKind::stored) struct NamedAmong<typename First::Name, First, Rest...> {
+    using type = First;
+};
+
+/// Holds the storage and gives the constructors; a base of ValueOf, so that both packs are at hand.
+template <class S>
+class Stock;
+
+template <>
+class Stock<Storage<>> {
+public:
+    static constexpr Storage<> storage(Stock const&) { return {}; }
+};
+
+template <class... S>
+class Stock<Storage<S...>> {
+public:
+    constexpr Stock() = default;
+    constexpr explicit(sizeof...(S) == 1) Stock(typename S::Type const&... values) : storage_(values...) {}
+
+    template <class... V>
+    requires FirstOf<AttributeList<S...>, V...>
+    constexpr explicit(sizeof...(V) == 1) Stock(V const&... values) : storage_(std::in_place, values...) {}
+
+    /// All stored attributes, in order.
+    static constexpr Storage<S...> const& storage(Stock const& value) { return value.storage_; }
+
+protected:
+    Storage<S...> storage_;
+};
+
+/// The accessors that an attribute gives its class.
+template <class Self, class A, AttributeKind Kind = A::kind, bool IsSettable = A::settable>
+struct Forms;
+template <class Self, class A, AttributeKind Kind>
+struct Forms<Self, A, Kind, false> : A::Name::template Getter<Self, A> {};
+template <class Self, class A, AttributeKind Kind>
+struct Forms<Self, A, Kind, true> : A::Name::template Getter<Self, A>, A::Name::template Setter<Self, A> {};
+template <class Self, class A>
+struct Forms<Self, A, AttributeKind::constant, false> : A::Name::template Constant<A> {};
+template <class Self, class A>
+struct Forms<Self, A, AttributeKind::operation, false> {};
+
+template <class A, class W>
+constexpr W viewMask() {
+    return static_cast<W>((~U64{0} >> (64 - A::width)) << A::first);
+}
+
+/// Folds one stored attribute into a running hash: an integer as its bytes, a value that says how it goes in
+/// by `foldInto`, any other as its own finished hash.
+template <class T>
+constexpr void fold(OneAtATime& hash, T const& value) {
+    if constexpr (requires { value.foldInto(hash); }) {
+        value.foldInto(hash);
+    } else if constexpr (requires { value.hash(); }) {
+        hash.add(value.hash());
+    } else if constexpr (std::is_enum_v<T>) {
+        hash.add(static_cast<U32>(value));
+    } else {
+        hash.add(value);
+    }
+}
+
+} // namespace detail
+
+template <class Self, class... A>
+class ValueOf : public detail::Stock<detail::StorageOf<A...>>, public detail::Forms<Self, A>... {
+    using StockType = detail::Stock<detail::StorageOf<A...>>;
+
+public:
+    using Attributes = AttributeList<A...>;
+    using StockType::StockType;
+
+    constexpr ValueOf() = default;
+
+    friend constexpr bool operator==(Self const& a, Self const& b) {
+        return StockType::storage(a).equals(StockType::storage(b));
+    }
+
+    /// The value of an attribute of the list. This and `set` are what the accessors forward to.
+    template <class Attribute>
+    constexpr typename Attribute::Type get() const {
+        if constexpr (Attribute::kind == AttributeKind::view) {
+            auto const& word = this->storage_.template at<WordOf<Attribute>>();
+            return static_cast<typename Attribute::Type>((word & maskOf<Attribute>()) >> Attribute::first);
+        } else {
+            return this->storage_.template at<Attribute>();
+        }
+    }
+
+    template <class Attribute>
+    constexpr void set(typename Attribute::Type const& value) {
+        if constexpr (Attribute::kind == AttributeKind::view) {
+            using Word = WordOf<Attribute>;
+            using W = typename Word::Type;
+            constexpr W mask = maskOf<Attribute>();
+            W const bits = static_cast<W>((static_cast<U64>(value) << Attribute::first) & mask);
+            set<Word>(static_cast<W>((this->storage_.template at<Word>() & static_cast<W>(~mask)) | bits));
+        } else {
+            auto& slot = this->storage_.template at<Attribute>();
+            if constexpr (requires(Self const& self) { self.korCheck(); }) {
+                if (slot == value) {
+                    return;
+                }
+                slot = value;
+                static_cast<Self const&>(*this).korCheck();
+            } else {
+                slot = value;
+            }
+        }
+    }
+
+protected:
+    template <class Attribute>
+    using WordOf = typename detail::NamedAmong<typename Attribute::Word, A...>::type;
+
+    template <class Attribute>
+    static constexpr auto maskOf() {
+        return detail::viewMask<Attribute, typename WordOf<Attribute>::Type>();
+    }
+};
+
+/// A value that adds views and operations to another and no storage. It can be made from its base by copying
+/// the stored attributes, and compares, hashes and travels as its base.
+template <class Self, class Base, class... A>
+class DerivedValueOf : public Base, public detail::Forms<Self, A>... {
+public:
+    using BaseValue = Base;
+    using Attributes = AttributeList<A...>;
+    using Base::Base;
+
+    constexpr DerivedValueOf() = default;
+    constexpr explicit DerivedValueOf(Base const& base) : Base(base) {}
+
+    template <class Attribute>
+    constexpr typename Attribute::Type get() const {
+        return Base::template get<Attribute>();
+    }
+    template <class Attribute>
+    constexpr void set(typename Attribute::Type const& value) {
+        Base::template set<Attribute>(value);
+    }
+};
+
+/// Gives a value `<`, `<=`, `>` and `>=`: by the stored attributes in declared order.
+template <class Self>
+struct Ordered {
+    friend constexpr std::strong_ordering operator<=>(Self const& a, Self const& b) {
+        return Self::storage(a).compare(Self::storage(b));
+    }
+};
+
+/// Gives a value `hash()`: the one-at-a-time hash over the stored attributes in declared order.
+template <class Self>
+struct Hashed {
+    constexpr U32 hash() const noexcept {
+        OneAtATime running;
+        Self::storage(static_cast<Self const&>(*this)).each([&](auto const& each) {
+            detail::fold(running, each);
+        });
+        return running.finish();
+    }
+};
+
+} // namespace Kor

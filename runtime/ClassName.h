@@ -1,0 +1,14 @@
+#pragma once
+
+/// The name of an object's class, for people.
+
+#include "runtime/PtrInterface.h"
+
+#include <string>
+
+namespace Kor {
+
+/// As it is written in the source, `Hardware::LoamTunnel::LifAppConfig`.
+[[gnu::visibility("default")]] std::string className(PtrInterface const& object);
+
+} // namespace Kor

@@ -1,0 +1,41 @@
+#pragma once
+
+/// What becomes of an exception that a reactor's handler lets out. It is contained, so that the other
+/// reactors are told all the same; but each one is counted, traced and handed to a hook:
+///
+///     Kor::handlerExceptionHookIs([](Kor::HandlerException const& e) { alarm(e.attribute, e.what); });
+///     if (Kor::handlerExceptions() != before) ...
+///
+/// The trace record goes to the facility "Kor", level 1, which is on from the start. The count may be read
+/// from any thread; the hook is set before a second thread notifies.
+
+#include "runtime/PtrInterface.h"
+
+#include <functional>
+#include <string_view>
+
+namespace Kor {
+
+/// One contained exception. The views are valid during the call alone.
+struct HandlerException {
+    /// The reactor whose handler threw, and the attribute that it was told of.
+    PtrInterface const& reactor;
+    AttributeId attribute;
+    /// The class of the reactor, and the text of the exception; "unknown exception" if it has none.
+    std::string_view reactorClass;
+    std::string_view what;
+};
+
+using HandlerExceptionHook = std::function<void(HandlerException const&)>;
+
+/// How many exceptions from handlers were contained in this process.
+[[gnu::visibility("default")]] U64 handlerExceptions() noexcept;
+
+/// Replaces the hook, an empty one for none, and returns the old one. An exception that leaves it is dropped.
+[[gnu::visibility("default")]] HandlerExceptionHook handlerExceptionHookIs(HandlerExceptionHook hook);
+
+/// Counts, traces and reports the exception that is being handled. Called inside a catch.
+[[gnu::visibility("default"), gnu::cold]] void handlerExceptionNote(PtrInterface const& reactor,
+                                                                    AttributeId attribute) noexcept;
+
+} // namespace Kor

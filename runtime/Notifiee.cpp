@@ -1,0 +1,157 @@
+#include "runtime/Notifiee.h"
+
+#include "runtime/Activity.h"
+
+namespace Kor {
+
+using Notifiee = PtrInterface::NotifieeConst;
+
+Notifiee::NotifieeConst() {
+    flagIs(notificationActiveBit, true);
+}
+
+Notifiee::~NotifieeConst() {
+    if (weak_) {
+        (void)notifier_.release(); // it never held the reference
+    }
+}
+
+Ptr<Notifiee> Notifiee::korReactor() const {
+    return korRawReactor();
+}
+
+Notifiee* Notifiee::korRawReactor() const {
+    return const_cast<NotifieeConst*>(this);
+}
+
+bool Notifiee::isStreamAdapter() const {
+    return false;
+}
+
+void Notifiee::isRegisteredNotifieeIs(bool registered) const {
+    registered_ = registered;
+}
+
+void Notifiee::kor_bitSetIs(Kor_BitSet flags) {
+    flags_ = flags;
+}
+
+Name Notifiee::name() const {
+    return {};
+}
+
+void Notifiee::notifierIs(Ptr<PtrInterface const> const& notifier) {
+    notifierStore(notifier);
+}
+
+void Notifiee::notifierStore(Ptr<PtrInterface const> const& notifier) {
+    if (!weak_) {
+        notifier_ = notifier;
+        return;
+    }
+    Ptr<PtrInterface const> const old = notifier_;
+    isWeakReferenceIs(false);
+    notifier_ = notifier;
+    isWeakReferenceIs(true);
+}
+
+void Notifiee::isWeakReferenceIs(bool weak) {
+    if (weak == weak_) {
+        return;
+    }
+    weak_ = weak;
+    if (notifier_) {
+        weak ? static_cast<void>(notifier_->referencesDec()) : notifier_->referencesInc();
+    }
+}
+
+void Notifiee::notificationFlagsIs(Kor_BitSet flags) {
+    U32 const mask = Kor_BitSet::notificationBitMask().word();
+    kor_bitSetIs(Kor_BitSet((flags_.word() & ~mask) | (flags.word() & mask)));
+}
+
+void Notifiee::hasNotificationActiveIs(bool active) {
+    if (hasNotificationActive() == active) {
+        return;
+    }
+    PtrInterface::hasNotificationActiveIs(active);
+    if (active) {
+        if (flags_.test(wasRegisteredBit)) {
+            isRegisteredNotifieeIs(true);
+        }
+    } else {
+        flags_.bitIs(wasRegisteredBit, registered_);
+        isRegisteredNotifieeIs(false);
+    }
+}
+
+void Notifiee::handleNotification(ActivityConfig* config) {
+    AttributeId const pending = std::exchange(pending_, 0);
+    if (pending != 0) {
+        callHandler(*this, pending, [&](NotifieeConst& self) {
+            self.handleDefault(config, pending, pending == allWholePending);
+        });
+    }
+}
+
+void Notifiee::handleDefault(ActivityConfig*, AttributeId attribute, bool) {
+    attribute > 0 ? onAttribute(attribute) : onNotification();
+}
+
+void Notifiee::onAttribute(AttributeId) {}
+void Notifiee::onNotification() {}
+void Notifiee::onCollectionNotification(String8) {}
+
+void Notifiee::onNotificationException() {
+    handleNotificationException();
+}
+
+void Notifiee::onNotificationException(AttributeId attribute) {
+    handleNotificationException(attribute);
+}
+
+void Notifiee::handleNotificationException(AttributeId) {}
+void Notifiee::handleNotificationException() {}
+void Notifiee::onZeroReferences() {}
+
+Ptr<ActivityConfig const> Notifiee::activityPtr() const {
+    return korFwkActivity();
+}
+
+ActivityConfig* Notifiee::korFwkActivity() {
+    return nullptr;
+}
+
+ActivityConfig const* Notifiee::korFwkActivity() const {
+    return const_cast<NotifieeConst*>(this)->korFwkActivity();
+}
+
+ActivitySm* Notifiee::actsm() {
+    ActivityConfig* const config = korFwkActivity();
+    return config != nullptr ? config->actsm() : nullptr;
+}
+
+bool Notifiee::korOnAttribute(AttributeId attribute, U8* counter) {
+    ActivityConfig* const config = korFwkActivity();
+    if (config == nullptr || config->takeImmediate(attribute)) {
+        return false;
+    }
+    if (counter != nullptr && *counter != 255) {
+        ++*counter;
+    }
+    if (pending_ == 0) {
+        pending_ = attribute;
+    } else if (pending_ != attribute && pending_ != allWholePending) {
+        pending_ = allPending;
+    }
+    config->schedule();
+    return true;
+}
+
+void Notifiee::redispatch(ActivitySm* sm) {
+    if (sm != nullptr) {
+        sm->redispatch();
+    }
+}
+
+} // namespace Kor

@@ -1,0 +1,235 @@
+#pragma once
+
+/// What the reactor class of an entity is made of, so that the entity has only to name its hooks:
+///
+///     class Port : public Kor::Entity {
+///     public:
+///         class NotifieeConst : public Kor::NotifieeOf<NotifieeConst, Port, Kor::Entity::NotifieeConst, Key> {
+///         public:
+///             virtual void onSpeed() {}                      // a scalar attribute
+///             virtual void onCount(Key const&) {}            // a keyed attribute: its key is in the list above
+///             virtual void onCountkorImmediate() {}
+///             virtual void onCount() {}
+///         };
+///         class Notifiee : public NotifieeConst {};
+///
+///     private:
+///         friend Kor::NotifieeAccess;
+///         mutable Kor::ListRaw<NotifieeConst> notifieeList_;
+///     };
+///
+/// Kor::NotifieeAdapter is the base of the small reactor that stands in an entity's list for another object,
+/// its owner; Kor::AdapterOwner is the owner's side.
+
+#include "runtime/ListRaw.h"
+#include "runtime/Notifiee.h"
+
+#include <tuple>
+
+namespace Kor {
+
+/// How a reactor reaches the list of its notifier.
+struct NotifieeAccess {
+    template <class X>
+    static auto& list(X const& notifier) noexcept {
+        return notifier.notifieeList_;
+    }
+};
+
+/// The key that a keyed attribute changed at last, and the number of changes that wait for delivery.
+template <class Key>
+struct DeferredKey {
+    Key key{};
+    U8 changes = 0;
+};
+
+/// The reactor class `Derived` of the notifier class `X`: joining and leaving its list. `Keys` are the key
+/// types of the keyed attributes, in their order.
+template <class Derived, class X, class Base = PtrInterface::NotifieeConst, class... Keys>
+class NotifieeOf : public Base {
+public:
+    X const* notifier() const noexcept { return static_cast<X const*>(Base::notifier().ptr()); }
+
+    Name name() const override {
+        if constexpr (requires(X const& x) { Name(x.name()); }) {
+            return notifier() != nullptr ? Name(notifier()->name()) : Name();
+        } else {
+            return Base::name();
+        }
+    }
+
+    void isRegisteredNotifieeIs(bool registered) const override {
+        if (this->isRegisteredNotifiee() == registered) {
+            return;
+        }
+        this->registeredFlagIs(registered);
+        if (X const* const x = notifier()) {
+            registered ? join(*x) : leave(*x);
+        }
+    }
+
+    /// A notifier of another class counts as none.
+    void notifierIs(Ptr<PtrInterface const> const& notifierOrNull) override {
+        Ptr<X const> const after = ptrCast<X const>(notifierOrNull);
+        Ptr<X const> const before = notifier();
+        if (after == before) {
+            return;
+        }
+        Base::notifierIs(after);
+        if (!this->isRegisteredNotifiee()) {
+            return;
+        }
+        if (before) {
+            leave(*before);
+        }
+        if (after) {
+            join(*after);
+        }
+    }
+
+    ~NotifieeOf() override {
+        if (this->isRegisteredNotifiee() && !this->korMarkedForDeletion() && notifier() != nullptr) {
+            leave(*notifier());
+        }
+    }
+
+protected:
+    NotifieeOf() = default;
+
+    /// What waits for delivery of the keyed attribute number `i`.
+    template <std::size_t i>
+    auto& deferred() noexcept {
+        return std::get<i>(deferred_);
+    }
+
+private:
+    friend ListMember;
+
+    void join(X const& x) const {
+        bool const first = this->korReactor()->isStreamAdapter();
+        auto& list = NotifieeAccess::list(x);
+        first ? list.newMemberHead(derived()) : list.newMemberTail(derived());
+    }
+    void leave(X const& x) const { NotifieeAccess::list(x).deleteMember(derived()); }
+
+    // Also while the object ends, when the list still knows it by this address.
+    [[gnu::no_sanitize("vptr")]] Derived& derived() const noexcept {
+        return static_cast<Derived&>(const_cast<NotifieeOf&>(*this));
+    }
+
+    [[no_unique_address]] std::tuple<DeferredKey<Keys>...> deferred_;
+    Derived* next = nullptr;
+};
+
+/// A reactor in the list of an entity that stands for its owner, such as a stream adapter. `Notifiee` is the
+/// entity's reactor class; the derived class forwards the hooks of the attributes.
+///
+/// The owner holds the adapter; the adapter points back without a count, and to the entity with a weak
+/// reference, so that the entity does not stay alive for the sake of its own observers.
+template <class Owner, class Notifiee>
+class NotifieeAdapter : public Notifiee {
+public:
+    explicit NotifieeAdapter(Owner* owner) : owner_(owner) {}
+
+    Owner* korReactorAdapter() const noexcept { return owner_; }
+    void korReactorAdapterIs(Owner* owner) noexcept { owner_ = owner; }
+
+    PtrInterface::NotifieeConst* korRawReactor() const override {
+        return owner_ != nullptr ? owner_ : Notifiee::korRawReactor();
+    }
+
+    void onNotificationException(AttributeId attribute) override {
+        if (owner_ != nullptr) {
+            owner_->onNotificationException(attribute);
+        }
+    }
+    void onZeroReferences() override {
+        if (owner_ != nullptr) {
+            owner_->onZeroReferences();
+        }
+        hasNotificationActiveIs(false);
+    }
+
+    /// The owner follows, unless this is a zombie.
+    void hasNotificationActiveIs(bool active) override {
+        if (this->hasNotificationActive() == active) {
+            return;
+        }
+        Notifiee::hasNotificationActiveIs(active);
+        if (owner_ != nullptr && !this->korMarkedForDeletion()) {
+            owner_->hasNotificationActiveIs(active);
+        }
+    }
+
+    /// A zombie stays in memory but is out of the list until it is revived.
+    void korDoZombieReactors(bool zombie) {
+        if (zombie == this->korMarkedForDeletion()) {
+            return;
+        }
+        if (this->notifier() != nullptr) {
+            hasNotificationActiveIs(!zombie);
+        }
+        this->korMarkedForDeletionIs(zombie);
+    }
+
+private:
+    Owner* owner_;
+};
+
+/// The owner's side of an adapter, on top of the owner's own base class. The derived class calls adapterIs()
+/// when it is built and adapterDel() first thing in its destructor.
+template <class Base, class Adapter>
+class AdapterOwner : public Base {
+public:
+    using Base::Base;
+
+    void hasNotificationActiveIs(bool active) override {
+        if (this->hasNotificationActive() == active) {
+            return;
+        }
+        Base::hasNotificationActiveIs(active);
+        if (adapter_) {
+            adapter_->hasNotificationActiveIs(active);
+        }
+    }
+
+    void doZombieReactors(bool zombie) {
+        if (zombie == this->korMarkedForDeletion()) {
+            return;
+        }
+        if (adapter_) {
+            adapter_->korDoZombieReactors(zombie);
+        }
+        this->korMarkedForDeletionIs(zombie);
+    }
+
+    Ptr<Adapter> const& adapter() const noexcept { return adapter_; }
+
+protected:
+    ~AdapterOwner() override { adapterDel(); }
+
+    /// Puts a new adapter, which was built with this object as its owner, into the notifier's list.
+    void adapterIs(Ptr<Adapter> adapter, Ptr<PtrInterface const> const& notifier) {
+        adapter_ = std::move(adapter);
+        adapter_->isRegisteredNotifieeIs(true);
+        adapter_->notifierIs(notifier);
+        adapter_->isWeakReferenceIs(true);
+    }
+
+    /// Undoes adapterIs(), in the reverse order. May be called again.
+    void adapterDel() {
+        if (!adapter_) {
+            return;
+        }
+        adapter_->isWeakReferenceIs(false);
+        adapter_->hasNotificationActiveIs(false);
+        adapter_->notifierIs(nullptr);
+        adapter_->korReactorAdapterIs(nullptr);
+        adapter_ = nullptr;
+    }
+
+private:
+    Ptr<Adapter> adapter_;
+};
+
+} // namespace Kor

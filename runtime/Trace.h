@@ -1,0 +1,163 @@
+#pragma once
+
+/// Trace points: a named facility, levels that are switched on and off while the program runs, and one sink
+/// that gets every record.
+///
+///     Kor::TraceFacility& facility = Kor::traceFacility("LoamTunnelTypes");
+///     facility.enabledIs(true);
+///     facility.levelIs(8, true);                       // row accessors and encoders
+///     Kor::traceSinkIs([](Kor::TraceRecord const& r) { log(r.text); });
+///
+/// A trace point that is off costs one counter add and two byte tests, and composes no text. Without a sink
+/// of the caller's, a record is one line on stderr, with bytes that don't print as \xNN.
+///
+/// Facilities live until the process ends. Nothing here takes a lock: set facilities and sink up before a
+/// second thread passes a trace point. The test counter is a plain increment.
+
+#include "runtime/String8.h"
+#include "runtime/Types.h"
+
+#include <functional>
+#include <iosfwd>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Kor {
+
+/// The switches of one facility. A trace point reads the leading fields directly, so their order is part of
+/// the binary interface.
+class __attribute__((visibility("default"))) TraceFacility {
+public:
+    static constexpr int levels = 10;
+
+    /// Rises by 1 with each trace point passed, by 2 when the facility is enabled. Wraps.
+    U32 testCounter = 0;
+    /// Nothing is recorded while this is 0, whatever the levels say.
+    U8 enabled = 0;
+    /// Non-zero: the level is on.
+    U8 level[levels] = {};
+
+    explicit TraceFacility(std::string_view name) : name_(name) {}
+    TraceFacility(TraceFacility const&) = delete;
+    TraceFacility& operator=(TraceFacility const&) = delete;
+
+    std::string const& name() const { return name_; }
+
+    void enabledIs(bool on) { enabled = on; }
+
+    /// Switches one level, 0 to 9; any other number changes nothing and returns false.
+    bool levelIs(int number, bool on);
+
+    /// Counts a trace point of this level and tells whether the level is on.
+    bool passed(int number) {
+        if (enabled) [[unlikely]] {
+            testCounter += 2;
+            return level[number] != 0;
+        }
+        testCounter += 1;
+        return false;
+    }
+
+private:
+    std::string name_;
+};
+
+/// What a trace point hands to the sink. The views are valid during the call alone.
+struct TraceRecord {
+    std::string_view facility;
+    std::string_view context;
+    std::string_view text;
+    int level;
+    /// False when the record was composed for the coverage stream alone.
+    bool on;
+    /// Source unit, line and short function name of the trace point.
+    std::string_view unit;
+    int line;
+    std::string_view function;
+};
+
+using TraceSink = std::function<void(TraceRecord const&)>;
+
+/// The facility of that name, made if there is none yet.
+[[gnu::visibility("default")]] TraceFacility& traceFacility(std::string_view name);
+
+/// All facilities of the process, by name.
+[[gnu::visibility("default")]] std::vector<TraceFacility*> traceFacilities();
+
+/// Replaces the sink; an empty one brings back the default, one line on stderr. Returns the old one. A sink
+/// must not throw into a trace point: an exception of its is swallowed here and counted, see
+/// traceSinkFailures().
+[[gnu::visibility("default")]] TraceSink traceSinkIs(TraceSink sink);
+
+/// How often a sink has thrown.
+[[gnu::visibility("default")]] U64 traceSinkFailures();
+
+/// The record as the default sink prints it, without the line end.
+[[gnu::visibility("default")]] std::string traceLine(TraceRecord const& record);
+
+/// When set, every trace point composes its text and reaches the helper, also with its level off; such a
+/// record goes to this stream as one line.
+[[gnu::visibility("default")]] extern std::ostream* coverageStream_;
+
+/// A source unit's hold on its facility, made or found by name.
+class __attribute__((visibility("default"))) TraceHandle {
+public:
+    /// `enabled` switches the facility on if this call makes it; one that exists keeps its switches.
+    TraceHandle(String8 name, bool enabled);
+    ~TraceHandle();
+    TraceHandle(TraceHandle const&) = delete;
+    TraceHandle& operator=(TraceHandle const&) = delete;
+
+    TraceFacility& facility() const { return *facility_; }
+
+private:
+    TraceFacility* facility_;
+};
+
+/// Emits one record: to the sink when `on`, else to the coverage stream if one is set.
+[[gnu::visibility("default")]] void traceHelper(TraceFacility* facility, String8 const& context,
+                                                std::stringstream& text, int level, bool on, char const* unit,
+                                                int line, char const* function);
+
+/// Where a trace point stands.
+struct TracePlace {
+    char const* unit;
+    int line;
+    char const* function;
+};
+
+/// The context label of a trace point that has no better one.
+[[gnu::visibility("default")]] String8 const& unknownTraceContext();
+
+/// The part of a trace point that runs when its text is wanted: `compose(stream)` streams the text.
+template <class Compose>
+[[gnu::cold, gnu::noinline]] void traceCompose(TraceFacility& facility, int level, bool on,
+                                               TracePlace const& place, Compose const& compose) {
+    std::stringstream stream;
+    stream.precision(12);
+    compose(stream);
+    traceHelper(&facility, unknownTraceContext(), stream, level, on, place.unit, place.line, place.function);
+}
+
+/// A trace point: counts, and composes and emits its text when the level is on or coverage is wanted.
+template <class Compose>
+inline void trace(TraceFacility& facility, int level, TracePlace const& place, Compose const& compose) {
+    bool const on = facility.passed(level);
+    if (on || coverageStream_) [[unlikely]] {
+        traceCompose(facility, level, on, place, compose);
+    }
+}
+
+/// Whether trace points of this level compose nothing at present.
+inline bool traceIsQuiet(TraceFacility const& facility, int level) {
+    return !coverageStream_ && !(facility.enabled && facility.level[level]);
+}
+
+/// Counts that many trace points at once; they must be quiet ones.
+inline void traceCount(TraceFacility& facility, U32 points) {
+    facility.testCounter += facility.enabled ? 2 * points : points;
+}
+
+} // namespace Kor

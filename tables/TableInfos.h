@@ -1,0 +1,18 @@
+#pragma once
+
+/// Every chip table, described as data: see chip/TableInfo.h.
+
+#include "chip/TableInfo.h"
+
+#include <span>
+#include <string_view>
+
+namespace Hardware {
+
+/// All tables, in the order of Hardware::AllTables. Any thread, allocates nothing.
+[[gnu::visibility("default")]] std::span<TableInfo const> tableInfos();
+
+/// The table of that name, short ("LifTable") or full ("Hardware::LifTable"); null when there is none.
+[[gnu::visibility("default")]] TableInfo const* tableInfo(std::string_view name);
+
+} // namespace Hardware

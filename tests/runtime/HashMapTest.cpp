@@ -1,0 +1,355 @@
+#include "runtime/HashMap.h"
+
+#include "runtime/OneAtATime.h"
+#include "tests/runtime/Random.h"
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <set>
+#include <vector>
+
+using namespace Kor;
+
+namespace {
+
+enum class Kind { given, identity, constant };
+
+template <Kind kind>
+struct Key {
+    U32 id = 0;
+    auto operator<=>(Key const&) const = default;
+    U32 hash() const {
+        return kind == Kind::given      ? OneAtATime{}.add(id).add(U64{id}).finish()
+               : kind == Kind::identity ? id
+                                        : 7;
+    }
+};
+
+struct LiveCount {
+    static inline int alive = 0;
+};
+
+// An entity-like member: fields before and behind the link, which it keeps private.
+template <class K>
+struct Child : PtrInterface {
+    Child(K theKey, int theValue) : value(theValue), key_(theKey) { ++LiveCount::alive; }
+    ~Child() override { --LiveCount::alive; }
+    K const& fwkKey() const { return key_; }
+    int value;
+
+private:
+    friend HashMember;
+    U64 padding_ = 0;
+    K key_;
+    HashLink next;
+    U64 behind_ = 0;
+};
+
+template <class K>
+class HashMapTest : public testing::Test {
+protected:
+    using Map = HashMap<Child<K>, K, int>;
+    // The order of a walk.
+    struct Order {
+        bool operator()(K const& a, K const& b) const {
+            return std::pair(Map::reversedHash(a), a) < std::pair(Map::reversedHash(b), b);
+        }
+    };
+    struct Walk {
+        explicit Walk(typename Map::Iterator start) : at(std::move(start)) {}
+        typename Map::Iterator at;
+        std::set<K> due; // there since the walk began and not visited yet
+        std::set<K> visited;
+    };
+
+    ~HashMapTest() override {
+        walks.clear();
+        map.emptyAllBuckets();
+        EXPECT_EQ(LiveCount::alive, 0);
+    }
+
+    void insert(K key) {
+        U32 const r = Map::reversedHash(key);
+        if (map.member(key, r) == nullptr) {
+            if (key.id % 2 == 0) {
+                map.newMember(makePtr<Child<K>>(key, ++stamp), r);
+            } else {
+                map.newMemberG(makePtr<Child<K>>(key, ++stamp), &key);
+            }
+            model[key] = stamp;
+        }
+    }
+    void erase(K key) {
+        Ptr<Child<K>> gone = map.member(key);
+        if (!gone) {
+            EXPECT_FALSE(map.deleteMember(key));
+            return;
+        }
+        if (key.id % 3 == 0) {
+            map.deleteMember(Ptr<PtrInterface>(gone));
+        } else {
+            EXPECT_EQ(map.deleteMember(key), gone);
+        }
+        EXPECT_EQ(gone->fwkKey(), key);
+        EXPECT_EQ(gone->value, model[key]);
+        EXPECT_EQ(HashMember::next(*gone), nullptr);
+        model.erase(key);
+        for (Walk& walk : walks) {
+            walk.due.erase(key);
+        }
+    }
+    void open(bool atKey, K key) {
+        Walk walk(atKey ? typename Map::Iterator(&map, key) : map.begin());
+        for (auto const& [each, value] : model) {
+            if (!atKey || !Order{}(each, key)) {
+                walk.due.insert(each);
+            }
+        }
+        visit(walk);
+        walks.push_back(std::move(walk));
+    }
+    void visit(Walk& walk) {
+        if (walk.at) {
+            K const key = walk.at->fwkKey();
+            ASSERT_TRUE(model.contains(key));
+            ASSERT_TRUE(walk.visited.empty() ||
+                        Order{}(*std::max_element(walk.visited.begin(), walk.visited.end(), Order{}), key));
+            walk.visited.insert(key);
+            walk.due.erase(key);
+        } else {
+            ASSERT_TRUE(walk.due.empty()) << "a walk has lost " << walk.due.begin()->id;
+        }
+    }
+    void check() {
+        ASSERT_EQ(map.count(), model.size());
+        ASSERT_EQ(static_cast<std::size_t>(LiveCount::alive - departed()), model.size());
+        auto expected = model.begin();
+        int bucket = -2, last = 0;
+        PtrInterface* next = map.findNextG(nullptr, &bucket);
+        auto const see = [&](Child<K> const& at) {
+            ASSERT_NE(expected, model.end());
+            ASSERT_EQ(at.fwkKey(), expected->first);
+            ASSERT_EQ(at.value, expected->second);
+            ASSERT_EQ(map[at.fwkKey()], &at);
+            ASSERT_EQ(next, &at);
+            ASSERT_EQ(static_cast<U32>(bucket), map.bucketOf(Map::reversedHash(at.fwkKey())));
+            ASSERT_GE(bucket, last);
+            last = bucket;
+            next = map.findNextG(next, &bucket);
+            ++expected;
+        };
+        for (auto const& at : std::as_const(map)) {
+            see(at);
+        }
+        ASSERT_EQ(expected, model.end());
+        expected = model.begin(), last = 0, next = map.findNextG(nullptr, &bucket);
+        map.forEach(see);
+        ASSERT_EQ(next, nullptr);
+    }
+    int departed() const {
+        std::set<Child<K>*> held;
+        for (Walk const& walk : walks) {
+            if (walk.at && map[walk.at->fwkKey()] != walk.at.ptr()) {
+                held.insert(walk.at.ptr());
+            }
+        }
+        return static_cast<int>(held.size());
+    }
+
+    Map map;
+    std::map<K, int, Order> model;
+    std::vector<Walk> walks;
+    int stamp = 0;
+};
+
+using Keys = testing::Types<Key<Kind::given>, Key<Kind::identity>, Key<Kind::constant>>;
+TYPED_TEST_SUITE(HashMapTest, Keys);
+
+TYPED_TEST(HashMapTest, EqualsAModelUnderRandomOperationsWithWalksHeldOpen) {
+    Random random;
+    bool const slow = TypeParam{1}.hash() == TypeParam{2}.hash();
+    for (int step = 0; step < 30'000 && !this->HasFatalFailure(); ++step) {
+        // The map breathes: it grows for a while and then shrinks, so that the table is rebuilt under the
+        // walks.
+        bool const growing = step / 3000 % 2 == 0;
+        TypeParam const key{random(slow ? 100 : 3000)};
+        switch (random(8)) {
+        case 0:
+        case 1:
+        case 2:
+            growing ? this->insert(key) : this->erase(key);
+            break;
+        case 3:
+            growing ? this->erase(key) : this->insert(key);
+            break;
+        case 4:
+            if (this->walks.size() < 8) {
+                this->open(random(2) == 0, key);
+            }
+            break;
+        case 5:
+            if (auto* found = this->map[key]) {
+                this->model[key] = found->value = ++this->stamp;
+            }
+            break;
+        default:
+            if (!this->walks.empty()) {
+                auto const which = this->walks.begin() + random(static_cast<unsigned>(this->walks.size()));
+                if (!which->at) {
+                    this->walks.erase(which);
+                    break;
+                }
+                if (random(4) == 0) {
+                    this->erase(which->at->fwkKey());
+                }
+                which->at.advance();
+                this->visit(*which);
+            }
+        }
+        if (step % 500 == 0) {
+            this->check();
+        }
+    }
+    this->check();
+}
+
+TYPED_TEST(HashMapTest, AWalkThatDeletesEverythingOrGrowsTheTableVisitsEachOnce) {
+    for (U32 id = 0; id < 200; ++id) {
+        this->insert({id});
+    }
+    std::set<U32> seen;
+    auto const buckets = this->map.bucketCount();
+    for (auto& at : this->map) {
+        U32 const id = at.fwkKey().id;
+        if (id < 200) {
+            ASSERT_TRUE(seen.insert(id).second);
+            for (U32 more = 1; more < 8; ++more) {
+                this->insert({id + 200 * more});
+            }
+        }
+    }
+    EXPECT_EQ(seen.size(), 200u);
+    EXPECT_GT(this->map.bucketCount(), buckets);
+    int deleted = 0;
+    for (auto& at : this->map) {
+        this->erase(at.fwkKey());
+        ++deleted;
+    }
+    EXPECT_EQ(deleted, 1600);
+    EXPECT_EQ(this->map.bucketCount(), 4u);
+    this->check();
+}
+
+TEST(HashMap, ATableOfOneBucketAndAReversedHashOfAllOnesNeedNoSpecialCase) {
+    HashMapGeneric one(1);
+    EXPECT_EQ(one.bucketCount(), 1u);
+    EXPECT_EQ(one.bucketOf(0xffffffff), 0u);
+    EXPECT_EQ(HashMapGeneric(5).bucketCount(), 8u);
+    EXPECT_EQ(HashMapGeneric(4).bucketOf(0xffffffff), 3u);
+    static_assert(bitReverse(1) == 0x80000000 && bitReverse(0x12345678) == 0x1e6a2c48);
+}
+
+TEST(HashMap, ALookupThatMissesChangesNoCountAndDeletionKeepsHeldMembers) {
+    HashMap<MapEntry<U32, int>, U32, int> map;
+    auto one = makePtr<MapEntry<U32, int>>(1u, 10);
+    map.newMember(one);
+    U32 const version = map.version();
+    EXPECT_EQ(map[2], nullptr);
+    EXPECT_EQ(map[1]->value, 10);
+    EXPECT_EQ(one->references(), 2u);
+    EXPECT_EQ(map.version(), version);
+    map.deleteMember(Ptr<PtrInterface>(makePtr<MapEntry<U32, int>>(1u, 10))); // equal, but not the member
+    EXPECT_EQ(map.count(), 1u);
+    map.deleteMember(1);
+    EXPECT_NE(map.version(), version);
+    EXPECT_EQ(one->references(), 1u);
+    map.newMember(one); // may come back
+    EXPECT_EQ(map[1], one.ptr());
+}
+
+TEST(HashMap, IteratorsOnNothingAreAtTheirEnd) {
+    using Map = HashMap<MapEntry<U32, int>, U32, int>;
+    Map map;
+    Map::Iterator none(nullptr), empty(&map), beyond(&map, 5);
+    for (auto* at : {&none, &empty, &beyond}) {
+        at->advance();
+        EXPECT_FALSE(*at);
+        EXPECT_EQ(at->version(), 0u);
+        EXPECT_EQ(at->bucket(), -1);
+    }
+}
+
+TEST(HashMap, TheDescriptorComparesKeysAndMembers) {
+    using Entry = MapEntry<U32, int>;
+    HashMapVTableGeneric const& table = *HashMap<Entry, U32, int>::korVTable();
+    auto two = makePtr<Entry>(2u, 0), three = makePtr<Entry>(3u, 0);
+    U32 const key = 2;
+    EXPECT_EQ(table.hash(two.ptr()), 0x40000000u);
+    EXPECT_TRUE(table.keyEquals(&key, two.ptr()));
+    EXPECT_TRUE(table.keyLessThan(nullptr, three.ptr(), two.ptr()));
+    EXPECT_FALSE(table.keyLessThan(nullptr, two.ptr(), three.ptr()));
+    EXPECT_TRUE(table.keyLessThan(&key, three.ptr(), nullptr));
+    EXPECT_FALSE(table.keyLessThan(&key, two.ptr(), nullptr));
+    EXPECT_TRUE(table.keyLessThan(nullptr, two.ptr(), nullptr));
+    table.setNext(two.ptr(), three.ptr());
+    EXPECT_EQ(three->references(), 2u);
+    table.setNext(two.ptr(), nullptr);
+}
+
+TEST(HashMap, AMemberThatEndsFindsTheMapSound) {
+    struct Entry : MapEntry<U32, int> {
+        using MapEntry::MapEntry;
+        ~Entry() override {
+            if (onEnd) {
+                onEnd();
+            }
+        }
+        std::function<void()> onEnd;
+    };
+    HashMap<Entry, U32, int> map;
+    int left = 0;
+    for (U32 id = 0; id < 20; ++id) {
+        auto entry = makePtr<Entry>(id, 0);
+        entry->onEnd = [&map, &left, id] {
+            EXPECT_EQ(map[id], nullptr);
+            left += static_cast<int>(map.count());
+            if (id == 3) {
+                map.newMember(makePtr<Entry>(100u, 0));
+            }
+        };
+        map.newMember(std::move(entry));
+    }
+    map.emptyAllBuckets();
+    EXPECT_EQ(map.count(), 0u);
+    EXPECT_GT(left, 0);
+}
+
+TEST(HashMap, TheOtherShapesOfMembersWork) {
+    struct Row {
+        U16 id;
+        int weight;
+    };
+    using Keyed = KeyedMapEntry<Row, &Row::id>;
+    HashMap<Keyed, U16, Row> rows;
+    rows.newMember(makePtr<Keyed>(Row{7, 1}));
+    rows[7]->value = Row{7, 2};
+    EXPECT_EQ(rows[7]->value.weight, 2);
+    enum class App { a, b };
+    using Flag = FlagMapEntry<App>;
+    HashMap<Flag, App, bool> flags;
+    flags.newMember(makePtr<Flag>(App::b, true));
+    EXPECT_TRUE(flags[App::b]->value);
+    EXPECT_EQ(flags[App::a], nullptr);
+}
+
+TEST(HashMap, ABrokenContractIsNamed) {
+    if constexpr (contractChecks) {
+        HashMap<MapEntry<U32, int>, U32, int> map;
+        map.newMember(makePtr<MapEntry<U32, int>>(1u, 1));
+        EXPECT_DEATH(map.newMember(makePtr<MapEntry<U32, int>>(1u, 1)), "the key is present already");
+        EXPECT_DEATH(map.forEach([&](auto&) { map.deleteMember(1); }), "was changed in a visit");
+    }
+}
+
+} // namespace

@@ -1,0 +1,284 @@
+#include "runtime/BitSet.h"
+#include "runtime/LinkQueue.h"
+#include "runtime/LinkedQueue.h"
+#include "runtime/ListRaw.h"
+#include "tests/runtime/Probe.h"
+#include "tests/runtime/Random.h"
+
+#include <algorithm>
+#include <deque>
+#include <list>
+
+using namespace Kor;
+
+namespace {
+
+struct Node : PtrInterface {
+    explicit Node(int theId) : id(theId) {}
+    int id;
+
+private:
+    friend ListMember;
+    Node* next = nullptr;
+};
+
+using List = ListRaw<Node>;
+
+std::vector<int> ids(List const& list) {
+    std::vector<int> result;
+    for (auto const& node : list) {
+        result.push_back(node.id);
+    }
+    return result;
+}
+
+TEST(ListRaw, EqualsAModelUnderRandomOperationsWithWalksHeldOpen) {
+    Random random;
+    List list;
+    std::vector<Ptr<Node>> nodes;
+    for (int id = 0; id < 40; ++id) {
+        nodes.push_back(makePtr<Node>(id));
+    }
+    std::list<int> model;
+    std::vector<List::LrIterator> walks;
+    U32 version = list.version();
+    for (int step = 0; step < 30'000; ++step) {
+        Node& node = *nodes[random(40)];
+        bool const in = std::find(model.begin(), model.end(), node.id) != model.end();
+        ASSERT_EQ(list.contains(&node), in);
+        switch (random(6)) {
+        case 0:
+        case 1:
+            if (in) {
+                list.deleteMember(node);
+                model.remove(node.id);
+                ++version;
+            }
+            break;
+        case 2:
+        case 3:
+            if (!in) {
+                bool const head = random(2) == 0;
+                head ? list.newMemberHead(node) : list.newMemberTail(node);
+                model.insert(head ? model.begin() : model.end(), node.id);
+                ++version;
+            }
+            break;
+        case 4:
+            walks.emplace_back(list);
+            break;
+        default:
+            for (auto walk = walks.begin(); walk != walks.end();) {
+                if (*walk && random(8) == 0 && list.contains(walk->ptr())) {
+                    model.remove((*walk)->id);
+                    walk->deleteMember();
+                    ++version;
+                }
+                ++*walk;
+                walk = *walk ? walk + 1 : walks.erase(walk);
+            }
+        }
+        ASSERT_EQ(list.version(), version);
+        ASSERT_EQ(list.count(), model.size());
+        ASSERT_EQ(ids(list), std::vector<int>(model.begin(), model.end()));
+        ASSERT_EQ(list.tail() != nullptr ? list.tail()->id : -1, model.empty() ? -1 : model.back());
+    }
+    walks.clear();
+    list.deleteMember(*makePtr<Node>(99)); // not found: nothing changes
+    EXPECT_EQ(list.version(), version);
+    list.deleteAll();
+    list.deleteAll();
+    EXPECT_EQ(list.version(), version + 2);
+    EXPECT_EQ(list.count() + ids(list).size(), 0u);
+    for (auto const& node : nodes) {
+        EXPECT_EQ(node->references(), 1u);
+        EXPECT_EQ(ListMember::next(*node), nullptr);
+    }
+}
+
+TEST(ListRaw, AStepGoesOnBehindWhatIsLeft) {
+    std::vector<Ptr<Node>> nodes;
+    List list;
+    for (int id = 0; id < 6; ++id) {
+        nodes.push_back(makePtr<Node>(id));
+        list.newMemberTail(*nodes.back());
+    }
+    List::LrIterator at(list), deleting(list);
+    list.deleteMember(*nodes[0]);
+    EXPECT_EQ((++at)->id, 1); // the head went: on at the new head
+    EXPECT_EQ((++at)->id, 2);
+    list.deleteMember(*nodes[2]);
+    EXPECT_EQ((++at)->id, 3); // behind the one before
+    ++at;
+    list.deleteMember(*nodes[3]);
+    list.deleteMember(*nodes[4]);
+    EXPECT_FALSE(++at); // both went
+    ++deleting;
+    EXPECT_EQ(deleting->id, 1);
+    deleting.deleteMember();
+    EXPECT_EQ(deleting->id, 5);
+    EXPECT_EQ((++deleting)->id, 5); // already advanced
+    EXPECT_FALSE(++deleting);
+}
+
+TEST(SnapshotIterator, TellsWhoWasThereAndPassesOverWhomOnlyItHolds) {
+    List list;
+    std::vector<Ptr<Node>> nodes;
+    for (int id = 0; id < 5; ++id) {
+        nodes.push_back(makePtr<Node>(id));
+        list.newMemberTail(*nodes.back());
+    }
+    auto late = makePtr<Node>(9);
+    std::vector<int> told;
+    for (SnapshotIterator<List> at(&list); at; at.advance()) {
+        told.push_back(at->id);
+        if (at->id == 0) {
+            list.newMemberTail(*late);
+            for (std::size_t gone : {1u, 2u, 3u}) {
+                list.deleteMember(*nodes[gone]);
+            }
+            nodes[1] = nodes[2] = nullptr;
+        }
+    }
+    EXPECT_EQ(told, (std::vector{0, 3, 4}));
+    list.deleteAll();
+}
+
+TEST(LinkedQueue, EqualsAModelAndCopiesItsMembersNotItsValues) {
+    using Member = LinkedQueueMember<Ptr<Probe>>;
+    using Queue = LinkedQueue<Member, Probe>;
+    Random random;
+    {
+        Queue queue;
+        std::deque<int> model;
+        auto check = [&model](Queue const& other) {
+            std::vector<int> values;
+            for (Member& each : other) {
+                values.push_back(each.value->value);
+            }
+            ASSERT_EQ(values, std::vector<int>(model.begin(), model.end()));
+            ASSERT_EQ(other.count(), model.size());
+        };
+        for (int step = 0; step < 10'000; ++step) {
+            if (random(2) == 0) {
+                queue.enq(makePtr<Probe>(step));
+                model.push_back(step);
+            } else if (auto value = queue.deq()) {
+                ASSERT_EQ(value->value, model.front());
+                model.pop_front();
+            } else {
+                ASSERT_TRUE(model.empty());
+            }
+            if (step % 100 == 0) {
+                check(queue);
+                Queue copy(queue);
+                check(copy);
+                ASSERT_EQ(copy.version(), 0u);
+                ASSERT_TRUE(copy.head() == nullptr || copy.head() != queue.head());
+                copy.enq(nullptr);
+                queue = copy;
+                ASSERT_EQ(queue.count(), model.size() + 1);
+                queue.deleteAll();
+                model.clear();
+            }
+        }
+        for (int i = 0; i < 200'000; ++i) { // ends without recursion
+            queue.enq(nullptr);
+        }
+    }
+    EXPECT_EQ(Probe::alive, 0);
+}
+
+// A queue is compared with a deque of 64-bit numbers that never wrap; the keys are their low 32 bits.
+TEST(LinkQueue, AReaderGoesOnBehindItsKeyWhereverTheKeysWrap) {
+    using Member = LinkQueueMember<U32, Probe>;
+    using Queue = LinkQueue<Member, U32, Probe>;
+    Random random;
+    auto value = makePtr<Probe>();
+    for (U64 start : {U64{100}, U64{0xfffffff0}}) {
+        Queue queue;
+        std::deque<U64> model;
+        U64 last = start;
+        Queue::IteratorConst at;
+        U64 place = 0;
+        for (int step = 0; step < 40'000; ++step) {
+            switch (random(5)) {
+            case 0:
+            case 1:
+                last += 1 + random(3);
+                last += static_cast<U32>(last) == 0;
+                queue.newMember(makePtr<Member>(static_cast<U32>(last), value));
+                model.push_back(last);
+                break;
+            case 2:
+                if (model.size() > 12) {
+                    ASSERT_EQ(queue.deq(), value);
+                    model.pop_front();
+                }
+                break;
+            case 3:
+                if (model.size() > 6) {
+                    auto const which = model.begin() + random(static_cast<unsigned>(model.size()));
+                    ASSERT_EQ(queue.deleteMember(static_cast<U32>(*which)), value);
+                    ASSERT_EQ(queue.member(static_cast<U32>(*which)), nullptr);
+                    model.erase(which);
+                }
+                break;
+            default:
+                // A reader never falls so far behind that its key belongs to no run of the queue.
+                if (!at || place < model.front() || random(20) == 0) {
+                    at = queue.begin();
+                    place = model.empty() ? 0 : model.front();
+                    break;
+                }
+                at.advance();
+                auto const next = std::upper_bound(model.begin(), model.end(), place);
+                ASSERT_EQ(static_cast<bool>(at), next != model.end());
+                if (at) {
+                    place = *next;
+                    ASSERT_TRUE(at.hasBookmark());
+                    ASSERT_EQ(at.key(), static_cast<U32>(place));
+                    ASSERT_EQ(at.ptr(), value);
+                }
+            }
+            if (model.size() > 40 && start > 1000) { // stay around the wrap
+                queue.deleteAll();
+                model.clear();
+                last = start;
+                at = {};
+            }
+        }
+    }
+}
+
+TEST(LinkQueue, NumbersFromOneAndPassesOverZero) {
+    using Member = LinkQueueMember<U32, Probe>;
+    LinkQueue<Member, U32, Probe> queue;
+    EXPECT_FALSE(queue.begin().hasBookmark());
+    EXPECT_EQ(queue.enq(nullptr), 1u);
+    auto at = queue.begin();
+    queue.deq();
+    EXPECT_EQ(queue.enq(nullptr), 2u);
+    at.advance();
+    EXPECT_EQ(at.key(), 2u);
+    at.advance();
+    EXPECT_FALSE(at);
+    queue.newMember(makePtr<Member>(0xffffffffu, nullptr));
+    EXPECT_EQ(queue.enq(nullptr), 1u);
+}
+
+TEST(BitSet, HoldsAWordAndRefusesOtherPositions) {
+    BitSet<29, unsigned> set(0x4000000);
+    set.set(0);
+    set.set(28);
+    set.reset(26);
+    EXPECT_TRUE(set.test(28) && !set.test(26));
+    EXPECT_EQ(set.word(), 0x10000001u);
+    EXPECT_NE(set, (BitSet<29, unsigned>(1)));
+    if constexpr (contractChecks) {
+        EXPECT_DEATH(set.set(29), "position 29 is not below 29");
+        EXPECT_DEATH(set.reset(-1), "position -1");
+    }
+}
+
+} // namespace

@@ -1,0 +1,63 @@
+#pragma once
+
+/// Every value type of the model, and random values of each, so that what holds for all of them is tested
+/// once.
+
+#include "support/Random.h"
+#include "values/LoamTunnelTypes.h"
+
+#include <tuple>
+#include <type_traits>
+
+namespace support {
+
+using namespace Hardware::LoamTunnel;
+
+template <class... T>
+struct TypeList {};
+
+using AllValues =
+    TypeList<TunnelTerminationEntry, VtepToNhIdMapStatusEntry, EedbValue, OutAcFormat, OutAcValue, OutAcKey,
+             OutAcEntry, EvecFormat, EvecValue, EvecKey, EvecEntry, EvecOwner, AradIvecFormat, AradIvecKey,
+             AradIvecEntry, AradIhpIvectIndex, AradLifIndex, AradLifEntry, AradLifAcP2pToAc, AradLifAcMp,
+             AradLifAcP2pToPwe, AradLifPweToP2p, AradLifLabelProtocolOrLsp, VcableTpidVtConfigEntry,
+             TpidVtAppConfigEntry, TcamSharingPolicyId, TcamSharingRequest, TcamSharingEntry,
+             TcamSharingPendingRequest, TcamSharingResponse, TcamSharingVlanIdOrDomainResponse>;
+
+/// Calls `visit.template operator()<T>()` for each value type.
+template <class Visit>
+void eachValue(Visit const& visit) {
+    []<class... T>(TypeList<T...>, Visit const& each) { (each.template operator()<T>(), ...); }(AllValues{},
+                                                                                                visit);
+}
+
+template <class T>
+T randomValue(Random& random) {
+    if constexpr (std::is_same_v<T, bool>) {
+        return random.below(2) != 0;
+    } else if constexpr (std::is_enum_v<T>) {
+        auto const& all = Kor::enumerators<T>;
+        return static_cast<T>(all[random.below(static_cast<Kor::U32>(all.size()))].number);
+    } else if constexpr (std::is_integral_v<T>) {
+        return static_cast<T>(random.next() >> random.below(64));
+    } else if constexpr (std::is_same_v<T, Lumen::IpAddr>) {
+        return Lumen::IpAddr(static_cast<Kor::U32>(random.next()));
+    } else if constexpr (std::is_same_v<T, Lumen::IntfId>) {
+        return Lumen::IntfId(random.next() >> random.below(64));
+    } else if constexpr (std::is_same_v<T, Sideband::Fapmask>) {
+        auto const word = [&] { return static_cast<Kor::U32>(random.next() & random.next()); };
+        return Sideband::Fapmask(word(), word(), word(), word());
+    } else {
+        for (;;) {
+            try {
+                return []<class... S>(Random& source, Kor::detail::Storage<S...> const*) {
+                    return T{randomValue<typename S::Type>(source)...};
+                }(random, static_cast<Kor::detail::StorageTypeOf<T> const*>(nullptr));
+            } catch (Kor::RangeException const&) {
+                // Out of the type's range: another one.
+            }
+        }
+    }
+}
+
+} // namespace support

@@ -1,0 +1,244 @@
+#include "tests/tools/Process.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using nlohmann::json;
+using support::loamtunnel;
+using support::Outcome;
+
+struct WrongUse {
+    std::vector<std::string> arguments;
+    int status;
+    std::string message;
+};
+
+TEST(Command, SaysInOneLineWhatIsWrong) {
+    std::string const someKinds = "AradLifAcP2pToAc, AradLifAcMp, AradLifAcP2pToPwe, AradLifPweToP2p, "
+                                  "AradLifLabelProtocolOrLsp, OutAcValue and EvecValue";
+    std::string const someCommands = "there are encode, kinds, decode, layout, addr and tables";
+    WrongUse const cases[] = {
+        // The entry
+        {{"encode", "-c8", "AradLifAcMp", "vsii=1"}, 1, "AradLifAcMp has no field vsii; did you mean vsi?"},
+        {{"encode", "-c8", "AradLifAcMp", "vlanEditVid1=4096"},
+         1,
+         "vlanEditVid1=4096 of AradLifAcMp is too large: the field has 12 bits, so at most 4095 (0xfff)"},
+        {{"encode", "-c8", "AradLifPweToP2p", "terminationProfile=8"},
+         1,
+         "terminationProfile=8 of AradLifPweToP2p is too large: the field has 3 bits, so at most 7 (0x7)"},
+        {{"encode", "-c8", "AradLifLabelProtocolOrLsp", "destination=99999999999999999999999"},
+         1,
+         "destination=99999999999999999999999 of AradLifLabelProtocolOrLsp is too large: the field has 19 "
+         "bits, so at "
+         "most 524287 (0x7ffff)"},
+        {{"encode", "-c8", "AradLifAcMp", "ttLearnEnable=maybe"},
+         1,
+         "ttLearnEnable=maybe of AradLifAcMp is no number such as 20 or 0x14, nor one of false and true"},
+        {{"encode", "-c8", "AradLifAcMp", "vsi=-1"},
+         1,
+         "vsi=-1 of AradLifAcMp is no number such as 20 or 0x14"},
+        {{"encode", "-c8", "AradLifAcMp", "vsi="}, 1, "vsi= of AradLifAcMp is no number such as 20 or 0x14"},
+        {{"encode", "-c8", "AradLifAcMp", "vsi"}, 1, "'vsi' is not of the form field=value, such as vsi=1"},
+        {{"encode", "-c8", "AradLifAcMp", "vsi=1", "vsi=2"}, 1, "vsi is given twice"},
+        {{"encode", "-c8", "AradLifAcMp", "lifType=4"},
+         1,
+         "lifType of AradLifAcMp follows from the kind and is not given"},
+        {{"encode", "-c8", "aradlifacmp"}, 1, "no kind of entry aradlifacmp; did you mean AradLifAcMp?"},
+        {{"encode", "-c8", "lifTrill"},
+         1,
+         "an entry of type lifTrill has no row format; the kinds are " + someKinds},
+        {{"encode", "-c9", "AradLifAcP2pToAc", "outLif=65536"},
+         1,
+         "outLif=65536 of AradLifAcP2pToAc does not fit the row of chip 9: at most 65535"},
+        {{"encode", "-c8", "-e32768", "AradLifAcMp"},
+         1,
+         "no entry 32768 in LifTable variant 1 on chip 8; there are 0 to 32767"},
+        {{"encode", "-c8", "-f", "/nowhere/lifs"}, 1, "cannot read /nowhere/lifs: No such file or directory"},
+        {{"encode", "-c8", "-f", "/"}, 1, "cannot read /: Is a directory"},
+        // The row
+        {{"decode", "-c8", "-v1", "1", "2", "3"},
+         1,
+         "a row of LifTable has 4 words of 32 bits, word 0 first, not 3"},
+        {{"decode", "-c8", "-v1", "1", "2", "3", "4x"},
+         1,
+         "'4x' is no 32-bit word in hexadecimal, such as 0x1f or 0000001f"},
+        {{"decode", "-c8", "-v1", "100000000,0,0,0"},
+         1,
+         "'100000000' is no 32-bit word in hexadecimal, such as 0x1f or 0000001f"},
+        // The place
+        {{"addr", "-c8", "--array", "2", "5"},
+         1,
+         "no array element 2 in LifTable variant 0 on chip 8; there are 0 to 1"},
+        {{"addr", "-c8", "-tEvecTable", "--identifier", "1", "5"},
+         1,
+         "no identifier 1 in EvecTable on chip 8; there is 0 alone"},
+        // The command line
+        {{},
+         2,
+         "which command? There are encode, kinds, decode, layout, addr and tables; see loamtunnel --help"},
+        {{"encodd"}, 2, "no command encodd; did you mean encode?"},
+        {{"xyzzy"}, 2, "no command xyzzy; " + someCommands},
+        {{"encode", "-c6", "AradLifAcMp"},
+         2,
+         "no tables on a chip 6; there are chips 3, 4, 5, 7, 8, 9 and 10"},
+        {{"encode", "AradLifAcMp"}, 2, "encode takes either --chip CHIP or --all-chips"},
+        {{"encode", "-c8"}, 2, "encode takes either an entry, such as AradLifAcMp vsi=100, or --file FILE"},
+        {{"decode", "-c8", "0"}, 2, "LifTable on chip 8 has variants 0 to 4; give one with --variant"},
+        {{"decode", "-c8", "-v5", "0"}, 2, "LifTable on chip 8 has no variant 5; its variants are 0 to 4"},
+        {{"decode", "-c8", "-v1000", "0"}, 2, "--variant: '1000' is no number from 0 to 255"},
+        {{"decode", "-c8", "-tEsemMgmtReq", "-v1", "0"},
+         2,
+         "EsemMgmtReq on chip 8 has no variant 1; 0 is its only one"},
+        {{"layout", "-c8", "-tOutAcBnak"}, 2, "no table OutAcBnak; did you mean OutAcBank?"},
+        {{"layout", "-c8", "--diff", "3", "4"}, 2, "--chip excludes --diff; see loamtunnel layout --help"},
+        {{"addr", "-c7", "-tOutAcBank", "1"},
+         2,
+         "OutAcBank on chip 7 has variants 0 to 2; give one with --variant"},
+        {{"addr", "-c8", "one"}, 2, "'one' is no row number"},
+        {{"tables", "--format", "xml"},
+         2,
+         "--format: no format xml; there are table, json and csv; see loamtunnel tables --help"},
+        {{"tables", "--colour"},
+         2,
+         "The following argument was not expected: --colour; see loamtunnel tables --help"},
+    };
+    for (WrongUse const& each : cases) {
+        Outcome const outcome = loamtunnel(each.arguments);
+        EXPECT_EQ(outcome.err, "loamtunnel: " + each.message + '\n');
+        EXPECT_EQ(outcome.status, each.status) << each.message;
+        EXPECT_EQ(outcome.out, "") << each.message;
+    }
+}
+
+TEST(Command, OfManyEntriesTheGoodOnesAreDone) {
+    Outcome const outcome =
+        loamtunnel({"encode", "-c3,5", "--rows", "-f", "-"}, "# all kinds of trouble\n"
+                                                             "lifAcMp vsi=0x10  # good\r\n"
+                                                             "\n"
+                                                             "lifAcMp vid=1\n"
+                                                             "lifAcP2pToAc outLif=65537\n"
+                                                             "lifAcMp vsi=17");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "chip=3 table=LifTable variant=1 0x00000010 0x00000000 0x00000000 0x00000006\n"
+                           "chip=5 table=LifTable variant=1 0x00000010 0x00000000 0x00000000 0x00000003\n"
+                           "chip=3 table=LifTable variant=0 0x00100007 0x00000000 0x00000000 0x00000000\n"
+                           "chip=3 table=LifTable variant=1 0x00000011 0x00000000 0x00000000 0x00000006\n"
+                           "chip=5 table=LifTable variant=1 0x00000011 0x00000000 0x00000000 0x00000003\n");
+    EXPECT_EQ(outcome.err,
+              "loamtunnel: stdin:4: AradLifAcMp has no field vid; did you mean vlanEditVid2 or "
+              "vlanEditVid1?\n"
+              "loamtunnel: stdin:5: outLif=65537 of AradLifAcP2pToAc loses bits on chip 3: the row "
+              "keeps 1\n"
+              "loamtunnel: stdin:5: outLif=65537 of AradLifAcP2pToAc does not fit the row of chip 5: "
+              "at most 65535\n");
+
+    Outcome const rows =
+        loamtunnel({"decode", "-f", "-", "--check"},
+                   outcome.out + "chip=8 variant=1 0 0 0 80000000\n"
+                                 "variant=1 0 0 0 0\nchip=6 0 0 0 0\nchip=8 variant=x 0\nchip=8 y=0");
+    EXPECT_EQ(rows.status, 1);
+    EXPECT_EQ(rows.out, "");
+    EXPECT_EQ(rows.err,
+              "loamtunnel: stdin:6: bits that no field owns are set: 127\n"
+              "loamtunnel: stdin:7: which chip? Put chip=8 before the words, or give --chip\n"
+              "loamtunnel: stdin:8: no tables on a chip 6; there are chips 3, 4, 5, 7, 8, 9 and 10\n"
+              "loamtunnel: stdin:9: 'variant=x' is no variant; one is a number of at most 255\n"
+              "loamtunnel: stdin:10: 'y=0' is not expected; a row is chip=8 table=LifTable variant=1 and its "
+              "words\n");
+}
+
+TEST(Command, EveryExampleBecomesARowOfEveryChip) {
+    std::pair<char const*, int> const files[] = {{"lifs.txt", 300}, {"out-acs.txt", 30}, {"evecs.txt", 15}};
+    for (auto const& [file, least] : files) {
+        Outcome const rows =
+            loamtunnel({"encode", "-a", "--rows", "-f", std::string(LOAM_EXAMPLES "/") + file});
+        EXPECT_EQ(rows.status, 0) << file;
+        EXPECT_EQ(rows.err, "") << file;
+        auto const count = std::ranges::count(rows.out, '\n');
+        EXPECT_GE(count, least * 7) << file;
+        Outcome const back = loamtunnel({"decode", "--check", "-f", "-"}, rows.out);
+        EXPECT_EQ(back.status, 0) << back.err;
+        EXPECT_EQ(back.out.substr(0, back.out.find(':')), std::to_string(count) + " rows");
+    }
+}
+
+TEST(Command, EncodeAndDecodeShowTheSameFields) {
+    std::vector<std::string> const entry{"AradLifAcMp", "vsi=100", "vlanEditVid1=20", "--nonzero"};
+    std::vector<std::string> encode{"encode", "--chip", "8", "--entry", "5", "--array", "1"};
+    encode.insert(encode.end(), entry.begin(), entry.end());
+    std::string const fields = "vsi[15:0]: 100\nvlanEditVid1[59:48]: 20\ntype[97:96]: 3\n";
+    EXPECT_EQ(loamtunnel(encode).out,
+              "chip 8, LifTable variant 1: AradLifAcMp vsi=100 vlanEditVid1=20\n"
+              "words: 0x00000064 0x00140000 0x00000000 0x00000003\n"
+              "address: 0x00688005 block 0x3a aux 0x00 (entry 5, array 1, identifier 0)\n" +
+                  fields);
+    EXPECT_EQ(loamtunnel({"decode", "-c8", "-v1", "--nonzero", "64,0x140000 0", "A0000003"}).out,
+              fields + "unowned bits: 125, 127\n");
+    encode.emplace_back("--json");
+    json const encoded = json::parse(loamtunnel(encode).out);
+    ASSERT_EQ(encoded.size(), 1u);
+    EXPECT_EQ(encoded[0]["address"], "0x00688005");
+    json const decoded = json::parse(
+        loamtunnel({"decode", "-c8", "-v1", "--nonzero", "64 140000 0 3", "--format", "json"}).out);
+    EXPECT_EQ(decoded["fields"], encoded[0]["fields"]);
+    EXPECT_EQ(decoded["words"], encoded[0]["words"]);
+    EXPECT_EQ(decoded["fields"][1], json::parse(R"({"name":"vlanEditVid1","hi":59,"lo":48,"value":20})"));
+}
+
+TEST(Command, LayoutDiffTellsWhatChanged) {
+    EXPECT_EQ(loamtunnel({"layout", "--diff", "5", "8"}).out,
+              "table     variant  field       change    chip 5  chip 8\n"
+              "LifTable        2  eeiIsLabel  gone      44:44\n"
+              "LifTable        4  expectBos   appeared          51:51\n");
+    EXPECT_EQ(loamtunnel({"layout", "--diff", "3", "8", "-tEvecTable", "--format", "csv", "--no-headings"})
+                  .out.substr(0, 107),
+              "EvecTable,any,entry0InnerTpidIdx,grown,13:12,14:12\n"
+              "EvecTable,any,entry0MembershipCheckType,appeared,,18:18\n");
+    json const moved = json::parse(loamtunnel({"layout", "--diff", "8", "3", "-v4", "--json"}).out);
+    auto const row =
+        std::ranges::find_if(moved, [](json const& each) { return each["field"] == "inRifMsb"; });
+    ASSERT_NE(row, moved.end());
+    EXPECT_EQ((*row)["change"], "shrunk");
+    EXPECT_EQ(loamtunnel({"layout", "--diff", "9", "8", "--no-headings"}).out, "");
+}
+
+TEST(Command, ListingsHaveThreeForms) {
+    EXPECT_EQ(
+        loamtunnel({"addr", "-c10", "-tEvecTable", "--identifier", "1", "5", "0x1f", "--format", "csv"}).out,
+        "chip,table,array,identifier,entry,address,block,aux\n"
+        "10,EvecTable,0,1,5,0x001c0005,0x35,0x00\n"
+        "10,EvecTable,0,1,31,0x001c001f,0x35,0x00\n");
+    EXPECT_EQ(loamtunnel({"addr", "-c8", "--array", "1", "5", "--no-headings"}).out,
+              "8  LifTable  1  0  5  0x00688005  0x3a  0x00\n");
+    json const tables = json::parse(loamtunnel({"tables", "--json"}).out);
+    auto const line = [&](int chip, char const* table, char const* variants) {
+        return std::ranges::find_if(tables, [&](json const& each) {
+            return each["chip"] == chip && each["table"] == table && each["variants"] == variants;
+        });
+    };
+    EXPECT_EQ(tables.size(), 7 * 11 + 4u); // OutAcBank twice on 5, 7 and 10, EsemMgmtReq on 10
+    ASSERT_NE(line(7, "OutAcBank", "1-2"), tables.end());
+    EXPECT_EQ((*line(7, "OutAcBank", "1-2"))["array"], 1);
+    EXPECT_EQ((*line(7, "OutAcBank", "0"))["array"], 22);
+    EXPECT_EQ((*line(10, "IngressVECTable", "any"))["blocks"], 2);
+    EXPECT_EQ(loamtunnel({"kinds", "lifAcMp", "--format", "csv", "--no-headings"}).out.substr(0, 33),
+              "AradLifAcMp,LifTable,1,vsi,16,655");
+}
+
+TEST(Command, HelpAndVersionAreResults) {
+    for (char const* const command : {"", "encode", "decode", "layout", "addr", "tables", "kinds"}) {
+        std::vector<std::string> arguments{"--help"};
+        if (*command) {
+            arguments.insert(arguments.begin(), command);
+        }
+        Outcome const help = loamtunnel(arguments);
+        EXPECT_EQ(help.status, 0) << command;
+        EXPECT_NE(help.out.find("Usage: loamtunnel"), std::string::npos) << command;
+        EXPECT_EQ(help.err, "") << command;
+    }
+    EXPECT_TRUE(loamtunnel({"--version"}).out.starts_with("loamtunnel "));
+}
+
+} // namespace

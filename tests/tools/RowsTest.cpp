@@ -1,0 +1,251 @@
+#include "platform/Hardware/Loam/DestinationId.h"
+#include "platform/LoamLib/LoamLibCommonUtils.h"
+#include "support/Random.h"
+#include "support/Tables.h"
+#include "tools/Diagram.h"
+#include "tools/Entries.h"
+#include "tools/Failure.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Hardware;
+using tool::DecodedRow;
+using tool::FieldValue;
+using tool::RowForm;
+using tool::Words;
+
+/// Calls `visit.template operator()<Row>(form)` for each row that there is.
+template <class Visit>
+void eachForm(Visit const& visit) {
+    support::eachTable([&]<class Row>() {
+        TableInfo const* const table = tableInfo(Row::tableName);
+        ASSERT_NE(table, nullptr);
+        support::eachLayout<Row>([&](ChipType chip, U8 variant) {
+            if (variant == 0 || !table->ignoresVariant) {
+                visit.template operator()<Row>(RowForm{table, chip, variant});
+            }
+        });
+    });
+}
+
+TEST(Rows, ARowIsDecodedAsItsTableReadsIt) {
+    support::Random random;
+    int forms = 0;
+    eachForm([&]<class Row>(RowForm const& form) {
+        ++forms;
+        ASSERT_LT(form.variant, form.table->variants(form.chip));
+        for (int round = 0; round < 8; ++round) {
+            Words words(form.table->words);
+            random.fill(words.data(), words.size() * 4);
+            DecodedRow const decoded = tool::decodeRow(form, tool::parseWords(form, tool::wordsText(words)));
+            Words copy = words;
+            Row const row(form.chip, reinterpret_cast<U8*>(copy.data()), static_cast<U16>(copy.size() * 4),
+                          false, form.variant);
+            std::size_t present = 0;
+            support::eachField<Row>([&]<class F>() {
+                if (!row.template isFieldValid<F>()) {
+                    return;
+                }
+                ++present;
+                auto const found = std::ranges::find_if(
+                    decoded.fields, [](FieldValue const& each) { return each.place.field->id == F::id; });
+                ASSERT_NE(found, decoded.fields.end()) << F::name;
+                auto const value = row.template field<F>();
+                EXPECT_EQ(std::memcmp(found->bytes.data(), &value, sizeof value), 0) << F::name;
+                EXPECT_EQ(found->place.lo(), row.template fieldStart<F>());
+                EXPECT_EQ(found->place.field->name, F::name);
+            });
+            EXPECT_EQ(decoded.fields.size(), present);
+            EXPECT_TRUE(
+                std::ranges::is_sorted(decoded.fields, {}, [](FieldValue const& f) { return f.place.lo(); }));
+
+            Words rest = tool::composeRow(form, decoded);
+            for (tool::BitRange const& range : decoded.unowned) {
+                for (U32 bit = range.lo; bit <= range.hi; ++bit) {
+                    EXPECT_EQ(rest[bit / 32] >> (bit % 32) & 1, 0u);
+                    rest[bit / 32] |= 1u << (bit % 32);
+                }
+            }
+            EXPECT_EQ(rest, words);
+        }
+    });
+    EXPECT_EQ(forms, 7 * (5 + 3 + 9) + 1);
+}
+
+TEST(Rows, AnyTextIsAtMostRefused) {
+    support::Random random;
+    std::string const alphabet = "0123456789abcdefABCDEFxX ,,  \t=#'-\n";
+    RowForm const form = tool::rowForm("EvecTable", jerichoChip8, {});
+    int accepted = 0, refused = 0;
+    for (int round = 0; round < 20000; ++round) {
+        std::string text;
+        for (U32 i = random.below(24); i > 0; --i) {
+            text += random.below(50) == 0 ? static_cast<char>(random.next()) : alphabet[random.below(27)];
+        }
+        try {
+            Words const words = tool::parseWords(form, text);
+            ASSERT_EQ(words.size(), 2u);
+            EXPECT_EQ(tool::parseWords(form, tool::wordsText(words)), words);
+            static_cast<void>(tool::decodeRow(form, words));
+            ++accepted;
+        } catch (tool::Refused const& failure) {
+            EXPECT_EQ(std::string(failure.what()).find('\n'), std::string::npos);
+            ++refused;
+        }
+        EXPECT_THROW(tool::parseEntry(text), tool::Refused);
+    }
+    EXPECT_GT(accepted, 100);
+    EXPECT_GT(refused, 100);
+}
+
+/// The row field that an attribute becomes.
+std::string fieldOf(std::string const& attribute) {
+    std::size_t const dot = attribute.find('.');
+    if (dot == std::string::npos) {
+        return attribute;
+    }
+    std::string name = attribute.substr(dot + 1);
+    name[0] = static_cast<char>(name[0] - 'a' + 'A');
+    std::string const part = attribute.substr(0, dot);
+    return part.starts_with("evec") ? "entry" + part.substr(4) + name
+           : name == "Format"       ? part + "EntryFormat"
+                                    : part + "Action" + name;
+}
+
+/// A field of the row that shares no bit with another has the value that the entry gave it.
+TEST(Rows, WhatWasEncodedIsDecoded) {
+    support::Random random;
+    std::size_t compared = 0;
+    for (tool::Kind const& kind : tool::allKinds()) {
+        bool const hasParts = kind.attributes[0].name.find('.') != std::string::npos;
+        for (int round = 0; round < 40; ++round) {
+            std::string text = kind.name;
+            for (tool::AttributeInfo const& each : kind.attributes) {
+                bool const isPart = each.name.find('.') != std::string::npos;
+                bool const isWord = each.name.starts_with("dword") || each.name.ends_with(".value") ||
+                                    each.name.ends_with(".unused") || isPart != hasParts;
+                U64 const most = each.name == "outLif" ? 0xffff
+                                 : each.name.ends_with("format") || each.name.ends_with("TpidIdx")
+                                     ? 3
+                                     : each.most;
+                if (!isWord && random.below(4) != 0) {
+                    text += ' ' + each.name + '=' + tool::hex(random.next() & most, 1);
+                }
+            }
+            tool::Entry const entry = tool::parseEntry(text);
+            for (ChipType const chip : tool::supportedChips()) {
+                tool::EncodedRow const row = tool::encodeEntry(entry, chip);
+                EXPECT_TRUE(row.notes.empty() || kind.name == "OutAcValue");
+                DecodedRow const decoded = tool::decodeRow(row.form, row.words);
+                EXPECT_TRUE(decoded.unowned.empty());
+                for (FieldValue const& field : decoded.fields) {
+                    auto const attribute = std::ranges::find_if(kind.attributes, [&](auto const& each) {
+                        return fieldOf(each.name) == field.place.field->name;
+                    });
+                    bool const shared = std::ranges::any_of(decoded.fields, [&](FieldValue const& other) {
+                        return other.place.field != field.place.field &&
+                               other.place.field->name != "evecTableData" &&
+                               other.place.lo() <= field.place.hi() && field.place.lo() <= other.place.hi();
+                    });
+                    if (attribute == kind.attributes.end() || attribute->name == "type" || shared ||
+                        attribute->name.ends_with("membershipCheckType")) {
+                        continue;
+                    }
+                    U64 expected =
+                        entry.draft->get(static_cast<std::size_t>(attribute - kind.attributes.begin()));
+                    if (attribute->name == "destination" && kind.alias != "lifAcP2pToPwe") {
+                        Loam::DestinationId id;
+                        id.decodeDestId(Loam::fapTypeJericho, static_cast<U32>(expected));
+                        expected = id.encodedDestId(chipTypeToFapType(chip));
+                    }
+                    EXPECT_EQ(field.number(), expected) << text << " chip " << chip << ' ' << attribute->name;
+                    ++compared;
+                }
+            }
+        }
+    }
+    EXPECT_GT(compared, 7u * 40 * 7 * 4);
+}
+
+TEST(Kinds, PartsOfAValueAreSetByName) {
+    auto const rowOf = [](std::string const& text, ChipType chip) {
+        return tool::encodeEntry(tool::parseEntry(text), chip);
+    };
+    EXPECT_EQ(rowOf("OutAcValue ac1.vid1=0x123 ac0.drop=true", aradChip3).words,
+              rowOf("OutAcValue word1=0x24602", aradChip3).words);
+    // A command of which one field is set keeps the membership check; the other is as the value has it.
+    EXPECT_EQ(rowOf("EvecValue evec1.innerVlanIdSrc=eveVidSrcEditInfo1", jerichoChip8).words,
+              rowOf("EvecValue evec1=0x40100", jerichoChip8).words);
+    EXPECT_EQ(
+        rowOf("EvecValue evec0.innerTpidIdx=5", aradChip3).notes,
+        std::vector<std::string>{"evec0.innerTpidIdx=5 of EvecValue loses bits on chip 3: the row keeps 1"});
+    // A limit holds whatever name the bits were set by.
+    for (char const* const four : {"ac0.format=4", "ac0EntryFormat=4", "ac0_32_36=0x10", "word1=0x10"}) {
+        EXPECT_THROW(rowOf(std::string("OutAcValue ") + four, jerichoChip5), tool::Refused) << four;
+    }
+    for (char const* const beyond : {"word0=0x4000000000", "evec0.value=0x80000"}) {
+        EXPECT_THROW(tool::parseEntry(std::string("EvecValue ") + beyond), tool::Refused) << beyond;
+    }
+}
+
+/// Whether every tag that is opened is closed, in order, and no bare & is in the text.
+bool isWellFormed(std::string const& xml) {
+    std::vector<std::string> open;
+    for (std::size_t at = xml.find('<'); at != xml.npos; at = xml.find('<', at + 1)) {
+        std::size_t const end = xml.find('>', at);
+        std::string const tag = xml.substr(at + 1, end - at - 1);
+        if (end == xml.npos || std::ranges::count(tag, '"') % 2 != 0 || tag.find('<') != tag.npos) {
+            return false;
+        }
+        if (tag[0] == '/') {
+            if (open.empty() || open.back() != tag.substr(1)) {
+                return false;
+            }
+            open.pop_back();
+        } else if (tag.back() != '/') {
+            open.push_back(tag.substr(0, tag.find(' ')));
+        }
+    }
+    return open.empty() && xml.find('&') == xml.npos;
+}
+
+TEST(Diagrams, ShowEveryFieldOfEveryRow) {
+    eachForm([]<class Row>(RowForm const& form) {
+        tool::Diagram const diagram(form);
+        std::string const text = diagram.text();
+        std::string const svg = diagram.svg();
+        tool::Json const wave = diagram.wavedrom();
+        EXPECT_TRUE(isWellFormed(svg)) << diagram.title();
+        U32 bits = 0;
+        for (tool::Json const& each : wave["reg"]) {
+            bits += each["bits"].get<U32>();
+        }
+        EXPECT_EQ(bits, form.table->words * 32u) << diagram.title();
+        std::size_t placed = 0;
+        for (auto const& lane : diagram.lanes()) {
+            for (std::size_t i = 1; i < lane.size(); ++i) {
+                EXPECT_LT(lane[i - 1].hi(), lane[i].lo()) << diagram.title();
+            }
+            placed += lane.size();
+        }
+        std::vector<FieldPlace> const fields = form.fields();
+        EXPECT_EQ(placed, fields.size());
+        for (FieldPlace const& place : fields) {
+            std::string const name(place.field->name);
+            EXPECT_NE(text.find(name), std::string::npos) << name;
+            EXPECT_NE(svg.find("<title>" + tool::placeText(place)), std::string::npos) << name;
+            EXPECT_NE(wave.dump().find('"' + name), std::string::npos) << name << ' ' << diagram.title();
+        }
+    });
+    tool::Diagram const label(tool::rowForm("LifTable", jerichoChip8, 4));
+    ASSERT_EQ(label.lanes().size(), 2u);
+    EXPECT_EQ(label.lanes()[1][0].field->name, "vsiMsb");
+    EXPECT_EQ(label.lanes()[1][1].field->name, "expectBos");
+}
+
+} // namespace

@@ -1,0 +1,335 @@
+#include "../bench/HandWrittenPairs.h"
+#include "support/Random.h"
+#include "tables/LoamTunnelMetaInfo.h"
+#include "values/LoamTunnelTypes.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace {
+
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using Sideband::Fapmask;
+
+constexpr ChipType supported[] = {aradChip3,    aradChip4,    jerichoChip5, jerichoChip7,
+                                  jerichoChip8, jerichoChip9, jerichoChip10};
+
+template <class Attempt>
+std::string refusal(Attempt const& attempt) {
+    try {
+        attempt();
+    } catch (Kor::RangeException const& exception) {
+        return exception.what();
+    }
+    return "accepted";
+}
+
+TEST(Encoders, WritePairsAsByHandOnEveryChipAndLeaveOtherBits) {
+    support::Random random;
+    for (int round = 0; round < 4000; ++round) {
+        OutAcValue acs(static_cast<U32>(random.next()), static_cast<U32>(random.next()),
+                       static_cast<U32>(random.next()));
+        EvecValue const evecs(random.next() & EvecValue::limit);
+        for (ChipType const chip : supported) {
+            OutAcValue fitting = acs;
+            fitting.ac0EntryFormatIs(acs.ac0EntryFormat() & (chip == aradChip3 ? 7 : 3));
+            fitting.ac1EntryFormatIs(acs.ac1EntryFormat() & (chip == aradChip4 ? 3 : 7));
+            std::array<U8, 16> noise;
+            random.fill(noise.data(), noise.size());
+            auto row = noise;
+            auto expected = noise;
+            fitting.writeToChipFormat(chip, row.data());
+            HandWritten::encode(fitting, chip, expected.data());
+            ASSERT_EQ(row, expected) << "out-ACs on " << chip;
+            row = expected = noise;
+            evecs.writeToChipFormat(chip, row.data());
+            HandWritten::encode(evecs, chip, expected.data());
+            ASSERT_EQ(row, expected) << "commands on " << chip;
+        }
+    }
+}
+
+TEST(Encoders, CountTheirTracePointsAlikeWhenQuietAndWhenTraced) {
+    Kor::TraceFacility& rows = Kor::traceFacility("LoamTunnelMetaInfo");
+    Kor::TraceFacility& types = Kor::traceFacility("LoamTunnelTypes");
+    U8 buffer[16] = {};
+    auto counted = [&](auto const& value, ChipType chip) {
+        U32 const before = rows.testCounter + types.testCounter;
+        value.writeToChipFormat(chip, buffer);
+        return rows.testCounter + types.testCounter - before;
+    };
+    for (ChipType const chip : supported) {
+        U32 const acs = counted(OutAcValue(), chip);
+        U32 const evecs = counted(EvecValue(), chip);
+        U32 records = 0;
+        Kor::traceSinkIs([&](Kor::TraceRecord const&) { ++records; });
+        for (Kor::TraceFacility* each : {&rows, &types}) {
+            each->enabledIs(true);
+            each->levelIs(8, true);
+        }
+        EXPECT_EQ(counted(OutAcValue(), chip), 2 * acs);
+        EXPECT_EQ(records, acs) << chip;
+        records = 0;
+        EXPECT_EQ(counted(EvecValue(), chip), 2 * evecs);
+        EXPECT_EQ(records, evecs) << chip;
+        for (Kor::TraceFacility* each : {&rows, &types}) {
+            each->enabledIs(false);
+            each->levelIs(8, false);
+        }
+        Kor::traceSinkIs({});
+    }
+}
+
+TEST(Encoders, TheLinesOfTheEgressEncoderComeInOrder) {
+    Kor::TraceFacility& types = Kor::traceFacility("LoamTunnelTypes");
+    std::vector<std::string> lines;
+    Kor::traceSinkIs([&](Kor::TraceRecord const& r) {
+        EXPECT_EQ(r.function, "writeToChipFormat");
+        EXPECT_EQ(r.level, 8);
+        lines.emplace_back(r.text);
+    });
+    types.enabledIs(true);
+    types.levelIs(8, true);
+    EvecFormat command;
+    command.nTagsToRemoveIs(2);
+    command.innerPcpDeiSrcIs(evePcpDeiSrcMap);
+    command.outerVidSrcIs(6);
+    command.innerTpidIdxIs(7);
+    EvecValue value;
+    value.evecFormatIs(true, command);
+    auto traced = [&](ChipType chip) {
+        U8 buffer[8] = {};
+        lines.clear();
+        value.writeToChipFormat(chip, buffer);
+        return lines;
+    };
+    auto entry = [](char tags, char pcp, char vid, char tpid, char const* cut, bool membership) {
+        std::vector<std::string> all = {
+            "tag:", "innerpcp:", "outerpcp:", "innervid:", "outervid:", "innertpid:"};
+        char const values[] = {tags, pcp, 0, 0, vid, tpid};
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            all[i] += values[i];
+        }
+        all.push_back(std::string("innertpid trunc:") + cut);
+        all.push_back(std::string("outertpid:") + '\0');
+        all.push_back("outertpid trunc:0");
+        if (membership) {
+            all.push_back(std::string("membershipcheck:") + '\1');
+        }
+        return all;
+    };
+    for (bool const late : {false, true}) {
+        std::string const word = std::to_string(value.word0());
+        std::vector<std::string> expected = {std::string("writeToChipFormat: chipType: ") +
+                                                 (late ? "jerichoChip8" : "jerichoChip5"),
+                                             "writeToChipFormat: data : " + word,
+                                             "writeToChipFormat: evec0 : " + std::to_string(command.value())};
+        auto const first = entry(2, 3, 6, 7, late ? "7" : "3", late);
+        expected.insert(expected.end(), first.begin(), first.end());
+        expected.push_back("writeToChipFormat: evec1 : 262144");
+        auto const second = entry(0, 0, 0, 0, "0", late);
+        expected.insert(expected.end(), second.begin(), second.end());
+        EXPECT_EQ(traced(late ? jerichoChip8 : jerichoChip5), expected);
+    }
+    types.enabledIs(false);
+    types.levelIs(8, false);
+    Kor::traceSinkIs({});
+}
+
+TEST(OutAc, HalvesAreReadAndWrittenApart) {
+    OutAcFormat ac(0x1fffffffff | U64{5} << 37);
+    EXPECT_EQ(ac.unused(), 5u);
+    OutAcValue pair(1, 2, 3);
+    OutAcFormat const other = pair.acFormat(false);
+    pair.acFormatIs(true, ac);
+    EXPECT_EQ(pair.acFormat(true), OutAcFormat(0x1fffffffff));
+    EXPECT_NE(pair.acFormat(true), ac);
+    EXPECT_NE(OutAcFormat(0x1fffffffff).hash(), ac.hash());
+    EXPECT_EQ(pair.acFormat(false), other);
+
+    OutAcValue second(0x12345678, 0x15, 0xfffffc00);
+    second.acFormatIs(false, ac);
+    EXPECT_EQ(second, OutAcValue(0x12345678, 0xfffffff5, 0xffffffff));
+    EXPECT_EQ(second.ac1EntryFormat(), 7);
+    EXPECT_FALSE(second.valid());
+    EXPECT_TRUE(OutAcValue().valid());
+    if constexpr (Kor::contractChecks) {
+        U8 buffer[12] = {};
+        EXPECT_DEATH(pair.writeToChipFormat(aradChip4, buffer),
+                     "ac0EntryFormatIs: value 7 is above 3 \\(chip 4");
+    }
+}
+
+TEST(OutAc, TheFormatOfARowFollowsItsBits) {
+    for (U32 kind = 0; kind < 16; ++kind) {
+        EedbFormat const expected = kind >= 8   ? mpls
+                                    : kind >= 6 ? data
+                                    : kind >= 4 ? arp
+                                    : kind      ? invalid
+                                                : ac;
+        EXPECT_EQ(EedbValue(0, 0, kind << 10).format(), expected) << kind;
+    }
+    EXPECT_EQ(EedbValue(0, 4, 0).format(), invalid);
+    EXPECT_EQ(EedbValue(0, 0, 1u << 9).format(), invalid);
+    EXPECT_EQ(EedbValue(0, 0, 1u << 8).format(), ac);
+    EXPECT_EQ(OutAcValue().format(), ac);
+    EXPECT_EQ(EedbAcConstants::acBaseIndex(Loam::fapTypeArad), EedbAcConstants::aradAcStartIndex);
+    EXPECT_EQ(EedbAcConstants::acBaseIndex(Loam::fapTypeJericho), 8192u);
+    EXPECT_EQ(EedbAcConstants(), EedbAcConstants());
+}
+
+TEST(OutAc, KeysOrderByChipsFirstAndHashTheHashOfTheFormat) {
+    OutAcKey const low(Fapmask::of({0}), OutAcFormat(9));
+    OutAcKey const high(Fapmask::of({1}), OutAcFormat(1));
+    EXPECT_LT(low, high);
+    EXPECT_LT(OutAcKey(Fapmask::of({0}), OutAcFormat(8)), low);
+    Kor::OneAtATime byHand;
+    for (U32 const word : {1u, 0u, 0u, 0u}) {
+        byHand.add(word);
+    }
+    EXPECT_EQ(low.hash(), byHand.add(OutAcFormat(9).hash()).finish());
+    EXPECT_EQ(OutAcEntry().acIndex().value(), 65535);
+    EXPECT_NE(OutAcEntry(low), OutAcEntry(low, Loam::OutAcIndex(1)));
+}
+
+TEST(Evec, ACommandMadeFromANumberHasItsMembershipCheck) {
+    EXPECT_EQ(EvecFormat().value(), 0x40000u);
+    EXPECT_EQ(EvecFormat(5).value(), 0x40005u);
+    EXPECT_EQ(EvecFormat(5).membershipCheckType(), 1);
+    constexpr char words[] = "EvecFormat::value < 0 or > 0x7ffff not allowed";
+    EXPECT_EQ(refusal([] { EvecFormat(0x80000); }), words);
+    EvecFormat command;
+    command.valueIs(5);
+    EXPECT_EQ(command.membershipCheckType(), 0);
+    EXPECT_EQ(refusal([&] { command.valueIs(0x80000); }), words);
+    EXPECT_EQ(command.value(), 0x80000u);                              // stored all the same
+    EXPECT_EQ(refusal([&] { command.valueIs(0x80000); }), "accepted"); // nothing changes
+    EXPECT_EQ(refusal([&] { command.nTagsToRemoveIs(1); }), words);
+    command.valueIs(0);
+    command.innerVlanIdSrcIs(static_cast<EveVlanIdSource>(0xfffffffe));
+    EXPECT_EQ(command.value(), 6u << 6);
+    EXPECT_EQ(command.innerVlanIdSrc(), static_cast<EveVlanIdSource>(6));
+    EXPECT_EQ(command.outerVlanIdSrc(), eveVidSrcEmpty);
+}
+
+TEST(Evec, APairDoesNotSeeTheMembershipBits) {
+    EvecValue pair;
+    EXPECT_EQ(pair.evecFormat(true).value(), 0x40000u);
+    EvecFormat command(0x12345);
+    command.membershipCheckTypeIs(0);
+    pair.evecFormatIs(true, command);
+    EXPECT_EQ(pair.evec0(), 0x12345u);
+    EXPECT_EQ(pair.evecFormat(true).value(), 0x52345u);
+    pair.evecFormatIs(false, EvecFormat(0x7ffff));
+    EXPECT_EQ(pair.word0(), U64{0x7ffff} << 19 | 0x12345);
+
+    constexpr char words[] = "EvecValue::word0 < 0 or > 0x3fffffffffL not allowed";
+    EXPECT_EQ(refusal([] { EvecValue(U64{1} << 38); }), words);
+    EXPECT_EQ(refusal([&] { pair.word0Is(U64{1} << 38 | 7); }), words);
+    EXPECT_EQ(pair.evec0(), 7u);
+    EXPECT_EQ(refusal([&] { pair.evec0Is(7); }), "accepted");
+    EXPECT_EQ(refusal([&] { pair.evec0Is(8); }), words);
+    EXPECT_EQ(pair.evec0(), 8u);
+}
+
+TEST(Evec, ASlotIsNullWithoutChipOrIndex) {
+    EXPECT_TRUE(!EvecKey());
+    EXPECT_TRUE(!EvecKey(Fapmask::of({0})));
+    EXPECT_TRUE(!EvecKey(Fapmask(), Loam::EvecIndex(3)));
+    EvecKey const slot(Fapmask::of({0}), Loam::EvecIndex(3));
+    EXPECT_FALSE(!slot);
+    EXPECT_FALSE(!EvecEntry(slot));
+    EXPECT_TRUE(!EvecEntry());
+    EXPECT_LT(slot, EvecKey(Fapmask::of({0}), Loam::EvecIndex(4)));
+    Kor::OneAtATime byHand;
+    for (U32 const word : {1u, 0u, 0u, 0u}) {
+        byHand.add(word);
+    }
+    EXPECT_EQ(slot.hash(), byHand.add(U16{3}).finish());
+    EXPECT_NE(EvecOwner(slot, Loam::vtAppMpls), EvecOwner(slot, Loam::vtAppVxlan));
+}
+
+TEST(Text, OfAValueNamesItsTypeAndAttributes) {
+    std::ostringstream text;
+    text << EvecEntry(EvecKey(Fapmask::of({0, 1, 2, 9, 127}), Loam::EvecIndex(4)), EvecFormat(1));
+    EXPECT_EQ(text.str(),
+              "Value('Hardware::LoamTunnel::EvecEntry', ** {'key': Value('Hardware::LoamTunnel::EvecKey', "
+              "** {'fapMask': '0-2,9,127', 'index': 4}), 'format': 262145})");
+    EXPECT_EQ(Kor::valueToStrep(EvecOwner()),
+              "Value('Hardware::LoamTunnel::EvecOwner', ** {'key': Value('Hardware::LoamTunnel::EvecKey', ** "
+              "{'fapMask': '', 'index': 1024}), 'app': 'vtAppNone'})");
+    EXPECT_EQ(Kor::valueToStrep(EedbAcConstants()), "");
+    EXPECT_EQ(
+        Kor::valueToStrep(AradLifAcMp(lifAcMp, 1)),
+        "Value('Hardware::LoamTunnel::AradLifAcMp', ** {'lifType': 'lifAcMp', 'dword0': 1, 'dword1': 0})");
+}
+
+TEST(Ivec, CommandsHaveTheLayoutOfTheirRows) {
+    AradIvecFormat command(0x1fffff);
+    U8 buffer[4];
+    U32 const word = command.word();
+    std::memcpy(buffer, &word, sizeof buffer);
+    for (ChipType const chip : supported) {
+        EpniIvecTable row(chip, buffer, 4, false, 0);
+        EXPECT_EQ(row.getAllFields(), word);
+        EXPECT_EQ(row.tpidProfile(), command.tpidProfile());
+        EXPECT_EQ(row.outerTpidIndex(), command.outerTpidIndex());
+        EXPECT_EQ(row.innerPcpDeiSrc(), command.innerPcpDeiSrc());
+        EXPECT_EQ(row.tagsToRemove(), command.tagsToRemove());
+    }
+    EXPECT_NE(command, AradIvecFormat(0x3fffff));
+    command.outerVidSrcIs(iveVidSrcOuterTag);
+    command.tagsToRemoveIs(AradIvecFormat::removeOneTag);
+    EXPECT_EQ(command.word(), 0x1fffffu & ~(3u << 5) & ~(2u << 19));
+    EXPECT_EQ(refusal([] { IveVlanIdSourceInstance(1); }), "IveVlanIdSource");
+    EXPECT_EQ(refusal([] { IveVlanPcpDeiSourceInstance(1); }), "IveVlanPcpDeiSource");
+    EXPECT_EQ(refusal([] { IveVlanPcpDeiSourceInstance(5); }), "accepted");
+    EXPECT_EQ(refusal([] { AradIvecFormat::TagsToRemoveOptionInstance(3); }),
+              "AradIvecFormat::TagsToRemoveOption");
+    EXPECT_EQ(refusal([] { AradIvecFormat::TagsToRemoveOptionInstance("x"); }), "TagsToRemoveOption");
+    std::ostringstream text;
+    text << AradIvecFormat::removeTwoTags << ' ' << static_cast<AradIvecFormat::TagsToRemoveOption>(9);
+    EXPECT_EQ(text.str(), "removeTwoTags AradIvecFormat::TagsToRemoveOption(9)");
+}
+
+TEST(Ivec, SlotsThatDifferInLaterWordsAreUnequalAndHashAlike) {
+    AradIvecKey const slot(Fapmask::of({2}), Loam::AradIvecIndex(5, 1, 2));
+    AradIvecKey const other(Fapmask::of({2}), Loam::AradIvecIndex(5, 1, 3));
+    EXPECT_NE(slot, other);
+    EXPECT_LT(slot, other);
+    EXPECT_EQ(slot.hash(), other.hash());
+    EXPECT_EQ(slot.hash(), AradIvecKey(Fapmask::of({2}), Loam::AradIvecIndex(0x105)).hash());
+    EXPECT_NE(slot.hash(), AradIvecKey(Fapmask::of({2}), Loam::AradIvecIndex(6)).hash());
+    EXPECT_FALSE(!slot);
+    EXPECT_TRUE(!AradIvecKey(Fapmask::of({2})));
+    EXPECT_TRUE(!AradIvecKey(Fapmask(), Loam::AradIvecIndex(5)));
+    EXPECT_TRUE(!AradIvecKey(Fapmask::of({2}), Loam::AradIvecIndex(64, 7, 0)));
+}
+
+TEST(Ivect, EveryViewGoesThroughTheIndex) {
+    constexpr char words[] =
+        "AradIhpIvectIndex::index < AradIhpIvectIndex::min or > AradIhpIvectIndex::null not allowed";
+    AradIhpIvectIndex index;
+    EXPECT_EQ(index.index(), 256);
+    EXPECT_FALSE(index.valid());
+    EXPECT_EQ(refusal([&] { index.iveProfileIs(Loam::iveProfile5); }), words);
+    EXPECT_EQ(index.index(), 261); // stored all the same
+    index.setProfileAndFormat(Loam::iveProfile5, Loam::vlanTagS);
+    EXPECT_EQ(index.index(), 29);
+    EXPECT_TRUE(index.valid());
+    EXPECT_EQ(index.iveProfile(), Loam::iveProfile5);
+    EXPECT_EQ(index.vlanTagFormat(), Loam::vlanTagS);
+    index.setProfileAndFormat(static_cast<Loam::IveProfile>(0xff), static_cast<Loam::VlanTagFormat>(0xff));
+    EXPECT_EQ(index.index(), 127);
+    index.hashIs(7);
+    EXPECT_EQ(index.index(), 7);
+    EXPECT_EQ(index.hash(), 7);
+    EXPECT_EQ(refusal([&] { index.hashIs(257); }), words);
+    EXPECT_EQ(refusal([] { AradIhpIvectIndex(256); }), "accepted");
+    EXPECT_EQ(refusal([] { AradIhpIvectIndex(257); }), words);
+    EXPECT_LT(AradIhpIvectIndex(3), AradIhpIvectIndex());
+    EXPECT_EQ(AradIhpIvectIndex::null, 256);
+}
+
+} // namespace

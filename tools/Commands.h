@@ -1,0 +1,111 @@
+#pragma once
+
+/// The commands of the program, each a function over its options. They print results to `Context::out`,
+/// report what they could not do to `Context::err`, and throw a Failure where nothing can be done.
+
+#include "tools/Listing.h"
+#include "tools/Rows.h"
+
+#include <functional>
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+struct Context {
+    std::istream& in;
+    std::ostream& out;
+    std::ostream& err;
+    bool colourOut = false;
+    bool colourErr = false;
+    int status = 0;
+
+    /// Reports a failure and goes on; the exit status will be 1.
+    void report(std::string const& message);
+    /// Says something that is no failure.
+    void note(std::string const& message);
+};
+
+/// Options that name a row; what is not given is empty.
+struct RowOptions {
+    std::string table = "LifTable";
+    std::string chip;
+    std::optional<U32> variant;
+
+    RowForm form() const { return rowForm(table, chipNumber(chip), variant); }
+};
+
+struct PlaceOptions {
+    std::optional<U32> entry;
+    U32 array = 0;
+    U32 identifier = 0;
+};
+
+struct EncodeOptions {
+    std::vector<std::string> words;
+    std::string file;
+    std::vector<std::string> chips;
+    bool allChips = false;
+    PlaceOptions place;
+    bool rows = false;
+    bool nonzero = false;
+    Output output;
+};
+void encode(Context& context, EncodeOptions const& options);
+
+struct KindsOptions {
+    std::string kind;
+    Output output;
+};
+void kinds(Context& context, KindsOptions const& options);
+
+struct DecodeOptions {
+    RowOptions row;
+    std::vector<std::string> words;
+    std::string file;
+    bool check = false;
+    bool nonzero = false;
+    Output output;
+};
+void decode(Context& context, DecodeOptions const& options);
+
+struct LayoutOptions {
+    RowOptions row;
+    std::vector<std::string> diff;
+    bool svg = false;
+    bool wavedrom = false;
+    Output output;
+};
+void layout(Context& context, LayoutOptions const& options);
+
+struct AddressOptions {
+    RowOptions row;
+    std::vector<U32> entries;
+    U32 array = 0;
+    U32 identifier = 0;
+    Output output;
+};
+void address(Context& context, AddressOptions const& options);
+
+struct TablesOptions {
+    std::vector<std::string> chips;
+    Output output;
+};
+void tables(Context& context, TablesOptions const& options);
+
+/// Calls `visit(text, where)` for each line of a file ("-": the input stream) that is not blank, comments
+/// from # on cut off; `where` is "file:line". What `visit` throws as a Failure is reported with it, and the
+/// next line follows. Refused when the file cannot be read.
+void eachLine(Context& context, std::string const& file,
+              std::function<void(std::string const& text, std::string const& where)> const& visit);
+
+/// Listing columns shared by encode and decode.
+Json fieldsJson(DecodedRow const& row, bool nonzero);
+std::string fieldsText(DecodedRow const& row, bool nonzero);
+
+/// The whole program: reads the arguments, runs a command, and returns the exit status.
+int run(std::vector<std::string> const& arguments, Context context);
+
+} // namespace tool

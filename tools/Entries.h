@@ -1,0 +1,36 @@
+#pragma once
+
+/// An entry as text, `AradLifAcMp vsi=100 vlanEditVid1=20`, and the rows that it becomes.
+
+#include "tools/Kind.h"
+#include "tools/Rows.h"
+
+namespace tool {
+
+/// All kinds, declared in tools/Kinds.cpp.
+std::vector<Kind> const& allKinds();
+
+/// The kind of that name or other name, Refused when there is none that can be written to a row.
+Kind const& kindNamed(std::string_view word);
+
+struct Entry {
+    Kind const* kind;
+    std::unique_ptr<Draft> draft;
+};
+
+/// Reads an entry: the kind, then `field=value` in any number, set in that order. A value is a decimal or 0x
+/// number or one of the attribute's words. Refused with the reason when anything is not as it should be.
+Entry parseEntry(std::string_view text);
+
+struct EncodedRow {
+    RowForm form;
+    Words words;
+    /// What of the entry did not reach the row though the encoder allows it.
+    std::vector<std::string> notes;
+};
+
+/// The row of the entry on a chip, all bits 0 that the encoder does not write. Refused when the encoder's
+/// contract excludes the entry on this chip.
+EncodedRow encodeEntry(Entry const& entry, Hardware::ChipType chip);
+
+} // namespace tool

@@ -1,0 +1,89 @@
+#include "tools/Commands.h"
+#include "tools/Diagram.h"
+
+#include <algorithm>
+#include <ostream>
+
+namespace tool {
+
+namespace {
+
+using Hardware::ChipType;
+using Hardware::FieldInfo;
+using Hardware::FieldPlace;
+using Hardware::TableInfo;
+using Hardware::layout::Position;
+
+Json rangeJson(FieldInfo const& field, Position at) {
+    if (at.width == 0) {
+        return {};
+    }
+    FieldPlace const place{&field, at};
+    return std::to_string(place.hi()) + ':' + std::to_string(place.lo());
+}
+
+/// What became of a field; empty when nothing.
+std::string changeText(Position from, Position to) {
+    if (from.width == 0 || to.width == 0) {
+        return from.width == to.width ? "" : from.width == 0 ? "appeared" : "gone";
+    }
+    std::string const moved = from.offset == to.offset ? "" : "moved";
+    std::string const size = from.width == to.width ? "" : from.width < to.width ? "grown" : "shrunk";
+    return moved + (moved.empty() || size.empty() ? "" : ", ") + size;
+}
+
+void diff(Context& context, LayoutOptions const& options) {
+    ChipType const from = chipNumber(options.diff[0]);
+    ChipType const to = chipNumber(options.diff[1]);
+    TableInfo const& table = tableNamed(options.row.table);
+    U32 first = 0;
+    U32 bound = std::max(table.variants(from), table.variants(to));
+    if (options.row.variant) {
+        first = *options.row.variant;
+        bound = first + 1;
+        rowForm(table.name, table.has(from, first) ? from : to, first); // refuses what neither has
+    }
+    Listing listing({"table", "variant", "field", "change", "chip " + std::to_string(from),
+                     "chip " + std::to_string(to)});
+    for (U32 variant = first; variant < bound; ++variant) {
+        for (FieldInfo const& field : table.fields) {
+            Position const before = table.position(field, from, variant);
+            Position const after = table.position(field, to, variant);
+            std::string const change = changeText(before, after);
+            if (!change.empty()) {
+                listing.add({table.name, table.ignoresVariant ? Json("any") : Json(variant), field.name,
+                             change, rangeJson(field, before), rangeJson(field, after)});
+            }
+        }
+    }
+    listing.print(context.out, options.output);
+}
+
+} // namespace
+
+void layout(Context& context, LayoutOptions const& options) {
+    if (!options.diff.empty()) {
+        return diff(context, options);
+    }
+    RowForm const form = options.row.form();
+    Diagram const diagram(form);
+    if (options.svg) {
+        context.out << diagram.svg();
+    } else if (options.wavedrom) {
+        printJson(context.out, diagram.wavedrom());
+    } else if (options.output.format == Format::text) {
+        if (options.output.headings) {
+            context.out << bold(diagram.title(), options.output.colour) << '\n';
+        }
+        context.out << diagram.text();
+    } else {
+        Listing listing({"field", "id", "type", "hi", "lo", "width"});
+        for (FieldPlace const& place : form.fields()) {
+            listing.add({place.field->name, place.field->id, place.field->type, place.hi(), place.lo(),
+                         U32{place.at.width}});
+        }
+        listing.print(context.out, options.output);
+    }
+}
+
+} // namespace tool

@@ -1,0 +1,47 @@
+#pragma once
+
+/// A listing: named columns and rows, printed as an aligned table, as JSON or as CSV.
+
+#include <iosfwd>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// Keeps its keys in the order in which they were added.
+using Json = nlohmann::ordered_json;
+
+enum class Format { text, table, json, csv };
+
+/// How results are wanted; `text` is a command's own form, and the form where none is asked for.
+struct Output {
+    Format format = Format::text;
+    bool headings = true;
+    /// On a terminal.
+    bool colour = false;
+};
+
+/// Rows of strings and numbers. A number stands right in a table; null is empty in a table and in CSV.
+class Listing {
+public:
+    explicit Listing(std::vector<std::string> columns) : columns_(std::move(columns)) {}
+
+    /// As many cells as there are columns.
+    void add(std::vector<Json> cells) { rows_.push_back(std::move(cells)); }
+
+    /// `Format::text` prints a table. JSON is one array with an object a row, its keys the columns.
+    void print(std::ostream& stream, Output const& output) const;
+
+private:
+    std::vector<std::string> columns_;
+    std::vector<std::vector<Json>> rows_;
+};
+
+/// Prints JSON as the commands do: indented, and never failing on bytes that are no UTF-8.
+void printJson(std::ostream& stream, Json const& json);
+
+/// The text in bold on a terminal.
+std::string bold(std::string const& text, bool colour);
+
+} // namespace tool

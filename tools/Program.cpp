@@ -1,0 +1,355 @@
+#include "tools/Commands.h"
+#include "tools/Failure.h"
+
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <iostream>
+
+namespace tool {
+
+namespace {
+
+std::string coloured(std::string const& text, bool colour) {
+    return colour ? "\033[31m" + text + "\033[0m" : text;
+}
+
+/// The options that every command has.
+void addOutput(CLI::App& command, Output& output, std::string const& own) {
+    static std::map<std::string, Format> const formats{
+        {"table", Format::table}, {"json", Format::json}, {"csv", Format::csv}};
+    auto* const format =
+        command
+            .add_option_function<std::string>(
+                "--format", [&output](std::string const& name) { output.format = formats.at(name); },
+                "Print as table, json or csv" + own)
+            ->type_name("FORMAT")
+            ->check(CLI::Validator(
+                [](std::string const& name) {
+                    return formats.contains(name)
+                               ? std::string()
+                               : "no format " + shown(name) + "; there are table, json and csv";
+                },
+                ""));
+    command
+        .add_flag_callback(
+            "--json", [&output] { output.format = Format::json; }, "The same as --format json")
+        ->excludes(format);
+    command.add_flag("!--no-headings", output.headings, "Leave the heading lines out");
+}
+
+CLI::Option* addChip(CLI::App& command, std::string& chip) {
+    return command.add_option("-c,--chip", chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10")->type_name("CHIP");
+}
+
+void addChips(CLI::App& command, std::vector<std::string>& chips, std::string const& text) {
+    command.add_option("-c,--chip", chips, text)
+        ->type_name("CHIP,...")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+}
+
+/// A number of at most `most`, in decimal or hexadecimal.
+CLI::Option* addNumber(CLI::App& command, std::string const& name, std::function<void(U32)> set,
+                       std::string const& text, U64 most = 0xffffffff) {
+    return command
+        .add_option_function<std::string>(
+            name,
+            [set = std::move(set), name, most](std::string const& given) {
+                std::optional<U64> const number = parseNumber(given);
+                if (!number || *number > most) {
+                    throw WrongUsage(name.substr(name.rfind(',') + 1) + ": '" + shown(given) +
+                                     "' is no number from 0 to " + std::to_string(most));
+                }
+                set(static_cast<U32>(*number));
+            },
+            text)
+        ->type_name("N");
+}
+
+void addRow(CLI::App& command, RowOptions& row) {
+    command
+        .add_option("-t,--table", row.table, "Table, as `loamtunnel tables` lists them (default: LifTable)")
+        ->type_name("TABLE");
+    addNumber(
+        command, "-v,--variant", [&row](U32 variant) { row.variant = variant; },
+        "Row format, where the table has several", 255);
+}
+
+void addEncode(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("encode", "Turn entries into the rows of a chip");
+    auto const options = std::make_shared<EncodeOptions>();
+    command
+        ->add_option("entry", options->words,
+                     "The entry: its kind, then field=value, such as AradLifAcMp vsi=100 vlanEditVid1=20")
+        ->type_name("");
+    command
+        ->add_option("-f,--file", options->file,
+                     "Read entries from a file, one a line, # starts a comment; - is the standard input")
+        ->type_name("FILE");
+    addChips(*command, options->chips, "Chip models, out of 3, 4, 5, 7, 8, 9 and 10");
+    command->add_flag("-a,--all-chips", options->allChips, "Encode for every chip");
+    addNumber(
+        *command, "-e,--entry", [options](U32 n) { options->place.entry = n; },
+        "Row number of the first entry, for the SCHAN address; the next lines take the rows after it");
+    addNumber(
+        *command, "--array", [options](U32 n) { options->place.array = n; },
+        "Array element of the rows (default: 0)");
+    addNumber(
+        *command, "--identifier", [options](U32 n) { options->place.identifier = n; },
+        "Which of the table's blocks, from 0 (default: 0)");
+    command->add_flag("--nonzero", options->nonzero, "Leave out fields that are 0");
+    command->add_flag("--rows", options->rows,
+                      "Print each row on one line, as `loamtunnel decode --file` reads it");
+    addOutput(*command, options->output, "; without it, each row as a paragraph");
+    command->footer(
+        "Fields are set in the order given and refused when too large. The exit status is 1 when an\n"
+        "entry was refused; the others are encoded all the same.\n\n"
+        "  loamtunnel encode --chip 8 AradLifAcMp vsi=100 vlanEditVid1=20\n"
+        "  loamtunnel encode --all-chips --entry 100 --file examples/lifs.txt");
+    command->callback([&context, options] {
+        if (options->words.empty() == options->file.empty()) {
+            throw WrongUsage("encode takes either an entry, such as AradLifAcMp vsi=100, or --file FILE");
+        }
+        if (options->chips.empty() != options->allChips) {
+            throw WrongUsage("encode takes either --chip CHIP or --all-chips");
+        }
+        options->output.colour = context.colourOut;
+        encode(context, *options);
+    });
+}
+
+void addKinds(CLI::App& app, Context& context) {
+    auto* const command =
+        app.add_subcommand("kinds", "List the kinds of entries with the fields that they take");
+    auto const options = std::make_shared<KindsOptions>();
+    command->add_option("kind", options->kind, "One of them, such as AradLifAcMp (default: all)")
+        ->type_name("");
+    addOutput(*command, options->output, " (default: table)");
+    command->callback([&context, options] {
+        options->output.colour = context.colourOut;
+        kinds(context, *options);
+    });
+}
+
+void addDecode(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("decode", "Take a row apart into its fields");
+    auto const options = std::make_shared<DecodeOptions>();
+    command
+        ->add_option(
+            "words", options->words,
+            "The row's 32-bit words in hexadecimal, word 0 first, 0x or not, between blanks or commas")
+        ->type_name("");
+    command
+        ->add_option(
+            "-f,--file", options->file,
+            "Read rows from a file, one a line: chip=8 table=LifTable variant=1 and the words; what a\n"
+            "line does not say is taken from the options; - is the standard input")
+        ->type_name("FILE");
+    addChip(*command, options->row.chip);
+    addRow(*command, options->row);
+    command->add_flag("--nonzero", options->nonzero, "Leave out fields that are 0");
+    command->add_flag("--check", options->check,
+                      "Print no fields, but put each row together again from them and compare");
+    addOutput(*command, options->output, "; without it, a line a field, name[hi:lo]: value");
+    command->footer(
+        "The last line names the set bits that no field owns.\n\n"
+        "  loamtunnel decode --chip 8 --variant 1 0x00000064 0x00140000 0x00000000 0x00000003\n"
+        "  loamtunnel encode -a -f examples/lifs.txt --rows | loamtunnel decode --file - --check");
+    command->callback([&context, options] {
+        if (options->words.empty() == options->file.empty()) {
+            throw WrongUsage("decode takes either the words of a row or --file FILE");
+        }
+        if (options->file.empty() && options->row.chip.empty()) {
+            throw WrongUsage("decode needs --chip CHIP");
+        }
+        options->output.colour = context.colourOut;
+        decode(context, *options);
+    });
+}
+
+void addLayout(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("layout", "Draw the bits of a row, or compare two chips");
+    auto const options = std::make_shared<LayoutOptions>();
+    auto* const chip = addChip(*command, options->row.chip);
+    addRow(*command, options->row);
+    auto* const svg = command->add_flag("--svg", options->svg, "Draw as SVG");
+    auto* const wavedrom =
+        command->add_flag("--wavedrom", options->wavedrom, "Print as JSON for WaveDrom's bit fields")
+            ->excludes(svg);
+    command
+        ->add_option(
+            "--diff", options->diff,
+            "Compare two chips: fields moved, grown, shrunk, appeared, gone; in all variants, unless one\n"
+            "is given")
+        ->type_name("CHIP CHIP")
+        ->expected(2)
+        ->excludes(chip)
+        ->excludes(svg)
+        ->excludes(wavedrom);
+    addOutput(*command, options->output, " the fields, without a diagram");
+    command->footer("  loamtunnel layout --chip 8 --variant 4\n"
+                    "  loamtunnel layout --table EvecTable --chip 8 --svg >evec.svg\n"
+                    "  loamtunnel layout --table LifTable --diff 5 8");
+    command->callback([&context, options] {
+        if (options->row.chip.empty() && options->diff.empty()) {
+            throw WrongUsage("layout needs --chip CHIP, or --diff CHIP CHIP");
+        }
+        options->output.colour = context.colourOut;
+        layout(context, *options);
+    });
+}
+
+void addAddress(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("addr", "Give the SCHAN address of rows");
+    auto const options = std::make_shared<AddressOptions>();
+    auto* const entries = command->add_option_function<std::vector<std::string>>(
+        "entries",
+        [options](std::vector<std::string> const& all) {
+            for (std::string const& each : all) {
+                std::optional<U64> const number = parseNumber(each);
+                if (!number || *number > 0xffffffff) {
+                    throw WrongUsage("'" + shown(each) + "' is no row number");
+                }
+                options->entries.push_back(static_cast<U32>(*number));
+            }
+        },
+        "Row numbers within the array element");
+    entries->type_name("")->required();
+    addChip(*command, options->row.chip)->required();
+    addRow(*command, options->row);
+    addNumber(
+        *command, "--array", [options](U32 n) { options->array = n; }, "Array element (default: 0)");
+    addNumber(
+        *command, "--identifier", [options](U32 n) { options->identifier = n; },
+        "Which of the table's blocks, from 0 (default: 0)");
+    addOutput(*command, options->output, " (default: table)");
+    command->footer("  loamtunnel addr --chip 8 --array 1 5");
+    command->callback([&context, options] {
+        options->output.colour = context.colourOut;
+        address(context, *options);
+    });
+}
+
+void addTables(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("tables", "List the tables with their size and address");
+    auto const options = std::make_shared<TablesOptions>();
+    addChips(*command, options->chips, "Chip models (default: all)");
+    addOutput(*command, options->output, " (default: table)");
+    command->footer(
+        "Words are the 32-bit words of a row; entries count the rows of one array element. A row's\n"
+        "address is base + element x entries + entry, in one of so many blocks from the first on.\n\n"
+        "  loamtunnel tables --chip 8");
+    command->callback([&context, options] {
+        options->output.colour = context.colourOut;
+        tables(context, *options);
+    });
+}
+
+/// The message in one line.
+std::string oneLine(std::string text) {
+    for (char& c : text) {
+        c = c == '\n' ? ' ' : c;
+    }
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+/// WrongUsage when the first argument is neither an option nor a command, or there is none.
+void requireCommand(CLI::App const& app, std::vector<std::string> const& arguments) {
+    if (!arguments.empty() && arguments[0].starts_with('-')) {
+        return;
+    }
+    std::vector<std::string> known;
+    for (CLI::App const* const command : app.get_subcommands({})) {
+        if (!arguments.empty() && command->check_name(arguments[0])) {
+            return;
+        }
+        known.push_back(command->get_name());
+    }
+    if (arguments.empty()) {
+        throw WrongUsage("which command? There are " + enumerate(known) + "; see loamtunnel --help");
+    }
+    throw WrongUsage("no command " + shown(arguments[0]) + suggest(arguments[0], known));
+}
+
+} // namespace
+
+void Context::report(std::string const& message) {
+    note(message);
+    status = refusedStatus;
+}
+
+void Context::note(std::string const& message) {
+    out.flush();
+    err << coloured("loamtunnel:", colourErr) << ' ' << message << '\n';
+}
+
+void eachLine(Context& context, std::string const& file,
+              std::function<void(std::string const& text, std::string const& where)> const& visit) {
+    std::ifstream opened;
+    bool const isInput = file == "-";
+    if (!isInput) {
+        errno = 0;
+        opened.open(file);
+        // A directory opens, and fails when it is read.
+        if (!opened || (opened.peek() == std::ifstream::traits_type::eof() && errno != 0)) {
+            throw Refused("cannot read " + shown(file) + ": " + std::generic_category().message(errno));
+        }
+        opened.clear();
+    }
+    std::istream& stream = isInput ? context.in : opened;
+    std::string line;
+    for (U64 number = 1; std::getline(stream, line); ++number) {
+        line.resize(std::min(line.find('#'), line.size()));
+        if (split(line).empty()) {
+            continue;
+        }
+        std::string const where = (isInput ? "stdin" : file) + ':' + std::to_string(number);
+        try {
+            visit(line, where);
+        } catch (Failure const& failure) {
+            context.report(where + ": " + failure.what());
+        }
+    }
+}
+
+int run(std::vector<std::string> const& arguments, Context context) {
+    CLI::App app("Rows of the chip tables: encode, decode, draw and address them", "loamtunnel");
+    app.set_version_flag("--version", "loamtunnel " LOAM_VERSION);
+    app.require_subcommand(1);
+    app.footer(
+        "`loamtunnel COMMAND --help` tells more. Results go to the standard output, messages to the\n"
+        "standard error. Exit status: 0 done, 1 the request was refused, 2 the command line is wrong.");
+    addEncode(app, context);
+    addKinds(app, context);
+    addDecode(app, context);
+    addLayout(app, context);
+    addAddress(app, context);
+    addTables(app, context);
+    try {
+        requireCommand(app, arguments);
+        app.parse(
+            std::vector<std::string>(arguments.rbegin(), arguments.rend())); // it wants the last one first
+    } catch (CLI::CallForHelp const&) {
+        context.out << app.help();
+    } catch (CLI::CallForAllHelp const&) {
+        context.out << app.help("", CLI::AppFormatMode::All);
+    } catch (CLI::CallForVersion const& version) {
+        context.out << version.what() << '\n';
+    } catch (CLI::ParseError const& error) {
+        std::string const command =
+            app.get_subcommands().empty() ? "" : ' ' + app.get_subcommands()[0]->get_name();
+        context.note(oneLine(error.what()) + "; see loamtunnel" + command + " --help");
+        context.status = wrongUsageStatus;
+    } catch (Failure const& failure) {
+        context.note(failure.what());
+        context.status = failure.status();
+    }
+    context.out.flush();
+    if (!context.out) {
+        context.note("cannot write the results");
+        context.status = refusedStatus;
+    }
+    return context.status;
+}
+
+} // namespace tool

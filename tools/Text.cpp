@@ -1,0 +1,108 @@
+#include "tools/Text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <numeric>
+
+namespace tool {
+
+std::optional<U64> parseNumber(std::string_view text) {
+    bool const isHex = text.starts_with("0x") || text.starts_with("0X");
+    text.remove_prefix(isHex ? 2 : 0);
+    U64 number = 0;
+    auto const end = text.data() + text.size();
+    auto const [stop, error] = std::from_chars(text.data(), end, number, isHex ? 16 : 10);
+    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
+std::string hex(U64 number, int digits) {
+    char buffer[16];
+    auto const [stop, error] = std::to_chars(buffer, buffer + sizeof buffer, number, 16);
+    std::string const text(buffer, error == std::errc() ? stop : buffer);
+    std::size_t const least = static_cast<std::size_t>(digits);
+    return "0x" + std::string(least > text.size() ? least - text.size() : 0, '0') + text;
+}
+
+std::string enumerate(std::vector<std::string> const& words, std::string_view last) {
+    std::string text;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        if (i > 0) {
+            text += i + 1 == words.size() ? ' ' + std::string(last) + ' ' : ", ";
+        }
+        text += words[i];
+    }
+    return text;
+}
+
+std::vector<std::string_view> split(std::string_view text, std::string_view more) {
+    std::string const separators = " \t\r\n\v\f" + std::string(more);
+    std::vector<std::string_view> words;
+    for (std::size_t at = text.find_first_not_of(separators); at != text.npos;) {
+        std::size_t const end = std::min(text.find_first_of(separators, at), text.size());
+        words.push_back(text.substr(at, end - at));
+        at = text.find_first_not_of(separators, end);
+    }
+    return words;
+}
+
+namespace {
+
+std::string lower(std::string_view text) {
+    std::string result(text);
+    std::ranges::transform(result, result.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    return result;
+}
+
+/// How many letters must be inserted, removed or changed.
+std::size_t editDistance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (char const letter : a) {
+        std::size_t diagonal = row[0]++;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            std::size_t const changed = diagonal + (letter != b[j]);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({changed, row[j] + 1, row[j + 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+} // namespace
+
+std::string suggest(std::string_view word, std::vector<std::string> const& known) {
+    constexpr std::size_t longest = 64;
+    std::string const wanted = lower(word.substr(0, longest));
+    std::vector<std::pair<std::size_t, std::string>> near;
+    for (std::string const& each : known) {
+        std::string const candidate = lower(each);
+        bool const within =
+            wanted.size() >= 3 && candidate.find(wanted) != candidate.npos; // "vid1" for vlanEditVid1
+        std::size_t const distance = within ? 1 : editDistance(wanted, candidate);
+        if (distance <= std::max<std::size_t>(1, wanted.size() / 3)) {
+            near.emplace_back(distance, each);
+        }
+    }
+    if (near.empty()) {
+        return "; there are " + enumerate(known);
+    }
+    std::ranges::stable_sort(near, {}, &std::pair<std::size_t, std::string>::first);
+    near.resize(std::min<std::size_t>(near.size(), 3));
+    std::vector<std::string> words;
+    words.reserve(near.size());
+    for (auto const& [distance, each] : near) {
+        words.push_back(each);
+    }
+    return "; did you mean " + enumerate(words, "or") + '?';
+}
+
+std::string shown(std::string_view word) {
+    constexpr std::size_t longest = 60;
+    std::string text(word.substr(0, longest));
+    std::ranges::replace_if(
+        text, [](char c) { return c < ' ' || c == 127; }, '?');
+    return word.size() > longest ? text + "..." : text;
+}
+
+} // namespace tool

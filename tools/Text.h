@@ -1,0 +1,53 @@
+#pragma once
+
+/// Small conversions between text and numbers, and the words of messages.
+
+#include "runtime/Types.h"
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+using Kor::S32;
+using Kor::U16;
+using Kor::U32;
+using Kor::U64;
+using Kor::U8;
+
+/// A whole number, decimal or with 0x in hexadecimal; nothing for any other text or above 64 bits.
+std::optional<U64> parseNumber(std::string_view text);
+
+/// "0x" and at least that many lower-case digits.
+std::string hex(U64 number, int digits);
+
+/// "3, 4 and 5".
+std::string enumerate(std::vector<std::string> const& words, std::string_view last = "and");
+
+/// The words with a separator between them.
+template <class Words>
+std::string join(Words const& words, std::string_view separator = " ") {
+    std::string text;
+    bool first = true;
+    for (auto const& word : words) {
+        text += first ? std::string_view() : separator;
+        text += word;
+        first = false;
+    }
+    return text;
+}
+
+/// The text cut at blanks and at characters of `more`.
+std::vector<std::string_view> split(std::string_view text, std::string_view more = "");
+
+/// What to say about an unknown word: "; did you mean A or B?" with those that are close to it, otherwise
+/// "; there are " and all.
+std::string suggest(std::string_view word, std::vector<std::string> const& known);
+
+/// A word of the user's for a message: cut when long, with what is not printable replaced.
+std::string shown(std::string_view word);
+
+} // namespace tool

@@ -1,0 +1,40 @@
+#pragma once
+
+/// A slot for an ingress VLAN edit command, and the command in it.
+///
+///     AradIvecKey slot(Sideband::Fapmask::of({0}), Hardware::Loam::AradIvecIndex(5, 0, 0));
+///     AradIvecEntry entry(slot, command);
+///
+/// Both are immutable. The hash of a slot sees the low byte of the index alone.
+
+#include "platform/Hardware/Loam/Indexes.h"
+#include "platform/Sideband/Fapmask.h"
+#include "values/AradIvecFormat.h"
+
+// clang-format off
+namespace Hardware::LoamTunnel {
+
+class AradIvecKey
+    : public Kor::ValueOf<AradIvecKey,
+          Stored<name::fapmask, Sideband::Fapmask>,
+          Stored<name::index, Loam::AradIvecIndex>,
+          Operation<name::hash, U32()>>,
+      public Kor::Ordered<AradIvecKey>,
+      public Kor::Hashed<AradIvecKey> {
+public:
+    using ValueOf::ValueOf;
+
+    constexpr bool operator!() const { return fapmask().isEmpty() || !index(); }
+};
+
+class AradIvecEntry
+    : public Kor::ValueOf<AradIvecEntry,
+          Stored<name::key, AradIvecKey>,
+          Stored<name::entryFormat, AradIvecFormat>> {
+public:
+    using ValueOf::ValueOf;
+};
+
+
+} // namespace Hardware::LoamTunnel
+// clang-format on

@@ -1,0 +1,45 @@
+#pragma once
+
+/// The image of an EEDB row and how its format is told.
+///
+///     EedbValue row(word0, word1, word2);
+///     if (row.format() == mpls) { ... }
+///
+/// The three words are the first 96 bits of the row in the layout of chip 3. Values are plain copies, nothing
+/// throws.
+
+#include "platform/Hardware/Loam/FapType.h"
+#include "values/EedbFormat.h"
+#include "values/ValueNames.h"
+
+// clang-format off
+namespace Hardware::LoamTunnel {
+
+class __attribute__((visibility("default"))) EedbValue
+    : public Kor::ValueOf<EedbValue,
+          Settable<name::word0, U32>,
+          Settable<name::word1, U32>,
+          Settable<name::word2, U32>,
+          Operation<name::format, EedbFormat()>> {
+public:
+    using ValueOf::ValueOf;
+
+    /// What the row holds, by bits 10 to 13 of `word2`: `mpls`, `data`, `arp`, `ac` or `invalid`. A row is `ac` when
+    /// those bits, the entry format of AC 0 and bit 9 of `word2` are 0. Nothing is told to be `trill` or `rif`.
+    EedbFormat format() const;
+};
+
+/// Where the out-AC indexes of a chip family begin.
+class __attribute__((visibility("default"))) EedbAcConstants
+    : public Kor::ValueOf<EedbAcConstants,
+          Constant<name::aradAcStartIndex, U32, 4096>,
+          Constant<name::jerichoAcStartIndex, U32, 8192>,
+          ClassOperation<name::acBaseIndex, U32(Arg<name::fapType, Loam::FapType>)>> {
+public:
+    /// Requires the Arad or the Jericho family.
+    static U32 acBaseIndex(Loam::FapType fapType);
+};
+
+
+} // namespace Hardware::LoamTunnel
+// clang-format on

@@ -1,0 +1,52 @@
+#pragma once
+
+/// A slot for an egress VLAN edit command, the command in it, and the application that owns it.
+///
+///     EvecKey slot(Sideband::Fapmask::of({0}), Hardware::Loam::EvecIndex(4));
+///     EvecEntry entry(slot, command);
+///     if (!slot) { ... }            // no chip, or a null index
+///
+/// All are immutable.
+
+#include "platform/Hardware/Loam/Indexes.h"
+#include "platform/Hardware/Loam/VtAppId.h"
+#include "platform/Sideband/Fapmask.h"
+#include "values/EvecFormat.h"
+
+// clang-format off
+namespace Hardware::LoamTunnel {
+
+class EvecKey
+    : public Kor::ValueOf<EvecKey,
+          Stored<name::fapMask, Sideband::Fapmask>,
+          Stored<name::index, Loam::EvecIndex>,
+          Operation<name::hash, U32()>>,
+      public Kor::Ordered<EvecKey>,
+      public Kor::Hashed<EvecKey> {
+public:
+    using ValueOf::ValueOf;
+
+    constexpr bool operator!() const { return fapMask().isEmpty() || !index(); }
+};
+
+class EvecEntry
+    : public Kor::ValueOf<EvecEntry,
+          Stored<name::key, EvecKey>,
+          Stored<name::format, EvecFormat>> {
+public:
+    using ValueOf::ValueOf;
+
+    constexpr bool operator!() const { return !key(); }
+};
+
+class EvecOwner
+    : public Kor::ValueOf<EvecOwner,
+          Stored<name::key, EvecKey>,
+          Stored<name::app, Loam::VtAppId>> {
+public:
+    using ValueOf::ValueOf;
+};
+
+
+} // namespace Hardware::LoamTunnel
+// clang-format on
