@@ -1,6 +1,5 @@
 #include "runtime/HashMapGeneric.h"
 
-#include <bit>
 #include <cstddef>
 #include <memory>
 #include <new>
@@ -27,8 +26,8 @@ struct DescribedOrder {
 } // namespace
 
 HashMapGeneric::HashMapGeneric(unsigned int buckets)
-    : minLog2_(static_cast<U8>(std::bit_width(std::bit_ceil(std::max(buckets, 1u))) - 1)),
-      log2Buckets_(minLog2_), buckets_(newTable(minLog2_)) {
+    : capacityLog2_(static_cast<U8>(std::bit_width(std::bit_ceil(std::max(buckets, 1u))) - 1)),
+      log2Buckets_(capacityLog2_), buckets_(newTable(capacityLog2_)) {
     if (buckets_ == nullptr) {
         throw std::bad_alloc();
     }
@@ -41,13 +40,6 @@ HashLink* HashMapGeneric::newTable(unsigned log2) noexcept {
         std::uninitialized_value_construct_n(table, size);
     }
     return table;
-}
-
-void HashMapGeneric::replaceTable(HashLink* table, unsigned log2) noexcept {
-    freeTable();
-    buckets_ = table;
-    log2Buckets_ = static_cast<U8>(log2);
-    ++version_;
 }
 
 void HashMapGeneric::freeTable() noexcept {

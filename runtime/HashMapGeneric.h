@@ -12,16 +12,20 @@
 /// table is or becomes. A walk relies on that: the successor of a member is known also after the member has
 /// left.
 ///
-/// Size. The table doubles when it has more members than buckets and halves when it has eight times as many
-/// buckets as members, but never below its first size: so a change costs amortised constant time, a map that
-/// once was large gives the memory back, and the array takes 8 to 16 bytes a member while a map grows. If
-/// there is no memory for another table the map goes on with the one it has.
+/// Size. The table doubles when it has more members than buckets, and is folded to between a quarter and half
+/// full when it has more than 32 buckets a member, but not below 4. So a change costs amortised constant time
+/// and a walk passes few empty buckets. Folding only joins chains, in place, and the array stays allocated, 8
+/// to 16 bytes for each of the most members that there were: a map that was large will be large again, and to
+/// release the array on the way down and allocate it on the way up made a removal a third dearer. If there is
+/// no memory for a larger table the map goes on with the one it has.
 ///
 /// Version. It moves with every insertion, removal and rebuild, and not when a value is changed in place.
 
 #include "runtime/Contract.h"
 #include "runtime/Ptr.h"
 
+#include <algorithm>
+#include <bit>
 #include <utility>
 
 namespace Kor {
@@ -31,8 +35,7 @@ constexpr U32 bitReverse(unsigned int bits) noexcept {
     bits = ((bits & 0x55555555) << 1) | ((bits >> 1) & 0x55555555);
     bits = ((bits & 0x33333333) << 2) | ((bits >> 2) & 0x33333333);
     bits = ((bits & 0x0f0f0f0f) << 4) | ((bits >> 4) & 0x0f0f0f0f);
-    bits = ((bits & 0x00ff00ff) << 8) | ((bits >> 8) & 0x00ff00ff);
-    return (bits << 16) | (bits >> 16);
+    return __builtin_bswap32(bits); // bytes, then halves
 }
 
 /// The link of a member: it owns the next member of the chain.
@@ -57,8 +60,8 @@ protected:
 
 class __attribute__((visibility("default"))) HashMapGeneric {
 public:
-    /// An empty map of `buckets` buckets, rounded up to a power of two; it never gets smaller than that. The
-    /// owner stores the descriptor and the link offset before the first member comes.
+    /// An empty map of `buckets` buckets, rounded up to a power of two. The owner stores the descriptor and
+    /// the link offset before the first member comes.
     explicit HashMapGeneric(unsigned int buckets);
     HashMapGeneric(HashMapGeneric const&) = delete;
     HashMapGeneric& operator=(HashMapGeneric const&) = delete;
@@ -105,7 +108,7 @@ public:
 
     /// The bucket of a bit-reversed hash. A table of one bucket shifts by 32, which 64 bits can do.
     U32 bucketOf(U32 reversedHash) const noexcept {
-        return static_cast<U32>(U64{reversedHash} >> (32 - log2Buckets_));
+        return static_cast<U32>(U64{reversedHash} << log2Buckets_ >> 32);
     }
 
 protected:
@@ -137,8 +140,8 @@ protected:
         link = std::move(order.link(*taken));
         --count_;
         ++version_;
-        if (count_ < bucketCount() / 8 && log2Buckets_ > minLog2_) [[unlikely]] {
-            shrink(order);
+        if (count_ < (bucketCount() + 31) / 32) [[unlikely]] {
+            fold(order);
         }
         return taken;
     }
@@ -179,7 +182,7 @@ protected:
     U32 version_ = 0;
     U32 count_ = 0;
     HashMapVTableGeneric const* descriptor_ = nullptr;
-    U8 minLog2_;
+    U8 capacityLog2_; // of the array; the table may use a part of it
     U8 log2Buckets_;
     U16 linkOffset_ = 0;
     HashLink* buckets_;
@@ -206,14 +209,15 @@ private:
         if (log2Buckets_ == maxLog2) {
             return;
         }
-        HashLink* const table = newTable(log2Buckets_ + 1u);
+        bool const fits = log2Buckets_ < capacityLog2_;
+        HashLink* const table = fits ? buckets_ : newTable(log2Buckets_ + 1u);
         if (table == nullptr) {
             return;
         }
-        U32 const old = bucketCount();
         U32 const bit = U32{1} << (31 - log2Buckets_);
-        for (U32 i = 0; i < old; ++i) {
-            prefetchMember(i + prefetchAhead);
+        // From the top down, so that the room above is empty when the array is its own target.
+        for (U32 i = bucketCount(); i-- != 0;) {
+            prefetchMember(i - prefetchAhead);
             HashLink* cut = &buckets_[i];
             while (*cut && (order.reversedHash(**cut) & bit) == 0) {
                 cut = &order.link(**cut);
@@ -221,27 +225,41 @@ private:
             table[2 * i + 1] = std::move(*cut);
             table[2 * i] = std::move(buckets_[i]);
         }
-        replaceTable(table, log2Buckets_ + 1u);
+        if (!fits) {
+            freeTable();
+            buckets_ = table;
+            ++capacityLog2_;
+        }
+        ++log2Buckets_;
+        ++version_;
     }
 
-    // Joins buckets 2i and 2i+1, by appending.
+    // Joins neighbours, by appending. It makes the table so much smaller that it takes many changes to come
+    // here again.
     template <class Order>
-    void shrink(Order const& order) noexcept {
-        HashLink* const table = newTable(log2Buckets_ - 1u);
-        if (table == nullptr) {
+    void fold(Order const& order) noexcept {
+        auto const log2 = std::max(minLog2, static_cast<U8>(std::bit_width(count_) + 1));
+        if (log2 >= log2Buckets_) {
             return;
         }
-        U32 const half = bucketCount() / 2;
-        for (U32 i = 0; i < half; ++i) {
-            prefetchMember(2 * i + prefetchAhead);
-            HashLink* tail = &buckets_[2 * i];
+        int const joined = log2Buckets_ - log2;
+        HashLink* tail = buckets_;
+        for (U32 i = 0, target = 0; i != bucketCount(); ++i) {
+            if (!buckets_[i]) {
+                continue;
+            }
+            HashLink chain = std::move(buckets_[i]);
+            if (i >> joined != target) {
+                target = i >> joined;
+                tail = &buckets_[target];
+            }
+            *tail = std::move(chain);
             while (*tail) {
                 tail = &order.link(**tail);
             }
-            *tail = std::move(buckets_[2 * i + 1]);
-            table[i] = std::move(buckets_[2 * i]);
         }
-        replaceTable(table, log2Buckets_ - 1u);
+        log2Buckets_ = log2;
+        ++version_;
     }
 
 protected:
@@ -264,8 +282,8 @@ protected:
 private:
     // The array of links, all null; null when there is no memory.
     static HashLink* newTable(unsigned log2) noexcept;
-    void replaceTable(HashLink* table, unsigned log2) noexcept;
 
+    static constexpr U8 minLog2 = 2;        // to fold to
     static constexpr unsigned maxLog2 = 30; // bucket numbers are signed
 };
 
