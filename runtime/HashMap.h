@@ -275,7 +275,7 @@ public:
     /// there is, for a `visit` that neither inserts nor deletes.
     template <class Visit>
     void forEach(Visit&& visit) const {
-        U32 const start = version();
+        [[maybe_unused]] U32 const start = version();
         bool const large = bucketCount() > 1024; // a small map is in the cache
         for (U32 i = 0, end = bucketCount(); i != end; ++i) {
             if (large) {
@@ -283,11 +283,11 @@ public:
             }
             for (auto* at = static_cast<Member*>(buckets_[i].ptr()); at != nullptr; at = nextOf(*at)) {
                 visit(*at);
+                require(start == version(), [] {
+                    return Breach{"Kor::HashMap::forEach", "the map was changed in a visit"};
+                });
             }
         }
-        require(start == version(), [] {
-            return Breach{"Kor::HashMap::forEach", "the map was changed in a visit"};
-        });
     }
 
     Iterator begin() { return Iterator(this); }

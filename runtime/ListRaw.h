@@ -12,6 +12,10 @@
 /// and befriend Kor::ListMember, and is in at most one list.
 ///
 /// Adding costs constant time, leaving a walk from the head. One thread at a time.
+///
+/// Besides its members a list knows the parked ones: those that are out of the list for the time being but
+/// point at the list's owner without a reference, and so must hear of its end. They do not count as members
+/// in any way.
 
 #include "runtime/BaseCollection.h"
 
@@ -25,6 +29,13 @@ struct ListMember {
     template <class T>
     static T*& next(T& member) noexcept {
         return member.next;
+    }
+    /// Tells a member that the list has let it go for good.
+    template <class T>
+    static void ended(T& member) noexcept {
+        if constexpr (requires { member.notifierEnded(); }) {
+            member.notifierEnded();
+        }
     }
 };
 
@@ -79,16 +90,25 @@ public:
         onDeleteMemberNotFound(member);
     }
 
-    /// Lets all members go. None of them ends by that.
+    /// Lets all members and parked ones go, for good. None of them ends by that.
     void deleteAll() noexcept {
         Ptr<T> member = std::exchange(head_, nullptr);
         tail_ = nullptr;
-        while (member) {
-            Ptr<T> next = std::exchange(ListMember::next(*member), nullptr);
-            member = std::move(next);
-        }
         ++version_;
         count_ = 0;
+        letGo(std::move(member));
+        letGo(std::exchange(parked_, nullptr));
+    }
+
+    /// Parks one that is not in the list, or takes it from there.
+    void park(T& member) noexcept { ListMember::next(member) = std::exchange(parked_, &member); }
+    void unpark(T& member) noexcept {
+        for (T** at = &parked_; *at != nullptr; at = &ListMember::next(**at)) {
+            if (*at == &member) {
+                *at = std::exchange(ListMember::next(member), nullptr);
+                return;
+            }
+        }
     }
 
     bool contains(T const* member) const noexcept {
@@ -109,6 +129,13 @@ protected:
     virtual void onDeleteMemberNotFound(T&) {}
 
 private:
+    static void letGo(Ptr<T> member) noexcept {
+        while (member) {
+            Ptr<T> next = std::exchange(ListMember::next(*member), nullptr);
+            ListMember::ended(*member);
+            member = std::move(next);
+        }
+    }
     void added() noexcept {
         ++version_;
         ++count_;
@@ -118,6 +145,7 @@ private:
     U32 count_ = 0;
     T* head_ = nullptr;
     T* tail_ = nullptr;
+    T* parked_ = nullptr;
 };
 
 /// A place in a list, which holds its current member and the one before. When the list has changed, a step

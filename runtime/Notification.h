@@ -55,26 +55,11 @@ void notify(ListRaw<Reactor>& list, AttributeId attribute, Handler const& handle
 }
 
 /// Tells the reactors that the last reference to their notifier is gone: an entity's zeroReferencesIs(). If
-/// none of them takes one, the notifier is about to end, and the weak ones are detached.
+/// one of them takes a reference the notifier stays; otherwise it ends, and with its list all weak reactors
+/// are detached.
 template <class Reactor>
-void notifyZeroReferences(PtrInterface const& notifier, ListRaw<Reactor>& list) {
-    if (list.count() == 0) {
-        return;
-    }
-    std::vector<Ptr<Reactor>> weak;
-    for (auto at = list.begin(); at; ++at) {
-        if (at->isWeakReference()) {
-            weak.emplace_back(at.ptr());
-        }
-    }
-    notifyReactors(list, referenceCountAttribute, [](Reactor& reactor) { reactor.onZeroReferences(); });
-    if (notifier.hasSoleHolder()) {
-        for (auto const& reactor : weak) {
-            if (reactor->notifier() == &notifier) {
-                reactor->notifierIs(nullptr);
-            }
-        }
-    }
+void notifyZeroReferences(ListRaw<Reactor>& list) {
+    notify(list, referenceCountAttribute, [](Reactor& reactor) { reactor.onZeroReferences(); });
 }
 
 } // namespace Kor

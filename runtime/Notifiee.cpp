@@ -49,10 +49,13 @@ void Notifiee::notifierStore(Ptr<PtrInterface const> const& notifier) {
         notifier_ = notifier;
         return;
     }
-    Ptr<PtrInterface const> const old = notifier_;
-    isWeakReferenceIs(false);
-    notifier_ = notifier;
-    isWeakReferenceIs(true);
+    // The field holds no reference, neither to the old one nor to the new one.
+    Ptr<PtrInterface const> next = notifier;
+    notifier_.swap(next);
+    if (notifier_) {
+        notifier_->referencesDec();
+    }
+    (void)next.release();
 }
 
 void Notifiee::isWeakReferenceIs(bool weak) {
@@ -61,9 +64,12 @@ void Notifiee::isWeakReferenceIs(bool weak) {
     }
     weak_ = weak;
     if (notifier_) {
+        onWeakReference(); // before the notifier may end
         weak ? static_cast<void>(notifier_->referencesDec()) : notifier_->referencesInc();
     }
 }
+
+void Notifiee::onWeakReference() {}
 
 void Notifiee::notificationFlagsIs(Kor_BitSet flags) {
     U32 const mask = Kor_BitSet::notificationBitMask().word();

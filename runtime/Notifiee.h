@@ -15,8 +15,7 @@
 /// and its notifications are active, which they are from the start.
 ///
 /// Ownership. The list does not own its reactors: hold yours. The reactor holds its notifier, unless the weak
-/// flag is set. A weak reactor in the list is detached when its notifier ends; a weak one that is out of the
-/// list then (switched off, or a zombie) must be detached by its holder before, because nobody knows of it.
+/// flag is set; a weak reactor is detached when its notifier ends.
 ///
 /// Threads. All of it happens on the thread that changes the entity, inside the change. See
 /// runtime/Notification.h for the order and for what happens when a handler throws, and runtime/Activity.h
@@ -125,7 +124,11 @@ protected:
 
     /// Stores the notifier: counted, or not when the weak flag is set.
     void notifierStore(Ptr<PtrInterface const> const& notifier);
-    void registeredFlagIs(bool registered) const noexcept { registered_ = registered; }
+    void registeredFlagIs(bool registered) const noexcept {
+        registered_ = registered;
+    }
+    /// The weak flag has changed.
+    virtual void onWeakReference();
 
 private:
     Kor_BitSet flags_{0x4000000};

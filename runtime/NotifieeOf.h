@@ -62,9 +62,13 @@ public:
         if (this->isRegisteredNotifiee() == registered) {
             return;
         }
+        X const* const x = notifier();
+        if (x != nullptr) {
+            leave(*x);
+        }
         this->registeredFlagIs(registered);
-        if (X const* const x = notifier()) {
-            registered ? join(*x) : leave(*x);
+        if (x != nullptr) {
+            join(*x);
         }
     }
 
@@ -76,9 +80,6 @@ public:
             return;
         }
         Base::notifierIs(after);
-        if (!this->isRegisteredNotifiee()) {
-            return;
-        }
         if (before) {
             leave(*before);
         }
@@ -88,7 +89,7 @@ public:
     }
 
     ~NotifieeOf() override {
-        if (this->isRegisteredNotifiee() && !this->korMarkedForDeletion() && notifier() != nullptr) {
+        if (notifier() != nullptr) {
             leave(*notifier());
         }
     }
@@ -105,15 +106,38 @@ protected:
 private:
     friend ListMember;
 
+    // A registered reactor is in the list; one that is not is parked there if it is weak.
     void join(X const& x) const {
-        bool const first = this->korReactor()->isStreamAdapter();
         auto& list = NotifieeAccess::list(x);
-        first ? list.newMemberHead(derived()) : list.newMemberTail(derived());
+        if (!this->isRegisteredNotifiee()) {
+            if (this->isWeakReference()) {
+                list.park(derived());
+            }
+        } else if (this->korReactor()->isStreamAdapter()) {
+            list.newMemberHead(derived());
+        } else {
+            list.newMemberTail(derived());
+        }
     }
-    void leave(X const& x) const { NotifieeAccess::list(x).deleteMember(derived()); }
+    void leave(X const& x) const {
+        auto& list = NotifieeAccess::list(x);
+        this->isRegisteredNotifiee() ? list.deleteMember(derived()) : list.unpark(derived());
+    }
+    void onWeakReference() override {
+        if (!this->isRegisteredNotifiee()) {
+            auto& list = NotifieeAccess::list(*notifier());
+            this->isWeakReference() ? list.park(derived()) : list.unpark(derived());
+        }
+    }
+    // The notifier ends and has let this reactor go.
+    void notifierEnded() noexcept {
+        if (this->isWeakReference()) {
+            this->notifierIs(nullptr);
+        }
+    }
 
     // Also while the object ends, when the list still knows it by this address.
-    [[gnu::no_sanitize("vptr")]] Derived& derived() const noexcept {
+    __attribute__((no_sanitize("vptr"))) Derived& derived() const noexcept {
         return static_cast<Derived&>(const_cast<NotifieeOf&>(*this));
     }
 
@@ -148,6 +172,16 @@ public:
             owner_->onZeroReferences();
         }
         hasNotificationActiveIs(false);
+    }
+
+    /// Without a notifier from now on, a weak owner must not go on pointing at the same one.
+    void notifierIs(Ptr<PtrInterface const> const& notifier) override {
+        Ptr<PtrInterface const> const before = Notifiee::notifier();
+        Notifiee::notifierIs(notifier);
+        if (before && Notifiee::notifier() == nullptr && owner_ != nullptr && owner_->isWeakReference() &&
+            owner_->notifier() == before) {
+            owner_->notifierIs(nullptr);
+        }
     }
 
     /// The owner follows, unless this is a zombie.

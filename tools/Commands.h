@@ -95,6 +95,15 @@ struct TablesOptions {
 };
 void tables(Context& context, TablesOptions const& options);
 
+struct RowLine {
+    RowForm form;
+    Words words;
+};
+
+/// Reads a line that `decode --file` takes: `chip=8 table=LifTable variant=1`, as far as the options do not
+/// say it, and the words of the row. A Failure on anything else; safe on any text.
+RowLine parseRowLine(std::string_view text, RowOptions options);
+
 /// Calls `visit(text, where)` for each line of a file ("-": the input stream) that is not blank, comments
 /// from # on cut off; `where` is "file:line". What `visit` throws as a Failure is reported with it, and the
 /// next line follows. Refused when the file cannot be read.

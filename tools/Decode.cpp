@@ -6,15 +6,6 @@
 
 namespace tool {
 
-namespace {
-
-/// One row of a file: `chip=8 table=LifTable variant=1`, as far as the command line does not say it, then the
-/// words.
-struct RowLine {
-    RowForm form;
-    Words words;
-};
-
 RowLine parseRowLine(std::string_view text, RowOptions options) {
     std::vector<std::string_view> hexWords;
     for (std::string_view const word : split(text)) {
@@ -44,8 +35,6 @@ RowLine parseRowLine(std::string_view text, RowOptions options) {
     return {form, parseWords(form, join(hexWords))};
 }
 
-} // namespace
-
 Json fieldsJson(DecodedRow const& row, bool nonzero) {
     Json fields = Json::array();
     for (FieldValue const& field : row.fields) {
@@ -71,11 +60,11 @@ std::string fieldsText(DecodedRow const& row, bool nonzero) {
 }
 
 void decode(Context& context, DecodeOptions const& options) {
-    Listing listing({"chip", "table", "variant", "field", "hi", "lo", "value"});
+    Listing listing({"where", "chip", "table", "variant", "field", "hi", "lo", "value"});
     Json json = Json::array();
     U64 rows = 0;
     bool const many = !options.file.empty();
-    auto const decodeOne = [&](RowLine const& line) {
+    auto const decodeOne = [&](RowLine const& line, std::string const& where) {
         RowForm const& form = line.form;
         DecodedRow const row = decodeRow(form, line.words);
         ++rows;
@@ -102,15 +91,17 @@ void decode(Context& context, DecodeOptions const& options) {
             for (BitRange const& range : row.unowned) {
                 unowned.push_back({{"hi", range.hi}, {"lo", range.lo}});
             }
-            json.push_back({{"chip", U32{form.chip}},
-                            {"table", form.table->name},
-                            {"variant", form.variant},
-                            {"words", split(wordsText(line.words))},
-                            {"fields", fieldsJson(row, options.nonzero)},
-                            {"unowned", unowned}});
+            json.push_back(where.empty() ? Json::object() : Json{{"where", where}});
+            json.back().update(Json{{"chip", U32{form.chip}},
+                                    {"table", form.table->name},
+                                    {"variant", form.variant},
+                                    {"words", split(wordsText(line.words))},
+                                    {"fields", fieldsJson(row, options.nonzero)},
+                                    {"unowned", unowned}});
         } else {
             auto const add = [&](std::string_view name, U32 hi, U32 lo, Json value) {
-                listing.add({U32{form.chip}, form.table->name, form.variant, name, hi, lo, std::move(value)});
+                listing.add({where.empty() ? Json() : Json(where), U32{form.chip}, form.table->name,
+                             form.variant, name, hi, lo, std::move(value)});
             };
             for (FieldValue const& field : row.fields) {
                 if (!options.nonzero || !field.isZero()) {
@@ -124,12 +115,12 @@ void decode(Context& context, DecodeOptions const& options) {
         }
     };
     if (many) {
-        eachLine(context, options.file, [&](std::string const& text, std::string const&) {
-            decodeOne(parseRowLine(text, options.row));
+        eachLine(context, options.file, [&](std::string const& text, std::string const& where) {
+            decodeOne(parseRowLine(text, options.row), where);
         });
     } else {
         RowForm const form = options.row.form();
-        decodeOne({form, parseWords(form, join(options.words))});
+        decodeOne({form, parseWords(form, join(options.words))}, "");
     }
     if (options.check) {
         if (context.status == 0) {

@@ -17,24 +17,22 @@ std::string coloured(std::string const& text, bool colour) {
 void addOutput(CLI::App& command, Output& output, std::string const& own) {
     static std::map<std::string, Format> const formats{
         {"table", Format::table}, {"json", Format::json}, {"csv", Format::csv}};
-    auto* const format =
-        command
-            .add_option_function<std::string>(
-                "--format", [&output](std::string const& name) { output.format = formats.at(name); },
-                "Print as table, json or csv" + own)
-            ->type_name("FORMAT")
-            ->check(CLI::Validator(
-                [](std::string const& name) {
-                    return formats.contains(name)
-                               ? std::string()
-                               : "no format " + shown(name) + "; there are table, json and csv";
-                },
-                ""));
     command
-        .add_flag_callback(
-            "--json", [&output] { output.format = Format::json; }, "The same as --format json")
-        ->excludes(format);
-    command.add_flag("!--no-headings", output.headings, "Leave the heading lines out");
+        .add_option_function<std::string>(
+            "--format", [&output](std::string const& name) { output.format = formats.at(name); },
+            "Print as table, json or csv" + own)
+        ->type_name("FORMAT")
+        ->check(CLI::Validator(
+            [](std::string const& name) {
+                return formats.contains(name)
+                           ? std::string()
+                           : "no format " + shown(name) + "; there are table, json and csv";
+            },
+            ""));
+    command.add_flag_callback(
+        "--json", [&output] { output.format = Format::json; }, "The same as --format json");
+    command.add_flag_callback(
+        "--no-headings", [&output] { output.headings = false; }, "Leave the heading lines out");
 }
 
 CLI::Option* addChip(CLI::App& command, std::string& chip) {
@@ -42,10 +40,7 @@ CLI::Option* addChip(CLI::App& command, std::string& chip) {
 }
 
 void addChips(CLI::App& command, std::vector<std::string>& chips, std::string const& text) {
-    command.add_option("-c,--chip", chips, text)
-        ->type_name("CHIP,...")
-        ->delimiter(',')
-        ->allow_extra_args(false);
+    command.add_option("-c,--chip", chips, text)->type_name("CHIP")->delimiter(',')->allow_extra_args(false);
 }
 
 /// A number of at most `most`, in decimal or hexadecimal.
@@ -86,7 +81,8 @@ void addEncode(CLI::App& app, Context& context) {
         ->add_option("-f,--file", options->file,
                      "Read entries from a file, one a line, # starts a comment; - is the standard input")
         ->type_name("FILE");
-    addChips(*command, options->chips, "Chip models, out of 3, 4, 5, 7, 8, 9 and 10");
+    addChips(*command, options->chips,
+             "Chip models out of 3, 4, 5, 7, 8, 9 and 10, with commas between several");
     command->add_flag("-a,--all-chips", options->allChips, "Encode for every chip");
     addNumber(
         *command, "-e,--entry", [options](U32 n) { options->place.entry = n; },

@@ -8,6 +8,8 @@
 /// Immutable. An index above 131072 raises Kor::RangeException; 131072 itself passes, with any bank, and is
 /// null with `lifBankMax` alone.
 
+#include "platform/Hardware/Loam/FapType.h"
+#include "runtime/Ptr.h"
 #include "values/ValueNames.h"
 
 // clang-format off
@@ -21,12 +23,15 @@ enum AradLifBank : U32 {
 };
 KOR_ENUMERATION(AradLifBank)
 
-class AradLifIndex
+class FapTypeProperties;
+
+class __attribute__((visibility("default"))) AradLifIndex
     : public Kor::ValueOf<AradLifIndex,
           Constant<name::null, U32, 131072>,
           Constant<name::min, U32, 0>,
           Stored<name::index, U32, 131072>,
-          Stored<name::startingBank, AradLifBank, lifBankMax>>,
+          Stored<name::startingBank, AradLifBank, lifBankMax>,
+          Operation<name::hwOffset, U32(Arg<name::fapType, Loam::FapType>, Arg<name::fapTypeProperties, Kor::Ptr<FapTypeProperties const> const&>)>>,
       public Kor::Ordered<AradLifIndex> {
 public:
     constexpr AradLifIndex() = default;
@@ -36,6 +41,10 @@ public:
     }
 
     constexpr bool operator!() const { return *this == AradLifIndex(); }
+
+    /// The flat offset into the LIF table of that family: the entries of the banks before, and the index. Defined in
+    /// model/FapTypeProperties.cpp. Requires a bank other than `lifBankMax`, and the family's set in the properties.
+    U32 hwOffset(Loam::FapType fapType, Kor::Ptr<FapTypeProperties const> const& fapTypeProperties) const;
 
     constexpr void korCheck() const {
         if (index() > null) {

@@ -4,9 +4,8 @@
 /// `getSchanAddress` tells whether it knows a chip.
 
 #include "platform/Hardware/Loam/FapType.h"
+#include "reflect/Enumeration.h"
 #include "runtime/Types.h"
-
-#include <iosfwd>
 
 namespace Hardware {
 
@@ -28,8 +27,6 @@ enum ChipType : U32 {
     jerichoChip9 = 9,
     jerichoChip10 = 10,
 };
-
-/// The enumerator's name, or `ChipType(n)` for a number that is none.
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, ChipType chipType);
+KOR_ENUMERATION(ChipType)
 
 } // namespace Hardware

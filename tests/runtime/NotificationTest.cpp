@@ -48,7 +48,7 @@ public:
     void countNotify(int key) {
         notify(notifieeList_, countId, [&](NotifieeConst& n) { n.onCount(key); });
     }
-    void zeroReferencesIs(bool) override { notifyZeroReferences(*this, notifieeList_); }
+    void zeroReferencesIs(bool) override { notifyZeroReferences(notifieeList_); }
 
     static inline int alive = 0;
     int speed = 0;
@@ -291,7 +291,27 @@ TEST_F(NotificationTest, AWeakReactorHoldsNothingAndIsDetachedWhenItsNotifierEnd
     EXPECT_EQ(Port::alive, 1);
     EXPECT_EQ(take(), (Heard{"a:zero"}));
     EXPECT_EQ(a->notifier(), nullptr);
-    EXPECT_FALSE(stream->hasNotificationActive());
+    EXPECT_FALSE(stream->hasNotificationActive()); // and out of the list, yet detached:
+    EXPECT_EQ(stream->adapter()->notifier(), nullptr);
+
+    // Whatever a weak reactor has been through, it does not outlive its notifier unawares.
+    auto fourth = makePtr<Port>();
+    b = makePtr<Watcher>("b"); // never registered
+    b->isWeakReferenceIs(true);
+    b->notifierIs(fourth);
+    c = attached<Watcher>(fourth, "c");
+    c->hasNotificationActiveIs(false);
+    c->isWeakReferenceIs(true);
+    a->isRegisteredNotifieeIs(false);
+    a->notifierIs(fourth);
+    auto gone = attached<Watcher>(fourth, "gone");
+    gone->isWeakReferenceIs(true);
+    gone->isRegisteredNotifieeIs(false);
+    gone = nullptr;
+    fourth = nullptr;
+    for (auto const& each : {a, b, c}) {
+        EXPECT_EQ(each->notifier(), nullptr) << each->id;
+    }
 }
 
 TEST_F(NotificationTest, AnAdapterStandsForItsOwnerAndLeavesWithIt) {

@@ -187,6 +187,18 @@ TEST(Command, EncodeAndDecodeShowTheSameFields) {
     EXPECT_EQ(decoded["fields"][1], json::parse(R"({"name":"vlanEditVid1","hi":59,"lo":48,"value":20})"));
 }
 
+TEST(Command, ARowOfAFileIsToldByItsLine) {
+    std::string const rows =
+        "chip=3 table=EpniIsidTable 1000005\n\nchip=8 table=TcamActionTable variant=0 80000000\n";
+    EXPECT_EQ(loamtunnel({"decode", "-f", "-", "--nonzero", "--format", "csv", "--no-headings"}, rows).out,
+              "stdin:1,3,EpniIsidTable,0,isid,23,0,5\n"
+              "stdin:1,3,EpniIsidTable,0,parity,24,24,1\n"
+              "stdin:3,8,TcamActionTable,0,,31,31,set\n");
+    json const decoded = json::parse(loamtunnel({"decode", "-f", "-", "--json"}, rows).out);
+    EXPECT_EQ(decoded[1]["where"], "stdin:3");
+    EXPECT_EQ(decoded[1]["unowned"], json::parse(R"([{"hi":31,"lo":31}])"));
+}
+
 TEST(Command, LayoutDiffTellsWhatChanged) {
     EXPECT_EQ(loamtunnel({"layout", "--diff", "5", "8"}).out,
               "table     variant  field       change    chip 5  chip 8\n"

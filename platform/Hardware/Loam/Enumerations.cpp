@@ -1,3 +1,4 @@
+#include "platform/Hardware/Loam/FapType.h"
 #include "platform/Hardware/Loam/VlanEdit.h"
 #include "platform/Hardware/Loam/VtAppId.h"
 
@@ -5,6 +6,7 @@
 
 namespace Hardware::Loam {
 
+KOR_ENUMERATION_BODY(FapType)
 KOR_ENUMERATION_BODY(IveProfile)
 KOR_ENUMERATION_BODY(VlanTagFormat)
 KOR_ENUMERATION_BODY(VtAppId)

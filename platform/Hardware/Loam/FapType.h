@@ -3,9 +3,8 @@
 /// The family of a forwarding chip. Only the Arad and the Jericho family have tables; the third exists so
 /// that every chip has one.
 
+#include "reflect/Enumeration.h"
 #include "runtime/Types.h"
-
-#include <iosfwd>
 
 namespace Hardware::Loam {
 
@@ -20,8 +19,6 @@ enum FapType : U32 {
     fapTypeArad = 3,
     fapTypeJericho = 4,
 };
-
-/// The enumerator's name, or `FapType(n)` for a number that is none.
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, FapType fapType);
+KOR_ENUMERATION(FapType)
 
 } // namespace Hardware::Loam

@@ -1,0 +1,681 @@
+#pragma once
+
+/// The entity pattern: an entity class is the list of its attributes, in the order of the model, and gets
+/// from it its storage, its operations, its reactors and the order of effects of each change.
+///
+///     class LifAppConfig final
+///         : public Kor::EntityOf<LifAppConfig,
+///               Kor::KeyAttribute<name::app, Hardware::Loam::VtAppId>,
+///               Kor::CountedMap<name::reqCount, AradLifEntry, U32>> {
+///     public:
+///         using EntityOver::EntityOver;
+///     };
+///
+///     auto config = Kor::makePtr<LifAppConfig>(Hardware::Loam::vtAppMpls);
+///     config->reqCountInc(entry, 1);
+///     for (auto const& each : config->reqCountMap()) { use(each.fwkKey(), each.value); }
+///
+/// The kinds of attributes, for an attribute `x` with the capital form `X`, value type T and key type K:
+///
+///     KeyAttribute    x()                                        set by the constructor
+///     Singleton       x(), xIs(T)                                VirtualSingleton: xIs is virtual
+///     ValueMap        x(K), xIs(K, T), newX(K, T) and the map operations
+///     CountedUpMap    the same, and xInc(K, U32)                 CountedMap: also xDec(K, U32)
+///     KeyedMap        x(K), xIs(T), newX(T): the key is an attribute of the value
+///     EntityMap       x(K), xIs(K), newX(K): the members are children, made here
+///     ReferenceMap    x(K), xIs(K, Ptr<T>), newX(K, Ptr<T>): the members are entities that someone else made
+///     Operation       a hand-written member function of the class
+///
+/// The map operations: xDel(K) and xDel(iterator), which return what was there, xDelAll(), xNotify(K), and
+/// for a walk xMap() and xIterator(). An absent key is no error: reads and deletes answer with T's default or
+/// a null pointer.
+///
+/// Rules of change. A write that changes nothing does nothing. Otherwise the change is stored, the version
+/// rises by one, and then the reactors are told with the key, on the caller's stack (runtime/Notification.h).
+/// Two exceptions: xIs(K) of an entity map raises the version for a present child too, without telling
+/// anybody; xInc and xDec tell, but never touch the version, and count modulo 2 to the 32nd. A count that
+/// reaches 0 stays in the map: xDel ends it. newX inserts and does nothing else; its key must not be present.
+/// An exception of a reactor's handler never gets here.
+///
+/// Cost. A map operation is one hash, one bucket, one short chain; without reactors a change costs one test
+/// more. An insertion allocates its member, nothing else allocates. One thread at a time.
+
+#include "model/EntityNames.h"
+#include "reflect/Text.h"
+#include "reflect/Value.h"
+#include "runtime/Entity.h"
+#include "runtime/HashMap.h"
+#include "runtime/Notification.h"
+#include "runtime/NotifieeOf.h"
+
+#include <concepts>
+#include <type_traits>
+#include <utility>
+
+namespace Kor {
+
+// Attributes of an entity
+
+enum class EntityAttributeKind { key, singleton, map, operation };
+
+template <class NameType, class T>
+struct KeyAttribute {
+    using Name = NameType;
+    using Type = T;
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::key;
+};
+
+template <class NameType, class T, auto... Initial>
+struct Singleton {
+    using Name = NameType;
+    using Type = T;
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::singleton;
+    static T initial() { return T(Initial...); }
+};
+
+template <class NameType, class T, auto... Initial>
+struct VirtualSingleton : Singleton<NameType, T, Initial...> {};
+
+template <class NameType, class K, class V>
+struct ValueMap {
+    using Name = NameType;
+    using Key = K;
+    using Value = V;
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::map;
+};
+
+template <class NameType, class K, class V>
+struct CountedUpMap : ValueMap<NameType, K, V> {
+    static_assert(std::is_same_v<V, U32>);
+};
+
+template <class NameType, class K, class V>
+struct CountedMap : CountedUpMap<NameType, K, V> {};
+
+/// The key is the attribute `KeyName` of the value.
+template <class NameType, class V, class KeyName>
+struct KeyedMap {
+    using Name = NameType;
+    using Key = std::remove_cvref_t<decltype(KeyName::call(std::declval<V const&>()))>;
+    using Value = V;
+    using KeyOf = KeyName;
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::map;
+};
+
+/// The key is the key attribute of the child.
+template <class NameType, class C>
+struct EntityMap {
+    using Name = NameType;
+    using Key = std::remove_cvref_t<decltype(std::declval<C const&>().fwkKey())>;
+    using Child = C;
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::map;
+};
+
+template <class NameType, class K, class T>
+struct ReferenceMap {
+    using Name = NameType;
+    using Key = K;
+    using Referred = T;
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::map;
+};
+
+namespace detail {
+
+template <class NameType>
+struct KeyCall {
+    template <class V>
+    constexpr auto operator()(V const& value) const {
+        return NameType::call(value);
+    }
+};
+
+/// How deep below Kor::PtrInterface a class stands; its attribute ids follow from it.
+template <class T>
+constexpr int derivationLevel() {
+    if constexpr (std::is_same_v<T, PtrInterface>) {
+        return 0;
+    } else if constexpr (requires { T::level; }) {
+        return T::level;
+    } else {
+        return 1; // Kor::Entity, or what is slipped in between to add virtual operations
+    }
+}
+
+// Levels: each attribute adds one to the chain of bases, with its storage and its logic. A name's form lies
+// on top.
+
+/// What all levels need of the entity.
+template <class Prev, class Self, class A>
+class LevelBase : public Prev {
+public:
+    using Prev::Prev;
+
+protected:
+    static constexpr bool isEntity = std::derived_from<Prev, Entity>;
+
+    Self& self() { return static_cast<Self&>(*this); }
+    Self const& self() const { return static_cast<Self const&>(*this); }
+    void raiseVersion() {
+        if constexpr (isEntity) {
+            this->versionInc();
+        }
+    }
+    template <class... K>
+    void tell(K const&... key) {
+        using Reactor = typename Self::NotifieeConst;
+        Kor::notify(NotifieeAccess::list(self()), Self::template attributeIdOf<typename A::Name>(),
+                    [&](auto& each) {
+                        if constexpr (std::is_same_v<std::remove_cvref_t<decltype(each)>, Reactor>) {
+                            EntityForms<typename A::Name>::tell(each, key...);
+                        } else if (auto* const reactor = dynamic_cast<Reactor*>(&each)) {
+                            EntityForms<typename A::Name>::tell(*reactor, key...);
+                        }
+                    });
+    }
+};
+
+template <class Prev, class Self, class A>
+class KeyLevel : public Prev {
+public:
+    using KeyType = typename A::Type;
+    explicit KeyLevel(KeyType key) : key_(std::move(key)) {}
+
+    /// The key attribute again, by which the map of the parent knows the entity.
+    KeyType const& fwkKey() const noexcept { return key_; }
+
+protected:
+    KeyType const& key() const noexcept { return key_; }
+
+private:
+    KeyType const key_;
+};
+
+template <class Prev, class Self, class A>
+class SingletonLevel : public LevelBase<Prev, Self, A> {
+public:
+    using LevelBase<Prev, Self, A>::LevelBase;
+    using Value = typename A::Type;
+
+protected:
+    Value const& value() const noexcept { return value_; }
+    void valueIs(Value const& value) {
+        if (value_ == value) {
+            return;
+        }
+        value_ = value;
+        this->raiseVersion();
+        this->tell();
+    }
+
+private:
+    Value value_ = A::initial();
+};
+
+/// What all maps share. `Traits` says what a member gives back when it is deleted.
+template <class Prev, class Self, class A, class N, class R>
+class MapLevel : public LevelBase<Prev, Self, A> {
+public:
+    using LevelBase<Prev, Self, A>::LevelBase;
+    using Node = N;
+    using KeyType = typename A::Key;
+    using Result = R;
+    using MapType = HashMap<Node, KeyType, R>;
+
+protected:
+    MapType const& map() const noexcept { return map_; }
+    MapType& map() noexcept { return map_; }
+
+    void notify(KeyType const& key) { this->tell(key); }
+
+    Result del(KeyType const& key) {
+        Ptr<Node> const gone = map_.deleteMember(key);
+        return gone ? left(gone) : Result();
+    }
+    Result del(typename MapType::Iterator& at) {
+        if (!at) {
+            return Result();
+        }
+        Ptr<Node> const gone = at.ptr();
+        map_.deleteMember(gone);
+        return left(gone);
+    }
+    void delAll() {
+        for (typename MapType::Iterator at(&map_); at; at.advance()) {
+            del(at);
+        }
+    }
+
+    /// What remains to be done for a member that is out of the map.
+    Result left(Ptr<Node> const& gone) {
+        this->raiseVersion();
+        KeyType const key = HashMember::key(*gone);
+        if constexpr (std::is_same_v<Result, Ptr<Node>>) {
+            if constexpr (std::derived_from<Node, Entity>) {
+                gone->parentIs(nullptr);
+            }
+            this->tell(key);
+            return gone;
+        } else {
+            this->tell(key);
+            return gone->value;
+        }
+    }
+
+private:
+    MapType map_;
+};
+
+template <class Prev, class Self, class A>
+class ValueMapLevel
+    : public MapLevel<Prev, Self, A, MapEntry<typename A::Key, typename A::Value>, typename A::Value> {
+    using Base = MapLevel<Prev, Self, A, MapEntry<typename A::Key, typename A::Value>, typename A::Value>;
+
+public:
+    using Base::Base;
+    using Value = typename A::Value;
+    using typename Base::KeyType;
+    using typename Base::MapType;
+    using typename Base::Node;
+
+protected:
+    Value get(KeyType const& key) const {
+        Node const* const found = this->Base::map().member(key);
+        return found ? found->value : Value();
+    }
+
+    void is(KeyType const& key, Value const& value) {
+        U32 const reversed = MapType::reversedHash(key);
+        if (Node* const found = this->Base::map().member(key, reversed)) {
+            if (found->value == value) {
+                return;
+            }
+            found->value = value;
+        } else {
+            newMember(key, value, reversed);
+        }
+        this->raiseVersion();
+        this->tell(key);
+    }
+
+    U32 add(KeyType const& key, U32 delta) {
+        U32 const reversed = MapType::reversedHash(key);
+        Node* found = this->Base::map().member(key, reversed);
+        if (!found) {
+            found = newMember(key, 0, reversed).ptr();
+        }
+        if (delta == 0) {
+            return found->value;
+        }
+        U32 const sum = found->value + delta;
+        found->value = sum;
+        this->tell(key);
+        return sum;
+    }
+
+    Ptr<Node> newMember(KeyType const& key, Value const& value) {
+        return newMember(key, value, MapType::reversedHash(key));
+    }
+
+private:
+    Ptr<Node> newMember(KeyType const& key, Value const& value, U32 reversed) {
+        Ptr<Node> node = makePtr<Node>(key, value);
+        this->Base::map().newMember(node, reversed);
+        return node;
+    }
+};
+
+template <class Prev, class Self, class A>
+class KeyedMapLevel
+    : public MapLevel<Prev, Self, A, KeyedMapEntry<typename A::Value, KeyCall<typename A::KeyOf>{}>,
+                      typename A::Value> {
+    using Base = MapLevel<Prev, Self, A, KeyedMapEntry<typename A::Value, KeyCall<typename A::KeyOf>{}>,
+                          typename A::Value>;
+
+public:
+    using Base::Base;
+    using Value = typename A::Value;
+    using typename Base::KeyType;
+    using typename Base::MapType;
+    using typename Base::Node;
+
+protected:
+    Value get(KeyType const& key) const {
+        Node const* const found = this->Base::map().member(key);
+        return found ? found->value : Value();
+    }
+
+    void is(Value const& value) {
+        KeyType const key = A::KeyOf::call(value);
+        U32 const reversed = MapType::reversedHash(key);
+        if (Node* const found = this->Base::map().member(key, reversed)) {
+            if (found->value == value) {
+                return;
+            }
+            found->value = value;
+        } else {
+            this->Base::map().newMember(makePtr<Node>(value), reversed);
+        }
+        this->raiseVersion();
+        this->tell(key);
+    }
+
+    Ptr<Node> newMember(Value const& value) {
+        Ptr<Node> node = makePtr<Node>(value);
+        this->Base::map().newMember(node);
+        return node;
+    }
+};
+
+template <class Prev, class Self, class A>
+class EntityMapLevel : public MapLevel<Prev, Self, A, typename A::Child, Ptr<typename A::Child>> {
+    using Base = MapLevel<Prev, Self, A, typename A::Child, Ptr<typename A::Child>>;
+
+public:
+    using Base::Base;
+    using typename Base::KeyType;
+    using typename Base::MapType;
+    using typename Base::Node;
+
+protected:
+    Ptr<Node> get(KeyType const& key) {
+        if constexpr (Base::isEntity) {
+            this->mutableReadsInc();
+        }
+        return this->Base::map().member(key);
+    }
+    Ptr<Node const> get(KeyType const& key) const { return this->Base::map().member(key); }
+
+    ValidPtr<Node> is(KeyType const& key) {
+        Ptr<Node> child = this->Base::map().member(key);
+        if (child) {
+            this->raiseVersion();
+            return child;
+        }
+        child = newMember(key);
+        this->raiseVersion();
+        this->tell(key);
+        return child;
+    }
+
+    Ptr<Node> newMember(KeyType const& key) {
+        Ptr<Node> child = makePtr<Node>(key);
+        if constexpr (std::derived_from<Node, Entity>) {
+            child->parentAttrIdIs(Self::template attributeIdOf<typename A::Name>());
+        }
+        this->Base::map().newMember(child);
+        if constexpr (std::derived_from<Node, Entity>) {
+            child->parentIs(&this->self());
+        }
+        return child;
+    }
+};
+
+template <class Prev, class Self, class A>
+class ReferenceMapLevel : public MapLevel<Prev, Self, A, MapEntry<typename A::Key, Ptr<typename A::Referred>>,
+                                          Ptr<typename A::Referred>> {
+    using Base = MapLevel<Prev, Self, A, MapEntry<typename A::Key, Ptr<typename A::Referred>>,
+                          Ptr<typename A::Referred>>;
+
+public:
+    using Base::Base;
+    using Value = Ptr<typename A::Referred>;
+    using ValueConst = Ptr<typename A::Referred const>;
+    using typename Base::KeyType;
+    using typename Base::MapType;
+    using typename Base::Node;
+
+protected:
+    Value get(KeyType const& key) {
+        if constexpr (Base::isEntity) {
+            this->mutableReadsInc();
+        }
+        Node const* const found = this->Base::map().member(key);
+        return found ? found->value : Value();
+    }
+    ValueConst get(KeyType const& key) const {
+        Node const* const found = this->Base::map().member(key);
+        return found ? ValueConst(found->value) : ValueConst();
+    }
+
+    void is(KeyType const& key, Value const& value) {
+        Node* const found = this->Base::map().member(key);
+        if (found ? found->value == value : !value) {
+            return;
+        }
+        if (found && !value) {
+            this->Base::map().deleteMember(key);
+        } else if (found) {
+            found->value = value;
+        } else {
+            newMember(key, value);
+        }
+        this->raiseVersion();
+        this->tell(key);
+    }
+
+    Ptr<Node> newMember(KeyType const& key, Value const& value) {
+        Ptr<Node> node = makePtr<Node>(key, value);
+        this->Base::map().newMember(node);
+        return node;
+    }
+};
+
+// The chain of an attribute list, and the hooks of its reactors.
+
+template <class Prev, class Self, class A>
+struct LevelOf {
+    using type = Prev; // an operation adds nothing
+};
+template <class Prev, class Self, class N, class T>
+struct LevelOf<Prev, Self, KeyAttribute<N, T>> {
+    using type = typename EntityForms<N>::template Key<KeyLevel<Prev, Self, KeyAttribute<N, T>>>;
+};
+template <class Prev, class Self, class N, class T, auto... I>
+struct LevelOf<Prev, Self, Singleton<N, T, I...>> {
+    using type =
+        typename EntityForms<N>::template Singleton<SingletonLevel<Prev, Self, Singleton<N, T, I...>>>;
+};
+template <class Prev, class Self, class N, class T, auto... I>
+struct LevelOf<Prev, Self, VirtualSingleton<N, T, I...>> {
+    using type = typename EntityForms<N>::template VirtualSingleton<
+        SingletonLevel<Prev, Self, VirtualSingleton<N, T, I...>>>;
+};
+template <class Prev, class Self, class N, class K, class V>
+struct LevelOf<Prev, Self, ValueMap<N, K, V>> {
+    using type = typename EntityForms<N>::template ValueMap<ValueMapLevel<Prev, Self, ValueMap<N, K, V>>>;
+};
+template <class Prev, class Self, class N, class K, class V>
+struct LevelOf<Prev, Self, CountedUpMap<N, K, V>> {
+    using type =
+        typename EntityForms<N>::template CountedUpMap<ValueMapLevel<Prev, Self, CountedUpMap<N, K, V>>>;
+};
+template <class Prev, class Self, class N, class K, class V>
+struct LevelOf<Prev, Self, CountedMap<N, K, V>> {
+    using type = typename EntityForms<N>::template CountedMap<ValueMapLevel<Prev, Self, CountedMap<N, K, V>>>;
+};
+template <class Prev, class Self, class N, class V, class KN>
+struct LevelOf<Prev, Self, KeyedMap<N, V, KN>> {
+    using type = typename EntityForms<N>::template KeyedMap<KeyedMapLevel<Prev, Self, KeyedMap<N, V, KN>>>;
+};
+template <class Prev, class Self, class N, class C>
+struct LevelOf<Prev, Self, EntityMap<N, C>> {
+    using type = typename EntityForms<N>::template EntityMap<EntityMapLevel<Prev, Self, EntityMap<N, C>>>;
+};
+template <class Prev, class Self, class N, class K, class T>
+struct LevelOf<Prev, Self, ReferenceMap<N, K, T>> {
+    using type =
+        typename EntityForms<N>::template ReferenceMap<ReferenceMapLevel<Prev, Self, ReferenceMap<N, K, T>>>;
+};
+
+template <class Prev, class Self, class... A>
+struct Chain {
+    using type = Prev;
+};
+template <class Prev, class Self, class First, class... Rest>
+struct Chain<Prev, Self, First, Rest...> : Chain<typename LevelOf<Prev, Self, First>::type, Self, Rest...> {};
+
+template <class A>
+constexpr bool hasKind(EntityAttributeKind kind) {
+    if constexpr (requires { requires std::is_same_v<decltype(A::kind), EntityAttributeKind const>; }) {
+        return A::kind == kind;
+    } else {
+        return kind == EntityAttributeKind::operation;
+    }
+}
+
+template <class Base, class A>
+struct HooksOf {
+    using type = Base;
+};
+template <class Base, class A>
+requires(hasKind<A>(EntityAttributeKind::singleton)) struct HooksOf<Base, A> {
+    using type = typename EntityForms<typename A::Name>::template ScalarHooks<Base>;
+};
+template <class Base, class A>
+requires(hasKind<A>(EntityAttributeKind::map)) struct HooksOf<Base, A> {
+    using type = typename EntityForms<typename A::Name>::template KeyedHooks<Base, typename A::Key>;
+};
+
+template <class Base, class... A>
+struct HookChain {
+    using type = Base;
+};
+template <class Base, class First, class... Rest>
+struct HookChain<Base, First, Rest...> : HookChain<typename HooksOf<Base, First>::type, Rest...> {};
+
+/// The keys of the keyed attributes, in order.
+template <class List, class... A>
+struct KeysOf {
+    using type = List;
+};
+template <class... K, class First, class... Rest>
+struct KeysOf<AttributeList<K...>, First, Rest...> : KeysOf<AttributeList<K...>, Rest...> {};
+template <class... K, class First, class... Rest>
+requires(hasKind<First>(EntityAttributeKind::map)) struct KeysOf<AttributeList<K...>, First, Rest...>
+    : KeysOf<AttributeList<K..., typename First::Key>, Rest...> {
+};
+
+template <class Derived, class X, class Base, class Keys>
+struct NotifieeWithKeys;
+template <class Derived, class X, class Base, class... K>
+struct NotifieeWithKeys<Derived, X, Base, AttributeList<K...>> {
+    using type = NotifieeOf<Derived, X, Base, K...>;
+};
+
+/// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for its reactors and for the map of a
+/// parent.
+template <class Self, class Base, class ChainType, class... A>
+class Reactors : public ChainType {
+    using Root = std::conditional_t<std::derived_from<Base, Entity>, Entity::NotifieeConst,
+                                    PtrInterface::NotifieeConst>;
+
+public:
+    using ChainType::ChainType;
+
+    class NotifieeConst
+        : public HookChain<typename NotifieeWithKeys<NotifieeConst, Self, Root,
+                                                     typename KeysOf<AttributeList<>, A...>::type>::type,
+                           A...>::type {};
+
+private:
+    friend HashMember;
+    friend NotifieeAccess;
+
+    HashLink next;
+    mutable ListRaw<NotifieeConst> notifieeList_;
+};
+
+/// An entity below another one has that one's list; its reactors add hooks to that one's.
+template <class Self, class Base, class ChainType, class... A>
+requires(derivationLevel<Base>() > 1) class Reactors<Self, Base, ChainType, A...> : public ChainType {
+public:
+    using ChainType::ChainType;
+
+    class NotifieeConst : public HookChain<typename Base::NotifieeConst, A...>::type {};
+};
+
+} // namespace detail
+
+/// The class `Self` on top of `Base`, which is Kor::Entity, Kor::PtrInterface (no name, version, parent or
+/// attribute log), or another entity, whose attributes and reactors it then adds to.
+template <class Self, class Base, class... A>
+class EntityOver : public detail::Reactors<Self, Base, typename detail::Chain<Base, Self, A...>::type, A...> {
+    using ReactorsType = detail::Reactors<Self, Base, typename detail::Chain<Base, Self, A...>::type, A...>;
+
+public:
+    using Attributes = AttributeList<A...>;
+    using BaseEntity = Base;
+    using typename ReactorsType::NotifieeConst;
+    static constexpr int level = detail::derivationLevel<Base>() + 1;
+    static constexpr AttributeId firstAttributeId = 2 + 128 * level;
+    static constexpr bool isEntity = std::derived_from<Base, Entity>;
+
+    /// A reactor that may also write.
+    class Notifiee : public NotifieeConst {
+    public:
+        Self* notifier() const noexcept {
+            return const_cast<Self*>(static_cast<Self const*>(NotifieeConst::notifier()));
+        }
+    };
+
+    using ReactorsType::ReactorsType;
+
+    ~EntityOver() override {
+        // Children first lose their parent, and observers hear of each; then the observers go, untold.
+        (delAllChildren<A>(), ...);
+        if constexpr (level <= 2) {
+            NotifieeAccess::list(*this).deleteAll();
+        }
+    }
+
+    /// The id of the attribute of that name; the list must have it.
+    template <class NameType>
+    static constexpr AttributeId attributeIdOf() {
+        AttributeId id = firstAttributeId;
+        static_cast<void>(((std::is_same_v<typename A::Name, NameType> || (++id, false)) || ...));
+        return id;
+    }
+
+    /// The name of an own attribute, else what the base answers.
+    String8 attributeString(AttributeId attribute) const {
+        String8 text = "unknown";
+        AttributeId id = firstAttributeId;
+        if (((attribute == id++ && (text = A::Name::text, true)) || ...)) {
+            return text;
+        }
+        if constexpr (isEntity) {
+            return Base::attributeString(attribute);
+        } else {
+            return text;
+        }
+    }
+
+    /// Tells the reactors that the last reference is gone.
+    void zeroReferencesIs(bool) override { notifyZeroReferences(*this, NotifieeAccess::list(*this)); }
+
+    bool korHasAttrLogInterface() const { return isEntity; }
+
+    String8 korKeyText() const {
+        if constexpr (requires(Self const& self) { self.fwkKey(); }) {
+            return valueToStrep(this->fwkKey());
+        } else {
+            return {};
+        }
+    }
+
+private:
+    template <class Attribute>
+    void delAllChildren() {
+        if constexpr (requires { typename Attribute::Child; }) {
+            EntityForms<typename Attribute::Name>::delAll(*this);
+        }
+    }
+};
+
+template <class Self, class... A>
+using EntityOf = EntityOver<Self, Entity, A...>;
+
+template <class Self, class... A>
+using ObjectOf = EntityOver<Self, PtrInterface, A...>;
+
+} // namespace Kor

@@ -1,0 +1,105 @@
+#pragma once
+
+/// What the chip families have of each resource, and the arithmetic that turns a LIF index into a place.
+///
+///     auto properties = fapTypePropertiesFactory();
+///     auto arad = properties->properties(Hardware::Loam::fapTypeArad);
+///     AradLifIndex index(20000, lifBankManaged);
+///     arad->lifBankFromIndex(index);                                          // 3
+///     arad->lifOffsetFromIndex(index);                                        // 3616
+///     index.hwOffset(Hardware::Loam::fapTypeArad, properties);                // 52768
+///
+/// A FapTypeProperties is complete when its constructor returns: one set for each family. It reads the
+/// environment variables MAX_ARAD_TCAM_ENTRIES and MAX_JERICHO_TCAM_ENTRIES then, and never again. All
+/// arithmetic is in unsigned 32 bits and wraps; it allocates nothing.
+
+#include "model/ModelNames.h"
+#include "platform/Hardware/Loam/FapType.h"
+#include "values/AradLifIndex.h"
+
+// clang-format off
+namespace Hardware::LoamTunnel {
+
+/// The arithmetic of a family. A LIF index must not be null.
+class __attribute__((visibility("default"))) LifArithmetic : public Kor::Entity {
+public:
+    virtual U8 lifBankFromIndex(AradLifIndex const& lifIndex) const;
+    virtual U32 lifOffsetFromIndex(AradLifIndex const& lifIndex) const;
+    /// Where a part of a bulk download goes in the buffer of the DMA.
+    virtual U32 lifDnldIndexToDmaAddr(U32 dmaAddrBase, U32 dnldIndex, U32 dnldSize, U32 entrySize) const;
+    virtual U32 lifDnldIndexToLifBank(U32 dnldIndex, U32 dnldSize) const;
+    virtual U32 lifDnldIndexToLifOffset(U32 dnldIndex, U32 dnldSize) const;
+
+protected:
+    using Entity::Entity;
+};
+
+/// FapTypeProperties::Properties, the sizes of one family: 0 until they are set, and an arithmetic of zeros.
+class __attribute__((visibility("default"))) FapTypePropertySet
+    : public Kor::EntityOver<FapTypePropertySet, LifArithmetic,
+          KeyAttribute<name::fapType, Loam::FapType>,
+          VirtualSingleton<name::isemHwSize, U32>,
+          VirtualSingleton<name::esemHwSize, U32>,
+          VirtualSingleton<name::evecProfileSize, U32>,
+          VirtualSingleton<name::lifEntriesPerBank, U32>,
+          VirtualSingleton<name::tcamEntriesPerBank, U32>,
+          Kor::Operation<name::lifBankFromIndex, U8(Arg<name::lifIndex, AradLifIndex>)>,
+          Kor::Operation<name::lifOffsetFromIndex, U32(Arg<name::lifIndex, AradLifIndex>)>,
+          Kor::Operation<name::lifDnldIndexToDmaAddr, U32(Arg<name::dmaAddrBase, U32>, Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>, Arg<name::entrySize, U32>)>,
+          Kor::Operation<name::lifDnldIndexToLifBank, U32(Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>)>,
+          Kor::Operation<name::lifDnldIndexToLifOffset, U32(Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>)>> {
+public:
+    using EntityOver::EntityOver;
+};
+
+/// The arithmetic of a family, over the sizes.
+template <class Family>
+class FapTypePropertySetOf : public Kor::EntityOver<Family, FapTypePropertySet> {
+public:
+    using Kor::EntityOver<Family, FapTypePropertySet>::EntityOver;
+
+    U8 lifBankFromIndex(AradLifIndex const& lifIndex) const override;
+    U32 lifOffsetFromIndex(AradLifIndex const& lifIndex) const override;
+    U32 lifDnldIndexToDmaAddr(U32 dmaAddrBase, U32 dnldIndex, U32 dnldSize, U32 entrySize) const override;
+    U32 lifDnldIndexToLifBank(U32 dnldIndex, U32 dnldSize) const override;
+    U32 lifDnldIndexToLifOffset(U32 dnldIndex, U32 dnldSize) const override;
+};
+
+/// FapTypeProperties::AradProperties: a bank is filled in order.
+class __attribute__((visibility("default"))) AradFapTypeProperties final
+    : public FapTypePropertySetOf<AradFapTypeProperties> {
+public:
+    using FapTypePropertySetOf::FapTypePropertySetOf;
+};
+
+/// FapTypeProperties::JerichoProperties: neighbouring indexes alternate between the two banks of a pair.
+class __attribute__((visibility("default"))) JerichoFapTypeProperties final
+    : public FapTypePropertySetOf<JerichoFapTypeProperties> {
+public:
+    using FapTypePropertySetOf::FapTypePropertySetOf;
+};
+
+class __attribute__((visibility("default"))) FapTypeProperties final
+    : public Kor::EntityOf<FapTypeProperties,
+          ReferenceMap<name::properties, Loam::FapType, FapTypePropertySet>,
+          Singleton<name::initialized, bool>,
+          Kor::Operation<name::handleInitialized, void()>> {
+public:
+    using Properties = FapTypePropertySet;
+    using AradProperties = AradFapTypeProperties;
+    using JerichoProperties = JerichoFapTypeProperties;
+
+    FapTypeProperties();
+
+    /// Makes the sets of both families anew, from the environment as it is, and then sets `initialized`. The constructor
+    /// calls it.
+    void handleInitialized();
+
+    static Kor::Ptr<Properties> propertiesFactory(Loam::FapType fapType);
+    static Kor::Ptr<AradProperties> aradPropertiesFactory(Loam::FapType fapType);
+    static Kor::Ptr<JerichoProperties> jerichoPropertiesFactory(Loam::FapType fapType);
+};
+KOR_PLAIN_FACTORY(fapTypePropertiesFactory, FapTypeProperties)
+
+} // namespace Hardware::LoamTunnel
+// clang-format on

@@ -1,0 +1,59 @@
+#pragma once
+
+/// Logical interfaces as applications ask for them and get them.
+///
+///     auto dir = lifAppConfigDirFactory("lifConfig");
+///     auto config = dir->appConfigIs(Hardware::Loam::vtAppMpls);      // the application's, made if absent
+///     config->reqCountInc(entry, 1);
+///     ...
+///     if (config->reqCountDec(entry, 1) == 0) {
+///         config->reqCountDel(entry);                                  // ends the request
+///     }
+///
+/// A config holds how often an application asks for each LIF, a status under the same key where the LIF is.
+/// Whoever owns the resource reads the one and writes the other; nothing here does.
+
+#include "model/ModelNames.h"
+#include "platform/Hardware/Loam/VtAppId.h"
+#include "values/AradLifEntry.h"
+#include "values/AradLifIndex.h"
+
+// clang-format off
+namespace Hardware::LoamTunnel {
+
+class LifAppConfig final
+    : public Kor::EntityOf<LifAppConfig,
+          KeyAttribute<name::app, Loam::VtAppId>,
+          CountedMap<name::reqCount, AradLifEntry, U32>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(lifAppConfigFactory, LifAppConfig, Loam::VtAppId)
+
+class LifAppConfigDir final
+    : public Kor::EntityOf<LifAppConfigDir,
+          EntityMap<name::appConfig, LifAppConfig>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(lifAppConfigDirFactory, LifAppConfigDir, Kor::Name)
+
+class LifAppStatus final
+    : public Kor::EntityOf<LifAppStatus,
+          KeyAttribute<name::app, Loam::VtAppId>,
+          ValueMap<name::lifEntry, AradLifEntry, AradLifIndex>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(lifAppStatusFactory, LifAppStatus, Loam::VtAppId)
+
+class LifAppStatusDir final
+    : public Kor::EntityOf<LifAppStatusDir,
+          EntityMap<name::appStatus, LifAppStatus>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(lifAppStatusDirFactory, LifAppStatusDir, Kor::Name)
+
+} // namespace Hardware::LoamTunnel
+// clang-format on

@@ -1,0 +1,96 @@
+#include "runtime/Entity.h"
+
+#include <utility>
+
+namespace Kor {
+
+Entity::Entity(Name name) : name_(std::move(name)) {}
+
+Entity::~Entity() = default;
+
+Name Entity::name() const {
+    return name_;
+}
+
+Ptr<Entity const> Entity::parent() const {
+    return parent_;
+}
+
+Ptr<Entity> Entity::parent() {
+    return parent_;
+}
+
+void Entity::parentIs(Ptr<Entity> const& parent) {
+    parent_ = parent.ptr();
+    handleParent(parent);
+}
+
+String8 Entity::parentAttr() const {
+    return parent_ != nullptr ? parent_->attributeString(parentAttrId_) : String8();
+}
+
+AttributeId Entity::parentAttrId() const {
+    return parentAttrId_;
+}
+
+void Entity::parentAttrIdIs(AttributeId attribute) {
+    parentAttrId_ = attribute;
+}
+
+String8 Entity::uriPath() const {
+    return "/" + fullName();
+}
+
+String8 Entity::fullName() const {
+    // Down from the root, without recursion: a tree may be as deep as it likes.
+    std::string path;
+    for (Entity const* at = this; at != nullptr; at = at->parent_) {
+        std::string step(at->name_.view());
+        if (at->name_.empty() && at->parent_ != nullptr) {
+            step = std::string(at->parentAttr().view()) + '[' + std::string(at->korKeyText().view()) + ']';
+        }
+        path = path.empty() ? step : step + '/' + path;
+    }
+    return String8(path);
+}
+
+String8 Entity::attributeString(AttributeId) const {
+    return "unknown";
+}
+
+void Entity::korNotifieeAdapterIs(Ptr<Entity const> const&) {}
+
+void Entity::handleParent(Ptr<Entity> const&) {}
+
+Ptr<Entity::KorNboAttrLogSa const> Entity::korNboAttrLogSa(Ptr<NboAttrLog::Out const> const&) const {
+    return nullptr;
+}
+
+bool Entity::korHasAttrLogInterface() const {
+    return false;
+}
+
+Ptr<Entity::KorNboAttrLogSa> Entity::korNboAttrLogSa(Ptr<NboAttrLog::Out const> const&) {
+    return nullptr;
+}
+
+Ptr<Entity::KorNboAttrLogSa> Entity::korNboAttrLogSaForMsgChannel(Ptr<KorNboAttrLogSa> const&) const {
+    return nullptr;
+}
+
+Ptr<Entity::KorNboAttrLogSa> Entity::korNboAttrLogSaIs(Kor_BitSet, unsigned int, Ptr<NboAttrLog::Out> const&,
+                                                       PtrInterface*) {
+    return nullptr;
+}
+
+void Entity::korNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const&) {}
+
+String8 Entity::korKeyText() const {
+    return {};
+}
+
+void Entity::NotifieeConst::onParent() {}
+
+void Entity::NotifieeConst::onVersion() {}
+
+} // namespace Kor

@@ -1,0 +1,109 @@
+#pragma once
+
+/// The base of all state objects: an object with a name, a version and a place in the tree of entities.
+///
+///     Kor::Ptr<LifAppConfigDir> dir = lifAppConfigDirFactory("lif");
+///     auto config = dir->appConfigIs(Hardware::Loam::vtAppMpls);
+///     config->parent();        // dir
+///     config->fullName();      // "lif/appConfig['vtAppMpls']"
+///
+/// Entity classes are declared with the pattern of model/EntityPattern.h; nobody derives from this one by
+/// hand. The parent is a plain pointer: a parent holds its children, and takes itself off them when it lets
+/// them go or ends. An entity and all that observes it belong to one thread.
+
+#include "runtime/Notifiee.h"
+#include "runtime/Ptr.h"
+#include "runtime/String8.h"
+
+namespace Kor {
+
+namespace NboAttrLog {
+class In;
+class Out;
+} // namespace NboAttrLog
+
+class __attribute__((visibility("default"))) Entity : public PtrInterface {
+public:
+    class NotifieeConst;
+    /// What all stream adapters are.
+    class KorNboAttrLogSa;
+    using Kor_BitSet = PtrInterface::NotifieeConst::Kor_BitSet;
+
+    /// What an entity's parent attribute id is before a parent has set it.
+    static constexpr AttributeId noParentAttr = 136;
+
+    ~Entity() override;
+
+    virtual Name name() const;
+    virtual Ptr<Entity const> parent() const;
+    virtual Ptr<Entity> parent();
+    /// Stores the parent, uncounted; null takes the entity off it. Called by the parent's operations.
+    virtual void parentIs(Ptr<Entity> const& parent);
+    /// The name of the parent's attribute that holds this entity; empty without a parent.
+    virtual String8 parentAttr() const;
+    virtual AttributeId parentAttrId() const;
+    virtual void parentAttrIdIs(AttributeId attribute);
+    /// As fullName(), from the root on, with a slash before it.
+    virtual String8 uriPath() const;
+    /// The names from the root to this entity with slashes between them. An entity without a name of its own
+    /// shows as its parent's attribute with its key.
+    virtual String8 fullName() const;
+    /// The name of an attribute; "unknown" for an id that the class does not have.
+    virtual String8 attributeString(AttributeId attribute) const;
+    virtual void korNotifieeAdapterIs(Ptr<Entity const> const& adapter);
+    virtual void handleParent(Ptr<Entity> const& parent);
+
+    // The stream operations: null and nothing for an entity without an attribute log.
+    virtual Ptr<KorNboAttrLogSa const> korNboAttrLogSa(Ptr<NboAttrLog::Out const> const& out) const;
+    virtual bool korHasAttrLogInterface() const;
+    virtual Ptr<KorNboAttrLogSa> korNboAttrLogSa(Ptr<NboAttrLog::Out const> const& out);
+    virtual Ptr<KorNboAttrLogSa> korNboAttrLogSaForMsgChannel(Ptr<KorNboAttrLogSa> const& adapter) const;
+    virtual Ptr<KorNboAttrLogSa> korNboAttrLogSaIs(Kor_BitSet flags, unsigned int id,
+                                                   Ptr<NboAttrLog::Out> const& out, PtrInterface* context);
+    virtual void korNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const& out);
+
+    /// The text of the key by which a parent's attribute holds this entity; empty if it has none.
+    virtual String8 korKeyText() const;
+
+    /// Rises by one with each change of an attribute. Wraps.
+    U32 version() const noexcept { return version_; }
+    /// How often a child or reference was handed out for writing.
+    U32 mutableReads() const noexcept { return mutableReads_; }
+
+    bool hasParent() const noexcept { return parent_ != nullptr; }
+
+    explicit Entity(Name name = {});
+    Entity(Entity const&) = delete;
+
+protected:
+    void versionInc() noexcept { ++version_; }
+    void mutableReadsInc() const noexcept { ++mutableReads_; }
+
+private:
+    Name name_;
+    U32 version_ = 0;
+    mutable U32 mutableReads_ = 0;
+    AttributeId parentAttrId_ = noParentAttr;
+    Entity* parent_ = nullptr;
+};
+
+/// The root of the reactors of entities.
+class __attribute__((visibility("default"))) Entity::NotifieeConst : public PtrInterface::NotifieeConst {
+public:
+    virtual void onParent();
+    virtual void onVersion();
+
+protected:
+    NotifieeConst() = default;
+};
+
+/// A reactor that carries an entity's changes to a peer; it is told before all other reactors.
+class __attribute__((visibility("default"))) Entity::KorNboAttrLogSa : public PtrInterface::NotifieeConst {
+public:
+    bool isStreamAdapter() const override { return true; }
+
+protected:
+    KorNboAttrLogSa() = default;
+};
+
+} // namespace Kor
