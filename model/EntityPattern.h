@@ -651,7 +651,7 @@ public:
     }
 
     /// Tells the reactors that the last reference is gone.
-    void zeroReferencesIs(bool) override { notifyZeroReferences(*this, NotifieeAccess::list(*this)); }
+    void zeroReferencesIs(bool) override { notifyZeroReferences(NotifieeAccess::list(*this)); }
 
     bool korHasAttrLogInterface() const { return isEntity; }
 

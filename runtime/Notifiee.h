@@ -124,9 +124,7 @@ protected:
 
     /// Stores the notifier: counted, or not when the weak flag is set.
     void notifierStore(Ptr<PtrInterface const> const& notifier);
-    void registeredFlagIs(bool registered) const noexcept {
-        registered_ = registered;
-    }
+    void registeredFlagIs(bool registered) const noexcept { registered_ = registered; }
     /// The weak flag has changed.
     virtual void onWeakReference();
 
