@@ -26,6 +26,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <utility>
 
 namespace Kor {
@@ -222,8 +223,8 @@ private:
             while (*cut && (order.reversedHash(**cut) & bit) == 0) {
                 cut = &order.link(**cut);
             }
-            table[2 * i + 1] = std::move(*cut);
-            table[2 * i] = std::move(buckets_[i]);
+            table[std::size_t{i} * 2 + 1] = std::move(*cut);
+            table[std::size_t{i} * 2] = std::move(buckets_[i]);
         }
         if (!fits) {
             freeTable();
