@@ -2,6 +2,7 @@
 #include "runtime/LinkQueue.h"
 #include "runtime/LinkedQueue.h"
 #include "runtime/ListRaw.h"
+#include "runtime/RbTreeMap.h"
 #include "tests/runtime/Probe.h"
 #include "tests/runtime/Random.h"
 
@@ -265,6 +266,17 @@ TEST(LinkQueue, NumbersFromOneAndPassesOverZero) {
     EXPECT_FALSE(at);
     queue.newMember(makePtr<Member>(0xffffffffu, nullptr));
     EXPECT_EQ(queue.enq(nullptr), 1u);
+}
+
+TEST(RbTreeMap, IsEmptyBeforeWhatItHeldEnds) {
+    bool seen = false;
+    {
+        RbTreeMap<Probe, int, int> map;
+        map.rootIs(makePtr<Probe>(1));
+        ASSERT_EQ(map.root()->value, 1);
+        map.root()->onEnd = [&](Probe&) { seen = map.root() == nullptr; };
+    }
+    EXPECT_TRUE(seen);
 }
 
 TEST(BitSet, HoldsAWordAndRefusesOtherPositions) {
