@@ -625,13 +625,16 @@ public:
     }
 };
 
+template <class Self, class Base, class... A>
+using IdentityOf = Identity<Self, Base, Reactors<Self, Base, typename Chain<Base, Self, A...>::type, A...>>;
+
 } // namespace detail
 
 /// The class `Self` on top of `Base`, which is Kor::Entity, Kor::PtrInterface (no name, version, parent or
 /// attribute log), or another entity, whose attributes and reactors it then adds to.
 template <class Self, class Base, class... A>
-class EntityOver : public detail::Reactors<Self, Base, typename detail::Chain<Base, Self, A...>::type, A...> {
-    using ReactorsType = detail::Reactors<Self, Base, typename detail::Chain<Base, Self, A...>::type, A...>;
+class EntityOver : public detail::IdentityOf<Self, Base, A...> {
+    using Below = detail::IdentityOf<Self, Base, A...>;
 
 public:
     using Attributes = AttributeList<A...>;
