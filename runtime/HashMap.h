@@ -119,32 +119,33 @@ struct HashMember {
     }
 };
 
-/// What the ready members have in front of their key, so that all that a search or a removal looks at is in
-/// one cache line: the link, and the hash of the key unless the key is its own hash. They have no
-/// zero-reference hook.
+/// What the ready members, `Self`, have in front of their key, so that all that a search or a removal looks
+/// at is in one cache line: the link, and the hash of the key unless the key is its own hash. They have no
+/// zero-reference hook and no derived classes, so the end of one is its destructor alone.
+template <class Self>
 class MapLinkMember : public PtrInterface {
 public:
     void zeroReferencesIs(bool) final {}
-    /// Without the hook, the end of a member is its destructor alone.
     U32 referencesDec() const noexcept {
         U32 const left = wordDec();
         if (isZero(left)) {
             referencesInc(); // as PtrInterface does, for references that come and go in the destructor
-            delete this;
+            delete static_cast<Self const*>(this);
         }
         return left & countMask;
     }
 };
 
-template <class Key>
-class MapMember : public MapLinkMember {
+template <class Self, class Key>
+class MapMember : public MapLinkMember<Self> {
 private:
     friend HashMember;
     mutable U32 reversedHash = 0;
     HashLink next;
 };
-template <class Key>
-requires(std::is_enum_v<Key> || std::is_integral_v<Key>) class MapMember<Key> : public MapLinkMember {
+template <class Self, class Key>
+requires(std::is_enum_v<Key> || std::is_integral_v<Key>) class MapMember<Self, Key>
+    : public MapLinkMember<Self> {
 private:
     friend HashMember;
     HashLink next;
@@ -152,7 +153,7 @@ private:
 
 /// A member with a key and a separate value.
 template <class Key, class Value>
-class MapEntry : public MapMember<Key> {
+class MapEntry final : public MapMember<MapEntry<Key, Value>, Key> {
 public:
     MapEntry(Key theKey, Value theValue) : key(std::move(theKey)), value(std::move(theValue)) {}
     Key const& fwkKey() const noexcept { return key; }
@@ -167,8 +168,9 @@ using FlagMapEntry = MapEntry<Key, bool>;
 
 /// A member whose value holds the key: `keyOf` gives it, as in `KeyedMapEntry<EvecEntry, &EvecEntry::key>`.
 template <class Value, auto keyOf>
-class KeyedMapEntry
-    : public MapMember<std::remove_cvref_t<std::invoke_result_t<decltype(keyOf), Value const&>>> {
+class KeyedMapEntry final
+    : public MapMember<KeyedMapEntry<Value, keyOf>,
+                       std::remove_cvref_t<std::invoke_result_t<decltype(keyOf), Value const&>>> {
 public:
     explicit KeyedMapEntry(Value theValue) : value(std::move(theValue)) {}
     decltype(auto) fwkKey() const noexcept { return std::invoke(keyOf, value); }

@@ -245,11 +245,11 @@ private:
         for (U32 i = 0, end = U32{1} << log2; i != end; ++i) {
             HashLink* tail = &table[i];
             for (unsigned j = 0; j != joined; ++j, ++from) {
-                if (*from) {
+                if (*from) [[unlikely]] {
+                    relocate(*tail, *from);
                     while (*tail) {
                         tail = &order.link(**tail);
                     }
-                    relocate(*tail, *from);
                 }
             }
         }

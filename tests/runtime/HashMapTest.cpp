@@ -298,24 +298,27 @@ TEST(HashMap, TheDescriptorComparesKeysAndMembers) {
 }
 
 TEST(HashMap, AMemberThatEndsFindsTheMapSound) {
-    struct Entry : MapEntry<U32, int> {
-        using MapEntry::MapEntry;
+    struct Entry : PtrInterface {
+        explicit Entry(U32 theKey) : key(theKey) {}
         ~Entry() override {
             if (onEnd) {
                 onEnd();
             }
         }
+        U32 fwkKey() const { return key; }
+        U32 key;
+        HashLink next;
         std::function<void()> onEnd;
     };
     HashMap<Entry, U32, int> map;
     int left = 0;
     for (U32 id = 0; id < 20; ++id) {
-        auto entry = makePtr<Entry>(id, 0);
+        auto entry = makePtr<Entry>(id);
         entry->onEnd = [&map, &left, id] {
             EXPECT_EQ(map[id], nullptr);
             left += static_cast<int>(map.count());
             if (id == 3) {
-                map.newMember(makePtr<Entry>(100u, 0));
+                map.newMember(makePtr<Entry>(100u));
             }
         };
         map.newMember(std::move(entry));
