@@ -90,7 +90,7 @@ using TraceSink = std::function<void(TraceRecord const&)>;
 /// Replaces the sink; an empty one brings back the default, one line on stderr. Returns the old one. A sink
 /// must not throw into a trace point: an exception of its is swallowed here and counted, see
 /// traceSinkFailures(). Nor may it replace the sink, and what it does must not pass trace points that are on.
-[[gnu::visibility("default")]] TraceSink traceSinkIs(TraceSink sink);
+[[gnu::visibility("default")]] TraceSink traceSinkIs(TraceSink next);
 
 /// How often a sink has thrown.
 [[gnu::visibility("default")]] U64 traceSinkFailures();
