@@ -27,7 +27,9 @@ namespace Hardware {
 
 namespace layout {
 
-/// A row whose sheet and column are known when it is compiled.
+/// A row whose sheet and column are known when it is compiled. It gathers what is written and the mask of it,
+/// which the compiler folds to a constant, and puts both into the buffer at once: fields that do not overlap
+/// then do not wait for one another.
 template <class Row, U8 Slot>
 class FixedRow : public FieldForms<FixedRow<Row, Slot>, typename Row::Fields> {
     using S = typename Row::SheetType;
@@ -36,11 +38,17 @@ class FixedRow : public FieldForms<FixedRow<Row, Slot>, typename Row::Fields> {
 
 public:
     FixedRow(Kor::TraceFacility& facility, U8* data, U8 chipType, U8 variant)
-        : facility_(facility), data_(data), chipType_(chipType), variant_(variant) {
-        eachLane([&](U64& lane, U8* at, std::size_t size) { std::memcpy(&lane, at, size); });
-    }
+        : facility_(facility), data_(data), chipType_(chipType), variant_(variant) {}
     ~FixedRow() {
-        eachLane([&](U64 const& lane, U8* at, std::size_t size) { std::memcpy(at, &lane, size); });
+        // Lane by lane: a copy of the whole row would pass through memory.
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            U8* const at = data_ + lane * 8;
+            std::size_t const size = lane * 8 + 8 <= bytes ? 8 : bytes % 8;
+            U64 row = 0;
+            std::memcpy(&row, at, size);
+            row = (row & ~written_[lane]) | value_[lane];
+            std::memcpy(at, &row, size);
+        }
         Kor::traceCount(facility_, points_);
     }
     FixedRow(FixedRow const&) = delete;
@@ -59,11 +67,9 @@ public:
             constexpr unsigned shift = at.offset % 64;
             constexpr U64 ones = SiliconKit::detail::lowBits(at.width);
             U64 const bits = U64{value} & ones;
-            U64& low = lane_[at.offset / 64];
-            low = (low & ~(ones << shift)) | (bits << shift);
+            put(at.offset / 64, ones << shift, bits << shift);
             if constexpr (shift + at.width > 64) {
-                U64& high = lane_[at.offset / 64 + 1];
-                high = (high & ~(ones >> (64 - shift))) | (bits >> (64 - shift));
+                put(at.offset / 64 + 1, ones >> (64 - shift), bits >> (64 - shift));
             }
         }
     }
@@ -81,17 +87,15 @@ public:
     }
 
 private:
-    /// Lane by lane: a copy of the whole row would pass through memory.
-    template <class Copy>
-    void eachLane(Copy const& copy) {
-        for (std::size_t lane = 0; lane < lanes; ++lane) {
-            copy(lane_[lane], data_ + lane * 8, lane * 8 + 8 <= bytes ? 8 : bytes % 8);
-        }
+    void put(std::size_t lane, U64 mask, U64 bits) {
+        value_[lane] = (value_[lane] & ~mask) | bits;
+        written_[lane] |= mask;
     }
 
     Kor::TraceFacility& facility_;
     U8* data_;
-    U64 lane_[lanes] = {};
+    U64 value_[lanes] = {};
+    U64 written_[lanes] = {};
     mutable U32 points_ = 0;
     U8 chipType_;
     U8 variant_;

@@ -292,7 +292,8 @@ public:
     template <class Attribute>
     constexpr typename Attribute::Type get() const {
         if constexpr (Attribute::kind == AttributeKind::view) {
-            auto const& word = this->storage_.template at<WordOf<Attribute>>();
+            // In 64 bits, so that the compiler can merge it with a shift to another place.
+            U64 const word = this->storage_.template at<WordOf<Attribute>>();
             return static_cast<typename Attribute::Type>((word & maskOf<Attribute>()) >> Attribute::first);
         } else {
             return this->storage_.template at<Attribute>();
