@@ -119,11 +119,10 @@ struct HashMember {
     }
 };
 
-/// What the ready members, `Self`, have in front of their key, so that all that a search or a removal looks
-/// at is in one cache line: the link, and the hash of the key unless the key is its own hash. They have no
-/// zero-reference hook and no derived classes, so the end of one is its destructor alone.
+/// What the ready members, `Self`, have in common: no zero-reference hook and no derived classes, so that the
+/// end of one is its destructor alone.
 template <class Self>
-class MapLinkMember : public PtrInterface {
+class MapMember : public PtrInterface {
 public:
     void zeroReferencesIs(bool) final {}
     U32 referencesDec() const noexcept {
@@ -136,47 +135,58 @@ public:
     }
 };
 
-template <class Self, class Key>
-class MapMember : public MapLinkMember<Self> {
-private:
-    friend HashMember;
-    mutable U32 reversedHash = 0;
-    HashLink next;
-};
-template <class Self, class Key>
-requires(std::is_enum_v<Key> || std::is_integral_v<Key>) class MapMember<Self, Key>
-    : public MapLinkMember<Self> {
-private:
-    friend HashMember;
-    HashLink next;
-};
+struct NoHash {};
+
+/// The hash that a member keeps; none where the key is its own.
+template <class Key>
+using KeptHash = std::conditional_t<std::is_enum_v<Key> || std::is_integral_v<Key>, NoHash, U32>;
 
 /// A member with a key and a separate value.
 template <class Key, class Value>
-class MapEntry final : public MapMember<MapEntry<Key, Value>, Key> {
+class MapEntry final : public MapMember<MapEntry<Key, Value>> {
 public:
     MapEntry(Key theKey, Value theValue) : key(std::move(theKey)), value(std::move(theValue)) {}
     Key const& fwkKey() const noexcept { return key; }
 
     Key const key;
     Value value;
+
+private:
+    friend HashMember;
+    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
+    HashLink next;
 };
 
-/// A key with a flag.
+/// A key with a flag; the link stands in front.
 template <class Key>
-using FlagMapEntry = MapEntry<Key, bool>;
+class FlagMapEntry final : public MapMember<FlagMapEntry<Key>> {
+    friend HashMember;
+    HashLink next;
+
+public:
+    FlagMapEntry(Key theKey, bool theValue) : key(std::move(theKey)), value(theValue) {}
+    Key const& fwkKey() const noexcept { return key; }
+
+    Key const key;
+    bool value;
+};
 
 /// A member whose value holds the key: `keyOf` gives it, as in `KeyedMapEntry<EvecEntry, &EvecEntry::key>`.
 template <class Value, auto keyOf>
-class KeyedMapEntry final
-    : public MapMember<KeyedMapEntry<Value, keyOf>,
-                       std::remove_cvref_t<std::invoke_result_t<decltype(keyOf), Value const&>>> {
+class KeyedMapEntry final : public MapMember<KeyedMapEntry<Value, keyOf>> {
+    using Key = std::remove_cvref_t<std::invoke_result_t<decltype(keyOf), Value const&>>;
+
 public:
     explicit KeyedMapEntry(Value theValue) : value(std::move(theValue)) {}
     decltype(auto) fwkKey() const noexcept { return std::invoke(keyOf, value); }
 
     /// May be replaced by one with an equal key.
     Value value;
+
+private:
+    friend HashMember;
+    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
+    HashLink next;
 };
 
 /// The descriptor of a type of map, for the untyped core.
