@@ -126,12 +126,12 @@ class MapMember : public PtrInterface {
 public:
     void zeroReferencesIs(bool) final {}
     U32 referencesDec() const noexcept {
-        U32 const left = wordDec();
-        if (isZero(left)) {
-            referencesInc(); // as PtrInterface does, for references that come and go in the destructor
+        U32 const left = this->wordDec();
+        if (VFPtrInterface::isZero(left)) {
+            this->wordRevive(); // as PtrInterface does, for references that come and go in the destructor
             delete static_cast<Self const*>(this);
         }
-        return left & countMask;
+        return left & VFPtrInterface::countMask;
     }
 };
 

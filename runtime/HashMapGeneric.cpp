@@ -27,27 +27,40 @@ struct DescribedOrder {
 } // namespace
 
 HashMapGeneric::HashMapGeneric(unsigned int buckets)
-    : minLog2_(static_cast<U8>(std::bit_width(std::bit_ceil(std::max(buckets, 1u))) - 1)),
+    : minLog2_(static_cast<U8>(std::bit_width(std::clamp(buckets, 1u, 128u) - 1)) & 7), tableLog2_(minLog2_),
       log2Buckets_(minLog2_), buckets_(newTable(minLog2_)) {
     if (buckets_ == nullptr) {
         throw std::bad_alloc();
     }
+    std::uninitialized_value_construct_n(buckets_, bucketCount());
 }
 
 HashLink* HashMapGeneric::newTable(unsigned log2) noexcept {
-    std::size_t const size = std::size_t{1} << log2;
-    auto* const table = static_cast<HashLink*>(::operator new(size * sizeof(HashLink), std::nothrow));
-    if (table != nullptr) {
-        std::uninitialized_value_construct_n(table, size);
-    }
-    return table;
+    return log2 <= maxLog2 ? static_cast<HashLink*>(
+                                 ::operator new((std::size_t{1} << log2) * sizeof(HashLink), std::nothrow))
+                           : nullptr;
 }
 
-void HashMapGeneric::replaceTable(HashLink* table, unsigned log2) noexcept {
-    freeTable();
-    buckets_ = table;
+void HashMapGeneric::tableIs(HashLink* table, unsigned log2) noexcept {
+    if (table != buckets_) {
+        freeTable();
+        buckets_ = table;
+        tableLog2_ = log2 & 31;
+    }
     log2Buckets_ = static_cast<U8>(log2);
     ++version_;
+}
+
+void HashMapGeneric::spareDel() noexcept {
+    if (log2Buckets_ == tableLog2_) {
+        return;
+    }
+    if (HashLink* const table = newTable(log2Buckets_)) {
+        std::uninitialized_move_n(buckets_, bucketCount(), table);
+        freeTable();
+        buckets_ = table;
+        tableLog2_ = log2Buckets_ & 31;
+    }
 }
 
 void HashMapGeneric::freeTable() noexcept {

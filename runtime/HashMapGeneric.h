@@ -14,8 +14,9 @@
 ///
 /// Size. The table doubles when it has more members than buckets and shrinks to a quarter when it has sixteen
 /// times as many buckets as members, but never below its first size: so a change costs amortised constant
-/// time, a map that once was large gives the memory back, and the array takes 8 to 16 bytes a member while a
-/// map grows. If there is no memory for another table the map goes on with the one it has.
+/// time, a walk costs no more than its members, and the array takes 8 to 16 bytes a member while a map grows.
+/// A table that shrinks keeps its array for the next growth; spareDel() gives it back. If there is no memory
+/// for a larger one the map goes on with the one it has.
 ///
 /// Version. It moves with every insertion, removal and rebuild, and not when a value is changed in place.
 
@@ -58,8 +59,8 @@ protected:
 
 class __attribute__((visibility("default"))) HashMapGeneric {
 public:
-    /// An empty map of `buckets` buckets, rounded up to a power of two; it never gets smaller than that. The
-    /// owner stores the descriptor and the link offset before the first member comes.
+    /// An empty map of `buckets` buckets, rounded up to a power of two and at most 128; it never gets smaller
+    /// than that. The owner stores the descriptor and the link offset before the first member comes.
     explicit HashMapGeneric(unsigned int buckets);
     HashMapGeneric(HashMapGeneric const&) = delete;
     HashMapGeneric& operator=(HashMapGeneric const&) = delete;
@@ -75,6 +76,10 @@ public:
     /// Unlinks and releases every member, one by one: what the end of a member does to this map finds it
     /// sound. The array stays.
     void emptyAllBuckets() noexcept;
+
+    /// Gives back the part of the array that a shrunk map does not use. Moves no version: a walk does not
+    /// notice.
+    void spareDel() noexcept;
 
     /// Inserts a member whose key is not yet present. The key is taken from the member.
     void newMemberG(Ptr<PtrInterface> const& member, void* key);
@@ -138,7 +143,7 @@ protected:
         link = std::move(order.link(*taken));
         --count_;
         ++version_;
-        if (count_ < (bucketCount() + 15) / 16 && log2Buckets_ > minLog2_) [[unlikely]] {
+        if (U64{count_} * 16 < bucketCount() && log2Buckets_ > minLog2_) [[unlikely]] {
             shrink(order);
         }
         return taken;
@@ -180,7 +185,8 @@ protected:
     U32 version_ = 0;
     U32 count_ = 0;
     HashMapVTableGeneric const* descriptor_ = nullptr;
-    U8 minLog2_;
+    U8 minLog2_ : 3;   // the first size
+    U8 tableLog2_ : 5; // the size of the array, of which a shrunk map uses the front
     U8 log2Buckets_;
     U16 linkOffset_ = 0;
     HashLink* buckets_;
@@ -201,59 +207,65 @@ private:
         return before;
     }
 
-    // Splits bucket i into 2i and 2i+1. The chain is in order, so the split is one cut.
+    // Splits bucket i into 2i and 2i+1, from the last to the first, so that it can be done in place. The
+    // chain is in order: one cut splits it.
     template <class Order>
     void grow(Order const& order) {
-        if (log2Buckets_ == maxLog2) {
-            return;
-        }
-        HashLink* const table = newTable(log2Buckets_ + 1u);
+        HashLink* const table = log2Buckets_ < tableLog2_ ? buckets_ : newTable(log2Buckets_ + 1u);
         if (table == nullptr) {
             return;
         }
         U32 const bit = U32{1} << (31 - log2Buckets_);
-        for (U32 i = 0, end = bucketCount(); i != end; ++i) {
-            prefetchMember(i + prefetchAhead);
-            if (!buckets_[i]) {
-                continue;
+        for (U32 i = bucketCount(); i-- > 0;) {
+            if (i >= prefetchAhead) {
+                prefetchMember(i - prefetchAhead);
             }
-            // Most chains have one member; which half it goes to is as good as random, so it is not a branch.
-            PtrInterface& first = *buckets_[i];
-            U32 const upper = (order.reversedHash(first) & bit) != 0;
-            HashLink* cut = &order.link(first);
-            if ((upper == 0) & (cut->ptr() != nullptr)) {
-                while (*cut && (order.reversedHash(**cut) & bit) == 0) {
-                    cut = &order.link(**cut);
+            PtrInterface* lower = nullptr;
+            PtrInterface* upper = nullptr;
+            if (PtrInterface* const first = buckets_[i].ptr()) {
+                // Most chains have one member; which half it goes to is as good as random, so it is not a
+                // branch.
+                bool const high = (order.reversedHash(*first) & bit) != 0;
+                lower = high ? nullptr : first;
+                upper = high ? first : nullptr;
+                HashLink* cut = &order.link(*first);
+                if (!high & (cut->ptr() != nullptr)) {
+                    while (*cut && (order.reversedHash(**cut) & bit) == 0) {
+                        cut = &order.link(**cut);
+                    }
+                    upper = cut->release();
                 }
-                table[2 * i + 1] = std::move(*cut);
             }
-            relocate(table[2 * i + upper], buckets_[i]);
+            relocate(table[2 * i], lower);
+            relocate(table[2 * i + 1], upper);
         }
-        replaceTable(table, log2Buckets_ + 1u);
+        tableIs(table, log2Buckets_ + 1u);
     }
 
-    // Joins each four neighbouring buckets, by appending.
+    // Joins each four neighbouring buckets, by appending, in place. The array stays as it is: to give back a
+    // large block makes the allocator merge all the small ones that were freed before, which would double the
+    // cost of the removals. See spareDel().
     template <class Order>
     void shrink(Order const& order) noexcept {
         unsigned const log2 = std::max<unsigned>(log2Buckets_ - 2u, minLog2_);
-        HashLink* const table = newTable(log2);
-        if (table == nullptr) {
-            return;
-        }
         unsigned const joined = 1u << (log2Buckets_ - log2);
-        HashLink* from = buckets_;
+        HashLink const* from = buckets_;
         for (U32 i = 0, end = U32{1} << log2; i != end; ++i) {
-            HashLink* tail = &table[i];
+            PtrInterface* head = nullptr;
+            HashLink* tail = nullptr;
             for (unsigned j = 0; j != joined; ++j, ++from) {
-                if (*from) [[unlikely]] {
-                    relocate(*tail, *from);
+                if (PtrInterface* const first = from->ptr()) [[unlikely]] {
+                    tail == nullptr ? static_cast<void>(head = first) : relocate(*tail, first);
+                    tail = &order.link(*first);
                     while (*tail) {
                         tail = &order.link(**tail);
                     }
                 }
             }
+            relocate(buckets_[i], head);
         }
-        replaceTable(table, log2);
+        log2Buckets_ = static_cast<U8>(log2);
+        ++version_;
     }
 
 protected:
@@ -277,14 +289,15 @@ protected:
     void freeTable() noexcept;
 
 private:
-    // Moves a link to a new table, where it is null still; the old table is given back as it is.
-    static void relocate(HashLink& to, HashLink const& from) noexcept {
-        ::new (static_cast<void*>(&to)) HashLink(HashLink::adopt(from.ptr()));
+    // Writes a link over whatever is there, and with it the reference that the other place held.
+    static void relocate(HashLink& to, PtrInterface* member) noexcept {
+        ::new (static_cast<void*>(&to)) HashLink(HashLink::adopt(member));
     }
 
-    // The array of links, all null; null when there is no memory.
+    // Room for that many links, which are still to be written; null when there is no memory, or above
+    // maxLog2.
     static HashLink* newTable(unsigned log2) noexcept;
-    void replaceTable(HashLink* table, unsigned log2) noexcept;
+    void tableIs(HashLink* table, unsigned log2) noexcept;
 
     static constexpr unsigned maxLog2 = 30; // bucket numbers are signed
 };

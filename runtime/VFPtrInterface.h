@@ -74,6 +74,9 @@ protected:
         return --word_;
     }
 
+    /// The first reference of an object that nobody holds any more and that is about to end.
+    void wordRevive() const noexcept { ++word_; }
+
     /// Sets or clears the given flag bits and leaves the count alone, also while other threads change it.
     void flagIs(U32 bits, bool on) const noexcept {
         if (enableThreadSafePointers != 0) {

@@ -208,6 +208,9 @@ TYPED_TEST(HashMapTest, EqualsAModelUnderRandomOperationsWithWalksHeldOpen) {
             }
         }
         if (step % 500 == 0) {
+            if (step % 1000 == 0) {
+                this->map.spareDel();
+            }
             this->check();
         }
     }
@@ -238,6 +241,10 @@ TYPED_TEST(HashMapTest, AWalkThatDeletesEverythingOrGrowsTheTableVisitsEachOnce)
     }
     EXPECT_EQ(deleted, 1600);
     EXPECT_EQ(this->map.bucketCount(), 4u);
+    this->check();
+    for (U32 id = 0; id < 50; ++id) { // grows again in the array that it kept
+        this->insert({id});
+    }
     this->check();
 }
 
