@@ -236,7 +236,7 @@ private:
                     upper = cut->release();
                 }
             }
-            relocate(table[2 * i], lower);
+            relocate(table[std::size_t{i} * 2], lower);
             relocate(table[2 * i + 1], upper);
         }
         tableIs(table, log2Buckets_ + 1u);
