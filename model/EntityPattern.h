@@ -236,8 +236,9 @@ protected:
             return Result();
         }
         Ptr<Node> const gone = at.ptr();
+        U32 const before = map_.count();
         map_.deleteMember(gone);
-        return left(gone);
+        return map_.count() != before ? left(gone) : Result(); // it may have left since the last step
     }
     void delAll() {
         for (typename MapType::Iterator at(&map_); at; at.advance()) {
@@ -655,10 +656,12 @@ public:
     using Below::Below;
 
     ~EntityOver() override {
-        // Children first lose their parent, and observers hear of each; then the observers go, untold.
+        // Children first lose their parent, and observers hear of each; then the observers go, untold. A
+        // child that one of them has brought in meanwhile loses its parent as well.
         (delAllChildren<A>(), ...);
         if constexpr (level <= 2) {
             NotifieeAccess::list(*this).deleteAll();
+            (delAllChildren<A>(), ...);
         }
     }
 

@@ -73,15 +73,19 @@ void HashMapGeneric::emptyAllBuckets() noexcept {
         return; // an empty map may have no descriptor yet
     }
     DescribedOrder const order{*descriptor_, linkOffset_};
-    while (count_ != 0) { // again, when the end of a member brought a new one
-        for (U32 i = 0; i < bucketCount(); ++i) {
-            while (buckets_[i]) {
-                HashLink const taken = std::move(buckets_[i]);
-                buckets_[i] = std::move(order.link(*taken));
-                --count_;
-                ++version_;
-            }
+    // The end of a member may bring new ones, or rebuild the table in either direction.
+    for (U32 i = 0; count_ != 0;) {
+        if (i >= bucketCount()) {
+            i = 0;
         }
+        if (!buckets_[i]) {
+            ++i;
+            continue;
+        }
+        HashLink const taken = std::move(buckets_[i]);
+        buckets_[i] = std::move(order.link(*taken));
+        --count_;
+        ++version_;
     }
 }
 

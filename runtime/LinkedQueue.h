@@ -108,9 +108,10 @@ class LinkedQueue<Member, T, Value>::Iterator : public BaseIteratorConst<Member,
 public:
     explicit Iterator(LinkedQueue const& queue) : BaseIteratorConst<Member, true>(&queue, queue.head()) {}
 
+    /// At the end it stays there.
     Iterator& operator++() {
         previous_ = this->ptr();
-        this->currentIs(previous_->next.ptr());
+        this->currentIs(previous_ ? previous_->next.ptr() : nullptr);
         return *this;
     }
     friend bool operator==(Iterator const& at, std::default_sentinel_t) noexcept { return !at; }

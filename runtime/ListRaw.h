@@ -72,7 +72,7 @@ public:
         added();
     }
 
-    /// Takes the member out. One that is not here changes nothing.
+    /// Takes the member out. One that is not here changes neither version nor count.
     void deleteMember(T& member) {
         T* previous = nullptr;
         for (T* at = head_; at != nullptr; previous = at, at = ListMember::next(*at)) {
@@ -87,17 +87,24 @@ public:
                 return;
             }
         }
+        unpark(member); // while the list ends, its members are parked
         onDeleteMemberNotFound(member);
     }
 
     /// Lets all members and parked ones go, for good. None of them ends by that.
     void deleteAll() noexcept {
-        Ptr<T> member = std::exchange(head_, nullptr);
-        tail_ = nullptr;
+        if (head_ != nullptr) {
+            ListMember::next(*std::exchange(tail_, nullptr)) = parked_;
+            parked_ = std::exchange(head_, nullptr);
+        }
         ++version_;
         count_ = 0;
-        letGo(std::move(member));
-        letGo(std::exchange(parked_, nullptr));
+        // One by one: one that hears of it may end others, which then leave as ever.
+        while (parked_ != nullptr) {
+            Ptr<T> const member = parked_;
+            parked_ = std::exchange(ListMember::next(*member), nullptr);
+            ListMember::ended(*member);
+        }
     }
 
     /// Parks one that is not in the list, or takes it from there.
@@ -129,13 +136,6 @@ protected:
     virtual void onDeleteMemberNotFound(T&) {}
 
 private:
-    static void letGo(Ptr<T> member) noexcept {
-        while (member) {
-            Ptr<T> next = std::exchange(ListMember::next(*member), nullptr);
-            ListMember::ended(*member);
-            member = std::move(next);
-        }
-    }
     void added() noexcept {
         ++version_;
         ++count_;

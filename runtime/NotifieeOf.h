@@ -227,7 +227,7 @@ public:
         }
     }
 
-    void doZombieReactors(bool zombie) {
+    void korDoZombieReactors(bool zombie) {
         if (zombie == this->korMarkedForDeletion()) {
             return;
         }

@@ -63,7 +63,8 @@ protected:
 
     static constexpr bool isZero(U32 word) noexcept { return (word & zeroMask) == 0; }
 
-    U32 word() const noexcept { return std::atomic_ref(word_).load(std::memory_order_relaxed); }
+    // Acquires, for who finds that others have let the object go and ends it.
+    U32 word() const noexcept { return std::atomic_ref(word_).load(std::memory_order_acquire); }
 
     /// Takes a reference away and returns the new word. The caller ends the object when isZero() holds for
     /// it.

@@ -3,6 +3,7 @@
 
 #include "model/LoamTunnelModel.h"
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <vector>
@@ -19,11 +20,15 @@ struct Recorder : X::Notifiee {
     std::vector<Key> keys;
     std::vector<bool> present;
     bool throws = false;
+    std::function<void()> action; // runs once
     Kor::AttributeId reported = 0;
 
     void note(Key const& key, auto const& map) {
         keys.push_back(key);
         present.push_back(map.member(key) != nullptr);
+        if (auto const run = std::exchange(action, nullptr)) {
+            run();
+        }
         if (throws) {
             throw std::runtime_error("handler");
         }
@@ -190,9 +195,16 @@ TYPED_TEST(Change, OfAllIsToldOneByOneAlsoWhenAReactorInterferes) {
         TypeParam::write(*this->x, n, n);
     }
     this->reactor->keys.clear();
+    U32 absent = 0;
+    this->reactor->action = [&] { // takes one of the other four out, and the table with it
+        for (absent = 1; TypeParam::del(*this->x, absent) == TypeParam::absent;) {
+            ++absent;
+        }
+    };
     TypeParam::delAll(*this->x);
     EXPECT_EQ(this->changes(), 10u);
-    EXPECT_EQ(this->reactor->keys.size(), 5u);
+    ASSERT_EQ(this->reactor->keys.size(), 5u);
+    EXPECT_EQ(this->reactor->keys[1], TypeParam::key(absent));
     EXPECT_EQ(this->reactor->present,
               (std::vector{true, true, true, true, true, false, false, false, false, false}));
     EXPECT_EQ(TypeParam::map(*this->x).count(), 0u);
@@ -229,6 +241,8 @@ TEST(Counts, WrapAndNeverMoveTheVersion) {
     auto at = config->reqCountIterator();
     U32 const value = at->value;
     EXPECT_EQ(config->reqCountDel(at), value);
+    EXPECT_EQ(config->reqCountDel(at), 0u); // it is gone already
+    EXPECT_EQ(config->version(), 2u);
     while (at) {
         at.advance();
     }
@@ -239,10 +253,15 @@ TEST(Counts, WrapAndNeverMoveTheVersion) {
 struct DirReactor : LifAppConfigDir::Notifiee {
     std::vector<Loam::VtAppId> keys;
     std::vector<bool> parents;
+    Kor::Ptr<LifAppConfig> late; // brought in by the first change after this one is asked for
+    bool bringsLate = false;
     void onAppConfig(Loam::VtAppId const& key) override {
         keys.push_back(key);
         auto const child = std::as_const(*notifier()).appConfig(key);
         parents.push_back(child && child->hasParent());
+        if (std::exchange(bringsLate, false)) {
+            late = notifier()->newAppConfig(key); // its place is behind the walk
+        }
     }
 };
 
@@ -279,8 +298,12 @@ TEST(Children, AreMadeHeldAndLetGoByTheirParent) {
     dir->appConfigIs(Loam::vtAppEvpn);
     reactor->keys.clear();
     reactor->isWeakReferenceIs(true);
+    reactor->bringsLate = true;
     dir = nullptr; // ends: observers hear of each child, and the children lose their parent
+    EXPECT_EQ(reactor->keys.size(), 2u);
     EXPECT_FALSE(orphan->parent());
+    ASSERT_TRUE(reactor->late);
+    EXPECT_FALSE(reactor->late->hasParent());
     EXPECT_EQ(orphan->references(), 1u);
 }
 

@@ -333,6 +333,16 @@ TEST(HashMap, AMemberThatEndsFindsTheMapSound) {
     map.emptyAllBuckets();
     EXPECT_EQ(map.count(), 0u);
     EXPECT_GT(left, 0);
+
+    // One near the end that takes another with it makes the table shrink to below its own bucket.
+    for (U32 id = 0; id < 512; ++id) {
+        map.newMember(makePtr<Entry>(id));
+    }
+    ASSERT_EQ(map.bucketCount(), 512u);
+    map[255]->onEnd = [&map] { map.deleteMember(511); };
+    map.emptyAllBuckets();
+    EXPECT_EQ(map.count(), 0u);
+    EXPECT_LT(map.bucketCount(), 512u);
 }
 
 TEST(HashMap, TheOtherShapesOfMembersWork) {

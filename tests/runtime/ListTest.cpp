@@ -183,6 +183,12 @@ TEST(LinkedQueue, EqualsAModelAndCopiesItsMembersNotItsValues) {
                 model.clear();
             }
         }
+        queue.deleteAll();
+        queue.enq(nullptr);
+        Queue::Iterator at(queue);
+        ++at;
+        EXPECT_FALSE(at);
+        EXPECT_FALSE(++at);                 // stays at its end
         for (int i = 0; i < 200'000; ++i) { // ends without recursion
             queue.enq(nullptr);
         }

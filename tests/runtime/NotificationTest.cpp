@@ -86,7 +86,13 @@ public:
 
     static inline int alive = 0;
     std::string id;
-    std::function<void()> action, onException;
+    void notifierIs(Ptr<PtrInterface const> const& other) override {
+        Port::Notifiee::notifierIs(other);
+        if (onDetached && !other) {
+            onDetached();
+        }
+    }
+    std::function<void()> action, onException, onDetached;
 };
 
 template <class W>
@@ -312,6 +318,20 @@ TEST_F(NotificationTest, AWeakReactorHoldsNothingAndIsDetachedWhenItsNotifierEnd
     for (auto const& each : {a, b, c}) {
         EXPECT_EQ(each->notifier(), nullptr) << each->id;
     }
+
+    // One that is detached may take others with it, and those that are not detached yet may go first.
+    auto fifth = makePtr<Port>();
+    auto d = attached<Watcher>(fifth, "d");
+    for (auto const& each : {a, b, c}) {
+        each->isRegisteredNotifieeIs(each != c);
+        each->notifierIs(fifth);
+        each->isWeakReferenceIs(true);
+    }
+    d->isWeakReferenceIs(true);
+    d->onDetached = [&] { b = c = nullptr; };
+    fifth = nullptr;
+    EXPECT_EQ(a->notifier(), nullptr);
+    EXPECT_EQ(Watcher::alive, 2);
 }
 
 TEST_F(NotificationTest, AnAdapterStandsForItsOwnerAndLeavesWithIt) {
@@ -329,12 +349,16 @@ TEST_F(NotificationTest, AnAdapterStandsForItsOwnerAndLeavesWithIt) {
     stream->hasNotificationActiveIs(true);
     EXPECT_TRUE(adapter->hasNotificationActive());
 
-    stream->doZombieReactors(true);
+    stream->korDoZombieReactors(true);
     EXPECT_TRUE(adapter->korMarkedForDeletion() && stream->korMarkedForDeletion());
+    EXPECT_FALSE(adapter->hasNotificationActive() || stream->hasNotificationActive());
     EXPECT_EQ(port->list().count(), 3u);
-    stream->doZombieReactors(false);
+    stream->korDoZombieReactors(false);
     EXPECT_EQ(port->list().count(), 4u);
     EXPECT_EQ(port->list().head(), adapter.ptr());
+    EXPECT_FALSE(stream->hasNotificationActive()); // a zombie does not take its owner along
+    stream->hasNotificationActiveIs(true);
+    EXPECT_TRUE(adapter->hasNotificationActive());
 
     stream = nullptr;
     EXPECT_EQ(port->list().count(), 3u);
