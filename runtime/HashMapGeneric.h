@@ -161,7 +161,7 @@ protected:
 
     template <class Order>
     PtrInterface* findNext(Order const& order, PtrInterface const* member, int* bucket) const {
-        int ignored;
+        int ignored = -1;
         int& at = bucket != nullptr ? *bucket : ignored;
         if (member == nullptr) {
             at = -1;
