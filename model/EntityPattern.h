@@ -655,14 +655,12 @@ public:
 
     using Below::Below;
 
+    /// Children that came in while the entity was ending lose their parent, untold.
     ~EntityOver() override {
-        // Children first lose their parent, and observers hear of each; then the observers go, untold. A
-        // child that one of them has brought in meanwhile loses its parent as well.
-        (delAllChildren<A>(), ...);
         if constexpr (level <= 2) {
             NotifieeAccess::list(*this).deleteAll();
-            (delAllChildren<A>(), ...);
         }
+        (delAllChildren<A>(), ...);
     }
 
     /// The id of the attribute of that name; the list must have it.
@@ -681,8 +679,14 @@ public:
         return name;
     }
 
-    /// Tells the reactors that the last reference is gone.
-    void zeroReferencesIs(bool) override { notifyZeroReferences(NotifieeAccess::list(*this)); }
+    /// Tells the reactors that the last reference is gone. Unless one of them has taken a new one, the entity
+    /// is about to end: while it is still whole, its children lose their parent, and observers hear of each.
+    void zeroReferencesIs(bool) override {
+        notifyZeroReferences(NotifieeAccess::list(*this));
+        if (this->hasSoleHolder()) {
+            (delAllChildren<A>(), ...);
+        }
+    }
 
 private:
     template <class Attribute>

@@ -48,7 +48,10 @@ struct DeferredKey {
 template <class Derived, class X, class Base = PtrInterface::NotifieeConst, class... Keys>
 class NotifieeOf : public Base {
 public:
-    X const* notifier() const noexcept { return static_cast<X const*>(Base::notifier().ptr()); }
+    // Also while the notifier ends, when it is the same object but no longer the whole of one.
+    __attribute__((no_sanitize("vptr"))) X const* notifier() const noexcept {
+        return static_cast<X const*>(Base::notifier().ptr());
+    }
 
     Name name() const override {
         if constexpr (requires(X const& x) { Name(x.name()); }) {
