@@ -2,7 +2,7 @@
 
 /// The names of entity attributes, and the vocabulary of entity declarations.
 
-#include "model/EntityPattern.h"
+#include "reflect/EntityPattern.h"
 #include "values/ValueNames.h"
 
 KOR_NAME(appConfig, AppConfig)

@@ -7,7 +7,7 @@
 ///     config->parent();        // dir
 ///     config->fullName();      // "lif/appConfig['vtAppMpls']"
 ///
-/// Entity classes are declared with the pattern of model/EntityPattern.h; nobody derives from this one by
+/// Entity classes are declared with the pattern of reflect/EntityPattern.h; nobody derives from this one by
 /// hand. The parent is a plain pointer: a parent holds its children, and takes itself off them when it lets
 /// them go or ends. An entity and all that observes it belong to one thread.
 

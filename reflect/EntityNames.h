@@ -5,7 +5,7 @@
 ///     KOR_ENTITY_NAME(reqCount, ReqCount)          // at global scope, beside KOR_NAME
 ///
 /// For each kind of attribute a class template that lies on top of the pattern's level
-/// (model/EntityPattern.h) and gives its operations their names, and for the reactors the hooks. They forward
+/// (reflect/EntityPattern.h) and gives its operations their names, and for the reactors the hooks. They forward
 /// and hold no logic.
 
 #include "reflect/Names.h"

@@ -40,7 +40,7 @@
 /// Cost. A map operation is one hash, one bucket, one short chain; without reactors a change costs one test
 /// more. An insertion allocates its member, nothing else allocates. One thread at a time.
 
-#include "model/EntityNames.h"
+#include "reflect/EntityNames.h"
 #include "reflect/Text.h"
 #include "reflect/Value.h"
 #include "runtime/Entity.h"
