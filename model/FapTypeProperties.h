@@ -15,6 +15,7 @@
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/FapType.h"
+#include "platform/SmDataNames.h"
 #include "values/AradLifIndex.h"
 
 // clang-format off
@@ -49,6 +50,7 @@ class __attribute__((visibility("default"))) FapTypePropertySet
           Kor::Operation<name::lifDnldIndexToLifBank, U32(Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>)>,
           Kor::Operation<name::lifDnldIndexToLifOffset, U32(Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>)>> {
 public:
+    static constexpr std::string_view korTypeName = "Hardware::LoamTunnel::FapTypeProperties::Properties";
     using EntityOver::EntityOver;
 };
 
@@ -69,6 +71,7 @@ public:
 class __attribute__((visibility("default"))) AradFapTypeProperties final
     : public FapTypePropertySetOf<AradFapTypeProperties> {
 public:
+    static constexpr std::string_view korTypeName = "Hardware::LoamTunnel::FapTypeProperties::AradProperties";
     using FapTypePropertySetOf::FapTypePropertySetOf;
 };
 
@@ -76,6 +79,8 @@ public:
 class __attribute__((visibility("default"))) JerichoFapTypeProperties final
     : public FapTypePropertySetOf<JerichoFapTypeProperties> {
 public:
+    static constexpr std::string_view korTypeName =
+        "Hardware::LoamTunnel::FapTypeProperties::JerichoProperties";
     using FapTypePropertySetOf::FapTypePropertySetOf;
 };
 

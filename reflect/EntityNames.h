@@ -5,8 +5,8 @@
 ///     KOR_ENTITY_NAME(reqCount, ReqCount)          // at global scope, beside KOR_NAME
 ///
 /// For each kind of attribute a class template that lies on top of the pattern's level
-/// (reflect/EntityPattern.h) and gives its operations their names, and for the reactors the hooks. They forward
-/// and hold no logic.
+/// (reflect/EntityPattern.h) and gives its operations their names, and for the reactors the hooks. They
+/// forward and hold no logic.
 
 #include "reflect/Names.h"
 #include "runtime/Ptr.h"
@@ -31,6 +31,14 @@ struct EntityForms;
         struct Singleton : Level {                                                                           \
             using Level::Level;                                                                              \
             typename Level::Value x() const { return this->Level::value(); }                                 \
+            void x##Is(typename Level::Value const& value) { this->Level::valueIs(value); }                  \
+        };                                                                                                   \
+                                                                                                             \
+        template <class Level>                                                                               \
+        struct SingletonReference : Level {                                                                  \
+            using Level::Level;                                                                              \
+            typename Level::Value x() { return this->Level::get(); }                                         \
+            typename Level::ValueConst x() const { return this->Level::get(); }                              \
             void x##Is(typename Level::Value const& value) { this->Level::valueIs(value); }                  \
         };                                                                                                   \
                                                                                                              \
@@ -145,6 +153,36 @@ struct EntityForms;
             virtual void on##X() {}                                                                          \
         };                                                                                                   \
                                                                                                              \
+        /* Hooks that hand each change to `changed<Attribute>(key...)` of the reactor `Self`. */             \
+        template <class Base, class Self, class Attribute>                                                   \
+        struct ScalarForward : Base {                                                                        \
+            void on##X() override { static_cast<Self*>(this)->template changed<Attribute>(); }               \
+        };                                                                                                   \
+        template <class Base, class Self, class Attribute>                                                   \
+        struct KeyedForward : Base {                                                                         \
+            using Base::on##X;                                                                               \
+            void on##X(typename Attribute::Key const& key) override {                                        \
+                static_cast<Self*>(this)->template changed<Attribute>(key);                                  \
+            }                                                                                                \
+        };                                                                                                   \
+                                                                                                             \
+        /* The operations, for code that is given the name. */                                               \
+        template <class Object, class... Argument>                                                           \
+        static decltype(auto) is(Object& object, Argument&&... argument) {                                   \
+            return object.x##Is(std::forward<Argument>(argument)...);                                        \
+        }                                                                                                    \
+        template <class Object, class At>                                                                    \
+        static decltype(auto) del(Object& object, At&& at) {                                                 \
+            return object.x##Del(std::forward<At>(at));                                                      \
+        }                                                                                                    \
+        template <class Object>                                                                              \
+        static auto const& map(Object const& object) {                                                       \
+            return object.x##Map();                                                                          \
+        }                                                                                                    \
+        template <class Object, class Key>                                                                   \
+        static void notify(Object& object, Key const& key) {                                                 \
+            object.x##Notify(key);                                                                           \
+        }                                                                                                    \
         template <class Object>                                                                              \
         static void delAll(Object& object) {                                                                 \
             object.x##DelAll();                                                                              \

@@ -19,12 +19,14 @@
 ///
 ///     KeyAttribute    x()                                        set by the constructor
 ///     Singleton       x(), xIs(T)                                VirtualSingleton: xIs is virtual
+///     SingletonReference   x(), xIs(Ptr<T>)                      an entity or object that someone else made
 ///     ValueMap        x(K), xIs(K, T), newX(K, T) and the map operations
 ///     CountedUpMap    the same, and xInc(K, U32)                 CountedMap: also xDec(K, U32)
 ///     KeyedMap        x(K), xIs(T), newX(T): the key is an attribute of the value
 ///     EntityMap       x(K), xIs(K), newX(K): the members are children, made here
 ///     ReferenceMap    x(K), xIs(K, Ptr<T>), newX(K, Ptr<T>): the members are entities that someone else made
 ///     Operation       a hand-written member function of the class
+///     FreeId          no attribute: an id that stays free
 ///
 /// The map operations: xDel(K) and xDel(iterator), which return what was there, xDelAll(), xNotify(K), and
 /// for a walk xMap() and xIterator(). An absent key is no error: reads and deletes answer with T's default or
@@ -49,6 +51,8 @@
 #include "runtime/NotifieeOf.h"
 
 #include <concepts>
+#include <initializer_list>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -56,7 +60,7 @@ namespace Kor {
 
 // Attributes of an entity
 
-enum class EntityAttributeKind { key, singleton, map, operation };
+enum class EntityAttributeKind { key, singleton, map, operation, none };
 
 template <class NameType, class T>
 struct KeyAttribute {
@@ -75,6 +79,16 @@ struct Singleton {
 
 template <class NameType, class T, auto... Initial>
 struct VirtualSingleton : Singleton<NameType, T, Initial...> {};
+
+/// Refers to an object that the entity does not make. Read through a const entity it is const.
+template <class NameType, class T>
+struct SingletonReference {
+    using Name = NameType;
+    using Type = Ptr<T>;
+    using Referred = T;
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::singleton;
+    static Type initial() { return {}; }
+};
 
 template <class NameType, class K, class V>
 struct ValueMap {
@@ -119,6 +133,14 @@ struct ReferenceMap {
     static constexpr EntityAttributeKind kind = EntityAttributeKind::map;
 };
 
+/// The place of an attribute that the list does not have: its id belongs to none.
+struct FreeId {
+    struct Name {
+        static constexpr char const* text = nullptr;
+    };
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::none;
+};
+
 namespace detail {
 
 template <class NameType>
@@ -140,6 +162,34 @@ constexpr int derivationLevel() {
         return 1; // Kor::Entity, or what is slipped in between to add virtual operations
     }
 }
+
+/// The constructor's argument on its way down: to the key attribute, if there is one, or else to the base.
+template <class Argument>
+struct Start {
+    Argument argument;
+};
+template <>
+struct Start<void> {};
+
+/// What an entity class over `Base` takes if it has no key attribute.
+template <class Base>
+consteval auto baseArgument() {
+    if constexpr (requires { typename Base::ConstructorArgument; }) {
+        return std::type_identity<typename Base::ConstructorArgument>();
+    } else if constexpr (std::derived_from<Base, Entity>) {
+        return std::type_identity<Name>();
+    } else {
+        return std::type_identity<void>();
+    }
+}
+template <class Base, class List>
+struct ArgumentOf {
+    using type = typename decltype(baseArgument<Base>())::type;
+};
+template <class Base, class N, class T, class... Rest>
+struct ArgumentOf<Base, AttributeList<KeyAttribute<N, T>, Rest...>> {
+    using type = T;
+};
 
 // Levels: each attribute adds one to the chain of bases, with its storage and its logic. A name's form lies
 // on top.
@@ -178,7 +228,7 @@ template <class Prev, class Self, class A>
 class KeyLevel : public Prev {
 public:
     using KeyType = typename A::Type;
-    explicit KeyLevel(KeyType key) : key_(std::move(key)) {}
+    explicit KeyLevel(Start<KeyType> start) : Prev(Start<void>()), key_(std::move(start.argument)) {}
 
     /// The key attribute again, by which the map of the parent knows the entity.
     KeyType const& fwkKey() const noexcept { return key_; }
@@ -211,7 +261,22 @@ private:
     Value value_ = A::initial();
 };
 
-/// What all maps share. `Traits` says what a member gives back when it is deleted.
+template <class Prev, class Self, class A>
+class SingletonReferenceLevel : public SingletonLevel<Prev, Self, A> {
+public:
+    using SingletonLevel<Prev, Self, A>::SingletonLevel;
+    using typename SingletonLevel<Prev, Self, A>::Value;
+    using ValueConst = Ptr<typename A::Referred const>;
+
+protected:
+    Value get() {
+        this->mutableReadsInc();
+        return this->value();
+    }
+    ValueConst get() const { return this->value(); }
+};
+
+/// What all maps share. `R` is what a member gives back when it is deleted.
 template <class Prev, class Self, class A, class N, class R>
 class MapLevel : public LevelBase<Prev, Self, A> {
 public:
@@ -224,6 +289,11 @@ public:
 protected:
     MapType const& map() const noexcept { return map_; }
     MapType& map() noexcept { return map_; }
+
+    R get(KeyType const& key) const requires(!std::is_same_v<R, Ptr<N>>) {
+        Node const* const found = map_.member(key);
+        return found ? found->value : R();
+    }
 
     void notify(KeyType const& key) { this->tell(key); }
 
@@ -279,11 +349,6 @@ public:
     using typename Base::Node;
 
 protected:
-    Value get(KeyType const& key) const {
-        Node const* const found = this->Base::map().member(key);
-        return found ? found->value : Value();
-    }
-
     void is(KeyType const& key, Value const& value) {
         U32 const reversed = MapType::reversedHash(key);
         if (Node* const found = this->Base::map().member(key, reversed)) {
@@ -340,11 +405,6 @@ public:
     using typename Base::Node;
 
 protected:
-    Value get(KeyType const& key) const {
-        Node const* const found = this->Base::map().member(key);
-        return found ? found->value : Value();
-    }
-
     void is(Value const& value) {
         KeyType const key = A::KeyOf::call(value);
         U32 const reversed = MapType::reversedHash(key);
@@ -430,13 +490,9 @@ protected:
         if constexpr (Base::isEntity) {
             this->mutableReadsInc();
         }
-        Node const* const found = this->Base::map().member(key);
-        return found ? found->value : Value();
+        return this->Base::get(key);
     }
-    ValueConst get(KeyType const& key) const {
-        Node const* const found = this->Base::map().member(key);
-        return found ? ValueConst(found->value) : ValueConst();
-    }
+    ValueConst get(KeyType const& key) const { return this->Base::get(key); }
 
     void is(KeyType const& key, Value const& value) {
         Node* const found = this->Base::map().member(key);
@@ -481,6 +537,11 @@ struct LevelOf<Prev, Self, VirtualSingleton<N, T, I...>> {
     using type = typename EntityForms<N>::template VirtualSingleton<
         SingletonLevel<Prev, Self, VirtualSingleton<N, T, I...>>>;
 };
+template <class Prev, class Self, class N, class T>
+struct LevelOf<Prev, Self, SingletonReference<N, T>> {
+    using type = typename EntityForms<N>::template SingletonReference<
+        SingletonReferenceLevel<Prev, Self, SingletonReference<N, T>>>;
+};
 template <class Prev, class Self, class N, class K, class V>
 struct LevelOf<Prev, Self, ValueMap<N, K, V>> {
     using type = typename EntityForms<N>::template ValueMap<ValueMapLevel<Prev, Self, ValueMap<N, K, V>>>;
@@ -508,12 +569,51 @@ struct LevelOf<Prev, Self, ReferenceMap<N, K, T>> {
         typename EntityForms<N>::template ReferenceMap<ReferenceMapLevel<Prev, Self, ReferenceMap<N, K, T>>>;
 };
 
-template <class Prev, class Self, class... A>
-struct Chain {
-    using type = Prev;
+template <class... A>
+AttributeList<A...> plainList(AttributeList<A...> const&);
+
+/// The attributes of a list, named or not.
+template <class List>
+using PlainList = decltype(plainList(std::declval<List const&>()));
+
+template <class... A>
+struct ListOf {
+    using type = AttributeList<A...>;
 };
-template <class Prev, class Self, class First, class... Rest>
-struct Chain<Prev, Self, First, Rest...> : Chain<typename LevelOf<Prev, Self, First>::type, Self, Rest...> {};
+template <class List>
+requires requires {
+    typename PlainList<List>;
+}
+struct ListOf<List> {
+    using type = List;
+};
+
+template <std::size_t I, class List>
+struct AttributeAt;
+template <std::size_t I, class... A>
+struct AttributeAt<I, AttributeList<A...>> : std::tuple_element<I, std::tuple<A...>> {};
+
+/// The base class and the levels of the first `I` attributes. Known by its place in the list and not by
+/// what is below, so that the names of long lists stay short.
+template <class Self, class Base, class List, std::size_t I>
+class Stack;
+template <class Self, class Base, class List>
+class Stack<Self, Base, List, 0> : public Base {
+public:
+    explicit Stack(Start<void>) {}
+    template <class Argument>
+    explicit Stack(Start<Argument> start) : Base(std::move(start.argument)) {}
+};
+template <class Self, class Base, class List, std::size_t I>
+using LevelAt = typename LevelOf<Stack<Self, Base, List, I - 1>, Self,
+                                 typename AttributeAt<I - 1, PlainList<List>>::type>::type;
+template <class Self, class Base, class List, std::size_t I>
+class Stack : public LevelAt<Self, Base, List, I> {
+public:
+    // Inherited instead, through all levels, it takes g++ minutes.
+    template <class Argument>
+    explicit Stack(Start<Argument> start) : LevelAt<Self, Base, List, I>(std::move(start)) {}
+};
 
 template <class A>
 constexpr bool hasKind(EntityAttributeKind kind) {
@@ -537,23 +637,31 @@ requires(hasKind<A>(EntityAttributeKind::map)) struct HooksOf<Base, A> {
     using type = typename EntityForms<typename A::Name>::template KeyedHooks<Base, typename A::Key>;
 };
 
-template <class Base, class... A>
-struct HookChain {
-    using type = Base;
-};
-template <class Base, class First, class... Rest>
-struct HookChain<Base, First, Rest...> : HookChain<typename HooksOf<Base, First>::type, Rest...> {};
+/// A reactor class `Base` with the hooks of the first `I` attributes.
+template <class Base, class List, std::size_t I>
+class Hooks;
+template <class Base, class List>
+class Hooks<Base, List, 0> : public Base {};
+template <class Base, class List, std::size_t I>
+class Hooks
+    : public HooksOf<Hooks<Base, List, I - 1>, typename AttributeAt<I - 1, PlainList<List>>::type>::type {};
+template <class Base, class List>
+using AllHooks = Hooks<Base, List, PlainList<List>::size>;
 
 /// The keys of the keyed attributes, in order.
-template <class List, class... A>
-struct KeysOf {
-    using type = List;
+template <class Keys, class List>
+struct KeysOf;
+template <class... K>
+struct KeysOf<AttributeList<K...>, AttributeList<>> {
+    using type = AttributeList<K...>;
 };
 template <class... K, class First, class... Rest>
-struct KeysOf<AttributeList<K...>, First, Rest...> : KeysOf<AttributeList<K...>, Rest...> {};
+struct KeysOf<AttributeList<K...>, AttributeList<First, Rest...>>
+    : KeysOf<AttributeList<K...>, AttributeList<Rest...>> {};
 template <class... K, class First, class... Rest>
-requires(hasKind<First>(EntityAttributeKind::map)) struct KeysOf<AttributeList<K...>, First, Rest...>
-    : KeysOf<AttributeList<K..., typename First::Key>, Rest...> {
+requires(hasKind<First>(
+    EntityAttributeKind::map)) struct KeysOf<AttributeList<K...>, AttributeList<First, Rest...>>
+    : KeysOf<AttributeList<K..., typename First::Key>, AttributeList<Rest...>> {
 };
 
 template <class Derived, class X, class Base, class Keys>
@@ -563,20 +671,22 @@ struct NotifieeWithKeys<Derived, X, Base, AttributeList<K...>> {
     using type = NotifieeOf<Derived, X, Base, K...>;
 };
 
+/// The root of a reactor class, below its hooks.
+template <class Derived, class Self, class Base, class List>
+class ReactorRoot
+    : public NotifieeWithKeys<Derived, Self,
+                              std::conditional_t<std::derived_from<Base, Entity>, Entity::NotifieeConst,
+                                                 PtrInterface::NotifieeConst>,
+                              typename KeysOf<AttributeList<>, PlainList<List>>::type>::type {};
+
 /// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for its reactors and for the map of a
 /// parent.
-template <class Self, class Base, class ChainType, class... A>
-class Reactors : public ChainType {
-    using Root = std::conditional_t<std::derived_from<Base, Entity>, Entity::NotifieeConst,
-                                    PtrInterface::NotifieeConst>;
-
+template <class Self, class Base, class List>
+class Reactors : public Stack<Self, Base, List, PlainList<List>::size> {
 public:
-    using ChainType::ChainType;
+    using Stack<Self, Base, List, PlainList<List>::size>::Stack;
 
-    class NotifieeConst
-        : public HookChain<typename NotifieeWithKeys<NotifieeConst, Self, Root,
-                                                     typename KeysOf<AttributeList<>, A...>::type>::type,
-                           A...>::type {};
+    class NotifieeConst : public AllHooks<ReactorRoot<NotifieeConst, Self, Base, List>, List> {};
 
 private:
     friend HashMember;
@@ -586,26 +696,61 @@ private:
     mutable ListRaw<NotifieeConst> notifieeList_;
 };
 
-/// An entity below another one has that one's list; its reactors add hooks to that one's.
-template <class Self, class Base, class ChainType, class... A>
-requires(derivationLevel<Base>() > 1) class Reactors<Self, Base, ChainType, A...> : public ChainType {
-public:
-    using ChainType::ChainType;
+/// What a reactor class adds for the keyed attributes that it adds; they count on from the base's.
+template <class Base, class List>
+class MoreKeys : public Base {
+    template <class... K>
+    static std::tuple<DeferredKey<K>...> tupleOf(AttributeList<K...>);
+    using Deferred = decltype(tupleOf(typename KeysOf<AttributeList<>, PlainList<List>>::type()));
 
-    class NotifieeConst : public HookChain<typename Base::NotifieeConst, A...>::type {};
+public:
+    static constexpr std::size_t deferredKeys = Base::deferredKeys + std::tuple_size_v<Deferred>;
+
+protected:
+    template <std::size_t i>
+    auto& deferred() noexcept {
+        if constexpr (i < Base::deferredKeys) {
+            return Base::template deferred<i>();
+        } else {
+            return std::get<i - Base::deferredKeys>(deferred_);
+        }
+    }
+
+private:
+    [[no_unique_address]] Deferred deferred_;
 };
 
-/// What an entity says of itself. An own attribute has its name, any other what the base answers.
-template <class Self, class Base, class ReactorsType>
-class Identity : public ReactorsType {
+/// An entity below another one has that one's list; its reactors add hooks to that one's.
+template <class Self, class Base, class List>
+requires(derivationLevel<Base>() > 1) class Reactors<Self, Base, List>
+    : public Stack<Self, Base, List, PlainList<List>::size> {
 public:
-    using ReactorsType::ReactorsType;
+    using Stack<Self, Base, List, PlainList<List>::size>::Stack;
+
+    class NotifieeConst : public AllHooks<MoreKeys<typename Base::NotifieeConst, List>, List> {};
+};
+
+/// Whether an entity travels on an attribute log. One that does not says so by a member `korHasAttrLog`.
+template <class Self>
+inline constexpr bool hasAttrLog = [] {
+    if constexpr (requires { Self::korHasAttrLog; }) {
+        return Self::korHasAttrLog;
+    } else {
+        return std::derived_from<Self, Entity>;
+    }
+}();
+
+/// What an entity says of itself. An own attribute has its name, any other what the base answers.
+template <class Self, class Base, class List>
+class Identity : public Reactors<Self, Base, List> {
+public:
+    using Reactors<Self, Base, List>::Reactors;
 
     String8 attributeString(AttributeId attribute) const override {
         char const* const own = Self::ownAttributeName(attribute);
         return own ? String8(own) : Base::attributeString(attribute);
     }
-    bool korHasAttrLogInterface() const override { return true; }
+    bool korHasAttrLogInterface() const override { return hasAttrLog<Self>; }
     String8 korKeyText() const override {
         if constexpr (requires(Self const& self) { self.fwkKey(); }) {
             return valueToStrep(static_cast<Self const&>(*this).fwkKey());
@@ -615,10 +760,11 @@ public:
     }
 };
 
-template <class Self, class Base, class ReactorsType>
-requires(!std::derived_from<Base, Entity>) class Identity<Self, Base, ReactorsType> : public ReactorsType {
+template <class Self, class Base, class List>
+requires(!std::derived_from<Base, Entity>) class Identity<Self, Base, List>
+    : public Reactors<Self, Base, List> {
 public:
-    using ReactorsType::ReactorsType;
+    using Reactors<Self, Base, List>::Reactors;
 
     String8 attributeString(AttributeId attribute) const {
         char const* const own = Self::ownAttributeName(attribute);
@@ -627,18 +773,23 @@ public:
 };
 
 template <class Self, class Base, class... A>
-using IdentityOf = Identity<Self, Base, Reactors<Self, Base, typename Chain<Base, Self, A...>::type, A...>>;
+using IdentityOf = Identity<Self, Base, typename ListOf<A...>::type>;
 
 } // namespace detail
 
 /// The class `Self` on top of `Base`, which is Kor::Entity, Kor::PtrInterface (no name, version, parent or
-/// attribute log), or another entity, whose attributes and reactors it then adds to.
+/// attribute log), or another entity, whose attributes and reactors it then adds to. A long list is
+/// better given as one class derived from its Kor::AttributeList, by whose name all that is made from it
+/// goes:
+///
+///     struct PortAttributes : Kor::AttributeList<...> {};
+///     class Port : public Kor::EntityOf<Port, PortAttributes> { ... };
 template <class Self, class Base, class... A>
 class EntityOver : public detail::IdentityOf<Self, Base, A...> {
     using Below = detail::IdentityOf<Self, Base, A...>;
 
 public:
-    using Attributes = AttributeList<A...>;
+    using Attributes = detail::PlainList<typename detail::ListOf<A...>::type>;
     using BaseEntity = Base;
     using typename Below::NotifieeConst;
     static constexpr int level = detail::derivationLevel<Base>() + 1;
@@ -653,30 +804,43 @@ public:
         }
     };
 
-    using Below::Below;
+    /// The type of the key attribute, Kor::Name for the name, or void.
+    using ConstructorArgument = typename detail::ArgumentOf<Base, Attributes>::type;
+
+    EntityOver() requires(std::is_void_v<ConstructorArgument> || std::is_same_v<ConstructorArgument, Name>)
+        : Below(detail::Start<ConstructorArgument>()) {}
+    template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
+    explicit EntityOver(std::type_identity_t<Argument> argument)
+        : Below(detail::Start<Argument>{std::move(argument)}) {}
 
     /// Children that came in while the entity was ending lose their parent, untold.
     ~EntityOver() override {
         if constexpr (level <= 2) {
             NotifieeAccess::list(*this).deleteAll();
         }
-        (delAllChildren<A>(), ...);
+        delAllChildren(Attributes());
     }
 
     /// The id of the attribute of that name; the list must have it.
     template <class NameType>
     static constexpr AttributeId attributeIdOf() {
-        AttributeId id = firstAttributeId;
-        static_cast<void>(((std::is_same_v<typename A::Name, NameType> || (++id, false)) || ...));
-        return id;
+        return []<class... Each>(AttributeList<Each...>) {
+            constexpr bool isNamed[] = {std::is_same_v<typename Each::Name, NameType>...};
+            AttributeId place = 0;
+            while (!isNamed[place]) {
+                ++place;
+            }
+            return firstAttributeId + place;
+        }(Attributes());
     }
 
     /// The name of an own attribute; null for any other id.
     static constexpr char const* ownAttributeName(AttributeId attribute) {
-        char const* name = nullptr;
-        AttributeId id = firstAttributeId;
-        static_cast<void>(((attribute == id++ && (name = A::Name::text, true)) || ...));
-        return name;
+        return [attribute]<class... Each>(AttributeList<Each...>) {
+            constexpr char const* names[] = {Each::Name::text..., nullptr};
+            auto const place = static_cast<U32>(attribute - firstAttributeId);
+            return place < sizeof...(Each) ? names[place] : nullptr;
+        }(Attributes());
     }
 
     /// Tells the reactors that the last reference is gone. Unless one of them has taken a new one, the entity
@@ -684,13 +848,18 @@ public:
     void zeroReferencesIs(bool) override {
         notifyZeroReferences(NotifieeAccess::list(*this));
         if (this->hasSoleHolder()) {
-            (delAllChildren<A>(), ...);
+            delAllChildren(Attributes());
         }
     }
 
 private:
+    template <class... Each>
+    void delAllChildren(AttributeList<Each...>) {
+        // As a list: g++ looks at each pair of the operands of a comma.
+        static_cast<void>(std::initializer_list<int>{(delAllChildrenOf<Each>(), 0)...});
+    }
     template <class Attribute>
-    void delAllChildren() {
+    void delAllChildrenOf() {
         if constexpr (requires { typename Attribute::Child; }) {
             EntityForms<typename Attribute::Name>::delAll(*this);
         }
