@@ -50,8 +50,10 @@
 #include "runtime/Notification.h"
 #include "runtime/NotifieeOf.h"
 
+#include <algorithm>
 #include <concepts>
 #include <initializer_list>
+#include <iterator>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -78,7 +80,9 @@ struct Singleton {
 };
 
 template <class NameType, class T, auto... Initial>
-struct VirtualSingleton : Singleton<NameType, T, Initial...> {};
+struct VirtualSingleton : Singleton<NameType, T, Initial...> {
+    using VirtualSetter = void;
+};
 
 /// Refers to an object that the entity does not make. Read through a const entity it is const.
 template <class NameType, class T>
@@ -182,6 +186,11 @@ consteval auto baseArgument() {
         return std::type_identity<void>();
     }
 }
+template <class List>
+inline constexpr bool hasKey = false;
+template <class N, class T, class... Rest>
+inline constexpr bool hasKey<AttributeList<KeyAttribute<N, T>, Rest...>> = true;
+
 template <class Base, class List>
 struct ArgumentOf {
     using type = typename decltype(baseArgument<Base>())::type;
@@ -201,13 +210,16 @@ public:
     using Prev::Prev;
 
 protected:
-    static constexpr bool isEntity = std::derived_from<Prev, Entity>;
-
     Self& self() { return static_cast<Self&>(*this); }
     Self const& self() const { return static_cast<Self const&>(*this); }
     void raiseVersion() {
-        if constexpr (isEntity) {
-            this->versionInc();
+        if constexpr (std::derived_from<Self, Entity>) {
+            EntityAccess::versionInc(self());
+        }
+    }
+    void countMutableRead() {
+        if constexpr (std::derived_from<Self, Entity>) {
+            EntityAccess::mutableReadsInc(self());
         }
     }
     template <class... K>
@@ -270,7 +282,7 @@ public:
 
 protected:
     Value get() {
-        this->mutableReadsInc();
+        this->countMutableRead();
         return this->value();
     }
     ValueConst get() const { return this->value(); }
@@ -439,9 +451,7 @@ public:
 
 protected:
     Ptr<Node> get(KeyType const& key) {
-        if constexpr (Base::isEntity) {
-            this->mutableReadsInc();
-        }
+        this->countMutableRead();
         return this->Base::map().member(key);
     }
     Ptr<Node const> get(KeyType const& key) const { return this->Base::map().member(key); }
@@ -487,9 +497,7 @@ public:
 
 protected:
     Value get(KeyType const& key) {
-        if constexpr (Base::isEntity) {
-            this->mutableReadsInc();
-        }
+        this->countMutableRead();
         return this->Base::get(key);
     }
     ValueConst get(KeyType const& key) const { return this->Base::get(key); }
@@ -593,26 +601,58 @@ struct AttributeAt;
 template <std::size_t I, class... A>
 struct AttributeAt<I, AttributeList<A...>> : std::tuple_element<I, std::tuple<A...>> {};
 
-/// The base class and the levels of the first `I` attributes. Known by its place in the list and not by
-/// what is below, so that the names of long lists stay short.
-template <class Self, class Base, class List, std::size_t I>
+/// The levels of the first `I` attributes, on `Bottom`. Known by its place in the list and not by what is
+/// below, so that the names of long lists stay short.
+template <class Self, class Bottom, class List, std::size_t I>
 class Stack;
-template <class Self, class Base, class List>
-class Stack<Self, Base, List, 0> : public Base {
+template <class Self, class Bottom, class List>
+class Stack<Self, Bottom, List, 0> : public Bottom {
 public:
     explicit Stack(Start<void>) {}
     template <class Argument>
-    explicit Stack(Start<Argument> start) : Base(std::move(start.argument)) {}
+    explicit Stack(Start<Argument> start) : Bottom(std::move(start.argument)) {}
 };
-template <class Self, class Base, class List, std::size_t I>
-using LevelAt = typename LevelOf<Stack<Self, Base, List, I - 1>, Self,
+template <class Self, class Bottom, class List, std::size_t I>
+using LevelAt = typename LevelOf<Stack<Self, Bottom, List, I - 1>, Self,
                                  typename AttributeAt<I - 1, PlainList<List>>::type>::type;
-template <class Self, class Base, class List, std::size_t I>
-class Stack : public LevelAt<Self, Base, List, I> {
+template <class Self, class Bottom, class List, std::size_t I>
+class Stack : public LevelAt<Self, Bottom, List, I> {
 public:
     // Inherited instead, through all levels, it takes g++ minutes.
     template <class Argument>
-    explicit Stack(Start<Argument> start) : LevelAt<Self, Base, List, I>(std::move(start)) {}
+    explicit Stack(Start<Argument> start) : LevelAt<Self, Bottom, List, I>(std::move(start)) {}
+};
+
+template <class... A>
+consteval bool anyVirtual(AttributeList<A...>) {
+    constexpr bool is[] = {requires {typename A::VirtualSetter;
+}
+..., false
+}; // namespace detail
+return std::any_of(std::begin(is), std::end(is), [](bool each) { return each; });
+} // namespace Kor
+
+class Nothing {};
+
+/// The base class and the attributes behind it. They stand beside it and not on it, since a long chain of
+/// classes with virtual functions takes g++ minutes at -Wall.
+template <class Self, class Base, class List>
+class Body : public Base, public Stack<Self, Nothing, List, PlainList<List>::size> {
+    using Attributes = Stack<Self, Nothing, List, PlainList<List>::size>;
+
+public:
+    explicit Body(Start<void>) : Attributes(Start<void>()) {}
+    template <class Argument>
+    explicit Body(Start<Argument> start) : Base(std::move(start.argument)), Attributes(Start<void>()) {}
+    template <class Argument>
+    requires(hasKey<PlainList<List>>) explicit Body(Start<Argument> start) : Attributes(std::move(start)) {}
+};
+/// Virtual setters have their slots behind those of the base.
+template <class Self, class Base, class List>
+requires(anyVirtual(PlainList<List>())) class Body<Self, Base, List>
+    : public Stack<Self, Base, List, PlainList<List>::size> {
+public:
+    using Stack<Self, Base, List, PlainList<List>::size>::Stack;
 };
 
 template <class A>
@@ -624,29 +664,39 @@ constexpr bool hasKind(EntityAttributeKind kind) {
     }
 }
 
-template <class Base, class A>
-struct HooksOf {
-    using type = Base;
-};
-template <class Base, class A>
-requires(hasKind<A>(EntityAttributeKind::singleton)) struct HooksOf<Base, A> {
-    using type = typename EntityForms<typename A::Name>::template ScalarHooks<Base>;
-};
-template <class Base, class A>
-requires(hasKind<A>(EntityAttributeKind::map)) struct HooksOf<Base, A> {
-    using type = typename EntityForms<typename A::Name>::template KeyedHooks<Base, typename A::Key>;
+/// The hooks of the first `I` attributes of a list, on the reactor class `Root`.
+template <class Root, class List, std::size_t I>
+struct HooksAt;
+
+/// Where the hooks of one attribute stand. Known by its place in the list, as a level is.
+template <class Root, class List, std::size_t I>
+struct HookPlace {
+    using Attribute = typename AttributeAt<I - 1, PlainList<List>>::type;
+    using Below = typename HooksAt<Root, List, I - 1>::type;
 };
 
-/// A reactor class `Base` with the hooks of the first `I` attributes.
-template <class Base, class List, std::size_t I>
-class Hooks;
+template <class Place, class A>
+struct HooksOf {
+    using type = typename Place::Below;
+};
+template <class Place, class A>
+requires(hasKind<A>(EntityAttributeKind::singleton)) struct HooksOf<Place, A> {
+    using type = typename EntityForms<typename A::Name>::template ScalarHooks<Place>;
+};
+template <class Place, class A>
+requires(hasKind<A>(EntityAttributeKind::map)) struct HooksOf<Place, A> {
+    using type = typename EntityForms<typename A::Name>::template KeyedHooks<Place>;
+};
+
+template <class Root, class List>
+struct HooksAt<Root, List, 0> {
+    using type = Root;
+};
+template <class Root, class List, std::size_t I>
+struct HooksAt : HooksOf<HookPlace<Root, List, I>, typename HookPlace<Root, List, I>::Attribute> {};
+
 template <class Base, class List>
-class Hooks<Base, List, 0> : public Base {};
-template <class Base, class List, std::size_t I>
-class Hooks
-    : public HooksOf<Hooks<Base, List, I - 1>, typename AttributeAt<I - 1, PlainList<List>>::type>::type {};
-template <class Base, class List>
-using AllHooks = Hooks<Base, List, PlainList<List>::size>;
+using AllHooks = typename HooksAt<Base, List, PlainList<List>::size>::type;
 
 /// The keys of the keyed attributes, in order.
 template <class Keys, class List>
@@ -682,9 +732,9 @@ class ReactorRoot
 /// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for its reactors and for the map of a
 /// parent.
 template <class Self, class Base, class List>
-class Reactors : public Stack<Self, Base, List, PlainList<List>::size> {
+class Reactors : public Body<Self, Base, List> {
 public:
-    using Stack<Self, Base, List, PlainList<List>::size>::Stack;
+    using Body<Self, Base, List>::Body;
 
     class NotifieeConst : public AllHooks<ReactorRoot<NotifieeConst, Self, Base, List>, List> {};
 
@@ -722,10 +772,9 @@ private:
 
 /// An entity below another one has that one's list; its reactors add hooks to that one's.
 template <class Self, class Base, class List>
-requires(derivationLevel<Base>() > 1) class Reactors<Self, Base, List>
-    : public Stack<Self, Base, List, PlainList<List>::size> {
+requires(derivationLevel<Base>() > 1) class Reactors<Self, Base, List> : public Body<Self, Base, List> {
 public:
-    using Stack<Self, Base, List, PlainList<List>::size>::Stack;
+    using Body<Self, Base, List>::Body;
 
     class NotifieeConst : public AllHooks<MoreKeys<typename Base::NotifieeConst, List>, List> {};
 };
