@@ -141,14 +141,30 @@ struct EntityForms;
             }                                                                                                \
         };                                                                                                   \
                                                                                                              \
+        template <class Level>                                                                               \
+        struct Queue : Level {                                                                               \
+            using Level::Level;                                                                              \
+            /** The members, for a walk. */                                                                  \
+            typename Level::QueueType const& x##Queue() const { return this->Level::queue(); }               \
+            typename Level::Value x(U32 key) const { return this->Level::get(key); }                         \
+            void x##Enq(typename Level::Value const& value) { this->Level::enq(value); }                     \
+            typename Level::Value x##Deq() { return this->Level::deq(); }                                    \
+            void x##Is(U32 key, typename Level::Value const& value) { this->Level::is(key, value); }         \
+            typename Level::Value x##Del(U32 key) { return this->Level::del(key); }                          \
+            typename Level::Value x##Del(typename Level::QueueType::IteratorConst& at) {                     \
+                return at ? this->Level::del(at.key()) : typename Level::Value();                            \
+            }                                                                                                \
+            void x##Notify(U32 key) { this->Level::notify(key); }                                            \
+        };                                                                                                   \
+                                                                                                             \
         template <class At>                                                                                  \
-        struct ScalarHooks : At::Below {                                                                          \
+        struct ScalarHooks : At::Below {                                                                     \
             virtual void on##X() {}                                                                          \
         };                                                                                                   \
                                                                                                              \
-        template <class At>                                                                 \
-        struct KeyedHooks : At::Below {                                                                           \
-            virtual void on##X(typename At::Attribute::Key const& /*key*/) {}                                                    \
+        template <class At>                                                                                  \
+        struct KeyedHooks : At::Below {                                                                      \
+            virtual void on##X(typename At::Attribute::Key const& /*key*/) {}                                \
             virtual void on##X##korImmediate() {}                                                            \
             virtual void on##X() {}                                                                          \
         };                                                                                                   \

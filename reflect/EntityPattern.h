@@ -15,9 +15,13 @@
 ///     config->reqCountInc(entry, 1);
 ///     for (auto const& each : config->reqCountMap()) { use(each.fwkKey(), each.value); }
 ///
+/// A class that other programs and tools are to meet by name is also listed in a module
+/// (reflect/TypeModule.h).
+///
 /// The kinds of attributes, for an attribute `x` with the capital form `X`, value type T and key type K:
 ///
-///     KeyAttribute    x()                                        set by the constructor
+///     KeyAttribute    x(), fwkKey()                              set by the constructor; the key in a parent's map
+///     FixedAttribute  x()                                        set by the constructor
 ///     Singleton       x(), xIs(T)                                VirtualSingleton: xIs is virtual
 ///     SingletonReference   x(), xIs(Ptr<T>)                      an entity or object that someone else made
 ///     ValueMap        x(K), xIs(K, T), newX(K, T) and the map operations
@@ -25,7 +29,9 @@
 ///     KeyedMap        x(K), xIs(T), newX(T): the key is an attribute of the value
 ///     EntityMap       x(K), xIs(K), newX(K): the members are children, made here
 ///     ReferenceMap    x(K), xIs(K, Ptr<T>), newX(K, Ptr<T>): the members are entities that someone else made
-///     Operation       a hand-written member function of the class
+///     Queue           xEnq(T), xDeq(), x(U32), xIs(U32, T), xDel(U32): members in order, under the number that xEnq gave
+///     Operation       a hand-written member function of the class; VirtualOperation: one that heirs override, and
+///                     Override in such an heir
 ///     FreeId          no attribute: an id that stays free
 ///
 /// The map operations: xDel(K) and xDel(iterator), which return what was there, xDelAll(), xNotify(K), and
@@ -43,17 +49,17 @@
 /// more. An insertion allocates its member, nothing else allocates. One thread at a time.
 
 #include "reflect/EntityNames.h"
+#include "reflect/FwkType.h"
 #include "reflect/Text.h"
 #include "reflect/Value.h"
 #include "runtime/Entity.h"
 #include "runtime/HashMap.h"
+#include "runtime/LinkQueue.h"
 #include "runtime/Notification.h"
 #include "runtime/NotifieeOf.h"
 
-#include <algorithm>
 #include <concepts>
 #include <initializer_list>
-#include <iterator>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -71,6 +77,20 @@ struct KeyAttribute {
     static constexpr EntityAttributeKind kind = EntityAttributeKind::key;
 };
 
+/// The same without being a key.
+template <class NameType, class T>
+struct FixedAttribute : KeyAttribute<NameType, T> {};
+
+template <class NameType, class Signature>
+struct VirtualOperation : Operation<NameType, Signature> {};
+
+/// An operation of the base's list that this class has its own form of. It keeps the base's id.
+template <class NameType>
+struct Override {
+    using Name = NameType;
+    static constexpr AttributeKind kind = AttributeKind::operation;
+};
+
 template <class NameType, class T, auto... Initial>
 struct Singleton {
     using Name = NameType;
@@ -80,9 +100,7 @@ struct Singleton {
 };
 
 template <class NameType, class T, auto... Initial>
-struct VirtualSingleton : Singleton<NameType, T, Initial...> {
-    using VirtualSetter = void;
-};
+struct VirtualSingleton : Singleton<NameType, T, Initial...> {};
 
 /// Refers to an object that the entity does not make. Read through a const entity it is const.
 template <class NameType, class T>
@@ -134,6 +152,15 @@ struct ReferenceMap {
     using Name = NameType;
     using Key = K;
     using Referred = T;
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::map;
+};
+
+/// Members in order, each under a number that never changes.
+template <class NameType, class V>
+struct Queue {
+    using Name = NameType;
+    using Key = U32;
+    using Value = V;
     static constexpr EntityAttributeKind kind = EntityAttributeKind::map;
 };
 
@@ -190,6 +217,8 @@ template <class List>
 inline constexpr bool hasKey = false;
 template <class N, class T, class... Rest>
 inline constexpr bool hasKey<AttributeList<KeyAttribute<N, T>, Rest...>> = true;
+template <class N, class T, class... Rest>
+inline constexpr bool hasKey<AttributeList<FixedAttribute<N, T>, Rest...>> = true;
 
 template <class Base, class List>
 struct ArgumentOf {
@@ -197,6 +226,10 @@ struct ArgumentOf {
 };
 template <class Base, class N, class T, class... Rest>
 struct ArgumentOf<Base, AttributeList<KeyAttribute<N, T>, Rest...>> {
+    using type = T;
+};
+template <class Base, class N, class T, class... Rest>
+struct ArgumentOf<Base, AttributeList<FixedAttribute<N, T>, Rest...>> {
     using type = T;
 };
 
@@ -237,19 +270,25 @@ protected:
 };
 
 template <class Prev, class Self, class A>
-class KeyLevel : public Prev {
+class FixedLevel : public Prev {
 public:
     using KeyType = typename A::Type;
-    explicit KeyLevel(Start<KeyType> start) : Prev(Start<void>()), key_(std::move(start.argument)) {}
-
-    /// The key attribute again, by which the map of the parent knows the entity.
-    KeyType const& fwkKey() const noexcept { return key_; }
+    explicit FixedLevel(Start<KeyType> start) : Prev(Start<void>()), key_(std::move(start.argument)) {}
 
 protected:
     KeyType const& key() const noexcept { return key_; }
 
 private:
     KeyType const key_;
+};
+
+template <class Prev, class Self, class A>
+class KeyLevel : public FixedLevel<Prev, Self, A> {
+public:
+    using FixedLevel<Prev, Self, A>::FixedLevel;
+
+    /// The key attribute again, by which the map of the parent knows the entity.
+    typename A::Type const& fwkKey() const noexcept { return this->key(); }
 };
 
 template <class Prev, class Self, class A>
@@ -525,6 +564,50 @@ protected:
     }
 };
 
+template <class Prev, class Self, class A>
+class QueueLevel : public LevelBase<Prev, Self, A> {
+public:
+    using LevelBase<Prev, Self, A>::LevelBase;
+    using Value = typename A::Value;
+    using KeyType = U32;
+    using Node = LinkQueueMember<U32, Value, Value>;
+    using QueueType = LinkQueue<Node, U32, Value, Value>;
+
+protected:
+    QueueType const& queue() const noexcept { return queue_; }
+    void notify(U32 key) { this->tell(key); }
+
+    Value get(U32 key) const {
+        Node const* const found = queue_.member(key);
+        return found ? found->value : Value();
+    }
+    void enq(Value const& value) { changed(queue_.enq(value)); }
+    Value deq() { return queue_.empty() ? Value() : del(queue_.head()->fwkQkey()); }
+    void is(U32 key, Value const& value) {
+        Node* const found = queue_.member(key);
+        if (found && !(found->value == value)) {
+            found->value = value;
+            changed(key);
+        }
+    }
+    Value del(U32 key) {
+        if (!queue_.member(key)) {
+            return Value();
+        }
+        Value gone = queue_.deleteMember(key);
+        changed(key);
+        return gone;
+    }
+
+private:
+    void changed(U32 key) {
+        this->raiseVersion();
+        this->tell(key);
+    }
+
+    QueueType queue_;
+};
+
 // The chain of an attribute list, and the hooks of its reactors.
 
 template <class Prev, class Self, class A>
@@ -534,6 +617,10 @@ struct LevelOf {
 template <class Prev, class Self, class N, class T>
 struct LevelOf<Prev, Self, KeyAttribute<N, T>> {
     using type = typename EntityForms<N>::template Key<KeyLevel<Prev, Self, KeyAttribute<N, T>>>;
+};
+template <class Prev, class Self, class N, class T>
+struct LevelOf<Prev, Self, FixedAttribute<N, T>> {
+    using type = typename EntityForms<N>::template Key<FixedLevel<Prev, Self, FixedAttribute<N, T>>>;
 };
 template <class Prev, class Self, class N, class T, auto... I>
 struct LevelOf<Prev, Self, Singleton<N, T, I...>> {
@@ -575,6 +662,11 @@ template <class Prev, class Self, class N, class K, class T>
 struct LevelOf<Prev, Self, ReferenceMap<N, K, T>> {
     using type =
         typename EntityForms<N>::template ReferenceMap<ReferenceMapLevel<Prev, Self, ReferenceMap<N, K, T>>>;
+};
+
+template <class Prev, class Self, class N, class V>
+struct LevelOf<Prev, Self, Queue<N, V>> {
+    using type = typename EntityForms<N>::template Queue<QueueLevel<Prev, Self, Queue<N, V>>>;
 };
 
 template <class... A>
@@ -623,14 +715,15 @@ public:
     explicit Stack(Start<Argument> start) : LevelAt<Self, Bottom, List, I>(std::move(start)) {}
 };
 
+template <class A>
+inline constexpr bool isVirtual = false;
+template <class N, class T, auto... I>
+inline constexpr bool isVirtual<VirtualSingleton<N, T, I...>> = true;
+
 template <class... A>
 consteval bool anyVirtual(AttributeList<A...>) {
-    constexpr bool is[] = {requires {typename A::VirtualSetter;
+    return (isVirtual<A> || ...);
 }
-..., false
-}; // namespace detail
-return std::any_of(std::begin(is), std::end(is), [](bool each) { return each; });
-} // namespace Kor
 
 class Nothing {};
 
@@ -870,25 +963,41 @@ public:
         delAllChildren(Attributes());
     }
 
-    /// The id of the attribute of that name; the list must have it.
+    /// The type object, reflect/KorType.h.
+    static KorType* _fwkType() { return fwkTypeOf<Self>(); }
+    KorType* fwkType() const override { return _fwkType(); }
+
+    /// The id of the attribute of that name; the list, or a base's, must have it.
     template <class NameType>
     static constexpr AttributeId attributeIdOf() {
-        return []<class... Each>(AttributeList<Each...>) {
-            constexpr bool isNamed[] = {std::is_same_v<typename Each::Name, NameType>...};
-            AttributeId place = 0;
-            while (!isNamed[place]) {
-                ++place;
-            }
-            return firstAttributeId + place;
-        }(Attributes());
+        if constexpr (declares<NameType>(Attributes())) {
+            return []<class... Each>(AttributeList<Each...>) {
+                // Arrays: g++ takes minutes for a long chain of || whose operands have effects.
+                constexpr bool isNamed[] = {isNewAs<Each, NameType>...};
+                constexpr bool hasId[] = {isNew<Each>...};
+                AttributeId id = firstAttributeId;
+                for (std::size_t place = 0; !isNamed[place]; ++place) {
+                    id += hasId[place];
+                }
+                return id;
+            }(Attributes());
+        } else {
+            return Base::template attributeIdOf<NameType>();
+        }
     }
 
     /// The name of an own attribute; null for any other id.
     static constexpr char const* ownAttributeName(AttributeId attribute) {
         return [attribute]<class... Each>(AttributeList<Each...>) {
             constexpr char const* names[] = {Each::Name::text..., nullptr};
-            auto const place = static_cast<U32>(attribute - firstAttributeId);
-            return place < sizeof...(Each) ? names[place] : nullptr;
+            constexpr bool hasId[] = {isNew<Each>..., false};
+            AttributeId id = firstAttributeId;
+            for (std::size_t place = 0; place < sizeof...(Each); ++place) {
+                if (hasId[place] && id++ == attribute) {
+                    return names[place];
+                }
+            }
+            return static_cast<char const*>(nullptr);
         }(Attributes());
     }
 
@@ -902,6 +1011,16 @@ public:
     }
 
 private:
+    template <class Attribute>
+    static constexpr bool isNew = !std::is_same_v<Attribute, Override<typename Attribute::Name>>;
+    template <class Attribute, class NameType>
+    static constexpr bool isNewAs = std::is_same_v<typename Attribute::Name, NameType>&& isNew<Attribute>;
+
+    template <class NameType, class... Each>
+    static consteval bool declares(AttributeList<Each...>) {
+        return (isNewAs<Each, NameType> || ...);
+    }
+
     template <class... Each>
     void delAllChildren(AttributeList<Each...>) {
         // As a list: g++ looks at each pair of the operands of a comma.

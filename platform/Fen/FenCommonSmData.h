@@ -9,8 +9,8 @@
 ///
 /// A driver derives its own data from this. It lives within one process: it has no attribute log.
 ///
-/// `freeMirrorSession` is a queue, kept as a map from the position to the session: whoever takes the first or
-/// adds one at the end keeps `freeMirrorSessionMetadata`, which says where it starts and ends.
+/// `freeMirrorSession` is a queue of sessions under positions that stay. `freeMirrorSessionMetadata` beside it is
+/// for whoever fills and empties the queue: no operation of the queue touches it.
 
 #include "platform/Bridging/VlanId.h"
 #include "platform/Fen/SmData.h"
@@ -46,7 +46,7 @@ struct FenCommonSmAttributes
           Kor::ValueMap<Kor::name::portVlanTpidData, Lumen::IntfId, FenPortVlanTpidData>,
           Kor::SingletonReference<Kor::name::cliConfig, HwCliConfig const>,
           Kor::Singleton<Kor::name::freeMirrorSessionMetadata, FreeMirrorSessionMetadata>,
-          Kor::ValueMap<Kor::name::freeMirrorSession, U32, U8>,
+          Kor::Queue<Kor::name::freeMirrorSession, U8>,
           Kor::Singleton<Kor::name::isFabricSlice, bool>,
           Kor::KeyedMap<Kor::name::parityEvent, ParityEvent, Kor::name::key>,
           Kor::Singleton<Kor::name::verifyData, Kor::Name>,
