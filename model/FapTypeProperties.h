@@ -56,7 +56,7 @@ public:
 
 /// The arithmetic of a family, over the sizes.
 template <class Family>
-class FapTypePropertySetOf
+class __attribute__((visibility("default"))) FapTypePropertySetOf
     : public Kor::EntityOver<Family, FapTypePropertySet,
           Kor::Override<name::lifBankFromIndex>,
           Kor::Override<name::lifOffsetFromIndex>,

@@ -7,7 +7,8 @@ KOR_ENUMERATION_BODY(HwOperationalMode)
 void FenPortList::appendTextTo(std::string& text) const {
     char const* separator = "'";
     for (Lumen::IntfId const& port : ports_) {
-        text.append(separator).append(port.name());
+        // The name of the empty id is empty, which would be no port.
+        text.append(separator).append(port.isEmpty() ? "0x0000000000000000" : port.name());
         separator = ",";
     }
     text.append(ports_.empty() ? "''" : "'");
@@ -18,7 +19,7 @@ std::optional<FenPortList> FenPortList::fromText(std::string_view text) {
     while (!text.empty()) {
         auto const comma = text.find(',');
         auto const port = Lumen::IntfId::fromName(text.substr(0, comma));
-        if (!port || comma + 1 == text.size()) {
+        if (comma == 0 || !port || comma + 1 == text.size()) {
             return std::nullopt;
         }
         ports.push_back(*port);
