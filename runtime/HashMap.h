@@ -97,11 +97,12 @@ struct HashMember {
             member.reversedHash = reversed;
         }
     }
-    /// Whether the member has this key. `reversed` is the key's hash.
+    /// Whether a member of a map has this key. `reversed` is the key's hash; the member's was filled in when
+    /// it came.
     template <class Key, class Member>
     static bool isAt(Member const& member, Key const& key, [[maybe_unused]] U32 reversed) noexcept {
         if constexpr (keepsHash<Member>) {
-            return HashMember::reversedHash<Key>(member) == reversed && key == HashMember::key(member);
+            return member.reversedHash == reversed && key == HashMember::key(member);
         } else {
             return key == HashMember::key(member);
         }
