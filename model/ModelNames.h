@@ -2,7 +2,7 @@
 
 /// The names of entity attributes, and the vocabulary of entity declarations.
 
-#include "model/EntityPattern.h"
+#include "reflect/EntityPattern.h"
 #include "values/ValueNames.h"
 
 KOR_NAME(appConfig, AppConfig)
@@ -32,7 +32,6 @@ KOR_NAME(tcamEntriesPerBank, TcamEntriesPerBank)
 KOR_ENTITY_NAME(app, App)
 KOR_ENTITY_NAME(appConfig, AppConfig)
 KOR_ENTITY_NAME(appStatus, AppStatus)
-KOR_ENTITY_NAME(entry, Entry)
 KOR_ENTITY_NAME(esemHwSize, EsemHwSize)
 KOR_ENTITY_NAME(evecProfileSize, EvecProfileSize)
 KOR_ENTITY_NAME(fapType, FapType)

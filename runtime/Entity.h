@@ -7,7 +7,7 @@
 ///     config->parent();        // dir
 ///     config->fullName();      // "lif/appConfig['vtAppMpls']"
 ///
-/// Entity classes are declared with the pattern of model/EntityPattern.h; nobody derives from this one by
+/// Entity classes are declared with the pattern of reflect/EntityPattern.h; nobody derives from this one by
 /// hand. The parent is a plain pointer: a parent holds its children, and takes itself off them when it lets
 /// them go or ends. An entity and all that observes it belong to one thread.
 
@@ -32,7 +32,17 @@ public:
     /// What an entity's parent attribute id is before a parent has set it.
     static constexpr AttributeId noParentAttr = 136;
 
+    // The ids of the attributes that every entity has.
+    static constexpr AttributeId nameAttr = 130;
+    static constexpr AttributeId versionAttr = 131;
+    static constexpr AttributeId mutableReadsAttr = 132;
+    static constexpr AttributeId fullNameAttr = 133;
+    static constexpr AttributeId korHasAttrLogInterfaceAttr = 154;
+
     ~Entity() override;
+
+    static KorType* _fwkType();
+    KorType* fwkType() const override;
 
     virtual Name name() const;
     virtual Ptr<Entity const> parent() const;
