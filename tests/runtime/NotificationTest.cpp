@@ -458,6 +458,43 @@ TEST_F(ActivityTest, AChangeMadeInADeliveryWaitsForTheNextRun) {
     EXPECT_EQ(run(), (Heard{"x:c9"}));
 }
 
+// One more level, with an attribute of its own.
+class DeepCollector : public Collector {
+public:
+    using Collector::Collector;
+    void handleNotification(ActivityConfig* config) override {
+        auto const base = [this](ActivityConfig* c) {
+            EXPECT_EQ(pendingAttribute(), 0);
+            if (change) {
+                change();
+            }
+            Collector::handleNotification(c);
+        };
+        deliverPending(*this, config, base, ScalarDelivery{300, [this] { hear("deep"); }});
+    }
+    std::function<void()> change;
+};
+
+TEST_F(ActivityTest, ADerivedLevelHandsDownWhatItHasTakenSoThatChangesArePendingAnew) {
+    x = y = nullptr;
+    auto deep = attached<DeepCollector>(port, "d");
+    deep->activityIs(sm);
+    auto due = [&](AttributeId attribute) {
+        deep->pendingAttributeIs(attribute);
+        deep->korFwkActivity()->schedule();
+        return run();
+    };
+    deep->change = [&] { port->speedIs(port->speed + 1); };
+    for (auto const& [attribute, told] :
+         {std::pair(300, Heard{"d:deep"}), std::pair(countId, Heard{}), std::pair(speedId, Heard{"d:A258"}),
+          std::pair(-1, Heard{"d:all", "d:A258", "d:deep"}),
+          std::pair(-2, Heard{"d:all", "d:A258", "d:A259", "d:deep"})}) {
+        EXPECT_EQ(due(attribute), told);
+        EXPECT_EQ(deep->pendingAttribute(), attribute == 300 ? 0 : speedId);
+        EXPECT_EQ(sm->hasWork(), attribute != 300);
+    }
+}
+
 TEST_F(ActivityTest, TheUrgentRunFirstAndBetweenTheAttributesOfOthers) {
     y->activityIs(sm);
     y->korFwkActivity()->isUrgentIs(true);
@@ -508,13 +545,19 @@ TEST_F(ActivityTest, AReactorThatEndsOrIsOffIsNotDelivered) {
     EXPECT_EQ(take(), (Heard{"y:A258"}));
     EXPECT_EQ(run(), (Heard{"x:A258"}));
     x->action = nullptr;
+    y = nullptr;
+    port->countIs(1, 1);
     port->speedIs(2);
-    take();
     x->hasNotificationActiveIs(false);
     EXPECT_EQ(run(), Heard());
     x->hasNotificationActiveIs(true);
+    port->countIs(2, 1); // what was dropped is not counted with this one
+    EXPECT_EQ(run(), (Heard{"x:c2"}));
+    port->countIs(3, 1);
+    x->activityIs(sm);
+    port->countIs(4, 1);
+    EXPECT_EQ(run(), (Heard{"x:c4"}));
     port->speedIs(3);
-    take();
     sm = nullptr; // the reactor's activity holds it, and lets go of it with the reactor
     x = nullptr;
 }
