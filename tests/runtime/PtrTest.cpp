@@ -3,11 +3,28 @@
 #include "runtime/Exception.h"
 #include "tests/runtime/Probe.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <new>
 #include <thread>
 #include <type_traits>
 
 using namespace Kor;
+
+// Memory that can be made to run out.
+static bool memory = true;
+void* operator new(std::size_t size) {
+    if (void* const block = memory ? std::malloc(size) : nullptr) {
+        return block;
+    }
+    throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
 
 namespace {
 
@@ -165,11 +182,14 @@ TEST(PtrTrack, ReportsAtExitWhatIsStillAlive) {
             std::exit(1);
         }
         if (leak) {
+            memory = false;
+            Probe const unknown(4);
+            memory = true;
             reachable[1] = makePtr<Probe>(3).release();
         }
     };
     EXPECT_EXIT((leave(true), std::exit(0)), testing::ExitedWithCode(0),
-                "1 counted object still alive\n.*Probe, references 1");
+                "1 counted object still alive\n.*Probe, references 1\n.* 1 not tracked for want of memory");
     EXPECT_EXIT((leave(false), std::exit(0)), testing::ExitedWithCode(0), "^$");
 }
 
