@@ -1,6 +1,7 @@
 #include "runtime/Activity.h"
 #include "runtime/Trace.h"
 
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
@@ -332,6 +333,21 @@ TEST_F(NotificationTest, AWeakReactorHoldsNothingAndIsDetachedWhenItsNotifierEnd
     fifth = nullptr;
     EXPECT_EQ(a->notifier(), nullptr);
     EXPECT_EQ(Watcher::alive, 2);
+
+    // Many take no longer than their number; one may move on to another notifier while it is detached.
+    auto sixth = makePtr<Port>();
+    std::vector<Ptr<Watcher>> many;
+    for (int i = 0; i < 100'000; ++i) {
+        many.push_back(attached<Watcher>(sixth, "m"));
+        many.back()->isWeakReferenceIs(true);
+    }
+    many[1]->onDetached = [&] { many[1]->notifierIs(other); };
+    sixth = nullptr;
+    EXPECT_EQ(many[1]->notifier(), other.ptr());
+    many[1]->onDetached = nullptr;
+    many[1]->notifierIs(nullptr);
+    EXPECT_EQ(other->list().count(), 0u);
+    EXPECT_TRUE(std::ranges::all_of(many, [](auto const& each) { return each->notifier() == nullptr; }));
 }
 
 TEST_F(NotificationTest, AnAdapterStandsForItsOwnerAndLeavesWithIt) {
