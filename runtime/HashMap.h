@@ -382,7 +382,9 @@ public:
                 }
             }
         } else {
-            next = static_cast<Member*>(map_->findNext(Order{}, current_.ptr(), &bucket_));
+            auto const place = successor(*map_, *current_);
+            next = place.member;
+            bucket_ = place.bucket;
             version_ = map_->version();
         }
         current_.ptrAssign(next);
@@ -399,6 +401,16 @@ public:
     Map* map() const noexcept { return map_; }
 
 private:
+    struct Place {
+        Member* member;
+        int bucket;
+    };
+    // Apart from the step of an unchanged map, which keeps the iterator in registers then.
+    [[gnu::noinline]] static Place successor(Map& map, Member const& member) {
+        Place place{nullptr, -1};
+        place.member = static_cast<Member*>(map.findNext(Order{}, &member, &place.bucket));
+        return place;
+    }
     void begin(PtrInterface* member) {
         if (member != nullptr) {
             current_ = static_cast<Member*>(member);
