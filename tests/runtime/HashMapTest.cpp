@@ -158,32 +158,18 @@ TYPED_TEST(HashMapTest, EqualsAModelUnderRandomOperationsWithWalksHeldOpen) {
         // rebuilt under the other walks, in both directions.
         bool const growing = step / 3000 % 2 == 0;
         TypeParam const key{random.below(slow ? 100 : 3000)};
-        switch (random.below(8)) {
-        case 0:
-        case 1:
-        case 2:
-            growing ? this->insert(key) : this->erase(key);
-            break;
-        case 3:
-            growing ? this->erase(key) : this->insert(key);
-            break;
-        case 4:
-            if (this->walks.size() < 8) {
-                this->open(random.below(2) == 0, key);
-            }
-            break;
-        case 5:
-            if (auto* found = this->map[key]) {
-                this->model[key] = found->value = ++this->stamp;
-            }
-            break;
-        default:
-            if (!this->walks.empty()) {
-                auto const which = this->walks.begin() + random.below(static_cast<U32>(this->walks.size()));
-                if (!which->at) {
-                    this->walks.erase(which);
-                    break;
-                }
+        U32 const pick = random.below(8);
+        if (pick < 4) {
+            (pick < 3) == growing ? this->insert(key) : this->erase(key);
+        } else if (pick == 4 && this->walks.size() < 8) {
+            this->open(random.below(2) == 0, key);
+        } else if (pick == 5 && this->map[key] != nullptr) {
+            this->model[key] = this->map[key]->value = ++this->stamp;
+        } else if (!this->walks.empty()) {
+            auto const which = this->walks.begin() + random.below(static_cast<U32>(this->walks.size()));
+            if (!which->at) {
+                this->walks.erase(which);
+            } else {
                 if (random.below(4) == 0) {
                     this->erase(which->at->fwkKey());
                 }
