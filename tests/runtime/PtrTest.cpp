@@ -13,8 +13,11 @@ using namespace Kor;
 
 // Memory that can be made to run out.
 static bool memory = true;
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+    return memory ? std::malloc(size) : nullptr;
+}
 void* operator new(std::size_t size) {
-    if (void* const block = memory ? std::malloc(size) : nullptr) {
+    if (void* const block = ::operator new(size, std::nothrow)) {
         return block;
     }
     throw std::bad_alloc();
