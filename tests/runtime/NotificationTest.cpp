@@ -430,7 +430,7 @@ public:
             change();
             Collector::handleNotification(c);
         };
-        deliverPending(*this, config, base, ScalarDelivery{300, [this] { hear("deep"); }});
+        deliverPending(*this, config, base, scalar(300, [this] { hear("deep"); }));
     }
     std::function<void()> change;
 };
