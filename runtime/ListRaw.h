@@ -91,7 +91,7 @@ public:
         onDeleteMemberNotFound(member);
     }
 
-    /// Lets all members and parked ones go, for good. None of them ends by that.
+    /// Lets all members and parked ones go, for good, in linear time. None of them ends by that.
     void deleteAll() noexcept {
         if (head_ != nullptr) {
             ListMember::next(*std::exchange(tail_, nullptr)) = parked_;
