@@ -21,6 +21,10 @@ struct AtLoad {
 
 } // namespace
 
+Kor::TypeModule const& loamTunnelModule() {
+    return loamTunnelTypes;
+}
+
 void korInitLoamTunnelTypes() {
     loamTunnelTypes.init();
 }

@@ -98,6 +98,9 @@ using LoamTunnelTypes = Kor::TypeModuleOf<
     ::TapAggNormalFapMask>;
 // clang-format on
 
+/// The types as they are defined: in order, and with the checksum of all.
+[[gnu::visibility("default")]] Kor::TypeModule const& loamTunnelModule();
+
 /// Defines the types, unless that has been begun. Loading the library does it.
 void korInitLoamTunnelTypes();
 

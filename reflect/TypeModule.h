@@ -22,6 +22,7 @@
 #include <tuple>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace Kor {
 
@@ -36,6 +37,11 @@ public:
     void init();
     bool isInitialized() const noexcept { return isInitialized_; }
     std::span<TypeSeed const> types() const noexcept { return types_; }
+    /// The types in the order in which they were defined.
+    std::vector<KorType*> defined() const;
+    /// One number for all that is told of the types but their size in memory, which is the platform's. Two
+    /// libraries with the same number understand each other's records.
+    U64 checksum() const;
 
     /// Makes the module known and, at load, binds its types to their names and defines them.
     class __attribute__((visibility("default"))) Load {
