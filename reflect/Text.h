@@ -229,7 +229,7 @@ T readText(TextScanner& scanner) {
 template <class T>
 T sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, T const* /*tag*/) {
     struct Follow {
-        ~Follow() { it += static_cast<S32>(scanner.position()); }
+        ~Follow() { it += static_cast<S64>(scanner.position()); }
         String8::IteratorConst& it;
         TextScanner scanner;
     } follow{it, TextScanner(it.until(end))};

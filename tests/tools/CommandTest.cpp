@@ -77,7 +77,8 @@ TEST(Command, SaysInOneLineWhatIsWrong) {
         // The command line
         {{},
          2,
-         "which command? There are encode, kinds, decode, layout, addr and tables; see loamtunnel --help"},
+         "which command? There are encode, kinds, decode, layout, addr, tables and schema; see loamtunnel "
+         "--help"},
         {{"encodd"}, 2, "no command encodd; did you mean encode?"},
         {{"xyzzy"}, 2, "no command xyzzy; " + someCommands},
         {{"encode", "-c6", "AradLifAcMp"},
@@ -237,6 +238,30 @@ TEST(Command, ListingsHaveThreeForms) {
     EXPECT_EQ((*line(10, "IngressVECTable", "any"))["blocks"], 2);
     EXPECT_EQ(loamtunnel({"kinds", "lifAcMp", "--format", "csv", "--no-headings"}).out.substr(0, 33),
               "AradLifAcMp,LifTable,1,vsi,16,655");
+}
+
+TEST(Command, SchemaIsSavedAndCompared) {
+    EXPECT_EQ(loamtunnel({"schema", "LifAppConfigDir", "AradLifBank"}).out,
+              "Hardware::LoamTunnel::LifAppConfigDir  entity, base Kor::Entity, made from (name: Kor::Name)\n"
+              "  154  korHasAttrLogInterface(): bool\n"
+              "  258  appConfig[Hardware::Loam::VtAppId]: LifAppConfig\n\n"
+              "Hardware::LoamTunnel::AradLifBank  enumeration\n"
+              "    1  lifBankTunnelTermination\n"
+              "    2  lifBankManaged\n"
+              "    4  lifBankMax\n");
+    std::string const file = testing::TempDir() + "schema-" + std::to_string(getpid());
+    std::string saved = loamtunnel({"schema", "--json"}).out;
+    ASSERT_EQ(json::parse(saved).size(), 84u);
+    std::ofstream(file) << saved;
+    EXPECT_EQ(loamtunnel({"schema", "--diff", file}).out, "");
+    std::string const was = "\"id\": 259";
+    saved.replace(saved.find(was), was.size(), "\"id\": 300");
+    std::ofstream(file) << saved;
+    Outcome const changed = loamtunnel({"schema", "--diff", file});
+    EXPECT_EQ(changed.status, 1);
+    EXPECT_EQ(changed.out, "Hardware::LoamTunnel::LoamTunnelCommonSmData.vlanHelper: id is 259, was 300\n");
+    unlink(file.c_str());
+    EXPECT_EQ(loamtunnel({"schema", "--diff", LOAM_PROGRAM}).status, 1);
 }
 
 TEST(Command, HelpAndVersionAreResults) {
