@@ -1,6 +1,7 @@
 #pragma once
 
-/// All types of the library, in the order in which they are defined. What each is follows from its declaration.
+/// All types of the library, in the order in which they are defined. What each is follows from its
+/// declaration.
 ///
 /// An enumeration or class that is declared inside another one stands behind it and is defined within it.
 
