@@ -40,6 +40,14 @@ void requireIndex(AradLifIndex const& lifIndex, char const* operation) {
     Kor::require(!!lifIndex, [&] { return Kor::Breach{operation, "the LIF index is null"}; });
 }
 
+// A set whose sizes are not set yet, or that a peer has set to 0, has no places: all are 0.
+U32 quotient(U32 of, U32 by) {
+    return by != 0 ? of / by : 0;
+}
+U32 rest(U32 of, U32 by) {
+    return by != 0 ? of % by : 0;
+}
+
 } // namespace
 
 U8 LifArithmetic::lifBankFromIndex(AradLifIndex const&) const {
@@ -61,12 +69,12 @@ U32 LifArithmetic::lifDnldIndexToLifOffset(U32, U32) const {
 template <>
 U8 FapTypePropertySetOf<AradFapTypeProperties>::lifBankFromIndex(AradLifIndex const& lifIndex) const {
     requireIndex(lifIndex, "AradProperties::lifBankFromIndex");
-    return static_cast<U8>(lifIndex.startingBank() + lifIndex.index() / lifEntriesPerBank());
+    return static_cast<U8>(lifIndex.startingBank() + quotient(lifIndex.index(), lifEntriesPerBank()));
 }
 template <>
 U32 FapTypePropertySetOf<AradFapTypeProperties>::lifOffsetFromIndex(AradLifIndex const& lifIndex) const {
     requireIndex(lifIndex, "AradProperties::lifOffsetFromIndex");
-    return lifIndex.index() % lifEntriesPerBank();
+    return rest(lifIndex.index(), lifEntriesPerBank());
 }
 template <>
 U32 FapTypePropertySetOf<AradFapTypeProperties>::lifDnldIndexToDmaAddr(U32 dmaAddrBase, U32 dnldIndex,
@@ -75,23 +83,23 @@ U32 FapTypePropertySetOf<AradFapTypeProperties>::lifDnldIndexToDmaAddr(U32 dmaAd
 }
 template <>
 U32 FapTypePropertySetOf<AradFapTypeProperties>::lifDnldIndexToLifBank(U32 dnldIndex, U32 dnldSize) const {
-    return dnldIndex * dnldSize / lifEntriesPerBank() + firstAradDownloadBank;
+    return quotient(dnldIndex * dnldSize, lifEntriesPerBank()) + firstAradDownloadBank;
 }
 template <>
 U32 FapTypePropertySetOf<AradFapTypeProperties>::lifDnldIndexToLifOffset(U32 dnldIndex, U32 dnldSize) const {
-    return dnldIndex * dnldSize % lifEntriesPerBank();
+    return rest(dnldIndex * dnldSize, lifEntriesPerBank());
 }
 
 template <>
 U8 FapTypePropertySetOf<JerichoFapTypeProperties>::lifBankFromIndex(AradLifIndex const& lifIndex) const {
     requireIndex(lifIndex, "JerichoProperties::lifBankFromIndex");
-    U32 const pair = lifIndex.startingBank() + lifIndex.index() / lifEntriesPerBank();
+    U32 const pair = lifIndex.startingBank() + quotient(lifIndex.index(), lifEntriesPerBank());
     return static_cast<U8>(pair * 2 + (lifIndex.index() & 1));
 }
 template <>
 U32 FapTypePropertySetOf<JerichoFapTypeProperties>::lifOffsetFromIndex(AradLifIndex const& lifIndex) const {
     requireIndex(lifIndex, "JerichoProperties::lifOffsetFromIndex");
-    return lifIndex.index() % lifEntriesPerBank() >> 1;
+    return rest(lifIndex.index(), lifEntriesPerBank()) >> 1;
 }
 template <>
 U32 FapTypePropertySetOf<JerichoFapTypeProperties>::lifDnldIndexToDmaAddr(U32 dmaAddrBase, U32 dnldIndex,
@@ -101,12 +109,13 @@ U32 FapTypePropertySetOf<JerichoFapTypeProperties>::lifDnldIndexToDmaAddr(U32 dm
 }
 template <>
 U32 FapTypePropertySetOf<JerichoFapTypeProperties>::lifDnldIndexToLifBank(U32 dnldIndex, U32 dnldSize) const {
-    return dnldIndex * dnldSize / lifEntriesPerBank() * 2 + (dnldIndex & 1) + firstJerichoDownloadBank;
+    return quotient(dnldIndex * dnldSize, lifEntriesPerBank()) * 2 + (dnldIndex & 1) +
+           firstJerichoDownloadBank;
 }
 template <>
 U32 FapTypePropertySetOf<JerichoFapTypeProperties>::lifDnldIndexToLifOffset(U32 dnldIndex,
                                                                             U32 dnldSize) const {
-    return (dnldIndex >> 1) * dnldSize % (lifEntriesPerBank() >> 1);
+    return rest((dnldIndex >> 1) * dnldSize, lifEntriesPerBank() >> 1);
 }
 
 FapTypeProperties::FapTypeProperties() : EntityOver(Kor::Name()) {

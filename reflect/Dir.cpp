@@ -9,12 +9,20 @@ Dir::~Dir() {
 }
 
 void Dir::entityIs(Ptr<Entity> const& entity) {
-    if (entity->name().empty()) {
+    if (!entity || entity->name().empty()) {
         throwRangeException("an entity in a directory needs a name");
     }
     Ptr<Entity> const there = entry(entity->name());
     if (there == entity) {
         return;
+    }
+    if (entity->hasParent()) {
+        throwRangeException(format("%s has a parent already", entity->fullName().charPtr()));
+    }
+    for (Ptr<Entity> above = this; above; above = above->parent()) {
+        if (above == entity) {
+            throwRangeException(format("%s cannot be within itself", entity->name().charPtr()));
+        }
     }
     if (there) {
         throw NameInUseException(

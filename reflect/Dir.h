@@ -22,7 +22,8 @@ public:
     ~Dir() override;
 
     /// Puts an entity in under its own name. Nothing happens if it is there. Raises Kor::NameInUseException
-    /// if another one has the name, and Kor::RangeException for an entity without a name.
+    /// if another one has the name, and Kor::RangeException for an entity that has no name, has a parent, or
+    /// is this directory or above it.
     void entityIs(Ptr<Entity> const& entity);
     /// As entityIs for an entity whose name is `name`; a null entity takes out what is there.
     void entryIs(Name const& name, Ptr<Entity> const& entity);

@@ -869,7 +869,16 @@ requires(derivationLevel<Base>() > 1) class Reactors<Self, Base, List> : public 
 public:
     using Body<Self, Base, List>::Body;
 
-    class NotifieeConst : public AllHooks<MoreKeys<typename Base::NotifieeConst, List>, List> {};
+    class NotifieeConst : public AllHooks<MoreKeys<typename Base::NotifieeConst, List>, List> {
+        using Hooks = AllHooks<MoreKeys<typename Base::NotifieeConst, List>, List>;
+
+    public:
+        Self const* notifier() const noexcept { return static_cast<Self const*>(Hooks::notifier()); }
+        /// A notifier of another class counts as none, also one of the base's.
+        void notifierIs(Ptr<PtrInterface const> const& notifierOrNull) override {
+            Hooks::notifierIs(ptrCast<Self const>(notifierOrNull));
+        }
+    };
 };
 
 /// Whether an entity travels on an attribute log. One that does not says so by a member `korHasAttrLog`.
@@ -890,6 +899,11 @@ public:
 
     String8 attributeString(AttributeId attribute) const override {
         char const* const own = Self::ownAttributeName(attribute);
+        if constexpr (requires(Self const& self) { self.fwkKey(); }) {
+            if (attribute == fwkKeyAttr) {
+                return "fwkKey";
+            }
+        }
         return own ? String8(own) : Base::attributeString(attribute);
     }
     bool korHasAttrLogInterface() const override { return hasAttrLog<Self>; }
@@ -910,6 +924,11 @@ public:
 
     String8 attributeString(AttributeId attribute) const {
         char const* const own = Self::ownAttributeName(attribute);
+        if constexpr (requires(Self const& self) { self.fwkKey(); }) {
+            if (attribute == fwkKeyAttr) {
+                return "fwkKey";
+            }
+        }
         return own ? own : "unknown";
     }
 };
@@ -949,8 +968,7 @@ public:
     /// The type of the key attribute, Kor::Name for the name, or void.
     using ConstructorArgument = typename detail::ArgumentOf<Base, Attributes>::type;
 
-    EntityOver() requires(std::is_void_v<ConstructorArgument> || std::is_same_v<ConstructorArgument, Name>)
-        : Below(detail::Start<ConstructorArgument>()) {}
+    EntityOver() requires std::is_void_v<ConstructorArgument> : Below(detail::Start<ConstructorArgument>()) {}
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     explicit EntityOver(std::type_identity_t<Argument> argument)
         : Below(detail::Start<Argument>{std::move(argument)}) {}
@@ -963,7 +981,8 @@ public:
         delAllChildren(Attributes());
     }
 
-    /// The type object, reflect/KorType.h.
+    /// The type object, reflect/KorType.h, and its class.
+    using _Type = TypeOf<Self>;
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
     KorType* fwkType() const override { return _fwkType(); }
 
@@ -1006,7 +1025,20 @@ public:
     void zeroReferencesIs(bool) override {
         notifyZeroReferences(NotifieeAccess::list(*this));
         if (this->hasSoleHolder()) {
-            delAllChildren(Attributes());
+            korChildrenDel();
+        }
+    }
+
+protected:
+    /// An entity that needs no name, by its class's own constructor.
+    EntityOver() requires std::is_same_v<ConstructorArgument, Name>
+        : Below(detail::Start<ConstructorArgument>()) {}
+
+    /// Lets the children go, those of the base's maps as well.
+    void korChildrenDel() {
+        delAllChildren(Attributes());
+        if constexpr (requires { this->Base::korChildrenDel(); }) {
+            Base::korChildrenDel();
         }
     }
 

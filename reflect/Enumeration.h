@@ -117,6 +117,7 @@ E enumeratorOfName(std::string_view name, char const* word) {
     [[gnu::visibility("default")]] E E##Instance(Kor::String8 const& name);                                  \
     [[gnu::visibility("default")]] Kor::String8 stringValue(E value);                                        \
     [[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, E value);                  \
+    using E##__Type = Kor::TypeOf<E>;                                                                        \
     inline Kor::KorType* _fwkType_##E() {                                                                    \
         return Kor::fwkTypeOf<E>();                                                                          \
     }
@@ -143,6 +144,7 @@ E enumeratorOfName(std::string_view name, char const* word) {
     friend std::ostream& operator<<(std::ostream& stream, E value) {                                         \
         return stream << stringValue(value).view();                                                          \
     }                                                                                                        \
+    using E##__Type = Kor::TypeOf<E>;                                                                        \
     static Kor::KorType* _fwkType_##E() {                                                                    \
         return Kor::fwkTypeOf<E>();                                                                          \
     }

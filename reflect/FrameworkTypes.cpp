@@ -1,3 +1,4 @@
+#include "reflect/Dir.h"
 #include "reflect/TypeModule.h"
 #include "reflect/TypeOf.h"
 
@@ -32,8 +33,8 @@ struct detail::SpecOf<PtrInterface> {
 };
 
 TypeModule& frameworkTypes() {
-    using Types =
-        TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, String8, Name, PtrInterface, Entity>;
+    using Types = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, String8, Name, PtrInterface,
+                               Entity, KorType, Dir>;
     static TypeModule module(Types::seeds);
     return module;
 }

@@ -7,10 +7,11 @@
 /// A type object is made the first time that anybody asks for it, never ends, and is the same one in every
 /// library of the process. What it tells is in reflect/KorType.h, which only those need to include who ask.
 /// After the first call this is a load and a test. One thread at a time until the libraries are loaded, any
-/// thread from then on.
+/// thread from then on; a type that no module lists is to be asked for on one thread first.
 
 #include "reflect/TypeName.h"
 
+#include <atomic>
 #include <concepts>
 #include <type_traits>
 
@@ -38,6 +39,13 @@ struct TypeSeed {
 
 template <class T>
 KorType* fwkTypeOf();
+
+/// The class of the type object of T, reflect/TypeOf.h.
+template <class T>
+class TypeOf;
+
+/// The attribute of a child that repeats its key.
+inline constexpr AttributeId fwkKeyAttr = 0;
 
 namespace detail {
 
@@ -80,9 +88,12 @@ constexpr TypeSeed seedOf(TypeSeed::Make make = nullptr) {
 
 template <class T>
 KorType* fwkTypeOf() {
-    static KorType* type = nullptr;
+    // Each library has a copy of its own, which may see its first use on any thread.
+    static std::atomic<KorType*> known = nullptr;
+    KorType* type = known.load(std::memory_order_acquire);
     if (type == nullptr) [[unlikely]] {
         type = typeOfSeed(detail::seedOf<T>());
+        known.store(type, std::memory_order_release);
     }
     return type;
 }

@@ -160,32 +160,38 @@ KorAttr const* KorType::attribute(AttributeId id) const {
     return nullptr;
 }
 
-Ptr<Entity> KorType::newEntity(Name const&, Dir*) const {
-    return nullptr;
+// A bare object answers by the one that knows the type, if there is one.
+
+Ptr<Entity> KorType::newEntity(Name const& name, Dir* dir) const {
+    return knownBy_ != nullptr ? knownBy_->newEntity(name, dir) : nullptr;
 }
 
-Ptr<Entity> KorType::newEntity(Ptr<NboAttrLog::In> const&, Entity::Kor_BitSet, unsigned int,
-                               PtrInterface*) const {
-    return nullptr;
+Ptr<Entity> KorType::newEntity(Ptr<NboAttrLog::In> const& in, Entity::Kor_BitSet flags, unsigned int id,
+                               PtrInterface* context) const {
+    return knownBy_ != nullptr ? knownBy_->newEntity(in, flags, id, context) : nullptr;
 }
 
-void KorType::childAttrLogIs(Ptr<KorAttr const> const&, Ptr<PtrInterface> const&,
-                             Ptr<NboAttrLog::Out> const&) const {}
-
-Ptr<GenericIf> KorType::genericIf(void const*, bool) const {
-    return nullptr;
+void KorType::childAttrLogIs(Ptr<KorAttr const> const& attr, Ptr<PtrInterface> const& owner,
+                             Ptr<NboAttrLog::Out> const& out) const {
+    if (knownBy_ != nullptr) {
+        knownBy_->childAttrLogIs(attr, owner, out);
+    }
 }
 
-Ptr<GenericIf> KorType::genericIf(GenericIf const*, bool) const {
-    return nullptr;
+Ptr<GenericIf> KorType::genericIf(void const* value, bool isConst) const {
+    return knownBy_ != nullptr ? knownBy_->genericIf(value, isConst) : nullptr;
 }
 
-Ptr<GenericIf> KorType::genericIf(String8 const&, bool) const {
-    return nullptr;
+Ptr<GenericIf> KorType::genericIf(GenericIf const* arguments, bool isConst) const {
+    return knownBy_ != nullptr ? knownBy_->genericIf(arguments, isConst) : nullptr;
 }
 
-Ptr<GenericIf> KorType::genericIf_(PtrInterface*, bool) const {
-    return nullptr;
+Ptr<GenericIf> KorType::genericIf(String8 const& text, bool isConst) const {
+    return knownBy_ != nullptr ? knownBy_->genericIf(text, isConst) : nullptr;
+}
+
+Ptr<GenericIf> KorType::genericIf_(PtrInterface* object, bool isConst) const {
+    return knownBy_ != nullptr ? knownBy_->genericIf_(object, isConst) : nullptr;
 }
 
 Ptr<GenericIf> KorType::genericIf(PtrInterface* object, bool isConst) {
@@ -236,11 +242,32 @@ void KorType::typeNodeIs(KorType const* type, Name const& fullName) {
     registry.types.emplace(renamed->fullName_.view(), renamed);
 }
 
-void KorType::korDefine(IntrospectionReactor&, std::function<void()> const&) {}
+void KorType::korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested) {
+    (knownBy_ != nullptr ? knownBy_ : this)->define(*this, reactor, nested);
+    korDescriptorsIs();
+}
 
-void KorType::korDescriptorsIs() {}
+void KorType::define(KorType&, IntrospectionReactor&, std::function<void()> const&) const {}
 
-KorAttr const* KorType::korDescriptor(AttributeId) const {
+std::vector<std::string_view> KorType::descriptorNames() const {
+    return {};
+}
+
+void KorType::korDescriptorsIs() {
+    descriptors_.clear();
+    for (std::string_view const name : (knownBy_ != nullptr ? knownBy_ : this)->descriptorNames()) {
+        if (KorAttr const* const found = typeAttr()->attr(Name(String8(name)))) {
+            descriptors_.push_back(found);
+        }
+    }
+}
+
+KorAttr const* KorType::korDescriptor(AttributeId id) const {
+    for (KorAttr const* each : descriptors_) {
+        if (each->attributeId() == id) {
+            return each;
+        }
+    }
     return nullptr;
 }
 
@@ -317,6 +344,11 @@ TypeModule::Load::Load(TypeModule& module) {
     for (TypeSeed const& seed : module.types_) {
         if (!registry.listed.try_emplace(seed.name, Registry::Listed{&module, &seed}).second) {
             throwInternalException(format("two modules list %s", std::string(seed.name).c_str()));
+        }
+        if (KorType* const early = registry.find(seed.name)) {
+            KorType* const known = seed.make(seed);
+            known->referencesLeak();
+            early->korKnownByIs(known);
         }
     }
     auto const isInner = [&](TypeSeed const& seed) {

@@ -212,11 +212,21 @@ public:
 
     /// Defines the type: its size, kind, constructor and attributes. `nested` defines the types within it, at
     /// their place. Called by the module of the type; the base has nothing to define.
-    virtual void korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested);
+    void korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested);
+    /// Lets another object, of the class that knows the type, answer for this one: for a type that was asked
+    /// for before its module was loaded, and so has a bare object.
+    void korKnownByIs(KorType* known) noexcept { knownBy_ = known; }
     /// Finds the descriptors that korDescriptor() answers with.
-    virtual void korDescriptorsIs();
+    void korDescriptorsIs();
     /// The attribute of that id as found by name at load; null for an id of another type.
-    virtual KorAttr const* korDescriptor(AttributeId id) const;
+    KorAttr const* korDescriptor(AttributeId id) const;
+
+protected:
+    /// What korDefine() does for `self`, which is this object or one that it answers for.
+    virtual void define(KorType& self, IntrospectionReactor& reactor,
+                        std::function<void()> const& nested) const;
+    /// The names of the descriptors.
+    virtual std::vector<std::string_view> descriptorNames() const;
 
 private:
     friend KorType* typeOfSeed(TypeSeed const& seed);
@@ -229,6 +239,8 @@ private:
     Ptr<KorTypeAttr> typeAttr_;
     Ptr<KorAttr> defaultCollection_;
     mutable KorAttr* valAttr_ = nullptr;
+    KorType* knownBy_ = nullptr;
+    std::vector<KorAttr const*> descriptors_;
 };
 
 } // namespace Kor

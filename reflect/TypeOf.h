@@ -214,7 +214,7 @@ struct EntityAttribute<T, Queue<N, V>> {
 template <class T, class N, class V, class KN>
 struct EntityAttribute<T, KeyedMap<N, V, KN>> {
     static constexpr AttributeProfile profile =
-        T::isEntity ? AttributeProfile::keyedMap : AttributeProfile::localKeyedMap;
+        detail::hasAttrLog<T> ? AttributeProfile::keyedMap : AttributeProfile::localKeyedMap;
     using Type = V;
     using Key = typename KeyedMap<N, V, KN>::Key;
     using KeyName = KN;
@@ -222,7 +222,7 @@ struct EntityAttribute<T, KeyedMap<N, V, KN>> {
 template <class T, class N, class C>
 struct EntityAttribute<T, EntityMap<N, C>> {
     static constexpr AttributeProfile profile =
-        T::isEntity ? AttributeProfile::entityMap : AttributeProfile::localEntityMap;
+        detail::hasAttrLog<T> ? AttributeProfile::entityMap : AttributeProfile::localEntityMap;
     using Type = C;
     using Key = typename EntityMap<N, C>::Key;
     using KeyName = typename ChildKey<C>::Name;
@@ -340,7 +340,7 @@ template <class T, class... A>
 struct EntitySpec<T, AttributeList<A...>> {
     static constexpr bool hasFwkKey = requires(T const& t) { t.fwkKey(); };
     // korHasAttrLogInterface is told again by every entity that has attributes of its own.
-    static constexpr bool tellsInterface = T::isEntity && sizeof...(A) != 0;
+    static constexpr bool tellsInterface = std::derived_from<T, Entity> && sizeof...(A) != 0;
     static constexpr std::size_t count = (0 + ... + isDeclaredAttribute<A>)+tellsInterface + hasFwkKey;
 
     static constexpr auto attributes = [] {
@@ -366,7 +366,7 @@ struct EntitySpec<T, AttributeList<A...>> {
         return specs;
     }();
     static constexpr TypeSpec spec{sizeof(T),
-                                   {.isEntity = T::isEntity, .hasGenericIfSupport = true},
+                                   {.isEntity = std::derived_from<T, Entity>, .hasGenericIfSupport = true},
                                    ConstructorOf<T, AttributeList<A...>>::specs,
                                    attributes};
 };
@@ -377,8 +377,15 @@ struct SpecOf<T> : EntitySpec<T, typename T::Attributes> {};
 
 /// A value of no pattern: a scalar, a string, a value of the platform that is written by hand.
 template <class T>
-requires(!std::is_enum_v<T> && !requires { typename T::Attributes; }) struct SpecOf<T> {
+requires(!std::is_enum_v<T> && !std::derived_from<T, PtrInterface> &&
+         !requires { typename T::Attributes; }) struct SpecOf<T> {
     static constexpr TypeSpec spec{sizeof(T), {.isValue = true, .hasGenericIfSupport = true}, {}, {}};
+};
+
+/// A counted object of no pattern.
+template <std::derived_from<PtrInterface> T>
+requires(!requires { typename T::Attributes; }) struct SpecOf<T> {
+    static constexpr TypeSpec spec{sizeof(T), {.isEntity = std::derived_from<T, Entity>}, {}, {}};
 };
 
 } // namespace detail

@@ -35,52 +35,21 @@ SpecifiedType::SpecifiedType(TypeSeed const& seed, TypeSpec const& spec)
     : KorType(nameOf(shortName(seed.name)), nullptr, seed.base != nullptr ? seed.base() : nullptr, {}),
       spec_(spec) {}
 
-void SpecifiedType::korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested) {
-    reactor.handleType(this, base());
-    sizeIs(spec_.size);
-    typeFlagsIs(spec_.flags);
-    for (ArgumentSpec const& each : spec_.constructorArguments) {
-        constructorArgNameQEnq(nameOf(each.name));
-        constructorArgTypeQEnq(nameOf(each.type));
-    }
-    if (base() != nullptr) {
-        for (Ptr<KorAttr const> const& each : base()->attributes()) {
-            Ptr<KorAttr> const copy = each->copyFor(this);
-            attributeQEnq(copy);
-            reactor.handleAttr(copy);
-            reactor.handleAttrContextExit();
-        }
-    }
-    bool isFirst = true;
-    for (AttributeSpec const& each : spec_.attributes) {
-        attributeIs(reactor, each);
-        if (isFirst) {
-            nested();
-            isFirst = false;
-        }
-    }
-    if (spec_.flags.isEnumType) {
-        typeAttr()->attrIs("value", this, nullptr, nullptr, flagsOf(AttributeProfile::fixed).flags, 1);
-    }
-    if (KorAttr* const value = typeAttr()->attr("value"); value != nullptr && !value->isInherited()) {
-        valAttrIs(value);
-    }
-    reactor.handleScopeExit();
-}
+namespace {
 
-void SpecifiedType::attributeIs(IntrospectionReactor& reactor, AttributeSpec const& attribute) {
+void attributeIs(KorType& self, IntrospectionReactor& reactor, AttributeSpec const& attribute) {
     Name const name = nameOf(attribute.name);
+    KorTypeAttr& attrs = *self.typeAttr();
     KorType* const keyType = attribute.keyType != nullptr ? attribute.keyType() : nullptr;
     ProfileFlags const& profile = flagsOf(attribute.profile);
     if (!isDetailed(attribute.profile)) {
-        reactor.defNoninstantiatingAttr(this, name, attribute.type(), keyType, profile.flags,
+        reactor.defNoninstantiatingAttr(&self, name, attribute.type(), keyType, profile.flags,
                                         profile.introspection, attribute.id);
         return;
     }
-    typeAttr()->attrDel(name);
-    Ptr<KorAttr> const made =
-        typeAttr()->attrIs(name, attribute.type(), typeAttr()->attr(nameOf(attribute.keyAttribute)), nullptr,
-                           profile.flags, attribute.id);
+    attrs.attrDel(name);
+    Ptr<KorAttr> const made = attrs.attrIs(name, attribute.type(), attrs.attr(nameOf(attribute.keyAttribute)),
+                                           nullptr, profile.flags, attribute.id);
     made->keyTypeIs(keyType);
     for (ArgumentSpec const& each : attribute.arguments) {
         made->argumentNameEnq(nameOf(each.name));
@@ -91,36 +60,59 @@ void SpecifiedType::attributeIs(IntrospectionReactor& reactor, AttributeSpec con
         made->initialSizeIs(0);
     }
     made->introspectionFlagsIs(profile.introspection);
-    attributeQEnq(made);
+    self.attributeQEnq(made);
     reactor.handleAttr(made);
     reactor.handleAttrContextExit();
 }
 
-void SpecifiedType::korDescriptorsIs() {
-    descriptors_.clear();
-    KorTypeAttr const& attrs = *typeAttr();
-    auto const add = [&](std::string_view name) {
-        if (KorAttr const* const found = attrs.attr(nameOf(name))) {
-            descriptors_.push_back(found);
+} // namespace
+
+void SpecifiedType::define(KorType& self, IntrospectionReactor& reactor,
+                           std::function<void()> const& nested) const {
+    reactor.handleType(&self, self.base());
+    self.sizeIs(spec_.size);
+    self.typeFlagsIs(spec_.flags);
+    for (ArgumentSpec const& each : spec_.constructorArguments) {
+        self.constructorArgNameQEnq(nameOf(each.name));
+        self.constructorArgTypeQEnq(nameOf(each.type));
+    }
+    if (self.base() != nullptr) {
+        for (Ptr<KorAttr const> const& each : self.base()->attributes()) {
+            Ptr<KorAttr> const copy = each->copyFor(&self);
+            self.attributeQEnq(copy);
+            reactor.handleAttr(copy);
+            reactor.handleAttrContextExit();
         }
-    };
-    if (spec_.flags.isEntity) {
-        add("korNboAttrLogSaForMsgChannel");
+    }
+    bool isFirst = true;
+    for (AttributeSpec const& each : spec_.attributes) {
+        attributeIs(self, reactor, each);
+        if (isFirst) {
+            nested();
+            isFirst = false;
+        }
+    }
+    KorTypeAttr& attrs = *self.typeAttr();
+    if (spec_.flags.isEnumType) {
+        attrs.attrIs("value", &self, nullptr, nullptr, flagsOf(AttributeProfile::fixed).flags, 1);
+    }
+    if (KorAttr* const value = attrs.attr("value"); value != nullptr && !value->isInherited()) {
+        self.valAttrIs(value);
+    }
+    reactor.handleScopeExit();
+}
+
+std::vector<std::string_view> SpecifiedType::descriptorNames() const {
+    std::vector<std::string_view> names;
+    if (spec_.flags.isEntity && !spec_.attributes.empty()) {
+        names.emplace_back("korNboAttrLogSaForMsgChannel");
     }
     if (!spec_.flags.isValue) {
         for (AttributeSpec const& each : spec_.attributes) {
-            add(each.name);
+            names.push_back(each.name);
         }
     }
-}
-
-KorAttr const* SpecifiedType::korDescriptor(AttributeId id) const {
-    for (KorAttr const* each : descriptors_) {
-        if (each->attributeId() == id) {
-            return each;
-        }
-    }
-    return nullptr;
+    return names;
 }
 
 } // namespace Kor

@@ -40,15 +40,13 @@ public:
     /// The specification is not copied.
     SpecifiedType(TypeSeed const& seed, TypeSpec const& spec);
 
-    void korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested) override;
-    void korDescriptorsIs() override;
-    KorAttr const* korDescriptor(AttributeId id) const override;
+protected:
+    void define(KorType& self, IntrospectionReactor& reactor,
+                std::function<void()> const& nested) const override;
+    std::vector<std::string_view> descriptorNames() const override;
 
 private:
-    void attributeIs(IntrospectionReactor& reactor, AttributeSpec const& attribute);
-
     TypeSpec const& spec_;
-    std::vector<KorAttr const*> descriptors_;
 };
 
 } // namespace Kor

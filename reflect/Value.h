@@ -294,7 +294,8 @@ public:
 
     constexpr ValueOf() = default;
 
-    /// The type object, reflect/KorType.h.
+    /// The type object, reflect/KorType.h, and its class.
+    using _Type = TypeOf<Self>;
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
 
     friend constexpr bool operator==(Self const& a, Self const& b) {
@@ -355,6 +356,7 @@ public:
     using Base::Base;
 
     constexpr DerivedValueOf() = default;
+    using _Type = TypeOf<Self>;
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
     constexpr explicit DerivedValueOf(Base const& base) : Base(base) {}
 

@@ -57,8 +57,21 @@ String8 Entity::fullName() const {
     return String8(path);
 }
 
-String8 Entity::attributeString(AttributeId) const {
-    return "unknown";
+String8 Entity::attributeString(AttributeId attribute) const {
+    switch (attribute) {
+    case nameAttr:
+        return "name";
+    case versionAttr:
+        return "version";
+    case mutableReadsAttr:
+        return "mutableReads";
+    case fullNameAttr:
+        return "fullName";
+    case korHasAttrLogInterfaceAttr:
+        return "korHasAttrLogInterface";
+    default:
+        return "unknown";
+    }
 }
 
 void Entity::korNotifieeAdapterIs(Ptr<Entity const> const&) {}

@@ -108,6 +108,8 @@ struct EntityAccess {
 /// The root of the reactors of entities.
 class __attribute__((visibility("default"))) Entity::NotifieeConst : public PtrInterface::NotifieeConst {
 public:
+    // Slots for whoever wants to tell of them. Nothing in this library does: a change of the version comes
+    // with that of an attribute, and of a parent its own reactors hear.
     virtual void onParent();
     virtual void onVersion();
 

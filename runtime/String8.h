@@ -30,6 +30,8 @@ using String8 = StringN<unsigned char>;
 template <>
 class __attribute__((visibility("default"))) StringN<unsigned char> {
 public:
+    static constexpr std::string_view korTypeName = "Kor::String8";
+
     /// The shared block: reference word, length, bytes.
     class __attribute__((visibility("default"))) Data : public VFPtrInterface {
     public:
@@ -159,6 +161,8 @@ private:
 /// A name in the object tree: a string under another type, passed by value.
 class __attribute__((visibility("default"))) Name : public String8 {
 public:
+    static constexpr std::string_view korTypeName = "Kor::Name";
+
     using String8::String8;
     Name() noexcept = default;
     Name(String8 text) noexcept : String8(std::move(text)) {}

@@ -61,8 +61,8 @@ public:
     using EntityOver::EntityOver;
 };
 
-class Shelf final : public Kor::EntityOf<Shelf, Kor::ValueMap<Kor::name::paint, Colour, bool>,
-                                         Kor::EntityMap<Kor::name::stock, Tin>> {
+class Shelf : public Kor::EntityOf<Shelf, Kor::ValueMap<Kor::name::paint, Colour, bool>,
+                                   Kor::EntityMap<Kor::name::stock, Tin>> {
 public:
     using EntityOver::EntityOver;
 };
@@ -100,7 +100,9 @@ TEST(TypeRegistry, Definition) {
 
     // Not ready: a type is bare, and defined later. The object stays the same.
     reactor->state()->isReady = false;
+    Kor::KorType* const early = Tin::_fwkType();
     Kor::TypeModule::Load const load(module);
+    EXPECT_EQ(Tin::_fwkType(), early); // asked for before the module was there, and known all the same
     Kor::KorType* const shelf = Shelf::_fwkType();
     EXPECT_FALSE(module.isInitialized());
     EXPECT_TRUE(shelf->attributes().empty());
@@ -152,6 +154,40 @@ TEST(TypeRegistry, Definition) {
     EXPECT_EQ(BigTin::_fwkType()->typeAttr()->attr("mix")->flags().word0, 0x20001u);
     EXPECT_EQ(Tin::_fwkType()->typeAttr()->attr("mix")->flags().word0, 0x22001u);
     EXPECT_TRUE(BigTin::_fwkType()->isA(Kor::Entity::_fwkType()));
+    EXPECT_EQ(shelf->korDescriptor(259)->name(), "stock");
+    EXPECT_EQ(Kor::Dir::_fwkType()->typeAttr()->attr("entry")->type(), Kor::Entity::_fwkType());
+}
+
+TEST(TypeRegistry, AReactorOfAnHeirTakesNoOtherClass) {
+    auto const tin = Kor::makePtr<Tin>(red);
+    auto const big = Kor::makePtr<BigTin>(red);
+    auto const reactor = Kor::makePtr<BigTin::Notifiee>();
+    reactor->isRegisteredNotifieeIs(true);
+    reactor->notifierIs(tin);
+    EXPECT_EQ(reactor->notifier(), nullptr);
+    reactor->notifierIs(big);
+    EXPECT_EQ(reactor->notifier(), big.ptr());
+}
+
+class Case final : public Kor::EntityOver<Case, Shelf> {
+public:
+    using EntityOver::EntityOver;
+};
+
+TEST(TypeRegistry, AnHeirLetsTheChildrenOfItsBaseGo) {
+    struct Watcher : Shelf::Notifiee {
+        int told = 0;
+        void onStock(Hue const&) override { ++told; }
+    };
+    auto shelf = Kor::makePtr<Case>("c");
+    auto const child = Kor::Ptr<Tin>(shelf->stockIs(red));
+    auto const watcher = Kor::makePtr<Watcher>();
+    watcher->isRegisteredNotifieeIs(true);
+    watcher->isWeakReferenceIs(true);
+    watcher->notifierIs(shelf);
+    shelf = nullptr;
+    EXPECT_EQ(watcher->told, 1);
+    EXPECT_EQ(child->parent(), nullptr);
 }
 
 TEST(TypeRegistry, FailedDefinition) {
@@ -178,7 +214,10 @@ TEST(Dir, HoldsByName) {
     EXPECT_EQ(root->at("branch/shelf/none"), nullptr);
     EXPECT_EQ(shelf->fullName(), "root/branch/shelf");
     EXPECT_THROW(branch->entityIs(Kor::makePtr<Shelf>("shelf")), Kor::NameInUseException);
-    EXPECT_THROW(branch->entityIs(Kor::makePtr<Shelf>()), Kor::RangeException);
+    EXPECT_THROW(branch->entityIs(Kor::makePtr<Shelf>("")), Kor::RangeException);
+    EXPECT_THROW(branch->entityIs(nullptr), Kor::RangeException);
+    EXPECT_THROW(branch->entityIs(root), Kor::RangeException);
+    EXPECT_THROW(root->entityIs(shelf), Kor::RangeException); // it has a parent
     EXPECT_THROW(branch->entryIs("other", shelf), Kor::RangeException);
     EXPECT_EQ(shelf->parent(), branch);
     branch->entryIs("shelf", nullptr);
