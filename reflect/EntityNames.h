@@ -5,8 +5,8 @@
 ///     KOR_ENTITY_NAME(reqCount, ReqCount)          // at global scope, beside KOR_NAME
 ///
 /// For each kind of attribute a class template that lies on top of the pattern's level
-/// (reflect/EntityPattern.h) and gives its operations their names, and for the reactors the hooks. They forward
-/// and hold no logic.
+/// (reflect/EntityPattern.h) and gives its operations their names, and for the reactors the hooks. They
+/// forward and hold no logic.
 
 #include "reflect/Names.h"
 #include "runtime/Ptr.h"
@@ -31,6 +31,14 @@ struct EntityForms;
         struct Singleton : Level {                                                                           \
             using Level::Level;                                                                              \
             typename Level::Value x() const { return this->Level::value(); }                                 \
+            void x##Is(typename Level::Value const& value) { this->Level::valueIs(value); }                  \
+        };                                                                                                   \
+                                                                                                             \
+        template <class Level>                                                                               \
+        struct SingletonReference : Level {                                                                  \
+            using Level::Level;                                                                              \
+            typename Level::Value x() { return this->Level::get(); }                                         \
+            typename Level::ValueConst x() const { return this->Level::get(); }                              \
             void x##Is(typename Level::Value const& value) { this->Level::valueIs(value); }                  \
         };                                                                                                   \
                                                                                                              \
@@ -133,6 +141,22 @@ struct EntityForms;
             }                                                                                                \
         };                                                                                                   \
                                                                                                              \
+        template <class Level>                                                                               \
+        struct Queue : Level {                                                                               \
+            using Level::Level;                                                                              \
+            /** The members, for a walk. */                                                                  \
+            typename Level::QueueType const& x##Queue() const { return this->Level::queue(); }               \
+            typename Level::Value x(U32 key) const { return this->Level::get(key); }                         \
+            void x##Enq(typename Level::Value const& value) { this->Level::enq(value); }                     \
+            typename Level::Value x##Deq() { return this->Level::deq(); }                                    \
+            void x##Is(U32 key, typename Level::Value const& value) { this->Level::is(key, value); }         \
+            typename Level::Value x##Del(U32 key) { return this->Level::del(key); }                          \
+            typename Level::Value x##Del(typename Level::QueueType::IteratorConst& at) {                     \
+                return at ? this->Level::del(at.key()) : typename Level::Value();                            \
+            }                                                                                                \
+            void x##Notify(U32 key) { this->Level::notify(key); }                                            \
+        };                                                                                                   \
+                                                                                                             \
         template <class Base>                                                                                \
         struct ScalarHooks : Base {                                                                          \
             virtual void on##X() {}                                                                          \
@@ -145,6 +169,36 @@ struct EntityForms;
             virtual void on##X() {}                                                                          \
         };                                                                                                   \
                                                                                                              \
+        /* Hooks that hand each change to `changed<Attribute>(key...)` of the reactor `Self`. */             \
+        template <class Base, class Self, class Attribute>                                                   \
+        struct ScalarForward : Base {                                                                        \
+            void on##X() override { static_cast<Self*>(this)->template changed<Attribute>(); }               \
+        };                                                                                                   \
+        template <class Base, class Self, class Attribute>                                                   \
+        struct KeyedForward : Base {                                                                         \
+            using Base::on##X;                                                                               \
+            void on##X(typename Attribute::Key const& key) override {                                        \
+                static_cast<Self*>(this)->template changed<Attribute>(key);                                  \
+            }                                                                                                \
+        };                                                                                                   \
+                                                                                                             \
+        /* The operations, for code that is given the name. */                                               \
+        template <class Object, class... Argument>                                                           \
+        static decltype(auto) is(Object& object, Argument&&... argument) {                                   \
+            return object.x##Is(std::forward<Argument>(argument)...);                                        \
+        }                                                                                                    \
+        template <class Object, class At>                                                                    \
+        static decltype(auto) del(Object& object, At&& at) {                                                 \
+            return object.x##Del(std::forward<At>(at));                                                      \
+        }                                                                                                    \
+        template <class Object>                                                                              \
+        static auto const& map(Object const& object) {                                                       \
+            return object.x##Map();                                                                          \
+        }                                                                                                    \
+        template <class Object, class Key>                                                                   \
+        static void notify(Object& object, Key const& key) {                                                 \
+            object.x##Notify(key);                                                                           \
+        }                                                                                                    \
         template <class Object>                                                                              \
         static void delAll(Object& object) {                                                                 \
             object.x##DelAll();                                                                              \

@@ -15,16 +15,24 @@
 ///     config->reqCountInc(entry, 1);
 ///     for (auto const& each : config->reqCountMap()) { use(each.fwkKey(), each.value); }
 ///
+/// A class that other programs and tools are to meet by name is also listed in a module
+/// (reflect/TypeModule.h).
+///
 /// The kinds of attributes, for an attribute `x` with the capital form `X`, value type T and key type K:
 ///
-///     KeyAttribute    x()                                        set by the constructor
+///     KeyAttribute    x(), fwkKey()                              set by the constructor; the key in a parent's map
+///     FixedAttribute  x()                                        set by the constructor
 ///     Singleton       x(), xIs(T)                                VirtualSingleton: xIs is virtual
+///     SingletonReference   x(), xIs(Ptr<T>)                      an entity or object that someone else made
 ///     ValueMap        x(K), xIs(K, T), newX(K, T) and the map operations
 ///     CountedUpMap    the same, and xInc(K, U32)                 CountedMap: also xDec(K, U32)
 ///     KeyedMap        x(K), xIs(T), newX(T): the key is an attribute of the value
 ///     EntityMap       x(K), xIs(K), newX(K): the members are children, made here
 ///     ReferenceMap    x(K), xIs(K, Ptr<T>), newX(K, Ptr<T>): the members are entities that someone else made
-///     Operation       a hand-written member function of the class
+///     Queue           xEnq(T), xDeq(), x(U32), xIs(U32, T), xDel(U32): members in order, under the number that xEnq gave
+///     Operation       a hand-written member function of the class; VirtualOperation: one that heirs override, and
+///                     Override in such an heir
+///     FreeId          no attribute: an id that stays free
 ///
 /// The map operations: xDel(K) and xDel(iterator), which return what was there, xDelAll(), xNotify(K), and
 /// for a walk xMap() and xIterator(). An absent key is no error: reads and deletes answer with T's default or
@@ -41,10 +49,12 @@
 /// more. An insertion allocates its member, nothing else allocates. One thread at a time.
 
 #include "reflect/EntityNames.h"
+#include "reflect/FwkType.h"
 #include "reflect/Text.h"
 #include "reflect/Value.h"
 #include "runtime/Entity.h"
 #include "runtime/HashMap.h"
+#include "runtime/LinkQueue.h"
 #include "runtime/Notification.h"
 #include "runtime/NotifieeOf.h"
 
@@ -56,13 +66,27 @@ namespace Kor {
 
 // Attributes of an entity
 
-enum class EntityAttributeKind { key, singleton, map, operation };
+enum class EntityAttributeKind { key, singleton, map, operation, none };
 
 template <class NameType, class T>
 struct KeyAttribute {
     using Name = NameType;
     using Type = T;
     static constexpr EntityAttributeKind kind = EntityAttributeKind::key;
+};
+
+/// The same without being a key.
+template <class NameType, class T>
+struct FixedAttribute : KeyAttribute<NameType, T> {};
+
+template <class NameType, class Signature>
+struct VirtualOperation : Operation<NameType, Signature> {};
+
+/// An operation of the base's list that this class has its own form of. It keeps the base's id.
+template <class NameType>
+struct Override {
+    using Name = NameType;
+    static constexpr AttributeKind kind = AttributeKind::operation;
 };
 
 template <class NameType, class T, auto... Initial>
@@ -75,6 +99,16 @@ struct Singleton {
 
 template <class NameType, class T, auto... Initial>
 struct VirtualSingleton : Singleton<NameType, T, Initial...> {};
+
+/// Refers to an object that the entity does not make. Read through a const entity it is const.
+template <class NameType, class T>
+struct SingletonReference {
+    using Name = NameType;
+    using Type = Ptr<T>;
+    using Referred = T;
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::singleton;
+    static Type initial() { return {}; }
+};
 
 template <class NameType, class K, class V>
 struct ValueMap {
@@ -117,6 +151,23 @@ struct ReferenceMap {
     using Key = K;
     using Referred = T;
     static constexpr EntityAttributeKind kind = EntityAttributeKind::map;
+};
+
+/// Members in order, each under a number that never changes.
+template <class NameType, class V>
+struct Queue {
+    using Name = NameType;
+    using Key = U32;
+    using Value = V;
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::map;
+};
+
+/// The place of an attribute that the list does not have: its id belongs to none.
+struct FreeId {
+    struct Name {
+        static constexpr char const* text = nullptr;
+    };
+    static constexpr EntityAttributeKind kind = EntityAttributeKind::none;
 };
 
 namespace detail {
@@ -175,19 +226,25 @@ protected:
 };
 
 template <class Prev, class Self, class A>
-class KeyLevel : public Prev {
+class FixedLevel : public Prev {
 public:
     using KeyType = typename A::Type;
-    explicit KeyLevel(KeyType key) : key_(std::move(key)) {}
-
-    /// The key attribute again, by which the map of the parent knows the entity.
-    KeyType const& fwkKey() const noexcept { return key_; }
+    explicit FixedLevel(KeyType key) : key_(std::move(key)) {}
 
 protected:
     KeyType const& key() const noexcept { return key_; }
 
 private:
     KeyType const key_;
+};
+
+template <class Prev, class Self, class A>
+class KeyLevel : public FixedLevel<Prev, Self, A> {
+public:
+    using FixedLevel<Prev, Self, A>::FixedLevel;
+
+    /// The key attribute again, by which the map of the parent knows the entity.
+    typename A::Type const& fwkKey() const noexcept { return this->key(); }
 };
 
 template <class Prev, class Self, class A>
@@ -211,7 +268,22 @@ private:
     Value value_ = A::initial();
 };
 
-/// What all maps share. `Traits` says what a member gives back when it is deleted.
+template <class Prev, class Self, class A>
+class SingletonReferenceLevel : public SingletonLevel<Prev, Self, A> {
+public:
+    using SingletonLevel<Prev, Self, A>::SingletonLevel;
+    using typename SingletonLevel<Prev, Self, A>::Value;
+    using ValueConst = Ptr<typename A::Referred const>;
+
+protected:
+    Value get() {
+        this->mutableReadsInc();
+        return this->value();
+    }
+    ValueConst get() const { return this->value(); }
+};
+
+/// What all maps share. `R` is what a member gives back when it is deleted.
 template <class Prev, class Self, class A, class N, class R>
 class MapLevel : public LevelBase<Prev, Self, A> {
 public:
@@ -224,6 +296,11 @@ public:
 protected:
     MapType const& map() const noexcept { return map_; }
     MapType& map() noexcept { return map_; }
+
+    R get(KeyType const& key) const requires(!std::is_same_v<R, Ptr<N>>) {
+        Node const* const found = map_.member(key);
+        return found ? found->value : R();
+    }
 
     void notify(KeyType const& key) { this->tell(key); }
 
@@ -279,11 +356,6 @@ public:
     using typename Base::Node;
 
 protected:
-    Value get(KeyType const& key) const {
-        Node const* const found = this->Base::map().member(key);
-        return found ? found->value : Value();
-    }
-
     void is(KeyType const& key, Value const& value) {
         U32 const reversed = MapType::reversedHash(key);
         if (Node* const found = this->Base::map().member(key, reversed)) {
@@ -340,11 +412,6 @@ public:
     using typename Base::Node;
 
 protected:
-    Value get(KeyType const& key) const {
-        Node const* const found = this->Base::map().member(key);
-        return found ? found->value : Value();
-    }
-
     void is(Value const& value) {
         KeyType const key = A::KeyOf::call(value);
         U32 const reversed = MapType::reversedHash(key);
@@ -430,13 +497,9 @@ protected:
         if constexpr (Base::isEntity) {
             this->mutableReadsInc();
         }
-        Node const* const found = this->Base::map().member(key);
-        return found ? found->value : Value();
+        return this->Base::get(key);
     }
-    ValueConst get(KeyType const& key) const {
-        Node const* const found = this->Base::map().member(key);
-        return found ? ValueConst(found->value) : ValueConst();
-    }
+    ValueConst get(KeyType const& key) const { return this->Base::get(key); }
 
     void is(KeyType const& key, Value const& value) {
         Node* const found = this->Base::map().member(key);
@@ -461,6 +524,50 @@ protected:
     }
 };
 
+template <class Prev, class Self, class A>
+class QueueLevel : public LevelBase<Prev, Self, A> {
+public:
+    using LevelBase<Prev, Self, A>::LevelBase;
+    using Value = typename A::Value;
+    using KeyType = U32;
+    using Node = LinkQueueMember<U32, Value, Value>;
+    using QueueType = LinkQueue<Node, U32, Value, Value>;
+
+protected:
+    QueueType const& queue() const noexcept { return queue_; }
+    void notify(U32 key) { this->tell(key); }
+
+    Value get(U32 key) const {
+        Node const* const found = queue_.member(key);
+        return found ? found->value : Value();
+    }
+    void enq(Value const& value) { changed(queue_.enq(value)); }
+    Value deq() { return queue_.empty() ? Value() : del(queue_.head()->fwkQkey()); }
+    void is(U32 key, Value const& value) {
+        Node* const found = queue_.member(key);
+        if (found && !(found->value == value)) {
+            found->value = value;
+            changed(key);
+        }
+    }
+    Value del(U32 key) {
+        if (!queue_.member(key)) {
+            return Value();
+        }
+        Value gone = queue_.deleteMember(key);
+        changed(key);
+        return gone;
+    }
+
+private:
+    void changed(U32 key) {
+        this->raiseVersion();
+        this->tell(key);
+    }
+
+    QueueType queue_;
+};
+
 // The chain of an attribute list, and the hooks of its reactors.
 
 template <class Prev, class Self, class A>
@@ -471,6 +578,10 @@ template <class Prev, class Self, class N, class T>
 struct LevelOf<Prev, Self, KeyAttribute<N, T>> {
     using type = typename EntityForms<N>::template Key<KeyLevel<Prev, Self, KeyAttribute<N, T>>>;
 };
+template <class Prev, class Self, class N, class T>
+struct LevelOf<Prev, Self, FixedAttribute<N, T>> {
+    using type = typename EntityForms<N>::template Key<FixedLevel<Prev, Self, FixedAttribute<N, T>>>;
+};
 template <class Prev, class Self, class N, class T, auto... I>
 struct LevelOf<Prev, Self, Singleton<N, T, I...>> {
     using type =
@@ -480,6 +591,11 @@ template <class Prev, class Self, class N, class T, auto... I>
 struct LevelOf<Prev, Self, VirtualSingleton<N, T, I...>> {
     using type = typename EntityForms<N>::template VirtualSingleton<
         SingletonLevel<Prev, Self, VirtualSingleton<N, T, I...>>>;
+};
+template <class Prev, class Self, class N, class T>
+struct LevelOf<Prev, Self, SingletonReference<N, T>> {
+    using type = typename EntityForms<N>::template SingletonReference<
+        SingletonReferenceLevel<Prev, Self, SingletonReference<N, T>>>;
 };
 template <class Prev, class Self, class N, class K, class V>
 struct LevelOf<Prev, Self, ValueMap<N, K, V>> {
@@ -508,12 +624,52 @@ struct LevelOf<Prev, Self, ReferenceMap<N, K, T>> {
         typename EntityForms<N>::template ReferenceMap<ReferenceMapLevel<Prev, Self, ReferenceMap<N, K, T>>>;
 };
 
-template <class Prev, class Self, class... A>
-struct Chain {
-    using type = Prev;
+template <class Prev, class Self, class N, class V>
+struct LevelOf<Prev, Self, Queue<N, V>> {
+    using type = typename EntityForms<N>::template Queue<QueueLevel<Prev, Self, Queue<N, V>>>;
 };
-template <class Prev, class Self, class First, class... Rest>
-struct Chain<Prev, Self, First, Rest...> : Chain<typename LevelOf<Prev, Self, First>::type, Self, Rest...> {};
+
+template <class... A>
+AttributeList<A...> plainList(AttributeList<A...> const&);
+
+/// The attributes of a list, named or not.
+template <class List>
+using PlainList = decltype(plainList(std::declval<List const&>()));
+
+template <class... A>
+struct ListOf {
+    using type = AttributeList<A...>;
+};
+template <class List>
+requires requires {
+    typename PlainList<List>;
+}
+struct ListOf<List> {
+    using type = List;
+};
+
+template <std::size_t I, class List>
+struct AttributeAt;
+template <std::size_t I, class... A>
+struct AttributeAt<I, AttributeList<A...>> : std::tuple_element<I, std::tuple<A...>> {};
+
+/// The base class and the levels of the first `I` attributes. Known by its place in the list and not by
+/// what is below, so that the names of long lists stay short.
+template <class Self, class Base, class List, std::size_t I>
+class Stack;
+template <class Self, class Base, class List>
+class Stack<Self, Base, List, 0> : public Base {
+public:
+    using Base::Base;
+};
+template <class Self, class Base, class List, std::size_t I>
+using LevelAt = typename LevelOf<Stack<Self, Base, List, I - 1>, Self,
+                                 typename AttributeAt<I - 1, PlainList<List>>::type>::type;
+template <class Self, class Base, class List, std::size_t I>
+class Stack : public LevelAt<Self, Base, List, I> {
+public:
+    using LevelAt<Self, Base, List, I>::LevelAt;
+};
 
 template <class A>
 constexpr bool hasKind(EntityAttributeKind kind) {
@@ -537,23 +693,31 @@ requires(hasKind<A>(EntityAttributeKind::map)) struct HooksOf<Base, A> {
     using type = typename EntityForms<typename A::Name>::template KeyedHooks<Base, typename A::Key>;
 };
 
-template <class Base, class... A>
-struct HookChain {
-    using type = Base;
-};
-template <class Base, class First, class... Rest>
-struct HookChain<Base, First, Rest...> : HookChain<typename HooksOf<Base, First>::type, Rest...> {};
+/// A reactor class `Base` with the hooks of the first `I` attributes.
+template <class Base, class List, std::size_t I>
+class Hooks;
+template <class Base, class List>
+class Hooks<Base, List, 0> : public Base {};
+template <class Base, class List, std::size_t I>
+class Hooks
+    : public HooksOf<Hooks<Base, List, I - 1>, typename AttributeAt<I - 1, PlainList<List>>::type>::type {};
+template <class Base, class List>
+using AllHooks = Hooks<Base, List, PlainList<List>::size>;
 
 /// The keys of the keyed attributes, in order.
-template <class List, class... A>
-struct KeysOf {
-    using type = List;
+template <class Keys, class List>
+struct KeysOf;
+template <class... K>
+struct KeysOf<AttributeList<K...>, AttributeList<>> {
+    using type = AttributeList<K...>;
 };
 template <class... K, class First, class... Rest>
-struct KeysOf<AttributeList<K...>, First, Rest...> : KeysOf<AttributeList<K...>, Rest...> {};
+struct KeysOf<AttributeList<K...>, AttributeList<First, Rest...>>
+    : KeysOf<AttributeList<K...>, AttributeList<Rest...>> {};
 template <class... K, class First, class... Rest>
-requires(hasKind<First>(EntityAttributeKind::map)) struct KeysOf<AttributeList<K...>, First, Rest...>
-    : KeysOf<AttributeList<K..., typename First::Key>, Rest...> {
+requires(hasKind<First>(
+    EntityAttributeKind::map)) struct KeysOf<AttributeList<K...>, AttributeList<First, Rest...>>
+    : KeysOf<AttributeList<K..., typename First::Key>, AttributeList<Rest...>> {
 };
 
 template <class Derived, class X, class Base, class Keys>
@@ -563,20 +727,22 @@ struct NotifieeWithKeys<Derived, X, Base, AttributeList<K...>> {
     using type = NotifieeOf<Derived, X, Base, K...>;
 };
 
+/// The root of a reactor class, below its hooks.
+template <class Derived, class Self, class Base, class List>
+class ReactorRoot
+    : public NotifieeWithKeys<Derived, Self,
+                              std::conditional_t<std::derived_from<Base, Entity>, Entity::NotifieeConst,
+                                                 PtrInterface::NotifieeConst>,
+                              typename KeysOf<AttributeList<>, PlainList<List>>::type>::type {};
+
 /// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for its reactors and for the map of a
 /// parent.
-template <class Self, class Base, class ChainType, class... A>
-class Reactors : public ChainType {
-    using Root = std::conditional_t<std::derived_from<Base, Entity>, Entity::NotifieeConst,
-                                    PtrInterface::NotifieeConst>;
-
+template <class Self, class Base, class List>
+class Reactors : public Stack<Self, Base, List, PlainList<List>::size> {
 public:
-    using ChainType::ChainType;
+    using Stack<Self, Base, List, PlainList<List>::size>::Stack;
 
-    class NotifieeConst
-        : public HookChain<typename NotifieeWithKeys<NotifieeConst, Self, Root,
-                                                     typename KeysOf<AttributeList<>, A...>::type>::type,
-                           A...>::type {};
+    class NotifieeConst : public AllHooks<ReactorRoot<NotifieeConst, Self, Base, List>, List> {};
 
 private:
     friend HashMember;
@@ -586,26 +752,61 @@ private:
     mutable ListRaw<NotifieeConst> notifieeList_;
 };
 
-/// An entity below another one has that one's list; its reactors add hooks to that one's.
-template <class Self, class Base, class ChainType, class... A>
-requires(derivationLevel<Base>() > 1) class Reactors<Self, Base, ChainType, A...> : public ChainType {
-public:
-    using ChainType::ChainType;
+/// What a reactor class adds for the keyed attributes that it adds; they count on from the base's.
+template <class Base, class List>
+class MoreKeys : public Base {
+    template <class... K>
+    static std::tuple<DeferredKey<K>...> tupleOf(AttributeList<K...>);
+    using Deferred = decltype(tupleOf(typename KeysOf<AttributeList<>, PlainList<List>>::type()));
 
-    class NotifieeConst : public HookChain<typename Base::NotifieeConst, A...>::type {};
+public:
+    static constexpr std::size_t deferredKeys = Base::deferredKeys + std::tuple_size_v<Deferred>;
+
+protected:
+    template <std::size_t i>
+    auto& deferred() noexcept {
+        if constexpr (i < Base::deferredKeys) {
+            return Base::template deferred<i>();
+        } else {
+            return std::get<i - Base::deferredKeys>(deferred_);
+        }
+    }
+
+private:
+    [[no_unique_address]] Deferred deferred_;
 };
 
-/// What an entity says of itself. An own attribute has its name, any other what the base answers.
-template <class Self, class Base, class ReactorsType>
-class Identity : public ReactorsType {
+/// An entity below another one has that one's list; its reactors add hooks to that one's.
+template <class Self, class Base, class List>
+requires(derivationLevel<Base>() > 1) class Reactors<Self, Base, List>
+    : public Stack<Self, Base, List, PlainList<List>::size> {
 public:
-    using ReactorsType::ReactorsType;
+    using Stack<Self, Base, List, PlainList<List>::size>::Stack;
+
+    class NotifieeConst : public AllHooks<MoreKeys<typename Base::NotifieeConst, List>, List> {};
+};
+
+/// Whether an entity travels on an attribute log. One that does not says so by a member `korHasAttrLog`.
+template <class Self>
+inline constexpr bool hasAttrLog = [] {
+    if constexpr (requires { Self::korHasAttrLog; }) {
+        return Self::korHasAttrLog;
+    } else {
+        return std::derived_from<Self, Entity>;
+    }
+}();
+
+/// What an entity says of itself. An own attribute has its name, any other what the base answers.
+template <class Self, class Base, class List>
+class Identity : public Reactors<Self, Base, List> {
+public:
+    using Reactors<Self, Base, List>::Reactors;
 
     String8 attributeString(AttributeId attribute) const override {
         char const* const own = Self::ownAttributeName(attribute);
         return own ? String8(own) : Base::attributeString(attribute);
     }
-    bool korHasAttrLogInterface() const override { return true; }
+    bool korHasAttrLogInterface() const override { return hasAttrLog<Self>; }
     String8 korKeyText() const override {
         if constexpr (requires(Self const& self) { self.fwkKey(); }) {
             return valueToStrep(static_cast<Self const&>(*this).fwkKey());
@@ -615,10 +816,11 @@ public:
     }
 };
 
-template <class Self, class Base, class ReactorsType>
-requires(!std::derived_from<Base, Entity>) class Identity<Self, Base, ReactorsType> : public ReactorsType {
+template <class Self, class Base, class List>
+requires(!std::derived_from<Base, Entity>) class Identity<Self, Base, List>
+    : public Reactors<Self, Base, List> {
 public:
-    using ReactorsType::ReactorsType;
+    using Reactors<Self, Base, List>::Reactors;
 
     String8 attributeString(AttributeId attribute) const {
         char const* const own = Self::ownAttributeName(attribute);
@@ -627,18 +829,23 @@ public:
 };
 
 template <class Self, class Base, class... A>
-using IdentityOf = Identity<Self, Base, Reactors<Self, Base, typename Chain<Base, Self, A...>::type, A...>>;
+using IdentityOf = Identity<Self, Base, typename ListOf<A...>::type>;
 
 } // namespace detail
 
 /// The class `Self` on top of `Base`, which is Kor::Entity, Kor::PtrInterface (no name, version, parent or
-/// attribute log), or another entity, whose attributes and reactors it then adds to.
+/// attribute log), or another entity, whose attributes and reactors it then adds to. A long list is
+/// better given as one class derived from its Kor::AttributeList, by whose name all that is made from it
+/// goes:
+///
+///     struct PortAttributes : Kor::AttributeList<...> {};
+///     class Port : public Kor::EntityOf<Port, PortAttributes> { ... };
 template <class Self, class Base, class... A>
 class EntityOver : public detail::IdentityOf<Self, Base, A...> {
     using Below = detail::IdentityOf<Self, Base, A...>;
 
 public:
-    using Attributes = AttributeList<A...>;
+    using Attributes = detail::PlainList<typename detail::ListOf<A...>::type>;
     using BaseEntity = Base;
     using typename Below::NotifieeConst;
     static constexpr int level = detail::derivationLevel<Base>() + 1;
@@ -660,23 +867,37 @@ public:
         if constexpr (level <= 2) {
             NotifieeAccess::list(*this).deleteAll();
         }
-        (delAllChildren<A>(), ...);
+        delAllChildren(Attributes());
     }
 
-    /// The id of the attribute of that name; the list must have it.
+    /// The type object, reflect/KorType.h.
+    static KorType* _fwkType() { return fwkTypeOf<Self>(); }
+    KorType* fwkType() const override { return _fwkType(); }
+
+    /// The id of the attribute of that name; the list, or a base's, must have it.
     template <class NameType>
     static constexpr AttributeId attributeIdOf() {
-        AttributeId id = firstAttributeId;
-        static_cast<void>(((std::is_same_v<typename A::Name, NameType> || (++id, false)) || ...));
-        return id;
+        if constexpr (declares<NameType>(Attributes())) {
+            return []<class... Each>(AttributeList<Each...>) {
+                AttributeId id = firstAttributeId;
+                static_cast<void>(((isNewAs<Each, NameType> || (++id, false)) || ...));
+                return id;
+            }(Attributes());
+        } else {
+            return Base::template attributeIdOf<NameType>();
+        }
     }
 
     /// The name of an own attribute; null for any other id.
     static constexpr char const* ownAttributeName(AttributeId attribute) {
-        char const* name = nullptr;
-        AttributeId id = firstAttributeId;
-        static_cast<void>(((attribute == id++ && (name = A::Name::text, true)) || ...));
-        return name;
+        return [attribute]<class... Each>(AttributeList<Each...>) {
+            char const* name = nullptr;
+            [[maybe_unused]] AttributeId id = firstAttributeId;
+            static_cast<void>(((!std::is_same_v<Each, Override<typename Each::Name>> && attribute == id++ &&
+                                (name = Each::Name::text, true)) ||
+                               ...));
+            return name;
+        }(Attributes());
     }
 
     /// Tells the reactors that the last reference is gone. Unless one of them has taken a new one, the entity
@@ -684,13 +905,26 @@ public:
     void zeroReferencesIs(bool) override {
         notifyZeroReferences(NotifieeAccess::list(*this));
         if (this->hasSoleHolder()) {
-            (delAllChildren<A>(), ...);
+            delAllChildren(Attributes());
         }
     }
 
 private:
+    template <class Attribute, class NameType>
+    static constexpr bool isNewAs =
+        std::is_same_v<typename Attribute::Name, NameType> && !std::is_same_v<Attribute, Override<NameType>>;
+
+    template <class NameType, class... Each>
+    static consteval bool declares(AttributeList<Each...>) {
+        return (isNewAs<Each, NameType> || ...);
+    }
+
+    template <class... Each>
+    void delAllChildren(AttributeList<Each...>) {
+        (delAllChildrenOf<Each>(), ...);
+    }
     template <class Attribute>
-    void delAllChildren() {
+    void delAllChildrenOf() {
         if constexpr (requires { typename Attribute::Child; }) {
             EntityForms<typename Attribute::Name>::delAll(*this);
         }

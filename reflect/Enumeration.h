@@ -13,6 +13,7 @@
 ///
 /// An enumeration is stored in 32 bits and its numbers lie in 0 to 31. All of this may run on any thread.
 
+#include "reflect/FwkType.h"
 #include "reflect/TypeName.h"
 #include "runtime/Exception.h"
 #include "runtime/String8.h"
@@ -115,7 +116,10 @@ E enumeratorOfName(std::string_view name, char const* word) {
     [[gnu::visibility("default")]] E E##Instance(unsigned int number);                                       \
     [[gnu::visibility("default")]] E E##Instance(Kor::String8 const& name);                                  \
     [[gnu::visibility("default")]] Kor::String8 stringValue(E value);                                        \
-    [[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, E value);
+    [[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, E value);                  \
+    inline Kor::KorType* _fwkType_##E() {                                                                    \
+        return Kor::fwkTypeOf<E>();                                                                          \
+    }
 
 #define KOR_ENUMERATION_BODY(E)                                                                              \
     E E##Instance(unsigned int number) {                                                                     \
@@ -138,6 +142,9 @@ E enumeratorOfName(std::string_view name, char const* word) {
     static Kor::String8 stringValue(E value);                                                                \
     friend std::ostream& operator<<(std::ostream& stream, E value) {                                         \
         return stream << stringValue(value).view();                                                          \
+    }                                                                                                        \
+    static Kor::KorType* _fwkType_##E() {                                                                    \
+        return Kor::fwkTypeOf<E>();                                                                          \
     }
 
 #define KOR_NESTED_ENUMERATION_BODY(Outer, E)                                                                \

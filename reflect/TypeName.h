@@ -2,7 +2,8 @@
 
 /// The name of a type as its declaration spells it, at compile time, so that no class has to repeat its own:
 /// `Kor::typeName<Hardware::LifTable>()` is "Hardware::LifTable". The scalar names of runtime/Types.h and
-/// `bool` keep those names, its BytePtr is "Kor::BytePtr", `void` is "void".
+/// `bool` keep those names, its BytePtr is "Kor::BytePtr", `void` is "void". A class that is known by another
+/// name than its declaration's gives it in a member `korTypeName`, and so does each class below it.
 
 #include "runtime/Types.h"
 
@@ -33,7 +34,9 @@ constexpr std::string_view printedValue() {
 /// The full name of T, namespaces included.
 template <class T>
 constexpr std::string_view typeName() {
-    if constexpr (std::is_same_v<T, bool>) {
+    if constexpr (requires { T::korTypeName; }) {
+        return T::korTypeName;
+    } else if constexpr (std::is_same_v<T, bool>) {
         return "bool";
     } else if constexpr (std::is_unsigned_v<T>) {
         constexpr std::string_view names[] = {"U8", "U16", "U32", "", "U64"};

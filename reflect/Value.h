@@ -24,6 +24,7 @@
 /// a member `void korCheck() const` that throws, a setter that changes nothing does nothing; otherwise it
 /// stores first and checks afterwards, so that a refused value stays stored when the exception leaves.
 
+#include "reflect/FwkType.h"
 #include "reflect/Names.h"
 #include "runtime/OneAtATime.h"
 #include "runtime/Types.h"
@@ -110,6 +111,15 @@ template <class NameType, class Signature>
 struct Operation {
     using Name = NameType;
     using Type = Signature;
+    static constexpr AttributeKind kind = AttributeKind::operation;
+    static constexpr bool settable = false;
+};
+
+/// Read like an attribute, by a function that the class defines by hand.
+template <class NameType, class T>
+struct Computed {
+    using Name = NameType;
+    using Type = T;
     static constexpr AttributeKind kind = AttributeKind::operation;
     static constexpr bool settable = false;
 };
@@ -307,6 +317,9 @@ public:
 
     constexpr ValueOf() = default;
 
+    /// The type object, reflect/KorType.h.
+    static KorType* _fwkType() { return fwkTypeOf<Self>(); }
+
     friend constexpr bool operator==(Self const& a, Self const& b) {
         return StockType::storage(a).equals(StockType::storage(b));
     }
@@ -365,6 +378,7 @@ public:
     using Base::Base;
 
     constexpr DerivedValueOf() = default;
+    static KorType* _fwkType() { return fwkTypeOf<Self>(); }
     constexpr explicit DerivedValueOf(Base const& base) : Base(base) {}
 
     template <class Attribute>

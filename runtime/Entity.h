@@ -32,7 +32,17 @@ public:
     /// What an entity's parent attribute id is before a parent has set it.
     static constexpr AttributeId noParentAttr = 136;
 
+    // The ids of the attributes that every entity has.
+    static constexpr AttributeId nameAttr = 130;
+    static constexpr AttributeId versionAttr = 131;
+    static constexpr AttributeId mutableReadsAttr = 132;
+    static constexpr AttributeId fullNameAttr = 133;
+    static constexpr AttributeId korHasAttrLogInterfaceAttr = 154;
+
     ~Entity() override;
+
+    static KorType* _fwkType();
+    KorType* fwkType() const override;
 
     virtual Name name() const;
     virtual Ptr<Entity const> parent() const;

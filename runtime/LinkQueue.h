@@ -22,21 +22,21 @@
 
 namespace Kor {
 
-/// The usual member of a Kor::LinkQueue.
-template <class Key, class T>
+/// The usual member of a Kor::LinkQueue; `Value` is what it holds, if that is not a counted T.
+template <class Key, class T, class Value = Ptr<T>>
 class LinkQueueMember : public PtrInterface {
 public:
-    LinkQueueMember(Key key, Ptr<T> theValue) : value(std::move(theValue)), key_(key) {}
+    LinkQueueMember(Key key, Value theValue) : value(std::move(theValue)), key_(key) {}
     Key fwkQkey() const noexcept { return key_; }
 
-    Ptr<T> value;
+    Value value;
     Ptr<LinkQueueMember> next;
 
 private:
     Key key_;
 };
 
-template <class Member, class Key, class T>
+template <class Member, class Key, class T, class Value = Ptr<T>>
 class LinkQueue {
 public:
     class IteratorConstBase;
@@ -54,7 +54,7 @@ public:
     bool empty() const noexcept { return tail_ == nullptr; }
 
     /// Appends a value and returns its key.
-    Key enq(Ptr<T> value) {
+    Key enq(Value value) {
         Key key = tail_ != nullptr ? tail_->fwkQkey() + 1 : lastKey_ + 1;
         key += key == 0;
         newMember(makePtr<Member>(key, std::move(value)));
@@ -73,8 +73,8 @@ public:
         ++version_;
     }
 
-    /// Removes the first member and returns its value; null when there is none.
-    Ptr<T> deq() noexcept { return head_ ? take(nullptr) : nullptr; }
+    /// Removes the first member and returns its value; a default one when there is none.
+    Value deq() noexcept { return head_ ? take(nullptr) : Value(); }
 
     /// The member with this key, or null.
     Member* member(Key key) const noexcept {
@@ -85,15 +85,15 @@ public:
         return at;
     }
 
-    /// Removes the member with this key and returns its value; null when there is none.
-    Ptr<T> deleteMember(Key key) noexcept {
+    /// Removes the member with this key and returns its value; a default one when there is none.
+    Value deleteMember(Key key) noexcept {
         Member* previous = nullptr;
         for (Member* at = head_.ptr(); at != nullptr; previous = at, at = at->next.ptr()) {
             if (at->fwkQkey() == key) {
                 return take(previous);
             }
         }
-        return nullptr;
+        return Value();
     }
 
     void deleteAll() noexcept {
@@ -106,7 +106,7 @@ public:
     std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
-    Ptr<T> take(Member* previous) noexcept {
+    Value take(Member* previous) noexcept {
         Ptr<Member>& link = previous != nullptr ? previous->next : head_;
         Ptr<Member> const gone = std::move(link);
         link = std::move(gone->next);
@@ -123,8 +123,8 @@ private:
     Member* tail_ = nullptr;
 };
 
-template <class Member, class Key, class T>
-class LinkQueue<Member, Key, T>::IteratorConstBase {
+template <class Member, class Key, class T, class Value>
+class LinkQueue<Member, Key, T, Value>::IteratorConstBase {
 public:
     IteratorConstBase() noexcept = default;
     explicit IteratorConstBase(LinkQueue const* queue) noexcept : queue_(queue) {
@@ -187,8 +187,9 @@ protected:
     U32 zero_ = 0;
 };
 
-template <class Member, class Key, class T>
-class LinkQueue<Member, Key, T>::IteratorConst : public LinkQueue<Member, Key, T>::IteratorConstBase {
+template <class Member, class Key, class T, class Value>
+class LinkQueue<Member, Key, T, Value>::IteratorConst
+    : public LinkQueue<Member, Key, T, Value>::IteratorConstBase {
 public:
     using IteratorConstBase::IteratorConstBase;
 

@@ -48,6 +48,9 @@ struct DeferredKey {
 template <class Derived, class X, class Base = PtrInterface::NotifieeConst, class... Keys>
 class NotifieeOf : public Base {
 public:
+    /// How many keyed attributes can wait for delivery.
+    static constexpr std::size_t deferredKeys = sizeof...(Keys);
+
     // Also while the notifier ends, when it is the same object but no longer the whole of one.
     __attribute__((no_sanitize("vptr"))) X const* notifier() const noexcept {
         return static_cast<X const*>(Base::notifier().ptr());

@@ -17,7 +17,7 @@ class TunnelTerminationEntry
     : public Kor::ValueOf<TunnelTerminationEntry,
           Stored<name::tunnelType, Fen::TunnelType>,
           Stored<name::terminatingIpAddr, Lumen::IpAddr>,
-          Operation<name::hash, U32()>>,
+          Kor::Computed<name::hash, U32>>,
       public Kor::Ordered<TunnelTerminationEntry>,
       public Kor::Hashed<TunnelTerminationEntry> {
 public:

@@ -3,6 +3,7 @@
 /// The names of value attributes that are not row fields as well, and the vocabulary of value declarations.
 
 #include "platform/PlatformNames.h"
+#include "reflect/DirNames.h"
 #include "reflect/Enumeration.h"
 #include "reflect/Value.h"
 #include "tables/FieldNames.h"
@@ -27,7 +28,6 @@ KOR_NAME(destinationLo, DestinationLo)
 KOR_NAME(drop, Drop)
 KOR_NAME(dword0, Dword0)
 KOR_NAME(dword1, Dword1)
-KOR_NAME(entry, Entry)
 KOR_NAME(entryFormat, EntryFormat)
 KOR_NAME(evec0, Evec0)
 KOR_NAME(evec1, Evec1)

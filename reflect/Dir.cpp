@@ -1,0 +1,71 @@
+#include "reflect/Dir.h"
+
+#include "runtime/Exception.h"
+
+namespace Kor {
+
+Dir::~Dir() {
+    entryDelAll();
+}
+
+void Dir::entityIs(Ptr<Entity> const& entity) {
+    if (entity->name().empty()) {
+        throwRangeException("an entity in a directory needs a name");
+    }
+    Ptr<Entity> const there = entry(entity->name());
+    if (there == entity) {
+        return;
+    }
+    if (there) {
+        throw NameInUseException(
+            format("%s has an entity %s already", fullName().charPtr(), entity->name().charPtr()));
+    }
+    entity->parentIs(this);
+    entity->parentAttrIdIs(attributeIdOf<name::entry>());
+    EntityOver::entryIs(entity->name(), entity);
+}
+
+void Dir::entryIs(Name const& name, Ptr<Entity> const& entity) {
+    if (!entity) {
+        entryDel(name);
+    } else if (entity->name() != name) {
+        throwRangeException(format("%s is not the name of %s", name.charPtr(), entity->name().charPtr()));
+    } else {
+        entityIs(entity);
+    }
+}
+
+Ptr<Entity> Dir::entryDel(Name const& name) {
+    Ptr<Entity> const there = entry(name);
+    if (there) {
+        there->parentIs(nullptr);
+        EntityOver::entryDel(name);
+    }
+    return there;
+}
+
+void Dir::entryDelAll() {
+    for (auto const& each : entryMap()) {
+        entryDel(Name(each.fwkKey()));
+    }
+}
+
+Ptr<Entity> Dir::at(std::string_view path) {
+    Ptr<Entity> here = this;
+    while (here && !path.empty()) {
+        auto const slash = path.find('/');
+        Ptr<Dir> const dir = ptrCast<Dir>(here);
+        here = dir ? dir->entry(String8(path.substr(0, slash))) : nullptr;
+        path.remove_prefix(slash == std::string_view::npos ? path.size() : slash + 1);
+    }
+    return here;
+}
+
+void Dir::zeroReferencesIs(bool zero) {
+    EntityOver::zeroReferencesIs(zero);
+    if (hasSoleHolder()) {
+        entryDelAll();
+    }
+}
+
+} // namespace Kor

@@ -1,0 +1,43 @@
+#pragma once
+
+/// Kor::Dir, a directory of entities by name: the root of a process's tree, and its branches.
+///
+///     auto root = Kor::makePtr<Kor::Dir>("loam");
+///     root->entityIs(lifAppConfigDirFactory("lifConfig"));
+///     root->entry("lifConfig")->fullName();                 // "loam/lifConfig"
+///     root->at("lifConfig");                                // the same, by a path of names
+///
+/// A directory holds its entities, is their parent while they are in it, and lets them go when it ends. Its
+/// reactors hear onEntry(name). One thread.
+
+#include "reflect/DirNames.h"
+#include "reflect/EntityPattern.h"
+
+namespace Kor {
+
+class __attribute__((visibility("default"))) Dir final
+    : public EntityOf<Dir, ReferenceMap<name::entry, Name, Entity>> {
+public:
+    using EntityOver::EntityOver;
+    ~Dir() override;
+
+    /// Puts an entity in under its own name. Nothing happens if it is there. Raises Kor::NameInUseException
+    /// if another one has the name, and Kor::RangeException for an entity without a name.
+    void entityIs(Ptr<Entity> const& entity);
+    /// As entityIs for an entity whose name is `name`; a null entity takes out what is there.
+    void entryIs(Name const& name, Ptr<Entity> const& entity);
+    Ptr<Entity> entryDel(Name const& name);
+    void entryDelAll();
+    /// The entity that a path of names with slashes leads to, from this directory on through others; null if
+    /// there is none. The empty path is the directory itself.
+    Ptr<Entity> at(std::string_view path);
+
+    bool korHasAttrLogInterface() const override { return false; }
+    void zeroReferencesIs(bool zero) override;
+
+private:
+    using EntityOver::entryIterator;
+    using EntityOver::newEntry;
+};
+
+} // namespace Kor

@@ -1,0 +1,41 @@
+#include "reflect/TypeModule.h"
+#include "reflect/TypeOf.h"
+
+namespace Kor {
+
+namespace {
+
+/// Attributes of every entity. The ids between are those of records of the attribute log.
+constexpr AttributeSpec entityAttributes[] = {
+    {"name", Entity::nameAttr, AttributeProfile::fixed, fwkTypeOf<Name>},
+    {"version", Entity::versionAttr, AttributeProfile::operation, fwkTypeOf<U32>},
+    {"mutableReads", Entity::mutableReadsAttr, AttributeProfile::operation, fwkTypeOf<U32>},
+    {"fullName", Entity::fullNameAttr, AttributeProfile::operation, fwkTypeOf<String8>},
+    {"korNboAttrLogSaForMsgChannel", 153, AttributeProfile::virtualOperation, fwkTypeOf<Builtin<void*>>},
+    {"korHasAttrLogInterface", Entity::korHasAttrLogInterfaceAttr, AttributeProfile::virtualOperation,
+     fwkTypeOf<bool>},
+};
+
+constexpr ArgumentSpec entityArguments[] = {{"name", "Kor::Name"}};
+
+} // namespace
+
+template <>
+struct detail::SpecOf<Entity> {
+    static constexpr TypeSpec spec{
+        sizeof(Entity), {.isEntity = true, .hasGenericIfSupport = true}, entityArguments, entityAttributes};
+};
+
+template <>
+struct detail::SpecOf<PtrInterface> {
+    static constexpr TypeSpec spec{sizeof(PtrInterface), {.hasGenericIfSupport = true}, {}, {}};
+};
+
+TypeModule& frameworkTypes() {
+    using Types =
+        TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, String8, Name, PtrInterface, Entity>;
+    static TypeModule module(Types::seeds<TypeOf>);
+    return module;
+}
+
+} // namespace Kor

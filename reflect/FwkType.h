@@ -1,0 +1,90 @@
+#pragma once
+
+/// The type object of a type, found from its C++ name:
+///
+///     Kor::KorType* type = Kor::fwkTypeOf<Hardware::LoamTunnel::AradLifEntry>();     // also AradLifEntry::_fwkType()
+///
+/// A type object is made the first time that anybody asks for it, never ends, and is the same one in every
+/// library of the process. What it tells is in reflect/KorType.h, which only those need to include who ask.
+/// After the first call this is a load and a test. One thread at a time until the libraries are loaded, any
+/// thread from then on.
+
+#include "reflect/TypeName.h"
+
+#include <concepts>
+#include <type_traits>
+
+namespace Kor {
+
+class Entity;
+class KorType;
+class PtrInterface;
+
+/// What is known of a type before it has a type object.
+struct TypeSeed {
+    using Get = KorType* (*)();
+    using Make = KorType* (*)(TypeSeed const& seed);
+
+    std::string_view name;
+    /// The base type's object; null for a type without a base.
+    Get base;
+    /// Makes the object of the class that knows the type; null where only the name is known.
+    Make make = nullptr;
+};
+
+/// The type object of that name, made if there is none: by the module that lists the type
+/// (reflect/TypeModule.h), else by the seed, else a bare one with a name and a base.
+[[gnu::visibility("default")]] KorType* typeOfSeed(TypeSeed const& seed);
+
+template <class T>
+KorType* fwkTypeOf();
+
+namespace detail {
+
+/// The type that T's type object names as its base, or void.
+template <class T>
+struct BaseType {
+    using type = void;
+};
+template <class T>
+requires requires {
+    typename T::BaseValue;
+}
+struct BaseType<T> {
+    using type = typename T::BaseValue;
+};
+// Classes that are slipped in between two entities to add virtual operations have no type object.
+template <class T>
+requires requires {
+    typename T::BaseEntity;
+}
+struct BaseType<T> {
+    using Base = typename T::BaseEntity;
+    using type = std::conditional_t < requires { typename Base::Attributes; }
+    , Base, std::conditional_t < std::derived_from<Base, Entity>, Entity, PtrInterface >> ;
+};
+
+template <class T>
+constexpr TypeSeed seedOf(TypeSeed::Make make = nullptr) {
+    using Base = typename BaseType<T>::type;
+    if constexpr (std::is_same_v<T, Entity>) {
+        return {typeName<T>(), fwkTypeOf<PtrInterface>, make};
+    } else if constexpr (std::is_void_v<Base>) {
+        return {typeName<T>(), nullptr, make};
+    } else {
+        return {typeName<T>(), fwkTypeOf<Base>, make};
+    }
+}
+
+} // namespace detail
+
+template <class T>
+KorType* fwkTypeOf() {
+    static KorType* type = nullptr;
+    if (type == nullptr) [[unlikely]] {
+        type = typeOfSeed(detail::seedOf<T>());
+    }
+    return type;
+}
+
+} // namespace Kor
