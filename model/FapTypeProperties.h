@@ -15,6 +15,7 @@
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/FapType.h"
+#include "platform/SmDataNames.h"
 #include "values/AradLifIndex.h"
 
 // clang-format off
@@ -43,20 +44,27 @@ class __attribute__((visibility("default"))) FapTypePropertySet
           VirtualSingleton<name::evecProfileSize, U32>,
           VirtualSingleton<name::lifEntriesPerBank, U32>,
           VirtualSingleton<name::tcamEntriesPerBank, U32>,
-          Kor::Operation<name::lifBankFromIndex, U8(Arg<name::lifIndex, AradLifIndex>)>,
-          Kor::Operation<name::lifOffsetFromIndex, U32(Arg<name::lifIndex, AradLifIndex>)>,
-          Kor::Operation<name::lifDnldIndexToDmaAddr, U32(Arg<name::dmaAddrBase, U32>, Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>, Arg<name::entrySize, U32>)>,
-          Kor::Operation<name::lifDnldIndexToLifBank, U32(Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>)>,
-          Kor::Operation<name::lifDnldIndexToLifOffset, U32(Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>)>> {
+          Kor::VirtualOperation<name::lifBankFromIndex, U8(Arg<name::lifIndex, AradLifIndex>)>,
+          Kor::VirtualOperation<name::lifOffsetFromIndex, U32(Arg<name::lifIndex, AradLifIndex>)>,
+          Kor::VirtualOperation<name::lifDnldIndexToDmaAddr, U32(Arg<name::dmaAddrBase, U32>, Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>, Arg<name::entrySize, U32>)>,
+          Kor::VirtualOperation<name::lifDnldIndexToLifBank, U32(Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>)>,
+          Kor::VirtualOperation<name::lifDnldIndexToLifOffset, U32(Arg<name::dnldIndex, U32>, Arg<name::dnldSize, U32>)>> {
 public:
+    static constexpr std::string_view korTypeName = "Hardware::LoamTunnel::FapTypeProperties::Properties";
     using EntityOver::EntityOver;
 };
 
 /// The arithmetic of a family, over the sizes.
 template <class Family>
-class FapTypePropertySetOf : public Kor::EntityOver<Family, FapTypePropertySet> {
+class __attribute__((visibility("default"))) FapTypePropertySetOf
+    : public Kor::EntityOver<Family, FapTypePropertySet,
+          Kor::Override<name::lifBankFromIndex>,
+          Kor::Override<name::lifOffsetFromIndex>,
+          Kor::Override<name::lifDnldIndexToDmaAddr>,
+          Kor::Override<name::lifDnldIndexToLifBank>,
+          Kor::Override<name::lifDnldIndexToLifOffset>> {
 public:
-    using Kor::EntityOver<Family, FapTypePropertySet>::EntityOver;
+    using FapTypePropertySetOf::EntityOver::EntityOver;
 
     U8 lifBankFromIndex(AradLifIndex const& lifIndex) const override;
     U32 lifOffsetFromIndex(AradLifIndex const& lifIndex) const override;
@@ -69,6 +77,7 @@ public:
 class __attribute__((visibility("default"))) AradFapTypeProperties final
     : public FapTypePropertySetOf<AradFapTypeProperties> {
 public:
+    static constexpr std::string_view korTypeName = "Hardware::LoamTunnel::FapTypeProperties::AradProperties";
     using FapTypePropertySetOf::FapTypePropertySetOf;
 };
 
@@ -76,6 +85,8 @@ public:
 class __attribute__((visibility("default"))) JerichoFapTypeProperties final
     : public FapTypePropertySetOf<JerichoFapTypeProperties> {
 public:
+    static constexpr std::string_view korTypeName =
+        "Hardware::LoamTunnel::FapTypeProperties::JerichoProperties";
     using FapTypePropertySetOf::FapTypePropertySetOf;
 };
 

@@ -157,14 +157,14 @@ struct EntityForms;
             void x##Notify(U32 key) { this->Level::notify(key); }                                            \
         };                                                                                                   \
                                                                                                              \
-        template <class Base>                                                                                \
-        struct ScalarHooks : Base {                                                                          \
+        template <class At>                                                                                  \
+        struct ScalarHooks : At::Below {                                                                     \
             virtual void on##X() {}                                                                          \
         };                                                                                                   \
                                                                                                              \
-        template <class Base, class KeyType>                                                                 \
-        struct KeyedHooks : Base {                                                                           \
-            virtual void on##X(KeyType const& /*key*/) {}                                                    \
+        template <class At>                                                                                  \
+        struct KeyedHooks : At::Below {                                                                      \
+            virtual void on##X(typename At::Attribute::Key const& /*key*/) {}                                \
             virtual void on##X##korImmediate() {}                                                            \
             virtual void on##X() {}                                                                          \
         };                                                                                                   \

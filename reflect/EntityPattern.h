@@ -59,6 +59,8 @@
 #include "runtime/NotifieeOf.h"
 
 #include <concepts>
+#include <initializer_list>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -192,6 +194,45 @@ constexpr int derivationLevel() {
     }
 }
 
+/// The constructor's argument on its way down: to the key attribute, if there is one, or else to the base.
+template <class Argument>
+struct Start {
+    Argument argument;
+};
+template <>
+struct Start<void> {};
+
+/// What an entity class over `Base` takes if it has no key attribute.
+template <class Base>
+consteval auto baseArgument() {
+    if constexpr (requires { typename Base::ConstructorArgument; }) {
+        return std::type_identity<typename Base::ConstructorArgument>();
+    } else if constexpr (std::derived_from<Base, Entity>) {
+        return std::type_identity<Name>();
+    } else {
+        return std::type_identity<void>();
+    }
+}
+template <class List>
+inline constexpr bool hasKey = false;
+template <class N, class T, class... Rest>
+inline constexpr bool hasKey<AttributeList<KeyAttribute<N, T>, Rest...>> = true;
+template <class N, class T, class... Rest>
+inline constexpr bool hasKey<AttributeList<FixedAttribute<N, T>, Rest...>> = true;
+
+template <class Base, class List>
+struct ArgumentOf {
+    using type = typename decltype(baseArgument<Base>())::type;
+};
+template <class Base, class N, class T, class... Rest>
+struct ArgumentOf<Base, AttributeList<KeyAttribute<N, T>, Rest...>> {
+    using type = T;
+};
+template <class Base, class N, class T, class... Rest>
+struct ArgumentOf<Base, AttributeList<FixedAttribute<N, T>, Rest...>> {
+    using type = T;
+};
+
 // Levels: each attribute adds one to the chain of bases, with its storage and its logic. A name's form lies
 // on top.
 
@@ -202,13 +243,16 @@ public:
     using Prev::Prev;
 
 protected:
-    static constexpr bool isEntity = std::derived_from<Prev, Entity>;
-
     Self& self() { return static_cast<Self&>(*this); }
     Self const& self() const { return static_cast<Self const&>(*this); }
     void raiseVersion() {
-        if constexpr (isEntity) {
-            this->versionInc();
+        if constexpr (std::derived_from<Self, Entity>) {
+            EntityAccess::versionInc(self());
+        }
+    }
+    void countMutableRead() {
+        if constexpr (std::derived_from<Self, Entity>) {
+            EntityAccess::mutableReadsInc(self());
         }
     }
     template <class... K>
@@ -229,7 +273,7 @@ template <class Prev, class Self, class A>
 class FixedLevel : public Prev {
 public:
     using KeyType = typename A::Type;
-    explicit FixedLevel(KeyType key) : key_(std::move(key)) {}
+    explicit FixedLevel(Start<KeyType> start) : Prev(Start<void>()), key_(std::move(start.argument)) {}
 
 protected:
     KeyType const& key() const noexcept { return key_; }
@@ -277,7 +321,7 @@ public:
 
 protected:
     Value get() {
-        this->mutableReadsInc();
+        this->countMutableRead();
         return this->value();
     }
     ValueConst get() const { return this->value(); }
@@ -446,9 +490,7 @@ public:
 
 protected:
     Ptr<Node> get(KeyType const& key) {
-        if constexpr (Base::isEntity) {
-            this->mutableReadsInc();
-        }
+        this->countMutableRead();
         return this->Base::map().member(key);
     }
     Ptr<Node const> get(KeyType const& key) const { return this->Base::map().member(key); }
@@ -494,9 +536,7 @@ public:
 
 protected:
     Value get(KeyType const& key) {
-        if constexpr (Base::isEntity) {
-            this->mutableReadsInc();
-        }
+        this->countMutableRead();
         return this->Base::get(key);
     }
     ValueConst get(KeyType const& key) const { return this->Base::get(key); }
@@ -653,22 +693,59 @@ struct AttributeAt;
 template <std::size_t I, class... A>
 struct AttributeAt<I, AttributeList<A...>> : std::tuple_element<I, std::tuple<A...>> {};
 
-/// The base class and the levels of the first `I` attributes. Known by its place in the list and not by
-/// what is below, so that the names of long lists stay short.
-template <class Self, class Base, class List, std::size_t I>
+/// The levels of the first `I` attributes, on `Bottom`. Known by its place in the list and not by what is
+/// below, so that the names of long lists stay short.
+template <class Self, class Bottom, class List, std::size_t I>
 class Stack;
-template <class Self, class Base, class List>
-class Stack<Self, Base, List, 0> : public Base {
+template <class Self, class Bottom, class List>
+class Stack<Self, Bottom, List, 0> : public Bottom {
 public:
-    using Base::Base;
+    explicit Stack(Start<void>) {}
+    template <class Argument>
+    explicit Stack(Start<Argument> start) : Bottom(std::move(start.argument)) {}
 };
-template <class Self, class Base, class List, std::size_t I>
-using LevelAt = typename LevelOf<Stack<Self, Base, List, I - 1>, Self,
+template <class Self, class Bottom, class List, std::size_t I>
+using LevelAt = typename LevelOf<Stack<Self, Bottom, List, I - 1>, Self,
                                  typename AttributeAt<I - 1, PlainList<List>>::type>::type;
-template <class Self, class Base, class List, std::size_t I>
-class Stack : public LevelAt<Self, Base, List, I> {
+template <class Self, class Bottom, class List, std::size_t I>
+class Stack : public LevelAt<Self, Bottom, List, I> {
 public:
-    using LevelAt<Self, Base, List, I>::LevelAt;
+    // Inherited instead, through all levels, it takes g++ minutes.
+    template <class Argument>
+    explicit Stack(Start<Argument> start) : LevelAt<Self, Bottom, List, I>(std::move(start)) {}
+};
+
+template <class A>
+inline constexpr bool isVirtual = false;
+template <class N, class T, auto... I>
+inline constexpr bool isVirtual<VirtualSingleton<N, T, I...>> = true;
+
+template <class... A>
+consteval bool anyVirtual(AttributeList<A...>) {
+    return (isVirtual<A> || ...);
+}
+
+class Nothing {};
+
+/// The base class and the attributes behind it. They stand beside it and not on it, since a long chain of
+/// classes with virtual functions takes g++ minutes at -Wall.
+template <class Self, class Base, class List>
+class Body : public Base, public Stack<Self, Nothing, List, PlainList<List>::size> {
+    using Attributes = Stack<Self, Nothing, List, PlainList<List>::size>;
+
+public:
+    explicit Body(Start<void>) : Attributes(Start<void>()) {}
+    template <class Argument>
+    explicit Body(Start<Argument> start) : Base(std::move(start.argument)), Attributes(Start<void>()) {}
+    template <class Argument>
+    requires(hasKey<PlainList<List>>) explicit Body(Start<Argument> start) : Attributes(std::move(start)) {}
+};
+/// Virtual setters have their slots behind those of the base.
+template <class Self, class Base, class List>
+requires(anyVirtual(PlainList<List>())) class Body<Self, Base, List>
+    : public Stack<Self, Base, List, PlainList<List>::size> {
+public:
+    using Stack<Self, Base, List, PlainList<List>::size>::Stack;
 };
 
 template <class A>
@@ -680,29 +757,39 @@ constexpr bool hasKind(EntityAttributeKind kind) {
     }
 }
 
-template <class Base, class A>
-struct HooksOf {
-    using type = Base;
-};
-template <class Base, class A>
-requires(hasKind<A>(EntityAttributeKind::singleton)) struct HooksOf<Base, A> {
-    using type = typename EntityForms<typename A::Name>::template ScalarHooks<Base>;
-};
-template <class Base, class A>
-requires(hasKind<A>(EntityAttributeKind::map)) struct HooksOf<Base, A> {
-    using type = typename EntityForms<typename A::Name>::template KeyedHooks<Base, typename A::Key>;
+/// The hooks of the first `I` attributes of a list, on the reactor class `Root`.
+template <class Root, class List, std::size_t I>
+struct HooksAt;
+
+/// Where the hooks of one attribute stand. Known by its place in the list, as a level is.
+template <class Root, class List, std::size_t I>
+struct HookPlace {
+    using Attribute = typename AttributeAt<I - 1, PlainList<List>>::type;
+    using Below = typename HooksAt<Root, List, I - 1>::type;
 };
 
-/// A reactor class `Base` with the hooks of the first `I` attributes.
-template <class Base, class List, std::size_t I>
-class Hooks;
+template <class Place, class A>
+struct HooksOf {
+    using type = typename Place::Below;
+};
+template <class Place, class A>
+requires(hasKind<A>(EntityAttributeKind::singleton)) struct HooksOf<Place, A> {
+    using type = typename EntityForms<typename A::Name>::template ScalarHooks<Place>;
+};
+template <class Place, class A>
+requires(hasKind<A>(EntityAttributeKind::map)) struct HooksOf<Place, A> {
+    using type = typename EntityForms<typename A::Name>::template KeyedHooks<Place>;
+};
+
+template <class Root, class List>
+struct HooksAt<Root, List, 0> {
+    using type = Root;
+};
+template <class Root, class List, std::size_t I>
+struct HooksAt : HooksOf<HookPlace<Root, List, I>, typename HookPlace<Root, List, I>::Attribute> {};
+
 template <class Base, class List>
-class Hooks<Base, List, 0> : public Base {};
-template <class Base, class List, std::size_t I>
-class Hooks
-    : public HooksOf<Hooks<Base, List, I - 1>, typename AttributeAt<I - 1, PlainList<List>>::type>::type {};
-template <class Base, class List>
-using AllHooks = Hooks<Base, List, PlainList<List>::size>;
+using AllHooks = typename HooksAt<Base, List, PlainList<List>::size>::type;
 
 /// The keys of the keyed attributes, in order.
 template <class Keys, class List>
@@ -738,9 +825,9 @@ class ReactorRoot
 /// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for its reactors and for the map of a
 /// parent.
 template <class Self, class Base, class List>
-class Reactors : public Stack<Self, Base, List, PlainList<List>::size> {
+class Reactors : public Body<Self, Base, List> {
 public:
-    using Stack<Self, Base, List, PlainList<List>::size>::Stack;
+    using Body<Self, Base, List>::Body;
 
     class NotifieeConst : public AllHooks<ReactorRoot<NotifieeConst, Self, Base, List>, List> {};
 
@@ -778,10 +865,9 @@ private:
 
 /// An entity below another one has that one's list; its reactors add hooks to that one's.
 template <class Self, class Base, class List>
-requires(derivationLevel<Base>() > 1) class Reactors<Self, Base, List>
-    : public Stack<Self, Base, List, PlainList<List>::size> {
+requires(derivationLevel<Base>() > 1) class Reactors<Self, Base, List> : public Body<Self, Base, List> {
 public:
-    using Stack<Self, Base, List, PlainList<List>::size>::Stack;
+    using Body<Self, Base, List>::Body;
 
     class NotifieeConst : public AllHooks<MoreKeys<typename Base::NotifieeConst, List>, List> {};
 };
@@ -860,7 +946,14 @@ public:
         }
     };
 
-    using Below::Below;
+    /// The type of the key attribute, Kor::Name for the name, or void.
+    using ConstructorArgument = typename detail::ArgumentOf<Base, Attributes>::type;
+
+    EntityOver() requires(std::is_void_v<ConstructorArgument> || std::is_same_v<ConstructorArgument, Name>)
+        : Below(detail::Start<ConstructorArgument>()) {}
+    template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
+    explicit EntityOver(std::type_identity_t<Argument> argument)
+        : Below(detail::Start<Argument>{std::move(argument)}) {}
 
     /// Children that came in while the entity was ending lose their parent, untold.
     ~EntityOver() override {
@@ -879,8 +972,13 @@ public:
     static constexpr AttributeId attributeIdOf() {
         if constexpr (declares<NameType>(Attributes())) {
             return []<class... Each>(AttributeList<Each...>) {
+                // Arrays: g++ takes minutes for a long chain of || whose operands have effects.
+                constexpr bool isNamed[] = {isNewAs<Each, NameType>...};
+                constexpr bool hasId[] = {isNew<Each>...};
                 AttributeId id = firstAttributeId;
-                static_cast<void>(((isNewAs<Each, NameType> || (++id, false)) || ...));
+                for (std::size_t place = 0; !isNamed[place]; ++place) {
+                    id += hasId[place];
+                }
                 return id;
             }(Attributes());
         } else {
@@ -891,12 +989,15 @@ public:
     /// The name of an own attribute; null for any other id.
     static constexpr char const* ownAttributeName(AttributeId attribute) {
         return [attribute]<class... Each>(AttributeList<Each...>) {
-            char const* name = nullptr;
-            [[maybe_unused]] AttributeId id = firstAttributeId;
-            static_cast<void>(((!std::is_same_v<Each, Override<typename Each::Name>> && attribute == id++ &&
-                                (name = Each::Name::text, true)) ||
-                               ...));
-            return name;
+            constexpr char const* names[] = {Each::Name::text..., nullptr};
+            constexpr bool hasId[] = {isNew<Each>..., false};
+            AttributeId id = firstAttributeId;
+            for (std::size_t place = 0; place < sizeof...(Each); ++place) {
+                if (hasId[place] && id++ == attribute) {
+                    return names[place];
+                }
+            }
+            return static_cast<char const*>(nullptr);
         }(Attributes());
     }
 
@@ -910,9 +1011,10 @@ public:
     }
 
 private:
+    template <class Attribute>
+    static constexpr bool isNew = !std::is_same_v<Attribute, Override<typename Attribute::Name>>;
     template <class Attribute, class NameType>
-    static constexpr bool isNewAs =
-        std::is_same_v<typename Attribute::Name, NameType> && !std::is_same_v<Attribute, Override<NameType>>;
+    static constexpr bool isNewAs = std::is_same_v<typename Attribute::Name, NameType>&& isNew<Attribute>;
 
     template <class NameType, class... Each>
     static consteval bool declares(AttributeList<Each...>) {
@@ -921,7 +1023,8 @@ private:
 
     template <class... Each>
     void delAllChildren(AttributeList<Each...>) {
-        (delAllChildrenOf<Each>(), ...);
+        // As a list: g++ looks at each pair of the operands of a comma.
+        static_cast<void>(std::initializer_list<int>{(delAllChildrenOf<Each>(), 0)...});
     }
     template <class Attribute>
     void delAllChildrenOf() {

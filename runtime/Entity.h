@@ -90,11 +90,19 @@ protected:
     void mutableReadsInc() const noexcept { ++mutableReads_; }
 
 private:
+    friend struct EntityAccess;
+
     Name name_;
     U32 version_ = 0;
     mutable U32 mutableReads_ = 0;
     AttributeId parentAttrId_ = noParentAttr;
     Entity* parent_ = nullptr;
+};
+
+/// How the attributes of an entity reach its counters.
+struct EntityAccess {
+    static void versionInc(Entity& entity) noexcept { entity.versionInc(); }
+    static void mutableReadsInc(Entity& entity) noexcept { entity.mutableReadsInc(); }
 };
 
 /// The root of the reactors of entities.

@@ -24,4 +24,19 @@ public:
     }
 };
 
+/// A VLAN: 1 to 4094. Any other number raises Kor::RangeException.
+class VlanId : public Kor::ValueOf<VlanId, Kor::Settable<Kor::name::value, Kor::U16, 1>>,
+               public Kor::Ordered<VlanId>,
+               public Kor::Hashed<VlanId> {
+public:
+    constexpr VlanId() = default;
+    constexpr explicit VlanId(Kor::U16 value) : ValueOf(value) { korCheck(); }
+
+    constexpr void korCheck() const {
+        if (value() < 1 || value() > 4094) {
+            Kor::throwRangeException("VlanId::value < 1 or > 4094 not allowed");
+        }
+    }
+};
+
 } // namespace Bridging

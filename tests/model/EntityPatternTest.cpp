@@ -53,7 +53,6 @@ struct ValueMapKind {
     static U32 read(X const& x, U32 n) { return x.lifEntry(lif(n)).index(); }
     static U32 del(X& x, U32 n) { return x.lifEntryDel(lif(n)).index(); }
     static void delAll(X& x) { x.lifEntryDelAll(); }
-    static void notify(X& x, U32 n) { x.lifEntryNotify(lif(n)); }
     static auto const& map(X const& x) { return x.lifEntryMap(); }
     static constexpr U32 absent = AradLifIndex::null;
     struct Reactor : Recorder<X, Key> {
@@ -73,7 +72,6 @@ struct CountedMapKind {
     static U32 read(X const& x, U32 n) { return x.reqCount(lif(n)); }
     static U32 del(X& x, U32 n) { return x.reqCountDel(lif(n)); }
     static void delAll(X& x) { x.reqCountDelAll(); }
-    static void notify(X& x, U32 n) { x.reqCountNotify(lif(n)); }
     static auto const& map(X const& x) { return x.reqCountMap(); }
     static constexpr U32 absent = 0;
     struct Reactor : Recorder<X, Key> {
@@ -93,7 +91,6 @@ struct KeyedMapKind {
     static U32 read(X const& x, U32 n) { return x.entry(slot(n)).format().value() & 0x3ffff; }
     static U32 del(X& x, U32 n) { return x.entryDel(slot(n)).format().value() & 0x3ffff; }
     static void delAll(X& x) { x.entryDelAll(); }
-    static void notify(X& x, U32 n) { x.entryNotify(slot(n)); }
     static auto const& map(X const& x) { return x.entryMap(); }
     static constexpr U32 absent = 0;
     struct Reactor : Recorder<X, Key> {
@@ -117,7 +114,6 @@ struct ReferenceMapKind {
     static U32 read(X& x, U32 n) { return number(x.properties(key(n))); }
     static U32 del(X& x, U32 n) { return number(x.propertiesDel(key(n))); }
     static void delAll(X& x) { x.propertiesDelAll(); }
-    static void notify(X& x, U32 n) { x.propertiesNotify(key(n)); }
     static auto const& map(X const& x) { return x.propertiesMap(); }
     static constexpr U32 absent = 0;
     struct Reactor : Recorder<X, Key> {
@@ -173,21 +169,6 @@ TYPED_TEST(Change, IsStoredThenToldOnceWithItsKey) {
     EXPECT_EQ(this->changes(), 3u);
     EXPECT_EQ(this->reactor->keys, std::vector(3, TypeParam::key(3)));
     EXPECT_EQ(this->reactor->present, (std::vector{true, true, false}));
-}
-
-TYPED_TEST(Change, ThatChangesNothingHasNoEffect) {
-    EXPECT_EQ(TypeParam::del(*this->x, 3), TypeParam::absent);
-    TypeParam::delAll(*this->x);
-    TypeParam::write(*this->x, 3, 7);
-    TypeParam::write(*this->x, 3, 7);
-    EXPECT_EQ(this->changes(), 1u);
-    EXPECT_EQ(this->reactor->keys.size(), 1u);
-    TypeParam::del(*this->x, 3);
-    EXPECT_EQ(TypeParam::del(*this->x, 3), TypeParam::absent);
-    EXPECT_EQ(this->changes(), 2u);
-    TypeParam::notify(*this->x, 5); // tells, and nothing else
-    EXPECT_EQ(this->changes(), 2u);
-    EXPECT_EQ(this->reactor->keys.back(), TypeParam::key(5));
 }
 
 TYPED_TEST(Change, OfAllIsToldOneByOneAlsoWhenAReactorInterferes) {
@@ -307,36 +288,13 @@ TEST(Children, AreMadeHeldAndLetGoByTheirParent) {
     EXPECT_EQ(orphan->references(), 1u);
 }
 
-TEST(Singletons, AreToldWithoutAKey) {
-    struct Reactor : FapTypeProperties::Properties::Notifiee {
-        std::vector<int> heard;
-        void onIsemHwSize() override { heard.push_back(1); }
-        void onTcamEntriesPerBank() override { heard.push_back(2); }
-    };
-    auto set = FapTypeProperties::jerichoPropertiesFactory(Loam::fapTypeJericho);
-    auto reactor = Kor::makePtr<Reactor>();
-    reactor->isRegisteredNotifieeIs(true);
-    reactor->notifierIs(set);
-    set->isemHwSizeIs(0);
-    EXPECT_EQ(set->version(), 0u);
-    set->tcamEntriesPerBankIs(5);
-    set->isemHwSizeIs(7);
-    EXPECT_EQ(set->version(), 2u);
-    EXPECT_EQ(reactor->heard, (std::vector{2, 1}));
-    EXPECT_EQ(set->attributeString(263), "tcamEntriesPerBank");
-    EXPECT_EQ(set->attributeString(258), "fapType");
-    reactor->notifierIs(nullptr);
-}
-
-TEST(Attributes, AreCountedByTheLevelOfDerivation) {
+TEST(Ids, AreCountedByTheLevelOfDerivation) {
     EXPECT_EQ(LifAppConfig::attributeIdOf<Kor::name::app>(), 258);
     EXPECT_EQ(LifAppConfig::attributeIdOf<Kor::name::reqCount>(), 259);
     EXPECT_EQ(FapTypeProperties::Properties::attributeIdOf<Kor::name::lifBankFromIndex>(), 264);
     EXPECT_EQ(FapTypeProperties::attributeIdOf<Kor::name::initialized>(), 259);
     EXPECT_EQ(FapTypeProperties::AradProperties::firstAttributeId, 386);
     auto status = evecStatusFactory("e");
-    EXPECT_EQ(status->attributeString(259), "owner");
-    EXPECT_EQ(status->attributeString(260), "unknown");
     status->entryIs(EvecEntry(slot(1)));
     status->ownerIs(EvecOwner(slot(1), Loam::vtAppMpls));
     EXPECT_EQ(status->version(), 2u); // two maps, one version

@@ -1,3 +1,4 @@
+#include "support/Refusal.h"
 #include "support/Values.h"
 
 #include <gtest/gtest.h>
@@ -12,12 +13,7 @@ using support::randomValue;
 
 template <class T>
 std::string refusal(std::string const& text) {
-    try {
-        strepToValue<T>(String8(text));
-    } catch (RangeException const& exception) {
-        return exception.what();
-    }
-    return "accepted";
+    return support::refusal([&] { strepToValue<T>(String8(text)); });
 }
 
 /// The text with its outermost attributes in reverse order, and blanks around every token.

@@ -3,6 +3,7 @@
 /// Every value type of the model, and random values of each, so that what holds for all of them is tested
 /// once.
 
+#include "platform/Fen/SmData.h"
 #include "support/Random.h"
 #include "values/LoamTunnelTypes.h"
 
@@ -40,6 +41,14 @@ T randomValue(Random& random) {
         return static_cast<T>(all[random.below(static_cast<Kor::U32>(all.size()))].number);
     } else if constexpr (std::is_integral_v<T>) {
         return static_cast<T>(random.next() >> random.below(64));
+    } else if constexpr (std::is_same_v<T, Kor::Name>) {
+        return Kor::Name(std::to_string(random.next()).c_str());
+    } else if constexpr (std::is_same_v<T, Fen::FenPortList>) {
+        std::vector<Lumen::IntfId> ports(1 + random.below(4));
+        for (auto& port : ports) {
+            port = randomValue<Lumen::IntfId>(random);
+        }
+        return Fen::FenPortList(ports);
     } else if constexpr (std::is_same_v<T, Lumen::IpAddr>) {
         return Lumen::IpAddr(static_cast<Kor::U32>(random.next()));
     } else if constexpr (std::is_same_v<T, Lumen::IntfId>) {

@@ -1,6 +1,7 @@
 #include "platform/Hardware/ChipType.h"
 #include "platform/Hardware/Loam/DestinationId.h"
 #include "platform/LoamLib/LoamLibCommonUtils.h"
+#include "support/Refusal.h"
 #include "values/LifType.h"
 
 #include <gtest/gtest.h>
@@ -13,12 +14,7 @@ using namespace Hardware::LoamTunnel;
 
 template <class E>
 std::string refusal(E (*instance)(unsigned), unsigned number) {
-    try {
-        instance(number);
-    } catch (Kor::RangeException const& exception) {
-        return exception.what();
-    }
-    return "accepted";
+    return support::refusal([&] { instance(number); });
 }
 
 TEST(Enumeration, TakesItsOwnNumbersAndNamesAndNoOther) {

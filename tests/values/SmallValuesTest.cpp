@@ -1,4 +1,5 @@
 #include "support/Random.h"
+#include "support/Refusal.h"
 #include "values/LoamTunnelTypes.h"
 
 #include <gtest/gtest.h>
@@ -10,16 +11,7 @@ using namespace Hardware;
 using namespace Hardware::LoamTunnel;
 using Lumen::IntfId;
 using Lumen::IpAddr;
-
-template <class Attempt>
-std::string refusal(Attempt const& attempt) {
-    try {
-        attempt();
-    } catch (Kor::RangeException const& exception) {
-        return exception.what();
-    }
-    return "accepted";
-}
+using support::refusal;
 
 std::string textOf(auto const& value) {
     return valueToStrep(value).charPtr();

@@ -1,5 +1,6 @@
 #include "../bench/HandWrittenPairs.h"
 #include "support/Random.h"
+#include "support/Refusal.h"
 #include "tables/LoamTunnelMetaInfo.h"
 #include "values/LoamTunnelTypes.h"
 
@@ -11,19 +12,10 @@ namespace {
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
 using Sideband::Fapmask;
+using support::refusal;
 
 constexpr ChipType supported[] = {aradChip3,    aradChip4,    jerichoChip5, jerichoChip7,
                                   jerichoChip8, jerichoChip9, jerichoChip10};
-
-template <class Attempt>
-std::string refusal(Attempt const& attempt) {
-    try {
-        attempt();
-    } catch (Kor::RangeException const& exception) {
-        return exception.what();
-    }
-    return "accepted";
-}
 
 TEST(Encoders, WritePairsAsByHandOnEveryChipAndLeaveOtherBits) {
     support::Random random;

@@ -1,4 +1,5 @@
 #include "platform/Hardware/Loam/FapType.h"
+#include "platform/Hardware/Loam/Ports.h"
 #include "platform/Hardware/Loam/VlanEdit.h"
 #include "platform/Hardware/Loam/VtAppId.h"
 
@@ -12,3 +13,9 @@ KOR_ENUMERATION_BODY(VlanTagFormat)
 KOR_ENUMERATION_BODY(VtAppId)
 
 } // namespace Hardware::Loam
+
+namespace Hardware::Loam::DrvHelper {
+
+KOR_ENUMERATION_BODY(PortState)
+
+} // namespace Hardware::Loam::DrvHelper

@@ -1,0 +1,35 @@
+#pragma once
+
+/// The egress VLAN edit commands that applications ask for.
+///
+///     auto dir = evecAppConfigDirFactory("evecConfig");
+///     dir->appConfigIs(Hardware::Loam::vtAppMpls)->entryIs(EvecEntry(key, format));
+///
+/// There is no answer for each application: what is in the hardware, and whose it is, stands in EvecStatus.
+
+#include "model/ModelNames.h"
+#include "platform/Hardware/Loam/VtAppId.h"
+#include "values/EvecEntry.h"
+
+// clang-format off
+namespace Hardware::LoamTunnel {
+
+class EvecAppConfig final
+    : public Kor::EntityOf<EvecAppConfig,
+          KeyAttribute<name::app, Loam::VtAppId>,
+          KeyedMap<name::entry, EvecEntry, name::key>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(evecAppConfigFactory, EvecAppConfig, Loam::VtAppId)
+
+class EvecAppConfigDir final
+    : public Kor::EntityOf<EvecAppConfigDir,
+          EntityMap<name::appConfig, EvecAppConfig>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(evecAppConfigDirFactory, EvecAppConfigDir, Kor::Name)
+
+} // namespace Hardware::LoamTunnel
+// clang-format on

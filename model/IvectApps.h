@@ -1,0 +1,53 @@
+#pragma once
+
+/// Which ingress VLAN edit command a packet gets: by interface profile and tag format, asked for and got by
+/// each application.
+///
+///     AradIhpIvectIndex place;
+///     place.setProfileAndFormat(Hardware::Loam::iveProfile3, Hardware::Loam::vlanTagC);
+///     config->configIs(place, command);                             // IvectAppConfig
+
+#include "model/ModelNames.h"
+#include "platform/Hardware/Loam/Indexes.h"
+#include "platform/Hardware/Loam/VtAppId.h"
+#include "values/AradIhpIvectIndex.h"
+
+// clang-format off
+namespace Hardware::LoamTunnel {
+
+class IvectAppConfig final
+    : public Kor::EntityOf<IvectAppConfig,
+          KeyAttribute<name::app, Loam::VtAppId>,
+          ValueMap<name::config, AradIhpIvectIndex, Loam::AradIvecIndex>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(ivectAppConfigFactory, IvectAppConfig, Loam::VtAppId)
+
+class IvectAppConfigDir final
+    : public Kor::EntityOf<IvectAppConfigDir,
+          EntityMap<name::appConfig, IvectAppConfig>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(ivectAppConfigDirFactory, IvectAppConfigDir, Kor::Name)
+
+class IvectAppStatus final
+    : public Kor::EntityOf<IvectAppStatus,
+          KeyAttribute<name::app, Loam::VtAppId>,
+          ValueMap<name::status, AradIhpIvectIndex, Loam::AradIvecIndex>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(ivectAppStatusFactory, IvectAppStatus, Loam::VtAppId)
+
+class IvectAppStatusDir final
+    : public Kor::EntityOf<IvectAppStatusDir,
+          EntityMap<name::appStatus, IvectAppStatus>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(ivectAppStatusDirFactory, IvectAppStatusDir, Kor::Name)
+
+} // namespace Hardware::LoamTunnel
+// clang-format on

@@ -1,0 +1,63 @@
+#pragma once
+
+/// Tag handling: popping and pushing, the rewrite of tag protocol identifiers, and the identifiers that
+/// applications want on interfaces.
+///
+///     tagPopPushConfig->appIs(Hardware::Loam::vtAppMpls, true);     // a flag for each application
+///     tagPopPushStatus->enabled();                                 // one for the whole
+///
+///     tpidConfig->entryIs(TpidVtAppConfigEntry(intf, Hardware::Loam::IntfTpid(0x88a8)));
+///
+/// TpidVtAppConfig and its directory are plain counted objects: they have no name, version, parent or
+/// attribute log, and asking the directory for a child that is there does nothing else.
+
+#include "model/ModelNames.h"
+#include "platform/Hardware/Loam/VtAppId.h"
+#include "values/TunnelEntries.h"
+
+// clang-format off
+namespace Hardware::LoamTunnel {
+
+class TagPopPushConfig final
+    : public Kor::EntityOf<TagPopPushConfig,
+          ValueMap<name::app, Loam::VtAppId, bool>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(tagPopPushConfigFactory, TagPopPushConfig, Kor::Name)
+
+class TagPopPushStatus final
+    : public Kor::EntityOf<TagPopPushStatus,
+          Singleton<name::enabled, bool>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(tagPopPushStatusFactory, TagPopPushStatus, Kor::Name)
+
+class TpidRewriteStatus final
+    : public Kor::EntityOf<TpidRewriteStatus,
+          Singleton<name::enabled, bool>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(tpidRewriteStatusFactory, TpidRewriteStatus, Kor::Name)
+
+class TpidVtAppConfig final
+    : public Kor::ObjectOf<TpidVtAppConfig,
+          KeyAttribute<name::app, Loam::VtAppId>,
+          KeyedMap<name::entry, TpidVtAppConfigEntry, name::intf>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(tpidVtAppConfigFactory, TpidVtAppConfig, Loam::VtAppId)
+
+class TpidVtAppConfigDir final
+    : public Kor::ObjectOf<TpidVtAppConfigDir,
+          EntityMap<name::appConfig, TpidVtAppConfig>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_PLAIN_FACTORY(tpidVtAppConfigDirFactory, TpidVtAppConfigDir)
+
+} // namespace Hardware::LoamTunnel
+// clang-format on

@@ -1,0 +1,26 @@
+#pragma once
+
+/// The chips on which tap aggregation runs in its normal mode. There are two classes of this name, one in
+/// Hardware::LoamTunnel and one in the global namespace: two types, told apart by their full names, with the
+/// same content.
+///
+///     auto mask = tapAggNormalFapMaskFactory();
+///     mask->fapMaskIs(Sideband::Fapmask::of({0, 1}));
+
+#include "model/ModelNames.h"
+#include "platform/Sideband/Fapmask.h"
+
+// clang-format off
+namespace Hardware::LoamTunnel {
+
+template <class Self>
+using TapAggNormalFapMaskOf = Kor::EntityOf<Self, Singleton<name::fapMask, Sideband::Fapmask>>;
+
+class TapAggNormalFapMask final : public TapAggNormalFapMaskOf<TapAggNormalFapMask> {};
+KOR_PLAIN_FACTORY(tapAggNormalFapMaskFactory, TapAggNormalFapMask)
+
+} // namespace Hardware::LoamTunnel
+
+class TapAggNormalFapMask final : public Hardware::LoamTunnel::TapAggNormalFapMaskOf<TapAggNormalFapMask> {};
+KOR_PLAIN_FACTORY(tapAggNormalFapMaskFactory, TapAggNormalFapMask)
+// clang-format on

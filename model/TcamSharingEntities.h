@@ -1,0 +1,34 @@
+#pragma once
+
+/// TCAM sharing: which policies are wanted on which interface, and what became of each.
+///
+///     config->requestIs(request, policy);                           // TcamSharingConfig
+///     status->response(request).result();                           // TcamSharingStatus, under the same key
+///
+/// The answer to a request is the one with an equal key; nothing else ties the two. A request without an answer
+/// reads as one with the default answer, `tcamSharingInsertDefault`.
+
+#include "model/ModelNames.h"
+#include "values/TcamSharing.h"
+
+// clang-format off
+namespace Hardware::LoamTunnel {
+
+class TcamSharingConfig final
+    : public Kor::EntityOf<TcamSharingConfig,
+          ValueMap<name::request, TcamSharingRequest, TcamSharingPolicyId>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(tcamSharingConfigFactory, TcamSharingConfig, Kor::Name)
+
+class TcamSharingStatus final
+    : public Kor::EntityOf<TcamSharingStatus,
+          ValueMap<name::response, TcamSharingRequest, TcamSharingResponse>> {
+public:
+    using EntityOver::EntityOver;
+};
+KOR_FACTORY(tcamSharingStatusFactory, TcamSharingStatus, Kor::Name)
+
+} // namespace Hardware::LoamTunnel
+// clang-format on

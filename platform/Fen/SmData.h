@@ -1,0 +1,130 @@
+#pragma once
+
+/// The types of the forwarding layer's state-machine data. The values are the least that a holder of them
+/// needs: default, comparison, text. What a helper or a configuration does is the forwarding layer's own
+/// affair; here they are objects that can be referred to.
+
+#include "platform/Lumen/IntfId.h"
+#include "platform/PlatformNames.h"
+#include "reflect/Enumeration.h"
+#include "reflect/Value.h"
+#include "runtime/PtrInterface.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Fen {
+
+using Kor::U16;
+using Kor::U32;
+using Kor::U64;
+using Kor::U8;
+
+/// What the forwarding hardware is doing.
+enum HwOperationalMode : U32 {
+    hwModeUnknown = 0,
+    hwModeStarting = 1,
+    hwModeActive = 2,
+    hwModeStandby = 3,
+    hwModeShutdown = 4,
+};
+KOR_ENUMERATION(HwOperationalMode)
+
+class __attribute__((visibility("default"))) VlanHelperBase : public Kor::PtrInterface {};
+class __attribute__((visibility("default"))) HwCliConfig : public Kor::PtrInterface {};
+
+/// The ports of a LAG, in order.
+///
+///     std::cout << Kor::valueToStrep(ports);        // 'Ethernet1,Ethernet2'
+class __attribute__((visibility("default"))) FenPortList {
+public:
+    FenPortList() = default;
+    explicit FenPortList(std::vector<Lumen::IntfId> ports) : ports_(std::move(ports)) {}
+
+    std::vector<Lumen::IntfId> const& ports() const noexcept { return ports_; }
+
+    /// The names in quotes, with commas between them.
+    void appendTextTo(std::string& text) const;
+    /// The list of such a text without its quotes, or none.
+    static std::optional<FenPortList> fromText(std::string_view text);
+
+    friend bool operator==(FenPortList const&, FenPortList const&) = default;
+
+private:
+    std::vector<Lumen::IntfId> ports_;
+};
+
+// clang-format off
+/// The tags of a port: its tag protocol identifier and the VLAN of untagged packets.
+class FenPortVlanTpidData
+    : public Kor::ValueOf<FenPortVlanTpidData,
+          Kor::Stored<Kor::name::tpid, U16, 0x8100>,
+          Kor::Stored<Kor::name::vlanId, U16>> {
+public:
+    using ValueOf::ValueOf;
+};
+
+/// Where the queue of free mirror sessions starts, and the position that the next one gets.
+class FreeMirrorSessionMetadata
+    : public Kor::ValueOf<FreeMirrorSessionMetadata,
+          Kor::Stored<Kor::name::head, U32>,
+          Kor::Stored<Kor::name::next, U32>> {
+public:
+    using ValueOf::ValueOf;
+};
+
+/// Fen::ParityEvent::Key: a row of a table.
+class ParityEventKey
+    : public Kor::ValueOf<ParityEventKey,
+          Kor::Stored<Kor::name::table, U32>,
+          Kor::Stored<Kor::name::row, U32>>,
+      public Kor::Ordered<ParityEventKey>,
+      public Kor::Hashed<ParityEventKey> {
+public:
+    static constexpr std::string_view korTypeName = "Fen::ParityEvent::Key";
+    using ValueOf::ValueOf;
+};
+
+/// How often a row was found with wrong parity.
+class ParityEvent
+    : public Kor::ValueOf<ParityEvent,
+          Kor::Stored<Kor::name::key, ParityEventKey>,
+          Kor::Stored<Kor::name::count, U32>> {
+public:
+    using Key = ParityEventKey;
+    using ValueOf::ValueOf;
+};
+
+/// The log levels of the chip's drivers, a word of bits.
+class BriskLogLevels : public Kor::ValueOf<BriskLogLevels, Kor::Stored<Kor::name::value, U64>> {
+public:
+    using ValueOf::ValueOf;
+};
+// clang-format on
+
+} // namespace Fen
+
+namespace FenTypes {
+
+enum FenLagType : Kor::U32 {
+    fenLagNone = 0,
+    fenLagStatic = 1,
+    fenLagLacp = 2,
+    fenLagRecirc = 3,
+};
+KOR_ENUMERATION(FenLagType)
+
+} // namespace FenTypes
+
+namespace Lag::Recirc {
+
+/// The features for which a LAG sends its packets round again, a word of bits.
+class RecircFeatureSet
+    : public Kor::ValueOf<RecircFeatureSet, Kor::Stored<Kor::name::value, Kor::U32>> {
+public:
+    using ValueOf::ValueOf;
+};
+
+} // namespace Lag::Recirc

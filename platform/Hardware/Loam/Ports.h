@@ -1,0 +1,60 @@
+#pragma once
+
+/// Ports and LAGs as the drivers number them. Each null is the default.
+
+#include "platform/Hardware/Loam/Indexes.h"
+
+namespace Hardware::Loam {
+
+// clang-format off
+/// A port of the whole system: 32 bits, null 0xffffffff.
+class SystemPhyPortId
+    : public Kor::ValueOf<SystemPhyPortId, Kor::Stored<Kor::name::value, U32, 0xffffffffu>>,
+      public Kor::Ordered<SystemPhyPortId>,
+      public Kor::Hashed<SystemPhyPortId> {
+public:
+    using ValueOf::ValueOf;
+};
+
+/// A port of one forwarding chip.
+class PortMap
+    : public Kor::ValueOf<PortMap,
+          Kor::Stored<Kor::name::fapId, FapId>,
+          Kor::Stored<Kor::name::port, U16, 65535>>,
+      public Kor::Ordered<PortMap>,
+      public Kor::Hashed<PortMap> {
+public:
+    using ValueOf::ValueOf;
+};
+
+/// The number of a LAG: 16 bits, null 65535.
+class LagId
+    : public Kor::ValueOf<LagId, Kor::Stored<Kor::name::value, U16, 65535>>,
+      public Kor::Ordered<LagId>,
+      public Kor::Hashed<LagId> {
+public:
+    using ValueOf::ValueOf;
+};
+
+/// A LAG as the destination of packets: 32 bits, null 0xffffffff.
+class LagDestinationId
+    : public Kor::ValueOf<LagDestinationId, Kor::Stored<Kor::name::value, U32, 0xffffffffu>> {
+public:
+    using ValueOf::ValueOf;
+};
+// clang-format on
+
+} // namespace Hardware::Loam
+
+namespace Hardware::Loam::DrvHelper {
+
+/// How far the driver has brought a port.
+enum PortState : U32 {
+    portStateUnknown = 0,
+    portStateCreated = 1,
+    portStateMapped = 2,
+    portStateReady = 3,
+};
+KOR_ENUMERATION(PortState)
+
+} // namespace Hardware::Loam::DrvHelper

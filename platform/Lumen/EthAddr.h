@@ -1,0 +1,20 @@
+#pragma once
+
+#include "platform/PlatformNames.h"
+#include "reflect/Value.h"
+
+namespace Lumen {
+
+using Kor::U16;
+
+/// An Ethernet address in three words of 16 bits, the first octets in the high half of word 0.
+///
+///     Lumen::EthAddr address(0x0200, 0x0000, 0x0001);        // 02:00:00:00:00:01
+class EthAddr : public Kor::ValueOf<EthAddr, Kor::Stored<Kor::name::word0, U16>,
+                                    Kor::Stored<Kor::name::word1, U16>, Kor::Stored<Kor::name::word2, U16>>,
+                public Kor::Ordered<EthAddr> {
+public:
+    using ValueOf::ValueOf;
+};
+
+} // namespace Lumen

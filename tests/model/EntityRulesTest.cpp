@@ -1,0 +1,317 @@
+/// The rules of change for every attribute of every entity, from the declarations alone, and what single
+/// entities have of their own.
+
+#include "support/Entities.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace {
+
+using namespace Hardware;
+using namespace support;
+using Kor::EntityAttributeKind;
+
+template <class X>
+U32 version(X const& x) {
+    if constexpr (X::isEntity) {
+        return x.version();
+    } else {
+        return 0;
+    }
+}
+
+/// An entity that is watched, and how often a change of the attribute has been counted and told.
+template <class X, class Watcher>
+struct Watched {
+    explicit Watched(Random& random) : x(randomEntity<X>(random)) {
+        watcher->isRegisteredNotifieeIs(true);
+        watcher->notifierIs(x);
+        start = version(*x);
+    }
+    ~Watched() { watcher->notifierIs(nullptr); }
+
+    /// Since the last check.
+    void expect(U32 counted, int told, int line) {
+        EXPECT_EQ(version(*x) - start, X::isEntity ? counted : 0) << "line " << line;
+        EXPECT_EQ(watcher->told, told) << "line " << line;
+        start = version(*x);
+        watcher->told = 0;
+    }
+
+    Kor::Ptr<X> x;
+    Kor::Ptr<Watcher> watcher = Kor::makePtr<Watcher>();
+    U32 start = 0;
+};
+
+template <class X, class A>
+void singletonRules(Random& random) {
+    using Name = typename A::Name;
+    Watched<X, ScalarWatcher<X, A>> w(random);
+    auto const other = [&] {
+        for (;;) {
+            auto value = [&] {
+                if constexpr (requires { typename A::Referred; }) {
+                    return randomObject<typename A::Referred>(random);
+                } else {
+                    return randomValue<typename A::Type>(random);
+                }
+            }();
+            if (!(value == Name::call(*w.x))) {
+                return value;
+            }
+        }
+    }();
+    auto const initial = Name::call(*w.x);
+    Name::set(*w.x, initial);
+    w.expect(0, 0, __LINE__);
+    Name::set(*w.x, other);
+    w.expect(1, 1, __LINE__);
+    EXPECT_EQ(Name::call(std::as_const(*w.x)), other);
+    Name::set(*w.x, other);
+    w.expect(0, 0, __LINE__);
+}
+
+template <class X, class A>
+void mapRules(Random& random) {
+    using Name = typename A::Name;
+    using Forms = Kor::EntityForms<Name>;
+    using Value = std::remove_cvref_t<decltype(randomValueAt<A>(random, typename A::Key()))>;
+    Watched<X, KeyedWatcher<X, A>> w(random);
+    Forms::delAll(*w.x);
+    w.expect(version(*w.x) - w.start, w.watcher->told, __LINE__); // FapTypeProperties has some from the start
+    auto const write = [&](typename A::Key const& key, Value const& value) {
+        if constexpr (requires { typename A::KeyOf; }) {
+            Forms::is(*w.x, value);
+        } else {
+            Forms::is(*w.x, key, value);
+        }
+    };
+    auto const key = randomValue<typename A::Key>(random);
+    EXPECT_EQ(Forms::del(*w.x, key), Value()); // absent: the default, and nothing happens
+    EXPECT_EQ(Name::call(std::as_const(*w.x), key), Value());
+    w.expect(0, 0, __LINE__);
+
+    auto value = randomValueAt<A>(random, key);
+    for (int round = 0; round < 2; ++round) {
+        write(key, value); // new in the first round, another one in the second
+        w.expect(1, 1, __LINE__);
+        EXPECT_EQ(w.watcher->last, key);
+        EXPECT_EQ(Name::call(std::as_const(*w.x), key), value);
+        write(key, value);
+        w.expect(0, 0, __LINE__);
+        for (auto const before = value; value == before;) {
+            value = randomValueAt<A>(random, key);
+        }
+    }
+    EXPECT_EQ(Forms::map(*w.x).count(), 1u);
+    Forms::notify(*w.x, key);
+    w.expect(0, 1, __LINE__);
+    auto const stored = Name::call(std::as_const(*w.x), key);
+    EXPECT_EQ(Forms::del(*w.x, key), stored);
+    w.expect(1, 1, __LINE__);
+    EXPECT_EQ(Forms::map(*w.x).count(), 0u);
+
+    for (int n = 0; n < 8; ++n) {
+        auto const another = randomValue<typename A::Key>(random);
+        write(another, randomValueAt<A>(random, another));
+    }
+    U32 const members = Forms::map(*w.x).count();
+    w.expect(version(*w.x) - w.start, w.watcher->told, __LINE__);
+    Forms::delAll(*w.x);
+    w.expect(members, static_cast<int>(members), __LINE__);
+}
+
+template <class X, class A>
+void childRules(Random& random) {
+    using Name = typename A::Name;
+    using Forms = Kor::EntityForms<Name>;
+    using Child = typename A::Child;
+    Watched<X, KeyedWatcher<X, A>> w(random);
+    auto const key = randomValue<typename A::Key>(random);
+    EXPECT_FALSE(Forms::del(*w.x, key));
+    EXPECT_FALSE(Name::call(*w.x, key));
+    w.expect(0, 0, __LINE__);
+    Kor::Ptr<Child> const child = Forms::is(*w.x, key);
+    w.expect(1, 1, __LINE__);
+    EXPECT_EQ(Forms::is(*w.x, key).ptr(), child.ptr());
+    w.expect(1, 0, __LINE__);
+    EXPECT_EQ(child->fwkKey(), key);
+    if constexpr (Child::isEntity) {
+        EXPECT_EQ(child->parent().ptr(), w.x.ptr());
+        EXPECT_EQ(child->parentAttrId(), X::template attributeIdOf<Name>());
+        EXPECT_EQ(child->name(), "");
+    }
+    EXPECT_EQ(Forms::del(*w.x, key).ptr(), child.ptr());
+    w.expect(1, 1, __LINE__);
+    if constexpr (Child::isEntity) {
+        EXPECT_FALSE(child->parent());
+    }
+}
+
+template <class X, class A>
+void rules(Random& random) {
+    SCOPED_TRACE(std::string(Kor::typeName<X>()) + " " + A::Name::text);
+    if constexpr (requires { typename A::Child; }) {
+        childRules<X, A>(random);
+    } else if constexpr (Kor::detail::hasKind<A>(EntityAttributeKind::map)) {
+        mapRules<X, A>(random);
+    } else if constexpr (Kor::detail::hasKind<A>(EntityAttributeKind::singleton)) {
+        singletonRules<X, A>(random);
+    } else if constexpr (Kor::detail::hasKind<A>(EntityAttributeKind::key)) {
+        auto const key = randomValue<typename A::Type>(random);
+        auto const x = Kor::makePtr<X>(key);
+        EXPECT_EQ(A::Name::call(*x), key);
+        EXPECT_EQ(x->fwkKey(), key);
+    }
+}
+
+template <class X>
+class AttributesOf : public testing::Test {};
+template <class List>
+struct ToTypes;
+template <class... T>
+struct ToTypes<TypeList<T...>> {
+    using type = testing::Types<T...>;
+};
+TYPED_TEST_SUITE(AttributesOf, ToTypes<AllEntities>::type);
+
+TYPED_TEST(AttributesOf, ChangeByTheRules) {
+    Random random;
+    [&]<class... A>(Kor::AttributeList<A...>) {
+        (rules<TypeParam, A>(random), ...);
+        auto const x = randomEntity<TypeParam>(random);
+        Kor::AttributeId id = TypeParam::firstAttributeId;
+        if constexpr (!(std::is_same_v<A, Kor::Override<typename A::Name>> || ...)) {
+            for (char const* name : std::initializer_list<char const*>{A::Name::text...}) {
+                EXPECT_EQ(x->attributeString(id++), name);
+            }
+        }
+        EXPECT_EQ(x->attributeString(id), "unknown");
+    }(typename TypeParam::Attributes());
+}
+
+/// A kind of attribute each that no other entity has, and one of each level.
+TEST(CommonSmData, ChangesByTheRules) {
+    Random random;
+    using X = LoamTunnelCommonSmData;
+    namespace n = Kor::name;
+    rules<X, Kor::SingletonReference<n::vlanHelper, Fen::VlanHelperBase>>(random);
+    rules<X, Kor::SingletonReference<n::cliConfig, Fen::HwCliConfig const>>(random);
+    rules<X, Kor::ValueMap<n::lagToPort, Lumen::IntfId, Fen::FenPortList>>(random);
+    rules<X, Kor::KeyedMap<n::parityEvent, Fen::ParityEvent, n::key>>(random);
+    rules<X, Kor::ValueMap<n::fapPortToIntfId, Loam::PortMap, Lumen::IntfId>>(random);
+
+    auto const x = loamTunnelCommonSmDataFactory("sm");
+    EXPECT_EQ(x->name(), "sm");
+    EXPECT_FALSE(x->korHasAttrLogInterface());
+    EXPECT_TRUE(lifAppConfigDirFactory("lif")->korHasAttrLogInterface());
+    U32 const reads = x->mutableReads();
+    std::as_const(*x).vlanHelper();
+    EXPECT_EQ(x->mutableReads(), reads);
+    x->vlanHelper();
+    EXPECT_EQ(x->mutableReads(), reads + 1);
+    x->freeMirrorSessionEnq(3);
+    x->freeMirrorSessionEnq(4);
+    EXPECT_EQ(x->freeMirrorSessionDeq(), 3);
+    EXPECT_EQ(x->freeMirrorSessionQueue().head()->value, 4);
+    EXPECT_EQ(x->version(), 3u);
+}
+
+TEST(CommonSmData, HasItsAttributesInOrder) {
+    struct {
+        Kor::AttributeId first;
+        std::string_view names;
+    } const levels[] = {
+        {258,
+         "operationalMode vlanHelper intf minIntfs unusedIntf cpuIntf mlagPeerLinkPort mlagIntfPort "
+         "lagToPortConfig lagToFeatureSet hasInitialLagColls initialPortToLag initialLagToPort portToLag "
+         "lagToPort "
+         "lagToLagType virtualMac peerRouterMac internalVlan vlanRoutingStatus encapVlan portVlanTpidData "
+         "cliConfig "
+         "freeMirrorSessionMetadata freeMirrorSession isFabricSlice parityEvent verifyData verifySm vlanIntf "
+         "briskLogLevels unknown quayFastBoot quayRenice quayReniceValue initialized unknown"},
+        {386,
+         "portMapVersionNumberHandled portState intfIdToSppid intfIdToFapPort sppidToIntfId sppiddToFapPort "
+         "lagToDestId lagIdToIntf fapPortToIntfId fapPortTosystemPhyPortId unknown"}};
+    auto const x = loamTunnelCommonSmDataFactory("sm");
+    for (auto const& level : levels) {
+        std::istringstream names{std::string(level.names)};
+        Kor::AttributeId id = level.first;
+        for (std::string name; names >> name; ++id) {
+            EXPECT_EQ(x->attributeString(id), name.c_str()) << id;
+        }
+    }
+    using Fen::FenCommonSmData;
+    EXPECT_EQ(FenCommonSmData::attributeIdOf<Kor::name::quayFastBoot>(), 290);
+    EXPECT_EQ(LoamTunnelCommonSmData::attributeIdOf<Kor::name::initialized>(), 293);
+    EXPECT_EQ(LoamTunnelCommonSmData::attributeIdOf<Kor::name::portState>(), 387);
+}
+
+template <class X>
+concept hasDec = requires(X& x) {
+    x.reqCountDec({}, 1);
+};
+
+TEST(Counts, OfAnOutAcGoUpOnly) {
+    auto const config = outAcAppConfigFactory(Loam::vtAppMpls);
+    OutAcKey const key(Sideband::Fapmask::of({1}), OutAcFormat(7));
+    EXPECT_EQ(config->reqCountInc(key, 0xffffffff), 0xffffffffu);
+    EXPECT_EQ(config->reqCountInc(key, 2), 1u);
+    EXPECT_EQ(config->version(), 0u);
+    EXPECT_TRUE(hasDec<LifAppConfig>);
+    EXPECT_FALSE(hasDec<OutAcAppConfig>);
+}
+
+TEST(HwIvecs, LooksIntoNoEntry) {
+    auto const all = hwIvecsFactory("hw");
+    AradIvecKey const key(Sideband::Fapmask::of({1}), Loam::AradIvecIndex(3));
+    AradIvecEntry const entry(AradIvecKey(Sideband::Fapmask::of({2}), Loam::AradIvecIndex(4)),
+                              AradIvecFormat(5));
+    all->hwIvecIs(key, entry);
+    EXPECT_EQ(all->hwIvec(key), entry);
+    EXPECT_EQ(all->hwIvec(entry.key()), AradIvecEntry());
+}
+
+TEST(TcamSharing, TiesAnAnswerToItsKeyAlone) {
+    TcamSharingRequest const first(Lumen::IntfId(5), Loam::FapId(1), Bridging::VlanIdOrNone(1));
+    TcamSharingRequest const second(Lumen::IntfId(5), Loam::FapId(1), Bridging::VlanIdOrNone(2));
+    auto const config = tcamSharingConfigFactory("c");
+    auto const status = tcamSharingStatusFactory("s");
+    config->requestIs(first, TcamSharingPolicyId(1));
+    config->requestIs(second, TcamSharingPolicyId(2)); // the same hash
+    status->responseIs(first, TcamSharingResponse(tcamSharingInsertSuccess, TcamSharingPolicyId(1)));
+    EXPECT_EQ(config->requestDel(first), TcamSharingPolicyId(1));
+    EXPECT_EQ(config->request(second), TcamSharingPolicyId(2));
+    EXPECT_EQ(status->response(first).result(), tcamSharingInsertSuccess);
+    EXPECT_EQ(status->response(second).result(), tcamSharingInsertDefault);
+}
+
+/// What a delete of an absent key answers, where the default is no zero.
+TEST(Absent, KeysReadAsTheNull) {
+    EXPECT_EQ(Kor::makePtr<OutAcStatus>("s")->acEntryDel(OutAcKey()).acIndex().value(), 65535);
+    EXPECT_EQ(evecStatusFactory("e")->entryDel(EvecKey()).key().index().value(), 1024);
+    EXPECT_EQ(vtepToNhIdMapConfigFactory("c")->configDel(Fen::TunnelKey()).value(), 0xffffffffu);
+    auto const tpid = tpidVtAppConfigFactory(Loam::vtAppMpls)->entryDel(Lumen::IntfId(1));
+    EXPECT_EQ(tpid.intfTpid().value(), 0x8100);
+    EXPECT_EQ(tpid.intfTpidIndex().value(), 4);
+}
+
+TEST(Types, HaveTheNamesByWhichTheyAreKnown) {
+    EXPECT_EQ(Kor::typeName<LoamTunnel::TapAggNormalFapMask>(), "Hardware::LoamTunnel::TapAggNormalFapMask");
+    EXPECT_EQ(Kor::typeName<::TapAggNormalFapMask>(), "TapAggNormalFapMask");
+    EXPECT_EQ(Kor::typeName<FapTypeProperties::JerichoProperties>(),
+              "Hardware::LoamTunnel::FapTypeProperties::JerichoProperties");
+    EXPECT_EQ(Kor::typeName<Fen::ParityEvent::Key>(), "Fen::ParityEvent::Key");
+    EXPECT_EQ(TpidVtAppConfig::firstAttributeId, 130);
+}
+
+TEST(PortList, SurvivesItsText) {
+    Random random;
+    Fen::FenPortList const list({Lumen::IntfId(), randomValue<Lumen::IntfId>(random)});
+    EXPECT_EQ(Kor::strepToValue<Fen::FenPortList>(Kor::valueToStrep(list)), list);
+    EXPECT_FALSE(Fen::FenPortList::fromText("Ethernet1,"));
+    EXPECT_FALSE(Fen::FenPortList::fromText("Ethernet1,,Ethernet2"));
+}
+
+} // namespace
