@@ -135,6 +135,7 @@ public:
 
     /// The reading side that belongs to this stream, or null. Set by the demultiplexer that owns both.
     Ptr<In> reverseLog() const noexcept;
+    In* reverseLogPtr() const noexcept { return reverse_; }
     void reverseLogIs(In* in) noexcept { reverse_ = in; }
 
 private:

@@ -164,11 +164,6 @@ Ptr<Entity> KorType::newEntity(Name const&, Dir*) const {
     return nullptr;
 }
 
-Ptr<Entity> KorType::newEntity(Ptr<NboAttrLog::In> const&, Entity::Kor_BitSet, unsigned int,
-                               PtrInterface*) const {
-    return nullptr;
-}
-
 void KorType::childAttrLogIs(Ptr<KorAttr const> const&, Ptr<PtrInterface> const&,
                              Ptr<NboAttrLog::Out> const&) const {}
 
