@@ -38,7 +38,7 @@ protected:
 /// FapTypeProperties::Properties, the sizes of one family: 0 until they are set, and an arithmetic of zeros.
 class __attribute__((visibility("default"))) FapTypePropertySet
     : public Kor::EntityOver<FapTypePropertySet, LifArithmetic,
-          KeyAttribute<name::fapType, Loam::FapType>,
+          Kor::FixedAttribute<name::fapType, Loam::FapType>,
           VirtualSingleton<name::isemHwSize, U32>,
           VirtualSingleton<name::esemHwSize, U32>,
           VirtualSingleton<name::evecProfileSize, U32>,

@@ -1,13 +1,13 @@
 #pragma once
 
-/// Ingress VLAN edit commands: what applications ask for, what they got, and what is in the hardware for all of
-/// them together. Request and result have the same form.
+/// Ingress VLAN edit commands: what applications ask for, what they got, and what is in the hardware for all
+/// of them together. Request and result have the same form.
 ///
 ///     config->entryIs(AradIvecEntry(key, format));                  // IvecAppConfig
 ///     if (status->status(key).entryFormat() == format) { ... }      // IvecAppStatus
 ///
-/// HwIvecs does not look into its entries: hwIvecIs(key, entry) stores the entry as it is, whatever its own key.
-/// Give the same key twice.
+/// HwIvecs does not look into its entries: hwIvecIs(key, entry) stores the entry as it is, whatever its own
+/// key. Give the same key twice.
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/VtAppId.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The state-machine data of the drivers of tunnels and VLAN edits. It adds nothing to what the platform keeps
-/// for all drivers, and is the class under which those drivers know it.
+/// The state-machine data of the drivers of tunnels and VLAN edits. It adds nothing to what the platform
+/// keeps for all drivers, and is the class under which those drivers know it.
 ///
 ///     auto data = loamTunnelCommonSmDataFactory("sm");
 ///     data->intfIdToFapPortIs(intf, Hardware::Loam::PortMap(Hardware::Loam::FapId(0), 12));

@@ -5,8 +5,8 @@
 ///     config->requestIs(request, policy);                           // TcamSharingConfig
 ///     status->response(request).result();                           // TcamSharingStatus, under the same key
 ///
-/// The answer to a request is the one with an equal key; nothing else ties the two. A request without an answer
-/// reads as one with the default answer, `tcamSharingInsertDefault`.
+/// The answer to a request is the one with an equal key; nothing else ties the two. A request without an
+/// answer reads as one with the default answer, `tcamSharingInsertDefault`.
 
 #include "model/ModelNames.h"
 #include "values/TcamSharing.h"

@@ -4,7 +4,7 @@
 ///
 ///     // MyTypes.cpp
 ///     using MyTypes = Kor::TypeModuleOf<my::Color, my::Point, my::Shape>;      // in the order of definition
-///     constinit Kor::TypeModule myTypes(MyTypes::seeds<Kor::TypeOf>);          // TypeOf: the type objects' class
+///     constinit Kor::TypeModule myTypes(MyTypes::seeds);                       // with reflect/TypeOf.h
 ///     Kor::TypeModule::Load const load(myTypes);                               // at load
 ///
 /// From then on `my::Shape::_fwkType()` tells all attributes of the shape. A type that is declared inside
@@ -16,8 +16,13 @@
 
 #include "reflect/FwkType.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace Kor {
 
@@ -32,6 +37,11 @@ public:
     void init();
     bool isInitialized() const noexcept { return isInitialized_; }
     std::span<TypeSeed const> types() const noexcept { return types_; }
+    /// The types in the order in which they were defined.
+    std::vector<KorType*> defined() const;
+    /// One number for all that is told of the types but their size in memory, which is the platform's. Two
+    /// libraries with the same number understand each other's records.
+    U64 checksum() const;
 
     /// Makes the module known and, at load, binds its types to their names and defines them.
     class __attribute__((visibility("default"))) Load {
@@ -50,11 +60,11 @@ private:
 /// load it.
 TypeModule& frameworkTypes();
 
-template <class... T>
-struct TypeModuleOf {
-    /// `Object<T>::make` makes the type object of T.
-    template <template <class> class Object>
-    static constexpr std::array<TypeSeed, sizeof...(T)> seeds{detail::seedOf<T>(&Object<T>::make)...};
+/// Makes the type object of T. The function is a template of reflect/TypeOf.h: a source file that includes
+/// that one, and instantiates it, has to be in the program.
+template <class T>
+struct TypeMaker {
+    static KorType* make(TypeSeed const& seed);
 };
 
 /// Whether the first name is that of a type inside the second, or inside any type for an empty second.
@@ -63,5 +73,56 @@ constexpr bool isNestedIn(std::string_view name, std::string_view outer) {
            name.substr(outer.size(), 2) == "::" &&
            name.find("::", outer.size() + 2) == std::string_view::npos;
 }
+
+/// A list of types, as the specification of a module.
+template <class... T>
+struct TypeModuleOf {
+    static constexpr std::array<TypeSeed, sizeof...(T)> seeds{detail::seedOf<T>(&TypeMaker<T>::make)...};
+
+    /// Whether a type is declared inside another one of the list.
+    static constexpr bool isInner(std::string_view name) {
+        for (TypeSeed const& other : seeds) {
+            if (isNestedIn(name, other.name)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    static constexpr std::size_t nameTableSize() {
+        std::size_t size = 0;
+        for (TypeSeed const& each : seeds) {
+            size += each.name.size() + 1;
+        }
+        return size;
+    }
+    /// All names, each with a NUL behind it: in the reverse order, and then likewise those of inner types.
+    template <std::size_t Size>
+    static constexpr std::array<char, Size> nameTable() {
+        std::array<char, Size> table{};
+        auto at = table.begin();
+        for (bool const inner : {false, true}) {
+            for (auto each = seeds.rbegin(); each != seeds.rend(); ++each) {
+                if (isInner(each->name) == inner) {
+                    at = std::copy(each->name.begin(), each->name.end(), at);
+                    *at++ = '\0';
+                }
+            }
+        }
+        return table;
+    }
+};
+
+/// Every `Of`th of the makers of a list, from `First` on: to instantiate a long one in several files.
+template <class Module, std::size_t First, std::size_t Of>
+struct TypeMakersOf;
+template <class... T, std::size_t First, std::size_t Of>
+struct TypeMakersOf<TypeModuleOf<T...>, First, Of> {
+    static constexpr auto makers = []<std::size_t... I>(std::index_sequence<I...>) {
+        using All = std::tuple<std::type_identity<T>...>;
+        return std::array{&TypeMaker<typename std::tuple_element_t<First + I * Of, All>::type>::make...};
+    }
+    (std::make_index_sequence<(sizeof...(T) - First + Of - 1) / Of>());
+};
 
 } // namespace Kor

@@ -3,12 +3,11 @@
 /// Kor::TypeOf<T>: the class of T's type object. What it tells of T, a value, an enumeration, an entity or a
 /// counted object of the patterns, follows from T's declaration.
 ///
-///     Kor::TypeModuleOf<my::Color, my::Shape>::seeds<Kor::TypeOf>        // see reflect/TypeModule.h
-///
 /// This header is heavy. Only the source file that makes the types of a library known needs it; a user's file
 /// gets at the type objects through reflect/KorType.h.
 
 #include "reflect/Enumeration.h"
+#include "reflect/TypeModule.h"
 #include "reflect/TypeSpec.h"
 #include "reflect/Value.h"
 
@@ -352,14 +351,14 @@ struct EntitySpec<T, AttributeList<A...>> {
                              AttributeProfile::virtualOperation, fwkTypeOf<bool>};
         }
         AttributeId id = T::firstAttributeId;
-        auto const add = [&]<class Each>(std::type_identity<Each>) {
+        [[maybe_unused]] auto const add = [&]<class Each>(std::type_identity<Each>) {
             if constexpr (isDeclaredAttribute<Each>) {
                 specs[next++] = attributeSpec<EntityAttribute<T, Each>>(
                     Each::Name::text, T::template attributeIdOf<typename Each::Name>());
             }
             ++id;
         };
-        (add(std::type_identity<A>{}), ...);
+        static_cast<void>(std::initializer_list<int>{(add(std::type_identity<A>{}), 0)...});
         if constexpr (hasFwkKey) {
             specs[next++] = {"fwkKey", 0, AttributeProfile::fwkKey,
                              fwkTypeOf<std::remove_cvref_t<decltype(std::declval<T const&>().fwkKey())>>};
@@ -389,7 +388,11 @@ template <class T>
 class TypeOf final : public SpecifiedType {
 public:
     explicit TypeOf(TypeSeed const& seed) : SpecifiedType(seed, detail::SpecOf<T>::spec) {}
-    static KorType* make(TypeSeed const& seed) { return new TypeOf(seed); }
 };
+
+template <class T>
+KorType* TypeMaker<T>::make(TypeSeed const& seed) {
+    return new TypeOf<T>(seed);
+}
 
 } // namespace Kor

@@ -53,7 +53,7 @@ void ActivityConfig::deliver() {
         return;
     }
     if (!reactor->hasNotificationActive()) {
-        reactor->pendingAttributeIs(0);
+        reactor->pendingDel();
         return;
     }
     struct Running {

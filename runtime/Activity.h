@@ -88,6 +88,11 @@ public:
         return immediate_ == attribute && std::exchange(immediate_, 0) != 0;
     }
 
+    /// What a derived class has taken and its base's handleNotification() is to deliver; 0 for nothing.
+    void handedIs(AttributeId pending) noexcept { handed_ = pending; }
+    /// Reads and clears it.
+    AttributeId takeHanded() noexcept { return std::exchange(handed_, 0); }
+
 private:
     friend class ActivitySm;
     void deliver();
@@ -95,6 +100,7 @@ private:
     Ptr<ActivitySm> sm_;
     PtrInterface::NotifieeConst* reactor_;
     AttributeId immediate_ = 0;
+    AttributeId handed_ = 0;
     bool urgent_ = false;
     bool queued_ = false;
     bool running_ = false;
@@ -116,18 +122,15 @@ struct KeyedDelivery {
 };
 
 /// Delivers the pending attribute of `reactor`: the body of the handleNotification() of a class with these
-/// attributes, given in the order of their ids. `base(config)` is the base's handleNotification(). Each
-/// handler's exception is contained as in Kor::notify(); when one leaves all the same, what is left stays
-/// pending and due.
+/// attributes, given in the order of their ids. `base(config)` is the base's handleNotification(), which
+/// takes what is handed down to it. Nothing is pending any more when the first handler runs: what a handler
+/// changes is told in the next run. Each handler's exception is contained as in Kor::notify(); when one
+/// leaves all the same, what is left stays pending and due.
 template <class Reactor, class Base, class... Deliveries>
 void deliverPending(Reactor& reactor, ActivityConfig* config, Base const& base,
                     Deliveries const&... deliveries) {
-    AttributeId const pending = reactor.pendingAttribute();
-    bool const all = pending == Reactor::allPending || pending == Reactor::allWholePending;
-    if (!all && !((deliveries.attribute == pending) || ...)) {
-        base(config);
-        return;
-    }
+    AttributeId const pending = reactor.pendingAttributeTake(config);
+    ActivitySm* const sm = reactor.actsm();
     // Restored if an exception leaves a handler of an exception.
     struct Unfinished {
         Reactor& reactor;
@@ -135,18 +138,24 @@ void deliverPending(Reactor& reactor, ActivityConfig* config, Base const& base,
         AttributeId pending;
         bool finished = false;
         ~Unfinished() {
+            config->handedIs(0);
+            config->immediateIs(0);
             if (!finished) {
-                reactor.pendingAttributeIs(reactor.pendingAttribute() == 0 ? pending : Reactor::allPending);
+                reactor.pendingAttributeAdd(pending);
                 config->schedule();
             }
         }
     } unfinished{reactor, config, pending};
-    ActivitySm* const sm = reactor.actsm();
+    bool const all = pending == Reactor::allPending || pending == Reactor::allWholePending;
+    bool const one = ((deliveries.attribute == pending) || ...);
+    unfinished.finished = !all && !one; // then the base answers for it
+    if (!one) {
+        config->handedIs(pending);
+        base(config);
+        config->handedIs(0);
+    }
     if (all) {
-        base(config); // clears what is pending
         reactor.redispatch(sm);
-    } else {
-        reactor.pendingAttributeIs(0);
     }
     bool first = true;
     auto const deliver = [&](auto const& each) {
@@ -182,7 +191,11 @@ template <class Base>
 class ActivityOf : public Base {
 public:
     using Base::Base;
-    ~ActivityOf() override { activityIs(nullptr); }
+    ~ActivityOf() override {
+        if (config_) {
+            config_->reactorDel();
+        }
+    }
 
     /// Collects the changes for this scheduler from now on; null tells them at once again. What is pending is
     /// dropped.
@@ -190,7 +203,7 @@ public:
         if (config_) {
             config_->reactorDel();
         }
-        this->pendingAttributeIs(0);
+        this->pendingDel();
         config_ = sm ? makePtr<ActivityConfig>(sm, this) : nullptr;
     }
 

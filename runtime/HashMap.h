@@ -97,11 +97,12 @@ struct HashMember {
             member.reversedHash = reversed;
         }
     }
-    /// Whether the member has this key. `reversed` is the key's hash.
+    /// Whether a member of a map has this key. `reversed` is the key's hash; the member's was filled in when
+    /// it came.
     template <class Key, class Member>
     static bool isAt(Member const& member, Key const& key, [[maybe_unused]] U32 reversed) noexcept {
         if constexpr (keepsHash<Member>) {
-            return HashMember::reversedHash<Key>(member) == reversed && key == HashMember::key(member);
+            return member.reversedHash == reversed && key == HashMember::key(member);
         } else {
             return key == HashMember::key(member);
         }
@@ -381,7 +382,9 @@ public:
                 }
             }
         } else {
-            next = static_cast<Member*>(map_->findNext(Order{}, current_.ptr(), &bucket_));
+            auto const place = successor(*map_, *current_);
+            next = place.member;
+            bucket_ = place.bucket;
             version_ = map_->version();
         }
         current_.ptrAssign(next);
@@ -398,6 +401,16 @@ public:
     Map* map() const noexcept { return map_; }
 
 private:
+    struct Place {
+        Member* member;
+        int bucket;
+    };
+    // Apart from the step of an unchanged map, which keeps the iterator in registers then.
+    [[gnu::noinline]] static Place successor(Map& map, Member const& member) {
+        Place place{nullptr, -1};
+        place.member = static_cast<Member*>(map.findNext(Order{}, &member, &place.bucket));
+        return place;
+    }
     void begin(PtrInterface* member) {
         if (member != nullptr) {
             current_ = static_cast<Member*>(member);

@@ -27,8 +27,8 @@ struct DescribedOrder {
 } // namespace
 
 HashMapGeneric::HashMapGeneric(unsigned int buckets)
-    : minLog2_(static_cast<U8>(std::bit_width(std::clamp(buckets, 1u, 128u) - 1)) & 7), tableLog2_(minLog2_),
-      log2Buckets_(minLog2_), buckets_(newTable(minLog2_)) {
+    : tableLog2_(static_cast<U8>(std::bit_width(std::clamp(buckets, 1u, 1u << maxLog2) - 1))),
+      log2Buckets_(tableLog2_), buckets_(newTable(tableLog2_)) {
     if (buckets_ == nullptr) {
         throw std::bad_alloc();
     }
@@ -45,7 +45,7 @@ void HashMapGeneric::tableIs(HashLink* table, unsigned log2) noexcept {
     if (table != buckets_) {
         freeTable();
         buckets_ = table;
-        tableLog2_ = log2 & 31;
+        tableLog2_ = static_cast<U8>(log2);
     }
     log2Buckets_ = static_cast<U8>(log2);
     ++version_;
@@ -59,7 +59,7 @@ void HashMapGeneric::spareDel() noexcept {
         std::uninitialized_move_n(buckets_, bucketCount(), table);
         freeTable();
         buckets_ = table;
-        tableLog2_ = log2Buckets_ & 31;
+        tableLog2_ = log2Buckets_;
     }
 }
 

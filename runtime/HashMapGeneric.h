@@ -12,11 +12,11 @@
 /// table is or becomes. A walk relies on that: the successor of a member is known also after the member has
 /// left.
 ///
-/// Size. The table doubles when it has more members than buckets and shrinks to a quarter when it has sixteen
-/// times as many buckets as members, but never below its first size: so a change costs amortised constant
-/// time, a walk costs no more than its members, and the array takes 8 to 16 bytes a member while a map grows.
-/// A table that shrinks keeps its array for the next growth; spareDel() gives it back. If there is no memory
-/// for a larger one the map goes on with the one it has.
+/// Size. The table doubles when it has five members to four buckets, and one of more than 128 buckets shrinks
+/// to a quarter when it has sixteen times as many buckets as members: so a change costs amortised constant
+/// time, a walk costs no more than its members and 128 buckets, and the array takes 6.4 to 12.8 bytes a
+/// member while a map grows. A table that shrinks keeps its array for the next growth; spareDel() gives it
+/// back. If there is no memory for a larger one the map goes on with the one it has.
 ///
 /// Version. It moves with every insertion, removal and rebuild, and not when a value is changed in place.
 
@@ -59,8 +59,8 @@ protected:
 
 class __attribute__((visibility("default"))) HashMapGeneric {
 public:
-    /// An empty map of `buckets` buckets, rounded up to a power of two and at most 128; it never gets smaller
-    /// than that. The owner stores the descriptor and the link offset before the first member comes.
+    /// An empty map of `buckets` buckets, rounded up to a power of two. The owner stores the descriptor and
+    /// the link offset before the first member comes.
     explicit HashMapGeneric(unsigned int buckets);
     HashMapGeneric(HashMapGeneric const&) = delete;
     HashMapGeneric& operator=(HashMapGeneric const&) = delete;
@@ -123,7 +123,7 @@ protected:
         require(!order.link(*member), [] {
             return Breach{"Kor::HashMap::newMember", "the member is in a map already"};
         });
-        if (count_ >= bucketCount()) [[unlikely]] {
+        if (count_ >= bucketCount() + bucketCount() / 4) [[unlikely]] {
             grow(order);
         }
         HashLink* link = &buckets_[bucketOf(reversedHash)];
@@ -143,7 +143,7 @@ protected:
         link = std::move(order.link(*taken));
         --count_;
         ++version_;
-        if (U64{count_} * 16 < bucketCount() && log2Buckets_ > minLog2_) [[unlikely]] {
+        if (U64{count_} * 16 < bucketCount() && log2Buckets_ > shrinkLog2) [[unlikely]] {
             shrink(order);
         }
         return taken;
@@ -185,13 +185,14 @@ protected:
     U32 version_ = 0;
     U32 count_ = 0;
     HashMapVTableGeneric const* descriptor_ = nullptr;
-    U8 minLog2_ : 3;   // the first size
-    U8 tableLog2_ : 5; // the size of the array, of which a shrunk map uses the front
+    U8 tableLog2_; // the size of the array, of which a shrunk map uses the front
     U8 log2Buckets_;
     U16 linkOffset_ = 0;
     HashLink* buckets_;
 
 private:
+    static constexpr unsigned shrinkLog2 = 7; // a table of 1 KiB is not worth the work
+
     // Whether `found` stands before the member that is being inserted.
     template <class Order>
     static bool follows(Order const& order, PtrInterface const& found, PtrInterface const& member,
@@ -247,7 +248,7 @@ private:
     // cost of the removals. See spareDel().
     template <class Order>
     void shrink(Order const& order) noexcept {
-        unsigned const log2 = std::max<unsigned>(log2Buckets_ - 2u, minLog2_);
+        unsigned const log2 = std::max(log2Buckets_ - 2u, shrinkLog2);
         unsigned const joined = 1u << (log2Buckets_ - log2);
         HashLink const* from = buckets_;
         for (U32 i = 0, end = U32{1} << log2; i != end; ++i) {

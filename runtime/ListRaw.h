@@ -91,7 +91,7 @@ public:
         onDeleteMemberNotFound(member);
     }
 
-    /// Lets all members and parked ones go, for good. None of them ends by that.
+    /// Lets all members and parked ones go, for good, in linear time. None of them ends by that.
     void deleteAll() noexcept {
         if (head_ != nullptr) {
             ListMember::next(*std::exchange(tail_, nullptr)) = parked_;
@@ -99,17 +99,26 @@ public:
         }
         ++version_;
         count_ = 0;
-        // One by one: one that hears of it may end others, which then leave as ever.
+        // One by one: one that hears of it may end others, which then leave as ever. It may want to leave
+        // itself; its link, which is then its own address, tells that it is out.
         while (parked_ != nullptr) {
             Ptr<T> const member = parked_;
-            parked_ = std::exchange(ListMember::next(*member), nullptr);
+            T*& link = ListMember::next(*member);
+            parked_ = std::exchange(link, member.ptr());
             ListMember::ended(*member);
+            if (link == member.ptr()) {
+                link = nullptr;
+            }
         }
     }
 
     /// Parks one that is not in the list, or takes it from there.
     void park(T& member) noexcept { ListMember::next(member) = std::exchange(parked_, &member); }
     void unpark(T& member) noexcept {
+        if (ListMember::next(member) == &member) {
+            ListMember::next(member) = nullptr;
+            return;
+        }
         for (T** at = &parked_; *at != nullptr; at = &ListMember::next(**at)) {
             if (*at == &member) {
                 *at = std::exchange(ListMember::next(member), nullptr);

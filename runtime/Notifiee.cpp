@@ -70,6 +70,7 @@ void Notifiee::isWeakReferenceIs(bool weak) {
 }
 
 void Notifiee::onWeakReference() {}
+void Notifiee::deferredDel() noexcept {}
 
 void Notifiee::notificationFlagsIs(Kor_BitSet flags) {
     U32 const mask = Kor_BitSet::notificationBitMask().word();
@@ -92,7 +93,7 @@ void Notifiee::hasNotificationActiveIs(bool active) {
 }
 
 void Notifiee::handleNotification(ActivityConfig* config) {
-    AttributeId const pending = std::exchange(pending_, 0);
+    AttributeId const pending = pendingAttributeTake(config);
     if (pending != 0) {
         callHandler(*this, pending, [&](NotifieeConst& self) {
             self.handleDefault(config, pending, pending == allWholePending);
@@ -146,13 +147,27 @@ bool Notifiee::korOnAttribute(AttributeId attribute, U8* counter) {
     if (counter != nullptr && *counter != 255) {
         ++*counter;
     }
-    if (pending_ == 0) {
+    pendingAttributeAdd(attribute);
+    config->schedule();
+    return true;
+}
+
+void Notifiee::pendingAttributeAdd(AttributeId attribute) noexcept {
+    if (pending_ == 0 || attribute == allWholePending) {
         pending_ = attribute;
     } else if (pending_ != attribute && pending_ != allWholePending) {
         pending_ = allPending;
     }
-    config->schedule();
-    return true;
+}
+
+AttributeId Notifiee::pendingAttributeTake(ActivityConfig* config) noexcept {
+    AttributeId const handed = config != nullptr ? config->takeHanded() : 0;
+    return handed != 0 ? handed : std::exchange(pending_, 0);
+}
+
+void Notifiee::pendingDel() noexcept {
+    pending_ = 0;
+    deferredDel();
 }
 
 void Notifiee::redispatch(ActivitySm* sm) {

@@ -110,6 +110,14 @@ public:
     /// The attribute that waits for delivery: 0 for none, or one of the values above.
     AttributeId pendingAttribute() const noexcept { return pending_; }
     void pendingAttributeIs(AttributeId attribute) noexcept { pending_ = attribute; }
+    /// Adds an attribute, or one of those values, to what waits.
+    void pendingAttributeAdd(AttributeId attribute) noexcept;
+    /// Reads and clears it: the first thing in a handleNotification(), so that what a handler changes is
+    /// pending anew. In a base's handleNotification() it is what the derived class has handed down; see
+    /// deliverPending().
+    AttributeId pendingAttributeTake(ActivityConfig* config) noexcept;
+    /// Drops what waits, the saved keys' counts included.
+    void pendingDel() noexcept;
 
     /// The entry point of deferred delivery: a handler calls it first. True when the change has been taken
     /// over for later delivery, and counted in `*counter` when that is given; false when the handler must run
@@ -127,6 +135,8 @@ protected:
     void registeredFlagIs(bool registered) const noexcept { registered_ = registered; }
     /// The weak flag has changed.
     virtual void onWeakReference();
+    /// Forgets the changes that were counted for later.
+    virtual void deferredDel() noexcept;
 
 private:
     Kor_BitSet flags_{0x4000000};

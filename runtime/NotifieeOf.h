@@ -103,6 +103,11 @@ public:
 protected:
     NotifieeOf() = default;
 
+    void deferredDel() noexcept override {
+        std::apply([](auto&... each) { ((each.changes = 0), ...); }, deferred_);
+        Base::deferredDel();
+    }
+
     /// What waits for delivery of the keyed attribute number `i`.
     template <std::size_t i>
     auto& deferred() noexcept {

@@ -4,6 +4,7 @@
 #include "runtime/PtrInterface.h"
 
 #include <mutex>
+#include <new>
 #include <set>
 
 namespace Kor {
@@ -15,11 +16,14 @@ namespace {
 struct Registry {
     std::mutex mutex;
     std::set<PtrInterface const*> objects;
+    std::size_t missed = 0;
 };
 
-// Never ended: objects with static storage come and go until the very last.
-Registry& registry() {
-    static auto* const theRegistry = new Registry;
+// Never ended: objects with static storage come and go until the very last. Made without an allocation, which
+// could fail.
+Registry& registry() noexcept {
+    alignas(Registry) static std::byte storage[sizeof(Registry)];
+    static auto* const theRegistry = ::new (storage) Registry;
     return *theRegistry;
 }
 
@@ -37,7 +41,11 @@ struct ReportAtExit {
 
 void PtrTrack::ptrifAdd(PtrInterface const* object) noexcept {
     std::lock_guard const lock(registry().mutex);
-    registry().objects.insert(object);
+    try {
+        registry().objects.insert(object);
+    } catch (std::bad_alloc const&) {
+        ++registry().missed;
+    }
 }
 
 void PtrTrack::ptrifDel(void const* object) noexcept {
@@ -50,10 +58,15 @@ std::size_t PtrTrack::liveObjects() noexcept {
     return registry().objects.size();
 }
 
+std::size_t PtrTrack::missedObjects() noexcept {
+    std::lock_guard const lock(registry().mutex);
+    return registry().missed;
+}
+
 void PtrTrack::report(std::FILE* out) {
     std::lock_guard const lock(registry().mutex);
-    auto const& objects = registry().objects;
-    if (objects.empty()) {
+    auto const& [mutex, objects, missed] = registry();
+    if (objects.empty() && missed == 0) {
         return;
     }
     std::fprintf(out, "Kor::PtrTrack: %zu counted object%s still alive\n", objects.size(),
@@ -61,6 +74,9 @@ void PtrTrack::report(std::FILE* out) {
     for (PtrInterface const* object : objects) {
         std::fprintf(out, "Kor::PtrTrack: %p %s, references %u\n", static_cast<void const*>(object),
                      className(*object).c_str(), object->references());
+    }
+    if (missed != 0) {
+        std::fprintf(out, "Kor::PtrTrack: %zu not tracked for want of memory\n", missed);
     }
 }
 

@@ -91,15 +91,15 @@ String8::IteratorConst String8::begin() const noexcept {
 }
 
 String8::IteratorConst String8::end() const noexcept {
-    return {data_, static_cast<S32>(length())};
+    return {data_, length()};
 }
 
 std::string_view String8::IteratorConst::until(IteratorConst const& end) const noexcept {
     if (!data_ || data_ != end.data_) {
         return {};
     }
-    S64 const first = std::max<S64>(position_, 0);
-    S64 const last = std::min<S64>(end.position_, data_->length());
+    S64 const first = std::max(position_, S64{0});
+    S64 const last = std::min(end.position_, S64{data_->length()});
     return first < last ? std::string_view(data_->chars() + first, static_cast<std::size_t>(last - first))
                         : std::string_view();
 }

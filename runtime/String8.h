@@ -113,35 +113,39 @@ private:
 
 /// The cursor of text parsing: a place in a string, which it keeps alive.
 ///
-/// A cursor may be moved anywhere, also outside of the string; reading there gives 0.
+/// A cursor may be moved anywhere, also outside of the string; reading there gives 0. Positions have 64 bits,
+/// for strings above 2 GiB, and wrap around.
 class __attribute__((visibility("default"))) StringN<unsigned char>::IteratorConst {
 public:
     IteratorConst() noexcept = default;
-    IteratorConst(Ptr<Data const> data, S32 position) noexcept
+    IteratorConst(Ptr<Data const> data, S64 position) noexcept
         : data_(std::move(data)), position_(position) {}
 
     /// The byte here; 0 before the first and behind the last byte.
     unsigned char operator*() const noexcept { return at(position_); }
-    unsigned char operator[](S32 ahead) const noexcept { return at(S64{position_} + ahead); }
+    unsigned char operator[](S64 ahead) const noexcept { return at(moved(position_, ahead)); }
 
     IteratorConst& operator++() noexcept { return *this += 1; }
     IteratorConst& operator--() noexcept { return *this += -1; }
-    IteratorConst& operator+=(S32 steps) noexcept {
-        position_ += steps;
+    IteratorConst& operator+=(S64 steps) noexcept {
+        position_ = moved(position_, steps);
         return *this;
     }
-    friend IteratorConst operator+(IteratorConst at, S32 steps) noexcept { return at += steps; }
+    friend IteratorConst operator+(IteratorConst at, S64 steps) noexcept { return at += steps; }
     /// Bytes from `b` to `a`, both in one string.
-    friend S32 operator-(IteratorConst const& a, IteratorConst const& b) noexcept {
-        return a.position_ - b.position_;
+    friend S64 operator-(IteratorConst const& a, IteratorConst const& b) noexcept {
+        return static_cast<S64>(static_cast<U64>(a.position_) - static_cast<U64>(b.position_));
     }
     friend bool operator==(IteratorConst const& a, IteratorConst const& b) noexcept = default;
 
-    S32 position() const noexcept { return position_; }
+    S64 position() const noexcept { return position_; }
     /// The bytes from here up to `end`; empty when `end` is not behind this place in the same string.
     std::string_view until(IteratorConst const& end) const noexcept;
 
 private:
+    static S64 moved(S64 position, S64 steps) noexcept {
+        return static_cast<S64>(static_cast<U64>(position) + static_cast<U64>(steps));
+    }
     unsigned char at(S64 position) const noexcept {
         return data_ && position >= 0 && position < S64{data_->length()}
                    ? static_cast<unsigned char>(data_->chars()[position])
@@ -149,7 +153,7 @@ private:
     }
 
     Ptr<Data const> data_;
-    S32 position_ = 0;
+    S64 position_ = 0;
 };
 
 /// A name in the object tree: a string under another type, passed by value.

@@ -5,6 +5,7 @@
 
 #include "tools/Listing.h"
 #include "tools/Rows.h"
+#include "tools/Text.h"
 
 #include <functional>
 #include <iosfwd>
@@ -94,6 +95,15 @@ struct TablesOptions {
     Output output;
 };
 void tables(Context& context, TablesOptions const& options);
+
+struct SchemaOptions {
+    std::vector<std::string> types;
+    std::string diff;
+    bool all = false;
+    bool checksum = false;
+    Output output;
+};
+void schema(Context& context, SchemaOptions const& options);
 
 struct RowLine {
     RowForm form;

@@ -241,6 +241,30 @@ void addTables(CLI::App& app, Context& context) {
     });
 }
 
+void addSchema(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("schema", "List the types with their attributes");
+    auto const options = std::make_shared<SchemaOptions>();
+    command->add_option("type", options->types, "Types, such as LifAppConfig (default: all)")
+        ->type_name("TYPE");
+    command->add_flag("-a,--all", options->all, "Show inherited attributes as well");
+    command->add_flag("--checksum", options->checksum, "Print one number for the whole schema");
+    command->add_option("--diff", options->diff, "Print what differs from a schema that --json has saved")
+        ->type_name("FILE");
+    addOutput(*command, options->output, "; without it, each type as a paragraph");
+    command->footer(
+        "Types come in the order in which they are defined. The exit status is 1 when --diff finds a\n"
+        "difference.\n\n"
+        "  loamtunnel schema LifAppConfig AradLifEntry\n"
+        "  loamtunnel schema --json > schema.json; loamtunnel schema --diff schema.json");
+    command->callback([&context, options] {
+        if (options->checksum && (!options->types.empty() || !options->diff.empty())) {
+            throw WrongUsage("--checksum is of the whole schema and takes no types and no --diff");
+        }
+        options->output.colour = context.colourOut;
+        schema(context, *options);
+    });
+}
+
 /// The message in one line.
 std::string oneLine(std::string text) {
     for (char& c : text) {
@@ -309,7 +333,7 @@ void eachLine(Context& context, std::string const& file,
 }
 
 int run(std::vector<std::string> const& arguments, Context context) {
-    CLI::App app("Rows of the chip tables: encode, decode, draw and address them", "loamtunnel");
+    CLI::App app("Rows of the chip tables, and the types of the model", "loamtunnel");
     app.set_version_flag("--version", "loamtunnel " LOAM_VERSION);
     app.require_subcommand(1);
     app.footer(
@@ -321,6 +345,7 @@ int run(std::vector<std::string> const& arguments, Context context) {
     addLayout(app, context);
     addAddress(app, context);
     addTables(app, context);
+    addSchema(app, context);
     try {
         requireCommand(app, arguments);
         app.parse(

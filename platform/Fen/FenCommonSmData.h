@@ -1,7 +1,7 @@
 #pragma once
 
-/// The state-machine data that all forwarding drivers share: what they are told of interfaces, LAGs and VLANs,
-/// and how far they are themselves.
+/// The state-machine data that all forwarding drivers share: what they are told of interfaces, LAGs and
+/// VLANs, and how far they are themselves.
 ///
 ///     class Watcher : public Hardware::LoamTunnel::LoamTunnelCommonSmData::Notifiee {
 ///         void onPortToLag(Lumen::IntfId const& port) override { ... }      // hooks of all levels, in order
@@ -9,8 +9,8 @@
 ///
 /// A driver derives its own data from this. It lives within one process: it has no attribute log.
 ///
-/// `freeMirrorSession` is a queue of sessions under positions that stay. `freeMirrorSessionMetadata` beside it is
-/// for whoever fills and empties the queue: no operation of the queue touches it.
+/// `freeMirrorSession` is a queue of sessions under positions that stay. `freeMirrorSessionMetadata` beside
+/// it is for whoever fills and empties the queue: no operation of the queue touches it.
 
 #include "platform/Bridging/VlanId.h"
 #include "platform/Fen/SmData.h"

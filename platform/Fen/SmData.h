@@ -121,8 +121,7 @@ KOR_ENUMERATION(FenLagType)
 namespace Lag::Recirc {
 
 /// The features for which a LAG sends its packets round again, a word of bits.
-class RecircFeatureSet
-    : public Kor::ValueOf<RecircFeatureSet, Kor::Stored<Kor::name::value, Kor::U32>> {
+class RecircFeatureSet : public Kor::ValueOf<RecircFeatureSet, Kor::Stored<Kor::name::value, Kor::U32>> {
 public:
     using ValueOf::ValueOf;
 };

@@ -95,7 +95,7 @@ std::vector<std::string> attributesOf(Kor::KorType const* type) {
 }
 
 TEST(TypeRegistry, Definition) {
-    static constinit Kor::TypeModule module(Module::seeds<Kor::TypeOf>);
+    static constinit Kor::TypeModule module(Module::seeds);
     auto const& reactor = Kor::IntrospectionReactor::global();
 
     // Not ready: a type is bare, and defined later. The object stays the same.

@@ -1,9 +1,9 @@
 #include "runtime/Activity.h"
 #include "runtime/Trace.h"
 
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
-#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -29,31 +29,16 @@ public:
 
     Name name() const { return name_; }
     void speedIs(int value) {
-        if (value == speed) {
-            return;
-        }
         speed = value;
-        ++version;
         notify(notifieeList_, speedId, [](NotifieeConst& n) { n.onSpeed(); });
     }
-    void countIs(int key, int value) {
-        auto const [at, added] = counts.try_emplace(key, value);
-        if (!added && at->second == value) {
-            return;
-        }
-        at->second = value;
-        ++version;
-        countNotify(key);
-    }
-    void countNotify(int key) {
+    void countIs(int key) {
         notify(notifieeList_, countId, [&](NotifieeConst& n) { n.onCount(key); });
     }
     void zeroReferencesIs(bool) override { notifyZeroReferences(notifieeList_); }
 
     static inline int alive = 0;
     int speed = 0;
-    int version = 0;
-    std::map<int, int> counts;
     ListRaw<NotifieeConst> const& list() const { return notifieeList_; }
 
 private:
@@ -104,16 +89,11 @@ Ptr<W> attached(Ptr<Port> const& port, std::string id) {
 }
 
 // A stream adapter and its twin in the list.
-class Stream : public PtrInterface::NotifieeConst {
+class Stream : public Watcher {
 public:
-    explicit Stream(std::string theId) : id(std::move(theId)) {}
+    using Watcher::Watcher;
     bool isStreamAdapter() const override { return true; }
-    void onNotificationException(AttributeId attribute) override {
-        heard.push_back(id + ":!" + std::to_string(attribute));
-    }
-    void onZeroReferences() override { heard.push_back(id + ":zero"); }
-    virtual void onSpeed() { heard.push_back(id + ":s"); }
-    std::string id;
+    void onSpeed() override { hear("s"); }
 };
 class PortStream;
 class PortStreamAdapter : public NotifieeAdapter<PortStream, Port::Notifiee> {
@@ -158,14 +138,8 @@ TEST_F(NotificationTest, TellsStreamsTheLatestFirstThenOthersInOrderAfterTheChan
     auto one = makePtr<PortStream>("one", port);
     auto two = makePtr<PortStream>("two", port);
     EXPECT_EQ(change(), (Heard{"two:s", "one:s", "a:s1", "b:s1", "c:s1"}));
-    port->speedIs(1); // no change
-    port->countIs(7, 0);
-    port->countIs(7, 0);
-    EXPECT_EQ(port->version, 2);
+    port->countIs(7);
     EXPECT_EQ(take(), (Heard{"a:c7", "b:c7", "c:c7"}));
-    port->countNotify(8);
-    EXPECT_EQ(port->version, 2);
-    EXPECT_EQ(take(), (Heard{"a:c8", "b:c8", "c:c8"}));
     one->hasNotificationActiveIs(false);
     a->hasNotificationActiveIs(false);
     EXPECT_EQ(change(), (Heard{"two:s", "b:s2", "c:s2"}));
@@ -194,7 +168,7 @@ TEST_F(NotificationTest, ARemovedReactorIsToldOnlyIfSomebodyStillHoldsIt) {
         c = nullptr;
     };
     b->action = [] {};
-    port->countIs(1, 1);
+    port->countIs(1);
     EXPECT_EQ(take(), (Heard{"a:c1", "b:c1"})); // b is held, c was let go of
     EXPECT_EQ(Watcher::alive, 2);
     EXPECT_EQ(port->list().count(), 1u);
@@ -212,9 +186,8 @@ TEST_F(NotificationTest, TheThrowersExceptionIsContainedCountedTracedAndReported
     a->action = [] { throwRangeException("too much"); };
     EXPECT_EQ(change(), (Heard{"a:s1", "a:!258", "b:s1", "c:s1"}));
     a->action = [] { throw 42; };
-    port->countIs(1, 1);
+    port->countIs(1);
     EXPECT_EQ(take(), (Heard{"a:c1", "a:!259", "b:c1", "c:c1"}));
-    EXPECT_EQ(port->counts[1], 1);
     EXPECT_EQ(handlerExceptions(), before + 2);
     EXPECT_EQ(hooked, (Heard{"258 too much", "259 unknown exception"}));
     handlerExceptionHookIs(nullptr);
@@ -244,7 +217,6 @@ TEST_F(NotificationTest, AHandlerMayChangeTheEntityAgainAndExpectsAnyException) 
 
 TEST_F(NotificationTest, ANotifierOfAnotherClassDetachesAndMovingChangesLists) {
     auto other = makePtr<Port>("other");
-    EXPECT_EQ(a->name(), "port");
     U32 const version = port->list().version();
     a->notifierIs(port); // the same: nothing
     EXPECT_EQ(port->list().version(), version);
@@ -264,7 +236,6 @@ TEST_F(NotificationTest, ANotifierOfAnotherClassDetachesAndMovingChangesLists) {
     EXPECT_EQ(other->list().count(), 1u);
     b = nullptr; // its end takes it out
     EXPECT_EQ(other->list().count(), 0u);
-    c->hasNotificationActiveIs(false); // an unregistered or detached reactor stays what it is
     c->hasNotificationActiveIs(false);
     c->notifierIs(nullptr);
     c->hasNotificationActiveIs(true);
@@ -274,24 +245,21 @@ TEST_F(NotificationTest, ANotifierOfAnotherClassDetachesAndMovingChangesLists) {
 
 TEST_F(NotificationTest, AWeakReactorHoldsNothingAndIsDetachedWhenItsNotifierEnds) {
     auto stream = makePtr<PortStream>("stream", port);
-    a->isWeakReferenceIs(true);
-    a->isWeakReferenceIs(true);
-    EXPECT_EQ(port->references(), 3u);
     auto other = makePtr<Port>();
+    for (bool weak : {true, true, false, true}) {
+        a->isWeakReferenceIs(weak);
+        EXPECT_EQ(port->references(), weak ? 3u : 4u);
+    }
     a->notifierIs(other);
     EXPECT_EQ(other->references(), 1u);
     EXPECT_EQ(port->references(), 3u);
     a->notifierIs(port);
-    a->isWeakReferenceIs(false);
-    EXPECT_EQ(port->references(), 4u);
-    a->isWeakReferenceIs(true);
     b = c = nullptr;
     Port* const raw = port.ptr();
     a->action = [&] { port = raw; }; // saves it
     port = nullptr;
     a->action = nullptr;
     EXPECT_EQ(take(), (Heard{"stream:zero", "a:zero"}));
-    ASSERT_EQ(Port::alive, 2);
     EXPECT_EQ(a->notifier(), raw); // still attached, for it lives
     port = nullptr;
     EXPECT_EQ(Port::alive, 1);
@@ -299,48 +267,46 @@ TEST_F(NotificationTest, AWeakReactorHoldsNothingAndIsDetachedWhenItsNotifierEnd
     EXPECT_EQ(a->notifier(), nullptr);
     EXPECT_FALSE(stream->hasNotificationActive()); // and out of the list, yet detached:
     EXPECT_EQ(stream->adapter()->notifier(), nullptr);
+}
 
-    // Whatever a weak reactor has been through, it does not outlive its notifier unawares.
-    auto fourth = makePtr<Port>();
+// Whatever a weak reactor has been through, it does not outlive its notifier unawares.
+TEST_F(NotificationTest, WeakReactorsInAndOutOfTheListGoWithTheirNotifier) {
+    auto other = makePtr<Port>();
     b = makePtr<Watcher>("b"); // never registered
     b->isWeakReferenceIs(true);
-    b->notifierIs(fourth);
-    c = attached<Watcher>(fourth, "c");
+    b->notifierIs(port);
     c->hasNotificationActiveIs(false);
     c->isWeakReferenceIs(true);
+    a->isWeakReferenceIs(true);
     a->isRegisteredNotifieeIs(false);
-    a->notifierIs(fourth);
-    auto gone = attached<Watcher>(fourth, "gone");
-    gone->isWeakReferenceIs(true);
-    gone->isRegisteredNotifieeIs(false);
-    gone = nullptr;
-    fourth = nullptr;
-    for (auto const& each : {a, b, c}) {
-        EXPECT_EQ(each->notifier(), nullptr) << each->id;
+    // Many take no longer than their number.
+    std::vector<Ptr<Watcher>> many{a, b, c};
+    for (int i = 0; i < 100'000; ++i) {
+        many.push_back(attached<Watcher>(port, "m"));
+        many.back()->isWeakReferenceIs(true);
     }
-
-    // One that is detached may take others with it, and those that are not detached yet may go first.
-    auto fifth = makePtr<Port>();
-    auto d = attached<Watcher>(fifth, "d");
-    for (auto const& each : {a, b, c}) {
-        each->isRegisteredNotifieeIs(each != c);
-        each->notifierIs(fifth);
-        each->isWeakReferenceIs(true);
+    many.back() = nullptr; // the end of one takes it out, in the list or not
+    many[4]->isRegisteredNotifieeIs(false);
+    many[4] = nullptr;
+    // One that is detached may take others with it, those that are not detached yet too, and move on.
+    many[5]->onDetached = [&] {
+        many[5]->notifierIs(other);
+        many[1] = many[6] = many[7] = b = nullptr;
+    };
+    port = nullptr;
+    EXPECT_EQ(Port::alive, 1);
+    EXPECT_EQ(other->list().head(), many[5].ptr());
+    for (auto const& each : many) {
+        EXPECT_TRUE(!each || each == many[5] || each->notifier() == nullptr);
     }
-    d->isWeakReferenceIs(true);
-    d->onDetached = [&] { b = c = nullptr; };
-    fifth = nullptr;
-    EXPECT_EQ(a->notifier(), nullptr);
-    EXPECT_EQ(Watcher::alive, 2);
+    many.clear();
+    EXPECT_EQ(other->list().count(), 0u);
 }
 
 TEST_F(NotificationTest, AnAdapterStandsForItsOwnerAndLeavesWithIt) {
-    traceSinkIs([](TraceRecord const&) {});
     auto stream = makePtr<PortStream>("stream", port);
     Ptr<PortStreamAdapter> const adapter = stream->adapter();
     EXPECT_EQ(adapter->korReactor(), stream.ptr());
-    EXPECT_EQ(adapter->korRawReactor(), stream.ptr());
-    EXPECT_EQ(stream->references(), 1u);
     EXPECT_EQ(port->references(), 4u);
     adapter->onNotificationException(9);
     EXPECT_EQ(take(), (Heard{"stream:!9"}));
@@ -368,14 +334,10 @@ TEST_F(NotificationTest, AnAdapterStandsForItsOwnerAndLeavesWithIt) {
 }
 
 TEST_F(NotificationTest, ClientsSetOnlyTheFlagsOfTheMask) {
-    using Flags = PtrInterface::NotifieeConst::Kor_BitSet;
-    EXPECT_EQ(a->kor_bitSet(), Flags(0x4000000));
-    EXPECT_EQ(a->references(), 1u);
-    EXPECT_TRUE(a->hasNotificationActive());
-    a->notificationFlagsIs(Flags(0xffffffff));
-    EXPECT_EQ(a->kor_bitSet(), Flags(0xfa8fffff | 0x4000000));
-    a->notificationFlagsIs(Flags(0));
-    EXPECT_EQ(a->kor_bitSet(), Flags(0x4000000));
+    for (U32 given : {0xffffffffu, 0u}) {
+        a->notificationFlagsIs(PtrInterface::NotifieeConst::Kor_BitSet(given));
+        EXPECT_EQ(a->kor_bitSet().word(), (given & 0xfa8fffff) | 0x4000000);
+    }
 }
 
 // A reactor that collects its changes.
@@ -411,19 +373,19 @@ protected:
 };
 
 TEST_F(ActivityTest, ChangesCollectAndOneRunDeliversThem) {
-    port->countIs(1, 1);
+    port->countIs(1);
     EXPECT_EQ(take(), (Heard{"y:c1"})); // no activity: at once
     EXPECT_EQ(run(), (Heard{"x:c1"}));
     y = nullptr;
-    port->countIs(1, 2);
-    port->countIs(2, 1);
+    port->countIs(1);
+    port->countIs(2);
     EXPECT_EQ(x->pendingAttribute(), countId);
     EXPECT_EQ(run(), (Heard{"x:A259"})); // several keys: the attribute as a whole
     for (int i = 0; i < 300; ++i) {      // the counter does not wrap around to "none"
-        port->countNotify(3);
+        port->countIs(3);
     }
     EXPECT_EQ(run(), (Heard{"x:A259"}));
-    port->countIs(4, 1);
+    port->countIs(4);
     port->speedIs(1);
     port->speedIs(2);
     EXPECT_EQ(x->pendingAttribute(), -1);
@@ -451,11 +413,43 @@ TEST_F(ActivityTest, AChangeMadeInADeliveryWaitsForTheNextRun) {
     EXPECT_EQ(run(), (Heard{"x:A258"}));
     EXPECT_EQ(run(), Heard());
     // A run within a delivery leaves that delivery alone.
-    x->action = [&] { port->countIs(port->speed, 1), sm->run(); };
+    x->action = [&] { port->countIs(port->speed), sm->run(); };
     port->speedIs(9);
     EXPECT_EQ(run(), (Heard{"x:A258"}));
     x->action = nullptr;
     EXPECT_EQ(run(), (Heard{"x:c9"}));
+}
+
+// One more level, with an attribute of its own.
+class DeepCollector : public Collector {
+public:
+    using Collector::Collector;
+    void handleNotification(ActivityConfig* config) override {
+        auto const base = [this](ActivityConfig* c) {
+            EXPECT_EQ(pendingAttribute(), 0);
+            change();
+            Collector::handleNotification(c);
+        };
+        deliverPending(*this, config, base, scalar(300, [this] { hear("deep"); }));
+    }
+    std::function<void()> change;
+};
+
+TEST_F(ActivityTest, ADerivedLevelHandsDownWhatItHasTakenSoThatChangesArePendingAnew) {
+    x = y = nullptr;
+    auto deep = attached<DeepCollector>(port, "d");
+    deep->activityIs(sm);
+    deep->change = [&] { port->speedIs(port->speed + 1); };
+    for (auto const& [attribute, told] :
+         {std::pair(300, Heard{"d:deep"}), std::pair(countId, Heard{}), std::pair(speedId, Heard{"d:A258"}),
+          std::pair(-1, Heard{"d:all", "d:A258", "d:deep"}),
+          std::pair(-2, Heard{"d:all", "d:A258", "d:A259", "d:deep"})}) {
+        deep->pendingAttributeIs(attribute);
+        deep->korFwkActivity()->schedule();
+        EXPECT_EQ(run(), told);
+        EXPECT_EQ(deep->pendingAttribute(), attribute == 300 ? 0 : speedId);
+        EXPECT_EQ(sm->hasWork(), attribute != 300);
+    }
 }
 
 TEST_F(ActivityTest, TheUrgentRunFirstAndBetweenTheAttributesOfOthers) {
@@ -465,7 +459,7 @@ TEST_F(ActivityTest, TheUrgentRunFirstAndBetweenTheAttributesOfOthers) {
     EXPECT_EQ(run(), (Heard{"y:A258", "x:A258"}));
     y->isRegisteredNotifieeIs(false);
     port->speedIs(2);
-    port->countIs(1, 1);
+    port->countIs(1);
     y->isRegisteredNotifieeIs(true);
     x->action = [&] {
         if (!sm->hasWork() && port->speed < 3) {
@@ -483,7 +477,7 @@ TEST_F(ActivityTest, ExceptionsAreContainedAndWhatIsLeftStaysDue) {
     U64 const before = handlerExceptions();
     auto change = [&] {
         port->speedIs(port->speed + 1);
-        port->countIs(port->speed, 1);
+        port->countIs(port->speed);
     };
     change();
     x->action = [] { throw 1; };
@@ -508,13 +502,19 @@ TEST_F(ActivityTest, AReactorThatEndsOrIsOffIsNotDelivered) {
     EXPECT_EQ(take(), (Heard{"y:A258"}));
     EXPECT_EQ(run(), (Heard{"x:A258"}));
     x->action = nullptr;
+    y = nullptr;
+    port->countIs(1);
     port->speedIs(2);
-    take();
     x->hasNotificationActiveIs(false);
     EXPECT_EQ(run(), Heard());
     x->hasNotificationActiveIs(true);
+    port->countIs(2); // what was dropped is not counted with this one
+    EXPECT_EQ(run(), (Heard{"x:c2"}));
+    port->countIs(3);
+    x->activityIs(sm);
+    port->countIs(4);
+    EXPECT_EQ(run(), (Heard{"x:c4"}));
     port->speedIs(3);
-    take();
     sm = nullptr; // the reactor's activity holds it, and lets go of it with the reactor
     x = nullptr;
 }

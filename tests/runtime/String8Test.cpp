@@ -4,6 +4,7 @@
 #include "runtime/OneAtATime.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 
 using namespace Kor;
 
@@ -64,6 +65,9 @@ TEST(String8, TheCursorKeepsTheTextAndReadsZeroOutside) {
     EXPECT_EQ(end.until(it), "");
     EXPECT_EQ(it.until(String8("xyz").end()), "");
     EXPECT_EQ((it + -5).until(it + 50), "xyz");
+    constexpr S64 far = std::numeric_limits<S64>::max();
+    EXPECT_EQ(*((it + far) + far) + (it + far)[far], 0);
+    EXPECT_EQ((it + (S64{1} << 32)) - end, (S64{1} << 32) - 3); // a long string has such places
 }
 
 TEST(String8, FormatsTextOfAnyLength) {

@@ -1,0 +1,107 @@
+#pragma once
+
+/// All types of the library, in the order in which they are defined. What each is follows from its declaration.
+///
+/// An enumeration or class that is declared inside another one stands behind it and is defined within it.
+
+#include "model/LoamTunnelModel.h"
+#include "reflect/TypeModule.h"
+#include "values/LoamTunnelTypes.h"
+
+namespace Hardware::LoamTunnel {
+
+// clang-format off
+using LoamTunnelTypes = Kor::TypeModuleOf<
+    LoamTunnelCommonSmData,
+    TunnelTerminationEntry,
+    TunnelTerminationConfig,
+    TunnelTerminationStatus,
+    VtepToNhIdMapConfig,
+    VtepToNhIdMapStatusEntry,
+    VtepToNhIdMapStatus,
+    EedbFormat,
+    EedbValue,
+    EedbAcConstants,
+    OutAcFormat,
+    OutAcValue,
+    OutAcKey,
+    OutAcEntry,
+    OutAcAppConfig,
+    OutAcAppConfigDir,
+    OutAcRequest,
+    OutAcConfig,
+    OutAcStatus,
+    OutAcAppStatus,
+    OutAcAppStatusDir,
+    EveVlanIdSource,
+    EvePcpDeiSource,
+    EvecFormat,
+    EvecValue,
+    EvecKey,
+    EvecEntry,
+    EvecAppConfig,
+    EvecAppConfigDir,
+    EvecOwner,
+    EvecStatus,
+    LifType,
+    acType,
+    labelLifType,
+    AradLifBank,
+    AradLifIndex,
+    AradLifEntry,
+    AradLifAcP2pToAc,
+    AradLifAcMp,
+    AradLifAcP2pToPwe,
+    AradLifPweToP2p,
+    AradLifLabelProtocolOrLsp,
+    LifAppConfig,
+    LifAppConfigDir,
+    LifAppStatus,
+    LifAppStatusDir,
+    IveVlanIdSource,
+    IveVlanPcpDeiSource,
+    AradIvecKey,
+    AradIvecFormat,
+    AradIvecFormat::TagsToRemoveOption,
+    AradIvecEntry,
+    IvecAppConfig,
+    IvecAppConfigDir,
+    IvecAppStatus,
+    IvecAppStatusDir,
+    AradIhpIvectIndex,
+    IvectAppConfig,
+    IvectAppConfigDir,
+    IvectAppStatus,
+    IvectAppStatusDir,
+    HwIvecs,
+    TagPopPushConfig,
+    TagPopPushStatus,
+    TpidRewriteStatus,
+    VcableTpidVtConfigEntry,
+    TpidVtAppConfigEntry,
+    TpidVtAppConfig,
+    TpidVtAppConfigDir,
+    TcamSharingResult,
+    TcamSharingPolicyId,
+    TcamSharingRequest,
+    TcamSharingResponse,
+    TcamSharingEntry,
+    TcamSharingPendingRequest,
+    TcamSharingConfig,
+    TcamSharingStatus,
+    TcamSharingVlanIdOrDomainResponse,
+    FapTypeProperties,
+    FapTypeProperties::Properties,
+    FapTypeProperties::AradProperties,
+    FapTypeProperties::JerichoProperties,
+    TapAggNormalFapMask,
+    ::TapAggNormalFapMask>;
+// clang-format on
+
+/// The types as they are defined: in order, and with the checksum of all.
+[[gnu::visibility("default")]] Kor::TypeModule const& loamTunnelModule();
+
+/// Defines the types, unless that has been begun. Loading the library does it.
+void korInitLoamTunnelTypes();
+
+} // namespace Hardware::LoamTunnel

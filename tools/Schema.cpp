@@ -1,0 +1,256 @@
+#include "model/LoamTunnelTypeList.h"
+#include "reflect/KorType.h"
+#include "tools/Commands.h"
+#include "tools/Failure.h"
+
+#include <fstream>
+#include <set>
+
+namespace tool {
+
+namespace {
+
+using Kor::KorAttr;
+using Kor::KorType;
+
+std::string textOf(Kor::String8 const& text) {
+    return std::string(text.view());
+}
+
+std::string nameOf(KorType const* type) {
+    return type != nullptr ? textOf(type->typeName()) : "";
+}
+
+std::string kindOf(KorType const& type) {
+    return type.isEnumType() ? "enumeration"
+           : type.isValue()  ? "value"
+           : type.isEntity() ? "entity"
+                             : "object";
+}
+
+Json pairsOf(auto const& names, auto const& types) {
+    Json pairs = Json::array();
+    auto type = types.begin();
+    for (auto const& name : names) {
+        pairs.push_back({textOf(name.value), textOf((*type).value)});
+        ++type;
+    }
+    return pairs;
+}
+
+Json attributeJson(KorAttr const& attr) {
+    Json args = Json::array();
+    for (auto const& each : attr.arguments()) {
+        args.push_back({textOf(each.name), textOf(each.type)});
+    }
+    Json json;
+    json["name"] = textOf(attr.name());
+    json["id"] = attr.attributeId();
+    json["type"] = nameOf(attr.type());
+    json["keyType"] = nameOf(attr.keyType());
+    json["keyAttribute"] = textOf(attr.keyAttributeName());
+    json["args"] = args;
+    json["flags"] = {hex(attr.flags().word0, 8), hex(attr.flags().word1, 8)};
+    json["introspection"] = attr.introspectionFlags().word;
+    json["inherited"] = attr.isInherited();
+    return json;
+}
+
+Json typeJson(KorType const& type) {
+    Json json;
+    json["name"] = nameOf(&type);
+    json["kind"] = kindOf(type);
+    json["base"] = nameOf(type.base());
+    json["outer"] = nameOf(type.scope());
+    json["constructorArgs"] = pairsOf(type.constructorArgNameQQueue(), type.constructorArgTypeQQueue());
+    json["valueAttribute"] = type.valAttr() != nullptr ? textOf(type.valAttr()->name()) : "";
+    json["size"] = type.size();
+    Json list = Json::array();
+    for (auto const& attr : type.attributes()) {
+        if (type.isEnumType()) {
+            list.push_back({{"name", textOf(attr->name())}, {"number", attr->attributeId()}});
+        } else {
+            list.push_back(attributeJson(*attr));
+        }
+    }
+    json[type.isEnumType() ? "enumerators" : "attributes"] = list;
+    return json;
+}
+
+/// "reqCount[AradLifEntry]: U32" with names of the own namespace cut short.
+std::string brief(std::string const& type) {
+    static std::string const own = "Hardware::LoamTunnel::";
+    return type.starts_with(own) ? type.substr(own.size()) : type == "Kor::Builtin<void*>" ? "none" : type;
+}
+
+std::string signatureOf(KorAttr const& attr) {
+    std::string text = textOf(attr.name());
+    bool const isMap = attr.keyType() != nullptr;
+    if (isMap) {
+        text += '[' + brief(nameOf(attr.keyType())) + ']';
+    } else if (attr.introspectionFlags().word == 8) {
+        std::vector<std::string> words;
+        for (auto const& each : attr.arguments()) {
+            words.push_back(textOf(each.name) + ": " + brief(textOf(each.type)));
+        }
+        text += '(' + join(words, ", ") + ')';
+    }
+    return text + ": " + brief(nameOf(attr.type()));
+}
+
+void printType(std::ostream& out, KorType const& type, bool all, Output const& output) {
+    out << bold(nameOf(&type), output.colour) << "  " << kindOf(type);
+    if (type.base() != nullptr) {
+        out << ", base " << brief(nameOf(type.base()));
+    }
+    std::vector<std::string> words;
+    Json const arguments = pairsOf(type.constructorArgNameQQueue(), type.constructorArgTypeQQueue());
+    for (Json const& each : arguments) {
+        words.push_back(each[0].get<std::string>() + ": " + brief(each[1].get<std::string>()));
+    }
+    if (!words.empty()) {
+        out << ", made from (" << join(words, ", ") << ')';
+    }
+    out << '\n';
+    for (auto const& attr : type.attributes()) {
+        if (attr->isInherited() && !all) {
+            continue;
+        }
+        out << "  "
+            << std::string(attr->attributeId() < 10    ? 2
+                           : attr->attributeId() < 100 ? 1
+                                                       : 0,
+                           ' ')
+            << attr->attributeId() << "  " << (type.isEnumType() ? textOf(attr->name()) : signatureOf(*attr))
+            << '\n';
+    }
+}
+
+std::vector<KorType*> chosenTypes(std::vector<std::string> const& names) {
+    std::vector<KorType*> const all = Hardware::LoamTunnel::loamTunnelModule().defined();
+    if (names.empty()) {
+        return all;
+    }
+    std::vector<std::string> known;
+    for (KorType const* type : all) {
+        known.push_back(brief(nameOf(type)));
+    }
+    std::vector<KorType*> chosen;
+    for (std::string const& name : names) {
+        auto const before = chosen.size();
+        for (KorType* type : all) {
+            if (nameOf(type) == name || brief(nameOf(type)) == name) {
+                chosen.push_back(type);
+            }
+        }
+        if (chosen.size() == before) {
+            throw WrongUsage("no type " + shown(name) + suggest(name, known));
+        }
+    }
+    return chosen;
+}
+
+/// What differs between two saved types, one line each.
+void diffFields(std::vector<std::string>& lines, std::string const& where, Json const& before,
+                Json const& after) {
+    for (auto const& [key, value] : after.items()) {
+        if (key != "size" && !value.is_array() && before.value(key, Json()) != value) {
+            lines.push_back(where + ": " + key + " is " + value.dump() + ", was " +
+                            before.value(key, Json()).dump());
+        }
+    }
+    for (char const* key : {"constructorArgs", "args", "flags"}) {
+        if (after.contains(key) && before.value(key, Json()) != after[key]) {
+            lines.push_back(where + ": " + key + " is " + after[key].dump() + ", was " +
+                            before.value(key, Json()).dump());
+        }
+    }
+}
+
+std::map<std::string, Json> byName(Json const& list) {
+    std::map<std::string, Json> all;
+    for (Json const& each : list) {
+        all[each.at("name").get<std::string>()] = each;
+    }
+    return all;
+}
+
+void diffLists(std::vector<std::string>& lines, std::string const& where, Json const& before,
+               Json const& after) {
+    auto const old = byName(before);
+    auto const now = byName(after);
+    auto const inner = [](Json const& type) {
+        return type.contains("enumerators") ? type["enumerators"] : type.value("attributes", Json::array());
+    };
+    for (auto const& [name, each] : old) {
+        if (!now.contains(name)) {
+            lines.push_back(where + name + ": gone");
+        }
+    }
+    for (auto const& [name, each] : now) {
+        auto const found = old.find(name);
+        if (found == old.end()) {
+            lines.push_back(where + name + ": new");
+            continue;
+        }
+        diffFields(lines, where + name, found->second, each);
+        diffLists(lines, where + name + '.', inner(found->second), inner(each));
+    }
+}
+
+std::vector<std::string> diff(std::string const& file, Json const& now) {
+    std::ifstream stream(file);
+    if (!stream) {
+        throw Refused("cannot read " + shown(file));
+    }
+    std::vector<std::string> lines;
+    try {
+        diffLists(lines, "", Json::parse(stream), now);
+    } catch (Json::exception const&) {
+        throw Refused(shown(file) + " is no schema; make one with loamtunnel schema --json");
+    }
+    return lines;
+}
+
+} // namespace
+
+void schema(Context& context, SchemaOptions const& options) {
+    if (options.checksum) {
+        context.out << hex(Hardware::LoamTunnel::loamTunnelModule().checksum(), 16) << '\n';
+        return;
+    }
+    std::vector<KorType*> const types = chosenTypes(options.types);
+    Json list = Json::array();
+    for (KorType const* type : types) {
+        list.push_back(typeJson(*type));
+    }
+    if (!options.diff.empty()) {
+        for (std::string const& line : diff(options.diff, list)) {
+            context.out << line << '\n';
+            context.status = refusedStatus;
+        }
+    } else if (options.output.format == Format::json) {
+        printJson(context.out, list);
+    } else if (options.output.format == Format::text) {
+        char const* separator = "";
+        for (KorType const* type : types) {
+            context.out << separator;
+            printType(context.out, *type, options.all, options.output);
+            separator = "\n";
+        }
+    } else {
+        Listing listing({"type", "kind", "id", "attribute", "flags0", "flags1"});
+        for (KorType const* type : types) {
+            for (auto const& attr : type->attributes()) {
+                if (options.all || !attr->isInherited()) {
+                    listing.add({nameOf(type), kindOf(*type), attr->attributeId(),
+                                 type->isEnumType() ? textOf(attr->name()) : signatureOf(*attr),
+                                 hex(attr->flags().word0, 8), hex(attr->flags().word1, 8)});
+                }
+            }
+        }
+        listing.print(context.out, options.output);
+    }
+}
+
+} // namespace tool
