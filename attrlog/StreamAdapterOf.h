@@ -6,13 +6,14 @@
 ///
 /// It is heavy, and only the source file that makes the classes of a library known needs it:
 ///
-///     static Kor::AttrLogTypes<my::Shape, my::Point> const atLoad;
+///     static Kor::AttrLogTypes<MyTypes> const attrLogAtLoad;            // of the module, reflect/TypeModule.h
 ///
 /// What travels are the scalars and maps of values, children and references to entities. Keys go with the
 /// announcement; operations, queues and single references stay here.
 
 #include "attrlog/Demuxer.h"
 #include "reflect/AttrLogType.h"
+#include "reflect/TypeModule.h"
 #include "runtime/NotifieeOf.h"
 
 #include <array>
@@ -623,6 +624,26 @@ private:
         }
     }
 
+    /// What the constructor was given.
+    template <class T>
+    void putKey(Out& out) {
+        bool done = false;
+        [&]<class... A>(AttributeList<A...>) {
+            auto const put = [&]<class One>() {
+                if constexpr (detail::hasKind<One>(EntityAttributeKind::key)) {
+                    out.put(One::Name::call(*notifier()));
+                    done = true;
+                }
+            };
+            (put.template operator()<A>(), ...);
+        }(typename T::Attributes());
+        if constexpr (requires { typename T::BaseEntity::Attributes; }) {
+            if (!done) {
+                putKey<typename T::BaseEntity>(out);
+            }
+        }
+    }
+
     // Applying
 
     template <class A>
@@ -652,10 +673,11 @@ void StreamAdapterOf<X>::serializeOrphanNow(Out& out) {
     out.currentPayloadSectionIs(NboAttrLog::PayloadSection::types);
     putTypes<X>(out);
     out.currentPayloadSectionIs(NboAttrLog::PayloadSection::argument);
-    if constexpr (requires(X const& x) { x.fwkKey(); }) {
-        out.put(notifier()->fwkKey());
-    } else {
+    if constexpr (std::is_void_v<typename X::ConstructorArgument> ||
+                  std::is_same_v<typename X::ConstructorArgument, Name>) {
         out.put(notifier()->name());
+    } else {
+        putKey<X>(out);
     }
     out.currentPayloadSectionIs(NboAttrLog::PayloadSection::entityId);
     out.put(this->entityId());
@@ -1088,14 +1110,34 @@ public:
         }
         return adapter;
     }
+    void childAttrLogIs(Entity& owner, AttributeId attribute,
+                        Ptr<NboAttrLog::Out> const& out) const override {
+        if (Ptr<StreamAdapter> const adapter = ptrCast<StreamAdapter>(owner.korNboAttrLogSa(out))) {
+            adapter->childAttrLogIs(attribute);
+        }
+    }
 };
 
-/// Makes classes known to the attribute log, at load.
-template <class... X>
-struct AttrLogTypes {
+/// Makes those of a module's types known to the attribute log, at load, that have one: every `Of`th type from
+/// `First` on, so that several files can share the work.
+template <class Module, std::size_t First = 0, std::size_t Of = 1>
+struct AttrLogTypes;
+template <class... T, std::size_t First, std::size_t Of>
+struct AttrLogTypes<TypeModuleOf<T...>, First, Of> {
     AttrLogTypes() {
-        static constinit std::tuple<AttrLogTypeOf<X>...> const types;
-        (static_cast<void>(AttrLogType::Load(typeName<X>(), std::get<AttrLogTypeOf<X>>(types))), ...);
+        []<std::size_t... I>(std::index_sequence<I...>) {
+            (load<I, T>(), ...);
+        }
+        (std::index_sequence_for<T...>());
+    }
+
+private:
+    template <std::size_t I, class X>
+    static void load() {
+        if constexpr (I % Of == First && detail::hasAttrLog<X>) {
+            static constinit AttrLogTypeOf<X> const type;
+            AttrLogType::Load(typeName<X>(), type);
+        }
     }
 };
 

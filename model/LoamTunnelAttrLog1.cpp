@@ -1,10 +1,5 @@
 #include "attrlog/StreamAdapterOf.h"
-#include "model/LoamTunnelModel.h"
+#include "model/LoamTunnelTypeList.h"
 
-namespace Hardware::LoamTunnel {
-
-static Kor::AttrLogTypes<OutAcAppConfig, OutAcAppConfigDir, OutAcRequest, OutAcConfig, OutAcStatus,
-                         OutAcAppStatus, OutAcAppStatusDir, TunnelTerminationConfig, TunnelTerminationStatus,
-                         VtepToNhIdMapConfig, VtepToNhIdMapStatus> const attrLogAtLoad;
-
-} // namespace Hardware::LoamTunnel
+// A quarter of the stream adapters: together they take a compiler too long.
+static Kor::AttrLogTypes<Hardware::LoamTunnel::LoamTunnelTypes, 1, 4> const attrLogAtLoad;

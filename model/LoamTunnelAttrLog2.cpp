@@ -1,9 +1,5 @@
 #include "attrlog/StreamAdapterOf.h"
-#include "model/LoamTunnelModel.h"
+#include "model/LoamTunnelTypeList.h"
 
-namespace Hardware::LoamTunnel {
-
-static Kor::AttrLogTypes<EvecAppConfig, EvecAppConfigDir, EvecStatus, HwIvecs, TcamSharingConfig,
-                         TcamSharingStatus> const attrLogAtLoad;
-
-} // namespace Hardware::LoamTunnel
+// A quarter of the stream adapters: together they take a compiler too long.
+static Kor::AttrLogTypes<Hardware::LoamTunnel::LoamTunnelTypes, 2, 4> const attrLogAtLoad;

@@ -43,4 +43,13 @@ Ptr<Entity> KorType::newEntity(Ptr<NboAttrLog::In> const& in, Entity::Kor_BitSet
     return type != nullptr ? type->newEntity(*in) : nullptr;
 }
 
+void KorType::childAttrLogIs(Ptr<KorAttr const> const& attr, Ptr<PtrInterface> const& owner,
+                             Ptr<NboAttrLog::Out> const& out) const {
+    AttrLogType const* const type = attrLogOf(*this);
+    if (Ptr<Entity> const entity = ptrCast<Entity>(owner);
+        entity && entity->fwkType() == this && type != nullptr) {
+        type->childAttrLogIs(*entity, attr->attributeId(), out);
+    }
+}
+
 } // namespace Kor

@@ -3,8 +3,7 @@
 /// What the attribute log adds to the type object of an entity class: making such an entity from a record,
 /// and its stream adapters. A library says once, for all of its entity classes,
 ///
-///     template class Kor::AttrLogTypeOf<my::Shape>;                        // attrlog/StreamAdapterOf.h
-///     static Kor::AttrLogType::Load const load("my::Shape", shapeAttrLog);
+///     static Kor::AttrLogTypes<MyTypes> const attrLogAtLoad;            // attrlog/StreamAdapterOf.h
 ///
 /// Known from load on; nothing here makes a type object before its time. Loading is on one thread; asking is
 /// safe on any from then on.
@@ -26,6 +25,10 @@ public:
     virtual Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags,
                                                          unsigned int id, Ptr<NboAttrLog::Out> const& out,
                                                          PtrInterface* context) const = 0;
+
+    /// Mounts the children of an attribute of an entity, which is of this class, where it is mounted itself.
+    virtual void childAttrLogIs(Entity& owner, AttributeId attribute,
+                                Ptr<NboAttrLog::Out> const& out) const = 0;
 
     /// The attribute log of the class of that full name; null if it has none.
     static AttrLogType const* named(std::string_view typeName);

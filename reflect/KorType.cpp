@@ -164,9 +164,6 @@ Ptr<Entity> KorType::newEntity(Name const&, Dir*) const {
     return nullptr;
 }
 
-void KorType::childAttrLogIs(Ptr<KorAttr const> const&, Ptr<PtrInterface> const&,
-                             Ptr<NboAttrLog::Out> const&) const {}
-
 Ptr<GenericIf> KorType::genericIf(void const*, bool) const {
     return nullptr;
 }

@@ -1,8 +1,6 @@
-/// Two trees over a pair of rings.
+/// What holds for the replication of every entity, one connection at a time.
 
-#include "attrlog/Demuxer.h"
-#include "model/LoamTunnelModel.h"
-#include "support/Random.h"
+#include "support/Link.h"
 
 #include <gtest/gtest.h>
 
@@ -10,39 +8,81 @@ namespace {
 
 using namespace Kor;
 using namespace Kor::NboAttrLog;
+using namespace Hardware;
 using namespace Hardware::LoamTunnel;
+using support::Link;
+using support::Random;
+using support::sameState;
 
-TEST(Replication, Smoke) {
-    auto a = makePtr<Demuxer>(Side::connecting);
-    auto b = makePtr<Demuxer>(Side::accepting);
-    Ptr<Entity> got;
-    b->rootHookIs([&](Ptr<Entity> const& e) {
-        got = e;
-        return e;
-    });
-    auto dir = lifAppConfigDirFactory("lif");
-    auto mpls = dir->appConfigIs(Hardware::Loam::vtAppMpls);
-    mpls->reqCountIs(AradLifEntry(lifGeneral, 1, 2), 7);
-    a->mount(dir);
-    auto pump = [&](Ptr<Demuxer> const& x, Ptr<Demuxer> const& y) {
-        for (int i = 0; i < 20; ++i) {
-            x->flow();
-            auto r = x->out()->readable();
-            x->out()->nextBytes(y->in()->feed(r));
-            ASSERT_TRUE(y->receive()) << y->closeReason().charPtr();
+void expectNothingOdd(Demuxer const& demuxer) {
+    Stats const stats = demuxer.stats();
+    EXPECT_EQ(stats.refusedRecords + stats.unknownEntities + stats.unknownAttributes + stats.unknownEnums,
+              0u);
+    EXPECT_TRUE(demuxer.isOpen()) << demuxer.closeReason().charPtr();
+}
+
+TEST(Replication, EveryEntityTravelsWholeThenEachChangeAndEachDeletionAsOneRecord) {
+    Random random;
+    support::eachReplicatedEntity([&]<class X>() {
+        SCOPED_TRACE(std::string(typeName<X>()));
+        Link link;
+        Ptr<X> const mine = support::randomEntity<X>(random);
+        for (int i = 0; i < 40; ++i) {
+            support::change(*mine, random);
         }
-    };
-    pump(a, b);
-    ASSERT_TRUE(got);
-    auto copy = ptrCast<LifAppConfigDir>(got);
-    ASSERT_TRUE(copy);
-    ASSERT_TRUE(copy->appConfig(Hardware::Loam::vtAppMpls));
-    EXPECT_EQ(copy->appConfig(Hardware::Loam::vtAppMpls)->reqCount(AradLifEntry(lifGeneral, 1, 2)), 7u);
-    EXPECT_EQ(b->stats().refusedRecords + b->stats().unknownEntities + b->stats().unknownAttributes, 0u);
-    EXPECT_EQ(b->out()->records(), 0u);
-    dir->appConfigDel(Hardware::Loam::vtAppMpls);
-    pump(a, b);
-    EXPECT_FALSE(copy->appConfig(Hardware::Loam::vtAppMpls));
+        Ptr<X> const theirs = link.mountAtA(mine);
+        ASSERT_TRUE(theirs);
+        ASSERT_TRUE(sameState(*mine, *theirs));
+        ASSERT_EQ(theirs->name(), mine->name());
+        support::eachWireAttribute<X>([&]<class A>() {
+            if constexpr (requires { typename A::Key; }) {
+                constexpr bool isPlain = !requires {
+                    typename A::Child;
+                }
+                &&!requires {
+                    typename A::Referred;
+                };
+                auto const& map = EntityForms<typename A::Name>::map(*mine);
+                auto const key = support::randomValue<typename A::Key>(random);
+                for (bool const isDelete : {true, false, true}) {
+                    U64 const before = link.a->out()->records();
+                    bool const was = map.member(key) != nullptr;
+                    support::changeAt<A>(*mine, key, isDelete, random);
+                    U64 const records = link.a->out()->records() - before;
+                    EXPECT_EQ(records != 0, was || !isDelete);
+                    EXPECT_TRUE(!isPlain || records <= 1);
+                    link.quiet();
+                    ASSERT_TRUE(sameState(*mine, *theirs)) << A::Name::text;
+                }
+            } else {
+                for (int i = 0; i < 4; ++i) {
+                    EntityForms<typename A::Name>::is(*mine, support::randomValue<typename A::Type>(random));
+                    link.quiet();
+                    ASSERT_TRUE(sameState(*mine, *theirs)) << A::Name::text;
+                }
+            }
+        });
+        expectNothingOdd(*link.b);
+        EXPECT_EQ(link.b->out()->records(), 0u); // who only applies sends nothing
+
+        // And the other way, on the same connection, without an echo.
+        U64 const before = link.a->out()->records();
+        for (int i = 0; i < 10; ++i) {
+            support::change(*theirs, random);
+            link.quiet();
+            ASSERT_TRUE(sameState(*mine, *theirs));
+        }
+        expectNothingOdd(*link.a);
+
+        link.a->unmount(mine);
+        link.quiet();
+        if constexpr (!std::is_same_v<X, FapTypeProperties>) { // what it refers to is mounted until it ends
+            EXPECT_EQ(link.a->out()->records(), before + 1);
+            EXPECT_EQ(link.a->mounted(), 0u);
+            EXPECT_EQ(link.b->mounted(), 0u);
+        }
+        EXPECT_EQ(mine->references(), 1u);
+    });
 }
 
 } // namespace
