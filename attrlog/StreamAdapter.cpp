@@ -257,8 +257,10 @@ void StreamAdapter::sendSyncMode(SyncMode mode) {
 
 void StreamAdapter::doThrowReadOnly(AttributeId attribute) const {
     Entity const& entity = *korNotifierEntity();
-    throwRangeException(format("%s of %s is read-only here", entity.attributeString(attribute).charPtr(),
-                               entity.fullName().charPtr()));
+    String8 const fullName = entity.fullName();
+    throwRangeException(
+        format("%s of %s is read-only here", entity.attributeString(attribute).charPtr(),
+               fullName.empty() ? entity.fwkType()->typeName().charPtr() : fullName.charPtr()));
 }
 
 void StreamAdapter::noteDirty(bool isNew) {
