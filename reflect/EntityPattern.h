@@ -66,6 +66,16 @@
 
 namespace Kor {
 
+/// The stream adapter of an entity of any class towards a stream, found or made: what korNboAttrLogSaIs()
+/// does. Null for a class that is not known to the attribute log (reflect/AttrLogType.h).
+[[gnu::visibility("default")]] Ptr<Entity::KorNboAttrLogSa>
+streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags, unsigned int id, Ptr<NboAttrLog::Out> const& out,
+                PtrInterface* context);
+
+/// The stream adapter of the entity class X, attrlog/StreamAdapterOf.h.
+template <class X>
+class StreamAdapterOf;
+
 // Attributes of an entity
 
 enum class EntityAttributeKind { key, singleton, map, operation, none };
@@ -916,6 +926,48 @@ public:
     }
 };
 
+/// The stream operations of an entity that travels on an attribute log.
+template <class Self, class Base, class List>
+class Streamed : public Identity<Self, Base, List> {
+    using Adapter = Entity::KorNboAttrLogSa;
+    using Stream = Ptr<NboAttrLog::Out const>;
+
+public:
+    using Identity<Self, Base, List>::Identity;
+
+    Ptr<Adapter const> korNboAttrLogSa(Stream const& out) const override { return towards(out); }
+    Ptr<Adapter> korNboAttrLogSa(Stream const& out) override { return towards(out); }
+    Ptr<Adapter> korNboAttrLogSaForMsgChannel(Ptr<Adapter> const& other) const override {
+        return among([&](Adapter& each) { return &each != other.ptr() && each.isOfChannelOf(*other); });
+    }
+    Ptr<Adapter> korNboAttrLogSaIs(Entity::Kor_BitSet flags, unsigned int id, Ptr<NboAttrLog::Out> const& out,
+                                   PtrInterface* context) override {
+        return streamAdapterIs(*this, flags, id, out, context);
+    }
+    Ptr<Adapter> korNboAttrLogSaDel(Stream const& out) override {
+        Ptr<Adapter> const there = towards(out);
+        if (there) {
+            there->korUnmount();
+        }
+        return there;
+    }
+
+private:
+    template <class Match>
+    Ptr<Adapter> among(Match const& match) const {
+        return streamAdapterAmong(NotifieeAccess::list(static_cast<Self const&>(*this)), match);
+    }
+    Ptr<Adapter> towards(Stream const& out) const {
+        return among([&](Adapter& each) { return each.isTowards(out.ptr()); });
+    }
+};
+template <class Self, class Base, class List>
+requires(!std::derived_from<Base, Entity>) class Streamed<Self, Base, List>
+    : public Identity<Self, Base, List> {
+public:
+    using Identity<Self, Base, List>::Identity;
+};
+
 template <class Self, class Base, class List>
 requires(!std::derived_from<Base, Entity>) class Identity<Self, Base, List>
     : public Reactors<Self, Base, List> {
@@ -934,7 +986,7 @@ public:
 };
 
 template <class Self, class Base, class... A>
-using IdentityOf = Identity<Self, Base, typename ListOf<A...>::type>;
+using IdentityOf = Streamed<Self, Base, typename ListOf<A...>::type>;
 
 } // namespace detail
 
@@ -964,6 +1016,9 @@ public:
             return const_cast<Self*>(static_cast<Self const*>(NotifieeConst::notifier()));
         }
     };
+
+    /// What carries the entity to a peer, where the class has an attribute log.
+    using KorNboAttrLogSa = StreamAdapterOf<Self>;
 
     /// The type of the key attribute, Kor::Name for the name, or void.
     using ConstructorArgument = typename detail::ArgumentOf<Base, Attributes>::type;

@@ -166,18 +166,6 @@ Ptr<Entity> KorType::newEntity(Name const& name, Dir* dir) const {
     return knownBy_ != nullptr ? knownBy_->newEntity(name, dir) : nullptr;
 }
 
-Ptr<Entity> KorType::newEntity(Ptr<NboAttrLog::In> const& in, Entity::Kor_BitSet flags, unsigned int id,
-                               PtrInterface* context) const {
-    return knownBy_ != nullptr ? knownBy_->newEntity(in, flags, id, context) : nullptr;
-}
-
-void KorType::childAttrLogIs(Ptr<KorAttr const> const& attr, Ptr<PtrInterface> const& owner,
-                             Ptr<NboAttrLog::Out> const& out) const {
-    if (knownBy_ != nullptr) {
-        knownBy_->childAttrLogIs(attr, owner, out);
-    }
-}
-
 Ptr<GenericIf> KorType::genericIf(void const* value, bool isConst) const {
     return knownBy_ != nullptr ? knownBy_->genericIf(value, isConst) : nullptr;
 }

@@ -38,6 +38,22 @@
 
 namespace Kor {
 
+namespace NboAttrLog {
+class In;
+}
+
+/// Tells the constructor that reads a value from an attribute log from all others:
+///
+///     EvecKey key(in, Kor::StreamBogon());
+///
+/// It takes the stored attributes off the stream in their order, and raises what attrlog/In.h says. A range
+/// that a class has is checked only where its own such constructor does so.
+struct StreamBogon {};
+
+/// The reading end of an attribute log. A template parameter, since the log itself is a layer above.
+template <class T>
+concept AttrLogReader = std::is_same_v<T, NboAttrLog::In>;
+
 /// How an attribute is declared: what the text, wire and generic forms tell apart.
 enum class AttributeKind { stored, view, constant, operation };
 
@@ -230,6 +246,10 @@ class Stock;
 template <>
 class Stock<Storage<>> {
 public:
+    constexpr Stock() = default;
+    template <AttrLogReader In>
+    Stock(In*, StreamBogon) {}
+
     static constexpr Storage<> storage(Stock const&) { return {}; }
 };
 
@@ -242,6 +262,9 @@ public:
     template <class... V>
     requires FirstOf<AttributeList<S...>, V...>
     constexpr explicit(sizeof...(V) == 1) Stock(V const&... values) : storage_(std::in_place, values...) {}
+
+    template <AttrLogReader In>
+    Stock(In* in, StreamBogon) : storage_{in->template next<typename S::Type>()...} {} // braces: in order
 
     /// All stored attributes, in order.
     static constexpr Storage<S...> const& storage(Stock const& value) { return value.storage_; }

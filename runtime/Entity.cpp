@@ -99,7 +99,19 @@ Ptr<Entity::KorNboAttrLogSa> Entity::korNboAttrLogSaIs(Kor_BitSet, unsigned int,
     return nullptr;
 }
 
-void Entity::korNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const&) {}
+Ptr<Entity::KorNboAttrLogSa> Entity::korNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const&) {
+    return nullptr;
+}
+
+bool Entity::KorNboAttrLogSa::isTowards(NboAttrLog::Out const*) const {
+    return false;
+}
+
+bool Entity::KorNboAttrLogSa::isOfChannelOf(KorNboAttrLogSa const&) const {
+    return false;
+}
+
+void Entity::KorNboAttrLogSa::korUnmount() {}
 
 String8 Entity::korKeyText() const {
     return {};

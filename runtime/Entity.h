@@ -11,6 +11,7 @@
 /// hand. The parent is a plain pointer: a parent holds its children, and takes itself off them when it lets
 /// them go or ends. An entity and all that observes it belong to one thread.
 
+#include "runtime/ListRaw.h"
 #include "runtime/Notifiee.h"
 #include "runtime/Ptr.h"
 #include "runtime/String8.h"
@@ -70,7 +71,8 @@ public:
     virtual Ptr<KorNboAttrLogSa> korNboAttrLogSaForMsgChannel(Ptr<KorNboAttrLogSa> const& adapter) const;
     virtual Ptr<KorNboAttrLogSa> korNboAttrLogSaIs(Kor_BitSet flags, unsigned int id,
                                                    Ptr<NboAttrLog::Out> const& out, PtrInterface* context);
-    virtual void korNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const& out);
+    /// Takes the adapter towards that stream off the entity and returns it; null if there is none.
+    virtual Ptr<KorNboAttrLogSa> korNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const& out);
 
     /// The text of the key by which a parent's attribute holds this entity; empty if it has none.
     virtual String8 korKeyText() const;
@@ -121,9 +123,31 @@ protected:
 class __attribute__((visibility("default"))) Entity::KorNboAttrLogSa : public PtrInterface::NotifieeConst {
 public:
     bool isStreamAdapter() const override { return true; }
+    /// Whether it carries to that stream. Null asks for one whose id is the same on all streams and whose
+    /// peer is there.
+    virtual bool isTowards(NboAttrLog::Out const* out) const;
+    /// Whether it has an id, a peer that is there, and the message channel of the other one.
+    virtual bool isOfChannelOf(KorNboAttrLogSa const& other) const;
+    /// Leaves its stream and its entity.
+    virtual void korUnmount();
 
 protected:
     KorNboAttrLogSa() = default;
 };
+
+/// The first stream adapter among an entity's reactors that matches; they stand at the head of the list.
+template <class List, class Match>
+Ptr<Entity::KorNboAttrLogSa> streamAdapterAmong(List const& list, Match const& match) {
+    for (auto* at = list.head(); at != nullptr; at = ListMember::next(*at)) {
+        PtrInterface::NotifieeConst* const reactor = at->korRawReactor();
+        if (!reactor->isStreamAdapter()) {
+            break;
+        }
+        if (auto& adapter = static_cast<Entity::KorNboAttrLogSa&>(*reactor); match(adapter)) {
+            return &adapter;
+        }
+    }
+    return nullptr;
+}
 
 } // namespace Kor

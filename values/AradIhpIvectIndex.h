@@ -30,6 +30,8 @@ class AradIhpIvectIndex
       public Kor::Ordered<AradIhpIvectIndex> {
 public:
     constexpr AradIhpIvectIndex() = default;
+    template <Kor::AttrLogReader In>
+    AradIhpIvectIndex(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
     /// Raises Kor::RangeException for a number above 256.
     constexpr explicit AradIhpIvectIndex(U16 index) : ValueOf(index) { korCheck(); }
 

@@ -35,6 +35,8 @@ class __attribute__((visibility("default"))) AradLifIndex
       public Kor::Ordered<AradLifIndex> {
 public:
     constexpr AradLifIndex() = default;
+    template <Kor::AttrLogReader In>
+    AradLifIndex(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
     constexpr explicit AradLifIndex(U32 index, AradLifBank startingBank = lifBankMax)
         : ValueOf(index, startingBank) {
         korCheck();

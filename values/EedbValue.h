@@ -36,6 +36,8 @@ class __attribute__((visibility("default"))) EedbAcConstants
           Constant<name::jerichoAcStartIndex, U32, 8192>,
           ClassOperation<name::acBaseIndex, U32(Arg<name::fapType, Loam::FapType>)>> {
 public:
+    using ValueOf::ValueOf;
+
     /// Requires the Arad or the Jericho family.
     static U32 acBaseIndex(Loam::FapType fapType);
 };

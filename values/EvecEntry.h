@@ -35,6 +35,9 @@ class EvecEntry
           Stored<name::format, EvecFormat>> {
 public:
     using ValueOf::ValueOf;
+    /// Raises Kor::RangeException for a command above 0x7ffff, and sets its membership check.
+    template <Kor::AttrLogReader In>
+    EvecEntry(In* in, Kor::StreamBogon bogon) : ValueOf{EvecKey(in, bogon), EvecFormat(in->nextU32())} {}
 
     constexpr bool operator!() const { return !key(); }
 };

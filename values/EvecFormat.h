@@ -35,6 +35,8 @@ public:
     static constexpr U32 limit = 0x7ffff;
 
     constexpr EvecFormat() = default;
+    template <Kor::AttrLogReader In>
+    EvecFormat(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
     /// Raises Kor::RangeException for a number above 0x7ffff.
     constexpr explicit EvecFormat(U32 value) : ValueOf(value) {
         korCheck();

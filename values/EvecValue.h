@@ -27,6 +27,8 @@ public:
     static constexpr U64 limit = 0x3fffffffff;
 
     constexpr EvecValue() = default;
+    template <Kor::AttrLogReader In>
+    EvecValue(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
     /// Raises Kor::RangeException for a number above 0x3fffffffff.
     constexpr explicit EvecValue(U64 word0) : ValueOf(word0) { korCheck(); }
 

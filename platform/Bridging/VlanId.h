@@ -11,6 +11,8 @@ class VlanIdOrNone : public Kor::ValueOf<VlanIdOrNone, Kor::Settable<Kor::name::
                      public Kor::Ordered<VlanIdOrNone> {
 public:
     constexpr VlanIdOrNone() = default;
+    template <Kor::AttrLogReader In>
+    VlanIdOrNone(In* in, Kor::StreamBogon) : VlanIdOrNone(in->nextU16()) {}
     constexpr explicit VlanIdOrNone(Kor::U16 value) : ValueOf(value) { korCheck(); }
 
     constexpr bool operator!() const { return value() == 0; }

@@ -9,6 +9,7 @@
 /// subinterface if it is one. The default is the empty id, with the empty name. A number that is the id of no
 /// name shows as 0x and its 16 digits, and that is read back as well, so that every id survives its text.
 
+#include "reflect/Value.h"
 #include "runtime/OneAtATime.h"
 #include "runtime/Types.h"
 
@@ -27,6 +28,11 @@ class __attribute__((visibility("default"))) IntfId {
 public:
     constexpr IntfId() = default;
     constexpr explicit IntfId(U64 value) : value_(value) {}
+
+    /// On an attribute log: its number.
+    template <Kor::AttrLogReader In>
+    IntfId(In* in, Kor::StreamBogon) : value_(in->nextU64()) {}
+    void writeTo(auto& out) const { out.put(value_); }
 
     /// The id of a name, or none for a text that is no name.
     static std::optional<IntfId> fromName(std::string_view name);

@@ -7,6 +7,7 @@
 ///
 /// Ordered by number, 10.0.0.1 being 0x0a000001. The default is 0.0.0.0.
 
+#include "reflect/Value.h"
 #include "runtime/OneAtATime.h"
 #include "runtime/Types.h"
 
@@ -26,6 +27,11 @@ public:
     constexpr IpAddr() = default;
     constexpr explicit IpAddr(U32 value) : value_(value) {}
     constexpr IpAddr(U8 a, U8 b, U8 c, U8 d) : value_(U32{a} << 24 | U32{b} << 16 | U32{c} << 8 | d) {}
+
+    /// On an attribute log: its four bytes, in the order in which they are written with dots.
+    template <Kor::AttrLogReader In>
+    IpAddr(In* in, Kor::StreamBogon) : value_(in->nextU32()) {}
+    void writeTo(auto& out) const { out.put(value_); }
 
     constexpr U32 value() const { return value_; }
     constexpr U32 hash() const noexcept { return Kor::OneAtATime().add(value_).finish(); }

@@ -9,7 +9,9 @@
 ///
 /// A mask is 16 bytes, ordered and hashed by its four words. Any thread may use its own copy.
 
+#include "reflect/Value.h"
 #include "runtime/Contract.h"
+#include "runtime/Exception.h"
 #include "runtime/OneAtATime.h"
 #include "runtime/Types.h"
 
@@ -31,6 +33,33 @@ public:
     constexpr Fapmask() = default;
     /// Chip n is bit n % 32 of word n / 32.
     constexpr Fapmask(U32 word0, U32 word1, U32 word2, U32 word3) : word_{word0, word1, word2, word3} {}
+
+    /// On an attribute log: 16 bits, of which bit i says that there are any of the chips 16i to 16i + 15,
+    /// then those groups in their order, 16 bits each. Bits above 7 raise Kor::RangeException.
+    template <Kor::AttrLogReader In>
+    Fapmask(In* in, Kor::StreamBogon) {
+        U32 const groups = in->nextU16();
+        if (groups > 0xff) {
+            Kor::throwRangeException("Fapmask has no group of chips above 7");
+        }
+        for (U32 i = 0; i < 8; ++i) {
+            if (((groups >> i) & 1) != 0) {
+                word_[i / 2] |= U32{in->nextU16()} << (i % 2 * 16);
+            }
+        }
+    }
+    void writeTo(auto& out) const {
+        U32 groups = 0;
+        for (U32 i = 0; i < 8; ++i) {
+            groups |= U32{group(i) != 0} << i;
+        }
+        out.put(static_cast<Kor::U16>(groups));
+        for (U32 i = 0; i < 8; ++i) {
+            if (group(i) != 0) {
+                out.put(group(i));
+            }
+        }
+    }
 
     static constexpr Fapmask of(std::initializer_list<U32> chips) {
         Fapmask mask;
@@ -98,6 +127,8 @@ public:
     friend constexpr std::strong_ordering operator<=>(Fapmask const&, Fapmask const&) = default;
 
 private:
+    constexpr Kor::U16 group(U32 i) const { return static_cast<Kor::U16>(word_[i / 2] >> (i % 2 * 16)); }
+
     U32 word_[4] = {};
 };
 

@@ -53,6 +53,8 @@ class FapId : public Kor::ValueOf<FapId, Kor::Constant<Kor::name::min, U16, 0>,
               public Kor::Ordered<FapId> {
 public:
     constexpr FapId() = default;
+    template <Kor::AttrLogReader In>
+    FapId(In* in, Kor::StreamBogon) : FapId(in->nextU16()) {}
     constexpr explicit FapId(U16 value) : ValueOf(value) { korCheck(); }
 
     constexpr bool operator!() const { return *this == FapId(); }

@@ -1,0 +1,362 @@
+#include "attrlog/Demuxer.h"
+
+#include "reflect/AttrLogType.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace Kor {
+
+NboAttrLogDemuxerManager& globalNboAttrLogDemuxerManager() {
+    static thread_local NboAttrLogDemuxerManager manager;
+    return manager;
+}
+
+NboAttrLog::Demuxer* demuxFor(NboAttrLog::Out const* out) noexcept {
+    NboAttrLog::In const* const in = out != nullptr ? out->reverseLogPtr() : nullptr;
+    return in != nullptr ? in->demuxer() : nullptr;
+}
+
+namespace NboAttrLog {
+
+namespace {
+
+/// How many records of one adapter leave before it is the turn of the next.
+constexpr U64 slice = 32;
+constexpr U64 noSlice = std::numeric_limits<U64>::max();
+
+} // namespace
+
+Demuxer::Demuxer(Side side, StreamLimits const& limits)
+    : side_(side), limits_(limits), out_(makePtr<Out>(limits)), in_(makePtr<In>(limits)), sliceEnd_(noSlice) {
+    out_->reverseLogIs(in_.ptr());
+    in_->demuxerIs(this);
+    globalNboAttrLogDemuxerManager().demuxers_.push_back(this);
+}
+
+Demuxer::~Demuxer() {
+    close("ended");
+    std::erase(globalNboAttrLogDemuxerManager().demuxers_, this);
+}
+
+bool Demuxer::receive() {
+    if (!isOpen_ || receiving_) {
+        return isOpen_;
+    }
+    Ptr<Demuxer> const self(this);
+    receiving_ = true;
+    try {
+        for (MsgHeader header; isOpen_ && in_->nextRecord(header);) {
+            dispatch(header);
+        }
+        in_->recordDone();
+    } catch (std::exception const& exception) {
+        close(String8(exception.what()));
+    }
+    receiving_ = false;
+    return isOpen_;
+}
+
+void Demuxer::dispatch(MsgHeader const& header) {
+    try {
+        if (header.entityId == MsgHeader::announcing) {
+            header.attributeId == newEntityAttribute ? announcement()
+                                                     : static_cast<void>(++stats_.unknownAttributes);
+            return;
+        }
+        Ptr<StreamAdapter> const adapter = reactor(header.entityId);
+        if (!adapter) {
+            ++stats_.unknownEntities;
+        } else if (header.isMarker) {
+            U64 const type = in_->nextNumber();
+            U64 const n = in_->nextNumber();
+            in_->recordEnd();
+            if (type > 2) {
+                throwAttrLogRecordException("record is an unknown marker");
+            }
+            adapter->handleAttrTransaction(header.attributeId,
+                                           static_cast<StreamAdapter::AttrTransactionType>(type),
+                                           static_cast<unsigned int>(n));
+        } else if (header.attributeId == -newEntityAttribute) {
+            in_->recordEnd();
+            reactorDel(header.entityId);
+        } else {
+            adapter->handleAttrDeserialization(header.attributeId, {}, 0, nullptr);
+        }
+    } catch (AttrLogRecordException const&) {
+        throw;
+    } catch (Exception const&) {
+        ++stats_.refusedRecords;
+    }
+}
+
+void Demuxer::announcement() {
+    KorType const* type = nullptr;
+    Ptr<Entity> offered;
+    EntityId id;
+    for (PayloadSection section; in_->nextSection(section);) {
+        if (section == PayloadSection::types) {
+            while (type == nullptr && in_->recordLeft() != 0) {
+                TypeId const named = in_->next<TypeId>();
+                type = AttrLogType::named(named.name().view()) != nullptr
+                           ? KorType::named(named.name().view())
+                           : nullptr;
+            }
+        } else if (section == PayloadSection::argument && type != nullptr) {
+            offered = type->newEntity(in_, peerFlags_, 0, this);
+        } else if (section == PayloadSection::entityId) {
+            id = in_->nextEntityId();
+        }
+    }
+    if (type == nullptr) {
+        ++stats_.unknownEntities;
+        return;
+    }
+    if (!offered) {
+        throwAttrLogRecordException("announcement without an argument");
+    }
+    if (StreamAdapter const* const there = reactor(id); there != nullptr && !isMine(id)) {
+        return; // announced again
+    }
+    peerIdMustBeFree(id);
+    Ptr<Entity> const entity = rootHook_ ? rootHook_(offered) : offered;
+    if (!entity) {
+        ++stats_.refusedRecords;
+        return;
+    }
+    if (entity->fwkType() != offered->fwkType()) {
+        throw AttrLogEntityException();
+    }
+    if (Ptr<StreamAdapter> const there = ptrCast<StreamAdapter>(entity->korNboAttrLogSa(out_))) {
+        if (!checkEphemeralEntityDeletion(*there, id)) {
+            return;
+        }
+        reactorDel(there->entityId());
+    }
+    MsgChannel::DeserializingEidAnchor const anchor(constrainer(), id, entity.ptr());
+    entity->korNboAttrLogSaIs(peerFlags_, 0, out_, this);
+}
+
+bool Demuxer::checkEphemeralEntityDeletion(StreamAdapter const& child, EntityId announced) const noexcept {
+    bool const crossed = isMine(child.entityId()) && !isMine(announced);
+    return !crossed || side_ == Side::connecting;
+}
+
+void Demuxer::peerIdMustBeFree(EntityId id) {
+    if (!id.isAssigned() || isMine(id)) {
+        throwAttrLogRecordException("record gives an id that is not the sender's to give");
+    }
+    if (reactor(id) != nullptr) {
+        throwRangeException("record gives an id that is in use");
+    }
+    if (peerEntities_ >= limits_.entities) {
+        throwAttrLogRecordException("peer has more entities than the limit");
+    }
+}
+
+bool Demuxer::flow() {
+    if (!isOpen_ || flowing_) {
+        return hasWork();
+    }
+    Ptr<Demuxer> const self(this);
+    flowing_ = true;
+    wasFull_ = wasFull_ && !out_->hasSufficientBuffer();
+    std::size_t idle = 0;
+    while (isOpen_ && writeRetired() && !queue_.empty() && out_->hasSufficientBuffer()) {
+        Ptr<StreamAdapter> const adapter = std::move(queue_.front());
+        queue_.pop_front();
+        if (adapter->flowOut() == nullptr) {
+            continue; // it has left
+        }
+        U64 const before = out_->records();
+        sliceEnd_ = before + slice;
+        AttributeId next = 0;
+        try {
+            next = adapter->korFlow();
+        } catch (Exception const&) { // it cannot be announced
+            ++stats_.refusedRecords;
+            reactorDel(adapter->entityId());
+        }
+        sliceEnd_ = noSlice;
+        FlowOut* const flowOut = adapter->flowOut();
+        if (flowOut == nullptr) {
+            continue;
+        }
+        if (next == 0 && !flowOut->hasDirtyAttributes() && out_->hasSufficientBuffer()) {
+            adapter->korFlowDone();
+            continue;
+        }
+        flowOut->attrIdIs(next);
+        queue_.push_back(adapter);
+        idle = out_->records() == before ? idle + 1 : 0;
+        if (idle > queue_.size()) {
+            break;
+        }
+    }
+    if (!queue_.empty() && !out_->hasSufficientBuffer()) {
+        noteFull();
+    }
+    flowing_ = false;
+    return hasWork();
+}
+
+bool Demuxer::writeRetired() {
+    while (!retired_.empty() && out_->hasSufficientBuffer()) {
+        MsgHeader header;
+        header.entityId = retired_.front();
+        header.attributeId = -newEntityAttribute;
+        out_->nextHeaderIs(header);
+        out_ << TransactToken(1) << TransactToken(3);
+        retired_.pop_front();
+    }
+    return retired_.empty();
+}
+
+void Demuxer::noteFull() noexcept {
+    stats_.streamFull += !wasFull_;
+    wasFull_ = true;
+}
+
+void Demuxer::close(String8 reason) {
+    if (!isOpen_) {
+        return;
+    }
+    isOpen_ = false;
+    reason_ = std::move(reason);
+    while (!adapters_.empty()) {
+        Adapters::IteratorConst const first(&adapters_);
+        Ptr<StreamAdapter> const adapter = first->value;
+        adapters_.deleteMember(EntityId(first->key));
+        adapter->korDetach();
+    }
+    peerEntities_ = 0;
+    queue_.clear();
+    retired_.clear();
+    out_->reverseLogIs(nullptr);
+    in_->demuxerIs(nullptr);
+}
+
+ValidPtr<StreamAdapter> Demuxer::mount(Ptr<Entity> const& entity, Entity::Kor_BitSet flags) {
+    if (!isOpen_) {
+        throwRangeException("the connection is closed");
+    }
+    if (!entity) {
+        throwRangeException("null ValidPtr");
+    }
+    bool const isNew = !entity->korNboAttrLogSa(out_);
+    Ptr<StreamAdapter> const adapter =
+        ptrCast<StreamAdapter>(entity->korNboAttrLogSaIs(flags, 0, out_, this));
+    if (!adapter) {
+        throwRangeException(format("%s has no attribute log", entity->fwkType()->typeName().charPtr()));
+    }
+    if (isNew) {
+        try {
+            adapter->doSerializeOrphan();
+        } catch (...) {
+            reactorDel(adapter->entityId());
+            throw;
+        }
+    }
+    return adapter;
+}
+
+void Demuxer::unmount(Ptr<Entity> const& entity) {
+    if (Ptr<StreamAdapter> const adapter = ptrCast<StreamAdapter>(entity->korNboAttrLogSa(out_))) {
+        reactorRetire(adapter->entityId());
+    }
+}
+
+Stats Demuxer::stats() const {
+    Stats stats = stats_;
+    stats.recordsIn = in_->records();
+    stats.bytesIn = in_->bytes();
+    stats.recordsOut = out_->records();
+    stats.bytesOut = out_->bytes();
+    return stats;
+}
+
+StreamAdapter* Demuxer::reactor(EntityId id) const noexcept {
+    auto const* const found = adapters_.member(id);
+    return found != nullptr ? found->value.ptr() : nullptr;
+}
+
+void Demuxer::reactorIs(StreamAdapter& adapter, EntityId id) {
+    auto& given = constrainer();
+    Entity* const parent = given.deserializingInParent();
+    Entity* const entity = adapter.korNotifierEntity();
+    if (!id.isAssigned() && given.deserializingEid().isAssigned() &&
+        (parent == entity || (parent != nullptr && parent == entity->parent()))) {
+        id = given.deserializingEid();
+        given.deserializingEidIs({});
+    }
+    if (!id.isAssigned()) {
+        id = EntityId::ofNumber(nextId_++ << 2 | static_cast<U64>(side_) << 1 | 1);
+    }
+    adapters_.newMember(makePtr<MapEntry<EntityId, Ptr<StreamAdapter>>>(id, &adapter));
+    peerEntities_ += !isMine(id);
+    adapter.entityIdIs(id);
+}
+
+void Demuxer::reactorDel(EntityId id) {
+    auto const gone = adapters_.deleteMember(id);
+    if (gone) {
+        peerEntities_ -= !isMine(id);
+        gone->value->korDetach();
+    }
+}
+
+void Demuxer::reactorRetire(EntityId id) {
+    StreamAdapter const* const adapter = reactor(id);
+    if (adapter == nullptr) {
+        return;
+    }
+    if (!adapter->announcePending()) {
+        retired_.push_back(id);
+    }
+    reactorDel(id);
+    writeRetired();
+}
+
+Ptr<FlowOut> Demuxer::createFlowOut(Ptr<StreamAdapter> const& adapter, ConnectDesc const& connection,
+                                    bool flag, AttributeId start) {
+    bool const waits = adapter->flowOut() != nullptr;
+    Ptr<FlowOut> flowOut = adapter->flowOutIs(out_, connection, flag, start);
+    adapter->flowOutIs(flowOut);
+    if (!waits) {
+        queue_.push_back(adapter);
+    }
+    return flowOut;
+}
+
+FlowIn* Demuxer::flowIn(EntityId id) const noexcept {
+    StreamAdapter const* const adapter = reactor(id);
+    return adapter != nullptr ? adapter->flowIn() : nullptr;
+}
+
+FlowIn* Demuxer::flowInIs(EntityId id) {
+    StreamAdapter* const adapter = reactor(id);
+    if (adapter != nullptr && adapter->flowIn() == nullptr) {
+        adapter->flowInIs(makePtr<FlowIn>());
+    }
+    return adapter != nullptr ? adapter->flowIn() : nullptr;
+}
+
+EntityId Demuxer::entityIdOf(Entity& entity, Entity::Kor_BitSet flags) {
+    Ptr<StreamAdapter> adapter = ptrCast<StreamAdapter>(entity.korNboAttrLogSa(out_));
+    if (adapter && !adapter->announcePending()) {
+        return adapter->entityId();
+    }
+    if (!out_->hasSufficientBuffer()) {
+        throw EntityIdUnavailableException("no room to announce the entity");
+    }
+    if (!adapter) {
+        adapter = mount(&entity, flags).ptr();
+    } else {
+        adapter->announce();
+    }
+    return adapter->entityId();
+}
+
+} // namespace NboAttrLog
+
+} // namespace Kor

@@ -1,0 +1,186 @@
+#pragma once
+
+/// Kor::NboAttrLog::Demuxer, one connection of an attribute log: the two streams, and the entities that are
+/// mounted on them. Pure bytes: a caller carries them, by whatever means, and calls receive() and flow().
+///
+///     auto demuxer = Kor::makePtr<Kor::NboAttrLog::Demuxer>(Kor::NboAttrLog::Side::connecting);
+///     demuxer->mount(lifAppConfigDir);                      // the peer gets it, and each change from now on
+///     demuxer->rootHookIs([&](Kor::Ptr<Kor::Entity> const& offered) { return mine(offered); });
+///     for (;;) {
+///         while (demuxer->flow(), !demuxer->out()->readable().empty()) { ... send; out()->nextBytes(sent); }
+///         ... in()->feed(received) ...
+///         if (!demuxer->receive()) { puts(demuxer->closeReason().charPtr()); break; }
+///     }
+///     demuxer->close("hung up");                            // a new connection starts with a new one
+///
+/// Mounting. The side that mounts an entity owns its state: the peer gets all of it, whatever it had before.
+/// Both sides can write, unless the flags say otherwise. If both mount the same entity, or add the same
+/// child, at the same time, that of the side that was connected to stays. An entity is mounted with all of
+/// its children and all that it refers to; it is held while it is mounted, unless its flags have
+/// StreamAdapter::Bit::weak.
+///
+/// Fairness. What waits for room takes turns, a few records each, so that a large entity does not hold up
+/// a small one.
+///
+/// Hostile bytes. A record that is unsound closes the connection, with a reason; one that is sound but is
+/// refused (a value out of its range, a write to what is read-only, an entity or attribute that is not known
+/// here) is passed over and counted. The entities are whole in either case. A peer can make at most
+/// `limits.entities` entities.
+///
+/// Cost. Nothing but flow() takes time for what waits; a peer that never reads costs the ring and one mark a
+/// changed key. One thread; a handler that is called from receive() may do anything but call receive().
+
+#include "attrlog/StreamAdapter.h"
+
+#include <deque>
+#include <functional>
+
+namespace Kor::NboAttrLog {
+
+/// Which side of the connection this is; it tells the ids of the two sides apart.
+enum class Side : U8 { accepting = 0, connecting = 1 };
+
+/// What a connection has done. Nothing is merged or passed over without being counted.
+struct Stats {
+    U64 recordsIn = 0, bytesIn = 0, recordsOut = 0, bytesOut = 0;
+    /// Changes of a key that was marked already.
+    U64 coalescedChanges = 0;
+    /// Keys that wait for room now, and the most there ever were.
+    U64 dirtyKeys = 0, dirtyKeysHighWater = 0;
+    /// How often the stream became full.
+    U64 streamFull = 0;
+    /// Enumerators that only the peer knows.
+    U64 unknownEnums = 0;
+    U64 unknownAttributes = 0;
+    /// Records of entities that are no longer, or not, mounted.
+    U64 unknownEntities = 0;
+    U64 refusedRecords = 0;
+    /// The peer's full passes that have ended.
+    U64 passesIn = 0;
+};
+
+class __attribute__((visibility("default"))) Demuxer : public PtrInterface {
+public:
+    explicit Demuxer(Side side, StreamLimits const& limits = {});
+    ~Demuxer() override;
+
+    // What the carrier does.
+
+    Ptr<Out> const& out() const noexcept { return out_; }
+    Ptr<In> const& in() const noexcept { return in_; }
+    /// Applies the whole records that have arrived. False when the connection is closed.
+    bool receive();
+    /// Writes what waits, as far as there is room. True when something still waits.
+    bool flow();
+    bool hasWork() const noexcept { return !queue_.empty() || !retired_.empty(); }
+    /// Ends the connection: all entities are unmounted and stay as they are. The first reason stands.
+    void close(String8 reason);
+    bool isOpen() const noexcept { return isOpen_; }
+    String8 const& closeReason() const noexcept { return reason_; }
+
+    // What the application does.
+
+    /// Mounts an entity, so that the peer gets it; one that is mounted stays so and has its flags replaced.
+    /// Kor::RangeException for a null entity, one without an attribute log, or a closed connection.
+    ValidPtr<StreamAdapter> mount(Ptr<Entity> const& entity, Entity::Kor_BitSet flags = {});
+    /// Unmounts an entity on both sides; nothing happens if it is not mounted.
+    void unmount(Ptr<Entity> const& entity);
+
+    /// Called with each entity that the peer mounts, as made anew from its key or name. What it returns is
+    /// mounted: that one, another one of the same class, or null to refuse it. Without a hook the new one is,
+    /// and stays until the peer unmounts it or the connection is closed.
+    using RootHook = std::function<Ptr<Entity>(Ptr<Entity> const& offered)>;
+    void rootHookIs(RootHook hook) { rootHook_ = std::move(hook); }
+    /// The flags with which what the peer mounts is mounted here.
+    void peerFlagsIs(Entity::Kor_BitSet flags) noexcept { peerFlags_ = flags; }
+
+    Name const& peerName() const noexcept { return peerName_; }
+    void peerNameIs(Name name) noexcept { peerName_ = std::move(name); }
+    /// The protocol that the two sides have agreed on.
+    U32 protocol() const noexcept { return protocol_; }
+    void protocolIs(U32 protocol) noexcept { protocol_ = protocol; }
+    Stats stats() const;
+    /// How many entities are mounted.
+    U32 mounted() const noexcept { return adapters_.count(); }
+
+    // What the adapters do.
+
+    StreamAdapter* reactor(EntityId id) const noexcept;
+    /// Takes an adapter in, under that id or a new one.
+    void reactorIs(StreamAdapter& adapter, EntityId id = {});
+    /// Lets the adapter of that id go; it leaves stream and entity. Its children go, too.
+    void reactorDel(EntityId id);
+    /// The same, and the peer is told to let its own go.
+    void reactorRetire(EntityId id);
+    Ptr<FlowOut> createFlowOut(Ptr<StreamAdapter> const& adapter, ConnectDesc const& connection, bool flag,
+                               AttributeId start);
+    /// Whether the adapter whose turn it is may go on.
+    bool continueFlowOut() const noexcept {
+        return out_->hasSufficientBuffer() && out_->records() < sliceEnd_;
+    }
+    FlowIn* flowIn(EntityId id) const noexcept;
+    FlowIn* flowInIs(EntityId id);
+    /// The id of an entity on this stream; mounts it if it is not. Raises Kor::EntityIdUnavailableException
+    /// while there is no room to announce it.
+    EntityId entityIdOf(Entity& entity, Entity::Kor_BitSet flags);
+    /// Whether the child, which is mounted here under another id, gives way to the one that the peer
+    /// announces.
+    bool checkEphemeralEntityDeletion(StreamAdapter const& child, EntityId announced) const noexcept;
+    /// Raises unless the peer may give that id to an entity now.
+    void peerIdMustBeFree(EntityId id);
+    bool isMine(EntityId id) const noexcept { return (id.low >> 1 & 1) == static_cast<U32>(side_); }
+
+    void noteFull() noexcept;
+    void unknownEnumsInc(unsigned int n) noexcept { stats_.unknownEnums += n; }
+    Stats& counters() noexcept { return stats_; }
+    MsgChannel::Constrainer& constrainer() noexcept { return channel_->constrainer(); }
+
+private:
+    using Adapters = HashMap<MapEntry<EntityId, Ptr<StreamAdapter>>, EntityId, Ptr<StreamAdapter>>;
+
+    void dispatch(MsgHeader const& header);
+    void announcement();
+    bool writeRetired();
+
+    Side side_;
+    StreamLimits limits_;
+    Ptr<Out> out_;
+    Ptr<In> in_;
+    Adapters adapters_;
+    U32 peerEntities_ = 0;
+    U64 nextId_ = 1;
+    std::deque<Ptr<StreamAdapter>> queue_;
+    std::deque<EntityId> retired_;
+    U64 sliceEnd_ = 0;
+    Ptr<MsgChannel> channel_ = makePtr<MsgChannel>();
+    RootHook rootHook_;
+    Entity::Kor_BitSet peerFlags_{0};
+    Name peerName_;
+    String8 reason_;
+    U32 protocol_ = 2;
+    Stats stats_;
+    bool isOpen_ = true;
+    bool receiving_ = false;
+    bool flowing_ = false;
+    bool wasFull_ = false;
+};
+
+} // namespace Kor::NboAttrLog
+
+namespace Kor {
+
+/// All demultiplexers of this thread.
+class __attribute__((visibility("default"))) NboAttrLogDemuxerManager {
+public:
+    std::vector<NboAttrLog::Demuxer*> const& demuxers() const noexcept { return demuxers_; }
+
+private:
+    friend class NboAttrLog::Demuxer;
+    std::vector<NboAttrLog::Demuxer*> demuxers_;
+};
+[[gnu::visibility("default")]] NboAttrLogDemuxerManager& globalNboAttrLogDemuxerManager();
+
+/// The demultiplexer of a stream, or null.
+[[gnu::visibility("default")]] NboAttrLog::Demuxer* demuxFor(NboAttrLog::Out const* out) noexcept;
+
+} // namespace Kor

@@ -1,0 +1,168 @@
+#include "attrlog/In.h"
+
+#include "runtime/Contract.h"
+
+#include <algorithm>
+
+namespace Kor {
+
+namespace Connection {
+
+std::size_t In::feed(std::span<U8 const> bytes) noexcept {
+    std::size_t taken = 0;
+    while (taken < bytes.size()) {
+        std::span<U8> const to = ring_.writable();
+        std::size_t const n = std::min(to.size(), bytes.size() - taken);
+        if (n == 0) {
+            break;
+        }
+        std::memcpy(to.data(), bytes.data() + taken, n);
+        ring_.wrote(static_cast<U32>(n));
+        taken += n;
+    }
+    return taken;
+}
+
+void In::wrote(std::size_t n) noexcept {
+    std::size_t const most = writable().size();
+    require(n <= most, [] { return Breach{"Kor::Connection::In::wrote", "more than was writable"}; });
+    ring_.wrote(static_cast<U32>(std::min(n, most)));
+}
+
+void In::positionIs(U32 position) {
+    if (position > static_cast<std::size_t>(end_ - payload_)) {
+        throwAttrLogRecordException("record is shorter than an offset in it");
+    }
+    cursor_ = payload_ + position;
+}
+
+} // namespace Connection
+
+namespace ByteConnection {
+
+bool In::nextbool() {
+    U8 const byte = *take(1);
+    if (byte > 1) {
+        throwRangeException("bool > 1 not allowed");
+    }
+    return byte != 0;
+}
+
+String8 In::nextString() {
+    U32 const length = nextU16();
+    return String8(std::string_view(reinterpret_cast<char const*>(take(length)), length));
+}
+
+U64 In::nextNumber() {
+    U64 number = 0;
+    for (unsigned shift = 0; shift < 64; shift += 7) {
+        U8 const byte = *take(1);
+        if (shift == 63 && byte > 1) {
+            break;
+        }
+        number |= U64{byte & 0x7fu} << shift;
+        if (byte < 0x80) {
+            if (byte == 0 && shift != 0) {
+                break;
+            }
+            return number;
+        }
+    }
+    throwAttrLogRecordException("record has a number in an unsound form");
+}
+
+} // namespace ByteConnection
+
+namespace NboAttrLog {
+
+In::In(StreamLimits const& limits)
+    : ByteConnection::In(
+          std::clamp(limits.ring, 2 * std::clamp(limits.record, minRecord, maxRecord), 1u << 30),
+          std::clamp(limits.record, minRecord, maxRecord)),
+      limits_(limits) {
+    limits_.record = std::clamp(limits.record, minRecord, maxRecord);
+}
+
+bool In::nextRecord(MsgHeader& header) {
+    constexpr U32 lengthBytes = 2;
+    recordDone();
+    if (ring_.available() < lengthBytes) {
+        return false;
+    }
+    cursor_ = ring_.linearRead(lengthBytes);
+    end_ = cursor_ + lengthBytes;
+    U32 const size = lengthBytes + nextU16();
+    if (size > limits_.record) {
+        throwAttrLogRecordException("record is longer than the limit");
+    }
+    if (ring_.available() < size) {
+        cursor_ = end_ = nullptr;
+        return false;
+    }
+    recordSize_ = size;
+    cursor_ = ring_.linearRead(size);
+    payload_ = cursor_;
+    end_ = recordEnd_ = cursor_ + size;
+    take(lengthBytes);
+    U8 const bits = *take(1);
+    if ((bits & ~form::all) != 0) {
+        throwAttrLogRecordException("record is of an unknown form");
+    }
+    header = MsgHeader();
+    header.variableLength = (bits & form::variableLength) != 0;
+    header.isMarker = (bits & form::marker) != 0;
+    header.entityId = nextEntityId();
+    S64 const attribute = unzigzag(nextNumber());
+    header.attributeId = static_cast<AttributeId>(attribute);
+    if (header.attributeId != attribute) {
+        throwAttrLogRecordException("record has an attribute above 32 bits");
+    }
+    if ((bits & form::secondary) != 0) {
+        U64 const secondary = nextNumber();
+        header.secondaryAttribute = static_cast<U32>(secondary);
+        if (secondary == 0 || header.secondaryAttribute != secondary) {
+            throwAttrLogRecordException("record has an unsound secondary attribute");
+        }
+    }
+    payload_ = cursor_;
+    header.fixedLength = header.variableLength ? 0 : recordLeft();
+    ++records_;
+    bytes_ += size;
+    return true;
+}
+
+void In::recordDone() noexcept {
+    ring_.nextBytes(std::exchange(recordSize_, 0));
+    payload_ = cursor_ = end_ = recordEnd_ = nullptr;
+    inSection_ = false;
+}
+
+bool In::nextSection(PayloadSection& section) {
+    if (std::exchange(inSection_, true)) {
+        cursor_ = end_;
+        end_ = recordEnd_;
+    }
+    if (recordLeft() == 0) {
+        inSection_ = false;
+        return false;
+    }
+    section = static_cast<PayloadSection>(*take(1));
+    U32 const length = nextU16();
+    if (length > recordLeft()) {
+        throwAttrLogRecordException("record is shorter than a section of it");
+    }
+    end_ = cursor_ + length;
+    return true;
+}
+
+U8 In::nextU8() {
+    U16 const value = nextU16();
+    if (value > 255) {
+        throwRangeException("U8 > 255 not allowed");
+    }
+    return static_cast<U8>(value);
+}
+
+} // namespace NboAttrLog
+
+} // namespace Kor

@@ -1,0 +1,186 @@
+#pragma once
+
+/// Kor::NboAttrLog::In, the reading end of an attribute log.
+///
+///     auto in = Kor::makePtr<Kor::NboAttrLog::In>();
+///     std::size_t const taken = in->feed(bytes);       // what has come from the peer, in pieces of any size
+///     MsgHeader header;
+///     while (in->nextRecord(header)) {
+///         AradLifEntry const entry(in.ptr(), Kor::StreamBogon());
+///         U32 const count = in->nextU32();
+///         in->recordEnd();                             // there must be nothing more
+///         in->recordDone();
+///     }
+///
+/// Whatever arrives, no read goes past the end of the record that is being read. A record that is too short,
+/// too long, or makes no sense raises Kor::AttrLogRecordException; after that the stream is of no more use. A
+/// value that is out of its range raises Kor::RangeException, as the value's class says; the record can then
+/// be passed over with recordDone().
+///
+/// Reading copies nothing, but for a record that crosses the end of the ring, and allocates nothing but
+/// strings. One thread.
+
+#include "attrlog/Out.h"
+#include "reflect/Enumeration.h"
+#include "runtime/Ptr.h"
+
+namespace Kor {
+
+class Entity;
+
+namespace Connection {
+
+/// The ring of what has arrived.
+class __attribute__((visibility("default"))) In : public PtrInterface {
+public:
+    /// Takes in as much as there is room for, and returns how much that was.
+    std::size_t feed(std::span<U8 const> bytes) noexcept;
+    /// Where the carrier can write to without a copy, in one piece; it tells with wrote() how much it did.
+    std::span<U8> writable() noexcept { return ring_.writable(); }
+    void wrote(std::size_t n) noexcept;
+    /// Bytes that have arrived and are not done with.
+    U32 available() const noexcept { return ring_.available(); }
+
+    /// Passes over `n` bytes of the record.
+    void nextBytes(U32 n) { take(n); }
+    /// Bytes that are left of the record.
+    U32 recordLeft() const noexcept { return static_cast<U32>(end_ - cursor_); }
+    /// Where the reader is, counted from the start of the payload. It can be put to any place of the payload
+    /// that is not behind the end.
+    U32 position() const noexcept { return static_cast<U32>(cursor_ - payload_); }
+    void positionIs(U32 position);
+
+protected:
+    In(U32 size, U32 slack) : ring_(size, slack) {}
+
+    U8 const* take(std::size_t n) {
+        if (static_cast<std::size_t>(end_ - cursor_) < n) [[unlikely]] {
+            throwAttrLogRecordException("record is shorter than its attribute");
+        }
+        return std::exchange(cursor_, cursor_ + n);
+    }
+
+    Ring ring_;
+    // The payload of the record that is being read.
+    U8 const* payload_ = nullptr;
+    U8 const* cursor_ = nullptr;
+    U8 const* end_ = nullptr;
+};
+
+} // namespace Connection
+
+namespace ByteConnection {
+
+/// The primitives. All are big-endian.
+class __attribute__((visibility("default"))) In : public Connection::In {
+public:
+    U16 nextU16() { return load<U16>(); }
+    U32 nextU32() { return load<U32>(); }
+    U64 nextU64() { return load<U64>(); }
+    int nextint() { return static_cast<int>(load<U32>()); }
+    /// Any byte but 0 and 1 raises Kor::RangeException.
+    bool nextbool();
+    String8 nextString();
+    /// A number in as many bytes as it needs; one in more, or above 64 bits, raises
+    /// Kor::AttrLogRecordException.
+    U64 nextNumber();
+
+protected:
+    using Connection::In::In;
+
+private:
+    template <class U>
+    U load() {
+        U8 const* const at = take(sizeof(U));
+        U64 value = 0;
+        for (std::size_t i = 0; i < sizeof(U); ++i) {
+            value = value << 8 | at[i];
+        }
+        return static_cast<U>(value);
+    }
+};
+
+} // namespace ByteConnection
+
+namespace NboAttrLog {
+
+class __attribute__((visibility("default"))) In final : public ByteConnection::In {
+public:
+    explicit In(StreamLimits const& limits = {});
+
+    /// Steps to the next record, once the one before is done, and reads its header. False when it has not
+    /// arrived as a whole.
+    bool nextRecord(MsgHeader& header);
+    /// Requires that the record is read to its end.
+    void recordEnd() const {
+        if (recordLeft() != 0) [[unlikely]] {
+            throwAttrLogRecordException("record is longer than its attribute");
+        }
+    }
+    /// Passes over what is left of the record.
+    void recordDone() noexcept;
+
+    /// Steps into the next section of the payload; false at the end of the payload. What is left of the one
+    /// before is passed over.
+    bool nextSection(PayloadSection& section);
+
+    /// The next value, of any type that Kor::NboAttrLog::Out takes.
+    template <class T>
+    T next() {
+        if constexpr (std::is_same_v<T, bool>) {
+            return nextbool();
+        } else if constexpr (std::is_enum_v<T>) {
+            return nextEnumerator<T>();
+        } else if constexpr (std::is_same_v<T, U8>) {
+            return nextU8();
+        } else if constexpr (std::is_integral_v<T>) {
+            static_assert(sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8);
+            if constexpr (sizeof(T) == 2) {
+                return static_cast<T>(nextU16());
+            } else if constexpr (sizeof(T) == 4) {
+                return static_cast<T>(nextU32());
+            } else {
+                return static_cast<T>(nextU64());
+            }
+        } else if constexpr (std::derived_from<T, String8>) {
+            return T(nextString());
+        } else if constexpr (std::is_same_v<T, TypeId>) {
+            return TypeId(nextString());
+        } else if constexpr (std::is_same_v<T, EntityId>) {
+            return nextEntityId();
+        } else {
+            return T(this, StreamBogon());
+        }
+    }
+
+    EntityId nextEntityId() { return EntityId::ofNumber(nextNumber()); }
+
+    U64 records() const noexcept { return records_; }
+    U64 bytes() const noexcept { return bytes_; }
+
+    /// Whether the peer is there: true until the demultiplexer that owns the stream closes it.
+    bool isConnected() const noexcept { return demuxer_ != nullptr; }
+    Demuxer* demuxer() const noexcept { return demuxer_; }
+    void demuxerIs(Demuxer* demuxer) noexcept { demuxer_ = demuxer; }
+
+private:
+    /// Raises Kor::RangeException with the enumeration's name for a number that is none of it.
+    template <class E>
+    E nextEnumerator() {
+        static std::string const word(shortTypeName<E>());
+        return enumeratorOfNumber<E>(nextU32(), word.c_str());
+    }
+    U8 nextU8();
+
+    StreamLimits limits_;
+    U32 recordSize_ = 0; // of the record that is being read, 0 for none
+    U8 const* recordEnd_ = nullptr;
+    bool inSection_ = false;
+    U64 records_ = 0;
+    U64 bytes_ = 0;
+    Demuxer* demuxer_ = nullptr;
+};
+
+} // namespace NboAttrLog
+
+} // namespace Kor

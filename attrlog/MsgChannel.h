@@ -1,0 +1,69 @@
+#pragma once
+
+/// Kor::MsgChannel: which id, in which parent, is being given to the child that a record makes.
+///
+///     Kor::MsgChannel::DeserializingEidAnchor const anchor(constrainer, id, directory);
+///     directory->appConfigIs(app);        // the child's adapter finds its id here
+///
+/// One thread.
+
+#include "attrlog/Record.h"
+#include "runtime/Entity.h"
+
+namespace Kor {
+
+class __attribute__((visibility("default"))) MsgChannel : public PtrInterface {
+public:
+    enum class Mode : U32 { none = 0, childAnnounced = 1, synchronized = 3 };
+
+    class Constrainer {
+    public:
+        /// What is known of one mounted entity.
+        class KorEntry {
+        public:
+            Mode mode() const noexcept { return mode_; }
+            void modeIs(Mode mode) noexcept { mode_ = mode; }
+
+        private:
+            Mode mode_ = Mode::none;
+        };
+
+        EntityId deserializingEid() const noexcept { return eid_; }
+        void deserializingEidIs(EntityId id) noexcept { eid_ = id; }
+        Entity* deserializingInParent() const noexcept { return parent_; }
+        void deserializingInParentIs(Entity* parent) noexcept { parent_ = parent; }
+
+    private:
+        EntityId eid_;
+        Entity* parent_ = nullptr;
+    };
+
+    Constrainer& constrainer() noexcept { return constrainer_; }
+
+    /// Installs an id and a parent for a scope.
+    class DeserializingEidAnchor {
+    public:
+        DeserializingEidAnchor(Constrainer& constrainer, EntityId id, Entity* parent) noexcept
+            : constrainer_(constrainer), eid_(constrainer.deserializingEid()),
+              parent_(constrainer.deserializingInParent()) {
+            constrainer.deserializingEidIs(id);
+            constrainer.deserializingInParentIs(parent);
+        }
+        ~DeserializingEidAnchor() {
+            constrainer_.deserializingEidIs(eid_);
+            constrainer_.deserializingInParentIs(parent_);
+        }
+        DeserializingEidAnchor(DeserializingEidAnchor const&) = delete;
+        DeserializingEidAnchor& operator=(DeserializingEidAnchor const&) = delete;
+
+    private:
+        Constrainer& constrainer_;
+        EntityId eid_;
+        Entity* parent_;
+    };
+
+private:
+    Constrainer constrainer_;
+};
+
+} // namespace Kor

@@ -1,0 +1,109 @@
+#include "attrlog/Out.h"
+
+#include "attrlog/In.h"
+
+#include <algorithm>
+
+namespace Kor {
+
+void throwAttrLogRecordException(char const* message) {
+    throw AttrLogRecordException(message);
+}
+
+namespace NboAttrLog {
+
+namespace {
+
+constexpr U32 lengthBytes = 2;
+
+StreamLimits sound(StreamLimits limits) {
+    limits.record = std::clamp(limits.record, minRecord, maxRecord);
+    limits.ring = std::clamp(limits.ring, 2 * (limits.record + markerRoom), 1u << 30);
+    return limits;
+}
+
+} // namespace
+
+Out::Out(StreamLimits const& limits) : limits_(sound(limits)), ring_(limits_.ring, limits_.record) {}
+
+void Out::nextBytes(std::size_t n) noexcept {
+    require(n <= readable().size(), [] {
+        return Breach{"Kor::NboAttrLog::Out::nextBytes", "more than was readable"};
+    });
+    ring_.nextBytes(static_cast<U32>(std::min(n, readable().size())));
+}
+
+void Out::nextHeaderIs(MsgHeader const& header) {
+    begin_ = cursor_ = ring_.linearWrite();
+    end_ = begin_ + std::min(ring_.room(), limits_.record);
+    section_ = nullptr;
+    take(lengthBytes); // the length, once it is known
+    bool const secondary = header.secondaryAttribute != 0;
+    *take(1) = static_cast<U8>((header.variableLength ? form::variableLength : 0) |
+                               (secondary ? form::secondary : 0) | (header.isMarker ? form::marker : 0));
+    putNumber(header.entityId.number());
+    putNumber(zigzag(header.attributeId));
+    if (secondary) {
+        putNumber(header.secondaryAttribute);
+    }
+}
+
+void Out::currentPayloadSectionIs(PayloadSection section) {
+    sectionEnd();
+    *take(1) = static_cast<U8>(section);
+    section_ = take(lengthBytes);
+}
+
+void Out::token(TransactToken token) {
+    require(begin_ != nullptr, [] { return Breach{"Kor::NboAttrLog::Out", "a token without a header"}; });
+    if (token.value() != 3 || begin_ == nullptr) {
+        return;
+    }
+    sectionEnd();
+    auto const length = static_cast<U32>(cursor_ - begin_);
+    detail::store(begin_, static_cast<U16>(length - lengthBytes));
+    ring_.linearWrote(length);
+    begin_ = cursor_ = end_ = nullptr;
+    ++records_;
+    bytes_ += length;
+}
+
+void Out::putNumber(U64 number) {
+    while (number >= 0x80) {
+        *take(1) = static_cast<U8>(number | 0x80);
+        number >>= 7;
+    }
+    *take(1) = static_cast<U8>(number);
+}
+
+void Out::putText(std::string_view text) {
+    if (text.size() > maxRecord) {
+        tooLong();
+    }
+    put(static_cast<U16>(text.size()));
+    if (!text.empty()) {
+        std::memcpy(take(text.size()), text.data(), text.size());
+    }
+}
+
+void Out::tooLong() {
+    bool const limit = begin_ != nullptr && end_ - begin_ == std::ptrdiff_t{limits_.record};
+    begin_ = cursor_ = end_ = nullptr;
+    throwRangeException(limit ? format("record is longer than %u bytes", limits_.record)
+                              : String8("no room for a record in the stream"));
+}
+
+void Out::sectionEnd() noexcept {
+    if (section_ != nullptr) {
+        detail::store(section_, static_cast<U16>(cursor_ - section_ - lengthBytes));
+        section_ = nullptr;
+    }
+}
+
+Ptr<In> Out::reverseLog() const noexcept {
+    return reverse_;
+}
+
+} // namespace NboAttrLog
+
+} // namespace Kor

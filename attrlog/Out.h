@@ -1,0 +1,182 @@
+#pragma once
+
+/// Kor::NboAttrLog::Out, the writing end of an attribute log: pure bytes, in a bounded ring.
+///
+///     auto out = Kor::makePtr<Kor::NboAttrLog::Out>();
+///     if (out->hasSufficientBuffer()) {
+///         out->nextHeaderIs({id, 259, true});
+///         out << TransactToken(1) << entry << U32{7} << TransactToken(3);      // big-endian, in place
+///     }
+///     ... out->readable() goes to the peer, by whatever carries it; then ...
+///     out->nextBytes(sent);
+///
+/// A record is written where it will be read, and is there for the reader only with its last token: one that
+/// is broken off by an exception leaves nothing, and the next header begins anew. Writing allocates nothing.
+///
+/// Before each record ask hasSufficientBuffer(); then any record of the limit's length and a few markers fit.
+/// One that does not fit raises Kor::RangeException and is dropped. One thread; nothing here blocks or waits.
+
+#include "attrlog/Record.h"
+#include "attrlog/Ring.h"
+#include "reflect/Text.h"
+#include "runtime/Contract.h"
+
+#include <bit>
+
+namespace Kor::NboAttrLog {
+
+class Demuxer;
+class In;
+
+namespace detail {
+
+/// How many bytes a type takes on the wire; 0 for one that varies.
+template <class T>
+constexpr std::size_t fixedSize();
+
+template <class... S>
+constexpr std::size_t fixedSizeOf(Kor::detail::Storage<S...> const*) {
+    return ((fixedSize<typename S::Type>() != 0) && ...) ? (fixedSize<typename S::Type>() + ... + 0) : 0;
+}
+
+template <class T>
+constexpr std::size_t fixedSize() {
+    if constexpr (std::is_same_v<T, bool>) {
+        return 1;
+    } else if constexpr (std::is_enum_v<T>) {
+        return 4;
+    } else if constexpr (std::is_integral_v<T>) {
+        return sizeof(T) == 1 ? 2 : sizeof(T); // nothing but bool is narrower than 16 bits
+    } else if constexpr (PatternValue<T>) {
+        return fixedSizeOf(static_cast<Kor::detail::StorageTypeOf<T> const*>(nullptr));
+    } else {
+        return 0;
+    }
+}
+
+/// Stores an integer big-endian.
+template <class U>
+void store(U8* at, U value) noexcept {
+    static_assert(std::is_unsigned_v<U>);
+    for (std::size_t i = sizeof(U); i-- > 0;) {
+        at[i] = static_cast<U8>(value);
+        value = static_cast<U>(U64{value} >> 8);
+    }
+}
+
+template <class T>
+void storeFixed(U8*& at, T const& value) noexcept {
+    if constexpr (std::is_same_v<T, bool>) {
+        *at++ = value;
+    } else if constexpr (std::is_enum_v<T>) {
+        storeFixed(at, static_cast<U32>(value));
+    } else if constexpr (std::is_same_v<T, U8>) {
+        storeFixed(at, U16{value});
+    } else if constexpr (std::is_integral_v<T>) {
+        store(at, static_cast<std::make_unsigned_t<T>>(value));
+        at += sizeof(T);
+    } else {
+        T::storage(value).each([&](auto const& each) { storeFixed(at, each); });
+    }
+}
+
+} // namespace detail
+
+class __attribute__((visibility("default"))) Out final : public PtrInterface {
+public:
+    explicit Out(StreamLimits const& limits = {});
+
+    // What the carrier does.
+
+    /// What waits for the peer and is in one piece; what lies behind it comes with the next call.
+    std::span<U8 const> readable() const noexcept { return ring_.readable(); }
+    /// Takes away what has been sent, at most what was readable.
+    void nextBytes(std::size_t n) noexcept;
+    /// All bytes that wait for the peer.
+    U32 pending() const noexcept { return ring_.available(); }
+
+    // What writers do.
+
+    /// Whether there is room for any record, and for the markers around it.
+    bool hasSufficientBuffer() const noexcept { return ring_.room() >= limits_.record + markerRoom; }
+
+    /// Begins a record, in place of one that was not finished.
+    void nextHeaderIs(MsgHeader const& header);
+    /// Begins a section of the payload, in place of ending the one before.
+    void currentPayloadSectionIs(PayloadSection section);
+    void token(TransactToken token);
+
+    /// Appends a value to the payload: an integer, a bool, an enumerator, a string, an id, or any value type.
+    template <class T>
+    void put(T const& value) {
+        constexpr std::size_t size = detail::fixedSize<T>();
+        if constexpr (size != 0) {
+            U8* at = take(size);
+            detail::storeFixed(at, value);
+        } else if constexpr (PatternValue<T>) {
+            T::storage(value).each([&](auto const& each) { put(each); });
+        } else if constexpr (std::derived_from<T, String8>) {
+            putText(value.view());
+        } else if constexpr (std::is_same_v<T, TypeId>) {
+            putText(value.name().view());
+        } else if constexpr (std::is_same_v<T, EntityId>) {
+            putNumber(value.number());
+        } else {
+            value.writeTo(*this);
+        }
+    }
+    /// Appends a number in as many bytes as it needs.
+    void putNumber(U64 number);
+
+    StreamLimits const& limits() const noexcept { return limits_; }
+    U64 records() const noexcept { return records_; }
+    /// All bytes that were ever written.
+    U64 bytes() const noexcept { return bytes_; }
+
+    /// The reading side that belongs to this stream, or null. Set by the demultiplexer that owns both.
+    Ptr<In> reverseLog() const noexcept;
+    In* reverseLogPtr() const noexcept { return reverse_; }
+    void reverseLogIs(In* in) noexcept { reverse_ = in; }
+
+private:
+    void putText(std::string_view text);
+    U8* take(std::size_t n) {
+        if (static_cast<std::size_t>(end_ - cursor_) < n) [[unlikely]] {
+            tooLong();
+        }
+        return std::exchange(cursor_, cursor_ + n);
+    }
+    [[noreturn, gnu::cold]] void tooLong();
+    void sectionEnd() noexcept;
+
+    StreamLimits limits_;
+    Ring ring_;
+    // The record that is being written: null when there is none.
+    U8* begin_ = nullptr;
+    U8* cursor_ = nullptr;
+    U8* end_ = nullptr;
+    U8* section_ = nullptr;
+    U64 records_ = 0;
+    U64 bytes_ = 0;
+    In* reverse_ = nullptr;
+};
+
+template <class T>
+concept WireValue = detail::fixedSize<T>()
+!= 0 || PatternValue<T> || std::derived_from<T, String8> || std::is_same_v<T, TypeId> ||
+    std::is_same_v<T, EntityId> || requires(T const& value, Out& out) {
+    value.writeTo(out);
+};
+
+/// Appends a value to the record that is being written.
+template <WireValue T>
+Ptr<Out> const& operator<<(Ptr<Out> const& out, T const& value) {
+    out->put(value);
+    return out;
+}
+inline Ptr<Out> const& operator<<(Ptr<Out> const& out, TransactToken token) {
+    out->token(token);
+    return out;
+}
+
+} // namespace Kor::NboAttrLog

@@ -1,0 +1,1144 @@
+#pragma once
+
+/// Kor::StreamAdapterOf<X>, the stream adapter of the entity class X, also named X::KorNboAttrLogSa: all
+/// decisions that depend on the attributes of X, made from its attribute list, those of its bases first.
+/// attrlog/StreamAdapter.h tells what an adapter does.
+///
+/// It is heavy, and only the source file that makes the classes of a library known needs it:
+///
+///     static Kor::AttrLogTypes<MyTypes> const attrLogAtLoad;            // of the module, reflect/TypeModule.h
+///
+/// What travels are the scalars and maps of values, children and references to entities. Keys go with the
+/// announcement; operations, queues and single references stay here.
+
+#include "attrlog/Demuxer.h"
+#include "reflect/AttrLogType.h"
+#include "reflect/TypeModule.h"
+#include "runtime/NotifieeOf.h"
+
+#include <array>
+#include <optional>
+
+namespace Kor {
+
+namespace detail {
+
+// The attributes that travel
+
+template <class A>
+inline constexpr bool
+    travels = hasKind<A>(EntityAttributeKind::singleton) || hasKind<A>(EntityAttributeKind::map);
+template <class N, class T>
+inline constexpr bool travels<SingletonReference<N, T>> = false;
+template <class N, class V>
+inline constexpr bool travels<Queue<N, V>> = false;
+
+template <class A, class B>
+struct Joined;
+template <class... A, class... B>
+struct Joined<AttributeList<A...>, AttributeList<B...>> {
+    using type = AttributeList<A..., B...>;
+};
+template <class List>
+struct Travelling;
+template <>
+struct Travelling<AttributeList<>> {
+    using type = AttributeList<>;
+};
+template <class A, class... Rest>
+struct Travelling<AttributeList<A, Rest...>>
+    : Joined<std::conditional_t<travels<A>, AttributeList<A>, AttributeList<>>,
+             typename Travelling<AttributeList<Rest...>>::type> {};
+
+/// The attributes of X that travel, by rising id.
+template <class X>
+struct WireList {
+    using type = AttributeList<>;
+};
+template <class X>
+requires requires {
+    typename X::BaseEntity;
+}
+struct WireList<X> : Joined<typename WireList<typename X::BaseEntity>::type,
+                            typename Travelling<typename X::Attributes>::type> {};
+
+template <class A>
+concept KeyedOnWire = hasKind<A>(EntityAttributeKind::map);
+template <class A>
+concept ChildOnWire = requires {
+    typename A::Child;
+};
+template <class A>
+concept ReferenceOnWire = KeyedOnWire<A> && requires {
+    typename A::Referred;
+};
+template <class A>
+concept EmbeddedOnWire = requires {
+    typename A::KeyOf;
+};
+
+/// A reactor class with a hook for each attribute, which hands the change to `changed<A>()` of `Self`.
+template <class Root, class Self, class List>
+struct Forwards;
+template <class Root, class Self>
+struct Forwards<Root, Self, AttributeList<>> {
+    using type = Root;
+};
+template <class Root, class Self, class A, class... Rest>
+struct Forwards<Root, Self, AttributeList<A, Rest...>> {
+    using Below = typename Forwards<Root, Self, AttributeList<Rest...>>::type;
+    using Form = EntityForms<typename A::Name>;
+    static auto choose() {
+        if constexpr (KeyedOnWire<A>) {
+            return std::type_identity<typename Form::template KeyedForward<Below, Self, A>>();
+        } else {
+            return std::type_identity<typename Form::template ScalarForward<Below, Self, A>>();
+        }
+    }
+    using type = typename decltype(choose())::type;
+};
+
+/// What a flow-out and an adapter keep for an attribute.
+template <class A>
+struct DirtyMarks {
+    bool dirty = false;
+};
+template <KeyedOnWire A>
+struct DirtyMarks<A> {
+    using Key = typename A::Key;
+    using Marks = HashMap<FlagMapEntry<Key>, Key, bool>;
+    Marks dirty;
+};
+template <class A>
+struct Mounted {};
+template <ChildOnWire A>
+struct Mounted<A> {
+    using Entry = MapEntry<typename A::Key, Ptr<StreamAdapter>>;
+    HashMap<Entry, typename A::Key, Ptr<StreamAdapter>> children;
+};
+
+template <class X, class A, class... Each>
+consteval int placeIn(AttributeList<Each...>) {
+    constexpr bool is[] = {std::is_same_v<A, Each>..., true};
+    int place = 0;
+    while (!is[place]) {
+        ++place;
+    }
+    return place;
+}
+
+} // namespace detail
+
+/// X::KorNboAttrLogSa::FlowOut
+template <class X>
+class FlowOutOf final : public NboAttrLog::FlowOut {
+    using Wire = typename detail::WireList<X>::type;
+
+public:
+    explicit FlowOutOf(U32 start) : FlowOut(start) {
+        each([&]<class A>() {
+            AttributeId const id = X::template attributeIdOf<typename A::Name>();
+            if constexpr (detail::KeyedOnWire<A>) {
+                hasSyncedIs<A>(start > static_cast<U32>(id));
+            } else if (start <= static_cast<U32>(id)) {
+                dirtyKeys += dirtyIs<A>();
+            }
+        });
+    }
+    ~FlowOutOf() override { freeBookmark(); }
+
+    bool hasDirtyAttributes() const override {
+        bool any = FlowOut::hasDirtyAttributes();
+        each([&]<class A>() {
+            if constexpr (detail::KeyedOnWire<A>) {
+                any = any || !hasSynced<A>() || !dirty<A>().empty();
+            } else {
+                any = any || dirty<A>();
+            }
+        });
+        return any;
+    }
+
+    /// Whether the full pass of a keyed attribute is over.
+    template <detail::KeyedOnWire A>
+    bool hasSynced() const {
+        return synced_.test(bit<A>());
+    }
+    template <detail::KeyedOnWire A>
+    void hasSyncedIs(bool on) {
+        synced_.bitIs(bit<A>(), on);
+    }
+
+    template <class A>
+    auto& dirty() noexcept {
+        return std::get<detail::DirtyMarks<A>>(marks_).dirty;
+    }
+    template <class A>
+    auto const& dirty() const noexcept {
+        return std::get<detail::DirtyMarks<A>>(marks_).dirty;
+    }
+    /// Marks a key or a scalar; whether it was not.
+    template <class A, class... Key>
+    bool dirtyIs(Key const&... key) {
+        auto& marks = dirty<A>();
+        if constexpr (detail::KeyedOnWire<A>) {
+            using Marks = std::remove_reference_t<decltype(marks)>;
+            U32 const reversed = Marks::reversedHash(key...);
+            if (marks.member(key..., reversed) != nullptr) {
+                return false;
+            }
+            marks.newMember(makePtr<typename Marks::MemberType>(key..., true), reversed);
+            return true;
+        } else {
+            return !std::exchange(marks, true);
+        }
+    }
+    /// Takes the mark off; whether it was there.
+    template <class A, class... Key>
+    bool dirtyDel(Key const&... key) {
+        if constexpr (detail::KeyedOnWire<A>) {
+            return !dirty<A>().empty() && dirty<A>().deleteMember(key...);
+        } else {
+            return std::exchange(dirty<A>(), false);
+        }
+    }
+
+    void freeBookmark() noexcept {
+        each([&]<class A>() {
+            if constexpr (detail::KeyedOnWire<A>) {
+                if (attrId() == X::template attributeIdOf<typename A::Name>()) {
+                    delete static_cast<typename A::Key*>(bookmark());
+                    bookmarkIs(nullptr);
+                }
+            }
+        });
+    }
+
+private:
+    /// Bit 1 is that of the first attribute.
+    template <class A>
+    static constexpr int bit() {
+        return 1 + detail::placeIn<X, A>(Wire());
+    }
+    template <class Visit>
+    static void each(Visit const& visit) {
+        []<class... A>(AttributeList<A...>, Visit const& to) { (to.template operator()<A>(), ...); }(Wire(),
+                                                                                                     visit);
+    }
+    template <class... A>
+    static std::tuple<detail::DirtyMarks<A>...> marksOf(AttributeList<A...>);
+
+    BitSet<32, U32> synced_;
+    decltype(marksOf(Wire())) marks_;
+};
+
+/// The reactor in the entity's list that stands for the adapter.
+template <class X>
+class StreamAdapterTwin final
+    : public NotifieeAdapter<StreamAdapterOf<X>,
+                             typename detail::Forwards<typename X::Notifiee, StreamAdapterTwin<X>,
+                                                       typename detail::WireList<X>::type>::type> {
+public:
+    using StreamAdapterTwin::NotifieeAdapter::NotifieeAdapter;
+    template <class A, class... Key>
+    void changed(Key const&... key) {
+        if (auto* const owner = this->korReactorAdapter()) {
+            owner->template changed<A>(key...);
+        }
+    }
+};
+
+template <class X>
+class StreamAdapterOf final : public AdapterOwner<StreamAdapter, StreamAdapterTwin<X>> {
+    using Base = AdapterOwner<StreamAdapter, StreamAdapterTwin<X>>;
+    using Wire = typename detail::WireList<X>::type;
+    using In = NboAttrLog::In;
+    using Out = NboAttrLog::Out;
+    using Sending = StreamAdapter::Sending;
+    using Bit = StreamAdapter::Bit;
+    template <class A>
+    using Form = EntityForms<typename A::Name>;
+
+public:
+    using KorNboAttrLogSaAdapter_ = StreamAdapterTwin<X>;
+    using FlowOut = FlowOutOf<X>;
+    using typename StreamAdapter::AttrTransactionType;
+    using typename StreamAdapter::DeserializationOptions;
+    using typename StreamAdapter::SyncMode;
+
+    StreamAdapterOf(Entity::Kor_BitSet const& flags, unsigned int n, Ptr<Out> const& out,
+                    PtrInterface* context, Ptr<X> const& entity)
+        : Base(flags, n, out, context) {
+        if (this->flag(Bit::weak)) {
+            this->isWeakReferenceIs(true);
+        }
+        StreamAdapter::notifierIs(entity);
+        this->adapterIs(makePtr<KorNboAttrLogSaAdapter_>(this), entity);
+    }
+    ~StreamAdapterOf() override { this->adapterDel(); }
+
+    X* notifier() const noexcept {
+        return const_cast<X*>(static_cast<X const*>(StreamAdapter::notifier().ptr()));
+    }
+    Entity const* korNotifierEntity() const override { return notifier(); }
+    Entity* korNotifierEntity() override { return notifier(); }
+    FlowOut* flowOut() const noexcept { return static_cast<FlowOut*>(StreamAdapter::flowOut()); }
+
+    /// The hook of a keyed attribute.
+    template <detail::KeyedOnWire A>
+    void changed(typename A::Key const& key) {
+        auto* const member = Form<A>::map(*notifier()).member(key);
+        if constexpr (detail::ChildOnWire<A>) {
+            if (member == nullptr) {
+                childGone<A>(key);
+            } else if (auto* const demuxer = this->streamDemuxer();
+                       demuxer != nullptr && this->flag(Bit::active) &&
+                       demuxer->constrainer().deserializingInParent() == notifier() &&
+                       demuxer->constrainer().deserializingEid().isAssigned()) {
+                childAdapterIs<A>(
+                    *member); // first of all reactors: what the others write to the child is sent
+            }
+        }
+        korHandleSerializeSing<A>(key, member);
+    }
+    /// The hook of a scalar one.
+    template <class A>
+    void changed() {
+        switch (this->sending(idOf<A>)) {
+        case Sending::no:
+            return;
+        case Sending::marked:
+            mark<A>();
+            return;
+        case Sending::now:
+            unmark<A>();
+            writeScalar<A>();
+        }
+    }
+
+    void doNotification(AttributeId attribute, void* key) override {
+        with(attribute < 0 ? -attribute : attribute, [&]<class A>() {
+            if constexpr (detail::KeyedOnWire<A>) {
+                changed<A>(*static_cast<typename A::Key const*>(key));
+            } else {
+                changed<A>();
+            }
+        });
+    }
+
+    AttributeId handleAttrFlowOut(AttributeId from) override;
+    void freeResyncState(Ptr<NboAttrLog::FlowOut> const& flowOut) override {
+        static_cast<FlowOut&>(*flowOut).freeBookmark();
+    }
+    Ptr<NboAttrLog::FlowOut> flowOutIs(Ptr<Out> const&, ConnectDesc const&, bool,
+                                       AttributeId start) override {
+        return makePtr<FlowOut>(static_cast<U32>(start));
+    }
+    void korInstantiateSerialize() override {
+        StreamAdapter::korInstantiateSerialize();
+        if constexpr (hasChildren()) {
+            this->doThis();
+        }
+    }
+    void doRemountSelf(Ptr<Out> const& out) override {
+        Ptr<StreamAdapter> const self(this);
+        each([&]<class A>() { childrenGone<A>(); });
+        StreamAdapter::doRemountSelf(out);
+    }
+    void korDetach() override {
+        Ptr<StreamAdapter> const self(this);
+        each([&]<class A>() { childrenGone<A>(); });
+        this->adapterDel();
+        StreamAdapter::korDetach();
+    }
+    void syncModeIs(SyncMode mode) override {
+        StreamAdapter::syncModeIs(mode);
+        auto const* const demuxer = this->streamDemuxer();
+        if (demuxer != nullptr && demuxer->protocol() < 2 && this->flag(Bit::active)) {
+            each([&]<class A>() {
+                if constexpr (detail::KeyedOnWire<A>) {
+                    handleAttrTransaction(idOf<A>,
+                                          mode == SyncMode::synchronizing ? AttrTransactionType::start
+                                                                          : AttrTransactionType::end,
+                                          0);
+                }
+            });
+        }
+    }
+    bool hasContent() const override {
+        bool any = false;
+        each([&]<class A>() {
+            if constexpr (detail::KeyedOnWire<A>) {
+                any = any || !Form<A>::map(*notifier()).empty();
+            } else {
+                any = any || !(A::Name::call(*notifier()) == A::initial());
+            }
+        });
+        return any;
+    }
+    void childAttrLogIs(AttributeId attribute) override {
+        with(attribute, [&]<class A>() {
+            if constexpr (detail::ChildOnWire<A>) {
+                for (auto& child : Form<A>::map(*notifier())) {
+                    korHandleSerializeSing<A>(child.fwkKey(), const_cast<typename A::Child*>(&child));
+                }
+            }
+        });
+    }
+
+    void handleAttrTransaction(AttributeId attribute, AttrTransactionType type, unsigned int n) override;
+    void handleAttrDeserialization(AttributeId attribute, DeserializationOptions options, unsigned int n,
+                                   Ptr<In> const& in) override;
+
+    /// One key: `member` is what the entity has for it, null for a deletion. Whether a record was written.
+    template <class A, class Member>
+    bool korHandleSerializeSing(typename A::Key const& key, Member* member) {
+        switch (this->sending(idOf<A>)) {
+        case Sending::no:
+            return false;
+        case Sending::marked:
+            mark<A>(key);
+            return false;
+        case Sending::now:
+            break;
+        }
+        return writeKeyed<A>(key, member);
+    }
+    /// The whole attribute, as far as it goes; true when it has nothing more to do now.
+    template <class A>
+    bool korHandleSerializeColl();
+
+    /// The adapter of a child on this stream, found with its flags replaced, or made.
+    template <class C>
+    struct ChildAdapter {
+        Ptr<StreamAdapter> adapter;
+        bool isNew;
+    };
+
+private:
+    template <class A>
+    static constexpr AttributeId idOf = X::template attributeIdOf<typename A::Name>();
+
+    template <class Visit>
+    static void each(Visit const& visit) {
+        []<class... A>(AttributeList<A...>, Visit const& to) { (to.template operator()<A>(), ...); }(Wire(),
+                                                                                                     visit);
+    }
+    /// Calls `visit` for the attribute of that id; whether there is one.
+    template <class Visit>
+    static bool with(AttributeId attribute, Visit const& visit) {
+        return []<class... A>(AttributeList<A...>, AttributeId id, Visit const& to) {
+            return ((id == idOf<A> && (to.template operator()<A>(), true)) || ...);
+        }(Wire(), attribute, visit);
+    }
+    static consteval bool hasChildren() {
+        return []<class... A>(AttributeList<A...>) { return (detail::ChildOnWire<A> || ...); }(Wire());
+    }
+
+    template <class A, class... Key>
+    void mark(Key const&... key) {
+        this->noteDirty(flowOut()->template dirtyIs<A>(key...));
+    }
+    template <class A, class... Key>
+    void unmark(Key const&... key) {
+        if (FlowOut* const waiting = flowOut(); waiting != nullptr && waiting->template dirtyDel<A>(key...)) {
+            this->noteClean();
+        }
+    }
+
+    // Records
+
+    void begin(AttributeId attribute, U32 secondary = 0) {
+        NboAttrLog::MsgHeader header;
+        header.entityId = this->entityId();
+        header.attributeId = attribute;
+        header.variableLength = true;
+        header.secondaryAttribute = secondary;
+        this->nboAttrLogOut()->nextHeaderIs(header);
+        this->nboAttrLogOut()->token(NboAttrLog::TransactToken(1));
+    }
+    void end() { this->nboAttrLogOut()->token(NboAttrLog::TransactToken(3)); }
+
+    template <class A>
+    void writeScalar() {
+        using Value = typename A::Type;
+        constexpr std::size_t size = NboAttrLog::detail::fixedSize<Value>();
+        NboAttrLog::MsgHeader header;
+        header.entityId = this->entityId();
+        header.attributeId = idOf<A>;
+        header.variableLength = size == 0;
+        header.fixedLength = static_cast<U32>(size);
+        this->nboAttrLogOut()->nextHeaderIs(header);
+        this->nboAttrLogOut()->token(NboAttrLog::TransactToken(1));
+        this->nboAttrLogOut()->put(A::Name::call(*notifier()));
+        end();
+    }
+
+    template <class A, class Member>
+    bool writeKeyed(typename A::Key const& key, Member* member) {
+        Out& out = *this->nboAttrLogOut();
+        if constexpr (detail::ChildOnWire<A>) {
+            return writeChild<A>(key, member);
+        } else if constexpr (detail::ReferenceOnWire<A>) {
+            return writeReference<A>(key, member);
+        } else {
+            begin(member != nullptr ? idOf<A> : -idOf<A>);
+            if (member == nullptr) {
+                out.put(key);
+            } else {
+                if constexpr (!detail::EmbeddedOnWire<A>) {
+                    out.put(key);
+                }
+                out.put(member->value);
+            }
+            end();
+            unmark<A>(key);
+            return true;
+        }
+    }
+
+    template <class A>
+    void writeDeletion(typename A::Key const& key) {
+        begin(-idOf<A>);
+        this->nboAttrLogOut()->put(key);
+        end();
+    }
+
+    /// The key waits, and the flow-out with it, until an id can be had.
+    template <class A>
+    bool stall(typename A::Key const& key) {
+        this->needFlowOut(idOf<A>);
+        mark<A>(key);
+        flowOut()->isStalledIs(true);
+        return false;
+    }
+
+    template <class A, class Member>
+    bool writeReference(typename A::Key const& key, Member* member) {
+        if (member == nullptr) {
+            writeDeletion<A>(key);
+            unmark<A>(key);
+            return true;
+        }
+        EntityId id;
+        Expect const expect(Exception::Id::attrLogRecord);
+        try {
+            if (auto* const demuxer = this->streamDemuxer()) {
+                id = demuxer->entityIdOf(*member->value, Entity::Kor_BitSet(1u << Bit::weak));
+            }
+        } catch (EntityIdUnavailableException const&) {
+            return stall<A>(key);
+        }
+        if (!this->nboAttrLogOut()->hasSufficientBuffer()) {
+            return stall<A>(key);
+        }
+        begin(idOf<A>);
+        this->nboAttrLogOut()->put(key);
+        this->nboAttrLogOut()->put(id.number());
+        end();
+        unmark<A>(key);
+        return true;
+    }
+
+    // Children
+
+    template <class A>
+    bool writeChild(typename A::Key const& key, typename A::Child const* child) {
+        auto& mounted = std::get<detail::Mounted<A>>(mounted_).children;
+        auto const* const before = mounted.member(key);
+        bool const isOther = before != nullptr && before->value->korNotifierEntity() != child;
+        if (child == nullptr || isOther) { // another child of the key since: the peer hears of both
+            childGone<A>(key);
+            writeDeletion<A>(key);
+            if (child == nullptr) {
+                unmark<A>(key);
+                return true;
+            }
+            if (!this->nboAttrLogOut()->hasSufficientBuffer()) {
+                return stall<A>(key);
+            }
+        }
+        if (this->streamDemuxer() == nullptr) {
+            return true; // a stream alone has no ids to give
+        }
+        auto const [adapter, isNew] = childAdapterIs<A>(*const_cast<typename A::Child*>(child));
+        if (!adapter) {
+            return true;
+        }
+        if (isNew || !adapter->flag(Bit::announced)) {
+            begin(idOf<A>, announcedChildAttribute);
+            this->nboAttrLogOut()->put(key);
+            this->nboAttrLogOut()->put(adapter->entityId());
+            end();
+        }
+        unmark<A>(key);
+        this->doFixChildFlags(adapter);
+        if (this->syncMode() == SyncMode::synchronizing || this->flag(Bit::inFlowOut) ||
+            (isNew && adapter->hasContent())) {
+            adapter->doThis();
+        }
+        return true;
+    }
+
+    template <class A>
+    ChildAdapter<typename A::Child> childAdapterIs(typename A::Child& child) {
+        Ptr<Out> const& out = this->nboAttrLogOut();
+        auto& mounted = std::get<detail::Mounted<A>>(mounted_).children;
+        bool const isNew = !child.korNboAttrLogSa(out);
+        U32 const inherited = 1u << Bit::localReadOnly | 1u << Bit::remoteReadOnly | 1u << Bit::alwaysFlowOut;
+        Ptr<StreamAdapter> const adapter = ptrCast<StreamAdapter>(child.korNboAttrLogSaIs(
+            Entity::Kor_BitSet(this->kor_bitSet().word() & inherited), 0, out, this->context()));
+        if (adapter) {
+            if (auto* const known = mounted.member(child.fwkKey())) {
+                known->value = adapter;
+            } else {
+                mounted.newMember(makePtr<typename detail::Mounted<A>::Entry>(child.fwkKey(), adapter));
+            }
+        }
+        return {adapter, isNew};
+    }
+    template <class A>
+    void childGone(typename A::Key const& key) {
+        if (auto const gone = std::get<detail::Mounted<A>>(mounted_).children.deleteMember(key)) {
+            gone->value->korUnmount();
+        }
+    }
+    template <class A>
+    void childrenGone() {
+        if constexpr (detail::ChildOnWire<A>) {
+            auto& mounted = std::get<detail::Mounted<A>>(mounted_).children;
+            while (!mounted.empty()) {
+                typename A::Key const key = mounted.begin()->key;
+                childGone<A>(key);
+            }
+        }
+    }
+
+    void serializeOrphanNow(Out& out) override;
+
+    template <class T>
+    static void putTypes(Out& out) {
+        out.put(TypeId(T::_fwkType()->typeName()));
+        if constexpr (detail::derivationLevel<typename T::BaseEntity>() > 1) {
+            putTypes<typename T::BaseEntity>(out);
+        }
+    }
+
+    /// What the constructor was given.
+    template <class T>
+    void putKey(Out& out) {
+        bool done = false;
+        [&]<class... A>(AttributeList<A...>) {
+            auto const put = [&]<class One>() {
+                if constexpr (detail::hasKind<One>(EntityAttributeKind::key)) {
+                    out.put(One::Name::call(*notifier()));
+                    done = true;
+                }
+            };
+            (put.template operator()<A>(), ...);
+        }(typename T::Attributes());
+        if constexpr (requires { typename T::BaseEntity::Attributes; }) {
+            if (!done) {
+                putKey<typename T::BaseEntity>(out);
+            }
+        }
+    }
+
+    // Applying
+
+    template <class A>
+    bool dirtyPass();
+    template <class A>
+    void read(bool isDelete, In& in, bool applies);
+    template <detail::ChildOnWire A>
+    void readChild(AttributeId attribute, In& in, bool applies);
+    template <class A>
+    void sweep(X& entity, AttrTransactionType type);
+    template <class K>
+    K tolerantKey(In& in);
+
+    template <class... A>
+    static std::tuple<detail::Mounted<A>...> mountedOf(AttributeList<A...>);
+    [[no_unique_address]] decltype(mountedOf(Wire())) mounted_;
+};
+
+template <class X>
+void StreamAdapterOf<X>::serializeOrphanNow(Out& out) {
+    NboAttrLog::MsgHeader header;
+    header.entityId = NboAttrLog::MsgHeader::announcing;
+    header.attributeId = newEntityAttribute;
+    header.variableLength = true;
+    out.nextHeaderIs(header);
+    out.token(NboAttrLog::TransactToken(1));
+    out.currentPayloadSectionIs(NboAttrLog::PayloadSection::types);
+    putTypes<X>(out);
+    out.currentPayloadSectionIs(NboAttrLog::PayloadSection::argument);
+    if constexpr (std::is_void_v<typename X::ConstructorArgument> ||
+                  std::is_same_v<typename X::ConstructorArgument, Name>) {
+        out.put(notifier()->name());
+    } else {
+        putKey<X>(out);
+    }
+    out.currentPayloadSectionIs(NboAttrLog::PayloadSection::entityId);
+    out.put(this->entityId());
+    end();
+}
+
+template <class X>
+AttributeId StreamAdapterOf<X>::handleAttrFlowOut(AttributeId from) {
+    if (flowOut() == nullptr) {
+        return 0;
+    }
+    bool const before = this->flag(Bit::inFlowOut);
+    this->flagSet(Bit::inFlowOut, true);
+    struct Restore {
+        StreamAdapterOf& adapter;
+        bool before;
+        ~Restore() { adapter.flagSet(Bit::inFlowOut, before); }
+    } const restore{*this, before};
+    flowOut()->isStalledIs(false);
+    for (auto const& each : flowOut()->pendingAbort()) {
+        if (!this->continueFlowOut()) {
+            return from == 0 ? Entity::nameAttr : from;
+        }
+        AttributeId const attribute = each.key;
+        this->sendTransactionMarker(attribute, AttrTransactionType::abort, 0);
+        flowOut()->pendingAbortDel(attribute);
+    }
+    constexpr AttributeId firstOwn = 258;
+    if (from < firstOwn) {
+        if (AttributeId const rest = StreamAdapter::handleAttrFlowOut(from)) {
+            return rest;
+        }
+        from = firstOwn;
+    }
+    AttributeId resume = 0;
+    bool yields = false; // at the next attribute, once the current one is over
+    each([&]<class A>() {
+        if (resume != 0 || idOf<A> < from) {
+            return;
+        }
+        if (yields || !this->continueFlowOut()) {
+            resume = idOf<A>;
+            return;
+        }
+        flowOut()->attrIdIs(idOf<A>);
+        if constexpr (detail::KeyedOnWire<A>) {
+            bool const isOver = korHandleSerializeColl<A>();
+            if (flowOut()->isStalled() || (!isOver && !this->continueFlowOut())) {
+                resume = idOf<A>;
+            }
+            yields = !this->continueFlowOut();
+        } else if (flowOut()->template dirty<A>()) {
+            changed<A>();
+        }
+    });
+    return resume;
+}
+
+template <class X>
+template <class A>
+bool StreamAdapterOf<X>::korHandleSerializeColl() {
+    if (this->flag(Bit::silent)) {
+        return false;
+    }
+    if (!this->mayTell(idOf<A>)) {
+        return true;
+    }
+    FlowOut* const waiting = flowOut();
+    if (waiting == nullptr) {
+        return true;
+    }
+    if ((waiting->korDataBits() & FlowOut::skipsPassBit) != 0 || waiting->template hasSynced<A>()) {
+        return dirtyPass<A>();
+    }
+    using Key = typename A::Key;
+    auto& map =
+        const_cast<std::remove_cvref_t<decltype(Form<A>::map(*notifier()))>&>(Form<A>::map(*notifier()));
+    using Iterator = typename std::remove_reference_t<decltype(map)>::Iterator;
+    Iterator at;
+    if (waiting->bookmark() == nullptr) {
+        this->sendTransactionMarker(idOf<A>, AttrTransactionType::start, 0);
+        at = Iterator(&map);
+    } else {
+        at = Iterator(&map, NboAttrLog::korFlowOutBookmarkDeq<Key>(*waiting));
+    }
+    // Asks first, so that there is room for each record, and a key is passed only when its record is out.
+    while (at && this->continueFlowOut()) {
+        korHandleSerializeSing<A>(at->fwkKey(), at.ptr());
+        if (waiting->isStalled()) {
+            break;
+        }
+        at.advance();
+    }
+    if (at) {
+        NboAttrLog::korFlowOutBookmarkEnq<Key>(*waiting, at->fwkKey());
+        return false;
+    }
+    this->sendTransactionMarker(idOf<A>, AttrTransactionType::end, 0);
+    waiting->template hasSyncedIs<A>(true);
+    return waiting->template dirty<A>().empty();
+}
+
+template <class X>
+template <class A>
+bool StreamAdapterOf<X>::dirtyPass() {
+    FlowOut* const waiting = flowOut();
+    if (waiting->attrId() != idOf<A>) {
+        return true;
+    }
+    if (!waiting->template hasSynced<A>()) {
+        waiting->template hasSyncedIs<A>(true);
+        this->sendTransactionMarker(idOf<A>, AttrTransactionType::end, 0);
+    }
+    for (auto const& each : waiting->template dirty<A>()) {
+        if (!this->continueFlowOut()) {
+            return false;
+        }
+        typename A::Key const key = each.key;
+        auto* const member = Form<A>::map(*notifier()).member(key);
+        korHandleSerializeSing<A>(key, member);
+        if (waiting->isStalled()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <class X>
+void StreamAdapterOf<X>::handleAttrTransaction(AttributeId attribute, AttrTransactionType type,
+                                               unsigned int n) {
+    this->peerMustWrite(attribute);
+    auto* const demuxer = this->streamDemuxer();
+    if (this->flowIn() != nullptr) {
+        if (type == AttrTransactionType::end && this->flowIn()->aid() == attribute) {
+            this->flowIn()->handlingTransactionIs(true);
+        } else if (type == AttrTransactionType::start) {
+            this->flowIn()->aidIs(attribute); // the one before was never ended
+        }
+    } else if (!this->flag(Bit::silent) && type == AttrTransactionType::start && demuxer != nullptr) {
+        if (NboAttrLog::FlowIn* const made = demuxer->flowInIs(this->entityId())) {
+            made->aidIs(attribute);
+        }
+    }
+    bool const isOpen = this->flowIn() != nullptr && this->flowIn()->aid() == attribute;
+    bool const known = with(attribute, [&]<class A>() {
+        if constexpr (detail::KeyedOnWire<A>) {
+            if (isOpen || (demuxer != nullptr && demuxer->protocol() < 2)) {
+                Ptr<X> const entity = notifier();
+                sweep<A>(*entity, type);
+            }
+        }
+    });
+    if (!known && demuxer != nullptr) {
+        ++demuxer->counters().unknownAttributes;
+    }
+    StreamAdapter::handleAttrTransaction(attribute, type, n);
+}
+
+template <class X>
+template <class A>
+void StreamAdapterOf<X>::sweep(X& entity, AttrTransactionType type) {
+    auto const& map = Form<A>::map(entity);
+    if (type != AttrTransactionType::end) {
+        map.forEach([&](auto& member) { member.korMarkedForDeletionIs(type == AttrTransactionType::start); });
+        return;
+    }
+    // Until a walk finds the map as it was: handlers may change it meanwhile.
+    U32 version;
+    do {
+        version = map.version();
+        for (auto const& member : map) {
+            if (member.korMarkedForDeletion()) {
+                typename A::Key const key = member.fwkKey();
+                typename StreamAdapter::IsActiveAnchor const active(*this);
+                Form<A>::del(entity, key);
+                member.korMarkedForDeletionIs(false);
+            }
+        }
+    } while (version != map.version());
+}
+
+template <class X>
+void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, DeserializationOptions,
+                                                   unsigned int, Ptr<In> const& given) {
+    Ptr<Out> const out = this->nboAttrLogOut();
+    Ptr<In> const in = given ? given : out ? out->reverseLog() : nullptr;
+    Ptr<X> const entity = notifier();
+    if (!in || !entity) {
+        return;
+    }
+    bool const applies = !given;
+    std::optional<typename StreamAdapter::IsActiveAnchor> active;
+    if (applies) {
+        if (this->flag(Bit::active)) {
+            throwInternalException("entity reactor is already active");
+        }
+        if (attribute != syncModeAttribute) {
+            this->peerMustWrite(attribute < 0 ? -attribute : attribute);
+        }
+        active.emplace(*this);
+    }
+    if (attribute == syncModeAttribute) {
+        U32 const mode = in->nextU32();
+        in->recordEnd();
+        this->handleSyncMode(static_cast<SyncMode>(mode));
+        return;
+    }
+    if constexpr (hasChildren()) {
+        bool done = false;
+        each([&]<class A>() {
+            if constexpr (detail::ChildOnWire<A>) {
+                AttributeId const magnitude = attribute < 0 ? -attribute : attribute;
+                if (!done && (magnitude == idOf<A> || magnitude == directoryAttribute)) {
+                    done = true;
+                    readChild<A>(attribute, *in, applies);
+                }
+            }
+        });
+        if (done) {
+            return;
+        }
+    }
+    bool const isDelete = attribute < 0;
+    bool const known = with(isDelete ? -attribute : attribute, [&]<class A>() {
+        if constexpr (!detail::ChildOnWire<A>) {
+            read<A>(isDelete, *in, applies);
+        }
+    });
+    if (!known) {
+        this->doBaseKorNboAttrLogSaMsg(attribute, *in);
+    }
+}
+
+template <class X>
+template <class A>
+void StreamAdapterOf<X>::read(bool isDelete, In& in, bool applies) {
+    Ptr<X> const entity = notifier();
+    if constexpr (!detail::KeyedOnWire<A>) {
+        if (isDelete) {
+            this->doBaseKorNboAttrLogSaMsg(-idOf<A>, in);
+            return;
+        }
+        auto const value = in.template next<typename A::Type>();
+        if (applies) {
+            in.recordEnd();
+            Form<A>::is(*entity, value);
+        } else {
+            changed<A>();
+        }
+    } else {
+        using Key = typename A::Key;
+        auto const applied = [&](Key const& key, auto const& apply) {
+            if (!applies) {
+                changed<A>(key);
+                return;
+            }
+            in.recordEnd();
+            apply();
+            if (this->flowIn() != nullptr && this->flowIn()->aid() == idOf<A>) {
+                if (auto const* const member = Form<A>::map(*entity).member(key)) {
+                    member->korMarkedForDeletionIs(false);
+                }
+            }
+        };
+        if (isDelete) {
+            Key const key = in.template next<Key>();
+            applied(key, [&] { Form<A>::del(*entity, key); });
+        } else if constexpr (detail::EmbeddedOnWire<A>) {
+            auto const value = in.template next<typename A::Value>();
+            applied(Key(A::KeyOf::call(value)), [&] { Form<A>::is(*entity, value); });
+        } else if constexpr (detail::ReferenceOnWire<A>) {
+            Key const key = in.template next<Key>();
+            EntityId const id = EntityId::ofNumber(in.nextU64());
+            Ptr<typename A::Referred> referred;
+            auto* const demuxer = this->streamDemuxer();
+            if (StreamAdapter* const adapter = demuxer != nullptr ? demuxer->reactor(id) : nullptr) {
+                referred = dynamic_cast<typename A::Referred*>(adapter->korNotifierEntity());
+                if (!referred) {
+                    throw AttrLogEntityException();
+                }
+            } else if (id.number() != 0) {
+                throwRangeException("record refers to an entity that is not there");
+            }
+            applied(key, [&] { Form<A>::is(*entity, key, referred); });
+        } else {
+            Key const key = in.template next<Key>();
+            auto const value = in.template next<typename A::Value>();
+            applied(key, [&] { Form<A>::is(*entity, key, value); });
+        }
+    }
+}
+
+template <class X>
+template <class K>
+K StreamAdapterOf<X>::tolerantKey(In& in) {
+    if constexpr (std::is_enum_v<K>) {
+        U32 const number = in.nextU32();
+        Expect const expect(Exception::Id::range);
+        try {
+            return enumeratorOfNumber<K>(number, "");
+        } catch (RangeException const&) {
+            if (auto* const demuxer = this->streamDemuxer()) {
+                demuxer->unknownEnumsInc(1);
+            }
+            return static_cast<K>(number);
+        }
+    } else {
+        return in.template next<K>();
+    }
+}
+
+template <class X>
+template <detail::ChildOnWire A>
+void StreamAdapterOf<X>::readChild(AttributeId attribute, In& in, bool applies) {
+    using Key = typename A::Key;
+    Ptr<X> const entity = notifier();
+    auto* const demuxer = this->streamDemuxer();
+    U32 behindKey = 0;
+    bool isDelete = attribute < 0;
+    if (attribute == directoryAttribute || attribute == -directoryAttribute) {
+        U32 const behindIds = in.nextU16();
+        behindKey = in.nextU16();
+        AttributeId found = 0;
+        while (found != idOf<A> && found != -idOf<A>) {
+            if (in.position() >= behindIds) {
+                this->doBaseKorNboAttrLogSaMsg(attribute, in);
+                return;
+            }
+            found = in.nextint();
+        }
+        in.positionIs(behindIds);
+        isDelete = found < 0;
+        if (!isDelete) {
+            in.nextU32();
+        }
+    }
+    Key const key = tolerantKey<Key>(in);
+    if (behindKey != 0) {
+        in.positionIs(behindKey);
+    }
+    EntityId const id = isDelete ? EntityId() : in.nextEntityId();
+    if (!applies) {
+        changed<A>(key);
+        return;
+    }
+    in.recordEnd();
+    if (isDelete) {
+        Form<A>::del(*entity, key);
+        return;
+    }
+    if (demuxer == nullptr) {
+        return;
+    }
+    auto& mounted = std::get<detail::Mounted<A>>(mounted_).children;
+    if (auto* const child = Form<A>::map(*entity).member(key)) {
+        auto const* const known = mounted.member(key);
+        StreamAdapter const* const adapter =
+            known != nullptr && known->value->korNotifierEntity() == child ? known->value.ptr() : nullptr;
+        if (adapter != nullptr && adapter->entityId() != id) {
+            if (!demuxer->checkEphemeralEntityDeletion(*adapter, id)) {
+                child->korMarkedForDeletionIs(false);
+                return;
+            }
+            demuxer->peerIdMustBeFree(id);
+            Form<A>::del(*entity, key);
+            this->flagSet(Bit::active, true);
+        } else if (adapter != nullptr) {
+            child->korMarkedForDeletionIs(false);
+            return;
+        } else {
+            demuxer->peerIdMustBeFree(id);
+        }
+    } else {
+        demuxer->peerIdMustBeFree(id);
+    }
+    Ptr<typename A::Child> child;
+    {
+        MsgChannel::DeserializingEidAnchor const anchor(demuxer->constrainer(), id, entity.ptr());
+        Expect const expect(Exception::Id::nameInUse);
+        try {
+            child = Form<A>::is(*entity, key);
+        } catch (NameInUseException const&) {
+            Form<A>::del(*entity, key);
+            this->flagSet(Bit::active, true);
+            child = Form<A>::is(*entity, key);
+        }
+        // A handler may have unmounted this entity, or deleted the child again.
+        if (this->streamDemuxer() == demuxer && Form<A>::map(*entity).member(key) == child.ptr() &&
+            demuxer->constrainer().deserializingEid().isAssigned()) {
+            childAdapterIs<A>(*child);
+        }
+    }
+    child->korMarkedForDeletionIs(false);
+    if (auto* const entry = this->msgChannel()) {
+        entry->modeIs(MsgChannel::Mode::childAnnounced);
+    }
+}
+
+/// What AttrLogType says of the class X.
+template <class X>
+class AttrLogTypeOf final : public AttrLogType {
+public:
+    constexpr AttrLogTypeOf() noexcept = default;
+
+    Ptr<Entity> newEntity(NboAttrLog::In& in) const override {
+        if constexpr (std::is_default_constructible_v<X> && !std::is_constructible_v<X, Name>) {
+            in.nextString();
+            return makePtr<X>();
+        } else {
+            return makePtr<X>(in.template next<typename X::ConstructorArgument>());
+        }
+    }
+    Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags, unsigned int id,
+                                                 Ptr<NboAttrLog::Out> const& out,
+                                                 PtrInterface* context) const override {
+        if (Ptr<Entity::KorNboAttrLogSa> const there = entity.korNboAttrLogSa(out)) {
+            U32 const mask = Entity::Kor_BitSet::notificationBitMask().word() &
+                             ~(1u << StreamAdapter::Bit::active | 1u << StreamAdapter::Bit::weak);
+            U32 const word = there->kor_bitSet().word();
+            if (((word ^ flags.word()) & mask) != 0) {
+                there->notificationFlagsIs(Entity::Kor_BitSet((word & ~mask) | (flags.word() & mask)));
+            }
+            return there;
+        }
+        auto const adapter =
+            makePtr<StreamAdapterOf<X>>(flags, id, out, context, Ptr<X>(&static_cast<X&>(entity)));
+        adapter->hasNotificationActiveIs(true);
+        if (auto* const demuxer = adapter->streamDemuxer()) {
+            demuxer->reactorIs(*adapter);
+        }
+        return adapter;
+    }
+    void childAttrLogIs(Entity& owner, AttributeId attribute,
+                        Ptr<NboAttrLog::Out> const& out) const override {
+        if (Ptr<StreamAdapter> const adapter = ptrCast<StreamAdapter>(owner.korNboAttrLogSa(out))) {
+            adapter->childAttrLogIs(attribute);
+        }
+    }
+};
+
+/// Makes those of a module's types known to the attribute log, at load, that have one: every `Of`th type from
+/// `First` on, so that several files can share the work.
+template <class Module, std::size_t First = 0, std::size_t Of = 1>
+struct AttrLogTypes;
+template <class... T, std::size_t First, std::size_t Of>
+struct AttrLogTypes<TypeModuleOf<T...>, First, Of> {
+    AttrLogTypes() {
+        []<std::size_t... I>(std::index_sequence<I...>) {
+            (load<I, T>(), ...);
+        }
+        (std::index_sequence_for<T...>());
+    }
+
+private:
+    template <std::size_t I, class X>
+    static void load() {
+        if constexpr (I % Of == First && detail::hasAttrLog<X>) {
+            static constinit AttrLogTypeOf<X> const type;
+            AttrLogType::Load(typeName<X>(), type);
+        }
+    }
+};
+
+} // namespace Kor

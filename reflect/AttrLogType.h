@@ -1,0 +1,46 @@
+#pragma once
+
+/// What the attribute log adds to the type object of an entity class: making such an entity from a record,
+/// and its stream adapters. A library says once, for all of its entity classes,
+///
+///     static Kor::AttrLogTypes<MyTypes> const attrLogAtLoad;            // attrlog/StreamAdapterOf.h
+///
+/// Known from load on; nothing here makes a type object before its time. Loading is on one thread; asking is
+/// safe on any from then on.
+
+#include "runtime/Entity.h"
+
+namespace Kor {
+
+class KorAttr;
+
+class __attribute__((visibility("default"))) AttrLogType {
+public:
+    AttrLogType(AttrLogType const&) = delete;
+
+    /// A new entity whose key or name is read from the record.
+    virtual Ptr<Entity> newEntity(NboAttrLog::In& in) const = 0;
+    /// The adapter of the entity, which is of this class, towards the stream: found, with its flags replaced,
+    /// or made.
+    virtual Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags,
+                                                         unsigned int id, Ptr<NboAttrLog::Out> const& out,
+                                                         PtrInterface* context) const = 0;
+
+    /// Mounts the children of an attribute of an entity, which is of this class, where it is mounted itself.
+    virtual void childAttrLogIs(Entity& owner, AttributeId attribute,
+                                Ptr<NboAttrLog::Out> const& out) const = 0;
+
+    /// The attribute log of the class of that full name; null if it has none.
+    static AttrLogType const* named(std::string_view typeName);
+
+    class __attribute__((visibility("default"))) Load {
+    public:
+        Load(std::string_view typeName, AttrLogType const& type);
+    };
+
+protected:
+    constexpr AttrLogType() noexcept = default;
+    ~AttrLogType() = default;
+};
+
+} // namespace Kor

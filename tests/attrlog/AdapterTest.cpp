@@ -1,0 +1,395 @@
+/// What adapters and demultiplexers do at the edges: read-only entities, passes of the peer, handlers that
+/// write back, crossing changes, and peers that are wrong or hostile.
+
+#include "runtime/HandlerExceptions.h"
+#include "support/Link.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Kor;
+using namespace Kor::NboAttrLog;
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using support::Link;
+using support::Random;
+using Type = StreamAdapter::AttrTransactionType;
+
+AradLifEntry entry(U32 number) {
+    return AradLifEntry(lifGeneral, number, 0);
+}
+
+/// Gives `to` a record as if its peer had sent it.
+template <class Write>
+bool give(Demuxer& to, MsgHeader const& header, Write const& write) {
+    auto const out = makePtr<Out>();
+    out->nextHeaderIs(header);
+    out << TransactToken(1);
+    write(out);
+    out << TransactToken(3);
+    to.in()->feed(out->readable());
+    return to.receive();
+}
+bool giveMarker(Demuxer& to, EntityId id, AttributeId attribute, Type type) {
+    MsgHeader header{id, attribute};
+    header.isMarker = true;
+    return give(to, header, [&](auto const& out) {
+        out->putNumber(static_cast<U32>(type));
+        out->putNumber(0);
+    });
+}
+bool announce(Demuxer& to, EntityId id, char const* type = "Hardware::LoamTunnel::HwIvecs") {
+    return give(to, {MsgHeader::announcing, newEntityAttribute, true}, [&](auto const& out) {
+        out->currentPayloadSectionIs(PayloadSection::types);
+        out << TypeId(type);
+        out->currentPayloadSectionIs(PayloadSection::argument);
+        out << String8("it");
+        out->currentPayloadSectionIs(PayloadSection::entityId);
+        out << id;
+    });
+}
+
+Ptr<StreamAdapter> adapterOf(Entity& entity, Demuxer const& demuxer) {
+    return ptrCast<StreamAdapter>(entity.korNboAttrLogSa(demuxer.out()));
+}
+
+/// A mounted config at side a and its copy at side b.
+struct Configs : testing::Test {
+    Link link;
+    Ptr<LifAppConfig> mine = lifAppConfigFactory(Loam::vtAppMpls);
+    Ptr<LifAppConfig> theirs = link.mountAtA(mine);
+    EntityId id = adapterOf(*mine, *link.a)->entityId();
+};
+
+/// Answers a change of its key with a change of another one.
+struct Answering : LifAppConfig::Notifiee {
+    void onReqCount(AradLifEntry const& key) override {
+        if (key == entry(1)) {
+            notifier()->reqCountIs(entry(100), 5);
+        }
+    }
+};
+Ptr<Answering> answering(Ptr<LifAppConfig> const& config) {
+    auto reactor = makePtr<Answering>();
+    reactor->isRegisteredNotifieeIs(true);
+    reactor->notifierIs(config);
+    return reactor;
+}
+
+TEST_F(Configs, AttachingFindsTheAdapterAndReplacesItsFlagsUnderTheMask) {
+    Ptr<Out> const& out = link.a->out();
+    auto const there = adapterOf(*mine, *link.a);
+    auto const again = mine->korNboAttrLogSaIs(Entity::Kor_BitSet(0x04000021), 0, out, nullptr);
+    EXPECT_EQ(again, there);
+    EXPECT_EQ(again->kor_bitSet().word(), 0x04100021u); // bits 20 and 26 are not the caller's
+    EXPECT_EQ(link.a->mounted(), 1u);
+    EXPECT_THROW(mine->korNboAttrLogSaIs(Entity::Kor_BitSet(0), 0, nullptr, nullptr), RangeException);
+    EXPECT_FALSE(mine->korNboAttrLogSa(link.b->out()));
+    EXPECT_EQ(mine->korNboAttrLogSaDel(out), there);
+    EXPECT_FALSE(mine->korNboAttrLogSa(out));
+    EXPECT_FALSE(mine->korNboAttrLogSaDel(out));
+    EXPECT_EQ(mine->references(), 1u);
+}
+
+TEST_F(Configs, ReadOnlyHoldsOnEitherSideForRecordsAndMarkers) {
+    mine->reqCountIs(entry(1), 1);
+    link.quiet();
+    auto const adapter = adapterOf(*mine, *link.a);
+    adapter->notificationFlagsIs(StreamAdapter::readOnlyThere);
+    theirs->reqCountIs(entry(2), 2);
+    link.quiet();
+    EXPECT_TRUE(giveMarker(*link.a, id, 259, Type::start));
+    EXPECT_TRUE(giveMarker(*link.a, id, 259, Type::end));
+    EXPECT_EQ(mine->reqCountMap().count(), 1u);
+    EXPECT_EQ(link.a->stats().refusedRecords, 3u);
+    EXPECT_FALSE(adapter->flag(StreamAdapter::Bit::active));
+    try {
+        adapter->handleAttrTransaction(259, Type::start, 0);
+        ADD_FAILURE();
+    } catch (InternalException const& exception) {
+        EXPECT_EQ(exception.message(), "write-update from readonly proxy: " +
+                                           std::string(mine->fullName().view()) + " peerName: b");
+    }
+
+    adapter->notificationFlagsIs(StreamAdapter::readOnlyHere);
+    U64 const records = link.a->out()->records();
+    U64 const exceptions = handlerExceptions();
+    mine->reqCountIs(entry(3), 3);
+    EXPECT_EQ(handlerExceptions(), exceptions + 1);
+    EXPECT_EQ(link.a->out()->records(), records);
+    adapter->writableIs(true);
+    mine->reqCountIs(entry(3), 4);
+    EXPECT_EQ(link.a->out()->records(), records + 1);
+}
+
+TEST_F(Configs, APassOfThePeerReplacesTheMapOnceItEnds) {
+    auto const reactor = answering(theirs);
+    auto const count = [&] { return theirs->reqCountMap().count(); };
+    theirs->reqCountIs(entry(1), 1);
+    theirs->reqCountIs(entry(2), 2);
+    theirs->reqCountDel(entry(100));
+    link.quiet();
+    Demuxer& b = *link.b;
+    EXPECT_TRUE(giveMarker(b, id, 259, Type::end)); // none has begun
+    EXPECT_TRUE(giveMarker(b, id, 259, Type::start));
+    EXPECT_TRUE(giveMarker(b, id, 259, Type::abort));
+    EXPECT_TRUE(giveMarker(b, id, 259, Type::end));
+    EXPECT_EQ(count(), 2u);
+
+    U64 const before = b.out()->records();
+    EXPECT_TRUE(giveMarker(b, id, 259, Type::start));
+    EXPECT_TRUE(give(b, {id, 259, true}, [](auto const& out) { out << entry(2) << U32{7}; }));
+    EXPECT_TRUE(giveMarker(b, id, 259, Type::end));
+    // The one that was not mentioned is gone; what the reactor answered to that stays, and is sent. Nothing
+    // else is.
+    EXPECT_EQ(theirs->reqCount(entry(2)), 7u);
+    EXPECT_EQ(theirs->reqCount(entry(100)), 5u);
+    EXPECT_EQ(count(), 2u);
+    EXPECT_EQ(b.out()->records(), before + 1);
+}
+
+TEST_F(Configs, WhatAHandlerAnswersIsSentAndNothingEchoes) {
+    auto const reactor = answering(theirs);
+    mine->reqCountIs(entry(1), 1);
+    link.quiet();
+    EXPECT_EQ(mine->reqCount(entry(100)), 5u);
+    EXPECT_EQ(link.b->out()->records(), 1u);
+    EXPECT_EQ(adapterOf(*theirs, *link.b)->syncMode(), StreamAdapter::SyncMode::synchronized);
+
+    // A record that is given to the adapter is not applied: it is asked for its state.
+    auto const other = makePtr<Out>();
+    other->nextHeaderIs({id, 259, true});
+    other << TransactToken(1) << entry(1) << U32{99} << TransactToken(3);
+    auto const in = makePtr<In>();
+    in->feed(other->readable());
+    MsgHeader header;
+    ASSERT_TRUE(in->nextRecord(header));
+    U64 const before = link.a->out()->records();
+    adapterOf(*mine, *link.a)->handleAttrDeserialization(259, {}, 0, in);
+    EXPECT_EQ(mine->reqCount(entry(1)), 1u);
+    EXPECT_EQ(link.a->out()->records(), before + 1);
+}
+
+TEST(Adapter, AFullStreamCostsOneMarkAChangedKeyAndSendsExactlyThose) {
+    Link link(support::smallStream);
+    auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+    auto const theirs = link.mountAtA(mine);
+    for (U32 i = 0; i < 100'000; ++i) {
+        mine->reqCountIs(entry(i % 50), i);
+    }
+    mine->reqCountDel(entry(0));
+    mine->reqCountIs(entry(51), 1);
+    mine->reqCountDel(entry(51));
+    Stats const stats = link.a->stats();
+    EXPECT_EQ(stats.dirtyKeys, stats.dirtyKeysHighWater);
+    EXPECT_LE(stats.dirtyKeys, 51u);
+    EXPECT_GT(stats.coalescedChanges, 99'000u);
+    EXPECT_EQ(stats.streamFull, 1u);
+    EXPECT_LE(link.a->out()->pending(), support::smallStream.ring);
+    U64 const passes = link.b->stats().passesIn;
+    link.quiet();
+    EXPECT_TRUE(support::sameState(*mine, *theirs));
+    EXPECT_EQ(link.a->stats().recordsOut, stats.recordsOut + stats.dirtyKeys);
+    EXPECT_EQ(link.b->stats().passesIn, passes);
+
+    // A key at which a pass has stopped may go.
+    auto const adapter = adapterOf(*mine, *link.a);
+    adapter->doRemountSelf(link.a->out());
+    link.a->flow();
+    ASSERT_NE(adapter->flowOut()->bookmark(), nullptr);
+    auto const stopped = *static_cast<AradLifEntry const*>(adapter->flowOut()->bookmark());
+    mine->reqCountDel(stopped);
+    if (Link::carry(*link.a, *link.b) != 0) {
+        link.a->flow();
+    }
+    adapter->doThis(); // and begin again half-way
+    link.quiet();
+    EXPECT_TRUE(support::sameState(*mine, *theirs));
+    EXPECT_FALSE(theirs->reqCountMap().member(stopped));
+}
+
+TEST(Adapter, ALargeEntityDoesNotHoldUpASmallOne) {
+    Link link(support::smallStream);
+    auto const large = lifAppConfigFactory(Loam::vtAppMpls);
+    auto const small = lifAppConfigFactory(Loam::vtAppVxlan);
+    for (U32 i = 0; i < 5000; ++i) {
+        large->reqCountIs(entry(i), i);
+    }
+    small->reqCountIs(entry(1), 1);
+    std::vector<Ptr<Entity>> got;
+    link.b->rootHookIs([&](Ptr<Entity> const& offered) { return got.emplace_back(offered); });
+    link.a->mount(large);
+    link.a->mount(small);
+    while (got.size() < 2 || static_cast<LifAppConfig const&>(*got[1]).reqCountMap().empty()) {
+        link.a->flow();
+        ASSERT_NE(Link::carry(*link.a, *link.b), 0u);
+        ASSERT_TRUE(link.b->receive());
+    }
+    EXPECT_LT(static_cast<LifAppConfig const&>(*got[0]).reqCountMap().count(), 200u);
+}
+
+TEST(Adapter, DirectoriesTakeUnknownApplicationsAndRecordsWithOffsets) {
+    Link link;
+    auto const mine = lifAppConfigDirFactory("lif");
+    auto const theirs = link.mountAtA(mine);
+    EntityId const id = adapterOf(*mine, *link.a)->entityId();
+    auto const child = [](U32 n) { return EntityId::ofNumber(n << 2 | 3); }; // ids of side a
+    auto const unknown = static_cast<Loam::VtAppId>(77);
+    EXPECT_TRUE(give(*link.b, {id, 258, true, 0, announcedChildAttribute},
+                     [&](auto const& out) { out << U32{77} << child(1000); }));
+    EXPECT_EQ(link.b->stats().unknownEnums, 1u);
+    ASSERT_TRUE(theirs->appConfig(unknown));
+    EXPECT_EQ(adapterOf(*theirs->appConfig(unknown), *link.b)->entityId(), child(1000));
+
+    // Offsets of the key and of what follows it, ids up to the attribute, something unknown, the key.
+    EXPECT_TRUE(give(*link.b, {id, directoryAttribute, true}, [&](auto const& out) {
+        out << U16{14} << U16{24} << U32{135} << U32{258} << U16{0} << U32{9} << Loam::vtAppVxlan << U16{0};
+        out << child(1001);
+    }));
+    EXPECT_TRUE(theirs->appConfig(Loam::vtAppVxlan));
+    EXPECT_TRUE(give(*link.b, {id, -directoryAttribute, true}, [&](auto const& out) {
+        out << U16{8} << U16{0} << static_cast<U32>(-258) << Loam::vtAppVxlan;
+    }));
+    EXPECT_FALSE(theirs->appConfig(Loam::vtAppVxlan));
+    EXPECT_EQ(link.b->out()->records(), 0u);
+    EXPECT_EQ(link.b->mounted(), 2u);
+
+    // Anywhere else an unknown enumerator is the record's fault.
+    auto const request = link.mountAtA(makePtr<OutAcRequest>(OutAcKey()));
+    EXPECT_TRUE(give(*link.b, {adapterOf(*request, *link.b)->entityId(), 259, true},
+                     [&](auto const& out) { out << U32{77} << U32{1}; }));
+    EXPECT_EQ(link.b->stats().refusedRecords, 1u);
+    EXPECT_TRUE(request->reqCountMap().empty());
+    EXPECT_FALSE(give(*link.b, {id, directoryAttribute, true},
+                      [&](auto const& out) { out << U16{9999} << U16{0} << U32{258}; }));
+}
+
+TEST(Adapter, AChildUnderANewIdIsMadeAnewAndOneThatIsNotMountedIsKept) {
+    Link link;
+    auto const mine = lifAppConfigDirFactory("lif");
+    auto const theirs = link.mountAtA(mine);
+    auto const key = Loam::vtAppMpls;
+    auto const copyOf = [&] { return theirs->appConfig(key); };
+    mine->appConfigIs(key)->reqCountIs(entry(1), 1);
+    link.quiet();
+    Ptr<LifAppConfig> const first = copyOf();
+    // Deleted and made again while nothing leaves.
+    adapterOf(*mine, *link.a)
+        ->notificationFlagsIs(Entity::Kor_BitSet(1u << StreamAdapter::Bit::alwaysFlowOut));
+    mine->appConfigDel(key);
+    mine->appConfigIs(key)->reqCountIs(entry(2), 2);
+    link.quiet();
+    EXPECT_NE(copyOf(), first);
+    EXPECT_TRUE(support::sameState(*mine, *theirs));
+    // Both sides at once: that of the side that was connected to stays.
+    mine->appConfigDel(key);
+    link.quiet();
+    auto const loser = mine->appConfigIs(key);
+    auto const winner = theirs->appConfigIs(key);
+    loser->reqCountIs(entry(3), 3);
+    winner->reqCountIs(entry(4), 4);
+    link.quiet();
+    EXPECT_EQ(copyOf(), winner);
+    EXPECT_EQ(mine->appConfig(key)->reqCount(entry(4)), 4u);
+    mine->appConfig(key)->reqCountIs(entry(5), 5);
+    link.quiet();
+    EXPECT_TRUE(support::sameState(*mine, *theirs));
+    // A new connection keeps the children that are there.
+    Link second;
+    second.b->rootHookIs([&](Ptr<Entity> const&) { return theirs; });
+    second.a->mount(mine);
+    second.quiet();
+    EXPECT_EQ(copyOf(), winner);
+    EXPECT_TRUE(support::sameState(*mine, *theirs));
+    // A remount goes down the whole tree.
+    adapterOf(*mine, *second.a)->doRemountSelf(second.a->out());
+    EXPECT_EQ(second.a->mounted(), 1u);
+    second.quiet();
+    EXPECT_EQ(second.a->mounted(), 2u);
+    EXPECT_TRUE(support::sameState(*mine, *theirs));
+}
+
+TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {
+    {
+        Link link;
+        auto const mine = makePtr<FapTypeProperties>();
+        auto const theirs = link.mountAtA(mine);
+        EntityId const id = adapterOf(*theirs, *link.b)->entityId();
+        auto const before = theirs->version();
+        auto const refer = [&](U64 to) {
+            return give(*link.b, {id, 258, true}, [&](auto const& out) { out << Loam::fapTypeArad << to; });
+        };
+        EXPECT_TRUE(refer(id.number()));    // another class
+        EXPECT_TRUE(refer(4000 << 2 | 3));  // nobody
+        EXPECT_TRUE(announce(*link.b, id)); // again, which may be
+        EXPECT_EQ(theirs->version(), before);
+        EXPECT_EQ(link.b->stats().refusedRecords, 2u);
+        auto const nothing = [](auto const&) {};
+        EXPECT_TRUE(give(*link.b, {id, 999, false}, nothing));
+        EXPECT_TRUE(give(*link.b, {{4001 << 2 | 3, 0}, 258, false}, nothing));
+        EXPECT_TRUE(announce(*link.b, {4002 << 2 | 3, 0}, "of::TheFuture"));
+        EXPECT_EQ(link.b->stats().unknownAttributes, 1u);
+        EXPECT_EQ(link.b->stats().unknownEntities, 2u);
+        EXPECT_FALSE(give(*link.b, {id, 259, false, 1}, nothing));
+        EXPECT_EQ(link.b->closeReason(), "record is shorter than its attribute");
+        EXPECT_FALSE(link.b->receive());
+        EXPECT_EQ(theirs->references(), 1u);
+        EXPECT_THROW(link.b->mount(theirs), RangeException);
+    }
+    Link link({640, 256, 2});
+    EXPECT_TRUE(announce(*link.b, EntityId::ofNumber(1 << 2 | 3)));
+    EXPECT_TRUE(announce(*link.b, EntityId::ofNumber(2 << 2 | 3)));
+    EXPECT_FALSE(announce(*link.b, EntityId::ofNumber(3 << 2 | 3)));
+    EXPECT_EQ(link.b->closeReason(), "peer has more entities than the limit");
+    EXPECT_FALSE(announce(*link.a, EntityId::ofNumber(1 << 2 | 3)));
+    EXPECT_EQ(link.a->closeReason(), "record gives an id that is not the sender's to give");
+}
+
+// Recordings of a real session with damaged bytes: whatever becomes of the connection, the entities are
+// whole.
+TEST(Adapter, DamagedSessionsLeaveTheEntitiesWhole) {
+    Random random;
+    auto const mine = lifAppConfigDirFactory("lif");
+    auto const evec = evecStatusFactory("evec");
+    auto const properties = makePtr<FapTypeProperties>();
+    std::vector<U8> session;
+    {
+        Link link;
+        for (Ptr<Entity> const& each : {Ptr<Entity>(mine), Ptr<Entity>(evec), Ptr<Entity>(properties)}) {
+            link.a->mount(each);
+        }
+        for (int i = 0; i < 60; ++i) {
+            support::change(*mine, random);
+            support::change(*evec, random);
+            support::change(*properties, random);
+            link.a->flow();
+        }
+        auto const bytes = link.a->out()->readable();
+        session.assign(bytes.begin(), bytes.end());
+    }
+    int closed = 0;
+    for (int round = 0; round < 400; ++round) {
+        std::vector<U8> damaged = session;
+        for (U32 i = 1 + random.below(3); i-- > 0;) {
+            damaged[random.below(static_cast<U32>(damaged.size()))] = static_cast<U8>(random.next());
+        }
+        Link link;
+        std::vector<Ptr<Entity>> got;
+        link.b->rootHookIs([&](Ptr<Entity> const& offered) { return got.emplace_back(offered); });
+        link.b->in()->feed(damaged);
+        closed += !link.b->receive();
+        link.b->close("done");
+        for (auto const& each : got) {
+            EXPECT_FALSE(each->korNboAttrLogSa(link.b->out()));
+            if (auto const dir = ptrCast<LifAppConfigDir>(each)) {
+                for (auto const& child : dir->appConfigMap()) {
+                    EXPECT_EQ(child.parent(), dir);
+                }
+            }
+        }
+    }
+    EXPECT_GT(closed, 0);
+}
+
+} // namespace
