@@ -4,6 +4,7 @@
 #include "runtime/HandlerExceptions.h"
 #include "support/Link.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 
 namespace {
@@ -207,6 +208,33 @@ TEST(Adapter, AFullStreamCostsOneMarkAChangedKeyAndSendsExactlyThose) {
     link.quiet();
     EXPECT_TRUE(support::sameState(*mine, *theirs));
     EXPECT_FALSE(theirs->reqCountMap().member(stopped));
+}
+
+TEST(Adapter, TheExchangeIsThatOfThePage) {
+    Link link;
+    auto const dir = lifAppConfigDirFactory("lif");
+    auto const key = AradLifEntry(lifGeneral, 1, 2);
+    dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(key, 1);
+    link.a->mount(dir);
+    link.a->flow();
+    dir->appConfig(Loam::vtAppMpls)->reqCountIs(key, 2);
+    dir->appConfigDel(Loam::vtAppMpls);
+    link.a->unmount(dir);
+    std::ifstream page(LOAM_ATTRIBUTE_LOG_PAGE);
+    std::string expected, sent;
+    bool isExchange = false;
+    for (std::string line; std::getline(page, line);) {
+        isExchange = line.starts_with("## ") ? line == "## An exchange" : isExchange;
+        if (isExchange && line.starts_with("    ")) {
+            expected += line.substr(4, std::min(line.find("    ", 4), line.size()) - 4) + ' ';
+        }
+    }
+    for (U8 const byte : link.a->out()->readable()) {
+        char text[4];
+        std::snprintf(text, sizeof text, "%02x ", byte);
+        sent += text;
+    }
+    EXPECT_EQ(sent, expected);
 }
 
 TEST(Adapter, ALargeEntityDoesNotHoldUpASmallOne) {
