@@ -6,6 +6,7 @@
 
 #include <fstream>
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace {
 
@@ -365,6 +366,8 @@ TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {
         EXPECT_EQ(theirs->references(), 1u);
         EXPECT_THROW(link.b->mount(theirs), RangeException);
     }
+    EXPECT_FALSE(
+        give(*Link().b, {EntityId{7, 0}, std::numeric_limits<AttributeId>::min(), true}, [](auto const&) {}));
     Link link({640, 256, 2});
     EXPECT_TRUE(announce(*link.b, EntityId::ofNumber(1 << 2 | 3)));
     EXPECT_TRUE(announce(*link.b, EntityId::ofNumber(2 << 2 | 3)));
