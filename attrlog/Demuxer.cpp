@@ -25,6 +25,18 @@ namespace {
 constexpr U64 slice = 32;
 constexpr U64 noSlice = std::numeric_limits<U64>::max();
 
+/// Says for a scope that something is going on.
+class During {
+public:
+    explicit During(bool& flag) noexcept : flag_(flag) { flag_ = true; }
+    ~During() { flag_ = false; }
+    During(During const&) = delete;
+    During& operator=(During const&) = delete;
+
+private:
+    bool& flag_;
+};
+
 } // namespace
 
 Demuxer::Demuxer(Side side, StreamLimits const& limits)
@@ -44,7 +56,7 @@ bool Demuxer::receive() {
         return isOpen_;
     }
     Ptr<Demuxer> const self(this);
-    receiving_ = true;
+    During const receiving(receiving_);
     try {
         for (MsgHeader header; isOpen_ && in_->nextRecord(header);) {
             dispatch(header);
@@ -53,7 +65,6 @@ bool Demuxer::receive() {
     } catch (std::exception const& exception) {
         close(String8(exception.what()));
     }
-    receiving_ = false;
     return isOpen_;
 }
 
@@ -159,7 +170,7 @@ bool Demuxer::flow() {
         return hasWork();
     }
     Ptr<Demuxer> const self(this);
-    flowing_ = true;
+    During const flowing(flowing_);
     wasFull_ = wasFull_ && !out_->hasSufficientBuffer();
     std::size_t idle = 0;
     while (isOpen_ && writeRetired() && !queue_.empty() && out_->hasSufficientBuffer()) {
@@ -196,7 +207,6 @@ bool Demuxer::flow() {
     if (!queue_.empty() && !out_->hasSufficientBuffer()) {
         noteFull();
     }
-    flowing_ = false;
     return hasWork();
 }
 

@@ -28,7 +28,8 @@
 /// `limits.entities` entities.
 ///
 /// Cost. Nothing but flow() takes time for what waits; a peer that never reads costs the ring and one mark a
-/// changed key. One thread; a handler that is called from receive() may do anything but call receive().
+/// changed key. One thread, from the constructor to the end; a handler that is called from receive() may do
+/// anything but call receive().
 
 #include "attrlog/StreamAdapter.h"
 

@@ -3,6 +3,7 @@
 #include "runtime/Contract.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace Kor {
 
@@ -114,7 +115,7 @@ bool In::nextRecord(MsgHeader& header) {
     header.entityId = nextEntityId();
     S64 const attribute = unzigzag(nextNumber());
     header.attributeId = static_cast<AttributeId>(attribute);
-    if (header.attributeId != attribute) {
+    if (header.attributeId != attribute || header.attributeId == std::numeric_limits<AttributeId>::min()) {
         throwAttrLogRecordException("record has an attribute above 32 bits");
     }
     if ((bits & form::secondary) != 0) {

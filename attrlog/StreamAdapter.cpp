@@ -195,7 +195,7 @@ bool StreamAdapter::mayTell(AttributeId attribute) {
     if (!out_) {
         return false;
     }
-    if (flag(Bit::localReadOnly) && !convertedToWritable(false)) {
+    if (flag(Bit::localReadOnly) && !flag(Bit::inFlowOut) && !convertedToWritable(false)) {
         doThrowReadOnly(attribute);
     }
     return true;
@@ -279,12 +279,6 @@ void StreamAdapter::noteClean() {
     --flowOut_->dirtyKeys;
     if (Demuxer* const demuxer = streamDemuxer()) {
         --demuxer->counters().dirtyKeys;
-    }
-}
-
-void StreamAdapter::noteRefused() {
-    if (Demuxer* const demuxer = streamDemuxer()) {
-        ++demuxer->counters().refusedRecords;
     }
 }
 

@@ -22,7 +22,11 @@
 ///   - what a local reactor writes while a pass of the peer is being finished is sent, too: what the pass
 ///     removes is kept from going back key by key;
 ///   - a new child with content is sent with its content also outside of a flow-out;
-///   - the read-only bits hold for the peer's transaction markers as for its records.
+///   - the read-only bits hold for the peer's transaction markers as for its records, and do not keep this
+///   side
+///     from sending the whole of what it mounts.
+///
+/// A record that is longer than the stream's limit is a handler's exception, and is not sent.
 ///
 /// An adapter belongs to its demultiplexer, and to one thread, like its entity.
 
@@ -197,7 +201,6 @@ protected:
     void doBaseKorNboAttrLogSaMsg(AttributeId attribute, NboAttrLog::In& in);
     void noteDirty(bool isNew);
     void noteClean();
-    void noteRefused();
     virtual void serializeOrphanNow(NboAttrLog::Out& out) = 0;
     /// Makes or keeps a flow-out.
     void needFlowOut(AttributeId attribute);

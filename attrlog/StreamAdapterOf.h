@@ -431,7 +431,7 @@ private:
             return ((id == idOf<A> && (to.template operator()<A>(), true)) || ...);
         }(Wire(), attribute, visit);
     }
-    static consteval bool hasChildren() {
+    static constexpr bool hasChildren() {
         return []<class... A>(AttributeList<A...>) { return (detail::ChildOnWire<A> || ...); }(Wire());
     }
 

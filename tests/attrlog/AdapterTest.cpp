@@ -4,7 +4,9 @@
 #include "runtime/HandlerExceptions.h"
 #include "support/Link.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace {
 
@@ -209,8 +211,35 @@ TEST(Adapter, AFullStreamCostsOneMarkAChangedKeyAndSendsExactlyThose) {
     EXPECT_FALSE(theirs->reqCountMap().member(stopped));
 }
 
+TEST(Adapter, TheExchangeIsThatOfThePage) {
+    Link link;
+    auto const dir = lifAppConfigDirFactory("lif");
+    auto const key = AradLifEntry(lifGeneral, 1, 2);
+    dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(key, 1);
+    link.a->mount(dir);
+    link.a->flow();
+    dir->appConfig(Loam::vtAppMpls)->reqCountIs(key, 2);
+    dir->appConfigDel(Loam::vtAppMpls);
+    link.a->unmount(dir);
+    std::ifstream page(LOAM_ATTRIBUTE_LOG_PAGE);
+    std::string expected, sent;
+    bool isExchange = false;
+    for (std::string line; std::getline(page, line);) {
+        isExchange = line.starts_with("## ") ? line == "## An exchange" : isExchange;
+        if (isExchange && line.starts_with("    ")) {
+            expected += line.substr(4, std::min(line.find("    ", 4), line.size()) - 4) + ' ';
+        }
+    }
+    for (U8 const byte : link.a->out()->readable()) {
+        char text[4];
+        std::snprintf(text, sizeof text, "%02x ", byte);
+        sent += text;
+    }
+    EXPECT_EQ(sent, expected);
+}
+
 TEST(Adapter, ALargeEntityDoesNotHoldUpASmallOne) {
-    Link link(support::smallStream);
+    Link link;
     auto const large = lifAppConfigFactory(Loam::vtAppMpls);
     auto const small = lifAppConfigFactory(Loam::vtAppVxlan);
     for (U32 i = 0; i < 5000; ++i) {
@@ -223,7 +252,7 @@ TEST(Adapter, ALargeEntityDoesNotHoldUpASmallOne) {
     link.a->mount(small);
     while (got.size() < 2 || static_cast<LifAppConfig const&>(*got[1]).reqCountMap().empty()) {
         link.a->flow();
-        ASSERT_NE(Link::carry(*link.a, *link.b), 0u);
+        ASSERT_NE(Link::carry(*link.a, *link.b, 100), 0u);
         ASSERT_TRUE(link.b->receive());
     }
     EXPECT_LT(static_cast<LifAppConfig const&>(*got[0]).reqCountMap().count(), 200u);
@@ -337,6 +366,8 @@ TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {
         EXPECT_EQ(theirs->references(), 1u);
         EXPECT_THROW(link.b->mount(theirs), RangeException);
     }
+    EXPECT_FALSE(
+        give(*Link().b, {EntityId{7, 0}, std::numeric_limits<AttributeId>::min(), true}, [](auto const&) {}));
     Link link({640, 256, 2});
     EXPECT_TRUE(announce(*link.b, EntityId::ofNumber(1 << 2 | 3)));
     EXPECT_TRUE(announce(*link.b, EntityId::ofNumber(2 << 2 | 3)));

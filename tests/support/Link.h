@@ -6,6 +6,8 @@
 #include "attrlog/Demuxer.h"
 #include "support/Entities.h"
 
+#include <stdexcept>
+
 namespace support {
 
 using Kor::NboAttrLog::Demuxer;
@@ -32,8 +34,12 @@ struct Link {
     }
     /// Until nothing moves any more, both ways, in pieces of at most `piece` bytes.
     void quiet(std::size_t piece = ~std::size_t{0}) {
+        int rounds = 0;
         for (bool moves = true; moves;) {
             moves = false;
+            if (++rounds > 1'000'000) {
+                throw std::runtime_error("the two sides never fall silent");
+            }
             for (auto const& [from, to] : {std::pair{a, b}, std::pair{b, a}}) {
                 from->flow();
                 moves = carry(*from, *to, piece) != 0 || moves;

@@ -1,0 +1,110 @@
+/// Feeds the record reader, and with it all that applies records, what a hostile peer could send. The
+/// entities live on from one input to the next, as they do when peers come and go.
+///
+///     RecordFuzz -max_total_time=20
+///
+/// The first byte of an input is the size of the pieces in which the rest arrives. Without a corpus the
+/// fuzzer starts from the sessions that the mutator below writes.
+
+#include "attrlog/Demuxer.h"
+#include "model/LoamTunnelModel.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+using namespace Kor;
+using namespace Kor::NboAttrLog;
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+
+namespace {
+
+/// What this side offers, and what it has taken in.
+struct Tree {
+    Ptr<LifAppConfigDir> lif = lifAppConfigDirFactory("lif");
+    Ptr<OutAcConfig> outAc = makePtr<OutAcConfig>("outAc");
+    Ptr<EvecStatus> evec = evecStatusFactory("evec");
+    Ptr<FapTypeProperties> properties = fapTypePropertiesFactory();
+
+    void mountOn(Demuxer& demuxer) const {
+        demuxer.mount(lif);
+        demuxer.mount(outAc);
+        demuxer.mount(evec);
+        demuxer.mount(properties);
+    }
+};
+
+/// A session of a peer that mounts such a tree and writes to it.
+std::vector<U8> session(unsigned seed) {
+    Tree tree;
+    auto const demuxer = makePtr<Demuxer>(Side::connecting);
+    tree.mountOn(*demuxer);
+    demuxer->flow();
+    for (unsigned i = 0; i < 8; ++i, seed = seed * 1664525 + 1013904223) {
+        auto const app = static_cast<Loam::VtAppId>(seed >> 8 & 7);
+        auto const key = AradLifEntry(lifGeneral, seed >> 16 & 3, 0);
+        if ((seed >> 24 & 3) == 0) {
+            tree.lif->appConfigDel(app);
+        } else {
+            tree.lif->appConfigIs(app)->reqCountIs(key, seed);
+        }
+        tree.evec->ownerIs(EvecOwner(EvecKey(), app));
+        tree.properties->propertiesDel(Loam::fapTypeArad);
+        demuxer->flow();
+    }
+    auto const bytes = demuxer->out()->readable();
+    std::vector<U8> all{0};
+    all.insert(all.end(), bytes.begin(), bytes.end());
+    return all;
+}
+
+void check(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+} // namespace
+
+extern "C" std::size_t LLVMFuzzerMutate(U8* data, std::size_t size, std::size_t most);
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(U8* data, std::size_t size, std::size_t most, unsigned seed) {
+    if (size < 2 || seed % 64 == 0) {
+        std::vector<U8> const fresh = session(seed);
+        size = std::min(fresh.size(), most);
+        std::copy_n(fresh.begin(), size, data);
+    }
+    return LLVMFuzzerMutate(data, size, most);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(U8 const* data, std::size_t size) {
+    if (size == 0) {
+        return 0;
+    }
+    static Tree const tree;
+    auto const demuxer = makePtr<Demuxer>(Side::accepting, StreamLimits{1 << 14, 1024, 64});
+    tree.mountOn(*demuxer);
+    std::vector<Ptr<Entity>> offered;
+    demuxer->rootHookIs([&](Ptr<Entity> const& each) { return offered.emplace_back(each); });
+    std::span<U8 const> rest(data + 1, size - 1);
+    std::size_t const piece = data[0] == 0 ? size : data[0];
+    while (!rest.empty() && demuxer->isOpen()) {
+        std::size_t const taken = demuxer->in()->feed(rest.first(std::min(piece, rest.size())));
+        check(taken != 0); // a record always fits
+        rest = rest.subspan(taken);
+        demuxer->receive();
+        demuxer->flow();
+        demuxer->out()->nextBytes(demuxer->out()->readable().size());
+    }
+    check(demuxer->mounted() <=
+          64 + 64 + tree.lif->appConfigMap().count() + tree.outAc->acRequestMap().count());
+    demuxer->close("done");
+    check(demuxer->mounted() == 0 && demuxer->stats().dirtyKeys == 0);
+    for (auto const& child : tree.lif->appConfigMap()) {
+        check(child.parent() == tree.lif && !child.korNboAttrLogSa(demuxer->out()));
+    }
+    if (tree.lif->appConfigMap().count() > 1000) {
+        tree.lif->appConfigDelAll();
+    }
+    return 0;
+}
