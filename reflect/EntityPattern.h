@@ -963,6 +963,8 @@ public:
         delAllChildren(Attributes());
     }
 
+    /// The box, reflect/GenericIf.h.
+    using GenericIf_ = BoxOf<Self>;
     /// The type object, reflect/KorType.h.
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
     KorType* fwkType() const override { return _fwkType(); }

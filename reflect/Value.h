@@ -294,6 +294,8 @@ public:
 
     constexpr ValueOf() = default;
 
+    /// The box, reflect/GenericIf.h.
+    using GenericIf_ = BoxOf<Self>;
     /// The type object, reflect/KorType.h.
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
 
@@ -354,6 +356,7 @@ public:
     using Attributes = AttributeList<A...>;
     using Base::Base;
 
+    using GenericIf_ = BoxOf<Self>;
     constexpr DerivedValueOf() = default;
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
     constexpr explicit DerivedValueOf(Base const& base) : Base(base) {}
