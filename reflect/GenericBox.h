@@ -441,16 +441,23 @@ struct BoxTableOf<T, AttributeList<A...>> {
     static constexpr bool hasId = !requires {
         requires std::is_same_v<Each, Override<typename Each::Name>>;
     };
-    static constexpr std::size_t size = (std::size_t{0} + ... + std::size_t{hasId<A>});
+    // Arrays: g++ at -Wall compares each pair of the operands of a long expression.
+    static constexpr bool has[] = {hasId<A>..., false};
+    static constexpr std::size_t size = [] {
+        std::size_t count = 0;
+        for (bool const each : has) {
+            count += each;
+        }
+        return count;
+    }();
 
     static constexpr auto attributes = [] {
-        constexpr bool has[] = {hasId<A>..., false};
-        BoxAttribute const all[] = {Boxing<T, A>::attribute()..., BoxAttribute()};
+        constexpr BoxAttribute (*make[])() = {&Boxing<T, A>::attribute..., nullptr};
         std::array<BoxAttribute, size> table{};
         std::size_t next = 0;
         for (std::size_t i = 0; i < sizeof...(A); ++i) {
             if (has[i]) {
-                table[next++] = all[i];
+                table[next++] = make[i]();
             }
         }
         return table;
