@@ -54,6 +54,7 @@ class HwIvecs final
     : public Kor::EntityOf<HwIvecs,
           ValueMap<name::hwIvec, AradIvecKey, AradIvecEntry>> {
 public:
+    static constexpr bool korIsMadeByName = false;
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(hwIvecsFactory, HwIvecs, Kor::Name)

@@ -60,6 +60,7 @@ class OutAcRequest final
           KeyAttribute<name::acKey, OutAcKey>,
           ValueMap<name::reqCount, Loam::VtAppId, U32>> {
 public:
+    static constexpr bool korHasFactory = false;
     using EntityOver::EntityOver;
 };
 
@@ -67,6 +68,7 @@ class OutAcConfig final
     : public Kor::EntityOf<OutAcConfig,
           EntityMap<name::acRequest, OutAcRequest>> {
 public:
+    static constexpr bool korHasFactory = false;
     using EntityOver::EntityOver;
 };
 
@@ -74,6 +76,7 @@ class OutAcStatus final
     : public Kor::EntityOf<OutAcStatus,
           KeyedMap<name::acEntry, OutAcEntry, name::acKey>> {
 public:
+    static constexpr bool korHasFactory = false;
     using EntityOver::EntityOver;
 };
 

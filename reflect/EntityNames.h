@@ -193,7 +193,11 @@ struct EntityForms;
         }                                                                                                    \
         template <class Object>                                                                              \
         static auto const& map(Object const& object) {                                                       \
-            return object.x##Map();                                                                          \
+            if constexpr (requires { object.x##Queue(); }) {                                                 \
+                return object.x##Queue();                                                                    \
+            } else {                                                                                         \
+                return object.x##Map();                                                                      \
+            }                                                                                                \
         }                                                                                                    \
         template <class Object, class Key>                                                                   \
         static void notify(Object& object, Key const& key) {                                                 \

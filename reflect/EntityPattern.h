@@ -1036,6 +1036,8 @@ public:
         delAllChildren(Attributes());
     }
 
+    /// The box, reflect/GenericIf.h.
+    using GenericIf_ = BoxOf<Self>;
     /// The type object, reflect/KorType.h, and its class.
     using _Type = TypeOf<Self>;
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }

@@ -117,6 +117,7 @@ E enumeratorOfName(std::string_view name, char const* word) {
     [[gnu::visibility("default")]] E E##Instance(Kor::String8 const& name);                                  \
     [[gnu::visibility("default")]] Kor::String8 stringValue(E value);                                        \
     [[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, E value);                  \
+    using E##_GenericIf_ = Kor::BoxOf<E>;                                                                    \
     using E##__Type = Kor::TypeOf<E>;                                                                        \
     inline Kor::KorType* _fwkType_##E() {                                                                    \
         return Kor::fwkTypeOf<E>();                                                                          \
@@ -141,9 +142,13 @@ E enumeratorOfName(std::string_view name, char const* word) {
     static E E##Instance(unsigned int number);                                                               \
     static E E##Instance(Kor::String8 const& name);                                                          \
     static Kor::String8 stringValue(E value);                                                                \
+    friend Kor::String8 nestedStringValue(E value) {                                                         \
+        return stringValue(value);                                                                           \
+    }                                                                                                        \
     friend std::ostream& operator<<(std::ostream& stream, E value) {                                         \
         return stream << stringValue(value).view();                                                          \
     }                                                                                                        \
+    using E##_GenericIf_ = Kor::BoxOf<E>;                                                                    \
     using E##__Type = Kor::TypeOf<E>;                                                                        \
     static Kor::KorType* _fwkType_##E() {                                                                    \
         return Kor::fwkTypeOf<E>();                                                                          \

@@ -33,7 +33,7 @@ struct detail::SpecOf<PtrInterface> {
 };
 
 TypeModule& frameworkTypes() {
-    using Types = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, String8, Name, PtrInterface,
+    using Types = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, BytePtr, String8, Name, PtrInterface,
                                Entity, KorType, Dir>;
     static TypeModule module(Types::seeds);
     return module;

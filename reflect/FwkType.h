@@ -21,6 +21,10 @@ class Entity;
 class KorType;
 class PtrInterface;
 
+/// The box of a T, reflect/GenericBox.h.
+template <class T>
+class BoxOf;
+
 /// What is known of a type before it has a type object.
 struct TypeSeed {
     using Get = KorType* (*)();

@@ -89,7 +89,26 @@ bool TextScanner::boolean() {
     expected("True or False");
 }
 
+void needString(String8::IteratorConst& it, String8::IteratorConst const& end, char const* pattern) {
+    detail::Follow(it, end).scanner.needString(pattern);
+}
+
+void rethrowFromDeserializeAttr(RangeException const& inner, String8& attribute) {
+    detail::rethrowFor(inner, attribute.view());
+}
+
 namespace detail {
+
+void appendQuoted(std::string& text, std::string_view inside) {
+    text += '\'';
+    for (char const c : inside) {
+        if (c == '\'' || c == '\\') {
+            text += '\\';
+        }
+        text += c;
+    }
+    text += '\'';
+}
 
 void rethrowFor(RangeException const& inner, std::string_view attribute) {
     throw RangeException(String8("attribute " + std::string(attribute) + ": " + inner.what()));

@@ -23,14 +23,18 @@
 #include "runtime/Exception.h"
 #include "runtime/String8.h"
 
+#include <concepts>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
+#include <typeinfo>
 
 namespace Kor {
+
+class Entity;
 
 /// A value type made by the pattern of reflect/Value.h.
 template <class T>
@@ -42,6 +46,9 @@ namespace detail {
 
 template <class T>
 void appendText(std::string& text, T const& value);
+
+/// In single quotes, with a backslash before each quote and backslash.
+[[gnu::visibility("default")]] void appendQuoted(std::string& text, std::string_view inside);
 
 template <class T, class... S>
 void appendAttributes(std::string& text, Storage<S...> const& storage) {
@@ -62,9 +69,15 @@ void appendText(std::string& text, T const& value) {
     if constexpr (std::is_same_v<T, bool>) {
         text += value ? "True" : "False";
     } else if constexpr (std::is_enum_v<T>) {
-        text.append(1, '\'').append(stringValue(value).view()).append(1, '\'');
+        if constexpr (requires { stringValue(value); }) {
+            text.append(1, '\'').append(stringValue(value).view()).append(1, '\'');
+        } else { // within a class
+            text.append(1, '\'').append(nestedStringValue(value).view()).append(1, '\'');
+        }
     } else if constexpr (std::is_integral_v<T>) {
         text += std::to_string(value);
+    } else if constexpr (std::derived_from<T, String8>) {
+        appendQuoted(text, value.view());
     } else if constexpr (PatternValue<T>) {
         appendAttributes<T>(text, T::storage(value));
     } else {
@@ -74,7 +87,7 @@ void appendText(std::string& text, T const& value) {
 
 } // namespace detail
 
-/// The text of a value, an enumerator, an integer or a bool.
+/// The text of a value, an enumerator, an integer, a bool or a string.
 template <class T>
 String8 valueToStrep(T const& value) {
     std::string text;
@@ -198,8 +211,31 @@ template <class T>
 using StorageTypeOf = std::remove_cvref_t<decltype(T::storage(std::declval<T const&>()))>;
 
 template <class T>
+struct Counted {
+    static constexpr bool is = false;
+};
+template <class T>
+struct Counted<Ptr<T>> {
+    static constexpr bool is = true;
+    using type = T;
+};
+
+/// The object that a reference names; null for None.
+[[gnu::visibility("default")]] Ptr<PtrInterface> readObject(TextScanner& scanner);
+[[noreturn, gnu::visibility("default")]] void cannotConvertTo(std::type_info const& type,
+                                                              std::string_view name);
+
+template <class T>
 T readText(TextScanner& scanner) {
-    if constexpr (std::is_same_v<T, bool>) {
+    if constexpr (Counted<T>::is) {
+        Ptr<PtrInterface> const found = readObject(scanner);
+        using C = typename Counted<T>::type;
+        T const fitting = dynamic_cast<C*>(found.ptr());
+        if (found && !fitting) {
+            cannotConvertTo(typeid(C), typeName<std::remove_const_t<C>>());
+        }
+        return fitting;
+    } else if constexpr (std::is_same_v<T, bool>) {
         return scanner.boolean();
     } else if constexpr (std::is_integral_v<T>) {
         return static_cast<T>(scanner.integer());
@@ -208,7 +244,9 @@ T readText(TextScanner& scanner) {
     } else {
         std::string storage;
         std::string_view const inside = scanner.quoted(storage);
-        if constexpr (std::is_enum_v<T>) {
+        if constexpr (std::derived_from<T, String8>) {
+            return T(inside);
+        } else if constexpr (std::is_enum_v<T>) {
             static std::string const word(shortTypeName<T>());
             return enumeratorOfName<T>(inside, word.c_str());
         } else {
@@ -222,17 +260,25 @@ T readText(TextScanner& scanner) {
     }
 }
 
+/// Moves a cursor behind what its scanner has read.
+struct Follow {
+    Follow(String8::IteratorConst& cursor, String8::IteratorConst const& end)
+        : it(cursor), scanner(cursor.until(end)) {}
+    ~Follow() { it += static_cast<S64>(scanner.position()); }
+    Follow(Follow const&) = delete;
+
+    String8::IteratorConst& it;
+    TextScanner scanner;
+};
+
 } // namespace detail
 
 /// Reads a value from the cursor on, and leaves the cursor behind it, or where the fault is when it raises.
 /// Columns count from where the cursor was.
 template <class T>
-T sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, T const* /*tag*/) {
-    struct Follow {
-        ~Follow() { it += static_cast<S64>(scanner.position()); }
-        String8::IteratorConst& it;
-        TextScanner scanner;
-    } follow{it, TextScanner(it.until(end))};
+requires(!std::derived_from<T, PtrInterface>) T
+    sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, T const* /*tag*/) {
+    detail::Follow follow(it, end);
     return detail::readText<T>(follow.scanner);
 }
 
@@ -256,6 +302,47 @@ T strepToValue(String8 const& text, T const* /*tag*/ = nullptr) {
         detail::junkAt(scanner.position(), text.view());
     }
     return value;
+}
+
+/// Matches a pattern at the cursor and moves behind it, as TextScanner::needString does.
+[[gnu::visibility("default")]] void needString(String8::IteratorConst& it, String8::IteratorConst const& end,
+                                               char const* pattern);
+
+/// Raises the words of an attribute's reader again, with its name.
+[[noreturn, gnu::visibility("default")]] void rethrowFromDeserializeAttr(RangeException const& inner,
+                                                                         String8& attribute);
+
+// References to objects. The text of an entity is its full name in quotes; that of no object is None. It is
+// read back by going down from the entity that this thread has named as its root: through directories by
+// name, through maps of children by attribute and key.
+//
+//     Kor::textRootIs(root);
+//     Kor::strepToValue<Kor::Ptr<LifAppConfig>>("'loam/lifConfig/appConfig[\\'vtAppMpls\\']'");
+//
+// An object without a name has a text to look at, which is not read back.
+
+/// Where references of this thread begin; null for nowhere, so that none is found. The thread holds the root.
+[[gnu::visibility("default")]] void textRootIs(Ptr<Entity> const& root);
+
+[[gnu::visibility("default")]] String8 valueToStrepOfRawPtr(Entity const* object, std::type_info const& type);
+[[gnu::visibility("default")]] String8 valueToStrepOfRawPtr(PtrInterface const* object,
+                                                            std::type_info const& type);
+/// Raises Kor::RangeException for a reference to what there is not.
+[[gnu::visibility("default")]] Ptr<Entity>
+sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end, Entity* tag);
+[[gnu::visibility("default")]] Ptr<PtrInterface>
+sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end, PtrInterface* tag);
+/// Raises Kor::RangeException: what was read before the cursor is no reference to an object of the type.
+[[noreturn, gnu::visibility("default")]] void cannotConvert(String8::IteratorConst const& it,
+                                                            String8::IteratorConst const& end,
+                                                            std::type_info const& type);
+
+/// A reference to an object of the class C.
+template <class C>
+requires std::derived_from<C, PtrInterface> Ptr<C>
+sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, C const* /*tag*/) {
+    detail::Follow follow(it, end);
+    return detail::readText<Ptr<C>>(follow.scanner);
 }
 
 } // namespace Kor

@@ -6,7 +6,7 @@
 /// This header is heavy. Only the source file that makes the types of a library known needs it; a user's file
 /// gets at the type objects through reflect/KorType.h.
 
-#include "reflect/Enumeration.h"
+#include "reflect/GenericBox.h"
 #include "reflect/TypeModule.h"
 #include "reflect/TypeSpec.h"
 #include "reflect/Value.h"
@@ -15,23 +15,18 @@
 
 namespace Kor {
 
-/// Builtin<void*> stands for the type of a result that is none.
+/// A scalar or string as a type of the registry; Builtin<void*> stands for a result that is none.
 template <class T>
-struct Builtin;
+struct Builtin {
+    using GenericIf_ = BoxOf<T>;
+    static KorType* _fwkType() { return fwkTypeOf<T>(); }
+};
 template <>
 struct Builtin<void*> {};
 
 namespace detail {
 
 // Signatures
-
-template <class Signature>
-struct SignatureOf;
-template <class R, class... A>
-struct SignatureOf<R(A...)> {
-    using Result = R;
-    using Arguments = AttributeList<A...>;
-};
 
 /// The type that stands in the registry for one of C++: an object for a reference to it.
 template <class T>
@@ -68,16 +63,6 @@ template <class... A>
 struct ArgumentSpecs<AttributeList<A...>> {
     static constexpr std::array<ArgumentSpec, sizeof...(A)> specs{argumentSpec<A>()...};
 };
-
-/// How deep a class stands: the ids of its own attributes follow from it.
-template <class T>
-constexpr int levelOf() {
-    if constexpr (requires { typename T::BaseValue; }) {
-        return 1 + levelOf<typename T::BaseValue>();
-    } else {
-        return 0;
-    }
-}
 
 /// The attribute of that name in a class's list or in that of a base.
 template <class X, class NameType>
@@ -144,32 +129,6 @@ struct ValueAttribute<T, ClassOperation<N, S>> : ValueAttribute<T, Operation<N, 
 };
 
 // Attributes of entities and of lighter objects
-
-template <class T>
-concept PatternEntity = requires {
-    typename T::BaseEntity;
-};
-
-template <class C>
-struct KeyOfChild;
-
-template <class... A>
-struct FirstKey;
-template <class First, class... Rest>
-struct FirstKey<First, Rest...> : FirstKey<Rest...> {};
-template <class N, class K, class... Rest>
-struct FirstKey<KeyAttribute<N, K>, Rest...> {
-    using type = KeyAttribute<N, K>;
-};
-
-template <class List>
-struct FirstKeyOf;
-template <class... A>
-struct FirstKeyOf<AttributeList<A...>> : FirstKey<A...> {};
-
-/// The key attribute of an entity that is a child in a map.
-template <class C>
-using ChildKey = typename FirstKeyOf<typename C::Attributes>::type;
 
 template <class T, class A>
 struct EntityAttribute;
@@ -390,11 +349,73 @@ requires(!requires { typename T::Attributes; }) struct SpecOf<T> {
 
 } // namespace detail
 
-/// The type object of T.
+/// The type object of T. An entity class that nothing but its parent makes says so by a member
+/// `korHasFactory`, false; one that is not made by a name alone by `korIsMadeByName`.
 template <class T>
 class TypeOf final : public SpecifiedType {
+    static constexpr bool isObject = std::derived_from<T, PtrInterface>;
+    static constexpr bool isPattern = detail::PatternEntity<T>;
+    static constexpr bool hasFactory = [] {
+        if constexpr (requires { T::korHasFactory; }) {
+            return T::korHasFactory;
+        } else {
+            return isPattern;
+        }
+    }();
+    static constexpr bool isMadeByName = [] {
+        if constexpr (requires { T::korIsMadeByName; }) {
+            return T::korIsMadeByName;
+        } else if constexpr (isPattern) {
+            return hasFactory && std::derived_from<T, Entity> && std::is_constructible_v<T, Name>;
+        } else {
+            return false;
+        }
+    }();
+
 public:
     explicit TypeOf(TypeSeed const& seed) : SpecifiedType(seed, detail::SpecOf<T>::spec) {}
+
+    using SpecifiedType::genericIf;
+    using SpecifiedType::newEntity;
+
+    Ptr<GenericIf> genericIf(void const* value, bool isConst) const override {
+        if constexpr (!isObject && detail::isBoxed<T>) {
+            return makePtr<BoxOf<T>>(value != nullptr ? *static_cast<T const*>(value) : T(), isConst);
+        } else {
+            return SpecifiedType::genericIf(value, isConst);
+        }
+    }
+    Ptr<GenericIf> genericIf(GenericIf const* arguments, bool isConst) const override {
+        if constexpr (isObject ? hasFactory : !std::is_enum_v<T> && detail::isBoxed<T>) {
+            return BoxOf<T>::genericIfListConstructor(arguments);
+        } else {
+            return SpecifiedType::genericIf(arguments, isConst);
+        }
+    }
+    Ptr<GenericIf> genericIf(String8 const& text, bool isConst) const override {
+        if constexpr (isPattern) {
+            return boxOf(strepToValue<Ptr<T>>(text), isConst);
+        } else if constexpr (!isObject && detail::isBoxed<T> && !std::is_pointer_v<T>) {
+            return makePtr<BoxOf<T>>(strepToValue<T>(text), isConst);
+        } else {
+            return SpecifiedType::genericIf(text, isConst);
+        }
+    }
+    Ptr<GenericIf> genericIf_(PtrInterface* object, bool isConst) const override {
+        if constexpr (isObject) {
+            auto* const known = dynamic_cast<T*>(object);
+            return known != nullptr ? makePtr<BoxOf<T>>(known, isConst) : nullptr;
+        } else {
+            return SpecifiedType::genericIf_(object, isConst);
+        }
+    }
+    Ptr<Entity> newEntity(Name const& name, Dir* dir) const override {
+        if constexpr (isMadeByName) {
+            return makePtr<T>(name);
+        } else {
+            return SpecifiedType::newEntity(name, dir);
+        }
+    }
 };
 
 template <class T>

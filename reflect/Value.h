@@ -317,6 +317,8 @@ public:
 
     constexpr ValueOf() = default;
 
+    /// The box, reflect/GenericIf.h.
+    using GenericIf_ = BoxOf<Self>;
     /// The type object, reflect/KorType.h, and its class.
     using _Type = TypeOf<Self>;
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
@@ -378,6 +380,7 @@ public:
     using Attributes = AttributeList<A...>;
     using Base::Base;
 
+    using GenericIf_ = BoxOf<Self>;
     constexpr DerivedValueOf() = default;
     using _Type = TypeOf<Self>;
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }

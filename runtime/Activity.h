@@ -121,14 +121,11 @@ struct KeyedDelivery {
     Handler handler;
 };
 
-/// Delivers the pending attribute of `reactor`: the body of the handleNotification() of a class with these
-/// attributes, given in the order of their ids. `base(config)` is the base's handleNotification(), which
-/// takes what is handed down to it. Nothing is pending any more when the first handler runs: what a handler
-/// changes is told in the next run. Each handler's exception is contained as in Kor::notify(); when one
-/// leaves all the same, what is left stays pending and due.
-template <class Reactor, class Base, class... Deliveries>
-void deliverPending(Reactor& reactor, ActivityConfig* config, Base const& base,
-                    Deliveries const&... deliveries) {
+/// The same for deliveries that are not in a list: `isOwn(id)` tells whether there is one for the attribute,
+/// `eachOf(deliver)` calls `deliver` with each of them.
+template <class Reactor, class Base, class IsOwn, class Each>
+void deliverPendingAmong(Reactor& reactor, ActivityConfig* config, Base const& base, IsOwn const& isOwn,
+                         Each const& eachOf) {
     AttributeId const pending = reactor.pendingAttributeTake(config);
     ActivitySm* const sm = reactor.actsm();
     // Restored if an exception leaves a handler of an exception.
@@ -147,7 +144,7 @@ void deliverPending(Reactor& reactor, ActivityConfig* config, Base const& base,
         }
     } unfinished{reactor, config, pending};
     bool const all = pending == Reactor::allPending || pending == Reactor::allWholePending;
-    bool const one = ((deliveries.attribute == pending) || ...);
+    bool const one = isOwn(pending);
     unfinished.finished = !all && !one; // then the base answers for it
     if (!one) {
         config->handedIs(pending);
@@ -182,8 +179,22 @@ void deliverPending(Reactor& reactor, ActivityConfig* config, Base const& base,
         });
         config->immediateIs(0);
     };
-    (deliver(deliveries), ...);
+    eachOf(deliver);
     unfinished.finished = true;
+}
+
+/// Delivers the pending attribute of `reactor`: the body of the handleNotification() of a class with these
+/// attributes, given in the order of their ids. `base(config)` is the base's handleNotification(), which
+/// takes what is handed down to it. Nothing is pending any more when the first handler runs: what a handler
+/// changes is told in the next run. Each handler's exception is contained as in Kor::notify(); when one
+/// leaves all the same, what is left stays pending and due.
+template <class Reactor, class Base, class... Deliveries>
+void deliverPending(Reactor& reactor, ActivityConfig* config, Base const& base,
+                    Deliveries const&... deliveries) {
+    deliverPendingAmong(
+        reactor, config, base,
+        [&](AttributeId pending) { return ((deliveries.attribute == pending) || ...); },
+        [&](auto const& deliver) { (deliver(deliveries), ...); });
 }
 
 /// A reactor class that can be given an activity.

@@ -8,7 +8,11 @@
 namespace Kor {
 
 std::string className(PtrInterface const& object) {
-    char const* const mangled = typeid(object).name();
+    return className(typeid(object));
+}
+
+std::string className(std::type_info const& type) {
+    char const* const mangled = type.name();
     int status = 0;
     std::unique_ptr<char, void (*)(void*)> const name(abi::__cxa_demangle(mangled, nullptr, nullptr, &status),
                                                       &std::free);

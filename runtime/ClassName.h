@@ -5,10 +5,12 @@
 #include "runtime/PtrInterface.h"
 
 #include <string>
+#include <typeinfo>
 
 namespace Kor {
 
 /// As it is written in the source, `Hardware::LoamTunnel::LifAppConfig`.
 [[gnu::visibility("default")]] std::string className(PtrInterface const& object);
+[[gnu::visibility("default")]] std::string className(std::type_info const& type);
 
 } // namespace Kor

@@ -104,7 +104,7 @@ private:
 /// How the attributes of an entity reach its counters.
 struct EntityAccess {
     static void versionInc(Entity& entity) noexcept { entity.versionInc(); }
-    static void mutableReadsInc(Entity& entity) noexcept { entity.mutableReadsInc(); }
+    static void mutableReadsInc(Entity const& entity) noexcept { entity.mutableReadsInc(); }
 };
 
 /// The root of the reactors of entities.

@@ -31,6 +31,7 @@ public:
         attrLogEntity = 42,
         attrLogRecord = 48,
         entityIdUnavailable = 49,
+        generic = 60,
     };
 
     /// A set of ids, 0 to 63.

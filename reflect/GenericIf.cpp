@@ -1,0 +1,401 @@
+#include "reflect/GenericIf.h"
+
+#include "reflect/GenericBox.h"
+
+namespace Kor {
+
+// Refusals
+
+namespace {
+
+String8 words(std::string_view head, std::string_view word) {
+    return String8(std::string(head) + std::string(word));
+}
+
+bool isWrite(GenericIf::OpId op) {
+    return static_cast<U32>(op) >= 128;
+}
+
+std::string opName(GenericIf::OpId op) {
+    using Op = GenericIf::AttributeOp;
+    switch (op) {
+    case Op::get:
+        return "get";
+    case Op::count:
+        return "count";
+    case Op::version:
+        return "version";
+    case Op::contains:
+        return "contains";
+    case Op::equals:
+        return "equals";
+    case Op::set:
+        return "set";
+    case Op::del:
+        return "delete";
+    }
+    return "operation " + std::to_string(static_cast<U32>(op));
+}
+
+/// The attribute of an id that a type does not have.
+[[noreturn]] void throwNoAttribute(GenericIf const& box, AttributeId id) {
+    GenericIf::throwUnknownAttrException(
+        (std::string(box.type()->typeName().view()) + " has none with the id " + std::to_string(id)).c_str());
+}
+
+} // namespace
+
+void GenericIf::throwTypeException(char const* word) {
+    throw GenericTypeException(words("missing or of the wrong type: ", word));
+}
+
+void GenericIf::throwConstException(char const* word) {
+    throw GenericConstException(word);
+}
+
+void GenericIf::throwUnknownArgException(char const* word) {
+    throw UnknownArgException(words("one argument too many for ", word));
+}
+
+void GenericIf::throwUnknownAttrException(char const* word) {
+    throw UnknownAttrException(words("no such attribute: ", word));
+}
+
+void GenericIf::throwBadIndexAttrException(char const* word) {
+    throw BadIndexAttrException(words("a key was given, but none is taken by ", word));
+}
+
+void GenericIf::throwOpNotSupportedException(char const* word, OpId op, bool) {
+    throw OpNotSupportedException(words(std::string(word) + " does not support ", opName(op)));
+}
+
+void GenericIf::checkWrite(OpId op) const {
+    if (isConst_ && isWrite(op)) {
+        throwConstException("attempting to modify a const instance");
+    }
+}
+
+// What all boxes do
+
+GenericIf::~GenericIf() = default;
+
+String8 GenericIf::attributeString(AttributeId attribute) const {
+    KorAttr const* const found = type()->attribute(attribute);
+    return found != nullptr ? String8(found->name()) : String8("unknown");
+}
+
+AttributeId GenericIf::attributeId(String8 name) const {
+    KorAttr const* const found = type()->typeAttr()->attr(name);
+    if (found == nullptr) {
+        throwUnknownAttrException((std::string(type()->typeName().view()) + "::" + name.charPtr()).c_str());
+    }
+    return found->attributeId();
+}
+
+Ptr<GenericIf> GenericIf::attributeOp(AttributeOp const& op, Key const&, Ptr<GenericIf> const&) {
+    checkWrite(op.opId);
+    throwNoAttribute(*this, op.attributeId);
+}
+
+void GenericIf::korDoZombieReactors(bool zombie) {
+    korMarkedForDeletionIs(zombie);
+}
+
+GenericIf::AttributeIteratorConst GenericIf::attributeIteratorConst(AttributeId attribute) const {
+    throwNoAttribute(*this, attribute);
+}
+
+GenericIf::AttributeIteratorConst GenericIf::attributeIteratorKeyConst(AttributeId attribute,
+                                                                       Key const&) const {
+    throwNoAttribute(*this, attribute);
+}
+
+GenericIf::AttributeIteratorConst GenericIf::attributeIterator(AttributeId attribute) {
+    return attributeIteratorConst(attribute);
+}
+
+GenericIf::AttributeIteratorConst GenericIf::attributeIteratorKey(AttributeId attribute, Key const& key) {
+    return attributeIteratorKeyConst(attribute, key);
+}
+
+// A box without maps makes no iterators; these answer for one that is at its end.
+Ptr<GenericIf> GenericIf::attributeIterator_iterObj(AttributeIteratorConst const&) {
+    return nullptr;
+}
+GenericIf::Key GenericIf::attributeIterator_iterObj(AttributeIteratorConst const&) const {
+    return nullptr;
+}
+void* GenericIf::attributeIterator_iterInc(AttributeIteratorConst const&) const {
+    return nullptr;
+}
+GenericIf::Key GenericIf::attributeIterator_iterKey(AttributeIteratorConst const&) const {
+    return nullptr;
+}
+void* GenericIf::attributeIterator_iterClone(AttributeIteratorConst const&) const {
+    return nullptr;
+}
+bool GenericIf::attributeIterator_nonNull(AttributeIteratorConst const&) const {
+    return false;
+}
+void* GenericIf::attributeIterator_iterDel(AttributeIteratorConst const&) const {
+    return nullptr;
+}
+
+void GenericIf::onAttribute(AttributeId attribute) {
+    onAttribute(attribute, nullptr);
+}
+
+void GenericIf::onAttribute(AttributeId attribute, Key const& key) {
+    if (Ptr<Listener> const listener = listener_) {
+        listener->onAttribute(*this, attribute, key);
+    }
+}
+
+// Lists
+
+KorType* GenericIf::List::_fwkType() {
+    return fwkTypeOf<GenericIf::List>();
+}
+
+void* GenericIf::List_::voidPtrIs(Ptr<KorType const> const& type) const {
+    if (type != List::_fwkType()) {
+        detail::throwUnboxed(type ? type->typeName().view() : "nothing", "Kor::GenericIf::List");
+    }
+    return const_cast<List*>(&list_);
+}
+
+String8 GenericIf::List_::strRep() const {
+    std::string text = "[";
+    for (GenericIfListMember const& each : list_) {
+        text.append(text.size() > 1 ? ", " : "").append(each.value ? each.value->strRep().view() : "None");
+    }
+    return text + "]";
+}
+
+Ptr<GenericIf> GenericIf::List_::clone() {
+    return makePtr<List_>(list_, isConst());
+}
+
+// Boxes of objects
+
+namespace {
+
+template <auto read>
+Ptr<GenericIf> readEntity(void* object, bool isConst) {
+    return boxOf((static_cast<Entity*>(object)->*read)(), isConst);
+}
+
+template <auto read>
+constexpr detail::BoxAttribute readOnly(char const* name) {
+    return {.name = name, .kind = detail::BoxKind::scalar, .get = &readEntity<read>};
+}
+
+/// What every entity has. It is looked at without being counted as a read.
+constexpr std::pair<AttributeId, detail::BoxAttribute> entityAttributes[] = {
+    {Entity::nameAttr, readOnly<&Entity::name>("name")},
+    {Entity::versionAttr, readOnly<&Entity::version>("version")},
+    {Entity::mutableReadsAttr, readOnly<&Entity::mutableReads>("mutableReads")},
+    {Entity::fullNameAttr, readOnly<&Entity::fullName>("fullName")},
+    {Entity::korHasAttrLogInterfaceAttr, readOnly<&Entity::korHasAttrLogInterface>("korHasAttrLogInterface")},
+};
+
+} // namespace
+
+PtrInterface& GenericIfPtrInterface::object() const {
+    if (!notifier()) {
+        throwTypeException((std::string(type()->typeName().view()) + ", the box has no object").c_str());
+    }
+    return *const_cast<PtrInterface*>(notifier().ptr());
+}
+
+Ptr<GenericIf> GenericIfPtrInterface::baseGenericIf() {
+    KorType const* const base = type()->base();
+    return base != nullptr ? base->genericIf_(&object(), isConst()) : nullptr;
+}
+
+Ptr<GenericIf const> GenericIfPtrInterface::baseGenericIf() const {
+    return const_cast<GenericIfPtrInterface*>(this)->baseGenericIf();
+}
+
+String8 GenericIfPtrInterface::strRep() const {
+    return valueToStrepOfRawPtr(notifier().ptr(), typeid(PtrInterface));
+}
+
+String8 GenericIfEntity::strRep() const {
+    return valueToStrepOfRawPtr(static_cast<Entity const*>(notifier().ptr()), typeid(Entity));
+}
+
+String8 GenericIfEntity::attributeString(AttributeId attribute) const {
+    return static_cast<Entity&>(object()).attributeString(attribute);
+}
+
+Ptr<GenericIf> GenericIfEntity::attributeOp(AttributeOp const& op, Key const& key,
+                                            Ptr<GenericIf> const& value) {
+    checkWrite(op.opId);
+    for (auto const& [id, attribute] : entityAttributes) {
+        if (id == op.attributeId) {
+            return detail::attributeOp({&attribute, static_cast<Entity*>(&object())}, isConst(), nullptr,
+                                       op.opId, key, value);
+        }
+    }
+    return GenericIfPtrInterface::attributeOp(op, key, value);
+}
+
+// The operations
+
+namespace detail {
+
+void throwUnboxed(std::string_view expected, std::string_view held) {
+    GenericIf::throwTypeException(
+        (std::string(expected) + " is wanted, the box holds " + std::string(held)).c_str());
+}
+
+Ptr<GenericIf> boxValue(KorType* type, void const* value, bool isConst) {
+    Ptr<GenericIf> box = type->genericIf(value, isConst);
+    if (!box) {
+        GenericIf::throwTypeException(
+            (std::string(type->typeName().view()) + ", which has no boxes").c_str());
+    }
+    return box;
+}
+
+Reached reach(BoxTable const& table, void* object, AttributeId id) noexcept {
+    for (BoxTable const* at = &table;; at = at->base) {
+        auto const place = static_cast<std::size_t>(S64{id} - at->first);
+        if (place < at->attributes.size() && at->attributes[place].name != nullptr) {
+            return {&at->attributes[place], object};
+        }
+        if (at->base == nullptr) {
+            return {};
+        }
+        object = at->toBase(object);
+    }
+}
+
+GenericIf const& needKey(GenericIf::Key const& key, char const* name) {
+    if (!key) {
+        GenericIf::throwTypeException((std::string("the key ") + name).c_str());
+    }
+    return *key;
+}
+
+ArgumentReader::ArgumentReader(GenericIf const* arguments, char const* what) : what_(what) {
+    auto const* const box = dynamic_cast<GenericIf::List_ const*>(arguments);
+    if (box == nullptr) {
+        GenericIf::throwTypeException("Kor::GenericIf::List_");
+    }
+    list_ = box->list();
+}
+
+GenericIf const& ArgumentReader::next(char const* name) {
+    current_ = list_.deq();
+    if (!current_) {
+        GenericIf::throwTypeException(name);
+    }
+    return *current_;
+}
+
+void ArgumentReader::end() const {
+    if (!empty()) {
+        GenericIf::throwUnknownArgException(what_);
+    }
+}
+
+namespace {
+
+/// Everything but a key, a list or an operation is as for a scalar.
+void needNoKey(BoxAttribute const& attribute, GenericIf::Key const& key) {
+    if (key) {
+        GenericIf::throwBadIndexAttrException(attribute.name);
+    }
+}
+
+void needValue(BoxAttribute const& attribute, Ptr<GenericIf> const& value) {
+    if (!value) {
+        GenericIf::throwTypeException(attribute.name);
+    }
+}
+
+Ptr<GenericIf> setMember(Reached at, GenericIf::Key const& key, Ptr<GenericIf> const& value) {
+    BoxAttribute const& attribute = *at.attribute;
+    KeyedAccess const& keyed = *attribute.keyed;
+    switch (attribute.kind) {
+    case BoxKind::keyedMap:
+        needNoKey(attribute, key);
+        needValue(attribute, value);
+        return keyed.set(at.object, nullptr, value.ptr());
+    case BoxKind::entityMap: {
+        needNoKey(attribute, key);
+        ArgumentReader arguments(value.ptr(), attribute.name);
+        GenericIf const& childKey = arguments.next(keyed.keyName);
+        arguments.end();
+        return keyed.set(at.object, &childKey, nullptr);
+    }
+    default:
+        needKey(key, keyed.keyName);
+        if (attribute.kind != BoxKind::referenceMap) {
+            needValue(attribute, value);
+        }
+        return keyed.set(at.object, key.ptr(), value.ptr());
+    }
+}
+
+} // namespace
+
+Ptr<GenericIf> attributeOp(Reached at, bool isConst, Entity const* entity, GenericIf::OpId op,
+                           GenericIf::Key const& key, Ptr<GenericIf> const& value) {
+    using Op = GenericIf::AttributeOp;
+    BoxAttribute const& attribute = *at.attribute;
+    auto const countRead = [&] {
+        if (entity != nullptr) {
+            EntityAccess::mutableReadsInc(*entity);
+        }
+    };
+    auto const unsupported = [&] { GenericIf::throwOpNotSupportedException(attribute.name, op, false); };
+
+    if (attribute.kind == BoxKind::operation) {
+        if (op != Op::get) {
+            unsupported();
+        }
+        ArgumentReader arguments(key.ptr(), attribute.name);
+        return attribute.call(at.object, arguments, isConst);
+    }
+    if (attribute.kind == BoxKind::scalar) {
+        needNoKey(attribute, key);
+        if (op == Op::get) {
+            countRead();
+            return attribute.get(at.object, isConst);
+        }
+        if (op != Op::set || attribute.set == nullptr) {
+            unsupported();
+        }
+        needValue(attribute, value);
+        attribute.set(at.object, *value);
+        return nullptr;
+    }
+    KeyedAccess const& keyed = *attribute.keyed;
+    switch (op) {
+    case Op::get: {
+        Ptr<GenericIf> found = keyed.get(at.object, needKey(key, keyed.keyName), isConst);
+        countRead();
+        return found;
+    }
+    case Op::count:
+        return boxOf(keyed.count(at.object), isConst);
+    case Op::version:
+        return boxOf(keyed.version(at.object), isConst);
+    case Op::contains:
+        return boxOf(keyed.contains(at.object, needKey(key, keyed.keyName)), isConst);
+    case Op::set:
+        return setMember(at, key, value);
+    case Op::del:
+        return keyed.del(at.object, needKey(key, keyed.keyName));
+    default:
+        unsupported();
+    }
+    return nullptr;
+}
+
+} // namespace detail
+
+} // namespace Kor

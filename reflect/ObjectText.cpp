@@ -1,0 +1,121 @@
+#include "reflect/Dir.h"
+#include "reflect/GenericIf.h"
+#include "reflect/Text.h"
+#include "runtime/ClassName.h"
+
+namespace Kor {
+
+namespace {
+
+Ptr<Entity>& rootOfThread() {
+    static thread_local Ptr<Entity> root;
+    return root;
+}
+
+/// The member of a map of children that `attribute[key]` names; null if there is none.
+Ptr<Entity> childAt(Entity& parent, std::string_view attribute, std::string_view key) {
+    KorAttr const* const attr = parent.fwkType()->typeAttr()->attr(String8(attribute));
+    if (attr == nullptr || attr->keyType() == nullptr) {
+        return nullptr;
+    }
+    Ptr<GenericIf> const at = attr->keyType()->genericIf(String8(key), true);
+    Ptr<GenericIf> const box = KorType::genericIf(&parent, true);
+    if (!at || !box) {
+        return nullptr;
+    }
+    Ptr<GenericIf> const child =
+        box->attributeOp({attr->attributeId(), GenericIf::AttributeOp::get}, at, nullptr);
+    return child ? ptrCast<Entity>(unbox<Ptr<PtrInterface>>(*child)) : nullptr;
+}
+
+/// What a path below an entity leads to.
+Ptr<Entity> below(Ptr<Entity> here, std::string_view path) {
+    while (here && !path.empty()) {
+        auto const slash = path.find('/');
+        auto const bracket = path.substr(0, slash).find('[');
+        std::size_t length = std::min(slash, path.size());
+        if (bracket != std::string_view::npos) {
+            auto const close = path.find("]/", bracket); // a key may have slashes
+            length = close != std::string_view::npos ? close + 1 : path.size();
+            if (path[length - 1] != ']') {
+                return nullptr;
+            }
+            here = childAt(*here, path.substr(0, bracket), path.substr(bracket + 1, length - bracket - 2));
+        } else {
+            Ptr<Dir> const dir = ptrCast<Dir>(here);
+            here = dir ? dir->entry(String8(path.substr(0, length))) : nullptr;
+        }
+        path.remove_prefix(std::min(length + 1, path.size()));
+    }
+    return here;
+}
+
+} // namespace
+
+void textRootIs(Ptr<Entity> const& root) {
+    rootOfThread() = root;
+}
+
+String8 valueToStrepOfRawPtr(Entity const* object, std::type_info const&) {
+    if (object == nullptr) {
+        return "None";
+    }
+    return valueToStrep(object->fullName());
+}
+
+String8 valueToStrepOfRawPtr(PtrInterface const* object, std::type_info const& type) {
+    if (auto const* const entity = dynamic_cast<Entity const*>(object);
+        entity != nullptr || object == nullptr) {
+        return valueToStrepOfRawPtr(entity, type);
+    }
+    return String8("<" + std::string(object->fwkType()->typeName().view()) + ">");
+}
+
+Ptr<PtrInterface> sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end,
+                                       PtrInterface*) {
+    detail::Follow follow(it, end);
+    return detail::readObject(follow.scanner);
+}
+
+Ptr<Entity> sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end, Entity*) {
+    detail::Follow follow(it, end);
+    return detail::readText<Ptr<Entity>>(follow.scanner);
+}
+
+void cannotConvert(String8::IteratorConst const&, String8::IteratorConst const&, std::type_info const& type) {
+    detail::cannotConvertTo(type, {});
+}
+
+namespace detail {
+
+Ptr<PtrInterface> readObject(TextScanner& scanner) {
+    scanner.skipBlanks();
+    if (scanner.current() == 'N') {
+        scanner.needString("None ");
+        return nullptr;
+    }
+    std::string storage;
+    std::string_view const path = scanner.quoted(storage);
+    Ptr<Entity> found;
+    if (Ptr<Entity> const root = rootOfThread()) {
+        String8 const name = root->fullName();
+        if (path == name.view()) {
+            found = root;
+        } else if (path.starts_with(name.view()) && path.substr(name.length()).starts_with('/')) {
+            found = below(root, path.substr(name.length() + 1));
+        }
+    }
+    if (!found) {
+        throwRangeException(String8("there is no object " + std::string(path)));
+    }
+    return found;
+}
+
+void cannotConvertTo(std::type_info const& type, std::string_view name) {
+    throwRangeException(
+        String8("the reference is not to a " + (name.empty() ? className(type) : std::string(name))));
+}
+
+} // namespace detail
+
+} // namespace Kor

@@ -1,0 +1,408 @@
+/// Boxes of made-up types: what each operation accepts and refuses, lists of arguments, walks and changes.
+
+#include "reflect/Dir.h"
+#include "reflect/TypeModule.h"
+#include "reflect/TypeOf.h"
+
+#include <gtest/gtest.h>
+
+KOR_NAME(tint, Tint)
+KOR_NAME(shade, Shade)
+KOR_NAME(low, Low)
+KOR_NAME(most, Most)
+KOR_NAME(mix, Mix)
+KOR_NAME(label, Label)
+KOR_NAME(weight, Weight)
+KOR_NAME(paint, Paint)
+KOR_NAME(sample, Sample)
+KOR_NAME(stock, Stock)
+KOR_NAME(other, Other)
+KOR_ENTITY_NAME(label, Label)
+KOR_ENTITY_NAME(weight, Weight)
+KOR_ENTITY_NAME(paint, Paint)
+KOR_ENTITY_NAME(sample, Sample)
+KOR_ENTITY_NAME(stock, Stock)
+KOR_ENTITY_NAME(other, Other)
+
+namespace crates {
+
+using Kor::U32;
+using Kor::U8;
+
+enum Hue : U32 { red = 1, blue = 4 };
+KOR_ENUMERATION(Hue)
+KOR_ENUMERATION_BODY(Hue)
+
+class Colour
+    : public Kor::ValueOf<Colour, Kor::Stored<Kor::name::tint, Hue>, Kor::Settable<Kor::name::shade, U32>,
+                          Kor::View<Kor::name::low, U8, Kor::name::shade, 0, 3>,
+                          Kor::Constant<Kor::name::most, U32, 7>,
+                          Kor::Operation<Kor::name::mix, U32(Kor::Arg<Kor::name::tint, Hue>)>>,
+      public Kor::Ordered<Colour>,
+      public Kor::Hashed<Colour> {
+public:
+    using ValueOf::ValueOf;
+    U32 mix(Hue with) const { return shade() + with; }
+};
+
+class Dark
+    : public Kor::DerivedValueOf<Dark, Colour, Kor::View<Kor::name::weight, U8, Kor::name::shade, 0, 3>> {
+public:
+    using DerivedValueOf::DerivedValueOf;
+};
+
+class Tin final : public Kor::EntityOf<Tin, Kor::KeyAttribute<Kor::name::label, Hue>,
+                                       Kor::Singleton<Kor::name::weight, U32>> {
+public:
+    using EntityOver::EntityOver;
+};
+
+class Shelf
+    : public Kor::EntityOf<
+          Shelf, Kor::ValueMap<Kor::name::paint, U32, U32>,
+          Kor::KeyedMap<Kor::name::sample, Colour, Kor::name::tint>, Kor::EntityMap<Kor::name::stock, Tin>,
+          Kor::ReferenceMap<Kor::name::other, U32, Tin>, Kor::Operation<Kor::name::mix, void()>> {
+public:
+    using EntityOver::EntityOver;
+    void mix() { paintIs(1, 1); }
+};
+
+/// Its own attribute stands at the next level of ids.
+class LongShelf final : public Kor::EntityOver<LongShelf, Shelf, Kor::Singleton<Kor::name::weight, U32>> {
+public:
+    using EntityOver::EntityOver;
+};
+
+using Module = Kor::TypeModuleOf<Hue, Colour, Dark, Tin, Shelf, LongShelf>;
+
+} // namespace crates
+
+namespace {
+
+using namespace crates;
+using Kor::boxOf;
+using Kor::GenericIf;
+using Op = GenericIf::AttributeOp;
+using Box = Kor::Ptr<GenericIf>;
+
+void load() {
+    static constinit Kor::TypeModule module(Module::seeds);
+    static Kor::TypeModule::Load const load(module);
+}
+
+/// What came of it: a text, "null", or the words of the refusal with the class's first letters in front.
+template <class Attempt>
+std::string outcome(Attempt const& attempt) {
+    try {
+        Kor::Ptr<GenericIf const> const box = attempt();
+        return box ? box->strRep().charPtr() : "null";
+    } catch (Kor::GenericTypeException const& e) {
+        return std::string("type: ") + e.what();
+    } catch (Kor::GenericConstException const& e) {
+        return std::string("const: ") + e.what();
+    } catch (Kor::UnknownArgException const& e) {
+        return std::string("arg: ") + e.what();
+    } catch (Kor::UnknownAttrException const& e) {
+        return std::string("attr: ") + e.what();
+    } catch (Kor::BadIndexAttrException const& e) {
+        return std::string("index: ") + e.what();
+    } catch (Kor::OpNotSupportedException const& e) {
+        return std::string("op: ") + e.what();
+    }
+}
+
+Box list(std::initializer_list<Box> arguments) {
+    auto box = Kor::makePtr<GenericIf::List_>();
+    for (Box const& each : arguments) {
+        box->list().enq(each);
+    }
+    return box;
+}
+
+struct Cell {
+    Kor::AttributeId attribute;
+    U32 op;
+    Box key, value;
+    /// The outcome, or what it has to contain.
+    std::string expected;
+};
+
+void check(Box const& box, std::vector<Cell> const& cells) {
+    for (auto const& cell : cells) {
+        std::string const got = outcome([&] {
+            return box->attributeOp({cell.attribute, static_cast<Op::OpId>(cell.op)}, cell.key, cell.value);
+        });
+        EXPECT_TRUE(got == cell.expected ||
+                    (cell.expected.find(": ") != std::string::npos &&
+                     got.find(cell.expected.substr(0, cell.expected.find(": "))) == 0 &&
+                     got.find(cell.expected.substr(cell.expected.find(": ") + 2)) != std::string::npos))
+            << cell.attribute << " op " << cell.op << " gave " << got << ", not " << cell.expected;
+    }
+}
+
+TEST(GenericIf, Values) {
+    load();
+    Colour const colour(blue, 0x123);
+    Box const box = boxOf(colour);
+    EXPECT_EQ(box->attributeId("low"), 4);
+    EXPECT_EQ(outcome([&] { return (box->attributeId("none"), Box()); }),
+              "attr: no such attribute: crates::Colour::none");
+    check(box, {
+                   {2, Op::get, nullptr, nullptr, "'blue'"},
+                   {2, Op::get, boxOf(U32{1}), nullptr, "index: tint"},
+                   {2, Op::set, nullptr, boxOf(red), "op: tint"},
+                   {3, Op::get, nullptr, nullptr, "291"},
+                   {3, Op::set, nullptr, nullptr, "type: shade"},
+                   {3, Op::set, nullptr, boxOf(red), "type: U32"},
+                   {3, Op::set, nullptr, boxOf(U32{0x456}), "null"},
+                   {4, Op::set, nullptr, boxOf(U8{0xff}), "null"}, // cut to the view, the rest stays
+                   {3, Op::get, nullptr, nullptr, std::to_string(0x45f)},
+                   {3, Op::count, nullptr, nullptr, "op: shade"},
+                   {3, 77, nullptr, nullptr, "op: shade"},
+                   {5, Op::get, nullptr, nullptr, "7"},
+                   {5, Op::set, nullptr, boxOf(U32{1}), "op: most"},
+                   {6, Op::set, list({boxOf(red)}), nullptr, "op: mix"},
+                   {6, Op::get, nullptr, nullptr, "type: Kor::GenericIf::List_"},
+                   {6, Op::get, list({}), nullptr, "type: tint"},
+                   {6, Op::get, list({nullptr}), nullptr, "type: tint"},
+                   {6, Op::get, list({boxOf(red), boxOf(red)}), nullptr, "arg: mix"},
+                   {6, Op::get, list({boxOf(red)}), nullptr, std::to_string(0x460)},
+                   {0, Op::equals, nullptr, nullptr, "type: korOpArg"},
+                   {0, Op::equals, boxOf(U32{1}), nullptr, "type: Colour"},
+                   {0, Op::equals, boxOf(colour), nullptr, "False"},
+                   {0, Op::get, nullptr, nullptr, "attr: Colour"},
+                   {130, Op::get, nullptr, nullptr, "attr: Colour"},
+                   {-5, Op::get, nullptr, nullptr, "attr: Colour"},
+               });
+    EXPECT_EQ(colour.shade(), 0x123u); // the box has a copy
+
+    Box const fixed = boxOf(colour, true);
+    check(fixed, {
+                     {3, Op::set, boxOf(red), nullptr, "const: attempting to modify a const instance"},
+                     {99, 200, nullptr, nullptr, "const: attempting to modify a const instance"},
+                     {3, Op::get, nullptr, nullptr, "291"},
+                 });
+    EXPECT_TRUE(fixed->attributeOp({3, Op::get}, nullptr, nullptr)->isConst());
+    Box const copy = box->clone();
+    copy->attributeOp({3, Op::set}, nullptr, boxOf(U32{1}));
+    EXPECT_EQ(Kor::unbox<Colour>(*box).shade(), 0x45fu);
+
+    // A derived value is one value, and unboxes as nothing else.
+    Box const dark = boxOf(Dark(blue, 0x123));
+    EXPECT_THROW(Kor::unbox<Colour>(*dark), Kor::GenericTypeException);
+    check(dark, {
+                    {130, Op::set, nullptr, boxOf(U8{0}), "null"},
+                    {3, Op::get, nullptr, nullptr, std::to_string(0x120)},
+                    {3, Op::set, nullptr, boxOf(U32{0x457}), "null"},
+                    {130, Op::get, nullptr, nullptr, "7"},
+                    {0, Op::equals, boxOf(Dark(blue, 0x457)), nullptr, "True"},
+                    {6, Op::get, list({boxOf(red)}), nullptr, std::to_string(0x458)},
+                });
+
+    check(boxOf(red, true), {
+                                {1, Op::set, nullptr, nullptr, "'red'"},
+                                {2, Op::get, nullptr, nullptr, "attr: Hue"},
+                            });
+    EXPECT_EQ(boxOf(red)->attributeId("value"), 1);
+
+    Kor::KorType const* const type = Colour::_fwkType();
+    std::pair<Box, std::string> const made[] = {
+        {list({}), boxOf(Colour())->strRep().charPtr()},
+        {list({boxOf(blue), boxOf(U32{0x45f})}), box->strRep().charPtr()},
+        {list({boxOf(blue)}), "type: missing or of the wrong type: shade"},
+        {list({boxOf(blue), boxOf(blue)}),
+         "type: missing or of the wrong type: U32 is wanted, the box holds crates::Hue"},
+        {list({boxOf(blue), boxOf(U32{1}), boxOf(U32{1})}), "arg: one argument too many for Colour"},
+        {nullptr, "type: missing or of the wrong type: Kor::GenericIf::List_"},
+        {boxOf(red), "type: missing or of the wrong type: Kor::GenericIf::List_"},
+    };
+    for (auto const& [arguments, expected] : made) {
+        EXPECT_EQ(outcome([&] { return type->genericIf(arguments.ptr(), true); }), expected);
+    }
+}
+
+TEST(GenericIf, Entities) {
+    load();
+    auto const shelf = Kor::makePtr<LongShelf>("shelf");
+    Box const box = Kor::KorType::genericIf(shelf.ptr(), false);
+    Box const one = boxOf(U32{1}), two = boxOf(U32{2}), key = boxOf(red);
+    auto const tin = Kor::makePtr<Tin>(blue);
+    U32 const reads = shelf->mutableReads();
+    check(box, {
+                   {258, Op::get, nullptr, nullptr, "type: key kor_index"},
+                   {258, Op::get, one, nullptr, "0"},
+                   {258, Op::set, nullptr, two, "type: kor_index"},
+                   {258, Op::set, one, nullptr, "type: paint"},
+                   {258, Op::set, one, key, "type: U32"},
+                   {258, Op::contains, one, nullptr, "False"},
+                   {258, Op::set, one, two, "null"},
+                   {258, Op::count, one, nullptr, "1"},
+                   {258, Op::contains, one, nullptr, "True"},
+                   {258, Op::equals, one, nullptr, "op: paint"},
+                   {258, Op::del, nullptr, nullptr, "type: kor_index"},
+                   {258, Op::del, one, nullptr, "2"},
+                   {258, Op::del, one, nullptr, "0"},
+                   {259, Op::set, key, boxOf(Colour(red, 5)), "index: sample"},
+                   {259, Op::set, nullptr, nullptr, "type: sample"},
+                   {259, Op::set, nullptr, boxOf(Colour(red, 5)), "null"},
+                   {259, Op::get, nullptr, nullptr, "type: key tint"},
+                   {259, Op::get, key, nullptr, boxOf(Colour(red, 5))->strRep().charPtr()},
+                   {260, Op::get, key, nullptr, "null"},
+                   {260, Op::set, key, list({key}), "index: stock"},
+                   {260, Op::set, nullptr, nullptr, "type: Kor::GenericIf::List_"},
+                   {260, Op::set, nullptr, list({}), "type: label"},
+                   {260, Op::set, nullptr, list({key, key}), "arg: stock"},
+                   {260, Op::set, nullptr, list({key}), "'shelf/stock[\\'red\\']'"},
+                   {260, Op::get, key, nullptr, "'shelf/stock[\\'red\\']'"},
+                   {260, Op::del, key, nullptr, "''"},
+                   {261, Op::set, nullptr, boxOf(tin), "type: kor_index"},
+                   {261, Op::set, one, key, "type: Kor::PtrInterface"},
+                   {261, Op::set, one, boxOf(shelf), "type: Tin"},
+                   {261, Op::set, one, boxOf(tin), "null"},
+                   {261, Op::contains, one, nullptr, "True"},
+                   {261, Op::set, one, nullptr, "null"},
+                   {261, Op::count, nullptr, nullptr, "0"},
+                   {262, Op::get, nullptr, nullptr, "type: Kor::GenericIf::List_"},
+                   {262, Op::get, list({}), nullptr, "null"},
+                   {386, Op::set, nullptr, boxOf(U32{9}), "null"},
+                   {386, Op::get, nullptr, nullptr, "9"},
+                   {130, Op::get, nullptr, nullptr, "'shelf'"},
+                   {130, Op::set, nullptr, boxOf(Kor::Name("x")), "op: name"},
+                   {500, Op::get, nullptr, nullptr, "attr: crates::LongShelf"},
+               });
+    EXPECT_EQ(shelf->mutableReads() - reads, 5u);
+    EXPECT_EQ(shelf->paint(1), 1u); // by the operation
+
+    // The object, as each of its classes, and as no other.
+    for (Kor::KorType* type :
+         {LongShelf::_fwkType(), Shelf::_fwkType(), Kor::Entity::_fwkType(), Kor::PtrInterface::_fwkType()}) {
+        EXPECT_EQ(box->voidPtrIs(type), shelf.ptr());
+    }
+    EXPECT_THROW(box->voidPtrIs(Tin::_fwkType()), Kor::GenericTypeException);
+    EXPECT_EQ(box->clone()->voidPtrIs(Shelf::_fwkType()), shelf.ptr());
+    box->notifierIs(tin); // of another class: none
+    check(box, {{258, Op::count, nullptr, nullptr, "type: no object"}});
+    EXPECT_THROW(box->voidPtrIs(Shelf::_fwkType()), Kor::GenericTypeException);
+    EXPECT_THROW(box->attributeIteratorConst(258), Kor::GenericTypeException);
+
+    Kor::KorType const* const type = Tin::_fwkType();
+    EXPECT_EQ(outcome([&] { return type->genericIf(list({}).ptr(), false); }),
+              "type: missing or of the wrong type: label");
+    Box const made = type->genericIf(list({key}).ptr(), true);
+    EXPECT_FALSE(made->isConst());
+    check(made, {{0, Op::get, nullptr, nullptr, "'red'"}, {258, Op::set, nullptr, key, "op: label"}});
+    EXPECT_EQ(Shelf::_fwkType()->newEntity("new", nullptr)->name(), "new");
+    EXPECT_EQ(type->newEntity("new", nullptr), nullptr);
+}
+
+TEST(GenericIf, Walks) {
+    load();
+    auto shelf = Kor::makePtr<Shelf>("shelf");
+    for (U32 i = 0; i < 100; ++i) {
+        shelf->paintIs(i, i * i);
+    }
+    Box const box = Kor::KorType::genericIf(shelf.ptr(), false);
+    EXPECT_FALSE(box->attributeIteratorKeyConst(258, boxOf(U32{1000})));
+    EXPECT_THROW(box->attributeIteratorKeyConst(258, nullptr), Kor::GenericTypeException);
+    EXPECT_THROW(box->attributeIteratorConst(262), Kor::UnknownAttrException);
+    EXPECT_TRUE(box->attributeIteratorKeyConst(258, boxOf(U32{7})).key()->isConst());
+
+    auto at = box->attributeIteratorConst(258);
+    U32 seen = 0;
+    for (; at; ++at, ++seen) {
+        auto const key = Kor::unbox<U32>(*at.key());
+        EXPECT_EQ(Kor::unbox<U32>(*at.value()), key * key);
+        shelf->paintDel(key); // the walk goes on
+    }
+    EXPECT_EQ(seen, 100u);
+    EXPECT_EQ(at.key(), nullptr);
+
+    shelf->paintIs(1, 1);
+    shelf->paintIs(2, 1);
+    auto walk = box->attributeIteratorConst(258);
+    auto const copy = walk;
+    ++walk;
+    EXPECT_NE(walk.key()->strRep(), copy.key()->strRep());
+    box->notifierIs(nullptr);
+    shelf = nullptr;
+    ++walk; // the map is gone
+    EXPECT_FALSE(walk);
+}
+
+TEST(GenericIf, Changes) {
+    load();
+    struct Listener : GenericIf::Listener {
+        void onAttribute(GenericIf&, Kor::AttributeId id, GenericIf::Key const& key) override {
+            heard += std::to_string(id) + (key ? "[" + std::string(key->strRep().view()) + "] " : " ");
+        }
+        std::string heard;
+    };
+    auto const listener = Kor::makePtr<Listener>();
+    auto shelf = Kor::makePtr<LongShelf>("shelf");
+    Box box = Kor::KorType::genericIf(shelf.ptr(), true);
+    box->listenerIs(listener);
+    auto const expect = [&](char const* heard) {
+        EXPECT_EQ(listener->heard, heard);
+        listener->heard.clear();
+    };
+    shelf->paintIs(1, 1);
+    shelf->weightIs(3);
+    shelf->stockIs(red);
+    expect("258[1] 386 260['red'] ");
+
+    auto const sm = Kor::makePtr<Kor::ActivitySm>();
+    box->activityIs(sm);
+    shelf->paintIs(2, 1);
+    shelf->weightIs(4);
+    shelf->stockIs(blue);
+    shelf->stockDel(red);
+    shelf->sampleIs(Colour(red, 5));
+    expect("");
+    sm->run();
+    expect("258[2] 259['red'] 260 386 ");
+    shelf->paintIs(3, 1);
+    sm->run();
+    expect("258[3] ");
+    box->activityIs(nullptr);
+
+    box->hasNotificationActiveIs(false);
+    shelf->weightIs(5);
+    box->hasNotificationActiveIs(true);
+    box->korDoZombieReactors(true);
+    shelf->weightIs(6);
+    box->korDoZombieReactors(false);
+    shelf->weightIs(7);
+    expect("386 ");
+    box->isWeakReferenceIs(true);
+    shelf = nullptr;
+    EXPECT_EQ(box->notifier(), nullptr);
+}
+
+TEST(GenericIf, TextOfObjects) {
+    load();
+    auto const root = Kor::makePtr<Kor::Dir>("root");
+    auto const shelf = Kor::makePtr<Shelf>("it's");
+    root->entityIs(shelf);
+    auto const tin = shelf->stockIs(red);
+    Kor::String8 const text = Kor::KorType::genericIf(tin.ptr(), true)->strRep();
+    EXPECT_EQ(text, "'root/it\\'s/stock[\\'red\\']'");
+    auto const words = [](char const* of) {
+        try {
+            return Kor::strepToValue<Kor::Ptr<Tin>>(of) ? std::string("found") : std::string("null");
+        } catch (Kor::RangeException const& e) {
+            return std::string(e.what());
+        }
+    };
+    EXPECT_EQ(words(text.charPtr()), "there is no object root/it's/stock['red']");
+    Kor::textRootIs(root);
+    EXPECT_EQ(Kor::unbox<Kor::Ptr<Tin>>(*Tin::_fwkType()->genericIf(text, false)), tin);
+    EXPECT_EQ(words(" None "), "null");
+    EXPECT_EQ(words("'root'"), "the reference is not to a crates::Tin");
+    for (char const* wrong : {"'roots'", "'root/x'", "'root/it\\'s/stock[\\'blue\\']'",
+                              "'root/it\\'s/paint[\\'1'", "'root/it\\'s/[]/x'"}) {
+        EXPECT_NE(words(wrong), "found") << wrong;
+    }
+    Kor::textRootIs(nullptr);
+}
+
+} // namespace
