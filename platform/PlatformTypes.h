@@ -26,7 +26,7 @@ using PlatformTypes = Kor::TypeModuleOf<
     Fen::TunnelType, Fen::TunnelKey, Fen::FenNextHopId, FenTypes::TableAddStatus, FenTypes::FenLagType,
     Fen::HwOperationalMode, Fen::FenPortList, Fen::FenPortVlanTpidData, Fen::FreeMirrorSessionMetadata,
     Fen::ParityEventKey, Fen::ParityEvent, Fen::BriskLogLevels, Lag::Recirc::RecircFeatureSet,
-    Fen::VlanHelperBase, Fen::HwCliConfig,
+    
     Fen::FenCommonSmData, DrvHelper::LoamCommonSmData>;
 // clang-format on
 

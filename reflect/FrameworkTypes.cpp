@@ -32,9 +32,15 @@ struct detail::SpecOf<PtrInterface> {
     static constexpr TypeSpec spec{sizeof(PtrInterface), {.hasGenericIfSupport = true}, {}, {}};
 };
 
+// A type object is told of, but not boxed: it is made with its type alone.
+template <>
+KorType* TypeMaker<KorType>::make(TypeSeed const& seed) {
+    return new SpecifiedType(seed, detail::SpecOf<KorType>::spec);
+}
+
 TypeModule& frameworkTypes() {
-    using Types = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, BytePtr, String8, Name, PtrInterface,
-                               Entity, KorType, Dir>;
+    using Types = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, BytePtr, String8, Name,
+                               PtrInterface, Entity, KorType, Dir>;
     static TypeModule module(Types::seeds);
     return module;
 }
