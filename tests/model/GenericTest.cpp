@@ -1,0 +1,248 @@
+/// The box of every type of the model, driven by what the type objects tell, and no other knowledge of the
+/// types.
+
+#include "model/LoamTunnelTypeList.h"
+#include "reflect/AttributeProfile.h"
+#include "reflect/GenericIf.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Kor::AttributeProfile;
+using Kor::boxOf;
+using Kor::GenericIf;
+using Kor::KorAttr;
+using Kor::KorType;
+using Kor::U32;
+using Op = GenericIf::AttributeOp;
+using Box = Kor::Ptr<GenericIf>;
+
+AttributeProfile profileOf(KorAttr const& attr) {
+    std::size_t i = 0;
+    while (!(Kor::profileFlags[i].flags == attr.flags() &&
+             Kor::profileFlags[i].introspection == attr.introspectionFlags())) {
+        ++i;
+    }
+    return static_cast<AttributeProfile>(i);
+}
+
+Box op(Box const& box, KorAttr const& attr, Op::OpId id, Box const& key = nullptr,
+       Box const& value = nullptr) {
+    return box->attributeOp({attr.attributeId(), id}, key, value);
+}
+
+U32 number(Box const& box) {
+    return Kor::unbox<U32>(*box);
+}
+
+template <class Refusal, class Attempt>
+void refused(KorAttr const& attr, Attempt const& attempt) {
+    EXPECT_THROW(attempt(), Refusal) << attr.owner()->fullName().charPtr() << "::" << attr.name().charPtr();
+}
+
+/// A box with what the type's constructor makes of default arguments.
+Box made(KorType const* type) {
+    if (type->isEnumType()) {
+        return type->genericIf(static_cast<void*>(nullptr), false);
+    }
+    auto const arguments = Kor::makePtr<GenericIf::List_>();
+    if (!type->isValue()) {
+        for (auto const& each : type->constructorArgTypeQQueue()) {
+            arguments->list().enq(
+                KorType::named(each.value.view())->genericIf(static_cast<void*>(nullptr), false));
+        }
+    }
+    return type->genericIf(arguments.ptr(), false);
+}
+
+void scalar(Box const& box, KorAttr const& attr, bool settable) {
+    Box const read = op(box, attr, Op::get);
+    EXPECT_TRUE(!read || read->type()->isA(attr.type())) << attr.name().charPtr();
+    refused<Kor::BadIndexAttrException>(attr, [&] { op(box, attr, Op::get, boxOf(true)); });
+    refused<Kor::OpNotSupportedException>(attr, [&] { op(box, attr, Op::count); });
+    if (!settable) {
+        refused<Kor::OpNotSupportedException>(attr, [&] { op(box, attr, Op::set, nullptr, read); });
+        return;
+    }
+    refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::set); });
+    refused<Kor::GenericTypeException>(
+        attr, [&] { op(box, attr, Op::set, nullptr, Kor::makePtr<GenericIf::List_>()); });
+    if (read) { // not a reference to nothing
+        EXPECT_EQ(op(box, attr, Op::set, nullptr, read), nullptr);
+        EXPECT_EQ(op(box, attr, Op::get)->strRep(), read->strRep());
+    }
+}
+
+void map(Box const& box, KorAttr const& attr, bool hasKeyInside, bool ofChildren, bool ofObjects) {
+    Box const value = ofChildren ? Kor::makePtr<GenericIf::List_>() : made(attr.type());
+    Box key = attr.keyType()->genericIf(static_cast<void*>(nullptr), true);
+    if (hasKeyInside) {
+        key = value->attributeOp({value->attributeId(attr.keyAttributeName()), Op::get}, nullptr, nullptr);
+    } else if (ofChildren) {
+        Kor::unbox<GenericIf::List>(*value); // it is one
+        static_cast<GenericIf::List_&>(*value).list().enq(key);
+    }
+    bool const takesKey = !hasKeyInside && !ofChildren;
+    U32 const before = number(op(box, attr, Op::count));
+    U32 const version = number(op(box, attr, Op::version));
+    EXPECT_EQ(op(box, attr, Op::contains, key)->strRep(), "False");
+    Box const absent = op(box, attr, Op::get, key);
+    EXPECT_EQ(absent == nullptr, ofChildren || ofObjects);
+    for (auto const id : {Op::get, Op::contains, Op::del}) {
+        refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, id); });
+        refused<Kor::GenericTypeException>(attr,
+                                           [&] { op(box, attr, id, Kor::makePtr<GenericIf::List_>()); });
+    }
+    if (takesKey) {
+        refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::set, nullptr, value); });
+    } else {
+        refused<Kor::BadIndexAttrException>(attr, [&] { op(box, attr, Op::set, key, value); });
+    }
+    refused<Kor::OpNotSupportedException>(attr, [&] { op(box, attr, Op::equals, key); });
+
+    Box const child = op(box, attr, Op::set, takesKey ? key : nullptr, value);
+    EXPECT_EQ(child != nullptr, ofChildren);
+    if (attr.name() == "freeMirrorSession") { // a queue: only what is there can be set
+        EXPECT_EQ(number(op(box, attr, Op::count)), before);
+        return;
+    }
+    EXPECT_EQ(number(op(box, attr, Op::count)), before + 1) << attr.name().charPtr();
+    EXPECT_NE(number(op(box, attr, Op::version)), version);
+    EXPECT_EQ(op(box, attr, Op::contains, key)->strRep(), "True");
+    Kor::String8 const text = op(box, attr, Op::get, key)->strRep();
+    EXPECT_EQ(text, ofChildren ? child->strRep() : value->strRep());
+
+    auto const at = box->attributeIteratorKeyConst(attr.attributeId(), key);
+    EXPECT_TRUE(at && at.key()->strRep() == key->strRep() && at.value()->strRep() == text);
+    U32 walked = 0;
+    for (auto walk = box->attributeIteratorConst(attr.attributeId()); walk; ++walk) {
+        ++walked;
+    }
+    EXPECT_EQ(walked, before + 1);
+    EXPECT_NE(op(box, attr, Op::del, key), nullptr);
+    EXPECT_EQ(number(op(box, attr, Op::count)), before);
+}
+
+/// Every cell of the table of an attribute's kind.
+void attribute(Box const& box, KorAttr const& attr) {
+    using P = AttributeProfile;
+    EXPECT_EQ(box->attributeId(attr.name()), attr.attributeId());
+    switch (P const profile = profileOf(attr)) {
+    case P::operation:
+    case P::virtualOperation:
+    case P::classOperation:
+        if (attr.attributeId() < 258 && !box->type()->isValue()) {
+            return; // of every entity
+        }
+        refused<Kor::OpNotSupportedException>(attr, [&] { op(box, attr, Op::set); });
+        refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::get); });
+        if (!attr.arguments().empty()) {
+            refused<Kor::GenericTypeException>(
+                attr, [&] { op(box, attr, Op::get, Kor::makePtr<GenericIf::List_>()); });
+        }
+        return;
+    case P::valueMap:
+    case P::keyedMap:
+    case P::localKeyedMap:
+    case P::entityMap:
+    case P::localEntityMap:
+    case P::referenceMap:
+        return map(box, attr, profile == P::keyedMap || profile == P::localKeyedMap,
+                   profile == P::entityMap || profile == P::localEntityMap, profile == P::referenceMap);
+    default:
+        return scalar(box, attr,
+                      profile == P::settable || profile == P::view || profile == P::singleton ||
+                          profile == P::virtualSingleton);
+    }
+}
+
+TEST(Generic, EveryTypeOfTheModel) {
+    std::size_t attributes = 0;
+    for (Kor::TypeSeed const& seed : Hardware::LoamTunnel::loamTunnelModule().types()) {
+        KorType const* const type = KorType::named(seed.name);
+        SCOPED_TRACE(type->fullName().charPtr());
+        if (type->isEnumType()) {
+            Box const box = type->genericIf(static_cast<void*>(nullptr), true);
+            EXPECT_EQ(box->attributeOp({1, Op::set}, nullptr, nullptr)->strRep(), box->strRep());
+            for (auto const& each : type->attributes()) {
+                auto const text = "'" + std::string(each->name().view()) + "'";
+                EXPECT_EQ(type->genericIf(Kor::String8(text), true)->strRep(), text.c_str());
+            }
+            continue;
+        }
+        Box const box = made(type);
+        std::string_view const name = type->name().view();
+        EXPECT_EQ(box == nullptr, name == "OutAcRequest" || name == "OutAcConfig" || name == "OutAcStatus");
+        if (!box) {
+            continue;
+        }
+        EXPECT_EQ(box->type(), type);
+        for (auto const& each : type->attributes()) {
+            attribute(box, *each);
+            ++attributes;
+            Box const fixed = type->isValue()
+                                  ? type->genericIf(box->voidPtrIs(type), true)
+                                  : KorType::genericIf(static_cast<Kor::PtrInterface*>(
+                                                           box->voidPtrIs(Kor::PtrInterface::_fwkType())),
+                                                       true);
+            refused<Kor::GenericConstException>(*each, [&] { op(fixed, *each, Op::del); });
+        }
+        if (type->isValue() && name != "EedbAcConstants") {
+            EXPECT_EQ(
+                box->attributeOp({0, Op::equals}, type->genericIf(box->strRep(), false), nullptr)->strRep(),
+                "True");
+        }
+    }
+    EXPECT_GT(attributes, 500u);
+}
+
+TEST(Generic, MadeByName) {
+    // Those that a name alone makes, and with a factory.
+    std::string names;
+    for (Kor::TypeSeed const& seed : Hardware::LoamTunnel::loamTunnelModule().types()) {
+        if (KorType::named(seed.name)->newEntity("n", nullptr)) {
+            names += std::string(Kor::shortName(seed.name)) + " ";
+        }
+    }
+    EXPECT_EQ(names,
+              "LoamTunnelCommonSmData TunnelTerminationConfig TunnelTerminationStatus VtepToNhIdMapConfig "
+              "VtepToNhIdMapStatus OutAcAppConfigDir OutAcAppStatusDir EvecAppConfigDir EvecStatus "
+              "LifAppConfigDir LifAppStatusDir IvecAppConfigDir IvecAppStatusDir IvectAppConfigDir "
+              "IvectAppStatusDir TagPopPushConfig TagPopPushStatus TpidRewriteStatus TcamSharingConfig "
+              "TcamSharingStatus ");
+}
+
+TEST(Generic, Operations) {
+    using namespace Hardware;
+    using namespace Hardware::LoamTunnel;
+    auto const call = [](Box const& box, char const* name, std::initializer_list<Box> arguments) {
+        auto const list = Kor::makePtr<GenericIf::List_>();
+        for (auto const& each : arguments) {
+            list->list().enq(each);
+        }
+        return box->attributeOp({box->attributeId(name), Op::get}, list, nullptr);
+    };
+    // A get that changes the copy, and setters that refuse through the box as they do without it.
+    Box const index = boxOf(AradIhpIvectIndex());
+    EXPECT_EQ(call(index, "setProfileAndFormat", {boxOf(Loam::iveProfile5), boxOf(Loam::vlanTagS)}), nullptr);
+    EXPECT_EQ(index->strRep(), "29");
+    EXPECT_THROW(index->attributeOp({5, Op::set}, nullptr, boxOf(Kor::U16{257})), Kor::RangeException);
+
+    auto const properties = fapTypePropertiesFactory();
+    AradLifIndex const lif(20000, lifBankManaged);
+    EXPECT_EQ(number(call(boxOf(lif), "hwOffset", {boxOf(Loam::fapTypeArad), boxOf(properties)})),
+              lif.hwOffset(Loam::fapTypeArad, properties));
+    Box const set = boxOf(properties->properties(Loam::fapTypeJericho));
+    EXPECT_EQ(number(call(set, "lifOffsetFromIndex", {boxOf(lif)})),
+              properties->properties(Loam::fapTypeJericho)->lifOffsetFromIndex(lif));
+    EXPECT_THROW(
+        call(boxOf(EvecValue()), "writeToChipFormat", {boxOf(ChipType(4)), boxOf(Kor::BytePtr(nullptr))}),
+        Kor::GenericTypeException);
+    Kor::U8 buffer[64] = {}, same[64] = {};
+    EvecValue(0x12345).writeToChipFormat(ChipType(4), same);
+    call(boxOf(EvecValue(0x12345)), "writeToChipFormat", {boxOf(ChipType(4)), boxOf(Kor::BytePtr(buffer))});
+    EXPECT_TRUE(std::equal(buffer, buffer + 64, same));
+}
+
+} // namespace
