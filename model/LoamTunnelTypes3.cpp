@@ -1,5 +1,5 @@
 #include "model/LoamTunnelTypeList.h"
 #include "reflect/TypeOf.h"
 
-// A quarter of the type objects: together they take a compiler too long.
-template struct Kor::TypeMakersOf<Hardware::LoamTunnel::LoamTunnelTypes, 3, 4>;
+// A sixth of the type objects: together they take a compiler too long.
+template struct Kor::TypeMakersOf<Hardware::LoamTunnel::LoamTunnelTypes, 3, 6>;

@@ -578,9 +578,6 @@ public:
     using GenericIf::clone;
     Ptr<GenericIf> clone() override { return active(makePtr<BoxOf<T>>(value_, this->isConst())); }
 
-    /// Replaces what is in the box, unchecked.
-    virtual void valIs(T const& value) { value_ = value; }
-
     static Ptr<GenericIf> genericIfListConstructor(Key const& arguments) {
         detail::ArgumentReader reader(arguments.ptr(), shortName_());
         if constexpr (PatternValue<T>) {
@@ -604,6 +601,7 @@ private:
         return box;
     }
 
+protected:
     T value_;
 };
 
@@ -614,6 +612,9 @@ template <class T>
 class __attribute__((visibility("default"))) BoxOf : public detail::ValueBox<T, detail::PlainBox> {
 public:
     using detail::ValueBox<T, detail::PlainBox>::ValueBox;
+
+    /// Replaces what is in the box, unchecked.
+    virtual void valIs(T const& value) { this->value_ = value; }
 };
 
 /// The box of a derived value.
@@ -627,7 +628,9 @@ BoxOf<T> : public detail::ValueBox<T, BoxOf<typename T::BaseValue>> {
 
 public:
     using Base::Base;
+
     using Base::valIs;
+    virtual void valIs(T const& value) { this->value_ = value; }
     void valIs(typename T::BaseValue const& value) override { valIs(T(value)); }
 };
 
@@ -834,7 +837,7 @@ public:
         Base::notifierIs(object);
         this->isRegisteredNotifieeIs(false);
     }
-    void korDoZombieReactors(bool zombie) override { Owner::korDoZombieReactors(zombie); }
+    void korDoZombieReactors(bool zombie) override { this->zombieIs(zombie); }
 
     using GenericIf::clone;
     Ptr<GenericIf> clone() override {
@@ -939,7 +942,7 @@ public:
                         continue;
                     }
                     if (waiting.changes == nullptr) {
-                        deliver(ScalarDelivery{waiting.attribute, [&] { changed(waiting.attribute); }});
+                        deliver(this->scalar(waiting.attribute, [&] { changed(waiting.attribute); }));
                     } else {
                         deliver(BoxedDelivery{
                             waiting.attribute,

@@ -238,7 +238,8 @@ public:
         }
     }
 
-    void korDoZombieReactors(bool zombie) {
+    /// The body of the owner's korDoZombieReactors().
+    void zombieIs(bool zombie) {
         if (zombie == this->korMarkedForDeletion()) {
             return;
         }

@@ -216,8 +216,8 @@ TEST(GenericIf, Values) {
         {nullptr, "type: missing or of the wrong type: Kor::GenericIf::List_"},
         {boxOf(red), "type: missing or of the wrong type: Kor::GenericIf::List_"},
     };
-    for (auto const& [arguments, expected] : made) {
-        EXPECT_EQ(outcome([&] { return type->genericIf(arguments.ptr(), true); }), expected);
+    for (auto const& each : made) {
+        EXPECT_EQ(outcome([&] { return type->genericIf(each.first.ptr(), true); }), each.second);
     }
 }
 

@@ -315,11 +315,11 @@ TEST_F(NotificationTest, AnAdapterStandsForItsOwnerAndLeavesWithIt) {
     stream->hasNotificationActiveIs(true);
     EXPECT_TRUE(adapter->hasNotificationActive());
 
-    stream->korDoZombieReactors(true);
+    stream->zombieIs(true);
     EXPECT_TRUE(adapter->korMarkedForDeletion() && stream->korMarkedForDeletion());
     EXPECT_FALSE(adapter->hasNotificationActive() || stream->hasNotificationActive());
     EXPECT_EQ(port->list().count(), 3u);
-    stream->korDoZombieReactors(false);
+    stream->zombieIs(false);
     EXPECT_EQ(port->list().count(), 4u);
     EXPECT_EQ(port->list().head(), adapter.ptr());
     EXPECT_FALSE(stream->hasNotificationActive()); // a zombie does not take its owner along
