@@ -36,7 +36,13 @@ constexpr std::size_t fixedSize();
 
 template <class... S>
 constexpr std::size_t fixedSizeOf(Kor::detail::Storage<S...> const*) {
-    return ((fixedSize<typename S::Type>() != 0) && ...) ? (fixedSize<typename S::Type>() + ... + 0) : 0;
+    std::size_t size = 0;
+    bool isFixed = true;
+    for (std::size_t const each : {std::size_t{1}, fixedSize<typename S::Type>()...}) {
+        isFixed = isFixed && each != 0;
+        size += each;
+    }
+    return isFixed ? size - 1 : 0;
 }
 
 template <class T>

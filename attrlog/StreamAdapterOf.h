@@ -388,7 +388,7 @@ public:
 
     void handleAttrTransaction(AttributeId attribute, AttrTransactionType type, unsigned int n) override;
     void handleAttrDeserialization(AttributeId attribute, DeserializationOptions options, unsigned int n,
-                                   Ptr<In> const& in) override;
+                                   Ptr<In> const& given) override;
 
     /// One key: `member` is what the entity has for it, null for a deletion. Whether a record was written.
     template <class A, class Member>
@@ -860,8 +860,8 @@ void StreamAdapterOf<X>::sweep(X& entity, AttrTransactionType type) {
 }
 
 template <class X>
-void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, DeserializationOptions,
-                                                   unsigned int, Ptr<In> const& given) {
+void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, DeserializationOptions /*options*/,
+                                                   unsigned int /*n*/, Ptr<In> const& given) {
     Ptr<Out> const out = this->nboAttrLogOut();
     Ptr<In> const in = given ? given : out ? out->reverseLog() : nullptr;
     Ptr<X> const entity = notifier();
@@ -945,6 +945,7 @@ void StreamAdapterOf<X>::read(bool isDelete, In& in, bool applies) {
         if (isDelete) {
             Key const key = in.template next<Key>();
             applied(key, [&] { Form<A>::del(*entity, key); });
+            // A branch for each way in which a member travels. NOLINTNEXTLINE(bugprone-branch-clone)
         } else if constexpr (detail::EmbeddedOnWire<A>) {
             auto const value = in.template next<typename A::Value>();
             applied(Key(A::KeyOf::call(value)), [&] { Form<A>::is(*entity, value); });
@@ -1093,7 +1094,7 @@ public:
     Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags, unsigned int id,
                                                  Ptr<NboAttrLog::Out> const& out,
                                                  PtrInterface* context) const override {
-        if (Ptr<Entity::KorNboAttrLogSa> const there = entity.korNboAttrLogSa(out)) {
+        if (Ptr<Entity::KorNboAttrLogSa> there = entity.korNboAttrLogSa(out)) {
             U32 const mask = Entity::Kor_BitSet::notificationBitMask().word() &
                              ~(1u << StreamAdapter::Bit::active | 1u << StreamAdapter::Bit::weak);
             U32 const word = there->kor_bitSet().word();

@@ -37,9 +37,9 @@ double millisecondsToLoad() {
 } // namespace
 
 int main() {
-    std::vector<double> times;
-    for (int i = 0; i < 101; ++i) {
-        times.push_back(millisecondsToLoad());
+    std::vector<double> times(101);
+    for (double& each : times) {
+        each = millisecondsToLoad();
     }
     std::sort(times.begin(), times.end());
     if (times.front() < 0) {

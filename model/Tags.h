@@ -53,10 +53,7 @@ KOR_FACTORY(tpidVtAppConfigFactory, TpidVtAppConfig, Loam::VtAppId)
 
 class TpidVtAppConfigDir final
     : public Kor::ObjectOf<TpidVtAppConfigDir,
-          EntityMap<name::appConfig, TpidVtAppConfig>> {
-public:
-    using EntityOver::EntityOver;
-};
+          EntityMap<name::appConfig, TpidVtAppConfig>> {};
 KOR_PLAIN_FACTORY(tpidVtAppConfigDirFactory, TpidVtAppConfigDir)
 
 } // namespace Hardware::LoamTunnel

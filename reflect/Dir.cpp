@@ -44,7 +44,7 @@ void Dir::entryIs(Name const& name, Ptr<Entity> const& entity) {
 }
 
 Ptr<Entity> Dir::entryDel(Name const& name) {
-    Ptr<Entity> const there = entry(name);
+    Ptr<Entity> there = entry(name);
     if (there) {
         there->parentIs(nullptr);
         EntityOver::entryDel(name);

@@ -945,7 +945,7 @@ public:
         return streamAdapterIs(*this, flags, id, out, context);
     }
     Ptr<Adapter> korNboAttrLogSaDel(Stream const& out) override {
-        Ptr<Adapter> const there = towards(out);
+        Ptr<Adapter> there = towards(out);
         if (there) {
             there->korUnmount();
         }

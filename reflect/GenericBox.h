@@ -33,7 +33,7 @@ public:
     GenericIf const& next(char const* name);
     template <class T>
     T next(char const* name) {
-        T const argument = unbox<T>(next(name));
+        T argument = unbox<T>(next(name));
         if constexpr (std::is_pointer_v<T>) {
             if (argument == nullptr) {
                 GenericIf::throwTypeException(name);
@@ -566,6 +566,7 @@ public:
             at.attribute) {
             return detail::attributeOp(at, this->isConst(), nullptr, op.opId, key, value);
         }
+        // The tables reach the base values' attributes as well. NOLINTNEXTLINE(bugprone-parent-virtual-call)
         return GenericIf::attributeOp(op, key, value);
     }
     String8 strRep() const override {

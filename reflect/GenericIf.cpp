@@ -84,6 +84,7 @@ String8 GenericIf::attributeString(AttributeId attribute) const {
     return found != nullptr ? String8(found->name()) : String8("unknown");
 }
 
+// By value, as the slot has it. NOLINTNEXTLINE(performance-unnecessary-value-param)
 AttributeId GenericIf::attributeId(String8 name) const {
     KorAttr const* const found = type()->typeAttr()->attr(name);
     if (found == nullptr) {

@@ -313,7 +313,7 @@ T unbox(GenericIf const& box) {
         return *static_cast<T const*>(box.voidPtrIs(fwkTypeOf<T>()));
     } else {
         auto* const object = static_cast<PtrInterface*>(box.voidPtrIs(PtrInterface::_fwkType()));
-        T const result = dynamic_cast<Pointed*>(object);
+        T result = dynamic_cast<Pointed*>(object);
         if (!result) {
             static std::string const word(shortTypeName<std::remove_const_t<Pointed>>());
             GenericIf::throwTypeException(word.c_str());

@@ -125,7 +125,7 @@ void KorTypeAttr::attrAdd(Ptr<KorAttr> const& attr) {
 }
 
 KorType::KorType(Name name, KorType*, KorType* base, KorTypeFlags const& flags)
-    : EntityOver(name), base_(base), typeAttr_(makePtr<KorTypeAttr>(this, name)) {
+    : EntityOver(std::move(name)), base_(base), typeAttr_(makePtr<KorTypeAttr>(this, this->name())) {
     typeFlagsIs(flags);
 }
 

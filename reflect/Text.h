@@ -230,7 +230,7 @@ T readText(TextScanner& scanner) {
     if constexpr (Counted<T>::is) {
         Ptr<PtrInterface> const found = readObject(scanner);
         using C = typename Counted<T>::type;
-        T const fitting = dynamic_cast<C*>(found.ptr());
+        T fitting = dynamic_cast<C*>(found.ptr());
         if (found && !fitting) {
             cannotConvertTo(typeid(C), typeName<std::remove_const_t<C>>());
         }
@@ -297,7 +297,7 @@ T deserializeAttr(String8::IteratorConst& it, String8::IteratorConst const& end,
 template <class T>
 T strepToValue(String8 const& text, T const* /*tag*/ = nullptr) {
     TextScanner scanner(text.view());
-    T const value = detail::readText<T>(scanner);
+    T value = detail::readText<T>(scanner);
     if (!scanner.atEnd()) {
         detail::junkAt(scanner.position(), text.view());
     }

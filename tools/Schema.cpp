@@ -127,11 +127,12 @@ void printType(std::ostream& out, KorType const& type, bool all, Output const& o
 }
 
 std::vector<KorType*> chosenTypes(std::vector<std::string> const& names) {
-    std::vector<KorType*> const all = Hardware::LoamTunnel::loamTunnelModule().defined();
+    std::vector<KorType*> all = Hardware::LoamTunnel::loamTunnelModule().defined();
     if (names.empty()) {
         return all;
     }
     std::vector<std::string> known;
+    known.reserve(all.size());
     for (KorType const* type : all) {
         known.push_back(brief(nameOf(type)));
     }
@@ -155,8 +156,8 @@ void diffFields(std::vector<std::string>& lines, std::string const& where, Json 
                 Json const& after) {
     for (auto const& [key, value] : after.items()) {
         if (key != "size" && !value.is_array() && before.value(key, Json()) != value) {
-            lines.push_back(where + ": " + key + " is " + value.dump() + ", was " +
-                            before.value(key, Json()).dump());
+            lines.push_back(join(std::vector<std::string>{where + ": " + key, "is", value.dump() + ", was",
+                                                          before.value(key, Json()).dump()}));
         }
     }
     for (char const* key : {"constructorArgs", "args", "flags"}) {

@@ -104,11 +104,12 @@ TEST(Schema, Derivation) {
 
 TEST(Schema, NamesInTheFile) {
     std::string expected;
-    auto const types = loamTunnelModule().types();
+    std::vector<Kor::TypeSeed> types(loamTunnelModule().types().begin(), loamTunnelModule().types().end());
+    std::reverse(types.begin(), types.end());
     for (bool const inner : {false, true}) {
-        for (auto each = types.rbegin(); each != types.rend(); ++each) {
-            bool const isInner = KorType::named(each->name)->scope() != nullptr;
-            expected += isInner == inner ? std::string(each->name) + '\0' : "";
+        for (Kor::TypeSeed const& each : types) {
+            bool const isInner = KorType::named(each.name)->scope() != nullptr;
+            expected += isInner == inner ? std::string(each.name) + '\0' : "";
         }
     }
     EXPECT_EQ(section(LOAM_LIBRARY, ".kor.type"), expected);

@@ -128,7 +128,7 @@ TEST(Ptr, TheZeroHookCanSaveTheObjectAndReferencesMayComeAndGoWhileItEnds) {
 
 TEST(ValidPtr, RefusesNullAndTurnsBackIntoAPtr) {
     try {
-        ValidPtr<Probe>{Ptr<Probe>()};
+        ValidPtr<Probe> const none{Ptr<Probe>()};
         ADD_FAILURE();
     } catch (RangeException const& error) {
         EXPECT_STREQ(error.what(), "null ValidPtr");
