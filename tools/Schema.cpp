@@ -154,17 +154,21 @@ std::vector<KorType*> chosenTypes(std::vector<std::string> const& names) {
 /// What differs between two saved types, one line each.
 void diffFields(std::vector<std::string>& lines, std::string const& where, Json const& before,
                 Json const& after) {
+    auto const compare = [&](std::string const& key) {
+        Json const was = before.value(key, Json());
+        if (after.contains(key) && was != after[key]) {
+            lines.push_back(where);
+            lines.back().append(": ").append(key).append(" is ").append(after[key].dump());
+            lines.back().append(", was ").append(was.dump());
+        }
+    };
     for (auto const& [key, value] : after.items()) {
-        if (key != "size" && !value.is_array() && before.value(key, Json()) != value) {
-            lines.push_back(join(std::vector<std::string>{where + ": " + key, "is", value.dump() + ", was",
-                                                          before.value(key, Json()).dump()}));
+        if (key != "size" && !value.is_array()) {
+            compare(key);
         }
     }
     for (char const* key : {"constructorArgs", "args", "flags"}) {
-        if (after.contains(key) && before.value(key, Json()) != after[key]) {
-            lines.push_back(where + ": " + key + " is " + after[key].dump() + ", was " +
-                            before.value(key, Json()).dump());
-        }
+        compare(key);
     }
 }
 
