@@ -3,6 +3,7 @@
 /// Ports and LAGs as the drivers number them. Each null is the default.
 
 #include "platform/Hardware/Loam/Indexes.h"
+#include "reflect/Enumeration.h"
 
 namespace Hardware::Loam {
 
