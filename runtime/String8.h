@@ -161,6 +161,7 @@ private:
 /// A name in the object tree: a string under another type, passed by value.
 class __attribute__((visibility("default"))) Name : public String8 {
 public:
+    // cppcheck-suppress duplInheritedMember
     static constexpr std::string_view korTypeName = "Kor::Name";
 
     using String8::String8;
