@@ -883,7 +883,10 @@ public:
         using Hooks = AllHooks<MoreKeys<typename Base::NotifieeConst, List>, List>;
 
     public:
-        Self const* notifier() const noexcept { return static_cast<Self const*>(Hooks::notifier()); }
+        // Also while the notifier ends, when it is no longer the whole of one.
+        __attribute__((no_sanitize("vptr"))) Self const* notifier() const noexcept {
+            return static_cast<Self const*>(Hooks::notifier());
+        }
         /// A notifier of another class counts as none, also one of the base's.
         void notifierIs(Ptr<PtrInterface const> const& notifierOrNull) override {
             Hooks::notifierIs(ptrCast<Self const>(notifierOrNull));
