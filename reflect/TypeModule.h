@@ -74,7 +74,7 @@ constexpr bool isNestedIn(std::string_view name, std::string_view outer) {
            name.find("::", outer.size() + 2) == std::string_view::npos;
 }
 
-/// A list of types, as the specification of a module.
+/// A list of types, as a module takes it.
 template <class... T>
 struct TypeModuleOf {
     static constexpr std::array<TypeSeed, sizeof...(T)> seeds{detail::seedOf<T>(&TypeMaker<T>::make)...};

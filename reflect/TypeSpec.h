@@ -34,10 +34,10 @@ struct TypeSpec {
     std::span<AttributeSpec const> attributes;
 };
 
-/// A type object that is defined from a specification.
+/// A type object that is defined from such data.
 class __attribute__((visibility("default"))) SpecifiedType : public KorType {
 public:
-    /// The specification is not copied.
+    /// `spec` must live on: it is not copied.
     SpecifiedType(TypeSeed const& seed, TypeSpec const& spec);
 
 protected:
