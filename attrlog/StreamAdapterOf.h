@@ -33,12 +33,6 @@ inline constexpr bool travels<SingletonReference<N, T>> = false;
 template <class N, class V>
 inline constexpr bool travels<Queue<N, V>> = false;
 
-template <class A, class B>
-struct Joined;
-template <class... A, class... B>
-struct Joined<AttributeList<A...>, AttributeList<B...>> {
-    using type = AttributeList<A..., B...>;
-};
 template <class List>
 struct Travelling;
 template <>
@@ -52,15 +46,7 @@ struct Travelling<AttributeList<A, Rest...>>
 
 /// The attributes of X that travel, by rising id.
 template <class X>
-struct WireList {
-    using type = AttributeList<>;
-};
-template <class X>
-requires requires {
-    typename X::BaseEntity;
-}
-struct WireList<X> : Joined<typename WireList<typename X::BaseEntity>::type,
-                            typename Travelling<typename X::Attributes>::type> {};
+struct WireList : Travelling<typename AllAttributes<X>::type> {};
 
 template <class A>
 concept KeyedOnWire = hasKind<A>(EntityAttributeKind::map);
@@ -75,27 +61,6 @@ concept ReferenceOnWire = KeyedOnWire<A> && requires {
 template <class A>
 concept EmbeddedOnWire = requires {
     typename A::KeyOf;
-};
-
-/// A reactor class with a hook for each attribute, which hands the change to `changed<A>()` of `Self`.
-template <class Root, class Self, class List>
-struct Forwards;
-template <class Root, class Self>
-struct Forwards<Root, Self, AttributeList<>> {
-    using type = Root;
-};
-template <class Root, class Self, class A, class... Rest>
-struct Forwards<Root, Self, AttributeList<A, Rest...>> {
-    using Below = typename Forwards<Root, Self, AttributeList<Rest...>>::type;
-    using Form = EntityForms<typename A::Name>;
-    static auto choose() {
-        if constexpr (KeyedOnWire<A>) {
-            return std::type_identity<typename Form::template KeyedForward<Below, Self, A>>();
-        } else {
-            return std::type_identity<typename Form::template ScalarForward<Below, Self, A>>();
-        }
-    }
-    using type = typename decltype(choose())::type;
 };
 
 /// What a flow-out and an adapter keep for an attribute.
@@ -235,9 +200,7 @@ private:
 /// The reactor in the entity's list that stands for the adapter.
 template <class X>
 class StreamAdapterTwin final
-    : public NotifieeAdapter<StreamAdapterOf<X>,
-                             typename detail::Forwards<typename X::Notifiee, StreamAdapterTwin<X>,
-                                                       typename detail::WireList<X>::type>::type> {
+    : public NotifieeAdapter<StreamAdapterOf<X>, detail::Forwards<X, StreamAdapterTwin, detail::WireList>> {
 public:
     using StreamAdapterTwin::NotifieeAdapter::NotifieeAdapter;
     template <class A, class... Key>

@@ -126,18 +126,11 @@ struct EntityForms;
         };                                                                                                   \
                                                                                                              \
         template <class Level>                                                                               \
-        struct ReferenceMap : Map<Level> {                                                                   \
-            using Map<Level>::Map;                                                                           \
+        struct ReferenceMap : ValueMap<Level> {                                                              \
+            using ValueMap<Level>::ValueMap;                                                                 \
             typename Level::Value x(typename Level::KeyType const& key) { return this->Level::get(key); }    \
             typename Level::ValueConst x(typename Level::KeyType const& key) const {                         \
                 return this->Level::get(key);                                                                \
-            }                                                                                                \
-            void x##Is(typename Level::KeyType const& key, typename Level::Value const& value) {             \
-                this->Level::is(key, value);                                                                 \
-            }                                                                                                \
-            Ptr<typename Level::Node> new##X(typename Level::KeyType const& key,                             \
-                                             typename Level::Value const& value) {                           \
-                return this->Level::newMember(key, value);                                                   \
             }                                                                                                \
         };                                                                                                   \
                                                                                                              \

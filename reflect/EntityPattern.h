@@ -234,13 +234,10 @@ template <class Base, class List>
 struct ArgumentOf {
     using type = typename decltype(baseArgument<Base>())::type;
 };
-template <class Base, class N, class T, class... Rest>
-struct ArgumentOf<Base, AttributeList<KeyAttribute<N, T>, Rest...>> {
-    using type = T;
-};
-template <class Base, class N, class T, class... Rest>
-struct ArgumentOf<Base, AttributeList<FixedAttribute<N, T>, Rest...>> {
-    using type = T;
+template <class Base, class First, class... Rest>
+requires hasKey<AttributeList<First, Rest...>>
+struct ArgumentOf<Base, AttributeList<First, Rest...>> {
+    using type = typename First::Type;
 };
 
 // Levels: each attribute adds one to the chain of bases, with its storage and its logic. A name's form lies
@@ -904,6 +901,54 @@ inline constexpr bool hasAttrLog = [] {
     }
 }();
 
+template <class A, class B>
+struct Joined;
+template <class... A, class... B>
+struct Joined<AttributeList<A...>, AttributeList<B...>> {
+    using type = AttributeList<A..., B...>;
+};
+
+/// The attributes of an entity and of the entities that it derives from, in order.
+template <class X>
+struct AllAttributes {
+    using type = AttributeList<>;
+};
+template <class X>
+requires requires {
+    typename X::BaseEntity;
+}
+struct AllAttributes<X>
+    : Joined<typename AllAttributes<typename X::BaseEntity>::type, typename X::Attributes> {};
+
+/// A reactor of X that hands the changes of the first `I` attributes of `ListOf<X>` to `changed<A>(key...)`
+/// of `Reactor<X>`, which is derived from it.
+template <class X, template <class> class Reactor, template <class> class ListOf, std::size_t I>
+struct ForwardsOf;
+template <class X, template <class> class Reactor, template <class> class ListOf>
+struct ForwardsOf<X, Reactor, ListOf, 0> {
+    using type = typename X::Notifiee;
+};
+template <class X, template <class> class Reactor, template <class> class ListOf, std::size_t I>
+struct ForwardsOf {
+    using A = typename AttributeAt<I - 1, typename ListOf<X>::type>::type;
+    using Below = typename ForwardsOf<X, Reactor, ListOf, I - 1>::type;
+    static auto choose() {
+        if constexpr (hasKind<A>(EntityAttributeKind::singleton)) {
+            return std::type_identity<
+                typename EntityForms<typename A::Name>::template ScalarForward<Below, Reactor<X>, A>>();
+        } else if constexpr (hasKind<A>(EntityAttributeKind::map)) {
+            return std::type_identity<
+                typename EntityForms<typename A::Name>::template KeyedForward<Below, Reactor<X>, A>>();
+        } else {
+            return std::type_identity<Below>();
+        }
+    }
+    using type = typename decltype(choose())::type;
+};
+/// The same for all of the list.
+template <class X, template <class> class Reactor, template <class> class ListOf>
+using Forwards = typename ForwardsOf<X, Reactor, ListOf, ListOf<X>::type::size>::type;
+
 /// What an entity says of itself. An own attribute has its name, any other what the base answers.
 template <class Self, class Base, class List>
 class Identity : public Reactors<Self, Base, List> {
@@ -912,11 +957,6 @@ public:
 
     String8 attributeString(AttributeId attribute) const override {
         char const* const own = Self::ownAttributeName(attribute);
-        if constexpr (requires(Self const& self) { self.fwkKey(); }) {
-            if (attribute == fwkKeyAttr) {
-                return "fwkKey";
-            }
-        }
         return own ? String8(own) : Base::attributeString(attribute);
     }
     bool korHasAttrLogInterface() const override { return hasAttrLog<Self>; }
@@ -979,11 +1019,6 @@ public:
 
     String8 attributeString(AttributeId attribute) const {
         char const* const own = Self::ownAttributeName(attribute);
-        if constexpr (requires(Self const& self) { self.fwkKey(); }) {
-            if (attribute == fwkKeyAttr) {
-                return "fwkKey";
-            }
-        }
         return own ? own : "unknown";
     }
 };
@@ -1067,6 +1102,11 @@ public:
 
     /// The name of an own attribute; null for any other id.
     static constexpr char const* ownAttributeName(AttributeId attribute) {
+        if constexpr (requires(Self const& self) { self.fwkKey(); }) {
+            if (attribute == fwkKeyAttr) {
+                return "fwkKey";
+            }
+        }
         return [attribute]<class... Each>(AttributeList<Each...>) {
             constexpr char const* names[] = {Each::Name::text..., nullptr};
             constexpr bool hasId[] = {isNew<Each>..., false};

@@ -65,28 +65,9 @@ constexpr int levelOf() {
     }
 }
 
-template <class... A>
-struct FirstKey;
-template <class First, class... Rest>
-struct FirstKey<First, Rest...> : FirstKey<Rest...> {};
-template <class N, class K, class... Rest>
-struct FirstKey<KeyAttribute<N, K>, Rest...> {
-    using type = KeyAttribute<N, K>;
-};
-
-template <class N, class K, class... Rest>
-struct FirstKey<FixedAttribute<N, K>, Rest...> {
-    using type = FixedAttribute<N, K>;
-};
-
-template <class List>
-struct FirstKeyOf;
-template <class... A>
-struct FirstKeyOf<AttributeList<A...>> : FirstKey<A...> {};
-
-/// The key attribute of an entity that is a child in a map.
+/// The key attribute of an entity that has one: it stands first.
 template <class C>
-using ChildKey = typename FirstKeyOf<typename C::Attributes>::type;
+using ChildKey = typename AttributeAt<0, typename C::Attributes>::type;
 
 enum class BoxKind : U8 { none, scalar, valueMap, keyedMap, entityMap, referenceMap, operation };
 
@@ -671,52 +652,10 @@ private:
 
 namespace detail {
 
-/// The attributes of an entity and of the entities that it derives from, in order.
-template <class X>
-struct AllAttributes {
-    using type = AttributeList<>;
-};
-template <PatternEntity X>
-struct AllAttributes<X> {
-    template <class... B, class... A>
-    static AttributeList<B..., A...> join(AttributeList<B...>, AttributeList<A...>);
-    using type =
-        decltype(join(typename AllAttributes<typename BaseType<X>::type>::type(), typename X::Attributes()));
-};
-
-/// A reactor of X that hands the changes of the first `I` attributes to `changed<A>(key...)` of the box's
-/// adapter.
-template <class X, std::size_t I>
-struct BoxForwards;
-template <class X>
-struct BoxForwards<X, 0> {
-    using type = typename X::Notifiee;
-};
-template <class X, std::size_t I>
-struct BoxForwards {
-    using A = typename AttributeAt<I - 1, typename AllAttributes<X>::type>::type;
-    using Below = typename BoxForwards<X, I - 1>::type;
-    static auto choose() {
-        if constexpr (hasKind<A>(EntityAttributeKind::singleton)) {
-            return std::type_identity<
-                typename EntityForms<typename A::Name>::template ScalarForward<Below, BoxAdapter<X>, A>>();
-        } else if constexpr (hasKind<A>(EntityAttributeKind::map)) {
-            return std::type_identity<
-                typename EntityForms<typename A::Name>::template KeyedForward<Below, BoxAdapter<X>, A>>();
-        } else {
-            return std::type_identity<Below>();
-        }
-    }
-    using type = typename decltype(choose())::type;
-};
-
-template <class X>
-using BoxReactor = typename BoxForwards<X, AllAttributes<X>::type::size>::type;
-
 /// The reactor of a boxed object: it stands in the object's list for the box.
 template <class X>
-class BoxAdapter final : public NotifieeAdapter<BoxOf<X>, BoxReactor<X>> {
-    using Base = NotifieeAdapter<BoxOf<X>, BoxReactor<X>>;
+class BoxAdapter final : public NotifieeAdapter<BoxOf<X>, Forwards<X, BoxAdapter, AllAttributes>> {
+    using Base = NotifieeAdapter<BoxOf<X>, Forwards<X, detail::BoxAdapter, AllAttributes>>;
 
 public:
     using Base::Base;

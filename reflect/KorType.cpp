@@ -4,7 +4,6 @@
 #include "reflect/IntrospectionReactor.h"
 #include "reflect/TypeModule.h"
 
-#include <algorithm>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -232,7 +231,7 @@ void KorType::typeNodeIs(KorType const* type, Name const& fullName) {
 
 void KorType::korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested) {
     (knownBy_ != nullptr ? knownBy_ : this)->define(*this, reactor, nested);
-    korDescriptorsIs();
+    descriptorsIs();
 }
 
 void KorType::define(KorType&, IntrospectionReactor&, std::function<void()> const&) const {}
@@ -241,7 +240,7 @@ std::vector<std::string_view> KorType::descriptorNames() const {
     return {};
 }
 
-void KorType::korDescriptorsIs() {
+void KorType::descriptorsIs() {
     descriptors_.clear();
     for (std::string_view const name : (knownBy_ != nullptr ? knownBy_ : this)->descriptorNames()) {
         if (KorAttr const* const found = typeAttr()->attr(Name(String8(name)))) {
@@ -339,28 +338,17 @@ TypeModule::Load::Load(TypeModule& module) {
             early->korKnownByIs(known);
         }
     }
-    auto const isInner = [&](TypeSeed const& seed) {
-        for (TypeSeed const& other : module.types_) {
-            if (isNestedIn(seed.name, other.name)) {
-                return true;
-            }
-        }
-        return false;
-    };
-    auto const bind = [](TypeSeed const& seed) {
-        KorType* const type = typeOfSeed(seed);
-        KorType::typeNodeIs(type, String8(seed.name));
-        type->korDescriptorsIs();
-    };
+    auto const isIn = [&](TypeSeed const& seed) { return isInner(seed.name, module.types_); };
+    auto const bind = [](TypeSeed const& seed) { KorType::typeNodeIs(typeOfSeed(seed), String8(seed.name)); };
     auto const isGlobal = [](TypeSeed const& seed) { return seed.name.find("::") == std::string_view::npos; };
     // Inner types first, those outside of all namespaces last.
     for (TypeSeed const& seed : module.types_) {
-        if (isInner(seed)) {
+        if (isIn(seed)) {
             bind(seed);
         }
     }
     for (TypeSeed const& seed : module.types_) {
-        if (!isInner(seed) && !isGlobal(seed)) {
+        if (!isIn(seed) && !isGlobal(seed)) {
             bind(seed);
         }
     }
@@ -386,10 +374,7 @@ void TypeModule::init() {
     }
     std::vector<std::string> open;
     for (TypeSeed const& seed : types_) {
-        bool const isInner = std::any_of(types_.begin(), types_.end(), [&](TypeSeed const& other) {
-            return isNestedIn(seed.name, other.name);
-        });
-        if (isInner) {
+        if (isInner(seed.name, types_)) {
             continue;
         }
         std::vector<std::string> spaces;

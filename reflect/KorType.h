@@ -216,9 +216,7 @@ public:
     /// Lets another object, of the class that knows the type, answer for this one: for a type that was asked
     /// for before its module was loaded, and so has a bare object.
     void korKnownByIs(KorType* known) noexcept { knownBy_ = known; }
-    /// Finds the descriptors that korDescriptor() answers with.
-    void korDescriptorsIs();
-    /// The attribute of that id as found by name at load; null for an id of another type.
+    /// The attribute of that id as found by name when the type was defined; null for an id of another type.
     KorAttr const* korDescriptor(AttributeId id) const;
 
 protected:
@@ -230,6 +228,9 @@ protected:
 
 private:
     friend KorType* typeOfSeed(TypeSeed const& seed);
+
+    /// Finds the descriptors that korDescriptor() answers with.
+    void descriptorsIs();
 
     void flagIs(bool KorTypeFlags::*flag, bool on);
 

@@ -67,27 +67,27 @@ struct TypeMaker {
     static KorType* make(TypeSeed const& seed);
 };
 
-/// Whether the first name is that of a type inside the second, or inside any type for an empty second.
+/// Whether the first name is that of a type declared inside the second.
 constexpr bool isNestedIn(std::string_view name, std::string_view outer) {
     return name.size() > outer.size() + 2 && name.starts_with(outer) &&
            name.substr(outer.size(), 2) == "::" &&
            name.find("::", outer.size() + 2) == std::string_view::npos;
 }
 
+/// Whether it is that of a type declared inside one of the list.
+constexpr bool isInner(std::string_view name, std::span<TypeSeed const> types) {
+    for (TypeSeed const& other : types) {
+        if (isNestedIn(name, other.name)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// A list of types, as a module takes it.
 template <class... T>
 struct TypeModuleOf {
     static constexpr std::array<TypeSeed, sizeof...(T)> seeds{detail::seedOf<T>(&TypeMaker<T>::make)...};
-
-    /// Whether a type is declared inside another one of the list.
-    static constexpr bool isInner(std::string_view name) {
-        for (TypeSeed const& other : seeds) {
-            if (isNestedIn(name, other.name)) {
-                return true;
-            }
-        }
-        return false;
-    }
 
     static constexpr std::size_t nameTableSize() {
         std::size_t size = 0;
@@ -103,7 +103,7 @@ struct TypeModuleOf {
         auto at = table.begin();
         for (bool const inner : {false, true}) {
             for (auto each = seeds.rbegin(); each != seeds.rend(); ++each) {
-                if (isInner(each->name) == inner) {
+                if (isInner(each->name, seeds) == inner) {
                     at = std::copy(each->name.begin(), each->name.end(), at);
                     *at++ = '\0';
                 }

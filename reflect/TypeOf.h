@@ -269,29 +269,17 @@ template <>
 inline constexpr bool isDeclaredAttribute<FreeId> = false;
 
 /// The constructor's argument: the key, a name, or none.
-template <class T, class List>
-struct ConstructorOf;
 template <class T>
-requires std::is_constructible_v<T, Name>
-struct ConstructorOf<T, AttributeList<>> {
-    static constexpr std::array<ArgumentSpec, 1> specs{ArgumentSpec{"name", typeName<Name>()}};
-};
-template <class T>
-requires(!std::is_constructible_v<T, Name>) struct ConstructorOf<T, AttributeList<>> {
-    static constexpr std::array<ArgumentSpec, 0> specs{};
-};
-template <class T, class First, class... Rest>
-struct ConstructorOf<T, AttributeList<First, Rest...>> : ConstructorOf<T, AttributeList<Rest...>> {};
-template <class T, class N, class K, class... Rest>
-struct ConstructorOf<T, AttributeList<KeyAttribute<N, K>, Rest...>> {
-    static constexpr std::array<ArgumentSpec, 1> specs{ArgumentSpec{N::text, registeredName<K>()}};
-};
-template <class T, class N, class K, class... Rest>
-struct ConstructorOf<T, AttributeList<FixedAttribute<N, K>, Rest...>>
-    : ConstructorOf<T, AttributeList<KeyAttribute<N, K>, Rest...>> {};
-template <class T, class N, class... Rest>
-struct ConstructorOf<T, AttributeList<Override<N>, Rest...>>
-    : ConstructorOf<typename T::BaseEntity, typename T::BaseEntity::Attributes> {};
+constexpr auto constructorArguments() {
+    using Argument = typename T::ConstructorArgument;
+    if constexpr (std::is_void_v<Argument>) {
+        return std::array<ArgumentSpec, 0>();
+    } else if constexpr (!std::is_constructible_v<T, Argument>) {
+        return std::array<ArgumentSpec, 0>();
+    } else {
+        return std::array{ArgumentSpec{constructorArgumentName<T>(), registeredName<Argument>()}};
+    }
+}
 
 template <class T, class List>
 struct EntitySpec;
@@ -309,13 +297,11 @@ struct EntitySpec<T, AttributeList<A...>> {
             specs[next++] = {"korHasAttrLogInterface", Entity::korHasAttrLogInterfaceAttr,
                              AttributeProfile::virtualOperation, fwkTypeOf<bool>};
         }
-        AttributeId id = T::firstAttributeId;
         [[maybe_unused]] auto const add = [&]<class Each>(std::type_identity<Each>) {
             if constexpr (isDeclaredAttribute<Each>) {
                 specs[next++] = attributeSpec<EntityAttribute<T, Each>>(
                     Each::Name::text, T::template attributeIdOf<typename Each::Name>());
             }
-            ++id;
         };
         static_cast<void>(std::initializer_list<int>{(add(std::type_identity<A>{}), 0)...});
         if constexpr (hasFwkKey) {
@@ -324,9 +310,10 @@ struct EntitySpec<T, AttributeList<A...>> {
         }
         return specs;
     }();
+    static constexpr auto arguments = constructorArguments<T>();
     static constexpr TypeSpec spec{sizeof(T),
                                    {.isEntity = std::derived_from<T, Entity>, .hasGenericIfSupport = true},
-                                   ConstructorOf<T, AttributeList<A...>>::specs,
+                                   arguments,
                                    attributes};
 };
 
