@@ -272,12 +272,10 @@ inline constexpr bool isDeclaredAttribute<FreeId> = false;
 template <class T>
 constexpr auto constructorArguments() {
     using Argument = typename T::ConstructorArgument;
-    if constexpr (std::is_void_v<Argument>) {
-        return std::array<ArgumentSpec, 0>();
-    } else if constexpr (!std::is_constructible_v<T, Argument>) {
-        return std::array<ArgumentSpec, 0>();
-    } else {
+    if constexpr (std::is_constructible_v<T, Argument>) { // from nothing it is not
         return std::array{ArgumentSpec{constructorArgumentName<T>(), registeredName<Argument>()}};
+    } else {
+        return std::array<ArgumentSpec, 0>();
     }
 }
 
