@@ -22,7 +22,9 @@ struct Builtin {
     static KorType* _fwkType() { return fwkTypeOf<T>(); }
 };
 template <>
-struct Builtin<void*> {};
+struct Builtin<void*> {
+    static constexpr std::string_view korTypeName = "Kor::Builtin<void*>"; // compilers print it differently
+};
 
 namespace detail {
 
