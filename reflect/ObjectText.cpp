@@ -68,7 +68,7 @@ String8 valueToStrepOfRawPtr(PtrInterface const* object, std::type_info const& t
         entity != nullptr || object == nullptr) {
         return valueToStrepOfRawPtr(entity, type);
     }
-    return String8("<" + std::string(object->fwkType()->typeName().view()) + ">");
+    return format("<%s>", object->fwkType()->typeName().charPtr());
 }
 
 Ptr<PtrInterface> sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end,

@@ -166,8 +166,8 @@ TEST(Generic, EveryTypeOfTheModel) {
             Box const box = type->genericIf(static_cast<void*>(nullptr), true);
             EXPECT_EQ(box->attributeOp({1, Op::set}, nullptr, nullptr)->strRep(), box->strRep());
             for (auto const& each : type->attributes()) {
-                auto const text = "'" + std::string(each->name().view()) + "'";
-                EXPECT_EQ(type->genericIf(Kor::String8(text), true)->strRep(), text.c_str());
+                Kor::String8 const text = Kor::format("'%s'", each->name().charPtr());
+                EXPECT_EQ(type->genericIf(text, true)->strRep(), text);
             }
             continue;
         }
