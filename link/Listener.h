@@ -1,0 +1,51 @@
+#pragma once
+
+/// Kor::Link::Listener, the side that is connected to: one session a peer.
+///
+///     Kor::Link::ListenerConfig config;
+///     config.service = service;                                   // attrlog/Service.h
+///     config.session.name = "driver";
+///     config.session.schema = loamTunnelModule().checksum();
+///     config.hooks.closed = [](Session& peer, Kor::String8 const& reason) { ... };
+///     Kor::Link::Listener listener(loop, Kor::Link::Address::parse("unix:/run/loam/driver"), config);
+///     loop.run();
+///
+/// The file of a Unix socket that a dead server has left is replaced; that of a live one is refused. The
+/// listener removes its own file when it ends.
+///
+/// Lives on one loop, which must outlive it. Ends with all its sessions, whose peers get a goodbye if it can
+/// be sent at once.
+
+#include "link/Address.h"
+#include "link/Loop.h"
+#include "link/Peering.h"
+
+namespace Kor::Link {
+
+struct ListenerConfig : Peering {
+    /// How many peers at once; more are told so and refused.
+    unsigned sessions = 256;
+};
+
+class __attribute__((visibility("default"))) Listener {
+public:
+    struct Impl;
+
+    /// Listens from here on. Kor::RangeException if the address cannot be listened on, with the reason.
+    Listener(Loop& loop, Address const& address, ListenerConfig config);
+    ~Listener();
+    Listener(Listener const&) = delete;
+    Listener& operator=(Listener const&) = delete;
+
+    /// Where it listens, with the port that the system chose.
+    Address const& address() const noexcept;
+    /// The open sessions, also those without a hello yet.
+    std::vector<Ptr<NboAttrLog::Session>> sessions() const;
+    /// Ends all sessions with a goodbye and listens no more.
+    void close(String8 const& reason);
+
+private:
+    std::shared_ptr<Impl> impl_;
+};
+
+} // namespace Kor::Link

@@ -1,0 +1,85 @@
+#pragma once
+
+/// Kor::Link::Loop, the one thread on which listeners, connectors and timers live.
+///
+///     Kor::Link::Loop loop;
+///     loop.signalsAre({SIGINT, SIGTERM}, [&](int) { loop.stop(); });
+///     Kor::Link::Listener listener(loop, Kor::Link::Address::parse("/run/loam/driver"), config);
+///     auto const timer = loop.every(std::chrono::seconds(10), [&] { ... });
+///     loop.run();
+///
+/// A tool that asks one thing:
+///
+///     if (!loop.runUntil([&] { return done; }, std::chrono::seconds(5))) { ... it took too long ... }
+///
+/// Everything that runs is called from run(), runFor(), runUntil() or poll(), on the caller's thread: hooks
+/// of sessions, timers, posted functions, signals. They may change entities as they like; what has changed is
+/// written before the loop waits again. An exception that one of them throws leaves the call that runs the
+/// loop, which can be called again. No peer, slow or stuck, makes the loop wait.
+///
+/// post() alone may be called from another thread. A loop ends after all that lives on it.
+
+#include <chrono>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+
+namespace Kor::Link {
+
+/// A function that is to be called later; it is not once this has ended, or has been assigned to.
+class __attribute__((visibility("default"))) Timer {
+public:
+    struct Impl;
+
+    Timer() noexcept;
+    explicit Timer(std::shared_ptr<Impl> impl) noexcept;
+    Timer(Timer&& other) noexcept;
+    Timer& operator=(Timer&& other) noexcept;
+    ~Timer();
+
+    void cancel() noexcept;
+    bool isActive() const noexcept;
+
+private:
+    std::shared_ptr<Impl> impl_;
+};
+
+class __attribute__((visibility("default"))) Loop {
+public:
+    using Duration = std::chrono::nanoseconds;
+    struct Impl;
+
+    Loop();
+    ~Loop();
+    Loop(Loop const&) = delete;
+    Loop& operator=(Loop const&) = delete;
+
+    /// Until stop(), which may have been called before.
+    void run();
+    /// Until stop() or the time is over; true if it was stopped.
+    bool runFor(Duration time);
+    /// Until the condition, which is asked after each step, holds, stop(), or the time is over. Whether it
+    /// holds.
+    bool runUntil(std::function<bool()> const& condition, Duration most);
+    /// What can be done without waiting; whether anything was.
+    bool poll();
+    /// Ends the call that runs the loop, or the next one, after the step that is being done.
+    void stop() noexcept;
+
+    /// Calls the function in the next step of the loop, never from here. This alone may be called from any
+    /// thread.
+    void post(std::function<void()> function);
+    [[nodiscard]] Timer after(Duration time, std::function<void()> function);
+    /// Again and again; what was missed while the loop was busy is not made up for.
+    [[nodiscard]] Timer every(Duration period, std::function<void()> function);
+    /// Calls the hook in the loop for each of these signals, in place of what was set before; none when the
+    /// list is empty. The signals' own actions are back when the loop ends.
+    void signalsAre(std::initializer_list<int> signals, std::function<void(int)> hook);
+
+    Impl& impl() noexcept { return *impl_; }
+
+private:
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace Kor::Link

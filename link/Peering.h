@@ -1,0 +1,35 @@
+#pragma once
+
+/// Kor::Link::Peering, what listeners and connectors have in common: the sessions they make, and whom they
+/// trust.
+///
+/// Trust. A Unix socket is made with mode 0600, and either side asks the kernel for whom the other one runs;
+/// a peer of another user is refused. TCP knows no user: whoever reaches the port is served, and what is sent
+/// can be read and changed on the way. That is why it stays on the loopback interface unless the address says
+/// otherwise.
+///
+/// Room. A connection reads no more than its session can take, and sends what it has; a peer that reads
+/// slowly costs the session's ring and never holds up the others.
+
+#include "attrlog/Session.h"
+
+#include <chrono>
+#include <optional>
+
+namespace Kor::Link {
+
+struct Peering {
+    /// What peers can have of this side; null for nothing.
+    Ptr<NboAttrLog::Service> service{};
+    NboAttrLog::SessionConfig session{};
+    NboAttrLog::SessionHooks hooks{};
+    /// Called with each new session, before its hello: the place for want(), push() and call().
+    std::function<void(NboAttrLog::Session&)> setUp{};
+    /// The user for whom a peer on a Unix socket must run; this process's one unless given.
+    std::optional<U32> peerUid{};
+    /// How long a peer may take for its hello, and to read a goodbye.
+    std::chrono::milliseconds helloTime{10'000};
+    std::chrono::milliseconds goodbyeTime{2'000};
+};
+
+} // namespace Kor::Link
