@@ -98,6 +98,13 @@ Entry parseEntry(std::string_view text) {
     return entry;
 }
 
+Hardware::LoamTunnel::AradLifEntry lifOf(Entry const& entry) {
+    if (std::optional<Hardware::LoamTunnel::AradLifEntry> const lif = entry.draft->lif()) {
+        return *lif;
+    }
+    throw Refused("an entry of kind " + entry.kind->name + " is no logical interface");
+}
+
 EncodedRow encodeEntry(Entry const& entry, Hardware::ChipType chip) {
     Kind const& kind = *entry.kind;
     EncodedRow row{rowForm(kind.table->name, chip, kind.variant), Words(kind.table->words), {}};

@@ -22,6 +22,9 @@ struct Entry {
 /// number or one of the attribute's words. Refused with the reason when anything is not as it should be.
 Entry parseEntry(std::string_view text);
 
+/// What a LIF's application asks for; Refused for an entry of another kind.
+Hardware::LoamTunnel::AradLifEntry lifOf(Entry const& entry);
+
 struct EncodedRow {
     RowForm form;
     Words words;

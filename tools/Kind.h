@@ -21,11 +21,13 @@
 #include "runtime/Exception.h"
 #include "tables/TableInfos.h"
 #include "tools/Text.h"
+#include "values/AradLifEntry.h"
 
 #include <algorithm>
 #include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -59,6 +61,8 @@ public:
     virtual U64 get(std::size_t attribute) const = 0;
     /// Runs the value's encoder. Requires that the table knows the chip and that no limit is exceeded.
     virtual void write(Hardware::ChipType chip, U8* row) const = 0;
+    /// The entry of an application's request that this is, if it is one of a logical interface.
+    virtual std::optional<Hardware::LoamTunnel::AradLifEntry> lif() const = 0;
 };
 
 struct Kind {
@@ -268,6 +272,13 @@ public:
     U64 get(std::size_t attribute) const override { return (*accessors_)[attribute].get(pieces_); }
     void write(Hardware::ChipType chip, U8* row) const override {
         pieces_.whole().writeToChipFormat(chip, row);
+    }
+    std::optional<Hardware::LoamTunnel::AradLifEntry> lif() const override {
+        if constexpr (std::derived_from<V, Hardware::LoamTunnel::AradLifEntry>) {
+            return pieces_.whole();
+        } else {
+            return std::nullopt;
+        }
     }
 
 private:

@@ -1,5 +1,6 @@
 #include "tools/Commands.h"
 #include "tools/Failure.h"
+#include "tools/Options.h"
 
 #include <CLI/CLI.hpp>
 #include <fstream>
@@ -13,7 +14,8 @@ std::string coloured(std::string const& text, bool colour) {
     return colour ? "\033[31m" + text + "\033[0m" : text;
 }
 
-/// The options that every command has.
+} // namespace
+
 void addOutput(CLI::App& command, Output& output, std::string const& own) {
     static std::map<std::string, Format> const formats{
         {"table", Format::table}, {"json", Format::json}, {"csv", Format::csv}};
@@ -35,6 +37,8 @@ void addOutput(CLI::App& command, Output& output, std::string const& own) {
         "--no-headings", [&output] { output.headings = false; }, "Leave the heading lines out");
 }
 
+namespace {
+
 CLI::Option* addChip(CLI::App& command, std::string& chip) {
     return command.add_option("-c,--chip", chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10")->type_name("CHIP");
 }
@@ -43,9 +47,10 @@ void addChips(CLI::App& command, std::vector<std::string>& chips, std::string co
     command.add_option("-c,--chip", chips, text)->type_name("CHIP")->delimiter(',')->allow_extra_args(false);
 }
 
-/// A number of at most `most`, in decimal or hexadecimal.
+} // namespace
+
 CLI::Option* addNumber(CLI::App& command, std::string const& name, std::function<void(U32)> set,
-                       std::string const& text, U64 most = 0xffffffff) {
+                       std::string const& text, U64 most) {
     return command
         .add_option_function<std::string>(
             name,
@@ -60,6 +65,8 @@ CLI::Option* addNumber(CLI::App& command, std::string const& name, std::function
             text)
         ->type_name("N");
 }
+
+namespace {
 
 void addRow(CLI::App& command, RowOptions& row) {
     command
@@ -346,6 +353,7 @@ int run(std::vector<std::string> const& arguments, Context context) {
     addAddress(app, context);
     addTables(app, context);
     addSchema(app, context);
+    addLiveCommands(app, context);
     try {
         requireCommand(app, arguments);
         app.parse(

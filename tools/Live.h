@@ -1,0 +1,72 @@
+#pragma once
+
+/// What the commands on a live tree share: a connection to a process that serves roots, and those of its
+/// roots that are asked for, which are then here as they are there.
+///
+///     tool::Live live({"/run/loam/driver"}, "get");
+///     tool::Place const place = live.at("lifStatus.appStatus[vtAppMpls]");
+///     ... tool::get(place), or tool::set(place, text, live.roots()); live.deliver(); ...
+///
+/// Everything throws Refused when it does not come about in the time given.
+
+#include "link/Connector.h"
+#include "tools/Path.h"
+
+#include <chrono>
+#include <string>
+
+namespace tool {
+
+struct LiveOptions {
+    std::string address;
+    std::chrono::milliseconds timeout{5'000};
+};
+
+/// What a path begins with.
+std::string rootOf(std::string_view path);
+
+/// The name and the checksum that this program tells its peers.
+Kor::NboAttrLog::SessionConfig sessionConfig(std::string_view name);
+
+/// Where to listen or connect; WrongUsage for what is no address.
+Kor::Link::Address addressOf(std::string const& text);
+
+/// The box of an entity.
+Box boxOfEntity(Kor::Ptr<Kor::Entity> const& entity);
+/// The entity in a box; null for a box of anything else.
+Kor::Ptr<Kor::Entity> entityIn(Box const& box);
+
+class Live {
+public:
+    /// Connects, and waits for what is offered.
+    Live(LiveOptions const& options, std::string_view name);
+
+    /// Gets the root of the path, if it is not there yet.
+    Place at(std::string const& path);
+    /// Refused unless the root of the path may be written.
+    void mustBeWritable(std::string const& path);
+    /// Waits until the peer has taken in what was written here.
+    void deliver();
+    /// The peer's answer.
+    std::string call(std::string_view verb, std::string_view argument);
+    /// Runs until the condition holds; false when the time is over.
+    bool until(std::function<bool()> const& condition);
+
+    Roots& roots() { return roots_; }
+    Kor::NboAttrLog::Session& session();
+    /// The names of what is offered.
+    std::vector<std::string> offers();
+
+private:
+    void require(std::function<bool()> const& condition, std::string const& what);
+
+    LiveOptions options_;
+    Kor::Link::Loop loop_;
+    Kor::Link::Connector connector_;
+    Roots roots_;
+};
+
+/// Makes a service answer what the commands `stats` and `trace` ask.
+void answerTools(Kor::NboAttrLog::Service& service);
+
+} // namespace tool

@@ -1,0 +1,171 @@
+#include "tools/LiveCommands.h"
+
+#include "link/Listener.h"
+#include "tools/Script.h"
+
+#include <csignal>
+#include <fstream>
+#include <ostream>
+
+namespace tool {
+
+using namespace Kor::NboAttrLog;
+
+namespace {
+
+void print(Context& context, std::vector<std::string> const& lines) {
+    for (std::string const& line : lines) {
+        context.out << line << '\n';
+    }
+}
+
+} // namespace
+
+std::pair<std::string, std::optional<std::string>> parseWait(std::string const& text) {
+    Nesting nesting;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (nesting.step(text[i]) && text[i] == '=') {
+            return {std::string(trimmed(std::string_view(text).substr(0, i))),
+                    std::string(trimmed(std::string_view(text).substr(i + 1)))};
+        }
+    }
+    return {text, std::nullopt};
+}
+
+void serve(Context& context, ServeOptions const& options) {
+    Script script(context.out);
+    if (!options.file.empty()) {
+        std::ifstream file(options.file);
+        if (!file) {
+            throw Refused("cannot read " + shown(options.file));
+        }
+        script.run(file, options.file);
+    }
+    for (std::string const& root : options.roots) {
+        std::size_t const sign = root.find('=');
+        if (sign == root.npos) {
+            throw WrongUsage("'" + shown(root) + "' is not NAME=TYPE, such as lif=LifAppConfigDir");
+        }
+        script.line("new " + root.substr(sign + 1) + ' ' + root.substr(0, sign));
+    }
+    auto const service = Kor::makePtr<Service>();
+    answerTools(*service);
+    for (auto const& [name, box] : script.roots().all()) {
+        if (auto const entity = entityIn(box)) {
+            refusing("cannot serve " + name, [&] {
+                service->offer(Kor::Name(Kor::String8(name)), entity,
+                               options.writable ? Access::writable : Access::readOnly);
+            });
+        }
+    }
+    if (service->offers().empty()) {
+        throw WrongUsage(
+            "there is nothing to serve; give NAME=TYPE, or --run FILE with a script that makes entities");
+    }
+    Kor::Link::Loop loop;
+    loop.signalsAre({SIGINT, SIGTERM}, [&](int) { loop.stop(); });
+    Kor::Link::ListenerConfig config;
+    config.service = service;
+    config.session = sessionConfig("serve");
+    config.hooks.established = [&](Session& peer) {
+        context.note(shown(peer.peerName().view()) + " is there");
+    };
+    config.hooks.closed = [&](Session& peer, Kor::String8 const& reason) {
+        context.note(shown(peer.peerName().view()) + " has left: " + shown(reason.view()));
+    };
+    refusing("cannot serve", [&] {
+        Kor::Link::Listener listener(loop, addressOf(options.live.address), config);
+        context.note("serving at " + listener.address().text());
+        loop.run();
+        listener.close("the server ends");
+    });
+}
+
+void tree(Context& context, LiveOptions const& options, std::string const& path, unsigned depth) {
+    Live live(options, "tree");
+    if (!path.empty()) {
+        return print(context, tool::tree(live.at(path), depth));
+    }
+    for (std::string const& root : live.offers()) {
+        print(context, tool::tree(live.at(root), depth));
+    }
+}
+
+void get(Context& context, LiveOptions const& options, std::string const& path) {
+    Live live(options, "get");
+    print(context, tool::get(live.at(path)));
+}
+
+void set(Context& context, LiveOptions const& options, std::string const& path, std::string const& value) {
+    Live live(options, "set");
+    live.mustBeWritable(path);
+    tool::set(live.at(path), value, live.roots());
+    live.deliver();
+    static_cast<void>(context);
+}
+
+void del(Context& context, LiveOptions const& options, std::string const& path) {
+    Live live(options, "del");
+    live.mustBeWritable(path);
+    context.out << tool::del(live.at(path)) << '\n';
+    live.deliver();
+}
+
+void wait(Context& context, LiveOptions const& options, WaitOptions const& wait) {
+    Live live(options, "wait");
+    auto const [path, value] = parseWait(wait.condition);
+    live.at(rootOf(path));
+    std::string last = "it is not there";
+    auto const holds = [&, path = path, value = value] {
+        try {
+            Box const box = valueAt(live.roots().at(path));
+            if (!box) {
+                last = "it is not there";
+                return wait.gone;
+            }
+            last = "it is " + textOf(box);
+            return !wait.gone &&
+                   (!value || textOf(box) == textOf(readValue(*box->type(), *value, live.roots().find())));
+        } catch (Refused const& refused) {
+            // Something on the way is not there yet.
+            last = refused.what();
+            return wait.gone;
+        }
+    };
+    if (!live.until(holds)) {
+        throw Refused("within " + std::to_string(options.timeout.count()) + " ms " + shown(path) +
+                      (wait.gone ? " did not go: " : " was not so: ") + last);
+    }
+    context.out << path << (wait.gone ? " deleted" : " = " + textOf(valueAt(live.roots().at(path)))) << '\n';
+}
+
+void stats(Context& context, LiveOptions const& options, Output const& output) {
+    Json const answer = Json::parse(Live(options, "stats").call("stats", ""));
+    Listing listing({"peer", "counter", "value"});
+    for (Json const& peer : answer.at("peers")) {
+        for (auto const& [name, value] : peer.items()) {
+            if (name != "peer") {
+                listing.add({peer.at("peer"), name, value});
+            }
+        }
+    }
+    listing.add({"", "handlerExceptions", answer.at("handlerExceptions")});
+    listing.print(context.out, output);
+}
+
+void traceLevels(Context& context, LiveOptions const& options, std::vector<std::string> const& words,
+                 Output const& output) {
+    Json const answer = Json::parse(Live(options, "trace").call("trace", join(words)));
+    Listing listing({"facility", "enabled", "levels", "passed"});
+    for (Json const& each : answer) {
+        std::vector<std::string> levels;
+        for (Json const& level : each.at("levels")) {
+            levels.push_back(level.dump());
+        }
+        listing.add({each.at("facility"), each.at("enabled").get<bool>() ? "on" : "off", join(levels),
+                     each.at("passed")});
+    }
+    listing.print(context.out, output);
+}
+
+} // namespace tool

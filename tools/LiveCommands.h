@@ -1,0 +1,47 @@
+#pragma once
+
+/// The commands on live trees, and those that make them live.
+
+#include "tools/Application.h"
+#include "tools/Commands.h"
+#include "tools/Live.h"
+#include "tools/Monitor.h"
+
+namespace tool {
+
+struct DemoOptions {
+    std::string chip = "8";
+    std::string file = "examples/lifs.txt";
+    std::string folder;
+    std::vector<std::string> kill;
+    Output output;
+};
+void demo(Context& context, DemoOptions const& options);
+void driver(Context& context, DriverOptions const& options);
+void application(Context& context, ApplicationOptions const& options);
+
+struct ServeOptions {
+    LiveOptions live;
+    std::vector<std::string> roots;
+    std::string file;
+    bool writable = false;
+};
+void serve(Context& context, ServeOptions const& options);
+void tree(Context& context, LiveOptions const& options, std::string const& path, unsigned depth);
+void get(Context& context, LiveOptions const& options, std::string const& path);
+void set(Context& context, LiveOptions const& options, std::string const& path, std::string const& value);
+void del(Context& context, LiveOptions const& options, std::string const& path);
+
+struct WaitOptions {
+    std::string condition;
+    bool gone = false;
+};
+/// `PATH=VALUE`, cut at the first = outside of quotes and brackets.
+std::pair<std::string, std::optional<std::string>> parseWait(std::string const& text);
+void wait(Context& context, LiveOptions const& options, WaitOptions const& wait);
+void monitor(Context& context, MonitorOptions const& options);
+void stats(Context& context, LiveOptions const& options, Output const& output);
+void traceLevels(Context& context, LiveOptions const& options, std::vector<std::string> const& words,
+                 Output const& output);
+
+} // namespace tool

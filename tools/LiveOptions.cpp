@@ -1,0 +1,299 @@
+/// The command line of the commands on live trees.
+
+#include "tools/LiveCommands.h"
+#include "tools/Options.h"
+
+namespace tool {
+
+namespace {
+
+void addSocket(CLI::App& command, std::string& address) {
+    command
+        .add_option("-s,--socket", address,
+                    "Where: /path or unix:/path for a Unix socket, tcp:PORT or tcp:HOST:PORT (default: the\n"
+                    "environment's LOAM_SOCKET)")
+        ->type_name("ADDRESS")
+        ->envname("LOAM_SOCKET");
+}
+
+void addMilliseconds(CLI::App& command, std::string const& name, std::chrono::milliseconds& time,
+                     std::string const& text) {
+    addNumber(
+        command, name, [&time](U32 n) { time = std::chrono::milliseconds(n); }, text);
+}
+
+void addLive(CLI::App& command, LiveOptions& live) {
+    addSocket(command, live.address);
+    addMilliseconds(command, "--timeout", live.timeout,
+                    "How many milliseconds to wait at most (default: 5000)");
+}
+
+constexpr char const* pathText =
+    "The place, such as lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=100]";
+
+void addServe(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("serve", "Serve entities to other processes");
+    auto const options = std::make_shared<ServeOptions>();
+    command->add_option("roots", options->roots, "New entities to serve, such as lif=LifAppConfigDir")
+        ->type_name("NAME=TYPE");
+    command->add_option("--run", options->file, "Serve what a script has made; see loamtunnel run")
+        ->type_name("FILE");
+    command->add_flag("-w,--writable", options->writable, "Let peers write");
+    addSocket(*command, options->live.address);
+    command->footer("It ends with SIGINT or SIGTERM.\n\n"
+                    "  loamtunnel serve --socket /tmp/loam lif=LifAppConfigDir --writable &\n"
+                    "  loamtunnel set --socket /tmp/loam 'lif.appConfig[vtAppMpls]'\n"
+                    "  loamtunnel monitor --socket /tmp/loam");
+    command->callback([&context, options] { serve(context, *options); });
+}
+
+void addTree(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("tree", "Print what a process serves, from a place on");
+    struct Options {
+        LiveOptions live;
+        std::string path;
+        unsigned depth = 16;
+    };
+    auto const options = std::make_shared<Options>();
+    command->add_option("path", options->path, std::string(pathText) + " (default: all)")->type_name("");
+    addNumber(
+        *command, "-d,--depth", [options](U32 n) { options->depth = n; },
+        "Show objects so deep (default: 16)", 1000);
+    addLive(*command, options->live);
+    command->callback([&context, options] { tree(context, options->live, options->path, options->depth); });
+}
+
+/// A command on one place.
+template <class Run>
+void addPlace(CLI::App& app, std::string const& name, std::string const& text, Run run) {
+    auto* const command = app.add_subcommand(name, text);
+    struct Options {
+        LiveOptions live;
+        std::string path;
+    };
+    auto const options = std::make_shared<Options>();
+    command->add_option("path", options->path, pathText)->type_name("")->required();
+    addLive(*command, options->live);
+    command->callback([run, options] { run(options->live, options->path); });
+}
+
+void addSet(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("set", "Write a value of a live tree, or make a child");
+    struct Options {
+        LiveOptions live;
+        std::string path, value;
+    };
+    auto const options = std::make_shared<Options>();
+    command->add_option("path", options->path, pathText)->type_name("")->required();
+    command->add_option("value", options->value, "Its text, such as 3; nothing for a child")->type_name("");
+    addLive(*command, options->live);
+    command->callback([&context, options] { set(context, options->live, options->path, options->value); });
+}
+
+void addWait(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("wait", "Wait until a place of a live tree has a value");
+    struct Options {
+        LiveOptions live;
+        WaitOptions wait;
+    };
+    auto const options = std::make_shared<Options>();
+    command
+        ->add_option("condition", options->wait.condition,
+                     "PATH=VALUE, or PATH alone for any value, such as 'lif.appConfig[vtAppMpls]'")
+        ->type_name("")
+        ->required();
+    command->add_flag("--gone", options->wait.gone, "Wait until there is nothing at the path");
+    addLive(*command, options->live);
+    command->footer(
+        "The exit status is 1 when it did not come about in time.\n\n"
+        "  loamtunnel wait --timeout 60000 'lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1]=3'");
+    command->callback([&context, options] {
+        if (options->wait.gone && parseWait(options->wait.condition).second) {
+            throw WrongUsage("--gone takes a path without a value");
+        }
+        wait(context, options->live, options->wait);
+    });
+}
+
+void addMonitor(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("monitor", "Print the state of a live tree, then each change");
+    auto const options = std::make_shared<MonitorOptions>();
+    command->add_option("paths", options->paths, "Places to watch, such as lifStatus (default: all)")
+        ->type_name("");
+    command
+        ->add_option("--entity", options->filter.entity,
+                     "Show changes of entities whose path fits this pattern, such as 'lif.appConfig*'")
+        ->type_name("PATTERN");
+    command
+        ->add_option("--attribute", options->filter.attribute,
+                     "Show changes of this attribute, such as reqCount")
+        ->type_name("NAME");
+    command->add_option("--kind", options->filter.kind, "Show changes of this kind: set or del")
+        ->type_name("KIND")
+        ->check(CLI::Validator(
+            [](std::string const& kind) {
+                return kind == "set" || kind == "del" ? ""
+                                                      : "no kind " + shown(kind) + "; there are set and del";
+            },
+            ""));
+    addNumber(
+        *command, "--buffer", [options](U32 n) { options->buffer = n; },
+        "How many lines may wait for a slow terminal; more are lost and counted (default: 10000)");
+    addNumber(
+        *command, "--for", [options](U32 n) { options->seconds = n; },
+        "End after so many seconds (default: with SIGINT)");
+    addLive(*command, options->live);
+    command->footer("A connection that is lost is made again; lines with -- in front tell of it.");
+    command->callback([&context, options] { monitor(context, *options); });
+}
+
+void addStats(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("stats", "Print what the connections of a process have done");
+    struct Options {
+        LiveOptions live;
+        Output output;
+    };
+    auto const options = std::make_shared<Options>();
+    addLive(*command, options->live);
+    addOutput(*command, options->output, " (default: table)");
+    command->callback([&context, options] {
+        options->output.colour = context.colourOut;
+        stats(context, options->live, options->output);
+    });
+}
+
+void addTrace(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("trace", "Show or set the trace levels of a process");
+    struct Options {
+        LiveOptions live;
+        std::string facility, words;
+        Output output;
+    };
+    auto const options = std::make_shared<Options>();
+    command->add_option("facility", options->facility, "A facility to set, such as LoamTunnelTypes")
+        ->type_name("");
+    command
+        ->add_option("--set", options->words,
+                     "What to set: on, off, +LEVEL, -LEVEL, with commas between several")
+        ->type_name("WORDS");
+    addLive(*command, options->live);
+    addOutput(*command, options->output, " (default: table)");
+    command->footer("  loamtunnel trace LoamTunnelTypes --set on,+8");
+    command->callback([&context, options] {
+        if (options->facility.empty() != options->words.empty()) {
+            throw WrongUsage(
+                "to set levels give both a facility and --set, such as LoamTunnelTypes --set on,+8");
+        }
+        options->output.colour = context.colourOut;
+        std::vector<std::string> words;
+        if (!options->facility.empty()) {
+            words.push_back(options->facility);
+            for (std::string_view const word : split(options->words, ",")) {
+                words.emplace_back(word);
+            }
+        }
+        traceLevels(context, options->live, words, options->output);
+    });
+}
+
+void addDriver(CLI::App& app, Context& context) {
+    auto* const command =
+        app.add_subcommand("driver", "Own the LIF table of a chip, and place what applications ask for");
+    auto const options = std::make_shared<DriverOptions>();
+    addSocket(*command, options->address);
+    command->add_option("-c,--chip", options->chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10")
+        ->type_name("CHIP")
+        ->required();
+    command->add_option("--image", options->image, "The file that stands for the chip's table")
+        ->type_name("FILE")
+        ->required();
+    command->footer("It takes requests pushed as \"request\", and offers lifConfig and lifStatus.");
+    command->callback([&context, options] { driver(context, *options); });
+}
+
+void addApplication(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("application", "Ask a driver for the LIFs of a file");
+    auto const options = std::make_shared<ApplicationOptions>();
+    addSocket(*command, options->address);
+    command
+        ->add_option_function<std::string>(
+            "-a,--app",
+            [options](std::string const& name) {
+                std::vector<std::string> known;
+                for (Kor::Enumerator const& each : Kor::enumerators<Hardware::Loam::VtAppId>) {
+                    if (each.name == name) {
+                        options->app = static_cast<Hardware::Loam::VtAppId>(each.number);
+                        return;
+                    }
+                    known.emplace_back(each.name);
+                }
+                throw WrongUsage("no application " + shown(name) + suggest(name, known));
+            },
+            "Who asks, such as vtAppMpls")
+        ->type_name("APP")
+        ->required();
+    command->add_option("-f,--file", options->file, "Entries, one a line, as encode takes them")
+        ->type_name("FILE")
+        ->required();
+    command->add_option("--kind", options->kinds, "Take the entries of this kind (default: all)")
+        ->type_name("KIND")
+        ->allow_extra_args(false);
+    addNumber(
+        *command, "--withdraw", [options](U32 n) { options->withdraw = n; },
+        "Take so many of the requests back at the end");
+    addMilliseconds(*command, "--pace", options->pace, "Milliseconds between two requests (default: 0)");
+    addMilliseconds(*command, "--timeout", options->timeout,
+                    "Give up after so many milliseconds (default: 60000)");
+    command->callback([&context, options] { application(context, *options); });
+}
+
+void addDemo(CLI::App& app, Context& context) {
+    auto* const command =
+        app.add_subcommand("demo", "Show LIFs on their way from applications to a chip, between processes");
+    auto const options = std::make_shared<DemoOptions>();
+    command->add_option("-c,--chip", options->chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10 (default: 8)")
+        ->type_name("CHIP");
+    command->add_option("-f,--file", options->file, "Entries, one a line (default: examples/lifs.txt)")
+        ->type_name("FILE");
+    command->add_option("--folder", options->folder, "Where images and logs stay (default: nowhere)")
+        ->type_name("FOLDER");
+    command
+        ->add_option("--kill", options->kill,
+                     "Run again, kill driver, application or both (driver,application) half-way, and compare")
+        ->type_name("WHO")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(CLI::Validator(
+            [](std::string const& who) {
+                return who == "driver" || who == "application"
+                           ? ""
+                           : "cannot kill " + shown(who) + "; there are driver and application";
+            },
+            ""));
+    addOutput(*command, options->output, " (default: table)");
+    command->callback([&context, options] {
+        options->output.colour = context.colourOut;
+        demo(context, *options);
+    });
+}
+
+} // namespace
+
+void addLiveCommands(CLI::App& app, Context& context) {
+    addDemo(app, context);
+    addDriver(app, context);
+    addApplication(app, context);
+    addServe(app, context);
+    addTree(app, context);
+    addPlace(app, "get", "Print a value of a live tree, or all members of an attribute",
+             [&context](LiveOptions const& live, std::string const& path) { get(context, live, path); });
+    addSet(app, context);
+    addPlace(app, "del", "Delete a member of a live tree, and print what it was",
+             [&context](LiveOptions const& live, std::string const& path) { del(context, live, path); });
+    addWait(app, context);
+    addMonitor(app, context);
+    addStats(app, context);
+    addTrace(app, context);
+}
+
+} // namespace tool

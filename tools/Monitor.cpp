@@ -1,0 +1,255 @@
+#include "tools/Monitor.h"
+
+#include "link/Connector.h"
+#include "tools/LiveCommands.h"
+
+#include <array>
+#include <csignal>
+#include <ctime>
+#include <fnmatch.h>
+#include <ostream>
+
+namespace tool {
+
+using namespace Kor::NboAttrLog;
+
+BoundedLines::BoundedLines(std::ostream& out, std::size_t most)
+    : out_(out), most_(most), writer_([this] { write(); }) {}
+
+BoundedLines::~BoundedLines() {
+    {
+        std::lock_guard const lock(mutex_);
+        ends_ = true;
+    }
+    changed_.notify_one();
+    writer_.join();
+}
+
+void BoundedLines::add(std::string line) {
+    {
+        std::lock_guard const lock(mutex_);
+        if (lines_.size() >= most_) {
+            ++lost_;
+            ++allLost_;
+            return;
+        }
+        lines_.push_back(std::move(line));
+    }
+    changed_.notify_one();
+}
+
+bool BoundedLines::isBroken() const {
+    std::lock_guard const lock(mutex_);
+    return isBroken_;
+}
+
+U64 BoundedLines::lost() const {
+    std::lock_guard const lock(mutex_);
+    return allLost_;
+}
+
+void BoundedLines::write() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        changed_.wait(lock, [this] { return ends_ || !lines_.empty(); });
+        std::deque<std::string> taken;
+        taken.swap(lines_);
+        U64 const lost = std::exchange(lost_, 0);
+        bool const isLast = ends_;
+        lock.unlock();
+        for (std::string const& line : taken) {
+            out_ << line << '\n';
+        }
+        if (lost != 0) {
+            out_ << "-- " << lost << " lines lost\n";
+        }
+        out_.flush();
+        lock.lock();
+        isBroken_ = isBroken_ || !out_;
+        if (isLast) {
+            return;
+        }
+    }
+}
+
+ChangeFilter::Parts ChangeFilter::partsOf(std::string_view path) {
+    Nesting nesting;
+    std::size_t dot = path.npos;
+    std::size_t bracket = path.npos;
+    for (std::size_t i = 0; i < path.size(); ++i) {
+        bool const isOutside = nesting.step(path[i]);
+        if (isOutside && path[i] == '.') {
+            dot = i;
+            bracket = path.npos;
+        } else if (isOutside && path[i] == '[' && dot != path.npos) {
+            bracket = i;
+        }
+    }
+    if (dot == path.npos) {
+        return {path, {}, {}};
+    }
+    std::size_t const end = bracket == path.npos ? path.size() : bracket;
+    return {path.substr(0, dot), path.substr(dot + 1, end - dot - 1), path.substr(end)};
+}
+
+bool ChangeFilter::takes(Watch::Change const& change) const {
+    Parts const parts = partsOf(change.path);
+    return (entity.empty() || ::fnmatch(entity.c_str(), std::string(parts.entity).c_str(), 0) == 0) &&
+           (attribute.empty() || parts.attribute == attribute) &&
+           (kind.empty() || (kind == "set") == change.text.has_value());
+}
+
+namespace {
+
+std::string now() {
+    auto const time = std::chrono::system_clock::now();
+    std::time_t const seconds = std::chrono::system_clock::to_time_t(time);
+    auto const milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() % 1000;
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::array<char, 64> text{};
+    std::size_t const n = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &local);
+    std::snprintf(text.data() + n, text.size() - n, ".%03d", static_cast<int>(milliseconds));
+    return text.data();
+}
+
+/// The roots that are watched, over any number of connections.
+class Monitoring {
+public:
+    Monitoring(MonitorOptions const& options, BoundedLines& lines, Kor::Link::Loop& loop)
+        : options_(options), lines_(lines), loop_(loop) {}
+
+    void setUp(Session& session) {
+        if (options_.paths.empty()) {
+            return; // all that is offered, when it is known
+        }
+        for (std::string const& path : options_.paths) {
+            want(session, rootOf(path));
+        }
+    }
+    void offersChanged(Session& session) {
+        for (auto const& [path, offer] : session.peerOffers()) {
+            if (options_.paths.empty()) {
+                want(session, std::string(path.view()));
+            }
+        }
+        for (std::string const& path : options_.paths) {
+            if (!session.peerOffers().contains(Kor::Name(Kor::String8(rootOf(path))))) {
+                note("no root " + rootOf(path) + " is offered");
+            }
+        }
+    }
+    void note(std::string const& text) { lines_.add("-- " + text); }
+
+private:
+    struct Root {
+        Kor::Ptr<Kor::Entity> entity{};
+        std::vector<std::unique_ptr<Watch>> watches{};
+        bool isWanted = false;
+    };
+
+    void want(Session& session, std::string const& name) {
+        Root& root = roots_[name];
+        Kor::Ptr<Session> const current(&session);
+        if (session_ != current) {
+            session_ = current;
+            for (auto& [each, other] : roots_) {
+                other.isWanted = false;
+            }
+        }
+        if (root.isWanted) {
+            return;
+        }
+        root.isWanted = true;
+        auto const hook = [this, name](RootState state, Kor::Ptr<Kor::Entity> const& entity,
+                                       Kor::String8 const& why) { rootIs(name, state, entity, why); };
+        Kor::Name const path{Kor::String8(name)};
+        root.entity ? session.want(path, root.entity, hook) : session.want(path, hook);
+    }
+    void rootIs(std::string const& name, RootState state, Kor::Ptr<Kor::Entity> const& entity,
+                Kor::String8 const& why) {
+        Root& root = roots_[name];
+        if (state == RootState::refused || (state == RootState::absent && root.entity)) {
+            note(name + (state == RootState::refused ? " is refused: " : " is gone: ") +
+                 std::string(why.view()));
+        }
+        if (state != RootState::synchronized) {
+            return;
+        }
+        if (root.entity == entity) {
+            note(name + " is resynchronised");
+            return;
+        }
+        root.watches.clear();
+        root.entity = entity;
+        if (places_.all().contains(name)) {
+            places_.del(name);
+        }
+        places_.add(name, boxOfEntity(entity));
+        try {
+            for (std::string const& path :
+                 options_.paths.empty() ? std::vector<std::string>{name} : options_.paths) {
+                if (rootOf(path) == name) {
+                    watch(root, path);
+                }
+            }
+        } catch (Refused const& refused) {
+            failure = refused.what();
+            loop_.stop();
+        }
+    }
+    void watch(Root& root, std::string const& path) {
+        Place const place = places_.at(path);
+        for (std::string& line : tool::tree(place)) {
+            lines_.add(std::move(line));
+        }
+        root.watches.push_back(std::make_unique<Watch>(place, [this](Watch::Change const& change) {
+            if (options_.filter.takes(change)) {
+                lines_.add(now() + ' ' + textOf(change));
+            }
+        }));
+    }
+
+    MonitorOptions const& options_;
+    BoundedLines& lines_;
+    Kor::Link::Loop& loop_;
+    Kor::Ptr<Session> session_;
+    std::map<std::string, Root> roots_;
+    Roots places_;
+
+public:
+    std::string failure;
+};
+
+} // namespace
+
+void monitor(Context& context, MonitorOptions const& options) {
+    Kor::Link::Loop loop;
+    BoundedLines lines(context.out, options.buffer);
+    Monitoring monitoring(options, lines, loop);
+    Kor::Link::ConnectorConfig config;
+    config.session = sessionConfig("monitor");
+    config.setUp = [&](Session& session) { monitoring.setUp(session); };
+    config.hooks.offersChanged = [&](Session& session) { monitoring.offersChanged(session); };
+    config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
+        monitoring.note("no connection: " + std::string(reason.view()));
+    };
+    loop.signalsAre({SIGINT, SIGTERM}, [&](int) { loop.stop(); });
+    Kor::Link::Connector connector(loop, addressOf(options.live.address), config);
+    auto const broken = loop.every(std::chrono::milliseconds(200), [&] {
+        if (lines.isBroken()) {
+            loop.stop();
+        }
+    });
+    if (options.seconds != 0) {
+        loop.runFor(std::chrono::seconds(options.seconds));
+    } else {
+        loop.run();
+    }
+    if (!monitoring.failure.empty()) {
+        throw Refused(monitoring.failure);
+    }
+}
+
+} // namespace tool

@@ -1,0 +1,71 @@
+#pragma once
+
+/// `loamtunnel monitor`: the state of a live tree, and then each change as it comes.
+
+#include "tools/Live.h"
+
+#include <condition_variable>
+#include <deque>
+#include <iosfwd>
+#include <mutex>
+#include <thread>
+
+namespace tool {
+
+/// Lines for a reader who may be slow: they wait in a bounded queue, and a thread of its own writes them.
+/// What does not fit is lost and counted; the one that adds never waits.
+class BoundedLines {
+public:
+    BoundedLines(std::ostream& out, std::size_t most);
+    /// Waits until what is in the queue is written.
+    ~BoundedLines();
+    BoundedLines(BoundedLines const&) = delete;
+    BoundedLines& operator=(BoundedLines const&) = delete;
+
+    void add(std::string line);
+    /// The stream takes nothing more.
+    bool isBroken() const;
+    Kor::U64 lost() const;
+
+private:
+    void write();
+
+    std::ostream& out_;
+    std::size_t most_;
+    std::mutex mutable mutex_;
+    std::condition_variable changed_;
+    std::deque<std::string> lines_;
+    Kor::U64 lost_ = 0;
+    Kor::U64 allLost_ = 0;
+    bool ends_ = false;
+    bool isBroken_ = false;
+    std::thread writer_;
+};
+
+/// Which changes are shown; what is empty takes all.
+struct ChangeFilter {
+    struct Parts {
+        std::string_view entity, attribute, key;
+    };
+    /// The parts of a path: `lif.appConfig[a].reqCount[k]` is of the entity `lif.appConfig[a]`.
+    static Parts partsOf(std::string_view path);
+
+    bool takes(Watch::Change const& change) const;
+
+    /// A pattern of the shell for the entity's path.
+    std::string entity{};
+    std::string attribute{};
+    /// "set" or "del".
+    std::string kind{};
+};
+
+struct MonitorOptions {
+    LiveOptions live;
+    std::vector<std::string> paths;
+    ChangeFilter filter;
+    std::size_t buffer = 10'000;
+    /// 0 for no end.
+    unsigned seconds = 0;
+};
+
+} // namespace tool
