@@ -4,6 +4,7 @@
 #include "reflect/IntrospectionReactor.h"
 #include "reflect/TypeModule.h"
 
+#include <algorithm>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -132,6 +133,15 @@ KorType::~KorType() = default;
 
 KorType* KorType::named(std::string_view fullName) {
     return Registry::global().find(fullName);
+}
+
+std::vector<KorType*> KorType::all() {
+    std::vector<KorType*> types;
+    for (auto const& [name, type] : Registry::global().types) {
+        types.push_back(type);
+    }
+    std::ranges::sort(types, {}, [](KorType const* type) { return type->fullName_.view(); });
+    return types;
 }
 
 bool KorType::isA(KorType const* other) const noexcept {

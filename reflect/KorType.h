@@ -146,6 +146,8 @@ public:
 
     /// The type object of that full name, or null. Types have their full names from load on.
     static KorType* named(std::string_view fullName);
+    /// All type objects that there are, by full name.
+    static std::vector<KorType*> all();
 
     // What a tool asks. None of it fails.
     Name const& typeName() const noexcept { return fullName_; }

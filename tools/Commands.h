@@ -105,6 +105,13 @@ struct SchemaOptions {
 };
 void schema(Context& context, SchemaOptions const& options);
 
+struct ScriptOptions {
+    std::string file;
+    bool keepGoing = false;
+};
+/// `run`: makes objects and drives them, by the lines of a script (tools/Script.h).
+void runScript(Context& context, ScriptOptions const& options);
+
 struct RowLine {
     RowForm form;
     Words words;
@@ -119,6 +126,11 @@ RowLine parseRowLine(std::string_view text, RowOptions options);
 /// next line follows. Refused when the file cannot be read.
 void eachLine(Context& context, std::string const& file,
               std::function<void(std::string const& text, std::string const& where)> const& visit);
+
+/// Opens a file for reading ("-": the input stream) and calls `read(stream, name)`. Refused when it cannot be
+/// read.
+void withInput(Context& context, std::string const& file,
+               std::function<void(std::istream& stream, std::string const& name)> const& read);
 
 /// Listing columns shared by encode and decode.
 Json fieldsJson(DecodedRow const& row, bool nonzero);

@@ -1,6 +1,7 @@
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 #include "tools/Options.h"
+#include "tools/Script.h"
 
 #include <CLI/CLI.hpp>
 #include <fstream>
@@ -272,6 +273,18 @@ void addSchema(CLI::App& app, Context& context) {
     });
 }
 
+void addRun(CLI::App& app, Context& context) {
+    auto* const command = app.add_subcommand("run", "Make objects and drive them, by a script");
+    auto const options = std::make_shared<ScriptOptions>();
+    command->add_option("file", options->file, "The script; - is the standard input")
+        ->type_name("FILE")
+        ->required();
+    command->add_flag("-k,--keep-going", options->keepGoing,
+                      "Run the lines after one that failed; the exit status is 1 all the same");
+    command->footer(scriptHelp());
+    command->callback([&context, options] { runScript(context, *options); });
+}
+
 /// The message in one line.
 std::string oneLine(std::string text) {
     for (char& c : text) {
@@ -310,33 +323,39 @@ void Context::note(std::string const& message) {
     err << coloured("loamtunnel:", colourErr) << ' ' << message << '\n';
 }
 
+void withInput(Context& context, std::string const& file,
+               std::function<void(std::istream& stream, std::string const& name)> const& read) {
+    if (file == "-") {
+        read(context.in, "stdin");
+        return;
+    }
+    errno = 0;
+    std::ifstream stream(file);
+    // A directory opens, and fails when it is read.
+    if (!stream || (stream.peek() == std::ifstream::traits_type::eof() && errno != 0)) {
+        throw Refused("cannot read " + shown(file) + ": " + std::generic_category().message(errno));
+    }
+    stream.clear();
+    read(stream, file);
+}
+
 void eachLine(Context& context, std::string const& file,
               std::function<void(std::string const& text, std::string const& where)> const& visit) {
-    std::ifstream opened;
-    bool const isInput = file == "-";
-    if (!isInput) {
-        errno = 0;
-        opened.open(file);
-        // A directory opens, and fails when it is read.
-        if (!opened || (opened.peek() == std::ifstream::traits_type::eof() && errno != 0)) {
-            throw Refused("cannot read " + shown(file) + ": " + std::generic_category().message(errno));
+    withInput(context, file, [&](std::istream& stream, std::string const& name) {
+        std::string line;
+        for (U64 number = 1; std::getline(stream, line); ++number) {
+            line.resize(std::min(line.find('#'), line.size()));
+            if (split(line).empty()) {
+                continue;
+            }
+            std::string const where = name + ':' + std::to_string(number);
+            try {
+                visit(line, where);
+            } catch (Failure const& failure) {
+                context.report(where + ": " + failure.what());
+            }
         }
-        opened.clear();
-    }
-    std::istream& stream = isInput ? context.in : opened;
-    std::string line;
-    for (U64 number = 1; std::getline(stream, line); ++number) {
-        line.resize(std::min(line.find('#'), line.size()));
-        if (split(line).empty()) {
-            continue;
-        }
-        std::string const where = (isInput ? "stdin" : file) + ':' + std::to_string(number);
-        try {
-            visit(line, where);
-        } catch (Failure const& failure) {
-            context.report(where + ": " + failure.what());
-        }
-    }
+    });
 }
 
 int run(std::vector<std::string> const& arguments, Context context) {
@@ -354,6 +373,7 @@ int run(std::vector<std::string> const& arguments, Context context) {
     addTables(app, context);
     addSchema(app, context);
     addLiveCommands(app, context);
+    addRun(app, context);
     try {
         requireCommand(app, arguments);
         app.parse(

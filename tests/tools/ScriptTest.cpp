@@ -1,0 +1,276 @@
+/// Paths and scripts: what each command does and refuses, and all types of the registry by their names alone.
+
+#include "tools/Script.h"
+
+#include "tests/tools/Process.h"
+
+#include <sstream>
+
+namespace {
+
+using Kor::KorType;
+using support::loamtunnel;
+using support::Outcome;
+
+/// What a line prints, or "refused: " and the words.
+struct Session {
+    std::ostringstream out;
+    tool::Script script{out};
+
+    std::string operator()(std::string const& line) {
+        out.str("");
+        try {
+            script.line(line);
+        } catch (tool::Refused const& refused) {
+            return "refused: " + std::string(refused.what());
+        }
+        std::string text = out.str();
+        return text.substr(0, text.find_last_not_of('\n') + 1);
+    }
+};
+
+struct Step {
+    std::string line, expected;
+};
+
+void expectAll(Session& session, std::vector<Step> const& steps) {
+    for (Step const& step : steps) {
+        EXPECT_EQ(session(step.line), step.expected) << step.line;
+    }
+}
+
+TEST(Script, WritesReadsAndDeletes) {
+    Session session;
+    std::string const key = "EvecKey fapMask=3 index=4";
+    std::string const keyText = "Value('Hardware::LoamTunnel::EvecKey', ** {'fapMask': '3', 'index': 4})";
+    std::string const owner =
+        "Value('Hardware::LoamTunnel::EvecOwner', ** {'key': " + keyText + ", 'app': 'vtAppMpls'})";
+    expectAll(session,
+              {
+                  {"  # nothing", ""},
+                  {"new EvecStatus evec # a comment", ""},
+                  {"get evec", "'evec'"},
+                  {"set evec.owner EvecOwner key=(" + key + ") app=vtAppMpls", ""},
+                  {"get evec.owner[" + key + "]", owner},
+                  {"get evec.259[ " + keyText + " ]", owner},
+                  {"get evec.owner", "evec.owner[" + keyText + "] = " + owner},
+                  {"get evec.owner[" + key + "].key.index", "4"},
+                  {"set evec.owner[" + key + "] " + owner, ""},
+                  {"list evec.owner", keyText},
+                  {"new EvecKey same 3 0x4", ""},
+                  {"tree same", "same: EvecKey\n  fapMask = '3'\n  index = 4"},
+                  {"get evec.owner[$same].app", "'vtAppMpls'"},
+                  {"del evec.owner[$same]", ""},
+                  {"get evec.owner", ""},
+                  {"get evec.owner[$same].key.index", "1024"}, // of the default
+                  {"new TagPopPushStatus tags", ""},
+                  {"set tags.enabled true", ""},
+                  {"get tags.enabled", "True"},
+                  {"get tags.version", "1"},
+                  {"new Kor::Dir names", ""},
+                  {"set names.entry[tags] tags", ""},
+                  {"get names.entry['tags'].enabled", "True"},
+                  {"tree names 1", "names: Dir\n  entry[tags]: TagPopPushStatus ..."},
+                  {"set names.entry[tags] None", ""},
+                  {"new LifAppConfig lone vtAppMpls", ""},
+                  {"set lone.reqCount[lifAcMp] 1", "refused: 'lifAcMp' is no AradLifEntry: expected "
+                                                   "\"Value\" at column 0"},
+                  {"set lone.reqCount[AradLifEntry lifType=lifAcMp dword0=0x1_] 1",
+                   "refused: '0x1_' is no U64: junk at column 3 deserializing 0x1_"},
+                  {"new Kor::String8 text it's", "refused: a ' is missing at the end"},
+                  {"new Kor::String8 text 'it\\'s # [' # so", ""},
+                  {"get text", "'it\\'s # ['"},
+                  {"del text", ""},
+                  {"list",
+                   "evec: EvecStatus\nlone: LifAppConfig\nnames: Dir\nsame: EvecKey\ntags: TagPopPushStatus"},
+              });
+}
+
+TEST(Script, SaysWhatIsWrong) {
+    Session session;
+    for (char const* line : {"new LifAppConfigDir lif", "set lif.appConfig[vtAppMpls]", "new AradLifAcMp v",
+                             "new FapTypeProperties fap"}) {
+        EXPECT_EQ(session(line), "");
+    }
+    std::string const types = "refused: no type LifAppConfi; did you mean LifAppConfig, LifAppConfigDir or ";
+    expectAll(
+        session,
+        {
+            {"nw x y", "refused: no command nw; did you mean new?"},
+            {"get", "refused: the line is to be get PATH"},
+            {"get lif x", "refused: the line is to be get PATH"},
+            {"new LifAppConfigDir", "refused: new takes a type and a name, such as new LifAppConfigDir lif"},
+            {"new LifAppConfigDir lif", "refused: lif is there already"},
+            {"new LifAppConfigDir 5",
+             "refused: '5' is no name: letters, digits and _ are, with a letter in front"},
+            {"new OutAcConfig x", "refused: OutAcConfig is not made by itself"},
+            {"new LifAppConfig x", "refused: a new LifAppConfig takes (app: VtAppId), not 0 arguments"},
+            {"new LifAppConfig x vtAppMpl",
+             "refused: no VtAppId is called vtAppMpl; did you mean vtAppMpls?"},
+            {"new AradLifAcMp x vsii=1", "refused: AradLifAcMp has no field vsii; did you mean vsi?"},
+            {"new AradLifAcMp x vsi=1 vsi=2", "refused: vsi is given twice"},
+            {"new AradLifAcMp x vlanEditVid1=4096",
+             "refused: vlanEditVid1=4096 does not fit: the field would keep 0"},
+            {"new AradLifAcMp x vsi=65536", "refused: 65536 does not fit U16: it would keep 0"},
+            {"set v.vlanEditProfile 9", "refused: 9 does not fit v.vlanEditProfile: it would keep 1"},
+            {"set v.lifType lifAcMp", "refused: v.lifType: lifType does not support set"},
+            {"get lf", "refused: 'lf' is the name of nothing; did you mean lif?"},
+            {"get lif.appConfg",
+             "refused: lif, of type LifAppConfigDir, has no attribute appConfg; did you mean "
+             "appConfig?"},
+            {"get lif.999",
+             "refused: lif, of type LifAppConfigDir, has no attribute 999; there are appConfig"},
+            {"get lif.appConfig.app", "refused: lif.appConfig has keys; give one, lif.appConfig[VtAppId]"},
+            {"get lif.appConfig[vtAppMpls", "refused: a ] is missing at the end"},
+            {"get lif.appConfig[vtAppMpls)]", "refused: a ) closes what is not open"},
+            {"get lif.appConfig[vtAppMpls]x",
+             "refused: 'x' stands behind lif.appConfig[vtAppMpls] where only . or [ can; a path is such as "
+             "lif.appConfig[vtAppMpls].app"},
+            {"get lif.appConfig[vtAppEvpn].app", "refused: there is no lif.appConfig[vtAppEvpn]"},
+            {"get lif.appConfig[vtAppMpls].app[1]", "refused: lif.appConfig[vtAppMpls].app takes no key"},
+            {"set lif 3", "refused: lif is not an attribute; set one of its attributes"},
+            {"set lif.appConfig[vtAppEvpn] 3",
+             "refused: lif.appConfig[vtAppEvpn] is made from its key alone; '3' is too much"},
+            {"set lif.appConfig[vtAppMpls].reqCount[$v]",
+             "refused: lif.appConfig[vtAppMpls].reqCount[Value('Hardware::LoamTunnel::AradLifEntry', ** "
+             "{'lifType': 'lifAcMp', 'dword0': 0, 'dword1': 0})] is to become what? Give a U32"},
+            {"set lif.appConfig[vtAppMpls].reqCount[$lif] 1",
+             "refused: $lif is of type LifAppConfigDir, not AradLifEntry"},
+            {"set fap.properties[fapTypeArad] lif",
+             "refused: lif is of type LifAppConfigDir, not FapTypeProperties::Properties"},
+            {"set fap.handleInitialized 1",
+             "refused: fap.handleInitialized is an operation; it is not set but called"},
+            {"get fap.handleInitialized",
+             "refused: fap.handleInitialized is an operation; it is not read but called"},
+            {"call fap.initialized", "refused: fap.initialized is not an operation, so it cannot be called"},
+            {"call fap.handleInitialized 1", "refused: handleInitialized takes (), not 1 argument"},
+            {"call v.writeToChipFormat jerichoChip8 0",
+             "refused: writeToChipFormat takes a buffer, which has no text; see loamtunnel encode for rows"},
+            {"del lif.appConfig[vtAppEvpn]", "refused: there is no lif.appConfig[vtAppEvpn]"},
+            {"del fap.initialized", "refused: fap.initialized cannot be deleted: it is not under a key"},
+            {"watch v", "refused: v is in a value, which tells nobody of changes; watch an object"},
+            {"unwatch lif", "refused: lif is not watched"},
+            {"tree lif x", "refused: 'x' is no depth from 0 to 1000"},
+        });
+}
+
+TEST(Script, TellsOfChangesBelow) {
+    Session session;
+    std::string const mpls = "lif.appConfig[vtAppMpls]";
+    std::string const lif = "[AradLifAcMp vsi=1]";
+    std::string const text =
+        "[Value('Hardware::LoamTunnel::AradLifEntry', ** {'lifType': 'lifAcMp', 'dword0': 1, "
+        "'dword1': 0})]";
+    expectAll(session,
+              {
+                  {"new LifAppConfigDir lif", ""},
+                  {"watch lif", ""},
+                  {"set " + mpls, "* " + mpls + " = 'lif/appConfig[\\'vtAppMpls\\']'"},
+                  {"set " + mpls + ".reqCount" + lif + " 3", "* " + mpls + ".reqCount" + text + " = 3"},
+                  {"set " + mpls + ".reqCount" + lif + " 3", ""},
+                  {"watch " + mpls + ".reqCount" + lif, ""}, // a second one, on the one key
+                  {"unwatch lif", ""},
+                  {"set " + mpls + ".reqCount[AradLifAcMp vsi=2] 3", ""},
+                  {"del " + mpls + ".reqCount" + lif, "* " + mpls + ".reqCount" + text + " deleted"},
+                  {"watch lif", ""}, // what is there already is heard as well
+                  {"set " + mpls + ".reqCount[AradLifAcMp vsi=2] 0",
+                   "* " + mpls +
+                       ".reqCount[Value('Hardware::LoamTunnel::AradLifEntry', ** {'lifType': 'lifAcMp', "
+                       "'dword0': 2, 'dword1': 0})] = 0"},
+                  {"del " + mpls, "* " + mpls + " deleted"},
+              });
+}
+
+/// The text of one value of the type: its default, unless that is none of its values.
+std::string defaultText(KorType const& type) {
+    if (type.isEnumType()) {
+        return type.attributes().front()->name().charPtr();
+    }
+    if (type.typeName() == "Bridging::VlanId") {
+        return "1";
+    }
+    return tool::textOf(type.genericIf(static_cast<void const*>(nullptr), false));
+}
+
+TEST(Script, MakesAndDrivesEveryType) {
+    unsigned made = 0;
+    unsigned written = 0;
+    for (KorType const* type : KorType::all()) {
+        if (!type->hasGenericIfSupport() || type->typeName() == "Kor::BytePtr" ||
+            type->typeName() == "Kor::Builtin<void*>") {
+            continue; // without a text form
+        }
+        std::string const name(type->typeName().view());
+        SCOPED_TRACE(name);
+        Session session;
+        std::string arguments;
+        for (auto const& each : type->constructorArgTypeQQueue()) {
+            arguments += " (" + defaultText(*KorType::named(each.value.view())) + ')';
+        }
+        if (type->isValue() && (arguments.empty() || name == "Bridging::VlanId")) {
+            arguments = ' ' + defaultText(*type);
+        }
+        std::string const outcome = session("new " + name + " x" + arguments);
+        if (outcome.find("is not made by itself") != std::string::npos) {
+            EXPECT_FALSE(type->isValue());
+            continue;
+        }
+        ASSERT_EQ(outcome, "");
+        ++made;
+        if (type->isValue()) {
+            EXPECT_EQ(session("new " + name + " y " + session("get x")), "");
+            EXPECT_EQ(session("get y"), session("get x"));
+        }
+        EXPECT_EQ(session("tree x").find("refused"), std::string::npos);
+        EXPECT_EQ(session("list x").find("refused"), std::string::npos);
+        for (auto const& attr : type->attributes()) {
+            using Shape = tool::AttributeShape;
+            Shape const shape = tool::shapeOf(*attr);
+            if (attr->attributeId() < 258 || (shape != Shape::valueMap && shape != Shape::children)) {
+                continue;
+            }
+            std::string const path = "x." + std::string(attr->name().view());
+            std::string const member = path + '[' + defaultText(*attr->keyType()) + ']';
+            std::string const before = session("list " + path);
+            std::string const value = shape == Shape::children ? "" : " " + defaultText(*attr->type());
+            EXPECT_EQ(session("set " + member + value), "") << member;
+            if (attr->name() == "freeMirrorSession") { // a queue: only what is there can be set
+                continue;
+            }
+            EXPECT_NE(session("list " + path), before);
+            EXPECT_EQ(session("get " + path).find(session("list " + path)), path.size() + 1);
+            EXPECT_EQ(session("del " + member), "");
+            EXPECT_EQ(session("list " + path), before);
+            ++written;
+        }
+    }
+    EXPECT_GT(made, 90u);
+    EXPECT_GT(written, 25u);
+}
+
+TEST(Script, StopsOrGoesOn) {
+    std::string const lines = "new U32 number 5\nget number\nget m\nget number\n";
+    std::string const message = "loamtunnel: stdin:3: 'm' is the name of nothing; there are number\n";
+    Outcome const stopped = loamtunnel({"run", "-"}, lines);
+    EXPECT_EQ(stopped.out, "5\n");
+    EXPECT_EQ(stopped.err, message);
+    EXPECT_EQ(stopped.status, 1);
+    Outcome const went = loamtunnel({"run", "--keep-going", "-"}, lines);
+    EXPECT_EQ(went.out, "5\n5\n");
+    EXPECT_EQ(went.err, message);
+    EXPECT_EQ(went.status, 1);
+    EXPECT_EQ(loamtunnel({"run"}).status, 2);
+    EXPECT_EQ(loamtunnel({"run", "/nowhere"}).err,
+              "loamtunnel: cannot read /nowhere: No such file or directory\n");
+}
+
+TEST(Script, Example) {
+    std::ostringstream expected;
+    expected << std::ifstream(LOAM_EXAMPLES "/requests.out").rdbuf();
+    Outcome const outcome = loamtunnel({"run", LOAM_EXAMPLES "/requests.txt"});
+    EXPECT_EQ(outcome.out, expected.str());
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+} // namespace

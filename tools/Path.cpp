@@ -1,0 +1,487 @@
+#include "tools/Path.h"
+
+#include "tools/Text.h"
+
+#include <algorithm>
+
+namespace tool {
+
+namespace {
+
+using Kor::AttributeId;
+using Kor::GenericIf;
+using Kor::KorAttr;
+using Kor::KorType;
+using Op = GenericIf::AttributeOp;
+using Key = GenericIf::Key;
+
+bool isLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+}
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isName(std::string_view text) {
+    return !text.empty() && isLetter(text[0]) &&
+           std::ranges::all_of(text, [](char c) { return isLetter(c) || isDigit(c); });
+}
+
+bool holdsObjects(AttributeShape shape) {
+    return shape == AttributeShape::children || shape == AttributeShape::references;
+}
+bool hasKeys(AttributeShape shape) {
+    return shape != AttributeShape::scalar && shape != AttributeShape::operation;
+}
+
+/// Those attributes that a box answers for, without those that all entities have.
+std::vector<KorAttr const*> ownAttributes(KorType const& type) {
+    std::vector<KorAttr const*> own;
+    for (auto const& each : type.attributes()) {
+        bool const ofEveryEntity = type.isA(Kor::Entity::_fwkType()) && each->attributeId() < 258;
+        if (!ofEveryEntity && !type.isEnumType()) {
+            own.push_back(each.ptr());
+        }
+    }
+    return own;
+}
+
+/// An attribute by name or id.
+KorAttr const& attributeNamed(KorType const& type, std::string_view word, std::string const& where) {
+    std::optional<U64> const id = parseNumber(word);
+    KorAttr const* const found = id ? type.attribute(static_cast<AttributeId>(std::min<U64>(*id, 0x7fffffff)))
+                                    : type.typeAttr()->attr(Kor::String8(word));
+    if (found != nullptr && !type.isEnumType()) {
+        return *found;
+    }
+    std::vector<std::string> known;
+    for (KorAttr const* each : ownAttributes(type)) {
+        known.emplace_back(each->name().view());
+    }
+    throw Refused(where + ", of type " + shortName(type) + ", has no attribute " + shown(word) +
+                  (known.empty() ? "; it has none" : suggest(word, known)));
+}
+
+Box op(Place const& at, Op::OpId id, Box const& value = nullptr) {
+    return refusing(at.path, [&] {
+        return at.object->attributeOp({at.attribute->attributeId(), id}, at.key, value);
+    });
+}
+
+[[noreturn]] void needsKey(Place const& at) {
+    throw Refused(at.path + " has keys; give one, " + at.path + "[" + shortName(*at.attribute->keyType()) +
+                  "]");
+}
+
+AttributeShape shapeAt(Place const& at) {
+    return at.attribute != nullptr ? shapeOf(*at.attribute) : AttributeShape::scalar;
+}
+
+std::string memberPath(std::string const& path, GenericIf const& key) {
+    return path + '[' + keyText(key) + ']';
+}
+
+Place attributePlace(Place const& of, KorAttr const& attribute) {
+    Place at{of.object, &attribute, nullptr, of.path, of.isCopy};
+    at.path.append(".").append(attribute.name().view());
+    return at;
+}
+
+/// Calls `visit` for each member of an attribute that has keys, with its place.
+template <class Visit>
+void eachMember(Place const& at, Visit const& visit) {
+    refusing(at.path, [&] {
+        for (auto walk = at.object->attributeIteratorConst(at.attribute->attributeId()); walk; ++walk) {
+            Key const key = walk.key();
+            visit(Place{at.object, at.attribute, key, memberPath(at.path, *key), at.isCopy}, walk);
+        }
+    });
+}
+
+/// The key's text from behind its bracket on; `rest` then begins behind the closing one.
+std::string_view takeKey(std::string_view& rest) {
+    Nesting nesting;
+    for (std::size_t i = 0; i < rest.size(); ++i) {
+        if (nesting.step(rest[i]) && i > 0) {
+            std::string_view const key = rest.substr(1, i - 1);
+            rest.remove_prefix(i + 1);
+            nesting.end();
+            return key;
+        }
+    }
+    nesting.end();
+    throw Refused("a ] is missing");
+}
+
+/// Goes on from a place to what is there, for a longer path.
+Place enter(Place const& at) {
+    AttributeShape const shape = shapeAt(at);
+    if (shape == AttributeShape::operation) {
+        throw Refused(at.path + " is an operation, and a path ends there");
+    }
+    if (hasKeys(shape) && !at.key) {
+        needsKey(at);
+    }
+    Box const box = valueAt(at);
+    if (!box) {
+        throw Refused("there is no " + at.path);
+    }
+    bool const isCopy = at.isCopy || (at.attribute != nullptr && at.attribute->type()->isValue());
+    return {box, nullptr, nullptr, at.path, isCopy};
+}
+
+} // namespace
+
+AttributeShape shapeOf(KorAttr const& attribute) {
+    bool const ofObjects = !attribute.type()->isValue();
+    if (attribute.keyType() != nullptr) {
+        bool const hasKeyInside = !attribute.keyAttributeName().empty();
+        return ofObjects ? (hasKeyInside ? AttributeShape::children : AttributeShape::references)
+                         : (hasKeyInside ? AttributeShape::keyedMap : AttributeShape::valueMap);
+    }
+    // What all entities have is read, whoever computes it.
+    bool const ofEveryEntity = attribute.attributeId() > 1 && attribute.attributeId() < 258 &&
+                               attribute.owner()->isA(Kor::Entity::_fwkType());
+    return attribute.introspectionFlags().word == 8 && !ofEveryEntity ? AttributeShape::operation
+                                                                      : AttributeShape::scalar;
+}
+
+void Roots::add(std::string_view name, Box box) {
+    if (!isName(name)) {
+        throw Refused("'" + shown(name) + "' is no name: letters, digits and _ are, with a letter in front");
+    }
+    if (!all_.emplace(name, std::move(box)).second) {
+        throw Refused(std::string(name) + " is there already");
+    }
+}
+
+void Roots::del(std::string_view name) {
+    auto const at = all_.find(name);
+    if (at == all_.end()) {
+        throw Refused("there is no " + shown(name));
+    }
+    all_.erase(at);
+}
+
+Find Roots::find() const {
+    return [this](std::string_view path) { return valueAt(at(path)); };
+}
+
+Place Roots::at(std::string_view path) const {
+    std::string_view rest = trimmed(path);
+    auto const takeName = [&] {
+        std::size_t const end = std::min(rest.find_first_of(".["), rest.size());
+        std::string_view const name = trimmed(rest.substr(0, end));
+        rest.remove_prefix(end);
+        return name;
+    };
+    std::string_view const name = takeName();
+    auto const root = all_.find(name);
+    if (root == all_.end()) {
+        std::vector<std::string> known;
+        for (auto const& each : all_) {
+            known.push_back(each.first);
+        }
+        throw Refused("'" + shown(name) + "' is the name of nothing" +
+                      (known.empty() ? "; nothing has been made" : suggest(name, known)));
+    }
+    Place at{root->second, nullptr, nullptr, root->first, false};
+    while (!rest.empty()) {
+        if (rest[0] == '.') {
+            rest.remove_prefix(1);
+            at = enter(at);
+            at = attributePlace(at, attributeNamed(*at.object->type(), takeName(), at.path));
+        } else if (rest[0] == '[') {
+            if (at.key || !hasKeys(shapeAt(at))) {
+                throw Refused(at.path + " takes no key");
+            }
+            at.key = readValue(*at.attribute->keyType(), takeKey(rest), find());
+            at.path = memberPath(at.path, *at.key);
+        } else {
+            throw Refused("'" + shown(rest) + "' stands behind " + at.path +
+                          " where only . or [ can; a path is such as lif.appConfig[vtAppMpls].app");
+        }
+        rest = trimmed(rest);
+    }
+    return at;
+}
+
+Box valueAt(Place const& at) {
+    if (at.attribute == nullptr) {
+        return at.object;
+    }
+    AttributeShape const shape = shapeAt(at);
+    if (shape == AttributeShape::operation) {
+        throw Refused(at.path + " is an operation; it is not read but called");
+    }
+    if (hasKeys(shape) && !at.key) {
+        needsKey(at);
+    }
+    return op(at, Op::get);
+}
+
+std::vector<std::string> get(Place const& at) {
+    if (!hasKeys(shapeAt(at)) || at.key) {
+        return {textOf(valueAt(at))};
+    }
+    std::vector<std::string> lines;
+    eachMember(at, [&](Place const& member, auto const& walk) {
+        lines.push_back(textOf(Watch::Change{member.path, textOf(walk.value())}));
+    });
+    return lines;
+}
+
+void set(Place const& at, std::string_view text, Roots const& roots) {
+    text = trimmed(text);
+    if (at.attribute == nullptr) {
+        throw Refused(at.path + " is not an attribute; set one of its attributes");
+    }
+    if (at.isCopy) {
+        throw Refused(at.path + " is in a value that is set as a whole; set what holds the value");
+    }
+    AttributeShape const shape = shapeAt(at);
+    if (shape == AttributeShape::operation) {
+        throw Refused(at.path + " is an operation; it is not set but called");
+    }
+    if (hasKeys(shape) && shape != AttributeShape::keyedMap && !at.key) {
+        needsKey(at);
+    }
+    if (shape == AttributeShape::children) {
+        if (!text.empty()) {
+            throw Refused(at.path + " is made from its key alone; '" + shown(text) + "' is too much");
+        }
+        auto const arguments = Kor::makePtr<GenericIf::List_>();
+        arguments->list().enq(const_cast<GenericIf*>(at.key.ptr()));
+        Place const whole{at.object, at.attribute, nullptr, at.path, false};
+        op(whole, Op::set, arguments);
+        return;
+    }
+    if (text.empty()) {
+        throw Refused(at.path + " is to become what? Give a " + shortName(*at.attribute->type()));
+    }
+    Box const value = readValue(*at.attribute->type(), text, roots.find());
+    if (shape == AttributeShape::keyedMap) {
+        Place const whole{at.object, at.attribute, nullptr, at.path, false};
+        if (at.key) {
+            Box const inside = value->attributeOp(
+                {value->attributeId(at.attribute->keyAttributeName()), Op::get}, nullptr, nullptr);
+            if (inside->strRep() != at.key->strRep()) {
+                throw Refused(at.path + " cannot take a value whose key is " + textOf(inside));
+            }
+        }
+        op(whole, Op::set, value);
+        return;
+    }
+    if (shape == AttributeShape::scalar && at.object->type()->isValue()) {
+        // A field of a value keeps what it has room for.
+        Place const trial{at.object->clone(), at.attribute, nullptr, at.path, false};
+        op(trial, Op::set, value);
+        if (Box const kept = valueAt(trial); kept->strRep() != value->strRep()) {
+            throw Refused(shown(text) + " does not fit " + at.path + ": it would keep " + textOf(kept));
+        }
+    }
+    op(at, Op::set, value);
+}
+
+std::string del(Place const& at) {
+    if (at.attribute == nullptr || !hasKeys(shapeAt(at))) {
+        throw Refused(at.path + " cannot be deleted: it is not under a key");
+    }
+    if (!at.key) {
+        needsKey(at);
+    }
+    if (!Kor::unbox<bool>(*op(at, Op::contains))) {
+        throw Refused("there is no " + at.path);
+    }
+    std::string text = textOf(op(at, Op::get));
+    op(at, Op::del);
+    return text;
+}
+
+namespace {
+
+std::string signatureOf(KorAttr const& attribute) {
+    std::string text(attribute.name().view());
+    AttributeShape const shape = shapeOf(attribute);
+    if (hasKeys(shape)) {
+        text.append("[").append(shortName(*attribute.keyType())).append("]");
+    } else if (shape == AttributeShape::operation) {
+        std::vector<std::string> arguments;
+        for (auto const& each : attribute.arguments()) {
+            KorType const* const type = KorType::named(each.type.view());
+            arguments.emplace_back(each.name.view());
+            arguments.back().append(": ").append(type != nullptr ? shortName(*type) : each.type.charPtr());
+        }
+        text.append("(").append(join(arguments, ", ")).append(")");
+        if (attribute.type()->typeName() == "Kor::Builtin<void*>") {
+            return text;
+        }
+    }
+    return text.append(": ").append(shortName(*attribute.type()));
+}
+
+} // namespace
+
+std::vector<std::string> list(Place const& at) {
+    std::vector<std::string> lines;
+    if (hasKeys(shapeAt(at)) && !at.key) {
+        eachMember(at, [&](Place const& member, auto const&) { lines.push_back(keyText(*member.key)); });
+        return lines;
+    }
+    for (KorAttr const* each : ownAttributes(*enter(at).object->type())) {
+        lines.push_back(signatureOf(*each));
+    }
+    return lines;
+}
+
+std::optional<std::string> call(Place const& at, std::string_view arguments, Roots const& roots) {
+    if (shapeAt(at) != AttributeShape::operation) {
+        throw Refused(at.path + " is not an operation, so it cannot be called");
+    }
+    Box const given = readArguments(*at.attribute, arguments, roots.find());
+    Place const whole{at.object, at.attribute, given, at.path, at.isCopy};
+    Box const result = op(whole, Op::get);
+    bool const hasResult = at.attribute->type()->typeName() != "Kor::Builtin<void*>";
+    return hasResult ? std::optional(textOf(result)) : std::nullopt;
+}
+
+namespace {
+
+struct Tree {
+    std::vector<std::string> lines;
+    unsigned depth;
+
+    void line(unsigned level, std::string_view text) {
+        lines.push_back(std::string(2 * level, ' ').append(text));
+    }
+    void object(std::string const& name, Box const& box, unsigned level) {
+        KorType const& type = *box->type();
+        line(level, name + ": " + shortName(type) + (level == depth ? " ..." : ""));
+        if (level == depth) {
+            return;
+        }
+        Place const whole{box, nullptr, nullptr, name, false};
+        for (KorAttr const* each : ownAttributes(type)) {
+            if (each->name() != "fwkKey") { // the key attribute, which is there as well
+                attribute(attributePlace(whole, *each), level + 1);
+            }
+        }
+    }
+    void attribute(Place const& at, unsigned level) {
+        std::string const name(at.attribute->name().view());
+        AttributeShape const shape = shapeAt(at);
+        if (shape == AttributeShape::operation) {
+            return;
+        }
+        if (!hasKeys(shape)) {
+            value(name, valueAt(at), level);
+            return;
+        }
+        eachMember(at, [&](Place const& member, auto const& walk) {
+            std::string const memberName = memberPath(name, *member.key);
+            if (holdsObjects(shape)) {
+                value(memberName, const_cast<GenericIf*>(walk.value().ptr()), level);
+            } else {
+                line(level, memberName + " = " + textOf(walk.value()));
+            }
+        });
+    }
+    void value(std::string const& name, Box const& box, unsigned level) {
+        if (box && !box->type()->isValue()) {
+            object(name, box, level);
+        } else {
+            line(level, name + " = " + textOf(box));
+        }
+    }
+};
+
+} // namespace
+
+std::vector<std::string> tree(Place const& at, unsigned depth) {
+    Tree tree{{}, depth};
+    if (hasKeys(shapeAt(at)) && !at.key) {
+        tree.attribute(at, 0);
+    } else if (Box const box = valueAt(at);
+               box && box->type()->isValue() && !ownAttributes(*box->type()).empty()) {
+        tree.object(at.path, box, 0); // asked for by name, so taken apart
+    } else {
+        tree.value(at.path, box, 0);
+    }
+    return tree.lines;
+}
+
+// Watches
+
+class Watch::Listener final : public GenericIf::Listener {
+public:
+    explicit Listener(Watch* watch) : watch_(watch) {}
+    void onAttribute(GenericIf&, AttributeId attribute, Key const& key) override {
+        watch_->changed(attribute, key);
+    }
+
+private:
+    Watch* watch_; // takes the listener off when it ends
+};
+
+Watch::Watch(Place const& place, Tell tell) : path_(place.path), only_(nullptr), tell_(std::move(tell)) {
+    bool const isMember = place.attribute != nullptr && place.key && holdsObjects(shapeAt(place));
+    Place const at = place.attribute == nullptr || isMember ? enter(place) : place;
+    if (at.isCopy || at.object->type()->isValue()) {
+        throw Refused(at.path + " is in a value, which tells nobody of changes; watch an object");
+    }
+    if (at.attribute != nullptr) {
+        only_ = at.attribute;
+        onlyKey_ = at.key ? keyText(*at.key) : "";
+        std::size_t const tail = at.attribute->name().length() + 1 + (at.key ? onlyKey_.size() + 2 : 0);
+        path_.resize(path_.size() - tail); // that of the object
+    }
+    box_ = at.object->clone();
+    box_->listenerIs(Kor::makePtr<Listener>(this));
+    for (KorAttr const* each : ownAttributes(*box_->type())) {
+        if (holdsObjects(shapeOf(*each)) && (only_ == nullptr || only_ == each)) {
+            eachMember({box_, each, nullptr, path_, false},
+                       [&](Place const& member, auto const&) { childIs(*each, member.key); });
+        }
+    }
+}
+
+Watch::~Watch() {
+    if (box_) {
+        box_->listenerIs(nullptr);
+        box_->notifierIs(nullptr);
+    }
+}
+
+void Watch::childIs(KorAttr const& attribute, Key const& key) {
+    Place at{box_, &attribute, key, path_ + '.' + std::string(attribute.name().view()), false};
+    at.path = memberPath(at.path, *key);
+    children_.erase(at.path);
+    if (Box const child = valueAt(at)) {
+        children_.emplace(at.path,
+                          std::make_unique<Watch>(Place{child, nullptr, nullptr, at.path, false}, tell_));
+    }
+}
+
+void Watch::changed(AttributeId id, Key const& key) {
+    KorAttr const* const attribute = box_->type()->attribute(id);
+    if (attribute == nullptr || (only_ != nullptr && only_ != attribute) ||
+        (key && !onlyKey_.empty() && keyText(*key) != onlyKey_)) {
+        return;
+    }
+    Place at = attributePlace({box_, nullptr, nullptr, path_, false}, *attribute);
+    bool isThere = true;
+    if (key) {
+        at.key = key;
+        at.path = memberPath(at.path, *key);
+        isThere = Kor::unbox<bool>(*op(at, Op::contains));
+        if (holdsObjects(shapeAt(at))) {
+            childIs(*attribute, key);
+        }
+    }
+    tell_({at.path, isThere ? std::optional(textOf(valueAt(at))) : std::nullopt});
+}
+
+std::string textOf(Watch::Change const& change) {
+    return change.text ? change.path + " = " + *change.text : change.path + " deleted";
+}
+
+} // namespace tool

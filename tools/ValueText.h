@@ -1,0 +1,87 @@
+#pragma once
+
+/// Values and objects in boxes (reflect/GenericIf.h) from what a person types. Everything goes by what the
+/// type objects tell, so that a new type needs nothing here.
+///
+/// A value of a known type is written as its text form (reflect/Text.h), or in a shorter way:
+///
+///     vtAppMpls                                 an enumerator without its quotes; likewise any quoted text
+///     true                                      as well as True
+///     AradLifAcMp vsi=100 vlanEditVid1=20       a type and fields of it, the others have their default
+///     EvecKey fapMask=3 index=(EvecIndex value=4)   in parentheses where there are blanks
+///     $lif.appConfig[vtAppMpls].app             what a path (tools/Path.h) leads to
+///
+/// A value of a derived type stands for one of its base. An object is given by a path, none by `None`.
+///
+/// Every fault is a Refused (tools/Failure.h).
+
+#include "reflect/GenericIf.h"
+#include "reflect/KorType.h"
+#include "tools/Failure.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+using Box = Kor::Ptr<Kor::GenericIf>;
+
+/// Follows a text past quotes and brackets.
+class Nesting {
+public:
+    /// Whether the character stands outside of all quotes and brackets, of which it may be the first or last.
+    bool step(char c);
+    bool isQuoted() const { return quote_ != 0; }
+    /// Refused if something is still open, or was closed that was not open.
+    void end() const;
+
+private:
+    std::string open_;
+    char quote_ = 0;
+    bool escaped_ = false;
+    char wrong_ = 0;
+};
+
+std::string_view trimmed(std::string_view text);
+
+/// The text cut at blanks outside of quotes and brackets. Refused if these do not match.
+std::vector<std::string_view> words(std::string_view text);
+
+/// The short name of a type, with those of the types around it, such as "FapTypeProperties::Properties".
+std::string shortName(Kor::KorType const& type);
+
+/// The type of that full name, or of that last part of it. Refused if there is none.
+Kor::KorType& typeNamed(std::string_view name);
+
+/// Finds what a path leads to, for texts that name objects. Null for nothing.
+using Find = std::function<Box(std::string_view path)>;
+
+/// A value of exactly that type; of an object type, an object of it or of a derived one, or null for `None`.
+Box readValue(Kor::KorType const& type, std::string_view text, Find const& find);
+
+/// A new object or value from the arguments of its constructor in order, or as `name=value`; a value also
+/// from its text or from fields. An object that is made from a name, and is given none, is called `name`.
+Box makeNew(Kor::KorType const& type, std::string_view name, std::string_view arguments, Find const& find);
+
+/// A key as it is written in a path: without the quotes that it can do without.
+std::string keyText(Kor::GenericIf const& key);
+
+/// The text of what is in the box, "None" for a null box.
+std::string textOf(Kor::Ptr<Kor::GenericIf const> const& box);
+
+/// Reads the arguments of an operation, in order. Refused when there are too few or too many.
+Box readArguments(Kor::KorAttr const& operation, std::string_view text, Find const& find);
+
+/// Calls `attempt`, and refuses what it refuses by a Kor::Exception, with `what` before the words.
+template <class Attempt>
+auto refusing(std::string_view what, Attempt const& attempt) -> decltype(attempt()) {
+    try {
+        return attempt();
+    } catch (Kor::Exception const& exception) {
+        throw Refused(std::string(what) + ": " + exception.what());
+    }
+}
+
+} // namespace tool
