@@ -52,7 +52,7 @@ void serve(Context& context, ServeOptions const& options) {
     answerTools(*service);
     for (auto const& [name, box] : script.roots().all()) {
         if (auto const entity = entityIn(box)) {
-            refusing("cannot serve " + name, [&] {
+            refusing("cannot serve " + name, [&, name = name] {
                 service->offer(Kor::Name(Kor::String8(name)), entity,
                                options.writable ? Access::writable : Access::readOnly);
             });
