@@ -1,0 +1,220 @@
+#include "tests/tools/Process.h"
+#include "tools/Child.h"
+#include "tools/ChipImage.h"
+#include "tools/LiveCommands.h"
+
+#include <condition_variable>
+#include <csignal>
+#include <filesystem>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <set>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Kor::U32;
+using support::loamtunnel;
+using support::Outcome;
+
+/// A folder for one test, and a server in it.
+class Live : public testing::Test {
+protected:
+    Live() : folder_(testing::TempDir() + "loam-live-" + std::to_string(getpid())) {
+        std::filesystem::create_directories(folder_);
+    }
+    ~Live() override { std::filesystem::remove_all(folder_); }
+
+    std::string file(std::string const& name) const { return folder_ + '/' + name; }
+    std::string socket() const { return file("socket"); }
+    std::string content(std::string const& name) const {
+        std::ostringstream text;
+        text << std::ifstream(file(name)).rdbuf();
+        return text.str();
+    }
+    tool::Child start(std::vector<std::string> words, std::string const& log) const {
+        words.insert(words.begin(), LOAM_PROGRAM);
+        return {std::move(words), file(log)};
+    }
+    tool::Child serve(std::vector<std::string> const& more) const {
+        std::vector<std::string> words{"serve", "--socket", socket()};
+        words.insert(words.end(), more.begin(), more.end());
+        tool::Child server = start(words, "serve.log");
+        EXPECT_TRUE(eventually([&] { return content("serve.log").find("serving at") != std::string::npos; }));
+        return server;
+    }
+    static bool eventually(std::function<bool()> const& condition) {
+        for (int i = 0; i < 2'000; ++i) {
+            if (condition()) {
+                return true;
+            }
+            std::this_thread::sleep_for(10ms);
+        }
+        return false;
+    }
+    Outcome on(std::string const& command, std::vector<std::string> words) const {
+        words.insert(words.begin(), {command, "--socket", socket(), "--timeout", "20000"});
+        return loamtunnel(words);
+    }
+
+private:
+    std::string folder_;
+};
+
+TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
+    auto server = serve({"lif=LifAppConfigDir", "evec=EvecStatus", "--writable"});
+    std::string const count = "lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]";
+    ASSERT_EQ(on("set", {"lif.appConfig[vtAppMpls]"}).err, "");
+    EXPECT_EQ(on("set", {count, "3"}).err, "");
+    EXPECT_EQ(on("get", {count}).out, "3\n");
+    EXPECT_NE(on("tree", {}).out.find("vtAppMpls"), std::string::npos);
+    EXPECT_EQ(on("wait", {count + "=3"}).status, 0);
+
+    Outcome const late = loamtunnel({"wait", "--socket", socket(), "--timeout", "50", count + "=4"});
+    EXPECT_EQ(late.status, 1);
+    EXPECT_NE(late.err.find("it is 3"), std::string::npos) << late.err;
+
+    EXPECT_EQ(on("del", {count}).out, "3\n");
+    EXPECT_EQ(on("wait", {"--gone", count}).status, 0);
+
+    auto const stats = nlohmann::json::parse(on("stats", {"--json"}).out);
+    EXPECT_TRUE(std::ranges::any_of(stats, [](auto const& row) {
+        return row["peer"] == "stats" && row["counter"] == "recordsOut";
+    }));
+    EXPECT_NE(on("trace", {"LoamTunnelTypes", "--set", "on,+8"}).out.find("on"), std::string::npos);
+    EXPECT_NE(on("trace", {}).out.find('8'), std::string::npos);
+    EXPECT_EQ(on("trace", {"LoamTunnelTypes", "--set", "on,+10"}).status, 1);
+
+    struct Wrong {
+        std::string command;
+        std::vector<std::string> words;
+        std::string message;
+    };
+    for (Wrong const& each : {Wrong{"get", {"liff"}, "no root liff; did you mean lif?"},
+                              Wrong{"get", {"lif.appConfg"}, "appConfg"},
+                              Wrong{"set", {count, "many"}, "many"}}) {
+        Outcome const outcome = on(each.command, each.words);
+        EXPECT_EQ(outcome.status, 1) << each.message;
+        EXPECT_NE(outcome.err.find(each.message), std::string::npos) << outcome.err;
+    }
+    server.kill(SIGTERM);
+    EXPECT_EQ(server.join(), 0);
+    Outcome const nobody = on("get", {count});
+    EXPECT_EQ(nobody.status, 1);
+    EXPECT_EQ(std::ranges::count(nobody.err, '\n'), 1) << nobody.err;
+}
+
+TEST_F(Live, WhatIsServedReadOnlyIsNotWritten) {
+    std::ofstream(file("script")) << "new LifAppConfigDir lif\nset lif.appConfig[vtAppMpls]\n";
+    auto const server = serve({"--run", file("script")});
+    EXPECT_NE(on("get", {"lif.appConfig"}).out.find("vtAppMpls"), std::string::npos);
+    Outcome const outcome = on("del", {"lif.appConfig[vtAppMpls]"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("root lif is offered read-only"), std::string::npos) << outcome.err;
+    EXPECT_NE(on("get", {"lif.appConfig"}).out.find("vtAppMpls"), std::string::npos);
+}
+
+TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {
+    auto server = serve({"lif=LifAppConfigDir", "--writable"});
+    auto monitor = start({"monitor", "--socket", socket(), "--attribute", "reqCount"}, "monitor.log");
+    ASSERT_TRUE(eventually([&] { return content("serve.log").find("monitor is there") != std::string::npos; }));
+    ASSERT_EQ(on("set", {"lif.appConfig[vtAppMpls]"}).err, "");
+    std::string const count = "lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1]";
+    EXPECT_EQ(on("set", {count, "5"}).err, "");
+    EXPECT_EQ(on("del", {count}).err, "");
+    EXPECT_TRUE(eventually([&] { return content("monitor.log").find(" deleted") != std::string::npos; }));
+    EXPECT_NE(content("monitor.log").find(" = 5"), std::string::npos);
+
+    server.kill(SIGKILL);
+    server.join();
+    server = serve({"lif=LifAppConfigDir", "--writable"});
+    EXPECT_TRUE(eventually([&] { return content("monitor.log").find("-- lif is") != std::string::npos; }))
+        << content("monitor.log");
+    monitor.kill(SIGINT);
+    EXPECT_EQ(monitor.join(), 0);
+}
+
+TEST_F(Live, TheChipHoldsWhatApplicationsAskForWhoeverIsKilled) {
+    for (std::string const chip : {"3", "8"}) {
+        Outcome const outcome = loamtunnel({"demo", "--chip", chip, "--file", LOAM_EXAMPLES "/lifs.txt", "--kill",
+                                            "driver,application", "--format", "csv"});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_NE(outcome.err.find("the two images are the same"), std::string::npos) << outcome.err;
+        EXPECT_GT(std::ranges::count(outcome.out, '\n'), 100);
+    }
+}
+
+TEST(ChipImage, EachIndexHasARowOfItsOwn) {
+    auto const properties = Hardware::LoamTunnel::fapTypePropertiesFactory();
+    for (Hardware::ChipType const chip : tool::supportedChips()) {
+        auto const geometry = tool::rowForm("LifTable", chip, 0).geometry();
+        std::set<std::pair<U32, U32>> rows;
+        U32 const count = tool::managedLifs(chip, *properties);
+        for (U32 i = 0; i < count; ++i) {
+            auto const place =
+                tool::placeOf(chip, *properties, {i, Hardware::LoamTunnel::lifBankManaged});
+            ASSERT_LT(place.array, geometry.arrayElements) << "chip " << chip << ", index " << i;
+            ASSERT_LT(place.entry, geometry.entries);
+            rows.insert({place.array, place.entry});
+        }
+        EXPECT_EQ(rows.size(), count) << "chip " << chip;
+    }
+}
+
+/// A terminal that takes nothing until it is told to.
+class SlowTerminal : public std::stringbuf {
+public:
+    void open() {
+        std::lock_guard const lock(mutex_);
+        isOpen_ = true;
+        opened_.notify_all();
+    }
+
+protected:
+    std::streamsize xsputn(char const* text, std::streamsize n) override {
+        std::unique_lock lock(mutex_);
+        opened_.wait(lock, [this] { return isOpen_; });
+        return std::stringbuf::xsputn(text, n);
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable opened_;
+    bool isOpen_ = false;
+};
+
+TEST(Monitor, ASlowTerminalLosesLinesAndIsToldHowMany) {
+    SlowTerminal terminal;
+    std::ostream out(&terminal);
+    Kor::U64 lost = 0;
+    {
+        tool::BoundedLines lines(out, 10);
+        for (int i = 0; i < 1'000; ++i) {
+            lines.add("line " + std::to_string(i));
+        }
+        lost = lines.lost();
+        EXPECT_GE(lost, 1'000u - 20);
+        terminal.open();
+    }
+    std::string const all = terminal.str();
+    EXPECT_NE(all.find("-- " + std::to_string(lost) + " lines lost"), std::string::npos) << all;
+    EXPECT_EQ(std::ranges::count(all, '\n'), static_cast<std::ptrdiff_t>(1'000 - lost + 1));
+}
+
+TEST(Monitor, FiltersByEntityAttributeAndKind) {
+    tool::Watch::Change const set{"lif.appConfig[a].reqCount[x.y = 'b[.']", "3"};
+    auto const parts = tool::ChangeFilter::partsOf(set.path);
+    EXPECT_EQ(parts.entity, "lif.appConfig[a]");
+    EXPECT_EQ(parts.attribute, "reqCount");
+    EXPECT_EQ(parts.key, "[x.y = 'b[.']");
+    EXPECT_TRUE((tool::ChangeFilter{"lif.app*", "reqCount", "set"}.takes(set)));
+    EXPECT_FALSE((tool::ChangeFilter{"lif.app*", "reqCount", "del"}.takes(set)));
+    EXPECT_FALSE((tool::ChangeFilter{"evec*", "", ""}.takes(set)));
+    EXPECT_FALSE((tool::ChangeFilter{"", "app", ""}.takes(set)));
+    EXPECT_TRUE((tool::ChangeFilter{"", "", "del"}.takes({set.path, std::nullopt})));
+
+    EXPECT_EQ(tool::parseWait("a.b[x=1]=2"), (std::pair{std::string("a.b[x=1]"), std::optional<std::string>("2")}));
+    EXPECT_EQ(tool::parseWait("a.b[x=1]").second, std::nullopt);
+}
+
+} // namespace
