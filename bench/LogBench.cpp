@@ -102,10 +102,22 @@ std::vector<int> processors() {
     return all;
 }
 
+/// For each operation.
 struct Measured {
     double seconds = 0;
-    double bytes = 0; // sent, for each
+    double processor = 0; // seconds of both processes; without the Redis server
+    double bytes = 0;     // sent
 };
+
+/// Seconds of processor time that this process has had.
+double processorTime() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+U64 nanoseconds(double seconds) {
+    return static_cast<U64>(1e9 * seconds);
+}
 
 template <class End>
 U64 digest(End const& end) {
@@ -160,15 +172,17 @@ Measured measure(std::string const& directory, Writer const& writer, Reader cons
     return measured;
 }
 
-/// Measures `timed`, of `n` operations.
-template <class End, class Timed>
-Measured timed(End const& end, std::size_t n, Timed const& work) {
+/// Measures `work`, of `n` operations, which returns the nanoseconds of the other process.
+template <class End, class Work>
+Measured timed(End const& end, std::size_t n, Work const& work) {
     U64 const bytes = end.bytesSent();
+    double const processor = processorTime();
     auto const start = Clock::now();
-    work();
+    U64 const others = work();
     double const seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    return {seconds / static_cast<double>(n),
-            static_cast<double>(end.bytesSent() - bytes) / static_cast<double>(n)};
+    auto const each = [n](double all) { return all / static_cast<double>(n); };
+    return {each(seconds), each(processorTime() - processor + 1e-9 * static_cast<double>(others)),
+            each(static_cast<double>(end.bytesSent() - bytes))};
 }
 
 template <class End>
@@ -180,14 +194,15 @@ Measured fullPass(std::string const& directory) {
             end.load(keys);
             return timed(end, keys.size(), [&] {
                 end.sendState();
-                reader.wait();
+                return reader.wait();
             });
         },
         [&](End& end, Signal const& writer) {
+            double const start = processorTime();
             while (end.size() != keys.size()) {
                 end.receive();
             }
-            writer.send(0);
+            writer.send(nanoseconds(processorTime() - start));
         });
 }
 
@@ -213,7 +228,7 @@ Measured changes(std::string const& directory) {
                 }
                 end.set(last, 2);
                 end.flush();
-                reader.wait();
+                return reader.wait();
             });
         },
         [&](End& end, Signal const& writer) {
@@ -221,10 +236,11 @@ Measured changes(std::string const& directory) {
                 end.receive();
             }
             writer.send(0);
+            double const start = processorTime();
             while (end.count(last) != 2) {
                 end.receive();
             }
-            writer.send(0);
+            writer.send(nanoseconds(processorTime() - start));
         });
 }
 
@@ -250,6 +266,7 @@ Measured roundTrip(std::string const& directory) {
                         mine.receive();
                     }
                 }
+                return reader.wait();
             });
         },
         [&](End& mine, Signal const& writer) {
@@ -260,6 +277,7 @@ Measured roundTrip(std::string const& directory) {
                 mine.receive();
             }
             writer.send(0);
+            double const start = processorTime();
             for (U32 i = 2; i < end; ++i) {
                 while (mine.count(asked) != i) {
                     mine.receive();
@@ -267,6 +285,7 @@ Measured roundTrip(std::string const& directory) {
                 mine.set(answered, i);
                 mine.flush();
             }
+            writer.send(nanoseconds(processorTime() - start));
         });
     pin(all);
     return measured;
@@ -280,6 +299,7 @@ struct Way {
     std::map<std::string, std::vector<Measured>> results;
 
     double seconds(std::string const& scenario) const { return median(scenario, &Measured::seconds); }
+    double processor(std::string const& scenario) const { return median(scenario, &Measured::processor); }
     double bytes(std::string const& scenario) const { return median(scenario, &Measured::bytes); }
 
 private:
@@ -420,13 +440,17 @@ int main(int argc, char** argv) {
         std::printf("%s\n", scenario.name.c_str());
         for (auto const& each : ways) {
             double const seconds = each.seconds(scenario.name);
+            double const processor = each.processor(scenario.name);
             double const ratio = structs.seconds(scenario.name) / seconds;
+            double const processorRatio = structs.processor(scenario.name) / processor;
             if (scenario.isTrip) {
-                std::printf("  %-14s %8.2f us, %5.2f times the structs'\n", each.name.c_str(), 1e6 * seconds,
-                            1 / ratio);
+                std::printf("  %-14s %8.2f us, %5.2f times the structs'; processor %7.2f us, %5.2f times\n",
+                            each.name.c_str(), 1e6 * seconds, 1 / ratio, 1e6 * processor, 1 / processorRatio);
             } else {
-                std::printf("  %-14s %8.3f million a second, ratio to structs %5.2f, %6.1f bytes each\n",
-                            each.name.c_str(), 1e-6 / seconds, ratio, each.bytes(scenario.name));
+                std::printf("  %-14s %7.3f million a second, %5.2f of the structs'; processor %6.0f ns each, "
+                            "%5.2f; %6.1f bytes\n",
+                            each.name.c_str(), 1e-6 / seconds, ratio, 1e9 * processor, processorRatio,
+                            each.bytes(scenario.name));
             }
         }
     }
