@@ -170,6 +170,9 @@ public:
 
     Key const key;
     bool value;
+
+private:
+    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
 };
 
 /// A member whose value holds the key: `keyOf` gives it, as in `KeyedMapEntry<EvecEntry, &EvecEntry::key>`.
@@ -272,6 +275,15 @@ public:
         return nullptr;
     }
     Member* operator[](Key const& key) const noexcept { return member(key); }
+
+    /// As member(key), without a hash if the member is the one that recentIs() was given last: so one who is
+    /// told of a change finds its member.
+    Member* recent(Key const& key) const noexcept {
+        auto* const last = static_cast<Member*>(recent_);
+        return last != nullptr && HashMember::key(*last) == key ? last : member(key);
+    }
+    /// Says that this member of the map has been changed.
+    void recentIs(Member& member) noexcept { recent_ = &member; }
 
     /// Inserts a member whose key is not yet present. Nothing else happens.
     void newMember(Ptr<Member> newcomer) {
