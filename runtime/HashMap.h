@@ -384,22 +384,22 @@ public:
         if (!current_) {
             return;
         }
-        Member* next;
         if (version_ == map_->version()) {
-            next = nextOf(const_cast<Member&>(*current_));
+            Member* next = nextOf(const_cast<Member&>(*current_));
             if (next == nullptr) {
                 next = static_cast<Member*>(map_->findNextBucket(&bucket_));
                 if (map_->bucketCount() > smallMap) {
                     map_->prefetchMember(static_cast<U32>(bucket_) + prefetchAhead);
                 }
             }
-        } else {
-            auto const place = successor(*map_, *current_);
-            next = place.member;
-            bucket_ = place.bucket;
-            version_ = map_->version();
+            // The map has not changed, so that it holds the current member, too.
+            next != nullptr ? current_.ptrMove(*next) : current_.ptrAssign(nullptr);
+            return;
         }
-        current_.ptrAssign(next);
+        auto const place = successor(*map_, *current_);
+        bucket_ = place.bucket;
+        version_ = map_->version();
+        current_.ptrAssign(place.member);
     }
     Walk& operator++() {
         advance();
