@@ -21,10 +21,6 @@ namespace NboAttrLog {
 
 namespace {
 
-/// How many records of one adapter leave before it is the turn of the next.
-constexpr U64 slice = 32;
-constexpr U64 noSlice = std::numeric_limits<U64>::max();
-
 /// Says for a scope that something is going on.
 class During {
 public:
@@ -40,7 +36,7 @@ private:
 } // namespace
 
 Demuxer::Demuxer(Side side, StreamLimits const& limits)
-    : side_(side), limits_(limits), out_(makePtr<Out>(limits)), in_(makePtr<In>(limits)), sliceEnd_(noSlice) {
+    : side_(side), limits_(limits), out_(makePtr<Out>(limits)), in_(makePtr<In>(limits)) {
     out_->reverseLogIs(in_.ptr());
     in_->demuxerIs(this);
     globalNboAttrLogDemuxerManager().demuxers_.push_back(this);
@@ -180,7 +176,7 @@ bool Demuxer::flow() {
             continue; // it has left
         }
         U64 const before = out_->records();
-        sliceEnd_ = before + slice;
+        sliceEnd_ = queue_.empty() ? noSlice : before + slice;
         AttributeId next = 0;
         try {
             next = adapter->korFlow();
@@ -232,11 +228,13 @@ void Demuxer::close(String8 reason) {
         return;
     }
     isOpen_ = false;
+    recent_ = nullptr;
     reason_ = std::move(reason);
     while (!adapters_.empty()) {
         Adapters::IteratorConst const first(&adapters_);
         Ptr<StreamAdapter> const adapter = first->value;
         adapters_.deleteMember(EntityId(first->key));
+        recent_ = nullptr;
         adapter->korDetach();
     }
     peerEntities_ = 0;
@@ -286,8 +284,12 @@ Stats Demuxer::stats() const {
 }
 
 StreamAdapter* Demuxer::reactor(EntityId id) const noexcept {
-    auto const* const found = adapters_.member(id);
-    return found != nullptr ? found->value.ptr() : nullptr;
+    if (recent_ == nullptr || recentId_ != id) {
+        auto const* const found = adapters_.member(id);
+        recentId_ = id;
+        recent_ = found != nullptr ? found->value.ptr() : nullptr;
+    }
+    return recent_;
 }
 
 void Demuxer::reactorIs(StreamAdapter& adapter, EntityId id) {
@@ -310,6 +312,7 @@ void Demuxer::reactorIs(StreamAdapter& adapter, EntityId id) {
 void Demuxer::reactorDel(EntityId id) {
     auto const gone = adapters_.deleteMember(id);
     if (gone) {
+        recent_ = nullptr;
         peerEntities_ -= !isMine(id);
         gone->value->korDetach();
     }
@@ -334,6 +337,7 @@ Ptr<FlowOut> Demuxer::createFlowOut(Ptr<StreamAdapter> const& adapter, ConnectDe
     adapter->flowOutIs(flowOut);
     if (!waits) {
         queue_.push_back(adapter);
+        othersWait();
     }
     return flowOut;
 }

@@ -137,6 +137,17 @@ public:
     MsgChannel::Constrainer& constrainer() noexcept { return channel_->constrainer(); }
 
 private:
+    /// One adapter alone needs not yield.
+    void othersWait() noexcept {
+        if (sliceEnd_ == noSlice && flowing_) {
+            sliceEnd_ = out_->records() + slice;
+        }
+    }
+
+    /// How many records of one adapter leave before it is the turn of the next.
+    static constexpr U64 slice = 32;
+    static constexpr U64 noSlice = ~U64{0};
+
     using Adapters = HashMap<MapEntry<EntityId, Ptr<StreamAdapter>>, EntityId, Ptr<StreamAdapter>>;
 
     void dispatch(MsgHeader const& header);
@@ -148,11 +159,14 @@ private:
     Ptr<Out> out_;
     Ptr<In> in_;
     Adapters adapters_;
+    // The one that was asked for last, while it is here.
+    mutable StreamAdapter* recent_ = nullptr;
+    mutable EntityId recentId_;
     U32 peerEntities_ = 0;
     U64 nextId_ = 1;
     std::deque<Ptr<StreamAdapter>> queue_;
     std::deque<EntityId> retired_;
-    U64 sliceEnd_ = 0;
+    U64 sliceEnd_ = noSlice;
     Ptr<MsgChannel> channel_ = makePtr<MsgChannel>();
     RootHook rootHook_;
     Entity::Kor_BitSet peerFlags_{0};

@@ -54,7 +54,7 @@ String8 In::nextString() {
     return String8(std::string_view(reinterpret_cast<char const*>(take(length)), length));
 }
 
-U64 In::nextNumber() {
+U64 In::nextLongNumber() {
     U64 number = 0;
     for (unsigned shift = 0; shift < 64; shift += 7) {
         U8 const byte = *take(1);
@@ -85,31 +85,27 @@ In::In(StreamLimits const& limits)
 }
 
 bool In::nextRecord(MsgHeader& header) {
-    constexpr U32 lengthBytes = 2;
+    constexpr U32 lengthBytes = detail::lengthBytes;
     recordDone();
-    if (ring_.available() < lengthBytes) {
+    U32 const there = ring_.available();
+    if (there < lengthBytes) {
         return false;
     }
-    cursor_ = ring_.linearRead(lengthBytes);
-    end_ = cursor_ + lengthBytes;
-    U32 const size = lengthBytes + nextU16();
+    U32 const size = lengthBytes + detail::load<U16>(ring_.linearRead(lengthBytes));
     if (size > limits_.record) {
         throwAttrLogRecordException("record is longer than the limit");
     }
-    if (ring_.available() < size) {
-        cursor_ = end_ = nullptr;
+    if (there < size) {
         return false;
     }
     recordSize_ = size;
-    cursor_ = ring_.linearRead(size);
-    payload_ = cursor_;
-    end_ = recordEnd_ = cursor_ + size;
-    take(lengthBytes);
+    U8 const* const record = ring_.linearRead(size);
+    payload_ = cursor_ = record + lengthBytes;
+    end_ = recordEnd_ = record + size;
     U8 const bits = *take(1);
     if ((bits & ~form::all) != 0) {
         throwAttrLogRecordException("record is of an unknown form");
     }
-    header = MsgHeader();
     header.variableLength = (bits & form::variableLength) != 0;
     header.isMarker = (bits & form::marker) != 0;
     header.entityId = nextEntityId();
@@ -118,6 +114,7 @@ bool In::nextRecord(MsgHeader& header) {
     if (header.attributeId != attribute || header.attributeId == std::numeric_limits<AttributeId>::min()) {
         throwAttrLogRecordException("record has an attribute above 32 bits");
     }
+    header.secondaryAttribute = 0;
     if ((bits & form::secondary) != 0) {
         U64 const secondary = nextNumber();
         header.secondaryAttribute = static_cast<U32>(secondary);
@@ -127,15 +124,10 @@ bool In::nextRecord(MsgHeader& header) {
     }
     payload_ = cursor_;
     header.fixedLength = header.variableLength ? 0 : recordLeft();
+    header.reserved = 0;
     ++records_;
     bytes_ += size;
     return true;
-}
-
-void In::recordDone() noexcept {
-    ring_.nextBytes(std::exchange(recordSize_, 0));
-    payload_ = cursor_ = end_ = recordEnd_ = nullptr;
-    inSection_ = false;
 }
 
 bool In::nextSection(PayloadSection& section) {

@@ -83,20 +83,29 @@ public:
     String8 nextString();
     /// A number in as many bytes as it needs; one in more, or above 64 bits, raises
     /// Kor::AttrLogRecordException.
-    U64 nextNumber();
+    U64 nextNumber() {
+        if (end_ - cursor_ >= 2) [[likely]] {
+            U32 const first = cursor_[0];
+            if (first < 0x80) {
+                ++cursor_;
+                return first;
+            }
+            if (U32 const second = cursor_[1]; second - 1 < 0x7f) {
+                cursor_ += 2;
+                return first - 0x80 + (second << 7);
+            }
+        }
+        return nextLongNumber();
+    }
 
 protected:
     using Connection::In::In;
 
 private:
+    U64 nextLongNumber();
     template <class U>
     U load() {
-        U8 const* const at = take(sizeof(U));
-        U64 value = 0;
-        for (std::size_t i = 0; i < sizeof(U); ++i) {
-            value = value << 8 | at[i];
-        }
-        return static_cast<U>(value);
+        return NboAttrLog::detail::load<U>(take(sizeof(U)));
     }
 };
 
@@ -118,7 +127,11 @@ public:
         }
     }
     /// Passes over what is left of the record.
-    void recordDone() noexcept;
+    void recordDone() noexcept {
+        ring_.nextBytes(std::exchange(recordSize_, 0));
+        payload_ = cursor_ = end_ = recordEnd_ = nullptr;
+        inSection_ = false;
+    }
 
     /// Steps into the next section of the payload; false at the end of the payload. What is left of the one
     /// before is passed over.
@@ -167,8 +180,11 @@ private:
     /// Raises Kor::RangeException with the enumeration's name for a number that is none of it.
     template <class E>
     E nextEnumerator() {
-        static std::string const word(shortTypeName<E>());
-        return enumeratorOfNumber<E>(nextU32(), word.c_str());
+        U32 const number = nextU32();
+        if (!isEnumerator<E>(number)) [[unlikely]] {
+            throwRangeException(String8(shortTypeName<E>()));
+        }
+        return static_cast<E>(number);
     }
     U8 nextU8();
 

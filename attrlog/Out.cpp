@@ -14,8 +14,6 @@ namespace NboAttrLog {
 
 namespace {
 
-constexpr U32 lengthBytes = 2;
-
 StreamLimits sound(StreamLimits limits) {
     limits.record = std::clamp(limits.record, minRecord, maxRecord);
     limits.ring = std::clamp(limits.ring, 2 * (limits.record + markerRoom), 1u << 30);
@@ -37,21 +35,15 @@ void Out::nextHeaderIs(MsgHeader const& header) {
     begin_ = cursor_ = ring_.linearWrite();
     end_ = begin_ + std::min(ring_.room(), limits_.record);
     section_ = nullptr;
-    take(lengthBytes); // the length, once it is known
-    bool const secondary = header.secondaryAttribute != 0;
-    *take(1) = static_cast<U8>((header.variableLength ? form::variableLength : 0) |
-                               (secondary ? form::secondary : 0) | (header.isMarker ? form::marker : 0));
-    putNumber(header.entityId.number());
-    putNumber(zigzag(header.attributeId));
-    if (secondary) {
-        putNumber(header.secondaryAttribute);
-    }
+    U8 bytes[detail::headerMost];
+    auto const size = static_cast<std::size_t>(detail::storeHeader(bytes, header) - bytes);
+    std::memcpy(take(size), bytes, size);
 }
 
 void Out::currentPayloadSectionIs(PayloadSection section) {
     sectionEnd();
     *take(1) = static_cast<U8>(section);
-    section_ = take(lengthBytes);
+    section_ = take(detail::lengthBytes);
 }
 
 void Out::token(TransactToken token) {
@@ -60,20 +52,13 @@ void Out::token(TransactToken token) {
         return;
     }
     sectionEnd();
-    auto const length = static_cast<U32>(cursor_ - begin_);
-    detail::store(begin_, static_cast<U16>(length - lengthBytes));
-    ring_.linearWrote(length);
-    begin_ = cursor_ = end_ = nullptr;
-    ++records_;
-    bytes_ += length;
+    written(cursor_);
 }
 
 void Out::putNumber(U64 number) {
-    while (number >= 0x80) {
-        *take(1) = static_cast<U8>(number | 0x80);
-        number >>= 7;
-    }
-    *take(1) = static_cast<U8>(number);
+    U8 bytes[10];
+    auto const size = static_cast<std::size_t>(detail::storeNumber(bytes, number) - bytes);
+    std::memcpy(take(size), bytes, size);
 }
 
 void Out::putText(std::string_view text) {
@@ -95,7 +80,8 @@ void Out::tooLong() {
 
 void Out::sectionEnd() noexcept {
     if (section_ != nullptr) {
-        detail::store(section_, static_cast<U16>(cursor_ - section_ - lengthBytes));
+        detail::store(section_, static_cast<U16>(cursor_ - section_ -
+                                                 static_cast<std::ptrdiff_t>(detail::lengthBytes)));
         section_ = nullptr;
     }
 }

@@ -30,6 +30,10 @@ class In;
 
 namespace detail {
 
+inline constexpr std::size_t lengthBytes = 2;
+/// The most that stands before a payload: length, form, entity, attribute, secondary attribute.
+inline constexpr std::size_t headerMost = lengthBytes + 1 + 10 + 5 + 5;
+
 /// How many bytes a type takes on the wire; 0 for one that varies.
 template <class T>
 constexpr std::size_t fixedSize();
@@ -60,14 +64,55 @@ constexpr std::size_t fixedSize() {
     }
 }
 
+/// An integer with its bytes in network order, or back.
+template <class U>
+constexpr U networkOrder(U value) noexcept {
+    static_assert(std::is_unsigned_v<U> && sizeof(U) <= 8);
+    if constexpr (std::endian::native == std::endian::big || sizeof(U) == 1) {
+        return value;
+    } else if constexpr (sizeof(U) == 2) {
+        return __builtin_bswap16(value);
+    } else if constexpr (sizeof(U) == 4) {
+        return __builtin_bswap32(value);
+    } else {
+        return __builtin_bswap64(value);
+    }
+}
+
 /// Stores an integer big-endian.
 template <class U>
 void store(U8* at, U value) noexcept {
-    static_assert(std::is_unsigned_v<U>);
-    for (std::size_t i = sizeof(U); i-- > 0;) {
-        at[i] = static_cast<U8>(value);
-        value = static_cast<U>(U64{value} >> 8);
-    }
+    U const ordered = networkOrder(value);
+    std::memcpy(at, &ordered, sizeof ordered);
+}
+template <class U>
+U load(U8 const* at) noexcept {
+    U ordered;
+    std::memcpy(&ordered, at, sizeof ordered);
+    return networkOrder(ordered);
+}
+
+/// Stores a number in as many bytes as it needs, 10 at most, and returns where it ends.
+inline U8* storeNumber(U8* at, U64 number) noexcept {
+    while (number >= 0x80)
+        [[unlikely]] {
+            *at++ = static_cast<U8>(number | 0x80);
+            number >>= 7;
+        }
+    *at++ = static_cast<U8>(number);
+    return at;
+}
+
+/// Stores what stands before each payload but the length, which takes the first two bytes, and returns where
+/// it ends. At most headerMost bytes.
+inline U8* storeHeader(U8* at, MsgHeader const& header) noexcept {
+    bool const secondary = header.secondaryAttribute != 0;
+    at[lengthBytes] =
+        static_cast<U8>((header.variableLength ? form::variableLength : 0) |
+                        (secondary ? form::secondary : 0) | (header.isMarker ? form::marker : 0));
+    at = storeNumber(at + lengthBytes + 1, header.entityId.number());
+    at = storeNumber(at, zigzag(header.attributeId));
+    return secondary ? storeNumber(at, header.secondaryAttribute) : at;
 }
 
 template <class T>
@@ -112,6 +157,24 @@ public:
     void currentPayloadSectionIs(PayloadSection section);
     void token(TransactToken token);
 
+    /// Whether values of those types, one after the other, make a record that recordIs() can write.
+    template <class... T>
+    static constexpr bool isRecord = ((detail::fixedSize<T>() != 0) && ...) &&
+                                     (detail::headerMost + ... + detail::fixedSize<T>()) <= minRecord;
+    /// Writes a whole record at once, in place of one that was not finished. There must be a sufficient
+    /// buffer.
+    template <class... T>
+    void recordIs(MsgHeader const& header, T const&... values) {
+        static_assert(isRecord<T...>);
+        require(hasSufficientBuffer(), [] {
+            return Breach{"Kor::NboAttrLog::Out::recordIs", "hasSufficientBuffer()"};
+        });
+        begin_ = ring_.linearWrite();
+        U8* at = detail::storeHeader(begin_, header);
+        (detail::storeFixed(at, values), ...);
+        written(at);
+    }
+
     /// Appends a value to the payload: an integer, a bool, an enumerator, a string, an id, or any value type.
     template <class T>
     void put(T const& value) {
@@ -154,6 +217,15 @@ private:
     }
     [[noreturn, gnu::cold]] void tooLong();
     void sectionEnd() noexcept;
+    /// The record that begins at begin_ ends there, and is the reader's.
+    void written(U8* end) noexcept {
+        auto const length = static_cast<U32>(end - begin_);
+        detail::store(begin_, static_cast<U16>(length - detail::lengthBytes));
+        ring_.linearWrote(length);
+        begin_ = cursor_ = end_ = section_ = nullptr;
+        ++records_;
+        bytes_ += length;
+    }
 
     StreamLimits limits_;
     Ring ring_;

@@ -1,6 +1,7 @@
 #include "attrlog/StreamAdapter.h"
 
 #include "attrlog/Demuxer.h"
+#include "reflect/Dir.h"
 #include "reflect/Text.h"
 
 #include <algorithm>
@@ -28,21 +29,11 @@ void FlowOut::pendingAbortIs(AttributeId attribute) {
 StreamAdapter::StreamAdapter(Kor_BitSet const& flags, unsigned int, Ptr<Out> const& out,
                              PtrInterface* context)
     : out_(out), context_(context) {
-    U32 const mask = Kor_BitSet::notificationBitMask().word() & ~(1u << Bit::active);
+    U32 const mask = Kor_BitSet::notificationBitMask().word();
     kor_bitSetIs(Kor_BitSet((flags.word() & mask) | 1u << Bit::sends | 1u << Bit::noFlowOut));
 }
 
 StreamAdapter::~StreamAdapter() = default;
-
-void StreamAdapter::flagSet(int bit, bool on) {
-    Kor_BitSet flags = kor_bitSet();
-    flags.bitIs(bit, on);
-    kor_bitSetIs(flags);
-}
-
-Demuxer* StreamAdapter::streamDemuxer() const noexcept {
-    return demuxFor(out_.ptr());
-}
 
 void StreamAdapter::syncModeIs(SyncMode mode) {
     syncMode_ = mode;
@@ -201,7 +192,7 @@ bool StreamAdapter::mayTell(AttributeId attribute) {
     return true;
 }
 
-StreamAdapter::Sending StreamAdapter::sending(AttributeId attribute) {
+StreamAdapter::Sending StreamAdapter::otherSending(AttributeId attribute) {
     if (!mayTell(attribute)) {
         return Sending::no;
     }
@@ -316,6 +307,15 @@ void StreamAdapter::handleSyncMode(SyncMode mode) {
     }
     if (msgChannel_ != nullptr) {
         msgChannel_->modeIs(MsgChannel::Mode::synchronized);
+    }
+    if (mode != SyncMode::synchronized) {
+        return;
+    }
+    if (Ptr<Dir const> const dir = ptrCast<Dir const>(entity->parent())) {
+        if (dir->entry(entity->name()) == entity) {
+            const_cast<Dir&>(*dir).entryModeIs(entity->name(),
+                                               static_cast<U32>(MsgChannel::Mode::synchronized));
+        }
     }
 }
 

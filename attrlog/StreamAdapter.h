@@ -78,7 +78,7 @@ public:
     // State.
 
     bool flag(int bit) const { return kor_bitSet().test(bit); }
-    void flagSet(int bit, bool on);
+    void flagSet(int bit, bool on) { flagBitIs(bit, on); }
     EntityId entityId() const noexcept { return entityId_; }
     EntityId realEntityId() const noexcept { return entityId_; }
     void entityIdIs(EntityId id) noexcept { entityId_ = id; }
@@ -87,7 +87,10 @@ public:
     /// The stream, or null when the adapter is detached.
     Ptr<NboAttrLog::Out> const& nboAttrLogOut() const noexcept { return out_; }
     /// The demultiplexer of the stream, or null.
-    NboAttrLog::Demuxer* streamDemuxer() const noexcept;
+    NboAttrLog::Demuxer* streamDemuxer() const noexcept {
+        NboAttrLog::In const* const in = out_ ? out_->reverseLogPtr() : nullptr;
+        return in != nullptr ? in->demuxer() : nullptr;
+    }
     NboAttrLog::FlowOut* flowOut() const noexcept { return flowOut_.ptr(); }
     NboAttrLog::FlowIn* flowIn() const noexcept { return flowIn_.ptr(); }
     SyncMode syncMode() const noexcept { return syncMode_; }
@@ -183,7 +186,15 @@ protected:
     /// What becomes of a change.
     enum class Sending { no, now, marked };
     /// Decides; makes a flow-out if one is needed. `marked`: the caller marks the key in it.
-    Sending sending(AttributeId attribute);
+    Sending sending(AttributeId attribute) {
+        // The normal case first: nothing waits, nothing forbids, and there is room.
+        constexpr U32 needed = 1u << Bit::sends | 1u << Bit::noFlowOut;
+        constexpr U32 asked = needed | 1u << Bit::silent | 1u << Bit::active | 1u << Bit::noSending |
+                              1u << Bit::noSendingEither | 1u << Bit::localReadOnly |
+                              1u << Bit::alwaysFlowOut;
+        bool const isNormal = (kor_bitSet().word() & asked) == needed && out_ && out_->hasSufficientBuffer();
+        return isNormal ? Sending::now : otherSending(attribute);
+    }
     /// What sending() tests before it looks for room.
     bool mayTell(AttributeId attribute);
     /// Whether a record may go out now, past the flow-out: only those of the flow-out itself do.
@@ -206,6 +217,8 @@ protected:
     void needFlowOut(AttributeId attribute);
 
 private:
+    Sending otherSending(AttributeId attribute);
+
     Ptr<NboAttrLog::Out> out_;
     PtrInterface* context_;
     EntityId entityId_;

@@ -142,21 +142,20 @@ public:
     auto const& dirty() const noexcept {
         return std::get<detail::DirtyMarks<A>>(marks_).dirty;
     }
-    /// Marks a key or a scalar; whether it was not.
-    template <class A, class... Key>
-    bool dirtyIs(Key const&... key) {
+    /// Marks a scalar, or a key with its hash; whether it was not.
+    template <class A>
+    bool dirtyIs() {
+        return !std::exchange(dirty<A>(), true);
+    }
+    template <detail::KeyedOnWire A>
+    bool dirtyIs(typename A::Key const& key, U32 reversed) {
         auto& marks = dirty<A>();
-        if constexpr (detail::KeyedOnWire<A>) {
-            using Marks = std::remove_reference_t<decltype(marks)>;
-            U32 const reversed = Marks::reversedHash(key...);
-            if (marks.member(key..., reversed) != nullptr) {
-                return false;
-            }
-            marks.newMember(makePtr<typename Marks::MemberType>(key..., true), reversed);
-            return true;
-        } else {
-            return !std::exchange(marks, true);
+        if (marks.member(key, reversed) != nullptr) {
+            return false;
         }
+        using Mark = typename std::remove_reference_t<decltype(marks)>::MemberType;
+        marks.newMember(makePtr<Mark>(key, true), reversed);
+        return true;
     }
     /// Takes the mark off; whether it was there.
     template <class A, class... Key>
@@ -237,6 +236,7 @@ public:
         }
         StreamAdapter::notifierIs(entity);
         this->adapterIs(makePtr<KorNboAttrLogSaAdapter_>(this), entity);
+        peerPassesFromSyncMode();
     }
     ~StreamAdapterOf() override { this->adapterDel(); }
 
@@ -250,19 +250,11 @@ public:
     /// The hook of a keyed attribute.
     template <detail::KeyedOnWire A>
     void changed(typename A::Key const& key) {
-        auto* const member = Form<A>::map(*notifier()).member(key);
         if constexpr (detail::ChildOnWire<A>) {
-            if (member == nullptr) {
-                childGone<A>(key);
-            } else if (auto* const demuxer = this->streamDemuxer();
-                       demuxer != nullptr && this->flag(Bit::active) &&
-                       demuxer->constrainer().deserializingInParent() == notifier() &&
-                       demuxer->constrainer().deserializingEid().isAssigned()) {
-                childAdapterIs<A>(
-                    *member); // first of all reactors: what the others write to the child is sent
-            }
+            childChanged<A>(key);
+        } else if (Sending const what = this->sending(idOf<A>); what != Sending::no) {
+            send<A>(what, key, Form<A>::map(*notifier()).recent(key));
         }
-        korHandleSerializeSing<A>(key, member);
     }
     /// The hook of a scalar one.
     template <class A>
@@ -299,9 +291,14 @@ public:
     }
     void korInstantiateSerialize() override {
         StreamAdapter::korInstantiateSerialize();
-        if constexpr (hasChildren()) {
-            this->doThis();
-        }
+        each([&]<class A>() {
+            if constexpr (detail::ChildOnWire<A>) {
+                if (this->nboAttrLogOut()) {
+                    this->needFlowOut(idOf<A>);
+                    flowOut()->template hasSyncedIs<A>(false);
+                }
+            }
+        });
     }
     void doRemountSelf(Ptr<Out> const& out) override {
         Ptr<StreamAdapter> const self(this);
@@ -316,17 +313,7 @@ public:
     }
     void syncModeIs(SyncMode mode) override {
         StreamAdapter::syncModeIs(mode);
-        auto const* const demuxer = this->streamDemuxer();
-        if (demuxer != nullptr && demuxer->protocol() < 2 && this->flag(Bit::active)) {
-            each([&]<class A>() {
-                if constexpr (detail::KeyedOnWire<A>) {
-                    handleAttrTransaction(idOf<A>,
-                                          mode == SyncMode::synchronizing ? AttrTransactionType::start
-                                                                          : AttrTransactionType::end,
-                                          0);
-                }
-            });
-        }
+        peerPassesFromSyncMode();
     }
     bool hasContent() const override {
         bool any = false;
@@ -356,16 +343,7 @@ public:
     /// One key: `member` is what the entity has for it, null for a deletion. Whether a record was written.
     template <class A, class Member>
     bool korHandleSerializeSing(typename A::Key const& key, Member* member) {
-        switch (this->sending(idOf<A>)) {
-        case Sending::no:
-            return false;
-        case Sending::marked:
-            mark<A>(key);
-            return false;
-        case Sending::now:
-            break;
-        }
-        return writeKeyed<A>(key, member);
+        return send<A>(this->sending(idOf<A>), key, member);
     }
     /// The whole attribute, as far as it goes; true when it has nothing more to do now.
     template <class A>
@@ -387,6 +365,20 @@ private:
         []<class... A>(AttributeList<A...>, Visit const& to) { (to.template operator()<A>(), ...); }(Wire(),
                                                                                                      visit);
     }
+    /// In a protocol before the second the sync mode stands for the markers of the peer's passes.
+    void peerPassesFromSyncMode() {
+        auto const* const demuxer = this->streamDemuxer();
+        if (demuxer == nullptr || demuxer->protocol() >= 2 || !this->flag(Bit::active)) {
+            return;
+        }
+        bool const begins = this->syncMode() == SyncMode::synchronizing;
+        each([&]<class A>() {
+            if constexpr (detail::KeyedOnWire<A>) {
+                handleAttrTransaction(idOf<A>, begins ? AttrTransactionType::start : AttrTransactionType::end,
+                                      0);
+            }
+        });
+    }
     /// Calls `visit` for the attribute of that id; whether there is one.
     template <class Visit>
     static bool with(AttributeId attribute, Visit const& visit) {
@@ -398,43 +390,91 @@ private:
         return []<class... A>(AttributeList<A...>) { return (detail::ChildOnWire<A> || ...); }(Wire());
     }
 
-    template <class A, class... Key>
-    void mark(Key const&... key) {
-        this->noteDirty(flowOut()->template dirtyIs<A>(key...));
+    template <class A>
+    void mark() {
+        this->noteDirty(flowOut()->template dirtyIs<A>());
     }
-    template <class A, class... Key>
-    void unmark(Key const&... key) {
-        if (FlowOut* const waiting = flowOut(); waiting != nullptr && waiting->template dirtyDel<A>(key...)) {
+    template <class A>
+    void mark(typename A::Key const& key, U32 reversed) {
+        this->noteDirty(flowOut()->template dirtyIs<A>(key, reversed));
+    }
+    template <class A>
+    void unmark() {
+        if (FlowOut* const waiting = flowOut(); waiting != nullptr && waiting->template dirtyDel<A>()) {
             this->noteClean();
         }
+    }
+    template <class A>
+    void unmark(typename A::Key const& key) {
+        if (FlowOut* const waiting = flowOut(); waiting != nullptr && waiting->template dirtyDel<A>(key)) {
+            this->noteClean();
+        }
+    }
+    /// The hash of a key, which its member may keep.
+    template <class A, class Member>
+    static U32 reversedHash(typename A::Key const& key, Member const* member) {
+        if constexpr (HashMember::keepsHash<Member>) {
+            if (member != nullptr) {
+                return HashMember::reversedHash<typename A::Key>(*member);
+            }
+        }
+        return bitReverse(keyHash<typename A::Key>(key));
+    }
+
+    template <class A>
+    void childChanged(typename A::Key const& key) {
+        auto* const child = Form<A>::map(*notifier()).member(key);
+        if (child == nullptr) {
+            childGone<A>(key);
+        } else if (auto* const demuxer = this->streamDemuxer();
+                   demuxer != nullptr && this->flag(Bit::active) &&
+                   demuxer->constrainer().deserializingInParent() == notifier() &&
+                   demuxer->constrainer().deserializingEid().isAssigned()) {
+            childAdapterIs<A>(*child); // first of all reactors: what the others write to the child is sent
+        }
+        korHandleSerializeSing<A>(key, child);
+    }
+
+    template <class A, class Member>
+    bool send(Sending what, typename A::Key const& key, Member* member) {
+        if (what == Sending::now) [[likely]] {
+            return writeKeyed<A>(key, member);
+        }
+        if (what == Sending::marked) {
+            mark<A>(key, reversedHash<A>(key, member));
+        }
+        return false;
     }
 
     // Records
 
-    void begin(AttributeId attribute, U32 secondary = 0) {
+    NboAttrLog::MsgHeader header(AttributeId attribute, U32 secondary = 0) const {
         NboAttrLog::MsgHeader header;
         header.entityId = this->entityId();
         header.attributeId = attribute;
         header.variableLength = true;
         header.secondaryAttribute = secondary;
-        this->nboAttrLogOut()->nextHeaderIs(header);
-        this->nboAttrLogOut()->token(NboAttrLog::TransactToken(1));
+        return header;
     }
-    void end() { this->nboAttrLogOut()->token(NboAttrLog::TransactToken(3)); }
+    template <class... T>
+    static void write(Out& out, NboAttrLog::MsgHeader const& header, T const&... values) {
+        if constexpr (Out::isRecord<T...>) {
+            out.recordIs(header, values...);
+        } else {
+            out.nextHeaderIs(header);
+            out.token(NboAttrLog::TransactToken(1));
+            (out.put(values), ...);
+            out.token(NboAttrLog::TransactToken(3));
+        }
+    }
 
     template <class A>
     void writeScalar() {
-        using Value = typename A::Type;
-        constexpr std::size_t size = NboAttrLog::detail::fixedSize<Value>();
-        NboAttrLog::MsgHeader header;
-        header.entityId = this->entityId();
-        header.attributeId = idOf<A>;
-        header.variableLength = size == 0;
-        header.fixedLength = static_cast<U32>(size);
-        this->nboAttrLogOut()->nextHeaderIs(header);
-        this->nboAttrLogOut()->token(NboAttrLog::TransactToken(1));
-        this->nboAttrLogOut()->put(A::Name::call(*notifier()));
-        end();
+        constexpr std::size_t size = NboAttrLog::detail::fixedSize<typename A::Type>();
+        NboAttrLog::MsgHeader fixed = header(idOf<A>);
+        fixed.variableLength = size == 0;
+        fixed.fixedLength = static_cast<U32>(size);
+        write(*this->nboAttrLogOut(), fixed, A::Name::call(*notifier()));
     }
 
     template <class A, class Member>
@@ -445,16 +485,13 @@ private:
         } else if constexpr (detail::ReferenceOnWire<A>) {
             return writeReference<A>(key, member);
         } else {
-            begin(member != nullptr ? idOf<A> : -idOf<A>);
             if (member == nullptr) {
-                out.put(key);
+                writeDeletion<A>(key);
+            } else if constexpr (detail::EmbeddedOnWire<A>) {
+                write(out, header(idOf<A>), member->value);
             } else {
-                if constexpr (!detail::EmbeddedOnWire<A>) {
-                    out.put(key);
-                }
-                out.put(member->value);
+                write(out, header(idOf<A>), key, member->value);
             }
-            end();
             unmark<A>(key);
             return true;
         }
@@ -462,16 +499,14 @@ private:
 
     template <class A>
     void writeDeletion(typename A::Key const& key) {
-        begin(-idOf<A>);
-        this->nboAttrLogOut()->put(key);
-        end();
+        write(*this->nboAttrLogOut(), header(-idOf<A>), key);
     }
 
     /// The key waits, and the flow-out with it, until an id can be had.
     template <class A>
     bool stall(typename A::Key const& key) {
         this->needFlowOut(idOf<A>);
-        mark<A>(key);
+        mark<A>(key, reversedHash<A, FlagMapEntry<typename A::Key>>(key, nullptr));
         flowOut()->isStalledIs(true);
         return false;
     }
@@ -495,10 +530,7 @@ private:
         if (!this->nboAttrLogOut()->hasSufficientBuffer()) {
             return stall<A>(key);
         }
-        begin(idOf<A>);
-        this->nboAttrLogOut()->put(key);
-        this->nboAttrLogOut()->put(id.number());
-        end();
+        write(*this->nboAttrLogOut(), header(idOf<A>), key, id.number());
         unmark<A>(key);
         return true;
     }
@@ -529,10 +561,7 @@ private:
             return true;
         }
         if (isNew || !adapter->flag(Bit::announced)) {
-            begin(idOf<A>, announcedChildAttribute);
-            this->nboAttrLogOut()->put(key);
-            this->nboAttrLogOut()->put(adapter->entityId());
-            end();
+            write(*this->nboAttrLogOut(), header(idOf<A>, announcedChildAttribute), key, adapter->entityId());
         }
         unmark<A>(key);
         this->doFixChildFlags(adapter);
@@ -612,7 +641,7 @@ private:
     template <class A>
     bool dirtyPass();
     template <class A>
-    void read(bool isDelete, In& in, bool applies);
+    void read(X& entity, bool isDelete, In& in, bool applies);
     template <detail::ChildOnWire A>
     void readChild(AttributeId attribute, In& in, bool applies);
     template <class A>
@@ -627,11 +656,7 @@ private:
 
 template <class X>
 void StreamAdapterOf<X>::serializeOrphanNow(Out& out) {
-    NboAttrLog::MsgHeader header;
-    header.entityId = NboAttrLog::MsgHeader::announcing;
-    header.attributeId = newEntityAttribute;
-    header.variableLength = true;
-    out.nextHeaderIs(header);
+    out.nextHeaderIs({NboAttrLog::MsgHeader::announcing, newEntityAttribute, true});
     out.token(NboAttrLog::TransactToken(1));
     out.currentPayloadSectionIs(NboAttrLog::PayloadSection::types);
     putTypes<X>(out);
@@ -644,7 +669,7 @@ void StreamAdapterOf<X>::serializeOrphanNow(Out& out) {
     }
     out.currentPayloadSectionIs(NboAttrLog::PayloadSection::entityId);
     out.put(this->entityId());
-    end();
+    out.token(NboAttrLog::TransactToken(3));
 }
 
 template <class X>
@@ -728,7 +753,7 @@ bool StreamAdapterOf<X>::korHandleSerializeColl() {
     }
     // Asks first, so that there is room for each record, and a key is passed only when its record is out.
     while (at && this->continueFlowOut()) {
-        korHandleSerializeSing<A>(at->fwkKey(), at.ptr());
+        send<A>(Sending::now, at->fwkKey(), at.ptr());
         if (waiting->isStalled()) {
             break;
         }
@@ -807,9 +832,11 @@ void StreamAdapterOf<X>::sweep(X& entity, AttrTransactionType type) {
         map.forEach([&](auto& member) { member.korMarkedForDeletionIs(type == AttrTransactionType::start); });
         return;
     }
+    bool any = false;
+    map.forEach([&](auto const& member) { any = any || member.korMarkedForDeletion(); });
     // Until a walk finds the map as it was: handlers may change it meanwhile.
-    U32 version;
-    do {
+    U32 version = map.version();
+    while (any) {
         version = map.version();
         for (auto const& member : map) {
             if (member.korMarkedForDeletion()) {
@@ -819,14 +846,15 @@ void StreamAdapterOf<X>::sweep(X& entity, AttrTransactionType type) {
                 member.korMarkedForDeletionIs(false);
             }
         }
-    } while (version != map.version());
+        any = version != map.version();
+    }
 }
 
 template <class X>
 void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, DeserializationOptions /*options*/,
                                                    unsigned int /*n*/, Ptr<In> const& given) {
-    Ptr<Out> const out = this->nboAttrLogOut();
-    Ptr<In> const in = given ? given : out ? out->reverseLog() : nullptr;
+    Ptr<Out> const& out = this->nboAttrLogOut();
+    Ptr<In> const in = given ? given.ptr() : out ? out->reverseLogPtr() : nullptr;
     Ptr<X> const entity = notifier();
     if (!in || !entity) {
         return;
@@ -866,7 +894,7 @@ void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, Deseri
     bool const isDelete = attribute < 0;
     bool const known = with(isDelete ? -attribute : attribute, [&]<class A>() {
         if constexpr (!detail::ChildOnWire<A>) {
-            read<A>(isDelete, *in, applies);
+            read<A>(*entity, isDelete, *in, applies);
         }
     });
     if (!known) {
@@ -876,8 +904,7 @@ void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, Deseri
 
 template <class X>
 template <class A>
-void StreamAdapterOf<X>::read(bool isDelete, In& in, bool applies) {
-    Ptr<X> const entity = notifier();
+void StreamAdapterOf<X>::read(X& entity, bool isDelete, In& in, bool applies) {
     if constexpr (!detail::KeyedOnWire<A>) {
         if (isDelete) {
             this->doBaseKorNboAttrLogSaMsg(-idOf<A>, in);
@@ -886,7 +913,7 @@ void StreamAdapterOf<X>::read(bool isDelete, In& in, bool applies) {
         auto const value = in.template next<typename A::Type>();
         if (applies) {
             in.recordEnd();
-            Form<A>::is(*entity, value);
+            Form<A>::is(entity, value);
         } else {
             changed<A>();
         }
@@ -900,18 +927,18 @@ void StreamAdapterOf<X>::read(bool isDelete, In& in, bool applies) {
             in.recordEnd();
             apply();
             if (this->flowIn() != nullptr && this->flowIn()->aid() == idOf<A>) {
-                if (auto const* const member = Form<A>::map(*entity).member(key)) {
+                if (auto const* const member = Form<A>::map(entity).recent(key)) {
                     member->korMarkedForDeletionIs(false);
                 }
             }
         };
         if (isDelete) {
             Key const key = in.template next<Key>();
-            applied(key, [&] { Form<A>::del(*entity, key); });
+            applied(key, [&] { Form<A>::del(entity, key); });
             // A branch for each way in which a member travels. NOLINTNEXTLINE(bugprone-branch-clone)
         } else if constexpr (detail::EmbeddedOnWire<A>) {
             auto const value = in.template next<typename A::Value>();
-            applied(Key(A::KeyOf::call(value)), [&] { Form<A>::is(*entity, value); });
+            applied(Key(A::KeyOf::call(value)), [&] { Form<A>::is(entity, value); });
         } else if constexpr (detail::ReferenceOnWire<A>) {
             Key const key = in.template next<Key>();
             EntityId const id = EntityId::ofNumber(in.nextU64());
@@ -925,11 +952,11 @@ void StreamAdapterOf<X>::read(bool isDelete, In& in, bool applies) {
             } else if (id.number() != 0) {
                 throwRangeException("record refers to an entity that is not there");
             }
-            applied(key, [&] { Form<A>::is(*entity, key, referred); });
+            applied(key, [&] { Form<A>::is(entity, key, referred); });
         } else {
             Key const key = in.template next<Key>();
             auto const value = in.template next<typename A::Value>();
-            applied(key, [&] { Form<A>::is(*entity, key, value); });
+            applied(key, [&] { Form<A>::is(entity, key, value); });
         }
     }
 }
@@ -1058,13 +1085,14 @@ public:
                                                  Ptr<NboAttrLog::Out> const& out,
                                                  PtrInterface* context) const override {
         if (Ptr<Entity::KorNboAttrLogSa> there = entity.korNboAttrLogSa(out)) {
-            U32 const mask = Entity::Kor_BitSet::notificationBitMask().word() &
-                             ~(1u << StreamAdapter::Bit::active | 1u << StreamAdapter::Bit::weak);
-            U32 const word = there->kor_bitSet().word();
-            if (((word ^ flags.word()) & mask) != 0) {
-                there->notificationFlagsIs(Entity::Kor_BitSet((word & ~mask) | (flags.word() & mask)));
+            if (dynamic_cast<StreamAdapterOf<X>*>(there.ptr()) != nullptr) {
+                U32 const mask = Entity::Kor_BitSet::notificationBitMask().word();
+                if (((there->kor_bitSet().word() ^ flags.word()) & mask) != 0) {
+                    there->notificationFlagsIs(flags);
+                }
+                return there;
             }
-            return there;
+            entity.korNboAttrLogSaDel(out); // of another class
         }
         auto const adapter =
             makePtr<StreamAdapterOf<X>>(flags, id, out, context, Ptr<X>(&static_cast<X&>(entity)));

@@ -47,6 +47,7 @@ Ptr<Entity> Dir::entryDel(Name const& name) {
     Ptr<Entity> there = entry(name);
     if (there) {
         there->parentIs(nullptr);
+        modes_.deleteMember(name);
         EntityOver::entryDel(name);
     }
     return there;
@@ -55,6 +56,19 @@ Ptr<Entity> Dir::entryDel(Name const& name) {
 void Dir::entryDelAll() {
     for (auto const& each : entryMap()) {
         entryDel(Name(each.fwkKey()));
+    }
+}
+
+U32 Dir::entryMode(Name const& name) const {
+    auto const* const found = modes_.member(name);
+    return found != nullptr ? found->value : 0;
+}
+
+void Dir::entryModeIs(Name const& name, U32 mode) {
+    if (auto* const found = modes_.member(name)) {
+        found->value = mode;
+    } else if (entryMap().member(name) != nullptr) {
+        modes_.newMember(makePtr<MapEntry<Name, U32>>(name, mode));
     }
 }
 

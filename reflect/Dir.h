@@ -29,6 +29,11 @@ public:
     void entryIs(Name const& name, Ptr<Entity> const& entity);
     Ptr<Entity> entryDel(Name const& name);
     void entryDelAll();
+    /// How far the state of an entry has come from a peer, as Kor::MsgChannel::Mode (attrlog/MsgChannel.h)
+    /// numbers it: 0 if it did not come from one, 3 once all of it is here. Nobody is told of a change; it
+    /// ends with the entry, and nothing happens without one.
+    U32 entryMode(Name const& name) const;
+    void entryModeIs(Name const& name, U32 mode);
     /// The entity that a path of names with slashes leads to, from this directory on through others; null if
     /// there is none. The empty path is the directory itself.
     Ptr<Entity> at(std::string_view path);
@@ -39,6 +44,8 @@ public:
 private:
     using EntityOver::entryIterator;
     using EntityOver::newEntry;
+
+    HashMap<MapEntry<Name, U32>, Name, U32> modes_;
 };
 
 } // namespace Kor

@@ -354,6 +354,11 @@ protected:
     }
 
     void notify(KeyType const& key) { this->tell(key); }
+    /// Tells of a change of a member.
+    void tellOf(Node& node, KeyType const& key) {
+        map_.recentIs(node);
+        this->tell(key);
+    }
 
     Result del(KeyType const& key) {
         Ptr<Node> const gone = map_.deleteMember(key);
@@ -409,16 +414,16 @@ public:
 protected:
     void is(KeyType const& key, Value const& value) {
         U32 const reversed = MapType::reversedHash(key);
-        if (Node* const found = this->Base::map().member(key, reversed)) {
-            if (found->value == value) {
-                return;
-            }
-            found->value = value;
+        Node* found = this->Base::map().member(key, reversed);
+        if (found == nullptr) {
+            found = newMember(key, value, reversed).ptr();
+        } else if (found->value == value) {
+            return;
         } else {
-            newMember(key, value, reversed);
+            found->value = value;
         }
         this->raiseVersion();
-        this->tell(key);
+        this->tellOf(*found, key);
     }
 
     U32 add(KeyType const& key, U32 delta) {
@@ -432,7 +437,7 @@ protected:
         }
         U32 const sum = found->value + delta;
         found->value = sum;
-        this->tell(key);
+        this->tellOf(*found, key);
         return sum;
     }
 
@@ -466,16 +471,18 @@ protected:
     void is(Value const& value) {
         KeyType const key = A::KeyOf::call(value);
         U32 const reversed = MapType::reversedHash(key);
-        if (Node* const found = this->Base::map().member(key, reversed)) {
-            if (found->value == value) {
-                return;
-            }
-            found->value = value;
+        Node* found = this->Base::map().member(key, reversed);
+        if (found == nullptr) {
+            Ptr<Node> node = makePtr<Node>(value);
+            found = node.ptr();
+            this->Base::map().newMember(std::move(node), reversed);
+        } else if (found->value == value) {
+            return;
         } else {
-            this->Base::map().newMember(makePtr<Node>(value), reversed);
+            found->value = value;
         }
         this->raiseVersion();
-        this->tell(key);
+        this->tellOf(*found, key);
     }
 
     Ptr<Node> newMember(Value const& value) {

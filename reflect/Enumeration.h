@@ -75,6 +75,19 @@ constexpr auto enumeratorsOf() {
 template <class E>
 inline constexpr auto enumerators = detail::enumeratorsOf<E>();
 
+/// Whether E has an enumerator of that number. One look at a table of bits.
+template <class E>
+constexpr bool isEnumerator(U32 number) noexcept {
+    constexpr auto table = [] {
+        std::array<U64, enumerators<E>.back().number / 64 + 1> bits{};
+        for (Enumerator const& each : enumerators<E>) {
+            bits[each.number / 64] |= U64{1} << each.number % 64;
+        }
+        return bits;
+    }();
+    return number / 64 < table.size() && (table[number / 64] >> number % 64 & 1) != 0;
+}
+
 /// The name of the enumerator, or `word(number)` for a number that is none. Never fails.
 template <class E>
 std::string enumeratorText(E value, std::string_view word) {
@@ -89,12 +102,10 @@ std::string enumeratorText(E value, std::string_view word) {
 /// The enumerator of that number; otherwise a Kor::RangeException with the word.
 template <class E>
 E enumeratorOfNumber(U32 number, char const* word) {
-    for (Enumerator const& each : enumerators<E>) {
-        if (each.number == number) {
-            return static_cast<E>(number);
-        }
+    if (!isEnumerator<E>(number)) {
+        throwRangeException(word);
     }
-    throwRangeException(word);
+    return static_cast<E>(number);
 }
 
 /// The enumerator of that name; otherwise a Kor::RangeException with the word.

@@ -170,6 +170,9 @@ public:
 
     Key const key;
     bool value;
+
+private:
+    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
 };
 
 /// A member whose value holds the key: `keyOf` gives it, as in `KeyedMapEntry<EvecEntry, &EvecEntry::key>`.
@@ -273,6 +276,15 @@ public:
     }
     Member* operator[](Key const& key) const noexcept { return member(key); }
 
+    /// As member(key), without a hash if the member is the one that recentIs() was given last: so one who is
+    /// told of a change finds its member.
+    Member* recent(Key const& key) const noexcept {
+        auto* const last = static_cast<Member*>(recent_);
+        return last != nullptr && HashMember::key(*last) == key ? last : member(key);
+    }
+    /// Says that this member of the map has been changed.
+    void recentIs(Member& member) noexcept { recent_ = &member; }
+
     /// Inserts a member whose key is not yet present. Nothing else happens.
     void newMember(Ptr<Member> newcomer) {
         U32 const reversed = reversedHash(HashMember::key(*newcomer));
@@ -372,22 +384,22 @@ public:
         if (!current_) {
             return;
         }
-        Member* next;
         if (version_ == map_->version()) {
-            next = nextOf(const_cast<Member&>(*current_));
+            Member* next = nextOf(const_cast<Member&>(*current_));
             if (next == nullptr) {
                 next = static_cast<Member*>(map_->findNextBucket(&bucket_));
                 if (map_->bucketCount() > smallMap) {
                     map_->prefetchMember(static_cast<U32>(bucket_) + prefetchAhead);
                 }
             }
-        } else {
-            auto const place = successor(*map_, *current_);
-            next = place.member;
-            bucket_ = place.bucket;
-            version_ = map_->version();
+            // The map has not changed, so that it holds the current member, too.
+            next != nullptr ? current_.ptrMove(*next) : current_.ptrAssign(nullptr);
+            return;
         }
-        current_.ptrAssign(next);
+        auto const place = successor(*map_, *current_);
+        bucket_ = place.bucket;
+        version_ = map_->version();
+        current_.ptrAssign(place.member);
     }
     Walk& operator++() {
         advance();

@@ -72,6 +72,7 @@ void HashMapGeneric::emptyAllBuckets() noexcept {
     if (count_ == 0) {
         return; // an empty map may have no descriptor yet
     }
+    recent_ = nullptr;
     DescribedOrder const order{*descriptor_, linkOffset_};
     // The end of a member may bring new ones, or rebuild the table in either direction.
     for (U32 i = 0; count_ != 0;) {
@@ -84,6 +85,7 @@ void HashMapGeneric::emptyAllBuckets() noexcept {
         }
         HashLink const taken = std::move(buckets_[i]);
         buckets_[i] = std::move(order.link(*taken));
+        recent_ = recent_ == taken.ptr() ? nullptr : recent_;
         --count_;
         ++version_;
     }

@@ -141,6 +141,9 @@ protected:
     HashLink unlink(Order const& order, HashLink& link) noexcept {
         HashLink taken = std::move(link);
         link = std::move(order.link(*taken));
+        if (recent_ == taken.ptr()) {
+            recent_ = nullptr;
+        }
         --count_;
         ++version_;
         if (U64{count_} * 16 < bucketCount() && log2Buckets_ > shrinkLog2) [[unlikely]] {
@@ -189,6 +192,7 @@ protected:
     U8 log2Buckets_;
     U16 linkOffset_ = 0;
     HashLink* buckets_;
+    PtrInterface* recent_ = nullptr; // the member that was changed last, while it is here
 
 private:
     static constexpr unsigned shrinkLog2 = 7; // a table of 1 KiB is not worth the work

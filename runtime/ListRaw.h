@@ -19,8 +19,8 @@
 
 #include "runtime/BaseCollection.h"
 
+#include <memory>
 #include <utility>
-#include <vector>
 
 namespace Kor {
 
@@ -236,33 +236,44 @@ class SnapshotIterator;
 ///     for (Kor::SnapshotIterator<List> at(&list); at; at.advance()) { at->tell(); }
 ///
 /// It holds a reference to each member that is still to come. One that everybody else has let go of in the
-/// meantime is passed over. Costs one allocation.
+/// meantime is passed over. Costs one allocation, but for a list of a few, which it keeps in itself.
 template <class T>
 class SnapshotIterator<ListRaw<T>> {
 public:
-    explicit SnapshotIterator(ListRaw<T>* list) {
-        members_.reserve(list->count());
-        for (typename ListRaw<T>::LrIterator at(*list); at; ++at) {
-            members_.emplace_back(at.ptr());
+    explicit SnapshotIterator(ListRaw<T>* list) : count_(list->count()) {
+        if (count_ > few) {
+            many_ = std::make_unique<Ptr<T>[]>(count_);
+        }
+        unsigned i = 0;
+        for (T* at = list->head(); at != nullptr; at = ListMember::next(*at)) {
+            member(i++) = at;
         }
     }
+    SnapshotIterator(SnapshotIterator const&) = delete;
+    SnapshotIterator& operator=(SnapshotIterator const&) = delete;
 
-    explicit operator bool() const noexcept { return index_ < members_.size(); }
-    T* ptr() const noexcept { return members_[index_].ptr(); }
+    explicit operator bool() const noexcept { return index_ < count_; }
+    T* ptr() const noexcept { return const_cast<SnapshotIterator*>(this)->member(index_).ptr(); }
     T* operator->() const noexcept { return ptr(); }
     T& operator*() const noexcept { return *ptr(); }
 
     /// Lets the current member go and steps to the next that somebody else holds too.
     void advance() noexcept {
         do {
-            members_[index_] = nullptr;
+            member(index_) = nullptr;
             ++index_;
-        } while (index_ < members_.size() && members_[index_]->hasSoleHolder());
+        } while (index_ < count_ && member(index_)->hasSoleHolder());
     }
 
 private:
-    std::vector<Ptr<T>> members_;
+    static constexpr unsigned few = 3;
+
+    Ptr<T>& member(unsigned i) noexcept { return count_ > few ? many_[i] : few_[i]; }
+
     unsigned index_ = 0;
+    unsigned count_;
+    Ptr<T> few_[few];
+    std::unique_ptr<Ptr<T>[]> many_;
 };
 
 } // namespace Kor

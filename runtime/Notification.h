@@ -17,8 +17,8 @@
 /// onNotificationException() runs, and the others are told. An exception from that ends the loop and leaves
 /// this function; those behind are then not told.
 ///
-/// Cost. Without reactors one test of the list's count; otherwise one allocation, and a virtual call for
-/// each.
+/// Cost. Without reactors one test of the list's count; otherwise a virtual call for each, and one allocation
+/// if there are more than a few.
 
 #include "runtime/Exception.h"
 #include "runtime/HandlerExceptions.h"

@@ -130,6 +130,9 @@ public:
 protected:
     NotifieeConst();
 
+    /// One bit of the flag word; nobody is asked.
+    void flagBitIs(int bit, bool on) noexcept { flags_.bitIs(bit, on); }
+
     /// Stores the notifier: counted, or not when the weak flag is set.
     void notifierStore(Ptr<PtrInterface const> const& notifier);
     void registeredFlagIs(bool registered) const noexcept { registered_ = registered; }

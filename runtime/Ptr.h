@@ -67,6 +67,13 @@ public:
         }
     }
 
+    /// Holds `object` in place of another one that is held elsewhere, too; neither is null. Cheaper than an
+    /// assignment, since the other one cannot end by it.
+    void ptrMove(T& object) noexcept {
+        VFPtrInterface::referenceMove(*ptr_, object);
+        ptr_ = &object;
+    }
+
     /// The plain pointer; the reference stays here.
     T* ptr() const noexcept { return ptr_; }
     T* operator->() const noexcept { return ptr_; }

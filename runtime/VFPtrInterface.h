@@ -54,6 +54,17 @@ public:
     static void* operator new(std::size_t size) { return ::operator new(size); }
     static void operator delete(void* block, std::size_t) noexcept { ::operator delete(block); }
 
+    /// Moves a reference from one object to another; `from` has others, which outlive the call.
+    static void referenceMove(VFPtrInterface const& from, VFPtrInterface const& to) noexcept {
+        if (enableThreadSafePointers != 0) {
+            std::atomic_ref(to.word_).fetch_add(1);
+            std::atomic_ref(from.word_).fetch_sub(1);
+        } else {
+            ++to.word_;
+            --from.word_;
+        }
+    }
+
 protected:
     constexpr VFPtrInterface() noexcept = default;
     /// A copy is a new object: it starts with one reference and no flags, whatever the source has.
