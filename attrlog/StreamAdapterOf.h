@@ -487,7 +487,7 @@ private:
         Expect const expect(Exception::Id::attrLogRecord);
         try {
             if (auto* const demuxer = this->streamDemuxer()) {
-                id = demuxer->entityIdOf(*member->value, Entity::Kor_BitSet(1u << Bit::weak));
+                id = demuxer->entityIdOf(*member->value, Entity::Kor_BitSet(1u << Bit::weak), this->rootId());
             }
         } catch (EntityIdUnavailableException const&) {
             return stall<A>(key);
@@ -552,6 +552,9 @@ private:
         Ptr<StreamAdapter> const adapter = ptrCast<StreamAdapter>(child.korNboAttrLogSaIs(
             Entity::Kor_BitSet(this->kor_bitSet().word() & inherited), 0, out, this->context()));
         if (adapter) {
+            if (isNew) {
+                adapter->rootIdIs(this->rootId());
+            }
             if (auto* const known = mounted.member(child.fwkKey())) {
                 known->value = adapter;
             } else {
@@ -644,6 +647,7 @@ void StreamAdapterOf<X>::serializeOrphanNow(Out& out) {
     }
     out.currentPayloadSectionIs(NboAttrLog::PayloadSection::entityId);
     out.put(this->entityId());
+    this->putRootName(out);
     end();
 }
 
