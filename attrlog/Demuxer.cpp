@@ -66,6 +66,9 @@ bool Demuxer::receive() {
 
 void Demuxer::dispatch(MsgHeader const& header) {
     try {
+        if (control_ != nullptr && control_->control(header, *in_)) {
+            return;
+        }
         if (header.entityId == MsgHeader::announcing) {
             header.attributeId == newEntityAttribute ? announcement()
                                                      : static_cast<void>(++stats_.unknownAttributes);
@@ -87,8 +90,12 @@ void Demuxer::dispatch(MsgHeader const& header) {
         } else if (header.attributeId == -newEntityAttribute) {
             in_->recordEnd();
             reactorDel(header.entityId);
+            if (control_ != nullptr) {
+                control_->retired(header.entityId);
+            }
         } else {
             adapter->handleAttrDeserialization(header.attributeId, {}, 0, nullptr);
+            tellSyncModes();
         }
     } catch (AttrLogRecordException const&) {
         throw;
@@ -97,10 +104,21 @@ void Demuxer::dispatch(MsgHeader const& header) {
     }
 }
 
+void Demuxer::tellSyncModes() {
+    while (!syncModesTold_.empty()) {
+        auto const [id, mode] = syncModesTold_.front();
+        syncModesTold_.pop_front();
+        if (control_ != nullptr) {
+            control_->syncModeTold(id, mode);
+        }
+    }
+}
+
 void Demuxer::announcement() {
     KorType const* type = nullptr;
-    Ptr<Entity> offered;
-    EntityId id;
+    Announcement announced;
+    Ptr<Entity>& offered = announced.made;
+    EntityId& id = announced.id;
     for (PayloadSection section; in_->nextSection(section);) {
         if (section == PayloadSection::types) {
             while (type == nullptr && in_->recordLeft() != 0) {
@@ -113,10 +131,19 @@ void Demuxer::announcement() {
             offered = type->newEntity(in_, peerFlags_, 0, this);
         } else if (section == PayloadSection::entityId) {
             id = in_->nextEntityId();
+        } else if (section == PayloadSection::root) {
+            announced.name.path = in_->next<Name>();
+            U64 const bits = in_->nextNumber();
+            announced.name.isPushed = (bits & 1) != 0;
+            announced.name.access = (bits & 2) != 0 ? Access::writable : Access::readOnly;
+            announced.name.number = static_cast<U32>(in_->nextNumber());
         }
     }
     if (type == nullptr) {
         ++stats_.unknownEntities;
+        if (control_ != nullptr && !announced.name.path.empty()) {
+            control_->root(announced);
+        }
         return;
     }
     if (!offered) {
@@ -126,7 +153,10 @@ void Demuxer::announcement() {
         return; // announced again
     }
     peerIdMustBeFree(id);
-    Ptr<Entity> const entity = rootHook_ ? rootHook_(offered) : offered;
+    Ptr<Entity> const entity = entityFor(announced);
+    if (!isOpen_) {
+        return;
+    }
     if (!entity) {
         ++stats_.refusedRecords;
         return;
@@ -140,8 +170,23 @@ void Demuxer::announcement() {
         }
         reactorDel(there->entityId());
     }
-    MsgChannel::DeserializingEidAnchor const anchor(constrainer(), id, entity.ptr());
-    entity->korNboAttrLogSaIs(peerFlags_, 0, out_, this);
+    {
+        MsgChannel::DeserializingEidAnchor const anchor(constrainer(), id, entity.ptr());
+        bool const isReadOnly = announced.name.access == Access::readOnly;
+        entity->korNboAttrLogSaIs(
+            Entity::Kor_BitSet(peerFlags_.word() | (isReadOnly ? StreamAdapter::readOnlyHere.word() : 0)), 0,
+            out_, this);
+    }
+    if (control_ != nullptr) {
+        control_->mounted(id);
+    }
+}
+
+Ptr<Entity> Demuxer::entityFor(Announcement const& announcement) {
+    if (control_ != nullptr && !announcement.name.path.empty()) {
+        return control_->root(announcement);
+    }
+    return rootHook_ ? rootHook_(announcement.made) : announcement.made;
 }
 
 bool Demuxer::checkEphemeralEntityDeletion(StreamAdapter const& child, EntityId announced) const noexcept {
@@ -169,7 +214,7 @@ bool Demuxer::flow() {
     During const flowing(flowing_);
     wasFull_ = wasFull_ && !out_->hasSufficientBuffer();
     std::size_t idle = 0;
-    while (isOpen_ && writeRetired() && !queue_.empty() && out_->hasSufficientBuffer()) {
+    while (isOpen_ && writeRetired() && writeCompleted() && !queue_.empty() && out_->hasSufficientBuffer()) {
         Ptr<StreamAdapter> const adapter = std::move(queue_.front());
         queue_.pop_front();
         if (adapter->flowOut() == nullptr) {
@@ -180,9 +225,13 @@ bool Demuxer::flow() {
         AttributeId next = 0;
         try {
             next = adapter->korFlow();
-        } catch (Exception const&) { // it cannot be announced
+        } catch (Exception const& exception) { // it cannot be announced
             ++stats_.refusedRecords;
-            reactorDel(adapter->entityId());
+            EntityId const id = adapter->entityId();
+            reactorDel(id);
+            if (control_ != nullptr) {
+                control_->failed(id, exception.message());
+            }
         }
         sliceEnd_ = noSlice;
         FlowOut* const flowOut = adapter->flowOut();
@@ -218,6 +267,35 @@ bool Demuxer::writeRetired() {
     return retired_.empty();
 }
 
+bool Demuxer::writeCompleted() {
+    while (!completed_.empty() && out_->hasSufficientBuffer()) {
+        EntityId const id = completed_.front();
+        completed_.pop_front();
+        auto const root = roots_.find(id);
+        StreamAdapter* const adapter = reactor(id);
+        if (root != roots_.end() && adapter != nullptr && root->second.isAwaited &&
+            root->second.passes == 0) {
+            root->second.isAwaited = false;
+            adapter->sendSyncMode(StreamAdapter::SyncMode::allSynchronized);
+        }
+    }
+    return completed_.empty();
+}
+
+void Demuxer::passBegins(EntityId root, EntityId id) noexcept {
+    if (auto const found = roots_.find(root); found != roots_.end()) {
+        ++found->second.passes;
+        found->second.isAwaited = found->second.isAwaited || id == root;
+    }
+}
+
+void Demuxer::passEnds(EntityId root) {
+    auto const found = roots_.find(root);
+    if (found != roots_.end() && --found->second.passes == 0 && found->second.isAwaited) {
+        completed_.push_back(root);
+    }
+}
+
 void Demuxer::noteFull() noexcept {
     stats_.streamFull += !wasFull_;
     wasFull_ = true;
@@ -240,11 +318,42 @@ void Demuxer::close(String8 reason) {
     peerEntities_ = 0;
     queue_.clear();
     retired_.clear();
+    roots_.clear();
+    completed_.clear();
     out_->reverseLogIs(nullptr);
     in_->demuxerIs(nullptr);
 }
 
 ValidPtr<StreamAdapter> Demuxer::mount(Ptr<Entity> const& entity, Entity::Kor_BitSet flags) {
+    return mountFor(entity, flags, {}, {});
+}
+
+ValidPtr<StreamAdapter> Demuxer::mountRoot(Ptr<Entity> const& entity, RootName name) {
+    if (entity) {
+        if (entity->korNboAttrLogSa(out_)) {
+            throwRangeException("it is on this connection already");
+        }
+        for (auto const& each : adapters_) {
+            for (Ptr<Entity const> above = std::as_const(*each.value).korNotifierEntity(); above;
+                 above = above->parent()) {
+                if (above == entity) {
+                    throwRangeException("a part of it is on this connection already");
+                }
+            }
+        }
+    }
+    Entity::Kor_BitSet const flags =
+        name.access == Access::readOnly ? StreamAdapter::readOnlyThere : Entity::Kor_BitSet(0);
+    return mountFor(entity, flags, {}, std::move(name));
+}
+
+RootName const* Demuxer::rootName(EntityId id) const noexcept {
+    auto const found = roots_.find(id);
+    return found != roots_.end() ? &found->second.name : nullptr;
+}
+
+ValidPtr<StreamAdapter> Demuxer::mountFor(Ptr<Entity> const& entity, Entity::Kor_BitSet flags, EntityId root,
+                                          RootName name) {
     if (!isOpen_) {
         throwRangeException("the connection is closed");
     }
@@ -258,6 +367,11 @@ ValidPtr<StreamAdapter> Demuxer::mount(Ptr<Entity> const& entity, Entity::Kor_Bi
         throwRangeException(format("%s has no attribute log", entity->fwkType()->typeName().charPtr()));
     }
     if (isNew) {
+        if (!name.path.empty()) {
+            root = adapter->entityId();
+            roots_[root].name = std::move(name);
+        }
+        adapter->rootIdIs(root);
         try {
             adapter->doSerializeOrphan();
         } catch (...) {
@@ -315,6 +429,7 @@ void Demuxer::reactorDel(EntityId id) {
         recent_ = nullptr;
         peerEntities_ -= !isMine(id);
         gone->value->korDetach();
+        roots_.erase(id);
     }
 }
 
@@ -355,7 +470,7 @@ FlowIn* Demuxer::flowInIs(EntityId id) {
     return adapter != nullptr ? adapter->flowIn() : nullptr;
 }
 
-EntityId Demuxer::entityIdOf(Entity& entity, Entity::Kor_BitSet flags) {
+EntityId Demuxer::entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId root) {
     Ptr<StreamAdapter> adapter = ptrCast<StreamAdapter>(entity.korNboAttrLogSa(out_));
     if (adapter && !adapter->announcePending()) {
         return adapter->entityId();
@@ -364,7 +479,7 @@ EntityId Demuxer::entityIdOf(Entity& entity, Entity::Kor_BitSet flags) {
         throw EntityIdUnavailableException("no room to announce the entity");
     }
     if (!adapter) {
-        adapter = mount(&entity, flags).ptr();
+        adapter = mountFor(&entity, flags, root, {}).ptr();
     } else {
         adapter->announce();
     }

@@ -35,6 +35,7 @@
 
 #include <deque>
 #include <functional>
+#include <map>
 
 namespace Kor::NboAttrLog {
 
@@ -60,6 +61,34 @@ struct Stats {
     U64 passesIn = 0;
 };
 
+/// An entity that the peer announces.
+struct Announcement {
+    /// Made anew from its key or name.
+    Ptr<Entity> made;
+    EntityId id;
+    RootName name;
+};
+
+/// What stands above a demultiplexer and speaks in its stream: a session. All are called from receive(), but
+/// for failed(), which flow() calls.
+class DemuxerControl {
+public:
+    /// Each record, before all else; true if it was for the session.
+    virtual bool control(MsgHeader const& header, In& in) = 0;
+    /// A root that the peer announces; what it returns is mounted, null refuses it.
+    virtual Ptr<Entity> root(Announcement const& announcement) = 0;
+    virtual void mounted(EntityId id) = 0;
+    /// The peer mounts it no more.
+    virtual void retired(EntityId id) = 0;
+    virtual void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) = 0;
+    /// An entity of this side cannot be announced, and is not mounted any more.
+    virtual void failed(EntityId id, String8 const& why) = 0;
+
+protected:
+    DemuxerControl() = default;
+    ~DemuxerControl() = default;
+};
+
 class __attribute__((visibility("default"))) Demuxer : public PtrInterface {
 public:
     explicit Demuxer(Side side, StreamLimits const& limits = {});
@@ -73,7 +102,7 @@ public:
     bool receive();
     /// Writes what waits, as far as there is room. True when something still waits.
     bool flow();
-    bool hasWork() const noexcept { return !queue_.empty() || !retired_.empty(); }
+    bool hasWork() const noexcept { return !queue_.empty() || !retired_.empty() || !completed_.empty(); }
     /// Ends the connection: all entities are unmounted and stay as they are. The first reason stands.
     void close(String8 reason);
     bool isOpen() const noexcept { return isOpen_; }
@@ -104,6 +133,22 @@ public:
     /// How many entities are mounted.
     U32 mounted() const noexcept { return adapters_.count(); }
 
+    // What a session does.
+
+    /// Not owned; null takes it away.
+    void controlIs(DemuxerControl* control) noexcept { control_ = control; }
+    /// The longest record that both sides take.
+    void recordLimitIs(U32 record) noexcept {
+        out_->recordLimitIs(record);
+        in_->recordLimitIs(record);
+    }
+    /// Mounts an entity as a root: the peer is told the path with the announcement, and that it is
+    /// synchronized once the whole of it has been sent, with all below it. Kor::RangeException also if it, or
+    /// a part of it, is mounted already.
+    ValidPtr<StreamAdapter> mountRoot(Ptr<Entity> const& entity, RootName name);
+    /// The name of a root that was mounted here; null for all else.
+    RootName const* rootName(EntityId id) const noexcept;
+
     // What the adapters do.
 
     StreamAdapter* reactor(EntityId id) const noexcept;
@@ -123,7 +168,12 @@ public:
     FlowIn* flowInIs(EntityId id);
     /// The id of an entity on this stream; mounts it if it is not. Raises Kor::EntityIdUnavailableException
     /// while there is no room to announce it.
-    EntityId entityIdOf(Entity& entity, Entity::Kor_BitSet flags);
+    EntityId entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId root);
+    /// A full pass of an adapter that belongs to that root begins or is over.
+    void passBegins(EntityId root, EntityId id) noexcept;
+    void passEnds(EntityId root);
+    /// The peer has told how far an entity is.
+    void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) { syncModesTold_.emplace_back(id, mode); }
     /// Whether the child, which is mounted here under another id, gives way to the one that the peer
     /// announces.
     bool checkEphemeralEntityDeletion(StreamAdapter const& child, EntityId announced) const noexcept;
@@ -152,7 +202,21 @@ private:
 
     void dispatch(MsgHeader const& header);
     void announcement();
+    Ptr<Entity> entityFor(Announcement const& announcement);
+    ValidPtr<StreamAdapter> mountFor(Ptr<Entity> const& entity, Entity::Kor_BitSet flags, EntityId root,
+                                     RootName name);
     bool writeRetired();
+    bool writeCompleted();
+    void tellSyncModes();
+
+    /// A root of this side.
+    struct Root {
+        RootName name;
+        /// The full passes below it, itself included, that are not over.
+        U32 passes = 0;
+        /// The peer has yet to be told that all of it is there.
+        bool isAwaited = false;
+    };
 
     Side side_;
     StreamLimits limits_;
@@ -166,6 +230,10 @@ private:
     U64 nextId_ = 1;
     std::deque<Ptr<StreamAdapter>> queue_;
     std::deque<EntityId> retired_;
+    std::map<EntityId, Root> roots_;
+    std::deque<EntityId> completed_;
+    std::deque<std::pair<EntityId, StreamAdapter::SyncMode>> syncModesTold_;
+    DemuxerControl* control_ = nullptr;
     U64 sliceEnd_ = noSlice;
     Ptr<MsgChannel> channel_ = makePtr<MsgChannel>();
     RootHook rootHook_;

@@ -84,6 +84,16 @@ In::In(StreamLimits const& limits)
     limits_.record = std::clamp(limits.record, minRecord, maxRecord);
 }
 
+std::size_t In::nextPreamble(std::span<U8> to) noexcept {
+    std::size_t const n = std::min<std::size_t>({to.size(), ring_.available(), limits_.record});
+    if (n != 0) {
+        std::memcpy(to.data(), ring_.linearRead(static_cast<U32>(n)), n);
+        ring_.nextBytes(static_cast<U32>(n));
+        bytes_ += n;
+    }
+    return n;
+}
+
 bool In::nextRecord(MsgHeader& header) {
     constexpr U32 lengthBytes = detail::lengthBytes;
     recordDone();

@@ -117,6 +117,10 @@ class __attribute__((visibility("default"))) In final : public ByteConnection::I
 public:
     explicit In(StreamLimits const& limits = {});
 
+    /// Takes bytes that are no record, from in front of the first one; how many have arrived.
+    std::size_t nextPreamble(std::span<U8> to) noexcept;
+    /// Makes the longest record shorter, as agreed with the peer.
+    void recordLimitIs(U32 record) noexcept { limits_.record = std::min(limits_.record, record); }
     /// Steps to the next record, once the one before is done, and reads its header. False when it has not
     /// arrived as a whole.
     bool nextRecord(MsgHeader& header);

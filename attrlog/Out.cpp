@@ -2,8 +2,6 @@
 
 #include "attrlog/In.h"
 
-#include <algorithm>
-
 namespace Kor {
 
 void throwAttrLogRecordException(char const* message) {
@@ -29,6 +27,15 @@ void Out::nextBytes(std::size_t n) noexcept {
         return Breach{"Kor::NboAttrLog::Out::nextBytes", "more than was readable"};
     });
     ring_.nextBytes(static_cast<U32>(std::min(n, readable().size())));
+}
+
+void Out::preambleIs(std::span<U8 const> bytes) {
+    if (bytes.size() > std::min(ring_.room(), limits_.record)) {
+        throwRangeException("no room for a preamble in the stream");
+    }
+    std::memcpy(ring_.linearWrite(), bytes.data(), bytes.size());
+    ring_.linearWrote(static_cast<U32>(bytes.size()));
+    bytes_ += bytes.size();
 }
 
 void Out::nextHeaderIs(MsgHeader const& header) {

@@ -21,6 +21,7 @@
 #include "reflect/Text.h"
 #include "runtime/Contract.h"
 
+#include <algorithm>
 #include <bit>
 
 namespace Kor::NboAttrLog {
@@ -147,6 +148,11 @@ public:
     U32 pending() const noexcept { return ring_.available(); }
 
     // What writers do.
+
+    /// Writes bytes that are no record, in front of the first one.
+    void preambleIs(std::span<U8 const> bytes);
+    /// Makes the longest record shorter, as the peer wants it.
+    void recordLimitIs(U32 record) noexcept { limits_.record = std::min(limits_.record, record); }
 
     /// Whether there is room for any record, and for the markers around it.
     bool hasSufficientBuffer() const noexcept { return ring_.room() >= limits_.record + markerRoom; }

@@ -55,6 +55,15 @@ inline constexpr AttributeId newEntityAttribute = 136;
 inline constexpr AttributeId directoryAttribute = 144;
 /// The secondary attribute of a record that announces a child.
 inline constexpr AttributeId announcedChildAttribute = 151;
+/// What a session says, in records of the entity that is being announced (attrlog/Session.h).
+inline constexpr AttributeId helloAttribute = 160;
+inline constexpr AttributeId goodbyeAttribute = 161;
+inline constexpr AttributeId offerAttribute = 162;
+inline constexpr AttributeId offersKnownAttribute = 163;
+inline constexpr AttributeId wantAttribute = 164;
+inline constexpr AttributeId verdictAttribute = 165;
+inline constexpr AttributeId requestAttribute = 166;
+inline constexpr AttributeId answerAttribute = 167;
 
 namespace NboAttrLog {
 
@@ -101,8 +110,30 @@ private:
     U32 value_;
 };
 
-/// A part of the payload of an announcement.
-enum class PayloadSection : U8 { types = 1, argument = 3, entityId = 4 };
+/// A part of the payload of an announcement or of a hello.
+enum class PayloadSection : U8 {
+    types = 1,
+    argument = 3,
+    entityId = 4,
+    root = 5,
+    helloName = 16,
+    helloSchema = 17,
+    helloLimits = 18,
+};
+
+/// What a side may do to an entity of the other one.
+enum class Access : U8 { readOnly = 0, writable = 1 };
+
+/// Under which path, and why, an entity is announced; an empty path for one that is not a root of a session.
+struct RootName {
+    Name path;
+    /// Its owner has sent it unasked, and the other side has to find a place for it.
+    bool isPushed = false;
+    /// What the other side may do.
+    Access access = Access::writable;
+    /// The number of the wish that it answers, or of the push that is to be answered.
+    U32 number = 0;
+};
 
 /// The forms of a header's second byte.
 namespace form {

@@ -6,9 +6,9 @@
 ///     auto service = Kor::makePtr<Kor::NboAttrLog::Service>();
 ///     service->offer("lif", lifAppConfigDir);                           // peers may write to it
 ///     service->offer("lifStatus", lifAppStatusDir, Access::readOnly);
-///     service->acceptIs("request", [&](Session& peer, Name const& path, Kor::Ptr<Kor::Entity> const& made) {
+///     service->acceptIs("request", [&](Session& peer, Name const& path, Kor::Ptr<Kor::Entity> const& made) -> Kor::Ptr<Kor::Entity> {
 ///         auto const config = Kor::ptrCast<LifAppConfig>(made);
-///         return config ? lifAppConfigDir->appConfigIs(config->app()) : nullptr;      // null refuses it
+///         return config ? lifAppConfigDir->appConfigIs(config->app()).ptr() : nullptr;      // null refuses it
 ///     });
 ///     service->handlerIs("ping", [](Session& peer, Kor::String8 const& argument) { return argument; });
 ///
@@ -28,9 +28,6 @@
 namespace Kor::NboAttrLog {
 
 class Session;
-
-/// What a peer may do to an entity of this side.
-enum class Access : U8 { readOnly = 0, writable = 1 };
 
 inline constexpr U32 maxPathLength = 255;
 inline constexpr U32 maxVerbLength = 64;
@@ -90,10 +87,19 @@ public:
     Ptr<Entity> accept(Session& peer, Name const& path, Ptr<Entity> const& made) const;
 
 private:
+    void tell(Name const& path);
+
     std::map<Name, Offer> offers_;
     std::map<Name, Accept> accepts_;
     std::map<Name, Handler> handlers_;
     std::vector<Session*> sessions_;
 };
+
+/// Whether a text has at most so many bytes, and no control characters.
+bool isSoundName(std::string_view text, std::size_t most) noexcept;
+/// Raises for an unsound path.
+void requirePath(Name const& path);
+/// The same, and for an entity that cannot be a root.
+void requireRoot(Name const& path, Ptr<Entity> const& entity);
 
 } // namespace Kor::NboAttrLog

@@ -45,6 +45,7 @@
 #include "attrlog/Demuxer.h"
 #include "attrlog/Service.h"
 
+#include <array>
 #include <map>
 #include <memory>
 
@@ -55,8 +56,8 @@ struct SessionConfig {
     Name name{};
     /// The checksum of the types that this side knows: loamTunnelModule().checksum() of model/.
     U64 schema = 0;
-    /// Of a record the smaller limit of both sides holds. `entities` and `offers` bound what the peer may
-    /// make.
+    /// Of a record the smaller limit of both sides holds, which is 1024 bytes at least. `entities` and
+    /// `offers` bound what the peer may make.
     StreamLimits limits{};
     U32 offers = 1024;
 };
@@ -66,6 +67,8 @@ struct PeerHello {
     Name name;
     U64 schema = 0;
     StreamLimits limits;
+    /// How many roots it takes.
+    U32 offers = 0;
     U32 lowestProtocol = 0, highestProtocol = 0;
 };
 
@@ -180,6 +183,12 @@ public:
     /// is too long, more than maxCalls requests that wait for their answers, and a closed session.
     void call(Name const& verb, String8 const& argument, Reply reply);
     static constexpr U32 maxCalls = 16;
+
+    /// The protocols that this program speaks.
+    static constexpr U32 lowestProtocol = 2, highestProtocol = 2;
+    static constexpr U32 minRecord = 1024;
+    /// What a peer sends before all else.
+    static constexpr std::array<U8, 8> magic{0x89, 'L', 'o', 'a', 'm', 'L', 'o', 'g'};
 
     // What the service does.
 

@@ -82,6 +82,16 @@ void StreamAdapter::announce() {
     announcePending_ = false;
 }
 
+void StreamAdapter::putRootName(Out& out) const {
+    Demuxer const* const demuxer = streamDemuxer();
+    if (auto const* const name = demuxer != nullptr ? demuxer->rootName(entityId_) : nullptr) {
+        out.currentPayloadSectionIs(NboAttrLog::PayloadSection::root);
+        out.put(static_cast<String8 const&>(name->path));
+        out.putNumber((name->isPushed ? 1u : 0u) | (name->access == NboAttrLog::Access::writable ? 2u : 0u));
+        out.putNumber(name->number);
+    }
+}
+
 void StreamAdapter::doThis() {
     if (!out_) {
         return;
@@ -134,6 +144,12 @@ void StreamAdapter::flowOutIs(Ptr<FlowOut> flowOut) {
         counters.dirtyKeys -= flowOut_ ? flowOut_->dirtyKeys : 0;
         counters.dirtyKeys += flowOut ? flowOut->dirtyKeys : 0;
         counters.dirtyKeysHighWater = std::max(counters.dirtyKeysHighWater, counters.dirtyKeys);
+        if (flowOut && flowOut->isFull()) { // begins before the other one ends
+            demuxer->passBegins(rootId_, entityId_);
+        }
+        if (flowOut_ && flowOut_->isFull()) {
+            demuxer->passEnds(rootId_);
+        }
     }
     flowOut_ = std::move(flowOut);
     flagSet(Bit::noFlowOut, !flowOut_);
@@ -295,6 +311,12 @@ void StreamAdapter::handleAttrTransaction(AttributeId attribute, AttrTransaction
 }
 
 void StreamAdapter::handleSyncMode(SyncMode mode) {
+    if (Demuxer* const own = streamDemuxer()) {
+        own->syncModeTold(entityId_, mode);
+    }
+    if (mode == SyncMode::allSynchronized) {
+        return;
+    }
     Entity const* const entity = korNotifierEntity();
     for (Demuxer* const demuxer : globalNboAttrLogDemuxerManager().demuxers()) {
         Ptr<StreamAdapter> const adapter = demuxer->reactor(entityId_);

@@ -47,6 +47,8 @@ public:
         synchronized = 1,
         /// A full state is on its way.
         synchronizing = 2,
+        /// Of a root: its full state has come, and that of all below it.
+        allSynchronized = 3,
     };
     enum class AttrTransactionType : U32 { start = 0, abort = 1, end = 2 };
     /// Passed on as it is.
@@ -84,6 +86,9 @@ public:
     void entityIdIs(EntityId id) noexcept { entityId_ = id; }
     /// Whether the entity has the same id on all streams. No entity of this library does.
     bool hasUnifiedEntityId() const noexcept { return false; }
+    /// The root of this side on whose behalf the entity is mounted; unassigned if there is none.
+    EntityId rootId() const noexcept { return rootId_; }
+    void rootIdIs(EntityId root) noexcept { rootId_ = root; }
     /// The stream, or null when the adapter is detached.
     Ptr<NboAttrLog::Out> const& nboAttrLogOut() const noexcept { return out_; }
     /// The demultiplexer of the stream, or null.
@@ -164,6 +169,7 @@ public:
     bool announcePending() const noexcept { return announcePending_; }
     /// Writes the announcement that waits; there must be room.
     void announce();
+    void sendSyncMode(SyncMode mode);
 
 protected:
     StreamAdapter(Kor_BitSet const& flags, unsigned int n, Ptr<NboAttrLog::Out> const& out,
@@ -202,7 +208,6 @@ protected:
     /// False when the flow-out must yield: the stream is full, or others have their turn.
     bool continueFlowOut() const;
     void sendTransactionMarker(AttributeId attribute, AttrTransactionType type, unsigned int n);
-    void sendSyncMode(SyncMode mode);
     [[noreturn]] void doThrowReadOnly(AttributeId attribute) const;
     /// Raises unless the peer may write the attribute.
     void peerMustWrite(AttributeId attribute) const;
@@ -213,6 +218,8 @@ protected:
     void noteDirty(bool isNew);
     void noteClean();
     virtual void serializeOrphanNow(NboAttrLog::Out& out) = 0;
+    /// The section of an announcement that names a root; nothing for another entity.
+    void putRootName(NboAttrLog::Out& out) const;
     /// Makes or keeps a flow-out.
     void needFlowOut(AttributeId attribute);
 
@@ -222,6 +229,7 @@ private:
     Ptr<NboAttrLog::Out> out_;
     PtrInterface* context_;
     EntityId entityId_;
+    EntityId rootId_;
     SyncMode syncMode_ = SyncMode::none;
     MsgChannel::Constrainer::KorEntry* msgChannel_ = nullptr;
     Ptr<NboAttrLog::FlowOut> flowOut_;

@@ -522,7 +522,7 @@ private:
         Expect const expect(Exception::Id::attrLogRecord);
         try {
             if (auto* const demuxer = this->streamDemuxer()) {
-                id = demuxer->entityIdOf(*member->value, Entity::Kor_BitSet(1u << Bit::weak));
+                id = demuxer->entityIdOf(*member->value, Entity::Kor_BitSet(1u << Bit::weak), this->rootId());
             }
         } catch (EntityIdUnavailableException const&) {
             return stall<A>(key);
@@ -581,6 +581,9 @@ private:
         Ptr<StreamAdapter> const adapter = ptrCast<StreamAdapter>(child.korNboAttrLogSaIs(
             Entity::Kor_BitSet(this->kor_bitSet().word() & inherited), 0, out, this->context()));
         if (adapter) {
+            if (isNew) {
+                adapter->rootIdIs(this->rootId());
+            }
             if (auto* const known = mounted.member(child.fwkKey())) {
                 known->value = adapter;
             } else {
@@ -669,6 +672,7 @@ void StreamAdapterOf<X>::serializeOrphanNow(Out& out) {
     }
     out.currentPayloadSectionIs(NboAttrLog::PayloadSection::entityId);
     out.put(this->entityId());
+    this->putRootName(out);
     out.token(NboAttrLog::TransactToken(3));
 }
 

@@ -1,0 +1,849 @@
+/// What sessions add to an attribute log: hello and goodbye, roots, pushes, calls, and peers that know more,
+/// less, or mean harm.
+
+#include "reflect/Dir.h"
+#include "support/Sessions.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Kor;
+using namespace Kor::NboAttrLog;
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using support::Random;
+using support::sameState;
+using support::Sessions;
+
+AradLifEntry entry(U32 number) {
+    return AradLifEntry(lifGeneral, number, 0);
+}
+
+/// What a peer could send that is no Session.
+struct Raw {
+    explicit Raw(std::array<U8, 8> const& magic = Session::magic, U16 lowest = 2, U16 highest = 2) {
+        bytes.assign(magic.begin(), magic.end());
+        for (U16 const each : {lowest, highest}) {
+            bytes.push_back(static_cast<U8>(each >> 8));
+            bytes.push_back(static_cast<U8>(each));
+        }
+    }
+    template <class Write>
+    Raw& record(MsgHeader const& header, Write const& write) {
+        auto const out = makePtr<Out>(StreamLimits{1 << 18, 60'000});
+        out->nextHeaderIs(header);
+        out << TransactToken(1);
+        write(out);
+        out << TransactToken(3);
+        bytes.insert(bytes.end(), out->readable().begin(), out->readable().end());
+        return *this;
+    }
+    template <class Write>
+    Raw& control(AttributeId attribute, Write const& write) {
+        return record({MsgHeader::announcing, attribute, true}, write);
+    }
+    Raw& hello(U32 limit = 4096, U32 ring = 1 << 18, U32 entities = 10, String8 const& name = "raw") {
+        return control(helloAttribute, [&](auto const& out) {
+            out->currentPayloadSectionIs(PayloadSection::helloName);
+            out << name;
+            out->currentPayloadSectionIs(PayloadSection::helloSchema);
+            out << U64{8};
+            out->currentPayloadSectionIs(PayloadSection::helloLimits);
+            out << limit << ring << entities << U32{4};
+            out->currentPayloadSectionIs(static_cast<PayloadSection>(99)); // of the future
+            out << U64{1};
+        });
+    }
+    Raw& announce(EntityId id, char const* type, char const* name, std::optional<RootName> const& root = {}) {
+        return control(newEntityAttribute, [&](auto const& out) {
+            out->currentPayloadSectionIs(PayloadSection::types);
+            out << TypeId(type);
+            out->currentPayloadSectionIs(PayloadSection::argument);
+            out << String8(name);
+            out->currentPayloadSectionIs(PayloadSection::entityId);
+            out << id;
+            if (root) {
+                out->currentPayloadSectionIs(PayloadSection::root);
+                out << static_cast<String8 const&>(root->path);
+                out->putNumber((root->isPushed ? 1 : 0) | (root->access == Access::writable ? 2 : 0));
+                out->putNumber(root->number);
+            }
+        });
+    }
+    /// Whether the session is still open.
+    bool to(Session& session, std::size_t piece = ~std::size_t{0}) {
+        std::span<U8 const> rest(bytes);
+        while (!rest.empty() && session.isOpen()) {
+            rest = rest.subspan(session.in()->feed(rest.first(std::min(piece, rest.size()))));
+            session.receive();
+            session.flow();
+        }
+        bytes.clear();
+        return session.isOpen();
+    }
+
+    std::vector<U8> bytes;
+};
+
+auto const nothing = [](auto const&) {};
+
+// Hello and goodbye
+
+TEST(Hello, TellsEachSideOfTheOtherAndAgreesOnTheSmallerRecord) {
+    for (std::size_t const piece : {std::size_t{1}, std::size_t{1000}}) {
+        Sessions two({1 << 16, 2000, 50});
+        two.b = makePtr<Session>(Side::accepting, SessionConfig{"driver", 9, {1 << 16, 1500, 60}, 5});
+        int established = 0;
+        two.a->hooksIs({[&](Session&) { ++established; }, {}, {}});
+        two.quiet(piece);
+        ASSERT_TRUE(two.a->isEstablished() && two.b->isEstablished()) << two.a->closeReason().charPtr();
+        EXPECT_EQ(established, 1);
+        EXPECT_EQ(two.a->peerName(), "driver");
+        EXPECT_EQ(two.a->peer()->schema, 9u);
+        EXPECT_FALSE(two.a->isSameSchema());
+        EXPECT_EQ(two.a->peer()->limits.entities, 60u);
+        EXPECT_EQ(two.b->peer()->offers, 1024u);
+        for (auto const& each : {two.a, two.b}) {
+            EXPECT_EQ(each->out()->limits().record, 1500u);
+            EXPECT_EQ(each->demuxer().protocol(), 2u);
+        }
+        EXPECT_TRUE(two.a->areOffersKnown() && two.b->areOffersKnown());
+        two.a->close("enough");
+        two.quiet(piece);
+        EXPECT_EQ(two.b->closeReason(), "enough");
+        EXPECT_TRUE(two.b->isClosedByPeer() && !two.a->isClosedByPeer());
+        EXPECT_TRUE(two.a->isOver() && two.b->isOver());
+    }
+}
+
+TEST(Hello, ThatDoesNotFitIsRefusedAndThePeerIsToldWhy) {
+    auto http = Session::magic;
+    std::copy_n("GET / HT", 8, http.begin());
+    auto late = Session::magic;
+    late[7] = 'h';
+    struct {
+        Raw peer;
+        char const* reason;
+    } const refused[] = {
+        {Raw(http), "peer does not speak the attribute log: it began with 47 45 54 20 2f 20 48 54"},
+        {Raw(late), "peer does not speak the attribute log: it began with 89 4c 6f 61 6d 4c 6f 68"},
+        {Raw(Session::magic, 3, 7), "peer speaks protocol 3 to 7, this side 2 to 2"},
+        {Raw(Session::magic, 0, 1), "peer speaks protocol 0 to 1, this side 2 to 2"},
+        {Raw(Session::magic, 3, 2), "hello has no protocol: from 3 to 2"},
+        {Raw().hello(1023), "hello has a record limit of 1023 bytes; 1024 to 65535 are possible"},
+        {Raw().hello(65536, 1 << 20), "hello has a record limit of 65536 bytes; 1024 to 65535 are possible"},
+        {Raw().hello(4096, 8191), "hello has a ring of 8191 bytes, which does not hold two records of 4096"},
+        {Raw().hello(4096, 1 << 18, 0), "hello has a limit of no entities"},
+        {Raw().hello(4096, 1 << 18, 1, std::string(65, 'x')),
+         "hello has a name that is longer than 64 bytes or has control characters"},
+        {Raw().hello(4096, 1 << 18, 1, "x\n"),
+         "hello has a name that is longer than 64 bytes or has control characters"},
+        {Raw().control(helloAttribute, nothing), "hello has no name, schema or limits"},
+        {Raw().hello(4096, 1 << 18, 1, std::string(5000, 'x')), "record is longer than the limit"},
+        {Raw().control(helloAttribute,
+                       [](auto const& out) {
+                           out->currentPayloadSectionIs(PayloadSection::helloLimits);
+                           out << U32{4096};
+                       }),
+         "record is shorter than its attribute"},
+        {Raw().control(wantAttribute, nothing), "record comes before the hello"},
+        {Raw().record({{7, 0}, 258, true}, nothing), "record comes before the hello"},
+        {Raw().hello().hello(), "record is a second hello"},
+    };
+    for (auto const& each : refused) {
+        for (std::size_t const piece : {std::size_t{1}, std::size_t{100'000}}) {
+            SCOPED_TRACE(each.reason);
+            Sessions two;
+            String8 told;
+            two.b->hooksIs({{}, {}, [&](Session&, String8 const& reason) { told = reason; }});
+            Raw peer = each.peer;
+            EXPECT_FALSE(peer.to(*two.b, piece));
+            EXPECT_EQ(two.b->closeReason(), each.reason);
+            EXPECT_EQ(told, each.reason);
+            EXPECT_FALSE(two.b->isOver()); // the goodbye is to be sent
+            Sessions::carry(*two.b, *two.a);
+            two.a->receive();
+            EXPECT_EQ(two.a->closeReason(), each.reason);
+            EXPECT_TRUE(two.a->isClosedByPeer());
+            EXPECT_TRUE(two.b->isOver());
+        }
+    }
+    // What comes later of it, or not at all, is waited for.
+    std::vector<U8> const whole = Raw().hello().bytes;
+    for (std::size_t n = 0; n <= whole.size(); ++n) {
+        Sessions two;
+        Raw part;
+        part.bytes.assign(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(n));
+        EXPECT_TRUE(part.to(*two.b));
+        EXPECT_EQ(two.b->isEstablished(), n == whole.size());
+    }
+    Sessions two;
+    EXPECT_TRUE(Raw(Session::magic, 1, 9).hello().to(*two.b));
+    EXPECT_EQ(two.b->demuxer().protocol(), 2u);
+}
+
+TEST(Goodbye, WaitsForRoomAndIsTheLastWord) {
+    Sessions two(support::smallSession);
+    auto const config = lifAppConfigFactory(Loam::vtAppMpls);
+    two.offeredByB->offer("config", config);
+    two.a->want("config");
+    two.quiet();
+    for (U32 i = 0; i < 1000; ++i) {
+        config->reqCountIs(entry(i), 1);
+    }
+    two.b->close("going down\x1b[2J");
+    EXPECT_TRUE(two.b->flow());
+    EXPECT_FALSE(two.b->isOver());
+    two.quiet();
+    EXPECT_TRUE(two.b->isOver());
+    EXPECT_EQ(two.a->closeReason(), "going down?[2J");
+    EXPECT_THROW(two.a->want("other"), RangeException);
+    EXPECT_THROW(two.a->call("x", "", {}), RangeException);
+    Sessions cut;
+    cut.quiet();
+    cut.b->cut("peer is gone");
+    EXPECT_TRUE(cut.b->isOver());
+    EXPECT_EQ(cut.b->out()->pending(), 0u);
+}
+
+// Roots
+
+struct Told {
+    std::vector<RootState> states;
+    std::vector<std::string> reasons;
+    Session::WantHook hook() {
+        return [this](RootState state, Ptr<Entity> const&, String8 const& why) {
+            states.push_back(state);
+            reasons.emplace_back(why.view());
+        };
+    }
+};
+using States = std::vector<RootState>;
+
+TEST(Root, IsSentToThoseAloneWhoWantItAndSynchronizedWhenAllBelowIsThere) {
+    Random random;
+    for (std::size_t const piece : {std::size_t{1}, std::size_t{100}, std::size_t{1} << 20}) {
+        Sessions two(support::smallSession);
+        auto const dir = lifAppConfigDirFactory("lif");
+        for (U32 app = 0; app < 8; ++app) {
+            auto const child = dir->appConfigIs(static_cast<Loam::VtAppId>(app));
+            for (U32 i = 0; i < 60; ++i) {
+                child->reqCountIs(entry(random.below(1000)), 1 + random.below(9));
+            }
+        }
+        auto const properties = makePtr<FapTypeProperties>();
+        properties->propertiesIs(Loam::fapTypeArad,
+                                 makePtr<FapTypeProperties::AradProperties>(Loam::fapTypeArad));
+        two.offeredByB->offer("lif", dir);
+        two.offeredByB->offer("properties", properties, Access::readOnly);
+        two.quiet(piece);
+        EXPECT_EQ(two.b->demuxer().mounted(), 0u);
+        ASSERT_EQ(two.a->peerOffers().size(), 2u);
+        EXPECT_EQ(two.a->peerOffers().at("lif").type, "Hardware::LoamTunnel::LifAppConfigDir");
+        EXPECT_EQ(two.a->peerOffers().at("properties").access, Access::readOnly);
+
+        auto const mine = lifAppConfigDirFactory("mine");
+        mine->appConfigIs(static_cast<Loam::VtAppId>(9)); // goes
+        Told lif, all;
+        bool wasWhole = false;
+        two.a->want("lif", mine, [&](RootState state, Ptr<Entity> const& root, String8 const& why) {
+            lif.hook()(state, root, why);
+            wasWhole = state == RootState::synchronized && sameState(*dir, *mine);
+        });
+        two.a->want("properties", [&](RootState state, Ptr<Entity> const& root, String8 const& why) {
+            all.hook()(state, root, why);
+            if (state == RootState::synchronized) {
+                EXPECT_TRUE(sameState(*properties, static_cast<FapTypeProperties&>(*root)));
+            }
+        });
+        two.quiet(piece);
+        EXPECT_TRUE(wasWhole);
+        States const usual{RootState::requested, RootState::synchronizing, RootState::synchronized};
+        EXPECT_EQ(lif.states, usual);
+        EXPECT_EQ(all.states, usual);
+        EXPECT_EQ(two.a->root("lif"), mine);
+
+        // Later children and changes come without another word; a remount is one.
+        dir->appConfigIs(static_cast<Loam::VtAppId>(10))->reqCountIs(entry(1), 1);
+        two.quiet(piece);
+        EXPECT_TRUE(sameState(*dir, *mine));
+        EXPECT_EQ(lif.states.size(), 3u);
+        ptrCast<StreamAdapter>(dir->korNboAttrLogSa(two.b->out()))->doRemountSelf(two.b->out());
+        two.quiet(piece);
+        EXPECT_EQ(lif.states.size(), 5u);
+        EXPECT_EQ(lif.states.back(), RootState::synchronized);
+        EXPECT_TRUE(wasWhole);
+
+        // The copy of one is written by its peer, that of the other is not.
+        mine->appConfigIs(static_cast<Loam::VtAppId>(11))->reqCountIs(entry(5), 5);
+        bool const initialized = properties->initialized();
+        ptrCast<FapTypeProperties>(two.a->root("properties"))->initializedIs(!initialized);
+        two.quiet(piece);
+        EXPECT_TRUE(sameState(*dir, *mine));
+        EXPECT_EQ(properties->initialized(), initialized);
+        EXPECT_EQ(two.b->stats().refusedRecords, 0u); // it does not even leave
+
+        two.a->unwant("lif");
+        two.quiet(piece);
+        U32 const before = dir->appConfigMap().count();
+        dir->appConfigDelAll();
+        two.quiet(piece);
+        EXPECT_EQ(mine->appConfigMap().count(), before);
+        EXPECT_EQ(two.a->rootState("lif"), RootState::absent);
+        two.a->unwant("properties");
+        two.quiet(piece);
+    }
+}
+
+TEST(Root, ComesBackWhenItIsOfferedAgainAndEndsWithTheSession) {
+    Sessions two;
+    Told told;
+    int changes = 0;
+    two.a->hooksIs({{}, [&](Session&) { ++changes; }, {}});
+    two.a->want("it", told.hook());
+    two.quiet();
+    EXPECT_EQ(changes, 1);
+    EXPECT_TRUE(told.states.empty());
+    auto const first = makePtr<HwIvecs>("first");
+    auto const second = makePtr<EvecStatus>("second");
+    two.offeredByB->offer("it", first);
+    two.quiet();
+    EXPECT_EQ(two.a->root("it")->name(), "first");
+    two.offeredByB->offer("it", first); // as it was
+    EXPECT_FALSE(two.b->flow());
+    two.offeredByB->offer("it", second, Access::readOnly);
+    two.quiet();
+    EXPECT_EQ(two.a->root("it")->name(), "second");
+    EXPECT_EQ(two.b->demuxer().mounted(), 1u);
+    two.offeredByB->withdraw("it");
+    two.offeredByB->withdraw("it");
+    two.quiet();
+    EXPECT_EQ(two.a->root("it"), nullptr);
+    two.offeredByB->offer("it", first);
+    two.offeredByB->withdraw("it");
+    two.quiet();
+    two.offeredByB->offer("it", second);
+    two.a->unwant("it");
+    two.a->want("it", told.hook());
+    two.quiet();
+    EXPECT_EQ(two.a->rootState("it"), RootState::synchronized);
+    two.b->close("bye");
+    two.quiet();
+    using enum RootState;
+    EXPECT_EQ(told.states, (States{requested, synchronizing, synchronized, absent, //
+                                   requested, synchronizing, synchronized, absent, //
+                                   requested, synchronizing, synchronized, absent}));
+    EXPECT_EQ(told.reasons[7], "the peer has withdrawn it");
+    EXPECT_EQ(told.reasons.back(), "bye");
+    EXPECT_EQ(first->references(), 1u);
+    EXPECT_TRUE(two.offeredByB->sessions().empty());
+}
+
+TEST(Root, IsAskedForAndGivenUpInAnyOrder) {
+    Random random;
+    for (int run = 0; run < 300; ++run) {
+        Sessions two(support::smallSession);
+        std::array<Ptr<LifAppConfig>, 2> const theirs{lifAppConfigFactory(Loam::vtAppMpls),
+                                                      lifAppConfigFactory(Loam::vtAppVxlan)};
+        auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+        bool wanted = false;
+        for (int step = 0; step < 60; ++step) {
+            switch (random.below(6)) {
+            case 0:
+                two.offeredByB->offer("it", theirs[random.below(2)]);
+                break;
+            case 1:
+                two.offeredByB->withdraw("it");
+                break;
+            case 2:
+                two.a->want("it", mine);
+                wanted = true;
+                break;
+            case 3:
+                two.a->unwant("it");
+                wanted = false;
+                break;
+            case 4:
+                theirs[random.below(2)]->reqCountIs(entry(random.below(9)), step + 1u);
+                break;
+            default:
+                Session& from = random.below(2) != 0 ? *two.a : *two.b;
+                Session& to = &from == two.a.ptr() ? *two.b : *two.a;
+                from.flow();
+                Sessions::carry(from, to, random.below(200));
+                ASSERT_TRUE(to.receive()) << to.closeReason().charPtr();
+            }
+        }
+        two.quiet(1 + random.below(50));
+        auto const* const offer = two.offeredByB->offered("it");
+        ASSERT_EQ(two.a->rootState("it"),
+                  wanted && offer != nullptr ? RootState::synchronized : RootState::absent);
+        ASSERT_EQ(two.b->demuxer().mounted(), wanted && offer != nullptr ? 1u : 0u);
+        if (wanted && offer != nullptr) {
+            ASSERT_TRUE(sameState(*mine, static_cast<LifAppConfig&>(*offer->entity)));
+        }
+    }
+}
+
+TEST(Root, ThatCannotBeHadIsRefusedWithTheReason) {
+    Sessions two;
+    auto const dir = lifAppConfigDirFactory("lif");
+    auto const child = dir->appConfigIs(Loam::vtAppMpls);
+    Service& service = *two.offeredByB;
+    service.offer("lif", dir);
+    EXPECT_THROW(service.offer("child", child), RangeException); // it would travel twice
+    EXPECT_THROW(service.offer("again", dir), RangeException);
+    EXPECT_THROW(service.offer("", makePtr<HwIvecs>("x")), RangeException);
+    EXPECT_THROW(service.offer(std::string(256, 'x'), makePtr<HwIvecs>("x")), RangeException);
+    EXPECT_THROW(service.offer("x\n", makePtr<HwIvecs>("x")), RangeException);
+    EXPECT_THROW(service.offer("x", nullptr), RangeException);
+    EXPECT_THROW(service.offer("x", makePtr<Dir>("x")), RangeException);
+    EXPECT_EQ(service.offers().size(), 1u);
+
+    Told wrong, thrown, none;
+    auto const want = [&](Told& told, Session::Take take) {
+        two.a->want("lif", told.hook(), std::move(take));
+        two.quiet();
+        EXPECT_EQ(told.states, (States{RootState::requested, RootState::refused}));
+        EXPECT_EQ(two.b->demuxer().mounted(), 0u);
+    };
+    want(wrong, [](auto const&) { return makePtr<HwIvecs>("x"); });
+    want(thrown, [](auto const&) -> Ptr<Entity> { throw RangeException("not today"); });
+    want(none, [](auto const&) { return nullptr; });
+    EXPECT_EQ(wrong.reasons[1], "it is a Hardware::LoamTunnel::LifAppConfigDir, and its place is for a "
+                                "Hardware::LoamTunnel::HwIvecs");
+    EXPECT_EQ(thrown.reasons[1], "not today");
+    EXPECT_EQ(none.reasons[1], "it is not taken in");
+
+    // One that cannot be announced: its name is longer than a record.
+    Told told;
+    service.offer("long", makePtr<HwIvecs>(std::string(5000, 'x')));
+    two.a->want("long", told.hook());
+    two.quiet();
+    ASSERT_EQ(told.states, (States{RootState::requested, RootState::refused}));
+    EXPECT_EQ(told.reasons[1], "record is longer than 4096 bytes");
+    EXPECT_TRUE(two.a->isOpen() && two.b->isOpen());
+}
+
+// Pushes
+
+TEST(Push, GivesThePeerAnEntityThatItFindsAPlaceFor) {
+    auto const dir = lifAppConfigDirFactory("lif");
+    auto const service = makePtr<Service>();
+    service->acceptIs("request", [&](Session& peer, Name const&, Ptr<Entity> const& made) -> Ptr<Entity> {
+        if (peer.peerName() != "a") {
+            throwRangeException("not from you");
+        }
+        auto const config = ptrCast<LifAppConfig>(made);
+        return config ? dir->appConfigIs(config->app()).ptr() : nullptr;
+    });
+    auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+    mine->reqCountIs(entry(1), 1);
+    auto const theirs = dir->appConfigIs(Loam::vtAppMpls);
+    for (Access const access : {Access::writable, Access::readOnly}) {
+        theirs->reqCountIs(entry(9), 9); // goes
+        Sessions two({}, {}, service);
+        std::vector<std::string> verdicts;
+        auto const hook = [&](bool accepted, String8 const& why) {
+            verdicts.emplace_back(accepted ? "accepted" : why.view());
+        };
+        two.a->push("request", mine, access, hook);
+        two.quiet(7);
+        EXPECT_TRUE(sameState(*mine, *theirs));
+        mine->reqCountIs(entry(2), mine->reqCount(entry(2)) + 1);
+        theirs->reqCountIs(entry(3), theirs->reqCount(entry(3)) + 1);
+        two.quiet();
+        EXPECT_EQ(theirs->reqCount(entry(2)), mine->reqCount(entry(2)));
+        EXPECT_EQ(sameState(*mine, *theirs), access == Access::writable);
+
+        two.a->push("elsewhere", makePtr<HwIvecs>("x"), access, hook);
+        two.a->push("request2", makePtr<HwIvecs>("y"), access, hook);
+        two.quiet();
+        service->acceptIs("", [](Session&, Name const&, Ptr<Entity> const& made) { return made; });
+        two.a->push("elsewhere", makePtr<HwIvecs>("x"), access, hook);
+        two.quiet();
+        service->acceptIs("", {});
+        EXPECT_EQ(verdicts, (std::vector<std::string>{"accepted", "nothing is taken in under elsewhere",
+                                                      "nothing is taken in under request2", "accepted"}));
+        EXPECT_EQ(two.a->demuxer().mounted(), 2u);
+        two.a->push("request", lifAppConfigFactory(Loam::vtAppVxlan)); // in place of it
+        two.quiet();
+        EXPECT_TRUE(dir->appConfig(Loam::vtAppVxlan));
+        EXPECT_EQ(two.b->demuxer().mounted(), 2u);
+        two.a->unpush("elsewhere");
+        two.quiet();
+        EXPECT_EQ(two.b->demuxer().mounted(), 1u);
+        two.a->cut("died");
+        two.b->cut("peer is gone");
+        EXPECT_EQ(theirs->references(), 2u);
+    }
+    EXPECT_EQ(theirs->reqCount(entry(1)), 1u); // what it had stays
+
+    // It cannot travel twice, whoever begins.
+    Sessions two({}, {}, service);
+    service->offer("lif", dir);
+    auto const place = lifAppConfigDirFactory("copy");
+    two.a->want("lif", place);
+    two.quiet();
+    EXPECT_THROW(two.a->push("request", place), RangeException);
+    std::string why;
+    two.a->push("request", mine, Access::writable, [&](bool, String8 const& reason) { why = reason.view(); });
+    two.quiet();
+    EXPECT_EQ(why, "its place is on this connection already");
+    Sessions other({}, {}, service);
+    other.a->push("request", mine);
+    other.quiet();
+    Told told;
+    other.a->want("lif", told.hook());
+    other.quiet();
+    EXPECT_EQ(told.reasons.back(), "a part of it is on this connection already");
+}
+
+// Calls
+
+TEST(Call, IsAnsweredInOrderWithTextsOfAnyAllowedLength) {
+    Sessions two(support::smallSession);
+    for (auto const& service : {two.offeredByA, two.offeredByB}) {
+        service->handlerIs("echo", [](Session&, String8 const& text) { return text; });
+        service->handlerIs("who", [](Session& peer, String8 const&) { return peer.peerName(); });
+        service->handlerIs("fail", [](Session&, String8 const&) -> String8 { throw RangeException("no"); });
+        service->handlerIs("long", [](Session&, String8 const&) { return std::string(70'000, 'x'); });
+    }
+    std::vector<std::string> got;
+    auto const ask = [&](Session& from, Name const& verb, std::string const& argument) {
+        from.call(verb, argument, [&got](bool ok, String8 const& text) {
+            got.push_back((ok ? "" : "error: ") + std::string(text.view()));
+        });
+    };
+    std::vector<std::string> expected;
+    for (std::size_t const length : {0, 1, 900, 1000, 5000, 65535}) {
+        expected.emplace_back(length, 'a');
+        ask(*two.a, "echo", expected.back()); // before the hello
+    }
+    two.quiet(333);
+    EXPECT_EQ(got, expected);
+    got.clear();
+    ask(*two.a, "who", "");
+    ask(*two.a, "fail", "");
+    ask(*two.a, "long", "");
+    ask(*two.a, "what", "");
+    two.quiet();
+    EXPECT_EQ(got, (std::vector<std::string>{"a", "error: no",
+                                             "error: the answer to \"long\" is longer than "
+                                             "65535 bytes",
+                                             "error: there is no request \"what\""}));
+    got.clear();
+    // Both sides at once, each with as many as it may.
+    for (U32 i = 0; i < Session::maxCalls; ++i) {
+        ask(*two.a, "echo", std::string(3000, 'a'));
+        ask(*two.b, "echo", std::string(3000, 'b'));
+    }
+    EXPECT_THROW(ask(*two.a, "echo", ""), RangeException);
+    EXPECT_THROW(two.b->call("", "", {}), RangeException);
+    EXPECT_THROW(two.b->call(std::string(65, 'x'), "", {}), RangeException);
+    two.quiet();
+    EXPECT_EQ(got.size(), 2 * Session::maxCalls);
+    EXPECT_THROW(ask(*two.a, "echo", std::string(65'536, 'x')), RangeException);
+    got.clear();
+    ask(*two.a, "echo", "late");
+    two.a->cut("the line is dead");
+    EXPECT_EQ(got, std::vector<std::string>{"error: the line is dead"});
+}
+
+// Other schemas
+
+TEST(Schema, APeerThatIsNewerIsServedAndWhatOnlyItKnowsIsCounted) {
+    Sessions two;
+    Session& b = *two.b;
+    two.offeredByB->acceptIs("", [](Session&, Name const&, Ptr<Entity> const& made) { return made; });
+    ASSERT_TRUE(Raw().hello().to(b));
+    EXPECT_EQ(b.peer()->schema, 8u);
+    EntityId const dir{7, 0}, future{11, 0}, rates{15, 0};
+    Raw raw;
+    raw.bytes.clear();
+    raw.announce(dir, "Hardware::LoamTunnel::LifAppConfigDir", "x", RootName{"x", true, Access::writable, 1});
+    raw.announce(future, "Hardware::LoamTunnel::FutureStatus", "y", RootName{"y", true, Access::writable, 2});
+    raw.announce(rates, "Hardware::LoamTunnel::TagPopPushConfig", "z",
+                 RootName{"z", true, Access::writable, 3});
+    raw.record({dir, 999, true}, [](auto const& out) { out << U64{1} << String8("of the future"); });
+    raw.record({dir, -999, true}, [](auto const& out) { out << U64{1}; });
+    raw.record({future, 258, true}, [](auto const& out) { out << U64{1}; });
+    raw.control(240, [](auto const& out) { out << U64{1}; }); // of a later protocol
+    raw.control(-240, nothing);
+    MsgHeader marker{dir, 999};
+    marker.isMarker = true;
+    raw.record(marker, [](auto const& out) { out->putNumber(0), out->putNumber(0); });
+    // A child under an application that is not known; then one of its requests, which is.
+    raw.record({dir, 258, true, 0, announcedChildAttribute}, [](auto const& out) {
+        out << U32{77} << EntityId{19, 0};
+    });
+    raw.record({{19, 0}, 259, true}, [](auto const& out) { out << entry(1) << U32{5}; });
+    // A key of an enumerator that is not known, and one that is.
+    raw.record({rates, 258, true}, [](auto const& out) { out << U32{77} << true; });
+    raw.record({rates, 258, true}, [](auto const& out) { out << Loam::vtAppMpls << true; });
+    ASSERT_TRUE(raw.to(b, 5)) << b.closeReason().charPtr();
+    auto const stats = b.stats();
+    EXPECT_EQ(stats.unknownAttributes, 5u);
+    EXPECT_EQ(stats.unknownEntities, 2u);
+    EXPECT_EQ(stats.unknownEnums, 1u);
+    EXPECT_EQ(stats.refusedRecords, 1u);
+    auto const entityOf = [&](EntityId id) {
+        return Ptr<Entity>(b.demuxer().reactor(id)->korNotifierEntity());
+    };
+    EXPECT_EQ(ptrCast<LifAppConfigDir>(entityOf(dir))
+                  ->appConfig(static_cast<Loam::VtAppId>(77))
+                  ->reqCount(entry(1)),
+              5u);
+    EXPECT_EQ(ptrCast<TagPopPushConfig>(entityOf(rates))->appMap().count(), 1u);
+    // And it hears why the one was not taken in, among what else this side says.
+    std::string sent;
+    for (auto piece = b.out()->readable(); !piece.empty(); piece = b.out()->readable()) {
+        sent.append(reinterpret_cast<char const*>(piece.data()), piece.size());
+        b.out()->nextBytes(piece.size());
+    }
+    EXPECT_NE(sent.find("its type is not known here"), std::string::npos);
+}
+
+TEST(Schema, APeerThatIsOlderTakesWhatItKnows) {
+    Sessions two;
+    auto const dir = lifAppConfigDirFactory("lif");
+    dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(entry(1), 1);
+    auto const evec = makePtr<EvecStatus>("evec");
+    auto const properties = makePtr<FapTypeProperties>();
+    auto const arad = makePtr<FapTypeProperties::AradProperties>(Loam::fapTypeArad);
+    arad->isemHwSizeIs(17);
+    properties->propertiesIs(Loam::fapTypeArad, arad);
+    two.offeredByB->offer("lif", dir);
+    two.offeredByB->offer("evec", evec);
+    two.offeredByB->offer("properties", properties);
+    two.quiet();
+    Told told;
+    two.a->want("evec", told.hook());
+    two.a->want("lif");
+    two.a->want("properties");
+    two.a->flow();
+    Sessions::carry(*two.a, *two.b);
+    two.b->receive();
+    // To it there is no EvecStatus, and of the two classes of properties only the base.
+    std::string_view const names[][2] = {
+        {"LoamTunnel::EvecStatus", "LoamTunnel::EvecSsssss"},
+        {"FapTypeProperties::AradProperties", "FapTypeProperties::AradUnknownnnn"}};
+    two.b->flow();
+    std::string bytes;
+    auto const piece = two.b->out()->readable();
+    bytes.assign(reinterpret_cast<char const*>(piece.data()), piece.size());
+    two.b->out()->nextBytes(piece.size());
+    for (auto const& [before, after] : names) {
+        ASSERT_NE(bytes.find(before), std::string::npos);
+        bytes.replace(bytes.find(before), before.size(), after);
+    }
+    two.a->in()->feed({reinterpret_cast<U8 const*>(bytes.data()), bytes.size()});
+    ASSERT_TRUE(two.a->receive()) << two.a->closeReason().charPtr();
+    two.quiet();
+    EXPECT_EQ(told.states, (States{RootState::requested, RootState::refused}));
+    EXPECT_EQ(told.reasons[1], "its type is not known here");
+    EXPECT_EQ(two.a->rootState("lif"), RootState::synchronized);
+    EXPECT_TRUE(sameState(static_cast<LifAppConfigDir&>(*two.a->root("lif")), *dir));
+    auto const copy = ptrCast<FapTypeProperties>(two.a->root("properties"))->properties(Loam::fapTypeArad);
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(copy->isemHwSize(), 17u);
+    EXPECT_EQ(copy->fwkType()->typeName(), "Hardware::LoamTunnel::FapTypeProperties::Properties");
+    // It goes on in both directions, and what the one does not know is not sent for long.
+    EXPECT_FALSE(evec->korNboAttrLogSa(two.b->out()));
+    dir->appConfigIs(Loam::vtAppVxlan)->reqCountIs(entry(2), 2);
+    ptrCast<LifAppConfigDir>(two.a->root("lif"))->appConfig(Loam::vtAppMpls)->reqCountIs(entry(3), 3);
+    evec->ownerIs(EvecOwner(EvecKey(), Loam::vtAppMpls));
+    two.quiet();
+    EXPECT_TRUE(sameState(static_cast<LifAppConfigDir&>(*two.a->root("lif")), *dir));
+    EXPECT_TRUE(two.a->isOpen() && two.b->isOpen());
+}
+
+// Limits and harm
+
+TEST(Harm, APeerThatAsksTooMuchIsTurnedAwayWithTheReason) {
+    auto const text = [](char const* verb, U32 id, U64 bits, std::size_t length) {
+        return [=](auto const& out) {
+            out->putNumber(id), out->putNumber(bits);
+            out << String8(verb) << String8(std::string(length, 'x'));
+        };
+    };
+    struct {
+        std::function<void(Raw&)> send;
+        char const* reason;
+    } const cases[] = {
+        {[&](Raw& raw) {
+             for (U32 i = 0; i < 1025; ++i) {
+                 raw.control(offerAttribute, [&](auto const& out) {
+                     out << String8(std::to_string(i)) << TypeId("X"), out->putNumber(1);
+                 });
+             }
+         },
+         "peer has more roots than the limit of 1024"},
+        {[&](Raw& raw) {
+             for (U32 i = 0; i < 5000; ++i) {
+                 raw.control(wantAttribute,
+                             [&](auto const& out) { out << String8("none"), out->putNumber(i); });
+             }
+         },
+         "peer asks for more than it reads answers"},
+        {[&](Raw& raw) {
+             for (U32 i = 0; i < 100; ++i) {
+                 raw.control(requestAttribute, text("x", i, 0, 1));
+             }
+         },
+         "peer has more than 16 requests under way"},
+        {[&](Raw& raw) {
+             for (U32 i = 0; i < 80; ++i) {
+                 raw.control(requestAttribute, text("x", 1, 1, 900));
+             }
+         },
+         "peer has a call of more than 65535 bytes"},
+        {[&](Raw& raw) {
+             raw.control(requestAttribute, text("x", 1, 1, 9)).control(requestAttribute, text("x", 2, 0, 9));
+         },
+         "record is of another request than the one that has begun"},
+        {[&](Raw& raw) { raw.control(requestAttribute, text("", 1, 0, 9)); }, "record has an unsound verb"},
+        {[&](Raw& raw) { raw.control(answerAttribute, text("", 1, 0, 9)); },
+         "record answers another request than the next one"},
+        {[&](Raw& raw) { raw.control(wantAttribute, [](auto const& out) { out << String8("\x7f"); }); },
+         "record has an unsound path"},
+        {[&](Raw& raw) {
+             for (U32 i = 0; i < 2000; ++i) {
+                 raw.announce({7 + 4 * i, 0}, "Hardware::LoamTunnel::HwIvecs", "x");
+             }
+         },
+         "peer has more entities than the limit"},
+    };
+    for (auto const& each : cases) {
+        SCOPED_TRACE(each.reason);
+        Sessions two(support::smallSession);
+        Raw raw;
+        each.send(raw.hello());
+        EXPECT_FALSE(raw.to(*two.b)); // which reads nothing
+        EXPECT_EQ(two.b->closeReason(), each.reason);
+    }
+}
+
+TEST(Harm, ALargeMapDoesNotHoldUpASmallRoot) {
+    Sessions two;
+    auto const large = lifAppConfigFactory(Loam::vtAppMpls);
+    auto const small = lifAppConfigFactory(Loam::vtAppVxlan);
+    for (U32 i = 0; i < 100'000; ++i) {
+        large->reqCountIs(entry(i), 1);
+    }
+    small->reqCountIs(entry(1), 1);
+    two.offeredByB->offer("large", large);
+    two.offeredByB->offer("small", small);
+    two.offeredByB->handlerIs("ping", [](Session&, String8 const&) { return "pong"; });
+    two.a->want("large");
+    two.quiet(1 << 12);
+    ASSERT_EQ(two.a->rootState("large"), RootState::synchronized);
+    two.a->unwant("large");
+    two.a->want("large");
+    two.a->want("small");
+    bool answered = false;
+    two.a->call("ping", "", [&](bool ok, String8 const&) { answered = ok; });
+    U64 const before = two.b->out()->records();
+    U64 untilSmall = 0, untilAnswer = 0;
+    while (untilSmall == 0 || untilAnswer == 0) {
+        two.a->flow();
+        Sessions::carry(*two.a, *two.b);
+        two.b->receive();
+        two.b->flow();
+        // What is in the ring has left already: the peer reads what fits in one record.
+        ASSERT_NE(Sessions::carry(*two.b, *two.a, 4096), 0u);
+        ASSERT_TRUE(two.a->receive());
+        U64 const records = two.a->in()->records() - before;
+        if (untilSmall == 0 && two.a->rootState("small") == RootState::synchronized) {
+            untilSmall = records;
+        }
+        if (untilAnswer == 0 && answered) {
+            untilAnswer = records;
+        }
+    }
+    EXPECT_LT(untilSmall, 500u);
+    EXPECT_LT(untilAnswer, 500u);
+    EXPECT_EQ(two.a->rootState("large"), RootState::synchronizing);
+    two.quiet();
+    EXPECT_TRUE(sameState(*large, static_cast<LifAppConfig&>(*two.a->root("large"))));
+}
+
+// Recordings of a real session with damaged bytes: whatever becomes of it, the entities are whole, and a
+// second session of the same service does not notice.
+TEST(Harm, DamagedSessionsLeaveTheEntitiesAndOtherSessionsAlone) {
+    Random random;
+    auto const serviceFor = [](Ptr<LifAppConfigDir> const& dir) {
+        auto const service = makePtr<Service>();
+        service->offer("lif", dir);
+        service->offer("evec", makePtr<EvecStatus>("evec"), Access::readOnly);
+        service->acceptIs("", [dir](Session&, Name const&, Ptr<Entity> const& made) -> Ptr<Entity> {
+            auto const config = ptrCast<LifAppConfig>(made);
+            return config ? Ptr<Entity>(dir->appConfigIs(config->app())) : made;
+        });
+        service->handlerIs("echo", [](Session&, String8 const& text) { return text; });
+        return service;
+    };
+    // What side a says in a session in which it pushes, wants, writes and calls.
+    std::vector<U8> recording;
+    {
+        Sessions two({}, serviceFor(lifAppConfigDirFactory("of a")),
+                     serviceFor(lifAppConfigDirFactory("of b")));
+        auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+        two.a->push("request", mine);
+        two.a->want("lif");
+        two.a->want("evec");
+        two.b->want("lif");
+        for (int i = 0; i < 60; ++i) {
+            support::change(*mine, random);
+            if (auto const dir = ptrCast<LifAppConfigDir>(two.a->root("lif")); dir && i > 5) {
+                support::change(*dir, random);
+            }
+            if (i % 10 == 0) {
+                two.a->call("echo", std::string(random.below(3000), 'x'), {});
+            }
+            two.a->flow();
+            auto const bytes = two.a->out()->readable();
+            recording.insert(recording.end(), bytes.begin(), bytes.end());
+            Sessions::carry(*two.a, *two.b);
+            two.b->receive();
+            two.b->flow();
+            Sessions::carry(*two.b, *two.a);
+            two.a->receive();
+        }
+        ASSERT_TRUE(two.b->isOpen()) << two.b->closeReason().charPtr();
+    }
+    int closed = 0, established = 0;
+    for (int round = 0; round < 400; ++round) {
+        std::vector<U8> damaged = recording;
+        for (U32 i = random.below(4); i-- > 0;) {
+            damaged[random.below(static_cast<U32>(damaged.size()))] = static_cast<U8>(random.next());
+        }
+        auto const dir = lifAppConfigDirFactory("lif");
+        auto const service = serviceFor(dir);
+        Sessions healthy({}, {}, service);
+        healthy.a->want("lif");
+        auto const victim = makePtr<Session>(Side::accepting, SessionConfig{"victim", 0}, service);
+        victim->want("lif");
+        Raw raw;
+        raw.bytes = std::move(damaged);
+        closed += !raw.to(*victim, 1 + random.below(500));
+        established += victim->peer() != nullptr;
+        healthy.quiet();
+        ASSERT_TRUE(healthy.a->isOpen() && healthy.b->isOpen());
+        ASSERT_EQ(healthy.a->rootState("lif"), RootState::synchronized);
+        ASSERT_TRUE(sameState(*dir, static_cast<LifAppConfigDir&>(*healthy.a->root("lif"))));
+        victim->cut("done");
+        ASSERT_FALSE(dir->korNboAttrLogSa(victim->out()));
+        for (auto const& child : dir->appConfigMap()) {
+            ASSERT_EQ(child.parent(), dir);
+            ASSERT_FALSE(child.korNboAttrLogSa(victim->out()));
+        }
+        healthy.quiet();
+        ASSERT_TRUE(sameState(*dir, static_cast<LifAppConfigDir&>(*healthy.a->root("lif"))));
+    }
+    EXPECT_GT(closed, 0);
+    EXPECT_GT(established, 100);
+}
+
+} // namespace
