@@ -484,6 +484,9 @@ struct Session::Impl final : DemuxerControl {
             hook(state, root, why);
         }
     }
+    static bool isThere(Wish const& wish) {
+        return wish.state == RootState::synchronizing || wish.state == RootState::synchronized;
+    }
     std::map<Name, Wish>::iterator wishOf(EntityId id) {
         return std::find_if(wishes.begin(), wishes.end(),
                             [&](auto const& each) { return each.second.id == id; });
@@ -568,13 +571,14 @@ struct Session::Impl final : DemuxerControl {
     void retired(EntityId id) override {
         if (auto const wish = wishOf(id); wish != wishes.end()) {
             wish->second.id = {};
-            wishIs(Name(wish->first), RootState::absent, "the peer has withdrawn it");
+            if (isThere(wish->second)) { // and not asked for anew already
+                wishIs(Name(wish->first), RootState::absent, "the peer has withdrawn it");
+            }
         }
     }
     void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) override {
         auto const wish = wishOf(id);
-        if (wish == wishes.end() || (wish->second.state != RootState::synchronizing &&
-                                     wish->second.state != RootState::synchronized)) {
+        if (wish == wishes.end() || !isThere(wish->second)) {
             return;
         }
         if (mode == StreamAdapter::SyncMode::synchronizing) {
@@ -954,7 +958,7 @@ void Session::unwant(Name const& path) {
 
 Ptr<Entity> Session::root(Name const& path) const {
     auto const found = impl_->wishes.find(path);
-    return found != impl_->wishes.end() && found->second.id.isAssigned() ? found->second.root : nullptr;
+    return found != impl_->wishes.end() && Impl::isThere(found->second) ? found->second.root : nullptr;
 }
 
 RootState Session::rootState(Name const& path) const noexcept {
