@@ -80,6 +80,9 @@ struct KeyedAccess {
     bool (*contains)(void* object, GenericIf const& key);
     Ptr<GenericIf> (*set)(void* object, GenericIf const* key, GenericIf const* value);
     Ptr<GenericIf> (*del)(void* object, GenericIf const& key);
+    /// Reads a member without boxes; false if key or value are of other types. Null for members that are
+    /// objects.
+    bool (*read)(void* object, KorType const* keyType, void const* key, KorType const* type, void* into);
 
     /// From the key on, if it is there, or else from the first.
     void* (*walk)(void* object, GenericIf const* key);
@@ -99,6 +102,9 @@ struct BoxAttribute {
     void (*set)(void* object, GenericIf const& value) = nullptr;
     Ptr<GenericIf> (*call)(void* object, ArgumentReader& arguments, bool isConst) = nullptr;
     KeyedAccess const* keyed = nullptr;
+    /// A scalar without boxes; false if it is of another type.
+    bool (*read)(void* object, KorType const* type, void* into) = nullptr;
+    bool (*write)(void* object, KorType const* type, void const* value) = nullptr;
 };
 
 /// The attributes of a class by id, from `first` on, and those of its base.
@@ -181,10 +187,30 @@ struct Boxing {
     static void set(void* object, GenericIf const& value) {
         A::Name::set(*static_cast<T*>(object), unbox<typename A::Type>(value));
     }
+    static bool read(void* object, KorType const* type, void* into) {
+        if (type != fwkTypeOf<typename A::Type>()) {
+            return false;
+        }
+        *static_cast<typename A::Type*>(into) = A::Name::call(*static_cast<T const*>(object));
+        return true;
+    }
+    static bool write(void* object, KorType const* type, void const* value) {
+        if (type != fwkTypeOf<typename A::Type>()) {
+            return false;
+        }
+        A::Name::set(*static_cast<T*>(object), *static_cast<typename A::Type const*>(value));
+        return true;
+    }
     static constexpr BoxAttribute attribute() {
         BoxAttribute made{.name = A::Name::text, .kind = BoxKind::scalar, .get = &get};
+        if constexpr (!requires { typename A::Referred; }) {
+            made.read = &read;
+        }
         if constexpr (settable) {
             made.set = &set;
+            if constexpr (!requires { typename A::Referred; }) {
+                made.write = &write;
+            }
         }
         return made;
     }
@@ -258,7 +284,7 @@ struct Keyed {
     static void walkDel(void* state) { delete &at(state); }
 
     static constexpr KeyedAccess access() {
-        return {B::keyName(), &B::get,  &B::count,  &version, &B::contains, &B::set,      &B::del,
+        return {B::keyName(), &B::get,  &B::count,  &version, &B::contains, &B::set,      &B::del, B::read(),
                 &walk,        &walkKey, &walkValue, &walkInc, &walkClone,   &walkNonNull, &walkDel};
     }
 };
@@ -317,6 +343,24 @@ struct MapBoxing {
     }
     static Ptr<GenericIf> del(void* object, GenericIf const& key) {
         return boxOf(Forms::del(*static_cast<T*>(object), unbox<K>(key)));
+    }
+
+    static bool readMember(void* object, KorType const* keyType, void const* key, KorType const* type,
+                           void* into) {
+        if (keyType != fwkTypeOf<K>() || type != fwkTypeOf<typename A::Value>()) {
+            return false;
+        }
+        if (auto* const found = map(object).member(*static_cast<K const*>(key))) {
+            *static_cast<typename A::Value*>(into) = found->value;
+        }
+        return true;
+    }
+    static constexpr auto read() -> decltype(KeyedAccess::read) {
+        if constexpr (holdsObjects) {
+            return nullptr;
+        } else {
+            return &readMember;
+        }
     }
 
     static At walk(Map& from, K const& key) {
@@ -390,6 +434,8 @@ struct Boxing<T, Queue<N, V>> {
     static Ptr<GenericIf> del(void* object, GenericIf const& key) {
         return boxOf<V>(Forms::del(*static_cast<T*>(object), unbox<U32>(key)));
     }
+    static constexpr auto read() -> decltype(KeyedAccess::read) { return nullptr; }
+
     static At walk(Map& from, U32 key) {
         At found(&from);
         while (found && found.key() != key) {
@@ -528,6 +574,7 @@ public:
 
     ValueBox(T const& value, bool isConst) : Below(value, isConst), value_(value) {
         this->registeredFlagIs(true); // such a box observes nothing
+        this->placeIs(detail::BoxTables<T>::table, &value_, GenericIf::Holds::value);
     }
 
     KorType* type() const override { return fwkTypeOf<T>(); }
@@ -642,7 +689,11 @@ public:
     }
     String8 strRep() const override { return valueToStrep(value_); }
     using GenericIf::clone;
-    Ptr<GenericIf> clone() override { return makePtr<BoxOf>(value_, isConst()); }
+    Ptr<GenericIf> clone() override {
+        auto const copy = makePtr<BoxOf>(value_, isConst());
+        copy->hasNotificationActiveIs(true);
+        return copy;
+    }
 
     virtual void valIs(E value) { value_ = value; }
 
@@ -724,7 +775,9 @@ using ObjectBoxBase =
 
 } // namespace detail
 
-/// The box of an entity or of another counted object of the pattern.
+/// The box of an entity or of another counted object of the pattern. That of an heir does not derive from
+/// that of its base, whose attributes it reaches through the table: one box, one adapter in the object's
+/// list. Ask voidPtrIs() for the object as one of its base.
 template <detail::PatternEntity X>
 class __attribute__((visibility("default"))) BoxOf<X> final
     : public AdapterOwner<detail::ObjectBoxBase<X>, detail::BoxAdapter<X>> {
@@ -751,13 +804,12 @@ public:
 
     Ptr<GenericIf> attributeOp(AttributeOp const& op, Key const& key, Ptr<GenericIf> const& value) override {
         this->checkWrite(op.opId);
+        auto at = detail::reach(detail::BoxTables<X>::table, object(), op.attributeId);
         if constexpr (requires(X const& x) { x.fwkKey(); }) {
             if (op.attributeId == 0) {
-                return detail::attributeOp({&detail::keyAttribute<X>, object()}, this->isConst(), nullptr,
-                                           op.opId, key, value);
+                at = {&detail::keyAttribute<X>, object()};
             }
         }
-        auto const at = detail::reach(detail::BoxTables<X>::table, object(), op.attributeId);
         if (at.attribute == nullptr) {
             return Base::attributeOp(op, key, value);
         }
@@ -776,6 +828,8 @@ public:
         }
         Base::notifierIs(object);
         this->isRegisteredNotifieeIs(false);
+        this->placeIs(detail::BoxTables<X>::table, held().ptr(),
+                      X::isEntity ? GenericIf::Holds::entity : GenericIf::Holds::object);
     }
     void korDoZombieReactors(bool zombie) override { this->zombieIs(zombie); }
 
@@ -797,7 +851,9 @@ public:
             made = makePtr<X>(reader.template next<Argument>(name.c_str()));
         }
         reader.end();
-        return KorType::genericIf(made.ptr(), false);
+        Ptr<GenericIf> box = KorType::genericIf(made.ptr(), false);
+        box->hasNotificationActiveIs(true);
+        return box;
     }
 
     // Walks
@@ -849,14 +905,14 @@ public:
     // What the adapter hears.
 
     void changed(AttributeId attribute) {
-        if (!this->korOnAttribute(attribute, nullptr)) {
+        if (isHeard() && !this->korOnAttribute(attribute, nullptr)) {
             this->actsm();
             this->onAttribute(attribute);
         }
     }
     template <class BoxKey>
     void changed(AttributeId attribute, U8& counter, BoxKey const& boxKey) {
-        if (!this->korOnAttribute(attribute, &counter)) {
+        if (isHeard() && !this->korOnAttribute(attribute, &counter)) {
             this->actsm();
             if (this->listener()) {
                 this->onAttribute(attribute, boxKey());
@@ -910,6 +966,8 @@ private:
     template <class Handler>
     BoxedDelivery(AttributeId, Deferred, Handler) -> BoxedDelivery<Handler>;
 
+    /// Whether a change leads to anything.
+    bool isHeard() { return this->listener() || this->korFwkActivity() != nullptr; }
     Ptr<X> held() const noexcept {
         return static_cast<X*>(const_cast<PtrInterface*>(this->notifier().ptr()));
     }

@@ -1,6 +1,9 @@
 #include "reflect/GenericIf.h"
 
 #include "reflect/GenericBox.h"
+#include "runtime/Contract.h"
+
+#include <new>
 
 namespace Kor {
 
@@ -73,6 +76,126 @@ void GenericIf::checkWrite(OpId op) const {
     if (isConst_ && isWrite(op)) {
         throwConstException("attempting to modify a const instance");
     }
+}
+
+// Blocks for boxes. A box lives shortly, and the next one is as large; so a thread keeps a few blocks of each
+// size. Builds that check contracts do not, so that the sanitizers see who touches a box that has ended.
+
+namespace {
+
+constexpr std::size_t blockStep = 16;
+constexpr std::size_t largestBlock = 256;
+constexpr unsigned mostBlocks = 32;
+
+struct Block {
+    Block* next;
+};
+struct BlockList {
+    Block* head;
+    unsigned count;
+};
+/// Without a constructor or destructor, so that there is nothing to test for at each use.
+struct Blocks {
+    BlockList lists[largestBlock / blockStep + 1];
+    bool hasCleaner;
+    bool isClosed;
+};
+[[gnu::tls_model("initial-exec")]] constinit thread_local Blocks blocks{};
+
+/// Gives the blocks back when the thread ends.
+struct BlockCleaner {
+    ~BlockCleaner() {
+        blocks.isClosed = true;
+        for (BlockList& list : blocks.lists) {
+            while (Block* const block = list.head) {
+                list.head = block->next;
+                ::operator delete(block);
+            }
+        }
+    }
+};
+
+constexpr std::size_t blockClass(std::size_t size) {
+    return (size + blockStep - 1) / blockStep;
+}
+
+} // namespace
+
+void* GenericIf::operator new(std::size_t size) {
+    if (!contractChecks && size <= largestBlock) {
+        BlockList& list = blocks.lists[blockClass(size)];
+        if (Block* const block = list.head) {
+            list.head = block->next;
+            --list.count;
+            return block;
+        }
+        return ::operator new(blockClass(size) * blockStep);
+    }
+    return ::operator new(size);
+}
+
+void GenericIf::operator delete(void* block, std::size_t size) noexcept {
+    if (!contractChecks && size <= largestBlock && !blocks.isClosed) {
+        BlockList& list = blocks.lists[blockClass(size)];
+        if (list.count < mostBlocks) {
+            if (!blocks.hasCleaner) [[unlikely]] {
+                static thread_local BlockCleaner cleaner;
+                static_cast<void>(cleaner);
+                blocks.hasCleaner = true;
+            }
+            list.head = new (block) Block{list.head};
+            ++list.count;
+            return;
+        }
+    }
+    ::operator delete(block);
+}
+
+// Without boxes
+
+void GenericIf::countRead() noexcept {
+    if (holds_ == Holds::entity) {
+        EntityAccess::mutableReadsInc(static_cast<Entity const&>(*notifier()));
+    }
+}
+
+bool GenericIf::read(AttributeId attribute, KorType const* type, void* into) {
+    if (table_ == nullptr || !isHeld()) {
+        return false;
+    }
+    auto const at = detail::reach(*table_, place_, attribute);
+    if (at.attribute == nullptr || at.attribute->read == nullptr ||
+        !at.attribute->read(at.object, type, into)) {
+        return false;
+    }
+    countRead();
+    return true;
+}
+
+bool GenericIf::read(AttributeId attribute, KorType const* keyType, void const* key, KorType const* type,
+                     void* into) {
+    if (table_ == nullptr || !isHeld()) {
+        return false;
+    }
+    auto const at = detail::reach(*table_, place_, attribute);
+    if (at.attribute == nullptr || at.attribute->keyed == nullptr || at.attribute->keyed->read == nullptr ||
+        !at.attribute->keyed->read(at.object, keyType, key, type, into)) {
+        return false;
+    }
+    countRead();
+    return true;
+}
+
+bool GenericIf::write(AttributeId attribute, KorType const* type, void const* value) {
+    if (table_ == nullptr || isConst_ || !isHeld()) {
+        return false;
+    }
+    auto const at = detail::reach(*table_, place_, attribute);
+    if (at.attribute == nullptr || at.attribute->write == nullptr) {
+        return false;
+    }
+    Ptr<PtrInterface const> const keep = notifier(); // a setter's reactors may let the box go
+    return at.attribute->write(at.object, type, value);
 }
 
 // What all boxes do
@@ -329,6 +452,7 @@ Ptr<GenericIf> setMember(Reached at, GenericIf::Key const& key, Ptr<GenericIf> c
         needNoKey(attribute, key);
         ArgumentReader arguments(value.ptr(), attribute.name);
         GenericIf const& childKey = arguments.next(keyed.keyName);
+        keyed.contains(at.object, childKey); // its type is looked at before what follows it
         arguments.end();
         return keyed.set(at.object, &childKey, nullptr);
     }

@@ -30,12 +30,16 @@
 /// Changes. The box of an object hears every change of it, unless it is detached (`notifierIs(nullptr)`) or
 /// switched off, and tells its listener; with an activity (`activityIs`, runtime/Activity.h) in a later run.
 ///
+/// Who knows the type of an attribute beforehand needs no boxes for it:
+///
+///     box->get<U32>(size);  box->set(size, U32{4});  box->get<U32>(count, entry);
+///
 /// Errors are Kor::GenericException, but for what a setter raises. A call that fails has changed nothing, but
 /// what a setter did before it raised. Nothing here depends on what type somebody claims: wrong boxes are
 /// refused. The one thing that cannot be checked is the length behind a Kor::BytePtr argument.
 ///
-/// Cost: a lookup is a table access by id, reads and boxed arguments allocate. A box belongs to the thread of
-/// its entity.
+/// Cost: an attribute is found by id in a table. What is boxed is allocated, from a short list of blocks that
+/// the thread keeps; get() and set() allocate nothing. A box belongs to the thread of its entity.
 
 #include "reflect/KorType.h"
 #include "runtime/Activity.h"
@@ -45,6 +49,10 @@
 #include <typeinfo>
 
 namespace Kor {
+
+namespace detail {
+struct BoxTable;
+}
 
 /// What the generic interface raises: a call that the box, as it is, cannot answer. Id 60.
 class __attribute__((visibility("default"))) GenericException : public Exception {
@@ -115,6 +123,9 @@ public:
 
     ~GenericIf() override;
 
+    static void* operator new(std::size_t size);
+    static void operator delete(void* block, std::size_t size) noexcept;
+
     bool isConst() const noexcept { return isConst_; }
     Ptr<Listener> const& listener() const noexcept { return listener_; }
     void listenerIs(Ptr<Listener> listener) noexcept { listener_ = std::move(listener); }
@@ -129,6 +140,15 @@ public:
     virtual AttributeId attributeId(String8 name) const;
     /// Does something with an attribute, see above. The result may be null.
     virtual Ptr<GenericIf> attributeOp(AttributeOp const& op, Key const& key, Ptr<GenericIf> const& value);
+    /// The value of an attribute of type T, or of its member under a key, as attributeOp() with `get` gives
+    /// it in a box. Raises what that raises, and for an attribute of another type.
+    template <class T>
+    T get(AttributeId attribute);
+    template <class T, class K>
+    T get(AttributeId attribute, K const& key);
+    /// Sets an attribute, as attributeOp() with `set` does.
+    template <class T>
+    void set(AttributeId attribute, T const& value);
     /// What is in the box as text (reflect/Text.h).
     virtual String8 strRep() const = 0;
     virtual void korDoZombieReactors(bool zombie);
@@ -170,8 +190,33 @@ protected:
     /// Raises for a write through a const box.
     void checkWrite(OpId op) const;
 
+    /// What the attributes of the table are of.
+    enum class Holds : U8 { value, object, entity };
+    void placeIs(detail::BoxTable const& table, void* place, Holds holds) noexcept {
+        table_ = &table;
+        place_ = place;
+        holds_ = holds;
+    }
+
 private:
+    // False when it takes boxes, or when the call is to be refused.
+    bool read(AttributeId attribute, KorType const* type, void* into);
+    bool read(AttributeId attribute, KorType const* keyType, void const* key, KorType const* type,
+              void* into);
+    bool write(AttributeId attribute, KorType const* type, void const* value);
+    static GenericIf const& needBox(Ptr<GenericIf> const& result) {
+        if (!result) {
+            throwTypeException("the result, which is null");
+        }
+        return *result;
+    }
+    bool isHeld() const noexcept { return holds_ == Holds::value || notifier(); }
+    void countRead() noexcept;
+
     Ptr<Listener> listener_;
+    detail::BoxTable const* table_ = nullptr;
+    void* place_ = nullptr;
+    Holds holds_ = Holds::value;
     bool isConst_;
 };
 
@@ -319,6 +364,31 @@ T unbox(GenericIf const& box) {
             GenericIf::throwTypeException(word.c_str());
         }
         return result;
+    }
+}
+
+template <class T>
+T GenericIf::get(AttributeId attribute) {
+    T value{};
+    if (!read(attribute, fwkTypeOf<T>(), &value)) {
+        value = unbox<T>(needBox(attributeOp({attribute, OpId::get}, nullptr, nullptr)));
+    }
+    return value;
+}
+
+template <class T, class K>
+T GenericIf::get(AttributeId attribute, K const& key) {
+    T value{};
+    if (!read(attribute, fwkTypeOf<K>(), &key, fwkTypeOf<T>(), &value)) {
+        value = unbox<T>(needBox(attributeOp({attribute, OpId::get}, boxOf(key, true), nullptr)));
+    }
+    return value;
+}
+
+template <class T>
+void GenericIf::set(AttributeId attribute, T const& value) {
+    if (!write(attribute, fwkTypeOf<T>(), &value)) {
+        attributeOp({attribute, OpId::set}, nullptr, boxOf(value));
     }
 }
 

@@ -56,8 +56,17 @@ Box made(KorType const* type) {
     return type->genericIf(arguments.ptr(), false);
 }
 
+/// How often the boxed entity was read; 0 for what does not count.
+U32 reads(Box const& box) {
+    return box->type()->isEntity() ? number(box->attributeOp({132, Op::get}, nullptr, nullptr)) : 0;
+}
+
 void scalar(Box const& box, KorAttr const& attr, bool settable) {
+    U32 const before = reads(box);
     Box const read = op(box, attr, Op::get);
+    bool const ofEveryEntity = box->type()->isEntity() && attr.attributeId() > 0 && attr.attributeId() < 258;
+    EXPECT_EQ(reads(box) - before, box->type()->isEntity() && !ofEveryEntity ? 1u : 0u)
+        << attr.name().charPtr();
     EXPECT_TRUE(!read || read->type()->isA(attr.type())) << attr.name().charPtr();
     refused<Kor::BadIndexAttrException>(attr, [&] { op(box, attr, Op::get, boxOf(true)); });
     refused<Kor::OpNotSupportedException>(attr, [&] { op(box, attr, Op::count); });
@@ -68,6 +77,12 @@ void scalar(Box const& box, KorAttr const& attr, bool settable) {
     refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::set); });
     refused<Kor::GenericTypeException>(
         attr, [&] { op(box, attr, Op::set, nullptr, Kor::makePtr<GenericIf::List_>()); });
+    if (attr.type() == Kor::fwkTypeOf<U32>()) {
+        U32 const other = number(read) ^ 1;
+        box->set(attr.attributeId(), other);
+        EXPECT_EQ(box->get<U32>(attr.attributeId()), other);
+        EXPECT_EQ(number(op(box, attr, Op::get)), other);
+    }
     if (read) { // not a reference to nothing
         EXPECT_EQ(op(box, attr, Op::set, nullptr, read), nullptr);
         EXPECT_EQ(op(box, attr, Op::get)->strRep(), read->strRep());
@@ -87,7 +102,10 @@ void map(Box const& box, KorAttr const& attr, bool hasKeyInside, bool ofChildren
     U32 const before = number(op(box, attr, Op::count));
     U32 const version = number(op(box, attr, Op::version));
     EXPECT_EQ(op(box, attr, Op::contains, key)->strRep(), "False");
+    EXPECT_EQ(op(box, attr, Op::count, key)->strRep(), op(box, attr, Op::count)->strRep()); // it is ignored
+    U32 const readBefore = reads(box);
     Box const absent = op(box, attr, Op::get, key);
+    EXPECT_EQ(reads(box) - readBefore, box->type()->isEntity() ? 1u : 0u);
     EXPECT_EQ(absent == nullptr, ofChildren || ofObjects);
     for (auto const id : {Op::get, Op::contains, Op::del}) {
         refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, id); });
@@ -100,6 +118,17 @@ void map(Box const& box, KorAttr const& attr, bool hasKeyInside, bool ofChildren
         refused<Kor::BadIndexAttrException>(attr, [&] { op(box, attr, Op::set, key, value); });
     }
     refused<Kor::OpNotSupportedException>(attr, [&] { op(box, attr, Op::equals, key); });
+    if (ofChildren) {
+        auto const wrong = Kor::makePtr<GenericIf::List_>();
+        refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::set, nullptr, wrong); });
+        wrong->list().enq(Kor::makePtr<GenericIf::List_>());
+        wrong->list().enq(key); // one too many, but the first is looked at first
+        refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::set, nullptr, wrong); });
+        auto const many = Kor::makePtr<GenericIf::List_>(Kor::unbox<GenericIf::List>(*value));
+        many->list().enq(key);
+        refused<Kor::UnknownArgException>(attr, [&] { op(box, attr, Op::set, nullptr, many); });
+    }
+    EXPECT_EQ(number(op(box, attr, Op::count)), before); // nothing of this has changed anything
 
     Box const child = op(box, attr, Op::set, takesKey ? key : nullptr, value);
     EXPECT_EQ(child != nullptr, ofChildren);
@@ -124,6 +153,29 @@ void map(Box const& box, KorAttr const& attr, bool hasKeyInside, bool ofChildren
     EXPECT_EQ(number(op(box, attr, Op::count)), before);
 }
 
+/// An operation looks at its arguments in order, and then for one too many. None of these calls gets through.
+void operation(Box const& box, KorAttr const& attr) {
+    refused<Kor::OpNotSupportedException>(attr, [&] { op(box, attr, Op::set); });
+    refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::get); });
+    refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::get, boxOf(true)); });
+    auto const arguments = Kor::makePtr<GenericIf::List_>();
+    for (auto const& each : attr.arguments()) {
+        for (Box const& wrong : {Box(nullptr), Box(Kor::makePtr<GenericIf::List_>())}) {
+            auto const list = Kor::makePtr<GenericIf::List_>(arguments->list());
+            refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::get, list); });
+            list->list().enq(wrong);
+            refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::get, list); });
+        }
+        KorType const* const type = KorType::named(each.type.view());
+        if (!type->isValue() || each.type == "Kor::BytePtr") {
+            return; // has no default
+        }
+        arguments->list().enq(type->genericIf(static_cast<void*>(nullptr), false));
+    }
+    arguments->list().enq(boxOf(true));
+    refused<Kor::UnknownArgException>(attr, [&] { op(box, attr, Op::get, arguments); });
+}
+
 /// Every cell of the table of an attribute's kind.
 void attribute(Box const& box, KorAttr const& attr) {
     using P = AttributeProfile;
@@ -135,12 +187,7 @@ void attribute(Box const& box, KorAttr const& attr) {
         if (attr.attributeId() < 258 && !box->type()->isValue()) {
             return; // of every entity
         }
-        refused<Kor::OpNotSupportedException>(attr, [&] { op(box, attr, Op::set); });
-        refused<Kor::GenericTypeException>(attr, [&] { op(box, attr, Op::get); });
-        if (!attr.arguments().empty()) {
-            refused<Kor::GenericTypeException>(
-                attr, [&] { op(box, attr, Op::get, Kor::makePtr<GenericIf::List_>()); });
-        }
+        operation(box, attr);
         return;
     case P::valueMap:
     case P::keyedMap:

@@ -295,6 +295,37 @@ TEST(GenericIf, Entities) {
     EXPECT_EQ(type->newEntity("new", nullptr), nullptr);
 }
 
+TEST(GenericIf, WithoutBoxes) {
+    load();
+    auto const shelf = Kor::makePtr<LongShelf>("shelf");
+    Box const box = boxOf(shelf);
+    box->set(386, U32{9});
+    shelf->paintIs(1, 5);
+    shelf->sampleIs(Colour(red, 5));
+    U32 const reads = shelf->mutableReads();
+    EXPECT_EQ(box->get<U32>(386), 9u);
+    EXPECT_EQ(box->get<U32>(258, U32{1}), 5u);
+    EXPECT_EQ(box->get<U32>(258, U32{2}), 0u);
+    EXPECT_EQ(box->get<Colour>(259, red), Colour(red, 5));
+    EXPECT_EQ(shelf->mutableReads() - reads, 4u);
+    EXPECT_EQ(box->get<Kor::Name>(130), "shelf"); // what takes boxes takes them
+    EXPECT_EQ(boxOf(Dark(blue, 0x123))->get<U8>(4), 3);
+
+    EXPECT_THROW(box->get<U8>(386), Kor::GenericTypeException);
+    EXPECT_THROW(box->get<U32>(258, red), Kor::GenericTypeException);
+    EXPECT_THROW(box->get<U32>(258), Kor::GenericTypeException);
+    EXPECT_THROW(box->get<U32>(386, U32{1}), Kor::BadIndexAttrException);
+    EXPECT_THROW(box->get<U32>(260, red), Kor::GenericTypeException);
+    EXPECT_THROW(box->get<U32>(262), Kor::GenericTypeException);
+    EXPECT_THROW(box->get<U32>(999), Kor::UnknownAttrException);
+    EXPECT_THROW(box->set(386, U8{1}), Kor::GenericTypeException);
+    EXPECT_THROW(boxOf(Colour())->set(5, U32{1}), Kor::OpNotSupportedException);
+    EXPECT_THROW(boxOf(shelf, true)->set(386, U32{1}), Kor::GenericConstException);
+    box->notifierIs(nullptr);
+    EXPECT_THROW(box->get<U32>(386), Kor::GenericTypeException);
+    EXPECT_THROW(box->set(386, U32{1}), Kor::GenericTypeException);
+}
+
 TEST(GenericIf, Walks) {
     load();
     auto shelf = Kor::makePtr<Shelf>("shelf");
