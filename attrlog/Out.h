@@ -93,7 +93,7 @@ U load(U8 const* at) noexcept {
 }
 
 /// Stores a number in as many bytes as it needs, 10 at most, and returns where it ends.
-inline U8* storeNumber(U8* at, U64 number) noexcept {
+[[gnu::always_inline]] inline U8* storeNumber(U8* at, U64 number) noexcept {
     while (number >= 0x80)
         [[unlikely]] {
             *at++ = static_cast<U8>(number | 0x80);
@@ -105,7 +105,7 @@ inline U8* storeNumber(U8* at, U64 number) noexcept {
 
 /// Stores what stands before each payload but the length, which takes the first two bytes, and returns where
 /// it ends. At most headerMost bytes.
-inline U8* storeHeader(U8* at, MsgHeader const& header) noexcept {
+[[gnu::always_inline]] inline U8* storeHeader(U8* at, MsgHeader const& header) noexcept {
     bool const secondary = header.secondaryAttribute != 0;
     at[lengthBytes] =
         static_cast<U8>((header.variableLength ? form::variableLength : 0) |
@@ -116,7 +116,7 @@ inline U8* storeHeader(U8* at, MsgHeader const& header) noexcept {
 }
 
 template <class T>
-void storeFixed(U8*& at, T const& value) noexcept {
+[[gnu::always_inline]] inline void storeFixed(U8*& at, T const& value) noexcept {
     if constexpr (std::is_same_v<T, bool>) {
         *at++ = value;
     } else if constexpr (std::is_enum_v<T>) {
@@ -164,7 +164,7 @@ public:
     /// Writes a whole record at once, in place of one that was not finished. There must be a sufficient
     /// buffer.
     template <class... T>
-    void recordIs(MsgHeader const& header, T const&... values) {
+    [[gnu::always_inline]] void recordIs(MsgHeader const& header, T const&... values) {
         static_assert(isRecord<T...>);
         require(hasSufficientBuffer(), [] {
             return Breach{"Kor::NboAttrLog::Out::recordIs", "hasSufficientBuffer()"};
@@ -218,7 +218,7 @@ private:
     [[noreturn, gnu::cold]] void tooLong();
     void sectionEnd() noexcept;
     /// The record that begins at begin_ ends there, and is the reader's.
-    void written(U8* end) noexcept {
+    [[gnu::always_inline]] void written(U8* end) noexcept {
         auto const length = static_cast<U32>(end - begin_);
         detail::store(begin_, static_cast<U16>(length - detail::lengthBytes));
         ring_.linearWrote(length);

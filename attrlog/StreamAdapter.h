@@ -172,15 +172,16 @@ protected:
     /// Sets the active bit for a scope; clear on every exit.
     class IsActiveAnchor {
     public:
-        explicit IsActiveAnchor(StreamAdapter& adapter) : adapter_(&adapter) {
+        /// The caller holds the adapter.
+        explicit IsActiveAnchor(StreamAdapter& adapter) : adapter_(adapter) {
             adapter.flagSet(Bit::active, true);
         }
-        ~IsActiveAnchor() { adapter_->flagSet(Bit::active, false); }
+        ~IsActiveAnchor() { adapter_.flagSet(Bit::active, false); }
         IsActiveAnchor(IsActiveAnchor const&) = delete;
         IsActiveAnchor& operator=(IsActiveAnchor const&) = delete;
 
     private:
-        Ptr<StreamAdapter> adapter_;
+        StreamAdapter& adapter_;
     };
 
     /// What becomes of a change.
