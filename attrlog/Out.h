@@ -164,15 +164,38 @@ public:
     /// Writes a whole record at once, in place of one that was not finished. There must be a sufficient
     /// buffer.
     template <class... T>
-    [[gnu::always_inline]] void recordIs(MsgHeader const& header, T const&... values) {
-        static_assert(isRecord<T...>);
-        require(hasSufficientBuffer(), [] {
-            return Breach{"Kor::NboAttrLog::Out::recordIs", "hasSufficientBuffer()"};
-        });
-        begin_ = ring_.linearWrite();
+    void recordIs(MsgHeader const& header, T const&... values) {
+        startRecord<T...>();
         U8* at = detail::storeHeader(begin_, header);
         (detail::storeFixed(at, values), ...);
         written(at);
+    }
+
+    /// What stands before the payload of each record with the same header, where all of these are of the same
+    /// fixed size: for those who write many.
+    struct Prefix {
+        U64 bytes = 0;
+        U32 size = 0; // 0 for none
+
+        Prefix() = default;
+        /// None, if it would be longer than 8 bytes.
+        Prefix(MsgHeader const& header, std::size_t payload) {
+            U8 at[detail::headerMost];
+            auto const length = static_cast<std::size_t>(detail::storeHeader(at, header) - at);
+            if (length <= sizeof bytes) {
+                detail::store(at, static_cast<U16>(length + payload - detail::lengthBytes));
+                std::memcpy(&bytes, at, length);
+                size = static_cast<U32>(length);
+            }
+        }
+    };
+    template <class... T>
+    [[gnu::always_inline]] void recordIs(Prefix prefix, T const&... values) {
+        startRecord<T...>();
+        std::memcpy(begin_, &prefix.bytes, sizeof prefix.bytes);
+        U8* at = begin_ + prefix.size;
+        (detail::storeFixed(at, values), ...);
+        written<false>(at);
     }
 
     /// Appends a value to the payload: an integer, a bool, an enumerator, a string, an id, or any value type.
@@ -217,10 +240,21 @@ private:
     }
     [[noreturn, gnu::cold]] void tooLong();
     void sectionEnd() noexcept;
+    template <class... T>
+    [[gnu::always_inline]] void startRecord() {
+        static_assert(isRecord<T...>);
+        require(hasSufficientBuffer(), [] {
+            return Breach{"Kor::NboAttrLog::Out::recordIs", "hasSufficientBuffer()"};
+        });
+        begin_ = ring_.linearWrite();
+    }
     /// The record that begins at begin_ ends there, and is the reader's.
+    template <bool storesLength = true>
     [[gnu::always_inline]] void written(U8* end) noexcept {
         auto const length = static_cast<U32>(end - begin_);
-        detail::store(begin_, static_cast<U16>(length - detail::lengthBytes));
+        if constexpr (storesLength) {
+            detail::store(begin_, static_cast<U16>(length - detail::lengthBytes));
+        }
         ring_.linearWrote(length);
         begin_ = cursor_ = end_ = section_ = nullptr;
         ++records_;

@@ -71,8 +71,8 @@ public:
 
     /// The write position, behind which `slack` bytes can be written; `n` of them are then taken in.
     U8* linearWrite() noexcept { return write_; }
-    void linearWrote(U32 n) noexcept {
-        if (write_ + n > limit_) {
+    [[gnu::always_inline]] void linearWrote(U32 n) noexcept {
+        if (write_ + n > limit_) [[unlikely]] {
             std::memcpy(&bytes_[0], limit_, static_cast<std::size_t>(write_ + n - limit_));
         }
         wrote(n);

@@ -187,7 +187,7 @@ protected:
     /// What becomes of a change.
     enum class Sending { no, now, marked };
     /// Decides; makes a flow-out if one is needed. `marked`: the caller marks the key in it.
-    Sending sending(AttributeId attribute) {
+    [[gnu::always_inline]] Sending sending(AttributeId attribute) {
         // The normal case first: nothing waits, nothing forbids, and there is room.
         constexpr U32 needed = 1u << Bit::sends | 1u << Bit::noFlowOut;
         constexpr U32 asked = needed | 1u << Bit::silent | 1u << Bit::active | 1u << Bit::noSending |

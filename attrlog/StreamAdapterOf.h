@@ -471,6 +471,19 @@ private:
         }
     }
 
+    template <class A, class... T>
+    [[gnu::always_inline]] void writePrefixed(Out& out, T const&... values) {
+        auto& prefix = prefixes_[detail::placeIn<X, A>(Wire())];
+        if (prefixedId_ != this->entityId()) [[unlikely]] {
+            prefixes_ = {};
+            prefixedId_ = this->entityId();
+        }
+        if (prefix.size == 0) [[unlikely]] {
+            prefix = Out::Prefix(header(idOf<A>), (NboAttrLog::detail::fixedSize<T>() + ...));
+        }
+        prefix.size != 0 ? out.recordIs(prefix, values...) : out.recordIs(header(idOf<A>), values...);
+    }
+
     template <class A>
     void writeScalar() {
         constexpr std::size_t size = NboAttrLog::detail::fixedSize<typename A::Type>();
@@ -492,6 +505,8 @@ private:
                 writeDeletion<A>(key);
             } else if constexpr (detail::EmbeddedOnWire<A>) {
                 write(out, header(idOf<A>), member->value);
+            } else if constexpr (Out::isRecord<typename A::Key, typename A::Value>) {
+                writePrefixed<A>(out, key, member->value);
             } else {
                 write(out, header(idOf<A>), key, member->value);
             }
@@ -651,6 +666,10 @@ private:
     void sweep(X& entity, AttrTransactionType type);
     template <class K>
     K tolerantKey(In& in);
+
+    // The headers of the records of changes, as long as the id is this one.
+    std::array<Out::Prefix, Wire::size> prefixes_;
+    EntityId prefixedId_;
 
     template <class A>
     static auto& mutableMap(X& entity) {

@@ -143,8 +143,14 @@ template <class Key>
 using KeptHash = std::conditional_t<std::is_enum_v<Key> || std::is_integral_v<Key>, NoHash, U32>;
 
 /// A member with a key and a separate value.
+///
+/// The hash stands first, in the gap behind the count: what a lookup looks at is in one piece, mostly in one
+/// cache line.
 template <class Key, class Value>
 class MapEntry final : public MapMember<MapEntry<Key, Value>> {
+    friend HashMember;
+    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
+
 public:
     MapEntry(Key theKey, Value theValue) : key(std::move(theKey)), value(std::move(theValue)) {}
     Key const& fwkKey() const noexcept { return key; }
@@ -153,8 +159,6 @@ public:
     Value value;
 
 private:
-    friend HashMember;
-    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
     HashLink next;
 };
 
@@ -179,6 +183,8 @@ private:
 template <class Value, auto keyOf>
 class KeyedMapEntry final : public MapMember<KeyedMapEntry<Value, keyOf>> {
     using Key = std::remove_cvref_t<std::invoke_result_t<decltype(keyOf), Value const&>>;
+    friend HashMember;
+    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
 
 public:
     explicit KeyedMapEntry(Value theValue) : value(std::move(theValue)) {}
@@ -188,8 +194,6 @@ public:
     Value value;
 
 private:
-    friend HashMember;
-    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
     HashLink next;
 };
 
