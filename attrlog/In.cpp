@@ -12,7 +12,7 @@ namespace Connection {
 std::size_t In::feed(std::span<U8 const> bytes) noexcept {
     std::size_t taken = 0;
     while (taken < bytes.size()) {
-        std::span<U8> const to = ring_.writable();
+        std::span<U8> const to = writable();
         std::size_t const n = std::min(to.size(), bytes.size() - taken);
         if (n == 0) {
             break;
@@ -25,7 +25,7 @@ std::size_t In::feed(std::span<U8 const> bytes) noexcept {
 }
 
 void In::wrote(std::size_t n) noexcept {
-    std::size_t const most = writable().size();
+    std::size_t const most = ring_.writable().size();
     require(n <= most, [] { return Breach{"Kor::Connection::In::wrote", "more than was writable"}; });
     ring_.wrote(static_cast<U32>(std::min(n, most)));
 }
@@ -113,7 +113,7 @@ bool In::nextRecord(MsgHeader& header) {
     payload_ = cursor_ = record + lengthBytes;
     end_ = recordEnd_ = record + size;
     U8 const bits = *take(1);
-    if ((bits & ~form::all) != 0) {
+    if ((bits & ~form::all) != 0) [[unlikely]] {
         throwAttrLogRecordException("record is of an unknown form");
     }
     header.variableLength = (bits & form::variableLength) != 0;
@@ -121,11 +121,12 @@ bool In::nextRecord(MsgHeader& header) {
     header.entityId = nextEntityId();
     S64 const attribute = unzigzag(nextNumber());
     header.attributeId = static_cast<AttributeId>(attribute);
-    if (header.attributeId != attribute || header.attributeId == std::numeric_limits<AttributeId>::min()) {
+    if (header.attributeId != attribute || header.attributeId == std::numeric_limits<AttributeId>::min())
+        [[unlikely]] {
         throwAttrLogRecordException("record has an attribute above 32 bits");
     }
     header.secondaryAttribute = 0;
-    if ((bits & form::secondary) != 0) {
+    if ((bits & form::secondary) != 0) [[unlikely]] {
         U64 const secondary = nextNumber();
         header.secondaryAttribute = static_cast<U32>(secondary);
         if (secondary == 0 || header.secondaryAttribute != secondary) {

@@ -35,8 +35,14 @@ class __attribute__((visibility("default"))) In : public PtrInterface {
 public:
     /// Takes in as much as there is room for, and returns how much that was.
     std::size_t feed(std::span<U8 const> bytes) noexcept;
-    /// Where the carrier can write to without a copy, in one piece; it tells with wrote() how much it did.
-    std::span<U8> writable() noexcept { return ring_.writable(); }
+    /// Where the carrier can write to without a copy, in one piece; it tells with wrote() how much it did,
+    /// before it asks again.
+    std::span<U8> writable() noexcept {
+        if (payload_ == nullptr) {
+            ring_.rewind();
+        }
+        return ring_.writable();
+    }
     void wrote(std::size_t n) noexcept;
     /// Bytes that have arrived and are not done with.
     U32 available() const noexcept { return ring_.available(); }
@@ -84,16 +90,8 @@ public:
     /// A number in as many bytes as it needs; one in more, or above 64 bits, raises
     /// Kor::AttrLogRecordException.
     U64 nextNumber() {
-        if (end_ - cursor_ >= 2) [[likely]] {
-            U32 const first = cursor_[0];
-            if (first < 0x80) {
-                ++cursor_;
-                return first;
-            }
-            if (U32 const second = cursor_[1]; second - 1 < 0x7f) {
-                cursor_ += 2;
-                return first - 0x80 + (second << 7);
-            }
+        if (U64 number = 0; shortNumber(cursor_, end_, number)) [[likely]] {
+            return number;
         }
         return nextLongNumber();
     }
@@ -101,8 +99,21 @@ public:
 protected:
     using Connection::In::In;
 
-private:
     U64 nextLongNumber();
+    /// Reads one of one or two bytes that has another byte behind it.
+    [[gnu::always_inline]] static bool shortNumber(U8 const*& at, U8 const* end, U64& number) noexcept {
+        if (end - at < 2) {
+            return false;
+        }
+        U32 const first = at[0];
+        U32 const second = at[1];
+        bool const isOne = first < 0x80;
+        number = isOne ? first : first - 0x80 + (second << 7);
+        at += isOne ? 1 : 2;
+        return isOne || second - 1 < 0x7f || (at -= 2, false);
+    }
+
+private:
     template <class U>
     U load() {
         return NboAttrLog::detail::load<U>(take(sizeof(U)));
@@ -112,6 +123,30 @@ private:
 } // namespace ByteConnection
 
 namespace NboAttrLog {
+
+namespace detail {
+
+/// Reads a value of a fixed size without a check of what it is.
+template <class T>
+T loadFixed(U8 const*& at) {
+    if constexpr (std::is_same_v<T, bool>) {
+        return *at++ != 0;
+    } else if constexpr (std::is_enum_v<T>) {
+        return static_cast<T>(loadFixed<U32>(at));
+    } else if constexpr (std::is_same_v<T, U8>) {
+        return static_cast<U8>(loadFixed<U16>(at));
+    } else if constexpr (std::is_integral_v<T>) {
+        auto const value = load<std::make_unsigned_t<T>>(at);
+        at += sizeof(T);
+        return static_cast<T>(value);
+    } else {
+        return [&]<class... S>(Kor::detail::Storage<S...> const*) {
+            return T{loadFixed<typename S::Type>(at)...}; // braces: in order
+        }(static_cast<Kor::detail::StorageTypeOf<T> const*>(nullptr));
+    }
+}
+
+} // namespace detail
 
 class __attribute__((visibility("default"))) In final : public ByteConnection::In {
 public:
@@ -130,6 +165,21 @@ public:
             throwAttrLogRecordException("record is longer than its attribute");
         }
     }
+    /// Where the record that is being read begins, counted from the start of the stream.
+    U64 offset() const noexcept { return bytes_ - recordSize_; }
+    /// The payload of the record that lies `n` records of the current one's size ahead, if it is there and
+    /// has the same header; otherwise null. What lies between them is not looked at.
+    U8 const* payloadAhead(U32 n) const noexcept {
+        std::size_t const distance = std::size_t{n} * recordSize_;
+        if (distance + recordSize_ > ring_.readable().size()) {
+            return nullptr;
+        }
+        U8 const* const current = ring_.readable().data();
+        auto const header = static_cast<std::size_t>(payload_ - (recordEnd_ - recordSize_));
+        return std::memcmp(current, current + distance, header) == 0 ? current + distance + header : nullptr;
+    }
+    /// The record that is being read, with its length and its header.
+    std::span<U8 const> record() const noexcept { return {recordEnd_ - recordSize_, recordSize_}; }
     /// Passes over what is left of the record.
     void recordDone() noexcept {
         ring_.nextBytes(std::exchange(recordSize_, 0));

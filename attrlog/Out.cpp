@@ -27,6 +27,9 @@ void Out::nextBytes(std::size_t n) noexcept {
         return Breach{"Kor::NboAttrLog::Out::nextBytes", "more than was readable"};
     });
     ring_.nextBytes(static_cast<U32>(std::min(n, readable().size())));
+    if (ring_.available() == 0 && begin_ == nullptr) {
+        ring_.rewind();
+    }
 }
 
 void Out::preambleIs(std::span<U8 const> bytes) {

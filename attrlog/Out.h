@@ -94,7 +94,7 @@ U load(U8 const* at) noexcept {
 }
 
 /// Stores a number in as many bytes as it needs, 10 at most, and returns where it ends.
-inline U8* storeNumber(U8* at, U64 number) noexcept {
+[[gnu::always_inline]] inline U8* storeNumber(U8* at, U64 number) noexcept {
     while (number >= 0x80)
         [[unlikely]] {
             *at++ = static_cast<U8>(number | 0x80);
@@ -106,7 +106,7 @@ inline U8* storeNumber(U8* at, U64 number) noexcept {
 
 /// Stores what stands before each payload but the length, which takes the first two bytes, and returns where
 /// it ends. At most headerMost bytes.
-inline U8* storeHeader(U8* at, MsgHeader const& header) noexcept {
+[[gnu::always_inline]] inline U8* storeHeader(U8* at, MsgHeader const& header) noexcept {
     bool const secondary = header.secondaryAttribute != 0;
     at[lengthBytes] =
         static_cast<U8>((header.variableLength ? form::variableLength : 0) |
@@ -117,7 +117,7 @@ inline U8* storeHeader(U8* at, MsgHeader const& header) noexcept {
 }
 
 template <class T>
-void storeFixed(U8*& at, T const& value) noexcept {
+[[gnu::always_inline]] inline void storeFixed(U8*& at, T const& value) noexcept {
     if constexpr (std::is_same_v<T, bool>) {
         *at++ = value;
     } else if constexpr (std::is_enum_v<T>) {
@@ -171,14 +171,37 @@ public:
     /// buffer.
     template <class... T>
     void recordIs(MsgHeader const& header, T const&... values) {
-        static_assert(isRecord<T...>);
-        require(hasSufficientBuffer(), [] {
-            return Breach{"Kor::NboAttrLog::Out::recordIs", "hasSufficientBuffer()"};
-        });
-        begin_ = ring_.linearWrite();
+        startRecord<T...>();
         U8* at = detail::storeHeader(begin_, header);
         (detail::storeFixed(at, values), ...);
         written(at);
+    }
+
+    /// What stands before the payload of each record with the same header, where all of these are of the same
+    /// fixed size: for those who write many.
+    struct Prefix {
+        U64 bytes = 0;
+        U32 size = 0; // 0 for none
+
+        Prefix() = default;
+        /// None, if it would be longer than 8 bytes.
+        Prefix(MsgHeader const& header, std::size_t payload) {
+            U8 at[detail::headerMost];
+            auto const length = static_cast<std::size_t>(detail::storeHeader(at, header) - at);
+            if (length <= sizeof bytes) {
+                detail::store(at, static_cast<U16>(length + payload - detail::lengthBytes));
+                std::memcpy(&bytes, at, length);
+                size = static_cast<U32>(length);
+            }
+        }
+    };
+    template <class... T>
+    [[gnu::always_inline]] void recordIs(Prefix prefix, T const&... values) {
+        startRecord<T...>();
+        std::memcpy(begin_, &prefix.bytes, sizeof prefix.bytes);
+        U8* at = begin_ + prefix.size;
+        (detail::storeFixed(at, values), ...);
+        written<false>(at);
     }
 
     /// Appends a value to the payload: an integer, a bool, an enumerator, a string, an id, or any value type.
@@ -223,10 +246,21 @@ private:
     }
     [[noreturn, gnu::cold]] void tooLong();
     void sectionEnd() noexcept;
+    template <class... T>
+    [[gnu::always_inline]] void startRecord() {
+        static_assert(isRecord<T...>);
+        require(hasSufficientBuffer(), [] {
+            return Breach{"Kor::NboAttrLog::Out::recordIs", "hasSufficientBuffer()"};
+        });
+        begin_ = ring_.linearWrite();
+    }
     /// The record that begins at begin_ ends there, and is the reader's.
-    void written(U8* end) noexcept {
+    template <bool storesLength = true>
+    [[gnu::always_inline]] void written(U8* end) noexcept {
         auto const length = static_cast<U32>(end - begin_);
-        detail::store(begin_, static_cast<U16>(length - detail::lengthBytes));
+        if constexpr (storesLength) {
+            detail::store(begin_, static_cast<U16>(length - detail::lengthBytes));
+        }
         ring_.linearWrote(length);
         begin_ = cursor_ = end_ = section_ = nullptr;
         ++records_;

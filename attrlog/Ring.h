@@ -45,6 +45,17 @@ public:
             read_ -= size_;
         }
     }
+    /// Puts what little is there to the front, so that the same bytes are used again while they are in the
+    /// cache. No piece of the ring may be in use.
+    void rewind() noexcept {
+        constexpr std::ptrdiff_t little = 256;
+        std::ptrdiff_t const n = write_ - read_;
+        if (n >= 0 && n <= little && read_ - &bytes_[0] >= n) {
+            std::memcpy(&bytes_[0], read_, static_cast<std::size_t>(n));
+            read_ = &bytes_[0];
+            write_ = read_ + n;
+        }
+    }
 
     /// Where can be written in one piece, and what has been.
     std::span<U8> writable() noexcept {
@@ -60,8 +71,8 @@ public:
 
     /// The write position, behind which `slack` bytes can be written; `n` of them are then taken in.
     U8* linearWrite() noexcept { return write_; }
-    void linearWrote(U32 n) noexcept {
-        if (write_ + n > limit_) {
+    [[gnu::always_inline]] void linearWrote(U32 n) noexcept {
+        if (write_ + n > limit_) [[unlikely]] {
             std::memcpy(&bytes_[0], limit_, static_cast<std::size_t>(write_ + n - limit_));
         }
         wrote(n);

@@ -178,21 +178,22 @@ protected:
     /// Sets the active bit for a scope; clear on every exit.
     class IsActiveAnchor {
     public:
-        explicit IsActiveAnchor(StreamAdapter& adapter) : adapter_(&adapter) {
+        /// The caller holds the adapter.
+        explicit IsActiveAnchor(StreamAdapter& adapter) : adapter_(adapter) {
             adapter.flagSet(Bit::active, true);
         }
-        ~IsActiveAnchor() { adapter_->flagSet(Bit::active, false); }
+        ~IsActiveAnchor() { adapter_.flagSet(Bit::active, false); }
         IsActiveAnchor(IsActiveAnchor const&) = delete;
         IsActiveAnchor& operator=(IsActiveAnchor const&) = delete;
 
     private:
-        Ptr<StreamAdapter> adapter_;
+        StreamAdapter& adapter_;
     };
 
     /// What becomes of a change.
     enum class Sending { no, now, marked };
     /// Decides; makes a flow-out if one is needed. `marked`: the caller marks the key in it.
-    Sending sending(AttributeId attribute) {
+    [[gnu::always_inline]] Sending sending(AttributeId attribute) {
         // The normal case first: nothing waits, nothing forbids, and there is room.
         constexpr U32 needed = 1u << Bit::sends | 1u << Bit::noFlowOut;
         constexpr U32 asked = needed | 1u << Bit::silent | 1u << Bit::active | 1u << Bit::noSending |

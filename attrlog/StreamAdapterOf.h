@@ -349,6 +349,9 @@ public:
     template <class A>
     bool korHandleSerializeColl();
 
+    /// See AttrLogType.
+    static AttrLogRecordText recordText(AttributeId attribute, In& in);
+
     /// The adapter of a child on this stream, found with its flags replaced, or made.
     template <class C>
     struct ChildAdapter {
@@ -468,6 +471,19 @@ private:
         }
     }
 
+    template <class A, class... T>
+    [[gnu::always_inline]] void writePrefixed(Out& out, T const&... values) {
+        auto& prefix = prefixes_[detail::placeIn<X, A>(Wire())];
+        if (prefixedId_ != this->entityId()) [[unlikely]] {
+            prefixes_ = {};
+            prefixedId_ = this->entityId();
+        }
+        if (prefix.size == 0) [[unlikely]] {
+            prefix = Out::Prefix(header(idOf<A>), (NboAttrLog::detail::fixedSize<T>() + ...));
+        }
+        prefix.size != 0 ? out.recordIs(prefix, values...) : out.recordIs(header(idOf<A>), values...);
+    }
+
     template <class A>
     void writeScalar() {
         constexpr std::size_t size = NboAttrLog::detail::fixedSize<typename A::Type>();
@@ -489,6 +505,8 @@ private:
                 writeDeletion<A>(key);
             } else if constexpr (detail::EmbeddedOnWire<A>) {
                 write(out, header(idOf<A>), member->value);
+            } else if constexpr (Out::isRecord<typename A::Key, typename A::Value>) {
+                writePrefixed<A>(out, key, member->value);
             } else {
                 write(out, header(idOf<A>), key, member->value);
             }
@@ -652,6 +670,31 @@ private:
     template <class K>
     K tolerantKey(In& in);
 
+    // The headers of the records of changes, as long as the id is this one.
+    std::array<Out::Prefix, Wire::size> prefixes_;
+    EntityId prefixedId_;
+
+    template <class A>
+    static auto& mutableMap(X& entity) {
+        auto const& map = Form<A>::map(entity);
+        return const_cast<std::remove_cvref_t<decltype(map)>&>(map);
+    }
+
+    // A burst of changes of a large map waits for memory more than for anything else: the hash of a key is
+    // computed some records before its turn, and what it leads to is being loaded meanwhile.
+    struct Ahead {
+        U64 offset = ~U64{0}; // of the record
+        AttributeId attribute = 0;
+        U32 reversed = 0;
+    };
+    template <class Key>
+    static constexpr bool canLookAhead = NboAttrLog::detail::fixedSize<Key>() != 0 && !std::is_enum_v<Key> &&
+                                         !std::is_integral_v<Key>;
+    template <class A, class Map>
+    U32 hashLookingAhead(Map const& map, typename A::Key const& key, In& in);
+    std::array<Ahead, 8> ahead_;
+    U32 aheadAt_ = 0;
+
     template <class... A>
     static std::tuple<detail::Mounted<A>...> mountedOf(AttributeList<A...>);
     [[no_unique_address]] decltype(mountedOf(Wire())) mounted_;
@@ -745,8 +788,7 @@ bool StreamAdapterOf<X>::korHandleSerializeColl() {
         return dirtyPass<A>();
     }
     using Key = typename A::Key;
-    auto& map =
-        const_cast<std::remove_cvref_t<decltype(Form<A>::map(*notifier()))>&>(Form<A>::map(*notifier()));
+    auto& map = mutableMap<A>(*notifier());
     using Iterator = typename std::remove_reference_t<decltype(map)>::Iterator;
     Iterator at;
     if (waiting->bookmark() == nullptr) {
@@ -858,9 +900,9 @@ template <class X>
 void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, DeserializationOptions /*options*/,
                                                    unsigned int /*n*/, Ptr<In> const& given) {
     Ptr<Out> const& out = this->nboAttrLogOut();
-    Ptr<In> const in = given ? given.ptr() : out ? out->reverseLogPtr() : nullptr;
+    In* const in = given ? given.ptr() : out ? out->reverseLogPtr() : nullptr;
     Ptr<X> const entity = notifier();
-    if (!in || !entity) {
+    if (in == nullptr || !entity) {
         return;
     }
     bool const applies = !given;
@@ -960,9 +1002,41 @@ void StreamAdapterOf<X>::read(X& entity, bool isDelete, In& in, bool applies) {
         } else {
             Key const key = in.template next<Key>();
             auto const value = in.template next<typename A::Value>();
-            applied(key, [&] { Form<A>::is(entity, key, value); });
+            applied(key, [&] {
+                if constexpr (canLookAhead<Key>) {
+                    auto& map = mutableMap<A>(entity);
+                    typename std::remove_reference_t<decltype(map)>::KnownHash const known(
+                        map, key, hashLookingAhead<A>(map, key, in));
+                    Form<A>::is(entity, key, value);
+                } else {
+                    Form<A>::is(entity, key, value);
+                }
+            });
         }
     }
+}
+
+template <class X>
+template <class A, class Map>
+U32 StreamAdapterOf<X>::hashLookingAhead(Map const& map, typename A::Key const& key, In& in) {
+    auto const slot = [this](U32 n) -> Ahead& { return ahead_[(aheadAt_ + n) % ahead_.size()]; };
+    Ahead const own = slot(0);
+    U64 const offset = in.offset();
+    constexpr U32 far = 4; // records
+    constexpr U32 near = 2;
+    if (U8 const* at = in.payloadAhead(far)) {
+        try {
+            U32 const reversed = Map::reversedHash(NboAttrLog::detail::loadFixed<typename A::Key>(at));
+            map.prefetchBucket(reversed);
+            slot(far) = {offset + far * in.record().size(), idOf<A>, reversed};
+        } catch (Exception const&) { // it will be refused when it is its turn
+        }
+    }
+    if (Ahead const& next = slot(near); next.attribute == idOf<A> && next.offset > offset) {
+        map.prefetchFirst(next.reversed);
+    }
+    ++aheadAt_;
+    return own.offset == offset && own.attribute == idOf<A> ? own.reversed : Map::reversedHash(key);
 }
 
 template <class X>
@@ -1071,6 +1145,47 @@ void StreamAdapterOf<X>::readChild(AttributeId attribute, In& in, bool applies) 
     }
 }
 
+template <class X>
+AttrLogRecordText StreamAdapterOf<X>::recordText(AttributeId attribute, In& in) {
+    AttrLogRecordText text;
+    bool const isDelete = attribute < 0;
+    with(isDelete ? -attribute : attribute, [&]<class A>() {
+        text.attribute = A::Name::text;
+        if constexpr (!detail::KeyedOnWire<A>) {
+            text.value = isDelete ? String8() : valueToStrep(in.template next<typename A::Type>());
+        } else {
+            using Key = typename A::Key;
+            auto const keyText = [&]() -> String8 {
+                if constexpr (std::is_enum_v<Key> && detail::ChildOnWire<A>) {
+                    return valueToStrep(static_cast<Key>(in.nextU32())); // unknown ones are taken
+                } else {
+                    return valueToStrep(in.template next<Key>());
+                }
+            };
+            if (isDelete) {
+                text.key = keyText();
+                // A branch for each way in which a member travels. NOLINTNEXTLINE(bugprone-branch-clone)
+            } else if constexpr (detail::EmbeddedOnWire<A>) {
+                auto const value = in.template next<typename A::Value>();
+                text.key = valueToStrep(Key(A::KeyOf::call(value)));
+                text.value = valueToStrep(value);
+            } else if constexpr (detail::ChildOnWire<A>) {
+                text.key = keyText();
+                text.entityId = in.nextEntityId().number();
+                text.childType = A::Child::_fwkType();
+            } else if constexpr (detail::ReferenceOnWire<A>) {
+                text.key = keyText();
+                text.entityId = in.nextU64();
+            } else {
+                text.key = keyText();
+                text.value = valueToStrep(in.template next<typename A::Value>());
+            }
+        }
+        in.recordEnd();
+    });
+    return text;
+}
+
 /// What AttrLogType says of the class X.
 template <class X>
 class AttrLogTypeOf final : public AttrLogType {
@@ -1083,6 +1198,17 @@ public:
             return makePtr<X>();
         } else {
             return makePtr<X>(in.template next<typename X::ConstructorArgument>());
+        }
+    }
+    AttrLogRecordText recordText(AttributeId attribute, NboAttrLog::In& in) const override {
+        return StreamAdapterOf<X>::recordText(attribute, in);
+    }
+    String8 argumentText(NboAttrLog::In& in) const override {
+        using Argument = typename X::ConstructorArgument;
+        if constexpr (std::is_void_v<Argument> || std::is_same_v<Argument, Name>) {
+            return in.nextString();
+        } else {
+            return valueToStrep(in.template next<Argument>());
         }
     }
     Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags, unsigned int id,

@@ -2,7 +2,7 @@
 // structs through the same socket into a std::unordered_map, protobuf through it, ZeroMQ with protobuf, and
 // Redis. In one run, the peers by turns, medians of all turns.
 //
-//     LogBench [--counts N] [--changes N] [--keys N] [--trips N] [--turns N] [--check]
+//     LogBench [--counts N] [--changes N] [--keys N] [--trips N] [--turns N] [--ways N] [--check]
 //
 // With --check the exit status is 1 if a bar is missed. A bar compares with the structs: at least 0.8 of
 // their rate in a full pass and for changes, and faster than protobuf, twice ZeroMQ, five times Redis; at
@@ -32,6 +32,7 @@ struct Sizes {
     std::size_t keys = 200'000;
     std::size_t trips = 20'000;
     std::size_t turns = 5;
+    std::size_t ways = 5; // the first so many
     bool check = false;
 } sizes;
 
@@ -353,11 +354,9 @@ void skip(char const* what, char const* why) {
 }
 
 bool options(int argc, char** argv) {
-    std::map<std::string_view, std::size_t*> const numbers = {{"--counts", &sizes.counts},
-                                                              {"--changes", &sizes.changes},
-                                                              {"--keys", &sizes.keys},
-                                                              {"--trips", &sizes.trips},
-                                                              {"--turns", &sizes.turns}};
+    std::map<std::string_view, std::size_t*> const numbers = {
+        {"--counts", &sizes.counts}, {"--changes", &sizes.changes}, {"--keys", &sizes.keys},
+        {"--trips", &sizes.trips},   {"--turns", &sizes.turns},     {"--ways", &sizes.ways}};
     for (int i = 1; i < argc; ++i) {
         std::string_view const option = argv[i];
         if (option == "--check") {
@@ -416,6 +415,10 @@ int main(int argc, char** argv) {
 #else
     skip("Redis", "libhiredis-dev was not found");
 #endif
+
+    if (ways.size() > sizes.ways) {
+        ways.resize(std::max<std::size_t>(sizes.ways, 2));
+    }
 
     struct Scenario {
         std::string name;

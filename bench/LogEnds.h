@@ -67,10 +67,10 @@ inline void waitFor(int fd, short events) {
         }
     }
 }
-/// Writes a piece, or waits until it can.
+/// Writes what it can, or waits until that is something.
 inline std::size_t writePiece(int fd, std::span<U8 const> bytes) {
     for (;;) {
-        ssize_t const n = ::write(fd, bytes.data(), std::min(bytes.size(), pieceSize));
+        ssize_t const n = ::write(fd, bytes.data(), bytes.size());
         if (n >= 0) {
             return static_cast<std::size_t>(n);
         }

@@ -14,6 +14,20 @@ namespace Kor {
 
 class KorAttr;
 
+/// A record of an attribute as text.
+struct AttrLogRecordText {
+    /// The name of the attribute; empty for one that the class does not have.
+    String8 attribute{};
+    /// Empty for an attribute without a key.
+    String8 key{};
+    /// Empty for a deletion.
+    String8 value{};
+    /// What the key leads to, where that is an entity with an id: a child, or one that is referred to.
+    U64 entityId = 0;
+    /// Of a child.
+    KorType* childType = nullptr;
+};
+
 class __attribute__((visibility("default"))) AttrLogType {
 public:
     AttrLogType(AttrLogType const&) = delete;
@@ -25,6 +39,12 @@ public:
     virtual Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags,
                                                          unsigned int id, Ptr<NboAttrLog::Out> const& out,
                                                          PtrInterface* context) const = 0;
+
+    /// Takes a record of such an entity's attribute, negative for a deletion, apart, and applies it to
+    /// nothing. Raises what applying it would.
+    virtual AttrLogRecordText recordText(AttributeId attribute, NboAttrLog::In& in) const = 0;
+    /// The key or the name in an announcement of such an entity.
+    virtual String8 argumentText(NboAttrLog::In& in) const = 0;
 
     /// Mounts the children of an attribute of an entity, which is of this class, where it is mounted itself.
     virtual void childAttrLogIs(Entity& owner, AttributeId attribute,

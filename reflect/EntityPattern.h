@@ -413,7 +413,7 @@ public:
 
 protected:
     void is(KeyType const& key, Value const& value) {
-        U32 const reversed = MapType::reversedHash(key);
+        U32 const reversed = this->Base::map().hashOf(key);
         Node* found = this->Base::map().member(key, reversed);
         if (found == nullptr) {
             found = newMember(key, value, reversed).ptr();

@@ -2,11 +2,7 @@
 
 namespace Kor {
 
-namespace {
-
-constinit thread_local Expect const* innermost = nullptr;
-
-} // namespace
+constinit thread_local Expect const* Expect::innermost = nullptr;
 
 Exception::Exception(String8 message, IdBitArray ids, bool byCaller)
     : message_(std::move(message)), detail_(makePtr<Detail>(ids, byCaller)) {}
@@ -31,14 +27,6 @@ void throwInternalException(char const* message) {
 
 void throwInternalException(String8 const& message) {
     throw InternalException(message);
-}
-
-Expect::Expect(Exception::Id id) noexcept : outer_(innermost), id_(id) {
-    innermost = this;
-}
-
-Expect::~Expect() {
-    innermost = outer_;
 }
 
 bool Expect::isExpected(Exception::IdBitArray ids) noexcept {

@@ -137,8 +137,8 @@ public:
 /// all contained. The guards of a thread nest; make them on the stack only.
 class __attribute__((visibility("default"))) Expect {
 public:
-    explicit Expect(Exception::Id id) noexcept;
-    ~Expect();
+    explicit Expect(Exception::Id id) noexcept : outer_(innermost), id_(id) { innermost = this; }
+    ~Expect() { innermost = outer_; }
     Expect(Expect const&) = delete;
     Expect& operator=(Expect const&) = delete;
 
@@ -146,6 +146,10 @@ public:
     static bool isExpected(Exception::IdBitArray ids) noexcept;
 
 private:
+    // One around each call of a handler: kept where a thread reaches it without a call.
+    __attribute__((visibility("default"),
+                   tls_model("initial-exec"))) static constinit thread_local Expect const* innermost;
+
     Expect const* outer_;
     Exception::Id id_;
 };

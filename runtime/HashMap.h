@@ -143,8 +143,14 @@ template <class Key>
 using KeptHash = std::conditional_t<std::is_enum_v<Key> || std::is_integral_v<Key>, NoHash, U32>;
 
 /// A member with a key and a separate value.
+///
+/// The hash stands first, in the gap behind the count: what a lookup looks at is in one piece, mostly in one
+/// cache line.
 template <class Key, class Value>
 class MapEntry final : public MapMember<MapEntry<Key, Value>> {
+    friend HashMember;
+    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
+
 public:
     MapEntry(Key theKey, Value theValue) : key(std::move(theKey)), value(std::move(theValue)) {}
     Key const& fwkKey() const noexcept { return key; }
@@ -153,8 +159,6 @@ public:
     Value value;
 
 private:
-    friend HashMember;
-    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
     HashLink next;
 };
 
@@ -179,6 +183,8 @@ private:
 template <class Value, auto keyOf>
 class KeyedMapEntry final : public MapMember<KeyedMapEntry<Value, keyOf>> {
     using Key = std::remove_cvref_t<std::invoke_result_t<decltype(keyOf), Value const&>>;
+    friend HashMember;
+    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
 
 public:
     explicit KeyedMapEntry(Value theValue) : value(std::move(theValue)) {}
@@ -188,8 +194,6 @@ public:
     Value value;
 
 private:
-    friend HashMember;
-    [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
     HashLink next;
 };
 
@@ -263,6 +267,36 @@ public:
 
     /// What places a key. Compute it once in an operation and hand it on.
     static U32 reversedHash(Key const& key) noexcept { return bitReverse(keyHash<Key>(key)); }
+    /// The same; of a key of which it is known already, by this very reference, without computing it.
+    U32 hashOf(Key const& key) const noexcept {
+        return &key == known_.key ? known_.reversed : reversedHash(key);
+    }
+    /// Says for a scope that the hash of this key is known. The key must not change before its end.
+    class KnownHash {
+    public:
+        KnownHash(HashMap& map, Key const& key, U32 reversed) noexcept
+            : map_(map), outer_(std::exchange(map.known_, Known{&key, reversed})) {}
+        ~KnownHash() { map_.known_ = outer_; }
+        KnownHash(KnownHash const&) = delete;
+        KnownHash& operator=(KnownHash const&) = delete;
+
+    private:
+        HashMap& map_;
+        typename HashMap::Known outer_;
+    };
+
+    /// Start to load, for a lookup that will come: the bucket of a hash, and later what stands first there.
+    void prefetchBucket(U32 reversed) const noexcept { __builtin_prefetch(&buckets_[bucketOf(reversed)]); }
+    void prefetchFirst(U32 reversed) const noexcept {
+        // An empty bucket gives an address that is mapped: looking for one that is not would cost more.
+        auto const& bucket = buckets_[bucketOf(reversed)];
+        auto const* const first =
+            bucket ? reinterpret_cast<char const*>(bucket.ptr()) : reinterpret_cast<char const*>(buckets_);
+        __builtin_prefetch(first, 1);
+        if constexpr (sizeof(Member) > 32) { // likely in two cache lines
+            __builtin_prefetch(first + sizeof(Member) - 1, 1);
+        }
+    }
 
     /// The member with this key, or null. No reference is taken.
     Member* member(Key const& key) const noexcept { return member(key, reversedHash(key)); }
@@ -335,6 +369,12 @@ public:
     std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
+    struct Known {
+        Key const* key = nullptr;
+        U32 reversed = 0;
+    };
+    Known known_;
+
     static constexpr U32 smallMap = 1024; // it is in the cache: no need to load ahead
 
     Member* first(U32 reversed) const noexcept {

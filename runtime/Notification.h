@@ -41,6 +41,11 @@ void callHandler(Reactor& reactor, AttributeId attribute, Handler&& handler) {
 
 template <class Reactor, class Handler>
 [[gnu::noinline]] void notifyReactors(ListRaw<Reactor>& list, AttributeId attribute, Handler const& handler) {
+    if (list.count() == 1) { // as a snapshot of one
+        Ptr<Reactor> const sole(list.head());
+        callHandler(*sole, attribute, handler);
+        return;
+    }
     for (SnapshotIterator<ListRaw<Reactor>> at(&list); at; at.advance()) {
         callHandler(*at, attribute, handler);
     }

@@ -56,8 +56,9 @@ private:
         state_ += state_ << 10;
         state_ ^= state_ >> 6;
     }
+    // Inlined, so that the state stays in a register from field to field.
     template <class T, std::size_t... I>
-    constexpr OneAtATime& addInteger(T value, std::index_sequence<I...>) noexcept {
+    [[gnu::always_inline]] constexpr OneAtATime& addInteger(T value, std::index_sequence<I...>) noexcept {
         (fold(static_cast<U8>(value >> (8 * I))), ...);
         return *this;
     }

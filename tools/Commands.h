@@ -112,6 +112,19 @@ struct ScriptOptions {
 /// `run`: makes objects and drives them, by the lines of a script (tools/Script.h).
 void runScript(Context& context, ScriptOptions const& options);
 
+/// The recordings of attribute logs, attrlog/Recording.h.
+struct LogOptions {
+    std::vector<std::string> files;
+    /// The side whose bytes are looked at: "accepting" or "connecting"; empty for both.
+    std::string from;
+    int more = 0;
+    Output output;
+};
+void logShow(Context& context, LogOptions const& options);
+void logCheck(Context& context, LogOptions const& options);
+void logReplay(Context& context, LogOptions const& options);
+void logDiff(Context& context, LogOptions const& options);
+
 struct RowLine {
     RowForm form;
     Words words;

@@ -285,6 +285,39 @@ void addRun(CLI::App& app, Context& context) {
     command->callback([&context, options] { runScript(context, *options); });
 }
 
+void addLog(CLI::App& app, Context& context) {
+    auto* const log = app.add_subcommand("log", "Look at a recorded attribute log");
+    log->require_subcommand(1);
+    auto const options = std::make_shared<LogOptions>();
+    auto const add = [&](char const* name, char const* text, int files,
+                         void (*run)(Context&, LogOptions const&)) {
+        auto* const command = log->add_subcommand(name, text);
+        command->add_option("file", options->files, "The recording")
+            ->type_name("FILE")
+            ->required()
+            ->expected(files);
+        command
+            ->add_option("--from", options->from,
+                         "Only what that side has sent: accepting or connecting (default: both)")
+            ->type_name("SIDE")
+            ->check(CLI::IsMember({"accepting", "connecting"}));
+        addOutput(*command, options->output, " (default: table)");
+        command->callback([&context, options, run] {
+            options->output.colour = context.colourOut;
+            run(context, *options);
+        });
+        return command;
+    };
+    add("show", "List the records in the order in which they were sent", 1, logShow)
+        ->add_flag("-m,--more", options->more, "More of each record; twice, its bytes as well");
+    add("check", "Say whether the recording is sound, or where it is not", 1, logCheck);
+    add("replay", "Print the state that the records lead to", 1, logReplay);
+    add("diff", "Print what differs between the states that two recordings lead to", 2, logDiff);
+    log->footer("The exit status is 1 when a recording is unsound or diff finds a difference.\n\n"
+                "  loamtunnel log show lif.loamlog -m\n"
+                "  loamtunnel log replay lif.loamlog --from connecting --json");
+}
+
 /// The message in one line.
 std::string oneLine(std::string text) {
     for (char& c : text) {
@@ -374,6 +407,7 @@ int run(std::vector<std::string> const& arguments, Context context) {
     addSchema(app, context);
     addLiveCommands(app, context);
     addRun(app, context);
+    addLog(app, context);
     try {
         requireCommand(app, arguments);
         app.parse(

@@ -1,0 +1,195 @@
+#include "attrlog/RecordView.h"
+
+#include "reflect/AttrLogType.h"
+
+namespace Kor::NboAttrLog {
+
+namespace {
+
+std::string stringOf(String8 const& text) {
+    return std::string(text.view());
+}
+
+/// The number, for an attribute that has no name here.
+std::string nameOf(KorType const* type, AttributeId attribute) {
+    if (type != nullptr) {
+        for (auto const& each : type->attributes()) {
+            if (each->attributeId() == attribute) {
+                return stringOf(each->name());
+            }
+        }
+    }
+    return std::to_string(attribute);
+}
+
+AttrLogType const* logOf(KorType const* type) {
+    return type != nullptr ? AttrLogType::named(type->typeName().view()) : nullptr;
+}
+
+} // namespace
+
+char const* textOf(RecordView::Kind kind) noexcept {
+    constexpr char const* names[] = {"announcement", "gone",  "syncMode", "marker", "set",
+                                     "deletion",     "child", "control",  "unknown"};
+    return names[static_cast<std::size_t>(kind)];
+}
+
+RecordWalker::RecordWalker(StreamLimits const& limits) : limits_(limits) {
+    for (auto& each : directions_) {
+        each.in = makePtr<In>(limits);
+    }
+}
+
+void RecordWalker::walk(Side from, std::span<U8 const> bytes, Visit const& visit) {
+    Direction& direction = directions_[static_cast<std::size_t>(from) & 1];
+    if (direction.isRecords) {
+        take(direction, from, bytes, visit);
+        return;
+    }
+    std::size_t const room = maxPreamble - direction.start.size();
+    std::span<U8 const> const first = bytes.first(std::min(room, bytes.size()));
+    direction.start.insert(direction.start.end(), first.begin(), first.end());
+    std::size_t const length = preamble_ ? preamble_(direction.start) : 0;
+    if (length == more && direction.start.size() < maxPreamble) {
+        return;
+    }
+    if (length > direction.start.size()) {
+        throwAttrLogRecordException("what stands before the records does not end");
+    }
+    direction.isRecords = true;
+    direction.offset = length;
+    std::vector<U8> const start = std::move(direction.start);
+    take(direction, from, std::span(start).subspan(length), visit);
+    take(direction, from, bytes.subspan(first.size()), visit);
+}
+
+U64 RecordWalker::rest(Side from) const noexcept {
+    return direction(from).in->available() + direction(from).start.size();
+}
+
+void RecordWalker::take(Direction& direction, Side from, std::span<U8 const> bytes, Visit const& visit) {
+    In& in = *direction.in;
+    do {
+        bytes = bytes.subspan(in.feed(bytes));
+        RecordView record;
+        while (in.nextRecord(record.header)) {
+            record.from = from;
+            record.offset = direction.offset;
+            record.bytes = in.record();
+            try {
+                read(in, record);
+            } catch (AttrLogRecordException const&) {
+                throw;
+            } catch (Exception const& exception) {
+                record.fault = exception.what();
+            }
+            direction.offset += record.bytes.size();
+            visit(record);
+            MsgHeader const header = record.header;
+            record = RecordView();
+            record.header = header;
+        }
+    } while (!bytes.empty());
+}
+
+void RecordWalker::know(EntityId id, KorType const* type, std::string path) {
+    if (known_.size() >= limits_.entities && !known_.contains(id)) {
+        throwAttrLogRecordException("peer has more entities than the limit");
+    }
+    known_[id] = {type, std::move(path)};
+}
+
+void RecordWalker::read(In& in, RecordView& record) {
+    AttributeId const attribute = record.header.attributeId;
+    if (record.header.entityId == MsgHeader::announcing) {
+        if (attribute == newEntityAttribute) {
+            readAnnouncement(in, record);
+        } else {
+            record.kind = RecordView::Kind::control;
+            record.attribute = std::to_string(attribute);
+        }
+        return;
+    }
+    auto const found = known_.find(record.header.entityId);
+    Known const entity = found != known_.end() ? found->second : Known{nullptr, ""};
+    record.type = entity.type;
+    record.path = entity.path;
+    AttributeId const magnitude = attribute < 0 ? -attribute : attribute;
+    record.attribute = std::to_string(magnitude);
+    if (record.header.isMarker) {
+        constexpr char const* types[] = {"start", "abort", "end"};
+        U64 const type = in.nextNumber();
+        in.nextNumber();
+        in.recordEnd();
+        if (type > 2) {
+            throwAttrLogRecordException("record is an unknown marker");
+        }
+        record.kind = RecordView::Kind::marker;
+        record.value = types[type];
+        record.attribute = nameOf(entity.type, attribute);
+    } else if (attribute == -newEntityAttribute) {
+        in.recordEnd();
+        record.kind = RecordView::Kind::gone;
+        known_.erase(record.header.entityId);
+    } else if (attribute == syncModeAttribute) {
+        record.kind = RecordView::Kind::syncMode;
+        record.value = std::to_string(in.nextU32());
+        in.recordEnd();
+    } else if (entity.type != nullptr) {
+        readAttribute(in, record, entity);
+    }
+}
+
+void RecordWalker::readAnnouncement(In& in, RecordView& record) {
+    record.kind = RecordView::Kind::announcement;
+    for (PayloadSection section; in.nextSection(section);) {
+        if (section == PayloadSection::types) {
+            while (in.recordLeft() != 0) {
+                TypeId const named = in.next<TypeId>();
+                record.value += record.value.empty() ? "" : " ";
+                record.value += named.name().view();
+                if (record.type == nullptr && AttrLogType::named(named.name().view()) != nullptr) {
+                    record.type = KorType::named(named.name().view());
+                }
+            }
+        } else if (section == PayloadSection::argument && record.type != nullptr) {
+            record.path = stringOf(logOf(record.type)->argumentText(in));
+        } else if (section == PayloadSection::entityId) {
+            record.child = in.nextEntityId();
+        }
+    }
+    if (!record.child.isAssigned()) {
+        throwAttrLogRecordException("record gives an id that is not the sender's to give");
+    }
+    if (record.path.empty() && record.type != nullptr) { // a class with neither name nor key
+        record.path = stringOf(record.type->typeName());
+    }
+    know(record.child, record.type, record.path);
+}
+
+void RecordWalker::readAttribute(In& in, RecordView& record, Known const& entity) {
+    bool const isDelete = record.header.attributeId < 0;
+    AttrLogRecordText const text = logOf(entity.type)->recordText(record.header.attributeId, in);
+    if (text.attribute.empty()) {
+        return;
+    }
+    record.attribute = stringOf(text.attribute);
+    record.key = stringOf(text.key);
+    record.value = stringOf(text.value);
+    record.kind = isDelete                    ? RecordView::Kind::deletion
+                  : text.childType != nullptr ? RecordView::Kind::child
+                                              : RecordView::Kind::set;
+    if (text.entityId == 0 || isDelete) {
+        return;
+    }
+    record.child = EntityId::ofNumber(text.entityId);
+    if (text.childType != nullptr) {
+        record.value = stringOf(text.childType->typeName());
+        know(record.child, text.childType, entity.path + '/' + record.attribute + '[' + record.key + ']');
+    } else {
+        auto const referred = known_.find(record.child);
+        record.value = referred != known_.end() ? referred->second.path : "";
+    }
+}
+
+} // namespace Kor::NboAttrLog

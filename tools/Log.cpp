@@ -1,0 +1,278 @@
+#include "attrlog/RecordView.h"
+#include "attrlog/Recording.h"
+#include "tools/Commands.h"
+#include "tools/Failure.h"
+
+#include <cerrno>
+#include <fstream>
+#include <map>
+#include <system_error>
+
+namespace tool {
+
+namespace {
+
+using namespace Kor::NboAttrLog;
+
+char const* textOf(Side side) {
+    return side == Side::accepting ? "accepting" : "connecting";
+}
+Side otherSide(Side side) {
+    return side == Side::accepting ? Side::connecting : Side::accepting;
+}
+
+std::string seconds(U64 microseconds) {
+    std::string const part = std::to_string(microseconds % 1'000'000);
+    return std::to_string(microseconds / 1'000'000) + '.' + std::string(6 - part.size(), '0') + part;
+}
+
+/// Reads a recording, and walks the records of the sides that are wanted.
+class Player {
+public:
+    Player(std::string file, LogOptions const& options) : file_(std::move(file)), options_(options) {
+        errno = 0;
+        stream_.open(file_, std::ios::binary);
+        // A directory opens, and fails when it is read.
+        if (!stream_ || (stream_.peek() == std::ifstream::traits_type::eof() && errno != 0)) {
+            throw Refused("cannot read " + shown(file_) + ": " + std::generic_category().message(errno));
+        }
+    }
+
+    /// Calls `visit(record, microseconds)` with each. Refused where the recording or a record is unsound.
+    template <class Visit>
+    void play(Visit const& visit) {
+        U64 chunkAt = 0;
+        RecordingChunk chunk;
+        Side from{};
+        std::optional<RecordWalker> walker;
+        try {
+            RecordingIn recording(stream_);
+            limits = recording.limits();
+            walker.emplace(limits);
+            for (chunkAt = recording.offset(); recording.next(chunk); chunkAt = recording.offset()) {
+                from = chunk.from;
+                walker->walk(from, chunk.bytes, [&](RecordView const& record) {
+                    if (options_.from.empty() || options_.from == textOf(record.from)) {
+                        visit(record, chunk.microseconds);
+                    }
+                });
+            }
+            isCut = recording.isCut();
+            for (Side const side : {Side::accepting, Side::connecting}) {
+                rest += walker->rest(side);
+            }
+        } catch (Kor::AttrLogRecordException const& exception) {
+            throw Refused(shown(file_) + ": unsound record at byte " +
+                          std::to_string(walker->faultOffset(from)) + " of the " + textOf(from) +
+                          " side, in the chunk at byte " + std::to_string(chunkAt) + ": " + exception.what());
+        } catch (Kor::RangeException const& exception) {
+            throw Refused(shown(file_) + ": " + exception.what());
+        }
+    }
+
+    StreamLimits limits;
+    bool isCut = false;
+    U64 rest = 0;
+
+private:
+    std::string file_;
+    LogOptions const& options_;
+    std::ifstream stream_;
+};
+
+/// Where something of the state stands: entity, attribute, key. An entity as such has neither attribute nor
+/// key.
+using Place = std::array<std::string, 3>;
+using State = std::map<Place, std::string>;
+
+void note(State& state, RecordView const& record) {
+    using Kind = RecordView::Kind;
+    if (record.kind == Kind::announcement) {
+        state[{record.path, "", ""}] = record.value.substr(0, record.value.find(' '));
+    } else if (record.kind == Kind::set || record.kind == Kind::child) {
+        state[{record.path, record.attribute, record.key}] = record.value;
+    }
+}
+
+/// What the entities have: sent to nobody, and read as it leaves.
+void addState(State& state, Kor::Ptr<Kor::Entity> const& entity, StreamLimits const& limits) {
+    auto const demuxer = Kor::makePtr<Demuxer>(Side::accepting, limits);
+    RecordWalker walker(limits);
+    demuxer->mount(entity);
+    bool isMore = true;
+    while (isMore) {
+        isMore = demuxer->flow();
+        for (auto bytes = demuxer->out()->readable(); !bytes.empty(); bytes = demuxer->out()->readable()) {
+            walker.walk(Side::accepting, bytes, [&](RecordView const& record) { note(state, record); });
+            demuxer->out()->nextBytes(bytes.size());
+        }
+    }
+}
+
+/// Applies what one side has sent to entities of our own.
+class Replica {
+public:
+    Replica(Side from, StreamLimits const& limits)
+        : limits_(limits), demuxer_(Kor::makePtr<Demuxer>(otherSide(from), limits)) {
+        demuxer_->rootHookIs([this](Kor::Ptr<Kor::Entity> const& offered) {
+            std::string const type(offered->fwkType()->typeName().view());
+            Kor::String8 const key = offered->korKeyText();
+            std::string const name((key.empty() ? offered->name() : key).view());
+            return roots_.try_emplace({type, name}, offered)
+                .first->second; // one that comes again is filled anew
+        });
+    }
+    void apply(RecordView const& record) {
+        if (record.kind == RecordView::Kind::control) {
+            return;
+        }
+        demuxer_->in()->feed(record.bytes);
+        if (!demuxer_->receive()) {
+            throw Refused("record at byte " + std::to_string(record.offset) + " of the " +
+                          textOf(record.from) + " side: " + std::string(demuxer_->closeReason().view()));
+        }
+    }
+    void addTo(State& state) {
+        for (auto const& [name, root] : roots_) {
+            addState(state, root, limits_);
+        }
+    }
+    Stats stats() const { return demuxer_->stats(); }
+
+private:
+    StreamLimits limits_;
+    Kor::Ptr<Demuxer> demuxer_;
+    std::map<std::pair<std::string, std::string>, Kor::Ptr<Kor::Entity>> roots_;
+};
+
+State stateOf(Context& context, std::string const& file, LogOptions const& options) {
+    Player player(file, options);
+    std::map<Side, std::unique_ptr<Replica>> replicas;
+    player.play([&](RecordView const& record, U64) {
+        auto& replica = replicas[record.from];
+        if (!replica) {
+            replica = std::make_unique<Replica>(record.from, player.limits);
+        }
+        replica->apply(record);
+    });
+    State state;
+    for (auto const& [from, replica] : replicas) {
+        replica->addTo(state);
+        Stats const stats = replica->stats();
+        U64 const passedOver = stats.refusedRecords + stats.unknownEntities + stats.unknownAttributes;
+        if (passedOver != 0) {
+            context.note(
+                shown(file) + ": " + std::to_string(passedOver) + " records of the " + textOf(from) +
+                " side are not applied: refused, or of what the other side has or this program does not "
+                "know");
+        }
+    }
+    return state;
+}
+
+Json cell(std::string const& text) {
+    return text.empty() ? Json() : Json(text);
+}
+
+} // namespace
+
+void logShow(Context& context, LogOptions const& options) {
+    std::vector<std::string> columns{"time", "from", "record", "entity", "attribute", "key", "value"};
+    if (options.more > 0) {
+        columns.insert(columns.end(), {"id", "child", "offset", "size", "fault"});
+    }
+    if (options.more > 1) {
+        columns.emplace_back("bytes");
+    }
+    Listing listing(columns);
+    auto const idText = [](Kor::EntityId id) { return id.number() != 0 ? Json(id.number()) : Json(); };
+    auto const finish = [&] { listing.print(context.out, options.output); };
+    Player player(options.files.at(0), options);
+    try {
+        player.play([&](RecordView const& record, U64 microseconds) {
+            std::vector<Json> cells{seconds(microseconds), textOf(record.from),    textOf(record.kind),
+                                    cell(record.path),     cell(record.attribute), cell(record.key),
+                                    cell(record.value)};
+            if (options.more > 0) {
+                cells.insert(cells.end(), {idText(record.header.entityId), idText(record.child),
+                                           record.offset, record.bytes.size(), cell(record.fault)});
+            }
+            if (options.more > 1) {
+                std::string bytes;
+                for (U8 const byte : record.bytes) {
+                    bytes += hex(byte, 2).substr(2);
+                }
+                cells.emplace_back(bytes);
+            }
+            listing.add(std::move(cells));
+        });
+    } catch (Refused const&) {
+        finish(); // what came before
+        throw;
+    }
+    finish();
+}
+
+void logCheck(Context& context, LogOptions const& options) {
+    std::string const& file = options.files.at(0);
+    Player player(file, options);
+    U64 records = 0, bytes = 0, unknown = 0;
+    player.play([&](RecordView const& record, U64) {
+        ++records;
+        bytes += record.bytes.size();
+        unknown += record.kind == RecordView::Kind::unknown && record.fault.empty();
+        if (!record.fault.empty()) {
+            throw Refused(shown(file) + ": record at byte " + std::to_string(record.offset) + " of the " +
+                          textOf(record.from) + " side is refused: " + record.fault);
+        }
+    });
+    if (unknown != 0) {
+        context.note(std::to_string(unknown) +
+                     " records are of entities or attributes that are not known here");
+    }
+    if (player.rest != 0) {
+        context.note("the recording ends within a record: " + std::to_string(player.rest) + " bytes of it");
+    }
+    if (player.isCut) {
+        context.note("the recording was full before the connection ended");
+    }
+    Listing listing({"sound", "records", "bytes"});
+    listing.add({true, records, bytes});
+    listing.print(context.out, options.output);
+}
+
+void logReplay(Context& context, LogOptions const& options) {
+    Listing listing({"entity", "attribute", "key", "value"});
+    for (auto const& [place, value] : stateOf(context, options.files.at(0), options)) {
+        listing.add({place[0], cell(place[1]), cell(place[2]), value});
+    }
+    listing.print(context.out, options.output);
+}
+
+void logDiff(Context& context, LogOptions const& options) {
+    State const before = stateOf(context, options.files.at(0), options);
+    State const after = stateOf(context, options.files.at(1), options);
+    Listing listing({"difference", "entity", "attribute", "key", "before", "after"});
+    auto const add = [&](char const* what, Place const& place, Json was, Json is) {
+        context.status = refusedStatus;
+        listing.add({what, place[0], cell(place[1]), cell(place[2]), std::move(was), std::move(is)});
+    };
+    for (auto was = before.begin(), is = after.begin(); was != before.end() || is != after.end();) {
+        if (is == after.end() || (was != before.end() && was->first < is->first)) {
+            add("gone", was->first, was->second, Json());
+            ++was;
+        } else if (was == before.end() || is->first < was->first) {
+            add("new", is->first, Json(), is->second);
+            ++is;
+        } else {
+            if (was->second != is->second) {
+                add("changed", was->first, was->second, is->second);
+            }
+            ++was;
+            ++is;
+        }
+    }
+    listing.print(context.out, options.output);
+}
+
+} // namespace tool
