@@ -3,7 +3,6 @@
 #include "runtime/String8.h"
 
 #include <asio/buffer.hpp>
-
 #include <span>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -23,10 +22,12 @@ std::optional<U32> peerUid(asio::generic::stream_protocol::socket& socket) {
     ucred peer{};
     size = sizeof peer;
     // What the kernel cannot tell is nobody's.
-    return ::getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.uid : ~U32{0};
+    return ::getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.uid
+                                                                                            : ~U32{0};
 }
 
-Connection::Connection(Loop::Impl& loop, Socket socket, Ptr<Session> session, Peering const& peering, Over over)
+Connection::Connection(Loop::Impl& loop, Socket socket, Ptr<Session> session, Peering const& peering,
+                       Over over)
     : loop_(loop), socket_(std::move(socket)), session_(std::move(session)), over_(std::move(over)),
       timer_(loop.io), goodbyeTime_(peering.goodbyeTime) {}
 

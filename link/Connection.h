@@ -5,9 +5,8 @@
 #include "link/LoopImpl.h"
 #include "link/Peering.h"
 
-#include <asio/generic/stream_protocol.hpp>
-
 #include <array>
+#include <asio/generic/stream_protocol.hpp>
 
 namespace Kor::Link {
 

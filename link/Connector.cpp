@@ -30,20 +30,20 @@ struct Connector::Impl : std::enable_shared_from_this<Connector::Impl> {
     void connect(std::size_t index) {
         auto const socket = std::make_shared<Connection::Socket>(loop.io);
         pending = socket;
-        socket->async_connect(
-            endpoints[index], [weak = weak_from_this(), socket, index](asio::error_code const& error) {
-                std::shared_ptr<Impl> const self = weak.lock();
-                if (!self || self->isOver) {
-                    return;
-                }
-                if (!error) {
-                    self->begin(std::move(*socket));
-                } else if (index + 1 < self->endpoints.size()) {
-                    self->connect(index + 1);
-                } else {
-                    self->lost(String8(error.message()));
-                }
-            });
+        socket->async_connect(endpoints[index],
+                              [weak = weak_from_this(), socket, index](asio::error_code const& error) {
+                                  std::shared_ptr<Impl> const self = weak.lock();
+                                  if (!self || self->isOver) {
+                                      return;
+                                  }
+                                  if (!error) {
+                                      self->begin(std::move(*socket));
+                                  } else if (index + 1 < self->endpoints.size()) {
+                                      self->connect(index + 1);
+                                  } else {
+                                      self->lost(String8(error.message()));
+                                  }
+                              });
     }
 
     void begin(Connection::Socket socket) {
@@ -81,7 +81,8 @@ struct Connector::Impl : std::enable_shared_from_this<Connector::Impl> {
         isOver = isOver || !config.reconnects;
         std::chrono::milliseconds time{0};
         if (!isOver) {
-            std::uniform_int_distribution<std::chrono::milliseconds::rep> part(wait.count() / 2, wait.count());
+            std::uniform_int_distribution<std::chrono::milliseconds::rep> part(wait.count() / 2,
+                                                                               wait.count());
             time = std::chrono::milliseconds(part(random));
             wait = std::min(wait * 2, config.mostWait);
             tryAfter(time);

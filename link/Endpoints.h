@@ -10,15 +10,14 @@
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/local/stream_protocol.hpp>
-
 #include <vector>
 
 namespace Kor::Link {
 
 using Endpoint = asio::generic::stream_protocol::endpoint;
 
-/// Host * is every interface, for who listens. Asks the system's resolver; Kor::RangeException for a host that
-/// it does not know.
+/// Host * is every interface, for who listens. Asks the system's resolver; Kor::RangeException for a host
+/// that it does not know.
 inline std::vector<Endpoint> endpointsOf(asio::io_context& io, Address const& address) {
     if (address.kind() == Address::Kind::local) {
         return {asio::local::stream_protocol::endpoint(address.path())};

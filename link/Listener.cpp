@@ -3,9 +3,8 @@
 #include "link/Connection.h"
 #include "link/Endpoints.h"
 
-#include <asio/basic_socket_acceptor.hpp>
-
 #include <algorithm>
+#include <asio/basic_socket_acceptor.hpp>
 #include <cerrno>
 #include <sys/stat.h>
 #include <system_error>
@@ -95,30 +94,32 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
             asio::ip::tcp::endpoint bound;
             Endpoint const here = acceptor.local_endpoint();
             bound.resize(here.size());
-            std::copy_n(reinterpret_cast<U8 const*>(here.data()), here.size(), reinterpret_cast<U8*>(bound.data()));
+            std::copy_n(reinterpret_cast<U8 const*>(here.data()), here.size(),
+                        reinterpret_cast<U8*>(bound.data()));
             address = Address::tcp(address.host(), bound.port());
         }
         accept();
     }
 
     void accept() {
-        acceptor.async_accept([weak = weak_from_this()](asio::error_code const& error, Connection::Socket socket) {
-            std::shared_ptr<Impl> const self = weak.lock();
-            if (!self || !self->acceptor.is_open()) {
-                return;
-            }
-            if (error) { // no more files, perhaps: later there may be
-                self->retry.expires_after(std::chrono::milliseconds(100));
-                self->retry.async_wait([weak](asio::error_code const& gone) {
-                    if (std::shared_ptr<Impl> const again = weak.lock(); again && !gone) {
-                        again->accept();
-                    }
-                });
-                return;
-            }
-            self->accept();
-            self->serve(std::move(socket));
-        });
+        acceptor.async_accept(
+            [weak = weak_from_this()](asio::error_code const& error, Connection::Socket socket) {
+                std::shared_ptr<Impl> const self = weak.lock();
+                if (!self || !self->acceptor.is_open()) {
+                    return;
+                }
+                if (error) { // no more files, perhaps: later there may be
+                    self->retry.expires_after(std::chrono::milliseconds(100));
+                    self->retry.async_wait([weak](asio::error_code const& gone) {
+                        if (std::shared_ptr<Impl> const again = weak.lock(); again && !gone) {
+                            again->accept();
+                        }
+                    });
+                    return;
+                }
+                self->accept();
+                self->serve(std::move(socket));
+            });
     }
 
     void serve(Connection::Socket socket) {
@@ -130,7 +131,8 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
         auto const session =
             makePtr<Session>(Side::accepting, config.session, isFull ? nullptr : config.service,
                              isFull ? NboAttrLog::SessionHooks{} : config.hooks);
-        auto const connection = std::make_shared<Connection>(loop, std::move(socket), session, config, nullptr);
+        auto const connection =
+            std::make_shared<Connection>(loop, std::move(socket), session, config, nullptr);
         connection->overIs([weak = weak_from_this(), gone = std::weak_ptr(connection)] {
             if (std::shared_ptr<Impl> const self = weak.lock()) {
                 std::erase(self->connections, gone.lock());

@@ -4,7 +4,6 @@
 #include "link/LoopImpl.h"
 
 #include <asio/post.hpp>
-
 #include <utility>
 
 namespace Kor::Link {

@@ -7,7 +7,6 @@
 #include <asio/io_context.hpp>
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
-
 #include <memory>
 #include <vector>
 
@@ -37,7 +36,8 @@ private:
 /// When a time that may be without end is over.
 inline Loop::Impl::Clock::time_point endOf(Loop::Duration time) {
     auto const now = Loop::Impl::Clock::now();
-    return time > Loop::Impl::Clock::time_point::max() - now ? Loop::Impl::Clock::time_point::max() : now + time;
+    return time > Loop::Impl::Clock::time_point::max() - now ? Loop::Impl::Clock::time_point::max()
+                                                             : now + time;
 }
 
 } // namespace Kor::Link

@@ -77,7 +77,8 @@ TEST(Command, SaysInOneLineWhatIsWrong) {
         // The command line
         {{},
          2,
-         "which command? There are encode, kinds, decode, layout, addr, tables, schema and run; see loamtunnel "
+         "which command? There are encode, kinds, decode, layout, addr, tables, schema and run; see "
+         "loamtunnel "
          "--help"},
         {{"encodd"}, 2, "no command encodd; did you mean encode?"},
         {{"xyzzy"}, 2, "no command xyzzy; " + someCommands},

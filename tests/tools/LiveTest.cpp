@@ -78,9 +78,8 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     EXPECT_EQ(on("wait", {"--gone", count}).status, 0);
 
     auto const stats = nlohmann::json::parse(on("stats", {"--json"}).out);
-    EXPECT_TRUE(std::ranges::any_of(stats, [](auto const& row) {
-        return row["peer"] == "stats" && row["counter"] == "recordsOut";
-    }));
+    EXPECT_TRUE(std::ranges::any_of(
+        stats, [](auto const& row) { return row["peer"] == "stats" && row["counter"] == "recordsOut"; }));
     EXPECT_NE(on("trace", {"LoamTunnelTypes", "--set", "on,+8"}).out.find("on"), std::string::npos);
     EXPECT_NE(on("trace", {}).out.find('8'), std::string::npos);
     EXPECT_EQ(on("trace", {"LoamTunnelTypes", "--set", "on,+10"}).status, 1);
@@ -90,9 +89,9 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
         std::vector<std::string> words;
         std::string message;
     };
-    for (Wrong const& each : {Wrong{"get", {"liff"}, "no root liff; did you mean lif?"},
-                              Wrong{"get", {"lif.appConfg"}, "appConfg"},
-                              Wrong{"set", {count, "many"}, "many"}}) {
+    for (Wrong const& each :
+         {Wrong{"get", {"liff"}, "no root liff; did you mean lif?"},
+          Wrong{"get", {"lif.appConfg"}, "appConfg"}, Wrong{"set", {count, "many"}, "many"}}) {
         Outcome const outcome = on(each.command, each.words);
         EXPECT_EQ(outcome.status, 1) << each.message;
         EXPECT_NE(outcome.err.find(each.message), std::string::npos) << outcome.err;
@@ -117,7 +116,8 @@ TEST_F(Live, WhatIsServedReadOnlyIsNotWritten) {
 TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {
     auto server = serve({"lif=LifAppConfigDir", "--writable"});
     auto monitor = start({"monitor", "--socket", socket(), "--attribute", "reqCount"}, "monitor.log");
-    ASSERT_TRUE(eventually([&] { return content("serve.log").find("monitor is there") != std::string::npos; }));
+    ASSERT_TRUE(
+        eventually([&] { return content("serve.log").find("monitor is there") != std::string::npos; }));
     ASSERT_EQ(on("set", {"lif.appConfig[vtAppMpls]"}).err, "");
     std::string const count = "lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1]";
     EXPECT_EQ(on("set", {count, "5"}).err, "");
@@ -136,8 +136,8 @@ TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {
 
 TEST_F(Live, TheChipHoldsWhatApplicationsAskForWhoeverIsKilled) {
     for (std::string const chip : {"3", "8"}) {
-        Outcome const outcome = loamtunnel({"demo", "--chip", chip, "--file", LOAM_EXAMPLES "/lifs.txt", "--kill",
-                                            "driver,application", "--format", "csv"});
+        Outcome const outcome = loamtunnel({"demo", "--chip", chip, "--file", LOAM_EXAMPLES "/lifs.txt",
+                                            "--kill", "driver,application", "--format", "csv"});
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_NE(outcome.err.find("the two images are the same"), std::string::npos) << outcome.err;
         EXPECT_GT(std::ranges::count(outcome.out, '\n'), 100);
@@ -151,8 +151,7 @@ TEST(ChipImage, EachIndexHasARowOfItsOwn) {
         std::set<std::pair<U32, U32>> rows;
         U32 const count = tool::managedLifs(chip, *properties);
         for (U32 i = 0; i < count; ++i) {
-            auto const place =
-                tool::placeOf(chip, *properties, {i, Hardware::LoamTunnel::lifBankManaged});
+            auto const place = tool::placeOf(chip, *properties, {i, Hardware::LoamTunnel::lifBankManaged});
             ASSERT_LT(place.array, geometry.arrayElements) << "chip " << chip << ", index " << i;
             ASSERT_LT(place.entry, geometry.entries);
             rows.insert({place.array, place.entry});
@@ -213,7 +212,8 @@ TEST(Monitor, FiltersByEntityAttributeAndKind) {
     EXPECT_FALSE((tool::ChangeFilter{"", "app", ""}.takes(set)));
     EXPECT_TRUE((tool::ChangeFilter{"", "", "del"}.takes({set.path, std::nullopt})));
 
-    EXPECT_EQ(tool::parseWait("a.b[x=1]=2"), (std::pair{std::string("a.b[x=1]"), std::optional<std::string>("2")}));
+    EXPECT_EQ(tool::parseWait("a.b[x=1]=2"),
+              (std::pair{std::string("a.b[x=1]"), std::optional<std::string>("2")}));
     EXPECT_EQ(tool::parseWait("a.b[x=1]").second, std::nullopt);
 }
 
