@@ -10,15 +10,10 @@ install(TARGETS LoamTunnel EXPORT LoamTunnel
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   FILE_SET HEADERS DESTINATION ${LOAM_INCLUDE_DIR})
 
-if(TARGET LoamTunnelLink)
-  set_target_properties(LoamTunnelLink PROPERTIES INSTALL_RPATH "$ORIGIN")
-  install(TARGETS LoamTunnelLink EXPORT LoamTunnel
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    FILE_SET HEADERS DESTINATION ${LOAM_INCLUDE_DIR})
-endif()
-
-# The library needs no package itself, so its exported target is the whole package config.
-install(EXPORT LoamTunnel FILE LoamTunnelConfig.cmake NAMESPACE LoamTunnel:: DESTINATION ${LOAM_CMAKE_DIR})
+# The library needs no package itself, so its exported target is the whole package config, which takes in that of the
+# component Link, if that is installed.
+install(EXPORT LoamTunnel FILE LoamTunnelTargets.cmake NAMESPACE LoamTunnel:: DESTINATION ${LOAM_CMAKE_DIR})
+install(FILES cmake/LoamTunnelConfig.cmake DESTINATION ${LOAM_CMAKE_DIR})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/LoamTunnelConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/LoamTunnelConfigVersion.cmake DESTINATION ${LOAM_CMAKE_DIR})
@@ -29,7 +24,14 @@ cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_PRE
   OUTPUT_VARIABLE LOAM_PC_TO_PREFIX)
 configure_file(cmake/loamtunnel.pc.in ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.pc DESTINATION ${LOAM_PC_DIR})
+
 if(TARGET LoamTunnelLink)
+  # The two libraries lie side by side.
+  set_target_properties(LoamTunnelLink PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS LoamTunnelLink EXPORT LoamTunnelLink
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    FILE_SET HEADERS DESTINATION ${LOAM_INCLUDE_DIR})
+  install(EXPORT LoamTunnelLink FILE LoamTunnelLinkTargets.cmake NAMESPACE LoamTunnel:: DESTINATION ${LOAM_CMAKE_DIR})
   configure_file(cmake/loamtunnel-link.pc.in ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel-link.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel-link.pc DESTINATION ${LOAM_PC_DIR})
 endif()

@@ -1,161 +1,157 @@
-#include "link/Connection.h"
+#include "link/internal/Connection.h"
 
-#include "runtime/String8.h"
-
-#include <asio/buffer.hpp>
-#include <span>
-#include <sys/socket.h>
-#include <unistd.h>
-#include <utility>
+#include <array>
 
 namespace Kor::Link {
 
-using NboAttrLog::Session;
+namespace {
 
-std::optional<U32> peerUid(asio::generic::stream_protocol::socket& socket) {
-    sockaddr_storage address{};
-    socklen_t size = sizeof address;
-    if (::getsockname(socket.native_handle(), reinterpret_cast<sockaddr*>(&address), &size) != 0 ||
-        address.ss_family != AF_UNIX) {
-        return std::nullopt;
-    }
-    ucred peer{};
-    size = sizeof peer;
-    // What the kernel cannot tell is nobody's.
-    return ::getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.uid
-                                                                                            : ~U32{0};
-}
+/// How much of one connection goes in or out before it is the turn of the others.
+constexpr std::ptrdiff_t atOnce = 1 << 18;
 
-Connection::Connection(Loop::Impl& loop, Socket socket, Ptr<Session> session, Peering const& peering,
-                       Over over)
-    : loop_(loop), socket_(std::move(socket)), session_(std::move(session)), over_(std::move(over)),
-      timer_(loop.io), goodbyeTime_(peering.goodbyeTime) {}
+} // namespace
 
-void Connection::start(Peering const& peering) {
-    loop_.connections.push_back(weak_from_this());
-    asio::error_code error;
-    socket_.non_blocking(true, error);
-    if (error) {
-        end(String8(error.message()));
-        return;
-    }
-    U32 const mine = peering.peerUid.value_or(static_cast<U32>(::geteuid()));
-    if (std::optional<U32> const uid = peerUid(socket_); uid && *uid != mine) {
-        session_->close(format("this socket is for user %u, and not for user %u", mine, *uid));
-    }
-    timer_.expires_after(peering.helloTime);
-    timer_.async_wait([self = shared_from_this()](asio::error_code const& gone) {
-        if (!gone && !self->session_->isEstablished()) {
-            self->session_->close("no hello in time");
+Connection::Connection(Loop& loop, Socket socket, Ptr<NboAttrLog::Session> session, Peering const& peering,
+                       End end)
+    : loop_(loop), descriptor_(loop.impl().io, socket.release()), session_(std::move(session)),
+      helloTime_(peering.helloTime), goodbyeTime_(peering.goodbyeTime), end_(std::move(end)) {}
+
+Connection::~Connection() = default;
+
+void Connection::start() {
+    tune(descriptor_.native_handle());
+    isStarted_ = true;
+    loop_.impl().connections.push_back(shared_from_this());
+    timer_ = loop_.after(helloTime_, [this] {
+        if (!session_->isEstablished()) {
+            session_->close(
+                format("there was no hello within %lld ms", static_cast<long long>(helloTime_.count())));
         }
     });
     waitToRead();
 }
 
 void Connection::waitToRead() {
-    socket_.async_wait(Socket::wait_read, [self = shared_from_this()](asio::error_code const& error) {
-        if (!error && !self->isOver_) {
-            self->read();
-        }
-    });
-}
-
-void Connection::read() {
-    asio::error_code error;
-    std::size_t const n = socket_.read_some(asio::buffer(buffer_), error);
-    if (error == asio::error::would_block || error == asio::error::interrupted) {
-        return waitToRead();
-    }
-    if (error) {
-        session_->cut(error == asio::error::eof ? String8("the peer is gone") : String8(error.message()));
-        return end(session_->closeReason());
-    }
-    std::span<U8 const> rest(buffer_.data(), n);
-    while (!rest.empty() && session_->isOpen()) {
-        std::size_t const taken = session_->in()->feed(rest);
-        rest = rest.subspan(taken);
-        if (!session_->receive() || taken == 0) {
-            break; // what a peer sends behind its end, or past a closed session, is nobody's
-        }
-    }
-    if (!isOver_) {
-        waitToRead();
-    }
-}
-
-bool Connection::pump() {
-    if (isOver_) {
-        return false;
-    }
-    bool isDone = false;
-    session_->flow();
-    // So much for one turn; the others have theirs.
-    for (int turn = 0; turn < 16 && !isWaitingToWrite_; ++turn) {
-        auto const bytes = session_->out()->readable();
-        if (bytes.empty()) {
-            break;
-        }
-        asio::error_code error;
-        std::size_t const n = socket_.write_some(asio::buffer(bytes.data(), bytes.size()), error);
-        if (error == asio::error::would_block || error == asio::error::interrupted) {
-            waitToWrite();
-            break;
-        }
-        if (error) {
-            session_->cut(String8(error.message()));
-            end(session_->closeReason());
-            return true;
-        }
-        session_->out()->nextBytes(static_cast<U32>(n));
-        isDone = true;
-        session_->flow();
-    }
-    if (session_->isOver()) {
-        end(session_->closeReason());
-        return true;
-    }
-    if (!session_->isOpen() && !isEnding_) {
-        isEnding_ = true;
-        timer_.expires_after(goodbyeTime_);
-        timer_.async_wait([self = shared_from_this()](asio::error_code const& gone) {
-            if (!gone) {
-                self->end(self->session_->closeReason());
-            }
-        });
-    }
-    return isDone;
+    descriptor_.async_wait(asio::posix::stream_descriptor::wait_read,
+                           [self = shared_from_this()](asio::error_code const& error) {
+                               if (!error && !self->isEnded_) {
+                                   self->readable();
+                               }
+                           });
 }
 
 void Connection::waitToWrite() {
-    isWaitingToWrite_ = true;
-    socket_.async_wait(Socket::wait_write, [self = shared_from_this()](asio::error_code const& error) {
-        self->isWaitingToWrite_ = false;
-        if (!error) {
-            self->pump();
+    isWriting_ = true;
+    descriptor_.async_wait(asio::posix::stream_descriptor::wait_write,
+                           [self = shared_from_this()](asio::error_code const& error) {
+                               if (!error) {
+                                   self->isWriting_ = false; // the loop's next sweep goes on
+                               }
+                           });
+}
+
+void Connection::readable() {
+    std::array<U8, 4096> discarded;
+    for (std::ptrdiff_t left = atOnce; left > 0;) {
+        // A session that is open takes any record, so that there is room once it has applied what has come.
+        std::span<U8> const to = session_->isOpen() ? session_->in()->writable() : std::span<U8>(discarded);
+        int error = 0;
+        std::ptrdiff_t const n = receiveFrom(descriptor_.native_handle(), to, error);
+        if (n < 0 && wouldBlock(error)) {
+            break;
         }
-    });
+        if (n <= 0) {
+            lost(n == 0 ? String8("the peer is gone") : errorText(error));
+            return;
+        }
+        left -= n;
+        if (session_->isOpen()) {
+            session_->in()->wrote(static_cast<std::size_t>(n));
+            session_->receive();
+        }
+        if (isEnded_) { // a hook has done it
+            return;
+        }
+    }
+    waitToRead();
 }
 
-void Connection::drop(String8 const& reason) {
-    over_ = nullptr;
-    session_->close(reason);
-    pump();
-    end(reason);
+bool Connection::pump() {
+    auto const self = shared_from_this();
+    std::ptrdiff_t left = atOnce;
+    while (!isEnded_ && !isShut_) {
+        session_->flow();
+        auto const bytes = session_->out()->readable();
+        if (bytes.empty() || isWriting_ || isEnded_) {
+            break;
+        }
+        if (left <= 0) {
+            return true;
+        }
+        int error = 0;
+        std::ptrdiff_t const n = sendTo(descriptor_.native_handle(), bytes, error);
+        if (n < 0) {
+            if (wouldBlock(error)) {
+                waitToWrite();
+            } else {
+                lost(errorText(error));
+            }
+            break;
+        }
+        session_->out()->nextBytes(static_cast<std::size_t>(n));
+        left -= n;
+    }
+    if (!isEnded_ && !session_->isOpen()) {
+        linger();
+    }
+    return false;
 }
 
-void Connection::end(String8 const& reason) {
-    if (std::exchange(isOver_, true)) {
+void Connection::linger() {
+    if (session_->isClosedByPeer()) {
+        ended();
         return;
     }
-    std::shared_ptr<Connection> const self = shared_from_this();
-    session_->cut(reason);
-    timer_.cancel();
-    asio::error_code ignored; // it is the end
-    socket_.shutdown(Socket::shutdown_both, ignored);
-    socket_.close(ignored);
-    if (Over const over = std::exchange(over_, nullptr)) {
-        over();
+    if (!isLingering_) {
+        isLingering_ = true;
+        timer_ = loop_.after(goodbyeTime_, [this] { ended(); });
     }
+    if (session_->isOver() && !isShut_) {
+        isShut_ = true;
+        shutdownWriting(descriptor_.native_handle()); // and the peer's end of the stream ends it
+    }
+}
+
+void Connection::lost(String8 const& reason) {
+    session_->cut(reason);
+    ended();
+}
+
+void Connection::abort(String8 const& reason) {
+    if (!isEnded_) {
+        lost(reason);
+    }
+}
+
+void Connection::ended() {
+    if (std::exchange(isEnded_, true)) {
+        return;
+    }
+    auto const self = shared_from_this();
+    timer_.cancel();
+    asio::error_code ignored;
+    descriptor_.close(ignored);
+    if (End const end = std::move(end_)) {
+        end(*this, session_->closeReason());
+    }
+}
+
+String8 refusalOf(int fd, Peering const& peering) {
+    U32 const expected = peering.peerUid.value_or(ownUid());
+    std::optional<U32> const uid = peerUid(fd);
+    return !uid || *uid == expected
+               ? String8()
+               : format("the peer runs for user %u, and this side talks to user %u alone", *uid, expected);
 }
 
 } // namespace Kor::Link

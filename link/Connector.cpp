@@ -1,11 +1,9 @@
 #include "link/Connector.h"
 
-#include "link/Connection.h"
-#include "link/Endpoints.h"
+#include "link/internal/Connection.h"
 
-#include <algorithm>
+#include <cerrno>
 #include <random>
-#include <utility>
 
 namespace Kor::Link {
 
@@ -13,121 +11,126 @@ using NboAttrLog::Session;
 using NboAttrLog::Side;
 
 struct Connector::Impl : std::enable_shared_from_this<Connector::Impl> {
-    Impl(Loop::Impl& theLoop, Address const& theAddress, ConnectorConfig theConfig)
-        : loop(theLoop), address(theAddress), config(std::move(theConfig)),
-          endpoints(endpointsOf(loop.io, address)), timer(loop.io), wait(config.firstWait) {}
+    using Clock = Loop::Impl::Clock;
 
-    void tryAfter(std::chrono::milliseconds time) {
-        timer.expires_after(time);
-        timer.async_wait([weak = weak_from_this()](asio::error_code const& gone) {
-            if (std::shared_ptr<Impl> const self = weak.lock(); self && !gone && !self->isOver) {
-                ++self->tries;
-                self->connect(0);
-            }
-        });
+    Impl(Loop& on, Address const& to, ConnectorConfig given)
+        : loop(on), address(to), config(std::move(given)), endpoints(endpointsOf(to, false)) {}
+
+    /// In the loop's next step.
+    void begin() {
+        timer = loop.after(Loop::Duration::zero(), [this] { attempt(); });
     }
-
-    void connect(std::size_t index) {
-        auto const socket = std::make_shared<Connection::Socket>(loop.io);
-        pending = socket;
-        socket->async_connect(endpoints[index],
-                              [weak = weak_from_this(), socket, index](asio::error_code const& error) {
-                                  std::shared_ptr<Impl> const self = weak.lock();
-                                  if (!self || self->isOver) {
-                                      return;
-                                  }
-                                  if (!error) {
-                                      self->begin(std::move(*socket));
-                                  } else if (index + 1 < self->endpoints.size()) {
-                                      self->connect(index + 1);
-                                  } else {
-                                      self->lost(String8(error.message()));
-                                  }
-                              });
-    }
-
-    void begin(Connection::Socket socket) {
-        if (address.kind() == Address::Kind::tcp) {
-            asio::error_code ignored; // it is faster with, and works without
-            socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+    void attempt() {
+        int error = 0;
+        Socket socket = connectTo(endpoints[tries++ % endpoints.size()], error);
+        if (error == EINPROGRESS) {
+            connecting.emplace(loop.impl().io, socket.release());
+            timer = loop.after(config.helloTime, [this] { finishConnect(ETIMEDOUT); });
+            connecting->async_wait(
+                asio::posix::stream_descriptor::wait_write,
+                [weak = weak_from_this()](asio::error_code const& aborted) {
+                    if (auto const self = weak.lock(); self && !aborted && self->connecting) {
+                        self->finishConnect(connectError(self->connecting->native_handle()));
+                    }
+                });
+        } else if (error != 0) {
+            lost(format("cannot connect to %s: %s", address.text().c_str(), errorText(error).charPtr()));
+        } else {
+            connected(std::move(socket));
         }
-        NboAttrLog::SessionHooks hooks = config.hooks;
-        hooks.established = [weak = weak_from_this(), next = hooks.established](Session& session) {
-            if (std::shared_ptr<Impl> const self = weak.lock()) {
-                self->wait = self->config.firstWait;
-            }
-            if (next) {
-                next(session);
-            }
-        };
-        auto const session =
-            makePtr<Session>(Side::connecting, config.session, config.service, std::move(hooks));
-        connection = std::make_shared<Connection>(loop, std::move(socket), session, config, nullptr);
-        connection->overIs([weak = weak_from_this(), session] {
-            if (std::shared_ptr<Impl> const self = weak.lock()) {
-                self->lost(session->closeReason());
-            }
-        });
-        std::shared_ptr<Connection> const current = connection;
-        if (config.setUp) {
+    }
+    void finishConnect(int error) {
+        Socket socket(connecting->release());
+        connecting.reset();
+        if (error != 0) {
+            lost(format("cannot connect to %s: %s", address.text().c_str(), errorText(error).charPtr()));
+        } else {
+            connected(std::move(socket));
+        }
+    }
+    void connected(Socket socket) {
+        timer.cancel();
+        String8 const refusal = refusalOf(socket.fd(), config);
+        auto const session = makePtr<Session>(Side::connecting, config.session, config.service, config.hooks);
+        if (refusal.empty() && config.setUp) {
             config.setUp(*session);
         }
-        current->start(config);
+        connection = std::make_shared<Connection>(
+            loop, std::move(socket), session, config,
+            [weak = weak_from_this()](Connection& ended, String8 const& reason) {
+                if (auto const self = weak.lock(); self && self->connection.get() == &ended) {
+                    self->connection.reset();
+                    bool const wasThere = ended.session()->peer() != nullptr;
+                    if (wasThere && Clock::now() - self->since > self->wait) {
+                        self->wait = std::chrono::milliseconds(0);
+                    }
+                    self->lost(reason);
+                }
+            });
+        since = Clock::now();
+        connection->start();
+        if (!refusal.empty()) {
+            session->close(refusal);
+        }
     }
-
     void lost(String8 const& reason) {
-        connection = nullptr;
         lastReason = reason;
-        isOver = isOver || !config.reconnects;
-        std::chrono::milliseconds time{0};
-        if (!isOver) {
-            std::uniform_int_distribution<std::chrono::milliseconds::rep> part(wait.count() / 2,
-                                                                               wait.count());
-            time = std::chrono::milliseconds(part(random));
-            wait = std::min(wait * 2, config.mostWait);
-            tryAfter(time);
+        if (isClosed) {
+            return;
         }
-        if (config.lost) {
-            config.lost(reason, time);
+        if (!config.reconnects) {
+            isClosed = true;
+            tell(reason, std::chrono::milliseconds(0));
+            return;
+        }
+        wait = wait.count() == 0 ? config.firstWait : std::min(wait * 2, config.mostWait);
+        std::uniform_int_distribution<S64> part(wait.count() / 2, wait.count());
+        std::chrono::milliseconds const next(part(random));
+        timer = loop.after(next, [this] { attempt(); });
+        tell(reason, next);
+    }
+    void tell(String8 const& reason, std::chrono::milliseconds next) const {
+        if (auto const hook = config.lost) {
+            hook(reason, next);
         }
     }
-
     void close(String8 const& reason) {
-        isOver = true;
+        isClosed = true;
         timer.cancel();
-        if (auto const socket = pending.lock()) {
-            asio::error_code ignored; // it is the end
-            socket->close(ignored);
+        if (connecting) {
+            connecting.reset();
+            lastReason = reason;
         }
-        if (std::shared_ptr<Connection> const current = connection) {
-            current->session()->close(reason);
-            current->pump();
+        if (connection) {
+            connection->session()->close(reason);
         }
     }
 
-    Loop::Impl& loop;
+    Loop& loop;
     Address address;
     ConnectorConfig config;
     std::vector<Endpoint> endpoints;
-    asio::steady_timer timer;
-    std::chrono::milliseconds wait;
-    std::weak_ptr<Connection::Socket> pending;
+    std::optional<asio::posix::stream_descriptor> connecting;
     std::shared_ptr<Connection> connection;
+    Timer timer;
     String8 lastReason;
     U64 tries = 0;
-    bool isOver = false;
+    std::chrono::milliseconds wait{0};
+    Clock::time_point since;
+    bool isClosed = false;
     std::minstd_rand random{std::random_device{}()};
 };
 
 Connector::Connector(Loop& loop, Address const& address, ConnectorConfig config)
-    : impl_(std::make_shared<Impl>(loop.impl(), address, std::move(config))) {
-    impl_->tryAfter(std::chrono::milliseconds(0));
+    : impl_(std::make_shared<Impl>(loop, address, std::move(config))) {
+    impl_->begin();
 }
 
 Connector::~Connector() {
-    impl_->close("ended");
-    if (std::shared_ptr<Connection> const connection = std::exchange(impl_->connection, nullptr)) {
-        connection->drop("ended");
+    impl_->close("the client ends");
+    if (auto const connection = impl_->connection) {
+        connection->pump();
+        connection->abort("the client ends");
     }
 }
 
@@ -136,7 +139,8 @@ Address const& Connector::address() const noexcept {
 }
 
 Ptr<Session> Connector::session() const {
-    return impl_->connection ? impl_->connection->session() : nullptr;
+    return impl_->connection && impl_->connection->session()->isOpen() ? impl_->connection->session()
+                                                                       : nullptr;
 }
 
 bool Connector::isEstablished() const {
@@ -144,7 +148,7 @@ bool Connector::isEstablished() const {
 }
 
 bool Connector::isOver() const noexcept {
-    return impl_->isOver && !impl_->connection;
+    return impl_->isClosed && !impl_->connection;
 }
 
 String8 const& Connector::lastReason() const noexcept {

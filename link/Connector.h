@@ -25,8 +25,8 @@ namespace Kor::Link {
 struct ConnectorConfig : Peering {
     /// Without, the first loss is the end: isOver().
     bool reconnects = true;
-    /// The wait after a loss: `firstWait`, doubled with each further try up to `mostWait`, until a session is
-    /// established. Of that, a random part between a half and all.
+    /// The wait after a loss: `firstWait`, doubled with each further one up to `mostWait`, until a session
+    /// has lasted longer than the wait before it. Of that, a random part between a half and all.
     std::chrono::milliseconds firstWait{50};
     std::chrono::milliseconds mostWait{5'000};
     /// A try has failed, or a connection is lost; the next one follows after `wait`, if it reconnects.

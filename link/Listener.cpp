@@ -1,197 +1,144 @@
 #include "link/Listener.h"
 
-#include "link/Connection.h"
-#include "link/Endpoints.h"
+#include "link/internal/Connection.h"
 
 #include <algorithm>
-#include <asio/basic_socket_acceptor.hpp>
 #include <cerrno>
-#include <sys/stat.h>
-#include <system_error>
-#include <unistd.h>
-#include <utility>
 
 namespace Kor::Link {
 
 using NboAttrLog::Session;
+using NboAttrLog::SessionConfig;
 using NboAttrLog::Side;
 
-namespace {
-
-[[noreturn]] void refuse(Address const& address, std::string const& why) {
-    throwRangeException(format("cannot listen at %s: %s", address.text().c_str(), why.c_str()).charPtr());
-}
-
-/// Removes the socket that a dead server has left.
-void clear(asio::io_context& io, Address const& address) {
-    struct stat there {};
-    if (::lstat(address.path().c_str(), &there) != 0) {
-        return;
-    }
-    if (!S_ISSOCK(there.st_mode)) {
-        refuse(address, "there is a file that is no socket");
-    }
-    asio::local::stream_protocol::socket probe(io);
-    asio::error_code error;
-    probe.connect(asio::local::stream_protocol::endpoint(address.path()), error);
-    if (!error || error == asio::error::would_block || error == asio::error::try_again) {
-        refuse(address, "a server is there already");
-    }
-    if (error != asio::error::connection_refused) {
-        refuse(address, error.message());
-    }
-    if (::unlink(address.path().c_str()) != 0) {
-        refuse(address, std::generic_category().message(errno));
-    }
-}
-
-/// For a scope, new files are their owner's alone.
-class OwnFiles {
-public:
-    OwnFiles() : before_(::umask(0177)) {}
-    ~OwnFiles() { ::umask(before_); }
-    OwnFiles(OwnFiles const&) = delete;
-    OwnFiles& operator=(OwnFiles const&) = delete;
-
-private:
-    mode_t before_;
-};
-
-} // namespace
-
 struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
-    using Acceptor = asio::basic_socket_acceptor<asio::generic::stream_protocol>;
+    Impl(Loop& on, Address const& address, ListenerConfig given)
+        : loop(on), config(std::move(given)), listening(listenOn(address)),
+          acceptor(on.impl().io, listening.socket.fd()) {}
+    ~Impl() { stop(); }
 
-    Impl(Loop::Impl& theLoop, Address theAddress, ListenerConfig theConfig)
-        : loop(theLoop), address(std::move(theAddress)), config(std::move(theConfig)), acceptor(loop.io),
-          retry(loop.io) {}
-
-    void open() {
-        if (address.kind() == Address::Kind::local) {
-            clear(loop.io, address);
-        }
-        Endpoint const endpoint = endpointsOf(loop.io, address).front();
-        asio::error_code error;
-        acceptor.open(endpoint.protocol(), error);
-        if (!error && address.kind() == Address::Kind::tcp) {
-            acceptor.set_option(asio::socket_base::reuse_address(true), error);
-        }
-        if (!error) {
-            OwnFiles const own;
-            acceptor.bind(endpoint, error);
-        }
-        if (!error) {
-            acceptor.listen(asio::socket_base::max_listen_connections, error);
-        }
-        if (error) {
-            refuse(address, error.message());
-        }
-        if (address.kind() == Address::Kind::local) {
-            struct stat made {};
-            ::lstat(address.path().c_str(), &made);
-            inode = made.st_ino;
-        } else {
-            asio::ip::tcp::endpoint bound;
-            Endpoint const here = acceptor.local_endpoint();
-            bound.resize(here.size());
-            std::copy_n(reinterpret_cast<U8 const*>(here.data()), here.size(),
-                        reinterpret_cast<U8*>(bound.data()));
-            address = Address::tcp(address.host(), bound.port());
-        }
-        accept();
+    void waitToAccept() {
+        acceptor.async_wait(asio::posix::stream_descriptor::wait_read,
+                            [weak = weak_from_this()](asio::error_code const& error) {
+                                if (auto const self = weak.lock(); self && !error) {
+                                    self->acceptAll();
+                                }
+                            });
     }
-
-    void accept() {
-        acceptor.async_accept(
-            [weak = weak_from_this()](asio::error_code const& error, Connection::Socket socket) {
-                std::shared_ptr<Impl> const self = weak.lock();
-                if (!self || !self->acceptor.is_open()) {
-                    return;
+    void acceptAll() {
+        constexpr int atOnce = 16;
+        for (int i = 0; i < atOnce && listening.socket; ++i) {
+            int error = 0;
+            Socket peer = acceptFrom(listening.socket.fd(), error);
+            if (peer) {
+                try {
+                    take(std::move(peer));
+                } catch (...) {
+                    waitToAccept();
+                    throw;
                 }
-                if (error) { // no more files, perhaps: later there may be
-                    self->retry.expires_after(std::chrono::milliseconds(100));
-                    self->retry.async_wait([weak](asio::error_code const& gone) {
-                        if (std::shared_ptr<Impl> const again = weak.lock(); again && !gone) {
-                            again->accept();
-                        }
-                    });
-                    return;
-                }
-                self->accept();
-                self->serve(std::move(socket));
-            });
-    }
-
-    void serve(Connection::Socket socket) {
-        if (address.kind() == Address::Kind::tcp) {
-            asio::error_code ignored; // it is faster with, and works without
-            socket.set_option(asio::ip::tcp::no_delay(true), ignored);
-        }
-        bool const isFull = connections.size() >= config.sessions;
-        auto const session =
-            makePtr<Session>(Side::accepting, config.session, isFull ? nullptr : config.service,
-                             isFull ? NboAttrLog::SessionHooks{} : config.hooks);
-        auto const connection =
-            std::make_shared<Connection>(loop, std::move(socket), session, config, nullptr);
-        connection->overIs([weak = weak_from_this(), gone = std::weak_ptr(connection)] {
-            if (std::shared_ptr<Impl> const self = weak.lock()) {
-                std::erase(self->connections, gone.lock());
+            } else if (error == 0) {
+                break;
+            } else if (error != ECONNABORTED && error != EPROTO) {
+                // Out of files or memory: it gets better, or not, but not by asking at once.
+                constexpr std::chrono::milliseconds pause(100);
+                pausing = loop.after(pause, [this] { waitToAccept(); });
+                return;
             }
-        });
-        connections.push_back(connection);
-        if (isFull) {
-            session->close("there are too many peers");
-        } else if (config.setUp) {
+        }
+        if (listening.socket) {
+            waitToAccept();
+        }
+    }
+    void take(Socket socket) {
+        std::erase_if(connections, [](auto const& each) { return each.expired(); });
+        String8 refusal = refusalOf(socket.fd(), config);
+        if (refusal.empty() && openCount() >= config.sessions) {
+            refusal = format("there are %u sessions already, which is the limit", config.sessions);
+        }
+        bool const isRefused = !refusal.empty();
+        if (isRefused && connections.size() >= openCount() + maxRefused) {
+            return; // not even told: the many that are told must not cost much
+        }
+        auto const session =
+            isRefused ? makePtr<Session>(Side::accepting, SessionConfig{config.session.name, 0, {0, 0, 1}, 0})
+                      : makePtr<Session>(Side::accepting, config.session, config.service, config.hooks);
+        if (!isRefused && config.setUp) {
             config.setUp(*session);
         }
-        connection->start(config);
-    }
-
-    void close(String8 const& reason) {
-        asio::error_code ignored; // it is the end
-        bool const wasOpen = acceptor.is_open();
-        acceptor.close(ignored);
-        retry.cancel();
-        if (wasOpen && address.kind() == Address::Kind::local) {
-            struct stat there {};
-            if (::lstat(address.path().c_str(), &there) == 0 && there.st_ino == inode) {
-                ::unlink(address.path().c_str());
+        auto const connection =
+            std::make_shared<Connection>(loop, std::move(socket), session, config, Connection::End());
+        connections.push_back(connection);
+        connection->start();
+        if (isRefused) {
+            session->close(refusal);
+            if (config.refused) {
+                config.refused(refusal);
             }
         }
-        for (auto const& connection : std::exchange(connections, {})) {
-            connection->drop(reason);
+    }
+    std::size_t openCount() const {
+        return static_cast<std::size_t>(
+            std::count_if(connections.begin(), connections.end(), [](auto const& each) {
+                auto const connection = each.lock();
+                return connection && connection->session()->isOpen();
+            }));
+    }
+    void stop() {
+        if (!listening.socket) {
+            return;
+        }
+        pausing.cancel();
+        static_cast<void>(acceptor.release());
+        removeFileOf(listening);
+        listening.socket = Socket();
+    }
+    void close(String8 const& reason) {
+        stop();
+        for (auto const& each : std::vector(connections)) {
+            if (auto const connection = each.lock()) {
+                connection->session()->close(reason);
+            }
         }
     }
 
-    Loop::Impl& loop;
-    Address address;
+    static constexpr std::size_t maxRefused = 32;
+
+    Loop& loop;
     ListenerConfig config;
-    Acceptor acceptor;
-    asio::steady_timer retry;
-    ino_t inode = 0;
-    std::vector<std::shared_ptr<Connection>> connections;
+    Listening listening;
+    asio::posix::stream_descriptor acceptor;
+    Timer pausing;
+    std::vector<std::weak_ptr<Connection>> connections;
 };
 
 Listener::Listener(Loop& loop, Address const& address, ListenerConfig config)
-    : impl_(std::make_shared<Impl>(loop.impl(), address, std::move(config))) {
-    impl_->open();
+    : impl_(std::make_shared<Impl>(loop, address, std::move(config))) {
+    impl_->waitToAccept();
 }
 
 Listener::~Listener() {
     impl_->close("the server ends");
+    for (auto const& each : std::vector(impl_->connections)) {
+        if (auto const connection = each.lock()) {
+            connection->pump();
+            connection->abort("the server ends");
+        }
+    }
 }
 
 Address const& Listener::address() const noexcept {
-    return impl_->address;
+    return impl_->listening.address;
 }
 
 std::vector<Ptr<Session>> Listener::sessions() const {
-    std::vector<Ptr<Session>> all;
-    all.reserve(impl_->connections.size());
-    for (auto const& connection : impl_->connections) {
-        all.push_back(connection->session());
+    std::vector<Ptr<Session>> open;
+    for (auto const& each : impl_->connections) {
+        if (auto const connection = each.lock(); connection && connection->session()->isOpen()) {
+            open.emplace_back(connection->session());
+        }
     }
-    return all;
+    return open;
 }
 
 void Listener::close(String8 const& reason) {

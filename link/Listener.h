@@ -25,6 +25,8 @@ namespace Kor::Link {
 struct ListenerConfig : Peering {
     /// How many peers at once; more are told so and refused.
     unsigned sessions = 256;
+    /// A peer that was not let in, and why.
+    std::function<void(String8 const& reason)> refused{};
 };
 
 class __attribute__((visibility("default"))) Listener {

@@ -1,32 +1,39 @@
 #include "link/Loop.h"
 
-#include "link/Connection.h"
-#include "link/LoopImpl.h"
+#include "link/internal/Connection.h"
 
 #include <asio/post.hpp>
-#include <utility>
 
 namespace Kor::Link {
 
 struct Timer::Impl : std::enable_shared_from_this<Timer::Impl> {
-    Impl(asio::io_context& io, std::function<void()> toCall) : timer(io), function(std::move(toCall)) {}
+    Impl(asio::io_context& io, Loop::Duration first, Loop::Duration again, std::function<void()> todo)
+        : timer(io, std::chrono::duration_cast<asio::steady_timer::duration>(first)), period(again),
+          function(std::move(todo)) {}
 
-    void wait(Loop::Duration time, bool repeats) {
-        timer.expires_after(std::chrono::duration_cast<asio::steady_timer::duration>(time));
-        timer.async_wait([weak = weak_from_this(), time, repeats](asio::error_code const& error) {
-            std::shared_ptr<Impl> const self = weak.lock();
-            if (error || !self || !self->isActive) {
+    void wait() {
+        timer.async_wait([self = shared_from_this()](asio::error_code const& error) {
+            if (error || !self->isActive) {
                 return;
             }
-            self->isActive = repeats;
-            if (repeats) {
-                self->wait(time, true); // first, so that the function can end it
+            if (self->period == Loop::Duration::zero()) {
+                self->isActive = false;
+            } else { // before the call, which may cancel it
+                self->timer.expires_after(self->period);
+                self->wait();
             }
-            self->function();
+            auto const copy = self->function; // which may be replaced meanwhile
+            copy();
         });
+    }
+    void cancel() {
+        isActive = false;
+        timer.cancel();
+        function = {};
     }
 
     asio::steady_timer timer;
+    Loop::Duration period;
     std::function<void()> function;
     bool isActive = true;
 };
@@ -35,8 +42,10 @@ Timer::Timer() noexcept = default;
 Timer::Timer(std::shared_ptr<Impl> impl) noexcept : impl_(std::move(impl)) {}
 Timer::Timer(Timer&& other) noexcept = default;
 Timer& Timer::operator=(Timer&& other) noexcept {
-    cancel();
-    impl_ = std::move(other.impl_);
+    if (this != &other) {
+        cancel();
+        impl_ = std::move(other.impl_);
+    }
     return *this;
 }
 Timer::~Timer() {
@@ -44,9 +53,8 @@ Timer::~Timer() {
 }
 
 void Timer::cancel() noexcept {
-    if (impl_) {
-        impl_->isActive = false;
-        impl_->timer.cancel();
+    if (auto const impl = std::move(impl_)) {
+        impl->cancel();
     }
 }
 
@@ -54,26 +62,45 @@ bool Timer::isActive() const noexcept {
     return impl_ && impl_->isActive;
 }
 
-void Loop::Impl::step(Clock::time_point end) {
-    if (io.poll_one() != 0 || pump()) {
-        return;
+Loop::Impl::Impl() = default;
+Loop::Impl::~Impl() = default;
+
+bool Loop::Impl::go(std::function<bool()> const* condition, std::optional<Clock::time_point> until) {
+    constexpr std::size_t stepsAtOnce = 32;
+    for (;;) {
+        bool const hasMore = sweep();
+        if (condition != nullptr && (*condition)()) {
+            return true;
+        }
+        if (std::exchange(stopped, false)) {
+            return condition == nullptr;
+        }
+        if (until && Clock::now() >= *until) {
+            return false;
+        }
+        // With a condition it is asked after each step.
+        if (step(condition != nullptr ? 1 : stepsAtOnce) == 0 && !hasMore) {
+            until ? io.run_one_until(*until) : io.run_one();
+        }
     }
-    io.run_one_until(end);
 }
 
-bool Loop::Impl::pump() {
-    bool isDone = false;
-    for (std::size_t i = 0; i < connections.size();) {
-        std::shared_ptr<Connection> const connection = connections[i].lock();
-        if (!connection) {
-            connections[i] = std::move(connections.back());
-            connections.pop_back();
-            continue;
-        }
-        isDone = connection->pump() || isDone;
-        ++i;
+std::size_t Loop::Impl::step(std::size_t most) {
+    std::size_t done = 0;
+    while (done < most && !stopped && io.poll_one() != 0) {
+        ++done;
     }
-    return isDone;
+    return done;
+}
+
+bool Loop::Impl::sweep() {
+    bool hasMore = false;
+    for (std::size_t i = 0; i < connections.size(); ++i) { // more may come meanwhile
+        std::shared_ptr<Connection> const connection = connections[i];
+        hasMore = connection->pump() || hasMore;
+    }
+    std::erase_if(connections, [](auto const& each) { return each->isEnded(); });
+    return hasMore;
 }
 
 void Loop::Impl::waitForSignal() {
@@ -82,10 +109,8 @@ void Loop::Impl::waitForSignal() {
             return;
         }
         waitForSignal();
-        std::function<void(int)> const hook = signalHook;
-        if (hook) {
-            hook(signal);
-        }
+        auto const hook = signalHook;
+        hook(signal);
     });
 }
 
@@ -93,47 +118,37 @@ Loop::Loop() : impl_(std::make_unique<Impl>()) {}
 Loop::~Loop() = default;
 
 void Loop::run() {
-    runFor(Duration::max());
+    impl_->go(nullptr, {});
 }
 
+namespace {
+
+Loop::Impl::Clock::time_point from(Loop::Duration time) {
+    return Loop::Impl::Clock::now() + std::chrono::duration_cast<Loop::Impl::Clock::duration>(time);
+}
+
+} // namespace
+
 bool Loop::runFor(Duration time) {
-    Impl::Clock::time_point const end = endOf(time);
-    while (!impl_->isStopped && Impl::Clock::now() < end) {
-        impl_->step(end);
-    }
-    return std::exchange(impl_->isStopped, false);
+    return impl_->go(nullptr, from(time));
 }
 
 bool Loop::runUntil(std::function<bool()> const& condition, Duration most) {
-    Impl::Clock::time_point const end = endOf(most);
-    while (!condition()) {
-        if (std::exchange(impl_->isStopped, false) || Impl::Clock::now() >= end) {
-            return false;
-        }
-        impl_->step(end);
-    }
-    return true;
+    return impl_->go(&condition, from(most));
 }
 
 bool Loop::poll() {
-    bool isDone = false;
-    auto const now = Impl::Clock::now();
-    for (std::size_t handled = 1; handled != 0;) {
-        handled = impl_->io.poll_one();
-        if (handled == 0) {
-            break;
-        }
-        isDone = true;
-        if (Impl::Clock::now() - now > std::chrono::milliseconds(100)) {
-            break; // somebody posts without end
-        }
-    }
-    impl_->step(now);
-    return isDone;
+    constexpr std::size_t steps = 1024; // who posts again and again must not keep the caller
+    bool any = false;
+    any = impl_->sweep() || any;
+    any = impl_->step(steps) != 0 || any;
+    any = impl_->sweep() || any;
+    impl_->stopped = false;
+    return any;
 }
 
 void Loop::stop() noexcept {
-    impl_->isStopped = true;
+    impl_->stopped = true;
 }
 
 void Loop::post(std::function<void()> function) {
@@ -141,27 +156,29 @@ void Loop::post(std::function<void()> function) {
 }
 
 Timer Loop::after(Duration time, std::function<void()> function) {
-    auto timer = std::make_shared<Timer::Impl>(impl_->io, std::move(function));
-    timer->wait(time, false);
-    return Timer(std::move(timer));
+    auto impl = std::make_shared<Timer::Impl>(impl_->io, time, Duration::zero(), std::move(function));
+    impl->wait();
+    return Timer(std::move(impl));
 }
 
 Timer Loop::every(Duration period, std::function<void()> function) {
-    auto timer = std::make_shared<Timer::Impl>(impl_->io, std::move(function));
-    timer->wait(period, true);
-    return Timer(std::move(timer));
+    period = std::max<Duration>(period, std::chrono::nanoseconds(1));
+    auto impl = std::make_shared<Timer::Impl>(impl_->io, period, period, std::move(function));
+    impl->wait();
+    return Timer(std::move(impl));
 }
 
 void Loop::signalsAre(std::initializer_list<int> signals, std::function<void(int)> hook) {
     impl_->signals.cancel();
     impl_->signals.clear();
     impl_->signalHook = std::move(hook);
-    for (int const signal : signals) {
-        impl_->signals.add(signal);
+    if (signals.size() == 0) {
+        return;
     }
-    if (signals.size() != 0) {
-        impl_->waitForSignal();
+    for (int const each : signals) {
+        impl_->signals.add(each);
     }
+    impl_->waitForSignal();
 }
 
 } // namespace Kor::Link

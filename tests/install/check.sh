@@ -14,7 +14,7 @@ fail() {
 # Prints the installed files, without version and build type, so that the list holds for all of them.
 list() {
     (cd "$prefix" && find . ! -type d) |
-        sed "s|^\./||; s|^$LIBDIR/|lib/|; s|Config-[a-z]*\.cmake|Config-TYPE.cmake|;
+        sed "s|^\./||; s|^$LIBDIR/|lib/|; s|Targets-[a-z]*\.cmake|Targets-TYPE.cmake|;
              s|\.so\.$VERSION\$|.so.VERSION|; s|\.so\.$SOVERSION\$|.so.SOVERSION|" |
         LC_ALL=C sort
 }
@@ -47,6 +47,7 @@ find-package)
     configure "$WORK/find-package" -DCMAKE_PREFIX_PATH="$prefix"
     "$CMAKE" --build "$WORK/find-package"
     "$WORK/find-package/consumer"
+    "$WORK/find-package/link" "$WORK/find-package.socket"
     ;;
 pkg-config)
     PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
@@ -55,6 +56,9 @@ pkg-config)
     # shellcheck disable=SC2046 # the flags are words
     "$CXX" -std=c++20 "$here/consumer/main.cpp" -o "$WORK/pkg-config-consumer" $(pkg-config --cflags --libs loamtunnel)
     LD_LIBRARY_PATH=$prefix/$LIBDIR "$WORK/pkg-config-consumer"
+    # shellcheck disable=SC2046 # the flags are words
+    "$CXX" -std=c++20 "$here/consumer/link.cpp" -o "$WORK/pkg-config-link" $(pkg-config --cflags --libs loamtunnel-link)
+    LD_LIBRARY_PATH=$prefix/$LIBDIR "$WORK/pkg-config-link" "$WORK/pkg-config.socket"
     ;;
 add-subdirectory)
     # Kept between runs, so that only what changed is built again.

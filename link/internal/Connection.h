@@ -1,0 +1,53 @@
+#pragma once
+
+/// Kor::Link::Connection, a session on a socket, on a loop that owns it.
+
+#include "link/Peering.h"
+#include "link/internal/LoopImpl.h"
+#include "link/internal/Socket.h"
+
+namespace Kor::Link {
+
+class Connection final : public std::enable_shared_from_this<Connection> {
+public:
+    /// Called once, when the connection is closed.
+    using End = std::function<void(Connection&, String8 const& reason)>;
+
+    Connection(Loop& loop, Socket socket, Ptr<NboAttrLog::Session> session, Peering const& peering, End end);
+    ~Connection();
+
+    /// Begins; the loop holds it from here on.
+    void start();
+    Ptr<NboAttrLog::Session> const& session() const noexcept { return session_; }
+    bool isEnded() const noexcept { return isEnded_; }
+    /// Sends what there is, as far as the peer takes it; true when there is more to do at once.
+    bool pump();
+    /// Closes it without another word.
+    void abort(String8 const& reason);
+
+private:
+    void waitToRead();
+    void waitToWrite();
+    void readable();
+    /// Closes what is over, once the peer has had time to read why.
+    void linger();
+    void lost(String8 const& reason);
+    void ended();
+
+    Loop& loop_;
+    asio::posix::stream_descriptor descriptor_;
+    Ptr<NboAttrLog::Session> session_;
+    std::chrono::milliseconds helloTime_, goodbyeTime_;
+    End end_;
+    Timer timer_;
+    bool isStarted_ = false;
+    bool isWriting_ = false;
+    bool isLingering_ = false;
+    bool isShut_ = false;
+    bool isEnded_ = false;
+};
+
+/// Why a peer that runs for another user is refused; empty if it is not.
+String8 refusalOf(int fd, Peering const& peering);
+
+} // namespace Kor::Link

@@ -1,0 +1,403 @@
+/// Sessions over real sockets, between loops and processes: what is served, what is refused, and what becomes
+/// of it when one side dies.
+
+#include "link/Connector.h"
+#include "link/Listener.h"
+#include "support/Refusal.h"
+#include "support/Sessions.h"
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using namespace Kor;
+using namespace Kor::NboAttrLog;
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using namespace std::chrono_literals;
+using Kor::Link::Address;
+using Kor::Link::Connector;
+using Kor::Link::ConnectorConfig;
+using Kor::Link::Listener;
+using Kor::Link::ListenerConfig;
+using Kor::Link::Loop;
+using support::refusal;
+using support::sameState;
+
+constexpr auto enough = 60s;
+
+AradLifEntry entry(U32 number) {
+    return AradLifEntry(lifGeneral, number, 0);
+}
+
+/// A folder of the test's own.
+struct Folder {
+    Folder() {
+        char name[] = "/tmp/loam-link-XXXXXX";
+        path = ::mkdtemp(name);
+    }
+    ~Folder() { std::filesystem::remove_all(path); }
+    Folder(Folder const&) = delete;
+    Folder& operator=(Folder const&) = delete;
+    std::string path;
+};
+
+struct Links : testing::Test {
+    ListenerConfig serving() const {
+        ListenerConfig config;
+        config.service = service;
+        config.session.name = "driver";
+        return config;
+    }
+    /// One that wants the directory, tries quickly, and is told how it went.
+    ConnectorConfig wanting(Ptr<LifAppConfigDir> const& copy) {
+        ConnectorConfig config;
+        config.session.name = "application";
+        config.firstWait = 1ms;
+        config.mostWait = 20ms;
+        config.setUp = [copy](Session& session) { session.want("lif", copy); };
+        config.lost = [this](String8 const& reason, auto) { losses.emplace_back(reason.view()); };
+        return config;
+    }
+    static bool isThere(Connector const& connector) {
+        auto const session = connector.session();
+        return session && session->rootState("lif") == RootState::synchronized;
+    }
+
+    Folder folder;
+    Address const address = Address::parse("unix:" + folder.path + "/socket");
+    Loop loop;
+    Ptr<LifAppConfigDir> const dir = lifAppConfigDirFactory("lif");
+    Ptr<LifAppConfigDir> const mine = lifAppConfigDirFactory("mine");
+    Ptr<Service> const service = [this] {
+        auto made = makePtr<Service>();
+        made->offer("lif", dir);
+        made->handlerIs("echo", [](Session&, String8 const& text) { return text; });
+        return made;
+    }();
+    std::vector<std::string> losses;
+};
+
+TEST(Address, IsReadAndWritten) {
+    for (char const* const text : {"unix:/run/x", "unix:relative", "tcp:localhost:5", "tcp:10.0.0.1:0",
+                                   "tcp:[::1]:65535", "tcp:*:9"}) {
+        EXPECT_EQ(Address::parse(text).text(), text);
+    }
+    EXPECT_EQ(Address::parse("/run/x"), Address::parse("unix:/run/x"));
+    EXPECT_EQ(Address::parse("tcp:99"), Address::tcp("localhost", 99));
+    EXPECT_EQ(Address::parse("tcp:[::1]:7").host(), "::1");
+    struct {
+        std::string text, why;
+    } const refused[] = {
+        {"", "it does not say of what kind"},
+        {"x", "it does not say of what kind"},
+        {"unix:", "a path has 1 to 107 bytes"},
+        {"/" + std::string(107, 'x'), "a path has 1 to 107 bytes"},
+        {"tcp:", "a port is a number from 0 to 65535"},
+        {"tcp:host", "a port is a number from 0 to 65535"},
+        {"tcp:host:65536", "a port is a number from 0 to 65535"},
+        {"tcp:host:-1", "a port is a number from 0 to 65535"},
+        {"tcp:host:1x", "a port is a number from 0 to 65535"},
+        {"tcp::1", "the host is empty"},
+        {"tcp:::1:5", "an IPv6 address stands in brackets"},
+    };
+    for (auto const& [text, why] : refused) {
+        EXPECT_NE(refusal([&] { Address::parse(text); }).find(": " + why + "; write unix:/path"),
+                  std::string::npos)
+            << text;
+    }
+}
+
+TEST_F(Links, CarrySessionsOverUnixSocketsAndTcpAndLeaveNothingBehind) {
+    dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(entry(1), 1);
+    for (auto const& at : {address, Address::parse("tcp:0"), Address::parse("tcp:127.0.0.1:0")}) {
+        SCOPED_TRACE(at.text());
+        Ptr<Session> theirs;
+        std::string goodbye;
+        std::optional<Connector> connector;
+        {
+            ListenerConfig config = serving();
+            config.hooks.established = [&](Session& session) { theirs = &session; };
+            Listener listener(loop, at, config);
+            if (at.kind() == Address::Kind::local) {
+                struct stat status {};
+                ASSERT_EQ(::lstat(at.path().c_str(), &status), 0);
+                EXPECT_EQ(status.st_mode & 0777, 0600u);
+            } else {
+                EXPECT_NE(listener.address().port(), 0);
+            }
+            ConnectorConfig client = wanting(mine);
+            client.hooks.closed = [&](Session&, String8 const& reason) { goodbye = reason.view(); };
+            client.reconnects = false;
+            connector.emplace(loop, listener.address(), client);
+            ASSERT_TRUE(loop.runUntil([&] { return isThere(*connector); }, enough))
+                << connector->lastReason();
+            EXPECT_TRUE(sameState(*dir, *mine));
+            EXPECT_EQ(theirs->peerName(), "application");
+            EXPECT_EQ(listener.sessions().size(), 1u);
+            // What is changed beside the loop is sent before it waits again, much of it as well as little.
+            mine->appConfigIs(Loam::vtAppVxlan)->reqCountIs(entry(2), 2);
+            for (U32 i = 0; i < 30'000; ++i) {
+                dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(entry(i), i);
+            }
+            std::string answer;
+            std::string const question(50'000, '?');
+            connector->session()->call("echo", question,
+                                       [&](bool, String8 const& text) { answer = text.view(); });
+            ASSERT_TRUE(loop.runUntil(
+                [&] { return !answer.empty() && !theirs->demuxer().hasWork() && sameState(*dir, *mine); },
+                enough));
+            EXPECT_EQ(answer, question);
+            dir->appConfigDel(Loam::vtAppMpls);
+            if (at.kind() == Address::Kind::tcp && at.host() != "localhost") {
+                listener.close("for today");
+                ASSERT_TRUE(loop.runUntil([&] { return connector->isOver(); }, enough));
+                EXPECT_EQ(goodbye, "for today");
+                continue;
+            }
+        }
+        ASSERT_TRUE(loop.runUntil([&] { return connector->isOver(); }, enough));
+        EXPECT_EQ(goodbye, "the server ends");
+        EXPECT_EQ(losses.back(), "the server ends");
+        EXPECT_FALSE(std::filesystem::exists(address.path()));
+    }
+    EXPECT_TRUE(service->sessions().empty());
+    EXPECT_EQ(dir->references(), 2u);
+}
+
+/// A server in a process of its own.
+struct Process {
+    Process(Address const& address, U32 value) {
+        std::string const text = address.text(), number = std::to_string(value);
+        char const* const arguments[] = {LOAM_LINK_SERVER, text.c_str(), number.c_str(), nullptr};
+        EXPECT_EQ(::posix_spawn(&pid, LOAM_LINK_SERVER, nullptr, nullptr, const_cast<char* const*>(arguments),
+                                environ),
+                  0);
+    }
+    ~Process() { kill(); }
+    Process(Process const&) = delete;
+    Process& operator=(Process const&) = delete;
+    void kill() {
+        if (pid > 0) {
+            ::kill(pid, SIGKILL);
+            status();
+        }
+    }
+    int status() {
+        int status = 0;
+        ::waitpid(pid, &status, 0);
+        pid = 0;
+        return status;
+    }
+    pid_t pid = 0;
+};
+
+TEST_F(Links, ConnectAgainToAServerThatWasKilledAndGetItsStateAnew) {
+    mine->appConfigIs(Loam::vtAppVxlan)->reqCountIs(entry(99), 99); // which no server has
+    std::vector<std::string> peers;
+    ConnectorConfig config = wanting(mine);
+    config.hooks.established = [&](Session& session) { peers.emplace_back(session.peerName().view()); };
+    Connector connector(loop, address, config);
+    ASSERT_TRUE(loop.runUntil([&] { return connector.tries() > 2; }, enough)); // there is none yet
+    EXPECT_NE(losses[0].find("No such file"), std::string::npos) << losses[0];
+    for (U32 value = 1; value <= 3; ++value) {
+        Process server(address, value); // from the second on over the dead one's file
+        ASSERT_TRUE(loop.runUntil([&] { return isThere(connector); }, enough));
+        ASSERT_EQ(mine->appConfigMap().count(), 1u);
+        ASSERT_EQ(mine->appConfig(Loam::vtAppMpls)->reqCountMap().count(), 50u);
+        for (U32 i = 0; i < 50; ++i) {
+            ASSERT_EQ(mine->appConfig(Loam::vtAppMpls)->reqCount(entry(i)), value);
+        }
+        EXPECT_EQ(peers.back(), "server " + std::to_string(value));
+        if (value == 2) { // of two servers the first one stays
+            Process second(address, 9);
+            EXPECT_EQ(WEXITSTATUS(second.status()), 1);
+            EXPECT_TRUE(isThere(connector));
+        }
+        server.kill();
+        ASSERT_TRUE(loop.runUntil([&] { return !connector.session(); }, enough));
+        EXPECT_EQ(mine->appConfig(Loam::vtAppMpls)->reqCount(entry(0)), value); // it stays as it was
+        EXPECT_TRUE(std::filesystem::exists(address.path()));
+    }
+    connector.close("enough");
+    EXPECT_TRUE(connector.isOver());
+    EXPECT_EQ(peers.size(), 3u);
+}
+
+TEST_F(Links, ListenOnlyWhereNobodyDoesAndNoFileIsLost) {
+    {
+        Listener const first(loop, address, serving());
+        EXPECT_EQ(refusal([&] { Listener(loop, address, serving()); }),
+                  "cannot listen on " + address.text() + ": a server is listening there already");
+    }
+    std::ofstream(address.path()) << "dear";
+    EXPECT_EQ(refusal([&] { Listener(loop, address, serving()); }),
+              "cannot listen on " + address.text() + ": there is a file of that name, which is no socket");
+    EXPECT_EQ(std::filesystem::file_size(address.path()), 4u);
+    std::filesystem::remove(address.path());
+    EXPECT_NE(refusal([&] {
+                  Listener(loop, Address::local("/none/socket"), serving());
+              }).find("/none: No such file"),
+              std::string::npos);
+    EXPECT_NE(refusal([&] { Listener(loop, Address::parse("tcp:nowhere.invalid:0"), serving()); }),
+              std::string("accepted"));
+    // It removes its own file alone.
+    auto listener = std::make_unique<Listener>(loop, address, serving());
+    std::filesystem::remove(address.path());
+    Listener const other(loop, address, serving());
+    listener.reset();
+    EXPECT_TRUE(std::filesystem::exists(address.path()));
+}
+
+TEST_F(Links, RefusePeersOfAnotherUserAndMoreThanThereIsRoomForAndSayWhy) {
+    std::vector<std::string> refused;
+    ListenerConfig config = serving();
+    config.sessions = 1;
+    config.peerUid = ::geteuid() + 1;
+    config.refused = [&](String8 const& reason) { refused.emplace_back(reason.view()); };
+    std::string const other = "the peer runs for user " + std::to_string(::geteuid()) +
+                              ", and this side talks to user " + std::to_string(::geteuid() + 1) + " alone";
+    {
+        Listener const listener(loop, address, config);
+        ConnectorConfig client = wanting(mine);
+        client.reconnects = false;
+        Connector const connector(loop, address, client);
+        ASSERT_TRUE(loop.runUntil([&] { return connector.isOver(); }, enough));
+        EXPECT_EQ(connector.lastReason(), other.c_str());
+        EXPECT_EQ(refused, std::vector{other});
+        EXPECT_TRUE(mine->appConfigMap().empty());
+    }
+    config.peerUid = {};
+    Listener const listener(loop, address, config);
+    ConnectorConfig client = wanting(mine);
+    client.peerUid = ::geteuid() + 1; // a server can be an impostor, too
+    client.reconnects = false;
+    Connector const careful(loop, address, client);
+    ASSERT_TRUE(loop.runUntil([&] { return careful.isOver(); }, enough));
+    EXPECT_EQ(careful.lastReason(), other.c_str());
+    client.peerUid = {};
+    Connector const first(loop, address, client);
+    ASSERT_TRUE(loop.runUntil([&] { return first.isEstablished(); }, enough));
+    Connector const second(loop, address, client);
+    ASSERT_TRUE(loop.runUntil([&] { return second.isOver(); }, enough));
+    EXPECT_EQ(second.lastReason(), "there are 1 sessions already, which is the limit");
+    EXPECT_TRUE(first.isEstablished());
+}
+
+/// A peer that does as it likes.
+struct RawPeer {
+    explicit RawPeer(Address const& address) {
+        sockaddr_un to{};
+        to.sun_family = AF_UNIX;
+        address.path().copy(to.sun_path, sizeof to.sun_path - 1);
+        EXPECT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&to), sizeof to), 0);
+    }
+    ~RawPeer() { ::close(fd); }
+    RawPeer(RawPeer const&) = delete;
+    RawPeer& operator=(RawPeer const&) = delete;
+    void say(std::string_view bytes) const {
+        EXPECT_EQ(::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    }
+    std::string heard() const {
+        std::array<char, 65536> bytes;
+        ssize_t const n = ::recv(fd, bytes.data(), bytes.size(), MSG_DONTWAIT);
+        return n > 0 ? std::string(bytes.data(), static_cast<std::size_t>(n)) : std::string();
+    }
+    int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+};
+
+TEST_F(Links, ServeTheOthersWhileSomePeersAreSilentOrStuckOrMad) {
+    for (U32 i = 0; i < 100'000; ++i) {
+        dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(entry(i), i);
+    }
+    ListenerConfig config = serving();
+    config.helloTime = 200ms;
+    config.goodbyeTime = 50ms;
+    Listener const listener(loop, address, config);
+    RawPeer const silent(address), mad(address), stuck(address), half(address);
+    mad.say("GET / HTTP/1.1\r\n\r\n");
+    half.say("\x89Loam");
+    {
+        auto const session = makePtr<Session>(Side::connecting, SessionConfig{"stuck"});
+        auto const say = [&] {
+            session->flow();
+            auto const bytes = session->out()->readable();
+            stuck.say({reinterpret_cast<char const*>(bytes.data()), bytes.size()});
+            session->out()->nextBytes(bytes.size());
+        };
+        session->want("lif"); // and then it reads no more
+        say();
+        ASSERT_TRUE(loop.runUntil(
+            [&] {
+                std::string const heard = stuck.heard();
+                session->in()->feed({reinterpret_cast<U8 const*>(heard.data()), heard.size()});
+                session->receive();
+                loop.poll();
+                return session->rootState("lif") == RootState::requested;
+            },
+            enough));
+        say();
+    }
+    Connector const connector(loop, address, wanting(mine));
+    ASSERT_TRUE(loop.runUntil([&] { return isThere(connector); }, enough));
+    EXPECT_TRUE(sameState(*dir, *mine));
+    // Those without a hello are told so, and those with one may be as slow as they like.
+    ASSERT_TRUE(loop.runUntil([&] { return listener.sessions().size() == 2; }, enough));
+    EXPECT_NE(silent.heard().find("there was no hello within 200 ms"), std::string::npos);
+    EXPECT_NE(half.heard().find("there was no hello within 200 ms"), std::string::npos);
+    EXPECT_NE(mad.heard().find("peer does not speak the attribute log: it began with 47"), std::string::npos);
+}
+
+TEST(Loop, RunsTimersPostsAndSignalsInTurn) {
+    Loop loop;
+    std::vector<std::string> done;
+    auto const note = [&](char const* what) { return [&done, what] { done.emplace_back(what); }; };
+    auto const never = loop.after(1h, note("never"));
+    { auto const gone = loop.after(0s, note("gone")); }
+    int ticks = 0;
+    Kor::Link::Timer ticking;
+    ticking = loop.every(1ms, [&] {
+        if (++ticks == 3) {
+            ticking.cancel();
+            loop.post([&] {
+                done.emplace_back("post");
+                loop.post(note("inner"));
+                std::raise(SIGUSR1);
+            });
+        }
+    });
+    loop.signalsAre({SIGUSR1, SIGUSR2}, [&](int signal) {
+        done.emplace_back(signal == SIGUSR1 ? "usr1" : "usr2");
+        signal == SIGUSR1 ? static_cast<void>(std::raise(SIGUSR2)) : loop.stop();
+    });
+    EXPECT_TRUE(ticking.isActive());
+    loop.run();
+    EXPECT_FALSE(ticking.isActive());
+    EXPECT_EQ(ticks, 3);
+    EXPECT_EQ(done, (std::vector<std::string>{"post", "inner", "usr1", "usr2"}));
+    EXPECT_FALSE(loop.poll());
+    EXPECT_FALSE(loop.runFor(1ms));
+    EXPECT_FALSE(loop.runUntil([] { return false; }, 1ms));
+    loop.stop();
+    EXPECT_TRUE(loop.runFor(1h));
+    // From another thread, and what is thrown.
+    std::thread other([&] { loop.post([] { throw std::runtime_error("thrown"); }); });
+    EXPECT_THROW(loop.run(), std::runtime_error);
+    other.join();
+    auto const stop = loop.after(0s, [&] { loop.stop(); });
+    loop.run();
+}
+
+} // namespace
