@@ -240,6 +240,11 @@ class HashMap : public HashMapGeneric {
         }
     };
 
+    struct Known {
+        Key const* key = nullptr;
+        U32 reversed = 0;
+    };
+
     template <class M>
     class Walk;
 
@@ -369,10 +374,6 @@ public:
     std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
-    struct Known {
-        Key const* key = nullptr;
-        U32 reversed = 0;
-    };
     Known known_;
 
     static constexpr U32 smallMap = 1024; // it is in the cache: no need to load ahead

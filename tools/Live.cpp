@@ -40,17 +40,8 @@ std::string traceState() {
 /// `FACILITY on|off|+LEVEL|-LEVEL...`
 void setTrace(std::string_view text) {
     std::vector<std::string_view> const given = split(text);
-    Kor::TraceFacility* found = nullptr;
-    std::vector<std::string> known;
-    for (Kor::TraceFacility* const each : Kor::traceFacilities()) {
-        found = each->name() == given[0] ? each : found;
-        known.push_back(each->name());
-    }
-    if (found == nullptr) {
-        Kor::throwRangeException(
-            Kor::format("no facility %s%s", shown(given[0]).c_str(), suggest(given[0], known).c_str())
-                .charPtr());
-    }
+    // One that has not been used yet is made, with its levels ready for when it is.
+    Kor::TraceFacility& found = Kor::traceFacility(given[0]);
     for (bool const isTry : {true, false}) {
         for (std::string_view const word : std::span(given).subspan(1)) {
             std::optional<U64> const level = parseNumber(word.substr(1));
@@ -66,9 +57,9 @@ void setTrace(std::string_view text) {
                 continue;
             }
             if (isLevel) {
-                found->levelIs(static_cast<int>(*level), word[0] == '+');
+                found.levelIs(static_cast<int>(*level), word[0] == '+');
             } else {
-                found->enabledIs(word == "on");
+                found.enabledIs(word == "on");
             }
         }
     }

@@ -19,6 +19,14 @@ void print(Context& context, std::vector<std::string> const& lines) {
     }
 }
 
+/// False for a key that its attribute does not have, which reads as a default.
+bool isThere(Place const& place) {
+    using Op = Kor::GenericIf::AttributeOp;
+    return place.attribute == nullptr || !place.key ||
+           place.object->attributeOp({place.attribute->attributeId(), Op::contains}, place.key, nullptr)
+                   ->strRep() == "True";
+}
+
 } // namespace
 
 std::pair<std::string, std::optional<std::string>> parseWait(std::string const& text) {
@@ -118,7 +126,8 @@ void wait(Context& context, LiveOptions const& options, WaitOptions const& wait)
     std::string last = "it is not there";
     auto const holds = [&, path = path, value = value] {
         try {
-            Box const box = valueAt(live.roots().at(path));
+            Place const place = live.roots().at(path);
+            Box const box = isThere(place) ? valueAt(place) : nullptr;
             if (!box) {
                 last = "it is not there";
                 return wait.gone;

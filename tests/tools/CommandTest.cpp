@@ -18,7 +18,9 @@ struct WrongUse {
 TEST(Command, SaysInOneLineWhatIsWrong) {
     std::string const someKinds = "AradLifAcP2pToAc, AradLifAcMp, AradLifAcP2pToPwe, AradLifPweToP2p, "
                                   "AradLifLabelProtocolOrLsp, OutAcValue and EvecValue";
-    std::string const someCommands = "there are encode, kinds, decode, layout, addr, tables, schema and run";
+    std::string const someCommands =
+        "there are encode, kinds, decode, layout, addr, tables, schema, demo, driver, "
+        "application, serve, tree, get, set, del, wait, monitor, stats, trace, run and log";
     WrongUse const cases[] = {
         // The entry
         {{"encode", "-c8", "AradLifAcMp", "vsii=1"}, 1, "AradLifAcMp has no field vsii; did you mean vsi?"},

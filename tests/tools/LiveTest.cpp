@@ -151,7 +151,9 @@ TEST(ChipImage, EachIndexHasARowOfItsOwn) {
         std::set<std::pair<U32, U32>> rows;
         U32 const count = tool::managedLifs(chip, *properties);
         for (U32 i = 0; i < count; ++i) {
-            auto const place = tool::placeOf(chip, *properties, {i, Hardware::LoamTunnel::lifBankManaged});
+            auto const place =
+                tool::placeOf(chip, *properties,
+                              Hardware::LoamTunnel::AradLifIndex(i, Hardware::LoamTunnel::lifBankManaged));
             ASSERT_LT(place.array, geometry.arrayElements) << "chip " << chip << ", index " << i;
             ASSERT_LT(place.entry, geometry.entries);
             rows.insert({place.array, place.entry});
