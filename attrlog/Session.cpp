@@ -809,8 +809,8 @@ struct Session::Impl final : DemuxerControl {
         mounts.clear();
         flow();
         String8 const reason = demuxer->closeReason();
-        for (auto wish = wishes.begin(); wish != wishes.end(); ++wish) {
-            wish->second.id = {};
+        for (auto& [path, wish] : wishes) {
+            wish.id = {};
         }
         std::vector<Name> paths;
         paths.reserve(wishes.size());

@@ -501,6 +501,7 @@ private:
         } else if constexpr (detail::ReferenceOnWire<A>) {
             return writeReference<A>(key, member);
         } else {
+            // Another record for each kind of map. NOLINTBEGIN(bugprone-branch-clone)
             if (member == nullptr) {
                 writeDeletion<A>(key);
             } else if constexpr (detail::EmbeddedOnWire<A>) {
@@ -510,6 +511,7 @@ private:
             } else {
                 write(out, header(idOf<A>), key, member->value);
             }
+            // NOLINTEND(bugprone-branch-clone)
             unmark<A>(key);
             return true;
         }
