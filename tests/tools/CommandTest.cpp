@@ -18,7 +18,8 @@ struct WrongUse {
 TEST(Command, SaysInOneLineWhatIsWrong) {
     std::string const someKinds = "AradLifAcP2pToAc, AradLifAcMp, AradLifAcP2pToPwe, AradLifPweToP2p, "
                                   "AradLifLabelProtocolOrLsp, OutAcValue and EvecValue";
-    std::string const someCommands = "there are encode, kinds, decode, layout, addr, tables and schema";
+    std::string const someCommands =
+        "there are encode, kinds, value, decode, layout, addr, tables and schema";
     WrongUse const cases[] = {
         // The entry
         {{"encode", "-c8", "AradLifAcMp", "vsii=1"}, 1, "AradLifAcMp has no field vsii; did you mean vsi?"},
@@ -77,8 +78,8 @@ TEST(Command, SaysInOneLineWhatIsWrong) {
         // The command line
         {{},
          2,
-         "which command? There are encode, kinds, decode, layout, addr, tables and schema; see loamtunnel "
-         "--help"},
+         "which command? There are encode, kinds, value, decode, layout, addr, tables and schema; see "
+         "loamtunnel --help"},
         {{"encodd"}, 2, "no command encodd; did you mean encode?"},
         {{"xyzzy"}, 2, "no command xyzzy; " + someCommands},
         {{"encode", "-c6", "AradLifAcMp"},
@@ -265,7 +266,7 @@ TEST(Command, SchemaIsSavedAndCompared) {
 }
 
 TEST(Command, HelpAndVersionAreResults) {
-    for (char const* const command : {"", "encode", "decode", "layout", "addr", "tables", "kinds"}) {
+    for (char const* const command : {"", "encode", "value", "decode", "layout", "addr", "tables", "kinds"}) {
         std::vector<std::string> arguments{"--help"};
         if (*command) {
             arguments.insert(arguments.begin(), command);
