@@ -1,5 +1,6 @@
 #include "model/LoamTunnelTypeList.h"
 
+#include "attrlog/WireForm.h"
 #include "platform/PlatformTypes.h"
 
 namespace Hardware::LoamTunnel {
@@ -13,6 +14,7 @@ struct AtLoad {
         Loam::platformTypesLoad();
         Kor::TypeModule::Load const load(loamTunnelTypes);
     }
+    Kor::WireTypes<LoamTunnelTypes> const wire;
 } const atLoad;
 
 /// The names for whoever reads the library's file: the last that is defined first, inner types at the end.

@@ -1,5 +1,6 @@
 #include "platform/PlatformTypes.h"
 
+#include "attrlog/WireForm.h"
 #include "reflect/TypeOf.h"
 
 namespace Hardware::Loam {
@@ -7,6 +8,7 @@ namespace Hardware::Loam {
 void platformTypesLoad() {
     static constinit Kor::TypeModule module(PlatformTypes::seeds);
     static Kor::TypeModule::Load const load(module);
+    static Kor::WireTypes<PlatformTypes> const wire;
 }
 
 } // namespace Hardware::Loam

@@ -29,6 +29,10 @@
 
 namespace Kor {
 
+// Declared for the enumerations; reflect/Text.h has them.
+template <class T>
+String8 valueToStrep(T const& value);
+
 /// One enumerator: its number and its name.
 struct Enumerator {
     U32 number;
@@ -124,6 +128,7 @@ E enumeratorOfName(std::string_view name, char const* word) {
 /// Declares the operations that carry the enumeration's name. Streaming prints the
 /// bare name; a number that is no enumerator prints as `LifType(99)`.
 #define KOR_ENUMERATION(E)                                                                                   \
+    using Kor::valueToStrep;                                                                                 \
     [[gnu::visibility("default")]] E E##Instance(unsigned int number);                                       \
     [[gnu::visibility("default")]] E E##Instance(Kor::String8 const& name);                                  \
     [[gnu::visibility("default")]] Kor::String8 stringValue(E value);                                        \
@@ -148,7 +153,8 @@ E enumeratorOfName(std::string_view name, char const* word) {
         return stream << Kor::enumeratorText(value, #E);                                                     \
     }
 
-/// The same within a class: the operations are static, but for the streaming.
+/// The same within a class: the operations are static, but for the streaming. A wrong number is reported with
+/// the outer class's name, a wrong name without.
 #define KOR_NESTED_ENUMERATION(E)                                                                            \
     static E E##Instance(unsigned int number);                                                               \
     static E E##Instance(Kor::String8 const& name);                                                          \

@@ -1,5 +1,5 @@
-#include "reflect/Dir.h"
-#include "reflect/TypeModule.h"
+#include "reflect/FrameworkTypes.h"
+
 #include "reflect/TypeOf.h"
 
 namespace Kor {
@@ -39,9 +39,7 @@ KorType* TypeMaker<KorType>::make(TypeSeed const& seed) {
 }
 
 TypeModule& frameworkTypes() {
-    using Types = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, BytePtr, String8, Name,
-                               PtrInterface, Entity, KorType, Dir>;
-    static TypeModule module(Types::seeds);
+    static TypeModule module(FrameworkTypes::seeds);
     return module;
 }
 

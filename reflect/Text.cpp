@@ -111,7 +111,7 @@ void appendQuoted(std::string& text, std::string_view inside) {
 }
 
 void rethrowFor(RangeException const& inner, std::string_view attribute) {
-    throw RangeException(String8("attribute " + std::string(attribute) + ": " + inner.what()));
+    throw RangeException(String8("attribute " + std::string(attribute) + ": " + inner.what()), inner.ids());
 }
 
 void noSuchAttribute(std::string_view type, std::string_view name) {

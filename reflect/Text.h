@@ -23,6 +23,7 @@
 #include "runtime/Exception.h"
 #include "runtime/String8.h"
 
+#include <algorithm>
 #include <concepts>
 #include <optional>
 #include <ostream>
@@ -260,26 +261,36 @@ T readText(TextScanner& scanner) {
     }
 }
 
-/// Moves a cursor behind what its scanner has read.
+/// Moves a cursor behind what its scanner has read. A cursor outside of its string reads as one at its end.
 struct Follow {
     Follow(String8::IteratorConst& cursor, String8::IteratorConst const& end)
-        : it(cursor), scanner(cursor.until(end)) {}
-    ~Follow() { it += static_cast<S64>(scanner.position()); }
+        : it(cursor), text((cursor + -cursor.position()).until(end)),
+          start(cursor.position() < 0 ? text.size()
+                                      : std::min(static_cast<std::size_t>(cursor.position()), text.size())),
+          scanner(text, start) {}
+    ~Follow() { it += static_cast<S64>(scanner.position() - start); }
     Follow(Follow const&) = delete;
 
     String8::IteratorConst& it;
+    std::string_view text;
+    std::size_t start;
     TextScanner scanner;
 };
+
+template <class T>
+T readTextAt(String8::IteratorConst& it, String8::IteratorConst const& end) {
+    Follow follow(it, end);
+    return readText<T>(follow.scanner);
+}
 
 } // namespace detail
 
 /// Reads a value from the cursor on, and leaves the cursor behind it, or where the fault is when it raises.
-/// Columns count from where the cursor was.
+/// Columns count from the start of the string. `T(it, end)` of a value is the same.
 template <class T>
 requires(!std::derived_from<T, PtrInterface>) T
     sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, T const* /*tag*/) {
-    detail::Follow follow(it, end);
-    return detail::readText<T>(follow.scanner);
+    return detail::readTextAt<T>(it, end);
 }
 
 /// As sequenceToValue, for the attribute of that name: what is raised names it.
@@ -341,8 +352,7 @@ sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& e
 template <class C>
 requires std::derived_from<C, PtrInterface> Ptr<C>
 sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, C const* /*tag*/) {
-    detail::Follow follow(it, end);
-    return detail::readText<Ptr<C>>(follow.scanner);
+    return detail::readTextAt<Ptr<C>>(it, end);
 }
 
 } // namespace Kor

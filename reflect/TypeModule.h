@@ -56,6 +56,17 @@ private:
     bool isInitialized_ = false;
 };
 
+/// A scalar or string as a type of the registry; Builtin<void*> stands for a result that is none.
+template <class T>
+struct Builtin {
+    using GenericIf_ = BoxOf<T>;
+    static KorType* _fwkType() { return fwkTypeOf<T>(); }
+};
+template <>
+struct Builtin<void*> {
+    static constexpr std::string_view korTypeName = "Kor::Builtin<void*>"; // compilers print it differently
+};
+
 /// The types of the framework itself: scalars, strings, Kor::PtrInterface and Kor::Entity. The other modules
 /// load it.
 TypeModule& frameworkTypes();

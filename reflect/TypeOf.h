@@ -15,17 +15,6 @@
 
 namespace Kor {
 
-/// A scalar or string as a type of the registry; Builtin<void*> stands for a result that is none.
-template <class T>
-struct Builtin {
-    using GenericIf_ = BoxOf<T>;
-    static KorType* _fwkType() { return fwkTypeOf<T>(); }
-};
-template <>
-struct Builtin<void*> {
-    static constexpr std::string_view korTypeName = "Kor::Builtin<void*>"; // compilers print it differently
-};
-
 namespace detail {
 
 // Signatures

@@ -27,6 +27,7 @@
 #include "reflect/FwkType.h"
 #include "reflect/Names.h"
 #include "runtime/OneAtATime.h"
+#include "runtime/String8.h"
 #include "runtime/Types.h"
 
 #include <compare>
@@ -53,6 +54,14 @@ struct StreamBogon {};
 /// The reading end of an attribute log. A template parameter, since the log itself is a layer above.
 template <class T>
 concept AttrLogReader = std::is_same_v<T, NboAttrLog::In>;
+
+namespace detail {
+
+/// Reads a T from the cursor on, and moves the cursor behind it. Defined in reflect/Text.h.
+template <class T>
+T readTextAt(String8::IteratorConst& it, String8::IteratorConst const& end);
+
+} // namespace detail
 
 /// How an attribute is declared: what the text, wire and generic forms tell apart.
 enum class AttributeKind { stored, view, constant, operation };
@@ -316,6 +325,9 @@ public:
     using StockType::StockType;
 
     constexpr ValueOf() = default;
+    /// Reads the text of a Self, as Kor::sequenceToValue does. Needs reflect/Text.h.
+    ValueOf(String8::IteratorConst& it, String8::IteratorConst const& end)
+        : ValueOf(detail::readTextAt<Self>(it, end)) {}
 
     /// The box, reflect/GenericIf.h.
     using GenericIf_ = BoxOf<Self>;
@@ -385,6 +397,8 @@ public:
     using _Type = TypeOf<Self>;
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
     constexpr explicit DerivedValueOf(Base const& base) : Base(base) {}
+    DerivedValueOf(String8::IteratorConst& it, String8::IteratorConst const& end)
+        : Base(detail::readTextAt<Self>(it, end)) {}
 
     template <class Attribute>
     constexpr typename Attribute::Type get() const {

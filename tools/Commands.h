@@ -3,6 +3,7 @@
 /// The commands of the program, each a function over its options. They print results to `Context::out`,
 /// report what they could not do to `Context::err`, and throw a Failure where nothing can be done.
 
+#include "tools/Entries.h"
 #include "tools/Listing.h"
 #include "tools/Rows.h"
 #include "tools/Text.h"
@@ -61,6 +62,17 @@ struct KindsOptions {
     Output output;
 };
 void kinds(Context& context, KindsOptions const& options);
+
+struct ValueOptions {
+    std::string type;
+    std::vector<std::string> words;
+    std::string file;
+    /// text, json or wire; `to` also row, with the chips.
+    std::string from = "text";
+    std::string to = "text";
+    std::vector<std::string> chips;
+};
+void value(Context& context, ValueOptions const& options);
 
 struct DecodeOptions {
     RowOptions row;
@@ -135,10 +147,15 @@ struct RowLine {
 RowLine parseRowLine(std::string_view text, RowOptions options);
 
 /// Calls `visit(text, where)` for each line of a file ("-": the input stream) that is not blank, comments
-/// from # on cut off; `where` is "file:line". What `visit` throws as a Failure is reported with it, and the
-/// next line follows. Refused when the file cannot be read.
+/// from # on cut off, or where the text may have a # only those that fill a line; `where` is "file:line".
+/// What `visit` throws as a Failure is reported with it, and the next line follows. Refused when the file
+/// cannot be read.
 void eachLine(Context& context, std::string const& file,
-              std::function<void(std::string const& text, std::string const& where)> const& visit);
+              std::function<void(std::string const& text, std::string const& where)> const& visit,
+              bool onlyWholeLineComments = false);
+
+/// A row as `decode --file` reads it.
+std::string rowLine(EncodedRow const& row);
 
 /// Opens a file for reading ("-": the input stream) and calls `read(stream, name)`. Refused when it cannot be
 /// read.

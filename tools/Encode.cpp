@@ -31,8 +31,7 @@ public:
     void print(Result const& result) {
         RowForm const& form = result.row.form;
         if (options_.rows) {
-            context_.out << "chip=" << form.chip + 0u << " table=" << form.table->name
-                         << " variant=" << form.variant + 0u << ' ' << wordsText(result.row.words) << '\n';
+            context_.out << rowLine(result.row) << '\n';
         } else if (options_.output.format == Format::text) {
             printText(result);
         } else if (options_.output.format == Format::json) {
@@ -132,6 +131,11 @@ std::vector<ChipType> chipsOf(EncodeOptions const& options) {
 }
 
 } // namespace
+
+std::string rowLine(EncodedRow const& row) {
+    return "chip=" + std::to_string(row.form.chip) + " table=" + std::string(row.form.table->name) +
+           " variant=" + std::to_string(row.form.variant) + ' ' + wordsText(row.words);
+}
 
 void encode(Context& context, EncodeOptions const& options) {
     std::vector<ChipType> const chips = chipsOf(options);

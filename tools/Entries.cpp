@@ -70,12 +70,33 @@ Kind const& kindNamed(std::string_view word) {
     throw Refused("no kind of entry " + shown(word) + suggest(word, known));
 }
 
+Entry entryOf(Kor::GenericIf const& box) {
+    std::vector<std::string> known;
+    for (Kind const& kind : allKinds()) {
+        if (auto draft = kind.draftOf(box)) {
+            return {&kind, std::move(draft)};
+        }
+        known.push_back(kind.name);
+    }
+    std::string what(Kor::shortName(box.type()->typeName().view()));
+    if (Json const json = jsonOf(box); json.is_object() && json.contains("lifType")) {
+        what.append(" of type ").append(json["lifType"].get<std::string>());
+    }
+    throw Refused(what + " has no row format; the kinds are " + enumerate(known));
+}
+
 Entry parseEntry(std::string_view text) {
+    if (isStructured(text)) {
+        return entryOf(*boxOfStructured(text));
+    }
     std::vector<std::string_view> const words = split(text);
     if (words.empty()) {
         throw Refused("an entry starts with its kind, such as 'AradLifAcMp vsi=100'");
     }
     Kind const& kind = kindNamed(words[0]);
+    if (words.size() == 2 && hasBareText(*kind.type) && words[1].find('=') == words[1].npos) {
+        return entryOf(*boxOfText(*kind.type, words[1]));
+    }
     Entry entry{&kind, kind.draft()};
     std::vector<bool> given(kind.attributes.size());
     for (std::string_view const word : std::span(words).subspan(1)) {

@@ -1,9 +1,12 @@
 #pragma once
 
-/// An entry as text, `AradLifAcMp vsi=100 vlanEditVid1=20`, and the rows that it becomes.
+/// An entry as text, `AradLifAcMp vsi=100 vlanEditVid1=20`, and the rows that it becomes. An entry can also
+/// be a value in text form, `Value('Hardware::LoamTunnel::AradLifEntry', ** {...})`; one whose text is a bare
+/// number has its kind before it, `EvecValue 0x12345`.
 
 #include "tools/Kind.h"
 #include "tools/Rows.h"
+#include "tools/Values.h"
 
 namespace tool {
 
@@ -18,8 +21,12 @@ struct Entry {
     std::unique_ptr<Draft> draft;
 };
 
-/// Reads an entry: the kind, then `field=value` in any number, set in that order. A value is a decimal or 0x
-/// number or one of the attribute's words. Refused with the reason when anything is not as it should be.
+/// The entry that the value in the box is. Refused when there is no row for it.
+Entry entryOf(Kor::GenericIf const& box);
+
+/// Reads an entry: a value in text form, or the kind, then `field=value` in any number, set in that order. A
+/// value is a decimal or 0x number or one of the attribute's words. Refused with the reason when anything is
+/// not as it should be.
 Entry parseEntry(std::string_view text);
 
 /// What a LIF's application asks for; Refused for an entry of another kind.

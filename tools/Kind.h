@@ -17,6 +17,7 @@
 
 #include "platform/Hardware/ChipType.h"
 #include "reflect/Enumeration.h"
+#include "reflect/GenericIf.h"
 #include "reflect/Value.h"
 #include "runtime/Exception.h"
 #include "tables/TableInfos.h"
@@ -73,7 +74,11 @@ struct Kind {
     U8 variant;
     std::vector<AttributeInfo> attributes;
     std::vector<Limit> limits;
+    /// The type of its values.
+    Kor::KorType const* type;
     std::function<std::unique_ptr<Draft>()> draft;
+    /// One that starts as the value in the box; null when that is not of this kind.
+    std::function<std::unique_ptr<Draft>(Kor::GenericIf const& box)> draftOf;
 
     bool isCalled(std::string_view word) const { return word == name || (!alias.empty() && word == alias); }
 };
@@ -286,6 +291,32 @@ private:
     std::shared_ptr<Accessors<Pieces<V, P...>> const> accessors_;
 };
 
+/// A value that V is a view of, with an encoder of its own.
+template <class V>
+concept ViewsEntry = requires(typename V::BaseValue const& base, U8* row) {
+    base.writeToChipFormat(Hardware::ChipType(), row);
+};
+
+/// What is in the box, if it is a V, or what a V is a view of, and of V's kind: an entry's type says what it
+/// is.
+template <class V>
+std::optional<V> valueOfKind(Kor::GenericIf const& box, V const& initial) {
+    std::optional<V> value;
+    if (box.type() == V::_fwkType()) {
+        value = Kor::unbox<V>(box);
+    } else if constexpr (ViewsEntry<V>) {
+        if (box.type() == V::BaseValue::_fwkType()) {
+            value = V(Kor::unbox<typename V::BaseValue>(box));
+        }
+    }
+    if constexpr (requires { initial.lifType(); }) {
+        if (value && value->lifType() != initial.lifType()) {
+            value.reset();
+        }
+    }
+    return value;
+}
+
 } // namespace detail
 
 /// The kind of V, whose entries start as `initial` and become rows of that variant of Row.
@@ -299,7 +330,12 @@ Kind kindOf(U8 variant, V const& initial, std::vector<Limit> limits = {}, std::s
               variant,
               {},
               std::move(limits),
-              [initial, all] { return std::make_unique<detail::DraftOf<V, P...>>(initial, all); }};
+              V::_fwkType(),
+              [initial, all] { return std::make_unique<detail::DraftOf<V, P...>>(initial, all); },
+              [initial, all](Kor::GenericIf const& box) -> std::unique_ptr<Draft> {
+                  std::optional<V> const value = detail::valueOfKind(box, initial);
+                  return value ? std::make_unique<detail::DraftOf<V, P...>>(*value, all) : nullptr;
+              }};
     for (auto const& each : *all) {
         kind.attributes.push_back(each.info);
     }

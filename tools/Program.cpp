@@ -4,6 +4,7 @@
 #include "tools/Script.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 
@@ -82,8 +83,10 @@ void addEncode(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand("encode", "Turn entries into the rows of a chip");
     auto const options = std::make_shared<EncodeOptions>();
     command
-        ->add_option("entry", options->words,
-                     "The entry: its kind, then field=value, such as AradLifAcMp vsi=100 vlanEditVid1=20")
+        ->add_option(
+            "entry", options->words,
+            "The entry: its kind, then field=value, such as AradLifAcMp vsi=100 vlanEditVid1=20; or a\n"
+            "value in text form, as `loamtunnel value` prints it")
         ->type_name("");
     command
         ->add_option("-f,--file", options->file,
@@ -109,6 +112,9 @@ void addEncode(CLI::App& app, Context& context) {
         "Fields are set in the order given and refused when too large. The exit status is 1 when an\n"
         "entry was refused; the others are encoded all the same.\n\n"
         "  loamtunnel encode --chip 8 AradLifAcMp vsi=100 vlanEditVid1=20\n"
+        "  loamtunnel encode --chip 8 \"Value('Hardware::LoamTunnel::AradLifEntry', ** {'lifType': "
+        "'lifAcMp',\n"
+        "    'dword0': 100, 'dword1': 0})\"\n"
         "  loamtunnel encode --all-chips --entry 100 --file examples/lifs.txt");
     command->callback([&context, options] {
         if (options->words.empty() == options->file.empty()) {
@@ -132,6 +138,61 @@ void addKinds(CLI::App& app, Context& context) {
     command->callback([&context, options] {
         options->output.colour = context.colourOut;
         kinds(context, *options);
+    });
+}
+
+/// An option for one of a few words.
+void addChoice(CLI::App& command, std::string const& name, std::string& choice,
+               std::vector<std::string> const& known, std::string const& text) {
+    command.add_option(name, choice, text)
+        ->type_name("FORM")
+        ->check(CLI::Validator(
+            [known](std::string const& given) {
+                return std::ranges::count(known, given) != 0
+                           ? std::string()
+                           : "no form " + shown(given) + "; there are " + enumerate(known);
+            },
+            ""));
+}
+
+void addValue(CLI::App& app, Context& context) {
+    auto* const command =
+        app.add_subcommand("value", "Check a value and turn it into text, JSON, wire bytes or a row");
+    auto const options = std::make_shared<ValueOptions>();
+    command
+        ->add_option("type", options->type,
+                     "A value type or enumeration, as `loamtunnel schema` lists them, with or without its\n"
+                     "namespaces; also one of the platform's")
+        ->type_name("TYPE")
+        ->required();
+    command->add_option("text", options->words, "The value; after -- where it begins with a minus")
+        ->type_name("TEXT");
+    command
+        ->add_option("-f,--file", options->file,
+                     "Read values from a file, one a line; a line that begins with # is a comment; - is the\n"
+                     "standard input")
+        ->type_name("FILE");
+    addChoice(*command, "--from", options->from, {"text", "json", "wire"},
+              "What is read: text, json or wire, bytes in hexadecimal (default: text)");
+    addChoice(*command, "--to", options->to, {"text", "json", "wire", "row"},
+              "What is printed: text, json, wire or row (default: text)");
+    addChips(*command, options->chips, "Chip models of the rows, with commas between several");
+    command->footer(
+        "Values are printed one a line. Text takes blanks, attributes in any order, and hexadecimal; JSON\n"
+        "is an object by attributes, wire the bytes of an attribute log, a row what `loamtunnel decode\n"
+        "--file` reads. The exit status is 1 when a value was refused.\n\n"
+        "  loamtunnel value EvecFormat 0x12\n"
+        "  loamtunnel value --from json --to text EvecKey '{\"fapMask\": \"0-3\", \"index\": {\"value\": "
+        "4}}'\n"
+        "  loamtunnel value --from wire --to row --chip 8 EvecValue 0000000000000012");
+    command->callback([&context, options] {
+        if (options->words.empty() == options->file.empty()) {
+            throw WrongUsage("value takes either a value or --file FILE");
+        }
+        if ((options->to == "row") == options->chips.empty()) {
+            throw WrongUsage("--chip CHIP goes with --to row, and --to row with it");
+        }
+        value(context, *options);
     });
 }
 
@@ -373,11 +434,15 @@ void withInput(Context& context, std::string const& file,
 }
 
 void eachLine(Context& context, std::string const& file,
-              std::function<void(std::string const& text, std::string const& where)> const& visit) {
+              std::function<void(std::string const& text, std::string const& where)> const& visit,
+              bool onlyWholeLineComments) {
     withInput(context, file, [&](std::istream& stream, std::string const& name) {
         std::string line;
         for (U64 number = 1; std::getline(stream, line); ++number) {
-            line.resize(std::min(line.find('#'), line.size()));
+            if (std::size_t const comment = line.find('#');
+                comment != line.npos && (!onlyWholeLineComments || split(line.substr(0, comment)).empty())) {
+                line.resize(comment);
+            }
             if (split(line).empty()) {
                 continue;
             }
@@ -392,7 +457,7 @@ void eachLine(Context& context, std::string const& file,
 }
 
 int run(std::vector<std::string> const& arguments, Context context) {
-    CLI::App app("Rows of the chip tables, and the types of the model", "loamtunnel");
+    CLI::App app("Rows of the chip tables, and the types and values of the model", "loamtunnel");
     app.set_version_flag("--version", "loamtunnel " LOAM_VERSION);
     app.require_subcommand(1);
     app.footer(
@@ -400,6 +465,7 @@ int run(std::vector<std::string> const& arguments, Context context) {
         "standard error. Exit status: 0 done, 1 the request was refused, 2 the command line is wrong.");
     addEncode(app, context);
     addKinds(app, context);
+    addValue(app, context);
     addDecode(app, context);
     addLayout(app, context);
     addAddress(app, context);

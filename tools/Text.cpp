@@ -97,8 +97,7 @@ std::string suggest(std::string_view word, std::vector<std::string> const& known
     return "; did you mean " + enumerate(words, "or") + '?';
 }
 
-std::string shown(std::string_view word) {
-    constexpr std::size_t longest = 60;
+std::string shown(std::string_view word, std::size_t longest) {
     std::string text(word.substr(0, longest));
     std::ranges::replace_if(
         text, [](char c) { return c < ' ' || c == 127; }, '?');

@@ -48,6 +48,6 @@ std::vector<std::string_view> split(std::string_view text, std::string_view more
 std::string suggest(std::string_view word, std::vector<std::string> const& known);
 
 /// A word of the user's for a message: cut when long, with what is not printable replaced.
-std::string shown(std::string_view word);
+std::string shown(std::string_view word, std::size_t longest = 60);
 
 } // namespace tool

@@ -32,6 +32,7 @@ public:
     constexpr AradIhpIvectIndex() = default;
     template <Kor::AttrLogReader In>
     AradIhpIvectIndex(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
+    AradIhpIvectIndex(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end) : ValueOf(it, end) {}
     /// Raises Kor::RangeException for a number above 256.
     constexpr explicit AradIhpIvectIndex(U16 index) : ValueOf(index) { korCheck(); }
 

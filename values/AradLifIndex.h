@@ -37,6 +37,7 @@ public:
     constexpr AradLifIndex() = default;
     template <Kor::AttrLogReader In>
     AradLifIndex(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
+    AradLifIndex(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end) : ValueOf(it, end) {}
     constexpr explicit AradLifIndex(U32 index, AradLifBank startingBank = lifBankMax)
         : ValueOf(index, startingBank) {
         korCheck();

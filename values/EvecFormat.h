@@ -37,6 +37,7 @@ public:
     constexpr EvecFormat() = default;
     template <Kor::AttrLogReader In>
     EvecFormat(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
+    EvecFormat(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end) : ValueOf(it, end) {}
     /// Raises Kor::RangeException for a number above 0x7ffff.
     constexpr explicit EvecFormat(U32 value) : ValueOf(value) {
         korCheck();

@@ -29,6 +29,7 @@ public:
     constexpr EvecValue() = default;
     template <Kor::AttrLogReader In>
     EvecValue(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
+    EvecValue(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end) : ValueOf(it, end) {}
     /// Raises Kor::RangeException for a number above 0x3fffffffff.
     constexpr explicit EvecValue(U64 word0) : ValueOf(word0) { korCheck(); }
 

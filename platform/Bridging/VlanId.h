@@ -11,6 +11,8 @@ class VlanIdOrNone : public Kor::ValueOf<VlanIdOrNone, Kor::Settable<Kor::name::
                      public Kor::Ordered<VlanIdOrNone> {
 public:
     constexpr VlanIdOrNone() = default;
+    VlanIdOrNone(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end)
+        : ValueOf(it, end) {}
     template <Kor::AttrLogReader In>
     VlanIdOrNone(In* in, Kor::StreamBogon) : VlanIdOrNone(in->nextU16()) {}
     constexpr explicit VlanIdOrNone(Kor::U16 value) : ValueOf(value) { korCheck(); }
@@ -30,6 +32,9 @@ class VlanId : public Kor::ValueOf<VlanId, Kor::Settable<Kor::name::value, Kor::
                public Kor::Hashed<VlanId> {
 public:
     constexpr VlanId() = default;
+    template <Kor::AttrLogReader In>
+    VlanId(In* in, Kor::StreamBogon) : VlanId(in->nextU16()) {}
+    VlanId(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end) : ValueOf(it, end) {}
     constexpr explicit VlanId(Kor::U16 value) : ValueOf(value) { korCheck(); }
 
     constexpr void korCheck() const {

@@ -34,10 +34,10 @@ KOR_ENUMERATION(Hue)
 KOR_ENUMERATION_BODY(Hue)
 
 class Colour
-    : public Kor::ValueOf<Colour, Kor::Stored<Kor::name::tint, Hue>, Kor::Settable<Kor::name::shade, U32>,
-                          Kor::View<Kor::name::low, U8, Kor::name::shade, 0, 3>,
-                          Kor::Constant<Kor::name::most, U32, 7>,
-                          Kor::Operation<Kor::name::mix, U32(Kor::Arg<Kor::name::tint, Hue>)>>,
+    : public Kor::ValueOf<
+          Colour, Kor::Stored<Kor::name::tint, Hue, red>, Kor::Settable<Kor::name::shade, U32>,
+          Kor::View<Kor::name::low, U8, Kor::name::shade, 0, 3>, Kor::Constant<Kor::name::most, U32, 7>,
+          Kor::Operation<Kor::name::mix, U32(Kor::Arg<Kor::name::tint, Hue>)>>,
       public Kor::Ordered<Colour>,
       public Kor::Hashed<Colour> {
 public:

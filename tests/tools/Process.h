@@ -24,7 +24,11 @@ inline Outcome loamtunnel(std::vector<std::string> const& arguments, std::string
     std::string const stem = testing::TempDir() + "loamtunnel-" + std::to_string(getpid());
     std::string command = LOAM_PROGRAM;
     for (std::string const& argument : arguments) {
-        command += " '" + argument + '\'';
+        command += " '";
+        for (char const c : argument) {
+            command += c == '\'' ? "'\\''" : std::string(1, c);
+        }
+        command += '\'';
     }
     std::ofstream(stem + ".in") << input;
     command = "exec " + command + " <" + stem + ".in >" + stem + ".out 2>" + stem + ".err";

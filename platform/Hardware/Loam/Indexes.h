@@ -53,6 +53,7 @@ class FapId : public Kor::ValueOf<FapId, Kor::Constant<Kor::name::min, U16, 0>,
               public Kor::Ordered<FapId> {
 public:
     constexpr FapId() = default;
+    FapId(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end) : ValueOf(it, end) {}
     template <Kor::AttrLogReader In>
     FapId(In* in, Kor::StreamBogon) : FapId(in->nextU16()) {}
     constexpr explicit FapId(U16 value) : ValueOf(value) { korCheck(); }

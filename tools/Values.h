@@ -1,0 +1,41 @@
+#pragma once
+
+/// Any value of the registry as text, JSON, wire bytes and, where it has an encoder, row of a chip. All of it
+/// goes through type objects and boxes, and is safe on any input: what cannot be is Refused.
+///
+/// JSON of a value is an object by stored attributes; an enumerator is its name, a number a number, and what
+/// the platform writes in quotes a string. A value of one attribute is also read without its object.
+
+#include "reflect/GenericIf.h"
+#include "tools/Listing.h"
+#include "tools/Text.h"
+
+#include <span>
+
+namespace tool {
+
+using Box = Kor::Ptr<Kor::GenericIf>;
+
+/// The value type or enumeration of that name, full or short. WrongUsage when there is none, or several.
+Kor::KorType const& valueTypeNamed(std::string_view name);
+
+/// Names the type, and what was wrong where.
+Box boxOfText(Kor::KorType const& type, std::string_view text);
+/// An attribute that is not given has its default. A number that the attribute cannot hold is refused.
+Box boxOfJson(Kor::KorType const& type, std::string_view json);
+/// Bytes in hexadecimal: "0x00000004", "00 00 00 04", "00,00,00,04".
+Box boxOfHex(Kor::KorType const& type, std::string_view hexadecimal);
+
+std::string textOf(Kor::GenericIf const& box);
+Json jsonOf(Kor::GenericIf const& box);
+/// Two digits a byte, with blanks between them.
+std::string hexOf(Kor::GenericIf const& box);
+
+/// Whether a value of the type has one attribute, so that its text is that of the attribute.
+bool hasBareText(Kor::KorType const& type);
+/// Whether the text begins as that of a structured value, `Value(`.
+bool isStructured(std::string_view text);
+/// The value of such a text, of whatever type it names.
+Box boxOfStructured(std::string_view text);
+
+} // namespace tool
