@@ -18,7 +18,7 @@ struct WrongUse {
 TEST(Command, SaysInOneLineWhatIsWrong) {
     std::string const someKinds = "AradLifAcP2pToAc, AradLifAcMp, AradLifAcP2pToPwe, AradLifPweToP2p, "
                                   "AradLifLabelProtocolOrLsp, OutAcValue and EvecValue";
-    std::string const someCommands = "there are encode, kinds, decode, layout, addr, tables and schema";
+    std::string const someCommands = "there are encode, kinds, decode, layout, addr, tables, schema and log";
     WrongUse const cases[] = {
         // The entry
         {{"encode", "-c8", "AradLifAcMp", "vsii=1"}, 1, "AradLifAcMp has no field vsii; did you mean vsi?"},
@@ -77,7 +77,7 @@ TEST(Command, SaysInOneLineWhatIsWrong) {
         // The command line
         {{},
          2,
-         "which command? There are encode, kinds, decode, layout, addr, tables and schema; see loamtunnel "
+         "which command? There are encode, kinds, decode, layout, addr, tables, schema and log; see loamtunnel "
          "--help"},
         {{"encodd"}, 2, "no command encodd; did you mean encode?"},
         {{"xyzzy"}, 2, "no command xyzzy; " + someCommands},
