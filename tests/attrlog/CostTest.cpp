@@ -1,0 +1,157 @@
+/// What replication costs, counted: records, bytes, allocations. Times are for bench/LogBench.
+
+#include "support/Link.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <new>
+
+namespace {
+
+std::size_t allocated = 0;
+
+} // namespace
+
+// Plain pairs: what is counted is what the library asks for.
+void* operator new(std::size_t size) {
+    ++allocated;
+    if (void* const block = std::malloc(size)) {
+        return block;
+    }
+    throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
+
+namespace {
+
+using namespace Kor;
+using namespace Kor::NboAttrLog;
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using support::Link;
+
+AradLifEntry entry(U32 number) {
+    return AradLifEntry(lifAcMp, number, number);
+}
+
+struct Cost {
+    U64 records = 0;
+    U64 bytes = 0;
+    std::size_t allocations = 0;
+
+    friend bool operator==(Cost const&, Cost const&) = default;
+    friend std::ostream& operator<<(std::ostream& stream, Cost const& cost) {
+        return stream << cost.records << " records, " << cost.bytes << " bytes, " << cost.allocations
+                      << " allocations";
+    }
+};
+
+/// An entity with that many counts, and its copies at that many peers.
+struct Fleet {
+    Fleet(U32 counts, std::size_t peers) : links(peers) {
+        for (U32 i = 0; i < counts; ++i) {
+            config->reqCountIs(entry(i), 1);
+        }
+        for (auto& each : links) {
+            each = std::make_unique<Link>();
+            copies.push_back(each->mountAtA(config));
+        }
+    }
+    template <class Change>
+    Cost costOf(Change const& change) {
+        Cost const before = total();
+        change();
+        for (auto const& each : links) {
+            each->quiet();
+        }
+        Cost const after = total();
+        return {after.records - before.records, after.bytes - before.bytes,
+                after.allocations - before.allocations};
+    }
+    Cost total() const {
+        Cost sum{0, 0, allocated};
+        for (auto const& each : links) {
+            for (auto const& side : {each->a, each->b}) {
+                sum.records += side->out()->records();
+                sum.bytes += side->out()->bytes();
+            }
+        }
+        return sum;
+    }
+
+    Ptr<LifAppConfig> config = lifAppConfigFactory(Loam::vtAppMpls);
+    std::vector<std::unique_ptr<Link>> links;
+    std::vector<Ptr<LifAppConfig>> copies;
+};
+
+TEST(Cost, AChangeCostsTheSameHoweverManyKeysThereAre) {
+    Fleet few(10, 1), many(100'000, 1);
+    for (auto const& change : {+[](LifAppConfig& config) { config.reqCountIs(entry(5), 2); },
+                               +[](LifAppConfig& config) { config.reqCountInc(entry(5), 2); },
+                               +[](LifAppConfig& config) { config.reqCountIs(entry(1'000'000), 1); },
+                               +[](LifAppConfig& config) { config.reqCountDel(entry(1'000'000)); }}) {
+        Cost const cost = few.costOf([&] { change(*few.config); });
+        EXPECT_EQ(cost, many.costOf([&] { change(*many.config); }));
+        EXPECT_EQ(cost.records, 1u);
+        EXPECT_LE(cost.bytes, 32u);
+        EXPECT_LE(cost.allocations, 2u); // a new key's members, here and there
+    }
+    EXPECT_EQ(few.costOf([&] { few.config->reqCountIs(entry(5), 9); }).allocations, 0u);
+}
+
+TEST(Cost, EightPeersCostAtMostEightAndAHalfTimesOne) {
+    auto const cost = [](std::size_t peers) {
+        Fleet fleet(1000, peers);
+        return fleet.costOf([&] {
+            for (U32 i = 0; i < 3000; ++i) {
+                fleet.config->reqCountIs(entry(i % 2000), i);
+                for (auto const& each : fleet.links) {
+                    each->a->flow();
+                    Link::carry(*each->a, *each->b);
+                    each->b->receive();
+                }
+            }
+        });
+    };
+    Cost const one = cost(1), eight = cost(8);
+    EXPECT_EQ(eight.records, 8 * one.records);
+    EXPECT_EQ(eight.bytes, 8 * one.bytes);
+    EXPECT_LE(static_cast<double>(eight.allocations), 8.5 * static_cast<double>(one.allocations));
+}
+
+TEST(Cost, APeerThatNeverReadsCostsItsRingAndOneMarkAChangedKey) {
+    constexpr U32 keys = 1000;
+    Fleet fleet(keys, 1);
+    Link& link = *fleet.links[0];
+    std::size_t const before = allocated;
+    U32 count = 2;
+    while (link.a->out()->hasSufficientBuffer()) {
+        fleet.config->reqCountIs(entry(count % keys), count);
+        ++count;
+    }
+    EXPECT_EQ(allocated, before);
+    U64 const pending = link.a->out()->pending();
+    for (U32 i = 0; i < keys; ++i, ++count) {
+        fleet.config->reqCountIs(entry(count % keys), count);
+    }
+    // A mark each, the flow-out, and its table as it grows.
+    EXPECT_LE(allocated - before, keys + 20);
+    std::size_t const marked = allocated;
+    U32 const changes = std::getenv("LOAM_LONG") != nullptr ? 10'000'000 : 300'000;
+    for (U32 i = 0; i < changes; ++i, ++count) {
+        fleet.config->reqCountIs(entry(count % keys), count);
+    }
+    EXPECT_EQ(allocated, marked);
+    EXPECT_EQ(link.a->out()->pending(), pending);
+    EXPECT_EQ(link.a->stats().dirtyKeys, keys);
+    EXPECT_EQ(link.a->stats().coalescedChanges, changes);
+    link.quiet();
+    EXPECT_TRUE(support::sameState(*fleet.config, *fleet.copies[0]));
+}
+
+} // namespace

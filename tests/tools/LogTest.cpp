@@ -1,0 +1,101 @@
+/// `loamtunnel log` over a recording that is made here.
+
+#include "attrlog/Recording.h"
+#include "model/LoamTunnelModel.h"
+#include "tests/tools/Process.h"
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using namespace Kor;
+using namespace Kor::NboAttrLog;
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using nlohmann::json;
+using support::loamtunnel;
+
+/// A directory with one count, which changes and whose parent is unmounted at the end.
+std::string recordingOf(std::string const& name, U32 count, std::vector<U8> const& more = {}) {
+    std::string const path = testing::TempDir() + name + std::to_string(getpid());
+    std::ofstream file(path, std::ios::binary);
+    auto const demuxer = makePtr<Demuxer>(Side::connecting);
+    RecordingOut recording(file);
+    auto const send = [&](U64 time) {
+        demuxer->flow();
+        recording.write(Side::connecting, time, demuxer->out()->readable());
+        demuxer->out()->nextBytes(demuxer->out()->readable().size());
+    };
+    auto const dir = lifAppConfigDirFactory("lif");
+    auto const config = dir->appConfigIs(Loam::vtAppMpls);
+    config->reqCountIs(AradLifEntry(lifAcMp, 1, 2), 1);
+    demuxer->mount(dir);
+    send(1'500'000);
+    config->reqCountIs(AradLifEntry(lifAcMp, 1, 2), count);
+    send(2'000'007);
+    recording.write(Side::connecting, 3'000'000, more);
+    return path;
+}
+
+TEST(Log, ShowsChecksReplaysAndCompares) {
+    std::string const two = recordingOf("two", 2), three = recordingOf("three", 3);
+    std::string const key =
+        "Value('Hardware::LoamTunnel::AradLifEntry', ** {'lifType': 'lifAcMp', 'dword0': 1, "
+        "'dword1': 2})";
+    auto const shown = json::parse(loamtunnel({"log", "show", two, "-mm", "--json"}).out);
+    EXPECT_EQ(shown.front()["record"], "announcement");
+    EXPECT_EQ(shown.back()["time"], "2.000007");
+    EXPECT_EQ(shown.back()["from"], "connecting");
+    EXPECT_EQ(shown.back()["entity"], "lif/appConfig['vtAppMpls']");
+    EXPECT_EQ(shown.back()["attribute"], "reqCount");
+    EXPECT_EQ(shown.back()["key"], key);
+    EXPECT_EQ(shown.back()["value"], "2");
+    EXPECT_EQ(shown.back()["bytes"], "001c010b8604000000040000000000000001000000000000000200000002");
+    EXPECT_EQ(json::parse(loamtunnel({"log", "show", two, "--from", "accepting", "--json"}).out),
+              json::array());
+
+    EXPECT_EQ(loamtunnel({"log", "check", two}).status, 0);
+    EXPECT_EQ(json::parse(loamtunnel({"log", "replay", two, "--json"}).out),
+              json::parse(R"([{"entity": "lif", "attribute": null, "key": null,
+                               "value": "Hardware::LoamTunnel::LifAppConfigDir"},
+                              {"entity": "lif", "attribute": "appConfig", "key": "'vtAppMpls'",
+                               "value": "Hardware::LoamTunnel::LifAppConfig"},
+                              {"entity": "lif/appConfig['vtAppMpls']", "attribute": "reqCount", "key": ")" +
+                          key + R"(", "value": "2"}])"));
+    EXPECT_EQ(loamtunnel({"log", "diff", two, two}).status, 0);
+    auto const differs = loamtunnel({"log", "diff", two, three, "--json"});
+    EXPECT_EQ(differs.status, 1);
+    EXPECT_EQ(json::parse(differs.out)[0]["difference"], "changed");
+    EXPECT_EQ(json::parse(differs.out)[0]["before"], "2");
+    EXPECT_EQ(json::parse(differs.out)[0]["after"], "3");
+}
+
+TEST(Log, SaysWhereARecordingIsUnsound) {
+    std::string const stray = recordingOf("stray", 2, {0, 0});
+    std::string const outOfRange =
+        recordingOf("range", 2, {0, 28, 1, 11, 0x86, 4, 0, 0, 0, 99, 0, 0, 0, 0, 0,
+                                 0, 0,  1, 0,  0,    0, 0, 0, 0, 0,  2, 0, 0, 0, 1});
+    struct {
+        std::vector<std::string> arguments;
+        std::string says;
+    } const cases[] = {
+        {{"log", "check", "/nowhere/log"}, "cannot read /nowhere/log: No such file or directory"},
+        {{"log", "check", "/"}, "cannot read /: Is a directory"},
+        {{"log", "check", LOAM_PROGRAM},
+         std::string(LOAM_PROGRAM) + ": recording is unsound at byte 0: it does not begin as one"},
+        {{"log", "show", stray}, "unsound record at byte 226 of the connecting side, in the chunk at byte "},
+        {{"log", "replay", stray}, "record is shorter than its attribute"},
+        {{"log", "check", outOfRange}, "record at byte 226 of the connecting side is refused: LifType"},
+    };
+    for (auto const& each : cases) {
+        auto const outcome = loamtunnel(each.arguments);
+        EXPECT_EQ(outcome.status, 1) << each.says;
+        EXPECT_NE(outcome.err.find(each.says), std::string::npos) << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    }
+    EXPECT_EQ(loamtunnel({"log"}).status, 2);
+    EXPECT_EQ(loamtunnel({"log", "diff", stray}).status, 2);
+    EXPECT_EQ(loamtunnel({"log", "check", stray, "--from", "nobody"}).status, 2);
+}
+
+} // namespace
