@@ -4,6 +4,7 @@
 #include "reflect/Dir.h"
 #include "support/Sessions.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 
 namespace {
@@ -207,6 +208,57 @@ TEST(Goodbye, WaitsForRoomAndIsTheLastWord) {
     cut.b->cut("peer is gone");
     EXPECT_TRUE(cut.b->isOver());
     EXPECT_EQ(cut.b->out()->pending(), 0u);
+}
+
+// What each side says, in records, as the page has it: a client wants one root, pushes another one, asks, and
+// leaves.
+TEST(Session, TheExchangeIsThatOfThePage) {
+    auto const dir = lifAppConfigDirFactory("lif");
+    dir->appConfigIs(Loam::vtAppMpls);
+    auto const service = makePtr<Service>();
+    service->offer("lif", dir, Access::readOnly);
+    service->handlerIs("echo", [](Session&, String8 const& text) { return text; });
+    auto const driver = makePtr<Session>(Side::accepting, SessionConfig{"driver", 2}, service);
+    auto const client = makePtr<Session>(Side::connecting, SessionConfig{"mpls", 1});
+    client->want("lif");
+    client->push("request", makePtr<HwIvecs>("mine"));
+    client->call("echo", "hi", [&](bool, String8 const&) { client->close("done"); });
+    std::string sent, expected;
+    for (bool moves = true; moves;) {
+        moves = false;
+        for (auto const& [from, to, mark] :
+             {std::tuple{client, driver, '>'}, std::tuple{driver, client, '<'}}) {
+            from->flow();
+            for (auto bytes = from->out()->readable(); !bytes.empty();) {
+                // The preamble, then record by record.
+                std::size_t n = bytes[0] == Session::magic[0] ? 12 : 0; // no record is that long
+                n = n != 0 ? n : std::size_t{2} + (bytes[0] << 8 | bytes[1]);
+                for (std::size_t i = 0; i < n; ++i) {
+                    if (i % 16 == 0) {
+                        (sent += '\n') += mark;
+                    }
+                    char text[4];
+                    std::snprintf(text, sizeof text, " %02x", bytes[i]);
+                    sent += text;
+                }
+                to->in()->feed(bytes.first(n));
+                from->out()->nextBytes(n);
+                bytes = from->out()->readable();
+                moves = true;
+            }
+            to->receive();
+        }
+    }
+    std::ifstream page(LOAM_ATTRIBUTE_LOG_PAGE);
+    bool isExchange = false;
+    for (std::string line; std::getline(page, line);) {
+        isExchange = line.starts_with("## ") ? line == "## Sessions" : isExchange;
+        if (isExchange && (line.starts_with("    > ") || line.starts_with("    < "))) {
+            expected += '\n' + line.substr(4, std::min(line.find("    ", 4), line.size()) - 4);
+        }
+    }
+    EXPECT_EQ(sent, expected);
+    EXPECT_EQ(driver->closeReason(), "done");
 }
 
 // Roots
