@@ -107,7 +107,7 @@ TEST(Text, DamageIsRefusedOrGivesAValue) {
 
 /// Were the time of any of these quadratic, or a step of the reader a call within a call, this would not end.
 TEST(Text, OfMegabytesIsReadInProportion) {
-    std::size_t const size = std::size_t{1} << 22;
+    std::size_t const size = std::size_t{1} << 21;
     auto const many = [&](std::string const& piece) {
         std::string all;
         while (all.size() < size) {
