@@ -1,7 +1,7 @@
 /// Two trees end up equal, whatever happens to the streams between them. A failure prints the seed; give it
 /// again as LOAM_SEED.
 
-#include "support/Link.h"
+#include "support/Sessions.h"
 
 #include <gtest/gtest.h>
 #include <map>
@@ -28,6 +28,9 @@ struct Mirrored {
     virtual Ptr<Entity> copy() const = 0;
     virtual void change(Random& random) = 0;
     virtual bool isEqual() const = 0;
+    /// The process that owns it comes back with another one; the one with the copy without it.
+    virtual void ownerDies(Random& random) = 0;
+    virtual void holderDies() = 0;
 };
 template <class X>
 struct MirroredOf : Mirrored {
@@ -45,6 +48,9 @@ struct MirroredOf : Mirrored {
     Ptr<Entity> copy() const override { return theirs; }
     void change(Random& random) override { support::change(*original, random); }
     bool isEqual() const override { return theirs && support::sameState(*original, *theirs); }
+
+    void ownerDies(Random& random) override { original = support::randomEntity<X>(random); }
+    void holderDies() override { theirs = nullptr; }
 
     Ptr<X> original, theirs;
 };
@@ -149,6 +155,121 @@ struct Listener : LifAppConfig::Notifiee {
     std::map<U64, U32> last;
     bool isInOrder = true;
 };
+
+/// A process, as the other one sees it: what it offers, pushes and wants, on one session after another.
+struct Process {
+    using List = std::vector<std::unique_ptr<Mirrored>>;
+
+    /// A session anew: all that is owned is offered under its number, but for the last one, which is pushed.
+    Ptr<Session> connect(Side side, Random& random, List& others) {
+        if (!service) {
+            service = makePtr<Service>();
+            for (std::size_t i = 0; i + 1 < owned.size(); ++i) {
+                service->offer(std::to_string(i), owned[i]->owned());
+            }
+        }
+        service->acceptIs("", [&others](Session&, Name const&, Ptr<Entity> const& made) {
+            return others.back()->takes(made) ? others.back()->copy() : nullptr;
+        });
+        U32 const record = Session::minRecord + random.below(500);
+        auto const session =
+            makePtr<Session>(side, SessionConfig{"", 0, {2 * record + 128, record, 1000}}, service);
+        for (std::size_t i = 0; i + 1 < others.size(); ++i) {
+            session->want(std::to_string(i), {}, [&others, i](Ptr<Entity> const& made) {
+                return others[i]->takes(made) ? others[i]->copy() : nullptr;
+            });
+        }
+        session->push("pushed", owned.back()->owned());
+        return session;
+    }
+    List owned;
+    Ptr<Service> service;
+};
+
+// Connections are cut at any byte and replaced, and either process dies and comes back with nothing of what
+// it had, while the other one keeps its copies.
+TEST(Convergence, SurvivesCutSessionsAndPeersThatDieAndComeBack) {
+    Random random;
+    for (int run = 0; run < 60; ++run) {
+        std::array<Process, 2> ends;
+        ends[0].owned.push_back(std::make_unique<MirroredOf<LifAppConfigDir>>(random));
+        ends[0].owned.push_back(std::make_unique<MirroredOf<FapTypeProperties>>(random));
+        ends[0].owned.push_back(std::make_unique<MirroredOf<TcamSharingConfig>>(random));
+        ends[1].owned.push_back(std::make_unique<MirroredOf<LifAppStatusDir>>(random));
+        ends[1].owned.push_back(std::make_unique<MirroredOf<OutAcConfig>>(random));
+        ends[1].owned.push_back(std::make_unique<MirroredOf<EvecStatus>>(random));
+        auto const die = [&](std::size_t which) {
+            ends[which].service = nullptr;
+            for (auto const& each : ends[which].owned) {
+                each->ownerDies(random);
+            }
+            for (auto const& each : ends[1 - which].owned) {
+                each->holderDies();
+            }
+        };
+        std::array<Ptr<Session>, 2> sessions;
+        auto const connect = [&] {
+            sessions[0] = ends[0].connect(Side::connecting, random, ends[1].owned);
+            sessions[1] = ends[1].connect(Side::accepting, random, ends[0].owned);
+        };
+        connect();
+        std::size_t const piece = run % 2 == 0 ? 1 : 1 + random.below(500);
+        for (int step = 0; step < 600; ++step) {
+            U32 const which = random.below(2);
+            Session& from = *sessions[which];
+            Session& to = *sessions[1 - which];
+            switch (random.below(6)) {
+            case 0:
+                ends[which].owned[random.below(3)]->change(random);
+                break;
+            case 1:
+                from.flow();
+                break;
+            case 2:
+            case 3:
+            case 4:
+                for (U32 i = random.below(200); i-- > 0;) {
+                    support::Sessions::carry(from, to, 1 + random.below(static_cast<U32>(piece)));
+                    ASSERT_TRUE(to.receive()) << to.closeReason().charPtr();
+                    from.flow();
+                }
+                break;
+            default:
+                if (random.below(30) != 0) {
+                    break;
+                }
+                from.cut("cut");
+                if (random.below(2) != 0) { // the other one may notice late, or never
+                    to.cut("cut");
+                }
+                if (random.below(2) != 0) {
+                    sessions = {};
+                    die(which);
+                }
+                connect();
+            }
+        }
+        support::Sessions two;
+        two.a = sessions[0];
+        two.b = sessions[1];
+        two.quiet(piece);
+        for (std::size_t which : {0, 1}) {
+            Session const& session = *sessions[which];
+            ASSERT_TRUE(session.isOpen()) << session.closeReason().charPtr();
+            EXPECT_FALSE(session.demuxer().hasWork());
+            for (char const* const path : {"0", "1"}) {
+                EXPECT_EQ(session.rootState(path), RootState::synchronized);
+            }
+            EXPECT_EQ(session.stats().refusedRecords + session.stats().unknownAttributes +
+                          session.stats().unknownEntities,
+                      0u);
+            for (auto const& each : ends[which].owned) {
+                ASSERT_TRUE(each->isEqual())
+                    << "run " << run << ": " << each->owned()->fwkType()->typeName().charPtr();
+            }
+        }
+    }
+}
 
 /// All sequences of `steps` steps, each setting or deleting one of `keys` keys, on a stream that has room or
 /// is full. Shorter sequences are among them: deleting what is not there changes nothing. The values rise, so
