@@ -1,7 +1,6 @@
 // Values as text, written and read, beside nlohmann-json with the same content: from the value to a string,
 // and from that string to the value.
 
-#include "Allocations.h"
 #include "Beside.h"
 #include "reflect/Text.h"
 #include "values/LoamTunnelTypes.h"
@@ -52,12 +51,10 @@ template <class T, class FromJson>
 void add(std::string const& name, T const& value, FromJson const& fromJson) {
     auto const measure = [](auto const& operation) {
         return [operation](benchmark::State& state) {
-            bench::Allocations const allocations;
             for (auto _ : state) {
                 auto result = operation();
                 benchmark::DoNotOptimize(result);
             }
-            allocations.report(state, static_cast<double>(state.iterations()));
         };
     };
     Kor::String8 const text = Kor::valueToStrep(value);

@@ -121,7 +121,7 @@ TEST(Text, OfMegabytesIsReadInProportion) {
     EXPECT_EQ(strepToValue<String8>(String8('\'' + many("\\x") + '\'')).length(), size / 2);
     EXPECT_EQ(strepToValue<AradLifEntry>(String8(entry + many("'dword0': 7, ") + "'dword1': 1})")),
               AradLifEntry(lifGeneral, 7, 1));
-    EXPECT_TRUE(strepToValue<Sideband::Fapmask>(String8('\'' + many("0-99,") + "127'")).has(127));
+    EXPECT_TRUE(strepToValue<Sideband::Fapmask>(String8('\'' + many("0-9,") + "127'")).has(127));
     EXPECT_GT(strepToValue<Fen::FenPortList>(String8('\'' + many("Vlan1,") + "Vlan2'")).ports().size(),
               size / 8);
     EXPECT_EQ(refusal<AradLifEntry>(many("(")).substr(0, 8), "expected");
