@@ -18,47 +18,70 @@ namespace {
 using Kor::KorAttr;
 using Kor::KorType;
 
+std::vector<KorType*> const& allTypes() {
+    static auto const all = KorType::all();
+    return all;
+}
+
 class Writer {
 public:
     explicit Writer(unsigned seed) : random_(seed) {}
 
     std::size_t below(std::size_t count) { return random_() % count; }
 
-    /// A line for one of a few objects, whose types it makes up as it goes.
-    std::string line() {
-        auto const types = KorType::all();
-        KorType const& type = *types[below(types.size())];
-        std::string const name = "n" + std::to_string(below(4));
-        if (below(4) == 0) {
-            std::string text = "new " + std::string(type.typeName().view()) + ' ' + name;
+    /// Lines for an object of some type, which has the type's number for its name.
+    std::string lines() {
+        auto const& types = allTypes();
+        std::size_t const number = below(types.size());
+        KorType const& type = *types[number];
+        std::string const name = nameOf(number);
+        std::string text;
+        if (below(8) != 0) {
+            text = "new " + std::string(type.typeName().view()) + ' ' + name;
             for (auto const& each : type.constructorArgTypeQQueue()) {
                 text += ' ' + value(*KorType::named(each.value.view()));
             }
-            return text + '\n';
+            text += '\n';
         }
-        static char const* const commands[] = {"set ",  "get ",  "del ",   "list ",
-                                               "tree ", "call ", "watch ", "unwatch "};
-        return commands[below(std::size(commands))] + name + step(type) + ' ' + value(type) + '\n';
+        static char const* const commands[] = {"get",   "del",     "list", "tree",
+                                               "watch", "unwatch", "set",  "call"};
+        for (std::size_t i = below(6); i > 0; --i) {
+            std::string_view const command = commands[below(std::size(commands))];
+            KorAttr const* end = nullptr;
+            text.append(command).append(" ").append(name).append(step(type, end));
+            if (command == "call" && end != nullptr) {
+                for (auto const& each : end->arguments()) {
+                    text += ' ' + value(*KorType::named(each.type.view()));
+                }
+            } else if (command == "set") {
+                text += ' ' + value(end != nullptr ? *end->type() : type);
+            }
+            text += '\n';
+        }
+        return text;
     }
 
 private:
-    std::string step(KorType const& type) {
+    static std::string nameOf(std::size_t number) { return "t" + std::to_string(number); }
+    /// Attributes and keys, of which `end` is the last.
+    std::string step(KorType const& type, KorAttr const*& end) {
         auto const attributes = type.attributes();
         if (attributes.empty()) {
             return "";
         }
         KorAttr const& attribute = *attributes[below(attributes.size())];
         std::string text = '.' + std::string(attribute.name().view());
+        end = &attribute;
         if (attribute.keyType() != nullptr) {
             text += '[' + value(*attribute.keyType()) + ']';
         }
-        return below(2) == 0 ? text : text + step(*attribute.type());
+        return below(3) != 0 ? text : text + step(*attribute.type(), end);
     }
     std::string value(KorType const& type) {
         auto const attributes = type.attributes();
         switch (below(6)) {
         case 0:
-            return "$n" + std::to_string(below(4));
+            return '$' + nameOf(below(allTypes().size()));
         case 1:
             return std::to_string(random_() >> below(32));
         case 2:
@@ -76,8 +99,20 @@ private:
         default:
             return type.isValue() && type.hasGenericIfSupport()
                        ? tool::textOf(type.genericIf(static_cast<void const*>(nullptr), false))
-                       : "n" + std::to_string(below(4));
+                       : nameOf(numberOf(type));
         }
+    }
+
+    /// The number of the type or of an heir.
+    std::size_t numberOf(KorType const& type) {
+        auto const& types = allTypes();
+        std::vector<std::size_t> fitting{below(types.size())};
+        for (std::size_t i = 0; i < types.size(); ++i) {
+            if (types[i]->isA(&type)) {
+                fitting.push_back(i);
+            }
+        }
+        return fitting[below(fitting.size())];
     }
 
     std::mt19937 random_;
@@ -95,7 +130,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(char* data, std::size_t size, std
     }
     std::string text(data, size);
     std::size_t const newline = text.find('\n', writer.below(size + 1));
-    text.insert(newline == text.npos ? 0 : newline + 1, writer.line());
+    text.insert(newline == text.npos ? 0 : newline + 1, writer.lines());
     size = std::min(text.size(), most);
     std::copy_n(text.begin(), size, data);
     return size;

@@ -1,5 +1,6 @@
 #include "tools/Path.h"
 
+#include "runtime/BreachGuard.h"
 #include "tools/Text.h"
 
 #include <algorithm>
@@ -339,6 +340,7 @@ std::optional<std::string> call(Place const& at, std::string_view arguments, Roo
     }
     Box const given = readArguments(*at.attribute, arguments, roots.find());
     Place const whole{at.object, at.attribute, given, at.path, at.isCopy};
+    Kor::BreachGuard const guard; // what a user gives may be what the operation excludes
     Box const result = op(whole, Op::get);
     bool const hasResult = at.attribute->type()->typeName() != "Kor::Builtin<void*>";
     return hasResult ? std::optional(textOf(result)) : std::nullopt;

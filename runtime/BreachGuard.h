@@ -1,0 +1,25 @@
+#pragma once
+
+/// For tools that call operations with what a user has typed: while a guard lives, a broken contract
+/// (runtime/Contract.h) on its thread raises a Kor::InternalException instead of stopping the program.
+///
+///     Kor::BreachGuard const guard;
+///     box->attributeOp({hwOffset, Op::get}, arguments, nullptr);
+///
+/// It is no way to go on after a breach in the code of a program: the operation is left in the middle, and a
+/// release build checks no contract, with or without a guard.
+
+namespace Kor {
+
+class __attribute__((visibility("default"))) BreachGuard {
+public:
+    BreachGuard() noexcept;
+    ~BreachGuard();
+    BreachGuard(BreachGuard const&) = delete;
+    BreachGuard& operator=(BreachGuard const&) = delete;
+
+private:
+    bool outer_;
+};
+
+} // namespace Kor
