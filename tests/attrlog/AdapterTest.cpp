@@ -1,6 +1,7 @@
 /// What adapters and demultiplexers do at the edges: read-only entities, passes of the peer, handlers that
 /// write back, crossing changes, and peers that are wrong or hostile.
 
+#include "reflect/Dir.h"
 #include "runtime/HandlerExceptions.h"
 #include "support/Link.h"
 
@@ -337,6 +338,34 @@ TEST(Adapter, AChildUnderANewIdIsMadeAnewAndOneThatIsNotMountedIsKept) {
     second.quiet();
     EXPECT_EQ(second.a->mounted(), 2u);
     EXPECT_TRUE(support::sameState(*mine, *theirs));
+}
+
+TEST(Adapter, ADirectoryKnowsWhichOfItsEntriesHaveComeAsAWhole) {
+    Link link;
+    auto const tree = makePtr<Dir>("tree");
+    link.b->rootHookIs([&](Ptr<Entity> const& offered) {
+        tree->entityIs(offered);
+        return offered;
+    });
+    auto const mine = hwIvecsFactory("mine");
+    link.a->mount(mine);
+    link.a->flow();
+    Link::carry(*link.a, *link.b, link.a->out()->pending() - 1); // all but the last byte of sync mode 1
+    link.b->receive();
+    EXPECT_TRUE(tree->entry("mine"));
+    EXPECT_EQ(tree->entryMode("mine"), 0u);
+    link.quiet();
+    EXPECT_EQ(tree->entryMode("mine"), static_cast<U32>(MsgChannel::Mode::synchronized));
+    // What is there under the name is another one.
+    auto const other = hwIvecsFactory("mine");
+    tree->entryDel("mine");
+    tree->entityIs(other);
+    EXPECT_EQ(tree->entryMode("mine"), 0u);
+    adapterOf(*mine, *link.a)->doThis();
+    link.quiet();
+    EXPECT_EQ(tree->entryMode("mine"), 0u);
+    tree->entryModeIs("nobody", 3);
+    EXPECT_EQ(tree->entryMode("nobody"), 0u);
 }
 
 TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {

@@ -171,7 +171,7 @@ TEST(Recording, UnsoundFilesAreRefusedWithThePlace) {
 
     // Whatever the bytes are, they are refused or read.
     int refused = 0;
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < 600; ++i) {
         std::string bad = good;
         for (U32 n = 1 + random.below(3); n-- > 0;) {
             bad[random.below(static_cast<U32>(bad.size()))] = static_cast<char>(random.next());

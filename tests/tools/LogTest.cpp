@@ -83,9 +83,9 @@ TEST(Log, SaysWhereARecordingIsUnsound) {
         {{"log", "check", "/"}, "cannot read /: Is a directory"},
         {{"log", "check", LOAM_PROGRAM},
          std::string(LOAM_PROGRAM) + ": recording is unsound at byte 0: it does not begin as one"},
-        {{"log", "show", stray}, "unsound record at byte 226 of the connecting side, in the chunk at byte "},
+        {{"log", "show", stray}, "unsound record at byte 205 of the connecting side, in the chunk at byte "},
         {{"log", "replay", stray}, "record is shorter than its attribute"},
-        {{"log", "check", outOfRange}, "record at byte 226 of the connecting side is refused: LifType"},
+        {{"log", "check", outOfRange}, "record at byte 205 of the connecting side is refused: LifType"},
     };
     for (auto const& each : cases) {
         auto const outcome = loamtunnel(each.arguments);
