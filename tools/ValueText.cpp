@@ -71,7 +71,7 @@ bool isQuotedType(KorType const& type) {
     return box && box->strRep().view().starts_with('\'');
 }
 
-std::string inQuotes(std::string_view text) {
+std::string textOfName(std::string_view text) {
     return std::string(Kor::valueToStrep(Kor::String8(text)).view());
 }
 
@@ -204,7 +204,7 @@ Box impliedArgument(KorType const& type, Argument const& argument) {
     for (Kind const& kind : allKinds()) {
         if (kind.name == shortName(type) && !kind.alias.empty() &&
             attributeOf(*argument.type, kind.alias) != nullptr) {
-            return argument.type->genericIf(Kor::String8(inQuotes(kind.alias)), false);
+            return argument.type->genericIf(Kor::String8(textOfName(kind.alias)), false);
         }
     }
     return nullptr;
@@ -278,7 +278,7 @@ Box readEnumerator(KorType const& type, std::string_view text) {
         }
         throw Refused("no " + shortName(type) + " is called " + shown(name) + suggest(name, known));
     }
-    return type.genericIf(Kor::String8(inQuotes(name)), false);
+    return type.genericIf(Kor::String8(textOfName(name)), false);
 }
 
 /// The reader cuts a number to the width that the type stores; who types one wants to hear of it.
@@ -310,7 +310,7 @@ Box readByText(KorType const& type, std::string_view text) {
     std::string use(text);
     bool const inQuotes = text.starts_with('\'') || text.starts_with('"');
     if (!inQuotes && isQuotedType(type)) {
-        use = inQuotes(text);
+        use = textOfName(text);
     } else if (type.typeName() == "bool" && (text == "true" || text == "false")) {
         use = text == "true" ? "True" : "False";
     }
@@ -537,7 +537,7 @@ Box makeNew(KorType const& type, std::string_view name, std::string_view text, F
                 return readValue(type, text, find);
             }
         }
-        std::string const own = inQuotes(name);
+        std::string const own = textOfName(name);
         if (text.empty() && arguments.size() == 1 && arguments[0].type->typeName() == "Kor::Name") {
             text = own;
         }
