@@ -12,8 +12,9 @@ struct Timer::Impl : std::enable_shared_from_this<Timer::Impl> {
           function(std::move(todo)) {}
 
     void wait() {
-        timer.async_wait([self = shared_from_this()](asio::error_code const& error) {
-            if (error || !self->isActive) {
+        timer.async_wait([weak = weak_from_this()](asio::error_code const& error) {
+            std::shared_ptr<Impl> const self = weak.lock();
+            if (error || !self || !self->isActive) {
                 return;
             }
             if (self->period == Loop::Duration::zero()) {
@@ -26,10 +27,10 @@ struct Timer::Impl : std::enable_shared_from_this<Timer::Impl> {
             copy();
         });
     }
-    void cancel() {
+    /// The wait itself ends with this object.
+    void cancel() noexcept {
         isActive = false;
-        timer.cancel();
-        function = {};
+        function = nullptr;
     }
 
     asio::steady_timer timer;
@@ -95,7 +96,8 @@ std::size_t Loop::Impl::step(std::size_t most) {
 
 bool Loop::Impl::sweep() {
     bool hasMore = false;
-    for (std::size_t i = 0; i < connections.size(); ++i) { // more may come meanwhile
+    // More may come meanwhile. NOLINTNEXTLINE(modernize-loop-convert)
+    for (std::size_t i = 0; i < connections.size(); ++i) {
         std::shared_ptr<Connection> const connection = connections[i];
         hasMore = connection->pump() || hasMore;
     }

@@ -285,7 +285,9 @@ private:
                 parseNumber(std::string_view(text).substr(start, text.find(' ', start) - start));
             U64 const kept = field.place.at.width >= 64 ? ~U64{0} : (U64{1} << field.place.at.width) - 1;
             if (given && field.number() != (*given & kept)) {
-                throw Refused(name + " of a row is " + field.text() + ", and was asked for as " + text);
+                std::string message = name;
+                throw Refused(
+                    message.append(" of a row is ").append(field.text()).append(", not as in ").append(text));
             }
             compared += given.has_value();
         }

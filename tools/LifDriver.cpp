@@ -109,7 +109,7 @@ void LifDriver::offerTo(Kor::NboAttrLog::Service& service) {
 }
 
 Kor::Ptr<LifDriver::Config> LifDriver::configFor(App app, Kor::NboAttrLog::Session& peer) {
-    Kor::Ptr<Config> const config = configs_->appConfigIs(app);
+    Kor::Ptr<Config> config = configs_->appConfigIs(app);
     Range& of = range(app);
     of.stream = peer.out();
     if (!of.requests) {

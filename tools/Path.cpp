@@ -206,95 +206,95 @@ Place Roots::at(std::string_view path) const {
     return at;
 }
 
-Box valueAt(Place const& at) {
-    if (at.attribute == nullptr) {
-        return at.object;
+Box valueAt(Place const& place) {
+    if (place.attribute == nullptr) {
+        return place.object;
     }
-    AttributeShape const shape = shapeAt(at);
+    AttributeShape const shape = shapeAt(place);
     if (shape == AttributeShape::operation) {
-        throw Refused(at.path + " is an operation; it is not read but called");
+        throw Refused(place.path + " is an operation; it is not read but called");
     }
-    if (hasKeys(shape) && !at.key) {
-        needsKey(at);
+    if (hasKeys(shape) && !place.key) {
+        needsKey(place);
     }
-    return op(at, Op::get);
+    return op(place, Op::get);
 }
 
-std::vector<std::string> get(Place const& at) {
-    if (!hasKeys(shapeAt(at)) || at.key) {
-        return {textOf(valueAt(at))};
+std::vector<std::string> get(Place const& place) {
+    if (!hasKeys(shapeAt(place)) || place.key) {
+        return {textOf(valueAt(place))};
     }
     std::vector<std::string> lines;
-    eachMember(at, [&](Place const& member, auto const& walk) {
+    eachMember(place, [&](Place const& member, auto const& walk) {
         lines.push_back(textOf(Watch::Change{member.path, textOf(walk.value())}));
     });
     return lines;
 }
 
-void set(Place const& at, std::string_view text, Roots const& roots) {
+void set(Place const& place, std::string_view text, Roots const& roots) {
     text = trimmed(text);
-    if (at.attribute == nullptr) {
-        throw Refused(at.path + " is not an attribute; set one of its attributes");
+    if (place.attribute == nullptr) {
+        throw Refused(place.path + " is not an attribute; set one of its attributes");
     }
-    if (at.isCopy) {
-        throw Refused(at.path + " is in a value that is set as a whole; set what holds the value");
+    if (place.isCopy) {
+        throw Refused(place.path + " is in a value that is set as a whole; set what holds the value");
     }
-    AttributeShape const shape = shapeAt(at);
+    AttributeShape const shape = shapeAt(place);
     if (shape == AttributeShape::operation) {
-        throw Refused(at.path + " is an operation; it is not set but called");
+        throw Refused(place.path + " is an operation; it is not set but called");
     }
-    if (hasKeys(shape) && shape != AttributeShape::keyedMap && !at.key) {
-        needsKey(at);
+    if (hasKeys(shape) && shape != AttributeShape::keyedMap && !place.key) {
+        needsKey(place);
     }
     if (shape == AttributeShape::children) {
         if (!text.empty()) {
-            throw Refused(at.path + " is made from its key alone; '" + shown(text) + "' is too much");
+            throw Refused(place.path + " is made from its key alone; '" + shown(text) + "' is too much");
         }
         auto const arguments = Kor::makePtr<GenericIf::List_>();
-        arguments->list().enq(const_cast<GenericIf*>(at.key.ptr()));
-        Place const whole{at.object, at.attribute, nullptr, at.path, false};
+        arguments->list().enq(const_cast<GenericIf*>(place.key.ptr()));
+        Place const whole{place.object, place.attribute, nullptr, place.path, false};
         op(whole, Op::set, arguments);
         return;
     }
     if (text.empty()) {
-        throw Refused(at.path + " is to become what? Give a " + shortName(*at.attribute->type()));
+        throw Refused(place.path + " is to become what? Give a " + shortName(*place.attribute->type()));
     }
-    Box const value = readValue(*at.attribute->type(), text, roots.find());
+    Box const value = readValue(*place.attribute->type(), text, roots.find());
     if (shape == AttributeShape::keyedMap) {
-        Place const whole{at.object, at.attribute, nullptr, at.path, false};
-        if (at.key) {
+        Place const whole{place.object, place.attribute, nullptr, place.path, false};
+        if (place.key) {
             Box const inside = value->attributeOp(
-                {value->attributeId(at.attribute->keyAttributeName()), Op::get}, nullptr, nullptr);
-            if (inside->strRep() != at.key->strRep()) {
-                throw Refused(at.path + " cannot take a value whose key is " + textOf(inside));
+                {value->attributeId(place.attribute->keyAttributeName()), Op::get}, nullptr, nullptr);
+            if (inside->strRep() != place.key->strRep()) {
+                throw Refused(place.path + " cannot take a value whose key is " + textOf(inside));
             }
         }
         op(whole, Op::set, value);
         return;
     }
-    if (shape == AttributeShape::scalar && at.object->type()->isValue()) {
+    if (shape == AttributeShape::scalar && place.object->type()->isValue()) {
         // A field of a value keeps what it has room for.
-        Place const trial{at.object->clone(), at.attribute, nullptr, at.path, false};
+        Place const trial{place.object->clone(), place.attribute, nullptr, place.path, false};
         op(trial, Op::set, value);
         if (Box const kept = valueAt(trial); kept->strRep() != value->strRep()) {
-            throw Refused(shown(text) + " does not fit " + at.path + ": it would keep " + textOf(kept));
+            throw Refused(shown(text) + " does not fit " + place.path + ": it would keep " + textOf(kept));
         }
     }
-    op(at, Op::set, value);
+    op(place, Op::set, value);
 }
 
-std::string del(Place const& at) {
-    if (at.attribute == nullptr || !hasKeys(shapeAt(at))) {
-        throw Refused(at.path + " cannot be deleted: it is not under a key");
+std::string del(Place const& place) {
+    if (place.attribute == nullptr || !hasKeys(shapeAt(place))) {
+        throw Refused(place.path + " cannot be deleted: it is not under a key");
     }
-    if (!at.key) {
-        needsKey(at);
+    if (!place.key) {
+        needsKey(place);
     }
-    if (!Kor::unbox<bool>(*op(at, Op::contains))) {
-        throw Refused("there is no " + at.path);
+    if (!Kor::unbox<bool>(*op(place, Op::contains))) {
+        throw Refused("there is no " + place.path);
     }
-    std::string text = textOf(op(at, Op::get));
-    op(at, Op::del);
+    std::string text = textOf(op(place, Op::get));
+    op(place, Op::del);
     return text;
 }
 
@@ -322,27 +322,27 @@ std::string signatureOf(KorAttr const& attribute) {
 
 } // namespace
 
-std::vector<std::string> list(Place const& at) {
+std::vector<std::string> list(Place const& place) {
     std::vector<std::string> lines;
-    if (hasKeys(shapeAt(at)) && !at.key) {
-        eachMember(at, [&](Place const& member, auto const&) { lines.push_back(keyText(*member.key)); });
+    if (hasKeys(shapeAt(place)) && !place.key) {
+        eachMember(place, [&](Place const& member, auto const&) { lines.push_back(keyText(*member.key)); });
         return lines;
     }
-    for (KorAttr const* each : ownAttributes(*enter(at).object->type())) {
+    for (KorAttr const* each : ownAttributes(*enter(place).object->type())) {
         lines.push_back(signatureOf(*each));
     }
     return lines;
 }
 
-std::optional<std::string> call(Place const& at, std::string_view arguments, Roots const& roots) {
-    if (shapeAt(at) != AttributeShape::operation) {
-        throw Refused(at.path + " is not an operation, so it cannot be called");
+std::optional<std::string> call(Place const& place, std::string_view arguments, Roots const& roots) {
+    if (shapeAt(place) != AttributeShape::operation) {
+        throw Refused(place.path + " is not an operation, so it cannot be called");
     }
-    Box const given = readArguments(*at.attribute, arguments, roots.find());
-    Place const whole{at.object, at.attribute, given, at.path, at.isCopy};
+    Box const given = readArguments(*place.attribute, arguments, roots.find());
+    Place const whole{place.object, place.attribute, given, place.path, place.isCopy};
     Kor::BreachGuard const guard; // what a user gives may be what the operation excludes
     Box const result = op(whole, Op::get);
-    bool const hasResult = at.attribute->type()->typeName() != "Kor::Builtin<void*>";
+    bool const hasResult = place.attribute->type()->typeName() != "Kor::Builtin<void*>";
     return hasResult ? std::optional(textOf(result)) : std::nullopt;
 }
 
@@ -353,7 +353,7 @@ struct Tree {
     unsigned depth;
 
     void line(unsigned level, std::string_view text) {
-        lines.push_back(std::string(2 * level, ' ').append(text));
+        lines.push_back(std::string(std::size_t{2} * level, ' ').append(text));
     }
     void object(std::string const& name, Box const& box, unsigned level) {
         KorType const& type = *box->type();
@@ -398,15 +398,15 @@ struct Tree {
 
 } // namespace
 
-std::vector<std::string> tree(Place const& at, unsigned depth) {
+std::vector<std::string> tree(Place const& place, unsigned depth) {
     Tree tree{{}, depth};
-    if (hasKeys(shapeAt(at)) && !at.key) {
-        tree.attribute(at, 0);
-    } else if (Box const box = valueAt(at);
+    if (hasKeys(shapeAt(place)) && !place.key) {
+        tree.attribute(place, 0);
+    } else if (Box const box = valueAt(place);
                box && box->type()->isValue() && !ownAttributes(*box->type()).empty()) {
-        tree.object(at.path, box, 0); // asked for by name, so taken apart
+        tree.object(place.path, box, 0); // asked for by name, so taken apart
     } else {
-        tree.value(at.path, box, 0);
+        tree.value(place.path, box, 0);
     }
     return tree.lines;
 }

@@ -314,8 +314,8 @@ Box readByText(KorType const& type, std::string_view text) {
     } else if (type.typeName() == "bool" && (text == "true" || text == "false")) {
         use = text == "true" ? "True" : "False";
     }
-    Box const box = refusing("'" + shown(text) + "' is no " + shortName(type),
-                             [&] { return type.genericIf(Kor::String8(use), false); });
+    Box box = refusing("'" + shown(text) + "' is no " + shortName(type),
+                       [&] { return type.genericIf(Kor::String8(use), false); });
     if (!box) {
         throw Refused(shortName(type) + " has no text form");
     }
@@ -468,7 +468,7 @@ Box readValue(KorType const& type, std::string_view text, Find const& find) {
     }
     if (text.starts_with('$')) {
         Box const found = find(text.substr(1));
-        Box const value = found ? asBase(found, type) : nullptr;
+        Box value = found ? asBase(found, type) : nullptr;
         if (!value) {
             throw Refused(shown(text) + " is " +
                           (found ? "of type " + shortName(*found->type()) : "nothing") + ", not " +
@@ -480,7 +480,7 @@ Box readValue(KorType const& type, std::string_view text, Find const& find) {
         return readEnumerator(type, text);
     }
     return refusing("'" + shown(text) + "'", [&] {
-        if (Box const box = isQuotedType(type) ? nullptr : fromShortForm(type, text, find)) {
+        if (Box box = isQuotedType(type) ? nullptr : fromShortForm(type, text, find)) {
             return box;
         }
         return readByText(type, text);
@@ -541,7 +541,7 @@ Box makeNew(KorType const& type, std::string_view name, std::string_view text, F
         if (text.empty() && arguments.size() == 1 && arguments[0].type->typeName() == "Kor::Name") {
             text = own;
         }
-        Box const box = type.genericIf(readList(what, arguments, text, find).ptr(), false);
+        Box box = type.genericIf(readList(what, arguments, text, find).ptr(), false);
         if (!box) {
             throw Refused(shortName(type) + " is not made by itself");
         }

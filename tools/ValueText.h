@@ -61,9 +61,10 @@ using Find = std::function<Box(std::string_view path)>;
 /// A value of exactly that type; of an object type, an object of it or of a derived one, or null for `None`.
 Box readValue(Kor::KorType const& type, std::string_view text, Find const& find);
 
-/// A new object or value from the arguments of its constructor in order, or as `name=value`; a value also
-/// from its text or from fields. An object that is made from a name, and is given none, is called `name`.
-Box makeNew(Kor::KorType const& type, std::string_view name, std::string_view arguments, Find const& find);
+/// A new object or value from a text: the arguments of its constructor in order, or as `name=value`; a value
+/// also from its text or from fields. An object that is made from a name, and is given none, is called
+/// `name`.
+Box makeNew(Kor::KorType const& type, std::string_view name, std::string_view text, Find const& find);
 
 /// A key as it is written in a path: without the quotes that it can do without.
 std::string keyText(Kor::GenericIf const& key);

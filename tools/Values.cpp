@@ -110,11 +110,13 @@ std::string textOfJson(Json const& json, KorType const& type, std::string const&
             std::ranges::find_if(parts, [&name = name](Part const& each) { return each.name == name; });
         if (part == parts.end()) {
             std::vector<std::string> known;
+            known.reserve(parts.size());
             for (Part const& each : parts) {
                 known.push_back(each.name);
             }
-            throw Refused(where + " has no attribute " + shown(name) +
-                          (known.empty() ? "" : suggest(name, known)));
+            std::string message = where;
+            message.append(" has no attribute ").append(shown(name));
+            throw Refused(message.append(known.empty() ? "" : suggest(name, known)));
         }
         single = textOfJson(value, *part->type, where + '.' + name);
         attributes.append(attributes.empty() ? "'" : ", '").append(name).append("': ").append(single);
@@ -145,6 +147,7 @@ Kor::KorType const& valueTypeNamed(std::string_view name) {
     }
     if (found.size() > 1) {
         std::vector<std::string> names;
+        names.reserve(found.size());
         for (KorType const* type : found) {
             names.push_back(nameOf(*type));
         }

@@ -253,7 +253,7 @@ TEST(Convergence, SurvivesCutSessionsAndPeersThatDieAndComeBack) {
         two.a = sessions[0];
         two.b = sessions[1];
         two.quiet(piece);
-        for (std::size_t which : {0, 1}) {
+        for (std::size_t const which : {std::size_t{0}, std::size_t{1}}) {
             Session const& session = *sessions[which];
             ASSERT_TRUE(session.isOpen()) << session.closeReason().charPtr();
             EXPECT_FALSE(session.demuxer().hasWork());

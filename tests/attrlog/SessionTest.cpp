@@ -232,7 +232,7 @@ TEST(Session, TheExchangeIsThatOfThePage) {
             for (auto bytes = from->out()->readable(); !bytes.empty();) {
                 // The preamble, then record by record.
                 std::size_t n = bytes[0] == Session::magic[0] ? 12 : 0; // no record is that long
-                n = n != 0 ? n : std::size_t{2} + (bytes[0] << 8 | bytes[1]);
+                n = n != 0 ? n : 2 + (std::size_t{bytes[0]} << 8 | bytes[1]);
                 for (std::size_t i = 0; i < n; ++i) {
                     if (i % 16 == 0) {
                         (sent += '\n') += mark;
@@ -419,7 +419,7 @@ TEST(Root, IsAskedForAndGivenUpInAnyOrder) {
                 wanted = false;
                 break;
             case 4:
-                theirs[random.below(2)]->reqCountIs(entry(random.below(9)), step + 1u);
+                theirs[random.below(2)]->reqCountIs(entry(random.below(9)), static_cast<U32>(step) + 1);
                 break;
             default:
                 Session& from = random.below(2) != 0 ? *two.a : *two.b;
@@ -571,7 +571,7 @@ TEST(Call, IsAnsweredInOrderWithTextsOfAnyAllowedLength) {
         });
     };
     std::vector<std::string> expected;
-    for (std::size_t const length : {0, 1, 900, 1000, 5000, 65535}) {
+    for (std::size_t const length : std::initializer_list<std::size_t>{0, 1, 900, 1000, 5000, 65535}) {
         expected.emplace_back(length, 'a');
         ask(*two.a, "echo", expected.back()); // before the hello
     }
