@@ -71,6 +71,7 @@ void add(std::string const& name, T const& value, FromJson const& fromJson) {
 
 } // namespace
 
+// What a value throws here ends the benchmark. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
     add("an AradLifEntry", AradLifEntry(lifAcMp, 0x123456789abcdef0, 42), entryOf);
     add("a TcamSharingPendingRequest",

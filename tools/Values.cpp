@@ -118,7 +118,8 @@ std::string textOfJson(Json const& json, KorType const& type, std::string const&
             message.append(" has no attribute ").append(shown(name));
             throw Refused(message.append(known.empty() ? "" : suggest(name, known)));
         }
-        single = textOfJson(value, *part->type, where + '.' + name);
+        std::string inside = where;
+        single = textOfJson(value, *part->type, inside.append(1, '.').append(name));
         attributes.append(attributes.empty() ? "'" : ", '").append(name).append("': ").append(single);
     }
     return parts.size() == 1 ? single : structured(type, attributes);

@@ -114,7 +114,7 @@ TEST(Address, IsReadAndWritten) {
         {"tcp:::1:5", "an IPv6 address stands in brackets"},
     };
     for (auto const& [text, why] : refused) {
-        EXPECT_NE(refusal([&] { Address::parse(text); }).find(": " + why + "; write unix:/path"),
+        EXPECT_NE(refusal([&, text = text] { Address::parse(text); }).find(": " + why + "; write unix:/path"),
                   std::string::npos)
             << text;
     }
