@@ -135,9 +135,10 @@ TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {
 }
 
 TEST_F(Live, TheChipHoldsWhatApplicationsAskForWhoeverIsKilled) {
+    std::string const lifs = LOAM_EXAMPLES "/lifs.txt";
     for (std::string const chip : {"3", "8"}) {
-        Outcome const outcome = loamtunnel({"demo", "--chip", chip, "--file", LOAM_EXAMPLES "/lifs.txt",
-                                            "--kill", "driver,application", "--format", "csv"});
+        Outcome const outcome = loamtunnel(
+            {"demo", "--chip", chip, "--file", lifs, "--kill", "driver,application", "--format", "csv"});
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_NE(outcome.err.find("the two images are the same"), std::string::npos) << outcome.err;
         EXPECT_GT(std::ranges::count(outcome.out, '\n'), 100);

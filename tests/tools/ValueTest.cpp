@@ -79,6 +79,8 @@ TEST(Value, IsCheckedAndPrintedInEachForm) {
 }
 
 TEST(Value, IsRefusedInOneLine) {
+    std::string const tooLarge = "Value('Hardware::LoamTunnel::AradLifAcP2pToAc', "
+                                 "** {'lifType': 'lifAcP2pToAc', 'dword0': 68719476736})";
     struct Case {
         std::vector<std::string> arguments;
         int status;
@@ -121,9 +123,7 @@ TEST(Value, IsRefusedInOneLine) {
          1,
          "EvecKey has no row format; the kinds are AradLifAcP2pToAc, AradLifAcMp, AradLifAcP2pToPwe, "
          "AradLifPweToP2p, AradLifLabelProtocolOrLsp, OutAcValue and EvecValue"},
-        {{"AradLifAcP2pToAc", "--to", "row", "-c8",
-          "Value('Hardware::LoamTunnel::AradLifAcP2pToAc', ** {'lifType': 'lifAcP2pToAc', 'dword0': "
-          "68719476736})"},
+        {{"AradLifAcP2pToAc", "--to", "row", "-c8", tooLarge},
          1,
          "outLif=65536 of AradLifAcP2pToAc does not fit the row of chip 8: at most 65535"},
         {{"EvecKeyy", "1"}, 2, "no type EvecKeyy; did you mean EvecKey?"},
