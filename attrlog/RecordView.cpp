@@ -133,6 +133,7 @@ void RecordWalker::read(In& in, RecordView& record) {
         known_.erase(record.header.entityId);
     } else if (attribute == syncModeAttribute) {
         record.kind = RecordView::Kind::syncMode;
+        record.attribute.clear();
         record.value = std::to_string(in.nextU32());
         in.recordEnd();
     } else if (entity.type != nullptr) {

@@ -12,18 +12,18 @@ std::size_t allocated = 0;
 
 } // namespace
 
-// Plain pairs: what is counted is what the library asks for.
-void* operator new(std::size_t size) {
+// Not inlined: g++ takes what it sees then for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocated;
     if (void* const block = std::malloc(size)) {
         return block;
     }
     throw std::bad_alloc();
 }
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
     std::free(block);
 }
-void operator delete(void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
     std::free(block);
 }
 
