@@ -31,17 +31,16 @@ public:
     }
 
     void setUp(Session& session) {
-        Kor::Ptr<Session> const current(&session);
-        session.want(
-            Kor::Name("lifStatus"),
-            [this, current](RootState state, Kor::Ptr<Kor::Entity> const& root, Kor::String8 const& why) {
-                if (state == RootState::synchronized) {
-                    statusIs(*current, Kor::ptrCast<LifAppStatusDir>(root));
-                } else if (state == RootState::refused) {
-                    context_.report("no answers to be had: " + std::string(why.view()));
-                    loop_.stop();
-                }
-            });
+        session.want(Kor::Name("lifStatus"),
+                     [this, current = &session](RootState state, Kor::Ptr<Kor::Entity> const& root,
+                                                Kor::String8 const& why) {
+                         if (state == RootState::synchronized) {
+                             statusIs(*current, Kor::ptrCast<LifAppStatusDir>(root));
+                         } else if (state == RootState::refused) {
+                             context_.report("no answers to be had: " + std::string(why.view()));
+                             loop_.stop();
+                         }
+                     });
     }
     /// One step; true when all is done.
     bool step() {
@@ -184,6 +183,7 @@ void application(Context& context, ApplicationOptions const& options) {
     config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
         context.note("no connection: " + std::string(reason.view()));
     };
+    bool isDelivered = false;
     Kor::Link::Connector connector(loop, addressOf(options.address), config);
     loop.signalsAre({SIGINT, SIGTERM}, [&](int) {
         context.report("ended by a signal");
@@ -207,7 +207,6 @@ void application(Context& context, ApplicationOptions const& options) {
         throw Refused("not done in time: " + application.progress());
     }
     // What was written last is there when this is answered.
-    bool isDelivered = false;
     application.session().call(Kor::Name("sync"), "", [&](bool, Kor::String8 const&) { isDelivered = true; });
     loop.runUntil([&] { return isDelivered; }, options.timeout);
     context.out << application.progress() << '\n';

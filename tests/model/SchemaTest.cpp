@@ -9,6 +9,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <sstream>
 
 namespace {
 
@@ -103,16 +104,26 @@ TEST(Schema, Derivation) {
 }
 
 TEST(Schema, NamesInTheFile) {
-    std::string expected;
+    std::vector<std::string> expected;
     std::vector<Kor::TypeSeed> types(loamTunnelModule().types().begin(), loamTunnelModule().types().end());
     std::reverse(types.begin(), types.end());
     for (bool const inner : {false, true}) {
         for (Kor::TypeSeed const& each : types) {
             bool const isInner = KorType::named(each.name)->scope() != nullptr;
-            expected += isInner == inner ? std::string(each.name) + '\0' : "";
+            if (isInner == inner) {
+                expected.emplace_back(each.name);
+            }
         }
     }
-    EXPECT_EQ(section(LOAM_LIBRARY, ".kor.type"), expected);
+    // Between the names are zeros: one, or more where a sanitizer keeps its distance.
+    std::vector<std::string> names;
+    std::istringstream inFile(section(LOAM_LIBRARY, ".kor.type"));
+    for (std::string name; std::getline(inFile, name, '\0');) {
+        if (!name.empty()) {
+            names.push_back(name);
+        }
+    }
+    EXPECT_EQ(names, expected);
 }
 
 } // namespace
