@@ -7,8 +7,19 @@
 
 namespace Kor {
 
+namespace {
+
+/// Whether the thread's manager has ended, which a demultiplexer of static storage outlives.
+thread_local bool managerIsGone = false;
+
+struct Manager : NboAttrLogDemuxerManager {
+    ~Manager() { managerIsGone = true; }
+};
+
+} // namespace
+
 NboAttrLogDemuxerManager& globalNboAttrLogDemuxerManager() {
-    static thread_local NboAttrLogDemuxerManager manager;
+    static thread_local Manager manager;
     return manager;
 }
 
@@ -44,7 +55,9 @@ Demuxer::Demuxer(Side side, StreamLimits const& limits)
 
 Demuxer::~Demuxer() {
     close("ended");
-    std::erase(globalNboAttrLogDemuxerManager().demuxers_, this);
+    if (!managerIsGone) {
+        std::erase(globalNboAttrLogDemuxerManager().demuxers_, this);
+    }
 }
 
 bool Demuxer::receive() {

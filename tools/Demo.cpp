@@ -97,16 +97,22 @@ public:
 
     /// Runs all of it to the end. With `victims`, those are killed half-way and started again.
     void all(std::vector<std::string> const& victims) {
+        U64 const halfWay = total() / 2;
         driver_.emplace(startDriver());
         for (Member const& member : members()) {
             applications_.push_back(start(member));
         }
         say("a driver and " + std::to_string(applications_.size()) + " applications run");
         if (!victims.empty()) {
-            wait([&] { return placed() >= total() / 2; });
+            wait([&] { return placed() >= halfWay; });
+            auto const childOf = [&](std::string const& victim) -> Child& {
+                return victim == "driver" ? *driver_ : applications_.front();
+            };
             for (std::string const& victim : victims) {
-                Child& child = victim == "driver" ? *driver_ : applications_.front();
-                child.kill(SIGKILL);
+                childOf(victim).kill(SIGKILL);
+            }
+            for (std::string const& victim : victims) {
+                Child& child = childOf(victim);
                 if (child.join() != 128 + SIGKILL) {
                     throw Refused("the " + victim + " had ended before it could be killed");
                 }
@@ -192,7 +198,7 @@ private:
                                        "--app",          nameOf(member.app),
                                        "--file",         options_.file,
                                        "--withdraw",     std::to_string(withdrawn),
-                                       "--pace",         "2"};
+                                       "--pace",         "3"};
         for (std::string const& kind : member.kinds) {
             words.insert(words.end(), {"--kind", kind});
         }
