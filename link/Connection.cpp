@@ -1,5 +1,7 @@
 #include "link/internal/Connection.h"
 
+#include "runtime/HandlerExceptions.h"
+
 #include <array>
 
 namespace Kor::Link {
@@ -20,7 +22,6 @@ Connection::~Connection() = default;
 
 void Connection::start() {
     tune(descriptor_.native_handle());
-    isStarted_ = true;
     loop_.impl().connections.push_back(shared_from_this());
     timer_ = loop_.after(helloTime_, [this] {
         if (!session_->isEstablished()) {
@@ -127,9 +128,16 @@ void Connection::lost(String8 const& reason) {
     ended();
 }
 
-void Connection::abort(String8 const& reason) {
-    if (!isEnded_) {
-        lost(reason);
+void Connection::finish(String8 const& reason) noexcept {
+    try {
+        session_->close(reason);
+        pump();
+        if (!isEnded_) {
+            lost(reason);
+        }
+    } catch (...) {
+        handlerExceptionNote(*session_, AttributeId(0));
+        isEnded_ = true; // the loop lets it go
     }
 }
 

@@ -94,13 +94,16 @@ struct Connector::Impl : std::enable_shared_from_this<Connector::Impl> {
             hook(reason, next);
         }
     }
-    void close(String8 const& reason) {
+    void stop(String8 const& reason) {
         isClosed = true;
         timer.cancel();
         if (connecting) {
             connecting.reset();
             lastReason = reason;
         }
+    }
+    void close(String8 const& reason) {
+        stop(reason);
         if (connection) {
             connection->session()->close(reason);
         }
@@ -127,10 +130,9 @@ Connector::Connector(Loop& loop, Address const& address, ConnectorConfig config)
 }
 
 Connector::~Connector() {
-    impl_->close("the client ends");
+    impl_->stop("the client ends");
     if (auto const connection = impl_->connection) {
-        connection->pump();
-        connection->abort("the client ends");
+        connection->finish("the client ends");
     }
 }
 

@@ -26,8 +26,8 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
                             });
     }
     void acceptAll() {
-        constexpr int atOnce = 16;
-        for (int i = 0; i < atOnce && listening.socket; ++i) {
+        constexpr int peersAtOnce = 16;
+        for (int i = 0; i < peersAtOnce && listening.socket; ++i) {
             int error = 0;
             Socket peer = acceptFrom(listening.socket.fd(), error);
             if (peer) {
@@ -118,11 +118,10 @@ Listener::Listener(Loop& loop, Address const& address, ListenerConfig config)
 }
 
 Listener::~Listener() {
-    impl_->close("the server ends");
-    for (auto const& each : std::vector(impl_->connections)) {
+    impl_->stop();
+    for (auto const& each : std::exchange(impl_->connections, {})) {
         if (auto const connection = each.lock()) {
-            connection->pump();
-            connection->abort("the server ends");
+            connection->finish("the server ends");
         }
     }
 }

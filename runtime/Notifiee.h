@@ -131,7 +131,7 @@ protected:
     NotifieeConst();
 
     /// One bit of the flag word; nobody is asked.
-    void flagBitIs(int bit, bool on) noexcept { flags_.bitIs(bit, on); }
+    void flagBitIs(int bit, bool on) { flags_.bitIs(bit, on); }
 
     /// Stores the notifier: counted, or not when the weak flag is set.
     void notifierStore(Ptr<PtrInterface const> const& notifier);

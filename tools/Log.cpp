@@ -82,8 +82,8 @@ private:
 
 /// Where something of the state stands: entity, attribute, key. An entity as such has neither attribute nor
 /// key.
-using Place = std::array<std::string, 3>;
-using State = std::map<Place, std::string>;
+using StatePlace = std::array<std::string, 3>;
+using State = std::map<StatePlace, std::string>;
 
 void note(State& state, RecordView const& record) {
     using Kind = RecordView::Kind;
@@ -253,7 +253,7 @@ void logDiff(Context& context, LogOptions const& options) {
     State const before = stateOf(context, options.files.at(0), options);
     State const after = stateOf(context, options.files.at(1), options);
     Listing listing({"difference", "entity", "attribute", "key", "before", "after"});
-    auto const add = [&](char const* what, Place const& place, Json was, Json is) {
+    auto const add = [&](char const* what, StatePlace const& place, Json was, Json is) {
         context.status = refusedStatus;
         listing.add({what, place[0], cell(place[1]), cell(place[2]), std::move(was), std::move(is)});
     };

@@ -83,7 +83,7 @@ std::string brief(std::string const& type) {
     return type.starts_with(own) ? type.substr(own.size()) : type == "Kor::Builtin<void*>" ? "none" : type;
 }
 
-std::string signatureOf(KorAttr const& attr) {
+std::string schemaSignature(KorAttr const& attr) {
     std::string text = textOf(attr.name());
     bool const isMap = attr.keyType() != nullptr;
     if (isMap) {
@@ -121,8 +121,8 @@ void printType(std::ostream& out, KorType const& type, bool all, Output const& o
                            : attr->attributeId() < 100 ? 1
                                                        : 0,
                            ' ')
-            << attr->attributeId() << "  " << (type.isEnumType() ? textOf(attr->name()) : signatureOf(*attr))
-            << '\n';
+            << attr->attributeId() << "  "
+            << (type.isEnumType() ? textOf(attr->name()) : schemaSignature(*attr)) << '\n';
     }
 }
 
@@ -249,7 +249,7 @@ void schema(Context& context, SchemaOptions const& options) {
             for (auto const& attr : type->attributes()) {
                 if (options.all || !attr->isInherited()) {
                     listing.add({nameOf(type), kindOf(*type), attr->attributeId(),
-                                 type->isEnumType() ? textOf(attr->name()) : signatureOf(*attr),
+                                 type->isEnumType() ? textOf(attr->name()) : schemaSignature(*attr),
                                  hex(attr->flags().word0, 8), hex(attr->flags().word1, 8)});
                 }
             }

@@ -314,8 +314,9 @@ Box readByText(KorType const& type, std::string_view text) {
     } else if (type.typeName() == "bool" && (text == "true" || text == "false")) {
         use = text == "true" ? "True" : "False";
     }
-    Box box = refusing("'" + shown(text) + "' is no " + shortName(type),
-                       [&] { return type.genericIf(Kor::String8(use), false); });
+    std::string refusal = "'";
+    refusal.append(shown(text)).append("' is no ").append(shortName(type));
+    Box box = refusing(refusal, [&] { return type.genericIf(Kor::String8(use), false); });
     if (!box) {
         throw Refused(shortName(type) + " has no text form");
     }

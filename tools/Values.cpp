@@ -25,12 +25,12 @@ std::string shortNameOf(KorType const& type) {
 
 /// The stored attributes of a value, by name and type: what its constructor takes. None for what stands for
 /// itself.
-struct Part {
+struct FieldOfType {
     std::string name;
     KorType const* type;
 };
-std::vector<Part> partsOf(KorType const& type) {
-    std::vector<Part> parts;
+std::vector<FieldOfType> partsOf(KorType const& type) {
+    std::vector<FieldOfType> parts;
     auto each = type.constructorArgTypeQQueue().begin();
     for (auto const& name : type.constructorArgNameQQueue()) {
         parts.push_back({std::string(name.value.view()), KorType::named((*each).value.view())});
@@ -92,7 +92,7 @@ std::string textOfScalar(Json const& json, KorType const& type, std::string cons
 }
 
 std::string textOfJson(Json const& json, KorType const& type, std::string const& where) {
-    std::vector<Part> const parts = partsOf(type);
+    std::vector<FieldOfType> const parts = partsOf(type);
     if (type.isEnumType() || (parts.empty() && !isStateless(type))) {
         return textOfScalar(json, type, where);
     }
@@ -106,12 +106,12 @@ std::string textOfJson(Json const& json, KorType const& type, std::string const&
     std::string single =
         parts.size() == 1 ? textOf(*type.genericIf(static_cast<void const*>(nullptr), true)) : "";
     for (auto const& [name, value] : json.items()) {
-        auto const part =
-            std::ranges::find_if(parts, [&name = name](Part const& each) { return each.name == name; });
+        auto const part = std::ranges::find_if(
+            parts, [&name = name](FieldOfType const& each) { return each.name == name; });
         if (part == parts.end()) {
             std::vector<std::string> known;
             known.reserve(parts.size());
-            for (Part const& each : parts) {
+            for (FieldOfType const& each : parts) {
                 known.push_back(each.name);
             }
             std::string message = where;
@@ -213,10 +213,10 @@ std::string textOf(GenericIf const& box) {
 
 Json jsonOf(GenericIf const& box) {
     KorType const& type = *box.type();
-    std::vector<Part> const parts = partsOf(type);
+    std::vector<FieldOfType> const parts = partsOf(type);
     if (!parts.empty() || isStateless(type)) {
         Json object = Json::object();
-        for (Part const& part : parts) {
+        for (FieldOfType const& part : parts) {
             // Reading changes nothing: the interface has one operation for both.
             Box const value = const_cast<GenericIf&>(box).attributeOp(
                 {box.attributeId(String8(part.name)), GenericIf::AttributeOp::get}, nullptr, nullptr);

@@ -22,8 +22,9 @@ public:
     bool isEnded() const noexcept { return isEnded_; }
     /// Sends what there is, as far as the peer takes it; true when there is more to do at once.
     bool pump();
-    /// Closes it without another word.
-    void abort(String8 const& reason);
+    /// For destructors: says goodbye, as far as the peer takes it at once, and closes. What a hook lets out
+    /// on the way is noted as a handler's exception.
+    void finish(String8 const& reason) noexcept;
 
 private:
     void waitToRead();
@@ -40,7 +41,6 @@ private:
     std::chrono::milliseconds helloTime_, goodbyeTime_;
     End end_;
     Timer timer_;
-    bool isStarted_ = false;
     bool isWriting_ = false;
     bool isLingering_ = false;
     bool isShut_ = false;

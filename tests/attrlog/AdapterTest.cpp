@@ -15,13 +15,10 @@ using namespace Kor;
 using namespace Kor::NboAttrLog;
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
+using support::lifEntry;
 using support::Link;
 using support::Random;
 using Type = StreamAdapter::AttrTransactionType;
-
-AradLifEntry entry(U32 number) {
-    return AradLifEntry(lifGeneral, number, 0);
-}
 
 /// Gives `to` a record as if its peer had sent it.
 template <class Write>
@@ -68,8 +65,8 @@ struct Configs : testing::Test {
 /// Answers a change of its key with a change of another one.
 struct Answering : LifAppConfig::Notifiee {
     void onReqCount(AradLifEntry const& key) override {
-        if (key == entry(1)) {
-            notifier()->reqCountIs(entry(100), 5);
+        if (key == lifEntry(1)) {
+            notifier()->reqCountIs(lifEntry(100), 5);
         }
     }
 };
@@ -96,11 +93,11 @@ TEST_F(Configs, AttachingFindsTheAdapterAndReplacesItsFlagsUnderTheMask) {
 }
 
 TEST_F(Configs, ReadOnlyHoldsOnEitherSideForRecordsAndMarkers) {
-    mine->reqCountIs(entry(1), 1);
+    mine->reqCountIs(lifEntry(1), 1);
     link.quiet();
     auto const adapter = adapterOf(*mine, *link.a);
     adapter->notificationFlagsIs(StreamAdapter::readOnlyThere);
-    theirs->reqCountIs(entry(2), 2);
+    theirs->reqCountIs(lifEntry(2), 2);
     link.quiet();
     EXPECT_TRUE(giveMarker(*link.a, id, 259, Type::start));
     EXPECT_TRUE(giveMarker(*link.a, id, 259, Type::end));
@@ -118,20 +115,20 @@ TEST_F(Configs, ReadOnlyHoldsOnEitherSideForRecordsAndMarkers) {
     adapter->notificationFlagsIs(StreamAdapter::readOnlyHere);
     U64 const records = link.a->out()->records();
     U64 const exceptions = handlerExceptions();
-    mine->reqCountIs(entry(3), 3);
+    mine->reqCountIs(lifEntry(3), 3);
     EXPECT_EQ(handlerExceptions(), exceptions + 1);
     EXPECT_EQ(link.a->out()->records(), records);
     adapter->writableIs(true);
-    mine->reqCountIs(entry(3), 4);
+    mine->reqCountIs(lifEntry(3), 4);
     EXPECT_EQ(link.a->out()->records(), records + 1);
 }
 
 TEST_F(Configs, APassOfThePeerReplacesTheMapOnceItEnds) {
     auto const reactor = answering(theirs);
     auto const count = [&] { return theirs->reqCountMap().count(); };
-    theirs->reqCountIs(entry(1), 1);
-    theirs->reqCountIs(entry(2), 2);
-    theirs->reqCountDel(entry(100));
+    theirs->reqCountIs(lifEntry(1), 1);
+    theirs->reqCountIs(lifEntry(2), 2);
+    theirs->reqCountDel(lifEntry(100));
     link.quiet();
     Demuxer& b = *link.b;
     EXPECT_TRUE(giveMarker(b, id, 259, Type::end)); // none has begun
@@ -142,35 +139,35 @@ TEST_F(Configs, APassOfThePeerReplacesTheMapOnceItEnds) {
 
     U64 const before = b.out()->records();
     EXPECT_TRUE(giveMarker(b, id, 259, Type::start));
-    EXPECT_TRUE(give(b, {id, 259, true}, [](auto const& out) { out << entry(2) << U32{7}; }));
+    EXPECT_TRUE(give(b, {id, 259, true}, [](auto const& out) { out << lifEntry(2) << U32{7}; }));
     EXPECT_TRUE(giveMarker(b, id, 259, Type::end));
     // The one that was not mentioned is gone; what the reactor answered to that stays, and is sent. Nothing
     // else is.
-    EXPECT_EQ(theirs->reqCount(entry(2)), 7u);
-    EXPECT_EQ(theirs->reqCount(entry(100)), 5u);
+    EXPECT_EQ(theirs->reqCount(lifEntry(2)), 7u);
+    EXPECT_EQ(theirs->reqCount(lifEntry(100)), 5u);
     EXPECT_EQ(count(), 2u);
     EXPECT_EQ(b.out()->records(), before + 1);
 }
 
 TEST_F(Configs, WhatAHandlerAnswersIsSentAndNothingEchoes) {
     auto const reactor = answering(theirs);
-    mine->reqCountIs(entry(1), 1);
+    mine->reqCountIs(lifEntry(1), 1);
     link.quiet();
-    EXPECT_EQ(mine->reqCount(entry(100)), 5u);
+    EXPECT_EQ(mine->reqCount(lifEntry(100)), 5u);
     EXPECT_EQ(link.b->out()->records(), 1u);
     EXPECT_EQ(adapterOf(*theirs, *link.b)->syncMode(), StreamAdapter::SyncMode::synchronized);
 
     // A record that is given to the adapter is not applied: it is asked for its state.
     auto const other = makePtr<Out>();
     other->nextHeaderIs({id, 259, true});
-    other << TransactToken(1) << entry(1) << U32{99} << TransactToken(3);
+    other << TransactToken(1) << lifEntry(1) << U32{99} << TransactToken(3);
     auto const in = makePtr<In>();
     in->feed(other->readable());
     MsgHeader header;
     ASSERT_TRUE(in->nextRecord(header));
     U64 const before = link.a->out()->records();
     adapterOf(*mine, *link.a)->handleAttrDeserialization(259, {}, 0, in);
-    EXPECT_EQ(mine->reqCount(entry(1)), 1u);
+    EXPECT_EQ(mine->reqCount(lifEntry(1)), 1u);
     EXPECT_EQ(link.a->out()->records(), before + 1);
 }
 
@@ -179,11 +176,11 @@ TEST(Adapter, AFullStreamCostsOneMarkAChangedKeyAndSendsExactlyThose) {
     auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
     auto const theirs = link.mountAtA(mine);
     for (U32 i = 0; i < 100'000; ++i) {
-        mine->reqCountIs(entry(i % 50), i);
+        mine->reqCountIs(lifEntry(i % 50), i);
     }
-    mine->reqCountDel(entry(0));
-    mine->reqCountIs(entry(51), 1);
-    mine->reqCountDel(entry(51));
+    mine->reqCountDel(lifEntry(0));
+    mine->reqCountIs(lifEntry(51), 1);
+    mine->reqCountDel(lifEntry(51));
     Stats const stats = link.a->stats();
     EXPECT_EQ(stats.dirtyKeys, stats.dirtyKeysHighWater);
     EXPECT_LE(stats.dirtyKeys, 51u);
@@ -244,9 +241,9 @@ TEST(Adapter, ALargeEntityDoesNotHoldUpASmallOne) {
     auto const large = lifAppConfigFactory(Loam::vtAppMpls);
     auto const small = lifAppConfigFactory(Loam::vtAppVxlan);
     for (U32 i = 0; i < 5000; ++i) {
-        large->reqCountIs(entry(i), i);
+        large->reqCountIs(lifEntry(i), i);
     }
-    small->reqCountIs(entry(1), 1);
+    small->reqCountIs(lifEntry(1), 1);
     std::vector<Ptr<Entity>> got;
     link.b->rootHookIs([&](Ptr<Entity> const& offered) { return got.emplace_back(offered); });
     link.a->mount(large);
@@ -301,14 +298,14 @@ TEST(Adapter, AChildUnderANewIdIsMadeAnewAndOneThatIsNotMountedIsKept) {
     auto const theirs = link.mountAtA(mine);
     auto const key = Loam::vtAppMpls;
     auto const copyOf = [&] { return theirs->appConfig(key); };
-    mine->appConfigIs(key)->reqCountIs(entry(1), 1);
+    mine->appConfigIs(key)->reqCountIs(lifEntry(1), 1);
     link.quiet();
     Ptr<LifAppConfig> const first = copyOf();
     // Deleted and made again while nothing leaves.
     adapterOf(*mine, *link.a)
         ->notificationFlagsIs(Entity::Kor_BitSet(1u << StreamAdapter::Bit::alwaysFlowOut));
     mine->appConfigDel(key);
-    mine->appConfigIs(key)->reqCountIs(entry(2), 2);
+    mine->appConfigIs(key)->reqCountIs(lifEntry(2), 2);
     link.quiet();
     EXPECT_NE(copyOf(), first);
     EXPECT_TRUE(support::sameState(*mine, *theirs));
@@ -317,12 +314,12 @@ TEST(Adapter, AChildUnderANewIdIsMadeAnewAndOneThatIsNotMountedIsKept) {
     link.quiet();
     auto const loser = mine->appConfigIs(key);
     auto const winner = theirs->appConfigIs(key);
-    loser->reqCountIs(entry(3), 3);
-    winner->reqCountIs(entry(4), 4);
+    loser->reqCountIs(lifEntry(3), 3);
+    winner->reqCountIs(lifEntry(4), 4);
     link.quiet();
     EXPECT_EQ(copyOf(), winner);
-    EXPECT_EQ(mine->appConfig(key)->reqCount(entry(4)), 4u);
-    mine->appConfig(key)->reqCountIs(entry(5), 5);
+    EXPECT_EQ(mine->appConfig(key)->reqCount(lifEntry(4)), 4u);
+    mine->appConfig(key)->reqCountIs(lifEntry(5), 5);
     link.quiet();
     EXPECT_TRUE(support::sameState(*mine, *theirs));
     // A new connection keeps the children that are there.

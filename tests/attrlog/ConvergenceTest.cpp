@@ -58,7 +58,7 @@ struct MirroredOf : Mirrored {
 // A copy outlives its connection, as the originals do: a new one finds whatever was left.
 TEST(Convergence, SurvivesStallsCutsAndFeedingInPieces) {
     Random random;
-    int const runs = isLong() ? 5000 : 150;
+    int const runs = isLong() ? 5000 : 60;
     for (int run = 0; run < runs; ++run) {
         using List = std::vector<std::unique_ptr<Mirrored>>;
         List ofA, ofB;

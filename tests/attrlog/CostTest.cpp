@@ -39,11 +39,8 @@ using namespace Kor;
 using namespace Kor::NboAttrLog;
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
+using support::lifEntry;
 using support::Link;
-
-AradLifEntry entry(U32 number) {
-    return AradLifEntry(lifAcMp, number, number);
-}
 
 struct Cost {
     U64 records = 0;
@@ -61,7 +58,7 @@ struct Cost {
 struct Fleet {
     Fleet(U32 counts, std::size_t peers) : links(peers) {
         for (U32 i = 0; i < counts; ++i) {
-            config->reqCountIs(entry(i), 1);
+            config->reqCountIs(lifEntry(i), 1);
         }
         for (auto& each : links) {
             each = std::make_unique<Link>();
@@ -97,17 +94,17 @@ struct Fleet {
 
 TEST(Cost, AChangeCostsTheSameHoweverManyKeysThereAre) {
     Fleet few(12, 1), many(100'000, 1); // neither about to grow its tables
-    for (auto const& change : {+[](LifAppConfig& config) { config.reqCountIs(entry(5), 2); },
-                               +[](LifAppConfig& config) { config.reqCountInc(entry(5), 2); },
-                               +[](LifAppConfig& config) { config.reqCountIs(entry(1'000'000), 1); },
-                               +[](LifAppConfig& config) { config.reqCountDel(entry(1'000'000)); }}) {
+    for (auto const& change : {+[](LifAppConfig& config) { config.reqCountIs(lifEntry(5), 2); },
+                               +[](LifAppConfig& config) { config.reqCountInc(lifEntry(5), 2); },
+                               +[](LifAppConfig& config) { config.reqCountIs(lifEntry(1'000'000), 1); },
+                               +[](LifAppConfig& config) { config.reqCountDel(lifEntry(1'000'000)); }}) {
         Cost const cost = few.costOf([&] { change(*few.config); });
         EXPECT_EQ(cost, many.costOf([&] { change(*many.config); }));
         EXPECT_EQ(cost.records, 1u);
         EXPECT_LE(cost.bytes, 32u);
         EXPECT_LE(cost.allocations, 2u); // a new key's members, here and there
     }
-    EXPECT_EQ(few.costOf([&] { few.config->reqCountIs(entry(5), 9); }).allocations, 0u);
+    EXPECT_EQ(few.costOf([&] { few.config->reqCountIs(lifEntry(5), 9); }).allocations, 0u);
 }
 
 TEST(Cost, EightPeersCostAtMostEightAndAHalfTimesOne) {
@@ -115,7 +112,7 @@ TEST(Cost, EightPeersCostAtMostEightAndAHalfTimesOne) {
         Fleet fleet(1000, peers);
         return fleet.costOf([&] {
             for (U32 i = 0; i < 3000; ++i) {
-                fleet.config->reqCountIs(entry(i % 2000), i);
+                fleet.config->reqCountIs(lifEntry(i % 2000), i);
                 for (auto const& each : fleet.links) {
                     each->a->flow();
                     Link::carry(*each->a, *each->b);
@@ -137,20 +134,20 @@ TEST(Cost, APeerThatNeverReadsCostsItsRingAndOneMarkAChangedKey) {
     std::size_t const before = allocated;
     U32 count = 2;
     while (link.a->out()->hasSufficientBuffer()) {
-        fleet.config->reqCountIs(entry(count % keys), count);
+        fleet.config->reqCountIs(lifEntry(count % keys), count);
         ++count;
     }
     EXPECT_EQ(allocated, before);
     U64 const pending = link.a->out()->pending();
     for (U32 i = 0; i < keys; ++i, ++count) {
-        fleet.config->reqCountIs(entry(count % keys), count);
+        fleet.config->reqCountIs(lifEntry(count % keys), count);
     }
     // A mark each, the flow-out, and its table as it grows.
     EXPECT_LE(allocated - before, keys + 20);
     std::size_t const marked = allocated;
     U32 const changes = std::getenv("LOAM_LONG") != nullptr ? 10'000'000 : 300'000;
     for (U32 i = 0; i < changes; ++i, ++count) {
-        fleet.config->reqCountIs(entry(count % keys), count);
+        fleet.config->reqCountIs(lifEntry(count % keys), count);
     }
     EXPECT_EQ(allocated, marked);
     EXPECT_EQ(link.a->out()->pending(), pending);

@@ -18,7 +18,7 @@ using namespace Hardware;
 using namespace Hardware::LoamTunnel;
 using support::Random;
 
-constexpr StreamLimits limits{4096, 512, 1000};
+constexpr StreamLimits smallRings{4096, 512, 1000};
 
 /// The same for the same state, whatever the order.
 U64 digest(LifAppConfigDir const& dir) {
@@ -71,7 +71,7 @@ struct Report {
 };
 
 /// The child: keeps a copy, and writes an answer of its own for each third key that changes.
-struct Answering : LifAppConfig::Notifiee {
+struct AnsweringThirds : LifAppConfig::Notifiee {
     void onReqCount(AradLifEntry const& key) override {
         if (key.dword1() == 0 && key.dword0() % 3 == 0) {
             notifier()->reqCountIs(AradLifEntry(lifAcMp, key.dword0(), 1), notifier()->reqCount(key));
@@ -79,18 +79,18 @@ struct Answering : LifAppConfig::Notifiee {
     }
 };
 [[noreturn]] void runChild(int socket, int asked, int answers) {
-    End end{makePtr<Demuxer>(Side::accepting, limits), socket};
+    End end{makePtr<Demuxer>(Side::accepting, smallRings), socket};
     Ptr<LifAppConfigDir> copy;
     struct Children : LifAppConfigDir::Notifiee {
         void onAppConfig(Loam::VtAppId const& app) override {
             if (auto const child = notifier()->appConfig(app)) {
-                auto const reactor = makePtr<Answering>();
+                auto const reactor = makePtr<AnsweringThirds>();
                 reactor->isRegisteredNotifieeIs(true);
                 reactor->notifierIs(child);
                 reactors.push_back(reactor);
             }
         }
-        std::vector<Ptr<Answering>> reactors;
+        std::vector<Ptr<AnsweringThirds>> reactors;
     };
     auto const children = makePtr<Children>();
     end.demuxer->rootHookIs([&](Ptr<Entity> const& offered) {
@@ -133,7 +133,7 @@ TEST(Process, ACopyIsWholeAgainAfterEachKill) {
         }
         close(sockets[1]);
         close(answers[1]);
-        End end{makePtr<Demuxer>(Side::connecting, limits), sockets[0]};
+        End end{makePtr<Demuxer>(Side::connecting, smallRings), sockets[0]};
         end.demuxer->mount(dir);
         bool const isKilled = round % 2 == 0;
         U32 const steps = random.below(isKilled ? 60 : 20);

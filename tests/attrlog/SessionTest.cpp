@@ -13,13 +13,10 @@ using namespace Kor;
 using namespace Kor::NboAttrLog;
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
+using support::lifEntry;
 using support::Random;
 using support::sameState;
 using support::Sessions;
-
-AradLifEntry entry(U32 number) {
-    return AradLifEntry(lifGeneral, number, 0);
-}
 
 /// What a peer could send that is no Session.
 struct Raw {
@@ -193,7 +190,7 @@ TEST(Goodbye, WaitsForRoomAndIsTheLastWord) {
     two.a->want("config");
     two.quiet();
     for (U32 i = 0; i < 1000; ++i) {
-        config->reqCountIs(entry(i), 1);
+        config->reqCountIs(lifEntry(i), 1);
     }
     two.b->close("going down\x1b[2J");
     EXPECT_TRUE(two.b->flow());
@@ -283,7 +280,7 @@ TEST(Root, IsSentToThoseAloneWhoWantItAndSynchronizedWhenAllBelowIsThere) {
         for (U32 app = 0; app < 8; ++app) {
             auto const child = dir->appConfigIs(static_cast<Loam::VtAppId>(app));
             for (U32 i = 0; i < 60; ++i) {
-                child->reqCountIs(entry(random.below(1000)), 1 + random.below(9));
+                child->reqCountIs(lifEntry(random.below(1000)), 1 + random.below(9));
             }
         }
         auto const properties = makePtr<FapTypeProperties>();
@@ -319,7 +316,7 @@ TEST(Root, IsSentToThoseAloneWhoWantItAndSynchronizedWhenAllBelowIsThere) {
         EXPECT_EQ(two.a->root("lif"), mine);
 
         // Later children and changes come without another word; a remount is one.
-        dir->appConfigIs(static_cast<Loam::VtAppId>(10))->reqCountIs(entry(1), 1);
+        dir->appConfigIs(static_cast<Loam::VtAppId>(10))->reqCountIs(lifEntry(1), 1);
         two.quiet(piece);
         EXPECT_TRUE(sameState(*dir, *mine));
         EXPECT_EQ(lif.states.size(), 3u);
@@ -330,7 +327,7 @@ TEST(Root, IsSentToThoseAloneWhoWantItAndSynchronizedWhenAllBelowIsThere) {
         EXPECT_TRUE(wasWhole);
 
         // The copy of one is written by its peer, that of the other is not.
-        mine->appConfigIs(static_cast<Loam::VtAppId>(11))->reqCountIs(entry(5), 5);
+        mine->appConfigIs(static_cast<Loam::VtAppId>(11))->reqCountIs(lifEntry(5), 5);
         bool const initialized = properties->initialized();
         ptrCast<FapTypeProperties>(two.a->root("properties"))->initializedIs(!initialized);
         two.quiet(piece);
@@ -419,7 +416,7 @@ TEST(Root, IsAskedForAndGivenUpInAnyOrder) {
                 wanted = false;
                 break;
             case 4:
-                theirs[random.below(2)]->reqCountIs(entry(random.below(9)), static_cast<U32>(step) + 1);
+                theirs[random.below(2)]->reqCountIs(lifEntry(random.below(9)), static_cast<U32>(step) + 1);
                 break;
             default:
                 Session& from = random.below(2) != 0 ? *two.a : *two.b;
@@ -493,10 +490,10 @@ TEST(Push, GivesThePeerAnEntityThatItFindsAPlaceFor) {
         return config ? dir->appConfigIs(config->app()).ptr() : nullptr;
     });
     auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
-    mine->reqCountIs(entry(1), 1);
+    mine->reqCountIs(lifEntry(1), 1);
     auto const theirs = dir->appConfigIs(Loam::vtAppMpls);
     for (Access const access : {Access::writable, Access::readOnly}) {
-        theirs->reqCountIs(entry(9), 9); // goes
+        theirs->reqCountIs(lifEntry(9), 9); // goes
         Sessions two({}, {}, service);
         std::vector<std::string> verdicts;
         auto const hook = [&](bool accepted, String8 const& why) {
@@ -505,10 +502,10 @@ TEST(Push, GivesThePeerAnEntityThatItFindsAPlaceFor) {
         two.a->push("request", mine, access, hook);
         two.quiet(7);
         EXPECT_TRUE(sameState(*mine, *theirs));
-        mine->reqCountIs(entry(2), mine->reqCount(entry(2)) + 1);
-        theirs->reqCountIs(entry(3), theirs->reqCount(entry(3)) + 1);
+        mine->reqCountIs(lifEntry(2), mine->reqCount(lifEntry(2)) + 1);
+        theirs->reqCountIs(lifEntry(3), theirs->reqCount(lifEntry(3)) + 1);
         two.quiet();
-        EXPECT_EQ(theirs->reqCount(entry(2)), mine->reqCount(entry(2)));
+        EXPECT_EQ(theirs->reqCount(lifEntry(2)), mine->reqCount(lifEntry(2)));
         EXPECT_EQ(sameState(*mine, *theirs), access == Access::writable);
 
         two.a->push("elsewhere", makePtr<HwIvecs>("x"), access, hook);
@@ -532,7 +529,7 @@ TEST(Push, GivesThePeerAnEntityThatItFindsAPlaceFor) {
         two.b->cut("peer is gone");
         EXPECT_EQ(theirs->references(), 2u);
     }
-    EXPECT_EQ(theirs->reqCount(entry(1)), 1u); // what it had stays
+    EXPECT_EQ(theirs->reqCount(lifEntry(1)), 1u); // what it had stays
 
     // It cannot travel twice, whoever begins.
     Sessions two({}, {}, service);
@@ -632,7 +629,7 @@ TEST(Schema, APeerThatIsNewerIsServedAndWhatOnlyItKnowsIsCounted) {
     raw.record({dir, 258, true, 0, announcedChildAttribute}, [](auto const& out) {
         out << U32{77} << EntityId{19, 0};
     });
-    raw.record({{19, 0}, 259, true}, [](auto const& out) { out << entry(1) << U32{5}; });
+    raw.record({{19, 0}, 259, true}, [](auto const& out) { out << lifEntry(1) << U32{5}; });
     // A key of an enumerator that is not known, and one that is.
     raw.record({rates, 258, true}, [](auto const& out) { out << U32{77} << true; });
     raw.record({rates, 258, true}, [](auto const& out) { out << Loam::vtAppMpls << true; });
@@ -647,7 +644,7 @@ TEST(Schema, APeerThatIsNewerIsServedAndWhatOnlyItKnowsIsCounted) {
     };
     EXPECT_EQ(ptrCast<LifAppConfigDir>(entityOf(dir))
                   ->appConfig(static_cast<Loam::VtAppId>(77))
-                  ->reqCount(entry(1)),
+                  ->reqCount(lifEntry(1)),
               5u);
     EXPECT_EQ(ptrCast<TagPopPushConfig>(entityOf(rates))->appMap().count(), 1u);
     // And it hears why the one was not taken in, among what else this side says.
@@ -662,7 +659,7 @@ TEST(Schema, APeerThatIsNewerIsServedAndWhatOnlyItKnowsIsCounted) {
 TEST(Schema, APeerThatIsOlderTakesWhatItKnows) {
     Sessions two;
     auto const dir = lifAppConfigDirFactory("lif");
-    dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(entry(1), 1);
+    dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(lifEntry(1), 1);
     auto const evec = makePtr<EvecStatus>("evec");
     auto const properties = makePtr<FapTypeProperties>();
     auto const arad = makePtr<FapTypeProperties::AradProperties>(Loam::fapTypeArad);
@@ -705,8 +702,8 @@ TEST(Schema, APeerThatIsOlderTakesWhatItKnows) {
     EXPECT_EQ(copy->fwkType()->typeName(), "Hardware::LoamTunnel::FapTypeProperties::Properties");
     // It goes on in both directions, and what the one does not know is not sent for long.
     EXPECT_FALSE(evec->korNboAttrLogSa(two.b->out()));
-    dir->appConfigIs(Loam::vtAppVxlan)->reqCountIs(entry(2), 2);
-    ptrCast<LifAppConfigDir>(two.a->root("lif"))->appConfig(Loam::vtAppMpls)->reqCountIs(entry(3), 3);
+    dir->appConfigIs(Loam::vtAppVxlan)->reqCountIs(lifEntry(2), 2);
+    ptrCast<LifAppConfigDir>(two.a->root("lif"))->appConfig(Loam::vtAppMpls)->reqCountIs(lifEntry(3), 3);
     evec->ownerIs(EvecOwner(EvecKey(), Loam::vtAppMpls));
     two.quiet();
     EXPECT_TRUE(sameState(static_cast<LifAppConfigDir&>(*two.a->root("lif")), *dir));
@@ -784,9 +781,9 @@ TEST(Harm, ALargeMapDoesNotHoldUpASmallRoot) {
     auto const large = lifAppConfigFactory(Loam::vtAppMpls);
     auto const small = lifAppConfigFactory(Loam::vtAppVxlan);
     for (U32 i = 0; i < 100'000; ++i) {
-        large->reqCountIs(entry(i), 1);
+        large->reqCountIs(lifEntry(i), 1);
     }
-    small->reqCountIs(entry(1), 1);
+    small->reqCountIs(lifEntry(1), 1);
     two.offeredByB->offer("large", large);
     two.offeredByB->offer("small", small);
     two.offeredByB->handlerIs("ping", [](Session&, String8 const&) { return "pong"; });

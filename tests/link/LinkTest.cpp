@@ -33,14 +33,11 @@ using Kor::Link::ConnectorConfig;
 using Kor::Link::Listener;
 using Kor::Link::ListenerConfig;
 using Kor::Link::Loop;
+using support::lifEntry;
 using support::refusal;
 using support::sameState;
 
 constexpr auto enough = 60s;
-
-AradLifEntry entry(U32 number) {
-    return AradLifEntry(lifGeneral, number, 0);
-}
 
 /// A folder of the test's own.
 struct Folder {
@@ -121,7 +118,7 @@ TEST(Address, IsReadAndWritten) {
 }
 
 TEST_F(Links, CarrySessionsOverUnixSocketsAndTcpAndLeaveNothingBehind) {
-    dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(entry(1), 1);
+    dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(lifEntry(1), 1);
     for (auto const& at : {address, Address::parse("tcp:0"), Address::parse("tcp:127.0.0.1:0")}) {
         SCOPED_TRACE(at.text());
         Ptr<Session> theirs;
@@ -148,9 +145,9 @@ TEST_F(Links, CarrySessionsOverUnixSocketsAndTcpAndLeaveNothingBehind) {
             EXPECT_EQ(theirs->peerName(), "application");
             EXPECT_EQ(listener.sessions().size(), 1u);
             // What is changed beside the loop is sent before it waits again, much of it as well as little.
-            mine->appConfigIs(Loam::vtAppVxlan)->reqCountIs(entry(2), 2);
+            mine->appConfigIs(Loam::vtAppVxlan)->reqCountIs(lifEntry(2), 2);
             for (U32 i = 0; i < 30'000; ++i) {
-                dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(entry(i), i);
+                dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(lifEntry(i), i);
             }
             std::string answer;
             std::string const question(50'000, '?');
@@ -205,7 +202,7 @@ struct Process {
 };
 
 TEST_F(Links, ConnectAgainToAServerThatWasKilledAndGetItsStateAnew) {
-    mine->appConfigIs(Loam::vtAppVxlan)->reqCountIs(entry(99), 99); // which no server has
+    mine->appConfigIs(Loam::vtAppVxlan)->reqCountIs(lifEntry(99), 99); // which no server has
     std::vector<std::string> peers;
     ConnectorConfig config = wanting(mine);
     config.hooks.established = [&](Session& session) { peers.emplace_back(session.peerName().view()); };
@@ -218,7 +215,7 @@ TEST_F(Links, ConnectAgainToAServerThatWasKilledAndGetItsStateAnew) {
         ASSERT_EQ(mine->appConfigMap().count(), 1u);
         ASSERT_EQ(mine->appConfig(Loam::vtAppMpls)->reqCountMap().count(), 50u);
         for (U32 i = 0; i < 50; ++i) {
-            ASSERT_EQ(mine->appConfig(Loam::vtAppMpls)->reqCount(entry(i)), value);
+            ASSERT_EQ(mine->appConfig(Loam::vtAppMpls)->reqCount(lifEntry(i)), value);
         }
         EXPECT_EQ(peers.back(), "server " + std::to_string(value));
         if (value == 2) { // of two servers the first one stays
@@ -228,7 +225,7 @@ TEST_F(Links, ConnectAgainToAServerThatWasKilledAndGetItsStateAnew) {
         }
         server.kill();
         ASSERT_TRUE(loop.runUntil([&] { return !connector.session(); }, enough));
-        EXPECT_EQ(mine->appConfig(Loam::vtAppMpls)->reqCount(entry(0)), value); // it stays as it was
+        EXPECT_EQ(mine->appConfig(Loam::vtAppMpls)->reqCount(lifEntry(0)), value); // it stays as it was
         EXPECT_TRUE(std::filesystem::exists(address.path()));
     }
     connector.close("enough");
@@ -320,7 +317,7 @@ struct RawPeer {
 
 TEST_F(Links, ServeTheOthersWhileSomePeersAreSilentOrStuckOrMad) {
     for (U32 i = 0; i < 100'000; ++i) {
-        dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(entry(i), i);
+        dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(lifEntry(i), i);
     }
     ListenerConfig config = serving();
     config.helloTime = 200ms;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <elf.h>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
@@ -27,7 +28,8 @@ std::vector<std::string> names(auto const& types) {
 /// The section of an ELF file, or nothing.
 std::string section(std::string const& file, std::string const& name) {
     std::ifstream stream(file, std::ios::binary);
-    std::string const bytes{std::istreambuf_iterator<char>(stream), {}};
+    std::string bytes(std::filesystem::file_size(file), '\0');
+    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     auto const at = [&]<class T>(T, std::size_t offset) {
         T value;
         std::memcpy(&value, bytes.data() + offset, sizeof value);

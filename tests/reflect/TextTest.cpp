@@ -54,7 +54,7 @@ TEST(Text, OfEveryTypeSurvives) {
     auto const types = support::textTypes();
     EXPECT_GT(types.size(), 80u);
     for (KorType const* type : types) {
-        for (int round = 0; round < 100; ++round) {
+        for (int round = 0; round < 30; ++round) {
             bool const isDefault = round == 0 && !type->isEnumType(); // 0 may be no enumerator
             auto const box = isDefault ? support::defaultBox(*type) : support::randomBox(*type, random);
             std::string const text = support::textOf(box);
@@ -95,10 +95,11 @@ TEST(Text, DamageIsRefusedOrGivesAValue) {
             for (char const c :
                  {'\0', ' ', '\'', '"', '\\', '0', '9', 'z', '-', ',', '{', '}', '(', ')', '\xff'}) {
                 std::string damaged = text;
-                damaged[at] = c;
-                tryOne(damaged);
-                damaged = text;
-                damaged.insert(at, 1, c);
+                if (random.below(2) == 0) {
+                    damaged[at] = c;
+                } else {
+                    damaged.insert(at, 1, c);
+                }
                 tryOne(damaged);
             }
         }

@@ -14,6 +14,16 @@ namespace support {
 
 using namespace Hardware::LoamTunnel;
 
+/// The chips whose tables the values have an encoding for.
+inline constexpr Hardware::ChipType supportedChips[] = {
+    Hardware::aradChip3,    Hardware::aradChip4,    Hardware::jerichoChip5, Hardware::jerichoChip7,
+    Hardware::jerichoChip8, Hardware::jerichoChip9, Hardware::jerichoChip10};
+
+/// One of many keys.
+inline AradLifEntry lifEntry(Kor::U32 number) {
+    return AradLifEntry(lifGeneral, number, 0);
+}
+
 template <class... T>
 struct TypeList {};
 

@@ -1,5 +1,5 @@
 #include "../bench/HandWrittenLif.h"
-#include "support/Random.h"
+#include "support/Values.h"
 #include "tables/LifTable.h"
 #include "values/LoamTunnelTypes.h"
 
@@ -11,8 +11,6 @@ namespace {
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
 
-constexpr ChipType supported[] = {aradChip3,    aradChip4,    jerichoChip5, jerichoChip7,
-                                  jerichoChip8, jerichoChip9, jerichoChip10};
 constexpr LifType writable[] = {lifAcMp, lifAcP2pToAc, lifAcP2pToPwe, lifLabelPweP2p, lifLabelProtocolOrLsp};
 
 using Row = std::array<Kor::U8, 16>;
@@ -34,7 +32,7 @@ TEST(AradLifEntry, IsWrittenAsByHandOnEveryChipAndLeavesOtherBits) {
             if (type == lifAcP2pToAc) {
                 entry.dword0Is(entry.dword0() & ~(Kor::U64{0x3ff} << 36)); // outLif of 16 bits
             }
-            for (ChipType const chip : supported) {
+            for (ChipType const chip : support::supportedChips) {
                 Row noise;
                 random.fill(noise.data(), noise.size());
                 Row expected = noise;
@@ -50,7 +48,7 @@ TEST(AradLifEntry, IsWrittenAndCountedAlikeWithTraceOnAndOff) {
     support::Random random;
     Kor::TraceFacility& rows = Kor::traceFacility("LoamTunnelMetaInfo");
     for (LifType const type : writable) {
-        for (ChipType const chip : supported) {
+        for (ChipType const chip : support::supportedChips) {
             AradLifEntry const entry(type, random.next() & ~(Kor::U64{0x3ff} << 36), random.next());
             Kor::U32 start = rows.testCounter;
             Row const quiet = encoded(entry, chip);

@@ -1,6 +1,6 @@
 #include "../bench/HandWrittenPairs.h"
-#include "support/Random.h"
 #include "support/Refusal.h"
+#include "support/Values.h"
 #include "tables/LoamTunnelMetaInfo.h"
 #include "values/LoamTunnelTypes.h"
 
@@ -14,16 +14,13 @@ using namespace Hardware::LoamTunnel;
 using Sideband::Fapmask;
 using support::refusal;
 
-constexpr ChipType supported[] = {aradChip3,    aradChip4,    jerichoChip5, jerichoChip7,
-                                  jerichoChip8, jerichoChip9, jerichoChip10};
-
 TEST(Encoders, WritePairsAsByHandOnEveryChipAndLeaveOtherBits) {
     support::Random random;
     for (int round = 0; round < 4000; ++round) {
         OutAcValue acs(static_cast<U32>(random.next()), static_cast<U32>(random.next()),
                        static_cast<U32>(random.next()));
         EvecValue const evecs(random.next() & EvecValue::limit);
-        for (ChipType const chip : supported) {
+        for (ChipType const chip : support::supportedChips) {
             OutAcValue fitting = acs;
             fitting.ac0EntryFormatIs(acs.ac0EntryFormat() & (chip == aradChip3 ? 7 : 3));
             fitting.ac1EntryFormatIs(acs.ac1EntryFormat() & (chip == aradChip4 ? 3 : 7));
@@ -51,7 +48,7 @@ TEST(Encoders, CountTheirTracePointsAlikeWhenQuietAndWhenTraced) {
         value.writeToChipFormat(chip, buffer);
         return rows.testCounter + types.testCounter - before;
     };
-    for (ChipType const chip : supported) {
+    for (ChipType const chip : support::supportedChips) {
         U32 const acs = counted(OutAcValue(), chip);
         U32 const evecs = counted(EvecValue(), chip);
         U32 records = 0;
@@ -263,7 +260,7 @@ TEST(Ivec, CommandsHaveTheLayoutOfTheirRows) {
     U8 buffer[4];
     U32 const word = command.word();
     std::memcpy(buffer, &word, sizeof buffer);
-    for (ChipType const chip : supported) {
+    for (ChipType const chip : support::supportedChips) {
         EpniIvecTable row(chip, buffer, 4, false, 0);
         EXPECT_EQ(row.getAllFields(), word);
         EXPECT_EQ(row.tpidProfile(), command.tpidProfile());
