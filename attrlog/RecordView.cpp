@@ -22,6 +22,23 @@ std::string nameOf(KorType const* type, AttributeId attribute) {
     return std::to_string(attribute);
 }
 
+/// What a session says; a minus in front takes it back.
+std::string controlName(AttributeId attribute) {
+    constexpr char const* names[] = {"hello", "goodbye", "offer",   "offersKnown",
+                                     "want",  "verdict", "request", "answer"};
+    AttributeId const magnitude = attribute < 0 ? -attribute : attribute;
+    return magnitude >= helloAttribute && magnitude <= answerAttribute
+               ? std::string(attribute < 0 ? "-" : "").append(names[magnitude - helloAttribute])
+               : std::to_string(attribute);
+}
+
+/// Whether its first part is a path, or a reason.
+bool beginsWithText(AttributeId control) {
+    AttributeId const magnitude = control < 0 ? -control : control;
+    return magnitude == goodbyeAttribute || magnitude == offerAttribute || magnitude == wantAttribute ||
+           magnitude == verdictAttribute;
+}
+
 AttrLogType const* logOf(KorType const* type) {
     return type != nullptr ? AttrLogType::named(type->typeName().view()) : nullptr;
 }
@@ -106,7 +123,10 @@ void RecordWalker::read(In& in, RecordView& record) {
             readAnnouncement(in, record);
         } else {
             record.kind = RecordView::Kind::control;
-            record.attribute = std::to_string(attribute);
+            record.attribute = controlName(attribute);
+            if (beginsWithText(attribute)) {
+                record.value = stringOf(in.nextString());
+            }
         }
         return;
     }

@@ -1,5 +1,6 @@
 #include "attrlog/Session.h"
 
+#include "attrlog/RecordView.h"
 #include "reflect/Text.h"
 
 #include <algorithm>
@@ -980,6 +981,14 @@ void Session::call(Name const& verb, String8 const& argument, Reply reply) {
 
 void Session::offerChanged(Name const& path) {
     impl_->offerChanged(path);
+}
+
+std::size_t Session::preambleOf(std::span<U8 const> start) noexcept {
+    std::size_t const known = std::min(start.size(), magic.size());
+    if (!std::equal(magic.begin(), magic.begin() + static_cast<std::ptrdiff_t>(known), start.begin())) {
+        return 0;
+    }
+    return start.size() < preambleLength ? RecordWalker::more : preambleLength;
 }
 
 } // namespace Kor::NboAttrLog

@@ -16,7 +16,8 @@ constexpr std::ptrdiff_t atOnce = 1 << 18;
 Connection::Connection(Loop& loop, Socket socket, Ptr<NboAttrLog::Session> session, Peering const& peering,
                        End end)
     : loop_(loop), descriptor_(loop.impl().io, socket.release()), session_(std::move(session)),
-      helloTime_(peering.helloTime), goodbyeTime_(peering.goodbyeTime), end_(std::move(end)) {}
+      helloTime_(peering.helloTime), goodbyeTime_(peering.goodbyeTime), tap_(peering.tap),
+      end_(std::move(end)) {}
 
 Connection::~Connection() = default;
 
@@ -67,6 +68,9 @@ void Connection::readable() {
         }
         left -= n;
         if (session_->isOpen()) {
+            if (tap_) {
+                tap_(*session_, false, to.first(static_cast<std::size_t>(n)));
+            }
             session_->in()->wrote(static_cast<std::size_t>(n));
             session_->receive();
         }
@@ -98,6 +102,9 @@ bool Connection::pump() {
                 lost(errorText(error));
             }
             break;
+        }
+        if (tap_) {
+            tap_(*session_, true, bytes.first(static_cast<std::size_t>(n)));
         }
         session_->out()->nextBytes(static_cast<std::size_t>(n));
         left -= n;

@@ -25,6 +25,8 @@ struct Peering {
     NboAttrLog::SessionHooks hooks{};
     /// Called with each new session, before its hello: the place for want(), push() and call().
     std::function<void(NboAttrLog::Session&)> setUp{};
+    /// Hears of each piece of a session's stream, as it is sent or received: to record it, or to count.
+    std::function<void(NboAttrLog::Session const&, bool isSent, std::span<U8 const>)> tap{};
     /// The user for whom a peer on a Unix socket must run; this process's one unless given.
     std::optional<U32> peerUid{};
     /// How long a peer may take for its hello, and to read a goodbye.

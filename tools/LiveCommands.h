@@ -2,6 +2,7 @@
 
 /// The commands on live trees, and those that make them live.
 
+#include "attrlog/Recording.h"
 #include "tools/Application.h"
 #include "tools/Commands.h"
 #include "tools/Live.h"
@@ -40,6 +41,17 @@ struct WaitOptions {
 std::pair<std::string, std::optional<std::string>> parseWait(std::string const& text);
 void wait(Context& context, LiveOptions const& options, WaitOptions const& wait);
 void monitor(Context& context, MonitorOptions const& options);
+
+struct LogRecordOptions {
+    LiveOptions live;
+    std::string file;
+    std::vector<std::string> roots;
+    unsigned seconds = 0;
+    /// End as soon as all roots are here.
+    bool once = false;
+    U64 most = Kor::NboAttrLog::RecordingOut::defaultMost;
+};
+void logRecord(Context& context, LogRecordOptions const& options);
 void stats(Context& context, LiveOptions const& options, Output const& output);
 void traceLevels(Context& context, LiveOptions const& options, std::vector<std::string> const& words,
                  Output const& output);

@@ -279,6 +279,23 @@ void addDemo(CLI::App& app, Context& context) {
 
 } // namespace
 
+void addLogRecord(CLI::App& log, Context& context) {
+    auto* const command = log.add_subcommand("record", "Record a connection to a process that serves");
+    auto const options = std::make_shared<LogRecordOptions>();
+    command->add_option("file", options->file, "The recording, a new file")->type_name("FILE")->required();
+    command->add_option("roots", options->roots, "What to ask for, such as lifStatus (default: all)")
+        ->type_name("ROOT");
+    addNumber(
+        *command, "--for", [options](U32 n) { options->seconds = n; },
+        "End after so many seconds (default: with SIGINT, or with the connection)");
+    command->add_flag("--once", options->once, "End when all that is asked for is here");
+    addNumber(
+        *command, "--most", [options](U32 n) { options->most = n; },
+        "End when the file has so many bytes (default: 1 GiB)");
+    addLive(*command, options->live);
+    command->callback([&context, options] { logRecord(context, *options); });
+}
+
 void addLiveCommands(CLI::App& app, Context& context) {
     addDemo(app, context);
     addDriver(app, context);

@@ -1,5 +1,6 @@
 #include "attrlog/RecordView.h"
 #include "attrlog/Recording.h"
+#include "attrlog/Session.h"
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 
@@ -49,6 +50,7 @@ public:
             RecordingIn recording(stream_);
             limits = recording.limits();
             walker.emplace(limits);
+            walker->preambleIs(Session::preambleOf);
             for (chunkAt = recording.offset(); recording.next(chunk); chunkAt = recording.offset()) {
                 from = chunk.from;
                 walker->walk(from, chunk.bytes, [&](RecordView const& record) {

@@ -15,6 +15,9 @@ void addOutput(CLI::App& command, Output& output, std::string const& own);
 CLI::Option* addNumber(CLI::App& command, std::string const& name, std::function<void(U32)> set,
                        std::string const& text, U64 most = 0xffffffff);
 
+/// `log record`, a command of `log`.
+void addLogRecord(CLI::App& log, Context& context);
+
 /// demo, driver, application, serve and the commands on what is served.
 void addLiveCommands(CLI::App& app, Context& context);
 

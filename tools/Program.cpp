@@ -347,7 +347,7 @@ void addRun(CLI::App& app, Context& context) {
 }
 
 void addLog(CLI::App& app, Context& context) {
-    auto* const log = app.add_subcommand("log", "Look at a recorded attribute log");
+    auto* const log = app.add_subcommand("log", "Record an attribute log, and look at a recorded one");
     log->require_subcommand(1);
     auto const options = std::make_shared<LogOptions>();
     auto const add = [&](char const* name, char const* text, int files,
@@ -374,7 +374,9 @@ void addLog(CLI::App& app, Context& context) {
     add("check", "Say whether the recording is sound, or where it is not", 1, logCheck);
     add("replay", "Print the state that the records lead to", 1, logReplay);
     add("diff", "Print what differs between the states that two recordings lead to", 2, logDiff);
+    addLogRecord(*log, context);
     log->footer("The exit status is 1 when a recording is unsound or diff finds a difference.\n\n"
+                "  loamtunnel log record lif.loamlog --socket /run/loam/driver --for 10\n"
                 "  loamtunnel log show lif.loamlog -m\n"
                 "  loamtunnel log replay lif.loamlog --from connecting --json");
 }

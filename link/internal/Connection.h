@@ -39,6 +39,7 @@ private:
     asio::posix::stream_descriptor descriptor_;
     Ptr<NboAttrLog::Session> session_;
     std::chrono::milliseconds helloTime_, goodbyeTime_;
+    decltype(Peering::tap) tap_;
     End end_;
     Timer timer_;
     bool isWriting_ = false;

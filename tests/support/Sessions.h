@@ -17,8 +17,8 @@ using Kor::NboAttrLog::SessionConfig;
 inline constexpr StreamLimits smallSession{2 * 1024 + 128, 1024, 1000};
 
 struct Sessions {
-    explicit Sessions(StreamLimits const& limits = {}, Kor::Ptr<Service> serviceOfA = {},
-                      Kor::Ptr<Service> serviceOfB = {})
+    explicit Sessions(StreamLimits const& limits = {}, Kor::Ptr<Service> const& serviceOfA = {},
+                      Kor::Ptr<Service> const& serviceOfB = {})
         : offeredByA(serviceOfA ? serviceOfA : Kor::makePtr<Service>()),
           offeredByB(serviceOfB ? serviceOfB : Kor::makePtr<Service>()),
           a(Kor::makePtr<Session>(Side::connecting, SessionConfig{"a", 7, limits}, offeredByA)),

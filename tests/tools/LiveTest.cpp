@@ -113,6 +113,40 @@ TEST_F(Live, WhatIsServedReadOnlyIsNotWritten) {
     EXPECT_NE(on("get", {"lif.appConfig"}).out.find("vtAppMpls"), std::string::npos);
 }
 
+TEST_F(Live, AConnectionIsRecordedAndReplayed) {
+    std::string const log = file("log");
+    auto const record = [&](std::string const& address) {
+        return loamtunnel({"log", "record", "--socket", address, "--timeout", "20000", log, "lif", "--once"});
+    };
+    EXPECT_EQ(record(file("nowhere")).status, 1);
+    EXPECT_FALSE(std::filesystem::exists(log));
+
+    std::ofstream(file("script")) << "new LifAppConfigDir lif\nset lif.appConfig[vtAppMpls]\n"
+                                     "set lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1] 5\n"
+                                     "new EvecStatus evec\n";
+    auto const server = serve({"--run", file("script")});
+    Outcome const outcome = record(socket());
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(record(socket()).err.find("is there already"), std::string::npos);
+
+    EXPECT_EQ(loamtunnel({"log", "check", log}).status, 0);
+    std::set<std::string> said;
+    for (auto const& row : nlohmann::json::parse(loamtunnel({"log", "show", log, "--json"}).out)) {
+        said.insert(row["record"] == "control"
+                        ? row["attribute"].get<std::string>() + ' ' + row["value"].dump()
+                        : row["record"].get<std::string>());
+    }
+    for (char const* each : {"hello null", "offer \"lif\"", "offersKnown null", "want \"lif\"",
+                             "announcement", "child", "set", "goodbye \"the client ends\""}) {
+        EXPECT_TRUE(said.contains(each)) << each;
+    }
+    auto const state =
+        nlohmann::json::parse(loamtunnel({"log", "replay", log, "--from", "accepting", "--json"}).out);
+    ASSERT_EQ(state.size(), 3u) << state;
+    EXPECT_EQ(state[2]["attribute"], "reqCount");
+    EXPECT_EQ(state[2]["value"], "5");
+}
+
 TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {
     auto server = serve({"lif=LifAppConfigDir", "--writable"});
     auto monitor = start({"monitor", "--socket", socket(), "--attribute", "reqCount"}, "monitor.log");

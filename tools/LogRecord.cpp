@@ -1,0 +1,117 @@
+#include "link/Connector.h"
+#include "tools/LiveCommands.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+namespace tool {
+
+using namespace Kor::NboAttrLog;
+
+void logRecord(Context& context, LogRecordOptions const& options) {
+    if (std::ifstream(options.file)) {
+        throw Refused(shown(options.file) + " is there already");
+    }
+    std::ofstream file(options.file, std::ios::binary);
+    SessionConfig const own = sessionConfig("log record");
+    RecordingOut recording(file, own.limits, options.most);
+    file.flush();
+    if (!file) {
+        throw Refused("cannot write " + shown(options.file));
+    }
+
+    Kor::Link::Loop loop;
+    std::set<std::string> wanted, here;
+    std::string refusal;
+    U64 pieces = 0;
+    auto const want = [&](Session& session, std::string const& root) {
+        if (wanted.insert(root).second) {
+            session.want(Kor::Name(Kor::String8(root)),
+                         [&, root](RootState state, Kor::Ptr<Kor::Entity> const&, Kor::String8 const& why) {
+                             if (state == RootState::refused) {
+                                 refusal = root + " is refused: " + std::string(why.view());
+                                 loop.stop();
+                             } else if (state == RootState::synchronized) {
+                                 here.insert(root);
+                             }
+                         });
+        }
+    };
+    Kor::Link::ConnectorConfig config;
+    config.session = own;
+    config.reconnects = false; // a recording is that of one connection
+    auto const begin = std::chrono::steady_clock::now();
+    config.tap = [&](Session const&, bool isSent, std::span<Kor::U8 const> bytes) {
+        auto const time = std::chrono::steady_clock::now() - begin;
+        recording.write(isSent ? Side::connecting : Side::accepting,
+                        static_cast<U64>(std::chrono::duration_cast<std::chrono::microseconds>(time).count()),
+                        bytes);
+        ++pieces;
+        if (recording.isCut() || !file) {
+            loop.stop();
+        }
+    };
+    config.hooks.offersChanged = [&](Session& session) {
+        if (!session.areOffersKnown()) {
+            return;
+        }
+        if (options.roots.empty()) {
+            for (auto const& [path, offer] : session.peerOffers()) {
+                want(session, std::string(path.view()));
+            }
+        }
+        for (std::string const& root : options.roots) {
+            want(session, root);
+        }
+    };
+    bool isInterrupted = false;
+    loop.signalsAre({SIGINT, SIGTERM}, [&](int) {
+        isInterrupted = true;
+        loop.stop();
+    });
+    std::string lost;
+    bool isComplete = false;
+    {
+        Kor::Link::Connector connector(loop, addressOf(options.live.address), config);
+        auto const most = options.seconds != 0
+                              ? Kor::Link::Loop::Duration(std::chrono::seconds(options.seconds))
+                          : options.once ? Kor::Link::Loop::Duration(options.live.timeout)
+                                         : Kor::Link::Loop::Duration(std::chrono::hours(24 * 365));
+        loop.runUntil(
+            [&] {
+                isComplete = !wanted.empty() && here == wanted;
+                return connector.isOver() || (options.once && isComplete);
+            },
+            most);
+        if (connector.isOver()) {
+            lost = connector.lastReason().view();
+        }
+    } // which says goodbye, and that is recorded too
+    file.flush();
+    if (!file) {
+        throw Refused("cannot write " + shown(options.file));
+    }
+    if (pieces == 0) {
+        file.close();
+        std::filesystem::remove(options.file);
+        throw Refused("no connection to " + shown(options.live.address) + ": " +
+                      (lost.empty() ? "no answer in time" : lost));
+    }
+    if (!refusal.empty()) {
+        throw Refused(refusal);
+    }
+    if (options.once && !isComplete && !isInterrupted) {
+        throw Refused("not all that was asked for has come");
+    }
+    if (!lost.empty()) {
+        context.note("the connection has ended: " + shown(lost));
+    }
+    if (recording.isCut()) {
+        context.note("the recording is full");
+    }
+    context.note(std::to_string(recording.bytes()) + " bytes recorded");
+}
+
+} // namespace tool
