@@ -974,10 +974,8 @@ void StreamAdapterOf<X>::read(X& entity, bool isDelete, In& in, bool applies) {
             }
             in.recordEnd();
             apply();
-            if (this->flowIn() != nullptr && this->flowIn()->aid() == idOf<A>) {
-                if (auto const* const member = Form<A>::map(entity).recent(key)) {
-                    member->korMarkedForDeletionIs(false);
-                }
+            if (auto const* const member = Form<A>::map(entity).recent(key)) {
+                member->korMarkedForDeletionIs(false);
             }
         };
         if (isDelete) {

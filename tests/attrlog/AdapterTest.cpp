@@ -123,6 +123,24 @@ TEST_F(Configs, ReadOnlyHoldsOnEitherSideForRecordsAndMarkers) {
     EXPECT_EQ(link.a->out()->records(), records + 1);
 }
 
+// Before protocol 2 a pass had no markers: the sync modes around it stood for them.
+TEST_F(Configs, AnOlderPeersSyncModesBeginAndEndItsPass) {
+    theirs->reqCountIs(lifEntry(1), 1);
+    theirs->reqCountIs(lifEntry(2), 2);
+    link.quiet();
+    link.b->protocolIs(1);
+    auto const told = [&](U32 mode) {
+        return give(*link.b, {id, syncModeAttribute, false, 4}, [&](auto const& out) { out << mode; });
+    };
+    EXPECT_TRUE(told(2));
+    EXPECT_TRUE(give(*link.b, {id, 259, true}, [](auto const& out) { out << lifEntry(1) << U32{1}; }));
+    EXPECT_EQ(theirs->reqCountMap().count(), 2u);
+    EXPECT_TRUE(told(1));
+    EXPECT_EQ(theirs->reqCountMap().count(), 1u);
+    EXPECT_EQ(theirs->reqCount(lifEntry(1)), 1u);
+    EXPECT_EQ(link.b->stats().refusedRecords, 0u);
+}
+
 TEST_F(Configs, APassOfThePeerReplacesTheMapOnceItEnds) {
     auto const reactor = answering(theirs);
     auto const count = [&] { return theirs->reqCountMap().count(); };
