@@ -318,7 +318,9 @@ void StreamAdapter::handleSyncMode(SyncMode mode) {
         return;
     }
     Entity const* const entity = korNotifierEntity();
-    for (Demuxer* const demuxer : globalNboAttrLogDemuxerManager().demuxers()) {
+    // Before protocol 2 it sweeps, and handlers of that may make or drop a demultiplexer.
+    auto const& all = globalNboAttrLogDemuxerManager().demuxers();
+    for (Ptr<Demuxer> const& demuxer : std::vector<Ptr<Demuxer>>(all.begin(), all.end())) {
         Ptr<StreamAdapter> const adapter = demuxer->reactor(entityId_);
         if (adapter && adapter->korNotifierEntity() == entity && adapter->entityId().isAssigned()) {
             bool const before = adapter->flag(Bit::silent);

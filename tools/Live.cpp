@@ -34,7 +34,7 @@ std::string traceState() {
                        {"levels", levels},
                        {"passed", each->testCounter}});
     }
-    return all.dump();
+    return all.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 /// `FACILITY on|off|+LEVEL|-LEVEL...`

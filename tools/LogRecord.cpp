@@ -11,6 +11,7 @@ namespace tool {
 using namespace Kor::NboAttrLog;
 
 void logRecord(Context& context, LogRecordOptions const& options) {
+    Kor::Link::Address const address = addressOf(options.live.address);
     if (std::ifstream(options.file)) {
         throw Refused(shown(options.file) + " is there already");
     }
@@ -74,7 +75,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
     std::string lost;
     bool isComplete = false;
     {
-        Kor::Link::Connector connector(loop, addressOf(options.live.address), config);
+        Kor::Link::Connector connector(loop, address, config);
         auto const most = options.seconds != 0
                               ? Kor::Link::Loop::Duration(std::chrono::seconds(options.seconds))
                           : options.once ? Kor::Link::Loop::Duration(options.live.timeout)

@@ -162,8 +162,9 @@ TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {
     server.kill(SIGKILL);
     server.join();
     server = serve({"lif=LifAppConfigDir", "--writable"});
-    EXPECT_TRUE(eventually([&] { return content("monitor.log").find("-- lif is") != std::string::npos; }))
-        << content("monitor.log");
+    EXPECT_TRUE(eventually([&] {
+        return content("monitor.log").find("-- lif is resynchronised") != std::string::npos;
+    })) << content("monitor.log");
     monitor.kill(SIGINT);
     EXPECT_EQ(monitor.join(), 0);
 }
