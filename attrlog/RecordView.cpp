@@ -22,11 +22,16 @@ std::string nameOf(KorType const* type, AttributeId attribute) {
     return std::to_string(attribute);
 }
 
+/// The attribute that a record sets or deletes.
+AttributeId magnitudeOf(AttributeId attribute) {
+    return attribute < 0 ? -attribute : attribute;
+}
+
 /// What a session says; a minus in front takes it back.
 std::string controlName(AttributeId attribute) {
     constexpr char const* names[] = {"hello", "goodbye", "offer",   "offersKnown",
                                      "want",  "verdict", "request", "answer"};
-    AttributeId const magnitude = attribute < 0 ? -attribute : attribute;
+    AttributeId const magnitude = magnitudeOf(attribute);
     return magnitude >= helloAttribute && magnitude <= answerAttribute
                ? std::string(attribute < 0 ? "-" : "").append(names[magnitude - helloAttribute])
                : std::to_string(attribute);
@@ -34,7 +39,7 @@ std::string controlName(AttributeId attribute) {
 
 /// Whether its first part is a path, or a reason.
 bool beginsWithText(AttributeId control) {
-    AttributeId const magnitude = control < 0 ? -control : control;
+    AttributeId const magnitude = magnitudeOf(control);
     return magnitude == goodbyeAttribute || magnitude == offerAttribute || magnitude == wantAttribute ||
            magnitude == verdictAttribute;
 }
@@ -134,7 +139,7 @@ void RecordWalker::read(In& in, RecordView& record) {
     Known const entity = found != known_.end() ? found->second : Known{nullptr, ""};
     record.type = entity.type;
     record.path = entity.path;
-    AttributeId const magnitude = attribute < 0 ? -attribute : attribute;
+    AttributeId const magnitude = magnitudeOf(attribute);
     record.attribute = std::to_string(magnitude);
     if (record.header.isMarker) {
         constexpr char const* types[] = {"start", "abort", "end"};

@@ -43,7 +43,6 @@ function(loam_defaults TARGET)
     # A changed .clang-tidy must look at every source again.
     set_target_properties(${TARGET} PROPERTIES CXX_CLANG_TIDY "${LOAM_CLANG_TIDY};--quiet")
     get_target_property(SOURCES ${TARGET} SOURCES)
-    set(RULES ${LoamTunnel_SOURCE_DIR}/.clang-tidy)
-    set_property(SOURCE ${SOURCES} APPEND PROPERTY OBJECT_DEPENDS ${RULES})
+    set_property(SOURCE ${SOURCES} APPEND PROPERTY OBJECT_DEPENDS ${LoamTunnel_SOURCE_DIR}/.clang-tidy)
   endif()
 endfunction()
