@@ -190,6 +190,9 @@ void Demuxer::announcement() {
             Entity::Kor_BitSet(peerFlags_.word() | (isReadOnly ? StreamAdapter::readOnlyHere.word() : 0)), 0,
             out_, this);
     }
+    if (StreamAdapter const* const adapter = reactor(id)) {
+        topIs(*adapter);
+    }
     if (control_ != nullptr) {
         control_->mounted(id);
     }
@@ -225,13 +228,18 @@ bool Demuxer::flow() {
     }
     Ptr<Demuxer> const self(this);
     During const flowing(flowing_);
+    if (isOverLimit_) {
+        close(format("the peer takes at most %u entities", peerLimit_));
+        return false;
+    }
     wasFull_ = wasFull_ && !out_->hasSufficientBuffer();
     std::size_t idle = 0;
     while (isOpen_ && writeRetired() && writeCompleted() && !queue_.empty() && out_->hasSufficientBuffer()) {
         Ptr<StreamAdapter> const adapter = std::move(queue_.front());
         queue_.pop_front();
-        if (adapter->flowOut() == nullptr) {
-            continue; // it has left
+        adapter->isQueuedIs(false);
+        if (adapter->flowOut() == nullptr || adapter->isHeldBack() || adapter->isMuted()) {
+            continue; // it has left, or comes again with resume()
         }
         U64 const before = out_->records();
         sliceEnd_ = queue_.empty() ? noSlice : before + slice;
@@ -240,8 +248,9 @@ bool Demuxer::flow() {
             next = adapter->korFlow();
         } catch (Exception const& exception) { // it cannot be announced
             ++stats_.refusedRecords;
+            handlerExceptionNote(*adapter, newEntityAttribute);
             EntityId const id = adapter->entityId();
-            reactorDel(id);
+            reactorRetire(id);
             if (control_ != nullptr) {
                 control_->failed(id, exception.message());
             }
@@ -256,7 +265,7 @@ bool Demuxer::flow() {
             continue;
         }
         flowOut->attrIdIs(next);
-        queue_.push_back(adapter);
+        enqueue(*adapter);
         idle = out_->records() == before ? idle + 1 : 0;
         if (idle > queue_.size()) {
             break;
@@ -287,7 +296,7 @@ bool Demuxer::writeCompleted() {
         auto const root = roots_.find(id);
         StreamAdapter* const adapter = reactor(id);
         if (root != roots_.end() && adapter != nullptr && root->second.isAwaited &&
-            root->second.passes == 0) {
+            root->second.passes == 0 && !adapter->isMuted()) {
             root->second.isAwaited = false;
             adapter->sendSyncMode(StreamAdapter::SyncMode::allSynchronized);
         }
@@ -332,6 +341,8 @@ void Demuxer::close(String8 reason) {
     queue_.clear();
     retired_.clear();
     roots_.clear();
+    tops_.clear();
+    above_.clear();
     completed_.clear();
     out_->reverseLogIs(nullptr);
     in_->demuxerIs(nullptr);
@@ -346,13 +357,8 @@ ValidPtr<StreamAdapter> Demuxer::mountRoot(Ptr<Entity> const& entity, RootName n
         if (entity->korNboAttrLogSa(out_)) {
             throwRangeException("it is on this connection already");
         }
-        for (auto const& each : adapters_) {
-            for (Ptr<Entity const> above = std::as_const(*each.value).korNotifierEntity(); above;
-                 above = above->parent()) {
-                if (above == entity) {
-                    throwRangeException("a part of it is on this connection already");
-                }
-            }
+        if (isPartMounted(*entity)) {
+            throwRangeException("a part of it is on this connection already");
         }
     }
     Entity::Kor_BitSet const flags =
@@ -374,12 +380,16 @@ ValidPtr<StreamAdapter> Demuxer::mountFor(Ptr<Entity> const& entity, Entity::Kor
         throwRangeException("null ValidPtr");
     }
     bool const isNew = !entity->korNboAttrLogSa(out_);
+    if (isNew && isPeerFull()) {
+        throwRangeException(format("the peer takes at most %u entities", peerLimit_));
+    }
     Ptr<StreamAdapter> const adapter =
         ptrCast<StreamAdapter>(entity->korNboAttrLogSaIs(flags, 0, out_, this));
     if (!adapter) {
         throwRangeException(format("%s has no attribute log", entity->fwkType()->typeName().charPtr()));
     }
     if (isNew) {
+        topIs(*adapter);
         if (!name.path.empty()) {
             root = adapter->entityId();
             roots_[root].name = std::move(name);
@@ -428,7 +438,13 @@ void Demuxer::reactorIs(StreamAdapter& adapter, EntityId id) {
         id = given.deserializingEid();
         given.deserializingEidIs({});
     }
-    if (!id.isAssigned()) {
+    if (id.isAssigned() && !isMine(id)) {
+        adapter.awaitsPassIs(true);
+    } else if (!id.isAssigned()) {
+        if (isPeerFull()) {
+            isOverLimit_ = true;
+            throwRangeException(format("the peer takes at most %u entities", peerLimit_));
+        }
         id = EntityId::ofNumber(nextId_++ << 2 | static_cast<U64>(side_) << 1 | 1);
     }
     adapters_.newMember(makePtr<MapEntry<EntityId, Ptr<StreamAdapter>>>(id, &adapter));
@@ -443,7 +459,43 @@ void Demuxer::reactorDel(EntityId id) {
         peerEntities_ -= !isMine(id);
         gone->value->korDetach();
         roots_.erase(id);
+        topDel(id);
     }
+}
+
+void Demuxer::topIs(StreamAdapter const& adapter) {
+    auto& above = tops_[adapter.entityId()];
+    for (Ptr<Entity const> each = adapter.korNotifierEntity()->parent(); each; each = each->parent()) {
+        above.push_back(each.ptr());
+        ++above_[each.ptr()];
+    }
+}
+
+void Demuxer::topDel(EntityId id) {
+    auto const top = tops_.find(id);
+    if (top == tops_.end()) {
+        return;
+    }
+    for (Entity const* const each : top->second) {
+        if (auto const count = above_.find(each); --count->second == 0) {
+            above_.erase(count);
+        }
+    }
+    tops_.erase(top);
+}
+
+bool Demuxer::isPartMounted(Entity const& entity) const {
+    if (!above_.contains(&entity)) {
+        return false;
+    }
+    return std::any_of(tops_.begin(), tops_.end(), [&](auto const& top) {
+        StreamAdapter const* const adapter = reactor(top.first);
+        Ptr<Entity const> above = adapter != nullptr ? adapter->korNotifierEntity()->parent() : nullptr;
+        while (above && above.ptr() != &entity) {
+            above = above->parent();
+        }
+        return static_cast<bool>(above);
+    });
 }
 
 void Demuxer::reactorRetire(EntityId id) {
@@ -460,14 +512,27 @@ void Demuxer::reactorRetire(EntityId id) {
 
 Ptr<FlowOut> Demuxer::createFlowOut(Ptr<StreamAdapter> const& adapter, ConnectDesc const& connection,
                                     bool flag, AttributeId start) {
-    bool const waits = adapter->flowOut() != nullptr;
     Ptr<FlowOut> flowOut = adapter->flowOutIs(out_, connection, flag, start);
     adapter->flowOutIs(flowOut);
-    if (!waits) {
-        queue_.push_back(adapter);
+    enqueue(*adapter);
+    return flowOut;
+}
+
+void Demuxer::enqueue(StreamAdapter& adapter) {
+    if (!adapter.isQueued() && !adapter.isHeldBack() && !adapter.isMuted()) {
+        adapter.isQueuedIs(true);
+        queue_.emplace_back(&adapter);
         othersWait();
     }
-    return flowOut;
+}
+
+void Demuxer::resume(StreamAdapter& adapter) {
+    if (adapter.flowOut() != nullptr) {
+        enqueue(adapter);
+    } else if (auto const root = roots_.find(adapter.entityId());
+               root != roots_.end() && root->second.isAwaited && root->second.passes == 0) {
+        completed_.push_back(adapter.entityId());
+    }
 }
 
 FlowIn* Demuxer::flowIn(EntityId id) const noexcept {
@@ -483,6 +548,15 @@ FlowIn* Demuxer::flowInIs(EntityId id) {
     return adapter != nullptr ? adapter->flowIn() : nullptr;
 }
 
+void Demuxer::noteWalk(U64 members) {
+    constexpr U64 perRecord = 64; // a whole pass takes a few walks and as many records as members
+    constexpr U64 free = 1u << 20;
+    walked_ += members;
+    if (walked_ > free + perRecord * (members + in_->records())) {
+        throwAttrLogRecordException("peer begins full passes over and over");
+    }
+}
+
 EntityId Demuxer::entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId root) {
     Ptr<StreamAdapter> adapter = ptrCast<StreamAdapter>(entity.korNboAttrLogSa(out_));
     if (adapter && !adapter->announcePending()) {
@@ -495,6 +569,9 @@ EntityId Demuxer::entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId 
         adapter = mountFor(&entity, flags, root, {}).ptr();
     } else {
         adapter->announce();
+    }
+    if (adapter->announcePending()) {
+        throw EntityIdUnavailableException("the entity cannot be announced yet");
     }
     return adapter->entityId();
 }

@@ -36,6 +36,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <unordered_map>
 
 namespace Kor::NboAttrLog {
 
@@ -102,6 +103,7 @@ public:
     bool receive();
     /// Writes what waits, as far as there is room. True when something still waits.
     bool flow();
+    /// What waits for the peer's full state, or for flags that allow to send, is not counted.
     bool hasWork() const noexcept { return !queue_.empty() || !retired_.empty() || !completed_.empty(); }
     /// Ends the connection: all entities are unmounted and stay as they are. The first reason stands.
     void close(String8 reason);
@@ -142,6 +144,10 @@ public:
         out_->recordLimitIs(record);
         in_->recordLimitIs(record);
     }
+    /// How many entities of this side the peer takes. One more root is refused; another entity beyond it, a
+    /// part of what is mounted, closes the connection with the next flow(), since the trees could not be
+    /// equal.
+    void peerLimitIs(U32 entities) noexcept { peerLimit_ = entities; }
     /// Mounts an entity as a root: the peer is told the path with the announcement, and that it is
     /// synchronized once the whole of it has been sent, with all below it. Kor::RangeException also if it, or
     /// a part of it, is mounted already.
@@ -158,6 +164,10 @@ public:
     void reactorDel(EntityId id);
     /// The same, and the peer is told to let its own go.
     void reactorRetire(EntityId id);
+    /// Gives the adapter a place in the queue, if it may send what it has.
+    void resume(StreamAdapter& adapter);
+    /// Tells the peer of the entities that are not mounted any more; false while there is no room for that.
+    bool writeRetired();
     Ptr<FlowOut> createFlowOut(Ptr<StreamAdapter> const& adapter, ConnectDesc const& connection, bool flag,
                                AttributeId start);
     /// Whether the adapter whose turn it is may go on.
@@ -166,6 +176,9 @@ public:
     }
     FlowIn* flowIn(EntityId id) const noexcept;
     FlowIn* flowInIs(EntityId id);
+    /// Counts a walk over a map for which a marker of the peer asks. Kor::AttrLogRecordException if there are
+    /// far more of them than its records account for: a marker of six bytes must not cost a walk each time.
+    void noteWalk(U64 members);
     /// The id of an entity on this stream; mounts it if it is not. Raises Kor::EntityIdUnavailableException
     /// while there is no room to announce it.
     EntityId entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId root);
@@ -205,7 +218,11 @@ private:
     Ptr<Entity> entityFor(Announcement const& announcement);
     ValidPtr<StreamAdapter> mountFor(Ptr<Entity> const& entity, Entity::Kor_BitSet flags, EntityId root,
                                      RootName name);
-    bool writeRetired();
+    void enqueue(StreamAdapter& adapter);
+    void topIs(StreamAdapter const& adapter);
+    void topDel(EntityId id);
+    bool isPartMounted(Entity const& entity) const;
+    bool isPeerFull() const noexcept { return adapters_.count() - peerEntities_ >= peerLimit_; }
     bool writeCompleted();
     void tellSyncModes();
 
@@ -227,6 +244,14 @@ private:
     mutable StreamAdapter* recent_ = nullptr;
     mutable EntityId recentId_;
     U32 peerEntities_ = 0;
+    U32 peerLimit_ = ~U32{0};
+    bool isOverLimit_ = false;
+    U64 walked_ = 0;
+    /// Adapters that are mounted for themselves, not as a child, with what is above their entities; and how
+    /// often an entity is above one, which says at once that nothing below it is mounted. Not looked into: it
+    /// may be gone.
+    std::map<EntityId, std::vector<Entity const*>> tops_;
+    std::unordered_map<Entity const*, U32> above_;
     U64 nextId_ = 1;
     std::deque<Ptr<StreamAdapter>> queue_;
     std::deque<EntityId> retired_;

@@ -1,5 +1,6 @@
 #include "attrlog/In.h"
 
+#include "attrlog/Demuxer.h"
 #include "runtime/Contract.h"
 
 #include <algorithm>
@@ -40,14 +41,6 @@ void In::positionIs(U32 position) {
 } // namespace Connection
 
 namespace ByteConnection {
-
-bool In::nextbool() {
-    U8 const byte = *take(1);
-    if (byte > 1) {
-        throwRangeException("bool > 1 not allowed");
-    }
-    return byte != 0;
-}
 
 String8 In::nextString() {
     U32 const length = nextU16();
@@ -139,6 +132,15 @@ bool In::nextRecord(MsgHeader& header) {
     ++records_;
     bytes_ += size;
     return true;
+}
+
+Ptr<Entity> In::nextEntity() {
+    EntityId const id = EntityId::ofNumber(nextU64());
+    StreamAdapter* const adapter = demuxer_ != nullptr ? demuxer_->reactor(id) : nullptr;
+    if (adapter == nullptr && id.number() != 0) {
+        throwRangeException("record refers to an entity that is not there");
+    }
+    return adapter != nullptr ? adapter->korNotifierEntity() : nullptr;
 }
 
 bool In::nextSection(PayloadSection& section) {

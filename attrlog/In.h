@@ -84,8 +84,8 @@ public:
     U32 nextU32() { return load<U32>(); }
     U64 nextU64() { return load<U64>(); }
     int nextint() { return static_cast<int>(load<U32>()); }
-    /// Any byte but 0 and 1 raises Kor::RangeException.
-    bool nextbool();
+    /// Any byte but 0 is true.
+    bool nextbool() { return *take(1) != 0; }
     String8 nextString();
     /// A number in as many bytes as it needs; one in more, or above 64 bits, raises
     /// Kor::AttrLogRecordException.
@@ -187,6 +187,9 @@ public:
         inSection_ = false;
     }
 
+    /// The entity to which a reference of eight bytes refers, or null. Kor::RangeException if it is not
+    /// mounted on this stream.
+    Ptr<Entity> nextEntity();
     /// Steps into the next section of the payload; false at the end of the payload. What is left of the one
     /// before is passed over.
     bool nextSection(PayloadSection& section);

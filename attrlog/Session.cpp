@@ -76,8 +76,11 @@ struct Session::Impl final : DemuxerControl {
         EntityId id;
         U32 number = 0;
     };
+    /// Who has caused a word. The application may have any number of wishes.
+    enum class Cause : U8 { application, peer };
     /// A word about a root that waits for room.
     struct Note {
+        Cause cause;
         AttributeId attribute;
         Name path;
         U32 number = 0;
@@ -207,6 +210,7 @@ struct Session::Impl final : DemuxerControl {
         }
         established = true;
         demuxer->recordLimitIs(hello.limits.record);
+        demuxer->peerLimitIs(hello.limits.entities);
         demuxer->peerNameIs(hello.name);
         demuxer->protocolIs(std::min(hello.highestProtocol, highestProtocol));
         for (auto const& [path, offer] : service->offers()) {
@@ -296,15 +300,16 @@ struct Session::Impl final : DemuxerControl {
         return path;
     }
 
-    void note(AttributeId attribute, Name const& path, U32 number, U64 bits = 0, String8 const& reason = {}) {
+    void note(Cause cause, AttributeId attribute, Name const& path, U32 number, U64 bits = 0,
+              String8 const& reason = {}) {
         if (!isOpen()) {
             return;
         }
-        if (notes.size() >= maxNotes) {
+        if (cause == Cause::peer && peersNotes++ == maxNotes) {
             close("peer asks for more than it reads answers");
             return;
         }
-        notes.push_back({attribute, path, number, bits, shown(reason, maxReasonLength)});
+        notes.push_back({cause, attribute, path, number, bits, shown(reason, maxReasonLength)});
     }
 
     /// What goes before the entities' records; false when the stream is full.
@@ -319,6 +324,7 @@ struct Session::Impl final : DemuxerControl {
                 putText(next.reason);
             }
             end();
+            peersNotes -= next.cause == Cause::peer;
             notes.pop_front();
         }
         while (!offersToTell.empty() && out().hasSufficientBuffer()) {
@@ -390,6 +396,7 @@ struct Session::Impl final : DemuxerControl {
             mounts.erase(mounted);
             demuxer->unmount(entity);
         }
+        untoldOffers.erase(path);
         bool& withdrawFirst = offersToTell[path];
         withdrawFirst = withdrawFirst || toldOffers.contains(path);
     }
@@ -398,12 +405,18 @@ struct Session::Impl final : DemuxerControl {
         auto const* const offer = service->offered(path);
         if (std::exchange(next->second, false)) {
             toldOffers.erase(path);
+            if (!untoldOffers.empty()) {
+                offersToTell.emplace(*untoldOffers.begin(), false);
+                untoldOffers.erase(untoldOffers.begin());
+            }
             begin(-offerAttribute);
             putText(path);
             end();
             if (offer != nullptr) {
                 return; // the new one takes a record, too
             }
+        } else if (offer != nullptr && !toldOffers.contains(path) && toldOffers.size() >= hello.offers) {
+            untoldOffers.insert(path);
         } else if (offer != nullptr) {
             toldOffers.insert(path);
             begin(offerAttribute);
@@ -418,7 +431,8 @@ struct Session::Impl final : DemuxerControl {
         unwanted(path); // if it was before, it is asked for anew
         auto const* const offer = service->offered(path);
         if (offer == nullptr) {
-            note(verdictAttribute, path, number, 0, format("nothing is offered under %s", path.charPtr()));
+            note(Cause::peer, verdictAttribute, path, number, 0,
+                 format("nothing is offered under %s", path.charPtr()));
             return;
         }
         try {
@@ -426,7 +440,7 @@ struct Session::Impl final : DemuxerControl {
                 demuxer->mountRoot(offer->entity, {path, /*isPushed=*/false, offer->access, number});
             mounts[path] = {offer->entity, adapter->entityId(), number};
         } catch (Exception const& exception) {
-            note(verdictAttribute, path, number, 0, exception.message());
+            note(Cause::peer, verdictAttribute, path, number, 0, exception.message());
         }
     }
     void unwanted(Name const& path) {
@@ -453,7 +467,7 @@ struct Session::Impl final : DemuxerControl {
             }
             peerOffers[path] = std::move(offer);
             if (auto const wish = wishes.find(path); wish != wishes.end()) {
-                ask(path, wish->second);
+                ask(Cause::peer, path, wish->second);
             }
         }
         if (offersKnown) {
@@ -465,10 +479,10 @@ struct Session::Impl final : DemuxerControl {
             call(hooks.offersChanged);
         }
     }
-    void ask(Name const& path, Wish& wish) {
+    void ask(Cause cause, Name const& path, Wish& wish) {
         if (wish.state == RootState::absent || wish.state == RootState::refused) {
             wish.number = ++lastNumber;
-            note(wantAttribute, path, wish.number);
+            note(cause, wantAttribute, path, wish.number);
             wishIs(path, RootState::requested);
         }
     }
@@ -488,9 +502,9 @@ struct Session::Impl final : DemuxerControl {
     static bool isThere(Wish const& wish) {
         return wish.state == RootState::synchronizing || wish.state == RootState::synchronized;
     }
-    std::map<Name, Wish>::iterator wishOf(EntityId id) {
-        return std::find_if(wishes.begin(), wishes.end(),
-                            [&](auto const& each) { return each.second.id == id; });
+    template <class Map>
+    static auto ofId(Map& map, EntityId id) {
+        return std::find_if(map.begin(), map.end(), [&](auto const& each) { return each.second.id == id; });
     }
 
     Ptr<Entity> root(Announcement const& announcement) override {
@@ -526,10 +540,11 @@ struct Session::Impl final : DemuxerControl {
         try {
             entity = placeFor(announcement, [&] { return service->accept(self, path, announcement.made); });
         } catch (Exception const& exception) {
-            note(verdictAttribute, path, announcement.name.number, pushedBit, exception.message());
+            note(Cause::peer, verdictAttribute, path, announcement.name.number, pushedBit,
+                 exception.message());
             return nullptr;
         }
-        note(verdictAttribute, path, announcement.name.number, pushedBit | acceptedBit);
+        note(Cause::peer, verdictAttribute, path, announcement.name.number, pushedBit | acceptedBit);
         return entity;
     }
     Ptr<Entity> wantedRoot(Announcement const& announcement) {
@@ -552,7 +567,7 @@ struct Session::Impl final : DemuxerControl {
             });
         } catch (Exception const& exception) {
             if (isAwaited()) {
-                note(-wantAttribute, path, number);
+                note(Cause::peer, -wantAttribute, path, number);
                 wishIs(path, RootState::refused, exception.message());
             }
             return nullptr;
@@ -565,20 +580,26 @@ struct Session::Impl final : DemuxerControl {
         return entity;
     }
     void mounted(EntityId id) override {
-        if (auto const wish = wishOf(id); wish != wishes.end()) {
+        if (auto const wish = ofId(wishes, id); wish != wishes.end()) {
             wishIs(Name(wish->first), RootState::synchronizing);
         }
     }
     void retired(EntityId id) override {
-        if (auto const wish = wishOf(id); wish != wishes.end()) {
+        if (auto const wish = ofId(wishes, id); wish != wishes.end()) {
             wish->second.id = {};
             if (isThere(wish->second)) { // and not asked for anew already
                 wishIs(Name(wish->first), RootState::absent, "the peer has withdrawn it");
             }
         }
+        if (auto const push = ofId(pushes, id); push != pushes.end()) {
+            pushRefused(Name(push->first), "the peer has let it go");
+        }
+        if (auto const mount = ofId(mounts, id); mount != mounts.end()) {
+            mounts.erase(mount);
+        }
     }
     void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) override {
-        auto const wish = wishOf(id);
+        auto const wish = ofId(wishes, id);
         if (wish == wishes.end() || !isThere(wish->second)) {
             return;
         }
@@ -589,18 +610,11 @@ struct Session::Impl final : DemuxerControl {
         }
     }
     void failed(EntityId id, String8 const& why) override {
-        for (auto each = mounts.begin(); each != mounts.end(); ++each) {
-            if (each->second.id == id) {
-                note(verdictAttribute, each->first, each->second.number, 0, why);
-                mounts.erase(each);
-                return;
-            }
-        }
-        for (auto const& [path, push] : pushes) {
-            if (push.id == id) {
-                pushRefused(Name(path), why);
-                return;
-            }
+        if (auto const mount = ofId(mounts, id); mount != mounts.end()) {
+            note(Cause::peer, verdictAttribute, mount->first, mount->second.number, 0, why);
+            mounts.erase(mount);
+        } else if (auto const push = ofId(pushes, id); push != pushes.end()) {
+            pushRefused(Name(push->first), why);
         }
     }
 
@@ -612,7 +626,7 @@ struct Session::Impl final : DemuxerControl {
         wish.hook = std::move(hook);
         wish.take = std::move(take);
         if (peerOffers.contains(path)) {
-            ask(path, wish);
+            ask(Cause::application, path, wish);
         }
     }
     void unwant(Name const& path) {
@@ -626,7 +640,7 @@ struct Session::Impl final : DemuxerControl {
             return;
         }
         if (gone.number != 0) { // it may be on its way to be mounted even if it has been withdrawn since
-            note(-wantAttribute, path, gone.number);
+            note(Cause::application, -wantAttribute, path, gone.number);
         }
         if (gone.id.isAssigned()) {
             demuxer->reactorDel(gone.id);
@@ -804,6 +818,7 @@ struct Session::Impl final : DemuxerControl {
         saysGoodbye = !closedByPeer && !isCut;
         service->sessionDel(self);
         notes.clear();
+        peersNotes = 0;
         offersToTell.clear();
         requests.clear();
         answers.clear();
@@ -860,8 +875,11 @@ struct Session::Impl final : DemuxerControl {
     /// Whether the peer must first hear that an earlier one is gone.
     std::map<Name, bool> offersToTell;
     std::set<Name> toldOffers;
+    /// More than the peer takes; they are told when others are withdrawn.
+    std::set<Name> untoldOffers;
     bool offersTold = false;
     std::deque<Note> notes;
+    std::size_t peersNotes = 0;
 
     U32 lastCall = 0;
     std::deque<std::pair<U32, Reply>> replies;

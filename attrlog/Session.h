@@ -57,7 +57,7 @@ struct SessionConfig {
     /// The checksum of the types that this side knows: loamTunnelModule().checksum() of model/.
     U64 schema = 0;
     /// Of a record the smaller limit of both sides holds, which is 1024 bytes at least. `entities` and
-    /// `offers` bound what the peer may make.
+    /// `offers` bound what the peer may make; it keeps to them, and tells of further roots when others go.
     StreamLimits limits{};
     U32 offers = 1024;
 };
@@ -165,12 +165,13 @@ public:
 
     // Pushes.
 
-    /// Told whether the peer has taken the entity in, and why it has not.
+    /// Told whether the peer has taken the entity in, and why it has not; also when it lets it go later.
+    /// After `false` the push is over.
     using PushHook = std::function<void(bool accepted, String8 const& why)>;
     /// Mounts an entity of this side's own towards the peer, under a path. Its contents replace what the peer
     /// has; later both can write, or only this side. In place of an earlier push under the path.
-    /// Kor::RangeException for an unsound path, a null entity, one without an attribute log, a closed
-    /// session.
+    /// Kor::RangeException for an unsound path, a null entity, one without an attribute log, more entities
+    /// than the peer takes, a closed session.
     void push(Name const& path, Ptr<Entity> const& entity, Access access = Access::writable,
               PushHook hook = {});
     void unpush(Name const& path);

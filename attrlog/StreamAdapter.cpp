@@ -59,27 +59,39 @@ bool StreamAdapter::isOfChannelOf(Entity::KorNboAttrLogSa const& other) const {
     return msgChannel_ == adapter->msgChannel_ || (adapter->msgChannel_ == nullptr && hasUnifiedEntityId());
 }
 
-void StreamAdapter::korUnmount() {
-    if (Demuxer* const demuxer = streamDemuxer(); demuxer != nullptr && entityId_.isAssigned()) {
+bool StreamAdapter::korUnmount() {
+    Demuxer* const demuxer = streamDemuxer();
+    if (demuxer != nullptr) {
         demuxer->reactorDel(entityId_);
-    } else {
-        korDetach();
     }
+    return demuxer != nullptr;
 }
 
 // Sending
 
 void StreamAdapter::doSerializeOrphan() {
     announcePending_ = true;
-    if (out_ && out_->hasSufficientBuffer()) {
-        announce();
-    }
+    announce();
     doThis();
 }
 
-void StreamAdapter::announce() {
+bool StreamAdapter::announce() {
+    Demuxer* const demuxer = streamDemuxer();
+    // The peer may have the entity under an earlier id, and must hear of that one's end first.
+    if (isMuted() || !out_ || (demuxer != nullptr && !demuxer->writeRetired()) ||
+        !out_->hasSufficientBuffer()) {
+        return false;
+    }
     serializeOrphanNow(*out_);
     announcePending_ = false;
+    return true;
+}
+
+void StreamAdapter::awaitsPassIs(bool awaits) {
+    flagSet(Bit::awaitsPass, awaits);
+    if (Demuxer* const demuxer = streamDemuxer(); demuxer != nullptr && !awaits) {
+        demuxer->resume(*this);
+    }
 }
 
 void StreamAdapter::putRootName(Out& out) const {
@@ -120,7 +132,7 @@ void StreamAdapter::korInstantiateSerialize() {}
 
 void StreamAdapter::doRemountSelf(Ptr<Out> const& out) {
     if (!out) {
-        korUnmount();
+        korLeave();
     } else if (out == out_) {
         doThis();
     }
@@ -169,8 +181,8 @@ void StreamAdapter::needFlowOut(AttributeId attribute) {
 }
 
 AttributeId StreamAdapter::korFlow() {
-    if (announcePending_) {
-        announce();
+    if (announcePending_ && !announce()) {
+        return flowOut_->attrId();
     }
     if (flowOut_->isFull() && !syncModeSent_) {
         if (!continueFlowOut()) {
@@ -214,7 +226,8 @@ StreamAdapter::Sending StreamAdapter::otherSending(AttributeId attribute) {
     }
     bool const room = out_->hasSufficientBuffer();
     if (flag(Bit::noFlowOut)) {
-        if (room && (flag(Bit::inFlowOut) || !flag(Bit::alwaysFlowOut))) {
+        constexpr U32 waits = 1u << Bit::alwaysFlowOut | 1u << Bit::awaitsPass;
+        if (room && (flag(Bit::inFlowOut) || (kor_bitSet().word() & waits) == 0)) {
             return Sending::now;
         }
         if (Demuxer* const demuxer = streamDemuxer(); demuxer != nullptr && !room) {
@@ -318,6 +331,9 @@ void StreamAdapter::handleSyncMode(SyncMode mode) {
         return;
     }
     Entity const* const entity = korNotifierEntity();
+    if (mode == SyncMode::synchronizing) {
+        awaitsPassIs(true);
+    }
     // Before protocol 2 it sweeps, and handlers of that may make or drop a demultiplexer.
     auto const& all = globalNboAttrLogDemuxerManager().demuxers();
     for (Ptr<Demuxer> const& demuxer : std::vector<Ptr<Demuxer>>(all.begin(), all.end())) {
@@ -328,6 +344,9 @@ void StreamAdapter::handleSyncMode(SyncMode mode) {
             adapter->syncModeIs(mode);
             adapter->flagSet(Bit::silent, before);
         }
+    }
+    if (mode != SyncMode::synchronizing) {
+        awaitsPassIs(false);
     }
     if (msgChannel_ != nullptr) {
         msgChannel_->modeIs(MsgChannel::Mode::synchronized);
@@ -354,9 +373,23 @@ void StreamAdapter::onNotificationException(AttributeId) {
     flagSet(Bit::active, false);
 }
 
+void StreamAdapter::kor_bitSetIs(Kor_BitSet flags) {
+    bool const wasMuted = isMuted();
+    Entity::KorNboAttrLogSa::kor_bitSetIs(flags);
+    if (Demuxer* const demuxer = streamDemuxer(); demuxer != nullptr && wasMuted && !isMuted()) {
+        demuxer->resume(*this);
+    }
+}
+
 void StreamAdapter::onZeroReferences() {
     if (Demuxer* const demuxer = streamDemuxer(); demuxer != nullptr && entityId_.isAssigned()) {
         demuxer->reactorRetire(entityId_);
+    }
+}
+
+void StreamAdapter::korLeave() {
+    if (!korUnmount()) {
+        korDetach();
     }
 }
 
@@ -365,6 +398,7 @@ void StreamAdapter::korDetach() {
     flowOutIs(nullptr);
     flowIn_ = nullptr;
     announcePending_ = false;
+    flagSet(Bit::awaitsPass, false);
     msgChannel_ = nullptr;
     out_ = nullptr;
     notifierIs(nullptr);

@@ -13,20 +13,28 @@
 /// What it applies goes through the entity's own setters, with the active bit set, which keeps this adapter
 /// from sending it back. What other reactors do about it, in their handlers, is sent as any change.
 ///
+/// While the peer's full state is on its way, from the announcement or sync mode 2 to sync mode 1, what
+/// changes here is kept back, and leaves after it; the pass does not remove such keys, and a key that it
+/// brings is as the peer has it. So a reactor may write into an entity as soon as it hears of it.
+///
 /// One key, one writer: if both sides write the same key at the same time, each ends with what the other
-/// wrote. A full pass of the peer replaces what is here.
+/// wrote. A full pass of the peer replaces what is here. So the side that begins one for an entity that is
+/// mounted already, by doThis() or doRemountSelf(), says that it owns the state; what the other side writes
+/// at that moment may stay on one side alone.
 ///
 /// Where one would expect otherwise:
 ///   - in a full pass the mark of a key is cleared only if its record was really sent;
 ///   - while there is a flow-out, changes go through it and never past it;
 ///   - what a local reactor writes while a pass of the peer is being finished is sent, too: what the pass
 ///     removes is kept from going back key by key;
-///   - a new child with content is sent with its content also outside of a flow-out;
+///   - a new child with content is sent with its content also outside of a flow-out, and one without is
+///     followed by sync mode 1, so that every announcement is followed by one;
 ///   - the read-only bits hold for the peer's transaction markers as for its records, and do not keep this
 ///   side
 ///     from sending the whole of what it mounts.
 ///
-/// A record that is longer than the stream's limit is a handler's exception, and is not sent.
+/// A record that is longer than the stream's limit is a handler's exception (runtime/HandlerExceptions.h),
+/// and is not sent, whether it is written by a change or by a pass.
 ///
 /// An adapter belongs to its demultiplexer, and to one thread, like its entity.
 
@@ -67,6 +75,8 @@ public:
         static constexpr int silent = 13;
         static constexpr int noFlowOut = 20;
         static constexpr int inFlowOut = 22;
+        /// The peer's full state is on its way: own changes wait for the end of it.
+        static constexpr int awaitsPass = 24;
         static constexpr int announced = 25;
         static constexpr int sends = 26;
         static constexpr int alwaysFlowOut = 27;
@@ -114,7 +124,7 @@ public:
     bool handlingFlowInFor(AttributeId attribute) const noexcept;
     bool isTowards(NboAttrLog::Out const* out) const override;
     bool isOfChannelOf(Entity::KorNboAttrLogSa const& other) const override;
-    void korUnmount() override;
+    bool korUnmount() override;
     virtual Entity const* korNotifierEntity() const = 0;
     virtual Entity* korNotifierEntity() = 0;
 
@@ -155,6 +165,8 @@ public:
 
     void onNotificationException(AttributeId attribute) override;
     void onZeroReferences() override;
+    /// What was kept back by flags that forbid to send leaves when they allow it again.
+    void kor_bitSetIs(Kor_BitSet flags) override;
 
     // What the demultiplexer does.
 
@@ -162,13 +174,27 @@ public:
     void flowInIs(Ptr<NboAttrLog::FlowIn> flowIn) noexcept { flowIn_ = std::move(flowIn); }
     /// Leaves stream and entity; the children, too.
     virtual void korDetach();
+    /// Leaves the demultiplexer, and with it stream and entity; without one the latter alone.
+    void korLeave();
     /// Writes the announcement, if one waits for room, and goes on with the flow-out.
     AttributeId korFlow();
     /// Nothing waits any more.
     void korFlowDone();
     bool announcePending() const noexcept { return announcePending_; }
-    /// Writes the announcement that waits; there must be room.
-    void announce();
+    /// Writes the announcement that waits, if it can be written now; whether it was.
+    bool announce();
+    /// Nothing is sent, as the flags say.
+    bool isMuted() const noexcept {
+        constexpr U32 mutes = 1u << Bit::noSending | 1u << Bit::noSendingEither | 1u << Bit::silent;
+        return (kor_bitSet().word() & mutes) != 0;
+    }
+    /// The peer's full state is on its way, or has come.
+    void awaitsPassIs(bool awaits);
+    /// What waits here is only own changes that wait for the peer's full state.
+    bool isHeldBack() const noexcept { return flag(Bit::awaitsPass) && flowOut_ && !flowOut_->isFull(); }
+    /// Whether it has a place in the demultiplexer's queue.
+    bool isQueued() const noexcept { return isQueued_; }
+    void isQueuedIs(bool queued) noexcept { isQueued_ = queued; }
     void sendSyncMode(SyncMode mode);
 
 protected:
@@ -190,6 +216,22 @@ protected:
         StreamAdapter& adapter_;
     };
 
+    /// A scheduled flow-out is being handled.
+    class HandlingScheduledFlowOutAnchor {
+    public:
+        explicit HandlingScheduledFlowOutAnchor(StreamAdapter& adapter)
+            : adapter_(adapter), before_(adapter.flag(Bit::inFlowOut)) {
+            adapter.flagSet(Bit::inFlowOut, true);
+        }
+        ~HandlingScheduledFlowOutAnchor() { adapter_.flagSet(Bit::inFlowOut, before_); }
+        HandlingScheduledFlowOutAnchor(HandlingScheduledFlowOutAnchor const&) = delete;
+        HandlingScheduledFlowOutAnchor& operator=(HandlingScheduledFlowOutAnchor const&) = delete;
+
+    private:
+        StreamAdapter& adapter_;
+        bool before_;
+    };
+
     /// What becomes of a change.
     enum class Sending { no, now, marked };
     /// Decides; makes a flow-out if one is needed. `marked`: the caller marks the key in it.
@@ -197,7 +239,7 @@ protected:
         // The normal case first: nothing waits, nothing forbids, and there is room.
         constexpr U32 needed = 1u << Bit::sends | 1u << Bit::noFlowOut;
         constexpr U32 asked = needed | 1u << Bit::silent | 1u << Bit::active | 1u << Bit::noSending |
-                              1u << Bit::noSendingEither | 1u << Bit::localReadOnly |
+                              1u << Bit::noSendingEither | 1u << Bit::localReadOnly | 1u << Bit::awaitsPass |
                               1u << Bit::alwaysFlowOut;
         bool const isNormal = (kor_bitSet().word() & asked) == needed && out_ && out_->hasSufficientBuffer();
         return isNormal ? Sending::now : otherSending(attribute);
@@ -236,6 +278,7 @@ private:
     Ptr<NboAttrLog::FlowOut> flowOut_;
     Ptr<NboAttrLog::FlowIn> flowIn_;
     bool announcePending_ = false;
+    bool isQueued_ = false;
     bool syncModeSent_ = false;
     bool writable_ = false;
 };

@@ -428,12 +428,13 @@ private:
     void childChanged(typename A::Key const& key) {
         auto* const child = Form<A>::map(*notifier()).member(key);
         if (child == nullptr) {
-            childGone<A>(key);
+            nboAttrLogAdapterDel<A>(key);
         } else if (auto* const demuxer = this->streamDemuxer();
                    demuxer != nullptr && this->flag(Bit::active) &&
                    demuxer->constrainer().deserializingInParent() == notifier() &&
                    demuxer->constrainer().deserializingEid().isAssigned()) {
-            childAdapterIs<A>(*child); // first of all reactors: what the others write to the child is sent
+            nboAttrLogAdapterIs<A>(
+                *child); // first of all reactors: what the others write to the child is sent
         }
         korHandleSerializeSing<A>(key, child);
     }
@@ -441,6 +442,7 @@ private:
     template <class A, class Member>
     bool send(Sending what, typename A::Key const& key, Member* member) {
         if (what == Sending::now) [[likely]] {
+            hasSent_ = true;
             return writeKeyed<A>(key, member);
         }
         if (what == Sending::marked) {
@@ -563,7 +565,7 @@ private:
         auto const* const before = mounted.member(key);
         bool const isOther = before != nullptr && before->value->korNotifierEntity() != child;
         if (child == nullptr || isOther) { // another child of the key since: the peer hears of both
-            childGone<A>(key);
+            nboAttrLogAdapterDel<A>(key);
             writeDeletion<A>(key);
             if (child == nullptr) {
                 unmark<A>(key);
@@ -576,24 +578,24 @@ private:
         if (this->streamDemuxer() == nullptr) {
             return true; // a stream alone has no ids to give
         }
-        auto const [adapter, isNew] = childAdapterIs<A>(*const_cast<typename A::Child*>(child));
-        if (!adapter) {
+        auto const [adapter, isNew] = nboAttrLogAdapterIs<A>(*const_cast<typename A::Child*>(child));
+        unmark<A>(key);
+        if (!adapter || (!isNew && adapter->flag(Bit::announced))) {
             return true;
         }
-        if (isNew || !adapter->flag(Bit::announced)) {
-            write(*this->nboAttrLogOut(), header(idOf<A>, announcedChildAttribute), key, adapter->entityId());
-        }
-        unmark<A>(key);
+        write(*this->nboAttrLogOut(), header(idOf<A>, announcedChildAttribute), key, adapter->entityId());
         this->doFixChildFlags(adapter);
         if (this->syncMode() == SyncMode::synchronizing || this->flag(Bit::inFlowOut) ||
             (isNew && adapter->hasContent())) {
             adapter->doThis();
+        } else if (isNew) { // the peer keeps its own changes of it back until it hears that nothing comes
+            adapter->sendSyncMode(SyncMode::synchronized);
         }
         return true;
     }
 
     template <class A>
-    ChildAdapter<typename A::Child> childAdapterIs(typename A::Child& child) {
+    ChildAdapter<typename A::Child> nboAttrLogAdapterIs(typename A::Child& child) {
         Ptr<Out> const& out = this->nboAttrLogOut();
         auto& mounted = std::get<detail::Mounted<A>>(mounted_).children;
         bool const isNew = !child.korNboAttrLogSa(out);
@@ -613,9 +615,9 @@ private:
         return {adapter, isNew};
     }
     template <class A>
-    void childGone(typename A::Key const& key) {
+    void nboAttrLogAdapterDel(typename A::Key const& key) {
         if (auto const gone = std::get<detail::Mounted<A>>(mounted_).children.deleteMember(key)) {
-            gone->value->korUnmount();
+            gone->value->korLeave();
         }
     }
     template <class A>
@@ -624,7 +626,7 @@ private:
             auto& mounted = std::get<detail::Mounted<A>>(mounted_).children;
             while (!mounted.empty()) {
                 typename A::Key const key = mounted.begin()->key;
-                childGone<A>(key);
+                nboAttrLogAdapterDel<A>(key);
             }
         }
     }
@@ -663,6 +665,25 @@ private:
 
     template <class A>
     bool dirtyPass();
+    /// A record that cannot be written, since it is too long, does not hold up the pass; whether it was.
+    template <class A, class Write>
+    bool contained(Write const& write) {
+        try {
+            write();
+            return true;
+        } catch (Exception const&) {
+            handlerExceptionNote(*this, idOf<A>);
+            return false;
+        }
+    }
+    /// What the peer says of a key or a scalar, while its first full state comes, goes before what has
+    /// changed here meanwhile.
+    template <class A, class... Key>
+    void peerGoesBefore(Key const&... key) {
+        if (this->flag(Bit::awaitsPass) && !hasSent_ && this->isHeldBack()) {
+            unmark<A>(key...);
+        }
+    }
     template <class A>
     void read(X& entity, bool isDelete, In& in, bool applies);
     template <detail::ChildOnWire A>
@@ -696,6 +717,8 @@ private:
     U32 hashLookingAhead(Map const& map, typename A::Key const& key, In& in);
     std::array<Ahead, 8> ahead_;
     U32 aheadAt_ = 0;
+    // Whether the peer may have heard of a key from here.
+    bool hasSent_ = false;
 
     template <class... A>
     static std::tuple<detail::Mounted<A>...> mountedOf(AttributeList<A...>);
@@ -726,13 +749,7 @@ AttributeId StreamAdapterOf<X>::handleAttrFlowOut(AttributeId from) {
     if (flowOut() == nullptr) {
         return 0;
     }
-    bool const before = this->flag(Bit::inFlowOut);
-    this->flagSet(Bit::inFlowOut, true);
-    struct Restore {
-        StreamAdapterOf& adapter;
-        bool before;
-        ~Restore() { adapter.flagSet(Bit::inFlowOut, before); }
-    } const restore{*this, before};
+    typename StreamAdapter::HandlingScheduledFlowOutAnchor const handling(*this);
     flowOut()->isStalledIs(false);
     for (auto const& each : flowOut()->pendingAbort()) {
         if (!this->continueFlowOut()) {
@@ -767,7 +784,9 @@ AttributeId StreamAdapterOf<X>::handleAttrFlowOut(AttributeId from) {
             }
             yields = !this->continueFlowOut();
         } else if (flowOut()->template dirty<A>()) {
-            changed<A>();
+            if (!contained<A>([&] { changed<A>(); })) {
+                unmark<A>();
+            }
         }
     });
     return resume;
@@ -801,7 +820,7 @@ bool StreamAdapterOf<X>::korHandleSerializeColl() {
     }
     // Asks first, so that there is room for each record, and a key is passed only when its record is out.
     while (at && this->continueFlowOut()) {
-        send<A>(Sending::now, at->fwkKey(), at.ptr());
+        contained<A>([&] { send<A>(Sending::now, at->fwkKey(), at.ptr()); });
         if (waiting->isStalled()) {
             break;
         }
@@ -833,7 +852,9 @@ bool StreamAdapterOf<X>::dirtyPass() {
         }
         typename A::Key const key = each.key;
         auto* const member = Form<A>::map(*notifier()).member(key);
-        korHandleSerializeSing<A>(key, member);
+        if (!contained<A>([&] { korHandleSerializeSing<A>(key, member); })) {
+            unmark<A>(key);
+        }
         if (waiting->isStalled()) {
             return false;
         }
@@ -876,6 +897,9 @@ template <class X>
 template <class A>
 void StreamAdapterOf<X>::sweep(X& entity, AttrTransactionType type) {
     auto const& map = Form<A>::map(entity);
+    if (auto* const demuxer = this->streamDemuxer()) {
+        demuxer->noteWalk(map.count());
+    }
     if (type != AttrTransactionType::end) {
         map.forEach([&](auto& member) { member.korMarkedForDeletionIs(type == AttrTransactionType::start); });
         return;
@@ -887,12 +911,16 @@ void StreamAdapterOf<X>::sweep(X& entity, AttrTransactionType type) {
     while (any) {
         version = map.version();
         for (auto const& member : map) {
-            if (member.korMarkedForDeletion()) {
-                typename A::Key const key = member.fwkKey();
-                typename StreamAdapter::IsActiveAnchor const active(*this);
-                Form<A>::del(entity, key);
-                member.korMarkedForDeletionIs(false);
+            if (!member.korMarkedForDeletion()) {
+                continue;
             }
+            member.korMarkedForDeletionIs(false);
+            typename A::Key const key = member.fwkKey();
+            if (this->isHeldBack() && flowOut()->template dirty<A>().member(key) != nullptr) {
+                continue; // written here meanwhile
+            }
+            typename StreamAdapter::IsActiveAnchor const active(*this);
+            Form<A>::del(entity, key);
         }
         any = version != map.version();
     }
@@ -913,9 +941,7 @@ void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, Deseri
         if (this->flag(Bit::active)) {
             throwInternalException("entity reactor is already active");
         }
-        if (attribute != syncModeAttribute) {
-            this->peerMustWrite(attribute < 0 ? -attribute : attribute);
-        }
+        this->peerMustWrite(attribute < 0 ? -attribute : attribute);
         active.emplace(*this);
     }
     if (attribute == syncModeAttribute) {
@@ -961,6 +987,7 @@ void StreamAdapterOf<X>::read(X& entity, bool isDelete, In& in, bool applies) {
         auto const value = in.template next<typename A::Type>();
         if (applies) {
             in.recordEnd();
+            peerGoesBefore<A>();
             Form<A>::is(entity, value);
         } else {
             changed<A>();
@@ -973,6 +1000,7 @@ void StreamAdapterOf<X>::read(X& entity, bool isDelete, In& in, bool applies) {
                 return;
             }
             in.recordEnd();
+            peerGoesBefore<A>(key);
             apply();
             if (auto const* const member = Form<A>::map(entity).recent(key)) {
                 member->korMarkedForDeletionIs(false);
@@ -987,16 +1015,10 @@ void StreamAdapterOf<X>::read(X& entity, bool isDelete, In& in, bool applies) {
             applied(Key(A::KeyOf::call(value)), [&] { Form<A>::is(entity, value); });
         } else if constexpr (detail::ReferenceOnWire<A>) {
             Key const key = in.template next<Key>();
-            EntityId const id = EntityId::ofNumber(in.nextU64());
-            Ptr<typename A::Referred> referred;
-            auto* const demuxer = this->streamDemuxer();
-            if (StreamAdapter* const adapter = demuxer != nullptr ? demuxer->reactor(id) : nullptr) {
-                referred = dynamic_cast<typename A::Referred*>(adapter->korNotifierEntity());
-                if (!referred) {
-                    throw AttrLogEntityException();
-                }
-            } else if (id.number() != 0) {
-                throwRangeException("record refers to an entity that is not there");
+            Ptr<Entity> const named = in.nextEntity();
+            Ptr<typename A::Referred> const referred = ptrCast<typename A::Referred>(named);
+            if (named && !referred) {
+                throw AttrLogEntityException();
             }
             applied(key, [&] { Form<A>::is(entity, key, referred); });
         } else {
@@ -1093,6 +1115,7 @@ void StreamAdapterOf<X>::readChild(AttributeId attribute, In& in, bool applies) 
         return;
     }
     in.recordEnd();
+    peerGoesBefore<A>(key);
     if (isDelete) {
         Form<A>::del(*entity, key);
         return;
@@ -1136,7 +1159,7 @@ void StreamAdapterOf<X>::readChild(AttributeId attribute, In& in, bool applies) 
         // A handler may have unmounted this entity, or deleted the child again.
         if (this->streamDemuxer() == demuxer && Form<A>::map(*entity).member(key) == child.ptr() &&
             demuxer->constrainer().deserializingEid().isAssigned()) {
-            childAdapterIs<A>(*child);
+            nboAttrLogAdapterIs<A>(*child);
         }
     }
     child->korMarkedForDeletionIs(false);

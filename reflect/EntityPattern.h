@@ -988,7 +988,9 @@ public:
     Ptr<Adapter const> korNboAttrLogSa(Stream const& out) const override { return towards(out); }
     Ptr<Adapter> korNboAttrLogSa(Stream const& out) override { return towards(out); }
     Ptr<Adapter> korNboAttrLogSaForMsgChannel(Ptr<Adapter> const& other) const override {
-        return among([&](Adapter& each) { return &each != other.ptr() && each.isOfChannelOf(*other); });
+        return other
+                   ? among([&](Adapter& each) { return &each != other.ptr() && each.isOfChannelOf(*other); })
+                   : Ptr<Adapter>();
     }
     Ptr<Adapter> korNboAttrLogSaIs(Entity::Kor_BitSet flags, unsigned int id, Ptr<NboAttrLog::Out> const& out,
                                    PtrInterface* context) override {
@@ -996,10 +998,7 @@ public:
     }
     Ptr<Adapter> korNboAttrLogSaDel(Stream const& out) override {
         Ptr<Adapter> there = towards(out);
-        if (there) {
-            there->korUnmount();
-        }
-        return there;
+        return there && there->korUnmount() ? there : Ptr<Adapter>();
     }
 
 private:

@@ -111,7 +111,9 @@ bool Entity::KorNboAttrLogSa::isOfChannelOf(KorNboAttrLogSa const&) const {
     return false;
 }
 
-void Entity::KorNboAttrLogSa::korUnmount() {}
+bool Entity::KorNboAttrLogSa::korUnmount() {
+    return false;
+}
 
 String8 Entity::korKeyText() const {
     return {};

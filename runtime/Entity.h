@@ -128,8 +128,8 @@ public:
     virtual bool isTowards(NboAttrLog::Out const* out) const;
     /// Whether it has an id, a peer that is there, and the message channel of the other one.
     virtual bool isOfChannelOf(KorNboAttrLogSa const& other) const;
-    /// Leaves its stream and its entity.
-    virtual void korUnmount();
+    /// Leaves its stream and its entity; false, and nothing happens, if its stream has no demultiplexer.
+    virtual bool korUnmount();
 
 protected:
     KorNboAttrLogSa() = default;

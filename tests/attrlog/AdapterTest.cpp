@@ -101,8 +101,10 @@ TEST_F(Configs, ReadOnlyHoldsOnEitherSideForRecordsAndMarkers) {
     link.quiet();
     EXPECT_TRUE(giveMarker(*link.a, id, 259, Type::start));
     EXPECT_TRUE(giveMarker(*link.a, id, 259, Type::end));
+    EXPECT_TRUE(give(*link.a, {id, syncModeAttribute, false, 4}, [](auto const& out) { out << U32{2}; }));
     EXPECT_EQ(mine->reqCountMap().count(), 1u);
-    EXPECT_EQ(link.a->stats().refusedRecords, 3u);
+    EXPECT_EQ(adapter->syncMode(), StreamAdapter::SyncMode::none);
+    EXPECT_EQ(link.a->stats().refusedRecords, 4u);
     EXPECT_FALSE(adapter->flag(StreamAdapter::Bit::active));
     try {
         adapter->handleAttrTransaction(259, Type::start, 0);
@@ -121,6 +123,56 @@ TEST_F(Configs, ReadOnlyHoldsOnEitherSideForRecordsAndMarkers) {
     adapter->writableIs(true);
     mine->reqCountIs(lifEntry(3), 4);
     EXPECT_EQ(link.a->out()->records(), records + 1);
+}
+
+TEST_F(Configs, FlagsThatForbidToSendKeepAllBackUntilTheyAreGone) {
+    for (int const bit :
+         {StreamAdapter::Bit::noSending, StreamAdapter::Bit::noSendingEither, StreamAdapter::Bit::silent}) {
+        auto const dir = lifAppConfigDirFactory("lif");
+        dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(lifEntry(1), 1);
+        Link other;
+        EXPECT_FALSE(other.mountAtA(dir, Entity::Kor_BitSet(1u << bit)));
+        EXPECT_EQ(other.a->out()->records(), 0u);
+        EXPECT_FALSE(other.a->hasWork());
+        auto const got = other.mountAtA(dir); // again, without
+        ASSERT_TRUE(got);
+        EXPECT_TRUE(support::sameState(*dir, *got));
+    }
+}
+
+// What is known of a new entity is what its owner sends; a reactor need not wait for it.
+TEST(Adapter, WhatAReactorWritesWhileTheStateComesIsSentAfterIt) {
+    struct Filling : LifAppConfigDir::Notifiee {
+        void onAppConfig(Loam::VtAppId const& app) override {
+            if (Ptr<LifAppConfig> const child = notifier()->appConfig(app)) {
+                child->reqCountIs(lifEntry(1), 100); // the owner's, if it has one
+                child->reqCountIs(lifEntry(2), 2);
+                child->reqCountDel(lifEntry(3));
+            }
+        }
+    };
+    Link link;
+    auto const mine = lifAppConfigDirFactory("lif");
+    mine->appConfigIs(Loam::vtAppMpls)->reqCountIs(lifEntry(1), 1);
+    mine->appConfig(Loam::vtAppMpls)->reqCountIs(lifEntry(3), 3);
+    auto const filling = makePtr<Filling>();
+    filling->isRegisteredNotifieeIs(true);
+    link.b->rootHookIs([&](Ptr<Entity> const& offered) {
+        filling->notifierIs(ptrCast<LifAppConfigDir>(offered));
+        return offered;
+    });
+    link.a->mount(mine);
+    link.quiet(1);
+    mine->appConfigIs(Loam::vtAppVxlan); // without anything
+    link.quiet(1);
+    for (auto const app : {Loam::vtAppMpls, Loam::vtAppVxlan}) {
+        auto const& config = *mine->appConfig(app);
+        EXPECT_EQ(config.reqCount(lifEntry(1)), app == Loam::vtAppMpls ? 1u : 100u);
+        EXPECT_EQ(config.reqCount(lifEntry(2)), 2u);
+        EXPECT_EQ(config.reqCount(lifEntry(3)), app == Loam::vtAppMpls ? 3u : 0u);
+    }
+    EXPECT_TRUE(support::sameState(*mine, *filling->notifier()));
+    EXPECT_EQ(link.b->stats().dirtyKeys, 0u);
 }
 
 // Before protocol 2 a pass had no markers: the sync modes around it stood for them.
@@ -225,6 +277,24 @@ TEST(Adapter, AFullStreamCostsOneMarkAChangedKeyAndSendsExactlyThose) {
     link.quiet();
     EXPECT_TRUE(support::sameState(*mine, *theirs));
     EXPECT_FALSE(theirs->reqCountMap().member(stopped));
+}
+
+TEST(Adapter, AnEntityThatCannotBeAnnouncedIsToldAndHoldsUpNothing) {
+    Link link(support::smallStream);
+    auto const full = lifAppConfigFactory(Loam::vtAppMpls);
+    auto const theirs = link.mountAtA(full);
+    for (U32 i = 0; i < 100; ++i) {
+        full->reqCountIs(lifEntry(i), i);
+    }
+    auto const tooLong = hwIvecsFactory(std::string(500, 'x'));
+    link.a->mount(tooLong); // there is no room now to see that
+    U64 const exceptions = handlerExceptions();
+    link.quiet();
+    EXPECT_EQ(handlerExceptions(), exceptions + 1);
+    EXPECT_FALSE(tooLong->korNboAttrLogSa(link.a->out()));
+    EXPECT_TRUE(support::sameState(*full, *theirs));
+    EXPECT_THROW(link.a->mount(tooLong), RangeException);
+    EXPECT_EQ(link.a->mounted(), 1u);
 }
 
 TEST(Adapter, TheExchangeIsThatOfThePage) {
@@ -409,6 +479,22 @@ TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {
         EXPECT_FALSE(link.b->receive());
         EXPECT_EQ(theirs->references(), 1u);
         EXPECT_THROW(link.b->mount(theirs), RangeException);
+    }
+    {
+        Link link;
+        auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+        for (U32 i = 0; i < 1000; ++i) {
+            mine->reqCountIs(lifEntry(i), 1);
+        }
+        auto const theirs = link.mountAtA(mine);
+        EntityId const id = adapterOf(*theirs, *link.b)->entityId();
+        U32 markers = 0;
+        while (markers < 10'000 && giveMarker(*link.b, id, 259, Type::start)) {
+            ++markers;
+        }
+        EXPECT_GT(markers, 100u);
+        EXPECT_EQ(link.b->closeReason(), "peer begins full passes over and over");
+        EXPECT_EQ(theirs->reqCountMap().count(), 1000u);
     }
     EXPECT_FALSE(
         give(*Link().b, {EntityId{7, 0}, std::numeric_limits<AttributeId>::min(), true}, [](auto const&) {}));

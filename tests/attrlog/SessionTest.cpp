@@ -415,9 +415,14 @@ TEST(Root, IsAskedForAndGivenUpInAnyOrder) {
                 two.a->unwant("it");
                 wanted = false;
                 break;
-            case 4:
-                theirs[random.below(2)]->reqCountIs(lifEntry(random.below(9)), static_cast<U32>(step) + 1);
+            case 4: {
+                auto const& config = theirs[random.below(2)];
+                for (U32 i = random.below(2) * random.below(200);
+                     i-- > 0;) { // often more than there is room for
+                    config->reqCountIs(lifEntry(random.below(99)), static_cast<U32>(step) + 1);
+                }
                 break;
+            }
             default:
                 Session& from = random.below(2) != 0 ? *two.a : *two.b;
                 Session& to = &from == two.a.ptr() ? *two.b : *two.a;
@@ -549,6 +554,83 @@ TEST(Push, GivesThePeerAnEntityThatItFindsAPlaceFor) {
     other.a->want("lif", told.hook());
     other.quiet();
     EXPECT_EQ(told.reasons.back(), "a part of it is on this connection already");
+}
+
+TEST(Push, IsOverWhenThePeerLetsItGo) {
+    Sessions two;
+    Ptr<Entity> theirs;
+    two.offeredByB->acceptIs("",
+                             [&](Session&, Name const&, Ptr<Entity> const& made) { return theirs = made; });
+    std::vector<std::string> verdicts;
+    auto const mine = hwIvecsFactory("mine");
+    two.a->push("it", mine, Access::writable, [&](bool accepted, String8 const& why) {
+        verdicts.emplace_back(accepted ? "accepted" : why.view());
+    });
+    two.quiet();
+    two.b->demuxer().unmount(theirs);
+    two.quiet();
+    EXPECT_EQ(verdicts, (std::vector<std::string>{"accepted", "the peer has let it go"}));
+    EXPECT_EQ(two.a->demuxer().mounted(), 0u);
+    two.a->push("it", mine);
+    two.quiet();
+    EXPECT_EQ(two.b->demuxer().mounted(), 1u);
+}
+
+// What the peer takes is what it has said
+
+TEST(Limits, OfThePeerAreKept) {
+    Sessions two;
+    two.b = makePtr<Session>(Side::accepting, SessionConfig{"b", 7, {1 << 16, 2000, 2}, 2}, two.offeredByB);
+    two.offeredByB->acceptIs("", [](Session&, Name const&, Ptr<Entity> const& made) { return made; });
+    auto const dir = lifAppConfigDirFactory("lif");
+    for (char const* const path : {"1", "2", "3", "4"}) {
+        two.offeredByA->offer(path, hwIvecsFactory(path));
+    }
+    two.quiet();
+    EXPECT_EQ(two.b->peerOffers().size(), 2u);
+    two.offeredByA->withdraw("1");
+    two.offeredByA->withdraw("3"); // which it has not been told of
+    two.quiet();
+    EXPECT_EQ(two.b->peerOffers().size(), 2u);
+    EXPECT_TRUE(two.b->peerOffers().contains("4"));
+
+    two.a->push("dir", dir);
+    two.a->push("x", hwIvecsFactory("x"));
+    EXPECT_THROW(two.a->push("y", hwIvecsFactory("y")), RangeException);
+    two.quiet();
+    EXPECT_EQ(two.b->demuxer().mounted(), 2u);
+    Told told;
+    two.b->want("4", told.hook());
+    two.quiet();
+    ASSERT_EQ(told.states, (States{RootState::requested, RootState::refused}));
+    EXPECT_EQ(told.reasons[1], "the peer takes at most 2 entities");
+    two.a->unpush("x");
+    two.b->unwant("4");
+    two.b->want("4");
+    two.quiet();
+    EXPECT_EQ(two.b->rootState("4"), RootState::synchronized);
+    EXPECT_TRUE(two.a->isOpen());
+    dir->appConfigIs(Loam::vtAppMpls); // a part that cannot be told
+    two.quiet();
+    EXPECT_EQ(two.b->closeReason(), told.reasons[1]);
+}
+
+TEST(Limits, AnApplicationMayHaveAnyNumberOfWishes) {
+    constexpr U32 roots = 4200; // more than a peer's questions may be answered late
+    Sessions two(support::smallSession);
+    two.b =
+        makePtr<Session>(Side::accepting, SessionConfig{"b", 7, {1 << 16, 2000, roots}, 0}, two.offeredByB);
+    two.a = makePtr<Session>(Side::connecting, SessionConfig{"a", 7, {1 << 16, 2000, roots}, roots});
+    for (U32 i = 0; i < roots; ++i) {
+        two.offeredByB->offer(std::to_string(i), hwIvecsFactory(""));
+    }
+    two.quiet();
+    for (U32 i = 0; i < roots; ++i) {
+        two.a->want(std::to_string(i));
+    }
+    two.quiet();
+    ASSERT_TRUE(two.a->isOpen() && two.b->isOpen()) << two.a->closeReason().charPtr();
+    EXPECT_EQ(two.a->demuxer().mounted(), roots);
 }
 
 // Calls
