@@ -49,6 +49,11 @@ private:
     String8 name_;
 };
 
+/// The attribute that a record sets or deletes.
+constexpr AttributeId magnitudeOf(AttributeId attribute) noexcept {
+    return attribute < 0 ? -attribute : attribute;
+}
+
 /// Attributes of records that are no attributes of a class.
 inline constexpr AttributeId syncModeAttribute = 135;
 inline constexpr AttributeId newEntityAttribute = 136;

@@ -2,6 +2,8 @@
 
 #include "reflect/AttrLogType.h"
 
+#include <utility>
+
 namespace Kor::NboAttrLog {
 
 namespace {
@@ -22,11 +24,6 @@ std::string nameOf(KorType const* type, AttributeId attribute) {
     return std::to_string(attribute);
 }
 
-/// The attribute that a record sets or deletes.
-AttributeId magnitudeOf(AttributeId attribute) {
-    return attribute < 0 ? -attribute : attribute;
-}
-
 /// What a session says; a minus in front takes it back.
 std::string controlName(AttributeId attribute) {
     constexpr char const* names[] = {"hello", "goodbye", "offer",   "offersKnown",
@@ -42,6 +39,10 @@ bool beginsWithText(AttributeId control) {
     AttributeId const magnitude = magnitudeOf(control);
     return magnitude == goodbyeAttribute || magnitude == offerAttribute || magnitude == wantAttribute ||
            magnitude == verdictAttribute;
+}
+
+std::size_t sideOf(EntityId id) {
+    return id.low >> 1 & 1;
 }
 
 AttrLogType const* logOf(KorType const* type) {
@@ -115,10 +116,27 @@ void RecordWalker::take(Direction& direction, Side from, std::span<U8 const> byt
 }
 
 void RecordWalker::know(EntityId id, KorType const* type, std::string path) {
-    if (known_.size() >= limits_.entities && !known_.contains(id)) {
+    forget(id);
+    U32& count = count_[sideOf(id)];
+    if (count >= limits_.entities) {
         throwAttrLogRecordException("peer has more entities than the limit");
     }
+    ++count;
     known_[id] = {type, std::move(path)};
+}
+
+void RecordWalker::forget(EntityId id) {
+    std::vector<EntityId> rest{id};
+    while (!rest.empty()) {
+        auto const node = known_.extract(rest.back());
+        rest.pop_back();
+        if (!node.empty()) {
+            --count_[sideOf(node.key())];
+            for (auto const& [key, child] : node.mapped().children) {
+                rest.push_back(child);
+            }
+        }
+    }
 }
 
 void RecordWalker::read(In& in, RecordView& record) {
@@ -136,33 +154,33 @@ void RecordWalker::read(In& in, RecordView& record) {
         return;
     }
     auto const found = known_.find(record.header.entityId);
-    Known const entity = found != known_.end() ? found->second : Known{nullptr, ""};
-    record.type = entity.type;
-    record.path = entity.path;
+    KorType const* const type = found != known_.end() ? found->second.type : nullptr;
+    record.type = type;
+    record.path = found != known_.end() ? found->second.path : "";
     AttributeId const magnitude = magnitudeOf(attribute);
     record.attribute = std::to_string(magnitude);
     if (record.header.isMarker) {
         constexpr char const* types[] = {"start", "abort", "end"};
-        U64 const type = in.nextNumber();
+        U64 const marker = in.nextNumber();
         in.nextNumber();
         in.recordEnd();
-        if (type > 2) {
+        if (marker > 2) {
             throwAttrLogRecordException("record is an unknown marker");
         }
         record.kind = RecordView::Kind::marker;
-        record.value = types[type];
-        record.attribute = nameOf(entity.type, attribute);
+        record.value = types[marker];
+        record.attribute = nameOf(type, attribute);
     } else if (attribute == -newEntityAttribute) {
         in.recordEnd();
         record.kind = RecordView::Kind::gone;
-        known_.erase(record.header.entityId);
+        forget(record.header.entityId);
     } else if (attribute == syncModeAttribute) {
         record.kind = RecordView::Kind::syncMode;
         record.attribute.clear();
         record.value = std::to_string(in.nextU32());
         in.recordEnd();
-    } else if (entity.type != nullptr) {
-        readAttribute(in, record, entity);
+    } else if (type != nullptr) {
+        readAttribute(in, record, found->second);
     }
 }
 
@@ -193,7 +211,7 @@ void RecordWalker::readAnnouncement(In& in, RecordView& record) {
     know(record.child, record.type, record.path);
 }
 
-void RecordWalker::readAttribute(In& in, RecordView& record, Known const& entity) {
+void RecordWalker::readAttribute(In& in, RecordView& record, Known& entity) {
     bool const isDelete = record.header.attributeId < 0;
     AttrLogRecordText const text = logOf(entity.type)->recordText(record.header.attributeId, in);
     if (text.attribute.empty()) {
@@ -205,13 +223,23 @@ void RecordWalker::readAttribute(In& in, RecordView& record, Known const& entity
     record.kind = isDelete                    ? RecordView::Kind::deletion
                   : text.childType != nullptr ? RecordView::Kind::child
                                               : RecordView::Kind::set;
-    if (text.entityId == 0 || isDelete) {
+    std::string const member = record.attribute + '[' + record.key + ']';
+    if (isDelete) {
+        if (auto const child = entity.children.extract(member); !child.empty()) {
+            forget(child.mapped());
+        }
+        return;
+    }
+    if (text.entityId == 0) {
         return;
     }
     record.child = EntityId::ofNumber(text.entityId);
     if (text.childType != nullptr) {
         record.value = stringOf(text.childType->typeName());
-        know(record.child, text.childType, entity.path + '/' + record.attribute + '[' + record.key + ']');
+        std::string path = entity.path + '/' + member;
+        EntityId const before = std::exchange(entity.children[member], record.child);
+        forget(before); // after which the entity may be gone, too: ids can be anything
+        know(record.child, text.childType, std::move(path));
     } else {
         auto const referred = known_.find(record.child);
         record.value = referred != known_.end() ? referred->second.path : "";

@@ -14,8 +14,8 @@
 ///
 /// Bytes that make no record raise Kor::AttrLogRecordException, and nothing of that direction can be read
 /// after them; faultOffset() tells where. A record that is sound but would be refused has the reason in
-/// `fault`. Whatever the bytes are, nothing else happens, and no more than `limits.entities` entities are
-/// remembered. One thread.
+/// `fault`. Whatever the bytes are, nothing else happens, and no more than `limits.entities` entities of each
+/// side are remembered, each until its deletion. One thread.
 
 #include "attrlog/Demuxer.h"
 
@@ -91,6 +91,8 @@ private:
     struct Known {
         KorType const* type;
         std::string path;
+        /// By attribute and key.
+        std::map<std::string, EntityId> children{};
     };
 
     Direction const& direction(Side from) const noexcept {
@@ -99,13 +101,16 @@ private:
     void take(Direction& direction, Side from, std::span<U8 const> bytes, Visit const& visit);
     void read(In& in, RecordView& record);
     void readAnnouncement(In& in, RecordView& record);
-    void readAttribute(In& in, RecordView& record, Known const& entity);
+    void readAttribute(In& in, RecordView& record, Known& entity);
     void know(EntityId id, KorType const* type, std::string path);
+    /// It and all below it.
+    void forget(EntityId id);
 
     StreamLimits limits_;
     Preamble preamble_;
     std::array<Direction, 2> directions_;
     std::map<EntityId, Known> known_;
+    std::array<U32, 2> count_{}; // of those ids that a side has given
 };
 
 } // namespace Kor::NboAttrLog

@@ -390,12 +390,7 @@ struct Session::Impl final : DemuxerControl {
         if (!established || !isOpen()) {
             return; // all are told after the hello
         }
-        auto const mounted = mounts.find(path);
-        if (mounted != mounts.end()) {
-            Ptr<Entity> const entity = mounted->second.entity;
-            mounts.erase(mounted);
-            demuxer->unmount(entity);
-        }
+        unwanted(path);
         untoldOffers.erase(path);
         bool& withdrawFirst = offersToTell[path];
         withdrawFirst = withdrawFirst || toldOffers.contains(path);
@@ -439,15 +434,17 @@ struct Session::Impl final : DemuxerControl {
             Ptr<StreamAdapter> const adapter =
                 demuxer->mountRoot(offer->entity, {path, /*isPushed=*/false, offer->access, number});
             mounts[path] = {offer->entity, adapter->entityId(), number};
+            pathOf[adapter->entityId()] = path;
         } catch (Exception const& exception) {
             note(Cause::peer, verdictAttribute, path, number, 0, exception.message());
         }
     }
     void unwanted(Name const& path) {
         if (auto const mounted = mounts.find(path); mounted != mounts.end()) {
-            Ptr<Entity> const entity = mounted->second.entity;
+            Mount const gone = std::move(mounted->second);
             mounts.erase(mounted);
-            demuxer->unmount(entity);
+            pathOf.erase(gone.id);
+            demuxer->unmount(gone.entity);
         }
     }
 
@@ -502,9 +499,12 @@ struct Session::Impl final : DemuxerControl {
     static bool isThere(Wish const& wish) {
         return wish.state == RootState::synchronizing || wish.state == RootState::synchronized;
     }
+    /// The one of wishes, pushes or mounts that has the id.
     template <class Map>
-    static auto ofId(Map& map, EntityId id) {
-        return std::find_if(map.begin(), map.end(), [&](auto const& each) { return each.second.id == id; });
+    auto ofId(Map& map, EntityId id) {
+        auto const path = pathOf.find(id);
+        auto const found = path != pathOf.end() ? map.find(path->second) : map.end();
+        return found != map.end() && found->second.id == id ? found : map.end();
     }
 
     Ptr<Entity> root(Announcement const& announcement) override {
@@ -577,6 +577,7 @@ struct Session::Impl final : DemuxerControl {
         }
         wish->second.root = entity;
         wish->second.id = announcement.id;
+        pathOf[announcement.id] = path;
         return entity;
     }
     void mounted(EntityId id) override {
@@ -597,6 +598,7 @@ struct Session::Impl final : DemuxerControl {
         if (auto const mount = ofId(mounts, id); mount != mounts.end()) {
             mounts.erase(mount);
         }
+        pathOf.erase(id);
     }
     void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) override {
         auto const wish = ofId(wishes, id);
@@ -616,6 +618,7 @@ struct Session::Impl final : DemuxerControl {
         } else if (auto const push = ofId(pushes, id); push != pushes.end()) {
             pushRefused(Name(push->first), why);
         }
+        pathOf.erase(id);
     }
 
     void want(Name const& path, WantHook hook, Take take) {
@@ -643,6 +646,7 @@ struct Session::Impl final : DemuxerControl {
             note(Cause::application, -wantAttribute, path, gone.number);
         }
         if (gone.id.isAssigned()) {
+            pathOf.erase(gone.id);
             demuxer->reactorDel(gone.id);
         }
     }
@@ -668,6 +672,7 @@ struct Session::Impl final : DemuxerControl {
         Ptr<StreamAdapter> const adapter =
             demuxer->mountRoot(push.entity, {path, /*isPushed=*/true, push.access, push.number});
         push.id = adapter->entityId();
+        pathOf[push.id] = path;
     }
     void unpush(Name const& path) {
         auto const found = pushes.find(path);
@@ -676,6 +681,7 @@ struct Session::Impl final : DemuxerControl {
         }
         Push const gone = std::move(found->second);
         pushes.erase(found);
+        pathOf.erase(gone.id);
         demuxer->reactorRetire(gone.id);
     }
     void pushRefused(Name const& path, String8 const& why) {
@@ -823,6 +829,7 @@ struct Session::Impl final : DemuxerControl {
         requests.clear();
         answers.clear();
         mounts.clear();
+        pathOf.clear();
         flow();
         String8 const reason = demuxer->closeReason();
         for (auto& [path, wish] : wishes) {
@@ -872,6 +879,7 @@ struct Session::Impl final : DemuxerControl {
     std::map<Name, Push> pushes;
 
     std::map<Name, Mount> mounts;
+    std::map<EntityId, Name> pathOf;
     /// Whether the peer must first hear that an earlier one is gone.
     std::map<Name, bool> offersToTell;
     std::set<Name> toldOffers;

@@ -272,7 +272,7 @@ public:
     }
 
     void doNotification(AttributeId attribute, void* key) override {
-        with(attribute < 0 ? -attribute : attribute, [&]<class A>() {
+        with(magnitudeOf(attribute), [&]<class A>() {
             if constexpr (detail::KeyedOnWire<A>) {
                 changed<A>(*static_cast<typename A::Key const*>(key));
             } else {
@@ -941,7 +941,7 @@ void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, Deseri
         if (this->flag(Bit::active)) {
             throwInternalException("entity reactor is already active");
         }
-        this->peerMustWrite(attribute < 0 ? -attribute : attribute);
+        this->peerMustWrite(magnitudeOf(attribute));
         active.emplace(*this);
     }
     if (attribute == syncModeAttribute) {
@@ -954,7 +954,7 @@ void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, Deseri
         bool done = false;
         each([&]<class A>() {
             if constexpr (detail::ChildOnWire<A>) {
-                AttributeId const magnitude = attribute < 0 ? -attribute : attribute;
+                AttributeId const magnitude = magnitudeOf(attribute);
                 if (!done && (magnitude == idOf<A> || magnitude == directoryAttribute)) {
                     done = true;
                     readChild<A>(attribute, *in, applies);
@@ -966,7 +966,7 @@ void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, Deseri
         }
     }
     bool const isDelete = attribute < 0;
-    bool const known = with(isDelete ? -attribute : attribute, [&]<class A>() {
+    bool const known = with(magnitudeOf(attribute), [&]<class A>() {
         if constexpr (!detail::ChildOnWire<A>) {
             read<A>(*entity, isDelete, *in, applies);
         }
@@ -1172,7 +1172,7 @@ template <class X>
 AttrLogRecordText StreamAdapterOf<X>::recordText(AttributeId attribute, In& in) {
     AttrLogRecordText text;
     bool const isDelete = attribute < 0;
-    with(isDelete ? -attribute : attribute, [&]<class A>() {
+    with(magnitudeOf(attribute), [&]<class A>() {
         text.attribute = A::Name::text;
         if constexpr (!detail::KeyedOnWire<A>) {
             text.value = isDelete ? String8() : valueToStrep(in.template next<typename A::Type>());

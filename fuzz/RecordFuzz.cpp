@@ -3,14 +3,18 @@
 ///
 ///     RecordFuzz -max_total_time=20
 ///
-/// The first byte of an input is the size of the pieces in which the rest arrives. Without a corpus the
-/// fuzzer starts from the sessions that the mutator below writes.
+/// The first byte of an input is the size of the pieces in which the rest arrives, and one that begins as a
+/// recording is read as one. Without a corpus the fuzzer starts from the sessions that the mutator below
+/// writes.
 
-#include "attrlog/Demuxer.h"
+#include "attrlog/RecordView.h"
+#include "attrlog/Recording.h"
+#include "attrlog/Session.h"
 #include "model/LoamTunnelModel.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <sstream>
 
 using namespace Kor;
 using namespace Kor::NboAttrLog;
@@ -18,6 +22,12 @@ using namespace Hardware;
 using namespace Hardware::LoamTunnel;
 
 namespace {
+
+void check(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
 
 /// What this side offers, and what it has taken in.
 struct Tree {
@@ -58,9 +68,29 @@ std::vector<U8> session(unsigned seed) {
     return all;
 }
 
-void check(bool holds) {
-    if (!holds) {
-        std::abort();
+/// The same on both sides, as a recording.
+std::vector<U8> recordingOf(unsigned seed) {
+    std::ostringstream stream;
+    RecordingOut to(stream, {1 << 14, 1024, 64});
+    for (unsigned i = 0; i < 4; ++i) {
+        to.write(static_cast<Side>(i % 2), i, std::span<U8 const>(session(seed + i)).subspan(1));
+    }
+    std::string const bytes = stream.str();
+    return {bytes.begin(), bytes.end()};
+}
+
+void readRecording(std::span<U8 const> bytes) {
+    std::istringstream stream(std::string(bytes.begin(), bytes.end()));
+    try {
+        RecordingIn from(stream);
+        RecordWalker walker(from.limits());
+        walker.preambleIs(Session::preambleOf);
+        for (RecordingChunk chunk; from.next(chunk);) {
+            walker.walk(chunk.from, chunk.bytes,
+                        [](RecordView const& record) { check(!record.bytes.empty()); });
+        }
+    } catch (RangeException const&) { // no recording
+    } catch (AttrLogRecordException const&) {
     }
 }
 
@@ -70,7 +100,7 @@ extern "C" std::size_t LLVMFuzzerMutate(U8* data, std::size_t size, std::size_t 
 
 extern "C" std::size_t LLVMFuzzerCustomMutator(U8* data, std::size_t size, std::size_t most, unsigned seed) {
     if (size < 2 || seed % 64 == 0) {
-        std::vector<U8> const fresh = session(seed);
+        std::vector<U8> const fresh = seed % 128 == 0 ? recordingOf(seed) : session(seed);
         size = std::min(fresh.size(), most);
         std::copy_n(fresh.begin(), size, data);
     }
@@ -79,6 +109,12 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(U8* data, std::size_t size, std::
 
 extern "C" int LLVMFuzzerTestOneInput(U8 const* data, std::size_t size) {
     if (size == 0) {
+        return 0;
+    }
+    std::span<U8 const> const all(data, size);
+    if (all.size() >= recording::magic.size() &&
+        std::equal(recording::magic.begin(), recording::magic.end(), all.begin())) {
+        readRecording(all);
         return 0;
     }
     static Tree const tree;

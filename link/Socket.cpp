@@ -228,11 +228,12 @@ std::optional<U32> peerUid(int fd) noexcept {
     socklen_t n = sizeof peer;
     int domain = 0;
     socklen_t m = sizeof domain;
-    if (::getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &m) != 0 || domain != AF_UNIX ||
-        ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &n) != 0) {
+    bool const isKnown = ::getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &m) == 0;
+    if (isKnown && domain != AF_UNIX) {
         return {};
     }
-    return peer.uid;
+    // Of a local peer that the kernel does not tell of: a user that is nobody's.
+    return ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &n) == 0 ? peer.uid : ~U32{0};
 }
 
 U32 ownUid() noexcept {

@@ -155,7 +155,7 @@ void driver(Context& context, DriverOptions const& options) {
     auto const driver = Kor::makePtr<LifDriver>(chip, options.image,
                                                 [&](std::string const& message) { context.note(message); });
     auto const service = Kor::makePtr<Service>();
-    answerTools(*service);
+    answerTools(*service, true);
     driver->offerTo(*service);
     Kor::Link::Loop loop;
     loop.signalsAre({SIGINT, SIGTERM}, [&](int) { loop.stop(); });

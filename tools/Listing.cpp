@@ -32,6 +32,10 @@ std::string csvLine(std::vector<Json> const& cells) {
     return join(all, ",");
 }
 
+std::string jsonText(Json const& json) {
+    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+}
+
 } // namespace
 
 std::string bold(std::string const& text, bool colour) {
@@ -39,58 +43,92 @@ std::string bold(std::string const& text, bool colour) {
 }
 
 void printJson(std::ostream& stream, Json const& json) {
-    stream << json.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+    stream << jsonText(json) << '\n';
 }
 
-void Listing::print(std::ostream& stream, Output const& output) const {
-    if (output.format == Format::json) {
-        Json all = Json::array();
-        for (auto const& row : rows_) {
+RowPrinter::RowPrinter(std::ostream& stream, std::vector<std::string> columns, Output const& output)
+    : stream_(stream), columns_(std::move(columns)), output_(output), widths_(columns_.size()),
+      numeric_(columns_.size(), true) {}
+
+void RowPrinter::add(std::vector<Json> cells) {
+    constexpr std::size_t block = 1000;
+    waiting_.push_back(std::move(cells));
+    if (output_.format == Format::json || output_.format == Format::csv || waiting_.size() == block) {
+        flush();
+    }
+}
+
+void RowPrinter::end() {
+    flush();
+    if (output_.format == Format::json) {
+        stream_ << (hasBegun_ ? "\n]\n" : "[]\n");
+    }
+}
+
+void RowPrinter::flush() {
+    bool const isFirst = !hasBegun_;
+    if (output_.format == Format::json) {
+        for (auto const& row : waiting_) {
             Json object = Json::object();
             for (std::size_t i = 0; i < columns_.size(); ++i) {
                 object[columns_[i]] = row[i];
             }
-            all.push_back(std::move(object));
+            std::string text = jsonText(object);
+            for (std::size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1)) {
+                text.insert(at + 1, 2, ' ');
+            }
+            stream_ << (hasBegun_ ? ",\n  " : "[\n  ") << text;
+            hasBegun_ = true;
         }
-        printJson(stream, all);
+        waiting_.clear();
         return;
     }
+    hasBegun_ = true;
     std::vector<Json> const headings(columns_.begin(), columns_.end());
-    if (output.format == Format::csv) {
-        if (output.headings) {
-            stream << csvLine(headings) << '\n';
+    bool const hasHeadings = isFirst && output_.headings;
+    if (output_.format == Format::csv) {
+        stream_ << (hasHeadings ? csvLine(headings) + '\n' : "");
+        for (auto const& row : waiting_) {
+            stream_ << csvLine(row) << '\n';
         }
-        for (auto const& row : rows_) {
-            stream << csvLine(row) << '\n';
-        }
+        waiting_.clear();
         return;
     }
-    std::vector<std::size_t> widths(columns_.size());
-    std::vector<bool> numeric(columns_.size(), true);
     for (std::size_t i = 0; i < columns_.size(); ++i) {
-        widths[i] = output.headings ? columns_[i].size() : 0;
-        for (auto const& row : rows_) {
-            widths[i] = std::max(widths[i], cellText(row[i]).size());
-            numeric[i] = numeric[i] && (row[i].is_number() || row[i].is_null());
+        widths_[i] = std::max(widths_[i], output_.headings ? columns_[i].size() : 0);
+        for (auto const& row : waiting_) {
+            widths_[i] = std::max(widths_[i], cellText(row[i]).size());
+            numeric_[i] = numeric_[i] && (row[i].is_number() || row[i].is_null());
         }
     }
-    auto const line = [&](std::vector<Json> const& cells) {
-        std::vector<std::string> all;
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            std::string cell = cellText(cells[i]);
-            cell.insert(numeric[i] ? 0 : cell.size(), widths[i] - cell.size(), ' ');
-            all.push_back(std::move(cell));
-        }
-        std::string text = join(all, "  ");
-        text.erase(text.find_last_not_of(' ') + 1);
-        return text;
-    };
-    if (output.headings) {
-        stream << bold(line(headings), output.colour) << '\n';
+    if (hasHeadings) {
+        stream_ << bold(line(headings), output_.colour) << '\n';
     }
+    for (auto const& row : waiting_) {
+        stream_ << line(row) << '\n';
+    }
+    waiting_.clear();
+}
+
+std::string RowPrinter::line(std::vector<Json> const& cells) const {
+    std::vector<std::string> all;
+    all.reserve(cells.size());
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        std::string cell = cellText(cells[i]);
+        cell.insert(numeric_[i] ? 0 : cell.size(), widths_[i] - cell.size(), ' ');
+        all.push_back(std::move(cell));
+    }
+    std::string text = join(all, "  ");
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text;
+}
+
+void Listing::print(std::ostream& stream, Output const& output) const {
+    RowPrinter printer(stream, columns_, output);
     for (auto const& row : rows_) {
-        stream << line(row) << '\n';
+        printer.add(row);
     }
+    printer.end();
 }
 
 } // namespace tool

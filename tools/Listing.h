@@ -22,15 +22,38 @@ struct Output {
     bool colour = false;
 };
 
-/// Rows of strings and numbers. A number stands right in a table; null is empty in a table and in CSV.
+/// Prints rows of strings and numbers as they come, however many. A number stands right in a table; null is
+/// empty in a table and in CSV. A table's columns are as wide as the first thousand rows need, and become
+/// wider from one thousand to the next.
+class RowPrinter {
+public:
+    /// `Format::text` prints a table. JSON is one array with an object a row, its keys the columns.
+    RowPrinter(std::ostream& stream, std::vector<std::string> columns, Output const& output);
+
+    /// As many cells as there are columns.
+    void add(std::vector<Json> cells);
+    /// After the last row.
+    void end();
+
+private:
+    void flush();
+    std::string line(std::vector<Json> const& cells) const;
+
+    std::ostream& stream_;
+    std::vector<std::string> columns_;
+    Output output_;
+    std::vector<std::vector<Json>> waiting_;
+    std::vector<std::size_t> widths_;
+    std::vector<bool> numeric_;
+    bool hasBegun_ = false;
+};
+
+/// Rows that are all there before the first is printed; see RowPrinter.
 class Listing {
 public:
     explicit Listing(std::vector<std::string> columns) : columns_(std::move(columns)) {}
 
-    /// As many cells as there are columns.
     void add(std::vector<Json> cells) { rows_.push_back(std::move(cells)); }
-
-    /// `Format::text` prints a table. JSON is one array with an object a row, its keys the columns.
     void print(std::ostream& stream, Output const& output) const;
 
 private:

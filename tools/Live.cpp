@@ -7,18 +7,14 @@
 #include "tools/Listing.h"
 #include "tools/Text.h"
 
+#include <algorithm>
+#include <cctype>
+
 namespace tool {
 
 using namespace Kor::NboAttrLog;
 
 namespace {
-
-Kor::Link::ConnectorConfig once(std::string_view name) {
-    Kor::Link::ConnectorConfig config;
-    config.session = sessionConfig(name);
-    config.reconnects = false;
-    return config;
-}
 
 std::string traceState() {
     Json all = Json::array();
@@ -37,11 +33,25 @@ std::string traceState() {
     return all.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+/// Facilities that are not used yet can be named, but not any number of them: none is ever forgotten.
+constexpr std::size_t mostFacilities = 256;
+
 /// `FACILITY on|off|+LEVEL|-LEVEL...`
 void setTrace(std::string_view text) {
     std::vector<std::string_view> const given = split(text);
-    // One that has not been used yet is made, with its levels ready for when it is.
-    Kor::TraceFacility& found = Kor::traceFacility(given[0]);
+    std::string_view const name = given[0];
+    auto const all = Kor::traceFacilities();
+    bool const isThere = std::ranges::any_of(all, [&](auto const* each) { return each->name() == name; });
+    bool const isName = std::ranges::all_of(
+        name, [](unsigned char c) { return std::isalnum(c) != 0 || c == '_' || c == ':'; });
+    if (!isThere && (!isName || name.size() > 64 || all.size() >= mostFacilities)) {
+        std::vector<std::string> names;
+        names.reserve(all.size());
+        for (auto const* const each : all) {
+            names.emplace_back(each->name());
+        }
+        Kor::throwRangeException(Kor::String8("there is no facility " + shown(name) + suggest(name, names)));
+    }
     for (bool const isTry : {true, false}) {
         for (std::string_view const word : std::span(given).subspan(1)) {
             std::optional<U64> const level = parseNumber(word.substr(1));
@@ -56,6 +66,8 @@ void setTrace(std::string_view text) {
             if (isTry) {
                 continue;
             }
+            // One that has not been used yet is made, with its levels ready for when it is.
+            Kor::TraceFacility& found = Kor::traceFacility(name);
             if (isLevel) {
                 found.levelIs(static_cast<int>(*level), word[0] == '+');
             } else {
@@ -83,6 +95,17 @@ std::string countersOf(Service const& service) {
 
 std::string rootOf(std::string_view path) {
     return std::string(path.substr(0, path.find_first_of(".[")));
+}
+
+Kor::Link::ConnectorConfig connectOnce(std::string_view name) {
+    Kor::Link::ConnectorConfig config;
+    config.session = sessionConfig(name);
+    config.reconnects = false;
+    return config;
+}
+
+Refused noConnection(std::string const& address, std::string_view reason) {
+    return Refused("no connection to " + shown(address) + ": " + std::string(reason));
 }
 
 SessionConfig sessionConfig(std::string_view name) {
@@ -113,15 +136,14 @@ Kor::Ptr<Kor::Entity> entityIn(Box const& box) {
 }
 
 Live::Live(LiveOptions const& options, std::string_view name)
-    : options_(options), connector_(loop_, addressOf(options.address), once(name)) {
+    : options_(options), connector_(loop_, addressOf(options.address), connectOnce(name)) {
     require([this] { return connector_.isEstablished() && session().areOffersKnown(); }, "a connection");
 }
 
 Session& Live::session() {
     Kor::Ptr<Session> const session = connector_.session();
     if (!session || !session->isOpen()) {
-        throw Refused("no connection to " + shown(options_.address) + ": " +
-                      std::string(connector_.lastReason().view()));
+        throw noConnection(options_.address, connector_.lastReason().view());
     }
     return *session;
 }
@@ -205,13 +227,16 @@ std::string Live::call(std::string_view verb, std::string_view argument) {
     return answer->text;
 }
 
-void answerTools(Service& service) {
+void answerTools(Service& service, bool setsTrace) {
     service.handlerIs(Kor::Name("sync"), [](Session&, Kor::String8 const&) { return Kor::String8(); });
     service.handlerIs(Kor::Name("stats"), [&service](Session&, Kor::String8 const&) {
         return Kor::String8(countersOf(service));
     });
-    service.handlerIs(Kor::Name("trace"), [](Session&, Kor::String8 const& argument) {
+    service.handlerIs(Kor::Name("trace"), [setsTrace](Session&, Kor::String8 const& argument) {
         if (!split(argument.view()).empty()) {
+            if (!setsTrace) {
+                Kor::throwRangeException("trace levels are not to be set here: it is served read-only");
+            }
             setTrace(argument.view());
         }
         return Kor::String8(traceState());

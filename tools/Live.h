@@ -31,6 +31,11 @@ Kor::NboAttrLog::SessionConfig sessionConfig(std::string_view name);
 /// Where to listen or connect; WrongUsage for what is no address.
 Kor::Link::Address addressOf(std::string const& text);
 
+/// How to connect once, without a second try.
+Kor::Link::ConnectorConfig connectOnce(std::string_view name);
+/// Why there is no connection.
+Refused noConnection(std::string const& address, std::string_view reason);
+
 /// The box of an entity.
 Box boxOfEntity(Kor::Ptr<Kor::Entity> const& entity);
 /// The entity in a box; null for a box of anything else.
@@ -66,7 +71,7 @@ private:
     Roots roots_;
 };
 
-/// Makes a service answer what the commands `stats` and `trace` ask.
-void answerTools(Kor::NboAttrLog::Service& service);
+/// Makes a service answer what the commands `stats` and `trace` ask; whether `trace` may also set levels.
+void answerTools(Kor::NboAttrLog::Service& service, bool setsTrace);
 
 } // namespace tool

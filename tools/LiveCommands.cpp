@@ -57,7 +57,7 @@ void serve(Context& context, ServeOptions const& options) {
         script.line("new " + root.substr(sign + 1) + ' ' + root.substr(0, sign));
     }
     auto const service = Kor::makePtr<Service>();
-    answerTools(*service);
+    answerTools(*service, options.writable);
     for (auto const& [name, box] : script.roots().all()) {
         if (auto const entity = entityIn(box)) {
             refusing("cannot serve " + name, [&, name = name] {

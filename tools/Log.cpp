@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <system_error>
+#include <tuple>
 
 namespace tool {
 
@@ -111,27 +113,50 @@ void addState(State& state, Kor::Ptr<Kor::Entity> const& entity, StreamLimits co
     }
 }
 
-/// Applies what one side has sent to entities of our own.
+/// Applies what both sides have sent, in its order, to entities of our own. What one side announces the other
+/// may write: so there is a demultiplexer for the records of each, and an entity is mounted on both, under
+/// one id, from where nothing is sent.
 class Replica {
 public:
-    Replica(Side from, StreamLimits const& limits)
-        : limits_(limits), demuxer_(Kor::makePtr<Demuxer>(otherSide(from), limits)) {
-        demuxer_->rootHookIs([this](Kor::Ptr<Kor::Entity> const& offered) {
-            std::string const type(offered->fwkType()->typeName().view());
-            Kor::String8 const key = offered->korKeyText();
-            std::string const name((key.empty() ? offered->name() : key).view());
-            return roots_.try_emplace({type, name}, offered)
-                .first->second; // one that comes again is filled anew
-        });
+    explicit Replica(StreamLimits const& limits) : limits_(limits) {
+        for (Side const from : {Side::accepting, Side::connecting}) {
+            auto& demuxer = demuxers_[static_cast<std::size_t>(from)];
+            demuxer = Kor::makePtr<Demuxer>(otherSide(from), limits);
+            demuxer->peerFlagsIs(sendsNothing);
+            demuxer->rootHookIs([this, from](Kor::Ptr<Kor::Entity> const& offered) {
+                std::string const type(offered->fwkType()->typeName().view());
+                Kor::String8 const key = offered->korKeyText();
+                std::string const name((key.empty() ? offered->name() : key).view());
+                return roots_[{from, type, name}] = offered; // also of one that comes again
+            });
+        }
     }
     void apply(RecordView const& record) {
         if (record.kind == RecordView::Kind::control) {
             return;
         }
-        demuxer_->in()->feed(record.bytes);
-        if (!demuxer_->receive()) {
-            throw Refused("record at byte " + std::to_string(record.offset) + " of the " +
-                          textOf(record.from) + " side: " + std::string(demuxer_->closeReason().view()));
+        Demuxer& sender = demuxerOf(record.from);
+        Demuxer& other = demuxerOf(otherSide(record.from));
+        auto const receive = [&] {
+            sender.in()->feed(record.bytes);
+            if (!sender.receive()) {
+                throw Refused("record at byte " + std::to_string(record.offset) + " of the " +
+                              textOf(record.from) + " side: " + std::string(sender.closeReason().view()));
+            }
+        };
+        if (record.kind == RecordView::Kind::child) {
+            receiveChild(record, other, receive);
+            return;
+        }
+        receive();
+        if (record.kind == RecordView::Kind::gone) {
+            other.reactorDel(record.header.entityId);
+        } else if (record.kind == RecordView::Kind::announcement && other.reactor(record.child) == nullptr) {
+            if (auto* const adapter = sender.reactor(record.child)) {
+                Kor::Ptr<Kor::Entity> const entity = adapter->korNotifierEntity();
+                Anchor const anchor(other.constrainer(), record.child, entity.ptr());
+                entity->korNboAttrLogSaIs(sendsNothing, 0, other.out(), &other);
+            }
         }
     }
     void addTo(State& state) {
@@ -139,28 +164,45 @@ public:
             addState(state, root, limits_);
         }
     }
-    Stats stats() const { return demuxer_->stats(); }
+    Stats stats(Side from) const { return demuxers_[static_cast<std::size_t>(from)]->stats(); }
 
 private:
+    using Anchor = Kor::MsgChannel::DeserializingEidAnchor;
+    static constexpr Kor::Entity::Kor_BitSet sendsNothing{1u << Kor::StreamAdapter::Bit::noSending};
+
+    Demuxer& demuxerOf(Side from) { return *demuxers_[static_cast<std::size_t>(from)]; }
+    /// The parent's adapter towards the other side mounts the child, too, when it hears of it.
+    template <class Receive>
+    static void receiveChild(RecordView const& record, Demuxer& other, Receive const& receive) {
+        Kor::Ptr<Kor::StreamAdapter> const parent = other.reactor(record.header.entityId);
+        if (!parent || other.reactor(record.child) != nullptr) {
+            receive();
+            return;
+        }
+        Anchor const anchor(other.constrainer(), record.child, parent->korNotifierEntity());
+        parent->flagSet(Kor::StreamAdapter::Bit::active, true);
+        receive();
+        parent->flagSet(Kor::StreamAdapter::Bit::active, false);
+    }
+
     StreamLimits limits_;
-    Kor::Ptr<Demuxer> demuxer_;
-    std::map<std::pair<std::string, std::string>, Kor::Ptr<Kor::Entity>> roots_;
+    std::array<Kor::Ptr<Demuxer>, 2> demuxers_;
+    std::map<std::tuple<Side, std::string, std::string>, Kor::Ptr<Kor::Entity>> roots_;
 };
 
 State stateOf(Context& context, std::string const& file, LogOptions const& options) {
     Player player(file, options);
-    std::map<Side, std::unique_ptr<Replica>> replicas;
+    std::optional<Replica> replica;
     player.play([&](RecordView const& record, U64) {
-        auto& replica = replicas[record.from];
-        if (!replica) {
-            replica = std::make_unique<Replica>(record.from, player.limits);
-        }
-        replica->apply(record);
+        (replica ? *replica : replica.emplace(player.limits)).apply(record);
     });
     State state;
-    for (auto const& [from, replica] : replicas) {
-        replica->addTo(state);
-        Stats const stats = replica->stats();
+    if (!replica) {
+        return state;
+    }
+    replica->addTo(state);
+    for (Side const from : {Side::accepting, Side::connecting}) {
+        Stats const stats = replica->stats(from);
         U64 const passedOver = stats.refusedRecords + stats.unknownEntities + stats.unknownAttributes;
         if (passedOver != 0) {
             context.note(
@@ -186,9 +228,8 @@ void logShow(Context& context, LogOptions const& options) {
     if (options.more > 1) {
         columns.emplace_back("bytes");
     }
-    Listing listing(columns);
+    RowPrinter printer(context.out, columns, options.output);
     auto const idText = [](Kor::EntityId id) { return id.number() != 0 ? Json(id.number()) : Json(); };
-    auto const finish = [&] { listing.print(context.out, options.output); };
     Player player(options.files.at(0), options);
     try {
         player.play([&](RecordView const& record, U64 microseconds) {
@@ -206,13 +247,13 @@ void logShow(Context& context, LogOptions const& options) {
                 }
                 cells.emplace_back(bytes);
             }
-            listing.add(std::move(cells));
+            printer.add(std::move(cells));
         });
     } catch (Refused const&) {
-        finish(); // what came before
+        printer.end(); // what came before
         throw;
     }
-    finish();
+    printer.end();
 }
 
 void logCheck(Context& context, LogOptions const& options) {

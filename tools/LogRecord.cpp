@@ -16,8 +16,8 @@ void logRecord(Context& context, LogRecordOptions const& options) {
         throw Refused(shown(options.file) + " is there already");
     }
     std::ofstream file(options.file, std::ios::binary);
-    SessionConfig const own = sessionConfig("log record");
-    RecordingOut recording(file, own.limits, options.most);
+    Kor::Link::ConnectorConfig config = connectOnce("log record"); // a recording is that of one connection
+    RecordingOut recording(file, config.session.limits, options.most);
     file.flush();
     if (!file) {
         throw Refused("cannot write " + shown(options.file));
@@ -40,9 +40,6 @@ void logRecord(Context& context, LogRecordOptions const& options) {
                          });
         }
     };
-    Kor::Link::ConnectorConfig config;
-    config.session = own;
-    config.reconnects = false; // a recording is that of one connection
     auto const begin = std::chrono::steady_clock::now();
     config.tap = [&](Session const&, bool isSent, std::span<Kor::U8 const> bytes) {
         auto const time = std::chrono::steady_clock::now() - begin;
@@ -97,8 +94,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
     if (pieces == 0) {
         file.close();
         std::filesystem::remove(options.file);
-        throw Refused("no connection to " + shown(options.live.address) + ": " +
-                      (lost.empty() ? "no answer in time" : lost));
+        throw noConnection(options.live.address, lost.empty() ? "no answer in time" : lost);
     }
     if (!refusal.empty()) {
         throw Refused(refusal);

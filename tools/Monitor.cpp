@@ -5,16 +5,20 @@
 
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
 #include <fnmatch.h>
+#include <iterator>
 #include <ostream>
+#include <poll.h>
+#include <unistd.h>
 
 namespace tool {
 
 using namespace Kor::NboAttrLog;
 
 BoundedLines::BoundedLines(std::ostream& out, std::size_t most)
-    : out_(out), most_(most), writer_([this] { write(); }) {}
+    : out_(out), most_(most), room_(most), writer_([this] { write(); }) {}
 
 BoundedLines::~BoundedLines() {
     {
@@ -28,14 +32,30 @@ BoundedLines::~BoundedLines() {
 void BoundedLines::add(std::string line) {
     {
         std::lock_guard const lock(mutex_);
-        if (lines_.size() >= most_) {
+        if (room_ == 0) {
             ++lost_;
             ++allLost_;
             return;
         }
+        --room_;
         lines_.push_back(std::move(line));
     }
     changed_.notify_one();
+}
+
+void BoundedLines::addAll(std::vector<std::string> lines) {
+    {
+        std::lock_guard const lock(mutex_);
+        std::move(lines.begin(), lines.end(), std::back_inserter(lines_));
+    }
+    changed_.notify_one();
+}
+
+bool BoundedLines::drain(std::chrono::milliseconds most) {
+    std::unique_lock lock(mutex_);
+    ends_ = true;
+    changed_.notify_one();
+    return ended_.wait_for(lock, most, [this] { return hasEnded_; });
 }
 
 bool BoundedLines::isBroken() const {
@@ -54,6 +74,7 @@ void BoundedLines::write() {
         changed_.wait(lock, [this] { return ends_ || !lines_.empty(); });
         std::deque<std::string> taken;
         taken.swap(lines_);
+        room_ = most_;
         U64 const lost = std::exchange(lost_, 0);
         bool const isLast = ends_;
         lock.unlock();
@@ -67,6 +88,8 @@ void BoundedLines::write() {
         lock.lock();
         isBroken_ = isBroken_ || !out_;
         if (isLast) {
+            hasEnded_ = true;
+            ended_.notify_one();
             return;
         }
     }
@@ -201,9 +224,7 @@ private:
     }
     void watch(Root& root, std::string const& path) {
         Place const place = places_.at(path);
-        for (std::string& line : tool::tree(place)) {
-            lines_.add(std::move(line));
-        }
+        lines_.addAll(tool::tree(place));
         root.watches.push_back(std::make_unique<Watch>(place, [this](Watch::Change const& change) {
             if (options_.filter.takes(change)) {
                 lines_.add(now() + ' ' + textOf(change));
@@ -246,6 +267,14 @@ void monitor(Context& context, MonitorOptions const& options) {
         loop.runFor(std::chrono::seconds(options.seconds));
     } else {
         loop.run();
+    }
+    if (!lines.drain(std::chrono::seconds(2))) {
+        // The thread that writes cannot be ended otherwise, and neither can a stream that it has locked.
+        pollfd diagnostics{STDERR_FILENO, POLLOUT, 0}; // which may be the same terminal
+        if (::poll(&diagnostics, 1, 0) == 1) {
+            context.note("the output takes nothing: not all is written");
+        }
+        std::_Exit(refusedStatus);
     }
     if (!monitoring.failure.empty()) {
         throw Refused(monitoring.failure);

@@ -4,6 +4,7 @@
 
 #include "tools/Live.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <iosfwd>
@@ -19,10 +20,14 @@ public:
     BoundedLines(std::ostream& out, std::size_t most);
     /// Waits until what is in the queue is written.
     ~BoundedLines();
+    /// Waits at most that long until all is written; nothing may be added any more. Whether it was.
+    bool drain(std::chrono::milliseconds most);
     BoundedLines(BoundedLines const&) = delete;
     BoundedLines& operator=(BoundedLines const&) = delete;
 
     void add(std::string line);
+    /// Lines that are not lost, however many: what a place has at first is in memory anyway.
+    void addAll(std::vector<std::string> lines);
     /// The stream takes nothing more.
     bool isBroken() const;
     Kor::U64 lost() const;
@@ -33,11 +38,13 @@ private:
     std::ostream& out_;
     std::size_t most_;
     std::mutex mutable mutex_;
-    std::condition_variable changed_;
+    std::condition_variable changed_, ended_;
     std::deque<std::string> lines_;
+    std::size_t room_; // for lines that may be lost
     Kor::U64 lost_ = 0;
     Kor::U64 allLost_ = 0;
     bool ends_ = false;
+    bool hasEnded_ = false;
     bool isBroken_ = false;
     std::thread writer_;
 };

@@ -5,10 +5,13 @@
 
 #include <condition_variable>
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <poll.h>
 #include <set>
+#include <sys/stat.h>
 
 namespace {
 
@@ -83,6 +86,9 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     EXPECT_NE(on("trace", {"LoamTunnelTypes", "--set", "on,+8"}).out.find("on"), std::string::npos);
     EXPECT_NE(on("trace", {}).out.find('8'), std::string::npos);
     EXPECT_EQ(on("trace", {"LoamTunnelTypes", "--set", "on,+10"}).status, 1);
+    Outcome const noFacility = on("trace", {"LoamTunnel.Types", "--set", "on"});
+    EXPECT_NE(noFacility.err.find("no facility LoamTunnel.Types; did you mean"), std::string::npos)
+        << noFacility.err;
 
     struct Wrong {
         std::string command;
@@ -111,6 +117,27 @@ TEST_F(Live, WhatIsServedReadOnlyIsNotWritten) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.err.find("root lif is offered read-only"), std::string::npos) << outcome.err;
     EXPECT_NE(on("get", {"lif.appConfig"}).out.find("vtAppMpls"), std::string::npos);
+    EXPECT_EQ(on("trace", {"LoamTunnelTypes", "--set", "on"}).status, 1);
+    EXPECT_EQ(on("trace", {"--csv"}).out.find(",on,8"), std::string::npos);
+}
+
+TEST_F(Live, AMonitorWhoseOutputIsStuckCanBeEnded) {
+    std::ofstream script(file("script"));
+    script << "new LifAppConfigDir lif\nset lif.appConfig[vtAppMpls]\n";
+    for (int i = 0; i < 2000; ++i) {
+        script << "set lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=" << i << "] 1\n";
+    }
+    script.close();
+    auto const server = serve({"--run", file("script")});
+    ASSERT_EQ(::mkfifo(file("terminal").c_str(), 0600), 0);
+    int const terminal = ::open(file("terminal").c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(terminal, 0);
+    auto monitor = start({"monitor", "--socket", socket()}, "terminal");
+    pollfd written{terminal, POLLIN, 0};
+    EXPECT_EQ(::poll(&written, 1, 20'000), 1);
+    monitor.kill(SIGINT);
+    EXPECT_EQ(monitor.join(), 1);
+    ::close(terminal);
 }
 
 TEST_F(Live, AConnectionIsRecordedAndReplayed) {
@@ -226,11 +253,13 @@ TEST(Monitor, ASlowTerminalLosesLinesAndIsToldHowMany) {
     Kor::U64 lost = 0;
     {
         tool::BoundedLines lines(out, 10);
+        lines.addAll(std::vector<std::string>(100, "state"));
         for (int i = 0; i < 1'000; ++i) {
             lines.add("line " + std::to_string(i));
         }
         lost = lines.lost();
         EXPECT_GE(lost, 1'000u - 20);
+        EXPECT_FALSE(lines.drain(0ms));
         terminal.open();
     }
     std::string const all = terminal.str();
@@ -244,7 +273,7 @@ TEST(Monitor, ASlowTerminalLosesLinesAndIsToldHowMany) {
         written += !isGap;
     }
     EXPECT_EQ(told, lost);
-    EXPECT_EQ(written, 1'000 - lost);
+    EXPECT_EQ(written, 1'100 - lost);
 }
 
 TEST(Monitor, FiltersByEntityAttributeAndKind) {

@@ -2,8 +2,12 @@
 
 #include "attrlog/Recording.h"
 #include "model/LoamTunnelModel.h"
+#include "support/Random.h"
 #include "tests/tools/Process.h"
+#include "tools/Commands.h"
+#include "tools/Failure.h"
 
+#include <map>
 #include <nlohmann/json.hpp>
 
 namespace {
@@ -68,6 +72,88 @@ TEST(Log, ShowsChecksReplaysAndCompares) {
     EXPECT_EQ(json::parse(differs.out)[0]["difference"], "changed");
     EXPECT_EQ(json::parse(differs.out)[0]["before"], "2");
     EXPECT_EQ(json::parse(differs.out)[0]["after"], "3");
+}
+
+// What one side has mounted the other one writes, too.
+TEST(Log, ReplaysWhatBothSidesHaveWritten) {
+    std::string const path = testing::TempDir() + "both" + std::to_string(getpid());
+    Ptr<LifAppConfigDir> theirs;
+    auto const mine = lifAppConfigDirFactory("lif");
+    {
+        std::ofstream file(path, std::ios::binary);
+        RecordingOut recording(file);
+        auto const a = makePtr<Demuxer>(Side::connecting), b = makePtr<Demuxer>(Side::accepting);
+        b->rootHookIs([&](Ptr<Entity> const& offered) {
+            theirs = ptrCast<LifAppConfigDir>(offered);
+            return offered;
+        });
+        auto const exchange = [&] {
+            for (auto const& [from, to, side] :
+                 {std::tuple{a, b, Side::connecting}, std::tuple{b, a, Side::accepting}}) {
+                from->flow();
+                auto const bytes = from->out()->readable();
+                recording.write(side, 1, bytes);
+                to->in()->feed(bytes);
+                from->out()->nextBytes(bytes.size());
+                to->receive();
+            }
+        };
+        AradLifEntry const one(lifAcMp, 1, 0), two(lifAcMp, 2, 0);
+        mine->appConfigIs(Loam::vtAppMpls)->reqCountIs(one, 1);
+        a->mount(mine);
+        exchange();
+        ASSERT_TRUE(theirs && theirs->appConfig(Loam::vtAppMpls));
+        theirs->appConfig(Loam::vtAppMpls)->reqCountIs(one, 2);
+        theirs->appConfigIs(Loam::vtAppVxlan)->reqCountIs(two, 3); // a child from the other side
+        theirs->appConfigIs(Loam::vtAppEvpn);
+        exchange();
+        mine->appConfig(Loam::vtAppVxlan)->reqCountIs(two, 4);
+        mine->appConfigDel(Loam::vtAppEvpn);
+        exchange();
+    }
+    auto const state = json::parse(loamtunnel({"log", "replay", path, "--json"}).out);
+    std::map<std::string, std::string> counts;
+    for (auto const& row : state) {
+        if (row["attribute"] == "reqCount") {
+            counts[row["entity"]] = row["value"];
+        }
+    }
+    EXPECT_EQ(counts, (std::map<std::string, std::string>{{"lif/appConfig['vtAppMpls']", "2"},
+                                                          {"lif/appConfig['vtAppVxlan']", "4"}}));
+    EXPECT_EQ(state.size(), 5u);
+    EXPECT_EQ(loamtunnel({"log", "check", path}).err, "");
+}
+
+// Whatever the bytes, a recording is read, or refused in a line.
+TEST(Log, DamagedRecordingsAreReadOrRefused) {
+    support::Random random;
+    std::string bytes;
+    {
+        std::ostringstream stream;
+        stream << std::ifstream(recordingOf("damaged", 2), std::ios::binary).rdbuf();
+        bytes = stream.str();
+    }
+    std::string const path = testing::TempDir() + "damage" + std::to_string(getpid());
+    int refused = 0;
+    for (int run = 0; run < 300; ++run) {
+        std::string damaged = bytes;
+        for (U32 i = 1 + random.below(3); i-- > 0;) {
+            damaged[random.below(static_cast<U32>(damaged.size()))] = static_cast<char>(random.next());
+        }
+        std::ofstream(path, std::ios::binary) << damaged;
+        std::istringstream in;
+        std::ostringstream out, err;
+        tool::Context context{in, out, err};
+        tool::LogOptions options;
+        options.files = {path};
+        try {
+            tool::logReplay(context, options);
+        } catch (tool::Refused const& refusal) {
+            ++refused;
+            EXPECT_EQ(std::string(refusal.what()).find('\n'), std::string::npos);
+        }
+    }
+    EXPECT_GT(refused, 0);
 }
 
 TEST(Log, SaysWhereARecordingIsUnsound) {
