@@ -442,6 +442,36 @@ TEST(Root, IsAskedForAndGivenUpInAnyOrder) {
     }
 }
 
+// What was mounted before is let go first, even if offers have filled the stream meanwhile.
+TEST(Root, OfferedAnewOnAFullStreamTakesThePlaceOfTheOldOne) {
+    Sessions two(support::smallSession);
+    auto const first = lifAppConfigFactory(Loam::vtAppMpls), second = lifAppConfigFactory(Loam::vtAppVxlan);
+    auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+    two.offeredByB->offer("0", first);
+    Told told;
+    two.a->want("0", mine, told.hook());
+    two.quiet();
+    for (U32 i = 0; i < 200; ++i) {
+        first->reqCountIs(lifEntry(i), 1);
+    }
+    second->reqCountIs(lifEntry(1), 1);
+    two.offeredByB->offer("0", second); // there is no room to tell that the first one is gone
+    for (int i = 1; i < 200; ++i) {
+        two.offeredByB->offer(std::to_string(i), hwIvecsFactory(""));
+    }
+    Sessions::carry(*two.b, *two.a);
+    two.a->receive();
+    two.b->flow(); // offers, as far as there is room
+    Sessions::carry(*two.b, *two.a);
+    two.a->receive();
+    two.a->flow();
+    ASSERT_NE(Sessions::carry(*two.a, *two.b), 0u); // it is asked for
+    two.b->receive();
+    two.quiet();
+    EXPECT_EQ(told.states.back(), RootState::synchronized) << told.reasons.back();
+    EXPECT_TRUE(sameState(*second, *mine));
+}
+
 TEST(Root, ThatCannotBeHadIsRefusedWithTheReason) {
     Sessions two;
     auto const dir = lifAppConfigDirFactory("lif");
