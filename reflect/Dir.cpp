@@ -2,6 +2,8 @@
 
 #include "runtime/Exception.h"
 
+#include <algorithm>
+
 namespace Kor {
 
 Dir::~Dir() {
@@ -83,11 +85,40 @@ Ptr<Entity> Dir::at(std::string_view path) {
     return here;
 }
 
+namespace {
+
+/// What directories that end on this thread have let go.
+constinit thread_local std::vector<Ptr<Entity>>* ending = nullptr;
+
+} // namespace
+
+/// Directories may stand in one another to any depth, so they end one after another.
 void Dir::zeroReferencesIs(bool zero) {
     EntityOver::zeroReferencesIs(zero);
-    if (hasSoleHolder()) {
-        entryDelAll();
+    if (!hasSoleHolder()) {
+        return;
     }
+    if (ending != nullptr) {
+        entriesMove(*ending);
+        return;
+    }
+    std::vector<Ptr<Entity>> entries;
+    ending = &entries;
+    entriesMove(entries);
+    while (!entries.empty()) {
+        Ptr<Entity> const last = std::move(entries.back());
+        entries.pop_back();
+    }
+    ending = nullptr;
+}
+
+/// Takes all entries out, the first one to the back.
+void Dir::entriesMove(std::vector<Ptr<Entity>>& to) {
+    auto const first = static_cast<std::ptrdiff_t>(to.size());
+    for (auto const& each : entryMap()) {
+        to.push_back(entryDel(Name(each.fwkKey())));
+    }
+    std::reverse(to.begin() + first, to.end());
 }
 
 } // namespace Kor

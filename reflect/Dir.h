@@ -13,6 +13,8 @@
 #include "reflect/DirNames.h"
 #include "reflect/EntityPattern.h"
 
+#include <vector>
+
 namespace Kor {
 
 class __attribute__((visibility("default"))) Dir final
@@ -44,6 +46,7 @@ public:
 private:
     using EntityOver::entryIterator;
     using EntityOver::newEntry;
+    void entriesMove(std::vector<Ptr<Entity>>& to);
 
     HashMap<MapEntry<Name, U32>, Name, U32> modes_;
 };

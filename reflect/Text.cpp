@@ -51,7 +51,7 @@ std::string_view TextScanner::quoted(std::string& storage) {
     return inside;
 }
 
-U64 TextScanner::integer() {
+TextScanner::Number TextScanner::number() {
     skipBlanks();
     std::size_t at = position_;
     bool const negative = at < text_.size() && text_[at] == '-';
@@ -73,7 +73,7 @@ U64 TextScanner::integer() {
     }
     position_ = static_cast<std::size_t>(end - text_.data());
     skipBlanks();
-    return negative ? U64{0} - value : value;
+    return {value, negative};
 }
 
 bool TextScanner::boolean() {
@@ -97,7 +97,29 @@ void rethrowFromDeserializeAttr(RangeException const& inner, String8& attribute)
     detail::rethrowFor(inner, attribute.view());
 }
 
+namespace {
+
+thread_local unsigned exactNumbers = 0;
+
+} // namespace
+
+ExactNumbers::ExactNumbers() {
+    ++exactNumbers;
+}
+
+ExactNumbers::~ExactNumbers() {
+    --exactNumbers;
+}
+
 namespace detail {
+
+void numberIsCut(TextScanner::Number const& number, std::string const& kept) {
+    if (exactNumbers != 0) {
+        std::string text(number.isNegative ? 1 : 0, '-');
+        text.append(std::to_string(number.magnitude)).append(" would be cut to ").append(kept);
+        throwRangeException(String8(text));
+    }
+}
 
 void appendQuoted(std::string& text, std::string_view inside) {
     text += '\'';

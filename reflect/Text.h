@@ -11,7 +11,8 @@
 /// its full name and a brace list of the attributes. An enumerator stands in single quotes, an integer is
 /// decimal, a bool is True or False. The reader takes blanks around each token, attributes in any order, the
 /// last of one that is given twice, and the default of one that is not given; integers also in hexadecimal
-/// with 0x, with a sign, and cut to the width of the attribute. A range that the value has is checked last.
+/// with 0x, with a sign, and cut to the width of the attribute, unless the caller asks for ExactNumbers. A
+/// range that the value has is checked last.
 ///
 /// Every fault of a text is a Kor::RangeException that says what was wrong. Reading takes time in proportion
 /// to the text and allocates nothing for a text that is right, a quoted string apart. All of this works on
@@ -128,7 +129,27 @@ public:
 
     /// Decimal or 0x, with a sign; raises for one that does not fit 64 bits. The result is modulo 2 to the
     /// 64th.
-    U64 integer();
+    U64 integer() { return number().modulo(); }
+
+    /// The same, before it is cut.
+    struct Number {
+        U64 magnitude;
+        bool isNegative;
+
+        U64 modulo() const { return isNegative ? U64{0} - magnitude : magnitude; }
+        /// Whether that is what the number was.
+        template <class T>
+        bool is(T kept) const {
+            U64 const wide = static_cast<U64>(kept);
+            if constexpr (std::is_signed_v<T>) {
+                if (kept < 0) {
+                    return isNegative && U64{0} - wide == magnitude;
+                }
+            }
+            return wide == magnitude && (!isNegative || magnitude == 0);
+        }
+    };
+    Number number();
 
     bool boolean();
 
@@ -142,10 +163,26 @@ private:
     std::size_t position_;
 };
 
+/// While one lives, readers of this thread refuse a number that the attribute cannot hold, which they cut
+/// otherwise: for what a person types.
+///
+///     Kor::ExactNumbers const exact;
+///     Kor::strepToValue<U8>("300");           // Kor::RangeException: 300 would be cut to 44
+class __attribute__((visibility("default"))) ExactNumbers {
+public:
+    ExactNumbers();
+    ~ExactNumbers();
+    ExactNumbers(ExactNumbers const&) = delete;
+    ExactNumbers& operator=(ExactNumbers const&) = delete;
+};
+
 namespace detail {
 
 template <class T>
 T readText(TextScanner& scanner);
+
+/// Raises if numbers are to be exact.
+[[gnu::visibility("default")]] void numberIsCut(TextScanner::Number const& number, std::string const& kept);
 
 /// Raises the words of an attribute's reader again, with its name.
 [[noreturn, gnu::visibility("default")]] void rethrowFor(RangeException const& inner,
@@ -239,7 +276,12 @@ T readText(TextScanner& scanner) {
     } else if constexpr (std::is_same_v<T, bool>) {
         return scanner.boolean();
     } else if constexpr (std::is_integral_v<T>) {
-        return static_cast<T>(scanner.integer());
+        TextScanner::Number const number = scanner.number();
+        T const kept = static_cast<T>(number.modulo());
+        if (!number.is(kept)) {
+            numberIsCut(number, std::to_string(kept));
+        }
+        return kept;
     } else if constexpr (PatternValue<T>) {
         return readValue<T>(scanner, static_cast<StorageTypeOf<T> const*>(nullptr));
     } else {

@@ -1,6 +1,7 @@
 #include "runtime/Entity.h"
 
 #include <utility>
+#include <vector>
 
 namespace Kor {
 
@@ -42,17 +43,17 @@ String8 Entity::uriPath() const {
 }
 
 String8 Entity::fullName() const {
-    // Down from the root, without recursion: a tree may be as deep as it likes.
-    std::string path;
+    // Up to the root, without recursion: a tree may be as deep as it likes.
+    std::vector<std::string> steps;
     for (Entity const* at = this; at != nullptr; at = at->parent_) {
-        std::string step(at->name_.view());
+        std::string& step = steps.emplace_back(at->name_.view());
         if (at->name_.empty() && at->parent_ != nullptr) {
             step.append(at->parentAttr().view()).append("[").append(at->korKeyText().view()).append("]");
         }
-        if (at != this) {
-            step.append("/").append(path);
-        }
-        path = std::move(step);
+    }
+    std::string path = std::move(steps.back());
+    for (auto step = steps.rbegin() + 1; step != steps.rend(); ++step) {
+        path.append("/").append(*step);
     }
     return String8(path);
 }

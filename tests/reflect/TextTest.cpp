@@ -2,7 +2,9 @@
 #include "support/Refusal.h"
 #include "support/Values.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <limits>
 #include <sstream>
 
 namespace {
@@ -74,36 +76,44 @@ TEST(Text, OfEveryTypeSurvives) {
 /// RangeException; and so is every beginning.
 TEST(Text, DamageIsRefusedOrGivesAValue) {
     support::Random random;
+    int const rounds = std::getenv("LOAM_LONG") != nullptr ? 40 : 2;
+    std::size_t refused = 0;
+    std::size_t read = 0;
     for (KorType const* type : support::textTypes()) {
         auto const tryOne = [&](std::string const& damaged) {
             support::Box box;
             try {
                 box = support::readAny(*type, damaged);
             } catch (RangeException const&) {
+                ++refused;
                 return;
             }
+            ++read;
             ASSERT_TRUE(support::isStateless(*type) ||
                         support::areEqual(support::readAny(*type, support::textOf(box)), box))
                 << damaged;
         };
-        std::string const text = support::isStateless(*type)
-                                     ? support::randomText(*type, random)
-                                     : support::textOf(support::randomBox(*type, random));
-        for (std::size_t at = 0; at < text.size(); ++at) {
-            tryOne(text.substr(0, at));
-            tryOne(text.substr(0, at) + text.substr(at + 1));
-            for (char const c :
-                 {'\0', ' ', '\'', '"', '\\', '0', '9', 'z', '-', ',', '{', '}', '(', ')', '\xff'}) {
-                std::string damaged = text;
-                if (random.below(2) == 0) {
-                    damaged[at] = c;
-                } else {
-                    damaged.insert(at, 1, c);
+        for (int round = 0; round < rounds; ++round) {
+            std::string const text = support::isStateless(*type)
+                                         ? support::randomText(*type, random)
+                                         : support::textOf(support::randomBox(*type, random));
+            for (std::size_t at = 0; at <= text.size(); ++at) {
+                tryOne(text.substr(0, at));
+                for (char const c :
+                     {'\0', ' ', '\'', '"', '\\', '0', '9', 'z', '-', ',', '{', '}', '(', ')', '\xff'}) {
+                    tryOne(text.substr(0, at) + c + text.substr(at));
+                    if (at < text.size()) {
+                        tryOne(text.substr(0, at) + c + text.substr(at + 1));
+                    }
                 }
-                tryOne(damaged);
+                if (at < text.size()) {
+                    tryOne(text.substr(0, at) + text.substr(at + 1));
+                }
             }
         }
     }
+    EXPECT_GT(refused, read);
+    EXPECT_GT(read, 10'000u);
 }
 
 /// Were the time of any of these quadratic, or a step of the reader a call within a call, this would not end.
@@ -184,6 +194,26 @@ TEST(Text, TakesWhatAPersonTypes) {
     EXPECT_EQ(strepToValue<EedbAcConstants>("Value('Hardware::LoamTunnel::EedbAcConstants', ** {})"),
               EedbAcConstants());
     EXPECT_THROW(strepToValue<EedbAcConstants>(valueToStrep(EedbAcConstants())), RangeException);
+}
+
+TEST(Text, CutsNumbersUnlessTheyAreToBeExact) {
+    EXPECT_EQ(strepToValue<Kor::U8>("-300"), 212);
+    ExactNumbers const outer;
+    { ExactNumbers const inner; }
+    EXPECT_EQ(refusal<Kor::U8>("300"), "300 would be cut to 44");
+    EXPECT_EQ(refusal<Kor::U8>("+300"), "300 would be cut to 44");
+    EXPECT_EQ(refusal<Kor::U8>("-0x12c"), "-300 would be cut to 212");
+    EXPECT_EQ(refusal<Kor::U64>("-1"), "-1 would be cut to 18446744073709551615");
+    EXPECT_EQ(refusal<Kor::S32>("0x80000000"), "2147483648 would be cut to -2147483648");
+    EXPECT_EQ(refusal<Kor::S32>("-18446744073709551615"), "-18446744073709551615 would be cut to 1");
+    EXPECT_EQ(
+        refusal<EvecOwner>("Value('Hardware::LoamTunnel::EvecOwner', ** {'key': Value('Hardware::LoamTunnel::"
+                           "EvecKey', ** {'index': 65536})})"),
+        "attribute key: attribute index: attribute value: 65536 would be cut to 0");
+    EXPECT_EQ(strepToValue<Kor::U8>("-0"), 0);
+    EXPECT_EQ(strepToValue<Kor::U64>("0xffffffffffffffff"), ~Kor::U64{0});
+    EXPECT_EQ(strepToValue<Kor::S32>("-2147483648"), std::numeric_limits<Kor::S32>::min());
+    EXPECT_EQ(strepToValue<Kor::S64>("-9223372036854775808"), std::numeric_limits<Kor::S64>::min());
 }
 
 TEST(Text, ACursorIsLeftBehindWhatWasRead) {
