@@ -224,12 +224,23 @@ private:
     }
     void watch(Root& root, std::string const& path) {
         Place const place = places_.at(path);
-        lines_.addAll(tool::tree(place));
+        lines_.addAll(options_.filter.takesAll() ? tool::tree(place) : filteredState(place));
         root.watches.push_back(std::make_unique<Watch>(place, [this](Watch::Change const& change) {
             if (options_.filter.takes(change)) {
                 lines_.add(now() + ' ' + textOf(change));
             }
         }));
+    }
+
+    /// Without what is between the values, of which a filter takes some.
+    std::vector<std::string> filteredState(Place const& place) const {
+        std::vector<std::string> lines;
+        for (Watch::Change const& each : tool::values(place)) {
+            if (options_.filter.takes(each)) {
+                lines.push_back(textOf(each));
+            }
+        }
+        return lines;
     }
 
     MonitorOptions const& options_;

@@ -58,6 +58,7 @@ struct ChangeFilter {
     static Parts partsOf(std::string_view path);
 
     bool takes(Watch::Change const& change) const;
+    bool takesAll() const { return entity.empty() && attribute.empty() && kind.empty(); }
 
     /// A pattern of the shell for the entity's path.
     std::string entity{};

@@ -374,50 +374,68 @@ std::optional<std::string> call(Place const& place, std::string_view arguments, 
 
 namespace {
 
+/// Walks all that is below a place.
 struct Tree {
-    std::vector<std::string> lines;
+    struct Node {
+        unsigned level;
+        std::string const& path;
+        /// The last part of the path, or the whole of it where the walk begins.
+        std::string const& name;
+        /// Of an object its type.
+        std::string text;
+        bool isObject;
+    };
+    std::function<void(Node const&)> const& tell;
     unsigned depth;
 
-    void line(unsigned level, std::string_view text) {
-        lines.push_back(std::string(std::size_t{2} * level, ' ').append(text));
+    void all(Place const& place) const {
+        if (hasKeys(shapeAt(place)) && !place.key) {
+            attribute(place, place.path, 0);
+        } else if (Box const box = valueAt(place);
+                   box && box->type()->isValue() && !ownAttributes(*box->type()).empty()) {
+            object(place.path, place.path, box, 0); // asked for by name, so taken apart
+        } else {
+            value(place.path, place.path, box, 0);
+        }
     }
-    void object(std::string const& name, Box const& box, unsigned level) {
+    void object(std::string const& path, std::string const& name, Box const& box, unsigned level) const {
         KorType const& type = *box->type();
-        line(level, name + ": " + shortName(type) + (level == depth ? " ..." : ""));
+        tell({level, path, name, shortName(type) + (level == depth ? " ..." : ""), true});
         if (level == depth) {
             return;
         }
-        Place const whole{box, nullptr, nullptr, name, false};
+        Place const whole{box, nullptr, nullptr, path, false};
         for (KorAttr const* each : ownAttributes(type)) {
             if (each->name() != "fwkKey") { // the key attribute, which is there as well
-                attribute(attributePlace(whole, *each), level + 1);
+                Place const at = attributePlace(whole, *each);
+                attribute(at, at.path, level + 1);
             }
         }
     }
-    void attribute(Place const& at, unsigned level) {
+    void attribute(Place const& at, std::string const& path, unsigned level) const {
         std::string const name(at.attribute->name().view());
         AttributeShape const shape = shapeAt(at);
         if (shape == AttributeShape::operation) {
             return;
         }
         if (!hasKeys(shape)) {
-            value(name, valueAt(at), level);
+            value(path, name, valueAt(at), level);
             return;
         }
         eachMember(at, [&](Place const& member, auto const& walk) {
             std::string const memberName = memberPath(name, *member.key);
             if (holdsObjects(shape)) {
-                value(memberName, const_cast<GenericIf*>(walk.value().ptr()), level);
+                value(member.path, memberName, const_cast<GenericIf*>(walk.value().ptr()), level);
             } else {
-                line(level, memberName + " = " + textOf(walk.value()));
+                tell({level, member.path, memberName, textOf(walk.value()), false});
             }
         });
     }
-    void value(std::string const& name, Box const& box, unsigned level) {
+    void value(std::string const& path, std::string const& name, Box const& box, unsigned level) const {
         if (box && !box->type()->isValue()) {
-            object(name, box, level);
+            object(path, name, box, level);
         } else {
-            line(level, name + " = " + textOf(box));
+            tell({level, path, name, textOf(box), false});
         }
     }
 };
@@ -425,16 +443,26 @@ struct Tree {
 } // namespace
 
 std::vector<std::string> tree(Place const& place, unsigned depth) {
-    Tree tree{{}, depth};
-    if (hasKeys(shapeAt(place)) && !place.key) {
-        tree.attribute(place, 0);
-    } else if (Box const box = valueAt(place);
-               box && box->type()->isValue() && !ownAttributes(*box->type()).empty()) {
-        tree.object(place.path, box, 0); // asked for by name, so taken apart
-    } else {
-        tree.value(place.path, box, 0);
-    }
-    return tree.lines;
+    std::vector<std::string> lines;
+    std::function<void(Tree::Node const&)> const tell = [&](Tree::Node const& node) {
+        lines.push_back(std::string(std::size_t{2} * node.level, ' ')
+                            .append(node.name)
+                            .append(node.isObject ? ": " : " = ")
+                            .append(node.text));
+    };
+    Tree{tell, depth}.all(place);
+    return lines;
+}
+
+std::vector<Watch::Change> values(Place const& place, unsigned depth) {
+    std::vector<Watch::Change> all;
+    std::function<void(Tree::Node const&)> const tell = [&](Tree::Node const& node) {
+        if (!node.isObject) {
+            all.push_back({node.path, node.text});
+        }
+    };
+    Tree{tell, depth}.all(place);
+    return all;
 }
 
 // Watches

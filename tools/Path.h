@@ -152,6 +152,9 @@ private:
     std::map<std::string, std::unique_ptr<Watch>> children_;
 };
 
+/// Each value below the place, as if it had just been set.
+std::vector<Watch::Change> values(Place const& place, unsigned depth = 16);
+
 /// "path = text", or "path deleted", and the note in parentheses.
 std::string textOf(Watch::Change const& change);
 

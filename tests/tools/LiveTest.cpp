@@ -186,6 +186,14 @@ TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {
     EXPECT_TRUE(eventually([&] { return content("monitor.log").find(" deleted") != std::string::npos; }));
     EXPECT_NE(content("monitor.log").find(" = 5"), std::string::npos);
 
+    // The state that it begins with is filtered, too.
+    EXPECT_EQ(on("set", {count, "7"}).err, "");
+    EXPECT_EQ(on("set", {"lif.appConfig[vtAppVxlan]"}).err, "");
+    EXPECT_EQ(on("set", {"lif.appConfig[vtAppVxlan].reqCount[AradLifAcMp vsi=2]", "8"}).err, "");
+    auto filtered = start({"monitor", "--socket", socket(), "--entity", "*vtAppVxlan*"}, "filtered.log");
+    EXPECT_TRUE(eventually([&] { return content("filtered.log").find(" = 8\n") != std::string::npos; }));
+    EXPECT_EQ(content("filtered.log").find("vtAppMpls"), std::string::npos);
+
     server.kill(SIGKILL);
     server.join();
     server = serve({"lif=LifAppConfigDir", "--writable"});
