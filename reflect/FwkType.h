@@ -42,7 +42,7 @@ struct TypeSeed {
 [[gnu::visibility("default")]] KorType* typeOfSeed(TypeSeed const& seed);
 
 template <class T>
-KorType* fwkTypeOf();
+inline KorType* fwkTypeOf();
 
 /// The class of the type object of T, reflect/TypeOf.h.
 template <class T>
@@ -90,16 +90,25 @@ constexpr TypeSeed seedOf(TypeSeed::Make make = nullptr) {
 
 } // namespace detail
 
+namespace detail {
+
+// Each library has a copy of its own, which may see its first use on any thread.
 template <class T>
-KorType* fwkTypeOf() {
-    // Each library has a copy of its own, which may see its first use on any thread.
-    static std::atomic<KorType*> known = nullptr;
-    KorType* type = known.load(std::memory_order_acquire);
-    if (type == nullptr) [[unlikely]] {
-        type = typeOfSeed(detail::seedOf<T>());
-        known.store(type, std::memory_order_release);
-    }
+inline constinit std::atomic<KorType*> knownType = nullptr;
+
+template <class T>
+[[gnu::noinline, gnu::cold]] KorType* firstTypeOf() {
+    KorType* const type = typeOfSeed(seedOf<T>());
+    knownType<T>.store(type, std::memory_order_release);
     return type;
+}
+
+} // namespace detail
+
+template <class T>
+[[gnu::always_inline]] inline KorType* fwkTypeOf() {
+    KorType* const type = detail::knownType<T>.load(std::memory_order_acquire);
+    return type != nullptr ? type : detail::firstTypeOf<T>();
 }
 
 } // namespace Kor

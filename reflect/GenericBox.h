@@ -126,8 +126,10 @@ struct Reached {
 [[gnu::visibility("default")]] Ptr<GenericIf> attributeOp(Reached at, bool isConst, Entity const* entity,
                                                           GenericIf::OpId op, GenericIf::Key const& key,
                                                           Ptr<GenericIf> const& value);
+/// Raises for a null key, with the name that it has for the operation.
 [[gnu::visibility("default")]] GenericIf const& needKey(GenericIf::Key const& key, char const* name);
-[[noreturn, gnu::visibility("default")]] void throwUnboxed(std::string_view expected, std::string_view held);
+/// The short name of the type that was expected is the word.
+[[noreturn, gnu::visibility("default")]] void throwUnboxed(KorType const* expected);
 
 /// Whether there are boxes of a type that is not of the patterns: not of the type of no result.
 template <class T>
@@ -580,7 +582,7 @@ public:
     KorType* type() const override { return fwkTypeOf<T>(); }
     void* voidPtrIs(Ptr<KorType const> const& type) const override {
         if (type != fwkTypeOf<T>()) {
-            detail::throwUnboxed(type ? type->typeName().view() : "nothing", typeName<T>());
+            detail::throwUnboxed(type.ptr());
         }
         return const_cast<T*>(&value_);
     }
@@ -673,7 +675,7 @@ public:
     KorType* type() const override { return fwkTypeOf<E>(); }
     void* voidPtrIs(Ptr<KorType const> const& type) const override {
         if (type != fwkTypeOf<E>()) {
-            detail::throwUnboxed(type ? type->typeName().view() : "nothing", typeName<E>());
+            detail::throwUnboxed(type.ptr());
         }
         return const_cast<E*>(&value_);
     }
@@ -773,14 +775,58 @@ template <class X>
 using ObjectBoxBase =
     std::conditional_t<std::derived_from<X, Entity>, GenericIfEntity, GenericIfPtrInterface>;
 
+/// The object, of which T is the class or a base of it, as that type; raises if it is none of these.
+template <class T>
+void* objectAs(KorType const* type, T* object) {
+    if (type == fwkTypeOf<T>()) {
+        return object;
+    }
+    using Below = typename BaseType<T>::type;
+    if constexpr (std::is_same_v<T, Entity>) {
+        return objectAs<PtrInterface>(type, object);
+    } else if constexpr (std::is_void_v<Below>) {
+        throwUnboxed(type);
+    } else {
+        return objectAs<Below>(type, object);
+    }
+}
+
+/// A box of the object that a list of arguments makes.
+template <class X>
+Ptr<GenericIf> boxOfArguments(GenericIf::Key const& arguments) {
+    static std::string const what(shortTypeName<X>());
+    ArgumentReader reader(arguments.ptr(), what.c_str());
+    Ptr<X> made;
+    if constexpr (std::is_default_constructible_v<X> && !std::is_constructible_v<X, Name>) {
+        made = makePtr<X>();
+    } else {
+        using Argument = typename X::ConstructorArgument;
+        static std::string const name(constructorArgumentName<X>());
+        made = makePtr<X>(reader.template next<Argument>(name.c_str()));
+    }
+    reader.end();
+    Ptr<GenericIf> box = KorType::genericIf(made.ptr(), false);
+    box->hasNotificationActiveIs(true);
+    return box;
+}
+
+template <class List>
+inline constexpr bool isOverridesOnly = false;
+template <class... N>
+inline constexpr bool isOverridesOnly<AttributeList<Override<N>...>> = sizeof...(N) != 0;
+
+/// An heir that has no more than other ways to do what its base does.
+template <class X>
+concept OverridingEntity = PatternEntity<X> && isOverridesOnly<typename X::Attributes>;
+
 } // namespace detail
 
-/// The box of an entity or of another counted object of the pattern. That of an heir does not derive from
-/// that of its base, whose attributes it reaches through the table: one box, one adapter in the object's
-/// list. Ask voidPtrIs() for the object as one of its base.
+/// The box of an entity or of another counted object of the pattern. That of an heir with attributes of its
+/// own does not derive from that of its base, whose attributes it reaches through the table: one box, one
+/// adapter in the object's list. Ask voidPtrIs() for the object as one of its base.
 template <detail::PatternEntity X>
-class __attribute__((visibility("default"))) BoxOf<X> final
-    : public AdapterOwner<detail::ObjectBoxBase<X>, detail::BoxAdapter<X>> {
+class __attribute__((visibility("default")))
+BoxOf<X> : public AdapterOwner<detail::ObjectBoxBase<X>, detail::BoxAdapter<X>> {
     using Base = detail::ObjectBoxBase<X>;
     using Owner = AdapterOwner<Base, detail::BoxAdapter<X>>;
 
@@ -796,11 +842,13 @@ public:
     }
     ~BoxOf() override { this->adapterDel(); }
 
-    virtual Ptr<X const> obj() const { return held(); }
-    virtual Ptr<X> obj() { return held(); }
+    Ptr<X const> obj() const { return held(); }
+    Ptr<X> obj() { return held(); }
 
     KorType* type() const override { return X::_fwkType(); }
-    void* voidPtrIs(Ptr<KorType const> const& type) const override { return as<X>(type.ptr(), object()); }
+    void* voidPtrIs(Ptr<KorType const> const& type) const override {
+        return detail::objectAs<X>(type.ptr(), object());
+    }
 
     Ptr<GenericIf> attributeOp(AttributeOp const& op, Key const& key, Ptr<GenericIf> const& value) override {
         this->checkWrite(op.opId);
@@ -841,19 +889,7 @@ public:
     }
 
     static Ptr<GenericIf> genericIfListConstructor(Key const& arguments) {
-        detail::ArgumentReader reader(arguments.ptr(), shortName_());
-        Ptr<X> made;
-        if constexpr (std::is_default_constructible_v<X> && !std::is_constructible_v<X, Name>) {
-            made = makePtr<X>();
-        } else {
-            using Argument = typename X::ConstructorArgument;
-            static std::string const name(detail::constructorArgumentName<X>());
-            made = makePtr<X>(reader.template next<Argument>(name.c_str()));
-        }
-        reader.end();
-        Ptr<GenericIf> box = KorType::genericIf(made.ptr(), false);
-        box->hasNotificationActiveIs(true);
-        return box;
+        return detail::boxOfArguments<X>(arguments);
     }
 
     // Walks
@@ -905,9 +941,8 @@ public:
     // What the adapter hears.
 
     void changed(AttributeId attribute) {
-        if (isHeard() && !this->korOnAttribute(attribute, nullptr)) {
-            this->actsm();
-            this->onAttribute(attribute);
+        if (isHeard()) [[unlikely]] {
+            tell(attribute);
         }
     }
     template <class BoxKey>
@@ -967,31 +1002,19 @@ private:
     BoxedDelivery(AttributeId, Deferred, Handler) -> BoxedDelivery<Handler>;
 
     /// Whether a change leads to anything.
-    bool isHeard() { return this->listener() || this->korFwkActivity() != nullptr; }
+    bool isHeard() { return this->listener() || Base::korFwkActivity() != nullptr; }
+    [[gnu::noinline]] void tell(AttributeId attribute) {
+        if (!this->korOnAttribute(attribute, nullptr)) {
+            this->actsm();
+            this->onAttribute(attribute);
+        }
+    }
     Ptr<X> held() const noexcept {
         return static_cast<X*>(const_cast<PtrInterface*>(this->notifier().ptr()));
     }
     X* object() const {
         Base::object(); // raises if there is none
         return held().ptr();
-    }
-    template <class T>
-    static void* as(KorType const* type, T* object) {
-        if (type == fwkTypeOf<T>()) {
-            return object;
-        }
-        using Below = typename detail::BaseType<T>::type;
-        if constexpr (std::is_same_v<T, Entity>) {
-            return as<PtrInterface>(type, object);
-        } else if constexpr (std::is_void_v<Below>) {
-            detail::throwUnboxed(type != nullptr ? type->typeName().view() : "nothing", typeName<X>());
-        } else {
-            return as<Below>(type, object);
-        }
-    }
-    static char const* shortName_() {
-        static std::string const name(shortTypeName<X>());
-        return name.c_str();
     }
     /// Also without an object, for the end of a walk.
     detail::Reached reached(AttributeId attribute) const noexcept {
@@ -1008,6 +1031,47 @@ private:
     }
 };
 
+/// The box of an heir that only overrides operations of its base: that of the base, which hears all that can
+/// change.
+template <detail::OverridingEntity X>
+class __attribute__((visibility("default"))) BoxOf<X> final
+    : public BoxOf<typename detail::BaseType<X>::type> {
+    using Base = BoxOf<typename detail::BaseType<X>::type>;
+
+public:
+    using typename GenericIf::Key;
+
+    BoxOf(Ptr<X> const& object, bool isConst) : Base(object, isConst) {}
+
+    Ptr<X const> obj() const { return held(); }
+    Ptr<X> obj() { return held(); }
+
+    KorType* type() const override { return X::_fwkType(); }
+    void* voidPtrIs(Ptr<KorType const> const& type) const override {
+        GenericIfPtrInterface::object(); // raises if there is none
+        return detail::objectAs<X>(type.ptr(), held().ptr());
+    }
+    void notifierIs(Ptr<PtrInterface const> const& notifier) override {
+        Base::notifierIs(ptrCast<X const>(notifier));
+    }
+
+    using GenericIf::clone;
+    Ptr<GenericIf> clone() override {
+        auto const copy = makePtr<BoxOf>(held(), this->isConst());
+        copy->hasNotificationActiveIs(true);
+        return copy;
+    }
+
+    static Ptr<GenericIf> genericIfListConstructor(Key const& arguments) {
+        return detail::boxOfArguments<X>(arguments);
+    }
+
+private:
+    Ptr<X> held() const noexcept {
+        return static_cast<X*>(const_cast<PtrInterface*>(this->notifier().ptr()));
+    }
+};
+
 /// The boxes of objects whose class is not known as a type.
 template <class X>
 requires(std::is_same_v<X, Entity> ||
@@ -1021,7 +1085,7 @@ public:
     KorType* type() const override { return X::_fwkType(); }
     void* voidPtrIs(Ptr<KorType const> const& type) const override {
         if (type != X::_fwkType() && type != PtrInterface::_fwkType()) {
-            detail::throwUnboxed(type ? type->typeName().view() : "nothing", typeName<X>());
+            detail::throwUnboxed(type.ptr());
         }
         return &this->object();
     }

@@ -153,6 +153,19 @@ void GenericIf::operator delete(void* block, std::size_t size) noexcept {
 
 // Without boxes
 
+namespace {
+
+/// As detail::reach, which is called for the attributes of a base alone.
+inline detail::Reached reachOwnFirst(detail::BoxTable const& table, void* object, AttributeId id) noexcept {
+    auto const place = static_cast<std::size_t>(S64{id} - table.first);
+    if (place < table.attributes.size() && table.attributes[place].name != nullptr) [[likely]] {
+        return {&table.attributes[place], object};
+    }
+    return detail::reach(table, object, id);
+}
+
+} // namespace
+
 void GenericIf::countRead() noexcept {
     if (holds_ == Holds::entity) {
         EntityAccess::mutableReadsInc(static_cast<Entity const&>(*notifier()));
@@ -160,10 +173,10 @@ void GenericIf::countRead() noexcept {
 }
 
 bool GenericIf::read(AttributeId attribute, KorType const* type, void* into) {
-    if (table_ == nullptr || !isHeld()) {
+    if (readTable_ == nullptr) {
         return false;
     }
-    auto const at = detail::reach(*table_, place_, attribute);
+    auto const at = reachOwnFirst(*readTable_, place_, attribute);
     if (at.attribute == nullptr || at.attribute->read == nullptr ||
         !at.attribute->read(at.object, type, into)) {
         return false;
@@ -174,10 +187,10 @@ bool GenericIf::read(AttributeId attribute, KorType const* type, void* into) {
 
 bool GenericIf::read(AttributeId attribute, KorType const* keyType, void const* key, KorType const* type,
                      void* into) {
-    if (table_ == nullptr || !isHeld()) {
+    if (readTable_ == nullptr) {
         return false;
     }
-    auto const at = detail::reach(*table_, place_, attribute);
+    auto const at = reachOwnFirst(*readTable_, place_, attribute);
     if (at.attribute == nullptr || at.attribute->keyed == nullptr || at.attribute->keyed->read == nullptr ||
         !at.attribute->keyed->read(at.object, keyType, key, type, into)) {
         return false;
@@ -187,14 +200,17 @@ bool GenericIf::read(AttributeId attribute, KorType const* keyType, void const* 
 }
 
 bool GenericIf::write(AttributeId attribute, KorType const* type, void const* value) {
-    if (table_ == nullptr || isConst_ || !isHeld()) {
+    if (writeTable_ == nullptr) {
         return false;
     }
-    auto const at = detail::reach(*table_, place_, attribute);
+    auto const at = reachOwnFirst(*writeTable_, place_, attribute);
     if (at.attribute == nullptr || at.attribute->write == nullptr) {
         return false;
     }
-    Ptr<PtrInterface const> const keep = notifier(); // a setter's reactors may let the box go
+    if (notifier().ptr() == nullptr) { // of a value
+        return at.attribute->write(at.object, type, value);
+    }
+    PtrInterface::Keep const keep(*notifier()); // a setter's reactors may let the box go
     return at.attribute->write(at.object, type, value);
 }
 
@@ -283,7 +299,7 @@ KorType* GenericIf::List::_fwkType() {
 
 void* GenericIf::List_::voidPtrIs(Ptr<KorType const> const& type) const {
     if (type != List::_fwkType()) {
-        detail::throwUnboxed(type ? type->typeName().view() : "nothing", "Kor::GenericIf::List");
+        detail::throwUnboxed(type.ptr());
     }
     return const_cast<List*>(&list_);
 }
@@ -309,6 +325,11 @@ Ptr<GenericIf> readEntity(void* object, bool isConst) {
     return boxOf((static_cast<Entity*>(object)->*read)(), isConst);
 }
 
+Ptr<GenericIf> callHasAttrLog(void* object, detail::ArgumentReader& arguments, bool isConst) {
+    arguments.end();
+    return boxOf(static_cast<Entity*>(object)->korHasAttrLogInterface(), isConst);
+}
+
 template <auto read>
 constexpr detail::BoxAttribute readOnly(char const* name) {
     return {.name = name, .kind = detail::BoxKind::scalar, .get = &readEntity<read>};
@@ -320,7 +341,8 @@ constexpr std::pair<AttributeId, detail::BoxAttribute> entityAttributes[] = {
     {Entity::versionAttr, readOnly<&Entity::version>("version")},
     {Entity::mutableReadsAttr, readOnly<&Entity::mutableReads>("mutableReads")},
     {Entity::fullNameAttr, readOnly<&Entity::fullName>("fullName")},
-    {Entity::korHasAttrLogInterfaceAttr, readOnly<&Entity::korHasAttrLogInterface>("korHasAttrLogInterface")},
+    {Entity::korHasAttrLogInterfaceAttr,
+     {.name = "korHasAttrLogInterface", .kind = detail::BoxKind::operation, .call = &callHasAttrLog}},
 };
 
 } // namespace
@@ -369,9 +391,8 @@ Ptr<GenericIf> GenericIfEntity::attributeOp(AttributeOp const& op, Key const& ke
 
 namespace detail {
 
-void throwUnboxed(std::string_view expected, std::string_view held) {
-    GenericIf::throwTypeException(
-        (std::string(expected) + " is wanted, the box holds " + std::string(held)).c_str());
+void throwUnboxed(KorType const* expected) {
+    GenericIf::throwTypeException(expected != nullptr ? expected->name().charPtr() : "nothing");
 }
 
 Ptr<GenericIf> boxValue(KorType* type, void const* value, bool isConst) {
@@ -383,7 +404,7 @@ Ptr<GenericIf> boxValue(KorType* type, void const* value, bool isConst) {
     return box;
 }
 
-Reached reach(BoxTable const& table, void* object, AttributeId id) noexcept {
+[[gnu::noinline]] Reached reach(BoxTable const& table, void* object, AttributeId id) noexcept {
     for (BoxTable const* at = &table;; at = at->base) {
         auto const place = static_cast<std::size_t>(S64{id} - at->first);
         if (place < at->attributes.size() && at->attributes[place].name != nullptr) {
@@ -398,7 +419,7 @@ Reached reach(BoxTable const& table, void* object, AttributeId id) noexcept {
 
 GenericIf const& needKey(GenericIf::Key const& key, char const* name) {
     if (!key) {
-        GenericIf::throwTypeException((std::string("the key ") + name).c_str());
+        GenericIf::throwTypeException(name);
     }
     return *key;
 }
@@ -458,8 +479,9 @@ Ptr<GenericIf> setMember(Reached at, GenericIf::Key const& key, Ptr<GenericIf> c
     }
     default:
         needKey(key, keyed.keyName);
-        if (attribute.kind != BoxKind::referenceMap) {
-            needValue(attribute, value);
+        if (!value && attribute.kind != BoxKind::referenceMap) {
+            keyed.contains(at.object, *key); // its type is looked at before the value
+            GenericIf::throwTypeException(attribute.name);
         }
         return keyed.set(at.object, key.ptr(), value.ptr());
     }
@@ -501,7 +523,7 @@ Ptr<GenericIf> attributeOp(Reached at, bool isConst, Entity const* entity, Gener
     KeyedAccess const& keyed = *attribute.keyed;
     switch (op) {
     case Op::get: {
-        Ptr<GenericIf> found = keyed.get(at.object, needKey(key, keyed.keyName), isConst);
+        Ptr<GenericIf> found = keyed.get(at.object, needKey(key, "key"), isConst);
         countRead();
         return found;
     }
@@ -510,11 +532,11 @@ Ptr<GenericIf> attributeOp(Reached at, bool isConst, Entity const* entity, Gener
     case Op::version:
         return boxOf(keyed.version(at.object), isConst);
     case Op::contains:
-        return boxOf(keyed.contains(at.object, needKey(key, keyed.keyName)), isConst);
+        return boxOf(keyed.contains(at.object, needKey(key, "key")), isConst);
     case Op::set:
         return setMember(at, key, value);
     case Op::del:
-        return keyed.del(at.object, needKey(key, keyed.keyName));
+        return keyed.del(at.object, needKey(key, "key"));
     default:
         unsupported();
     }

@@ -192,8 +192,10 @@ protected:
 
     /// What the attributes of the table are of.
     enum class Holds : U8 { value, object, entity };
+    /// At a null place, of a box that has lost its object, nothing can be read or written.
     void placeIs(detail::BoxTable const& table, void* place, Holds holds) noexcept {
-        table_ = &table;
+        readTable_ = place != nullptr ? &table : nullptr;
+        writeTable_ = isConst_ ? nullptr : readTable_;
         place_ = place;
         holds_ = holds;
     }
@@ -210,11 +212,11 @@ private:
         }
         return *result;
     }
-    bool isHeld() const noexcept { return holds_ == Holds::value || notifier(); }
     void countRead() noexcept;
 
     Ptr<Listener> listener_;
-    detail::BoxTable const* table_ = nullptr;
+    detail::BoxTable const* readTable_ = nullptr;
+    detail::BoxTable const* writeTable_ = nullptr;
     void* place_ = nullptr;
     Holds holds_ = Holds::value;
     bool isConst_;
@@ -357,13 +359,7 @@ T unbox(GenericIf const& box) {
     if constexpr (std::is_void_v<Pointed>) {
         return *static_cast<T const*>(box.voidPtrIs(fwkTypeOf<T>()));
     } else {
-        auto* const object = static_cast<PtrInterface*>(box.voidPtrIs(PtrInterface::_fwkType()));
-        T result = dynamic_cast<Pointed*>(object);
-        if (!result) {
-            static std::string const word(shortTypeName<std::remove_const_t<Pointed>>());
-            GenericIf::throwTypeException(word.c_str());
-        }
-        return result;
+        return static_cast<Pointed*>(box.voidPtrIs(fwkTypeOf<std::remove_const_t<Pointed>>()));
     }
 }
 

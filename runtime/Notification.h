@@ -29,7 +29,7 @@ namespace Kor {
 
 /// Calls one handler of one reactor; its exception is contained.
 template <class Reactor, class Handler>
-void callHandler(Reactor& reactor, AttributeId attribute, Handler&& handler) {
+[[gnu::always_inline]] inline void callHandler(Reactor& reactor, AttributeId attribute, Handler&& handler) {
     Expect const expect(Exception::Id::none);
     try {
         handler(reactor);
@@ -40,15 +40,21 @@ void callHandler(Reactor& reactor, AttributeId attribute, Handler&& handler) {
 }
 
 template <class Reactor, class Handler>
-[[gnu::noinline]] void notifyReactors(ListRaw<Reactor>& list, AttributeId attribute, Handler const& handler) {
-    if (list.count() == 1) { // as a snapshot of one
-        Ptr<Reactor> const sole(list.head());
-        callHandler(*sole, attribute, handler);
-        return;
-    }
+[[gnu::noinline]] void notifyEach(ListRaw<Reactor>& list, AttributeId attribute, Handler const& handler) {
     for (SnapshotIterator<ListRaw<Reactor>> at(&list); at; at.advance()) {
         callHandler(*at, attribute, handler);
     }
+}
+
+template <class Reactor, class Handler>
+[[gnu::noinline]] void notifyReactors(ListRaw<Reactor>& list, AttributeId attribute, Handler const& handler) {
+    if (list.count() == 1) { // as a snapshot of one
+        Reactor& sole = *list.head();
+        PtrInterface::Keep const keep(sole);
+        callHandler(sole, attribute, handler);
+        return;
+    }
+    notifyEach(list, attribute, handler);
 }
 
 /// Calls `handler(reactor)` for each reactor of the list.

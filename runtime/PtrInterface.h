@@ -59,13 +59,29 @@ public:
 
     /// Drops a reference, and ends the object when that was the last one. Returns the number of references
     /// left.
-    U32 referencesDec() const {
+    U32 referencesDec() const { return referencesDecInline(); }
+    /// The same, for a path where a call counts.
+    [[gnu::always_inline]] inline U32 referencesDecInline() const {
         U32 const left = wordDec();
         if (isZero(left)) {
             handleZeroRef();
         }
         return left & countMask;
     }
+
+    /// Holds a reference during a call, as a Ptr would, where a call for its end counts.
+    class Keep {
+    public:
+        [[gnu::always_inline]] explicit Keep(PtrInterface const& object) noexcept : object_(object) {
+            object_.referencesInc();
+        }
+        [[gnu::always_inline]] ~Keep() { object_.referencesDecInline(); }
+        Keep(Keep const&) = delete;
+        Keep& operator=(Keep const&) = delete;
+
+    private:
+        PtrInterface const& object_;
+    };
 
     /// Adds a reference that nobody will ever drop: the object lives until the process ends, and leak reports
     /// pass over it.

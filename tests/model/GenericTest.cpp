@@ -3,7 +3,7 @@
 
 #include "model/LoamTunnelTypeList.h"
 #include "reflect/AttributeProfile.h"
-#include "reflect/GenericIf.h"
+#include "reflect/GenericBox.h"
 
 #include <gtest/gtest.h>
 
@@ -184,10 +184,10 @@ void attribute(Box const& box, KorAttr const& attr) {
     case P::operation:
     case P::virtualOperation:
     case P::classOperation:
-        if (attr.attributeId() < 258 && !box->type()->isValue()) {
-            return; // of every entity
+        if (box->type()->isValue() || attr.attributeId() >= 258 ||
+            attr.attributeId() == Kor::Entity::korHasAttrLogInterfaceAttr) { // the others of every entity
+            operation(box, attr);
         }
-        operation(box, attr);
         return;
     case P::valueMap:
     case P::keyedMap:
@@ -290,6 +290,44 @@ TEST(Generic, Operations) {
     EvecValue(0x12345).writeToChipFormat(ChipType(4), same);
     call(boxOf(EvecValue(0x12345)), "writeToChipFormat", {boxOf(ChipType(4)), boxOf(Kor::BytePtr(buffer))});
     EXPECT_TRUE(std::equal(buffer, buffer + 64, same));
+}
+
+/// The box of an heir that only overrides is one of its base, and does what the heir does.
+TEST(Generic, OfAnHeirThatOverrides) {
+    using namespace Hardware;
+    using namespace Hardware::LoamTunnel;
+    using Properties = FapTypeProperties::Properties;
+    using Arad = FapTypeProperties::AradProperties;
+    struct Listener : GenericIf::Listener {
+        void onAttribute(GenericIf&, Kor::AttributeId id, GenericIf::Key const&) override { heard = id; }
+        Kor::AttributeId heard = 0;
+    };
+    auto const listener = Kor::makePtr<Listener>();
+    auto const all = fapTypePropertiesFactory();
+    auto const properties = all->properties(Loam::fapTypeArad);
+    Box const box = boxOf(properties);
+    auto* const asBase = dynamic_cast<Properties::GenericIf_*>(box.ptr());
+    auto* const asHeir = dynamic_cast<Arad::GenericIf_*>(box.ptr());
+    ASSERT_NE(asBase, nullptr);
+    ASSERT_NE(asHeir, nullptr);
+    EXPECT_EQ(asBase->obj(), properties);
+    EXPECT_EQ(Kor::Ptr<Arad>(asHeir->obj()), properties);
+    EXPECT_EQ(box->type(), Arad::_fwkType());
+    for (KorType* type : {Arad::_fwkType(), Properties::_fwkType(), Kor::Entity::_fwkType()}) {
+        EXPECT_EQ(box->voidPtrIs(type), properties.ptr());
+    }
+    EXPECT_THROW(box->voidPtrIs(FapTypeProperties::JerichoProperties::_fwkType()), Kor::GenericTypeException);
+
+    Box const copy = box->clone();
+    copy->listenerIs(listener);
+    box->set(Properties::attributeIdOf<Kor::name::isemHwSize>(), U32{7});
+    EXPECT_EQ(listener->heard, Properties::attributeIdOf<Kor::name::isemHwSize>());
+    EXPECT_EQ(properties->isemHwSize(), 7u);
+    copy->notifierIs(Kor::makePtr<Properties>(Loam::fapTypeArad)); // no object of the heir
+    EXPECT_EQ(copy->notifier(), nullptr);
+    auto const arguments = Kor::makePtr<GenericIf::List_>();
+    arguments->list().enq(boxOf(Loam::fapTypeJericho));
+    EXPECT_EQ(Arad::GenericIf_::genericIfListConstructor(arguments)->type(), Arad::_fwkType());
 }
 
 } // namespace

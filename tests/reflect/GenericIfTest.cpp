@@ -90,24 +90,30 @@ void load() {
     static Kor::TypeModule::Load const load(module);
 }
 
-/// What came of it: a text, "null", or the words of the refusal with the class's first letters in front.
+/// What a refusal says behind the words of its class, which the test knows.
+std::string wordOf(std::string const& kind, Kor::Exception const& refusal, std::string const& lead = "") {
+    std::string const message = refusal.what();
+    return kind + (message.starts_with(lead) ? message.substr(lead.size()) : " not led in: " + message);
+}
+
+/// What came of it: a text, "null", or the word of the refusal with the class's first letters in front.
 template <class Attempt>
 std::string outcome(Attempt const& attempt) {
     try {
         Kor::Ptr<GenericIf const> const box = attempt();
         return box ? box->strRep().charPtr() : "null";
     } catch (Kor::GenericTypeException const& e) {
-        return std::string("type: ") + e.what();
+        return wordOf("type: ", e, "missing or of the wrong type: ");
     } catch (Kor::GenericConstException const& e) {
-        return std::string("const: ") + e.what();
+        return wordOf("const: ", e);
     } catch (Kor::UnknownArgException const& e) {
-        return std::string("arg: ") + e.what();
+        return wordOf("arg: ", e, "one argument too many for ");
     } catch (Kor::UnknownAttrException const& e) {
-        return std::string("attr: ") + e.what();
+        return wordOf("attr: ", e, "no such attribute: ");
     } catch (Kor::BadIndexAttrException const& e) {
-        return std::string("index: ") + e.what();
+        return wordOf("index: ", e, "a key was given, but none is taken by ");
     } catch (Kor::OpNotSupportedException const& e) {
-        return std::string("op: ") + e.what();
+        return wordOf("op: ", e);
     }
 }
 
@@ -123,7 +129,6 @@ struct Cell {
     Kor::AttributeId attribute;
     U32 op;
     Box key, value;
-    /// The outcome, or what it has to contain.
     std::string expected;
 };
 
@@ -132,11 +137,7 @@ void check(Box const& box, std::vector<Cell> const& cells) {
         std::string const got = outcome([&] {
             return box->attributeOp({cell.attribute, static_cast<Op::OpId>(cell.op)}, cell.key, cell.value);
         });
-        EXPECT_TRUE(got == cell.expected ||
-                    (cell.expected.find(": ") != std::string::npos &&
-                     got.find(cell.expected.substr(0, cell.expected.find(": "))) == 0 &&
-                     got.find(cell.expected.substr(cell.expected.find(": ") + 2)) != std::string::npos))
-            << cell.attribute << " op " << cell.op << " gave " << got << ", not " << cell.expected;
+        EXPECT_EQ(got, cell.expected) << cell.attribute << " op " << cell.op;
     }
 }
 
@@ -145,23 +146,22 @@ TEST(GenericIf, Values) {
     Colour const colour(blue, 0x123);
     Box const box = boxOf(colour);
     EXPECT_EQ(box->attributeId("low"), 4);
-    EXPECT_EQ(outcome([&] { return (box->attributeId("none"), Box()); }),
-              "attr: no such attribute: crates::Colour::none");
+    EXPECT_EQ(outcome([&] { return (box->attributeId("none"), Box()); }), "attr: crates::Colour::none");
     check(box, {
                    {2, Op::get, nullptr, nullptr, "'blue'"},
                    {2, Op::get, boxOf(U32{1}), nullptr, "index: tint"},
-                   {2, Op::set, nullptr, boxOf(red), "op: tint"},
+                   {2, Op::set, nullptr, boxOf(red), "op: tint does not support set"},
                    {3, Op::get, nullptr, nullptr, "291"},
                    {3, Op::set, nullptr, nullptr, "type: shade"},
                    {3, Op::set, nullptr, boxOf(red), "type: U32"},
                    {3, Op::set, nullptr, boxOf(U32{0x456}), "null"},
                    {4, Op::set, nullptr, boxOf(U8{0xff}), "null"}, // cut to the view, the rest stays
                    {3, Op::get, nullptr, nullptr, std::to_string(0x45f)},
-                   {3, Op::count, nullptr, nullptr, "op: shade"},
-                   {3, 77, nullptr, nullptr, "op: shade"},
+                   {3, Op::count, nullptr, nullptr, "op: shade does not support count"},
+                   {3, 77, nullptr, nullptr, "op: shade does not support operation 77"},
                    {5, Op::get, nullptr, nullptr, "7"},
-                   {5, Op::set, nullptr, boxOf(U32{1}), "op: most"},
-                   {6, Op::set, list({boxOf(red)}), nullptr, "op: mix"},
+                   {5, Op::set, nullptr, boxOf(U32{1}), "op: most does not support set"},
+                   {6, Op::set, list({boxOf(red)}), nullptr, "op: mix does not support set"},
                    {6, Op::get, nullptr, nullptr, "type: Kor::GenericIf::List_"},
                    {6, Op::get, list({}), nullptr, "type: tint"},
                    {6, Op::get, list({nullptr}), nullptr, "type: tint"},
@@ -170,9 +170,9 @@ TEST(GenericIf, Values) {
                    {0, Op::equals, nullptr, nullptr, "type: korOpArg"},
                    {0, Op::equals, boxOf(U32{1}), nullptr, "type: Colour"},
                    {0, Op::equals, boxOf(colour), nullptr, "False"},
-                   {0, Op::get, nullptr, nullptr, "attr: Colour"},
-                   {130, Op::get, nullptr, nullptr, "attr: Colour"},
-                   {-5, Op::get, nullptr, nullptr, "attr: Colour"},
+                   {0, Op::get, nullptr, nullptr, "attr: crates::Colour has none with the id 0"},
+                   {130, Op::get, nullptr, nullptr, "attr: crates::Colour has none with the id 130"},
+                   {-5, Op::get, nullptr, nullptr, "attr: crates::Colour has none with the id -5"},
                });
     EXPECT_EQ(colour.shade(), 0x123u); // the box has a copy
 
@@ -189,7 +189,8 @@ TEST(GenericIf, Values) {
 
     // A derived value is one value, and unboxes as nothing else.
     Box const dark = boxOf(Dark(blue, 0x123));
-    EXPECT_THROW(Kor::unbox<Colour>(*dark), Kor::GenericTypeException);
+    EXPECT_EQ(outcome([&] { return boxOf(Kor::unbox<Colour>(*dark)); }), "type: Colour");
+    EXPECT_EQ(outcome([&] { return boxOf(Kor::unbox<Kor::Ptr<Tin>>(*dark)); }), "type: Tin");
     check(dark, {
                     {130, Op::set, nullptr, boxOf(U8{0}), "null"},
                     {3, Op::get, nullptr, nullptr, std::to_string(0x120)},
@@ -209,12 +210,11 @@ TEST(GenericIf, Values) {
     std::pair<Box, std::string> const made[] = {
         {list({}), boxOf(Colour())->strRep().charPtr()},
         {list({boxOf(blue), boxOf(U32{0x45f})}), box->strRep().charPtr()},
-        {list({boxOf(blue)}), "type: missing or of the wrong type: shade"},
-        {list({boxOf(blue), boxOf(blue)}),
-         "type: missing or of the wrong type: U32 is wanted, the box holds crates::Hue"},
-        {list({boxOf(blue), boxOf(U32{1}), boxOf(U32{1})}), "arg: one argument too many for Colour"},
-        {nullptr, "type: missing or of the wrong type: Kor::GenericIf::List_"},
-        {boxOf(red), "type: missing or of the wrong type: Kor::GenericIf::List_"},
+        {list({boxOf(blue)}), "type: shade"},
+        {list({boxOf(blue), boxOf(blue)}), "type: U32"},
+        {list({boxOf(blue), boxOf(U32{1}), boxOf(U32{1})}), "arg: Colour"},
+        {nullptr, "type: Kor::GenericIf::List_"},
+        {boxOf(red), "type: Kor::GenericIf::List_"},
     };
     for (auto const& each : made) {
         EXPECT_EQ(outcome([&] { return type->genericIf(each.first.ptr(), true); }), each.second);
@@ -229,23 +229,25 @@ TEST(GenericIf, Entities) {
     auto const tin = Kor::makePtr<Tin>(blue);
     U32 const reads = shelf->mutableReads();
     check(box, {
-                   {258, Op::get, nullptr, nullptr, "type: key kor_index"},
+                   {258, Op::get, nullptr, nullptr, "type: key"},
                    {258, Op::get, one, nullptr, "0"},
                    {258, Op::set, nullptr, two, "type: kor_index"},
                    {258, Op::set, one, nullptr, "type: paint"},
+                   {258, Op::set, key, nullptr, "type: U32"}, // the key first
                    {258, Op::set, one, key, "type: U32"},
                    {258, Op::contains, one, nullptr, "False"},
                    {258, Op::set, one, two, "null"},
                    {258, Op::count, one, nullptr, "1"},
                    {258, Op::contains, one, nullptr, "True"},
-                   {258, Op::equals, one, nullptr, "op: paint"},
-                   {258, Op::del, nullptr, nullptr, "type: kor_index"},
+                   {258, Op::equals, one, nullptr, "op: paint does not support equals"},
+                   {258, Op::del, nullptr, nullptr, "type: key"},
+                   {258, Op::contains, nullptr, nullptr, "type: key"},
                    {258, Op::del, one, nullptr, "2"},
                    {258, Op::del, one, nullptr, "0"},
                    {259, Op::set, key, boxOf(Colour(red, 5)), "index: sample"},
                    {259, Op::set, nullptr, nullptr, "type: sample"},
                    {259, Op::set, nullptr, boxOf(Colour(red, 5)), "null"},
-                   {259, Op::get, nullptr, nullptr, "type: key tint"},
+                   {259, Op::get, nullptr, nullptr, "type: key"},
                    {259, Op::get, key, nullptr, boxOf(Colour(red, 5))->strRep().charPtr()},
                    {260, Op::get, key, nullptr, "null"},
                    {260, Op::set, key, list({key}), "index: stock"},
@@ -256,7 +258,7 @@ TEST(GenericIf, Entities) {
                    {260, Op::get, key, nullptr, "'shelf/stock[\\'red\\']'"},
                    {260, Op::del, key, nullptr, "''"},
                    {261, Op::set, nullptr, boxOf(tin), "type: kor_index"},
-                   {261, Op::set, one, key, "type: Kor::PtrInterface"},
+                   {261, Op::set, one, key, "type: Tin"},
                    {261, Op::set, one, boxOf(shelf), "type: Tin"},
                    {261, Op::set, one, boxOf(tin), "null"},
                    {261, Op::contains, one, nullptr, "True"},
@@ -267,8 +269,11 @@ TEST(GenericIf, Entities) {
                    {386, Op::set, nullptr, boxOf(U32{9}), "null"},
                    {386, Op::get, nullptr, nullptr, "9"},
                    {130, Op::get, nullptr, nullptr, "'shelf'"},
-                   {130, Op::set, nullptr, boxOf(Kor::Name("x")), "op: name"},
-                   {500, Op::get, nullptr, nullptr, "attr: crates::LongShelf"},
+                   {130, Op::set, nullptr, boxOf(Kor::Name("x")), "op: name does not support set"},
+                   {500, Op::get, nullptr, nullptr, "attr: crates::LongShelf has none with the id 500"},
+                   {154, Op::get, list({}), nullptr, "True"},
+                   {154, Op::get, nullptr, nullptr, "type: Kor::GenericIf::List_"},
+                   {154, Op::get, list({one}), nullptr, "arg: korHasAttrLogInterface"},
                });
     EXPECT_EQ(shelf->mutableReads() - reads, 5u);
     EXPECT_EQ(shelf->paint(1), 1u); // by the operation
@@ -278,19 +283,19 @@ TEST(GenericIf, Entities) {
          {LongShelf::_fwkType(), Shelf::_fwkType(), Kor::Entity::_fwkType(), Kor::PtrInterface::_fwkType()}) {
         EXPECT_EQ(box->voidPtrIs(type), shelf.ptr());
     }
-    EXPECT_THROW(box->voidPtrIs(Tin::_fwkType()), Kor::GenericTypeException);
+    EXPECT_EQ(outcome([&] { return (box->voidPtrIs(Tin::_fwkType()), Box()); }), "type: Tin");
     EXPECT_EQ(box->clone()->voidPtrIs(Shelf::_fwkType()), shelf.ptr());
     box->notifierIs(tin); // of another class: none
-    check(box, {{258, Op::count, nullptr, nullptr, "type: no object"}});
+    check(box, {{258, Op::count, nullptr, nullptr, "type: crates::LongShelf, the box has no object"}});
     EXPECT_THROW(box->voidPtrIs(Shelf::_fwkType()), Kor::GenericTypeException);
     EXPECT_THROW(box->attributeIteratorConst(258), Kor::GenericTypeException);
 
     Kor::KorType const* const type = Tin::_fwkType();
-    EXPECT_EQ(outcome([&] { return type->genericIf(list({}).ptr(), false); }),
-              "type: missing or of the wrong type: label");
+    EXPECT_EQ(outcome([&] { return type->genericIf(list({}).ptr(), false); }), "type: label");
     Box const made = type->genericIf(list({key}).ptr(), true);
     EXPECT_FALSE(made->isConst());
-    check(made, {{0, Op::get, nullptr, nullptr, "'red'"}, {258, Op::set, nullptr, key, "op: label"}});
+    check(made, {{0, Op::get, nullptr, nullptr, "'red'"},
+                 {258, Op::set, nullptr, key, "op: label does not support set"}});
     EXPECT_EQ(Shelf::_fwkType()->newEntity("new", nullptr)->name(), "new");
     EXPECT_EQ(type->newEntity("new", nullptr), nullptr);
 }
@@ -334,7 +339,7 @@ TEST(GenericIf, Walks) {
     }
     Box const box = Kor::KorType::genericIf(shelf.ptr(), false);
     EXPECT_FALSE(box->attributeIteratorKeyConst(258, boxOf(U32{1000})));
-    EXPECT_THROW(box->attributeIteratorKeyConst(258, nullptr), Kor::GenericTypeException);
+    EXPECT_EQ(outcome([&] { return box->attributeIteratorKeyConst(258, nullptr).key(); }), "type: kor_index");
     EXPECT_THROW(box->attributeIteratorConst(262), Kor::UnknownAttrException);
     EXPECT_TRUE(box->attributeIteratorKeyConst(258, boxOf(U32{7})).key()->isConst());
 
