@@ -81,10 +81,12 @@ std::string memberPath(std::string const& path, GenericIf const& key) {
     return path + '[' + keyText(key) + ']';
 }
 
-Place attributePlace(Place const& of, KorAttr const& attribute) {
-    Place at{of.object, &attribute, nullptr, of.path, of.isCopy};
-    at.path.append(".").append(attribute.name().view());
-    return at;
+/// Places are passed on, not copied, since a path may be long.
+Place attributePlace(Place of, KorAttr const& attribute) {
+    of.attribute = &attribute;
+    of.key = nullptr;
+    of.path.append(".").append(attribute.name().view());
+    return of;
 }
 
 /// Calls `visit` for each member of an attribute that has keys, with its place.
@@ -114,7 +116,7 @@ std::string_view takeKey(std::string_view& rest) {
 }
 
 /// Goes on from a place to what is there, for a longer path.
-Place enter(Place const& at) {
+Place enter(Place at) {
     AttributeShape const shape = shapeAt(at);
     if (shape == AttributeShape::operation) {
         throw Refused(at.path + " is an operation, and a path ends there");
@@ -122,12 +124,29 @@ Place enter(Place const& at) {
     if (hasKeys(shape) && !at.key) {
         needsKey(at);
     }
-    Box const box = valueAt(at);
+    Box box = valueAt(at);
     if (!box) {
         throw Refused("there is no " + at.path);
     }
-    bool const isCopy = at.isCopy || (at.attribute != nullptr && at.attribute->type()->isValue());
-    return {box, nullptr, nullptr, at.path, isCopy};
+    if (at.attribute == nullptr) {
+        return at;
+    }
+    if (holdsObjects(shape)) {
+        if (!at.origin) {
+            at.origin = at.object;
+            at.originPath = at.path.substr(0, at.path.size() - at.attribute->name().length() - 1 -
+                                                  memberPath("", *at.key).size());
+        }
+        at.way.push_back({at.attribute, at.key});
+    } else {
+        at.origin = nullptr;
+        at.way.clear();
+    }
+    at.isCopy = at.isCopy || at.attribute->type()->isValue();
+    at.object = std::move(box);
+    at.attribute = nullptr;
+    at.key = nullptr;
+    return at;
 }
 
 } // namespace
@@ -139,11 +158,12 @@ AttributeShape shapeOf(KorAttr const& attribute) {
         return ofObjects ? (hasKeyInside ? AttributeShape::children : AttributeShape::references)
                          : (hasKeyInside ? AttributeShape::keyedMap : AttributeShape::valueMap);
     }
-    // What all entities have is read, whoever computes it.
-    bool const ofEveryEntity = attribute.attributeId() > 1 && attribute.attributeId() < 258 &&
-                               attribute.owner()->isA(Kor::Entity::_fwkType());
-    return attribute.introspectionFlags().word == 8 && !ofEveryEntity ? AttributeShape::operation
-                                                                      : AttributeShape::scalar;
+    // What all entities have is read, whoever computes it, but for one that they declare as an operation.
+    AttributeId const id = attribute.attributeId();
+    bool const isRead = id > 1 && id < 258 && id != Kor::Entity::korHasAttrLogInterfaceAttr &&
+                        attribute.owner()->isA(Kor::Entity::_fwkType());
+    return attribute.introspectionFlags().word == 8 && !isRead ? AttributeShape::operation
+                                                               : AttributeShape::scalar;
 }
 
 void Roots::add(std::string_view name, Box box) {
@@ -164,10 +184,14 @@ void Roots::del(std::string_view name) {
 }
 
 Find Roots::find() const {
-    return [this](std::string_view path) { return valueAt(at(path)); };
+    return Find([this](std::string_view path, Find const& inner) { return valueAt(at(path, inner)); });
 }
 
 Place Roots::at(std::string_view path) const {
+    return at(path, find());
+}
+
+Place Roots::at(std::string_view path, Find const& find) const {
     std::string_view rest = trimmed(path);
     auto const takeName = [&] {
         std::size_t const end = std::min(rest.find_first_of(".["), rest.size());
@@ -189,14 +213,15 @@ Place Roots::at(std::string_view path) const {
     while (!rest.empty()) {
         if (rest[0] == '.') {
             rest.remove_prefix(1);
-            at = enter(at);
-            at = attributePlace(at, attributeNamed(*at.object->type(), takeName(), at.path));
+            at = enter(std::move(at));
+            KorAttr const& next = attributeNamed(*at.object->type(), takeName(), at.path);
+            at = attributePlace(std::move(at), next);
         } else if (rest[0] == '[') {
             if (at.key || !hasKeys(shapeAt(at))) {
                 throw Refused(at.path + " takes no key");
             }
-            at.key = readValue(*at.attribute->keyType(), takeKey(rest), find());
-            at.path = memberPath(at.path, *at.key);
+            at.key = readValue(*at.attribute->keyType(), takeKey(rest), find);
+            at.path.append(memberPath("", *at.key));
         } else {
             throw Refused("'" + shown(rest) + "' stands behind " + at.path +
                           " where only . or [ can; a path is such as lif.appConfig[vtAppMpls].app");
@@ -298,29 +323,30 @@ std::string del(Place const& place) {
     return text;
 }
 
-namespace {
-
-std::string signatureOf(KorAttr const& attribute) {
+std::string signatureOf(KorAttr const& attribute, std::string (*typeText)(std::string const& fullName)) {
     std::string text(attribute.name().view());
     AttributeShape const shape = shapeOf(attribute);
+    auto const textOfType = [&](Kor::Name const& name) { return typeText(std::string(name.view())); };
     if (hasKeys(shape)) {
-        text.append("[").append(shortName(*attribute.keyType())).append("]");
+        text.append("[").append(textOfType(attribute.keyType()->typeName())).append("]");
     } else if (shape == AttributeShape::operation) {
         std::vector<std::string> arguments;
         for (auto const& each : attribute.arguments()) {
-            KorType const* const type = KorType::named(each.type.view());
             arguments.emplace_back(each.name.view());
-            arguments.back().append(": ").append(type != nullptr ? shortName(*type) : each.type.charPtr());
+            arguments.back().append(": ").append(textOfType(each.type));
         }
         text.append("(").append(join(arguments, ", ")).append(")");
         if (attribute.type()->typeName() == "Kor::Builtin<void*>") {
             return text;
         }
     }
-    return text.append(": ").append(shortName(*attribute.type()));
+    return text.append(": ").append(textOfType(attribute.type()->typeName()));
 }
 
-} // namespace
+std::string shortTypeText(std::string const& fullName) {
+    KorType const* const type = KorType::named(fullName);
+    return type != nullptr ? shortName(*type) : fullName;
+}
 
 std::vector<std::string> list(Place const& place) {
     std::vector<std::string> lines;
@@ -329,7 +355,7 @@ std::vector<std::string> list(Place const& place) {
         return lines;
     }
     for (KorAttr const* each : ownAttributes(*enter(place).object->type())) {
-        lines.push_back(signatureOf(*each));
+        lines.push_back(signatureOf(*each, shortTypeText));
     }
     return lines;
 }
@@ -424,24 +450,53 @@ private:
     Watch* watch_; // takes the listener off when it ends
 };
 
-Watch::Watch(Place const& place, Tell tell) : path_(place.path), only_(nullptr), tell_(std::move(tell)) {
+namespace {
+
+/// From where the way to a place begins, all steps to it.
+std::vector<Place::Step> stepsTo(Place const& place) {
+    std::vector<Place::Step> steps = place.way;
+    if (place.attribute != nullptr) {
+        steps.push_back({place.attribute, place.key});
+    }
+    return steps;
+}
+
+/// Where it begins; refuses what cannot be watched.
+Place const& watched(Place const& place) {
     bool const isMember = place.attribute != nullptr && place.key && holdsObjects(shapeAt(place));
     Place const at = place.attribute == nullptr || isMember ? enter(place) : place;
     if (at.isCopy || at.object->type()->isValue()) {
         throw Refused(at.path + " is in a value, which tells nobody of changes; watch an object");
     }
-    if (at.attribute != nullptr) {
-        only_ = at.attribute;
-        onlyKey_ = at.key ? keyText(*at.key) : "";
-        std::size_t const tail = at.attribute->name().length() + 1 + (at.key ? onlyKey_.size() + 2 : 0);
-        path_.resize(path_.size() - tail); // that of the object
+    return place;
+}
+
+std::string pathOfOrigin(Place const& place) {
+    if (place.origin) {
+        return place.originPath;
     }
-    box_ = at.object->clone();
+    std::size_t tail = place.attribute != nullptr ? place.attribute->name().length() + 1 : 0;
+    tail += place.key ? memberPath("", *place.key).size() : 0;
+    return place.path.substr(0, place.path.size() - tail);
+}
+
+} // namespace
+
+Watch::Watch(Place const& place, Tell tell)
+    : Watch(watched(place).origin ? place.origin : place.object, pathOfOrigin(place), stepsTo(place), 0, 0,
+            std::move(tell)) {}
+
+Watch::Watch(Box const& object, std::string path, Way const& way, std::size_t step, unsigned depth, Tell tell)
+    : path_(std::move(path)), way_(way), step_(step), depth_(depth), tell_(std::move(tell)),
+      box_(object->clone()) {
     box_->listenerIs(Kor::makePtr<Listener>(this));
     for (KorAttr const* each : ownAttributes(*box_->type())) {
-        if (holdsObjects(shapeOf(*each)) && (only_ == nullptr || only_ == each)) {
-            eachMember({box_, each, nullptr, path_, false},
-                       [&](Place const& member, auto const&) { childIs(*each, member.key); });
+        if (holdsObjects(shapeOf(*each)) && isWatched(*each, nullptr)) {
+            eachMember({box_, each, nullptr, path_, false}, [&](Place const& member, auto const&) {
+                if (isWatched(*each, member.key)) {
+                    childIs(*each, member.key);
+                }
+            });
         }
     }
 }
@@ -453,37 +508,62 @@ Watch::~Watch() {
     }
 }
 
+/// A null key stands for any.
+bool Watch::isWatched(KorAttr const& attribute, Key const& key) const {
+    if (step_ == way_.size()) {
+        return true;
+    }
+    Place::Step const& next = way_[step_];
+    return next.attribute == &attribute && (!key || !next.key || keyText(*key) == keyText(*next.key));
+}
+
 void Watch::childIs(KorAttr const& attribute, Key const& key) {
-    Place at{box_, &attribute, key, path_ + '.' + std::string(attribute.name().view()), false};
+    Place at = attributePlace({box_, nullptr, nullptr, path_, false}, attribute);
+    at.key = key;
     at.path = memberPath(at.path, *key);
     children_.erase(at.path);
-    if (Box const child = valueAt(at)) {
-        children_.emplace(at.path,
-                          std::make_unique<Watch>(Place{child, nullptr, nullptr, at.path, false}, tell_));
+    Box const child = valueAt(at);
+    if (!child) {
+        return;
     }
+    if (depth_ == deepest) {
+        throw Refused(shown(path_) + " is nested too deeply: more than " + std::to_string(deepest) +
+                      " objects in one another are not watched");
+    }
+    std::size_t const step = std::min(step_ + 1, way_.size());
+    children_.emplace(at.path,
+                      std::unique_ptr<Watch>(new Watch(child, at.path, way_, step, depth_ + 1, tell_)));
 }
 
 void Watch::changed(AttributeId id, Key const& key) {
     KorAttr const* const attribute = box_->type()->attribute(id);
-    if (attribute == nullptr || (only_ != nullptr && only_ != attribute) ||
-        (key && !onlyKey_.empty() && keyText(*key) != onlyKey_)) {
+    if (attribute == nullptr || !isWatched(*attribute, key)) {
         return;
     }
     Place at = attributePlace({box_, nullptr, nullptr, path_, false}, *attribute);
+    Change change;
     bool isThere = true;
     if (key) {
         at.key = key;
         at.path = memberPath(at.path, *key);
         isThere = Kor::unbox<bool>(*op(at, Op::contains));
         if (holdsObjects(shapeAt(at))) {
-            childIs(*attribute, key);
+            try {
+                childIs(*attribute, key);
+            } catch (Refused const& refused) {
+                change.note = refused.what(); // whoever made the change is not at fault
+            }
         }
     }
-    tell_({at.path, isThere ? std::optional(textOf(valueAt(at))) : std::nullopt});
+    change.path = at.path;
+    change.text = isThere ? std::optional(textOf(valueAt(at))) : std::nullopt;
+    tell_(change);
 }
 
 std::string textOf(Watch::Change const& change) {
-    return change.text ? change.path + " = " + *change.text : change.path + " deleted";
+    std::string text = change.path;
+    change.text ? text.append(" = ").append(*change.text) : text.append(" deleted");
+    return change.note.empty() ? text : text.append(" (").append(change.note).append(")");
 }
 
 } // namespace tool

@@ -25,6 +25,12 @@ namespace tool {
 
 /// A place in an object: the object as a whole, one of its attributes, or a member of one under a key.
 struct Place {
+    /// A member that is an object.
+    struct Step {
+        Kor::KorAttr const* attribute;
+        Kor::GenericIf::Key key;
+    };
+
     Box object;
     Kor::KorAttr const* attribute = nullptr;
     Kor::GenericIf::Key key;
@@ -32,6 +38,11 @@ struct Place {
     std::string path;
     /// Within a value that was read out of an object: to write here would be in vain.
     bool isCopy = false;
+    /// The object that the way here begins at, its path, and how it goes on to `object`. A null one stands
+    /// for `object` itself.
+    Box origin{};
+    std::string originPath{};
+    std::vector<Step> way{};
 };
 
 /// Objects and values by name, where paths begin.
@@ -52,6 +63,8 @@ public:
     Find find() const;
 
 private:
+    Place at(std::string_view path, Find const& find) const;
+
     Map all_;
 };
 
@@ -65,6 +78,12 @@ enum class AttributeShape {
     references ///< objects that are given
 };
 AttributeShape shapeOf(Kor::KorAttr const& attribute);
+
+/// "name: type", "name[type of the key]: type" or "name(argument: type): type", this without the last type
+/// where there is no result. `typeText` says how a type is written.
+std::string signatureOf(Kor::KorAttr const& attribute, std::string (*typeText)(std::string const& fullName));
+/// A type by its short name.
+std::string shortTypeText(std::string const& fullName);
 
 /// What is at the place, null for an absent or null object. Refused for an attribute with keys and for an
 /// operation.
@@ -89,17 +108,24 @@ std::optional<std::string> call(Place const& place, std::string_view arguments, 
 /// without what is in them.
 std::vector<std::string> tree(Place const& place, unsigned depth = 16);
 
-/// Hears of each change at a place and of all objects below it, from its construction to its end.
+/// Hears of each change at a place and of all objects below it, from its construction to its end. It goes by
+/// the path: of a child that is deleted and made again it hears both, and then of the new one. So it does of
+/// the objects that the path leads through.
 class Watch {
 public:
     struct Change {
         std::string path;
         /// The new value's text; nothing for a member that is gone.
         std::optional<std::string> text;
+        /// What else there is to say.
+        std::string note{};
     };
     using Tell = std::function<void(Change const&)>;
+    /// How many objects deep it goes.
+    static constexpr unsigned deepest = 1000;
 
-    /// Refused for a place in a value.
+    /// Refused for a place in a value, for one that is not there, and for objects that are nested deeper. If
+    /// some get there later, the change that brings them says in its note that they are not watched.
     Watch(Place const& place, Tell tell);
     ~Watch();
     Watch(Watch const&) = delete;
@@ -107,20 +133,26 @@ public:
 
 private:
     class Listener;
+    using Way = std::vector<Place::Step>;
 
+    /// Of an object; on the way to the place, of the member that is the next step alone.
+    Watch(Box const& object, std::string path, Way const& way, std::size_t step, unsigned depth, Tell tell);
+
+    bool isWatched(Kor::KorAttr const& attribute, Kor::GenericIf::Key const& key) const;
     void changed(Kor::AttributeId id, Kor::GenericIf::Key const& key);
-    /// Follows the objects of the attribute that are there.
+    /// Follows the object that is at the member, if there is one. Refused if it is too deep.
     void childIs(Kor::KorAttr const& attribute, Kor::GenericIf::Key const& key);
 
     std::string path_;
-    Kor::KorAttr const* only_;
-    std::string onlyKey_;
+    Way way_;
+    std::size_t step_;
+    unsigned depth_;
     Tell tell_;
     Box box_;
     std::map<std::string, std::unique_ptr<Watch>> children_;
 };
 
-/// "path = text", or "path deleted".
+/// "path = text", or "path deleted", and the note in parentheses.
 std::string textOf(Watch::Change const& change);
 
 } // namespace tool

@@ -1,9 +1,11 @@
 #include "tools/ValueText.h"
 
+#include "reflect/Text.h"
 #include "reflect/TypeName.h"
 #include "tools/Entries.h"
 
 #include <algorithm>
+#include <set>
 
 namespace tool {
 
@@ -77,18 +79,35 @@ std::string textOfName(std::string_view text) {
 
 /// Without the pairs of parentheses around all of it.
 std::string_view withoutParentheses(std::string_view text) {
-    while (text.size() >= 2 && text.front() == '(' && text.back() == ')') {
-        Nesting nesting;
-        std::size_t outside = 0;
-        for (char const c : text) {
-            outside += nesting.step(c);
+    // The parentheses in front and at the end, each with the blanks around it.
+    std::vector<std::size_t> fronts;
+    std::vector<std::size_t> backs;
+    std::size_t begin = 0;
+    for (; begin < text.size() && (text[begin] == '(' || blanks.find(text[begin]) != blanks.npos); ++begin) {
+        if (text[begin] == '(') {
+            fronts.push_back(begin);
         }
-        if (outside != 2) {
-            break;
-        }
-        text = trimmed(text.substr(1, text.size() - 2));
     }
-    return text;
+    std::size_t end = text.size();
+    for (; end > begin && (text[end - 1] == ')' || blanks.find(text[end - 1]) != blanks.npos); --end) {
+        if (text[end - 1] == ')') {
+            backs.push_back(end - 1);
+        }
+    }
+    // Those pairs are around all that are open throughout.
+    std::size_t around = std::min(fronts.size(), backs.size());
+    Nesting nesting;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        nesting.step(text[i]);
+        if (i >= begin && i < end) {
+            around = std::min(around, nesting.depth());
+        }
+    }
+    if (around == 0 || !nesting.isComplete()) {
+        return text;
+    }
+    std::size_t const first = fronts[around - 1] + 1;
+    return trimmed(text.substr(first, backs[around - 1] - first));
 }
 
 struct Field {
@@ -106,16 +125,15 @@ std::optional<Field> fieldOf(std::string_view word) {
 
 std::vector<Field> fieldsOf(KorType const& type, std::vector<std::string_view> const& all) {
     std::vector<Field> fields;
+    std::set<std::string_view> names;
     for (std::string_view const word : all) {
         std::optional<Field> const field = fieldOf(word);
         if (!field) {
             throw Refused("'" + shown(word) + "' is not of the form field=value, as the fields of " +
                           shortName(type) + " are given");
         }
-        for (Field const& other : fields) {
-            if (other.name == field->name) {
-                throw Refused(shown(field->name) + " is given twice");
-            }
+        if (!names.insert(field->name).second) {
+            throw Refused(shown(field->name) + " is given twice");
         }
         fields.push_back(*field);
     }
@@ -281,31 +299,6 @@ Box readEnumerator(KorType const& type, std::string_view text) {
     return type.genericIf(Kor::String8(textOfName(name)), false);
 }
 
-/// The reader cuts a number to the width that the type stores; who types one wants to hear of it.
-void needWidth(KorType const& type, std::string_view text) {
-    std::optional<U64> const given = parseNumber(text);
-    if (!given) {
-        return;
-    }
-    KorType const* stored = &type;
-    while (stored->constructorArgTypeQQueue().head() != nullptr) {
-        std::vector<Argument> const arguments = constructorArguments(*stored);
-        if (arguments.size() != 1) {
-            return;
-        }
-        stored = arguments[0].type;
-    }
-    if (isQuotedType(*stored)) {
-        return;
-    }
-    Box const box = stored->genericIf(Kor::String8(text), false);
-    std::optional<U64> const kept = parseNumber(box->strRep().view());
-    if (kept && *given != *kept) {
-        throw Refused(shown(text) + " does not fit " + shortName(type) + ": it would keep " +
-                      std::to_string(*kept));
-    }
-}
-
 Box readByText(KorType const& type, std::string_view text) {
     std::string use(text);
     bool const inQuotes = text.starts_with('\'') || text.starts_with('"');
@@ -316,11 +309,11 @@ Box readByText(KorType const& type, std::string_view text) {
     }
     std::string refusal = "'";
     refusal.append(shown(text)).append("' is no ").append(shortName(type));
+    Kor::ExactNumbers const exact;
     Box box = refusing(refusal, [&] { return type.genericIf(Kor::String8(use), false); });
     if (!box) {
         throw Refused(shortName(type) + " has no text form");
     }
-    needWidth(type, text);
     return box;
 }
 
@@ -337,6 +330,16 @@ Box readObject(KorType const& type, std::string_view text, Find const& find) {
 }
 
 } // namespace
+
+Box Find::operator()(std::string_view path) const {
+    if (depth_ == deepest) {
+        throw Refused("$" + shown(path) + " is nested too deeply: a path in a path, " +
+                      std::to_string(deepest) + " times");
+    }
+    Find inner(*this);
+    ++inner.depth_;
+    return follow_(path, inner);
+}
 
 bool Nesting::step(char c) {
     if (quote_ != 0) {

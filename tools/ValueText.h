@@ -13,7 +13,8 @@
 ///
 /// A value of a derived type stands for one of its base. An object is given by a path, none by `None`.
 ///
-/// Every fault is a Refused (tools/Failure.h).
+/// A number that the type cannot hold is refused, and so is a path in a path in a path beyond reason. Every
+/// fault is a Refused (tools/Failure.h).
 
 #include "reflect/GenericIf.h"
 #include "reflect/KorType.h"
@@ -34,6 +35,10 @@ public:
     /// Whether the character stands outside of all quotes and brackets, of which it may be the first or last.
     bool step(char c);
     bool isQuoted() const { return quote_ != 0; }
+    /// How many brackets are open.
+    std::size_t depth() const { return open_.size(); }
+    /// Whether all that was opened is closed, and nothing else.
+    bool isComplete() const { return open_.empty() && quote_ == 0 && wrong_ == 0; }
     /// Refused if something is still open, or was closed that was not open.
     void end() const;
 
@@ -55,8 +60,23 @@ std::string shortName(Kor::KorType const& type);
 /// The type of that full name, or of that last part of it. Refused if there is none.
 Kor::KorType& typeNamed(std::string_view name);
 
-/// Finds what a path leads to, for texts that name objects. Null for nothing.
-using Find = std::function<Box(std::string_view path)>;
+/// Finds what a path leads to, for texts that name objects. A key in such a path may be a path again, but not
+/// without end: what reads it gets a Find that knows how deep it stands.
+class Find {
+public:
+    /// Null for nothing.
+    using Follow = std::function<Box(std::string_view path, Find const& inner)>;
+    static constexpr unsigned deepest = 32;
+
+    explicit Find(Follow follow) : follow_(std::move(follow)) {}
+
+    /// Refused if paths stand in paths more than `deepest` deep.
+    Box operator()(std::string_view path) const;
+
+private:
+    Follow follow_;
+    unsigned depth_ = 0;
+};
 
 /// A value of exactly that type; of an object type, an object of it or of a derived one, or null for `None`.
 Box readValue(Kor::KorType const& type, std::string_view text, Find const& find);

@@ -6,6 +6,7 @@
 #include "tools/Failure.h"
 
 #include <algorithm>
+#include <set>
 
 namespace tool {
 
@@ -49,6 +50,7 @@ std::string structured(KorType const& type, std::string_view attributes) {
 }
 
 Box readText(KorType const& type, std::string_view text) {
+    Kor::ExactNumbers const exact;
     Box box = type.genericIf(String8(text), true);
     if (!box) {
         throw Refused(nameOf(type) + " has no text that is read");
@@ -79,8 +81,7 @@ std::string textOfScalar(Json const& json, KorType const& type, std::string cons
     bool fits = !text.empty();
     if (fits) {
         try {
-            std::string const read = textOf(*readText(type, text));
-            fits = !json.is_number() || read == text; // one too wide is cut when it is read
+            readText(type, text);
         } catch (Kor::RangeException const&) {
             fits = false;
         }
@@ -171,8 +172,20 @@ Box boxOfText(KorType const& type, std::string_view text) {
 
 Box boxOfJson(KorType const& type, std::string_view json) {
     std::string text;
+    std::vector<std::set<std::string>> names; // of the objects that are open
+    auto const once = [&](int, Json::parse_event_t event, Json& parsed) {
+        if (event == Json::parse_event_t::object_start) {
+            names.emplace_back();
+        } else if (event == Json::parse_event_t::object_end) {
+            names.pop_back();
+        } else if (event == Json::parse_event_t::key &&
+                   !names.back().insert(parsed.get<std::string>()).second) {
+            throw Refused(shortNameOf(type) + ": " + shown(parsed.get<std::string>()) + " is given twice");
+        }
+        return true;
+    };
     try {
-        text = textOfJson(Json::parse(json), type, shortNameOf(type));
+        text = textOfJson(Json::parse(json, once), type, shortNameOf(type));
     } catch (Json::parse_error const& error) {
         throw Refused(shortNameOf(type) + ": no JSON, from byte " + std::to_string(error.byte) + " on");
     }

@@ -19,9 +19,10 @@ using Box = Kor::Ptr<Kor::GenericIf>;
 /// The value type or enumeration of that name, full or short. WrongUsage when there is none, or several.
 Kor::KorType const& valueTypeNamed(std::string_view name);
 
-/// Names the type, and what was wrong where.
+/// Names the type, and what was wrong where. A number that the attribute cannot hold is refused.
 Box boxOfText(Kor::KorType const& type, std::string_view text);
-/// An attribute that is not given has its default. A number that the attribute cannot hold is refused.
+/// An attribute that is not given has its default; one that is given twice is refused, as is a number that
+/// the attribute cannot hold.
 Box boxOfJson(Kor::KorType const& type, std::string_view json);
 /// Bytes in hexadecimal: "0x00000004", "00 00 00 04", "00,00,00,04".
 Box boxOfHex(Kor::KorType const& type, std::string_view hexadecimal);

@@ -2,6 +2,7 @@
 
 #include "tools/Script.h"
 
+#include "reflect/Dir.h"
 #include "tests/tools/Process.h"
 
 #include <sstream>
@@ -111,7 +112,12 @@ TEST(Script, SaysWhatIsWrong) {
             {"new AradLifAcMp x vsi=1 vsi=2", "refused: vsi is given twice"},
             {"new AradLifAcMp x vlanEditVid1=4096",
              "refused: vlanEditVid1=4096 does not fit: the field would keep 0"},
-            {"new AradLifAcMp x vsi=65536", "refused: 65536 does not fit U16: it would keep 0"},
+            {"new AradLifAcMp x vsi=65536", "refused: '65536' is no U16: 65536 would be cut to 0"},
+            {"new U8 u +300", "refused: '+300' is no U8: 300 would be cut to 44"},
+            {"new U8 u -300", "refused: '-300' is no U8: -300 would be cut to 212"},
+            {"new AradLifEntry e Value('Hardware::LoamTunnel::AradLifEntry', ** {'dword0': -1})",
+             "refused: 'Value('Hardware::LoamTunnel::AradLifEntry', ** {'dword0': -1...' is no AradLifEntry: "
+             "attribute dword0: -1 would be cut to 18446744073709551615"},
             {"set v.vlanEditProfile 9", "refused: 9 does not fit v.vlanEditProfile: it would keep 1"},
             {"set v.lifType lifAcMp", "refused: v.lifType: lifType does not support set"},
             {"get lf", "refused: 'lf' is the name of nothing; did you mean lif?"},
@@ -177,8 +183,106 @@ TEST(Script, TellsOfChangesBelow) {
                    "* " + mpls +
                        ".reqCount[Value('Hardware::LoamTunnel::AradLifEntry', ** {'lifType': 'lifAcMp', "
                        "'dword0': 2, 'dword1': 0})] = 0"},
-                  {"del " + mpls, "* " + mpls + " deleted"},
+                  {"del " + mpls, "* " + mpls + " deleted\n* " + mpls + " deleted"}, // by both watches
               });
+}
+
+TEST(Script, HearsOfWhatIsMadeAgain) {
+    Session session;
+    std::string const mpls = "lif.appConfig[vtAppMpls]";
+    std::string const made = "* " + mpls + " = 'lif/appConfig[\\'vtAppMpls\\']'";
+    std::string const set = "set " + mpls + ".reqCount[AradLifAcMp vsi=1] 3";
+    for (std::string const watched : {"", ".reqCount", ".reqCount[AradLifAcMp vsi=1]"}) {
+        for (std::string const& line : {std::string("new LifAppConfigDir lif"), "set " + mpls, set}) {
+            EXPECT_EQ(session(line), "");
+        }
+        expectAll(session, {
+                               {"watch " + mpls + watched, ""},
+                               {"set lif.appConfig[vtAppEvpn]", ""}, // another one
+                               {"set lif.appConfig[vtAppEvpn].reqCount[AradLifAcMp vsi=1] 3", ""},
+                               {"del " + mpls, "* " + mpls + " deleted"},
+                               {"set " + mpls, made},
+                           });
+        EXPECT_TRUE(session(set).starts_with("* " + mpls + ".reqCount[Value(")) << watched;
+        EXPECT_EQ(session("unwatch " + mpls + watched), "");
+        EXPECT_EQ(session("del " + mpls), "");
+        EXPECT_EQ(session("del lif"), "");
+    }
+}
+
+std::string repeated(std::string const& piece, std::size_t count) {
+    std::string all;
+    all.reserve(piece.size() * count);
+    for (std::size_t i = 0; i < count; ++i) {
+        all += piece;
+    }
+    return all;
+}
+
+/// Were one of these a call within a call, or its time quadratic, this would not end.
+TEST(Script, TakesMegabytes) {
+    Session session;
+    std::size_t const many = 200'000;
+    EXPECT_EQ(session("new EvecStatus x"), "");
+    auto const nested = [](std::size_t depth) {
+        return "get " + repeated("x.owner[$", depth) + "k" + repeated("].key", depth);
+    };
+    EXPECT_EQ(session("new EvecKey k"), "");
+    EXPECT_EQ(session(nested(30)), session("get k"));
+    std::string const tooDeep = session(nested(60'000));
+    EXPECT_EQ(tooDeep.substr(0, 34), "refused: $x.owner[$x.owner[$x.owne");
+    EXPECT_NE(tooDeep.find("is nested too deeply: a path in a path, 32 times"), std::string::npos) << tooDeep;
+    EXPECT_EQ(session("get " + repeated("x.owner[$", many)), "refused: a ] is missing at the end");
+    EXPECT_EQ(session("new U32 n " + repeated("( ", many) + "5" + repeated(")", many)), "");
+    EXPECT_EQ(session("get n"), "5");
+    EXPECT_EQ(session("new U32 m (5) (6)"), "refused: '(5) (6)' is no U32: expected an integer at column 0");
+    EXPECT_EQ(session("new U32 m " + repeated("(", many) + "5) (6" + repeated(")", many)),
+              session("new U32 m (5) (6)"));
+    std::string fields;
+    for (std::size_t i = 0; i < many; ++i) {
+        fields += " f" + std::to_string(i) + "=1";
+    }
+    EXPECT_EQ(session("new AradLifAcMp v" + fields).substr(0, 38), "refused: AradLifAcMp has no field f0; ");
+    EXPECT_EQ(session("new AradLifAcMp v" + fields + " f7=2"), "refused: f7 is given twice");
+}
+
+/// Directories in one another, as deep as nobody would have them.
+TEST(Script, TakesDeepTrees) {
+    auto const chain = [](std::size_t depth) {
+        auto top = Kor::makePtr<Kor::Dir>("d");
+        for (; depth > 1; --depth) {
+            auto const above = Kor::makePtr<Kor::Dir>("d");
+            above->entityIs(top);
+            top = above;
+        }
+        return top;
+    };
+    std::size_t const many = 100'000;
+    tool::Roots roots;
+    roots.add("top", Kor::boxOf(chain(many)));
+    EXPECT_EQ(tool::tree(roots.at("top"), 1000).back(), std::string(2000, ' ') + "entry[d]: Dir ...");
+    EXPECT_EQ(tool::list(roots.at("top" + repeated(".entry[d]", many - 1))),
+              std::vector<std::string>{"entry[Name]: Entity"});
+    EXPECT_EQ(tool::get(roots.at("top" + repeated(".entry[d]", many - 1)))[0].size(), 2 * many + 1);
+    EXPECT_THROW(tool::Watch(roots.at("top"), nullptr), tool::Refused);
+    roots.del("top"); // ends them all
+
+    // What gets too deep under a watch is heard of, with a note.
+    std::vector<std::string> told;
+    auto const dir = chain(tool::Watch::deepest + 1);
+    Kor::Ptr<Kor::Entity> last = dir;
+    while (auto const next = Kor::ptrCast<Kor::Dir>(last)->entry("d")) {
+        last = next;
+    }
+    roots.add("top", Kor::boxOf(dir));
+    tool::Watch const watch(roots.at("top"), [&](auto const& change) { told.push_back(textOf(change)); });
+    auto const beyond = Kor::makePtr<Kor::Dir>("beyond");
+    Kor::ptrCast<Kor::Dir>(last)->entityIs(beyond);
+    beyond->entityIs(Kor::makePtr<Kor::Dir>("unheard"));
+    ASSERT_EQ(told.size(), 1u);
+    EXPECT_TRUE(
+        told[0].ends_with("nested too deeply: more than 1000 objects in one another are not watched)"))
+        << told[0];
 }
 
 /// The text of one value of the type: its default, unless that is none of its values.
