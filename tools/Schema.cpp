@@ -2,8 +2,12 @@
 #include "reflect/KorType.h"
 #include "tools/Commands.h"
 #include "tools/Failure.h"
+#include "tools/Path.h"
 
+#include <algorithm>
 #include <fstream>
+#include <iterator>
+#include <map>
 #include <set>
 
 namespace tool {
@@ -77,25 +81,10 @@ Json typeJson(KorType const& type) {
     return json;
 }
 
-/// "reqCount[AradLifEntry]: U32" with names of the own namespace cut short.
+/// Names of the own namespace are cut short.
 std::string brief(std::string const& type) {
     static std::string const own = "Hardware::LoamTunnel::";
-    return type.starts_with(own) ? type.substr(own.size()) : type == "Kor::Builtin<void*>" ? "none" : type;
-}
-
-std::string schemaSignature(KorAttr const& attr) {
-    std::string text = textOf(attr.name());
-    bool const isMap = attr.keyType() != nullptr;
-    if (isMap) {
-        text += '[' + brief(nameOf(attr.keyType())) + ']';
-    } else if (attr.introspectionFlags().word == 8) {
-        std::vector<std::string> words;
-        for (auto const& each : attr.arguments()) {
-            words.push_back(textOf(each.name) + ": " + brief(textOf(each.type)));
-        }
-        text += '(' + join(words, ", ") + ')';
-    }
-    return text + ": " + brief(nameOf(attr.type()));
+    return type.starts_with(own) ? type.substr(own.size()) : type;
 }
 
 void printType(std::ostream& out, KorType const& type, bool all, Output const& output) {
@@ -122,7 +111,7 @@ void printType(std::ostream& out, KorType const& type, bool all, Output const& o
                                                        : 0,
                            ' ')
             << attr->attributeId() << "  "
-            << (type.isEnumType() ? textOf(attr->name()) : schemaSignature(*attr)) << '\n';
+            << (type.isEnumType() ? textOf(attr->name()) : signatureOf(*attr, brief)) << '\n';
     }
 }
 
@@ -163,7 +152,7 @@ void diffFields(std::vector<std::string>& lines, std::string const& where, Json 
         }
     };
     for (auto const& [key, value] : after.items()) {
-        if (key != "size" && !value.is_array()) {
+        if (!value.is_array()) {
             compare(key);
         }
     }
@@ -178,6 +167,28 @@ std::map<std::string, Json> byName(Json const& list) {
         all[each.at("name").get<std::string>()] = each;
     }
     return all;
+}
+
+/// The first place where those that are in both lists stand in another order: ids of the log and layouts
+/// follow from it.
+void diffOrder(std::vector<std::string>& lines, std::string const& where, Json const& before,
+               Json const& after) {
+    auto const namesOf = [](Json const& list, std::map<std::string, Json> const& others) {
+        std::vector<std::string> names;
+        for (Json const& each : list) {
+            std::string const name = each.at("name").get<std::string>();
+            if (others.contains(name)) {
+                names.push_back(name);
+            }
+        }
+        return names;
+    };
+    std::vector<std::string> const was = namesOf(before, byName(after));
+    std::vector<std::string> const is = namesOf(after, byName(before));
+    auto const [old, now] = std::ranges::mismatch(was, is);
+    if (old != was.end() && now != is.end()) {
+        lines.push_back(where + *now + ": in another order, stands where " + *old + " stood");
+    }
 }
 
 void diffLists(std::vector<std::string>& lines, std::string const& where, Json const& before,
@@ -201,16 +212,28 @@ void diffLists(std::vector<std::string>& lines, std::string const& where, Json c
         diffFields(lines, where + name, found->second, each);
         diffLists(lines, where + name + '.', inner(found->second), inner(each));
     }
+    diffOrder(lines, where, before, after);
 }
 
-std::vector<std::string> diff(std::string const& file, Json const& now) {
+/// Of a list of types those in `only`, unless that is empty.
+Json chosen(Json const& list, std::set<std::string> const& only) {
+    Json kept = Json::array();
+    for (Json const& each : list) {
+        if (only.empty() || only.contains(each.at("name").get<std::string>())) {
+            kept.push_back(each);
+        }
+    }
+    return kept;
+}
+
+std::vector<std::string> diff(std::string const& file, Json const& now, std::set<std::string> const& only) {
     std::ifstream stream(file);
     if (!stream) {
         throw Refused("cannot read " + shown(file));
     }
     std::vector<std::string> lines;
     try {
-        diffLists(lines, "", Json::parse(stream), now);
+        diffLists(lines, "", chosen(Json::parse(stream), only), chosen(now, only));
     } catch (Json::exception const&) {
         throw Refused(shown(file) + " is no schema; make one with loamtunnel schema --json");
     }
@@ -225,17 +248,24 @@ void schema(Context& context, SchemaOptions const& options) {
         return;
     }
     std::vector<KorType*> const types = chosenTypes(options.types);
-    Json list = Json::array();
-    for (KorType const* type : types) {
-        list.push_back(typeJson(*type));
-    }
+    auto const listOf = [](std::vector<KorType*> const& some) {
+        Json list = Json::array();
+        for (KorType const* type : some) {
+            list.push_back(typeJson(*type));
+        }
+        return list;
+    };
     if (!options.diff.empty()) {
-        for (std::string const& line : diff(options.diff, list)) {
+        std::set<std::string> only;
+        for (KorType const* type : options.types.empty() ? std::vector<KorType*>() : types) {
+            only.insert(nameOf(type));
+        }
+        for (std::string const& line : diff(options.diff, listOf(chosenTypes({})), only)) {
             context.out << line << '\n';
             context.status = refusedStatus;
         }
     } else if (options.output.format == Format::json) {
-        printJson(context.out, list);
+        printJson(context.out, listOf(types));
     } else if (options.output.format == Format::text) {
         char const* separator = "";
         for (KorType const* type : types) {
@@ -249,7 +279,7 @@ void schema(Context& context, SchemaOptions const& options) {
             for (auto const& attr : type->attributes()) {
                 if (options.all || !attr->isInherited()) {
                     listing.add({nameOf(type), kindOf(*type), attr->attributeId(),
-                                 type->isEnumType() ? textOf(attr->name()) : schemaSignature(*attr),
+                                 type->isEnumType() ? textOf(attr->name()) : signatureOf(*attr, brief),
                                  hex(attr->flags().word0, 8), hex(attr->flags().word1, 8)});
                 }
             }

@@ -1,4 +1,5 @@
 #include "tests/tools/Process.h"
+#include "values/LoamTunnelTypes.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -259,6 +260,25 @@ TEST(Command, SchemaIsSavedAndCompared) {
     Outcome const changed = loamtunnel({"schema", "--diff", file});
     EXPECT_EQ(changed.status, 1);
     EXPECT_EQ(changed.out, "Hardware::LoamTunnel::LoamTunnelCommonSmData.vlanHelper: id is 259, was 300\n");
+    // Of a type alone nothing is said of others; what stands elsewhere, or has another size, is told.
+    EXPECT_EQ(loamtunnel({"schema", "--diff", file, "OutAcKey", "AradLifBank"}).out, "");
+    json types = json::parse(saved);
+    auto& key = *std::ranges::find_if(
+        types, [](json const& each) { return each["name"] == "Hardware::LoamTunnel::OutAcKey"; });
+    std::swap(key["attributes"][0], key["attributes"][1]);
+    key["size"] = 1;
+    std::swap(types[3], types[4]);
+    std::ofstream(file) << types;
+    std::string const keyText = "Hardware::LoamTunnel::OutAcKey: size is " +
+                                std::to_string(sizeof(Hardware::LoamTunnel::OutAcKey)) +
+                                ", was 1\n"
+                                "Hardware::LoamTunnel::OutAcKey.fapMask: in another order, stands where "
+                                "acFormat stood\n";
+    EXPECT_EQ(loamtunnel({"schema", "--diff", file, "AradLifBank", "OutAcKey"}).out, keyText);
+    EXPECT_EQ(loamtunnel({"schema", "--diff", file}).out,
+              changed.out + keyText +
+                  "Hardware::LoamTunnel::TunnelTerminationStatus: in another order, stands where "
+                  "Hardware::LoamTunnel::VtepToNhIdMapConfig stood\n");
     unlink(file.c_str());
     EXPECT_EQ(loamtunnel({"schema", "--diff", LOAM_PROGRAM}).status, 1);
 }
