@@ -1,8 +1,8 @@
 // What it costs to reach an attribute without knowing the type: by id through a box, beside the typed call
 // and beside the reflection of Protocol Buffers. `boxed` are the operations on boxes, `by id` those that take
 // and give the value itself. The bar is in the rows of `by id`: a get or set of a number takes no longer than
-// protobuf's. A set of an entity tells the reactor of the box, typed and by id alike. In `look up`, protobuf has
-// no bar: its reflection can only go through the members, and the row to compare with is `typed`.
+// protobuf's. A set of an entity tells the reactor of the box, typed and by id alike. In `look up`, protobuf
+// has no bar: its reflection can only go through the members, and the row to compare with is `typed`.
 
 #include "Beside.h"
 #include "model/LoamTunnelModel.h"
