@@ -566,6 +566,7 @@ EntityId Demuxer::entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId 
         throw EntityIdUnavailableException("no room to announce the entity");
     }
     if (!adapter) {
+        isOverLimit_ = isOverLimit_ || isPeerFull(); // it is a part of what refers to it
         adapter = mountFor(&entity, flags, root, {}).ptr();
     } else {
         adapter->announce();

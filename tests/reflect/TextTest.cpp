@@ -73,10 +73,15 @@ TEST(Text, OfEveryTypeSurvives) {
 }
 
 /// Every change of one character reads as a value, which is written and read back, or is refused with a
-/// RangeException; and so is every beginning.
+/// RangeException; and so is every beginning. Of the characters each place gets some, by turns, unless there
+/// is time for all: a refusal takes long under a sanitizer.
 TEST(Text, DamageIsRefusedOrGivesAValue) {
     support::Random random;
-    int const rounds = std::getenv("LOAM_LONG") != nullptr ? 40 : 2;
+    bool const isLong = std::getenv("LOAM_LONG") != nullptr;
+    int const rounds = isLong ? 40 : 1;
+    std::string_view const characters("\0 '\"\\09z-,{}()\xff", 15);
+    std::size_t const some = isLong ? characters.size() : 4;
+    std::size_t turn = random.below(15);
     std::size_t refused = 0;
     std::size_t read = 0;
     for (KorType const* type : support::textTypes()) {
@@ -99,8 +104,8 @@ TEST(Text, DamageIsRefusedOrGivesAValue) {
                                          : support::textOf(support::randomBox(*type, random));
             for (std::size_t at = 0; at <= text.size(); ++at) {
                 tryOne(text.substr(0, at));
-                for (char const c :
-                     {'\0', ' ', '\'', '"', '\\', '0', '9', 'z', '-', ',', '{', '}', '(', ')', '\xff'}) {
+                for (std::size_t i = 0; i < some; ++i) {
+                    char const c = characters[turn++ % characters.size()];
                     tryOne(text.substr(0, at) + c + text.substr(at));
                     if (at < text.size()) {
                         tryOne(text.substr(0, at) + c + text.substr(at + 1));
@@ -113,7 +118,7 @@ TEST(Text, DamageIsRefusedOrGivesAValue) {
         }
     }
     EXPECT_GT(refused, read);
-    EXPECT_GT(read, 10'000u);
+    EXPECT_GT(read, 1'000u);
 }
 
 /// Were the time of any of these quadratic, or a step of the reader a call within a call, this would not end.
