@@ -67,6 +67,7 @@ void Connection::readable() {
             return;
         }
         left -= n;
+        loop_.impl().sent += static_cast<U64>(n);
         if (session_->isOpen()) {
             if (tap_) {
                 tap_(*session_, false, to.first(static_cast<std::size_t>(n)));
@@ -108,6 +109,7 @@ bool Connection::pump() {
         }
         session_->out()->nextBytes(static_cast<std::size_t>(n));
         left -= n;
+        loop_.impl().sent += static_cast<U64>(n);
     }
     if (!isEnded_ && !session_->isOpen()) {
         linger();

@@ -81,6 +81,11 @@ bool Loop::Impl::go(std::function<bool()> const* condition, std::optional<Clock:
         }
         // With a condition it is asked after each step.
         if (step(condition != nullptr ? 1 : stepsAtOnce) == 0 && !hasMore) {
+            // A condition may have changed something, too.
+            U64 const before = sent;
+            if (condition != nullptr && (sweep() || sent != before)) {
+                continue;
+            }
             until ? io.run_one_until(*until) : io.run_one();
         }
     }

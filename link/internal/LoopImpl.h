@@ -38,6 +38,8 @@ struct Loop::Impl {
     asio::signal_set signals{io};
     std::function<void(int)> signalHook;
     std::vector<std::shared_ptr<Connection>> connections;
+    /// Bytes that connections have sent.
+    U64 sent = 0;
     bool stopped = false;
 };
 

@@ -201,6 +201,24 @@ struct Process {
     pid_t pid = 0;
 };
 
+TEST_F(Links, WhatAConditionChangesIsSentBeforeTheLoopWaits) {
+    Listener const listener(loop, address, serving());
+    Connector const connector(loop, address, wanting(mine));
+    ASSERT_TRUE(loop.runUntil([&] { return isThere(connector); }, enough));
+    U32 asked = 0;
+    auto const here = mine->appConfigIs(Loam::vtAppMpls);
+    EXPECT_TRUE(loop.runUntil(
+        [&] {
+            auto const there = std::as_const(*dir).appConfig(Loam::vtAppMpls);
+            if (there && there->reqCount(lifEntry(1)) == asked) {
+                here->reqCountIs(lifEntry(1), ++asked);
+            }
+            return asked == 50;
+        },
+        enough))
+        << "stuck at " << asked;
+}
+
 TEST_F(Links, ConnectAgainToAServerThatWasKilledAndGetItsStateAnew) {
     mine->appConfigIs(Loam::vtAppVxlan)->reqCountIs(lifEntry(99), 99); // which no server has
     std::vector<std::string> peers;
