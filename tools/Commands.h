@@ -89,6 +89,7 @@ struct LayoutOptions {
     std::vector<std::string> diff;
     bool svg = false;
     bool wavedrom = false;
+    bool html = false;
     Output output;
 };
 void layout(Context& context, LayoutOptions const& options);

@@ -1,5 +1,6 @@
 #include "tools/Commands.h"
 #include "tools/Diagram.h"
+#include "tools/TablePage.h"
 
 #include <algorithm>
 #include <ostream>
@@ -62,6 +63,10 @@ void diff(Context& context, LayoutOptions const& options) {
 } // namespace
 
 void layout(Context& context, LayoutOptions const& options) {
+    if (options.html) {
+        context.out << tablePage();
+        return;
+    }
     if (!options.diff.empty()) {
         return diff(context, options);
     }

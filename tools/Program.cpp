@@ -241,6 +241,12 @@ void addLayout(CLI::App& app, Context& context) {
     auto* const wavedrom =
         command->add_flag("--wavedrom", options->wavedrom, "Print as JSON for WaveDrom's bit fields")
             ->excludes(svg);
+    auto* const html = command
+                           ->add_flag("--html", options->html,
+                                      "Print a page for a browser that draws all tables on all chips")
+                           ->excludes(chip)
+                           ->excludes(svg)
+                           ->excludes(wavedrom);
     command
         ->add_option(
             "--diff", options->diff,
@@ -250,14 +256,16 @@ void addLayout(CLI::App& app, Context& context) {
         ->expected(2)
         ->excludes(chip)
         ->excludes(svg)
-        ->excludes(wavedrom);
+        ->excludes(wavedrom)
+        ->excludes(html);
     addOutput(*command, options->output, " the fields, without a diagram");
     command->footer("  loamtunnel layout --chip 8 --variant 4\n"
                     "  loamtunnel layout --table EvecTable --chip 8 --svg >evec.svg\n"
-                    "  loamtunnel layout --table LifTable --diff 5 8");
+                    "  loamtunnel layout --table LifTable --diff 5 8\n"
+                    "  loamtunnel layout --html >tables.html");
     command->callback([&context, options] {
-        if (options->row.chip.empty() && options->diff.empty()) {
-            throw WrongUsage("layout needs --chip CHIP, or --diff CHIP CHIP");
+        if (options->row.chip.empty() && options->diff.empty() && !options->html) {
+            throw WrongUsage("layout needs --chip CHIP, --diff CHIP CHIP or --html");
         }
         options->output.colour = context.colourOut;
         layout(context, *options);

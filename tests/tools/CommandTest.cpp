@@ -1,8 +1,10 @@
+#include "tables/TableInfos.h"
 #include "tests/tools/Process.h"
 #include "values/LoamTunnelTypes.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <set>
 
 namespace {
 
@@ -215,6 +217,35 @@ TEST(Command, LayoutDiffTellsWhatChanged) {
     ASSERT_NE(row, moved.end());
     EXPECT_EQ((*row)["change"], "shrunk");
     EXPECT_EQ(loamtunnel({"layout", "--diff", "9", "8", "--no-headings"}).out, "");
+}
+
+/// The page has each field of each form once, in the lanes that it is drawn in.
+TEST(Command, ThePageOfTablesHasAllForms) {
+    std::string const page = loamtunnel({"layout", "--html"}).out;
+    std::string const opening = "<script id=\"data\" type=\"application/json\">";
+    auto const start = page.find(opening) + opening.size();
+    json const data = json::parse(page.substr(start, page.find("</script>", start) - start));
+    ASSERT_EQ(data["tables"].size(), Hardware::tableInfos().size());
+    std::size_t forms = 0;
+    for (json const& shown : data["tables"]) {
+        auto const& table = *Hardware::tableInfo(shown["name"].get<std::string>());
+        for (auto const& [chip, variants] : shown["chips"].items()) {
+            auto const number = static_cast<Kor::U32>(std::stoul(chip));
+            ASSERT_EQ(variants.size(),
+                      table.ignoresVariant ? table.variants(number) != 0 : table.variants(number));
+            for (Kor::U32 variant = 0; variant < variants.size(); ++variant, ++forms) {
+                std::multiset<json> drawn, expected;
+                for (json const& lane : variants[variant]["lanes"]) {
+                    drawn.insert(lane.begin(), lane.end());
+                }
+                for (auto const& place : table.row(number, variant)) {
+                    expected.insert(json{place.field - table.fields.data(), place.lo(), place.at.width});
+                }
+                EXPECT_EQ(drawn, expected) << table.name << " chip " << chip << " variant " << variant;
+            }
+        }
+    }
+    EXPECT_GT(forms, 7 * data["tables"].size());
 }
 
 TEST(Command, ListingsHaveThreeForms) {
