@@ -1,21 +1,21 @@
 #pragma once
 
-/// The counters of a connection by name, for `stats`.
+/// The counters of a connection by name, for who lists them.
 
 #include "attrlog/Demuxer.h"
 
 #include <span>
 #include <string_view>
 
-namespace tool {
+namespace Kor::NboAttrLog {
 
 struct Counter {
     std::string_view name;
-    Kor::U64 Kor::NboAttrLog::Stats::*member;
+    U64 Stats::*member;
 };
 
+/// All of them, in the order in which they are listed.
 inline std::span<Counter const> counters() {
-    using Kor::NboAttrLog::Stats;
     static constexpr Counter all[] = {
         {"recordsIn", &Stats::recordsIn},
         {"bytesIn", &Stats::bytesIn},
@@ -34,4 +34,4 @@ inline std::span<Counter const> counters() {
     return all;
 }
 
-} // namespace tool
+} // namespace Kor::NboAttrLog

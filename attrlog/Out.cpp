@@ -10,17 +10,7 @@ void throwAttrLogRecordException(char const* message) {
 
 namespace NboAttrLog {
 
-namespace {
-
-StreamLimits sound(StreamLimits limits) {
-    limits.record = std::clamp(limits.record, minRecord, maxRecord);
-    limits.ring = std::clamp(limits.ring, 2 * (limits.record + markerRoom), 1u << 30);
-    return limits;
-}
-
-} // namespace
-
-Out::Out(StreamLimits const& limits) : limits_(sound(limits)), ring_(limits_.ring, limits_.record) {}
+Out::Out(StreamLimits const& limits) : limits_(soundLimits(limits)), ring_(limits_.ring, limits_.record) {}
 
 void Out::nextBytes(std::size_t n) noexcept {
     require(n <= readable().size(), [] {

@@ -13,6 +13,7 @@
 #include "runtime/String8.h"
 #include "runtime/Types.h"
 
+#include <algorithm>
 #include <compare>
 
 namespace Kor {
@@ -85,6 +86,12 @@ struct StreamLimits {
 inline constexpr U32 markerRoom = 64;
 inline constexpr U32 minRecord = 128;
 inline constexpr U32 maxRecord = 65535;
+/// The nearest limits that a stream can have whose records may be that long.
+constexpr StreamLimits soundLimits(StreamLimits limits, U32 leastRecord = minRecord) {
+    limits.record = std::clamp(limits.record, leastRecord, maxRecord);
+    limits.ring = std::clamp(limits.ring, 2 * (limits.record + markerRoom), 1u << 30);
+    return limits;
+}
 
 /// What stands before each record.
 struct MsgHeader {

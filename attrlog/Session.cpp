@@ -24,12 +24,6 @@ constexpr std::size_t maxNotes = 4096;
 constexpr U64 pushedBit = 1, acceptedBit = 2;
 constexpr U64 moreBit = 1, errorBit = 2;
 
-StreamLimits sound(StreamLimits limits) {
-    limits.record = std::clamp(limits.record, Session::minRecord, maxRecord);
-    limits.ring = std::clamp(limits.ring, 2 * (limits.record + markerRoom), 1u << 30);
-    return limits;
-}
-
 /// A peer's text as it can be shown: cut, and without control characters.
 String8 shown(String8 const& text, std::size_t most) {
     std::string plain(text.view().substr(0, most));
@@ -91,7 +85,7 @@ struct Session::Impl final : DemuxerControl {
     Impl(Session& session, Side side, SessionConfig given, Ptr<Service> offered, SessionHooks told)
         : self(session), config(std::move(given)), service(offered ? std::move(offered) : makePtr<Service>()),
           hooks(std::move(told)) {
-        config.limits = sound(config.limits);
+        config.limits = soundLimits(config.limits, Session::minRecord);
         demuxer = makePtr<Demuxer>(side, config.limits);
         demuxer->controlIs(this);
         service->sessionIs(self);

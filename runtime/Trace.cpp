@@ -4,7 +4,9 @@
 #include <atomic>
 #include <cctype>
 #include <cstdio>
+#include <deque>
 #include <memory>
+#include <mutex>
 #include <ostream>
 #include <utility>
 
@@ -36,6 +38,39 @@ void writeLine(TraceRecord const& record) {
     std::string const line = traceLine(record) + '\n';
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
+
+/// Lives as long as the facilities do.
+struct History {
+    std::mutex mutex{};
+    std::atomic<std::size_t> most{0};
+    U64 last = 0;
+    std::deque<TraceEntry> entries{};
+
+    static History& all() {
+        static auto* const history = new History;
+        return *history;
+    }
+    void add(TraceRecord const& record) {
+        TraceEntry entry{0,
+                         std::chrono::system_clock::now(),
+                         std::string(record.facility),
+                         std::string(record.context),
+                         std::string(record.text.substr(0, TraceEntry::longest)),
+                         record.level,
+                         std::string(record.unit),
+                         record.line,
+                         std::string(record.function)};
+        std::lock_guard const lock(mutex);
+        entry.number = ++last;
+        entries.push_back(std::move(entry));
+        shorten();
+    }
+    void shorten() {
+        while (entries.size() > most) {
+            entries.pop_front();
+        }
+    }
+};
 
 TraceFacility& facilityOf(std::string_view name, bool enabled) {
     std::unique_ptr<Node> made;
@@ -86,6 +121,24 @@ U64 traceSinkFailures() {
     return sinkFailures;
 }
 
+void traceHistoryIs(std::size_t most) {
+    History& history = History::all();
+    std::lock_guard const lock(history.mutex);
+    history.most = most;
+    history.shorten();
+}
+
+std::vector<TraceEntry> traceHistory(U64 after, std::size_t most) {
+    History& history = History::all();
+    std::lock_guard const lock(history.mutex);
+    // Numbers rise by one, so the place of the first is known.
+    U64 const before = history.last - history.entries.size();
+    auto const skipped = after <= before ? 0 : std::min<U64>(after - before, history.entries.size());
+    auto const first = history.entries.begin() + static_cast<std::ptrdiff_t>(skipped);
+    auto const count = std::min<std::size_t>(most, history.entries.size() - skipped);
+    return {first, first + static_cast<std::ptrdiff_t>(count)};
+}
+
 std::string traceLine(TraceRecord const& record) {
     static constexpr char hex[] = "0123456789abcdef";
     std::string line = std::string(record.facility) + ':' + std::to_string(record.level) + ' ' +
@@ -122,12 +175,15 @@ void traceHelper(TraceFacility* facility, String8 const& context, std::stringstr
         }
         return;
     }
-    if (!sink()) {
-        writeLine(record);
-        return;
-    }
     try {
-        sink()(record);
+        if (History::all().most != 0) {
+            History::all().add(record);
+        }
+        if (sink()) {
+            sink()(record);
+        } else {
+            writeLine(record);
+        }
     } catch (...) {
         ++sinkFailures;
     }

@@ -9,7 +9,7 @@
 ///     Kor::traceSinkIs([](Kor::TraceRecord const& r) { log(r.text); });
 ///
 /// A trace point that is off costs one counter add and two byte tests, and composes no text. Without a sink
-/// of the caller's, a record is one line on stderr, with bytes that don't print as \xNN.
+/// of the caller's, a record is one line on stderr, with bytes that do not print as `\xNN`.
 ///
 /// Facilities live until the process ends, and any thread may make or find one. Nothing here takes a lock:
 /// set levels, sink and coverage stream before a second thread passes a trace point. The test counter is a
@@ -18,6 +18,7 @@
 #include "runtime/String8.h"
 #include "runtime/Types.h"
 
+#include <chrono>
 #include <functional>
 #include <iosfwd>
 #include <sstream>
@@ -94,6 +95,31 @@ using TraceSink = std::function<void(TraceRecord const&)>;
 
 /// How often a sink has thrown.
 [[gnu::visibility("default")]] U64 traceSinkFailures();
+
+/// A record that is kept, see traceHistoryIs().
+struct TraceEntry {
+    /// Counts the records that were kept, from 1.
+    U64 number = 0;
+    std::chrono::system_clock::time_point time{};
+    std::string facility{}, context{};
+    /// At most TraceEntry::longest bytes of it.
+    std::string text{};
+    int level = 0;
+    std::string unit{};
+    int line = 0;
+    std::string function{};
+
+    static constexpr std::size_t longest = 4096;
+};
+
+/// Keeps the last so many records that were on, whatever the sink does with them; 0, as at the start, keeps
+/// none. A record that is kept is copied, under a lock; any thread may call this and traceHistory().
+[[gnu::visibility("default")]] void traceHistoryIs(std::size_t most);
+
+/// Of the records that are kept, those with a number above `after`, oldest first, at most so many. Where the
+/// first one's number is not after + 1, records between are gone.
+[[gnu::visibility("default")]] std::vector<TraceEntry> traceHistory(U64 after = 0,
+                                                                    std::size_t most = ~std::size_t{0});
 
 /// The record as the default sink prints it, without the line end.
 [[gnu::visibility("default")]] std::string traceLine(TraceRecord const& record);

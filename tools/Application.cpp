@@ -1,5 +1,6 @@
 /// `loamtunnel driver` and `loamtunnel application`, the two sides of a LIF: who has the chip, and who asks.
 
+#include "attrlog/Diagnostics.h"
 #include "link/Listener.h"
 #include "reflect/Text.h"
 #include "tools/Entries.h"
@@ -155,7 +156,7 @@ void driver(Context& context, DriverOptions const& options) {
     auto const driver = Kor::makePtr<LifDriver>(chip, options.image,
                                                 [&](std::string const& message) { context.note(message); });
     auto const service = Kor::makePtr<Service>();
-    answerTools(*service, true);
+    diagnosticsAre(*service, {.setsTrace = true});
     driver->offerTo(*service);
     Kor::Link::Loop loop;
     loop.signalsAre({SIGINT, SIGTERM}, [&](int) { loop.stop(); });

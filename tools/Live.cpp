@@ -1,9 +1,6 @@
 #include "tools/Live.h"
 
 #include "model/LoamTunnelTypeList.h"
-#include "runtime/HandlerExceptions.h"
-#include "runtime/Trace.h"
-#include "tools/Counters.h"
 #include "tools/Listing.h"
 #include "tools/Text.h"
 
@@ -13,85 +10,6 @@
 namespace tool {
 
 using namespace Kor::NboAttrLog;
-
-namespace {
-
-std::string traceState() {
-    Json all = Json::array();
-    for (Kor::TraceFacility const* const each : Kor::traceFacilities()) {
-        Json levels = Json::array();
-        for (int level = 0; level < Kor::TraceFacility::levels; ++level) {
-            if (each->level[level] != 0) {
-                levels.push_back(level);
-            }
-        }
-        all.push_back({{"facility", each->name()},
-                       {"enabled", each->enabled != 0},
-                       {"levels", levels},
-                       {"passed", each->testCounter}});
-    }
-    return all.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-/// Facilities that are not used yet can be named, but not any number of them: none is ever forgotten.
-constexpr std::size_t mostFacilities = 256;
-
-/// `FACILITY on|off|+LEVEL|-LEVEL...`
-void setTrace(std::string_view text) {
-    std::vector<std::string_view> const given = split(text);
-    std::string_view const name = given[0];
-    auto const all = Kor::traceFacilities();
-    bool const isThere = std::ranges::any_of(all, [&](auto const* each) { return each->name() == name; });
-    bool const isName = std::ranges::all_of(
-        name, [](unsigned char c) { return std::isalnum(c) != 0 || c == '_' || c == ':'; });
-    if (!isThere && (!isName || name.size() > 64 || all.size() >= mostFacilities)) {
-        std::vector<std::string> names;
-        names.reserve(all.size());
-        for (auto const* const each : all) {
-            names.emplace_back(each->name());
-        }
-        Kor::throwRangeException(Kor::String8("there is no facility " + shown(name) + suggest(name, names)));
-    }
-    for (bool const isTry : {true, false}) {
-        for (std::string_view const word : std::span(given).subspan(1)) {
-            std::optional<U64> const level = parseNumber(word.substr(1));
-            bool const isLevel =
-                (word[0] == '+' || word[0] == '-') && level && *level < Kor::TraceFacility::levels;
-            if (!isLevel && word != "on" && word != "off") {
-                Kor::throwRangeException(
-                    Kor::format("'%s' is neither on, off, +LEVEL nor -LEVEL, with a level from 0 to %d",
-                                shown(word).c_str(), Kor::TraceFacility::levels - 1)
-                        .charPtr());
-            }
-            if (isTry) {
-                continue;
-            }
-            // One that has not been used yet is made, with its levels ready for when it is.
-            Kor::TraceFacility& found = Kor::traceFacility(name);
-            if (isLevel) {
-                found.levelIs(static_cast<int>(*level), word[0] == '+');
-            } else {
-                found.enabledIs(word == "on");
-            }
-        }
-    }
-}
-
-std::string countersOf(Service const& service) {
-    Json peers = Json::array();
-    for (Session const* const each : service.sessions()) {
-        Json one{{"peer", std::string(each->peerName().view())}, {"entities", each->demuxer().mounted()}};
-        Stats const stats = each->stats();
-        for (Counter const& counter : counters()) {
-            one[std::string(counter.name)] = stats.*counter.member;
-        }
-        peers.push_back(std::move(one));
-    }
-    return Json{{"peers", peers}, {"handlerExceptions", Kor::handlerExceptions()}}.dump(
-        -1, ' ', false, Json::error_handler_t::replace);
-}
-
-} // namespace
 
 std::string rootOf(std::string_view path) {
     return std::string(path.substr(0, path.find_first_of(".[")));
@@ -152,6 +70,11 @@ bool Live::until(std::function<bool()> const& condition) {
     bool const holds = loop_.runUntil([&] { return connector_.isOver() || condition(); }, options_.timeout);
     session(); // throws when it is over
     return holds;
+}
+
+void Live::runFor(std::chrono::milliseconds time) {
+    loop_.runUntil([&] { return connector_.isOver(); }, time);
+    session(); // throws when it is over
 }
 
 void Live::require(std::function<bool()> const& condition, std::string const& what) {
@@ -222,25 +145,9 @@ std::string Live::call(std::string_view verb, std::string_view argument) {
                    });
     require([&] { return answer->isThere; }, "answer");
     if (!answer->isDone) {
-        throw Refused(shown(answer->text));
+        throw Refused(shown(answer->text, 1000));
     }
     return answer->text;
-}
-
-void answerTools(Service& service, bool setsTrace) {
-    service.handlerIs(Kor::Name("sync"), [](Session&, Kor::String8 const&) { return Kor::String8(); });
-    service.handlerIs(Kor::Name("stats"), [&service](Session&, Kor::String8 const&) {
-        return Kor::String8(countersOf(service));
-    });
-    service.handlerIs(Kor::Name("trace"), [setsTrace](Session&, Kor::String8 const& argument) {
-        if (!split(argument.view()).empty()) {
-            if (!setsTrace) {
-                Kor::throwRangeException("trace levels are not to be set here: it is served read-only");
-            }
-            setTrace(argument.view());
-        }
-        return Kor::String8(traceState());
-    });
 }
 
 } // namespace tool

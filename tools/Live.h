@@ -56,6 +56,8 @@ public:
     std::string call(std::string_view verb, std::string_view argument);
     /// Runs until the condition holds; false when the time is over.
     bool until(std::function<bool()> const& condition);
+    /// Runs that long, unless the connection ends.
+    void runFor(std::chrono::milliseconds time);
 
     Roots& roots() { return roots_; }
     Kor::NboAttrLog::Session& session();
@@ -70,8 +72,5 @@ private:
     Kor::Link::Connector connector_;
     Roots roots_;
 };
-
-/// Makes a service answer what the commands `stats` and `trace` ask; whether `trace` may also set levels.
-void answerTools(Kor::NboAttrLog::Service& service, bool setsTrace);
 
 } // namespace tool

@@ -1,5 +1,6 @@
 #include "tools/LiveCommands.h"
 
+#include "attrlog/Diagnostics.h"
 #include "link/Listener.h"
 #include "tools/Script.h"
 
@@ -57,7 +58,7 @@ void serve(Context& context, ServeOptions const& options) {
         script.line("new " + root.substr(sign + 1) + ' ' + root.substr(0, sign));
     }
     auto const service = Kor::makePtr<Service>();
-    answerTools(*service, options.writable);
+    diagnosticsAre(*service, {.setsTrace = options.writable});
     for (auto const& [name, box] : script.roots().all()) {
         if (auto const entity = entityIn(box)) {
             refusing("cannot serve " + name, [&, name = name] {
@@ -159,21 +160,6 @@ void stats(Context& context, LiveOptions const& options, Output const& output) {
         }
     }
     listing.add({"", "handlerExceptions", answer.at("handlerExceptions")});
-    listing.print(context.out, output);
-}
-
-void traceLevels(Context& context, LiveOptions const& options, std::vector<std::string> const& words,
-                 Output const& output) {
-    Json const answer = Json::parse(Live(options, "trace").call("trace", join(words)));
-    Listing listing({"facility", "enabled", "levels", "passed"});
-    for (Json const& each : answer) {
-        std::vector<std::string> levels;
-        for (Json const& level : each.at("levels")) {
-            levels.push_back(level.dump());
-        }
-        listing.add({each.at("facility"), each.at("enabled").get<bool>() ? "on" : "off", join(levels),
-                     each.at("passed")});
-    }
     listing.print(context.out, output);
 }
 

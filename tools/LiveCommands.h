@@ -53,7 +53,28 @@ struct LogRecordOptions {
 };
 void logRecord(Context& context, LogRecordOptions const& options);
 void stats(Context& context, LiveOptions const& options, Output const& output);
-void traceLevels(Context& context, LiveOptions const& options, std::vector<std::string> const& words,
-                 Output const& output);
+
+/// Which trace records are shown; what is empty takes all.
+struct TraceFilter {
+    /// Patterns of the shell.
+    std::string facility{}, unit{}, function{};
+    std::vector<U64> levels{};
+    /// Part of the text.
+    std::string text{};
+};
+struct TraceOptions {
+    LiveOptions live;
+    TraceFilter filter;
+    /// What to set at the facility.
+    std::string words;
+    bool records = false;
+    bool follow = false;
+    /// Records are read from there, and no process is asked.
+    std::string file;
+    /// 0 for no end.
+    unsigned seconds = 0;
+    Output output;
+};
+void trace(Context& context, TraceOptions const& options);
 
 } // namespace tool

@@ -163,36 +163,71 @@ void addStats(CLI::App& app, Context& context) {
 }
 
 void addTrace(CLI::App& app, Context& context) {
-    auto* const command = app.add_subcommand("trace", "Show or set the trace levels of a process");
-    struct Options {
-        LiveOptions live;
-        std::string facility, words;
-        Output output;
-    };
-    auto const options = std::make_shared<Options>();
-    command->add_option("facility", options->facility, "A facility to set, such as LoamTunnelTypes")
-        ->type_name("");
+    auto* const command = app.add_subcommand(
+        "trace", "Show or set the trace levels of a process, and read its trace records or those of a file");
+    auto const options = std::make_shared<TraceOptions>();
+    TraceFilter& filter = options->filter;
     command
-        ->add_option("--set", options->words,
-                     "What to set: on, off, +LEVEL, -LEVEL, with commas between several")
-        ->type_name("WORDS");
+        ->add_option("facility", filter.facility,
+                     "A facility to set, such as LoamTunnelTypes; of records, a pattern")
+        ->type_name("");
+    auto* const set = command
+                          ->add_option("--set", options->words,
+                                       "What to set: on, off, +LEVEL, -LEVEL, with commas between several")
+                          ->type_name("WORDS");
+    auto* const records =
+        command->add_flag("-r,--records", options->records, "Print the records that the process has kept")
+            ->excludes(set);
+    auto* const follow =
+        command->add_flag("-f,--follow", options->follow, "The same, and then each one as it comes")
+            ->excludes(set);
+    auto* const file = command
+                           ->add_option("--file", options->file,
+                                        "Read what a process has written to stderr instead; - is stdin")
+                           ->type_name("FILE")
+                           ->excludes(set)
+                           ->excludes(records)
+                           ->excludes(follow);
+    command->add_option("--level", filter.levels, "Levels to show, with commas between several")
+        ->type_name("N")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->excludes(set);
+    command->add_option("--unit", filter.unit, "Source files to show, a pattern")
+        ->type_name("PATTERN")
+        ->excludes(set);
+    command->add_option("--function", filter.function, "Functions to show, a pattern")
+        ->type_name("PATTERN")
+        ->excludes(set);
+    command->add_option("--text", filter.text, "Show records with that in their text")
+        ->type_name("TEXT")
+        ->excludes(set);
+    command->add_option("--seconds", options->seconds, "End after that time (default: never)")
+        ->type_name("N")
+        ->needs(follow);
     addLive(*command, options->live);
-    addOutput(*command, options->output, " (default: table)");
-    command->footer("  loamtunnel trace LoamTunnelTypes --set on,+8");
-    command->callback([&context, options] {
-        if (options->facility.empty() != options->words.empty()) {
-            throw WrongUsage(
-                "to set levels give both a facility and --set, such as LoamTunnelTypes --set on,+8");
+    addOutput(*command, options->output, " (default: lines for records, of which json has one a line)");
+    command->footer("  loamtunnel trace LoamTunnelTypes --set on,+8\n"
+                    "  loamtunnel trace --follow --level 8 --text vsi\n"
+                    "  driver 2>&1 | loamtunnel trace 'LoamTunnel*' --file - --json");
+    command->callback([&context, options, file] {
+        bool const isOfRecords = options->records || options->follow || file->count() != 0;
+        TraceFilter const& asked = options->filter;
+        if (!isOfRecords && asked.facility.empty() != options->words.empty()) {
+            throw WrongUsage("to set levels give both a facility and --set, such as LoamTunnelTypes --set "
+                             "on,+8; records are asked for with --records, --follow or --file");
+        }
+        if (!isOfRecords && (!asked.levels.empty() || !asked.unit.empty() || !asked.function.empty() ||
+                             !asked.text.empty())) {
+            throw WrongUsage("--level, --unit, --function and --text choose records: give --records, "
+                             "--follow or --file, too");
+        }
+        Format const format = options->output.format;
+        if (options->follow && format != Format::text && format != Format::json) {
+            throw WrongUsage("--follow prints lines, or --json: a table or CSV is for what has an end");
         }
         options->output.colour = context.colourOut;
-        std::vector<std::string> words;
-        if (!options->facility.empty()) {
-            words.push_back(options->facility);
-            for (std::string_view const word : split(options->words, ",")) {
-                words.emplace_back(word);
-            }
-        }
-        traceLevels(context, options->live, words, options->output);
+        trace(context, *options);
     });
 }
 

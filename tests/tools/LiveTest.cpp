@@ -87,7 +87,7 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     EXPECT_NE(on("trace", {}).out.find('8'), std::string::npos);
     EXPECT_EQ(on("trace", {"LoamTunnelTypes", "--set", "on,+10"}).status, 1);
     Outcome const noFacility = on("trace", {"LoamTunnel.Types", "--set", "on"});
-    EXPECT_NE(noFacility.err.find("no facility LoamTunnel.Types; did you mean"), std::string::npos)
+    EXPECT_NE(noFacility.err.find("no facility LoamTunnel.Types; there are "), std::string::npos)
         << noFacility.err;
 
     struct Wrong {
@@ -213,6 +213,48 @@ TEST_F(Live, TheChipHoldsWhatApplicationsAskForWhoeverIsKilled) {
         EXPECT_NE(outcome.err.find("the two images are the same"), std::string::npos) << outcome.err;
         EXPECT_GT(std::ranges::count(outcome.out, '\n'), 100);
     }
+}
+
+TEST_F(Live, TraceRecordsAreReadFromAProcessAndFromItsOutput) {
+    tool::Child driver =
+        start({"driver", "--socket", socket(), "--chip", "8", "--image", file("image")}, "driver.log");
+    ASSERT_TRUE(eventually([&] { return content("driver.log").find("serving at") != std::string::npos; }));
+    ASSERT_EQ(on("trace", {"LoamTunnelTypes", "--set", "on,+8,+7"}).status, 0);
+    std::ofstream(file("lifs")) << "AradLifAcMp vsi=100\nAradLifAcMp vsi=101\n";
+    ASSERT_EQ(on("application", {"--app", "vtAppMpls", "--file", file("lifs")}).err, "");
+
+    auto const count = [](std::string const& text) { return std::ranges::count(text, '\n'); };
+    Outcome const all = on("trace", {"--records"});
+    EXPECT_EQ(count(all.out), 2) << all.out << all.err;
+    Outcome const some = on("trace", {"--records", "LoamTunnel*", "--level", "7,8", "--text", "jericho",
+                                      "--unit", "LoamTunnelT*", "--function", "write*", "--json"});
+    EXPECT_EQ(count(some.out), 2) << some.err;
+    auto const first = nlohmann::json::parse(some.out.substr(0, some.out.find('\n')));
+    EXPECT_EQ(first["level"], 8);
+    EXPECT_NE(first["text"].get<std::string>().find("AradLifEntry"), std::string::npos);
+    for (std::vector<std::string> const& none : {std::vector<std::string>{"Other*"},
+                                                 {"--level", "9"},
+                                                 {"--text", "arad chip"},
+                                                 {"--unit", "x"},
+                                                 {"--function", "write"}}) {
+        auto words = none;
+        words.emplace_back("-r");
+        Outcome const outcome = on("trace", words);
+        EXPECT_EQ(outcome.out + outcome.err, "") << none.front();
+    }
+    EXPECT_EQ(on("trace", {"--follow", "--seconds", "1"}).out, all.out);
+    driver.kill(SIGTERM);
+    driver.join();
+
+    // What it has written is the same, without times and among other lines.
+    Outcome const read =
+        loamtunnel({"trace", "--file", file("driver.log"), "--format", "csv", "--no-headings"});
+    EXPECT_EQ(count(read.out), count(all.out));
+    EXPECT_NE(read.err.find("no trace record"), std::string::npos) << read.err;
+    EXPECT_EQ(
+        loamtunnel({"trace", "--file", "-", "--level", "7"}, "F:8 u:1 f <c> t\nF:7 u:1 f <c> t t\nF:7 u f\n")
+            .out,
+        "F:7 u:1 f <c> t t\n");
 }
 
 TEST(ChipImage, EachIndexHasARowOfItsOwn) {

@@ -1,0 +1,238 @@
+/// `loamtunnel trace`: the levels of a process, its last records, and records in files.
+
+#include "runtime/Trace.h"
+
+#include "tools/LiveCommands.h"
+
+#include <algorithm>
+#include <ctime>
+#include <fnmatch.h>
+#include <fstream>
+#include <iostream>
+#include <ostream>
+
+namespace tool {
+
+namespace {
+
+struct Record {
+    double time = 0; // 0 where it is not known
+    std::string facility;
+    U64 level = 0;
+    std::string unit;
+    U64 line = 0;
+    std::string function, context, text;
+
+    static Record of(Json const& json) {
+        Record record;
+        record.time = json.at("time").get<double>();
+        json.at("facility").get_to(record.facility);
+        json.at("level").get_to(record.level);
+        json.at("unit").get_to(record.unit);
+        json.at("line").get_to(record.line);
+        json.at("function").get_to(record.function);
+        json.at("context").get_to(record.context);
+        json.at("text").get_to(record.text);
+        return record;
+    }
+    /// A line of the default sink, `FACILITY:LEVEL UNIT:LINE FUNCTION CONTEXT TEXT`; nothing for any other
+    /// one.
+    static std::optional<Record> of(std::string_view line) {
+        auto const word = [&line] {
+            std::string_view const first = line.substr(0, line.find(' '));
+            line.remove_prefix(std::min(first.size() + 1, line.size()));
+            return first;
+        };
+        auto const numbered = [](std::string_view both, std::string& name, U64& number) {
+            auto const colon = both.rfind(':');
+            auto const found = colon == both.npos ? std::nullopt : parseNumber(both.substr(colon + 1));
+            name = both.substr(0, std::min(colon, both.size()));
+            number = found.value_or(0);
+            return found.has_value() && !name.empty();
+        };
+        Record record;
+        if (!numbered(word(), record.facility, record.level) || record.level >= Kor::TraceFacility::levels ||
+            !numbered(word(), record.unit, record.line)) {
+            return std::nullopt;
+        }
+        record.function = word();
+        record.context = word();
+        record.text = line;
+        return record.function.empty() ? std::nullopt : std::optional(std::move(record));
+    }
+};
+
+bool fits(std::string const& pattern, std::string const& text) {
+    return pattern.empty() || ::fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
+}
+
+bool takes(TraceFilter const& filter, Record const& record) {
+    return fits(filter.facility, record.facility) &&
+           (filter.levels.empty() || std::ranges::find(filter.levels, record.level) != filter.levels.end()) &&
+           fits(filter.unit, record.unit) && fits(filter.function, record.function) &&
+           record.text.find(filter.text) != record.text.npos;
+}
+
+std::string clock(double time) {
+    if (time == 0) {
+        return "";
+    }
+    auto const micros = static_cast<long long>(time * 1e6 + 0.5);
+    auto const seconds = static_cast<std::time_t>(micros / 1'000'000);
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    char text[48];
+    std::snprintf(text, sizeof text, "%02d:%02d:%02d.%06lld", parts.tm_hour, parts.tm_min, parts.tm_sec,
+                  micros % 1'000'000);
+    return text;
+}
+
+/// Prints records as they come. JSON is one object a line, since there may be no last one.
+class RecordLines {
+public:
+    RecordLines(std::ostream& out, Output const& output)
+        : out_(out), isText_(output.format == Format::text), isJson_(output.format == Format::json),
+          rows_(out, columns(), output) {}
+
+    void add(Record const& record) {
+        if (isText_) {
+            std::string const time = clock(record.time);
+            out_ << time << (time.empty() ? "" : " ") << record.facility << ':' << record.level << ' '
+                 << record.unit << ':' << record.line << ' ' << record.function << ' ' << record.context
+                 << ' ' << printable(record.text) << '\n';
+            return;
+        }
+        std::vector<Json> cells{record.time == 0 ? Json() : Json(record.time),
+                                record.facility,
+                                record.level,
+                                record.unit,
+                                record.line,
+                                record.function,
+                                record.context,
+                                record.text};
+        if (!isJson_) {
+            rows_.add(std::move(cells));
+            return;
+        }
+        Json one = Json::object();
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            one[columns()[i]] = std::move(cells[i]);
+        }
+        out_ << one.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+    }
+    void end() {
+        if (!isText_ && !isJson_) {
+            rows_.end();
+        }
+    }
+
+private:
+    static std::vector<std::string> const& columns() {
+        static std::vector<std::string> const all{"time", "facility", "level",   "unit",
+                                                  "line", "function", "context", "text"};
+        return all;
+    }
+    /// No line of a listing may end early, or reach the terminal's controls.
+    static std::string printable(std::string_view text) { return shown(text, text.size()); }
+
+    std::ostream& out_;
+    bool isText_, isJson_;
+    RowPrinter rows_;
+};
+
+void recordsOfFile(Context& context, TraceOptions const& options) {
+    std::ifstream file;
+    if (options.file != "-") {
+        file.open(options.file);
+        if (!file) {
+            throw Refused("cannot read " + shown(options.file));
+        }
+    }
+    std::istream& in = options.file == "-" ? context.in : file;
+    RecordLines lines(context.out, options.output);
+    U64 others = 0;
+    for (std::string line; std::getline(in, line);) {
+        if (auto const record = Record::of(std::string_view(line)); !record) {
+            ++others;
+        } else if (takes(options.filter, *record)) {
+            lines.add(*record);
+        }
+    }
+    lines.end();
+    if (others != 0) {
+        context.note(std::to_string(others) +
+                     (others == 1 ? " line is no trace record" : " lines are no trace records"));
+    }
+}
+
+void recordsOfProcess(Context& context, TraceOptions const& options) {
+    Live live(options.live, "trace");
+    RecordLines lines(context.out, options.output);
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(options.seconds);
+    U64 last = 0;
+    bool isFirst = true;
+    for (;;) {
+        Json const answer = Json::parse(live.call("traceRecords", std::to_string(last)));
+        Json const& records = answer.at("records");
+        U64 const next = records.empty() ? last : records.front().at("number").get<U64>();
+        if (!isFirst && next > last + 1) {
+            context.note(std::to_string(next - last - 1) +
+                         " records came faster than they are read, and are lost");
+        }
+        isFirst = false;
+        for (Json const& each : records) {
+            if (Record const record = Record::of(each); takes(options.filter, record)) {
+                lines.add(record);
+            }
+        }
+        last = std::max(last, answer.at("last").get<U64>());
+        context.out.flush();
+        if (!records.empty()) {
+            continue; // there may be more
+        }
+        if (!options.follow || (options.seconds != 0 && std::chrono::steady_clock::now() >= end)) {
+            break;
+        }
+        live.runFor(std::chrono::milliseconds(100));
+    }
+    lines.end();
+}
+
+void levelsOfProcess(Context& context, TraceOptions const& options) {
+    std::vector<std::string> words;
+    if (!options.words.empty()) {
+        words.push_back(options.filter.facility);
+        for (std::string_view const word : split(options.words, ",")) {
+            words.emplace_back(word);
+        }
+    }
+    Json const answer = Json::parse(Live(options.live, "trace").call("trace", join(words)));
+    Listing listing({"facility", "enabled", "levels", "passed"});
+    for (Json const& each : answer) {
+        std::vector<std::string> levels;
+        for (Json const& level : each.at("levels")) {
+            levels.push_back(level.dump());
+        }
+        listing.add({each.at("facility"), each.at("enabled").get<bool>() ? "on" : "off", join(levels),
+                     each.at("passed")});
+    }
+    listing.print(context.out, options.output);
+}
+
+} // namespace
+
+void trace(Context& context, TraceOptions const& options) {
+    try {
+        if (!options.file.empty()) {
+            recordsOfFile(context, options);
+        } else if (options.records || options.follow) {
+            recordsOfProcess(context, options);
+        } else {
+            levelsOfProcess(context, options);
+        }
+    } catch (Json::exception const&) {
+        throw Refused("the process answers what is no trace");
+    }
+}
+
+} // namespace tool
