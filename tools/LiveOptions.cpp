@@ -202,7 +202,7 @@ void addTrace(CLI::App& app, Context& context) {
     command->add_option("--text", filter.text, "Show records with that in their text")
         ->type_name("TEXT")
         ->excludes(set);
-    command->add_option("--seconds", options->seconds, "End after that time (default: never)")
+    command->add_option("--for", options->seconds, "End after so many seconds (default: with SIGINT)")
         ->type_name("N")
         ->needs(follow);
     addLive(*command, options->live);

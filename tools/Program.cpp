@@ -1,5 +1,6 @@
 #include "tools/Commands.h"
 #include "tools/Failure.h"
+#include "tools/Manual.h"
 #include "tools/Options.h"
 #include "tools/Script.h"
 
@@ -484,6 +485,14 @@ int run(std::vector<std::string> const& arguments, Context context) {
     addLiveCommands(app, context);
     addRun(app, context);
     addLog(app, context);
+    if (arguments == std::vector<std::string>{"--manual-page"}) {
+        context.out << manualPage(app, LOAM_VERSION);
+        return context.status;
+    }
+    if (arguments == std::vector<std::string>{"--bash-completion"}) {
+        context.out << bashCompletion(app);
+        return context.status;
+    }
     try {
         requireCommand(app, arguments);
         app.parse(

@@ -328,4 +328,75 @@ TEST(Command, HelpAndVersionAreResults) {
     EXPECT_TRUE(loamtunnel({"--version"}).out.starts_with("loamtunnel "));
 }
 
+/// The words of a text that begin so.
+std::set<std::string> wordsThatBegin(std::string const& text, std::string const& beginning) {
+    std::set<std::string> words;
+    std::string word;
+    for (std::istringstream in(text); in >> word;) {
+        word = word.substr(0, word.find_first_of(",\\;.:`)'="));
+        if (word.starts_with(beginning) && word != beginning) {
+            words.insert(word);
+        }
+    }
+    return words;
+}
+
+TEST(Command, ManualAndCompletionKnowEveryOption) {
+    std::string manual = loamtunnel({"--manual-page"}).out;
+    for (auto at = manual.find("\\-"); at != manual.npos; at = manual.find("\\-", at)) {
+        manual.replace(at, 2, "-");
+    }
+    std::string const script = testing::TempDir() + "loamtunnel-completion-" + std::to_string(getpid());
+    std::ofstream(script) << loamtunnel({"--bash-completion"}).out;
+    // What bash offers where the last word is to be completed.
+    auto const completed = [&](std::string const& line) {
+        std::string const ask =
+            "bash -c '. " + script + "; COMP_WORDS=(" + line +
+            "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _loamtunnel; echo \"${COMPREPLY[@]}\"' >" + script +
+            ".out";
+        EXPECT_EQ(std::system(ask.c_str()), 0) << ask;
+        std::ostringstream text;
+        text << std::ifstream(script + ".out").rdbuf();
+        return text.str();
+    };
+    std::vector<std::string> commands;
+    std::istringstream help(loamtunnel({"--help"}).out);
+    for (std::string line; std::getline(help, line);) {
+        if (line.starts_with("  ") && line[2] != ' ' && line[2] != '-') {
+            commands.push_back(line.substr(2, line.find(' ', 2) - 2));
+        }
+    }
+    ASSERT_GT(commands.size(), 20u);
+    for (char const* const each : {"record", "show", "check", "replay", "diff"}) {
+        commands.push_back(std::string("log ") + each);
+    }
+    for (std::string const& command : commands) {
+        std::istringstream words(command + " --help");
+        std::vector<std::string> arguments;
+        for (std::string word; words >> word;) {
+            arguments.push_back(word);
+        }
+        std::string const text = loamtunnel(arguments).out;
+        std::string const options = text.substr(0, text.find("\n\n  loamtunnel"));
+        EXPECT_NE(manual.find("loamtunnel " + command), manual.npos) << command;
+        std::string const offered = completed("loamtunnel " + command + " --") + ' ';
+        for (std::string const& option : wordsThatBegin(options.substr(options.find("Options:")), "--")) {
+            EXPECT_TRUE(option == "--help" || manual.find(option) != manual.npos) << command << ' ' << option;
+            EXPECT_NE(offered.find(option), offered.npos) << command << ' ' << option << " of " << offered;
+        }
+    }
+    EXPECT_EQ(completed("loamtunnel lay"), "layout\n");
+    EXPECT_EQ(completed("loamtunnel layout --chip 8 --table Evec"), "EvecTable\n");
+    EXPECT_EQ(completed("loamtunnel layout -c 1"), "10\n");
+    EXPECT_EQ(completed("loamtunnel log re"), "replay record\n");
+    EXPECT_EQ(completed("loamtunnel log show --from acc"), "accepting\n");
+    EXPECT_EQ(completed("loamtunnel encode AradLifAcM"), "AradLifAcMp\n");
+    EXPECT_EQ(completed("loamtunnel schema LifAppC"), "LifAppConfig LifAppConfigDir\n");
+    EXPECT_EQ(completed("loamtunnel application --app vtAppM"), "vtAppMpls vtAppMulticast vtAppMirroring\n");
+    EXPECT_EQ(completed("loamtunnel monitor --kind \\\"\\\""), "set del\n");
+    EXPECT_EQ(completed("loamtunnel driver --image x"), "\n") << "a file is bash's own affair";
+    unlink(script.c_str());
+    unlink((script + ".out").c_str());
+}
+
 } // namespace

@@ -242,7 +242,7 @@ TEST_F(Live, TraceRecordsAreReadFromAProcessAndFromItsOutput) {
         Outcome const outcome = on("trace", words);
         EXPECT_EQ(outcome.out + outcome.err, "") << none.front();
     }
-    EXPECT_EQ(on("trace", {"--follow", "--seconds", "1"}).out, all.out);
+    EXPECT_EQ(on("trace", {"--follow", "--for", "1"}).out, all.out);
     driver.kill(SIGTERM);
     driver.join();
 
