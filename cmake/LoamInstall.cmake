@@ -1,44 +1,91 @@
 # What is installed, and how users find it: include/LoamTunnel with the folders of the source, the library, its
-# CMake package, its pkg-config file, the program. All of it can be moved as a whole.
+# CMake package, its pkg-config file, the program, manual pages, completions, printers for gdb. All of it can be moved
+# as a whole. Components: library, dev, tools; a package each, see cmake/LoamPackage.cmake.
 
 include(CMakePackageConfigHelpers)
 
+set(LOAM_COMPONENTS library dev tools)
+set(LOAM_PACKAGES libloamtunnel${LOAM_SOVERSION} libloamtunnel-dev loamtunnel)
 set(LOAM_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/LoamTunnel)
 set(LOAM_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/LoamTunnel)
 
-install(TARGETS LoamTunnel EXPORT LoamTunnel
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  FILE_SET HEADERS DESTINATION ${LOAM_INCLUDE_DIR})
+# loam_install_library(TARGET): the file with its version in the component library, all else in dev.
+function(loam_install_library TARGET)
+  install(TARGETS ${TARGET} EXPORT ${TARGET}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev
+    FILE_SET HEADERS DESTINATION ${LOAM_INCLUDE_DIR} COMPONENT dev)
+  install(EXPORT ${TARGET} FILE ${TARGET}Targets.cmake NAMESPACE LoamTunnel:: DESTINATION ${LOAM_CMAKE_DIR} COMPONENT dev)
+endfunction()
 
 # The library needs no package itself, so its exported target is the whole package config, which takes in that of the
 # component Link, if that is installed.
-install(EXPORT LoamTunnel FILE LoamTunnelTargets.cmake NAMESPACE LoamTunnel:: DESTINATION ${LOAM_CMAKE_DIR})
-install(FILES cmake/LoamTunnelConfig.cmake DESTINATION ${LOAM_CMAKE_DIR})
+loam_install_library(LoamTunnel)
+install(FILES cmake/LoamTunnelConfig.cmake DESTINATION ${LOAM_CMAKE_DIR} COMPONENT dev)
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/LoamTunnelConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/LoamTunnelConfigVersion.cmake DESTINATION ${LOAM_CMAKE_DIR})
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/LoamTunnelConfigVersion.cmake DESTINATION ${LOAM_CMAKE_DIR} COMPONENT dev)
 
 # pkg-config counts the way back to the prefix from the folder of the file.
 set(LOAM_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${LOAM_PC_DIR}
   OUTPUT_VARIABLE LOAM_PC_TO_PREFIX)
 configure_file(cmake/loamtunnel.pc.in ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.pc DESTINATION ${LOAM_PC_DIR})
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.pc DESTINATION ${LOAM_PC_DIR} COMPONENT dev)
+
+configure_file(cmake/package/changelog.in ${CMAKE_CURRENT_BINARY_DIR}/changelog @ONLY)
+execute_process(COMMAND gzip -9nfk ${CMAKE_CURRENT_BINARY_DIR}/changelog COMMAND_ERROR_IS_FATAL ANY)
+file(RENAME ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian.gz)
+
+# loam_install_page(SOURCE NAME COMPONENT): a manual page, compressed.
+function(loam_install_page SOURCE NAME COMPONENT)
+  string(REGEX MATCH "[0-9]$" SECTION ${NAME})
+  add_custom_command(OUTPUT ${NAME}.gz COMMAND gzip -9nc ${SOURCE} > ${NAME}.gz DEPENDS ${SOURCE} VERBATIM)
+  add_custom_target(page-${NAME} ALL DEPENDS ${NAME}.gz)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${NAME}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man${SECTION}
+    COMPONENT ${COMPONENT})
+endfunction()
+loam_install_page(${CMAKE_CURRENT_SOURCE_DIR}/man/libLoamTunnel.7 libLoamTunnel.7 dev)
+
+# The guides, and the programs that they quote.
+set(LOAM_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc)
+foreach(COMPONENT PACKAGE IN ZIP_LISTS LOAM_COMPONENTS LOAM_PACKAGES)
+  install(FILES man/copyright ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian.gz DESTINATION ${LOAM_DOC_DIR}/${PACKAGE}
+    COMPONENT ${COMPONENT})
+endforeach()
+file(GLOB LOAM_GUIDES CONFIGURE_DEPENDS docs/*.md README.md)
+install(FILES ${LOAM_GUIDES} DESTINATION ${LOAM_DOC_DIR}/libloamtunnel-dev COMPONENT dev)
+install(FILES CHANGELOG.md DESTINATION ${LOAM_DOC_DIR}/libloamtunnel-dev RENAME NEWS COMPONENT dev)
+file(GLOB LOAM_EXAMPLES CONFIGURE_DEPENDS examples/*.cpp)
+install(FILES ${LOAM_EXAMPLES} DESTINATION ${LOAM_DOC_DIR}/libloamtunnel-dev/examples COMPONENT dev)
+
+# gdb looks for it by the name of the library that it loads.
+get_target_property(LOAM_LIBRARY_VERSION LoamTunnel VERSION)
+install(FILES gdb/libLoamTunnel-gdb.py COMPONENT library
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/${CMAKE_INSTALL_FULL_LIBDIR}
+  RENAME libLoamTunnel.so.${LOAM_LIBRARY_VERSION}-gdb.py)
 
 if(TARGET LoamTunnelLink)
   # The two libraries lie side by side.
   set_target_properties(LoamTunnelLink PROPERTIES INSTALL_RPATH "$ORIGIN")
-  install(TARGETS LoamTunnelLink EXPORT LoamTunnelLink
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    FILE_SET HEADERS DESTINATION ${LOAM_INCLUDE_DIR})
-  install(EXPORT LoamTunnelLink FILE LoamTunnelLinkTargets.cmake NAMESPACE LoamTunnel:: DESTINATION ${LOAM_CMAKE_DIR})
+  loam_install_library(LoamTunnelLink)
   configure_file(cmake/loamtunnel-link.pc.in ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel-link.pc @ONLY)
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel-link.pc DESTINATION ${LOAM_PC_DIR})
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel-link.pc DESTINATION ${LOAM_PC_DIR} COMPONENT dev)
 endif()
 
 if(TARGET loamtunnel)
   cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
     OUTPUT_VARIABLE LOAM_BIN_TO_LIB)
   set_target_properties(loamtunnel PROPERTIES INSTALL_RPATH "$ORIGIN/${LOAM_BIN_TO_LIB}")
-  install(TARGETS loamtunnel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS loamtunnel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  # The program knows its own command line.
+  foreach(TEXT loamtunnel.1 bash-completion)
+    string(REPLACE loamtunnel.1 manual-page OPTION ${TEXT})
+    add_custom_command(OUTPUT ${TEXT} COMMAND loamtunnel --${OPTION} > ${TEXT} DEPENDS loamtunnel VERBATIM)
+  endforeach()
+  add_custom_target(completion ALL DEPENDS bash-completion)
+  loam_install_page(${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.1 loamtunnel.1 tools)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bash-completion COMPONENT tools
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME loamtunnel)
+  # What `loamtunnel demo` asks for where no file is named.
+  install(FILES examples/lifs.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/loamtunnel COMPONENT tools)
 endif()

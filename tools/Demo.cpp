@@ -47,6 +47,19 @@ std::string nameOf(Loam::VtAppId app) {
     return std::string(Kor::enumeratorText(app, "VtAppId"));
 }
 
+/// Where entries to ask for stand, in the source that is being worked on or beside the installed program.
+std::string examples() {
+    std::error_code error;
+    fs::path const program = fs::read_symlink("/proc/self/exe", error);
+    for (fs::path const& each :
+         {fs::path("examples/lifs.txt"), program.parent_path() / "../share/loamtunnel/lifs.txt"}) {
+        if (fs::exists(each, error)) {
+            return each.lexically_normal();
+        }
+    }
+    throw WrongUsage("there are no examples here: give --file FILE, with entries as encode takes them");
+}
+
 /// A folder that ends with its user, unless it was given.
 class Folder {
 public:
@@ -309,7 +322,11 @@ private:
 
 } // namespace
 
-void demo(Context& context, DemoOptions const& options) {
+void demo(Context& context, DemoOptions const& given) {
+    DemoOptions options = given;
+    if (options.file.empty()) {
+        options.file = examples();
+    }
     Folder const folder(options.folder);
     Run run(context, options, folder.path() / "run");
     run.all({});

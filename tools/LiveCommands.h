@@ -12,7 +12,8 @@ namespace tool {
 
 struct DemoOptions {
     std::string chip = "8";
-    std::string file = "examples/lifs.txt";
+    /// Where empty, the examples of the source or of the installed program.
+    std::string file{};
     std::string folder;
     std::vector<std::string> kill;
     Output output;

@@ -288,7 +288,7 @@ void addDemo(CLI::App& app, Context& context) {
     auto const options = std::make_shared<DemoOptions>();
     command->add_option("-c,--chip", options->chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10 (default: 8)")
         ->type_name("CHIP");
-    command->add_option("-f,--file", options->file, "Entries, one a line (default: examples/lifs.txt)")
+    command->add_option("-f,--file", options->file, "Entries, one a line (default: the examples)")
         ->type_name("FILE");
     command->add_option("--folder", options->folder, "Where images and logs stay (default: nowhere)")
         ->type_name("FOLDER");
