@@ -1,28 +1,42 @@
 #!/bin/sh
-# check.sh GUIDE SOURCE PROGRAM: is each ```cpp block of the guide in the source, line after line, whatever the
-# indentation, and does the program end well and print the ```text block?
+# check.sh GUIDE PROGRAM SOURCE...: is each ```cpp block of the guide in one of the sources, line after line, whatever the
+# indentation, and does the program end well and print the ```text block, if there is one?
 set -eu
-awk '
+guide=$1
+program=$2
+shift 2
+awk -v guide="$guide" '
     { line = $0; sub(/^[ \t]+/, "", line) }
-    FILENAME != ARGV[2] { source[++lines] = line; next }
-    /^```/ { inside = $0 == "```cpp"; at = 0; next }
-    inside && line != "" {
-        count++
-        if (at == 0) {
-            for (at = 1; at <= lines && source[at] != line; ++at) {}
-        } else {
-            for (++at; at <= lines && source[at] == ""; ++at) {}
-        }
-        if (source[at] != line) {
-            printf "%s:%d: not in the source here: %s\n", FILENAME, FNR, $0
-            exit failed = 1
-        }
+    FILENAME != guide { source[++lines] = line; next }
+    /^```/ {
+        if (inside && wanted) check()
+        inside = !inside
+        wanted = $0 == "```cpp"
+        count = 0
+        next
     }
-    END { exit failed || count == 0 }
-' "$2" "$1" >&2
-expected=$(awk '/^```/ { inside = $0 == "```text"; next } inside' "$1")
-printed=$("$3")
-[ "$printed" = "$expected" ] || {
+    inside && wanted && line != "" { block[++count] = line; where[count] = FNR }
+    END { exit failed || blocks == 0 }
+
+    # Somewhere in the sources the lines of the block follow each other, but for empty ones.
+    function check(    start, at, i, best, bestAt) {
+        ++blocks
+        best = 0
+        for (start = 1; start <= lines; ++start) {
+            at = start
+            for (i = 1; i <= count && source[at] == block[i]; ++i) {
+                for (++at; at <= lines && source[at] == ""; ++at) {}
+            }
+            if (i > count) return
+            if (i > best) best = i
+        }
+        printf "%s:%d: not in the source here: %s\n", guide, where[best], block[best]
+        failed = 1
+    }
+' "$@" "$guide" >&2
+printed=$("$program")
+expected=$(awk '/^```/ { inside = $0 == "```text"; next } inside' "$guide")
+[ -z "$expected" ] || [ "$printed" = "$expected" ] || {
     printf 'the guide says:\n%s\nthe program prints:\n%s\n' "$expected" "$printed" >&2
     exit 1
 }

@@ -51,15 +51,18 @@ public:
         auto const status = std::as_const(*statuses_).appStatus(options_.app);
         auto const isPlaced = [&](AradLifEntry const& lif) { return status && !!status->lifEntry(lif); };
         if (phase_ == Phase::asking) {
-            if (next_ != 0 && !isPlaced(lifs_[next_ - 1])) {
-                return false;
-            }
-            if (next_ < lifs_.size()) {
-                AradLifEntry const& lif = lifs_[next_++];
-                if (config_->reqCount(lif) != counts_[lif]) { // else it was there from the start
-                    config_->reqCountInc(lif, 1);
+            for (;;) {
+                if (next_ != 0 && !isPlaced(lifs_[next_ - 1])) {
+                    return false;
                 }
-                return false;
+                if (next_ == lifs_.size()) {
+                    break;
+                }
+                AradLifEntry const& lif = lifs_[next_++];
+                if (config_->reqCount(lif) != counts_[lif]) {
+                    config_->reqCountInc(lif, 1);
+                    return false;
+                } // else it was there from the start, and no answer will come
             }
             for (U64 i = 0; i < options_.withdraw && i < lifs_.size(); ++i) {
                 AradLifEntry const& lif = lifs_[lifs_.size() - 1 - i];

@@ -223,6 +223,11 @@ TEST_F(Live, TraceRecordsAreReadFromAProcessAndFromItsOutput) {
     std::ofstream(file("lifs")) << "AradLifAcMp vsi=100\nAradLifAcMp vsi=101\n";
     ASSERT_EQ(on("application", {"--app", "vtAppMpls", "--file", file("lifs")}).err, "");
 
+    // Once more, when all that it asks for is there.
+    Outcome const again =
+        on("application", {"--app", "vtAppMpls", "--file", file("lifs"), "--withdraw", "1"});
+    EXPECT_EQ(again.out + again.err, "2 of 2 requests made, 1 LIFs\n");
+
     auto const count = [](std::string const& text) { return std::ranges::count(text, '\n'); };
     Outcome const all = on("trace", {"--records"});
     EXPECT_EQ(count(all.out), 2) << all.out << all.err;

@@ -1,0 +1,189 @@
+/// The owner of a chip's LIF table and an application that asks it for LIFs, with a Unix socket between them.
+/// Both are here in one process, on one loop, so that the example is one program; nothing in either relies on
+/// that.
+
+#include "attrlog/Diagnostics.h"
+#include "link/Connector.h"
+#include "link/Listener.h"
+#include "model/LoamTunnelModel.h"
+#include "model/LoamTunnelTypeList.h"
+#include "tables/LifTable.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <set>
+#include <unistd.h>
+#include <utility>
+
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using Kor::NboAttrLog::Access;
+using Kor::NboAttrLog::RootState;
+using Kor::NboAttrLog::Service;
+using Kor::NboAttrLog::Session;
+
+namespace {
+
+constexpr ChipType chip = jerichoChip8;
+
+/// Stands for whatever writes to the chip.
+void writeToChip(Kor::U32 address, Kor::U8 block, std::array<Kor::U8, 16> const& row) {
+    std::printf("driver: write 0x%08x block 0x%02x:", address, unsigned{block});
+    for (std::size_t i = 0; i < row.size(); i += 4) {
+        std::printf(" %02x%02x%02x%02x", row[i + 3], row[i + 2], row[i + 1], row[i]);
+    }
+    std::printf("\n");
+}
+
+/// Gives the LIFs that one application asks for their places, and writes their rows.
+class Placer : public LifAppConfig::Notifiee {
+public:
+    Placer(Kor::Ptr<LifAppStatus> status, std::set<Kor::U32>& used)
+        : status_(std::move(status)), used_(used) {}
+
+    void onReqCount(AradLifEntry const& lif) override {
+        bool const isWanted = notifier()->reqCount(lif) != 0;
+        AradLifIndex const has = status_->lifEntry(lif);
+        if (isWanted == !!has) {
+            return;
+        }
+        if (!isWanted) {
+            writeRow(has, nullptr);
+            used_.erase(has.index());
+            status_->lifEntryDel(lif);
+            return;
+        }
+        Kor::U32 index = 0;
+        while (used_.contains(index)) {
+            ++index;
+        }
+        used_.insert(index);
+        AradLifIndex const place(index, lifBankManaged);
+        writeRow(place, &lif);
+        status_->lifEntryIs(lif, place); // told last, when it holds
+    }
+
+private:
+    static void writeRow(AradLifIndex const& place, AradLifEntry const* lif) {
+        std::array<Kor::U8, 16> row{};
+        if (lif != nullptr) {
+            lif->writeToChipFormat(chip, row.data());
+        }
+        Kor::U32 address = 0;
+        Kor::U8 aux = 0, block = 0;
+        LifTable::getSchanAddress(chip, 0, address, aux, block, 0, place.index(), 0);
+        writeToChip(address, block, row);
+    }
+
+    Kor::Ptr<LifAppStatus> status_;
+    std::set<Kor::U32>& used_;
+};
+
+/// All that the driver has.
+struct Driver {
+    Kor::Ptr<LifAppConfigDir> configs = lifAppConfigDirFactory("lifConfig");
+    Kor::Ptr<LifAppStatusDir> statuses = lifAppStatusDirFactory("lifStatus");
+    std::map<Loam::VtAppId, Kor::Ptr<Placer>> placers{};
+    std::set<Kor::U32> used{};
+    Kor::Ptr<Service> service = Kor::makePtr<Service>();
+
+    Driver() {
+        service->offer("lifStatus", statuses, Access::readOnly);
+        service->acceptIs("lifConfig",
+                          [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
+                              auto const request = Kor::ptrCast<LifAppConfig>(made);
+                              return request ? Kor::Ptr<Kor::Entity>(requestsOf(request->app(), peer))
+                                             : nullptr; // null refuses it
+                          });
+        Kor::NboAttrLog::diagnosticsAre(*service, {.setsTrace = true});
+    }
+
+    Kor::Ptr<LifAppConfig> requestsOf(Loam::VtAppId app, Session const& peer) {
+        Kor::Ptr<LifAppConfig> config = configs->appConfigIs(app);
+        auto& placer = placers[app];
+        if (!placer) {
+            std::printf("driver: %s asks for LIFs\n", peer.peerName().charPtr());
+            placer = Kor::makePtr<Placer>(statuses->appStatusIs(app), used);
+            placer->isRegisteredNotifieeIs(true);
+            placer->notifierIs(config);
+        }
+        return config;
+    }
+};
+
+/// Says where each LIF is.
+class Places : public LifAppStatus::Notifiee {
+public:
+    void onLifEntry(AradLifEntry const& lif) override {
+        AradLifIndex const place = notifier()->lifEntry(lif);
+        if (!!place) {
+            std::printf("application: a LIF is at index %u\n", place.index());
+        } else {
+            std::printf("application: a LIF is gone\n");
+        }
+    }
+};
+
+Kor::NboAttrLog::SessionConfig named(char const* name) {
+    Kor::NboAttrLog::SessionConfig config;
+    config.name = name;
+    config.schema = loamTunnelModule().checksum();
+    return config;
+}
+
+AradLifEntry lif(Kor::U16 vsi) {
+    AradLifAcMp made(lifAcMp);
+    made.vsiIs(vsi);
+    return made;
+}
+
+} // namespace
+
+int main() {
+    char folder[] = "/tmp/driver-XXXXXX";
+    if (::mkdtemp(folder) == nullptr) {
+        std::perror("mkdtemp");
+        return 1;
+    }
+    auto const address = Kor::Link::Address::parse(std::string(folder) + "/socket");
+    Kor::Link::Loop loop;
+
+    // The driver's process.
+    Driver driver;
+    Kor::Link::ListenerConfig serving;
+    serving.service = driver.service;
+    serving.session = named("driver");
+    Kor::Link::Listener listener(loop, address, serving);
+
+    // The application's process. It connects again when the driver is restarted.
+    auto const config = lifAppConfigFactory(Loam::vtAppMpls);
+    auto const statuses = lifAppStatusDirFactory("lifStatus");
+    auto const places = Kor::makePtr<Places>();
+    places->isRegisteredNotifieeIs(true);
+    places->notifierIs(statuses->appStatusIs(Loam::vtAppMpls));
+    Kor::Link::ConnectorConfig connecting;
+    connecting.session = named("mpls");
+    connecting.setUp = [&](Session& session) {
+        session.push("lifConfig", config);
+        session.want("lifStatus", statuses); // its reactors hear of each answer
+    };
+    Kor::Link::Connector connector(loop, address, connecting);
+
+    // What it asks for is told as it changes; what it had asked for before it was connected, too.
+    auto const status = statuses->appStatusIs(Loam::vtAppMpls);
+    auto const answered = [&](Kor::U32 count) {
+        return loop.runUntil([&] { return status->lifEntryMap().count() == count; },
+                             std::chrono::seconds(60));
+    };
+    config->reqCountInc(lif(100), 1);
+    bool ok = answered(1);
+    config->reqCountInc(lif(200), 1);
+    ok = ok && answered(2);
+    config->reqCountDel(lif(100));
+    ok = ok && answered(1);
+    listener.close("the example ends");
+    ::rmdir(folder);
+    return ok ? 0 : 1;
+}
