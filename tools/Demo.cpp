@@ -322,10 +322,12 @@ private:
 
 } // namespace
 
-void demo(Context& context, DemoOptions const& given) {
-    DemoOptions options = given;
+void demo(Context& context, DemoOptions const& options) {
     if (options.file.empty()) {
-        options.file = examples();
+        DemoOptions complete = options;
+        complete.file = examples();
+        demo(context, complete);
+        return;
     }
     Folder const folder(options.folder);
     Run run(context, options, folder.path() / "run");

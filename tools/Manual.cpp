@@ -179,6 +179,7 @@ std::vector<std::string> kindNames() {
 
 std::vector<std::string> applicationNames() {
     std::vector<std::string> names;
+    names.reserve(Kor::enumerators<Hardware::Loam::VtAppId>.size());
     for (Kor::Enumerator const& each : Kor::enumerators<Hardware::Loam::VtAppId>) {
         names.emplace_back(each.name);
     }
@@ -225,17 +226,24 @@ void completeCommand(CLI::App const& command, std::string const& name, std::stri
             positionals.push_back(choices);
             continue;
         }
-        std::string pattern;
+        std::vector<std::string> spelled;
         for (std::string const& option : each->get_snames()) {
-            options.push_back('-' + option);
-            pattern += (pattern.empty() ? "'" : " | '") + name + " -" + option + '\'';
+            spelled.push_back('-' + option);
         }
         for (std::string const& option : each->get_lnames()) {
-            options.push_back("--" + option);
-            pattern += (pattern.empty() ? "'" : " | '") + name + " --" + option + '\'';
+            spelled.push_back("--" + option);
         }
+        options.insert(options.end(), spelled.begin(), spelled.end());
         if (each->get_items_expected_max() != 0) {
-            values += "    " + pattern + ") values='" + choices + "' ;;\n";
+            std::string pattern;
+            for (std::string const& option : spelled) {
+                pattern.append(pattern.empty() ? "'" : " | '")
+                    .append(name)
+                    .append(1, ' ')
+                    .append(option)
+                    .append(1, '\'');
+            }
+            values.append("    ").append(pattern).append(") values='").append(choices).append("' ;;\n");
         }
     }
     commands +=

@@ -5,6 +5,7 @@
 #include "tools/LiveCommands.h"
 
 #include <algorithm>
+#include <cmath>
 #include <ctime>
 #include <fnmatch.h>
 #include <fstream>
@@ -77,7 +78,7 @@ std::string clock(double time) {
     if (time == 0) {
         return "";
     }
-    auto const micros = static_cast<long long>(time * 1e6 + 0.5);
+    long long const micros = std::llround(time * 1e6);
     auto const seconds = static_cast<std::time_t>(micros / 1'000'000);
     std::tm parts{};
     localtime_r(&seconds, &parts);
