@@ -3,6 +3,7 @@
 /// What a loop is made of. Not installed: users of the library need not have Asio.
 
 #include "link/Loop.h"
+#include "runtime/Types.h"
 
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
