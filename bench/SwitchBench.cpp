@@ -264,11 +264,11 @@ bool options(int argc, char** argv, SwitchSize& size, std::string& json) {
     bool const fits =
         size.applications >= 1 && size.applications <= 12 && size.chips >= 1 && size.cards <= size.chips &&
         size.applications + 2 + size.chips + size.cards <= World::most && size.lifs >= size.applications &&
-        size.lifs <= 1u << 18 && tableInfo("LifTable")->has(size.chip, 1);
+        size.lifs <= 131'072 && tableInfo("LifTable")->has(size.chip, 1);
     if (!fits) {
         std::fprintf(stderr, "SwitchBench: 1 to 12 applications, 1 to 40 chips of a kind with a LifTable, as "
                              "many cards at most, "
-                             "262144 LIFs at most\n");
+                             "131072 LIFs at most\n");
     }
     return fits;
 }

@@ -32,7 +32,10 @@ def benchmarks(name):
             key = re.sub(r'/(min_time:[\d.]+|repeats:\d+|iterations:\d+|real_time|manual_time|process_time)', '', run['name'])
             key = re.sub(r'_(median)$', '', key)
             if 'error_occurred' not in run:
-                times.setdefault(key, []).append(run['real_time'] * scale)
+                each = run['real_time'] * scale
+                if 'items_per_second' in run: # many in an iteration
+                    each = 1e9 / run['items_per_second']
+                times.setdefault(key, []).append(each)
     return {key: statistics.median(all) for key, all in times.items()}
 
 
