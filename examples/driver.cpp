@@ -46,7 +46,7 @@ public:
     void onReqCount(AradLifEntry const& lif) override {
         bool const isWanted = notifier()->reqCount(lif) != 0;
         AradLifIndex const has = status_->lifEntry(lif);
-        if (isWanted == !!has) {
+        if (isWanted == !!has || lif.lifType() != lifAcMp) { // a peer may ask for anything
             return;
         }
         if (!isWanted) {
