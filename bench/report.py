@@ -125,10 +125,11 @@ for operation in ('find', 'findMiss', 'increment', 'insert', 'erase', 'walk', 'f
                   if '%s/%s/%d' % (operation, peer, size) in collections]
         if values:
             lines[{'Kor': 'Kor::HashMap', 'std': 'std::unordered_map', 'absl': 'absl::flat_hash_map'}[peer]] = values
-            rows.append([operation, peer] + [number(value) for _, value in values])
+            what = operation + ', all' if operation in ('walk', 'forEach') else operation
+            rows.append([what, peer] + [number(value) for _, value in values])
     if operation in ('find', 'insert', 'erase'):
         plot('collection-' + operation, operation, 'members', 'ns each', lines)
-tables['collections'] = table(['operation', 'map'] + ['{:,}'.format(size) for size in sizes], rows)
+tables['collections'] = table(['operation, ns', 'map'] + ['{:,}'.format(size) for size in sizes], rows)
 
 for name in ('RowBench', 'EntityBench', 'NotifyBench', 'TextBench', 'GenericBench'):
     times = benchmarks(name)
