@@ -11,10 +11,10 @@
 /// A trace point that is off costs one counter add and two byte tests, and composes no text. Without a sink
 /// of the caller's, a record is one line on stderr, with bytes that do not print as `\xNN`.
 ///
-/// Facilities live until the process ends, and any thread may make or find one. Nothing here takes a lock, but
-/// for records that are kept, which none are unless asked for (traceHistoryIs): set levels, sink and coverage
-/// stream before a second thread passes a trace point. The test counter is a
-/// plain increment, so that it can miss points that two threads pass at once.
+/// Facilities live until the process ends, and any thread may make or find one. Nothing here takes a lock,
+/// but for records that are kept, which none are unless asked for (traceHistoryIs): set levels, sink and
+/// coverage stream before a second thread passes a trace point. The test counter is a plain increment, so
+/// that it can miss points that two threads pass at once.
 
 #include "runtime/String8.h"
 #include "runtime/Types.h"
