@@ -46,6 +46,11 @@ flags=$(PKG_CONFIG_PATH=$libraries/pkgconfig pkg-config --cflags --libs loamtunn
 # shellcheck disable=SC2086 # words
 c++ -std=c++20 examples/lif.cpp -o "$work/lif" $flags
 LD_LIBRARY_PATH=$libraries "$work/lif" | grep -q '^vsi 100 at bit 0$' || fail "the example says something else"
+# The same of the manual page.
+gzip -dc "$root/usr/share/man/man7/libLoamTunnel.7.gz" | awk '/^#include/ { on = 1 } /^\.fi/ { on = 0 } on' | sed 's/\\\\n/\\n/' >"$work/page.cpp"
+# shellcheck disable=SC2086 # words
+c++ -std=c++20 "$work/page.cpp" -o "$work/page" $flags
+LD_LIBRARY_PATH=$libraries "$work/page" | grep -q '^vsi 100 at bit 0$' || fail "the manual page's example says something else"
 LD_LIBRARY_PATH=$libraries "$root/usr/bin/loamtunnel" --version >&2
 # Without the source: it finds its own examples.
 (cd "$work" && LD_LIBRARY_PATH=$libraries "$root/usr/bin/loamtunnel" demo --format csv >"$work/demo" 2>"$work/log") || {
