@@ -17,7 +17,7 @@ script() {
             command = substr($0, 3)
             gsub(/\047/, "\047\\\047\047", $0)
             printf "printf \047%%s\\n\047 \047%s\047\n{ %s\n} 2>&1\n", $0, command
-            if (command ~ /&$/) print "sleep 1"
+            if (command ~ /&$/) print "for i in {1..300}; do [ -S \"$LOAM_SOCKET\" ] && break; sleep 0.1; done"
         }
     ' "$1"
 }
