@@ -77,14 +77,7 @@ struct TraceSetting {
             return {word[1] - '0', word[0] == '+'};
         }
         throwRangeException(format("'%s' is neither on, off, +LEVEL nor -LEVEL, with a level from 0 to %d",
-                                   printable(word).c_str(), TraceFacility::levels - 1));
-    }
-    /// As an error shows it.
-    static std::string printable(std::string_view word) {
-        std::string text(word.substr(0, longestFacility));
-        std::ranges::replace_if(
-            text, [](char c) { return c < ' ' || c > '~'; }, '?');
-        return text;
+                                   shown(word, longestFacility).charPtr(), TraceFacility::levels - 1));
     }
 };
 
@@ -99,7 +92,7 @@ void setTrace(std::span<std::string_view const> words) {
             known += (known.empty() ? "" : ", ") + each->name();
         }
         throwRangeException(format("there is no facility %s; there are %s",
-                                   TraceSetting::printable(name).c_str(),
+                                   shown(name, longestFacility).charPtr(),
                                    known.empty() ? "none" : known.c_str()));
     }
     std::vector<TraceSetting> settings;
@@ -153,9 +146,9 @@ std::string traceState() {
             }
         }
         List one("{");
-        one.add("facility", std::string_view(jsonText(each->name())));
-        one.add("enabled", std::string_view(each->enabled != 0 ? "true" : "false"));
-        one.add("levels", std::string_view(levels.ended("]")));
+        one.add("facility", jsonText(each->name()));
+        one.add("enabled", each->enabled != 0 ? "true" : "false");
+        one.add("levels", levels.ended("]"));
         one.add("passed", U64{each->testCounter});
         all.add(one.ended("}"));
     }
@@ -167,7 +160,7 @@ std::string countersOf(Service const& service) {
     U64 leftOut = 0;
     for (Session const* const each : service.sessions()) {
         List one("{");
-        one.add("peer", std::string_view(jsonText(each->peerName().view())));
+        one.add("peer", jsonText(each->peerName().view()));
         one.add("entities", U64{each->demuxer().mounted()});
         Stats const stats = each->stats();
         for (Counter const& counter : counters()) {
@@ -181,7 +174,7 @@ std::string countersOf(Service const& service) {
         }
     }
     List all("{");
-    all.add("peers", std::string_view(peers.ended("]")));
+    all.add("peers", peers.ended("]"));
     if (leftOut != 0) {
         all.add("peersLeftOut", leftOut);
     }
@@ -197,14 +190,14 @@ std::string recordText(TraceEntry const& entry) {
                   static_cast<long long>(time % 1'000'000));
     List one("{");
     one.add("number", entry.number);
-    one.add("time", std::string_view(seconds.data()));
-    one.add("facility", std::string_view(jsonText(entry.facility)));
-    one.add("level", std::string_view(std::to_string(entry.level)));
-    one.add("unit", std::string_view(jsonText(entry.unit)));
-    one.add("line", std::string_view(std::to_string(entry.line)));
-    one.add("function", std::string_view(jsonText(entry.function)));
-    one.add("context", std::string_view(jsonText(entry.context)));
-    one.add("text", std::string_view(jsonText(entry.text)));
+    one.add("time", seconds.data());
+    one.add("facility", jsonText(entry.facility));
+    one.add("level", std::to_string(entry.level));
+    one.add("unit", jsonText(entry.unit));
+    one.add("line", std::to_string(entry.line));
+    one.add("function", jsonText(entry.function));
+    one.add("context", jsonText(entry.context));
+    one.add("text", jsonText(entry.text));
     return one.ended("}");
 }
 
@@ -228,7 +221,7 @@ std::string recordsAfter(std::string_view argument) {
     }
     List all("{");
     all.add("last", last);
-    all.add("records", std::string_view(records.ended("]")));
+    all.add("records", records.ended("]"));
     return all.ended("}");
 }
 

@@ -18,6 +18,13 @@ void requireRoot(Name const& path, Ptr<Entity> const& entity) {
     }
 }
 
+String8 shown(std::string_view text, std::size_t most) {
+    std::string plain(text.substr(0, most));
+    std::ranges::replace_if(
+        plain, [](char c) { return static_cast<U8>(c) < 0x20 || c == 0x7f; }, '?');
+    return String8(plain);
+}
+
 bool isSoundName(std::string_view text, std::size_t most) noexcept {
     return text.size() <= most && std::none_of(text.begin(), text.end(),
                                                [](char c) { return static_cast<U8>(c) < 0x20 || c == 0x7f; });

@@ -24,14 +24,6 @@ constexpr std::size_t maxNotes = 4096;
 constexpr U64 pushedBit = 1, acceptedBit = 2;
 constexpr U64 moreBit = 1, errorBit = 2;
 
-/// A peer's text as it can be shown: cut, and without control characters.
-String8 shown(String8 const& text, std::size_t most) {
-    std::string plain(text.view().substr(0, most));
-    std::replace_if(
-        plain.begin(), plain.end(), [](char c) { return static_cast<U8>(c) < 0x20 || c == 0x7f; }, '?');
-    return String8(plain);
-}
-
 [[noreturn]] void fault(String8 const& what) {
     throw AttrLogRecordException(what);
 }
@@ -117,7 +109,7 @@ struct Session::Impl final : DemuxerControl {
         to.preambleIs(mine);
         begin(helloAttribute);
         to.currentPayloadSectionIs(PayloadSection::helloName);
-        to.put(shown(config.name, maxNameLength));
+        to.put(shown(config.name.view(), maxNameLength));
         to.currentPayloadSectionIs(PayloadSection::helloSchema);
         to.put(config.schema);
         to.currentPayloadSectionIs(PayloadSection::helloLimits);
@@ -244,7 +236,8 @@ struct Session::Impl final : DemuxerControl {
         if (isOwn && attribute == goodbyeAttribute) {
             closedByPeer = true;
             String8 const reason = in.nextString();
-            demuxer->close(reason.empty() ? String8("peer said goodbye") : shown(reason, maxReasonLength));
+            demuxer->close(reason.empty() ? String8("peer said goodbye")
+                                          : shown(reason.view(), maxReasonLength));
             return true;
         }
         if (!established && !(isOwn && attribute == helloAttribute)) {
@@ -303,7 +296,7 @@ struct Session::Impl final : DemuxerControl {
             close("peer asks for more than it reads answers");
             return;
         }
-        notes.push_back({cause, attribute, path, number, bits, shown(reason, maxReasonLength)});
+        notes.push_back({cause, attribute, path, number, bits, shown(reason.view(), maxReasonLength)});
     }
 
     /// What goes before the entities' records; false when the stream is full.
@@ -362,7 +355,7 @@ struct Session::Impl final : DemuxerControl {
             if (saysGoodbye && out().hasSufficientBuffer()) {
                 saysGoodbye = false;
                 begin(goodbyeAttribute);
-                putText(shown(demuxer->closeReason(), maxReasonLength));
+                putText(shown(demuxer->closeReason().view(), maxReasonLength));
                 end();
             }
             return;
@@ -451,7 +444,7 @@ struct Session::Impl final : DemuxerControl {
             wishIs(path, RootState::absent, "the peer has withdrawn it");
         } else {
             PeerOffer offer;
-            offer.type = shown(in.next<TypeId>().name(), maxReasonLength);
+            offer.type = shown(in.next<TypeId>().name().view(), maxReasonLength);
             offer.access = (in.nextNumber() & 1) != 0 ? Access::writable : Access::readOnly;
             if (!peerOffers.contains(path) && peerOffers.size() >= config.offers) {
                 fault(format("peer has more roots than the limit of %u", config.offers));
@@ -693,7 +686,7 @@ struct Session::Impl final : DemuxerControl {
         Name const path = nextPath(in);
         auto const number = static_cast<U32>(in.nextNumber());
         U64 const bits = in.nextNumber();
-        String8 const reason = shown(in.nextString(), maxReasonLength);
+        String8 const reason = shown(in.nextString().view(), maxReasonLength);
         auto const wish = wishes.find(path);
         auto const push = pushes.find(path);
         if ((bits & pushedBit) == 0) {

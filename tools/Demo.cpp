@@ -322,12 +322,9 @@ private:
 
 } // namespace
 
-void demo(Context& context, DemoOptions const& options) {
+void demo(Context& context, DemoOptions options) {
     if (options.file.empty()) {
-        DemoOptions complete = options;
-        complete.file = examples();
-        demo(context, complete);
-        return;
+        options.file = examples();
     }
     Folder const folder(options.folder);
     Run run(context, options, folder.path() / "run");

@@ -18,7 +18,7 @@ struct DemoOptions {
     std::vector<std::string> kill;
     Output output;
 };
-void demo(Context& context, DemoOptions const& options);
+void demo(Context& context, DemoOptions options);
 void driver(Context& context, DriverOptions const& options);
 void application(Context& context, ApplicationOptions const& options);
 

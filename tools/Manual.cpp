@@ -9,7 +9,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <set>
+#include <functional>
 
 namespace tool {
 
@@ -96,15 +96,16 @@ std::string typeOf(CLI::Option const& option) {
     return option.get_items_expected_max() == 0 ? "" : type.substr(0, type.find(':'));
 }
 
-std::string namesOf(CLI::Option const& option) {
-    std::string names;
+/// "-c" and "--chip".
+std::vector<std::string> spellingsOf(CLI::Option const& option) {
+    std::vector<std::string> all;
     for (std::string const& each : option.get_snames()) {
-        names += (names.empty() ? "\\-" : ", \\-") + roff(each);
+        all.push_back('-' + each);
     }
     for (std::string const& each : option.get_lnames()) {
-        names += (names.empty() ? "\\-\\-" : ", \\-\\-") + roff(each);
+        all.push_back("--" + each);
     }
-    return names;
+    return all;
 }
 
 std::string positionalOf(CLI::Option const& option) {
@@ -129,8 +130,9 @@ std::string commandPage(CLI::App const& command, std::string const& name) {
             continue;
         }
         std::string const type = typeOf(*each);
-        list += ".TP\n\\fB" + namesOf(*each) + "\\fR" + (type.empty() ? "" : " \\fI" + roff(type) + "\\fR") +
-                '\n' + description + (each->get_required() ? " (must be given)" : "") + '\n';
+        list += ".TP\n\\fB" + roff(join(spellingsOf(*each), ", ")) + "\\fR" +
+                (type.empty() ? "" : " \\fI" + roff(type) + "\\fR") + '\n' + description +
+                (each->get_required() ? " (must be given)" : "") + '\n';
     }
     std::string page = ".SS " + synopsis + " \\fR[\\fIoptions\\fR]\n" + roff(command.get_description()) +
                        ".\n" + list + (isOwn ? paragraphs(command.get_footer()) : "");
@@ -140,50 +142,15 @@ std::string commandPage(CLI::App const& command, std::string const& name) {
     return page;
 }
 
-std::string words(std::vector<std::string> const& all) {
-    return join(all);
-}
-
-std::vector<std::string> typeNames() {
-    std::vector<std::string> names;
-    for (Kor::KorType const* const each : Kor::IntrospectionReactor::global()->types()) {
-        std::string_view const full = each->name().view();
-        names.emplace_back(full.substr(full.rfind(':') + 1));
+/// The texts of all, with blanks between them.
+template <class All, class Text>
+std::string words(All const& all, Text const& text) {
+    std::vector<std::string> texts;
+    texts.reserve(std::size(all));
+    for (auto const& each : all) {
+        texts.emplace_back(std::invoke(text, each));
     }
-    return names;
-}
-
-std::vector<std::string> chipNames() {
-    std::vector<std::string> names;
-    for (auto const chip : supportedChips()) {
-        names.push_back(std::to_string(chip));
-    }
-    return names;
-}
-
-std::vector<std::string> tableNames() {
-    std::vector<std::string> names;
-    for (auto const& table : Hardware::tableInfos()) {
-        names.emplace_back(table.name);
-    }
-    return names;
-}
-
-std::vector<std::string> kindNames() {
-    std::vector<std::string> names;
-    for (auto const& kind : allKinds()) {
-        names.emplace_back(kind.name);
-    }
-    return names;
-}
-
-std::vector<std::string> applicationNames() {
-    std::vector<std::string> names;
-    names.reserve(Kor::enumerators<Hardware::Loam::VtAppId>.size());
-    for (Kor::Enumerator const& each : Kor::enumerators<Hardware::Loam::VtAppId>) {
-        names.emplace_back(each.name);
-    }
-    return names;
+    return join(texts);
 }
 
 /// The choice that an option or a positional has; empty where it is no choice of the library's.
@@ -202,15 +169,22 @@ std::string choice(CLI::App const& command, CLI::Option const& option) {
         bool const reads = option.get_name().find("from") != std::string::npos;
         return reads ? "text json wire" : "text json wire row";
     }
-    return is.starts_with("CHIP")             ? words(chipNames())
-           : is == "TABLE"                    ? words(tableNames())
-           : is == "FORMAT"                   ? "table json csv"
-           : is == "TYPE"                     ? words(typeNames())
-           : is == "KIND"                     ? words(kindNames())
-           : is == "APP"                      ? words(applicationNames())
-           : is == "WHO"                      ? "driver application driver,application"
-           : option.get_name(true) == "entry" ? words(kindNames())
-                                              : "";
+    if (is == "TYPE") {
+        return words(Kor::IntrospectionReactor::global()->types(), [](Kor::KorType const* each) {
+            std::string_view const full = each->name().view();
+            return full.substr(full.rfind(':') + 1);
+        });
+    }
+    if (is == "KIND" || option.get_name(true) == "entry") {
+        return words(allKinds(), &Kind::name);
+    }
+    return is.starts_with("CHIP")
+               ? words(supportedChips(), [](Hardware::ChipType chip) { return std::to_string(chip); })
+           : is == "TABLE"  ? words(Hardware::tableInfos(), &Hardware::TableInfo::name)
+           : is == "APP"    ? words(Kor::enumerators<Hardware::Loam::VtAppId>, &Kor::Enumerator::name)
+           : is == "FORMAT" ? "table json csv"
+           : is == "WHO"    ? "driver application driver,application"
+                            : "";
 }
 
 /// One case of the script for the command, and one for each of its options with a choice.
@@ -226,13 +200,7 @@ void completeCommand(CLI::App const& command, std::string const& name, std::stri
             positionals.push_back(choices);
             continue;
         }
-        std::vector<std::string> spelled;
-        for (std::string const& option : each->get_snames()) {
-            spelled.push_back('-' + option);
-        }
-        for (std::string const& option : each->get_lnames()) {
-            spelled.push_back("--" + option);
-        }
+        std::vector<std::string> const spelled = spellingsOf(*each);
         options.insert(options.end(), spelled.begin(), spelled.end());
         if (each->get_items_expected_max() != 0) {
             std::string pattern;
@@ -246,8 +214,7 @@ void completeCommand(CLI::App const& command, std::string const& name, std::stri
             values.append("    ").append(pattern).append(") values='").append(choices).append("' ;;\n");
         }
     }
-    commands +=
-        "    '" + name + "') options='" + words(options) + "' words='" + words(positionals) + "' ;;\n";
+    commands += "    '" + name + "') options='" + join(options) + "' words='" + join(positionals) + "' ;;\n";
     for (CLI::App const* const each : commandsOf(command)) {
         completeCommand(*each, name + (name.empty() ? "" : " ") + each->get_name(), commands, values);
     }

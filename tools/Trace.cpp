@@ -8,8 +8,7 @@
 #include <cmath>
 #include <ctime>
 #include <fnmatch.h>
-#include <fstream>
-#include <iostream>
+#include <istream>
 #include <ostream>
 
 namespace tool {
@@ -100,7 +99,7 @@ public:
             std::string const time = clock(record.time);
             out_ << time << (time.empty() ? "" : " ") << record.facility << ':' << record.level << ' '
                  << record.unit << ':' << record.line << ' ' << record.function << ' ' << record.context
-                 << ' ' << printable(record.text) << '\n';
+                 << ' ' << shown(record.text, record.text.size()) << '\n'; // no line ends early
             return;
         }
         std::vector<Json> cells{record.time == 0 ? Json() : Json(record.time),
@@ -133,8 +132,6 @@ private:
                                                   "line", "function", "context", "text"};
         return all;
     }
-    /// No line of a listing may end early, or reach the terminal's controls.
-    static std::string printable(std::string_view text) { return shown(text, text.size()); }
 
     std::ostream& out_;
     bool isText_, isJson_;
@@ -142,23 +139,17 @@ private:
 };
 
 void recordsOfFile(Context& context, TraceOptions const& options) {
-    std::ifstream file;
-    if (options.file != "-") {
-        file.open(options.file);
-        if (!file) {
-            throw Refused("cannot read " + shown(options.file));
-        }
-    }
-    std::istream& in = options.file == "-" ? context.in : file;
     RecordLines lines(context.out, options.output);
     U64 others = 0;
-    for (std::string line; std::getline(in, line);) {
-        if (auto const record = Record::of(std::string_view(line)); !record) {
-            ++others;
-        } else if (takes(options.filter, *record)) {
-            lines.add(*record);
+    withInput(context, options.file, [&](std::istream& in, std::string const&) {
+        for (std::string line; std::getline(in, line);) {
+            if (auto const record = Record::of(std::string_view(line)); !record) {
+                ++others;
+            } else if (takes(options.filter, *record)) {
+                lines.add(*record);
+            }
         }
-    }
+    });
     lines.end();
     if (others != 0) {
         context.note(std::to_string(others) +
