@@ -9,8 +9,19 @@ set(LOAM_PACKAGES libloamtunnel${LOAM_SOVERSION} libloamtunnel-dev loamtunnel)
 set(LOAM_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/LoamTunnel)
 set(LOAM_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/LoamTunnel)
 
+# What has to be built before an installation.
+add_custom_target(installed ALL)
+
+# loam_text(TEXT SOURCE COMMAND...): a text that the command prints, anew whenever the source is.
+function(loam_text TEXT SOURCE)
+  add_custom_command(OUTPUT ${TEXT} COMMAND ${ARGN} > ${TEXT} DEPENDS ${SOURCE} VERBATIM)
+  add_custom_target(installed-${TEXT} DEPENDS ${TEXT})
+  add_dependencies(installed installed-${TEXT})
+endfunction()
+
 # loam_install_library(TARGET): the file with its version in the component library, all else in dev.
 function(loam_install_library TARGET)
+  add_dependencies(installed ${TARGET})
   install(TARGETS ${TARGET} EXPORT ${TARGET}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev
     FILE_SET HEADERS DESTINATION ${LOAM_INCLUDE_DIR} COMPONENT dev)
@@ -33,14 +44,12 @@ configure_file(cmake/loamtunnel.pc.in ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.pc 
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.pc DESTINATION ${LOAM_PC_DIR} COMPONENT dev)
 
 configure_file(cmake/package/changelog.in ${CMAKE_CURRENT_BINARY_DIR}/changelog @ONLY)
-execute_process(COMMAND gzip -9nfk ${CMAKE_CURRENT_BINARY_DIR}/changelog COMMAND_ERROR_IS_FATAL ANY)
-file(RENAME ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian.gz)
+loam_text(changelog.Debian.gz ${CMAKE_CURRENT_BINARY_DIR}/changelog gzip -9nc ${CMAKE_CURRENT_BINARY_DIR}/changelog)
 
 # loam_install_page(SOURCE NAME COMPONENT): a manual page, compressed.
 function(loam_install_page SOURCE NAME COMPONENT)
   string(REGEX MATCH "[0-9]$" SECTION ${NAME})
-  add_custom_command(OUTPUT ${NAME}.gz COMMAND gzip -9nc ${SOURCE} > ${NAME}.gz DEPENDS ${SOURCE} VERBATIM)
-  add_custom_target(page-${NAME} ALL DEPENDS ${NAME}.gz)
+  loam_text(${NAME}.gz ${SOURCE} gzip -9nc ${SOURCE})
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${NAME}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man${SECTION}
     COMPONENT ${COMPONENT})
 endfunction()
@@ -78,12 +87,10 @@ if(TARGET loamtunnel)
   set_target_properties(loamtunnel PROPERTIES INSTALL_RPATH "$ORIGIN/${LOAM_BIN_TO_LIB}")
   install(TARGETS loamtunnel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   # The program knows its own command line.
-  foreach(TEXT loamtunnel.1 bash-completion)
-    string(REPLACE loamtunnel.1 manual-page OPTION ${TEXT})
-    add_custom_command(OUTPUT ${TEXT} COMMAND loamtunnel --${OPTION} > ${TEXT} DEPENDS loamtunnel VERBATIM)
-  endforeach()
-  add_custom_target(completion ALL DEPENDS bash-completion)
+  loam_text(loamtunnel.1 loamtunnel loamtunnel --manual-page)
+  loam_text(bash-completion loamtunnel loamtunnel --bash-completion)
   loam_install_page(${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.1 loamtunnel.1 tools)
+  add_dependencies(installed-loamtunnel.1.gz installed-loamtunnel.1)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bash-completion COMPONENT tools
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME loamtunnel)
   # What `loamtunnel demo` asks for where no file is named.
