@@ -2,13 +2,14 @@
 // structs through the same socket into a std::unordered_map, protobuf through it, ZeroMQ with protobuf, and
 // Redis. In one run, the peers by turns, medians of all turns.
 //
-//     LogBench [--counts N] [--changes N] [--keys N] [--trips N] [--turns N] [--ways N] [--check]
+//     LogBench --counts 100000 --turns 3
 //
-// With --check the exit status is 1 if a bar is missed. A bar compares with the structs: at least 0.8 of
-// their rate in a full pass and for changes, and faster than protobuf, twice ZeroMQ, five times Redis; at
-// most 1.3 of their round trip when both processes share a processor.
+// A bar compares with the structs: at least 0.8 of their rate in a full pass and for changes, and faster than
+// protobuf, twice ZeroMQ, five times Redis; at most 1.3 of their round trip when both processes share a
+// processor.
 
 #include "bench/LogEnds.h"
+#include "bench/Process.h"
 
 #include <algorithm>
 #include <chrono>
@@ -110,14 +111,8 @@ struct Measured {
     double bytes = 0;     // sent
 };
 
-/// Seconds of processor time that this process has had.
-double processorTime() {
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
-U64 nanoseconds(double seconds) {
-    return static_cast<U64>(1e9 * seconds);
+U64 nanosecondsSince(std::chrono::nanoseconds processor) {
+    return static_cast<U64>((processorTime() - processor).count());
 }
 
 template <class End>
@@ -177,12 +172,12 @@ Measured measure(std::string const& directory, Writer const& writer, Reader cons
 template <class End, class Work>
 Measured timed(End const& end, std::size_t n, Work const& work) {
     U64 const bytes = end.bytesSent();
-    double const processor = processorTime();
+    auto const processor = processorTime();
     auto const start = Clock::now();
     U64 const others = work();
     double const seconds = std::chrono::duration<double>(Clock::now() - start).count();
     auto const each = [n](double all) { return all / static_cast<double>(n); };
-    return {each(seconds), each(processorTime() - processor + 1e-9 * static_cast<double>(others)),
+    return {each(seconds), each(1e-9 * static_cast<double>(nanosecondsSince(processor) + others)),
             each(static_cast<double>(end.bytesSent() - bytes))};
 }
 
@@ -199,11 +194,11 @@ Measured fullPass(std::string const& directory) {
             });
         },
         [&](End& end, Signal const& writer) {
-            double const start = processorTime();
+            auto const start = processorTime();
             while (end.size() != keys.size()) {
                 end.receive();
             }
-            writer.send(nanoseconds(processorTime() - start));
+            writer.send(nanosecondsSince(start));
         });
 }
 
@@ -237,11 +232,11 @@ Measured changes(std::string const& directory) {
                 end.receive();
             }
             writer.send(0);
-            double const start = processorTime();
+            auto const start = processorTime();
             while (end.count(last) != 2) {
                 end.receive();
             }
-            writer.send(nanoseconds(processorTime() - start));
+            writer.send(nanosecondsSince(start));
         });
 }
 
@@ -278,7 +273,7 @@ Measured roundTrip(std::string const& directory) {
                 mine.receive();
             }
             writer.send(0);
-            double const start = processorTime();
+            auto const start = processorTime();
             for (U32 i = 2; i < end; ++i) {
                 while (mine.count(asked) != i) {
                     mine.receive();
@@ -286,7 +281,7 @@ Measured roundTrip(std::string const& directory) {
                 mine.set(answered, i);
                 mine.flush();
             }
-            writer.send(nanoseconds(processorTime() - start));
+            writer.send(nanosecondsSince(start));
         });
     pin(all);
     return measured;
@@ -353,27 +348,6 @@ void skip(char const* what, char const* why) {
     std::printf("skipped: %s, since %s\n", what, why);
 }
 
-bool options(int argc, char** argv) {
-    std::map<std::string_view, std::size_t*> const numbers = {
-        {"--counts", &sizes.counts}, {"--changes", &sizes.changes}, {"--keys", &sizes.keys},
-        {"--trips", &sizes.trips},   {"--turns", &sizes.turns},     {"--ways", &sizes.ways}};
-    for (int i = 1; i < argc; ++i) {
-        std::string_view const option = argv[i];
-        if (option == "--check") {
-            sizes.check = true;
-        } else if (option.starts_with("--benchmark_")) {
-            std::fprintf(stderr, "LogBench: %s is for the other benchmarks\n", argv[i]);
-        } else if (auto const at = numbers.find(option); at != numbers.end() && i + 1 < argc) {
-            *at->second = std::strtoull(argv[++i], nullptr, 10);
-        } else {
-            std::fprintf(stderr, "LogBench: %s is no option; they stand at the head of bench/LogBench.cpp\n",
-                         argv[i]);
-            return false;
-        }
-    }
-    return sizes.counts > 0 && sizes.changes > 0 && sizes.keys > 1 && sizes.turns > 0 && sizes.trips > 0;
-}
-
 bool bar(char const* what, double is, double limit, bool isMost = false) {
     bool const holds = isMost ? is <= limit : is >= limit;
     std::printf("  %-62s %6.2f  %s %.2f  %s\n", what, is, isMost ? "at most " : "at least", limit,
@@ -384,8 +358,21 @@ bool bar(char const* what, double is, double limit, bool isMost = false) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (!options(argc, argv)) {
-        return 2;
+    CLI::App options("Keeps a map of counts equal in two processes", "LogBench");
+    auto const number = [&](char const* name, std::size_t& value, std::size_t least, char const* what) {
+        options.add_option(name, value, what)
+            ->check(CLI::Range(least, std::size_t{1'000'000'000}))
+            ->capture_default_str();
+    };
+    number("--counts", sizes.counts, 1, "counts of a full pass");
+    number("--changes", sizes.changes, 1, "changes of counts");
+    number("--keys", sizes.keys, 2, "counts that changes are spread over");
+    number("--trips", sizes.trips, 1, "round trips");
+    number("--turns", sizes.turns, 1, "turns; the figures are their medians");
+    number("--ways", sizes.ways, 2, "only the first so many ways");
+    options.add_flag("--check", sizes.check, "exits with 1 if a bar is missed");
+    if (auto const status = bench::read(options, argc, argv)) {
+        return *status;
     }
     char name[] = "/tmp/LogBench.XXXXXX";
     if (mkdtemp(name) == nullptr) {
@@ -417,7 +404,7 @@ int main(int argc, char** argv) {
 #endif
 
     if (ways.size() > sizes.ways) {
-        ways.resize(std::max<std::size_t>(sizes.ways, 2));
+        ways.resize(sizes.ways);
     }
 
     struct Scenario {

@@ -16,8 +16,10 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <string_view>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -126,14 +128,13 @@ private:
             fail("cannot start a process");
         }
         if (child == 0) {
-            int status = 1;
+            prctl(PR_SET_PDEATHSIG, SIGKILL); // however this program ends
             try {
                 role(i)->run();
-                status = 0;
             } catch (std::exception const& exception) {
                 std::fprintf(stderr, "SwitchBench: %s: %s\n", kind(i).c_str(), exception.what());
             }
-            std::_Exit(status);
+            std::_Exit(1);
         }
         children_[i] = child;
     }
@@ -239,38 +240,20 @@ private:
     std::map<std::string, U64> memory_;
 };
 
-bool options(int argc, char** argv, SwitchSize& size, std::string& json) {
-    U32 chip = size.chip;
-    std::map<std::string_view, U32*> const numbers = {
-        {"--lifs", &size.lifs},   {"--applications", &size.applications}, {"--chips", &size.chips},
-        {"--cards", &size.cards}, {"--changed", &size.changed},           {"--chip", &chip}};
-    for (int i = 1; i < argc; ++i) {
-        std::string_view const option = argv[i];
-        if (option.starts_with("--benchmark_")) {
-            std::fprintf(stderr, "SwitchBench: %s is for the other benchmarks\n", argv[i]);
-        } else if (option == "--json" && i + 1 < argc) {
-            json = argv[++i];
-        } else if (auto const at = numbers.find(option); at != numbers.end() && i + 1 < argc) {
-            *at->second = static_cast<U32>(std::strtoul(argv[++i], nullptr, 10));
-        } else {
-            std::fprintf(stderr,
-                         "SwitchBench: %s is no option; they stand at the head of bench/SwitchBench.cpp\n",
-                         argv[i]);
-            return false;
-        }
+std::string jsonOf(SwitchSize const& size, Switch const& all) {
+    nlohmann::ordered_json json{
+        {"lifs", size.lifs},   {"applications", size.applications},        {"chips", size.chips},
+        {"cards", size.cards}, {"steps", nlohmann::ordered_json::array()}, {"memory", all.memory()}};
+    for (auto const& each : all.figures()) {
+        json["steps"].push_back({{"name", each.name},
+                                 {"applications", each.applications},
+                                 {"chips", each.chips},
+                                 {"rows", each.rows},
+                                 {"bytes", each.bytes},
+                                 {"processor", each.processor},
+                                 {"owner", each.ofOwner}});
     }
-    size.chip = static_cast<ChipType>(chip);
-    size.changed = std::min(size.changed, size.lifs / std::max(size.applications, 1u));
-    bool const fits =
-        size.applications >= 1 && size.applications <= 12 && size.chips >= 1 && size.cards <= size.chips &&
-        size.applications + 2 + size.chips + size.cards <= World::most && size.lifs >= size.applications &&
-        size.lifs <= 131'072 && tableInfo("LifTable")->has(size.chip, 1);
-    if (!fits) {
-        std::fprintf(stderr, "SwitchBench: 1 to 12 applications, 1 to 40 chips of a kind with a LifTable, as "
-                             "many cards at most, "
-                             "131072 LIFs at most\n");
-    }
-    return fits;
+    return json.dump(1);
 }
 
 } // namespace
@@ -279,8 +262,28 @@ bool options(int argc, char** argv, SwitchSize& size, std::string& json) {
 int main(int argc, char** argv) {
     bench::SwitchSize size;
     std::string json;
-    if (!bench::options(argc, argv, size, json)) {
-        return 2;
+    CLI::App options("A whole switch, as processes with sockets between them", "SwitchBench");
+    auto const number = [&](char const* name, auto& value, Kor::U32 least, Kor::U32 most, char const* what) {
+        options.add_option(name, value, what)->check(CLI::Range(least, most))->capture_default_str();
+    };
+    number("--lifs", size.lifs, 1, 131'072, "LIFs of all applications");
+    number("--applications", size.applications, 1, 12, "applications");
+    number("--chips", size.chips, 1, 40, "chips");
+    number("--cards", size.cards, 0, 10, "line cards, each with a relay that the chips are behind");
+    number("--changed", size.changed, 0, 131'072, "LIFs that each application changes at a time");
+    options.add_option("--chip", size.chip, "their type")->capture_default_str();
+    options.add_option("--json", json, "writes the figures to this file, too");
+    options.callback([&] {
+        size.changed = std::min(size.changed, size.lifs / size.applications);
+        if (size.lifs < size.applications || size.chips < size.cards) {
+            throw CLI::ValidationError("each application has a LIF, and each card a chip");
+        }
+        if (!Hardware::tableInfo("LifTable")->has(size.chip, 1)) {
+            throw CLI::ValidationError("--chip", "no LifTable on chips of type " + std::to_string(size.chip));
+        }
+    });
+    if (auto const status = bench::read(options, argc, argv)) {
+        return *status;
     }
     bench::Switch all(size);
     all.run();
@@ -297,33 +300,9 @@ int main(int argc, char** argv) {
     for (auto const& [kind, bytes] : all.memory()) {
         std::printf("memory of %-12s %8.1f MiB\n", kind.c_str(), static_cast<double>(bytes) / (1 << 20));
     }
-    if (!json.empty()) {
-        std::FILE* const file = std::fopen(json.c_str(), "w");
-        if (file == nullptr) {
-            std::fprintf(stderr, "SwitchBench: cannot write %s: %s\n", json.c_str(), std::strerror(errno));
-            return 1;
-        }
-        std::fprintf(file, "{\"lifs\": %u, \"applications\": %u, \"chips\": %u, \"cards\": %u, \"steps\": [",
-                     size.lifs, size.applications, size.chips, size.cards);
-        char const* separator = "";
-        for (auto const& each : all.figures()) {
-            std::fprintf(file,
-                         "%s\n  {\"name\": \"%s\", \"applications\": %.6f, \"chips\": %.6f, \"rows\": %llu, "
-                         "\"bytes\": %llu, \"processor\": %.6f, \"owner\": %.6f}",
-                         separator, each.name.c_str(), each.applications, each.chips,
-                         static_cast<unsigned long long>(each.rows),
-                         static_cast<unsigned long long>(each.bytes), each.processor, each.ofOwner);
-            separator = ",";
-        }
-        std::fprintf(file, "],\n \"memory\": {");
-        separator = "";
-        for (auto const& [kind, bytes] : all.memory()) {
-            std::fprintf(file, "%s\"%s\": %llu", separator, kind.c_str(),
-                         static_cast<unsigned long long>(bytes));
-            separator = ", ";
-        }
-        std::fprintf(file, "}}\n");
-        std::fclose(file);
+    if (!json.empty() && !(std::ofstream(json) << jsonOf(size, all) << std::flush)) {
+        std::fprintf(stderr, "SwitchBench: cannot write %s: %s\n", json.c_str(), std::strerror(errno));
+        return 1;
     }
     return 0;
 }

@@ -12,6 +12,7 @@
 /// of that application, which the application wants, and the standby, and every chip. A chip writes a row for
 /// each LIF.
 
+#include "bench/Process.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "model/LoamTunnelModel.h"
@@ -21,7 +22,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <fstream>
 #include <optional>
 #include <string>
@@ -146,7 +146,7 @@ private:
             }
             if (order_ == Order::report) {
                 mine_.bytes = closedBytes_ + openBytes();
-                mine_.processor = processorTime();
+                mine_.processor = static_cast<U64>(processorTime().count());
                 mine_.memory = privateMemory();
             } else if (order_ == Order::verify) {
                 mine_.isWrong = !verify();
@@ -162,11 +162,6 @@ private:
             }
             mine_.doneFor = step_;
         }
-    }
-    static U64 processorTime() {
-        timespec time{};
-        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-        return static_cast<U64>(time.tv_sec) * 1'000'000'000 + static_cast<U64>(time.tv_nsec);
     }
     /// Bytes that no other process shares.
     static U64 privateMemory() {
@@ -220,7 +215,7 @@ protected:
         };
         connector_.emplace(loop(), Kor::Link::Address::parse(world().socket(to)), config);
     }
-    virtual void connected(Session& session) { static_cast<void>(session); }
+    virtual void connected(Session&) {}
     /// What comes now must be told by another peer than the one so far.
     void expectAnother() { complete_ = 0; }
     void disconnect() { connector_.reset(); }
@@ -400,18 +395,40 @@ private:
     U64 digest_ = 0;
 };
 
-/// Has what the owner has, for chips that are behind it.
-class Relay final : public Client {
+/// A client that offers the statuses itself, from when it serves.
+class Server : public Client {
 public:
-    Relay(World& world, U32 number, std::string name) : Client(world, number, name, allApplications(world)) {
+    Server(World& world, U32 number, std::string const& name)
+        : Client(world, number, name, allApplications(world)) {}
+
+protected:
+    void serve(std::string const& name) {
         for (U32 i = 0; i < statuses().size(); ++i) {
             service_->offer(pathOf(i), statuses()[i], Access::readOnly);
         }
         Kor::Link::ListenerConfig config;
         prepare(config, name);
         config.service = service_;
-        listener_.emplace(loop(), Kor::Link::Address::parse(world.socket(name)), config);
+        listener_.emplace(loop(), Kor::Link::Address::parse(world().socket(name)), config);
     }
+    Service& service() { return *service_; }
+    U64 openBytes() const override {
+        U64 bytes = Client::openBytes();
+        for (Session const* const each : service_->sessions()) {
+            bytes += each->stats().bytesOut;
+        }
+        return bytes;
+    }
+
+private:
+    Kor::Ptr<Service> service_ = Kor::makePtr<Service>();
+    std::optional<Kor::Link::Listener> listener_;
+};
+
+/// Has what the owner has, for chips that are behind it.
+class Relay final : public Server {
+public:
+    Relay(World& world, U32 number, std::string const& name) : Server(world, number, name) { serve(name); }
 
 private:
     void begin(Order order) override {
@@ -423,26 +440,16 @@ private:
         }
     }
     bool isDone() override { return isComplete(); }
-    U64 openBytes() const override {
-        U64 bytes = Client::openBytes();
-        for (Session const* const each : service_->sessions()) {
-            bytes += each->stats().bytesOut;
-        }
-        return bytes;
-    }
-
-    Kor::Ptr<Service> service_ = Kor::makePtr<Service>();
-    std::optional<Kor::Link::Listener> listener_;
 };
 
 /// Gives each LIF a place. The standby is the same, and a client of the owner until it takes over.
-class Owner final : public Client {
+class Owner final : public Server {
 public:
     Owner(World& world, U32 number, bool isStandby)
-        : Client(world, number, isStandby ? "standby" : "owner", allApplications(world)),
-          isStandby_(isStandby), applications_(world.size.applications) {
+        : Server(world, number, isStandby ? "standby" : "owner"), isStandby_(isStandby),
+          applications_(world.size.applications) {
         if (!isStandby) {
-            serve();
+            own();
         }
     }
 
@@ -468,7 +475,7 @@ private:
         bool isStale = false;
     };
 
-    void serve() {
+    void own() {
         for (U32 i = world().size.lifs; i-- > 0;) {
             free_.push_back(i);
         }
@@ -482,10 +489,9 @@ private:
                 digest_ += partOfDigest(member.fwkKey(), member.value.index());
                 applications_[i].isStale = true;
             }
-            service_->offer(pathOf(i), statuses()[i], Access::readOnly);
         }
         std::erase_if(free_, [&](U32 index) { return used[index]; });
-        service_->acceptIs(Kor::Name("request"),
+        service().acceptIs(Kor::Name("request"),
                            [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
                                auto const config = Kor::ptrCast<LifAppConfig>(made);
                                U32 const application = config ? config->app() - 1u : ~0u;
@@ -495,10 +501,7 @@ private:
                                applications_[application].stream = peer.out();
                                return Kor::Ptr<Kor::Entity>(applications_[application].config);
                            });
-        Kor::Link::ListenerConfig config;
-        prepare(config, "owner");
-        config.service = service_;
-        listener_.emplace(loop(), Kor::Link::Address::parse(world().socket("owner")), config);
+        serve("owner");
     }
     void requested(U32 application, AradLifEntry const& lif, bool isWanted) {
         auto& status = *statuses()[application];
@@ -553,7 +556,7 @@ private:
         if (order == Order::takeOver && isStandby_) {
             disconnect();
             isStandby_ = false;
-            serve();
+            own();
         }
     }
     bool isDone() override {
@@ -572,18 +575,9 @@ private:
         world().digestFor = world().step.load();
         return true;
     }
-    U64 openBytes() const override {
-        U64 bytes = Client::openBytes();
-        for (Session const* const each : service_->sessions()) {
-            bytes += each->stats().bytesOut;
-        }
-        return bytes;
-    }
 
     bool isStandby_;
     std::vector<Asking> applications_;
-    Kor::Ptr<Service> service_ = Kor::makePtr<Service>();
-    std::optional<Kor::Link::Listener> listener_;
     std::vector<U32> free_;
     std::vector<std::pair<U32, AradLifEntry>> waiting_;
     U64 digest_ = 0;
