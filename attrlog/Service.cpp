@@ -18,16 +18,18 @@ void requireRoot(Name const& path, Ptr<Entity> const& entity) {
     }
 }
 
+static bool isControl(char c) noexcept {
+    return static_cast<U8>(c) < 0x20 || c == 0x7f;
+}
+
 String8 shown(std::string_view text, std::size_t most) {
     std::string plain(text.substr(0, most));
-    std::ranges::replace_if(
-        plain, [](char c) { return static_cast<U8>(c) < 0x20 || c == 0x7f; }, '?');
+    std::ranges::replace_if(plain, isControl, '?');
     return String8(plain);
 }
 
 bool isSoundName(std::string_view text, std::size_t most) noexcept {
-    return text.size() <= most && std::none_of(text.begin(), text.end(),
-                                               [](char c) { return static_cast<U8>(c) < 0x20 || c == 0x7f; });
+    return text.size() <= most && std::ranges::none_of(text, isControl);
 }
 
 void requirePath(Name const& path) {

@@ -18,7 +18,6 @@
 #include <memory>
 #include <random>
 #include <sched.h>
-#include <string_view>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -360,9 +359,7 @@ bool bar(char const* what, double is, double limit, bool isMost = false) {
 int main(int argc, char** argv) {
     CLI::App options("Keeps a map of counts equal in two processes", "LogBench");
     auto const number = [&](char const* name, std::size_t& value, std::size_t least, char const* what) {
-        options.add_option(name, value, what)
-            ->check(CLI::Range(least, std::size_t{1'000'000'000}))
-            ->capture_default_str();
+        bench::addNumber(options, name, value, least, 1'000'000'000, what);
     };
     number("--counts", sizes.counts, 1, "counts of a full pass");
     number("--changes", sizes.changes, 1, "changes of counts");

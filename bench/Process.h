@@ -17,6 +17,12 @@ inline std::chrono::nanoseconds processorTime() {
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
+template <class Number>
+void addNumber(CLI::App& options, char const* name, Number& value, Number least, Number most,
+               char const* what) {
+    options.add_option(name, value, what)->check(CLI::Range(least, most))->capture_default_str();
+}
+
 /// Reads the command line; if the program is to end, its status. `./dev bench` gives Google Benchmark's
 /// options to all, and those are passed over.
 inline std::optional<int> read(CLI::App& options, int argc, char** argv) {

@@ -17,7 +17,6 @@
 #include <memory>
 #include <new>
 #include <nlohmann/json.hpp>
-#include <string_view>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -263,13 +262,13 @@ int main(int argc, char** argv) {
     bench::SwitchSize size;
     std::string json;
     CLI::App options("A whole switch, as processes with sockets between them", "SwitchBench");
-    auto const number = [&](char const* name, auto& value, Kor::U32 least, Kor::U32 most, char const* what) {
-        options.add_option(name, value, what)->check(CLI::Range(least, most))->capture_default_str();
-    };
+    auto const number = [&](char const* name, Kor::U32& value, Kor::U32 least, Kor::U32 most,
+                            char const* what) { bench::addNumber(options, name, value, least, most, what); };
     number("--lifs", size.lifs, 1, 131'072, "LIFs of all applications");
     number("--applications", size.applications, 1, 12, "applications");
-    number("--chips", size.chips, 1, 40, "chips");
-    number("--cards", size.cards, 0, 10, "line cards, each with a relay that the chips are behind");
+    number("--chips", size.chips, 1, bench::World::most, "chips");
+    number("--cards", size.cards, 0, bench::World::most,
+           "line cards, each with a relay that the chips are behind");
     number("--changed", size.changed, 0, 131'072, "LIFs that each application changes at a time");
     options.add_option("--chip", size.chip, "their type")->capture_default_str();
     options.add_option("--json", json, "writes the figures to this file, too");
@@ -277,6 +276,10 @@ int main(int argc, char** argv) {
         size.changed = std::min(size.changed, size.lifs / size.applications);
         if (size.lifs < size.applications || size.chips < size.cards) {
             throw CLI::ValidationError("each application has a LIF, and each card a chip");
+        }
+        if (size.applications + 2 + size.chips + size.cards > bench::World::most) {
+            throw CLI::ValidationError("more than " + std::to_string(bench::World::most) +
+                                       " processes: applications, chips, cards, and two owners");
         }
         if (!Hardware::tableInfo("LifTable")->has(size.chip, 1)) {
             throw CLI::ValidationError("--chip", "no LifTable on chips of type " + std::to_string(size.chip));

@@ -184,18 +184,27 @@ private:
     bool isTold_ = true;
 };
 
-/// A role that connects, and has the statuses of some applications.
+/// A role that connects to a server, and has the statuses of some applications.
 class Client : public Role {
 public:
-    Client(World& world, U32 number, std::string name, std::vector<U32> applications)
-        : Role(world, number), name_(std::move(name)), applications_(std::move(applications)) {
+    Client(World& world, U32 number, std::string name, std::string server, std::vector<U32> applications)
+        : Role(world, number), name_(std::move(name)), server_(std::move(server)),
+          applications_(std::move(applications)) {
         for (U32 const each : applications_) {
             statuses_.push_back(lifAppStatusFactory(idOf(each)));
         }
     }
 
 protected:
-    void connect(std::string const& to) {
+    void begin(Order order) override {
+        if (order == Order::connect) {
+            connect();
+        }
+        if (order == Order::takeOver && server_ == "owner") {
+            complete_ = 0; // what comes now must be told by another one
+        }
+    }
+    void connect() {
         Kor::Link::ConnectorConfig config;
         prepare(config, name_);
         config.firstWait = std::chrono::milliseconds(10);
@@ -213,11 +222,9 @@ protected:
             }
             connected(session);
         };
-        connector_.emplace(loop(), Kor::Link::Address::parse(world().socket(to)), config);
+        connector_.emplace(loop(), Kor::Link::Address::parse(world().socket(server_)), config);
     }
     virtual void connected(Session&) {}
-    /// What comes now must be told by another peer than the one so far.
-    void expectAnother() { complete_ = 0; }
     void disconnect() { connector_.reset(); }
 
     bool isComplete() const { return complete_ == statuses_.size(); }
@@ -228,7 +235,7 @@ protected:
     }
 
 private:
-    std::string name_;
+    std::string name_, server_;
     std::vector<U32> applications_;
     std::vector<Kor::Ptr<LifAppStatus>> statuses_;
     std::size_t complete_ = 0;
@@ -246,7 +253,7 @@ inline std::vector<U32> allApplications(World const& world) {
 class Application final : public Client {
 public:
     Application(World& world, U32 number, U32 application)
-        : Client(world, number, "application" + std::to_string(application), {application}),
+        : Client(world, number, "application" + std::to_string(application), "owner", {application}),
           application_(application), config_(lifAppConfigFactory(idOf(application))),
           answers_(Kor::makePtr<Answers>(*this)), first_(world.round * world.size.changed) {
         for (U32 i = 0; i < count(); ++i) {
@@ -270,12 +277,7 @@ private:
 
     void connected(Session& session) override { session.push(Kor::Name("request"), config_); }
     void begin(Order order) override {
-        if (order == Order::connect) {
-            connect("owner");
-        }
-        if (order == Order::takeOver) {
-            expectAnother();
-        }
+        Client::begin(order);
         if (order == Order::change || order == Order::takeOver) {
             U32 const changed = std::min(world().size.changed, count());
             for (U32 i = 0; i < changed; ++i) {
@@ -309,7 +311,7 @@ private:
 class Chip final : public Client {
 public:
     Chip(World& world, U32 number, std::string server)
-        : Client(world, number, "chip", allApplications(world)), server_(std::move(server)),
+        : Client(world, number, "chip", std::move(server), allApplications(world)),
           words_(tableInfo("LifTable")->words), rows_(std::size_t{world.size.lifs} * words_),
           keys_(world.size.lifs) {
         for (auto const& status : statuses()) {
@@ -361,14 +363,6 @@ private:
         happened();
     }
 
-    void begin(Order order) override {
-        if (order == Order::connect) {
-            connect(server_);
-        }
-        if (order == Order::takeOver && server_ == "owner") {
-            expectAnother();
-        }
-    }
     bool isDone() override {
         return isComplete() && world().digestFor == world().step && digest_ == world().digest;
     }
@@ -386,7 +380,6 @@ private:
         return expected == rows_;
     }
 
-    std::string server_;
     std::size_t words_;
     std::vector<U32> rows_;
     std::vector<AradLifEntry> keys_;
@@ -395,11 +388,11 @@ private:
     U64 digest_ = 0;
 };
 
-/// A client that offers the statuses itself, from when it serves.
+/// A client of the owner that offers the statuses itself, from when it serves.
 class Server : public Client {
 public:
     Server(World& world, U32 number, std::string const& name)
-        : Client(world, number, name, allApplications(world)) {}
+        : Client(world, number, name, "owner", allApplications(world)) {}
 
 protected:
     void serve(std::string const& name) {
@@ -431,14 +424,6 @@ public:
     Relay(World& world, U32 number, std::string const& name) : Server(world, number, name) { serve(name); }
 
 private:
-    void begin(Order order) override {
-        if (order == Order::connect) {
-            connect("owner");
-        }
-        if (order == Order::takeOver) {
-            expectAnother();
-        }
-    }
     bool isDone() override { return isComplete(); }
 };
 
@@ -551,7 +536,7 @@ private:
 
     void begin(Order order) override {
         if (order == Order::connect && isStandby_) {
-            connect("owner");
+            connect();
         }
         if (order == Order::takeOver && isStandby_) {
             disconnect();

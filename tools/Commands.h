@@ -158,6 +158,8 @@ void eachLine(Context& context, std::string const& file,
 /// A row as `decode --file` reads it.
 std::string rowLine(EncodedRow const& row);
 
+/// A file open for reading. Refused when it cannot be read.
+std::ifstream opened(std::string const& file);
 /// Opens a file for reading ("-": the input stream) and calls `read(stream, name)`. Refused when it cannot be
 /// read.
 void withInput(Context& context, std::string const& file,

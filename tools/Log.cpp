@@ -32,14 +32,8 @@ std::string seconds(U64 microseconds) {
 /// Reads a recording, and walks the records of the sides that are wanted.
 class Player {
 public:
-    Player(std::string file, LogOptions const& options) : file_(std::move(file)), options_(options) {
-        errno = 0;
-        stream_.open(file_, std::ios::binary);
-        // A directory opens, and fails when it is read.
-        if (!stream_ || (stream_.peek() == std::ifstream::traits_type::eof() && errno != 0)) {
-            throw Refused("cannot read " + shown(file_) + ": " + std::generic_category().message(errno));
-        }
-    }
+    Player(std::string file, LogOptions const& options)
+        : file_(std::move(file)), options_(options), stream_(opened(file_)) {}
 
     /// Calls `visit(record, microseconds)` with each. Refused where the recording or a record is unsound.
     template <class Visit>

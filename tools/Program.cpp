@@ -428,19 +428,24 @@ void Context::note(std::string const& message) {
     err << coloured("loamtunnel:", colourErr) << ' ' << message << '\n';
 }
 
+std::ifstream opened(std::string const& file) {
+    errno = 0;
+    std::ifstream stream(file, std::ios::binary);
+    // A directory opens, and fails when it is read.
+    if (!stream || (stream.peek() == std::ifstream::traits_type::eof() && errno != 0)) {
+        throw Refused("cannot read " + shown(file) + ": " + std::generic_category().message(errno));
+    }
+    stream.clear();
+    return stream;
+}
+
 void withInput(Context& context, std::string const& file,
                std::function<void(std::istream& stream, std::string const& name)> const& read) {
     if (file == "-") {
         read(context.in, "stdin");
         return;
     }
-    errno = 0;
-    std::ifstream stream(file);
-    // A directory opens, and fails when it is read.
-    if (!stream || (stream.peek() == std::ifstream::traits_type::eof() && errno != 0)) {
-        throw Refused("cannot read " + shown(file) + ": " + std::generic_category().message(errno));
-    }
-    stream.clear();
+    std::ifstream stream = opened(file);
     read(stream, file);
 }
 
