@@ -268,8 +268,8 @@ class Mount:
         else:
             key, value = form.read(data, at, end)
             held._set(key, value, self)
-        if self.sweeps and id_ in self.sweeps:
-            self.sweeps[id_].discard(key)
+        if self.sweeps and (sweep := self.sweeps.get(id_)):
+            sweep.discard(key)
         if self.dirty:
             self.dirty.pop((id_, key), None)
 

@@ -56,6 +56,7 @@ class _Link(asyncio.Protocol):
     def data_received(self, data: bytes) -> None:
         self.peer.session.feed(data)
         self.peer._flush()
+        self.peer._something_came()
 
     def pause_writing(self) -> None:
         self.is_paused = True
@@ -79,13 +80,11 @@ class Peer:
         self._link = _Link(self)
         self._opened: asyncio.Future[None] = self._loop.create_future()
         self._closed: asyncio.Future[None] = self._loop.create_future()
-        self._told: list[asyncio.Future] = []
-        self._emptied: list[asyncio.Future] = []
+        self._awaiting: list[asyncio.Future] = []
         self._answering: set[asyncio.Task] = set()
         self._pushes: dict[Entity, Push] = {}
         self.session = Session(service, connects, self, limits, self._wake)
         self.session.on_open = lambda: _settle(self._opened, None)
-        self.session.on_offer = self._on_offer
         self.session.on_end = self._on_end
         self.session.on_awaitable = self._on_awaitable
 
@@ -103,7 +102,9 @@ class Peer:
     async def offers(self) -> dict[str, Offer]:
         """What the peer offers, by path, once it has told all."""
         while not self.session.all_told:
-            await self._next_offer()
+            if self.is_closed:
+                raise ConnectionEnded(self.session.reason)
+            await self.something()
         return dict(self.session.offers)
 
     async def want(self, path: str, entity: Entity | None = None) -> Entity:
@@ -159,10 +160,7 @@ class Peer:
         """Returns when all that was written has been handed to the operating system."""
         self._flush()
         while not self.is_closed and (self.session.has_more or self._buffered()):
-            done = self._loop.create_future()
-            self._emptied.append(done)
-            self._loop.call_later(0.005, _settle, done, None)
-            await done
+            await asyncio.sleep(0.002)
             self._flush()
 
     async def close(self, reason: str = "done") -> None:
@@ -183,7 +181,7 @@ class Peer:
     def _wake(self) -> None:
         if self._scheduled:
             return
-        if self._loop.is_running():
+        if not self._loop.is_closed():
             self._scheduled = True
             self._loop.call_soon(self._flush)
 
@@ -201,26 +199,26 @@ class Peer:
     def _buffered(self) -> int:
         return self._link.transport.get_write_buffer_size() if self._link.transport is not None else 0
 
-    def _on_offer(self, path: str) -> None:
-        for each in self._told:
+    def _something_came(self) -> None:
+        for each in self._awaiting:
             _settle(each, None)
-        self._told.clear()
+        self._awaiting.clear()
 
-    async def _next_offer(self) -> None:
+    async def something(self) -> None:
+        """Returns when something has come from the peer, whatever it is, or the connection has ended."""
         if self.is_closed:
-            raise ConnectionEnded(self.session.reason)
+            return
         heard = self._loop.create_future()
-        self._told.append(heard)
+        self._awaiting.append(heard)
         try:
             await heard
         finally:
-            if heard in self._told:
-                self._told.remove(heard)
+            if heard in self._awaiting:
+                self._awaiting.remove(heard)
 
     def _on_end(self, error: Exception) -> None:
-        for each in (self._opened, *self._told):
-            _settle(each, error)
-        self._told.clear()
+        _settle(self._opened, error)
+        self._something_came()
         self._wake()
 
     def _on_awaitable(self, answer, reply: Callable[[str, bool], None]) -> None:

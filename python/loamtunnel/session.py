@@ -186,7 +186,6 @@ class Session:
         self.counts: Counter[str] = Counter()
         self.has_room = True
         self.on_open: Callable[[], None] = lambda: None
-        self.on_offer: Callable[[str], None] = lambda path: None
         self.on_end: Callable[[Exception], None] = lambda error: None
         self._out: list[bytes] = []
         self._size = 0
@@ -631,17 +630,14 @@ class Session:
         writable, at = records.read_number(data, at, end)
         _ended_at(at, end)
         self.offers[path] = Offer(path, type_, bool(writable & 1))
-        self.on_offer(path)
 
     def _hear_withdrawn(self, data, at: int, end: int) -> None:
         path = _whole_string(data, at, end)
         self.offers.pop(path, None)
-        self.on_offer(path)
 
     def _hear_all_told(self, data, at: int, end: int) -> None:
         _ended_at(at, end)
         self.all_told = True
-        self.on_offer("")
 
     def _hear_want(self, data, at: int, end: int) -> None:
         path, at = records.read_string(data, at, end)

@@ -109,9 +109,11 @@ class Entity:
 
     def _changed(self, attribute: schema.Attribute, key, origin) -> None:
         self.version += 1
-        for mount in tuple(self._mounts):
-            if mount is not origin:
-                mount.changed(attribute, key)
+        mounts = self._mounts
+        if mounts and (mounts[0] is not origin or len(mounts) > 1):
+            for mount in tuple(mounts):
+                if mount is not origin:
+                    mount.changed(attribute, key)
         node: Entity | None = self
         while node is not None:
             if node._watchers:
@@ -223,9 +225,14 @@ class Map(MutableMapping):
     # What a connection calls: nothing is checked again, and `origin` is not told of it.
 
     def _set(self, key, value, origin) -> None:
-        if self._items.get(key) != value:
-            self._items[key] = value
-            self._entity._changed(self._attribute, key, origin)
+        items = self._items
+        count = len(items)
+        old = items.setdefault(key, value)  # one look-up for a new key
+        if len(items) == count:
+            if old == value:
+                return
+            items[key] = value
+        self._entity._changed(self._attribute, key, origin)
 
     def _delete(self, key, origin) -> bool:
         if self._items.pop(key, None) is None:
