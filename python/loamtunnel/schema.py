@@ -37,6 +37,7 @@ class Attribute:
     bits: int = 0  # of a view, or of a stored number: how wide it is
     default: object = None
     most: int | None = None  # the greatest number that the owner takes
+    words: str | None = None  # what is said of a greater one that has come from a peer
     travels: bool = False
     value: object = None  # of a constant
 
@@ -116,7 +117,7 @@ def _attribute(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict)
         attribute["id"], name, attribute["type"], _role(type_, attribute, kinds, extra), attribute["keyType"] or None
     )
     made.inside = extra["keysInside"].get(owner, {}).get(name)
-    made.most = (extra["limits"].get(owner, {}).get(name) or [None])[0]
+    made.most, made.words = extra["limits"].get(owner, {}).get(name, (None, None))
     made.value = extra["constants"].get(owner, {}).get(name)
     made.bits = BITS.get(made.type, 0)
     if made.role == "view":

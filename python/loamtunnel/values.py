@@ -219,7 +219,7 @@ class Value:
         super().__init_subclass__(**options)
 
     def __reduce__(self):
-        return type(self).made, self._stored()
+        return _restored, (self._schema.name, self._stored())
 
     def __lt__(self, other):
         return self._stored() < other._stored() if self._like(other) else NotImplemented
@@ -257,6 +257,10 @@ class Value:
         return f"{type(self).__name__}({', '.join(f'{k}={_plain(v)}' for k, v in given.items())})"
 
 
+def _restored(name: str, stored: tuple):
+    return python_type(name).made(*stored)
+
+
 def _plain(value) -> str:
     return f"{type(value).__name__}.{value}" if isinstance(value, Enumeration) and value.is_known else repr(value)
 
@@ -279,10 +283,10 @@ def coerced(name: str, type_: str, value, most: int | None = None):
     if isinstance(value, Value) and issubclass(kind, Value) and value._family is kind._family:
         return kind.made(*value._stored())
     if issubclass(kind, Value):
-        if described.scalar and not isinstance(value, Value):
-            return kind(value)
         if isinstance(value, tuple):
             return kind(*value)
+        if described.scalar and not isinstance(value, Value):
+            return kind(value)
         if isinstance(value, dict):
             return kind(**value)
         raise TypeError(f"{name}: {value!r} is no {kind.__name__}")
@@ -327,15 +331,37 @@ def _value_class(type_: schema.Type) -> type:
     for name in ("_stored", "__hash__", "__eq__"):
         setattr(kind, name, made[name])
     kind.__init__ = _constructor(type_)
-    kind.checked = staticmethod(kind)
+    kind.checked = staticmethod(_checked(kind, type_))
     return kind
+
+
+def _always(type_: schema.Type) -> tuple[str, int] | None:
+    """The word of a value that has bits set whatever it is made from, and those bits."""
+    found = type_.check.get("always")
+    return ("_" + found[0], found[1]) if found else None
+
+
+def _checked(kind: type, type_: schema.Type):
+    """Makes a value from what a peer has sent where the peer is not simply believed."""
+    limits = [(i, each.words, each.most) for i, each in enumerate(type_.stored) if each.most is not None]
+    always = _always(type_)
+
+    def checked(*stored):
+        for place, words, most in limits:
+            at_most(words, most, stored[place])
+        made = kind.made(*stored)
+        if always:
+            setattr(made, always[0], getattr(made, always[0]) | always[1])
+        return made
+
+    return checked
 
 
 def _constructor(type_: schema.Type):
     stored = type_.stored
     by_name = type_.attributes
     settable = [each.name for each in by_name.values() if each.role in ("stored", "view")]
-    always = type_.check.get("always", 0)
+    always = _always(type_)
 
     def __init__(self, *given, **named) -> None:
         if len(given) > len(stored):
@@ -348,7 +374,7 @@ def _constructor(type_: schema.Type):
             value = named.pop(each.name, each.default)
             setattr(self, "_" + each.name, coerced(each.name, each.type, value, each.most))
         if always:
-            self._value |= always
+            setattr(self, always[0], getattr(self, always[0]) | always[1])
         for name, value in named.items():
             attribute = by_name.get(name)
             if attribute is None or attribute.role != "view":

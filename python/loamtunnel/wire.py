@@ -67,7 +67,7 @@ class _Composer:
         if type_.form == "chips":
             return self.leaf("*" + self.bound("k", kind), given)
         parts = [
-            self.value(each.type, f"{given}.{each.name}", each.type in type_.check.get("checks", ()))
+            self.value(each.type, f"{given}.{each.name}", each.name in type_.check.get("checks", ()))
             for each in type_.stored
         ]
         make = kind.checked if checked else kind.made
