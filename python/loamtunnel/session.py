@@ -226,6 +226,7 @@ class Session:
 
     def take(self) -> bytes:
         """What is to go now. Call it again when that has gone; b"" when nothing is left."""
+        self.has_room = self._size <= ROOM
         self._pump()
         data = b"".join(self._out)
         self._out.clear()
@@ -587,8 +588,8 @@ class Session:
                 raise Refused(f"{path} is not taken in")
             if entity._schema is not made._schema:
                 raise Refused(f"{path} takes in no {made._schema.short}")
-        except Refused as refusal:
-            self._put_verdict(path, number_, PUSHED, str(refusal))
+        except Exception as refusal:  # the taker's own faults, too, are for the side that pushed
+            self._put_verdict(path, number_, PUSHED, str(refusal) or type(refusal).__name__)
             return
         if entity is made:
             entity._place = path
