@@ -11,9 +11,9 @@ import functools
 from collections.abc import Iterator
 
 from . import records, schema, values, wire
-from .errors import RangeError, StreamFault
+from .errors import LoamError, StreamFault
 from .records import CHILD, MARKER, SECONDARY, UNSIZED
-from .tree import Children, Entity, References
+from .tree import Children, Entity
 
 SYNC_MODE, ENTITY = 135, 136
 COMING, COME, ALL_COME = 2, 1, 3  # sync modes
@@ -159,7 +159,12 @@ class Mount:
             mount.close()
             mount = None
         if mount is None:
-            mount = Mount(self.session, child, self.session.new_id(), self.root, self, place)
+            try:
+                id_ = self.session.new_id()
+            except LoamError as fault:  # the peer takes no more: what it has cannot stay equal
+                self.session.close(str(fault))
+                return
+            mount = Mount(self.session, child, id_, self.root, self, place)
             self._put(place[0], form.write_key(key) + records.number(mount.id), UNSIZED | SECONDARY, CHILD)
             if self.stage == SENT and _is_empty(child):
                 mount.sync_mode(COME)
@@ -393,6 +398,3 @@ class Mount:
 
 def _is_empty(entity: Entity) -> bool:
     return not entity._scalars and not any(each._items for each in entity._maps.values())
-
-
-__all__ = ["ENTITY", "Mount", "RangeError", "References", "forms"]

@@ -271,24 +271,22 @@ class Session:
             mounts, counts = self.mounts, self.counts
             for form, entity, attribute, secondary, bytes_, at, end in reader:
                 counts["records in"] += 1
-                if entity == 1:
-                    self._hear(form, attribute, bytes_, at, end)
-                    if self.ended:
-                        return
-                    continue
-                if not self.is_open:
-                    raise StreamFault("a record came before the hello")
-                mount = mounts.get(entity)
-                if mount is None:
-                    counts["unknown entities"] += 1
-                elif attribute == -ENTITY:
-                    self._hear_unmounted(mount)
-                else:
-                    try:
+                try:
+                    if entity == 1:
+                        self._hear(form, attribute, bytes_, at, end)
+                    elif not self.is_open:
+                        raise StreamFault("a record came before the hello")
+                    elif (mount := mounts.get(entity)) is None:
+                        counts["unknown entities"] += 1
+                    elif attribute == -ENTITY:
+                        self._hear_unmounted(mount)
+                    else:
                         mount.apply(form, attribute, bytes_, at, end)
-                    except RangeError as fault:
-                        counts["refused"] += 1
-                        self.last_refused = str(fault)
+                except RangeError as fault:
+                    counts["refused"] += 1
+                    self.last_refused = str(fault)
+                if self.ended:
+                    return
         except StreamFault as fault:
             self.close(str(fault))
         except IndexError:
@@ -377,9 +375,12 @@ class Session:
         self.put(record(1, ALL_TOLD, b""))
         self.on_open()
 
-    def _when_open(self, what: Callable[[], None]) -> None:
+    def _check_open(self) -> None:
         if self.ended:
             raise ConnectionEnded(self.reason)
+
+    def _when_open(self, what: Callable[[], None]) -> None:
+        self._check_open()
         if self.is_open:
             what()
         else:
@@ -464,6 +465,7 @@ class Session:
     def want(self, path: str, entity: Entity | None, done: Callable[[Exception | None], None]) -> Wish:
         """Asks for what is offered under a path. Given an entity of its type, that one becomes the copy."""
         check_path(path)
+        self._check_open()
         if path in self.wishes:
             raise ValueError(f"{path} is wanted already")
         self._numbers += 1
@@ -483,6 +485,7 @@ class Session:
     def push(self, path: str, entity: Entity, writable: bool, done: Callable[[Exception | None], None]) -> Push:
         """Pushes an entity; with `writable`, the peer may write to it."""
         check_path(path)
+        self._check_open()
         self._numbers += 1
         push = Push(path, self._numbers, entity, done)
         self.pushes[push.number] = push
@@ -651,7 +654,10 @@ class Session:
         elif len(self.roots) >= self.theirs.roots:
             self._put_verdict(path, number_, 0, f"{self.name} takes no more than {self.theirs.roots} roots")
         else:
-            self.roots[path] = self._announce(offer.entity, path, number_, 0, offer.writable, None)
+            try:
+                self.roots[path] = self._announce(offer.entity, path, number_, 0, offer.writable, None)
+            except LoamError as fault:
+                self._put_verdict(path, number_, 0, str(fault))
 
     def _hear_unwant(self, data, at: int, end: int) -> None:
         self._unmount(_whole_string(data, at, end))

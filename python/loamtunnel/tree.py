@@ -17,6 +17,7 @@ An entity belongs to one thread, that of the event loop on which its connections
 from __future__ import annotations
 
 import asyncio
+import logging
 import weakref
 from collections.abc import Callable, Iterator, MutableMapping
 from dataclasses import dataclass
@@ -189,6 +190,11 @@ class Map(MutableMapping):
             raise ValueError(f"{at.name}: the value's {at.inside} is {getattr(value, at.inside)!r}, not {key!r}")
         return value
 
+    def increment(self, key, by: int = 1) -> int:
+        """Adds to a count, which is 0 when it is not there yet, and gives the sum."""
+        self[key] = total = (self.get(key) or 0) + by
+        return total
+
     def put(self, value) -> None:
         """Sets a value that holds its own key."""
         at = self._attribute
@@ -302,7 +308,10 @@ class Watch:
         entity._watchers.add(self)
 
     def changed(self, entity: Entity, attribute: schema.Attribute, key) -> None:
-        self._heard(Change(entity, attribute.name, key, entity._value(attribute, key)))
+        try:
+            self._heard(Change(entity, attribute.name, key, entity._value(attribute, key)))
+        except Exception:  # contained: the other watchers and the connection go on
+            logging.getLogger(__package__).exception("a watch of %s has failed", self._entity.path)
 
     def ended(self, why: Exception | None) -> None:
         """The connection that fed the entity has ended."""
