@@ -16,7 +16,8 @@ await. `loamtunnel.session` has no socket, for programs with a loop of their own
 
 from .errors import ConnectionEnded, LoamError, RangeError, ReadOnly, Refused, RequestFailed, StreamFault
 from .peer import Peer, Server, connect, serve
-from .session import Limits, Service, Session
+from .service import Limits, Service
+from .session import Session
 from .tree import Change, Entity
 from .wire import from_wire, to_wire
 

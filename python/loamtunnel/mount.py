@@ -255,8 +255,7 @@ class Mount:
         if form.role == "children":
             key, at = form.read_open(data, at, end)
             child, at = records.read_number(data, at, end)
-            if at != end:
-                raise StreamFault("a payload is too long")
+            records.ended_at(at, end)
             self._hear_child(held, form, key, child)
             return
         if form.role == "references":

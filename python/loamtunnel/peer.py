@@ -18,7 +18,8 @@ import os
 from collections.abc import Callable
 
 from .errors import ConnectionEnded, LoamError
-from .session import Limits, Offer, Push, Service, Session
+from .service import Limits, Offer, Service
+from .session import Push, Session
 from .tree import Entity
 
 

@@ -77,6 +77,18 @@ def read_string(data, at: int, end: int) -> tuple[str, int]:
     return decoded(bytes(data[at : at + length])), at + length
 
 
+def ended_at(at: int, end: int) -> None:
+    if at != end:
+        raise StreamFault("a payload is too long")
+
+
+def whole_string(data, at: int, end: int) -> str:
+    """A string that is all that there is."""
+    text, at = read_string(data, at, end)
+    ended_at(at, end)
+    return text
+
+
 def encoded(text: str) -> bytes:
     return text.encode("utf-8", "surrogateescape")
 

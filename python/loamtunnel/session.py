@@ -7,99 +7,24 @@ A session sends a preamble and a hello, then what this side offers, wants, pushe
 from __future__ import annotations
 
 import struct
-import weakref
 from collections import Counter, deque
 from collections.abc import Callable, Iterator
-from dataclasses import dataclass, field
-from typing import NamedTuple
+from dataclasses import dataclass
 
 from . import records, schema, values
-from .errors import ConnectionEnded, LoamError, RangeError, Refused, RequestFailed, StreamFault
-from .mount import COMING, ENTITY, Mount, SENT
-from .records import RecordReader, number, record, section, string
+from .calls import ANSWER, REQUEST, Calls, Request
+from .errors import ConnectionEnded, LoamError, RangeError, Refused, StreamFault
+from .mount import ENTITY, Mount
+from .records import RecordReader, ended_at, number, record, section, string, whole_string
+from .service import Limits, Offer, Service, check_path, has_control
 from .tree import Entity
+from .wire import codec, to_wire
 
 MAGIC = bytes.fromhex("894c6f616d4c6f67")
 PROTOCOLS = (2, 2)  # the lowest and the highest that are spoken here
-HELLO, GOODBYE, OFFER, ALL_TOLD, WANT, VERDICT, REQUEST, ANSWER = range(160, 168)
+HELLO, GOODBYE, OFFER, ALL_TOLD, WANT, VERDICT = range(160, 166)
 PUSHED, WRITABLE = 1, 2
-MOST_REQUESTS = 16
-LONGEST_TEXT = 65535
 ROOM = 256 * 1024  # what waits to go before the stream counts as full
-
-
-class Limits(NamedTuple):
-    """What a side takes from the other one."""
-
-    record: int = records.LONGEST_RECORD
-    ring: int = 262144
-    entities: int = 65536
-    roots: int = 1024
-
-
-@dataclass(slots=True)
-class Offer:
-    """What one side offers under a path."""
-
-    path: str
-    type: str
-    writable: bool
-    entity: Entity | None = None
-
-
-class Service:
-    """What a process offers, takes in and answers, on all of its connections.
-
-        service = Service("driver")
-        service.offer("lifStatus", statuses)
-        service.accept("lifConfig", lambda peer, made: configs.appConfig.add(made.key))
-        service.answer("echo", lambda peer, argument: argument)
-    """
-
-    def __init__(self, name: str = "") -> None:
-        self.name = name
-        self.offers: dict[str, Offer] = {}
-        self.takers: dict[str, tuple[Callable, bool]] = {}
-        self.verbs: dict[str, Callable] = {}
-        self.sessions: weakref.WeakSet[Session] = weakref.WeakSet()
-
-    def offer(self, path: str, entity: Entity, writable: bool = False) -> None:
-        """Offers an entity under a path; with `writable`, whoever wants it may write to it."""
-        check_path(path)
-        if path in self.offers:
-            raise ValueError(f"{path} is offered already")
-        self.offers[path] = Offer(path, entity._schema.name, writable, entity)
-        entity._place = path if entity.parent is None else entity._place
-        for each in tuple(self.sessions):
-            each.tell_offer(self.offers[path])
-
-    def withdraw(self, path: str) -> None:
-        del self.offers[path]
-        for each in tuple(self.sessions):
-            each.tell_withdrawn(path)
-
-    def accept(self, path: str, taker: Callable[[object, Entity], Entity | None], writable: bool = True) -> None:
-        """Takes in what is pushed under a path.
-
-        `taker(peer, made)` gets an entity of the pushed type and key, and gives the one that the pushed state is to fill:
-        `made` itself, or another one of its type. None, or a `Refused`, refuses the push.
-        """
-        check_path(path)
-        self.takers[path] = (taker, writable)
-
-    def answer(self, verb: str, handler: Callable) -> None:
-        """Answers requests: `handler(peer, argument)` gives the text, now or as an awaitable; an exception is an error."""
-        self.verbs[verb] = handler
-
-
-def check_path(path: str) -> None:
-    size = len(records.encoded(path))
-    if not 1 <= size <= 255 or has_control(path):
-        raise ValueError(f"{path!r} is no path; one has 1 to 255 bytes without control characters")
-
-
-def has_control(text: str) -> bool:
-    return any(ord(each) < 32 or ord(each) == 127 for each in text)
 
 
 class Root:
@@ -148,15 +73,6 @@ class Push(Wish):
     """A push on its way. `done(error)` is called once: None when the peer has taken it in."""
 
 
-@dataclass(eq=False)
-class Request:
-    id: int
-    verb: str
-    argument: str
-    done: Callable[[str | None, Exception | None], None] | None
-    pieces: list[str] = field(default_factory=list)
-
-
 class Session:
     """One side of a connection. `connects` tells which: ids and ties depend on it."""
 
@@ -193,16 +109,13 @@ class Session:
         self._reader = RecordReader()
         self._preamble = False
         self._next_id = 7 if connects else 5
-        self._numbers = self._requests = 0
+        self._numbers = 0
         self._given: set[int] = set()  # ids under which the peer's entities stand
         self._their_roots: set[int] = set()
         self._flows: deque[Iterator[None]] = deque()
         self._marked: dict[Mount, None] = {}
         self._awaited: dict[int, list[tuple[Entity, Mount, int, object]]] = {}
-        self._under_way: deque[Request] = deque()
-        self._waiting: deque[Request] = deque()
-        self._asked: deque[list] = deque()  # the peer's requests: [id, answer or None, is an error]
-        self._asking: tuple[int, str, list[str]] | None = None
+        self._calls = Calls(self)
         self._put(MAGIC + struct.pack(">HH", *PROTOCOLS))
         self._put(self._hello())
         service.sessions.add(self)
@@ -310,14 +223,17 @@ class Session:
         tops = {each.root.mount for each in self.mounts.values()}
         for mount in tuple(self.mounts.values()):
             mount.close()
-        for request in (*self._under_way, *self._waiting):
-            if request.done is not None:
-                request.done(None, error)
+        self._calls.end(error)
         for mount in tops:
             if mount is not None and not mount.root.mine:
                 for watch in tuple(mount.entity._watchers or ()):
                     watch.ended(error)
         self.on_end(error)
+
+    @property
+    def longest_record(self) -> int:
+        """What both sides have agreed on."""
+        return self._reader.longest
 
     # The beginning
 
@@ -351,7 +267,7 @@ class Session:
         found = records.sections(data, at, end)
         if not {16, 17, 18} <= found.keys():
             raise StreamFault("a hello lacks a section; 16, 17 and 18 must be there")
-        name = _whole_string(data, *found[16])
+        name = whole_string(data, *found[16])
         (a, b), (c, d) = found[17], found[18]
         if b - a != 8 or d - c != 16:
             raise StreamFault("a section of the hello has another size")
@@ -391,7 +307,7 @@ class Session:
         if attribute == HELLO:
             self._hear_hello(data, at, end)
         elif attribute == GOODBYE:
-            self.close(_whole_string(data, at, end), said=False)
+            self.close(whole_string(data, at, end), said=False)
         elif not self.is_open:
             raise StreamFault("a record came before the hello")
         elif attribute == ENTITY:
@@ -505,8 +421,6 @@ class Session:
         types = b"".join(string(each) for each in (entity._schema.name, *entity._schema.bases))
         argument = string(entity.name)
         if entity._schema.argument:
-            from .wire import to_wire
-
             argument = to_wire(entity.key, entity._schema.attributes[entity._schema.argument].type)
         id_ = self.new_id()
         self.put(
@@ -567,9 +481,7 @@ class Session:
     def _made(self, type_: schema.Type, data, at: int, end: int) -> Entity:
         kind = values.python_type(type_.name)
         if not type_.argument:
-            return kind(_whole_string(data, at, end) if end > at else "")
-        from .wire import codec
-
+            return kind(whole_string(data, at, end) if end > at else "")
         return kind(codec(type_.attributes[type_.argument].type, tolerant=True)[0](data, at, end)[0])
 
     def _hold(self, root: Root, entity: Entity, id_: int) -> Mount:
@@ -632,21 +544,21 @@ class Session:
         path, at = records.read_string(data, at, end)
         type_, at = records.read_string(data, at, end)
         writable, at = records.read_number(data, at, end)
-        _ended_at(at, end)
+        ended_at(at, end)
         self.offers[path] = Offer(path, type_, bool(writable & 1))
 
     def _hear_withdrawn(self, data, at: int, end: int) -> None:
-        path = _whole_string(data, at, end)
+        path = whole_string(data, at, end)
         self.offers.pop(path, None)
 
     def _hear_all_told(self, data, at: int, end: int) -> None:
-        _ended_at(at, end)
+        ended_at(at, end)
         self.all_told = True
 
     def _hear_want(self, data, at: int, end: int) -> None:
         path, at = records.read_string(data, at, end)
         number_, at = records.read_number(data, at, end)
-        _ended_at(at, end)
+        ended_at(at, end)
         self._unmount(path)
         offer = self.service.offers.get(path)
         if offer is None or offer.entity is None:
@@ -660,13 +572,13 @@ class Session:
                 self._put_verdict(path, number_, 0, str(fault))
 
     def _hear_unwant(self, data, at: int, end: int) -> None:
-        self._unmount(_whole_string(data, at, end))
+        self._unmount(whole_string(data, at, end))
 
     def _hear_verdict(self, data, at: int, end: int) -> None:
         path, at = records.read_string(data, at, end)
         number_, at = records.read_number(data, at, end)
         bits, at = records.read_number(data, at, end)
-        reason = _whole_string(data, at, end)
+        reason = whole_string(data, at, end)
         if not bits & PUSHED:
             wish = self.wishes.get(path)
             if wish is not None and wish.number == number_ and not bits & 2:
@@ -683,118 +595,18 @@ class Session:
         self.unpush(push)
         push.settle(Refused(reason))
 
-    # Requests and answers
+    # Requests
 
     def request(self, verb: str, argument: str, done: Callable[[str | None, Exception | None], None]) -> Request:
         """Asks the peer. `done(answer, error)` is called once; more than 16 at a time wait their turn."""
-        if not 1 <= len(records.encoded(verb)) <= 64:
-            raise ValueError(f"{verb!r} is no verb; one has 1 to 64 bytes")
-        if (size := len(records.encoded(argument))) > LONGEST_TEXT:
-            raise ValueError(f"an argument of {size} bytes is too long; it has at most {LONGEST_TEXT}")
-        self._requests += 1
-        made = Request(self._requests, verb, argument, done)
-        self._when_open(lambda: (self._waiting.append(made), self._ask()))
+        self._check_open()
+        made = self._calls.request(verb, argument, done)
+        self._when_open(self._calls.ask)
         return made
-
-    def _ask(self) -> None:
-        while self._waiting and len(self._under_way) < MOST_REQUESTS:
-            request = self._waiting.popleft()
-            if request.done is None:
-                continue  # nobody waits for it any more
-            self._under_way.append(request)
-            for more, piece in self._pieces(request.argument):
-                payload = number(request.id) + number(more) + string(request.verb) + string(piece)
-                self.put(record(1, REQUEST, payload))
-
-    def _pieces(self, text: str) -> Iterator[tuple[int, bytes]]:
-        data, size = records.encoded(text), self._reader.longest - 128
-        for at in range(0, max(len(data), 1), size):
-            yield int(at + size < len(data)), data[at : at + size]
-
-    def _hear_request(self, data, at: int, end: int) -> None:
-        id_, at = records.read_number(data, at, end)
-        bits, at = records.read_number(data, at, end)
-        verb, at = records.read_string(data, at, end)
-        piece = _whole_string(data, at, end)
-        if not 1 <= len(records.encoded(verb)) <= 64:
-            raise StreamFault("a verb has 1 to 64 bytes")
-        if self._asking is None:
-            if len(self._asked) >= MOST_REQUESTS:
-                raise StreamFault(f"more than {MOST_REQUESTS} requests are under way")
-            self._asking = (id_, verb, [])
-        elif self._asking[:2] != (id_, verb):
-            raise StreamFault("the pieces of two requests are mixed")
-        pieces = self._asking[2]
-        pieces.append(piece)
-        if sum(len(records.encoded(each)) for each in pieces) > LONGEST_TEXT:
-            raise StreamFault(f"the argument of a request has more than {LONGEST_TEXT} bytes")
-        if bits & 1:
-            return
-        self._asking = None
-        slot: list = [id_, None, False]
-        self._asked.append(slot)
-        self._ask_service(verb, records.decoded(b"".join(map(records.encoded, pieces))), slot)
-
-    def _ask_service(self, verb: str, argument: str, slot: list) -> None:
-        def reply(answer: str, is_error: bool = False) -> None:
-            if slot[1] is None:
-                slot[1:] = [answer, is_error]
-                self._answer()
-
-        handler = self.service.verbs.get(verb)
-        if handler is None:
-            reply(f"the verb {verb} is not known here{schema.nearest(verb, self.service.verbs)}", True)
-            return
-        try:
-            answer = handler(self.peer, argument)
-        except Exception as fault:  # the peer hears of it, in its words
-            reply(str(fault) or type(fault).__name__, True)
-            return
-        if isinstance(answer, str):
-            reply(answer)
-        else:
-            self.on_awaitable(answer, reply)
 
     def on_awaitable(self, answer, reply: Callable[[str, bool], None]) -> None:
         """An answer that takes time. Whoever has an event loop replaces this."""
         reply("the answer is no text", True)
-
-    def _answer(self) -> None:
-        while self._asked and self._asked[0][1] is not None:
-            id_, answer, is_error = self._asked.popleft()
-            if len(records.encoded(answer)) > LONGEST_TEXT:
-                answer, is_error = f"the answer has more than {LONGEST_TEXT} bytes", True
-            for more, piece in self._pieces(answer):
-                self.put(record(1, ANSWER, number(id_) + number(more | 2 * is_error) + string(piece)))
-
-    def _hear_answer(self, data, at: int, end: int) -> None:
-        id_, at = records.read_number(data, at, end)
-        bits, at = records.read_number(data, at, end)
-        piece = _whole_string(data, at, end)
-        if not self._under_way or self._under_way[0].id != id_:
-            raise StreamFault(f"an answer to the request {id_}, which is not the next one")
-        request = self._under_way[0]
-        request.pieces.append(piece)
-        if sum(map(len, request.pieces)) > LONGEST_TEXT:
-            raise StreamFault(f"an answer has more than {LONGEST_TEXT} bytes")
-        if bits & 1:
-            return
-        self._under_way.popleft()
-        answer = records.decoded(b"".join(map(records.encoded, request.pieces)))
-        if request.done is not None:
-            request.done(*((None, RequestFailed(answer)) if bits & 2 else (answer, None)))
-        self._ask()
-
-
-def _ended_at(at: int, end: int) -> None:
-    if at != end:
-        raise StreamFault("a payload is too long")
-
-
-def _whole_string(data, at: int, end: int) -> str:
-    text, at = records.read_string(data, at, end)
-    _ended_at(at, end)
-    return text
 
 
 _HEARERS = {
@@ -804,8 +616,6 @@ _HEARERS = {
     WANT: Session._hear_want,
     -WANT: Session._hear_unwant,
     VERDICT: Session._hear_verdict,
-    REQUEST: Session._hear_request,
-    ANSWER: Session._hear_answer,
+    REQUEST: lambda session, *payload: session._calls.hear_request(*payload),
+    ANSWER: lambda session, *payload: session._calls.hear_answer(*payload),
 }
-
-__all__ = ["COMING", "SENT", "Limits", "Offer", "Push", "Request", "Root", "Service", "Session", "Wish"]

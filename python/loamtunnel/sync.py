@@ -19,7 +19,7 @@ import asyncio
 from collections.abc import Callable, Iterator
 
 from . import peer as _peer
-from .session import Limits, Offer, Service
+from .service import Limits, Offer, Service
 from .tree import Change, Changes, Entity
 
 

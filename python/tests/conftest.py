@@ -12,7 +12,8 @@ import pytest
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent))
 
-from loamtunnel.session import Service, Session  # noqa: E402
+from loamtunnel.service import Service  # noqa: E402
+from loamtunnel.session import Session  # noqa: E402
 
 DOCUMENT = HERE.parent.parent / "docs" / "attribute-log.md"
 

@@ -5,7 +5,8 @@ import re
 import pytest
 from conftest import DOCUMENT, Pipe
 from loamtunnel import records, wire
-from loamtunnel.session import Root, Service, Session
+from loamtunnel.service import Service
+from loamtunnel.session import Root, Session
 from loamtunnel.types import AradLifEntry, HwIvecs, LifAppConfig, LifAppConfigDir, VtAppId
 
 

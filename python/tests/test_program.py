@@ -8,7 +8,7 @@ import subprocess
 import time
 
 import pytest
-from loamtunnel import ConnectionEnded, ReadOnly, Refused, RequestFailed, Service, connect, from_wire, schema, serve, sync
+from loamtunnel import ConnectionEnded, ReadOnly, Refused, RequestFailed, Service, connect, schema, serve, sync
 from loamtunnel import text as texts
 from loamtunnel import to_wire
 from loamtunnel.types import AradLifAcMp, AradLifEntry, LifAppConfig, LifAppConfigDir, LifType, VtAppId
@@ -194,7 +194,3 @@ def test_a_hundred_thousand_counts_come_in_seconds(serving):
             second.until(lambda: len(copy.appConfig[MPLS].reqCount) == count)
             assert time.process_time() - begun < 10
             assert copy.appConfig[MPLS].reqCount == app.reqCount
-
-
-
-__all__ = ["from_wire"]

@@ -5,9 +5,10 @@ import struct
 
 import pytest
 from conftest import Pipe
-from loamtunnel import Limits, ReadOnly, Refused, RequestFailed, StreamFault
-from loamtunnel.records import number, record, section, signed, string
-from loamtunnel.session import Service, Session
+from loamtunnel import Limits, ReadOnly, Refused, RequestFailed
+from loamtunnel.records import number, record, section, string
+from loamtunnel.service import Service
+from loamtunnel.session import Session
 from loamtunnel.types import (
     AradLifAcMp,
     AradLifEntry,
@@ -378,5 +379,3 @@ def test_changed_bytes_are_refused_or_read_but_never_more_than_that(seed):
         if not session.ended:
             session.close("enough")
 
-
-__all__ = ["StreamFault", "signed"]
