@@ -226,8 +226,7 @@ class Session:
         self._calls.end(error)
         for mount in tops:
             if mount is not None and not mount.root.mine:
-                for watch in tuple(mount.entity._watchers or ()):
-                    watch.ended(error)
+                _end_watches(mount.entity, error)
         self.on_end(error)
 
     @property
@@ -536,6 +535,12 @@ class Session:
             self.counts["refused"] += 1
             return
         mount.close()
+        wish, root = self.wishes.get(mount.root.path), mount.root
+        if root.mount is mount and wish is not None and wish.root is root and wish.number == root.number:
+            del self.wishes[wish.path]
+            over = Refused(f"{wish.path} is no longer shared by {self.name}")
+            wish.settle(over)
+            _end_watches(mount.entity, over)
 
     def _put_verdict(self, path: str, number_: int, bits: int, reason: str) -> None:
         self.put(record(1, VERDICT, string(path) + number(number_) + number(bits) + string(reason)))
@@ -607,6 +612,11 @@ class Session:
     def on_awaitable(self, answer, reply: Callable[[str, bool], None]) -> None:
         """An answer that takes time. Whoever has an event loop replaces this."""
         reply("the answer is no text", True)
+
+
+def _end_watches(entity: Entity, error: Exception) -> None:
+    for watch in tuple(entity._watchers or ()):
+        watch.ended(error)
 
 
 _HEARERS = {

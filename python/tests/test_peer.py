@@ -110,10 +110,9 @@ def test_withdrawn_and_offered_again(service, tmp_path):
         async with serve(address, service), connect(address) as peer:
             copy = await peer.want("lif")
             service.withdraw("lif")
-            while copy._mounts:
-                await peer.something()
-            peer.unwant("lif")
-            with pytest.raises(Refused):
+            with pytest.raises(Refused, match="lif is no longer shared by driver"):
+                await anext(copy.changes())
+            with pytest.raises(Refused, match="nothing is offered under lif"):
                 await peer.want("lif")
             service.lifs.appConfig.add(MPLS)
             service.offer("lif", service.lifs)
