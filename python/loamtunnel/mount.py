@@ -56,7 +56,7 @@ class Mount:
 
     __slots__ = (
         "session", "entity", "id", "root", "parent", "place", "below", "sends", "applies", "stage", "reached", "held",
-        "told", "dirty", "sweeps", "forms", "_prefixes",
+        "told", "replaced", "dirty", "sweeps", "forms", "_prefixes",
     )  # fmt: skip
 
     def __init__(self, session, entity: Entity, id_: int, root, parent: Mount | None = None, place=None) -> None:
@@ -66,6 +66,7 @@ class Mount:
         self.sends, self.applies = root.sends, root.applies
         self.stage, self.reached = SENT, 1 << 31
         self.held = self.told = False
+        self.replaced: set = set()  # places of children that are gone, which the peer has not been told
         self.dirty: dict[tuple[int, object], None] = {}
         self.sweeps: dict[int, set] = {}
         self.forms = forms(entity._schema.name)
@@ -97,6 +98,8 @@ class Mount:
         if not attribute.travels or not self.sends or self.stage == WAITING or attribute.id > self.reached:
             return  # the pass will carry it, or nobody wants it
         mark = (attribute.id, key)
+        if mark in self.below:
+            self.replaced.add(mark)
         if self.held or self.dirty or not self.session.has_room:
             if mark in self.dirty:
                 self.session.counts["coalesced"] += 1
@@ -126,6 +129,12 @@ class Mount:
             self._put(id_, form.write(entity._scalars[form.attribute.name]), sized)
             return
         value = entity._maps[form.attribute.name]._items.get(key)
+        if self.replaced and (id_, key) in self.replaced:
+            # Said even if there is another child by now, which the peer could not tell from one made at the same time.
+            self.replaced.discard((id_, key))
+            self._put(-id_, form.write_key(key))
+            if value is None:
+                return
         if value is None:
             self._put(-id_, form.write_key(key))
         elif form.role == "children":
@@ -367,11 +376,14 @@ class Mount:
         if isinstance(key, values.Enumeration) and not key.is_known:
             session.counts["unknown enumerators"] += 1
         if own is not None and session.is_mine(own.id) and not session.connects:
+            if place[0] in self.sweeps:
+                self.sweeps[place[0]].discard(key)
             return  # both announced it at once, and this side's stays
         child = held._items.get(key)
         if own is not None:
             # The peer's child is another one than that which stood here.
             self.dirty.pop(place, None)
+            self.replaced.discard(place)
             own.close()
             held._delete(key, self)
             child = None
