@@ -88,7 +88,7 @@ def _data(name: str):
 def _role(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict) -> str:
     """What an attribute is, from what the schema tells of it."""
     name, owner = attribute["name"], type_["name"]
-    arguments = [each["name"] for each in type_["constructorArgs"]]
+    arguments = [each[0] for each in type_["constructorArgs"]]
     if type_["kind"] == "value":
         if name in arguments:
             return "stored"
@@ -116,7 +116,7 @@ def _attribute(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict)
     made = Attribute(
         attribute["id"], name, attribute["type"], _role(type_, attribute, kinds, extra), attribute["keyType"] or None
     )
-    made.inside = extra["keysInside"].get(owner, {}).get(name)
+    made.inside = attribute["keyAttribute"] or None if made.role == "map" else None
     made.most, made.words = extra["limits"].get(owner, {}).get(name, (None, None))
     made.value = extra["constants"].get(owner, {}).get(name)
     made.bits = BITS.get(made.type, 0)
@@ -146,7 +146,7 @@ def _merged(listed: list[dict], extra: dict) -> dict[str, Type]:
         base = types.get(each["base"])
         made = types[name] = Type(name, each["kind"], each["base"] or None, dict(base.attributes) if base else {})
         made.bases = (base.name, *base.bases) if base else ()
-        made.enumerators = {one["name"]: one["id"] for one in each.get("enumerators", ())}
+        made.enumerators = {one["name"]: one["number"] for one in each.get("enumerators", ())}
         made.scalar = extra["scalars"].get(name)
         made.check = {"checks": extra["checkedOnWire"].get(name, ()), "always": extra["always"].get(name)}
         for one in each.get("attributes", ()):
