@@ -113,7 +113,7 @@ class Calls:
         verbs, session = self._session.service.verbs, self._session
         handler = verbs.get(verb)
         if handler is None:
-            reply(f"the verb {verb} is not known here{schema.nearest(verb, verbs)}", True)
+            reply(f'there is no request "{verb}"{schema.nearest(verb, verbs)}', True)
             return
         try:
             answer = handler(session.peer, argument)

@@ -104,6 +104,8 @@ class Mount:
             if mark in self.dirty:
                 self.session.counts["coalesced"] += 1
             self.dirty[mark] = None
+            counts = self.session.counts
+            counts["most dirty"] = max(counts["most dirty"], len(self.dirty))
             if not self.held:
                 self.session.mark(self)
         else:
@@ -319,6 +321,7 @@ class Mount:
             raise StreamFault(f"{form.attribute.name} is no map; it has no markers")
         id_, held = form.attribute.id, self.entity._maps[form.attribute.name]
         if kind == START:
+            self.session.counts["passes in"] += 1
             self.sweeps[id_] = {key for key in held._items if (id_, key) not in self.dirty}
         else:
             left = self.sweeps.pop(id_, ())

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import json
 import weakref
 from collections.abc import Callable
 from dataclasses import dataclass
@@ -33,6 +34,8 @@ class Offer:
 class Service:
     """What a process offers, takes in and answers, on all of its connections.
 
+    Two verbs are there from the start: `sync` is answered when all that came before it has been applied, `stats` with counters.
+
         service = Service("driver")
         service.offer("lifStatus", statuses)
         service.accept("lifConfig", lambda peer, made: configs.appConfig.add(made.key))
@@ -43,7 +46,7 @@ class Service:
         self.name = name
         self.offers: dict[str, Offer] = {}
         self.takers: dict[str, tuple[Callable, bool]] = {}
-        self.verbs: dict[str, Callable] = {}
+        self.verbs: dict[str, Callable] = {"sync": lambda peer, argument: "", "stats": self._stats}
         self.sessions: weakref.WeakSet = weakref.WeakSet()  # the connections that are open
 
     def offer(self, path: str, entity: Entity, writable: bool = False) -> None:
@@ -73,6 +76,10 @@ class Service:
     def answer(self, verb: str, handler: Callable) -> None:
         """Answers requests: `handler(peer, argument)` gives the text, now or as an awaitable; an exception is an error."""
         self.verbs[verb] = handler
+
+    def _stats(self, peer: object, argument: str) -> str:
+        """What each connection has carried, as the program's `stats` reads it."""
+        return json.dumps({"peers": [each.stats() for each in self.sessions], "handlerExceptions": 0})
 
 
 def check_path(path: str) -> None:

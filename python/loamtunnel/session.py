@@ -134,8 +134,9 @@ class Session:
             self.wake()
         self._out.append(data)
         self._size += len(data)
-        if self._size > ROOM:
+        if self._size > ROOM and self.has_room:
             self.has_room = False
+            self.counts["full"] += 1
 
     def take(self) -> bytes:
         """What is to go now. Call it again when that has gone; b"" when nothing is left."""
@@ -228,6 +229,27 @@ class Session:
             if mount is not None and not mount.root.mine:
                 _end_watches(mount.entity, error)
         self.on_end(error)
+
+    def stats(self) -> dict[str, object]:
+        """What this connection has carried, under the names that the program has for it."""
+        counts = self.counts
+        return {
+            "peer": self.name,
+            "entities": len(self.mounts),
+            "recordsIn": counts["records in"],
+            "bytesIn": counts["bytes in"],
+            "recordsOut": counts["records out"],
+            "bytesOut": counts["bytes out"],
+            "coalescedChanges": counts["coalesced"],
+            "dirtyKeys": sum(len(each.dirty) for each in self.mounts.values()),
+            "dirtyKeysHighWater": counts["most dirty"],
+            "streamFull": counts["full"],
+            "passesIn": counts["passes in"],
+            "unknownEnums": counts["unknown enumerators"],
+            "unknownAttributes": counts["unknown attributes"],
+            "unknownEntities": counts["unknown entities"],
+            "refusedRecords": counts["refused"],
+        }
 
     @property
     def longest_record(self) -> int:
