@@ -415,7 +415,7 @@ class Session:
         if wish is None or self.ended:
             return
         if self.is_open:
-            self.put(record(1, -WANT, string(path)))
+            self.put(record(1, -WANT, string(path) + number(wish.number)))
         if wish.root is not None and wish.root.mount is not None:
             wish.root.mount.close()
 
@@ -599,7 +599,12 @@ class Session:
                 self._put_verdict(path, number_, 0, str(fault))
 
     def _hear_unwant(self, data, at: int, end: int) -> None:
-        self._unmount(whole_string(data, at, end))
+        path, at = records.read_string(data, at, end)
+        number_, at = records.read_number(data, at, end)
+        ended_at(at, end)
+        root = self.roots.get(path)
+        if root is not None and root.number == number_:
+            self._unmount(path)
 
     def _hear_verdict(self, data, at: int, end: int) -> None:
         path, at = records.read_string(data, at, end)

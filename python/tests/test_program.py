@@ -82,6 +82,9 @@ def test_a_tree_of_the_program_s_is_read_written_and_heard(program, serving):
                 await peer.call("nonsense")
             with pytest.raises(Refused):
                 await peer.want("lyf")
+            peer.unwant("lif")
+            assert await peer.call("sync") == "" and not copy._mounts
+            assert await peer.want("lif", copy) is copy
 
     asyncio.run(main())
 
