@@ -5,6 +5,8 @@ A nested type has an underscore where the model has `::`, as in `AradIvecFormat_
 
 from . import schema, values
 
+__all__ = schema.short_names()
+
 
 def __getattr__(name: str):
     if name.startswith("__"):
@@ -19,4 +21,4 @@ def __getattr__(name: str):
 
 
 def __dir__() -> list[str]:
-    return schema.short_names()
+    return __all__

@@ -155,5 +155,8 @@ def test_all_types_are_there_by_name():
     assert len(schema.TYPES) >= 84
     assert all(getattr(model, name) for name in dir(model))
     assert model.TapAggNormalFapMask._schema.name == "Hardware::LoamTunnel::TapAggNormalFapMask"
+    found: dict[str, object] = {}
+    exec("from loamtunnel.types import *", found)
+    assert found["LifAppConfig"] is LifAppConfig
     with pytest.raises(ImportError, match="LifAppConfi"):
         exec("from loamtunnel.types import LifAppConfi")
