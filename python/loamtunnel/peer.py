@@ -16,11 +16,15 @@ import asyncio
 import inspect
 import os
 from collections.abc import Callable
+from typing import Any, TypeVar, overload
 
 from .errors import ConnectionEnded, LoamError
 from .service import Limits, Offer, Service
 from .session import Push, Session
 from .tree import Entity
+
+
+E = TypeVar("E", bound=Entity)
 
 
 def socket_address(address: str | None) -> tuple[str, ...]:
@@ -108,7 +112,13 @@ class Peer:
             await self.something()
         return dict(self.session.offers)
 
-    async def want(self, path: str, entity: Entity | None = None) -> Entity:
+    @overload
+    async def want(self, path: str) -> Any: ...
+
+    @overload
+    async def want(self, path: str, entity: E) -> E: ...
+
+    async def want(self, path, entity=None):
         """The entity that the peer offers under `path`, when all of its state has come; from then on it stays equal.
 
         Given an entity of the offered type, that one becomes the copy, as after an earlier connection. Raises `Refused` with
@@ -129,7 +139,7 @@ class Peer:
         """The copy stays as it is, and is no longer kept equal."""
         self.session.unwant(path)
 
-    async def push(self, path: str, entity: Entity, writable: bool = False) -> Entity:
+    async def push(self, path: str, entity: E, writable: bool = False) -> E:
         """Pushes an entity to the peer, which has taken it in when this returns.
 
         With `writable` the peer may write to it. Raises `Refused` with the peer's words, or `ConnectionEnded`.

@@ -103,6 +103,8 @@ class Row:
     table: str = ""
     chip: int
     variant: int
+    _format: Format
+    _bits: int
     dropped: tuple[str, ...]  # what an encoder could not place in this row, in words
 
     def __init__(self, chip: int, variant: int = 0, words: Iterable[int] = ()) -> None:

@@ -22,7 +22,8 @@ from .errors import RangeError
 from .row import Address, Field, Row, format_of
 from .tables import *  # noqa: F403
 
-__all__ = ["Address", "CHIPS", "Field", "Row", "decode", "encode", *tables.__all__]
+__all__ = ["Address", "CHIPS", "Field", "Row", "decode", "encode"]
+__all__ += tables.__all__
 
 CHIPS = (3, 4, 5, 7, 8, 9, 10)
 ARAD = (3, 4)  # the chips of this family hold a destination in another encoding

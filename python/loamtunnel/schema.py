@@ -40,6 +40,7 @@ class Attribute:
     words: str | None = None  # what is said of a greater one that has come from a peer
     travels: bool = False
     value: object = None  # of a constant
+    meaning: str = ""  # in words, where the schema has them
 
 
 @dataclass(slots=True)
@@ -56,6 +57,7 @@ class Type:
     form: str | None = None  # of a platform value with a form of its own: how it travels
     check: dict = field(default_factory=dict)
     bases: tuple[str, ...] = ()  # nearest first, without the framework's own
+    meaning: str = ""  # in words, where the schema has them
 
     @property
     def short(self) -> str:
@@ -82,7 +84,6 @@ def named(name: str) -> Type:
 
 def _data(name: str):
     return json.loads(resources.files(__package__).joinpath("data", name).read_text("utf-8"))
-
 
 
 def _role(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict) -> str:
@@ -120,6 +121,7 @@ def _attribute(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict)
     made.most, made.words = extra["limits"].get(owner, {}).get(name, (None, None))
     made.value = extra["constants"].get(owner, {}).get(name)
     made.bits = BITS.get(made.type, 0)
+    made.meaning = attribute.get("meaning", "")
     if made.role == "view":
         made.word, made.low, made.bits = extra["views"][owner][name]
     made.travels = (
@@ -148,6 +150,7 @@ def _merged(listed: list[dict], extra: dict) -> dict[str, Type]:
         made.bases = (base.name, *base.bases) if base else ()
         made.enumerators = {one["name"]: one["number"] for one in each.get("enumerators", ())}
         made.scalar = extra["scalars"].get(name)
+        made.meaning = each.get("meaning", "")
         made.check = {"checks": extra["checkedOnWire"].get(name, ()), "always": extra["always"].get(name)}
         for one in each.get("attributes", ()):
             if not one["inherited"]:
@@ -187,6 +190,12 @@ def _short_names(types: dict[str, Type]) -> dict[str, str]:
 
 def short_names() -> list[str]:
     return sorted(each for each in _SHORT if "::" not in each)
+
+
+def python_name(type_: Type) -> str:
+    """The name under which `loamtunnel.types` has a type."""
+    short = type_.name[len(HOME) :] if type_.name.startswith(HOME) else type_.short
+    return short.replace("::", "_")
 
 
 _EXTRA = _data("extra.json")

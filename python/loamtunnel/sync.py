@@ -17,8 +17,10 @@ from __future__ import annotations
 
 import asyncio
 from collections.abc import Callable, Iterator
+from typing import Any, overload
 
 from . import peer as _peer
+from .peer import E
 from .service import Limits, Offer, Service
 from .tree import Change, Changes, Entity
 
@@ -49,13 +51,19 @@ class Peer:
     def offers(self) -> dict[str, Offer]:
         return self._run(self._peer.offers())
 
-    def want(self, path: str, entity: Entity | None = None) -> Entity:
+    @overload
+    def want(self, path: str) -> Any: ...
+
+    @overload
+    def want(self, path: str, entity: E) -> E: ...
+
+    def want(self, path, entity=None):
         return self._run(self._peer.want(path, entity))
 
     def unwant(self, path: str) -> None:
         self._peer.unwant(path)
 
-    def push(self, path: str, entity: Entity, writable: bool = False) -> Entity:
+    def push(self, path: str, entity: E, writable: bool = False) -> E:
         return self._run(self._peer.push(path, entity, writable))
 
     def unpush(self, entity: Entity) -> None:

@@ -21,8 +21,9 @@ import logging
 import weakref
 from collections.abc import Callable, Iterator, MutableMapping
 from dataclasses import dataclass
+from typing import TYPE_CHECKING, TypeVar, overload
 
-from . import schema, values
+from . import described, schema, values
 from .errors import ReadOnly
 
 
@@ -138,8 +139,12 @@ class Entity:
             )
         object.__setattr__(self, name, value)
 
-    def __getattr__(self, name: str):
-        raise AttributeError(f"no attribute {name} in {self._schema.short}{schema.nearest(name, self._schema.attributes)}")
+    if not TYPE_CHECKING:  # which knows the attributes from the stubs
+
+        def __getattr__(self, name: str):
+            raise AttributeError(
+                f"no attribute {name} in {self._schema.short}{schema.nearest(name, self._schema.attributes)}"
+            )
 
     def __repr__(self) -> str:
         return f"<{self._schema.short} {self.path}>"
@@ -148,7 +153,11 @@ class Entity:
 _SLOTS = frozenset(each for each in Entity.__slots__)
 
 
-class Map(MutableMapping):
+K = TypeVar("K")
+V = TypeVar("V")
+
+
+class Map(MutableMapping[K, V]):
     """A map attribute. Keys and values are checked; equal ones of a view of the same entry are the same key."""
 
     __slots__ = ("_entity", "_attribute", "_items", "_key_kind")
@@ -161,11 +170,17 @@ class Map(MutableMapping):
     def _as_key(self, key):
         return key if type(key) is self._key_kind else values.coerced(self._attribute.name, self._attribute.key, key)
 
-    def __getitem__(self, key):
+    def __getitem__(self, key: K) -> V:
         try:
             return self._items[self._as_key(key)]
         except KeyError:
             raise KeyError(f"{place(self._entity, self._attribute.name, key)}: not there") from None
+
+    @overload
+    def get(self, key: K) -> V | None: ...
+
+    @overload
+    def get(self, key: K, default: V) -> V: ...
 
     def get(self, key, default=None):
         return self._items.get(self._as_key(key), default)
@@ -173,7 +188,7 @@ class Map(MutableMapping):
     def __contains__(self, key) -> bool:
         return self._as_key(key) in self._items
 
-    def __setitem__(self, key, value) -> None:
+    def __setitem__(self, key: K, value: V | None) -> None:
         if value is None:
             self.pop(key, None)
             return
@@ -190,12 +205,12 @@ class Map(MutableMapping):
             raise ValueError(f"{at.name}: the value's {at.inside} is {getattr(value, at.inside)!r}, not {key!r}")
         return value
 
-    def increment(self, key, by: int = 1) -> int:
+    def increment(self: Map[K, int], key: K, by: int = 1) -> int:
         """Adds to a count, which is 0 when it is not there yet, and gives the sum."""
         self[key] = total = (self.get(key) or 0) + by
         return total
 
-    def put(self, value) -> None:
+    def put(self, value: V) -> None:
         """Sets a value that holds its own key."""
         at = self._attribute
         if not at.inside:
@@ -203,14 +218,14 @@ class Map(MutableMapping):
         value = values.coerced(at.name, at.type, value)
         self[getattr(value, at.inside)] = value
 
-    def __delitem__(self, key) -> None:
+    def __delitem__(self, key: K) -> None:
         self._entity._writable()
         key = self._as_key(key)
         if key not in self._items:
             raise KeyError(f"{place(self._entity, self._attribute.name, key)}: not there")
         self._delete(key, None)
 
-    def __iter__(self):
+    def __iter__(self) -> Iterator[K]:
         return iter(self._items)
 
     def __len__(self) -> int:
@@ -247,12 +262,12 @@ class Map(MutableMapping):
         return True
 
 
-class Children(Map):
+class Children(Map[K, V]):
     """A map of child entities, each made from its key: `lifs.appConfig.add(VtAppId.vtAppMpls)`."""
 
     __slots__ = ()
 
-    def add(self, key) -> Entity:
+    def add(self, key: K | str | int) -> V:
         """The child under the key, which is made if there is none."""
         key = self._as_key(key)
         found = self._items.get(key)
@@ -283,7 +298,7 @@ class Children(Map):
         return True
 
 
-class References(Map):
+class References(Map[K, V]):
     """A map of entities that live elsewhere; None stands for none."""
 
     __slots__ = ()
@@ -385,11 +400,11 @@ def _scalar(attribute: schema.Attribute) -> property:
         self._writable()
         self._set_scalar(attribute, values.coerced(attribute.name, attribute.type, value, attribute.most), None)
 
-    return property(read, write, doc=attribute.type)
+    return property(read, write, doc=described.field(attribute))
 
 
 def _map(attribute: schema.Attribute) -> property:
-    return property(lambda self: self._maps[attribute.name], doc=f"[{attribute.key}]: {attribute.type}")
+    return property(lambda self: self._maps[attribute.name], doc=described.field(attribute))
 
 
 def entity_class(type_: schema.Type) -> type:
@@ -400,7 +415,7 @@ def entity_class(type_: schema.Type) -> type:
         elif each.role in MAPS:
             space[each.name] = _map(each)
         elif each.role == "key":
-            space[each.name] = property(lambda self: self.key, doc=each.type)
+            space[each.name] = property(lambda self: self.key, doc=described.field(each))
     made = type(type_.short, (Entity,), space)
-    made.__module__, made.__doc__ = "loamtunnel.types", type_.name
+    made.__module__, made.__doc__ = "loamtunnel.types", described.doc(type_)
     return made

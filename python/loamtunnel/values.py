@@ -21,7 +21,7 @@ import functools
 import ipaddress
 import operator
 
-from . import schema
+from . import described, schema
 from .errors import RangeError, StreamFault
 
 
@@ -302,7 +302,7 @@ def _value_class(type_: schema.Type) -> type:
     inherited = python_type(type_.base) if type_.base in schema.TYPES else None
     space: dict[str, object] = {"__slots__": () if inherited else tuple("_" + n for n in names), "_schema": type_}
     if not inherited:
-        space |= {each.name: property(operator.attrgetter("_" + each.name), doc=_meaning(each)) for each in stored}
+        space |= {each.name: property(operator.attrgetter("_" + each.name), doc=described.field(each)) for each in stored}
     for each in type_.attributes.values():
         if each.role == "view":
             space[each.name] = _view(each)
@@ -310,7 +310,7 @@ def _value_class(type_: schema.Type) -> type:
             space[each.name] = each.value
     kind = type(type_.short, (inherited or Value,), space)
     kind.__module__, kind.__qualname__ = "loamtunnel.types", type_.short
-    kind.__doc__ = f"{type_.name}({', '.join(f'{each.name}: {each.type}' for each in stored)})"
+    kind.__doc__ = described.doc(type_)
     kind._family = inherited._family if inherited else kind
     fields = "".join(f"self._{n}, " for n in names)
     source = [
@@ -390,19 +390,11 @@ def _constructor(type_: schema.Type):
 def _view(attribute: schema.Attribute) -> property:
     word, low, mask = "_" + attribute.word, attribute.low, (1 << attribute.bits) - 1
     if attribute.type == "bool":
-        return property(lambda self: bool(getattr(self, word) >> low & mask), doc=_meaning(attribute))
+        return property(lambda self: bool(getattr(self, word) >> low & mask), doc=described.field(attribute))
     kind = None if attribute.type in schema.SCALARS else python_type(attribute.type)
     if kind:
-        return property(lambda self: kind(getattr(self, word) >> low & mask), doc=_meaning(attribute))
-    return property(lambda self: getattr(self, word) >> low & mask, doc=_meaning(attribute))
-
-
-def _meaning(attribute: schema.Attribute) -> str:
-    if attribute.role == "view":
-        last = attribute.low + attribute.bits - 1
-        place = f"{attribute.word}[{last}:{attribute.low}]" if attribute.bits > 1 else f"{attribute.word}[{last}]"
-        return f"{attribute.type}, {place}"
-    return attribute.type
+        return property(lambda self: kind(getattr(self, word) >> low & mask), doc=described.field(attribute))
+    return property(lambda self: getattr(self, word) >> low & mask, doc=described.field(attribute))
 
 
 @functools.cache
@@ -413,7 +405,7 @@ def python_type(name: str) -> type:
     type_ = schema.TYPES[name]
     if type_.kind == "enumeration":
         made = Enumeration(type_.short, type_.enumerators, module="loamtunnel.types", qualname=type_.short)
-        made._schema = type_
+        made._schema, made.__doc__ = type_, described.doc(type_)
         return made
     if type_.form == "address":
         return ipaddress.IPv4Address

@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -16,6 +17,12 @@ from loamtunnel.service import Service  # noqa: E402
 from loamtunnel.session import Session  # noqa: E402
 
 DOCUMENT = HERE.parent.parent / "docs" / "attribute-log.md"
+
+
+def push_path(program: str) -> str:
+    """Under which path the program's driver takes requests, as its help tells."""
+    told = subprocess.run([program, "driver", "--help"], capture_output=True, text=True, check=True).stdout
+    return re.search(r'pushed as "?(\w+)', told)[1]
 
 
 class Pipe:

@@ -13,6 +13,7 @@ from loamtunnel import ConnectionEnded, ReadOnly, Refused, RequestFailed, Servic
 from loamtunnel import text as texts
 from loamtunnel import to_wire
 from loamtunnel.types import AradLifAcMp, AradLifEntry, LifAppConfig, LifAppConfigDir, LifType, VtAppId
+from conftest import push_path
 from test_values import VALUES, random_value
 
 MPLS = VtAppId.vtAppMpls
@@ -170,7 +171,7 @@ def test_a_driver_answers_what_is_pushed(program, tmp_path):
         with sync.connect(address, timeout=10) as peer:
             paths = {each.type.rsplit("::", 1)[-1]: path for path, each in peer.offers().items()}
             statuses = peer.want(paths["LifAppStatusDir"])
-            app = peer.push("lifConfig", LifAppConfig(MPLS))
+            app = peer.push(push_path(program), LifAppConfig(MPLS))
             for i in range(20):
                 app.reqCount[lif(i)] = 1
             found = peer.until(
