@@ -396,7 +396,6 @@ class Mount:
             child = held._make(key, self)
         mount = Mount(session, child, id_, self.root, self, place)
         session.taken_in(mount)
-        child.read_only = self.entity.read_only
         mount.hold()
         if place in self.dirty:
             # Made here, too, while the state was on its way: what it has is to be sent when the peer's has come.

@@ -16,13 +16,15 @@ import asyncio
 import inspect
 import os
 from collections.abc import Callable
-from typing import Any, TypeVar, overload
+from typing import TYPE_CHECKING, Any, TypeVar, overload
 
 from .errors import ConnectionEnded, LoamError
 from .service import Limits, Offer, Service
 from .session import Push, Session
 from .tree import Entity
 
+if TYPE_CHECKING:
+    from .lasting import LastingPeer
 
 E = TypeVar("E", bound=Entity)
 
@@ -88,6 +90,7 @@ class Peer:
         self._awaiting: list[asyncio.Future] = []
         self._answering: set[asyncio.Task] = set()
         self._pushes: dict[Entity, Push] = {}
+        self.on_down: Callable[[], None] | None = None  # called once, when the session has ended
         self.session = Session(service, connects, self, limits, self._wake)
         self.session.on_open = lambda: _settle(self._opened, None)
         self.session.on_end = self._on_end
@@ -103,6 +106,11 @@ class Peer:
     @property
     def is_closed(self) -> bool:
         return self.session.ended
+
+    @property
+    def reason(self) -> str:
+        """Why the connection has ended."""
+        return self.session.reason
 
     async def offers(self) -> dict[str, Offer]:
         """What the peer offers, by path, once it has told all."""
@@ -174,13 +182,27 @@ class Peer:
             await asyncio.sleep(0.002)
             self._flush()
 
-    async def close(self, reason: str = "done") -> None:
-        """Says goodbye, after all that was written, and closes the connection."""
-        if not self.is_closed:
-            await self.flush()
-        self.session.close(reason)
-        self._flush()
+    async def close(self, reason: str = "done", within: float = 5.0) -> None:
+        """Says goodbye, after all that was written, and closes the connection.
+
+        What the peer has not taken after `within` seconds is dropped. No task of this connection is left when this returns.
+        """
+        try:
+            async with asyncio.timeout(within):
+                if not self.is_closed:
+                    await self.flush()
+                self.session.close(reason)
+                self._flush()
+                await asyncio.shield(self._closed)
+        except TimeoutError:
+            self.session.close(reason)
+        finally:
+            if self._link.transport is not None:
+                self._link.transport.abort()
+            for task in tuple(self._answering):
+                task.cancel()
         await asyncio.shield(self._closed)
+        await asyncio.gather(*self._answering, return_exceptions=True)
 
     async def wait_closed(self) -> str:
         """Returns when the connection has ended, with the reason."""
@@ -231,6 +253,8 @@ class Peer:
         _settle(self._opened, error)
         self._something_came()
         self._wake()
+        if self.on_down is not None:
+            self.on_down()
 
     def _on_awaitable(self, answer, reply: Callable[[str, bool], None]) -> None:
         if not inspect.isawaitable(answer):
@@ -268,11 +292,18 @@ def _settle(future: asyncio.Future, error: Exception | None, result=None) -> Non
 class Connection:
     """What `connect` gives: to be awaited for a `Peer`, or used in `async with`, which closes it at the end."""
 
-    def __init__(self, address: str | None, service: Service, limits: Limits) -> None:
-        self._address, self._service, self._limits = address, service, limits
-        self._peer: Peer | None = None
+    def __init__(self, address: str | None, service: Service, limits: Limits, within: float | None) -> None:
+        self._address, self._service, self._limits, self._within = address, service, limits, within
+        self._peer: Peer | LastingPeer | None = None
 
-    async def _connect(self) -> Peer:
+    async def _connect(self) -> Peer | LastingPeer:
+        if self._within is None:
+            return await self._open()
+        from .lasting import LastingPeer
+
+        return await LastingPeer(self._open, self._within).start()
+
+    async def _open(self) -> Peer:
         where = socket_address(self._address)
         peer = Peer(self._service, True, self._limits)
         loop = asyncio.get_running_loop()
@@ -290,33 +321,43 @@ class Connection:
         except BaseException:
             peer.session.close("cancelled")
             peer._flush()
+            if peer._link.transport is not None:
+                peer._link.transport.abort()
             raise
         return peer
 
     def __await__(self):
         return self._connect().__await__()
 
-    async def __aenter__(self) -> Peer:
+    async def __aenter__(self):
         self._peer = await self._connect()
         return self._peer
 
     async def __aexit__(self, kind, error, trace) -> None:
         assert self._peer is not None
-        if kind is None or self._peer.is_closed:
+        if kind is None:
             await self._peer.close()
-        else:
-            self._peer.session.close(f"{kind.__name__}: {error}" if str(error) else kind.__name__)
-            self._peer._flush()
+            return
+        # What is not written yet is of no use to anybody; the peer hears why.
+        self._peer.session.close(f"{kind.__name__}: {error}" if str(error) else kind.__name__)
+        await self._peer.close(within=1)
 
 
 def connect(
-    address: str | None = None, name: str = "python", service: Service | None = None, limits: Limits = Limits()
+    address: str | None = None,
+    name: str = "python",
+    service: Service | None = None,
+    limits: Limits = Limits(),
+    reconnect: bool = False,
+    within: float = 30.0,
 ) -> Connection:
     """Connects to a process that serves entities; without an address, to the environment's LOAM_SOCKET.
 
-    `name` is what the other side calls this one. A `service` tells what this side offers, takes in and answers.
+    `name` is what the other side calls this one. A `service` tells what this side offers, takes in and answers. With `reconnect`,
+    a connection that breaks is made anew and what was shared is taken up again, if that succeeds `within` so many seconds:
+    see `loamtunnel.lasting`.
     """
-    return Connection(address, _named(service, name), limits)
+    return Connection(address, _named(service, name), limits, within if reconnect else None)
 
 
 def _named(service: Service | None, name: str) -> Service:

@@ -103,6 +103,8 @@ class Session:
         self.has_room = True
         self.on_open: Callable[[], None] = lambda: None
         self.on_end: Callable[[Exception], None] = lambda error: None
+        self.ends_watches = True  # whether watches of the copies end with the connection
+        self.on_unshared: Callable[[str, Entity, Exception], None] = lambda path, entity, error: end_watches(entity, error)
         self._out: list[bytes] = []
         self._size = 0
         self._early: list[Callable[[], None]] = []  # what waits for the other side's hello
@@ -226,8 +228,8 @@ class Session:
             mount.close()
         self._calls.end(error)
         for mount in tops:
-            if mount is not None and not mount.root.mine:
-                _end_watches(mount.entity, error)
+            if mount is not None and not mount.root.mine and self.ends_watches:
+                end_watches(mount.entity, error)
         self.on_end(error)
 
     def stats(self) -> dict[str, object]:
@@ -562,7 +564,7 @@ class Session:
             del self.wishes[wish.path]
             over = Refused(f"{wish.path} is no longer shared by {self.name}")
             wish.settle(over)
-            _end_watches(mount.entity, over)
+            self.on_unshared(wish.path, mount.entity, over)
 
     def _put_verdict(self, path: str, number_: int, bits: int, reason: str) -> None:
         self.put(record(1, VERDICT, string(path) + number(number_) + number(bits) + string(reason)))
@@ -641,7 +643,8 @@ class Session:
         reply("the answer is no text", True)
 
 
-def _end_watches(entity: Entity, error: Exception) -> None:
+def end_watches(entity: Entity, error: Exception) -> None:
+    """Whoever iterates over the changes of a copy hears why there are no more."""
     for watch in tuple(entity._watchers or ()):
         watch.ended(error)
 

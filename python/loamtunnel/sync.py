@@ -20,6 +20,7 @@ from collections.abc import Callable, Iterator
 from typing import Any, overload
 
 from . import peer as _peer
+from .lasting import LastingPeer
 from .peer import E
 from .service import Limits, Offer, Service
 from .tree import Change, Changes, Entity
@@ -28,7 +29,7 @@ from .tree import Change, Changes, Entity
 class Peer:
     """A `loamtunnel.Peer` whose operations wait. Each raises `TimeoutError` when `timeout` seconds are not enough."""
 
-    def __init__(self, loop: asyncio.AbstractEventLoop, peer: _peer.Peer, timeout: float | None) -> None:
+    def __init__(self, loop: asyncio.AbstractEventLoop, peer: _peer.Peer | LastingPeer, timeout: float | None) -> None:
         self._loop, self._peer, self.timeout = loop, peer, timeout
 
     def _run(self, what, timeout: float | None = None):
@@ -85,7 +86,7 @@ class Peer:
         async def asking():
             while not (found := holds()):
                 if self._peer.is_closed:
-                    raise _peer.ConnectionEnded(self._peer.session.reason)
+                    raise _peer.ConnectionEnded(self._peer.reason)
                 await self._peer.something()
             return found
 
@@ -126,13 +127,18 @@ def connect(
     service: Service | None = None,
     limits: Limits = Limits(),
     timeout: float | None = None,
+    reconnect: bool = False,
+    within: float = 30.0,
 ) -> Peer:
-    """Connects as `loamtunnel.connect` does; `timeout` holds for each call that waits, this one included."""
+    """Connects as `loamtunnel.connect` does; `timeout` holds for each call that waits, this one included.
+
+    With `reconnect`, the connection is made anew while a call of the peer's runs.
+    """
     loop = asyncio.new_event_loop()
 
     async def connecting():
         async with asyncio.timeout(timeout):
-            return await _peer.connect(address, name, service, limits)
+            return await _peer.connect(address, name, service, limits, reconnect, within)
 
     try:
         return Peer(loop, loop.run_until_complete(connecting()), timeout)

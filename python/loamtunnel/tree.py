@@ -61,7 +61,7 @@ class Entity:
     def __init__(self, argument=None) -> None:
         self.parent: Entity | None = None
         self.version = 0
-        self.read_only: str | None = None  # why this side may not write, if so
+        self.read_only: str | None = None  # why this side may not write to it and all below, if so
         self._place: str | None = None
         self._mounts: list = []
         self._watchers: weakref.WeakSet | None = None
@@ -106,8 +106,11 @@ class Entity:
         return Watch(self, heard)
 
     def _writable(self) -> None:
-        if self.read_only:
-            raise ReadOnly(f"{self.path} may only be read: {self.read_only}")
+        node: Entity | None = self
+        while node is not None:
+            if node.read_only:
+                raise ReadOnly(f"{self.path} may only be read: {node.read_only}")
+            node = node.parent
 
     def _changed(self, attribute: schema.Attribute, key, origin) -> None:
         self.version += 1
@@ -283,7 +286,7 @@ class Children(Map[K, V]):
 
     def _make(self, key, origin) -> Entity:
         child = values.python_type(self._attribute.type)(key)
-        child.parent, child._place, child.read_only = self._entity, self._attribute.name, self._entity.read_only
+        child.parent, child._place = self._entity, self._attribute.name
         self._items[key] = child
         self._entity._changed(self._attribute, key, origin)
         return child
