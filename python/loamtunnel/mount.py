@@ -143,10 +143,12 @@ class Mount:
             self._send_child(form, key, value)
         elif form.role == "references":
             mount = self.session.mount_of(value)
-            if mount is not None:
-                self._put(id_, form.write(key, mount.id))
-            else:
-                self.session.await_mount(value, self, id_, key)
+            try:
+                mount = mount or self.session.announce_referred(value, self.root)
+            except LoamError as fault:
+                self.session.close(str(fault))
+                return
+            self._put(id_, form.write(key, mount.id))
         elif form.inside:
             self._put(id_, form.write(value))
         else:
@@ -181,7 +183,6 @@ class Mount:
                 mount.sync_mode(COME)
             else:
                 mount.start()
-            self.session.has_mounted(mount)
 
     def sync_mode(self, mode: int) -> None:
         self._put(SYNC_MODE, mode.to_bytes(4, "big"), 0)
@@ -406,7 +407,6 @@ class Mount:
                         mount.dirty[each_id, each_key] = None
         if place[0] in self.sweeps:
             self.sweeps[place[0]].discard(key)
-        session.has_mounted(mount)
 
 
 def _is_empty(entity: Entity) -> bool:

@@ -52,6 +52,7 @@ class Type:
     base: str | None
     attributes: dict[str, Attribute]  # those of its bases first
     argument: str | None = None  # of an entity: the attribute that its constructor takes, None for its name
+    is_named: bool = True  # of an entity without one: whether it is made from a name
     scalar: str | None = None  # of a value: the attribute whose text is the text of the whole
     enumerators: dict[str, int] = field(default_factory=dict)
     form: str | None = None  # of a platform value with a form of its own: how it travels
@@ -75,8 +76,8 @@ def nearest(name: str, choices) -> str:
 
 
 def named(name: str) -> Type:
-    full = _SHORT.get(name, name)
-    found = TYPES.get(full)
+    """The type of a full name, or else of a short one."""
+    found = TYPES.get(name) or TYPES.get(_SHORT.get(name, ""))
     if found is None:
         raise KeyError(f"no type {name}{nearest(name, _SHORT)}")
     return found
@@ -157,6 +158,7 @@ def _merged(listed: list[dict], extra: dict) -> dict[str, Type]:
                 inherited = made.attributes.get(one["name"])
                 if inherited is None or inherited.role in ("other", "view"):
                     made.attributes[one["name"]] = _attribute(each, one, kinds, extra)
+        made.is_named = any(one[1] == "Kor::Name" for one in each["constructorArgs"])
         made.argument = next((one.name for one in made.attributes.values() if one.role == "key"), None)
     for made in types.values():
         for one in made.attributes.values():
@@ -190,6 +192,11 @@ def _short_names(types: dict[str, Type]) -> dict[str, str]:
 
 def short_names() -> list[str]:
     return sorted(each for each in _SHORT if "::" not in each)
+
+
+def of_short(name: str) -> Type:
+    """The type that is called so in Python, also where another one has this for its full name."""
+    return named(_SHORT.get(name, name))
 
 
 def python_name(type_: Type) -> str:

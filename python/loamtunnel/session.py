@@ -116,7 +116,6 @@ class Session:
         self._their_roots: set[int] = set()
         self._flows: deque[Iterator[None]] = deque()
         self._marked: dict[Mount, None] = {}
-        self._awaited: dict[int, list[tuple[Entity, Mount, int, object]]] = {}
         self._calls = Calls(self)
         self._put(MAGIC + struct.pack(">HH", *PROTOCOLS))
         self._put(self._hello())
@@ -371,16 +370,6 @@ class Session:
     def mount_of(self, entity: Entity) -> Mount | None:
         return next((each for each in entity._mounts if each.session is self), None)
 
-    def await_mount(self, entity: Entity, mount: Mount, id_: int, key) -> None:
-        """A reference to what has no id here waits for one."""
-        self._awaited.setdefault(id(entity), []).append((entity, mount, id_, key))
-
-    def has_mounted(self, mount: Mount) -> None:
-        for _, waiting, id_, key in self._awaited.pop(id(mount.entity), ()):
-            if waiting.id in self.mounts:
-                waiting.dirty[id_, key] = None
-                self.mark(waiting)
-
     # Offers, wishes and pushes
 
     def tell_offer(self, offer: Offer) -> None:
@@ -441,17 +430,12 @@ class Session:
     def _announce(self, entity: Entity, path: str, number_: int, bits: int, writable: bool, push: Push | None) -> Root:
         root = Root(self, path, number_, bool(bits & PUSHED), True, True, writable)
         root.heard = push
-        types = b"".join(string(each) for each in (entity._schema.name, *entity._schema.bases))
-        argument = string(entity.name)
-        if entity._schema.argument:
-            argument = to_wire(entity.key, entity._schema.attributes[entity._schema.argument].type)
         id_ = self.new_id()
         self.put(
             record(
                 1,
                 ENTITY,
-                section(1, types)
-                + section(3, argument)
+                self._described(entity)
                 + section(4, number(id_))
                 + section(5, string(path) + number(bits | (WRITABLE if writable else 0)) + number(number_)),
             )
@@ -460,7 +444,6 @@ class Session:
         if push is not None:
             push.root = root
         root.mount.start()
-        self.has_mounted(root.mount)
         return root
 
     def _hear_announcement(self, data, at: int, end: int) -> None:
@@ -476,7 +459,7 @@ class Session:
             raise StreamFault("the id of an announcement is too long")
         self.check_given(id_)
         if 5 not in found:
-            self.counts["unknown entities"] += 1
+            self._hear_referred(names, data, *found.get(3, (0, 0)), id_)
             return
         at, stop = found[5]
         path, at = records.read_string(data, at, stop)
@@ -501,6 +484,32 @@ class Session:
         else:
             self._hear_wanted(path, number_, bool(bits & WRITABLE), made, id_)
 
+    def _hear_referred(self, names: list[str], data, at: int, end: int, id_: int) -> None:
+        """An entity without a path: the records that follow refer to it."""
+        known = next((schema.TYPES[each] for each in names if each in schema.TYPES), None)
+        if known is None or known.kind != "entity":
+            self.counts["unknown types"] += 1
+            return
+        root = Root(self, "", 0, False, False, False, True)
+        root.mount = Mount(self, self._made(known, data, at, end), id_, root)
+        self.taken_in(root.mount)
+        root.mount.hold()
+
+    def announce_referred(self, entity: Entity, root: Root) -> Mount:
+        """Announces what a record is about to refer to, and has its state sent."""
+        mount = Mount(self, entity, self.new_id(), root)
+        self.put(record(1, ENTITY, self._described(entity) + section(4, number(mount.id))))
+        mount.start()
+        return mount
+
+    def _described(self, entity: Entity) -> bytes:
+        """The sections of an announcement that say what it is."""
+        types = b"".join(string(each) for each in (entity._schema.name, *entity._schema.bases))
+        argument = string(entity.name if entity._schema.is_named else "")
+        if entity._schema.argument:
+            argument = to_wire(entity.key, entity._schema.attributes[entity._schema.argument].type)
+        return section(1, types) + section(3, argument)
+
     def _made(self, type_: schema.Type, data, at: int, end: int) -> Entity:
         kind = values.python_type(type_.name)
         if not type_.argument:
@@ -513,7 +522,6 @@ class Session:
         self.taken_in(root.mount)
         self._their_roots.add(id_)
         root.mount.hold()
-        self.has_mounted(root.mount)
         return root.mount
 
     def _hear_push(self, path: str, number_: int, writable: bool, made: Entity, id_: int) -> None:

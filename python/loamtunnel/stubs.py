@@ -104,7 +104,7 @@ def entity(type_: schema.Type) -> list[str]:
 def types() -> str:
     parts, plain = [], []
     for name in schema.short_names():
-        found = schema.named(name)
+        found = schema.of_short(name)
         if schema.python_name(found) != name:
             continue  # another name of what stands here already
         if found.kind == "enumeration":

@@ -132,3 +132,31 @@ def value(type_: str, given: str):
     if reader.at != len(given):
         raise RangeError(f"junk at column {reader.at} deserializing {given}")
     return made
+
+
+def short_value(type_: str, given: str):
+    """The value of a short form: `AradLifAcMp vsi=100 vlanEditVid1=20`, or the name of an enumerator."""
+    described = schema.named(type_)
+    if described.kind == "enumeration":
+        return values.python_type(described.name)(given.strip())
+    kind, *parts = given.split() or [""]
+    found = schema.named(kind)
+    if schema.TYPES[described.name] is not found and described.name not in found.bases:
+        raise RangeError(f"a {kind} is no {described.short}")
+    fields: dict[str, object] = {}
+    for part in parts:
+        name, is_field, word = part.partition("=")
+        attribute = found.attributes.get(name)
+        if not is_field or attribute is None:
+            raise RangeError(f"{part!r} is not of the form field=value{schema.nearest(name, found.attributes)}")
+        fields[name] = _word(attribute.type, word)
+    return values.python_type(found.name)(**fields)
+
+
+def _word(type_: str, word: str):
+    if type_ == "bool" and word in ("true", "false"):
+        return word == "true"
+    try:
+        return int(word, 0)
+    except ValueError:
+        return word

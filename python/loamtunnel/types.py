@@ -12,7 +12,7 @@ def __getattr__(name: str):
     if name.startswith("__"):
         raise AttributeError(name)
     try:
-        type_ = schema.named(name)
+        type_ = schema.of_short(name)
     except KeyError as fault:
         raise AttributeError(fault.args[0]) from None
     made = values.python_type(type_.name)
