@@ -184,7 +184,9 @@ def given(text: str, names: Names) -> bytes:
     entity, attribute, form, payload = (text.split(" ", 3) + [""])[:4]
     id_ = names[entity[1:-1]] if entity.startswith("<") else int(entity)
     attribute, _, secondary = attribute.partition("/")
-    data = b"".join(number(names[each[1:-1]]) if each.startswith("<") else bytes.fromhex(each) for each in payload.split())
+    data = b"".join(
+        number(names[each[1:-1]]) if each.startswith("<") else bytes.fromhex(each) for each in payload.split()
+    )
     return record(int(form), id_, int(attribute), int(secondary) if secondary else None, data)
 
 
@@ -250,8 +252,12 @@ class Play:
             roots.insert(0, "--writable")
         command: list[str] = []
         for each in self.command:
-            command += roots if each == "{roots}" else [each.replace("{socket}", self.path).replace("{role}", self.role)]
-        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+            command += (
+                roots if each == "{roots}" else [each.replace("{socket}", self.path).replace("{role}", self.role)]
+            )
+        self.process = subprocess.Popen(
+            command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE
+        )
         try:
             for place, step in enumerate(self.vector["steps"], 1):
                 try:
@@ -394,7 +400,11 @@ def convert(command: str, type_: str, source: str, target: str, lines: list[str]
     done = subprocess.run(asked, input="".join(each + "\n" for each in lines), capture_output=True, text=True)
     out = done.stdout.splitlines()
     if done.returncode == 0:
-        return out if len(out) == len(lines) else [f"{len(out)} lines for {len(lines)}: {done.stderr.strip()}"] * len(lines)
+        return (
+            out
+            if len(out) == len(lines)
+            else [f"{len(out)} lines for {len(lines)}: {done.stderr.strip()}"] * len(lines)
+        )
     if len(lines) == 1:
         return [None]
     return [one for each in lines for one in convert(command, type_, source, target, [each])]
@@ -426,7 +436,9 @@ def run_values(vectors: list[dict], command: str | None, shorts: bool, tell) -> 
             continue
         wrong: dict[str, list[str]] = {each["name"]: [] for each in group}
         for form, member in FORMS.items():
-            having = [each for each in group if member in each and not each.get("refused") and (form != "short" or shorts)]
+            having = [
+                each for each in group if member in each and not each.get("refused") and (form != "short" or shorts)
+            ]
             # No bytes are no line.
             having = [each for each in having if form != "wire" or each["bytes"]]
             as_text = [json.dumps(each[member]) if form == "json" else each[member] for each in having]
@@ -462,12 +474,16 @@ def known_failures(path: pathlib.Path, peer: str) -> dict[str, str]:
 
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--values", metavar="COMMAND", help="a converter of lines: {type} {from} {to} become a type, wire, text, json")
+    parser.add_argument(
+        "--values", metavar="COMMAND", help="a converter of lines: {type} {from} {to} become a type, wire, text, json"
+    )
     parser.add_argument("--shorts", action="store_true", help="the converter reads the form short, too")
     parser.add_argument("--peer", default="", help="the peer's name in the list of known failures")
     parser.add_argument("--known", type=pathlib.Path, default=HERE / "known-failures.txt", help="that list")
     parser.add_argument("--required", action="store_true", help="leave out what is only Recommended")
-    parser.add_argument("--only", default="", metavar="PATTERN", help="run vectors whose name has this regular expression")
+    parser.add_argument(
+        "--only", default="", metavar="PATTERN", help="run vectors whose name has this regular expression"
+    )
     parser.add_argument("--seconds", type=float, default=5.0, help="how long to wait for what must come")
     parser.add_argument("--quiet", action="store_true", help="print no line for what passes")
     parser.add_argument("command", nargs=argparse.REMAINDER)

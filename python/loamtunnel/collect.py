@@ -33,7 +33,9 @@ def tables(program: str) -> dict:
             fields = [[f["field"], f["id"], f["type"], f["lo"], f["width"]] for f in printed(program, "layout", *asked)]
             if fields not in formats:
                 formats.append(fields)
-            found.setdefault(each["table"], {}).setdefault(str(each["chip"]), {})["any" if variant is None else str(variant)] = {
+            found.setdefault(each["table"], {}).setdefault(str(each["chip"]), {})[
+                "any" if variant is None else str(variant)
+            ] = {
                 "words": each["words"],
                 "entries": each["entries"],
                 "array": each["array"],
@@ -49,7 +51,11 @@ def written(data) -> str:
     """JSON with a line for each member of the first two levels, so that a change shows as such."""
     lines = []
     for name, part in data.items():
-        items = [f"{json.dumps(k)}: {json.dumps(v)}" for k, v in part.items()] if isinstance(part, dict) else map(json.dumps, part)
+        items = (
+            [f"{json.dumps(k)}: {json.dumps(v)}" for k, v in part.items()]
+            if isinstance(part, dict)
+            else map(json.dumps, part)
+        )
         begin, end = ("{", "}") if isinstance(part, dict) else ("[", "]")
         lines.append(f'"{name}": {begin}\n' + ",\n".join(items) + f"\n{end}")
     return "{\n" + ",\n".join(lines) + "\n}\n"

@@ -16,7 +16,7 @@ from collections.abc import Awaitable, Callable
 from typing import Any, overload
 
 from .errors import ConnectionEnded, LoamError
-from .peer import E, Peer
+from .peer import E, Peer, T, held
 from .service import Offer
 from .session import end_watches
 from .tree import Entity
@@ -160,10 +160,12 @@ class LastingPeer:
         return await self._lasting(lambda peer: peer.offers())
 
     @overload
-    async def want(self, path: str) -> Any: ...
+    async def want(self, path: str) -> Any:
+        ...
 
     @overload
-    async def want(self, path: str, entity: E) -> E: ...
+    async def want(self, path: str, entity: E) -> E:
+        ...
 
     async def want(self, path, entity=None):
         """As `Peer.want`; the copy is filled anew after each break."""
@@ -209,6 +211,10 @@ class LastingPeer:
             await self.connected()
         else:
             await self._peer.something()
+
+    async def until(self, holds: Callable[[], T], timeout: float | None = None) -> T:
+        """As `Peer.until`, across breaks."""
+        return await held(self, holds, timeout)
 
     async def close(self, reason: str = "done", within: float = 5.0) -> None:
         if self._keeper is not None:

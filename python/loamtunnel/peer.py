@@ -27,6 +27,7 @@ if TYPE_CHECKING:
     from .lasting import LastingPeer
 
 E = TypeVar("E", bound=Entity)
+T = TypeVar("T")
 
 
 def socket_address(address: str | None) -> tuple[str, ...]:
@@ -121,10 +122,12 @@ class Peer:
         return dict(self.session.offers)
 
     @overload
-    async def want(self, path: str) -> Any: ...
+    async def want(self, path: str) -> Any:
+        ...
 
     @overload
-    async def want(self, path: str, entity: E) -> E: ...
+    async def want(self, path: str, entity: E) -> E:
+        ...
 
     async def want(self, path, entity=None):
         """The entity that the peer offers under `path`, when all of its state has come; from then on it stays equal.
@@ -249,6 +252,13 @@ class Peer:
             if heard in self._awaiting:
                 self._awaiting.remove(heard)
 
+    async def until(self, holds: Callable[[], T], timeout: float | None = None) -> T:
+        """Waits until `holds()` is true, asking again whenever something has come, and gives what it gave.
+
+        Raises `TimeoutError` after so many seconds, and `ConnectionEnded`.
+        """
+        return await held(self, holds, timeout)
+
     def _on_end(self, error: Exception) -> None:
         _settle(self._opened, error)
         self._something_came()
@@ -278,6 +288,18 @@ class Peer:
             self._opened.set_exception(ConnectionEnded(self.session.reason))
         self._opened.exception() if not self._opened.cancelled() else None
         _settle(self._closed, None)
+
+
+async def held(peer: Peer | LastingPeer, holds: Callable[[], T], timeout: float | None) -> T:
+    try:
+        async with asyncio.timeout(timeout):
+            while not (found := holds()):
+                if peer.is_closed:
+                    raise ConnectionEnded(peer.reason)
+                await peer.something()
+            return found
+    except TimeoutError:
+        raise TimeoutError(f"it was not so within {timeout:g} s") from None
 
 
 def _settle(future: asyncio.Future, error: Exception | None, result=None) -> None:
@@ -415,9 +437,7 @@ class Server:
         await self.close()
 
 
-def serve(
-    address: str | None, service: Service, name: str = "python", limits: Limits = Limits()
-) -> Server:
+def serve(address: str | None, service: Service, name: str = "python", limits: Limits = Limits()) -> Server:
     """Serves what `service` offers, takes in and answers. A Unix socket is for its owner alone; TCP listens on loopback."""
     return Server(address, _named(service, name), limits)
 

@@ -65,7 +65,9 @@ class Format:
 
 def _below(name: str, value: int, count: int) -> int:
     if not 0 <= value < count:
-        raise RangeError(f"{name}: {value} is not there; there {'is 0 alone' if count == 1 else f'are 0 to {count - 1}'}")
+        raise RangeError(
+            f"{name}: {value} is not there; there {'is 0 alone' if count == 1 else f'are 0 to {count - 1}'}"
+        )
     return value
 
 
@@ -124,7 +126,9 @@ class Row:
     def words(self, given: Iterable[int]) -> None:
         given, bits = tuple(given), 0
         if len(given) > self._format.words:
-            raise RangeError(f"{self.table} on chip {self.chip} has rows of {self._format.words} words; {len(given)} were given")
+            raise RangeError(
+                f"{self.table} on chip {self.chip} has rows of {self._format.words} words; {len(given)} were given"
+            )
         for place, each in enumerate(given):
             bits |= fitting(f"word {place}", each, 32) << 32 * place
         object.__setattr__(self, "_bits", bits)
@@ -201,7 +205,12 @@ class Row:
     def __eq__(self, other: object) -> bool:
         if not isinstance(other, Row):
             return NotImplemented
-        return (self.table, self.chip, self.variant, self._bits) == (other.table, other.chip, other.variant, other._bits)
+        return (self.table, self.chip, self.variant, self._bits) == (
+            other.table,
+            other.chip,
+            other.variant,
+            other._bits,
+        )
 
     __hash__ = None  # type: ignore[assignment]
 

@@ -68,7 +68,15 @@ LIF_VIEWS = {
 }
 LIF_OUT_MOST = 0xFFFF  # what a row holds of an outgoing LIF
 AC_FIELDS = ("PcpDeiProfile", "Vid1", "Vid2", "OamLifSet", "VlanEditProfile", "Drop")
-EVEC_FIELDS = ("nTagsToRemove", "innerPcpDeiSrc", "outerPcpDeiSrc", "innerVidSrc", "outerVidSrc", "innerTpidIdx", "outerTpidIdx")
+EVEC_FIELDS = (
+    "nTagsToRemove",
+    "innerPcpDeiSrc",
+    "outerPcpDeiSrc",
+    "innerVidSrc",
+    "outerVidSrc",
+    "innerTpidIdx",
+    "outerTpidIdx",
+)
 MEMBERSHIP_CHECK = 1 << 18
 
 
@@ -105,8 +113,6 @@ def decode(text: str) -> Row:
 def destination(encoded: int, chip: int) -> int:
     """A destination, held as the chips 5 to 10 have it, as the chip has it: on 3 and 4 the type is below the id, inverted."""
     return (encoded & 0xFFFF) << 3 | (7 - (encoded >> 16)) if chip in ARAD else encoded
-
-
 
 
 def _lif(entry, chip: int) -> Row:

@@ -104,7 +104,9 @@ class Session:
         self.on_open: Callable[[], None] = lambda: None
         self.on_end: Callable[[Exception], None] = lambda error: None
         self.ends_watches = True  # whether watches of the copies end with the connection
-        self.on_unshared: Callable[[str, Entity, Exception], None] = lambda path, entity, error: end_watches(entity, error)
+        self.on_unshared: Callable[[str, Entity, Exception], None] = lambda path, entity, error: end_watches(
+            entity, error
+        )
         self._out: list[bytes] = []
         self._size = 0
         self._early: list[Callable[[], None]] = []  # what waits for the other side's hello
@@ -206,7 +208,6 @@ class Session:
             self.close(str(fault))
         except IndexError:
             self.close("a record is cut")
-
 
     def close(self, reason: str, said: bool = True) -> None:
         """Ends the session: with `said`, a goodbye with the reason is the last record."""

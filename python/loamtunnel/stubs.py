@@ -83,13 +83,17 @@ def value(type_: schema.Type) -> list[str]:
 
 def enumeration(type_: schema.Type) -> list[str]:
     lines = [f"class {schema.python_name(type_)}(Enumeration):"]
-    return lines + [f"    {name} = {number}" for name, number in type_.enumerators.items() if not keyword.iskeyword(name)]
+    return lines + [
+        f"    {name} = {number}" for name, number in type_.enumerators.items() if not keyword.iskeyword(name)
+    ]
 
 
 def entity(type_: schema.Type) -> list[str]:
     lines = [f"class {schema.python_name(type_)}(Entity):"]
     argument = type_.attributes[type_.argument] if type_.argument else None
-    lines.append(f"    def __init__(self, argument: {taken(argument.type) if argument else 'str | None = None'}) -> None: ...")
+    lines.append(
+        f"    def __init__(self, argument: {taken(argument.type) if argument else 'str | None = None'}) -> None: ..."
+    )
     maps = {"map": "Map", "children": "Children", "references": "References"}
     for each in type_.attributes.values():
         if each.role in maps and each.key is not None:
@@ -127,7 +131,9 @@ def tables() -> str:
     for table, fields in row.FIELDS.items():
         lines += ["", f"class {table}(Row):"]
         for field, places in fields.items():
-            lines.append(f"    {field}: int  # " + "; ".join(f"{bits} on {' '.join(where)}" for bits, where in places.items()))
+            lines.append(
+                f"    {field}: int  # " + "; ".join(f"{bits} on {' '.join(where)}" for bits, where in places.items())
+            )
     names = ", ".join(f'"{each}"' for each in row.FIELDS)
     return "\n".join([*lines, "", f"__all__ = [{names}]", ""])
 

@@ -53,10 +53,12 @@ class Peer:
         return self._run(self._peer.offers())
 
     @overload
-    def want(self, path: str) -> Any: ...
+    def want(self, path: str) -> Any:
+        ...
 
     @overload
-    def want(self, path: str, entity: E) -> E: ...
+    def want(self, path: str, entity: E) -> E:
+        ...
 
     def want(self, path, entity=None):
         return self._run(self._peer.want(path, entity))
@@ -83,14 +85,8 @@ class Peer:
     def until(self, holds: Callable[[], object], timeout: float | None = None):
         """Waits until `holds()` is true, asking again whenever something has come, and gives what it gave."""
 
-        async def asking():
-            while not (found := holds()):
-                if self._peer.is_closed:
-                    raise _peer.ConnectionEnded(self._peer.reason)
-                await self._peer.something()
-            return found
-
-        return self._run(asking(), timeout)
+        timeout = self.timeout if timeout is None else timeout
+        return self._loop.run_until_complete(self._peer.until(holds, timeout))
 
     def changes(self, entity: Entity, timeout: float | None = None) -> Iterator[Change]:
         """The changes of an entity and all below it from this call on, until none comes for `timeout` seconds."""

@@ -94,6 +94,18 @@ class Entity:
             if isinstance(each, Children):
                 yield from each.values()
 
+    def flat(self) -> dict[str, object]:
+        """All that it and all below it hold, by paths; a child has its key. Two such dicts tell what differs:
+        `left.flat().items() ^ right.flat().items()`.
+        """
+        found: dict[str, object] = {place(self, name): value for name, value in self._scalars.items()}
+        for name, held in self._maps.items():
+            for key, value in held.items():
+                found[place(self, name, key)] = key if isinstance(value, Entity) else value
+                if isinstance(held, Children):
+                    found |= value.flat()
+        return found
+
     def changes(self) -> Changes:
         """Each change of this entity and all below it, from now on, as an asynchronous iterator.
 
@@ -180,10 +192,12 @@ class Map(MutableMapping[K, V]):
             raise KeyError(f"{place(self._entity, self._attribute.name, key)}: not there") from None
 
     @overload
-    def get(self, key: K) -> V | None: ...
+    def get(self, key: K) -> V | None:
+        ...
 
     @overload
-    def get(self, key: K, default: V) -> V: ...
+    def get(self, key: K, default: V) -> V:
+        ...
 
     def get(self, key, default=None):
         return self._items.get(self._as_key(key), default)

@@ -302,7 +302,9 @@ def _value_class(type_: schema.Type) -> type:
     inherited = python_type(type_.base) if type_.base in schema.TYPES else None
     space: dict[str, object] = {"__slots__": () if inherited else tuple("_" + n for n in names), "_schema": type_}
     if not inherited:
-        space |= {each.name: property(operator.attrgetter("_" + each.name), doc=described.field(each)) for each in stored}
+        space |= {
+            each.name: property(operator.attrgetter("_" + each.name), doc=described.field(each)) for each in stored
+        }
     for each in type_.attributes.values():
         if each.role == "view":
             space[each.name] = _view(each)

@@ -29,7 +29,9 @@ def test_the_program_passes(program):
 
 
 # A process of ours takes its time to start, so that not every type of entity has its turn here.
-SOME = "^entity/(LifAppConfig|TagPop|FapType|::TapAgg)|^(hello|fault|passed-over|pass|want|offer|request|child|exchange)/"
+SOME = (
+    "^entity/(LifAppConfig|TagPop|FapType|::TapAgg)|^(hello|fault|passed-over|pass|want|offer|request|child|exchange)/"
+)
 
 
 def test_this_side_passes():
@@ -45,12 +47,20 @@ def test_this_side_s_values(monkeypatch, capsys):
         monkeypatch.setattr(sys, "stdin", io.StringIO("".join(each + "\n" for each in lines)))
         status = python_peer.convert(type_, source, target)
         out = capsys.readouterr().out.splitlines()
-        return out if not status else [None] if len(lines) == 1 else [convert("", type_, source, target, [x])[0] for x in lines]
+        return (
+            out
+            if not status
+            else [None]
+            if len(lines) == 1
+            else [convert("", type_, source, target, [x])[0] for x in lines]
+        )
 
     monkeypatch.setattr(run, "convert", convert)
     faults, count = [], []
     vectors = json.loads((KIT / "vectors" / "values.json").read_text())
-    run.run_values(vectors, "ours", True, lambda vector, fault: (faults if fault else count).append((vector["name"], fault)))
+    run.run_values(
+        vectors, "ours", True, lambda vector, fault: (faults if fault else count).append((vector["name"], fault))
+    )
     assert not faults and len(count) == len(vectors) > 160
 
 

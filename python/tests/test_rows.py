@@ -24,7 +24,11 @@ def ran(program: str, *arguments: str, given: str = "") -> str:
 
 def test_there_are_eleven_tables_on_seven_chips():
     assert len(row.ALL) == 11 and all(tuple(chips) == rows.CHIPS for chips in row.ALL.values())
-    assert rows.EsemMgmtReq.variants(10) == (0, 1) and rows.EsemMgmtReq.variants(9) == (0,) and rows.EvecTable.variants(3) is None
+    assert (
+        rows.EsemMgmtReq.variants(10) == (0, 1)
+        and rows.EsemMgmtReq.variants(9) == (0,)
+        and rows.EvecTable.variants(3) is None
+    )
 
 
 def test_a_field_has_the_bits_of_its_chip():
@@ -42,7 +46,9 @@ def test_a_field_has_the_bits_of_its_chip():
 def test_what_a_row_does_not_have_is_told():
     lif = rows.LifTable(chip=8, variant=1)
     assert "useInLif" not in lif and not hasattr(lif, "useInLif") and lif.get("useInLif") is None
-    with pytest.raises(AttributeError, match="LifTable variant 1 on chip 8 has no field useInLif; others of the table have it"):
+    with pytest.raises(
+        AttributeError, match="LifTable variant 1 on chip 8 has no field useInLif; others of the table have it"
+    ):
         lif.useInLif = 1
     with pytest.raises(AttributeError, match="did you mean vsi?"):
         lif.vsy = 1
@@ -79,7 +85,18 @@ def test_addresses_are_the_program_s(program, chip):
     for table, _, variant in (each for each in FORMATS if each[1] == chip):
         one, form = getattr(rows, table)(chip, variant), row.format_of(table, chip, variant)
         last = form.entries - 1, form.elements - 1, form.blocks - 1
-        asked = ["--chip", str(chip), "-t", table, "-v", str(variant), "--array", str(last[1]), "--identifier", str(last[2])]
+        asked = [
+            "--chip",
+            str(chip),
+            "-t",
+            table,
+            "-v",
+            str(variant),
+            "--array",
+            str(last[1]),
+            "--identifier",
+            str(last[2]),
+        ]
         told = json.loads(ran(program, "addr", *asked, "--json", str(last[0])))[0]
         assert one.address(*last) == tuple(int(told[each], 16) for each in ("block", "address", "aux"))
         for place in range(3):
@@ -114,7 +131,9 @@ def test_the_encoders_make_the_rows_that_the_program_makes(program):
     chance = random.Random(2)
     entries = [random_entry(chance) for _ in range(700)]
     # The text of an EvecValue is a number alone, which does not say its kind.
-    given = "".join(f"EvecValue word0={e.word0}\n" if isinstance(e, EvecValue) else f"{text.text(e)}\n" for e in entries)
+    given = "".join(
+        f"EvecValue word0={e.word0}\n" if isinstance(e, EvecValue) else f"{text.text(e)}\n" for e in entries
+    )
     told = ran(program, "encode", "-a", "--rows", "-f", "-", given=given).splitlines()
     ours = [str(rows.encode(each, chip)) for each in entries for chip in rows.CHIPS]
     assert ours == told and len(told) == 4900

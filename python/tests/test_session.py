@@ -97,7 +97,10 @@ def test_a_push_fills_what_the_other_side_gives_and_is_refused_in_its_words():
     pipe.ours.push("lifConfig", TagPopPushStatus("x"), False, heard.append)
     pipe.run()
     assert all(isinstance(each, Refused) for each in heard[1:])
-    assert [str(each) for each in heard[1:]] == ["nothing is taken in under nowhere", "no attribute app in TagPopPushStatus"]
+    assert [str(each) for each in heard[1:]] == [
+        "nothing is taken in under nowhere",
+        "no attribute app in TagPopPushStatus",
+    ]
     assert len(pipe.ours.mounts) == len(pipe.theirs.mounts) == 1
 
 
@@ -348,7 +351,13 @@ def test_what_is_not_known_is_passed_over_and_counted():
     )
     assert not session.ended, session.reason
     assert list(session.mounts[7].entity.appConfig) == [99] and not session.mounts[15].entity.reqCount
-    wanted_counts = {"unknown entities": 1, "unknown attributes": 2, "unknown types": 1, "unknown enumerators": 1, "refused": 1}
+    wanted_counts = {
+        "unknown entities": 1,
+        "unknown attributes": 2,
+        "unknown types": 1,
+        "unknown enumerators": 1,
+        "refused": 1,
+    }
     assert {each: session.counts[each] for each in wanted_counts} == wanted_counts
 
 
@@ -392,4 +401,3 @@ def test_changed_bytes_are_refused_or_read_but_never_more_than_that(seed):
         session.take()
         if not session.ended:
             session.close("enough")
-

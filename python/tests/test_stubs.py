@@ -68,7 +68,15 @@ def test_meanings_of_the_schema_are_told():
             "constructorArgs": [["on", "bool"]],
             "meaning": "A lamp of the front panel.",
             "attributes": [
-                {"id": 2, "name": "on", "type": "bool", "keyType": "", "keyAttribute": "", "args": [], "introspection": 0}
+                {
+                    "id": 2,
+                    "name": "on",
+                    "type": "bool",
+                    "keyType": "",
+                    "keyAttribute": "",
+                    "args": [],
+                    "introspection": 0,
+                }
                 | {"inherited": False, "meaning": "whether it shines"}
             ],
         }

@@ -21,9 +21,7 @@ from loamtunnel.types import (
     VtAppId,
 )
 
-VALUES = sorted(
-    name for name, each in schema.TYPES.items() if each.kind == "value" and not each.form and each.stored
-)
+VALUES = sorted(name for name, each in schema.TYPES.items() if each.kind == "value" and not each.form and each.stored)
 
 
 def random_value(name: str, chance: random.Random):
@@ -95,14 +93,26 @@ def test_a_value_does_not_change():
 @pytest.mark.parametrize(
     ("make", "error", "words"),
     [
-        (lambda: AradLifAcMp(vsi=70000), OverflowError, "vsi: 70000 is too large; the field has 16 bits, at most 65535"),
+        (
+            lambda: AradLifAcMp(vsi=70000),
+            OverflowError,
+            "vsi: 70000 is too large; the field has 16 bits, at most 65535",
+        ),
         (lambda: AradLifAcMp(vlanEditVid1=4096), OverflowError, "12 bits, at most 4095"),
         (lambda: AradLifAcMp(vsi=-1), OverflowError, "vsi: -1 is too small; the least is 0"),
         (lambda: AradLifAcMp(vsi="x"), TypeError, "vsi: 'x' is no number"),
-        (lambda: AradLifAcMp(vlanEditVd1=1), TypeError, "no attribute vlanEditVd1 in AradLifAcMp; did you mean vlanEdit"),
+        (
+            lambda: AradLifAcMp(vlanEditVd1=1),
+            TypeError,
+            "no attribute vlanEditVd1 in AradLifAcMp; did you mean vlanEdit",
+        ),
         (lambda: AradLifEntry(1, 2, 3, 4), TypeError, "AradLifEntry has 3 stored attributes; 4 were given"),
         (lambda: EvecFormat(0x80000), OverflowError, "value: 524288 is too large"),
-        (lambda: TcamSharingRequest(0, 2049, 0), OverflowError, "fapId: 2049 is too large; the field has 16 bits, at most 2048"),
+        (
+            lambda: TcamSharingRequest(0, 2049, 0),
+            OverflowError,
+            "fapId: 2049 is too large; the field has 16 bits, at most 2048",
+        ),
         (lambda: VtAppId("vtAppMpl"), ValueError, "no enumerator vtAppMpl; did you mean vtAppMpls?"),
         (lambda: VtAppId(1 << 32), OverflowError, "an enumerator has 32 bits"),
         (lambda: EvecKey("0-128", 1), ValueError, "fapMask: 0-128: a chip is a number from 0 to 127"),
@@ -133,7 +143,10 @@ def test_a_command_of_an_entry_is_completed_and_checked_on_its_way_in():
 @pytest.mark.parametrize(
     ("given", "words"),
     [
-        ("Value('Hardware::LoamTunnel::OutAcKey', ** {'fapMask': '0-3', 'acFormat': 5", "premature end of value type OutAcKey"),
+        (
+            "Value('Hardware::LoamTunnel::OutAcKey', ** {'fapMask': '0-3', 'acFormat': 5",
+            "premature end of value type OutAcKey",
+        ),
         ("Value('Hardware::LoamTunnel::OutAcKey', ** {'x': 5})", "OutAcKey has no such attribute: x"),
         ("Value('Hardware::LoamTunnel::OutAcKey', ** {'acFormat': 5,})", "expected a quoted string"),
         ("Value('Hardware::LoamTunnel::OutAcKey', ** {}) x", "junk at column 47"),
