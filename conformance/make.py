@@ -26,6 +26,7 @@ ENUMERATOR = "int, enumerator: 4, most significant first"
 TEXTS = "`loamtunnel value` turns such texts into JSON, bytes and rows, and back."
 JSONS = "JSON is an object by attributes, wire the bytes of an attribute log"
 SHORT = "The entry: its kind, then field=value, such as AradLifAcMp vsi=100 vlanEditVid1=20"
+PATHS = "The place, such as lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=100]"
 UNKNOWN = "A value that is out of its range, such as an unknown enumerator, is a fault of the record alone"
 
 
@@ -174,6 +175,21 @@ def values() -> list[dict]:
                 if which == "least" or not has_interface(name):
                     made |= {"value": value, "text": text(name, value)}
                 found.append(made)
+        if each["kind"] == "value" and name.startswith(HOME) and stored(name) and not has_interface(name):
+            value = sample(name, "mixed")
+            words = [(a, text(t, value[a]).lower() if t == "bool" else text(t, value[a])) for a, t in stored(name)]
+            if not any("(" in word for _, word in words):  # values inside of it have no short form
+                found.append(
+                    {
+                        "name": f"value/{short}/short",
+                        "level": "Recommended",
+                        "rule": PATHS,
+                        "type": name,
+                        "value": value,
+                    }
+                    | {"bytes": wire(name, value).hex(" "), "text": text(name, value)}
+                    | {"short": " ".join([short, *(f"{a}={word.strip(chr(39))}" for a, word in words)])}
+                )
     views = {
         "AradLifAcMp vsi=100 vlanEditVid1=20": (
             "AradLifAcMp",

@@ -154,8 +154,8 @@ def short_value(type_: str, given: str):
 
 
 def _word(type_: str, word: str):
-    if type_ == "bool" and word in ("true", "false"):
-        return word == "true"
+    if type_ == "bool" and word.lower() in ("true", "false"):
+        return word.lower() == "true"
     try:
         return int(word, 0)
     except ValueError:
