@@ -17,6 +17,7 @@ The standard library is all that it needs, and it shares no code with any peer.
 from __future__ import annotations
 
 import argparse
+import concurrent.futures
 import json
 import pathlib
 import re
@@ -485,6 +486,7 @@ def main() -> int:
         "--only", default="", metavar="PATTERN", help="run vectors whose name has this regular expression"
     )
     parser.add_argument("--seconds", type=float, default=5.0, help="how long to wait for what must come")
+    parser.add_argument("--jobs", type=int, default=1, help="how many vectors to run at a time")
     parser.add_argument("--quiet", action="store_true", help="print no line for what passes")
     parser.add_argument("command", nargs=argparse.REMAINDER)
     options = parser.parse_args()
@@ -515,16 +517,23 @@ def main() -> int:
             print(line, flush=True)
 
     run_values([each for each in vectors if "steps" not in each], options.values, options.shorts, tell)
-    with tempfile.TemporaryDirectory(prefix="conformance") as folder:
-        for vector in (each for each in vectors if "steps" in each):
-            if not options.command:
-                tell(vector, Skipped("no COMMAND"))
-                continue
-            try:
+
+    def played(vector: dict) -> Exception | None:
+        if not options.command:
+            return Skipped("no COMMAND")
+        try:
+            with tempfile.TemporaryDirectory(prefix="conformance") as folder:
                 Play(vector, options.command, options.seconds, pathlib.Path(folder)).run()
-                tell(vector, None)
-            except (Failed, Skipped) as fault:
-                tell(vector, fault)
+        except (Failed, Skipped) as fault:
+            return fault
+        except (KeyError, IndexError, ValueError) as fault:  # what has come is too unsound to be taken apart
+            return Failed(f"{type(fault).__name__}: {fault}")
+        return None
+
+    acted = [each for each in vectors if "steps" in each]
+    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+        for vector, fault in zip(acted, pool.map(played, acted), strict=True):
+            tell(vector, fault)
     for name in known.keys() - {each["name"] for each in vectors} if not options.only and not options.required else ():
         counts["failed"] += 1
         print(f"FAILED   {name}: {options.known.name} has it, and there is no such vector")
