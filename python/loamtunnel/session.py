@@ -1,0 +1,670 @@
+"""One connection: bytes in, bytes out, no socket and no clock.
+
+A session sends a preamble and a hello, then what this side offers, wants, pushes and asks. `feed` takes what has come,
+`take` gives what is to go. What the other side does wrong ends the session with a goodbye that says what it was.
+"""
+
+from __future__ import annotations
+
+import struct
+from collections import Counter, deque
+from collections.abc import Callable, Iterator
+from dataclasses import dataclass
+
+from . import records, schema, values
+from .calls import ANSWER, REQUEST, Calls, Request
+from .errors import ConnectionEnded, LoamError, RangeError, Refused, StreamFault
+from .mount import ENTITY, Mount
+from .records import RecordReader, ended_at, number, record, section, string, whole_string
+from .service import Limits, Offer, Service, check_path, has_control
+from .tree import Entity
+from .wire import codec, to_wire
+
+MAGIC = bytes.fromhex("894c6f616d4c6f67")
+PROTOCOLS = (2, 2)  # the lowest and the highest that are spoken here
+HELLO, GOODBYE, OFFER, ALL_TOLD, WANT, VERDICT = range(160, 166)
+PUSHED, WRITABLE = 1, 2
+ROOM = 256 * 1024  # what waits to go before the stream counts as full
+
+
+class Root:
+    """The top of what is shared under a path: who announced it, and how far its state has come."""
+
+    __slots__ = ("session", "path", "number", "pushed", "sends", "applies", "passes", "mount", "whole", "heard", "mine")
+
+    def __init__(self, session, path: str, number_: int, pushed: bool, mine: bool, sends: bool, applies: bool) -> None:
+        self.session, self.path, self.number, self.pushed, self.mine = session, path, number_, pushed, mine
+        self.sends, self.applies = sends, applies
+        self.passes = 0
+        self.mount: Mount | None = None
+        self.whole = False
+        self.heard: Wish | Push | None = None
+
+    def passed(self) -> None:
+        if not self.passes and not self.whole and self.mount is not None and self.mount.id in self.session.mounts:
+            self.whole = True
+            self.mount.sync_mode(3)
+
+    def come(self) -> None:
+        self.whole = True
+        if isinstance(self.heard, Wish):
+            self.heard.settle(None)
+
+
+@dataclass(eq=False)
+class Wish:
+    """A want on its way. `done(error)` is called once: None when all of the state has come."""
+
+    path: str
+    number: int
+    entity: Entity | None = None
+    done: Callable[[Exception | None], None] | None = None
+    root: Root | None = None
+    writable: bool = False
+
+    def settle(self, error: Exception | None) -> None:
+        done, self.done = self.done, None
+        if done is not None:
+            done(error)
+
+
+@dataclass(eq=False)
+class Push(Wish):
+    """A push on its way. `done(error)` is called once: None when the peer has taken it in."""
+
+
+class Session:
+    """One side of a connection. `connects` tells which: ids and ties depend on it."""
+
+    checksum = schema.CHECKSUM  # of the types that this side knows
+    last_refused = ""  # what was wrong with the last record that was passed over
+
+    def __init__(
+        self,
+        service: Service,
+        connects: bool,
+        peer: object = None,
+        limits: Limits = Limits(),
+        wake: Callable[[], None] = lambda: None,
+    ) -> None:
+        self.service, self.connects, self.limits, self.wake = service, connects, limits, wake
+        self.peer = peer if peer is not None else self
+        self.name = ""  # the peer's, once its hello has come
+        self.theirs = limits
+        self.protocol = 0
+        self.is_open = self.all_told = self.ended = False
+        self.reason = ""
+        self.mounts: dict[int, Mount] = {}
+        self.offers: dict[str, Offer] = {}
+        self.roots: dict[str, Root] = {}  # that the peer has wanted
+        self.wishes: dict[str, Wish] = {}
+        self.pushes: dict[int, Push] = {}
+        self.counts: Counter[str] = Counter()
+        self.has_room = True
+        self.on_open: Callable[[], None] = lambda: None
+        self.on_end: Callable[[Exception], None] = lambda error: None
+        self.ends_watches = True  # whether watches of the copies end with the connection
+        self.on_unshared: Callable[[str, Entity, Exception], None] = lambda path, entity, error: end_watches(
+            entity, error
+        )
+        self._out: list[bytes] = []
+        self._size = 0
+        self._early: list[Callable[[], None]] = []  # what waits for the other side's hello
+        self._reader = RecordReader()
+        self._preamble = False
+        self._next_id = 7 if connects else 5
+        self._numbers = 0
+        self._given: set[int] = set()  # ids under which the peer's entities stand
+        self._their_roots: set[int] = set()
+        self._flows: deque[Iterator[None]] = deque()
+        self._marked: dict[Mount, None] = {}
+        self._calls = Calls(self)
+        self._put(MAGIC + struct.pack(">HH", *PROTOCOLS))
+        self._put(self._hello())
+        service.sessions.add(self)
+
+    # Bytes
+
+    def put(self, data: bytes) -> None:
+        """One whole record, to go in its turn."""
+        self.counts["records out"] += 1
+        self._put(data)
+
+    def _put(self, data: bytes) -> None:
+        if self.ended:
+            return
+        if not self._out:
+            self.wake()
+        self._out.append(data)
+        self._size += len(data)
+        if self._size > ROOM and self.has_room:
+            self.has_room = False
+            self.counts["full"] += 1
+
+    def take(self) -> bytes:
+        """What is to go now. Call it again when that has gone; b"" when nothing is left."""
+        self.has_room = self._size <= ROOM
+        self._pump()
+        data = b"".join(self._out)
+        self._out.clear()
+        self._size, self.has_room = 0, True
+        self.counts["bytes out"] += len(data)
+        if self._marked or self._flows:
+            self.wake()
+        return data
+
+    @property
+    def has_more(self) -> bool:
+        """Whether something waits to be sent, be it as records or still as marks."""
+        return not self.ended and bool(self._out or self._marked or self._flows or self._early)
+
+    def _pump(self) -> None:
+        while self.has_room and self._marked:
+            mount = next(iter(self._marked))
+            if mount.flush():
+                self._marked.pop(mount, None)
+        while self.has_room and self._flows:
+            if next(self._flows[0], self) is self:
+                self._flows.popleft()
+
+    def begin(self, flow: Iterator[None]) -> None:
+        self._flows.append(flow)
+        self.wake()
+
+    def mark(self, mount: Mount) -> None:
+        self._marked[mount] = None
+        self.wake()
+
+    def feed(self, data: bytes) -> None:
+        """Bytes that have come, in any pieces."""
+        if self.ended:
+            return
+        self.counts["bytes in"] += len(data)
+        reader = self._reader
+        reader.feed(data)
+        try:
+            if not self._preamble and not self._hear_preamble():
+                return
+            mounts, counts = self.mounts, self.counts
+            for form, entity, attribute, secondary, bytes_, at, end in reader:
+                counts["records in"] += 1
+                try:
+                    if entity == 1:
+                        self._hear(form, attribute, bytes_, at, end)
+                    elif not self.is_open:
+                        raise StreamFault("a record came before the hello")
+                    elif (mount := mounts.get(entity)) is None:
+                        counts["unknown entities"] += 1
+                    elif attribute == -ENTITY:
+                        self._hear_unmounted(mount)
+                    else:
+                        mount.apply(form, attribute, bytes_, at, end)
+                except RangeError as fault:
+                    counts["refused"] += 1
+                    self.last_refused = str(fault)
+                if self.ended:
+                    return
+        except StreamFault as fault:
+            self.close(str(fault))
+        except IndexError:
+            self.close("a record is cut")
+
+    def close(self, reason: str, said: bool = True) -> None:
+        """Ends the session: with `said`, a goodbye with the reason is the last record."""
+        if self.ended:
+            return
+        if said:
+            cut = records.encoded(reason)[:500]
+            self._put(record(1, GOODBYE, string(cut)))
+        self.ended, self.reason = True, reason
+        error = ConnectionEnded(reason)
+        self.service.sessions.discard(self)
+        self._flows.clear()
+        self._marked.clear()
+        for each in (*self.wishes.values(), *self.pushes.values()):
+            each.settle(error)
+        tops = {each.root.mount for each in self.mounts.values()}
+        for mount in tuple(self.mounts.values()):
+            mount.close()
+        self._calls.end(error)
+        for mount in tops:
+            if mount is not None and not mount.root.mine and self.ends_watches:
+                end_watches(mount.entity, error)
+        self.on_end(error)
+
+    def stats(self) -> dict[str, object]:
+        """What this connection has carried, under the names that the program has for it."""
+        counts = self.counts
+        return {
+            "peer": self.name,
+            "entities": len(self.mounts),
+            "recordsIn": counts["records in"],
+            "bytesIn": counts["bytes in"],
+            "recordsOut": counts["records out"],
+            "bytesOut": counts["bytes out"],
+            "coalescedChanges": counts["coalesced"],
+            "dirtyKeys": sum(len(each.dirty) for each in self.mounts.values()),
+            "dirtyKeysHighWater": counts["most dirty"],
+            "streamFull": counts["full"],
+            "passesIn": counts["passes in"],
+            "unknownEnums": counts["unknown enumerators"],
+            "unknownAttributes": counts["unknown attributes"],
+            "unknownEntities": counts["unknown entities"],
+            "refusedRecords": counts["refused"],
+        }
+
+    @property
+    def longest_record(self) -> int:
+        """What both sides have agreed on."""
+        return self._reader.longest
+
+    # The beginning
+
+    def _hello(self) -> bytes:
+        return record(
+            1,
+            HELLO,
+            section(16, string(self.service.name))
+            + section(17, self.checksum.to_bytes(8, "big"))
+            + section(18, struct.pack(">IIII", *self.limits)),
+        )
+
+    def _hear_preamble(self) -> bool:
+        preamble = self._reader.take(12)
+        if preamble is None:
+            return False
+        lowest, highest = struct.unpack(">HH", preamble[8:])
+        if preamble[:8] != MAGIC:
+            raise StreamFault("these bytes are no attribute log: they begin with another magic")
+        self.protocol = min(highest, PROTOCOLS[1])
+        if self.protocol < max(lowest, PROTOCOLS[0]):
+            raise StreamFault(
+                f"no protocol is common: this side speaks {PROTOCOLS[0]} to {PROTOCOLS[1]}, the other one {lowest} to {highest}"
+            )
+        self._preamble = True
+        return True
+
+    def _hear_hello(self, data, at: int, end: int) -> None:
+        if self.is_open:
+            raise StreamFault("a second hello")
+        found = records.sections(data, at, end)
+        if not {16, 17, 18} <= found.keys():
+            raise StreamFault("a hello lacks a section; 16, 17 and 18 must be there")
+        name = whole_string(data, *found[16])
+        (a, b), (c, d) = found[17], found[18]
+        if b - a != 8 or d - c != 16:
+            raise StreamFault("a section of the hello has another size")
+        limits = Limits(*struct.unpack_from(">IIII", data, c))
+        if len(records.encoded(name)) > 64 or has_control(name):
+            raise StreamFault("the name in the hello has more than 64 bytes, or control characters")
+        if not 1024 <= limits.record <= 65535:
+            raise StreamFault(f"a longest record of {limits.record} bytes; it is 1024 to 65535")
+        if limits.ring < 2 * limits.record:
+            raise StreamFault(f"a ring of {limits.ring} bytes is shorter than two records of {limits.record}")
+        if not limits.entities:
+            raise StreamFault("the other side takes no entities")
+        self.name, self.theirs = name, limits
+        self._reader.longest = min(limits.record, self.limits.record)
+        self.is_open = True
+        for each in self._early:
+            each()
+        self._early.clear()
+        for offer in self.service.offers.values():
+            self._put_offer(offer)
+        self.put(record(1, ALL_TOLD, b""))
+        self.on_open()
+
+    def _check_open(self) -> None:
+        if self.ended:
+            raise ConnectionEnded(self.reason)
+
+    def _when_open(self, what: Callable[[], None]) -> None:
+        self._check_open()
+        if self.is_open:
+            what()
+        else:
+            self._early.append(what)
+
+    def _hear(self, form: int, attribute: int, data, at: int, end: int) -> None:
+        """A record of entity 1."""
+        if attribute == HELLO:
+            self._hear_hello(data, at, end)
+        elif attribute == GOODBYE:
+            self.close(whole_string(data, at, end), said=False)
+        elif not self.is_open:
+            raise StreamFault("a record came before the hello")
+        elif attribute == ENTITY:
+            self._hear_announcement(data, at, end)
+        else:
+            hear = _HEARERS.get(attribute)
+            if hear is None:
+                self.counts["unknown attributes"] += 1
+            else:
+                hear(self, data, at, end)
+
+    # Ids
+
+    def new_id(self) -> int:
+        self._next_id += 4
+        if len(self.mounts) - len(self._given) >= self.theirs.entities:
+            raise LoamError(f"{self.name} takes no more than {self.theirs.entities} entities")
+        return self._next_id - 4
+
+    def is_mine(self, id_: int) -> bool:
+        return bool(id_ & 2) == self.connects
+
+    def check_given(self, id_: int) -> None:
+        """An id that the peer assigns."""
+        if not id_ & 1 or id_ == 1 or self.is_mine(id_) or id_ in self.mounts:
+            raise StreamFault(f"the id {id_} is not one that the other side may give")
+        if len(self._given) >= self.limits.entities:
+            raise StreamFault(f"more than {self.limits.entities} entities")
+
+    def taken_in(self, mount: Mount) -> None:
+        self._given.add(mount.id)
+
+    def gone(self, mount: Mount) -> None:
+        self._given.discard(mount.id)
+        self._their_roots.discard(mount.id)
+        self._marked.pop(mount, None)
+
+    def mount_of(self, entity: Entity) -> Mount | None:
+        return next((each for each in entity._mounts if each.session is self), None)
+
+    # Offers, wishes and pushes
+
+    def tell_offer(self, offer: Offer) -> None:
+        if self.is_open:
+            self._put_offer(offer)
+
+    def _put_offer(self, offer: Offer) -> None:
+        self.put(record(1, OFFER, string(offer.path) + string(offer.type) + bytes((offer.writable,))))
+
+    def tell_withdrawn(self, path: str) -> None:
+        if self.is_open:
+            self.put(record(1, -OFFER, string(path)))
+            self._unmount(path)
+
+    def _unmount(self, path: str) -> None:
+        root = self.roots.pop(path, None)
+        if root is not None and root.mount is not None and root.mount.id in self.mounts:
+            self.put(record(root.mount.id, -ENTITY, b"", form=0))
+            root.mount.close()
+
+    def want(self, path: str, entity: Entity | None, done: Callable[[Exception | None], None]) -> Wish:
+        """Asks for what is offered under a path. Given an entity of its type, that one becomes the copy."""
+        check_path(path)
+        self._check_open()
+        if path in self.wishes:
+            raise ValueError(f"{path} is wanted already")
+        self._numbers += 1
+        wish = self.wishes[path] = Wish(path, self._numbers, entity, done)
+        self._when_open(lambda: self.put(record(1, WANT, string(path) + number(wish.number))))
+        return wish
+
+    def unwant(self, path: str) -> None:
+        wish = self.wishes.pop(path, None)
+        if wish is None or self.ended:
+            return
+        if self.is_open:
+            self.put(record(1, -WANT, string(path) + number(wish.number)))
+        if wish.root is not None and wish.root.mount is not None:
+            wish.root.mount.close()
+
+    def push(self, path: str, entity: Entity, writable: bool, done: Callable[[Exception | None], None]) -> Push:
+        """Pushes an entity; with `writable`, the peer may write to it."""
+        check_path(path)
+        self._check_open()
+        self._numbers += 1
+        push = Push(path, self._numbers, entity, done)
+        self.pushes[push.number] = push
+        self._when_open(lambda: self._announce(entity, path, push.number, PUSHED, writable, push))
+        return push
+
+    def unpush(self, push: Push) -> None:
+        self.pushes.pop(push.number, None)
+        mount = push.root.mount if push.root is not None else None
+        if mount is not None and self.mounts.get(mount.id) is mount:
+            self.put(record(mount.id, -ENTITY, b"", form=0))
+            mount.close()
+
+    def _announce(self, entity: Entity, path: str, number_: int, bits: int, writable: bool, push: Push | None) -> Root:
+        root = Root(self, path, number_, bool(bits & PUSHED), True, True, writable)
+        root.heard = push
+        id_ = self.new_id()
+        self.put(
+            record(
+                1,
+                ENTITY,
+                self._described(entity)
+                + section(4, number(id_))
+                + section(5, string(path) + number(bits | (WRITABLE if writable else 0)) + number(number_)),
+            )
+        )
+        root.mount = Mount(self, entity, id_, root)
+        if push is not None:
+            push.root = root
+        root.mount.start()
+        return root
+
+    def _hear_announcement(self, data, at: int, end: int) -> None:
+        found = records.sections(data, at, end)
+        if 1 not in found or 4 not in found:
+            raise StreamFault("an announcement lacks its type or its id")
+        names, at = [], found[1][0]
+        while at < found[1][1]:
+            name, at = records.read_string(data, at, found[1][1])
+            names.append(name)
+        id_, at = records.read_number(data, *found[4])
+        if at != found[4][1]:
+            raise StreamFault("the id of an announcement is too long")
+        self.check_given(id_)
+        if 5 not in found:
+            self._hear_referred(names, data, *found.get(3, (0, 0)), id_)
+            return
+        at, stop = found[5]
+        path, at = records.read_string(data, at, stop)
+        bits, at = records.read_number(data, at, stop)
+        number_, at = records.read_number(data, at, stop)
+        if at != stop:
+            raise StreamFault("the root of an announcement is too long")
+        if len(self._their_roots) >= self.limits.roots:
+            raise StreamFault(f"more than {self.limits.roots} roots")
+        known = next((schema.TYPES[each] for each in names if each in schema.TYPES), None)
+        if known is None or known.kind != "entity":
+            self.counts["unknown types"] += 1
+            why = f"the type {names[0] if names else ''} is not known here"
+            if bits & PUSHED:
+                self._put_verdict(path, number_, PUSHED, why)
+            elif (wish := self.wishes.get(path)) is not None and wish.number == number_:
+                wish.settle(Refused(why))
+            return
+        made = self._made(known, data, *found.get(3, (0, 0)))
+        if bits & PUSHED:
+            self._hear_push(path, number_, bool(bits & WRITABLE), made, id_)
+        else:
+            self._hear_wanted(path, number_, bool(bits & WRITABLE), made, id_)
+
+    def _hear_referred(self, names: list[str], data, at: int, end: int, id_: int) -> None:
+        """An entity without a path: the records that follow refer to it."""
+        known = next((schema.TYPES[each] for each in names if each in schema.TYPES), None)
+        if known is None or known.kind != "entity":
+            self.counts["unknown types"] += 1
+            return
+        root = Root(self, "", 0, False, False, False, True)
+        root.mount = Mount(self, self._made(known, data, at, end), id_, root)
+        self.taken_in(root.mount)
+        root.mount.hold()
+
+    def announce_referred(self, entity: Entity, root: Root) -> Mount:
+        """Announces what a record is about to refer to, and has its state sent."""
+        mount = Mount(self, entity, self.new_id(), root)
+        self.put(record(1, ENTITY, self._described(entity) + section(4, number(mount.id))))
+        mount.start()
+        return mount
+
+    def _described(self, entity: Entity) -> bytes:
+        """The sections of an announcement that say what it is."""
+        types = b"".join(string(each) for each in (entity._schema.name, *entity._schema.bases))
+        argument = string(entity.name if entity._schema.is_named else "")
+        if entity._schema.argument:
+            argument = to_wire(entity.key, entity._schema.attributes[entity._schema.argument].type)
+        return section(1, types) + section(3, argument)
+
+    def _made(self, type_: schema.Type, data, at: int, end: int) -> Entity:
+        kind = values.python_type(type_.name)
+        if not type_.argument:
+            return kind(whole_string(data, at, end) if end > at else "")
+        return kind(codec(type_.attributes[type_.argument].type, tolerant=True)[0](data, at, end)[0])
+
+    def _hold(self, root: Root, entity: Entity, id_: int) -> Mount:
+        """The copy of what the peer has announced."""
+        root.mount = Mount(self, entity, id_, root)
+        self.taken_in(root.mount)
+        self._their_roots.add(id_)
+        root.mount.hold()
+        return root.mount
+
+    def _hear_push(self, path: str, number_: int, writable: bool, made: Entity, id_: int) -> None:
+        taker, may_write = self.service.takers.get(path, (None, False))
+        try:
+            if taker is None:
+                raise Refused(f"nothing is taken in under {path}")
+            entity = taker(self.peer, made)
+            if entity is None:
+                raise Refused(f"{path} is not taken in")
+            if entity._schema is not made._schema:
+                raise Refused(f"{path} takes in no {made._schema.short}")
+        except Exception as refusal:  # the taker's own faults, too, are for the side that pushed
+            self._put_verdict(path, number_, PUSHED, str(refusal) or type(refusal).__name__)
+            return
+        if entity is made:
+            entity._place = path
+        if not writable:
+            entity.read_only = entity.read_only or (f"{self.name} has pushed it to be read" if entity is made else None)
+        root = Root(self, path, number_, True, False, writable and may_write, True)
+        self._hold(root, entity, id_)
+        self._put_verdict(path, number_, PUSHED | 2, "")
+
+    def _hear_wanted(self, path: str, number_: int, writable: bool, made: Entity, id_: int) -> None:
+        wish = self.wishes.get(path)
+        if wish is None or wish.number != number_:
+            return  # for nobody any more
+        if wish.root is not None and wish.root.mount is not None:
+            wish.root.mount.close()
+        if wish.entity is None:
+            wish.entity = made
+        elif wish.entity._schema is not made._schema:
+            wish.settle(Refused(f"{path} is a {made._schema.short}, not a {wish.entity._schema.short}"))
+            return
+        wish.entity._place, wish.writable = path, writable
+        wish.entity.read_only = None if writable else f"{self.name} offers it to be read"
+        root = wish.root = Root(self, path, number_, False, False, writable, True)
+        root.heard = wish
+        self._hold(root, wish.entity, id_)
+
+    def _hear_unmounted(self, mount: Mount) -> None:
+        if self.is_mine(mount.id):
+            self.counts["refused"] += 1
+            return
+        mount.close()
+        wish, root = self.wishes.get(mount.root.path), mount.root
+        if root.mount is mount and wish is not None and wish.root is root and wish.number == root.number:
+            del self.wishes[wish.path]
+            over = Refused(f"{wish.path} is no longer shared by {self.name}")
+            wish.settle(over)
+            self.on_unshared(wish.path, mount.entity, over)
+
+    def _put_verdict(self, path: str, number_: int, bits: int, reason: str) -> None:
+        self.put(record(1, VERDICT, string(path) + number(number_) + number(bits) + string(reason)))
+
+    def _hear_offer(self, data, at: int, end: int) -> None:
+        path, at = records.read_string(data, at, end)
+        type_, at = records.read_string(data, at, end)
+        writable, at = records.read_number(data, at, end)
+        ended_at(at, end)
+        self.offers[path] = Offer(path, type_, bool(writable & 1))
+
+    def _hear_withdrawn(self, data, at: int, end: int) -> None:
+        path = whole_string(data, at, end)
+        self.offers.pop(path, None)
+
+    def _hear_all_told(self, data, at: int, end: int) -> None:
+        ended_at(at, end)
+        self.all_told = True
+
+    def _hear_want(self, data, at: int, end: int) -> None:
+        path, at = records.read_string(data, at, end)
+        number_, at = records.read_number(data, at, end)
+        ended_at(at, end)
+        self._unmount(path)
+        offer = self.service.offers.get(path)
+        if offer is None or offer.entity is None:
+            self._put_verdict(path, number_, 0, f"nothing is offered under {path}")
+        elif len(self.roots) >= self.theirs.roots:
+            self._put_verdict(path, number_, 0, f"{self.name} takes no more than {self.theirs.roots} roots")
+        else:
+            try:
+                self.roots[path] = self._announce(offer.entity, path, number_, 0, offer.writable, None)
+            except LoamError as fault:
+                self._put_verdict(path, number_, 0, str(fault))
+
+    def _hear_unwant(self, data, at: int, end: int) -> None:
+        path, at = records.read_string(data, at, end)
+        number_, at = records.read_number(data, at, end)
+        ended_at(at, end)
+        root = self.roots.get(path)
+        if root is not None and root.number == number_:
+            self._unmount(path)
+
+    def _hear_verdict(self, data, at: int, end: int) -> None:
+        path, at = records.read_string(data, at, end)
+        number_, at = records.read_number(data, at, end)
+        bits, at = records.read_number(data, at, end)
+        reason = whole_string(data, at, end)
+        if not bits & PUSHED:
+            wish = self.wishes.get(path)
+            if wish is not None and wish.number == number_ and not bits & 2:
+                del self.wishes[path]
+                wish.settle(Refused(reason))
+            return
+        push = self.pushes.get(number_)
+        if push is None:
+            return
+        if bits & 2:
+            push.settle(None)
+            return
+        del self.pushes[number_]
+        self.unpush(push)
+        push.settle(Refused(reason))
+
+    # Requests
+
+    def request(self, verb: str, argument: str, done: Callable[[str | None, Exception | None], None]) -> Request:
+        """Asks the peer. `done(answer, error)` is called once; more than 16 at a time wait their turn."""
+        self._check_open()
+        made = self._calls.request(verb, argument, done)
+        self._when_open(self._calls.ask)
+        return made
+
+    def on_awaitable(self, answer, reply: Callable[[str, bool], None]) -> None:
+        """An answer that takes time. Whoever has an event loop replaces this."""
+        reply("the answer is no text", True)
+
+
+def end_watches(entity: Entity, error: Exception) -> None:
+    """Whoever iterates over the changes of a copy hears why there are no more."""
+    for watch in tuple(entity._watchers or ()):
+        watch.ended(error)
+
+
+_HEARERS = {
+    OFFER: Session._hear_offer,
+    -OFFER: Session._hear_withdrawn,
+    ALL_TOLD: Session._hear_all_told,
+    WANT: Session._hear_want,
+    -WANT: Session._hear_unwant,
+    VERDICT: Session._hear_verdict,
+    REQUEST: lambda session, *payload: session._calls.hear_request(*payload),
+    ANSWER: lambda session, *payload: session._calls.hear_answer(*payload),
+}

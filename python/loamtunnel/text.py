@@ -1,0 +1,162 @@
+"""The text form of values: `Value('Hardware::LoamTunnel::OutAcKey', ** {'fapMask': '0-3', 'acFormat': 5})`.
+
+`text` writes it and `value` reads it back; blanks may stand around each token, attributes come in any order.
+"""
+
+from __future__ import annotations
+
+import ipaddress
+import re
+
+from . import schema, values
+from .errors import RangeError
+
+_WORDS = re.compile(r"\s*'((?:[^'\\]|\\.)*)'\s*")
+_NUMBER = re.compile(r"\s*(-?\d+|0[xX][0-9a-fA-F]+)\s*")
+_NAME = re.compile(r"\s*(True|False|true|false)\s*")
+
+
+def text(value, type_: str | None = None) -> str:
+    """The text of a value; of a plain number, that of the type that it is meant to be."""
+    if isinstance(value, bool):
+        return str(value).lower() if type_ is None else _bool(value)
+    if isinstance(value, values.Enumeration):
+        return f"'{value}'"
+    if isinstance(value, values.Value):
+        described = value._schema
+        if described.scalar:
+            return text(getattr(value, described.scalar), described.attributes[described.scalar].type)
+        parts = ", ".join(f"'{each.name}': {text(getattr(value, each.name), each.type)}" for each in described.stored)
+        return f"Value('{described.name}', ** {{{parts}}})"
+    if isinstance(value, (values.Fapmask, ipaddress.IPv4Address, values.Interface)):
+        return f"'{value}'"
+    if isinstance(value, int):
+        return str(int(value))
+    return f"'{value}'"
+
+
+def _bool(value: bool) -> str:
+    return "True" if value else "False"
+
+
+def key_text(key) -> str:
+    """A key as it stands in a path: an enumerator without quotes."""
+    return str(key) if isinstance(key, values.Enumeration) else text(key)
+
+
+class _Reader:
+    def __init__(self, given: str) -> None:
+        self.given, self.at = given, 0
+
+    def skip(self) -> None:
+        while self.at < len(self.given) and self.given[self.at].isspace():
+            self.at += 1
+
+    def need(self, *tokens: str) -> None:
+        for token in tokens:
+            self.skip()
+            if not self.given.startswith(token, self.at):
+                raise RangeError(f'expected "{token}" at column {self.at}')
+            self.at += len(token)
+
+    def quoted(self) -> str:
+        found = _WORDS.match(self.given, self.at)
+        if not found:
+            raise RangeError(f"expected a quoted string at column {self.at}")
+        self.at = found.end()
+        return re.sub(r"\\(.)", r"\1", found[1])
+
+    def value(self, name: str):
+        if name == "bool":
+            found = _NAME.match(self.given, self.at)
+            if not found:
+                raise RangeError(f"expected True or False at column {self.at}")
+            self.at = found.end()
+            return found[1].lower() == "true"
+        if name in schema.BITS:
+            return self.number() & ((1 << schema.BITS[name]) - 1)
+        kind, described = values.python_type(name), schema.TYPES[name]
+        if kind is int:
+            return values.coerced(described.short, name, self.number())
+        if not issubclass(kind, values.Value):
+            words = self.quoted()
+            if described.kind == "enumeration" and words not in kind.__members__:
+                raise RangeError(f"{kind.__name__} has no enumerator {words}{schema.nearest(words, kind.__members__)}")
+            return kind(words)
+        if described.scalar:
+            return kind(self.value(described.attributes[described.scalar].type))
+        return self.structured(kind, described)
+
+    def number(self) -> int:
+        found = _NUMBER.match(self.given, self.at)
+        if not found:
+            raise RangeError(f"expected a number at column {self.at}")
+        self.at = found.end()
+        return int(found[1], 0)
+
+    def structured(self, kind, described: schema.Type):
+        self.need("Value", "(", f"'{described.name}'", ",", "**", "{")
+        given: dict[str, object] = {}
+        stored = {each.name: each for each in described.stored}
+        is_first = True
+        while True:
+            self.skip()
+            if self.at >= len(self.given):
+                raise RangeError(f"premature end of value type {described.short}")
+            if self.given[self.at] == "}":
+                break
+            if not is_first:
+                self.need(",")
+            is_first = False
+            name = self.quoted()
+            self.need(":")
+            if name not in stored:
+                raise RangeError(f"{described.short} has no such attribute: {name}")
+            try:
+                given[name] = self.value(stored[name].type)
+            except RangeError as fault:
+                raise RangeError(f"{name}: {fault}") from None
+        self.need("}", ")")
+        self.skip()
+        return kind(**given)
+
+
+def value(type_: str, given: str):
+    """The value of which `given` is the text, or a `RangeError` that tells the column."""
+    name = type_ if type_ in schema.SCALARS else schema.named(type_).name
+    reader = _Reader(given)
+    try:
+        made = reader.value(name)
+    except OverflowError as fault:
+        raise RangeError(str(fault)) from None
+    if reader.at != len(given):
+        raise RangeError(f"junk at column {reader.at} deserializing {given}")
+    return made
+
+
+def short_value(type_: str, given: str):
+    """The value of a short form: `AradLifAcMp vsi=100 vlanEditVid1=20`, or the name of an enumerator."""
+    described = schema.named(type_)
+    if described.kind == "enumeration":
+        return values.python_type(described.name)(given.strip())
+    kind, *parts = given.split() or [""]
+    found = schema.named(kind)
+    if schema.TYPES[described.name] is not found and described.name not in found.bases:
+        raise RangeError(f"a {kind} is no {described.short}")
+    fields: dict[str, object] = {}
+    for part in parts:
+        name, is_field, word = part.partition("=")
+        attribute = found.attributes.get(name)
+        if not is_field or attribute is None:
+            raise RangeError(f"{part!r} is not of the form field=value{schema.nearest(name, found.attributes)}")
+        fields[name] = _word(attribute.type, word)
+    return values.python_type(found.name)(**fields)
+
+
+def _word(type_: str, word: str):
+    if type_ == "bool" and word.lower() in ("true", "false"):
+        return word.lower() == "true"
+    try:
+        return int(word, 0)
+    except ValueError:
+        return word

@@ -1,0 +1,75 @@
+"""What the tests share: the package, two sessions joined by a pipe, and the program `loamtunnel`."""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import time
+
+import pytest
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE.parent))
+
+from loamtunnel.service import Service  # noqa: E402
+from loamtunnel.session import Session  # noqa: E402
+
+DOCUMENT = HERE.parent.parent / "docs" / "attribute-log.md"
+
+
+def push_path(program: str) -> str:
+    """Under which path the program's driver takes requests, as its help tells."""
+    told = subprocess.run([program, "driver", "--help"], capture_output=True, text=True, check=True).stdout
+    return re.search(r'pushed as "?(\w+)', told)[1]
+
+
+class Pipe:
+    """A session that connects and one that is connected to; `run` carries bytes until both are silent."""
+
+    def __init__(self, ours: Service | None = None, theirs: Service | None = None, piece: int = 1 << 20) -> None:
+        self.ours = Session(ours or Service("ours"), True)
+        self.theirs = Session(theirs or Service("theirs"), False)
+        self.piece = piece
+
+    def run(self) -> "Pipe":
+        while any([self._carry(self.ours, self.theirs), self._carry(self.theirs, self.ours)]):
+            pass
+        return self
+
+    def _carry(self, source: Session, target: Session) -> bool:
+        data = source.take()
+        for at in range(0, len(data), self.piece):
+            target.feed(data[at : at + self.piece])
+        return bool(data)
+
+
+@pytest.fixture
+def program() -> str:
+    """The path of the program, from LOAM_PROGRAM or the PATH."""
+    found = os.environ.get("LOAM_PROGRAM") or shutil.which("loamtunnel")
+    if not found:
+        pytest.skip("no program loamtunnel: set LOAM_PROGRAM")
+    return found
+
+
+@pytest.fixture
+def serving(program, tmp_path):
+    """Starts `loamtunnel serve` with the roots given, and gives the address."""
+    started = []
+
+    def serve(*arguments: str) -> str:
+        address = str(tmp_path / f"socket{len(started)}")
+        process = subprocess.Popen([program, "serve", "--socket", address, *arguments], stderr=subprocess.DEVNULL)
+        started.append(process)
+        for _ in range(500):
+            if os.path.exists(address):
+                return address
+            time.sleep(0.01)
+        raise RuntimeError("the program does not serve")
+
+    yield serve
+    for process in started:
+        process.terminate()
+        process.wait(10)

@@ -1,0 +1,403 @@
+"""Two sessions, or one and bytes that were made up: what is shared, what is refused, and what ends a connection."""
+
+import random
+import struct
+
+import pytest
+from conftest import Pipe
+from loamtunnel import Limits, ReadOnly, Refused, RequestFailed
+from loamtunnel.records import number, record, section, string
+from loamtunnel.service import Service
+from loamtunnel.session import Session
+from loamtunnel.types import (
+    AradLifAcMp,
+    AradLifEntry,
+    AradLifIndex,
+    EvecAppConfig,
+    EvecEntry,
+    EvecFormat,
+    EvecKey,
+    LifAppConfig,
+    LifAppConfigDir,
+    LifAppStatusDir,
+    OutAcConfig,
+    OutAcKey,
+    TagPopPushStatus,
+    VtAppId,
+)
+
+MPLS, VXLAN = VtAppId.vtAppMpls, VtAppId.vtAppVxlan
+
+
+def offering(path, entity, writable=False) -> Service:
+    made = Service("driver")
+    made.offer(path, entity, writable)
+    return made
+
+
+def state(entity) -> dict:
+    """All of an entity and what is below it, to be compared."""
+    found = dict(entity._scalars)
+    for name, each in entity._maps.items():
+        found[name] = {k: state(v) if hasattr(v, "_maps") else v for k, v in each.items()}
+    return found
+
+
+def wanted(pipe: Pipe, path: str, entity=None):
+    heard = []
+    wish = pipe.ours.want(path, entity, heard.append)
+    pipe.run()
+    if heard[0] is not None:
+        raise heard[0]
+    return wish.entity
+
+
+def lif(i: int) -> AradLifEntry:
+    return AradLifAcMp(vsi=i)
+
+
+def test_a_wanted_tree_comes_whole_and_stays_equal():
+    lifs = LifAppConfigDir("lif")
+    lifs.appConfig.add(MPLS).reqCount[lif(1)] = 0
+    pipe = Pipe(theirs=offering("lif", lifs), piece=7)
+    copy = wanted(pipe, "lif")
+    assert copy.path == "lif" and copy.appConfig[MPLS].reqCount.get(lif(1)) == 0
+    heard = []
+    watch = copy.watch(lambda change: heard.append((change.path.split(".")[-1].split("[")[0], change.value)))
+    lifs.appConfig[MPLS].reqCount[lif(1)] = 0  # no change, nothing is told
+    lifs.appConfig[MPLS].reqCount[lif(2)] = 5
+    del lifs.appConfig[MPLS].reqCount[lif(1)]
+    lifs.appConfig.add(VXLAN).reqCount[lif(3)] = 1
+    pipe.run()
+    assert state(copy) == state(lifs)
+    assert heard[:2] == [("reqCount", 5), ("reqCount", None)] and heard[-1] == ("reqCount", 1)
+    gone = copy.appConfig[MPLS]
+    del lifs.appConfig[MPLS]
+    pipe.run()
+    assert state(copy) == state(lifs) and gone.parent is None
+    watch.close()
+    with pytest.raises(ReadOnly, match="lif may only be read: theirs offers it|driver offers it"):
+        copy.appConfig.add(MPLS)
+
+
+def test_a_push_fills_what_the_other_side_gives_and_is_refused_in_its_words():
+    theirs, taken = Service("driver"), LifAppConfigDir("configs")
+    theirs.accept("lifConfig", lambda peer, made: taken.appConfig.add(made.app))
+    pipe = Pipe(theirs=theirs)
+    app, heard = LifAppConfig(MPLS), []
+    taken.appConfig.add(MPLS).reqCount[lif(9)] = 9  # of an earlier connection: the pass sweeps it
+    app.reqCount[lif(1)] = 1
+    pipe.ours.push("lifConfig", app, False, heard.append)
+    pipe.run()
+    assert heard == [None] and state(taken.appConfig[MPLS]) == state(app)
+    app.reqCount[lif(2)] = 2
+    pipe.run()
+    assert state(taken.appConfig[MPLS]) == state(app)
+    pipe.ours.push("nowhere", LifAppConfig(VXLAN), False, heard.append)
+    pipe.ours.push("lifConfig", TagPopPushStatus("x"), False, heard.append)
+    pipe.run()
+    assert all(isinstance(each, Refused) for each in heard[1:])
+    assert [str(each) for each in heard[1:]] == [
+        "nothing is taken in under nowhere",
+        "no attribute app in TagPopPushStatus",
+    ]
+    assert len(pipe.ours.mounts) == len(pipe.theirs.mounts) == 1
+
+
+def test_what_is_not_offered_is_refused():
+    pipe = Pipe(theirs=offering("lif", LifAppConfigDir("lif")))
+    with pytest.raises(Refused, match="nothing is offered under lyf"):
+        wanted(pipe, "lyf")
+    with pytest.raises(Refused, match="lif is a LifAppConfigDir, not a LifAppStatusDir"):
+        wanted(pipe, "lif", LifAppStatusDir("x"))
+
+
+def test_scalars_keys_inside_and_children_under_a_key_without_a_fixed_size():
+    scalar, inside, outs = TagPopPushStatus("tags"), EvecAppConfig(MPLS), OutAcConfig("out")
+    service = offering("tags", scalar, True)
+    service.offer("evec", inside)
+    service.offer("out", outs)
+    inside.entry.put(EvecEntry(EvecKey("0-3", 4), EvecFormat(5)))
+    outs.acRequest.add(OutAcKey("0,127", 6)).reqCount[MPLS] = 3
+    pipe = Pipe(theirs=service)
+    copies = [wanted(pipe, each) for each in ("tags", "evec", "out")]
+    assert [state(each) for each in copies] == [state(each) for each in (scalar, inside, outs)]
+    copies[0].enabled = True
+    pipe.run()
+    assert scalar.enabled is True
+    with pytest.raises(ValueError, match="the value's key is"):
+        inside.entry[EvecKey("0", 1)] = EvecEntry(EvecKey("0", 2), EvecFormat(0))
+    del outs.acRequest[OutAcKey("0,127", 6)]
+    pipe.run()
+    assert not copies[2].acRequest
+
+
+def test_what_was_written_while_the_state_came_is_sent_then():
+    lifs = LifAppConfigDir("lif")
+    for i in range(100):
+        lifs.appConfig.add(MPLS).reqCount[lif(i)] = 1
+    pipe = Pipe(theirs=offering("lif", lifs, writable=True))
+    copy = LifAppConfigDir("lif")
+    pipe.ours.want("lif", copy, lambda error: None)
+    # The announcement has come, and of the state nothing.
+    while not pipe.ours.mounts:
+        pipe.theirs.feed(pipe.ours.take())
+        data = pipe.theirs.take()
+        length = data.find(b"\x90\x02\x01") and data.rfind(b"\0\3lif\2")
+        pipe.ours.feed(data[: length + 7] if length > 0 else data)
+        rest = data[length + 7 :] if length > 0 else b""
+    mine = copy.appConfig.add(VXLAN)
+    mine.reqCount[lif(7)] = 7
+    pipe.ours.feed(rest)
+    pipe.run()
+    assert lifs.appConfig[VXLAN].reqCount == {lif(7): 7} and len(lifs.appConfig[MPLS].reqCount) == 100
+    assert state(copy) == state(lifs)
+
+
+@pytest.mark.parametrize("seed", range(30))
+def test_random_writes_on_both_sides_end_equal(seed):
+    """Each side writes keys of its own; both make and delete children, over a stream that is cut anywhere and often full."""
+    chance = random.Random(seed)
+    lifs = LifAppConfigDir("lif")
+    pipe = Pipe(theirs=offering("lif", lifs, writable=True))
+    copy = LifAppConfigDir("lif")
+    pipe.ours.want("lif", copy, lambda error: None)
+    streams = {pipe.ours: (pipe.theirs, bytearray()), pipe.theirs: (pipe.ours, bytearray())}
+    for _ in range(400):
+        source = chance.choice((pipe.ours, pipe.theirs))
+        target, wire = streams[source]
+        source.has_room = chance.random() < 0.5
+        act = chance.random()
+        tree, apps = (copy, (1, 2, 3)) if source is pipe.ours else (lifs, (4, 5, 6))
+        if tree is copy and not pipe.ours.mounts:
+            act = 1
+        if act < 0.1:
+            tree.appConfig.pop(VtAppId(chance.choice(apps)), None)
+        elif act < 0.6:
+            app = tree.appConfig.add(chance.choice((*apps, 7)))
+            key = lif(chance.randint(0, 5) + (100 if tree is copy else 0))
+            app.reqCount[key] = chance.choice((None, 0, 1, 2))
+        else:
+            wire += source.take()
+            count = chance.randint(0, len(wire))
+            target.feed(bytes(wire[:count]))
+            del wire[:count]
+    for source, (target, wire) in streams.items():
+        target.feed(bytes(wire))
+    pipe.run()
+    assert not pipe.ours.ended and not pipe.theirs.ended, (pipe.ours.reason, pipe.theirs.reason)
+    assert state(copy) == state(lifs)
+
+
+def test_a_new_connection_fills_the_same_copy_and_sweeps_what_has_gone():
+    lifs = LifAppConfigDir("lif")
+    for app in (MPLS, VXLAN):
+        lifs.appConfig.add(app).reqCount[lif(1)] = 1
+    pipe = Pipe(theirs=offering("lif", lifs))
+    copy = wanted(pipe, "lif")
+    kept = copy.appConfig[MPLS]
+    pipe.ours.close("gone")
+    del lifs.appConfig[VXLAN]
+    lifs.appConfig[MPLS].reqCount[lif(2)] = 2
+    del lifs.appConfig[MPLS].reqCount[lif(1)]
+    again = Pipe(theirs=pipe.theirs.service)
+    assert wanted(again, "lif", copy) is copy and copy.appConfig[MPLS] is kept
+    assert state(copy) == state(lifs)
+
+
+def test_a_relay_passes_on_what_it_is_told():
+    lifs, middle = LifAppConfigDir("lif"), Service("relay")
+    first = Pipe(ours=middle, theirs=offering("lif", lifs))
+    copy = wanted(first, "lif")
+    middle.offer("lif", copy)
+    second = Pipe(theirs=middle)
+    end = wanted(second, "lif")
+    lifs.appConfig.add(MPLS).reqCount[lif(1)] = 1
+    first.run(), second.run(), first.run()
+    assert state(end) == state(lifs)
+
+
+def test_a_full_stream_merges_changes_of_a_key():
+    lifs = LifAppConfigDir("lif")
+    app = lifs.appConfig.add(MPLS)
+    pipe = Pipe(theirs=offering("lif", lifs))
+    copy = wanted(pipe, "lif")
+    before = pipe.theirs.counts["records out"]
+    pipe.theirs.has_room = False
+    for i in range(50):
+        app.reqCount[lif(1)] = i
+    app.reqCount[lif(2)] = 1
+    del app.reqCount[lif(2)]
+    pipe.run()
+    assert pipe.theirs.counts["records out"] - before == 2 and pipe.theirs.counts["coalesced"] == 50
+    assert state(copy) == state(lifs)
+
+
+@pytest.mark.parametrize("ours", [True, False])
+def test_a_child_that_is_replaced_while_the_stream_is_full_is_another_one(ours):
+    lifs = LifAppConfigDir("lif")
+    lifs.appConfig.add(MPLS).reqCount[lif(1)] = 1
+    pipe = Pipe(theirs=offering("lif", lifs, writable=True))
+    copy = wanted(pipe, "lif")
+    tree, session = (copy, pipe.ours) if ours else (lifs, pipe.theirs)
+    session.has_room = False
+    del tree.appConfig[MPLS]
+    tree.appConfig.add(MPLS).reqCount[lif(2)] = 2
+    pipe.run()
+    assert state(copy) == state(lifs) and tree.appConfig[MPLS].reqCount == {lif(2): 2}
+
+
+def test_requests_are_answered_in_their_order_and_whole():
+    theirs, late = Service("driver"), []
+    theirs.answer("echo", lambda peer, argument: argument)
+    theirs.answer("late", lambda peer, argument: late)
+    pipe = Pipe(theirs=theirs)
+    pipe.theirs.on_awaitable = lambda answer, reply: answer.append(reply)
+    heard = []
+
+    def note(answer, error):
+        heard.append(answer if error is None else error)
+
+    long = "ü" * 32767
+    pipe.ours.request("late", "", note)
+    pipe.ours.request("echo", long, note)
+    pipe.ours.request("ecko", "", note)
+    for i in range(40):
+        pipe.ours.request("echo", str(i), note)
+    pipe.run()
+    assert heard == []
+    late[0]("now", False)
+    pipe.run()
+    assert heard[:2] == ["now", long] and heard[3:] == [str(i) for i in range(40)]
+    assert isinstance(heard[2], RequestFailed) and str(heard[2]) == 'there is no request "ecko"; did you mean echo?'
+    with pytest.raises(ValueError, match="65536 bytes is too long"):
+        pipe.ours.request("echo", "x" * 65536, note)
+    pipe.ours.request("late", "", note)
+    pipe.run()
+    pipe.theirs.close("it ends")
+    pipe.run()
+    assert str(heard[-1]) == "it ends"
+
+
+MAGIC = b"\x89LoamLog"
+
+
+def hello(name=b"x", limits=(4096, 262144, 65536, 1024), kinds=(16, 17, 18)) -> bytes:
+    parts = {16: string(name), 17: bytes(8), 18: struct.pack(">IIII", *limits)}
+    return record(1, 160, b"".join(section(each, parts[each]) for each in kinds))
+
+
+def announced(id_: int, path="p", type_="Hardware::LoamTunnel::HwIvecs", argument=b"\0\1x", bits=1) -> bytes:
+    root = section(5, string(path) + number(bits) + number(1))
+    return record(1, 136, section(1, string(type_)) + section(3, argument) + section(4, number(id_)) + root)
+
+
+PREAMBLE = MAGIC + b"\0\2\0\2"
+
+
+@pytest.mark.parametrize(
+    ("data", "words"),
+    [
+        (b"GET / HTTP/1.1\r\n", "another magic"),
+        (MAGIC + b"\0\3\0\4", "no protocol is common: this side speaks 2 to 2, the other one 3 to 4"),
+        (PREAMBLE + record(1, 163, b""), "before the hello"),
+        (PREAMBLE + hello(kinds=(16, 17)), "a hello lacks a section"),
+        (PREAMBLE + hello(limits=(1023, 262144, 1, 1)), "a longest record of 1023 bytes"),
+        (PREAMBLE + hello(limits=(4096, 8191, 1, 1)), "shorter than two records"),
+        (PREAMBLE + hello(limits=(4096, 262144, 0, 1)), "takes no entities"),
+        (PREAMBLE + hello(name=b"a\nb"), "control characters"),
+        (PREAMBLE + hello() + hello(), "a second hello"),
+        (PREAMBLE + hello() + b"\xff\xff", "a record of 65537 bytes is too long"),
+        (PREAMBLE + hello() + b"\0\1\0", "too short for its header"),
+        (PREAMBLE + hello() + record(1, 163, b"", form=8), "the form 8"),
+        (PREAMBLE + hello() + b"\0\4\1\x81\0\0", "shortest form"),
+        (PREAMBLE + hello() + record(1, 163, b"x"), "too long"),
+        (PREAMBLE + hello() + announced(5), "the id 5 is not one that the other side may give"),
+        (PREAMBLE + hello() + announced(7) + announced(7), "the id 7 is not one"),
+        (PREAMBLE + hello() + record(1, 167, number(3) + number(0) + string("x")), "which is not the next one"),
+        (PREAMBLE + hello() + announced(7) + record(7, 258, b"\0\0\0"), "too short"),
+        (PREAMBLE + hello() + announced(7) + record(7, 135, b"\0\0\0", form=0), "a sync mode of 3 bytes"),
+        (PREAMBLE + hello() + announced(7) + announced(11, path="q") + announced(15, path="r"), "more than 2 entities"),
+    ],
+)
+def test_unsound_bytes_end_the_connection_with_a_reason(data, words):
+    service = Service("driver")
+    for each in "pqr":
+        service.accept(each, lambda peer, made: made)
+    for piece in (1, len(data)):
+        session = Session(service, False, limits=Limits(entities=2))
+        session.take()
+        for at in range(0, len(data), piece):
+            session.feed(data[at : at + piece])
+        assert session.ended and words in session.reason
+        assert session.reason.encode() in session.take()  # as a goodbye
+
+
+def test_what_is_not_known_is_passed_over_and_counted():
+    service = Service("driver")
+    service.accept("p", lambda peer, made: made)
+    session = Session(service, False)
+    directory = "Hardware::LoamTunnel::LifAppConfigDir"
+    session.feed(
+        PREAMBLE
+        + hello()
+        + announced(7, type_=directory)
+        + record(99, 258, b"what ever")
+        + record(7, 999, b"what ever")
+        + record(1, 999, b"what ever")
+        + announced(11, type_="Hardware::LoamTunnel::Newer")
+        + record(7, 258, (99).to_bytes(4, "big") + number(15), form=3, secondary=151)
+        + record(15, 259, (99).to_bytes(4, "big") + bytes(20))
+    )
+    assert not session.ended, session.reason
+    assert list(session.mounts[7].entity.appConfig) == [99] and not session.mounts[15].entity.reqCount
+    wanted_counts = {
+        "unknown entities": 1,
+        "unknown attributes": 2,
+        "unknown types": 1,
+        "unknown enumerators": 1,
+        "refused": 1,
+    }
+    assert {each: session.counts[each] for each in wanted_counts} == wanted_counts
+
+
+def test_the_older_record_of_a_child_is_read():
+    service = Service("driver")
+    service.accept("p", lambda peer, made: made)
+    session = Session(service, False)
+    session.feed(PREAMBLE + hello() + announced(7, type_="Hardware::LoamTunnel::LifAppConfigDir"))
+    ids, key = struct.pack(">iiI", 130, 258, 0), (7).to_bytes(4, "big")
+    session.feed(record(7, 144, struct.pack(">HH", 12, 20) + ids[:8] + ids[8:] + key + number(11)))
+    assert not session.ended and list(session.mounts[7].entity.appConfig) == [MPLS] and 11 in session.mounts
+    session.feed(record(7, -144, struct.pack(">HHi", 8, 0, -258) + key))
+    assert not session.ended and not session.mounts[7].entity.appConfig and 11 not in session.mounts
+
+
+@pytest.mark.parametrize("seed", range(20))
+def test_changed_bytes_are_refused_or_read_but_never_more_than_that(seed):
+    chance = random.Random(seed)
+    lifs = LifAppStatusDir("lif")
+    for i in range(20):
+        lifs.appStatus.add(chance.randint(1, 9)).lifEntry[lif(i)] = AradLifIndex(i, 2)
+    source = Pipe(theirs=offering("lif", lifs))
+    wanted(source, "lif")
+    source.ours.close("")
+    record_of = Session(source.theirs.service, False)
+    helper = Session(Service("x"), True)
+    helper.want("lif", None, lambda error: None)
+    data = b""
+    for _ in range(4):
+        record_of.feed(helper.take())
+        got = record_of.take()
+        data += got
+        helper.feed(got)
+    for _ in range(100):
+        damaged = bytearray(data)
+        for _ in range(chance.randint(1, 3)):
+            damaged[chance.randrange(len(damaged))] = chance.getrandbits(8)
+        session = Session(Service("y"), True)
+        session.want("lif", None, lambda error: None)
+        session.feed(bytes(damaged[: chance.randint(0, len(damaged))]))  # whatever it is, nothing escapes
+        session.take()
+        if not session.ended:
+            session.close("enough")
