@@ -2,7 +2,7 @@
 /// prints all that there is, and hears of changes.
 
 #include "model/LoamTunnelTypeList.h"
-#include "reflect/GenericIf.h"
+#include "reflect/box/GenericIf.h"
 #include "reflect/KorType.h"
 #include "runtime/Exception.h"
 

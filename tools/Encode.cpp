@@ -3,7 +3,10 @@
 #include "tools/Failure.h"
 
 #include <bit>
+#include <optional>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace tool {
 
