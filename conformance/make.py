@@ -11,6 +11,8 @@ from __future__ import annotations
 import json
 import pathlib
 
+from run import number, string
+
 HERE = pathlib.Path(__file__).resolve().parent
 DATA = HERE.parent / "python" / "loamtunnel" / "data"
 SCHEMA = {each["name"]: each for each in json.loads((DATA / "schema.json").read_text())}
@@ -28,18 +30,6 @@ JSONS = "JSON is an object by attributes, wire the bytes of an attribute log"
 SHORT = "The entry: its kind, then field=value, such as AradLifAcMp vsi=100 vlanEditVid1=20"
 PATHS = "The place, such as lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=100]"
 UNKNOWN = "A value that is out of its range, such as an unknown enumerator, is a fault of the record alone"
-
-
-def number(value: int) -> bytes:
-    out = bytearray()
-    while value > 0x7F:
-        out.append(value & 0x7F | 0x80)
-        value >>= 7
-    return bytes((*out, value))
-
-
-def string(text: str) -> bytes:
-    return len(text.encode()).to_bytes(2, "big") + text.encode()
 
 
 def section(kind: int, data: bytes) -> bytes:
