@@ -31,12 +31,13 @@
 /// changed key. One thread, from the constructor to the end; a handler that is called from receive() may do
 /// anything but call receive().
 
-#include "attrlog/StreamAdapter.h"
+#include "attrlog/adapter/StreamAdapter.h"
 
 #include <deque>
 #include <functional>
 #include <map>
 #include <unordered_map>
+#include <vector>
 
 namespace Kor::NboAttrLog {
 
@@ -90,7 +91,7 @@ protected:
     ~DemuxerControl() = default;
 };
 
-class __attribute__((visibility("default"))) Demuxer : public PtrInterface {
+class KOR_EXPORT Demuxer : public PtrInterface {
 public:
     explicit Demuxer(Side side, StreamLimits const& limits = {});
     ~Demuxer() override;
@@ -278,7 +279,7 @@ private:
 namespace Kor {
 
 /// All demultiplexers of this thread.
-class __attribute__((visibility("default"))) NboAttrLogDemuxerManager {
+class KOR_EXPORT NboAttrLogDemuxerManager {
 public:
     std::vector<NboAttrLog::Demuxer*> const& demuxers() const noexcept { return demuxers_; }
 
@@ -286,9 +287,9 @@ private:
     friend class NboAttrLog::Demuxer;
     std::vector<NboAttrLog::Demuxer*> demuxers_;
 };
-[[gnu::visibility("default")]] NboAttrLogDemuxerManager& globalNboAttrLogDemuxerManager();
+KOR_EXPORT NboAttrLogDemuxerManager& globalNboAttrLogDemuxerManager();
 
 /// The demultiplexer of a stream, or null.
-[[gnu::visibility("default")]] NboAttrLog::Demuxer* demuxFor(NboAttrLog::Out const* out) noexcept;
+KOR_EXPORT NboAttrLog::Demuxer* demuxFor(NboAttrLog::Out const* out) noexcept;
 
 } // namespace Kor

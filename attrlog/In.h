@@ -24,6 +24,9 @@
 #include "reflect/Enumeration.h"
 #include "runtime/Ptr.h"
 
+#include <algorithm>
+#include <span>
+
 namespace Kor {
 
 class Entity;
@@ -31,7 +34,7 @@ class Entity;
 namespace Connection {
 
 /// The ring of what has arrived.
-class __attribute__((visibility("default"))) In : public PtrInterface {
+class KOR_EXPORT In : public PtrInterface {
 public:
     /// Takes in as much as there is room for, and returns how much that was.
     std::size_t feed(std::span<U8 const> bytes) noexcept;
@@ -78,7 +81,7 @@ protected:
 namespace ByteConnection {
 
 /// The primitives. All are big-endian.
-class __attribute__((visibility("default"))) In : public Connection::In {
+class KOR_EXPORT In : public Connection::In {
 public:
     U16 nextU16() { return load<U16>(); }
     U32 nextU32() { return load<U32>(); }
@@ -148,7 +151,7 @@ T loadFixed(U8 const*& at) {
 
 } // namespace detail
 
-class __attribute__((visibility("default"))) In final : public ByteConnection::In {
+class KOR_EXPORT In final : public ByteConnection::In {
 public:
     explicit In(StreamLimits const& limits = {});
 

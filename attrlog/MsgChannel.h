@@ -12,7 +12,7 @@
 
 namespace Kor {
 
-class __attribute__((visibility("default"))) MsgChannel : public PtrInterface {
+class KOR_EXPORT MsgChannel : public PtrInterface {
 public:
     enum class Mode : U32 { none = 0, childAnnounced = 1, synchronized = 3 };
 

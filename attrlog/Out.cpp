@@ -2,6 +2,8 @@
 
 #include "attrlog/In.h"
 
+#include <span>
+
 namespace Kor {
 
 void throwAttrLogRecordException(char const* message) {

@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <span>
 
 namespace Kor::NboAttrLog {
 
@@ -134,7 +135,7 @@ template <class T>
 
 } // namespace detail
 
-class __attribute__((visibility("default"))) Out final : public PtrInterface {
+class KOR_EXPORT Out final : public PtrInterface {
 public:
     explicit Out(StreamLimits const& limits = {});
 

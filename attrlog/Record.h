@@ -61,7 +61,7 @@ inline constexpr AttributeId newEntityAttribute = 136;
 inline constexpr AttributeId directoryAttribute = 144;
 /// The secondary attribute of a record that announces a child.
 inline constexpr AttributeId announcedChildAttribute = 151;
-/// What a session says, in records of the entity that is being announced (attrlog/Session.h).
+/// What a session says, in records of the entity that is being announced (attrlog/session/Session.h).
 inline constexpr AttributeId helloAttribute = 160;
 inline constexpr AttributeId goodbyeAttribute = 161;
 inline constexpr AttributeId offerAttribute = 162;
@@ -165,6 +165,6 @@ constexpr S64 unzigzag(U64 number) noexcept {
 
 } // namespace NboAttrLog
 
-[[noreturn, gnu::visibility("default"), gnu::cold]] void throwAttrLogRecordException(char const* message);
+[[noreturn, gnu::cold]] KOR_EXPORT void throwAttrLogRecordException(char const* message);
 
 } // namespace Kor

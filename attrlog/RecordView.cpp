@@ -2,7 +2,10 @@
 
 #include "reflect/AttrLogType.h"
 
+#include <algorithm>
+#include <span>
 #include <utility>
+#include <vector>
 
 namespace Kor::NboAttrLog {
 

@@ -22,7 +22,9 @@
 #include <array>
 #include <functional>
 #include <map>
+#include <span>
 #include <string>
+#include <vector>
 
 namespace Kor::NboAttrLog {
 
@@ -59,9 +61,9 @@ struct RecordView {
 };
 
 /// The name of a kind.
-[[gnu::visibility("default")]] char const* textOf(RecordView::Kind kind) noexcept;
+KOR_EXPORT char const* textOf(RecordView::Kind kind) noexcept;
 
-class __attribute__((visibility("default"))) RecordWalker {
+class KOR_EXPORT RecordWalker {
 public:
     explicit RecordWalker(StreamLimits const& limits = {});
 

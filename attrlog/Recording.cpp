@@ -1,7 +1,9 @@
 #include "attrlog/Recording.h"
 
+#include <algorithm>
 #include <istream>
 #include <ostream>
+#include <span>
 
 namespace Kor::NboAttrLog {
 

@@ -16,6 +16,8 @@
 #include "attrlog/Demuxer.h"
 
 #include <iosfwd>
+#include <span>
+#include <vector>
 
 namespace Kor::NboAttrLog {
 
@@ -38,7 +40,7 @@ inline constexpr U8 cut = 0xff;
 
 /// Writes a recording. What would make it longer than `most` bytes ends it, with a mark that says so: a
 /// recording never has a gap. A stream that fails is left alone, and asked by the caller.
-class __attribute__((visibility("default"))) RecordingOut {
+class KOR_EXPORT RecordingOut {
 public:
     static constexpr U64 defaultMost = U64{1} << 30;
     explicit RecordingOut(std::ostream& stream, StreamLimits const& limits = {}, U64 most = defaultMost);
@@ -59,7 +61,7 @@ private:
 
 /// Reads a recording, whatever the bytes are: what is no recording raises Kor::RangeException, which tells
 /// where and why. Holds one chunk.
-class __attribute__((visibility("default"))) RecordingIn {
+class KOR_EXPORT RecordingIn {
 public:
     /// Reads what stands before the chunks.
     explicit RecordingIn(std::istream& stream);

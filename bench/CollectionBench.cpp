@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <memory>
 #include <random>
+#include <string>
 #include <unordered_map>
 #include <vector>
 

@@ -6,11 +6,14 @@
 
 #include "Beside.h"
 #include "model/LoamTunnelModel.h"
-#include "reflect/GenericIf.h"
+#include "reflect/box/GenericIf.h"
 #include "values/LoamTunnelTypes.h"
 
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/dynamic_message.h>
+#include <memory>
+#include <string>
+#include <vector>
 
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;

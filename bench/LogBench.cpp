@@ -18,8 +18,10 @@
 #include <memory>
 #include <random>
 #include <sched.h>
+#include <string>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <vector>
 
 using namespace bench;
 using namespace Hardware::LoamTunnel;

@@ -16,6 +16,7 @@
 #include "attrlog/Demuxer.h"
 #include "model/LoamTunnelModel.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>

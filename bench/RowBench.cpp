@@ -7,6 +7,7 @@
 
 #include <array>
 #include <random>
+#include <string>
 
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;

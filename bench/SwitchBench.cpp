@@ -10,6 +10,7 @@
 
 #include "SwitchRoles.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -17,10 +18,12 @@
 #include <memory>
 #include <new>
 #include <nlohmann/json.hpp>
+#include <string>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace bench {
 namespace {

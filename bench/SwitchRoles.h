@@ -19,6 +19,7 @@
 #include "model/LoamTunnelTypeList.h"
 #include "tables/TableInfos.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -275,7 +276,7 @@ private:
     U32 count() const { return world().size.lifsOf(application_); }
     AradLifEntry lif(U32 i) const { return lifOf(world(), application_, first_ + i); }
 
-    void connected(Session& session) override { session.push(Kor::Name("request"), config_); }
+    void connected(Session& session) override { session.push(Kor::Name("lifConfig"), config_); }
     void begin(Order order) override {
         Client::begin(order);
         if (order == Order::change || order == Order::takeOver) {
@@ -476,7 +477,7 @@ private:
             }
         }
         std::erase_if(free_, [&](U32 index) { return used[index]; });
-        service().acceptIs(Kor::Name("request"),
+        service().acceptIs(Kor::Name("lifConfig"),
                            [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
                                auto const config = Kor::ptrCast<LifAppConfig>(made);
                                U32 const application = config ? config->app() - 1u : ~0u;

@@ -6,6 +6,7 @@
 #include "values/LoamTunnelTypes.h"
 
 #include <nlohmann/json.hpp>
+#include <string>
 
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;

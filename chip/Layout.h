@@ -126,6 +126,8 @@ struct Sheet {
     VariantRange variants;
     ChipSet columns[sheetColumns];
     std::span<SheetRow const> rows;
+    /// What people call this variant, where it has a name.
+    std::string_view name{};
 };
 
 template <U32 Id, class NameType, class T>

@@ -1,6 +1,7 @@
 #include "chip/Row.h"
 
 #include <cctype>
+#include <ostream>
 
 namespace Hardware {
 

@@ -44,13 +44,14 @@
 #include "runtime/Contract.h"
 #include "runtime/Trace.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
 namespace Hardware {
 
 /// The handle of the chip tables' trace facility, named "LoamTunnelMetaInfo".
-[[gnu::visibility("default")]] inline Kor::TraceHandle& metaInfoTraceHandle() {
+KOR_EXPORT inline Kor::TraceHandle& metaInfoTraceHandle() {
     static Kor::TraceHandle _defaultTraceHandle("LoamTunnelMetaInfo", false);
     return _defaultTraceHandle;
 }
@@ -79,15 +80,14 @@ struct Subject {
 };
 
 /// The operation's short name, such as "vsiIs".
-[[gnu::visibility("default")]] std::string operationName(Op op, std::string_view field);
+KOR_EXPORT std::string operationName(Op op, std::string_view field);
 
 /// The part of an accessor's trace point that runs when its text is wanted.
-[[gnu::visibility("default"), gnu::cold]] void traceOperation(Kor::TraceFacility& facility, bool on, Op op,
-                                                              Subject const& subject, U8 chipType, U8 variant,
-                                                              U32 fieldId);
+[[gnu::cold]] KOR_EXPORT void traceOperation(Kor::TraceFacility& facility, bool on, Op op,
+                                             Subject const& subject, U8 chipType, U8 variant, U32 fieldId);
 
-[[gnu::visibility("default"), gnu::cold]] Kor::Breach breach(Op op, Subject const& subject, U32 chipType,
-                                                             U32 variant, std::string const& what);
+[[gnu::cold]] KOR_EXPORT Kor::Breach breach(Op op, Subject const& subject, U32 chipType, U32 variant,
+                                            std::string const& what);
 
 /// The checks of an accessor, in a checked build.
 template <class F>
@@ -114,10 +114,10 @@ void requireValue(Op op, std::string_view table, U32 chip, U32 variant, Position
 }
 
 /// Each does nothing while `holds`; a breach names the table, the operation, the chip and the variant.
-[[gnu::visibility("default")]] void requireGeometry(bool holds, std::string_view table, char const* operation,
-                                                    U32 chipType, U32 variant);
-[[gnu::visibility("default")]] void requireWholeRow(bool holds, std::string_view table, U32 chipType,
-                                                    U32 variant, U32 len, U32 words);
+KOR_EXPORT void requireGeometry(bool holds, std::string_view table, char const* operation, U32 chipType,
+                                U32 variant);
+KOR_EXPORT void requireWholeRow(bool holds, std::string_view table, U32 chipType, U32 variant, U32 len,
+                                U32 words);
 
 } // namespace layout
 
@@ -134,9 +134,7 @@ struct FieldForms<Row, FieldList<F...>> : F::Name::template FieldForm<Row, F>...
 
 /// What a table class derives from: `class LifTable final : public RowOf<LifTable, layout::LifTableSheet>`.
 template <class Row, class S>
-class __attribute__((visibility("default"))) RowOf
-    : public SiliconKit::BcmAsicBase,
-      public layout::FieldForms<RowOf<Row, S>, typename S::Fields> {
+class KOR_EXPORT RowOf : public SiliconKit::BcmAsicBase, public layout::FieldForms<Row, typename S::Fields> {
 public:
     using SheetType = S;
     using Fields = typename S::Fields;

@@ -156,4 +156,15 @@ inline void writeRow(ChipType chipType, U8* data, Write write) {
     static_assert(layout::sheetColumns == 4);
 }
 
+/// Sets fields of a row from the attributes of the same names, in that order.
+template <class... NameType>
+void copy(auto& row, auto const& value) {
+    (NameType::set(row, NameType::call(value)), ...);
+}
+/// The same, of those fields that the row has on its chip.
+template <class... NameType>
+void copyWhereValid(auto& row, auto const& value) {
+    ((NameType::isValid(row) ? NameType::set(row, NameType::call(value)) : void()), ...);
+}
+
 } // namespace Hardware

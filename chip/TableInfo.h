@@ -57,6 +57,7 @@ struct TableInfo {
     /// In declared order, which is by id.
     std::span<FieldInfo const> fields;
     std::span<layout::GeometryRow const> geometryRows;
+    std::span<layout::Sheet const> sheets;
     std::span<layout::Mask const> masks;
     /// Row width in 32-bit words, the same on every chip.
     U16 words;
@@ -79,6 +80,13 @@ struct TableInfo {
             ++count;
         }
         return count;
+    }
+
+    /// What people call a variant; empty where it has no name.
+    std::string_view variantName(U32 variant) const {
+        auto const found = std::ranges::find_if(
+            sheets, [&](layout::Sheet const& sheet) { return sheet.variants.has(variant); });
+        return found != sheets.end() ? found->name : std::string_view();
     }
 
     /// Size and address there; null where there is no such row.
@@ -135,6 +143,7 @@ inline constexpr TableInfo tableInfoOf{
     Row::tableName,
     layout::FieldInfos<S, typename S::Fields>::all,
     S::geometry,
+    S::sheets,
     layout::masks<S>,
     layout::rowWords<S>,
     layout::SlotTable<S>::ignoresVariant,

@@ -1,6 +1,6 @@
 # declare.awk HEADER: the header as a reference should show it. A class that is a list of attributes gets, behind its
-# first `public:`, the operations that follow from the list, each with what it does; all on that one line, so that the
-# lines keep their numbers.
+# first `public:`, the operations that follow from the list, each with what it does and what its attribute means
+# (korTexts); all on that one line, so that the lines keep their numbers.
 
 # The text between < and its >, from position `start` behind the <.
 function inside(text, start,    depth, i, c) {
@@ -44,8 +44,43 @@ function plain(name) {
 function capital(name) {
     return toupper(substr(name, 1, 1)) substr(name, 2)
 }
+# The first operation of an attribute says what the attribute means.
 function say(text, declaration) {
-    made = made " /** " text " */ " declaration
+    made = made " /** " (meaning != "" ? meaning " " : "") text " */ " declaration
+    meaning = ""
+}
+# The texts of Kor::texts( from `start` behind it: told[name] for each name; adjacent literals are one.
+function read_texts(text, start,    i, c, literal, open, n, words) {
+    split("", told)
+    n = 0
+    literal = ""
+    open = 0
+    for (i = start; i <= length(text); ++i) {
+        c = substr(text, i, 1)
+        if (open && c == "\\") {
+            literal = literal substr(text, ++i, 1)
+        } else if (c == "\"") {
+            open = !open
+        } else if (open) {
+            literal = literal c
+        } else if (c == "," || c == ")") {
+            words[++n] = literal
+            literal = ""
+            if (c == ")") break
+        }
+    }
+    for (i = 1; i < n; i += 2) told[words[i]] = words[i + 1] "."
+}
+# The texts in the body of a class: there, or those that it takes over from a constant of the file.
+function texts_of(body,    name) {
+    split("", told)
+    if (match(body, /korTexts =[ \n]*Kor::texts\(/)) {
+        read_texts(body, RSTART + RLENGTH)
+    } else if (match(body, /korTexts = [A-Za-z0-9_:]+;/)) {
+        name = substr(body, RSTART + 11, RLENGTH - 12)
+        sub(/^.*::/, "", name)
+        if (match(whole, name " = Kor::texts\\(")) read_texts(whole, RSTART + RLENGTH)
+    }
 }
 # The result and the arguments of a signature, Arg<name::x, T> as T x.
 function operation(before, name, signature, after, text,    result, arguments, parts, n, i, both, all) {
@@ -70,14 +105,15 @@ function map_operations(name, key, value) {
     say("Tells the reactors of that key again (`on" capital(name) "`).", "void " name "Notify(" key " const& key);")
     say("All members, for a walk.", "auto const& " name "Map() const;")
 }
-function attribute(text,    kind, parts, n, name, type, word) {
+function attribute(text,    kind, parts, n, name, type, word, tells) {
     kind = text
     sub(/<.*$/, "", kind)
     kind = plain(kind)
     n = split_list(inside(text, index(text, "<") + 1), parts)
     name = plain(parts[1])
     type = parts[2]
-    told = "tells the reactors (`on" capital(name) "`)"
+    meaning = told[name]
+    tells = "tells the reactors (`on" capital(name) "`)"
     if (kind == "Stored") {
         say("Stored, set by the constructor.", type " " name "() const;")
     } else if (kind == "Settable") {
@@ -100,16 +136,16 @@ function attribute(text,    kind, parts, n, name, type, word) {
     } else if (kind ~ /Singleton/) {
         if (kind == "SingletonReference") type = "Kor::Ptr<" type ">"
         say("The value.", type " " name "() const;")
-        say("Sets it, and " told "; nothing happens if it is the same.", (kind ~ /^Virtual/ ? "virtual " : "") "void " name "Is(" type " value);")
+        say("Sets it, and " tells "; nothing happens if it is the same.", (kind ~ /^Virtual/ ? "virtual " : "") "void " name "Is(" type " value);")
     } else if (kind == "ValueMap" || kind == "CountedMap" || kind == "CountedUpMap") {
         say("The value of that key, or the default.", parts[3] " " name "(" type " const& key) const;")
-        say("Sets the value of that key, and " told "; nothing happens if it is the same.", "void " name "Is(" type " const& key, " parts[3] " const& value);")
+        say("Sets the value of that key, and " tells "; nothing happens if it is the same.", "void " name "Is(" type " const& key, " parts[3] " const& value);")
         if (kind ~ /^Counted/) say("Adds to the count; the new count.", "U32 " name "Inc(" type " const& key, U32 delta);")
         if (kind == "CountedMap") say("Takes from the count; the new count.", "U32 " name "Dec(" type " const& key, U32 delta);")
         map_operations(name, type, parts[3])
     } else if (kind == "KeyedMap") {
         say("The member whose `" plain(parts[3]) "` is that, or the default.", type " " name "(KeyType const& key) const;")
-        say("Puts it in the place of its key, and " told "; nothing happens if it is the same.", "void " name "Is(" type " const& value);")
+        say("Puts it in the place of its key, and " tells "; nothing happens if it is the same.", "void " name "Is(" type " const& value);")
         map_operations(name, "KeyType", type)
     } else if (kind == "EntityMap") {
         say("The child of that key, or null.", "Kor::Ptr<" type "> " name "(KeyType const& key);")
@@ -146,13 +182,17 @@ function declarations(head,    at, what, list, n, parts, i, first) {
         n = split_list(list, parts)
         for (i = first; i <= n; ++i) attribute(parts[i])
     } else if (head ~ /RowOf</ && fields != "") {
+        meaning = ""
         n = split_list(fields, parts)
         for (i = 1; i <= n; ++i) field(parts[i])
     }
     return made
 }
 
-{ lines[NR] = $0 }
+{
+    lines[NR] = $0
+    whole = whole " " $0
+}
 END {
     for (i = 1; i <= NR; ++i) {
         if (lines[i] ~ /using Fields = FieldList</) {
@@ -167,6 +207,15 @@ END {
             head = head " " lines[j]
             body = ""
             for (k = j + 1; k <= NR && lines[k] !~ /^};/; ++k) body = body " " lines[k]
+            texts_of(body)
+            # They are told where they belong.
+            for (k = j + 1; k <= NR && lines[k] !~ /^};/; ++k) {
+                if (lines[k] ~ /korTexts =/) {
+                    while (lines[k] !~ /;[ \t]*$/) lines[k++] = ""
+                    lines[k] = ""
+                }
+            }
+            if (told[""] != "" && lines[i - 1] !~ /^\/\/\//) lines[i] = "/** " told[""] " */ " lines[i]
             for (k = j + 1; k <= NR && lines[k] !~ /^};/; ++k) {
                 if (lines[k] ~ /^public:/) {
                     lines[k] = lines[k] declarations(head)

@@ -20,6 +20,9 @@ public:
     explicit LifOwner(Kor::Ptr<LifAppStatus> status) : status_(std::move(status)) {}
 
     void onReqCount(AradLifEntry const& lif) override {
+        if (notifier() == nullptr) {
+            return; // another reactor has detached this one
+        }
         bool const wanted = notifier()->reqCount(lif) != 0;
         bool const has = !!status_->lifEntry(lif);
         if (wanted && !has) {
@@ -40,7 +43,7 @@ private:
 class Application : public LifAppStatus::Notifiee {
 public:
     void onLifEntry(AradLifEntry const& lif) override {
-        AradLifIndex const index = notifier()->lifEntry(lif);
+        AradLifIndex const index = notifier() != nullptr ? notifier()->lifEntry(lif) : AradLifIndex();
         if (!index) {
             std::puts("application: the LIF is gone");
         } else {
@@ -65,17 +68,13 @@ public:
 private:
     static constexpr Kor::AttributeId reqCount = LifAppConfig::attributeIdOf<Kor::name::reqCount>();
 
-    void print() const { std::printf("summary: %u LIFs are asked for\n", notifier()->reqCountMap().count()); }
+    void print() const {
+        if (notifier() != nullptr) {
+            std::printf("summary: %u LIFs are asked for\n", notifier()->reqCountMap().count());
+        }
+    }
 };
 // [later]
-
-template <class Reactor, class Entity>
-void observe(Kor::Ptr<Reactor> const& reactor, Kor::Ptr<Entity> const& entity) {
-    // [observe]
-    reactor->isRegisteredNotifieeIs(true);
-    reactor->notifierIs(entity);
-    // [observe]
-}
 
 } // namespace
 
@@ -87,16 +86,15 @@ int main() {
     Kor::Ptr<LifAppStatus> const status = statuses->appStatusIs(Loam::vtAppMpls);
     // [entities]
 
-    auto const owner = Kor::makePtr<LifOwner>(status);
-    auto const application = Kor::makePtr<Application>();
-    observe(owner, config);
-    observe(application, status);
+    // [observe]
+    auto const owner = Kor::observe<LifOwner>(config, status); // the entity, then what the constructor takes
+    auto const application = Kor::observe<Application>(status);
+    // [observe]
 
     // [schedule]
     auto const scheduler = Kor::makePtr<Kor::ActivitySm>();
-    auto const summary = Kor::makePtr<Summary>();
+    auto const summary = Kor::observe<Summary>(config);
     summary->activityIs(scheduler);
-    observe(summary, config);
     // [schedule]
 
     // [request]

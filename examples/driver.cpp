@@ -2,18 +2,20 @@
 /// Both are here in one process, on one loop, so that the example is one program; nothing in either relies on
 /// that.
 
-#include "attrlog/Diagnostics.h"
+#include "attrlog/session/Diagnostics.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "model/LoamTunnelModel.h"
 #include "model/LoamTunnelTypeList.h"
-#include "tables/LifTable.h"
+#include "owner/IndexAllocator.h"
+#include "owner/LifPlace.h"
 
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <set>
+#include <optional>
+#include <string>
 #include <unistd.h>
 #include <utility>
 
@@ -28,6 +30,9 @@ namespace {
 
 constexpr ChipType chip = jerichoChip8;
 
+/// Where each LIF of the chip lies.
+LifPlaces const places(chip);
+
 /// Stands for whatever writes to the chip.
 void writeToChip(Kor::U32 address, Kor::U8 block, std::array<Kor::U8, 16> const& row) {
     std::printf("driver: write 0x%08x block 0x%02x:", address, unsigned{block});
@@ -40,10 +45,13 @@ void writeToChip(Kor::U32 address, Kor::U8 block, std::array<Kor::U8, 16> const&
 /// Gives the LIFs that one application asks for their places, and writes their rows.
 class Placer : public LifAppConfig::Notifiee {
 public:
-    Placer(Kor::Ptr<LifAppStatus> status, std::set<Kor::U32>& used)
-        : status_(std::move(status)), used_(used) {}
+    Placer(Kor::Ptr<LifAppStatus> status, IndexAllocator& indexes)
+        : status_(std::move(status)), indexes_(indexes) {}
 
     void onReqCount(AradLifEntry const& lif) override {
+        if (notifier() == nullptr) {
+            return; // another reactor has detached this one
+        }
         bool const isWanted = notifier()->reqCount(lif) != 0;
         AradLifIndex const has = status_->lifEntry(lif);
         if (isWanted == !!has || lif.lifType() != lifAcMp) { // a peer may ask for anything
@@ -51,34 +59,32 @@ public:
         }
         if (!isWanted) {
             writeRow(has, nullptr);
-            used_.erase(has.index());
+            indexes_.release(has.index());
             status_->lifEntryDel(lif);
             return;
         }
-        Kor::U32 index = 0;
-        while (used_.contains(index)) {
-            ++index;
+        std::optional<Kor::U32> const index = indexes_.take();
+        if (!index) {
+            std::printf("driver: the chip is full\n");
+            return;
         }
-        used_.insert(index);
-        AradLifIndex const place(index, lifBankManaged);
+        AradLifIndex const place(*index, lifBankManaged);
         writeRow(place, &lif);
         status_->lifEntryIs(lif, place); // told last, when it holds
     }
 
 private:
-    static void writeRow(AradLifIndex const& place, AradLifEntry const* lif) {
+    static void writeRow(AradLifIndex const& index, AradLifEntry const* lif) {
         std::array<Kor::U8, 16> row{};
         if (lif != nullptr) {
             lif->writeToChipFormat(chip, row.data());
         }
-        Kor::U32 address = 0;
-        Kor::U8 aux = 0, block = 0;
-        LifTable::getSchanAddress(chip, 0, address, aux, block, 0, place.index(), 0);
-        writeToChip(address, block, row);
+        LifPlace const place = places.at(index);
+        writeToChip(place.address, place.block, row);
     }
 
     Kor::Ptr<LifAppStatus> status_;
-    std::set<Kor::U32>& used_;
+    IndexAllocator& indexes_;
 };
 
 /// All that the driver has.
@@ -86,7 +92,7 @@ struct Driver {
     Kor::Ptr<LifAppConfigDir> configs = lifAppConfigDirFactory("lifConfig");
     Kor::Ptr<LifAppStatusDir> statuses = lifAppStatusDirFactory("lifStatus");
     std::map<Loam::VtAppId, Kor::Ptr<Placer>> placers{};
-    std::set<Kor::U32> used{};
+    IndexAllocator indexes{0, places.capacity()};
     Kor::Ptr<Service> service = Kor::makePtr<Service>();
 
     Driver() {
@@ -105,19 +111,17 @@ struct Driver {
         auto& placer = placers[app];
         if (!placer) {
             std::printf("driver: %s asks for LIFs\n", peer.peerName().charPtr());
-            placer = Kor::makePtr<Placer>(statuses->appStatusIs(app), used);
-            placer->isRegisteredNotifieeIs(true);
-            placer->notifierIs(config);
+            placer = Kor::observe<Placer>(config, statuses->appStatusIs(app), indexes);
         }
         return config;
     }
 };
 
 /// Says where each LIF is.
-class Places : public LifAppStatus::Notifiee {
+class Watcher : public LifAppStatus::Notifiee {
 public:
     void onLifEntry(AradLifEntry const& lif) override {
-        AradLifIndex const place = notifier()->lifEntry(lif);
+        AradLifIndex const place = notifier() != nullptr ? notifier()->lifEntry(lif) : AradLifIndex();
         if (!!place) {
             std::printf("application: a LIF is at index %u\n", place.index());
         } else {
@@ -160,9 +164,7 @@ int main() {
     // The application's process. It connects again when the driver is restarted.
     auto const config = lifAppConfigFactory(Loam::vtAppMpls);
     auto const statuses = lifAppStatusDirFactory("lifStatus");
-    auto const places = Kor::makePtr<Places>();
-    places->isRegisteredNotifieeIs(true);
-    places->notifierIs(statuses->appStatusIs(Loam::vtAppMpls));
+    auto const watcher = Kor::observe<Watcher>(statuses->appStatusIs(Loam::vtAppMpls));
     Kor::Link::ConnectorConfig connecting;
     connecting.session = named("mpls");
     connecting.setUp = [&](Session& session) {

@@ -2,8 +2,8 @@
 /// prints all that there is, and hears of changes.
 
 #include "model/LoamTunnelTypeList.h"
-#include "reflect/GenericIf.h"
 #include "reflect/KorType.h"
+#include "reflect/box/GenericIf.h"
 #include "runtime/Exception.h"
 
 #include <cstdio>

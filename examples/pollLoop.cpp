@@ -1,7 +1,7 @@
 /// Sessions in a loop of one's own, without link/: a driver and an application, each with its poll(), in two
 /// processes on the two ends of a socket pair. All that a session asks of its carrier is in carry().
 
-#include "attrlog/Session.h"
+#include "attrlog/session/Session.h"
 #include "model/LoamTunnelModel.h"
 
 #include <cerrno>
@@ -72,7 +72,7 @@ struct Owner : LifAppConfig::Notifiee {
     Kor::U32 next = 4096;
 
     void onReqCount(AradLifEntry const& lif) override {
-        if (notifier()->reqCount(lif) != 0) {
+        if (notifier() != nullptr && notifier()->reqCount(lif) != 0) {
             status->lifEntryIs(lif, AradLifIndex(next++, lifBankManaged));
         } else {
             status->lifEntryDel(lif);
@@ -109,7 +109,7 @@ struct Asker : LifAppStatus::Notifiee {
     bool isAnswered = false;
 
     void onLifEntry(AradLifEntry const& key) override {
-        if (key == lif && !!notifier()->lifEntry(key)) {
+        if (notifier() != nullptr && key == lif && !!notifier()->lifEntry(key)) {
             std::printf("application: the LIF has index %u\n", notifier()->lifEntry(key).index());
             isAnswered = true;
             session->close("the application has what it needs");

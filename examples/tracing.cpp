@@ -5,6 +5,8 @@
 #include "values/LoamTunnelTypes.h"
 
 #include <cstdio>
+#include <ostream>
+#include <string>
 
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;

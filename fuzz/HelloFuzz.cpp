@@ -11,6 +11,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <span>
+#include <string>
+#include <vector>
 
 using namespace Kor;
 using namespace Kor::NboAttrLog;

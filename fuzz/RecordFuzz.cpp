@@ -9,12 +9,15 @@
 
 #include "attrlog/RecordView.h"
 #include "attrlog/Recording.h"
-#include "attrlog/Session.h"
+#include "attrlog/session/Session.h"
 #include "model/LoamTunnelModel.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <span>
 #include <sstream>
+#include <string>
+#include <vector>
 
 using namespace Kor;
 using namespace Kor::NboAttrLog;

@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <random>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 

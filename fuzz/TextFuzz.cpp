@@ -8,10 +8,11 @@
 
 #include "model/LoamTunnelModel.h"
 #include "reflect/Dir.h"
-#include "reflect/GenericIf.h"
 #include "reflect/IntrospectionReactor.h"
+#include "reflect/box/GenericIf.h"
 
 #include <cstdlib>
+#include <vector>
 
 using namespace Kor;
 

@@ -126,7 +126,7 @@ def _libLoamTunnel():
         found = []
 
         def walk(part, name):
-            form = re.match(r'Kor::EntityForms<Kor::name::(\w+)>::', name_of(part.type))
+            form = re.match(r'Kor::name::(\w+)::', name_of(part.type))
             if form:
                 name = form.group(1)
             for field in part.type.strip_typedefs().fields():

@@ -2,6 +2,7 @@
 
 #include "runtime/Exception.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace Kor::Link {

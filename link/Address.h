@@ -20,7 +20,7 @@
 
 namespace Kor::Link {
 
-class __attribute__((visibility("default"))) Address {
+class KOR_EXPORT Address {
 public:
     enum class Kind : U8 { local, tcp };
 

@@ -3,6 +3,8 @@
 #include "runtime/HandlerExceptions.h"
 
 #include <array>
+#include <optional>
+#include <span>
 
 namespace Kor::Link {
 

@@ -2,8 +2,12 @@
 
 #include "link/internal/Connection.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <memory>
+#include <optional>
 #include <random>
+#include <vector>
 
 namespace Kor::Link {
 

@@ -20,6 +20,9 @@
 #include "link/Loop.h"
 #include "link/Peering.h"
 
+#include <functional>
+#include <memory>
+
 namespace Kor::Link {
 
 struct ConnectorConfig : Peering {
@@ -33,7 +36,7 @@ struct ConnectorConfig : Peering {
     std::function<void(String8 const& reason, std::chrono::milliseconds wait)> lost{};
 };
 
-class __attribute__((visibility("default"))) Connector {
+class KOR_EXPORT Connector {
 public:
     struct Impl;
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
+#include <vector>
 
 namespace Kor::Link {
 

@@ -3,7 +3,7 @@
 /// Kor::Link::Listener, the side that is connected to: one session a peer.
 ///
 ///     Kor::Link::ListenerConfig config;
-///     config.service = service;                                   // attrlog/Service.h
+///     config.service = service;                                   // attrlog/session/Service.h
 ///     config.session.name = "driver";
 ///     config.session.schema = loamTunnelModule().checksum();
 ///     config.hooks.closed = [](Session& peer, Kor::String8 const& reason) { ... };
@@ -20,6 +20,10 @@
 #include "link/Loop.h"
 #include "link/Peering.h"
 
+#include <functional>
+#include <memory>
+#include <vector>
+
 namespace Kor::Link {
 
 struct ListenerConfig : Peering {
@@ -29,7 +33,7 @@ struct ListenerConfig : Peering {
     std::function<void(String8 const& reason)> refused{};
 };
 
-class __attribute__((visibility("default"))) Listener {
+class KOR_EXPORT Listener {
 public:
     struct Impl;
 

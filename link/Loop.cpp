@@ -2,7 +2,9 @@
 
 #include "link/internal/Connection.h"
 
+#include <algorithm>
 #include <asio/post.hpp>
+#include <optional>
 
 namespace Kor::Link {
 

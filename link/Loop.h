@@ -27,7 +27,7 @@
 namespace Kor::Link {
 
 /// A function that is to be called later; it is not once this has ended, or has been assigned to.
-class __attribute__((visibility("default"))) Timer {
+class KOR_EXPORT Timer {
 public:
     struct Impl;
 
@@ -44,7 +44,7 @@ private:
     std::shared_ptr<Impl> impl_;
 };
 
-class __attribute__((visibility("default"))) Loop {
+class KOR_EXPORT Loop {
 public:
     using Duration = std::chrono::nanoseconds;
     struct Impl;

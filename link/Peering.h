@@ -11,10 +11,12 @@
 /// Room. A connection reads no more than its session can take, and sends what it has; a peer that reads
 /// slowly costs the session's ring and never holds up the others.
 
-#include "attrlog/Session.h"
+#include "attrlog/session/Session.h"
 
 #include <chrono>
+#include <functional>
 #include <optional>
+#include <span>
 
 namespace Kor::Link {
 

@@ -19,6 +19,11 @@ class EvecAppConfig final
           KeyAttribute<name::app, Loam::VtAppId>,
           KeyedMap<name::entry, EvecEntry, name::key>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The egress VLAN edit commands that one application asks for",
+        "app", "The application",
+        "entry", "The command that the application wants in this slot. What is in the hardware stands in EvecStatus");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(evecAppConfigFactory, EvecAppConfig, Loam::VtAppId)
@@ -27,6 +32,10 @@ class EvecAppConfigDir final
     : public Kor::EntityOf<EvecAppConfigDir,
           EntityMap<name::appConfig, EvecAppConfig>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The egress VLAN edit commands that all applications ask for",
+        "appConfig", "What this application asks for");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(evecAppConfigDirFactory, EvecAppConfigDir, Kor::Name)

@@ -15,6 +15,11 @@ class EvecStatus final
           KeyedMap<name::entry, EvecEntry, name::key>,
           KeyedMap<name::owner, EvecOwner, name::key>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The egress VLAN edit commands in the hardware, and who owns them",
+        "entry", "The command in this slot; it can be there without an owner",
+        "owner", "The application that owns this slot; it can be there without a command");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(evecStatusFactory, EvecStatus, Kor::Name)

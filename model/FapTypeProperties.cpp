@@ -3,6 +3,7 @@
 #include "runtime/Contract.h"
 
 #include <cstdlib>
+#include <optional>
 
 namespace Hardware::LoamTunnel {
 
@@ -145,14 +146,18 @@ FapTypeProperties::jerichoPropertiesFactory(Loam::FapType fapType) {
     return Kor::makePtr<JerichoProperties>(fapType);
 }
 
-U32 AradLifIndex::hwOffset(Loam::FapType fapType,
-                           Kor::Ptr<FapTypeProperties const> const& fapTypeProperties) const {
-    auto const set = fapTypeProperties->properties(fapType);
-    Kor::require(set && startingBank() != lifBankMax, [&] {
-        return Kor::Breach{"Hardware::LoamTunnel::AradLifIndex::hwOffset",
-                           set ? "the LIF index is in no bank" : "no such chip family"};
-    });
-    return set ? startingBank() * set->lifEntriesPerBank() + index() : 0;
-}
+namespace {
+
+// AradLifIndex::hwOffset() asks for it.
+[[maybe_unused]] bool const isHooked = [] {
+    lifEntriesPerBankHookIs(
+        [](FapTypeProperties const& properties, Loam::FapType fapType) -> std::optional<U32> {
+            auto const set = properties.properties(fapType);
+            return set ? std::optional(set->lifEntriesPerBank()) : std::nullopt;
+        });
+    return true;
+}();
+
+} // namespace
 
 } // namespace Hardware::LoamTunnel

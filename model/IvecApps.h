@@ -21,6 +21,11 @@ class IvecAppConfig final
           KeyAttribute<name::app, Loam::VtAppId>,
           KeyedMap<name::entry, AradIvecEntry, name::key>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The ingress VLAN edit commands that one application asks for",
+        "app", "The application",
+        "entry", "The command that the application wants in this slot");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(ivecAppConfigFactory, IvecAppConfig, Loam::VtAppId)
@@ -29,6 +34,10 @@ class IvecAppConfigDir final
     : public Kor::EntityOf<IvecAppConfigDir,
           EntityMap<name::appConfig, IvecAppConfig>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The ingress VLAN edit commands that all applications ask for",
+        "appConfig", "What this application asks for");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(ivecAppConfigDirFactory, IvecAppConfigDir, Kor::Name)
@@ -38,6 +47,11 @@ class IvecAppStatus final
           KeyAttribute<name::app, Loam::VtAppId>,
           KeyedMap<name::status, AradIvecEntry, name::key>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The ingress VLAN edit commands that one application has got",
+        "app", "The application",
+        "status", "The command that the application has got in this slot");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(ivecAppStatusFactory, IvecAppStatus, Loam::VtAppId)
@@ -46,6 +60,10 @@ class IvecAppStatusDir final
     : public Kor::EntityOf<IvecAppStatusDir,
           EntityMap<name::appStatus, IvecAppStatus>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The ingress VLAN edit commands that all applications have got",
+        "appStatus", "What this application has got");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(ivecAppStatusDirFactory, IvecAppStatusDir, Kor::Name)
@@ -54,6 +72,10 @@ class HwIvecs final
     : public Kor::EntityOf<HwIvecs,
           ValueMap<name::hwIvec, AradIvecKey, AradIvecEntry>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The ingress VLAN edit commands in the hardware, for all applications together",
+        "hwIvec", "The command in this slot. Nothing compares the slot with the entry's own key: give the same one twice");
+
     static constexpr bool korIsMadeByName = false;
     using EntityOver::EntityOver;
 };

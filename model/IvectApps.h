@@ -20,6 +20,11 @@ class IvectAppConfig final
           KeyAttribute<name::app, Loam::VtAppId>,
           ValueMap<name::config, AradIhpIvectIndex, Loam::AradIvecIndex>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Which ingress VLAN edit commands one application wants, by interface profile and tag format",
+        "app", "The application",
+        "config", "The index of the command that packets of this profile and tag format are to get");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(ivectAppConfigFactory, IvectAppConfig, Loam::VtAppId)
@@ -28,6 +33,10 @@ class IvectAppConfigDir final
     : public Kor::EntityOf<IvectAppConfigDir,
           EntityMap<name::appConfig, IvectAppConfig>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Which ingress VLAN edit commands all applications want, by interface profile and tag format",
+        "appConfig", "What this application wants");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(ivectAppConfigDirFactory, IvectAppConfigDir, Kor::Name)
@@ -37,6 +46,11 @@ class IvectAppStatus final
           KeyAttribute<name::app, Loam::VtAppId>,
           ValueMap<name::status, AradIhpIvectIndex, Loam::AradIvecIndex>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Which ingress VLAN edit commands one application has got, by interface profile and tag format",
+        "app", "The application",
+        "status", "The index of the command that packets of this profile and tag format get");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(ivectAppStatusFactory, IvectAppStatus, Loam::VtAppId)
@@ -45,6 +59,10 @@ class IvectAppStatusDir final
     : public Kor::EntityOf<IvectAppStatusDir,
           EntityMap<name::appStatus, IvectAppStatus>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Which ingress VLAN edit commands all applications have got, by interface profile and tag format",
+        "appStatus", "What this application has got");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(ivectAppStatusDirFactory, IvectAppStatusDir, Kor::Name)

@@ -26,6 +26,11 @@ class LifAppConfig final
           KeyAttribute<name::app, Loam::VtAppId>,
           CountedMap<name::reqCount, AradLifEntry, U32>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The logical interfaces (LIFs) that one application asks for",
+        "app", "The application",
+        "reqCount", "How often the application asks for this LIF. It stays at 0 until reqCountDel ends the request");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(lifAppConfigFactory, LifAppConfig, Loam::VtAppId)
@@ -34,6 +39,10 @@ class LifAppConfigDir final
     : public Kor::EntityOf<LifAppConfigDir,
           EntityMap<name::appConfig, LifAppConfig>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The logical interfaces (LIFs) that all applications ask for",
+        "appConfig", "What this application asks for");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(lifAppConfigDirFactory, LifAppConfigDir, Kor::Name)
@@ -43,6 +52,11 @@ class LifAppStatus final
           KeyAttribute<name::app, Loam::VtAppId>,
           ValueMap<name::lifEntry, AradLifEntry, AradLifIndex>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The logical interfaces (LIFs) that one application has got",
+        "app", "The application",
+        "lifEntry", "Where this LIF lies; absent reads as the null index");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(lifAppStatusFactory, LifAppStatus, Loam::VtAppId)
@@ -51,6 +65,10 @@ class LifAppStatusDir final
     : public Kor::EntityOf<LifAppStatusDir,
           EntityMap<name::appStatus, LifAppStatus>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The logical interfaces (LIFs) that all applications have got",
+        "appStatus", "What this application has got");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(lifAppStatusDirFactory, LifAppStatusDir, Kor::Name)

@@ -14,6 +14,9 @@ namespace Hardware::LoamTunnel {
 class LoamTunnelCommonSmData final
     : public Kor::EntityOver<LoamTunnelCommonSmData, Loam::DrvHelper::LoamCommonSmData> {
 public:
+    static constexpr auto korTexts = Kor::texts("", "The state-machine data of the drivers of tunnels and "
+                                                    "VLAN edits. It adds nothing to that of all drivers");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(loamTunnelCommonSmDataFactory, LoamTunnelCommonSmData, Kor::Name)

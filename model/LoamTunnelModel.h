@@ -1,7 +1,7 @@
 #pragma once
 
 /// The entities through which applications and the owners of chip resources talk: requests and results. An
-/// entity is a declaration and nothing else; what all of them share stands in reflect/EntityPattern.h.
+/// entity is a declaration and nothing else; what all of them share stands in reflect/entity/EntityPattern.h.
 /// Nothing lives here that turns a request into a result: docs/applications.md shows how the two sides do.
 
 #include "model/EvecApps.h"

@@ -1,6 +1,6 @@
 #include "model/LoamTunnelTypeList.h"
 
-#include "attrlog/WireForm.h"
+#include "attrlog/adapter/WireForm.h"
 #include "platform/PlatformTypes.h"
 
 namespace Hardware::LoamTunnel {

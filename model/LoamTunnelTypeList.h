@@ -100,7 +100,7 @@ using LoamTunnelTypes = Kor::TypeModuleOf<
 // clang-format on
 
 /// The types as they are defined: in order, and with the checksum of all.
-[[gnu::visibility("default")]] Kor::TypeModule const& loamTunnelModule();
+KOR_EXPORT Kor::TypeModule const& loamTunnelModule();
 
 /// Defines the types, unless that has been begun. Loading the library does it.
 void korInitLoamTunnelTypes();

@@ -26,6 +26,11 @@ class OutAcAppConfig final
           KeyAttribute<name::app, Loam::VtAppId>,
           CountedUpMap<name::reqCount, OutAcKey, U32>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The out-ACs that one application asks for",
+        "app", "The application",
+        "reqCount", "How often the application asks for this out-AC. It stays at 0 until reqCountDel ends the request");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(outAcAppConfigFactory, OutAcAppConfig, Loam::VtAppId)
@@ -34,6 +39,10 @@ class OutAcAppConfigDir final
     : public Kor::EntityOf<OutAcAppConfigDir,
           EntityMap<name::appConfig, OutAcAppConfig>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The out-ACs that all applications ask for",
+        "appConfig", "What this application asks for");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(outAcAppConfigDirFactory, OutAcAppConfigDir, Kor::Name)
@@ -43,6 +52,11 @@ class OutAcAppStatus final
           KeyAttribute<name::app, Loam::VtAppId>,
           KeyedMap<name::acEntry, OutAcEntry, name::acKey>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The out-ACs that one application has got",
+        "app", "The application",
+        "acEntry", "The out-AC of this key and its index, for this application; absent until it has one");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(outAcAppStatusFactory, OutAcAppStatus, Loam::VtAppId)
@@ -51,6 +65,10 @@ class OutAcAppStatusDir final
     : public Kor::EntityOf<OutAcAppStatusDir,
           EntityMap<name::appStatus, OutAcAppStatus>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The out-ACs that all applications have got",
+        "appStatus", "What this application has got");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(outAcAppStatusDirFactory, OutAcAppStatusDir, Kor::Name)
@@ -60,6 +78,11 @@ class OutAcRequest final
           KeyAttribute<name::acKey, OutAcKey>,
           ValueMap<name::reqCount, Loam::VtAppId, U32>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Which applications ask for one out-AC",
+        "acKey", "Which out-AC, and on which chips",
+        "reqCount", "How often this application asks for the out-AC. It stays at 0 until reqCountDel takes it out");
+
     static constexpr bool korHasFactory = false;
     using EntityOver::EntityOver;
 };
@@ -68,6 +91,10 @@ class OutAcConfig final
     : public Kor::EntityOf<OutAcConfig,
           EntityMap<name::acRequest, OutAcRequest>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Who asks for each out-AC, over all applications",
+        "acRequest", "The applications that ask for this out-AC. It stays until it is deleted, also when none is left");
+
     static constexpr bool korHasFactory = false;
     using EntityOver::EntityOver;
 };
@@ -76,6 +103,10 @@ class OutAcStatus final
     : public Kor::EntityOf<OutAcStatus,
           KeyedMap<name::acEntry, OutAcEntry, name::acKey>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The out-ACs that are there, for all applications together",
+        "acEntry", "The out-AC of this key and its index; absent until it has one");
+
     static constexpr bool korHasFactory = false;
     using EntityOver::EntityOver;
 };

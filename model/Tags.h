@@ -22,6 +22,10 @@ class TagPopPushConfig final
     : public Kor::EntityOf<TagPopPushConfig,
           ValueMap<name::app, Loam::VtAppId, bool>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Which applications want tags popped and pushed",
+        "app", "Whether this application wants it; absent reads as false, and so does a stored false");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(tagPopPushConfigFactory, TagPopPushConfig, Kor::Name)
@@ -30,6 +34,10 @@ class TagPopPushStatus final
     : public Kor::EntityOf<TagPopPushStatus,
           Singleton<name::enabled, bool>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Whether tags are popped and pushed",
+        "enabled", "On or off for all applications together; the default is off");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(tagPopPushStatusFactory, TagPopPushStatus, Kor::Name)
@@ -38,6 +46,10 @@ class TpidRewriteStatus final
     : public Kor::EntityOf<TpidRewriteStatus,
           Singleton<name::enabled, bool>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Whether tag protocol identifiers (TPIDs) are rewritten",
+        "enabled", "On or off; the default is off");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(tpidRewriteStatusFactory, TpidRewriteStatus, Kor::Name)
@@ -47,13 +59,23 @@ class TpidVtAppConfig final
           KeyAttribute<name::app, Loam::VtAppId>,
           KeyedMap<name::entry, TpidVtAppConfigEntry, name::intf>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The tag protocol identifiers (TPIDs) that one application wants on interfaces",
+        "app", "The application",
+        "entry", "The TPID that the application wants on this interface; absent reads as 0x8100 on no interface");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(tpidVtAppConfigFactory, TpidVtAppConfig, Loam::VtAppId)
 
 class TpidVtAppConfigDir final
     : public Kor::ObjectOf<TpidVtAppConfigDir,
-          EntityMap<name::appConfig, TpidVtAppConfig>> {};
+          EntityMap<name::appConfig, TpidVtAppConfig>> {
+public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The tag protocol identifiers (TPIDs) that all applications want on interfaces",
+        "appConfig", "What this application wants");
+};
 KOR_PLAIN_FACTORY(tpidVtAppConfigDirFactory, TpidVtAppConfigDir)
 
 } // namespace Hardware::LoamTunnel

@@ -13,14 +13,24 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
+inline constexpr auto tapAggNormalFapMaskTexts = Kor::texts(
+    "", "The chips on which tap aggregation runs in its normal mode",
+    "fapMask", "The chips; the default is none");
+
 template <class Self>
 using TapAggNormalFapMaskOf = Kor::EntityOf<Self, Singleton<name::fapMask, Sideband::Fapmask>>;
 
-class TapAggNormalFapMask final : public TapAggNormalFapMaskOf<TapAggNormalFapMask> {};
+class TapAggNormalFapMask final : public TapAggNormalFapMaskOf<TapAggNormalFapMask> {
+public:
+    static constexpr auto korTexts = tapAggNormalFapMaskTexts;
+};
 KOR_PLAIN_FACTORY(tapAggNormalFapMaskFactory, TapAggNormalFapMask)
 
 } // namespace Hardware::LoamTunnel
 
-class TapAggNormalFapMask final : public Hardware::LoamTunnel::TapAggNormalFapMaskOf<TapAggNormalFapMask> {};
+class TapAggNormalFapMask final : public Hardware::LoamTunnel::TapAggNormalFapMaskOf<TapAggNormalFapMask> {
+public:
+    static constexpr auto korTexts = Hardware::LoamTunnel::tapAggNormalFapMaskTexts;
+};
 KOR_PLAIN_FACTORY(tapAggNormalFapMaskFactory, TapAggNormalFapMask)
 // clang-format on

@@ -18,6 +18,10 @@ class TcamSharingConfig final
     : public Kor::EntityOf<TcamSharingConfig,
           ValueMap<name::request, TcamSharingRequest, TcamSharingPolicyId>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Which policies are wanted on which interface",
+        "request", "The policies that are wanted for this interface and chip; absent reads as 0, none");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(tcamSharingConfigFactory, TcamSharingConfig, Kor::Name)
@@ -26,6 +30,10 @@ class TcamSharingStatus final
     : public Kor::EntityOf<TcamSharingStatus,
           ValueMap<name::response, TcamSharingRequest, TcamSharingResponse>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "What became of the policies that are wanted on interfaces",
+        "response", "The answer to the request with this key; absent reads as tcamSharingInsertDefault");
+
     using EntityOver::EntityOver;
 };
 KOR_FACTORY(tcamSharingStatusFactory, TcamSharingStatus, Kor::Name)

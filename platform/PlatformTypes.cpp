@@ -1,6 +1,6 @@
 #include "platform/PlatformTypes.h"
 
-#include "attrlog/WireForm.h"
+#include "attrlog/adapter/WireForm.h"
 #include "reflect/TypeOf.h"
 
 namespace Hardware::Loam {

@@ -31,6 +31,6 @@ using PlatformTypes = Kor::TypeModuleOf<
 // clang-format on
 
 /// Loads the platform's types. Whoever has types that use them loads them first.
-[[gnu::visibility("default")]] void platformTypesLoad();
+KOR_EXPORT void platformTypesLoad();
 
 } // namespace Hardware::Loam

@@ -3,7 +3,7 @@
 /// What the attribute log adds to the type object of an entity class: making such an entity from a record,
 /// and its stream adapters. A library says once, for all of its entity classes,
 ///
-///     static Kor::AttrLogTypes<MyTypes> const attrLogAtLoad;            // attrlog/StreamAdapterOf.h
+///     static Kor::AttrLogTypes<MyTypes> const attrLogAtLoad;            // attrlog/adapter/AttrLogTypes.h
 ///
 /// Known from load on; nothing here makes a type object before its time. Loading is on one thread; asking is
 /// safe on any from then on.
@@ -28,7 +28,7 @@ struct AttrLogRecordText {
     KorType* childType = nullptr;
 };
 
-class __attribute__((visibility("default"))) AttrLogType {
+class KOR_EXPORT AttrLogType {
 public:
     AttrLogType(AttrLogType const&) = delete;
 
@@ -53,7 +53,7 @@ public:
     /// The attribute log of the class of that full name; null if it has none.
     static AttrLogType const* named(std::string_view typeName);
 
-    class __attribute__((visibility("default"))) Load {
+    class KOR_EXPORT Load {
     public:
         Load(std::string_view typeName, AttrLogType const& type);
     };

@@ -14,6 +14,10 @@ void Dir::entityIs(Ptr<Entity> const& entity) {
     if (!entity || entity->name().empty()) {
         throwRangeException("an entity in a directory needs a name");
     }
+    if (entity->name().view().find_first_of("/[") != std::string_view::npos) {
+        throwRangeException(format("%s cannot be in a directory: in a path, / and [ stand between names",
+                                   entity->name().charPtr()));
+    }
     Ptr<Entity> const there = entry(entity->name());
     if (there == entity) {
         return;
@@ -56,6 +60,7 @@ Ptr<Entity> Dir::entryDel(Name const& name) {
 }
 
 void Dir::entryDelAll() {
+    Keep const keep(*this); // a hook may let the last reference go
     for (auto const& each : entryMap()) {
         entryDel(Name(each.fwkKey()));
     }

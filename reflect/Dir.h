@@ -11,21 +11,20 @@
 /// reactors hear onEntry(name). One thread.
 
 #include "reflect/DirNames.h"
-#include "reflect/EntityPattern.h"
+#include "reflect/entity/EntityPattern.h"
 
 #include <vector>
 
 namespace Kor {
 
-class __attribute__((visibility("default"))) Dir final
-    : public EntityOf<Dir, ReferenceMap<name::entry, Name, Entity>> {
+class KOR_EXPORT Dir final : public EntityOf<Dir, ReferenceMap<name::entry, Name, Entity>> {
 public:
     using EntityOver::EntityOver;
     ~Dir() override;
 
     /// Puts an entity in under its own name. Nothing happens if it is there. Raises Kor::NameInUseException
-    /// if another one has the name, and Kor::RangeException for an entity that has no name, has a parent, or
-    /// is this directory or above it.
+    /// if another one has the name, and Kor::RangeException for an entity that has no name or one with / or
+    /// [, has a parent, or is this directory or above it.
     void entityIs(Ptr<Entity> const& entity);
     /// As entityIs for an entity whose name is `name`; a null entity takes out what is there.
     void entryIs(Name const& name, Ptr<Entity> const& entity);

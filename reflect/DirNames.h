@@ -2,7 +2,6 @@
 
 /// A name that directories share with values and entities.
 
-#include "reflect/EntityNames.h"
+#include "reflect/Names.h"
 
-KOR_NAME(entry, Entry)
-KOR_ENTITY_NAME(entry, Entry)
+KOR_NAME(entry, Entry, entity)

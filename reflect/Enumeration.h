@@ -5,6 +5,7 @@
 ///
 ///     enum LifType : U32 { lifGeneral = 0, lifAcP2pToAc = 1, ... };
 ///     KOR_ENUMERATION(LifType)                     // in its namespace, beside it
+///     KOR_ENUMERATION(LifType, "", "...", "lifGeneral", "...")      // with what it means (Kor::texts())
 ///     KOR_ENUMERATION_BODY(LifType)                // in one source file, same namespace
 ///
 ///     LifType type = LifTypeInstance(4);           // lifAcMp
@@ -14,6 +15,7 @@
 /// An enumeration is stored in 32 bits and its numbers lie in 0 to 31. All of this may run on any thread.
 
 #include "reflect/FwkType.h"
+#include "reflect/Texts.h"
 #include "reflect/TypeName.h"
 #include "runtime/Exception.h"
 #include "runtime/String8.h"
@@ -127,16 +129,19 @@ E enumeratorOfName(std::string_view name, char const* word) {
 
 /// Declares the operations that carry the enumeration's name. Streaming prints the
 /// bare name; a number that is no enumerator prints as `LifType(99)`.
-#define KOR_ENUMERATION(E)                                                                                   \
+#define KOR_ENUMERATION(E, ...)                                                                              \
     using Kor::valueToStrep;                                                                                 \
-    [[gnu::visibility("default")]] E E##Instance(unsigned int number);                                       \
-    [[gnu::visibility("default")]] E E##Instance(Kor::String8 const& name);                                  \
-    [[gnu::visibility("default")]] Kor::String8 stringValue(E value);                                        \
-    [[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, E value);                  \
+    KOR_EXPORT E E##Instance(unsigned int number);                                                           \
+    KOR_EXPORT E E##Instance(Kor::String8 const& name);                                                      \
+    KOR_EXPORT Kor::String8 stringValue(E value);                                                            \
+    KOR_EXPORT std::ostream& operator<<(std::ostream& stream, E value);                                      \
     using E##_GenericIf_ = Kor::BoxOf<E>;                                                                    \
     using E##__Type = Kor::TypeOf<E>;                                                                        \
     inline Kor::KorType* _fwkType_##E() {                                                                    \
         return Kor::fwkTypeOf<E>();                                                                          \
+    }                                                                                                        \
+    consteval auto korTextsOf(std::type_identity<E>) {                                                       \
+        return Kor::texts(__VA_ARGS__);                                                                      \
     }
 
 #define KOR_ENUMERATION_BODY(E)                                                                              \
@@ -155,7 +160,7 @@ E enumeratorOfName(std::string_view name, char const* word) {
 
 /// The same within a class: the operations are static, but for the streaming. A wrong number is reported with
 /// the outer class's name, a wrong name without.
-#define KOR_NESTED_ENUMERATION(E)                                                                            \
+#define KOR_NESTED_ENUMERATION(E, ...)                                                                       \
     static E E##Instance(unsigned int number);                                                               \
     static E E##Instance(Kor::String8 const& name);                                                          \
     static Kor::String8 stringValue(E value);                                                                \
@@ -169,6 +174,9 @@ E enumeratorOfName(std::string_view name, char const* word) {
     using E##__Type = Kor::TypeOf<E>;                                                                        \
     static Kor::KorType* _fwkType_##E() {                                                                    \
         return Kor::fwkTypeOf<E>();                                                                          \
+    }                                                                                                        \
+    friend consteval auto korTextsOf(std::type_identity<E>) {                                                \
+        return Kor::texts(__VA_ARGS__);                                                                      \
     }
 
 #define KOR_NESTED_ENUMERATION_BODY(Outer, E)                                                                \

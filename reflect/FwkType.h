@@ -11,7 +11,6 @@
 
 #include "reflect/TypeName.h"
 
-#include <atomic>
 #include <concepts>
 #include <type_traits>
 
@@ -21,7 +20,7 @@ class Entity;
 class KorType;
 class PtrInterface;
 
-/// The box of a T, reflect/GenericBox.h.
+/// The box of a T, reflect/box/GenericBox.h.
 template <class T>
 class BoxOf;
 
@@ -39,7 +38,7 @@ struct TypeSeed {
 
 /// The type object of that name, made if there is none: by the module that lists the type
 /// (reflect/TypeModule.h), else by the seed, else a bare one with a name and a base.
-[[gnu::visibility("default")]] KorType* typeOfSeed(TypeSeed const& seed);
+KOR_EXPORT KorType* typeOfSeed(TypeSeed const& seed);
 
 template <class T>
 inline KorType* fwkTypeOf();
@@ -94,12 +93,12 @@ namespace detail {
 
 // Each library has a copy of its own, which may see its first use on any thread.
 template <class T>
-inline constinit std::atomic<KorType*> knownType = nullptr;
+inline constinit KorType* knownType = nullptr; // reached by atomic operations alone
 
 template <class T>
 [[gnu::noinline, gnu::cold]] KorType* firstTypeOf() {
     KorType* const type = typeOfSeed(seedOf<T>());
-    knownType<T>.store(type, std::memory_order_release);
+    __atomic_store_n(&knownType<T>, type, __ATOMIC_RELEASE);
     return type;
 }
 
@@ -107,7 +106,7 @@ template <class T>
 
 template <class T>
 [[gnu::always_inline]] inline KorType* fwkTypeOf() {
-    KorType* const type = detail::knownType<T>.load(std::memory_order_acquire);
+    KorType* const type = __atomic_load_n(&detail::knownType<T>, __ATOMIC_ACQUIRE);
     return type != nullptr ? type : detail::firstTypeOf<T>();
 }
 

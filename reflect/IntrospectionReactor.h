@@ -19,7 +19,7 @@
 
 namespace Kor {
 
-class __attribute__((visibility("default"))) IntrospectionReactor : public PtrInterface {
+class KOR_EXPORT IntrospectionReactor : public PtrInterface {
 public:
     class State : public PtrInterface {
     public:

@@ -16,9 +16,10 @@
 /// libraries are loaded; walking takes references, for which see
 /// Kor::VFPtrInterface::enableThreadSafePointers.
 
-#include "reflect/EntityPattern.h"
+#include "reflect/AttributeFlags.h"
 #include "reflect/FwkType.h"
 #include "reflect/ReflectNames.h"
+#include "reflect/entity/EntityPattern.h"
 #include "runtime/LinkQueue.h"
 
 #include <functional>
@@ -31,22 +32,11 @@ class GenericIf;
 class IntrospectionReactor;
 class KorTypeAttr;
 
-/// The two words of an attribute's flags, as the model gives them. Nothing here reads them, but by profile.
-struct AttrFlags {
-    U32 word0 = 0;
-    U32 word1 = 0;
-    friend bool operator==(AttrFlags const&, AttrFlags const&) = default;
-};
-
-/// How an attribute was declared. 2: stored or settable; 8: an operation; 34: a map whose key is in the
-/// value.
-struct KorAttrIntrospectionFlags {
-    U32 word = 0;
-    friend bool operator==(KorAttrIntrospectionFlags const&, KorAttrIntrospectionFlags const&) = default;
-};
+/// How an operation takes an argument; a pointer is a counted one.
+enum class Passing : U8 { byValue, byReference, byPointer, byPointerToConst };
 
 /// One attribute of a type, or one operation.
-class __attribute__((visibility("default"))) KorAttr : public PtrInterface {
+class KOR_EXPORT KorAttr : public PtrInterface {
 public:
     using AttrFlags = Kor::AttrFlags;
 
@@ -54,6 +44,13 @@ public:
         Name name;
         /// The full name of the type.
         Name type;
+        Passing passing = Passing::byValue;
+    };
+    /// Where a view lies: bits first to last of the attribute `word`.
+    struct Bits {
+        std::string_view word;
+        U32 first = 0;
+        U32 last = 0;
     };
 
     KorAttr(KorType* owner, Name name, KorType* type, KorType* keyType, AttrFlags flags, AttributeId id);
@@ -73,12 +70,31 @@ public:
     std::vector<Argument> const& arguments() const noexcept { return arguments_; }
     AttrFlags const& flags() const noexcept { return flags_; }
     KorAttrIntrospectionFlags introspectionFlags() const noexcept { return introspection_; }
+    /// What it means, for people; empty where nothing is said. Kor::texts() in the class's declaration says
+    /// it.
+    std::string_view meaning() const noexcept { return meaning_; }
+    /// What it is: with a key or not, children or references, settable, ... Of a map of a class without an
+    /// attribute log, `travels` is false.
+    Shape const& shape() const noexcept { return shape_; }
+    /// Of a view: where it lies. Empty for any other attribute.
+    Bits const& bits() const noexcept { return bits_; }
+    /// Of an operation: whether it leaves the object as it is.
+    bool isConst() const noexcept { return isConst_; }
+    /// Whether it is one of those that every entity has: its name, its version and their like.
+    bool isOfEveryEntity() const noexcept;
+    /// Whether it has a value or, of an operation, a result.
+    bool hasValue() const noexcept;
 
     void keyTypeIs(KorType* keyType) noexcept { keyType_ = keyType; }
     void keyAttributeNameIs(Name name) noexcept { keyAttributeName_ = std::move(name); }
     void argumentNameEnq(Name name) { arguments_.push_back({std::move(name), {}}); }
     void argumentTypeEnq(Name type) noexcept { arguments_.back().type = std::move(type); }
+    void argumentPassingIs(Passing passing) noexcept { arguments_.back().passing = passing; }
     void introspectionFlagsIs(KorAttrIntrospectionFlags flags) noexcept { introspection_ = flags; }
+    void shapeIs(Shape const& shape) noexcept { shape_ = shape; }
+    void meaningIs(std::string_view meaning) noexcept { meaning_ = meaning; }
+    void bitsIs(Bits const& bits) noexcept { bits_ = bits; }
+    void isConstIs(bool isConst) noexcept { isConst_ = isConst; }
     /// How many children an entity map is made with: none.
     void initialSizeIs(U32 size) noexcept { initialSize_ = size; }
 
@@ -94,13 +110,17 @@ private:
     std::vector<Argument> arguments_;
     AttrFlags flags_;
     KorAttrIntrospectionFlags introspection_;
+    Shape shape_;
+    std::string_view meaning_;
+    Bits bits_;
     AttributeId id_;
     U32 initialSize_ = 0;
     bool isInherited_ = false;
+    bool isConst_ = false;
 };
 
 /// The attributes of a type by name.
-class __attribute__((visibility("default"))) KorTypeAttr : public KorAttr {
+class KOR_EXPORT KorTypeAttr : public KorAttr {
 public:
     explicit KorTypeAttr(KorType* type, Name const& name);
 
@@ -131,7 +151,7 @@ struct KorTypeFlags {
     friend bool operator==(KorTypeFlags const&, KorTypeFlags const&) = default;
 };
 
-class __attribute__((visibility("default"))) KorType
+class KOR_EXPORT KorType
     : public EntityOver<KorType, Entity, Queue<name::referringAttrQ, Ptr<KorAttr>>,
                         Queue<name::derivedTypeQ, Ptr<KorType>>, Queue<name::attributeQ, Ptr<KorAttr>>,
                         ValueMap<name::attributeQIdx, Name, U32>, Queue<name::constructorArgNameQ, Name>,
@@ -171,6 +191,22 @@ public:
     KorAttr* valAttr() const noexcept { return valAttr_; }
     Ptr<KorAttr> const& defaultCollection() const noexcept { return defaultCollection_; }
 
+    /// What it means, for people; empty where nothing is said.
+    virtual std::string_view meaning() const {
+        return knownBy_ != nullptr ? knownBy_->meaning() : std::string_view();
+    }
+    /// The header that declares it, as it is included: "model/LifApps.h". Empty where Kor::texts() does not
+    /// stand in the declaration.
+    virtual std::string_view header() const {
+        return knownBy_ != nullptr ? knownBy_->header() : std::string_view();
+    }
+    /// What a value can do beyond its attributes, and how an object is made.
+    struct Abilities {
+        bool isOrdered = false;  ///< `<` and its kin
+        bool isNullable = false; ///< `!x`
+        bool hasFactory = false; ///< camelNameFactory() beside the class
+    };
+    virtual Abilities abilities() const { return knownBy_ != nullptr ? knownBy_->abilities() : Abilities(); }
     /// A new entity of the type, with that name, as its factory makes it. Null for a type that has no such
     /// factory.
     virtual Ptr<Entity> newEntity(Name const& name, Dir* dir) const;
@@ -181,7 +217,7 @@ public:
     virtual void childAttrLogIs(Ptr<KorAttr const> const& attr, Ptr<PtrInterface> const& owner,
                                 Ptr<NboAttrLog::Out> const& out) const;
 
-    // Boxes, reflect/GenericIf.h. Null for a type without them.
+    // Boxes, reflect/box/GenericIf.h. Null for a type without them.
 
     /// A box of a copy of the value, or of the type's default for null.
     virtual Ptr<GenericIf> genericIf(void const* value, bool isConst) const;

@@ -1,7 +1,10 @@
 #include "reflect/Dir.h"
-#include "reflect/GenericIf.h"
 #include "reflect/Text.h"
+#include "reflect/box/GenericIf.h"
 #include "runtime/ClassName.h"
+
+#include <algorithm>
+#include <string>
 
 namespace Kor {
 

@@ -2,25 +2,14 @@
 
 /// The names of the attributes of type objects.
 
-#include "reflect/EntityNames.h"
 #include "reflect/Names.h"
 
-KOR_NAME(attributeQ, AttributeQ)
-KOR_NAME(attributeQIdx, AttributeQIdx)
-KOR_NAME(constructorArgNameQ, ConstructorArgNameQ)
-KOR_NAME(constructorArgTypeQ, ConstructorArgTypeQ)
-KOR_NAME(derivedTypeQ, DerivedTypeQ)
-KOR_NAME(nestedType, NestedType)
-KOR_NAME(referringAttrQ, ReferringAttrQ)
-KOR_NAME(size, Size)
-KOR_NAME(typeFlags, TypeFlags)
-
-KOR_ENTITY_NAME(attributeQ, AttributeQ)
-KOR_ENTITY_NAME(attributeQIdx, AttributeQIdx)
-KOR_ENTITY_NAME(constructorArgNameQ, ConstructorArgNameQ)
-KOR_ENTITY_NAME(constructorArgTypeQ, ConstructorArgTypeQ)
-KOR_ENTITY_NAME(derivedTypeQ, DerivedTypeQ)
-KOR_ENTITY_NAME(nestedType, NestedType)
-KOR_ENTITY_NAME(referringAttrQ, ReferringAttrQ)
-KOR_ENTITY_NAME(size, Size)
-KOR_ENTITY_NAME(typeFlags, TypeFlags)
+KOR_NAME(attributeQ, AttributeQ, entity)
+KOR_NAME(attributeQIdx, AttributeQIdx, entity)
+KOR_NAME(constructorArgNameQ, ConstructorArgNameQ, entity)
+KOR_NAME(constructorArgTypeQ, ConstructorArgTypeQ, entity)
+KOR_NAME(derivedTypeQ, DerivedTypeQ, entity)
+KOR_NAME(nestedType, NestedType, entity)
+KOR_NAME(referringAttrQ, ReferringAttrQ, entity)
+KOR_NAME(size, Size, entity)
+KOR_NAME(typeFlags, TypeFlags, entity)

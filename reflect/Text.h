@@ -24,10 +24,9 @@
 #include "runtime/Exception.h"
 #include "runtime/String8.h"
 
-#include <algorithm>
 #include <concepts>
+#include <iosfwd>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -50,7 +49,7 @@ template <class T>
 void appendText(std::string& text, T const& value);
 
 /// In single quotes, with a backslash before each quote and backslash.
-[[gnu::visibility("default")]] void appendQuoted(std::string& text, std::string_view inside);
+KOR_EXPORT void appendQuoted(std::string& text, std::string_view inside);
 
 template <class T, class... S>
 void appendAttributes(std::string& text, Storage<S...> const& storage) {
@@ -97,14 +96,15 @@ String8 valueToStrep(T const& value) {
     return String8(text);
 }
 
-template <PatternValue T>
-std::ostream& operator<<(std::ostream& stream, T const& value) {
+/// With the standard header for streams.
+template <class Traits, PatternValue T>
+std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& stream, T const& value) {
     return stream << valueToStrep(value).view();
 }
 
 /// A place in a text that is being read, and the primitives that scan it. Each skips the blanks before and
 /// behind what it reads, and raises Kor::RangeException when it finds something else.
-class __attribute__((visibility("default"))) TextScanner {
+class KOR_EXPORT TextScanner {
 public:
     explicit TextScanner(std::string_view text, std::size_t position = 0)
         : text_(text), position_(position) {}
@@ -168,7 +168,7 @@ private:
 ///
 ///     Kor::ExactNumbers const exact;
 ///     Kor::strepToValue<U8>("300");           // Kor::RangeException: 300 would be cut to 44
-class __attribute__((visibility("default"))) ExactNumbers {
+class KOR_EXPORT ExactNumbers {
 public:
     ExactNumbers();
     ~ExactNumbers();
@@ -182,14 +182,13 @@ template <class T>
 T readText(TextScanner& scanner);
 
 /// Raises if numbers are to be exact.
-[[gnu::visibility("default")]] void numberIsCut(TextScanner::Number const& number, std::string const& kept);
+KOR_EXPORT void numberIsCut(TextScanner::Number const& number, std::string const& kept);
 
 /// Raises the words of an attribute's reader again, with its name.
-[[noreturn, gnu::visibility("default")]] void rethrowFor(RangeException const& inner,
-                                                         std::string_view attribute);
-[[noreturn, gnu::visibility("default")]] void noSuchAttribute(std::string_view type, std::string_view name);
-[[noreturn, gnu::visibility("default")]] void prematureEnd(std::string_view type);
-[[noreturn, gnu::visibility("default")]] void junkAt(std::size_t column, std::string_view text);
+[[noreturn]] KOR_EXPORT void rethrowFor(RangeException const& inner, std::string_view attribute);
+[[noreturn]] KOR_EXPORT void noSuchAttribute(std::string_view type, std::string_view name);
+[[noreturn]] KOR_EXPORT void prematureEnd(std::string_view type);
+[[noreturn]] KOR_EXPORT void junkAt(std::size_t column, std::string_view text);
 
 template <class T>
 T readAttribute(TextScanner& scanner, std::string_view attribute) {
@@ -259,9 +258,8 @@ struct Counted<Ptr<T>> {
 };
 
 /// The object that a reference names; null for None.
-[[gnu::visibility("default")]] Ptr<PtrInterface> readObject(TextScanner& scanner);
-[[noreturn, gnu::visibility("default")]] void cannotConvertTo(std::type_info const& type,
-                                                              std::string_view name);
+KOR_EXPORT Ptr<PtrInterface> readObject(TextScanner& scanner);
+[[noreturn]] KOR_EXPORT void cannotConvertTo(std::type_info const& type, std::string_view name);
 
 template <class T>
 T readText(TextScanner& scanner) {
@@ -308,7 +306,9 @@ struct Follow {
     Follow(String8::IteratorConst& cursor, String8::IteratorConst const& end)
         : it(cursor), text((cursor + -cursor.position()).until(end)),
           start(cursor.position() < 0 ? text.size()
-                                      : std::min(static_cast<std::size_t>(cursor.position()), text.size())),
+                                      : (static_cast<std::size_t>(cursor.position()) < text.size()
+                                             ? static_cast<std::size_t>(cursor.position())
+                                             : text.size())),
           scanner(text, start) {}
     ~Follow() { it += static_cast<S64>(scanner.position() - start); }
     Follow(Follow const&) = delete;
@@ -358,12 +358,11 @@ T strepToValue(String8 const& text, T const* /*tag*/ = nullptr) {
 }
 
 /// Matches a pattern at the cursor and moves behind it, as TextScanner::needString does.
-[[gnu::visibility("default")]] void needString(String8::IteratorConst& it, String8::IteratorConst const& end,
-                                               char const* pattern);
+KOR_EXPORT void needString(String8::IteratorConst& it, String8::IteratorConst const& end,
+                           char const* pattern);
 
 /// Raises the words of an attribute's reader again, with its name.
-[[noreturn, gnu::visibility("default")]] void rethrowFromDeserializeAttr(RangeException const& inner,
-                                                                         String8& attribute);
+[[noreturn]] KOR_EXPORT void rethrowFromDeserializeAttr(RangeException const& inner, String8& attribute);
 
 // References to objects. The text of an entity is its full name in quotes; that of no object is None. It is
 // read back by going down from the entity that this thread has named as its root: through directories by
@@ -375,20 +374,18 @@ T strepToValue(String8 const& text, T const* /*tag*/ = nullptr) {
 // An object without a name has a text to look at, which is not read back.
 
 /// Where references of this thread begin; null for nowhere, so that none is found. The thread holds the root.
-[[gnu::visibility("default")]] void textRootIs(Ptr<Entity> const& root);
+KOR_EXPORT void textRootIs(Ptr<Entity> const& root);
 
-[[gnu::visibility("default")]] String8 valueToStrepOfRawPtr(Entity const* object, std::type_info const& type);
-[[gnu::visibility("default")]] String8 valueToStrepOfRawPtr(PtrInterface const* object,
-                                                            std::type_info const& type);
+KOR_EXPORT String8 valueToStrepOfRawPtr(Entity const* object, std::type_info const& type);
+KOR_EXPORT String8 valueToStrepOfRawPtr(PtrInterface const* object, std::type_info const& type);
 /// Raises Kor::RangeException for a reference to what there is not.
-[[gnu::visibility("default")]] Ptr<Entity>
-sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end, Entity* tag);
-[[gnu::visibility("default")]] Ptr<PtrInterface>
-sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end, PtrInterface* tag);
+KOR_EXPORT Ptr<Entity> sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end,
+                                            Entity* tag);
+KOR_EXPORT Ptr<PtrInterface> sequenceToValueOfPtr(String8::IteratorConst& it,
+                                                  String8::IteratorConst const& end, PtrInterface* tag);
 /// Raises Kor::RangeException: what was read before the cursor is no reference to an object of the type.
-[[noreturn, gnu::visibility("default")]] void cannotConvert(String8::IteratorConst const& it,
-                                                            String8::IteratorConst const& end,
-                                                            std::type_info const& type);
+[[noreturn]] KOR_EXPORT void cannotConvert(String8::IteratorConst const& it,
+                                           String8::IteratorConst const& end, std::type_info const& type);
 
 /// A reference to an object of the class C.
 template <class C>

@@ -28,7 +28,7 @@ namespace Kor {
 
 class IntrospectionReactor;
 
-class __attribute__((visibility("default"))) TypeModule {
+class KOR_EXPORT TypeModule {
 public:
     constexpr explicit TypeModule(std::span<TypeSeed const> types) : types_(types) {}
     TypeModule(TypeModule const&) = delete;
@@ -44,7 +44,7 @@ public:
     U64 checksum() const;
 
     /// Makes the module known and, at load, binds its types to their names and defines them.
-    class __attribute__((visibility("default"))) Load {
+    class KOR_EXPORT Load {
     public:
         explicit Load(TypeModule& module);
     };

@@ -1,5 +1,8 @@
 #include "reflect/TypeSpec.h"
 
+#include <functional>
+#include <vector>
+
 namespace Kor {
 
 namespace {
@@ -10,23 +13,8 @@ Name nameOf(std::string_view text) {
 
 /// An operation, or a map whose key is told by an attribute of the member: what is told in detail, and
 /// replaces what a base has under the name.
-bool isDetailed(AttributeProfile profile) {
-    switch (profile) {
-    case AttributeProfile::operation:
-    case AttributeProfile::virtualOperation:
-    case AttributeProfile::classOperation:
-    case AttributeProfile::keyedMap:
-    case AttributeProfile::entityMap:
-    case AttributeProfile::localKeyedMap:
-    case AttributeProfile::localEntityMap:
-        return true;
-    default:
-        return false;
-    }
-}
-
-bool isEntityMap(AttributeProfile profile) {
-    return profile == AttributeProfile::entityMap || profile == AttributeProfile::localEntityMap;
+bool isDetailed(Shape const& shape) {
+    return shape.isOperation() || shape.keyInside;
 }
 
 } // namespace
@@ -37,29 +25,46 @@ SpecifiedType::SpecifiedType(TypeSeed const& seed, TypeSpec const& spec)
 
 namespace {
 
-void attributeIs(KorType& self, IntrospectionReactor& reactor, AttributeSpec const& attribute) {
+/// Of what every child of a map has, and no class says.
+constexpr std::string_view fwkKeyText = "The key attribute again, under which the map of the parent knows it";
+
+void attributeIs(KorType& self, IntrospectionReactor& reactor, AttributeSpec const& attribute,
+                 std::string_view meaning) {
     Name const name = nameOf(attribute.name);
     KorTypeAttr& attrs = *self.typeAttr();
     KorType* const keyType = attribute.keyType != nullptr ? attribute.keyType() : nullptr;
-    ProfileFlags const& profile = flagsOf(attribute.profile);
-    if (!isDetailed(attribute.profile)) {
-        reactor.defNoninstantiatingAttr(&self, name, attribute.type(), keyType, profile.flags,
-                                        profile.introspection, attribute.id);
+    AttributeFlags const flags = flagsOf(attribute.toldAs != nullptr ? *attribute.toldAs : attribute.shape);
+    auto const describe = [&](KorAttr& attr) {
+        attr.shapeIs(attribute.shape);
+        attr.meaningIs(meaning);
+        attr.bitsIs(attribute.bits);
+        attr.isConstIs(attribute.isConst);
+    };
+    if (!isDetailed(attribute.shape)) {
+        reactor.defNoninstantiatingAttr(&self, name, attribute.type(), keyType, flags.flags,
+                                        flags.introspection, attribute.id);
+        describe(*attrs.attr(name));
         return;
+    }
+    // An operation that is declared again means what it means in the base, unless it says otherwise.
+    if (KorAttr const* const inherited = attrs.attr(name); meaning.empty() && inherited != nullptr) {
+        meaning = inherited->meaning();
     }
     attrs.attrDel(name);
     Ptr<KorAttr> const made = attrs.attrIs(name, attribute.type(), attrs.attr(nameOf(attribute.keyAttribute)),
-                                           nullptr, profile.flags, attribute.id);
+                                           nullptr, flags.flags, attribute.id);
+    describe(*made);
     made->keyTypeIs(keyType);
     for (ArgumentSpec const& each : attribute.arguments) {
         made->argumentNameEnq(nameOf(each.name));
         made->argumentTypeEnq(nameOf(each.type));
+        made->argumentPassingIs(each.passing);
     }
     made->keyAttributeNameIs(nameOf(attribute.keyAttribute));
-    if (isEntityMap(attribute.profile)) {
+    if (attribute.shape.child) {
         made->initialSizeIs(0);
     }
-    made->introspectionFlagsIs(profile.introspection);
+    made->introspectionFlagsIs(flags.introspection);
     self.attributeQEnq(made);
     reactor.handleAttr(made);
     reactor.handleAttrContextExit();
@@ -86,7 +91,8 @@ void SpecifiedType::define(KorType& self, IntrospectionReactor& reactor,
     }
     bool isFirst = true;
     for (AttributeSpec const& each : spec_.attributes) {
-        attributeIs(self, reactor, each);
+        attributeIs(self, reactor, each,
+                    each.shape.role == Role::fwkKey ? fwkKeyText : spec_.textOf(each.name));
         if (isFirst) {
             nested();
             isFirst = false;
@@ -94,7 +100,8 @@ void SpecifiedType::define(KorType& self, IntrospectionReactor& reactor,
     }
     KorTypeAttr& attrs = *self.typeAttr();
     if (spec_.flags.isEnumType) {
-        attrs.attrIs("value", &self, nullptr, nullptr, flagsOf(AttributeProfile::fixed).flags, 1);
+        attrs.attrIs("value", &self, nullptr, nullptr, flagsOf({.role = Role::field}).flags, 1)
+            ->shapeIs({.role = Role::field});
     }
     if (KorAttr* const value = attrs.attr("value"); value != nullptr && !value->isInherited()) {
         self.valAttrIs(value);

@@ -21,11 +21,14 @@
 /// copy without shared state, allocates nothing, and may be used on any thread that owns it.
 ///
 /// Setters: a view keeps the low bits of what it is given and cannot fail. Where a class declares a range, by
-/// a member `void korCheck() const` that throws, a setter that changes nothing does nothing; otherwise it
-/// stores first and checks afterwards, so that a refused value stays stored when the exception leaves.
+/// a member `void korCheck() const` that throws, the constructor from attributes checks it, and a setter that
+/// changes nothing does nothing; otherwise it stores first and checks afterwards, so that a refused value
+/// stays stored when the exception leaves. What comes from an attribute log is checked where the class has a
+/// member `korChecksWire`, true. A class that does more to what it is made from says so in a member `void
+/// korMake()`.
 
+#include "reflect/Attributes.h"
 #include "reflect/FwkType.h"
-#include "reflect/Names.h"
 #include "runtime/OneAtATime.h"
 #include "runtime/String8.h"
 #include "runtime/Types.h"
@@ -47,8 +50,7 @@ class In;
 ///
 ///     EvecKey key(in, Kor::StreamBogon());
 ///
-/// It takes the stored attributes off the stream in their order, and raises what attrlog/In.h says. A range
-/// that a class has is checked only where its own such constructor does so.
+/// It takes the stored attributes off the stream in their order, and raises what attrlog/In.h says.
 struct StreamBogon {};
 
 /// The reading end of an attribute log. A template parameter, since the log itself is a layer above.
@@ -62,85 +64,6 @@ template <class T>
 T readTextAt(String8::IteratorConst& it, String8::IteratorConst const& end);
 
 } // namespace detail
-
-/// How an attribute is declared: what the text, wire and generic forms tell apart.
-enum class AttributeKind { stored, view, constant, operation };
-
-/// Stored, set by the constructor alone. `Initial` is the default, if it is not that of the type.
-template <class NameType, class T, auto... Initial>
-struct Stored {
-    using Name = NameType;
-    using Type = T;
-    static constexpr AttributeKind kind = AttributeKind::stored;
-    static constexpr bool settable = false;
-    static constexpr T initial() { return T(Initial...); }
-};
-
-/// Stored, with a setter.
-template <class NameType, class T, auto... Initial>
-struct Settable : Stored<NameType, T, Initial...> {
-    static constexpr bool settable = true;
-};
-
-/// Bits First to Last of a stored word, for reading and writing.
-template <class NameType, class T, class WordName, unsigned First, unsigned Last>
-struct View {
-    using Name = NameType;
-    using Type = T;
-    using Word = WordName;
-    static constexpr AttributeKind kind = AttributeKind::view;
-    static constexpr bool settable = true;
-    static constexpr unsigned first = First;
-    static constexpr unsigned width = Last - First + 1;
-    static_assert(First <= Last && Last < 64);
-    static_assert(std::is_enum_v<T> || std::is_same_v<T, bool> ? true : width <= 8 * sizeof(T),
-                  "the type of a view must hold its bits");
-};
-
-/// A constant of the class.
-template <class NameType, class T, T Value>
-struct Constant {
-    using Name = NameType;
-    using Type = T;
-    static constexpr AttributeKind kind = AttributeKind::constant;
-    static constexpr bool settable = false;
-    static constexpr T value = Value;
-};
-
-/// One argument of an operation.
-template <class NameType, class T>
-struct Arg {
-    using Name = NameType;
-    using Type = T;
-};
-
-/// An operation that the class defines by hand and that is reached by its name. The signature names each
-/// argument: `Operation<name::acFormat, OutAcFormat(Arg<name::isAc0, bool>)>`.
-template <class NameType, class Signature>
-struct Operation {
-    using Name = NameType;
-    using Type = Signature;
-    static constexpr AttributeKind kind = AttributeKind::operation;
-    static constexpr bool settable = false;
-};
-
-/// Read like an attribute, by a function that the class defines by hand.
-template <class NameType, class T>
-struct Computed {
-    using Name = NameType;
-    using Type = T;
-    static constexpr AttributeKind kind = AttributeKind::operation;
-    static constexpr bool settable = false;
-};
-
-/// An operation of the class, called without an object.
-template <class NameType, class Signature>
-struct ClassOperation : Operation<NameType, Signature> {};
-
-template <class... A>
-struct AttributeList {
-    static constexpr std::size_t size = sizeof...(A);
-};
 
 namespace detail {
 
@@ -219,22 +142,12 @@ public:
     constexpr void each(Visit&&) const {}
 };
 
-template <class List, class... A>
-struct StoredList;
-
 template <class... S>
-struct StoredList<AttributeList<S...>> {
-    using type = Storage<S...>;
-};
-
-template <class... S, class First, class... Rest>
-struct StoredList<AttributeList<S...>, First, Rest...>
-    : std::conditional_t<First::kind == AttributeKind::stored,
-                         StoredList<AttributeList<S..., First>, Rest...>,
-                         StoredList<AttributeList<S...>, Rest...>> {};
-
+Storage<S...> storageOf(AttributeList<S...>);
 template <class... A>
-using StorageOf = typename StoredList<AttributeList<>, A...>::type;
+using StorageOf = decltype(storageOf(
+    typename Joined<
+        std::conditional_t<A::shape.role == Role::field, AttributeList<A>, AttributeList<>>...>::type()));
 
 /// The stored attribute of that name.
 template <class WordName, class... A>
@@ -244,16 +157,16 @@ template <class WordName, class First, class... Rest>
 struct NamedAmong<WordName, First, Rest...> : NamedAmong<WordName, Rest...> {};
 
 template <class First, class... Rest>
-requires(First::kind == AttributeKind::stored) struct NamedAmong<typename First::Name, First, Rest...> {
+requires(First::shape.role == Role::field) struct NamedAmong<typename First::Name, First, Rest...> {
     using type = First;
 };
 
 /// Holds the storage and gives the constructors; a base of ValueOf, so that both packs are at hand.
-template <class S>
+template <class Self, class S>
 class Stock;
 
-template <>
-class Stock<Storage<>> {
+template <class Self>
+class Stock<Self, Storage<>> {
 public:
     constexpr Stock() = default;
     template <AttrLogReader In>
@@ -262,37 +175,66 @@ public:
     static constexpr Storage<> storage(Stock const&) { return {}; }
 };
 
-template <class... S>
-class Stock<Storage<S...>> {
+template <class Self, class... S>
+class Stock<Self, Storage<S...>> {
 public:
     constexpr Stock() = default;
-    constexpr explicit(sizeof...(S) == 1) Stock(typename S::Type const&... values) : storage_(values...) {}
+    constexpr explicit(sizeof...(S) == 1) Stock(typename S::Type const&... values) : storage_(values...) {
+        made();
+    }
 
     template <class... V>
     requires FirstOf<AttributeList<S...>, V...>
-    constexpr explicit(sizeof...(V) == 1) Stock(V const&... values) : storage_(std::in_place, values...) {}
+    constexpr explicit(sizeof...(V) == 1) Stock(V const&... values) : storage_(std::in_place, values...) {
+        made();
+    }
 
     template <AttrLogReader In>
-    Stock(In* in, StreamBogon) : storage_{in->template next<typename S::Type>()...} {} // braces: in order
+    Stock(In* in, StreamBogon) : storage_{in->template next<typename S::Type>()...} { // braces: in order
+        if constexpr (requires { requires Self::korChecksWire; }) {
+            made();
+        }
+    }
 
     /// All stored attributes, in order.
     static constexpr Storage<S...> const& storage(Stock const& value) { return value.storage_; }
 
 protected:
     Storage<S...> storage_;
+
+private:
+    constexpr void made() {
+        if constexpr (requires(Self & self) { self.korMake(); }) {
+            static_cast<Self&>(*this).korMake();
+        } else if constexpr (requires(Self const& self) { self.korCheck(); }) {
+            static_cast<Self const&>(*this).korCheck();
+        }
+    }
 };
 
+/// Of its class, too: an empty base that a value shared with its first member would take room.
+template <class Self, class A>
+struct NoAccessor {};
+template <class Self, class A>
+struct ReadWrite : A::Name::template Getter<Self, A>, A::Name::template Setter<Self, A> {};
+
 /// The accessors that an attribute gives its class.
-template <class Self, class A, AttributeKind Kind = A::kind, bool IsSettable = A::settable>
-struct Forms;
-template <class Self, class A, AttributeKind Kind>
-struct Forms<Self, A, Kind, false> : A::Name::template Getter<Self, A> {};
-template <class Self, class A, AttributeKind Kind>
-struct Forms<Self, A, Kind, true> : A::Name::template Getter<Self, A>, A::Name::template Setter<Self, A> {};
 template <class Self, class A>
-struct Forms<Self, A, AttributeKind::constant, false> : A::Name::template Constant<A> {};
+consteval auto accessors() {
+    using Name = typename A::Name;
+    constexpr Shape shape = A::shape;
+    if constexpr (shape.role == Role::constant) {
+        return std::type_identity<typename Name::template Constant<A>>();
+    } else if constexpr (shape.role != Role::field && shape.role != Role::view) {
+        return std::type_identity<NoAccessor<Self, A>>();
+    } else if constexpr (shape.settable) {
+        return std::type_identity<ReadWrite<Self, A>>();
+    } else {
+        return std::type_identity<typename Name::template Getter<Self, A>>();
+    }
+}
 template <class Self, class A>
-struct Forms<Self, A, AttributeKind::operation, false> {};
+using Accessors = typename decltype(accessors<Self, A>())::type;
 
 template <class A, class W>
 constexpr W viewMask() {
@@ -317,8 +259,8 @@ constexpr void fold(OneAtATime& hash, T const& value) {
 } // namespace detail
 
 template <class Self, class... A>
-class ValueOf : public detail::Stock<detail::StorageOf<A...>>, public detail::Forms<Self, A>... {
-    using StockType = detail::Stock<detail::StorageOf<A...>>;
+class ValueOf : public detail::Stock<Self, detail::StorageOf<A...>>, public detail::Accessors<Self, A>... {
+    using StockType = detail::Stock<Self, detail::StorageOf<A...>>;
 
 public:
     using Attributes = AttributeList<A...>;
@@ -329,7 +271,7 @@ public:
     ValueOf(String8::IteratorConst& it, String8::IteratorConst const& end)
         : ValueOf(detail::readTextAt<Self>(it, end)) {}
 
-    /// The box, reflect/GenericIf.h.
+    /// The box, reflect/box/GenericIf.h.
     using GenericIf_ = BoxOf<Self>;
     /// The type object, reflect/KorType.h, and its class.
     using _Type = TypeOf<Self>;
@@ -342,7 +284,7 @@ public:
     /// The value of an attribute of the list. This and `set` are what the accessors forward to.
     template <class Attribute>
     constexpr typename Attribute::Type get() const {
-        if constexpr (Attribute::kind == AttributeKind::view) {
+        if constexpr (Attribute::shape.role == Role::view) {
             // In 64 bits, so that the compiler can merge it with a shift to another place.
             U64 const word = this->storage_.template at<WordOf<Attribute>>();
             return static_cast<typename Attribute::Type>((word & maskOf<Attribute>()) >> Attribute::first);
@@ -353,7 +295,7 @@ public:
 
     template <class Attribute>
     constexpr void set(typename Attribute::Type const& value) {
-        if constexpr (Attribute::kind == AttributeKind::view) {
+        if constexpr (Attribute::shape.role == Role::view) {
             using Word = WordOf<Attribute>;
             using W = typename Word::Type;
             constexpr W mask = maskOf<Attribute>();
@@ -386,7 +328,7 @@ protected:
 /// A value that adds views and operations to another and no storage. It can be made from its base by copying
 /// the stored attributes, and compares, hashes and travels as its base.
 template <class Self, class Base, class... A>
-class DerivedValueOf : public Base, public detail::Forms<Self, A>... {
+class DerivedValueOf : public Base, public detail::Accessors<Self, A>... {
 public:
     using BaseValue = Base;
     using Attributes = AttributeList<A...>;
@@ -416,6 +358,12 @@ struct Ordered {
     friend constexpr std::strong_ordering operator<=>(Self const& a, Self const& b) {
         return Self::storage(a).compare(Self::storage(b));
     }
+};
+
+/// Gives a value `operator!`: whether it is the default, which stands for none.
+template <class Self>
+struct Nullable {
+    constexpr bool operator!() const { return static_cast<Self const&>(*this) == Self(); }
 };
 
 /// Gives a value `hash()`: the one-at-a-time hash over the stored attributes in declared order.

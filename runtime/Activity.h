@@ -34,7 +34,7 @@ namespace Kor {
 
 class ActivityConfig;
 
-class __attribute__((visibility("default"))) ActivitySm : public PtrInterface {
+class KOR_EXPORT ActivitySm : public PtrInterface {
 public:
     ~ActivitySm() override;
 
@@ -60,7 +60,7 @@ private:
 };
 
 /// Ties a reactor to a scheduler. The reactor owns it; see Kor::ActivityOf.
-class __attribute__((visibility("default"))) ActivityConfig : public PtrInterface {
+class KOR_EXPORT ActivityConfig : public PtrInterface {
 public:
     ActivityConfig(Ptr<ActivitySm> sm, PtrInterface::NotifieeConst* reactor);
     ~ActivityConfig() override;

@@ -6,7 +6,7 @@
 
 namespace Kor {
 
-class __attribute__((visibility("default"))) BaseCollection {
+class KOR_EXPORT BaseCollection {
 public:
     /// The untyped part of an iterator: where it is.
     class StrepIterator {

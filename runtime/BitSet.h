@@ -12,6 +12,8 @@
 #include "runtime/Contract.h"
 #include "runtime/Types.h"
 
+#include <string>
+
 namespace Kor {
 
 template <int bits, class Word>

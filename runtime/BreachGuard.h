@@ -9,14 +9,19 @@
 /// It is no way to go on after a breach in the code of a program: the operation is left in the middle, and a
 /// release build checks no contract, with or without a guard.
 
+#include "runtime/Types.h"
+
 namespace Kor {
 
-class __attribute__((visibility("default"))) BreachGuard {
+class KOR_EXPORT BreachGuard {
 public:
     BreachGuard() noexcept;
     ~BreachGuard();
     BreachGuard(BreachGuard const&) = delete;
     BreachGuard& operator=(BreachGuard const&) = delete;
+
+    /// Whether one lives on this thread.
+    static bool isOn() noexcept;
 
 private:
     bool outer_;

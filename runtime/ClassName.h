@@ -10,7 +10,7 @@
 namespace Kor {
 
 /// As it is written in the source, `Hardware::LoamTunnel::LifAppConfig`.
-[[gnu::visibility("default")]] std::string className(PtrInterface const& object);
-[[gnu::visibility("default")]] std::string className(std::type_info const& type);
+KOR_EXPORT std::string className(PtrInterface const& object);
+KOR_EXPORT std::string className(std::type_info const& type);
 
 } // namespace Kor

@@ -10,6 +10,8 @@
 /// compiles nothing: neither the test nor the text. Errors that a caller is allowed to cause are exceptions
 /// (runtime/Exception.h), never these.
 
+#include "runtime/Types.h"
+
 #include <string>
 
 namespace Kor {
@@ -27,7 +29,7 @@ struct Breach {
 };
 
 /// Reports the breach on stderr and aborts.
-[[noreturn, gnu::visibility("default"), gnu::cold]] void contractBroken(Breach const& breach);
+[[noreturn, gnu::cold]] KOR_EXPORT void contractBroken(Breach const& breach);
 
 /// Stops the program with the breach that `describe()` returns when `holds` is false. Any thread. In a
 /// release build it does nothing, so `holds` must be free of effects.

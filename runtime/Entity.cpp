@@ -1,5 +1,6 @@
 #include "runtime/Entity.h"
 
+#include <string>
 #include <utility>
 #include <vector>
 

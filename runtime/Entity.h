@@ -7,9 +7,9 @@
 ///     config->parent();        // dir
 ///     config->fullName();      // "lif/appConfig['vtAppMpls']"
 ///
-/// Entity classes are declared with the pattern of reflect/EntityPattern.h; nobody derives from this one by
-/// hand. The parent is a plain pointer: a parent holds its children, and takes itself off them when it lets
-/// them go or ends. An entity and all that observes it belong to one thread.
+/// Entity classes are declared with the pattern of reflect/entity/EntityPattern.h; nobody derives from this
+/// one by hand. The parent is a plain pointer: a parent holds its children, and takes itself off them when it
+/// lets them go or ends. An entity and all that observes it belong to one thread.
 
 #include "runtime/ListRaw.h"
 #include "runtime/Notifiee.h"
@@ -23,7 +23,7 @@ class In;
 class Out;
 } // namespace NboAttrLog
 
-class __attribute__((visibility("default"))) Entity : public PtrInterface {
+class KOR_EXPORT Entity : public PtrInterface {
 public:
     class NotifieeConst;
     /// What all stream adapters are.
@@ -108,7 +108,7 @@ struct EntityAccess {
 };
 
 /// The root of the reactors of entities.
-class __attribute__((visibility("default"))) Entity::NotifieeConst : public PtrInterface::NotifieeConst {
+class KOR_EXPORT Entity::NotifieeConst : public PtrInterface::NotifieeConst {
 public:
     // Slots for whoever wants to tell of them. Nothing in this library does: a change of the version comes
     // with that of an attribute, and of a parent its own reactors hear.
@@ -120,7 +120,7 @@ protected:
 };
 
 /// A reactor that carries an entity's changes to a peer; it is told before all other reactors.
-class __attribute__((visibility("default"))) Entity::KorNboAttrLogSa : public PtrInterface::NotifieeConst {
+class KOR_EXPORT Entity::KorNboAttrLogSa : public PtrInterface::NotifieeConst {
 public:
     bool isStreamAdapter() const override { return true; }
     /// Whether it carries to that stream. Null asks for one whose id is the same on all streams and whose
@@ -141,10 +141,11 @@ Ptr<Entity::KorNboAttrLogSa> streamAdapterAmong(List const& list, Match const& m
     for (auto* at = list.head(); at != nullptr; at = ListMember::next(*at)) {
         PtrInterface::NotifieeConst* const reactor = at->korRawReactor();
         if (!reactor->isStreamAdapter()) {
-            break;
+            break; // the others come behind them
         }
-        if (auto& adapter = static_cast<Entity::KorNboAttrLogSa&>(*reactor); match(adapter)) {
-            return &adapter;
+        auto* const adapter = dynamic_cast<Entity::KorNboAttrLogSa*>(reactor);
+        if (adapter != nullptr && match(*adapter)) {
+            return adapter;
         }
     }
     return nullptr;

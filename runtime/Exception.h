@@ -20,7 +20,7 @@
 
 namespace Kor {
 
-class __attribute__((visibility("default"))) Exception : public std::exception {
+class KOR_EXPORT Exception : public std::exception {
 public:
     /// The kinds of errors, numbered. 0 names none.
     enum class Id : U32 {
@@ -35,7 +35,7 @@ public:
     };
 
     /// A set of ids, 0 to 63.
-    class __attribute__((visibility("default"))) IdBitArray {
+    class KOR_EXPORT IdBitArray {
     public:
         constexpr IdBitArray() noexcept = default;
         constexpr IdBitArray& add(Id id) noexcept {
@@ -52,7 +52,7 @@ public:
     };
 
     /// What an exception carries besides its text. Copies of the exception share it.
-    class __attribute__((visibility("default"))) Detail : public PtrInterface {
+    class KOR_EXPORT Detail : public PtrInterface {
     public:
         Detail(IdBitArray ids, bool byCaller) noexcept : ids_(ids), byCaller_(byCaller) {}
         IdBitArray ids() const noexcept { return ids_; }
@@ -82,51 +82,51 @@ private:
 };
 
 /// A value outside of its range, a null Kor::ValidPtr, a text that does not parse. Id 12.
-class __attribute__((visibility("default"))) RangeException : public Exception {
+class KOR_EXPORT RangeException : public Exception {
 public:
     explicit RangeException(String8 message, IdBitArray ids = {})
         : Exception(std::move(message), ids.add(Id::range), true) {}
 };
 
 /// A record names an entity of the wrong type. Id 42.
-class __attribute__((visibility("default"))) AttrLogEntityException : public Exception {
+class KOR_EXPORT AttrLogEntityException : public Exception {
 public:
     explicit AttrLogEntityException(String8 message = "Entity is the wrong type", IdBitArray ids = {})
         : Exception(std::move(message), ids.add(Id::attrLogEntity), true) {}
 };
 
 /// A record could not be written as begun and has to be begun again. Id 48.
-class __attribute__((visibility("default"))) AttrLogRecordException : public Exception {
+class KOR_EXPORT AttrLogRecordException : public Exception {
 public:
     explicit AttrLogRecordException(String8 message, IdBitArray ids = {})
         : Exception(std::move(message), ids.add(Id::attrLogRecord), true) {}
 };
 
 /// An entity has no id on a stream yet. Ids 48 and 49.
-class __attribute__((visibility("default"))) EntityIdUnavailableException : public Exception {
+class KOR_EXPORT EntityIdUnavailableException : public Exception {
 public:
     explicit EntityIdUnavailableException(String8 message, IdBitArray ids = {})
         : Exception(std::move(message), ids.add(Id::attrLogRecord).add(Id::entityIdUnavailable), true) {}
 };
 
 /// The name of a new entity is taken. Id 16.
-class __attribute__((visibility("default"))) NameInUseException : public Exception {
+class KOR_EXPORT NameInUseException : public Exception {
 public:
     explicit NameInUseException(String8 message, IdBitArray ids = {})
         : Exception(std::move(message), ids.add(Id::nameInUse), true) {}
 };
 
 /// The library found itself in a state that it should never be in. Id 1.
-class __attribute__((visibility("default"))) InternalException : public Exception {
+class KOR_EXPORT InternalException : public Exception {
 public:
     explicit InternalException(String8 message, IdBitArray ids = {})
         : Exception(std::move(message), ids.add(Id::internal), false) {}
 };
 
-[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(char const* message);
-[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(String8 const& message);
-[[noreturn, gnu::visibility("default"), gnu::cold]] void throwInternalException(char const* message);
-[[noreturn, gnu::visibility("default"), gnu::cold]] void throwInternalException(String8 const& message);
+[[noreturn, gnu::cold]] KOR_EXPORT void throwRangeException(char const* message);
+[[noreturn, gnu::cold]] KOR_EXPORT void throwRangeException(String8 const& message);
+[[noreturn, gnu::cold]] KOR_EXPORT void throwInternalException(char const* message);
+[[noreturn, gnu::cold]] KOR_EXPORT void throwInternalException(String8 const& message);
 
 /// States for a scope which exception the code around it is prepared for.
 ///
@@ -135,7 +135,7 @@ public:
 /// It catches nothing. Who reports exceptions can ask isExpected() whether somebody up the stack of this
 /// thread will deal with one. Id 0 stands for "any": so do the guards around reactors, whose exceptions are
 /// all contained. The guards of a thread nest; make them on the stack only.
-class __attribute__((visibility("default"))) Expect {
+class KOR_EXPORT Expect {
 public:
     explicit Expect(Exception::Id id) noexcept : outer_(innermost), id_(id) { innermost = this; }
     ~Expect() { innermost = outer_; }
@@ -147,8 +147,7 @@ public:
 
 private:
     // One around each call of a handler: kept where a thread reaches it without a call.
-    __attribute__((visibility("default"),
-                   tls_model("initial-exec"))) static constinit thread_local Expect const* innermost;
+    [[gnu::tls_model("initial-exec")]] KOR_EXPORT static constinit thread_local Expect const* innermost;
 
     Expect const* outer_;
     Exception::Id id_;

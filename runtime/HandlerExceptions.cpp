@@ -1,10 +1,12 @@
 #include "runtime/HandlerExceptions.h"
 
 #include "runtime/ClassName.h"
+#include "runtime/Notification.h"
 #include "runtime/Trace.h"
 
 #include <atomic>
 #include <exception>
+#include <ostream>
 #include <string>
 
 namespace Kor {

@@ -29,13 +29,9 @@ struct HandlerException {
 using HandlerExceptionHook = std::function<void(HandlerException const&)>;
 
 /// How many exceptions from handlers were contained in this process.
-[[gnu::visibility("default")]] U64 handlerExceptions() noexcept;
+KOR_EXPORT U64 handlerExceptions() noexcept;
 
 /// Replaces the hook, an empty one for none, and returns the old one. An exception that leaves it is dropped.
-[[gnu::visibility("default")]] HandlerExceptionHook handlerExceptionHookIs(HandlerExceptionHook hook);
-
-/// Counts, traces and reports the exception that is being handled. Called inside a catch.
-[[gnu::visibility("default"), gnu::cold]] void handlerExceptionNote(PtrInterface const& reactor,
-                                                                    AttributeId attribute) noexcept;
+KOR_EXPORT HandlerExceptionHook handlerExceptionHookIs(HandlerExceptionHook hook);
 
 } // namespace Kor

@@ -43,7 +43,6 @@
 #include "runtime/HashMapGeneric.h"
 
 #include <concepts>
-#include <functional>
 #include <iterator>
 #include <type_traits>
 
@@ -182,13 +181,22 @@ private:
 /// A member whose value holds the key: `keyOf` gives it, as in `KeyedMapEntry<EvecEntry, &EvecEntry::key>`.
 template <class Value, auto keyOf>
 class KeyedMapEntry final : public MapMember<KeyedMapEntry<Value, keyOf>> {
-    using Key = std::remove_cvref_t<std::invoke_result_t<decltype(keyOf), Value const&>>;
+    static constexpr decltype(auto) keyIn(Value const& value) {
+        if constexpr (requires { (value.*keyOf)(); }) {
+            return (value.*keyOf)();
+        } else if constexpr (std::is_member_pointer_v<decltype(keyOf)>) {
+            return value.*keyOf;
+        } else {
+            return keyOf(value);
+        }
+    }
+    using Key = std::remove_cvref_t<decltype(keyIn(std::declval<Value const&>()))>;
     friend HashMember;
     [[no_unique_address]] mutable KeptHash<Key> reversedHash{};
 
 public:
     explicit KeyedMapEntry(Value theValue) : value(std::move(theValue)) {}
-    decltype(auto) fwkKey() const noexcept { return std::invoke(keyOf, value); }
+    decltype(auto) fwkKey() const noexcept { return keyIn(value); }
 
     /// May be replaced by one with an equal key.
     Value value;

@@ -1,5 +1,6 @@
 #include "runtime/HashMapGeneric.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <memory>

@@ -23,7 +23,6 @@
 #include "runtime/Contract.h"
 #include "runtime/Ptr.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace Kor {
@@ -57,7 +56,7 @@ protected:
     ~HashMapVTableGeneric() = default;
 };
 
-class __attribute__((visibility("default"))) HashMapGeneric {
+class KOR_EXPORT HashMapGeneric {
 public:
     /// An empty map of `buckets` buckets, rounded up to a power of two. The owner stores the descriptor and
     /// the link offset before the first member comes.
@@ -252,7 +251,7 @@ private:
     // cost of the removals. See spareDel().
     template <class Order>
     void shrink(Order const& order) noexcept {
-        unsigned const log2 = std::max(log2Buckets_ - 2u, shrinkLog2);
+        unsigned const log2 = log2Buckets_ - 2u > shrinkLog2 ? log2Buckets_ - 2u : shrinkLog2;
         unsigned const joined = 1u << (log2Buckets_ - log2);
         HashLink const* from = buckets_;
         for (U32 i = 0, end = U32{1} << log2; i != end; ++i) {

@@ -53,9 +53,10 @@ public:
     Member* tail() const noexcept { return tail_; }
     bool empty() const noexcept { return tail_ == nullptr; }
 
-    /// Appends a value and returns its key.
+    /// Appends a value and returns its key, the one behind the last that was given: also of a member that has
+    /// left since, at which a walk may still stand.
     Key enq(Value value) {
-        Key key = tail_ != nullptr ? tail_->fwkQkey() + 1 : lastKey_ + 1;
+        Key key = lastKey_ + 1;
         key += key == 0;
         newMember(makePtr<Member>(key, std::move(value)));
         return key;

@@ -19,7 +19,6 @@
 
 #include "runtime/BaseCollection.h"
 
-#include <memory>
 #include <utility>
 
 namespace Kor {
@@ -217,9 +216,12 @@ public:
     }
 
     /// Takes the current member out of the list. The iterator is then on the one that followed, and the next
-    /// step stays there.
+    /// step stays there. Nothing happens at the end, or if the member has left the list already.
     void deleteMember() {
         Ptr<T> const gone = ptr();
+        if (!gone || !this->list().contains(gone.ptr())) {
+            return;
+        }
         T* const next = ListMember::next(*gone);
         const_cast<ListRaw&>(this->list()).deleteMember(*gone);
         this->currentIs(next);
@@ -242,13 +244,14 @@ class SnapshotIterator<ListRaw<T>> {
 public:
     explicit SnapshotIterator(ListRaw<T>* list) : count_(list->count()) {
         if (count_ > few) {
-            many_ = std::make_unique<Ptr<T>[]>(count_);
+            many_ = new Ptr<T>[count_];
         }
         unsigned i = 0;
         for (T* at = list->head(); at != nullptr; at = ListMember::next(*at)) {
             member(i++) = at;
         }
     }
+    ~SnapshotIterator() { delete[] many_; }
     SnapshotIterator(SnapshotIterator const&) = delete;
     SnapshotIterator& operator=(SnapshotIterator const&) = delete;
 
@@ -273,7 +276,7 @@ private:
     unsigned index_ = 0;
     unsigned count_;
     Ptr<T> few_[few];
-    std::unique_ptr<Ptr<T>[]> many_;
+    Ptr<T>* many_ = nullptr;
 };
 
 } // namespace Kor

@@ -21,11 +21,15 @@
 /// if there are more than a few.
 
 #include "runtime/Exception.h"
-#include "runtime/HandlerExceptions.h"
 #include "runtime/ListRaw.h"
 #include "runtime/Notifiee.h"
 
 namespace Kor {
+
+/// Counts, traces and reports the exception that is being handled, see runtime/HandlerExceptions.h. Called
+/// inside a catch.
+[[gnu::cold]] KOR_EXPORT void handlerExceptionNote(PtrInterface const& reactor,
+                                                   AttributeId attribute) noexcept;
 
 /// Calls one handler of one reactor; its exception is contained.
 template <class Reactor, class Handler>

@@ -1,6 +1,7 @@
 #include "runtime/Notifiee.h"
 
 #include "runtime/Activity.h"
+#include "runtime/Entity.h"
 
 namespace Kor {
 
@@ -26,6 +27,10 @@ Notifiee* Notifiee::korRawReactor() const {
 
 bool Notifiee::isStreamAdapter() const {
     return false;
+}
+
+bool isStreamAdapterReactor(Notifiee const& reactor) noexcept {
+    return dynamic_cast<Entity::KorNboAttrLogSa const*>(&reactor) != nullptr;
 }
 
 void Notifiee::isRegisteredNotifieeIs(bool registered) const {

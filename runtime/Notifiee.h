@@ -3,13 +3,13 @@
 /// Reactors: the objects that an entity tells of its changes. This is their root; an application derives from
 /// `X::Notifiee` of the entity class X, which is built on Kor::NotifieeOf (runtime/NotifieeOf.h).
 ///
-///     class Watcher : public LifAppConfig::Notifiee {
+///     struct Watcher : LifAppConfig::Notifiee {
 ///         void onReqCount(AradLifEntry const& entry) override { ... }     // the new state is stored already
 ///     };
-///     auto watcher = Kor::makePtr<Watcher>();
-///     watcher->isRegisteredNotifieeIs(true);
-///     watcher->notifierIs(config);                                      // from now on it is told
+///     auto watcher = Kor::observe<Watcher>(config);                     // registers and attaches it: it is told
 ///     watcher->notifierIs(nullptr);
+///
+/// In a hook notifier() may be null: the hook of another reactor has detached this one since the change.
 ///
 /// A reactor is told while it is in its notifier's list. It is there when it is registered, has a notifier
 /// and its notifications are active, which they are from the start.
@@ -33,7 +33,7 @@ class ActivitySm;
 /// Stands for an entity's reference count in onNotificationException().
 inline constexpr AttributeId referenceCountAttribute = 5;
 
-class __attribute__((visibility("default"))) PtrInterface::NotifieeConst : public PtrInterface {
+class KOR_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
 public:
     /// The flag word. Bit 19 is used here, the others by the stream adapters.
     class Kor_BitSet : public BitSet<29, U32> {
@@ -58,7 +58,8 @@ public:
     /// The reactor itself: this object, or the owner of an adapter.
     virtual Ptr<NotifieeConst> korReactor() const;
     virtual NotifieeConst* korRawReactor() const;
-    /// A stream adapter is told before all other reactors.
+    /// True in Kor::Entity::KorNboAttrLogSa. Only what derives from that is told before all other reactors
+    /// and carries changes to a peer; a reactor of another class that answers true stays an ordinary one.
     virtual bool isStreamAdapter() const;
 
     /// Whether the reactor wants to be in its notifier's list; takes effect at once.
@@ -94,8 +95,10 @@ public:
     virtual ActivityConfig const* korFwkActivity() const;
     virtual ActivitySm* actsm();
 
-    /// Off: the reactor leaves the list. On: it comes back if it was registered, stream adapters to the head,
-    /// others to the tail.
+    /// Off: the reactor leaves the list of its notifier, and isRegisteredNotifiee() is false until it is on
+    /// again; what changes meanwhile it does not hear of, now or later. It keeps its notifier, and its
+    /// notifier's reference. On: it comes back if it was registered when it was switched off, stream adapters
+    /// to the head, others to the tail.
     void hasNotificationActiveIs(bool active) override;
 
     Ptr<PtrInterface const> const& notifier() const noexcept { return notifier_; }
@@ -148,5 +151,9 @@ private:
     bool weak_ = false;
     mutable bool registered_ = false;
 };
+
+/// Whether a reactor is a stream adapter in fact, whatever isStreamAdapter() of a class of somebody else's
+/// says.
+KOR_EXPORT bool isStreamAdapterReactor(PtrInterface::NotifieeConst const& reactor) noexcept;
 
 } // namespace Kor

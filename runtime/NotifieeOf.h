@@ -124,7 +124,7 @@ private:
             if (this->isWeakReference()) {
                 list.park(derived());
             }
-        } else if (this->korReactor()->isStreamAdapter()) {
+        } else if (isStreamAdapterReactor(*this->korReactor())) {
             list.newMemberHead(derived());
         } else {
             list.newMemberTail(derived());
@@ -228,11 +228,11 @@ class AdapterOwner : public Base {
 public:
     using Base::Base;
 
+    /// The adapter follows, also where it has come to differ: a zombie that was revived.
     void hasNotificationActiveIs(bool active) override {
-        if (this->hasNotificationActive() == active) {
-            return;
+        if (this->hasNotificationActive() != active) {
+            Base::hasNotificationActiveIs(active);
         }
-        Base::hasNotificationActiveIs(active);
         if (adapter_) {
             adapter_->hasNotificationActiveIs(active);
         }
@@ -245,6 +245,9 @@ public:
         }
         if (adapter_) {
             adapter_->korDoZombieReactors(zombie);
+            if (!zombie && adapter_->hasNotificationActive()) {
+                Base::hasNotificationActiveIs(true); // what is delivered to it later is not to be dropped
+            }
         }
         this->korMarkedForDeletionIs(zombie);
     }

@@ -2,12 +2,16 @@
 
 /// Kor::Ptr, the counted pointer by which every shared object is held.
 ///
-///     Kor::Ptr<Port> port = Kor::makePtr<Port>(7);   // the count is 1
-///     Kor::Ptr<Port const> view = port;               // 2; `Ptr<T const>` is the read-only form and counts
-///     alike view = nullptr;                                 // 1
+/// Do not use it for what a call only looks at: pass a plain reference, or `Ptr<T> const&` where the callee
+/// may keep it. Do not use it to point back at an owner, since two objects that hold each other never end. Do
+/// not build it from `new`: the constructor of an object leaves a count of 1 that somebody must own, and
+/// `Ptr(new T)` makes it 2, so that the object never ends. `makePtr` hands that one reference over.
 ///
-/// Use Kor::Ptr for what you own or keep; pass `Ptr<T> const&` or a plain reference for what a call only
-/// looks at. A function that always has a result returns Kor::ValidPtr.
+///     Kor::Ptr<Port> port = Kor::makePtr<Port>(7);   // the count is 1
+///     Kor::Ptr<Port const> view = port;              // 2; `Ptr<T const>` reads only, and counts alike
+///     view = nullptr;                                // 1
+///
+/// A function that always has a result returns Kor::ValidPtr.
 ///
 /// Dereferencing tests nothing: a null Ptr must not be dereferenced. Assigning adds the new reference first,
 /// stores it, and drops the old one last, so that it is safe from inside the object that is being replaced.
@@ -19,13 +23,12 @@
 #include <compare>
 #include <concepts>
 #include <cstddef>
-#include <functional>
-#include <memory>
+#include <string_view> // has std::hash
 #include <utility>
 
 namespace Kor {
 
-[[noreturn, gnu::visibility("default"), gnu::cold]] void throwRangeException(char const* message);
+[[noreturn, gnu::cold]] KOR_EXPORT void throwRangeException(char const* message);
 
 template <class T>
 class Ptr {

@@ -24,7 +24,7 @@ namespace Kor {
 
 class KorType;
 
-class __attribute__((visibility("default"))) PtrInterface : public VFPtrInterface {
+class KOR_EXPORT PtrInterface : public VFPtrInterface {
 public:
     /// The root of all reactors, runtime/Notifiee.h.
     class NotifieeConst;

@@ -28,9 +28,9 @@ namespace Kor {
 class PtrInterface;
 
 /// Non-zero: counted objects are tracked. Switching it off forgets nothing but stops the report at exit.
-[[gnu::visibility("default")]] extern U8 ptrifTrackOn_;
+KOR_EXPORT extern U8 ptrifTrackOn_;
 
-class __attribute__((visibility("default"))) PtrTrack {
+class KOR_EXPORT PtrTrack {
 public:
     /// Notes an object. Without memory for that it counts it as missed.
     static void ptrifAdd(PtrInterface const* object) noexcept;

@@ -2,11 +2,13 @@
 
 #include "runtime/OneAtATime.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 #include <ostream>
+#include <span>
 
 namespace Kor {
 

@@ -28,12 +28,12 @@ class StringN;
 using String8 = StringN<unsigned char>;
 
 template <>
-class __attribute__((visibility("default"))) StringN<unsigned char> {
+class KOR_EXPORT StringN<unsigned char> {
 public:
     static constexpr std::string_view korTypeName = "Kor::String8";
 
     /// The shared block: reference word, length, bytes.
-    class __attribute__((visibility("default"))) Data : public VFPtrInterface {
+    class KOR_EXPORT Data : public VFPtrInterface {
     public:
         U32 length() const noexcept { return length_; }
         char const* chars() const noexcept { return reinterpret_cast<char const*>(this + 1); }
@@ -110,14 +110,14 @@ private:
     Ptr<Data> data_;
 };
 
-[[gnu::visibility("default")]] String8 operator+(char const* head, String8 const& tail);
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, String8 const& text);
+KOR_EXPORT String8 operator+(char const* head, String8 const& tail);
+KOR_EXPORT std::ostream& operator<<(std::ostream& out, String8 const& text);
 
 /// The cursor of text parsing: a place in a string, which it keeps alive.
 ///
 /// A cursor may be moved anywhere, also outside of the string; reading there gives 0. Positions have 64 bits,
 /// for strings above 2 GiB, and wrap around.
-class __attribute__((visibility("default"))) StringN<unsigned char>::IteratorConst {
+class KOR_EXPORT StringN<unsigned char>::IteratorConst {
 public:
     IteratorConst() noexcept = default;
     IteratorConst(Ptr<Data const> data, S64 position) noexcept
@@ -159,7 +159,7 @@ private:
 };
 
 /// A name in the object tree: a string under another type, passed by value.
-class __attribute__((visibility("default"))) Name : public String8 {
+class KOR_EXPORT Name : public String8 {
 public:
     // cppcheck-suppress duplInheritedMember
     static constexpr std::string_view korTypeName = "Kor::Name";
@@ -170,7 +170,7 @@ public:
 };
 
 /// Formats like printf. Text of any length; throws std::bad_alloc, or Kor::RangeException for a bad format.
-[[gnu::visibility("default"), gnu::format(printf, 1, 2)]] String8 format(char const* form, ...);
+[[gnu::format(printf, 1, 2)]] KOR_EXPORT String8 format(char const* form, ...);
 
 } // namespace Kor
 

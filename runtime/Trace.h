@@ -31,7 +31,7 @@ namespace Kor {
 
 /// The switches of one facility. A trace point reads the leading fields directly, so their order is part of
 /// the binary interface.
-class __attribute__((visibility("default"))) TraceFacility {
+class KOR_EXPORT TraceFacility {
 public:
     static constexpr int levels = 10;
 
@@ -84,18 +84,18 @@ struct TraceRecord {
 using TraceSink = std::function<void(TraceRecord const&)>;
 
 /// The facility of that name, made if there is none yet.
-[[gnu::visibility("default")]] TraceFacility& traceFacility(std::string_view name);
+KOR_EXPORT TraceFacility& traceFacility(std::string_view name);
 
 /// All facilities of the process, by name.
-[[gnu::visibility("default")]] std::vector<TraceFacility*> traceFacilities();
+KOR_EXPORT std::vector<TraceFacility*> traceFacilities();
 
 /// Replaces the sink; an empty one brings back the default, one line on stderr. Returns the old one. A sink
 /// must not throw into a trace point: an exception of its is swallowed here and counted, see
 /// traceSinkFailures(). Nor may it replace the sink, and what it does must not pass trace points that are on.
-[[gnu::visibility("default")]] TraceSink traceSinkIs(TraceSink next);
+KOR_EXPORT TraceSink traceSinkIs(TraceSink next);
 
 /// How often a sink has thrown.
-[[gnu::visibility("default")]] U64 traceSinkFailures();
+KOR_EXPORT U64 traceSinkFailures();
 
 /// A record that is kept, see traceHistoryIs().
 struct TraceEntry {
@@ -115,22 +115,21 @@ struct TraceEntry {
 
 /// Keeps the last so many records that were on, whatever the sink does with them; 0, as at the start, keeps
 /// none. A record that is kept is copied, under a lock; any thread may call this and traceHistory().
-[[gnu::visibility("default")]] void traceHistoryIs(std::size_t most);
+KOR_EXPORT void traceHistoryIs(std::size_t most);
 
 /// Of the records that are kept, those with a number above `after`, oldest first, at most so many. Where the
 /// first one's number is not after + 1, records between are gone.
-[[gnu::visibility("default")]] std::vector<TraceEntry> traceHistory(U64 after = 0,
-                                                                    std::size_t most = ~std::size_t{0});
+KOR_EXPORT std::vector<TraceEntry> traceHistory(U64 after = 0, std::size_t most = ~std::size_t{0});
 
 /// The record as the default sink prints it, without the line end.
-[[gnu::visibility("default")]] std::string traceLine(TraceRecord const& record);
+KOR_EXPORT std::string traceLine(TraceRecord const& record);
 
 /// When set, every trace point composes its text and reaches the helper, also with its level off; such a
 /// record goes to this stream as one line.
-[[gnu::visibility("default")]] extern std::ostream* coverageStream_;
+KOR_EXPORT extern std::ostream* coverageStream_;
 
 /// A source unit's hold on its facility, made or found by name.
-class __attribute__((visibility("default"))) TraceHandle {
+class KOR_EXPORT TraceHandle {
 public:
     /// `enabled` switches the facility on if this call makes it; one that exists keeps its switches.
     TraceHandle(String8 name, bool enabled);
@@ -145,9 +144,8 @@ private:
 };
 
 /// Emits one record: to the sink when `on`, else to the coverage stream if one is set.
-[[gnu::visibility("default")]] void traceHelper(TraceFacility* facility, String8 const& context,
-                                                std::stringstream& stream, int level, bool on,
-                                                char const* unit, int line, char const* function);
+KOR_EXPORT void traceHelper(TraceFacility* facility, String8 const& context, std::stringstream& stream,
+                            int level, bool on, char const* unit, int line, char const* function);
 
 /// Where a trace point stands.
 struct TracePlace {
@@ -157,7 +155,7 @@ struct TracePlace {
 };
 
 /// The context label of a trace point that has no better one.
-[[gnu::visibility("default")]] String8 const& unknownTraceContext();
+KOR_EXPORT String8 const& unknownTraceContext();
 
 /// The part of a trace point that runs when its text is wanted: `compose(stream)` streams the text.
 template <class Compose>

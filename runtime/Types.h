@@ -4,6 +4,9 @@
 
 #include <cstdint>
 
+/// What programs outside of the library get at: a class, a function, a variable.
+#define KOR_EXPORT __attribute__((visibility("default")))
+
 namespace Kor {
 
 using U8 = std::uint8_t;

@@ -13,15 +13,16 @@
 /// counted object at once. Set it before a second thread touches a counted object and leave it set. It makes
 /// the counts safe and nothing else: the object itself still belongs to one thread at a time.
 
+// The compilers' atomic operations: <atomic> would be most of what a user's file has to read.
+
 #include "runtime/Types.h"
 
-#include <atomic>
 #include <cstddef>
 #include <new>
 
 namespace Kor {
 
-class __attribute__((visibility("default"))) VFPtrInterface {
+class KOR_EXPORT VFPtrInterface {
 public:
     static constexpr U32 countMask = 0x1fffffff;
     static constexpr U32 zeroMask = 0x5fffffff;
@@ -34,7 +35,7 @@ public:
     /// Adds a reference. One test and one addition.
     void referencesInc() const noexcept {
         if (enableThreadSafePointers != 0) {
-            std::atomic_ref(word_).fetch_add(1);
+            __atomic_fetch_add(&word_, 1, __ATOMIC_SEQ_CST);
         } else {
             ++word_;
         }
@@ -57,8 +58,8 @@ public:
     /// Moves a reference from one object to another; `from` has others, which outlive the call.
     static void referenceMove(VFPtrInterface const& from, VFPtrInterface const& to) noexcept {
         if (enableThreadSafePointers != 0) {
-            std::atomic_ref(to.word_).fetch_add(1);
-            std::atomic_ref(from.word_).fetch_sub(1);
+            __atomic_fetch_add(&to.word_, 1, __ATOMIC_SEQ_CST);
+            __atomic_fetch_sub(&from.word_, 1, __ATOMIC_SEQ_CST);
         } else {
             ++to.word_;
             --from.word_;
@@ -75,13 +76,13 @@ protected:
     static constexpr bool isZero(U32 word) noexcept { return (word & zeroMask) == 0; }
 
     // Acquires, for who finds that others have let the object go and ends it.
-    U32 word() const noexcept { return std::atomic_ref(word_).load(std::memory_order_acquire); }
+    U32 word() const noexcept { return __atomic_load_n(&word_, __ATOMIC_ACQUIRE); }
 
     /// Takes a reference away and returns the new word. The caller ends the object when isZero() holds for
     /// it.
     U32 wordDec() const noexcept {
         if (enableThreadSafePointers != 0) {
-            return std::atomic_ref(word_).fetch_sub(1) - 1;
+            return __atomic_sub_fetch(&word_, 1, __ATOMIC_SEQ_CST);
         }
         return --word_;
     }
@@ -92,7 +93,8 @@ protected:
     /// Sets or clears the given flag bits and leaves the count alone, also while other threads change it.
     void flagIs(U32 bits, bool on) const noexcept {
         if (enableThreadSafePointers != 0) {
-            on ? std::atomic_ref(word_).fetch_or(bits) : std::atomic_ref(word_).fetch_and(~bits);
+            on ? __atomic_fetch_or(&word_, bits, __ATOMIC_SEQ_CST)
+               : __atomic_fetch_and(&word_, ~bits, __ATOMIC_SEQ_CST);
         } else {
             word_ = on ? word_ | bits : word_ & ~bits;
         }

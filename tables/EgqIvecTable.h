@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) EgqIvecTableSheet : IvecCommandSheet {
+struct KOR_EXPORT EgqIvecTableSheet : IvecCommandSheet {
     // clang-format off
     static constexpr GeometryRow geometry[] = {
         // chips      variants    entries array words base      block last identifier
@@ -27,8 +27,7 @@ namespace Hardware {
 ///     U8 buffer[4] = {};
 ///     Hardware::EgqIvecTable row(Hardware::jerichoChip8, buffer, sizeof buffer, false, 0);
 ///     row.tagsToRemoveIs(1);
-class __attribute__((visibility("default"))) EgqIvecTable final
-    : public RowOf<EgqIvecTable, layout::EgqIvecTableSheet> {
+class KOR_EXPORT EgqIvecTable final : public RowOf<EgqIvecTable, layout::EgqIvecTableSheet> {
 public:
     using RowOf::RowOf;
 };

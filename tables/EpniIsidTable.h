@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) EpniIsidTableSheet {
+struct KOR_EXPORT EpniIsidTableSheet {
     // clang-format off
     using Whole = U32;
 
@@ -42,8 +42,7 @@ namespace Hardware {
 ///     U8 buffer[4] = {};
 ///     Hardware::EpniIsidTable row(Hardware::jerichoChip8, buffer, sizeof buffer, false, 0);
 ///     row.isidIs(0x123456);
-class __attribute__((visibility("default"))) EpniIsidTable final
-    : public RowOf<EpniIsidTable, layout::EpniIsidTableSheet> {
+class KOR_EXPORT EpniIsidTable final : public RowOf<EpniIsidTable, layout::EpniIsidTableSheet> {
 public:
     using RowOf::RowOf;
 };

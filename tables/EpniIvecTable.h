@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) EpniIvecTableSheet : IvecCommandSheet {
+struct KOR_EXPORT EpniIvecTableSheet : IvecCommandSheet {
     // clang-format off
     static constexpr GeometryRow geometry[] = {
         // chips      variants    entries array words base      block last identifier
@@ -26,8 +26,7 @@ namespace Hardware {
 ///     U8 buffer[4] = {};
 ///     Hardware::EpniIvecTable row(Hardware::jerichoChip8, buffer, sizeof buffer, false, 0);
 ///     row.tagsToRemoveIs(1);
-class __attribute__((visibility("default"))) EpniIvecTable final
-    : public RowOf<EpniIvecTable, layout::EpniIvecTableSheet> {
+class KOR_EXPORT EpniIvecTable final : public RowOf<EpniIvecTable, layout::EpniIvecTableSheet> {
 public:
     using RowOf::RowOf;
 };

@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) EsemMgmtReqSheet {
+struct KOR_EXPORT EsemMgmtReqSheet {
     // clang-format off
     using Whole = Raw128;
 
@@ -91,8 +91,8 @@ struct __attribute__((visibility("default"))) EsemMgmtReqSheet {
     };
 
     static constexpr Sheet sheets[] = {
-        {variant(0), {chips(3, 4), chips(5, 7, 8, 9), chips(10)}, variant0},
-        {variant(1), {chips(10)}, variant1},
+        {variant(0), {chips(3, 4), chips(5, 7, 8, 9), chips(10)}, variant0, "ESEM 0"},
+        {variant(1), {chips(10)}, variant1, "ESEM 1"},
     };
     // clang-format on
 };
@@ -111,8 +111,7 @@ namespace Hardware {
 ///
 /// `esemKey` is the whole key, `esemKeyCvid`, `esemKeyVsi`, `esemKeyVd` and `esemKeyDbId` are views into it.
 /// On chip 10 `esemType`, `esemKey` and `esemPayload` are other names for those of the variant's own prefix.
-class __attribute__((visibility("default"))) EsemMgmtReq final
-    : public RowOf<EsemMgmtReq, layout::EsemMgmtReqSheet> {
+class KOR_EXPORT EsemMgmtReq final : public RowOf<EsemMgmtReq, layout::EsemMgmtReqSheet> {
 public:
     using RowOf::RowOf;
 };

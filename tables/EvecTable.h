@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) EvecTableSheet {
+struct KOR_EXPORT EvecTableSheet {
     // clang-format off
     using Whole = U64;
 
@@ -78,8 +78,7 @@ namespace Hardware {
 /// The variant is ignored. `evecTableData` is both commands as one number. On chips 8, 9 and 10 the TPID
 /// indexes have 3 bits and each entry ends in a membership check, so that the second entry starts at bit 19
 /// and not at 16.
-class __attribute__((visibility("default"))) EvecTable final
-    : public RowOf<EvecTable, layout::EvecTableSheet> {
+class KOR_EXPORT EvecTable final : public RowOf<EvecTable, layout::EvecTableSheet> {
 public:
     using RowOf::RowOf;
 };

@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) IngressVECTableSheet {
+struct KOR_EXPORT IngressVECTableSheet {
     // clang-format off
     using Whole = U32;
 
@@ -42,8 +42,7 @@ namespace Hardware {
 ///     U8 buffer[4] = {};
 ///     Hardware::IngressVECTable row(Hardware::jerichoChip8, buffer, sizeof buffer, false, 0);
 ///     row.ivecIs(12);
-class __attribute__((visibility("default"))) IngressVECTable final
-    : public RowOf<IngressVECTable, layout::IngressVECTableSheet> {
+class KOR_EXPORT IngressVECTable final : public RowOf<IngressVECTable, layout::IngressVECTableSheet> {
 public:
     using RowOf::RowOf;
 };

@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) IsemMgmtReqSheet {
+struct KOR_EXPORT IsemMgmtReqSheet {
     // clang-format off
     using Whole = Raw128;
 
@@ -88,8 +88,7 @@ namespace Hardware {
 ///
 /// `isemKey` is the whole key and the `isemKey...` fields are views into it, for alternative key formats that
 /// overlap one another. Chips 3 and 4 have the `isa...` names, some of them beside the `isem...` ones.
-class __attribute__((visibility("default"))) IsemMgmtReq final
-    : public RowOf<IsemMgmtReq, layout::IsemMgmtReqSheet> {
+class KOR_EXPORT IsemMgmtReq final : public RowOf<IsemMgmtReq, layout::IsemMgmtReqSheet> {
 public:
     using RowOf::RowOf;
 };

@@ -7,7 +7,7 @@ namespace Hardware::layout {
 
 /// The row of an ingress VLAN edit command: EpniIvecTable and EgqIvecTable hold the same one at different
 /// addresses.
-struct __attribute__((visibility("default"))) IvecCommandSheet {
+struct KOR_EXPORT IvecCommandSheet {
     // clang-format off
     using Whole = U32;
 

@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) LifTableSheet {
+struct KOR_EXPORT LifTableSheet {
     // clang-format off
     using Whole = Raw128;
 
@@ -208,11 +208,11 @@ struct __attribute__((visibility("default"))) LifTableSheet {
     };
 
     static constexpr Sheet sheets[] = {
-        {variant(0), {chips(3, 4), chips(5, 7, 8, 9, 10)}, variant0},
-        {variant(1), {chips(3, 4), chips(5, 7, 8, 9, 10)}, variant1},
-        {variant(2), {chips(3, 4), chips(5, 7, 10), chips(8, 9)}, variant2},
-        {variant(3), {chips(3, 4), chips(5, 7, 8, 9, 10)}, variant3},
-        {variant(4), {chips(3, 4), chips(5, 7, 10), chips(8, 9)}, variant4},
+        {variant(0), {chips(3, 4), chips(5, 7, 8, 9, 10)}, variant0, "AradLifAcP2pToAc"},
+        {variant(1), {chips(3, 4), chips(5, 7, 8, 9, 10)}, variant1, "AradLifAcMp"},
+        {variant(2), {chips(3, 4), chips(5, 7, 10), chips(8, 9)}, variant2, "AradLifAcP2pToPwe"},
+        {variant(3), {chips(3, 4), chips(5, 7, 8, 9, 10)}, variant3, "AradLifPweToP2p"},
+        {variant(4), {chips(3, 4), chips(5, 7, 10), chips(8, 9)}, variant4, "AradLifLabelProtocolOrLsp"},
     };
     // clang-format on
 };
@@ -234,7 +234,7 @@ namespace Hardware {
 ///
 /// Where chips or names meet on the same bits the last write prevails: `daNotFoundProfile` lies inside `vsi`
 /// in variant 4 on chips 3 and 4, `expectBos` inside `forwardingCode` on chips 8 and 9.
-class __attribute__((visibility("default"))) LifTable final : public RowOf<LifTable, layout::LifTableSheet> {
+class KOR_EXPORT LifTable final : public RowOf<LifTable, layout::LifTableSheet> {
 public:
     using RowOf::RowOf;
 };

@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) OutAcBankSheet {
+struct KOR_EXPORT OutAcBankSheet {
     // clang-format off
     using Whole = Raw128;
 
@@ -105,9 +105,9 @@ struct __attribute__((visibility("default"))) OutAcBankSheet {
     };
 
     static constexpr Sheet sheets[] = {
-        {variant(0), {chips(3, 4), chips(5, 7, 8, 9, 10)}, variant0},
-        {variant(1), {chips(3), chips(4), chips(5, 7), chips(8, 9, 10)}, variant1},
-        {variant(2), {chips(3, 4), chips(5, 7, 8), chips(9, 10)}, variant2},
+        {variant(0), {chips(3, 4), chips(5, 7, 8, 9, 10)}, variant0, "bank data"},
+        {variant(1), {chips(3), chips(4), chips(5, 7), chips(8, 9, 10)}, variant1, "out-AC pair"},
+        {variant(2), {chips(3, 4), chips(5, 7, 8), chips(9, 10)}, variant2, "ARP link layer"},
     };
     // clang-format on
 };
@@ -126,8 +126,7 @@ namespace Hardware {
 /// The array elements are the banks, and `entries` counts the rows of one; both depend on the variant on
 /// chips 5, 7 and 10. Chip 7 has 22 banks in variant 0 and one in the others. Ask before writing:
 /// `isAc0EntryFormatValid()`, `ac0ActionUseAsDataBitLen()`, `isAcPlusDataEntryValid()`.
-class __attribute__((visibility("default"))) OutAcBank final
-    : public RowOf<OutAcBank, layout::OutAcBankSheet> {
+class KOR_EXPORT OutAcBank final : public RowOf<OutAcBank, layout::OutAcBankSheet> {
 public:
     using RowOf::RowOf;
 };

@@ -10,9 +10,9 @@
 namespace Hardware {
 
 /// All tables, in the order of Hardware::AllTables. Any thread, allocates nothing.
-[[gnu::visibility("default")]] std::span<TableInfo const> tableInfos();
+KOR_EXPORT std::span<TableInfo const> tableInfos();
 
 /// The table of that name, short ("LifTable") or full ("Hardware::LifTable"); null when there is none.
-[[gnu::visibility("default")]] TableInfo const* tableInfo(std::string_view name);
+KOR_EXPORT TableInfo const* tableInfo(std::string_view name);
 
 } // namespace Hardware

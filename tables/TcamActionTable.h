@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) TcamActionTableSheet {
+struct KOR_EXPORT TcamActionTableSheet {
     // clang-format off
     using Whole = U32;
 
@@ -42,8 +42,7 @@ namespace Hardware {
 ///     U8 buffer[4] = {};
 ///     Hardware::TcamActionTable row(Hardware::jerichoChip8, buffer, sizeof buffer, false, 0);
 ///     row.actionIs(0xabcdef);
-class __attribute__((visibility("default"))) TcamActionTable final
-    : public RowOf<TcamActionTable, layout::TcamActionTableSheet> {
+class KOR_EXPORT TcamActionTable final : public RowOf<TcamActionTable, layout::TcamActionTableSheet> {
 public:
     using RowOf::RowOf;
 };

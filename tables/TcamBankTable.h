@@ -5,7 +5,7 @@
 
 namespace Hardware::layout {
 
-struct __attribute__((visibility("default"))) TcamBankTableSheet {
+struct KOR_EXPORT TcamBankTableSheet {
     // clang-format off
     using Whole = Raw256;
 
@@ -53,8 +53,7 @@ namespace Hardware {
 ///     row.tcamCpuCmdWrIs(1);
 ///
 /// `getAllFields` gives six words and two that are 0.
-class __attribute__((visibility("default"))) TcamBankTable final
-    : public RowOf<TcamBankTable, layout::TcamBankTableSheet> {
+class KOR_EXPORT TcamBankTable final : public RowOf<TcamBankTable, layout::TcamBankTableSheet> {
 public:
     using RowOf::RowOf;
 };

@@ -114,6 +114,7 @@ struct SchemaOptions {
     std::string diff;
     bool all = false;
     bool checksum = false;
+    bool cpp = false;
     Output output;
 };
 void schema(Context& context, SchemaOptions const& options);

@@ -2,7 +2,10 @@
 #include "tools/Failure.h"
 
 #include <algorithm>
+#include <optional>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace tool {
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <string>
+#include <vector>
 
 namespace tool {
 

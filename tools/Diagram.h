@@ -5,6 +5,9 @@
 #include "tools/Listing.h"
 #include "tools/Rows.h"
 
+#include <string>
+#include <vector>
+
 namespace tool {
 
 /// The part of a field, or of a hole, that lies in one word.

@@ -3,7 +3,10 @@
 #include "tools/Failure.h"
 
 #include <bit>
+#include <optional>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace tool {
 
@@ -21,9 +24,9 @@ struct Result {
 };
 
 /// Prints results as they come, or collects them where the form wants them all.
-class Printer {
+class EncodePrinter {
 public:
-    Printer(Context& context, EncodeOptions const& options)
+    EncodePrinter(Context& context, EncodeOptions const& options)
         : context_(context), options_(options),
           listing_({"where", "entry", "chip", "table", "variant", "words", "row", "array", "identifier",
                     "address", "block", "aux"}) {}
@@ -139,7 +142,7 @@ std::string rowLine(EncodedRow const& row) {
 
 void encode(Context& context, EncodeOptions const& options) {
     std::vector<ChipType> const chips = chipsOf(options);
-    Printer printer(context, options);
+    EncodePrinter printer(context, options);
     // A row for each line, also for one that is refused, so that mending it moves no other.
     U64 next = options.place.entry.value_or(0);
     auto const encodeOne = [&](std::string const& text, std::string const& where) {

@@ -3,8 +3,13 @@
 #include "tools/Failure.h"
 #include "values/LifType.h"
 
+#include <algorithm>
 #include <bit>
 #include <cctype>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
 
 namespace tool {
 

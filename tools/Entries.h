@@ -8,6 +8,10 @@
 #include "tools/Rows.h"
 #include "tools/Values.h"
 
+#include <memory>
+#include <string>
+#include <vector>
+
 namespace tool {
 
 /// All kinds, declared in tools/Kinds.cpp.

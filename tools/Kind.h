@@ -17,20 +17,23 @@
 
 #include "platform/Hardware/ChipType.h"
 #include "reflect/Enumeration.h"
-#include "reflect/GenericIf.h"
 #include "reflect/Value.h"
+#include "reflect/box/GenericIf.h"
 #include "runtime/Exception.h"
 #include "tables/TableInfos.h"
 #include "tools/Text.h"
 #include "values/AradLifEntry.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
+#include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 namespace tool {
 
@@ -176,7 +179,7 @@ void addPair(Kor::AttributeList<A...>, Accessors<V>& all, V const& probe) {
             }
         };
         auto const tryAttribute = [&]<class Each>(Each each) {
-            if constexpr (Each::kind == Kor::AttributeKind::operation) {
+            if constexpr (Each::shape.isOperation()) {
                 tryGetter(each);
             }
         };
@@ -196,9 +199,9 @@ void addOperation(Kor::Operation<Name, Signature>, Accessors<V>&, V const&) {}
 template <class... A, class V>
 void addList(Kor::AttributeList<A...> list, Accessors<V>& all, V const& probe) {
     auto const addOne = [&]<class Each>(Each each) {
-        if constexpr (Each::kind == Kor::AttributeKind::operation) {
+        if constexpr (Each::shape.isOperation()) {
             addOperation<decltype(list)>(each, all, probe);
-        } else if constexpr (Each::settable) {
+        } else if constexpr (Each::shape.settable) {
             using T = typename Each::Type;
             if constexpr (isNumber<T>) {
                 add<T, V>(

@@ -4,6 +4,8 @@
 #include "tools/Entries.h"
 #include "values/LoamTunnelTypes.h"
 
+#include <vector>
+
 namespace tool {
 
 namespace {

@@ -1,9 +1,10 @@
+#include "page/TablePage.h"
 #include "tools/Commands.h"
 #include "tools/Diagram.h"
-#include "tools/TablePage.h"
 
 #include <algorithm>
 #include <ostream>
+#include <string>
 
 namespace tool {
 
@@ -64,7 +65,9 @@ void diff(Context& context, LayoutOptions const& options) {
 
 void layout(Context& context, LayoutOptions const& options) {
     if (options.html) {
-        context.out << tablePage();
+        context.out << page::tablePage([](TableInfo const& table, U32 chip, U32 variant) {
+            return Diagram(rowForm(table.name, static_cast<ChipType>(chip), variant)).lanes();
+        });
         return;
     }
     if (!options.diff.empty()) {

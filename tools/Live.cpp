@@ -6,6 +6,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <functional>
+#include <memory>
+#include <vector>
 
 namespace tool {
 

@@ -13,7 +13,9 @@
 #include "tools/Path.h"
 
 #include <chrono>
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace tool {
 

@@ -1,12 +1,15 @@
 #include "tools/LiveCommands.h"
 
-#include "attrlog/Diagnostics.h"
+#include "attrlog/session/Diagnostics.h"
 #include "link/Listener.h"
 #include "tools/Script.h"
 
 #include <csignal>
 #include <fstream>
+#include <optional>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace tool {
 

@@ -1,26 +1,17 @@
 #pragma once
 
-/// The commands on live trees, and those that make them live.
+/// The commands on live trees, and `serve`, which makes them live.
 
 #include "attrlog/Recording.h"
-#include "tools/Application.h"
 #include "tools/Commands.h"
 #include "tools/Live.h"
 #include "tools/Monitor.h"
 
-namespace tool {
+#include <optional>
+#include <string>
+#include <vector>
 
-struct DemoOptions {
-    std::string chip = "8";
-    /// Where empty, the examples of the source or of the installed program.
-    std::string file{};
-    std::string folder;
-    std::vector<std::string> kill;
-    Output output;
-};
-void demo(Context& context, DemoOptions options);
-void driver(Context& context, DriverOptions const& options);
-void application(Context& context, ApplicationOptions const& options);
+namespace tool {
 
 struct ServeOptions {
     LiveOptions live;
@@ -46,6 +37,8 @@ void monitor(Context& context, MonitorOptions const& options);
 struct LogRecordOptions {
     LiveOptions live;
     std::string file;
+    /// Write over what is there.
+    bool force = false;
     std::vector<std::string> roots;
     unsigned seconds = 0;
     /// End as soon as all roots are here.

@@ -1,7 +1,13 @@
 /// The command line of the commands on live trees.
 
+#include "demo/Demo.h"
 #include "tools/LiveCommands.h"
 #include "tools/Options.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace tool {
 
@@ -242,7 +248,23 @@ void addDriver(CLI::App& app, Context& context) {
     command->add_option("--image", options->image, "The file that stands for the chip's table")
         ->type_name("FILE")
         ->required();
-    command->footer("It takes requests pushed as \"request\", and offers lifConfig and lifStatus.");
+    static std::map<std::string, Sync> const syncs{
+        {"full", Sync::full}, {"normal", Sync::normal}, {"off", Sync::off}};
+    command
+        ->add_option_function<std::string>(
+            "--sync", [options](std::string const& name) { options->sync = syncs.at(name); },
+            "What an answer waits for: full, its place is on the disk; normal or off, the last ones\n"
+            "may be lost if the machine fails (default: full)")
+        ->type_name("HOW")
+        ->check(CLI::Validator(
+            [](std::string const& name) {
+                return syncs.contains(name) ? std::string()
+                                            : "no way " + shown(name) + "; there are full, normal and off";
+            },
+            ""));
+    command->footer(
+        "It takes a LifAppConfig pushed as lifConfig, and offers lifConfig and lifStatus to be read.\n"
+        "The places are kept in a database beside the image, FILE.db; the image is made from it.");
     command->callback([&context, options] { driver(context, *options); });
 }
 
@@ -318,6 +340,7 @@ void addLogRecord(CLI::App& log, Context& context) {
     auto* const command = log.add_subcommand("record", "Record a connection to a process that serves");
     auto const options = std::make_shared<LogRecordOptions>();
     command->add_option("file", options->file, "The recording, a new file")->type_name("FILE")->required();
+    command->add_flag("--force", options->force, "Write over a file that is there");
     command->add_option("roots", options->roots, "What to ask for, such as lifStatus (default: all)")
         ->type_name("ROOT");
     addNumber(

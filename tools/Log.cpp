@@ -1,15 +1,18 @@
 #include "attrlog/RecordView.h"
 #include "attrlog/Recording.h"
-#include "attrlog/Session.h"
+#include "attrlog/session/Session.h"
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 
+#include <array>
 #include <cerrno>
 #include <fstream>
 #include <map>
 #include <optional>
+#include <string>
 #include <system_error>
 #include <tuple>
+#include <vector>
 
 namespace tool {
 
@@ -17,7 +20,7 @@ namespace {
 
 using namespace Kor::NboAttrLog;
 
-char const* textOf(Side side) {
+char const* sideText(Side side) {
     return side == Side::accepting ? "accepting" : "connecting";
 }
 Side otherSide(Side side) {
@@ -50,7 +53,7 @@ public:
             for (chunkAt = recording.offset(); recording.next(chunk); chunkAt = recording.offset()) {
                 from = chunk.from;
                 walker->walk(from, chunk.bytes, [&](RecordView const& record) {
-                    if (options_.from.empty() || options_.from == textOf(record.from)) {
+                    if (options_.from.empty() || options_.from == sideText(record.from)) {
                         visit(record, chunk.microseconds);
                     }
                 });
@@ -61,7 +64,7 @@ public:
             }
         } catch (Kor::AttrLogRecordException const& exception) {
             throw Refused(shown(file_) + ": unsound record at byte " +
-                          std::to_string(walker->faultOffset(from)) + " of the " + textOf(from) +
+                          std::to_string(walker->faultOffset(from)) + " of the " + sideText(from) +
                           " side, in the chunk at byte " + std::to_string(chunkAt) + ": " + exception.what());
         } catch (Kor::RangeException const& exception) {
             throw Refused(shown(file_) + ": " + exception.what());
@@ -135,7 +138,7 @@ public:
             sender.in()->feed(record.bytes);
             if (!sender.receive()) {
                 throw Refused("record at byte " + std::to_string(record.offset) + " of the " +
-                              textOf(record.from) + " side: " + std::string(sender.closeReason().view()));
+                              sideText(record.from) + " side: " + std::string(sender.closeReason().view()));
             }
         };
         if (record.kind == RecordView::Kind::child) {
@@ -200,7 +203,7 @@ State stateOf(Context& context, std::string const& file, LogOptions const& optio
         U64 const passedOver = stats.refusedRecords + stats.unknownEntities + stats.unknownAttributes;
         if (passedOver != 0) {
             context.note(
-                shown(file) + ": " + std::to_string(passedOver) + " records of the " + textOf(from) +
+                shown(file) + ": " + std::to_string(passedOver) + " records of the " + sideText(from) +
                 " side are not applied: refused, or of what the other side has or this program does not "
                 "know");
         }
@@ -227,7 +230,7 @@ void logShow(Context& context, LogOptions const& options) {
     Player player(options.files.at(0), options);
     try {
         player.play([&](RecordView const& record, U64 microseconds) {
-            std::vector<Json> cells{seconds(microseconds), textOf(record.from),    textOf(record.kind),
+            std::vector<Json> cells{seconds(microseconds), sideText(record.from),  textOf(record.kind),
                                     cell(record.path),     cell(record.attribute), cell(record.key),
                                     cell(record.value)};
             if (options.more > 0) {
@@ -260,7 +263,7 @@ void logCheck(Context& context, LogOptions const& options) {
         unknown += record.kind == RecordView::Kind::unknown && record.fault.empty();
         if (!record.fault.empty()) {
             throw Refused(shown(file) + ": record at byte " + std::to_string(record.offset) + " of the " +
-                          textOf(record.from) + " side is refused: " + record.fault);
+                          sideText(record.from) + " side is refused: " + record.fault);
         }
     });
     if (unknown != 0) {

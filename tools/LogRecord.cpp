@@ -1,21 +1,44 @@
 #include "link/Connector.h"
+#include "tools/Files.h"
 #include "tools/LiveCommands.h"
 
 #include <csignal>
+#include <ext/stdio_filebuf.h>
+#include <fcntl.h>
 #include <filesystem>
-#include <fstream>
+#include <ostream>
 #include <set>
+#include <span>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace tool {
 
 using namespace Kor::NboAttrLog;
 
+namespace {
+
+/// A recording may hold what is nobody else's business, and is never mixed with another file.
+File fileFor(LogRecordOptions const& options) {
+    if (File old = openRegular(options.file, O_RDWR)) {
+        if (!options.force) {
+            throw Refused(shown(options.file) + " is there already; --force writes over it");
+        }
+        if (::fchmod(old.fd(), S_IRUSR | S_IWUSR) != 0 || ::ftruncate(old.fd(), 0) != 0) {
+            throw Refused(systemFailure("cannot write", options.file));
+        }
+        return old;
+    }
+    return makeRegular(options.file);
+}
+
+} // namespace
+
 void logRecord(Context& context, LogRecordOptions const& options) {
     Kor::Link::Address const address = addressOf(options.live.address);
-    if (std::ifstream(options.file)) {
-        throw Refused(shown(options.file) + " is there already");
-    }
-    std::ofstream file(options.file, std::ios::binary);
+    __gnu_cxx::stdio_filebuf<char> buffer(fileFor(options).release(), std::ios::out | std::ios::binary);
+    std::ostream file(&buffer);
     Kor::Link::ConnectorConfig config = connectOnce("log record"); // a recording is that of one connection
     RecordingOut recording(file, config.session.limits, options.most);
     file.flush();
@@ -92,7 +115,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
         throw Refused("cannot write " + shown(options.file));
     }
     if (pieces == 0) {
-        file.close();
+        buffer.close();
         std::filesystem::remove(options.file);
         throw noConnection(options.live.address, lost.empty() ? "no answer in time" : lost);
     }

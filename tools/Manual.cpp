@@ -10,6 +10,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <functional>
+#include <vector>
 
 namespace tool {
 

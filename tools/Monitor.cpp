@@ -9,9 +9,13 @@
 #include <ctime>
 #include <fnmatch.h>
 #include <iterator>
+#include <map>
+#include <memory>
 #include <ostream>
 #include <poll.h>
+#include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace tool {
 

@@ -9,7 +9,9 @@
 #include <deque>
 #include <iosfwd>
 #include <mutex>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace tool {
 

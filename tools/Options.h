@@ -5,6 +5,8 @@
 #include "tools/Commands.h"
 
 #include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
 
 namespace tool {
 

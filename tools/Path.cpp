@@ -4,6 +4,9 @@
 #include "tools/Text.h"
 
 #include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace tool {
 
@@ -13,6 +16,7 @@ using Kor::AttributeId;
 using Kor::GenericIf;
 using Kor::KorAttr;
 using Kor::KorType;
+using Kor::Shape;
 using Op = GenericIf::AttributeOp;
 using Key = GenericIf::Key;
 
@@ -27,19 +31,12 @@ bool isName(std::string_view text) {
            std::ranges::all_of(text, [](char c) { return isLetter(c) || isDigit(c); });
 }
 
-bool holdsObjects(AttributeShape shape) {
-    return shape == AttributeShape::children || shape == AttributeShape::references;
-}
-bool hasKeys(AttributeShape shape) {
-    return shape != AttributeShape::scalar && shape != AttributeShape::operation;
-}
-
-/// Those attributes that a box answers for, without those that all entities have.
+/// Those attributes that a box answers for, without those that all entities have and the key's second name.
 std::vector<KorAttr const*> ownAttributes(KorType const& type) {
     std::vector<KorAttr const*> own;
     for (auto const& each : type.attributes()) {
-        bool const ofEveryEntity = type.isA(Kor::Entity::_fwkType()) && each->attributeId() < 258;
-        if (!ofEveryEntity && !type.isEnumType()) {
+        bool const isGeneral = each->isOfEveryEntity() || each->shape().role == Kor::Role::fwkKey;
+        if (!isGeneral && !type.isEnumType()) {
             own.push_back(each.ptr());
         }
     }
@@ -73,8 +70,9 @@ Box op(Place const& at, Op::OpId id, Box const& value = nullptr) {
                   "]");
 }
 
-AttributeShape shapeAt(Place const& at) {
-    return at.attribute != nullptr ? shapeOf(*at.attribute) : AttributeShape::scalar;
+/// Of no attribute that of nothing, which is neither keyed nor an operation.
+Shape shapeAt(Place const& at) {
+    return at.attribute != nullptr ? at.attribute->shape() : Shape();
 }
 
 std::string memberPath(std::string const& path, GenericIf const& key) {
@@ -117,11 +115,11 @@ std::string_view takeKey(std::string_view& rest) {
 
 /// Goes on from a place to what is there, for a longer path.
 Place enter(Place at) {
-    AttributeShape const shape = shapeAt(at);
-    if (shape == AttributeShape::operation) {
+    Shape const shape = shapeAt(at);
+    if (shape.isOperation()) {
         throw Refused(at.path + " is an operation, and a path ends there");
     }
-    if (hasKeys(shape) && !at.key) {
+    if (shape.keyed && !at.key) {
         needsKey(at);
     }
     Box box = valueAt(at);
@@ -131,7 +129,7 @@ Place enter(Place at) {
     if (at.attribute == nullptr) {
         return at;
     }
-    if (holdsObjects(shape)) {
+    if (shape.holdsObjects()) {
         if (!at.origin) {
             at.origin = at.object;
             at.originPath = at.path.substr(0, at.path.size() - at.attribute->name().length() - 1 -
@@ -150,21 +148,6 @@ Place enter(Place at) {
 }
 
 } // namespace
-
-AttributeShape shapeOf(KorAttr const& attribute) {
-    bool const ofObjects = !attribute.type()->isValue();
-    if (attribute.keyType() != nullptr) {
-        bool const hasKeyInside = !attribute.keyAttributeName().empty();
-        return ofObjects ? (hasKeyInside ? AttributeShape::children : AttributeShape::references)
-                         : (hasKeyInside ? AttributeShape::keyedMap : AttributeShape::valueMap);
-    }
-    // What all entities have is read, whoever computes it, but for one that they declare as an operation.
-    AttributeId const id = attribute.attributeId();
-    bool const isRead = id > 1 && id < 258 && id != Kor::Entity::korHasAttrLogInterfaceAttr &&
-                        attribute.owner()->isA(Kor::Entity::_fwkType());
-    return attribute.introspectionFlags().word == 8 && !isRead ? AttributeShape::operation
-                                                               : AttributeShape::scalar;
-}
 
 void Roots::add(std::string_view name, Box box) {
     if (!isName(name)) {
@@ -217,7 +200,7 @@ Place Roots::at(std::string_view path, Find const& find) const {
             KorAttr const& next = attributeNamed(*at.object->type(), takeName(), at.path);
             at = attributePlace(std::move(at), next);
         } else if (rest[0] == '[') {
-            if (at.key || !hasKeys(shapeAt(at))) {
+            if (at.key || !shapeAt(at).keyed) {
                 throw Refused(at.path + " takes no key");
             }
             at.key = readValue(*at.attribute->keyType(), takeKey(rest), find);
@@ -235,18 +218,18 @@ Box valueAt(Place const& place) {
     if (place.attribute == nullptr) {
         return place.object;
     }
-    AttributeShape const shape = shapeAt(place);
-    if (shape == AttributeShape::operation) {
+    Shape const shape = shapeAt(place);
+    if (shape.isOperation()) {
         throw Refused(place.path + " is an operation; it is not read but called");
     }
-    if (hasKeys(shape) && !place.key) {
+    if (shape.keyed && !place.key) {
         needsKey(place);
     }
     return op(place, Op::get);
 }
 
 std::vector<std::string> get(Place const& place) {
-    if (!hasKeys(shapeAt(place)) || place.key) {
+    if (!shapeAt(place).keyed || place.key) {
         return {textOf(valueAt(place))};
     }
     std::vector<std::string> lines;
@@ -264,14 +247,14 @@ void set(Place const& place, std::string_view text, Roots const& roots) {
     if (place.isCopy) {
         throw Refused(place.path + " is in a value that is set as a whole; set what holds the value");
     }
-    AttributeShape const shape = shapeAt(place);
-    if (shape == AttributeShape::operation) {
+    Shape const shape = shapeAt(place);
+    if (shape.isOperation()) {
         throw Refused(place.path + " is an operation; it is not set but called");
     }
-    if (hasKeys(shape) && shape != AttributeShape::keyedMap && !place.key) {
+    if (shape.keyed && (!shape.keyInside || shape.child) && !place.key) {
         needsKey(place);
     }
-    if (shape == AttributeShape::children) {
+    if (shape.child) {
         if (!text.empty()) {
             throw Refused(place.path + " is made from its key alone; '" + shown(text) + "' is too much");
         }
@@ -285,7 +268,7 @@ void set(Place const& place, std::string_view text, Roots const& roots) {
         throw Refused(place.path + " is to become what? Give a " + shortName(*place.attribute->type()));
     }
     Box const value = readValue(*place.attribute->type(), text, roots.find());
-    if (shape == AttributeShape::keyedMap) {
+    if (shape.keyInside) { // no children, see above
         Place const whole{place.object, place.attribute, nullptr, place.path, false};
         if (place.key) {
             Box const inside = value->attributeOp(
@@ -297,7 +280,7 @@ void set(Place const& place, std::string_view text, Roots const& roots) {
         op(whole, Op::set, value);
         return;
     }
-    if (shape == AttributeShape::scalar && place.object->type()->isValue()) {
+    if (!shape.keyed && place.object->type()->isValue()) {
         // A field of a value keeps what it has room for.
         Place const trial{place.object->clone(), place.attribute, nullptr, place.path, false};
         op(trial, Op::set, value);
@@ -309,7 +292,7 @@ void set(Place const& place, std::string_view text, Roots const& roots) {
 }
 
 std::string del(Place const& place) {
-    if (place.attribute == nullptr || !hasKeys(shapeAt(place))) {
+    if (place.attribute == nullptr || !shapeAt(place).keyed) {
         throw Refused(place.path + " cannot be deleted: it is not under a key");
     }
     if (!place.key) {
@@ -325,18 +308,18 @@ std::string del(Place const& place) {
 
 std::string signatureOf(KorAttr const& attribute, std::string (*typeText)(std::string const& fullName)) {
     std::string text(attribute.name().view());
-    AttributeShape const shape = shapeOf(attribute);
+    Shape const& shape = attribute.shape();
     auto const textOfType = [&](Kor::Name const& name) { return typeText(std::string(name.view())); };
-    if (hasKeys(shape)) {
+    if (shape.keyed) {
         text.append("[").append(textOfType(attribute.keyType()->typeName())).append("]");
-    } else if (shape == AttributeShape::operation) {
+    } else if (shape.isOperation()) {
         std::vector<std::string> arguments;
         for (auto const& each : attribute.arguments()) {
             arguments.emplace_back(each.name.view());
             arguments.back().append(": ").append(textOfType(each.type));
         }
         text.append("(").append(join(arguments, ", ")).append(")");
-        if (attribute.type()->typeName() == "Kor::Builtin<void*>") {
+        if (!attribute.hasValue()) {
             return text;
         }
     }
@@ -350,7 +333,7 @@ std::string shortTypeText(std::string const& fullName) {
 
 std::vector<std::string> list(Place const& place) {
     std::vector<std::string> lines;
-    if (hasKeys(shapeAt(place)) && !place.key) {
+    if (shapeAt(place).keyed && !place.key) {
         eachMember(place, [&](Place const& member, auto const&) { lines.push_back(keyText(*member.key)); });
         return lines;
     }
@@ -361,15 +344,14 @@ std::vector<std::string> list(Place const& place) {
 }
 
 std::optional<std::string> call(Place const& place, std::string_view arguments, Roots const& roots) {
-    if (shapeAt(place) != AttributeShape::operation) {
+    if (!shapeAt(place).isOperation()) {
         throw Refused(place.path + " is not an operation, so it cannot be called");
     }
     Box const given = readArguments(*place.attribute, arguments, roots.find());
     Place const whole{place.object, place.attribute, given, place.path, place.isCopy};
     Kor::BreachGuard const guard; // what a user gives may be what the operation excludes
     Box const result = op(whole, Op::get);
-    bool const hasResult = place.attribute->type()->typeName() != "Kor::Builtin<void*>";
-    return hasResult ? std::optional(textOf(result)) : std::nullopt;
+    return place.attribute->hasValue() ? std::optional(textOf(result)) : std::nullopt;
 }
 
 namespace {
@@ -389,7 +371,7 @@ struct Tree {
     unsigned depth;
 
     void all(Place const& place) const {
-        if (hasKeys(shapeAt(place)) && !place.key) {
+        if (shapeAt(place).keyed && !place.key) {
             attribute(place, place.path, 0);
         } else if (Box const box = valueAt(place);
                    box && box->type()->isValue() && !ownAttributes(*box->type()).empty()) {
@@ -406,7 +388,7 @@ struct Tree {
         }
         Place const whole{box, nullptr, nullptr, path, false};
         for (KorAttr const* each : ownAttributes(type)) {
-            if (each->name() != "fwkKey") { // the key attribute, which is there as well
+            if (each->shape().role != Kor::Role::fwkKey) { // the key attribute, which is there as well
                 Place const at = attributePlace(whole, *each);
                 attribute(at, at.path, level + 1);
             }
@@ -414,17 +396,17 @@ struct Tree {
     }
     void attribute(Place const& at, std::string const& path, unsigned level) const {
         std::string const name(at.attribute->name().view());
-        AttributeShape const shape = shapeAt(at);
-        if (shape == AttributeShape::operation) {
+        Shape const shape = shapeAt(at);
+        if (shape.isOperation()) {
             return;
         }
-        if (!hasKeys(shape)) {
+        if (!shape.keyed) {
             value(path, name, valueAt(at), level);
             return;
         }
         eachMember(at, [&](Place const& member, auto const& walk) {
             std::string const memberName = memberPath(name, *member.key);
-            if (holdsObjects(shape)) {
+            if (shape.holdsObjects()) {
                 value(member.path, memberName, const_cast<GenericIf*>(walk.value().ptr()), level);
             } else {
                 tell({level, member.path, memberName, textOf(walk.value()), false});
@@ -491,7 +473,7 @@ std::vector<Place::Step> stepsTo(Place const& place) {
 
 /// Where it begins; refuses what cannot be watched.
 Place const& watched(Place const& place) {
-    bool const isMember = place.attribute != nullptr && place.key && holdsObjects(shapeAt(place));
+    bool const isMember = place.attribute != nullptr && place.key && shapeAt(place).holdsObjects();
     Place const at = place.attribute == nullptr || isMember ? enter(place) : place;
     if (at.isCopy || at.object->type()->isValue()) {
         throw Refused(at.path + " is in a value, which tells nobody of changes; watch an object");
@@ -519,7 +501,7 @@ Watch::Watch(Box const& object, std::string path, Way const& way, std::size_t st
       box_(object->clone()) {
     box_->listenerIs(Kor::makePtr<Listener>(this));
     for (KorAttr const* each : ownAttributes(*box_->type())) {
-        if (holdsObjects(shapeOf(*each)) && isWatched(*each, nullptr)) {
+        if (each->shape().holdsObjects() && isWatched(*each, nullptr)) {
             eachMember({box_, each, nullptr, path_, false}, [&](Place const& member, auto const&) {
                 if (isWatched(*each, member.key)) {
                     childIs(*each, member.key);
@@ -575,7 +557,7 @@ void Watch::changed(AttributeId id, Key const& key) {
         at.key = key;
         at.path = memberPath(at.path, *key);
         isThere = Kor::unbox<bool>(*op(at, Op::contains));
-        if (holdsObjects(shapeAt(at))) {
+        if (shapeAt(at).holdsObjects()) {
             try {
                 childIs(*attribute, key);
             } catch (Refused const& refused) {

@@ -17,9 +17,12 @@
 
 #include "tools/ValueText.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace tool {
 
@@ -67,17 +70,6 @@ private:
 
     Map all_;
 };
-
-/// The kinds of attributes, by what can be done with them.
-enum class AttributeShape {
-    scalar,
-    operation,
-    valueMap,  ///< the key stands apart
-    keyedMap,  ///< the key is in the value
-    children,  ///< objects that the owner makes, from their key
-    references ///< objects that are given
-};
-AttributeShape shapeOf(Kor::KorAttr const& attribute);
 
 /// "name: type", "name[type of the key]: type" or "name(argument: type): type", this without the last type
 /// where there is no result. `typeText` says how a type is written.

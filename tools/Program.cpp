@@ -7,7 +7,13 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <fstream>
+#include <functional>
 #include <iostream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace tool {
 
@@ -325,6 +331,8 @@ void addSchema(CLI::App& app, Context& context) {
     command->add_option("type", options->types, "Types, such as LifAppConfig (default: all)")
         ->type_name("TYPE");
     command->add_flag("-a,--all", options->all, "Show inherited attributes as well");
+    command->add_flag("--cpp", options->cpp,
+                      "Print the types as C++ declarations: each operation and hook, and what it means");
     command->add_flag("--checksum", options->checksum, "Print one number for the whole schema");
     command->add_option("--diff", options->diff, "Print what differs from a schema that --json has saved")
         ->type_name("FILE");
@@ -333,10 +341,16 @@ void addSchema(CLI::App& app, Context& context) {
         "Types come in the order in which they are defined. The exit status is 1 when --diff finds a\n"
         "difference.\n\n"
         "  loamtunnel schema LifAppConfig AradLifEntry\n"
+        "  loamtunnel schema --cpp LifAppConfig\n"
         "  loamtunnel schema --json > schema.json; loamtunnel schema --diff schema.json");
     command->callback([&context, options] {
         if (options->checksum && (!options->types.empty() || !options->diff.empty())) {
             throw WrongUsage("--checksum is of the whole schema and takes no types and no --diff");
+        }
+        if (options->cpp && (options->checksum || !options->diff.empty() || options->all ||
+                             options->output.format != Format::text)) {
+            throw WrongUsage(
+                "--cpp prints declarations; it goes with no --all, --checksum, --diff or --format");
         }
         options->output.colour = context.colourOut;
         schema(context, *options);

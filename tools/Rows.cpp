@@ -6,6 +6,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
+#include <string>
+#include <vector>
 
 namespace tool {
 

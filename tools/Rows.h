@@ -12,6 +12,8 @@
 
 #include <array>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace tool {
 

@@ -1,6 +1,7 @@
 #include "model/LoamTunnelTypeList.h"
 #include "reflect/KorType.h"
 #include "tools/Commands.h"
+#include "tools/Declaration.h"
 #include "tools/Failure.h"
 #include "tools/Path.h"
 
@@ -9,6 +10,8 @@
 #include <iterator>
 #include <map>
 #include <set>
+#include <string>
+#include <vector>
 
 namespace tool {
 
@@ -57,6 +60,10 @@ Json attributeJson(KorAttr const& attr) {
     json["flags"] = {hex(attr.flags().word0, 8), hex(attr.flags().word1, 8)};
     json["introspection"] = attr.introspectionFlags().word;
     json["inherited"] = attr.isInherited();
+    if (KorAttr::Bits const& bits = attr.bits(); !bits.word.empty()) {
+        json["bits"] = {bits.word, bits.first, bits.last};
+    }
+    json["meaning"] = attr.meaning();
     return json;
 }
 
@@ -69,10 +76,14 @@ Json typeJson(KorType const& type) {
     json["constructorArgs"] = pairsOf(type.constructorArgNameQQueue(), type.constructorArgTypeQQueue());
     json["valueAttribute"] = type.valAttr() != nullptr ? textOf(type.valAttr()->name()) : "";
     json["size"] = type.size();
+    json["header"] = type.header();
+    json["meaning"] = type.meaning();
     Json list = Json::array();
     for (auto const& attr : type.attributes()) {
         if (type.isEnumType()) {
-            list.push_back({{"name", textOf(attr->name())}, {"number", attr->attributeId()}});
+            list.push_back({{"name", textOf(attr->name())},
+                            {"number", attr->attributeId()},
+                            {"meaning", attr->meaning()}});
         } else {
             list.push_back(attributeJson(*attr));
         }
@@ -86,6 +97,9 @@ std::string brief(std::string const& type) {
     static std::string const own = "Hardware::LoamTunnel::";
     return type.starts_with(own) ? type.substr(own.size()) : type;
 }
+
+/// A longer one pushes its meaning to the right, and not those of all others.
+constexpr std::size_t widestSignature = 48;
 
 void printType(std::ostream& out, KorType const& type, bool all, Output const& output) {
     out << bold(nameOf(&type), output.colour) << "  " << kindOf(type);
@@ -101,17 +115,35 @@ void printType(std::ostream& out, KorType const& type, bool all, Output const& o
         out << ", made from (" << join(words, ", ") << ')';
     }
     out << '\n';
+    if (!type.meaning().empty()) {
+        out << "  " << type.meaning() << '\n';
+    }
+    struct Row {
+        std::string id;
+        std::string signature;
+        std::string meaning;
+    };
+    std::vector<Row> rows;
+    std::size_t width = 0;
     for (auto const& attr : type.attributes()) {
         if (attr->isInherited() && !all) {
             continue;
         }
-        out << "  "
-            << std::string(attr->attributeId() < 10    ? 2
-                           : attr->attributeId() < 100 ? 1
-                                                       : 0,
-                           ' ')
-            << attr->attributeId() << "  "
-            << (type.isEnumType() ? textOf(attr->name()) : signatureOf(*attr, brief)) << '\n';
+        rows.push_back({std::to_string(attr->attributeId()),
+                        type.isEnumType() ? textOf(attr->name()) : signatureOf(*attr, brief),
+                        meaningOf(*attr)});
+        if (rows.back().signature.size() <= widestSignature) {
+            width = std::max(width, rows.back().signature.size());
+        }
+    }
+    for (Row const& row : rows) {
+        out << "  " << std::string(row.id.size() < 3 ? 3 - row.id.size() : 0, ' ') << row.id << "  "
+            << row.signature;
+        if (!row.meaning.empty()) {
+            out << std::string(width > row.signature.size() ? width - row.signature.size() : 0, ' ') << "  "
+                << row.meaning;
+        }
+        out << '\n';
     }
 }
 
@@ -152,12 +184,16 @@ void diffFields(std::vector<std::string>& lines, std::string const& where, Json 
         }
     };
     for (auto const& [key, value] : after.items()) {
-        if (!value.is_array()) {
+        // What is for people is no difference.
+        if (!value.is_array() && key != "meaning" && key != "header") {
             compare(key);
         }
     }
     for (char const* key : {"constructorArgs", "args", "flags"}) {
         compare(key);
+    }
+    if (before.contains("bits")) { // an older program saved none
+        compare("bits");
     }
 }
 
@@ -255,7 +291,18 @@ void schema(Context& context, SchemaOptions const& options) {
         }
         return list;
     };
-    if (!options.diff.empty()) {
+    if (options.cpp) {
+        std::set<KorType const*> printed;
+        for (KorType const* type : types) {
+            while (type->scope() != nullptr) {
+                type = type->scope(); // whose declaration has it
+            }
+            if (printed.insert(type).second) {
+                context.out << (printed.size() > 1 ? "\n" : "");
+                printDeclaration(context.out, *type);
+            }
+        }
+    } else if (!options.diff.empty()) {
         std::set<std::string> only;
         for (KorType const* type : options.types.empty() ? std::vector<KorType*>() : types) {
             only.insert(nameOf(type));
@@ -274,13 +321,13 @@ void schema(Context& context, SchemaOptions const& options) {
             separator = "\n";
         }
     } else {
-        Listing listing({"type", "kind", "id", "attribute", "flags0", "flags1"});
+        Listing listing({"type", "kind", "id", "attribute", "flags0", "flags1", "meaning"});
         for (KorType const* type : types) {
             for (auto const& attr : type->attributes()) {
                 if (options.all || !attr->isInherited()) {
                     listing.add({nameOf(type), kindOf(*type), attr->attributeId(),
                                  type->isEnumType() ? textOf(attr->name()) : signatureOf(*attr, brief),
-                                 hex(attr->flags().word0, 8), hex(attr->flags().word1, 8)});
+                                 hex(attr->flags().word0, 8), hex(attr->flags().word1, 8), meaningOf(*attr)});
                 }
             }
         }

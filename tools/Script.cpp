@@ -2,8 +2,14 @@
 
 #include "tools/Commands.h"
 
+#include <algorithm>
+#include <functional>
 #include <istream>
+#include <memory>
+#include <optional>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace tool {
 

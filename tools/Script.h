@@ -10,7 +10,12 @@
 
 #include "tools/Path.h"
 
+#include <functional>
 #include <iosfwd>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace tool {
 

@@ -1,6 +1,9 @@
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 
+#include <string>
+#include <vector>
+
 namespace tool {
 
 namespace {

@@ -9,7 +9,10 @@
 #include <ctime>
 #include <fnmatch.h>
 #include <istream>
+#include <optional>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace tool {
 

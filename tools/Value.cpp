@@ -3,6 +3,8 @@
 
 #include <map>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace tool {
 

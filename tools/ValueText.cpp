@@ -5,6 +5,7 @@
 #include "tools/Entries.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 
 namespace tool {
@@ -149,7 +150,7 @@ KorAttr const* attributeOf(KorType const& type, std::string_view name) {
 }
 
 bool isOperation(KorAttr const& attribute) {
-    return attribute.introspectionFlags().word == 8;
+    return attribute.shape().isOperation();
 }
 
 Kor::Ptr<GenericIf::List_> listOf(std::vector<Box> const& boxes) {

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Values and objects in boxes (reflect/GenericIf.h) from what a person types. Everything goes by what the
-/// type objects tell, so that a new type needs nothing here.
+/// Values and objects in boxes (reflect/box/GenericIf.h) from what a person types. Everything goes by what
+/// the type objects tell, so that a new type needs nothing here.
 ///
 /// A value of a known type is written as its text form (reflect/Text.h), or in a shorter way:
 ///
@@ -16,8 +16,8 @@
 /// A number that the type cannot hold is refused, and so is a path in a path in a path beyond reason. Every
 /// fault is a Refused (tools/Failure.h).
 
-#include "reflect/GenericIf.h"
 #include "reflect/KorType.h"
+#include "reflect/box/GenericIf.h"
 #include "tools/Failure.h"
 
 #include <functional>

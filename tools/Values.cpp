@@ -1,12 +1,14 @@
 #include "tools/Values.h"
 
-#include "attrlog/WireForm.h"
+#include "attrlog/adapter/WireForm.h"
 #include "reflect/IntrospectionReactor.h"
 #include "reflect/Text.h"
 #include "tools/Failure.h"
 
 #include <algorithm>
 #include <set>
+#include <string>
+#include <vector>
 
 namespace tool {
 

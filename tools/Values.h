@@ -6,11 +6,12 @@
 /// JSON of a value is an object by stored attributes; an enumerator is its name, a number a number, and what
 /// the platform writes in quotes a string. A value of one attribute is also read without its object.
 
-#include "reflect/GenericIf.h"
+#include "reflect/box/GenericIf.h"
 #include "tools/Listing.h"
 #include "tools/Text.h"
 
 #include <span>
+#include <string>
 
 namespace tool {
 

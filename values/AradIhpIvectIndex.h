@@ -29,12 +29,19 @@ class AradIhpIvectIndex
           Operation<name::setProfileAndFormat, void(Arg<name::profile, Loam::IveProfile>, Arg<name::format, Loam::VlanTagFormat>)>>,
       public Kor::Ordered<AradIhpIvectIndex> {
 public:
-    constexpr AradIhpIvectIndex() = default;
-    template <Kor::AttrLogReader In>
-    AradIhpIvectIndex(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
-    AradIhpIvectIndex(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end) : ValueOf(it, end) {}
-    /// Raises Kor::RangeException for a number above 256.
-    constexpr explicit AradIhpIvectIndex(U16 index) : ValueOf(index) { korCheck(); }
+    static constexpr auto korTexts = Kor::texts(
+        "", "A place in the table that chooses an ingress VLAN edit command, by the profile of the interface and the tags of the packet",
+        "min", "The smallest index",
+        "max", "The largest valid index",
+        "null", "The index that stands for none. It is accepted, but is not valid",
+        "index", "The profile and the tag format in one number, 0 to 256; the default 256 stands for none",
+        "hash", "The index again, by which maps find it. Setting it sets the index",
+        "valid", "Whether the index is below 256",
+        "iveProfile", "The profile of the interface, 0 to 7. On the null index any but 0 raises Kor::RangeException",
+        "vlanTagFormat", "Which tags the packet has, 0 to 15. On the null index any but 0 raises Kor::RangeException",
+        "setProfileAndFormat", "Makes the index of the low 3 bits of the profile and the low 4 bits of the format; all other bits become 0");
+
+    using ValueOf::ValueOf;
 
     constexpr bool valid() const { return index() < null; }
 

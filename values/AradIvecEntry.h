@@ -22,6 +22,12 @@ class AradIvecKey
       public Kor::Ordered<AradIvecKey>,
       public Kor::Hashed<AradIvecKey> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A slot for an ingress VLAN edit command",
+        "fapmask", "The chips that have the slot; the default is none",
+        "index", "The place of the slot, three words; the default 64, 7, 0 stands for none",
+        "hash", "One-at-a-time hash of the chips and of the low byte of the index's first word, by which maps find the slot");
+
     using ValueOf::ValueOf;
 
     constexpr bool operator!() const { return fapmask().isEmpty() || !index(); }
@@ -32,6 +38,11 @@ class AradIvecEntry
           Stored<name::key, AradIvecKey>,
           Stored<name::entryFormat, AradIvecFormat>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A slot and the ingress VLAN edit command in it",
+        "key", "The slot",
+        "entryFormat", "The command");
+
     using ValueOf::ValueOf;
 };
 

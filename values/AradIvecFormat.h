@@ -16,7 +16,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class __attribute__((visibility("default"))) AradIvecFormat
+class KOR_EXPORT AradIvecFormat
     : public Kor::ValueOf<AradIvecFormat,
           Settable<name::word, U32>,
           View<name::tpidProfile, U8, name::word, 0, 2>,
@@ -28,12 +28,28 @@ class __attribute__((visibility("default"))) AradIvecFormat
           View<name::innerPcpDeiSrc, U8, name::word, 16, 18>,
           View<name::tagsToRemove, U8, name::word, 19, 20>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "One ingress VLAN edit command: how the tags of an arriving packet are rewritten",
+        "word", "All fields in one word, in the row layout of every chip; the default is 0. Bits 21 to 31 belong to no field and count in ==",
+        "tpidProfile", "The TPID profile, 0 to 7",
+        "outerTpidIndex", "The index of the outer tag's TPID, 0 to 3",
+        "outerVidSrc", "Where the VLAN id of the outer tag comes from, a number of IveVlanIdSource; others are not refused",
+        "outerPcpDeiSrc", "Where PCP and DEI of the outer tag come from, a number of IveVlanPcpDeiSource; others are not refused",
+        "innerTpidIndex", "The index of the inner tag's TPID, 0 to 3",
+        "innerVidSrc", "Where the VLAN id of the inner tag comes from, a number of IveVlanIdSource; others are not refused",
+        "innerPcpDeiSrc", "Where PCP and DEI of the inner tag come from, a number of IveVlanPcpDeiSource; others are not refused",
+        "tagsToRemove", "How many tags are removed, a number of TagsToRemoveOption; 3 is not refused");
+
     enum TagsToRemoveOption : U32 {
         nop = 0,
         removeOneTag = 1,
         removeTwoTags = 2,
     };
-    KOR_NESTED_ENUMERATION(TagsToRemoveOption)
+    KOR_NESTED_ENUMERATION(TagsToRemoveOption,
+        "", "How many tags an ingress VLAN edit command removes",
+        "nop", "None",
+        "removeOneTag", "One",
+        "removeTwoTags", "Two")
 
     using ValueOf::ValueOf;
 };

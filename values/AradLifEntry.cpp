@@ -6,6 +6,9 @@
 #include "tables/LifTable.h"
 #include "values/Tracing.h"
 
+#include <ostream>
+#include <string>
+
 namespace Hardware::LoamTunnel {
 
 namespace {
@@ -52,28 +55,17 @@ U32 encodeDestIdForFapType(U32 destination, Loam::FapType fapType) {
 
 void write(auto& row, AradLifAcMp const& lif, Loam::FapType) {
     row.typeIs(acMp);
-    row.vsiIs(lif.vsi());
-    row.ttLearnEnableIs(lif.ttLearnEnable());
-    row.vlanEditVid1Is(lif.vlanEditVid1());
-    row.vlanEditVid2Is(lif.vlanEditVid2());
-    row.vlanEditPcpDeiProfileIs(lif.vlanEditPcpDeiProfile());
-    row.vlanEditProfileIs(lif.vlanEditProfile());
-    row.orientationIsHubIs(lif.orientationIsHub());
-    row.cosProfileIs(lif.cosProfile());
-    row.inLifProfileIs(lif.inLifProfile());
-    row.vsiAssignmentModeIs(lif.vsiAssignmentMode());
-    if (row.isUseInLifValid()) {
-        row.useInLifIs(lif.useInLif());
-    }
+    copy<name::vsi, name::ttLearnEnable, name::vlanEditVid1, name::vlanEditVid2, name::vlanEditPcpDeiProfile,
+         name::vlanEditProfile, name::orientationIsHub, name::cosProfile, name::inLifProfile,
+         name::vsiAssignmentMode>(row, lif);
+    copyWhereValid<name::useInLif>(row, lif);
 }
 
 void write(auto& row, AradLifAcP2pToAc const& lif, Loam::FapType fapType) {
     row.typeIs(acP2pToAc);
     row.destinationIs(encodeDestIdForFapType(lif.destination(), fapType));
-    if (row.isDestinationValidValid()) {
-        row.destinationValidIs(lif.destinationValid());
-    }
-    row.vlanEditProfileIs(lif.vlanEditProfile());
+    copyWhereValid<name::destinationValid>(row, lif);
+    copy<name::vlanEditProfile>(row, lif);
     if (row.isOutLifValid()) {
         row.outLifIs(static_cast<U16>(lif.outLif()));
     }
@@ -84,90 +76,44 @@ void write(auto& row, AradLifAcP2pToAc const& lif, Loam::FapType fapType) {
         });
         row.outLifLsbIs(lif.outLif());
     }
-    row.outLifValidIs(lif.outLifValid());
-    if (row.isUseInLifValid()) {
-        row.useInLifIs(lif.useInLif());
-    }
+    copy<name::outLifValid>(row, lif);
+    copyWhereValid<name::useInLif>(row, lif);
 }
 
 void write(auto& row, AradLifAcP2pToPwe const& lif, Loam::FapType) {
-    row.destinationIs(lif.destination());
-    row.destinationValidIs(lif.destinationValid());
-    row.mplsVcLabelIs(lif.mplsVcLabel());
-    row.mplsPushProfileIs(lif.mplsPushProfile());
+    copy<name::destination, name::destinationValid, name::mplsVcLabel, name::mplsPushProfile>(row, lif);
     if (row.isEeiIsLabelValid()) {
         row.eeiIsLabelIs(1);
     }
-    row.vlanEditVid1Is(lif.vlanEditVid1());
-    row.vlanEditPcpDeiProfileIs(lif.vlanEditPcpDeiProfile());
-    row.vlanEditProfileIs(lif.vlanEditProfile());
-    row.orientationIsHubIs(lif.orientationIsHub());
-    row.cosProfileIs(lif.cosProfile());
-    row.inLifProfileIs(lif.inLifProfile());
-    row.vsiAssignmentModeIs(lif.vsiAssignmentMode());
-    row.oamLifSetIs(lif.oamLifSet());
-    row.protectionPathIs(lif.protectionPath());
-    row.protectionPointerIs(lif.protectionPointer());
-    if (row.isUseInLifValid()) {
-        row.useInLifIs(lif.useInLif());
-    }
+    copy<name::vlanEditVid1, name::vlanEditPcpDeiProfile, name::vlanEditProfile, name::orientationIsHub,
+         name::cosProfile, name::inLifProfile, name::vsiAssignmentMode, name::oamLifSet, name::protectionPath,
+         name::protectionPointer>(row, lif);
+    copyWhereValid<name::useInLif>(row, lif);
     row.typeIs(acP2pToPwe);
 }
 
 void write(auto& row, AradLifPweToP2p const& lif, Loam::FapType fapType) {
-    row.orientationIsHubIs(lif.orientationIsHub());
-    row.actionProfileIndexIs(lif.actionProfileIndex());
-    row.modelIsPipeIs(lif.modelIsPipe());
-    row.terminationProfileLsbIs(lif.terminationProfileLsb());
-    row.terminationProfileMsbIs(lif.terminationProfileMsb());
-    row.inLifProfileIs(lif.inLifProfile());
-    row.tpidProfileIs(lif.tpidProfile());
-    row.cosProfileIs(lif.cosProfile());
-    row.sysInLifIs(lif.sysInLif());
-    row.outLifValueIs(lif.outLifValue());
-    row.outLifValidBitIs(lif.outLifValidBit());
+    copy<name::orientationIsHub, name::actionProfileIndex, name::modelIsPipe, name::terminationProfileLsb,
+         name::terminationProfileMsb, name::inLifProfile, name::tpidProfile, name::cosProfile, name::sysInLif,
+         name::outLifValue, name::outLifValidBit>(row, lif);
     row.destinationIs(encodeDestIdForFapType(lif.destination(), fapType));
-    if (row.isDestinationValidValid()) {
-        row.destinationValidIs(lif.destinationValid());
-    }
-    row.eeiOrOutLifTypeIs(lif.eeiOrOutLifType());
-    row.vsiAssignmentModeIs(lif.vsiAssignmentMode());
-    row.oamLifSetIs(lif.oamLifSet());
-    row.protectionPathIs(lif.protectionPath());
-    row.protectionPointerIs(lif.protectionPointer());
+    copyWhereValid<name::destinationValid>(row, lif);
+    copy<name::eeiOrOutLifType, name::vsiAssignmentMode, name::oamLifSet, name::protectionPath,
+         name::protectionPointer>(row, lif);
     row.typeIs(labelPweP2p);
 }
 
 void write(auto& row, AradLifLabelProtocolOrLsp const& lif, Loam::FapType fapType) {
-    row.orientationIsHubIs(lif.orientationIsHub());
-    row.actionProfileIndexIs(lif.actionProfileIndex());
-    row.modelIsPipeIs(lif.modelIsPipe());
-    row.terminationTypeLsbIs(lif.terminationTypeLsb());
-    row.destinationValidOrTerminationTypeMsbIs(lif.destinationValidOrTerminationTypeMsb());
-    row.inLifProfileIs(lif.inLifProfile());
-    row.tpidProfileIs(lif.tpidProfile());
-    row.cosProfileIs(lif.cosProfile());
-    row.vsiIs(lif.vsi());
-    if (row.isVsiMsbValid()) {
-        row.vsiMsbIs(lif.vsiMsb());
-    }
-    row.serviceTypeIs(lif.serviceType());
-    row.inRifMsbIs(lif.inRifMsb());
-    row.inRifValidIs(lif.inRifValid());
-    if (row.isExpectBosValid()) {
-        row.expectBosIs(lif.expectBos());
-    }
-    if (row.isInLifValidValid()) {
-        row.inLifValidIs(lif.inLifValid());
-    }
-    row.forwardingCodeIs(lif.forwardingCode());
+    copy<name::orientationIsHub, name::actionProfileIndex, name::modelIsPipe, name::terminationTypeLsb,
+         name::destinationValidOrTerminationTypeMsb, name::inLifProfile, name::tpidProfile, name::cosProfile,
+         name::vsi>(row, lif);
+    copyWhereValid<name::vsiMsb>(row, lif);
+    copy<name::serviceType, name::inRifMsb, name::inRifValid>(row, lif);
+    copyWhereValid<name::expectBos, name::inLifValid>(row, lif);
+    copy<name::forwardingCode>(row, lif);
     row.destinationIs(encodeDestIdForFapType(lif.destination(), fapType));
-    row.daNotFoundProfileIs(lif.daNotFoundProfile());
-    row.ttLearnEnableIs(lif.ttLearnEnable());
-    row.oamLifSetIs(lif.oamLifSet());
-    row.vsiAssignmentModeIs(lif.vsiAssignmentMode());
-    row.protectionPathIs(lif.protectionPath());
-    row.protectionPointerIs(lif.protectionPointer());
+    copy<name::daNotFoundProfile, name::ttLearnEnable, name::oamLifSet, name::vsiAssignmentMode,
+         name::protectionPath, name::protectionPointer>(row, lif);
     row.typeIs(labelPweLsp);
 }
 

@@ -24,7 +24,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class __attribute__((visibility("default"))) AradLifEntry
+class KOR_EXPORT AradLifEntry
     : public Kor::ValueOf<AradLifEntry,
           Stored<name::lifType, LifType>,
           Settable<name::dword0, U64>,
@@ -35,6 +35,15 @@ class __attribute__((visibility("default"))) AradLifEntry
       public Kor::Ordered<AradLifEntry>,
       public Kor::Hashed<AradLifEntry> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A logical interface (LIF) as an application asks for it: its kind, and two words with the row image of the Arad family",
+        "lifType", "The kind of LIF. Only the five kinds that have a view class can be written to a chip; the default lifGeneral has none",
+        "dword0", "Bits 0 to 63 of the row image",
+        "dword1", "Bits 64 to 127 of the row image",
+        "hash", "One-at-a-time hash of the kind and both words, by which maps find the LIF",
+        "variant", "The row format of the kind, 0 to 4. Only the five kinds that have a view class have one",
+        "writeToChipFormat", "Writes the LIF as one row of Hardware::LifTable for that chip, into the caller's buffer. Bits of other fields stay");
+
     using ValueOf::ValueOf;
 
     /// The row format of the entry's kind. Requires one of the five kinds that have a view.
@@ -62,6 +71,16 @@ class AradLifAcP2pToAc
           View<name::useInLif, bool, name::dword1, 32, 32>,
           View<name::type, U8, name::dword1, 33, 34>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "View of a lifAcP2pToAc entry: an attachment circuit that is cross-connected to another",
+        "destination", "Where packets go: 19 bits in the encoding of the Jericho family. Chips 3 and 4 get it converted",
+        "destinationValid", "Row field destinationValid, 0 or 1. Only chips 3 and 4 have it; the others drop it",
+        "outLif", "The outgoing LIF. Chips 5, 7, 8, 9 and 10 require it below 65536; chips 3 and 4 get its low 16 bits",
+        "vlanEditProfile", "The VLAN edit profile, 0 to 7",
+        "outLifValid", "Row field outLifValid, 0 or 1",
+        "useInLif", "Row field useInLif, 0 or 1. Only chips 3 and 4 have it; the others drop it",
+        "type", "Row field type as it is stored. The encoder never reads it; it writes acP2pToAc, 0");
+
     using DerivedValueOf::DerivedValueOf;
 };
 
@@ -81,6 +100,21 @@ class AradLifAcMp
           View<name::useInLif, bool, name::dword1, 32, 32>,
           View<name::type, U8, name::dword1, 33, 34>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "View of a lifAcMp entry: an attachment circuit of a bridge domain",
+        "vsi", "The virtual switch instance (VSI) of the bridge domain, 0 to 65535",
+        "ttLearnEnable", "Row field ttLearnEnable, 0 or 1",
+        "vlanEditVid2", "The second VLAN id of the VLAN edit, 12 bits. No other kind of LIF has one",
+        "vlanEditVid1", "The first VLAN id of the VLAN edit, 12 bits",
+        "vlanEditPcpDeiProfile", "The profile for PCP and DEI of the VLAN edit, 0 to 15",
+        "vlanEditProfile", "The VLAN edit profile, 0 to 7",
+        "orientationIsHub", "Row field orientationIsHub, 0 or 1",
+        "cosProfile", "The class of service profile, 0 to 63",
+        "inLifProfile", "The profile of the incoming LIF, 0 to 15",
+        "vsiAssignmentMode", "Row field vsiAssignmentMode, 0 to 3",
+        "useInLif", "Row field useInLif, 0 or 1. Only chips 3 and 4 have it; the others drop it",
+        "type", "Row field type as it is stored. The encoder never reads it; it writes acMp, 3");
+
     using DerivedValueOf::DerivedValueOf;
 };
 
@@ -104,6 +138,25 @@ class AradLifAcP2pToPwe
           View<name::useInLif, bool, name::dword1, 32, 32>,
           View<name::type, U8, name::dword1, 33, 34>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "View of a lifAcP2pToPwe entry: an attachment circuit that is cross-connected to a pseudowire",
+        "destination", "Where packets go, 19 bits. Every chip gets it as it is, without conversion",
+        "destinationValid", "Row field destinationValid, 0 or 1. Every chip has it",
+        "mplsVcLabel", "The MPLS label of the virtual circuit, 0 to 1048575",
+        "mplsPushProfile", "The profile of the MPLS push, 0 to 15",
+        "vlanEditVid1", "The first VLAN id of the VLAN edit, 12 bits",
+        "vlanEditPcpDeiProfile", "The profile for PCP and DEI of the VLAN edit, 0 to 15",
+        "vlanEditProfile", "The VLAN edit profile, 0 to 7",
+        "orientationIsHub", "Row field orientationIsHub, 0 or 1",
+        "cosProfile", "The class of service profile, 0 to 63",
+        "inLifProfile", "The profile of the incoming LIF, 0 to 15",
+        "vsiAssignmentMode", "Row field vsiAssignmentMode, 0 to 3",
+        "oamLifSet", "Row field oamLifSet, 0 or 1",
+        "protectionPath", "Row field protectionPath, 0 or 1",
+        "protectionPointer", "Row field protectionPointer, 0 to 16383",
+        "useInLif", "Row field useInLif, 0 or 1. Only chips 3 and 4 have it; the others drop it",
+        "type", "Row field type as it is stored. The encoder never reads it; it writes acP2pToPwe, 1");
+
     using DerivedValueOf::DerivedValueOf;
 };
 
@@ -137,6 +190,34 @@ class AradLifPweToP2p
           Operation<name::destination, U32()>,
           Operation<name::destinationIs, void(Arg<name::destination, U32>)>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "View of a lifLabelPweP2p entry: a pseudowire label that ends in a cross-connect",
+        "orientationIsHub", "Row field orientationIsHub, 0 or 1",
+        "actionProfileIndex", "Row field actionProfileIndex, 0 to 7",
+        "modelIsPipe", "Row field modelIsPipe, 0 or 1",
+        "terminationProfileLsb", "The low 2 bits of terminationProfile",
+        "inLifProfile", "The profile of the incoming LIF, 0 to 15",
+        "tpidProfile", "The TPID profile, 0 to 3",
+        "cosProfile", "The class of service profile, 0 to 15; the other views have 2 bits more",
+        "sysInLif", "Row field sysInLif, 0 to 65535",
+        "eeiOrOutLif", "24 bits that outLifValue and outLifValidBit name in part. The encoder writes those two and drops the rest",
+        "outLifValue", "The outgoing LIF, 0 to 65535: the low 16 bits of eeiOrOutLif",
+        "outLifValidBit", "Row field outLifValidBit, 0 or 1: the 17th bit of eeiOrOutLif",
+        "destinationLo", "The low 7 bits of destination",
+        "destinationHi", "The high 12 bits of destination",
+        "destinationValid", "Row field destinationValid, 0 or 1. Only chips 3 and 4 have it; the others drop it",
+        "eeiOrOutLifType", "Row field eeiOrOutLifType, 0 or 1",
+        "vsiAssignmentMode", "Row field vsiAssignmentMode, 0 to 3",
+        "oamLifSet", "Row field oamLifSet, 0 or 1",
+        "protectionPath", "Row field protectionPath, 0 or 1",
+        "protectionPointer", "Row field protectionPointer, 0 to 16383",
+        "terminationProfileMsb", "The high bit of terminationProfile",
+        "type", "Row field type as it is stored. The encoder never reads it; it writes labelPweP2p, 0",
+        "terminationProfile", "The termination profile, 0 to 7, from terminationProfileMsb and terminationProfileLsb",
+        "terminationProfileIs", "Sets terminationProfileMsb and terminationProfileLsb from the low 3 bits of the number",
+        "destination", "Where packets go, from destinationHi and destinationLo: 19 bits in the encoding of the Jericho family. Chips 3 and 4 get it converted",
+        "destinationIs", "Sets destinationHi and destinationLo from the low 19 bits of the number");
+
     using DerivedValueOf::DerivedValueOf;
 
     /// The 3-bit profile that `terminationProfileMsb` and `terminationProfileLsb` share. Higher bits of the
@@ -190,6 +271,36 @@ class AradLifLabelProtocolOrLsp
           Operation<name::destination, U32()>,
           Operation<name::destinationIs, void(Arg<name::destination, U32>)>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "View of a lifLabelProtocolOrLsp entry: the label of a protocol or of a label-switched path",
+        "orientationIsHub", "Row field orientationIsHub, 0 or 1",
+        "actionProfileIndex", "Row field actionProfileIndex, 0 to 7",
+        "modelIsPipe", "Row field modelIsPipe, 0 or 1",
+        "terminationTypeLsb", "Row field terminationTypeLsb, 0 to 3",
+        "inLifProfile", "The profile of the incoming LIF, 0 to 15",
+        "tpidProfile", "The TPID profile, 0 to 3",
+        "cosProfile", "The class of service profile, 0 to 63",
+        "vsi", "The virtual switch instance (VSI), 0 to 32767. On chips 3 and 4 daNotFoundProfile overrides its low 2 bits in the row",
+        "vsiMsb", "The high 2 bits of vsi: setting either changes the other. Chips 3 and 4 have no such row field",
+        "serviceType", "Row field serviceType, 0 to 7",
+        "inRifMsb", "Row field inRifMsb, 0 to 4095",
+        "inRifValid", "Row field inRifValid, 0 or 1",
+        "expectBos", "Row field expectBos, 0 or 1. Chips 5, 7 and 10 drop it; on chips 8 and 9 the low bit of forwardingCode overrides it",
+        "forwardingCode", "Row field forwardingCode, 0 to 15. On chips 8 and 9 its low bit overrides expectBos",
+        "daNotFoundProfile", "Row field daNotFoundProfile, 0 to 3. On chips 3 and 4 it overrides the low 2 bits of vsi in the row",
+        "destinationLo", "The low 7 bits of destination",
+        "destinationHi", "The high 12 bits of destination",
+        "destinationValidOrTerminationTypeMsb", "Row field destinationValidOrTerminationTypeMsb, 0 or 1",
+        "ttLearnEnable", "Row field ttLearnEnable, 0 or 1",
+        "vsiAssignmentMode", "Row field vsiAssignmentMode, 0 to 3",
+        "oamLifSet", "Row field oamLifSet, 0 or 1",
+        "protectionPath", "Row field protectionPath, 0 or 1",
+        "protectionPointer", "Row field protectionPointer, 0 to 16383",
+        "inLifValid", "Row field inLifValid, 0 or 1. Only chips 3 and 4 have it; the others drop it",
+        "type", "Row field type as it is stored. The encoder never reads it; it writes labelPweLsp, 2",
+        "destination", "Where packets go, from destinationHi and destinationLo: 19 bits in the encoding of the Jericho family. Chips 3 and 4 get it converted",
+        "destinationIs", "Sets destinationHi and destinationLo from the low 19 bits of the number");
+
     using DerivedValueOf::DerivedValueOf;
 
     /// The 19-bit destination; it crosses from one word into the other. Higher bits of the argument are

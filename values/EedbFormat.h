@@ -4,6 +4,7 @@
 
 #include "reflect/Enumeration.h"
 
+// clang-format off
 namespace Hardware::LoamTunnel {
 
 enum EedbFormat : Kor::U32 {
@@ -15,6 +16,15 @@ enum EedbFormat : Kor::U32 {
     trill = 5,
     rif = 6,
 };
-KOR_ENUMERATION(EedbFormat)
+KOR_ENUMERATION(EedbFormat,
+    "", "What a row of the EEDB holds",
+    "invalid", "Nothing that is known",
+    "mpls", "An MPLS entry",
+    "arp", "An ARP entry",
+    "data", "A data entry",
+    "ac", "Two out-ACs, an OutAcValue",
+    "trill", "A TRILL entry; no row is told to be one",
+    "rif", "A router interface entry; no row is told to be one")
 
 } // namespace Hardware::LoamTunnel
+// clang-format on

@@ -2,6 +2,8 @@
 
 #include "runtime/Contract.h"
 
+#include <string>
+
 namespace Hardware::LoamTunnel {
 
 EedbFormat EedbValue::format() const {

@@ -15,13 +15,20 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class __attribute__((visibility("default"))) EedbValue
+class KOR_EXPORT EedbValue
     : public Kor::ValueOf<EedbValue,
           Settable<name::word0, U32>,
           Settable<name::word1, U32>,
           Settable<name::word2, U32>,
           Operation<name::format, EedbFormat()>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The image of one EEDB row: its first 96 bits, in the layout of chip 3",
+        "word0", "Row bits 0 to 31",
+        "word1", "Row bits 32 to 63",
+        "word2", "Row bits 64 to 95; bits 10 to 13 of this word tell the format",
+        "format", "What the row holds: mpls, data, arp, ac or invalid. No row counts as trill or rif");
+
     using ValueOf::ValueOf;
 
     /// What the row holds, by bits 10 to 13 of `word2`: `mpls`, `data`, `arp`, `ac` or `invalid`. A row is `ac` when
@@ -30,12 +37,18 @@ public:
 };
 
 /// Where the out-AC indexes of a chip family begin.
-class __attribute__((visibility("default"))) EedbAcConstants
+class KOR_EXPORT EedbAcConstants
     : public Kor::ValueOf<EedbAcConstants,
           Constant<name::aradAcStartIndex, U32, 4096>,
           Constant<name::jerichoAcStartIndex, U32, 8192>,
           ClassOperation<name::acBaseIndex, U32(Arg<name::fapType, Loam::FapType>)>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Where the out-AC indexes of a chip family begin",
+        "aradAcStartIndex", "The first out-AC index of the Arad family",
+        "jerichoAcStartIndex", "The first out-AC index of the Jericho family",
+        "acBaseIndex", "The first out-AC index of a family, which must be Arad or Jericho");
+
     using ValueOf::ValueOf;
 
     /// Requires the Arad or the Jericho family.

@@ -24,6 +24,12 @@ class EvecKey
       public Kor::Ordered<EvecKey>,
       public Kor::Hashed<EvecKey> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A slot for an egress VLAN edit command",
+        "fapMask", "The chips that have the slot; the default is none",
+        "index", "The number of the slot; the default 1024 stands for none",
+        "hash", "One-at-a-time hash of the chips and of the index, by which maps find the slot");
+
     using ValueOf::ValueOf;
 
     constexpr bool operator!() const { return fapMask().isEmpty() || !index(); }
@@ -34,6 +40,11 @@ class EvecEntry
           Stored<name::key, EvecKey>,
           Stored<name::format, EvecFormat>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A slot and the egress VLAN edit command in it",
+        "key", "The slot",
+        "format", "The command. Read off an attribute log it always has membershipCheckType 1");
+
     using ValueOf::ValueOf;
     /// Raises Kor::RangeException for a command above 0x7ffff, and sets its membership check.
     template <Kor::AttrLogReader In>
@@ -47,6 +58,11 @@ class EvecOwner
           Stored<name::key, EvecKey>,
           Stored<name::app, Loam::VtAppId>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A slot for an egress VLAN edit command and the application that owns it",
+        "key", "The slot",
+        "app", "The application that owns the slot; the default is vtAppNone");
+
     using ValueOf::ValueOf;
 };
 

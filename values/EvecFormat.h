@@ -16,7 +16,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class __attribute__((visibility("default"))) EvecFormat
+class KOR_EXPORT EvecFormat
     : public Kor::ValueOf<EvecFormat,
           Settable<name::value, U32, 0x40000>,
           View<name::nTagsToRemove, U8, name::value, 0, 1>,
@@ -32,17 +32,25 @@ class __attribute__((visibility("default"))) EvecFormat
           Operation<name::outerVlanIdSrc, EveVlanIdSource()>,
           Operation<name::outerVlanIdSrcIs, void(Arg<name::src, EveVlanIdSource>)>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "One egress VLAN edit command: how the tags of a leaving packet are rebuilt, in 19 bits",
+        "value", "All fields in one word, at most 0x7ffff. The default 0x40000 checks the membership and does nothing else",
+        "nTagsToRemove", "How many tags are removed, 0 to 3",
+        "innerPcpDeiSrc", "Where PCP and DEI of the inner tag come from, a number of EvePcpDeiSource",
+        "outerPcpDeiSrc", "Where PCP and DEI of the outer tag come from, a number of EvePcpDeiSource",
+        "innerVidSrc", "Where the VLAN id of the inner tag comes from, a number of EveVlanIdSource. 6 and 7 are none, and are not refused",
+        "outerVidSrc", "Where the VLAN id of the outer tag comes from, a number of EveVlanIdSource. 6 and 7 are none, and are not refused",
+        "innerTpidIdx", "The index of the inner tag's TPID, 0 to 7. Chips 3, 4, 5 and 7 get its low 2 bits only",
+        "outerTpidIdx", "The index of the outer tag's TPID, 0 to 7. Chips 3, 4, 5 and 7 get its low 2 bits only",
+        "membershipCheckType", "1 in every command made from a number. Chips 8, 9 and 10 always get 1; the others have no such field",
+        "innerVlanIdSrc", "The field innerVidSrc as an enumerator; nothing checks that it is one",
+        "innerVlanIdSrcIs", "Sets the field innerVidSrc to the low 3 bits of the number",
+        "outerVlanIdSrc", "The field outerVidSrc as an enumerator; nothing checks that it is one",
+        "outerVlanIdSrcIs", "Sets the field outerVidSrc to the low 3 bits of the number");
+
     static constexpr U32 limit = 0x7ffff;
 
-    constexpr EvecFormat() = default;
-    template <Kor::AttrLogReader In>
-    EvecFormat(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
-    EvecFormat(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end) : ValueOf(it, end) {}
-    /// Raises Kor::RangeException for a number above 0x7ffff.
-    constexpr explicit EvecFormat(U32 value) : ValueOf(value) {
-        korCheck();
-        membershipCheckTypeIs(1);
-    }
+    using ValueOf::ValueOf;
 
     /// The bits as they are: 6 and 7 are no enumerators.
     constexpr EveVlanIdSource innerVlanIdSrc() const { return static_cast<EveVlanIdSource>(innerVidSrc()); }
@@ -50,6 +58,11 @@ public:
     constexpr EveVlanIdSource outerVlanIdSrc() const { return static_cast<EveVlanIdSource>(outerVidSrc()); }
     constexpr void outerVlanIdSrcIs(EveVlanIdSource src) { outerVidSrcIs(static_cast<U8>(src & 7)); }
 
+    /// What is made from a number always checks the membership.
+    constexpr void korMake() {
+        korCheck();
+        membershipCheckTypeIs(1);
+    }
     /// Raises Kor::RangeException when `value` is above 0x7ffff.
     constexpr void korCheck() const {
         if (value() > limit) {

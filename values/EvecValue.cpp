@@ -5,6 +5,8 @@
 #include "tables/EvecTable.h"
 #include "values/Tracing.h"
 
+#include <ostream>
+
 namespace Hardware::LoamTunnel {
 
 namespace {

@@ -15,7 +15,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class __attribute__((visibility("default"))) EvecValue
+class KOR_EXPORT EvecValue
     : public Kor::ValueOf<EvecValue,
           Settable<name::word0, U64>,
           View<name::evec0, U32, name::word0, 0, 18>,
@@ -24,14 +24,18 @@ class __attribute__((visibility("default"))) EvecValue
           Operation<name::evecFormatIs, void(Arg<name::isEvec0, bool>, Arg<name::format, EvecFormat>)>,
           Operation<name::writeToChipFormat, void(Arg<name::chipType, ChipType>, Arg<name::dataBuffer, Kor::BytePtr>)>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Two egress VLAN edit commands, as one row of Hardware::EvecTable holds them",
+        "word0", "Both commands, at most 0x3fffffffff, in the row layout of chips 8, 9 and 10; the default is 0",
+        "evec0", "The 19 bits of the first command, as they are stored",
+        "evec1", "The 19 bits of the second command, as they are stored",
+        "evecFormat", "Gives the first command for true and the second for false. Its membershipCheckType is always 1",
+        "evecFormatIs", "Replaces the first command for true and the second for false; the other one stays",
+        "writeToChipFormat", "Writes both as one row of Hardware::EvecTable for that chip, into the caller's buffer. Bits of other fields stay");
+
     static constexpr U64 limit = 0x3fffffffff;
 
-    constexpr EvecValue() = default;
-    template <Kor::AttrLogReader In>
-    EvecValue(In* in, Kor::StreamBogon bogon) : ValueOf(in, bogon) {}
-    EvecValue(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end) : ValueOf(it, end) {}
-    /// Raises Kor::RangeException for a number above 0x3fffffffff.
-    constexpr explicit EvecValue(U64 word0) : ValueOf(word0) { korCheck(); }
+    using ValueOf::ValueOf;
 
     /// One of the two commands, made from its 19 bits: its `membershipCheckType` is always 1.
     EvecFormat evecFormat(bool isEvec0) const { return EvecFormat(isEvec0 ? evec0() : evec1()); }

@@ -4,6 +4,7 @@
 
 #include "reflect/Enumeration.h"
 
+// clang-format off
 namespace Hardware::LoamTunnel {
 
 enum IveVlanIdSource : Kor::U32 {
@@ -13,7 +14,13 @@ enum IveVlanIdSource : Kor::U32 {
     iveVidSrcOuterTag = 4,
     iveVidSrcInnterTag = 5,
 };
-KOR_ENUMERATION(IveVlanIdSource)
+KOR_ENUMERATION(IveVlanIdSource,
+    "", "Where an ingress VLAN edit command takes a VLAN id from; there is no number 1",
+    "iveVidSrcEmpty", "Nowhere",
+    "iveVidSrcAcEditInfo", "The first edit information of the AC",
+    "iveVidSrcAcEditInfo2", "The second edit information of the AC",
+    "iveVidSrcOuterTag", "The outer tag of the packet",
+    "iveVidSrcInnterTag", "The inner tag of the packet")
 
 enum IveVlanPcpDeiSource : Kor::U32 {
     ivePcpDeiSrcEmpty = 0,
@@ -22,6 +29,13 @@ enum IveVlanPcpDeiSource : Kor::U32 {
     ivePcpDeiSrcOuterTag = 4,
     ivePcpDeiSrcInnterTag = 5,
 };
-KOR_ENUMERATION(IveVlanPcpDeiSource)
+KOR_ENUMERATION(IveVlanPcpDeiSource,
+    "", "Where an ingress VLAN edit command takes PCP and DEI from; there is no number 1",
+    "ivePcpDeiSrcEmpty", "Nowhere",
+    "ivePcpDeiSrcAcEditInfo", "The first edit information of the AC",
+    "ivePcpDeiSrcAcEditInfo2", "The second edit information of the AC",
+    "ivePcpDeiSrcOuterTag", "The outer tag of the packet",
+    "ivePcpDeiSrcInnterTag", "The inner tag of the packet")
 
 } // namespace Hardware::LoamTunnel
+// clang-format on

@@ -23,6 +23,12 @@ class OutAcKey
       public Kor::Ordered<OutAcKey>,
       public Kor::Hashed<OutAcKey> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Which out-AC, and on which chips",
+        "fapMask", "The chips; the default is none",
+        "acFormat", "What the out-AC does to a packet",
+        "hash", "One-at-a-time hash of the chips and of acFormat's hash, by which maps find the key");
+
     using ValueOf::ValueOf;
 };
 
@@ -31,6 +37,11 @@ class OutAcEntry
           Stored<name::acKey, OutAcKey>,
           Stored<name::acIndex, Loam::OutAcIndex>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "An out-AC and the index that it was given",
+        "acKey", "Which out-AC, and on which chips",
+        "acIndex", "The index that the out-AC was given; the default 65535 stands for none");
+
     using ValueOf::ValueOf;
 };
 

@@ -18,7 +18,7 @@
 // clang-format off
 namespace Hardware::LoamTunnel {
 
-class __attribute__((visibility("default"))) OutAcValue
+class KOR_EXPORT OutAcValue
     : public Kor::DerivedValueOf<OutAcValue, EedbValue,
           View<name::acEntryFormat, U8, name::word2, 10, 13>,
           View<name::ac1EntryFormat, U8, name::word2, 7, 9>,
@@ -32,6 +32,20 @@ class __attribute__((visibility("default"))) OutAcValue
           Operation<name::acFormatIs, void(Arg<name::isAc0, bool>, Arg<name::format, OutAcFormat>)>,
           Operation<name::writeToChipFormat, void(Arg<name::chipType, ChipType>, Arg<name::dataBuffer, Kor::BytePtr>)>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The image of an EEDB row of AC format. It holds two out-ACs: AC 0 in row bits 0 to 36, AC 1 in row bits 37 to 73",
+        "acEntryFormat", "The format of the whole entry, row bits 74 to 77. The encoder does not read it; it writes 0",
+        "ac1EntryFormat", "The field format of AC 1; its bits are part of ac1_27_36",
+        "ac0EntryFormat", "The field format of AC 0; its bits are part of ac0_32_36",
+        "ac0_0_31", "Bits 0 to 31 of AC 0",
+        "ac0_32_36", "Bits 32 to 36 of AC 0",
+        "ac1_0_26", "Bits 0 to 26 of AC 1",
+        "ac1_27_36", "Bits 27 to 36 of AC 1",
+        "valid", "Whether acEntryFormat, ac0EntryFormat and ac1EntryFormat are all 0",
+        "acFormat", "Gives AC 0 for true and AC 1 for false, with the unused bits 0",
+        "acFormatIs", "Replaces AC 0 for true and AC 1 for false by bits 0 to 36 of the format; all other bits stay",
+        "writeToChipFormat", "Writes both as one row of Hardware::OutAcBank, variant 1, into a buffer of 12 bytes. Bits of other fields stay");
+
     using DerivedValueOf::DerivedValueOf;
 
     /// Whether all three entry formats are 0.

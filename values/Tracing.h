@@ -5,7 +5,7 @@
 namespace Hardware::LoamTunnel {
 
 /// The handle of the values' trace facility, named "LoamTunnelTypes".
-[[gnu::visibility("default")]] inline Kor::TraceHandle& typesTraceHandle() {
+KOR_EXPORT inline Kor::TraceHandle& typesTraceHandle() {
     static Kor::TraceHandle _defaultTraceHandle("LoamTunnelTypes", false);
     return _defaultTraceHandle;
 }

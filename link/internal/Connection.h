@@ -6,6 +6,8 @@
 #include "link/internal/LoopImpl.h"
 #include "link/internal/Socket.h"
 
+#include <functional>
+
 namespace Kor::Link {
 
 class Connection final : public std::enable_shared_from_this<Connection> {

@@ -10,6 +10,8 @@
 #include <asio/posix/stream_descriptor.hpp>
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 

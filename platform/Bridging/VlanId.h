@@ -8,16 +8,15 @@ namespace Bridging {
 
 /// A VLAN, or none: 0 to 4094, 0 being none. A larger number raises Kor::RangeException.
 class VlanIdOrNone : public Kor::ValueOf<VlanIdOrNone, Kor::Settable<Kor::name::value, Kor::U16>>,
-                     public Kor::Ordered<VlanIdOrNone> {
+                     public Kor::Ordered<VlanIdOrNone>,
+                     public Kor::Nullable<VlanIdOrNone> {
 public:
-    constexpr VlanIdOrNone() = default;
-    VlanIdOrNone(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end)
-        : ValueOf(it, end) {}
-    template <Kor::AttrLogReader In>
-    VlanIdOrNone(In* in, Kor::StreamBogon) : VlanIdOrNone(in->nextU16()) {}
-    constexpr explicit VlanIdOrNone(Kor::U16 value) : ValueOf(value) { korCheck(); }
+    static constexpr auto korTexts =
+        Kor::texts("", "A VLAN, or none", "value",
+                   "0 to 4094; the default 0 stands for none. A larger number raises Kor::RangeException");
 
-    constexpr bool operator!() const { return value() == 0; }
+    using ValueOf::ValueOf;
+    static constexpr bool korChecksWire = true;
 
     constexpr void korCheck() const {
         if (value() > 4094) {
@@ -31,11 +30,11 @@ class VlanId : public Kor::ValueOf<VlanId, Kor::Settable<Kor::name::value, Kor::
                public Kor::Ordered<VlanId>,
                public Kor::Hashed<VlanId> {
 public:
-    constexpr VlanId() = default;
-    template <Kor::AttrLogReader In>
-    VlanId(In* in, Kor::StreamBogon) : VlanId(in->nextU16()) {}
-    VlanId(Kor::String8::IteratorConst& it, Kor::String8::IteratorConst const& end) : ValueOf(it, end) {}
-    constexpr explicit VlanId(Kor::U16 value) : ValueOf(value) { korCheck(); }
+    static constexpr auto korTexts = Kor::texts(
+        "", "A VLAN", "value", "1 to 4094; the default is 1. Any other number raises Kor::RangeException");
+
+    using ValueOf::ValueOf;
+    static constexpr bool korChecksWire = true;
 
     constexpr void korCheck() const {
         if (value() < 1 || value() > 4094) {

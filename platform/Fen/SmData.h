@@ -32,13 +32,13 @@ enum HwOperationalMode : U32 {
 };
 KOR_ENUMERATION(HwOperationalMode)
 
-class __attribute__((visibility("default"))) VlanHelperBase : public Kor::PtrInterface {};
-class __attribute__((visibility("default"))) HwCliConfig : public Kor::PtrInterface {};
+class KOR_EXPORT VlanHelperBase : public Kor::PtrInterface {};
+class KOR_EXPORT HwCliConfig : public Kor::PtrInterface {};
 
 /// The ports of a LAG, in order.
 ///
 ///     std::cout << Kor::valueToStrep(ports);        // 'Ethernet1,Ethernet2'
-class __attribute__((visibility("default"))) FenPortList {
+class KOR_EXPORT FenPortList {
 public:
     FenPortList() = default;
     explicit FenPortList(std::vector<Lumen::IntfId> ports) : ports_(std::move(ports)) {}
@@ -63,6 +63,11 @@ class FenPortVlanTpidData
           Kor::Stored<Kor::name::tpid, U16, 0x8100>,
           Kor::Stored<Kor::name::vlanId, U16>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The tags of a port",
+        "tpid", "The port's tag protocol identifier (TPID), 16 bits; the default is 0x8100",
+        "vlanId", "The VLAN of untagged packets; the default is 0");
+
     using ValueOf::ValueOf;
 };
 
@@ -72,6 +77,11 @@ class FreeMirrorSessionMetadata
           Kor::Stored<Kor::name::head, U32>,
           Kor::Stored<Kor::name::next, U32>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "Where the queue of free mirror sessions stands; no operation of the queue touches it",
+        "head", "The position of the first session",
+        "next", "The position that the next session gets");
+
     using ValueOf::ValueOf;
 };
 
@@ -83,6 +93,11 @@ class ParityEventKey
       public Kor::Ordered<ParityEventKey>,
       public Kor::Hashed<ParityEventKey> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A row of a chip table",
+        "table", "The number of the table",
+        "row", "The number of the row");
+
     static constexpr std::string_view korTypeName = "Fen::ParityEvent::Key";
     using ValueOf::ValueOf;
 };
@@ -93,6 +108,11 @@ class ParityEvent
           Kor::Stored<Kor::name::key, ParityEventKey>,
           Kor::Stored<Kor::name::count, U32>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "How often a row was found with wrong parity",
+        "key", "The row",
+        "count", "How often; the default is 0");
+
     using Key = ParityEventKey;
     using ValueOf::ValueOf;
 };
@@ -100,6 +120,10 @@ public:
 /// The log levels of the chip's drivers, a word of bits.
 class BriskLogLevels : public Kor::ValueOf<BriskLogLevels, Kor::Stored<Kor::name::value, U64>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The log levels of the chip's drivers",
+        "value", "One bit a level; the default is 0");
+
     using ValueOf::ValueOf;
 };
 // clang-format on
@@ -123,6 +147,10 @@ namespace Lag::Recirc {
 /// The features for which a LAG sends its packets round again, a word of bits.
 class RecircFeatureSet : public Kor::ValueOf<RecircFeatureSet, Kor::Stored<Kor::name::value, Kor::U32>> {
 public:
+    static constexpr auto korTexts =
+        Kor::texts("", "The features for which a LAG sends its packets round again", "value",
+                   "One bit a feature; the default is 0");
+
     using ValueOf::ValueOf;
 };
 

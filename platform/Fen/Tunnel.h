@@ -33,6 +33,14 @@ class TunnelKey
           Kor::Stored<Kor::name::idLow, U32>>,
       public Kor::Ordered<TunnelKey> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A tunnel: its type, its two ends, and a number within them",
+        "tunnelType", "The kind of tunnel; the default is tunnelTypeNone",
+        "source", "The address that the tunnel begins at",
+        "destinationAddr", "The address that the tunnel ends at",
+        "idHigh", "The high 32 bits of the number within the two ends",
+        "idLow", "The low 32 bits of the number within the two ends");
+
     using ValueOf::ValueOf;
 
     constexpr Kor::U64 id() const { return Kor::U64{idHigh()} << 32 | idLow(); }
@@ -50,11 +58,14 @@ public:
 /// A next hop: 32 bits, null 0xffffffff.
 class FenNextHopId
     : public Kor::ValueOf<FenNextHopId, Kor::Settable<Kor::name::value, U32, 0xffffffffu>>,
-      public Kor::Ordered<FenNextHopId> {
+      public Kor::Ordered<FenNextHopId>,
+      public Kor::Nullable<FenNextHopId> {
 public:
-    using ValueOf::ValueOf;
+    static constexpr auto korTexts = Kor::texts(
+        "", "A next hop",
+        "value", "32 bits; the default 0xffffffff stands for none");
 
-    constexpr bool operator!() const { return *this == FenNextHopId(); }
+    using ValueOf::ValueOf;
 };
 // clang-format on
 

@@ -6,6 +6,8 @@
 #include "platform/Hardware/Loam/FapType.h"
 #include "runtime/Contract.h"
 
+#include <string>
+
 namespace Hardware {
 
 /// The family of a chip, for the chips 1 to 10. Any other number is a broken contract; a release build

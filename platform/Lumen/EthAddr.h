@@ -14,6 +14,10 @@ class EthAddr : public Kor::ValueOf<EthAddr, Kor::Stored<Kor::name::word0, U16>,
                                     Kor::Stored<Kor::name::word1, U16>, Kor::Stored<Kor::name::word2, U16>>,
                 public Kor::Ordered<EthAddr> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "An Ethernet address, 6 octets", "word0", "The first two octets, the first one in the high half",
+        "word1", "The third and the fourth octet", "word2", "The last two octets");
+
     using ValueOf::ValueOf;
 };
 

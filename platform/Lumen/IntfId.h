@@ -24,7 +24,7 @@ namespace Lumen {
 using Kor::U32;
 using Kor::U64;
 
-class __attribute__((visibility("default"))) IntfId {
+class KOR_EXPORT IntfId {
 public:
     constexpr IntfId() = default;
     constexpr explicit IntfId(U64 value) : value_(value) {}
@@ -55,6 +55,6 @@ private:
     U64 value_ = 0;
 };
 
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, IntfId const& intf);
+KOR_EXPORT std::ostream& operator<<(std::ostream& stream, IntfId const& intf);
 
 } // namespace Lumen

@@ -22,7 +22,7 @@ namespace Lumen {
 using Kor::U32;
 using Kor::U8;
 
-class __attribute__((visibility("default"))) IpAddr {
+class KOR_EXPORT IpAddr {
 public:
     constexpr IpAddr() = default;
     constexpr explicit IpAddr(U32 value) : value_(value) {}
@@ -48,6 +48,6 @@ private:
     U32 value_ = 0;
 };
 
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, IpAddr const& address);
+KOR_EXPORT std::ostream& operator<<(std::ostream& stream, IpAddr const& address);
 
 } // namespace Lumen

@@ -3,6 +3,7 @@
 #include "reflect/Text.h"
 
 #include <charconv>
+#include <ostream>
 
 namespace Sideband {
 

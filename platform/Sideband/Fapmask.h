@@ -121,7 +121,7 @@ public:
     }
 
     /// The mask of such a text without its quotes, or none.
-    [[gnu::visibility("default")]] static std::optional<Fapmask> fromText(std::string_view text);
+    KOR_EXPORT static std::optional<Fapmask> fromText(std::string_view text);
 
     friend constexpr bool operator==(Fapmask const&, Fapmask const&) = default;
     friend constexpr std::strong_ordering operator<=>(Fapmask const&, Fapmask const&) = default;
@@ -132,6 +132,6 @@ private:
     U32 word_[4] = {};
 };
 
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& stream, Fapmask const& mask);
+KOR_EXPORT std::ostream& operator<<(std::ostream& stream, Fapmask const& mask);
 
 } // namespace Sideband

@@ -37,10 +37,8 @@ struct Raw256 {
 namespace detail {
 
 /// The bit operations at any width, byte by byte. Bits beyond `bufLen` read as 0 and are not written.
-[[gnu::visibility("default")]] void getBits(U8 const* buf, int bufLen, U8* dst, int dstLen, int width,
-                                            int offset);
-[[gnu::visibility("default")]] void setBits(U8* buf, int bufLen, U8 const* src, int srcLen, int width,
-                                            int offset);
+KOR_EXPORT void getBits(U8 const* buf, int bufLen, U8* dst, int dstLen, int width, int offset);
+KOR_EXPORT void setBits(U8* buf, int bufLen, U8 const* src, int srcLen, int width, int offset);
 
 /// A field within one 64-bit window of the buffer.
 constexpr bool fitsWindow(int bufLen, int valueLen, int width, int offset) {
@@ -93,7 +91,7 @@ inline void maskBuf(U32 const* src, int srcWords, U32* dst, int /*dstWords*/, U3
 
 /// One row of a chip table: a view over a buffer that the caller owns and that outlives the row. It belongs
 /// to whoever made it, and its destruction does nothing to the buffer.
-class __attribute__((visibility("default"))) AsicBase {
+class KOR_EXPORT AsicBase {
 public:
     virtual ~AsicBase();
 
@@ -129,7 +127,7 @@ protected:
 };
 
 /// What the rows of the supported chips add: their address in the chip's register space.
-class __attribute__((visibility("default"))) BcmAsicBase : public AsicBase {
+class KOR_EXPORT BcmAsicBase : public AsicBase {
 public:
     ~BcmAsicBase() override;
 

@@ -24,55 +24,55 @@ class AradIhpIvectIndex(Value):
     null: int
     @property
     def index(self) -> int:
-        """U16, 0 to 256, 256 unless given"""
+        """U16, 0 to 256, 256 unless given, The profile and the tag format in one number, 0 to 256; the default 256 stands for none"""
     @property
     def hash(self) -> int:
-        """U16, 0 to 65535, index[15:0]"""
+        """U16, 0 to 65535, index[15:0], The index again, by which maps find it. Setting it sets the index"""
     @property
     def iveProfile(self) -> IveProfile:
-        """IveProfile, index[2:0]"""
+        """IveProfile, index[2:0], The profile of the interface, 0 to 7. On the null index any but 0 raises Kor::RangeException"""
     @property
     def vlanTagFormat(self) -> VlanTagFormat:
-        """VlanTagFormat, index[6:3]"""
+        """VlanTagFormat, index[6:3], Which tags the packet has, 0 to 15. On the null index any but 0 raises Kor::RangeException"""
 
 class AradIvecEntry(Value):
     def __init__(self, key: AradIvecKey | tuple[Any, ...] | dict[str, Any] = ..., entryFormat: AradIvecFormat | tuple[Any, ...] | dict[str, Any] | int = ...) -> None: ...
     @property
     def key(self) -> AradIvecKey:
-        """AradIvecKey"""
+        """AradIvecKey, The slot"""
     @property
     def entryFormat(self) -> AradIvecFormat:
-        """AradIvecFormat"""
+        """AradIvecFormat, The command"""
 
 class AradIvecFormat(Value):
     def __init__(self, word: int = ..., *, tpidProfile: int = ..., outerTpidIndex: int = ..., outerVidSrc: int = ..., outerPcpDeiSrc: int = ..., innerTpidIndex: int = ..., innerVidSrc: int = ..., innerPcpDeiSrc: int = ..., tagsToRemove: int = ...) -> None: ...
     @property
     def word(self) -> int:
-        """U32, 0 to 4294967295, 0 unless given"""
+        """U32, 0 to 4294967295, 0 unless given, All fields in one word, in the row layout of every chip; the default is 0. Bits 21 to 31 belong to no field and count in =="""
     @property
     def tpidProfile(self) -> int:
-        """U8, 0 to 7, word[2:0]"""
+        """U8, 0 to 7, word[2:0], The TPID profile, 0 to 7"""
     @property
     def outerTpidIndex(self) -> int:
-        """U8, 0 to 3, word[4:3]"""
+        """U8, 0 to 3, word[4:3], The index of the outer tag's TPID, 0 to 3"""
     @property
     def outerVidSrc(self) -> int:
-        """U8, 0 to 7, word[7:5]"""
+        """U8, 0 to 7, word[7:5], Where the VLAN id of the outer tag comes from, a number of IveVlanIdSource; others are not refused"""
     @property
     def outerPcpDeiSrc(self) -> int:
-        """U8, 0 to 7, word[10:8]"""
+        """U8, 0 to 7, word[10:8], Where PCP and DEI of the outer tag come from, a number of IveVlanPcpDeiSource; others are not refused"""
     @property
     def innerTpidIndex(self) -> int:
-        """U8, 0 to 3, word[12:11]"""
+        """U8, 0 to 3, word[12:11], The index of the inner tag's TPID, 0 to 3"""
     @property
     def innerVidSrc(self) -> int:
-        """U8, 0 to 7, word[15:13]"""
+        """U8, 0 to 7, word[15:13], Where the VLAN id of the inner tag comes from, a number of IveVlanIdSource; others are not refused"""
     @property
     def innerPcpDeiSrc(self) -> int:
-        """U8, 0 to 7, word[18:16]"""
+        """U8, 0 to 7, word[18:16], Where PCP and DEI of the inner tag come from, a number of IveVlanPcpDeiSource; others are not refused"""
     @property
     def tagsToRemove(self) -> int:
-        """U8, 0 to 3, word[20:19]"""
+        """U8, 0 to 3, word[20:19], How many tags are removed, a number of TagsToRemoveOption; 3 is not refused"""
 
 class AradIvecFormat_TagsToRemoveOption(Enumeration):
     nop = 0
@@ -95,124 +95,124 @@ class AradIvecKey(Value):
     def __init__(self, fapmask: Fapmask | str | Iterable[int] = ..., index: AradIvecIndex | tuple[Any, ...] | dict[str, Any] = ...) -> None: ...
     @property
     def fapmask(self) -> Fapmask:
-        """Fapmask, [] unless given"""
+        """Fapmask, [] unless given, The chips that have the slot; the default is none"""
     @property
     def index(self) -> AradIvecIndex:
-        """AradIvecIndex"""
+        """AradIvecIndex, The place of the slot, three words; the default 64, 7, 0 stands for none"""
 
 class AradLifAcMp(AradLifEntry):
     def __init__(self, lifType: LifType | str | int = ..., dword0: int = ..., dword1: int = ..., *, vsi: int = ..., ttLearnEnable: int = ..., vlanEditVid2: int = ..., vlanEditVid1: int = ..., vlanEditPcpDeiProfile: int = ..., vlanEditProfile: int = ..., orientationIsHub: int = ..., cosProfile: int = ..., inLifProfile: int = ..., vsiAssignmentMode: int = ..., useInLif: int = ..., type: int = ...) -> None: ...
     @property
     def vsi(self) -> int:
-        """U16, 0 to 65535, dword0[15:0]"""
+        """U16, 0 to 65535, dword0[15:0], The virtual switch instance (VSI) of the bridge domain, 0 to 65535"""
     @property
     def ttLearnEnable(self) -> bool:
-        """bool, dword0[32]"""
+        """bool, dword0[32], Row field ttLearnEnable, 0 or 1"""
     @property
     def vlanEditVid2(self) -> int:
-        """U16, 0 to 4095, dword0[47:36]"""
+        """U16, 0 to 4095, dword0[47:36], The second VLAN id of the VLAN edit, 12 bits. No other kind of LIF has one"""
     @property
     def vlanEditVid1(self) -> int:
-        """U16, 0 to 4095, dword0[59:48]"""
+        """U16, 0 to 4095, dword0[59:48], The first VLAN id of the VLAN edit, 12 bits"""
     @property
     def vlanEditPcpDeiProfile(self) -> int:
-        """U8, 0 to 15, dword0[63:60]"""
+        """U8, 0 to 15, dword0[63:60], The profile for PCP and DEI of the VLAN edit, 0 to 15"""
     @property
     def vlanEditProfile(self) -> int:
-        """U8, 0 to 7, dword1[2:0]"""
+        """U8, 0 to 7, dword1[2:0], The VLAN edit profile, 0 to 7"""
     @property
     def orientationIsHub(self) -> bool:
-        """bool, dword1[3]"""
+        """bool, dword1[3], Row field orientationIsHub, 0 or 1"""
     @property
     def cosProfile(self) -> int:
-        """U8, 0 to 63, dword1[9:4]"""
+        """U8, 0 to 63, dword1[9:4], The class of service profile, 0 to 63"""
     @property
     def inLifProfile(self) -> int:
-        """U8, 0 to 15, dword1[13:10]"""
+        """U8, 0 to 15, dword1[13:10], The profile of the incoming LIF, 0 to 15"""
     @property
     def vsiAssignmentMode(self) -> int:
-        """U8, 0 to 3, dword1[15:14]"""
+        """U8, 0 to 3, dword1[15:14], Row field vsiAssignmentMode, 0 to 3"""
     @property
     def useInLif(self) -> bool:
-        """bool, dword1[32]"""
+        """bool, dword1[32], Row field useInLif, 0 or 1. Only chips 3 and 4 have it; the others drop it"""
     @property
     def type(self) -> int:
-        """U8, 0 to 3, dword1[34:33]"""
+        """U8, 0 to 3, dword1[34:33], Row field type as it is stored. The encoder never reads it; it writes acMp, 3"""
 
 class AradLifAcP2pToAc(AradLifEntry):
     def __init__(self, lifType: LifType | str | int = ..., dword0: int = ..., dword1: int = ..., *, destination: int = ..., destinationValid: int = ..., outLif: int = ..., vlanEditProfile: int = ..., outLifValid: int = ..., useInLif: int = ..., type: int = ...) -> None: ...
     @property
     def destination(self) -> int:
-        """U32, 0 to 524287, dword0[18:0]"""
+        """U32, 0 to 524287, dword0[18:0], Where packets go: 19 bits in the encoding of the Jericho family. Chips 3 and 4 get it converted"""
     @property
     def destinationValid(self) -> bool:
-        """bool, dword0[19]"""
+        """bool, dword0[19], Row field destinationValid, 0 or 1. Only chips 3 and 4 have it; the others drop it"""
     @property
     def outLif(self) -> int:
-        """U32, 0 to 67108863, dword0[45:20]"""
+        """U32, 0 to 67108863, dword0[45:20], The outgoing LIF. Chips 5, 7, 8, 9 and 10 require it below 65536; chips 3 and 4 get its low 16 bits"""
     @property
     def vlanEditProfile(self) -> int:
-        """U8, 0 to 7, dword1[2:0]"""
+        """U8, 0 to 7, dword1[2:0], The VLAN edit profile, 0 to 7"""
     @property
     def outLifValid(self) -> bool:
-        """bool, dword1[14]"""
+        """bool, dword1[14], Row field outLifValid, 0 or 1"""
     @property
     def useInLif(self) -> bool:
-        """bool, dword1[32]"""
+        """bool, dword1[32], Row field useInLif, 0 or 1. Only chips 3 and 4 have it; the others drop it"""
     @property
     def type(self) -> int:
-        """U8, 0 to 3, dword1[34:33]"""
+        """U8, 0 to 3, dword1[34:33], Row field type as it is stored. The encoder never reads it; it writes acP2pToAc, 0"""
 
 class AradLifAcP2pToPwe(AradLifEntry):
     def __init__(self, lifType: LifType | str | int = ..., dword0: int = ..., dword1: int = ..., *, destination: int = ..., destinationValid: int = ..., mplsVcLabel: int = ..., mplsPushProfile: int = ..., vlanEditVid1: int = ..., vlanEditPcpDeiProfile: int = ..., vlanEditProfile: int = ..., orientationIsHub: int = ..., cosProfile: int = ..., inLifProfile: int = ..., vsiAssignmentMode: int = ..., oamLifSet: int = ..., protectionPath: int = ..., protectionPointer: int = ..., useInLif: int = ..., type: int = ...) -> None: ...
     @property
     def destination(self) -> int:
-        """U32, 0 to 524287, dword0[18:0]"""
+        """U32, 0 to 524287, dword0[18:0], Where packets go, 19 bits. Every chip gets it as it is, without conversion"""
     @property
     def destinationValid(self) -> bool:
-        """bool, dword0[19]"""
+        """bool, dword0[19], Row field destinationValid, 0 or 1. Every chip has it"""
     @property
     def mplsVcLabel(self) -> int:
-        """U32, 0 to 1048575, dword0[39:20]"""
+        """U32, 0 to 1048575, dword0[39:20], The MPLS label of the virtual circuit, 0 to 1048575"""
     @property
     def mplsPushProfile(self) -> int:
-        """U8, 0 to 15, dword0[43:40]"""
+        """U8, 0 to 15, dword0[43:40], The profile of the MPLS push, 0 to 15"""
     @property
     def vlanEditVid1(self) -> int:
-        """U16, 0 to 4095, dword0[59:48]"""
+        """U16, 0 to 4095, dword0[59:48], The first VLAN id of the VLAN edit, 12 bits"""
     @property
     def vlanEditPcpDeiProfile(self) -> int:
-        """U8, 0 to 15, dword0[63:60]"""
+        """U8, 0 to 15, dword0[63:60], The profile for PCP and DEI of the VLAN edit, 0 to 15"""
     @property
     def vlanEditProfile(self) -> int:
-        """U8, 0 to 7, dword1[2:0]"""
+        """U8, 0 to 7, dword1[2:0], The VLAN edit profile, 0 to 7"""
     @property
     def orientationIsHub(self) -> bool:
-        """bool, dword1[3]"""
+        """bool, dword1[3], Row field orientationIsHub, 0 or 1"""
     @property
     def cosProfile(self) -> int:
-        """U8, 0 to 63, dword1[9:4]"""
+        """U8, 0 to 63, dword1[9:4], The class of service profile, 0 to 63"""
     @property
     def inLifProfile(self) -> int:
-        """U8, 0 to 15, dword1[13:10]"""
+        """U8, 0 to 15, dword1[13:10], The profile of the incoming LIF, 0 to 15"""
     @property
     def vsiAssignmentMode(self) -> int:
-        """U8, 0 to 3, dword1[15:14]"""
+        """U8, 0 to 3, dword1[15:14], Row field vsiAssignmentMode, 0 to 3"""
     @property
     def oamLifSet(self) -> int:
-        """U8, 0 to 1, dword1[16]"""
+        """U8, 0 to 1, dword1[16], Row field oamLifSet, 0 or 1"""
     @property
     def protectionPath(self) -> int:
-        """U8, 0 to 1, dword1[17]"""
+        """U8, 0 to 1, dword1[17], Row field protectionPath, 0 or 1"""
     @property
     def protectionPointer(self) -> int:
-        """U16, 0 to 16383, dword1[31:18]"""
+        """U16, 0 to 16383, dword1[31:18], Row field protectionPointer, 0 to 16383"""
     @property
     def useInLif(self) -> bool:
-        """bool, dword1[32]"""
+        """bool, dword1[32], Row field useInLif, 0 or 1. Only chips 3 and 4 have it; the others drop it"""
     @property
     def type(self) -> int:
-        """U8, 0 to 3, dword1[34:33]"""
+        """U8, 0 to 3, dword1[34:33], Row field type as it is stored. The encoder never reads it; it writes acP2pToPwe, 1"""
 
 class AradLifBank(Enumeration):
     lifBankTunnelTermination = 1
@@ -223,13 +223,13 @@ class AradLifEntry(Value):
     def __init__(self, lifType: LifType | str | int = ..., dword0: int = ..., dword1: int = ...) -> None: ...
     @property
     def lifType(self) -> LifType:
-        """LifType, 0 unless given"""
+        """LifType, 0 unless given, The kind of LIF. Only the five kinds that have a view class can be written to a chip; the default lifGeneral has none"""
     @property
     def dword0(self) -> int:
-        """U64, 0 to 18446744073709551615, 0 unless given"""
+        """U64, 0 to 18446744073709551615, 0 unless given, Bits 0 to 63 of the row image"""
     @property
     def dword1(self) -> int:
-        """U64, 0 to 18446744073709551615, 0 unless given"""
+        """U64, 0 to 18446744073709551615, 0 unless given, Bits 64 to 127 of the row image"""
 
 class AradLifIndex(Value):
     def __init__(self, index: int = ..., startingBank: AradLifBank | str | int = ...) -> None: ...
@@ -237,154 +237,154 @@ class AradLifIndex(Value):
     min: int
     @property
     def index(self) -> int:
-        """U32, 0 to 131072, 131072 unless given"""
+        """U32, 0 to 131072, 131072 unless given, Counts the LIF entries from the start of startingBank, 0 to 131072; the default is 131072"""
     @property
     def startingBank(self) -> AradLifBank:
-        """AradLifBank, lifBankMax unless given"""
+        """AradLifBank, lifBankMax unless given, The bank that the index counts from; a large index runs on into the next banks. The default is lifBankMax, no bank"""
 
 class AradLifLabelProtocolOrLsp(AradLifEntry):
     def __init__(self, lifType: LifType | str | int = ..., dword0: int = ..., dword1: int = ..., *, orientationIsHub: int = ..., actionProfileIndex: int = ..., modelIsPipe: int = ..., terminationTypeLsb: int = ..., inLifProfile: int = ..., tpidProfile: int = ..., cosProfile: int = ..., vsi: int = ..., vsiMsb: int = ..., serviceType: int = ..., inRifMsb: int = ..., inRifValid: int = ..., expectBos: int = ..., forwardingCode: int = ..., daNotFoundProfile: int = ..., destinationLo: int = ..., destinationHi: int = ..., destinationValidOrTerminationTypeMsb: int = ..., ttLearnEnable: int = ..., vsiAssignmentMode: int = ..., oamLifSet: int = ..., protectionPath: int = ..., protectionPointer: int = ..., inLifValid: int = ..., type: int = ...) -> None: ...
     @property
     def orientationIsHub(self) -> int:
-        """U8, 0 to 1, dword0[0]"""
+        """U8, 0 to 1, dword0[0], Row field orientationIsHub, 0 or 1"""
     @property
     def actionProfileIndex(self) -> int:
-        """U8, 0 to 7, dword0[3:1]"""
+        """U8, 0 to 7, dword0[3:1], Row field actionProfileIndex, 0 to 7"""
     @property
     def modelIsPipe(self) -> int:
-        """U8, 0 to 1, dword0[4]"""
+        """U8, 0 to 1, dword0[4], Row field modelIsPipe, 0 or 1"""
     @property
     def terminationTypeLsb(self) -> int:
-        """U8, 0 to 3, dword0[6:5]"""
+        """U8, 0 to 3, dword0[6:5], Row field terminationTypeLsb, 0 to 3"""
     @property
     def inLifProfile(self) -> int:
-        """U8, 0 to 15, dword0[10:7]"""
+        """U8, 0 to 15, dword0[10:7], The profile of the incoming LIF, 0 to 15"""
     @property
     def tpidProfile(self) -> int:
-        """U8, 0 to 3, dword0[12:11]"""
+        """U8, 0 to 3, dword0[12:11], The TPID profile, 0 to 3"""
     @property
     def cosProfile(self) -> int:
-        """U8, 0 to 63, dword0[18:13]"""
+        """U8, 0 to 63, dword0[18:13], The class of service profile, 0 to 63"""
     @property
     def vsi(self) -> int:
-        """U16, 0 to 32767, dword0[33:19]"""
+        """U16, 0 to 32767, dword0[33:19], The virtual switch instance (VSI), 0 to 32767. On chips 3 and 4 daNotFoundProfile overrides its low 2 bits in the row"""
     @property
     def vsiMsb(self) -> int:
-        """U8, 0 to 3, dword0[33:32]"""
+        """U8, 0 to 3, dword0[33:32], The high 2 bits of vsi: setting either changes the other. Chips 3 and 4 have no such row field"""
     @property
     def serviceType(self) -> int:
-        """U8, 0 to 7, dword0[36:34]"""
+        """U8, 0 to 7, dword0[36:34], Row field serviceType, 0 to 7"""
     @property
     def inRifMsb(self) -> int:
-        """U16, 0 to 4095, dword0[48:37]"""
+        """U16, 0 to 4095, dword0[48:37], Row field inRifMsb, 0 to 4095"""
     @property
     def inRifValid(self) -> int:
-        """U8, 0 to 1, dword0[49]"""
+        """U8, 0 to 1, dword0[49], Row field inRifValid, 0 or 1"""
     @property
     def expectBos(self) -> int:
-        """U8, 0 to 1, dword0[54]"""
+        """U8, 0 to 1, dword0[54], Row field expectBos, 0 or 1. Chips 5, 7 and 10 drop it; on chips 8 and 9 the low bit of forwardingCode overrides it"""
     @property
     def forwardingCode(self) -> int:
-        """U8, 0 to 15, dword0[53:50]"""
+        """U8, 0 to 15, dword0[53:50], Row field forwardingCode, 0 to 15. On chips 8 and 9 its low bit overrides expectBos"""
     @property
     def daNotFoundProfile(self) -> int:
-        """U8, 0 to 3, dword0[56:55]"""
+        """U8, 0 to 3, dword0[56:55], Row field daNotFoundProfile, 0 to 3. On chips 3 and 4 it overrides the low 2 bits of vsi in the row"""
     @property
     def destinationLo(self) -> int:
-        """U32, 0 to 127, dword0[63:57]"""
+        """U32, 0 to 127, dword0[63:57], The low 7 bits of destination"""
     @property
     def destinationHi(self) -> int:
-        """U16, 0 to 4095, dword1[11:0]"""
+        """U16, 0 to 4095, dword1[11:0], The high 12 bits of destination"""
     @property
     def destinationValidOrTerminationTypeMsb(self) -> int:
-        """U8, 0 to 1, dword1[12]"""
+        """U8, 0 to 1, dword1[12], Row field destinationValidOrTerminationTypeMsb, 0 or 1"""
     @property
     def ttLearnEnable(self) -> int:
-        """U8, 0 to 1, dword1[13]"""
+        """U8, 0 to 1, dword1[13], Row field ttLearnEnable, 0 or 1"""
     @property
     def vsiAssignmentMode(self) -> int:
-        """U8, 0 to 3, dword1[15:14]"""
+        """U8, 0 to 3, dword1[15:14], Row field vsiAssignmentMode, 0 to 3"""
     @property
     def oamLifSet(self) -> int:
-        """U8, 0 to 1, dword1[16]"""
+        """U8, 0 to 1, dword1[16], Row field oamLifSet, 0 or 1"""
     @property
     def protectionPath(self) -> int:
-        """U8, 0 to 1, dword1[17]"""
+        """U8, 0 to 1, dword1[17], Row field protectionPath, 0 or 1"""
     @property
     def protectionPointer(self) -> int:
-        """U16, 0 to 16383, dword1[31:18]"""
+        """U16, 0 to 16383, dword1[31:18], Row field protectionPointer, 0 to 16383"""
     @property
     def inLifValid(self) -> int:
-        """U8, 0 to 1, dword1[32]"""
+        """U8, 0 to 1, dword1[32], Row field inLifValid, 0 or 1. Only chips 3 and 4 have it; the others drop it"""
     @property
     def type(self) -> int:
-        """U8, 0 to 3, dword1[34:33]"""
+        """U8, 0 to 3, dword1[34:33], Row field type as it is stored. The encoder never reads it; it writes labelPweLsp, 2"""
 
 class AradLifPweToP2p(AradLifEntry):
     def __init__(self, lifType: LifType | str | int = ..., dword0: int = ..., dword1: int = ..., *, orientationIsHub: int = ..., actionProfileIndex: int = ..., modelIsPipe: int = ..., terminationProfileLsb: int = ..., inLifProfile: int = ..., tpidProfile: int = ..., cosProfile: int = ..., sysInLif: int = ..., eeiOrOutLif: int = ..., outLifValue: int = ..., outLifValidBit: int = ..., destinationLo: int = ..., destinationHi: int = ..., destinationValid: int = ..., eeiOrOutLifType: int = ..., vsiAssignmentMode: int = ..., oamLifSet: int = ..., protectionPath: int = ..., protectionPointer: int = ..., terminationProfileMsb: int = ..., type: int = ...) -> None: ...
     @property
     def orientationIsHub(self) -> bool:
-        """bool, dword0[0]"""
+        """bool, dword0[0], Row field orientationIsHub, 0 or 1"""
     @property
     def actionProfileIndex(self) -> int:
-        """U8, 0 to 7, dword0[3:1]"""
+        """U8, 0 to 7, dword0[3:1], Row field actionProfileIndex, 0 to 7"""
     @property
     def modelIsPipe(self) -> int:
-        """U8, 0 to 1, dword0[4]"""
+        """U8, 0 to 1, dword0[4], Row field modelIsPipe, 0 or 1"""
     @property
     def terminationProfileLsb(self) -> int:
-        """U8, 0 to 3, dword0[6:5]"""
+        """U8, 0 to 3, dword0[6:5], The low 2 bits of terminationProfile"""
     @property
     def inLifProfile(self) -> int:
-        """U8, 0 to 15, dword0[10:7]"""
+        """U8, 0 to 15, dword0[10:7], The profile of the incoming LIF, 0 to 15"""
     @property
     def tpidProfile(self) -> int:
-        """U8, 0 to 3, dword0[12:11]"""
+        """U8, 0 to 3, dword0[12:11], The TPID profile, 0 to 3"""
     @property
     def cosProfile(self) -> int:
-        """U8, 0 to 15, dword0[16:13]"""
+        """U8, 0 to 15, dword0[16:13], The class of service profile, 0 to 15; the other views have 2 bits more"""
     @property
     def sysInLif(self) -> int:
-        """U32, 0 to 65535, dword0[32:17]"""
+        """U32, 0 to 65535, dword0[32:17], Row field sysInLif, 0 to 65535"""
     @property
     def eeiOrOutLif(self) -> int:
-        """U32, 0 to 16777215, dword0[56:33]"""
+        """U32, 0 to 16777215, dword0[56:33], 24 bits that outLifValue and outLifValidBit name in part. The encoder writes those two and drops the rest"""
     @property
     def outLifValue(self) -> int:
-        """U32, 0 to 65535, dword0[48:33]"""
+        """U32, 0 to 65535, dword0[48:33], The outgoing LIF, 0 to 65535: the low 16 bits of eeiOrOutLif"""
     @property
     def outLifValidBit(self) -> int:
-        """U8, 0 to 1, dword0[49]"""
+        """U8, 0 to 1, dword0[49], Row field outLifValidBit, 0 or 1: the 17th bit of eeiOrOutLif"""
     @property
     def destinationLo(self) -> int:
-        """U32, 0 to 127, dword0[63:57]"""
+        """U32, 0 to 127, dword0[63:57], The low 7 bits of destination"""
     @property
     def destinationHi(self) -> int:
-        """U16, 0 to 4095, dword1[11:0]"""
+        """U16, 0 to 4095, dword1[11:0], The high 12 bits of destination"""
     @property
     def destinationValid(self) -> int:
-        """U8, 0 to 1, dword1[12]"""
+        """U8, 0 to 1, dword1[12], Row field destinationValid, 0 or 1. Only chips 3 and 4 have it; the others drop it"""
     @property
     def eeiOrOutLifType(self) -> int:
-        """U8, 0 to 1, dword1[13]"""
+        """U8, 0 to 1, dword1[13], Row field eeiOrOutLifType, 0 or 1"""
     @property
     def vsiAssignmentMode(self) -> int:
-        """U8, 0 to 3, dword1[15:14]"""
+        """U8, 0 to 3, dword1[15:14], Row field vsiAssignmentMode, 0 to 3"""
     @property
     def oamLifSet(self) -> int:
-        """U8, 0 to 1, dword1[16]"""
+        """U8, 0 to 1, dword1[16], Row field oamLifSet, 0 or 1"""
     @property
     def protectionPath(self) -> int:
-        """U8, 0 to 1, dword1[17]"""
+        """U8, 0 to 1, dword1[17], Row field protectionPath, 0 or 1"""
     @property
     def protectionPointer(self) -> int:
-        """U16, 0 to 16383, dword1[31:18]"""
+        """U16, 0 to 16383, dword1[31:18], Row field protectionPointer, 0 to 16383"""
     @property
     def terminationProfileMsb(self) -> int:
-        """U8, 0 to 1, dword1[32]"""
+        """U8, 0 to 1, dword1[32], The high bit of terminationProfile"""
     @property
     def type(self) -> int:
-        """U8, 0 to 3, dword1[34:33]"""
+        """U8, 0 to 3, dword1[34:33], Row field type as it is stored. The encoder never reads it; it writes labelPweP2p, 0"""
 
 class EedbAcConstants(Value):
     def __init__(self) -> None: ...
@@ -404,13 +404,13 @@ class EedbValue(Value):
     def __init__(self, word0: int = ..., word1: int = ..., word2: int = ...) -> None: ...
     @property
     def word0(self) -> int:
-        """U32, 0 to 4294967295, 0 unless given"""
+        """U32, 0 to 4294967295, 0 unless given, Row bits 0 to 31"""
     @property
     def word1(self) -> int:
-        """U32, 0 to 4294967295, 0 unless given"""
+        """U32, 0 to 4294967295, 0 unless given, Row bits 32 to 63"""
     @property
     def word2(self) -> int:
-        """U32, 0 to 4294967295, 0 unless given"""
+        """U32, 0 to 4294967295, 0 unless given, Row bits 64 to 95; bits 10 to 13 of this word tell the format"""
 
 class EvePcpDeiSource(Enumeration):
     evePcpDeiSrcEmpty = 0
@@ -430,94 +430,94 @@ class EvecAppConfig(Entity):
     def __init__(self, argument: VtAppId | str | int) -> None: ...
     @property
     def app(self) -> VtAppId:
-        """VtAppId"""
+        """VtAppId, The application"""
     @property
     def entry(self) -> Map[EvecKey, EvecEntry]:
-        """[EvecKey]: EvecEntry, its key is the key"""
+        """[EvecKey]: EvecEntry, its key is the key, The command that the application wants in this slot. What is in the hardware stands in EvecStatus"""
 
 class EvecAppConfigDir(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def appConfig(self) -> Children[VtAppId, EvecAppConfig]:
-        """[VtAppId]: EvecAppConfig"""
+        """[VtAppId]: EvecAppConfig, What this application asks for"""
 
 class EvecEntry(Value):
     def __init__(self, key: EvecKey | tuple[Any, ...] | dict[str, Any] = ..., format: EvecFormat | tuple[Any, ...] | dict[str, Any] | int = ...) -> None: ...
     @property
     def key(self) -> EvecKey:
-        """EvecKey"""
+        """EvecKey, The slot"""
     @property
     def format(self) -> EvecFormat:
-        """EvecFormat"""
+        """EvecFormat, The command. Read off an attribute log it always has membershipCheckType 1"""
 
 class EvecFormat(Value):
     def __init__(self, value: int = ..., *, nTagsToRemove: int = ..., innerPcpDeiSrc: int = ..., outerPcpDeiSrc: int = ..., innerVidSrc: int = ..., outerVidSrc: int = ..., innerTpidIdx: int = ..., outerTpidIdx: int = ..., membershipCheckType: int = ...) -> None: ...
     @property
     def value(self) -> int:
-        """U32, 0 to 524287, 262144 unless given"""
+        """U32, 0 to 524287, 262144 unless given, All fields in one word, at most 0x7ffff. The default 0x40000 checks the membership and does nothing else"""
     @property
     def nTagsToRemove(self) -> int:
-        """U8, 0 to 3, value[1:0]"""
+        """U8, 0 to 3, value[1:0], How many tags are removed, 0 to 3"""
     @property
     def innerPcpDeiSrc(self) -> int:
-        """U8, 0 to 3, value[3:2]"""
+        """U8, 0 to 3, value[3:2], Where PCP and DEI of the inner tag come from, a number of EvePcpDeiSource"""
     @property
     def outerPcpDeiSrc(self) -> int:
-        """U8, 0 to 3, value[5:4]"""
+        """U8, 0 to 3, value[5:4], Where PCP and DEI of the outer tag come from, a number of EvePcpDeiSource"""
     @property
     def innerVidSrc(self) -> int:
-        """U8, 0 to 7, value[8:6]"""
+        """U8, 0 to 7, value[8:6], Where the VLAN id of the inner tag comes from, a number of EveVlanIdSource. 6 and 7 are none, and are not refused"""
     @property
     def outerVidSrc(self) -> int:
-        """U8, 0 to 7, value[11:9]"""
+        """U8, 0 to 7, value[11:9], Where the VLAN id of the outer tag comes from, a number of EveVlanIdSource. 6 and 7 are none, and are not refused"""
     @property
     def innerTpidIdx(self) -> int:
-        """U8, 0 to 7, value[14:12]"""
+        """U8, 0 to 7, value[14:12], The index of the inner tag's TPID, 0 to 7. Chips 3, 4, 5 and 7 get its low 2 bits only"""
     @property
     def outerTpidIdx(self) -> int:
-        """U8, 0 to 7, value[17:15]"""
+        """U8, 0 to 7, value[17:15], The index of the outer tag's TPID, 0 to 7. Chips 3, 4, 5 and 7 get its low 2 bits only"""
     @property
     def membershipCheckType(self) -> int:
-        """U8, 0 to 1, value[18]"""
+        """U8, 0 to 1, value[18], 1 in every command made from a number. Chips 8, 9 and 10 always get 1; the others have no such field"""
 
 class EvecKey(Value):
     def __init__(self, fapMask: Fapmask | str | Iterable[int] = ..., index: int = ...) -> None: ...
     @property
     def fapMask(self) -> Fapmask:
-        """Fapmask, [] unless given"""
+        """Fapmask, [] unless given, The chips that have the slot; the default is none"""
     @property
     def index(self) -> int:
-        """EvecIndex, 0 to 65535, 1024 unless given"""
+        """EvecIndex, 0 to 65535, 1024 unless given, The number of the slot; the default 1024 stands for none"""
 
 class EvecOwner(Value):
     def __init__(self, key: EvecKey | tuple[Any, ...] | dict[str, Any] = ..., app: VtAppId | str | int = ...) -> None: ...
     @property
     def key(self) -> EvecKey:
-        """EvecKey"""
+        """EvecKey, The slot"""
     @property
     def app(self) -> VtAppId:
-        """VtAppId, 0 unless given"""
+        """VtAppId, 0 unless given, The application that owns the slot; the default is vtAppNone"""
 
 class EvecStatus(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def entry(self) -> Map[EvecKey, EvecEntry]:
-        """[EvecKey]: EvecEntry, its key is the key"""
+        """[EvecKey]: EvecEntry, its key is the key, The command in this slot; it can be there without an owner"""
     @property
     def owner(self) -> Map[EvecKey, EvecOwner]:
-        """[EvecKey]: EvecOwner, its key is the key"""
+        """[EvecKey]: EvecOwner, its key is the key, The application that owns this slot; it can be there without a command"""
 
 class EvecValue(Value):
     def __init__(self, word0: int = ..., *, evec0: int = ..., evec1: int = ...) -> None: ...
     @property
     def word0(self) -> int:
-        """U64, 0 to 274877906943, 0 unless given"""
+        """U64, 0 to 274877906943, 0 unless given, Both commands, at most 0x3fffffffff, in the row layout of chips 8, 9 and 10; the default is 0"""
     @property
     def evec0(self) -> int:
-        """U32, 0 to 524287, word0[18:0]"""
+        """U32, 0 to 524287, word0[18:0], The 19 bits of the first command, as they are stored"""
     @property
     def evec1(self) -> int:
-        """U32, 0 to 524287, word0[37:19]"""
+        """U32, 0 to 524287, word0[37:19], The 19 bits of the second command, as they are stored"""
 
 class FapType(Enumeration):
     fapTypeOther = 1
@@ -528,10 +528,10 @@ class FapTypeProperties(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def properties(self) -> References[FapType, FapTypeProperties_Properties]:
-        """[FapType]: FapTypeProperties_Properties, which live elsewhere"""
+        """[FapType]: FapTypeProperties_Properties, which live elsewhere, The sizes and the arithmetic of this family; the Arad and the Jericho family have one"""
     @property
     def initialized(self) -> bool:
-        """bool, False at first"""
+        """bool, False at first, Whether both families are there; handleInitialized sets it at its end"""
     @initialized.setter
     def initialized(self, value: bool) -> None: ...
 
@@ -539,30 +539,30 @@ class FapTypeProperties_AradProperties(Entity):
     def __init__(self, argument: FapType | str | int) -> None: ...
     @property
     def fapType(self) -> FapType:
-        """FapType"""
+        """FapType, The family"""
     @property
     def isemHwSize(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, The hardware size of the ISEM: 32768 on Arad, 65536 on Jericho"""
     @isemHwSize.setter
     def isemHwSize(self, value: int) -> None: ...
     @property
     def esemHwSize(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, The hardware size of the ESEM: 16384 on Arad, 65536 on Jericho"""
     @esemHwSize.setter
     def esemHwSize(self, value: int) -> None: ...
     @property
     def evecProfileSize(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, The size of the egress edit-vector profile: 4 on Arad, 5 on Jericho"""
     @evecProfileSize.setter
     def evecProfileSize(self, value: int) -> None: ...
     @property
     def lifEntriesPerBank(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, LIF entries in one bank: 16384 on Arad, 32768 on Jericho"""
     @lifEntriesPerBank.setter
     def lifEntriesPerBank(self, value: int) -> None: ...
     @property
     def tcamEntriesPerBank(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, TCAM entries in one bank: MAX_ARAD_TCAM_ENTRIES or else 1024, MAX_JERICHO_TCAM_ENTRIES or else 2048"""
     @tcamEntriesPerBank.setter
     def tcamEntriesPerBank(self, value: int) -> None: ...
 
@@ -570,30 +570,30 @@ class FapTypeProperties_JerichoProperties(Entity):
     def __init__(self, argument: FapType | str | int) -> None: ...
     @property
     def fapType(self) -> FapType:
-        """FapType"""
+        """FapType, The family"""
     @property
     def isemHwSize(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, The hardware size of the ISEM: 32768 on Arad, 65536 on Jericho"""
     @isemHwSize.setter
     def isemHwSize(self, value: int) -> None: ...
     @property
     def esemHwSize(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, The hardware size of the ESEM: 16384 on Arad, 65536 on Jericho"""
     @esemHwSize.setter
     def esemHwSize(self, value: int) -> None: ...
     @property
     def evecProfileSize(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, The size of the egress edit-vector profile: 4 on Arad, 5 on Jericho"""
     @evecProfileSize.setter
     def evecProfileSize(self, value: int) -> None: ...
     @property
     def lifEntriesPerBank(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, LIF entries in one bank: 16384 on Arad, 32768 on Jericho"""
     @lifEntriesPerBank.setter
     def lifEntriesPerBank(self, value: int) -> None: ...
     @property
     def tcamEntriesPerBank(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, TCAM entries in one bank: MAX_ARAD_TCAM_ENTRIES or else 1024, MAX_JERICHO_TCAM_ENTRIES or else 2048"""
     @tcamEntriesPerBank.setter
     def tcamEntriesPerBank(self, value: int) -> None: ...
 
@@ -601,30 +601,30 @@ class FapTypeProperties_Properties(Entity):
     def __init__(self, argument: FapType | str | int) -> None: ...
     @property
     def fapType(self) -> FapType:
-        """FapType"""
+        """FapType, The family"""
     @property
     def isemHwSize(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, The hardware size of the ISEM: 32768 on Arad, 65536 on Jericho"""
     @isemHwSize.setter
     def isemHwSize(self, value: int) -> None: ...
     @property
     def esemHwSize(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, The hardware size of the ESEM: 16384 on Arad, 65536 on Jericho"""
     @esemHwSize.setter
     def esemHwSize(self, value: int) -> None: ...
     @property
     def evecProfileSize(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, The size of the egress edit-vector profile: 4 on Arad, 5 on Jericho"""
     @evecProfileSize.setter
     def evecProfileSize(self, value: int) -> None: ...
     @property
     def lifEntriesPerBank(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, LIF entries in one bank: 16384 on Arad, 32768 on Jericho"""
     @lifEntriesPerBank.setter
     def lifEntriesPerBank(self, value: int) -> None: ...
     @property
     def tcamEntriesPerBank(self) -> int:
-        """U32, 0 to 4294967295, 0 at first"""
+        """U32, 0 to 4294967295, 0 at first, TCAM entries in one bank: MAX_ARAD_TCAM_ENTRIES or else 1024, MAX_JERICHO_TCAM_ENTRIES or else 2048"""
     @tcamEntriesPerBank.setter
     def tcamEntriesPerBank(self, value: int) -> None: ...
 
@@ -632,7 +632,7 @@ class HwIvecs(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def hwIvec(self) -> Map[AradIvecKey, AradIvecEntry]:
-        """[AradIvecKey]: AradIvecEntry"""
+        """[AradIvecKey]: AradIvecEntry, The command in this slot. Nothing compares the slot with the entry's own key: give the same one twice"""
 
 class IveProfile(Enumeration):
     iveProfile0 = 0
@@ -662,91 +662,91 @@ class IvecAppConfig(Entity):
     def __init__(self, argument: VtAppId | str | int) -> None: ...
     @property
     def app(self) -> VtAppId:
-        """VtAppId"""
+        """VtAppId, The application"""
     @property
     def entry(self) -> Map[AradIvecKey, AradIvecEntry]:
-        """[AradIvecKey]: AradIvecEntry, its key is the key"""
+        """[AradIvecKey]: AradIvecEntry, its key is the key, The command that the application wants in this slot"""
 
 class IvecAppConfigDir(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def appConfig(self) -> Children[VtAppId, IvecAppConfig]:
-        """[VtAppId]: IvecAppConfig"""
+        """[VtAppId]: IvecAppConfig, What this application asks for"""
 
 class IvecAppStatus(Entity):
     def __init__(self, argument: VtAppId | str | int) -> None: ...
     @property
     def app(self) -> VtAppId:
-        """VtAppId"""
+        """VtAppId, The application"""
     @property
     def status(self) -> Map[AradIvecKey, AradIvecEntry]:
-        """[AradIvecKey]: AradIvecEntry, its key is the key"""
+        """[AradIvecKey]: AradIvecEntry, its key is the key, The command that the application has got in this slot"""
 
 class IvecAppStatusDir(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def appStatus(self) -> Children[VtAppId, IvecAppStatus]:
-        """[VtAppId]: IvecAppStatus"""
+        """[VtAppId]: IvecAppStatus, What this application has got"""
 
 class IvectAppConfig(Entity):
     def __init__(self, argument: VtAppId | str | int) -> None: ...
     @property
     def app(self) -> VtAppId:
-        """VtAppId"""
+        """VtAppId, The application"""
     @property
     def config(self) -> Map[AradIhpIvectIndex, AradIvecIndex]:
-        """[AradIhpIvectIndex]: AradIvecIndex"""
+        """[AradIhpIvectIndex]: AradIvecIndex, The index of the command that packets of this profile and tag format are to get"""
 
 class IvectAppConfigDir(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def appConfig(self) -> Children[VtAppId, IvectAppConfig]:
-        """[VtAppId]: IvectAppConfig"""
+        """[VtAppId]: IvectAppConfig, What this application wants"""
 
 class IvectAppStatus(Entity):
     def __init__(self, argument: VtAppId | str | int) -> None: ...
     @property
     def app(self) -> VtAppId:
-        """VtAppId"""
+        """VtAppId, The application"""
     @property
     def status(self) -> Map[AradIhpIvectIndex, AradIvecIndex]:
-        """[AradIhpIvectIndex]: AradIvecIndex"""
+        """[AradIhpIvectIndex]: AradIvecIndex, The index of the command that packets of this profile and tag format get"""
 
 class IvectAppStatusDir(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def appStatus(self) -> Children[VtAppId, IvectAppStatus]:
-        """[VtAppId]: IvectAppStatus"""
+        """[VtAppId]: IvectAppStatus, What this application has got"""
 
 class LifAppConfig(Entity):
     def __init__(self, argument: VtAppId | str | int) -> None: ...
     @property
     def app(self) -> VtAppId:
-        """VtAppId"""
+        """VtAppId, The application"""
     @property
     def reqCount(self) -> Map[AradLifEntry, int]:
-        """[AradLifEntry]: U32, 0 to 4294967295"""
+        """[AradLifEntry]: U32, 0 to 4294967295, How often the application asks for this LIF. It stays at 0 until reqCountDel ends the request"""
 
 class LifAppConfigDir(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def appConfig(self) -> Children[VtAppId, LifAppConfig]:
-        """[VtAppId]: LifAppConfig"""
+        """[VtAppId]: LifAppConfig, What this application asks for"""
 
 class LifAppStatus(Entity):
     def __init__(self, argument: VtAppId | str | int) -> None: ...
     @property
     def app(self) -> VtAppId:
-        """VtAppId"""
+        """VtAppId, The application"""
     @property
     def lifEntry(self) -> Map[AradLifEntry, AradLifIndex]:
-        """[AradLifEntry]: AradLifIndex"""
+        """[AradLifEntry]: AradLifIndex, Where this LIF lies; absent reads as the null index"""
 
 class LifAppStatusDir(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def appStatus(self) -> Children[VtAppId, LifAppStatus]:
-        """[VtAppId]: LifAppStatus"""
+        """[VtAppId]: LifAppStatus, What this application has got"""
 
 class LifType(Enumeration):
     lifGeneral = 0
@@ -769,124 +769,124 @@ class OutAcAppConfig(Entity):
     def __init__(self, argument: VtAppId | str | int) -> None: ...
     @property
     def app(self) -> VtAppId:
-        """VtAppId"""
+        """VtAppId, The application"""
     @property
     def reqCount(self) -> Map[OutAcKey, int]:
-        """[OutAcKey]: U32, 0 to 4294967295"""
+        """[OutAcKey]: U32, 0 to 4294967295, How often the application asks for this out-AC. It stays at 0 until reqCountDel ends the request"""
 
 class OutAcAppConfigDir(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def appConfig(self) -> Children[VtAppId, OutAcAppConfig]:
-        """[VtAppId]: OutAcAppConfig"""
+        """[VtAppId]: OutAcAppConfig, What this application asks for"""
 
 class OutAcAppStatus(Entity):
     def __init__(self, argument: VtAppId | str | int) -> None: ...
     @property
     def app(self) -> VtAppId:
-        """VtAppId"""
+        """VtAppId, The application"""
     @property
     def acEntry(self) -> Map[OutAcKey, OutAcEntry]:
-        """[OutAcKey]: OutAcEntry, its acKey is the key"""
+        """[OutAcKey]: OutAcEntry, its acKey is the key, The out-AC of this key and its index, for this application; absent until it has one"""
 
 class OutAcAppStatusDir(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def appStatus(self) -> Children[VtAppId, OutAcAppStatus]:
-        """[VtAppId]: OutAcAppStatus"""
+        """[VtAppId]: OutAcAppStatus, What this application has got"""
 
 class OutAcConfig(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def acRequest(self) -> Children[OutAcKey, OutAcRequest]:
-        """[OutAcKey]: OutAcRequest"""
+        """[OutAcKey]: OutAcRequest, The applications that ask for this out-AC. It stays until it is deleted, also when none is left"""
 
 class OutAcEntry(Value):
     def __init__(self, acKey: OutAcKey | tuple[Any, ...] | dict[str, Any] = ..., acIndex: int = ...) -> None: ...
     @property
     def acKey(self) -> OutAcKey:
-        """OutAcKey"""
+        """OutAcKey, Which out-AC, and on which chips"""
     @property
     def acIndex(self) -> int:
-        """OutAcIndex, 0 to 65535, 65535 unless given"""
+        """OutAcIndex, 0 to 65535, 65535 unless given, The index that the out-AC was given; the default 65535 stands for none"""
 
 class OutAcFormat(Value):
     def __init__(self, value: int = ..., *, pcpDeiProfile: int = ..., vid1: int = ..., vid2: int = ..., vlanEditProfile: int = ..., oamLifSet: int = ..., drop: int = ..., format: int = ..., unused: int = ...) -> None: ...
     @property
     def value(self) -> int:
-        """U64, 0 to 18446744073709551615, 0 unless given"""
+        """U64, 0 to 18446744073709551615, 0 unless given, All fields in one word; the default 0 has every field 0"""
     @property
     def pcpDeiProfile(self) -> int:
-        """U8, 0 to 15, value[3:0]"""
+        """U8, 0 to 15, value[3:0], The profile for PCP and DEI, 0 to 15"""
     @property
     def vid1(self) -> int:
-        """U16, 0 to 4095, value[15:4]"""
+        """U16, 0 to 4095, value[15:4], The first VLAN id of the edit, 12 bits"""
     @property
     def vid2(self) -> int:
-        """U16, 0 to 4095, value[27:16]"""
+        """U16, 0 to 4095, value[27:16], The second VLAN id of the edit, 12 bits"""
     @property
     def vlanEditProfile(self) -> int:
-        """U8, 0 to 15, value[31:28]"""
+        """U8, 0 to 15, value[31:28], The VLAN edit profile, 0 to 15"""
     @property
     def oamLifSet(self) -> bool:
-        """bool, value[32]"""
+        """bool, value[32], Row field ac0ActionOamLifSet or ac1ActionOamLifSet, 0 or 1"""
     @property
     def drop(self) -> bool:
-        """bool, value[33]"""
+        """bool, value[33], Row field ac0ActionDrop or ac1ActionDrop, 0 or 1"""
     @property
     def format(self) -> int:
-        """U8, 0 to 7, value[36:34]"""
+        """U8, 0 to 7, value[36:34], The entry format, 0 to 7. Chip 4 requires it below 4, chips 5 and 7 so for AC 0. Chips 8, 9 and 10 drop it"""
     @property
     def unused(self) -> int:
-        """U32, 0 to 134217727, value[63:37]"""
+        """U32, 0 to 134217727, value[63:37], Belongs to no field. It counts in comparison and hash; an OutAcValue drops it"""
 
 class OutAcKey(Value):
     def __init__(self, fapMask: Fapmask | str | Iterable[int] = ..., acFormat: OutAcFormat | tuple[Any, ...] | dict[str, Any] | int = ...) -> None: ...
     @property
     def fapMask(self) -> Fapmask:
-        """Fapmask, [] unless given"""
+        """Fapmask, [] unless given, The chips; the default is none"""
     @property
     def acFormat(self) -> OutAcFormat:
-        """OutAcFormat"""
+        """OutAcFormat, What the out-AC does to a packet"""
 
 class OutAcRequest(Entity):
     def __init__(self, argument: OutAcKey | tuple[Any, ...] | dict[str, Any]) -> None: ...
     @property
     def acKey(self) -> OutAcKey:
-        """OutAcKey"""
+        """OutAcKey, Which out-AC, and on which chips"""
     @property
     def reqCount(self) -> Map[VtAppId, int]:
-        """[VtAppId]: U32, 0 to 4294967295"""
+        """[VtAppId]: U32, 0 to 4294967295, How often this application asks for the out-AC. It stays at 0 until reqCountDel takes it out"""
 
 class OutAcStatus(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def acEntry(self) -> Map[OutAcKey, OutAcEntry]:
-        """[OutAcKey]: OutAcEntry, its acKey is the key"""
+        """[OutAcKey]: OutAcEntry, its acKey is the key, The out-AC of this key and its index; absent until it has one"""
 
 class OutAcValue(EedbValue):
     def __init__(self, word0: int = ..., word1: int = ..., word2: int = ..., *, acEntryFormat: int = ..., ac1EntryFormat: int = ..., ac0EntryFormat: int = ..., ac0_0_31: int = ..., ac0_32_36: int = ..., ac1_0_26: int = ..., ac1_27_36: int = ...) -> None: ...
     @property
     def acEntryFormat(self) -> int:
-        """U8, 0 to 15, word2[13:10]"""
+        """U8, 0 to 15, word2[13:10], The format of the whole entry, row bits 74 to 77. The encoder does not read it; it writes 0"""
     @property
     def ac1EntryFormat(self) -> int:
-        """U8, 0 to 7, word2[9:7]"""
+        """U8, 0 to 7, word2[9:7], The field format of AC 1; its bits are part of ac1_27_36"""
     @property
     def ac0EntryFormat(self) -> int:
-        """U8, 0 to 7, word1[4:2]"""
+        """U8, 0 to 7, word1[4:2], The field format of AC 0; its bits are part of ac0_32_36"""
     @property
     def ac0_0_31(self) -> int:
-        """U32, 0 to 4294967295, word0[31:0]"""
+        """U32, 0 to 4294967295, word0[31:0], Bits 0 to 31 of AC 0"""
     @property
     def ac0_32_36(self) -> int:
-        """U32, 0 to 31, word1[4:0]"""
+        """U32, 0 to 31, word1[4:0], Bits 32 to 36 of AC 0"""
     @property
     def ac1_0_26(self) -> int:
-        """U32, 0 to 134217727, word1[31:5]"""
+        """U32, 0 to 134217727, word1[31:5], Bits 0 to 26 of AC 1"""
     @property
     def ac1_27_36(self) -> int:
-        """U32, 0 to 1023, word2[9:0]"""
+        """U32, 0 to 1023, word2[9:0], Bits 27 to 36 of AC 1"""
 
 class TableAddStatus(Enumeration):
     tableAddNone = 0
@@ -899,13 +899,13 @@ class TagPopPushConfig(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def app(self) -> Map[VtAppId, bool]:
-        """[VtAppId]: bool"""
+        """[VtAppId]: bool, Whether this application wants it; absent reads as false, and so does a stored false"""
 
 class TagPopPushStatus(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def enabled(self) -> bool:
-        """bool, False at first"""
+        """bool, False at first, On or off for all applications together; the default is off"""
     @enabled.setter
     def enabled(self, value: bool) -> None: ...
 
@@ -913,7 +913,7 @@ class TapAggNormalFapMask(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def fapMask(self) -> Fapmask:
-        """Fapmask, [] at first"""
+        """Fapmask, [] at first, The chips; the default is none"""
     @fapMask.setter
     def fapMask(self, value: Fapmask | str | Iterable[int]) -> None: ...
 
@@ -921,74 +921,74 @@ class TcamSharingConfig(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def request(self) -> Map[TcamSharingRequest, TcamSharingPolicyId]:
-        """[TcamSharingRequest]: TcamSharingPolicyId"""
+        """[TcamSharingRequest]: TcamSharingPolicyId, The policies that are wanted for this interface and chip; absent reads as 0, none"""
 
 class TcamSharingEntry(Value):
     def __init__(self, request: TcamSharingRequest | tuple[Any, ...] | dict[str, Any] = ..., policyId: TcamSharingPolicyId | tuple[Any, ...] | dict[str, Any] | int = ...) -> None: ...
     @property
     def request(self) -> TcamSharingRequest:
-        """TcamSharingRequest"""
+        """TcamSharingRequest, The interface and the chip"""
     @property
     def policyId(self) -> TcamSharingPolicyId:
-        """TcamSharingPolicyId"""
+        """TcamSharingPolicyId, The policies"""
 
 class TcamSharingPendingRequest(Value):
     def __init__(self, entry: TcamSharingEntry | tuple[Any, ...] | dict[str, Any] = ..., insert: bool = ...) -> None: ...
     @property
     def entry(self) -> TcamSharingEntry:
-        """TcamSharingEntry"""
+        """TcamSharingEntry, The request and its policies"""
     @property
     def insert(self) -> bool:
-        """bool, False unless given"""
+        """bool, False unless given, True where the entry is to be put in; the default is false"""
 
 class TcamSharingPolicyId(Value):
     def __init__(self, value: int = ..., *, qosPolicy: int = ..., pbrPolicy: int = ..., ipv4Policy: int = ..., ipv6Policy: int = ..., ipv6PolicyValid: int = ..., ipv6EgressPolicy: int = ..., haloAclLabel: int = ...) -> None: ...
     @property
     def value(self) -> int:
-        """U32, 0 to 4294967295, 0 unless given"""
+        """U32, 0 to 4294967295, 0 unless given, All policy numbers; the default 0 has none. Bits 27 to 31 belong to no field"""
     null: int
     @property
     def qosPolicy(self) -> int:
-        """U8, 0 to 31, value[4:0]"""
+        """U8, 0 to 31, value[4:0], The number of the QoS policy, 0 to 31"""
     @property
     def pbrPolicy(self) -> int:
-        """U8, 0 to 31, value[9:5]"""
+        """U8, 0 to 31, value[9:5], The number of the policy-based routing policy, 0 to 31"""
     @property
     def ipv4Policy(self) -> int:
-        """U8, 0 to 31, value[14:10]"""
+        """U8, 0 to 31, value[14:10], The number of the IPv4 policy, 0 to 31"""
     @property
     def ipv6Policy(self) -> int:
-        """U8, 0 to 1, value[15]"""
+        """U8, 0 to 1, value[15], The number of the IPv6 policy, 0 or 1"""
     @property
     def ipv6PolicyValid(self) -> int:
-        """U8, 0 to 1, value[16]"""
+        """U8, 0 to 1, value[16], 1 where ipv6Policy counts"""
     @property
     def ipv6EgressPolicy(self) -> int:
-        """U16, 0 to 1023, value[26:17]"""
+        """U16, 0 to 1023, value[26:17], The number of the IPv6 egress policy, 0 to 1023. Setting it changes haloAclLabel"""
     @property
     def haloAclLabel(self) -> int:
-        """U8, 0 to 127, value[23:17]"""
+        """U8, 0 to 127, value[23:17], The label of the halo ACL, 0 to 127: the low 7 bits of ipv6EgressPolicy. Setting either changes the other"""
 
 class TcamSharingRequest(Value):
     def __init__(self, intfId: Interface | str | int = ..., fapId: int = ..., l3FloodPortVlanId: int = ...) -> None: ...
     @property
     def intfId(self) -> Interface:
-        """IntfId, 0 to 18446744073709551615, 0 unless given"""
+        """IntfId, 0 to 18446744073709551615, 0 unless given, The interface; the default is the empty one"""
     @property
     def fapId(self) -> int:
-        """FapId, 0 to 2048, 2048 unless given"""
+        """FapId, 0 to 2048, 2048 unless given, The chip, 0 to 2047; the default 2048 stands for none"""
     @property
     def l3FloodPortVlanId(self) -> int:
-        """VlanIdOrNone, 0 to 4094, 0 unless given"""
+        """VlanIdOrNone, 0 to 4094, 0 unless given, The L3 flood VLAN of the interface, up to 4094; the default 0 stands for none. It does not enter the hash"""
 
 class TcamSharingResponse(Value):
     def __init__(self, result: TcamSharingResult | str | int = ..., policyId: TcamSharingPolicyId | tuple[Any, ...] | dict[str, Any] | int = ...) -> None: ...
     @property
     def result(self) -> TcamSharingResult:
-        """TcamSharingResult, 0 unless given"""
+        """TcamSharingResult, 0 unless given, Whether the policies went in; the default tcamSharingInsertDefault is no answer"""
     @property
     def policyId(self) -> TcamSharingPolicyId:
-        """TcamSharingPolicyId"""
+        """TcamSharingPolicyId, The policies of the answer; the default 0 has none"""
 
 class TcamSharingResult(Enumeration):
     tcamSharingInsertDefault = 0
@@ -999,22 +999,22 @@ class TcamSharingStatus(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def response(self) -> Map[TcamSharingRequest, TcamSharingResponse]:
-        """[TcamSharingRequest]: TcamSharingResponse"""
+        """[TcamSharingRequest]: TcamSharingResponse, The answer to the request with this key; absent reads as tcamSharingInsertDefault"""
 
 class TcamSharingVlanIdOrDomainResponse(Value):
     def __init__(self, value: int = ..., success: bool = ...) -> None: ...
     @property
     def value(self) -> int:
-        """U16, 0 to 65535, 0 unless given"""
+        """U16, 0 to 65535, 0 unless given, The number; the default is 0"""
     @property
     def success(self) -> bool:
-        """bool, False unless given"""
+        """bool, False unless given, Whether the number was given; the default is false"""
 
 class TpidRewriteStatus(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def enabled(self) -> bool:
-        """bool, False at first"""
+        """bool, False at first, On or off; the default is off"""
     @enabled.setter
     def enabled(self, value: bool) -> None: ...
 
@@ -1028,13 +1028,13 @@ class TpidVtAppConfigEntry(Value):
     def __init__(self, intf: Interface | str | int = ..., intfTpid: int = ..., intfTpidIndex: int = ...) -> None: ...
     @property
     def intf(self) -> Interface:
-        """IntfId, 0 to 18446744073709551615, 0 unless given"""
+        """IntfId, 0 to 18446744073709551615, 0 unless given, The interface; the default is the empty one"""
     @property
     def intfTpid(self) -> int:
-        """IntfTpid, 0 to 65535, 33024 unless given"""
+        """IntfTpid, 0 to 65535, 33024 unless given, The TPID, 16 bits; the default is 0x8100"""
     @property
     def intfTpidIndex(self) -> int:
-        """IntfTpidIndex, 0 to 255, 4 unless given"""
+        """IntfTpidIndex, 0 to 255, 4 unless given, The chip's index of the TPID, 8 bits; the default 4 stands for none"""
 
 class TunnelKey(Value):
     def __init__(self, tunnelType: TunnelType | str | int = ..., source: IPv4Address | str | int = ..., destinationAddr: IPv4Address | str | int = ..., idHigh: int = ..., idLow: int = ...) -> None: ...
@@ -1058,22 +1058,22 @@ class TunnelTerminationConfig(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def config(self) -> Map[TunnelTerminationEntry, bool]:
-        """[TunnelTerminationEntry]: bool"""
+        """[TunnelTerminationEntry]: bool, Whether this tunnel is to end here; absent reads as false"""
 
 class TunnelTerminationEntry(Value):
     def __init__(self, tunnelType: TunnelType | str | int = ..., terminatingIpAddr: IPv4Address | str | int = ...) -> None: ...
     @property
     def tunnelType(self) -> TunnelType:
-        """TunnelType, 0 unless given"""
+        """TunnelType, 0 unless given, The kind of tunnel; the default is tunnelTypeNone"""
     @property
     def terminatingIpAddr(self) -> IPv4Address:
-        """IpAddr, 0 unless given"""
+        """IpAddr, 0 unless given, The IP address at which the tunnel ends; the default is 0.0.0.0"""
 
 class TunnelTerminationStatus(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def status(self) -> Map[TunnelTerminationEntry, TableAddStatus]:
-        """[TunnelTerminationEntry]: TableAddStatus"""
+        """[TunnelTerminationEntry]: TableAddStatus, Whether the hardware table took this tunnel; absent reads as tableAddNone"""
 
 class TunnelType(Enumeration):
     tunnelTypeNone = 0
@@ -1088,10 +1088,10 @@ class VcableTpidVtConfigEntry(Value):
     def __init__(self, intf: Interface | str | int = ..., intfTpidIndex: int = ...) -> None: ...
     @property
     def intf(self) -> Interface:
-        """IntfId, 0 to 18446744073709551615, 0 unless given"""
+        """IntfId, 0 to 18446744073709551615, 0 unless given, The interface; the default is the empty one"""
     @property
     def intfTpidIndex(self) -> int:
-        """IntfTpidIndex, 0 to 255, 4 unless given"""
+        """IntfTpidIndex, 0 to 255, 4 unless given, The chip's index of the TPID, 8 bits; the default 4 stands for none"""
 
 class VlanTagFormat(Enumeration):
     vlanTagNone = 0
@@ -1130,22 +1130,22 @@ class VtepToNhIdMapConfig(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def config(self) -> Map[TunnelKey, int]:
-        """[TunnelKey]: FenNextHopId, 0 to 4294967295"""
+        """[TunnelKey]: FenNextHopId, 0 to 4294967295, The next hop that this tunnel is to have; absent reads as 0xffffffff, none"""
 
 class VtepToNhIdMapStatus(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def status(self) -> Map[TunnelKey, VtepToNhIdMapStatusEntry]:
-        """[TunnelKey]: VtepToNhIdMapStatusEntry"""
+        """[TunnelKey]: VtepToNhIdMapStatusEntry, The next hop that this tunnel has got, and whether the hardware table took it"""
 
 class VtepToNhIdMapStatusEntry(Value):
     def __init__(self, nhId: int = ..., addStatus: TableAddStatus | str | int = ...) -> None: ...
     @property
     def nhId(self) -> int:
-        """FenNextHopId, 0 to 4294967295, 4294967295 unless given"""
+        """FenNextHopId, 0 to 4294967295, 4294967295 unless given, The next hop; the default 0xffffffff stands for none"""
     @property
     def addStatus(self) -> TableAddStatus:
-        """TableAddStatus, 0 unless given"""
+        """TableAddStatus, 0 unless given, Whether the hardware table took the next hop; the default is tableAddNone"""
 
 class acType(Enumeration):
     acP2pToAc = 0

@@ -5,9 +5,12 @@
 #include "runtime/HandlerExceptions.h"
 #include "support/Link.h"
 
+#include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <limits>
+#include <string>
+#include <vector>
 
 namespace {
 

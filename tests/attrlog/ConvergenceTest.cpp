@@ -3,8 +3,13 @@
 
 #include "support/Sessions.h"
 
+#include <algorithm>
+#include <array>
 #include <gtest/gtest.h>
 #include <map>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace {
 

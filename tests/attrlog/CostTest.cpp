@@ -4,7 +4,10 @@
 
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <memory>
 #include <new>
+#include <ostream>
+#include <vector>
 
 namespace {
 

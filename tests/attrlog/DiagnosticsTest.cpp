@@ -1,10 +1,12 @@
-#include "attrlog/Diagnostics.h"
+#include "attrlog/session/Diagnostics.h"
 
 #include "runtime/Trace.h"
 #include "support/Sessions.h"
 
 #include <gtest/gtest.h>
+#include <ostream>
 #include <set>
+#include <string>
 
 namespace {
 

@@ -6,7 +6,11 @@
 #include "support/Link.h"
 
 #include <gtest/gtest.h>
+#include <map>
+#include <span>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -68,14 +72,14 @@ TEST(RecordWalker, SaysOfEachEntityWhatItHas) {
         support::eachWireAttribute<X>([&]<class A>() {
             auto& found = seen[A::Name::text];
             if constexpr (requires { typename A::Key; }) {
-                auto const& map = EntityForms<typename A::Name>::map(*mine);
+                auto const& map = A::Name::map(*mine);
                 EXPECT_EQ(found.size(), map.count()) << A::Name::text;
                 for (auto const& member : map) {
                     auto const at = found.find(text(valueToStrep(member.fwkKey())));
                     ASSERT_NE(at, found.end()) << A::Name::text;
-                    if constexpr (requires { typename A::Child; }) {
-                        EXPECT_EQ(at->second, typeName<typename A::Child>());
-                    } else if constexpr (!requires { typename A::Referred; }) {
+                    if constexpr (A::shape.child) {
+                        EXPECT_EQ(at->second, typeName<typename A::Type>());
+                    } else if constexpr (!A::shape.reference) {
                         EXPECT_EQ(at->second, text(valueToStrep(member.value)));
                     }
                 }

@@ -3,6 +3,7 @@
 #include "support/Link.h"
 
 #include <gtest/gtest.h>
+#include <string>
 
 namespace {
 
@@ -37,12 +38,12 @@ TEST(Replication, EveryEntityTravelsWholeThenEachChangeAndEachDeletionAsOneRecor
         support::eachWireAttribute<X>([&]<class A>() {
             if constexpr (requires { typename A::Key; }) {
                 constexpr bool isPlain = !requires {
-                    typename A::Child;
+                    typename A::Type;
                 }
                 &&!requires {
-                    typename A::Referred;
+                    typename A::Type;
                 };
-                auto const& map = EntityForms<typename A::Name>::map(*mine);
+                auto const& map = A::Name::map(*mine);
                 auto const key = support::randomValue<typename A::Key>(random);
                 for (bool const isDelete : {true, false, true}) {
                     U64 const before = link.a->out()->records();
@@ -56,7 +57,7 @@ TEST(Replication, EveryEntityTravelsWholeThenEachChangeAndEachDeletionAsOneRecor
                 }
             } else {
                 for (int i = 0; i < 4; ++i) {
-                    EntityForms<typename A::Name>::is(*mine, support::randomValue<typename A::Type>(random));
+                    A::Name::set(*mine, support::randomValue<typename A::Type>(random));
                     link.quiet();
                     ASSERT_TRUE(sameState(*mine, *theirs)) << A::Name::text;
                 }

@@ -4,8 +4,15 @@
 #include "reflect/Dir.h"
 #include "support/Sessions.h"
 
+#include <algorithm>
+#include <array>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
 
 namespace {
 

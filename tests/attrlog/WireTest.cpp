@@ -5,6 +5,9 @@
 
 #include <functional>
 #include <gtest/gtest.h>
+#include <span>
+#include <string>
+#include <vector>
 
 namespace {
 

@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 #include <sstream>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 

@@ -288,6 +288,50 @@ TEST(Children, AreMadeHeldAndLetGoByTheirParent) {
     EXPECT_EQ(orphan->references(), 1u);
 }
 
+/// Deletes what it hears of, or lets go of the last reference to what it observes.
+struct Meddler : LifAppConfig::Notifiee {
+    explicit Meddler(bool deletesTheKey) : deletes(deletesTheKey) {}
+    void onReqCount(AradLifEntry const& key) override {
+        if (deletes && notifier() != nullptr && notifier()->reqCountMap().member(key) != nullptr) {
+            notifier()->reqCountDel(key);
+        }
+        heard.push_back(key);
+        last = nullptr;
+    }
+    bool deletes;
+    std::vector<AradLifEntry> heard;
+    Kor::Ptr<LifAppConfig> last;
+};
+
+TEST(Change, SurvivesAHookThatDeletesTheKeyItIsToldOf) {
+    auto const config = lifAppConfigFactory(Loam::vtAppMpls);
+    config->newReqCount(lif(1), 1);
+    auto const first = Kor::observe<Meddler>(config, true);
+    auto const second = Kor::observe<Meddler>(config, false);
+    for (U32 const delta : {0u, 1u}) { // by xIs and by xInc, with a key that is the member's own
+        auto const* const node = config->reqCountMap().member(lif(1));
+        delta == 0 ? config->reqCountIs(node->fwkKey(), 2)
+                   : static_cast<void>(config->reqCountInc(node->fwkKey(), delta));
+        EXPECT_EQ(second->heard, std::vector(2, lif(1))); // of the change, and of the deletion within it
+        second->heard.clear();
+        config->newReqCount(lif(1), 1);
+    }
+}
+
+TEST(Change, OfAllSurvivesAHookThatLetsTheEntityGo) {
+    auto config = lifAppConfigFactory(Loam::vtAppMpls);
+    for (U32 n = 0; n < 3; ++n) {
+        config->reqCountIs(lif(n), 1);
+    }
+    auto const meddler = Kor::observe<Meddler>(config, false);
+    meddler->isWeakReferenceIs(true);
+    LifAppConfig& raw = *config;
+    meddler->last = std::move(config); // the only reference
+    raw.reqCountDelAll();
+    EXPECT_EQ(meddler->heard.size(), 3u);
+    EXPECT_EQ(meddler->notifier(), nullptr);
+}
+
 TEST(Ids, AreCountedByTheLevelOfDerivation) {
     EXPECT_EQ(LifAppConfig::attributeIdOf<Kor::name::app>(), 258);
     EXPECT_EQ(LifAppConfig::attributeIdOf<Kor::name::reqCount>(), 259);

@@ -5,12 +5,12 @@
 
 #include <gtest/gtest.h>
 #include <sstream>
+#include <string>
 
 namespace {
 
 using namespace Hardware;
 using namespace support;
-using Kor::EntityAttributeKind;
 
 template <class X>
 U32 version(X const& x) {
@@ -51,8 +51,8 @@ void singletonRules(Random& random) {
     auto const other = [&] {
         for (;;) {
             auto value = [&] {
-                if constexpr (requires { typename A::Referred; }) {
-                    return randomObject<typename A::Referred>(random);
+                if constexpr (A::shape.reference) {
+                    return randomObject<typename A::Type>(random);
                 } else {
                     return randomValue<typename A::Type>(random);
                 }
@@ -65,6 +65,10 @@ void singletonRules(Random& random) {
     auto const initial = Name::call(*w.x);
     Name::set(*w.x, initial);
     w.expect(0, 0, __LINE__);
+    w.watcher->look = [&] { // the change is whole by then
+        EXPECT_EQ(Name::call(std::as_const(*w.x)), other);
+        EXPECT_EQ(version(*w.x) - w.start, X::isEntity ? 1u : 0u);
+    };
     Name::set(*w.x, other);
     w.expect(1, 1, __LINE__);
     EXPECT_EQ(Name::call(std::as_const(*w.x)), other);
@@ -75,16 +79,16 @@ void singletonRules(Random& random) {
 template <class X, class A>
 void mapRules(Random& random) {
     using Name = typename A::Name;
-    using Forms = Kor::EntityForms<Name>;
+    using Forms = Name;
     using Value = std::remove_cvref_t<decltype(randomValueAt<A>(random, typename A::Key()))>;
     Watched<X, KeyedWatcher<X, A>> w(random);
     Forms::delAll(*w.x);
     w.expect(version(*w.x) - w.start, w.watcher->told, __LINE__); // FapTypeProperties has some from the start
     auto const write = [&](typename A::Key const& key, Value const& value) {
-        if constexpr (requires { typename A::KeyOf; }) {
-            Forms::is(*w.x, value);
+        if constexpr (A::shape.keyInside) {
+            Forms::set(*w.x, value);
         } else {
-            Forms::is(*w.x, key, value);
+            Forms::set(*w.x, key, value);
         }
     };
     auto const key = randomValue<typename A::Key>(random);
@@ -94,6 +98,10 @@ void mapRules(Random& random) {
 
     auto value = randomValueAt<A>(random, key);
     for (int round = 0; round < 2; ++round) {
+        w.watcher->look = [&] { // the change is whole by then
+            EXPECT_EQ(Name::call(std::as_const(*w.x), key), value);
+            EXPECT_EQ(version(*w.x) - w.start, X::isEntity ? 1u : 0u);
+        };
         write(key, value); // new in the first round, another one in the second
         w.expect(1, 1, __LINE__);
         EXPECT_EQ(w.watcher->last, key);
@@ -105,11 +113,17 @@ void mapRules(Random& random) {
         }
     }
     EXPECT_EQ(Forms::map(*w.x).count(), 1u);
+    w.watcher->look = nullptr;
     Forms::notify(*w.x, key);
     w.expect(0, 1, __LINE__);
     auto const stored = Name::call(std::as_const(*w.x), key);
+    w.watcher->look = [&] {
+        EXPECT_EQ(Forms::map(*w.x).member(key), nullptr);
+        EXPECT_EQ(version(*w.x) - w.start, X::isEntity ? 1u : 0u);
+    };
     EXPECT_EQ(Forms::del(*w.x, key), stored);
     w.expect(1, 1, __LINE__);
+    w.watcher->look = nullptr;
     EXPECT_EQ(Forms::map(*w.x).count(), 0u);
 
     for (int n = 0; n < 8; ++n) {
@@ -125,16 +139,29 @@ void mapRules(Random& random) {
 template <class X, class A>
 void childRules(Random& random) {
     using Name = typename A::Name;
-    using Forms = Kor::EntityForms<Name>;
-    using Child = typename A::Child;
+    using Forms = Name;
+    using Child = typename A::Type;
     Watched<X, KeyedWatcher<X, A>> w(random);
     auto const key = randomValue<typename A::Key>(random);
     EXPECT_FALSE(Forms::del(*w.x, key));
     EXPECT_FALSE(Name::call(*w.x, key));
     w.expect(0, 0, __LINE__);
-    Kor::Ptr<Child> const child = Forms::is(*w.x, key);
+    auto const isWhole = [&](Child const* there) {
+        EXPECT_EQ(Forms::map(*w.x).member(key), there);
+        EXPECT_EQ(version(*w.x) - w.start, X::isEntity ? 1u : 0u);
+    };
+    w.watcher->look = [&] {
+        Kor::Ptr<Child const> const there = Name::call(std::as_const(*w.x), key);
+        ASSERT_TRUE(there);
+        isWhole(there.ptr());
+        if constexpr (Child::isEntity) {
+            EXPECT_EQ(there->parent().ptr(), w.x.ptr());
+            EXPECT_EQ(there->parentAttrId(), X::template attributeIdOf<Name>());
+        }
+    };
+    Kor::Ptr<Child> const child = Forms::set(*w.x, key);
     w.expect(1, 1, __LINE__);
-    EXPECT_EQ(Forms::is(*w.x, key).ptr(), child.ptr());
+    EXPECT_EQ(Forms::set(*w.x, key).ptr(), child.ptr());
     w.expect(1, 0, __LINE__);
     EXPECT_EQ(child->fwkKey(), key);
     if constexpr (Child::isEntity) {
@@ -142,6 +169,12 @@ void childRules(Random& random) {
         EXPECT_EQ(child->parentAttrId(), X::template attributeIdOf<Name>());
         EXPECT_EQ(child->name(), "");
     }
+    w.watcher->look = [&] {
+        isWhole(nullptr);
+        if constexpr (Child::isEntity) {
+            EXPECT_FALSE(child->parent());
+        }
+    };
     EXPECT_EQ(Forms::del(*w.x, key).ptr(), child.ptr());
     w.expect(1, 1, __LINE__);
     if constexpr (Child::isEntity) {
@@ -152,13 +185,13 @@ void childRules(Random& random) {
 template <class X, class A>
 void rules(Random& random) {
     SCOPED_TRACE(std::string(Kor::typeName<X>()) + " " + A::Name::text);
-    if constexpr (requires { typename A::Child; }) {
+    if constexpr (A::shape.child) {
         childRules<X, A>(random);
-    } else if constexpr (Kor::detail::hasKind<A>(EntityAttributeKind::map)) {
+    } else if constexpr (A::shape.keyed) {
         mapRules<X, A>(random);
-    } else if constexpr (Kor::detail::hasKind<A>(EntityAttributeKind::singleton)) {
+    } else if constexpr (A::shape.hasHooks()) {
         singletonRules<X, A>(random);
-    } else if constexpr (Kor::detail::hasKind<A>(EntityAttributeKind::key)) {
+    } else if constexpr (A::shape.role == Kor::Role::key || A::shape.role == Kor::Role::field) {
         auto const key = randomValue<typename A::Type>(random);
         auto const x = Kor::makePtr<X>(key);
         EXPECT_EQ(A::Name::call(*x), key);

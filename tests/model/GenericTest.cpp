@@ -2,14 +2,14 @@
 /// types.
 
 #include "model/LoamTunnelTypeList.h"
-#include "reflect/AttributeProfile.h"
-#include "reflect/GenericBox.h"
+#include "reflect/box/GenericBox.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <string>
 
 namespace {
 
-using Kor::AttributeProfile;
 using Kor::boxOf;
 using Kor::GenericIf;
 using Kor::KorAttr;
@@ -17,15 +17,6 @@ using Kor::KorType;
 using Kor::U32;
 using Op = GenericIf::AttributeOp;
 using Box = Kor::Ptr<GenericIf>;
-
-AttributeProfile profileOf(KorAttr const& attr) {
-    std::size_t i = 0;
-    while (!(Kor::profileFlags[i].flags == attr.flags() &&
-             Kor::profileFlags[i].introspection == attr.introspectionFlags())) {
-        ++i;
-    }
-    return static_cast<AttributeProfile>(i);
-}
 
 Box op(Box const& box, KorAttr const& attr, Op::OpId id, Box const& key = nullptr,
        Box const& value = nullptr) {
@@ -64,8 +55,7 @@ U32 reads(Box const& box) {
 void scalar(Box const& box, KorAttr const& attr, bool settable) {
     U32 const before = reads(box);
     Box const read = op(box, attr, Op::get);
-    bool const ofEveryEntity = box->type()->isEntity() && attr.attributeId() > 0 && attr.attributeId() < 258;
-    EXPECT_EQ(reads(box) - before, box->type()->isEntity() && !ofEveryEntity ? 1u : 0u)
+    EXPECT_EQ(reads(box) - before, box->type()->isEntity() && !attr.isOfEveryEntity() ? 1u : 0u)
         << attr.name().charPtr();
     EXPECT_TRUE(!read || read->type()->isA(attr.type())) << attr.name().charPtr();
     refused<Kor::BadIndexAttrException>(attr, [&] { op(box, attr, Op::get, boxOf(true)); });
@@ -178,29 +168,16 @@ void operation(Box const& box, KorAttr const& attr) {
 
 /// Every cell of the table of an attribute's kind.
 void attribute(Box const& box, KorAttr const& attr) {
-    using P = AttributeProfile;
+    Kor::Shape const& shape = attr.shape();
     EXPECT_EQ(box->attributeId(attr.name()), attr.attributeId());
-    switch (P const profile = profileOf(attr)) {
-    case P::operation:
-    case P::virtualOperation:
-    case P::classOperation:
-        if (box->type()->isValue() || attr.attributeId() >= 258 ||
-            attr.attributeId() == Kor::Entity::korHasAttrLogInterfaceAttr) { // the others of every entity
-            operation(box, attr);
-        }
-        return;
-    case P::valueMap:
-    case P::keyedMap:
-    case P::localKeyedMap:
-    case P::entityMap:
-    case P::localEntityMap:
-    case P::referenceMap:
-        return map(box, attr, profile == P::keyedMap || profile == P::localKeyedMap,
-                   profile == P::entityMap || profile == P::localEntityMap, profile == P::referenceMap);
-    default:
-        return scalar(box, attr,
-                      profile == P::settable || profile == P::view || profile == P::singleton ||
-                          profile == P::virtualSingleton);
+    if (shape.keyed) {
+        return map(box, attr, shape.keyInside && !shape.child, shape.child, shape.reference);
+    }
+    if (!shape.isOperation()) {
+        return scalar(box, attr, shape.settable);
+    }
+    if (attr.hasValue() || !attr.isOfEveryEntity()) {
+        operation(box, attr);
     }
 }
 

@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -129,10 +131,9 @@ std::vector<std::string> asInTheFile(KorType const& type) {
         for (auto const& argument : attr->arguments()) {
             arguments += (arguments.empty() ? "" : ", ") + text(argument.name) + ' ' + text(argument.type);
         }
-        bool const isCalled = !arguments.empty() || attr->type()->typeName() == "Kor::Builtin<void*>";
+        bool const isCalled = !arguments.empty() || !attr->hasValue();
         line += isCalled ? '(' + arguments + ')' : "";
-        line += ": " +
-                (attr->type()->typeName() == "Kor::Builtin<void*>" ? "none" : text(attr->type()->typeName()));
+        line += ": " + (attr->hasValue() ? text(attr->type()->typeName()) : "none");
         lines.push_back(line + ' ' + profileLetter(*attr));
     }
     return lines;

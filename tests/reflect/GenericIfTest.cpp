@@ -5,24 +5,20 @@
 #include "reflect/TypeOf.h"
 
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 KOR_NAME(tint, Tint)
 KOR_NAME(shade, Shade)
 KOR_NAME(low, Low)
 KOR_NAME(most, Most)
 KOR_NAME(mix, Mix)
-KOR_NAME(label, Label)
-KOR_NAME(weight, Weight)
-KOR_NAME(paint, Paint)
-KOR_NAME(sample, Sample)
-KOR_NAME(stock, Stock)
-KOR_NAME(other, Other)
-KOR_ENTITY_NAME(label, Label)
-KOR_ENTITY_NAME(weight, Weight)
-KOR_ENTITY_NAME(paint, Paint)
-KOR_ENTITY_NAME(sample, Sample)
-KOR_ENTITY_NAME(stock, Stock)
-KOR_ENTITY_NAME(other, Other)
+KOR_NAME(label, Label, entity)
+KOR_NAME(weight, Weight, entity)
+KOR_NAME(paint, Paint, entity)
+KOR_NAME(sample, Sample, entity)
+KOR_NAME(stock, Stock, entity)
+KOR_NAME(other, Other, entity)
 
 namespace crates {
 

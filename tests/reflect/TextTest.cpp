@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 

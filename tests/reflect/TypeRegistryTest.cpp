@@ -5,19 +5,18 @@
 #include "reflect/TypeModule.h"
 #include "reflect/TypeOf.h"
 
+#include <array>
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 KOR_NAME(tint, Tint)
 KOR_NAME(shade, Shade)
-KOR_NAME(label, Label)
-KOR_NAME(weight, Weight)
-KOR_NAME(paint, Paint)
-KOR_NAME(stock, Stock)
+KOR_NAME(label, Label, entity)
+KOR_NAME(weight, Weight, entity)
+KOR_NAME(paint, Paint, entity)
+KOR_NAME(stock, Stock, entity)
 KOR_NAME(mix, Mix)
-KOR_ENTITY_NAME(label, Label)
-KOR_ENTITY_NAME(weight, Weight)
-KOR_ENTITY_NAME(paint, Paint)
-KOR_ENTITY_NAME(stock, Stock)
 
 namespace paints {
 
@@ -214,7 +213,9 @@ TEST(Dir, HoldsByName) {
     EXPECT_EQ(root->at("branch/shelf/none"), nullptr);
     EXPECT_EQ(shelf->fullName(), "root/branch/shelf");
     EXPECT_THROW(branch->entityIs(Kor::makePtr<Shelf>("shelf")), Kor::NameInUseException);
-    EXPECT_THROW(branch->entityIs(Kor::makePtr<Shelf>("")), Kor::RangeException);
+    for (char const* name : {"", "a/b", "a[b"}) { // what a path could not lead to
+        EXPECT_THROW(branch->entityIs(Kor::makePtr<Shelf>(name)), Kor::RangeException) << name;
+    }
     EXPECT_THROW(branch->entityIs(nullptr), Kor::RangeException);
     EXPECT_THROW(branch->entityIs(root), Kor::RangeException);
     EXPECT_THROW(root->entityIs(shelf), Kor::RangeException); // it has a parent

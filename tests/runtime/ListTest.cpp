@@ -10,6 +10,7 @@
 #include <deque>
 #include <gtest/gtest.h>
 #include <list>
+#include <vector>
 
 using namespace Kor;
 

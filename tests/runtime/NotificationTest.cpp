@@ -1,4 +1,6 @@
 #include "runtime/Activity.h"
+#include "runtime/Entity.h"
+#include "runtime/HandlerExceptions.h"
 #include "runtime/Trace.h"
 
 #include <algorithm>
@@ -89,11 +91,15 @@ Ptr<W> attached(Ptr<Port> const& port, std::string id) {
 }
 
 // A stream adapter and its twin in the list.
-class Stream : public Watcher {
+class Stream : public Entity::KorNboAttrLogSa {
 public:
-    using Watcher::Watcher;
-    bool isStreamAdapter() const override { return true; }
-    void onSpeed() override { hear("s"); }
+    explicit Stream(std::string theId) : id(std::move(theId)) {}
+    void onSpeed() { heard.push_back(id + ":s"); }
+    void onZeroReferences() override { heard.push_back(id + ":zero"); }
+    void onNotificationException(AttributeId attribute) override {
+        heard.push_back(id + ":!" + std::to_string(attribute));
+    }
+    std::string id;
 };
 class PortStream;
 class PortStreamAdapter : public NotifieeAdapter<PortStream, Port::Notifiee> {
@@ -147,6 +153,21 @@ TEST_F(NotificationTest, TellsStreamsTheLatestFirstThenOthersInOrderAfterTheChan
     a->hasNotificationActiveIs(true);
     EXPECT_EQ(change(), (Heard{"one:s", "two:s", "b:s3", "c:s3", "a:s3"}));
     EXPECT_EQ(port->references(), 4u); // no stream holds it
+}
+
+/// One that says that it is a stream adapter, and is none.
+class Pretender : public Watcher {
+public:
+    using Watcher::Watcher;
+    bool isStreamAdapter() const override { return true; }
+};
+
+TEST_F(NotificationTest, OnlyWhatIsAStreamAdapterGoesBeforeTheOthers) {
+    auto const pretender = attached<Pretender>(port, "p");
+    auto const stream = makePtr<PortStream>("stream", port);
+    EXPECT_EQ(change(), (Heard{"stream:s", "a:s1", "b:s1", "c:s1", "p:s1"}));
+    auto const found = streamAdapterAmong(port->list(), [](Entity::KorNboAttrLogSa&) { return true; });
+    EXPECT_EQ(found, stream.ptr());
 }
 
 TEST_F(NotificationTest, ANewcomerHearsOnlyLaterChanges) {
@@ -322,7 +343,10 @@ TEST_F(NotificationTest, AnAdapterStandsForItsOwnerAndLeavesWithIt) {
     stream->zombieIs(false);
     EXPECT_EQ(port->list().count(), 4u);
     EXPECT_EQ(port->list().head(), adapter.ptr());
-    EXPECT_FALSE(stream->hasNotificationActive()); // a zombie does not take its owner along
+    EXPECT_TRUE(stream->hasNotificationActive()); // both are revived, and can be switched off again
+    stream->hasNotificationActiveIs(false);
+    EXPECT_FALSE(adapter->hasNotificationActive());
+    EXPECT_EQ(port->list().count(), 3u);
     stream->hasNotificationActiveIs(true);
     EXPECT_TRUE(adapter->hasNotificationActive());
 

@@ -3,8 +3,10 @@
 #include "runtime/Exception.h"
 #include "runtime/OneAtATime.h"
 
+#include <array>
 #include <gtest/gtest.h>
 #include <limits>
+#include <string>
 
 using namespace Kor;
 

@@ -1,8 +1,11 @@
 #include "runtime/Trace.h"
 
 #include <gtest/gtest.h>
+#include <ostream>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 

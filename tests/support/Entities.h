@@ -6,6 +6,8 @@
 #include "model/LoamTunnelModel.h"
 #include "support/Values.h"
 
+#include <functional>
+
 namespace support {
 
 using AllEntities =
@@ -42,36 +44,53 @@ Kor::Ptr<X> randomEntity(Random& random) {
 /// A value of the keyed map `A` under that key.
 template <class A>
 auto randomValueAt(Random& random, typename A::Key const& key) {
-    if constexpr (requires { typename A::KeyOf; }) {
+    if constexpr (A::shape.keyInside) {
         return [&]<class First, class... Rest>(Kor::detail::Storage<First, Rest...> const*) {
             return typename A::Value(key, randomValue<typename Rest::Type>(random)...);
         }(static_cast<Kor::detail::StorageTypeOf<typename A::Value> const*>(nullptr));
-    } else if constexpr (requires { typename A::Referred; }) {
-        return randomObject<typename A::Referred>(random);
+    } else if constexpr (A::shape.reference) {
+        return randomObject<typename A::Type>(random);
     } else {
         return randomValue<typename A::Value>(random);
     }
 }
 
+/// Where a hook of one attribute stands, and who is told.
+template <class X, class A, class Watcher>
+struct WatchedAt {
+    using Attribute = A;
+    using Below = typename X::Notifiee;
+    template <class Hooks, class... Key>
+    static void forward(Hooks* hooks, Key const&... key) {
+        static_cast<Watcher*>(hooks)->template changed<A>(key...);
+    }
+};
+
 /// A reactor that hears of the attribute `A` alone.
 template <class X, class A>
-struct ScalarWatcher : Kor::EntityForms<typename A::Name>::template ScalarForward<typename X::Notifiee,
-                                                                                  ScalarWatcher<X, A>, A> {
+struct ScalarWatcher : A::Name::template ScalarForward<WatchedAt<X, A, ScalarWatcher<X, A>>> {
     int told = 0;
+    std::function<void()> look{}; // what it does when it is told
     template <class>
     void changed() {
         ++told;
+        if (look) {
+            look();
+        }
     }
 };
 template <class X, class A>
-struct KeyedWatcher
-    : Kor::EntityForms<typename A::Name>::template KeyedForward<typename X::Notifiee, KeyedWatcher<X, A>, A> {
+struct KeyedWatcher : A::Name::template KeyedForward<WatchedAt<X, A, KeyedWatcher<X, A>>> {
     int told = 0;
     typename A::Key last{};
+    std::function<void()> look{};
     template <class>
     void changed(typename A::Key const& key) {
         ++told;
         last = key;
+        if (look) {
+            look();
+        }
     }
 };
 

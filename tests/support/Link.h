@@ -6,6 +6,7 @@
 #include "attrlog/Demuxer.h"
 #include "support/Entities.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace support {
@@ -76,17 +77,17 @@ bool sameState(X const& x, X const& y) {
     bool same = true;
     eachWireAttribute<X>([&]<class A>() {
         if constexpr (requires { typename A::Key; }) {
-            auto const& xs = Kor::EntityForms<typename A::Name>::map(x);
-            auto const& ys = Kor::EntityForms<typename A::Name>::map(y);
+            auto const& xs = A::Name::map(x);
+            auto const& ys = A::Name::map(y);
             same = same && xs.count() == ys.count();
             for (auto const& member : xs) {
                 auto const* const other = ys.member(member.fwkKey());
                 if (other == nullptr) {
                     same = false;
                     // Another branch for each kind of map. NOLINTNEXTLINE(bugprone-branch-clone)
-                } else if constexpr (requires { typename A::Child; }) {
+                } else if constexpr (A::shape.child) {
                     same = same && sameState(member, *other);
-                } else if constexpr (requires { typename A::Referred; }) {
+                } else if constexpr (A::shape.reference) {
                     same = same && member.value->fwkType() == other->value->fwkType() &&
                            sameState(*member.value, *other->value);
                 } else {
@@ -110,8 +111,7 @@ struct AttributesOf<X, Kor::AttributeList<Each...>> {
     }
     template <class A, class Visit>
     static void one(Visit const& visit) {
-        if constexpr (Kor::detail::hasKind<A>(Kor::EntityAttributeKind::singleton) ||
-                      Kor::detail::hasKind<A>(Kor::EntityAttributeKind::map)) {
+        if constexpr (A::shape.hasHooks()) {
             visit.template operator()<A>();
         }
     }
@@ -132,21 +132,21 @@ void change(X& entity, Random& random);
 /// Sets or deletes what the attribute has for the key.
 template <class A, class X>
 void changeAt(X& entity, typename A::Key const& key, bool isDelete, Random& random) {
-    using Form = Kor::EntityForms<typename A::Name>;
+    using Form = typename A::Name;
     if (isDelete) {
         Form::del(entity, key);
         // Of a map without a form of its own both are the same. NOLINTNEXTLINE(bugprone-branch-clone)
-    } else if constexpr (requires { typename A::Child; }) {
-        Kor::Ptr<typename A::Child> const child = Form::is(entity, key);
+    } else if constexpr (A::shape.child) {
+        Kor::Ptr<typename A::Type> const child = Form::set(entity, key);
         change(*child, random);
-    } else if constexpr (requires { typename A::KeyOf; }) {
-        Form::is(entity, randomValueAt<A>(random, key));
-    } else if constexpr (requires { typename A::Referred; }) {
+    } else if constexpr (A::shape.keyInside) {
+        Form::set(entity, randomValueAt<A>(random, key));
+    } else if constexpr (A::shape.reference) {
         auto const referred = randomValueAt<A>(random, key);
-        Form::is(entity, key, referred);
+        Form::set(entity, key, referred);
         change(*referred, random);
     } else {
-        Form::is(entity, key, randomValueAt<A>(random, key));
+        Form::set(entity, key, randomValueAt<A>(random, key));
     }
 }
 
@@ -162,7 +162,7 @@ void change(X& entity, Random& random) {
         }
         if constexpr (requires { typename A::Key; }) {
             using Key = typename A::Key;
-            auto const& map = Kor::EntityForms<typename A::Name>::map(entity);
+            auto const& map = A::Name::map(entity);
             Key key = randomValue<Key>(random);
             if (!map.empty() && random.below(2) != 0) {
                 for (auto const& member : map) {
@@ -174,7 +174,7 @@ void change(X& entity, Random& random) {
             }
             changeAt<A>(entity, key, random.below(3) == 0, random);
         } else {
-            Kor::EntityForms<typename A::Name>::is(entity, randomValue<typename A::Type>(random));
+            A::Name::set(entity, randomValue<typename A::Type>(random));
         }
     });
 }

@@ -6,6 +6,8 @@
 #include "chip/Row.h"
 #include "tables/FieldNames.h"
 
+#include <span>
+
 template <unsigned Offset, unsigned Width, class... More>
 struct OneFieldSheet {
     using Whole = Kor::U32;

@@ -2,7 +2,7 @@
 
 /// Two sessions in one process, and the bytes between them.
 
-#include "attrlog/Session.h"
+#include "attrlog/session/Session.h"
 #include "support/Link.h"
 
 namespace support {

@@ -7,8 +7,10 @@
 #include "support/Random.h"
 #include "values/LoamTunnelTypes.h"
 
+#include <string>
 #include <tuple>
 #include <type_traits>
+#include <vector>
 
 namespace support {
 

@@ -1,5 +1,6 @@
 #include "tables/LoamTunnelMetaInfo.h"
 
+#include <algorithm>
 #include <bit>
 #include <gtest/gtest.h>
 #include <numeric>

@@ -1,6 +1,7 @@
 #include "support/Random.h"
 #include "support/Tables.h"
 
+#include <array>
 #include <bit>
 #include <cstring>
 #include <gtest/gtest.h>

@@ -1,17 +1,20 @@
-#include "tests/tools/Process.h"
-#include "tools/Child.h"
-#include "tools/ChipImage.h"
+#include "tests/tools/InFolder.h"
 #include "tools/LiveCommands.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <poll.h>
 #include <set>
+#include <sstream>
+#include <string>
 #include <sys/stat.h>
+#include <vector>
 
 namespace {
 
@@ -21,24 +24,8 @@ using support::loamtunnel;
 using support::Outcome;
 
 /// A folder for one test, and a server in it.
-class Live : public testing::Test {
+class Live : public support::InFolder {
 protected:
-    Live() : folder_(testing::TempDir() + "loam-live-" + std::to_string(getpid())) {
-        std::filesystem::create_directories(folder_);
-    }
-    ~Live() override { std::filesystem::remove_all(folder_); }
-
-    std::string file(std::string const& name) const { return folder_ + '/' + name; }
-    std::string socket() const { return file("socket"); }
-    std::string content(std::string const& name) const {
-        std::ostringstream text;
-        text << std::ifstream(file(name)).rdbuf();
-        return text.str();
-    }
-    tool::Child start(std::vector<std::string> words, std::string const& log) const {
-        words.insert(words.begin(), LOAM_PROGRAM);
-        return {std::move(words), file(log)};
-    }
     tool::Child serve(std::vector<std::string> const& more) const {
         std::vector<std::string> words{"serve", "--socket", socket()};
         words.insert(words.end(), more.begin(), more.end());
@@ -46,22 +33,6 @@ protected:
         EXPECT_TRUE(eventually([&] { return content("serve.log").find("serving at") != std::string::npos; }));
         return server;
     }
-    static bool eventually(std::function<bool()> const& condition) {
-        for (int i = 0; i < 2'000; ++i) {
-            if (condition()) {
-                return true;
-            }
-            std::this_thread::sleep_for(10ms);
-        }
-        return false;
-    }
-    Outcome on(std::string const& command, std::vector<std::string> words) const {
-        words.insert(words.begin(), {command, "--socket", socket(), "--timeout", "20000"});
-        return loamtunnel(words);
-    }
-
-private:
-    std::string folder_;
 };
 
 TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
@@ -154,7 +125,14 @@ TEST_F(Live, AConnectionIsRecordedAndReplayed) {
     auto const server = serve({"--run", file("script")});
     Outcome const outcome = record(socket());
     ASSERT_EQ(outcome.status, 0) << outcome.err;
+    struct stat made {};
+    ASSERT_EQ(::stat(log.c_str(), &made), 0);
+    EXPECT_EQ(made.st_mode & 0777u, 0600u);
     EXPECT_NE(record(socket()).err.find("is there already"), std::string::npos);
+    std::filesystem::create_symlink(log, file("link"));
+    Outcome const link = loamtunnel({"log", "record", "--socket", socket(), file("link"), "--force"});
+    EXPECT_NE(link.err.find("symbolic link"), std::string::npos) << link.err;
+    EXPECT_EQ(loamtunnel({"log", "record", "--socket", socket(), log, "lif", "--once", "--force"}).status, 0);
 
     EXPECT_EQ(loamtunnel({"log", "check", log}).status, 0);
     std::set<std::string> said;
@@ -204,17 +182,6 @@ TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {
     EXPECT_EQ(monitor.join(), 0);
 }
 
-TEST_F(Live, TheChipHoldsWhatApplicationsAskForWhoeverIsKilled) {
-    std::string const lifs = LOAM_EXAMPLES "/lifs.txt";
-    for (std::string const chip : {"3", "8"}) {
-        Outcome const outcome = loamtunnel(
-            {"demo", "--chip", chip, "--file", lifs, "--kill", "driver,application", "--format", "csv"});
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-        EXPECT_NE(outcome.err.find("the two images are the same"), std::string::npos) << outcome.err;
-        EXPECT_GT(std::ranges::count(outcome.out, '\n'), 100);
-    }
-}
-
 TEST_F(Live, TraceRecordsAreReadFromAProcessAndFromItsOutput) {
     tool::Child driver =
         start({"driver", "--socket", socket(), "--chip", "8", "--image", file("image")}, "driver.log");
@@ -260,24 +227,6 @@ TEST_F(Live, TraceRecordsAreReadFromAProcessAndFromItsOutput) {
         loamtunnel({"trace", "--file", "-", "--level", "7"}, "F:8 u:1 f <c> t\nF:7 u:1 f <c> t t\nF:7 u f\n")
             .out,
         "F:7 u:1 f <c> t t\n");
-}
-
-TEST(ChipImage, EachIndexHasARowOfItsOwn) {
-    auto const properties = Hardware::LoamTunnel::fapTypePropertiesFactory();
-    for (Hardware::ChipType const chip : tool::supportedChips()) {
-        auto const geometry = tool::rowForm("LifTable", chip, 0).geometry();
-        std::set<std::pair<U32, U32>> rows;
-        U32 const count = tool::managedLifs(chip, *properties);
-        for (U32 i = 0; i < count; ++i) {
-            auto const place =
-                tool::placeOf(chip, *properties,
-                              Hardware::LoamTunnel::AradLifIndex(i, Hardware::LoamTunnel::lifBankManaged));
-            ASSERT_LT(place.array, geometry.arrayElements) << "chip " << chip << ", index " << i;
-            ASSERT_LT(place.entry, geometry.entries);
-            rows.insert({place.array, place.entry});
-        }
-        EXPECT_EQ(rows.size(), count) << "chip " << chip;
-    }
 }
 
 /// A terminal that takes nothing until it is told to.

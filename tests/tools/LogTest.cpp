@@ -7,8 +7,12 @@
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 
+#include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 

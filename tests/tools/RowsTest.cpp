@@ -11,6 +11,8 @@
 #include <bit>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 namespace {
 

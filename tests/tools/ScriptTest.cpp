@@ -6,6 +6,8 @@
 #include "tests/tools/Process.h"
 
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -328,15 +330,15 @@ TEST(Script, MakesAndDrivesEveryType) {
         EXPECT_EQ(session("tree x").find("refused"), std::string::npos);
         EXPECT_EQ(session("list x").find("refused"), std::string::npos);
         for (auto const& attr : type->attributes()) {
-            using Shape = tool::AttributeShape;
-            Shape const shape = tool::shapeOf(*attr);
-            if (attr->attributeId() < 258 || (shape != Shape::valueMap && shape != Shape::children)) {
+            Kor::Shape const& shape = attr->shape();
+            bool const isValueMap = shape.keyed && !shape.keyInside && !shape.reference;
+            if (attr->isOfEveryEntity() || (!isValueMap && !shape.child)) {
                 continue;
             }
             std::string const path = "x." + std::string(attr->name().view());
             std::string const member = path + '[' + defaultText(*attr->keyType()) + ']';
             std::string const before = session("list " + path);
-            std::string const value = shape == Shape::children ? "" : " " + defaultText(*attr->type());
+            std::string const value = shape.child ? "" : " " + defaultText(*attr->type());
             EXPECT_EQ(session("set " + member + value), "") << member;
             if (attr->name() == "freeMirrorSession") { // a queue: only what is there can be set
                 continue;

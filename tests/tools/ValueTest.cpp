@@ -6,6 +6,9 @@
 #include "tools/Failure.h"
 #include "tools/Values.h"
 
+#include <string>
+#include <vector>
+
 namespace {
 
 using support::loamtunnel;

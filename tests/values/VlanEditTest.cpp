@@ -4,8 +4,11 @@
 #include "tables/LoamTunnelMetaInfo.h"
 #include "values/LoamTunnelTypes.h"
 
+#include <array>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 

@@ -14,6 +14,10 @@ class SystemPhyPortId
       public Kor::Ordered<SystemPhyPortId>,
       public Kor::Hashed<SystemPhyPortId> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A port of the whole system",
+        "value", "32 bits; the default 0xffffffff stands for none");
+
     using ValueOf::ValueOf;
 };
 
@@ -25,6 +29,11 @@ class PortMap
       public Kor::Ordered<PortMap>,
       public Kor::Hashed<PortMap> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A port of one forwarding chip",
+        "fapId", "The chip; the default 2048 stands for none",
+        "port", "The port's number on the chip; the default 65535 stands for none");
+
     using ValueOf::ValueOf;
 };
 
@@ -34,6 +43,10 @@ class LagId
       public Kor::Ordered<LagId>,
       public Kor::Hashed<LagId> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The number of a LAG",
+        "value", "16 bits; the default 65535 stands for none");
+
     using ValueOf::ValueOf;
 };
 
@@ -41,6 +54,10 @@ public:
 class LagDestinationId
     : public Kor::ValueOf<LagDestinationId, Kor::Stored<Kor::name::value, U32, 0xffffffffu>> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "A LAG as the destination of packets",
+        "value", "32 bits; the default 0xffffffff stands for none");
+
     using ValueOf::ValueOf;
 };
 // clang-format on

@@ -24,6 +24,19 @@ struct LoamCommonSmAttributes
 class LoamCommonSmData
     : public Kor::EntityOver<LoamCommonSmData, Fen::FenCommonSmData, LoamCommonSmAttributes> {
 public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The state-machine data of the drivers of these chips: how ports and LAGs map to the chips' numbers",
+        "portMapVersionNumberHandled", "The version of the port map that has been dealt with; the default is 0",
+        "portState", "How far the driver has brought this port",
+        "intfIdToSppid", "The system port of this interface",
+        "intfIdToFapPort", "The chip and the chip's port of this interface",
+        "sppidToIntfId", "The interface of this system port",
+        "sppiddToFapPort", "The chip and the chip's port of this system port",
+        "lagToDestId", "This LAG as the destination of packets",
+        "lagIdToIntf", "The interface of the LAG with this number",
+        "fapPortToIntfId", "The interface of this chip's port",
+        "fapPortTosystemPhyPortId", "The system port of this chip's port");
+
     using EntityOver::EntityOver;
 };
 

@@ -1,0 +1,114 @@
+#pragma once
+
+/// Kor::NboAttrLog::FlowOut and FlowIn: what of an entity is still to be sent to a peer, and how far a full
+/// pass of the peer has come.
+///
+/// A flow-out is there while an adapter has something that the stream could not take at once: after a mount
+/// all of the entity, after a full stream the keys that have changed since. It keeps one mark for a changed
+/// key, so that the last state is what leaves, and costs nothing once it is done. X::KorNboAttrLogSa::FlowOut
+/// (attrlog/adapter/StreamAdapterOf.h) adds the marks.
+
+#include "attrlog/Record.h"
+#include "runtime/HashMap.h"
+
+namespace Kor {
+
+/// What a flow-out is told of the connection.
+struct ConnectDesc {
+    String8 localPath;
+    String8 remotePath;
+};
+
+namespace NboAttrLog {
+
+class Demuxer;
+
+class KOR_EXPORT FlowOut : public PtrInterface {
+public:
+    /// Start attributes: all remains to be sent, or only what is marked from now on.
+    static constexpr U32 everything = 0;
+    static constexpr U32 onlyMarked = 0x7fffffff;
+
+    explicit FlowOut(U32 start) noexcept : attrId_(0), isFull_(start == everything) {}
+    ~FlowOut() override;
+
+    /// The attribute that is being sent, or at which to go on.
+    AttributeId attrId() const noexcept { return attrId_; }
+    void attrIdIs(AttributeId attribute) noexcept { attrId_ = attribute; }
+
+    /// The key at which the full pass of the current attribute stopped, on the heap; see
+    /// korFlowOutBookmarkEnq().
+    void* bookmark() const noexcept { return bookmark_; }
+    void bookmarkIs(void* bookmark) noexcept { bookmark_ = bookmark; }
+
+    /// Bit 2: the full pass is skipped. Bit 4: the stream has stalled, sending stops now.
+    static constexpr U8 skipsPassBit = 1u << 2;
+    static constexpr U8 stalledBit = 1u << 4;
+    U8 korDataBits() const noexcept { return korDataBits_; }
+    void korDataBitsIs(U8 bits) noexcept { korDataBits_ = bits; }
+    bool isStalled() const noexcept { return (korDataBits_ & stalledBit) != 0; }
+    void isStalledIs(bool on) noexcept {
+        korDataBits_ = static_cast<U8>(on ? korDataBits_ | stalledBit : korDataBits_ & ~stalledBit);
+    }
+
+    /// Attributes whose full pass was given up half-way; the peer is told before anything else.
+    using PendingAbort = HashMap<FlagMapEntry<AttributeId>, AttributeId, bool>;
+    PendingAbort& pendingAbort() noexcept { return pendingAbort_; }
+    void pendingAbortIs(AttributeId attribute);
+    void pendingAbortDel(AttributeId attribute) { pendingAbort_.deleteMember(attribute); }
+
+    /// Whether anything remains to be sent.
+    virtual bool hasDirtyAttributes() const { return !pendingAbort_.empty(); }
+    /// Whether it sends the whole entity.
+    bool isFull() const noexcept { return isFull_; }
+
+    /// How many keys and scalars are marked.
+    U64 dirtyKeys = 0;
+
+private:
+    AttributeId attrId_;
+    void* bookmark_ = nullptr;
+    PendingAbort pendingAbort_;
+    U8 korDataBits_ = 0;
+    bool isFull_;
+};
+
+/// Keeps a copy of the key at which a full pass stops. There must be none yet.
+template <class Key>
+void korFlowOutBookmarkEnq(FlowOut& flowOut, Key const& key) {
+    require(flowOut.bookmark() == nullptr, [] {
+        return Breach{"Kor::NboAttrLog::korFlowOutBookmarkEnq", "!rsc->bookmark()"};
+    });
+    flowOut.bookmarkIs(new Key(key));
+}
+
+/// Takes the key off; the default key without one.
+template <class Key>
+Key korFlowOutBookmarkDeq(FlowOut& flowOut) {
+    auto* const kept = static_cast<Key*>(flowOut.bookmark());
+    if (kept == nullptr) {
+        return Key{};
+    }
+    Key const key = *kept;
+    delete kept;
+    flowOut.bookmarkIs(nullptr);
+    return key;
+}
+
+/// One full pass of a peer that is on its way in.
+class FlowIn final : public PtrInterface {
+public:
+    AttributeId aid() const noexcept { return aid_; }
+    void aidIs(AttributeId attribute) noexcept { aid_ = attribute; }
+    /// True while what the pass did not mention is being removed.
+    bool handlingTransaction() const noexcept { return handling_; }
+    void handlingTransactionIs(bool on) noexcept { handling_ = on; }
+
+private:
+    AttributeId aid_ = 0;
+    bool handling_ = false;
+};
+
+} // namespace NboAttrLog
+
+} // namespace Kor

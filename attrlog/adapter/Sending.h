@@ -1,0 +1,147 @@
+#pragma once
+
+/// How a stream adapter sends: the announcement of its entity, full passes, and what was marked. Part of
+/// attrlog/adapter/StreamAdapterOf.h.
+
+#include "attrlog/adapter/StreamAdapterOf.h"
+
+namespace Kor {
+
+template <class X>
+void StreamAdapterOf<X>::serializeOrphanNow(Out& out) {
+    out.nextHeaderIs({NboAttrLog::MsgHeader::announcing, newEntityAttribute, true});
+    out.token(NboAttrLog::TransactToken(1));
+    out.currentPayloadSectionIs(NboAttrLog::PayloadSection::types);
+    putTypes<X>(out);
+    out.currentPayloadSectionIs(NboAttrLog::PayloadSection::argument);
+    if constexpr (std::is_void_v<typename X::ConstructorArgument> ||
+                  std::is_same_v<typename X::ConstructorArgument, Name>) {
+        out.put(notifier()->name());
+    } else {
+        putKey<X>(out);
+    }
+    out.currentPayloadSectionIs(NboAttrLog::PayloadSection::entityId);
+    out.put(this->entityId());
+    this->putRootName(out);
+    out.token(NboAttrLog::TransactToken(3));
+}
+
+template <class X>
+AttributeId StreamAdapterOf<X>::handleAttrFlowOut(AttributeId from) {
+    if (flowOut() == nullptr) {
+        return 0;
+    }
+    typename StreamAdapter::HandlingScheduledFlowOutAnchor const handling(*this);
+    flowOut()->isStalledIs(false);
+    for (auto const& each : flowOut()->pendingAbort()) {
+        if (!this->continueFlowOut()) {
+            return from == 0 ? Entity::nameAttr : from;
+        }
+        AttributeId const attribute = each.key;
+        this->sendTransactionMarker(attribute, AttrTransactionType::abort, 0);
+        flowOut()->pendingAbortDel(attribute);
+    }
+    constexpr AttributeId firstOwn = 258;
+    if (from < firstOwn) {
+        if (AttributeId const rest = StreamAdapter::handleAttrFlowOut(from)) {
+            return rest;
+        }
+        from = firstOwn;
+    }
+    AttributeId resume = 0;
+    bool yields = false; // at the next attribute, once the current one is over
+    each([&]<class A>() {
+        if (resume != 0 || idOf<A> < from) {
+            return;
+        }
+        if (yields || !this->continueFlowOut()) {
+            resume = idOf<A>;
+            return;
+        }
+        flowOut()->attrIdIs(idOf<A>);
+        if constexpr (A::shape.keyed) {
+            bool const isOver = korHandleSerializeColl<A>();
+            if (flowOut()->isStalled() || (!isOver && !this->continueFlowOut())) {
+                resume = idOf<A>;
+            }
+            yields = !this->continueFlowOut();
+        } else if (flowOut()->template dirty<A>()) {
+            if (!contained<A>([&] { changed<A>(); })) {
+                unmark<A>();
+            }
+        }
+    });
+    return resume;
+}
+
+template <class X>
+template <class A>
+bool StreamAdapterOf<X>::korHandleSerializeColl() {
+    if (this->flag(Bit::silent)) {
+        return false;
+    }
+    if (!this->mayTell(idOf<A>)) {
+        return true;
+    }
+    FlowOut* const waiting = flowOut();
+    if (waiting == nullptr) {
+        return true;
+    }
+    if ((waiting->korDataBits() & FlowOut::skipsPassBit) != 0 || waiting->template hasSynced<A>()) {
+        return dirtyPass<A>();
+    }
+    using Key = typename A::Key;
+    auto& map = mutableMap<A>(*notifier());
+    using Iterator = typename std::remove_reference_t<decltype(map)>::Iterator;
+    Iterator at;
+    if (waiting->bookmark() == nullptr) {
+        this->sendTransactionMarker(idOf<A>, AttrTransactionType::start, 0);
+        at = Iterator(&map);
+    } else {
+        at = Iterator(&map, NboAttrLog::korFlowOutBookmarkDeq<Key>(*waiting));
+    }
+    // Asks first, so that there is room for each record, and a key is passed only when its record is out.
+    while (at && this->continueFlowOut()) {
+        contained<A>([&] { send<A>(Sending::now, at->fwkKey(), at.ptr()); });
+        if (waiting->isStalled()) {
+            break;
+        }
+        at.advance();
+    }
+    if (at) {
+        NboAttrLog::korFlowOutBookmarkEnq<Key>(*waiting, at->fwkKey());
+        return false;
+    }
+    this->sendTransactionMarker(idOf<A>, AttrTransactionType::end, 0);
+    waiting->template hasSyncedIs<A>(true);
+    return waiting->template dirty<A>().empty();
+}
+
+template <class X>
+template <class A>
+bool StreamAdapterOf<X>::dirtyPass() {
+    FlowOut* const waiting = flowOut();
+    if (waiting->attrId() != idOf<A>) {
+        return true;
+    }
+    if (!waiting->template hasSynced<A>()) {
+        waiting->template hasSyncedIs<A>(true);
+        this->sendTransactionMarker(idOf<A>, AttrTransactionType::end, 0);
+    }
+    for (auto const& each : waiting->template dirty<A>()) {
+        if (!this->continueFlowOut()) {
+            return false;
+        }
+        typename A::Key const key = each.key;
+        auto* const member = A::Name::map(*notifier()).member(key);
+        if (!contained<A>([&] { korHandleSerializeSing<A>(key, member); })) {
+            unmark<A>(key);
+        }
+        if (waiting->isStalled()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace Kor

@@ -1,0 +1,90 @@
+#pragma once
+
+/// The bytes of a value that is in a box, as they stand in a record of the attribute log: for tools that know
+/// no type beforehand.
+///
+///     Kor::Ptr<Kor::GenericIf> const box = type->genericIf(text, true);
+///     std::vector<Kor::U8> const bytes = Kor::NboAttrLog::wireForm(*box);
+///     Kor::NboAttrLog::fromWireForm(*type, bytes)->strRep();                 // the text again
+///
+/// Objects have no byte form, and of values those that hold text or lists of the platform alone. Each call
+/// makes a stream of its own, of some 100 KiB; who has many values of one type writes them to an Out.
+
+#include "attrlog/In.h"
+#include "reflect/TypeModule.h"
+#include "reflect/box/GenericIf.h"
+
+#include <span>
+#include <vector>
+
+namespace Kor {
+
+namespace NboAttrLog {
+
+/// Raises Kor::GenericException for a type without a byte form, Kor::RangeException for a string that no
+/// record holds.
+KOR_EXPORT std::vector<U8> wireForm(GenericIf const& box);
+
+/// A const box of the value that all of the bytes are. Raises Kor::GenericException for a type without a byte
+/// form, Kor::AttrLogRecordException for too few or too many bytes, and Kor::RangeException for what the
+/// type's own reader refuses.
+KOR_EXPORT Ptr<GenericIf> fromWireForm(KorType const& type, std::span<U8 const> bytes);
+
+} // namespace NboAttrLog
+
+/// What the attribute log adds to the type object of a value. A library says once, for all of its types,
+///
+///     static Kor::WireTypes<MyTypes> const wireAtLoad;
+class KOR_EXPORT WireType {
+public:
+    WireType(WireType const&) = delete;
+
+    virtual void put(NboAttrLog::Out& out, GenericIf const& box) const = 0;
+    virtual Ptr<GenericIf> next(NboAttrLog::In& in) const = 0;
+
+    /// That of the type of that full name; null if it has none.
+    static WireType const* named(std::string_view typeName);
+
+    class KOR_EXPORT Load {
+    public:
+        Load(std::string_view typeName, WireType const& type);
+    };
+
+protected:
+    constexpr WireType() noexcept = default;
+    ~WireType() = default;
+};
+
+namespace detail {
+
+template <class T>
+concept Wired = !std::derived_from<T, PtrInterface> && NboAttrLog::WireValue<T> &&
+                (!PatternValue<T> || std::is_constructible_v<T, NboAttrLog::In*, StreamBogon>);
+
+template <Wired T>
+class WireTypeOf final : public WireType {
+public:
+    constexpr WireTypeOf() noexcept = default;
+    void put(NboAttrLog::Out& out, GenericIf const& box) const override { out.put(unbox<T>(box)); }
+    Ptr<GenericIf> next(NboAttrLog::In& in) const override { return boxOf(in.next<T>(), true); }
+};
+
+} // namespace detail
+
+template <class Module>
+struct WireTypes;
+template <class... T>
+struct WireTypes<TypeModuleOf<T...>> {
+    WireTypes() { (load<T>(), ...); }
+
+private:
+    template <class V>
+    static void load() {
+        if constexpr (detail::Wired<V>) {
+            static constinit detail::WireTypeOf<V> const type;
+            WireType::Load(typeName<V>(), type);
+        }
+    }
+};
+
+} // namespace Kor

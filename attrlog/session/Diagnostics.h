@@ -1,0 +1,47 @@
+#pragma once
+
+/// What a process tells of itself to whoever is connected: the counters of its connections, its trace levels
+/// and the last trace records. `loamtunnel stats` and `loamtunnel trace` ask for it, and for nothing else.
+///
+///     auto service = Kor::makePtr<Kor::NboAttrLog::Service>();
+///     Kor::NboAttrLog::diagnosticsAre(*service, {.setsTrace = true, .traceRecords = 1000});
+///
+/// These are requests of the service (attrlog/session/Service.h), with texts for answers, so that a peer in
+/// any language can make them:
+///
+///     verb           argument                            answer
+///     sync           -                                   empty: what was sent before is applied
+///     stats          -                                   {"peers": [{"peer": "mpls", "entities": 3, "recordsIn": 7, ...}],
+///                                                         "handlerExceptions": 0}
+///     trace          - or FACILITY on|off|+LEVEL|-LEVEL  [{"facility": "LoamTunnelTypes", "enabled": true, "levels": [8],
+///                                                          "passed": 12}]
+///     traceRecords   NUMBER                              {"last": 9, "records": [{"number": 8, "time": 1790000000.123456,
+///                                                          "facility": ..., "level": 8, "unit": ..., "line": 71,
+///                                                          "function": ..., "context": ..., "text": ...}]}
+///
+/// Answers are JSON, with bytes that are no UTF-8 replaced; the peers that an answer has no room for are
+/// counted in "peersLeftOut". traceRecords gives those after that number, as many as an answer holds, and the
+/// number of the last one that there is.
+
+#include "attrlog/session/Service.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace Kor::NboAttrLog {
+
+struct DiagnosticsConfig {
+    /// Whether peers may set trace levels.
+    bool setsTrace = false;
+    /// How many trace records the process keeps (runtime/Trace.h); 0 leaves that as it is.
+    std::size_t traceRecords = 1000;
+};
+
+/// Answers these requests from now on. The service's thread; the trace levels are those of the process.
+KOR_EXPORT void diagnosticsAre(Service& service, DiagnosticsConfig config = {});
+
+/// A text as JSON writes it, with its quotes; what is no UTF-8 becomes U+FFFD.
+KOR_EXPORT std::string jsonText(std::string_view text);
+
+} // namespace Kor::NboAttrLog

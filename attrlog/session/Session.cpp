@@ -1,0 +1,299 @@
+#include "attrlog/session/Session.h"
+
+#include "attrlog/RecordView.h"
+#include "attrlog/session/internal/Calls.h"
+#include "attrlog/session/internal/Hello.h"
+#include "attrlog/session/internal/Offers.h"
+#include "attrlog/session/internal/Pushes.h"
+#include "attrlog/session/internal/Wishes.h"
+
+#include <algorithm>
+#include <span>
+
+namespace Kor::NboAttrLog {
+
+namespace {
+
+using detail::fault;
+
+} // namespace
+
+/// Hands each part what is its own.
+struct Session::Impl final : DemuxerControl {
+    Impl(Session& session, Side side, SessionConfig given, Ptr<Service> offered, SessionHooks told)
+        : core(session, side, std::move(given), std::move(offered), std::move(told)) {
+        core.demuxer->controlIs(this);
+        core.service->sessionIs(session);
+        hello.send();
+    }
+    ~Impl() {
+        core.demuxer->controlIs(nullptr);
+        core.service->sessionDel(core.self);
+    }
+    Impl(Impl const&) = delete;
+    Impl& operator=(Impl const&) = delete;
+
+    bool control(MsgHeader const& header, In& in) override {
+        bool const isOwn = header.entityId == MsgHeader::announcing && !header.isMarker;
+        AttributeId const attribute = header.attributeId;
+        if (isOwn && attribute == goodbyeAttribute) {
+            closedByPeer = true;
+            String8 const reason = in.nextString();
+            core.demuxer->close(reason.empty() ? String8("peer said goodbye")
+                                               : shown(reason.view(), detail::maxReasonLength));
+            return true;
+        }
+        if (!core.isEstablished && !(isOwn && attribute == helloAttribute)) {
+            fault("record comes before the hello");
+        }
+        return isOwn && read(attribute, in);
+    }
+    bool read(AttributeId attribute, In& in) {
+        switch (attribute) {
+        case helloAttribute:
+            hello.read(in);
+            offers.begin();
+            core.call(core.hooks.established);
+            pushes.begin();
+            return true;
+        case offerAttribute:
+        case -offerAttribute:
+            wishes.readOffer(in, attribute < 0);
+            return true;
+        case offersKnownAttribute:
+            wishes.offersKnown();
+            return true;
+        case wantAttribute:
+        case -wantAttribute: {
+            Name const path = detail::SessionCore::nextPath(in);
+            auto const number = static_cast<U32>(in.nextNumber());
+            attribute > 0 ? offers.wanted(path, number) : offers.unwanted(path);
+            return true;
+        }
+        case verdictAttribute:
+            readVerdict(in);
+            return true;
+        case requestAttribute:
+            calls.readRequest(in);
+            return true;
+        case answerAttribute:
+            calls.readAnswer(in);
+            return true;
+        default:
+            return false;
+        }
+    }
+    void readVerdict(In& in) {
+        Name const path = detail::SessionCore::nextPath(in);
+        auto const number = static_cast<U32>(in.nextNumber());
+        U64 const bits = in.nextNumber();
+        String8 const reason = shown(in.nextString().view(), detail::maxReasonLength);
+        if ((bits & detail::pushedBit) != 0) {
+            pushes.readVerdict(path, number, (bits & detail::acceptedBit) != 0, reason);
+        } else {
+            wishes.refused(path, number, reason);
+        }
+    }
+
+    // What the connection says of roots.
+
+    Ptr<Entity> root(Announcement const& announcement) override {
+        if (!isSoundName(announcement.name.path.view(), maxPathLength)) {
+            fault("record has an unsound path");
+        }
+        return announcement.name.isPushed ? pushes.root(announcement) : wishes.root(announcement);
+    }
+    void mounted(EntityId id) override { wishes.mounted(id); }
+    void retired(EntityId id) override {
+        wishes.retired(id);
+        pushes.retired(id);
+        offers.retired(id);
+        core.pathOf.erase(id);
+    }
+    void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) override { wishes.syncModeTold(id, mode); }
+    void failed(EntityId id, String8 const& why) override {
+        if (!offers.failed(id, why)) {
+            pushes.failed(id, why);
+        }
+        core.pathOf.erase(id);
+    }
+
+    // What goes before the entities' records.
+
+    bool hasControl() const { return core.hasNotes() || offers.hasWork() || calls.hasWork(); }
+    void flow() {
+        if (!core.isOpen()) {
+            if (saysGoodbye && core.hasRoom()) {
+                saysGoodbye = false;
+                core.write(goodbyeAttribute, [&](Out& to) {
+                    to.put(shown(core.demuxer->closeReason().view(), detail::maxReasonLength));
+                });
+            }
+            return;
+        }
+        if (!core.isEstablished) {
+            return;
+        }
+        do {
+            core.writeNotes();
+            offers.write();
+            calls.write();
+            if (!core.hasRoom()) {
+                break;
+            }
+            core.demuxer->flow();
+        } while (core.isOpen() && hasControl() && core.hasRoom());
+    }
+
+    /// Tells everybody here, once.
+    void ended() {
+        if (core.isOpen() || std::exchange(toldEnd, true)) {
+            return;
+        }
+        saysGoodbye = !closedByPeer && !isCut;
+        core.service->sessionDel(core.self);
+        core.ended();
+        offers.ended();
+        calls.drop();
+        flow();
+        String8 const reason = core.demuxer->closeReason();
+        wishes.ended(reason);
+        pushes.ended();
+        calls.ended(reason);
+        if (auto const closed = core.hooks.closed) {
+            closed(core.self, reason);
+        }
+    }
+
+    detail::SessionCore core;
+    detail::Hello hello{core};
+    detail::Offers offers{core};
+    detail::Wishes wishes{core};
+    detail::Pushes pushes{core};
+    detail::Calls calls{core};
+    bool closedByPeer = false;
+    bool isCut = false;
+    bool saysGoodbye = false;
+    bool toldEnd = false;
+};
+
+Session::Session(Side side, SessionConfig config, Ptr<Service> service, SessionHooks hooks)
+    : impl_(std::make_unique<Impl>(*this, side, std::move(config), std::move(service), std::move(hooks))) {}
+
+Session::~Session() {
+    impl_->isCut = true;
+    impl_->core.close("ended");
+}
+
+bool Session::receive() {
+    Ptr<Session> const self(this);
+    if (isOpen() && impl_->hello.readPreamble()) {
+        impl_->core.demuxer->receive();
+    }
+    impl_->ended();
+    return isOpen();
+}
+
+bool Session::flow() {
+    Ptr<Session> const self(this);
+    impl_->flow();
+    impl_->ended();
+    return impl_->saysGoodbye || (isEstablished() && (impl_->hasControl() || impl_->core.demuxer->hasWork()));
+}
+
+void Session::close(String8 const& reason) {
+    Ptr<Session> const self(this);
+    impl_->core.close(reason);
+    impl_->ended();
+}
+
+void Session::cut(String8 const& reason) {
+    Ptr<Session> const self(this);
+    impl_->isCut = true;
+    impl_->saysGoodbye = false;
+    impl_->core.close(reason);
+    impl_->ended();
+}
+
+bool Session::isOver() const noexcept {
+    return !isOpen() && (impl_->isCut || (!impl_->saysGoodbye && out()->pending() == 0));
+}
+
+bool Session::isClosedByPeer() const noexcept {
+    return impl_->closedByPeer;
+}
+
+SessionConfig const& Session::config() const noexcept {
+    return impl_->core.config;
+}
+
+Service& Session::service() const noexcept {
+    return *impl_->core.service;
+}
+
+PeerHello const* Session::peer() const noexcept {
+    return impl_->core.isEstablished ? &impl_->core.peer : nullptr;
+}
+
+Demuxer& Session::demuxer() const noexcept {
+    return *impl_->core.demuxer;
+}
+
+void Session::hooksIs(SessionHooks hooks) {
+    impl_->core.hooks = std::move(hooks);
+}
+
+std::map<Name, Session::PeerOffer> const& Session::peerOffers() const noexcept {
+    return impl_->wishes.peerOffers();
+}
+
+bool Session::areOffersKnown() const noexcept {
+    return impl_->wishes.areOffersKnown();
+}
+
+void Session::want(Name const& path, WantHook hook, Take take) {
+    impl_->wishes.want(path, std::move(hook), std::move(take));
+}
+
+void Session::want(Name const& path, Ptr<Entity> const& mine, WantHook hook) {
+    requireRoot(path, mine);
+    impl_->wishes.want(path, std::move(hook), [mine](Ptr<Entity> const&) { return mine; });
+}
+
+void Session::unwant(Name const& path) {
+    impl_->wishes.unwant(path);
+}
+
+Ptr<Entity> Session::root(Name const& path) const {
+    return impl_->wishes.root(path);
+}
+
+RootState Session::rootState(Name const& path) const noexcept {
+    return impl_->wishes.state(path);
+}
+
+void Session::push(Name const& path, Ptr<Entity> const& entity, Access access, PushHook hook) {
+    impl_->pushes.push(path, entity, access, std::move(hook));
+}
+
+void Session::unpush(Name const& path) {
+    impl_->pushes.unpush(path);
+}
+
+void Session::call(Name const& verb, String8 const& argument, Reply reply) {
+    impl_->calls.request(verb, argument, std::move(reply));
+}
+
+void Session::offerChanged(Name const& path) {
+    impl_->offers.changed(path);
+}
+
+std::size_t Session::preambleOf(std::span<U8 const> start) noexcept {
+    std::size_t const known = std::min(start.size(), magic.size());
+    if (!std::equal(magic.begin(), magic.begin() + static_cast<std::ptrdiff_t>(known), start.begin())) {
+        return 0;
+    }
+    return start.size() < detail::Hello::preambleLength ? RecordWalker::more : detail::Hello::preambleLength;
+}
+
+} // namespace Kor::NboAttrLog

@@ -1,0 +1,153 @@
+#include "attrlog/session/internal/Calls.h"
+
+#include <string>
+
+namespace Kor::NboAttrLog::detail {
+
+namespace {
+
+/// What a piece of a call takes beside its verb and its text.
+constexpr U32 pieceFrame = 32;
+/// How many pieces of calls leave before it is the entities' turn.
+constexpr int pieces = 8;
+
+constexpr U64 moreBit = 1, errorBit = 2;
+
+} // namespace
+
+void Calls::request(Name const& verb, String8 const& argument, Session::Reply reply) {
+    core_.requireOpen();
+    if (verb.empty() || !isSoundName(verb.view(), maxVerbLength)) {
+        throwRangeException(
+            format("a verb has 1 to %u bytes, none of them a control character", maxVerbLength));
+    }
+    if (argument.length() > maxCallText) {
+        throwRangeException(
+            format("an argument has at most %u bytes, not %u", maxCallText, argument.length()));
+    }
+    if (replies_.size() >= Session::maxCalls) {
+        throwRangeException(format("%u requests wait for their answers already", Session::maxCalls));
+    }
+    U32 const id = ++last_;
+    replies_.emplace_back(id, std::move(reply));
+    requests_.push_back({id, verb, std::string(argument.view()), 0, false});
+}
+
+void Calls::write() {
+    for (int i = 0; i < pieces && hasWork() && core_.hasRoom(); ++i) {
+        // Turn by turn, so that two sides that ask much both get their answers.
+        bool const isAnswer = requests_.empty() || (!answers_.empty() && i % 2 == 0);
+        auto& queue = isAnswer ? answers_ : requests_;
+        writePiece(isAnswer ? answerAttribute : requestAttribute, queue.front());
+        if (queue.front().sent == queue.front().text.size()) {
+            queue.pop_front();
+        }
+    }
+}
+
+void Calls::writePiece(AttributeId attribute, Call& call) {
+    std::size_t const most = core_.out().limits().record - pieceFrame - call.verb.length();
+    std::string_view const piece = std::string_view(call.text).substr(call.sent, most);
+    call.sent += piece.size();
+    core_.write(attribute, [&](Out& to) {
+        to.putNumber(call.id);
+        to.putNumber((call.sent < call.text.size() ? moreBit : 0) | (call.isError ? errorBit : 0));
+        if (attribute == requestAttribute) {
+            to.put(call.verb);
+        }
+        to.put(String8(piece));
+    });
+}
+
+void Calls::readRequest(In& in) {
+    auto const id = static_cast<U32>(in.nextNumber());
+    U64 const bits = in.nextNumber();
+    Name const verb = in.next<Name>();
+    String8 const piece = in.nextString();
+    if (!requestIn_) {
+        if (answers_.size() >= Session::maxCalls) {
+            fault(format("peer has more than %u requests under way", Session::maxCalls));
+        }
+        if (verb.empty() || !isSoundName(verb.view(), maxVerbLength)) {
+            fault("record has an unsound verb");
+        }
+        requestIn_.emplace();
+        requestIn_->id = id;
+        requestIn_->verb = verb;
+    } else if (requestIn_->id != id) {
+        fault("record is of another request than the one that has begun");
+    }
+    if (takePiece(requestIn_->text, piece, bits)) {
+        Call const request = std::move(*requestIn_);
+        requestIn_.reset();
+        answers_.push_back(answerTo(request));
+    }
+}
+
+Calls::Call Calls::answerTo(Call const& request) {
+    Call answer;
+    answer.id = request.id;
+    answer.isError = true;
+    auto const handler = core_.service->handlers().find(request.verb);
+    if (handler == core_.service->handlers().end()) {
+        answer.text = format("there is no request \"%s\"", request.verb.charPtr()).view();
+        return answer;
+    }
+    try {
+        auto const handle = handler->second; // which may replace itself
+        answer.text = handle(core_.self, String8(request.text)).view();
+        answer.isError = answer.text.size() > maxCallText;
+        if (answer.isError) {
+            answer.text =
+                format("the answer to \"%s\" is longer than %u bytes", request.verb.charPtr(), maxCallText)
+                    .view();
+        }
+    } catch (std::exception const& exception) {
+        answer.text = std::string_view(exception.what()).substr(0, maxCallText);
+    }
+    return answer;
+}
+
+void Calls::readAnswer(In& in) {
+    auto const id = static_cast<U32>(in.nextNumber());
+    U64 const bits = in.nextNumber();
+    String8 const piece = in.nextString();
+    if (replies_.empty() || replies_.front().first != id) {
+        fault("record answers another request than the next one");
+    }
+    if (takePiece(answerIn_, piece, bits)) {
+        String8 const text(answerIn_);
+        answerIn_.clear();
+        reply((bits & errorBit) == 0, text);
+    }
+}
+
+void Calls::reply(bool ok, String8 const& text) {
+    Session::Reply const told = std::move(replies_.front().second);
+    replies_.pop_front();
+    if (told) {
+        told(ok, text);
+    }
+}
+
+/// Whether the text is whole.
+bool Calls::takePiece(std::string& text, String8 const& piece, U64 bits) {
+    if (text.size() + piece.length() > maxCallText) {
+        fault(format("peer has a call of more than %u bytes", maxCallText));
+    }
+    text += piece.view();
+    return (bits & moreBit) == 0;
+}
+
+void Calls::drop() {
+    requests_.clear();
+    answers_.clear();
+}
+
+void Calls::ended(String8 const& reason) {
+    while (!replies_.empty()) {
+        reply(false, reason);
+    }
+}
+
+} // namespace Kor::NboAttrLog::detail

@@ -1,0 +1,110 @@
+#include "attrlog/session/internal/Hello.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+#include <string>
+
+namespace Kor::NboAttrLog::detail {
+
+void Hello::send() {
+    std::array<U8, preambleLength> mine{};
+    std::copy(Session::magic.begin(), Session::magic.end(), mine.begin());
+    store(&mine[Session::magic.size()], static_cast<U16>(Session::lowestProtocol));
+    store(&mine[Session::magic.size() + 2], static_cast<U16>(Session::highestProtocol));
+    core_.out().preambleIs(mine);
+    core_.write(helloAttribute, [&](Out& to) {
+        to.currentPayloadSectionIs(PayloadSection::helloName);
+        to.put(shown(core_.config.name.view(), maxNameLength));
+        to.currentPayloadSectionIs(PayloadSection::helloSchema);
+        to.put(core_.config.schema);
+        to.currentPayloadSectionIs(PayloadSection::helloLimits);
+        to.put(core_.config.limits.record);
+        to.put(core_.config.limits.ring);
+        to.put(core_.config.limits.entities);
+        to.put(core_.config.offers);
+    });
+}
+
+bool Hello::readPreamble() {
+    if (read_ == preambleLength) {
+        return core_.isOpen();
+    }
+    read_ += core_.demuxer->in()->nextPreamble(std::span(preamble_).subspan(read_));
+    auto const known = static_cast<std::ptrdiff_t>(std::min(read_, Session::magic.size()));
+    if (!std::equal(preamble_.begin(), preamble_.begin() + known, Session::magic.begin())) {
+        std::string bytes;
+        for (auto at = preamble_.begin(); at != preamble_.begin() + known; ++at) {
+            bytes += format(" %02x", *at).view();
+        }
+        core_.close(format("peer does not speak the attribute log: it began with%s", bytes.c_str()));
+        return false;
+    }
+    if (read_ < preambleLength) {
+        return false;
+    }
+    auto const number = [&](std::size_t at) {
+        return static_cast<U32>(preamble_[at] << 8 | preamble_[at + 1]);
+    };
+    PeerHello& peer = core_.peer;
+    peer.lowestProtocol = number(Session::magic.size());
+    peer.highestProtocol = number(Session::magic.size() + 2);
+    if (peer.lowestProtocol > peer.highestProtocol) {
+        core_.close(
+            format("hello has no protocol: from %u to %u", peer.lowestProtocol, peer.highestProtocol));
+    } else if (peer.highestProtocol < Session::lowestProtocol ||
+               peer.lowestProtocol > Session::highestProtocol) {
+        core_.close(format("peer speaks protocol %u to %u, this side %u to %u", peer.lowestProtocol,
+                           peer.highestProtocol, Session::lowestProtocol, Session::highestProtocol));
+    }
+    return core_.isOpen();
+}
+
+void Hello::read(In& in) {
+    if (core_.isEstablished) {
+        fault("record is a second hello");
+    }
+    PeerHello& peer = core_.peer;
+    StreamLimits& limits = peer.limits;
+    bool hasName = false, hasSchema = false, hasLimits = false;
+    for (PayloadSection section; in.nextSection(section);) {
+        if (section == PayloadSection::helloName) {
+            peer.name = in.next<Name>();
+            hasName = true;
+        } else if (section == PayloadSection::helloSchema) {
+            peer.schema = in.nextU64();
+            hasSchema = true;
+        } else if (section == PayloadSection::helloLimits) {
+            limits.record = in.nextU32();
+            limits.ring = in.nextU32();
+            limits.entities = in.nextU32();
+            peer.offers = in.nextU32();
+            hasLimits = true;
+        }
+    }
+    if (!hasName || !hasSchema || !hasLimits) {
+        fault("hello has no name, schema or limits");
+    }
+    if (!isSoundName(peer.name.view(), maxNameLength)) {
+        fault(
+            format("hello has a name that is longer than %u bytes or has control characters", maxNameLength));
+    }
+    if (limits.record < Session::minRecord || limits.record > maxRecord) {
+        fault(format("hello has a record limit of %u bytes; %u to %u are possible", limits.record,
+                     Session::minRecord, maxRecord));
+    }
+    if (limits.ring < 2 * limits.record) {
+        fault(format("hello has a ring of %u bytes, which does not hold two records of %u", limits.ring,
+                     limits.record));
+    }
+    if (limits.entities == 0) {
+        fault("hello has a limit of no entities");
+    }
+    core_.isEstablished = true;
+    core_.demuxer->recordLimitIs(limits.record);
+    core_.demuxer->peerLimitIs(limits.entities);
+    core_.demuxer->peerNameIs(peer.name);
+    core_.demuxer->protocolIs(std::min(peer.highestProtocol, Session::highestProtocol));
+}
+
+} // namespace Kor::NboAttrLog::detail

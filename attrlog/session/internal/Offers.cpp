@@ -1,0 +1,107 @@
+#include "attrlog/session/internal/Offers.h"
+
+#include <map>
+
+namespace Kor::NboAttrLog::detail {
+
+void Offers::begin() {
+    for (auto const& [path, offer] : core_.service->offers()) {
+        toTell_[path] = false;
+    }
+}
+
+void Offers::changed(Name const& path) {
+    if (!core_.isEstablished || !core_.isOpen()) {
+        return; // all are told after the hello
+    }
+    unwanted(path);
+    untold_.erase(path);
+    bool& withdrawFirst = toTell_[path];
+    withdrawFirst = withdrawFirst || told_.contains(path);
+}
+
+void Offers::write() {
+    while (!toTell_.empty() && core_.hasRoom()) {
+        writeOffer(toTell_.begin());
+    }
+    if (toTell_.empty() && !areTold_ && core_.hasRoom()) {
+        areTold_ = true;
+        core_.write(offersKnownAttribute, [](Out&) {});
+    }
+}
+
+void Offers::writeOffer(std::map<Name, bool>::iterator next) {
+    Name const path = next->first;
+    auto const* const offer = core_.service->offered(path);
+    if (std::exchange(next->second, false)) {
+        told_.erase(path);
+        if (!untold_.empty()) {
+            toTell_.emplace(*untold_.begin(), false);
+            untold_.erase(untold_.begin());
+        }
+        core_.write(-offerAttribute, [&](Out& to) { to.put(path); });
+        if (offer != nullptr) {
+            return; // the new one takes a record, too
+        }
+    } else if (offer != nullptr && !told_.contains(path) && told_.size() >= core_.peer.offers) {
+        untold_.insert(path);
+    } else if (offer != nullptr) {
+        told_.insert(path);
+        core_.write(offerAttribute, [&](Out& to) {
+            to.put(path);
+            to.put(TypeId(offer->entity->fwkType()->typeName()));
+            to.putNumber(offer->access == Access::writable ? 1 : 0);
+        });
+    }
+    toTell_.erase(next);
+}
+
+void Offers::wanted(Name const& path, U32 number) {
+    unwanted(path); // if it was before, it is asked for anew
+    auto const* const offer = core_.service->offered(path);
+    if (offer == nullptr) {
+        core_.note(Cause::peer, verdictAttribute, path, number, 0,
+                   format("nothing is offered under %s", path.charPtr()));
+        return;
+    }
+    try {
+        Ptr<StreamAdapter> const adapter =
+            core_.demuxer->mountRoot(offer->entity, {path, /*isPushed=*/false, offer->access, number});
+        mounts_[path] = {offer->entity, adapter->entityId(), number};
+        core_.pathOf[adapter->entityId()] = path;
+    } catch (Exception const& exception) {
+        core_.note(Cause::peer, verdictAttribute, path, number, 0, exception.message());
+    }
+}
+
+void Offers::unwanted(Name const& path) {
+    if (auto const mounted = mounts_.find(path); mounted != mounts_.end()) {
+        Mount const gone = std::move(mounted->second);
+        mounts_.erase(mounted);
+        core_.pathOf.erase(gone.id);
+        core_.demuxer->unmount(gone.entity);
+    }
+}
+
+bool Offers::failed(EntityId id, String8 const& why) {
+    auto const mount = core_.ofId(mounts_, id);
+    if (mount == mounts_.end()) {
+        return false;
+    }
+    core_.note(Cause::peer, verdictAttribute, mount->first, mount->second.number, 0, why);
+    mounts_.erase(mount);
+    return true;
+}
+
+void Offers::retired(EntityId id) {
+    if (auto const mount = core_.ofId(mounts_, id); mount != mounts_.end()) {
+        mounts_.erase(mount);
+    }
+}
+
+void Offers::ended() {
+    toTell_.clear();
+    mounts_.clear();
+}
+
+} // namespace Kor::NboAttrLog::detail

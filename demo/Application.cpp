@@ -1,0 +1,250 @@
+/// `loamtunnel driver` and `loamtunnel application`, the two sides of a LIF: who has the chip, and who asks.
+
+#include "attrlog/session/Diagnostics.h"
+#include "demo/Demo.h"
+#include "demo/ImageLock.h"
+#include "demo/LifDriver.h"
+#include "link/Connector.h"
+#include "link/Listener.h"
+#include "reflect/Text.h"
+#include "tools/Entries.h"
+#include "tools/Live.h"
+
+#include <algorithm>
+#include <csignal>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace tool {
+
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using namespace Kor::NboAttrLog;
+
+namespace {
+
+/// Asks for LIFs, one after the other, each when the one before has its place. So the places do not depend on
+/// how often the connection, the driver or the application itself has been lost on the way.
+class Application {
+public:
+    Application(Context& context, ApplicationOptions const& options, Kor::Link::Loop& loop)
+        : context_(context), options_(options), loop_(loop), lifs_(lifsOf(context, options)),
+          config_(lifAppConfigFactory(options.app)) {
+        for (AradLifEntry const& lif : lifs_) {
+            ++counts_[lif];
+        }
+    }
+
+    void setUp(Session& session) {
+        session.want(Kor::Name("lifStatus"), [this, current = &session](RootState state,
+                                                                        Kor::Ptr<Kor::Entity> const& root,
+                                                                        Kor::String8 const& why) {
+            if (state == RootState::synchronized) {
+                auto const statuses = Kor::ptrCast<LifAppStatusDir>(root);
+                if (!statuses) {
+                    context_.report("lifStatus of the peer is no LifAppStatusDir: it is no driver");
+                    loop_.stop();
+                    return;
+                }
+                statusIs(*current, statuses);
+            } else if (state == RootState::refused) {
+                context_.report("no answers to be had: " + std::string(why.view()));
+                loop_.stop();
+            }
+        });
+    }
+    /// One step; true when all is done.
+    bool step() {
+        if (!statuses_ || !session_->isOpen()) {
+            return false;
+        }
+        auto const status = std::as_const(*statuses_).appStatus(options_.app);
+        auto const isPlaced = [&](AradLifEntry const& lif) { return status && !!status->lifEntry(lif); };
+        if (phase_ == Phase::asking) {
+            for (;;) {
+                if (next_ != 0 && !isPlaced(lifs_[next_ - 1])) {
+                    return false;
+                }
+                if (next_ == lifs_.size()) {
+                    break;
+                }
+                AradLifEntry const& lif = lifs_[next_++];
+                if (config_->reqCount(lif) != counts_[lif]) {
+                    config_->reqCountInc(lif, 1);
+                    return false;
+                } // else it was there from the start, and no answer will come
+            }
+            for (U64 i = 0; i < options_.withdraw && i < lifs_.size(); ++i) {
+                AradLifEntry const& lif = lifs_[lifs_.size() - 1 - i];
+                if (config_->reqCountDec(lif, 1) == 0) {
+                    withdrawn_.push_back(lif);
+                }
+            }
+            phase_ = Phase::withdrawing;
+        }
+        for (AradLifEntry const& lif : withdrawn_) {
+            if (isPlaced(lif)) {
+                return false;
+            }
+        }
+        for (AradLifEntry const& lif : withdrawn_) {
+            config_->reqCountDel(lif);
+        }
+        withdrawn_.clear();
+        return !session_->demuxer().hasWork();
+    }
+    std::string progress() const {
+        return std::to_string(next_) + " of " + std::to_string(lifs_.size()) + " requests made, " +
+               std::to_string(config_->reqCountMap().count()) + " LIFs";
+    }
+    Session& session() { return *session_; }
+
+private:
+    enum class Phase { asking, withdrawing };
+
+    static std::vector<AradLifEntry> lifsOf(Context& context, ApplicationOptions const& options) {
+        std::vector<AradLifEntry> lifs;
+        eachLine(context, options.file, [&](std::string const& text, std::string const&) {
+            Entry const entry = parseEntry(text);
+            if (options.kinds.empty() || std::ranges::any_of(options.kinds, [&](std::string const& kind) {
+                    return entry.kind->isCalled(kind);
+                })) {
+                lifs.push_back(lifOf(entry));
+            }
+        });
+        if (context.status != 0 || lifs.empty()) {
+            throw Refused("nothing to ask for in " + shown(options.file));
+        }
+        return lifs;
+    }
+    /// What has a place already, from before this process, is asked for as before: all of it at once, so that
+    /// the driver does not take it for withdrawn.
+    void statusIs(Session& session, Kor::Ptr<LifAppStatusDir> const& statuses) {
+        session_ = Kor::Ptr<Session>(&session);
+        statuses_ = statuses;
+        auto const status = std::as_const(*statuses).appStatus(options_.app);
+        if (!isPushed_ && status) {
+            for (auto const& [lif, count] : counts_) {
+                if (!!status->lifEntry(lif)) {
+                    config_->reqCountIs(lif, count);
+                }
+            }
+        }
+        if (pushedTo_ != session_) {
+            session.push(Kor::Name("lifConfig"), config_, Access::writable,
+                         [this](bool accepted, Kor::String8 const& why) {
+                             if (!accepted) {
+                                 context_.report("requests are not accepted: " + std::string(why.view()));
+                                 loop_.stop();
+                             }
+                         });
+            pushedTo_ = session_;
+            isPushed_ = true;
+        }
+    }
+
+    struct Hash {
+        std::size_t operator()(AradLifEntry const& lif) const { return lif.hash(); }
+    };
+
+    Context& context_;
+    ApplicationOptions const& options_;
+    Kor::Link::Loop& loop_;
+    std::vector<AradLifEntry> lifs_;
+    std::unordered_map<AradLifEntry, U32, Hash> counts_;
+    Kor::Ptr<LifAppConfig> config_;
+    Kor::Ptr<LifAppStatusDir> statuses_;
+    Kor::Ptr<Session> session_;
+    Kor::Ptr<Session> pushedTo_;
+    bool isPushed_ = false;
+    std::size_t next_ = 0;
+    Phase phase_ = Phase::asking;
+    std::vector<AradLifEntry> withdrawn_;
+};
+
+} // namespace
+
+void driver(Context& context, DriverOptions const& options) {
+    auto const chip = chipNumber(options.chip);
+    auto const address = addressOf(options.address);
+    ImageLock const lock(options.image);
+    Kor::Link::Loop loop;
+    loop.signalsAre({SIGINT, SIGTERM, SIGHUP}, [&](int) { loop.stop(); });
+    auto const service = Kor::makePtr<Service>();
+    diagnosticsAre(*service, {.setsTrace = true});
+    Kor::Link::ListenerConfig config;
+    config.service = service;
+    config.session = sessionConfig("driver");
+    Kor::Ptr<LifDriver> driver;
+    refusing("cannot serve", [&] {
+        // No file is touched before the socket is there; who connects waits until it is answered.
+        Kor::Link::Listener listener(loop, address, config);
+        driver = Kor::makePtr<LifDriver>(
+            chip, options.image, options.sync,
+            LifDriver::Hooks{[&](std::string const& message) { context.note(message); },
+                             [&] { loop.post([&] { driver->commit(); }); }});
+        driver->offerTo(*service);
+        auto const settling = loop.every(std::chrono::milliseconds(50), [&] { driver->settle(); });
+        context.note("chip " + options.chip + ", " + std::to_string(driver->placed()) +
+                     " LIFs taken up; serving at " + listener.address().text());
+        loop.run();
+        driver->commit();
+        listener.close("the driver ends");
+    });
+    context.note(std::to_string(driver->placed()) + " LIFs have a place, " +
+                 std::to_string(driver->refused()) + " were refused");
+}
+
+void application(Context& context, ApplicationOptions const& options) {
+    Kor::Link::Loop loop;
+    Application application(context, options, loop);
+    Kor::Link::ConnectorConfig config;
+    config.session = sessionConfig(Kor::enumeratorText(options.app, "VtAppId"));
+    config.setUp = [&](Session& session) { application.setUp(session); };
+    config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
+        context.note("no connection: " + std::string(reason.view()));
+    };
+    bool isDelivered = false; // outlives the connection, whose end answers each call
+    Kor::Link::Connector connector(loop, addressOf(options.address), config);
+    loop.signalsAre({SIGINT, SIGTERM, SIGHUP}, [&](int) {
+        context.report("ended by a signal");
+        loop.stop();
+    });
+    bool isDone = false;
+    Kor::Link::Timer pace;
+    std::function<void()> const tick = [&] { isDone = isDone || application.step(); };
+    if (options.pace.count() != 0) {
+        pace = loop.every(options.pace, tick);
+    }
+    loop.runUntil(
+        [&] {
+            if (options.pace.count() == 0) {
+                tick();
+            }
+            return isDone;
+        },
+        options.timeout);
+    if (!isDone && context.status == 0) {
+        throw Refused("not done in time: " + application.progress());
+    }
+    if (!isDone) {
+        return; // what was in the way has been told
+    }
+    // What was written last is there when this is answered.
+    application.session().call(Kor::Name("sync"), "", [&](bool, Kor::String8 const&) { isDelivered = true; });
+    if (!loop.runUntil([&] { return isDelivered || !application.session().isOpen(); }, options.timeout) ||
+        !isDelivered) {
+        if (context.status == 0) {
+            throw Refused("the driver has not answered that all is there: " + application.progress());
+        }
+        return;
+    }
+    context.out << application.progress() << '\n';
+    connector.close("done");
+    loop.runFor(std::chrono::milliseconds(1));
+}
+
+} // namespace tool

@@ -1,0 +1,404 @@
+/// `loamtunnel demo`: the way of LIFs from applications over a driver into the image of a chip, between real
+/// processes, some of which are killed on the way if asked for.
+
+#include "demo/Demo.h"
+
+#include "demo/Child.h"
+#include "demo/ChipImage.h"
+#include "demo/LifDriver.h"
+#include "model/LoamTunnelModel.h"
+#include "tools/Entries.h"
+#include "tools/Live.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <thread>
+
+namespace tool {
+
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using namespace Kor::NboAttrLog;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Member {
+    Loam::VtAppId app;
+    std::vector<std::string> kinds;
+};
+
+std::vector<Member> const& members() {
+    static std::vector<Member> const all{
+        {Loam::vtAppBridging, {"AradLifAcMp"}},
+        {Loam::vtAppSubinterface, {"AradLifAcP2pToAc"}},
+        {Loam::vtAppPseudowire, {"AradLifAcP2pToPwe", "AradLifPweToP2p"}},
+        {Loam::vtAppMpls, {"AradLifLabelProtocolOrLsp"}},
+    };
+    return all;
+}
+
+/// How many of the last requests each application takes back.
+constexpr U64 withdrawn = 3;
+
+std::string nameOf(Loam::VtAppId app) {
+    return std::string(Kor::enumeratorText(app, "VtAppId"));
+}
+
+/// Where entries to ask for stand, in the source that is being worked on or beside the installed program.
+std::string examples() {
+    std::error_code error;
+    fs::path const program = fs::read_symlink("/proc/self/exe", error);
+    for (fs::path const& each :
+         {fs::path("examples/lifs.txt"), program.parent_path() / "../share/loamtunnel/lifs.txt"}) {
+        if (fs::exists(each, error)) {
+            return each.lexically_normal();
+        }
+    }
+    throw WrongUsage("there are no examples here: give --file FILE, with entries as encode takes them");
+}
+
+/// Notes the signals that end the demo, so that its children and its folder end with it.
+class Signals {
+public:
+    Signals() {
+        struct sigaction action {};
+        action.sa_handler = [](int signal) { got = signal; };
+        for (std::size_t i = 0; i < ending.size(); ++i) {
+            ::sigaction(ending[i], &action, &before_[i]);
+        }
+    }
+    ~Signals() {
+        for (std::size_t i = 0; i < ending.size(); ++i) {
+            ::sigaction(ending[i], &before_[i], nullptr);
+        }
+    }
+    Signals(Signals const&) = delete;
+    Signals& operator=(Signals const&) = delete;
+
+    static void mustBeNone() {
+        if (got != 0) {
+            throw Refused("ended by a signal");
+        }
+    }
+
+private:
+    static constexpr std::array ending{SIGINT, SIGTERM, SIGHUP};
+    static inline volatile std::sig_atomic_t got = 0;
+
+    std::array<struct sigaction, ending.size()> before_{};
+};
+
+/// A folder that ends with its user, unless it was given.
+class Folder {
+public:
+    explicit Folder(std::string const& given) : path_(given), isOwn_(given.empty()) {
+        if (isOwn_) {
+            std::string pattern = (fs::temp_directory_path() / "loamtunnel-XXXXXX").string();
+            if (::mkdtemp(pattern.data()) == nullptr) {
+                throw Refused("cannot make a folder in " + fs::temp_directory_path().string());
+            }
+            path_ = pattern;
+        } else {
+            std::error_code error;
+            fs::create_directories(path_, error);
+            if (error) {
+                throw Refused("cannot make the folder " + shown(given) + ": " + error.message());
+            }
+        }
+    }
+    ~Folder() {
+        if (isOwn_) {
+            std::error_code ignored; // a leftover in the system's folder for such
+            fs::remove_all(path_, ignored);
+        }
+    }
+    Folder(Folder const&) = delete;
+    Folder& operator=(Folder const&) = delete;
+    fs::path const& path() const { return path_; }
+
+private:
+    fs::path path_;
+    bool isOwn_;
+};
+
+std::string contents(fs::path const& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// One run: a driver, the applications, and what they leave.
+class Run {
+public:
+    Run(Context& context, DemoOptions const& options, fs::path folder)
+        : context_(context), options_(options), folder_(std::move(folder)) {
+        fs::create_directories(folder_);
+        for (char const* const end : {"", ".db", ".db-wal", ".db-journal"}) {
+            fs::remove(image() + end);
+        }
+    }
+
+    /// The driver removes its socket and its lock, whatever has happened to the rest.
+    ~Run() {
+        if (driver_) {
+            driver_->kill(SIGTERM);
+            for (int i = 0; i < 200 && !driver_->status(); ++i) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+        }
+    }
+    Run(Run const&) = delete;
+    Run& operator=(Run const&) = delete;
+
+    /// Runs all of it to the end. With `victims`, those are killed half-way and started again.
+    void all(std::vector<std::string> const& victims) {
+        U64 const halfWay = total() / 2;
+        driver_.emplace(startDriver());
+        for (Member const& member : members()) {
+            applications_.push_back(start(member));
+        }
+        say("a driver and " + std::to_string(applications_.size()) + " applications run");
+        if (!victims.empty()) {
+            wait([&] { return placed() >= halfWay; });
+            auto const childOf = [&](std::string const& victim) -> Child& {
+                return victim == "driver" ? *driver_ : applications_.front();
+            };
+            for (std::string const& victim : victims) {
+                childOf(victim).kill(SIGKILL);
+            }
+            for (std::string const& victim : victims) {
+                Child& child = childOf(victim);
+                if (child.join() != 128 + SIGKILL) {
+                    throw Refused("the " + victim + " had ended before it could be killed");
+                }
+                say("the " + victim + " is killed with " + std::to_string(placed()) +
+                    " LIFs in place, and starts again");
+                child = victim == "driver" ? startDriver() : start(members().front());
+            }
+        }
+        for (std::size_t i = 0; i < applications_.size(); ++i) {
+            wait([&] { return applications_[i].status().has_value(); });
+            mustBeWell(applications_[i], nameOf(members()[i].app));
+            say(nameOf(members()[i].app) + " is done");
+        }
+    }
+
+    /// Prints what is in the chip, and compares it with what was asked for.
+    void table() {
+        Live live({socket()}, "demo");
+        auto const status = Kor::ptrCast<LifAppStatusDir>(entityAt(live, "lifStatus"));
+        auto const config = Kor::ptrCast<LifAppConfigDir>(entityAt(live, "lifConfig"));
+        ChipType const chip = chipNumber(options_.chip);
+        ChipImage const image(this->image(), chip, ChipImage::readOnly);
+        LifPlaces const places(chip);
+        Listing listing({"application", "entry", "count", "index", "bank", "offset", "address", "row"});
+        std::map<Loam::VtAppId, std::vector<std::string>> const asked = askedFor();
+        U64 rows = 0;
+        U64 fields = 0;
+        for (auto const& [app, texts] : asked) {
+            auto const answers = std::as_const(*status).appStatus(app);
+            auto const requests = std::as_const(*config).appConfig(app);
+            if (!answers || !requests) {
+                throw Refused("the driver has nothing of " + nameOf(app));
+            }
+            for (std::string const& text : texts) {
+                Entry const entry = parseEntry(text);
+                AradLifEntry const lif = lifOf(entry);
+                AradLifIndex const index = answers->lifEntry(lif);
+                if (!index) {
+                    throw Refused(nameOf(app) + " has no place for " + text);
+                }
+                LifPlace const place = places.at(index);
+                Words const words = image.read(place);
+                fields += check(text, rowForm("LifTable", chip, lif.variant()), words);
+                ++rows;
+                listing.add(
+                    {nameOf(app), text, requests->reqCount(lif), index.index(), place.bank, place.offset,
+                     hex(addressOf(rowForm("LifTable", chip, lif.variant()), place.entry, place.array, 0)
+                             .address,
+                         8),
+                     wordsText(words)});
+            }
+            if (answers->lifEntryMap().count() != texts.size()) {
+                throw Refused(nameOf(app) + " has more places than it asks for");
+            }
+        }
+        if (image.usedRows() > rows) {
+            throw Refused("the image has rows that nobody asks for");
+        }
+        listing.print(context_.out, options_.output);
+        say(std::to_string(rows) + " rows read back from the image: " + std::to_string(fields) +
+            " fields are what was asked for, and no other row is written");
+    }
+
+    void end() {
+        driver_->kill(SIGTERM);
+        driver_->join();
+        mustBeWell(*driver_, "driver");
+    }
+    std::string image() const { return (folder_ / "chip.img").string(); }
+
+private:
+    std::string socket() const { return (folder_ / "driver.socket").string(); }
+    std::string log(std::string const& name) const { return (folder_ / (name + ".log")).string(); }
+
+    Child startDriver() const {
+        return Child(
+            {"/proc/self/exe", "driver", "--socket", socket(), "--chip", options_.chip, "--image", image()},
+            log("driver"));
+    }
+    Child start(Member const& member) const {
+        std::vector<std::string> words{"/proc/self/exe", "application",
+                                       "--socket",       socket(),
+                                       "--app",          nameOf(member.app),
+                                       "--file",         options_.file,
+                                       "--withdraw",     std::to_string(withdrawn),
+                                       "--pace",         "3"};
+        for (std::string const& kind : member.kinds) {
+            words.insert(words.end(), {"--kind", kind});
+        }
+        return Child(std::move(words), log(nameOf(member.app)));
+    }
+    void say(std::string const& text) { context_.note(text); }
+
+    /// How many LIFs have a row.
+    U64 placed() const {
+        return fs::exists(image())
+                   ? ChipImage(image(), chipNumber(options_.chip), ChipImage::readOnly).usedRows()
+                   : 0;
+    }
+    U64 total() const {
+        U64 all = 0;
+        for (auto const& [app, texts] : askedFor()) {
+            all += texts.size();
+        }
+        return all;
+    }
+    void wait(std::function<bool()> const& condition) {
+        auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (!condition()) {
+            Signals::mustBeNone();
+            if (driver_->status()) {
+                mustBeWell(*driver_, "driver");
+                throw Refused("the driver has ended");
+            }
+            if (std::chrono::steady_clock::now() > end) {
+                throw Refused("the demo stands still; see the logs in " + folder_.string() +
+                              ", which --folder keeps");
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+    static void mustBeWell(Child& child, std::string const& name) {
+        if (child.status() != 0) {
+            throw Refused("the " + name + " has ended with " + std::to_string(child.status().value_or(-1)) +
+                          ": " + shown(contents(child.log())));
+        }
+    }
+    static Kor::Ptr<Kor::Entity> entityAt(Live& live, std::string const& root) {
+        live.at(root);
+        return live.session().root(Kor::Name(Kor::String8(root)));
+    }
+
+    /// The entries of each application that stay, each once, in the order of the file.
+    std::map<Loam::VtAppId, std::vector<std::string>> askedFor() const {
+        std::map<Loam::VtAppId, std::vector<std::string>> all;
+        std::map<Loam::VtAppId, std::vector<std::string>> lines;
+        eachLine(context_, options_.file, [&](std::string const& text, std::string const&) {
+            Entry const entry = parseEntry(text);
+            for (Member const& member : members()) {
+                if (std::ranges::find(member.kinds, entry.kind->name) != member.kinds.end()) {
+                    lines[member.app].push_back(join(split(text)));
+                }
+            }
+        });
+        for (auto& [app, texts] : lines) {
+            texts.resize(texts.size() - std::min<std::size_t>(withdrawn, texts.size()));
+            std::vector<AradLifEntry> seen;
+            for (std::string const& text : texts) {
+                AradLifEntry const lif = lifOf(parseEntry(text));
+                if (std::ranges::find(seen, lif) == seen.end()) {
+                    seen.push_back(lif);
+                    all[app].push_back(text);
+                }
+            }
+        }
+        return all;
+    }
+
+    /// Takes the row apart and compares each field that the entry has given with what it was given; how many
+    /// there were. What shares its bits with another field is not, and a destination has another form on some
+    /// chips: they are compared as part of the whole row.
+    static U64 check(std::string const& text, RowForm const& form, Words const& words) {
+        Entry const entry = parseEntry(text);
+        DecodedRow const row = decodeRow(form, words);
+        if (!row.unowned.empty() || words != encodeEntry(entry, form.chip).words) {
+            throw Refused("a row is not what its entry becomes: " + text);
+        }
+        U64 compared = 0;
+        for (FieldValue const& field : row.fields) {
+            std::string const name(field.place.field->name);
+            std::size_t const at = text.find(' ' + name + '=');
+            bool const isShared = std::ranges::any_of(row.fields, [&](FieldValue const& other) {
+                return &other != &field && other.place.lo() <= field.place.hi() &&
+                       field.place.lo() <= other.place.hi();
+            });
+            if (at == text.npos || isShared || name == "destination") {
+                continue;
+            }
+            std::size_t const start = at + name.size() + 2;
+            std::optional<U64> const given =
+                parseNumber(std::string_view(text).substr(start, text.find(' ', start) - start));
+            U64 const kept = field.place.at.width >= 64 ? ~U64{0} : (U64{1} << field.place.at.width) - 1;
+            if (given && field.number() != (*given & kept)) {
+                std::string message = name;
+                throw Refused(
+                    message.append(" of a row is ").append(field.text()).append(", not as in ").append(text));
+            }
+            compared += given.has_value();
+        }
+        return compared;
+    }
+
+    Context& context_;
+    DemoOptions const& options_;
+    fs::path folder_;
+    std::optional<Child> driver_;
+    std::vector<Child> applications_;
+};
+
+} // namespace
+
+void demo(Context& context, DemoOptions options) {
+    if (options.file.empty()) {
+        options.file = examples();
+    }
+    Signals const signals;
+    Folder const folder(options.folder);
+    Run run(context, options, folder.path() / "run");
+    run.all({});
+    run.table();
+    run.end();
+    Signals::mustBeNone();
+    if (options.kill.empty()) {
+        return;
+    }
+    context.note("the same once more, with " + join(options.kill, " and ") + " killed half-way");
+    Run again(context, options, folder.path() / "again");
+    again.all(options.kill);
+    again.end();
+    if (contents(run.image()) != contents(again.image())) {
+        throw Refused("the images differ");
+    }
+    context.note("the two images are the same");
+}
+
+} // namespace tool

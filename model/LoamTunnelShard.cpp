@@ -1,0 +1,10 @@
+/// The type objects, boxes and stream adapters of the library's types. Together they take a compiler too
+/// long, so the build compiles this file LOAM_SHARDS times, each with every LOAM_SHARDS-th type from number
+/// LOAM_SHARD on.
+
+#include "attrlog/adapter/AttrLogTypes.h"
+#include "model/LoamTunnelTypeList.h"
+#include "reflect/TypeOf.h"
+
+template struct Kor::TypeMakersOf<Hardware::LoamTunnel::LoamTunnelTypes, LOAM_SHARD, LOAM_SHARDS>;
+static Kor::AttrLogTypes<Hardware::LoamTunnel::LoamTunnelTypes, LOAM_SHARD, LOAM_SHARDS> const attrLogAtLoad;

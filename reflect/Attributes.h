@@ -1,0 +1,308 @@
+#pragma once
+
+/// The attributes that values and entities are declared with. Each says its name, its types and its shape
+/// (reflect/Shape.h), and holds nothing:
+///
+///     Stored, Settable, View, Constant, Computed      of values (reflect/Value.h)
+///     Operation, ClassOperation, Arg                  of both
+///     KeyAttribute, FixedAttribute, Singleton, ...    of entities (reflect/entity/EntityPattern.h)
+///
+/// A new kind of attribute is one declaration here, and what is truly new about it where it is stored
+/// (reflect/entity/Levels.h) or read. `Type` is the type that a reader gets, of an operation its result; a
+/// keyed attribute has a `Key`, and one whose key is in the value the name of it as `KeyName`.
+
+#include "reflect/Names.h"
+#include "reflect/Shape.h"
+#include "reflect/Texts.h"
+#include "runtime/Ptr.h"
+
+#include <array>
+#include <cstddef>
+#include <tuple>
+#include <type_traits>
+
+namespace Kor {
+
+template <class... A>
+struct AttributeList {
+    static constexpr std::size_t size = sizeof...(A);
+};
+
+namespace detail {
+
+/// The attributes of several lists, in order.
+template <class... List>
+struct Joined {
+    using type = AttributeList<>;
+};
+template <class... A>
+struct Joined<AttributeList<A...>> {
+    using type = AttributeList<A...>;
+};
+template <class... A, class... B, class... Rest>
+struct Joined<AttributeList<A...>, AttributeList<B...>, Rest...>
+    : Joined<AttributeList<A..., B...>, Rest...> {};
+
+/// The attributes of a list that have a property of the shape.
+template <bool Shape::*property, class List>
+struct WhereIn;
+template <bool Shape::*property, class... A>
+struct WhereIn<property, AttributeList<A...>>
+    : Joined<std::conditional_t<A::shape.*property, AttributeList<A>, AttributeList<>>...> {};
+template <bool Shape::*property, class List>
+using Where = typename WhereIn<property, List>::type;
+
+template <std::size_t I, class List>
+struct AttributeAt;
+template <std::size_t I, class... A>
+struct AttributeAt<I, AttributeList<A...>> : std::tuple_element<I, std::tuple<A...>> {};
+
+/// Where an attribute stands in a list.
+template <class A, class... Each>
+consteval std::size_t placeIn(AttributeList<Each...>) {
+    constexpr bool is[] = {std::is_same_v<A, Each>..., true};
+    std::size_t place = 0;
+    while (!is[place]) {
+        ++place;
+    }
+    return place;
+}
+
+/// Calls `visit.template operator()<A>()` for each attribute A of a list.
+template <class... A, class Visit>
+constexpr void forEach(AttributeList<A...>, Visit const& visit) {
+    (visit.template operator()<A>(), ...);
+}
+
+template <class Signature>
+struct SignatureOf;
+template <class R, class... A>
+struct SignatureOf<R(A...)> {
+    using Result = R;
+    using Arguments = AttributeList<A...>;
+};
+
+/// The key attribute of an entity that has one: it stands first.
+template <class C>
+using ChildKey = typename AttributeAt<0, typename C::Attributes>::type;
+
+} // namespace detail
+
+// Of values
+
+/// Stored, set by the constructor alone. `Initial` is the default, if it is not that of the type.
+template <class NameType, class T, auto... Initial>
+struct Stored {
+    using Name = NameType;
+    using Type = T;
+    static constexpr Shape shape{.role = Role::field};
+    static constexpr T initial() { return T(Initial...); }
+};
+
+/// Stored, with a setter.
+template <class NameType, class T, auto... Initial>
+struct Settable : Stored<NameType, T, Initial...> {
+    static constexpr Shape shape{.role = Role::field, .settable = true};
+};
+
+/// Bits First to Last of a stored word, for reading and writing.
+template <class NameType, class T, class WordName, unsigned First, unsigned Last>
+struct View {
+    using Name = NameType;
+    using Type = T;
+    using Word = WordName;
+    static constexpr Shape shape{.role = Role::view, .settable = true};
+    static constexpr unsigned first = First;
+    static constexpr unsigned width = Last - First + 1;
+    static_assert(First <= Last && Last < 64);
+    static_assert(std::is_enum_v<T> || std::is_same_v<T, bool> ? true : width <= 8 * sizeof(T),
+                  "the type of a view must hold its bits");
+};
+
+/// A constant of the class.
+template <class NameType, class T, T Value>
+struct Constant {
+    using Name = NameType;
+    using Type = T;
+    static constexpr Shape shape{.role = Role::constant};
+    static constexpr T value = Value;
+};
+
+/// Read like an attribute, by a function that the class defines by hand.
+template <class NameType, class T>
+struct Computed {
+    using Name = NameType;
+    using Type = T;
+    static constexpr Shape shape{.role = Role::computed};
+};
+
+// Of both
+
+/// One argument of an operation.
+template <class NameType, class T>
+struct Arg {
+    using Name = NameType;
+    using Type = T;
+};
+
+/// An operation that the class defines by hand and that is reached by its name. The signature names each
+/// argument: `Operation<name::acFormat, OutAcFormat(Arg<name::isAc0, bool>)>`.
+template <class NameType, class S>
+struct Operation {
+    using Name = NameType;
+    using Signature = S;
+    using Type = typename detail::SignatureOf<S>::Result;
+    using Arguments = typename detail::SignatureOf<S>::Arguments;
+    static constexpr Shape shape{.role = Role::operation};
+};
+
+/// An operation of the class, called without an object.
+template <class NameType, class S>
+struct ClassOperation : Operation<NameType, S> {
+    static constexpr Shape shape{.role = Role::classOperation};
+};
+
+// Of entities
+
+/// Set by the constructor; under it the map of a parent knows the entity. Stands first.
+template <class NameType, class T>
+struct KeyAttribute {
+    using Name = NameType;
+    using Type = T;
+    static constexpr Shape shape{.role = Role::key};
+};
+
+/// The same without being a key.
+template <class NameType, class T>
+struct FixedAttribute {
+    using Name = NameType;
+    using Type = T;
+    static constexpr Shape shape{.role = Role::field};
+};
+
+/// An operation that heirs override, and that they list as an Override.
+template <class NameType, class S>
+struct VirtualOperation : Operation<NameType, S> {
+    static constexpr Shape shape{.role = Role::operation, .isVirtual = true};
+};
+
+/// An operation of the base's list that this class has its own form of. It keeps the base's id.
+template <class NameType>
+struct Override {
+    using Name = NameType;
+    static constexpr Shape shape{.role = Role::operation};
+};
+template <class A>
+inline constexpr bool isOverride = false;
+template <class NameType>
+inline constexpr bool isOverride<Override<NameType>> = true;
+
+template <class NameType, class T, auto... Initial>
+struct Singleton {
+    using Name = NameType;
+    using Type = T;
+    using Value = T;
+    static constexpr Shape shape{.role = Role::singleton, .settable = true, .travels = true};
+    static T initial() { return T(Initial...); }
+};
+
+/// With a setter that heirs may override.
+template <class NameType, class T, auto... Initial>
+struct VirtualSingleton : Singleton<NameType, T, Initial...> {
+    static constexpr Shape shape{
+        .role = Role::singleton, .settable = true, .isVirtual = true, .travels = true};
+};
+
+/// Refers to an object that the entity does not make. Read through a const entity it is const.
+template <class NameType, class T>
+struct SingletonReference {
+    using Name = NameType;
+    using Type = T;
+    using Value = Ptr<T>;
+    static constexpr Shape shape{.role = Role::singleton, .reference = true, .settable = true};
+    static Value initial() { return {}; }
+};
+
+template <class NameType, class K, class V>
+struct ValueMap {
+    using Name = NameType;
+    using Type = V;
+    using Key = K;
+    using Value = V;
+    static constexpr Shape shape{.role = Role::map, .keyed = true, .settable = true, .travels = true};
+};
+
+/// A map of counts that count up.
+template <class NameType, class K, class V>
+struct CountedUpMap : ValueMap<NameType, K, V> {
+    static_assert(std::is_same_v<V, U32>, "a map counts in U32");
+    static constexpr Shape shape{
+        .role = Role::map, .counting = Counting::up, .keyed = true, .settable = true, .travels = true};
+};
+
+/// A map of counts that count up and down.
+template <class NameType, class K, class V>
+struct CountedMap : ValueMap<NameType, K, V> {
+    static_assert(std::is_same_v<V, U32>, "a map counts in U32");
+    static constexpr Shape shape{
+        .role = Role::map, .counting = Counting::both, .keyed = true, .settable = true, .travels = true};
+};
+
+/// The key is the attribute `KeyNameType` of the value.
+template <class NameType, class V, class KeyNameType>
+struct KeyedMap {
+    using Name = NameType;
+    using Type = V;
+    using KeyName = KeyNameType;
+    using Key = std::remove_cvref_t<decltype(KeyName::call(std::declval<V const&>()))>;
+    using Value = V;
+    static constexpr Shape shape{
+        .role = Role::map, .keyed = true, .keyInside = true, .settable = true, .travels = true};
+};
+
+/// The members are children, made here; the key is the key attribute of the child.
+template <class NameType, class C>
+struct EntityMap {
+    using Name = NameType;
+    using Type = C;
+    using KeyName = typename detail::ChildKey<C>::Name;
+    using Key = typename detail::ChildKey<C>::Type;
+    using Value = Ptr<C>;
+    static constexpr Shape shape{.role = Role::map,
+                                 .keyed = true,
+                                 .keyInside = true,
+                                 .child = true,
+                                 .settable = true,
+                                 .travels = true};
+};
+
+/// The members are entities that somebody else has made.
+template <class NameType, class K, class T>
+struct ReferenceMap {
+    using Name = NameType;
+    using Type = T;
+    using Key = K;
+    using Value = Ptr<T>;
+    static constexpr Shape shape{
+        .role = Role::map, .keyed = true, .reference = true, .settable = true, .travels = true};
+};
+
+/// Members in order, each under a number that never changes.
+template <class NameType, class V>
+struct Queue {
+    using Name = NameType;
+    using Type = V;
+    using Key = U32;
+    using Value = V;
+    static constexpr Shape shape{.role = Role::queue, .keyed = true, .settable = true};
+};
+
+/// The place of an attribute that the list does not have: its id belongs to none.
+struct FreeId {
+    struct Name {
+        static constexpr char const* text = nullptr;
+    };
+    static constexpr Shape shape{};
+};
+
+} // namespace Kor

@@ -1,0 +1,66 @@
+#pragma once
+
+/// Kor::texts(): what a class, an enumeration and their attributes mean, said in the declaration.
+
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+namespace Kor {
+
+namespace detail {
+
+/// The folder that the library's headers are included from, as the compiler names it.
+consteval std::string_view sourceRoot(char const* here = __builtin_FILE()) {
+    std::string_view file = here;
+    file.remove_suffix(std::string_view("reflect/Texts.h").size());
+    return file;
+}
+/// How a file is included: from the library's folder, or as the compiler names it.
+constexpr std::string_view includeOf(std::string_view file) {
+    constexpr std::string_view root = sourceRoot();
+    if (file.starts_with(root)) {
+        file.remove_prefix(root.size());
+    }
+    return file;
+}
+/// The first name of a list of texts, and the file that the list stands in.
+struct TextsHere {
+    // implicit: made of the name where texts() is called
+    constexpr TextsHere(char const* first, char const* here = __builtin_FILE()) : name(first), file(here) {}
+    char const* name;
+    char const* file;
+};
+
+} // namespace detail
+
+/// What Kor::texts() makes.
+template <std::size_t N>
+struct Texts {
+    char const* file;
+    std::array<char const*, N> all;
+};
+
+/// What a class and its attributes mean, for people: name and text by turns, the class itself under the empty
+/// name, which comes first.
+///
+///     static constexpr auto korTexts = Kor::texts(
+///         "", "What one application asks for",
+///         "app", "The application",
+///         "reqCount", "How often it asks for the LIF; 0 lets it go");
+///
+/// Tools print them (Kor::KorAttr::meaning()); nothing else looks at them. A class that has texts has one for
+/// each attribute of its own list, each of at most 160 characters. Bits of a view are not told again: tools
+/// know them. The list also tells which header the class is declared in (Kor::KorType::header()).
+template <class... Text>
+consteval auto texts(detail::TextsHere first, Text... text) { // by value: one function for each length
+    static_assert(sizeof...(Text) % 2 == 1, "a text for each name");
+    return Texts<sizeof...(Text) + 1>{first.file, {first.name, text...}};
+}
+
+/// Of an enumeration that says nothing of itself: where it is declared.
+consteval Texts<0> texts(char const* here = __builtin_FILE()) {
+    return {here, {}};
+}
+
+} // namespace Kor

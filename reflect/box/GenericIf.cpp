@@ -1,0 +1,547 @@
+#include "reflect/box/GenericIf.h"
+
+#include "reflect/box/GenericBox.h"
+#include "runtime/Contract.h"
+
+#include <new>
+#include <string>
+
+namespace Kor {
+
+// Refusals
+
+namespace {
+
+String8 words(std::string_view head, std::string_view word) {
+    return String8(std::string(head) + std::string(word));
+}
+
+bool isWrite(GenericIf::OpId op) {
+    return static_cast<U32>(op) >= 128;
+}
+
+std::string opName(GenericIf::OpId op) {
+    using Op = GenericIf::AttributeOp;
+    switch (op) {
+    case Op::get:
+        return "get";
+    case Op::count:
+        return "count";
+    case Op::version:
+        return "version";
+    case Op::contains:
+        return "contains";
+    case Op::equals:
+        return "equals";
+    case Op::set:
+        return "set";
+    case Op::del:
+        return "delete";
+    }
+    return "operation " + std::to_string(static_cast<U32>(op));
+}
+
+/// The attribute of an id that a type does not have.
+[[noreturn]] void throwNoAttribute(GenericIf const& box, AttributeId id) {
+    GenericIf::throwUnknownAttrException(
+        (std::string(box.type()->typeName().view()) + " has none with the id " + std::to_string(id)).c_str());
+}
+
+} // namespace
+
+void GenericIf::throwTypeException(char const* word) {
+    throw GenericTypeException(words("missing or of the wrong type: ", word));
+}
+
+void GenericIf::throwConstException(char const* word) {
+    throw GenericConstException(word);
+}
+
+void GenericIf::throwUnknownArgException(char const* word) {
+    throw UnknownArgException(words("one argument too many for ", word));
+}
+
+void GenericIf::throwUnknownAttrException(char const* word) {
+    throw UnknownAttrException(words("no such attribute: ", word));
+}
+
+void GenericIf::throwBadIndexAttrException(char const* word) {
+    throw BadIndexAttrException(words("a key was given, but none is taken by ", word));
+}
+
+void GenericIf::throwOpNotSupportedException(char const* word, OpId op, bool) {
+    throw OpNotSupportedException(words(std::string(word) + " does not support ", opName(op)));
+}
+
+void GenericIf::checkWrite(OpId op) const {
+    if (isConst_ && isWrite(op)) {
+        throwConstException("attempting to modify a const instance");
+    }
+}
+
+// Blocks for boxes. A box lives shortly, and the next one is as large; so a thread keeps a few blocks of each
+// size. Builds that check contracts do not, so that the sanitizers see who touches a box that has ended.
+
+namespace {
+
+constexpr std::size_t blockStep = 16;
+constexpr std::size_t largestBlock = 256;
+constexpr unsigned mostBlocks = 32;
+
+struct Block {
+    Block* next;
+};
+struct BlockList {
+    Block* head;
+    unsigned count;
+};
+/// Without a constructor or destructor, so that there is nothing to test for at each use.
+struct Blocks {
+    BlockList lists[largestBlock / blockStep + 1];
+    bool hasCleaner;
+    bool isClosed;
+};
+[[gnu::tls_model("initial-exec")]] constinit thread_local Blocks blocks{};
+
+/// Gives the blocks back when the thread ends.
+struct BlockCleaner {
+    ~BlockCleaner() {
+        blocks.isClosed = true;
+        for (BlockList& list : blocks.lists) {
+            while (Block* const block = list.head) {
+                list.head = block->next;
+                ::operator delete(block);
+            }
+        }
+    }
+};
+
+constexpr std::size_t blockClass(std::size_t size) {
+    return (size + blockStep - 1) / blockStep;
+}
+
+} // namespace
+
+void* GenericIf::operator new(std::size_t size) {
+    if (!contractChecks && size <= largestBlock) {
+        BlockList& list = blocks.lists[blockClass(size)];
+        if (Block* const block = list.head) {
+            list.head = block->next;
+            --list.count;
+            return block;
+        }
+        return ::operator new(blockClass(size) * blockStep);
+    }
+    return ::operator new(size);
+}
+
+void GenericIf::operator delete(void* block, std::size_t size) noexcept {
+    if (!contractChecks && size <= largestBlock && !blocks.isClosed) {
+        BlockList& list = blocks.lists[blockClass(size)];
+        if (list.count < mostBlocks) {
+            if (!blocks.hasCleaner) [[unlikely]] {
+                static thread_local BlockCleaner cleaner;
+                static_cast<void>(cleaner);
+                blocks.hasCleaner = true;
+            }
+            list.head = new (block) Block{list.head};
+            ++list.count;
+            return;
+        }
+    }
+    ::operator delete(block);
+}
+
+// Without boxes
+
+namespace {
+
+/// As detail::reach, which is called for the attributes of a base alone.
+inline detail::Reached reachOwnFirst(detail::BoxTable const& table, void* object, AttributeId id) noexcept {
+    auto const place = static_cast<std::size_t>(S64{id} - table.first);
+    if (place < table.attributes.size() && table.attributes[place].name != nullptr) [[likely]] {
+        return {&table.attributes[place], object};
+    }
+    return detail::reach(table, object, id);
+}
+
+} // namespace
+
+void GenericIf::countRead() noexcept {
+    if (holds_ == Holds::entity) {
+        EntityAccess::mutableReadsInc(static_cast<Entity const&>(*notifier()));
+    }
+}
+
+bool GenericIf::read(AttributeId attribute, KorType const* type, void* into) {
+    if (readTable_ == nullptr) {
+        return false;
+    }
+    auto const at = reachOwnFirst(*readTable_, place_, attribute);
+    if (at.attribute == nullptr || at.attribute->read == nullptr ||
+        !at.attribute->read(at.object, type, into)) {
+        return false;
+    }
+    countRead();
+    return true;
+}
+
+bool GenericIf::read(AttributeId attribute, KorType const* keyType, void const* key, KorType const* type,
+                     void* into) {
+    if (readTable_ == nullptr) {
+        return false;
+    }
+    auto const at = reachOwnFirst(*readTable_, place_, attribute);
+    if (at.attribute == nullptr || at.attribute->keyed == nullptr || at.attribute->keyed->read == nullptr ||
+        !at.attribute->keyed->read(at.object, keyType, key, type, into)) {
+        return false;
+    }
+    countRead();
+    return true;
+}
+
+bool GenericIf::write(AttributeId attribute, KorType const* type, void const* value) {
+    if (writeTable_ == nullptr) {
+        return false;
+    }
+    auto const at = reachOwnFirst(*writeTable_, place_, attribute);
+    if (at.attribute == nullptr || at.attribute->write == nullptr) {
+        return false;
+    }
+    if (notifier().ptr() == nullptr) { // of a value
+        return at.attribute->write(at.object, type, value);
+    }
+    PtrInterface::Keep const keep(*notifier()); // a setter's reactors may let the box go
+    return at.attribute->write(at.object, type, value);
+}
+
+// What all boxes do
+
+GenericIf::~GenericIf() = default;
+
+String8 GenericIf::attributeString(AttributeId attribute) const {
+    KorAttr const* const found = type()->attribute(attribute);
+    return found != nullptr ? String8(found->name()) : String8("unknown");
+}
+
+// By value, as the slot has it. NOLINTNEXTLINE(performance-unnecessary-value-param)
+AttributeId GenericIf::attributeId(String8 name) const {
+    KorAttr const* const found = type()->typeAttr()->attr(name);
+    if (found == nullptr) {
+        throwUnknownAttrException((std::string(type()->typeName().view()) + "::" + name.charPtr()).c_str());
+    }
+    return found->attributeId();
+}
+
+Ptr<GenericIf> GenericIf::attributeOp(AttributeOp const& op, Key const&, Ptr<GenericIf> const&) {
+    checkWrite(op.opId);
+    throwNoAttribute(*this, op.attributeId);
+}
+
+void GenericIf::korDoZombieReactors(bool zombie) {
+    korMarkedForDeletionIs(zombie);
+}
+
+GenericIf::AttributeIteratorConst GenericIf::attributeIteratorConst(AttributeId attribute) const {
+    throwNoAttribute(*this, attribute);
+}
+
+GenericIf::AttributeIteratorConst GenericIf::attributeIteratorKeyConst(AttributeId attribute,
+                                                                       Key const&) const {
+    throwNoAttribute(*this, attribute);
+}
+
+GenericIf::AttributeIteratorConst GenericIf::attributeIterator(AttributeId attribute) {
+    return attributeIteratorConst(attribute);
+}
+
+GenericIf::AttributeIteratorConst GenericIf::attributeIteratorKey(AttributeId attribute, Key const& key) {
+    return attributeIteratorKeyConst(attribute, key);
+}
+
+// A box without maps makes no iterators; these answer for one that is at its end.
+Ptr<GenericIf> GenericIf::attributeIterator_iterObj(AttributeIteratorConst const&) {
+    return nullptr;
+}
+GenericIf::Key GenericIf::attributeIterator_iterObj(AttributeIteratorConst const&) const {
+    return nullptr;
+}
+void* GenericIf::attributeIterator_iterInc(AttributeIteratorConst const&) const {
+    return nullptr;
+}
+GenericIf::Key GenericIf::attributeIterator_iterKey(AttributeIteratorConst const&) const {
+    return nullptr;
+}
+void* GenericIf::attributeIterator_iterClone(AttributeIteratorConst const&) const {
+    return nullptr;
+}
+bool GenericIf::attributeIterator_nonNull(AttributeIteratorConst const&) const {
+    return false;
+}
+void* GenericIf::attributeIterator_iterDel(AttributeIteratorConst const&) const {
+    return nullptr;
+}
+
+void GenericIf::onAttribute(AttributeId attribute) {
+    onAttribute(attribute, nullptr);
+}
+
+void GenericIf::onAttribute(AttributeId attribute, Key const& key) {
+    if (Ptr<Listener> const listener = listener_) {
+        listener->onAttribute(*this, attribute, key);
+    }
+}
+
+// Lists
+
+KorType* GenericIf::List::_fwkType() {
+    return fwkTypeOf<GenericIf::List>();
+}
+
+void* GenericIf::List_::voidPtrIs(Ptr<KorType const> const& type) const {
+    if (type != List::_fwkType()) {
+        detail::throwUnboxed(type.ptr());
+    }
+    return const_cast<List*>(&list_);
+}
+
+String8 GenericIf::List_::strRep() const {
+    std::string text = "[";
+    for (GenericIfListMember const& each : list_) {
+        text.append(text.size() > 1 ? ", " : "").append(each.value ? each.value->strRep().view() : "None");
+    }
+    return text + "]";
+}
+
+Ptr<GenericIf> GenericIf::List_::clone() {
+    return makePtr<List_>(list_, isConst());
+}
+
+// Boxes of objects
+
+namespace {
+
+template <auto read>
+Ptr<GenericIf> readEntity(void* object, bool isConst) {
+    return boxOf((static_cast<Entity*>(object)->*read)(), isConst);
+}
+
+Ptr<GenericIf> callHasAttrLog(void* object, detail::ArgumentReader& arguments, bool isConst) {
+    arguments.end();
+    return boxOf(static_cast<Entity*>(object)->korHasAttrLogInterface(), isConst);
+}
+
+template <auto read>
+constexpr detail::BoxAttribute readOnly(char const* name) {
+    return {.name = name, .shape = {.role = Role::computed}, .get = &readEntity<read>};
+}
+
+/// What every entity has. It is looked at without being counted as a read.
+constexpr std::pair<AttributeId, detail::BoxAttribute> entityAttributes[] = {
+    {Entity::nameAttr, readOnly<&Entity::name>("name")},
+    {Entity::versionAttr, readOnly<&Entity::version>("version")},
+    {Entity::mutableReadsAttr, readOnly<&Entity::mutableReads>("mutableReads")},
+    {Entity::fullNameAttr, readOnly<&Entity::fullName>("fullName")},
+    {Entity::korHasAttrLogInterfaceAttr,
+     {.name = "korHasAttrLogInterface", .shape = {.role = Role::operation}, .call = &callHasAttrLog}},
+};
+
+} // namespace
+
+PtrInterface& GenericIfPtrInterface::object() const {
+    if (!notifier()) {
+        throwTypeException((std::string(type()->typeName().view()) + ", the box has no object").c_str());
+    }
+    return *const_cast<PtrInterface*>(notifier().ptr());
+}
+
+Ptr<GenericIf> GenericIfPtrInterface::baseGenericIf() {
+    KorType const* const base = type()->base();
+    return base != nullptr ? base->genericIf_(&object(), isConst()) : nullptr;
+}
+
+Ptr<GenericIf const> GenericIfPtrInterface::baseGenericIf() const {
+    return const_cast<GenericIfPtrInterface*>(this)->baseGenericIf();
+}
+
+String8 GenericIfPtrInterface::strRep() const {
+    return valueToStrepOfRawPtr(notifier().ptr(), typeid(PtrInterface));
+}
+
+String8 GenericIfEntity::strRep() const {
+    return valueToStrepOfRawPtr(static_cast<Entity const*>(notifier().ptr()), typeid(Entity));
+}
+
+String8 GenericIfEntity::attributeString(AttributeId attribute) const {
+    return static_cast<Entity&>(object()).attributeString(attribute);
+}
+
+Ptr<GenericIf> GenericIfEntity::attributeOp(AttributeOp const& op, Key const& key,
+                                            Ptr<GenericIf> const& value) {
+    checkWrite(op.opId);
+    for (auto const& [id, attribute] : entityAttributes) {
+        if (id == op.attributeId) {
+            return detail::attributeOp({&attribute, static_cast<Entity*>(&object())}, isConst(), nullptr,
+                                       op.opId, key, value);
+        }
+    }
+    return GenericIfPtrInterface::attributeOp(op, key, value);
+}
+
+// The operations
+
+namespace detail {
+
+void throwUnboxed(KorType const* expected) {
+    GenericIf::throwTypeException(expected != nullptr ? expected->name().charPtr() : "nothing");
+}
+
+Ptr<GenericIf> boxValue(KorType* type, void const* value, bool isConst) {
+    Ptr<GenericIf> box = type->genericIf(value, isConst);
+    if (!box) {
+        GenericIf::throwTypeException(
+            (std::string(type->typeName().view()) + ", which has no boxes").c_str());
+    }
+    return box;
+}
+
+[[gnu::noinline]] Reached reach(BoxTable const& table, void* object, AttributeId id) noexcept {
+    for (BoxTable const* at = &table;; at = at->base) {
+        auto const place = static_cast<std::size_t>(S64{id} - at->first);
+        if (place < at->attributes.size() && at->attributes[place].name != nullptr) {
+            return {&at->attributes[place], object};
+        }
+        if (at->base == nullptr) {
+            return {};
+        }
+        object = at->toBase(object);
+    }
+}
+
+GenericIf const& needKey(GenericIf::Key const& key, char const* name) {
+    if (!key) {
+        GenericIf::throwTypeException(name);
+    }
+    return *key;
+}
+
+ArgumentReader::ArgumentReader(GenericIf const* arguments, char const* what) : what_(what) {
+    auto const* const box = dynamic_cast<GenericIf::List_ const*>(arguments);
+    if (box == nullptr) {
+        GenericIf::throwTypeException("Kor::GenericIf::List_");
+    }
+    list_ = box->list();
+}
+
+GenericIf const& ArgumentReader::next(char const* name) {
+    current_ = list_.deq();
+    if (!current_) {
+        GenericIf::throwTypeException(name);
+    }
+    return *current_;
+}
+
+void ArgumentReader::end() const {
+    if (!empty()) {
+        GenericIf::throwUnknownArgException(what_);
+    }
+}
+
+namespace {
+
+/// Everything but a key, a list or an operation is as for a scalar.
+void needNoKey(BoxAttribute const& attribute, GenericIf::Key const& key) {
+    if (key) {
+        GenericIf::throwBadIndexAttrException(attribute.name);
+    }
+}
+
+void needValue(BoxAttribute const& attribute, Ptr<GenericIf> const& value) {
+    if (!value) {
+        GenericIf::throwTypeException(attribute.name);
+    }
+}
+
+Ptr<GenericIf> setMember(Reached at, GenericIf::Key const& key, Ptr<GenericIf> const& value) {
+    BoxAttribute const& attribute = *at.attribute;
+    KeyedAccess const& keyed = *attribute.keyed;
+    if (attribute.shape.child) {
+        needNoKey(attribute, key);
+        ArgumentReader arguments(value.ptr(), attribute.name);
+        GenericIf const& childKey = arguments.next(keyed.keyName);
+        keyed.contains(at.object, childKey); // its type is looked at before what follows it
+        arguments.end();
+        return keyed.set(at.object, &childKey, nullptr);
+    }
+    if (attribute.shape.keyInside) {
+        needNoKey(attribute, key);
+        needValue(attribute, value);
+        return keyed.set(at.object, nullptr, value.ptr());
+    }
+    needKey(key, keyed.keyName);
+    if (!value && !attribute.shape.reference) {
+        keyed.contains(at.object, *key); // its type is looked at before the value
+        GenericIf::throwTypeException(attribute.name);
+    }
+    return keyed.set(at.object, key.ptr(), value.ptr());
+}
+
+} // namespace
+
+Ptr<GenericIf> attributeOp(Reached at, bool isConst, Entity const* entity, GenericIf::OpId op,
+                           GenericIf::Key const& key, Ptr<GenericIf> const& value) {
+    using Op = GenericIf::AttributeOp;
+    BoxAttribute const& attribute = *at.attribute;
+    auto const countRead = [&] {
+        if (entity != nullptr) {
+            EntityAccess::mutableReadsInc(*entity);
+        }
+    };
+    auto const unsupported = [&] { GenericIf::throwOpNotSupportedException(attribute.name, op, false); };
+
+    if (attribute.shape.isOperation()) {
+        if (op != Op::get) {
+            unsupported();
+        }
+        ArgumentReader arguments(key.ptr(), attribute.name);
+        return attribute.call(at.object, arguments, isConst);
+    }
+    if (!attribute.shape.keyed) {
+        needNoKey(attribute, key);
+        if (op == Op::get) {
+            countRead();
+            return attribute.get(at.object, isConst);
+        }
+        if (op != Op::set || attribute.set == nullptr) {
+            unsupported();
+        }
+        needValue(attribute, value);
+        attribute.set(at.object, *value);
+        return nullptr;
+    }
+    KeyedAccess const& keyed = *attribute.keyed;
+    switch (op) {
+    case Op::get: {
+        Ptr<GenericIf> found = keyed.get(at.object, needKey(key, "key"), isConst);
+        countRead();
+        return found;
+    }
+    case Op::count:
+        return boxOf(keyed.count(at.object), isConst);
+    case Op::version:
+        return boxOf(keyed.version(at.object), isConst);
+    case Op::contains:
+        return boxOf(keyed.contains(at.object, needKey(key, "key")), isConst);
+    case Op::set:
+        return setMember(at, key, value);
+    case Op::del:
+        return keyed.del(at.object, needKey(key, "key"));
+    default:
+        unsupported();
+    }
+    return nullptr;
+}
+
+} // namespace detail
+
+} // namespace Kor

@@ -1,0 +1,383 @@
+#pragma once
+
+/// The entity pattern: an entity class is the list of its attributes, in the order of the model, and gets
+/// from it its storage, its operations, its reactors and the order of effects of each change.
+///
+///     class LifAppConfig final
+///         : public Kor::EntityOf<LifAppConfig,
+///               Kor::KeyAttribute<name::app, Hardware::Loam::VtAppId>,
+///               Kor::CountedMap<name::reqCount, AradLifEntry, U32>> {
+///     public:
+///         using EntityOver::EntityOver;
+///     };
+///
+///     auto config = Kor::makePtr<LifAppConfig>(Hardware::Loam::vtAppMpls);
+///     config->reqCountInc(entry, 1);
+///     for (auto const& each : config->reqCountMap()) { use(each.fwkKey(), each.value); }
+///
+/// A class that other programs and tools are to meet by name is also listed in a module
+/// (reflect/TypeModule.h).
+///
+/// The kinds of attributes, for an attribute `x` with the capital form `X`, value type T and key type K:
+///
+///     KeyAttribute    x(), fwkKey()                              set by the constructor; the key in a parent's map
+///     FixedAttribute  x()                                        set by the constructor
+///     Singleton       x(), xIs(T)                                VirtualSingleton: xIs is virtual
+///     SingletonReference   x(), xIs(Ptr<T>)                      an entity or object that someone else made
+///     ValueMap        x(K), xIs(K, T), newX(K, T) and the map operations
+///     CountedUpMap    the same, and xInc(K, U32)                 CountedMap: also xDec(K, U32)
+///     KeyedMap        x(K), xIs(T), newX(T): the key is an attribute of the value
+///     EntityMap       x(K), xIs(K), newX(K): the members are children, made here
+///     ReferenceMap    x(K), xIs(K, Ptr<T>), newX(K, Ptr<T>): the members are entities that someone else made
+///     Queue           xEnq(T), xDeq(), x(U32), xIs(U32, T), xDel(U32): members in order, under the number that xEnq gave
+///     Operation       a hand-written member function of the class; VirtualOperation: one that heirs override, and
+///                     Override in such an heir
+///     FreeId          no attribute: an id that stays free
+///
+/// The map operations: xDel(K) and xDel(iterator), which return what was there, xDelAll(), xNotify(K), and
+/// for a walk xMap() and xIterator(). An absent key is no error: reads and deletes answer with T's default or
+/// a null pointer.
+///
+/// Rules of change. A write that changes nothing does nothing. Otherwise the change is stored, the version
+/// rises by one, and then the reactors are told with the key, on the caller's stack (runtime/Notification.h).
+/// Two exceptions: xIs(K) of an entity map raises the version for a present child too, without telling
+/// anybody; xInc and xDec tell, but never touch the version, and count modulo 2 to the 32nd. A count that
+/// reaches 0 stays in the map: xDel ends it. newX inserts and does nothing else; its key must not be present.
+/// An exception of a reactor's handler never gets here.
+///
+/// Cost. A map operation is one hash, one bucket, one short chain; without reactors a change costs one test
+/// more. An insertion allocates its member, nothing else allocates. One thread at a time.
+
+#include "reflect/FwkType.h"
+#include "reflect/Text.h"
+#include "reflect/Value.h"
+#include "reflect/entity/Reactors.h"
+
+#include <initializer_list>
+
+/// The factory of an entity: makes one with the constructor's argument. It registers nothing, sets no parent
+/// and inserts the entity nowhere. A template, so that a program compiles the entities that it makes, and no
+/// others.
+#define KOR_FACTORY(factory, X, ...)                                                                         \
+    template <class T = X>                                                                                   \
+    Kor::Ptr<T> factory(__VA_ARGS__ argument) {                                                              \
+        return Kor::makePtr<T>(std::move(argument));                                                         \
+    }
+
+/// The same for a constructor without arguments.
+#define KOR_PLAIN_FACTORY(factory, X)                                                                        \
+    template <class T = X>                                                                                   \
+    Kor::Ptr<T> factory() {                                                                                  \
+        return Kor::makePtr<T>();                                                                            \
+    }
+
+namespace Kor {
+
+/// The stream adapter of an entity of any class towards a stream, found or made: what korNboAttrLogSaIs()
+/// does. Null for a class that is not known to the attribute log (reflect/AttrLogType.h).
+KOR_EXPORT Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags,
+                                                        unsigned int id, Ptr<NboAttrLog::Out> const& out,
+                                                        PtrInterface* context);
+
+/// The stream adapter of the entity class X, attrlog/adapter/StreamAdapterOf.h.
+template <class X>
+class StreamAdapterOf;
+
+namespace detail {
+
+/// How deep below Kor::PtrInterface a class stands; its attribute ids follow from it.
+template <class T>
+constexpr int derivationLevel() {
+    if constexpr (std::is_same_v<T, PtrInterface>) {
+        return 0;
+    } else if constexpr (requires { T::level; }) {
+        return T::level;
+    } else {
+        return 1; // Kor::Entity, or what is slipped in between to add virtual operations
+    }
+}
+
+/// What an entity class over `Base` takes if it has no attribute that its constructor sets.
+template <class Base>
+consteval auto baseArgument() {
+    if constexpr (requires { typename Base::ConstructorArgument; }) {
+        return std::type_identity<typename Base::ConstructorArgument>();
+    } else if constexpr (std::derived_from<Base, Entity>) {
+        return std::type_identity<Name>();
+    } else {
+        return std::type_identity<void>();
+    }
+}
+template <class List>
+inline constexpr bool hasKey = false;
+template <class First, class... Rest>
+inline constexpr bool hasKey<AttributeList<First, Rest...>> =
+    First::shape.role == Role::key || First::shape.role == Role::field;
+
+template <class Base, class List>
+struct ArgumentOf {
+    using type = typename decltype(baseArgument<Base>())::type;
+};
+template <class Base, class First, class... Rest>
+requires hasKey<AttributeList<First, Rest...>>
+struct ArgumentOf<Base, AttributeList<First, Rest...>> {
+    using type = typename First::Type;
+};
+
+template <class... A>
+AttributeList<A...> plainList(AttributeList<A...> const&);
+/// The attributes of a list, given one by one or as one class that derives from their list.
+template <class... A>
+struct ListOf {
+    using type = AttributeList<A...>;
+};
+template <class List>
+requires requires(List const& list) {
+    plainList(list);
+}
+struct ListOf<List> {
+    using type = decltype(plainList(std::declval<List const&>()));
+};
+
+/// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for the map of a parent, and for its
+/// reactors.
+template <class Self>
+class Listed {
+    friend HashMember;
+    friend NotifieeAccess;
+
+    HashLink next;
+    mutable ListRaw<ReactorConst<Self>> notifieeList_;
+};
+template <class Self>
+struct NotListed {};
+/// An entity below another one has that one's.
+template <class Self, class Base>
+using ListedAt = std::conditional_t < requires {
+    typename Base::Attributes;
+}
+, NotListed<Self>, Listed < Self >> ;
+
+/// Whether an entity travels on an attribute log. One that does not says so by a member `korHasAttrLog`.
+template <class Self>
+inline constexpr bool hasAttrLog = [] {
+    if constexpr (requires { Self::korHasAttrLog; }) {
+        return Self::korHasAttrLog;
+    } else {
+        return std::derived_from<Self, Entity>;
+    }
+}();
+
+/// What an entity class adds to the virtual operations of its base: it knows its own attributes, and travels
+/// on an attribute log.
+template <class Self, class Base>
+class EntityPart : public Base {
+    using Adapter = Entity::KorNboAttrLogSa;
+    using Stream = Ptr<NboAttrLog::Out const>;
+
+public:
+    using Base::Base;
+
+    KorType* fwkType() const override { return fwkTypeOf<Self>(); }
+    String8 attributeString(AttributeId attribute) const override {
+        char const* const own = Self::ownAttributeName(attribute);
+        return own ? String8(own) : Base::attributeString(attribute);
+    }
+    bool korHasAttrLogInterface() const override { return hasAttrLog<Self>; }
+    String8 korKeyText() const override {
+        if constexpr (requires(Self const& self) { self.fwkKey(); }) {
+            return valueToStrep(static_cast<Self const&>(*this).fwkKey());
+        } else {
+            return {};
+        }
+    }
+
+    Ptr<Adapter const> korNboAttrLogSa(Stream const& out) const override { return towards(out); }
+    Ptr<Adapter> korNboAttrLogSa(Stream const& out) override { return towards(out); }
+    Ptr<Adapter> korNboAttrLogSaForMsgChannel(Ptr<Adapter> const& other) const override {
+        return other
+                   ? among([&](Adapter& each) { return &each != other.ptr() && each.isOfChannelOf(*other); })
+                   : Ptr<Adapter>();
+    }
+    Ptr<Adapter> korNboAttrLogSaIs(Entity::Kor_BitSet flags, unsigned int id, Ptr<NboAttrLog::Out> const& out,
+                                   PtrInterface* context) override {
+        return streamAdapterIs(*this, flags, id, out, context);
+    }
+    Ptr<Adapter> korNboAttrLogSaDel(Stream const& out) override {
+        Ptr<Adapter> there = towards(out);
+        return there && there->korUnmount() ? there : Ptr<Adapter>();
+    }
+
+private:
+    template <class Match>
+    Ptr<Adapter> among(Match const& match) const {
+        return streamAdapterAmong(NotifieeAccess::list(static_cast<Self const&>(*this)), match);
+    }
+    Ptr<Adapter> towards(Stream const& out) const {
+        return among([&](Adapter& each) { return each.isTowards(out.ptr()); });
+    }
+};
+/// One that is no Kor::Entity.
+template <class Self, class Base>
+requires(!std::derived_from<Base, Entity>) class EntityPart<Self, Base> : public Base {
+public:
+    using Base::Base;
+
+    KorType* fwkType() const override { return fwkTypeOf<Self>(); }
+    String8 attributeString(AttributeId attribute) const {
+        char const* const own = Self::ownAttributeName(attribute);
+        return own ? own : "unknown";
+    }
+};
+
+template <class Self, class Base, class List>
+struct BaseOf;
+template <class Self, class Base, class... A>
+struct BaseOf<Self, Base, AttributeList<A...>> : VirtualSetters<Self, EntityPart<Self, Base>, A...> {};
+
+} // namespace detail
+
+/// The class `Self` on top of `Base`, which is Kor::Entity, Kor::PtrInterface (no name, version, parent or
+/// attribute log), or another entity, whose attributes and reactors it then adds to. A long list is
+/// better given as one class derived from its Kor::AttributeList, by whose name all that is made from it
+/// goes:
+///
+///     struct PortAttributes : Kor::AttributeList<...> {};
+///     class Port : public Kor::EntityOf<Port, PortAttributes> { ... };
+template <class Self, class Base, class... A>
+class EntityOver : public detail::BaseOf<Self, Base, typename detail::ListOf<A...>::type>::type,
+                   public detail::LevelsOf<Self, typename detail::ListOf<A...>::type>::type,
+                   public detail::ListedAt<Self, Base> {
+public:
+    using Attributes = typename detail::ListOf<A...>::type;
+    using BaseEntity = Base;
+    static constexpr int level = detail::derivationLevel<Base>() + 1;
+    static constexpr AttributeId firstAttributeId = 2 + 128 * level;
+    static constexpr bool isEntity = std::derived_from<Base, Entity>;
+
+    using NotifieeConst = ReactorConst<Self>;
+    using Notifiee = Reactor<Self>;
+    /// What carries the entity to a peer, where the class has an attribute log.
+    using KorNboAttrLogSa = StreamAdapterOf<Self>;
+    /// The box, reflect/box/GenericIf.h.
+    using GenericIf_ = BoxOf<Self>;
+    /// The type object, reflect/KorType.h, and its class.
+    using _Type = TypeOf<Self>;
+    static KorType* _fwkType() { return fwkTypeOf<Self>(); }
+
+private:
+    using Below = typename detail::BaseOf<Self, Base, Attributes>::type;
+    using Levels = typename detail::LevelsOf<Self, Attributes>::type;
+    static constexpr bool keySets = detail::hasKey<Attributes>;
+
+public:
+    /// The type of the attribute that the constructor sets, Kor::Name for the name, or void.
+    using ConstructorArgument = typename detail::ArgumentOf<Base, Attributes>::type;
+
+    EntityOver() requires std::is_void_v<ConstructorArgument> {}
+    template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
+    requires(keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
+        : Levels(std::move(argument)) {}
+    template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
+    requires(!keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
+        : Below(std::move(argument)) {}
+
+    /// Children that came in while the entity was ending lose their parent, untold.
+    ~EntityOver() override {
+        if constexpr (!requires { typename Base::Attributes; }) {
+            NotifieeAccess::list(*this).deleteAll();
+        }
+        delAllChildren(Attributes());
+    }
+
+    /// The id of the attribute of that name; the list, or a base's, must have it.
+    template <class NameType>
+    static constexpr AttributeId attributeIdOf() {
+        if constexpr (declares<NameType>(Attributes())) {
+            return []<class... Each>(AttributeList<Each...>) {
+                // Arrays: g++ takes minutes for a long chain of || whose operands have effects.
+                constexpr bool isNamed[] = {isNewAs<Each, NameType>...};
+                constexpr bool hasId[] = {isNew<Each>...};
+                AttributeId id = firstAttributeId;
+                for (std::size_t place = 0; !isNamed[place]; ++place) {
+                    id += hasId[place];
+                }
+                return id;
+            }(Attributes());
+        } else {
+            return Base::template attributeIdOf<NameType>();
+        }
+    }
+
+    /// The name of an own attribute; null for any other id.
+    static constexpr char const* ownAttributeName(AttributeId attribute) {
+        if constexpr (requires(Self const& self) { self.fwkKey(); }) {
+            if (attribute == fwkKeyAttr) {
+                return "fwkKey";
+            }
+        }
+        return [attribute]<class... Each>(AttributeList<Each...>) {
+            constexpr char const* names[] = {Each::Name::text..., nullptr};
+            constexpr bool hasId[] = {isNew<Each>..., false};
+            AttributeId id = firstAttributeId;
+            for (std::size_t place = 0; place < sizeof...(Each); ++place) {
+                if (hasId[place] && id++ == attribute) {
+                    return names[place];
+                }
+            }
+            return static_cast<char const*>(nullptr);
+        }(Attributes());
+    }
+
+    /// Tells the reactors that the last reference is gone. Unless one of them has taken a new one, the entity
+    /// is about to end: while it is still whole, its children lose their parent, and observers hear of each.
+    void zeroReferencesIs(bool) override {
+        notifyZeroReferences(NotifieeAccess::list(*this));
+        if (this->hasSoleHolder()) {
+            korChildrenDel();
+        }
+    }
+
+protected:
+    /// An entity that needs no name, by its class's own constructor.
+    EntityOver() requires std::is_same_v<ConstructorArgument, Name> {}
+
+    /// Lets the children go, those of the base's maps as well.
+    void korChildrenDel() {
+        delAllChildren(Attributes());
+        if constexpr (requires { this->Base::korChildrenDel(); }) {
+            Base::korChildrenDel();
+        }
+    }
+
+private:
+    template <class Attribute>
+    static constexpr bool isNew = !isOverride<Attribute>;
+    template <class Attribute, class NameType>
+    static constexpr bool isNewAs = std::is_same_v<typename Attribute::Name, NameType>&& isNew<Attribute>;
+
+    template <class NameType, class... Each>
+    static consteval bool declares(AttributeList<Each...>) {
+        return (isNewAs<Each, NameType> || ...);
+    }
+
+    template <class... Each>
+    void delAllChildren(AttributeList<Each...>) {
+        // As a list: g++ looks at each pair of the operands of a comma.
+        static_cast<void>(std::initializer_list<int>{(delAllChildrenOf<Each>(), 0)...});
+    }
+    template <class Attribute>
+    void delAllChildrenOf() {
+        if constexpr (Attribute::shape.child) {
+            Attribute::Name::delAll(*this);
+        }
+    }
+};
+
+template <class Self, class... A>
+using EntityOf = EntityOver<Self, Entity, A...>;
+
+template <class Self, class... A>
+using ObjectOf = EntityOver<Self, PtrInterface, A...>;
+
+} // namespace Kor

@@ -1,0 +1,467 @@
+#pragma once
+
+/// What an entity has for each of its attributes: the storage, and the order of effects of each change. A
+/// level is chosen by the attribute's shape; the name's form on top of it (reflect/Names.h) gives the
+/// operations their names. The levels of an entity stand side by side, in the order of its list, and know it
+/// by `Self`.
+
+#include "reflect/Attributes.h"
+#include "runtime/Entity.h"
+#include "runtime/HashMap.h"
+#include "runtime/LinkQueue.h"
+#include "runtime/Notification.h"
+#include "runtime/NotifieeOf.h"
+
+#include <concepts>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+namespace Kor::detail {
+
+template <class NameType>
+struct KeyCall {
+    template <class V>
+    constexpr auto operator()(V const& value) const {
+        return NameType::call(value);
+    }
+};
+
+struct NoStep {
+    void operator()() const noexcept {}
+};
+
+/// Whether a change counts in the entity's version.
+enum class Version : bool { stays, rises };
+
+/// What happens to the entity `Self` around a change of its attribute A.
+template <class Self, class A>
+struct Effects {
+    /// A change, whatever the attribute: it is stored, the version rises, what reactors must find done is
+    /// settled, and they are told. `store` answers what has changed: the member, its number, or true; null,
+    /// none or false when the write changes nothing, which then ends here.
+    template <Version version = Version::rises, class Store, class Settle = NoStep>
+    static void change(Self& self, Store const& store, Settle const& settle = {}) {
+        auto const what = store();
+        if (!what) {
+            return;
+        }
+        if constexpr (version == Version::rises) {
+            raiseVersion(self);
+        }
+        settle();
+        if constexpr (std::is_same_v<decltype(what), bool const>) {
+            tell(self);
+        } else if constexpr (std::is_pointer_v<decltype(what)>) {
+            tellOf(self, *what);
+        } else {
+            tell(self, *what);
+        }
+    }
+    static void raiseVersion(Self& self) noexcept {
+        if constexpr (std::derived_from<Self, Entity>) {
+            EntityAccess::versionInc(self);
+        }
+    }
+    static void countMutableRead(Self& self) noexcept {
+        if constexpr (std::derived_from<Self, Entity>) {
+            EntityAccess::mutableReadsInc(self);
+        }
+    }
+    template <class... Key>
+    static void tell(Self& self, Key const&... key) {
+        using Reactor = typename Self::NotifieeConst;
+        Kor::notify(NotifieeAccess::list(self), Self::template attributeIdOf<typename A::Name>(),
+                    [&](auto& each) {
+                        if constexpr (std::is_same_v<std::remove_cvref_t<decltype(each)>, Reactor>) {
+                            A::Name::tell(each, key...);
+                        } else if (auto* const reactor = dynamic_cast<Reactor*>(&each)) {
+                            A::Name::tell(*reactor, key...);
+                        }
+                    });
+    }
+    /// Under the member's own key, since the one that was given may be part of a member that a hook deletes.
+    template <class Member>
+    static void tellOf(Self& self, Member& member) {
+        if (NotifieeAccess::list(self).count() != 0) [[unlikely]] {
+            PtrInterface::Keep const keep(member);
+            tell(self, HashMember::key(member));
+        }
+    }
+};
+
+template <class Self, class A>
+class FixedLevel {
+public:
+    using Stored = FixedLevel;
+    using Read = typename A::Type;
+    explicit FixedLevel(Read value) : key_(std::move(value)) {}
+
+protected:
+    Read const& korGet() const noexcept { return key_; }
+
+private:
+    Read const key_;
+};
+
+template <class Self, class A>
+class KeyLevel : public FixedLevel<Self, A> {
+public:
+    using Stored = KeyLevel;
+    using FixedLevel<Self, A>::FixedLevel;
+
+    /// The key attribute again, by which the map of the parent knows the entity.
+    typename A::Type const& fwkKey() const noexcept { return this->korGet(); }
+};
+
+/// What a value of an attribute is read as: an object as a const one.
+template <class A>
+struct ReadOf {
+    using type = typename A::Value;
+};
+template <class A>
+requires(A::shape.holdsObjects()) struct ReadOf<A> {
+    using type = Ptr<typename A::Type const>;
+};
+
+template <class Self, class A>
+class SingletonLevel {
+public:
+    using Value = typename A::Value;
+    using Read = typename ReadOf<A>::type;
+
+protected:
+    Read korGet() const { return value_; }
+    Value korGet() requires(A::shape.reference) {
+        On::countMutableRead(self());
+        return value_;
+    }
+    void korIs(Value const& value) {
+        On::change(self(), [&] {
+            if (value_ == value) {
+                return false;
+            }
+            value_ = value;
+            return true;
+        });
+    }
+
+private:
+    template <class, class>
+    friend struct VirtualSetterAt;
+    using On = Effects<Self, A>;
+
+    Self& self() noexcept { return static_cast<Self&>(*this); }
+
+    Value value_ = A::initial();
+};
+
+/// How a virtual setter, which has its slot behind those of the base, reaches the level.
+template <class Self, class A>
+struct VirtualSetterAt {
+    using Value = typename A::Value;
+    template <class Below>
+    static void set(Below& below, Value const& value) {
+        static_cast<SingletonLevel<Self, A>&>(static_cast<Self&>(below)).korIs(value);
+    }
+};
+
+/// The member of a map.
+template <class A>
+struct NodeOf {
+    using type = MapEntry<typename A::Key, typename A::Value>;
+};
+template <class A>
+requires(A::shape.keyInside && !A::shape.child) struct NodeOf<A> {
+    using type = KeyedMapEntry<typename A::Value, KeyCall<typename A::KeyName>{}>;
+};
+template <class A>
+requires(A::shape.child) struct NodeOf<A> {
+    using type = typename A::Type;
+};
+
+/// Maps of values, counts and references, with the key apart or inside, and of children.
+template <class Self, class A>
+class MapLevel {
+public:
+    using Node = typename NodeOf<A>::type;
+    using Held = Ptr<Node>;
+    using Found = ValidPtr<Node>;
+    using Key = typename A::Key;
+    using Value = typename A::Value;
+    using Read = typename ReadOf<A>::type;
+    using Map = HashMap<Node, Key, Value>;
+
+protected:
+    Map const& korMap() const noexcept { return map_; }
+    Map& korMap() noexcept { return map_; }
+
+    Read korGet(Key const& key) const { return valueOf(map_.member(key)); }
+    Value korGet(Key const& key) requires(A::shape.holdsObjects()) {
+        On::countMutableRead(self());
+        return valueOf(map_.member(key));
+    }
+
+    void korNotify(Key const& key) { On::tell(self(), key); }
+
+    Value korDel(Key const& key) {
+        return drop([&] { return map_.deleteMember(key); });
+    }
+    Value korDel(typename Map::Iterator& at) {
+        return drop([&] {
+            Held const current = at.ptr();
+            U32 const before = map_.count();
+            if (current) {
+                map_.deleteMember(current); // it may have left since the last step
+            }
+            return map_.count() != before ? current : Held();
+        });
+    }
+    void korDelAll() {
+        PtrInterface::Keep const keep(self()); // a hook may let the last reference go
+        for (typename Map::Iterator at(&map_); at; at.advance()) {
+            korDel(at);
+        }
+    }
+
+    void korIs(Key const& key, Value const& value) {
+        if constexpr (A::shape.reference) {
+            if (!value) { // a reference to nothing is none
+                korDel(key);
+                return;
+            }
+        }
+        put(map_.hashOf(key), key, value);
+    }
+    void korIs(Value const& value) requires(A::shape.keyInside) {
+        Key const key = A::KeyName::call(value);
+        put(Map::reversedHash(key), key, value);
+    }
+    /// The child of the key, found or made.
+    Found korIs(Key const& key) requires(A::shape.child) {
+        Held child = map_.member(key);
+        if (child) {
+            On::raiseVersion(self());
+            return child;
+        }
+        On::change(self(), [&] {
+            child = korNew(key);
+            return child.ptr();
+        });
+        return child;
+    }
+
+    U32 korAdd(Key const& key, U32 delta) {
+        U32 sum = 0;
+        On::template change<Version::stays>(self(), [&]() -> Node* {
+            U32 const reversed = Map::reversedHash(key);
+            Node* const found = map_.member(key, reversed);
+            Node& node = found != nullptr ? *found : *insert(makePtr<Node>(key, U32{0}), reversed);
+            sum = node.value += delta;
+            return delta != 0 ? changed(node) : nullptr;
+        });
+        return sum;
+    }
+
+    /// Of the parts of a member; of a child, of its key.
+    template <class... Part>
+    Held korNew(Part const&... part) {
+        constexpr bool isChild = std::derived_from<Node, Entity>;
+        Held node = makePtr<Node>(part...);
+        if constexpr (isChild) {
+            node->parentAttrIdIs(Self::template attributeIdOf<typename A::Name>());
+        }
+        map_.newMember(node);
+        if constexpr (isChild) {
+            node->parentIs(&self());
+        }
+        return node;
+    }
+
+private:
+    using On = Effects<Self, A>;
+
+    Self& self() noexcept { return static_cast<Self&>(*this); }
+
+    static Value valueOf(Node* node) {
+        if constexpr (A::shape.child) {
+            return node;
+        } else {
+            return node != nullptr ? node->value : Value();
+        }
+    }
+    /// `take` takes the member out.
+    template <class Take>
+    Value drop(Take const& take) {
+        Held gone;
+        On::change(
+            self(),
+            [&] {
+                gone = take();
+                return gone.ptr();
+            },
+            [&] {
+                if constexpr (std::derived_from<Node, Entity>) {
+                    gone->parentIs(nullptr);
+                }
+            });
+        return valueOf(gone.ptr());
+    }
+    void put(U32 reversed, Key const& key, Value const& value) {
+        On::change(self(), [&]() -> Node* {
+            Node* const found = map_.member(key, reversed);
+            if (found == nullptr) {
+                if constexpr (A::shape.keyInside) {
+                    return changed(*insert(makePtr<Node>(value), reversed));
+                } else {
+                    return changed(*insert(makePtr<Node>(key, value), reversed));
+                }
+            }
+            if (found->value == value) {
+                return nullptr;
+            }
+            found->value = value;
+            return changed(*found);
+        });
+    }
+    Node* insert(Held node, U32 reversed) {
+        Node* const inserted = node.ptr();
+        map_.newMember(std::move(node), reversed);
+        return inserted;
+    }
+    /// For who is told of it and looks it up.
+    Node* changed(Node& node) noexcept {
+        map_.recentIs(node);
+        return &node;
+    }
+
+    Map map_;
+};
+
+template <class Self, class A>
+class QueueLevel {
+public:
+    using Value = typename A::Value;
+    using Node = LinkQueueMember<U32, Value, Value>;
+    using Map = LinkQueue<Node, U32, Value, Value>;
+
+protected:
+    Map const& korMap() const noexcept { return queue_; }
+    void korNotify(U32 key) { On::tell(self(), key); }
+
+    Value korGet(U32 key) const {
+        Node const* const found = queue_.member(key);
+        return found ? found->value : Value();
+    }
+    void korEnq(Value const& value) {
+        On::change(self(), [&] { return std::optional(queue_.enq(value)); });
+    }
+    Value korDeq() { return queue_.empty() ? Value() : korDel(queue_.head()->fwkQkey()); }
+    void korIs(U32 key, Value const& value) {
+        On::change(self(), [&]() -> std::optional<U32> {
+            Node* const found = queue_.member(key);
+            if (found == nullptr || found->value == value) {
+                return std::nullopt;
+            }
+            found->value = value;
+            return key;
+        });
+    }
+    Value korDel(U32 key) {
+        Value gone{};
+        On::change(self(), [&]() -> std::optional<U32> {
+            if (queue_.member(key) == nullptr) {
+                return std::nullopt;
+            }
+            gone = queue_.deleteMember(key);
+            return key;
+        });
+        return gone;
+    }
+    Value korDel(typename Map::IteratorConst& at) { return at ? korDel(at.key()) : Value(); }
+
+private:
+    using On = Effects<Self, A>;
+
+    Self& self() noexcept { return static_cast<Self&>(*this); }
+
+    Map queue_;
+};
+
+// Which level and which form an attribute has, by its shape.
+
+/// As a list, which is empty for an attribute that stores nothing.
+template <class Self, class A>
+consteval auto levelOf() {
+    constexpr Shape shape = A::shape;
+    using Name = typename A::Name;
+    if constexpr (shape.role == Role::key) {
+        return AttributeList<typename Name::template Fixed<KeyLevel<Self, A>>>();
+    } else if constexpr (shape.role == Role::field) {
+        return AttributeList<typename Name::template Fixed<FixedLevel<Self, A>>>();
+    } else if constexpr (shape.role == Role::singleton) {
+        using Stored = SingletonLevel<Self, A>;
+        if constexpr (shape.reference) {
+            return AttributeList<typename Name::template Reference<Stored>>();
+        } else if constexpr (shape.isVirtual) {
+            return AttributeList<typename Name::template Fixed<Stored>>(); // its setter stands in the base
+        } else {
+            return AttributeList<typename Name::template Singleton<Stored>>();
+        }
+    } else if constexpr (shape.role == Role::queue) {
+        return AttributeList<typename Name::template Queue<QueueLevel<Self, A>>>();
+    } else if constexpr (shape.role != Role::map) {
+        return AttributeList<>();
+    } else if constexpr (shape.child) {
+        return AttributeList<typename Name::template EntityMap<MapLevel<Self, A>>>();
+    } else {
+        using Values = MapLevel<Self, A>;
+        if constexpr (shape.reference) {
+            return AttributeList<typename Name::template ReferenceMap<Values>>();
+        } else if constexpr (shape.keyInside) {
+            return AttributeList<typename Name::template KeyedMap<Values>>();
+        } else if constexpr (shape.counting == Counting::both) {
+            return AttributeList<typename Name::template CountedMap<Values>>();
+        } else if constexpr (shape.counting == Counting::up) {
+            return AttributeList<typename Name::template CountedUpMap<Values>>();
+        } else {
+            return AttributeList<typename Name::template ValueMap<Values>>();
+        }
+    }
+}
+
+/// The levels of a list of attributes, side by side.
+template <class... L>
+struct Levels;
+template <>
+struct Levels<AttributeList<>> {};
+template <class First, class... Rest>
+struct Levels<AttributeList<First, Rest...>> : First, Rest... {
+    Levels() = default;
+    /// The first is that of the attribute that the constructor sets.
+    template <class Argument>
+    explicit Levels(Argument&& argument)
+        : First{typename First::Stored(std::forward<Argument>(argument))}, Rest{}... {}
+};
+template <class Self, class List>
+struct LevelsOf;
+template <class Self, class... A>
+struct LevelsOf<Self, AttributeList<A...>> {
+    using type = Levels<typename Joined<decltype(levelOf<Self, A>())...>::type>;
+};
+
+/// The base with the virtual setters of a list, one behind the other.
+template <class Self, class Base, class... A>
+struct VirtualSetters {
+    using type = Base;
+};
+template <class Self, class Base, class First, class... Rest>
+struct VirtualSetters<Self, Base, First, Rest...> : VirtualSetters<Self, Base, Rest...> {};
+template <class Self, class Base, class First, class... Rest>
+requires(First::shape.role == Role::singleton &&
+         First::shape.isVirtual) struct VirtualSetters<Self, Base, First, Rest...>
+    : VirtualSetters<Self, typename First::Name::template VirtualSetter<Base, VirtualSetterAt<Self, First>>,
+                     Rest...> {
+};
+
+} // namespace Kor::detail

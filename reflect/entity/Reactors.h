@@ -1,0 +1,267 @@
+#pragma once
+
+/// The reactors of an entity: X::NotifieeConst and X::Notifiee with a hook for each attribute of X that
+/// changes, and Kor::observe, which makes, registers and attaches one:
+///
+///     struct Watcher : LifAppConfig::Notifiee {
+///         explicit Watcher(Board& board) : board_(board) {}
+///         void onReqCount(AradLifEntry const& entry) override {
+///             if (auto const* config = notifier()) {           // null once another reactor has detached this one
+///                 board_.show(entry, config->reqCount(entry));
+///             }
+///         }
+///         Board& board_;
+///     };
+///     auto watcher = Kor::observe<Watcher>(config, board);     // keep it: the entity does not
+///
+/// The hooks of an attribute `x` are onX() or, with a key, onX(key). They are called on the stack of the
+/// change, when it is stored (runtime/Notification.h).
+
+#include "reflect/entity/Levels.h"
+
+namespace Kor {
+
+namespace detail {
+
+/// The place of a hook: the attribute, and the class below it. Known by X and a number, so that names stay
+/// short.
+template <class X, std::size_t I>
+struct HookAt;
+template <class X, std::size_t I>
+struct HooksUpTo;
+template <class X>
+class ReactorRoot;
+
+template <class X>
+struct HooksUpTo<X, 0> {
+    using type = ReactorRoot<X>;
+};
+template <class X, std::size_t I>
+struct HooksUpTo {
+    using A = typename AttributeAt<I - 1, typename X::Attributes>::type;
+    static consteval auto choose() {
+        if constexpr (A::shape.keyed) {
+            return std::type_identity<typename A::Name::template KeyedHooks<HookAt<X, I>>>();
+        } else if constexpr (A::shape.hasHooks()) {
+            return std::type_identity<typename A::Name::template ScalarHooks<HookAt<X, I>>>();
+        } else {
+            return std::type_identity<typename HooksUpTo<X, I - 1>::type>();
+        }
+    }
+    using type = typename decltype(choose())::type;
+};
+template <class X, std::size_t I>
+struct HookAt {
+    using Attribute = typename AttributeAt<I - 1, typename X::Attributes>::type;
+    using Below = typename HooksUpTo<X, I - 1>::type;
+};
+
+template <class... A>
+std::tuple<DeferredKey<typename A::Key>...> deferredKeysOf(AttributeList<A...>);
+template <class Derived, class X, class Base, class... A>
+NotifieeOf<Derived, X, Base, typename A::Key...> notifieeOf(AttributeList<A...>);
+
+/// Whether an entity class is below another one of the pattern.
+template <class X>
+concept HeirEntity = requires {
+    typename X::BaseEntity::Attributes;
+};
+
+/// Below the hooks: the list of the entity, and the keys that wait for delivery.
+template <class X>
+class ReactorRoot
+    : public decltype(notifieeOf<typename X::NotifieeConst, X,
+                                 std::conditional_t<std::derived_from<X, Entity>, Entity::NotifieeConst,
+                                                    PtrInterface::NotifieeConst>>(
+          Where<&Shape::keyed, typename X::Attributes>())) {};
+
+/// An entity below another one has that one's list. Its reactors add hooks and keys to that one's.
+template <HeirEntity X>
+class ReactorRoot<X> : public X::BaseEntity::NotifieeConst {
+    using Base = typename X::BaseEntity::NotifieeConst;
+    using Deferred = decltype(deferredKeysOf(Where<&Shape::keyed, typename X::Attributes>()));
+
+public:
+    static constexpr std::size_t deferredKeys = Base::deferredKeys + std::tuple_size_v<Deferred>;
+
+    // Also while the notifier ends, when it is no longer the whole of one.
+    __attribute__((no_sanitize("vptr"))) X const* notifier() const noexcept {
+        return static_cast<X const*>(Base::notifier());
+    }
+    /// A notifier of another class counts as none, also one of the base's.
+    void notifierIs(Ptr<PtrInterface const> const& notifierOrNull) override {
+        Base::notifierIs(ptrCast<X const>(notifierOrNull));
+    }
+
+protected:
+    void deferredDel() noexcept override {
+        std::apply([](auto&... each) { ((each.changes = 0), ...); }, deferred_);
+        Base::deferredDel();
+    }
+    template <std::size_t i>
+    auto& deferred() noexcept {
+        if constexpr (i < Base::deferredKeys) {
+            return Base::template deferred<i>();
+        } else {
+            return std::get<i - Base::deferredKeys>(deferred_);
+        }
+    }
+
+private:
+    [[no_unique_address]] Deferred deferred_;
+};
+
+/// The attributes of an entity and of the entities that it derives from, in order.
+template <class X>
+struct AllAttributes {
+    using type = AttributeList<>;
+};
+template <class X>
+requires requires {
+    typename X::BaseEntity;
+}
+struct AllAttributes<X>
+    : Joined<typename AllAttributes<typename X::BaseEntity>::type, typename X::Attributes> {};
+
+} // namespace detail
+
+/// X::NotifieeConst, a reactor that reads.
+template <class X>
+class ReactorConst : public detail::HooksUpTo<X, X::Attributes::size>::type {};
+
+/// X::Notifiee, a reactor that may also write.
+template <class X>
+class Reactor : public X::NotifieeConst {
+public:
+    X* notifier() const noexcept {
+        return const_cast<X*>(static_cast<X const*>(X::NotifieeConst::notifier()));
+    }
+};
+
+namespace detail {
+
+// Reactors of the library's own, which hear of all attributes of a list alike.
+
+/// What such a reactor class hears of: `Notifier` and `Attributes`.
+template <class R>
+struct Forwarding;
+
+template <class R, std::size_t I>
+struct ForwardAt;
+template <class R, std::size_t I>
+struct ForwardsUpTo;
+template <class R>
+struct ForwardsUpTo<R, 0> {
+    using type = typename Forwarding<R>::Notifier::Notifiee;
+};
+template <class R, std::size_t I>
+struct ForwardsUpTo {
+    using A = typename AttributeAt<I - 1, typename Forwarding<R>::Attributes>::type;
+    static consteval auto choose() {
+        if constexpr (A::shape.keyed) {
+            return std::type_identity<typename A::Name::template KeyedForward<ForwardAt<R, I>>>();
+        } else if constexpr (A::shape.hasHooks()) {
+            return std::type_identity<typename A::Name::template ScalarForward<ForwardAt<R, I>>>();
+        } else {
+            return std::type_identity<typename ForwardsUpTo<R, I - 1>::type>();
+        }
+    }
+    using type = typename decltype(choose())::type;
+};
+template <class R, std::size_t I>
+struct ForwardAt {
+    using Attribute = typename AttributeAt<I - 1, typename Forwarding<R>::Attributes>::type;
+    using Below = typename ForwardsUpTo<R, I - 1>::type;
+    template <class Hooks, class... Key>
+    static void forward(Hooks* hooks, Key const&... key) {
+        static_cast<R*>(hooks)->template changed<Attribute>(key...);
+    }
+};
+
+/// The base of the reactor class R, which hands each change to `changed<A>(key...)` of it.
+template <class R>
+using Forwards = typename ForwardsUpTo<R, Forwarding<R>::Attributes::size>::type;
+
+// What a reactor class overrides, as far as can be seen from outside: a private hook counts as one.
+
+enum class HookUse { none, overridden, wrong };
+
+/// Called with the address of a hook that takes exactly this; tells the class that declares it.
+template <class... Key>
+struct HookProbe {
+    template <class C>
+    std::type_identity<C> operator()(void (C::*)(Key...)) const;
+};
+
+template <class R>
+using NotifierOf = std::remove_const_t<std::remove_pointer_t<decltype(std::declval<R const&>().notifier())>>;
+
+template <class R, class Name, class Probe>
+consteval HookUse hookUse() {
+    if constexpr (requires { Name::template probe<R>(Probe()); }) {
+        using C = typename decltype(Name::template probe<R>(Probe()))::type;
+        return std::derived_from<C, typename NotifierOf<R>::NotifieeConst> ? HookUse::overridden
+                                                                           : HookUse::none;
+    } else if constexpr (requires { typename Name::template Hook<R>; }) {
+        return HookUse::wrong;
+    } else {
+        return HookUse::overridden; // what is private cannot be seen
+    }
+}
+template <class R, class A>
+consteval HookUse hookUseOf() {
+    if constexpr (A::shape.keyed) {
+        return hookUse<R, typename A::Name, HookProbe<typename A::Key const&>>();
+    } else if constexpr (A::shape.hasHooks()) {
+        return hookUse<R, typename A::Name, HookProbe<>>();
+    } else {
+        return HookUse::none;
+    }
+}
+/// The hook of every reactor that a plain one may live by.
+struct ZeroReferences {
+    template <class R>
+    using Hook = decltype(&R::onZeroReferences);
+    template <class R, class Probe>
+    static auto probe(Probe probe) -> decltype(probe(&R::onZeroReferences));
+};
+
+template <class R, class... A>
+consteval bool anyHook(HookUse use, AttributeList<A...>) {
+    bool any = hookUse<R, ZeroReferences, HookProbe<>>() == use;
+    static_cast<void>(std::initializer_list<int>{(any = any || hookUseOf<R, A>() == use, 0)...});
+    return any;
+}
+
+} // namespace detail
+
+/// Makes a reactor of the class R with the arguments, registers it, and attaches it to the entity, which it
+/// hears of from now on. Returns the one pointer to it: neither the entity nor anybody else keeps it. It
+/// holds the entity; `reactor->notifierIs(nullptr)` detaches it. Does not compile for a reactor that
+/// overrides no hook, or whose hook takes another key than its attribute. Throws Kor::RangeException for a
+/// null entity, and what the constructor of R throws. On the thread of the entity.
+template <class R, class E, class... Argument>
+[[nodiscard]] Ptr<R> observe(E const& entity, Argument&&... argument) {
+    using X = detail::NotifierOf<R>;
+    using Attributes = typename detail::AllAttributes<X>::type;
+    using Writes = std::conditional_t<std::derived_from<R, typename X::Notifiee>, X, X const>;
+    static_assert(!detail::anyHook<R>(detail::HookUse::wrong, Attributes()),
+                  "a hook of this reactor takes something else than the key of its attribute: declare it as "
+                  "void onX(Key const&) override, or as void onX() override for an attribute without a key");
+    static_assert(detail::anyHook<R>(detail::HookUse::overridden, Attributes()),
+                  "this reactor overrides no hook of the entity, so that it would hear nothing");
+    static_assert(std::convertible_to<E const&, Ptr<Writes>>,
+                  "this reactor is one of another entity class, or may write what is const here");
+    if constexpr (std::convertible_to<E const&, Ptr<Writes>>) {
+        Ptr<Writes> const observed = entity;
+        if (!observed) {
+            throwRangeException("Kor::observe: the entity is null");
+        }
+        Ptr<R> reactor = makePtr<R>(std::forward<Argument>(argument)...);
+        reactor->isRegisteredNotifieeIs(true);
+        reactor->notifierIs(observed);
+        return reactor;
+    }
+}
+
+} // namespace Kor

@@ -1,0 +1,18 @@
+// error: korTexts lacks the class or one of its attributes
+#include "reflect/TypeOf.h"
+#include "values/ValueNames.h"
+
+class Pair : public Kor::ValueOf<Pair, Kor::Stored<Kor::name::word0, Kor::U32>,
+                                 Kor::Stored<Kor::name::word1, Kor::U32>> {
+public:
+#ifdef FIXED
+    static constexpr auto korTexts =
+        Kor::texts("", "Two words", "word0", "The first word", "word1", "The second word");
+#else
+    static constexpr auto korTexts = Kor::texts("", "Two words", "word0", "The first word");
+#endif
+
+    using ValueOf::ValueOf;
+};
+
+auto const& spec = Kor::detail::SpecOf<Pair>::spec;

@@ -1,0 +1,568 @@
+#include "demo/ChipImage.h"
+#include "demo/LifDriver.h"
+#include "link/Connector.h"
+#include "tests/tools/InFolder.h"
+#include "tools/Entries.h"
+#include "tools/Live.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <random>
+#include <set>
+#include <sqlite3.h>
+#include <sstream>
+#include <string>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace Hardware::LoamTunnel;
+using Hardware::ChipType;
+using Kor::U32;
+using Kor::U64;
+using support::loamtunnel;
+using support::Outcome;
+namespace fs = std::filesystem;
+
+constexpr auto app = Hardware::Loam::vtAppMpls;
+
+std::string bytesOf(fs::path const& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+/// All that lies in a folder, with its bytes where they can be had.
+std::map<std::string, std::string> filesOf(fs::path const& folder) {
+    std::map<std::string, std::string> files;
+    for (auto const& each : fs::directory_iterator(folder)) {
+        bool const isPlain = each.is_regular_file() && !each.is_symlink();
+        files[each.path().filename()] = isPlain ? bytesOf(each.path()) : "";
+    }
+    return files;
+}
+
+void sql(std::string const& database, std::string const& statement) {
+    sqlite3* opened = nullptr;
+    ASSERT_EQ(sqlite3_open(database.c_str(), &opened), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(opened, statement.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << statement << ": " << sqlite3_errmsg(opened);
+    sqlite3_close(opened);
+}
+
+AradLifEntry lif(U32 number) {
+    return tool::lifOf(tool::parseEntry("AradLifAcMp vsi=" + std::to_string(number)));
+}
+
+class Driver : public support::InFolder {
+protected:
+    std::vector<std::string> words(std::string const& image, std::string const& chip = "8",
+                                   std::string const& at = "socket") const {
+        return {"driver", "--socket", file(at), "--chip", chip, "--image", image};
+    }
+    tool::Child serving(std::vector<std::string> const& command) const {
+        fs::remove(file("driver.log"));
+        tool::Child child = start(command, "driver.log");
+        EXPECT_TRUE(eventually([&] { return isServing() || child.status().has_value(); }));
+        return child;
+    }
+    bool isServing() const { return content("driver.log").find("serving at") != std::string::npos; }
+    void ask(std::string const& entries) const {
+        std::ofstream(file("entries")) << entries;
+        EXPECT_EQ(on("application", {"--app", "vtAppMpls", "--file", file("entries")}).err, "");
+    }
+};
+
+TEST_F(Driver, TheChipHoldsWhatApplicationsAskForWhoeverIsKilled) {
+    std::string const lifs = LOAM_EXAMPLES "/lifs.txt";
+    for (std::string const chip : {"3", "8"}) {
+        Outcome const outcome = loamtunnel(
+            {"demo", "--chip", chip, "--file", lifs, "--kill", "driver,application", "--format", "csv"});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_NE(outcome.err.find("the two images are the same"), std::string::npos) << outcome.err;
+        EXPECT_GT(std::ranges::count(outcome.out, '\n'), 100);
+    }
+}
+
+TEST_F(Driver, ADemoThatIsEndedLeavesNothing) {
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
+        fs::remove(file("demo.log"));
+        auto demo = start({"demo", "--file", LOAM_EXAMPLES "/lifs.txt", "--folder", file("run")}, "demo.log");
+        ASSERT_TRUE(
+            eventually([&] { return content("demo.log").find("applications run") != std::string::npos; }));
+        ASSERT_TRUE(eventually([&] { return fs::exists(file("run/run/driver.socket")); }));
+        demo.kill(signal);
+        EXPECT_EQ(demo.join(), 1);
+        EXPECT_NE(content("demo.log").find("ended by a signal"), std::string::npos) << content("demo.log");
+        EXPECT_FALSE(fs::exists(file("run/run/driver.socket")));
+        EXPECT_FALSE(fs::exists(file("run/run/chip.img.lock")));
+        fs::remove_all(file("run"));
+    }
+}
+
+TEST_F(Driver, WhatIsNotItsOwnIsLeftAsItIs) {
+    std::string const image = file("work/chip.img");
+    struct Case {
+        char const* what;
+        std::function<void()> prepare;
+        char const* message;
+    };
+    auto const text = [](std::string const& path) {
+        return [path] {
+            std::ofstream(path) << "a letter to somebody else, of more than seventy-two bytes, so that "
+                                   "it could have a header";
+        };
+    };
+    auto const link = [&](std::string const& path) {
+        return [this, path] {
+            std::ofstream(file("target"));
+            fs::create_symlink(file("target"), path);
+        };
+    };
+    auto const fifo = [](std::string const& path) {
+        return [path] { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); };
+    };
+    for (Case const& each : {
+             Case{"image, a file of another kind", text(image), "it is none"},
+             Case{"image, a link", link(image), "symbolic link"},
+             Case{"image, a FIFO", fifo(image), "no regular file"},
+             Case{"new image", text(image + ".new"), "is in the way"},
+             Case{"lock", text(image + ".lock"), "is in the way"},
+             Case{"lock, a link", link(image + ".lock"), "symbolic link"},
+             Case{"database, a file of another kind", text(image + ".db"), "no database of places"},
+             Case{"database, a link", link(image + ".db"), "symbolic link"},
+             Case{"database, a FIFO", fifo(image + ".db"), "no regular file"},
+             Case{"database of somebody else",
+                  [&] { sql(image + ".db", "PRAGMA journal_mode=WAL; CREATE TABLE place(slot)"); },
+                  "no database of places"},
+             Case{"log of the database, a link", link(image + ".db-wal"), "symbolic link"},
+             Case{"journal of an older driver", text(image + ".journal"), "an older driver"},
+         }) {
+        fs::create_directory(file("work"));
+        each.prepare();
+        auto const before = filesOf(file("work"));
+        Outcome const outcome = loamtunnel(words(image));
+        EXPECT_EQ(outcome.status, 1) << each.what;
+        EXPECT_NE(outcome.err.find(each.message), std::string::npos) << each.what << ": " << outcome.err;
+        EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1) << outcome.err;
+        EXPECT_EQ(filesOf(file("work")), before) << each.what;
+        EXPECT_EQ(content("target"), "");
+        fs::remove_all(file("work"));
+        fs::remove(file("target"));
+    }
+    fs::create_directory(file("work"));
+    for (std::vector<std::string> const& wrong :
+         {std::vector<std::string>{"driver", "--chip", "8", "--image", image},
+          {"driver", "--socket", "tcp:x:y:z", "--chip", "8", "--image", image},
+          {"driver", "--socket", socket(), "--chip", "6", "--image", image},
+          {"driver", "--socket", file("no/where"), "--chip", "8", "--image", image}}) {
+        EXPECT_NE(loamtunnel(wrong).status, 0);
+        EXPECT_EQ(filesOf(file("work")).size(), 0u);
+    }
+}
+
+TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
+    std::string const image = file("chip.img");
+    std::string const database = image + ".db";
+    auto driver = serving(words(image));
+    ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
+    driver.kill(SIGTERM);
+    ASSERT_EQ(driver.join(), 0);
+    std::string const good = bytesOf(database);
+    struct Case {
+        char const* statement;
+        char const* message;
+    };
+    for (Case const& each : {
+             Case{"UPDATE place SET slot = slot + 1048576", "its indexes are"},
+             Case{"UPDATE place SET slot = 0 WHERE lif LIKE '%1%' AND slot = (SELECT min(slot) FROM place)",
+                  "its indexes are"},
+             Case{"UPDATE place SET slot = -slot", "no whole number"},
+             Case{"UPDATE place SET slot = slot + (1 << 40)", "no whole number"},
+             Case{"UPDATE place SET app = 99", "applications go up to 15"},
+             Case{"UPDATE place SET app = 'mpls'", "no whole number"},
+             Case{"UPDATE place SET lif = 'nonsense'", "row 1 of place"},
+             Case{"UPDATE place SET lif = ''", "row 1 of place"},
+             Case{"UPDATE place SET lif = (SELECT lif FROM place LIMIT 1)", "already"},
+             Case{"DELETE FROM chip", "does not say of which chip"},
+             Case{"UPDATE chip SET number = 4294967304", "no whole number"},
+             Case{"PRAGMA user_version=2", "version 2"},
+             Case{"PRAGMA application_id=1", "no database of places"},
+             Case{"DROP TABLE place", "no such table"},
+         }) {
+        sql(database, each.statement);
+        std::string const spoilt = bytesOf(database);
+        ASSERT_NE(spoilt, good);
+        Outcome const outcome = loamtunnel(words(image));
+        EXPECT_EQ(outcome.status, 1) << each.statement;
+        EXPECT_NE(outcome.err.find(each.message), std::string::npos) << each.statement << ": " << outcome.err;
+        EXPECT_EQ(bytesOf(database), spoilt) << each.statement;
+        std::ofstream(database, std::ios::binary | std::ios::trunc) << good;
+    }
+    // A page of it damaged: whatever is found, it is said.
+    for (std::size_t at = 100; at < good.size(); at += 509) {
+        std::string spoilt = good;
+        spoilt[at] = static_cast<char>(spoilt[at] ^ 0x55);
+        std::ofstream(database, std::ios::binary | std::ios::trunc) << spoilt;
+        auto damaged = serving(words(image));
+        damaged.kill(SIGTERM);
+        EXPECT_LE(damaged.join(), 1) << at << ": " << content("driver.log");
+    }
+    std::string const before = (std::ofstream(database, std::ios::binary | std::ios::trunc) << good, good);
+    fs::remove(database + "-wal");
+    Outcome const wrong = loamtunnel(words(image, "3"));
+    EXPECT_NE(wrong.err.find("it is of chip 8, not 3"), std::string::npos) << wrong.err;
+    fs::remove(image);
+    Outcome const other = loamtunnel(words(image, "3"));
+    EXPECT_NE(other.err.find("has the places of chip 8, not of chip 3"), std::string::npos) << other.err;
+    EXPECT_EQ(bytesOf(database), before);
+    EXPECT_FALSE(fs::exists(image));
+}
+
+TEST_F(Driver, AChipHasOneDriver) {
+    std::string const image = file("chip.img");
+    auto driver = serving(words(image));
+    ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
+    auto const before = bytesOf(image);
+
+    Outcome const again = loamtunnel(words(image));
+    EXPECT_NE(again.err.find("another driver has the chip"), std::string::npos) << again.err;
+    Outcome const elsewhere = loamtunnel(words(image, "8", "other"));
+    EXPECT_NE(elsewhere.err.find("another driver has the chip"), std::string::npos) << elsewhere.err;
+    EXPECT_FALSE(fs::exists(file("other")));
+    fs::create_hard_link(image + ".db", file("twin.img.db"));
+    Outcome const twin = loamtunnel(words(file("twin.img"), "8", "other"));
+    EXPECT_NE(twin.err.find("another process has"), std::string::npos) << twin.err;
+    Outcome const sameSocket = loamtunnel(words(file("second.img")));
+    EXPECT_NE(sameSocket.err.find("a server is listening there already"), std::string::npos)
+        << sameSocket.err;
+    EXPECT_FALSE(fs::exists(file("second.img")));
+    EXPECT_FALSE(fs::exists(file("second.img.db")));
+
+    EXPECT_EQ(bytesOf(image), before);
+    ask("AradLifAcMp vsi=3\n");
+    driver.kill(SIGTERM);
+    EXPECT_EQ(driver.join(), 0);
+    EXPECT_FALSE(fs::exists(image + ".lock"));
+    EXPECT_FALSE(fs::exists(socket()));
+}
+
+TEST_F(Driver, FilesAreTheOwnersAloneWhateverTheUmask) {
+    std::string command = "umask 0777; exec " LOAM_PROGRAM;
+    for (std::string const& word : words(file("chip.img"))) {
+        command += ' ' + word;
+    }
+    std::ofstream(file("driver.log")).close();
+    tool::Child driver({"/bin/sh", "-c", command}, file("driver.log"));
+    ASSERT_TRUE(eventually([&] { return isServing() || driver.status().has_value(); }));
+    ask("AradLifAcMp vsi=1\n");
+    for (char const* const end : {"", ".db", ".db-wal", ".lock"}) {
+        struct stat status {};
+        EXPECT_EQ(::stat(file(std::string("chip.img") + end).c_str(), &status), 0) << end;
+        EXPECT_EQ(status.st_mode & 07777u, 0600u) << end;
+    }
+}
+
+TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
+    std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
+    std::vector<std::string> const asking{"application", "--socket", socket(),       "--app",
+                                          "vtAppMpls",   "--file",   file("entries")};
+    auto const nobody = [&] {
+        auto application = start(asking, "application.log");
+        EXPECT_TRUE(eventually(
+            [&] { return content("application.log").find("no connection") != std::string::npos; }));
+        return application;
+    };
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
+        fs::remove(file("application.log"));
+        auto application = nobody();
+        application.kill(signal);
+        EXPECT_EQ(application.join(), 1) << content("application.log");
+        EXPECT_NE(content("application.log").find("ended by a signal"), std::string::npos);
+    }
+    struct Peer {
+        std::string root;
+        char const* message;
+    };
+    for (Peer const& each : {Peer{"lifStatus=LifAppConfigDir", "it is no driver"},
+                             Peer{"lifStatus=LifAppStatusDir", "requests are not accepted"}}) {
+        fs::remove(file("serve.log"));
+        auto server = start({"serve", "--socket", socket(), each.root}, "serve.log");
+        ASSERT_TRUE(eventually([&] { return content("serve.log").find("serving at") != std::string::npos; }));
+        Outcome const outcome = loamtunnel(asking);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_NE(outcome.err.find(each.message), std::string::npos) << outcome.err;
+        server.kill(SIGTERM);
+        server.join();
+    }
+    // A driver that goes while it is asked, and does not come back.
+    std::ofstream more(file("entries"));
+    for (int i = 0; i < 2'000; ++i) {
+        more << "AradLifAcMp vsi=" << i << '\n';
+    }
+    more.close();
+    auto driver = serving(words(file("chip.img")));
+    fs::remove(file("application.log"));
+    auto longer = asking;
+    longer.insert(longer.end(), {"--timeout", "3000", "--pace", "1"});
+    auto application = start(longer, "application.log");
+    std::this_thread::sleep_for(300ms);
+    driver.kill(SIGKILL);
+    driver.join();
+    EXPECT_EQ(application.join(), 1) << content("application.log");
+    EXPECT_NE(content("application.log").find("not done in time"), std::string::npos);
+}
+
+/// Asks a driver for LIFs, and keeps what it was told while the driver is away.
+class Asker {
+public:
+    explicit Asker(std::string const& socket)
+        : config_(lifAppConfigFactory(app)), statuses_(lifAppStatusDirFactory("lifStatus")),
+          connector_(loop_, Kor::Link::Address::parse(socket), how()) {}
+
+    bool isWanted(U32 number) const { return config_->reqCount(lif(number)) != 0; }
+    AradLifIndex told(U32 number) const {
+        auto const status = std::as_const(*statuses_).appStatus(app);
+        return status ? status->lifEntry(lif(number)) : AradLifIndex();
+    }
+    /// What it was told last is what it has asked for.
+    bool isSettled(U32 number) const { return isWanted(number) == !!told(number); }
+    void toggle(U32 number) {
+        if (isWanted(number)) {
+            config_->reqCountDel(lif(number));
+        } else {
+            config_->reqCountInc(lif(number), 1);
+        }
+    }
+    void runFor(std::chrono::microseconds time) { loop_.runFor(time); }
+    bool runUntil(std::function<bool()> const& condition) { return loop_.runUntil(condition, 20s); }
+
+private:
+    Kor::Link::ConnectorConfig how() {
+        Kor::Link::ConnectorConfig config;
+        config.session = tool::sessionConfig("asker");
+        config.firstWait = 1ms;
+        config.mostWait = 20ms;
+        config.setUp = [this](Kor::NboAttrLog::Session& session) {
+            session.push("lifConfig", config_);
+            session.want("lifStatus", statuses_);
+        };
+        return config;
+    }
+
+    Kor::Link::Loop loop_;
+    Kor::Ptr<LifAppConfig> config_;
+    Kor::Ptr<LifAppStatusDir> statuses_;
+    Kor::Link::Connector connector_;
+};
+
+/// A small disk of its own, where the system lets us have one.
+class SmallDisk {
+public:
+    SmallDisk(std::string path, U64 kilobytes) : path_(std::move(path)) {
+        fs::create_directories(path_);
+        std::string const size = "size=" + std::to_string(kilobytes) + "k";
+        isThere_ = ::mount("tmpfs", path_.c_str(), "tmpfs", 0, size.c_str()) == 0;
+        if (!isThere_) {
+            std::cout << "no disk of its own, so none that is full: " << std::strerror(errno) << '\n';
+        }
+    }
+    ~SmallDisk() {
+        if (isThere_) {
+            ::umount2(path_.c_str(), MNT_DETACH);
+        }
+    }
+    SmallDisk(SmallDisk const&) = delete;
+    SmallDisk& operator=(SmallDisk const&) = delete;
+    explicit operator bool() const { return isThere_; }
+
+    void fill() {
+        std::ofstream out(path_ + "/filler", std::ios::binary | std::ios::app);
+        std::string const page(4096, 'x');
+        while (out.write(page.data(), 4096) && out.flush()) {
+        }
+    }
+    void makeRoom() { fs::remove(path_ + "/filler"); }
+
+private:
+    std::string path_;
+    bool isThere_ = false;
+};
+
+class DriverLife : public Driver {
+protected:
+    static constexpr U32 lifs = 60;
+
+    /// Compares what a driver that has started has with what had been acknowledged.
+    void compare(Asker const& asker, std::string const& image) {
+        tool::Live live({socket(), 20'000ms}, "test");
+        live.at("lifStatus");
+        auto const dir = Kor::ptrCast<LifAppStatusDir>(live.session().root("lifStatus"));
+        auto const status = std::as_const(*dir).appStatus(app);
+        tool::ChipImage const chip(image, Hardware::jerichoChip8, tool::ChipImage::readOnly);
+        LifPlaces const places(Hardware::jerichoChip8);
+        std::set<U32> used;
+        for (U32 i = 0; i < lifs; ++i) {
+            AradLifIndex const there = status ? status->lifEntry(lif(i)) : AradLifIndex();
+            if (asker.isSettled(i) || !!there == !!asker.told(i)) {
+                EXPECT_EQ(there, asker.told(i)) << "LIF " << i;
+            } // else a step was on its way
+            if (!!there) {
+                EXPECT_TRUE(used.insert(there.index()).second) << "LIF " << i;
+                EXPECT_EQ(chip.read(places.at(there)), tool::rowOfLif(lif(i), Hardware::jerichoChip8));
+            }
+        }
+        EXPECT_EQ(chip.usedRows(), used.size());
+    }
+    tool::Child restarted(std::string const& image, SmallDisk* disk) {
+        auto child = serving(words(image));
+        if (disk != nullptr && !isServing()) { // there is no room for an image
+            EXPECT_EQ(child.join(), 1);
+            EXPECT_NE(content("driver.log").find("o space left"), std::string::npos) << content("driver.log");
+            disk->makeRoom();
+            child = serving(words(image));
+        }
+        EXPECT_TRUE(isServing()) << content("driver.log");
+        return child;
+    }
+    void live(unsigned seed, unsigned rounds, std::string const& folder, SmallDisk* disk) {
+        std::mt19937 generator(seed);
+        auto const random = [&](unsigned below) { return static_cast<unsigned>(generator() % below); };
+        auto const chance = [&](unsigned of) { return random(of) == 0; };
+        std::string image = folder + "/chip.img";
+        Asker asker(socket());
+        for (unsigned round = 0; round < rounds && !HasFailure(); ++round) {
+            SCOPED_TRACE("seed " + std::to_string(seed) + ", round " + std::to_string(round));
+            auto driver = restarted(image, disk);
+            compare(asker, image);
+            if (disk != nullptr && chance(2)) {
+                disk->makeRoom();
+            }
+            if (!chance(4)) {
+                U32 const number = random(lifs);
+                EXPECT_TRUE(asker.runUntil([&] { return disk != nullptr || asker.isSettled(number); }));
+            }
+            bool const fills = disk != nullptr && chance(3);
+            unsigned const fillsAt = random(30);
+            for (unsigned i = 0; i < 30; ++i) {
+                if (fills && i == fillsAt) {
+                    disk->fill();
+                }
+                for (unsigned n = random(8); n > 0; --n) {
+                    U32 const number = random(lifs);
+                    if (asker.isSettled(number)) {
+                        asker.toggle(number);
+                    }
+                }
+                asker.runFor(std::chrono::microseconds(random(3'000)));
+            }
+            if (chance(4)) {
+                EXPECT_EQ(loamtunnel(words(image, "8", "other")).status, 1);
+            }
+            bool const isKilled = !chance(4);
+            driver.kill(isKilled ? SIGKILL : SIGTERM);
+            EXPECT_EQ(driver.join(), isKilled ? 128 + SIGKILL : 0) << content("driver.log");
+            if (chance(4)) {
+                EXPECT_EQ(loamtunnel(words(image, "3")).status, 1);
+            }
+            if (chance(4)) {
+                std::string const copy = folder + "/copy.img";
+                std::error_code full;
+                for (char const* const end : {".db", ".db-wal"}) {
+                    fs::remove(copy + end);
+                    if (fs::exists(image + end) && !full) {
+                        fs::copy_file(image + end, copy + end, full);
+                    }
+                }
+                if (!full) {
+                    for (char const* const end : {"", ".db", ".db-wal", ".lock", ".new"}) {
+                        fs::remove(image + end);
+                    }
+                    fs::remove(copy);
+                    for (char const* const end : {".db", ".db-wal"}) {
+                        if (fs::exists(copy + end)) {
+                            fs::rename(copy + end, image + end);
+                        }
+                    }
+                }
+            }
+        }
+        if (disk != nullptr) {
+            disk->makeRoom();
+        }
+        auto driver = restarted(image, disk);
+        EXPECT_TRUE(asker.runUntil([&] {
+            for (U32 i = 0; i < lifs; ++i) {
+                if (!asker.isSettled(i)) {
+                    return false;
+                }
+            }
+            return true;
+        }));
+        compare(asker, image);
+    }
+    static unsigned number(char const* variable, unsigned otherwise) {
+        char const* const text = std::getenv(variable);
+        return text != nullptr ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
+    }
+    unsigned const seed_ = number("LOAM_SEED", 1);
+    unsigned const rounds_ = number("LOAM_DRIVER_ROUNDS", 12);
+};
+
+TEST_F(DriverLife, WhatIsAcknowledgedIsThereAfterAnyEnd) {
+    live(seed_, rounds_, folder(), nullptr);
+}
+
+TEST_F(DriverLife, AFullDiskTakesNothingBack) {
+    SmallDisk disk(file("disk"), 7'000); // two images of chip 8 and some more
+    if (!disk) {
+        GTEST_SKIP() << "this user may not mount a small disk";
+    }
+    live(seed_ + 1, rounds_, file("disk"), &disk);
+}
+
+TEST_F(DriverLife, AFullDiskIsSaidOnceAndWhatWasAskedMeanwhileIsDoneAfterwards) {
+    SmallDisk disk(file("disk"), 7'000);
+    if (!disk) {
+        GTEST_SKIP() << "this user may not mount a small disk";
+    }
+    std::string const image = file("disk/chip.img");
+    auto driver = serving(words(image));
+    Asker asker(socket());
+    disk.fill();
+    U32 const many = 400; // more than what is left of a page or two
+    for (U32 i = 0; i < many; ++i) {
+        asker.toggle(i);
+        asker.runFor(1ms);
+    }
+    EXPECT_TRUE(eventually([&] {
+        asker.runFor(1ms);
+        return content("driver.log").find("there is no room on its disk") != std::string::npos;
+    })) << content("driver.log");
+    asker.runFor(300ms);
+    EXPECT_EQ(std::ranges::count(content("driver.log"), '\n'), 2) << content("driver.log");
+    U32 kept = 0;
+    for (U32 i = 0; i < many; ++i) {
+        kept += !!asker.told(i);
+    }
+    EXPECT_LT(kept, many);
+    disk.makeRoom();
+    EXPECT_TRUE(asker.runUntil([&] {
+        U32 told = 0;
+        for (U32 i = 0; i < many; ++i) {
+            told += !!asker.told(i);
+        }
+        return told == many;
+    }));
+    EXPECT_NE(content("driver.log").find("nothing waits any more"), std::string::npos);
+}
+
+} // namespace

@@ -1,0 +1,50 @@
+/// Every layout of every table against tests/tables/layouts.txt, which was compared with the data sheets once
+/// and is mended by hand: a line a table, chip and variant, with each field as name[hi:lo].
+
+#include "tables/TableInfos.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Hardware;
+
+std::vector<std::string> printedLayouts() {
+    std::vector<std::string> lines;
+    for (TableInfo const& table : tableInfos()) {
+        for (U32 chip = 0; chip < 16; ++chip) {
+            for (U32 variant = 0; variant < table.variants(chip); ++variant) {
+                std::string line(table.name);
+                line += " chip " + std::to_string(chip) + " variant " + std::to_string(variant) + ':';
+                for (FieldInfo const& field : table.fields) {
+                    if (auto const at = table.position(field, chip, variant); at.width != 0) {
+                        line.append(" ").append(field.name).append("[");
+                        line +=
+                            std::to_string(at.offset + at.width - 1) + ':' + std::to_string(at.offset) + ']';
+                    }
+                }
+                lines.push_back(std::move(line));
+            }
+        }
+    }
+    return lines;
+}
+
+TEST(Layouts, AreThoseOfTheList) {
+    std::ifstream file(LOAM_LAYOUTS);
+    ASSERT_TRUE(file.is_open()) << LOAM_LAYOUTS;
+    std::vector<std::string> expected;
+    for (std::string line; std::getline(file, line);) {
+        expected.push_back(line);
+    }
+    std::vector<std::string> const printed = printedLayouts();
+    ASSERT_EQ(printed.size(), expected.size());
+    for (std::size_t i = 0; i < printed.size(); ++i) {
+        EXPECT_EQ(printed[i], expected[i]);
+    }
+}
+
+} // namespace

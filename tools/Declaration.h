@@ -1,0 +1,65 @@
+#pragma once
+
+/// The C++ declaration of a type, as a user would have written it, from the type object alone:
+///
+///     #include "model/LifApps.h"
+///
+///     namespace Hardware::LoamTunnel {
+///
+///     /// The logical interfaces (LIFs) that one application asks for
+///     class LifAppConfig : public Kor::Entity {
+///     public:
+///         explicit LifAppConfig(Hardware::Loam::VtAppId app);
+///
+///         /// reqCount: How often the application asks for this LIF. ...
+///         U32 reqCount(AradLifEntry const& key) const;
+///         void reqCountIs(AradLifEntry const& key, U32 const& value);
+///         ...
+///
+/// What is printed compiles behind its include line. It has the operations of the class itself; those of a
+/// base stand in the declaration of that one.
+
+#include "reflect/KorType.h"
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// A function that a class has. Types are spelled as they are in the namespace of the class.
+struct Function {
+    struct Parameter {
+        std::string type;
+        std::string name;
+    };
+
+    std::string result;
+    std::string name;
+    std::vector<Parameter> parameters{};
+    bool isConst = false;
+    bool isStatic = false;
+    bool isVirtual = false;
+    bool isOverride = false;
+};
+
+/// What an attribute means, its bits first where it is a view; empty where nothing is said.
+std::string meaningOf(Kor::KorAttr const& attribute);
+
+/// The operations that an attribute gives a class, and the hooks that it gives the class's reactors.
+std::vector<Function> operationsOf(Kor::KorAttr const& attribute);
+std::vector<Function> hooksOf(Kor::KorAttr const& attribute);
+/// The factory: a free function beside the class, or a static one of the class around it.
+std::vector<Function> factoriesOf(Kor::KorType const& type);
+/// What the constructor takes.
+std::vector<Function::Parameter> constructorParameters(Kor::KorType const& type);
+
+/// The name of a type as it is spelled in a namespace.
+std::string spelled(std::string const& fullName, std::string const& space);
+/// The namespace that a type stands in, and its name within.
+std::string namespaceOf(Kor::KorType const& type);
+
+/// The declaration. Of a type within another one that of the outer type, which has it.
+void printDeclaration(std::ostream& out, Kor::KorType const& type);
+
+} // namespace tool
