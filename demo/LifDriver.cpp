@@ -253,16 +253,17 @@ void LifDriver::commit() {
 
 /// As it was before what is pending.
 void LifDriver::undo() {
-    for (auto step = pending_.rbegin(); step != pending_.rend(); ++step) {
-        Range& range = ranges_.at(step->app);
-        if (step->isPlaced) {
-            range.places.erase(step->lif);
-            range.indexes.release(step->index);
+    for (std::size_t i = pending_.size(); i-- > 0;) { // the latest first
+        PlaceStep const& step = pending_[i];
+        Range& range = ranges_.at(step.app);
+        if (step.isPlaced) {
+            range.places.erase(step.lif);
+            range.indexes.release(step.index);
         } else {
-            range.places.emplace(step->lif, step->index);
-            range.indexes.take(step->index);
+            range.places.emplace(step.lif, step.index);
+            range.indexes.take(step.index);
         }
-        failed_[step->app].insert(step->lif);
+        failed_[step.app].insert(step.lif);
     }
 }
 

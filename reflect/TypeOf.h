@@ -170,8 +170,13 @@ class TextsOf {
             return Texts<0>{};
         }
     }();
-    static constexpr std::string_view include =
-        texts.file != nullptr ? includeOf(texts.file) : std::string_view();
+    static constexpr std::string_view include = [] {
+        if constexpr (texts.file != nullptr) {
+            return includeOf(texts.file);
+        } else {
+            return std::string_view();
+        }
+    }();
     /// A copy, so that a library has no path of the machine that it was built on.
     static constexpr auto ownHeader = [] {
         std::array<char, include.size()> own{};

@@ -318,9 +318,7 @@ struct MapBoxing {
     static Ptr<GenericIf> walkValue(At const& at, bool isConst) { return boxMember(*at, isConst); }
 
     static constexpr char const* keyName() {
-        if constexpr (shape.child) {
-            return A::KeyName::text;
-        } else if constexpr (shape.keyInside) {
+        if constexpr (shape.child || shape.keyInside) {
             return A::KeyName::text;
         } else {
             return "kor_index";

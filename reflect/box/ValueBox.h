@@ -129,7 +129,7 @@ public:
         return const_cast<E*>(&value_);
     }
     AttributeId attributeId(String8 name) const override {
-        return name == "value" ? 1 : GenericIf::attributeId(name);
+        return name == "value" ? 1 : GenericIf::attributeId(std::move(name));
     }
     /// Attribute 1, the enumerator, is read by any operation.
     Ptr<GenericIf> attributeOp(AttributeOp const& op, Key const&, Ptr<GenericIf> const&) override {

@@ -55,6 +55,8 @@
 
 #include <initializer_list>
 
+// NOLINTBEGIN(bugprone-macro-parentheses): X is a type, not an expression
+
 /// The factory of an entity: makes one with the constructor's argument. It registers nothing, sets no parent
 /// and inserts the entity nowhere. A template, so that a program compiles the entities that it makes, and no
 /// others.
@@ -70,6 +72,8 @@
     Kor::Ptr<T> factory() {                                                                                  \
         return Kor::makePtr<T>();                                                                            \
     }
+
+// NOLINTEND(bugprone-macro-parentheses)
 
 namespace Kor {
 
@@ -274,10 +278,11 @@ public:
     /// The type of the attribute that the constructor sets, Kor::Name for the name, or void.
     using ConstructorArgument = typename detail::ArgumentOf<Base, Attributes>::type;
 
-    EntityOver() requires std::is_void_v<ConstructorArgument> {}
+    EntityOver() requires std::is_void_v<ConstructorArgument>
+    = default;
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     requires(keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
-        : Levels(std::move(argument)) {}
+        : Levels(std::in_place, std::move(argument)) {}
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     requires(!keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
         : Below(std::move(argument)) {}
@@ -340,6 +345,7 @@ public:
 
 protected:
     /// An entity that needs no name, by its class's own constructor.
+    // NOLINTNEXTLINE(modernize-use-equals-default): that is taken for a deleted one
     EntityOver() requires std::is_same_v<ConstructorArgument, Name> {}
 
     /// Lets the children go, those of the base's maps as well.

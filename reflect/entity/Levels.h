@@ -440,7 +440,7 @@ struct Levels<AttributeList<First, Rest...>> : First, Rest... {
     Levels() = default;
     /// The first is that of the attribute that the constructor sets.
     template <class Argument>
-    explicit Levels(Argument&& argument)
+    Levels(std::in_place_t, Argument&& argument)
         : First{typename First::Stored(std::forward<Argument>(argument))}, Rest{}... {}
 };
 template <class Self, class List>

@@ -253,7 +253,8 @@ template <class R, class E, class... Argument>
     static_assert(std::convertible_to<E const&, Ptr<Writes>>,
                   "this reactor is one of another entity class, or may write what is const here");
     if constexpr (std::convertible_to<E const&, Ptr<Writes>>) {
-        Ptr<Writes> const observed = entity;
+        // Converted, where the entity is of a derived class.
+        Ptr<Writes> const observed = entity; // NOLINT(performance-unnecessary-copy-initialization)
         if (!observed) {
             throwRangeException("Kor::observe: the entity is null");
         }

@@ -121,8 +121,8 @@ TEST(LifPlace, WhatHasNoPlaceIsRefusedInWords) {
          "no LIF can start in lifBankMax on chip 5; right would be lifBankManaged"},
         {jerichoChip7, AradLifIndex(), "the LIF index is null, and has no place"},
     };
-    for (auto const& [chip, index, message] : refused) {
-        EXPECT_EQ(support::refusal([&] { (void)LifPlaces(chip).at(index); }), message);
+    for (auto const& each : refused) {
+        EXPECT_EQ(support::refusal([&] { (void)LifPlaces(each.chip).at(each.index); }), each.message);
     }
     for (U32 const chip : {0u, 1u, 2u, 6u, 11u, 64u, 0xffffffffu}) {
         EXPECT_EQ(support::refusal([&] { LifPlaces(static_cast<ChipType>(chip)); }),

@@ -84,7 +84,7 @@ void Calls::readRequest(In& in) {
     }
 }
 
-Calls::Call Calls::answerTo(Call const& request) {
+Call Calls::answerTo(Call const& request) {
     Call answer;
     answer.id = request.id;
     answer.isError = true;

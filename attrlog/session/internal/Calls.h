@@ -7,6 +7,15 @@
 
 namespace Kor::NboAttrLog::detail {
 
+/// A request or an answer on its way.
+struct Call {
+    U32 id = 0;
+    Name verb;
+    std::string text;
+    std::size_t sent = 0;
+    bool isError = false;
+};
+
 /// Requests to the peer, and the answers to its own. Both go in pieces that fit a record.
 class Calls {
 public:
@@ -24,15 +33,6 @@ public:
     void drop();
 
 private:
-    /// A request or an answer on its way.
-    struct Call {
-        U32 id = 0;
-        Name verb;
-        std::string text;
-        std::size_t sent = 0;
-        bool isError = false;
-    };
-
     void writePiece(AttributeId attribute, Call& call);
     Call answerTo(Call const& request);
     void reply(bool ok, String8 const& text);
