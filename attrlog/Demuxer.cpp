@@ -141,7 +141,13 @@ void Demuxer::announcement() {
                            : nullptr;
             }
         } else if (section == PayloadSection::argument && type != nullptr) {
-            offered = type->newEntity(in_, peerFlags_, 0, this);
+            try {
+                offered = type->newEntity(in_, peerFlags_, 0, this);
+            } catch (AttrLogRecordException const&) {
+                throw;
+            } catch (Exception const& exception) { // a key that is not known here: its sender is told
+                announced.refusal = exception.message();
+            }
         } else if (section == PayloadSection::entityId) {
             id = in_->nextEntityId();
         } else if (section == PayloadSection::root) {
@@ -149,11 +155,12 @@ void Demuxer::announcement() {
             U64 const bits = in_->nextNumber();
             announced.name.isPushed = (bits & 1) != 0;
             announced.name.access = (bits & 2) != 0 ? Access::writable : Access::readOnly;
+            announced.name.takesOver = (bits & 4) != 0;
             announced.name.number = static_cast<U32>(in_->nextNumber());
         }
     }
-    if (type == nullptr) {
-        ++stats_.unknownEntities;
+    if (type == nullptr || !announced.refusal.empty()) {
+        ++(type == nullptr ? stats_.unknownEntities : stats_.refusedRecords);
         if (control_ != nullptr && !announced.name.path.empty()) {
             control_->root(announced);
         }
@@ -223,13 +230,17 @@ void Demuxer::peerIdMustBeFree(EntityId id) {
 }
 
 bool Demuxer::flow() {
-    if (!isOpen_ || flowing_) {
+    if (!isOpen_ || isFlowing_) {
         return hasWork();
     }
     Ptr<Demuxer> const self(this);
-    During const flowing(flowing_);
-    if (isOverLimit_) {
-        close(format("the peer takes at most %u entities", peerLimit_));
+    During const flowing(isFlowing_);
+    if (std::exchange(isOverLimit_, false) && !refuseOverLimit()) {
+        return false;
+    }
+    if (hasTooManyMarks_) {
+        close(format("the peer does not read: more than %llu changes wait for it",
+                     static_cast<unsigned long long>(limits_.marks)));
         return false;
     }
     wasFull_ = wasFull_ && !out_->hasSufficientBuffer();
@@ -275,6 +286,20 @@ bool Demuxer::flow() {
         noteFull();
     }
     return hasWork();
+}
+
+/// What has grown beyond what the peer takes cannot be equal there: its root is let go, or, of what is
+/// mounted without one, the connection. Whether that stays open.
+bool Demuxer::refuseOverLimit() {
+    String8 const why = format("the peer takes at most %u entities", peerLimit_);
+    if (control_ == nullptr || !roots_.contains(overLimitRoot_)) {
+        close(why);
+        return false;
+    }
+    EntityId const root = overLimitRoot_;
+    reactorRetire(root);
+    control_->failed(root, why);
+    return true;
 }
 
 bool Demuxer::writeRetired() {
@@ -339,6 +364,8 @@ void Demuxer::close(String8 reason) {
     }
     peerEntities_ = 0;
     queue_.clear();
+    flowing_.clear();
+    barriers_.clear();
     retired_.clear();
     roots_.clear();
     tops_.clear();
@@ -442,7 +469,12 @@ void Demuxer::reactorIs(StreamAdapter& adapter, EntityId id) {
         adapter.awaitsPassIs(true);
     } else if (!id.isAssigned()) {
         if (isPeerFull()) {
+            Ptr<Entity const> const above = entity->parent();
+            Ptr<StreamAdapter const> const there =
+                above ? ptrCast<StreamAdapter const>(above->korNboAttrLogSa(out_))
+                      : Ptr<StreamAdapter const>();
             isOverLimit_ = true;
+            overLimitRoot_ = there ? there->rootId() : EntityId();
             throwRangeException(format("the peer takes at most %u entities", peerLimit_));
         }
         id = EntityId::ofNumber(nextId_++ << 2 | static_cast<U64>(side_) << 1 | 1);
@@ -514,12 +546,78 @@ Ptr<FlowOut> Demuxer::createFlowOut(Ptr<StreamAdapter> const& adapter, ConnectDe
                                     bool flag, AttributeId start) {
     Ptr<FlowOut> flowOut = adapter->flowOutIs(out_, connection, flag, start);
     adapter->flowOutIs(flowOut);
+    if (owing_ != 0) {
+        owe(*adapter, owing_);
+    }
     enqueue(*adapter);
     return flowOut;
 }
 
+U64 Demuxer::barrierIs() {
+    ++lastBarrier_;
+    barriers_.push_back(0);
+    for (StreamAdapter* const each : flowing_) {
+        owe(*each, lastBarrier_);
+    }
+    return lastBarrier_;
+}
+
+void Demuxer::owe(StreamAdapter& adapter, U64 barrier) {
+    if (barrier >= firstBarrier()) {
+        barriers_[barrier - firstBarrier()] += adapter.owe(barrier);
+    }
+}
+
+void Demuxer::barrierPaid(U64 barrier) noexcept {
+    if (barrier >= firstBarrier()) {
+        --barriers_[barrier - firstBarrier()];
+    }
+}
+
+bool Demuxer::isBarrierPassed(U64 barrier) {
+    bool const wereOpen = !barriers_.empty();
+    while (!barriers_.empty() && barriers_.front() == 0 && firstBarrier() <= barrier) {
+        barriers_.pop_front();
+    }
+    if (wereOpen && barriers_.empty()) {
+        for (StreamAdapter* const each : flowing_) {
+            each->flowOut()->oweNothing([](U64) {});
+        }
+    }
+    return barrier < firstBarrier() && writeRetired();
+}
+
+void Demuxer::flowOutChanges(StreamAdapter& adapter, FlowOut* next) {
+    FlowOut* const before = adapter.flowOut();
+    if (before == nullptr && next != nullptr) {
+        adapter.flowingAtIs(flowing_.size());
+        flowing_.push_back(&adapter);
+    } else if (before != nullptr && next == nullptr && !flowing_.empty()) {
+        flowing_.back()->flowingAtIs(adapter.flowingAt());
+        flowing_[adapter.flowingAt()] = flowing_.back();
+        flowing_.pop_back();
+    }
+    if (before == nullptr || barriers_.empty()) {
+        return;
+    }
+    // What the earlier one owed, the new one does: first that, so that no barrier is passed in between.
+    U64 const oldest = before->oldestOwed();
+    if (next != nullptr && oldest >= firstBarrier()) {
+        barriers_[oldest - firstBarrier()] += next->owe(oldest);
+    }
+    before->oweNothing([this](U64 barrier) { barrierPaid(barrier); });
+}
+
+void Demuxer::marksGrow() noexcept {
+    hasTooManyMarks_ = limits_.marks != 0 && stats_.dirtyKeys > limits_.marks;
+}
+
 void Demuxer::enqueue(StreamAdapter& adapter) {
     if (!adapter.isQueued() && !adapter.isHeldBack() && !adapter.isMuted()) {
+        constexpr std::size_t few = 64;
+        if (queue_.size() > few + 2 * std::size_t{adapters_.count()}) { // those that have left since
+            std::erase_if(queue_, [](auto const& each) { return each->flowOut() == nullptr; });
+        }
         adapter.isQueuedIs(true);
         queue_.emplace_back(&adapter);
         othersWait();
@@ -566,7 +664,10 @@ EntityId Demuxer::entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId 
         throw EntityIdUnavailableException("no room to announce the entity");
     }
     if (!adapter) {
-        isOverLimit_ = isOverLimit_ || isPeerFull(); // it is a part of what refers to it
+        if (isPeerFull()) { // it is a part of what refers to it
+            isOverLimit_ = true;
+            overLimitRoot_ = root;
+        }
         adapter = mountFor(&entity, flags, root, {}).ptr();
     } else {
         adapter->announce();

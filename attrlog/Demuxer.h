@@ -65,8 +65,9 @@ struct Stats {
 
 /// An entity that the peer announces.
 struct Announcement {
-    /// Made anew from its key or name.
+    /// Made anew from its key or name. Null if its type is not known here, or its key, as `refusal` says.
     Ptr<Entity> made;
+    String8 refusal;
     EntityId id;
     RootName name;
 };
@@ -83,7 +84,8 @@ public:
     /// The peer mounts it no more.
     virtual void retired(EntityId id) = 0;
     virtual void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) = 0;
-    /// An entity of this side cannot be announced, and is not mounted any more.
+    /// An entity of this side cannot be announced, or has outgrown what the peer takes, and is not mounted
+    /// any more.
     virtual void failed(EntityId id, String8 const& why) = 0;
 
 protected:
@@ -145,9 +147,8 @@ public:
         out_->recordLimitIs(record);
         in_->recordLimitIs(record);
     }
-    /// How many entities of this side the peer takes. One more root is refused; another entity beyond it, a
-    /// part of what is mounted, closes the connection with the next flow(), since the trees could not be
-    /// equal.
+    /// How many entities of this side the peer takes. One more root is refused; if a root grows beyond it, it
+    /// is let go with the next flow(), since the trees could not be equal.
     void peerLimitIs(U32 entities) noexcept { peerLimit_ = entities; }
     /// Mounts an entity as a root: the peer is told the path with the announcement, and that it is
     /// synchronized once the whole of it has been sent, with all below it. Kor::RangeException also if it, or
@@ -169,6 +170,8 @@ public:
     void resume(StreamAdapter& adapter);
     /// Tells the peer of the entities that are not mounted any more; false while there is no room for that.
     bool writeRetired();
+    /// How many of them the peer has yet to be told of.
+    std::size_t retiredWaiting() const noexcept { return retired_.size(); }
     Ptr<FlowOut> createFlowOut(Ptr<StreamAdapter> const& adapter, ConnectDesc const& connection, bool flag,
                                AttributeId start);
     /// Whether the adapter whose turn it is may go on.
@@ -183,6 +186,20 @@ public:
     /// The id of an entity on this stream; mounts it if it is not. Raises Kor::EntityIdUnavailableException
     /// while there is no room to announce it.
     EntityId entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId root);
+    // Barriers, see attrlog/adapter/Owed.h.
+
+    /// Raises a barrier: a place behind all that has been changed so far, here and on this connection. What
+    /// was changed before leaves before it, or a later state of it; what is changed later may, too. Costs one
+    /// entry a key that waits, and nothing where nothing waits.
+    U64 barrierIs();
+    /// Whether all of it has been written; so is all that earlier ones wait for.
+    bool isBarrierPassed(U64 barrier);
+    void barrierPaid(U64 barrier) noexcept;
+    /// The flow-out of an adapter is about to be replaced.
+    void flowOutChanges(StreamAdapter& adapter, FlowOut* next);
+    /// More keys are marked than ever before.
+    void marksGrow() noexcept;
+
     /// A full pass of an adapter that belongs to that root begins or is over.
     void passBegins(EntityId root, EntityId id) noexcept;
     void passEnds(EntityId root);
@@ -203,7 +220,7 @@ public:
 private:
     /// One adapter alone needs not yield.
     void othersWait() noexcept {
-        if (sliceEnd_ == noSlice && flowing_) {
+        if (sliceEnd_ == noSlice && isFlowing_) {
             sliceEnd_ = out_->records() + slice;
         }
     }
@@ -225,7 +242,11 @@ private:
     bool isPartMounted(Entity const& entity) const;
     bool isPeerFull() const noexcept { return adapters_.count() - peerEntities_ >= peerLimit_; }
     bool writeCompleted();
+    bool refuseOverLimit();
     void tellSyncModes();
+    U64 firstBarrier() const noexcept { return lastBarrier_ + 1 - barriers_.size(); }
+    void owe(StreamAdapter& adapter, U64 barrier);
+    friend class OwingAnchor;
 
     /// A root of this side.
     struct Root {
@@ -247,6 +268,7 @@ private:
     U32 peerEntities_ = 0;
     U32 peerLimit_ = ~U32{0};
     bool isOverLimit_ = false;
+    EntityId overLimitRoot_;
     U64 walked_ = 0;
     /// Adapters that are mounted for themselves, not as a child, with what is above their entities; and how
     /// often an entity is above one, which says at once that nothing below it is mounted. Not looked into: it
@@ -259,6 +281,13 @@ private:
     std::map<EntityId, Root> roots_;
     std::deque<EntityId> completed_;
     std::deque<std::pair<EntityId, StreamAdapter::SyncMode>> syncModesTold_;
+    /// All adapters with a flow-out.
+    std::vector<StreamAdapter*> flowing_;
+    /// How much each open barrier still waits for.
+    std::deque<U64> barriers_;
+    U64 lastBarrier_ = 0;
+    /// The barrier to which what begins to be sent is owed.
+    U64 owing_ = 0;
     DemuxerControl* control_ = nullptr;
     U64 sliceEnd_ = noSlice;
     Ptr<MsgChannel> channel_ = makePtr<MsgChannel>();
@@ -270,8 +299,27 @@ private:
     Stats stats_;
     bool isOpen_ = true;
     bool receiving_ = false;
-    bool flowing_ = false;
+    bool isFlowing_ = false;
     bool wasFull_ = false;
+    bool hasTooManyMarks_ = false;
+};
+
+/// For a scope: what begins to be sent is owed to that barrier, if it is one.
+class OwingAnchor {
+public:
+    OwingAnchor(Demuxer* demuxer, U64 barrier) noexcept
+        : demuxer_(demuxer), before_(demuxer != nullptr ? std::exchange(demuxer->owing_, barrier) : 0) {}
+    ~OwingAnchor() {
+        if (demuxer_ != nullptr) {
+            demuxer_->owing_ = before_;
+        }
+    }
+    OwingAnchor(OwingAnchor const&) = delete;
+    OwingAnchor& operator=(OwingAnchor const&) = delete;
+
+private:
+    Demuxer* demuxer_;
+    U64 before_;
 };
 
 } // namespace Kor::NboAttrLog

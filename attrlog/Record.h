@@ -70,17 +70,21 @@ inline constexpr AttributeId wantAttribute = 164;
 inline constexpr AttributeId verdictAttribute = 165;
 inline constexpr AttributeId requestAttribute = 166;
 inline constexpr AttributeId answerAttribute = 167;
+inline constexpr AttributeId fenceAttribute = 168;
+inline constexpr AttributeId fencedAttribute = 169;
 
 namespace NboAttrLog {
 
 /// What a stream may hold. `record` is the longest record in bytes, header included; a stream with room for
 /// one and a few markers has a sufficient buffer. Both sides must agree on it. `ring` is the size of the
 /// buffer of each direction, which is all that a reader who never reads costs; `entities` bounds how many a
-/// peer can announce.
+/// peer can announce. `marks` bounds how many changed keys may wait for a peer that does not read; the peer
+/// is then let go, and gets a full pass when it is back. 0: there is no such bound.
 struct StreamLimits {
     U32 ring = 1u << 18;
     U32 record = 4096;
     U32 entities = 1u << 16;
+    U64 marks = 0;
 };
 /// Room that is kept for markers beside a record.
 inline constexpr U32 markerRoom = 64;
@@ -131,6 +135,7 @@ enum class PayloadSection : U8 {
     helloName = 16,
     helloSchema = 17,
     helloLimits = 18,
+    helloToken = 19,
 };
 
 /// What a side may do to an entity of the other one.
@@ -145,6 +150,8 @@ struct RootName {
     Access access = Access::writable;
     /// The number of the wish that it answers, or of the push that is to be answered.
     U32 number = 0;
+    /// It is pushed, and takes the place of who pushes it now.
+    bool takesOver = false;
 };
 
 /// The forms of a header's second byte.

@@ -142,10 +142,13 @@ std::string Live::call(std::string_view verb, std::string_view argument) {
         std::string text;
     };
     auto const answer = std::make_shared<Answer>();
-    session().call(Kor::Name(Kor::String8(verb)), Kor::String8(argument),
-                   [answer](bool ok, Kor::String8 const& text) {
-                       *answer = {true, ok, std::string(text.view())};
-                   });
+    // What is asked here does not depend on what is written; deliver() waits for that.
+    session().call(
+        Kor::Name(Kor::String8(verb)), Kor::String8(argument),
+        [answer](bool ok, Kor::String8 const& text) {
+            *answer = {true, ok, std::string(text.view())};
+        },
+        Kor::NboAttrLog::CallOrder::overtakes);
     require([&] { return answer->isThere; }, "answer");
     if (!answer->isDone) {
         throw Refused(shown(answer->text, 1000));

@@ -15,17 +15,18 @@ void StreamAdapterOf<X>::handleAttrTransaction(AttributeId attribute, AttrTransa
     this->peerMustWrite(attribute);
     auto* const demuxer = this->streamDemuxer();
     if (this->flowIn() != nullptr) {
-        if (type == AttrTransactionType::end && this->flowIn()->aid() == attribute) {
+        if (type == AttrTransactionType::end && this->flowIn()->has(attribute)) {
+            this->flowIn()->aidIs(attribute);
             this->flowIn()->handlingTransactionIs(true);
         } else if (type == AttrTransactionType::start) {
-            this->flowIn()->aidIs(attribute); // the one before was never ended
+            this->flowIn()->aidIs(attribute); // others may be on their way
         }
     } else if (!this->flag(Bit::silent) && type == AttrTransactionType::start && demuxer != nullptr) {
         if (NboAttrLog::FlowIn* const made = demuxer->flowInIs(this->entityId())) {
             made->aidIs(attribute);
         }
     }
-    bool const isOpen = this->flowIn() != nullptr && this->flowIn()->aid() == attribute;
+    bool const isOpen = this->flowIn() != nullptr && this->flowIn()->has(attribute);
     bool const known = with(attribute, [&]<class A>() {
         if constexpr (A::shape.keyed) {
             if (isOpen || (demuxer != nullptr && demuxer->protocol() < 2)) {

@@ -11,6 +11,10 @@
 #include "attrlog/Record.h"
 #include "runtime/HashMap.h"
 
+#include <algorithm>
+#include <functional>
+#include <vector>
+
 namespace Kor {
 
 /// What a flow-out is told of the connection.
@@ -65,6 +69,15 @@ public:
     /// How many keys and scalars are marked.
     U64 dirtyKeys = 0;
 
+    // For barriers, see attrlog/adapter/Owed.h.
+
+    /// Owes all that waits and is not owed yet to a barrier; how much that is.
+    virtual U64 owe(U64 barrier) = 0;
+    /// The oldest barrier that waits for something here, 0 for none.
+    virtual U64 oldestOwed() = 0;
+    /// Nothing is owed any more; `paid` is called with the barrier of each, and with 0.
+    virtual void oweNothing(std::function<void(U64 barrier)> const& paid) = 0;
+
 private:
     AttributeId attrId_;
     void* bookmark_ = nullptr;
@@ -95,16 +108,38 @@ Key korFlowOutBookmarkDeq(FlowOut& flowOut) {
     return key;
 }
 
-/// One full pass of a peer that is on its way in.
+/// The full passes of a peer that are on their way in to one entity.
 class FlowIn final : public PtrInterface {
 public:
+    /// The attribute whose pass has begun or goes on.
     AttributeId aid() const noexcept { return aid_; }
-    void aidIs(AttributeId attribute) noexcept { aid_ = attribute; }
+    void aidIs(AttributeId attribute) {
+        aid_ = attribute;
+        if (!has(attribute)) {
+            if (open_.size() == most) { // a peer that begins ever new ones
+                open_.erase(open_.begin());
+            }
+            open_.push_back(attribute);
+        }
+    }
+    /// Whether a pass of that attribute is on its way. Those of several attributes may be.
+    bool has(AttributeId attribute) const noexcept {
+        return std::find(open_.begin(), open_.end(), attribute) != open_.end();
+    }
+    /// That of an attribute is over; whether no other one is on its way.
+    bool isDoneWith(AttributeId attribute) noexcept {
+        handling_ = false;
+        open_.erase(std::remove(open_.begin(), open_.end(), attribute), open_.end());
+        aid_ = open_.empty() ? 0 : open_.back();
+        return open_.empty();
+    }
     /// True while what the pass did not mention is being removed.
     bool handlingTransaction() const noexcept { return handling_; }
     void handlingTransactionIs(bool on) noexcept { handling_ = on; }
 
 private:
+    static constexpr std::size_t most = 32; // as many maps as an entity can have
+    std::vector<AttributeId> open_;
     AttributeId aid_ = 0;
     bool handling_ = false;
 };

@@ -4,7 +4,10 @@
 /// had no room, of the class X.
 
 #include "attrlog/adapter/FlowOut.h"
+#include "attrlog/adapter/Owed.h"
 #include "reflect/entity/EntityPattern.h"
+
+#include <memory>
 
 namespace Kor {
 
@@ -92,6 +95,10 @@ public:
         }
         using Mark = typename std::remove_reference_t<decltype(marks)>::MemberType;
         marks.newMember(makePtr<Mark>(key, true), reversed);
+        if (owed_) {
+            owed<A>().note(key, marks.count(),
+                           [&](auto const& each) { return marks.member(each) != nullptr; });
+        }
         return true;
     }
     /// Takes the mark off; whether it was there.
@@ -102,6 +109,86 @@ public:
         } else {
             return std::exchange(dirty<A>(), false);
         }
+    }
+
+    // What barriers wait for. All of it costs a test while there is none.
+
+    U64 owe(U64 barrier) override {
+        bool const isFirst = !owed_;
+        if (isFirst) {
+            owed_ = std::make_unique<decltype(owedOf(Wire()))>();
+        }
+        U64 added = 0;
+        each([&]<class A>() {
+            auto& owed = this->owed<A>();
+            if constexpr (A::shape.keyed) {
+                if (!hasSynced<A>() && owed.pass == 0) {
+                    owed.pass = barrier;
+                    ++added;
+                }
+                if (isFirst) {
+                    for (auto const& mark : dirty<A>()) {
+                        added += owed.add(mark.key, barrier);
+                    }
+                }
+                for (auto const& key : owed.recent) {
+                    added += dirty<A>().member(key) != nullptr && owed.add(key, barrier);
+                }
+                owed.recent.clear();
+            } else if (dirty<A>() && owed.barrier == 0) {
+                owed.barrier = barrier;
+                ++added;
+            }
+        });
+        return added;
+    }
+    U64 oldestOwed() override {
+        U64 oldest = 0;
+        if (owed_) {
+            each([&]<class A>() {
+                U64 const one = owed<A>().oldest();
+                oldest = oldest == 0 || (one != 0 && one < oldest) ? one : oldest;
+            });
+        }
+        return oldest;
+    }
+    void oweNothing(std::function<void(U64 barrier)> const& paid) override {
+        if (owed_) {
+            each([&]<class A>() { owed<A>().release(paid); });
+            owed_ = nullptr;
+        }
+    }
+    /// The barrier that waited for a scalar or a key, which has left; 0 for none.
+    template <class A, class... Key>
+    U64 paidFor(Key const&... key) {
+        if (!owed_) {
+            return 0;
+        }
+        if constexpr (A::shape.keyed) {
+            return owed<A>().del(key...);
+        } else {
+            return std::exchange(owed<A>().barrier, 0);
+        }
+    }
+    /// The same for the full pass of a map.
+    template <class A>
+    U64 paidForPass() {
+        return owed_ ? std::exchange(owed<A>().pass, 0) : 0;
+    }
+    /// The barrier that waits for a key, by itself or as part of the full pass; 0 for none.
+    template <class A>
+    U64 owedFor(typename A::Key const& key) const {
+        if (!owed_) {
+            return 0;
+        }
+        auto const& owed = std::get<detail::Owed<A>>(*owed_);
+        U64 const ofKey = owed.of(key);
+        return ofKey == 0 || (owed.pass != 0 && owed.pass < ofKey) ? owed.pass : ofKey;
+    }
+    /// The key that a barrier has waited for longest.
+    template <class A>
+    std::optional<typename A::Key> firstOwed() {
+        return owed_ ? owed<A>().first() : std::nullopt;
     }
 
     void freeBookmark() noexcept {
@@ -128,9 +215,16 @@ private:
     }
     template <class... A>
     static std::tuple<detail::DirtyMarks<A>...> marksOf(AttributeList<A...>);
+    template <class... A>
+    static std::tuple<detail::Owed<A>...> owedOf(AttributeList<A...>);
+    template <class A>
+    auto& owed() noexcept {
+        return std::get<detail::Owed<A>>(*owed_);
+    }
 
     BitSet<32, U32> synced_;
     decltype(marksOf(Wire())) marks_;
+    std::unique_ptr<decltype(owedOf(Wire()))> owed_;
 };
 
 } // namespace Kor

@@ -112,8 +112,7 @@ bool StreamAdapterOf<X>::korHandleSerializeColl() {
         NboAttrLog::korFlowOutBookmarkEnq<Key>(*waiting, at->fwkKey());
         return false;
     }
-    this->sendTransactionMarker(idOf<A>, AttrTransactionType::end, 0);
-    waiting->template hasSyncedIs<A>(true);
+    passIsOver<A>();
     return waiting->template dirty<A>().empty();
 }
 
@@ -125,23 +124,37 @@ bool StreamAdapterOf<X>::dirtyPass() {
         return true;
     }
     if (!waiting->template hasSynced<A>()) {
-        waiting->template hasSyncedIs<A>(true);
-        this->sendTransactionMarker(idOf<A>, AttrTransactionType::end, 0);
+        passIsOver<A>();
     }
-    for (auto const& each : waiting->template dirty<A>()) {
-        if (!this->continueFlowOut()) {
-            return false;
-        }
-        typename A::Key const key = each.key;
+    auto const leaves = [&](typename A::Key const& key) {
         auto* const member = A::Name::map(*notifier()).member(key);
         if (!contained<A>([&] { korHandleSerializeSing<A>(key, member); })) {
             unmark<A>(key);
         }
-        if (waiting->isStalled()) {
+        return !waiting->isStalled();
+    };
+    // First what a barrier waits for, in its order: however fast other keys are marked, it has its turn.
+    std::optional<typename A::Key> before;
+    while (std::optional<typename A::Key> const key = waiting->template firstOwed<A>()) {
+        if (!this->continueFlowOut() || before == key || !leaves(*key)) {
+            return false;
+        }
+        before = key;
+    }
+    for (auto const& each : waiting->template dirty<A>()) {
+        if (!this->continueFlowOut() || !leaves(typename A::Key(each.key))) {
             return false;
         }
     }
     return true;
+}
+
+template <class X>
+template <class A>
+void StreamAdapterOf<X>::passIsOver() {
+    flowOut()->template hasSyncedIs<A>(true);
+    this->sendTransactionMarker(idOf<A>, AttrTransactionType::end, 0);
+    this->paid(flowOut()->template paidForPass<A>());
 }
 
 } // namespace Kor

@@ -85,6 +85,7 @@ bool StreamAdapter::announce() {
     }
     serializeOrphanNow(*out_);
     announcePending_ = false;
+    paid(std::exchange(announcementOwed_, 0));
     return true;
 }
 
@@ -100,7 +101,8 @@ void StreamAdapter::putRootName(Out& out) const {
     if (auto const* const name = demuxer != nullptr ? demuxer->rootName(entityId_) : nullptr) {
         out.currentPayloadSectionIs(NboAttrLog::PayloadSection::root);
         out.put(static_cast<String8 const&>(name->path));
-        out.putNumber((name->isPushed ? 1u : 0u) | (name->access == NboAttrLog::Access::writable ? 2u : 0u));
+        out.putNumber((name->isPushed ? 1u : 0u) | (name->access == NboAttrLog::Access::writable ? 2u : 0u) |
+                      (name->takesOver ? 4u : 0u));
         out.putNumber(name->number);
     }
 }
@@ -163,6 +165,7 @@ void StreamAdapter::flowOutIs(Ptr<FlowOut> flowOut) {
         if (flowOut_ && flowOut_->isFull()) {
             demuxer->passEnds(rootId_);
         }
+        demuxer->flowOutChanges(*this, flowOut.ptr());
     }
     flowOut_ = std::move(flowOut);
     flagSet(Bit::noFlowOut, !flowOut_);
@@ -293,13 +296,29 @@ void StreamAdapter::noteDirty(bool isNew) {
     auto& counters = demuxer->counters();
     counters.coalescedChanges += !isNew;
     counters.dirtyKeys += isNew;
-    counters.dirtyKeysHighWater = std::max(counters.dirtyKeysHighWater, counters.dirtyKeys);
+    if (counters.dirtyKeys > counters.dirtyKeysHighWater) {
+        counters.dirtyKeysHighWater = counters.dirtyKeys;
+        demuxer->marksGrow();
+    }
 }
 
 void StreamAdapter::noteClean() {
     --flowOut_->dirtyKeys;
     if (Demuxer* const demuxer = streamDemuxer()) {
         --demuxer->counters().dirtyKeys;
+    }
+}
+
+U64 StreamAdapter::owe(U64 barrier) {
+    bool const owesAnnouncement = announcePending_ && announcementOwed_ == 0;
+    announcementOwed_ = owesAnnouncement ? barrier : announcementOwed_;
+    return (flowOut_ ? flowOut_->owe(barrier) : 0) + owesAnnouncement;
+}
+
+void StreamAdapter::paid(U64 barrier) {
+    Demuxer* const demuxer = barrier != 0 ? streamDemuxer() : nullptr;
+    if (demuxer != nullptr) {
+        demuxer->barrierPaid(barrier);
     }
 }
 
@@ -315,10 +334,12 @@ void StreamAdapter::peerMustWrite(AttributeId attribute) const {
 }
 
 void StreamAdapter::handleAttrTransaction(AttributeId attribute, AttrTransactionType type, unsigned int) {
-    if (type == AttrTransactionType::start || !flowIn_ || flowIn_->aid() != attribute) {
+    if (type == AttrTransactionType::start || !flowIn_ || !flowIn_->has(attribute)) {
         return;
     }
-    flowIn_ = nullptr;
+    if (flowIn_->isDoneWith(attribute)) {
+        flowIn_ = nullptr;
+    }
     if (Demuxer* const demuxer = streamDemuxer(); demuxer != nullptr && type == AttrTransactionType::end) {
         ++demuxer->counters().passesIn;
     }
@@ -399,6 +420,7 @@ void StreamAdapter::korDetach() {
     flowOutIs(nullptr);
     flowIn_ = nullptr;
     announcePending_ = false;
+    paid(std::exchange(announcementOwed_, 0));
     flagSet(Bit::awaitsPass, false);
     msgChannel_ = nullptr;
     out_ = nullptr;

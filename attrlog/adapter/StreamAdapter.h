@@ -193,6 +193,11 @@ public:
     void awaitsPassIs(bool awaits);
     /// What waits here is only own changes that wait for the peer's full state.
     bool isHeldBack() const noexcept { return flag(Bit::awaitsPass) && flowOut_ && !flowOut_->isFull(); }
+    /// Owes all that waits here to a barrier; how much that is.
+    U64 owe(U64 barrier);
+    /// Its place among the adapters that have a flow-out.
+    std::size_t flowingAt() const noexcept { return flowingAt_; }
+    void flowingAtIs(std::size_t at) noexcept { flowingAt_ = at; }
     /// Whether it has a place in the demultiplexer's queue.
     bool isQueued() const noexcept { return isQueued_; }
     void isQueuedIs(bool queued) noexcept { isQueued_ = queued; }
@@ -261,6 +266,8 @@ protected:
     void doBaseKorNboAttrLogSaMsg(AttributeId attribute, NboAttrLog::In& in);
     void noteDirty(bool isNew);
     void noteClean();
+    /// Something has left for which a barrier waited; 0 for none.
+    void paid(U64 barrier);
     virtual void serializeOrphanNow(NboAttrLog::Out& out) = 0;
     /// The section of an announcement that names a root; nothing for another entity.
     void putRootName(NboAttrLog::Out& out) const;
@@ -278,6 +285,8 @@ private:
     MsgChannel::Constrainer::KorEntry* msgChannel_ = nullptr;
     Ptr<NboAttrLog::FlowOut> flowOut_;
     Ptr<NboAttrLog::FlowIn> flowIn_;
+    U64 announcementOwed_ = 0;
+    std::size_t flowingAt_ = 0;
     bool announcePending_ = false;
     bool isQueued_ = false;
     bool syncModeSent_ = false;

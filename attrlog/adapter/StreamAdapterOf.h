@@ -235,12 +235,14 @@ private:
     void unmark() {
         if (FlowOut* const waiting = flowOut(); waiting != nullptr && waiting->template dirtyDel<A>()) {
             this->noteClean();
+            this->paid(waiting->template paidFor<A>());
         }
     }
     template <class A>
     void unmark(typename A::Key const& key) {
         if (FlowOut* const waiting = flowOut(); waiting != nullptr && waiting->template dirtyDel<A>(key)) {
             this->noteClean();
+            this->paid(waiting->template paidFor<A>(key));
         }
     }
     /// The hash of a key, which its member may keep.
@@ -349,6 +351,14 @@ private:
         }
     }
 
+    /// While it lives, what begins to be sent, a child or what is referred to, is owed to the barrier that
+    /// waits for the key.
+    template <class A>
+    NboAttrLog::OwingAnchor owing(typename A::Key const& key) {
+        U64 const barrier = flowOut() != nullptr ? flowOut()->template owedFor<A>(key) : 0;
+        return NboAttrLog::OwingAnchor(this->streamDemuxer(), barrier);
+    }
+
     template <class A>
     void writeDeletion(typename A::Key const& key) {
         write(*this->nboAttrLogOut(), header(-idOf<A>), key);
@@ -371,6 +381,7 @@ private:
             return true;
         }
         EntityId id;
+        auto const scope = owing<A>(key);
         Expect const expect(Exception::Id::attrLogRecord);
         try {
             if (auto* const demuxer = this->streamDemuxer()) {
@@ -408,6 +419,7 @@ private:
         if (this->streamDemuxer() == nullptr) {
             return true; // a stream alone has no ids to give
         }
+        auto const scope = owing<A>(key);
         auto const [adapter, isNew] = nboAttrLogAdapterIs<A>(*const_cast<typename A::Type*>(child));
         unmark<A>(key);
         if (!adapter || (!isNew && adapter->flag(Bit::announced))) {
@@ -495,6 +507,8 @@ private:
 
     template <class A>
     bool dirtyPass();
+    template <class A>
+    void passIsOver();
     /// A record that cannot be written, since it is too long, does not hold up the pass; whether it was.
     template <class A, class Write>
     bool contained(Write const& write) {

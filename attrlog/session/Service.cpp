@@ -4,6 +4,7 @@
 #include "reflect/AttrLogType.h"
 
 #include <algorithm>
+#include <memory>
 #include <string>
 
 namespace Kor::NboAttrLog {
@@ -75,12 +76,12 @@ Service::Offer const* Service::offered(Name const& path) const noexcept {
     return found != offers_.end() ? &found->second : nullptr;
 }
 
-void Service::acceptIs(Name const& path, Accept accept) {
+void Service::acceptIs(Name const& path, Accept accept, AcceptHook hook, Pushers pushers) {
     if (!path.empty()) {
         requirePath(path);
     }
     if (accept) {
-        accepts_[path] = std::move(accept);
+        accepts_[path] = {std::move(accept), std::move(hook), pushers};
     } else {
         accepts_.erase(path);
     }
@@ -100,9 +101,10 @@ void Service::handlerIs(Name const& verb, Handler handler) {
 
 void Service::sessionDel(Session& session) noexcept {
     std::erase(sessions_, &session);
+    std::erase_if(holders_, [&](auto const& each) { return each.second.session == &session; });
 }
 
-Ptr<Entity> Service::accept(Session& peer, Name const& path, Ptr<Entity> const& made) const {
+Service::Accepting const& Service::accepting(Name const& path) const {
     auto found = accepts_.find(path);
     if (found == accepts_.end()) {
         found = accepts_.find(Name());
@@ -110,8 +112,86 @@ Ptr<Entity> Service::accept(Session& peer, Name const& path, Ptr<Entity> const& 
     if (found == accepts_.end()) {
         throwRangeException(format("nothing is taken in under %s", path.charPtr()));
     }
-    Accept const accept = found->second; // the hook may replace itself
-    return accept(peer, path, made);
+    return found->second;
+}
+
+Service::Holder const* Service::holder(Entity const& entity) const noexcept {
+    auto const found = holders_.find(&entity);
+    return found != holders_.end() ? &found->second : nullptr;
+}
+
+void Service::holderIs(Entity const& entity, Session& session, Name const& path) {
+    holders_[&entity] = {&session, path, std::chrono::system_clock::now()};
+}
+
+void Service::holderDel(Entity const& entity, Session const& session) noexcept {
+    auto const found = holders_.find(&entity);
+    if (found != holders_.end() && found->second.session == &session) {
+        holders_.erase(found);
+    }
+}
+
+void Service::relaysTo(Ptr<Service> const& other) {
+    if (other && other != this && !std::ranges::count(relays_, other)) {
+        relays_.push_back(other);
+    }
+}
+
+std::vector<Ptr<Session>> Service::peersBeside(Session const* session, Name const& path) const {
+    std::vector<Ptr<Session>> peers;
+    for (Session* const each : sessions_) {
+        if (each != session && each->isEstablished() &&
+            (path.empty() ? each->hasMounts() : each->hasMounted(path))) {
+            peers.emplace_back(each);
+        }
+    }
+    return peers;
+}
+
+void Service::fenceAll(std::vector<Ptr<Session>> const& peers, FenceLevel level, FenceHook hook,
+                       FenceExtent extent, U32 hops) {
+    struct Sum {
+        FenceResult result{.peers = 0};
+        std::size_t missing;
+        FenceHook hook;
+    };
+    FenceOutcome const most = level == FenceLevel::done ? FenceOutcome::done : FenceOutcome::applied;
+    auto const sum = std::make_shared<Sum>(
+        Sum{{.outcome = most, .why = {}, .peers = 0, .gone = 0}, peers.size() + 1, std::move(hook)});
+    auto const add = [sum](FenceResult const& result) {
+        sum->result.add(result);
+        if (--sum->missing == 0 && sum->hook) {
+            sum->hook(sum->result);
+        }
+    };
+    for (Ptr<Session> const& each : peers) {
+        try {
+            each->fence(level, add, extent, hops);
+        } catch (Exception const& exception) { // it has closed meanwhile, or has too many
+            add({.outcome = FenceOutcome::failed, .why = exception.message()});
+        }
+    }
+    add({.outcome = most, .why = {}, .peers = 0, .gone = 0}); // now all are asked
+}
+
+void Service::fence(FenceLevel level, FenceHook hook, Name const& path, FenceExtent extent) {
+    fenceAll(peersBeside(nullptr, path), level, std::move(hook), extent, detail::maxFenceHops);
+}
+
+bool Service::hasPeersBeside(Session const& session) const {
+    return !peersBeside(&session, {}).empty() || std::ranges::any_of(relays_, [&](auto const& each) {
+        return !each->peersBeside(&session, {}).empty();
+    });
+}
+
+void Service::fenceBeside(Session const& session, FenceLevel level, FenceHook hook, U32 hops) {
+    std::vector<Ptr<Session>> peers = peersBeside(&session, {});
+    for (Ptr<Service> const& relay : relays_) {
+        for (Ptr<Session> const& each : relay->peersBeside(&session, {})) {
+            peers.push_back(each);
+        }
+    }
+    fenceAll(peers, level, std::move(hook), FenceExtent::all, hops);
 }
 
 void Service::tell(Name const& path) {

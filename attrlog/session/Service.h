@@ -6,7 +6,7 @@
 ///     auto service = Kor::makePtr<Kor::NboAttrLog::Service>();
 ///     service->offer("lif", lifAppConfigDir);                           // peers may write to it
 ///     service->offer("lifStatus", lifAppStatusDir, Access::readOnly);
-///     service->acceptIs("request", [&](Session& peer, Name const& path, Kor::Ptr<Kor::Entity> const& made) -> Kor::Ptr<Kor::Entity> {
+///     service->acceptIs("lifConfig", [&](Session& peer, Name const& path, Kor::Ptr<Kor::Entity> const& made) -> Kor::Ptr<Kor::Entity> {
 ///         auto const config = Kor::ptrCast<LifAppConfig>(made);
 ///         return config ? lifAppConfigDir->appConfigIs(config->app()).ptr() : nullptr;      // null refuses it
 ///     });
@@ -19,8 +19,10 @@
 /// also from a hook; no peer hears of it before its session's flow(). One thread: that of its sessions.
 
 #include "attrlog/Record.h"
+#include "attrlog/session/Fence.h"
 #include "runtime/Entity.h"
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <vector>
@@ -28,6 +30,25 @@
 namespace Kor::NboAttrLog {
 
 class Session;
+
+/// How far a wanted or pushed root is.
+enum class RootState : U8 {
+    /// The peer does not offer it, as far as is known.
+    absent,
+    /// It is asked for.
+    requested,
+    /// It is mounted, and its whole state is on its way.
+    synchronizing,
+    /// The whole state of it and of all below it is there.
+    synchronized,
+    /// The peer, or the hook here, has refused it.
+    refused,
+};
+
+namespace detail {
+/// How far a fence that asks for all is passed on.
+inline constexpr U32 maxFenceHops = 16;
+} // namespace detail
 
 inline constexpr U32 maxPathLength = 255;
 inline constexpr U32 maxVerbLength = 64;
@@ -63,9 +84,36 @@ public:
     /// What it returns gets the contents: that one, another one of the same class, or null to refuse it. A
     /// Kor::Exception refuses it, too, with its message for the peer.
     using Accept = std::function<Ptr<Entity>(Session& peer, Name const& path, Ptr<Entity> const& made)>;
+    /// Called on each change of what an accepted push is: `synchronizing` when it is mounted, `synchronized`
+    /// when all of it is there, `absent` when its pusher has let it go, has gone, or has lost its place,
+    /// which `why` says.
+    using AcceptHook = std::function<void(Session& peer, Name const& path, Ptr<Entity> const& root,
+                                          RootState state, String8 const& why)>;
+    /// How many may push into the same entity at a time.
+    enum class Pushers : U8 {
+        /// One. Another one is refused, and told who holds the place; it has to ask aloud to take it over
+        /// (PushOptions). The process that holds it gets it back without a word when it has connected anew.
+        one,
+        /// Any number; what two of them write to the same key is what the last one wrote.
+        many,
+    };
     /// For pushes under that path or, with an empty one, under any path that has none of its own. A null one
     /// takes it away. Without any, every push is refused.
-    void acceptIs(Name const& path, Accept accept);
+    void acceptIs(Name const& path, Accept accept, AcceptHook hook = {}, Pushers pushers = Pushers::one);
+
+    // Fences, see attrlog/session/Fence.h.
+
+    /// Called with each fence of a peer; a fence of level `done` fails without such a hook.
+    using FenceReached = std::function<void(Session& peer, Ptr<Fence> const& fence)>;
+    void fenceHookIs(FenceReached hook) { fenceHook_ = std::move(hook); }
+    FenceReached const& fenceHook() const noexcept { return fenceHook_; }
+    /// Asks all peers of this service, or those to whom the root under a path is mounted. The hook is called
+    /// once, with the least of the answers; at once if there is no such peer.
+    void fence(FenceLevel level, FenceHook hook, Name const& path = {},
+               FenceExtent extent = FenceExtent::peer);
+    /// This process passes on what its peers here send to the peers of another service, so that a fence that
+    /// asks for all asks them, too. The peers of this service itself are always asked.
+    void relaysTo(Ptr<Service> const& other);
 
     // Calls.
 
@@ -84,13 +132,39 @@ public:
 
     void sessionIs(Session& session) { sessions_.push_back(&session); }
     void sessionDel(Session& session) noexcept;
-    Ptr<Entity> accept(Session& peer, Name const& path, Ptr<Entity> const& made) const;
+    /// What is taken in under a path.
+    struct Accepting {
+        Accept accept;
+        AcceptHook hook;
+        Pushers pushers = Pushers::one;
+    };
+    /// Kor::RangeException if nothing is.
+    Accepting const& accepting(Name const& path) const;
+    /// The session that pushes into an entity, and when that began; null if none does.
+    struct Holder {
+        Session* session = nullptr;
+        Name path;
+        std::chrono::system_clock::time_point since;
+    };
+    Holder const* holder(Entity const& entity) const noexcept;
+    void holderIs(Entity const& entity, Session& session, Name const& path);
+    /// Nothing happens if another session holds it.
+    void holderDel(Entity const& entity, Session const& session) noexcept;
+    bool hasPeersBeside(Session const& session) const;
+    /// Asks all peers but one, and those to whom this service relays.
+    void fenceBeside(Session const& session, FenceLevel level, FenceHook hook, U32 hops);
 
 private:
     void tell(Name const& path);
+    std::vector<Ptr<Session>> peersBeside(Session const* session, Name const& path) const;
+    static void fenceAll(std::vector<Ptr<Session>> const& peers, FenceLevel level, FenceHook hook,
+                         FenceExtent extent, U32 hops);
 
     std::map<Name, Offer> offers_;
-    std::map<Name, Accept> accepts_;
+    std::map<Name, Accepting> accepts_;
+    std::map<Entity const*, Holder> holders_;
+    FenceReached fenceHook_;
+    std::vector<Ptr<Service>> relays_;
     std::map<Name, Handler> handlers_;
     std::vector<Session*> sessions_;
 };

@@ -2,12 +2,14 @@
 
 #include "attrlog/RecordView.h"
 #include "attrlog/session/internal/Calls.h"
+#include "attrlog/session/internal/Fences.h"
 #include "attrlog/session/internal/Hello.h"
 #include "attrlog/session/internal/Offers.h"
 #include "attrlog/session/internal/Pushes.h"
 #include "attrlog/session/internal/Wishes.h"
 
 #include <algorithm>
+#include <random>
 #include <span>
 
 namespace Kor::NboAttrLog {
@@ -55,6 +57,7 @@ struct Session::Impl final : DemuxerControl {
             offers.begin();
             core.call(core.hooks.established);
             pushes.begin();
+            core.established();
             return true;
         case offerAttribute:
         case -offerAttribute:
@@ -78,6 +81,12 @@ struct Session::Impl final : DemuxerControl {
             return true;
         case answerAttribute:
             calls.readAnswer(in);
+            return true;
+        case fenceAttribute:
+            fences.readFence(in);
+            return true;
+        case fencedAttribute:
+            fences.readFenced(in);
             return true;
         default:
             return false;
@@ -103,14 +112,20 @@ struct Session::Impl final : DemuxerControl {
         }
         return announcement.name.isPushed ? pushes.root(announcement) : wishes.root(announcement);
     }
-    void mounted(EntityId id) override { wishes.mounted(id); }
+    void mounted(EntityId id) override {
+        wishes.mounted(id);
+        pushes.mounted(id);
+    }
     void retired(EntityId id) override {
         wishes.retired(id);
         pushes.retired(id);
         offers.retired(id);
         core.pathOf.erase(id);
     }
-    void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) override { wishes.syncModeTold(id, mode); }
+    void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) override {
+        wishes.syncModeTold(id, mode);
+        pushes.syncModeTold(id, mode);
+    }
     void failed(EntityId id, String8 const& why) override {
         if (!offers.failed(id, why)) {
             pushes.failed(id, why);
@@ -120,7 +135,9 @@ struct Session::Impl final : DemuxerControl {
 
     // What goes before the entities' records.
 
-    bool hasControl() const { return core.hasNotes() || offers.hasWork() || calls.hasWork(); }
+    bool hasControl() const {
+        return core.hasNotes() || offers.hasWork() || calls.hasWork() || core.hasDue();
+    }
     void flow() {
         if (!core.isOpen()) {
             if (saysGoodbye && core.hasRoom()) {
@@ -138,6 +155,7 @@ struct Session::Impl final : DemuxerControl {
             core.writeNotes();
             offers.write();
             calls.write();
+            core.doDue();
             if (!core.hasRoom()) {
                 break;
             }
@@ -158,8 +176,9 @@ struct Session::Impl final : DemuxerControl {
         flow();
         String8 const reason = core.demuxer->closeReason();
         wishes.ended(reason);
-        pushes.ended();
+        pushes.ended(reason);
         calls.ended(reason);
+        fences.ended(reason);
         if (auto const closed = core.hooks.closed) {
             closed(core.self, reason);
         }
@@ -171,6 +190,7 @@ struct Session::Impl final : DemuxerControl {
     detail::Wishes wishes{core};
     detail::Pushes pushes{core};
     detail::Calls calls{core};
+    detail::Fences fences{core};
     bool closedByPeer = false;
     bool isCut = false;
     bool saysGoodbye = false;
@@ -183,6 +203,7 @@ Session::Session(Side side, SessionConfig config, Ptr<Service> service, SessionH
 Session::~Session() {
     impl_->isCut = true;
     impl_->core.close("ended");
+    impl_->fences.ended("ended");
 }
 
 bool Session::receive() {
@@ -272,16 +293,53 @@ RootState Session::rootState(Name const& path) const noexcept {
     return impl_->wishes.state(path);
 }
 
-void Session::push(Name const& path, Ptr<Entity> const& entity, Access access, PushHook hook) {
-    impl_->pushes.push(path, entity, access, std::move(hook));
+void Session::push(Name const& path, Ptr<Entity> const& entity, Access access, PushHook hook,
+                   PushPlace place) {
+    impl_->pushes.push(path, entity, access, std::move(hook), place);
 }
 
 void Session::unpush(Name const& path) {
     impl_->pushes.unpush(path);
 }
 
-void Session::call(Name const& verb, String8 const& argument, Reply reply) {
-    impl_->calls.request(verb, argument, std::move(reply));
+void Session::call(Name const& verb, String8 const& argument, Reply reply, CallOrder order) {
+    impl_->calls.request(verb, argument, std::move(reply), order);
+}
+
+void Session::fence(FenceLevel level, FenceHook hook, FenceExtent extent) {
+    fence(level, std::move(hook), extent, detail::maxFenceHops);
+}
+
+void Session::fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 hops) {
+    impl_->fences.fence(level, std::move(hook), extent, hops);
+}
+
+bool Session::hasMounted(Name const& path) const noexcept {
+    return impl_->offers.hasMounted(path);
+}
+
+String8 const& Session::peerDetail() const noexcept {
+    return impl_->core.peerDetail;
+}
+
+void Session::peerDetailIs(String8 detail) {
+    impl_->core.peerDetail = std::move(detail);
+}
+
+void Session::pushLost(Name const& path, String8 const& why) {
+    impl_->pushes.lost(path, why);
+}
+
+InstanceToken const& instanceToken() {
+    static InstanceToken const token = [] {
+        InstanceToken random{};
+        std::random_device source;
+        for (U64& each : random) {
+            each = U64{source()} << 32 | source();
+        }
+        return random;
+    }();
+    return token;
 }
 
 void Session::offerChanged(Name const& path) {

@@ -15,7 +15,8 @@
 ///     session->want("lifStatus", [&](RootState state, Kor::Ptr<Kor::Entity> const& root, Kor::String8 const& why) {
 ///         if (state == RootState::synchronized) { ... all of it is there; from now on reactors hear of changes ... }
 ///     });
-///     session->push("request", lifAppConfig);
+///     session->push("lifConfig", lifAppConfig);
+///     session->fence(FenceLevel::done, [](FenceResult const& result) { ... all that was written is done ... });
 ///     session->call("stats", "", [](bool ok, Kor::String8 const& text) { std::puts(text.charPtr()); });
 ///
 /// And whoever carries the bytes:
@@ -53,6 +54,11 @@
 
 namespace Kor::NboAttrLog {
 
+/// Tells one run of a program from another one, whatever they are called.
+using InstanceToken = std::array<U64, 2>;
+/// That of this process: random, and the same for all its sessions. Any thread.
+KOR_EXPORT InstanceToken const& instanceToken();
+
 struct SessionConfig {
     /// What the peer calls this side; at most 64 bytes are sent.
     Name name{};
@@ -62,6 +68,8 @@ struct SessionConfig {
     /// `offers` bound what the peer may make; it keeps to them, and tells of further roots when others go.
     StreamLimits limits{};
     U32 offers = 1024;
+    /// By which the peer knows this process again when it connects anew.
+    InstanceToken token = instanceToken();
 };
 
 /// What the peer has told of itself.
@@ -72,6 +80,8 @@ struct PeerHello {
     /// How many roots it takes.
     U32 offers = 0;
     U32 lowestProtocol = 0, highestProtocol = 0;
+    /// Zero if it has told none.
+    InstanceToken token{};
 };
 
 struct SessionHooks {
@@ -83,19 +93,16 @@ struct SessionHooks {
     std::function<void(Session&, String8 const& reason)> closed{};
 };
 
-/// How far a wanted root is.
-enum class RootState : U8 {
-    /// The peer does not offer it, as far as is known.
-    absent,
-    /// It is asked for.
-    requested,
-    /// It is mounted, and its whole state is on its way.
-    synchronizing,
-    /// The whole state of it and of all below it is there.
-    synchronized,
-    /// The peer, or the hook here, has refused it.
-    refused,
+/// What becomes of a push if another process pushes the same entity already.
+enum class PushPlace : U8 {
+    /// It is refused, and told who does.
+    ifFree,
+    /// It takes the place of the other one, whose push is refused.
+    takesOver,
 };
+
+/// Whether a request goes behind the changes that were made before it.
+enum class CallOrder : U8 { afterChanges, overtakes };
 
 class KOR_EXPORT Session final : public PtrInterface {
 public:
@@ -135,6 +142,9 @@ public:
     Demuxer& demuxer() const noexcept;
     Stats stats() const { return demuxer().stats(); }
     void hooksIs(SessionHooks hooks);
+    /// What its carrier knows of the peer, for people: "process 4711".
+    String8 const& peerDetail() const noexcept;
+    void peerDetailIs(String8 detail);
 
     // Roots of the peer.
 
@@ -167,7 +177,8 @@ public:
 
     // Pushes.
 
-    /// Told whether the peer has taken the entity in, and why it has not; also when it lets it go later.
+    /// Told whether the peer has taken the entity in, and why it has not; also when it lets it go later, or
+    /// gives the place to another process.
     /// After `false` the push is over.
     using PushHook = std::function<void(bool accepted, String8 const& why)>;
     /// Mounts an entity of this side's own towards the peer, under a path. Its contents replace what the peer
@@ -175,20 +186,32 @@ public:
     /// Kor::RangeException for an unsound path, a null entity, one without an attribute log, more entities
     /// than the peer takes, a closed session.
     void push(Name const& path, Ptr<Entity> const& entity, Access access = Access::writable,
-              PushHook hook = {});
+              PushHook hook = {}, PushPlace place = PushPlace::ifFree);
     void unpush(Name const& path);
 
     // Calls.
 
     /// `ok` is false for an error, and when the session ends before the answer.
     using Reply = std::function<void(bool ok, String8 const& text)>;
-    /// Sends the peer a request; it is answered in order. Kor::RangeException for a verb or an argument that
-    /// is too long, more than maxCalls requests that wait for their answers, and a closed session.
-    void call(Name const& verb, String8 const& argument, Reply reply);
+    /// Sends the peer a request, behind all changes that were made before it: when the peer handles it, they
+    /// are there. One that overtakes them is for what does not depend on them, such as "stats". Requests are
+    /// answered in the order in which they go out. Kor::RangeException for a verb or an argument that is too
+    /// long, more than maxCalls requests that wait for their answers, and a closed session.
+    void call(Name const& verb, String8 const& argument, Reply reply,
+              CallOrder order = CallOrder::afterChanges);
     static constexpr U32 maxCalls = 16;
 
+    // Fences.
+
+    /// Asks the peer to say when all that was changed here before this call is applied there, or done; see
+    /// attrlog/session/Fence.h. The hook is called once: from receive(), when the session ends, also by its
+    /// destructor (the outcome is then `gone`), or at once for a peer whose protocol has no fences
+    /// (`failed`). Kor::RangeException for a closed session, and for more than 1024 fences that wait for
+    /// their answers.
+    void fence(FenceLevel level, FenceHook hook, FenceExtent extent = FenceExtent::peer);
+
     /// The protocols that this program speaks.
-    static constexpr U32 lowestProtocol = 2, highestProtocol = 2;
+    static constexpr U32 lowestProtocol = 2, highestProtocol = 3;
     static constexpr U32 minRecord = 1024;
     /// What a peer sends before all else.
     static constexpr std::array<U8, 8> magic{0x89, 'L', 'o', 'a', 'm', 'L', 'o', 'g'};
@@ -199,6 +222,13 @@ public:
     // What the service does.
 
     void offerChanged(Name const& path);
+    /// What the peer pushes under a path has lost its place.
+    void pushLost(Name const& path, String8 const& why);
+    void fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 hops);
+    /// Whether it has any entity of this process, or this process one of it.
+    bool hasMounts() const noexcept { return demuxer().mounted() != 0; }
+    /// Whether the root that is offered under a path is mounted for the peer.
+    bool hasMounted(Name const& path) const noexcept;
 
 private:
     struct Impl;

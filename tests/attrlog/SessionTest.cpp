@@ -111,7 +111,7 @@ TEST(Hello, TellsEachSideOfTheOtherAndAgreesOnTheSmallerRecord) {
         EXPECT_EQ(two.b->peer()->offers, 1024u);
         for (auto const& each : {two.a, two.b}) {
             EXPECT_EQ(each->out()->limits().record, 1500u);
-            EXPECT_EQ(each->demuxer().protocol(), 2u);
+            EXPECT_EQ(each->demuxer().protocol(), 3u);
         }
         EXPECT_TRUE(two.a->areOffersKnown() && two.b->areOffersKnown());
         two.a->close("enough");
@@ -133,8 +133,8 @@ TEST(Hello, ThatDoesNotFitIsRefusedAndThePeerIsToldWhy) {
     } const refused[] = {
         {Raw(http), "peer does not speak the attribute log: it began with 47 45 54 20 2f 20 48 54"},
         {Raw(late), "peer does not speak the attribute log: it began with 89 4c 6f 61 6d 4c 6f 68"},
-        {Raw(Session::magic, 3, 7), "peer speaks protocol 3 to 7, this side 2 to 2"},
-        {Raw(Session::magic, 0, 1), "peer speaks protocol 0 to 1, this side 2 to 2"},
+        {Raw(Session::magic, 4, 7), "peer speaks protocol 4 to 7, this side 2 to 3"},
+        {Raw(Session::magic, 0, 1), "peer speaks protocol 0 to 1, this side 2 to 3"},
         {Raw(Session::magic, 3, 2), "hello has no protocol: from 3 to 2"},
         {Raw().hello(1023), "hello has a record limit of 1023 bytes; 1024 to 65535 are possible"},
         {Raw().hello(65536, 1 << 20), "hello has a record limit of 65536 bytes; 1024 to 65535 are possible"},
@@ -187,7 +187,7 @@ TEST(Hello, ThatDoesNotFitIsRefusedAndThePeerIsToldWhy) {
     }
     Sessions two;
     EXPECT_TRUE(Raw(Session::magic, 1, 9).hello().to(*two.b));
-    EXPECT_EQ(two.b->demuxer().protocol(), 2u);
+    EXPECT_EQ(two.b->demuxer().protocol(), 3u);
 }
 
 TEST(Goodbye, WaitsForRoomAndIsTheLastWord) {
@@ -222,11 +222,15 @@ TEST(Session, TheExchangeIsThatOfThePage) {
     auto const service = makePtr<Service>();
     service->offer("lif", dir, Access::readOnly);
     service->handlerIs("echo", [](Session&, String8 const& text) { return text; });
-    auto const driver = makePtr<Session>(Side::accepting, SessionConfig{"driver", 2}, service);
-    auto const client = makePtr<Session>(Side::connecting, SessionConfig{"mpls", 1});
+    SessionConfig configOfDriver{"driver", 2}, configOfClient{"mpls", 1};
+    configOfDriver.token = {2, 2};
+    configOfClient.token = {1, 1};
+    auto const driver = makePtr<Session>(Side::accepting, configOfDriver, service);
+    auto const client = makePtr<Session>(Side::connecting, configOfClient);
     client->want("lif");
     client->push("request", makePtr<HwIvecs>("mine"));
-    client->call("echo", "hi", [&](bool, String8 const&) { client->close("done"); });
+    client->call("echo", "hi", {});
+    client->fence(FenceLevel::applied, [&](FenceResult const&) { client->close("done"); });
     std::string sent, expected;
     for (bool moves = true; moves;) {
         moves = false;
@@ -647,9 +651,14 @@ TEST(Limits, OfThePeerAreKept) {
     two.quiet();
     EXPECT_EQ(two.b->rootState("4"), RootState::synchronized);
     EXPECT_TRUE(two.a->isOpen());
-    dir->appConfigIs(Loam::vtAppMpls); // a part that cannot be told
+    std::string why;
+    two.a->push("dir", dir, Access::writable, [&](bool, String8 const& reason) { why = reason.view(); });
     two.quiet();
-    EXPECT_EQ(two.b->closeReason(), told.reasons[1]);
+    dir->appConfigIs(Loam::vtAppMpls); // a part that cannot be told: that root is let go, and nothing else
+    two.quiet();
+    EXPECT_EQ(why, told.reasons[1]);
+    EXPECT_EQ(two.b->rootState("4"), RootState::synchronized);
+    EXPECT_TRUE(two.a->isOpen());
 }
 
 TEST(Limits, AnApplicationMayHaveAnyNumberOfWishes) {

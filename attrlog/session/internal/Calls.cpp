@@ -15,7 +15,7 @@ constexpr U64 moreBit = 1, errorBit = 2;
 
 } // namespace
 
-void Calls::request(Name const& verb, String8 const& argument, Session::Reply reply) {
+void Calls::request(Name const& verb, String8 const& argument, Session::Reply reply, CallOrder order) {
     core_.requireOpen();
     if (verb.empty() || !isSoundName(verb.view(), maxVerbLength)) {
         throwRangeException(
@@ -25,12 +25,24 @@ void Calls::request(Name const& verb, String8 const& argument, Session::Reply re
         throwRangeException(
             format("an argument has at most %u bytes, not %u", maxCallText, argument.length()));
     }
-    if (replies_.size() >= Session::maxCalls) {
+    if (replies_.size() + waiting_.size() >= Session::maxCalls) {
         throwRangeException(format("%u requests wait for their answers already", Session::maxCalls));
     }
     U32 const id = ++last_;
-    replies_.emplace_back(id, std::move(reply));
-    requests_.push_back({id, verb, std::string(argument.view()), 0, false});
+    waiting_[id] = {{id, verb, std::string(argument.view()), 0, false}, std::move(reply)};
+    if (order == CallOrder::overtakes) {
+        ready(id);
+    } else {
+        core_.whenEstablished([this, id] { core_.afterChanges([this, id] { ready(id); }); });
+    }
+}
+
+void Calls::ready(U32 id) {
+    auto const found = waiting_.find(id);
+    replies_.emplace_back(id, std::move(found->second.reply));
+    requests_.push_back(std::move(found->second.call));
+    core_.hasRequests = true;
+    waiting_.erase(found);
 }
 
 void Calls::write() {
@@ -43,6 +55,7 @@ void Calls::write() {
             queue.pop_front();
         }
     }
+    core_.hasRequests = !requests_.empty();
 }
 
 void Calls::writePiece(AttributeId attribute, Call& call) {
@@ -147,6 +160,13 @@ void Calls::drop() {
 void Calls::ended(String8 const& reason) {
     while (!replies_.empty()) {
         reply(false, reason);
+    }
+    while (!waiting_.empty()) {
+        Session::Reply const told = std::move(waiting_.begin()->second.reply);
+        waiting_.erase(waiting_.begin());
+        if (told) {
+            told(false, reason);
+        }
     }
 }
 

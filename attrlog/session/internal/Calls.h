@@ -2,6 +2,7 @@
 
 #include "attrlog/session/internal/SessionCore.h"
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -21,7 +22,7 @@ class Calls {
 public:
     explicit Calls(SessionCore& core) : core_(core) {}
 
-    void request(Name const& verb, String8 const& argument, Session::Reply reply);
+    void request(Name const& verb, String8 const& argument, Session::Reply reply, CallOrder order);
     /// A few pieces, so that the entities have their turn, too.
     void write();
     bool hasWork() const { return !requests_.empty() || !answers_.empty(); }
@@ -33,6 +34,7 @@ public:
     void drop();
 
 private:
+    void ready(U32 id);
     void writePiece(AttributeId attribute, Call& call);
     Call answerTo(Call const& request);
     void reply(bool ok, String8 const& text);
@@ -40,6 +42,13 @@ private:
 
     SessionCore& core_;
     U32 last_ = 0;
+    /// Those that wait for changes made before them.
+    struct Waiting {
+        Call call;
+        Session::Reply reply;
+    };
+    std::map<U32, Waiting> waiting_;
+    /// In the order in which the requests go out.
     std::deque<std::pair<U32, Session::Reply>> replies_;
     std::deque<Call> requests_, answers_;
     std::optional<Call> requestIn_;

@@ -23,6 +23,9 @@ void Hello::send() {
         to.put(core_.config.limits.ring);
         to.put(core_.config.limits.entities);
         to.put(core_.config.offers);
+        to.currentPayloadSectionIs(PayloadSection::helloToken);
+        to.put(core_.config.token[0]);
+        to.put(core_.config.token[1]);
     });
 }
 
@@ -80,6 +83,9 @@ void Hello::read(In& in) {
             limits.entities = in.nextU32();
             peer.offers = in.nextU32();
             hasLimits = true;
+        } else if (section == PayloadSection::helloToken) {
+            peer.token[0] = in.nextU64();
+            peer.token[1] = in.nextU64();
         }
     }
     if (!hasName || !hasSchema || !hasLimits) {

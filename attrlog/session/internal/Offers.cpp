@@ -58,6 +58,10 @@ void Offers::writeOffer(std::map<Name, bool>::iterator next) {
 
 void Offers::wanted(Name const& path, U32 number) {
     unwanted(path); // if it was before, it is asked for anew
+    if (core_.demuxer->retiredWaiting() > maxNotes) {
+        core_.closeGreedy();
+        return;
+    }
     auto const* const offer = core_.service->offered(path);
     if (offer == nullptr) {
         core_.note(Cause::peer, verdictAttribute, path, number, 0,

@@ -25,6 +25,7 @@ public:
     bool failed(EntityId id, String8 const& why);
     void retired(EntityId id);
     void ended();
+    bool hasMounted(Name const& path) const { return mounts_.contains(path); }
 
 private:
     /// What is mounted because the peer wants it.

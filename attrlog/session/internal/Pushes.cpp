@@ -1,15 +1,28 @@
 #include "attrlog/session/internal/Pushes.h"
 
+#include <chrono>
+#include <ctime>
 #include <vector>
 
 namespace Kor::NboAttrLog::detail {
 
-void Pushes::push(Name const& path, Ptr<Entity> const& entity, Access access, Session::PushHook hook) {
+namespace {
+
+/// How people call it: its key or, without one, its full name.
+String8 nameOf(Entity const& entity) {
+    String8 const full = entity.fullName();
+    return full.empty() ? entity.fwkType()->typeName() : full;
+}
+
+} // namespace
+
+void Pushes::push(Name const& path, Ptr<Entity> const& entity, Access access, Session::PushHook hook,
+                  PushPlace place) {
     requireRoot(path, entity);
     core_.requireOpen();
     unpush(path);
     Push& push = pushes_[path];
-    push = {entity, access, std::move(hook), {}, ++core_.lastNumber};
+    push = {entity, access, std::move(hook), {}, ++core_.lastNumber, place};
     if (core_.isEstablished) {
         try {
             mount(path, push);
@@ -38,8 +51,8 @@ void Pushes::begin() {
 }
 
 void Pushes::mount(Name const& path, Push& push) {
-    Ptr<StreamAdapter> const adapter =
-        core_.demuxer->mountRoot(push.entity, {path, /*isPushed=*/true, push.access, push.number});
+    Ptr<StreamAdapter> const adapter = core_.demuxer->mountRoot(
+        push.entity, {path, /*isPushed=*/true, push.access, push.number, push.place == PushPlace::takesOver});
     push.id = adapter->entityId();
     core_.pathOf[push.id] = path;
 }
@@ -87,21 +100,106 @@ void Pushes::failed(EntityId id, String8 const& why) {
 
 void Pushes::retired(EntityId id) {
     failed(id, "the peer has let it go");
+    letGo(id, "its pusher has let it go");
+}
+
+void Pushes::ended(String8 const& reason) {
+    pushes_.clear();
+    while (!taken_.empty()) {
+        letGo(taken_.begin()->first, reason);
+    }
 }
 
 Ptr<Entity> Pushes::root(Announcement const& announcement) {
     Name const path = announcement.name.path;
     U32 const number = announcement.name.number;
     Ptr<Entity> entity;
+    Service::AcceptHook hook;
     try {
+        Service::Accepting const accepting = core_.service->accepting(path); // the hook may replace it
+        hook = accepting.hook;
         entity = core_.placeFor(announcement,
-                                [&] { return core_.service->accept(core_.self, path, announcement.made); });
+                                [&] { return accepting.accept(core_.self, path, announcement.made); });
+        if (accepting.pushers == Service::Pushers::one) {
+            placeMustBeFree(*entity, announcement.name.takesOver);
+            core_.service->holderIs(*entity, core_.self, path);
+        }
     } catch (Exception const& exception) {
         core_.note(Cause::peer, verdictAttribute, path, number, pushedBit, exception.message());
         return nullptr;
     }
     core_.note(Cause::peer, verdictAttribute, path, number, pushedBit | acceptedBit);
+    taken_[announcement.id] = {path, entity, hook, number};
     return entity;
+}
+
+/// Another one that holds it gives way to the same process, which has connected anew, and to one that asks
+/// aloud.
+void Pushes::placeMustBeFree(Entity const& entity, bool takesOver) {
+    Service::Holder const* const found = core_.service->holder(entity);
+    if (found == nullptr || found->session == &core_.self) {
+        return;
+    }
+    Service::Holder const holder = *found;
+    PeerHello const& other = *holder.session->peer();
+    bool const isSame = other.token == core_.peer.token && other.token != InstanceToken{};
+    if (!isSame && !takesOver) {
+        std::time_t const since = std::chrono::system_clock::to_time_t(holder.since);
+        char time[sizeof "12:34:56"] = "";
+        std::strftime(time, sizeof time, "%T", std::localtime(&since));
+        String8 const& detail = holder.session->peerDetail();
+        throwRangeException(
+            format("%s is pushed already, by \"%s\" (%s%ssince %s); --takeover takes its place",
+                   nameOf(entity).charPtr(), other.name.charPtr(), detail.charPtr(),
+                   detail.empty() ? "" : ", ", time));
+    }
+    holder.session->pushLost(holder.path,
+                             isSame ? String8("its process has connected anew")
+                                    : format("\"%s\" has taken its place", core_.peer.name.charPtr()));
+}
+
+void Pushes::lost(Name const& path, String8 const& why) {
+    for (auto const& [id, taken] : taken_) {
+        if (taken.path == path) {
+            EntityId const lostId = id;
+            core_.note(Cause::application, verdictAttribute, path, taken.number, pushedBit, why);
+            core_.demuxer->reactorDel(lostId);
+            letGo(lostId, why);
+            return;
+        }
+    }
+}
+
+void Pushes::mounted(EntityId id) {
+    stateIs(id, RootState::synchronizing);
+}
+
+void Pushes::syncModeTold(EntityId id, StreamAdapter::SyncMode mode) {
+    if (mode == StreamAdapter::SyncMode::synchronizing || mode == StreamAdapter::SyncMode::allSynchronized) {
+        stateIs(id, mode == StreamAdapter::SyncMode::synchronizing ? RootState::synchronizing
+                                                                   : RootState::synchronized);
+    }
+}
+
+void Pushes::stateIs(EntityId id, RootState state, String8 const& why) {
+    auto const found = taken_.find(id);
+    if (found != taken_.end() && std::exchange(found->second.state, state) != state && found->second.hook) {
+        Taken const taken = found->second; // the hook may end it
+        taken.hook(core_.self, taken.path, taken.entity, state, why);
+    }
+}
+
+void Pushes::letGo(EntityId id, String8 const& why) {
+    auto const found = taken_.find(id);
+    if (found == taken_.end()) {
+        return;
+    }
+    Taken const gone = std::move(found->second);
+    taken_.erase(found);
+    core_.service->holderDel(*gone.entity, core_.self);
+    if (gone.hook) {
+        gone.hook(core_.self, gone.path, gone.entity, RootState::absent, why);
+    }
 }
 
 } // namespace Kor::NboAttrLog::detail

@@ -11,7 +11,8 @@ class Pushes {
 public:
     explicit Pushes(SessionCore& core) : core_(core) {}
 
-    void push(Name const& path, Ptr<Entity> const& entity, Access access, Session::PushHook hook);
+    void push(Name const& path, Ptr<Entity> const& entity, Access access, Session::PushHook hook,
+              PushPlace place);
     void unpush(Name const& path);
     /// After the hello: mounts those that were made before it.
     void begin();
@@ -20,10 +21,16 @@ public:
     void readVerdict(Name const& path, U32 number, bool isAccepted, String8 const& reason);
     void failed(EntityId id, String8 const& why);
     void retired(EntityId id);
-    void ended() { pushes_.clear(); }
+    void ended(String8 const& reason);
+
+    // What the peer pushes.
 
     /// The entity that one of the peer's becomes here, or null.
     Ptr<Entity> root(Announcement const& announcement);
+    void mounted(EntityId id);
+    void syncModeTold(EntityId id, StreamAdapter::SyncMode mode);
+    /// Its place is given to another one.
+    void lost(Name const& path, String8 const& why);
 
 private:
     struct Push {
@@ -32,13 +39,26 @@ private:
         Session::PushHook hook;
         EntityId id;
         U32 number = 0;
+        PushPlace place = PushPlace::ifFree;
+    };
+    /// One that the peer has made.
+    struct Taken {
+        Name path;
+        Ptr<Entity> entity;
+        Service::AcceptHook hook;
+        U32 number = 0;
+        RootState state = RootState::requested;
     };
 
     void mount(Name const& path, Push& push);
     void refused(Name const& path, String8 const& why);
+    void placeMustBeFree(Entity const& entity, bool takesOver);
+    void stateIs(EntityId id, RootState state, String8 const& why = {});
+    void letGo(EntityId id, String8 const& why);
 
     SessionCore& core_;
     std::map<Name, Push> pushes_;
+    std::map<EntityId, Taken> taken_;
 };
 
 } // namespace Kor::NboAttrLog::detail

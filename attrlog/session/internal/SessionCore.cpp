@@ -4,13 +4,6 @@
 
 namespace Kor::NboAttrLog::detail {
 
-namespace {
-
-/// How many words about roots may wait for a peer that asks and does not read.
-constexpr std::size_t maxNotes = 4096;
-
-} // namespace
-
 void fault(String8 const& what) {
     throw AttrLogRecordException(what);
 }
@@ -33,10 +26,56 @@ void SessionCore::close(String8 const& reason) {
     demuxer->close(reason.empty() ? String8("closed") : reason);
 }
 
+void SessionCore::closeGreedy() {
+    close("peer asks for more than it reads answers");
+}
+
 void SessionCore::call(std::function<void(Session&)> const& hook) {
     if (hook) {
         auto const copy = hook; // which may be replaced meanwhile
         copy(self);
+    }
+}
+
+void SessionCore::whenEstablished(std::function<void()> todo) {
+    if (isEstablished && early.empty()) {
+        todo();
+    } else {
+        early.push_back(std::move(todo));
+    }
+}
+
+void SessionCore::established() {
+    while (!early.empty() && isOpen()) {
+        auto const todo = std::move(early.front());
+        early.pop_front();
+        todo();
+    }
+}
+
+void SessionCore::afterChanges(std::function<void()> todo) {
+    due.push_back({demuxer->barrierIs(), std::move(todo)});
+    doDue();
+}
+
+void SessionCore::whenRoom(std::function<void()> todo) {
+    soon.push_back(std::move(todo));
+    doDue();
+}
+
+void SessionCore::doDue() {
+    writeNotes(); // a verdict stands before the answer to a fence behind what it is about
+    if (hasNotes()) {
+        return;
+    }
+    while (hasDue() && hasRoom()) {
+        if (soon.empty()) {
+            soon.push_back(std::move(due.front().todo));
+            due.pop_front();
+        }
+        auto const todo = std::move(soon.front());
+        soon.pop_front();
+        todo();
     }
 }
 
@@ -45,8 +84,8 @@ void SessionCore::note(Cause cause, AttributeId attribute, Name const& path, U32
     if (!isOpen()) {
         return;
     }
-    if (cause == Cause::peer && peersNotes++ == maxNotes) {
-        close("peer asks for more than it reads answers");
+    if (cause == Cause::peer && ++peersNotes > maxNotes) {
+        closeGreedy();
         return;
     }
     notes.push_back({cause, attribute, path, number, bits, shown(reason.view(), maxReasonLength)});
@@ -79,7 +118,8 @@ Name SessionCore::nextPath(In& in) {
 Ptr<Entity> SessionCore::placeFor(Announcement const& announcement,
                                   std::function<Ptr<Entity>()> const& give) const {
     if (!announcement.made) {
-        throwRangeException("its type is not known here");
+        throwRangeException(announcement.refusal.empty() ? String8("its type is not known here")
+                                                         : announcement.refusal);
     }
     Ptr<Entity> entity = give();
     if (!entity) {

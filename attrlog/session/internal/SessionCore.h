@@ -15,6 +15,8 @@ namespace Kor::NboAttrLog::detail {
 
 inline constexpr U32 maxNameLength = 64;
 inline constexpr U32 maxReasonLength = 256;
+/// How many words about roots may wait for a peer that asks and does not read.
+inline constexpr std::size_t maxNotes = 4096;
 
 // Bits of a verdict.
 inline constexpr U64 pushedBit = 1, acceptedBit = 2;
@@ -33,6 +35,7 @@ struct SessionCore {
     /// Kor::RangeException for a closed session.
     void requireOpen() const;
     void close(String8 const& reason);
+    void closeGreedy();
     void call(std::function<void(Session&)> const& hook);
 
     /// A record of the session: `put(out)` writes its payload.
@@ -43,6 +46,20 @@ struct SessionCore {
         to.token(TransactToken(1));
         put(to);
         to.token(TransactToken(3));
+    }
+
+    /// Does that when the peer's hello is accepted and what was pushed before it is on its way: now, or then.
+    void whenEstablished(std::function<void()> todo);
+    void established();
+    /// Does that when all that has been changed so far has been written and there is room for a record: now,
+    /// or in a later flow(). In the order in which it is asked for.
+    void afterChanges(std::function<void()> todo);
+    /// The same, without waiting for changes.
+    void whenRoom(std::function<void()> todo);
+    void doDue();
+    bool hasDue() const {
+        return !soon.empty() ||
+               (!due.empty() && !hasRequests && demuxer->isBarrierPassed(due.front().barrier));
     }
 
     // Words about roots, which wait for room.
@@ -73,7 +90,10 @@ struct SessionCore {
     Ptr<Demuxer> demuxer;
     /// What the peer has told; complete when the session is established.
     PeerHello peer;
+    String8 peerDetail;
     bool isEstablished = false;
+    /// Requests are on their way out, and what is due later stays behind them.
+    bool hasRequests = false;
     /// Of wishes and pushes.
     U32 lastNumber = 0;
     std::map<EntityId, Name> pathOf;
@@ -88,12 +108,23 @@ private:
         String8 reason;
     };
 
+    struct Due {
+        U64 barrier;
+        std::function<void()> todo;
+    };
+
     std::deque<Note> notes;
     std::size_t peersNotes = 0;
+    std::deque<std::function<void()>> early;
+    std::deque<Due> due;
+    std::deque<std::function<void()>> soon;
 
 public:
     void ended() {
         notes.clear();
+        early.clear();
+        due.clear();
+        soon.clear();
         peersNotes = 0;
         pathOf.clear();
     }

@@ -75,6 +75,7 @@ void Wishes::offersKnown() {
 void Wishes::ask(Cause cause, Name const& path, Wish& wish) {
     if (wish.state == RootState::absent || wish.state == RootState::refused) {
         wish.number = ++core_.lastNumber;
+        wish.isRetired = false;
         core_.note(cause, wantAttribute, path, wish.number);
         stateIs(path, RootState::requested);
     }
@@ -96,8 +97,8 @@ void Wishes::stateIs(Name const& path, RootState state, String8 const& why) {
 
 void Wishes::refused(Name const& path, U32 number, String8 const& reason) {
     auto const wish = wishes_.find(path);
-    if (wish != wishes_.end() && wish->second.state == RootState::requested &&
-        wish->second.number == number) {
+    if (wish != wishes_.end() && wish->second.number == number &&
+        (wish->second.state == RootState::requested || wish->second.isRetired)) {
         stateIs(path, RootState::refused, reason);
     }
 }
@@ -145,6 +146,7 @@ void Wishes::retired(EntityId id) {
     if (auto const wish = core_.ofId(wishes_, id); wish != wishes_.end()) {
         wish->second.id = {};
         if (wish->second.isThere()) { // and not asked for anew already
+            wish->second.isRetired = true;
             stateIs(Name(wish->first), RootState::absent, "the peer has withdrawn it");
         }
     }

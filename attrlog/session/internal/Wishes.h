@@ -39,6 +39,8 @@ private:
         EntityId id;
         /// Of the last time that it was asked for, so that what answers an earlier one is known.
         U32 number = 0;
+        /// The peer has let it go, and may yet say why.
+        bool isRetired = false;
 
         bool isThere() const { return state == RootState::synchronizing || state == RootState::synchronized; }
     };

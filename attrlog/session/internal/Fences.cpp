@@ -1,0 +1,156 @@
+#include "attrlog/session/internal/Fences.h"
+
+#include <utility>
+
+namespace Kor::NboAttrLog::detail {
+
+namespace {
+
+constexpr U64 doneBit = 1, allBit = 2;
+/// How many fences of one side may be unanswered.
+constexpr std::size_t most = 1024;
+
+} // namespace
+
+FenceHook FenceAnswer::part() {
+    ++parts_;
+    return [self = Ptr<FenceAnswer>(this)](FenceResult const& result) { self->add(result); };
+}
+
+void FenceAnswer::add(FenceResult const& result) {
+    if (hasResult_) {
+        result_.add(result);
+    } else {
+        result_ = result;
+    }
+    hasResult_ = true;
+    if (--parts_ == 0 && fences_ != nullptr) {
+        std::exchange(fences_, nullptr)->answer(number_, result_);
+    }
+}
+
+void Fences::fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 hops) {
+    core_.requireOpen();
+    if (asked_.size() >= most) {
+        throwRangeException(format("%zu fences wait for their answers already", most));
+    }
+    U32 const number = ++last_;
+    asked_[number] = {level, extent, hops, std::move(hook)};
+    core_.whenEstablished([this, number] { send(number); });
+}
+
+void Fences::send(U32 number) {
+    if (U32 const protocol = core_.demuxer->protocol(); protocol < firstProtocol) {
+        FenceHook const hook = std::move(asked_.at(number).hook);
+        asked_.erase(number);
+        if (hook) {
+            hook({.outcome = FenceOutcome::failed,
+                  .why = format("%s speaks protocol %u, which has no fences", core_.peer.name.charPtr(),
+                                protocol)});
+        }
+        return;
+    }
+    core_.afterChanges([this, number] {
+        Asked& asked = asked_.at(number);
+        asked.isSent = true;
+        core_.write(fenceAttribute, [&](Out& to) {
+            to.putNumber(number);
+            to.putNumber((asked.level == FenceLevel::done ? doneBit : 0) |
+                         (asked.extent == FenceExtent::all ? allBit : 0));
+            to.putNumber(asked.hops);
+        });
+    });
+}
+
+void Fences::readFence(In& in) {
+    auto const number = static_cast<U32>(in.nextNumber());
+    U64 const bits = in.nextNumber();
+    U64 const hops = in.nextNumber();
+    if (answers_.size() >= most || answers_.contains(number)) {
+        fault(answers_.contains(number) ? String8("record is a fence whose number is in use")
+                                        : format("peer has more than %zu fences under way", most));
+    }
+    FenceLevel const level = (bits & doneBit) != 0 ? FenceLevel::done : FenceLevel::applied;
+    FenceExtent const extent = (bits & allBit) != 0 ? FenceExtent::all : FenceExtent::peer;
+    auto const answer = makePtr<FenceAnswer>(*this, number);
+    answers_[number] = answer;
+    FenceHook const whole = answer->part(); // so that it is not answered before all parts are asked
+    auto const fence =
+        makePtr<Fence>(level, extent, level == FenceLevel::done ? answer->part() : FenceHook());
+    Ptr<Service> const service = core_.service;
+    if (service->fenceHook()) {
+        auto const hook = service->fenceHook(); // which may replace itself
+        hook(core_.self, fence);
+    } else {
+        fence->failedIs(format("%s does not say when it is done", core_.config.name.charPtr()));
+    }
+    if (extent == FenceExtent::all && core_.isOpen()) {
+        if (hops == 0) {
+            answer->part()({.outcome = FenceOutcome::failed, .why = "the fence goes in a circle"});
+        } else if (service->hasPeersBeside(core_.self)) {
+            service->fenceBeside(core_.self, level, answer->part(),
+                                 static_cast<U32>(std::min<U64>(hops, maxFenceHops)) - 1);
+        }
+    }
+    whole({.outcome = level == FenceLevel::done ? FenceOutcome::done : FenceOutcome::applied});
+}
+
+void Fences::answer(U32 number, FenceResult const& result) {
+    if (!core_.isOpen()) {
+        return;
+    }
+    answers_[number] = nullptr;
+    auto write = [this, number, result] {
+        answers_.erase(number);
+        core_.write(fencedAttribute, [&](Out& to) {
+            to.putNumber(number);
+            to.putNumber(static_cast<U64>(result.outcome));
+            to.putNumber(result.peers);
+            to.putNumber(result.gone);
+            to.put(shown(result.why.view(), maxReasonLength));
+        });
+    };
+    if (result.outcome == FenceOutcome::done) { // what this side has written before it was is there first
+        core_.afterChanges(std::move(write));
+    } else {
+        core_.whenRoom(std::move(write));
+    }
+}
+
+void Fences::readFenced(In& in) {
+    auto const number = static_cast<U32>(in.nextNumber());
+    U64 const outcome = in.nextNumber();
+    FenceResult result;
+    result.peers = static_cast<U32>(in.nextNumber());
+    result.gone = static_cast<U32>(in.nextNumber());
+    result.why = shown(in.nextString().view(), maxReasonLength);
+    auto const asked = asked_.find(number);
+    if (asked == asked_.end() || !asked->second.isSent || outcome > static_cast<U64>(FenceOutcome::done)) {
+        fault("record answers no fence");
+    }
+    result.outcome = static_cast<FenceOutcome>(outcome);
+    FenceHook const hook = std::move(asked->second.hook);
+    asked_.erase(asked);
+    if (hook) {
+        hook(result);
+    }
+}
+
+void Fences::ended(String8 const& reason) {
+    for (auto const& [number, answer] : std::exchange(answers_, {})) {
+        if (answer) {
+            answer->drop();
+        }
+    }
+    while (!asked_.empty()) {
+        FenceHook const hook = std::move(asked_.begin()->second.hook);
+        asked_.erase(asked_.begin());
+        if (hook) {
+            hook({.outcome = FenceOutcome::gone,
+                  .why = format("%s has gone: %s", core_.self.peerName().charPtr(), reason.charPtr()),
+                  .gone = 1});
+        }
+    }
+}
+
+} // namespace Kor::NboAttrLog::detail

@@ -1,0 +1,494 @@
+/// What a fence promises: each value that was set before it, or a newer one, is there when it is answered.
+/// Through full streams, passes, peers that come and go, and relays.
+
+#include "support/Sessions.h"
+
+#include <array>
+#include <deque>
+#include <functional>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Kor;
+using namespace Kor::NboAttrLog;
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using support::lifEntry;
+using support::Random;
+using support::Sessions;
+
+struct Answers {
+    FenceHook hook() {
+        return [this](FenceResult const& result) {
+            outcomes.push_back(result.outcome);
+            whys.emplace_back(result.why.view());
+            last = result;
+        };
+    }
+    std::vector<FenceOutcome> outcomes;
+    std::vector<std::string> whys;
+    FenceResult last;
+};
+using Outcomes = std::vector<FenceOutcome>;
+
+Ptr<Service> accepting(Ptr<LifAppConfigDir> const& dir) {
+    auto const service = makePtr<Service>();
+    service->acceptIs("lifConfig", [dir](Session&, Name const&, Ptr<Entity> const& made) -> Ptr<Entity> {
+        auto const config = ptrCast<LifAppConfig>(made);
+        return config ? dir->appConfigIs(config->app()).ptr() : nullptr;
+    });
+    return service;
+}
+
+// 10,000 changes wait, since the smallest ring is full; then comes a request, and a fence. A key that is
+// changed all the time, and keys that are new, do not hold them up.
+TEST(Fence, StandsBehindAllThatWasChangedBeforeIt) {
+    for (StreamLimits const& limits : {StreamLimits{}, support::smallSession}) {
+        auto const dir = lifAppConfigDirFactory("lif");
+        auto const service = accepting(dir);
+        auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+        auto const theirs = dir->appConfigIs(Loam::vtAppMpls);
+        U32 const changes = 10'000;
+        U32 handled = 0, overtook = ~0u;
+        service->handlerIs("count", [&](Session&, String8 const&) {
+            handled = theirs->reqCountMap().count();
+            return String8();
+        });
+        service->handlerIs("stats", [&](Session&, String8 const&) {
+            overtook = theirs->reqCountMap().count();
+            return String8();
+        });
+        Sessions two(limits, {}, service);
+        two.a->push("lifConfig", mine);
+        two.quiet();
+        for (U32 i = 0; i < changes; ++i) {
+            mine->reqCountIs(lifEntry(i), 1);
+        }
+        Answers answers;
+        bool wasAsked = false;
+        two.a->call("count", "", [&](bool ok, String8 const&) { wasAsked = ok; });
+        two.a->call("stats", "", {}, CallOrder::overtakes);
+        two.a->fence(FenceLevel::applied, answers.hook());
+        // The peer is as slow as can be, and there are ever newer changes.
+        U32 next = changes;
+        for (int rounds = 0; answers.outcomes.empty() && rounds < 1'000'000; ++rounds) {
+            mine->reqCountIs(lifEntry(0), next);
+            mine->reqCountIs(lifEntry(next++), 1);
+            two.a->flow();
+            Sessions::carry(*two.a, *two.b, 600);
+            two.b->receive();
+            two.b->flow();
+            Sessions::carry(*two.b, *two.a);
+            two.a->receive();
+        }
+        ASSERT_EQ(answers.outcomes, Outcomes{FenceOutcome::applied});
+        for (U32 i = 0; i < changes; ++i) {
+            ASSERT_NE(theirs->reqCount(lifEntry(i)), 0u) << i;
+        }
+        two.quiet();
+        EXPECT_TRUE(wasAsked);
+        EXPECT_GE(handled, changes);
+        EXPECT_LT(overtook, changes);
+        EXPECT_EQ(theirs->reqCountMap().count(), mine->reqCountMap().count());
+    }
+}
+
+// What was pushed, wanted and fenced before the hello is in that order, too.
+TEST(Fence, BeforeTheHelloAndBehindAFullPassWithChildrenWaitsForBoth) {
+    auto const theirs = lifAppConfigDirFactory("theirs");
+    auto const service = makePtr<Service>();
+    service->acceptIs("dir", [&](Session&, Name const&, Ptr<Entity> const&) { return theirs; });
+    auto const mine = lifAppConfigDirFactory("mine");
+    for (auto const app : {Loam::vtAppMpls, Loam::vtAppVxlan}) {
+        for (U32 i = 0; i < 500; ++i) {
+            mine->appConfigIs(app)->reqCountIs(lifEntry(i), i + 1);
+        }
+    }
+    Sessions two(support::smallSession, {}, service);
+    two.a->push("dir", mine);
+    std::vector<U32> there;
+    auto const note = [&](FenceResult const& result) {
+        ASSERT_EQ(result.outcome, FenceOutcome::applied) << result.why.charPtr();
+        U32 sum = 0;
+        for (auto const app : {Loam::vtAppMpls, Loam::vtAppVxlan, Loam::vtAppEvpn}) {
+            auto const config = theirs->appConfig(app);
+            sum += config ? config->reqCountMap().count() : 0;
+        }
+        there.push_back(sum);
+    };
+    two.a->fence(FenceLevel::applied, note);
+    while (!two.a->isEstablished()) {
+        for (auto const& [from, to] : {std::pair{two.a, two.b}, std::pair{two.b, two.a}}) {
+            from->flow();
+            Sessions::carry(*from, *to, 100);
+            to->receive();
+        }
+    }
+    // A child with contents while the pass is on its way, and one more fence behind it.
+    for (U32 i = 0; i < 500; ++i) {
+        mine->appConfigIs(Loam::vtAppEvpn)->reqCountIs(lifEntry(i), 1);
+    }
+    two.a->fence(FenceLevel::applied, note);
+    two.quiet(300);
+    ASSERT_EQ(there.size(), 2u);
+    EXPECT_GE(there[0], 1000u);
+    EXPECT_EQ(there[1], 1500u);
+}
+
+// What is held back while the peer's full state is on its way counts; so does what is deleted.
+TEST(Fence, WaitsForWhatIsHeldBackDuringAPassOfThePeer) {
+    auto const theirs = lifAppConfigFactory(Loam::vtAppMpls);
+    for (U32 i = 0; i < 2000; ++i) {
+        theirs->reqCountIs(lifEntry(i), 1);
+    }
+    Sessions two(support::smallSession);
+    two.offeredByB->offer("config", theirs);
+    auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+    two.a->want("config", mine);
+    for (int i = 0; i < 100 && two.a->rootState("config") != RootState::synchronizing; ++i) {
+        for (auto const& [from, to] : {std::pair{two.a, two.b}, std::pair{two.b, two.a}}) {
+            from->flow();
+            Sessions::carry(*from, *to, 300);
+            to->receive();
+        }
+    }
+    ASSERT_EQ(two.a->rootState("config"), RootState::synchronizing);
+    mine->reqCountIs(lifEntry(5000), 5);
+    mine->reqCountIs(lifEntry(5001), 5);
+    mine->reqCountDel(lifEntry(5001));
+    Answers answers;
+    U32 seen = 0;
+    two.a->fence(FenceLevel::applied, [&](FenceResult const& result) {
+        seen = theirs->reqCount(lifEntry(5000));
+        answers.hook()(result);
+    });
+    two.quiet(300);
+    EXPECT_EQ(answers.outcomes, Outcomes{FenceOutcome::applied});
+    EXPECT_EQ(seen, 5u);
+}
+
+TEST(Fence, IsDoneWhenTheProcessSaysSoWithWhatItWroteBefore) {
+    auto const dir = lifAppConfigDirFactory("lif");
+    auto const service = accepting(dir);
+    auto const status = lifAppStatusFactory(Loam::vtAppMpls);
+    service->offer("lifStatus", status, Access::readOnly);
+    std::deque<Ptr<Fence>> waiting;
+    Sessions two(support::smallSession, {}, service);
+    auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+    two.a->push("lifConfig", mine);
+    two.a->want("lifStatus");
+    two.quiet();
+    Answers answers;
+    two.a->fence(FenceLevel::done, answers.hook());
+    two.quiet();
+    EXPECT_EQ(answers.whys, std::vector<std::string>{"b does not say when it is done"});
+
+    service->fenceHookIs([&](Session&, Ptr<Fence> const& fence) { waiting.push_back(fence); });
+    auto const copy = ptrCast<LifAppStatus>(two.a->root("lifStatus"));
+    U32 seen = 0;
+    two.a->fence(FenceLevel::done, [&](FenceResult const& result) {
+        seen = copy->lifEntryMap().count();
+        answers.hook()(result);
+    });
+    two.a->fence(FenceLevel::done, answers.hook());
+    two.a->fence(FenceLevel::done, answers.hook());
+    two.a->fence(FenceLevel::applied, answers.hook()); // hears of it, and asks nothing
+    two.quiet();
+    ASSERT_EQ(waiting.size(), 4u);
+    EXPECT_EQ(answers.outcomes.back(), FenceOutcome::applied);
+    waiting.pop_back();
+    waiting[1]->failedIs("bank 1 is full"); // in any order
+    waiting[1]->doneIs();
+    for (U32 i = 0; i < 1000; ++i) {
+        status->lifEntryIs(lifEntry(i), AradLifIndex(i));
+    }
+    waiting[0]->doneIs();
+    waiting.pop_back(); // unsaid
+    two.quiet(300);
+    EXPECT_EQ(seen, 1000u);
+    EXPECT_EQ(answers.outcomes, (Outcomes{FenceOutcome::failed, FenceOutcome::applied, FenceOutcome::failed,
+                                          FenceOutcome::failed, FenceOutcome::done}));
+    EXPECT_EQ(answers.whys[2], "bank 1 is full");
+    EXPECT_EQ(answers.whys[3], "the process has not said that it is done");
+
+    two.a->fence(FenceLevel::done, answers.hook());
+    two.quiet();
+    two.b->cut("died");
+    two.a->cut("peer is gone");
+    EXPECT_EQ(answers.last.outcome, FenceOutcome::gone);
+    EXPECT_EQ(answers.last.gone, 1u);
+    EXPECT_EQ(answers.whys.back(), "b has gone: peer is gone");
+    waiting.back()->doneIs(); // nobody listens
+    EXPECT_THROW(two.a->fence(FenceLevel::applied, {}), RangeException);
+}
+
+/// An owner, a relay and two leaves behind it.
+struct Tree {
+    explicit Tree(FenceHook const& = {}) {
+        top.quiet();
+        upstream->relaysTo(downstream);
+        top.a->want("lif", copy);
+        top.quiet();
+        downstream->offer("lif", copy, Access::readOnly);
+        for (Sessions& leaf : leaves) {
+            leaf.a->want("lif");
+        }
+        quiet();
+    }
+    void quiet() {
+        for (int i = 0; i < 10; ++i) {
+            top.quiet();
+            for (Sessions& leaf : leaves) {
+                leaf.quiet();
+            }
+        }
+    }
+    Ptr<LifAppConfigDir> owned = lifAppConfigDirFactory("lif"), copy = lifAppConfigDirFactory("lif");
+    Ptr<Service> owner = [this] {
+        auto service = makePtr<Service>();
+        service->offer("lif", owned);
+        return service;
+    }();
+    Ptr<Service> upstream = makePtr<Service>(), downstream = makePtr<Service>();
+    Sessions top{support::smallSession, upstream, owner};
+    std::array<Sessions, 2> leaves{Sessions{support::smallSession, {}, downstream},
+                                   Sessions{support::smallSession, {}, downstream}};
+};
+
+TEST(Fence, OfAllIsAnsweredByARelayWithTheLeastOfItsOwnPeers) {
+    Tree tree;
+    Answers answers;
+    auto const leafHas = [&](std::size_t leaf, U32 n) {
+        auto const dir = ptrCast<LifAppConfigDir>(tree.leaves[leaf].a->root("lif"));
+        auto const config = dir ? dir->appConfig(Loam::vtAppMpls) : Ptr<LifAppConfig>();
+        return config && config->reqCountMap().count() >= n;
+    };
+    for (U32 i = 0; i < 1000; ++i) {
+        tree.owned->appConfigIs(Loam::vtAppMpls)->reqCountIs(lifEntry(i), 1);
+    }
+    tree.owner->fence(FenceLevel::applied, answers.hook(), "lif", FenceExtent::all);
+    EXPECT_TRUE(answers.outcomes.empty());
+    tree.top.quiet();
+    EXPECT_TRUE(answers.outcomes.empty()); // the relay has it, the leaves don't
+    tree.leaves[0].quiet();
+    EXPECT_TRUE(leafHas(0, 1000) && answers.outcomes.empty());
+    tree.quiet();
+    EXPECT_EQ(answers.outcomes, Outcomes{FenceOutcome::applied});
+    EXPECT_TRUE(leafHas(1, 1000));
+    EXPECT_EQ(answers.last.peers, 3u);
+
+    // One of the leaves dies before it has answered.
+    tree.owned->appConfigIs(Loam::vtAppMpls)->reqCountIs(lifEntry(5000), 1);
+    tree.owner->fence(FenceLevel::applied, answers.hook(), "lif", FenceExtent::all);
+    tree.top.quiet();
+    tree.leaves[0].quiet();
+    tree.leaves[1].a->cut("died");
+    tree.leaves[1].b->cut("peer is gone");
+    tree.quiet();
+    EXPECT_EQ(answers.last.outcome, FenceOutcome::gone);
+    EXPECT_EQ(answers.last.gone, 1u);
+    EXPECT_EQ(answers.whys.back(), "a has gone: peer is gone");
+
+    // Processes that relay to each other in a circle.
+    tree.downstream->relaysTo(tree.upstream);
+    tree.owner->fence(FenceLevel::applied, answers.hook(), "lif", FenceExtent::all);
+    tree.quiet();
+    EXPECT_EQ(answers.outcomes.size(), 3u);
+    tree.owner->fence(FenceLevel::applied, answers.hook(), "nobody wants it");
+    EXPECT_EQ(answers.last.peers, 0u);
+}
+
+TEST(Fence, TowardsAPeerWithoutFencesFailsAtOnceAndOneThatSendsTooManyIsTurnedAway) {
+    auto const service = makePtr<Service>();
+    auto const old = makePtr<Session>(Side::accepting, SessionConfig{"new", 1}, service);
+    Answers answers;
+    old->fence(FenceLevel::applied, answers.hook());
+    auto const other = makePtr<Session>(Side::connecting, SessionConfig{"old", 1});
+    // The preamble of a program that speaks protocol 2 alone.
+    std::array<U8, 12> const preamble{0x89, 'L', 'o', 'a', 'm', 'L', 'o', 'g', 0, 2, 0, 2};
+    old->in()->feed(preamble);
+    auto const bytes = other->out()->readable();
+    old->in()->feed(bytes.subspan(12));
+    old->receive();
+    ASSERT_TRUE(old->isEstablished()) << old->closeReason().charPtr();
+    EXPECT_EQ(answers.outcomes, Outcomes{FenceOutcome::failed});
+    EXPECT_EQ(answers.whys[0], "old speaks protocol 2, which has no fences");
+    old->fence(FenceLevel::done, answers.hook());
+    EXPECT_EQ(answers.outcomes.size(), 2u);
+
+    Sessions two;
+    std::vector<Ptr<Fence>> kept;
+    two.offeredByB->fenceHookIs([&](Session&, Ptr<Fence> const& fence) { kept.push_back(fence); });
+    two.quiet();
+    for (int i = 0; i < 1024; ++i) {
+        two.a->fence(FenceLevel::done, answers.hook());
+    }
+    EXPECT_THROW(two.a->fence(FenceLevel::done, answers.hook()), RangeException);
+    two.quiet();
+    EXPECT_EQ(kept.size(), 1024u);
+    EXPECT_TRUE(two.b->isOpen());
+}
+
+// Changes of all kinds, in any order, by both sides, with fences between; a small stream that is carried in
+// pieces. What was there when a fence was asked for, or something newer, is there when it is answered.
+TEST(Fence, HoldsWhateverHappens) {
+    Random random;
+    for (int round = 0; round < 30; ++round) {
+        SCOPED_TRACE(round);
+        auto const theirs = lifAppConfigDirFactory("theirs");
+        auto const service = makePtr<Service>();
+        service->acceptIs("dir", [&](Session&, Name const&, Ptr<Entity> const&) { return theirs; });
+        auto const mine = lifAppConfigDirFactory("mine");
+        Sessions two(support::smallSession, {}, service);
+        two.a->push("dir", mine, Access::readOnly);
+        constexpr std::array apps{Loam::vtAppMpls, Loam::vtAppVxlan, Loam::vtAppEvpn};
+        // Each value is newer than all before it; `atLeast` is 0 for one that is deleted.
+        struct Known {
+            U32 atLeast = 0;
+            U32 deletedAt = 0; // the last time
+        };
+        std::map<std::pair<int, U32>, Known> state;
+        U32 now = 0;
+        int open = 0;
+        for (int step = 0; step < 2000; ++step) {
+            int const app = static_cast<int>(random.below(apps.size()));
+            U32 const lif = static_cast<U32>(random.below(200));
+            switch (random.below(40)) {
+            case 0:
+                for (U32 i = 0; i < 200; ++i) {
+                    if (mine->appConfig(apps[app]) &&
+                        mine->appConfig(apps[app])->reqCount(lifEntry(i)) != 0) {
+                        state[{app, i}] = {.atLeast = 0, .deletedAt = ++now};
+                    }
+                }
+                mine->appConfigDel(apps[app]);
+                break;
+            case 1:
+            case 2:
+                if (open < 20) {
+                    ++open;
+                    auto const before = state;
+                    two.a->fence(FenceLevel::applied, [&, before](FenceResult const& result) {
+                        --open;
+                        EXPECT_EQ(result.outcome, FenceOutcome::applied);
+                        for (auto const& [key, known] : before) {
+                            auto const config = theirs->appConfig(apps[key.first]);
+                            U32 const there = config ? config->reqCount(lifEntry(key.second)) : 0;
+                            if (there < known.atLeast) { // deleted since
+                                EXPECT_TRUE(there == 0 && state[key].deletedAt > known.atLeast)
+                                    << there << " for " << known.atLeast;
+                            } else if (known.atLeast == 0) { // gone, or newer
+                                EXPECT_TRUE(there == 0 || there > known.deletedAt) << there;
+                            }
+                        }
+                    });
+                }
+                break;
+            case 3:
+                if (auto const config = mine->appConfig(apps[app])) {
+                    if (config->reqCount(lifEntry(lif)) != 0) {
+                        config->reqCountDel(lifEntry(lif));
+                        state[{app, lif}] = {.atLeast = 0, .deletedAt = ++now};
+                    }
+                }
+                break;
+            default:
+                mine->appConfigIs(apps[app])->reqCountIs(lifEntry(lif), ++now);
+                state[{app, lif}].atLeast = now;
+            }
+            if (random.below(3) == 0) {
+                two.a->flow();
+                Sessions::carry(*two.a, *two.b, random.below(400));
+                two.b->receive();
+                two.b->flow();
+                Sessions::carry(*two.b, *two.a, random.below(60));
+                two.a->receive();
+            }
+        }
+        two.quiet(500);
+        EXPECT_EQ(open, 0);
+        EXPECT_TRUE(support::sameState(*mine, *theirs));
+    }
+}
+
+// One writer
+
+struct Pusher {
+    explicit Pusher(Ptr<Service> const& service, U64 token = 0) : two({}, {}, service) {
+        if (token != 0) {
+            SessionConfig config{"mpls", 7};
+            config.token = {token, token};
+            two.a = makePtr<Session>(Side::connecting, config);
+        }
+    }
+    void push(Ptr<LifAppConfig> const& config, PushPlace place = PushPlace::ifFree) {
+        two.a->push(
+            "lifConfig", config, Access::writable,
+            [this](bool ok, String8 const& why) { told.emplace_back(ok ? "accepted" : why.view()); }, place);
+        two.quiet();
+    }
+    Sessions two;
+    std::vector<std::string> told;
+};
+
+TEST(Writer, OfAKeyIsOneUnlessItConnectsAnewOrTakesThePlaceAloud) {
+    auto const dir = lifAppConfigDirFactory("lif");
+    auto const service = makePtr<Service>();
+    std::vector<std::string> heard;
+    auto const take = [&](Session&, Name const&, Ptr<Entity> const& made) -> Ptr<Entity> {
+        auto const config = ptrCast<LifAppConfig>(made);
+        return config ? dir->appConfigIs(config->app()).ptr() : nullptr;
+    };
+    auto const hook = [&](Session&, Name const&, Ptr<Entity> const& root, RootState state,
+                          String8 const& why) {
+        heard.push_back(std::to_string(static_cast<int>(state)) + " " +
+                        std::to_string(ptrCast<LifAppConfig>(root)->reqCountMap().count()) + " " +
+                        std::string(why.view()));
+    };
+    service->acceptIs("lifConfig", take, hook);
+    auto const mine = lifAppConfigFactory(Loam::vtAppMpls), others = lifAppConfigFactory(Loam::vtAppMpls);
+    mine->reqCountIs(lifEntry(1), 1);
+    Pusher first(service, 1), second(service, 2), again(service, 1), vxlan(service, 3);
+    first.two.b->peerDetailIs("process 4711");
+    first.push(mine);
+    EXPECT_EQ(heard, (std::vector<std::string>{"2 0 ", "3 1 "})); // synchronizing; synchronized, all is there
+    heard.clear();
+
+    second.push(others);
+    ASSERT_EQ(second.told.size(), 1u);
+    EXPECT_TRUE(second.told[0].find("is pushed already, by \"mpls\" (process 4711, since ") !=
+                std::string::npos)
+        << second.told[0];
+    EXPECT_EQ(dir->appConfig(Loam::vtAppMpls)->reqCountMap().count(), 1u); // nothing is lost
+    vxlan.push(lifAppConfigFactory(Loam::vtAppVxlan));                     // another key is free
+    EXPECT_EQ(vxlan.told, std::vector<std::string>{"accepted"});
+
+    again.push(mine); // the same process, before the old connection is noticed as dead
+    EXPECT_EQ(again.told, std::vector<std::string>{"accepted"});
+    first.two.quiet();
+    EXPECT_EQ(first.told.back(), "its process has connected anew");
+
+    second.push(others, PushPlace::takesOver);
+    again.two.quiet();
+    EXPECT_EQ(again.told.back(), "\"mpls\" has taken its place");
+    EXPECT_EQ(second.told.back(), "accepted");
+    EXPECT_EQ(dir->appConfig(Loam::vtAppMpls)->reqCountMap().count(), 0u);
+    heard.clear();
+    second.two.b->cut("peer is gone");
+    EXPECT_EQ(heard, std::vector<std::string>{"0 0 peer is gone"});
+    Pusher third(service, 4);
+    third.push(mine);
+    EXPECT_EQ(third.told, std::vector<std::string>{"accepted"});
+
+    service->acceptIs("lifConfig", take, {}, Service::Pushers::many);
+    Pusher more(service, 5), most(service, 6);
+    more.push(mine);
+    most.push(others);
+    EXPECT_EQ(most.told, std::vector<std::string>{"accepted"});
+}
+
+} // namespace
