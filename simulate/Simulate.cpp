@@ -1,0 +1,696 @@
+/// Whole switches in one process: an owner of the LIFs and a standby, relays, chips, applications, and a peer
+/// that means harm. Streams stall, connections are cut on one side or both, processes die and come back, the
+/// owner is replaced by its standby, old peers speak an old protocol. All of it follows from a seed.
+///
+///     simulate --seeds 1000 [--first 1] [--steps 400]      each seed; a failing one is made short and printed
+///
+/// What is checked:
+///   - when a fence is answered, each value that was set before it, or a newer one, is with each peer that
+///   was
+///     connected all the while; one that was deleted is gone, or newer;
+///   - a fence is answered once, and always in the end;
+///   - once all is connected again and quiet, all copies are equal to what the applications want;
+///   - a peer that means harm ends its own connection alone.
+
+#include "attrlog/session/Session.h"
+#include "model/LoamTunnelModel.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Kor;
+using namespace Kor::NboAttrLog;
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+
+struct Broken : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+class Random {
+public:
+    explicit Random(U64 seed) : state_(seed) {}
+    U64 next() {
+        U64 z = state_ += 0x9e3779b97f4a7c15;
+        z = (z ^ z >> 30) * 0xbf58476d1ce4e5b9;
+        z = (z ^ z >> 27) * 0x94d049bb133111eb;
+        return z ^ z >> 31;
+    }
+    U32 below(U32 bound) { return static_cast<U32>(next() % bound); }
+
+private:
+    U64 state_;
+};
+
+constexpr U32 lifs = 24;
+AradLifEntry lif(U32 number) {
+    AradLifAcMp entry;
+    entry.vsiIs(static_cast<U16>(number));
+    return entry;
+}
+
+/// A step, whose numbers are taken modulo what there is: any list of steps can be run.
+struct Step {
+    enum Kind : U8 {
+        set,
+        drop,
+        dropAll,
+        carry,
+        cut,
+        halfCut,
+        restart,
+        replaceOwner,
+        fence,
+        fenceOfOwner,
+        sayDone,
+        harm,
+        kinds
+    };
+    Kind kind = set;
+    U32 a = 0, b = 0, c = 0;
+
+    std::string text() const {
+        static constexpr std::array<char const*, kinds> names{
+            "set",     "drop",         "dropAll", "carry",        "cut",     "halfCut",
+            "restart", "replaceOwner", "fence",   "fenceOfOwner", "sayDone", "harm"};
+        return std::string(names[kind]) + ' ' + std::to_string(a) + ' ' + std::to_string(b) + ' ' +
+               std::to_string(c);
+    }
+};
+
+/// Where a value stands. Values only grow, over all keys, so that a number says what is newer.
+struct Known {
+    U32 value = 0;     // 0: none
+    U32 droppedAt = 0; // the last time
+};
+using State = std::map<std::pair<U32, U32>, Known>; // by application and LIF
+
+/// One process.
+struct Node {
+    enum Role { owner, relay, chip, application };
+    Role role = chip;
+    U32 number = 0;
+    InstanceToken token{};
+    /// What it owns or has a copy of; an application has a child of its own.
+    Ptr<LifAppConfigDir> dir;
+    Ptr<LifAppConfig> config;
+    /// For those below, and towards the one above.
+    Ptr<Service> service, above;
+    Node* parent = nullptr;
+    /// Both ends of the connection to the parent; null where it is lost.
+    Ptr<Session> mine, parents;
+    /// Changes with each connection.
+    U32 connection = 0;
+    bool isOld = false; // speaks protocol 2
+};
+
+class World {
+public:
+    World(U64 seed, U32 relays, U32 chips, U32 applications, bool hasOld) : random_(seed) {
+        owner_ = &add(Node::owner, nullptr);
+        standby_ = &add(Node::chip, owner_);
+        std::vector<Node*> parents{owner_};
+        for (U32 i = 0; i < relays; ++i) {
+            parents.push_back(&add(Node::relay, parents[i % parents.size()]));
+        }
+        for (U32 i = 0; i < chips; ++i) {
+            add(Node::chip, parents[(i + 1) % parents.size()]);
+        }
+        if (hasOld) {
+            add(Node::chip, parents.back()).isOld = true;
+        }
+        for (U32 i = 0; i < applications; ++i) {
+            add(Node::application, owner_);
+        }
+        for (auto const& each : nodes_) {
+            start(*each);
+        }
+    }
+    ~World() {
+        for (auto const& each : nodes_) {
+            lose(*each, true, true);
+        }
+        tickets_.clear();
+    }
+    World(World const&) = delete;
+    World& operator=(World const&) = delete;
+
+    void run(Step const& step) {
+        switch (step.kind) {
+        case Step::set: {
+            Node& app = application(step.a);
+            U32 const many = step.c % 8 == 0 ? lifs : 1;
+            for (U32 i = step.b % lifs; i < step.b % lifs + many; ++i) {
+                app.config->reqCountIs(lif(i % lifs), ++now_);
+                state_[{app.number, i % lifs}].value = now_;
+            }
+            return;
+        }
+        case Step::drop:
+            drop(application(step.a), step.b % lifs);
+            return;
+        case Step::dropAll:
+            for (U32 i = 0; i < lifs; ++i) {
+                drop(application(step.a), i);
+            }
+            return;
+        case Step::carry:
+            carry(*nodes_[step.a % nodes_.size()], step.b % 1500, step.c % 1500);
+            return;
+        case Step::cut:
+            lose(*nodes_[step.a % nodes_.size()], true, true);
+            return;
+        case Step::halfCut: // the one side does not notice
+            lose(*nodes_[step.a % nodes_.size()], step.b % 2 == 0, step.b % 2 == 1);
+            return;
+        case Step::restart:
+            restart(*nodes_[step.a % nodes_.size()]);
+            return;
+        case Step::replaceOwner:
+            replaceOwner();
+            return;
+        case Step::fence:
+            fence(application(step.a), step.b % 2 == 0 ? FenceLevel::applied : FenceLevel::done,
+                  step.c % 2 == 0 ? FenceExtent::peer : FenceExtent::all);
+            return;
+        case Step::fenceOfOwner:
+            ask(owner_, ownersState(), FenceExtent::all, [this](FenceHook const& hook) {
+                owner_->service->fence(FenceLevel::applied, hook, "lif", FenceExtent::all);
+            });
+            return;
+        case Step::sayDone:
+            if (!tickets_.empty()) {
+                std::size_t const at = step.a % tickets_.size();
+                Ptr<Fence> const fence = tickets_[at];
+                tickets_.erase(tickets_.begin() + static_cast<std::ptrdiff_t>(at));
+                step.b % 4 == 0 ? fence->failedIs("no") : fence->doneIs();
+            }
+            return;
+        case Step::harm:
+            harm(step);
+            return;
+        case Step::kinds:
+            return;
+        }
+    }
+
+    /// A hook finds it, and must not throw.
+    void brokenIs(std::string what) {
+        if (broken_.empty()) {
+            broken_ = std::move(what);
+        }
+    }
+    void mustBeSound() const {
+        if (!broken_.empty()) {
+            throw Broken(broken_);
+        }
+    }
+
+    /// Connects all, waits until nothing moves, and compares.
+    void end() {
+        for (int round = 0; round < 4; ++round) {
+            for (auto const& each : nodes_) {
+                if (!isUp(*each)) {
+                    lose(*each, true, true);
+                    connect(*each);
+                }
+            }
+            quiet();
+            while (!tickets_.empty()) {
+                Ptr<Fence> const fence = tickets_.back();
+                tickets_.pop_back();
+                fence->doneIs();
+            }
+            quiet();
+        }
+        if (open_ != 0) {
+            throw Broken(std::to_string(open_) + " fences are never answered");
+        }
+        for (auto const& each : nodes_) {
+            if (each->role != Node::application) {
+                for (auto const& [key, known] : state_) {
+                    if (U32 const there = valueAt(*each, key); there != known.value) {
+                        throw Broken(nameOf(*each) + " has " + std::to_string(there) + " for " +
+                                     keyText(key) + ", not " + std::to_string(known.value));
+                    }
+                }
+            }
+        }
+    }
+    U64 answered() const { return answered_; }
+
+private:
+    using Key = std::pair<U32, U32>;
+
+    Node& add(Node::Role role, Node* parent) {
+        Node& node = *nodes_.emplace_back(std::make_unique<Node>());
+        node.role = role;
+        node.parent = parent;
+        node.number = static_cast<U32>(nodes_.size());
+        return node;
+    }
+    static Loam::VtAppId appOf(U32 number) { return static_cast<Loam::VtAppId>(1 + number % 12); }
+    static std::string nameOf(Node const& node) {
+        constexpr std::array<char const*, 4> roles{"owner", "relay", "chip", "application"};
+        return std::string(roles[node.role]) + ' ' + std::to_string(node.number);
+    }
+    static std::string keyText(Key const& key) {
+        return "application " + std::to_string(key.first) + ", LIF " + std::to_string(key.second);
+    }
+    Node& application(U32 which) {
+        std::vector<Node*> all;
+        for (auto const& each : nodes_) {
+            if (each->role == Node::application) {
+                all.push_back(each.get());
+            }
+        }
+        return *all[which % all.size()];
+    }
+
+    // Processes
+
+    /// A process begins, with nothing.
+    void start(Node& node) {
+        node.token = {random_.next(), random_.next()};
+        if (node.role == Node::application) {
+            node.config = lifAppConfigFactory(appOf(node.number));
+            return;
+        }
+        node.dir = lifAppConfigDirFactory("lif");
+        node.service = makePtr<Service>();
+        node.above = makePtr<Service>();
+        serve(node);
+    }
+    void serve(Node& node) {
+        if (node.role == Node::owner) {
+            node.service->offer("lif", node.dir, Access::readOnly);
+            node.service->acceptIs(
+                "lifConfig", [dir = node.dir](Session&, Name const&, Ptr<Entity> const& made) -> Ptr<Entity> {
+                    auto const config = ptrCast<LifAppConfig>(made);
+                    return config ? dir->appConfigIs(config->app()).ptr() : nullptr;
+                });
+            node.service->fenceHookIs([this](Session&, Ptr<Fence> const& fence) {
+                if (fence->level() == FenceLevel::done) {
+                    tickets_.push_back(fence);
+                }
+            });
+        } else if (node.role == Node::relay) {
+            node.service->offer("lif", node.dir, Access::readOnly);
+            node.above->relaysTo(node.service);
+        }
+    }
+    void restart(Node& node) {
+        if (node.role == Node::owner) {
+            return replaceOwner();
+        }
+        lose(node, true, random_.below(2) == 0);
+        for (auto const& each : nodes_) {
+            if (each->parent == &node) {
+                lose(*each, true, true);
+            }
+        }
+        if (node.role == Node::application) {
+            for (U32 i = 0; i < lifs; ++i) {
+                drop(node, i);
+            }
+        }
+        start(node);
+    }
+    /// The standby has what the owner had told it; applications tell it the rest.
+    void replaceOwner() {
+        for (auto const& each : nodes_) {
+            if (each->parent == owner_) {
+                lose(*each, true, true);
+            }
+        }
+        tickets_.clear();
+        owner_->dir = standby_->dir;
+        owner_->service = makePtr<Service>();
+        serve(*owner_);
+        standby_->dir = lifAppConfigDirFactory("lif");
+    }
+
+    // Connections
+
+    static bool isUp(Node const& node) {
+        return node.parent == nullptr ||
+               (node.mine && node.parents && node.mine->isOpen() && node.parents->isOpen());
+    }
+    void lose(Node& node, bool here, bool there) {
+        if (here && node.mine) {
+            std::exchange(node.mine, nullptr)->cut("lost");
+        }
+        if (there && node.parents) {
+            std::exchange(node.parents, nullptr)->cut("lost");
+        }
+    }
+    void connect(Node& node) {
+        if (node.parent == nullptr || node.mine) {
+            return;
+        }
+        ++node.connection;
+        StreamLimits const limits{2 * 1024 + 128, 1024, 1000};
+        SessionConfig config{.name = Name(String8(nameOf(node))), .schema = 1, .limits = limits};
+        config.token = node.token;
+        node.mine = makePtr<Session>(Side::connecting, config, node.above);
+        // The earlier one may not be noticed as lost yet.
+        forgotten_.push_back(std::exchange(node.parents, nullptr));
+        config.name = Name(String8(nameOf(*node.parent)));
+        config.token = node.parent->token;
+        node.parents = makePtr<Session>(Side::accepting, config, node.parent->service);
+        if (node.isOld) {
+            passOldPreambles(node);
+        }
+        if (node.role == Node::application) {
+            node.mine->push("lifConfig", node.config, Access::readOnly);
+        } else {
+            node.mine->want("lif", node.dir);
+        }
+    }
+    /// A program that speaks protocol 2 alone.
+    static void passOldPreambles(Node& node) {
+        constexpr std::size_t length = 12;
+        for (auto const& [from, to] :
+             {std::pair{node.mine, node.parents}, std::pair{node.parents, node.mine}}) {
+            std::array<U8, length> preamble{};
+            std::copy_n(from->out()->readable().begin(), length, preamble.begin());
+            preamble[length - 1] = 2;
+            to->in()->feed(preamble);
+            from->out()->nextBytes(length);
+        }
+    }
+    static bool move(Session& from, Session& to, std::size_t most) {
+        from.flow();
+        auto const bytes = from.out()->readable();
+        std::size_t const n = to.in()->feed(bytes.first(std::min(most, bytes.size())));
+        from.out()->nextBytes(n);
+        to.receive();
+        return n != 0;
+    }
+    bool carry(Node& node, std::size_t up, std::size_t down) {
+        bool moved = false;
+        if (node.mine && node.parents) {
+            Ptr<Session> const mine = node.mine, parents = node.parents;
+            moved = move(*mine, *parents, up);
+            moved = move(*parents, *mine, down) || moved;
+        } else if (!node.mine) {
+            connect(node);
+        } else {
+            lose(node, true, true); // it is noticed
+        }
+        if (!forgotten_.empty()) {
+            Ptr<Session> const lost = forgotten_.back();
+            forgotten_.pop_back();
+            if (lost) {
+                lost->cut("lost");
+            }
+        }
+        return moved;
+    }
+    void quiet() {
+        bool moves = true;
+        for (int rounds = 0; moves; ++rounds) {
+            if (rounds == 100'000) {
+                throw Broken("it never falls silent");
+            }
+            moves = false;
+            for (auto const& each : nodes_) {
+                moves = each->parent != nullptr && carry(*each, 100'000, 100'000) ? true : moves;
+            }
+        }
+    }
+
+    // Values
+
+    void drop(Node& app, U32 number) {
+        Known& known = state_[{app.number, number}];
+        if (known.value != 0) {
+            known = {.value = 0, .droppedAt = ++now_};
+            app.config->reqCountDel(lif(number));
+        }
+    }
+    static U32 valueAt(Node const& node, Key const& key) {
+        auto const config = std::as_const(*node.dir).appConfig(appOf(key.first));
+        return config ? config->reqCount(lif(key.second)) : 0;
+    }
+    State ownersState() const {
+        State state;
+        for (auto const& [key, known] : state_) {
+            state[key] = {.value = valueAt(*owner_, key), .droppedAt = 0};
+        }
+        return state;
+    }
+
+    // Fences
+
+    /// A peer that is asked, over connections that must have stayed as they are.
+    struct Asked {
+        Node* node;
+        std::vector<std::pair<Node const*, U32>> connections;
+    };
+    static bool hasRoot(Node const& node) {
+        RootState const state = node.mine ? node.mine->rootState("lif") : RootState::absent;
+        return isUp(node) && (state == RootState::synchronizing || state == RootState::synchronized);
+    }
+    /// Those below a node that have what it has.
+    void below(Node* node, std::vector<std::pair<Node const*, U32>> const& path, std::vector<Asked>& all) {
+        for (auto const& each : nodes_) {
+            if (each->parent == node && each->role != Node::application && !each->isOld && hasRoot(*each)) {
+                auto there = path;
+                there.emplace_back(each.get(), each->connection);
+                all.push_back({each.get(), there});
+                below(each.get(), there, all);
+            }
+        }
+    }
+    void fence(Node& app, FenceLevel level, FenceExtent extent) {
+        if (!isUp(app)) {
+            return;
+        }
+        State before;
+        for (auto const& [key, known] : state_) {
+            if (key.first == app.number) {
+                before[key] = known;
+            }
+        }
+        bool const isTaken = app.mine->isEstablished() && isPushed(app);
+        std::vector<Asked> peers;
+        std::vector<std::pair<Node const*, U32>> const path{{&app, app.connection}};
+        if (isTaken) {
+            peers.push_back({owner_, path});
+            if (extent == FenceExtent::all) {
+                below(owner_, path, peers);
+            }
+        }
+        ask(before, peers, [&](FenceHook const& hook) { app.mine->fence(level, hook, extent); });
+    }
+    /// Whether the owner has taken the application's requests in over this connection.
+    bool isPushed(Node const& app) const {
+        auto const config = std::as_const(*owner_->dir).appConfig(appOf(app.number));
+        auto const* const holder = config ? owner_->service->holder(*config) : nullptr;
+        return holder != nullptr && holder->session == app.parents.ptr();
+    }
+    template <class Send>
+    void ask(Node* from, State const& before, FenceExtent, Send const& send) {
+        std::vector<Asked> peers;
+        below(from, {}, peers);
+        ask(before, peers, send);
+    }
+    template <class Send>
+    void ask(State const& before, std::vector<Asked> const& peers, Send const& send) {
+        ++open_;
+        auto const isAnswered = std::make_shared<bool>(false);
+        U32 const asked = now_;
+        send([this, before, peers, asked, isAnswered](FenceResult const& result) {
+            if (std::exchange(*isAnswered, true)) {
+                brokenIs("a fence is answered twice");
+            }
+            --open_;
+            ++answered_;
+            if (result.outcome >= FenceOutcome::applied) {
+                for (Asked const& each : peers) {
+                    check(before, each, asked);
+                }
+            }
+        });
+    }
+    void check(State const& before, Asked const& peer, U32 asked) {
+        for (auto const& [node, connection] : peer.connections) {
+            if (!isUp(*node) || node->connection != connection) {
+                return;
+            }
+        }
+        for (auto const& [key, known] : before) {
+            U32 const there = valueAt(*peer.node, key);
+            // What the owner does not have may be on its way to it.
+            bool const isSound =
+                known.value != 0 ? there >= known.value || (there == 0 && state_[key].droppedAt > known.value)
+                                 : known.droppedAt == 0 || there == 0 || there > asked;
+            if (!isSound) {
+                brokenIs("a fence is answered, and " + nameOf(*peer.node) + " has " + std::to_string(there) +
+                         " for " + keyText(key) + ", which was " + std::to_string(known.value));
+            }
+        }
+    }
+
+    // Harm
+
+    /// Bytes that are nearly those of a session, to the owner.
+    void harm(Step const& step) {
+        auto const bad = makePtr<Session>(Side::connecting, SessionConfig{.name = "bad", .schema = 1});
+        auto const victim =
+            makePtr<Session>(Side::accepting, SessionConfig{.name = "owner", .schema = 1}, owner_->service);
+        bad->want("lif");
+        bad->push("lifConfig", lifAppConfigFactory(static_cast<Loam::VtAppId>(20 + step.a % 200)));
+        bad->fence(FenceLevel::done, {}, FenceExtent::all);
+        Random random(step.b);
+        for (int i = 0; i < 6 && victim->isOpen(); ++i) {
+            bad->flow();
+            auto const bytes = bad->out()->readable();
+            std::vector<U8> sent(bytes.begin(), bytes.end());
+            bad->out()->nextBytes(bytes.size());
+            for (U32 n = random.below(3); n != 0 && i != 0 && !sent.empty(); --n) {
+                sent[random.below(static_cast<U32>(sent.size()))] ^= static_cast<U8>(1u << random.below(8));
+            }
+            victim->in()->feed(sent);
+            victim->receive();
+            victim->flow();
+            auto const answer = victim->out()->readable();
+            std::size_t const n = bad->in()->feed(answer);
+            victim->out()->nextBytes(n);
+            bad->receive();
+        }
+        bad->cut("done");
+        victim->cut("lost");
+    }
+
+    Random random_;
+    std::vector<std::unique_ptr<Node>> nodes_;
+    Node* owner_ = nullptr;
+    Node* standby_ = nullptr;
+    State state_;
+    U32 now_ = 0;
+    U32 open_ = 0;
+    std::string broken_;
+    U64 answered_ = 0;
+    std::vector<Ptr<Fence>> tickets_;
+    std::vector<Ptr<Session>> forgotten_;
+};
+
+/// How a world is made, and what happens in it.
+struct Story {
+    U64 seed;
+    std::vector<Step> steps;
+
+    Story(U64 theSeed, U32 count) : seed(theSeed) {
+        Random random(theSeed);
+        // How often each kind comes, of 1000.
+        constexpr std::array<U32, Step::kinds> often{300, 60, 2, 480, 12, 12, 6, 2, 60, 30, 30, 6};
+        for (U32 i = 0; i < count; ++i) {
+            U32 pick = random.below(1000);
+            Step step;
+            for (U32 kind = 0; kind < Step::kinds && pick >= often[kind]; ++kind) {
+                pick -= often[kind];
+                step.kind = static_cast<Step::Kind>(kind + 1);
+            }
+            step.kind = step.kind == Step::kinds ? Step::carry : step.kind;
+            step.a = random.below(1u << 16);
+            step.b = random.below(1u << 16);
+            step.c = random.below(1u << 16);
+            steps.push_back(step);
+        }
+    }
+    /// What was wrong; empty if nothing was.
+    std::string fault(U64* answered = nullptr) const {
+        Random random(seed ^ 0x5eed);
+        U32 const relays = random.below(3), chips = 1 + random.below(3), applications = 1 + random.below(3);
+        try {
+            World world(seed, relays, chips, applications, random.below(4) == 0);
+            for (Step const& step : steps) {
+                world.run(step);
+                world.mustBeSound();
+            }
+            world.end();
+            world.mustBeSound();
+            if (answered != nullptr) {
+                *answered += world.answered();
+            }
+            return {};
+        } catch (Broken const& broken) {
+            return broken.what();
+        }
+    }
+    /// Leaves out what is not needed to fail.
+    void shorten() {
+        for (std::size_t piece = steps.size() / 2; piece != 0; piece /= 2) {
+            for (std::size_t at = 0; at < steps.size();) {
+                Story less = *this;
+                auto const first = less.steps.begin() + static_cast<std::ptrdiff_t>(at);
+                less.steps.erase(first,
+                                 first + static_cast<std::ptrdiff_t>(std::min(piece, steps.size() - at)));
+                if (!less.fault().empty()) {
+                    steps = std::move(less.steps);
+                } else {
+                    at += piece;
+                }
+            }
+        }
+    }
+};
+
+U64 number(char const* text) {
+    U64 value = 0;
+    auto const [end, error] = std::from_chars(text, text + std::strlen(text), value);
+    if (error != std::errc() || *end != '\0') {
+        std::fprintf(stderr, "simulate: %s is no number\n", text);
+        std::exit(2);
+    }
+    return value;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    U64 seeds = 500, first = 1, steps = 400;
+    for (int i = 1; i + 1 < argc; i += 2) {
+        std::string const option = argv[i];
+        U64& value = option == "--first" ? first : option == "--steps" ? steps : seeds;
+        if (option != "--seeds" && &value == &seeds) {
+            std::fprintf(stderr, "simulate takes --seeds N, --first SEED and --steps N, not %s\n", argv[i]);
+            return 2;
+        }
+        value = number(argv[i + 1]);
+    }
+    if (argc % 2 == 0) {
+        std::fprintf(stderr, "simulate: %s has no value\n", argv[argc - 1]);
+        return 2;
+    }
+    U64 answered = 0;
+    for (U64 seed = first; seed < first + seeds; ++seed) {
+        Story story(seed, static_cast<U32>(steps));
+        std::string const fault = story.fault(&answered);
+        if (!fault.empty()) {
+            std::printf("seed %llu: %s\n", static_cast<unsigned long long>(seed), fault.c_str());
+            story.shorten();
+            std::printf("in short: %s\n", story.fault().c_str());
+            for (Step const& step : story.steps) {
+                std::printf("    %s\n", step.text().c_str());
+            }
+            return 1;
+        }
+    }
+    std::printf("seeds %llu to %llu: %llu fences answered, nothing wrong\n",
+                static_cast<unsigned long long>(first), static_cast<unsigned long long>(first + seeds - 1),
+                static_cast<unsigned long long>(answered));
+    return 0;
+}
