@@ -28,8 +28,8 @@ function(loam_install_library TARGET)
   install(EXPORT ${TARGET} FILE ${TARGET}Targets.cmake NAMESPACE LoamTunnel:: DESTINATION ${LOAM_CMAKE_DIR} COMPONENT dev)
 endfunction()
 
-# The library needs no package itself, so its exported target is the whole package config, which takes in that of the
-# component Link, if that is installed.
+# The library needs no package itself, so its exported target is the whole package config, which takes in those of the
+# components Link and Forms, where they are installed.
 loam_install_library(LoamTunnel)
 install(FILES cmake/LoamTunnelConfig.cmake DESTINATION ${LOAM_CMAKE_DIR} COMPONENT dev)
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/LoamTunnelConfigVersion.cmake
@@ -73,13 +73,16 @@ install(FILES gdb/libLoamTunnel-gdb.py COMPONENT library
   DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/${CMAKE_INSTALL_FULL_LIBDIR}
   RENAME libLoamTunnel.so.${LOAM_LIBRARY_VERSION}-gdb.py)
 
-if(TARGET LoamTunnelLink)
-  # The two libraries lie side by side.
-  set_target_properties(LoamTunnelLink PROPERTIES INSTALL_RPATH "$ORIGIN")
-  loam_install_library(LoamTunnelLink)
-  configure_file(cmake/loamtunnel-link.pc.in ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel-link.pc @ONLY)
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel-link.pc DESTINATION ${LOAM_PC_DIR} COMPONENT dev)
-endif()
+foreach(OTHER Link Forms)
+  if(TARGET LoamTunnel${OTHER})
+    # The libraries lie side by side.
+    set_target_properties(LoamTunnel${OTHER} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    loam_install_library(LoamTunnel${OTHER})
+    string(TOLOWER loamtunnel-${OTHER}.pc PC)
+    configure_file(cmake/${PC}.in ${CMAKE_CURRENT_BINARY_DIR}/${PC} @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${PC} DESTINATION ${LOAM_PC_DIR} COMPONENT dev)
+  endif()
+endforeach()
 
 if(TARGET loamtunnel)
   cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}

@@ -1,10 +1,12 @@
-# find_package(LoamTunnel [COMPONENTS Link]): the target LoamTunnel::LoamTunnel, and LoamTunnel::Link where it is
-# installed.
+# find_package(LoamTunnel [COMPONENTS Link Forms]): the target LoamTunnel::LoamTunnel, and LoamTunnel::Link and
+# LoamTunnel::Forms where they are installed.
 include(${CMAKE_CURRENT_LIST_DIR}/LoamTunnelTargets.cmake)
-if(EXISTS ${CMAKE_CURRENT_LIST_DIR}/LoamTunnelLinkTargets.cmake)
-  include(${CMAKE_CURRENT_LIST_DIR}/LoamTunnelLinkTargets.cmake)
-  set(LoamTunnel_Link_FOUND TRUE)
-endif()
+foreach(COMPONENT Link Forms)
+  if(EXISTS ${CMAKE_CURRENT_LIST_DIR}/LoamTunnel${COMPONENT}Targets.cmake)
+    include(${CMAKE_CURRENT_LIST_DIR}/LoamTunnel${COMPONENT}Targets.cmake)
+    set(LoamTunnel_${COMPONENT}_FOUND TRUE)
+  endif()
+endforeach()
 foreach(COMPONENT ${LoamTunnel_FIND_COMPONENTS})
   if(LoamTunnel_FIND_REQUIRED_${COMPONENT} AND NOT LoamTunnel_${COMPONENT}_FOUND)
     set(LoamTunnel_FOUND FALSE)

@@ -7,7 +7,7 @@
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "reflect/Text.h"
-#include "tools/Entries.h"
+#include "forms/Entries.h"
 #include "tools/Live.h"
 
 #include <algorithm>

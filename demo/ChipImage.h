@@ -16,7 +16,7 @@
 
 #include "owner/LifPlace.h"
 #include "tools/Files.h"
-#include "tools/Rows.h"
+#include "forms/Rows.h"
 
 #include <string>
 

@@ -7,7 +7,7 @@
 #include "demo/ChipImage.h"
 #include "demo/LifDriver.h"
 #include "model/LoamTunnelModel.h"
-#include "tools/Entries.h"
+#include "forms/Entries.h"
 #include "tools/Live.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "demo/ImageLock.h"
 
 #include "tools/Failure.h"
-#include "tools/Text.h"
+#include "forms/Text.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -128,7 +128,7 @@ void LifDriver::takeUp() {
         }
         try {
             mustHaveRow(step.lif, chip_);
-        } catch (Failure const& failure) {
+        } catch (Refused const& failure) {
             refuse(failure.what());
         }
         range.indexes.take(step.index);
@@ -200,7 +200,7 @@ void LifDriver::requested(App app, Lif const& lif, U32 count) {
         } else if (count == 0 && has) {
             release(app, lif);
         }
-    } catch (Failure const& failure) {
+    } catch (Refused const& failure) {
         ++refused_;
         hooks_.report("application " + std::to_string(app) + ", " + lifText(lif) + ": " + failure.what());
     }

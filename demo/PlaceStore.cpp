@@ -2,7 +2,7 @@
 
 #include "reflect/Text.h"
 #include "tools/Failure.h"
-#include "tools/Text.h"
+#include "forms/Text.h"
 
 #include <array>
 #include <cstdlib>
@@ -187,7 +187,7 @@ std::vector<PlaceStep> PlaceStore::all() const {
                               Kor::strepToValue<AradLifEntry>(Kor::String8(select.text(2)))});
         } catch (std::exception const& exception) { // also of a text that is no entry
             throw Refused(shown(path_) + ", row " + std::to_string(row) +
-                          " of place: " + shown(exception.what(), 200));
+                          " of place: " + Forms::shown(exception.what(), 200));
         }
     }
     return places;
@@ -243,7 +243,7 @@ void PlaceStore::fail(int result) const {
     case SQLITE_FULL:
         throw Refused("cannot write " + shown(path_) + ": there is no room on its disk");
     default:
-        throw Refused("cannot use " + shown(path_) + ": " + shown(why, 200));
+        throw Refused("cannot use " + Forms::shown(path_) + ": " + Forms::shown(why, 200));
     }
 }
 

@@ -7,7 +7,7 @@
 /// recording is read as one. Without a corpus the fuzzer starts from the sessions that the mutator below
 /// writes.
 
-#include "attrlog/RecordView.h"
+#include "forms/RecordView.h"
 #include "attrlog/Recording.h"
 #include "attrlog/session/Session.h"
 #include "model/LoamTunnelModel.h"

@@ -100,7 +100,7 @@ private:
             return "''";
         default:
             return type.isValue() && type.hasGenericIfSupport()
-                       ? tool::textOf(type.genericIf(static_cast<void const*>(nullptr), false))
+                       ? Kor::Forms::textOf(type.genericIf(static_cast<void const*>(nullptr), false))
                        : nameOf(numberOf(type));
         }
     }

@@ -1,12 +1,13 @@
 #pragma once
 
 /// The commands of the program, each a function over its options. They print results to `Context::out`,
-/// report what they could not do to `Context::err`, and throw a Failure where nothing can be done.
+/// report what they could not do to `Context::err`, and throw a Refused where nothing can be done.
 
-#include "tools/Entries.h"
+#include "forms/Entries.h"
+#include "forms/Rows.h"
+#include "forms/Text.h"
+#include "tools/Failure.h"
 #include "tools/Listing.h"
-#include "tools/Rows.h"
-#include "tools/Text.h"
 
 #include <functional>
 #include <iosfwd>
@@ -145,12 +146,12 @@ struct RowLine {
 };
 
 /// Reads a line that `decode --file` takes: `chip=8 table=LifTable variant=1`, as far as the options do not
-/// say it, and the words of the row. A Failure on anything else; safe on any text.
+/// say it, and the words of the row. A Refused on anything else; safe on any text.
 RowLine parseRowLine(std::string_view text, RowOptions options);
 
 /// Calls `visit(text, where)` for each line of a file ("-": the input stream) that is not blank, comments
 /// from # on cut off, or where the text may have a # only those that fill a line; `where` is "file:line".
-/// What `visit` throws as a Failure is reported with it, and the next line follows. Refused when the file
+/// What `visit` throws as a Refused is reported with it, and the next line follows. Refused when the file
 /// cannot be read.
 void eachLine(Context& context, std::string const& file,
               std::function<void(std::string const& text, std::string const& where)> const& visit,

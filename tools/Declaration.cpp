@@ -1,7 +1,7 @@
 #include "tools/Declaration.h"
 
-#include "tools/Path.h"
-#include "tools/Text.h"
+#include "forms/Path.h"
+#include "forms/Text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -430,7 +430,7 @@ private:
         if (attr.shape().role == Role::constant) {
             Box const object = type.genericIf(static_cast<void const*>(nullptr), true);
             line("static constexpr " + spelledName(*attr.type()) + " " + x + " = " +
-                 tool::textOf(valueAt({object, &attr, nullptr, x})) + ";");
+                 Forms::textOf(valueAt({object, &attr, nullptr, x})) + ";");
         }
         if (attr.shape().role == Role::map) {
             line("class " + capital(x) + "Iterator; ///< goes from member to member");

@@ -20,6 +20,7 @@
 /// base stand in the declaration of that one.
 
 #include "reflect/KorType.h"
+#include "tools/Failure.h"
 
 #include <iosfwd>
 #include <string>

@@ -2,8 +2,9 @@
 
 /// The bits of a row laid out for drawing: 32 bits a line, and fields that share bits in lanes.
 
+#include "forms/Rows.h"
+#include "tools/Failure.h"
 #include "tools/Listing.h"
-#include "tools/Rows.h"
 
 #include <string>
 #include <vector>

@@ -1,36 +1,51 @@
 #pragma once
 
-/// The program `loamtunnel`: one command a file, over descriptions of tables (tables/TableInfos.h) and values
-/// (tools/Kind.h), so that a new table needs nothing here and a new value one declaration. Commands read from
-/// and write to the streams that they are given. Nothing lives here that the library's users could need.
+/// The program `loamtunnel`: one command a file, over descriptions of tables (tables/TableInfos.h) and what
+/// people write of values and places (forms/). Commands read from and write to the streams that they are
+/// given. Nothing lives here that the library's users could need.
+///
+/// A command that ends without its result throws a Refused (forms/Refused.h), whose class gives the exit
+/// status.
 
-#include <stdexcept>
-#include <string>
+#include "forms/Refused.h"
+#include "runtime/Types.h"
 
 namespace tool {
 
-/// Why a command ends without its result: one line that says what was wrong and what would be right, and the
-/// exit status of the program.
-class Failure : public std::runtime_error {
-public:
-    Failure(int status, std::string const& message) : std::runtime_error(message), status_(status) {}
-    int status() const { return status_; }
+namespace Forms = Kor::Forms;
+using namespace Kor::Forms;
+using Kor::S32;
+using Kor::U16;
+using Kor::U32;
+using Kor::U64;
+using Kor::U8;
 
-private:
-    int status_;
+/// The exit statuses of the program.
+enum Status : int {
+    doneStatus = 0,
+    refusedStatus = 1,
+    wrongUsageStatus = 2,
+    differsStatus = 3,
+    notThereStatus = 4,
+    timedOutStatus = 5,
+    noConnectionStatus = 6,
 };
 
-inline constexpr int refusedStatus = 1;
-inline constexpr int wrongUsageStatus = 2;
-
-/// The command line itself is wrong: an option, or the chip, table or variant that it names.
-struct WrongUsage : Failure {
-    explicit WrongUsage(std::string const& message) : Failure(wrongUsageStatus, message) {}
+/// It did not come about in the time given.
+struct TimedOut : Refused {
+    using Refused::Refused;
+};
+/// There is no connection, or it has ended.
+struct NoConnection : Refused {
+    using Refused::Refused;
 };
 
-/// The request is refused for its content: an entry, a row in hex, a row number, a file.
-struct Refused : Failure {
-    explicit Refused(std::string const& message) : Failure(refusedStatus, message) {}
-};
+inline int statusOf(Refused const& refused) {
+    return dynamic_cast<WrongUsage const*>(&refused) != nullptr     ? wrongUsageStatus
+           : dynamic_cast<NotThere const*>(&refused) != nullptr     ? notThereStatus
+           : dynamic_cast<TimedOut const*>(&refused) != nullptr     ? timedOutStatus
+           : dynamic_cast<NoConnection const*>(&refused) != nullptr ? noConnectionStatus
+                                                                    : refusedStatus;
+}
 
 } // namespace tool

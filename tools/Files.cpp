@@ -1,7 +1,7 @@
 #include "tools/Files.h"
 
 #include "tools/Failure.h"
-#include "tools/Text.h"
+#include "forms/Text.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -9,6 +9,7 @@
 /// the name of the file and the system's reason.
 
 #include "runtime/Types.h"
+#include "tools/Failure.h"
 
 #include <string>
 #include <utility>

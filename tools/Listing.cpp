@@ -1,6 +1,6 @@
 #include "tools/Listing.h"
 
-#include "tools/Text.h"
+#include "forms/Text.h"
 
 #include <algorithm>
 #include <ostream>

@@ -2,6 +2,8 @@
 
 /// A listing: named columns and rows, printed as an aligned table, as JSON or as CSV.
 
+#include "tools/Failure.h"
+
 #include <iosfwd>
 #include <nlohmann/json.hpp>
 #include <string>

@@ -2,7 +2,7 @@
 
 #include "model/LoamTunnelTypeList.h"
 #include "tools/Listing.h"
-#include "tools/Text.h"
+#include "forms/Text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -151,7 +151,7 @@ std::string Live::call(std::string_view verb, std::string_view argument) {
         Kor::NboAttrLog::CallOrder::overtakes);
     require([&] { return answer->isThere; }, "answer");
     if (!answer->isDone) {
-        throw Refused(shown(answer->text, 1000));
+        throw Refused(Forms::shown(answer->text, 1000));
     }
     return answer->text;
 }

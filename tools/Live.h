@@ -5,12 +5,13 @@
 ///
 ///     tool::Live live({"/run/loam/driver"}, "get");
 ///     tool::Place const place = live.at("lifStatus.appStatus[vtAppMpls]");
-///     ... tool::get(place), or tool::set(place, text, live.roots()); live.deliver(); ...
+///     ... Forms::get(place), or tool::set(place, text, live.roots()); live.deliver(); ...
 ///
 /// Everything throws Refused when it does not come about in the time given.
 
+#include "forms/Path.h"
 #include "link/Connector.h"
-#include "tools/Path.h"
+#include "tools/Failure.h"
 
 #include <chrono>
 #include <functional>

@@ -96,22 +96,22 @@ void serve(Context& context, ServeOptions const& options) {
 void tree(Context& context, LiveOptions const& options, std::string const& path, unsigned depth) {
     Live live(options, "tree");
     if (!path.empty()) {
-        return print(context, tool::tree(live.at(path), depth));
+        return print(context, Forms::tree(live.at(path), depth));
     }
     for (std::string const& root : live.offers()) {
-        print(context, tool::tree(live.at(root), depth));
+        print(context, Forms::tree(live.at(root), depth));
     }
 }
 
 void get(Context& context, LiveOptions const& options, std::string const& path) {
     Live live(options, "get");
-    print(context, tool::get(live.at(path)));
+    print(context, Forms::get(live.at(path)));
 }
 
 void set(Context& context, LiveOptions const& options, std::string const& path, std::string const& value) {
     Live live(options, "set");
     live.mustBeWritable(path);
-    tool::set(live.at(path), value, live.roots());
+    Forms::set(live.at(path), value, live.roots());
     live.deliver();
     static_cast<void>(context);
 }
@@ -119,7 +119,7 @@ void set(Context& context, LiveOptions const& options, std::string const& path, 
 void del(Context& context, LiveOptions const& options, std::string const& path) {
     Live live(options, "del");
     live.mustBeWritable(path);
-    context.out << tool::del(live.at(path)) << '\n';
+    context.out << Forms::del(live.at(path)) << '\n';
     live.deliver();
 }
 

@@ -1,4 +1,4 @@
-#include "attrlog/RecordView.h"
+#include "forms/RecordView.h"
 #include "attrlog/Recording.h"
 #include "attrlog/session/Session.h"
 #include "tools/Commands.h"

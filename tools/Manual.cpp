@@ -3,9 +3,9 @@
 #include "platform/Hardware/Loam/VtAppId.h"
 #include "reflect/IntrospectionReactor.h"
 #include "reflect/Text.h"
-#include "tools/Entries.h"
-#include "tools/Rows.h"
-#include "tools/Text.h"
+#include "forms/Entries.h"
+#include "forms/Rows.h"
+#include "forms/Text.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -145,7 +145,7 @@ std::string commandPage(CLI::App const& command, std::string const& name) {
 
 /// The texts of all, with blanks between them.
 template <class All, class Text>
-std::string words(All const& all, Text const& text) {
+std::string wordsOf(All const& all, Text const& text) {
     std::vector<std::string> texts;
     texts.reserve(std::size(all));
     for (auto const& each : all) {
@@ -171,18 +171,18 @@ std::string choice(CLI::App const& command, CLI::Option const& option) {
         return reads ? "text json wire" : "text json wire row";
     }
     if (is == "TYPE") {
-        return words(Kor::IntrospectionReactor::global()->types(), [](Kor::KorType const* each) {
+        return wordsOf(Kor::IntrospectionReactor::global()->types(), [](Kor::KorType const* each) {
             std::string_view const full = each->name().view();
             return full.substr(full.rfind(':') + 1);
         });
     }
     if (is == "KIND" || option.get_name(true) == "entry") {
-        return words(allKinds(), &Kind::name);
+        return wordsOf(allKinds(), &Kind::name);
     }
     return is.starts_with("CHIP")
-               ? words(supportedChips(), [](Hardware::ChipType chip) { return std::to_string(chip); })
-           : is == "TABLE"  ? words(Hardware::tableInfos(), &Hardware::TableInfo::name)
-           : is == "APP"    ? words(Kor::enumerators<Hardware::Loam::VtAppId>, &Kor::Enumerator::name)
+               ? wordsOf(supportedChips(), [](Hardware::ChipType chip) { return std::to_string(chip); })
+           : is == "TABLE"  ? wordsOf(Hardware::tableInfos(), &Hardware::TableInfo::name)
+           : is == "APP"    ? wordsOf(Kor::enumerators<Hardware::Loam::VtAppId>, &Kor::Enumerator::name)
            : is == "FORMAT" ? "table json csv"
            : is == "WHO"    ? "driver application driver,application"
                             : "";

@@ -228,7 +228,7 @@ private:
     }
     void watch(Root& root, std::string const& path) {
         Place const place = places_.at(path);
-        lines_.addAll(options_.filter.takesAll() ? tool::tree(place) : filteredState(place));
+        lines_.addAll(options_.filter.takesAll() ? Forms::tree(place) : filteredState(place));
         root.watches.push_back(std::make_unique<Watch>(place, [this](Watch::Change const& change) {
             if (options_.filter.takes(change)) {
                 lines_.add(now() + ' ' + textOf(change));
@@ -239,7 +239,7 @@ private:
     /// Without what is between the values, of which a filter takes some.
     std::vector<std::string> filteredState(Place const& place) const {
         std::vector<std::string> lines;
-        for (Watch::Change const& each : tool::values(place)) {
+        for (Watch::Change const& each : Forms::values(place)) {
             if (options_.filter.takes(each)) {
                 lines.push_back(textOf(each));
             }

@@ -2,6 +2,7 @@
 
 /// `loamtunnel monitor`: the state of a live tree, and then each change as it comes.
 
+#include "tools/Failure.h"
 #include "tools/Live.h"
 
 #include <chrono>

@@ -479,7 +479,7 @@ void eachLine(Context& context, std::string const& file,
             std::string const where = name + ':' + std::to_string(number);
             try {
                 visit(line, where);
-            } catch (Failure const& failure) {
+            } catch (Refused const& failure) {
                 context.report(where + ": " + failure.what());
             }
         }
@@ -527,9 +527,9 @@ int run(std::vector<std::string> const& arguments, Context context) {
             app.get_subcommands().empty() ? "" : ' ' + app.get_subcommands()[0]->get_name();
         context.note(oneLine(error.what()) + "; see loamtunnel" + command + " --help");
         context.status = wrongUsageStatus;
-    } catch (Failure const& failure) {
+    } catch (Refused const& failure) {
         context.note(failure.what());
-        context.status = failure.status();
+        context.status = statusOf(failure);
     }
     context.out.flush();
     if (!context.out) {

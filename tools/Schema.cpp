@@ -3,7 +3,7 @@
 #include "tools/Commands.h"
 #include "tools/Declaration.h"
 #include "tools/Failure.h"
-#include "tools/Path.h"
+#include "forms/Path.h"
 
 #include <algorithm>
 #include <fstream>

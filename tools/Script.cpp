@@ -35,11 +35,11 @@ std::vector<Script::Command> const& Script::commands() {
          }},
         {"set", "PATH [VALUE]", "write an attribute or member; make a child", true,
          [](Script& script, std::string_view path, std::string_view value) {
-             tool::set(script.roots_.at(path), value, script.roots_);
+             Forms::set(script.roots_.at(path), value, script.roots_);
          }},
         {"get", "PATH", "print a value, or all members of an attribute that has keys", false,
          [](Script& script, std::string_view path, std::string_view) {
-             script.print(tool::get(script.roots_.at(path)));
+             script.print(Forms::get(script.roots_.at(path)));
          }},
         {"del", "PATH", "delete the member under a key; forget an object by its name", false,
          [](Script& script, std::string_view path, std::string_view) {
@@ -47,13 +47,13 @@ std::vector<Script::Command> const& Script::commands() {
              if (place.attribute == nullptr) {
                  script.roots_.del(place.path);
              } else {
-                 tool::del(place);
+                 Forms::del(place);
              }
          }},
         {"list", "[PATH]", "print the attributes of an object, the keys of an attribute, or all names", false,
          [](Script& script, std::string_view path, std::string_view) {
              if (!path.empty()) {
-                 return script.print(tool::list(script.roots_.at(path)));
+                 return script.print(Forms::list(script.roots_.at(path)));
              }
              for (auto const& [name, box] : script.roots_.all()) {
                  script.out_ << name << ": " << shortName(*box->type()) << '\n';
@@ -65,11 +65,11 @@ std::vector<Script::Command> const& Script::commands() {
              if (!depth || *depth > 1000) {
                  throw Refused("'" + shown(rest) + "' is no depth from 0 to 1000");
              }
-             script.print(tool::tree(script.roots_.at(path), static_cast<unsigned>(*depth)));
+             script.print(Forms::tree(script.roots_.at(path), static_cast<unsigned>(*depth)));
          }},
         {"call", "PATH [ARGUMENT...]", "call an operation and print its result", true,
          [](Script& script, std::string_view path, std::string_view arguments) {
-             if (auto const result = tool::call(script.roots_.at(path), arguments, script.roots_)) {
+             if (auto const result = Forms::call(script.roots_.at(path), arguments, script.roots_)) {
                  script.print({*result});
              }
          }},

@@ -8,7 +8,8 @@
 ///     set lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100] 3
 ///     tree lif
 
-#include "tools/Path.h"
+#include "forms/Path.h"
+#include "tools/Failure.h"
 
 #include <functional>
 #include <iosfwd>

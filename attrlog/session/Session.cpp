@@ -1,6 +1,5 @@
 #include "attrlog/session/Session.h"
 
-#include "attrlog/RecordView.h"
 #include "attrlog/session/internal/Calls.h"
 #include "attrlog/session/internal/Fences.h"
 #include "attrlog/session/internal/Hello.h"
@@ -351,7 +350,7 @@ std::size_t Session::preambleOf(std::span<U8 const> start) noexcept {
     if (!std::equal(magic.begin(), magic.begin() + static_cast<std::ptrdiff_t>(known), start.begin())) {
         return 0;
     }
-    return start.size() < detail::Hello::preambleLength ? RecordWalker::more : detail::Hello::preambleLength;
+    return start.size() < detail::Hello::preambleLength ? more : detail::Hello::preambleLength;
 }
 
 } // namespace Kor::NboAttrLog

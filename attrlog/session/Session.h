@@ -215,8 +215,9 @@ public:
     static constexpr U32 minRecord = 1024;
     /// What a peer sends before all else.
     static constexpr std::array<U8, 8> magic{0x89, 'L', 'o', 'a', 'm', 'L', 'o', 'g'};
-    /// How many of the first bytes of a stream, given those so far, are no records: for
-    /// RecordWalker::preambleIs. 0 for a stream that is no session's.
+    /// How many of the first bytes of a stream, given those so far, are no records, or `more` if that
+    /// cannot be told yet. 0 for a stream that is no session's.
+    static constexpr std::size_t more = ~std::size_t{0};
     static std::size_t preambleOf(std::span<U8 const> start) noexcept;
 
     // What the service does.

@@ -2,7 +2,7 @@
 #include "demo/LifDriver.h"
 #include "link/Connector.h"
 #include "tests/tools/InFolder.h"
-#include "tools/Entries.h"
+#include "forms/Entries.h"
 #include "tools/Live.h"
 
 #include <algorithm>

@@ -48,6 +48,7 @@ find-package)
     "$CMAKE" --build "$WORK/find-package"
     "$WORK/find-package/consumer"
     "$WORK/find-package/link" "$WORK/find-package.socket"
+    [ "$("$WORK/find-package/forms")" = "0x00000064 0x00000000 0x00000000 0x00000003" ] || fail "forms gives another row"
     ;;
 pkg-config)
     PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig

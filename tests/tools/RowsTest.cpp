@@ -4,7 +4,7 @@
 #include "support/Tables.h"
 #include "tools/Commands.h"
 #include "tools/Diagram.h"
-#include "tools/Entries.h"
+#include "forms/Entries.h"
 #include "tools/Failure.h"
 
 #include <algorithm>
@@ -222,10 +222,10 @@ TEST(Diagrams, ShowEveryFieldOfEveryRow) {
         tool::Diagram const diagram(form);
         std::string const text = diagram.text();
         std::string const svg = diagram.svg();
-        tool::Json const wave = diagram.wavedrom();
+        Kor::Forms::Json const wave = diagram.wavedrom();
         EXPECT_TRUE(isWellFormed(svg)) << diagram.title();
         U32 bits = 0;
-        for (tool::Json const& each : wave["reg"]) {
+        for (Kor::Forms::Json const& each : wave["reg"]) {
             bits += each["bits"].get<U32>();
         }
         EXPECT_EQ(bits, form.table->words * 32u) << diagram.title();

@@ -262,10 +262,10 @@ TEST(Script, TakesDeepTrees) {
     std::size_t const many = 40'000; // more than any stack has room for
     tool::Roots roots;
     roots.add("top", Kor::boxOf(chain(many)));
-    EXPECT_EQ(tool::tree(roots.at("top"), 1000).back(), std::string(2000, ' ') + "entry[d]: Dir ...");
-    EXPECT_EQ(tool::list(roots.at("top" + repeated(".entry[d]", many - 1))),
+    EXPECT_EQ(Kor::Forms::tree(roots.at("top"), 1000).back(), std::string(2000, ' ') + "entry[d]: Dir ...");
+    EXPECT_EQ(Kor::Forms::list(roots.at("top" + repeated(".entry[d]", many - 1))),
               std::vector<std::string>{"entry[Name]: Entity"});
-    EXPECT_EQ(tool::get(roots.at("top" + repeated(".entry[d]", many - 1)))[0].size(), 2 * many + 1);
+    EXPECT_EQ(Kor::Forms::get(roots.at("top" + repeated(".entry[d]", many - 1)))[0].size(), 2 * many + 1);
     EXPECT_THROW(tool::Watch(roots.at("top"), nullptr), tool::Refused);
     roots.del("top"); // ends them all
 
@@ -295,7 +295,7 @@ std::string defaultText(KorType const& type) {
     if (type.typeName() == "Bridging::VlanId") {
         return "1";
     }
-    return tool::textOf(type.genericIf(static_cast<void const*>(nullptr), false));
+    return Kor::Forms::textOf(type.genericIf(static_cast<void const*>(nullptr), false));
 }
 
 TEST(Script, MakesAndDrivesEveryType) {

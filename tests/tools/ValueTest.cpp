@@ -4,7 +4,7 @@
 #include "support/AnyValue.h"
 #include "tests/tools/Process.h"
 #include "tools/Failure.h"
-#include "tools/Values.h"
+#include "forms/Values.h"
 
 #include <string>
 #include <vector>
@@ -21,13 +21,13 @@ TEST(Value, OfEveryTypeGoesThroughJsonAndBytes) {
         for (int round = 0; round < 10; ++round) {
             support::Box const box = support::randomBox(*type, random);
             std::string const inJson =
-                tool::jsonOf(*box).dump(-1, ' ', true, tool::Json::error_handler_t::replace);
+                Kor::Forms::jsonOf(*box).dump(-1, ' ', true, Kor::Forms::Json::error_handler_t::replace);
             if (inJson.find("\\ufffd") == inJson.npos) { // the bytes of a string may be no UTF-8
-                ASSERT_TRUE(support::areEqual(tool::boxOfJson(*type, inJson), box)) << inJson;
+                ASSERT_TRUE(support::areEqual(Kor::Forms::boxOfJson(*type, inJson), box)) << inJson;
             }
             try {
-                std::string const hex = tool::hexOf(*box);
-                ASSERT_TRUE(support::areEqual(tool::boxOfHex(*type, hex), box)) << hex;
+                std::string const hex = Kor::Forms::hexOf(*box);
+                ASSERT_TRUE(support::areEqual(Kor::Forms::boxOfHex(*type, hex), box)) << hex;
             } catch (tool::Refused const& refused) {
                 ASSERT_TRUE(std::string(refused.what()).ends_with(" has no byte form")) << refused.what();
                 ++withoutBytes;

@@ -4,39 +4,39 @@
 /// be a value in text form, `Value('Hardware::LoamTunnel::AradLifEntry', ** {...})`; one whose text is a bare
 /// number has its kind before it, `EvecValue 0x12345`.
 
-#include "tools/Kind.h"
-#include "tools/Rows.h"
-#include "tools/Values.h"
+#include "forms/Kind.h"
+#include "forms/Rows.h"
+#include "forms/Values.h"
 
 #include <memory>
 #include <string>
 #include <vector>
 
-namespace tool {
+namespace Kor::Forms {
 
-/// All kinds, declared in tools/Kinds.cpp.
-std::vector<Kind> const& allKinds();
+/// All kinds, declared in forms/Kinds.cpp.
+KOR_EXPORT std::vector<Kind> const& allKinds();
 
 /// The kind of that name or other name, Refused when there is none that can be written to a row.
-Kind const& kindNamed(std::string_view word);
+KOR_EXPORT Kind const& kindNamed(std::string_view word);
 
-struct Entry {
+struct KOR_EXPORT Entry {
     Kind const* kind;
     std::unique_ptr<Draft> draft;
 };
 
 /// The entry that the value in the box is. Refused when there is no row for it.
-Entry entryOf(Kor::GenericIf const& box);
+KOR_EXPORT Entry entryOf(Kor::GenericIf const& box);
 
 /// Reads an entry: a value in text form, or the kind, then `field=value` in any number, set in that order. A
 /// value is a decimal or 0x number or one of the attribute's words. Refused with the reason when anything is
 /// not as it should be.
-Entry parseEntry(std::string_view text);
+KOR_EXPORT Entry parseEntry(std::string_view text);
 
 /// What a LIF's application asks for; Refused for an entry of another kind.
-Hardware::LoamTunnel::AradLifEntry lifOf(Entry const& entry);
+KOR_EXPORT Hardware::LoamTunnel::AradLifEntry lifOf(Entry const& entry);
 
-struct EncodedRow {
+struct KOR_EXPORT EncodedRow {
     RowForm form;
     Words words;
     /// What of the entry did not reach the row though the encoder allows it.
@@ -45,6 +45,6 @@ struct EncodedRow {
 
 /// The row of the entry on a chip, all bits 0 that the encoder does not write. Refused when the encoder's
 /// contract excludes the entry on this chip.
-EncodedRow encodeEntry(Entry const& entry, Hardware::ChipType chip);
+KOR_EXPORT EncodedRow encodeEntry(Entry const& entry, Hardware::ChipType chip);
 
-} // namespace tool
+} // namespace Kor::Forms

@@ -1,7 +1,7 @@
 #pragma once
 
 /// A kind of entry that `encode` takes: a value class, the table and variant of the row that it becomes, and
-/// its encoder. A kind is one declaration in tools/Kinds.cpp:
+/// its encoder. A kind is one declaration in forms/Kinds.cpp:
 ///
 ///     kindOf<AradLifAcMp, LifTable>(1, AradLifAcMp(lifAcMp))
 ///
@@ -15,13 +15,13 @@
 ///
 /// What the encoder requires of the caller, and the widths do not say, is declared as limits.
 
+#include "forms/Text.h"
 #include "platform/Hardware/ChipType.h"
 #include "reflect/Enumeration.h"
 #include "reflect/Value.h"
 #include "reflect/box/GenericIf.h"
 #include "runtime/Exception.h"
 #include "tables/TableInfos.h"
-#include "tools/Text.h"
 #include "values/AradLifEntry.h"
 
 #include <algorithm>
@@ -35,7 +35,7 @@
 #include <utility>
 #include <vector>
 
-namespace tool {
+namespace Kor::Forms {
 
 /// What of a value can be set by name.
 struct AttributeInfo {
@@ -57,7 +57,7 @@ struct Limit {
 };
 
 /// A value that is being put together by attribute number.
-class Draft {
+class KOR_EXPORT Draft {
 public:
     virtual ~Draft() = default;
     /// Takes a number of at most `most`. Lets a Kor::RangeException of the value out.
@@ -69,7 +69,7 @@ public:
     virtual std::optional<Hardware::LoamTunnel::AradLifEntry> lif() const = 0;
 };
 
-struct Kind {
+struct KOR_EXPORT Kind {
     std::string name;
     /// Another name for it, if not empty.
     std::string alias;
@@ -345,4 +345,4 @@ Kind kindOf(U8 variant, V const& initial, std::vector<Limit> limits = {}, std::s
     return kind;
 }
 
-} // namespace tool
+} // namespace Kor::Forms

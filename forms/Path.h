@@ -2,20 +2,20 @@
 
 /// Places in objects by dotted paths, and what can be done at a place, over the generic interface alone.
 ///
-///     tool::Roots roots;
+///     Kor::Forms::Roots roots;
 ///     roots.add("lif", Kor::boxOf(lifAppConfigDirFactory("lif")));
 ///     auto const place = roots.at("lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]");
-///     tool::set(place, "3", roots);
-///     tool::get(place);                                      // {"3"}
-///     tool::set(roots.at("lif.appConfig[vtAppArad]"), "", roots); // makes a child
+///     Kor::Forms::set(place, "3", roots);
+///     Kor::Forms::get(place);                                      // {"3"}
+///     Kor::Forms::set(roots.at("lif.appConfig[vtAppArad]"), "", roots); // makes a child
 ///
 /// A path begins with the name of a root. `.name` or `.id` is an attribute, `[key]` a member of an attribute
-/// that has keys. What stands in the brackets, and what is set, is read as tools/ValueText.h says.
+/// that has keys. What stands in the brackets, and what is set, is read as forms/ValueText.h says.
 ///
-/// Whatever fails is a Refused (tools/Failure.h) of one line that says what is wrong and what would be right.
+/// Whatever fails is a Refused (forms/Refused.h) of one line that says what is wrong and what would be right.
 /// All of it runs on the thread of the objects.
 
-#include "tools/ValueText.h"
+#include "forms/ValueText.h"
 
 #include <functional>
 #include <map>
@@ -24,10 +24,10 @@
 #include <string>
 #include <vector>
 
-namespace tool {
+namespace Kor::Forms {
 
 /// A place in an object: the object as a whole, one of its attributes, or a member of one under a key.
-struct Place {
+struct KOR_EXPORT Place {
     /// A member that is an object.
     struct Step {
         Kor::KorAttr const* attribute;
@@ -49,7 +49,7 @@ struct Place {
 };
 
 /// Objects and values by name, where paths begin.
-class Roots {
+class KOR_EXPORT Roots {
 public:
     using Map = std::map<std::string, Box, std::less<>>;
 
@@ -62,7 +62,7 @@ public:
     /// Refused for a path that leads nowhere. The attribute or the member at its very end may be one that is
     /// yet to be set.
     Place at(std::string_view path) const;
-    /// For tools/ValueText.h: what is at the path.
+    /// For forms/ValueText.h: what is at the path.
     Find find() const;
 
 private:
@@ -73,37 +73,39 @@ private:
 
 /// "name: type", "name[type of the key]: type" or "name(argument: type): type", this without the last type
 /// where there is no result. `typeText` says how a type is written.
-std::string signatureOf(Kor::KorAttr const& attribute, std::string (*typeText)(std::string const& fullName));
+KOR_EXPORT std::string signatureOf(Kor::KorAttr const& attribute,
+                                   std::string (*typeText)(std::string const& fullName));
 /// A type by its short name.
-std::string shortTypeText(std::string const& fullName);
+KOR_EXPORT std::string shortTypeText(std::string const& fullName);
 
 /// What is at the place, null for an absent or null object. Refused for an attribute with keys and for an
 /// operation.
-Box valueAt(Place const& place);
+KOR_EXPORT Box valueAt(Place const& place);
 
 /// The text of what is at the place; of an attribute with keys a line a member, `path[key] = text`.
-std::vector<std::string> get(Place const& place);
+KOR_EXPORT std::vector<std::string> get(Place const& place);
 
 /// Writes a value; of children makes the one of the key, without a text; of references `None` is a null one.
-void set(Place const& place, std::string_view text, Roots const& roots);
+KOR_EXPORT void set(Place const& place, std::string_view text, Roots const& roots);
 
 /// Takes out the member under a key, and gives the text of what it was.
-std::string del(Place const& place);
+KOR_EXPORT std::string del(Place const& place);
 
 /// The attributes of an object, as `name: type`; the keys of an attribute that has keys.
-std::vector<std::string> list(Place const& place);
+KOR_EXPORT std::vector<std::string> list(Place const& place);
 
 /// Calls the operation at the place with arguments, and gives the text of the result, if it has one.
-std::optional<std::string> call(Place const& place, std::string_view arguments, Roots const& roots);
+KOR_EXPORT std::optional<std::string> call(Place const& place, std::string_view arguments,
+                                           Roots const& roots);
 
 /// All that is below the place, indented, an attribute or member a line. Objects below the depth are shown
 /// without what is in them.
-std::vector<std::string> tree(Place const& place, unsigned depth = 16);
+KOR_EXPORT std::vector<std::string> tree(Place const& place, unsigned depth = 16);
 
 /// Hears of each change at a place and of all objects below it, from its construction to its end. It goes by
 /// the path: of a child that is deleted and made again it hears both, and then of the new one. So it does of
 /// the objects that the path leads through.
-class Watch {
+class KOR_EXPORT Watch {
 public:
     struct Change {
         std::string path;
@@ -145,9 +147,9 @@ private:
 };
 
 /// Each value below the place, as if it had just been set.
-std::vector<Watch::Change> values(Place const& place, unsigned depth = 16);
+KOR_EXPORT std::vector<Watch::Change> values(Place const& place, unsigned depth = 16);
 
 /// "path = text", or "path deleted", and the note in parentheses.
-std::string textOf(Watch::Change const& change);
+KOR_EXPORT std::string textOf(Watch::Change const& change);
 
-} // namespace tool
+} // namespace Kor::Forms

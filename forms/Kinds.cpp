@@ -1,12 +1,12 @@
+#include "forms/Entries.h"
 #include "tables/EvecTable.h"
 #include "tables/LifTable.h"
 #include "tables/OutAcBank.h"
-#include "tools/Entries.h"
 #include "values/LoamTunnelTypes.h"
 
 #include <vector>
 
-namespace tool {
+namespace Kor::Forms {
 
 namespace {
 
@@ -57,4 +57,4 @@ std::vector<Kind> const& allKinds() {
     return all;
 }
 
-} // namespace tool
+} // namespace Kor::Forms

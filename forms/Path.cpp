@@ -1,14 +1,14 @@
-#include "tools/Path.h"
+#include "forms/Path.h"
 
+#include "forms/Text.h"
 #include "runtime/BreachGuard.h"
-#include "tools/Text.h"
 
 #include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
 
-namespace tool {
+namespace Kor::Forms {
 
 namespace {
 
@@ -576,4 +576,4 @@ std::string textOf(Watch::Change const& change) {
     return change.note.empty() ? text : text.append(" (").append(change.note).append(")");
 }
 
-} // namespace tool
+} // namespace Kor::Forms

@@ -1,6 +1,6 @@
-#include "tools/Entries.h"
+#include "forms/Entries.h"
 
-#include "tools/Failure.h"
+#include "forms/Refused.h"
 #include "values/LifType.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace tool {
+namespace Kor::Forms {
 
 namespace {
 
@@ -115,8 +115,9 @@ Entry parseEntry(std::string_view text) {
             throw Refused(kind.attributes[attribute].name + " is given twice");
         }
         given[attribute] = true;
+        U64 const number = valueOf(kind, kind.attributes[attribute], word.substr(sign + 1));
         try {
-            entry.draft->set(attribute, valueOf(kind, kind.attributes[attribute], word.substr(sign + 1)));
+            entry.draft->set(attribute, number);
         } catch (Kor::Exception const& refused) {
             throw Refused(shown(word) + " of " + kind.name + " is out of range: " + refused.what());
         }
@@ -152,4 +153,4 @@ EncodedRow encodeEntry(Entry const& entry, Hardware::ChipType chip) {
     return row;
 }
 
-} // namespace tool
+} // namespace Kor::Forms

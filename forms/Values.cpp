@@ -1,16 +1,16 @@
-#include "tools/Values.h"
+#include "forms/Values.h"
 
 #include "attrlog/adapter/WireForm.h"
+#include "forms/Refused.h"
 #include "reflect/IntrospectionReactor.h"
 #include "reflect/Text.h"
-#include "tools/Failure.h"
 
 #include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
 
-namespace tool {
+namespace Kor::Forms {
 
 namespace {
 
@@ -285,4 +285,4 @@ Box boxOfStructured(std::string_view text) {
     }
 }
 
-} // namespace tool
+} // namespace Kor::Forms

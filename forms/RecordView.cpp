@@ -1,4 +1,4 @@
-#include "attrlog/RecordView.h"
+#include "forms/RecordView.h"
 
 #include "reflect/AttrLogType.h"
 

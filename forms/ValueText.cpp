@@ -1,14 +1,14 @@
-#include "tools/ValueText.h"
+#include "forms/ValueText.h"
 
+#include "forms/Entries.h"
 #include "reflect/Text.h"
 #include "reflect/TypeName.h"
-#include "tools/Entries.h"
 
 #include <algorithm>
 #include <optional>
 #include <set>
 
-namespace tool {
+namespace Kor::Forms {
 
 namespace {
 
@@ -215,7 +215,7 @@ void setField(Box const& box, Field const& field, Find const& find) {
     }
 }
 
-/// The type of a kind of row entry (tools/Kind.h) follows from the kind.
+/// The type of a kind of row entry (forms/Kind.h) follows from the kind.
 Box impliedArgument(KorType const& type, Argument const& argument) {
     if (!argument.type->isEnumType()) {
         return nullptr;
@@ -554,4 +554,4 @@ Box makeNew(KorType const& type, std::string_view name, std::string_view text, F
     });
 }
 
-} // namespace tool
+} // namespace Kor::Forms

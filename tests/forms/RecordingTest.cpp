@@ -2,7 +2,7 @@
 
 #include "attrlog/Recording.h"
 
-#include "attrlog/RecordView.h"
+#include "forms/RecordView.h"
 #include "support/Link.h"
 
 #include <gtest/gtest.h>

@@ -9,28 +9,27 @@
 ///     true                                      as well as True
 ///     AradLifAcMp vsi=100 vlanEditVid1=20       a type and fields of it, the others have their default
 ///     EvecKey fapMask=3 index=(EvecIndex value=4)   in parentheses where there are blanks
-///     $lif.appConfig[vtAppMpls].app             what a path (tools/Path.h) leads to
+///     $lif.appConfig[vtAppMpls].app             what a path (forms/Path.h) leads to
 ///
 /// A value of a derived type stands for one of its base. An object is given by a path, none by `None`.
 ///
 /// A number that the type cannot hold is refused, and so is a path in a path in a path beyond reason. Every
-/// fault is a Refused (tools/Failure.h).
+/// fault is a Refused (forms/Refused.h).
 
+#include "forms/Refused.h"
+#include "forms/Values.h"
 #include "reflect/KorType.h"
 #include "reflect/box/GenericIf.h"
-#include "tools/Failure.h"
 
 #include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace tool {
-
-using Box = Kor::Ptr<Kor::GenericIf>;
+namespace Kor::Forms {
 
 /// Follows a text past quotes and brackets.
-class Nesting {
+class KOR_EXPORT Nesting {
 public:
     /// Whether the character stands outside of all quotes and brackets, of which it may be the first or last.
     bool step(char c);
@@ -49,20 +48,20 @@ private:
     char wrong_ = 0;
 };
 
-std::string_view trimmed(std::string_view text);
+KOR_EXPORT std::string_view trimmed(std::string_view text);
 
 /// The text cut at blanks outside of quotes and brackets. Refused if these do not match.
-std::vector<std::string_view> words(std::string_view text);
+KOR_EXPORT std::vector<std::string_view> words(std::string_view text);
 
 /// The short name of a type, with those of the types around it, such as "FapTypeProperties::Properties".
-std::string shortName(Kor::KorType const& type);
+KOR_EXPORT std::string shortName(Kor::KorType const& type);
 
 /// The type of that full name, or of that last part of it. Refused if there is none.
-Kor::KorType& typeNamed(std::string_view name);
+KOR_EXPORT Kor::KorType& typeNamed(std::string_view name);
 
 /// Finds what a path leads to, for texts that name objects. A key in such a path may be a path again, but not
 /// without end: what reads it gets a Find that knows how deep it stands.
-class Find {
+class KOR_EXPORT Find {
 public:
     /// Null for nothing.
     using Follow = std::function<Box(std::string_view path, Find const& inner)>;
@@ -79,30 +78,21 @@ private:
 };
 
 /// A value of exactly that type; of an object type, an object of it or of a derived one, or null for `None`.
-Box readValue(Kor::KorType const& type, std::string_view text, Find const& find);
+KOR_EXPORT Box readValue(Kor::KorType const& type, std::string_view text, Find const& find);
 
 /// A new object or value from a text: the arguments of its constructor in order, or as `name=value`; a value
 /// also from its text or from fields. An object that is made from a name, and is given none, is called
 /// `name`.
-Box makeNew(Kor::KorType const& type, std::string_view name, std::string_view text, Find const& find);
+KOR_EXPORT Box makeNew(Kor::KorType const& type, std::string_view name, std::string_view text,
+                       Find const& find);
 
 /// A key as it is written in a path: without the quotes that it can do without.
-std::string keyText(Kor::GenericIf const& key);
+KOR_EXPORT std::string keyText(Kor::GenericIf const& key);
 
 /// The text of what is in the box, "None" for a null box.
-std::string textOf(Kor::Ptr<Kor::GenericIf const> const& box);
+KOR_EXPORT std::string textOf(Kor::Ptr<Kor::GenericIf const> const& box);
 
 /// Reads the arguments of an operation, in order. Refused when there are too few or too many.
-Box readArguments(Kor::KorAttr const& operation, std::string_view text, Find const& find);
+KOR_EXPORT Box readArguments(Kor::KorAttr const& operation, std::string_view text, Find const& find);
 
-/// Calls `attempt`, and refuses what it refuses by a Kor::Exception, with `what` before the words.
-template <class Attempt>
-auto refusing(std::string_view what, Attempt const& attempt) -> decltype(attempt()) {
-    try {
-        return attempt();
-    } catch (Kor::Exception const& exception) {
-        throw Refused(std::string(what) + ": " + exception.what());
-    }
-}
-
-} // namespace tool
+} // namespace Kor::Forms

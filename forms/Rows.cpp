@@ -1,8 +1,8 @@
-#include "tools/Rows.h"
+#include "forms/Rows.h"
 
+#include "forms/Refused.h"
 #include "platform/SiliconKit/AsicBase.h"
 #include "reflect/Enumeration.h"
-#include "tools/Failure.h"
 
 #include <algorithm>
 #include <cstring>
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace tool {
+namespace Kor::Forms {
 
 using Hardware::ChipType;
 using Hardware::FieldPlace;
@@ -207,4 +207,4 @@ Address addressOf(RowForm const& form, U64 entry, U64 arrayIndex, U64 identifier
     return result;
 }
 
-} // namespace tool
+} // namespace Kor::Forms

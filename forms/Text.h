@@ -10,22 +10,16 @@
 #include <string_view>
 #include <vector>
 
-namespace tool {
-
-using Kor::S32;
-using Kor::U16;
-using Kor::U32;
-using Kor::U64;
-using Kor::U8;
+namespace Kor::Forms {
 
 /// A whole number, decimal or with 0x in hexadecimal; nothing for any other text or above 64 bits.
-std::optional<U64> parseNumber(std::string_view text);
+KOR_EXPORT std::optional<U64> parseNumber(std::string_view text);
 
 /// "0x" and at least that many lower-case digits.
-std::string hex(U64 number, int digits);
+KOR_EXPORT std::string hex(U64 number, int digits);
 
 /// "3, 4 and 5".
-std::string enumerate(std::vector<std::string> const& words, std::string_view last = "and");
+KOR_EXPORT std::string enumerate(std::vector<std::string> const& words, std::string_view last = "and");
 
 /// The words with a separator between them.
 template <class Words>
@@ -41,13 +35,13 @@ std::string join(Words const& words, std::string_view separator = " ") {
 }
 
 /// The text cut at blanks and at characters of `more`.
-std::vector<std::string_view> split(std::string_view text, std::string_view more = "");
+KOR_EXPORT std::vector<std::string_view> split(std::string_view text, std::string_view more = "");
 
 /// What to say about an unknown word: "; did you mean A or B?" with those that are close to it, otherwise
 /// "; there are " and all.
-std::string suggest(std::string_view word, std::vector<std::string> const& known);
+KOR_EXPORT std::string suggest(std::string_view word, std::vector<std::string> const& known);
 
 /// A word of the user's for a message: cut when long, with what is not printable replaced.
-std::string shown(std::string_view word, std::size_t longest = 60);
+KOR_EXPORT std::string shown(std::string_view word, std::size_t longest = 60);
 
-} // namespace tool
+} // namespace Kor::Forms

@@ -1,10 +1,10 @@
-#include "tools/Text.h"
+#include "forms/Text.h"
 
 #include <algorithm>
 #include <charconv>
 #include <numeric>
 
-namespace tool {
+namespace Kor::Forms {
 
 std::optional<U64> parseNumber(std::string_view text) {
     bool const isHex = text.starts_with("0x") || text.starts_with("0X");
@@ -104,4 +104,4 @@ std::string shown(std::string_view word, std::size_t longest) {
     return word.size() > longest ? text + "..." : text;
 }
 
-} // namespace tool
+} // namespace Kor::Forms
