@@ -75,16 +75,15 @@ install(FILES gdb/libLoamTunnel-gdb.py COMPONENT library
 
 if(TARGET LoamTunnelLink)
   # The two libraries lie side by side.
-  set_target_properties(LoamTunnelLink PROPERTIES INSTALL_RPATH "$ORIGIN")
+  set_target_properties(LoamTunnelLink PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${LOAM_BUILD_LIBDIR}
+    INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
   loam_install_library(LoamTunnelLink)
   configure_file(cmake/loamtunnel-link.pc.in ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel-link.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/loamtunnel-link.pc DESTINATION ${LOAM_PC_DIR} COMPONENT dev)
 endif()
 
 if(TARGET loamtunnel)
-  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
-    OUTPUT_VARIABLE LOAM_BIN_TO_LIB)
-  set_target_properties(loamtunnel PROPERTIES INSTALL_RPATH "$ORIGIN/${LOAM_BIN_TO_LIB}")
+  set_target_properties(loamtunnel PROPERTIES INSTALL_RPATH "$ORIGIN/${LOAM_BIN_TO_LIB}" BUILD_WITH_INSTALL_RPATH ON)
   install(TARGETS loamtunnel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   # The program knows its own command line.
   loam_text(loamtunnel.1 loamtunnel loamtunnel --manual-page)
