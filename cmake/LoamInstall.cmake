@@ -29,7 +29,7 @@ function(loam_install_library TARGET)
 endfunction()
 
 # The library needs no package itself, so its exported target is the whole package config, which takes in those of the
-# components Link and Forms, where they are installed.
+# components Link, Forms and Testing, where they are installed.
 loam_install_library(LoamTunnel)
 install(FILES cmake/LoamTunnelConfig.cmake DESTINATION ${LOAM_CMAKE_DIR} COMPONENT dev)
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/LoamTunnelConfigVersion.cmake
@@ -73,10 +73,11 @@ install(FILES gdb/libLoamTunnel-gdb.py COMPONENT library
   DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/${CMAKE_INSTALL_FULL_LIBDIR}
   RENAME libLoamTunnel.so.${LOAM_LIBRARY_VERSION}-gdb.py)
 
-foreach(OTHER Link Forms)
+foreach(OTHER Link Forms Testing)
   if(TARGET LoamTunnel${OTHER})
     # The libraries lie side by side.
-    set_target_properties(LoamTunnel${OTHER} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    set_target_properties(LoamTunnel${OTHER} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${LOAM_BUILD_LIBDIR}
+      INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
     loam_install_library(LoamTunnel${OTHER})
     string(TOLOWER loamtunnel-${OTHER}.pc PC)
     configure_file(cmake/${PC}.in ${CMAKE_CURRENT_BINARY_DIR}/${PC} @ONLY)
@@ -85,9 +86,7 @@ foreach(OTHER Link Forms)
 endforeach()
 
 if(TARGET loamtunnel)
-  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
-    OUTPUT_VARIABLE LOAM_BIN_TO_LIB)
-  set_target_properties(loamtunnel PROPERTIES INSTALL_RPATH "$ORIGIN/${LOAM_BIN_TO_LIB}")
+  set_target_properties(loamtunnel PROPERTIES INSTALL_RPATH "$ORIGIN/${LOAM_BIN_TO_LIB}" BUILD_WITH_INSTALL_RPATH ON)
   install(TARGETS loamtunnel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   # The program knows its own command line.
   loam_text(loamtunnel.1 loamtunnel loamtunnel --manual-page)

@@ -21,6 +21,12 @@ function(loam_glob OUT PATTERN)
   set(${OUT} ${FOUND} PARENT_SCOPE)
 endfunction()
 
+# What makes a fault harder to use against a program, where the machine has it.
+include(CheckCXXCompilerFlag)
+if(PROJECT_IS_TOP_LEVEL)
+  check_cxx_compiler_flag(-fcf-protection LOAM_HAS_CF_PROTECTION)
+endif()
+
 function(loam_defaults TARGET)
   set_target_properties(${TARGET} PROPERTIES
     CXX_STANDARD 20
@@ -37,6 +43,10 @@ function(loam_defaults TARGET)
       target_compile_options(${TARGET} PRIVATE -Wno-subobject-linkage)
     endif()
     target_compile_definitions(${TARGET} PRIVATE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+    # In optimised builds: the others have sanitizers and checks of their own.
+    target_compile_options(${TARGET} PRIVATE "$<$<NOT:$<CONFIG:Debug>>:-fstack-protector-strong;\
+-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2;$<$<BOOL:${LOAM_HAS_CF_PROTECTION}>:-fcf-protection>>")
+    target_link_options(${TARGET} PRIVATE LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
   endif()
   # A test copies and repeats on purpose; the compilers' warnings are enough for it.
   if(LOAM_TIDY AND NOT CMAKE_CURRENT_SOURCE_DIR MATCHES "^${LoamTunnel_SOURCE_DIR}/(tests|fuzz)")

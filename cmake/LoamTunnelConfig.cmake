@@ -1,7 +1,7 @@
-# find_package(LoamTunnel [COMPONENTS Link Forms]): the target LoamTunnel::LoamTunnel, and LoamTunnel::Link and
-# LoamTunnel::Forms where they are installed.
+# find_package(LoamTunnel [COMPONENTS Link Forms Testing]): the target LoamTunnel::LoamTunnel, and LoamTunnel::Link,
+# LoamTunnel::Forms and LoamTunnel::Testing where they are installed.
 include(${CMAKE_CURRENT_LIST_DIR}/LoamTunnelTargets.cmake)
-foreach(COMPONENT Link Forms)
+foreach(COMPONENT Link Forms Testing)
   if(EXISTS ${CMAKE_CURRENT_LIST_DIR}/LoamTunnel${COMPONENT}Targets.cmake)
     include(${CMAKE_CURRENT_LIST_DIR}/LoamTunnel${COMPONENT}Targets.cmake)
     set(LoamTunnel_${COMPONENT}_FOUND TRUE)

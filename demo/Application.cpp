@@ -2,10 +2,10 @@
 
 #include "attrlog/session/Diagnostics.h"
 #include "demo/Demo.h"
-#include "demo/ImageLock.h"
 #include "demo/LifDriver.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
+#include "link/LockFile.h"
 #include "reflect/Text.h"
 #include "forms/Entries.h"
 #include "tools/Live.h"
@@ -170,7 +170,13 @@ private:
 void driver(Context& context, DriverOptions const& options) {
     auto const chip = chipNumber(options.chip);
     auto const address = addressOf(options.address);
-    ImageLock const lock(options.image);
+    std::string const lockPath = options.image + ".lock";
+    std::optional<Kor::Link::LockFile> lock;
+    refusing("cannot have the chip", [&] { lock = Kor::Link::LockFile::take(lockPath); });
+    if (!lock) {
+        throw Refused("another driver has the chip of " + shown(options.image) + ": it holds " +
+                      shown(lockPath));
+    }
     Kor::Link::Loop loop;
     loop.signalsAre({SIGINT, SIGTERM, SIGHUP}, [&](int) { loop.stop(); });
     auto const service = Kor::makePtr<Service>();

@@ -2,7 +2,7 @@
 
 /// The owner of a chip's LIF table: it answers what applications ask for with places, and writes the rows.
 ///
-///     tool::ImageLock const lock("chip.img");
+///     auto const lock = Kor::Link::LockFile::take("chip.img.lock"); // and nothing further without it
 ///     auto const driver = Kor::makePtr<tool::LifDriver>(Hardware::jerichoChip8, "chip.img", tool::Sync::full, hooks);
 ///     driver->offerTo(*service);        // "lifConfig" takes what applications push, "lifStatus" has the answers
 ///     ... a loop, in which hooks.later has driver->commit() called ...

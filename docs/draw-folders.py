@@ -13,7 +13,7 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-FOLDERS = ["runtime", "reflect", "attrlog", "platform", "chip", "tables", "values", "model", "owner", "link", "forms", "page",
+FOLDERS = ["runtime", "reflect", "attrlog", "platform", "chip", "tables", "values", "model", "owner", "testing", "link", "forms", "page",
            "demo", "tools"]
 SAYS = {
     "runtime": "counted objects, strings, collections, notification",
@@ -25,6 +25,7 @@ SAYS = {
     "values": "values and the three encoders",
     "model": "the entities",
     "owner": "places and indexes for who owns a table",
+    "testing": "owners for the tests of applications",
     "link": "sessions on sockets",
     "forms": "values, keys, paths as text and JSON",
     "page": "the page of chip tables",

@@ -2,7 +2,9 @@
 
 #include "runtime/HandlerExceptions.h"
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <optional>
 #include <span>
 
@@ -10,8 +12,15 @@ namespace Kor::Link {
 
 namespace {
 
-/// How much of one connection goes in or out before it is the turn of the others.
-constexpr std::ptrdiff_t atOnce = 1 << 18;
+/// A turn ends with the first piece that is done after this time. A piece of small records takes about as
+/// long.
+constexpr std::chrono::microseconds turnTime(250);
+constexpr std::size_t readPiece = 4096;
+constexpr std::size_t writePiece = 65536;
+
+std::span<U8> piece(std::span<U8> bytes) {
+    return bytes.first(std::min(bytes.size(), readPiece));
+}
 
 } // namespace
 
@@ -36,11 +45,10 @@ void Connection::start() {
 }
 
 void Connection::waitToRead() {
+    isReadable_ = false;
     descriptor_.async_wait(asio::posix::stream_descriptor::wait_read,
                            [self = shared_from_this()](asio::error_code const& error) {
-                               if (!error && !self->isEnded_) {
-                                   self->readable();
-                               }
+                               self->isReadable_ = !error; // the loop's next turn goes on
                            });
 }
 
@@ -49,26 +57,35 @@ void Connection::waitToWrite() {
     descriptor_.async_wait(asio::posix::stream_descriptor::wait_write,
                            [self = shared_from_this()](asio::error_code const& error) {
                                if (!error) {
-                                   self->isWriting_ = false; // the loop's next sweep goes on
+                                   self->isWriting_ = false;
                                }
                            });
 }
 
-void Connection::readable() {
-    std::array<U8, 4096> discarded;
-    for (std::ptrdiff_t left = atOnce; left > 0;) {
+bool Connection::turn() {
+    auto const self = shared_from_this();
+    auto const end = Loop::Impl::Clock::now() + turnTime;
+    bool const hasRead = read(end);
+    return pump(end) || hasRead;
+}
+
+bool Connection::read(Loop::Impl::Clock::time_point end) {
+    bool hasRead = false;
+    while (isReadable_ && !isEnded_) {
+        std::array<U8, readPiece> discarded;
         // A session that is open takes any record, so that there is room once it has applied what has come.
-        std::span<U8> const to = session_->isOpen() ? session_->in()->writable() : std::span<U8>(discarded);
+        std::span<U8> const to = piece(session_->isOpen() ? session_->in()->writable() : discarded);
         int error = 0;
         std::ptrdiff_t const n = receiveFrom(descriptor_.native_handle(), to, error);
         if (n < 0 && wouldBlock(error)) {
+            waitToRead();
             break;
         }
         if (n <= 0) {
             lost(n == 0 ? String8("the peer is gone") : errorText(error));
-            return;
+            break;
         }
-        left -= n;
+        hasRead = true;
         loop_.impl().sent += static_cast<U64>(n);
         if (session_->isOpen()) {
             if (tap_) {
@@ -77,25 +94,25 @@ void Connection::readable() {
             session_->in()->wrote(static_cast<std::size_t>(n));
             session_->receive();
         }
-        if (isEnded_) { // a hook has done it
-            return;
+        if (Loop::Impl::Clock::now() >= end) {
+            break;
         }
     }
-    waitToRead();
+    return hasRead;
 }
 
-bool Connection::pump() {
-    auto const self = shared_from_this();
-    std::ptrdiff_t left = atOnce;
+bool Connection::pump(Loop::Impl::Clock::time_point end) {
+    bool isFirst = true;
     while (!isEnded_ && !isShut_) {
         session_->flow();
-        auto const bytes = session_->out()->readable();
+        auto bytes = session_->out()->readable();
         if (bytes.empty() || isWriting_ || isEnded_) {
             break;
         }
-        if (left <= 0) {
+        if (!std::exchange(isFirst, false) && Loop::Impl::Clock::now() >= end) {
             return true;
         }
+        bytes = bytes.first(std::min(bytes.size(), writePiece));
         int error = 0;
         std::ptrdiff_t const n = sendTo(descriptor_.native_handle(), bytes, error);
         if (n < 0) {
@@ -110,7 +127,6 @@ bool Connection::pump() {
             tap_(*session_, true, bytes.first(static_cast<std::size_t>(n)));
         }
         session_->out()->nextBytes(static_cast<std::size_t>(n));
-        left -= n;
         loop_.impl().sent += static_cast<U64>(n);
     }
     if (!isEnded_ && !session_->isOpen()) {
@@ -141,8 +157,10 @@ void Connection::lost(String8 const& reason) {
 
 void Connection::finish(String8 const& reason) noexcept {
     try {
+        auto const self = shared_from_this();
+        constexpr std::chrono::milliseconds most(100);
         session_->close(reason);
-        pump();
+        pump(Loop::Impl::Clock::now() + most);
         if (!isEnded_) {
             lost(reason);
         }
@@ -168,9 +186,10 @@ void Connection::ended() {
 String8 refusalOf(int fd, Peering const& peering) {
     U32 const expected = peering.peerUid.value_or(ownUid());
     std::optional<U32> const uid = peerUid(fd);
-    return !uid || *uid == expected
-               ? String8()
-               : format("the peer runs for user %u, and this side talks to user %u alone", *uid, expected);
+    if (uid && *uid != expected) {
+        return format("the peer runs for user %u, and this side talks to user %u alone", *uid, expected);
+    }
+    return uid ? unknownUser(expected) : String8();
 }
 
 } // namespace Kor::Link

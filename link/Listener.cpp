@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace Kor::Link {
@@ -14,6 +15,16 @@ using NboAttrLog::SessionConfig;
 using NboAttrLog::Side;
 
 struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
+    struct Peer {
+        std::weak_ptr<Connection> connection;
+        std::string owner;
+
+        bool isOpen() const {
+            auto const there = connection.lock();
+            return there && there->session()->isOpen();
+        }
+    };
+
     Impl(Loop& on, Address const& address, ListenerConfig given)
         : loop(on), config(std::move(given)), listening(listenOn(address)),
           acceptor(on.impl().io, listening.socket.fd()) {}
@@ -53,13 +64,18 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
         }
     }
     void take(Socket socket) {
-        std::erase_if(connections, [](auto const& each) { return each.expired(); });
+        std::erase_if(connections, [](Peer const& each) { return each.connection.expired(); });
         String8 refusal = refusalOf(socket.fd(), config);
-        if (refusal.empty() && openCount() >= config.sessions) {
-            refusal = format("there are %u sessions already, which is the limit", config.sessions);
+        std::string const owner = ownerOf(socket.fd());
+        std::size_t const open = openCount();
+        if (refusal.empty()) {
+            refusal = refusalOfMore(owner, open);
         }
         bool const isRefused = !refusal.empty();
-        if (isRefused && connections.size() >= openCount() + maxRefused) {
+        if (isRefused && config.service) {
+            ++config.service->count("connectionsRefused");
+        }
+        if (isRefused && connections.size() >= open + maxRefused) {
             return; // not even told: the many that are told must not cost much
         }
         auto const session =
@@ -70,7 +86,7 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
         }
         auto const connection =
             std::make_shared<Connection>(loop, std::move(socket), session, config, Connection::End());
-        connections.push_back(connection);
+        connections.push_back({connection, owner});
         connection->start();
         if (isRefused) {
             session->close(refusal);
@@ -79,12 +95,21 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
             }
         }
     }
+    String8 refusalOfMore(std::string const& owner, std::size_t open) const {
+        if (open >= config.sessions) {
+            return format("there are %u sessions already, which is the limit", config.sessions);
+        }
+        auto const own = static_cast<std::size_t>(std::ranges::count_if(
+            connections, [&](Peer const& each) { return each.isOpen() && each.owner == owner; }));
+        std::size_t const leftByOthers = config.sessions - (open - own);
+        if (!owner.empty() && own >= (leftByOthers + 1) / 2) {
+            return format("%s has %zu sessions already; the other half of what is free is for others",
+                          owner.c_str(), own);
+        }
+        return {};
+    }
     std::size_t openCount() const {
-        return static_cast<std::size_t>(
-            std::count_if(connections.begin(), connections.end(), [](auto const& each) {
-                auto const connection = each.lock();
-                return connection && connection->session()->isOpen();
-            }));
+        return static_cast<std::size_t>(std::ranges::count_if(connections, &Peer::isOpen));
     }
     void stop() {
         if (!listening.socket) {
@@ -98,7 +123,7 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
     void close(String8 const& reason) {
         stop();
         for (auto const& each : std::vector(connections)) {
-            if (auto const connection = each.lock()) {
+            if (auto const connection = each.connection.lock()) {
                 connection->session()->close(reason);
             }
         }
@@ -111,7 +136,7 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
     Listening listening;
     asio::posix::stream_descriptor acceptor;
     Timer pausing;
-    std::vector<std::weak_ptr<Connection>> connections;
+    std::vector<Peer> connections;
 };
 
 Listener::Listener(Loop& loop, Address const& address, ListenerConfig config)
@@ -122,7 +147,7 @@ Listener::Listener(Loop& loop, Address const& address, ListenerConfig config)
 Listener::~Listener() {
     impl_->stop();
     for (auto const& each : std::exchange(impl_->connections, {})) {
-        if (auto const connection = each.lock()) {
+        if (auto const connection = each.connection.lock()) {
             connection->finish("the server ends");
         }
     }
@@ -135,7 +160,7 @@ Address const& Listener::address() const noexcept {
 std::vector<Ptr<Session>> Listener::sessions() const {
     std::vector<Ptr<Session>> open;
     for (auto const& each : impl_->connections) {
-        if (auto const connection = each.lock(); connection && connection->session()->isOpen()) {
+        if (auto const connection = each.connection.lock(); connection && connection->session()->isOpen()) {
             open.emplace_back(connection->session());
         }
     }

@@ -11,7 +11,9 @@
 ///     loop.run();
 ///
 /// The file of a Unix socket that a dead server has left is replaced; that of a live one is refused. The
-/// listener removes its own file when it ends.
+/// listener removes its own file when it ends. Beside it a lock, PATH.lock, is there while it begins.
+///
+/// Whom it has refused is counted as connectionsRefused in the counts of the service.
 ///
 /// Lives on one loop, which must outlive it. Ends with all its sessions, whose peers get a goodbye if it can
 /// be sent at once.
@@ -27,7 +29,9 @@
 namespace Kor::Link {
 
 struct ListenerConfig : Peering {
-    /// How many peers at once; more are told so and refused.
+    /// How many peers at once; more are told so and refused. Of a TCP address each user of this machine, and
+    /// each other machine, gets at most half of what the others leave free, so that none locks the others
+    /// out.
     unsigned sessions = 256;
     /// A peer that was not let in, and why.
     std::function<void(String8 const& reason)> refused{};

@@ -8,6 +8,14 @@
 
 namespace Kor::Link {
 
+namespace {
+
+/// How long connections may take before timers, posted functions and signals are looked at again, and the
+/// other way round.
+constexpr std::chrono::milliseconds busyTime(5);
+
+} // namespace
+
 struct Timer::Impl : std::enable_shared_from_this<Timer::Impl> {
     Impl(asio::io_context& io, Loop::Duration first, Loop::Duration again, std::function<void()> todo)
         : timer(io, std::chrono::duration_cast<asio::steady_timer::duration>(first)), period(again),
@@ -69,11 +77,15 @@ Loop::Impl::Impl() = default;
 Loop::Impl::~Impl() = default;
 
 bool Loop::Impl::go(std::function<bool()> const* condition, std::optional<Clock::time_point> until) {
-    constexpr std::size_t stepsAtOnce = 32;
+    constexpr std::size_t stepsAtOnce = 1024;
+    Clock::time_point nextAsked = Clock::now();
     for (;;) {
-        bool const hasMore = sweep();
-        if (condition != nullptr && (*condition)()) {
-            return true;
+        bool const hasMore = turns();
+        if (condition != nullptr && (!hasMore || Clock::now() >= nextAsked)) {
+            if ((*condition)()) {
+                return true;
+            }
+            nextAsked = Clock::now() + busyTime;
         }
         if (std::exchange(stopped, false)) {
             return condition == nullptr;
@@ -85,7 +97,7 @@ bool Loop::Impl::go(std::function<bool()> const* condition, std::optional<Clock:
         if (step(condition != nullptr ? 1 : stepsAtOnce) == 0 && !hasMore) {
             // A condition may have changed something, too.
             U64 const before = sent;
-            if (condition != nullptr && (sweep() || sent != before)) {
+            if (condition != nullptr && (turns() || sent != before)) {
                 continue;
             }
             until ? io.run_one_until(*until) : io.run_one();
@@ -94,21 +106,45 @@ bool Loop::Impl::go(std::function<bool()> const* condition, std::optional<Clock:
 }
 
 std::size_t Loop::Impl::step(std::size_t most) {
+    auto const end = Clock::now() + busyTime;
     std::size_t done = 0;
     while (done < most && !stopped && io.poll_one() != 0) {
         ++done;
+        if (Clock::now() >= end) {
+            break;
+        }
     }
     return done;
 }
 
-bool Loop::Impl::sweep() {
+bool Loop::Impl::turns() {
+    auto const end = Clock::now() + busyTime;
     bool hasMore = false;
-    // More may come meanwhile. NOLINTNEXTLINE(modernize-loop-convert)
-    for (std::size_t i = 0; i < connections.size(); ++i) {
-        std::shared_ptr<Connection> const connection = connections[i];
-        hasMore = connection->pump() || hasMore;
+    // More may come meanwhile; they are next.
+    std::size_t const count = connections.size();
+    std::size_t done = 0;
+    while (done < count) {
+        next = next < connections.size() ? next : 0;
+        std::shared_ptr<Connection> const connection = connections[next++];
+        bool const hasMoreOfIt = connection->turn();
+        hasMore = hasMoreOfIt || hasMore;
+        ++done;
+        if (Clock::now() >= end) {
+            break;
+        }
     }
-    std::erase_if(connections, [](auto const& each) { return each->isEnded(); });
+    hasMore = hasMore || done < count || connections.size() > count;
+    // In their order, so that nobody loses a turn.
+    std::size_t kept = 0;
+    std::size_t nextOfKept = 0;
+    for (std::size_t i = 0; i < connections.size(); ++i) {
+        nextOfKept = i == next ? kept : nextOfKept;
+        if (!connections[i]->isEnded()) {
+            std::swap(connections[kept++], connections[i]);
+        }
+    }
+    next = next < connections.size() ? nextOfKept : 0;
+    connections.resize(kept);
     return hasMore;
 }
 
@@ -149,9 +185,11 @@ bool Loop::runUntil(std::function<bool()> const& condition, Duration most) {
 bool Loop::poll() {
     constexpr std::size_t steps = 1024; // who posts again and again must not keep the caller
     bool any = false;
-    any = impl_->sweep() || any;
+    U64 const before = impl_->sent;
+    any = impl_->turns() || any;
     any = impl_->step(steps) != 0 || any;
-    any = impl_->sweep() || any;
+    any = impl_->turns() || any;
+    any = any || impl_->sent != before;
     impl_->stopped = false;
     return any;
 }

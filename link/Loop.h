@@ -17,6 +17,12 @@
 /// written before the loop waits again. An exception that one of them throws leaves the call that runs the
 /// loop, which can be called again. No peer, slow or stuck, makes the loop wait.
 ///
+/// Turns. Connections take turns, one after the other: each reads and writes for a quarter of a millisecond,
+/// or until the piece of at most 4 KiB that it has begun is applied, and then waits until all others have had
+/// theirs. So a peer waits for at most one turn of each other peer that is busy, however much those send.
+/// After 5 ms of turns, timers, posted functions and signals are looked at, and after 5 ms of those, turns.
+/// What a hook or a handler does in one go takes as long as it takes: none of this interrupts it.
+///
 /// post() alone may be called from another thread. A loop ends after all that lives on it.
 
 #include <chrono>
@@ -58,8 +64,8 @@ public:
     void run();
     /// Until stop() or the time is over; true if it was stopped.
     bool runFor(Duration time);
-    /// Until the condition, which is asked after each step, holds, stop(), or the time is over. Whether it
-    /// holds.
+    /// Until the condition holds, stop(), or the time is over. Whether it holds. It is asked after each step,
+    /// but while bytes come and go every 5 ms alone.
     bool runUntil(std::function<bool()> const& condition, Duration most);
     /// What can be done without waiting; whether anything was.
     bool poll();

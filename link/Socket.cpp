@@ -1,18 +1,23 @@
 #include "link/internal/Socket.h"
 
+#include "link/LockFile.h"
 #include "runtime/Exception.h"
 
+#include <arpa/inet.h>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <fcntl.h>
+#include <fstream>
+#include <linux/inet_diag.h>
+#include <linux/netlink.h>
+#include <linux/sock_diag.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <optional>
 #include <span>
 #include <string>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -63,31 +68,18 @@ Endpoint localEndpoint(std::string const& path) {
     throwRangeException(format("cannot listen on %s: %s", address.text().c_str(), why.charPtr()));
 }
 
-/// Keeps two servers that start at once from taking each other's file for that of a dead one.
-class DirectoryLock {
-public:
-    explicit DirectoryLock(Address const& address) {
-        std::string const& path = address.path();
-        std::size_t const slash = path.rfind('/');
-        std::string const directory = slash == std::string::npos ? "."
-                                      : slash == 0               ? "/"
-                                                                 : path.substr(0, slash);
-        directory_ = Socket(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (!directory_) {
-            refuse(address, format("%s: %s", directory.c_str(), errorText(errno).charPtr()));
+/// Keeps two servers that start at once from taking each other's file for that of a dead one. It is a file of
+/// its own: anybody may lock a folder that others can read.
+LockFile lockFor(Address const& address) {
+    constexpr int attempts = 200;
+    for (int i = 0; i < attempts; ++i) {
+        if (auto lock = LockFile::take(address.path() + ".lock")) {
+            return std::move(*lock);
         }
-        constexpr int attempts = 200;
-        for (int i = 0; ::flock(directory_.fd(), LOCK_EX | LOCK_NB) != 0; ++i) {
-            if (i == attempts || (errno != EWOULDBLOCK && errno != EINTR)) {
-                refuse(address, format("%s is locked by another program", directory.c_str()));
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-
-private:
-    Socket directory_; // the lock goes with it
-};
+    refuse(address, format("%s.lock is locked by another program", address.path().c_str()));
+}
 
 /// Removes what a dead server has left; nothing happens if there is nothing.
 void removeStale(Address const& address, Endpoint const& endpoint) {
@@ -112,7 +104,10 @@ void removeStale(Address const& address, Endpoint const& endpoint) {
 
 Listening listenLocally(Address const& address) {
     Endpoint const endpoint = localEndpoint(address.path());
-    DirectoryLock const lock(address);
+    if (String8 const why = unknownUser(ownUid()); !why.empty()) {
+        refuse(address, why);
+    }
+    LockFile const lock = lockFor(address);
     removeStale(address, endpoint);
     int error = 0;
     Listening made{socketFor(endpoint, error), address};
@@ -125,6 +120,10 @@ Listening listenLocally(Address const& address) {
     bool const isThere = ::lstat(address.path().c_str(), &status) == 0;
     made.device = status.st_dev;
     made.inode = status.st_ino;
+    if (isThere && (status.st_mode & 0777) != (S_IRUSR | S_IWUSR)) {
+        removeFileOf(made);
+        refuse(address, "the umask takes away its owner's right to connect; a umask such as 077 does not");
+    }
     if (!isThere || ::listen(made.socket.fd(), backlog) != 0) {
         error = errno;
         removeFileOf(made);
@@ -133,12 +132,32 @@ Listening listenLocally(Address const& address) {
     return made;
 }
 
-Listening listenTcp(Address const& address) {
-    Endpoint const endpoint = endpointsOf(address, true).front();
+/// A socket of IPv6 takes IPv4 as well, if there is one; the address says so when there is none.
+Endpoint everyInterface(Address& address) {
+    sockaddr_in6 any{};
+    any.sin6_family = AF_INET6;
+    any.sin6_port = htons(address.port());
+    int error = 0;
+    Socket const probe = socketFor({{}, AF_INET6}, error);
+    // Without IPv6 there is no such socket, or it has no address.
+    if (probe && (::bind(probe.fd(), reinterpret_cast<sockaddr const*>(&any), sizeof any) == 0 ||
+                  errno != EADDRNOTAVAIL)) {
+        return endpointOf(reinterpret_cast<sockaddr const*>(&any), sizeof any);
+    }
+    address = Address::tcp("0.0.0.0", address.port());
+    return endpointsOf(address, true).front();
+}
+
+Listening listenTcp(Address address) {
+    bool const isEvery = address.host() == "*";
+    Endpoint const endpoint = isEvery ? everyInterface(address) : endpointsOf(address, true).front();
     int error = 0;
     Listening made{socketFor(endpoint, error), address};
     if (made.socket) {
         option(made.socket.fd(), SOL_SOCKET, SO_REUSEADDR, 1);
+    }
+    if (made.socket && endpoint.family == AF_INET6) {
+        option(made.socket.fd(), IPPROTO_IPV6, IPV6_V6ONLY, isEvery ? 0 : 1);
     }
     sockaddr_storage bound{};
     socklen_t n = sizeof bound;
@@ -152,6 +171,69 @@ Listening listenTcp(Address const& address) {
     made.address =
         Address::tcp(address.host(), ntohs(reinterpret_cast<sockaddr_in const*>(&bound)->sin_port));
     return made;
+}
+
+/// One end of a TCP connection, with an IPv4 address in IPv6 as what it is.
+struct TcpEnd {
+    int family = 0;
+    std::array<U8, 16> address{};
+    U16 port = 0; // in the order of the net
+
+    static TcpEnd of(sockaddr_storage const& storage) {
+        TcpEnd end;
+        end.family = storage.ss_family;
+        if (end.family == AF_INET6) {
+            auto const& six = reinterpret_cast<sockaddr_in6 const&>(storage);
+            end.port = six.sin6_port;
+            std::memcpy(end.address.data(), &six.sin6_addr, sizeof six.sin6_addr);
+            if (IN6_IS_ADDR_V4MAPPED(&six.sin6_addr)) {
+                end.family = AF_INET;
+                std::memmove(end.address.data(), &end.address[12], sizeof(in_addr));
+            }
+        } else {
+            auto const& four = reinterpret_cast<sockaddr_in const&>(storage);
+            end.port = four.sin_port;
+            std::memcpy(end.address.data(), &four.sin_addr, sizeof four.sin_addr);
+        }
+        return end;
+    }
+    std::string text() const {
+        std::array<char, INET6_ADDRSTRLEN> text{};
+        ::inet_ntop(family, address.data(), text.data(), text.size());
+        return text.data();
+    }
+};
+
+/// For whom the peer on this machine runs, as the kernel tells: it is asked for the socket at the other end.
+std::optional<U32> localUserOf(TcpEnd const& peer, TcpEnd const& own) noexcept {
+    Socket const kernel(::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_SOCK_DIAG));
+    struct {
+        nlmsghdr header{};
+        inet_diag_req_v2 of{};
+    } request;
+    request.header.nlmsg_len = sizeof request;
+    request.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
+    request.header.nlmsg_flags = NLM_F_REQUEST;
+    request.of.sdiag_family = static_cast<U8>(peer.family);
+    request.of.sdiag_protocol = IPPROTO_TCP;
+    request.of.idiag_states = ~U32{0};
+    request.of.id.idiag_sport = peer.port;
+    request.of.id.idiag_dport = own.port;
+    std::memcpy(request.of.id.idiag_src, peer.address.data(), sizeof request.of.id.idiag_src);
+    std::memcpy(request.of.id.idiag_dst, own.address.data(), sizeof request.of.id.idiag_dst);
+    request.of.id.idiag_cookie[0] = request.of.id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
+    struct {
+        nlmsghdr header{};
+        inet_diag_msg about{};
+        std::array<U8, 512> rest{};
+    } answer;
+    if (!kernel || ::send(kernel.fd(), &request, sizeof request, 0) < 0) {
+        return {};
+    }
+    ssize_t const n = ::recv(kernel.fd(), &answer, sizeof answer, 0); // it has answered already
+    bool const isThere = n >= static_cast<ssize_t>(sizeof answer.header + sizeof answer.about) &&
+                         answer.header.nlmsg_type == SOCK_DIAG_BY_FAMILY;
+    return isThere ? std::optional<U32>(answer.about.idiag_uid) : std::nullopt;
 }
 
 } // namespace
@@ -242,6 +324,38 @@ std::optional<U32> peerUid(int fd) noexcept {
 
 U32 ownUid() noexcept {
     return ::geteuid();
+}
+
+String8 unknownUser(U32 uid) {
+    U32 overflow = 65534;
+    std::ifstream("/proc/sys/kernel/overflowuid") >> overflow;
+    U64 first = 0;
+    U64 outer = 0;
+    U64 count = 0;
+    std::ifstream map("/proc/self/uid_map");
+    constexpr U64 all = ~U32{0};
+    bool const isWhole = (map >> first >> outer >> count) && count == all;
+    return uid != overflow || isWhole
+               ? String8()
+               : format(
+                     "user %u stands here for every user that this user namespace does not know, so that a "
+                     "peer's user cannot be checked; run as a user that it maps",
+                     uid);
+}
+
+std::string ownerOf(int fd) {
+    sockaddr_storage peer{};
+    sockaddr_storage own{};
+    socklen_t n = sizeof peer;
+    socklen_t m = sizeof own;
+    if (::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &n) != 0 ||
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&own), &m) != 0 ||
+        (peer.ss_family != AF_INET && peer.ss_family != AF_INET6)) {
+        return {};
+    }
+    TcpEnd const there = TcpEnd::of(peer);
+    auto const user = localUserOf(there, TcpEnd::of(own));
+    return user ? "user " + std::to_string(*user) : there.text();
 }
 
 std::ptrdiff_t sendTo(int fd, std::span<U8 const> bytes, int& error) noexcept {

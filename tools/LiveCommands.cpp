@@ -162,7 +162,11 @@ void stats(Context& context, LiveOptions const& options, Output const& output) {
             }
         }
     }
-    listing.add({"", "handlerExceptions", answer.at("handlerExceptions")});
+    for (auto const& [name, value] : answer.items()) { // of the whole process
+        if (value.is_number()) {
+            listing.add({"", name, value});
+        }
+    }
     listing.print(context.out, output);
 }
 

@@ -135,7 +135,7 @@ private:
 };
 
 /// What stands around the list of an answer.
-constexpr std::size_t framing = 128;
+constexpr std::size_t framing = 1024;
 
 std::string traceState() {
     List all("[");
@@ -180,6 +180,9 @@ std::string countersOf(Service const& service) {
         all.add("peersLeftOut", leftOut);
     }
     all.add("handlerExceptions", U64{handlerExceptions()});
+    for (auto const& [what, count] : service.counts()) {
+        all.add(what.view(), count);
+    }
     return all.ended("}");
 }
 

@@ -12,7 +12,7 @@
 ///     verb           argument                            answer
 ///     sync           -                                   empty: what was sent before is applied
 ///     stats          -                                   {"peers": [{"peer": "mpls", "entities": 3, "recordsIn": 7, ...}],
-///                                                         "handlerExceptions": 0}
+///                                                         "handlerExceptions": 0, "connectionsRefused": 2, ...}
 ///     trace          - or FACILITY on|off|+LEVEL|-LEVEL  [{"facility": "LoamTunnelTypes", "enabled": true, "levels": [8],
 ///                                                          "passed": 12}]
 ///     traceRecords   NUMBER                              {"last": 9, "records": [{"number": 8, "time": 1790000000.123456,
@@ -20,8 +20,8 @@
 ///                                                          "function": ..., "context": ..., "text": ...}]}
 ///
 /// Answers are JSON, with bytes that are no UTF-8 replaced; the peers that an answer has no room for are
-/// counted in "peersLeftOut". traceRecords gives those after that number, as many as an answer holds, and the
-/// number of the last one that there is.
+/// counted in "peersLeftOut". Behind handlerExceptions stand the service's own counts. traceRecords gives
+/// those after that number, as many as an answer holds, and the number of the last one that there is.
 
 #include "attrlog/session/Service.h"
 

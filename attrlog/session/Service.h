@@ -125,6 +125,13 @@ public:
     void handlerIs(Name const& verb, Handler handler);
     std::map<Name, Handler> const& handlers() const noexcept { return handlers_; }
 
+    // Counts.
+
+    /// What this process counts beside its sessions, such as connectionsRefused; 0 at first. `stats` tells
+    /// it.
+    U64& count(Name const& what) { return counts_[what]; }
+    std::map<Name, U64> const& counts() const noexcept { return counts_; }
+
     /// The open sessions of this service.
     std::vector<Session*> const& sessions() const noexcept { return sessions_; }
 
@@ -166,6 +173,7 @@ private:
     FenceReached fenceHook_;
     std::vector<Ptr<Service>> relays_;
     std::map<Name, Handler> handlers_;
+    std::map<Name, U64> counts_;
     std::vector<Session*> sessions_;
 };
 

@@ -22,8 +22,9 @@ public:
     void start();
     Ptr<NboAttrLog::Session> const& session() const noexcept { return session_; }
     bool isEnded() const noexcept { return isEnded_; }
-    /// Sends what there is, as far as the peer takes it; true when there is more to do at once.
-    bool pump();
+    /// Receives what has come and sends what there is, for a bounded time. True when it has received
+    /// anything, which may concern other connections, or there is more to send at once.
+    bool turn();
     /// For destructors: says goodbye, as far as the peer takes it at once, and closes. What a hook lets out
     /// on the way is noted as a handler's exception.
     void finish(String8 const& reason) noexcept;
@@ -31,7 +32,8 @@ public:
 private:
     void waitToRead();
     void waitToWrite();
-    void readable();
+    bool read(Loop::Impl::Clock::time_point end);
+    bool pump(Loop::Impl::Clock::time_point end);
     /// Closes what is over, once the peer has had time to read why.
     void linger();
     void lost(String8 const& reason);
@@ -44,6 +46,7 @@ private:
     decltype(Peering::tap) tap_;
     End end_;
     Timer timer_;
+    bool isReadable_ = false;
     bool isWriting_ = false;
     bool isLingering_ = false;
     bool isShut_ = false;

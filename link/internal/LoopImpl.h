@@ -32,8 +32,9 @@ struct Loop::Impl {
     bool go(std::function<bool()> const* condition, std::optional<Clock::time_point> until);
     /// Handlers that are ready; how many.
     std::size_t step(std::size_t most);
-    /// Lets each connection send what has changed; whether one has more to do at once.
-    bool sweep();
+    /// Gives each connection a turn, beginning where the last call has stopped, or some when that takes long.
+    /// Whether there is more to do at once.
+    bool turns();
     void waitForSignal();
 
     asio::io_context io{1};
@@ -41,7 +42,9 @@ struct Loop::Impl {
     asio::signal_set signals{io};
     std::function<void(int)> signalHook;
     std::vector<std::shared_ptr<Connection>> connections;
-    /// Bytes that connections have sent.
+    /// Whose turn is next.
+    std::size_t next = 0;
+    /// Bytes that connections have sent and received.
     U64 sent = 0;
     bool stopped = false;
 };

@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -64,6 +65,11 @@ void tune(int fd) noexcept;
 /// For whom the peer of a Unix socket runs; none for another socket.
 std::optional<U32> peerUid(int fd) noexcept;
 U32 ownUid() noexcept;
+/// Why no peer of this user could be told from others: in a user namespace, it may stand for all users that
+/// are not known there. Empty where it does not.
+String8 unknownUser(U32 uid);
+/// Whose a peer on TCP is: "user 1000" on this machine, else its address. Empty for a Unix socket.
+std::string ownerOf(int fd);
 
 /// How many bytes; -1 for an error, which `error` tells; 0 from receive() is the end of the stream.
 std::ptrdiff_t sendTo(int fd, std::span<U8 const> bytes, int& error) noexcept;

@@ -256,12 +256,18 @@ TEST_F(Driver, AChipHasOneDriver) {
 }
 
 TEST_F(Driver, FilesAreTheOwnersAloneWhateverTheUmask) {
-    std::string command = "umask 0777; exec " LOAM_PROGRAM;
-    for (std::string const& word : words(file("chip.img"))) {
-        command += ' ' + word;
-    }
-    std::ofstream(file("driver.log")).close();
-    tool::Child driver({"/bin/sh", "-c", command}, file("driver.log"));
+    auto const under = [&](std::string const& umask) {
+        std::string command = "umask " + umask + "; exec " LOAM_PROGRAM;
+        for (std::string const& word : words(file("chip.img"))) {
+            command += ' ' + word;
+        }
+        std::ofstream(file("driver.log")).close();
+        return tool::Child({"/bin/sh", "-c", command}, file("driver.log"));
+    };
+    EXPECT_EQ(under("0777").join(), 1);
+    EXPECT_NE(content("driver.log").find("the umask takes away"), std::string::npos) << content("driver.log");
+    EXPECT_FALSE(fs::exists(file("chip.img.db")));
+    tool::Child driver = under("0000");
     ASSERT_TRUE(eventually([&] { return isServing() || driver.status().has_value(); }));
     ask("AradLifAcMp vsi=1\n");
     for (char const* const end : {"", ".db", ".db-wal", ".lock"}) {

@@ -77,6 +77,13 @@ add-subdirectory)
 program)
     "$prefix/bin/loamtunnel" --help
     ;;
+hardening)
+    how=plain
+    [ "$TYPE" = Debug ] || how=optimised
+    for folder in "$prefix/bin:$prefix/$LIBDIR" "$BUILD/tools:$BUILD_LIBDIR"; do
+        sh "$here/hardening.sh" "$how" "${folder%%:*}/loamtunnel" "${folder#*:}/libLoamTunnel.so" "${folder#*:}/libLoamTunnelLink.so"
+    done
+    ;;
 *)
     fail "unknown step $1"
     ;;

@@ -6,16 +6,21 @@
 #include "support/Refusal.h"
 #include "support/Sessions.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
+#include <sched.h>
+#include <set>
 #include <spawn.h>
 #include <string>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -268,7 +273,7 @@ TEST_F(Links, ListenOnlyWhereNobodyDoesAndNoFileIsLost) {
     std::filesystem::remove(address.path());
     EXPECT_NE(refusal([&] {
                   Listener(loop, Address::local("/none/socket"), serving());
-              }).find("/none: No such file"),
+              }).find("/none/socket.lock: No such file"),
               std::string::npos);
     EXPECT_NE(refusal([&] { Listener(loop, Address::parse("tcp:nowhere.invalid:0"), serving()); }),
               std::string("accepted"));
@@ -313,6 +318,110 @@ TEST_F(Links, RefusePeersOfAnotherUserAndMoreThanThereIsRoomForAndSayWhy) {
     ASSERT_TRUE(loop.runUntil([&] { return second.isOver(); }, enough));
     EXPECT_EQ(second.lastReason(), "there are 1 sessions already, which is the limit");
     EXPECT_TRUE(first.isEstablished());
+}
+
+/// What happens in a process of its own that has become another one; skipped where that is not allowed.
+template <class Work>
+int statusOf(Work const& work) {
+    pid_t const id = ::fork();
+    if (id == 0) {
+        std::_Exit(work());
+    }
+    int status = 0;
+    ::waitpid(id, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+constexpr int skipped = 77;
+
+TEST_F(Links, ANeighbourWhoLocksTheFolderKeepsNobodyFromListening) {
+    int const held = ::open(folder.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::flock(held, LOCK_EX | LOCK_NB), 0);
+    { Listener const listener(loop, address, serving()); }
+    ::close(held);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path));
+    // What is in the way of the lock is named, and stays.
+    std::string const lock = address.path() + ".lock";
+    auto const why = [&] { return refusal([&] { Listener(loop, address, serving()); }); };
+    std::ofstream(lock) << "dear";
+    EXPECT_NE(why().find("cannot lock " + lock + ": it is in the way"), std::string::npos) << why();
+    std::filesystem::remove(lock);
+    std::filesystem::create_symlink("elsewhere", lock);
+    EXPECT_NE(why().find("symbolic link"), std::string::npos) << why();
+    std::filesystem::remove(lock);
+    ASSERT_EQ(::mkfifo(lock.c_str(), 0600), 0);
+    EXPECT_NE(why().find("it is in the way"), std::string::npos) << why();
+    std::filesystem::remove(lock);
+    std::ofstream(lock).close(); // of a server that was killed
+    { Listener const listener(loop, address, serving()); }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path));
+}
+
+TEST_F(Links, AreRefusedWhereTheUmaskOrTheNamespaceWouldSpoilThem) {
+    mode_t const before = ::umask(0700);
+    std::string const why = refusal([&] { Listener(loop, address, serving()); });
+    ::umask(before);
+    EXPECT_NE(why.find("the umask takes away its owner's right to connect"), std::string::npos) << why;
+    EXPECT_FALSE(std::filesystem::exists(address.path()));
+    int const status = statusOf([&] {
+        if (::unshare(CLONE_NEWUSER) != 0 || ::geteuid() != 65534) {
+            return skipped;
+        }
+        std::string const refused = refusal([] {
+            Loop inner;
+            Listener(inner, Address::parse("/tmp/none"), {});
+        });
+        return refused.find("user 65534 stands here for every user") == std::string::npos ? 1 : 0;
+    });
+    EXPECT_TRUE(status == 0 || status == skipped) << status;
+}
+
+TEST_F(Links, KeepRoomForOtherUsersOnTcp) {
+    ListenerConfig config = serving();
+    config.sessions = 4;
+    Listener const listener(loop, Address::parse("tcp:0"), config);
+    ConnectorConfig client = wanting(mine);
+    client.reconnects = false;
+    client.setUp = {};
+    std::vector<std::unique_ptr<Connector>> greedy;
+    for (int i = 0; i < 3; ++i) {
+        greedy.push_back(std::make_unique<Connector>(loop, listener.address(), client));
+        ASSERT_TRUE(
+            loop.runUntil([&] { return greedy.back()->isEstablished() || greedy.back()->isOver(); }, enough));
+    }
+    EXPECT_TRUE(greedy[1]->isEstablished());
+    EXPECT_TRUE(greedy[2]->isOver());
+    EXPECT_NE(greedy[2]->lastReason().view().find("has 2 sessions already; the other half"),
+              std::string_view::npos)
+        << greedy[2]->lastReason();
+    EXPECT_EQ(service->count("connectionsRefused"), 1u);
+    // Somebody else is let in.
+    pid_t const other = ::fork();
+    if (other == 0) {
+        if (::geteuid() != 0 || ::setuid(65533) != 0) {
+            std::_Exit(skipped);
+        }
+        Loop inner;
+        Connector const connector(inner, listener.address(), client);
+        inner.runUntil([&] { return connector.isEstablished() || connector.isOver(); }, enough);
+        std::_Exit(connector.isEstablished() ? 0 : 1);
+    }
+    int status = 0;
+    auto const asking = loop.every(5ms, [] {});
+    ASSERT_TRUE(loop.runUntil([&] { return ::waitpid(other, &status, WNOHANG) == other; }, enough));
+    EXPECT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == skipped)) << status;
+}
+
+TEST_F(Links, EveryInterfaceIsThatOfBothFamilies) {
+    Listener const listener(loop, Address::parse("tcp:*:0"), serving());
+    std::string const port = std::to_string(listener.address().port());
+    for (std::string const& host : {std::string("127.0.0.1"), std::string("[::1]")}) {
+        if (listener.address().host() != "*" && host == "[::1]") {
+            continue; // a machine without IPv6, and the address says so
+        }
+        ConnectorConfig client = wanting(mine);
+        Connector const connector(loop, Address::parse("tcp:" + host + ":" + port), client);
+        EXPECT_TRUE(loop.runUntil([&] { return connector.isEstablished(); }, 10s)) << host;
+    }
 }
 
 /// A peer that does as it likes.
@@ -377,6 +486,70 @@ TEST_F(Links, ServeTheOthersWhileSomePeersAreSilentOrStuckOrMad) {
     EXPECT_NE(silent.heard().find("there was no hello within 200 ms"), std::string::npos);
     EXPECT_NE(half.heard().find("there was no hello within 200 ms"), std::string::npos);
     EXPECT_NE(mad.heard().find("peer does not speak the attribute log: it began with 47"), std::string::npos);
+}
+
+TEST_F(Links, GiveEachPeerItsTurn) {
+    ListenerConfig config = serving();
+    std::vector<std::pair<std::string, std::size_t>> turns; // who was read, and how much
+    bool isCounting = false;
+    config.tap = [&](Session const& peer, bool isSent, std::span<U8 const> bytes) {
+        std::string const name(peer.peerName().view());
+        if (!isSent && isCounting) {
+            if (turns.empty() || turns.back().first != name) {
+                turns.emplace_back(name, 0);
+            }
+            turns.back().second += bytes.size();
+            if (name == "good") {
+                isCounting = false;
+                loop.stop();
+            }
+        }
+    };
+    Listener const listener(loop, address, config);
+    Loop theirs;
+    std::vector<Ptr<LifAppConfigDir>> copies;
+    std::vector<std::unique_ptr<Connector>> peers;
+    constexpr std::size_t others = 4;
+    auto const isThere = [&] {
+        loop.poll();
+        return std::ranges::all_of(peers, [](auto const& each) { return Links::isThere(*each); });
+    };
+    for (std::size_t i = 0; i <= others; ++i) {
+        copies.push_back(lifAppConfigDirFactory("copy"));
+        ConnectorConfig client = wanting(copies.back());
+        client.session.name = Name(i == others ? String8("good") : format("flood %zu", i));
+        peers.push_back(std::make_unique<Connector>(theirs, address, client));
+        ASSERT_TRUE(theirs.runUntil(isThere, enough));
+    }
+    // The sockets are full of what others have sent before the good one asks.
+    for (std::size_t i = 0; i < others; ++i) {
+        auto const written = copies[i]->appConfigIs(static_cast<Loam::VtAppId>(i + 1));
+        for (U32 lif = 0; lif < 50'000; ++lif) {
+            written->reqCountIs(lifEntry(lif), 1);
+        }
+    }
+    while (theirs.poll()) {
+    }
+    std::string answer;
+    peers.back()->session()->call("echo", "there?", [&](bool, String8 const& text) { answer = text.view(); });
+    while (theirs.poll()) {
+    }
+    isCounting = true;
+    loop.run();
+    // Each of the others has had one turn at most, and none of them could send all that it had.
+    ASSERT_LE(turns.size(), others + 1);
+    EXPECT_EQ(turns.back().first, "good");
+    std::set<std::string> names;
+    for (auto const& [name, bytes] : turns) {
+        EXPECT_TRUE(names.insert(name).second) << name << " twice";
+        EXPECT_LT(bytes, 100'000u) << name;
+    }
+    ASSERT_TRUE(theirs.runUntil(
+        [&] {
+            loop.poll();
+            return answer == "there?";
+        },
+        enough));
 }
 
 TEST(Loop, RunsTimersPostsAndSignalsInTurn) {
