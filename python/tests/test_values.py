@@ -4,6 +4,7 @@ import pickle
 import random
 
 import pytest
+from conftest import random_value
 from loamtunnel import errors, from_wire, schema, text, to_wire, values
 from loamtunnel import types as model
 from loamtunnel.types import (
@@ -22,30 +23,6 @@ from loamtunnel.types import (
 )
 
 VALUES = sorted(name for name, each in schema.TYPES.items() if each.kind == "value" and not each.form and each.stored)
-
-
-def random_value(name: str, chance: random.Random):
-    """Any value that the type can hold, with its limits and 0 more often than not."""
-    described = schema.TYPES.get(name)
-    if described is None:
-        top = (1 << schema.BITS[name]) - 1
-        return bool(chance.getrandbits(1)) if name == "bool" else chance.choice((0, top, chance.randint(0, top)))
-    kind = values.python_type(name)
-    if described.kind == "enumeration":
-        return chance.choice(list(kind))
-    if kind is values.Fapmask:
-        return kind.of(chance.choice((0, 1 << 127, (1 << 128) - 1, chance.getrandbits(128) & chance.getrandbits(128))))
-    if described.form == "address":
-        return kind(chance.getrandbits(32))
-    if described.form:
-        bits = schema.BITS[described.form]
-        most = described.check["most"] or (1 << bits) - 1
-        return kind(chance.choice((0, most, described.check["default"], chance.randint(0, most))))
-    given = {}
-    for each in described.stored:
-        made = random_value(each.type, chance)
-        given[each.name] = min(made, each.most) if each.most is not None else made
-    return kind(**given)
 
 
 @pytest.mark.parametrize("name", VALUES)
