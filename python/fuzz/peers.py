@@ -25,7 +25,7 @@ import time
 import zlib
 
 HERE = pathlib.Path(__file__).resolve().parent
-sys.path[:0] = [str(HERE), str(HERE.parent)]
+sys.path[:0] = [str(HERE), str(HERE.parent), str(HERE.parent / "tests")]
 
 from chance import random_value  # noqa: E402
 from hypothesis import HealthCheck, Phase, Verbosity, seed, settings  # noqa: E402
@@ -313,9 +313,9 @@ class Peers(RuleBasedStateMachine):
             if place.endswith("]"):
                 self.run_program(*(["set", place] if value.startswith("a ") else ["set", place, value] if lot else ["del", place]))
 
-    @rule(way=given.sampled_from((TO_SERVER, TO_CLIENT)))
-    def stalls(self, way: int) -> None:
-        self.proxy.stall(way)
+    @rule(way=given.sampled_from((TO_SERVER, TO_CLIENT)), count=given.integers(0, 2000))
+    def stalls(self, way: int, count: int) -> None:
+        self.proxy.stall_after(way, count)
 
     @rule(way=given.sampled_from((TO_SERVER, TO_CLIENT)), count=given.integers(1, 600))
     def passes_bytes_one_by_one(self, way: int, count: int) -> None:
@@ -349,8 +349,17 @@ class Peers(RuleBasedStateMachine):
     def wants_again(self, root: int) -> None:
         async def again() -> None:
             self.near.again(self.paths[root % len(self.paths)])
+            await asyncio.sleep(0.003)
 
         self.do(again())
+
+    @rule(root=given.integers(0, 2), count=given.integers(0, 700))
+    def is_filled_slowly(self, root: int, count: int) -> None:
+        """The announcement has come, of the state a part has."""
+        self.proxy.heal()
+        self.connects_again()
+        self.proxy.stall_after(TO_CLIENT, count)
+        self.wants_again(root)
 
     @rule(lot=given.integers(0, 5))
     def is_of_a_newer_schema(self, lot: int) -> None:

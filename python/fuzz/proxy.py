@@ -19,6 +19,7 @@ class Proxy:
         self._flows = (asyncio.Event(), asyncio.Event())
         self._crumbs = [0, 0]  # how many bytes are still to be passed on one by one
         self._cut: list[int | None] = [None, None]  # how many bytes pass before the connection is cut
+        self._stall: list[int | None] = [None, None]  # how many bytes pass before no more do
         self._tasks: set[asyncio.Task] = set()
         self._listener = socket.socket(socket.AF_UNIX)
         self.heal()
@@ -33,10 +34,10 @@ class Proxy:
         """From now on bytes pass as they should."""
         for way in (TO_SERVER, TO_CLIENT):
             self._flows[way].set()
-            self._crumbs[way], self._cut[way] = 0, None
+            self._crumbs[way], self._cut[way], self._stall[way] = 0, None, None
 
-    def stall(self, way: int) -> None:
-        self._flows[way].clear()
+    def stall_after(self, way: int, count: int) -> None:
+        self._stall[way] = count
 
     def crumble(self, way: int, count: int) -> None:
         self._crumbs[way] = count
@@ -81,7 +82,13 @@ class Proxy:
     async def _pump(self, way: int, source: socket.socket, to: socket.socket) -> None:
         loop = asyncio.get_running_loop()
         while data := await loop.sock_recv(source, 1 if self._crumbs[way] else 65536):
-            await self._flows[way].wait()
+            if (passes := self._stall[way]) is not None:
+                self._stall[way] = max(0, passes - len(data))
+                await loop.sock_sendall(to, data[:passes])
+                if passes < len(data):
+                    self._flows[way].clear()
+                    await self._flows[way].wait()
+                data = data[passes:]
             limit = self._cut[way]
             await loop.sock_sendall(to, data[:limit])
             self._crumbs[way] = max(0, self._crumbs[way] - len(data))

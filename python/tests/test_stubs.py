@@ -4,6 +4,7 @@ import ast
 import os
 import pathlib
 import pydoc
+import site
 import subprocess
 import sys
 
@@ -11,7 +12,7 @@ import pytest
 from conftest import HERE
 from loamtunnel import row, rows, stubs, tables, types
 
-PACKAGE = HERE.parent / "loamtunnel"
+PACKAGE = pathlib.Path(types.__file__).parent
 
 
 @pytest.mark.parametrize("name", ["types", "tables"])
@@ -39,12 +40,15 @@ def test_what_stubs_declare_is_there():
 
 def test_mypy_finds_what_is_wrong_and_nothing_else(tmp_path):
     pytest.importorskip("mypy")
+    # What is installed is found by itself.
+    is_installed = str(PACKAGE.parent) in site.getsitepackages()
+    stubs_ = [] if is_installed else [str(PACKAGE / "types.pyi"), str(PACKAGE / "tables.pyi")]
     done = subprocess.run(
         [sys.executable, "-m", "mypy", "--python-version", "3.11", "--warn-unused-ignores", "--follow-imports=silent"]
-        + [f"--cache-dir={tmp_path}", str(HERE / "typed.py"), str(PACKAGE / "types.pyi"), str(PACKAGE / "tables.pyi")],
+        + [f"--cache-dir={tmp_path}", str(HERE / "typed.py"), *stubs_],
         capture_output=True,
         text=True,
-        env=os.environ | {"MYPYPATH": str(HERE.parent)},
+        env=os.environ | {"MYPYPATH": "" if is_installed else str(PACKAGE.parent)},
     )
     assert done.returncode == 0, done.stdout
 

@@ -4,7 +4,7 @@ import pickle
 import random
 
 import pytest
-from conftest import random_value
+from chance import random_value
 from loamtunnel import errors, from_wire, schema, text, to_wire, values
 from loamtunnel import types as model
 from loamtunnel.types import (
