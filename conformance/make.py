@@ -161,7 +161,7 @@ def values() -> list[dict]:
                 value = sample(name, which) if stored(name) else {}
                 made = {"name": f"value/{short}/{which}", "level": "Required", "rule": ORDER, "type": name}
                 made["bytes"] = wire(name, value).hex(" ")
-                # How the name of an interface and its number belong together is told nowhere.
+                # Those of interfaces, which have a rule of their own, are written by hand.
                 if which == "least" or not has_interface(name):
                     made |= {"value": value, "text": text(name, value)}
                 found.append(made)

@@ -25,6 +25,28 @@ from loamtunnel.types import (
 VALUES = sorted(name for name, each in schema.TYPES.items() if each.kind == "value" and not each.form and each.stored)
 
 
+@pytest.mark.parametrize(
+    ("name", "number"),
+    [
+        ("", 0),
+        ("Ethernet3/1.100", 1 << 60 | 4 << 42 | 2 << 28 | 100),
+        ("Ethernet1/2/3", 1 << 60 | 2 << 42 | 3 << 28 | 4 << 16),
+        ("Port-Channel0.65535", 2 << 60 | 1 << 42 | 65535),
+        ("Tunnel262142/16382/4094", 7 << 60 | 262143 << 42 | 16383 << 28 | 4095 << 16),
+        ("0xf000000000000001", 0xF000000000000001),
+        ("0x1000000020000000", 0x1000000020000000),  # a second number without a first one
+    ],
+)
+def test_an_interface_is_its_name(name, number):
+    assert int(values.Interface(name)) == number and str(values.Interface(number)) == name
+
+
+@pytest.mark.parametrize("name", ["eth0", "Ethernet", "Ethernet03", "Vlan1/2/3/4", "Vlan1.0", "Vlan1.65536", "Tunnel262143", "0x12"])
+def test_what_names_no_interface_is_refused(name):
+    with pytest.raises(ValueError, match="is no interface"):
+        values.Interface(name)
+
+
 @pytest.mark.parametrize("name", VALUES)
 def test_every_value_survives_bytes_text_and_pickle(name):
     chance = random.Random(name)
