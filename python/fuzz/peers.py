@@ -18,6 +18,7 @@ import json
 import os
 import pathlib
 import random
+import re
 import subprocess
 import sys
 import tempfile
@@ -32,7 +33,7 @@ from hypothesis import HealthCheck, Phase, Verbosity, seed, settings  # noqa: E4
 from hypothesis import strategies as given  # noqa: E402
 from hypothesis.stateful import RuleBasedStateMachine, initialize, rule, run_state_machine_as_test  # noqa: E402
 from proxy import TO_CLIENT, TO_SERVER, Proxy  # noqa: E402
-from shown import different, ours, printed  # noqa: E402
+from shown import different, ours, printed, printed_line  # noqa: E402
 
 import loamtunnel  # noqa: E402
 from loamtunnel import records, schema, values, wire  # noqa: E402
@@ -55,6 +56,7 @@ SERVED = [
     and any(one.travels for one in each.attributes.values())
     and each.name not in (HOME + "OutAcConfig", HOME + "OutAcStatus")
 ]
+KINDS = given.lists(given.integers(0, len(SERVED) - 1), max_size=2, unique=True)  # beside that one
 LIF = values.python_type(HOME + "AradLifEntry")
 LIFS = next(i for i, each in enumerate(SERVED) if each.short == "LifAppConfigDir")
 
@@ -227,8 +229,8 @@ class Side:
         self.peer, self.copies = None, {path: new(each, path) for path, each in self._roots.items()}
 
 
-class Peers(RuleBasedStateMachine):
-    """One run. `near` is this package beyond the proxy; `far` writes in the program's process, on a connection without faults."""
+class Run(RuleBasedStateMachine):
+    """What all runs have: a loop, two sockets, and between them a proxy with faults."""
 
     has_failed = False
 
@@ -236,7 +238,19 @@ class Peers(RuleBasedStateMachine):
         super().__init__()
         self.loop = asyncio.new_event_loop()
         self.folder = tempfile.TemporaryDirectory(prefix="peers")
-        self.process: Process | None = None
+        self.direct, self.proxied = (os.path.join(self.folder.name, each) for each in ("direct", "proxied"))
+        self.proxy = Proxy(self.proxied, self.direct)
+        self.has_begun = False
+
+    def choose(self, kinds: list[int]) -> None:
+        self.roots = {f"root{i}": SERVED[i] for i in (LIFS, *(each for each in kinds if each != LIFS))}
+        self.paths = list(self.roots)
+
+    async def rest(self) -> None:
+        raise NotImplementedError
+
+    async def end(self) -> None:
+        raise NotImplementedError
 
     def do(self, work) -> None:
         self.loop.run_until_complete(asyncio.wait_for(work, 30))
@@ -248,16 +262,84 @@ class Peers(RuleBasedStateMachine):
 
         self.do(turn())
 
-    @initialize(kinds=given.lists(given.integers(0, len(SERVED) - 1), max_size=2, unique=True))
+    @rule(way=given.sampled_from((TO_SERVER, TO_CLIENT)), count=given.integers(0, 2000))
+    def stalls(self, way: int, count: int) -> None:
+        self.proxy.stall_after(way, count)
+
+    @rule(way=given.sampled_from((TO_SERVER, TO_CLIENT)), count=given.integers(1, 600))
+    def passes_bytes_one_by_one(self, way: int, count: int) -> None:
+        self.proxy.crumble(way, count)
+
+    @rule(way=given.sampled_from((TO_SERVER, TO_CLIENT)), count=given.integers(0, 3000))
+    def cuts(self, way: int, count: int) -> None:
+        self.proxy.cut_after(way, count)
+
+    @rule(count=given.integers(1, 30))
+    def time_passes(self, count: int) -> None:
+        self.do(asyncio.sleep(count / 1000))
+
+    @rule()
+    def rests(self) -> None:
+        self.proxy.heal()
+        self.do(self.rest())
+
+    def failed(self, why: str) -> None:
+        """The first one is told at once: making it shorter takes minutes."""
+        if not Run.has_failed:
+            Run.has_failed = True
+            print(f"fuzz-peers: a run has failed, and is made shorter now:\n{why}", flush=True)
+        raise AssertionError(why)
+
+    @property
+    def patience(self) -> float:
+        return PATIENCE / 4 if Run.has_failed else PATIENCE
+
+    def teardown(self) -> None:
+        if not self.has_begun:
+            return
+        try:
+            if sys.exc_info()[0] is None:
+                self.rests()
+        finally:
+            self.do(self.end())
+            self.do(self.proxy.close())
+            self.loop.close()
+            self.folder.cleanup()
+
+
+async def program_tree(address: str) -> dict[str, str]:
+    done = await asyncio.create_subprocess_exec(
+        PROGRAM, "tree", "--socket", address, stdout=subprocess.PIPE, stderr=subprocess.PIPE
+    )
+    told, error = await done.communicate()
+    return printed(told.decode()) if done.returncode == 0 else {"loamtunnel tree": error.decode()}
+
+
+def command(path: str, described: schema.Type, child: int, attribute: int, number: int, lot: int) -> list[str]:
+    """What `loamtunnel` is told to write."""
+    probe = new(described, path)
+    write(probe, COMMAND, child, attribute, number, lot or 1)
+    for place, value in ours(path, probe).items():
+        if place.endswith("]") and not value.startswith("a "):
+            return ["set", place, value] if lot else ["del", place]
+    return next((["set", place] for place in ours(path, probe) if place.endswith("]")), [])
+
+
+class ProgramServes(Run):
+    """`near` is this package beyond the proxy; `far` writes in the program's process, on a connection without faults."""
+
+    def __init__(self) -> None:
+        super().__init__()
+        self.process: Process | None = None
+
+    @initialize(kinds=KINDS)
     def begin(self, kinds: list[int]) -> None:
-        self.roots = {f"root{i}": SERVED[i] for i in (LIFS, *(each for each in kinds if each != LIFS))}
-        self.paths = list(self.roots)
-        direct, proxied = os.path.join(self.folder.name, "direct"), os.path.join(self.folder.name, "proxied")
+        self.choose(kinds)
         # Of two types of one short name the program means the model's own.
         made = [f"{path}={each.name}" for path, each in self.roots.items()]
-        self.process = Process(direct, ["serve", "--writable", *made])
-        self.proxy = Proxy(proxied, direct)
-        self.near, self.far = Side(proxied, self.roots, "near"), Side(direct, self.roots, "far")
+        self.process = Process(self.direct, ["serve", "--writable", *made])
+        self.near, self.far = Side(self.proxied, self.roots, "near"), Side(self.direct, self.roots, "far")
+        self.has_begun = True
 
         async def start() -> None:
             self.proxy.start()
@@ -309,23 +391,10 @@ class Peers(RuleBasedStateMachine):
     def is_told_by_a_command(self, root: int, child: int, attribute: int, number: int, lot: int) -> None:
         """`loamtunnel set` and `del`."""
         path = self.paths[root % len(self.paths)]
-        probe = new(self.roots[path], path)
-        write(probe, COMMAND, child, attribute, number, lot or 1)
-        for place, value in ours(path, probe).items():
-            if place.endswith("]"):
-                self.run_program(*(["set", place] if value.startswith("a ") else ["set", place, value] if lot else ["del", place]))
-
-    @rule(way=given.sampled_from((TO_SERVER, TO_CLIENT)), count=given.integers(0, 2000))
-    def stalls(self, way: int, count: int) -> None:
-        self.proxy.stall_after(way, count)
-
-    @rule(way=given.sampled_from((TO_SERVER, TO_CLIENT)), count=given.integers(1, 600))
-    def passes_bytes_one_by_one(self, way: int, count: int) -> None:
-        self.proxy.crumble(way, count)
-
-    @rule(way=given.sampled_from((TO_SERVER, TO_CLIENT)), count=given.integers(0, 3000))
-    def cuts(self, way: int, count: int) -> None:
-        self.proxy.cut_after(way, count)
+        if told := command(path, self.roots[path], child, attribute, number, lot):
+            done = subprocess.run([PROGRAM, *told, "--socket", self.direct], capture_output=True, text=True)
+            if done.returncode == 2:
+                self.failed(f"loamtunnel {' '.join(told)}: {done.stderr}")
 
     @rule()
     def kills_the_program(self) -> None:
@@ -390,17 +459,8 @@ class Peers(RuleBasedStateMachine):
         )
         self.pass_time()
 
-    @rule(count=given.integers(1, 30))
-    def time_passes(self, count: int) -> None:
-        self.do(asyncio.sleep(count / 1000))
-
-    @rule()
-    def rests(self) -> None:
-        self.proxy.heal()
-        self.do(self.rest())
-
     async def rest(self) -> None:
-        deadline = time.monotonic() + (PATIENCE if not Peers.has_failed else PATIENCE / 4)
+        deadline = time.monotonic() + self.patience
         wrong = "nothing has been compared"
         while time.monotonic() < deadline:
             assert self.process is not None
@@ -422,21 +482,8 @@ class Peers(RuleBasedStateMachine):
             await asyncio.sleep(0.005)
         self.failed(wrong)
 
-    def failed(self, why: str) -> None:
-        """The first one is told at once: making it shorter takes minutes."""
-        if not Peers.has_failed:
-            Peers.has_failed = True
-            print(f"fuzz-peers: a run has failed, and is made shorter now:\n{why}", flush=True)
-        raise AssertionError(why)
-
     async def compared(self) -> str:
-        done = await asyncio.create_subprocess_exec(
-            PROGRAM, "tree", "--socket", self.process.address, stdout=subprocess.PIPE, stderr=subprocess.PIPE
-        )
-        told, error = await done.communicate()
-        if done.returncode:
-            return f"loamtunnel tree: {error.decode()}"
-        theirs = printed(told.decode())
+        theirs = await program_tree(self.direct)
         for side in (self.near, self.far):
             mine: dict[str, str] = {}
             for path, copy in side.copies.items():
@@ -445,30 +492,212 @@ class Peers(RuleBasedStateMachine):
                 return f"{side._name} | loamtunnel tree\n{differs}"
         return ""
 
-    def run_program(self, *arguments: str) -> None:
+    async def end(self) -> None:
+        for side in (self.near, self.far):
+            side.abandon()
+        await asyncio.sleep(0)
         assert self.process is not None
-        done = subprocess.run([PROGRAM, *arguments, "--socket", self.process.address], capture_output=True, text=True)
-        if done.returncode == 2:
-            raise AssertionError(f"loamtunnel {' '.join(arguments)}: {done.stderr}")
+        self.process.kill()
 
-    def teardown(self) -> None:
-        if self.process is None:
+
+class Monitor:
+    """`loamtunnel monitor`, and the state that its lines make."""
+
+    def __init__(self) -> None:
+        self.state: dict[str, str] = {}
+        self._process: asyncio.subprocess.Process | None = None
+        self._reading: asyncio.Task | None = None
+
+    async def start(self, address: str) -> None:
+        self.state = {}
+        self._process = await asyncio.create_subprocess_exec(
+            *(PROGRAM, "monitor", "--buffer", "10000000", "--socket", address),
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+            limit=1 << 24,
+        )
+        self._reading = asyncio.get_running_loop().create_task(self._read())
+
+    async def _read(self) -> None:
+        above: list[str] = []
+        assert self._process is not None and self._process.stdout is not None
+        while line := (await self._process.stdout.readline()).decode().rstrip("\n"):
+            if line.startswith("-- "):
+                continue
+            stamp, _, rest = line.partition(" ")
+            if not re.fullmatch(r"\d{4}-\d\d-\d\dT[\d:.]+", stamp):
+                path, value = printed_line(line, above)
+                self.state[path] = value
+                continue
+            if rest.endswith(" deleted"):
+                path = rest.removesuffix(" deleted")
+                gone = self.state.pop(path, "")
+                if gone.startswith(("a ", f"'{path.partition('.')[0]}/")):  # a child
+                    self.state = {each: value for each, value in self.state.items() if not each.startswith(path + ".")}
+                continue
+            path, mark, value = rest.rpartition("] = ") if "] = " in rest else rest.partition(" = ")
+            self.state[path + mark.rstrip(" =")] = value
+
+    @property
+    def is_alive(self) -> bool:
+        return self._process is not None and self._process.returncode is None
+
+    async def kill(self) -> None:
+        if self._process is not None:
+            with contextlib.suppress(ProcessLookupError):
+                self._process.kill()
+            await self._process.wait()
+        if self._reading is not None:
+            self._reading.cancel()
+            await asyncio.gather(self._reading, return_exceptions=True)
+
+
+class PythonServes(Run):
+    """This package serves; `loamtunnel monitor` has a copy beyond the proxy, and `set` and `del` write."""
+
+    def __init__(self) -> None:
+        super().__init__()
+        self.monitor = Monitor()
+        self.server: loamtunnel.Server | None = None
+
+    @initialize(kinds=KINDS)
+    def begin(self, kinds: list[int]) -> None:
+        self.choose(kinds)
+        self.entities = {path: new(each, path) for path, each in self.roots.items()}
+        self.has_begun = True
+
+        async def start() -> None:
+            await self.serve()
+            self.proxy.start()
+            await self.monitor.start(self.proxied)
+
+        self.do(start())
+
+    async def serve(self) -> None:
+        service = loamtunnel.Service("python")
+        for path, entity in self.entities.items():
+            service.offer(path, entity, writable=True)
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(self.direct)
+        self.server = await loamtunnel.serve(self.direct, service).start()
+
+    @rule(
+        root=given.integers(0, 2),
+        child=given.integers(0, 4 * KEYS - 1),
+        attribute=given.integers(0, 2),
+        number=given.integers(0, KEYS - 1),
+        lot=given.integers(0, 3),
+    )
+    def writes(self, root: int, child: int, attribute: int, number: int, lot: int) -> None:
+        write(self.entities[self.paths[root % len(self.paths)]], NEAR, child, attribute, number, lot)
+        self.pass_time()
+
+    @rule(root=given.integers(0, 2), child=given.integers(0, KEYS - 1))
+    def deletes_a_child(self, root: int, child: int) -> None:
+        drop(self.entities[self.paths[root % len(self.paths)]], NEAR, child)
+        self.pass_time()
+
+    @rule(count=given.integers(1, 4000), lot=given.integers(0, 3))
+    def writes_much(self, count: int, lot: int) -> None:
+        lifs = self.entities[self.paths[0]]
+        counts = lifs.appConfig.add(drawn_keys(lifs._schema.attributes["appConfig"], NEAR, 0)).reqCount
+        for i in range(count):
+            counts[LIF(4, i, 1)] = lot or None
+        self.pass_time()
+
+    @rule(
+        root=given.integers(0, 2),
+        child=given.integers(0, 4 * KEYS - 1),
+        attribute=given.integers(0, 2),
+        number=given.integers(0, KEYS - 1),
+        lot=given.integers(0, 3),
+        count=given.integers(0, 700),
+        pause=given.integers(0, 30),
+    )
+    def meets_a_command(self, root, child, attribute, number, lot, count, pause) -> None:
+        """`loamtunnel set` or `del`, while bytes to it are held up and the same entity is written here."""
+        path = self.paths[root % len(self.paths)]
+        told = command(path, self.roots[path], child, attribute, number, lot)
+        if not told:
             return
 
-        async def end() -> None:
-            for side in (self.near, self.far):
-                side.abandon()
-            await self.proxy.close()
-            await asyncio.sleep(0)
+        async def both() -> None:
+            self.proxy.heal()
+            self.proxy.stall_after(TO_CLIENT, count)
+            done = await asyncio.create_subprocess_exec(
+                *(PROGRAM, *told, "--socket", self.proxied), stdout=subprocess.DEVNULL, stderr=subprocess.PIPE
+            )
+            await asyncio.sleep(pause / 1000)
+            write(self.entities[path], NEAR, child, attribute, number, lot or 1)
+            await asyncio.sleep(0.002)
+            self.proxy.heal()
+            _, error = await done.communicate()
+            if done.returncode == 2:
+                self.failed(f"loamtunnel {' '.join(told)}: {error.decode()}")
 
-        try:
-            if sys.exc_info()[0] is None:
-                self.rests()
-        finally:
-            self.do(end())
-            self.process.kill()
-            self.loop.close()
-            self.folder.cleanup()
+        self.do(both())
+
+    @rule()
+    def kills_the_monitor(self) -> None:
+        async def anew() -> None:
+            await self.monitor.kill()
+            await self.monitor.start(self.proxied)
+
+        self.do(anew())
+
+    @rule(forgets=given.booleans())
+    def kills_this_side(self, forgets: bool) -> None:
+        """All connections are gone without a word; what is served then is the same, or new."""
+
+        async def anew() -> None:
+            await self.stop()
+            if forgets:
+                self.entities = {path: new(each, path) for path, each in self.roots.items()}
+            await self.serve()
+
+        self.do(anew())
+
+    async def stop(self) -> None:
+        assert self.server is not None and self.server._server is not None
+        self.server._server.close()
+        for peer in tuple(self.server.peers):
+            if peer._link.transport is not None:
+                peer._link.transport.abort()
+        await asyncio.sleep(0)
+
+    async def rest(self) -> None:
+        deadline, wrong = time.monotonic() + self.patience, "nothing has been compared"
+        while time.monotonic() < deadline:
+            await asyncio.sleep(0.005)
+            if not self.monitor.is_alive:
+                self.failed("loamtunnel monitor has ended")
+            mine: dict[str, str] = {}
+            for path, entity in self.entities.items():
+                mine |= ours(path, entity)
+            # The monitor does not tell what an entity has been made from, and tells of a child that it is there.
+            changing = {path: value for path, value in mine.items() if path not in made_from(mine, self.entities)}
+            told = {path: value for path, value in self.monitor.state.items() if path not in mine or path in changing}
+            told |= {path: changing[path] for path in told if changing.get(path, "").startswith("a ")}
+            wrong = different(changing, told) and f"python | loamtunnel monitor\n{different(changing, told)}"
+            if wrong:
+                continue
+            wrong = different(mine, await program_tree(self.direct))
+            if not wrong:
+                return
+            wrong = f"python | loamtunnel tree\n{wrong}"
+        self.failed(wrong)
+
+    async def end(self) -> None:
+        await self.monitor.kill()
+        await self.stop()
+
+
+def made_from(paths: dict[str, str], roots: dict[str, Entity]) -> set[str]:
+    """The paths of what entities are made from."""
+    below = [*roots.values()]
+    for each in below:
+        below += each.children
+    return {f"{each.path}.{each._schema.argument}" for each in below if each._schema.argument} & paths.keys()
 
 
 def main() -> int:
@@ -484,10 +713,11 @@ def main() -> int:
     share, begun = 200, time.monotonic()  # so that a seed brings back a failure soon
     for place in range(0, options.runs, share):
         of = first + place // share
-        print(f"fuzz-peers: seed {of}: runs {place + 1} to {min(place + share, options.runs)}", flush=True)
+        kind = (ProgramServes, PythonServes)[of % 2]
+        print(f"fuzz-peers: seed {of}, {kind.__name__}: runs {place + 1} to {min(place + share, options.runs)}", flush=True)
         try:
             run_state_machine_as_test(
-                seed(of)(Peers),
+                seed(of)(kind),
                 settings=settings(
                     max_examples=min(share, options.runs - place),
                     stateful_step_count=options.steps,

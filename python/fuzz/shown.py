@@ -12,17 +12,19 @@ _LINE = re.compile(r"( *)(\w+)(?:\[(.*)\])?(?:: ([\w:]+)| = (.*))")
 
 def printed(tree: str) -> dict[str, str]:
     """What `loamtunnel tree` has printed: each path with the text of its value, or the type of its object."""
-    found: dict[str, str] = {}
     above: list[str] = []
-    for line in tree.splitlines():
-        match = _LINE.fullmatch(line)
-        if match is None:
-            raise AssertionError(f"a line of `loamtunnel tree` that is none: {line!r}")
-        indent, name, key, type_, value = match.groups()
-        del above[len(indent) // 2 :]
-        above.append(name if key is None else f"{name}[{key}]")
-        found[".".join(above)] = f"a {type_}" if type_ is not None else value
-    return found
+    return dict(printed_line(line, above) for line in tree.splitlines())
+
+
+def printed_line(line: str, above: list[str]) -> tuple[str, str]:
+    """Path and text of a line; `above` has the parts of the path of the one before, and then those of this one."""
+    match = _LINE.fullmatch(line)
+    if match is None:
+        raise AssertionError(f"a line of `loamtunnel tree` that is none: {line!r}")
+    indent, name, key, type_, value = match.groups()
+    del above[len(indent) // 2 :]
+    above.append(name if key is None else f"{name}[{key}]")
+    return ".".join(above), f"a {type_}" if type_ is not None else value
 
 
 def _key(key, type_: str) -> str:
