@@ -1,6 +1,6 @@
 # What is installed, and how users find it: include/LoamTunnel with the folders of the source, the library, its
 # CMake package, its pkg-config file, the program, manual pages, completions, printers for gdb. All of it can be moved
-# as a whole. Components: library, dev, tools; a package each, see cmake/LoamPackage.cmake.
+# as a whole. Components: library, dev, tools, python; a package each, see cmake/LoamPackage.cmake.
 
 include(CMakePackageConfigHelpers)
 
@@ -98,3 +98,10 @@ if(TARGET loamtunnel)
   # What `loamtunnel demo` asks for where no file is named.
   install(FILES examples/lifs.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/loamtunnel COMPONENT tools)
 endif()
+
+# For Debian's own Python, which looks there below /usr alone: part of the packages, and not of an installation elsewhere.
+set(LOAM_PYTHON_DOC ${LOAM_DOC_DIR}/python3-loamtunnel)
+install(DIRECTORY python/loamtunnel DESTINATION lib/python3/dist-packages COMPONENT python EXCLUDE_FROM_ALL
+  PATTERN __pycache__ EXCLUDE)
+install(FILES docs/python.md docs/attribute-log.md man/copyright ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian.gz
+  DESTINATION ${LOAM_PYTHON_DOC} COMPONENT python EXCLUDE_FROM_ALL)

@@ -6,7 +6,7 @@ set(CPACK_PACKAGE_VENDOR "libLoamTunnel")
 set(CPACK_PACKAGE_CONTACT "The developers of libLoamTunnel <developers@loamtunnel.invalid>")
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
-set(CPACK_COMPONENTS_ALL library dev tools)
+set(CPACK_COMPONENTS_ALL library dev tools python)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -39,5 +39,17 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${LOAM_BUILD_LIBDIR})
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "Encodes and decodes rows of chip tables, draws and compares their layouts,
 shows types and values, and looks into processes that share entities.")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-loamtunnel)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.11)")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS loamtunnel)
+# What Python makes of the sources comes and goes with the package.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_SOURCE_DIR}/cmake/package/postinst ${CMAKE_CURRENT_SOURCE_DIR}/cmake/package/prerm)
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION "Entities of a switch's driver stack from Python: a peer of the attribute log in
+pure Python on asyncio, with all types of the model, and the rows of the chip
+tables. With stubs for type checkers.")
 
 include(CPack)

@@ -20,6 +20,7 @@ EXTRA = json.loads((DATA / "extra.json").read_text())
 PLATFORM = EXTRA["platform"]
 HOME = "Hardware::LoamTunnel::"
 OPERATION = 8
+CHILDREN = 1 << 28
 BYTES = {"bool": 1, "U8": 2, "U16": 2, "U32": 4, "U64": 8, "int": 4}
 BITS = {"U8": 8, "U16": 16, "U32": 32, "U64": 64}
 
@@ -92,9 +93,8 @@ def text(name: str, value) -> str:
         return f"'{value}'"
     if form:
         return str(value["value"])
-    scalar = EXTRA["scalars"].get(name)
-    if scalar:
-        return str(value[scalar])
+    if name in SCHEMA and len(stored(name)) == 1:
+        return str(value[stored(name)[0][0]])
     return f"Value('{name}', ** {{{', '.join(f'{a!r}: {text(t, value[a])}' for a, t in stored(name))}}})"
 
 
@@ -161,7 +161,7 @@ def values() -> list[dict]:
                 value = sample(name, which) if stored(name) else {}
                 made = {"name": f"value/{short}/{which}", "level": "Required", "rule": ORDER, "type": name}
                 made["bytes"] = wire(name, value).hex(" ")
-                # How the name of an interface and its number belong together is told nowhere.
+                # Those of interfaces, which have a rule of their own, are written by hand.
                 if which == "least" or not has_interface(name):
                     made |= {"value": value, "text": text(name, value)}
                 found.append(made)
@@ -258,9 +258,9 @@ def travels(name: str) -> list[dict]:
         if each["id"] < 258 or each["name"] in arguments:
             continue
         if each["keyType"]:
-            role = "children" if kinds.get(each["type"]) == "entity" else "map"
-            if each["name"] in EXTRA["references"].get(name, ()):
-                role = "references"
+            role = "map"
+            if kinds.get(each["type"]) == "entity":
+                role = "children" if int(each["flags"][1], 16) & CHILDREN else "references"
             found.append(each | {"role": role})
         elif not each["args"] and is_plain and each["introspection"] != OPERATION:
             found.append(each | {"role": "scalar"})

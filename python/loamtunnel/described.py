@@ -12,7 +12,7 @@ def short(name: str) -> str:
 
 
 def field(attribute: schema.Attribute) -> str:
-    """`U16, 0 to 4095, dword0[47:36]`"""
+    """`U16, 0 to 4095, dword0[47:36]. The second VLAN id of the VLAN edit`"""
     if attribute.key is not None:
         parts = [f"[{short(attribute.key)}]: {_range(attribute.type, attribute.bits, attribute.most)}"]
         if attribute.role == "references":
@@ -30,9 +30,12 @@ def field(attribute: schema.Attribute) -> str:
         parts.append(
             f"{attribute.default} unless given" if attribute.role == "stored" else f"{attribute.default} at first"
         )
-    if attribute.meaning:
-        parts.append(attribute.meaning)
-    return ", ".join(parts)
+    return ". ".join(filter(None, [", ".join(parts), attribute.meaning]))
+
+
+def enumerator(type_: schema.Type, name: str) -> str:
+    meaning = type_.enumerator_meanings.get(name)
+    return f"  {name} = {type_.enumerators[name]}" + (f": {meaning}" if meaning else "")
 
 
 def _range(type_: str, bits: int, most: int | None) -> str:
@@ -58,7 +61,7 @@ def doc(type_: schema.Type) -> str:
     if type_.meaning:
         lines += ["", type_.meaning]
     if type_.enumerators:
-        lines += ["", *(f"  {name} = {number}" for name, number in type_.enumerators.items())]
+        lines += ["", *(enumerator(type_, name) for name in type_.enumerators)]
     shown = [each for each in type_.attributes.values() if each.role in SHOWN]
     if shown:
         lines += ["", *(f"  {each.name}: {field(each)}" for each in shown)]

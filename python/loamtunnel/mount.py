@@ -11,7 +11,7 @@ import functools
 from collections.abc import Iterator
 
 from . import records, schema, values, wire
-from .errors import LoamError, StreamFault
+from .errors import LoamError, RangeError, StreamFault
 from .records import CHILD, MARKER, SECONDARY, UNSIZED
 from .tree import Children, Entity
 
@@ -236,24 +236,25 @@ class Mount:
 
     def apply(self, form_byte: int, id_: int, data, at: int, end: int) -> None:
         """One record of the peer's."""
+        if not self.applies:
+            self.session.counts["refused"] += 1
+            return
+        form = self.forms.get(id_ if id_ >= 0 else -id_)
+        if form_byte & MARKER:
+            self._hear_marker(form, data, at, end)
+            return
         if id_ == SYNC_MODE:
             self._hear_sync_mode(data, at, end)
             return
-        form = self.forms.get(id_ if id_ >= 0 else -id_)
         if form is None:
             if id_ in (144, -144) and self._old_child(data, at, end):
                 return
             self.session.counts["unknown attributes"] += 1
             return
-        if not self.applies:
-            self.session.counts["refused"] += 1
-            return
-        if form_byte & MARKER:
-            self._hear_marker(form, data, at, end)
-            return
         if form.role == "scalar":
             if id_ < 0:
-                raise StreamFault(f"{form.attribute.name} is no map; nothing of it can be deleted")
+                self.session.counts["unknown attributes"] += 1
+                return
             (value,) = form.read(data, at, end)
             self.dirty.pop((id_, None), None)
             self.entity._set_scalar(form.attribute, value, self)
@@ -272,11 +273,10 @@ class Mount:
             return
         if form.role == "references":
             key, target = form.read(data, at, end)
-            mount = self.session.mounts.get(target)
-            if mount is not None:
-                held._set(key, mount.entity, self)
-            else:
+            if not target:
                 held._delete(key, self)
+            else:
+                held._set(key, self._referred(form, target), self)
         elif form.inside:
             (value,) = form.read(data, at, end)
             key = getattr(value, form.inside)
@@ -289,6 +289,15 @@ class Mount:
         if self.dirty:
             self.dirty.pop((id_, key), None)
 
+    def _referred(self, form: Form, id_: int) -> Entity:
+        mount = self.session.mounts.get(id_)
+        if mount is None:
+            raise RangeError(f"{form.attribute.name} refers to the entity {id_}, which is not there")
+        described = mount.entity._schema
+        if form.attribute.type not in (described.name, *described.bases):
+            raise RangeError(f"{form.attribute.name} refers to {mount.entity!r}, which is of another type")
+        return mount.entity
+
     def _hear_sync_mode(self, data, at: int, end: int) -> None:
         if end - at != 4:
             raise StreamFault(f"a sync mode of {end - at} bytes; it has 4")
@@ -296,7 +305,7 @@ class Mount:
         if mode == COMING:
             self.held = self.told = True
         elif mode == COME:
-            if not self.told and self.applies:
+            if not self.told:
                 self._sweep_all()
             self.held = self.told = False
             self.sweeps.clear()
@@ -313,13 +322,18 @@ class Mount:
                 for key in [key for key in held._items if (id_, key) not in self.dirty]:
                     held._delete(key, self)
 
-    def _hear_marker(self, form: Form, data, at: int, end: int) -> None:
+    def _hear_marker(self, form: Form | None, data, at: int, end: int) -> None:
         kind, at = records.read_number(data, at, end)
         _, at = records.read_number(data, at, end)
         if at != end:
             raise StreamFault("a marker is too long")
+        if kind > END:
+            raise StreamFault(f"a marker of the type {kind}; there are 0 to {END}")
+        if form is None:
+            self.session.counts["unknown attributes"] += 1
+            return
         if form.role == "scalar":
-            raise StreamFault(f"{form.attribute.name} is no map; it has no markers")
+            return
         id_, held = form.attribute.id, self.entity._maps[form.attribute.name]
         if kind == START:
             self.session.counts["passes in"] += 1
@@ -356,16 +370,18 @@ class Mount:
         at = start + behind
         if found > 0:
             taken(4)
-        if not self.applies:
-            self.session.counts["refused"] += 1
-            return True
-        stop = start + where if where else end
-        key, _ = form.read_open(data, at, min(stop, end))
+        if at > end or start + where > end:
+            raise StreamFault("a payload is shorter than an offset in it")
+        key, at = form.read_open(data, at, end)
+        if where:
+            at = start + where
         held = self.entity._maps[form.attribute.name]
+        if found > 0:
+            child, at = records.read_number(data, at, end)
+        records.ended_at(at, end)
         if found < 0:
             held._delete(key, self)
-        elif where:
-            child, stop = records.read_number(data, stop, end)
+        else:
             self._hear_child(held, form, key, child)
         return True
 

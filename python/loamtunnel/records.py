@@ -103,7 +103,7 @@ def section(kind: int, content: bytes) -> bytes:
 
 
 def sections(data, at: int, end: int) -> dict[int, tuple[int, int]]:
-    """Where the sections of a payload lie: number to (start, end)."""
+    """Where the sections of a payload lie: number to (start, end). Of a repeated one, the last."""
     found: dict[int, tuple[int, int]] = {}
     while at < end:
         if end - at < 3:
@@ -112,8 +112,6 @@ def sections(data, at: int, end: int) -> dict[int, tuple[int, int]]:
         at += 3
         if end - at < length:
             raise StreamFault(f"section {kind} of {length} bytes is cut after {end - at}")
-        if kind in found:
-            raise StreamFault(f"section {kind} is there twice")
         found[kind] = (at, at + length)
         at += length
     return found
@@ -176,9 +174,13 @@ class RecordReader:
                 at += 2
             else:
                 attribute, at = read_number(data, at, end)
+            if attribute > 0xFFFFFFFE:
+                raise StreamFault("a record has an attribute of more than 32 bits")
             attribute = -((attribute + 1) >> 1) if attribute & 1 else attribute >> 1
             secondary = 0
             if form & SECONDARY:
                 secondary, at = read_number(data, at, end)
+                if not 0 < secondary <= 0xFFFFFFFF:
+                    raise StreamFault(f"a record has the secondary attribute {secondary}; one has 32 bits and is not 0")
             self._at = end
             yield form, entity, attribute, secondary, data, at, end

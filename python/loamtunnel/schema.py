@@ -55,6 +55,7 @@ class Type:
     is_named: bool = True  # of an entity without one: whether it is made from a name
     scalar: str | None = None  # of a value: the attribute whose text is the text of the whole
     enumerators: dict[str, int] = field(default_factory=dict)
+    enumerator_meanings: dict[str, str] = field(default_factory=dict)
     form: str | None = None  # of a platform value with a form of its own: how it travels
     check: dict = field(default_factory=dict)
     bases: tuple[str, ...] = ()  # nearest first, without the framework's own
@@ -94,15 +95,15 @@ def _role(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict) -> s
     if type_["kind"] == "value":
         if name in arguments:
             return "stored"
-        if name in extra["views"].get(owner, ()):
+        if attribute.get("bits"):
             return "view"
         return "constant" if name in extra["constants"].get(owner, ()) else "other"
     if type_["kind"] != "entity" or attribute["id"] < 258:
         return "other"
     if attribute["keyType"]:
-        if name in extra["references"].get(owner, ()):
-            return "references"
-        return "children" if kinds.get(attribute["type"]) == "entity" else "map"
+        if kinds.get(attribute["type"]) != "entity":
+            return "map"
+        return "children" if int(attribute["flags"][1], 16) & CHILDREN else "references"
     if name in arguments:
         return "key"
     if attribute["args"] or attribute["type"] in ("", "none") or attribute["introspection"] == OPERATION:
@@ -110,6 +111,7 @@ def _role(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict) -> s
     return "scalar"
 
 
+CHILDREN = 1 << 28  # in the second word of the flags: the members live in the entity
 OPERATION = 8  # the introspection flags of what is called and not stored
 
 
@@ -124,7 +126,8 @@ def _attribute(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict)
     made.bits = BITS.get(made.type, 0)
     made.meaning = attribute.get("meaning", "")
     if made.role == "view":
-        made.word, made.low, made.bits = extra["views"][owner][name]
+        made.word, made.low, last = attribute["bits"]
+        made.bits = last - made.low + 1
     made.travels = (
         made.role in ("scalar", "map", "children", "references")
         and owner not in extra["doNotTravel"]
@@ -150,7 +153,9 @@ def _merged(listed: list[dict], extra: dict) -> dict[str, Type]:
         made = types[name] = Type(name, each["kind"], each["base"] or None, dict(base.attributes) if base else {})
         made.bases = (base.name, *base.bases) if base else ()
         made.enumerators = {one["name"]: one["number"] for one in each.get("enumerators", ())}
-        made.scalar = extra["scalars"].get(name)
+        made.enumerator_meanings = {one["name"]: one.get("meaning", "") for one in each.get("enumerators", ())}
+        if each["kind"] == "value" and len(each["constructorArgs"]) == 1:
+            made.scalar = each["constructorArgs"][0][0]
         made.meaning = each.get("meaning", "")
         made.check = {"checks": extra["checkedOnWire"].get(name, ()), "always": extra["always"].get(name)}
         for one in each.get("attributes", ()):

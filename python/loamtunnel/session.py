@@ -115,7 +115,8 @@ class Session:
         self._next_id = 7 if connects else 5
         self._numbers = 0
         self._given: set[int] = set()  # ids under which the peer's entities stand
-        self._their_roots: set[int] = set()
+        self._told: set[str] = set()  # the paths of this side's offers that the peer knows
+        self._untold: dict[str, Offer] = {}  # those that it has no room for
         self._flows: deque[Iterator[None]] = deque()
         self._marked: dict[Mount, None] = {}
         self._calls = Calls(self)
@@ -249,7 +250,7 @@ class Session:
             "passesIn": counts["passes in"],
             "unknownEnums": counts["unknown enumerators"],
             "unknownAttributes": counts["unknown attributes"],
-            "unknownEntities": counts["unknown entities"],
+            "unknownEntities": counts["unknown entities"] + counts["unknown types"],
             "refusedRecords": counts["refused"],
         }
 
@@ -310,7 +311,7 @@ class Session:
             each()
         self._early.clear()
         for offer in self.service.offers.values():
-            self._put_offer(offer)
+            self.tell_offer(offer)
         self.put(record(1, ALL_TOLD, b""))
         self.on_open()
 
@@ -355,8 +356,10 @@ class Session:
 
     def check_given(self, id_: int) -> None:
         """An id that the peer assigns."""
-        if not id_ & 1 or id_ == 1 or self.is_mine(id_) or id_ in self.mounts:
+        if not id_ & 1 or id_ == 1 or self.is_mine(id_):
             raise StreamFault(f"the id {id_} is not one that the other side may give")
+        if id_ in self.mounts:
+            raise RangeError(f"the id {id_} is in use")
         if len(self._given) >= self.limits.entities:
             raise StreamFault(f"more than {self.limits.entities} entities")
 
@@ -365,7 +368,6 @@ class Session:
 
     def gone(self, mount: Mount) -> None:
         self._given.discard(mount.id)
-        self._their_roots.discard(mount.id)
         self._marked.pop(mount, None)
 
     def mount_of(self, entity: Entity) -> Mount | None:
@@ -374,16 +376,24 @@ class Session:
     # Offers, wishes and pushes
 
     def tell_offer(self, offer: Offer) -> None:
-        if self.is_open:
-            self._put_offer(offer)
-
-    def _put_offer(self, offer: Offer) -> None:
+        if not self.is_open:
+            return  # all are told after the hello
+        if len(self._told) >= self.theirs.roots:
+            self._untold[offer.path] = offer  # until there is room for it
+            return
+        self._told.add(offer.path)
         self.put(record(1, OFFER, string(offer.path) + string(offer.type) + bytes((offer.writable,))))
 
     def tell_withdrawn(self, path: str) -> None:
-        if self.is_open:
+        if not self.is_open:
+            return
+        self._unmount(path)
+        self._untold.pop(path, None)
+        if path in self._told:
+            self._told.discard(path)
             self.put(record(1, -OFFER, string(path)))
-            self._unmount(path)
+            if self._untold:
+                self.tell_offer(self._untold.pop(next(iter(self._untold))))
 
     def _unmount(self, path: str) -> None:
         root = self.roots.pop(path, None)
@@ -418,8 +428,16 @@ class Session:
         self._numbers += 1
         push = Push(path, self._numbers, entity, done)
         self.pushes[push.number] = push
-        self._when_open(lambda: self._announce(entity, path, push.number, PUSHED, writable, push))
+        self._when_open(lambda: self._push(push, writable))
         return push
+
+    def _push(self, push: Push, writable: bool) -> None:
+        assert push.entity is not None
+        try:
+            self._announce(push.entity, push.path, push.number, PUSHED, writable, push)
+        except LoamError as fault:
+            del self.pushes[push.number]
+            push.settle(fault)
 
     def unpush(self, push: Push) -> None:
         self.pushes.pop(push.number, None)
@@ -428,7 +446,19 @@ class Session:
             self.put(record(mount.id, -ENTITY, b"", form=0))
             mount.close()
 
+    def _must_be_free(self, entity: Entity) -> None:
+        """An entity stands on a connection once, be it as a root or below one."""
+        if self.mount_of(entity) is not None:
+            raise Refused("it is on this connection already")
+        for each in self.mounts.values():
+            above = each.entity.parent if each.parent is None else None
+            while above is not None and above is not entity:
+                above = above.parent
+            if above is not None:
+                raise Refused("a part of it is on this connection already")
+
     def _announce(self, entity: Entity, path: str, number_: int, bits: int, writable: bool, push: Push | None) -> Root:
+        self._must_be_free(entity)
         root = Root(self, path, number_, bool(bits & PUSHED), True, True, writable)
         root.heard = push
         id_ = self.new_id()
@@ -458,18 +488,14 @@ class Session:
         id_, at = records.read_number(data, *found[4])
         if at != found[4][1]:
             raise StreamFault("the id of an announcement is too long")
-        self.check_given(id_)
-        if 5 not in found:
-            self._hear_referred(names, data, *found.get(3, (0, 0)), id_)
-            return
-        at, stop = found[5]
-        path, at = records.read_string(data, at, stop)
-        bits, at = records.read_number(data, at, stop)
-        number_, at = records.read_number(data, at, stop)
-        if at != stop:
-            raise StreamFault("the root of an announcement is too long")
-        if len(self._their_roots) >= self.limits.roots:
-            raise StreamFault(f"more than {self.limits.roots} roots")
+        path, bits, number_ = "", 0, 0
+        if 5 in found:
+            at, stop = found[5]
+            path, at = _read_path(data, at, stop)
+            bits, at = records.read_number(data, at, stop)
+            number_, at = records.read_number(data, at, stop)
+            if at != stop:
+                raise StreamFault("the root of an announcement is too long")
         known = next((schema.TYPES[each] for each in names if each in schema.TYPES), None)
         if known is None or known.kind != "entity":
             self.counts["unknown types"] += 1
@@ -479,20 +505,23 @@ class Session:
             elif (wish := self.wishes.get(path)) is not None and wish.number == number_:
                 wish.settle(Refused(why))
             return
-        made = self._made(known, data, *found.get(3, (0, 0)))
-        if bits & PUSHED:
+        if 3 not in found:
+            raise StreamFault("an announcement lacks the argument of its constructor")
+        made = self._made(known, data, *found[3])
+        if id_ in self._given:
+            return  # announced again
+        self.check_given(id_)
+        if not path:
+            self._hear_referred(made, id_)
+        elif bits & PUSHED:
             self._hear_push(path, number_, bool(bits & WRITABLE), made, id_)
         else:
             self._hear_wanted(path, number_, bool(bits & WRITABLE), made, id_)
 
-    def _hear_referred(self, names: list[str], data, at: int, end: int, id_: int) -> None:
+    def _hear_referred(self, made: Entity, id_: int) -> None:
         """An entity without a path: the records that follow refer to it."""
-        known = next((schema.TYPES[each] for each in names if each in schema.TYPES), None)
-        if known is None or known.kind != "entity":
-            self.counts["unknown types"] += 1
-            return
         root = Root(self, "", 0, False, False, False, True)
-        root.mount = Mount(self, self._made(known, data, at, end), id_, root)
+        root.mount = Mount(self, made, id_, root)
         self.taken_in(root.mount)
         root.mount.hold()
 
@@ -521,7 +550,6 @@ class Session:
         """The copy of what the peer has announced."""
         root.mount = Mount(self, entity, id_, root)
         self.taken_in(root.mount)
-        self._their_roots.add(id_)
         root.mount.hold()
         return root.mount
 
@@ -535,6 +563,8 @@ class Session:
                 raise Refused(f"{path} is not taken in")
             if entity._schema is not made._schema:
                 raise Refused(f"{path} takes in no {made._schema.short}")
+            if self.mount_of(entity) is not None:
+                raise Refused("its place is on this connection already")
         except Exception as refusal:  # the taker's own faults, too, are for the side that pushed
             self._put_verdict(path, number_, PUSHED, str(refusal) or type(refusal).__name__)
             return
@@ -557,6 +587,9 @@ class Session:
         elif wish.entity._schema is not made._schema:
             wish.settle(Refused(f"{path} is a {made._schema.short}, not a {wish.entity._schema.short}"))
             return
+        elif self.mount_of(wish.entity) is not None:
+            wish.settle(Refused("its place is on this connection already"))
+            return
         wish.entity._place, wish.writable = path, writable
         wish.entity.read_only = None if writable else f"{self.name} offers it to be read"
         root = wish.root = Root(self, path, number_, False, False, writable, True)
@@ -564,11 +597,15 @@ class Session:
         self._hold(root, wish.entity, id_)
 
     def _hear_unmounted(self, mount: Mount) -> None:
-        if self.is_mine(mount.id):
-            self.counts["refused"] += 1
-            return
         mount.close()
         wish, root = self.wishes.get(mount.root.path), mount.root
+        if self.is_mine(mount.id):
+            if self.roots.get(root.path) is root and root.mount is mount:
+                del self.roots[root.path]
+            elif isinstance(root.heard, Push) and root.mount is mount:
+                self.pushes.pop(root.number, None)
+                root.heard.settle(Refused(f"{self.name} has let it go"))
+            return
         if root.mount is mount and wish is not None and wish.root is root and wish.number == root.number:
             del self.wishes[wish.path]
             over = Refused(f"{wish.path} is no longer shared by {self.name}")
@@ -579,14 +616,17 @@ class Session:
         self.put(record(1, VERDICT, string(path) + number(number_) + number(bits) + string(reason)))
 
     def _hear_offer(self, data, at: int, end: int) -> None:
-        path, at = records.read_string(data, at, end)
+        path, at = _read_path(data, at, end)
         type_, at = records.read_string(data, at, end)
         writable, at = records.read_number(data, at, end)
         ended_at(at, end)
+        if path not in self.offers and len(self.offers) >= self.limits.roots:
+            raise StreamFault(f"more than {self.limits.roots} offers")
         self.offers[path] = Offer(path, type_, bool(writable & 1))
 
     def _hear_withdrawn(self, data, at: int, end: int) -> None:
-        path = whole_string(data, at, end)
+        path, at = _read_path(data, at, end)
+        ended_at(at, end)
         self.offers.pop(path, None)
 
     def _hear_all_told(self, data, at: int, end: int) -> None:
@@ -594,15 +634,13 @@ class Session:
         self.all_told = True
 
     def _hear_want(self, data, at: int, end: int) -> None:
-        path, at = records.read_string(data, at, end)
+        path, at = _read_path(data, at, end)
         number_, at = records.read_number(data, at, end)
         ended_at(at, end)
         self._unmount(path)
         offer = self.service.offers.get(path)
         if offer is None or offer.entity is None:
             self._put_verdict(path, number_, 0, f"nothing is offered under {path}")
-        elif len(self.roots) >= self.theirs.roots:
-            self._put_verdict(path, number_, 0, f"{self.name} takes no more than {self.theirs.roots} roots")
         else:
             try:
                 self.roots[path] = self._announce(offer.entity, path, number_, 0, offer.writable, None)
@@ -610,7 +648,7 @@ class Session:
                 self._put_verdict(path, number_, 0, str(fault))
 
     def _hear_unwant(self, data, at: int, end: int) -> None:
-        path, at = records.read_string(data, at, end)
+        path, at = _read_path(data, at, end)
         number_, at = records.read_number(data, at, end)
         ended_at(at, end)
         root = self.roots.get(path)
@@ -618,7 +656,7 @@ class Session:
             self._unmount(path)
 
     def _hear_verdict(self, data, at: int, end: int) -> None:
-        path, at = records.read_string(data, at, end)
+        path, at = _read_path(data, at, end)
         number_, at = records.read_number(data, at, end)
         bits, at = records.read_number(data, at, end)
         reason = whole_string(data, at, end)
@@ -650,6 +688,15 @@ class Session:
     def on_awaitable(self, answer, reply: Callable[[str, bool], None]) -> None:
         """An answer that takes time. Whoever has an event loop replaces this."""
         reply("the answer is no text", True)
+
+
+def _read_path(data, at: int, end: int) -> tuple[str, int]:
+    path, at = records.read_string(data, at, end)
+    try:
+        check_path(path)
+    except ValueError as fault:
+        raise StreamFault(str(fault)) from None
+    return path, at
 
 
 def end_watches(entity: Entity, error: Exception) -> None:

@@ -63,9 +63,14 @@ def _property(attribute: schema.Attribute, gives: str, takes: str | None = None)
     return lines
 
 
+def _head(type_: schema.Type, base: str) -> list[str]:
+    head = f"class {schema.python_name(type_)}({base}):"
+    return [head, f'    """{type_.meaning}"""'] if type_.meaning else [head]
+
+
 def value(type_: schema.Type) -> list[str]:
     base = schema.TYPES.get(type_.base or "")
-    lines = [f"class {schema.python_name(type_)}({schema.python_name(base) if base else 'Value'}):"]
+    lines = _head(type_, schema.python_name(base) if base else "Value")
     views = [each for each in type_.attributes.values() if each.role == "view"]
     given = [f"{each.name}: {taken(each.type)} = ..." for each in type_.stored]
     # Views are set by the bits that they have.
@@ -82,14 +87,15 @@ def value(type_: schema.Type) -> list[str]:
 
 
 def enumeration(type_: schema.Type) -> list[str]:
-    lines = [f"class {schema.python_name(type_)}(Enumeration):"]
-    return lines + [
-        f"    {name} = {number}" for name, number in type_.enumerators.items() if not keyword.iskeyword(name)
+    return _head(type_, "Enumeration") + [
+        f"    {name} = {number}" + (f"  # {told}" if (told := type_.enumerator_meanings.get(name)) else "")
+        for name, number in type_.enumerators.items()
+        if not keyword.iskeyword(name)
     ]
 
 
 def entity(type_: schema.Type) -> list[str]:
-    lines = [f"class {schema.python_name(type_)}(Entity):"]
+    lines = _head(type_, "Entity")
     argument = type_.attributes[type_.argument] if type_.argument else None
     lines.append(
         f"    def __init__(self, argument: {taken(argument.type) if argument else 'str | None = None'}) -> None: ..."

@@ -20,6 +20,7 @@ import enum
 import functools
 import ipaddress
 import operator
+import re
 
 from . import described, schema
 from .errors import RangeError, StreamFault
@@ -94,22 +95,53 @@ def _width(bits: int) -> str:
 
 
 class Interface(int):
-    """The number of an interface. Its text is 0x and 16 digits, which the program reads as well; 0 is the empty id."""
+    """An interface, as the number that its name becomes. One that is no name's has 0x and 16 digits for a text; 0 is none.
+
+    >>> int(Interface("Ethernet3/1.100")), str(Interface(0x1000100020000064))
+    (1152939114744807524, 'Ethernet3/1.100')
+    """
 
     _schema: schema.Type
 
     def __new__(cls, given=0):
         if isinstance(given, str):
-            try:
-                given = int(given, 16) if given else 0
-            except ValueError:
-                raise RangeError(f"{given!r} is no number of an interface; 0x and 16 digits is") from None
+            number = _interface(given)
+            if number is None:
+                raise RangeError(f"{given!r} is no interface; Ethernet3/1.100 is one, or 0x and 16 hexadecimal digits")
+            given = number
         return super().__new__(cls, fitting("IntfId", given, 64))
 
     def __str__(self) -> str:
-        return f"0x{int(self):016x}" if self else ""
+        number = int(self)
+        kind, parts = number >> 60, [number >> low & (1 << bits) - 1 for low, bits in _PARTS]
+        name = _KINDS[kind] if kind < len(_KINDS) else ""
+        name += "/".join(str(each - 1) for each in parts if each) + (f".{number & 0xFFFF}" if number & 0xFFFF else "")
+        return name if number and _interface(name) == number else f"0x{number:016x}" if number else ""
 
     __repr__ = int.__repr__
+
+
+_KINDS = ("", "Ethernet", "Port-Channel", "Vlan", "Vxlan", "Loopback", "Management", "Tunnel")
+_PARTS = ((42, 18), (28, 14), (16, 12))  # where the numbers with slashes between lie, plus 1, and how wide they are
+_NUMBER = "(0|[1-9][0-9]*)"
+_INTERFACE = re.compile(rf"({'|'.join(_KINDS[1:])}){_NUMBER}(?:/{_NUMBER})?(?:/{_NUMBER})?(?:\.([1-9][0-9]*))?")
+
+
+def _interface(name: str) -> int | None:
+    """The number that a name becomes; None if it is none."""
+    if re.fullmatch("0x[0-9a-fA-F]{16}", name):
+        return int(name, 16)
+    match = _INTERFACE.fullmatch(name)
+    if match is None:
+        return None if name else 0
+    kind, *numbers, below = match.groups()
+    number = _KINDS.index(kind) << 60 | int(below or 0)
+    for (low, bits), each in zip(_PARTS, numbers, strict=True):
+        if each is not None:
+            if int(each) > (1 << bits) - 2:
+                return None
+            number |= int(each) + 1 << low
+    return number if int(below or 0) <= 0xFFFF else None
 
 
 class Fapmask:

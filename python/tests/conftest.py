@@ -4,6 +4,7 @@ import os
 import pathlib
 import re
 import shutil
+import socket
 import subprocess
 import sys
 import time
@@ -11,7 +12,7 @@ import time
 import pytest
 
 HERE = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE.parent))
+sys.path.insert(0, str(HERE.parent))  # where the tests lie alone, it is what is installed that is tested
 
 from loamtunnel.service import Service  # noqa: E402
 from loamtunnel.session import Session  # noqa: E402
@@ -23,6 +24,17 @@ def push_path(program: str) -> str:
     """Under which path the program's driver takes requests, as its help tells."""
     told = subprocess.run([program, "driver", "--help"], capture_output=True, text=True, check=True).stdout
     return re.search(r'pushed as "?(\w+)', told)[1]
+
+
+def listening(address: str, process: subprocess.Popen) -> None:
+    """Waits until somebody listens there: the file of a socket is there a moment before."""
+    for _ in range(1000):
+        with socket.socket(socket.AF_UNIX) as probe:
+            if probe.connect_ex(address) == 0:
+                return
+        assert process.poll() is None, "the program has ended"
+        time.sleep(0.01)
+    raise RuntimeError("the program does not serve")
 
 
 class Pipe:
@@ -63,11 +75,8 @@ def serving(program, tmp_path):
         address = str(tmp_path / f"socket{len(started)}")
         process = subprocess.Popen([program, "serve", "--socket", address, *arguments], stderr=subprocess.DEVNULL)
         started.append(process)
-        for _ in range(500):
-            if os.path.exists(address):
-                return address
-            time.sleep(0.01)
-        raise RuntimeError("the program does not serve")
+        listening(address, process)
+        return address
 
     yield serve
     for process in started:

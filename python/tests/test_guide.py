@@ -9,7 +9,7 @@ import os
 import re
 import subprocess
 
-from conftest import HERE, push_path
+from conftest import HERE, listening, push_path
 
 GUIDE = HERE.parent.parent / "docs" / "python.md"
 MOST_LINES = 10
@@ -55,9 +55,7 @@ def test_the_page_tells_the_truth(program, tmp_path, monkeypatch):
     space = {"start_driver": start_driver, "driver": start_driver()}
 
     async def main():
-        while not os.path.exists(address):
-            await asyncio.sleep(0.01)
-        await asyncio.sleep(0.1)
+        listening(address, space["driver"])
         for heading, code, shown in blocks():
             code = (
                 code.replace('"lifConfig", LifAppConfig', f'"{push_path(program)}", LifAppConfig', 1)

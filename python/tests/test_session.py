@@ -17,6 +17,7 @@ from loamtunnel.types import (
     EvecEntry,
     EvecFormat,
     EvecKey,
+    FapTypeProperties,
     LifAppConfig,
     LifAppConfigDir,
     LifAppStatusDir,
@@ -313,7 +314,23 @@ PREAMBLE = MAGIC + b"\0\2\0\2"
         (PREAMBLE + hello() + b"\0\4\1\x81\0\0", "shortest form"),
         (PREAMBLE + hello() + record(1, 163, b"x"), "too long"),
         (PREAMBLE + hello() + announced(5), "the id 5 is not one that the other side may give"),
-        (PREAMBLE + hello() + announced(7) + announced(7), "the id 7 is not one"),
+        (PREAMBLE + hello() + announced(1), "the id 1 is not one that the other side may give"),
+        (PREAMBLE + hello() + record(1, 164, b"\0\0\5"), "'' is no path"),
+        (PREAMBLE + hello() + record(1, 162, string("a\nb") + string("T") + b"\0"), "is no path"),
+        (
+            PREAMBLE + hello() + b"".join(record(1, 162, string(each) + string("T") + b"\0") for each in "abc"),
+            "more than 2 offers",
+        ),
+        (PREAMBLE + hello() + record(1, 163, b"", form=3, secondary=0), "the secondary attribute 0"),
+        (PREAMBLE + hello() + record(1, 1 << 31, b""), "more than 32 bits"),
+        (PREAMBLE + hello() + announced(7) + record(7, 258, b"\3\0", form=4), "a marker of the type 3"),
+        (
+            PREAMBLE
+            + hello()
+            + announced(7, type_="Hardware::LoamTunnel::LifAppConfigDir")
+            + record(7, 144, bytes.fromhex("0008 0040 00000102 00000000 00000007 0b")),
+            "an offset in it",
+        ),
         (PREAMBLE + hello() + record(1, 167, number(3) + number(0) + string("x")), "which is not the next one"),
         (PREAMBLE + hello() + announced(7) + record(7, 258, b"\0\0\0"), "too short"),
         (PREAMBLE + hello() + announced(7) + record(7, 135, b"\0\0\0", form=0), "a sync mode of 3 bytes"),
@@ -325,7 +342,7 @@ def test_unsound_bytes_end_the_connection_with_a_reason(data, words):
     for each in "pqr":
         service.accept(each, lambda peer, made: made)
     for piece in (1, len(data)):
-        session = Session(service, False, limits=Limits(entities=2))
+        session = Session(service, False, limits=Limits(entities=2, roots=2))
         session.take()
         for at in range(0, len(data), piece):
             session.feed(data[at : at + piece])
@@ -343,7 +360,10 @@ def test_what_is_not_known_is_passed_over_and_counted():
         + hello()
         + announced(7, type_=directory)
         + record(99, 258, b"what ever")
+        + announced(7)  # again
         + record(7, 999, b"what ever")
+        + record(7, 999, b"\0\0", form=4)
+        + record(7, 258, (8).to_bytes(4, "big") + number(7), form=3, secondary=151)  # an id in use
         + record(1, 999, b"what ever")
         + announced(11, type_="Hardware::LoamTunnel::Newer")
         + record(7, 258, (99).to_bytes(4, "big") + number(15), form=3, secondary=151)
@@ -353,10 +373,10 @@ def test_what_is_not_known_is_passed_over_and_counted():
     assert list(session.mounts[7].entity.appConfig) == [99] and not session.mounts[15].entity.reqCount
     wanted_counts = {
         "unknown entities": 1,
-        "unknown attributes": 2,
+        "unknown attributes": 3,
         "unknown types": 1,
         "unknown enumerators": 1,
-        "refused": 1,
+        "refused": 2,
     }
     assert {each: session.counts[each] for each in wanted_counts} == wanted_counts
 
@@ -371,6 +391,70 @@ def test_the_older_record_of_a_child_is_read():
     assert not session.ended and list(session.mounts[7].entity.appConfig) == [MPLS] and 11 in session.mounts
     session.feed(record(7, -144, struct.pack(">HHi", 8, 0, -258) + key))
     assert not session.ended and not session.mounts[7].entity.appConfig and 11 not in session.mounts
+    session.feed(record(7, 144, struct.pack(">HH", 8, 0) + ids[4:] + key + number(15)))
+    assert not session.ended and list(session.mounts[7].entity.appConfig) == [MPLS] and 15 in session.mounts
+
+
+def test_either_side_can_unmount_and_an_entity_is_on_a_connection_once():
+    lifs, service = LifAppConfigDir("lif"), Service("driver")
+    app, taken, heard = LifAppConfig(MPLS), LifAppConfig(MPLS), []
+    service.offer("lif", lifs, True)
+    service.accept("app", lambda peer, made: taken)
+    pipe = Pipe(theirs=service)
+    copy = wanted(pipe, "lif")
+    copy.appConfig.add(MPLS)
+    pipe.ours.push("app", app, False, heard.append)
+    pipe.ours.push("app", app, False, heard.append)
+    pipe.ours.push("app", copy.appConfig[MPLS], False, heard.append)
+    pipe.ours.push("app", LifAppConfig(MPLS), False, heard.append)
+    pipe.run()
+    assert heard.count(None) == 1
+    assert [str(each) for each in heard if each] == [
+        "it is on this connection already",
+        "it is on this connection already",
+        "its place is on this connection already",
+    ]
+    above = LifAppConfigDir("above")
+    above.appConfig.add(VXLAN)
+    pipe.ours.push("up", above.appConfig[VXLAN], False, heard.append)
+    pipe.ours.push("up", above, False, heard.append)
+    assert str(heard[-1]) == "a part of it is on this connection already"
+    # The side that holds a copy lets it go; nothing more is sent of it.
+    pipe.run()
+    for path, mount in [(each.root.path, each) for each in tuple(pipe.theirs.mounts.values()) if each.parent is None]:
+        pipe.theirs.put(record(mount.id, -136, b"", form=0))
+        mount.close()
+    pipe.run()
+    assert not pipe.ours.mounts and not pipe.ours.ended and not pipe.theirs.ended
+    app.reqCount[lif(1)] = 1
+    assert not pipe.ours.take() and not taken.reqCount
+    assert wanted(pipe, "lif").appConfig.keys() == {MPLS}
+
+
+def test_offers_above_the_limit_of_the_other_side_are_told_when_there_is_room():
+    service = Service("driver")
+    for each in "abc":
+        service.offer(each, LifAppConfigDir(each))
+    pipe = Pipe(theirs=service)
+    pipe.ours.limits = Limits(roots=2)
+    pipe.ours._out.clear()
+    pipe.ours._put(PREAMBLE + hello(limits=(4096, 262144, 65536, 2)))
+    pipe.run()
+    assert sorted(pipe.ours.offers) == ["a", "b"]
+    service.withdraw("a")
+    pipe.run()
+    assert sorted(pipe.ours.offers) == ["b", "c"]
+
+
+def test_a_record_refers_only_to_what_is_there():
+    pipe = Pipe(theirs=offering("p", FapTypeProperties("p"), True))
+    copy = wanted(pipe, "p")
+    (attribute,) = [each for each in copy._schema.attributes.values() if each.role == "references"]
+    mount = pipe.ours.mount_of(copy)
+    for target in (99, mount.id):
+        pipe.ours.put(record(mount.id, attribute.id, (3).to_bytes(4, "big") + target.to_bytes(8, "big")))
+    pipe.run()
+    assert pipe.theirs.counts["refused"] == 2 and not pipe.theirs.ended
 
 
 @pytest.mark.parametrize("seed", range(20))

@@ -4,6 +4,7 @@ import ast
 import os
 import pathlib
 import pydoc
+import site
 import subprocess
 import sys
 
@@ -11,7 +12,7 @@ import pytest
 from conftest import HERE
 from loamtunnel import row, rows, stubs, tables, types
 
-PACKAGE = HERE.parent / "loamtunnel"
+PACKAGE = pathlib.Path(types.__file__).parent
 
 
 @pytest.mark.parametrize("name", ["types", "tables"])
@@ -39,21 +40,26 @@ def test_what_stubs_declare_is_there():
 
 def test_mypy_finds_what_is_wrong_and_nothing_else(tmp_path):
     pytest.importorskip("mypy")
+    # What is installed is found by itself.
+    is_installed = str(PACKAGE.parent) in site.getsitepackages()
+    stubs_ = [] if is_installed else [str(PACKAGE / "types.pyi"), str(PACKAGE / "tables.pyi")]
     done = subprocess.run(
         [sys.executable, "-m", "mypy", "--python-version", "3.11", "--warn-unused-ignores", "--follow-imports=silent"]
-        + [f"--cache-dir={tmp_path}", str(HERE / "typed.py"), str(PACKAGE / "types.pyi"), str(PACKAGE / "tables.pyi")],
+        + [f"--cache-dir={tmp_path}", str(HERE / "typed.py"), *stubs_],
         capture_output=True,
         text=True,
-        env=os.environ | {"MYPYPATH": str(HERE.parent)},
+        env=os.environ | {"MYPYPATH": "" if is_installed else str(PACKAGE.parent)},
     )
     assert done.returncode == 0, done.stdout
 
 
 def test_help_tells_fields_and_ranges():
-    assert "vlanEditVid1: U16, 0 to 4095, dword0[59:48]" in pydoc.render_doc(types.AradLifAcMp)
+    assert "vlanEditVid1: U16, 0 to 4095, dword0[59:48]. The first VLAN id of the VLAN edit" in pydoc.render_doc(types.AradLifAcMp)
     assert "fapId: FapId, 0 to 2048, 2048 unless given" in pydoc.render_doc(types.TcamSharingRequest)
     assert "reqCount: [AradLifEntry]: U32, 0 to 4294967295" in pydoc.render_doc(types.LifAppConfig)
+    assert "The logical interfaces (LIFs) that one application asks for" in pydoc.render_doc(types.LifAppConfig)
     assert "vtAppMpls = 7" in pydoc.render_doc(types.VtAppId)
+    assert "lifAcMp = 4: An attachment circuit" in pydoc.render_doc(types.LifType)
     assert "learnInfo: [31:16] on 3/1 4/1; [32:16] on 5/1" in pydoc.render_doc(rows.LifTable)
 
 
@@ -82,5 +88,5 @@ def test_meanings_of_the_schema_are_told():
         }
     ]
     told = described.doc(schema._merged(listed, schema._EXTRA)["Hardware::LoamTunnel::Lamp"])
-    assert "A lamp of the front panel." in told and "on: bool, False unless given, whether it shines" in told
+    assert "A lamp of the front panel." in told and "on: bool, False unless given. whether it shines" in told
     assert pathlib.Path(PACKAGE / "py.typed").exists()

@@ -4,6 +4,7 @@ import pickle
 import random
 
 import pytest
+from chance import random_value
 from loamtunnel import errors, from_wire, schema, text, to_wire, values
 from loamtunnel import types as model
 from loamtunnel.types import (
@@ -24,28 +25,26 @@ from loamtunnel.types import (
 VALUES = sorted(name for name, each in schema.TYPES.items() if each.kind == "value" and not each.form and each.stored)
 
 
-def random_value(name: str, chance: random.Random):
-    """Any value that the type can hold, with its limits and 0 more often than not."""
-    described = schema.TYPES.get(name)
-    if described is None:
-        top = (1 << schema.BITS[name]) - 1
-        return bool(chance.getrandbits(1)) if name == "bool" else chance.choice((0, top, chance.randint(0, top)))
-    kind = values.python_type(name)
-    if described.kind == "enumeration":
-        return chance.choice(list(kind))
-    if kind is values.Fapmask:
-        return kind.of(chance.choice((0, 1 << 127, (1 << 128) - 1, chance.getrandbits(128) & chance.getrandbits(128))))
-    if described.form == "address":
-        return kind(chance.getrandbits(32))
-    if described.form:
-        bits = schema.BITS[described.form]
-        most = described.check["most"] or (1 << bits) - 1
-        return kind(chance.choice((0, most, described.check["default"], chance.randint(0, most))))
-    given = {}
-    for each in described.stored:
-        made = random_value(each.type, chance)
-        given[each.name] = min(made, each.most) if each.most is not None else made
-    return kind(**given)
+@pytest.mark.parametrize(
+    ("name", "number"),
+    [
+        ("", 0),
+        ("Ethernet3/1.100", 1 << 60 | 4 << 42 | 2 << 28 | 100),
+        ("Ethernet1/2/3", 1 << 60 | 2 << 42 | 3 << 28 | 4 << 16),
+        ("Port-Channel0.65535", 2 << 60 | 1 << 42 | 65535),
+        ("Tunnel262142/16382/4094", 7 << 60 | 262143 << 42 | 16383 << 28 | 4095 << 16),
+        ("0xf000000000000001", 0xF000000000000001),
+        ("0x1000000020000000", 0x1000000020000000),  # a second number without a first one
+    ],
+)
+def test_an_interface_is_its_name(name, number):
+    assert int(values.Interface(name)) == number and str(values.Interface(number)) == name
+
+
+@pytest.mark.parametrize("name", ["eth0", "Ethernet", "Ethernet03", "Vlan1/2/3/4", "Vlan1.0", "Vlan1.65536", "Tunnel262143", "0x12"])
+def test_what_names_no_interface_is_refused(name):
+    with pytest.raises(ValueError, match="is no interface"):
+        values.Interface(name)
 
 
 @pytest.mark.parametrize("name", VALUES)

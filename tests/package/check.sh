@@ -1,5 +1,5 @@
 #!/bin/sh
-# check.sh FOLDER: are the three packages in it what they should be? Installs them in a root of their own, without what
+# check.sh FOLDER: are the four packages in it what they should be? Installs them in a root of their own, without what
 # they depend on, and looks at what is there.
 set -eu
 folder=$(realpath "$1")
@@ -12,7 +12,7 @@ fail() {
     exit 1
 }
 
-[ "$(find "$folder" -maxdepth 1 -name '*.deb' | wc -l)" = 3 ] || fail "there are not three packages in $folder"
+[ "$(find "$folder" -maxdepth 1 -name '*.deb' | wc -l)" = 4 ] || fail "there are not four packages in $folder"
 mkdir -p "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/info"
 : >"$root/var/lib/dpkg/status"
 dpkg --root="$root" --force-depends --force-not-root --force-script-chrootless --log=/dev/null --install "$folder"/*.deb >"$work/log" 2>&1 || {
@@ -25,7 +25,7 @@ done
 for package in "$folder"/*.deb; do
     dpkg-deb -f "$package" Depends >"$work/depends"
     case $package in
-    *-dev_*) ;;
+    *-dev_* | *_all.deb) ;;
     *) grep -q 'libc6 (>= ' "$work/depends" || fail "$package does not ask for the C library" ;;
     esac
 done
@@ -40,6 +40,12 @@ bash -n "$root/usr/share/bash-completion/completions/loamtunnel"
 if find "$root" -type f -exec grep -lI "$folder" {} + | grep .; then
     fail "the files named above hold a path of the machine that built them"
 fi
+
+# Python's, which runs on any machine.
+python=$root/usr/lib/python3/dist-packages
+[ "$(dpkg-deb -f "$folder"/python3-loamtunnel_*.deb Architecture)" = all ] || fail "the package for Python is for one machine alone"
+[ -e "$python/loamtunnel/py.typed" ] || fail "type checkers would not find the stubs"
+LD_LIBRARY_PATH=$(dirname "$library") PYTHONPATH=$python sh tests/package/python.sh "$root/usr/bin/loamtunnel" >&2 || fail "the tests of Python fail"
 
 # As one who has them would build and run.
 libraries=$(dirname "$library")

@@ -24,6 +24,10 @@ cp /etc/resolv.conf /etc/hosts "$root/etc/"
 mkdir "$root/packages" "$root/work"
 cp "$folder"/*.deb "$root/packages/"
 cp examples/lif.cpp "$root/work/"
+mkdir -p "$root/source/tests" "$root/source/python"
+cp -r tests/package "$root/source/tests/"
+cp -r python/tests "$root/source/python/"
+cp -r docs conformance "$root/source/"
 # What follows runs inside.
 cat >"$root/work/steps" <<'STEPS'
 set -eu
@@ -36,6 +40,10 @@ loamtunnel encode --chip 8 AradLifAcMp vsi=100 --nonzero
 loamtunnel demo --format csv | wc -l
 echo "== the rest"
 apt-get -qq -y --no-install-recommends install /packages/*.deb g++ pkg-config cmake make gdb
+echo "== Python alone"
+apt-get -qq -y --no-install-recommends install python3-pytest
+python3 -c 'from loamtunnel import rows; from loamtunnel.types import AradLifAcMp; print(rows.encode(AradLifAcMp(vsi=100), chip=8))'
+sh /source/tests/package/python.sh /usr/bin/loamtunnel
 cd /work
 c++ -std=c++20 -g lif.cpp -o lif $(pkg-config --cflags --libs loamtunnel)
 ./lif
@@ -46,7 +54,7 @@ cmake --build build
 echo "== gdb, without being told of the printers"
 gdb -batch -ex 'break printf' -ex run -ex up -ex 'print lif' ./lif | grep "= Value('Hardware::LoamTunnel::AradLifAcMp'"
 echo "== and away"
-apt-get -qq -y purge libloamtunnel-dev loamtunnel 'libloamtunnel0*'
+apt-get -qq -y purge libloamtunnel-dev loamtunnel python3-loamtunnel 'libloamtunnel0*'
 ! find /usr -iname '*loamtunnel*' | grep .
 STEPS
 mount -t proc proc "$root/proc" 2>/dev/null || mount --bind /proc "$root/proc" 2>/dev/null || true
