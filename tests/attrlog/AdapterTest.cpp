@@ -456,6 +456,19 @@ TEST(Adapter, ADirectoryKnowsWhichOfItsEntriesHaveComeAsAWhole) {
     EXPECT_EQ(tree->entryMode("nobody"), 0u);
 }
 
+TEST(Adapter, AChildThatIsToldOfLateBringsWhatItHas) {
+    Link link;
+    auto const mine = lifAppConfigDirFactory("lif");
+    auto const theirs = link.mountAtA(mine);
+    mine->newAppConfig(Loam::vtAppMpls)->reqCountIs(lifEntry(1), 7);
+    link.quiet();
+    EXPECT_TRUE(theirs->appConfigMap().empty());
+    mine->appConfigNotify(Loam::vtAppMpls);
+    link.quiet();
+    ASSERT_TRUE(theirs->appConfig(Loam::vtAppMpls));
+    EXPECT_EQ(theirs->appConfig(Loam::vtAppMpls)->reqCount(lifEntry(1)), 7u);
+}
+
 TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {
     {
         Link link;
@@ -498,6 +511,18 @@ TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {
         EXPECT_GT(markers, 100u);
         EXPECT_EQ(link.b->closeReason(), "peer begins full passes over and over");
         EXPECT_EQ(theirs->reqCountMap().count(), 1000u);
+    }
+    {
+        Link link;
+        auto const theirs = link.mountAtA(lifAppConfigDirFactory("lif"));
+        EntityId const id = adapterOf(*theirs, *link.b)->entityId();
+        MsgHeader child{id, 258, true};
+        child.secondaryAttribute = announcedChildAttribute;
+        EXPECT_TRUE(give(*link.b, child, [&](auto const& out) { out << Loam::vtAppMpls << id; })); // in use
+        EXPECT_EQ(link.b->stats().refusedRecords, 1u);
+        EXPECT_TRUE(theirs->appConfigMap().empty());
+        EXPECT_FALSE(giveMarker(*link.b, id, 258, static_cast<Type>(3)));
+        EXPECT_EQ(link.b->closeReason(), "record is an unknown marker");
     }
     EXPECT_FALSE(
         give(*Link().b, {EntityId{7, 0}, std::numeric_limits<AttributeId>::min(), true}, [](auto const&) {}));

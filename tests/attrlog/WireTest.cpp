@@ -3,6 +3,7 @@
 #include "attrlog/In.h"
 #include "support/Values.h"
 
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 #include <span>
@@ -186,6 +187,9 @@ TEST(Stream, UnsoundRecordsAreRefused) {
     EXPECT_EQ(fault({0}), "incomplete");
     EXPECT_EQ(fault({0, 3, 1, 3}), "incomplete");
     EXPECT_EQ(fault({0, 3, 1, 3, 4}), "accepted");
+    Bytes longest(128, 0); // with its length
+    std::ranges::copy(Bytes{0, 126, 1, 3, 4}, longest.begin());
+    EXPECT_EQ(fault(longest), "accepted");
     EXPECT_EQ(fault({0, 127}), "record is longer than the limit");
     EXPECT_EQ(fault({0xff, 0xff, 1}), "record is longer than the limit");
     EXPECT_EQ(fault({0, 0}), "record is shorter than its attribute");
@@ -193,6 +197,9 @@ TEST(Stream, UnsoundRecordsAreRefused) {
     EXPECT_EQ(fault({0, 3, 9, 3, 4}), "record is of an unknown form");
     EXPECT_EQ(fault({0, 4, 1, 0x83, 0, 4}), "record has a number in an unsound form");
     EXPECT_EQ(fault({0, 7, 1, 3, 0x80, 0x80, 0x80, 0x80, 0x10}), "record has an attribute above 32 bits");
+    EXPECT_EQ(fault({0, 7, 1, 3, 0x80, 0x80, 0x80, 0x80, 0x20}), "record has an attribute above 32 bits");
+    EXPECT_EQ(fault({0, 12, 1, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 2, 4}),
+              "record has a number in an unsound form"); // of 65 bits
     EXPECT_EQ(fault({0, 4, 3, 3, 4, 0}), "record has an unsound secondary attribute");
 }
 

@@ -260,6 +260,22 @@ TEST_F(Links, ConnectAgainToAServerThatWasKilledAndGetItsStateAnew) {
     EXPECT_EQ(peers.size(), 3u);
 }
 
+TEST_F(Links, WaitLongerFromLossToLossUpToTheMost) {
+    ConnectorConfig config = wanting(mine);
+    config.firstWait = 2ms;
+    config.mostWait = 16ms;
+    std::vector<std::chrono::milliseconds> waits;
+    config.lost = [&](String8 const&, auto wait) { waits.push_back(wait); };
+    Connector const connector(loop, address, config); // where there is no server
+    ASSERT_TRUE(loop.runUntil([&] { return waits.size() == 6; }, enough));
+    auto most = config.firstWait;
+    for (auto const wait : waits) { // each somewhere in the upper half of the doubled one
+        EXPECT_GE(wait, most / 2);
+        EXPECT_LE(wait, most);
+        most = std::min(most * 2, config.mostWait);
+    }
+}
+
 TEST_F(Links, ListenOnlyWhereNobodyDoesAndNoFileIsLost) {
     {
         Listener const first(loop, address, serving());
@@ -590,6 +606,7 @@ TEST(Loop, RunsTimersPostsAndSignalsInTurn) {
     other.join();
     auto const stop = loop.after(0s, [&] { loop.stop(); });
     loop.run();
+    EXPECT_FALSE(stop.isActive());
 }
 
 } // namespace

@@ -38,6 +38,22 @@ TEST(FapTypeProperties, IsCompleteWhenItIsMade) {
     EXPECT_EQ(jericho->tcamEntriesPerBank(), 2048u);
 }
 
+struct CompletenessReactor : FapTypeProperties::Notifiee {
+    void onInitialized() override {
+        seen = notifier()->initialized() ? notifier()->propertiesMap().count() : 0;
+    }
+    U32 seen = 0;
+};
+
+TEST(FapTypeProperties, AreAllThereWhenTheySaySo) {
+    auto const all = fapTypePropertiesFactory();
+    all->propertiesDelAll();
+    all->initializedIs(false);
+    auto const reactor = Kor::observe<CompletenessReactor>(all);
+    all->handleInitialized();
+    EXPECT_EQ(reactor->seen, 2u);
+}
+
 TEST(FapTypeProperties, TurnsAnIndexIntoAPlace) {
     Kor::Ptr<FapTypeProperties const> const all = fapTypePropertiesFactory();
     auto const arad = all->properties(Loam::fapTypeArad);
@@ -62,6 +78,9 @@ TEST(FapTypeProperties, TurnsAnIndexIntoAPlace) {
     auto const bare = FapTypeProperties::propertiesFactory(Loam::fapTypeArad);
     EXPECT_EQ(bare->lifBankFromIndex(index), 0);
     EXPECT_EQ(bare->lifDnldIndexToLifOffset(3, 4096), 0u);
+    auto const unset = FapTypeProperties::aradPropertiesFactory(Loam::fapTypeArad); // all sizes are 0
+    EXPECT_EQ(unset->lifBankFromIndex(index), lifBankManaged);
+    EXPECT_EQ(unset->lifOffsetFromIndex(index), 0u);
     if constexpr (Kor::contractChecks) {
         EXPECT_DEATH(arad->lifBankFromIndex(AradLifIndex()), "the LIF index is null");
         EXPECT_DEATH(AradLifIndex().hwOffset(Loam::fapTypeArad, all), "the LIF index is in no bank");

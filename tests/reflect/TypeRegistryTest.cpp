@@ -8,6 +8,7 @@
 #include <array>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 #include <vector>
 
 KOR_NAME(tint, Tint)
@@ -200,6 +201,25 @@ TEST(TypeRegistry, FailedDefinition) {
     EXPECT_TRUE(module.isInitialized());
     EXPECT_EQ(Kor::KorType::named("paints::Broken"), nullptr);
     EXPECT_EQ(Kor::IntrospectionReactor::global()->depth(), 0u);
+}
+
+struct DirReactor : Kor::Dir::Notifiee {
+    void onEntry(Kor::Name const& name) override {
+        auto const entry = std::as_const(*notifier()).entry(name);
+        parents.push_back(entry ? entry->parent().ptr() : held->parent().ptr());
+    }
+    Kor::Ptr<Kor::Entity const> held; // which it is told has gone
+    std::vector<Kor::Entity const*> parents;
+};
+
+TEST(Dir, SettlesTheParentBeforeItTells) {
+    auto const dir = Kor::makePtr<Kor::Dir>("dir");
+    auto const shelf = Kor::makePtr<Shelf>("shelf");
+    auto const reactor = Kor::observe<DirReactor>(dir);
+    reactor->held = shelf;
+    dir->entityIs(shelf);
+    dir->entryDel("shelf");
+    EXPECT_EQ(reactor->parents, (std::vector<Kor::Entity const*>{dir.ptr(), nullptr}));
 }
 
 TEST(Dir, HoldsByName) {

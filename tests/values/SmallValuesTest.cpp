@@ -70,6 +70,8 @@ TEST(Platform, NumbersOutOfRangeAreRefused) {
     EXPECT_EQ(refusal([] { Fen::TunnelTypeInstance(99); }), "TunnelType");
     EXPECT_EQ(refusal([] { FenTypes::TableAddStatusInstance(99); }), "TableAddStatus");
     EXPECT_EQ(refusal([] { Loam::VtAppIdInstance(13); }), "VtAppId");
+    EXPECT_EQ(IpAddr::fromText("10.0.0.255"), IpAddr(10, 0, 0, 255));
+    EXPECT_EQ(IpAddr::fromText("10.0.0.256"), std::nullopt);
     static_assert(sizeof(Fen::TunnelKey) == 20 && sizeof(Sideband::Fapmask) == 16);
     static_assert(sizeof(Loam::IntfTpidIndex) == 1 && sizeof(Loam::AradIvecIndex) == 12);
 }

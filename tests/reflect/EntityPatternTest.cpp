@@ -6,6 +6,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -158,13 +159,19 @@ using Kinds = testing::Types<ValueMapKind, CountedMapKind, KeyedMapKind, Referen
 TYPED_TEST_SUITE(Change, Kinds);
 
 TYPED_TEST(Change, IsStoredThenToldOnceWithItsKey) {
+    std::vector<std::pair<U32, U32>>
+        seen; // by the reactor: the value, and the changes that the version counts
+    auto const lookOnce = [&] {
+        this->reactor->action = [&] { seen.emplace_back(TypeParam::read(*this->x, 3), this->changes()); };
+    };
+    lookOnce();
     TypeParam::write(*this->x, 3, 7);
-    EXPECT_EQ(TypeParam::read(*this->x, 3), 7u);
-    EXPECT_EQ(this->changes(), 1u);
+    lookOnce();
     TypeParam::write(*this->x, 3, 9);
-    EXPECT_EQ(TypeParam::read(*this->x, 3), 9u);
-    EXPECT_EQ(this->changes(), 2u);
+    TypeParam::write(*this->x, 3, 9); // which changes nothing
+    lookOnce();
     EXPECT_EQ(TypeParam::del(*this->x, 3), 9u);
+    EXPECT_EQ(seen, (std::vector<std::pair<U32, U32>>{{7, 1}, {9, 2}, {TypeParam::absent, 3}}));
     EXPECT_EQ(TypeParam::read(*this->x, 3), TypeParam::absent);
     EXPECT_EQ(this->changes(), 3u);
     EXPECT_EQ(this->reactor->keys, std::vector(3, TypeParam::key(3)));
@@ -202,6 +209,43 @@ TYPED_TEST(Change, AHandlerThatThrowsHoldsUpNobody) {
     second->notifierIs(nullptr);
 }
 
+/// What a reactor sees of a singleton when it is told of it.
+struct SizeReactor : FapTypeProperties::Properties::Notifiee {
+    void onIsemHwSize() override { seen.emplace_back(notifier()->isemHwSize(), notifier()->version()); }
+    std::vector<std::pair<U32, U32>> seen;
+};
+
+TEST(Change, OfASingletonIsStoredThenTold) {
+    auto const set = FapTypeProperties::propertiesFactory(Loam::fapTypeArad);
+    auto const reactor = Kor::observe<SizeReactor>(set);
+    set->isemHwSizeIs(0); // which it is
+    set->isemHwSizeIs(7);
+    set->isemHwSizeIs(7);
+    set->isemHwSizeIs(9);
+    EXPECT_EQ(reactor->seen, (std::vector<std::pair<U32, U32>>{{7, 1}, {9, 2}}));
+}
+
+TEST(Change, OfNoReferenceTakesTheMemberOut) {
+    auto const all = fapTypePropertiesFactory();
+    U32 const before = all->version();
+    all->propertiesIs(Loam::fapTypeArad, nullptr);
+    EXPECT_EQ(all->propertiesMap().count(), 1u);
+    all->propertiesIs(Loam::fapTypeArad, nullptr);
+    EXPECT_EQ(all->version() - before, 1u);
+}
+
+TEST(Change, OfAQueueIsOneOfAMemberThatIsThere) {
+    auto const data = loamTunnelCommonSmDataFactory("sm");
+    data->freeMirrorSessionEnq(3);
+    U32 const key = data->freeMirrorSessionQueue().head()->fwkQkey();
+    data->freeMirrorSessionIs(key, 3);     // which it is
+    data->freeMirrorSessionIs(key + 1, 4); // nobody
+    EXPECT_EQ(data->version(), 1u);
+    data->freeMirrorSessionIs(key, 4);
+    EXPECT_EQ(data->freeMirrorSession(key), 4);
+    EXPECT_EQ(data->version(), 2u);
+}
+
 TEST(Counts, WrapAndNeverMoveTheVersion) {
     auto config = lifAppConfigFactory(Loam::vtAppMpls);
     auto reactor = Kor::makePtr<CountedMapKind::Reactor>();
@@ -233,13 +277,19 @@ TEST(Counts, WrapAndNeverMoveTheVersion) {
 
 struct DirReactor : LifAppConfigDir::Notifiee {
     std::vector<Loam::VtAppId> keys;
-    std::vector<bool> parents;
-    Kor::Ptr<LifAppConfig> late; // brought in by the first change after this one is asked for
+    std::vector<bool> parents; // whether the child had one then
+    std::vector<Kor::AttributeId> places;
+    std::vector<U32> versions;
+    Kor::Ptr<LifAppConfig const> held; // of which it is told that it has gone
+    Kor::Ptr<LifAppConfig> late;       // brought in by the first change after this one is asked for
     bool bringsLate = false;
     void onAppConfig(Loam::VtAppId const& key) override {
         keys.push_back(key);
         auto const child = std::as_const(*notifier()).appConfig(key);
-        parents.push_back(child && child->hasParent());
+        auto const& known = child ? child : held;
+        parents.push_back(known && known->hasParent());
+        places.push_back(known ? known->parentAttrId() : 0);
+        versions.push_back(notifier()->version());
         if (std::exchange(bringsLate, false)) {
             late = notifier()->newAppConfig(key); // its place is behind the walk
         }
@@ -270,10 +320,14 @@ TEST(Children, AreMadeHeldAndLetGoByTheirParent) {
     EXPECT_EQ(dir->version(), 2u);
 
     child->reqCountInc(lif(1), 1);
+    reactor->held = child;
     EXPECT_EQ(dir->appConfigDel(Loam::vtAppMpls).ptr(), child.ptr());
     EXPECT_FALSE(child->parent());
     EXPECT_EQ(child->reqCount(lif(1)), 1u); // still usable
     EXPECT_EQ(dir->version(), 3u);
+    EXPECT_EQ(reactor->parents, (std::vector{true, false}));
+    EXPECT_EQ(reactor->places, (std::vector<Kor::AttributeId>{258, 258}));
+    EXPECT_EQ(reactor->versions, (std::vector{1u, 3u}));
 
     Kor::Ptr<LifAppConfig> const orphan = dir->appConfigIs(Loam::vtAppVxlan);
     dir->appConfigIs(Loam::vtAppEvpn);
