@@ -14,7 +14,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unistd.h>
 #include <utility>
@@ -22,6 +24,9 @@
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
 using Kor::NboAttrLog::Access;
+using Kor::NboAttrLog::Fence;
+using Kor::NboAttrLog::FenceLevel;
+using Kor::NboAttrLog::FenceResult;
 using Kor::NboAttrLog::RootState;
 using Kor::NboAttrLog::Service;
 using Kor::NboAttrLog::Session;
@@ -48,24 +53,26 @@ public:
     Placer(Kor::Ptr<LifAppStatus> status, IndexAllocator& indexes)
         : status_(std::move(status)), indexes_(indexes) {}
 
+    /// The LIFs that have no place since the chip is full.
+    std::set<AradLifEntry> unplaced;
+
     void onReqCount(AradLifEntry const& lif) override {
         if (notifier() == nullptr) {
             return; // another reactor has detached this one
         }
         bool const isWanted = notifier()->reqCount(lif) != 0;
         AradLifIndex const has = status_->lifEntry(lif);
-        if (isWanted == !!has || lif.lifType() != lifAcMp) { // a peer may ask for anything
-            return;
+        if (lif.lifType() != lifAcMp || (isWanted == !!has && !unplaced.contains(lif))) {
+            return; // a peer may ask for anything, and more than once
         }
+        unplaced.erase(lif);
         if (!isWanted) {
-            writeRow(has, nullptr);
-            indexes_.release(has.index());
-            status_->lifEntryDel(lif);
+            release(lif);
             return;
         }
         std::optional<Kor::U32> const index = indexes_.take();
         if (!index) {
-            std::printf("driver: the chip is full\n");
+            unplaced.insert(lif);
             return;
         }
         AradLifIndex const place(*index, lifBankManaged);
@@ -73,7 +80,24 @@ public:
         status_->lifEntryIs(lif, place); // told last, when it holds
     }
 
+    /// All of the application's requests are there: what it asks for no more has no place any more.
+    void complete() {
+        for (auto const& placed : status_->lifEntryMap()) {
+            if (notifier() != nullptr && notifier()->reqCount(placed.fwkKey()) == 0) {
+                release(AradLifEntry(placed.fwkKey()));
+            }
+        }
+    }
+
 private:
+    void release(AradLifEntry const& lif) {
+        AradLifIndex const has = status_->lifEntry(lif);
+        if (!!has) {
+            writeRow(has, nullptr);
+            indexes_.release(has.index());
+            status_->lifEntryDel(lif);
+        }
+    }
     static void writeRow(AradLifIndex const& index, AradLifEntry const* lif) {
         std::array<Kor::U8, 16> row{};
         if (lif != nullptr) {
@@ -97,12 +121,30 @@ struct Driver {
 
     Driver() {
         service->offer("lifStatus", statuses, Access::readOnly);
-        service->acceptIs("lifConfig",
-                          [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
-                              auto const request = Kor::ptrCast<LifAppConfig>(made);
-                              return request ? Kor::Ptr<Kor::Entity>(requestsOf(request->app(), peer))
-                                             : nullptr; // null refuses it
-                          });
+        service->acceptIs(
+            "lifConfig",
+            [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
+                auto const request = Kor::ptrCast<LifAppConfig>(made);
+                return request ? Kor::Ptr<Kor::Entity>(requestsOf(request->app(), peer))
+                               : nullptr; // null refuses it
+            },
+            [this](Session&, Kor::Name const&, Kor::Ptr<Kor::Entity> const& root, RootState state,
+                   Kor::String8 const&) {
+                if (state == RootState::synchronized) {
+                    placers.at(Kor::ptrCast<LifAppConfig>(root)->app())->complete();
+                }
+            });
+        service->fenceHookIs([this](Session&, Kor::Ptr<Fence> const& fence) {
+            std::size_t unplaced = 0;
+            for (auto const& [app, placer] : placers) {
+                unplaced += placer->unplaced.size();
+            }
+            if (unplaced == 0) {
+                fence->doneIs(); // each row is written when its request is heard
+            } else {
+                fence->failedIs(Kor::format("the chip is full: %zu LIFs have no place", unplaced));
+            }
+        });
         Kor::NboAttrLog::diagnosticsAre(*service, {.setsTrace = true});
     }
 
@@ -135,6 +177,18 @@ Kor::NboAttrLog::SessionConfig named(char const* name) {
     config.name = name;
     config.schema = loamTunnelModule().checksum();
     return config;
+}
+
+/// Waits until all that was asked for so far is done; false with a message if it cannot be.
+bool isDone(Kor::Link::Loop& loop, Session& session) {
+    auto const result = std::make_shared<std::optional<FenceResult>>();
+    session.fence(FenceLevel::done, [result](FenceResult const& told) { *result = told; });
+    loop.runUntil([&] { return result->has_value(); }, std::chrono::seconds(60));
+    bool const isReached = *result && (*result)->isReached(FenceLevel::done);
+    if (!isReached) {
+        std::printf("application: not done: %s\n", *result ? (*result)->why.charPtr() : "no answer");
+    }
+    return isReached;
 }
 
 AradLifEntry lif(Kor::U16 vsi) {
@@ -174,17 +228,14 @@ int main() {
     Kor::Link::Connector connector(loop, address, connecting);
 
     // What it asks for is told as it changes; what it had asked for before it was connected, too.
-    auto const status = statuses->appStatusIs(Loam::vtAppMpls);
-    auto const answered = [&](Kor::U32 count) {
-        return loop.runUntil([&] { return status->lifEntryMap().count() == count; },
-                             std::chrono::seconds(60));
-    };
     config->reqCountInc(lif(100), 1);
-    bool ok = answered(1);
+    bool ok = loop.runUntil([&] { return connector.session() && connector.session()->isEstablished(); },
+                            std::chrono::seconds(60));
+    ok = ok && isDone(loop, *connector.session());
     config->reqCountInc(lif(200), 1);
-    ok = ok && answered(2);
+    ok = ok && isDone(loop, *connector.session());
     config->reqCountDel(lif(100));
-    ok = ok && answered(1);
+    ok = ok && isDone(loop, *connector.session());
     listener.close("the example ends");
     ::rmdir(folder);
     return ok ? 0 : 1;
