@@ -2,6 +2,7 @@
 
 /// Small conversions between text and numbers, and the words of messages.
 
+#include "runtime/PlainText.h"
 #include "runtime/Types.h"
 
 #include <optional>
@@ -47,7 +48,7 @@ std::vector<std::string_view> split(std::string_view text, std::string_view more
 /// "; there are " and all.
 std::string suggest(std::string_view word, std::vector<std::string> const& known);
 
-/// A word of the user's for a message: cut when long, with what is not printable replaced.
+/// A word of the user's for a message: cut when long, and plain (runtime/PlainText.h).
 std::string shown(std::string_view word, std::size_t longest = 60);
 
 } // namespace tool
