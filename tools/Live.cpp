@@ -36,7 +36,7 @@ Refused noConnection(std::string const& address, std::string_view reason) {
 }
 
 SessionConfig sessionConfig(std::string_view name) {
-    SessionConfig config;
+    SessionConfig config = Kor::Link::Peering().session;
     config.name = Kor::Name(Kor::String8(name));
     config.schema = Hardware::LoamTunnel::loamTunnelModule().checksum();
     return config;
