@@ -12,10 +12,14 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 #include <string>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -44,10 +48,17 @@ pid_t start(Work const& work) {
     return id;
 }
 
-void serve(Address const& address, int signals) {
+Kor::Name nameOf(unsigned root) {
+    return Kor::Name(Kor::format("lif%u", root));
+}
+
+void serve(Address const& address, int signals, unsigned roots) {
     Loop loop;
     auto const service = Kor::makePtr<Service>();
-    service->offer("lif", lifAppConfigDirFactory("lif"));
+    for (unsigned i = 0; i < roots; ++i) {
+        Kor::Name const name = nameOf(i);
+        service->offer(name, lifAppConfigDirFactory(name));
+    }
     diagnosticsAre(*service);
     ListenerConfig config;
     config.service = service;
@@ -60,31 +71,82 @@ void serve(Address const& address, int signals) {
     loop.run();
 }
 
-ConnectorConfig wanting(Kor::Ptr<LifAppConfigDir> const& copy) {
-    ConnectorConfig config;
-    config.firstWait = std::chrono::milliseconds(5);
-    config.setUp = [copy](Session& session) { session.want("lif", copy); };
-    return config;
-}
-bool isThere(Connector const& connector) {
-    auto const session = connector.session();
-    return session && session->rootState("lif") == RootState::synchronized;
-}
+/// A connection whose bytes are written as they are: to make them takes so little that the server is what is
+/// busy.
+class RawPeer {
+public:
+    explicit RawPeer(Address const& address) {
+        sockaddr_un to{};
+        to.sun_family = AF_UNIX;
+        address.path().copy(to.sun_path, sizeof to.sun_path - 1);
+        if (connect(fd_, reinterpret_cast<sockaddr*>(&to), sizeof to) != 0) {
+            std::_Exit(1);
+        }
+    }
+    /// Until the condition holds; what was sent.
+    template <class Condition>
+    std::vector<Kor::U8> carry(Condition const& condition) const {
+        std::vector<Kor::U8> sent;
+        while (!condition()) {
+            session->flow();
+            for (auto bytes = session->out()->readable(); !bytes.empty();
+                 bytes = session->out()->readable()) {
+                write(bytes);
+                sent.insert(sent.end(), bytes.begin(), bytes.end());
+                session->out()->nextBytes(bytes.size());
+                session->flow();
+            }
+            if (!condition()) {
+                ssize_t const n = recv(fd_, buffer_.data(), buffer_.size(), 0);
+                session->in()->feed({buffer_.data(), static_cast<std::size_t>(n > 0 ? n : 0)});
+                session->receive();
+            }
+        }
+        return sent;
+    }
+    void write(std::span<Kor::U8 const> bytes) const {
+        while (!bytes.empty()) {
+            while (recv(fd_, buffer_.data(), buffer_.size(), MSG_DONTWAIT) > 0) {
+                // what the server has to say is not listened to
+            }
+            ssize_t const n = send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            if (n <= 0) {
+                std::_Exit(1);
+            }
+            bytes = bytes.subspan(static_cast<std::size_t>(n));
+        }
+    }
+
+    Kor::Ptr<Session> const session = Kor::makePtr<Session>(Side::connecting, SessionConfig{.name = "flood"});
+
+private:
+    int fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::vector<Kor::U8> mutable buffer_ = std::vector<Kor::U8>(1 << 16);
+};
 
 /// Writes the counts of an application of its own, again and again.
-void flood(Address const& address, unsigned number) {
-    Loop loop;
+void flood(Address const& address, unsigned number, unsigned roots) {
+    RawPeer const peer(address);
     auto const copy = lifAppConfigDirFactory("copy");
-    Connector const connector(loop, address, wanting(copy));
-    loop.runUntil([&] { return isThere(connector); }, std::chrono::seconds(60));
+    Kor::Name const root = nameOf(number % roots);
+    peer.session->want(root, copy);
+    peer.carry([&] { return peer.session->rootState(root) == RootState::synchronized; });
     auto const config = copy->appConfigIs(static_cast<Loam::VtAppId>(number % 16));
-    AradLifAcMp lif;
-    for (U32 count = 1; connector.isEstablished(); ++count) {
+    std::vector<std::vector<Kor::U8>> blocks;
+    for (U32 const count : {1, 2}) {
+        AradLifAcMp lif;
         for (U32 i = 0; i < 4096; ++i) {
             lif.vsiIs(static_cast<Kor::U16>(i));
             config->reqCountIs(lif, count);
         }
-        loop.poll();
+        bool isFirst = true; // once round
+        blocks.push_back(
+            peer.carry([&] { return !std::exchange(isFirst, false) && !peer.session->demuxer().hasWork(); }));
+    }
+    for (;;) {
+        for (auto const& block : blocks) {
+            peer.write(block);
+        }
     }
 }
 
@@ -106,7 +168,9 @@ void report(char const* what, std::vector<double> times) {
 /// Asks a number of times; empty if the server does not answer.
 std::vector<double> syncTimes(Address const& address, unsigned times) {
     Loop loop;
-    Connector const connector(loop, address, wanting(lifAppConfigDirFactory("copy")));
+    ConnectorConfig how;
+    how.firstWait = std::chrono::milliseconds(5);
+    Connector const connector(loop, address, how);
     std::vector<double> took;
     if (!loop.runUntil([&] { return connector.isEstablished(); }, std::chrono::seconds(60))) {
         return {};
@@ -146,6 +210,9 @@ int main(int argc, char** argv) {
     CLI::App options("How long a peer waits beside others that write as fast as they can", "TurnBench");
     bench::addNumber(options, "--peers", peers, 0u, 200u, "How many write");
     bench::addNumber(options, "--times", times, 10u, 100'000u, "How often the one asks");
+    bool isShared = false;
+    options.add_flag("--shared", isShared,
+                     "All write to one root, so that each hears of what the others write");
     if (auto const status = bench::read(options, argc, argv)) {
         return *status;
     }
@@ -156,10 +223,11 @@ int main(int argc, char** argv) {
         return 1;
     }
     Address const address = Address::local(folder + "/socket");
-    std::vector<pid_t> children{start([&] { serve(address, signals[1]); })};
+    unsigned const roots = isShared || peers == 0 ? 1 : peers;
+    std::vector<pid_t> children{start([&] { serve(address, signals[1], roots); })};
     std::vector<double> const alone = syncTimes(address, times);
     for (unsigned i = 0; i < peers; ++i) {
-        children.push_back(start([&] { flood(address, i); }));
+        children.push_back(start([&] { flood(address, i, roots); }));
     }
     sleep(1);
     std::vector<double> const beside = syncTimes(address, times);

@@ -9,9 +9,9 @@
 #include "reflect/Text.h"
 #include "forms/Entries.h"
 #include "tools/Live.h"
+#include "tools/Messages.h"
 
 #include <algorithm>
-#include <csignal>
 #include <functional>
 #include <ostream>
 #include <string>
@@ -169,7 +169,7 @@ private:
 
 void driver(Context& context, DriverOptions const& options) {
     auto const chip = chipNumber(options.chip);
-    auto const address = addressOf(options.address);
+    auto const address = serverAddressOf(options.address);
     std::string const lockPath = options.image + ".lock";
     std::optional<Kor::Link::LockFile> lock;
     refusing("cannot have the chip", [&] { lock = Kor::Link::LockFile::take(lockPath); });
@@ -178,30 +178,44 @@ void driver(Context& context, DriverOptions const& options) {
                       shown(lockPath));
     }
     Kor::Link::Loop loop;
-    loop.signalsAre({SIGINT, SIGTERM, SIGHUP}, [&](int) { loop.stop(); });
+    endingSignalsAre(loop, [&] { loop.stop(); });
+    Messages messages(context);
     auto const service = Kor::makePtr<Service>();
     diagnosticsAre(*service, {.setsTrace = true});
     Kor::Link::ListenerConfig config;
     config.service = service;
     config.session = sessionConfig("driver");
+    config.refused = [&](Kor::String8 const& reason) {
+        messages.warn("refused: " + shown(reason.view(), 200));
+    };
     Kor::Ptr<LifDriver> driver;
+    config.hooks.closed = [&](Session& peer, Kor::String8 const&) {
+        if (driver) {
+            driver->left(peer);
+        }
+    };
     refusing("cannot serve", [&] {
         // No file is touched before the socket is there; who connects waits until it is answered.
         Kor::Link::Listener listener(loop, address, config);
         driver = Kor::makePtr<LifDriver>(
             chip, options.image, options.sync,
-            LifDriver::Hooks{[&](std::string const& message) { context.note(message); },
+            LifDriver::Hooks{[&](std::string const& message) { messages.warn(message); },
                              [&] { loop.post([&] { driver->commit(); }); }});
         driver->offerTo(*service);
-        auto const settling = loop.every(std::chrono::milliseconds(50), [&] { driver->settle(); });
-        context.note("chip " + options.chip + ", " + std::to_string(driver->placed()) +
-                     " LIFs taken up; serving at " + listener.address().text());
+        auto const settling = loop.every(std::chrono::milliseconds(50), [&] {
+            driver->settle();
+            messages.tick();
+            service->count("messagesLost") = messages.lost();
+            service->count("requestsRefused") = driver->refused();
+        });
+        messages.note("chip " + options.chip + ", " + std::to_string(driver->placed()) +
+                      " LIFs taken up; serving at " + listener.address().text());
         loop.run();
         driver->commit();
         listener.close("the driver ends");
     });
-    context.note(std::to_string(driver->placed()) + " LIFs have a place, " +
-                 std::to_string(driver->refused()) + " were refused");
+    messages.note(std::to_string(driver->placed()) + " LIFs have a place, " +
+                  std::to_string(driver->refused()) + " were refused");
 }
 
 void application(Context& context, ApplicationOptions const& options) {
@@ -215,7 +229,7 @@ void application(Context& context, ApplicationOptions const& options) {
     };
     bool isDelivered = false; // outlives the connection, whose end answers each call
     Kor::Link::Connector connector(loop, addressOf(options.address), config);
-    loop.signalsAre({SIGINT, SIGTERM, SIGHUP}, [&](int) {
+    endingSignalsAre(loop, [&] {
         context.report("ended by a signal");
         loop.stop();
     });
@@ -240,7 +254,10 @@ void application(Context& context, ApplicationOptions const& options) {
         return; // what was in the way has been told
     }
     // What was written last is there when this is answered.
-    application.session().call(Kor::Name("sync"), "", [&](bool, Kor::String8 const&) { isDelivered = true; });
+    if (application.session().isOpen()) {
+        application.session().call(Kor::Name("sync"), "",
+                                   [&](bool ok, Kor::String8 const&) { isDelivered = ok; });
+    }
     if (!loop.runUntil([&] { return isDelivered || !application.session().isOpen(); }, options.timeout) ||
         !isDelivered) {
         if (context.status == 0) {

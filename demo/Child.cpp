@@ -1,17 +1,32 @@
 #include "demo/Child.h"
 
 #include "tools/Failure.h"
+#include "tools/Files.h"
 
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
 
 namespace tool {
+
+namespace {
+
+/// In the child; returns only if it fails. It ends with this process, even if that is killed.
+void become(char* const* arguments, char const* log, pid_t parent) {
+    int const in = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    int const out = ::open(log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (::prctl(PR_SET_PDEATHSIG, SIGTERM) == 0 && ::getppid() == parent && in >= 0 && out >= 0 &&
+        ::dup2(in, 0) == 0 && ::dup2(out, 1) == 1 && ::dup2(out, 2) == 2) {
+        ::execv(arguments[0], arguments);
+    }
+}
+
+} // namespace
 
 Child::Child(std::vector<std::string> words, std::string log) : log_(std::move(log)) {
     std::vector<char*> arguments;
@@ -20,14 +35,29 @@ Child::Child(std::vector<std::string> words, std::string log) : log_(std::move(l
         arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, log_.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0666);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    int const error = posix_spawn(&id_, words[0].c_str(), &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
+    int report[2];
+    if (::pipe2(report, O_CLOEXEC) != 0) {
+        throw Refused(systemFailure("cannot start", words[0]));
+    }
+    File const told(report[0]);
+    File telling(report[1]);
+    pid_t const parent = ::getpid();
+    id_ = ::fork();
+    if (id_ == 0) {
+        become(arguments.data(), log_.c_str(), parent);
+        int const error = errno;
+        static_cast<void>(!::write(report[1], &error, sizeof error));
+        ::_exit(127);
+    }
+    int error = id_ < 0 ? errno : 0;
+    telling = File();
+    if (id_ > 0 &&
+        ::read(report[0], &error, sizeof error) == sizeof error) { // else it has become the program
+        join();
+        id_ = 0;
+    }
     if (error != 0) {
+        id_ = 0;
         throw Refused("cannot start " + words[0] + ": " + std::generic_category().message(error));
     }
 }

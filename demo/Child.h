@@ -6,7 +6,8 @@
 ///     driver.kill(SIGKILL);
 ///     driver.join();
 ///
-/// Ends with its process, by SIGKILL.
+/// Ends with its process, by SIGKILL; and with the process that has started it, however that ends, by
+/// SIGTERM.
 
 #include <optional>
 #include <string>

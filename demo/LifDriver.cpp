@@ -84,6 +84,10 @@ struct LifDriver::Range {
     Kor::Ptr<Requests> requests{};
     /// Of the peer that has pushed the requests last.
     Kor::Ptr<Kor::NboAttrLog::Out> stream{};
+    /// The same, as long as it is there.
+    Kor::NboAttrLog::Session* peer = nullptr;
+    /// What is asked for and can have no place.
+    std::set<Lif> refused{};
     /// Taken up from the database, and not yet compared with what the application asks for.
     bool isStale = false;
 };
@@ -161,6 +165,7 @@ Kor::Ptr<LifDriver::Config> LifDriver::configFor(App app, Kor::NboAttrLog::Sessi
     Kor::Ptr<Config> config = configs_->appConfigIs(app);
     Range& of = found->second;
     of.stream = peer.out();
+    of.peer = &peer;
     if (!of.requests) {
         of.requests = Kor::makePtr<Requests>(*this);
         of.requests->notifierIs(config);
@@ -200,9 +205,34 @@ void LifDriver::requested(App app, Lif const& lif, U32 count) {
         } else if (count == 0 && has) {
             release(app, lif);
         }
+        ranges_.at(app).refused.erase(lif);
     } catch (Refused const& failure) {
-        ++refused_;
-        hooks_.report("application " + std::to_string(app) + ", " + lifText(lif) + ": " + failure.what());
+        refuse(app, lif, failure.what());
+    }
+}
+
+void LifDriver::refuse(App app, Lif const& lif, std::string const& why) {
+    ++refused_;
+    hooks_.report("application " + std::to_string(app) + ", " + lifText(lif) + ": " + why);
+    Range& range = ranges_.at(app);
+    range.refused.insert(lif);
+    if (range.refused.size() > mostRefused && range.peer != nullptr) {
+        range.peer->close(Kor::format("more than %zu requests can have no place", mostRefused)); // see left()
+    }
+}
+
+void LifDriver::left(Kor::NboAttrLog::Session const& peer) {
+    for (auto& [app, range] : ranges_) {
+        if (range.peer == &peer) {
+            range.peer = nullptr;
+            forget(app);
+        }
+    }
+}
+
+void LifDriver::forget(App app) {
+    for (Lif const& lif : std::exchange(ranges_.at(app).refused, {})) {
+        configs_->appConfigIs(app)->reqCountDel(lif);
     }
 }
 

@@ -59,6 +59,13 @@ public:
     /// ask for.
     void settle();
 
+    /// The peer is gone: what it has asked for in vain is kept no longer.
+    void left(Kor::NboAttrLog::Session const& peer);
+
+    /// How many requests of an application that can have no place are borne with. One more, and its peer is
+    /// told so and cut off.
+    static constexpr std::size_t mostRefused = 10'000;
+
     /// The LIFs that have a place, as far as it is kept.
     U64 placed() const { return placed_; }
     U64 refused() const { return refused_; }
@@ -69,6 +76,8 @@ private:
 
     Kor::Ptr<Config> configFor(App app, Kor::NboAttrLog::Session& peer);
     void requested(App app, Lif const& lif, U32 count);
+    void refuse(App app, Lif const& lif, std::string const& why);
+    void forget(App app);
     void place(App app, Lif const& lif);
     void release(App app, Lif const& lif);
     void add(PlaceStep const& step);

@@ -98,9 +98,7 @@ std::string suggest(std::string_view word, std::vector<std::string> const& known
 }
 
 std::string shown(std::string_view word, std::size_t longest) {
-    std::string text(word.substr(0, longest));
-    std::ranges::replace_if(
-        text, [](char c) { return c < ' ' || c == 127; }, '?');
+    std::string const text = Kor::plainText(Kor::textStart(word, longest));
     return word.size() > longest ? text + "..." : text;
 }
 

@@ -2,6 +2,7 @@
 
 /// Small conversions between text and numbers, and the words of messages.
 
+#include "runtime/PlainText.h"
 #include "runtime/Types.h"
 
 #include <optional>
@@ -41,7 +42,12 @@ KOR_EXPORT std::vector<std::string_view> split(std::string_view text, std::strin
 /// "; there are " and all.
 KOR_EXPORT std::string suggest(std::string_view word, std::vector<std::string> const& known);
 
+<<<<<<< HEAD:forms/Text.h
 /// A word of the user's for a message: cut when long, with what is not printable replaced.
 KOR_EXPORT std::string shown(std::string_view word, std::size_t longest = 60);
+=======
+/// A word of the user's for a message: cut when long, and plain (runtime/PlainText.h).
+std::string shown(std::string_view word, std::size_t longest = 60);
+>>>>>>> driver:tools/Text.h
 
 } // namespace Kor::Forms

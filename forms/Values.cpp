@@ -66,8 +66,7 @@ std::string quoted(std::string const& inside) {
 
 /// How JSON is shown in a message: never deeper than its first level.
 std::string shownJson(Json const& json) {
-    return json.is_structured() ? "the " + std::string(json.type_name())
-                                : shown(json.dump(-1, ' ', false, Json::error_handler_t::replace));
+    return json.is_structured() ? "the " + std::string(json.type_name()) : shown(dumped(json));
 }
 
 /// The text of one that stands for itself: a number, a bool, an enumerator or a string.

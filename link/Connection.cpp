@@ -16,7 +16,7 @@ namespace {
 /// long.
 constexpr std::chrono::microseconds turnTime(250);
 constexpr std::size_t readPiece = 4096;
-constexpr std::size_t writePiece = 65536;
+constexpr std::size_t writePiece = 16384;
 
 std::span<U8> piece(std::span<U8> bytes) {
     return bytes.first(std::min(bytes.size(), readPiece));

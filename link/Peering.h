@@ -23,7 +23,8 @@ namespace Kor::Link {
 struct Peering {
     /// What peers can have of this side; null for nothing.
     Ptr<NboAttrLog::Service> service{};
-    NboAttrLog::SessionConfig session{};
+    /// Its ring is smaller than that of a session by itself: to fill one takes time from the others' turns.
+    NboAttrLog::SessionConfig session{.limits = {.ring = 1u << 16}};
     NboAttrLog::SessionHooks hooks{};
     /// Called with each new session, before its hello: the place for want(), push() and call().
     std::function<void(NboAttrLog::Session&)> setUp{};

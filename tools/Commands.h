@@ -24,11 +24,15 @@ struct Context {
     bool colourOut = false;
     bool colourErr = false;
     int status = 0;
+    /// What `err` writes to; -1 for none of the system's.
+    int errDescriptor = -1;
 
     /// Reports a failure and goes on; the exit status will be 1.
     void report(std::string const& message);
     /// Says something that is no failure.
     void note(std::string const& message);
+    /// A message with what stands before it.
+    std::string prefixed(std::string const& message) const;
 };
 
 /// Options that name a row; what is not given is empty.

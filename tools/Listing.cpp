@@ -10,7 +10,7 @@ namespace tool {
 namespace {
 
 std::string cellText(Json const& cell) {
-    return cell.is_null() ? "" : cell.is_string() ? cell.get<std::string>() : cell.dump();
+    return cell.is_null() ? "" : cell.is_string() ? Kor::plainText(cell.get<std::string>()) : dumped(cell);
 }
 
 std::string quoted(std::string text) {
@@ -32,18 +32,18 @@ std::string csvLine(std::vector<Json> const& cells) {
     return join(all, ",");
 }
 
-std::string jsonText(Json const& json) {
-    return json.dump(2, ' ', false, Json::error_handler_t::replace);
-}
-
 } // namespace
 
 std::string bold(std::string const& text, bool colour) {
     return colour ? "\033[1m" + text + "\033[0m" : text;
 }
 
+std::string dumped(Json const& json, int indent) {
+    return Kor::plainJson(json.dump(indent, ' ', false, Json::error_handler_t::replace));
+}
+
 void printJson(std::ostream& stream, Json const& json) {
-    stream << jsonText(json) << '\n';
+    stream << dumped(json, 2) << '\n';
 }
 
 RowPrinter::RowPrinter(std::ostream& stream, std::vector<std::string> columns, Output const& output)
@@ -73,7 +73,7 @@ void RowPrinter::flush() {
             for (std::size_t i = 0; i < columns_.size(); ++i) {
                 object[columns_[i]] = row[i];
             }
-            std::string text = jsonText(object);
+            std::string text = dumped(object, 2);
             for (std::size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1)) {
                 text.insert(at + 1, 2, ' ');
             }

@@ -63,7 +63,9 @@ private:
     std::vector<std::vector<Json>> rows_;
 };
 
-/// Prints JSON as the commands do: indented, and never failing on bytes that are no UTF-8.
+/// JSON in one line, or indented: plain (runtime/PlainText.h), and never failing on bytes that are no UTF-8.
+std::string dumped(Json const& json, int indent = -1);
+/// Prints JSON as the commands do: indented.
 void printJson(std::ostream& stream, Json const& json);
 
 /// The text in bold on a terminal.

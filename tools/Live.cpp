@@ -1,13 +1,20 @@
 #include "tools/Live.h"
 
 #include "model/LoamTunnelTypeList.h"
-#include "tools/Listing.h"
 #include "forms/Text.h"
+#include "tools/Files.h"
+#include "tools/Listing.h"
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <functional>
+#include <malloc.h>
 #include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace tool {
@@ -30,18 +37,56 @@ Refused noConnection(std::string const& address, std::string_view reason) {
 }
 
 SessionConfig sessionConfig(std::string_view name) {
-    SessionConfig config;
+    SessionConfig config = Kor::Link::Peering().session;
     config.name = Kor::Name(Kor::String8(name));
     config.schema = Hardware::LoamTunnel::loamTunnelModule().checksum();
     return config;
 }
 
-Kor::Link::Address addressOf(std::string const& text) {
+namespace {
+
+std::string ownFolder() {
+    char const* const own = std::getenv("XDG_RUNTIME_DIR");
+    return (own != nullptr && own[0] == '/' ? std::string(own) : "/run") + "/loamtunnel";
+}
+
+} // namespace
+
+Kor::Link::Address serverAddressOf(std::string const& text) {
     if (text.empty()) {
-        throw WrongUsage("where? Give --socket ADDRESS, such as /run/loam/driver or tcp:7000");
+        std::string const folder = ownFolder();
+        constexpr mode_t ownersAlone = S_IRWXU;
+        if (::mkdir(folder.c_str(), ownersAlone) != 0 && errno != EEXIST) {
+            throw Refused(systemFailure("cannot make", folder) + "; give --socket ADDRESS");
+        }
+        struct stat status {};
+        if (::lstat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) ||
+            status.st_uid != ::geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+            throw Refused(shown(folder, folder.size()) +
+                          " is no folder of this user's own; give --socket ADDRESS");
+        }
     }
+    return addressOf(text);
+}
+
+void endingSignalsAre(Kor::Link::Loop& loop, std::function<void()> hook) {
+    loop.signalsAre({SIGINT, SIGTERM, SIGHUP}, [hook = std::move(hook)](int) { hook(); });
+}
+
+Kor::Link::Timer boundMemory(Kor::Link::Loop& loop, unsigned most,
+                             std::function<void(std::string const&)> hook) {
+    return loop.every(std::chrono::milliseconds(50), [most, hook = std::move(hook)] {
+        struct mallinfo2 const held = ::mallinfo2();
+        if ((U64{held.uordblks} + U64{held.hblkhd}) >> 20 >= most) {
+            hook("what the peer sends takes more than " + std::to_string(most) +
+                 " MiB here, which is the limit; --memory sets another one");
+        }
+    });
+}
+
+Kor::Link::Address addressOf(std::string const& text) {
     try {
-        return Kor::Link::Address::parse(text);
+        return Kor::Link::Address::parse(text.empty() ? ownFolder() + "/socket" : text);
     } catch (Kor::Exception const& exception) {
         throw WrongUsage(exception.what());
     }
@@ -57,7 +102,13 @@ Kor::Ptr<Kor::Entity> entityIn(Box const& box) {
 }
 
 Live::Live(LiveOptions const& options, std::string_view name)
-    : options_(options), connector_(loop_, addressOf(options.address), connectOnce(name)) {
+    : options_(options), connector_(loop_, addressOf(options.address), connectOnce(name)),
+      bound_(boundMemory(loop_, options.memory, [this](std::string const& reason) {
+          if (auto const session = connector_.session()) {
+              session->close(Kor::String8(reason));
+          }
+      })) {
+    options_.address = options.address.empty() ? connector_.address().path() : options.address;
     require([this] { return connector_.isEstablished() && session().areOffersKnown(); }, "a connection");
 }
 
@@ -133,6 +184,12 @@ void Live::mustBeWritable(std::string const& path) {
 void Live::deliver() {
     require([this] { return !session().demuxer().hasWork(); }, "room");
     call("sync", "");
+}
+
+Json Live::ask(std::string_view verb, std::string_view argument) {
+    constexpr int deepest = 8; // a peer could make it so deep that to walk it takes all of the stack
+    return Json::parse(call(verb, argument),
+                       [](int depth, Json::parse_event_t, Json&) { return depth <= deepest; });
 }
 
 std::string Live::call(std::string_view verb, std::string_view argument) {

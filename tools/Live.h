@@ -12,6 +12,7 @@
 #include "forms/Path.h"
 #include "link/Connector.h"
 #include "tools/Failure.h"
+#include "tools/Listing.h"
 
 #include <chrono>
 #include <functional>
@@ -23,6 +24,8 @@ namespace tool {
 struct LiveOptions {
     std::string address;
     std::chrono::milliseconds timeout{5'000};
+    /// How many MiB this process may hold.
+    unsigned memory = 1024;
 };
 
 /// What a path begins with.
@@ -31,8 +34,19 @@ std::string rootOf(std::string_view path);
 /// The name and the checksum that this program tells its peers.
 Kor::NboAttrLog::SessionConfig sessionConfig(std::string_view name);
 
-/// Where to listen or connect; WrongUsage for what is no address.
+/// Where to connect; WrongUsage for what is no address. An empty one stands for the user's own place: the
+/// file loamtunnel/socket in XDG_RUNTIME_DIR or, without that, in /run.
 Kor::Link::Address addressOf(std::string const& text);
+/// The same to listen. The folder of the user's own place is made; Refused if others can write to it.
+Kor::Link::Address serverAddressOf(std::string const& text);
+
+/// Calls the hook for SIGINT, SIGTERM and SIGHUP, in place of their own actions.
+void endingSignalsAre(Kor::Link::Loop& loop, std::function<void()> hook);
+
+/// Calls the hook with the reason once this process holds more memory than so many MiB: what a peer sends may
+/// have no end.
+[[nodiscard]] Kor::Link::Timer boundMemory(Kor::Link::Loop& loop, unsigned most,
+                                           std::function<void(std::string const&)> hook);
 
 /// How to connect once, without a second try.
 Kor::Link::ConnectorConfig connectOnce(std::string_view name);
@@ -57,6 +71,9 @@ public:
     void deliver();
     /// The peer's answer.
     std::string call(std::string_view verb, std::string_view argument);
+    /// The peer's answer, which is JSON; without what lies deeper than any answer goes. Json::exception for
+    /// what is no JSON.
+    Json ask(std::string_view verb, std::string_view argument);
     /// Runs until the condition holds; false when the time is over.
     bool until(std::function<bool()> const& condition);
     /// Runs that long, unless the connection ends.
@@ -73,6 +90,7 @@ private:
     LiveOptions options_;
     Kor::Link::Loop loop_;
     Kor::Link::Connector connector_;
+    Kor::Link::Timer bound_;
     Roots roots_;
 };
 

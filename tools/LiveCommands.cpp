@@ -2,9 +2,9 @@
 
 #include "attrlog/session/Diagnostics.h"
 #include "link/Listener.h"
+#include "tools/Messages.h"
 #include "tools/Script.h"
 
-#include <csignal>
 #include <fstream>
 #include <optional>
 #include <ostream>
@@ -19,7 +19,7 @@ namespace {
 
 void print(Context& context, std::vector<std::string> const& lines) {
     for (std::string const& line : lines) {
-        context.out << line << '\n';
+        context.out << Kor::plainText(line) << '\n';
     }
 }
 
@@ -75,19 +75,27 @@ void serve(Context& context, ServeOptions const& options) {
             "there is nothing to serve; give NAME=TYPE, or --run FILE with a script that makes entities");
     }
     Kor::Link::Loop loop;
-    loop.signalsAre({SIGINT, SIGTERM}, [&](int) { loop.stop(); });
+    endingSignalsAre(loop, [&] { loop.stop(); });
+    Messages messages(context);
+    auto const ticking = loop.every(std::chrono::seconds(1), [&] {
+        messages.tick();
+        service->count("messagesLost") = messages.lost();
+    });
     Kor::Link::ListenerConfig config;
     config.service = service;
     config.session = sessionConfig("serve");
     config.hooks.established = [&](Session& peer) {
-        context.note(shown(peer.peerName().view()) + " is there");
+        messages.note(shown(peer.peerName().view()) + " is there");
     };
     config.hooks.closed = [&](Session& peer, Kor::String8 const& reason) {
-        context.note(shown(peer.peerName().view()) + " has left: " + shown(reason.view()));
+        messages.note(shown(peer.peerName().view()) + " has left: " + shown(reason.view()));
+    };
+    config.refused = [&](Kor::String8 const& reason) {
+        messages.warn("refused: " + shown(reason.view(), 200));
     };
     refusing("cannot serve", [&] {
-        Kor::Link::Listener listener(loop, addressOf(options.live.address), config);
-        context.note("serving at " + listener.address().text());
+        Kor::Link::Listener listener(loop, serverAddressOf(options.live.address), config);
+        messages.note("serving at " + listener.address().text());
         loop.run();
         listener.close("the server ends");
     });
@@ -119,7 +127,7 @@ void set(Context& context, LiveOptions const& options, std::string const& path, 
 void del(Context& context, LiveOptions const& options, std::string const& path) {
     Live live(options, "del");
     live.mustBeWritable(path);
-    context.out << Forms::del(live.at(path)) << '\n';
+    print(context, {Forms::del(live.at(path))});
     live.deliver();
 }
 
@@ -149,23 +157,26 @@ void wait(Context& context, LiveOptions const& options, WaitOptions const& wait)
         throw Refused("within " + std::to_string(options.timeout.count()) + " ms " + shown(path) +
                       (wait.gone ? " did not go: " : " was not so: ") + last);
     }
-    context.out << path << (wait.gone ? " deleted" : " = " + textOf(valueAt(live.roots().at(path)))) << '\n';
+    print(context, {path + (wait.gone ? " deleted" : " = " + textOf(valueAt(live.roots().at(path))))});
 }
 
 void stats(Context& context, LiveOptions const& options, Output const& output) {
-    Json const answer = Json::parse(Live(options, "stats").call("stats", ""));
     Listing listing({"peer", "counter", "value"});
-    for (Json const& peer : answer.at("peers")) {
-        for (auto const& [name, value] : peer.items()) {
-            if (name != "peer") {
-                listing.add({peer.at("peer"), name, value});
+    auto const addCounters = [&](std::string const& peer, Json const& of) {
+        for (auto const& [name, value] : of.items()) {
+            if (value.is_number()) {
+                listing.add({peer, name, value});
             }
         }
-    }
-    for (auto const& [name, value] : answer.items()) { // of the whole process
-        if (value.is_number()) {
-            listing.add({"", name, value});
+    };
+    try {
+        Json const answer = Live(options, "stats").ask("stats", "");
+        for (Json const& peer : answer.at("peers")) {
+            addCounters(peer.at("peer").get<std::string>(), peer);
         }
+        addCounters("", answer); // of the whole process
+    } catch (Json::exception const&) {
+        throw Refused("the process answers what are no counters");
     }
     listing.print(context.out, output);
 }

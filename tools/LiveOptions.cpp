@@ -16,8 +16,9 @@ namespace {
 void addSocket(CLI::App& command, std::string& address) {
     command
         .add_option("-s,--socket", address,
-                    "Where: /path or unix:/path for a Unix socket, tcp:PORT or tcp:HOST:PORT (default: the\n"
-                    "environment's LOAM_SOCKET)")
+                    "Where: /path or unix:/path for a Unix socket, tcp:PORT or tcp:HOST:PORT, which every\n"
+                    "local user, or with a HOST everybody, may connect to (default: the environment's\n"
+                    "LOAM_SOCKET, or loamtunnel/socket in XDG_RUNTIME_DIR or /run)")
         ->type_name("ADDRESS")
         ->envname("LOAM_SOCKET");
 }
@@ -32,6 +33,9 @@ void addLive(CLI::App& command, LiveOptions& live) {
     addSocket(command, live.address);
     addMilliseconds(command, "--timeout", live.timeout,
                     "How many milliseconds to wait at most (default: 5000)");
+    addNumber(
+        command, "--memory", [&live](U32 n) { live.memory = n; },
+        "How many MiB to hold at most of what is there (default: 1024)");
 }
 
 constexpr char const* pathText =
@@ -46,10 +50,10 @@ void addServe(CLI::App& app, Context& context) {
         ->type_name("FILE");
     command->add_flag("-w,--writable", options->writable, "Let peers write");
     addSocket(*command, options->live.address);
-    command->footer("It ends with SIGINT or SIGTERM.\n\n"
-                    "  loamtunnel serve --socket /tmp/loam lif=LifAppConfigDir --writable &\n"
-                    "  loamtunnel set --socket /tmp/loam 'lif.appConfig[vtAppMpls]'\n"
-                    "  loamtunnel monitor --socket /tmp/loam");
+    command->footer("It ends with SIGINT, SIGTERM or SIGHUP.\n\n"
+                    "  loamtunnel serve lif=LifAppConfigDir --writable &\n"
+                    "  loamtunnel set 'lif.appConfig[vtAppMpls]'\n"
+                    "  loamtunnel monitor");
     command->callback([&context, options] { serve(context, *options); });
 }
 

@@ -2,7 +2,6 @@
 #include "tools/Files.h"
 #include "tools/LiveCommands.h"
 
-#include <csignal>
 #include <ext/stdio_filebuf.h>
 #include <fcntl.h>
 #include <filesystem>
@@ -88,7 +87,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
         }
     };
     bool isInterrupted = false;
-    loop.signalsAre({SIGINT, SIGTERM}, [&](int) {
+    endingSignalsAre(loop, [&] {
         isInterrupted = true;
         loop.stop();
     });

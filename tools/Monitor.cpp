@@ -4,7 +4,6 @@
 #include "tools/LiveCommands.h"
 
 #include <array>
-#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <fnmatch.h>
@@ -83,7 +82,7 @@ void BoundedLines::write() {
         bool const isLast = ends_;
         lock.unlock();
         for (std::string const& line : taken) {
-            out_ << line << '\n';
+            out_ << Kor::plainText(line) << '\n';
         }
         if (lost != 0) {
             out_ << "-- " << lost << " lines lost\n";
@@ -271,8 +270,13 @@ void monitor(Context& context, MonitorOptions const& options) {
     config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
         monitoring.note("no connection: " + std::string(reason.view()));
     };
-    loop.signalsAre({SIGINT, SIGTERM}, [&](int) { loop.stop(); });
+    endingSignalsAre(loop, [&] { loop.stop(); });
     Kor::Link::Connector connector(loop, addressOf(options.live.address), config);
+    auto const bound = boundMemory(loop, options.live.memory, [&](std::string const& reason) {
+        monitoring.failure = reason;
+        connector.close(Kor::String8(reason));
+        loop.stop();
+    });
     auto const broken = loop.every(std::chrono::milliseconds(200), [&] {
         if (lines.isBroken()) {
             loop.stop();

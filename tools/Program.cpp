@@ -439,7 +439,11 @@ void Context::report(std::string const& message) {
 
 void Context::note(std::string const& message) {
     out.flush();
-    err << coloured("loamtunnel:", colourErr) << ' ' << message << '\n';
+    err << prefixed(Kor::plainText(message)) << '\n';
+}
+
+std::string Context::prefixed(std::string const& message) const {
+    return coloured("loamtunnel:", colourErr) + ' ' + message;
 }
 
 std::ifstream opened(std::string const& file) {
@@ -530,6 +534,10 @@ int run(std::vector<std::string> const& arguments, Context context) {
     } catch (Refused const& failure) {
         context.note(failure.what());
         context.status = statusOf(failure);
+    } catch (std::bad_alloc const&) {
+        context.report("there is no memory left");
+    } catch (std::exception const& exception) { // of the system: too few descriptors, say
+        context.report(exception.what());
     }
     context.out.flush();
     if (!context.out) {

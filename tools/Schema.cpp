@@ -308,7 +308,7 @@ void schema(Context& context, SchemaOptions const& options) {
             only.insert(nameOf(type));
         }
         for (std::string const& line : diff(options.diff, listOf(chosenTypes({})), only)) {
-            context.out << line << '\n';
+            context.out << Kor::plainText(line) << '\n';
             context.status = refusedStatus;
         }
     } else if (options.output.format == Format::json) {

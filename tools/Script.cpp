@@ -56,7 +56,7 @@ std::vector<Script::Command> const& Script::commands() {
                  return script.print(Forms::list(script.roots_.at(path)));
              }
              for (auto const& [name, box] : script.roots_.all()) {
-                 script.out_ << name << ": " << shortName(*box->type()) << '\n';
+                 script.out_ << Kor::plainText(name) << ": " << shortName(*box->type()) << '\n';
              }
          }},
         {"tree", "PATH [DEPTH]", "print all that is below", true,
@@ -77,8 +77,10 @@ std::vector<Script::Command> const& Script::commands() {
          [](Script& script, std::string_view path, std::string_view) {
              Place const place = script.roots_.at(path);
              std::ostream& out = script.out_;
-             script.watches_[place.path] = std::make_unique<Watch>(
-                 place, [&out](Watch::Change const& change) { out << "* " << textOf(change) << '\n'; });
+             script.watches_[place.path] =
+                 std::make_unique<Watch>(place, [&out](Watch::Change const& change) {
+                     out << "* " << Kor::plainText(textOf(change)) << '\n';
+                 });
          }},
         {"unwatch", "PATH", "end a watch", false,
          [](Script& script, std::string_view path, std::string_view) {
@@ -93,7 +95,7 @@ std::vector<Script::Command> const& Script::commands() {
 
 void Script::print(std::vector<std::string> const& lines) {
     for (std::string const& line : lines) {
-        out_ << line << '\n';
+        out_ << Kor::plainText(line) << '\n';
     }
 }
 

@@ -100,9 +100,10 @@ public:
     void add(Record const& record) {
         if (isText_) {
             std::string const time = clock(record.time);
-            out_ << time << (time.empty() ? "" : " ") << record.facility << ':' << record.level << ' '
-                 << record.unit << ':' << record.line << ' ' << record.function << ' ' << record.context
-                 << ' ' << shown(record.text, record.text.size()) << '\n'; // no line ends early
+            out_ << time << (time.empty() ? "" : " ") << Kor::plainText(record.facility) << ':'
+                 << record.level << ' ' << Kor::plainText(record.unit) << ':' << record.line << ' '
+                 << Kor::plainText(record.function) << ' ' << Kor::plainText(record.context) << ' '
+                 << Kor::plainText(record.text) << '\n'; // no line ends early
             return;
         }
         std::vector<Json> cells{record.time == 0 ? Json() : Json(record.time),
@@ -121,7 +122,7 @@ public:
         for (std::size_t i = 0; i < cells.size(); ++i) {
             one[columns()[i]] = std::move(cells[i]);
         }
-        out_ << one.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+        out_ << dumped(one) << '\n';
     }
     void end() {
         if (!isText_ && !isJson_) {
@@ -161,14 +162,29 @@ void recordsOfFile(Context& context, TraceOptions const& options) {
 }
 
 void recordsOfProcess(Context& context, TraceOptions const& options) {
-    Live live(options.live, "trace");
+    LiveOptions how = options.live;
+    if (options.seconds != 0) { // an answer is not waited for longer, either
+        how.timeout = std::min<std::chrono::milliseconds>(how.timeout, std::chrono::seconds(options.seconds));
+    }
+    Live live(how, "trace");
     RecordLines lines(context.out, options.output);
-    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(options.seconds);
+    // Whatever the process answers, it ends.
+    using Clock = std::chrono::steady_clock;
+    std::optional<Clock::time_point> end;
+    if (options.seconds != 0) {
+        end = Clock::now() + std::chrono::seconds(options.seconds);
+    } else if (!options.follow) {
+        end = Clock::now() + options.live.timeout;
+    }
+    auto const isOver = [&] { return end && Clock::now() >= *end; };
     U64 last = 0;
     bool isFirst = true;
     for (;;) {
-        Json const answer = Json::parse(live.call("traceRecords", std::to_string(last)));
+        Json const answer = live.ask("traceRecords", std::to_string(last));
         Json const& records = answer.at("records");
+        if (!records.is_array()) {
+            throw Refused("the process answers what is no trace");
+        }
         U64 const next = records.empty() ? last : records.front().at("number").get<U64>();
         if (!isFirst && next > last + 1) {
             context.note(std::to_string(next - last - 1) +
@@ -180,12 +196,18 @@ void recordsOfProcess(Context& context, TraceOptions const& options) {
                 lines.add(record);
             }
         }
-        last = std::max(last, answer.at("last").get<U64>());
+        U64 const now = answer.at("last").get<U64>();
+        bool const hasMore = !records.empty() && now > last;
+        last = std::max(last, now);
         context.out.flush();
-        if (!records.empty()) {
-            continue; // there may be more
+        if (hasMore && !isOver()) {
+            continue;
         }
-        if (!options.follow || (options.seconds != 0 && std::chrono::steady_clock::now() >= end)) {
+        if (!options.follow && hasMore) {
+            throw Refused("the records have no end within " + std::to_string(options.live.timeout.count()) +
+                          " ms");
+        }
+        if (!options.follow || isOver()) {
             break;
         }
         live.runFor(std::chrono::milliseconds(100));
@@ -201,15 +223,15 @@ void levelsOfProcess(Context& context, TraceOptions const& options) {
             words.emplace_back(word);
         }
     }
-    Json const answer = Json::parse(Live(options.live, "trace").call("trace", join(words)));
+    Json const answer = Live(options.live, "trace").ask("trace", join(words));
     Listing listing({"facility", "enabled", "levels", "passed"});
     for (Json const& each : answer) {
         std::vector<std::string> levels;
         for (Json const& level : each.at("levels")) {
-            levels.push_back(level.dump());
+            levels.push_back(std::to_string(level.get<U64>()));
         }
-        listing.add({each.at("facility"), each.at("enabled").get<bool>() ? "on" : "off", join(levels),
-                     each.at("passed")});
+        listing.add({each.at("facility").get<std::string>(), each.at("enabled").get<bool>() ? "on" : "off",
+                     join(levels), each.at("passed").get<U64>()});
     }
     listing.print(context.out, options.output);
 }

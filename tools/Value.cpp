@@ -44,9 +44,9 @@ void value(Context& context, ValueOptions const& options) {
         if (options.to == "row") {
             printRows(context, *box, chips, where.empty() ? "" : where + ": ");
         } else if (options.to == "json") {
-            context.out << jsonOf(*box).dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+            context.out << dumped(jsonOf(*box)) << '\n';
         } else {
-            context.out << (options.to == "wire" ? hexOf(*box) : textOf(*box)) << '\n';
+            context.out << (options.to == "wire" ? hexOf(*box) : Kor::plainText(textOf(*box))) << '\n';
         }
     };
     if (options.file.empty()) {

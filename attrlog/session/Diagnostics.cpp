@@ -4,6 +4,7 @@
 #include "attrlog/session/Session.h"
 #include "runtime/Exception.h"
 #include "runtime/HandlerExceptions.h"
+#include "runtime/PlainText.h"
 #include "runtime/Trace.h"
 
 #include <algorithm>
@@ -17,29 +18,6 @@
 namespace Kor::NboAttrLog {
 
 namespace {
-
-/// How many bytes the UTF-8 character at the start of a text has; 0 if it begins with none.
-std::size_t characterLength(std::string_view text) {
-    auto const at = [text](std::size_t i) { return static_cast<U8>(text[i]); };
-    U8 const first = at(0);
-    if (first < 0x80) {
-        return 1;
-    }
-    std::size_t const length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-    if (first < 0xc2 || first > 0xf4 || text.size() < length) {
-        return 0;
-    }
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((at(i) & 0xc0) != 0x80) {
-            return 0;
-        }
-    }
-    // Forms that are too long, halves of a pair, and what is above the last character.
-    U8 const second = at(1);
-    bool const isUnsound = (first == 0xe0 && second < 0xa0) || (first == 0xed && second > 0x9f) ||
-                           (first == 0xf0 && second < 0x90) || (first == 0xf4 && second > 0x8f);
-    return isUnsound ? 0 : length;
-}
 
 std::vector<std::string_view> wordsOf(std::string_view text) {
     std::vector<std::string_view> words;

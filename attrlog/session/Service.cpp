@@ -2,6 +2,7 @@
 
 #include "attrlog/session/Session.h"
 #include "reflect/AttrLogType.h"
+#include "runtime/PlainText.h"
 
 #include <algorithm>
 #include <memory>
@@ -25,9 +26,7 @@ static bool isControl(char c) noexcept {
 }
 
 String8 shown(std::string_view text, std::size_t most) {
-    std::string plain(text.substr(0, most));
-    std::ranges::replace_if(plain, isControl, '?');
-    return String8(plain);
+    return String8(plainText(textStart(text, most)));
 }
 
 bool isSoundName(std::string_view text, std::size_t most) noexcept {

@@ -160,7 +160,7 @@ TEST_F(Driver, WhatIsNotItsOwnIsLeftAsItIs) {
     }
     fs::create_directory(file("work"));
     for (std::vector<std::string> const& wrong :
-         {std::vector<std::string>{"driver", "--chip", "8", "--image", image},
+         {std::vector<std::string>{"driver", "--socket", socket(), "--image", image},
           {"driver", "--socket", "tcp:x:y:z", "--chip", "8", "--image", image},
           {"driver", "--socket", socket(), "--chip", "6", "--image", image},
           {"driver", "--socket", file("no/where"), "--chip", "8", "--image", image}}) {
@@ -275,6 +275,47 @@ TEST_F(Driver, FilesAreTheOwnersAloneWhateverTheUmask) {
         EXPECT_EQ(::stat(file(std::string("chip.img") + end).c_str(), &status), 0) << end;
         EXPECT_EQ(status.st_mode & 07777u, 0600u) << end;
     }
+}
+
+TEST_F(Driver, ADemoThatIsKilledLeavesNobodyRunning) {
+    auto demo = start({"demo", "--file", LOAM_EXAMPLES "/lifs.txt", "--folder", file("run")}, "demo.log");
+    ASSERT_TRUE(eventually([&] { return fs::exists(file("run/run/driver.socket")); }));
+    ASSERT_TRUE(
+        eventually([&] { return content("demo.log").find("applications run") != std::string::npos; }));
+    demo.kill(SIGKILL);
+    demo.join();
+    EXPECT_TRUE(eventually([&] { return !fs::exists(file("run/run/driver.socket")); }));
+    EXPECT_TRUE(eventually([&] { return !fs::exists(file("run/run/chip.img.lock")); }));
+}
+
+TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
+    auto driver = serving(words(file("chip.img")));
+    std::string reason;
+    {
+        Kor::Link::Loop loop;
+        auto const config = lifAppConfigFactory(app);
+        Kor::Link::ConnectorConfig how;
+        how.session = tool::sessionConfig("greedy");
+        how.reconnects = false;
+        how.setUp = [&](Kor::NboAttrLog::Session& session) { session.push("lifConfig", config); };
+        for (U32 i = 0; i < 30'000; ++i) {
+            config->reqCountInc(lif(i), 1); // more than an application has indexes
+        }
+        Kor::Link::Connector const connector(loop, Kor::Link::Address::parse(socket()), how);
+        EXPECT_TRUE(loop.runUntil([&] { return connector.isOver(); }, 60s));
+        reason = connector.lastReason().view();
+    }
+    EXPECT_NE(reason.find("more than 10000 requests can have no place"), std::string::npos) << reason;
+    EXPECT_LT(content("driver.log").size(), 100'000u);
+    tool::Live live({socket(), 20'000ms}, "test");
+    live.at("lifConfig");
+    auto const configs = Kor::ptrCast<LifAppConfigDir>(live.session().root("lifConfig"));
+    auto const kept = std::as_const(*configs).appConfig(app);
+    ASSERT_TRUE(kept);
+    EXPECT_LT(kept->reqCountMap().count(), 15'000u);
+    EXPECT_NE(on("stats", {}).out.find("requestsRefused"), std::string::npos);
+    driver.kill(SIGTERM);
+    EXPECT_EQ(driver.join(), 0);
 }
 
 TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {

@@ -1,0 +1,302 @@
+/// Every command on a live tree, with a server that means harm, and with one that says nothing: what reaches
+/// the terminal, and how the command ends.
+
+#include "attrlog/session/Diagnostics.h"
+#include "link/Listener.h"
+#include "model/LoamTunnelModel.h"
+#include "runtime/PlainText.h"
+#include "support/Entities.h"
+#include "tests/tools/InFolder.h"
+#include "tools/Live.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace {
+
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using namespace Kor::NboAttrLog;
+using namespace std::chrono_literals;
+using support::loamtunnel;
+using support::Outcome;
+
+/// Clears a terminal, by two ways to write it, turns the direction, and is no UTF-8 at its end.
+constexpr char const* evil = "\033[2J\u009b2J\u202egnp.exe\u2066\r\x9b\xff";
+/// The same, as far as a name of the attribute log may have it.
+constexpr char const* evilName = "x\u009b2J\u202egnp.exe\u2066\x9b";
+
+void expectPlain(std::string const& text) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_EQ(Kor::plainText(line), line);
+    }
+}
+
+class Process {
+public:
+    template <class Work>
+    explicit Process(Work const& work) : id_(::fork()) {
+        if (id_ == 0) {
+            work();
+            std::_Exit(0);
+        }
+    }
+    ~Process() {
+        ::kill(id_, SIGKILL);
+        ::waitpid(id_, nullptr, 0);
+    }
+    Process(Process const&) = delete;
+    Process& operator=(Process const&) = delete;
+
+private:
+    pid_t id_;
+};
+
+class Hostile : public support::InFolder {
+protected:
+    void serve() const {
+        Kor::Link::Loop loop;
+        auto const service = Kor::makePtr<Service>();
+        auto const dir = lifAppConfigDirFactory(Kor::Name(evilName));
+        dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(AradLifAcMp(), 1);
+        service->offer("lif", dir);
+        service->offer("lifStatus", lifAppConfigDirFactory("lifStatus"));
+        service->offer(Kor::Name(evilName), lifAppConfigDirFactory(Kor::Name(evilName)));
+        std::string const quoted = jsonText(evil);
+        auto const answer = [&](char const* verb, std::string const& text) {
+            service->handlerIs(Kor::Name(verb),
+                               [text](Session&, Kor::String8 const&) { return Kor::String8(text); });
+        };
+        answer("stats", R"({"peers": [{"peer": )" + quoted + ", " + quoted + R"(: 7, "deep": )" +
+                            std::string(20'000, '[') + std::string(20'000, ']') +
+                            R"(}], "handlerExceptions": 0, )" + quoted + ": 1}");
+        answer("trace", R"([{"facility": )" + quoted + R"(, "enabled": true, "levels": [8], "passed": 1}])");
+        U64 number = 0;
+        service->handlerIs("traceRecords", [&](Session&, Kor::String8 const&) {
+            number += 1;
+            return Kor::String8(R"({"last": )" + std::to_string(number) + R"(, "records": [{"number": )" +
+                                std::to_string(number) + R"(, "time": 1.5, "facility": )" + quoted +
+                                R"(, "level": 8, "unit": )" + quoted + R"(, "line": 7, "function": )" +
+                                quoted + R"(, "context": )" + quoted + R"(, "text": )" + quoted + "}]}");
+        });
+        service->handlerIs("sync", [](Session&, Kor::String8 const&) -> Kor::String8 {
+            Kor::throwRangeException(Kor::String8(evil));
+        });
+        Kor::Link::ListenerConfig config;
+        config.service = service;
+        config.session.name = Kor::Name(evilName);
+        Kor::Link::Listener const listener(loop, Kor::Link::Address::parse(socket()), config);
+        loop.run();
+    }
+};
+
+TEST_F(Hostile, NothingThatATerminalObeysComesThroughAndEachCommandEnds) {
+    Process const server([this] { serve(); });
+    ASSERT_TRUE(eventually([this] { return std::filesystem::exists(socket()); }));
+    std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
+    std::vector<std::vector<std::string>> const commands{
+        {"tree"},
+        {"get", "lif"},
+        {"get", "lif.appConfig"},
+        {"get", std::string(evilName)},
+        {"get", std::string("lif.") + evil},
+        {"set", "lif.appConfig[vtAppVxlan]"},
+        {"del", "lif.appConfig[vtAppMpls]"},
+        {"wait", "lif"},
+        {"wait", std::string("lif.appConfig[") + evil + "]"},
+        {"monitor", "--for", "1"},
+        {"stats"},
+        {"stats", "--format", "csv"},
+        {"stats", "--format", "json"},
+        {"trace"},
+        {"trace", "--format", "csv"},
+        {"trace", "--format", "json"},
+        {"trace", "--records"},
+        {"trace", "--records", "--format", "csv"},
+        {"trace", "--records", "--format", "json"},
+        {"trace", "--follow", "--for", "1"},
+        {"log", "record", file("log"), "--once"},
+        {"application", "--app", "vtAppMpls", "--file", file("entries")},
+    };
+    for (auto command : commands) {
+        SCOPED_TRACE(Kor::plainText(command[0] + ' ' + command.back()));
+        command.insert(command.end(), {"--socket", socket(), "--timeout", "1000"});
+        auto const begin = std::chrono::steady_clock::now();
+        Outcome const outcome = loamtunnel(command);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, 15s);
+        EXPECT_LE(outcome.status, 1);
+        EXPECT_FALSE(outcome.out.empty() && outcome.err.empty() && command[0] != "set");
+        expectPlain(outcome.out);
+        expectPlain(outcome.err);
+    }
+    for (std::string const how : {"show", "check", "replay"}) {
+        for (std::string const form : {"table", "csv", "json"}) {
+            SCOPED_TRACE(how + ' ' + form);
+            Outcome const outcome = loamtunnel({"log", how, file("log"), "--format", form});
+            EXPECT_FALSE(outcome.out.empty() && outcome.err.empty());
+            expectPlain(outcome.out);
+            expectPlain(outcome.err);
+        }
+    }
+}
+
+TEST_F(Hostile, WhatAMonitorHoldsHasALimit) {
+    Process const server([this] {
+        Kor::Link::Loop loop;
+        auto const service = Kor::makePtr<Service>();
+        auto const dir = lifAppConfigDirFactory("lif");
+        auto const config = dir->appConfigIs(Loam::vtAppMpls);
+        for (U32 i = 0; i < 300'000; ++i) {
+            config->reqCountIs(support::lifEntry(i), 1);
+        }
+        service->offer("lif", dir);
+        Kor::Link::ListenerConfig serving;
+        serving.service = service;
+        Kor::Link::Listener const listener(loop, Kor::Link::Address::parse(socket()), serving);
+        loop.run();
+    });
+    ASSERT_TRUE(eventually([this] { return std::filesystem::exists(socket()); }));
+    for (std::vector<std::string> command : {std::vector<std::string>{"monitor", "--for", "30"}, {"tree"}}) {
+        command.insert(command.end(), {"--socket", socket(), "--memory", "16", "--timeout", "30000"});
+        Outcome const outcome = loamtunnel(command);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_NE(outcome.err.find("takes more than 16 MiB here, which is the limit"), std::string::npos)
+            << outcome.err;
+    }
+}
+
+class Ends : public support::InFolder {
+protected:
+    /// What is in the folder, but for what the test has put there.
+    std::string left() const {
+        std::string names;
+        for (auto const& each : std::filesystem::directory_iterator(folder())) {
+            std::string const name = each.path().filename();
+            names += name == "silent" || name == "entries" || name == "log" || name == "command.log" ||
+                             name.starts_with("chip.img") || name == "run"
+                         ? ""
+                         : name + ' ';
+        }
+        return names + (std::filesystem::exists(file("chip.img.lock")) ? "lock" : "");
+    }
+};
+
+TEST_F(Ends, ASignalInTheMiddleEndsEachCommandAndNothingIsLeft) {
+    // It takes connections, and says nothing.
+    int const silent = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un at{};
+    at.sun_family = AF_UNIX;
+    file("silent").copy(at.sun_path, sizeof at.sun_path - 1);
+    ASSERT_EQ(::bind(silent, reinterpret_cast<sockaddr const*>(&at), sizeof at), 0);
+    ASSERT_EQ(::listen(silent, 100), 0);
+    std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
+    struct Command {
+        std::vector<std::string> words;
+        std::string at;
+        int status; // -1: that of a process whom the signal has ended
+        char const* sign = nullptr;
+    };
+    std::vector<Command> const commands{
+        {{"tree"}, "silent", -1},
+        {{"get", "lif"}, "silent", -1},
+        {{"set", "lif", "1"}, "silent", -1},
+        {{"del", "lif[1]"}, "silent", -1},
+        {{"wait", "lif"}, "silent", -1},
+        {{"stats"}, "silent", -1},
+        {{"trace"}, "silent", -1},
+        {{"trace", "--follow"}, "silent", -1},
+        {{"monitor"}, "silent", 0},
+        {{"log", "record", file("log"), "--force"}, "silent", 0},
+        {{"application", "--app", "vtAppMpls", "--file", file("entries")}, "silent", 1},
+        {{"application", "--app", "vtAppMpls", "--file", file("entries")}, "nowhere", 1},
+        {{"serve", "lif=LifAppConfigDir"}, "socket", 0, "serving at"},
+        {{"driver", "--chip", "8", "--image", file("chip.img")}, "socket", 0, "serving at"},
+    };
+    for (Command const& each : commands) {
+        for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
+            SCOPED_TRACE(each.words[0] + ' ' + each.at + ' ' + std::to_string(signal));
+            std::filesystem::remove(file("command.log"));
+            auto words = each.words;
+            words.insert(words.end(), {"--socket", file(each.at)});
+            auto command = start(words, "command.log");
+            if (each.sign != nullptr) {
+                ASSERT_TRUE(
+                    eventually([&] { return content("command.log").find(each.sign) != std::string::npos; }));
+            } else {
+                std::this_thread::sleep_for(150ms);
+            }
+            command.kill(signal);
+            EXPECT_TRUE(eventually([&] { return command.status().has_value(); }));
+            EXPECT_EQ(command.status(), each.status < 0 ? 128 + signal : each.status)
+                << content("command.log");
+            EXPECT_EQ(left(), "");
+        }
+    }
+    ::close(silent);
+}
+
+TEST_F(Ends, TooFewDescriptorsOrTooLittleMemoryIsOneLine) {
+    std::string const program = LOAM_PROGRAM;
+    std::string const lifs = " --file " LOAM_EXAMPLES "/lifs.txt --all-chips >/dev/null";
+    struct {
+        std::string limit, command, words;
+    } const cases[] = {
+        {"-n 4", " tree --socket " + socket(), "open files"},
+        {"-n 5", " serve lif=LifAppConfigDir --socket " + socket(), "open files"},
+        {"-n 5", " driver --chip 8 --image " + file("chip.img") + " --socket " + socket(), "open files"},
+    };
+    for (auto const& [limit, command, words] : cases) {
+        std::filesystem::remove(file("command.log"));
+        tool::Child child({"/bin/sh", "-c", "ulimit " + limit + "; exec " + program + command},
+                          file("command.log"));
+        EXPECT_EQ(child.join(), 1) << command;
+        std::string const said = content("command.log");
+        EXPECT_EQ(std::ranges::count(said, '\n'), 1) << said;
+        EXPECT_NE(said.find(words), std::string::npos) << said;
+        EXPECT_EQ(left(), "");
+    }
+    // As much as a process takes to start is more than a limit that a test could choose; so it is found.
+    std::string said;
+    int status = 0;
+    for (unsigned megabytes = 30; megabytes < 400 && said.find("memory") == said.npos; megabytes += 5) {
+        std::filesystem::remove(file("command.log"));
+        tool::Child child({"/bin/sh", "-c",
+                           "ulimit -v " + std::to_string(megabytes * 1024) + "; exec " + program +
+                               " driver --chip 8 --image " + file("chip.img") + " --socket " + socket()},
+                          file("command.log"));
+        bool isServing = false;
+        EXPECT_TRUE(eventually([&] {
+            isServing = content("command.log").find("serving") != std::string::npos;
+            return isServing || child.status().has_value();
+        }));
+        said = content("command.log");
+        if (isServing) {
+            break;
+        }
+        status = child.join();
+        EXPECT_LT(status, 128) << megabytes << " MB: " << said;
+    }
+}
+
+TEST_F(Ends, ADefaultSocketLiesInAFolderOfTheUsersOwn) {
+    ::setenv("XDG_RUNTIME_DIR", folder().c_str(), 1);
+    auto server = start({"serve", "lif=LifAppConfigDir"}, "command.log");
+    EXPECT_TRUE(eventually([&] { return content("command.log").find("serving at") != std::string::npos; }));
+    EXPECT_EQ(loamtunnel({"tree"}).out, "lif: LifAppConfigDir\n");
+    struct stat status {};
+    EXPECT_EQ(::stat(file("loamtunnel").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777u, 0700u);
+    server.kill(SIGTERM);
+    EXPECT_EQ(server.join(), 0);
+    ASSERT_EQ(::chmod(file("loamtunnel").c_str(), 0777), 0);
+    Outcome const open = loamtunnel({"serve", "lif=LifAppConfigDir"});
+    EXPECT_NE(open.err.find("is no folder of this user's own"), std::string::npos) << open.err;
+    ::unsetenv("XDG_RUNTIME_DIR");
+}
+
+} // namespace
