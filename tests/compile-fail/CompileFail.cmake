@@ -1,10 +1,16 @@
-# One case of this folder, see CMakeLists.txt. Needs COMPILER, ROOT and SOURCE.
+# One case of this folder, see CMakeLists.txt. Needs COMPILER, COMPILER_ID, ROOT and SOURCE.
 
 file(STRINGS ${SOURCE} FIRST LIMIT_COUNT 1)
 if(NOT FIRST MATCHES "^// error: (.+)$")
   message(FATAL_ERROR "${SOURCE}: the first line must be `// error: REGEX`")
 endif()
 set(EXPECTED ${CMAKE_MATCH_1})
+set(MOST)
+file(STRINGS ${SOURCE} LINES LIMIT_COUNT 2)
+list(GET LINES 1 SECOND)
+if(SECOND MATCHES "^// lines with g\\+\\+: at most ([0-9]+)$")
+  set(MOST ${CMAKE_MATCH_1})
+endif()
 
 function(compile RESULT WORDS)
   execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C
@@ -24,4 +30,9 @@ if(CODE EQUAL 0)
 endif()
 if(NOT TEXT MATCHES "${EXPECTED}")
   message(FATAL_ERROR "${SOURCE}: fails, but not with `${EXPECTED}`:\n${TEXT}")
+endif()
+string(REGEX MATCHALL "\n" LINES "${TEXT}")
+list(LENGTH LINES COUNT)
+if(MOST AND COMPILER_ID STREQUAL GNU AND COUNT GREATER MOST)
+  message(FATAL_ERROR "${SOURCE}: the compiler takes ${COUNT} lines to say it, more than ${MOST}:\n${TEXT}")
 endif()

@@ -1,0 +1,11 @@
+// error: Takes = Kor::Name;.*an entity is made of one argument|an entity is made of one argument.*korRefuse<Hardware::LoamTunnel::LifAppConfigDir, Kor::Name>
+// lines with g++: at most 12
+#include "model/LifApps.h"
+
+using namespace Hardware::LoamTunnel;
+
+#ifdef FIXED
+auto const dir = lifAppConfigDirFactory("lif");
+#else
+auto const dir = lifAppConfigDirFactory();
+#endif

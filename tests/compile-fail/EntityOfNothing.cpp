@@ -1,0 +1,11 @@
+// error: Takes = Hardware::Loam::VtAppId;.*an entity is made of one argument|an entity is made of one argument.*korRefuse<Hardware::LoamTunnel::LifAppConfig, Hardware::Loam::VtAppId>
+// lines with g++: at most 12
+#include "model/LifApps.h"
+
+using namespace Hardware::LoamTunnel;
+
+#ifdef FIXED
+auto const config = Kor::makePtr<LifAppConfig>(Hardware::Loam::vtAppMpls);
+#else
+auto const config = Kor::makePtr<LifAppConfig>();
+#endif

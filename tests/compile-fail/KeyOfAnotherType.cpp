@@ -1,0 +1,13 @@
+// error: Takes = Hardware::LoamTunnel::AradLifEntry;.*the key of this attribute is|the key of this attribute is.*korRefuseKey<Hardware::LoamTunnel::AradLifEntry,
+// lines with g++: at most 12
+#include "model/LifApps.h"
+
+using namespace Hardware::LoamTunnel;
+
+void request(LifAppConfig& config) {
+#ifdef FIXED
+    config.reqCountIs(AradLifEntry(lifAcMp, 1, 0), 1);
+#else
+    config.reqCountIs(AradLifIndex(1, lifBankManaged), 1);
+#endif
+}
