@@ -15,7 +15,7 @@
 ///     session->want("lifStatus", [&](RootState state, Kor::Ptr<Kor::Entity> const& root, Kor::String8 const& why) {
 ///         if (state == RootState::synchronized) { ... all of it is there; from now on reactors hear of changes ... }
 ///     });
-///     session->push("request", lifAppConfig);
+///     session->push("lifConfig", lifAppConfig);
 ///     session->call("stats", "", [](bool ok, Kor::String8 const& text) { std::puts(text.charPtr()); });
 ///
 /// And whoever carries the bytes:
