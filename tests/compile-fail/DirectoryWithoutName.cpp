@@ -1,4 +1,5 @@
-// error: Takes = Kor::Name;.*an entity is made of one argument|an entity is made of one argument.*korRefuse<Hardware::LoamTunnel::LifAppConfigDir, Kor::Name>
+// error: an entity is made of one argument, of the type `Takes` above
+// error: Takes = Kor::Name|LifAppConfigDir, Kor::Name>
 // lines with g++: at most 12
 #include "model/LifApps.h"
 

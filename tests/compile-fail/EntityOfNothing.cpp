@@ -1,4 +1,5 @@
-// error: Takes = Hardware::Loam::VtAppId;.*an entity is made of one argument|an entity is made of one argument.*korRefuse<Hardware::LoamTunnel::LifAppConfig, Hardware::Loam::VtAppId>
+// error: an entity is made of one argument, of the type `Takes` above
+// error: Takes = Hardware::Loam::VtAppId|LifAppConfig, Hardware::Loam::VtAppId>
 // lines with g++: at most 12
 #include "model/LifApps.h"
 

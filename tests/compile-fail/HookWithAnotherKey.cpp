@@ -1,4 +1,5 @@
-// error: AradLifEntry.*the hook of the attribute above takes something else than its key|takes something else than its key.*AradLifEntry
+// error: the hook of the attribute above takes something else than its key
+// error: HookOf<Watcher, Kor::CountedMap<Kor::name::reqCount, Hardware::LoamTunnel::AradLifEntry,
 // lines with g++: at most 12
 #include "model/LifApps.h"
 

@@ -1,4 +1,5 @@
-// error: Takes = Hardware::Loam::VtAppId;.*the key of this attribute is|the key of this attribute is.*korRefuseKey<Hardware::Loam::VtAppId,
+// error: the key of this attribute is of the type `Takes` above
+// error: Takes = Hardware::Loam::VtAppId|korRefuseKey<Hardware::Loam::VtAppId,
 // lines with g++: at most 12
 #include "model/LifApps.h"
 

@@ -1,4 +1,5 @@
-// error: Takes = Hardware::LoamTunnel::AradLifEntry;.*the key of this attribute is|the key of this attribute is.*korRefuseKey<Hardware::LoamTunnel::AradLifEntry,
+// error: the key of this attribute is of the type `Takes` above
+// error: Takes = Hardware::LoamTunnel::AradLifEntry|korRefuseKey<Hardware::LoamTunnel::AradLifEntry,
 // lines with g++: at most 12
 #include "model/LifApps.h"
 
