@@ -7,8 +7,8 @@
 ///     demuxer->mount(lifAppConfigDir);                      // the peer gets it, and each change from now on
 ///     demuxer->rootHookIs([&](Kor::Ptr<Kor::Entity> const& offered) { return mine(offered); });
 ///     for (;;) {
-///         while (demuxer->flow(), !demuxer->out()->readable().empty()) { ... send; out()->nextBytes(sent); }
-///         ... in()->feed(received) ...
+///         while (demuxer->flow(), !demuxer->out()->readable().empty()) { ... send ...; demuxer->out()->nextBytes(sent); }
+///         demuxer->in()->feed(received);
 ///         if (!demuxer->receive()) { puts(demuxer->closeReason().charPtr()); break; }
 ///     }
 ///     demuxer->close("hung up");                            // a new connection starts with a new one

@@ -3,7 +3,7 @@
 /// The vocabulary of records on an attribute log: ids, headers, tokens, sections, limits. Their byte form is
 /// in docs/attribute-log.md.
 ///
-///     Kor::Ptr<Kor::NboAttrLog::Out> const& out = ...;
+///     Kor::Ptr<Kor::NboAttrLog::Out> const& out = demuxer->out();
 ///     out->nextHeaderIs({adapter.entityId(), 259, true});
 ///     out << TransactToken(1) << key << count << TransactToken(3);
 ///

@@ -8,7 +8,8 @@
 ///     ... whenever bytes have been sent or received ...
 ///     recording.write(Side::connecting, microseconds, bytes);
 ///
-///     Kor::NboAttrLog::RecordingIn in(file);
+///     std::ifstream recorded("lif.loamlog", std::ios::binary);
+///     Kor::NboAttrLog::RecordingIn in(recorded);
 ///     for (RecordingChunk chunk; in.next(chunk);) { ... chunk.from, chunk.microseconds, chunk.bytes ... }
 ///
 /// The caller gives the times, in microseconds since whatever it likes. One thread.

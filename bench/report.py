@@ -2,7 +2,7 @@
 """report.py RESULTS DOCS: makes of the benchmarks' results the tables of DOCS/performance.md, between its marks
 `<!-- NAME -->` and `<!-- end -->`, and its plots, DOCS/performance/*.svg.
 
-RESULTS has NAME.json of Google Benchmark, switch-*.json of SwitchBench and log-*.txt of LogBench; ./dev bench --report fills it."""
+RESULTS has NAME.json of Google Benchmark, switch-*.json of SwitchBench, log-*.txt of LogBench and compile.txt of compile.py; ./dev bench --report fills it."""
 
 import glob
 import json
@@ -140,6 +140,11 @@ load = os.path.join(results, 'load.txt')
 if os.path.exists(load):
     with open(load) as file:
         tables['LoadBench'] = '```\n' + file.read().strip() + '\n```\n'
+
+compiled = os.path.join(results, 'compile.txt')
+if os.path.exists(compiled):
+    with open(compiled) as file:
+        tables['compile'] = '```\n' + file.read().strip() + '\n```\n'
 
 # The attribute log: log-COUNTS.txt.
 lines, rows = {}, []

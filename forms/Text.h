@@ -42,12 +42,7 @@ KOR_EXPORT std::vector<std::string_view> split(std::string_view text, std::strin
 /// "; there are " and all.
 KOR_EXPORT std::string suggest(std::string_view word, std::vector<std::string> const& known);
 
-<<<<<<< HEAD:forms/Text.h
-/// A word of the user's for a message: cut when long, with what is not printable replaced.
-KOR_EXPORT std::string shown(std::string_view word, std::size_t longest = 60);
-=======
 /// A word of the user's for a message: cut when long, and plain (runtime/PlainText.h).
-std::string shown(std::string_view word, std::size_t longest = 60);
->>>>>>> driver:tools/Text.h
+KOR_EXPORT std::string shown(std::string_view word, std::size_t longest = 60);
 
 } // namespace Kor::Forms

@@ -4,7 +4,7 @@
 /// Hardware::LoamTunnel and one in the global namespace: two types, told apart by their full names, with the
 /// same content.
 ///
-///     auto mask = tapAggNormalFapMaskFactory();
+///     auto mask = Hardware::LoamTunnel::tapAggNormalFapMaskFactory();
 ///     mask->fapMaskIs(Sideband::Fapmask::of({0, 1}));
 
 #include "model/ModelNames.h"

@@ -3,10 +3,11 @@
 /// What every enumeration of the model has, from its C++ declaration alone: the names and numbers of its
 /// enumerators, a checked conversion from a number and from a name, and its text.
 ///
-///     enum LifType : U32 { lifGeneral = 0, lifAcP2pToAc = 1, ... };
-///     KOR_ENUMERATION(LifType)                     // in its namespace, beside it
-///     KOR_ENUMERATION(LifType, "", "...", "lifGeneral", "...")      // with what it means (Kor::texts())
+///     enum LifType : U32 { lifGeneral = 0, lifAcP2pToAc = 1, lifAcMp = 4 };
+///     KOR_ENUMERATION(LifType)                     // in its namespace, beside it; with what it means as in reflect/Texts.h
 ///     KOR_ENUMERATION_BODY(LifType)                // in one source file, same namespace
+///
+/// From then on:
 ///
 ///     LifType type = LifTypeInstance(4);           // lifAcMp
 ///     LifTypeInstance(99);                         // Kor::RangeException, "LifType"

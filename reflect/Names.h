@@ -20,6 +20,7 @@
 
 #include "runtime/Types.h"
 
+#include <concepts>
 #include <utility>
 
 #define KOR_NAME(x, X, ...)                                                                                  \
@@ -107,6 +108,10 @@
         typename L::Map const& x##Map() const { return L::korMap(); }                                        \
         X##Iterator x##Iterator() { return X##Iterator(&L::korMap()); }                                      \
         typename L::Read x(typename L::Key const& key) const { return L::korGet(key); }                      \
+        template <class K>                                                                                   \
+        requires(!std::convertible_to<K const&, typename L::Key>) void x(K const&) const {                   \
+            L::Owner::template korRefuseKey<typename L::Key, K>();                                           \
+        }                                                                                                    \
         typename L::Value x##Del(typename L::Key const& key) { return L::korDel(key); }                      \
         typename L::Value x##Del(X##Iterator& at) { return L::korDel(at); }                                  \
         void x##DelAll() { L::korDelAll(); }                                                                 \
@@ -115,6 +120,10 @@
     template <class L>                                                                                       \
     struct ValueMap : Map<L> {                                                                               \
         void x##Is(typename L::Key const& key, typename L::Value const& value) { L::korIs(key, value); }     \
+        template <class K, class V>                                                                          \
+        requires(!std::convertible_to<K const&, typename L::Key>) void x##Is(K const&, V const&) {           \
+            L::Owner::template korRefuseKey<typename L::Key, K>();                                           \
+        }                                                                                                    \
         typename L::Held new##X(typename L::Key const& key, typename L::Value const& value) {                \
             return L::korNew(key, value);                                                                    \
         }                                                                                                    \
@@ -142,6 +151,10 @@
         using Map<L>::x;                                                                                     \
         typename L::Value x(typename L::Key const& key) { return L::korGet(key); }                           \
         typename L::Found x##Is(typename L::Key const& key) { return L::korIs(key); }                        \
+        template <class K>                                                                                   \
+        requires(!std::convertible_to<K const&, typename L::Key>) void x##Is(K const&) {                     \
+            L::Owner::template korRefuseKey<typename L::Key, K>();                                           \
+        }                                                                                                    \
         typename L::Held new##X(typename L::Key const& key) { return L::korNew(key); }                       \
     };                                                                                                       \
     template <class L>                                                                                       \

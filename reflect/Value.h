@@ -5,7 +5,7 @@
 ///
 ///     class EvecWord : public Kor::ValueOf<EvecWord,
 ///             Kor::Settable<Kor::name::value, U32>,                          // stored, default 0
-///             Kor::View<Kor::name::tags, U8, Kor::name::value, 0, 1>,        // bits 0 to 1 of `value`
+///             Kor::View<Kor::name::tagsToRemove, U8, Kor::name::value, 0, 1>, // bits 0 to 1 of `value`
 ///             Kor::Operation<Kor::name::hash, U32()>>,                       // reached by its name
 ///         public Kor::Ordered<EvecWord>, public Kor::Hashed<EvecWord> {
 ///     public:
@@ -13,7 +13,7 @@
 ///     };
 ///
 ///     EvecWord word(0x13);
-///     word.tagsIs(2);                  // cut to the width of the view; the other bits stay
+///     word.tagsToRemoveIs(2);          // cut to the width of the view; the other bits stay
 ///     word.value();                    // 0x12
 ///
 /// A value is regular: default, copy, `==`, and `<` with `hash` where the declaration says so. The

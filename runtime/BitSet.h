@@ -4,7 +4,7 @@
 ///
 ///     Kor::BitSet<29, unsigned> flags(0x4000000);
 ///     flags.set(4);
-///     if (flags.test(26)) ...
+///     if (flags.test(26)) { ... }
 ///
 /// Positions run from 0 to bits - 1; another one is a broken contract. The whole word, with what bits it may
 /// have above the positions, can be read and replaced.

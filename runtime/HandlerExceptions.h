@@ -4,7 +4,7 @@
 /// reactors are told all the same; but each one is counted, traced and handed to a hook:
 ///
 ///     Kor::handlerExceptionHookIs([](Kor::HandlerException const& e) { alarm(e.attribute, e.what); });
-///     if (Kor::handlerExceptions() != before) ...
+///     if (Kor::handlerExceptions() != before) { ... }
 ///
 /// The trace record goes to the facility "Kor", level 1, which is on from the start. The count may be read
 /// from any thread; the hook is set before a second thread notifies.

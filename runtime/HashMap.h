@@ -13,8 +13,7 @@
 ///         counts.newMember(Kor::makePtr<Counts>(entry, 1), r);
 ///     }
 ///     Kor::Ptr<Counts> gone = counts.deleteMember(entry);         // still has its key and value
-///     for (Counts& each : counts) { ... }                         // may insert and delete, the current one
-///     included
+///     for (Counts& each : counts) { ... }                         // may insert and delete, also `each`
 ///
 /// Do not use it for a handful of fixed things, or where order by key matters: members come in the order of
 /// their hashes, the same in every map with the same keys.

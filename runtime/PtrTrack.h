@@ -2,8 +2,7 @@
 
 /// A debugging aid: which counted objects are alive?
 ///
-///     Kor::ptrifTrackOn_ = 1;                  // first thing in main(): only objects made from now on are
-///     known
+///     Kor::ptrifTrackOn_ = 1;                  // first thing in main(): knows objects made from now on
 ///     ...
 ///     Kor::PtrTrack::liveObjects();            // while running
 ///

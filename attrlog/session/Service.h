@@ -6,11 +6,11 @@
 ///     auto service = Kor::makePtr<Kor::NboAttrLog::Service>();
 ///     service->offer("lif", lifAppConfigDir);                           // peers may write to it
 ///     service->offer("lifStatus", lifAppStatusDir, Access::readOnly);
-///     service->acceptIs("lifConfig", [&](Session& peer, Name const& path, Kor::Ptr<Kor::Entity> const& made) -> Kor::Ptr<Kor::Entity> {
+///     service->acceptIs("lifConfig", [&](Session&, Name const&, Kor::Ptr<Kor::Entity> const& made) -> Kor::Ptr<Kor::Entity> {
 ///         auto const config = Kor::ptrCast<LifAppConfig>(made);
 ///         return config ? lifAppConfigDir->appConfigIs(config->app()).ptr() : nullptr;      // null refuses it
 ///     });
-///     service->handlerIs("ping", [](Session& peer, Kor::String8 const& argument) { return argument; });
+///     service->handlerIs("ping", [](Session&, Kor::String8 const& argument) { return argument; });
 ///
 /// An offer costs nothing until a peer wants it. What is offered is held. It can be withdrawn, and something
 /// else offered in its place: peers that want the path get that.

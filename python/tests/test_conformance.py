@@ -8,6 +8,8 @@ import sys
 import pytest
 from conftest import HERE
 
+from loamtunnel import schema
+
 KIT = HERE.parent.parent / "conformance"
 sys.path.insert(0, str(KIT))
 
@@ -71,8 +73,13 @@ def test_vectors_are_sound():
     assert len(set(names)) == len(names) > 400
     assert {each["level"] for each in vectors} == {"Required", "Recommended"} and all(each["rule"] for each in vectors)
     types = {each["type"] for each in vectors if "type" in each}
-    assert len(types) == 32 + 11
-    assert len({each["name"].split("/")[1] for each in vectors if each["name"].startswith("entity/")}) == 38
+    expected = {each["name"] for each in schema._data("schema.json") if each["kind"] in ("value", "enumeration")}
+    assert types == expected, "conformance/make.py adds the vectors of new types"
+    entities = {each["name"] for each in schema._data("schema.json") if each["kind"] == "entity"} - set(
+        schema._data("extra.json")["doNotTravel"]
+    )
+    tried = {each["name"].split("/")[1] for each in vectors if each["name"].startswith("entity/")}
+    assert len(tried) == len(entities), "conformance/make.py adds the vectors of new entities"
 
 
 @pytest.mark.parametrize(

@@ -64,6 +64,11 @@
     template <class T = X>                                                                                   \
     Kor::Ptr<T> factory(__VA_ARGS__ argument) {                                                              \
         return Kor::makePtr<T>(std::move(argument));                                                         \
+    }                                                                                                        \
+    /** Without the argument: Kor::makePtr says what is lacking. */                                          \
+    template <class T = X>                                                                                   \
+    Kor::Ptr<T> factory() {                                                                                  \
+        return Kor::makePtr<T>();                                                                            \
     }
 
 /// The same for a constructor without arguments.
@@ -286,6 +291,20 @@ public:
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     requires(!keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
         : Below(std::move(argument)) {}
+
+    // What the compiler says to the commonest mistakes. Here, where few includes lead to.
+
+    template <class Class, class... Given, class Takes = ConstructorArgument>
+    static Ptr<Class> korRefuse() {
+        static_assert(detail::never<Class>, "an entity is made of one argument, of the type `Takes` above: "
+                                            "the key, or a name; of none if that is void");
+        return nullptr;
+    }
+    template <class Takes, class Given>
+    static void korRefuseKey() {
+        static_assert(detail::never<Given>, "the key of this attribute is of the type `Takes` above, which "
+                                            "`Given` is not and does not turn into");
+    }
 
     /// Children that came in while the entity was ending lose their parent, untold.
     ~EntityOver() override {

@@ -31,6 +31,10 @@ struct NoStep {
     void operator()() const noexcept {}
 };
 
+/// For a static_assert that fails wherever its template is used.
+template <class>
+inline constexpr bool never = false;
+
 /// Whether a change counts in the entity's version.
 enum class Version : bool { stays, rises };
 
@@ -191,6 +195,7 @@ public:
     using Value = typename A::Value;
     using Read = typename ReadOf<A>::type;
     using Map = HashMap<Node, Key, Value>;
+    using Owner = Self;
 
 protected:
     Map const& korMap() const noexcept { return map_; }

@@ -233,6 +233,22 @@ consteval bool anyHook(HookUse use, AttributeList<A...>) {
     return any;
 }
 
+/// The first attribute, if any, whose hook takes something else than its key.
+template <class R, class List>
+struct WrongHook
+    : std::conditional<hookUse<R, ZeroReferences, HookProbe<>>() == HookUse::wrong, ZeroReferences, void> {};
+template <class R, class First, class... Rest>
+struct WrongHook<R, AttributeList<First, Rest...>>
+    : std::conditional_t<hookUseOf<R, First>() == HookUse::wrong, std::type_identity<First>,
+                         WrongHook<R, AttributeList<Rest...>>> {};
+template <class R, class A>
+struct HookOf {
+    static constexpr bool takesTheKey = true;
+    static_assert(std::is_void_v<A>,
+                  "the hook of the attribute above takes something else than its key: declare it as "
+                  "void onX(Key const&) override, or as void onX() override for an attribute without a key");
+};
+
 } // namespace detail
 
 /// Makes a reactor of the class R with the arguments, registers it, and attaches it to the entity, which it
@@ -245,10 +261,9 @@ template <class R, class E, class... Argument>
     using X = detail::NotifierOf<R>;
     using Attributes = typename detail::AllAttributes<X>::type;
     using Writes = std::conditional_t<std::derived_from<R, typename X::Notifiee>, X, X const>;
-    static_assert(!detail::anyHook<R>(detail::HookUse::wrong, Attributes()),
-                  "a hook of this reactor takes something else than the key of its attribute: declare it as "
-                  "void onX(Key const&) override, or as void onX() override for an attribute without a key");
-    static_assert(detail::anyHook<R>(detail::HookUse::overridden, Attributes()),
+    using Wrong = typename detail::WrongHook<R, Attributes>::type;
+    static_assert(detail::HookOf<R, Wrong>::takesTheKey);
+    static_assert(!std::is_void_v<Wrong> || detail::anyHook<R>(detail::HookUse::overridden, Attributes()),
                   "this reactor overrides no hook of the entity, so that it would hear nothing");
     static_assert(std::convertible_to<E const&, Ptr<Writes>>,
                   "this reactor is one of another entity class, or may write what is const here");

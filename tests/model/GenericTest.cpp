@@ -234,7 +234,8 @@ TEST(Generic, MadeByName) {
               "VtepToNhIdMapStatus OutAcAppConfigDir OutAcAppStatusDir EvecAppConfigDir EvecStatus "
               "LifAppConfigDir LifAppStatusDir IvecAppConfigDir IvecAppStatusDir IvectAppConfigDir "
               "IvectAppStatusDir TagPopPushConfig TagPopPushStatus TpidRewriteStatus TcamSharingConfig "
-              "TcamSharingStatus ");
+              "TcamSharingStatus ")
+        << "an entity of the model that a name makes belongs into this list";
 }
 
 TEST(Generic, Operations) {

@@ -52,31 +52,22 @@ std::string section(std::string const& file, std::string const& name) {
 
 // Records of the attribute log are understood by numbers: a change of the schema is to be made on purpose.
 TEST(Schema, IsAsItWas) {
-    EXPECT_EQ(loamTunnelModule().checksum(), 0xd1267d711b876cc1u);
-    auto const defined = loamTunnelModule().defined();
-    EXPECT_EQ(defined.size(), 84u);
-    EXPECT_EQ(names(defined)[50], "Hardware::LoamTunnel::AradIvecFormat::TagsToRemoveOption");
-    EXPECT_EQ(names(defined).back(), "TapAggNormalFapMask");
-    U32 descriptors = 0;
-    U32 entities = 0;
-    U32 values = 0;
-    U32 enumerations = 0;
-    for (KorType const* type : defined) {
-        ++(type->isEnumType() ? enumerations : type->isValue() ? values : entities);
+    EXPECT_EQ(loamTunnelModule().checksum(), 0xd1267d711b876cc1u)
+        << "peers of an older schema will notice; if it is meant, write the new number here, and the types "
+           "into registry.txt";
+    for (KorType const* type : loamTunnelModule().defined()) {
         EXPECT_NE(type->size(), 0u) << type->typeName();
         EXPECT_EQ(KorType::named(type->typeName().view()), type);
         for (auto const& attr : type->attributes()) {
-            descriptors += type->korDescriptor(attr->attributeId()) != nullptr;
             if (type->isEntity() && !attr->isInherited()) {
                 EXPECT_EQ(type->korDescriptor(attr->attributeId()), attr.ptr())
+                    << type->typeName() << attr->name();
+            } else if (type->isValue()) {
+                EXPECT_EQ(type->korDescriptor(attr->attributeId()), nullptr)
                     << type->typeName() << attr->name();
             }
         }
     }
-    EXPECT_EQ(descriptors, 159u);
-    EXPECT_EQ(enumerations, 11u);
-    EXPECT_EQ(values, 32u);
-    EXPECT_EQ(entities, 41u);
 }
 
 /// The numbers that the letters in registry.txt stand for.

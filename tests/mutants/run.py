@@ -140,7 +140,7 @@ def build(programs, log):
     BUILD.mkdir(parents=True, exist_ok=True)
     with open(log, "w") as out:
         steps = [["cmake", "-G", "Ninja", "-S", TREE, "-B", BUILD, "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-g1",
-                  f"-DCMAKE_CXX_FLAGS=-w -include {FAULTS / 'switch.h'}", "-DCMAKE_UNITY_BUILD=ON",
+                  f"-DCMAKE_CXX_FLAGS=-w -include {TREE / 'tests' / 'mutants' / 'switch.h'}", "-DCMAKE_UNITY_BUILD=ON",
                   "-DCMAKE_UNITY_BUILD_BATCH_SIZE=8", "-DLOAM_WERROR=OFF", "-DLOAM_BUILD_TOOLS=OFF", "-DLOAM_INSTALL=OFF"],
                  ["ninja", "-k", "0", "-C", BUILD, "-j", str(JOBS), *(f"{each}Test" for each in programs)]]
         for step in steps:

@@ -1,0 +1,18 @@
+// error: the hook of the attribute above takes something else than its key
+// error: HookOf<Watcher, Kor::CountedMap<Kor::name::reqCount, Hardware::LoamTunnel::AradLifEntry,
+// lines with g++: at most 12
+#include "model/LifApps.h"
+
+using namespace Hardware::LoamTunnel;
+
+struct Watcher : LifAppConfig::Notifiee {
+#ifdef FIXED
+    void onReqCount(AradLifEntry const&) override {}
+#else
+    void onReqCount(AradLifIndex const&) {}
+#endif
+};
+
+auto watch(Kor::Ptr<LifAppConfig> const& config) {
+    return Kor::observe<Watcher>(config);
+}

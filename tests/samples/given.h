@@ -1,0 +1,54 @@
+// What every sample of the headers has around it: all public headers, and their namespaces.
+
+#include "attrlog/Recording.h"
+#include "attrlog/RecordView.h"
+#include "attrlog/adapter/AttrLogTypes.h"
+#include "attrlog/adapter/WireForm.h"
+#include "attrlog/session/Diagnostics.h"
+#include "attrlog/session/Session.h"
+#include "chip/RowWriter.h"
+#include "link/Connector.h"
+#include "link/Listener.h"
+#include "model/LoamTunnelModel.h"
+#include "model/LoamTunnelTypeList.h"
+#include "owner/IndexAllocator.h"
+#include "owner/LifPlace.h"
+#include "platform/Hardware/Loam/DestinationId.h"
+#include "platform/Lumen/EthAddr.h"
+#include "reflect/Dir.h"
+#include "reflect/IntrospectionReactor.h"
+#include "reflect/TypeOf.h"
+#include "reflect/box/GenericIf.h"
+#include "runtime/BreachGuard.h"
+#include "runtime/HandlerExceptions.h"
+#include "runtime/LinkedQueue.h"
+#include "runtime/PtrTrack.h"
+#include "runtime/RbTreeMap.h"
+#include "tables/LoamTunnelMetaInfo.h"
+#include "tables/TableInfos.h"
+
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+
+namespace given {
+
+using namespace Kor;
+using namespace Kor::NboAttrLog;
+using namespace Hardware;
+using namespace Hardware::LoamTunnel;
+using Kor::U16;
+using Kor::U32;
+using Kor::U64;
+using Kor::U8;
+
+extern Kor::Ptr<LifAppConfigDir> lifAppConfigDir;
+extern Kor::Ptr<LifAppStatusDir> lifAppStatusDir;
+extern Kor::Ptr<LifAppConfig> lifAppConfig;
+extern std::span<U8 const> bytes;
+extern std::span<U8 const> received;
+extern std::size_t sent;
+extern U8* buffer;
+
+} // namespace given
