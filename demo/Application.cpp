@@ -3,11 +3,11 @@
 #include "attrlog/session/Diagnostics.h"
 #include "demo/Demo.h"
 #include "demo/LifDriver.h"
+#include "forms/Entries.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "link/LockFile.h"
 #include "reflect/Text.h"
-#include "forms/Entries.h"
 #include "tools/Live.h"
 #include "tools/Messages.h"
 
@@ -101,6 +101,7 @@ public:
                std::to_string(config_->reqCountMap().count()) + " LIFs";
     }
     Session& session() { return *session_; }
+    bool isConnected() const { return session_ && session_->isEstablished(); }
 
 private:
     enum class Phase { asking, withdrawing };
@@ -186,7 +187,7 @@ void driver(Context& context, DriverOptions const& options) {
     config.service = service;
     config.session = sessionConfig("driver");
     config.refused = [&](Kor::String8 const& reason) {
-        messages.warn("refused: " + shown(reason.view(), 200));
+        messages.warn("refused: " + Forms::shown(reason.view(), 200));
     };
     Kor::Ptr<LifDriver> driver;
     config.hooks.closed = [&](Session& peer, Kor::String8 const&) {
@@ -234,6 +235,17 @@ void application(Context& context, ApplicationOptions const& options) {
         loop.stop();
     });
     bool isDone = false;
+    // Why nothing comes: what the driver cannot do it says.
+    auto const asking = loop.every(std::chrono::seconds(1), [&] {
+        if (!isDone && application.isConnected()) {
+            application.session().fence(FenceLevel::done, [&](FenceResult const& result) {
+                if (result.outcome == FenceOutcome::failed) {
+                    context.report("the driver refuses: " + Forms::shown(result.why.view(), 300));
+                    loop.stop();
+                }
+            });
+        }
+    });
     Kor::Link::Timer pace;
     std::function<void()> const tick = [&] { isDone = isDone || application.step(); };
     if (options.pace.count() != 0) {
@@ -253,10 +265,11 @@ void application(Context& context, ApplicationOptions const& options) {
     if (!isDone) {
         return; // what was in the way has been told
     }
-    // What was written last is there when this is answered.
+    // What was written last is there, and kept, when this is answered.
     if (application.session().isOpen()) {
-        application.session().call(Kor::Name("sync"), "",
-                                   [&](bool ok, Kor::String8 const&) { isDelivered = ok; });
+        application.session().fence(FenceLevel::done, [&](FenceResult const& result) {
+            isDelivered = result.isReached(FenceLevel::done);
+        });
     }
     if (!loop.runUntil([&] { return isDelivered || !application.session().isOpen(); }, options.timeout) ||
         !isDelivered) {

@@ -14,9 +14,9 @@
 /// once, and after this one is killed. Everything throws Refused for a file that cannot be used; one that is
 /// no image, or of another chip, is left as it is. One thread.
 
+#include "forms/Rows.h"
 #include "owner/LifPlace.h"
 #include "tools/Files.h"
-#include "forms/Rows.h"
 
 #include <string>
 

@@ -6,8 +6,8 @@
 #include "demo/Child.h"
 #include "demo/ChipImage.h"
 #include "demo/LifDriver.h"
-#include "model/LoamTunnelModel.h"
 #include "forms/Entries.h"
+#include "model/LoamTunnelModel.h"
 #include "tools/Live.h"
 
 #include <algorithm>

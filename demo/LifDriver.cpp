@@ -82,12 +82,12 @@ struct LifDriver::Range {
     IndexAllocator indexes;
     std::map<Lif, U32> places{};
     Kor::Ptr<Requests> requests{};
-    /// Of the peer that has pushed the requests last.
-    Kor::Ptr<Kor::NboAttrLog::Out> stream{};
-    /// The same, as long as it is there.
+    /// Who pushes the requests.
     Kor::NboAttrLog::Session* peer = nullptr;
-    /// What is asked for and can have no place.
-    std::set<Lif> refused{};
+    /// All of them are there.
+    bool isComplete = false;
+    /// What is asked for and can have no place, and why.
+    std::map<Lif, std::string> refused{};
     /// Taken up from the database, and not yet compared with what the application asks for.
     bool isStale = false;
 };
@@ -149,10 +149,29 @@ void LifDriver::offerTo(Kor::NboAttrLog::Service& service) {
     using Kor::NboAttrLog::Access;
     service.offer("lifConfig", configs_, Access::readOnly);
     service.offer("lifStatus", statuses_, Access::readOnly);
-    service.acceptIs("lifConfig", [this](Kor::NboAttrLog::Session& peer, Kor::Name const&,
-                                         Kor::Ptr<Kor::Entity> const& made) {
-        auto const config = Kor::ptrCast<LifAppConfig>(made);
-        return config ? Kor::Ptr<Kor::Entity>(configFor(config->app(), peer)) : Kor::Ptr<Kor::Entity>();
+    using Kor::NboAttrLog::RootState;
+    using Kor::NboAttrLog::Session;
+    service.acceptIs(
+        "lifConfig",
+        [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
+            auto const config = Kor::ptrCast<LifAppConfig>(made);
+            return config ? Kor::Ptr<Kor::Entity>(configFor(config->app(), peer)) : Kor::Ptr<Kor::Entity>();
+        },
+        [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& root, RootState state,
+               Kor::String8 const&) {
+            Range& range = ranges_.at(Kor::ptrCast<LifAppConfig>(root)->app());
+            range.isComplete = state == RootState::synchronized;
+            if (state == RootState::absent && range.peer == &peer) {
+                range.peer = nullptr;
+            }
+        });
+    service.fenceHookIs([this](Session& peer, Kor::Ptr<Kor::NboAttrLog::Fence> const& fence) {
+        if (fence->level() == Kor::NboAttrLog::FenceLevel::done) {
+            fences_.push_back({fence, &peer});
+            if (pending_.empty()) {
+                hooks_.later();
+            }
+        }
     });
 }
 
@@ -164,7 +183,6 @@ Kor::Ptr<LifDriver::Config> LifDriver::configFor(App app, Kor::NboAttrLog::Sessi
     static_cast<void>(statuses_->appStatusIs(app)); // an application's own would go with a pass that has none
     Kor::Ptr<Config> config = configs_->appConfigIs(app);
     Range& of = found->second;
-    of.stream = peer.out();
     of.peer = &peer;
     if (!of.requests) {
         of.requests = Kor::makePtr<Requests>(*this);
@@ -179,9 +197,7 @@ void LifDriver::settle() {
     }
     for (auto& [app, range] : ranges_) {
         auto const config = std::as_const(*configs_).appConfig(app);
-        auto const adapter =
-            config ? Kor::ptrCast<Kor::StreamAdapter const>(config->korNboAttrLogSa(range.stream)) : nullptr;
-        if (!range.isStale || !adapter || adapter->syncMode() != Kor::StreamAdapter::SyncMode::synchronized) {
+        if (!range.isStale || !range.isComplete || !config) {
             continue;
         }
         range.isStale = false;
@@ -215,7 +231,7 @@ void LifDriver::refuse(App app, Lif const& lif, std::string const& why) {
     ++refused_;
     hooks_.report("application " + std::to_string(app) + ", " + lifText(lif) + ": " + why);
     Range& range = ranges_.at(app);
-    range.refused.insert(lif);
+    range.refused[lif] = why;
     if (range.refused.size() > mostRefused && range.peer != nullptr) {
         range.peer->close(Kor::format("more than %zu requests can have no place", mostRefused)); // see left()
     }
@@ -231,7 +247,7 @@ void LifDriver::left(Kor::NboAttrLog::Session const& peer) {
 }
 
 void LifDriver::forget(App app) {
-    for (Lif const& lif : std::exchange(ranges_.at(app).refused, {})) {
+    for (auto const& [lif, why] : std::exchange(ranges_.at(app).refused, {})) {
         configs_->appConfigIs(app)->reqCountDel(lif);
     }
 }
@@ -275,6 +291,7 @@ void LifDriver::commit() {
         pending_.clear();
     }
     answer();
+    answerFences();
     if (isFailing_ && failed_.empty() && kept_.empty()) {
         isFailing_ = false;
         hooks_.report("it can be written again, and nothing waits any more");
@@ -301,6 +318,29 @@ void LifDriver::answer() {
     while (!kept_.empty() &&
            succeeds([this] { show(kept_.front()); }, "answers wait until it can be written")) {
         kept_.pop_front();
+    }
+}
+
+/// A fence is done when what its peer has asked for is kept and in the image, and fails where it can have no place.
+void LifDriver::answerFences() {
+    if (!kept_.empty() || !failed_.empty()) {
+        return; // tried again, and told then
+    }
+    for (auto const& [fence, peer] : std::exchange(fences_, {})) {
+        std::size_t count = 0;
+        std::string why;
+        for (auto const& [app, range] : ranges_) {
+            if (range.peer == peer && !range.refused.empty()) {
+                count += range.refused.size();
+                auto const& [lif, reason] = *range.refused.begin();
+                why = lifText(lif) + ": " + reason;
+            }
+        }
+        if (count == 0) {
+            fence->doneIs();
+        } else {
+            fence->failedIs(Kor::format("%zu requests have no place; %s", count, why.c_str()));
+        }
     }
 }
 

@@ -83,6 +83,7 @@ private:
     void add(PlaceStep const& step);
     void undo();
     void answer();
+    void answerFences();
     void retry();
     void takeUp();
     void show(PlaceStep const& step);
@@ -104,6 +105,12 @@ private:
     std::deque<PlaceStep> kept_;
     /// What could not be kept.
     std::map<App, std::set<Lif>> failed_;
+    /// Those of peers that wait until what they asked for is kept.
+    struct Waits {
+        Kor::Ptr<Kor::NboAttrLog::Fence> fence;
+        Kor::NboAttrLog::Session const* peer;
+    };
+    std::vector<Waits> fences_;
     bool isFailing_ = false;
     U64 placed_ = 0;
     U64 refused_ = 0;

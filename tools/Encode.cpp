@@ -1,5 +1,5 @@
-#include "tools/Commands.h"
 #include "forms/Entries.h"
+#include "tools/Commands.h"
 #include "tools/Failure.h"
 
 #include <bit>

@@ -1,7 +1,7 @@
 #include "tools/Live.h"
 
-#include "model/LoamTunnelTypeList.h"
 #include "forms/Text.h"
+#include "model/LoamTunnelTypeList.h"
 #include "tools/Files.h"
 #include "tools/Listing.h"
 

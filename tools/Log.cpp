@@ -1,6 +1,6 @@
-#include "forms/RecordView.h"
 #include "attrlog/Recording.h"
 #include "attrlog/session/Session.h"
+#include "forms/RecordView.h"
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 

@@ -1,9 +1,9 @@
+#include "forms/Path.h"
 #include "model/LoamTunnelTypeList.h"
 #include "reflect/KorType.h"
 #include "tools/Commands.h"
 #include "tools/Declaration.h"
 #include "tools/Failure.h"
-#include "forms/Path.h"
 
 #include <algorithm>
 #include <fstream>

@@ -1,8 +1,8 @@
 #include "demo/ChipImage.h"
 #include "demo/LifDriver.h"
+#include "forms/Entries.h"
 #include "link/Connector.h"
 #include "tests/tools/InFolder.h"
-#include "forms/Entries.h"
 #include "tools/Live.h"
 
 #include <algorithm>

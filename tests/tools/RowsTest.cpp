@@ -1,10 +1,10 @@
+#include "forms/Entries.h"
 #include "platform/Hardware/Loam/DestinationId.h"
 #include "platform/LoamLib/LoamLibCommonUtils.h"
 #include "support/Random.h"
 #include "support/Tables.h"
 #include "tools/Commands.h"
 #include "tools/Diagram.h"
-#include "forms/Entries.h"
 #include "tools/Failure.h"
 
 #include <algorithm>

@@ -3,6 +3,7 @@
 #include <iostream>
 
 int main() {
-    auto const row = Kor::Forms::encodeEntry(Kor::Forms::parseEntry("AradLifAcMp vsi=100"), Hardware::jerichoChip8);
+    auto const row =
+        Kor::Forms::encodeEntry(Kor::Forms::parseEntry("AradLifAcMp vsi=100"), Hardware::jerichoChip8);
     std::cout << Kor::Forms::wordsText(row.words) << '\n';
 }
