@@ -396,6 +396,21 @@ class ProgramServes(Run):
             if done.returncode == 2:
                 self.failed(f"loamtunnel {' '.join(told)}: {done.stderr}")
 
+    @rule(root=given.integers(0, 2), child=given.integers(0, KEYS - 1), lot=given.integers(1, 3))
+    def both_make_a_child(self, root: int, child: int, lot: int) -> None:
+        """Before either side has heard of the other one's."""
+        path = self.paths[root % len(self.paths)]
+        near, far = self.near.writable(path), self.far.writable(path)
+        if near is None or far is None or not any(each.role == "children" for each in near._schema.attributes.values()):
+            return
+        self.proxy.stall_after(TO_SERVER, 0)
+        self.proxy.stall_after(TO_CLIENT, 0)
+        for side, entity in ((NEAR, near), (FAR, far)):
+            write(entity, side, EVERYBODY * KEYS + child, 0, 0, lot)
+        self.do(asyncio.sleep(0.003))
+        self.proxy.heal()
+        self.pass_time()
+
     @rule()
     def kills_the_program(self) -> None:
         assert self.process is not None
@@ -453,7 +468,9 @@ class ProgramServes(Run):
                 records.record(mount.id, -1000 - lot, b"whatever"),
                 records.record(mount.id, 1000 + lot, b"\0\0", form=records.MARKER),
                 records.record(1, 200 + lot, b"whatever"),
-                records.record(1, 136, records.section(1, newer) + records.section(4, records.number(session.new_id()))),
+                records.record(
+                    1, 136, records.section(1, newer) + records.section(4, records.number(session.new_id()))
+                ),
                 records.record(session.new_id(), 258, b"whatever"),
             )[lot]
         )
@@ -714,7 +731,10 @@ def main() -> int:
     for place in range(0, options.runs, share):
         of = first + place // share
         kind = (ProgramServes, PythonServes)[of % 2]
-        print(f"fuzz-peers: seed {of}, {kind.__name__}: runs {place + 1} to {min(place + share, options.runs)}", flush=True)
+        print(
+            f"fuzz-peers: seed {of}, {kind.__name__}: runs {place + 1} to {min(place + share, options.runs)}",
+            flush=True,
+        )
         try:
             run_state_machine_as_test(
                 seed(of)(kind),
