@@ -40,7 +40,8 @@ from loamtunnel import records, schema, values, wire  # noqa: E402
 from loamtunnel.tree import Entity  # noqa: E402
 
 PROGRAM = ""
-PATIENCE = 5.0  # seconds within which all must be equal once nothing is in the way
+PATIENCE = 5.0  # seconds within which something must change on the way to equality, once nothing is in the way
+LONGEST = 60.0  # seconds within which all must be equal
 # Who writes a key: this process over the proxy, this process on a connection without faults, or `loamtunnel set`. What is
 # everybody's is a child that all may make, and nobody deletes.
 NEAR, FAR, COMMAND, EVERYBODY = range(4)
@@ -246,14 +247,15 @@ class Run(RuleBasedStateMachine):
         self.roots = {f"root{i}": SERVED[i] for i in (LIFS, *(each for each in kinds if each != LIFS))}
         self.paths = list(self.roots)
 
-    async def rest(self) -> None:
+    async def differs(self) -> str:
+        """What is not equal yet, or nothing."""
         raise NotImplementedError
 
     async def end(self) -> None:
         raise NotImplementedError
 
     def do(self, work) -> None:
-        self.loop.run_until_complete(asyncio.wait_for(work, 30))
+        self.loop.run_until_complete(asyncio.wait_for(work, 2 * LONGEST))
 
     def pass_time(self, turns: int = 3) -> None:
         async def turn() -> None:
@@ -290,9 +292,18 @@ class Run(RuleBasedStateMachine):
             print(f"fuzz-peers: a run has failed, and is made shorter now:\n{why}", flush=True)
         raise AssertionError(why)
 
-    @property
-    def patience(self) -> float:
-        return PATIENCE / 4 if Run.has_failed else PATIENCE
+    async def rest(self) -> None:
+        """Waits until nothing differs, as long as what differs becomes another."""
+        patience, before = (PATIENCE / 4 if Run.has_failed else PATIENCE), None
+        begun = changed = time.monotonic()
+        while time.monotonic() < min(changed + patience, begun + LONGEST):
+            wrong = await self.differs()
+            if not wrong:
+                return
+            if wrong != before:
+                before, changed = wrong, time.monotonic()
+            await asyncio.sleep(0.02)
+        self.failed(before or "nothing has been compared")
 
     def teardown(self) -> None:
         if not self.has_begun:
@@ -396,6 +407,21 @@ class ProgramServes(Run):
             if done.returncode == 2:
                 self.failed(f"loamtunnel {' '.join(told)}: {done.stderr}")
 
+    @rule(root=given.integers(0, 2), child=given.integers(0, KEYS - 1), lot=given.integers(1, 3))
+    def both_make_a_child(self, root: int, child: int, lot: int) -> None:
+        """Before either side has heard of the other one's."""
+        path = self.paths[root % len(self.paths)]
+        near, far = self.near.writable(path), self.far.writable(path)
+        if near is None or far is None or not any(each.role == "children" for each in near._schema.attributes.values()):
+            return
+        self.proxy.stall_after(TO_SERVER, 0)
+        self.proxy.stall_after(TO_CLIENT, 0)
+        for side, entity in ((NEAR, near), (FAR, far)):
+            write(entity, side, EVERYBODY * KEYS + child, 0, 0, lot)
+        self.do(asyncio.sleep(0.003))
+        self.proxy.heal()
+        self.pass_time()
+
     @rule()
     def kills_the_program(self) -> None:
         assert self.process is not None
@@ -453,36 +479,26 @@ class ProgramServes(Run):
                 records.record(mount.id, -1000 - lot, b"whatever"),
                 records.record(mount.id, 1000 + lot, b"\0\0", form=records.MARKER),
                 records.record(1, 200 + lot, b"whatever"),
-                records.record(1, 136, records.section(1, newer) + records.section(4, records.number(session.new_id()))),
+                records.record(
+                    1, 136, records.section(1, newer) + records.section(4, records.number(session.new_id()))
+                ),
                 records.record(session.new_id(), 258, b"whatever"),
             )[lot]
         )
         self.pass_time()
 
-    async def rest(self) -> None:
-        deadline = time.monotonic() + self.patience
-        wrong = "nothing has been compared"
-        while time.monotonic() < deadline:
-            assert self.process is not None
-            if not self.process.is_alive:
-                self.failed(self.process.fault())
-            try:
-                async with asyncio.timeout_at(self.loop.time() + max(0.01, deadline - time.monotonic())):
-                    await self.far.settled()
-                    await self.near.settled()
-                    if await self.far.waits():
-                        await asyncio.sleep(0.002)
-                        continue
-            except (loamtunnel.ConnectionEnded, TimeoutError) as fault:
-                wrong = f"there is no connection: {fault!r}"
-                continue
-            wrong = await self.compared()
-            if not wrong:
-                return
-            await asyncio.sleep(0.005)
-        self.failed(wrong)
-
-    async def compared(self) -> str:
+    async def differs(self) -> str:
+        assert self.process is not None
+        if not self.process.is_alive:
+            self.failed(self.process.fault())
+        try:
+            async with asyncio.timeout(PATIENCE):
+                await self.far.settled()
+                await self.near.settled()
+                if waits := await self.far.waits():
+                    return f"{waits} changes wait"
+        except (loamtunnel.ConnectionEnded, TimeoutError) as fault:
+            return f"there is no connection: {fault!r}"
         theirs = await program_tree(self.direct)
         for side in (self.near, self.far):
             mine: dict[str, str] = {}
@@ -665,27 +681,21 @@ class PythonServes(Run):
                 peer._link.transport.abort()
         await asyncio.sleep(0)
 
-    async def rest(self) -> None:
-        deadline, wrong = time.monotonic() + self.patience, "nothing has been compared"
-        while time.monotonic() < deadline:
-            await asyncio.sleep(0.005)
-            if not self.monitor.is_alive:
-                self.failed("loamtunnel monitor has ended")
-            mine: dict[str, str] = {}
-            for path, entity in self.entities.items():
-                mine |= ours(path, entity)
-            # The monitor does not tell what an entity has been made from, and tells of a child that it is there.
-            changing = {path: value for path, value in mine.items() if path not in made_from(mine, self.entities)}
-            told = {path: value for path, value in self.monitor.state.items() if path not in mine or path in changing}
-            told |= {path: changing[path] for path in told if changing.get(path, "").startswith("a ")}
-            wrong = different(changing, told) and f"python | loamtunnel monitor\n{different(changing, told)}"
-            if wrong:
-                continue
-            wrong = different(mine, await program_tree(self.direct))
-            if not wrong:
-                return
-            wrong = f"python | loamtunnel tree\n{wrong}"
-        self.failed(wrong)
+    async def differs(self) -> str:
+        if not self.monitor.is_alive:
+            self.failed("loamtunnel monitor has ended")
+        mine: dict[str, str] = {}
+        for path, entity in self.entities.items():
+            mine |= ours(path, entity)
+        # The monitor does not tell what an entity has been made from, and tells of a child that it is there.
+        fixed = made_from(mine, self.entities)
+        changing = {path: value for path, value in mine.items() if path not in fixed}
+        told = {path: value for path, value in self.monitor.state.items() if path not in fixed}
+        told |= {path: changing[path] for path in told if changing.get(path, "").startswith("a ")}
+        if wrong := different(changing, told):
+            return f"python | loamtunnel monitor\n{wrong}"
+        wrong = different(mine, await program_tree(self.direct))
+        return wrong and f"python | loamtunnel tree\n{wrong}"
 
     async def end(self) -> None:
         await self.monitor.kill()
@@ -714,7 +724,10 @@ def main() -> int:
     for place in range(0, options.runs, share):
         of = first + place // share
         kind = (ProgramServes, PythonServes)[of % 2]
-        print(f"fuzz-peers: seed {of}, {kind.__name__}: runs {place + 1} to {min(place + share, options.runs)}", flush=True)
+        print(
+            f"fuzz-peers: seed {of}, {kind.__name__}: runs {place + 1} to {min(place + share, options.runs)}",
+            flush=True,
+        )
         try:
             run_state_machine_as_test(
                 seed(of)(kind),

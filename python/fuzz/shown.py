@@ -37,9 +37,7 @@ def ours(path: str, entity: Entity) -> dict[str, str]:
     described = entity._schema
     found = {path: f"a {schema.python_name(described).replace('_', '::')}"}
     if described.argument:
-        found[f"{path}.{described.argument}"] = text.text(
-            entity.key, described.attributes[described.argument].type
-        )
+        found[f"{path}.{described.argument}"] = text.text(entity.key, described.attributes[described.argument].type)
     for name, value in entity._scalars.items():
         found[f"{path}.{name}"] = text.text(value, described.attributes[name].type)
     for name, held in entity._maps.items():

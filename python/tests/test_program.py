@@ -4,17 +4,17 @@ import asyncio
 import json
 import os
 import random
-import re
 import subprocess
 import time
 
 import pytest
+from chance import random_value
+from conftest import listening, push_path
 from loamtunnel import ConnectionEnded, ReadOnly, Refused, RequestFailed, Service, connect, schema, serve, sync
 from loamtunnel import text as texts
 from loamtunnel import to_wire
 from loamtunnel.types import AradLifAcMp, AradLifEntry, LifAppConfig, LifAppConfigDir, LifType, VtAppId
-from conftest import listening, push_path
-from test_values import VALUES, random_value
+from test_values import VALUES
 
 MPLS = VtAppId.vtAppMpls
 
@@ -50,6 +50,43 @@ def lif(i: int) -> AradLifEntry:
 
 def place(i: int) -> str:
     return f"lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi={i}]"
+
+
+SERVED = [
+    each.name
+    for each in schema.TYPES.values()
+    if each.kind == "entity" and not each.argument and any(one.travels for one in each.attributes.values())
+    # Those the program has inside of others alone.
+    and each.short not in ("OutAcConfig", "OutAcStatus")
+]
+VALUES_EACH = int(os.environ.get("LOAM_VALUES", "200"))
+
+
+def fill(entity, chance: random.Random, count: int) -> None:
+    """So many values by lot in each attribute of an entity, and of two children if it has any."""
+    for each in entity._schema.attributes.values():
+        if each.role == "scalar":
+            setattr(entity, each.name, random_value(each.type, chance))
+        elif each.role == "children":
+            for app in (MPLS, VtAppId.vtAppVxlan):
+                fill(getattr(entity, each.name).add(app), chance, count // 2)
+        elif each.role == "map":
+            held = getattr(entity, each.name)
+            for _ in range(count):
+                key, value = random_value(each.key, chance), random_value(each.type, chance)
+                held[key] = value.replace(**{each.inside: key}) if each.inside else value
+
+
+@pytest.mark.parametrize("name", SERVED)
+def test_all_types_make_the_round_trip(program, serving, name):
+    """From here into the program and from there into another copy; LOAM_VALUES says how many values."""
+    address = serving("--writable", f"root={name}")
+    with sync.connect(address, timeout=60) as writer, sync.connect(address, timeout=60) as reader:
+        copy = writer.want("root")
+        fill(copy, random.Random(name), VALUES_EACH)
+        writer.flush()
+        writer.call("sync")
+        assert reader.want("root").flat() == copy.flat()
 
 
 def test_a_tree_of_the_program_s_is_read_written_and_heard(program, serving):

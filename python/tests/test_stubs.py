@@ -54,7 +54,9 @@ def test_mypy_finds_what_is_wrong_and_nothing_else(tmp_path):
 
 
 def test_help_tells_fields_and_ranges():
-    assert "vlanEditVid1: U16, 0 to 4095, dword0[59:48]. The first VLAN id of the VLAN edit" in pydoc.render_doc(types.AradLifAcMp)
+    assert "vlanEditVid1: U16, 0 to 4095, dword0[59:48]. The first VLAN id of the VLAN edit" in pydoc.render_doc(
+        types.AradLifAcMp
+    )
     assert "fapId: FapId, 0 to 2048, 2048 unless given" in pydoc.render_doc(types.TcamSharingRequest)
     assert "reqCount: [AradLifEntry]: U32, 0 to 4294967295" in pydoc.render_doc(types.LifAppConfig)
     assert "The logical interfaces (LIFs) that one application asks for" in pydoc.render_doc(types.LifAppConfig)

@@ -41,7 +41,9 @@ def test_an_interface_is_its_name(name, number):
     assert int(values.Interface(name)) == number and str(values.Interface(number)) == name
 
 
-@pytest.mark.parametrize("name", ["eth0", "Ethernet", "Ethernet03", "Vlan1/2/3/4", "Vlan1.0", "Vlan1.65536", "Tunnel262143", "0x12"])
+@pytest.mark.parametrize(
+    "name", ["eth0", "Ethernet", "Ethernet03", "Vlan1/2/3/4", "Vlan1.0", "Vlan1.65536", "Tunnel262143", "0x12"]
+)
 def test_what_names_no_interface_is_refused(name):
     with pytest.raises(ValueError, match="is no interface"):
         values.Interface(name)
