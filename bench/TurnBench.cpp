@@ -210,9 +210,6 @@ int main(int argc, char** argv) {
     CLI::App options("How long a peer waits beside others that write as fast as they can", "TurnBench");
     bench::addNumber(options, "--peers", peers, 0u, 200u, "How many write");
     bench::addNumber(options, "--times", times, 10u, 100'000u, "How often the one asks");
-    bool isShared = false;
-    options.add_flag("--shared", isShared,
-                     "All write to one root, so that each hears of what the others write");
     if (auto const status = bench::read(options, argc, argv)) {
         return *status;
     }
@@ -223,7 +220,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     Address const address = Address::local(folder + "/socket");
-    unsigned const roots = isShared || peers == 0 ? 1 : peers;
+    unsigned const roots = std::max(peers, 1u);
     std::vector<pid_t> children{start([&] { serve(address, signals[1], roots); })};
     std::vector<double> const alone = syncTimes(address, times);
     for (unsigned i = 0; i < peers; ++i) {
@@ -232,14 +229,16 @@ int main(int argc, char** argv) {
     sleep(1);
     std::vector<double> const beside = syncTimes(address, times);
     std::vector<double> const heard = signalTimes(children.front(), signals[0], times);
-    for (pid_t const child : children) {
+    bool const areAllThere = std::all_of(children.begin(), children.end(),
+                                         [](pid_t child) { return waitpid(child, nullptr, WNOHANG) == 0; });
+    std::for_each(children.rbegin(), children.rend(), [](pid_t child) {
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
-    }
+    });
     unlink(address.path().c_str());
     rmdir(folder.c_str());
-    if (alone.empty() || beside.empty() || heard.empty()) {
-        std::fprintf(stderr, "TurnBench: the server does not answer\n");
+    if (alone.empty() || beside.empty() || heard.empty() || !areAllThere) {
+        std::fprintf(stderr, "TurnBench: the server does not answer, or a peer has ended\n");
         return 1;
     }
     report("sync, alone", alone);

@@ -8,8 +8,11 @@
 /// |--------------------|--------------------------------------------------------------------------|
 /// | "unix:/path"       | a Unix socket: any path of up to 107 bytes, also a relative one          |
 /// | "/path"            | the same                                                                 |
-/// | "tcp:host:port"    | TCP; an IPv6 address stands in brackets, and host * is every interface   |
-/// | "tcp:port"         | TCP on the loopback interface                                            |
+/// | "tcp:host:port"    | TCP; an IPv6 address stands in brackets; host * is every interface, of IPv6 and
+/// IPv4 | | "tcp:port"         | TCP on the loopback interface                                            |
+///
+/// TCP knows no users: every user of this machine may connect to a port of the loopback interface, and
+/// everybody who reaches it to any other. Where that is too many, take a Unix socket.
 ///
 /// Port 0 lets the system choose one when listening; Listener::address() tells it. A plain value; any thread.
 

@@ -25,6 +25,8 @@
 ///
 /// post() alone may be called from another thread. A loop ends after all that lives on it.
 
+#include "runtime/Types.h"
+
 #include <chrono>
 #include <functional>
 #include <initializer_list>

@@ -399,7 +399,7 @@ void addLog(CLI::App& app, Context& context) {
     add("diff", "Print what differs between the states that two recordings lead to", 2, logDiff);
     addLogRecord(*log, context);
     log->footer("The exit status is 1 when a recording is unsound or diff finds a difference.\n\n"
-                "  loamtunnel log record lif.loamlog --socket /run/loam/driver --for 10\n"
+                "  loamtunnel log record lif.loamlog --for 10\n"
                 "  loamtunnel log show lif.loamlog -m\n"
                 "  loamtunnel log replay lif.loamlog --from connecting --json");
 }
