@@ -1,7 +1,8 @@
 #pragma once
 
-/// The switch of a build with faults in it, which tests/mutants/run.py makes: the number in LOAM_MUTANT turns one of them
-/// on, for as long as the process lives. No source includes this; the build does, in front of each.
+/// The switch of a build with faults in it, which tests/mutants/run.py makes: the number in LOAM_MUTANT turns
+/// one of them on, for as long as the process lives. No source includes this; the build does, in front of
+/// each.
 
 #include <cstdlib>
 
