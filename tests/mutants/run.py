@@ -181,7 +181,7 @@ def run_test(program, number, limit):
 
 def run_fault(fault, usual):
     for program in fault.programs:
-        outcome = run_test(program, fault.number, 30 + 10 * usual[program])
+        outcome = run_test(program, fault.number, 15 + 6 * usual[program])
         if outcome.failed:
             return outcome.failed
     return ""

@@ -27,10 +27,10 @@ TEST(Value, IsOrderedByItsFirstAttributeThenTheOthers) {
 }
 
 TEST(Value, AViewIsCutAndKeepsTheRestOfItsWord) {
-    LoamTunnel::EvecFormat format(0xffffffff);
+    LoamTunnel::EvecFormat format(0x7ffff);
     format.nTagsToRemoveIs(4);
     EXPECT_EQ(format.nTagsToRemove(), 0);
-    EXPECT_EQ(format.value(), 0xfffffffc);
+    EXPECT_EQ(format.value(), 0x7fffcu);
 }
 
 } // namespace
