@@ -1,7 +1,7 @@
 #include "tools/Files.h"
 
-#include "tools/Failure.h"
 #include "forms/Text.h"
+#include "tools/Failure.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -5,10 +5,11 @@
 ///
 ///     tool::Live live({"/run/loam/driver"}, "get");
 ///     tool::Place const place = live.at("lifStatus.appStatus[vtAppMpls]");
-///     ... Forms::get(place), or tool::set(place, text, live.roots()); live.deliver(); ...
+///     ... itemsAt(place), or Forms::set(place, text, live.roots()); live.deliver(); ...
 ///
-/// Everything throws Refused when it does not come about in the time given.
+/// Everything throws TimedOut when it does not come about in the time given, and NoConnection without one.
 
+#include "forms/Json.h"
 #include "forms/Path.h"
 #include "link/Connector.h"
 #include "tools/Failure.h"
@@ -25,9 +26,6 @@ struct LiveOptions {
     std::chrono::milliseconds timeout{5'000};
 };
 
-/// What a path begins with.
-std::string rootOf(std::string_view path);
-
 /// The name and the checksum that this program tells its peers.
 Kor::NboAttrLog::SessionConfig sessionConfig(std::string_view name);
 
@@ -37,12 +35,7 @@ Kor::Link::Address addressOf(std::string const& text);
 /// How to connect once, without a second try.
 Kor::Link::ConnectorConfig connectOnce(std::string_view name);
 /// Why there is no connection.
-Refused noConnection(std::string const& address, std::string_view reason);
-
-/// The box of an entity.
-Box boxOfEntity(Kor::Ptr<Kor::Entity> const& entity);
-/// The entity in a box; null for a box of anything else.
-Kor::Ptr<Kor::Entity> entityIn(Box const& box);
+NoConnection noConnection(std::string const& address, std::string_view reason);
 
 class Live {
 public:
@@ -55,6 +48,8 @@ public:
     void mustBeWritable(std::string const& path);
     /// Waits until the peer has taken in what was written here.
     void deliver();
+    /// The peer's answer as JSON; Refused for what is none.
+    Json ask(std::string_view verb, std::string_view argument);
     /// The peer's answer.
     std::string call(std::string_view verb, std::string_view argument);
     /// Runs until the condition holds; false when the time is over.
@@ -68,6 +63,7 @@ public:
     std::vector<std::string> offers();
 
 private:
+    void want(std::string const& root);
     void require(std::function<bool()> const& condition, std::string const& what);
 
     LiveOptions options_;

@@ -1,11 +1,11 @@
 #include "tools/Manual.h"
 
-#include "platform/Hardware/Loam/VtAppId.h"
-#include "reflect/IntrospectionReactor.h"
-#include "reflect/Text.h"
 #include "forms/Entries.h"
 #include "forms/Rows.h"
 #include "forms/Text.h"
+#include "platform/Hardware/Loam/VtAppId.h"
+#include "reflect/IntrospectionReactor.h"
+#include "reflect/Text.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
