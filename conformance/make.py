@@ -15,7 +15,7 @@ from run import number, string
 
 HERE = pathlib.Path(__file__).resolve().parent
 DATA = HERE.parent / "python" / "loamtunnel" / "data"
-SCHEMA = {each["name"]: each for each in json.loads((DATA / "schema.json").read_text())}
+SCHEMA = {each["name"]: each for each in json.loads((DATA / "schema.json").read_text())["types"] if not each["platform"]}
 EXTRA = json.loads((DATA / "extra.json").read_text())
 PLATFORM = EXTRA["platform"]
 HOME = "Hardware::LoamTunnel::"

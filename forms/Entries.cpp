@@ -1,132 +1,112 @@
 #include "forms/Entries.h"
 
-#include "forms/Refused.h"
+#include "forms/Text.h"
 #include "values/LifType.h"
 
 #include <algorithm>
-#include <bit>
-#include <cctype>
-#include <optional>
-#include <span>
-#include <string>
-#include <vector>
 
 namespace Kor::Forms {
 
 namespace {
 
-U64 valueOf(Kind const& kind, AttributeInfo const& attribute, std::string_view text) {
-    std::optional<U64> number = parseNumber(text);
-    std::vector<std::string> known;
-    for (Kor::Enumerator const& word : attribute.words) {
-        if (word.name == text) {
-            number = word.number;
+/// The value as one of the kind; null if it is none.
+Box ofKind(Kind const& kind, GenericIf const& box) {
+    Box value = box.type() == kind.type || (!kind.alias.empty() && kind.type->isA(box.type()))
+                    ? asType(box.clone(), *kind.type)
+                    : nullptr;
+    for (Field const& field : value ? fieldsOf(*kind.type) : std::vector<Field>()) {
+        if (!kind.alias.empty() && field.isStored && field.type->isEnumType() &&
+            shortText(*field.get(*value)) != kind.alias) {
+            return nullptr;
         }
-        known.emplace_back(word.name);
     }
-    std::string const given = attribute.name + '=' + shown(text) + " of " + kind.name;
-    if (!number && !text.empty() &&
-        std::ranges::all_of(text, [](unsigned char c) { return std::isdigit(c); })) {
-        number = std::numeric_limits<U64>::max(); // more than 64 bits
-    }
-    if (!number) {
-        throw Refused(given + " is no number such as 20 or 0x14" +
-                      (known.empty() ? "" : ", nor one of " + enumerate(known)));
-    }
-    if (*number > attribute.most) {
-        throw Refused(given + " is too large: the field has " +
-                      std::to_string(std::bit_width(attribute.most)) +
-                      (attribute.most == 1 ? " bit" : " bits") + ", so at most " +
-                      std::to_string(attribute.most) + " (" + hex(attribute.most, 1) + ')');
-    }
-    return *number;
+    return value;
 }
 
-std::size_t attributeNamed(Kind const& kind, std::string_view word) {
-    std::vector<std::string> known;
-    for (AttributeInfo const& each : kind.attributes) {
-        if (each.name == word) {
-            return known.size();
-        }
-        known.push_back(each.name);
+std::vector<std::string> kindNames() {
+    std::vector<std::string> names;
+    for (Kind const& kind : allKinds()) {
+        names.push_back(kind.name);
     }
-    if (word == "lifType") {
-        throw Refused("lifType of " + kind.name + " follows from the kind and is not given");
+    return names;
+}
+
+Words encoded(Kind const& kind, GenericIf const& value, Hardware::ChipType chip) {
+    Words words(kind.table->words);
+    kind.write(value, chip, reinterpret_cast<U8*>(words.data()));
+    return words;
+}
+
+/// The bits of a field that change the row.
+U64 bitsInRow(Kind const& kind, Box const& value, Field const& field, Hardware::ChipType chip,
+              Words const& row) {
+    U64 const number = numberOf(*field.get(*value));
+    U64 kept = 0;
+    for (U64 rest = number; rest != 0; rest &= rest - 1) {
+        U64 const bit = rest & (~rest + 1);
+        Box const without = value->clone();
+        field.set(without, boxOfNumber(*field.type, number & ~bit));
+        kept |= encoded(kind, *without, chip) != row ? bit : 0;
     }
-    throw Refused(kind.name + " has no field " + shown(word) + suggest(word, known));
+    return kept;
+}
+
+/// A field that is neither a word of the image nor the image of a value within, whose unused bits mean
+/// nothing.
+bool isNamed(KorType const& type, Field const& field) {
+    return !field.isStored && field.isSettable() && !field.name.ends_with(".value") &&
+           std::ranges::none_of(fieldsOf(type),
+                                [&](Field const& each) { return each.name.starts_with(field.name + '.'); });
 }
 
 } // namespace
 
-Kind const& kindNamed(std::string_view word) {
-    std::vector<std::string> known;
+Entry entryOf(GenericIf const& box) {
     for (Kind const& kind : allKinds()) {
-        if (kind.isCalled(word)) {
-            return kind;
-        }
-        known.push_back(kind.name);
-    }
-    for (Kor::Enumerator const& each : Kor::enumerators<Hardware::LoamTunnel::LifType>) {
-        if (each.name == word) {
-            throw Refused("an entry of type " + std::string(word) + " has no row format; the kinds are " +
-                          enumerate(known));
+        if (Box value = ofKind(kind, box)) {
+            return {&kind, std::move(value)};
         }
     }
-    throw Refused("no kind of entry " + shown(word) + suggest(word, known));
-}
-
-Entry entryOf(Kor::GenericIf const& box) {
-    std::vector<std::string> known;
-    for (Kind const& kind : allKinds()) {
-        if (auto draft = kind.draftOf(box)) {
-            return {&kind, std::move(draft)};
+    std::string what = shortName(*box.type());
+    for (Field const& field : fieldsOf(*box.type())) {
+        if (field.name == "lifType") {
+            what.append(" of type ").append(shortText(*field.get(box)));
         }
-        known.push_back(kind.name);
     }
-    std::string what(Kor::shortName(box.type()->typeName().view()));
-    if (Json const json = jsonOf(box); json.is_object() && json.contains("lifType")) {
-        what.append(" of type ").append(json["lifType"].get<std::string>());
-    }
-    throw Refused(what + " has no row format; the kinds are " + enumerate(known));
+    throw Refused(what + " has no row format; the kinds are " + enumerate(kindNames()));
 }
 
 Entry parseEntry(std::string_view text) {
-    if (isStructured(text)) {
-        return entryOf(*boxOfStructured(text));
-    }
-    std::vector<std::string_view> const words = split(text);
-    if (words.empty()) {
+    std::vector<std::string_view> const given = words(text);
+    if (given.empty()) {
         throw Refused("an entry starts with its kind, such as 'AradLifAcMp vsi=100'");
     }
-    Kind const& kind = kindNamed(words[0]);
-    if (words.size() == 2 && hasBareText(*kind.type) && words[1].find('=') == words[1].npos) {
-        return entryOf(*boxOfText(*kind.type, words[1]));
+    bool const isKnown = isTextForm(text) || typeOfTag(given[0]) != nullptr || findType(given[0]) != nullptr;
+    if (!isKnown) {
+        for (Kor::Enumerator const& each : Kor::enumerators<Hardware::LoamTunnel::LifType>) {
+            if (each.name == given[0]) {
+                throw Refused("an entry of type " + std::string(given[0]) +
+                              " has no row format; the kinds are " + enumerate(kindNames()));
+            }
+        }
+        throw Refused("no kind of entry " + shown(given[0]) + suggest(given[0], kindNames()));
     }
-    Entry entry{&kind, kind.draft()};
-    std::vector<bool> given(kind.attributes.size());
-    for (std::string_view const word : std::span(words).subspan(1)) {
-        std::size_t const sign = word.find('=');
-        if (sign == word.npos || sign == 0) {
-            throw Refused("'" + shown(word) + "' is not of the form field=value, such as " +
-                          kind.attributes.front().name + "=1");
-        }
-        std::size_t const attribute = attributeNamed(kind, word.substr(0, sign));
-        if (given[attribute]) {
-            throw Refused(kind.attributes[attribute].name + " is given twice");
-        }
-        given[attribute] = true;
-        U64 const number = valueOf(kind, kind.attributes[attribute], word.substr(sign + 1));
-        try {
-            entry.draft->set(attribute, number);
-        } catch (Kor::Exception const& refused) {
-            throw Refused(shown(word) + " of " + kind.name + " is out of range: " + refused.what());
+    Box const box = readNamed(text);
+    Entry entry = entryOf(*box);
+    for (std::string_view const word : given) {
+        std::string_view const name = word.substr(0, word.find('='));
+        for (Field const& field :
+             name.size() < word.size() ? fieldsOf(*entry.kind->type) : std::vector<Field>()) {
+            if (field.name == name) {
+                entry.given.push_back(field);
+            }
         }
     }
     return entry;
 }
 
 Hardware::LoamTunnel::AradLifEntry lifOf(Entry const& entry) {
-    if (std::optional<Hardware::LoamTunnel::AradLifEntry> const lif = entry.draft->lif()) {
+    if (std::optional<Hardware::LoamTunnel::AradLifEntry> const lif = entry.kind->lif(*entry.value)) {
         return *lif;
     }
     throw Refused("an entry of kind " + entry.kind->name + " is no logical interface");
@@ -134,23 +114,42 @@ Hardware::LoamTunnel::AradLifEntry lifOf(Entry const& entry) {
 
 EncodedRow encodeEntry(Entry const& entry, Hardware::ChipType chip) {
     Kind const& kind = *entry.kind;
-    EncodedRow row{rowForm(kind.table->name, chip, kind.variant), Words(kind.table->words), {}};
+    EncodedRow row{rowForm(kind.table->name, chip, kind.variant), {}, {}};
     for (Limit const& limit : kind.limits) {
-        U64 const value = entry.draft->get(attributeNamed(kind, limit.attribute));
-        if (!limit.chips.has(chip) || value <= limit.most) {
-            continue;
-        }
-        std::string const given =
-            std::string(limit.attribute) + '=' + std::to_string(value) + " of " + kind.name;
-        if (limit.over == Limit::refused) {
-            throw Refused(given + " does not fit the row of chip " + std::to_string(chip) + ": at most " +
+        U64 const value = numberOf(*fieldNamed(*kind.type, limit.field).get(*entry.value));
+        if (limit.chips.has(chip) && value > limit.most) {
+            throw Refused(std::string(limit.field) + ": " + std::to_string(value) +
+                          " is too large for the row of chip " + std::to_string(chip) + ", at most " +
                           std::to_string(limit.most));
         }
-        row.notes.push_back(given + " loses bits on chip " + std::to_string(chip) + ": the row keeps " +
-                            std::to_string(value & limit.most));
     }
-    entry.draft->write(chip, reinterpret_cast<U8*>(row.words.data()));
+    row.words = encoded(kind, *entry.value, chip);
+    for (Field const& field : entry.given) {
+        U64 const number = numberOf(*field.get(*entry.value));
+        U64 const kept =
+            isNamed(*kind.type, field) ? bitsInRow(kind, entry.value, field, chip, row.words) : number;
+        if (kept != number) {
+            row.losses.push_back({field.name, number, kept});
+        }
+    }
     return row;
+}
+
+std::string lossText(Kind const& kind, EncodedRow::Loss const& loss,
+                     std::vector<Hardware::ChipType> const& chips) {
+    std::vector<std::string> numbers;
+    for (Hardware::ChipType const chip : chips) {
+        numbers.push_back(std::to_string(chip));
+    }
+    std::string const on = (chips.size() == 1 ? "chip " : "chips ") + enumerate(numbers);
+    std::string const what = loss.field + '=' + std::to_string(loss.given) + " of " + kind.name;
+    return loss.kept == 0 ? what + " does not reach the row of " + on
+                          : what + " loses bits on " + on + ": the row keeps " + std::to_string(loss.kept);
+}
+
+std::string rowLine(EncodedRow const& row) {
+    return "chip=" + std::to_string(row.form.chip) + " table=" + std::string(row.form.table->name) +
+           " variant=" + std::to_string(row.form.variant) + ' ' + wordsText(row.words);
 }
 
 } // namespace Kor::Forms

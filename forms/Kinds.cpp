@@ -1,4 +1,5 @@
-#include "forms/Entries.h"
+#include "forms/Kind.h"
+#include "forms/Text.h"
 #include "tables/EvecTable.h"
 #include "tables/LifTable.h"
 #include "tables/OutAcBank.h"
@@ -12,49 +13,71 @@ namespace {
 
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
-using Hardware::layout::allChips;
 using Hardware::layout::chips;
 
-/// A view of a LIF entry; its type gives the variant, and is another name for the kind.
-template <class View>
-Kind lif(LifType type, std::vector<Limit> limits = {}) {
-    View const initial(type);
-    return kindOf<View, LifTable>(initial.variant(), initial, std::move(limits),
-                                  Kor::enumeratorText(type, "LifType"));
+/// The kind of V, whose entries become rows of that variant of Row.
+template <class V, class Row>
+Kind kindOf(U8 variant, std::vector<Limit> limits = {}) {
+    KorType const& type = *V::_fwkType();
+    return {
+        shortName(type),
+        std::string(tagOf(type)),
+        tableInfo(Row::tableName),
+        variant,
+        std::move(limits),
+        &type,
+        [](GenericIf const& value, ChipType chip, U8* row) { unbox<V>(value).writeToChipFormat(chip, row); },
+        [](GenericIf const& value) -> std::optional<AradLifEntry> {
+            if constexpr (std::derived_from<V, AradLifEntry>) {
+                return unbox<V>(value);
+            } else {
+                return std::nullopt;
+            }
+        }};
 }
 
-template <Literal Prefix, bool IsAc0>
-using OutAc = Part<Prefix, name::acFormat, name::acFormatIs, IsAc0, OutAcFormat>;
-template <Literal Prefix, bool IsEvec0>
-using Evec = Part<Prefix, name::evecFormat, name::evecFormatIs, IsEvec0, EvecFormat>;
+/// A view of a LIF entry; its type gives the variant.
+template <class View>
+Kind lif(LifType type, std::vector<Limit> limits = {}) {
+    return kindOf<View, LifTable>(View(type).variant(), std::move(limits));
+}
 
 } // namespace
 
 std::vector<Kind> const& allKinds() {
     static std::vector<Kind> const all{
-        lif<AradLifAcP2pToAc>(lifAcP2pToAc, {{"outLif", 0xffff, chips(5, 7, 8, 9, 10)},
-                                             {"outLif", 0xffff, chips(3, 4), Limit::cut}}),
+        lif<AradLifAcP2pToAc>(lifAcP2pToAc, {{"outLif", 0xffff, chips(5, 7, 8, 9, 10)}}),
         lif<AradLifAcMp>(lifAcMp),
         lif<AradLifAcP2pToPwe>(lifAcP2pToPwe),
         lif<AradLifPweToP2p>(lifLabelPweP2p),
         lif<AradLifLabelProtocolOrLsp>(lifLabelProtocolOrLsp),
-        kindOf<OutAcValue, OutAcBank, OutAc<"ac0", true>, OutAc<"ac1", false>>(
-            1, OutAcValue(),
-            {{"ac0EntryFormat", 3, chips(4, 5, 7)},
-             {"ac1EntryFormat", 3, chips(4)},
-             {"ac0EntryFormat", 0, chips(8, 9, 10), Limit::cut},
-             {"ac1EntryFormat", 0, chips(8, 9, 10), Limit::cut},
-             {"acEntryFormat", 0, allChips, Limit::cut},
-             {"ac0.unused", 0, allChips, Limit::cut},
-             {"ac1.unused", 0, allChips, Limit::cut}}),
-        kindOf<EvecValue, EvecTable, Evec<"evec0", true>, Evec<"evec1", false>>(
-            0, EvecValue(),
-            {{"evec0.innerTpidIdx", 3, chips(3, 4, 5, 7), Limit::cut},
-             {"evec0.outerTpidIdx", 3, chips(3, 4, 5, 7), Limit::cut},
-             {"evec1.innerTpidIdx", 3, chips(3, 4, 5, 7), Limit::cut},
-             {"evec1.outerTpidIdx", 3, chips(3, 4, 5, 7), Limit::cut}}),
+        kindOf<OutAcValue, OutAcBank>(
+            1, {{"ac0EntryFormat", 3, chips(4, 5, 7)}, {"ac1EntryFormat", 3, chips(4)}}),
+        kindOf<EvecValue, EvecTable>(0),
     };
     return all;
+}
+
+std::vector<Field> Kind::fields() const {
+    std::vector<Field> all;
+    for (Field const& each : fieldsOf(*type)) {
+        bool const isTag = !alias.empty() && each.isStored && each.type->isEnumType();
+        if (!isTag && each.most != 0) {
+            all.push_back(each);
+        }
+    }
+    return all;
+}
+
+Kind const& kindNamed(std::string_view word) {
+    std::vector<std::string> known;
+    for (Kind const& kind : allKinds()) {
+        if (kind.isCalled(word)) {
+            return kind;
+        }
+        known.push_back(kind.name);
+    }
+    throw Refused("no kind of entry " + shown(word) + suggest(word, known));
 }
 
 } // namespace Kor::Forms

@@ -1,10 +1,14 @@
 #include "forms/Path.h"
 
+#include "forms/Json.h"
 #include "forms/Text.h"
+#include "reflect/Text.h"
 #include "runtime/BreachGuard.h"
 
 #include <algorithm>
 #include <functional>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -30,6 +34,14 @@ bool isName(std::string_view text) {
     return !text.empty() && isLetter(text[0]) &&
            std::ranges::all_of(text, [](char c) { return isLetter(c) || isDigit(c); });
 }
+
+} // namespace
+
+std::string rootText(std::string_view name) {
+    return isName(name) ? std::string(name) : std::string(Kor::valueToStrep(Kor::String8(name)).view());
+}
+
+namespace {
 
 /// Those attributes that a box answers for, without those that all entities have and the key's second name.
 std::vector<KorAttr const*> ownAttributes(KorType const& type) {
@@ -98,6 +110,22 @@ void eachMember(Place const& at, Visit const& visit) {
     });
 }
 
+/// The name of the root in front; `rest` then begins behind it.
+std::string takeRoot(std::string_view& rest) {
+    std::string name;
+    if (rest.starts_with('\'') || rest.starts_with('"')) {
+        Kor::TextScanner scanner(rest);
+        std::string storage;
+        name = refusing("'" + shown(rest) + "'", [&] { return scanner.quoted(storage); });
+        rest.remove_prefix(scanner.position());
+    } else {
+        std::size_t const end = std::min(rest.find_first_of(".["), rest.size());
+        name = trimmed(rest.substr(0, end));
+        rest.remove_prefix(end);
+    }
+    return name;
+}
+
 /// The key's text from behind its bracket on; `rest` then begins behind the closing one.
 std::string_view takeKey(std::string_view& rest) {
     Nesting nesting;
@@ -124,7 +152,7 @@ Place enter(Place at) {
     }
     Box box = valueAt(at);
     if (!box) {
-        throw Refused("there is no " + at.path);
+        throw NotThere(at.path + " is not there");
     }
     if (at.attribute == nullptr) {
         return at;
@@ -149,9 +177,18 @@ Place enter(Place at) {
 
 } // namespace
 
+Box boxOfEntity(Ptr<Entity> const& entity) {
+    return KorType::genericIf(entity.ptr(), false);
+}
+
+Ptr<Entity> entityIn(Box const& box) {
+    bool const isEntity = dynamic_cast<GenericIfEntity const*>(box.ptr()) != nullptr;
+    return isEntity ? static_cast<Entity*>(box->voidPtrIs(Entity::_fwkType())) : nullptr;
+}
+
 void Roots::add(std::string_view name, Box box) {
-    if (!isName(name)) {
-        throw Refused("'" + shown(name) + "' is no name: letters, digits and _ are, with a letter in front");
+    if (name.empty()) {
+        throw Refused("a root has a name, which is not empty");
     }
     if (!all_.emplace(name, std::move(box)).second) {
         throw Refused(std::string(name) + " is there already");
@@ -176,14 +213,12 @@ Place Roots::at(std::string_view path) const {
 
 Place Roots::at(std::string_view path, Find const& find) const {
     std::string_view rest = trimmed(path);
-    auto const takeName = [&] {
-        std::size_t const end = std::min(rest.find_first_of(".["), rest.size());
-        std::string_view const name = trimmed(rest.substr(0, end));
-        rest.remove_prefix(end);
-        return name;
-    };
-    std::string_view const name = takeName();
-    auto const root = all_.find(name);
+    std::string const name = takeRoot(rest);
+    auto root = all_.find(name);
+    if (root == all_.end() && missing_) {
+        missing_(name);
+        root = all_.find(name);
+    }
     if (root == all_.end()) {
         std::vector<std::string> known;
         for (auto const& each : all_) {
@@ -192,7 +227,13 @@ Place Roots::at(std::string_view path, Find const& find) const {
         throw Refused("'" + shown(name) + "' is the name of nothing" +
                       (known.empty() ? "; nothing has been made" : suggest(name, known)));
     }
-    Place at{root->second, nullptr, nullptr, root->first, false};
+    auto const takeName = [&rest] {
+        std::size_t const end = std::min(rest.find_first_of(".["), rest.size());
+        std::string_view const taken = trimmed(rest.substr(0, end));
+        rest.remove_prefix(end);
+        return taken;
+    };
+    Place at{root->second, nullptr, nullptr, rootText(name), false};
     while (!rest.empty()) {
         if (rest[0] == '.') {
             rest.remove_prefix(1);
@@ -203,7 +244,7 @@ Place Roots::at(std::string_view path, Find const& find) const {
             if (at.key || !shapeAt(at).keyed) {
                 throw Refused(at.path + " takes no key");
             }
-            at.key = readValue(*at.attribute->keyType(), takeKey(rest), find);
+            at.key = readValue(*at.attribute->keyType(), takeKey(rest), find, at.path + "[...]");
             at.path.append(memberPath("", *at.key));
         } else {
             throw Refused("'" + shown(rest) + "' stands behind " + at.path +
@@ -228,15 +269,105 @@ Box valueAt(Place const& place) {
     return op(place, Op::get);
 }
 
-std::vector<std::string> get(Place const& place) {
-    if (!shapeAt(place).keyed || place.key) {
-        return {textOf(valueAt(place))};
+bool isThere(Place const& place) {
+    return place.attribute == nullptr || !place.key || Kor::unbox<bool>(*op(place, Op::contains));
+}
+
+namespace {
+
+/// By the text of keys, but numbers in it by what they are: vsi=9 before vsi=10.
+bool isBefore(std::string_view a, std::string_view b) {
+    while (!a.empty() && !b.empty()) {
+        if (isDigit(a[0]) && isDigit(b[0])) {
+            auto const take = [](std::string_view& text) {
+                std::size_t const end = std::min(text.find_first_not_of("0123456789"), text.size());
+                std::string_view digits = text.substr(0, end);
+                text.remove_prefix(end);
+                digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
+                return digits;
+            };
+            std::string_view const left = take(a);
+            std::string_view const right = take(b);
+            if (left.size() != right.size() || left != right) {
+                return left.size() != right.size() ? left.size() < right.size() : left < right;
+            }
+        } else if (a[0] != b[0]) {
+            return static_cast<unsigned char>(a[0]) < static_cast<unsigned char>(b[0]);
+        } else {
+            a.remove_prefix(1);
+            b.remove_prefix(1);
+        }
     }
-    std::vector<std::string> lines;
-    eachMember(place, [&](Place const& member, auto const& walk) {
-        lines.push_back(textOf(Watch::Change{member.path, textOf(walk.value())}));
-    });
-    return lines;
+    return a.size() < b.size();
+}
+
+/// The members of an attribute that has keys, by key.
+std::vector<Place> membersOf(Place const& at) {
+    std::vector<Place> members;
+    eachMember(at, [&](Place const& member, auto const&) { members.push_back(member); });
+    if (at.attribute->shape().role != Kor::Role::queue) {
+        std::ranges::stable_sort(members,
+                                 [](Place const& a, Place const& b) { return isBefore(a.path, b.path); });
+    }
+    return members;
+}
+
+} // namespace
+
+std::vector<Item> itemsAt(Place const& place) {
+    if (!shapeAt(place).keyed || place.key) {
+        if (!isThere(place)) {
+            throw NotThere(place.path + " is not there");
+        }
+        return {{place.path, valueAt(place)}};
+    }
+    std::vector<Item> items;
+    for (Place const& member : membersOf(place)) {
+        items.push_back({member.path, valueAt(member)});
+    }
+    return items;
+}
+
+std::string pathOf(Box const& object, Roots const* roots) {
+    if (!object) {
+        return "None";
+    }
+    std::string tail;
+    Kor::Ptr<Kor::Entity> entity = entityIn(object);
+    if (!entity) {
+        return textOf(object);
+    }
+    while (Kor::Ptr<Kor::Entity> const parent = entity->parent()) {
+        std::string part(".");
+        part.append(entity->parentAttr().view());
+        KorAttr const* const attribute = parent->fwkType()->attribute(entity->parentAttrId());
+        Kor::String8 const key = entity->korKeyText();
+        if (attribute != nullptr && attribute->keyType() != nullptr && !key.empty()) {
+            part.append(memberPath("", *attribute->keyType()->genericIf(key, true)));
+        }
+        tail.insert(0, part);
+        entity = parent;
+    }
+    std::string name(entity->name().view());
+    for (auto const& [each, box] : roots != nullptr ? roots->all() : Roots::Map()) {
+        if (entityIn(box) == entity) {
+            name = each;
+        }
+    }
+    return rootText(name) + tail;
+}
+
+std::string valueText(Form form, Box const& value, Roots const* roots) {
+    if (value && (value->type()->isValue() || value->type()->isEnumType())) {
+        return written(form, value);
+    }
+    if (form == Form::json) {
+        std::ostringstream text;
+        JsonWriter writer(text);
+        value ? writer.string(pathOf(value, roots)) : writer.null();
+        return text.str();
+    }
+    return form == Form::text ? textOf(value) : pathOf(value, roots);
 }
 
 void set(Place const& place, std::string_view text, Roots const& roots) {
@@ -265,45 +396,44 @@ void set(Place const& place, std::string_view text, Roots const& roots) {
         return;
     }
     if (text.empty()) {
-        throw Refused(place.path + " is to become what? Give a " + shortName(*place.attribute->type()));
+        throw Refused(place.path + ": a value is missing; give a " + shortName(*place.attribute->type()));
     }
-    Box const value = readValue(*place.attribute->type(), text, roots.find());
+    // A field of a value keeps what it has room for.
+    bool const isField =
+        !shape.keyed && place.object->type()->isValue() && isNumberType(*place.attribute->type());
+    Box const value =
+        readValue(*place.attribute->type(), text, roots.find(), place.path,
+                  isField && shape.settable
+                      ? std::optional(fieldNamed(*place.object->type(), place.attribute->name().view()).most)
+                      : std::nullopt);
     if (shape.keyInside) { // no children, see above
         Place const whole{place.object, place.attribute, nullptr, place.path, false};
         if (place.key) {
             Box const inside = value->attributeOp(
                 {value->attributeId(place.attribute->keyAttributeName()), Op::get}, nullptr, nullptr);
             if (inside->strRep() != place.key->strRep()) {
-                throw Refused(place.path + " cannot take a value whose key is " + textOf(inside));
+                throw Refused(place.path + " cannot take a value whose key is " + shortText(*inside));
             }
         }
         op(whole, Op::set, value);
         return;
     }
-    if (!shape.keyed && place.object->type()->isValue()) {
-        // A field of a value keeps what it has room for.
-        Place const trial{place.object->clone(), place.attribute, nullptr, place.path, false};
-        op(trial, Op::set, value);
-        if (Box const kept = valueAt(trial); kept->strRep() != value->strRep()) {
-            throw Refused(shown(text) + " does not fit " + place.path + ": it would keep " + textOf(kept));
-        }
-    }
     op(place, Op::set, value);
 }
 
-std::string del(Place const& place) {
+Box del(Place const& place) {
     if (place.attribute == nullptr || !shapeAt(place).keyed) {
         throw Refused(place.path + " cannot be deleted: it is not under a key");
     }
     if (!place.key) {
         needsKey(place);
     }
-    if (!Kor::unbox<bool>(*op(place, Op::contains))) {
-        throw Refused("there is no " + place.path);
+    if (!isThere(place)) {
+        throw NotThere(place.path + " is not there");
     }
-    std::string text = textOf(op(place, Op::get));
+    Box const was = op(place, Op::get);
     op(place, Op::del);
-    return text;
+    return was;
 }
 
 std::string signatureOf(KorAttr const& attribute, std::string (*typeText)(std::string const& fullName)) {
@@ -334,7 +464,9 @@ std::string shortTypeText(std::string const& fullName) {
 std::vector<std::string> list(Place const& place) {
     std::vector<std::string> lines;
     if (shapeAt(place).keyed && !place.key) {
-        eachMember(place, [&](Place const& member, auto const&) { lines.push_back(keyText(*member.key)); });
+        for (Place const& member : membersOf(place)) {
+            lines.push_back(keyText(*member.key));
+        }
         return lines;
     }
     for (KorAttr const* each : ownAttributes(*enter(place).object->type())) {
@@ -343,7 +475,7 @@ std::vector<std::string> list(Place const& place) {
     return lines;
 }
 
-std::optional<std::string> call(Place const& place, std::string_view arguments, Roots const& roots) {
+Box call(Place const& place, std::string_view arguments, Roots const& roots) {
     if (!shapeAt(place).isOperation()) {
         throw Refused(place.path + " is not an operation, so it cannot be called");
     }
@@ -351,47 +483,38 @@ std::optional<std::string> call(Place const& place, std::string_view arguments, 
     Place const whole{place.object, place.attribute, given, place.path, place.isCopy};
     Kor::BreachGuard const guard; // what a user gives may be what the operation excludes
     Box const result = op(whole, Op::get);
-    return place.attribute->hasValue() ? std::optional(textOf(result)) : std::nullopt;
+    return place.attribute->hasValue() ? result : nullptr;
 }
 
 namespace {
 
 /// Walks all that is below a place.
-struct Tree {
-    struct Node {
-        unsigned level;
-        std::string const& path;
-        /// The last part of the path, or the whole of it where the walk begins.
-        std::string const& name;
-        /// Of an object its type.
-        std::string text;
-        bool isObject;
-    };
+struct Walk {
     std::function<void(Node const&)> const& tell;
     unsigned depth;
 
     void all(Place const& place) const {
         if (shapeAt(place).keyed && !place.key) {
             attribute(place, place.path, 0);
-        } else if (Box const box = valueAt(place);
-                   box && box->type()->isValue() && !ownAttributes(*box->type()).empty()) {
-            object(place.path, place.path, box, 0); // asked for by name, so taken apart
-        } else {
-            value(place.path, place.path, box, 0);
+            return;
         }
+        if (!isThere(place)) {
+            throw NotThere(place.path + " is not there");
+        }
+        Box const box = valueAt(place);
+        bool const isOpened = box && box->type()->isValue() && !ownAttributes(*box->type()).empty();
+        isOpened ? object(place.path, place.path, box, 0) // asked for by name, so taken apart
+                 : value(place.path, place.path, box, 0);
     }
     void object(std::string const& path, std::string const& name, Box const& box, unsigned level) const {
-        KorType const& type = *box->type();
-        tell({level, path, name, shortName(type) + (level == depth ? " ..." : ""), true});
+        tell({level, path, name, box, true, level == depth});
         if (level == depth) {
             return;
         }
         Place const whole{box, nullptr, nullptr, path, false};
-        for (KorAttr const* each : ownAttributes(type)) {
-            if (each->shape().role != Kor::Role::fwkKey) { // the key attribute, which is there as well
-                Place const at = attributePlace(whole, *each);
-                attribute(at, at.path, level + 1);
-            }
+        for (KorAttr const* each : ownAttributes(*box->type())) {
+            Place const at = attributePlace(whole, *each);
+            attribute(at, at.path, level + 1);
         }
     }
     void attribute(Place const& at, std::string const& path, unsigned level) const {
@@ -404,47 +527,35 @@ struct Tree {
             value(path, name, valueAt(at), level);
             return;
         }
-        eachMember(at, [&](Place const& member, auto const& walk) {
-            std::string const memberName = memberPath(name, *member.key);
-            if (shape.holdsObjects()) {
-                value(member.path, memberName, const_cast<GenericIf*>(walk.value().ptr()), level);
-            } else {
-                tell({level, member.path, memberName, textOf(walk.value()), false});
-            }
-        });
+        for (Place const& member : membersOf(at)) {
+            value(member.path, memberPath(name, *member.key), valueAt(member), level);
+        }
     }
     void value(std::string const& path, std::string const& name, Box const& box, unsigned level) const {
-        if (box && !box->type()->isValue()) {
+        if (box && !box->type()->isValue() && !box->type()->isEnumType()) {
             object(path, name, box, level);
         } else {
-            tell({level, path, name, textOf(box), false});
+            tell({level, path, name, box, false, false});
         }
     }
 };
 
 } // namespace
 
-std::vector<std::string> tree(Place const& place, unsigned depth) {
-    std::vector<std::string> lines;
-    std::function<void(Tree::Node const&)> const tell = [&](Tree::Node const& node) {
-        lines.push_back(std::string(std::size_t{2} * node.level, ' ')
-                            .append(node.name)
-                            .append(node.isObject ? ": " : " = ")
-                            .append(node.text));
-    };
-    Tree{tell, depth}.all(place);
-    return lines;
+void walk(Place const& place, unsigned depth, std::function<void(Node const&)> const& tell) {
+    Walk{tell, depth}.all(place);
 }
 
-std::vector<Watch::Change> values(Place const& place, unsigned depth) {
-    std::vector<Watch::Change> all;
-    std::function<void(Tree::Node const&)> const tell = [&](Tree::Node const& node) {
-        if (!node.isObject) {
-            all.push_back({node.path, node.text});
-        }
-    };
-    Tree{tell, depth}.all(place);
-    return all;
+std::string nodeLine(Node const& node, Form form, Roots const* roots) {
+    std::string line(std::size_t{2} * node.level, ' ');
+    line.append(node.name).append(node.isOpened ? ": " : " = ");
+    return line.append(node.isOpened ? shortName(*node.value->type()) : valueText(form, node.value, roots))
+        .append(node.isCut ? " ..." : "");
+}
+
+std::string rootOf(std::string_view path) {
+    path = trimmed(path);
+    return takeRoot(path);
 }
 
 // Watches
@@ -552,11 +663,11 @@ void Watch::changed(AttributeId id, Key const& key) {
     }
     Place at = attributePlace({box_, nullptr, nullptr, path_, false}, *attribute);
     Change change;
-    bool isThere = true;
+    bool isPresent = true;
     if (key) {
         at.key = key;
         at.path = memberPath(at.path, *key);
-        isThere = Kor::unbox<bool>(*op(at, Op::contains));
+        isPresent = isThere(at);
         if (shapeAt(at).holdsObjects()) {
             try {
                 childIs(*attribute, key);
@@ -566,13 +677,14 @@ void Watch::changed(AttributeId id, Key const& key) {
         }
     }
     change.path = at.path;
-    change.text = isThere ? std::optional(textOf(valueAt(at))) : std::nullopt;
+    change.isGone = !isPresent;
+    change.value = isPresent ? valueAt(at) : nullptr;
     tell_(change);
 }
 
-std::string textOf(Watch::Change const& change) {
+std::string changeLine(Watch::Change const& change, Form form, Roots const* roots) {
     std::string text = change.path;
-    change.text ? text.append(" = ").append(*change.text) : text.append(" deleted");
+    change.isGone ? text.append(" deleted") : text.append(" = ").append(valueText(form, change.value, roots));
     return change.note.empty() ? text : text.append(" (").append(change.note).append(")");
 }
 

@@ -6,21 +6,20 @@
 ///     roots.add("lif", Kor::boxOf(lifAppConfigDirFactory("lif")));
 ///     auto const place = roots.at("lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]");
 ///     Kor::Forms::set(place, "3", roots);
-///     Kor::Forms::get(place);                                      // {"3"}
+///     Kor::Forms::written(Kor::Forms::Form::shortForm, Kor::Forms::valueAt(place));      // 3
 ///     Kor::Forms::set(roots.at("lif.appConfig[vtAppArad]"), "", roots); // makes a child
 ///
 /// A path begins with the name of a root. `.name` or `.id` is an attribute, `[key]` a member of an attribute
-/// that has keys. What stands in the brackets, and what is set, is read as forms/ValueText.h says.
+/// that has keys. What stands in the brackets, and what is set, is read as forms/Values.h says.
 ///
 /// Whatever fails is a Refused (forms/Refused.h) of one line that says what is wrong and what would be right.
 /// All of it runs on the thread of the objects.
 
-#include "forms/ValueText.h"
+#include "forms/Values.h"
 
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,27 +47,35 @@ struct KOR_EXPORT Place {
     std::vector<Step> way{};
 };
 
+/// The box of an entity.
+KOR_EXPORT Box boxOfEntity(Ptr<Entity> const& entity);
+/// The entity in a box; null for a box of anything else.
+KOR_EXPORT Ptr<Entity> entityIn(Box const& box);
+
 /// Objects and values by name, where paths begin.
 class KOR_EXPORT Roots {
 public:
     using Map = std::map<std::string, Box, std::less<>>;
 
-    /// A name starts with a letter and has letters, digits and underscores. Refused if it is none or is in
-    /// use.
+    /// Refused for an empty name, and one that is in use. A name that is more than letters, digits and
+    /// underscores, with a letter in front, stands in quotes in a path.
     void add(std::string_view name, Box box);
     void del(std::string_view name);
     Map const& all() const { return all_; }
+    /// Called with a name that a path begins with and that is none yet; it may add it.
+    void missingIs(std::function<void(std::string const& name)> missing) { missing_ = std::move(missing); }
 
-    /// Refused for a path that leads nowhere. The attribute or the member at its very end may be one that is
-    /// yet to be set.
+    /// Refused for a path that leads nowhere, NotThere where it goes on from what is not there yet. The
+    /// attribute or the member at its very end may be one that is yet to be set.
     Place at(std::string_view path) const;
-    /// For forms/ValueText.h: what is at the path.
+    /// For forms/Values.h: what is at the path.
     Find find() const;
 
 private:
     Place at(std::string_view path, Find const& find) const;
 
     Map all_;
+    std::function<void(std::string const& name)> missing_;
 };
 
 /// "name: type", "name[type of the key]: type" or "name(argument: type): type", this without the last type
@@ -82,25 +89,53 @@ KOR_EXPORT std::string shortTypeText(std::string const& fullName);
 /// operation.
 KOR_EXPORT Box valueAt(Place const& place);
 
-/// The text of what is at the place; of an attribute with keys a line a member, `path[key] = text`.
-KOR_EXPORT std::vector<std::string> get(Place const& place);
+/// False for a member that its attribute does not have, which reads as a default.
+KOR_EXPORT bool isThere(Place const& place);
+
+/// A value at a path.
+struct Item {
+    std::string path;
+    Box value;
+};
+/// What is at the place; of an attribute with keys all members, by key. NotThere for a member that is not
+/// there.
+KOR_EXPORT std::vector<Item> itemsAt(Place const& place);
+
+/// The path of an object, from the root that holds it on; "None" for null. A root that has no name here has
+/// its own.
+KOR_EXPORT std::string pathOf(Box const& object, Roots const* roots = nullptr);
+/// A value in that form, an object by its path. JSON of an object is a string, and null for none.
+KOR_EXPORT std::string valueText(Form form, Box const& value, Roots const* roots = nullptr);
 
 /// Writes a value; of children makes the one of the key, without a text; of references `None` is a null one.
 KOR_EXPORT void set(Place const& place, std::string_view text, Roots const& roots);
 
-/// Takes out the member under a key, and gives the text of what it was.
-KOR_EXPORT std::string del(Place const& place);
+/// Takes out the member under a key, and gives what it was. NotThere if there is none.
+KOR_EXPORT Box del(Place const& place);
 
 /// The attributes of an object, as `name: type`; the keys of an attribute that has keys.
 KOR_EXPORT std::vector<std::string> list(Place const& place);
 
-/// Calls the operation at the place with arguments, and gives the text of the result, if it has one.
-KOR_EXPORT std::optional<std::string> call(Place const& place, std::string_view arguments,
-                                           Roots const& roots);
+/// Calls the operation at the place with arguments, and gives the result, null if it has none.
+KOR_EXPORT Box call(Place const& place, std::string_view arguments, Roots const& roots);
 
-/// All that is below the place, indented, an attribute or member a line. Objects below the depth are shown
-/// without what is in them.
-KOR_EXPORT std::vector<std::string> tree(Place const& place, unsigned depth = 16);
+/// Something at or below a place.
+struct Node {
+    /// How deep.
+    unsigned level;
+    std::string path;
+    /// The last part of the path, or the whole of it where the walk begins.
+    std::string name;
+    Box value;
+    /// Whether the value is taken apart by the nodes that follow; it is an object, or what was asked for.
+    bool isOpened;
+    /// Below the depth: it would be taken apart.
+    bool isCut;
+};
+/// Tells of all that is at a place and below it, members by key, objects below the depth not taken apart.
+KOR_EXPORT void walk(Place const& place, unsigned depth, std::function<void(Node const&)> const& tell);
+/// A node in a line: indented, its name, and its value or type.
+KOR_EXPORT std::string nodeLine(Node const& node, Form form, Roots const* roots = nullptr);
 
 /// Hears of each change at a place and of all objects below it, from its construction to its end. It goes by
 /// the path: of a child that is deleted and made again it hears both, and then of the new one. So it does of
@@ -109,8 +144,9 @@ class KOR_EXPORT Watch {
 public:
     struct Change {
         std::string path;
-        /// The new value's text; nothing for a member that is gone.
-        std::optional<std::string> text;
+        /// The new one; null for a null object, and for a member that is gone.
+        Box value{};
+        bool isGone = false;
         /// What else there is to say.
         std::string note{};
     };
@@ -146,10 +182,12 @@ private:
     std::map<std::string, std::unique_ptr<Watch>> children_;
 };
 
-/// Each value below the place, as if it had just been set.
-KOR_EXPORT std::vector<Watch::Change> values(Place const& place, unsigned depth = 16);
-
 /// "path = text", or "path deleted", and the note in parentheses.
-KOR_EXPORT std::string textOf(Watch::Change const& change);
+KOR_EXPORT std::string changeLine(Watch::Change const& change, Form form, Roots const* roots = nullptr);
+
+/// The path of a root, which is its name or, where that is more than a word, its name in quotes.
+KOR_EXPORT std::string rootText(std::string_view name);
+/// The name of the root that a path begins with.
+KOR_EXPORT std::string rootOf(std::string_view path);
 
 } // namespace Kor::Forms

@@ -1,10 +1,18 @@
 #include "forms/Text.h"
 
+#include "forms/Refused.h"
+
 #include <algorithm>
 #include <charconv>
 #include <numeric>
 
 namespace Kor::Forms {
+
+namespace {
+
+constexpr std::string_view blanks = " \t\r\n\v\f";
+
+} // namespace
 
 std::optional<U64> parseNumber(std::string_view text) {
     bool const isHex = text.starts_with("0x") || text.starts_with("0X");
@@ -35,7 +43,7 @@ std::string enumerate(std::vector<std::string> const& words, std::string_view la
 }
 
 std::vector<std::string_view> split(std::string_view text, std::string_view more) {
-    std::string const separators = " \t\r\n\v\f" + std::string(more);
+    std::string const separators = std::string(blanks).append(more);
     std::vector<std::string_view> words;
     for (std::size_t at = text.find_first_not_of(separators); at != text.npos;) {
         std::size_t const end = std::min(text.find_first_of(separators, at), text.size());
@@ -85,7 +93,8 @@ std::string suggest(std::string_view word, std::vector<std::string> const& known
         }
     }
     if (near.empty()) {
-        return "; there are " + enumerate(known);
+        constexpr std::size_t most = 30;
+        return known.size() > most ? "" : "; there are " + enumerate(known);
     }
     std::ranges::stable_sort(near, {}, &std::pair<std::size_t, std::string>::first);
     near.resize(std::min<std::size_t>(near.size(), 3));
@@ -100,6 +109,83 @@ std::string suggest(std::string_view word, std::vector<std::string> const& known
 std::string shown(std::string_view word, std::size_t longest) {
     std::string const text = Kor::plainText(Kor::textStart(word, longest));
     return word.size() > longest ? text + "..." : text;
+}
+
+bool Nesting::step(char c) {
+    if (quote_ != 0) {
+        if (escaped_ || c == '\\') {
+            escaped_ = !escaped_;
+        } else if (c == quote_) {
+            quote_ = 0;
+            return open_.empty();
+        }
+        return false;
+    }
+    bool const outside = open_.empty();
+    switch (c) {
+    case '\'':
+    case '"':
+        quote_ = c;
+        break;
+    case '(':
+        open_ += ')';
+        break;
+    case '[':
+        open_ += ']';
+        break;
+    case '{':
+        open_ += '}';
+        break;
+    case ')':
+    case ']':
+    case '}':
+        if (outside || open_.back() != c) {
+            wrong_ = wrong_ != 0 ? wrong_ : c;
+        } else {
+            open_.pop_back();
+        }
+        return open_.empty();
+    default:
+        break;
+    }
+    return outside;
+}
+
+void Nesting::end() const {
+    if (wrong_ != 0) {
+        throw Refused(std::string("a ") + wrong_ + " closes what is not open");
+    }
+    if (quote_ != 0) {
+        throw Refused(std::string("a ") + quote_ + " is missing at the end");
+    }
+    if (!open_.empty()) {
+        throw Refused(std::string("a ") + open_.back() + " is missing at the end");
+    }
+}
+
+std::string_view trimmed(std::string_view text) {
+    std::size_t const first = std::min(text.find_first_not_of(blanks), text.size());
+    return text.substr(first, text.find_last_not_of(blanks) + 1 - first);
+}
+
+std::vector<std::string_view> words(std::string_view text) {
+    std::vector<std::string_view> all;
+    Nesting nesting;
+    std::size_t begin = text.npos;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        bool const separates = nesting.step(text[i]) && blanks.find(text[i]) != blanks.npos;
+        if (separates && begin != text.npos) {
+            all.push_back(text.substr(begin, i - begin));
+            begin = text.npos;
+        } else if (!separates && begin == text.npos) {
+            begin = i;
+        }
+    }
+    nesting.end();
+    if (begin != text.npos) {
+        all.push_back(text.substr(begin));
+    }
+    return all;
 }
 
 } // namespace Kor::Forms

@@ -39,10 +39,35 @@ std::string join(Words const& words, std::string_view separator = " ") {
 KOR_EXPORT std::vector<std::string_view> split(std::string_view text, std::string_view more = "");
 
 /// What to say about an unknown word: "; did you mean A or B?" with those that are close to it, otherwise
-/// "; there are " and all.
+/// "; there are " and all, unless they are many.
 KOR_EXPORT std::string suggest(std::string_view word, std::vector<std::string> const& known);
 
 /// A word of the user's for a message: cut when long, and plain (runtime/PlainText.h).
 KOR_EXPORT std::string shown(std::string_view word, std::size_t longest = 60);
+
+/// Follows a text past quotes and brackets.
+class KOR_EXPORT Nesting {
+public:
+    /// Whether the character stands outside of all quotes and brackets, of which it may be the first or last.
+    bool step(char c);
+    bool isQuoted() const { return quote_ != 0; }
+    /// How many brackets are open.
+    std::size_t depth() const { return open_.size(); }
+    /// Whether all that was opened is closed, and nothing else.
+    bool isComplete() const { return open_.empty() && quote_ == 0 && wrong_ == 0; }
+    /// Refused if something is still open, or was closed that was not open.
+    void end() const;
+
+private:
+    std::string open_;
+    char quote_ = 0;
+    bool escaped_ = false;
+    char wrong_ = 0;
+};
+
+KOR_EXPORT std::string_view trimmed(std::string_view text);
+
+/// The text cut at blanks outside of quotes and brackets. Refused if these do not match.
+KOR_EXPORT std::vector<std::string_view> words(std::string_view text);
 
 } // namespace Kor::Forms

@@ -120,16 +120,10 @@ struct SchemaOptions {
     bool all = false;
     bool checksum = false;
     bool cpp = false;
+    bool jsonSchema = false;
     Output output;
 };
 void schema(Context& context, SchemaOptions const& options);
-
-struct ScriptOptions {
-    std::string file;
-    bool keepGoing = false;
-};
-/// `run`: makes objects and drives them, by the lines of a script (tools/Script.h).
-void runScript(Context& context, ScriptOptions const& options);
 
 /// The recordings of attribute logs, attrlog/Recording.h.
 struct LogOptions {
@@ -161,18 +155,14 @@ void eachLine(Context& context, std::string const& file,
               std::function<void(std::string const& text, std::string const& where)> const& visit,
               bool onlyWholeLineComments = false);
 
-/// A row as `decode --file` reads it.
-std::string rowLine(EncodedRow const& row);
-
-/// A file open for reading. Refused when it cannot be read.
-std::ifstream opened(std::string const& file);
 /// Opens a file for reading ("-": the input stream) and calls `read(stream, name)`. Refused when it cannot be
 /// read.
 void withInput(Context& context, std::string const& file,
                std::function<void(std::istream& stream, std::string const& name)> const& read);
 
-/// Listing columns shared by encode and decode.
-Json fieldsJson(DecodedRow const& row, bool nonzero);
+// What encode and decode tell of a row alike, within an object of JSON and as lines.
+void writeRow(JsonWriter& json, RowForm const& form, Words const& words);
+void writeFields(JsonWriter& json, DecodedRow const& row, bool nonzero);
 std::string fieldsText(DecodedRow const& row, bool nonzero);
 
 /// The whole program: reads the arguments, runs a command, and returns the exit status.

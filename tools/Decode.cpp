@@ -38,18 +38,35 @@ RowLine parseRowLine(std::string_view text, RowOptions options) {
     return {form, parseWords(form, join(hexWords))};
 }
 
-Json fieldsJson(DecodedRow const& row, bool nonzero) {
-    Json fields = Json::array();
-    for (FieldValue const& field : row.fields) {
-        if (nonzero && field.isZero()) {
-            continue;
-        }
-        fields.push_back({{"name", field.place.field->name},
-                          {"hi", field.place.hi()},
-                          {"lo", field.place.lo()},
-                          {"value", field.isRaw() ? Json(field.text()) : Json(field.number())}});
+void writeRow(JsonWriter& json, RowForm const& form, Words const& words) {
+    json.number("chip", U32{form.chip}).string("table", form.table->name).number("variant", form.variant);
+    json.key("words").beginArray();
+    for (U32 const word : words) {
+        json.string(hex(word, 8));
     }
-    return fields;
+    json.end();
+}
+
+Cell valueCell(FieldValue const& field) {
+    constexpr U32 wide = 8;
+    return field.isRaw()                          ? Cell(field.text())
+           : field.place.field->typeBytes == wide ? Cell::wide(field.number())
+                                                  : Cell(field.number());
+}
+
+void writeFields(JsonWriter& json, DecodedRow const& row, bool nonzero) {
+    json.key("fields").beginArray();
+    for (FieldValue const& field : row.fields) {
+        if (!nonzero || !field.isZero()) {
+            json.beginObject()
+                .string("name", field.place.field->name)
+                .number("hi", field.place.hi())
+                .number("lo", field.place.lo());
+            valueCell(field).write(json.key("value"));
+            json.end();
+        }
+    }
+    json.end();
 }
 
 std::string fieldsText(DecodedRow const& row, bool nonzero) {
@@ -63,10 +80,15 @@ std::string fieldsText(DecodedRow const& row, bool nonzero) {
 }
 
 void decode(Context& context, DecodeOptions const& options) {
-    Listing listing({"where", "chip", "table", "variant", "field", "hi", "lo", "value"});
-    Json json = Json::array();
+    RowPrinter listing(context.out, {"where", "chip", "table", "variant", "field", "hi", "lo", "value"},
+                       options.output);
+    JsonWriter json(context.out, true);
     U64 rows = 0;
     bool const many = !options.file.empty();
+    bool const isJson = options.output.format == Format::json && !options.check;
+    if (isJson && many) {
+        json.beginArray();
+    }
     auto const decodeOne = [&](RowLine const& line, std::string const& where) {
         RowForm const& form = line.form;
         DecodedRow const row = decodeRow(form, line.words);
@@ -90,26 +112,25 @@ void decode(Context& context, DecodeOptions const& options) {
             context.out << fieldsText(row, options.nonzero) << "unowned bits: " << rangesText(row.unowned)
                         << '\n';
         } else if (options.output.format == Format::json) {
-            Json unowned = Json::array();
-            for (BitRange const& range : row.unowned) {
-                unowned.push_back({{"hi", range.hi}, {"lo", range.lo}});
+            json.beginObject();
+            if (!where.empty()) {
+                json.string("where", where);
             }
-            json.push_back(where.empty() ? Json::object() : Json{{"where", where}});
-            json.back().update(Json{{"chip", U32{form.chip}},
-                                    {"table", form.table->name},
-                                    {"variant", form.variant},
-                                    {"words", split(wordsText(line.words))},
-                                    {"fields", fieldsJson(row, options.nonzero)},
-                                    {"unowned", unowned}});
+            writeRow(json, form, line.words);
+            writeFields(json, row, options.nonzero);
+            json.key("unowned").beginArray();
+            for (BitRange const& range : row.unowned) {
+                json.beginObject().number("hi", range.hi).number("lo", range.lo).end();
+            }
+            json.end().end();
         } else {
-            auto const add = [&](std::string_view name, U32 hi, U32 lo, Json value) {
-                listing.add({where.empty() ? Json() : Json(where), U32{form.chip}, form.table->name,
-                             form.variant, name, hi, lo, std::move(value)});
+            auto const add = [&](std::string_view name, U32 hi, U32 lo, Cell value) {
+                listing.add({Cell::orNone(where), U32{form.chip}, form.table->name, form.variant, name, hi,
+                             lo, std::move(value)});
             };
             for (FieldValue const& field : row.fields) {
                 if (!options.nonzero || !field.isZero()) {
-                    add(field.place.field->name, field.place.hi(), field.place.lo(),
-                        field.isRaw() ? Json(field.text()) : Json(field.number()));
+                    add(field.place.field->name, field.place.hi(), field.place.lo(), valueCell(field));
                 }
             }
             for (BitRange const& range : row.unowned) {
@@ -130,10 +151,11 @@ void decode(Context& context, DecodeOptions const& options) {
             context.out << rows << (rows == 1 ? " row" : " rows")
                         << ": every set bit belongs to a field, and the fields give the row again\n";
         }
-    } else if (options.output.format == Format::json) {
-        printJson(context.out, many ? json : json[0]);
+    } else if (isJson) {
+        many ? json.end() : json;
+        context.out << '\n';
     } else if (options.output.format != Format::text) {
-        listing.print(context.out, options.output);
+        listing.end();
     }
 }
 

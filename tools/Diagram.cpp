@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -261,17 +262,17 @@ std::string Diagram::svg() const {
            "</svg>\n";
 }
 
-Json Diagram::wavedrom() const {
-    Json fields = Json::array();
+void Diagram::wavedrom(std::ostream& out) const {
+    JsonWriter json(out, true);
+    json.beginObject().key("reg").beginArray();
     U32 next = 0;
     auto const hole = [&](U32 end) {
         if (end > next) {
-            fields.push_back({{"bits", end - next}});
+            json.beginObject().number("bits", end - next).end();
         }
     };
     for (FieldPlace const& place : lanes_[0]) {
-        Json field{{"bits", place.at.width}, {"name", place.field->name}};
-        Json shared = Json::array();
+        std::vector<std::string> shared;
         for (std::size_t lane = 1; lane < lanes_.size(); ++lane) {
             for (FieldPlace const& other : lanes_[lane]) {
                 if (other.lo() <= place.hi() && other.lo() >= next) {
@@ -279,16 +280,23 @@ Json Diagram::wavedrom() const {
                 }
             }
         }
-        if (!shared.empty()) {
-            field["attr"] = shared;
-        }
         hole(place.lo());
-        fields.push_back(field);
+        json.beginObject().number("bits", place.at.width).string("name", place.field->name);
+        if (!shared.empty()) {
+            json.key("attr").beginArray();
+            for (std::string const& each : shared) {
+                json.string(each);
+            }
+            json.end();
+        }
+        json.end();
         next = place.hi() + 1;
     }
     U32 const bits = form_.table->words * wordBits;
     hole(bits);
-    return {{"reg", fields}, {"config", {{"bits", bits}, {"lanes", form_.table->words}, {"hspace", 1200}}}};
+    json.end().key("config").beginObject();
+    json.number("bits", bits).number("lanes", form_.table->words).number("hspace", 1200).end().end();
+    out << '\n';
 }
 
 } // namespace tool

@@ -44,7 +44,7 @@ public:
     std::string svg() const;
     /// The input of WaveDrom's bit field renderer. It knows no overlap, so a field of the second lane and
     /// above is told under the field of the first that it begins in.
-    Json wavedrom() const;
+    void wavedrom(std::ostream& out) const;
 
 private:
     RowForm form_;

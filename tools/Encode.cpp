@@ -2,6 +2,7 @@
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 
+#include <algorithm>
 #include <bit>
 #include <optional>
 #include <ostream>
@@ -23,57 +24,47 @@ struct Result {
     std::optional<Address> address;
 };
 
-/// Prints results as they come, or collects them where the form wants them all.
+/// Prints results as they come.
 class EncodePrinter {
 public:
     EncodePrinter(Context& context, EncodeOptions const& options)
-        : context_(context), options_(options),
-          listing_({"where", "entry", "chip", "table", "variant", "words", "row", "array", "identifier",
-                    "address", "block", "aux"}) {}
+        : cononeLine(context), options_(options), json_(context.out, true),
+          rows_(context.out,
+                {"where", "entry", "chip", "table", "variant", "words", "row", "array", "identifier",
+                 "address", "block", "aux"},
+                options.output) {
+        if (isJson()) {
+            json_.beginArray();
+        }
+    }
 
     void print(Result const& result) {
-        RowForm const& form = result.row.form;
         if (options_.rows) {
-            context_.out << rowLine(result.row) << '\n';
+            cononeLine.out << rowLine(result.row) << '\n';
         } else if (options_.output.format == Format::text) {
             printText(result);
-        } else if (options_.output.format == Format::json) {
-            json_.push_back(toJson(result));
+        } else if (isJson()) {
+            printJson(result);
         } else {
-            std::vector<Json> cells{result.where.empty() ? Json() : Json(result.where),
-                                    result.text,
-                                    U32{form.chip},
-                                    form.table->name,
-                                    form.variant,
-                                    wordsText(result.row.words)};
-            cells.resize(12);
-            if (result.address) {
-                cells[6] = *result.entry;
-                cells[7] = options_.place.array;
-                cells[8] = options_.place.identifier;
-                cells[9] = hex(result.address->address, 8);
-                cells[10] = hex(result.address->block, 2);
-                cells[11] = hex(result.address->aux, 2);
-            }
-            listing_.add(std::move(cells));
+            printRow(result);
         }
     }
 
     void finish() {
-        if (options_.rows || options_.output.format == Format::text) {
-            return;
-        }
-        if (options_.output.format == Format::json) {
-            printJson(context_.out, json_);
-        } else {
-            listing_.print(context_.out, options_.output);
+        if (isJson()) {
+            json_.end();
+            cononeLine.out << '\n';
+        } else if (!options_.rows && options_.output.format != Format::text) {
+            rows_.end();
         }
     }
 
 private:
+    bool isJson() const { return options_.output.format == Format::json; }
+
     void printText(Result const& result) {
         RowForm const& form = result.row.form;
-        std::ostream& out = context_.out;
+        std::ostream& out = cononeLine.out;
         out << (first_ ? "" : "\n");
         first_ = false;
         if (options_.output.headings) {
@@ -92,33 +83,43 @@ private:
         out << fieldsText(decodeRow(form, result.row.words), options_.nonzero);
     }
 
-    Json toJson(Result const& result) const {
+    void printRow(Result const& result) {
         RowForm const& form = result.row.form;
-        Json json;
-        if (!result.where.empty()) {
-            json["where"] = result.where;
-        }
-        json["entry"] = result.text;
-        json["chip"] = U32{form.chip};
-        json["table"] = form.table->name;
-        json["variant"] = form.variant;
-        json["words"] = split(wordsText(result.row.words));
+        std::vector<Cell> cells{Cell::orNone(result.where), result.text,  U32{form.chip},
+                                form.table->name,           form.variant, wordsText(result.row.words)};
+        cells.resize(12);
         if (result.address) {
-            json["row"] = *result.entry;
-            json["array"] = options_.place.array;
-            json["identifier"] = options_.place.identifier;
-            json["address"] = hex(result.address->address, 8);
-            json["block"] = hex(result.address->block, 2);
-            json["aux"] = hex(result.address->aux, 2);
+            cells[6] = *result.entry;
+            cells[7] = options_.place.array;
+            cells[8] = options_.place.identifier;
+            cells[9] = hex(result.address->address, 8);
+            cells[10] = hex(result.address->block, 2);
+            cells[11] = hex(result.address->aux, 2);
         }
-        json["fields"] = fieldsJson(decodeRow(form, result.row.words), options_.nonzero);
-        return json;
+        rows_.add(cells);
     }
 
-    Context& context_;
+    void printJson(Result const& result) {
+        json_.beginObject();
+        if (!result.where.empty()) {
+            json_.string("where", result.where);
+        }
+        json_.string("entry", result.text);
+        writeRow(json_, result.row.form, result.row.words);
+        if (result.address) {
+            json_.number("row", *result.entry).number("array", options_.place.array);
+            json_.number("identifier", options_.place.identifier)
+                .string("address", hex(result.address->address, 8));
+            json_.string("block", hex(result.address->block, 2)).string("aux", hex(result.address->aux, 2));
+        }
+        writeFields(json_, decodeRow(result.row.form, result.row.words), options_.nonzero);
+        json_.end();
+    }
+
+    Context& cononeLine;
     EncodeOptions const& options_;
-    Listing listing_;
-    Json json_ = Json::array();
+    JsonWriter json_;
+    RowPrinter rows_;
     bool first_ = true;
 };
 
@@ -135,11 +136,6 @@ std::vector<ChipType> chipsOf(EncodeOptions const& options) {
 
 } // namespace
 
-std::string rowLine(EncodedRow const& row) {
-    return "chip=" + std::to_string(row.form.chip) + " table=" + std::string(row.form.table->name) +
-           " variant=" + std::to_string(row.form.variant) + ' ' + wordsText(row.words);
-}
-
 void encode(Context& context, EncodeOptions const& options) {
     std::vector<ChipType> const chips = chipsOf(options);
     EncodePrinter printer(context, options);
@@ -148,23 +144,32 @@ void encode(Context& context, EncodeOptions const& options) {
     auto const encodeOne = [&](std::string const& text, std::string const& where) {
         U64 const entryIndex = next++;
         Entry const entry = parseEntry(text);
-        std::string const words = join(split(text));
+        std::string const oneLine = join(split(text));
+        std::vector<std::pair<EncodedRow::Loss, std::vector<ChipType>>> losses;
+        std::string const prefix = where.empty() ? "" : where + ": ";
         for (ChipType const chip : chips) {
-            std::string const prefix = where.empty() ? "" : where + ": ";
             try {
-                Result result{where, words, encodeEntry(entry, chip), {}, {}};
+                Result result{where, oneLine, encodeEntry(entry, chip), {}, {}};
                 if (options.place.entry) {
                     result.entry = entryIndex;
                     result.address =
                         addressOf(result.row.form, entryIndex, options.place.array, options.place.identifier);
                 }
-                for (std::string const& note : result.row.notes) {
-                    context.note(prefix + note);
+                for (EncodedRow::Loss const& loss : result.row.losses) {
+                    auto const at =
+                        std::ranges::find(losses, loss, [](auto const& each) { return each.first; });
+                    (at != losses.end() ? *at : losses.emplace_back(loss, std::vector<ChipType>()))
+                        .second.push_back(chip);
                 }
                 printer.print(result);
+            } catch (Broken const&) {
+                throw;
             } catch (Refused const& refused) {
                 context.report(prefix + refused.what());
             }
+        }
+        for (auto const& [loss, on] : losses) {
+            context.note(prefix + lossText(*entry.kind, loss, on));
         }
     };
     if (options.file.empty()) {
@@ -181,13 +186,10 @@ void kinds(Context& context, KindsOptions const& options) {
         if (!options.kind.empty() && &kindNamed(options.kind) != &kind) {
             continue;
         }
-        for (AttributeInfo const& each : kind.attributes) {
-            std::vector<std::string_view> words;
-            for (Kor::Enumerator const& word : each.words) {
-                words.push_back(word.name);
-            }
+        for (Field const& each : kind.fields()) {
             listing.add({kind.name, kind.table->name, kind.variant, each.name, std::bit_width(each.most),
-                         each.most, join(words)});
+                         each.most > 0xffffffff ? Cell::wide(each.most) : Cell(each.most),
+                         join(each.words())});
         }
     }
     listing.print(context.out, options.output);

@@ -35,6 +35,10 @@ enum Status : int {
 struct TimedOut : Refused {
     using Refused::Refused;
 };
+/// Reading or writing has failed: nothing that follows can be done.
+struct Broken : Refused {
+    using Refused::Refused;
+};
 /// There is no connection, or it has ended.
 struct NoConnection : Refused {
     using Refused::Refused;

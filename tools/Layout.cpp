@@ -16,7 +16,7 @@ using Hardware::FieldPlace;
 using Hardware::TableInfo;
 using Hardware::layout::Position;
 
-Json rangeJson(FieldInfo const& field, Position at) {
+Cell rangeCell(FieldInfo const& field, Position at) {
     if (at.width == 0) {
         return {};
     }
@@ -53,8 +53,8 @@ void diff(Context& context, LayoutOptions const& options) {
             Position const after = table.position(field, to, variant);
             std::string const change = changeText(before, after);
             if (!change.empty()) {
-                listing.add({table.name, table.ignoresVariant ? Json("any") : Json(variant), field.name,
-                             change, rangeJson(field, before), rangeJson(field, after)});
+                listing.add({table.name, table.ignoresVariant ? Cell("any") : Cell(variant), field.name,
+                             change, rangeCell(field, before), rangeCell(field, after)});
             }
         }
     }
@@ -78,7 +78,7 @@ void layout(Context& context, LayoutOptions const& options) {
     if (options.svg) {
         context.out << diagram.svg();
     } else if (options.wavedrom) {
-        printJson(context.out, diagram.wavedrom());
+        diagram.wavedrom(context.out);
     } else if (options.output.format == Format::text) {
         if (options.output.headings) {
             context.out << bold(diagram.title(), options.output.colour) << '\n';

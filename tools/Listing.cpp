@@ -1,6 +1,7 @@
 #include "tools/Listing.h"
 
 #include "forms/Text.h"
+#include "runtime/PlainText.h"
 
 #include <algorithm>
 #include <ostream>
@@ -8,10 +9,6 @@
 namespace tool {
 
 namespace {
-
-std::string cellText(Json const& cell) {
-    return cell.is_null() ? "" : cell.is_string() ? Kor::plainText(cell.get<std::string>()) : dumped(cell);
-}
 
 std::string quoted(std::string text) {
     if (text.find_first_of(",\"\n\r") == text.npos) {
@@ -23,11 +20,11 @@ std::string quoted(std::string text) {
     return '"' + text + '"';
 }
 
-std::string csvLine(std::vector<Json> const& cells) {
+std::string csvLine(std::vector<Cell> const& cells) {
     std::vector<std::string> all;
     all.reserve(cells.size());
-    for (Json const& cell : cells) {
-        all.push_back(quoted(cellText(cell)));
+    for (Cell const& cell : cells) {
+        all.push_back(quoted(Kor::plainText(cell.text())));
     }
     return join(all, ",");
 }
@@ -38,53 +35,59 @@ std::string bold(std::string const& text, bool colour) {
     return colour ? "\033[1m" + text + "\033[0m" : text;
 }
 
-std::string dumped(Json const& json, int indent) {
-    return Kor::plainJson(json.dump(indent, ' ', false, Json::error_handler_t::replace));
+void Cell::write(JsonWriter& writer) const {
+    if (kind_ == Kind::none) {
+        writer.null();
+    } else if (kind_ == Kind::raw) {
+        writer.raw(text_);
+    } else {
+        writer.string(text_);
+    }
 }
 
-void printJson(std::ostream& stream, Json const& json) {
-    stream << dumped(json, 2) << '\n';
-}
-
-RowPrinter::RowPrinter(std::ostream& stream, std::vector<std::string> columns, Output const& output)
-    : stream_(stream), columns_(std::move(columns)), output_(output), widths_(columns_.size()),
+RowPrinter::RowPrinter(std::ostream& stream, std::vector<std::string> columns, Output const& output,
+                       Rows rows)
+    : stream_(stream), columns_(std::move(columns)), output_(output), rows_(rows), widths_(columns_.size()),
       numeric_(columns_.size(), true) {}
 
-void RowPrinter::add(std::vector<Json> cells) {
+void RowPrinter::add(std::vector<Cell> const& cells) {
+    if (output_.format == Format::json) {
+        if (rows_ == Rows::lines) {
+            json_.emplace(stream_);
+        } else if (!json_) {
+            json_.emplace(stream_, true).beginArray();
+        }
+        json_->beginObject();
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            json_->key(columns_[i]);
+            cells[i].write(*json_);
+        }
+        json_->end();
+        if (rows_ == Rows::lines) {
+            stream_ << '\n';
+        }
+        return;
+    }
     constexpr std::size_t block = 1000;
-    waiting_.push_back(std::move(cells));
-    if (output_.format == Format::json || output_.format == Format::csv || waiting_.size() == block) {
+    waiting_.push_back(cells);
+    if (output_.format == Format::csv || waiting_.size() == block) {
         flush();
     }
 }
 
 void RowPrinter::end() {
-    flush();
-    if (output_.format == Format::json) {
-        stream_ << (hasBegun_ ? "\n]\n" : "[]\n");
+    if (output_.format != Format::json) {
+        flush();
+    } else if (rows_ == Rows::array) {
+        json_ ? *json_ : json_.emplace(stream_, true).beginArray();
+        json_->end();
+        stream_ << '\n';
     }
 }
 
 void RowPrinter::flush() {
-    bool const isFirst = !hasBegun_;
-    if (output_.format == Format::json) {
-        for (auto const& row : waiting_) {
-            Json object = Json::object();
-            for (std::size_t i = 0; i < columns_.size(); ++i) {
-                object[columns_[i]] = row[i];
-            }
-            std::string text = dumped(object, 2);
-            for (std::size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1)) {
-                text.insert(at + 1, 2, ' ');
-            }
-            stream_ << (hasBegun_ ? ",\n  " : "[\n  ") << text;
-            hasBegun_ = true;
-        }
-        waiting_.clear();
-        return;
-    }
-    hasBegun_ = true;
-    std::vector<Json> const headings(columns_.begin(), columns_.end());
+    bool const isFirst = !std::exchange(hasBegun_, true);
+    std::vector<Cell> const headings(columns_.begin(), columns_.end());
     bool const hasHeadings = isFirst && output_.headings;
     if (output_.format == Format::csv) {
         stream_ << (hasHeadings ? csvLine(headings) + '\n' : "");
@@ -97,8 +100,8 @@ void RowPrinter::flush() {
     for (std::size_t i = 0; i < columns_.size(); ++i) {
         widths_[i] = std::max(widths_[i], output_.headings ? columns_[i].size() : 0);
         for (auto const& row : waiting_) {
-            widths_[i] = std::max(widths_[i], cellText(row[i]).size());
-            numeric_[i] = numeric_[i] && (row[i].is_number() || row[i].is_null());
+            widths_[i] = std::max(widths_[i], Kor::plainText(row[i].text()).size());
+            numeric_[i] = numeric_[i] && (row[i].isNumber() || row[i].isNone());
         }
     }
     if (hasHeadings) {
@@ -110,11 +113,11 @@ void RowPrinter::flush() {
     waiting_.clear();
 }
 
-std::string RowPrinter::line(std::vector<Json> const& cells) const {
+std::string RowPrinter::line(std::vector<Cell> const& cells) const {
     std::vector<std::string> all;
     all.reserve(cells.size());
     for (std::size_t i = 0; i < cells.size(); ++i) {
-        std::string cell = cellText(cells[i]);
+        std::string cell = Kor::plainText(cells[i].text());
         cell.insert(numeric_[i] ? 0 : cell.size(), widths_[i] - cell.size(), ' ');
         all.push_back(std::move(cell));
     }

@@ -21,10 +21,6 @@ namespace tool {
 
 using namespace Kor::NboAttrLog;
 
-std::string rootOf(std::string_view path) {
-    return std::string(path.substr(0, path.find_first_of(".[")));
-}
-
 Kor::Link::ConnectorConfig connectOnce(std::string_view name) {
     Kor::Link::ConnectorConfig config;
     config.session = sessionConfig(name);
@@ -32,8 +28,8 @@ Kor::Link::ConnectorConfig connectOnce(std::string_view name) {
     return config;
 }
 
-Refused noConnection(std::string const& address, std::string_view reason) {
-    return Refused("no connection to " + shown(address) + ": " + std::string(reason));
+NoConnection noConnection(std::string const& address, std::string_view reason) {
+    return NoConnection("no connection to " + shown(address) + ": " + std::string(reason));
 }
 
 SessionConfig sessionConfig(std::string_view name) {
@@ -92,15 +88,6 @@ Kor::Link::Address addressOf(std::string const& text) {
     }
 }
 
-Box boxOfEntity(Kor::Ptr<Kor::Entity> const& entity) {
-    return Kor::KorType::genericIf(entity.ptr(), false);
-}
-
-Kor::Ptr<Kor::Entity> entityIn(Box const& box) {
-    bool const isEntity = dynamic_cast<Kor::GenericIfEntity const*>(box.ptr()) != nullptr;
-    return isEntity ? static_cast<Kor::Entity*>(box->voidPtrIs(Kor::Entity::_fwkType())) : nullptr;
-}
-
 Live::Live(LiveOptions const& options, std::string_view name)
     : options_(options), connector_(loop_, addressOf(options.address), connectOnce(name)),
       bound_(boundMemory(loop_, options.memory, [this](std::string const& reason) {
@@ -109,6 +96,7 @@ Live::Live(LiveOptions const& options, std::string_view name)
           }
       })) {
     options_.address = options.address.empty() ? connector_.address().path() : options.address;
+    roots_.missingIs([this](std::string const& root) { want(root); });
     require([this] { return connector_.isEstablished() && session().areOffersKnown(); }, "a connection");
 }
 
@@ -133,8 +121,8 @@ void Live::runFor(std::chrono::milliseconds time) {
 
 void Live::require(std::function<bool()> const& condition, std::string const& what) {
     if (!until(condition)) {
-        throw Refused("no " + what + " from " + shown(options_.address) + " within " +
-                      std::to_string(options_.timeout.count()) + " ms");
+        throw TimedOut("no " + what + " from " + shown(options_.address) + " within " +
+                       std::to_string(options_.timeout.count()) + " ms");
     }
 }
 
@@ -147,29 +135,29 @@ std::vector<std::string> Live::offers() {
 }
 
 Place Live::at(std::string const& path) {
-    std::string const root = rootOf(path);
-    if (!roots_.all().contains(root)) {
-        Kor::Name const name{Kor::String8(root)};
-        if (!session().peerOffers().contains(name)) {
-            throw Refused("no root " + shown(root) + suggest(root, offers()));
-        }
-        // The hooks may be called after this function has given up.
-        struct Outcome {
-            RootState state{};
-            std::string reason;
-        };
-        auto const outcome = std::make_shared<Outcome>();
-        session().want(name, [outcome](RootState now, Kor::Ptr<Kor::Entity> const&, Kor::String8 const& why) {
-            *outcome = {now, std::string(why.view())};
-        });
-        require([&] { return outcome->state >= RootState::synchronized; }, "root " + root);
-        Kor::Ptr<Kor::Entity> const entity = session().root(name);
-        if (outcome->state == RootState::refused || !entity) {
-            throw Refused("root " + root + " is not to be had: " + outcome->reason);
-        }
-        roots_.add(root, boxOfEntity(entity));
-    }
     return roots_.at(path);
+}
+
+void Live::want(std::string const& root) {
+    Kor::Name const name{Kor::String8(root)};
+    if (!session().peerOffers().contains(name)) {
+        throw NotThere("no root " + shown(root) + " is offered" + suggest(root, offers()));
+    }
+    // The hooks may be called after this function has given up.
+    struct Outcome {
+        RootState state{};
+        std::string reason;
+    };
+    auto const outcome = std::make_shared<Outcome>();
+    session().want(name, [outcome](RootState now, Kor::Ptr<Kor::Entity> const&, Kor::String8 const& why) {
+        *outcome = {now, std::string(why.view())};
+    });
+    require([&] { return outcome->state >= RootState::synchronized; }, "root " + root);
+    Kor::Ptr<Kor::Entity> const entity = session().root(name);
+    if (outcome->state == RootState::refused || !entity) {
+        throw Refused("root " + root + " is not to be had: " + outcome->reason);
+    }
+    roots_.add(root, boxOfEntity(entity));
 }
 
 void Live::mustBeWritable(std::string const& path) {
@@ -187,9 +175,13 @@ void Live::deliver() {
 }
 
 Json Live::ask(std::string_view verb, std::string_view argument) {
-    constexpr int deepest = 8; // a peer could make it so deep that to walk it takes all of the stack
-    return Json::parse(call(verb, argument),
-                       [](int depth, Json::parse_event_t, Json&) { return depth <= deepest; });
+    std::string const answer = call(verb, argument);
+    try {
+        return parseJson(answer);
+    } catch (Refused const& refused) {
+        throw Refused(shown(options_.address) + " gives an odd answer to " + std::string(verb) + ": " +
+                      refused.what());
+    }
 }
 
 std::string Live::call(std::string_view verb, std::string_view argument) {

@@ -5,10 +5,11 @@
 ///
 ///     tool::Live live({"/run/loam/driver"}, "get");
 ///     tool::Place const place = live.at("lifStatus.appStatus[vtAppMpls]");
-///     ... Forms::get(place), or tool::set(place, text, live.roots()); live.deliver(); ...
+///     ... itemsAt(place), or Forms::set(place, text, live.roots()); live.deliver(); ...
 ///
-/// Everything throws Refused when it does not come about in the time given.
+/// Everything throws TimedOut when it does not come about in the time given, and NoConnection without one.
 
+#include "forms/Json.h"
 #include "forms/Path.h"
 #include "link/Connector.h"
 #include "tools/Failure.h"
@@ -27,9 +28,6 @@ struct LiveOptions {
     /// How many MiB this process may hold.
     unsigned memory = 1024;
 };
-
-/// What a path begins with.
-std::string rootOf(std::string_view path);
 
 /// The name and the checksum that this program tells its peers.
 Kor::NboAttrLog::SessionConfig sessionConfig(std::string_view name);
@@ -51,12 +49,7 @@ void endingSignalsAre(Kor::Link::Loop& loop, std::function<void()> hook);
 /// How to connect once, without a second try.
 Kor::Link::ConnectorConfig connectOnce(std::string_view name);
 /// Why there is no connection.
-Refused noConnection(std::string const& address, std::string_view reason);
-
-/// The box of an entity.
-Box boxOfEntity(Kor::Ptr<Kor::Entity> const& entity);
-/// The entity in a box; null for a box of anything else.
-Kor::Ptr<Kor::Entity> entityIn(Box const& box);
+NoConnection noConnection(std::string const& address, std::string_view reason);
 
 class Live {
 public:
@@ -69,11 +62,10 @@ public:
     void mustBeWritable(std::string const& path);
     /// Waits until the peer has taken in what was written here.
     void deliver();
+    /// The peer's answer as JSON; Refused for what is none.
+    Json ask(std::string_view verb, std::string_view argument);
     /// The peer's answer.
     std::string call(std::string_view verb, std::string_view argument);
-    /// The peer's answer, which is JSON; without what lies deeper than any answer goes. Json::exception for
-    /// what is no JSON.
-    Json ask(std::string_view verb, std::string_view argument);
     /// Runs until the condition holds; false when the time is over.
     bool until(std::function<bool()> const& condition);
     /// Runs that long, unless the connection ends.
@@ -85,6 +77,7 @@ public:
     std::vector<std::string> offers();
 
 private:
+    void want(std::string const& root);
     void require(std::function<bool()> const& condition, std::string const& what);
 
     LiveOptions options_;

@@ -3,9 +3,13 @@
 #include "attrlog/session/Diagnostics.h"
 #include "link/Listener.h"
 #include "tools/Messages.h"
+#include "tools/Results.h"
 #include "tools/Script.h"
+#include "tools/Streams.h"
 
-#include <fstream>
+#include <algorithm>
+#include <csignal>
+#include <exception>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -14,24 +18,6 @@
 namespace tool {
 
 using namespace Kor::NboAttrLog;
-
-namespace {
-
-void print(Context& context, std::vector<std::string> const& lines) {
-    for (std::string const& line : lines) {
-        context.out << Kor::plainText(line) << '\n';
-    }
-}
-
-/// False for a key that its attribute does not have, which reads as a default.
-bool isThere(Place const& place) {
-    using Op = Kor::GenericIf::AttributeOp;
-    return place.attribute == nullptr || !place.key ||
-           place.object->attributeOp({place.attribute->attributeId(), Op::contains}, place.key, nullptr)
-                   ->strRep() == "True";
-}
-
-} // namespace
 
 std::pair<std::string, std::optional<std::string>> parseWait(std::string const& text) {
     Nesting nesting;
@@ -47,11 +33,8 @@ std::pair<std::string, std::optional<std::string>> parseWait(std::string const& 
 void serve(Context& context, ServeOptions const& options) {
     Script script(context.out);
     if (!options.file.empty()) {
-        std::ifstream file(options.file);
-        if (!file) {
-            throw Refused("cannot read " + shown(options.file));
-        }
-        script.run(file, options.file);
+        InputFile file(options.file);
+        script.run(file.stream(), options.file);
     }
     for (std::string const& root : options.roots) {
         std::size_t const sign = root.find('=');
@@ -63,7 +46,13 @@ void serve(Context& context, ServeOptions const& options) {
     auto const service = Kor::makePtr<Service>();
     diagnosticsAre(*service, {.setsTrace = options.writable});
     for (auto const& [name, box] : script.roots().all()) {
-        if (auto const entity = entityIn(box)) {
+        auto const entity = entityIn(box);
+        if (!entity && std::ranges::any_of(options.roots, [&, name = name](std::string const& root) {
+                return root.starts_with(name + '=');
+            })) {
+            throw WrongUsage("cannot serve " + name + ": a " + shortName(*box->type()) + " is no entity");
+        }
+        if (entity) {
             refusing("cannot serve " + name, [&, name = name] {
                 service->offer(Kor::Name(Kor::String8(name)), entity,
                                options.writable ? Access::writable : Access::readOnly);
@@ -101,82 +90,119 @@ void serve(Context& context, ServeOptions const& options) {
     });
 }
 
-void tree(Context& context, LiveOptions const& options, std::string const& path, unsigned depth) {
-    Live live(options, "tree");
-    if (!path.empty()) {
-        return print(context, Forms::tree(live.at(path), depth));
+void tree(Context& context, LivePlace const& options) {
+    Live live(options.live, "tree");
+    Values values(context.out, options.output, &live.roots());
+    if (!options.path.empty()) {
+        values.tree(live.at(options.path), options.depth);
+    } else {
+        for (std::string const& root : live.offers()) {
+            values.tree(live.at(rootText(root)), options.depth);
+        }
     }
-    for (std::string const& root : live.offers()) {
-        print(context, Forms::tree(live.at(root), depth));
+    values.end();
+}
+
+void get(Context& context, LivePlace const& options) {
+    Live live(options.live, "get");
+    Values values(context.out, options.output, &live.roots());
+    values.items(live.at(options.path));
+    values.end();
+}
+
+void set(Context& context, SetOptions const& options) {
+    Live live(options.live, "set");
+    auto const setOne = [&](std::string const& path, std::string_view value) {
+        live.mustBeWritable(path);
+        Forms::set(live.at(path), value, live.roots());
+    };
+    if (options.file.empty()) {
+        setOne(options.path, options.value);
+    } else {
+        eachLine(context, options.file, [&](std::string const& line, std::string const&) {
+            std::string_view const text = trimmed(line);
+            std::string_view const path = words(text).front();
+            setOne(std::string(path), text.substr(path.size()));
+        });
     }
-}
-
-void get(Context& context, LiveOptions const& options, std::string const& path) {
-    Live live(options, "get");
-    print(context, Forms::get(live.at(path)));
-}
-
-void set(Context& context, LiveOptions const& options, std::string const& path, std::string const& value) {
-    Live live(options, "set");
-    live.mustBeWritable(path);
-    Forms::set(live.at(path), value, live.roots());
-    live.deliver();
-    static_cast<void>(context);
-}
-
-void del(Context& context, LiveOptions const& options, std::string const& path) {
-    Live live(options, "del");
-    live.mustBeWritable(path);
-    print(context, {Forms::del(live.at(path))});
     live.deliver();
 }
 
-void wait(Context& context, LiveOptions const& options, WaitOptions const& wait) {
-    Live live(options, "wait");
-    auto const [path, value] = parseWait(wait.condition);
-    live.at(rootOf(path));
+void del(Context& context, LivePlace const& options) {
+    Live live(options.live, "del");
+    live.mustBeWritable(options.path);
+    Place const place = live.at(options.path);
+    Values values(context.out, options.output, &live.roots());
+    values.item({place.path, Forms::del(place)}, true);
+    live.deliver();
+    values.end();
+}
+
+void wait(Context& context, WaitOptions const& options) {
+    Live live(options.live, "wait");
+    auto const [path, value] = parseWait(options.condition);
     std::string last = "it is not there";
+    std::exception_ptr wrong;
+    Box box;
     auto const holds = [&, path = path, value = value] {
         try {
             Place const place = live.roots().at(path);
-            Box const box = isThere(place) ? valueAt(place) : nullptr;
-            if (!box) {
-                last = "it is not there";
-                return wait.gone;
+            if (value && place.attribute != nullptr) { // what is no value of the type never comes
+                readValue(*place.attribute->type(), *value, live.roots().find(), path);
             }
-            last = "it is " + textOf(box);
-            return !wait.gone &&
-                   (!value || textOf(box) == textOf(readValue(*box->type(), *value, live.roots().find())));
-        } catch (Refused const& refused) {
-            // Something on the way is not there yet.
-            last = refused.what();
-            return wait.gone;
+            box = isThere(place) ? valueAt(place) : nullptr;
+            last = box ? "it is " + valueText(options.output.form, box, &live.roots()) : "it is not there";
+            return options.gone
+                       ? !box
+                       : box && (!value ||
+                                 textOf(box) == textOf(readValue(*box->type(), *value, live.roots().find())));
+        } catch (NotThere const& notThere) { // something on the way, which may come
+            last = notThere.what();
+            return options.gone;
+        } catch (Refused const&) {
+            wrong = std::current_exception();
+            return true;
         }
     };
-    if (!live.until(holds)) {
-        throw Refused("within " + std::to_string(options.timeout.count()) + " ms " + shown(path) +
-                      (wait.gone ? " did not go: " : " was not so: ") + last);
+    live.at(rootText(rootOf(path)));
+    bool const isSo = live.until(holds);
+    if (wrong) {
+        std::rethrow_exception(wrong);
     }
-    print(context, {path + (wait.gone ? " deleted" : " = " + textOf(valueAt(live.roots().at(path))))});
+    if (!isSo) {
+        throw TimedOut("within " + std::to_string(options.live.timeout.count()) + " ms " + shown(path) +
+                       (options.gone ? " did not go: " : " was not so: ") + last);
+    }
+    if (options.gone && options.output.format == Format::text) {
+        context.out << path << " deleted\n";
+        return;
+    }
+    Values values(context.out, options.output, &live.roots());
+    if (!options.gone) {
+        values.item({path, box});
+    }
+    values.end();
 }
 
 void stats(Context& context, LiveOptions const& options, Output const& output) {
+    Json const answer = Live(options, "stats").ask("stats", "");
+    auto const cellOf = [](Json const& json) {
+        return json.kind == Json::Kind::number
+                   ? Cell::raw(json.text)
+                   : Cell(json.isObject() || json.isArray() ? json.shown() : json.text);
+    };
     Listing listing({"peer", "counter", "value"});
-    auto const addCounters = [&](std::string const& peer, Json const& of) {
-        for (auto const& [name, value] : of.items()) {
-            if (value.is_number()) {
-                listing.add({peer, name, value});
+    for (auto const& [none, peer] : answer.at("peers").members) {
+        for (auto const& [name, value] : peer.members) {
+            if (name != "peer") {
+                listing.add({peer.at("peer").text, name, cellOf(value)});
             }
         }
-    };
-    try {
-        Json const answer = Live(options, "stats").ask("stats", "");
-        for (Json const& peer : answer.at("peers")) {
-            addCounters(peer.at("peer").get<std::string>(), peer);
+    }
+    for (auto const& [name, value] : answer.members) { // of the whole process
+        if (value.kind == Json::Kind::number) {
+            listing.add({"", name, cellOf(value)});
         }
-        addCounters("", answer); // of the whole process
-    } catch (Json::exception const&) {
-        throw Refused("the process answers what are no counters");
     }
     listing.print(context.out, output);
 }

@@ -20,18 +20,45 @@ struct ServeOptions {
     bool writable = false;
 };
 void serve(Context& context, ServeOptions const& options);
-void tree(Context& context, LiveOptions const& options, std::string const& path, unsigned depth);
-void get(Context& context, LiveOptions const& options, std::string const& path);
-void set(Context& context, LiveOptions const& options, std::string const& path, std::string const& value);
-void del(Context& context, LiveOptions const& options, std::string const& path);
+
+/// A place of a live tree, and how it is shown.
+struct LivePlace {
+    LiveOptions live;
+    std::string path;
+    Output output;
+    unsigned depth = 16;
+};
+void tree(Context& context, LivePlace const& options);
+void get(Context& context, LivePlace const& options);
+void del(Context& context, LivePlace const& options);
+
+struct SetOptions {
+    LiveOptions live;
+    std::string path, value;
+    /// Instead of these: a line of `PATH VALUE` each.
+    std::string file;
+};
+void set(Context& context, SetOptions const& options);
+
+struct ScriptOptions {
+    std::string file;
+    bool keepGoing = false;
+    /// Over a live tree, where there is an address.
+    LiveOptions live;
+    Output output;
+};
+/// `run`: makes objects and drives them, by the lines of a script (tools/Script.h).
+void runScript(Context& context, ScriptOptions const& options);
 
 struct WaitOptions {
+    LiveOptions live;
     std::string condition;
     bool gone = false;
+    Output output;
 };
 /// `PATH=VALUE`, cut at the first = outside of quotes and brackets.
 std::pair<std::string, std::optional<std::string>> parseWait(std::string const& text);
-void wait(Context& context, LiveOptions const& options, WaitOptions const& wait);
+void wait(Context& context, WaitOptions const& options);
 void monitor(Context& context, MonitorOptions const& options);
 
 struct LogRecordOptions {

@@ -29,6 +29,8 @@ void addMilliseconds(CLI::App& command, std::string const& name, std::chrono::mi
         command, name, [&time](U32 n) { time = std::chrono::milliseconds(n); }, text);
 }
 
+} // namespace
+
 void addLive(CLI::App& command, LiveOptions& live) {
     addSocket(command, live.address);
     addMilliseconds(command, "--timeout", live.timeout,
@@ -37,6 +39,8 @@ void addLive(CLI::App& command, LiveOptions& live) {
         command, "--memory", [&live](U32 n) { live.memory = n; },
         "How many MiB to hold at most of what is there (default: 1024)");
 }
+
+namespace {
 
 constexpr char const* pathText =
     "The place, such as lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=100]";
@@ -59,69 +63,73 @@ void addServe(CLI::App& app, Context& context) {
 
 void addTree(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand("tree", "Print what a process serves, from a place on");
-    struct Options {
-        LiveOptions live;
-        std::string path;
-        unsigned depth = 16;
-    };
-    auto const options = std::make_shared<Options>();
+    auto const options = std::make_shared<LivePlace>();
     command->add_option("path", options->path, std::string(pathText) + " (default: all)")->type_name("");
     addNumber(
         *command, "-d,--depth", [options](U32 n) { options->depth = n; },
         "Show objects so deep (default: 16)", 1000);
     addLive(*command, options->live);
-    command->callback([&context, options] { tree(context, options->live, options->path, options->depth); });
+    addOutput(*command, options->output, "; without it, indented lines");
+    addForm(*command, options->output);
+    command->callback([&context, options] { tree(context, *options); });
 }
 
 /// A command on one place.
-template <class Run>
-void addPlace(CLI::App& app, std::string const& name, std::string const& text, Run run) {
+void addPlace(CLI::App& app, Context& context, char const* name, char const* text,
+              void (*run)(Context&, LivePlace const&), char const* footer) {
     auto* const command = app.add_subcommand(name, text);
-    struct Options {
-        LiveOptions live;
-        std::string path;
-    };
-    auto const options = std::make_shared<Options>();
+    auto const options = std::make_shared<LivePlace>();
     command->add_option("path", options->path, pathText)->type_name("")->required();
     addLive(*command, options->live);
-    command->callback([run, options] { run(options->live, options->path); });
+    addOutput(*command, options->output, "; without it, values as lines");
+    addForm(*command, options->output);
+    command->footer(footer);
+    command->callback([&context, run, options] { run(context, *options); });
 }
 
 void addSet(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand("set", "Write a value of a live tree, or make a child");
-    struct Options {
-        LiveOptions live;
-        std::string path, value;
-    };
-    auto const options = std::make_shared<Options>();
-    command->add_option("path", options->path, pathText)->type_name("")->required();
+    auto const options = std::make_shared<SetOptions>();
+    command->add_option("path", options->path, pathText)->type_name("");
     command->add_option("value", options->value, "Its text, such as 3; nothing for a child")->type_name("");
+    command
+        ->add_option("-f,--file", options->file,
+                     "Instead, read lines of a path and a value; # starts a comment; - is the standard input")
+        ->type_name("FILE");
     addLive(*command, options->live);
-    command->callback([&context, options] { set(context, options->live, options->path, options->value); });
+    command->footer(
+        "What is set is there at the peer when the command ends. Of a file, lines that are refused are\n"
+        "told of, and the others are set.\n\n"
+        "  loamtunnel set 'lif.appConfig[vtAppMpls]'\n"
+        "  loamtunnel set 'lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1]' 3");
+    command->callback([&context, options] {
+        if (options->path.empty() == options->file.empty()) {
+            throw WrongUsage("set takes either a path or --file FILE");
+        }
+        set(context, *options);
+    });
 }
 
 void addWait(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand("wait", "Wait until a place of a live tree has a value");
-    struct Options {
-        LiveOptions live;
-        WaitOptions wait;
-    };
-    auto const options = std::make_shared<Options>();
+    auto const options = std::make_shared<WaitOptions>();
     command
-        ->add_option("condition", options->wait.condition,
+        ->add_option("condition", options->condition,
                      "PATH=VALUE, or PATH alone for any value, such as 'lif.appConfig[vtAppMpls]'")
         ->type_name("")
         ->required();
-    command->add_flag("--gone", options->wait.gone, "Wait until there is nothing at the path");
+    command->add_flag("--gone", options->gone, "Wait until there is nothing at the path");
     addLive(*command, options->live);
+    addOutput(*command, options->output, "; without it, a line");
+    addForm(*command, options->output);
     command->footer(
-        "The exit status is 1 when it did not come about in time.\n\n"
+        "The exit status is 5 when it did not come about in time.\n\n"
         "  loamtunnel wait --timeout 60000 'lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1]=3'");
     command->callback([&context, options] {
-        if (options->wait.gone && parseWait(options->wait.condition).second) {
+        if (options->gone && parseWait(options->condition).second) {
             throw WrongUsage("--gone takes a path without a value");
         }
-        wait(context, options->live, options->wait);
+        wait(context, *options);
     });
 }
 
@@ -153,6 +161,8 @@ void addMonitor(CLI::App& app, Context& context) {
         *command, "--for", [options](U32 n) { options->seconds = n; },
         "End after so many seconds (default: with SIGINT)");
     addLive(*command, options->live);
+    addOutput(*command, options->output, "; without it, lines; JSON has an object a line");
+    addForm(*command, options->output);
     command->footer("A connection that is lost is made again; lines with -- in front tell of it.");
     command->callback([&context, options] { monitor(context, *options); });
 }
@@ -364,11 +374,11 @@ void addLiveCommands(CLI::App& app, Context& context) {
     addApplication(app, context);
     addServe(app, context);
     addTree(app, context);
-    addPlace(app, "get", "Print a value of a live tree, or all members of an attribute",
-             [&context](LiveOptions const& live, std::string const& path) { get(context, live, path); });
+    addPlace(app, context, "get", "Print a value of a live tree, or all members of an attribute", get,
+             "The exit status is 4 when nothing is there.");
     addSet(app, context);
-    addPlace(app, "del", "Delete a member of a live tree, and print what it was",
-             [&context](LiveOptions const& live, std::string const& path) { del(context, live, path); });
+    addPlace(app, context, "del", "Delete a member of a live tree, and print what it was", del,
+             "The exit status is 4 when nothing is there.");
     addWait(app, context);
     addMonitor(app, context);
     addStats(app, context);

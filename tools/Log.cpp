@@ -3,10 +3,10 @@
 #include "forms/RecordView.h"
 #include "tools/Commands.h"
 #include "tools/Failure.h"
+#include "tools/Streams.h"
 
 #include <array>
 #include <cerrno>
-#include <fstream>
 #include <map>
 #include <optional>
 #include <string>
@@ -36,7 +36,7 @@ std::string seconds(U64 microseconds) {
 class Player {
 public:
     Player(std::string file, LogOptions const& options)
-        : file_(std::move(file)), options_(options), stream_(opened(file_)) {}
+        : file_(std::move(file)), options_(options), input_(file_) {}
 
     /// Calls `visit(record, microseconds)` with each. Refused where the recording or a record is unsound.
     template <class Visit>
@@ -46,7 +46,7 @@ public:
         Side from{};
         std::optional<RecordWalker> walker;
         try {
-            RecordingIn recording(stream_);
+            RecordingIn recording(input_.stream());
             limits = recording.limits();
             walker.emplace(limits);
             walker->preambleIs(Session::preambleOf);
@@ -78,7 +78,7 @@ public:
 private:
     std::string file_;
     LogOptions const& options_;
-    std::ifstream stream_;
+    InputFile input_;
 };
 
 /// Where something of the state stands: entity, attribute, key. An entity as such has neither attribute nor
@@ -211,10 +211,6 @@ State stateOf(Context& context, std::string const& file, LogOptions const& optio
     return state;
 }
 
-Json cell(std::string const& text) {
-    return text.empty() ? Json() : Json(text);
-}
-
 } // namespace
 
 void logShow(Context& context, LogOptions const& options) {
@@ -226,16 +222,17 @@ void logShow(Context& context, LogOptions const& options) {
         columns.emplace_back("bytes");
     }
     RowPrinter printer(context.out, columns, options.output);
-    auto const idText = [](Kor::EntityId id) { return id.number() != 0 ? Json(id.number()) : Json(); };
+    auto const idText = [](Kor::EntityId id) { return id.number() != 0 ? Cell(id.number()) : Cell(); };
     Player player(options.files.at(0), options);
     try {
         player.play([&](RecordView const& record, U64 microseconds) {
-            std::vector<Json> cells{seconds(microseconds), sideText(record.from),  textOf(record.kind),
-                                    cell(record.path),     cell(record.attribute), cell(record.key),
-                                    cell(record.value)};
+            std::vector<Cell> cells{
+                seconds(microseconds),     sideText(record.from),          textOf(record.kind),
+                Cell::orNone(record.path), Cell::orNone(record.attribute), Cell::orNone(record.key),
+                Cell::orNone(record.value)};
             if (options.more > 0) {
                 cells.insert(cells.end(), {idText(record.header.entityId), idText(record.child),
-                                           record.offset, record.bytes.size(), cell(record.fault)});
+                                           record.offset, record.bytes.size(), Cell::orNone(record.fault)});
             }
             if (options.more > 1) {
                 std::string bytes;
@@ -284,7 +281,7 @@ void logCheck(Context& context, LogOptions const& options) {
 void logReplay(Context& context, LogOptions const& options) {
     Listing listing({"entity", "attribute", "key", "value"});
     for (auto const& [place, value] : stateOf(context, options.files.at(0), options)) {
-        listing.add({place[0], cell(place[1]), cell(place[2]), value});
+        listing.add({place[0], Cell::orNone(place[1]), Cell::orNone(place[2]), value});
     }
     listing.print(context.out, options.output);
 }
@@ -293,16 +290,17 @@ void logDiff(Context& context, LogOptions const& options) {
     State const before = stateOf(context, options.files.at(0), options);
     State const after = stateOf(context, options.files.at(1), options);
     Listing listing({"difference", "entity", "attribute", "key", "before", "after"});
-    auto const add = [&](char const* what, StatePlace const& place, Json was, Json is) {
-        context.status = refusedStatus;
-        listing.add({what, place[0], cell(place[1]), cell(place[2]), std::move(was), std::move(is)});
+    auto const add = [&](char const* what, StatePlace const& place, Cell was, Cell is) {
+        context.status = differsStatus;
+        listing.add(
+            {what, place[0], Cell::orNone(place[1]), Cell::orNone(place[2]), std::move(was), std::move(is)});
     };
     for (auto was = before.begin(), is = after.begin(); was != before.end() || is != after.end();) {
         if (is == after.end() || (was != before.end() && was->first < is->first)) {
-            add("gone", was->first, was->second, Json());
+            add("gone", was->first, was->second, Cell());
             ++was;
         } else if (was == before.end() || is->first < was->first) {
-            add("new", is->first, Json(), is->second);
+            add("new", is->first, Cell(), is->second);
             ++is;
         } else {
             if (was->second != is->second) {

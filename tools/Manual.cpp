@@ -6,6 +6,7 @@
 #include "platform/Hardware/Loam/VtAppId.h"
 #include "reflect/IntrospectionReactor.h"
 #include "reflect/Text.h"
+#include "tools/Failure.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -242,7 +243,8 @@ std::string manualPage(CLI::App const& app, std::string const& version) {
             ".TP\n2\nThe command line is wrong.\n"
             ".SH ENVIRONMENT\n.TP\n\\fBLOAM_SOCKET\\fR\nWhere commands on a live tree connect to, if "
             "\\fB\\-\\-socket\\fR is "
-            "not given.\n.TP\n\\fBXDG_RUNTIME_DIR\\fR\nWhere loamtunnel/socket is that place, if neither is given; "
+            "not given.\n.TP\n\\fBXDG_RUNTIME_DIR\\fR\nWhere loamtunnel/socket is that place, if neither is "
+            "given; "
             "without it in /run.\n.TP\n\\fBNO_COLOR\\fR\nIf set, nothing is coloured.\n"
             ".SH SEE ALSO\n\\fBlibLoamTunnel\\fR(7)\n";
     return page;

@@ -12,6 +12,7 @@
 #include <memory>
 #include <ostream>
 #include <poll.h>
+#include <sstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -122,7 +123,7 @@ bool ChangeFilter::takes(Watch::Change const& change) const {
     Parts const parts = partsOf(change.path);
     return (entity.empty() || ::fnmatch(entity.c_str(), std::string(parts.entity).c_str(), 0) == 0) &&
            (attribute.empty() || parts.attribute == attribute) &&
-           (kind.empty() || (kind == "set") == change.text.has_value());
+           (kind.empty() || (kind == "set") != change.isGone);
 }
 
 namespace {
@@ -144,7 +145,7 @@ std::string now() {
 class Monitoring {
 public:
     Monitoring(MonitorOptions const& options, BoundedLines& lines, Kor::Link::Loop& loop)
-        : options_(options), lines_(lines), loop_(loop) {}
+        : options_(options), lines_(lines), loop_(loop), events_(text_, options.output, &places_) {}
 
     void setUp(Session& session) {
         if (options_.paths.empty()) {
@@ -163,10 +164,14 @@ public:
         for (std::string const& path : options_.paths) {
             if (!session.peerOffers().contains(Kor::Name(Kor::String8(rootOf(path))))) {
                 note("no root " + rootOf(path) + " is offered");
+                wasMissing = true;
             }
         }
     }
-    void note(std::string const& text) { lines_.add("-- " + text); }
+    void note(std::string const& text) {
+        events_.note("-- ", text);
+        lines_.add(taken());
+    }
 
 private:
     struct Root {
@@ -216,7 +221,7 @@ private:
         try {
             for (std::string const& path :
                  options_.paths.empty() ? std::vector<std::string>{name} : options_.paths) {
-                if (rootOf(path) == name) {
+                if (Forms::rootOf(path) == name) {
                     watch(root, path);
                 }
             }
@@ -227,34 +232,49 @@ private:
     }
     void watch(Root& root, std::string const& path) {
         Place const place = places_.at(path);
-        lines_.addAll(options_.filter.takesAll() ? Forms::tree(place) : filteredState(place));
+        state(place);
         root.watches.push_back(std::make_unique<Watch>(place, [this](Watch::Change const& change) {
             if (options_.filter.takes(change)) {
-                lines_.add(now() + ' ' + textOf(change));
+                events_.change("", now(), change);
+                lines_.add(taken());
             }
         }));
     }
 
-    /// Without what is between the values, of which a filter takes some.
-    std::vector<std::string> filteredState(Place const& place) const {
-        std::vector<std::string> lines;
-        for (Watch::Change const& each : Forms::values(place)) {
-            if (options_.filter.takes(each)) {
-                lines.push_back(textOf(each));
-            }
+    /// A filter takes some of the values, without what is between them.
+    void state(Place const& place) {
+        if (options_.filter.takesAll()) {
+            events_.tree("state", place, deepest);
+        } else {
+            walk(place, deepest, [this](Node const& node) {
+                if (!node.isOpened && options_.filter.takes({node.path, node.value, false, ""})) {
+                    events_.item("state", {node.path, node.value}, false);
+                }
+            });
         }
-        return lines;
+        lines_.addAll({taken()});
+    }
+    /// What has been written since the last time, without the end of its last line.
+    std::string taken() {
+        std::string text = std::move(text_).str();
+        text_.str("");
+        return text.substr(0, text.find_last_not_of('\n') + 1);
     }
 
+    static constexpr unsigned deepest = 16;
     MonitorOptions const& options_;
     BoundedLines& lines_;
     Kor::Link::Loop& loop_;
     Kor::Ptr<Session> session_;
     std::map<std::string, Root> roots_;
     Roots places_;
+    std::ostringstream text_;
+    Events events_;
 
 public:
     std::string failure;
+    /// Something that was asked for by name was not offered.
+    bool wasMissing = false;
 };
 
 } // namespace
@@ -297,6 +317,9 @@ void monitor(Context& context, MonitorOptions const& options) {
     }
     if (!monitoring.failure.empty()) {
         throw Refused(monitoring.failure);
+    }
+    if (monitoring.wasMissing) {
+        context.status = notThereStatus;
     }
 }
 

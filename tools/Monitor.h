@@ -4,6 +4,7 @@
 
 #include "tools/Failure.h"
 #include "tools/Live.h"
+#include "tools/Results.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -75,6 +76,7 @@ struct MonitorOptions {
     std::vector<std::string> paths;
     ChangeFilter filter;
     std::size_t buffer = 10'000;
+    Output output;
     /// 0 for no end.
     unsigned seconds = 0;
 };

@@ -2,7 +2,7 @@
 
 /// What the commands' options have in common on the command line.
 
-#include "tools/Commands.h"
+#include "tools/LiveCommands.h"
 
 #include <CLI/CLI.hpp>
 #include <functional>
@@ -12,6 +12,16 @@ namespace tool {
 
 /// The options that every command with results has.
 void addOutput(CLI::App& command, Output& output, std::string const& own);
+
+/// How values look, for commands that print some.
+void addForm(CLI::App& command, Output& output);
+
+/// An option for one of a few words.
+void addChoice(CLI::App& command, std::string const& name, std::string& choice,
+               std::vector<std::string> const& known, std::string const& text);
+
+/// The address of a process, and how long to wait for it.
+void addLive(CLI::App& command, LiveOptions& live);
 
 /// A number of at most `most`, in decimal or hexadecimal.
 CLI::Option* addNumber(CLI::App& command, std::string const& name, std::function<void(U32)> set,

@@ -3,10 +3,10 @@
 #include "tools/Manual.h"
 #include "tools/Options.h"
 #include "tools/Script.h"
+#include "tools/Streams.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <fstream>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -44,6 +44,34 @@ void addOutput(CLI::App& command, Output& output, std::string const& own) {
         "--json", [&output] { output.format = Format::json; }, "The same as --format json");
     command.add_flag_callback(
         "--no-headings", [&output] { output.headings = false; }, "Leave the heading lines out");
+}
+
+void addForm(CLI::App& command, Output& output) {
+    command
+        .add_option_function<std::string>(
+            "--form", [&output](std::string const& name) { output.form = formNamed(name); },
+            "How values look: short, or text, the form that names all stored attributes (default: short)")
+        ->type_name("FORM")
+        ->check(CLI::Validator(
+            [](std::string const& name) {
+                return name == "short" || name == "text"
+                           ? std::string()
+                           : "no form " + shown(name) + "; there are short and text";
+            },
+            ""));
+}
+
+void addChoice(CLI::App& command, std::string const& name, std::string& choice,
+               std::vector<std::string> const& known, std::string const& text) {
+    command.add_option(name, choice, text)
+        ->type_name("FORM")
+        ->check(CLI::Validator(
+            [known](std::string const& given) {
+                return std::ranges::count(known, given) != 0
+                           ? std::string()
+                           : "no form " + shown(given) + "; there are " + enumerate(known);
+            },
+            ""));
 }
 
 namespace {
@@ -130,6 +158,13 @@ void addEncode(CLI::App& app, Context& context) {
         if (options->chips.empty() != options->allChips) {
             throw WrongUsage("encode takes either --chip CHIP or --all-chips");
         }
+        if (!options->place.entry && (options->place.array != 0 || options->place.identifier != 0)) {
+            throw WrongUsage("--array and --identifier say where a row is, which takes --entry N, too");
+        }
+        if (options->rows &&
+            (options->output.format != Format::text || options->nonzero || options->place.entry)) {
+            throw WrongUsage("--rows prints the words alone; it goes with no --format, --nonzero or --entry");
+        }
         options->output.colour = context.colourOut;
         encode(context, *options);
     });
@@ -146,20 +181,6 @@ void addKinds(CLI::App& app, Context& context) {
         options->output.colour = context.colourOut;
         kinds(context, *options);
     });
-}
-
-/// An option for one of a few words.
-void addChoice(CLI::App& command, std::string const& name, std::string& choice,
-               std::vector<std::string> const& known, std::string const& text) {
-    command.add_option(name, choice, text)
-        ->type_name("FORM")
-        ->check(CLI::Validator(
-            [known](std::string const& given) {
-                return std::ranges::count(known, given) != 0
-                           ? std::string()
-                           : "no form " + shown(given) + "; there are " + enumerate(known);
-            },
-            ""));
 }
 
 void addValue(CLI::App& app, Context& context) {
@@ -179,10 +200,11 @@ void addValue(CLI::App& app, Context& context) {
                      "Read values from a file, one a line; a line that begins with # is a comment; - is the\n"
                      "standard input")
         ->type_name("FILE");
-    addChoice(*command, "--from", options->from, {"text", "json", "wire"},
-              "What is read: text, json or wire, bytes in hexadecimal (default: text)");
-    addChoice(*command, "--to", options->to, {"text", "json", "wire", "row"},
-              "What is printed: text, json, wire or row (default: text)");
+    addChoice(
+        *command, "--from", options->from, {"short", "text", "json", "wire"},
+        "What is read: short or text, which are one; json; or wire, bytes in hexadecimal (default:\ntext)");
+    addChoice(*command, "--to", options->to, {"short", "text", "json", "wire", "row"},
+              "What is printed: short, text, json, wire or row (default: text)");
     addChips(*command, options->chips, "Chip models of the rows, with commas between several");
     command->footer(
         "Values are printed one a line. Text takes blanks, attributes in any order, and hexadecimal; JSON\n"
@@ -234,6 +256,9 @@ void addDecode(CLI::App& app, Context& context) {
         if (options->file.empty() && options->row.chip.empty()) {
             throw WrongUsage("decode needs --chip CHIP");
         }
+        if (options->check && (options->output.format != Format::text || options->nonzero)) {
+            throw WrongUsage("--check prints no fields; it goes with no --format and no --nonzero");
+        }
         options->output.colour = context.colourOut;
         decode(context, *options);
     });
@@ -271,6 +296,9 @@ void addLayout(CLI::App& app, Context& context) {
                     "  loamtunnel layout --table LifTable --diff 5 8\n"
                     "  loamtunnel layout --html >tables.html");
     command->callback([&context, options] {
+        if ((options->svg || options->wavedrom || options->html) && options->output.format != Format::text) {
+            throw WrongUsage("--svg, --wavedrom and --html each have a form of their own, without --format");
+        }
         if (options->row.chip.empty() && options->diff.empty() && !options->html) {
             throw WrongUsage("layout needs --chip CHIP, --diff CHIP CHIP or --html");
         }
@@ -333,12 +361,14 @@ void addSchema(CLI::App& app, Context& context) {
     command->add_flag("-a,--all", options->all, "Show inherited attributes as well");
     command->add_flag("--cpp", options->cpp,
                       "Print the types as C++ declarations: each operation and hook, and what it means");
+    command->add_flag("--json-schema", options->jsonSchema,
+                      "Print JSON Schema (draft 2020-12) of the values as JSON, a definition a type");
     command->add_flag("--checksum", options->checksum, "Print one number for the whole schema");
     command->add_option("--diff", options->diff, "Print what differs from a schema that --json has saved")
         ->type_name("FILE");
     addOutput(*command, options->output, "; without it, each type as a paragraph");
     command->footer(
-        "Types come in the order in which they are defined. The exit status is 1 when --diff finds a\n"
+        "Types come in the order in which they are defined. The exit status is 3 when --diff finds a\n"
         "difference.\n\n"
         "  loamtunnel schema LifAppConfig AradLifEntry\n"
         "  loamtunnel schema --cpp LifAppConfig\n"
@@ -351,6 +381,10 @@ void addSchema(CLI::App& app, Context& context) {
                              options->output.format != Format::text)) {
             throw WrongUsage(
                 "--cpp prints declarations; it goes with no --all, --checksum, --diff or --format");
+        }
+        if (options->jsonSchema && (options->checksum || options->cpp || !options->diff.empty() ||
+                                    options->all || options->output.format != Format::text)) {
+            throw WrongUsage("--json-schema goes with types alone");
         }
         options->output.colour = context.colourOut;
         schema(context, *options);
@@ -365,6 +399,13 @@ void addRun(CLI::App& app, Context& context) {
         ->required();
     command->add_flag("-k,--keep-going", options->keepGoing,
                       "Run the lines after one that failed; the exit status is 1 all the same");
+    command
+        ->add_option("-s,--socket", options->live.address,
+                     "Run it over what the process at that address serves, /path, unix:/path, tcp:PORT or\n"
+                     "tcp:HOST:PORT; what it sets is delivered at its end")
+        ->type_name("ADDRESS");
+    addOutput(*command, options->output, "; without it, lines; JSON has an object a line");
+    addForm(*command, options->output);
     command->footer(scriptHelp());
     command->callback([&context, options] { runScript(context, *options); });
 }
@@ -398,7 +439,7 @@ void addLog(CLI::App& app, Context& context) {
     add("replay", "Print the state that the records lead to", 1, logReplay);
     add("diff", "Print what differs between the states that two recordings lead to", 2, logDiff);
     addLogRecord(*log, context);
-    log->footer("The exit status is 1 when a recording is unsound or diff finds a difference.\n\n"
+    log->footer("The exit status is 1 when a recording is unsound, and 3 when diff finds a difference.\n\n"
                 "  loamtunnel log record lif.loamlog --for 10\n"
                 "  loamtunnel log show lif.loamlog -m\n"
                 "  loamtunnel log replay lif.loamlog --from connecting --json");
@@ -438,23 +479,14 @@ void Context::report(std::string const& message) {
 }
 
 void Context::note(std::string const& message) {
-    out.flush();
+    if (out.good()) {
+        out.flush();
+    }
     err << prefixed(Kor::plainText(message)) << '\n';
 }
 
 std::string Context::prefixed(std::string const& message) const {
     return coloured("loamtunnel:", colourErr) + ' ' + message;
-}
-
-std::ifstream opened(std::string const& file) {
-    errno = 0;
-    std::ifstream stream(file, std::ios::binary);
-    // A directory opens, and fails when it is read.
-    if (!stream || (stream.peek() == std::ifstream::traits_type::eof() && errno != 0)) {
-        throw Refused("cannot read " + shown(file) + ": " + std::generic_category().message(errno));
-    }
-    stream.clear();
-    return stream;
 }
 
 void withInput(Context& context, std::string const& file,
@@ -463,8 +495,8 @@ void withInput(Context& context, std::string const& file,
         read(context.in, "stdin");
         return;
     }
-    std::ifstream stream = opened(file);
-    read(stream, file);
+    InputFile input(file);
+    read(input.stream(), file);
 }
 
 void eachLine(Context& context, std::string const& file,
@@ -472,7 +504,7 @@ void eachLine(Context& context, std::string const& file,
               bool onlyWholeLineComments) {
     withInput(context, file, [&](std::istream& stream, std::string const& name) {
         std::string line;
-        for (U64 number = 1; std::getline(stream, line); ++number) {
+        for (U64 number = 1; nextLine(stream, line, number == 1); ++number) {
             if (std::size_t const comment = line.find('#');
                 comment != line.npos && (!onlyWholeLineComments || split(line.substr(0, comment)).empty())) {
                 line.resize(comment);
@@ -483,6 +515,12 @@ void eachLine(Context& context, std::string const& file,
             std::string const where = name + ':' + std::to_string(number);
             try {
                 visit(line, where);
+            } catch (NoConnection const&) {
+                throw;
+            } catch (TimedOut const&) {
+                throw;
+            } catch (Broken const&) {
+                throw;
             } catch (Refused const& failure) {
                 context.report(where + ": " + failure.what());
             }
@@ -494,9 +532,10 @@ int run(std::vector<std::string> const& arguments, Context context) {
     CLI::App app("Rows of the chip tables, and the types and values of the model", "loamtunnel");
     app.set_version_flag("--version", "loamtunnel " LOAM_VERSION);
     app.require_subcommand(1);
-    app.footer(
-        "`loamtunnel COMMAND --help` tells more. Results go to the standard output, messages to the\n"
-        "standard error. Exit status: 0 done, 1 the request was refused, 2 the command line is wrong.");
+    app.footer("`loamtunnel COMMAND --help` tells more. Results go to the standard output, messages to the\n"
+               "standard error. Exit status: 0 done, 1 refused or failed, 2 wrong usage, 3 differs, 4 not "
+               "there, 5 timed\n"
+               "out, 6 no connection.");
     addEncode(app, context);
     addKinds(app, context);
     addValue(app, context);
@@ -509,40 +548,47 @@ int run(std::vector<std::string> const& arguments, Context context) {
     addRun(app, context);
     addLog(app, context);
     if (arguments == std::vector<std::string>{"--manual-page"}) {
-        context.out << manualPage(app, LOAM_VERSION);
+        context.out << manualPage(app, LOAM_VERSION) << std::flush;
         return context.status;
     }
     if (arguments == std::vector<std::string>{"--bash-completion"}) {
-        context.out << bashCompletion(app);
+        context.out << bashCompletion(app) << std::flush;
         return context.status;
     }
+    auto const fails = [&](std::string const& message, int status) {
+        context.note(message);
+        context.status = status;
+    };
+    context.out.exceptions(std::ios::badbit); // whatever does not arrive ends the command
     try {
-        requireCommand(app, arguments);
-        app.parse(
-            std::vector<std::string>(arguments.rbegin(), arguments.rend())); // it wants the last one first
-    } catch (CLI::CallForHelp const&) {
-        context.out << app.help();
-    } catch (CLI::CallForAllHelp const&) {
-        context.out << app.help("", CLI::AppFormatMode::All);
-    } catch (CLI::CallForVersion const& version) {
-        context.out << version.what() << '\n';
-    } catch (CLI::ParseError const& error) {
-        std::string const command =
-            app.get_subcommands().empty() ? "" : ' ' + app.get_subcommands()[0]->get_name();
-        context.note(oneLine(error.what()) + "; see loamtunnel" + command + " --help");
-        context.status = wrongUsageStatus;
+        try {
+            requireCommand(app, arguments);
+            // it wants the last one first
+            app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        } catch (CLI::CallForHelp const&) {
+            context.out << app.help();
+        } catch (CLI::CallForAllHelp const&) {
+            context.out << app.help("", CLI::AppFormatMode::All);
+        } catch (CLI::CallForVersion const& version) {
+            context.out << version.what() << '\n';
+        } catch (CLI::ParseError const& error) {
+            std::string const command =
+                app.get_subcommands().empty() ? "" : ' ' + app.get_subcommands()[0]->get_name();
+            fails(oneLine(error.what()) + "; see loamtunnel" + command + " --help", wrongUsageStatus);
+        } catch (Broken const&) {
+            throw;
+        } catch (Refused const& failure) {
+            fails(failure.what(), statusOf(failure)); // what came before it is printed all the same
+        }
+        context.out.flush();
     } catch (Refused const& failure) {
-        context.note(failure.what());
-        context.status = statusOf(failure);
+        fails(failure.what(), statusOf(failure));
+    } catch (std::ios::failure const&) {
+        fails("cannot write the results", refusedStatus);
     } catch (std::bad_alloc const&) {
-        context.report("there is no memory left");
+        fails("there is no memory left", refusedStatus);
     } catch (std::exception const& exception) { // of the system: too few descriptors, say
-        context.report(exception.what());
-    }
-    context.out.flush();
-    if (!context.out) {
-        context.note("cannot write the results");
-        context.status = refusedStatus;
+        fails(exception.what(), refusedStatus);
     }
     return context.status;
 }

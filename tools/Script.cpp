@@ -1,6 +1,7 @@
 #include "tools/Script.h"
 
-#include "tools/Commands.h"
+#include "tools/LiveCommands.h"
+#include "tools/Streams.h"
 
 #include <algorithm>
 #include <functional>
@@ -30,33 +31,43 @@ std::vector<Script::Command> const& Script::commands() {
              if (given.empty()) {
                  throw Refused("new takes a type and a name, such as new LifAppConfigDir lif");
              }
-             script.roots_.add(given[0], makeNew(typeNamed(type), given[0], rest.substr(given[0].size()),
-                                                 script.roots_.find()));
+             std::string const name = rootOf(given[0]);
+             script.roots_.add(
+                 name, makeNew(typeNamed(type), name, rest.substr(given[0].size()), script.roots_.find()));
          }},
         {"set", "PATH [VALUE]", "write an attribute or member; make a child", true,
          [](Script& script, std::string_view path, std::string_view value) {
-             Forms::set(script.roots_.at(path), value, script.roots_);
+             Forms::set(script.change(path), value, script.roots_);
          }},
         {"get", "PATH", "print a value, or all members of an attribute that has keys", false,
          [](Script& script, std::string_view path, std::string_view) {
-             script.print(Forms::get(script.roots_.at(path)));
+             Place const place = script.roots_.at(path);
+             bool const isAlone = place.attribute == nullptr || !place.attribute->shape().keyed || place.key;
+             for (Item const& each : itemsAt(place)) {
+                 script.events_.item("get", each, isAlone);
+             }
          }},
         {"del", "PATH", "delete the member under a key; forget an object by its name", false,
          [](Script& script, std::string_view path, std::string_view) {
-             Place const place = script.roots_.at(path);
+             Place const place = script.change(path);
              if (place.attribute == nullptr) {
-                 script.roots_.del(place.path);
+                 script.roots_.del(rootOf(place.path));
              } else {
                  Forms::del(place);
              }
          }},
         {"list", "[PATH]", "print the attributes of an object, the keys of an attribute, or all names", false,
          [](Script& script, std::string_view path, std::string_view) {
+             std::vector<std::string> lines;
              if (!path.empty()) {
-                 return script.print(Forms::list(script.roots_.at(path)));
+                 lines = Forms::list(script.roots_.at(path));
+             } else {
+                 for (auto const& [name, box] : script.roots_.all()) {
+                     lines.push_back(rootText(name) + ": " + shortName(*box->type()));
+                 }
              }
-             for (auto const& [name, box] : script.roots_.all()) {
-                 script.out_ << Kor::plainText(name) << ": " << shortName(*box->type()) << '\n';
+             for (std::string const& line : lines) {
+                 script.events_.note("", line);
              }
          }},
         {"tree", "PATH [DEPTH]", "print all that is below", true,
@@ -65,22 +76,21 @@ std::vector<Script::Command> const& Script::commands() {
              if (!depth || *depth > 1000) {
                  throw Refused("'" + shown(rest) + "' is no depth from 0 to 1000");
              }
-             script.print(Forms::tree(script.roots_.at(path), static_cast<unsigned>(*depth)));
+             script.events_.tree("tree", script.roots_.at(path), static_cast<unsigned>(*depth));
          }},
         {"call", "PATH [ARGUMENT...]", "call an operation and print its result", true,
          [](Script& script, std::string_view path, std::string_view arguments) {
-             if (auto const result = Forms::call(script.roots_.at(path), arguments, script.roots_)) {
-                 script.print({*result});
+             Place const place = script.change(path);
+             if (Box const result = Forms::call(place, arguments, script.roots_)) {
+                 script.events_.item("call", {place.path, result}, true);
              }
          }},
         {"watch", "PATH", "print each change from now on, with * in front", false,
          [](Script& script, std::string_view path, std::string_view) {
              Place const place = script.roots_.at(path);
-             std::ostream& out = script.out_;
-             script.watches_[place.path] =
-                 std::make_unique<Watch>(place, [&out](Watch::Change const& change) {
-                     out << "* " << Kor::plainText(textOf(change)) << '\n';
-                 });
+             Events& events = script.events_;
+             script.watches_[place.path] = std::make_unique<Watch>(
+                 place, [&events](Watch::Change const& change) { events.change("* ", "", change); });
          }},
         {"unwatch", "PATH", "end a watch", false,
          [](Script& script, std::string_view path, std::string_view) {
@@ -93,10 +103,11 @@ std::vector<Script::Command> const& Script::commands() {
     return all;
 }
 
-void Script::print(std::vector<std::string> const& lines) {
-    for (std::string const& line : lines) {
-        out_ << Kor::plainText(line) << '\n';
+Place Script::change(std::string_view path) {
+    if (mayChange_) {
+        mayChange_(std::string(path));
     }
+    return roots_.at(path);
 }
 
 namespace {
@@ -144,9 +155,13 @@ void Script::line(std::string_view text) {
 void Script::run(std::istream& in, std::string const& name,
                  std::function<void(std::string const& message)> const& report) {
     std::string text;
-    for (U64 number = 1; std::getline(in, text); ++number) {
+    for (U64 number = 1; nextLine(in, text, number == 1); ++number) {
         try {
             line(text);
+        } catch (Broken const&) {
+            throw;
+        } catch (NoConnection const&) {
+            throw;
         } catch (Refused const& refused) {
             std::string const message = name + ':' + std::to_string(number) + ": " + refused.what();
             if (!report) {
@@ -171,13 +186,27 @@ std::string scriptHelp() {
 }
 
 void runScript(Context& context, ScriptOptions const& options) {
-    Script script(context.out);
-    withInput(context, options.file, [&](std::istream& stream, std::string const& name) {
-        script.run(stream, name,
-                   options.keepGoing ? std::function<void(std::string const&)>(
-                                           [&](std::string const& m) { context.report(m); })
-                                     : nullptr);
+    auto const all = [&](Script& script) {
+        withInput(context, options.file, [&](std::istream& stream, std::string const& name) {
+            script.run(stream, name,
+                       options.keepGoing ? std::function<void(std::string const&)>(
+                                               [&](std::string const& m) { context.report(m); })
+                                         : nullptr);
+        });
+    };
+    if (options.live.address.empty()) {
+        Script script(context.out, options.output);
+        all(script);
+        return;
+    }
+    Live live(options.live, "run");
+    Script script(context.out, live.roots(), options.output, [&](std::string const& path) {
+        if (live.session().peerOffers().contains(Kor::Name(Kor::String8(rootOf(path))))) {
+            live.mustBeWritable(path);
+        }
     });
+    all(script);
+    live.deliver();
 }
 
 } // namespace tool

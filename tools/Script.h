@@ -8,8 +8,8 @@
 ///     set lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100] 3
 ///     tree lif
 
-#include "forms/Path.h"
 #include "tools/Failure.h"
+#include "tools/Results.h"
 
 #include <functional>
 #include <iosfwd>
@@ -24,7 +24,13 @@ namespace tool {
 class Script {
 public:
     /// Results and what watches tell go to the stream.
-    explicit Script(std::ostream& out) : out_(out) {}
+    explicit Script(std::ostream& out, Output const& output = {}) : Script(out, own_, output) {}
+    /// Over roots that others have made, such as those of a peer. Called with a path before what is there is
+    /// changed, `mayChange` refuses what may not be.
+    Script(std::ostream& out, Roots& roots, Output const& output,
+           std::function<void(std::string const& path)> mayChange = nullptr)
+        : out_(out), output_(output), roots_(roots), mayChange_(std::move(mayChange)),
+          events_(out, output, &roots) {}
 
     /// One line; a comment from # on, outside of quotes, and a blank line do nothing. Throws a Refused for
     /// a line that cannot be done.
@@ -42,10 +48,15 @@ private:
     static std::vector<Command> const& commands();
     friend std::string scriptHelp();
 
-    void print(std::vector<std::string> const& lines);
+    /// The place, which is to be changed.
+    Place change(std::string_view path);
 
     std::ostream& out_;
-    Roots roots_;
+    Output output_;
+    Roots own_;
+    Roots& roots_;
+    std::function<void(std::string const& path)> mayChange_;
+    Events events_;
     std::map<std::string, std::unique_ptr<Watch>> watches_;
 };
 

@@ -3,6 +3,7 @@
 #include "runtime/Trace.h"
 
 #include "tools/LiveCommands.h"
+#include "tools/Streams.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,6 +19,16 @@ namespace tool {
 
 namespace {
 
+/// Refused where it is no number.
+U64 numberAt(Json const& json, std::string_view name) {
+    Json const& member = json.at(name);
+    std::optional<U64> const number = parseNumber(member.text);
+    if (!number) {
+        throw Refused(std::string(name) + " is " + member.shown() + ", no number");
+    }
+    return *number;
+}
+
 struct Record {
     double time = 0; // 0 where it is not known
     std::string facility;
@@ -27,16 +38,15 @@ struct Record {
     std::string function, context, text;
 
     static Record of(Json const& json) {
-        Record record;
-        record.time = json.at("time").get<double>();
-        json.at("facility").get_to(record.facility);
-        json.at("level").get_to(record.level);
-        json.at("unit").get_to(record.unit);
-        json.at("line").get_to(record.line);
-        json.at("function").get_to(record.function);
-        json.at("context").get_to(record.context);
-        json.at("text").get_to(record.text);
-        return record;
+        auto const text = [&](std::string_view name) { return json.at(name).text; };
+        return {std::strtod(text("time").c_str(), nullptr),
+                text("facility"),
+                numberAt(json, "level"),
+                text("unit"),
+                numberAt(json, "line"),
+                text("function"),
+                text("context"),
+                text("text")};
     }
     /// A line of the default sink, `FACILITY:LEVEL UNIT:LINE FUNCTION CONTEXT TEXT`; nothing for any other
     /// one.
@@ -76,6 +86,13 @@ bool takes(TraceFilter const& filter, Record const& record) {
            record.text.find(filter.text) != record.text.npos;
 }
 
+/// In seconds, with microseconds.
+std::string timeText(double time) {
+    char text[48];
+    std::snprintf(text, sizeof text, "%.6f", time);
+    return text;
+}
+
 std::string clock(double time) {
     if (time == 0) {
         return "";
@@ -94,8 +111,8 @@ std::string clock(double time) {
 class RecordLines {
 public:
     RecordLines(std::ostream& out, Output const& output)
-        : out_(out), isText_(output.format == Format::text), isJson_(output.format == Format::json),
-          rows_(out, columns(), output) {}
+        : out_(out), isText_(output.format == Format::text),
+          rows_(out, columns(), output, RowPrinter::Rows::lines) {}
 
     void add(Record const& record) {
         if (isText_) {
@@ -106,26 +123,11 @@ public:
                  << Kor::plainText(record.text) << '\n'; // no line ends early
             return;
         }
-        std::vector<Json> cells{record.time == 0 ? Json() : Json(record.time),
-                                record.facility,
-                                record.level,
-                                record.unit,
-                                record.line,
-                                record.function,
-                                record.context,
-                                record.text};
-        if (!isJson_) {
-            rows_.add(std::move(cells));
-            return;
-        }
-        Json one = Json::object();
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            one[columns()[i]] = std::move(cells[i]);
-        }
-        out_ << dumped(one) << '\n';
+        rows_.add({record.time == 0 ? Cell() : Cell::raw(timeText(record.time)), record.facility,
+                   record.level, record.unit, record.line, record.function, record.context, record.text});
     }
     void end() {
-        if (!isText_ && !isJson_) {
+        if (!isText_) {
             rows_.end();
         }
     }
@@ -138,7 +140,7 @@ private:
     }
 
     std::ostream& out_;
-    bool isText_, isJson_;
+    bool isText_;
     RowPrinter rows_;
 };
 
@@ -146,7 +148,8 @@ void recordsOfFile(Context& context, TraceOptions const& options) {
     RecordLines lines(context.out, options.output);
     U64 others = 0;
     withInput(context, options.file, [&](std::istream& in, std::string const&) {
-        for (std::string line; std::getline(in, line);) {
+        bool isFirst = true;
+        for (std::string line; nextLine(in, line, isFirst); isFirst = false) {
             if (auto const record = Record::of(std::string_view(line)); !record) {
                 ++others;
             } else if (takes(options.filter, *record)) {
@@ -181,22 +184,19 @@ void recordsOfProcess(Context& context, TraceOptions const& options) {
     bool isFirst = true;
     for (;;) {
         Json const answer = live.ask("traceRecords", std::to_string(last));
-        Json const& records = answer.at("records");
-        if (!records.is_array()) {
-            throw Refused("the process answers what is no trace");
-        }
-        U64 const next = records.empty() ? last : records.front().at("number").get<U64>();
+        auto const& records = answer.at("records").members;
+        U64 const next = records.empty() ? last : numberAt(records.front().second, "number");
         if (!isFirst && next > last + 1) {
             context.note(std::to_string(next - last - 1) +
                          " records came faster than they are read, and are lost");
         }
         isFirst = false;
-        for (Json const& each : records) {
+        for (auto const& [name, each] : records) {
             if (Record const record = Record::of(each); takes(options.filter, record)) {
                 lines.add(record);
             }
         }
-        U64 const now = answer.at("last").get<U64>();
+        U64 const now = numberAt(answer, "last");
         bool const hasMore = !records.empty() && now > last;
         last = std::max(last, now);
         context.out.flush();
@@ -225,13 +225,13 @@ void levelsOfProcess(Context& context, TraceOptions const& options) {
     }
     Json const answer = Live(options.live, "trace").ask("trace", join(words));
     Listing listing({"facility", "enabled", "levels", "passed"});
-    for (Json const& each : answer) {
+    for (auto const& [name, each] : answer.members) {
         std::vector<std::string> levels;
-        for (Json const& level : each.at("levels")) {
-            levels.push_back(std::to_string(level.get<U64>()));
+        for (auto const& [none, level] : each.at("levels").members) {
+            levels.push_back(level.text);
         }
-        listing.add({each.at("facility").get<std::string>(), each.at("enabled").get<bool>() ? "on" : "off",
-                     join(levels), each.at("passed").get<U64>()});
+        listing.add({each.at("facility").text, each.at("enabled").text == "true" ? "on" : "off", join(levels),
+                     Cell::raw(std::to_string(numberAt(each, "passed")))});
     }
     listing.print(context.out, options.output);
 }
@@ -239,16 +239,12 @@ void levelsOfProcess(Context& context, TraceOptions const& options) {
 } // namespace
 
 void trace(Context& context, TraceOptions const& options) {
-    try {
-        if (!options.file.empty()) {
-            recordsOfFile(context, options);
-        } else if (options.records || options.follow) {
-            recordsOfProcess(context, options);
-        } else {
-            levelsOfProcess(context, options);
-        }
-    } catch (Json::exception const&) {
-        throw Refused("the process answers what is no trace");
+    if (!options.file.empty()) {
+        recordsOfFile(context, options);
+    } else if (options.records || options.follow) {
+        recordsOfProcess(context, options);
+    } else {
+        levelsOfProcess(context, options);
     }
 }
 

@@ -1,7 +1,6 @@
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 
-#include <map>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -18,10 +17,9 @@ void printRows(Context& context, Kor::GenericIf const& box, std::vector<ChipType
     for (ChipType const chip : chips) {
         try {
             EncodedRow const row = encodeEntry(entry, chip);
-            for (std::string const& note : row.notes) {
-                context.note(prefix + note);
-            }
             context.out << rowLine(row) << '\n';
+        } catch (Broken const&) {
+            throw;
         } catch (Refused const& refused) {
             context.report(prefix + refused.what());
         }
@@ -31,22 +29,18 @@ void printRows(Context& context, Kor::GenericIf const& box, std::vector<ChipType
 } // namespace
 
 void value(Context& context, ValueOptions const& options) {
-    static std::map<std::string, Box (*)(Kor::KorType const&, std::string_view)> const readers{
-        {"text", &boxOfText}, {"json", &boxOfJson}, {"wire", &boxOfHex}};
     Kor::KorType const& type = valueTypeNamed(options.type);
-    auto* const read = readers.at(options.from);
+    Form const from = formNamed(options.from);
     std::vector<ChipType> chips;
     for (std::string const& chip : options.chips) {
         chips.push_back(chipNumber(chip));
     }
     auto const print = [&](std::string const& text, std::string const& where) {
-        Box const box = read(type, text);
+        Box const box = read(from, type, text);
         if (options.to == "row") {
             printRows(context, *box, chips, where.empty() ? "" : where + ": ");
-        } else if (options.to == "json") {
-            context.out << dumped(jsonOf(*box)) << '\n';
         } else {
-            context.out << (options.to == "wire" ? hexOf(*box) : Kor::plainText(textOf(*box))) << '\n';
+            context.out << written(formNamed(options.to), box) << '\n';
         }
     };
     if (options.file.empty()) {

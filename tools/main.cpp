@@ -1,13 +1,33 @@
 #include "tools/Commands.h"
+#include "tools/Streams.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
+#include <new>
 #include <unistd.h>
 
+namespace {
+
+int failed(char const* why) noexcept {
+    static_cast<void>(std::fprintf(stderr, "loamtunnel: %s\n", why));
+    return tool::refusedStatus;
+}
+
+} // namespace
+
 int main(int count, char** arguments) {
-    std::ios::sync_with_stdio(false);
-    bool const plain = std::getenv("NO_COLOR") != nullptr;
-    return tool::run({arguments + 1, arguments + count},
-                     {std::cin, std::cout, std::cerr, !plain && isatty(STDOUT_FILENO) == 1,
-                      !plain && isatty(STDERR_FILENO) == 1, 0, STDERR_FILENO});
+    std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is an error like others
+    try {
+        bool const plain = std::getenv("NO_COLOR") != nullptr;
+        tool::FdIn in(STDIN_FILENO, "the standard input");
+        tool::FdOut out(STDOUT_FILENO, "the results");
+        return tool::run({arguments + 1, arguments + count},
+                         {in, out, std::cerr, !plain && isatty(STDOUT_FILENO) == 1,
+                          !plain && isatty(STDERR_FILENO) == 1, 0, STDERR_FILENO});
+    } catch (std::bad_alloc const&) {
+        return failed("there is not enough memory");
+    } catch (std::exception const& exception) {
+        return failed(exception.what());
+    }
 }

@@ -56,7 +56,7 @@ struct TraceSetting {
             return {word[1] - '0', word[0] == '+'};
         }
         throwRangeException(format("'%s' is neither on, off, +LEVEL nor -LEVEL, with a level from 0 to %d",
-                                   shown(word, longestFacility).charPtr(), TraceFacility::levels - 1));
+                                   peerText(word, longestFacility).charPtr(), TraceFacility::levels - 1));
     }
 };
 
@@ -71,7 +71,7 @@ void setTrace(std::span<std::string_view const> words) {
             known += (known.empty() ? "" : ", ") + each->name();
         }
         throwRangeException(format("there is no facility %s; there are %s",
-                                   shown(name, longestFacility).charPtr(),
+                                   peerText(name, longestFacility).charPtr(),
                                    known.empty() ? "none" : known.c_str()));
     }
     std::vector<TraceSetting> settings;

@@ -25,7 +25,7 @@ static bool isControl(char c) noexcept {
     return static_cast<U8>(c) < 0x20 || c == 0x7f;
 }
 
-String8 shown(std::string_view text, std::size_t most) {
+String8 peerText(std::string_view text, std::size_t most) {
     return String8(plainText(textStart(text, most)));
 }
 

@@ -180,7 +180,7 @@ private:
 /// Whether a text has at most so many bytes, and no control characters.
 bool isSoundName(std::string_view text, std::size_t most) noexcept;
 /// A peer's text as it can be shown: cut, and plain (runtime/PlainText.h).
-String8 shown(std::string_view text, std::size_t most);
+String8 peerText(std::string_view text, std::size_t most);
 /// Raises for an unsound path.
 void requirePath(Name const& path);
 /// The same, and for an entity that cannot be a root.

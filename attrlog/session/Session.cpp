@@ -41,7 +41,7 @@ struct Session::Impl final : DemuxerControl {
             closedByPeer = true;
             String8 const reason = in.nextString();
             core.demuxer->close(reason.empty() ? String8("peer said goodbye")
-                                               : shown(reason.view(), detail::maxReasonLength));
+                                               : peerText(reason.view(), detail::maxReasonLength));
             return true;
         }
         if (!core.isEstablished && !(isOwn && attribute == helloAttribute)) {
@@ -95,7 +95,7 @@ struct Session::Impl final : DemuxerControl {
         Name const path = detail::SessionCore::nextPath(in);
         auto const number = static_cast<U32>(in.nextNumber());
         U64 const bits = in.nextNumber();
-        String8 const reason = shown(in.nextString().view(), detail::maxReasonLength);
+        String8 const reason = peerText(in.nextString().view(), detail::maxReasonLength);
         if ((bits & detail::pushedBit) != 0) {
             pushes.readVerdict(path, number, (bits & detail::acceptedBit) != 0, reason);
         } else {
@@ -142,7 +142,7 @@ struct Session::Impl final : DemuxerControl {
             if (saysGoodbye && core.hasRoom()) {
                 saysGoodbye = false;
                 core.write(goodbyeAttribute, [&](Out& to) {
-                    to.put(shown(core.demuxer->closeReason().view(), detail::maxReasonLength));
+                    to.put(peerText(core.demuxer->closeReason().view(), detail::maxReasonLength));
                 });
             }
             return;

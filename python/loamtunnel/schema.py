@@ -211,6 +211,6 @@ def python_name(type_: Type) -> str:
 
 
 _EXTRA = _data("extra.json")
-TYPES = _merged(_data("schema.json"), _EXTRA)
+TYPES = _merged([each for each in _data("schema.json")["types"] if not each["platform"]], _EXTRA)
 CHECKSUM = int(_EXTRA["checksum"], 16)
 _SHORT = _short_names(TYPES)

@@ -33,34 +33,32 @@ TEST(Command, SaysInOneLineWhatIsWrong) {
         {{"encode", "-c8", "AradLifAcMp", "vsii=1"}, 1, "AradLifAcMp has no field vsii; did you mean vsi?"},
         {{"encode", "-c8", "AradLifAcMp", "vlanEditVid1=4096"},
          1,
-         "vlanEditVid1=4096 of AradLifAcMp is too large: the field has 12 bits, so at most 4095 (0xfff)"},
+         "vlanEditVid1: 4096 is too large; the field has 12 bits, at most 4095"},
         {{"encode", "-c8", "AradLifPweToP2p", "terminationProfile=8"},
          1,
-         "terminationProfile=8 of AradLifPweToP2p is too large: the field has 3 bits, so at most 7 (0x7)"},
+         "terminationProfile: 8 is too large; the field has 3 bits, at most 7"},
         {{"encode", "-c8", "AradLifLabelProtocolOrLsp", "destination=99999999999999999999999"},
          1,
-         "destination=99999999999999999999999 of AradLifLabelProtocolOrLsp is too large: the field has 19 "
-         "bits, so at "
-         "most 524287 (0x7ffff)"},
+         "destination: 99999999999999999999999 is too large; the field has 19 bits, at most 524287"},
         {{"encode", "-c8", "AradLifAcMp", "ttLearnEnable=maybe"},
          1,
-         "ttLearnEnable=maybe of AradLifAcMp is no number such as 20 or 0x14, nor one of false and true"},
-        {{"encode", "-c8", "AradLifAcMp", "vsi=-1"},
+         "ttLearnEnable: 'maybe' is no number such as 20 or 0x14, nor one of false and true"},
+        {{"encode", "-c8", "AradLifAcMp", "vsi=-1"}, 1, "vsi: '-1' is no number such as 20 or 0x14"},
+        {{"encode", "-c8", "AradLifAcMp", "vsi="}, 1, "vsi: '' is no number such as 20 or 0x14"},
+        {{"encode", "-c8", "AradLifAcMp", "vsi"},
          1,
-         "vsi=-1 of AradLifAcMp is no number such as 20 or 0x14"},
-        {{"encode", "-c8", "AradLifAcMp", "vsi="}, 1, "vsi= of AradLifAcMp is no number such as 20 or 0x14"},
-        {{"encode", "-c8", "AradLifAcMp", "vsi"}, 1, "'vsi' is not of the form field=value, such as vsi=1"},
+         "AradLifAcMp: 'vsi' is not of the form field=value, such as vsi=1"},
         {{"encode", "-c8", "AradLifAcMp", "vsi=1", "vsi=2"}, 1, "vsi is given twice"},
-        {{"encode", "-c8", "AradLifAcMp", "lifType=4"},
+        {{"encode", "-c8", "AradLifAcMp", "lifType=lifTrill"},
          1,
-         "lifType of AradLifAcMp follows from the kind and is not given"},
+         "AradLifAcMp of type lifTrill has no row format; the kinds are " + someKinds},
         {{"encode", "-c8", "aradlifacmp"}, 1, "no kind of entry aradlifacmp; did you mean AradLifAcMp?"},
         {{"encode", "-c8", "lifTrill"},
          1,
          "an entry of type lifTrill has no row format; the kinds are " + someKinds},
         {{"encode", "-c9", "AradLifAcP2pToAc", "outLif=65536"},
          1,
-         "outLif=65536 of AradLifAcP2pToAc does not fit the row of chip 9: at most 65535"},
+         "outLif: 65536 is too large for the row of chip 9, at most 65535"},
         {{"encode", "-c8", "-e32768", "AradLifAcMp"},
          1,
          "no entry 32768 in LifTable variant 1 on chip 8; there are 0 to 32767"},
@@ -133,13 +131,12 @@ TEST(Command, OfManyEntriesTheGoodOnesAreDone) {
                            "chip=3 table=LifTable variant=0 0x00100007 0x00000000 0x00000000 0x00000000\n"
                            "chip=3 table=LifTable variant=1 0x00000011 0x00000000 0x00000000 0x00000006\n"
                            "chip=5 table=LifTable variant=1 0x00000011 0x00000000 0x00000000 0x00000003\n");
-    EXPECT_EQ(outcome.err,
-              "loamtunnel: stdin:4: AradLifAcMp has no field vid; did you mean vlanEditVid2 or "
-              "vlanEditVid1?\n"
-              "loamtunnel: stdin:5: outLif=65537 of AradLifAcP2pToAc loses bits on chip 3: the row "
-              "keeps 1\n"
-              "loamtunnel: stdin:5: outLif=65537 of AradLifAcP2pToAc does not fit the row of chip 5: "
-              "at most 65535\n");
+    EXPECT_EQ(
+        outcome.err,
+        "loamtunnel: stdin:4: AradLifAcMp has no field vid; did you mean vlanEditVid2 or "
+        "vlanEditVid1?\n"
+        "loamtunnel: stdin:5: outLif: 65537 is too large for the row of chip 5, at most 65535\n"
+        "loamtunnel: stdin:5: outLif=65537 of AradLifAcP2pToAc loses bits on chip 3: the row keeps 1\n");
 
     Outcome const rows =
         loamtunnel({"decode", "-f", "-", "--check"},
@@ -162,7 +159,12 @@ TEST(Command, EveryExampleBecomesARowOfEveryChip) {
         Outcome const rows =
             loamtunnel({"encode", "-a", "--rows", "-f", std::string(LOAM_EXAMPLES "/") + file});
         EXPECT_EQ(rows.status, 0) << file;
-        EXPECT_EQ(rows.err, "") << file;
+        std::istringstream notes(rows.err); // of fields that some chips do not have
+        for (std::string line; std::getline(notes, line);) {
+            EXPECT_TRUE(line.find(" does not reach the row of chip") != line.npos ||
+                        line.find(" loses bits on chips 3 and 4") != line.npos)
+                << line;
+        }
         auto const count = std::ranges::count(rows.out, '\n');
         EXPECT_GE(count, least * 7) << file;
         Outcome const back = loamtunnel({"decode", "--check", "-f", "-"}, rows.out);
@@ -289,13 +291,31 @@ TEST(Command, SchemaIsSavedAndCompared) {
               "    2  lifBankManaged            The first of the managed banks\n"
               "    4  lifBankMax                No bank: part of the null index\n");
     json const view =
-        json::parse(loamtunnel({"schema", "AradLifAcMp", "--json"}).out)[0]["attributes"].back();
-    EXPECT_EQ(view["bits"], json::array({"dword1", 33, 34}));
+        json::parse(loamtunnel({"schema", "AradLifAcMp", "--json"}).out)["types"][0]["attributes"].back();
+    EXPECT_EQ(view["view"], json::parse(R"({"word": "dword1", "low": 33, "bits": 2})"));
+    EXPECT_EQ(view["most"], "3");
     EXPECT_EQ(view["meaning"],
               "Row field type as it is stored. The encoder never reads it; it writes acMp, 3");
     std::string const file = testing::TempDir() + "schema-" + std::to_string(getpid());
     std::string saved = loamtunnel({"schema", "--json"}).out;
-    ASSERT_EQ(json::parse(saved).size(), Hardware::LoamTunnel::loamTunnelModule().defined().size());
+    json const all = json::parse(saved);
+    // Every type that is named is defined, the platform's after the model's.
+    std::set<std::string> defined{"U8", "U16", "U32", "U64", "S32", "S64", "bool", ""};
+    std::size_t own = 0;
+    for (json const& each : all["types"]) {
+        defined.insert(each["name"]);
+        own += each["platform"] == false;
+    }
+    EXPECT_EQ(own, Hardware::LoamTunnel::loamTunnelModule().defined().size());
+    for (json const& each : all["types"]) {
+        for (json const& attribute : each.value("attributes", json::array())) {
+            for (std::string const key : {"type", "keyType"}) {
+                std::string const name = attribute[key];
+                EXPECT_TRUE(defined.contains(name) || name.find('<') != name.npos)
+                    << each["name"] << ' ' << name;
+            }
+        }
+    }
     std::ofstream(file) << saved;
     EXPECT_EQ(loamtunnel({"schema", "--diff", file}).out, "");
     std::string const was = "\"id\": 259";
@@ -304,13 +324,13 @@ TEST(Command, SchemaIsSavedAndCompared) {
     saved.replace(saved.find("Which tunnels"), 13, "All tunnels");
     std::ofstream(file) << saved;
     Outcome const changed = loamtunnel({"schema", "--diff", file});
-    EXPECT_EQ(changed.status, 1);
+    EXPECT_EQ(changed.status, 3);
     EXPECT_EQ(changed.out, "Hardware::LoamTunnel::LoamTunnelCommonSmData.vlanHelper: id is 259, was 300\n");
     // Of a type alone nothing is said of others; what stands elsewhere, or has another size, is told.
     EXPECT_EQ(loamtunnel({"schema", "--diff", file, "OutAcKey", "AradLifBank"}).out, "");
-    json types = json::parse(saved);
+    nlohmann::ordered_json types = nlohmann::ordered_json::parse(saved)["types"]; // as older programs have saved it
     auto& key = *std::ranges::find_if(
-        types, [](json const& each) { return each["name"] == "Hardware::LoamTunnel::OutAcKey"; });
+        types, [](auto const& each) { return each["name"] == "Hardware::LoamTunnel::OutAcKey"; });
     std::swap(key["attributes"][0], key["attributes"][1]);
     key["size"] = 1;
     std::swap(types[3], types[4]);
@@ -325,6 +345,10 @@ TEST(Command, SchemaIsSavedAndCompared) {
               changed.out + keyText +
                   "Hardware::LoamTunnel::TunnelTerminationStatus: in another order, stands where "
                   "Hardware::LoamTunnel::VtepToNhIdMapConfig stood\n");
+    unlink(file.c_str());
+    // What no stack and no patience is deep enough for.
+    std::ofstream(file) << std::string(300'000, '[') + std::string(300'000, ']');
+    EXPECT_EQ(loamtunnel({"schema", "--diff", file}).status, 1);
     unlink(file.c_str());
     EXPECT_EQ(loamtunnel({"schema", "--diff", LOAM_PROGRAM}).status, 1);
 }

@@ -45,7 +45,7 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     EXPECT_EQ(on("wait", {count + "=3"}).status, 0);
 
     Outcome const late = loamtunnel({"wait", "--socket", socket(), "--timeout", "50", count + "=4"});
-    EXPECT_EQ(late.status, 1);
+    EXPECT_EQ(late.status, 5);
     EXPECT_NE(late.err.find("it is 3"), std::string::npos) << late.err;
 
     EXPECT_EQ(on("del", {count}).out, "3\n");
@@ -65,18 +65,24 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
         std::string command;
         std::vector<std::string> words;
         std::string message;
+        int status = 1;
     };
+    std::string const other = "lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=101]";
     for (Wrong const& each :
-         {Wrong{"get", {"liff"}, "no root liff; did you mean lif?"},
-          Wrong{"get", {"lif.appConfg"}, "appConfg"}, Wrong{"set", {count, "many"}, "many"}}) {
+         {Wrong{"get", {"liff"}, "no root liff is offered; did you mean lif?", 4},
+          Wrong{"get", {other}, other + " is not there", 4},
+          Wrong{"del", {other}, other + " is not there", 4},
+          Wrong{"wait", {other + "=many"}, "'many' is no number"},
+          Wrong{"wait", {"lif.appConfg"}, "appConfig?"}, Wrong{"get", {"lif.appConfg"}, "appConfg"},
+          Wrong{"set", {count, "many"}, "many"}}) {
         Outcome const outcome = on(each.command, each.words);
-        EXPECT_EQ(outcome.status, 1) << each.message;
+        EXPECT_EQ(outcome.status, each.status) << each.message;
         EXPECT_NE(outcome.err.find(each.message), std::string::npos) << outcome.err;
     }
     server.kill(SIGTERM);
     EXPECT_EQ(server.join(), 0);
     Outcome const nobody = on("get", {count});
-    EXPECT_EQ(nobody.status, 1);
+    EXPECT_EQ(nobody.status, 6);
     EXPECT_EQ(std::ranges::count(nobody.err, '\n'), 1) << nobody.err;
 }
 
@@ -116,7 +122,7 @@ TEST_F(Live, AConnectionIsRecordedAndReplayed) {
     auto const record = [&](std::string const& address) {
         return loamtunnel({"log", "record", "--socket", address, "--timeout", "20000", log, "lif", "--once"});
     };
-    EXPECT_EQ(record(file("nowhere")).status, 1);
+    EXPECT_EQ(record(file("nowhere")).status, 6);
     EXPECT_FALSE(std::filesystem::exists(log));
 
     std::ofstream(file("script")) << "new LifAppConfigDir lif\nset lif.appConfig[vtAppMpls]\n"
@@ -281,7 +287,7 @@ TEST(Monitor, ASlowTerminalLosesLinesAndIsToldHowMany) {
 }
 
 TEST(Monitor, FiltersByEntityAttributeAndKind) {
-    tool::Watch::Change const set{"lif.appConfig[a].reqCount[x.y = 'b[.']", "3"};
+    tool::Watch::Change const set{"lif.appConfig[a].reqCount[x.y = 'b[.']"};
     auto const parts = tool::ChangeFilter::partsOf(set.path);
     EXPECT_EQ(parts.entity, "lif.appConfig[a]");
     EXPECT_EQ(parts.attribute, "reqCount");
@@ -290,7 +296,7 @@ TEST(Monitor, FiltersByEntityAttributeAndKind) {
     EXPECT_FALSE((tool::ChangeFilter{"lif.app*", "reqCount", "del"}.takes(set)));
     EXPECT_FALSE((tool::ChangeFilter{"evec*", "", ""}.takes(set)));
     EXPECT_FALSE((tool::ChangeFilter{"", "app", ""}.takes(set)));
-    EXPECT_TRUE((tool::ChangeFilter{"", "", "del"}.takes({set.path, std::nullopt})));
+    EXPECT_TRUE((tool::ChangeFilter{"", "", "del"}.takes({set.path, nullptr, true})));
 
     EXPECT_EQ(tool::parseWait("a.b[x=1]=2"),
               (std::pair{std::string("a.b[x=1]"), std::optional<std::string>("2")}));

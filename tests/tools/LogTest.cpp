@@ -72,7 +72,7 @@ TEST(Log, ShowsChecksReplaysAndCompares) {
                           key + R"(", "value": "2"}])"));
     EXPECT_EQ(loamtunnel({"log", "diff", two, two}).status, 0);
     auto const differs = loamtunnel({"log", "diff", two, three, "--json"});
-    EXPECT_EQ(differs.status, 1);
+    EXPECT_EQ(differs.status, 3);
     EXPECT_EQ(json::parse(differs.out)[0]["difference"], "changed");
     EXPECT_EQ(json::parse(differs.out)[0]["before"], "2");
     EXPECT_EQ(json::parse(differs.out)[0]["after"], "3");

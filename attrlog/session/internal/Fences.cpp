@@ -107,7 +107,7 @@ void Fences::answer(U32 number, FenceResult const& result) {
             to.putNumber(static_cast<U64>(result.outcome));
             to.putNumber(result.peers);
             to.putNumber(result.gone);
-            to.put(shown(result.why.view(), maxReasonLength));
+            to.put(peerText(result.why.view(), maxReasonLength));
         });
     };
     if (result.outcome == FenceOutcome::done) { // what this side has written before it was is there first
@@ -123,7 +123,7 @@ void Fences::readFenced(In& in) {
     FenceResult result;
     result.peers = static_cast<U32>(in.nextNumber());
     result.gone = static_cast<U32>(in.nextNumber());
-    result.why = shown(in.nextString().view(), maxReasonLength);
+    result.why = peerText(in.nextString().view(), maxReasonLength);
     auto const asked = asked_.find(number);
     if (asked == asked_.end() || !asked->second.isSent || outcome > static_cast<U64>(FenceOutcome::done)) {
         fault("record answers no fence");

@@ -15,7 +15,7 @@ void Hello::send() {
     core_.out().preambleIs(mine);
     core_.write(helloAttribute, [&](Out& to) {
         to.currentPayloadSectionIs(PayloadSection::helloName);
-        to.put(shown(core_.config.name.view(), maxNameLength));
+        to.put(peerText(core_.config.name.view(), maxNameLength));
         to.currentPayloadSectionIs(PayloadSection::helloSchema);
         to.put(core_.config.schema);
         to.currentPayloadSectionIs(PayloadSection::helloLimits);

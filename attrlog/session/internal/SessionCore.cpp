@@ -88,7 +88,7 @@ void SessionCore::note(Cause cause, AttributeId attribute, Name const& path, U32
         closeGreedy();
         return;
     }
-    notes.push_back({cause, attribute, path, number, bits, shown(reason.view(), maxReasonLength)});
+    notes.push_back({cause, attribute, path, number, bits, peerText(reason.view(), maxReasonLength)});
 }
 
 void SessionCore::writeNotes() {

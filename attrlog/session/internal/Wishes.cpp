@@ -52,7 +52,7 @@ void Wishes::readOffer(In& in, bool isWithdrawn) {
         stateIs(path, RootState::absent, "the peer has withdrawn it");
     } else {
         Session::PeerOffer offer;
-        offer.type = shown(in.next<TypeId>().name().view(), maxReasonLength);
+        offer.type = peerText(in.next<TypeId>().name().view(), maxReasonLength);
         offer.access = (in.nextNumber() & 1) != 0 ? Access::writable : Access::readOnly;
         if (!peerOffers_.contains(path) && peerOffers_.size() >= core_.config.offers) {
             fault(format("peer has more roots than the limit of %u", core_.config.offers));
