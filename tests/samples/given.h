@@ -1,7 +1,7 @@
 // What every sample of the headers has around it: all public headers, and their namespaces.
 
-#include "attrlog/Recording.h"
 #include "attrlog/RecordView.h"
+#include "attrlog/Recording.h"
 #include "attrlog/adapter/AttrLogTypes.h"
 #include "attrlog/adapter/WireForm.h"
 #include "attrlog/session/Diagnostics.h"
