@@ -1,5 +1,6 @@
 /// Every layout of every table against tests/tables/layouts.txt, which was compared with the data sheets once
-/// and is mended by hand: a line a table, chip and variant, with each field as name[hi:lo].
+/// and is mended by hand: a line a table, chip and variant, with its rows, where they are, and each field as
+/// name[hi:lo].
 
 #include "tables/TableInfos.h"
 
@@ -19,7 +20,12 @@ std::vector<std::string> printedLayouts() {
         for (U32 chip = 0; chip < 16; ++chip) {
             for (U32 variant = 0; variant < table.variants(chip); ++variant) {
                 std::string line(table.name);
-                line += " chip " + std::to_string(chip) + " variant " + std::to_string(variant) + ':';
+                line += " chip " + std::to_string(chip) + " variant " + std::to_string(variant) + ", ";
+                layout::GeometryRow const& rows = *table.geometry(chip, variant);
+                line += Kor::format("%u x %u rows from 0x%x, block 0x%x to 0x%x:", rows.arrayElements,
+                                    rows.entries, rows.base, U32{rows.blockBase},
+                                    U32{rows.blockBase} + rows.maxIdentifier)
+                            .view();
                 for (FieldInfo const& field : table.fields) {
                     if (auto const at = table.position(field, chip, variant); at.width != 0) {
                         line.append(" ").append(field.name).append("[");
