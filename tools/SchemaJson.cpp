@@ -24,7 +24,7 @@ using Kor::Role;
 using Kor::Shape;
 using Op = Kor::GenericIf::AttributeOp;
 
-std::string_view nameOf(KorType const* type) {
+std::string_view textOfName(KorType const* type) {
     return type != nullptr ? type->typeName().view() : std::string_view();
 }
 
@@ -87,7 +87,7 @@ void writeAttribute(JsonWriter& json, KorType const& type, KorAttr const& attr) 
     Shape const& shape = attr.shape();
     json.beginObject().string("name", attr.name().view());
     json.key("id").raw(std::to_string(attr.attributeId()));
-    json.string("type", nameOf(attr.type())).string("keyType", nameOf(attr.keyType()));
+    json.string("type", textOfName(attr.type())).string("keyType", textOfName(attr.keyType()));
     json.string("keyAttribute", attr.keyAttributeName().view()).key("args").beginArray();
     for (auto const& each : attr.arguments()) {
         json.beginArray().string(each.name.view()).string(each.type.view()).end();
@@ -135,15 +135,15 @@ void writeAttribute(JsonWriter& json, KorType const& type, KorAttr const& attr) 
 
 void writeType(JsonWriter& json, KorType const& type, bool isPlatform) {
     json.beginObject()
-        .string("name", nameOf(&type))
+        .string("name", textOfName(&type))
         .string("kind", kindOf(type))
         .boolean("platform", isPlatform);
-    json.string("base", nameOf(type.base())).string("outer", nameOf(type.scope())).key("constructorArgs");
+    json.string("base", textOfName(type.base())).string("outer", textOfName(type.scope())).key("constructorArgs");
     writePairs(json, type.constructorArgNameQQueue(), type.constructorArgTypeQQueue());
     json.string("valueAttribute",
                 type.valAttr() != nullptr ? type.valAttr()->name().view() : std::string_view());
     json.number("size", type.size()).string("header", type.header()).string("meaning", type.meaning());
-    json.boolean("travels", Kor::AttrLogType::named(nameOf(&type)) != nullptr);
+    json.boolean("travels", Kor::AttrLogType::named(textOfName(&type)) != nullptr);
     std::string_view const text = textOf(type);
     json.string("text", text);
     if (text == "bare") {
@@ -173,7 +173,7 @@ void writeReference(JsonWriter& json, KorType const& type) {
     if (isNumberType(type)) {
         writeValueSchema(json, type);
     } else {
-        json.beginObject().string("$ref", "#/$defs/" + std::string(nameOf(&type))).end();
+        json.beginObject().string("$ref", "#/$defs/" + std::string(textOfName(&type))).end();
     }
 }
 
@@ -205,7 +205,7 @@ void writeObjectSchema(JsonWriter& json, KorType const& type) {
 }
 
 void writeValueSchema(JsonWriter& json, KorType const& type) {
-    std::string_view const name = nameOf(&type);
+    std::string_view const name = textOfName(&type);
     if (name == "bool") {
         json.beginObject().string("type", "boolean").end();
     } else if (isNumberType(type)) {
@@ -336,10 +336,10 @@ std::vector<KorType const*> withNamedTypes(std::vector<KorType*> const& types) {
     std::set<KorType const*> known(all.begin(), all.end());
     std::map<std::string_view, KorType const*> others;
     auto const take = [&](KorType const* type) {
-        if (type != nullptr && !isNumberType(*type) && nameOf(type).find('<') == std::string_view::npos &&
+        if (type != nullptr && !isNumberType(*type) && textOfName(type).find('<') == std::string_view::npos &&
             known.insert(type).second) {
             all.push_back(type);
-            others.emplace(nameOf(type), type);
+            others.emplace(textOfName(type), type);
         }
     };
     for (std::size_t i = 0; i < all.size(); ++i) { // also of those that are found on the way
@@ -384,7 +384,7 @@ void printJsonSchema(std::ostream& out, std::vector<KorType*> const& types) {
     json.string("title", "Values as loamtunnel prints and reads them").key("$defs").beginObject();
     for (KorType const* type : withNamedTypes(types)) {
         if (!textOf(*type).empty()) {
-            writeValueSchema(json.key(nameOf(type)), *type);
+            writeValueSchema(json.key(textOfName(type)), *type);
         }
     }
     json.end().end();

@@ -16,7 +16,7 @@ import tomllib
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 HERE = pathlib.Path(__file__).resolve().parent
-FOLDERS = ("runtime", "reflect", "attrlog", "platform", "chip", "tables", "values", "model", "owner", "link")
+FOLDERS = ("runtime", "reflect", "attrlog", "platform", "chip", "tables", "values", "model", "owner", "testing", "link", "forms")
 
 
 def samples(header):

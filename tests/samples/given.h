@@ -1,6 +1,6 @@
 // What every sample of the headers has around it: all public headers, and their namespaces.
 
-#include "attrlog/RecordView.h"
+#include "forms/RecordView.h"
 #include "attrlog/Recording.h"
 #include "attrlog/adapter/AttrLogTypes.h"
 #include "attrlog/adapter/WireForm.h"
