@@ -49,7 +49,8 @@ void serve(Context& context, ServeOptions const& options) {
         if (!entity && std::ranges::any_of(options.roots, [&, name = name](std::string const& root) {
                 return root.starts_with(name + '=');
             })) {
-            throw WrongUsage("cannot serve " + name + ": a " + shortName(*box->type()) + " is no entity");
+            throw WrongUsage("cannot serve " + name + ": " + shortName(*box->type()) +
+                             " is no type of entities");
         }
         if (entity) {
             refusing("cannot serve " + name, [&, name = name] {
