@@ -40,7 +40,7 @@ void serve(Context& context, ServeOptions const& options) {
         if (sign == root.npos) {
             throw WrongUsage("'" + shown(root) + "' is not NAME=TYPE, such as lif=LifAppConfigDir");
         }
-        script.line("new " + root.substr(sign + 1) + ' ' + root.substr(0, sign));
+        script.line("new " + root.substr(sign + 1) + ' ' + rootText(root.substr(0, sign)));
     }
     auto const service = Kor::makePtr<Service>();
     diagnosticsAre(*service, {.setsTrace = options.writable});
