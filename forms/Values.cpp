@@ -199,9 +199,9 @@ Box assembled(KorType const& type, std::vector<Given> const& given, std::string_
                                               : fieldNamed(type, argument.name).get(*initial));
     }
     std::string const what = where.empty() ? shortName(type) : std::string(where);
-    Box const box = arguments.empty()
-                        ? initial
-                        : refusing(what, [&] { return type.genericIf(argumentsOf(arguments).ptr(), false); });
+    Box box = arguments.empty()
+                  ? initial
+                  : refusing(what, [&] { return type.genericIf(argumentsOf(arguments).ptr(), false); });
     // A constructor may mend what it is given; after it, a field stays as it was set.
     std::vector<String8> expected(given.size());
     for (std::size_t i = 0; i < given.size(); ++i) {
@@ -394,7 +394,7 @@ public:
 
     /// Of a type that has a text of its own.
     static Box scalar(KorType const& type, std::string const& text, std::string_view where) {
-        Box const box = refusing(where, [&] { return type.genericIf(String8(text), false); });
+        Box box = refusing(where, [&] { return type.genericIf(String8(text), false); });
         if (!box) {
             throw Refused(shortName(type) + " has no text form");
         }
@@ -499,7 +499,7 @@ bool isPlain(std::string_view text) {
     });
 }
 
-std::string inParentheses(std::string text) {
+std::string inParentheses(std::string const& text) {
     return text.find(' ') != text.npos ? '(' + text + ')' : text;
 }
 

@@ -172,9 +172,10 @@ void encode(Context& context, EncodeOptions const& options) {
             }
         }
         for (auto const& [loss, on] : losses) {
-            std::string& first = told[{entry.kind->name, loss.field}].first;
-            first = first.empty() ? prefix + lossText(*entry.kind, loss, on) : first;
-            ++told[{entry.kind->name, loss.field}].second;
+            auto& [first, count] = told[{entry.kind->name, loss.field}];
+            if (count++ == 0) {
+                first.append(prefix).append(lossText(*entry.kind, loss, on));
+            }
         }
     };
     if (options.file.empty()) {
