@@ -138,6 +138,7 @@ EncodedRow encodeEntry(Entry const& entry, Hardware::ChipType chip) {
 std::string lossText(Kind const& kind, EncodedRow::Loss const& loss,
                      std::vector<Hardware::ChipType> const& chips) {
     std::vector<std::string> numbers;
+    numbers.reserve(chips.size());
     for (Hardware::ChipType const chip : chips) {
         numbers.push_back(std::to_string(chip));
     }

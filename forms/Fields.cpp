@@ -56,6 +56,7 @@ KorType* findType(std::string_view name) {
     }
     if (found.size() > 1) {
         std::vector<std::string> full;
+        full.reserve(found.size());
         for (KorType const* type : found) {
             full.emplace_back(type->typeName().view());
         }
@@ -384,6 +385,7 @@ Field const& fieldNamed(KorType const& type, std::string_view name) {
         return *found;
     }
     std::vector<std::string> known;
+    known.reserve(fields.size());
     for (Field const& each : fields) {
         known.push_back(each.name);
     }

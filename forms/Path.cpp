@@ -431,7 +431,7 @@ Box del(Place const& place) {
     if (!isThere(place)) {
         throw NotThere(place.path + " is not there");
     }
-    Box const was = op(place, Op::get);
+    Box was = op(place, Op::get);
     op(place, Op::del);
     return was;
 }

@@ -199,9 +199,9 @@ Box assembled(KorType const& type, std::vector<Given> const& given, std::string_
                                               : fieldNamed(type, argument.name).get(*initial));
     }
     std::string const what = where.empty() ? shortName(type) : std::string(where);
-    Box const box = arguments.empty()
-                        ? initial
-                        : refusing(what, [&] { return type.genericIf(argumentsOf(arguments).ptr(), false); });
+    Box box = arguments.empty()
+                  ? initial
+                  : refusing(what, [&] { return type.genericIf(argumentsOf(arguments).ptr(), false); });
     // A constructor may mend what it is given; after it, a field stays as it was set.
     std::vector<String8> expected(given.size());
     for (std::size_t i = 0; i < given.size(); ++i) {
@@ -264,9 +264,7 @@ public:
         }
         if (isQuotedType(type)) {
             bool const isQuoted = text.starts_with('\'') || text.starts_with('"');
-            return refusing(where, [&] {
-                return type.genericIf(String8(isQuoted ? std::string(text) : quoted(text)), false);
-            });
+            return scalar(type, isQuoted ? std::string(text) : quoted(text), where);
         }
         if (isTextForm(text)) {
             return ofTextForm(type, text, where);
@@ -282,6 +280,9 @@ public:
                      return value(inner, text, bound, where);
                  }}};
             return assembled(type, given, where);
+        }
+        if (fieldsOf(type).empty() && !isStateless(type)) { // it has a text of its own
+            return scalar(type, std::string(text), where);
         }
         std::string message(where);
         std::string const example = fieldsOf(type).empty() ? "" : ' ' + fieldsOf(type).front().name + "=...";
@@ -391,6 +392,15 @@ public:
         return assembled(type, fields(type, given, own), own);
     }
 
+    /// Of a type that has a text of its own.
+    static Box scalar(KorType const& type, std::string const& text, std::string_view where) {
+        Box box = refusing(where, [&] { return type.genericIf(String8(text), false); });
+        if (!box) {
+            throw Refused(shortName(type) + " has no text form");
+        }
+        return box;
+    }
+
 private:
     Box referred(KorType const& type, std::string_view text, std::string_view where) const {
         Box const found = find_(text.substr(1));
@@ -441,7 +451,7 @@ Box ofJson(Json const& json, KorType const& type, std::optional<U64> most, std::
         if (json.kind != Json::Kind::string) {
             refuse(" is no string, as the text of " + shortName(type) + " is");
         }
-        return refusing(where, [&] { return type.genericIf(String8(quoted(json.text)), false); });
+        return Reader::scalar(type, quoted(json.text), where);
     }
     std::vector<Argument> const arguments = constructorArguments(type);
     std::vector<Given> given;
@@ -489,7 +499,7 @@ bool isPlain(std::string_view text) {
     });
 }
 
-std::string inParentheses(std::string text) {
+std::string inParentheses(std::string const& text) {
     return text.find(' ') != text.npos ? '(' + text + ')' : text;
 }
 
@@ -517,8 +527,10 @@ std::string fieldsText(Box const& value) {
             Box const is = field.get(*value);
             if (is->strRep() != field.get(*now)->strRep()) {
                 text.append(" ").append(field.name).append("=").append(inParentheses(shortText(*is)));
-                if (!isStored) {
-                    field.set(now, is);
+                try {
+                    isStored ? void() : field.set(now, is);
+                } catch (Exception const&) {
+                    break; // a peer may have sent a value that is out of its range: the words tell
                 }
             }
         }

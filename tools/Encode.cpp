@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <map>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -141,6 +142,8 @@ void encode(Context& context, EncodeOptions const& options) {
     EncodePrinter printer(context, options);
     // A row for each line, also for one that is refused, so that mending it moves no other.
     U64 next = options.place.entry.value_or(0);
+    // By kind and field: the first loss in words, and how many there are.
+    std::map<std::pair<std::string, std::string>, std::pair<std::string, U64>> told;
     auto const encodeOne = [&](std::string const& text, std::string const& where) {
         U64 const entryIndex = next++;
         Entry const entry = parseEntry(text);
@@ -169,7 +172,10 @@ void encode(Context& context, EncodeOptions const& options) {
             }
         }
         for (auto const& [loss, on] : losses) {
-            context.note(prefix + lossText(*entry.kind, loss, on));
+            auto& [first, count] = told[{entry.kind->name, loss.field}];
+            if (count++ == 0) {
+                first.append(prefix).append(lossText(*entry.kind, loss, on));
+            }
         }
     };
     if (options.file.empty()) {
@@ -178,6 +184,11 @@ void encode(Context& context, EncodeOptions const& options) {
         eachLine(context, options.file, encodeOne);
     }
     printer.finish();
+    for (auto const& [field, losses] : told) {
+        U64 const more = losses.second - 1;
+        context.note(losses.first +
+                     (more == 0 ? "" : "; so it is with " + std::to_string(more) + " more entries"));
+    }
 }
 
 void kinds(Context& context, KindsOptions const& options) {

@@ -41,7 +41,7 @@ void serve(Context& context, ServeOptions const& options) {
         if (sign == root.npos) {
             throw WrongUsage("'" + shown(root) + "' is not NAME=TYPE, such as lif=LifAppConfigDir");
         }
-        script.line("new " + root.substr(sign + 1) + ' ' + root.substr(0, sign));
+        script.line("new " + root.substr(sign + 1) + ' ' + rootText(root.substr(0, sign)));
     }
     auto const service = Kor::makePtr<Service>();
     diagnosticsAre(*service, {.setsTrace = options.writable});
@@ -50,7 +50,8 @@ void serve(Context& context, ServeOptions const& options) {
         if (!entity && std::ranges::any_of(options.roots, [&, name = name](std::string const& root) {
                 return root.starts_with(name + '=');
             })) {
-            throw WrongUsage("cannot serve " + name + ": a " + shortName(*box->type()) + " is no entity");
+            throw WrongUsage("cannot serve " + name + ": " + shortName(*box->type()) +
+                             " is no type of entities");
         }
         if (entity) {
             refusing("cannot serve " + name, [&, name = name] {

@@ -258,7 +258,9 @@ void diffFields(std::vector<std::string>& lines, std::string const& where, Json 
         }
         Json const* const was = before.find(key);
         if (was != nullptr && *was != is) { // an older program did not save all
-            lines.push_back(where + ": " + key + " is " + dumped(is) + ", was " + dumped(*was));
+            std::string line = where;
+            line.append(": ").append(key).append(" is ").append(dumped(is));
+            lines.push_back(line.append(", was ").append(dumped(*was)));
         }
     }
 }
@@ -342,7 +344,8 @@ std::vector<KorType const*> withNamedTypes(std::vector<KorType*> const& types) {
             others.emplace(textOfName(type), type);
         }
     };
-    for (std::size_t i = 0; i < all.size(); ++i) { // also of those that are found on the way
+    // NOLINTNEXTLINE(modernize-loop-convert): it goes on to those that are found on the way
+    for (std::size_t i = 0; i < all.size(); ++i) {
         KorType const& type = *all[i];
         take(type.base());
         for (auto const& name : type.constructorArgTypeQQueue()) {

@@ -2,11 +2,11 @@
 
     >>> from loamtunnel.types import OutAcKey
     >>> plain(OutAcKey("0-3", 5))
-    {'fapMask': '0-3', 'acFormat': {'value': 5}}
+    {'fapMask': '0-3', 'acFormat': {'value': '5'}}
     >>> value("OutAcKey", {"fapMask": "0-3", "acFormat": {"value": 5}})
     OutAcKey(fapMask=Fapmask('0-3'), acFormat=OutAcFormat(value=5))
 
-A number of the platform, such as a chip's, is `{"value": 5}`; what an object leaves out has its default.
+A number of the platform, such as a chip's, is `{"value": 5}`; one of 64 bits is a string; what an object leaves out has its default.
 """
 
 from __future__ import annotations
@@ -28,6 +28,8 @@ def plain(given, type_: str | None = None):
     if isinstance(given, (values.Fapmask, values.Interface, ipaddress.IPv4Address)):
         return str(given)
     number = int(given)
+    if type_ in ("U64", "S64"):  # which a number of JSON does not hold
+        return str(number)
     return number if type_ is None or type_ in schema.SCALARS else {"value": number}
 
 
@@ -35,7 +37,8 @@ def value(type_: str, given):
     """The value that `plain` has turned into this, or a `RangeError` that says what is wrong."""
     name = type_ if type_ in schema.SCALARS else schema.named(type_).name
     if name in schema.SCALARS:
-        return values.coerced(name, name, given)
+        is_text = isinstance(given, str) and name != "bool" and given.lstrip("-").isdigit()
+        return values.coerced(name, name, int(given) if is_text else given)
     kind, described = values.python_type(name), schema.TYPES[name]
     if not isinstance(given, dict):
         if described.kind == "enumeration" and not isinstance(given, str):

@@ -149,7 +149,7 @@ def test_the_program_reads_and_writes_a_tree_of_ours(program, tmp_path):
     async def main():
         async with serve(address, service):
             assert os.stat(address).st_mode & 0o777 == 0o600
-            assert f"reqCount[{texts.text(AradLifEntry('lifAcMp', 1, 0))}] = 3" in await run("tree", "-s", address)
+            assert "reqCount[AradLifAcMp vsi=1] = 3" in await run("tree", "-s", address)
             await run("set", "-s", address, place(2), "4")
             assert lifs.appConfig[MPLS].reqCount == {lif(1): 3, lif(2): 4}
             await run("del", "-s", address, place(1))

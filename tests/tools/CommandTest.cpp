@@ -328,7 +328,8 @@ TEST(Command, SchemaIsSavedAndCompared) {
     EXPECT_EQ(changed.out, "Hardware::LoamTunnel::LoamTunnelCommonSmData.vlanHelper: id is 259, was 300\n");
     // Of a type alone nothing is said of others; what stands elsewhere, or has another size, is told.
     EXPECT_EQ(loamtunnel({"schema", "--diff", file, "OutAcKey", "AradLifBank"}).out, "");
-    nlohmann::ordered_json types = nlohmann::ordered_json::parse(saved)["types"]; // as older programs have saved it
+    nlohmann::ordered_json types =
+        nlohmann::ordered_json::parse(saved)["types"]; // as older programs have saved it
     auto& key = *std::ranges::find_if(
         types, [](auto const& each) { return each["name"] == "Hardware::LoamTunnel::OutAcKey"; });
     std::swap(key["attributes"][0], key["attributes"][1]);

@@ -86,6 +86,46 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     EXPECT_EQ(std::ranges::count(nobody.err, '\n'), 1) << nobody.err;
 }
 
+TEST_F(Live, ManyPlacesAreSetOverOneConnection) {
+    auto server = serve({"lif=LifAppConfigDir", "odd name=LifAppConfigDir", "--writable"});
+    std::string const dir = "lif.appConfig[vtAppMpls]";
+    Outcome const outcome =
+        loamtunnel({"set", "--socket", socket(), "-f", "-"},
+                   dir + "\n" + dir + ".reqCount[AradLifAcMp vsi=2] 3 # two\n" + dir +
+                       ".reqCount[AradLifAcMp vsi=70000] 3\n" + dir + ".reqCount[AradLifAcMp vsi=10] 4\n");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "loamtunnel: stdin:3: " + dir +
+                               ".reqCount[...].vsi: 70000 is too large; the field has 16 bits, at most "
+                               "65535\n");
+    EXPECT_EQ(loamtunnel({"run", "--socket", socket(), "-"},
+                         "set " + dir + ".reqCount[AradLifAcMp vsi=1] 5\nget " + dir +
+                             ".reqCount[AradLifAcMp vsi=2]\ndel " + dir + ".reqCount[AradLifAcMp vsi=10]\n")
+                  .out,
+              "3\n");
+    // All roots are there, whatever their names are, and members by key.
+    EXPECT_EQ(on("tree", {}).out,
+              "lif: LifAppConfigDir\n  appConfig[vtAppMpls]: LifAppConfig\n    app = vtAppMpls\n"
+              "    reqCount[AradLifAcMp vsi=1] = 5\n    reqCount[AradLifAcMp vsi=2] = 3\n"
+              "'odd name': LifAppConfigDir\n");
+    auto const rows = nlohmann::json::parse(on("get", {dir + ".reqCount", "--json"}).out);
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[1], nlohmann::json::parse(R"({"path": ")" + dir +
+                                             R"(.reqCount[AradLifAcMp vsi=2]", "type": "U32", "value": 3})"));
+    EXPECT_EQ(on("get", {dir + ".reqCount", "--format", "csv", "--no-headings", "--form", "text"}).out,
+              dir + ".reqCount[AradLifAcMp vsi=1],U32,5\n" + dir + ".reqCount[AradLifAcMp vsi=2],U32,3\n");
+    EXPECT_EQ(
+        nlohmann::json::parse(on("wait", {dir + ".reqCount[AradLifAcMp vsi=2]=3", "--json"}).out)[0]["value"],
+        3);
+    EXPECT_EQ(on("monitor", {"nosuch", "--for", "1"}).status, 4);
+    auto const state = nlohmann::json::parse(on("monitor", {dir + ".app", "--json", "--for", "1"}).out);
+    EXPECT_EQ(state["event"], "state");
+    EXPECT_EQ(state["value"], "vtAppMpls");
+    server.kill(SIGTERM);
+    EXPECT_EQ(server.join(), 0);
+    EXPECT_EQ(loamtunnel({"serve", "--socket", socket(), "v=AradLifAcMp"}).err,
+              "loamtunnel: cannot serve v: AradLifAcMp is no type of entities\n");
+}
+
 TEST_F(Live, WhatIsServedReadOnlyIsNotWritten) {
     std::ofstream(file("script")) << "new LifAppConfigDir lif\nset lif.appConfig[vtAppMpls]\n";
     auto const server = serve({"--run", file("script")});

@@ -1,0 +1,131 @@
+/// What people and other programs write: JSON within its bounds, fields, and the short form.
+
+#include "forms/Entries.h"
+#include "forms/Json.h"
+#include "forms/Path.h"
+#include "forms/Text.h"
+#include "model/LoamTunnelModel.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Kor::Forms;
+
+std::string refusal(std::function<void()> const& attempt) {
+    try {
+        attempt();
+    } catch (Refused const& refused) {
+        return refused.what();
+    }
+    return "";
+}
+
+TEST(Json, IsReadWithinItsBounds) {
+    Json const json = parseJson(R"({"a": [1, -2, 1.5e3, true, null, "\u00e9\n"], "b": {}})");
+    EXPECT_EQ(json.at("a").members[2].second.text, "1.5e3");
+    EXPECT_EQ(json.at("a").members[5].second.text, "\xc3\xa9\n");
+    for (bool const isIndented : {false, true}) {
+        std::ostringstream text;
+        JsonWriter(text, isIndented).value(json);
+        EXPECT_EQ(parseJson(text.str()), json) << text.str();
+    }
+    EXPECT_EQ(refusal([&] { json.at("c"); }), "the object has no c");
+    EXPECT_EQ(refusal([] { parseJson("1e999"); }), "the number is too large, at byte 5");
+    EXPECT_EQ(refusal([] { parseJson(R"({"a":1,"a":2})"); }), "a is given twice");
+    EXPECT_EQ(refusal([] { parseJson("[1"); }), "no JSON, from byte 3 on");
+    EXPECT_EQ(refusal([] { parseJson(std::string(300'000, '[')); }),
+              "JSON is nested too deeply: at most 64 objects and arrays in one another");
+    std::string keys = "{";
+    for (int i = 0; i < 100'000; ++i) {
+        keys.append(i > 0 ? ",\"" : "\"").append(std::to_string(i)).append("\":1");
+    }
+    EXPECT_EQ(parseJson(keys + '}').members.size(), 100'000u); // were it quadratic, this would take a minute
+}
+
+TEST(Json, HasNothingThatIsNoUtf8) {
+    for (std::string_view const good : {"", "a", "\xc3\xa9", "\xe2\x82\xac", "\xf0\x9f\x98\x80"}) {
+        EXPECT_TRUE(isUtf8(good)) << good;
+    }
+    for (std::string_view const bad :
+         {"\x80", "\xc0\x80", "\xe0\x80\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xe2\x82"}) {
+        EXPECT_FALSE(isUtf8(bad));
+        std::ostringstream text;
+        JsonWriter(text).string(bad);
+        EXPECT_TRUE(isUtf8(text.str()));
+    }
+}
+
+TEST(Fields, ThatContradictEachOtherAreRefused) {
+    EXPECT_EQ(refusal([] { parseEntry("EvecValue evec0=0x7ffff evec0.nTagsToRemove=0"); }),
+              "evec0=0x7ffff and evec0.nTagsToRemove=0 name the same bits: evec0 would become 524284; give "
+              "one of the two");
+    EXPECT_NE(refusal([] { parseEntry("OutAcValue ac0.vid1=1 word0=0xffffffff"); }), "");
+    EXPECT_NE(refusal([] { parseEntry("lifLabelProtocolOrLsp vsiMsb=0 vsi=0x6000"); }), "");
+    // What agrees is no contradiction, whatever the order.
+    EXPECT_EQ(shortText(*parseEntry("EvecValue evec0.nTagsToRemove=3 evec0=0x40003").value),
+              shortText(*parseEntry("EvecValue evec0=0x40003 evec0.nTagsToRemove=3").value));
+    EXPECT_NE(refusal([] { parseEntry("AradLifAcMp vsi=1 vsi=1"); }), "");
+}
+
+TEST(Fields, HaveTheirLimitsInMessages) {
+    Kor::KorType const& type = typeNamed("AradLifEntry");
+    EXPECT_EQ(fieldNamed(typeNamed("FapId"), "value").most, 2048u);
+    EXPECT_EQ(fieldNamed(typeNamed("EvecValue"), "word0").most, 0x3fffffffffu);
+    EXPECT_EQ(fieldNamed(typeNamed("AradLifPweToP2p"), "terminationProfile").most, 7u);
+    for (std::string const text : {"AradLifAcMp vsi=70000", "AradLifAcMp vsi=0x11170"}) {
+        EXPECT_EQ(refusal([&] { readValue(type, text); }),
+                  "vsi: " + text.substr(16) + " is too large; the field has 16 bits, at most 65535");
+    }
+    EXPECT_EQ(refusal([&] { readJson(typeNamed("AradLifAcMp"), R"({"vsi": 70000})"); }),
+              "vsi: 70000 is too large; the field has 16 bits, at most 65535");
+    EXPECT_EQ(
+        refusal([&] { readJson(type, R"({"dword0": "18446744073709551616"})"); }),
+        "dword0: 18446744073709551616 is too large; the field has 64 bits, at most 18446744073709551615");
+    EXPECT_EQ(jsonText(*readJson(type, R"({"dword0": 5, "dword1": "0x10"})")),
+              R"({"lifType":"lifGeneral","dword0":"5","dword1":"16"})");
+}
+
+TEST(ShortForm, OfANumberThatIsNoEnumeratorIsRead) {
+    Kor::KorType const& type = typeNamed("VtAppId");
+    Box const box = readValue(type, "VtAppId(99)");
+    EXPECT_EQ(shortText(*box), "VtAppId(99)");
+    EXPECT_EQ(jsonText(*box), "\"VtAppId(99)\"");
+    EXPECT_EQ(numberOf(*readJson(type, "\"VtAppId(99)\"")), 99u);
+    EXPECT_EQ(shortText(*readValue(type, "7")), "vtAppMpls");
+    EXPECT_EQ(refusal([&] { readValue(type, "vtAppMpl"); }),
+              "no VtAppId is called vtAppMpl; did you mean vtAppMpls?");
+}
+
+TEST(Paths, LeadToWhatIsPrinted) {
+    Roots roots;
+    auto const dir = Hardware::LoamTunnel::lifAppConfigDirFactory("its own name");
+    roots.add("a [root]", boxOfEntity(dir));
+    std::string const root = rootText("a [root]");
+    EXPECT_EQ(rootOf(root + ".appConfig"), "a [root]");
+    set(roots.at(root + ".appConfig[vtAppMpls]"), "", roots);
+    std::string const count = root + ".appConfig[vtAppMpls].reqCount";
+    for (int const vsi : {10, 9, 100}) {
+        set(roots.at(count + "[AradLifAcMp vsi=" + std::to_string(vsi) + ']'), "3", roots);
+    }
+    std::vector<std::string> paths;
+    walk(roots.at(root), 16, [&](Node const& node) {
+        paths.push_back(node.path);
+        EXPECT_EQ(roots.at(node.path).path, node.path);
+    });
+    std::string const key = "[AradLifAcMp vsi=";
+    EXPECT_EQ(paths, (std::vector<std::string>{root, root + ".appConfig[vtAppMpls]",
+                                               root + ".appConfig[vtAppMpls].app", count + key + "9]",
+                                               count + key + "10]", count + key + "100]"}));
+    // An object is printed as the path of it.
+    EXPECT_EQ(valueText(Form::shortForm, valueAt(roots.at(paths[1])), &roots), paths[1]);
+    EXPECT_THROW(itemsAt(roots.at(count + key + "11]")), NotThere);
+    EXPECT_THROW(roots.at(root + ".appConfig[vtAppEvpn].app"), NotThere);
+    EXPECT_THROW(del(roots.at(count + key + "11]")), NotThere);
+    EXPECT_EQ(numberOf(*del(roots.at(count + key + "9]"))), 3u);
+}
+
+} // namespace
