@@ -321,7 +321,8 @@ void LifDriver::answer() {
     }
 }
 
-/// A fence is done when what its peer has asked for is kept and in the image, and fails where it can have no place.
+/// A fence is done when what its peer has asked for is kept and in the image, and fails where it can have no
+/// place.
 void LifDriver::answerFences() {
     if (!kept_.empty() || !failed_.empty()) {
         return; // tried again, and told then

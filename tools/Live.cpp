@@ -91,6 +91,7 @@ Kor::Link::Address addressOf(std::string const& text) {
 Live::Live(LiveOptions const& options, std::string_view name)
     : options_(options), connector_(loop_, addressOf(options.address), connectOnce(name)),
       bound_(boundMemory(loop_, options.memory, [this](std::string const& reason) {
+          tooMuch_ = reason;
           if (auto const session = connector_.session()) {
               session->close(Kor::String8(reason));
           }
@@ -102,6 +103,9 @@ Live::Live(LiveOptions const& options, std::string_view name)
 
 Session& Live::session() {
     Kor::Ptr<Session> const session = connector_.session();
+    if (!tooMuch_.empty()) {
+        throw Refused(tooMuch_);
+    }
     if (!session || !session->isOpen()) {
         throw noConnection(options_.address, connector_.lastReason().view());
     }

@@ -83,6 +83,8 @@ private:
     LiveOptions options_;
     Kor::Link::Loop loop_;
     Kor::Link::Connector connector_;
+    /// Why no more is taken from the peer; empty while it is.
+    std::string tooMuch_;
     Kor::Link::Timer bound_;
     Roots roots_;
 };

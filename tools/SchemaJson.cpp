@@ -138,7 +138,9 @@ void writeType(JsonWriter& json, KorType const& type, bool isPlatform) {
         .string("name", textOfName(&type))
         .string("kind", kindOf(type))
         .boolean("platform", isPlatform);
-    json.string("base", textOfName(type.base())).string("outer", textOfName(type.scope())).key("constructorArgs");
+    json.string("base", textOfName(type.base()))
+        .string("outer", textOfName(type.scope()))
+        .key("constructorArgs");
     writePairs(json, type.constructorArgNameQQueue(), type.constructorArgTypeQQueue());
     json.string("valueAttribute",
                 type.valAttr() != nullptr ? type.valAttr()->name().view() : std::string_view());

@@ -1,14 +1,20 @@
 // What every sample of the headers has around it: all public headers, and their namespaces.
 
-#include "forms/RecordView.h"
 #include "attrlog/Recording.h"
 #include "attrlog/adapter/AttrLogTypes.h"
 #include "attrlog/adapter/WireForm.h"
 #include "attrlog/session/Diagnostics.h"
 #include "attrlog/session/Session.h"
 #include "chip/RowWriter.h"
+#include "forms/Entries.h"
+#include "forms/Fields.h"
+#include "forms/Json.h"
+#include "forms/Path.h"
+#include "forms/RecordView.h"
+#include "forms/Values.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
+#include "link/LockFile.h"
 #include "model/LoamTunnelModel.h"
 #include "model/LoamTunnelTypeList.h"
 #include "owner/IndexAllocator.h"
@@ -22,10 +28,12 @@
 #include "runtime/BreachGuard.h"
 #include "runtime/HandlerExceptions.h"
 #include "runtime/LinkedQueue.h"
+#include "runtime/PlainText.h"
 #include "runtime/PtrTrack.h"
 #include "runtime/RbTreeMap.h"
 #include "tables/LoamTunnelMetaInfo.h"
 #include "tables/TableInfos.h"
+#include "testing/FakeOwner.h"
 
 #include <csignal>
 #include <cstdio>
