@@ -64,6 +64,8 @@ void serve(Context& context, ServeOptions const& options) {
         throw WrongUsage(
             "there is nothing to serve; give NAME=TYPE, or --run FILE with a script that makes entities");
     }
+    // What is served here has nothing behind it: it is done when it is applied.
+    service->fenceHookIs([](Session&, Kor::Ptr<Fence> const& fence) { fence->doneIs(); });
     Kor::Link::Loop loop;
     endingSignalsAre(loop, [&] { loop.stop(); });
     Messages messages(context);
@@ -183,6 +185,30 @@ void wait(Context& context, WaitOptions const& options) {
         values.item({path, box});
     }
     values.end();
+}
+
+void sync(Context& context, SyncOptions const& options) {
+    struct Answer {
+        std::optional<FenceResult> result;
+    };
+    auto const answer = std::make_shared<Answer>();
+    Live live(options.live, "sync");
+    live.session().fence(
+        options.level, [answer](FenceResult const& result) { answer->result = result; },
+        options.all ? FenceExtent::all : FenceExtent::peer);
+    if (!live.until([&] { return answer->result.has_value(); })) {
+        throw TimedOut("within " + std::to_string(options.live.timeout.count()) +
+                       " ms not all that was written has been " +
+                       (options.level == FenceLevel::done ? "done" : "applied"));
+    }
+    FenceResult const& result = *answer->result;
+    Listing listing({"outcome", "peers", "gone", "why"});
+    listing.add({fenceOutcomeName(result.outcome), Cell::raw(std::to_string(result.peers)),
+                 Cell::raw(std::to_string(result.gone)), std::string(result.why.view())});
+    listing.print(context.out, options.output);
+    if (!result.isReached(options.level)) {
+        context.status = refusedStatus;
+    }
 }
 
 void stats(Context& context, LiveOptions const& options, Output const& output) {

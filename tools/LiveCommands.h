@@ -32,6 +32,15 @@ void tree(Context& context, LivePlace const& options);
 void get(Context& context, LivePlace const& options);
 void del(Context& context, LivePlace const& options);
 
+/// Asks how far what has been written is.
+struct SyncOptions {
+    LiveOptions live;
+    Output output;
+    Kor::NboAttrLog::FenceLevel level = Kor::NboAttrLog::FenceLevel::applied;
+    bool all = false;
+};
+void sync(Context& context, SyncOptions const& options);
+
 struct SetOptions {
     LiveOptions live;
     std::string path, value;

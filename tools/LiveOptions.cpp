@@ -167,6 +167,28 @@ void addMonitor(CLI::App& app, Context& context) {
     command->callback([&context, options] { monitor(context, *options); });
 }
 
+void addSync(CLI::App& app, Context& context) {
+    auto* const command =
+        app.add_subcommand("sync", "Wait until what has been written to a process is there, or done");
+    auto const options = std::make_shared<SyncOptions>();
+    auto const level = std::make_shared<std::string>("applied");
+    command->add_option("--wait", *level, "How far: applied, or done as the process says (default: applied)")
+        ->check(CLI::IsMember({"applied", "done"}));
+    command->add_flag("--all", options->all, "Also ask the peers to which the process tells what it has");
+    addLive(*command, options->live);
+    addOutput(*command, options->output, " (default: table)");
+    command->footer(
+        "The exit status is 1 when a process cannot do it, or has gone before it was done, and 5 when\n"
+        "there is no answer in time.\n\n"
+        "  loamtunnel sync --wait done --all --timeout 60000");
+    command->callback([&context, options, level] {
+        options->level =
+            *level == "done" ? Kor::NboAttrLog::FenceLevel::done : Kor::NboAttrLog::FenceLevel::applied;
+        options->output.colour = context.colourOut;
+        sync(context, *options);
+    });
+}
+
 void addStats(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand("stats", "Print what the connections of a process have done");
     struct Options {
@@ -381,6 +403,7 @@ void addLiveCommands(CLI::App& app, Context& context) {
              "The exit status is 4 when nothing is there.");
     addWait(app, context);
     addMonitor(app, context);
+    addSync(app, context);
     addStats(app, context);
     addTrace(app, context);
 }

@@ -51,6 +51,19 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     EXPECT_EQ(on("del", {count}).out, "3\n");
     EXPECT_EQ(on("wait", {"--gone", count}).status, 0);
 
+    Outcome const sync = on("sync", {"--wait", "done", "--json"});
+    EXPECT_EQ(sync.status, 0) << sync.err;
+    EXPECT_EQ(nlohmann::json::parse(sync.out)[0]["outcome"], "done");
+    // A peer that has stopped holds up those who ask for all.
+    tool::Child watching = start({"monitor", "--socket", socket()}, "monitor.log");
+    ASSERT_TRUE(eventually([&] { return content("monitor.log").find("lif") != std::string::npos; }));
+    auto const all = nlohmann::json::parse(on("sync", {"--all", "--json"}).out);
+    EXPECT_EQ(all[0]["outcome"], "applied");
+    EXPECT_EQ(all[0]["peers"], 2);
+    watching.kill(SIGSTOP);
+    EXPECT_EQ(loamtunnel({"sync", "--all", "--socket", socket(), "--timeout", "300"}).status, 5);
+    watching.kill(SIGKILL);
+
     auto const stats = nlohmann::json::parse(on("stats", {"--json"}).out);
     EXPECT_TRUE(std::ranges::any_of(
         stats, [](auto const& row) { return row["peer"] == "stats" && row["counter"] == "recordsOut"; }));
