@@ -361,7 +361,7 @@ bool bar(char const* what, double is, double limit, bool isMost = false) {
 int main(int argc, char** argv) {
     CLI::App options("Keeps a map of counts equal in two processes", "LogBench");
     auto const number = [&](char const* name, std::size_t& value, std::size_t least, char const* what) {
-        bench::addNumber(options, name, value, least, 1'000'000'000, what);
+        bench::addNumber(options, name, value, least, std::size_t{1'000'000'000}, what);
     };
     number("--counts", sizes.counts, 1, "counts of a full pass");
     number("--changes", sizes.changes, 1, "changes of counts");

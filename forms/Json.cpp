@@ -141,7 +141,7 @@ void writeString(std::ostream& out, std::string_view text) {
         } else if (length == 0) {
             out << "\xef\xbf\xbd";
         } else {
-            out << Kor::plainJson(std::string(text.substr(0, length))); // what a terminal obeys is escaped
+            out << Kor::plainJson(text.substr(0, length)); // what a terminal obeys is escaped
         }
         text.remove_prefix(std::max<std::size_t>(length, 1));
     }

@@ -81,7 +81,7 @@ std::string plainText(std::string_view text) {
     return replaced(text, [](std::string_view, U32) { return std::string("?"); });
 }
 
-std::string plainJson(std::string json) {
+std::string plainJson(std::string_view json) {
     return replaced(json, [](std::string_view piece, U32 point) {
         if (point < 0x7f) {
             return std::string(piece);

@@ -27,7 +27,7 @@ KOR_EXPORT std::string plainText(std::string_view text);
 
 /// A text of JSON with the same code points from 7F on as escapes, so that it means the same. It must be
 /// UTF-8, with no control characters but line ends.
-KOR_EXPORT std::string plainJson(std::string json);
+KOR_EXPORT std::string plainJson(std::string_view json);
 
 /// How many bytes the UTF-8 character at the start of a text has; 0 if it begins with none.
 KOR_EXPORT std::size_t characterLength(std::string_view text) noexcept;

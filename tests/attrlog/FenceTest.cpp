@@ -351,12 +351,12 @@ TEST(Fence, HoldsWhateverHappens) {
             U32 atLeast = 0;
             U32 deletedAt = 0; // the last time
         };
-        std::map<std::pair<int, U32>, Known> state;
+        std::map<std::pair<U32, U32>, Known> state;
         U32 now = 0;
         int open = 0;
         for (int step = 0; step < 2000; ++step) {
-            int const app = static_cast<int>(random.below(apps.size()));
-            U32 const lif = static_cast<U32>(random.below(200));
+            U32 const app = random.below(static_cast<U32>(apps.size()));
+            U32 const lif = random.below(200);
             switch (random.below(40)) {
             case 0:
                 for (U32 i = 0; i < 200; ++i) {
