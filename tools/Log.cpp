@@ -241,7 +241,7 @@ void logShow(Context& context, LogOptions const& options) {
                 }
                 cells.emplace_back(bytes);
             }
-            printer.add(std::move(cells));
+            printer.add(cells);
         });
     } catch (Refused const&) {
         printer.end(); // what came before

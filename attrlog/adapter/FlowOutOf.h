@@ -11,6 +11,8 @@
 
 namespace Kor {
 
+class StreamAdapter;
+
 namespace detail {
 
 /// The attributes of X that travel, by rising id.
