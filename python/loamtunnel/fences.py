@@ -211,7 +211,7 @@ class Fences:
             answers.part()(Fenced(FAILED, 0, why="the fence goes in a circle"))
             return
         for each in tuple(self._session.service.sessions):
-            if each is not self._session and each.is_open:
+            if each is not self._session and any(mount.root.sends for mount in each.mounts.values()):
                 add = answers.part()
 
                 def heard(result: Fenced | None, error: Exception | None, each=each, add=add) -> None:

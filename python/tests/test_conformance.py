@@ -27,11 +27,12 @@ def test_the_program_passes(program):
     values = f"{program} value {{type}} --from {{from}} --to {{to}} -f -"
     theirs = [program, "{role}", "--socket", "{socket}", "{roots}"]
     status, told = ran("--quiet", "--jobs", "2", "--peer", "program", "--values", values, *theirs)
-    assert status == 0 and told.endswith("0 failed, 0 skipped\n"), told
+    known = [each for each in (KIT / "known-failures.txt").read_text().splitlines() if each.startswith("program ")]
+    assert status == 0 and told.endswith(f"0 failed, {len(known)} skipped\n"), told
 
 
 # A process of ours takes its time to start, so that not every type of entity has its turn here.
-SOME = "^entity/(LifAppConfig/|FapTypeProperties/)|^(hello|fault|passed-over|pass|want|offer|request|child|exchange)/"
+SOME = "^entity/(LifAppConfig/|FapTypeProperties/)|^(hello|fault|passed-over|pass|want|offer|request|child|exchange|fence|push)/"
 
 
 def test_this_side_passes():

@@ -219,8 +219,12 @@ def test_a_relay_answers_with_the_least_of_its_peers():
     """`asking` is connected to a relay, which has two more peers."""
     service, heard = Service("relay"), []
     service.answer_fences(lambda peer, fence: fence.done())
+    service.offer("lif", LifAppConfigDir("lif"), writable=True)
     ends = [Service("left"), Service("right")]
-    pipes = [Pipe(theirs=service).run(), *(Pipe(each, service).run() for each in ends)]
+    pipes = [Pipe(theirs=service).run(), *(Pipe(each, service).run() for each in (*ends, Service("gets nothing")))]
+    for each in pipes[:3]:
+        each.ours.want("lif", None, lambda error: None)
+        each.run()
 
     def asked(level: str, all: bool, hops: int = 16) -> Fenced:
         pipes[0].ours.fence(level, all, lambda result, error: heard.append(result), hops)
@@ -342,6 +346,7 @@ def test_fences_of_peers(tmp_path):
             copy.appConfig.add(MPLS)
             assert await peer.fence("done") == "done"
             with pytest.raises(FenceFailed, match="python does not say when it is done"):
+                await lasting.want("lif")
                 await peer.fence("done", all=True)  # the other client is asked, too
             ready.clear()
             fence = asyncio.create_task(peer.fence("done"))
