@@ -6,6 +6,7 @@ import random
 import pytest
 from conftest import Pipe
 from loamtunnel import ConnectionEnded, FenceFailed, FenceGone, LoamError, Refused, Service, connect, serve, sync
+from loamtunnel import session as session_module
 from loamtunnel.fences import APPLIED, DONE, FAILED, GONE, Fenced
 from loamtunnel.records import RecordReader, number, record, string
 from loamtunnel.session import MAGIC, ROOM, Session
@@ -109,25 +110,29 @@ def test_a_fence_waits_for_passes_for_marks_and_for_what_is_kept_back():
     assert seen == [30_001] and heard == [7]
 
 
-def test_a_writer_that_never_rests_holds_no_fence_up():
+def test_a_writer_that_never_rests_holds_no_fence_up(monkeypatch):
+    """The stream takes a few records at a time, the same keys are written again and again, and more new ones come than go."""
+    monkeypatch.setattr(session_module, "ROOM", 200)
     pipe, lifs, copy = shared()
+    busy, other = lifs.appConfig[MPLS].reqCount, lifs.appConfig.add(VXLAN).reqCount
     pipe.run()
+    pipe.theirs.has_room = False
+    for i in range(30):
+        busy[lif(i)] = 1
+    other[lif(0)] = 1
     heard = []
-    for i in range(10):
+    there = copy.appConfig
+    pipe.theirs.fence(
+        "applied", False, lambda result, error: heard.append((len(there[MPLS].reqCount), len(there[VXLAN].reqCount)))
+    )
+    for turn in range(20):
         pipe.theirs.has_room = False
-        lifs.appConfig[MPLS].reqCount[lif(0)] = i + 1
-        lifs.appConfig.add(VXLAN).reqCount[lif(i)] = 1
-        if not i:
-            pipe.theirs.fence("applied", False, lambda result, error: heard.append(result))
-        pipe.theirs.has_room = False
-        data = pipe.theirs.take()
-        for j in range(5):
-            lifs.appConfig[MPLS].reqCount[lif(1000 + 10 * i + j)] = 1
-        pipe.ours.feed(data)
+        for i in range(30):
+            busy[lif(i)] = turn + 2
+            busy[lif(1000 + 30 * turn + i)] = 1
+        pipe.ours.feed(pipe.theirs.take())
         pipe.theirs.feed(pipe.ours.take())
-        if heard:
-            break
-    assert heard and i <= 2
+    assert heard and heard[0][0] >= 30 and heard[0][1] == 1 and len(busy) > len(there[MPLS].reqCount)
 
 
 def test_done_is_said_by_the_process_and_comes_behind_what_it_has_changed():
