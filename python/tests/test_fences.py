@@ -110,6 +110,24 @@ def test_a_fence_waits_for_passes_for_marks_and_for_what_is_kept_back():
     assert seen == [30_001] and heard == [7]
 
 
+def test_a_fence_goes_when_what_was_kept_back_has_lost_against_the_peer_s_state():
+    pipe, lifs, copy = shared(30_000)
+    pipe.theirs.feed(pipe.ours.take())
+    pipe.ours.feed(pipe.theirs.take())
+    pipe.theirs.feed(pipe.ours.take())
+    pipe.ours.feed(pipe.theirs.take())
+    copy.appConfig[MPLS].reqCount[lif(29_999)] = 7
+    woken, heard = [], []
+    pipe.ours.fence("applied", False, lambda result, error: heard.append(result))
+    pipe.ours.wake = lambda: woken.append(1)
+    while data := pipe.theirs.take():
+        assert not woken
+        pipe.ours.feed(data)
+    assert woken and copy.appConfig[MPLS].reqCount[lif(29_999)] == 1
+    pipe.run()
+    assert heard == [Fenced(APPLIED)]
+
+
 def test_a_writer_that_never_rests_holds_no_fence_up(monkeypatch):
     """The stream takes a few records at a time, the same keys are written again and again, and more new ones come than go."""
     monkeypatch.setattr(session_module, "ROOM", 200)
