@@ -30,7 +30,8 @@ import time
 
 HERE = pathlib.Path(__file__).resolve().parent
 MAGIC = bytes.fromhex("894c6f616d4c6f67")
-PREAMBLE = MAGIC + bytes((0, 2, 0, 2))
+PREAMBLE = MAGIC + bytes((0, 2, 0, 3))
+SPOKEN = (2, 3)  # the protocols of the kit
 LIMITS = (4096, 262144, 65536, 1024)
 
 
@@ -75,8 +76,10 @@ def record(form: int, entity: int, attribute: int, secondary: int | None, payloa
     return (len(body) + len(payload)).to_bytes(2, "big") + body + payload
 
 
-def hello(name: str = "conformance", limits: tuple[int, ...] = LIMITS) -> bytes:
+def hello(name: str = "conformance", limits: tuple[int, ...] = LIMITS, token: bytes | None = None) -> bytes:
     parts = {16: string(name), 17: (1).to_bytes(8, "big"), 18: b"".join(each.to_bytes(4, "big") for each in limits)}
+    if token is not None:
+        parts[19] = token
     return record(1, 1, 160, None, b"".join(bytes((k,)) + len(v).to_bytes(2, "big") + v for k, v in parts.items()))
 
 
@@ -237,6 +240,7 @@ class Play:
         self.path = str(folder / "socket")
         self.lines: dict[str, Line] = {}
         self.names = Names()
+        self.tokens: dict[str, bytes] = {}
         self.role = vector["role"]
         self.listener: socket.socket | None = None
         self.process: subprocess.Popen | None = None
@@ -344,13 +348,15 @@ class Play:
         line = self.lines[step["connect"]] = Line(self.opened(), self.seconds)
         if not step.get("raw"):
             line.send(bytes.fromhex(step.get("preamble", PREAMBLE.hex())))
-            line.send(hello(limits=tuple(step.get("limits", LIMITS))))
+            token = bytes.fromhex(step["token"]) if "token" in step else None
+            line.send(hello(limits=tuple(step.get("limits", LIMITS)), token=token))
             line.send(b"".join(given(each, self.names) for each in step.get("offers", ["1 163 1"])))
         at = line.find(lambda each: True, 0)
         first = line.records[at]
         lowest, highest = int.from_bytes(line.preamble[8:10], "big"), int.from_bytes(line.preamble[10:], "big")
-        if not lowest <= 2 <= highest:
-            raise Skipped(f"the peer speaks the protocols {lowest} to {highest}, and this kit speaks 2")
+        least = max(lowest, self.vector.get("protocol", SPOKEN[0]))
+        if min(highest, SPOKEN[1]) < least:
+            raise Skipped(f"the peer speaks the protocols {lowest} to {highest}; this needs {least} to {SPOKEN[1]}")
         if first[:4] != (1, 1, 160, None):
             raise Failed(f"the first record is no hello: {shown(first)}")
         found = sections(first[4])
@@ -359,6 +365,13 @@ class Play:
         limits = [int.from_bytes(found[18][i : i + 4], "big") for i in range(0, 16, 4)]
         if len(found[16]) > 66 or not 1024 <= limits[0] <= 65535 or limits[1] < 2 * limits[0] or not limits[2]:
             raise Failed(f"a hello that is to be refused: {shown(first)}")
+        if len(found.get(19, bytes(16))) != 16:
+            raise Failed(f"a token that has not 16 bytes: {shown(first)}")
+        if step.get("tokens") and found.get(19, bytes(16)) in (bytes(16), *self.tokens.values()):
+            raise Failed(f"no token, or that of another process: {shown(first)}")
+        if step.get("same_token") and found.get(19) != self.tokens.get(step["same_token"]):
+            raise Failed(f"another token than on the connection {step['same_token']}: {shown(first)}")
+        self.tokens[step["connect"]] = found.get(19, b"")
         line.at = at + 1
         if not step.get("raw"):
             line.find(matching("1 163 1", self.names), line.at)

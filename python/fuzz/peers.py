@@ -174,6 +174,7 @@ class Side:
         self.copies = {path: new(each, path) for path, each in roots.items()}
         self.peer: loamtunnel.Peer | None = None
         self._filling: dict[str, asyncio.Task] = {}
+        self._fences: list[asyncio.Task] = []
 
     async def connect(self) -> None:
         """Tries until somebody answers, and asks for the roots without waiting for them."""
@@ -191,6 +192,12 @@ class Side:
         task = asyncio.get_running_loop().create_task(self.peer.want(path, self.copies[path]))
         task.add_done_callback(lambda done: done.cancelled() or done.exception())
         self._filling[path] = task
+
+    def fence(self) -> None:
+        if self.peer is not None and not self.peer.is_closed:
+            task = asyncio.get_running_loop().create_task(self.peer.fence())
+            task.add_done_callback(lambda done: done.cancelled() or done.exception())
+            self._fences.append(task)
 
     def writable(self, path: str) -> Entity | None:
         """The copy, if it is one just now."""
@@ -210,8 +217,11 @@ class Side:
         assert self.peer is not None
         for task in tuple(self._filling.values()):
             await asyncio.shield(task)
-        await self.peer.flush()
-        await self.peer.call("sync")
+        fences, self._fences = self._fences, []
+        for fence in fences:
+            with contextlib.suppress(loamtunnel.ConnectionEnded):
+                await asyncio.shield(fence)  # one that fails is a difference, too
+        await self.peer.fence()
 
     async def waits(self) -> int:
         assert self.peer is not None
@@ -421,6 +431,17 @@ class ProgramServes(Run):
         self.do(asyncio.sleep(0.003))
         self.proxy.heal()
         self.pass_time()
+
+    @rule(side=given.sampled_from((NEAR, FAR)), count=given.integers(1, 3))
+    def fences(self, side: int, count: int) -> None:
+        """They are answered, or their connection ends."""
+
+        async def ask() -> None:
+            for _ in range(count):
+                (self.near, self.far)[side].fence()
+            await asyncio.sleep(0)
+
+        self.do(ask())
 
     @rule()
     def kills_the_program(self) -> None:

@@ -7,6 +7,7 @@
         lifs = await peer.want("lifStatus")
         app = await peer.push("lifConfig", LifAppConfig(VtAppId.vtAppMpls))
         app.reqCount[AradLifAcMp(vsi=100, vlanEditVid1=20)] = 1
+        await peer.fence("done")
         async for change in lifs.changes():
             print(change.path, change.value)
 
@@ -14,7 +15,18 @@
 await. `loamtunnel.session` has no socket, for programs with a loop of their own. The standard library is all that it needs.
 """
 
-from .errors import ConnectionEnded, LoamError, RangeError, ReadOnly, Refused, RequestFailed, StreamFault
+from .errors import (
+    ConnectionEnded,
+    FenceFailed,
+    FenceGone,
+    LoamError,
+    RangeError,
+    ReadOnly,
+    Refused,
+    RequestFailed,
+    StreamFault,
+)
+from .fences import Fence
 from .peer import Peer, Server, connect, serve
 from .service import Limits, Service
 from .session import Session
@@ -25,6 +37,9 @@ __all__ = [
     "Change",
     "ConnectionEnded",
     "Entity",
+    "Fence",
+    "FenceFailed",
+    "FenceGone",
     "Limits",
     "LoamError",
     "Peer",

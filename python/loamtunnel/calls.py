@@ -13,6 +13,7 @@ from .records import number, read_number, read_string, record, string, whole_str
 REQUEST, ANSWER = 166, 167
 MORE, ERROR = 1, 2
 MOST_REQUESTS = 16  # under way at a time
+OVERTAKE = ("stats", "trace", "traceRecords")  # what is asked of a process, not of what was changed before
 LONGEST_TEXT = 65535
 
 
@@ -20,10 +21,10 @@ LONGEST_TEXT = 65535
 class Request:
     """A request of this side's. Setting `done` to None lets its answer be for nobody."""
 
-    id: int
     verb: str
     argument: str
     done: Callable[[str | None, Exception | None], None] | None
+    id: int = 0  # when it is under way
     pieces: list[str] = field(default_factory=list)
 
 
@@ -42,6 +43,7 @@ class Calls:
     def __init__(self, session) -> None:
         self._session = session
         self._last = 0
+        self._standing: dict[Request, None] = {}  # behind changes that have not left yet
         self._waiting: deque[Request] = deque()
         self._under_way: deque[Request] = deque()
         self._asked: deque[_Slot] = deque()
@@ -52,17 +54,31 @@ class Calls:
             raise ValueError(f"{verb!r} is no verb; one has 1 to 64 bytes")
         if (size := len(records.encoded(argument))) > LONGEST_TEXT:
             raise ValueError(f"an argument of {size} bytes is too long; it has at most {LONGEST_TEXT}")
-        self._last += 1
-        made = Request(self._last, verb, argument, done)
-        self._waiting.append(made)
+        made = Request(verb, argument, done)
+        self._standing[made] = None
         return made
 
-    def ask(self) -> None:
+    def begin(self, request: Request, overtakes: bool) -> None:
+        """Lets it wait for its turn behind all that was changed before it, or at once."""
+
+        def in_turn() -> None:
+            del self._standing[request]
+            self._waiting.append(request)
+            self._ask()
+
+        if overtakes:
+            in_turn()
+        else:
+            self._session.after_changes(in_turn)
+
+    def _ask(self) -> None:
         """Sends what waits, as far as the peer takes it."""
         while self._waiting and len(self._under_way) < MOST_REQUESTS:
             request = self._waiting.popleft()
             if request.done is None:
                 continue  # nobody waits for it any more
+            self._last += 1
+            request.id = self._last
             self._under_way.append(request)
             for more, piece in self._pieces(request.argument):
                 payload = number(request.id) + number(more) + string(request.verb) + string(piece)
@@ -81,7 +97,7 @@ class Calls:
         self._under_way.popleft()
         if request.done is not None:
             request.done(*((None, RequestFailed(answer)) if bits & ERROR else (answer, None)))
-        self.ask()
+        self._ask()
 
     def hear_request(self, data, at: int, end: int) -> None:
         id_, at = read_number(data, at, end)
@@ -142,7 +158,7 @@ class Calls:
             yield MORE if at + size < len(data) else 0, data[at : at + size]
 
     def end(self, error: Exception) -> None:
-        for request in (*self._under_way, *self._waiting):
+        for request in (*self._under_way, *self._waiting, *self._standing):
             if request.done is not None:
                 request.done(None, error)
 

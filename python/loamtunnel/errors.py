@@ -30,5 +30,13 @@ class RequestFailed(LoamError):
     """The peer answered a request with an error; `str()` gives its words."""
 
 
+class FenceFailed(LoamError):
+    """A peer says that it could not do what a fence asks for, or that it cannot know; `str()` gives its words."""
+
+
+class FenceGone(LoamError):
+    """A peer behind this one left before it could answer a fence; `str()` says who. It may have applied all, or nothing."""
+
+
 class ReadOnly(LoamError, AttributeError):
     """A write to an entity that this side may only read."""

@@ -16,6 +16,7 @@ from collections.abc import Awaitable, Callable
 from typing import Any, overload
 
 from .errors import ConnectionEnded, LoamError
+from .fences import Level
 from .peer import E, Peer, T, held
 from .service import Offer
 from .session import end_watches
@@ -32,7 +33,7 @@ class LastingPeer:
         self._peer: Peer | None = None
         self._up = asyncio.Event()
         self._wanted: dict[str, Entity] = {}
-        self._pushed: dict[Entity, tuple[str, bool]] = {}
+        self._pushed: dict[Entity, tuple[str, bool, Callable[[Exception], None]]] = {}
         self._keeper: asyncio.Task | None = None
         self._over = asyncio.Event()
         self._reason = ""
@@ -75,8 +76,8 @@ class LastingPeer:
         try:
             for path, entity in tuple(self._wanted.items()):
                 await peer.want(path, entity)
-            for entity, (path, writable) in tuple(self._pushed.items()):
-                await peer.push(path, entity, writable)
+            for entity, (path, writable, lost) in tuple(self._pushed.items()):
+                await peer.push(path, entity, writable, lost=lost)
         except BaseException:
             await peer.close("what was shared before is not to be had", within=1)
             raise
@@ -187,20 +188,41 @@ class LastingPeer:
         if self._peer is not None:
             self._peer.unwant(path)
 
-    async def push(self, path: str, entity: E, writable: bool = False) -> E:
-        """As `Peer.push`; it is pushed again, with all that it has then, after each break."""
-        await self._lasting(lambda peer: peer.push(path, entity, writable))
-        self._pushed[entity] = (path, writable)
+    async def push(
+        self,
+        path: str,
+        entity: E,
+        writable: bool = False,
+        takeover: bool = False,
+        lost: Callable[[Exception], None] | None = None,
+    ) -> E:
+        """As `Peer.push`; it is pushed again, with all that it has then, after each break, until it is lost."""
+        is_lost = False
+
+        def gone(error: Exception) -> None:
+            nonlocal is_lost
+            is_lost = True
+            self._pushed.pop(entity, None)
+            if lost is not None:
+                lost(error)
+
+        await self._lasting(lambda peer: peer.push(path, entity, writable, takeover, gone))
+        if not is_lost:
+            self._pushed[entity] = (path, writable, gone)
         return entity
 
     def unpush(self, entity: Entity) -> None:
-        del self._pushed[entity]
+        self._pushed.pop(entity, None)
         if self._peer is not None and not self._peer.is_closed:
             self._peer.unpush(entity)
 
-    async def call(self, verb: str, argument: str = "") -> str:
+    async def call(self, verb: str, argument: str = "", overtakes: bool | None = None) -> str:
         """As `Peer.call`. One that was under way when the connection broke raises `ConnectionEnded`: it may have been done."""
-        return await (await self.connected()).call(verb, argument)
+        return await (await self.connected()).call(verb, argument, overtakes)
+
+    async def fence(self, level: Level = "applied", all: bool = False) -> Level:
+        """As `Peer.fence`. One that was under way when the connection broke raises `ConnectionEnded`: ask again."""
+        return await (await self.connected()).fence(level, all)
 
     async def flush(self) -> None:
         await (await self.connected()).flush()

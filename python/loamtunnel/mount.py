@@ -67,7 +67,7 @@ class Mount:
         self.stage, self.reached = SENT, 1 << 31
         self.held = self.told = False
         self.replaced: set = set()  # places of children that are gone, which the peer has not been told
-        self.dirty: dict[tuple[int, object], None] = {}
+        self.dirty: dict[tuple[int, object], int] = {}  # keys that wait, and at which moment they began to
         self.sweeps: dict[int, set] = {}
         self.forms = forms(entity._schema.name)
         self._prefixes: dict[int, bytes] = {}
@@ -103,11 +103,10 @@ class Mount:
         if self.held or self.dirty or not self.session.has_room:
             if mark in self.dirty:
                 self.session.counts["coalesced"] += 1
-            self.dirty[mark] = None
+            self.dirty.setdefault(mark, self.session.moment)  # one that is changed again keeps its place
             counts = self.session.counts
             counts["most dirty"] = max(counts["most dirty"], len(self.dirty))
-            if not self.held:
-                self.session.mark(self)
+            self.session.mark(self)
         else:
             self.send(attribute.id, key)
 
@@ -119,7 +118,7 @@ class Mount:
             if not self.session.has_room:
                 return False
             id_, key = mark = next(iter(self.dirty))
-            del self.dirty[mark]
+            self.session.turn = self.dirty.pop(mark)
             self.send(id_, key)
         return True
 
@@ -309,8 +308,7 @@ class Mount:
                 self._sweep_all()
             self.held = self.told = False
             self.sweeps.clear()
-            if self.dirty:
-                self.session.mark(self)
+            self.session.released(self)
         elif mode == ALL_COME:
             self.root.come()
 
@@ -414,13 +412,13 @@ class Mount:
         mount = Mount(session, child, id_, self.root, self, place)
         session.taken_in(mount)
         mount.hold()
-        if place in self.dirty:
+        if (moment := self.dirty.pop(place, None)) is not None:
             # Made here, too, while the state was on its way: what it has is to be sent when the peer's has come.
-            del self.dirty[place]
             for each_id, each in mount.forms.items():
                 if each.role != "scalar":
                     for each_key in child._maps[each.attribute.name]._items:
-                        mount.dirty[each_id, each_key] = None
+                        mount.dirty[each_id, each_key] = moment
+            session.mark(mount)
         if place[0] in self.sweeps:
             self.sweeps[place[0]].discard(key)
 

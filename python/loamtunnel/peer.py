@@ -4,6 +4,7 @@
         lifs = await peer.want("lifStatus")
         app = await peer.push("lifConfig", LifAppConfig(VtAppId.vtAppMpls))
         app.reqCount[AradLifAcMp(vsi=100)] = 1
+        await peer.fence("done")
         async for change in lifs.changes():
             print(change.path, change.value)
 
@@ -15,10 +16,13 @@ from __future__ import annotations
 import asyncio
 import inspect
 import os
+import socket
+import struct
 from collections.abc import Callable
 from typing import TYPE_CHECKING, Any, TypeVar, overload
 
 from .errors import ConnectionEnded, LoamError
+from .fences import Level
 from .service import Limits, Offer, Service
 from .session import Push, Session
 from .tree import Entity
@@ -59,6 +63,10 @@ class _Link(asyncio.Protocol):
     def connection_made(self, transport) -> None:
         self.transport = transport
         transport.set_write_buffer_limits(high=256 * 1024)
+        link = transport.get_extra_info("socket")
+        if link is not None and link.family == socket.AF_UNIX:
+            credentials = link.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, struct.calcsize("3i"))
+            self.peer.session.detail = f"process {struct.unpack('3i', credentials)[0]}"
         self.peer._flush()
 
     def data_received(self, data: bytes) -> None:
@@ -150,33 +158,69 @@ class Peer:
         """The copy stays as it is, and is no longer kept equal."""
         self.session.unwant(path)
 
-    async def push(self, path: str, entity: E, writable: bool = False) -> E:
+    async def push(
+        self,
+        path: str,
+        entity: E,
+        writable: bool = False,
+        takeover: bool = False,
+        lost: Callable[[Exception], None] | None = None,
+    ) -> E:
         """Pushes an entity to the peer, which has taken it in when this returns.
 
-        With `writable` the peer may write to it. Raises `Refused` with the peer's words, or `ConnectionEnded`.
+        With `writable` the peer may write to it. Raises `Refused` with the peer's words, as when another process pushes the same
+        entity; with `takeover` this one takes its place. `lost(refusal)` is called if the peer lets the entity go later, as when
+        its place is another one's then. Raises `ConnectionEnded`, too.
         """
         done = self._loop.create_future()
-        push = self.session.push(path, entity, writable, lambda error: _settle(done, error))
+
+        def gone(error: Exception) -> None:
+            self._pushes.pop(entity, None)
+            if lost is not None:
+                lost(error)
+
+        push = self.session.push(path, entity, writable, lambda error: _settle(done, error), takeover, gone)
         try:
             await done
         except BaseException:
             self.session.unpush(push)
             raise
-        self._pushes[entity] = push
+        if push.number in self.session.pushes:
+            self._pushes[entity] = push
         return entity
 
     def unpush(self, entity: Entity) -> None:
-        """The peer keeps what it has, and hears no more."""
-        self.session.unpush(self._pushes.pop(entity))
+        """The peer keeps what it has, and hears no more. Nothing happens if it has let the entity go."""
+        push = self._pushes.pop(entity, None)
+        if push is not None:
+            self.session.unpush(push)
 
-    async def call(self, verb: str, argument: str = "") -> str:
-        """Asks the peer something, as `stats`. Raises `RequestFailed` with the peer's words, or `ConnectionEnded`."""
+    async def call(self, verb: str, argument: str = "", overtakes: bool | None = None) -> str:
+        """Asks the peer something, as `stats`. Raises `RequestFailed` with the peer's words, or `ConnectionEnded`.
+
+        The peer hears of it when it has all that was changed before, unless the call `overtakes` what waits for room; `stats`,
+        `trace` and `traceRecords` do, if not told.
+        """
         done = self._loop.create_future()
-        request = self.session.request(verb, argument, lambda answer, error: _settle(done, error, answer))
+        request = self.session.request(verb, argument, lambda answer, error: _settle(done, error, answer), overtakes)
         try:
             return await done
         finally:
             request.done = None
+
+    async def fence(self, level: Level = "applied", all: bool = False) -> Level:
+        """Returns when all that was changed before is there: each value, or a newer one.
+
+        The peer has "applied" it, or is also "done" with it, in its own words; what it has changed until then is here. With `all`,
+        the same holds for those to whom it passes on what it gets. Raises `FenceFailed` or `FenceGone` with the peer's words, and
+        `ConnectionEnded`. At most 1024 fences wait at a time.
+        """
+        done = self._loop.create_future()
+        asked = self.session.fence(level, all, lambda result, error: _settle(done, error, result))
+        try:
+            return (await done).reached(level, self.name)
+        finally:
+            self.session.forget_fence(asked)
 
     async def flush(self) -> None:
         """Returns when all that was written has been handed to the operating system."""

@@ -95,7 +95,7 @@ def _role(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict) -> s
     if type_["kind"] == "value":
         if name in arguments:
             return "stored"
-        if attribute.get("bits"):
+        if attribute["role"] == "view":
             return "view"
         return "constant" if name in extra["constants"].get(owner, ()) else "other"
     if type_["kind"] != "entity" or attribute["id"] < 258:
@@ -126,8 +126,8 @@ def _attribute(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict)
     made.bits = BITS.get(made.type, 0)
     made.meaning = attribute.get("meaning", "")
     if made.role == "view":
-        made.word, made.low, last = attribute["bits"]
-        made.bits = last - made.low + 1
+        view = attribute["view"]
+        made.word, made.low, made.bits = view["word"], view["low"], view["bits"]
     made.travels = (
         made.role in ("scalar", "map", "children", "references")
         and owner not in extra["doNotTravel"]

@@ -6,24 +6,31 @@ A session sends a preamble and a hello, then what this side offers, wants, pushe
 
 from __future__ import annotations
 
+import os
+import secrets
 import struct
+import time
 from collections import Counter, deque
 from collections.abc import Callable, Iterator
 from dataclasses import dataclass
 
 from . import records, schema, values
-from .calls import ANSWER, REQUEST, Calls, Request
+from .calls import ANSWER, OVERTAKE, REQUEST, Calls, Request
 from .errors import ConnectionEnded, LoamError, RangeError, Refused, StreamFault
+from .fences import FENCE, FENCED, MOST_HOPS, Asked, Fenced, Fences
 from .mount import ENTITY, Mount
 from .records import RecordReader, ended_at, number, record, section, string, whole_string
-from .service import Limits, Offer, Service, check_path, has_control
+from .service import Holder, Limits, Offer, Service, check_path, has_control
+from .text import key_text
 from .tree import Entity
 from .wire import codec, to_wire
 
 MAGIC = bytes.fromhex("894c6f616d4c6f67")
-PROTOCOLS = (2, 2)  # the lowest and the highest that are spoken here
+PROTOCOLS = (2, 3)  # the lowest and the highest that are spoken here
 HELLO, GOODBYE, OFFER, ALL_TOLD, WANT, VERDICT = range(160, 166)
-PUSHED, WRITABLE = 1, 2
+PUSHED, WRITABLE, TAKES_OVER = 1, 2, 4
+TAKEN = 2  # of a verdict
+NO_TOKEN = bytes(16)
 ROOM = 256 * 1024  # what waits to go before the stream counts as full
 
 
@@ -70,13 +77,33 @@ class Wish:
 
 @dataclass(eq=False)
 class Push(Wish):
-    """A push on its way. `done(error)` is called once: None when the peer has taken it in."""
+    """A push. `done(error)` is called once: None when the peer has taken it in. `lost(error)` is called if it lets it go later."""
+
+    takes_over: bool = False
+    lost: Callable[[Exception], None] | None = None
+
+    def refuse(self, error: Exception) -> None:
+        if self.done is not None:
+            self.settle(error)
+        elif self.lost is not None:
+            lost, self.lost = self.lost, None
+            lost(error)
+
+
+@dataclass(eq=False)
+class Behind:
+    """What is done when all has left that was changed up to a moment."""
+
+    moment: int
+    do: Callable[[], None]
 
 
 class Session:
     """One side of a connection. `connects` tells which: ids and ties depend on it."""
 
     checksum = schema.CHECKSUM  # of the types that this side knows
+    token = secrets.token_bytes(16)  # of this process: the same on all its connections
+    detail = ""  # what is known of the peer's process, for people
     last_refused = ""  # what was wrong with the last record that was passed over
 
     def __init__(
@@ -92,6 +119,9 @@ class Session:
         self.name = ""  # the peer's, once its hello has come
         self.theirs = limits
         self.protocol = 0
+        self.their_token = NO_TOKEN
+        self.moment = 0  # rises when something is to stand behind changes
+        self.turn: int | None = None  # the moment of the change whose turn it is to leave
         self.is_open = self.all_told = self.ended = False
         self.reason = ""
         self.mounts: dict[int, Mount] = {}
@@ -117,8 +147,11 @@ class Session:
         self._given: set[int] = set()  # ids under which the peer's entities stand
         self._told: set[str] = set()  # the paths of this side's offers that the peer knows
         self._untold: dict[str, Offer] = {}  # those that it has no room for
-        self._flows: deque[Iterator[None]] = deque()
+        self._flows: deque[tuple[int, Iterator[None]]] = deque()
         self._marked: dict[Mount, None] = {}
+        self._kept: dict[Mount, None] = {}  # those whose marks wait for the peer's state
+        self._behind: deque[Behind] = deque()
+        self._fences = Fences(self)
         self._calls = Calls(self)
         self._put(MAGIC + struct.pack(">HH", *PROTOCOLS))
         self._put(self._hello())
@@ -162,19 +195,60 @@ class Session:
     def _pump(self) -> None:
         while self.has_room and self._marked:
             mount = next(iter(self._marked))
-            if mount.flush():
-                self._marked.pop(mount, None)
+            del self._marked[mount]
+            if mount.held:
+                self.mark(mount)
+            elif not mount.flush():
+                self._marked[mount] = None  # the others have their turn before it goes on
         while self.has_room and self._flows:
-            if next(self._flows[0], self) is self:
+            self.turn, flow = self._flows[0]
+            if next(flow, self) is self:
                 self._flows.popleft()
+        self.turn = None
+        while self._behind and self._has_left(self._behind[0].moment):
+            self._behind.popleft().do()
 
     def begin(self, flow: Iterator[None]) -> None:
-        self._flows.append(flow)
+        """A pass of an entity. That of a child belongs to the change that tells of the child."""
+        self._flows.append((self.moment if self.turn is None else self.turn, flow))
         self.wake()
 
     def mark(self, mount: Mount) -> None:
-        self._marked[mount] = None
-        self.wake()
+        if mount.held:
+            self._kept[mount] = None
+        else:
+            self._marked[mount] = None
+            self.wake()
+
+    def released(self, mount: Mount) -> None:
+        """The peer's state has come: what waited for that may leave."""
+        self._kept.pop(mount, None)
+        if mount.dirty:
+            self.mark(mount)
+        elif self._behind:
+            self.wake()
+
+    def after_changes(self, do: Callable[[], None]) -> Behind | None:
+        """Does it when all has left that is changed by now: at once, or later, in the order of the calls."""
+        if not self._behind and self._has_left(self.moment):
+            do()
+            return None
+        behind = Behind(self.moment, do)
+        self.moment += 1
+        self._behind.append(behind)
+        return behind
+
+    def forget_behind(self, behind: Behind) -> None:
+        if behind in self._behind:
+            self._behind.remove(behind)
+
+    def _has_left(self, moment: int) -> bool:
+        """Whether no key and no pass waits that did at that moment. The first key of a mount is the one that waits longest."""
+        for mounts in (self._marked, self._kept):
+            for mount in mounts:
+                if mount.dirty and next(iter(mount.dirty.values())) <= moment:
+                    return False
+        return all(begun > moment for begun, _ in self._flows)
 
     def feed(self, data: bytes) -> None:
         """Bytes that have come, in any pieces."""
@@ -222,12 +296,15 @@ class Session:
         self.service.sessions.discard(self)
         self._flows.clear()
         self._marked.clear()
+        self._kept.clear()
+        self._behind.clear()
         for each in (*self.wishes.values(), *self.pushes.values()):
             each.settle(error)
         tops = {each.root.mount for each in self.mounts.values()}
         for mount in tuple(self.mounts.values()):
             mount.close()
         self._calls.end(error)
+        self._fences.end(error)
         for mount in tops:
             if mount is not None and not mount.root.mine and self.ends_watches:
                 end_watches(mount.entity, error)
@@ -267,7 +344,8 @@ class Session:
             HELLO,
             section(16, string(self.service.name))
             + section(17, self.checksum.to_bytes(8, "big"))
-            + section(18, struct.pack(">IIII", *self.limits)),
+            + section(18, struct.pack(">IIII", *self.limits))
+            + section(19, self.token),
         )
 
     def _hear_preamble(self) -> bool:
@@ -293,7 +371,8 @@ class Session:
             raise StreamFault("a hello lacks a section; 16, 17 and 18 must be there")
         name = whole_string(data, *found[16])
         (a, b), (c, d) = found[17], found[18]
-        if b - a != 8 or d - c != 16:
+        token = bytes(data[slice(*found[19])]) if 19 in found else NO_TOKEN
+        if b - a != 8 or d - c != 16 or len(token) != 16:
             raise StreamFault("a section of the hello has another size")
         limits = Limits(*struct.unpack_from(">IIII", data, c))
         if len(records.encoded(name)) > 64 or has_control(name):
@@ -304,7 +383,7 @@ class Session:
             raise StreamFault(f"a ring of {limits.ring} bytes is shorter than two records of {limits.record}")
         if not limits.entities:
             raise StreamFault("the other side takes no entities")
-        self.name, self.theirs = name, limits
+        self.name, self.theirs, self.their_token = name, limits, token
         self._reader.longest = min(limits.record, self.limits.record)
         self.is_open = True
         for each in self._early:
@@ -369,6 +448,12 @@ class Session:
     def gone(self, mount: Mount) -> None:
         self._given.discard(mount.id)
         self._marked.pop(mount, None)
+        self._kept.pop(mount, None)
+        holder = self.service.holders.get(mount.entity)
+        if holder is not None and holder.root is mount.root and mount.root.mount is mount:
+            del self.service.holders[mount.entity]
+        if self._behind:
+            self.wake()
 
     def mount_of(self, entity: Entity) -> Mount | None:
         return next((each for each in entity._mounts if each.session is self), None)
@@ -421,12 +506,23 @@ class Session:
         if wish.root is not None and wish.root.mount is not None:
             wish.root.mount.close()
 
-    def push(self, path: str, entity: Entity, writable: bool, done: Callable[[Exception | None], None]) -> Push:
-        """Pushes an entity; with `writable`, the peer may write to it."""
+    def push(
+        self,
+        path: str,
+        entity: Entity,
+        writable: bool,
+        done: Callable[[Exception | None], None],
+        takes_over: bool = False,
+        lost: Callable[[Exception], None] | None = None,
+    ) -> Push:
+        """Pushes an entity; with `writable`, the peer may write to it. `takes_over` asks for the place of another pusher.
+
+        `lost(error)` is called if the peer lets it go after it has taken it in, as when another one has got its place.
+        """
         check_path(path)
         self._check_open()
         self._numbers += 1
-        push = Push(path, self._numbers, entity, done)
+        push = Push(path, self._numbers, entity, done, takes_over=takes_over, lost=lost)
         self.pushes[push.number] = push
         self._when_open(lambda: self._push(push, writable))
         return push
@@ -434,7 +530,8 @@ class Session:
     def _push(self, push: Push, writable: bool) -> None:
         assert push.entity is not None
         try:
-            self._announce(push.entity, push.path, push.number, PUSHED, writable, push)
+            bits = PUSHED | (TAKES_OVER if push.takes_over else 0)
+            self._announce(push.entity, push.path, push.number, bits, writable, push)
         except LoamError as fault:
             del self.pushes[push.number]
             push.settle(fault)
@@ -514,7 +611,7 @@ class Session:
         if not path:
             self._hear_referred(made, id_)
         elif bits & PUSHED:
-            self._hear_push(path, number_, bool(bits & WRITABLE), made, id_)
+            self._hear_push(path, number_, bits, made, id_)
         else:
             self._hear_wanted(path, number_, bool(bits & WRITABLE), made, id_)
 
@@ -553,18 +650,20 @@ class Session:
         root.mount.hold()
         return root.mount
 
-    def _hear_push(self, path: str, number_: int, writable: bool, made: Entity, id_: int) -> None:
-        taker, may_write = self.service.takers.get(path, (None, False))
+    def _hear_push(self, path: str, number_: int, bits: int, made: Entity, id_: int) -> None:
+        taker, writable = self.service.takers.get(path), bool(bits & WRITABLE)
         try:
             if taker is None:
                 raise Refused(f"nothing is taken in under {path}")
-            entity = taker(self.peer, made)
+            entity = taker.take(self.peer, made)
             if entity is None:
                 raise Refused(f"{path} is not taken in")
             if entity._schema is not made._schema:
                 raise Refused(f"{path} takes in no {made._schema.short}")
             if self.mount_of(entity) is not None:
                 raise Refused("its place is on this connection already")
+            if not taker.many:
+                self._free_place(entity, bool(bits & TAKES_OVER))
         except Exception as refusal:  # the taker's own faults, too, are for the side that pushed
             self._put_verdict(path, number_, PUSHED, str(refusal) or type(refusal).__name__)
             return
@@ -572,9 +671,29 @@ class Session:
             entity._place = path
         if not writable:
             entity.read_only = entity.read_only or (f"{self.name} has pushed it to be read" if entity is made else None)
-        root = Root(self, path, number_, True, False, writable and may_write, True)
+        root = Root(self, path, number_, True, False, writable and taker.writable, True)
         self._hold(root, entity, id_)
-        self._put_verdict(path, number_, PUSHED | 2, "")
+        if not taker.many:
+            self.service.holders[entity] = Holder(root, time.time())
+        self._put_verdict(path, number_, PUSHED | TAKEN, "")
+
+    def _free_place(self, entity: Entity, takes_over: bool) -> None:
+        """Who pushes into the entity gives way to the same process, which has connected anew, and to one that asks aloud."""
+        holder = self.service.holders.get(entity)
+        if holder is None:
+            return
+        other: Session = holder.root.session
+        is_same = other.their_token == self.their_token != NO_TOKEN
+        if not is_same and not takes_over:
+            name = entity.path if entity.key is None else key_text(entity.key)
+            detail = other.detail and f"{other.detail}, "
+            since = time.strftime("%H:%M:%S", time.localtime(holder.since))
+            raise Refused(
+                f'{name} is pushed already, by "{other.name}" ({detail}since {since}); --takeover takes its place'
+            )
+        why = "its process has connected anew" if is_same else f'"{self.name}" has taken its place'
+        other._put_verdict(holder.root.path, holder.root.number, PUSHED, why)
+        holder.root.mount.close()
 
     def _hear_wanted(self, path: str, number_: int, writable: bool, made: Entity, id_: int) -> None:
         wish = self.wishes.get(path)
@@ -604,7 +723,7 @@ class Session:
                 del self.roots[root.path]
             elif isinstance(root.heard, Push) and root.mount is mount:
                 self.pushes.pop(root.number, None)
-                root.heard.settle(Refused(f"{self.name} has let it go"))
+                root.heard.refuse(Refused(f"{self.name} has let it go"))
             return
         if root.mount is mount and wish is not None and wish.root is root and wish.number == root.number:
             del self.wishes[wish.path]
@@ -662,28 +781,54 @@ class Session:
         reason = whole_string(data, at, end)
         if not bits & PUSHED:
             wish = self.wishes.get(path)
-            if wish is not None and wish.number == number_ and not bits & 2:
+            if wish is not None and wish.number == number_ and not bits & TAKEN:
                 del self.wishes[path]
                 wish.settle(Refused(reason))
             return
         push = self.pushes.get(number_)
         if push is None:
             return
-        if bits & 2:
+        if bits & TAKEN:
             push.settle(None)
             return
-        del self.pushes[number_]
         self.unpush(push)
-        push.settle(Refused(reason))
+        push.refuse(Refused(reason))
 
-    # Requests
+    # Requests and fences
 
-    def request(self, verb: str, argument: str, done: Callable[[str | None, Exception | None], None]) -> Request:
-        """Asks the peer. `done(answer, error)` is called once; more than 16 at a time wait their turn."""
+    def request(
+        self,
+        verb: str,
+        argument: str,
+        done: Callable[[str | None, Exception | None], None],
+        overtakes: bool | None = None,
+    ) -> Request:
+        """Asks the peer. `done(answer, error)` is called once; more than 16 at a time wait their turn.
+
+        It stands behind all that was changed before it, unless it `overtakes`: `stats`, `trace` and `traceRecords` do, if not told.
+        """
         self._check_open()
         made = self._calls.request(verb, argument, done)
-        self._when_open(self._calls.ask)
+        self._when_open(lambda: self._calls.begin(made, verb in OVERTAKE if overtakes is None else overtakes))
         return made
+
+    def fence(
+        self,
+        level: str,
+        all: bool,
+        done: Callable[[Fenced | None, Exception | None], None],
+        hops: int = MOST_HOPS,
+    ) -> Asked:
+        """Asks whether all that was changed before is there: "applied", or also "done"; with `all`, at the peer's peers, too.
+
+        `done(result, error)` is called once, with an error when the connection ends or has no fences.
+        """
+        self._check_open()
+        return self._fences.ask(level, all, done, hops)
+
+    def forget_fence(self, asked: Asked) -> None:
+        """Nobody waits for it any more."""
+        self._fences.forget(asked)
 
     def on_awaitable(self, answer, reply: Callable[[str, bool], None]) -> None:
         """An answer that takes time. Whoever has an event loop replaces this."""
@@ -714,4 +859,13 @@ _HEARERS = {
     VERDICT: Session._hear_verdict,
     REQUEST: lambda session, *payload: session._calls.hear_request(*payload),
     ANSWER: lambda session, *payload: session._calls.hear_answer(*payload),
+    FENCE: lambda session, *payload: session._fences.hear_fence(*payload),
+    FENCED: lambda session, *payload: session._fences.hear_fenced(*payload),
 }
+
+
+def _another_process() -> None:
+    Session.token = secrets.token_bytes(16)
+
+
+os.register_at_fork(after_in_child=_another_process)

@@ -6,6 +6,7 @@
         lifs = peer.want("lifStatus")
         app = peer.push("lifConfig", LifAppConfig(VtAppId.vtAppMpls))
         app.reqCount[AradLifAcMp(vsi=100)] = 1
+        peer.fence("done")
         for change in peer.changes(lifs, timeout=5):
             print(change.path, change.value)
 
@@ -20,6 +21,7 @@ from collections.abc import Callable, Iterator
 from typing import Any, overload
 
 from . import peer as _peer
+from .fences import Level
 from .lasting import LastingPeer
 from .peer import E
 from .service import Limits, Offer, Service
@@ -66,14 +68,25 @@ class Peer:
     def unwant(self, path: str) -> None:
         self._peer.unwant(path)
 
-    def push(self, path: str, entity: E, writable: bool = False) -> E:
-        return self._run(self._peer.push(path, entity, writable))
+    def push(
+        self,
+        path: str,
+        entity: E,
+        writable: bool = False,
+        takeover: bool = False,
+        lost: Callable[[Exception], None] | None = None,
+    ) -> E:
+        return self._run(self._peer.push(path, entity, writable, takeover, lost))
 
     def unpush(self, entity: Entity) -> None:
         self._peer.unpush(entity)
 
-    def call(self, verb: str, argument: str = "") -> str:
-        return self._run(self._peer.call(verb, argument))
+    def call(self, verb: str, argument: str = "", overtakes: bool | None = None) -> str:
+        return self._run(self._peer.call(verb, argument, overtakes))
+
+    def fence(self, level: Level = "applied", all: bool = False, timeout: float | None = None) -> Level:
+        """Returns when all that was changed before is there, "applied" or also "done"."""
+        return self._run(self._peer.fence(level, all), timeout)
 
     def flush(self) -> None:
         self._run(self._peer.flush())

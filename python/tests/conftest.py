@@ -67,18 +67,32 @@ def program() -> str:
 
 
 @pytest.fixture
-def serving(program, tmp_path):
-    """Starts `loamtunnel serve` with the roots given, and gives the address."""
+def starting(program, tmp_path):
+    """Starts a command of the program that listens on a socket, and gives the address."""
     started = []
 
-    def serve(*arguments: str) -> str:
+    def start(command: str, *arguments: str) -> str:
         address = str(tmp_path / f"socket{len(started)}")
-        process = subprocess.Popen([program, "serve", "--socket", address, *arguments], stderr=subprocess.DEVNULL)
+        process = subprocess.Popen(
+            [program, command, "--socket", address, *arguments], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+        )
         started.append(process)
         listening(address, process)
         return address
 
-    yield serve
+    yield start
     for process in started:
         process.terminate()
         process.wait(10)
+
+
+@pytest.fixture
+def serving(starting):
+    """Starts `loamtunnel serve` with the roots given, and gives the address."""
+    return lambda *arguments: starting("serve", *arguments)
+
+
+@pytest.fixture
+def driving(starting, tmp_path):
+    """Starts `loamtunnel driver` of chip 8, and gives the address."""
+    return lambda: starting("driver", "--chip", "8", "--image", str(tmp_path / "image"))

@@ -27,11 +27,12 @@ def test_the_program_passes(program):
     values = f"{program} value {{type}} --from {{from}} --to {{to}} -f -"
     theirs = [program, "{role}", "--socket", "{socket}", "{roots}"]
     status, told = ran("--quiet", "--jobs", "2", "--peer", "program", "--values", values, *theirs)
-    assert status == 0 and told.endswith("0 failed, 0 skipped\n"), told
+    known = [each for each in (KIT / "known-failures.txt").read_text().splitlines() if each.startswith("program ")]
+    assert status == 0 and told.endswith(f"0 failed, {len(known)} skipped\n"), told
 
 
 # A process of ours takes its time to start, so that not every type of entity has its turn here.
-SOME = "^entity/(LifAppConfig/|FapTypeProperties/)|^(hello|fault|passed-over|pass|want|offer|request|child|exchange)/"
+SOME = "^entity/(LifAppConfig/|FapTypeProperties/)|^(hello|fault|passed-over|pass|want|offer|request|child|exchange|fence|push)/"
 
 
 def test_this_side_passes():
@@ -71,9 +72,10 @@ def test_vectors_are_sound():
     assert len(set(names)) == len(names) > 400
     assert {each["level"] for each in vectors} == {"Required", "Recommended"} and all(each["rule"] for each in vectors)
     types = {each["type"] for each in vectors if "type" in each}
-    expected = {each["name"] for each in schema._data("schema.json") if each["kind"] in ("value", "enumeration")}
+    listed = [each for each in schema._data("schema.json")["types"] if not each["platform"]]
+    expected = {each["name"] for each in listed if each["kind"] in ("value", "enumeration")}
     assert types - {"Lumen::IntfId"} == expected, "conformance/make.py adds the vectors of new types"
-    entities = {each["name"] for each in schema._data("schema.json") if each["kind"] == "entity"} - set(
+    entities = {each["name"] for each in listed if each["kind"] == "entity"} - set(
         schema._data("extra.json")["doNotTravel"]
     )
     tried = {each["name"].split("/")[1] for each in vectors if each["name"].startswith("entity/")}

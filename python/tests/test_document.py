@@ -1,10 +1,12 @@
 """The bytes that docs/attribute-log.md shows, sent and read."""
 
 import re
+import struct
 
 import pytest
 from conftest import DOCUMENT, Pipe
 from loamtunnel import records, wire
+from loamtunnel.fences import APPLIED
 from loamtunnel.service import Service
 from loamtunnel.session import Root, Session
 from loamtunnel.types import AradLifEntry, HwIvecs, LifAppConfig, LifAppConfigDir, VtAppId
@@ -66,12 +68,13 @@ def test_session_sends_the_bytes_that_are_shown():
     theirs.answer("echo", lambda peer, argument: argument)
     pipe = Pipe(ours, theirs)
     pipe.ours.checksum, pipe.theirs.checksum = 1, 2
+    pipe.ours.token, pipe.theirs.token = struct.pack(">QQ", 1, 1), struct.pack(">QQ", 2, 2)
     sent = {pipe.ours: b"", pipe.theirs: b""}
     for session in sent:
         session._out.clear()
-        session._put(b"\x89LoamLog\0\2\0\2")
+        session._put(b"\x89LoamLog\0\2\0\3")
         session._put(session._hello())
-    answers, verdicts = [], []
+    answers, verdicts, fenced = [], [], []
 
     def carry(source, target):
         data = source.take()
@@ -83,9 +86,11 @@ def test_session_sends_the_bytes_that_are_shown():
     pipe.ours.want("lif", None, verdicts.append)
     carry(pipe.theirs, pipe.ours)
     pipe.ours.request("echo", "hi", lambda answer, error: answers.append(answer))
+    pipe.ours.fence("applied", False, lambda result, error: fenced.append(result))
     while any([carry(pipe.ours, pipe.theirs), carry(pipe.theirs, pipe.ours)]):
         pass
-    assert answers == ["hi"] and str(verdicts[0]) == "nothing is taken in under request" and verdicts[1:] == [None]
+    assert answers == ["hi"] and fenced == [(APPLIED, 1, 0, "")]
+    assert str(verdicts[0]) == "nothing is taken in under request" and verdicts[1:] == [None]
     wish = pipe.ours.wishes["lif"]
     assert list(wish.entity.appConfig) == [VtAppId.vtAppMpls]
     pipe.ours.close("done")

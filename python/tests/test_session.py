@@ -300,7 +300,7 @@ PREAMBLE = MAGIC + b"\0\2\0\2"
     ("data", "words"),
     [
         (b"GET / HTTP/1.1\r\n", "another magic"),
-        (MAGIC + b"\0\3\0\4", "no protocol is common: this side speaks 2 to 2, the other one 3 to 4"),
+        (MAGIC + b"\0\4\0\5", "no protocol is common: this side speaks 2 to 3, the other one 4 to 5"),
         (PREAMBLE + record(1, 163, b""), "before the hello"),
         (PREAMBLE + hello(kinds=(16, 17)), "a hello lacks a section"),
         (PREAMBLE + hello(limits=(1023, 262144, 1, 1)), "a longest record of 1023 bytes"),

@@ -1,0 +1,430 @@
+"""Fences, requests behind changes, and the place of one that pushes: sessions joined by pipes, and peers on sockets."""
+
+import asyncio
+import random
+
+import pytest
+from conftest import Pipe
+from loamtunnel import ConnectionEnded, FenceFailed, FenceGone, LoamError, Refused, Service, connect, serve, sync
+from loamtunnel import session as session_module
+from loamtunnel.fences import APPLIED, DONE, FAILED, GONE, Fenced
+from loamtunnel.records import RecordReader, number, record, string
+from loamtunnel.session import MAGIC, ROOM, Session
+from loamtunnel.types import AradLifAcMp, LifAppConfig, LifAppConfigDir, VtAppId
+
+MPLS, VXLAN = VtAppId.vtAppMpls, VtAppId.vtAppVxlan
+
+
+def lif(i: int) -> AradLifAcMp:
+    return AradLifAcMp(vsi=i)
+
+
+def shared(count: int = 0, hook=None) -> tuple[Pipe, LifAppConfigDir, LifAppConfigDir]:
+    """A pipe over which `ours` has a writable copy of a tree of `theirs`."""
+    service, lifs, copy = Service("driver"), LifAppConfigDir("lif"), LifAppConfigDir("lif")
+    service.offer("lif", lifs, writable=True)
+    service.answer_fences(hook)
+    app = lifs.appConfig.add(MPLS)
+    for i in range(count):
+        app.reqCount[lif(i)] = 1
+    pipe = Pipe(theirs=service)
+    pipe.ours.want("lif", copy, lambda error: None)
+    return pipe, lifs, copy
+
+
+def attributes(data: bytes) -> list[int]:
+    reader = RecordReader()
+    reader.feed(data)
+    return [each[2] for each in reader]
+
+
+@pytest.mark.parametrize("seed", range(20))
+def test_a_fence_is_behind_each_change_before_it_and_none_waits_for_ever(seed):
+    """Both sides write over a stream that is often full, and fence; what was set before, or a newer value, is there."""
+    chance = random.Random(seed)
+    pipe, lifs, copy = shared()
+    pipe.run()
+    wires = {pipe.ours: (pipe.theirs, bytearray()), pipe.theirs: (pipe.ours, bytearray())}
+    fenced = asked = value = 0
+
+    def fence(session: Session, tree: LifAppConfigDir, there: LifAppConfigDir) -> None:
+        nonlocal asked
+        asked += 1
+        before = {app.app: dict(app.reqCount) for app in tree.appConfig.values()}
+
+        def heard(result, error) -> None:
+            nonlocal fenced
+            fenced += 1
+            assert error is None and result.outcome == APPLIED
+            for app, counts in before.items():
+                for key, least in counts.items():
+                    assert app not in tree.appConfig or there.appConfig[app].reqCount.get(key, 0) >= least
+
+        session.fence("applied", False, heard)
+
+    for _ in range(600):
+        source = chance.choice((pipe.ours, pipe.theirs))
+        target, wire = wires[source]
+        source.has_room = chance.random() < 0.3
+        tree, there = (copy, lifs) if source is pipe.ours else (lifs, copy)
+        act = chance.random()
+        if act < 0.5:
+            value += 1
+            app = MPLS if source is pipe.ours else VXLAN  # a writer a key
+            tree.appConfig.add(app).reqCount[lif(chance.randint(0, 9))] = value
+        elif act < 0.6:
+            fence(source, tree, there)
+        elif act < 0.8:
+            wire += source.take()
+        else:
+            size = chance.randint(0, len(wire))
+            target.feed(bytes(wire[:size]))
+            del wire[:size]
+    for source, (target, wire) in wires.items():
+        target.feed(bytes(wire))
+    pipe.run()
+    assert fenced == asked > 20
+
+
+def test_a_fence_waits_for_passes_for_marks_and_for_what_is_kept_back():
+    pipe, lifs, copy = shared(30_000)
+    heard, seen = [], []
+    pipe.run()
+    assert len(copy.appConfig[MPLS].reqCount) == 30_000
+    # A pass that fills the stream several times, and a child that is told of by a mark.
+    second = Pipe(theirs=pipe.theirs.service)
+    other = LifAppConfigDir("lif")
+    second.ours.want("lif", other, lambda error: None)
+    second.ours.feed(second.theirs.take())
+    second.theirs.feed(second.ours.take())
+    lifs.appConfig[MPLS].reqCount[lif(0)] = 2
+    second.theirs.fence("applied", False, lambda result, error: seen.append(len(other.appConfig[MPLS].reqCount)))
+    first = second.theirs.take()
+    assert 168 not in attributes(first) and len(first) < 2 * ROOM
+    second.ours.feed(first)
+    # The copy's own change is kept back until the state has come, and a fence with it.
+    other.appConfig[MPLS].reqCount[lif(40_000)] = 7
+    second.ours.fence("applied", False, lambda result, error: heard.append(lifs.appConfig[MPLS].reqCount[lif(40_000)]))
+    assert 168 not in attributes(second.ours.take())
+    second.run()
+    assert seen == [30_001] and heard == [7]
+
+
+def test_a_fence_goes_when_what_was_kept_back_has_lost_against_the_peer_s_state():
+    pipe, lifs, copy = shared(30_000)
+    pipe.theirs.feed(pipe.ours.take())
+    pipe.ours.feed(pipe.theirs.take())
+    pipe.theirs.feed(pipe.ours.take())
+    pipe.ours.feed(pipe.theirs.take())
+    copy.appConfig[MPLS].reqCount[lif(29_999)] = 7
+    woken, heard = [], []
+    pipe.ours.fence("applied", False, lambda result, error: heard.append(result))
+    pipe.ours.wake = lambda: woken.append(1)
+    while data := pipe.theirs.take():
+        assert not woken
+        pipe.ours.feed(data)
+    assert woken and copy.appConfig[MPLS].reqCount[lif(29_999)] == 1
+    pipe.run()
+    assert heard == [Fenced(APPLIED)]
+
+
+def test_a_writer_that_never_rests_holds_no_fence_up(monkeypatch):
+    """The stream takes a few records at a time, the same keys are written again and again, and more new ones come than go."""
+    monkeypatch.setattr(session_module, "ROOM", 200)
+    pipe, lifs, copy = shared()
+    busy, other = lifs.appConfig[MPLS].reqCount, lifs.appConfig.add(VXLAN).reqCount
+    pipe.run()
+    pipe.theirs.has_room = False
+    for i in range(30):
+        busy[lif(i)] = 1
+    other[lif(0)] = 1
+    heard = []
+    there = copy.appConfig
+    pipe.theirs.fence(
+        "applied", False, lambda result, error: heard.append((len(there[MPLS].reqCount), len(there[VXLAN].reqCount)))
+    )
+    for turn in range(20):
+        pipe.theirs.has_room = False
+        for i in range(30):
+            busy[lif(i)] = turn + 2
+            busy[lif(1000 + 30 * turn + i)] = 1
+        pipe.ours.feed(pipe.theirs.take())
+        pipe.theirs.feed(pipe.ours.take())
+    assert heard and heard[0][0] >= 30 and heard[0][1] == 1 and len(busy) > len(there[MPLS].reqCount)
+
+
+def test_done_is_said_by_the_process_and_comes_behind_what_it_has_changed():
+    waiting, seen = [], []
+
+    def hook(peer, fence):
+        waiting.append(fence)
+
+    pipe, lifs, copy = shared(hook=hook)
+    pipe.run()
+    for _ in range(4):
+        pipe.ours.fence("done", False, lambda result, error: seen.append((result, len(lifs.appConfig[MPLS].reqCount))))
+    pipe.ours.fence("applied", False, lambda result, error: seen.append((result, 0)))
+    pipe.run()
+    assert [each.level for each in waiting] == 4 * ["done"] + ["applied"] and seen == [(Fenced(APPLIED), 0)]
+    pipe.theirs.has_room = False
+    for i in range(3):
+        lifs.appConfig[MPLS].reqCount[lif(i)] = 1
+    waiting[2].done()  # in any order, and what is said first holds
+    waiting[2].failed("no")
+    assert 169 not in attributes(b"".join(pipe.theirs._out))
+    pipe.run()
+    assert seen[1:] == [(Fenced(DONE), 3)] and len(copy.appConfig[MPLS].reqCount) == 3
+    waiting[0].failed("bank 1 is full")
+    waiting[1] = waiting[3] = None  # unsaid
+    pipe.run()
+    assert [each[0].why for each in seen[2:]] == ["bank 1 is full", *2 * ["driver has dropped the fence"]]
+    pipe.theirs.service.answer_fences(lambda peer, fence: 1 / 0)
+    pipe.ours.fence("done", False, lambda result, error: seen.append((result, 0)))
+    pipe.theirs.service.answer_fences(None)
+    pipe.run()
+    assert seen[-1][0] == Fenced(FAILED, why="driver does not say when it is done")
+
+
+def test_a_peer_of_protocol_2_hears_of_no_fence():
+    heard = []
+    session = Session(Service("new"), True)
+    session.fence("applied", False, lambda result, error: heard.append(error))  # before the peer is known
+    session.request("echo", "", lambda answer, error: None)
+    older = Session(Service("old"), False)
+    older.token = b""
+    greeting = older.take()
+    session.feed(MAGIC + b"\0\2\0\2" + greeting[12:])
+    words = "old speaks protocol 2, which has no fences"
+    assert isinstance(heard[0], FenceFailed) and str(heard[0]) == words
+    with pytest.raises(FenceFailed, match=words):
+        session.fence("done", True, heard.append)
+    assert set(attributes(session.take()[12:])) == {160, 163, 166}
+
+
+def test_at_most_1024_wait_and_one_that_is_forgotten_leaves_nothing():
+    pipe, lifs, copy = shared()
+    pipe.run()
+    pipe.ours.has_room = False
+    copy.appConfig[MPLS].reqCount[lif(1)] = 1
+    asked = [pipe.ours.fence("applied", False, lambda result, error: None) for _ in range(1024)]
+    with pytest.raises(LoamError, match="1024 fences are unanswered, which is the most"):
+        pipe.ours.fence("applied", False, lambda result, error: None)
+    for each in asked:
+        pipe.ours.forget_fence(each)
+    assert not pipe.ours._behind and not pipe.ours._fences._asked
+    assert 168 not in attributes(pipe.ours.take())
+    sent = pipe.ours.fence("applied", False, lambda result, error: pytest.fail("it was forgotten"))
+    pipe.ours.forget_fence(sent)  # it is on its way
+    pipe.run()
+    assert not pipe.ours.ended and not pipe.ours._fences._asked
+    with pytest.raises(ValueError, match="'sent' is no level"):
+        pipe.ours.fence("sent", False, lambda result, error: None)
+
+
+@pytest.mark.parametrize(
+    ("payloads", "words"),
+    [
+        ([(169, number(1) + number(2) + number(1) + number(0) + string(""))], "the fence 1, which was not sent"),
+        (2 * [(168, number(1) + number(1) + number(1))], "a fence 1 is unanswered already"),
+        ([(168, number(i) + number(1) + number(1)) for i in range(1025)], "more than 1024 fences"),
+        ([(168, number(1) + number(0) + number(1) + b"\0")], "too long"),
+    ],
+)
+def test_unsound_fences_end_the_connection(payloads, words):
+    waiting = []
+    pipe, _, _ = shared(hook=lambda peer, fence: waiting.append(fence))
+    pipe.run()
+    pipe.theirs.feed(b"".join(record(1, attribute, payload) for attribute, payload in payloads))
+    assert pipe.theirs.ended and words in pipe.theirs.reason
+
+
+def test_a_relay_answers_with_the_least_of_its_peers():
+    """`asking` is connected to a relay, which has two more peers."""
+    service, heard = Service("relay"), []
+    service.answer_fences(lambda peer, fence: fence.done())
+    service.offer("lif", LifAppConfigDir("lif"), writable=True)
+    ends = [Service("left"), Service("right")]
+    pipes = [Pipe(theirs=service).run(), *(Pipe(each, service).run() for each in (*ends, Service("gets nothing")))]
+    for each in pipes[:3]:
+        each.ours.want("lif", None, lambda error: None)
+        each.run()
+
+    def asked(level: str, all: bool, hops: int = 16) -> Fenced:
+        pipes[0].ours.fence(level, all, lambda result, error: heard.append(result), hops)
+        for each in pipes + pipes:
+            each.run()
+        return heard[-1]
+
+    assert asked("applied", False) == (APPLIED, 1, 0, "")
+    assert asked("applied", True) == (APPLIED, 3, 0, "")
+    assert asked("done", True) == (FAILED, 3, 0, asked("done", True).why) and "does not say" in heard[-1].why
+    for each in ends:
+        each.answer_fences(lambda peer, fence: fence.done())
+    assert asked("done", True) == (DONE, 3, 0, "")
+    assert asked("done", True, hops=0) == (FAILED, 1, 0, "the fence goes in a circle")
+    kept = []
+    ends[1].answer_fences(lambda peer, fence: kept.append(fence))
+    pipes[0].ours.fence("done", True, lambda result, error: heard.append(result))
+    for each in pipes:
+        each.run()
+    pipes[2].ours.close("power is off")
+    pipes[2].run()
+    pipes[0].run()
+    assert heard[-1] == (GONE, 3, 1, "right has gone: power is off")
+    with pytest.raises(FenceGone, match="right has gone: power is off"):
+        heard[-1].reached("applied", "relay")
+
+
+def test_requests_stand_behind_changes_unless_they_overtake():
+    pipe, lifs, copy = shared()
+    pipe.run()
+    heard = []
+    pipe.theirs.service.answer("count", lambda peer, argument: str(len(lifs.appConfig[MPLS].reqCount)))
+    pipe.ours.has_room = False
+    for i in range(10_000):
+        copy.appConfig[MPLS].reqCount[lif(i)] = 1
+    pipe.ours.request("count", "", lambda answer, error: heard.append(answer))
+    pipe.ours.request("count", "", lambda answer, error: heard.append(answer), overtakes=True)
+    pipe.ours.request("stats", "", lambda answer, error: heard.append("stats"))
+    pipe.run()
+    assert heard == ["0", "stats", "10000"]
+
+
+def test_one_pushes_into_a_place_at_a_time(monkeypatch):
+    service, taken = Service("driver"), LifAppConfigDir("configs")
+    service.accept("one", lambda peer, made: taken.appConfig.add(made.app))
+    service.accept("many", lambda peer, made: taken.appConfig.add(made.app), many=True)
+    told = []
+
+    def pushing(name: str, token: bytes, path: str = "one", takes_over: bool = False) -> tuple[Pipe, LifAppConfig]:
+        monkeypatch.setattr(Session, "token", token)
+        pipe, app = Pipe(Service(name), service), LifAppConfig(MPLS)
+        app.reqCount[lif(ord(name))] = 1
+        pipe.ours.push(
+            path,
+            app,
+            False,
+            lambda error: told.append((name, error and str(error))),
+            takes_over,
+            lambda error: told.append((name, "lost", str(error))),
+        )
+        return pipe.run(), app
+
+    mine, theirs = b"m" * 16, b"t" * 16
+    a, app = pushing("a", mine)
+    a.theirs.detail = "process 4711"
+    pushing("b", theirs)
+    assert told[0] == ("a", None)
+    since = told[1][1].split("since ")[1][:8]
+    assert told[1] == (
+        "b",
+        f'vtAppMpls is pushed already, by "a" (process 4711, since {since}); --takeover takes its place',
+    )
+    c, _ = pushing("c", mine)  # the same process, whose first connection is not known to be dead
+    a.run()
+    assert told[2:] == [("c", None), ("a", "lost", "its process has connected anew")]
+    assert not a.ours.mounts and not a.ours.pushes and not a.theirs.mounts and not a.ours.ended
+    assert list(taken.appConfig[MPLS].reqCount) == [lif(ord("c"))]
+    app.reqCount[lif(1)] = 1  # nobody's any more
+    a.run()
+    d, _ = pushing("d", theirs, takes_over=True)
+    c.run()
+    assert told[4:] == [("d", None), ("c", "lost", '"d" has taken its place')]
+    pushing("e", mine, "many")
+    d.ours.close("done")
+    d.run()
+    f, _ = pushing("f", bytes(16))
+    pushing("g", bytes(16))  # 0 is nobody's token
+    assert [each[:2] for each in told[6:8]] == [("e", None), ("f", None)] and "pushed already" in told[8][1]
+    f.ours.close("done")
+    f.run()
+    assert not service.holders
+
+
+def test_fences_of_peers(tmp_path):
+    address, service, lifs = str(tmp_path / "socket"), Service("driver"), LifAppConfigDir("lif")
+    service.offer("lif", lifs, writable=True)
+    ready = None
+
+    async def hook(peer, fence):
+        if fence.level == "done":
+            await ready.wait()
+            if not lifs.appConfig:
+                raise ValueError("there is nothing")
+
+    service.answer_fences(hook)
+
+    async def main():
+        nonlocal ready
+        ready = asyncio.Event()
+        async with serve(address, service), connect(address) as peer, connect(address, reconnect=True) as lasting:
+            copy = await peer.want("lif")
+            assert await peer.fence() == await lasting.fence() == "applied"
+            fence = asyncio.create_task(peer.fence("done"))
+            with pytest.raises(TimeoutError):
+                await asyncio.wait_for(peer.fence("done"), 0.05)
+            ready.set()
+            with pytest.raises(FenceFailed, match="there is nothing"):
+                await fence
+            copy.appConfig.add(MPLS)
+            assert await peer.fence("done") == "done"
+            with pytest.raises(FenceFailed, match="python does not say when it is done"):
+                await lasting.want("lif")
+                await peer.fence("done", all=True)  # the other client is asked, too
+            ready.clear()
+            fence = asyncio.create_task(peer.fence("done"))
+            await peer.fence()
+            await peer.close()
+            with pytest.raises(ConnectionEnded):
+                await fence
+            with pytest.raises(ConnectionEnded):
+                await peer.fence()
+
+    asyncio.run(main(), debug=True)
+
+
+def test_a_lasting_peer_does_not_push_again_what_it_has_lost(tmp_path, monkeypatch):
+    address, service, taken = str(tmp_path / "socket"), Service("driver"), LifAppConfigDir("configs")
+    service.accept("ask", lambda peer, made: taken.appConfig.add(made.app))
+
+    async def main():
+        async with serve(address, service) as server:
+            lost = asyncio.get_running_loop().create_future()
+            async with connect(address, "first", reconnect=True) as first:
+                await first.push("ask", LifAppConfig(MPLS), lost=lost.set_result)
+                monkeypatch.setattr(Session, "token", b"another process!")
+                async with connect(address, "second") as second:
+                    with pytest.raises(Refused, match=r'by "first" \(process \d+, since'):
+                        await second.push("ask", LifAppConfig(MPLS))
+                    await second.push("ask", LifAppConfig(MPLS), takeover=True)
+                    assert str(await asyncio.wait_for(lost, 5)) == '"second" has taken its place'
+                    for each in tuple(server.peers):
+                        if each.name == "first":
+                            await each.close("maintenance")
+                    await first.until(lambda: first.connections == 2, timeout=5)
+                    assert await first.fence() == "applied" and not first._pushed
+
+    asyncio.run(main())
+
+
+def test_a_driver_is_done_after_a_thousand_requests(driving):
+    with sync.connect(driving(), timeout=20) as peer:
+        statuses = peer.want("lifStatus")
+        app = peer.push("lifConfig", LifAppConfig(MPLS))
+        for i in range(1000):
+            app.reqCount[lif(i)] = 1
+        assert peer.fence("done") == "done" and len(statuses.appStatus[MPLS].lifEntry) == 1000
+
+
+def test_a_server_of_the_program_s_answers_fences_and_relays_them(serving):
+    address = serving("--writable", "lif=LifAppConfigDir")
+    with sync.connect(address, timeout=20) as peer, sync.connect(address, timeout=20) as other:
+        app = peer.want("lif").appConfig.add(MPLS)
+        for i in range(5000):
+            app.reqCount[lif(i)] = 1
+        assert peer.fence() == "applied"
+        assert len(other.want("lif").appConfig[MPLS].reqCount) == 5000
+        with pytest.raises(TimeoutError):
+            peer.fence(all=True, timeout=0.2)  # the other one is asked, and is not polled
+        other.poll(0.1)
+        assert peer.fence() == "applied"
