@@ -214,6 +214,7 @@ TEST(Fence, IsDoneWhenTheProcessSaysSoWithWhatItWroteBefore) {
                                           FenceOutcome::failed, FenceOutcome::done}));
     EXPECT_EQ(answers.whys[2], "bank 1 is full");
     EXPECT_EQ(answers.whys[3], "the process has not said that it is done");
+    EXPECT_EQ(answers.last.peers, 1u);
 
     two.a->fence(FenceLevel::done, answers.hook());
     two.quiet();
@@ -460,8 +461,7 @@ TEST(Writer, OfAKeyIsOneUnlessItConnectsAnewOrTakesThePlaceAloud) {
 
     second.push(others);
     ASSERT_EQ(second.told.size(), 1u);
-    EXPECT_TRUE(second.told[0].find("is pushed already, by \"mpls\" (process 4711, since ") !=
-                std::string::npos)
+    EXPECT_TRUE(second.told[0].starts_with("vtAppMpls is pushed already, by \"mpls\" (process 4711, since "))
         << second.told[0];
     EXPECT_EQ(dir->appConfig(Loam::vtAppMpls)->reqCountMap().count(), 1u); // nothing is lost
     vxlan.push(lifAppConfigFactory(Loam::vtAppVxlan));                     // another key is free

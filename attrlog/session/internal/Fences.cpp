@@ -66,6 +66,7 @@ void Fences::readFence(In& in) {
     auto const number = static_cast<U32>(in.nextNumber());
     U64 const bits = in.nextNumber();
     U64 const hops = in.nextNumber();
+    in.recordEnd();
     if (answers_.size() >= most || answers_.contains(number)) {
         fault(answers_.contains(number) ? String8("record is a fence whose number is in use")
                                         : format("peer has more than %zu fences under way", most));
@@ -86,13 +87,18 @@ void Fences::readFence(In& in) {
     }
     if (extent == FenceExtent::all && core_.isOpen()) {
         if (hops == 0) {
-            answer->part()({.outcome = FenceOutcome::failed, .why = "the fence goes in a circle"});
+            answer->part()(
+                {.outcome = FenceOutcome::failed, .why = "the fence goes in a circle", .peers = 0});
         } else if (service->hasPeersBeside(core_.self)) {
             service->fenceBeside(core_.self, level, answer->part(),
                                  static_cast<U32>(std::min<U64>(hops, maxFenceHops)) - 1);
         }
     }
-    whole({.outcome = level == FenceLevel::done ? FenceOutcome::done : FenceOutcome::applied});
+    // This process counts once, with what it says of `done`.
+    bool const isDone = level == FenceLevel::done;
+    whole({.outcome = isDone ? FenceOutcome::done : FenceOutcome::applied,
+           .why = {},
+           .peers = isDone ? 0u : 1u});
 }
 
 void Fences::answer(U32 number, FenceResult const& result) {
@@ -124,6 +130,7 @@ void Fences::readFenced(In& in) {
     result.peers = static_cast<U32>(in.nextNumber());
     result.gone = static_cast<U32>(in.nextNumber());
     result.why = peerText(in.nextString().view(), maxReasonLength);
+    in.recordEnd();
     auto const asked = asked_.find(number);
     if (asked == asked_.end() || !asked->second.isSent || outcome > static_cast<U64>(FenceOutcome::done)) {
         fault("record answers no fence");

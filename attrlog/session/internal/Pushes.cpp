@@ -8,9 +8,14 @@ namespace Kor::NboAttrLog::detail {
 
 namespace {
 
-/// How people call it: its key or, without one, its full name.
+/// How people call it: its key in the map of its parent, or its name.
 String8 nameOf(Entity const& entity) {
     String8 const full = entity.fullName();
+    std::string_view const text = full.view();
+    std::size_t const key = text.rfind("['");
+    if (key != text.npos && text.ends_with("']")) {
+        return String8(text.substr(key + 2, text.size() - key - 4));
+    }
     return full.empty() ? entity.fwkType()->typeName() : full;
 }
 
