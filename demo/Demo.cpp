@@ -163,7 +163,9 @@ public:
         U64 const halfWay = total() / 2;
         driver_.emplace(startDriver());
         for (Member const& member : members()) {
-            applications_.push_back(start(member));
+            // One that is to be killed half-way must still be there then, also on a machine that is busy.
+            bool const isVictim = !victims.empty() && &member == &members().front();
+            applications_.push_back(start(member, isVictim ? "12" : "3"));
         }
         say("a driver and " + std::to_string(applications_.size()) + " applications run");
         if (!victims.empty()) {
@@ -181,7 +183,7 @@ public:
                 }
                 say("the " + victim + " is killed with " + std::to_string(placed()) +
                     " LIFs in place, and starts again");
-                child = victim == "driver" ? startDriver() : start(members().front());
+                child = victim == "driver" ? startDriver() : start(members().front(), "3");
             }
         }
         for (std::size_t i = 0; i < applications_.size(); ++i) {
@@ -255,13 +257,11 @@ private:
             {"/proc/self/exe", "driver", "--socket", socket(), "--chip", options_.chip, "--image", image()},
             log("driver"));
     }
-    Child start(Member const& member) const {
-        std::vector<std::string> words{"/proc/self/exe", "application",
-                                       "--socket",       socket(),
-                                       "--app",          nameOf(member.app),
-                                       "--file",         options_.file,
-                                       "--withdraw",     std::to_string(withdrawn),
-                                       "--pace",         "3"};
+    Child start(Member const& member, std::string const& pace) const {
+        std::vector<std::string> words{
+            "/proc/self/exe",   "application", "--socket",    socket(),     "--app",
+            nameOf(member.app), "--file",      options_.file, "--withdraw", std::to_string(withdrawn),
+            "--pace",           pace};
         for (std::string const& kind : member.kinds) {
             words.insert(words.end(), {"--kind", kind});
         }

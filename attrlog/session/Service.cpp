@@ -131,7 +131,9 @@ void Service::holderDel(Entity const& entity, Session const& session) noexcept {
 }
 
 void Service::relaysTo(Ptr<Service> const& other) {
-    if (other && other != this && !std::ranges::count(relays_, other)) {
+    if (!other) {
+        relays_.clear();
+    } else if (other != this && !std::ranges::count(relays_, other)) {
         relays_.push_back(other);
     }
 }

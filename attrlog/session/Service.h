@@ -112,7 +112,8 @@ public:
     void fence(FenceLevel level, FenceHook hook, Name const& path = {},
                FenceExtent extent = FenceExtent::peer);
     /// This process passes on what its peers here send to the peers of another service, so that a fence that
-    /// asks for all asks them, too. The peers of this service itself are always asked.
+    /// asks for all asks them, too. The peers of this service itself are always asked. The other service is
+    /// held; null lets all of them go.
     void relaysTo(Ptr<Service> const& other);
 
     // Calls.

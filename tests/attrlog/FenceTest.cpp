@@ -299,6 +299,7 @@ TEST(Fence, OfAllIsAnsweredByARelayWithTheLeastOfItsOwnPeers) {
     tree.owner->fence(FenceLevel::applied, answers.hook(), "lif", FenceExtent::all);
     tree.quiet();
     EXPECT_EQ(answers.outcomes.size(), 3u);
+    tree.downstream->relaysTo(nullptr);
     tree.owner->fence(FenceLevel::applied, answers.hook(), "nobody wants it");
     EXPECT_EQ(answers.last.peers, 0u);
 }
