@@ -228,7 +228,9 @@ void application(Context& context, ApplicationOptions const& options) {
     config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
         context.note("no connection: " + std::string(reason.view()));
     };
-    bool isDelivered = false; // outlives the connection, whose end answers each call
+    // What hooks write to outlives the connection, whose end answers each fence.
+    bool isDelivered = false, mustAsk = true;
+    std::string why;
     Kor::Link::Connector connector(loop, addressOf(options.address), config);
     endingSignalsAre(loop, [&] {
         context.report("ended by a signal");
@@ -265,16 +267,25 @@ void application(Context& context, ApplicationOptions const& options) {
     if (!isDone) {
         return; // what was in the way has been told
     }
-    // What was written last is there, and kept, when this is answered.
-    if (application.session().isOpen()) {
-        application.session().fence(FenceLevel::done, [&](FenceResult const& result) {
-            isDelivered = result.isReached(FenceLevel::done);
-        });
-    }
-    if (!loop.runUntil([&] { return isDelivered || !application.session().isOpen(); }, options.timeout) ||
-        !isDelivered) {
+    // What was written last is there, and kept, when this is answered. A driver that is lost meanwhile is
+    // asked again when it is back.
+    loop.runUntil(
+        [&] {
+            if (mustAsk && application.isConnected()) {
+                mustAsk = false;
+                application.session().fence(FenceLevel::done, [&](FenceResult const& result) {
+                    isDelivered = result.isReached(FenceLevel::done);
+                    mustAsk = result.outcome == FenceOutcome::gone;
+                    why = result.outcome == FenceOutcome::failed ? result.why.view() : "";
+                });
+            }
+            return isDelivered || !why.empty();
+        },
+        options.timeout);
+    if (!isDelivered) {
         if (context.status == 0) {
-            throw Refused("the driver has not answered that all is there: " + application.progress());
+            throw Refused("the driver has not answered that all is there" +
+                          (why.empty() ? "" : ": " + Forms::shown(why, 300)) + "; " + application.progress());
         }
         return;
     }

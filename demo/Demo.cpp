@@ -100,7 +100,8 @@ private:
 /// A folder that ends with its user, unless it was given.
 class Folder {
 public:
-    explicit Folder(std::string const& given) : path_(given), isOwn_(given.empty()) {
+    explicit Folder(std::string const& given)
+        : path_(given.empty() ? fs::path() : fs::absolute(given)), isOwn_(given.empty()) {
         if (isOwn_) {
             std::string pattern = (fs::temp_directory_path() / "loamtunnel-XXXXXX").string();
             if (::mkdtemp(pattern.data()) == nullptr) {
