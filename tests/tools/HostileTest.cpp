@@ -12,9 +12,19 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+
+// The allocator of a sanitizer does not tell what is held, and takes memory of its own.
+#if defined(__SANITIZE_ADDRESS__)
+#define LOAM_OTHER_ALLOCATOR
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define LOAM_OTHER_ALLOCATOR
+#endif
+#endif
 
 namespace {
 
@@ -145,15 +155,6 @@ TEST_F(Hostile, NothingThatATerminalObeysComesThroughAndEachCommandEnds) {
     }
 }
 
-// The allocator of a sanitizer does not tell what is held.
-#if defined(__SANITIZE_ADDRESS__)
-#define LOAM_OTHER_ALLOCATOR
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define LOAM_OTHER_ALLOCATOR
-#endif
-#endif
-
 TEST_F(Hostile, WhatAMonitorHoldsHasALimit) {
 #ifdef LOAM_OTHER_ALLOCATOR
     GTEST_SKIP() << "the allocator does not tell what is held";
@@ -229,6 +230,7 @@ TEST_F(Ends, ASignalInTheMiddleEndsEachCommandAndNothingIsLeft) {
         {{"serve", "lif=LifAppConfigDir"}, "socket", 0, "serving at"},
         {{"driver", "--chip", "8", "--image", file("chip.img")}, "socket", 0, "serving at"},
     };
+    std::vector<int> accepted;
     for (Command const& each : commands) {
         for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
             SCOPED_TRACE(each.words[0] + ' ' + each.at + ' ' + std::to_string(signal));
@@ -240,7 +242,12 @@ TEST_F(Ends, ASignalInTheMiddleEndsEachCommandAndNothingIsLeft) {
                 ASSERT_TRUE(
                     eventually([&] { return content("command.log").find(each.sign) != std::string::npos; }));
             } else {
-                std::this_thread::sleep_for(150ms);
+                pollfd connecting{silent, POLLIN, 0};
+                bool const isThere = each.at == "silent" && ::poll(&connecting, 1, 10'000) == 1;
+                if (isThere) { // it has begun, and stays without an answer
+                    accepted.push_back(::accept(silent, nullptr, nullptr));
+                }
+                std::this_thread::sleep_for(isThere ? 150ms : 1000ms);
             }
             command.kill(signal);
             EXPECT_TRUE(eventually([&] { return command.status().has_value(); }));
@@ -248,6 +255,9 @@ TEST_F(Ends, ASignalInTheMiddleEndsEachCommandAndNothingIsLeft) {
                 << content("command.log");
             EXPECT_EQ(left(), "");
         }
+    }
+    for (int const each : accepted) {
+        ::close(each);
     }
     ::close(silent);
 }
@@ -273,6 +283,7 @@ TEST_F(Ends, TooFewDescriptorsOrTooLittleMemoryIsOneLine) {
         EXPECT_EQ(left(), "");
     }
     // As much as a process takes to start is more than a limit that a test could choose; so it is found.
+#ifndef LOAM_OTHER_ALLOCATOR
     std::string said;
     int status = 0;
     for (unsigned megabytes = 30; megabytes < 400 && said.find("memory") == said.npos; megabytes += 5) {
@@ -293,6 +304,7 @@ TEST_F(Ends, TooFewDescriptorsOrTooLittleMemoryIsOneLine) {
         status = child.join();
         EXPECT_LT(status, 128) << megabytes << " MB: " << said;
     }
+#endif
 }
 
 TEST_F(Ends, ADefaultSocketLiesInAFolderOfTheUsersOwn) {
