@@ -86,7 +86,7 @@ std::string plainJson(std::string_view json) {
         if (point < 0x7f) {
             return std::string(piece);
         }
-        std::array<char, 8> escaped{};
+        std::array<char, 12> escaped{};
         std::snprintf(escaped.data(), escaped.size(), "\\u%04x", point);
         return std::string(escaped.data());
     });
