@@ -17,7 +17,7 @@ SKIPPED = {".git", "build", "__pycache__", "fuzz"} # what fuzzers have found nam
 def files(folder):
     for path in sorted(folder.iterdir()):
         if path.is_dir():
-            if path.name not in SKIPPED:
+            if path.name not in SKIPPED and not path.name.startswith("."):  # what tools leave
                 yield from files(path)
         elif path.suffix not in (".svg", ".png", ".loamlog"):
             yield path
