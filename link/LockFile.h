@@ -26,7 +26,7 @@ public:
     std::string const& path() const noexcept { return path_; }
 
 private:
-    LockFile(std::string path, int fd) noexcept : path_(std::move(path)), fd_(fd) {}
+    LockFile(std::string const& path, int fd) : path_(path), fd_(fd) {}
     bool isAtPath() const noexcept;
 
     std::string path_;
