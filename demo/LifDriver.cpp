@@ -153,16 +153,18 @@ void LifDriver::offerTo(Kor::NboAttrLog::Service& service) {
     using Kor::NboAttrLog::Session;
     service.acceptIs(
         "lifConfig",
-        [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
+        [this](Session&, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
             auto const config = Kor::ptrCast<LifAppConfig>(made);
-            return config ? Kor::Ptr<Kor::Entity>(configFor(config->app(), peer)) : Kor::Ptr<Kor::Entity>();
+            return config ? Kor::Ptr<Kor::Entity>(configFor(config->app())) : Kor::Ptr<Kor::Entity>();
         },
         [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& root, RootState state,
                Kor::String8 const&) {
-            Range& range = ranges_.at(Kor::ptrCast<LifAppConfig>(root)->app());
+            App const app = Kor::ptrCast<LifAppConfig>(root)->app();
+            Range& range = ranges_.at(app);
             range.isComplete = state == RootState::synchronized;
-            if (state == RootState::absent && range.peer == &peer) {
-                range.peer = nullptr;
+            range.peer = state == RootState::absent ? nullptr : &peer;
+            if (state == RootState::absent) {
+                forget(app);
             }
         });
     service.fenceHookIs([this](Session& peer, Kor::Ptr<Kor::NboAttrLog::Fence> const& fence) {
@@ -175,7 +177,7 @@ void LifDriver::offerTo(Kor::NboAttrLog::Service& service) {
     });
 }
 
-Kor::Ptr<LifDriver::Config> LifDriver::configFor(App app, Kor::NboAttrLog::Session& peer) {
+Kor::Ptr<LifDriver::Config> LifDriver::configFor(App app) {
     auto const found = ranges_.find(app);
     if (found == ranges_.end()) {
         Kor::throwRangeException("there are indexes for applications 0 to 15 alone");
@@ -183,7 +185,6 @@ Kor::Ptr<LifDriver::Config> LifDriver::configFor(App app, Kor::NboAttrLog::Sessi
     static_cast<void>(statuses_->appStatusIs(app)); // an application's own would go with a pass that has none
     Kor::Ptr<Config> config = configs_->appConfigIs(app);
     Range& of = found->second;
-    of.peer = &peer;
     if (!of.requests) {
         of.requests = Kor::makePtr<Requests>(*this);
         of.requests->notifierIs(config);
@@ -233,19 +234,12 @@ void LifDriver::refuse(App app, Lif const& lif, std::string const& why) {
     Range& range = ranges_.at(app);
     range.refused[lif] = why;
     if (range.refused.size() > mostRefused && range.peer != nullptr) {
-        range.peer->close(Kor::format("more than %zu requests can have no place", mostRefused)); // see left()
+        range.peer->close(
+            Kor::format("more than %zu requests can have no place", mostRefused)); // see forget()
     }
 }
 
-void LifDriver::left(Kor::NboAttrLog::Session const& peer) {
-    for (auto& [app, range] : ranges_) {
-        if (range.peer == &peer) {
-            range.peer = nullptr;
-            forget(app);
-        }
-    }
-}
-
+/// Its peer is gone: what it has asked for in vain is kept no longer.
 void LifDriver::forget(App app) {
     for (auto const& [lif, why] : std::exchange(ranges_.at(app).refused, {})) {
         configs_->appConfigIs(app)->reqCountDel(lif);

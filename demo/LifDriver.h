@@ -59,9 +59,6 @@ public:
     /// ask for.
     void settle();
 
-    /// The peer is gone: what it has asked for in vain is kept no longer.
-    void left(Kor::NboAttrLog::Session const& peer);
-
     /// How many requests of an application that can have no place are borne with. One more, and its peer is
     /// told so and cut off.
     static constexpr std::size_t mostRefused = 10'000;
@@ -74,7 +71,7 @@ private:
     class Requests;
     struct Range;
 
-    Kor::Ptr<Config> configFor(App app, Kor::NboAttrLog::Session& peer);
+    Kor::Ptr<Config> configFor(App app);
     void requested(App app, Lif const& lif, U32 count);
     void refuse(App app, Lif const& lif, std::string const& why);
     void forget(App app);
