@@ -2,7 +2,7 @@
 // under such load hears a signal: one process for the server, and one for each peer.
 
 #include "Process.h"
-#include "attrlog/session/Diagnostics.h"
+#include "forms/Diagnostics.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "model/LoamTunnelModel.h"

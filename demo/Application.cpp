@@ -1,6 +1,6 @@
 /// `loamtunnel driver` and `loamtunnel application`, the two sides of a LIF: who has the chip, and who asks.
 
-#include "attrlog/session/Diagnostics.h"
+#include "forms/Diagnostics.h"
 #include "demo/Demo.h"
 #include "demo/LifDriver.h"
 #include "forms/Entries.h"

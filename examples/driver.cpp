@@ -2,7 +2,7 @@
 /// Both are here in one process, on one loop, so that the example is one program; nothing in either relies on
 /// that.
 
-#include "attrlog/session/Diagnostics.h"
+#include "forms/Diagnostics.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "model/LoamTunnelModel.h"
@@ -145,7 +145,7 @@ struct Driver {
                 fence->failedIs(Kor::format("the chip is full: %zu LIFs have no place", unplaced));
             }
         });
-        Kor::NboAttrLog::diagnosticsAre(*service, {.setsTrace = true});
+        Kor::Forms::diagnosticsAre(*service, {.setsTrace = true});
     }
 
     Kor::Ptr<LifAppConfig> requestsOf(Loam::VtAppId app, Session const& peer) {

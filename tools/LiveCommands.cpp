@@ -1,6 +1,6 @@
 #include "tools/LiveCommands.h"
 
-#include "attrlog/session/Diagnostics.h"
+#include "forms/Diagnostics.h"
 #include "link/Listener.h"
 #include "tools/Messages.h"
 #include "tools/Results.h"

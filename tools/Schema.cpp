@@ -1,10 +1,10 @@
 #include "forms/Path.h"
+#include "forms/SchemaJson.h"
 #include "model/LoamTunnelTypeList.h"
 #include "reflect/KorType.h"
 #include "tools/Commands.h"
 #include "tools/Declaration.h"
 #include "tools/Failure.h"
-#include "tools/SchemaJson.h"
 #include "tools/Streams.h"
 
 #include <algorithm>
@@ -105,7 +105,7 @@ std::vector<std::string> diff(std::string const& file, std::vector<std::string> 
     InputFile input(file);
     std::string const saved(std::istreambuf_iterator<char>(input.stream()), {});
     std::ostringstream now;
-    printSchemaJson(now, chosenTypes({}));
+    printSchemaJson(now, schemaTypes());
     try {
         return schemaDiff(parseJson(saved), parseJson(now.str()), only);
     } catch (Refused const&) {
@@ -142,9 +142,9 @@ void schema(Context& context, SchemaOptions const& options) {
             context.status = differsStatus;
         }
     } else if (options.jsonSchema) {
-        printJsonSchema(context.out, types);
+        printJsonSchema(context.out, schemaTypes(types));
     } else if (options.output.format == Format::json) {
-        printSchemaJson(context.out, types);
+        printSchemaJson(context.out, schemaTypes(types));
     } else if (options.output.format == Format::text) {
         char const* separator = "";
         for (KorType const* type : types) {
@@ -157,7 +157,7 @@ void schema(Context& context, SchemaOptions const& options) {
         for (KorType const* type : types) {
             for (auto const& attr : type->attributes()) {
                 if (options.all || !attr->isInherited()) {
-                    listing.add({nameOf(type), kindOf(*type), attr->attributeId(),
+                    listing.add({nameOf(type), std::string(kindOf(*type)), attr->attributeId(),
                                  type->isEnumType() ? textOf(attr->name()) : signatureOf(*attr, brief),
                                  hex(attr->flags().word0, 8), hex(attr->flags().word1, 8), meaningOf(*attr)});
                 }

@@ -1,7 +1,7 @@
 /// Every command on a live tree, with a server that means harm, and with one that says nothing: what reaches
 /// the terminal, and how the command ends.
 
-#include "attrlog/session/Diagnostics.h"
+#include "forms/Json.h"
 #include "link/Listener.h"
 #include "model/LoamTunnelModel.h"
 #include "runtime/PlainText.h"
@@ -77,10 +77,12 @@ protected:
         service->offer("lif", dir);
         service->offer("lifStatus", lifAppConfigDirFactory("lifStatus"));
         service->offer(Kor::Name(evilName), lifAppConfigDirFactory(Kor::Name(evilName)));
-        std::string const quoted = jsonText(evil);
-        auto const answer = [&](char const* verb, std::string const& text) {
+        std::ostringstream text;
+        Kor::Forms::JsonWriter(text).string(evil);
+        std::string const quoted = text.str();
+        auto const answer = [&](char const* verb, std::string const& reply) {
             service->handlerIs(Kor::Name(verb),
-                               [text](Session&, Kor::String8 const&) { return Kor::String8(text); });
+                               [reply](Session&, Kor::String8 const&) { return Kor::String8(reply); });
         };
         answer("stats", R"({"peers": [{"peer": )" + quoted + ", " + quoted + R"(: 7, "deep": )" +
                             std::string(20'000, '[') + std::string(20'000, ']') +

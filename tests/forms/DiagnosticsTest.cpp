@@ -1,5 +1,7 @@
-#include "attrlog/session/Diagnostics.h"
+#include "forms/Diagnostics.h"
 
+#include "forms/Json.h"
+#include "forms/SchemaJson.h"
 #include "runtime/Trace.h"
 #include "support/Sessions.h"
 
@@ -7,11 +9,13 @@
 #include <ostream>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace {
 
-using Kor::NboAttrLog::diagnosticsAre;
-using Kor::NboAttrLog::jsonText;
+using Kor::Forms::diagnosticsAre;
+using Kor::Forms::Json;
+using Kor::Forms::parseJson;
 using support::Sessions;
 
 /// What `a` is told when it asks `b`.
@@ -45,8 +49,7 @@ bool has(std::string const& text, std::string const& part) {
 TEST_F(Diagnostics, LevelsAreSetAsAWholeOrNotAtAll) {
     diagnosticsAre(service(), {.setsTrace = true});
     std::string const state = ask("trace", "DiagnosticsTest on +8 +2");
-    EXPECT_TRUE(
-        has(state, R"({"facility": "DiagnosticsTest", "enabled": true, "levels": [2, 8], "passed": 0})"))
+    EXPECT_TRUE(has(state, R"({"facility":"DiagnosticsTest","enabled":true,"levels":[2,8],"passed":0})"))
         << state;
     for (char const* const wrong :
          {"DiagnosticsTest -8 +10", "DiagnosticsTest off +a", "DiagnosticsTest off 8",
@@ -55,11 +58,11 @@ TEST_F(Diagnostics, LevelsAreSetAsAWholeOrNotAtAll) {
         EXPECT_EQ(ask("trace", ""), state) << wrong;
     }
     EXPECT_TRUE(has(ask("trace", "No.Such on"), "there is no facility No.Such; there are "));
-    EXPECT_TRUE(has(ask("trace", " DiagnosticsTest  -8 off "), R"("enabled": false, "levels": [2])"));
+    EXPECT_TRUE(has(ask("trace", " DiagnosticsTest  -8 off "), R"("enabled":false,"levels":[2])"));
 
     diagnosticsAre(service(), {.setsTrace = false});
     EXPECT_TRUE(has(ask("trace", "DiagnosticsTest on"), "read-only"));
-    EXPECT_TRUE(has(ask("stats", ""), R"({"peers": [{"peer": "a", "entities": )")) << ask("stats", "");
+    EXPECT_TRUE(has(ask("stats", ""), R"({"peers":[{"peer":"a","entities":)")) << ask("stats", "");
 }
 
 TEST_F(Diagnostics, FacilitiesThatPeersNameAreBounded) {
@@ -87,8 +90,8 @@ TEST_F(Diagnostics, AllRecordsCanBeReadPieceByPiece) {
     Kor::U64 last = 0;
     for (int round = 0; round < 600 && seen.size() < 600; ++round) {
         std::string const answer = ask("traceRecords", std::to_string(last));
-        ASSERT_TRUE(answer.starts_with(R"({"last": )")) << answer.substr(0, 100);
-        Kor::U64 const next = std::stoull(answer.substr(9));
+        ASSERT_TRUE(answer.starts_with(R"({"last":)")) << answer.substr(0, 100);
+        Kor::U64 const next = std::stoull(answer.substr(8));
         ASSERT_GT(next, last) << seen.size() << " of 600 seen";
         last = next;
         for (auto at = answer.find('~'); at != answer.npos;
@@ -99,34 +102,37 @@ TEST_F(Diagnostics, AllRecordsCanBeReadPieceByPiece) {
     for (int i = 0; i < 600; ++i) {
         EXPECT_EQ(seen.count(i), 1u) << i;
     }
-    EXPECT_TRUE(has(ask("traceRecords", std::to_string(last)), R"("records": [])"));
+    EXPECT_TRUE(has(ask("traceRecords", std::to_string(last)), R"("records":[])"));
     for (char const* const wrong : {"", "x", "1x", "-1", "99999999999999999999"}) {
         EXPECT_TRUE(ask("traceRecords", wrong).starts_with("failed: ")) << wrong;
     }
 }
 
-TEST(JsonText, IsJsonWhateverTheBytesAre) {
-    struct Case {
-        std::string_view bytes, json;
-    };
-    std::string const bad = "\xef\xbf\xbd";
-    Case const cases[] = {
-        {"plain", R"("plain")"},
-        {"a\"b\\c\n\t", R"("a\"b\\c\u000a\u0009")"},
-        {"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80", "\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\""},
-    };
-    for (Case const& each : cases) {
-        EXPECT_EQ(jsonText(each.bytes), each.json);
-    }
-    // Lone continuations, too short, too long forms, halves of pairs, too high.
-    for (char const* const each : {"\x80", "\xc3", "\xc0\x80", "\xe0\x80\x80", "\xed\xa0\x80",
-                                   "\xf0\x80\x80\x80", "\xf4\x90\x80\x80", "\xff"}) {
-        std::string expected = "\"";
-        for (std::size_t i = 0; i < std::string_view(each).size(); ++i) {
-            expected += bad;
+TEST_F(Diagnostics, TypesComePageByPage) {
+    diagnosticsAre(service());
+    std::vector<std::string> names;
+    std::string after;
+    int pages = 0;
+    do {
+        std::string const answer = ask("schema", after);
+        ASSERT_FALSE(answer.starts_with("failed: ")) << answer;
+        Json const json = parseJson(answer);
+        EXPECT_EQ(json.at("checksum").text.size(), 18u);
+        for (auto const& [none, type] : json.at("types").members) {
+            names.push_back(type.at("name").text);
         }
-        EXPECT_EQ(jsonText(each), expected + '"');
+        ASSERT_FALSE(json.at("types").members.empty());
+        Json const* const next = json.find("after");
+        after = next != nullptr ? next->text : "";
+        ++pages;
+    } while (!after.empty());
+    std::vector<std::string> expected;
+    for (Kor::Forms::SchemaType const& each : Kor::Forms::schemaTypes()) {
+        expected.emplace_back(each.type->typeName().view());
     }
+    EXPECT_EQ(names, expected);
+    EXPECT_GT(pages, 2);
+    EXPECT_TRUE(has(ask("schema", "No::Such"), "failed: there is no type No::Such"));
 }
 
 } // namespace

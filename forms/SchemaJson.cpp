@@ -1,11 +1,10 @@
-#include "tools/SchemaJson.h"
+#include "forms/SchemaJson.h"
 
 #include "forms/Fields.h"
 #include "forms/Text.h"
 #include "forms/Values.h"
 #include "model/LoamTunnelTypeList.h"
 #include "reflect/AttrLogType.h"
-#include "tools/Failure.h"
 
 #include <algorithm>
 #include <iterator>
@@ -14,15 +13,11 @@
 #include <set>
 #include <sstream>
 
-namespace tool {
+namespace Kor::Forms {
 
 namespace {
 
-using Kor::KorAttr;
-using Kor::KorType;
-using Kor::Role;
-using Kor::Shape;
-using Op = Kor::GenericIf::AttributeOp;
+using Op = GenericIf::AttributeOp;
 
 std::string_view textOfName(KorType const* type) {
     return type != nullptr ? type->typeName().view() : std::string_view();
@@ -100,9 +95,9 @@ void writeAttribute(JsonWriter& json, KorType const& type, KorAttr const& attr) 
         .end();
     json.number("introspection", attr.introspectionFlags().word).boolean("inherited", attr.isInherited());
     json.string("role", roleText(shape.role));
-    json.string("counting", shape.counting == Kor::Counting::both ? "both"
-                            : shape.counting == Kor::Counting::up ? "up"
-                                                                  : "none");
+    json.string("counting", shape.counting == Counting::both ? "both"
+                            : shape.counting == Counting::up ? "up"
+                                                             : "none");
     json.boolean("keyed", shape.keyed).boolean("keyInside", shape.keyInside).boolean("child", shape.child);
     json.boolean("reference", shape.reference)
         .boolean("settable", shape.settable)
@@ -131,41 +126,6 @@ void writeAttribute(JsonWriter& json, KorType const& type, KorAttr const& attr) 
                    defaultOf(type)->attributeOp({attr.attributeId(), Op::get}, nullptr, nullptr));
     }
     json.string("meaning", attr.meaning()).end();
-}
-
-void writeType(JsonWriter& json, KorType const& type, bool isPlatform) {
-    json.beginObject()
-        .string("name", textOfName(&type))
-        .string("kind", kindOf(type))
-        .boolean("platform", isPlatform);
-    json.string("base", textOfName(type.base()))
-        .string("outer", textOfName(type.scope()))
-        .key("constructorArgs");
-    writePairs(json, type.constructorArgNameQQueue(), type.constructorArgTypeQQueue());
-    json.string("valueAttribute",
-                type.valAttr() != nullptr ? type.valAttr()->name().view() : std::string_view());
-    json.number("size", type.size()).string("header", type.header()).string("meaning", type.meaning());
-    json.boolean("travels", Kor::AttrLogType::named(textOfName(&type)) != nullptr);
-    std::string_view const text = textOf(type);
-    json.string("text", text);
-    if (text == "bare") {
-        json.string("scalar", constructorArguments(type)[0].name);
-    }
-    if (!text.empty()) {
-        writeValue(json, "default", defaultOf(type));
-    }
-    json.key(type.isEnumType() ? "enumerators" : "attributes").beginArray();
-    for (auto const& attr : type.attributes()) {
-        if (type.isEnumType()) {
-            json.beginObject()
-                .string("name", attr->name().view())
-                .number("number", static_cast<U64>(attr->attributeId()));
-            json.string("meaning", attr->meaning()).end();
-        } else {
-            writeAttribute(json, type, *attr);
-        }
-    }
-    json.end().end();
 }
 
 /// What JSON may stand for a value of the type.
@@ -328,27 +288,30 @@ void diffLists(std::vector<std::string>& lines, std::string const& where, Names 
 
 } // namespace
 
-std::string kindOf(KorType const& type) {
+std::string_view kindOf(KorType const& type) {
     return type.isEnumType() ? "enumeration"
            : type.isValue()  ? "value"
            : type.isEntity() ? "entity"
                              : "object";
 }
 
-std::vector<KorType const*> withNamedTypes(std::vector<KorType*> const& types) {
-    std::vector<KorType const*> all(types.begin(), types.end());
-    std::set<KorType const*> known(all.begin(), all.end());
+std::vector<SchemaType> schemaTypes(std::vector<KorType*> const& types) {
+    std::vector<SchemaType> all;
+    std::set<KorType const*> known(types.begin(), types.end());
+    for (KorType const* type : types) {
+        all.push_back({type, false});
+    }
     std::map<std::string_view, KorType const*> others;
     auto const take = [&](KorType const* type) {
         if (type != nullptr && !isNumberType(*type) && textOfName(type).find('<') == std::string_view::npos &&
             known.insert(type).second) {
-            all.push_back(type);
+            all.push_back({type, true});
             others.emplace(textOfName(type), type);
         }
     };
     // NOLINTNEXTLINE(modernize-loop-convert): it goes on to those that are found on the way
     for (std::size_t i = 0; i < all.size(); ++i) {
-        KorType const& type = *all[i];
+        KorType const& type = *all[i].type;
         take(type.base());
         for (auto const& name : type.constructorArgTypeQQueue()) {
             take(KorType::named(name.value.view()));
@@ -363,33 +326,75 @@ std::vector<KorType const*> withNamedTypes(std::vector<KorType*> const& types) {
     }
     all.resize(types.size());
     for (auto const& [name, type] : others) {
-        all.push_back(type);
+        all.push_back({type, true});
     }
     return all;
 }
 
-void printSchemaJson(std::ostream& out, std::vector<KorType*> const& types) {
-    JsonWriter json(out, true);
+std::vector<SchemaType> schemaTypes() {
+    return schemaTypes(Hardware::LoamTunnel::loamTunnelModule().defined());
+}
+
+void writeSchemaHead(JsonWriter& json) {
+    json.number("version", 1);
+    json.string("checksum", hex(Hardware::LoamTunnel::loamTunnelModule().checksum(), 16));
+}
+
+void writeType(JsonWriter& json, SchemaType const& each) {
+    KorType const& type = *each.type;
     json.beginObject()
-        .number("version", 1)
-        .string("checksum", hex(Hardware::LoamTunnel::loamTunnelModule().checksum(), 16));
+        .string("name", textOfName(&type))
+        .string("kind", kindOf(type))
+        .boolean("platform", each.isPlatform);
+    json.string("base", textOfName(type.base()))
+        .string("outer", textOfName(type.scope()))
+        .key("constructorArgs");
+    writePairs(json, type.constructorArgNameQQueue(), type.constructorArgTypeQQueue());
+    json.string("valueAttribute",
+                type.valAttr() != nullptr ? type.valAttr()->name().view() : std::string_view());
+    json.number("size", type.size()).string("header", type.header()).string("meaning", type.meaning());
+    json.boolean("travels", AttrLogType::named(textOfName(&type)) != nullptr);
+    std::string_view const text = textOf(type);
+    json.string("text", text);
+    if (text == "bare") {
+        json.string("scalar", constructorArguments(type)[0].name);
+    }
+    if (!text.empty()) {
+        writeValue(json, "default", defaultOf(type));
+    }
+    json.key(type.isEnumType() ? "enumerators" : "attributes").beginArray();
+    for (auto const& attr : type.attributes()) {
+        if (type.isEnumType()) {
+            json.beginObject()
+                .string("name", attr->name().view())
+                .number("number", static_cast<U64>(attr->attributeId()));
+            json.string("meaning", attr->meaning()).end();
+        } else {
+            writeAttribute(json, type, *attr);
+        }
+    }
+    json.end().end();
+}
+
+void printSchemaJson(std::ostream& out, std::vector<SchemaType> const& types) {
+    JsonWriter json(out, true);
+    json.beginObject();
+    writeSchemaHead(json);
     json.key("types").beginArray();
-    std::size_t left = types.size();
-    for (KorType const* type : withNamedTypes(types)) {
-        writeType(json, *type, left == 0);
-        left -= left != 0 ? 1 : 0;
+    for (SchemaType const& each : types) {
+        writeType(json, each);
     }
     json.end().end();
     out << '\n';
 }
 
-void printJsonSchema(std::ostream& out, std::vector<KorType*> const& types) {
+void printJsonSchema(std::ostream& out, std::vector<SchemaType> const& types) {
     JsonWriter json(out, true);
     json.beginObject().string("$schema", "https://json-schema.org/draft/2020-12/schema");
     json.string("title", "Values as loamtunnel prints and reads them").key("$defs").beginObject();
-    for (KorType const* type : withNamedTypes(types)) {
-        if (!textOf(*type).empty()) {
-            writeValueSchema(json.key(textOfName(type)), *type);
+    for (SchemaType const& each : types) {
+        if (!textOf(*each.type).empty()) {
+            writeValueSchema(json.key(textOfName(each.type)), *each.type);
         }
     }
     json.end().end();
@@ -413,4 +418,4 @@ std::vector<std::string> schemaDiff(Json const& before, Json const& after,
     return lines;
 }
 
-} // namespace tool
+} // namespace Kor::Forms

@@ -1,16 +1,19 @@
 #pragma once
 
-/// What a process tells of itself to whoever is connected: the counters of its connections, its trace levels
-/// and the last trace records. `loamtunnel stats` and `loamtunnel trace` ask for it, and for nothing else.
+/// What a process tells of itself to whoever is connected: the counters of its connections, its trace levels,
+/// the last trace records, and its types. `loamtunnel stats` and `loamtunnel trace` ask for it, and for
+/// nothing else.
 ///
 ///     auto service = Kor::makePtr<Kor::NboAttrLog::Service>();
-///     Kor::NboAttrLog::diagnosticsAre(*service, {.setsTrace = true, .traceRecords = 1000});
+///     Kor::Forms::diagnosticsAre(*service, {.setsTrace = true, .traceRecords = 1000});
 ///
 /// These are requests of the service (attrlog/session/Service.h), with texts for answers, so that a peer in
 /// any language can make them:
 ///
 ///     verb           argument                            answer
 ///     sync           -                                   empty: what was sent before is applied
+///     schema         - or NAME                           {"version": 1, "checksum": ..., "types": [...],
+///                                                         "after": ...}
 ///     stats          -                                   {"peers": [{"peer": "mpls", "entities": 3, "recordsIn": 7, ...}],
 ///                                                         "handlerExceptions": 0, "connectionsRefused": 2, ...}
 ///     trace          - or FACILITY on|off|+LEVEL|-LEVEL  [{"facility": "LoamTunnelTypes", "enabled": true, "levels": [8],
@@ -21,15 +24,16 @@
 ///
 /// Answers are JSON, with bytes that are no UTF-8 replaced; the peers that an answer has no room for are
 /// counted in "peersLeftOut". Behind handlerExceptions stand the service's own counts. traceRecords gives
-/// those after that number, as many as an answer holds, and the number of the last one that there is.
+/// those after that number, as many as an answer holds, and the number of the last one that there is. schema
+/// gives the types as `loamtunnel schema --json` does (forms/SchemaJson.h), those behind the one of that
+/// name, as many as an answer holds; "after" is the name to ask with next, and is not there with the last
+/// types.
 
 #include "attrlog/session/Service.h"
 
 #include <cstddef>
-#include <string>
-#include <string_view>
 
-namespace Kor::NboAttrLog {
+namespace Kor::Forms {
 
 struct DiagnosticsConfig {
     /// Whether peers may set trace levels.
@@ -39,9 +43,6 @@ struct DiagnosticsConfig {
 };
 
 /// Answers these requests from now on. The service's thread; the trace levels are those of the process.
-KOR_EXPORT void diagnosticsAre(Service& service, DiagnosticsConfig config = {});
+KOR_EXPORT void diagnosticsAre(NboAttrLog::Service& service, DiagnosticsConfig config = {});
 
-/// A text as JSON writes it, with its quotes; what is no UTF-8 becomes U+FFFD.
-KOR_EXPORT std::string jsonText(std::string_view text);
-
-} // namespace Kor::NboAttrLog
+} // namespace Kor::Forms
