@@ -5,6 +5,8 @@
 ///
 ///     Kor::Forms::printSchemaJson(std::cout, Kor::Forms::schemaTypes());
 ///
+/// prints
+///
 ///     {"version": 1, "checksum": "0x0123456789abcdef", "types": [
 ///         {"name": "Hardware::LoamTunnel::AradLifAcMp", "kind": "value", ..., "attributes": [...]}, ...]}
 ///
