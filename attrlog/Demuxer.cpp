@@ -340,6 +340,7 @@ void Demuxer::passEnds(EntityId root) {
     auto const found = roots_.find(root);
     if (found != roots_.end() && --found->second.passes == 0 && found->second.isAwaited) {
         completed_.push_back(root);
+        out_->stir();
     }
 }
 
@@ -537,6 +538,7 @@ void Demuxer::reactorRetire(EntityId id) {
     }
     if (!adapter->announcePending()) {
         retired_.push_back(id);
+        out_->stir();
     }
     reactorDel(id);
     writeRetired();
@@ -620,6 +622,7 @@ void Demuxer::enqueue(StreamAdapter& adapter) {
         }
         adapter.isQueuedIs(true);
         queue_.emplace_back(&adapter);
+        out_->stir();
         othersWait();
     }
 }
@@ -630,6 +633,7 @@ void Demuxer::resume(StreamAdapter& adapter) {
     } else if (auto const root = roots_.find(adapter.entityId());
                root != roots_.end() && root->second.isAwaited && root->second.passes == 0) {
         completed_.push_back(adapter.entityId());
+        out_->stir();
     }
 }
 

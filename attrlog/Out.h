@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <functional>
 #include <span>
 
 namespace Kor::NboAttrLog {
@@ -147,6 +148,20 @@ public:
     void nextBytes(std::size_t n) noexcept;
     /// All bytes that wait for the peer.
     U32 pending() const noexcept { return ring_.available(); }
+    /// For a carrier that nobody calls after each change: `wake` is called when there is something to send,
+    /// once each time that it is awaited. It must throw nothing.
+    void wakeIs(std::function<void()> wake) {
+        isAwaited_ = false;
+        wake_ = std::move(wake);
+    }
+    void isAwaitedIs(bool on) noexcept { isAwaited_ = on && wake_ != nullptr; }
+    /// There is something to send, or will be once the carrier asks for it.
+    void stir() noexcept {
+        if (isAwaited_) [[unlikely]] {
+            isAwaited_ = false;
+            wake_();
+        }
+    }
 
     // What writers do.
 
@@ -266,6 +281,7 @@ private:
         begin_ = cursor_ = end_ = section_ = nullptr;
         ++records_;
         bytes_ += length;
+        stir();
     }
 
     StreamLimits limits_;
@@ -278,6 +294,8 @@ private:
     U64 records_ = 0;
     U64 bytes_ = 0;
     In* reverse_ = nullptr;
+    bool isAwaited_ = false;
+    std::function<void()> wake_;
 };
 
 template <class T>

@@ -26,15 +26,21 @@ std::span<U8> piece(std::span<U8> bytes) {
 
 Connection::Connection(Loop& loop, Socket socket, Ptr<NboAttrLog::Session> session, Peering const& peering,
                        End end)
-    : loop_(loop), descriptor_(loop.impl().io, socket.release()), session_(std::move(session)),
+    : loop_(loop), waiting_(loop, socket.release()), session_(std::move(session)),
       helloTime_(peering.helloTime), goodbyeTime_(peering.goodbyeTime), tap_(peering.tap),
       end_(std::move(end)) {}
 
-Connection::~Connection() = default;
+Connection::~Connection() {
+    session_->out()->wakeIs(nullptr); // which others may hold
+}
 
 void Connection::start() {
-    tune(descriptor_.native_handle());
+    tune(waiting_.fd());
     loop_.impl().connections.push_back(shared_from_this());
+    if (loop_.impl().isForeign()) { // nobody else says what the program has changed
+        session_->out()->wakeIs([this] { loop_.impl().schedule(); });
+        loop_.impl().schedule();
+    }
     timer_ = loop_.after(helloTime_, [this] {
         if (!session_->isEstablished()) {
             session_->close(
@@ -46,27 +52,32 @@ void Connection::start() {
 
 void Connection::waitToRead() {
     isReadable_ = false;
-    descriptor_.async_wait(asio::posix::stream_descriptor::wait_read,
-                           [self = shared_from_this()](asio::error_code const& error) {
-                               self->isReadable_ = !error; // the loop's next turn goes on
-                           });
+    waiting_.toRead([self = shared_from_this()](asio::error_code const& error) {
+        if (!error && !self->isEnded_) {
+            self->isReadable_ = true; // the loop's next turn goes on
+            self->loop_.impl().schedule();
+        }
+    });
 }
 
 void Connection::waitToWrite() {
     isWriting_ = true;
-    descriptor_.async_wait(asio::posix::stream_descriptor::wait_write,
-                           [self = shared_from_this()](asio::error_code const& error) {
-                               if (!error) {
-                                   self->isWriting_ = false;
-                               }
-                           });
+    waiting_.toWrite([self = shared_from_this()](asio::error_code const& error) {
+        if (!error && !self->isEnded_) {
+            self->isWriting_ = false;
+            self->loop_.impl().schedule();
+        }
+    });
 }
 
 bool Connection::turn() {
     auto const self = shared_from_this();
     auto const end = Loop::Impl::Clock::now() + turnTime;
+    session_->out()->isAwaitedIs(false);
     bool const hasRead = read(end);
-    return pump(end) || hasRead;
+    bool const hasMore = pump(end) || hasRead;
+    session_->out()->isAwaitedIs(!isEnded_);
+    return hasMore;
 }
 
 bool Connection::read(Loop::Impl::Clock::time_point end) {
@@ -76,7 +87,7 @@ bool Connection::read(Loop::Impl::Clock::time_point end) {
         // A session that is open takes any record, so that there is room once it has applied what has come.
         std::span<U8> const to = piece(session_->isOpen() ? session_->in()->writable() : discarded);
         int error = 0;
-        std::ptrdiff_t const n = receiveFrom(descriptor_.native_handle(), to, error);
+        std::ptrdiff_t const n = receiveFrom(waiting_.fd(), to, error);
         if (n < 0 && wouldBlock(error)) {
             waitToRead();
             break;
@@ -114,7 +125,7 @@ bool Connection::pump(Loop::Impl::Clock::time_point end) {
         }
         bytes = bytes.first(std::min(bytes.size(), writePiece));
         int error = 0;
-        std::ptrdiff_t const n = sendTo(descriptor_.native_handle(), bytes, error);
+        std::ptrdiff_t const n = sendTo(waiting_.fd(), bytes, error);
         if (n < 0) {
             if (wouldBlock(error)) {
                 waitToWrite();
@@ -146,7 +157,7 @@ void Connection::linger() {
     }
     if (session_->isOver() && !isShut_) {
         isShut_ = true;
-        shutdownWriting(descriptor_.native_handle()); // and the peer's end of the stream ends it
+        shutdownWriting(waiting_.fd()); // and the peer's end of the stream ends it
     }
 }
 
@@ -176,8 +187,8 @@ void Connection::ended() {
     }
     auto const self = shared_from_this();
     timer_.cancel();
-    asio::error_code ignored;
-    descriptor_.close(ignored);
+    session_->out()->wakeIs(nullptr);
+    waiting_.close();
     if (End const end = std::move(end_)) {
         end(*this, session_->closeReason());
     }

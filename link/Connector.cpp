@@ -28,15 +28,13 @@ struct Connector::Impl : std::enable_shared_from_this<Connector::Impl> {
         int error = 0;
         Socket socket = connectTo(endpoints[tries++ % endpoints.size()], error);
         if (error == EINPROGRESS) {
-            connecting.emplace(loop.impl().io, socket.release());
+            connecting.emplace(loop, socket.release());
             timer = loop.after(config.helloTime, [this] { finishConnect(ETIMEDOUT); });
-            connecting->async_wait(
-                asio::posix::stream_descriptor::wait_write,
-                [weak = weak_from_this()](asio::error_code const& aborted) {
-                    if (auto const self = weak.lock(); self && !aborted && self->connecting) {
-                        self->finishConnect(connectError(self->connecting->native_handle()));
-                    }
-                });
+            connecting->toWrite([weak = weak_from_this()](asio::error_code const& aborted) {
+                if (auto const self = weak.lock(); self && !aborted && self->connecting) {
+                    self->finishConnect(connectError(self->connecting->fd()));
+                }
+            });
         } else if (error != 0) {
             lost(format("cannot connect to %s: %s", address.text().c_str(), errorText(error).charPtr()));
         } else {
@@ -117,7 +115,7 @@ struct Connector::Impl : std::enable_shared_from_this<Connector::Impl> {
     Address address;
     ConnectorConfig config;
     std::vector<Endpoint> endpoints;
-    std::optional<asio::posix::stream_descriptor> connecting;
+    std::optional<Waiting> connecting;
     std::shared_ptr<Connection> connection;
     Timer timer;
     String8 lastReason;

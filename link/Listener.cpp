@@ -27,16 +27,15 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
 
     Impl(Loop& on, Address const& address, ListenerConfig given)
         : loop(on), config(std::move(given)), listening(listenOn(address)),
-          acceptor(on.impl().io, listening.socket.fd()) {}
+          acceptor(on, listening.socket.fd()) {}
     ~Impl() { stop(); }
 
     void waitToAccept() {
-        acceptor.async_wait(asio::posix::stream_descriptor::wait_read,
-                            [weak = weak_from_this()](asio::error_code const& error) {
-                                if (auto const self = weak.lock(); self && !error) {
-                                    self->acceptAll();
-                                }
-                            });
+        acceptor.toRead([weak = weak_from_this()](asio::error_code const& error) {
+            if (auto const self = weak.lock(); self && !error) {
+                self->acceptAll();
+            }
+        });
     }
     void acceptAll() {
         constexpr int peersAtOnce = 16;
@@ -61,6 +60,7 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
         }
         if (listening.socket) {
             waitToAccept();
+            loop.impl().watch.wake(); // more may wait, of whom a program's own poll() was told already
         }
     }
     void take(Socket socket) {
@@ -134,7 +134,7 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
     Loop& loop;
     ListenerConfig config;
     Listening listening;
-    asio::posix::stream_descriptor acceptor;
+    Waiting acceptor;
     Timer pausing;
     std::vector<Peer> connections;
 };

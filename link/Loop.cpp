@@ -1,9 +1,11 @@
 #include "link/Loop.h"
 
 #include "link/internal/Connection.h"
+#include "runtime/Exception.h"
 
 #include <algorithm>
 #include <asio/post.hpp>
+#include <limits>
 #include <optional>
 
 namespace Kor::Link {
@@ -17,9 +19,18 @@ constexpr std::chrono::milliseconds busyTime(5);
 } // namespace
 
 struct Timer::Impl : std::enable_shared_from_this<Timer::Impl> {
-    Impl(asio::io_context& io, Loop::Duration first, Loop::Duration again, std::function<void()> todo)
-        : timer(io, std::chrono::duration_cast<asio::steady_timer::duration>(first)), period(again),
-          function(std::move(todo)) {}
+    Impl(Loop::Impl& on, Loop::Duration first, Loop::Duration again, std::function<void()> todo)
+        : loop(on), timer(on.io), period(again), function(std::move(todo)) {
+        due(first);
+    }
+    ~Impl() { cancel(); }
+    Impl(Impl const&) = delete;
+    Impl& operator=(Impl const&) = delete;
+
+    void due(Loop::Duration in) {
+        timer.expires_after(std::chrono::duration_cast<asio::steady_timer::duration>(in));
+        deadline = loop.deadlines.insert(timer.expiry());
+    }
 
     void wait() {
         timer.async_wait([weak = weak_from_this()](asio::error_code const& error) {
@@ -27,10 +38,11 @@ struct Timer::Impl : std::enable_shared_from_this<Timer::Impl> {
             if (error || !self || !self->isActive) {
                 return;
             }
+            self->loop.deadlines.erase(self->deadline);
             if (self->period == Loop::Duration::zero()) {
                 self->isActive = false;
             } else { // before the call, which may cancel it
-                self->timer.expires_after(self->period);
+                self->due(self->period);
                 self->wait();
             }
             auto const copy = self->function; // which may be replaced meanwhile
@@ -39,11 +51,15 @@ struct Timer::Impl : std::enable_shared_from_this<Timer::Impl> {
     }
     /// The wait itself ends with this object.
     void cancel() noexcept {
-        isActive = false;
+        if (std::exchange(isActive, false)) {
+            loop.deadlines.erase(deadline);
+        }
         function = nullptr;
     }
 
+    Loop::Impl& loop;
     asio::steady_timer timer;
+    std::multiset<Loop::Impl::Clock::time_point>::iterator deadline;
     Loop::Duration period;
     std::function<void()> function;
     bool isActive = true;
@@ -73,11 +89,37 @@ bool Timer::isActive() const noexcept {
     return impl_ && impl_->isActive;
 }
 
-Loop::Impl::Impl() = default;
+Loop::Impl::Impl(asio::io_context* given)
+    : own(given == nullptr ? std::make_unique<asio::io_context>(1) : nullptr),
+      io(given == nullptr ? *own : *given) {
+    if (own) {
+        work.emplace(io.get_executor());
+    }
+}
 Loop::Impl::~Impl() = default;
+
+void Loop::Impl::schedule() {
+    if (!isForeign() || std::exchange(isScheduled, true)) {
+        return;
+    }
+    asio::post(io, [weak = std::weak_ptr<Impl*>(there)] {
+        if (auto const loop = weak.lock()) {
+            Impl& self = **loop;
+            self.isScheduled = false;
+            if (self.turns()) {
+                self.schedule();
+            }
+        }
+    });
+}
 
 bool Loop::Impl::go(std::function<bool()> const* condition, std::optional<Clock::time_point> until) {
     constexpr std::size_t stepsAtOnce = 1024;
+    // A program's context ends by itself when nothing is left to do there.
+    asio::executor_work_guard<asio::io_context::executor_type> const busy(io.get_executor());
+    if (io.stopped()) {
+        io.restart();
+    }
     Clock::time_point nextAsked = Clock::now();
     for (;;) {
         bool const hasMore = turns();
@@ -159,7 +201,8 @@ void Loop::Impl::waitForSignal() {
     });
 }
 
-Loop::Loop() : impl_(std::make_unique<Impl>()) {}
+Loop::Loop() : impl_(std::make_unique<Impl>(nullptr)) {}
+Loop::Loop(asio::io_context& context) : impl_(std::make_unique<Impl>(&context)) {}
 Loop::~Loop() = default;
 
 void Loop::run() {
@@ -184,14 +227,41 @@ bool Loop::runUntil(std::function<bool()> const& condition, Duration most) {
 
 bool Loop::poll() {
     constexpr std::size_t steps = 1024; // who posts again and again must not keep the caller
-    bool any = false;
-    U64 const before = impl_->sent;
-    any = impl_->turns() || any;
-    any = impl_->step(steps) != 0 || any;
-    any = impl_->turns() || any;
-    any = any || impl_->sent != before;
-    impl_->stopped = false;
+    Impl& impl = *impl_;
+    U64 const before = impl.sent;
+    impl.watch.drain();
+    bool any = impl.turns();
+    std::size_t const done = impl.step(steps);
+    impl.isBusy = impl.turns() || done != 0;
+    any = any || impl.isBusy || impl.sent != before;
+    impl.stopped = false;
     return any;
+}
+
+int Loop::descriptor() {
+    if (impl_->isForeign()) {
+        throwRangeException("a loop on an io_context of the program has no descriptor of its own");
+    }
+    return impl_->watch.descriptor();
+}
+
+std::optional<Loop::Duration> Loop::nextDeadline() const {
+    if (impl_->isBusy) {
+        return Duration::zero();
+    }
+    if (impl_->deadlines.empty()) {
+        return {};
+    }
+    return std::max<Duration>(*impl_->deadlines.begin() - Impl::Clock::now(), Duration::zero());
+}
+
+int Loop::pollTime() const {
+    auto const wait = nextDeadline();
+    if (!wait) {
+        return -1;
+    }
+    auto const whole = std::chrono::ceil<std::chrono::milliseconds>(*wait).count(); // not before it is time
+    return static_cast<int>(std::min<S64>(whole, std::numeric_limits<int>::max()));
 }
 
 void Loop::stop() noexcept {
@@ -200,17 +270,18 @@ void Loop::stop() noexcept {
 
 void Loop::post(std::function<void()> function) {
     asio::post(impl_->io, std::move(function));
+    impl_->watch.wake();
 }
 
 Timer Loop::after(Duration time, std::function<void()> function) {
-    auto impl = std::make_shared<Timer::Impl>(impl_->io, time, Duration::zero(), std::move(function));
+    auto impl = std::make_shared<Timer::Impl>(*impl_, time, Duration::zero(), std::move(function));
     impl->wait();
     return Timer(std::move(impl));
 }
 
 Timer Loop::every(Duration period, std::function<void()> function) {
     period = std::max<Duration>(period, std::chrono::nanoseconds(1));
-    auto impl = std::make_shared<Timer::Impl>(impl_->io, period, period, std::move(function));
+    auto impl = std::make_shared<Timer::Impl>(*impl_, period, period, std::move(function));
     impl->wait();
     return Timer(std::move(impl));
 }

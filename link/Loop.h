@@ -12,7 +12,25 @@
 ///
 ///     if (!loop.runUntil([&] { return done; }, std::chrono::seconds(5))) { ... it took too long ... }
 ///
-/// Everything that runs is called from run(), runFor(), runUntil() or poll(), on the caller's thread: hooks
+/// In a program that has a loop of its own, by poll() or epoll, one descriptor and a time stand for all of
+/// it:
+///
+///     for (;;) {
+///         loop.poll();                                    // what has come, and what has been changed since
+///         pollfd entries[] = {{loop.descriptor(), POLLIN, 0}, own};
+///         ::poll(entries, 2, loop.pollTime());
+///         if (entries[1].revents != 0) { ... }
+///     }
+///
+/// In one that runs on Asio, it lives on the program's context, with nothing else to call:
+///
+///     asio::io_context context;
+///     Kor::Link::Loop loop(context);
+///     Kor::Link::Connector connector(loop, address, config);
+///     context.run();
+///
+/// Everything that runs is called from run(), runFor(), runUntil() or poll(), on the caller's thread, or from
+/// the one thread that runs the program's context: hooks
 /// of sessions, timers, posted functions, signals. They may change entities as they like; what has changed is
 /// written before the loop waits again. An exception that one of them throws leaves the call that runs the
 /// loop, which can be called again. No peer, slow or stuck, makes the loop wait.
@@ -31,6 +49,11 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
+
+namespace asio {
+class io_context;
+}
 
 namespace Kor::Link {
 
@@ -58,6 +81,9 @@ public:
     struct Impl;
 
     Loop();
+    /// On a context that is the program's and outlives it, run by one thread, and built with the Asio that
+    /// the library is built with. What is changed in the program's own handlers leaves by itself, too.
+    explicit Loop(asio::io_context& context);
     ~Loop();
     Loop(Loop const&) = delete;
     Loop& operator=(Loop const&) = delete;
@@ -71,6 +97,20 @@ public:
     bool runUntil(std::function<bool()> const& condition, Duration most);
     /// What can be done without waiting; whether anything was.
     bool poll();
+
+    // In a loop of the program's own: poll(), and then wait for the descriptor, at most that long. What the
+    // program has changed meanwhile leaves with the next poll(). Signals are heard there alone.
+
+    /// Readable when poll() has something to do; not to be read from, and good for poll(), select() and epoll
+    /// as long as the loop lives. Kor::RangeException on a context of the program, or if the system has none
+    /// left.
+    int descriptor();
+    /// How long until poll() is to be called, whatever the descriptor says: 0 when there is more to do at
+    /// once, nothing when no timer is running.
+    std::optional<Duration> nextDeadline() const;
+    /// The same in milliseconds, as poll() and epoll_wait() take it: -1 for nothing.
+    int pollTime() const;
+
     /// Ends the call that runs the loop, or the next one, after the step that is being done.
     void stop() noexcept;
 

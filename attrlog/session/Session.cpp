@@ -225,6 +225,7 @@ void Session::close(String8 const& reason) {
     Ptr<Session> const self(this);
     impl_->core.close(reason);
     impl_->ended();
+    out()->stir();
 }
 
 void Session::cut(String8 const& reason) {
@@ -233,6 +234,7 @@ void Session::cut(String8 const& reason) {
     impl_->saysGoodbye = false;
     impl_->core.close(reason);
     impl_->ended();
+    out()->stir();
 }
 
 bool Session::isOver() const noexcept {

@@ -40,7 +40,7 @@ private:
     void ended();
 
     Loop& loop_;
-    asio::posix::stream_descriptor descriptor_;
+    Waiting waiting_;
     Ptr<NboAttrLog::Session> session_;
     std::chrono::milliseconds helloTime_, goodbyeTime_;
     decltype(Peering::tap) tap_;

@@ -3,6 +3,7 @@
 /// What a loop is made of. Not installed: users of the library need not have Asio.
 
 #include "link/Loop.h"
+#include "link/internal/Watch.h"
 #include "runtime/Types.h"
 
 #include <asio/executor_work_guard.hpp>
@@ -13,6 +14,8 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
+#include <utility>
 #include <vector>
 
 namespace Kor::Link {
@@ -22,7 +25,8 @@ class Connection;
 struct Loop::Impl {
     using Clock = std::chrono::steady_clock;
 
-    Impl();
+    /// On a context of its own, or on one that is the program's.
+    explicit Impl(asio::io_context* given);
     ~Impl();
     Impl(Impl const&) = delete;
     Impl& operator=(Impl const&) = delete;
@@ -36,9 +40,13 @@ struct Loop::Impl {
     /// Whether there is more to do at once.
     bool turns();
     void waitForSignal();
+    /// On a program's context: turns follow, in a handler of their own.
+    void schedule();
+    bool isForeign() const noexcept { return own == nullptr; }
 
-    asio::io_context io{1};
-    asio::executor_work_guard<asio::io_context::executor_type> work{io.get_executor()};
+    std::unique_ptr<asio::io_context> own;
+    asio::io_context& io;
+    std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work;
     asio::signal_set signals{io};
     std::function<void(int)> signalHook;
     std::vector<std::shared_ptr<Connection>> connections;
@@ -47,6 +55,51 @@ struct Loop::Impl {
     /// Bytes that connections have sent and received.
     U64 sent = 0;
     bool stopped = false;
+    /// For a program's own poll().
+    Watch watch;
+    std::multiset<Clock::time_point> deadlines;
+    bool isBusy = false;
+    /// Turns are on their way; the handler finds out whether the loop is still there.
+    bool isScheduled = false;
+    std::shared_ptr<Impl*> there = std::make_shared<Impl*>(this);
+};
+
+/// A socket on a loop.
+class Waiting {
+public:
+    Waiting(Loop& loop, int fd) : loop_(loop), descriptor_(loop.impl().io, fd) { loop.impl().watch.add(fd); }
+    ~Waiting() { forget(); }
+    Waiting(Waiting const&) = delete;
+    Waiting& operator=(Waiting const&) = delete;
+
+    int fd() { return descriptor_.native_handle(); }
+    template <class Handler>
+    void toRead(Handler handler) {
+        descriptor_.async_wait(asio::posix::stream_descriptor::wait_read, std::move(handler));
+    }
+    template <class Handler>
+    void toWrite(Handler handler) {
+        descriptor_.async_wait(asio::posix::stream_descriptor::wait_write, std::move(handler));
+    }
+    int release() {
+        forget();
+        return descriptor_.release();
+    }
+    void close() {
+        forget();
+        asio::error_code ignored;
+        descriptor_.close(ignored);
+    }
+
+private:
+    void forget() noexcept {
+        if (descriptor_.is_open()) {
+            loop_.impl().watch.remove(descriptor_.native_handle());
+        }
+    }
+
+    Loop& loop_;
+    asio::posix::stream_descriptor descriptor_;
 };
 
 } // namespace Kor::Link

@@ -42,6 +42,7 @@ void Calls::ready(U32 id) {
     replies_.emplace_back(id, std::move(found->second.reply));
     requests_.push_back(std::move(found->second.call));
     core_.hasRequests = true;
+    core_.out().stir();
     waiting_.erase(found);
 }
 

@@ -18,6 +18,7 @@ void Offers::changed(Name const& path) {
     untold_.erase(path);
     bool& withdrawFirst = toTell_[path];
     withdrawFirst = withdrawFirst || told_.contains(path);
+    core_.out().stir();
 }
 
 void Offers::write() {

@@ -89,6 +89,7 @@ void SessionCore::note(Cause cause, AttributeId attribute, Name const& path, U32
         return;
     }
     notes.push_back({cause, attribute, path, number, bits, peerText(reason.view(), maxReasonLength)});
+    out().stir();
 }
 
 void SessionCore::writeNotes() {
