@@ -1,162 +1,137 @@
-/// Sessions in a loop of one's own, without link/: a driver and an application, each with its poll(), in two
-/// processes on the two ends of a socket pair. All that a session asks of its carrier is in carry().
+/// A link in programs with a poll() of their own: a driver that also has a timer of the system to read, and
+/// an application that also reads a pipe. The application is there first, and connects when the driver is.
 
-#include "attrlog/session/Session.h"
+#include "link/Connector.h"
+#include "link/Listener.h"
 #include "model/LoamTunnelModel.h"
 
-#include <cerrno>
+#include <array>
 #include <cstdio>
-#include <fcntl.h>
+#include <cstdlib>
 #include <poll.h>
-#include <sys/socket.h>
+#include <string>
+#include <sys/timerfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
-using namespace Hardware;
 using namespace Hardware::LoamTunnel;
-using Kor::NboAttrLog::Access;
+using Kor::Link::Address;
+using Kor::Link::Loop;
 using Kor::NboAttrLog::RootState;
 using Kor::NboAttrLog::Service;
 using Kor::NboAttrLog::Session;
-using Kor::NboAttrLog::SessionConfig;
-using Kor::NboAttrLog::Side;
 
 namespace {
 
-/// Sends what waits, until the socket takes no more.
-void write(int socket, Session& session) {
-    while (session.flow(), !session.out()->readable().empty()) {
-        auto const bytes = session.out()->readable();
-        ssize_t const sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent < 0) {
-            if (errno != EAGAIN && errno != EINTR) {
-                session.cut("the peer is gone");
-            }
-            return;
-        }
-        session.out()->nextBytes(static_cast<std::size_t>(sent));
-    }
+/// Waits for the link and for a descriptor of the program; whether there is something to read from that. A
+/// program with more of its own has them all in this list.
+bool wait(Loop& loop, int own) {
+    loop.poll(); // what has come is applied, and what the program has changed is sent
+    std::array<pollfd, 2> entries{{{loop.descriptor(), POLLIN, 0}, {own, POLLIN, 0}}};
+    ::poll(entries.data(), entries.size(), loop.pollTime());
+    return entries[1].revents != 0;
 }
 
-/// Applies what has come.
-void read(int socket, Session& session) {
-    auto const room = session.in()->writable();
-    ssize_t const got = ::recv(socket, room.data(), room.size(), 0);
-    if (got > 0) {
-        session.in()->wrote(static_cast<std::size_t>(got));
-        session.receive();
-    } else if (got == 0 || (errno != EAGAIN && errno != EINTR)) {
-        session.cut("the peer is gone");
-    }
-}
-
-/// A loop that has other things to do would have more in its list than one socket.
-void carry(int socket, Session& session) {
-    ::fcntl(socket, F_SETFL, ::fcntl(socket, F_GETFL) | O_NONBLOCK);
-    for (;;) {
-        write(socket, session);
-        if (session.isOver()) {
-            return;
-        }
-        bool const waits = session.out()->pending() != 0;
-        pollfd entry{socket, static_cast<short>(POLLIN | (waits ? POLLOUT : 0)), 0};
-        if (::poll(&entry, 1, -1) > 0 && (entry.revents & (POLLIN | POLLHUP)) != 0) {
-            read(socket, session);
-        }
-    }
-}
-
-/// Gives each LIF that is asked for the next free index.
-struct Owner : LifAppConfig::Notifiee {
-    Kor::Ptr<LifAppStatus> status;
-    Kor::U32 next = 4096;
-
-    void onReqCount(AradLifEntry const& lif) override {
-        if (notifier() != nullptr && notifier()->reqCount(lif) != 0) {
-            status->lifEntryIs(lif, AradLifIndex(next++, lifBankManaged));
-        } else {
-            status->lifEntryDel(lif);
-        }
-    }
-};
-
-void driver(int socket) {
-    auto const configs = lifAppConfigDirFactory("lifConfig");
-    auto const statuses = lifAppStatusDirFactory("lifStatus");
-    auto const owner = Kor::makePtr<Owner>();
-    auto const service = Kor::makePtr<Service>();
-    service->offer("lifStatus", statuses, Access::readOnly);
-    service->acceptIs("lifConfig", [&](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
-        auto const request = Kor::ptrCast<LifAppConfig>(made);
-        if (!request) {
-            return Kor::Ptr<Kor::Entity>();
-        }
-        std::printf("driver: %s asks for LIFs\n", peer.peerName().charPtr());
-        owner->status = statuses->appStatusIs(request->app());
-        owner->isRegisteredNotifieeIs(true);
-        owner->notifierIs(configs->appConfigIs(request->app()));
-        return Kor::Ptr<Kor::Entity>(configs->appConfigIs(request->app()));
-    });
-    auto const session = Kor::makePtr<Session>(Side::accepting, SessionConfig{.name = "driver"}, service);
-    carry(socket, *session);
-    std::printf("driver: %s\n", session->closeReason().charPtr());
-}
-
-/// Waits for its LIF.
-struct Asker : LifAppStatus::Notifiee {
-    AradLifEntry lif;
-    Kor::Ptr<Session> session;
-    bool isAnswered = false;
-
-    void onLifEntry(AradLifEntry const& key) override {
-        if (notifier() != nullptr && key == lif && !!notifier()->lifEntry(key)) {
-            std::printf("application: the LIF has index %u\n", notifier()->lifEntry(key).index());
-            isAnswered = true;
-            session->close("the application has what it needs");
-        }
-    }
-};
-
-bool application(int socket) {
-    auto const config = lifAppConfigFactory(Loam::vtAppMpls);
+AradLifAcMp lif() {
     AradLifAcMp lif(lifAcMp);
     lif.vsiIs(100);
-    config->reqCountInc(lif, 1);
+    return lif;
+}
 
-    auto const session = Kor::makePtr<Session>(Side::connecting, SessionConfig{.name = "mpls"});
-    auto const asker = Kor::makePtr<Asker>();
-    asker->lif = lif;
-    asker->session = session;
-    asker->isRegisteredNotifieeIs(true);
-    session->push("lifConfig", config);
-    session->want("lifStatus", [&](RootState state, Kor::Ptr<Kor::Entity> const& root, Kor::String8 const&) {
-        if (state == RootState::synchronized) { // it may hold the answer already, or hear of it later
-            asker->notifierIs(Kor::ptrCast<LifAppStatusDir>(root)->appStatus(Loam::vtAppMpls));
-            asker->onLifEntry(lif);
+/// Counts the ticks of its timer in the tree, until the application has left.
+int driver(Address const& address) {
+    auto const configs = lifAppConfigDirFactory("lifConfig");
+    auto const config = configs->appConfigIs(Hardware::Loam::vtAppMpls);
+    bool isOver = false;
+    Kor::Link::ListenerConfig serving;
+    serving.session.name = "driver";
+    serving.service = Kor::makePtr<Service>();
+    serving.service->offer("lifConfig", configs);
+    serving.hooks.closed = [&](Session&, Kor::String8 const& reason) {
+        std::printf("driver: %s\n", reason.charPtr());
+        isOver = true;
+    };
+    Loop loop;
+    Kor::Link::Listener const listener(loop, address, serving);
+
+    int const timer = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
+    itimerspec const every{{0, 10'000'000}, {0, 10'000'000}};
+    ::timerfd_settime(timer, 0, &every, nullptr);
+    while (!isOver) {
+        Kor::U64 ticks = 0;
+        if (wait(loop, timer) && ::read(timer, &ticks, sizeof ticks) == sizeof ticks) {
+            config->reqCountInc(lif(), static_cast<Kor::U32>(ticks));
         }
-    });
-    carry(socket, *session);
-    asker->notifierIs(nullptr);
-    asker->session = nullptr;
-    return asker->isAnswered;
+    }
+    ::close(timer);
+    return 0;
+}
+
+struct Counter : LifAppConfig::Notifiee {
+    bool hasSeenThree = false;
+    void onReqCount(AradLifEntry const& key) override {
+        hasSeenThree = hasSeenThree || (notifier() != nullptr && notifier()->reqCount(key) >= 3);
+    }
+};
+
+/// Waits for three ticks, and writes into its pipe when it tries in vain, as a program's own parts would.
+int application(Address const& address) {
+    auto const counter = Kor::makePtr<Counter>();
+    counter->isRegisteredNotifieeIs(true);
+    std::array<int, 2> pipe{};
+    if (::pipe(pipe.data()) != 0) {
+        return 1;
+    }
+    Kor::Link::ConnectorConfig config;
+    config.session.name = "application";
+    config.firstWait = std::chrono::milliseconds(1);
+    config.lost = [&](auto const&...) { static_cast<void>(!::write(pipe[1], "x", 1)); };
+    config.setUp = [&](Session& session) {
+        session.want("lifConfig", [&](RootState state, Kor::Ptr<Kor::Entity> const& root, auto const&) {
+            if (state == RootState::synchronized) {
+                counter->notifierIs(
+                    Kor::ptrCast<LifAppConfigDir>(root)->appConfig(Hardware::Loam::vtAppMpls));
+            }
+        });
+    };
+    Loop loop;
+    Kor::Link::Connector connector(loop, address, config);
+    bool hasTried = false;
+    while (!counter->hasSeenThree) {
+        char c = 0;
+        if (wait(loop, pipe[0]) && ::read(pipe[0], &c, 1) == 1 && !std::exchange(hasTried, true)) {
+            std::printf("application: nobody is there yet\n");
+        }
+    }
+    std::printf("application: three ticks have come\n");
+    counter->notifierIs(nullptr);
+    connector.close("the application has what it needs");
+    while (!connector.isOver()) {
+        wait(loop, pipe[0]);
+    }
+    ::close(pipe[0]);
+    ::close(pipe[1]);
+    return hasTried ? 0 : 1;
 }
 
 } // namespace
 
 int main() {
     std::setvbuf(stdout, nullptr, _IOLBF, 0); // line by line, as it happens
-    int sockets[2];
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) != 0) {
+    std::string folder = "/tmp/loam-poll-XXXXXX";
+    if (::mkdtemp(folder.data()) == nullptr) {
         return 1;
     }
-    std::fflush(stdout);
+    Address const address = Address::local(folder + "/socket");
     pid_t const child = ::fork();
     if (child == 0) {
-        ::close(sockets[0]);
-        return application(sockets[1]) ? 0 : 1;
+        return application(address);
     }
-    ::close(sockets[1]);
-    driver(sockets[0]);
+    ::usleep(50'000); // the application tries meanwhile
+    int const mine = driver(address);
     int status = 1;
-    return ::waitpid(child, &status, 0) == child && status == 0 ? 0 : 1;
+    bool const isWell = ::waitpid(child, &status, 0) == child && status == 0 && mine == 0;
+    ::rmdir(folder.c_str());
+    return isWell ? 0 : 1;
 }

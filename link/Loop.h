@@ -26,7 +26,7 @@
 ///
 ///     asio::io_context context;
 ///     Kor::Link::Loop loop(context);
-///     Kor::Link::Connector connector(loop, address, config);
+///     Kor::Link::Connector connector(loop, address, connecting);
 ///     context.run();
 ///
 /// Everything that runs is called from run(), runFor(), runUntil() or poll(), on the caller's thread, or from

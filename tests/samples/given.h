@@ -36,10 +36,13 @@
 #include "tables/TableInfos.h"
 #include "testing/FakeOwner.h"
 
+#define ASIO_STANDALONE
+#include <asio/io_context.hpp>
 #include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <poll.h>
 
 namespace given {
 
