@@ -59,7 +59,7 @@ void serve(Address const& address, int signals, unsigned roots) {
         Kor::Name const name = nameOf(i);
         service->offer(name, lifAppConfigDirFactory(name));
     }
-    diagnosticsAre(*service);
+    Kor::Forms::diagnosticsAre(*service);
     ListenerConfig config;
     config.service = service;
     Listener const listener(loop, address, config);
