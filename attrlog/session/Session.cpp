@@ -69,7 +69,7 @@ struct Session::Impl final : DemuxerControl {
         case -wantAttribute: {
             Name const path = detail::SessionCore::nextPath(in);
             auto const number = static_cast<U32>(in.nextNumber());
-            attribute > 0 ? offers.wanted(path, number) : offers.unwanted(path);
+            attribute > 0 ? offers.wanted(path, number) : offers.unwanted(path, number);
             return true;
         }
         case verdictAttribute:

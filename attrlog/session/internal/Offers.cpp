@@ -14,7 +14,7 @@ void Offers::changed(Name const& path) {
     if (!core_.isEstablished || !core_.isOpen()) {
         return; // all are told after the hello
     }
-    unwanted(path);
+    unmount(path);
     untold_.erase(path);
     bool& withdrawFirst = toTell_[path];
     withdrawFirst = withdrawFirst || told_.contains(path);
@@ -58,7 +58,7 @@ void Offers::writeOffer(std::map<Name, bool>::iterator next) {
 }
 
 void Offers::wanted(Name const& path, U32 number) {
-    unwanted(path); // if it was before, it is asked for anew
+    unmount(path); // if it was before, it is asked for anew
     if (core_.demuxer->retiredWaiting() > maxNotes) {
         core_.closeGreedy();
         return;
@@ -79,7 +79,13 @@ void Offers::wanted(Name const& path, U32 number) {
     }
 }
 
-void Offers::unwanted(Name const& path) {
+void Offers::unwanted(Name const& path, U32 number) {
+    if (auto const mounted = mounts_.find(path); mounted != mounts_.end() && mounted->second.number == number) {
+        unmount(path); // a later wish is not meant
+    }
+}
+
+void Offers::unmount(Name const& path) {
     if (auto const mounted = mounts_.find(path); mounted != mounts_.end()) {
         Mount const gone = std::move(mounted->second);
         mounts_.erase(mounted);

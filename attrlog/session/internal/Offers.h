@@ -20,7 +20,7 @@ public:
     bool hasWork() const { return !toTell_.empty() || !areTold_; }
 
     void wanted(Name const& path, U32 number);
-    void unwanted(Name const& path);
+    void unwanted(Name const& path, U32 number);
     /// Whether it was one of these that could not be mounted.
     bool failed(EntityId id, String8 const& why);
     void retired(EntityId id);
@@ -35,6 +35,7 @@ private:
         U32 number = 0;
     };
 
+    void unmount(Name const& path);
     void writeOffer(std::map<Name, bool>::iterator next);
 
     SessionCore& core_;
