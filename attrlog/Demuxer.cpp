@@ -134,6 +134,8 @@ void Demuxer::announcement() {
     EntityId& id = announced.id;
     for (PayloadSection section; in_->nextSection(section);) {
         if (section == PayloadSection::types) {
+            type = nullptr; // of two, the last one counts
+            offered = nullptr;
             while (type == nullptr && in_->recordLeft() != 0) {
                 TypeId const named = in_->next<TypeId>();
                 type = AttrLogType::named(named.name().view()) != nullptr
