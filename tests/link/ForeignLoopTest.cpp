@@ -208,10 +208,11 @@ TYPED_TEST(ForeignLoop, WhatTheProgramDoesLeavesByItself) {
     this->service->offer("other", lifAppConfigDirFactory("other"));
     ASSERT_TRUE(this->program.until(
         [&] { return this->connector->session()->peerOffers().contains(Kor::Name("other")); }));
-    bool isRefused = false;
-    this->connector->session()->want("nosuch", [&](RootState state, auto const&, auto const&) {
-        isRefused = state == RootState::absent || state == RootState::refused;
+    bool isOtherThere = false;
+    this->connector->session()->want("other", [&](RootState state, auto const&, auto const&) {
+        isOtherThere = state == RootState::synchronized;
     });
+    ASSERT_TRUE(this->program.until([&] { return isOtherThere; }));
     this->connector->session()->unwant("lif");
     ASSERT_TRUE(this->program.until([&] { return !this->listener->sessions().front()->hasMounted("lif"); }));
 }
