@@ -252,7 +252,12 @@ private:
                 }
             });
         }
-        lines_.addAll({taken()});
+        std::vector<std::string> lines;
+        std::istringstream text(taken());
+        for (std::string line; std::getline(text, line);) {
+            lines.push_back(std::move(line));
+        }
+        lines_.addAll(std::move(lines));
     }
     /// What has been written since the last time, without the end of its last line.
     std::string taken() {

@@ -230,6 +230,11 @@ TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {
     auto filtered = start({"monitor", "--socket", socket(), "--entity", "*vtAppVxlan*"}, "filtered.log");
     EXPECT_TRUE(eventually([&] { return content("filtered.log").find(" = 8\n") != std::string::npos; }));
     EXPECT_EQ(content("filtered.log").find("vtAppMpls"), std::string::npos);
+    auto whole = start({"monitor", "--socket", socket()}, "whole.log");
+    EXPECT_TRUE(eventually([&] {
+        return content("whole.log").find("    app = vtAppMpls\n    reqCount[AradLifAcMp vsi=1] = 7\n") !=
+               std::string::npos;
+    })) << content("whole.log");
 
     server.kill(SIGKILL);
     server.join();
