@@ -1,8 +1,8 @@
 /// `loamtunnel driver` and `loamtunnel application`, the two sides of a LIF: who has the chip, and who asks.
 
-#include "forms/Diagnostics.h"
 #include "demo/Demo.h"
 #include "demo/LifDriver.h"
+#include "forms/Diagnostics.h"
 #include "forms/Entries.h"
 #include "link/Connector.h"
 #include "link/Listener.h"

@@ -80,7 +80,8 @@ void Offers::wanted(Name const& path, U32 number) {
 }
 
 void Offers::unwanted(Name const& path, U32 number) {
-    if (auto const mounted = mounts_.find(path); mounted != mounts_.end() && mounted->second.number == number) {
+    if (auto const mounted = mounts_.find(path);
+        mounted != mounts_.end() && mounted->second.number == number) {
         unmount(path); // a later wish is not meant
     }
 }
