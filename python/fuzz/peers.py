@@ -33,7 +33,7 @@ from hypothesis import HealthCheck, Phase, Verbosity, seed, settings  # noqa: E4
 from hypothesis import strategies as given  # noqa: E402
 from hypothesis.stateful import RuleBasedStateMachine, initialize, rule, run_state_machine_as_test  # noqa: E402
 from proxy import TO_CLIENT, TO_SERVER, Proxy  # noqa: E402
-from shown import different, ours, printed, printed_line  # noqa: E402
+from shown import canonical, different, ours, printed, printed_line  # noqa: E402
 
 import loamtunnel  # noqa: E402
 from loamtunnel import records, schema, values, wire  # noqa: E402
@@ -330,10 +330,10 @@ class Run(RuleBasedStateMachine):
 
 async def program_tree(address: str) -> dict[str, str]:
     done = await asyncio.create_subprocess_exec(
-        PROGRAM, "tree", "--socket", address, stdout=subprocess.PIPE, stderr=subprocess.PIPE
+        PROGRAM, "tree", "--form", "text", "--socket", address, stdout=subprocess.PIPE, stderr=subprocess.PIPE
     )
     told, error = await done.communicate()
-    return printed(told.decode()) if done.returncode == 0 else {"loamtunnel tree": error.decode()}
+    return canonical(printed(told.decode())) if done.returncode == 0 else {"loamtunnel tree": error.decode()}
 
 
 def command(path: str, described: schema.Type, child: int, attribute: int, number: int, lot: int) -> list[str]:
@@ -548,7 +548,7 @@ class Monitor:
     async def start(self, address: str) -> None:
         self.state = {}
         self._process = await asyncio.create_subprocess_exec(
-            *(PROGRAM, "monitor", "--buffer", "10000000", "--socket", address),
+            *(PROGRAM, "monitor", "--form", "text", "--buffer", "10000000", "--socket", address),
             stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL,
             limit=1 << 24,
@@ -711,7 +711,7 @@ class PythonServes(Run):
         # The monitor does not tell what an entity has been made from, and tells of a child that it is there.
         fixed = made_from(mine, self.entities)
         changing = {path: value for path, value in mine.items() if path not in fixed}
-        told = {path: value for path, value in self.monitor.state.items() if path not in fixed}
+        told = {path: value for path, value in canonical(self.monitor.state, {path: each._schema for path, each in self.entities.items()}).items() if path not in fixed}
         told |= {path: changing[path] for path in told if changing.get(path, "").startswith("a ")}
         if wrong := different(changing, told):
             return f"python | loamtunnel monitor\n{wrong}"

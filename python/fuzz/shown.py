@@ -4,9 +4,10 @@ from __future__ import annotations
 
 import re
 
-from loamtunnel import schema, text
+from loamtunnel import schema, text, values
 from loamtunnel.tree import Children, Entity, References
 
+_STEP = re.compile(r"(\w+)(?:\[(.*?)\](?=\.|$))?\.?")
 _LINE = re.compile(r"( *)(\w+)(?:\[(.*)\])?(?:: ([\w:]+)| = (.*))")
 
 
@@ -27,9 +28,43 @@ def printed_line(line: str, above: list[str]) -> tuple[str, str]:
     return ".".join(above), f"a {type_}" if type_ is not None else value
 
 
+def canonical(tree: dict[str, str], roots: dict[str, schema.Type] | None = None) -> dict[str, str]:
+    """The same with each key in its text form. `roots` has the types of the roots, where the tree has not."""
+    types = {path: schema.named(value[2:]) for path, value in tree.items() if "." not in path and value[:2] == "a "}
+    return {_place(path, types | (roots or {})): value for path, value in tree.items()}
+
+
+def _place(path: str, roots: dict[str, schema.Type]) -> str:
+    place, _, rest = path.partition(".")
+    described = roots[place]
+    while rest:
+        match = _STEP.match(rest)
+        assert match is not None, f"no path: {path}"
+        attribute = described.attributes[match[1]]
+        place += f".{match[1]}"
+        if match[2] is not None:
+            place += f"[{_read_key(match[2], attribute.key)}]"
+        rest = rest[match.end() :]
+        if rest:
+            described = schema.named(attribute.type)
+    return place
+
+
 def _key(key, type_: str) -> str:
+    """A key in the one text that both sides agree on, whatever the program has chosen to say of it."""
     described = schema.TYPES.get(type_)
     return str(key) if described is not None and described.kind == "enumeration" else text.text(key, type_)
+
+
+def _read_key(given: str, type_: str) -> str:
+    """The same of a key in its short form, which may be that of a derived type and name any of its fields."""
+    described = schema.TYPES.get(type_)
+    if described is None:
+        return _key(text.value(type_, given), type_)
+    read = text.short_value(type_, given)
+    if isinstance(read, values.Value):
+        read = values.python_type(type_)(**{each.name: getattr(read, each.name) for each in described.stored})
+    return _key(read, type_)
 
 
 def ours(path: str, entity: Entity) -> dict[str, str]:

@@ -135,28 +135,60 @@ def value(type_: str, given: str):
 
 
 def short_value(type_: str, given: str):
-    """The value of a short form: `AradLifAcMp vsi=100 vlanEditVid1=20`, or the name of an enumerator."""
+    """The value of a short form: `AradLifAcMp vsi=100 vlanEditVid1=20`, the name of an enumerator, a number.
+
+    A type of one attribute is also that attribute's word, and a value in a field stands in parentheses:
+    `EvecEntry key=(EvecKey index=4)`. What is quoted is read without its quotes.
+    """
+    given = given.strip()
+    if type_ in schema.SCALARS:
+        return value(type_, given)
     described = schema.named(type_)
-    if described.kind == "enumeration":
-        return values.python_type(described.name)(given.strip())
-    kind, *parts = given.split() or [""]
-    found = schema.named(kind)
+    kind = values.python_type(described.name)
+    if kind is int:
+        return values.coerced(described.short, described.name, int(given, 0))
+    if not issubclass(kind, values.Value):
+        return kind(_unquoted(given))
+    if given.startswith("(") and given.endswith(")"):
+        given = given[1:-1]
+    if given.startswith("Value("):
+        return value(described.name, given)
+    word, *parts = _words(given) or [""]
+    if described.scalar and (parts or word not in (described.short, described.name)):
+        if "=" not in "".join(parts):
+            return kind(short_value(described.attributes[described.scalar].type, given))
+    found = schema.named(word)
     if schema.TYPES[described.name] is not found and described.name not in found.bases:
-        raise RangeError(f"a {kind} is no {described.short}")
+        raise RangeError(f"a {word} is no {described.short}")
     fields: dict[str, object] = {}
     for part in parts:
-        name, is_field, word = part.partition("=")
+        name, is_field, text_ = part.partition("=")
         attribute = found.attributes.get(name)
         if not is_field or attribute is None:
             raise RangeError(f"{part!r} is not of the form field=value{schema.nearest(name, found.attributes)}")
-        fields[name] = _word(attribute.type, word)
+        fields[name] = short_value(attribute.type, text_)
     return values.python_type(found.name)(**fields)
 
 
-def _word(type_: str, word: str):
-    if type_ == "bool" and word.lower() in ("true", "false"):
-        return word.lower() == "true"
-    try:
-        return int(word, 0)
-    except ValueError:
-        return word
+def _words(given: str) -> list[str]:
+    """The text cut at blanks outside of quotes and parentheses."""
+    found, depth, quote, start = [], 0, "", 0
+    for at, c in enumerate(given + " "):
+        if quote:
+            quote = "" if c == quote else quote
+        elif c in "'\"":
+            quote = c
+        elif c in "([":
+            depth += 1
+        elif c in ")]":
+            depth -= 1
+        elif c == " " and depth == 0:
+            if at > start:
+                found.append(given[start:at])
+            start = at + 1
+    return found
+
+
+def _unquoted(word: str) -> str:
+    found = _WORDS.fullmatch(word)
+    return re.sub(r"\\(.)", r"\1", found[1]) if found else word
