@@ -78,6 +78,38 @@ U64 bitsAlways(KorType const& type, Field const& field) {
     }
 }
 
+/// Whether a reader of the value's bytes refuses what the field cannot hold, although a reader of a field's
+/// bytes alone does not: it is tried with all bits set.
+bool isCheckedOnWire(KorType const& type, Field const& field) {
+    if (!field.isStored || isNumberType(*field.type)) {
+        return false;
+    }
+    auto const isRefused = [](KorType const& read, std::string const& bytes) {
+        try {
+            readWire(read, bytes);
+            return false;
+        } catch (Kor::Exception const&) {
+            return true;
+        }
+    };
+    auto const bytesOf = [](Box const& value) { return wireText(*value); };
+    constexpr std::size_t digits = 3; // and a blank, of a byte
+    std::string whole = bytesOf(defaultOf(type));
+    std::size_t at = 0;
+    for (Argument const& each : constructorArguments(type)) {
+        std::string bytes = bytesOf(fieldNamed(type, each.name).get(*defaultOf(type)));
+        if (each.name == field.name) {
+            std::string all = bytes;
+            std::ranges::replace_if(
+                all, [](char c) { return c != ' '; }, 'f');
+            whole.replace(at, bytes.size(), all);
+            return isRefused(type, whole) && !isRefused(*field.type, all);
+        }
+        at += bytes.size() / digits * digits + digits;
+    }
+    return false;
+}
+
 void writeAttribute(JsonWriter& json, KorType const& type, KorAttr const& attr) {
     Shape const& shape = attr.shape();
     json.beginObject().string("name", attr.name().view());
@@ -115,6 +147,9 @@ void writeAttribute(JsonWriter& json, KorType const& type, KorAttr const& attr) 
         writeValue(json, "default", field->get(*defaultOf(type)));
         if (isNumberType(*field->type)) {
             json.string("most", std::to_string(field->most)).string("words", field->refusal);
+        }
+        if (isCheckedOnWire(type, *field)) {
+            json.boolean("checkedOnWire", true);
         }
         if (U64 const always = bitsAlways(type, *field); always != 0) {
             json.string("always", std::to_string(always));
@@ -361,6 +396,10 @@ void writeType(JsonWriter& json, SchemaType const& each) {
     }
     if (!text.empty()) {
         writeValue(json, "default", defaultOf(type));
+    }
+    if (std::string_view const tag = tagOf(type);
+        !tag.empty()) { // the enumerator that says of which type it is
+        json.string("tag", tag);
     }
     json.key(type.isEnumType() ? "enumerators" : "attributes").beginArray();
     for (auto const& attr : type.attributes()) {

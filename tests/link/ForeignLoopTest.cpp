@@ -172,6 +172,7 @@ struct ForeignLoop : testing::Test {
     std::optional<Listener> listener;
     std::optional<Connector> connector;
     bool isThere = false;
+    bool isOtherThere = false;
     int losses = 0;
     std::string closed;
 };
@@ -208,27 +209,27 @@ TYPED_TEST(ForeignLoop, WhatTheProgramDoesLeavesByItself) {
     this->service->offer("other", lifAppConfigDirFactory("other"));
     ASSERT_TRUE(this->program.until(
         [&] { return this->connector->session()->peerOffers().contains(Kor::Name("other")); }));
-    bool isOtherThere = false;
-    this->connector->session()->want("other", [&](RootState state, auto const&, auto const&) {
-        isOtherThere = state == RootState::synchronized;
+    // The wish outlives this body: it hears of the end of the link too.
+    this->connector->session()->want("other", [this](RootState state, auto const&, auto const&) {
+        this->isOtherThere = state == RootState::synchronized;
     });
-    ASSERT_TRUE(this->program.until([&] { return isOtherThere; }));
+    ASSERT_TRUE(this->program.until([&] { return this->isOtherThere; }));
     this->connector->session()->unwant("lif");
     ASSERT_TRUE(this->program.until([&] { return !this->listener->sessions().front()->hasMounted("lif"); }));
 }
 
 TYPED_TEST(ForeignLoop, MoreThanFitsAnyBufferComesAcross) {
     auto const config = this->dir->appConfigIs(Loam::vtAppMpls);
-    constexpr U32 many = 50'000;
+    constexpr U32 many = 20'000;
     for (U32 i = 0; i < many; ++i) {
-        config->reqCountIs(lifEntry(static_cast<U16>(i % 60'000)), i + 1);
+        config->reqCountIs(lifEntry(static_cast<U16>(i)), i + 1);
     }
     this->serve();
     this->connect();
     ASSERT_TRUE(this->program.until([&] { return this->isThere; }));
     EXPECT_TRUE(sameState(*this->dir, *this->copy));
     for (U32 i = 0; i < many; ++i) {
-        config->reqCountIs(lifEntry(static_cast<U16>(i % 60'000)), i + 2);
+        config->reqCountIs(lifEntry(static_cast<U16>(i)), i + 2);
     }
     ASSERT_TRUE(this->untilSame());
 }
