@@ -15,12 +15,10 @@ from run import number, string
 
 HERE = pathlib.Path(__file__).resolve().parent
 DATA = HERE.parent / "python" / "loamtunnel" / "data"
-SCHEMA = {each["name"]: each for each in json.loads((DATA / "schema.json").read_text())["types"] if not each["platform"]}
-EXTRA = json.loads((DATA / "extra.json").read_text())
-PLATFORM = EXTRA["platform"]
+ALL = {each["name"]: each for each in json.loads((DATA / "schema.json").read_text())["types"]}
+SCHEMA = {name: each for name, each in ALL.items() if not each["platform"]}
+QUOTED = {"Lumen::IntfId": "U64", "Lumen::IpAddr": "address", "Sideband::Fapmask": "chips"}  # with texts of their own
 HOME = "Hardware::LoamTunnel::"
-OPERATION = 8
-CHILDREN = 1 << 28
 BYTES = {"bool": 1, "U8": 2, "U16": 2, "U32": 4, "U64": 8, "int": 4}
 BITS = {"U8": 8, "U16": 16, "U32": 32, "U64": 64}
 
@@ -38,18 +36,28 @@ def section(kind: int, data: bytes) -> bytes:
 
 
 def stored(name: str) -> list[tuple[str, str]]:
-    if name in PLATFORM:
-        return [(a, b) for a, b, _ in PLATFORM[name]["stored"]]
-    return [tuple(each[:2]) for each in SCHEMA[name]["constructorArgs"]]
+    return [tuple(each[:2]) for each in ALL[name]["constructorArgs"]]
 
 
 def enumerators(name: str) -> dict[str, int] | None:
-    if name in PLATFORM:
-        return PLATFORM[name].get("enumerators")
-    found = SCHEMA.get(name, {})
+    found = ALL.get(name, {})
     return (
         {each["name"]: each["number"] for each in found["enumerators"]} if found.get("kind") == "enumeration" else None
     )
+
+
+def form_of(name: str) -> str | None:
+    """How a value of the platform travels that is a number, or has a text of its own."""
+    found = ALL.get(name, {})
+    if found.get("platform") and found["text"] == "bare":
+        return stored(name)[0][1]
+    return QUOTED.get(name)
+
+
+def most_of(name: str, attribute: str) -> int | None:
+    """The greatest number that the owner of a stored attribute takes, where that is less than its type has."""
+    found = next(each for each in ALL[name]["attributes"] if each["name"] == attribute)
+    return int(found["most"]) if found.get("words") else None
 
 
 def chips(text: str) -> list[int]:
@@ -67,7 +75,7 @@ def wire(name: str, value) -> bytes:
     known = enumerators(name)
     if known:
         return known[value].to_bytes(4, "big")
-    form = PLATFORM.get(name, {}).get("form")
+    form = form_of(name)
     if form == "address":
         return bytes(map(int, value.split(".")))
     if form == "chips":
@@ -88,7 +96,7 @@ def text(name: str, value) -> str:
         return str(value)
     if name in BYTES:
         return str(value)
-    form = PLATFORM.get(name, {}).get("form")
+    form = form_of(name)
     if enumerators(name) or form in ("address", "chips", "U64"):
         return f"'{value}'"
     if form:
@@ -103,7 +111,7 @@ def has_interface(name: str) -> bool:
 
 
 def stored_or_none(name: str):
-    if name in BYTES or enumerators(name) or PLATFORM.get(name, {}).get("form"):
+    if name in BYTES or enumerators(name) or form_of(name):
         return []
     return stored(name)
 
@@ -119,8 +127,7 @@ def sample(name: str, which: str, most: int | None = None):
     if known:
         names = list(known)
         return {"least": names[0], "greatest": names[-1], "mixed": names[len(names) // 2]}[which]
-    platform = PLATFORM.get(name, {})
-    form = platform.get("form")
+    form = form_of(name)
     if form == "address":
         return {"least": "0.0.0.0", "greatest": "255.255.255.255", "mixed": "10.1.2.3"}[which]
     if form == "chips":
@@ -128,16 +135,14 @@ def sample(name: str, which: str, most: int | None = None):
     if form == "U64":
         return {"least": "", "greatest": "0xffffffffffffffff", "mixed": "0x0123456789abcdef"}[which]
     if form:
-        top = platform.get("most") or (1 << BITS[form]) - 1
+        top = most_of(name, stored(name)[0][0]) or (1 << BITS[form]) - 1
         return {"value": {"least": 0, "greatest": top, "mixed": 0x1234567 % (top + 1)}[which]}
-    limits = EXTRA["limits"].get(name, {})
-    made = {a: sample(t, which, limits.get(a, (None,))[0]) for a, t in stored(name)}
-    always = EXTRA["always"].get(name)
-    if always:  # what is made from a text has these bits
-        made[always[0]] |= always[1]
-    fixed = EXTRA["defaults"].get(name, {}).get("lifType")
-    if fixed:  # a view is of the type that it is a view of
-        made["lifType"] = fixed
+    made = {a: sample(t, which, most_of(name, a) if t in BITS else None) for a, t in stored(name)}
+    for each in ALL[name]["attributes"]:
+        if each.get("always"):  # what is made from a text has these bits
+            made[each["name"]] |= int(each["always"])
+    if "tag" in ALL[name]:  # a view is of the type that it is a view of
+        made["lifType"] = ALL[name]["tag"]
     return made
 
 
@@ -251,23 +256,14 @@ def keys(name: str) -> list:
 def travels(name: str) -> list[dict]:
     """The attributes of an entity that travel, with their role."""
     found = []
-    arguments = [each[0] for each in keys(name)]
-    kinds = {n: e["kind"] for n, e in SCHEMA.items()} | dict.fromkeys(PLATFORM, "value")
     for each in SCHEMA[name]["attributes"]:
-        is_plain = each["type"] in BYTES or each["type"] in kinds
-        if each["id"] < 258 or each["name"] in arguments:
-            continue
-        if each["keyType"]:
-            role = "map"
-            if kinds.get(each["type"]) == "entity":
-                role = "children" if int(each["flags"][1], 16) & CHILDREN else "references"
-            found.append(each | {"role": role})
-        elif not each["args"] and is_plain and each["introspection"] != OPERATION:
-            found.append(each | {"role": "scalar"})
+        if each["travels"]:
+            role = "children" if each["child"] else "references" if each["reference"] else each["role"]
+            found.append(each | {"role": "scalar" if role == "singleton" else role})
     return sorted(found, key=lambda each: each["id"])
 
 
-ENTITIES = [n for n, each in SCHEMA.items() if each["kind"] == "entity" and n not in EXTRA["doNotTravel"]]
+ENTITIES = [n for n, each in SCHEMA.items() if each["kind"] == "entity" and each["travels"]]
 NOT_BY_THEMSELVES = {HOME + "OutAcConfig", HOME + "OutAcStatus"}  # a process makes these inside of others
 SERVED = [n for n in ENTITIES if not keys(n) and n not in NOT_BY_THEMSELVES]
 PARENTS = {each["type"]: (n, each) for n in SERVED for each in travels(n) if each["role"] == "children"}

@@ -13,7 +13,7 @@ from .records import number, read_number, read_string, record, string, whole_str
 REQUEST, ANSWER = 166, 167
 MORE, ERROR = 1, 2
 MOST_REQUESTS = 16  # under way at a time
-OVERTAKE = ("stats", "trace", "traceRecords")  # what is asked of a process, not of what was changed before
+OVERTAKE = ("schema", "stats", "trace", "traceRecords")  # what is asked of a process, not of what was changed before
 LONGEST_TEXT = 65535
 
 

@@ -1,6 +1,6 @@
 """Takes what the package ships as data from the program: `python3 -m loamtunnel.collect build/debug/tools/loamtunnel`.
 
-`data/schema.json` is what `loamtunnel schema --json` prints, and `checksum` in `data/extra.json` what `schema --checksum` does.
+`data/schema.json` is what `loamtunnel schema --json` prints.
 `data/tables.json` has the tables of the chips: the geometry that `loamtunnel tables --json` prints, and for each row format the
 fields that `loamtunnel layout --json` prints, each format once.
 """
@@ -67,9 +67,6 @@ def main(program: str) -> None:
     schema = subprocess.run([program, "schema", "--json"], capture_output=True, text=True, check=True).stdout
     (data / "schema.json").write_text(schema)
     (data / "tables.json").write_text(written(tables(program)))
-    extra = json.loads((data / "extra.json").read_text())
-    told = subprocess.run([program, "schema", "--checksum"], capture_output=True, text=True, check=True).stdout
-    (data / "extra.json").write_text(json.dumps(extra | {"checksum": told.strip()}, indent=1) + "\n")
 
 
 if __name__ == "__main__":

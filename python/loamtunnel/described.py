@@ -26,7 +26,7 @@ def field(attribute: schema.Attribute) -> str:
     if attribute.role == "view":
         last = attribute.low + attribute.bits - 1
         parts.append(f"{attribute.word}[{last}:{attribute.low}]" if attribute.bits > 1 else f"{attribute.word}[{last}]")
-    elif attribute.role in ("stored", "scalar") and attribute.default not in (None, ()):
+    elif attribute.role in ("stored", "scalar") and attribute.default not in (None, (), ""):
         parts.append(
             f"{attribute.default} unless given" if attribute.role == "stored" else f"{attribute.default} at first"
         )

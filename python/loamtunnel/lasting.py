@@ -220,6 +220,9 @@ class LastingPeer:
         """As `Peer.call`. One that was under way when the connection broke raises `ConnectionEnded`: it may have been done."""
         return await (await self.connected()).call(verb, argument, overtakes)
 
+    async def schema(self) -> dict:
+        return await self._lasting(lambda peer: peer.schema())
+
     async def fence(self, level: Level = "applied", all: bool = False) -> Level:
         """As `Peer.fence`. One that was under way when the connection broke raises `ConnectionEnded`: ask again."""
         return await (await self.connected()).fence(level, all)

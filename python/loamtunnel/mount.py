@@ -46,9 +46,14 @@ class Form:
 
 
 @functools.cache
-def forms(type_name: str) -> dict[int, Form]:
+def forms(type_: schema.Type) -> dict[int, Form]:
     """The attributes of an entity that travel, by id."""
-    return {each.id: Form(each) for each in schema.TYPES[type_name].attributes.values() if each.travels}
+    return {each.id: Form(each) for each in type_.attributes.values() if each.travels}
+
+
+@schema.forgets
+def _forget(changed: set[str]) -> None:
+    forms.cache_clear()
 
 
 class Mount:
@@ -69,7 +74,7 @@ class Mount:
         self.replaced: set = set()  # places of children that are gone, which the peer has not been told
         self.dirty: dict[tuple[int, object], int] = {}  # keys that wait, and at which moment they began to
         self.sweeps: dict[int, set] = {}
-        self.forms = forms(entity._schema.name)
+        self.forms = forms(entity._schema)
         self._prefixes: dict[int, bytes] = {}
         session.mounts[id_] = self
         entity._mounts.append(self)

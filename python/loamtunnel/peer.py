@@ -15,12 +15,14 @@ from __future__ import annotations
 
 import asyncio
 import inspect
+import json
 import os
 import socket
 import struct
-from collections.abc import Callable
-from typing import TYPE_CHECKING, Any, TypeVar, overload
+from collections.abc import Awaitable, Callable
+from typing import TYPE_CHECKING, Any, Literal, TypeVar, overload
 
+from . import schema
 from .errors import ConnectionEnded, LoamError
 from .fences import Level
 from .service import Limits, Offer, Service
@@ -198,7 +200,7 @@ class Peer:
     async def call(self, verb: str, argument: str = "", overtakes: bool | None = None) -> str:
         """Asks the peer something, as `stats`. Raises `RequestFailed` with the peer's words, or `ConnectionEnded`.
 
-        The peer hears of it when it has all that was changed before, unless the call `overtakes` what waits for room; `stats`,
+        The peer hears of it when it has all that was changed before, unless the call `overtakes` what waits for room; `schema`, `stats`,
         `trace` and `traceRecords` do, if not told.
         """
         done = self._loop.create_future()
@@ -207,6 +209,13 @@ class Peer:
             return await done
         finally:
             request.done = None
+
+    async def schema(self) -> dict:
+        """The types of the peer's process, as `loamtunnel schema --json` prints them: `loamtunnel.schema.load` takes them.
+
+        Raises `RequestFailed` if it does not tell, `ValueError` where that is no schema, or `ConnectionEnded`.
+        """
+        return await _schema_of(self.call)
 
     async def fence(self, level: Level = "applied", all: bool = False) -> Level:
         """Returns when all that was changed before is there: each value, or a newer one.
@@ -334,6 +343,29 @@ class Peer:
         _settle(self._closed, None)
 
 
+MOST_TYPES = 4096  # that a peer tells
+
+
+async def _schema_of(call: Callable[[str, str], Awaitable[str]]) -> dict:
+    whole: dict = {}
+    types: list[dict] = []
+    after = ""
+    while True:
+        page = json.loads(await call("schema", after))
+        if not isinstance(page, dict) or not isinstance(page.get("types"), list):
+            raise ValueError("an answer to schema is no list of types")
+        if whole and page.get("checksum") != whole.get("checksum"):
+            raise ValueError("the peer's types have changed while they were asked for")
+        whole = whole or page
+        types += page["types"]
+        following = page.pop("after", "")
+        if not following:
+            return whole | {"types": types}
+        if not page["types"] or len(types) > MOST_TYPES or not isinstance(following, str):
+            raise ValueError("the answers to schema do not end")
+        after = following
+
+
 async def held(peer: Peer | LastingPeer, holds: Callable[[], T], timeout: float | None) -> T:
     try:
         async with asyncio.timeout(timeout):
@@ -358,8 +390,11 @@ def _settle(future: asyncio.Future, error: Exception | None, result=None) -> Non
 class Connection:
     """What `connect` gives: to be awaited for a `Peer`, or used in `async with`, which closes it at the end."""
 
-    def __init__(self, address: str | None, service: Service, limits: Limits, within: float | None) -> None:
+    def __init__(
+        self, address: str | None, service: Service, limits: Limits, within: float | None, takes_types: bool
+    ) -> None:
         self._address, self._service, self._limits, self._within = address, service, limits, within
+        self._takes_types = takes_types
         self._peer: Peer | LastingPeer | None = None
 
     async def _connect(self) -> Peer | LastingPeer:
@@ -368,6 +403,16 @@ class Connection:
         from .lasting import LastingPeer
 
         return await LastingPeer(self._open, self._within).start()
+
+    async def _take_types(self, peer: Peer) -> None:
+        """The first time: what is there later has been made from them."""
+        self._takes_types = False
+        try:
+            if peer.session.their_checksum != schema.CHECKSUM:
+                schema.load(await peer.schema())
+        except BaseException as fault:
+            await peer.close(str(fault) or type(fault).__name__, within=1)
+            raise
 
     async def _open(self) -> Peer:
         where = socket_address(self._address)
@@ -390,6 +435,8 @@ class Connection:
             if peer._link.transport is not None:
                 peer._link.transport.abort()
             raise
+        if self._takes_types:
+            await self._take_types(peer)
         return peer
 
     def __await__(self):
@@ -416,14 +463,21 @@ def connect(
     limits: Limits = Limits(),
     reconnect: bool = False,
     within: float = 30.0,
+    schema: Literal["package", "peer"] = "package",
 ) -> Connection:
     """Connects to a process that serves entities; without an address, to the environment's LOAM_SOCKET.
 
     `name` is what the other side calls this one. A `service` tells what this side offers, takes in and answers. With `reconnect`,
     a connection that breaks is made anew and what was shared is taken up again, if that succeeds `within` so many seconds:
     see `loamtunnel.lasting`.
+
+    With `schema="peer"` the types are those that the peer tells, for the whole process and from then on: entities, attributes and
+    enumerators that a newer one has are there, and `loamtunnel.types` gives its classes. A peer that does not tell them raises
+    `RequestFailed`.
     """
-    return Connection(address, _named(service, name), limits, within if reconnect else None)
+    if schema not in ("package", "peer"):
+        raise ValueError(f"schema={schema!r} is neither 'package' nor 'peer'")
+    return Connection(address, _named(service, name), limits, within if reconnect else None, schema == "peer")
 
 
 def _named(service: Service | None, name: str) -> Service:

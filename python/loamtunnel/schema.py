@@ -1,7 +1,7 @@
-"""The types of the model, as data: what the program's schema tells, merged with what it does not tell yet.
+"""The types of the model, as data: what the schema tells that the package ships, or that a peer gives.
 
-Nothing else in this package knows a type by hand. `TYPES` maps full names to `Type`; `named` finds one by full or short
-name and says what was meant when there is none.
+Nothing in this package knows a type by hand, but for three that have texts of their own. `TYPES` maps full names to `Type`;
+`named` finds one by full or short name and says what was meant when there is none. `load` takes another schema.
 
     >>> named("LifAppConfig").attributes["reqCount"].key
     'Hardware::LoamTunnel::AradLifEntry'
@@ -11,11 +11,15 @@ from __future__ import annotations
 
 import difflib
 import json
-from dataclasses import dataclass, field, replace
+import keyword
+import re
+from collections.abc import Callable
+from dataclasses import dataclass, field, fields, replace
 from importlib import resources
 
 HOME = "Hardware::LoamTunnel::"  # what a short name means when several types have it
 SCALARS = {"bool": "?", "U8": "H", "U16": "H", "U32": "I", "U64": "Q", "int": "i"}  # nothing is narrower than 16 bits
+VERSION = 1  # of the document that a schema is
 BITS = {"bool": 1, "U8": 8, "U16": 16, "U32": 32, "U64": 64}
 
 
@@ -40,10 +44,10 @@ class Attribute:
     words: str | None = None  # what is said of a greater one that has come from a peer
     travels: bool = False
     value: object = None  # of a constant
-    meaning: str = ""  # in words, where the schema has them
+    meaning: str = field(default="", compare=False)  # in words, where the schema has them
 
 
-@dataclass(slots=True)
+@dataclass(slots=True, eq=False)
 class Type:
     """A type of the model. `kind` is value, enumeration, entity or object."""
 
@@ -69,6 +73,11 @@ class Type:
     def stored(self) -> list[Attribute]:
         return [each for each in self.attributes.values() if each.role == "stored"]
 
+    def is_as(self, other: Type) -> bool:
+        """Whether both tell the same, whatever they say that it means."""
+        names = [each.name for each in fields(self) if "meaning" not in each.name]
+        return all(getattr(self, each) == getattr(other, each) for each in names)
+
 
 def nearest(name: str, choices) -> str:
     """`; did you mean X?`, or nothing when no name is near."""
@@ -88,101 +97,211 @@ def _data(name: str):
     return json.loads(resources.files(__package__).joinpath("data", name).read_text("utf-8"))
 
 
-def _role(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict) -> str:
+ROLES = {"field": "stored", "view": "view", "constant": "constant"}  # of a value's attributes, as the schema calls them
+
+
+def _role(owner: dict, attribute: dict) -> str:
     """What an attribute is, from what the schema tells of it."""
-    name, owner = attribute["name"], type_["name"]
-    arguments = [each[0] for each in type_["constructorArgs"]]
-    if type_["kind"] == "value":
-        if name in arguments:
-            return "stored"
-        if attribute["role"] == "view":
-            return "view"
-        return "constant" if name in extra["constants"].get(owner, ()) else "other"
-    if type_["kind"] != "entity" or attribute["id"] < 258:
+    told = attribute["role"]
+    if owner["kind"] == "value":
+        return ROLES.get(told, "other")
+    if owner["kind"] != "entity":
         return "other"
-    if attribute["keyType"]:
-        if kinds.get(attribute["type"]) != "entity":
-            return "map"
-        return "children" if int(attribute["flags"][1], 16) & CHILDREN else "references"
-    if name in arguments:
+    if told in ("key", "field"):
         return "key"
-    if attribute["args"] or attribute["type"] in ("", "none") or attribute["introspection"] == OPERATION:
+    if not attribute["travels"]:
         return "other"
+    if told == "map":
+        return "children" if attribute["child"] else "references" if attribute["reference"] else "map"
     return "scalar"
 
 
-CHILDREN = 1 << 28  # in the second word of the flags: the members live in the entity
-OPERATION = 8  # the introspection flags of what is called and not stored
-
-
-def _attribute(type_: dict, attribute: dict, kinds: dict[str, str], extra: dict) -> Attribute:
-    name, owner = attribute["name"], type_["name"]
-    made = Attribute(
-        attribute["id"], name, attribute["type"], _role(type_, attribute, kinds, extra), attribute["keyType"] or None
-    )
+def _attribute(owner: dict, attribute: dict, known: dict[str, dict]) -> Attribute:
+    type_ = attribute["type"]
+    made = Attribute(attribute["id"], attribute["name"], type_, _role(owner, attribute), attribute["keyType"] or None)
     made.inside = attribute["keyAttribute"] or None if made.role == "map" else None
-    made.most, made.words = extra["limits"].get(owner, {}).get(name, (None, None))
-    made.value = extra["constants"].get(owner, {}).get(name)
-    made.bits = BITS.get(made.type, 0)
+    if made.role == "stored" and attribute.get("words"):
+        made.most, made.words = int(attribute["most"]), attribute["words"]
+    made.value = attribute.get("value")
+    made.bits = BITS.get(type_, 0)
     made.meaning = attribute.get("meaning", "")
     if made.role == "view":
         view = attribute["view"]
-        made.word, made.low, made.bits = view["word"], view["low"], view["bits"]
-    made.travels = (
-        made.role in ("scalar", "map", "children", "references")
-        and owner not in extra["doNotTravel"]
-        and (made.role != "scalar" or made.type in SCALARS or made.type in kinds)
-    )
-    if made.role == "scalar" and not made.travels:
-        made.role = "other"
+        made.word, made.low, made.bits = view["word"], _number(view["low"], 6), _number(view["bits"], 7)
+    needs = {type_, made.key or type_}
+    made.travels = attribute["travels"] and all(each in SCALARS or each in known for each in needs)
+    if made.role in ("stored", "scalar"):
+        told = attribute.get("default", known.get(type_, {}).get("default"))
+        made.default = _default(told, known.get(type_), made.bits)
     return made
 
 
-def _merged(listed: list[dict], extra: dict) -> dict[str, Type]:
-    types: dict[str, Type] = {}
-    kinds = {each["name"]: each["kind"] for each in listed} | dict.fromkeys(extra["platform"], "value")
-    for name, each in extra["platform"].items():
-        made = types[name] = Type(name, "enumeration" if "enumerators" in each else "value", None, {})
-        made.enumerators, made.form = each.get("enumerators", {}), each.get("form")
-        made.check = {"most": each.get("most"), "words": each.get("words"), "default": each.get("default")}
-        for place, (stored, type_, default) in enumerate(each.get("stored", ())):
-            made.attributes[stored] = Attribute(2 + place, stored, type_, "stored", default=default)
+def _default(told, type_: dict | None, bits: int):
+    """A default as the class of its type takes it; () is what that type is by itself."""
+    if type_ is None:
+        return int(told) if bits and told is not None else told
+    if type_["kind"] == "enumeration":
+        unknown = re.fullmatch(r"\w+\((\d+)\)", told)
+        return int(unknown[1]) if unknown else told
+    if type_["name"] in QUOTED:
+        return told
+    if _form(type_) is not None:
+        return int(told["value"])
+    return told if told != type_["default"] else ()
+
+
+QUOTED = {"Lumen::IntfId": "U64", "Lumen::IpAddr": "address", "Sideband::Fapmask": "chips"}  # texts with forms of their own
+
+
+def _form(type_: dict) -> str | None:
+    """How a value of the platform travels that is a plain number here, or that has a form of its own."""
+    if type_["platform"] and type_.get("text") == "bare":
+        number = type_["constructorArgs"][0][1]
+        return "U16" if number == "U8" else number
+    return QUOTED.get(type_["name"])
+
+
+def _check(type_: dict) -> dict:
+    """What a reader holds the value of a peer against."""
+    attributes = type_.get("attributes", ())
+    found: dict = {"most": None, "words": None, "default": 0}  # of a number
+    found["checks"] = tuple(each["name"] for each in attributes if each.get("checkedOnWire"))
+    found["always"] = next(((each["name"], int(each["always"])) for each in attributes if each.get("always")), None)
+    if _form(type_) in BITS and type_["constructorArgs"]:
+        name, number = type_["constructorArgs"][0]
+        one = next(each for each in attributes if each["name"] == name)
+        found["default"] = int(type_["default"]["value"])
+        if one["words"]:
+            found |= {"most": int(one["most"]), "words": one["words"]}
+        elif number == "U8":  # it travels as 16 bits
+            found |= {"most": 255, "words": "U8 > 255 not allowed"}
+    return found
+
+
+def _listed(types: list[dict]) -> list[dict]:
+    """The types of the model, and what of the platform's is in their values and on the wire."""
+    by_name = {each["name"]: each for each in types}
+    needed = {each["name"]: each for each in types if not each["platform"]}
+    waiting = list(needed.values())
+    while waiting:
+        for attribute in waiting.pop().get("attributes", ()):
+            if attribute["role"] not in ROLES and not attribute["travels"]:
+                continue
+            for name in (attribute["type"], attribute["keyType"]):
+                found = by_name.get(name)
+                if found is not None and name not in needed and _is_readable(found):
+                    needed[name] = found
+                    waiting.append(found)
+    return [each for each in types if each["name"] in needed]
+
+
+def _is_readable(type_: dict) -> bool:
+    if type_["kind"] == "enumeration":
+        return bool(type_["enumerators"])
+    return type_["kind"] == "value" and (type_["name"] in QUOTED or bool(type_["constructorArgs"]))
+
+
+def _whole(listed: list[dict]) -> list[dict]:
+    """Those without values in which something lies that cannot be read here."""
+    while True:
+        known = {each["name"] for each in listed} | SCALARS.keys()
+        left = [
+            each
+            for each in listed
+            if each["kind"] != "value"
+            or each["name"] in QUOTED
+            or all(one["role"] != "field" or one["type"] in known for one in each["attributes"])
+        ]
+        if len(left) == len(listed):
+            return left
+        listed = left
+
+
+def _check_names(listed: list[dict]) -> None:
+    """Classes are composed from these names: what is none in Python, or stands for something else there, is refused."""
     for each in listed:
-        name = each["name"]
-        base = types.get(each["base"])
-        made = types[name] = Type(name, each["kind"], each["base"] or None, dict(base.attributes) if base else {})
-        made.bases = (base.name, *base.bases) if base else ()
-        made.enumerators = {one["name"]: one["number"] for one in each.get("enumerators", ())}
-        made.enumerator_meanings = {one["name"]: one.get("meaning", "") for one in each.get("enumerators", ())}
-        if each["kind"] == "value" and len(each["constructorArgs"]) == 1:
-            made.scalar = each["constructorArgs"][0][0]
-        made.meaning = each.get("meaning", "")
-        made.check = {"checks": extra["checkedOnWire"].get(name, ()), "always": extra["always"].get(name)}
-        for one in each.get("attributes", ()):
-            if not one["inherited"]:
-                inherited = made.attributes.get(one["name"])
-                if inherited is None or inherited.role in ("other", "view"):
-                    made.attributes[one["name"]] = _attribute(each, one, kinds, extra)
-        made.is_named = any(one[1] == "Kor::Name" for one in each["constructorArgs"])
-        made.argument = next((one.name for one in made.attributes.values() if one.role == "key"), None)
-    for made in types.values():
-        for one in made.attributes.values():
-            if one.role in ("stored", "scalar") and one.default is None:
-                one.default = _default(one.type, types)
-        for one, default in extra["defaults"].get(made.name, {}).items():
-            made.attributes[one] = replace(made.attributes[one], default=default)
+        names = each["name"].split("::")
+        names += [one["name"] for one in (*each.get("attributes", ()), *each.get("enumerators", ()))]
+        for name in names:
+            if not re.fullmatch("[A-Za-z][A-Za-z0-9_]*", name) or keyword.iskeyword(name):
+                raise ValueError(f"{each['name']!r} has {name!r}, which is no name of a type, an attribute or an enumerator")
+
+
+def _check_ends(listed: dict[str, dict]) -> None:
+    """No type is made of itself."""
+    done: dict[str, bool] = {}  # to whether all below it has been seen
+
+    def see(name: str) -> None:
+        each = listed.get(name)
+        if each is None or done.get(name):
+            return
+        if name in done:
+            raise ValueError(f"{name} is made of itself")
+        done[name] = False
+        see(each["base"])
+        for attribute in each.get("attributes", ()) if each["kind"] == "value" else ():
+            if attribute["role"] == "field":
+                see(attribute["type"])
+        done[name] = True
+
+    for name in listed:
+        see(name)
+
+
+def types_of(document: dict) -> dict[str, Type]:
+    """The types of a schema as `loamtunnel schema --json` prints it. Raises `ValueError` where it is none."""
+    if not isinstance(document, dict) or document.get("version") != VERSION:
+        told = document.get("version") if isinstance(document, dict) else None
+        raise ValueError(f"a schema of version {told!r}; this package reads version {VERSION}")
+    try:
+        listed = _whole(_listed(document["types"]))
+        known = {each["name"]: each for each in listed}
+        _check_names(listed)
+        _check_ends(known)
+        types: dict[str, Type] = {}
+        for each in listed:
+            _make(each, known, types)
+        int(document["checksum"], 16)
+    except (AttributeError, IndexError, KeyError, TypeError, RecursionError) as fault:
+        raise ValueError(f"the schema is malformed: {type(fault).__name__} {fault}") from fault
     return types
 
 
-def _default(name: str, types: dict[str, Type]):
-    if name in SCALARS:
-        return False if name == "bool" else 0
-    type_ = types.get(name)
-    if type_ is None:
-        return None
-    if type_.kind == "enumeration":
-        return next(iter(type_.enumerators.values()))
-    return type_.check["default"] if type_.form else ()
+def _make(each: dict, known: dict[str, dict], types: dict[str, Type]) -> Type:
+    if each["name"] in types:
+        return types[each["name"]]
+    base = _make(known[each["base"]], known, types) if each["base"] in known else None
+    made = Type(each["name"], each["kind"], each["base"] or None, dict(base.attributes) if base else {})
+    types[made.name] = made
+    made.bases = (base.name, *base.bases) if base else ()
+    made.enumerators = {one["name"]: _number(one["number"], 32) for one in each.get("enumerators", ())}
+    made.enumerator_meanings = {one["name"]: one.get("meaning", "") for one in each.get("enumerators", ())}
+    made.form = _form(each)
+    if each["kind"] == "value" and each.get("text") == "bare" and made.form is None:
+        made.scalar = each["constructorArgs"][0][0]
+    made.meaning = each.get("meaning", "")
+    made.check = _check(each)
+    if made.form is None:
+        for one in each.get("attributes", ()):
+            inherited = made.attributes.get(one["name"])
+            if not one["inherited"] and (inherited is None or inherited.role in ("other", "view")):
+                made.attributes[one["name"]] = _attribute(each, one, known)
+    for one in made.attributes.values():
+        if one.role == "view" and getattr(made.attributes.get(one.word), "role", "") != "stored":
+            raise ValueError(f"{made.name}::{one.name} is a view of {one.word!r}, which is not stored")
+    tag = each.get("tag")
+    for one in made.stored if tag else ():
+        if any(tag == enumerator["name"] for enumerator in known.get(one.type, {}).get("enumerators", ())):
+            made.attributes[one.name] = replace(one, default=tag)
+    made.is_named = any(one[1] == "Kor::Name" for one in each["constructorArgs"])
+    made.argument = next((one.name for one in made.attributes.values() if one.role == "key"), None)
+    return made
+
+
+def _number(told, bits: int) -> int:
+    if not isinstance(told, int) or not 0 <= told < 1 << bits:
+        raise ValueError(f"{told!r} is no number of {bits} bits")
+    return told
 
 
 def _short_names(types: dict[str, Type]) -> dict[str, str]:
@@ -210,7 +329,74 @@ def python_name(type_: Type) -> str:
     return short.replace("::", "_")
 
 
-_EXTRA = _data("extra.json")
-TYPES = _merged([each for each in _data("schema.json")["types"] if not each["platform"]], _EXTRA)
-CHECKSUM = int(_EXTRA["checksum"], 16)
-_SHORT = _short_names(TYPES)
+LISTED: dict[str, dict] = {}  # what a peer is told that asks for them
+TYPES: dict[str, Type] = {}
+CHECKSUM = 0
+_SHORT: dict[str, str] = {}
+_FORGETTING: list[Callable[[set[str]], None]] = []
+
+
+def forgets(hook: Callable[[set[str]], None]) -> Callable[[set[str]], None]:
+    """Calls the hook with the names of the types that another schema has changed, for what was composed from them."""
+    _FORGETTING.append(hook)
+    return hook
+
+
+def _check_free(types: dict[str, Type]) -> None:
+    """No attribute is called as something that all values or entities have."""
+    if not TYPES:
+        return  # this is the package's own, and the classes are not there yet
+    from . import tree, values
+
+    for each in types.values():
+        common = {"value": values.Value, "entity": tree.Entity}.get(each.kind)
+        for one in each.attributes.values() if common else ():
+            if one.role != "other" and hasattr(common, one.name):
+                raise ValueError(f"{each.name}::{one.name} has the name of what all have in Python")
+
+
+def load(document: dict) -> set[str]:
+    """Takes the types of a schema for those of this process; gives the names of those that are new or have changed.
+
+    A type that tells the same as before keeps its class; of a changed one, a value that was made before is taken as one of the
+    new type, by the names of its attributes. What was mounted before goes on as it was. Types that the schema lacks stay.
+    Raises `ValueError` where it is no schema, and changes nothing then.
+    """
+    global CHECKSUM
+    taken = types_of(document)
+    _check_free(taken)
+    changed = {name for name, each in taken.items() if name not in TYPES or not each.is_as(TYPES[name])}
+    while True:  # a class is made anew when its base is
+        above = {name for name, each in taken.items() if each.base in changed} - changed
+        if not above:
+            break
+        changed |= above
+    TYPES.update((name, taken[name]) for name in changed)
+    LISTED.clear()
+    LISTED.update((each["name"], each) for each in document["types"])
+    CHECKSUM = int(document["checksum"], 16)
+    _SHORT.clear()
+    _SHORT.update(_short_names(TYPES))
+    for hook in _FORGETTING:
+        hook(changed)
+    return changed
+
+
+def page(after: str, most: int) -> str:
+    """The types behind the one of that name, as many as fit so many bytes, as the request `schema` is answered."""
+    names = list(LISTED)
+    if after and after not in LISTED:
+        raise KeyError(f"there is no type {after}; schema takes nothing, or the name of the last type that is known")
+    next_ = names.index(after) + 1 if after else 0
+    head = {"version": VERSION, "checksum": f"0x{CHECKSUM:016x}"}
+    size, first = len(json.dumps(head | {"types": [], "after": ""})), next_
+    while next_ < len(names):
+        size += len(json.dumps(LISTED[names[next_]])) + len(names[next_]) + 2
+        if size > most and next_ > first:
+            break
+        next_ += 1
+    types = [LISTED[each] for each in names[first:next_]]
+    return json.dumps(head | {"types": types} | ({"after": names[next_ - 1]} if next_ < len(names) else {}))
+
+
+load(_data("schema.json"))

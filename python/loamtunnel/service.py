@@ -8,7 +8,8 @@ from collections.abc import Awaitable, Callable
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any, NamedTuple
 
-from . import records
+from . import records, schema
+from .calls import LONGEST_TEXT
 from .tree import Entity
 
 if TYPE_CHECKING:
@@ -53,7 +54,8 @@ class Holder(NamedTuple):
 class Service:
     """What a process offers, takes in and answers, on all of its connections.
 
-    Two verbs are there from the start: `sync` is answered when all that came before it has been applied, `stats` with counters.
+    Three verbs are there from the start: `sync` is answered when all that came before it has been applied, `schema` with the types
+    of this process, `stats` with counters.
 
         service = Service("driver")
         service.offer("lifStatus", statuses)
@@ -68,7 +70,11 @@ class Service:
         self.takers: dict[str, Taker] = {}
         self.holders: dict[Entity, Holder] = {}
         self.fence_hook: Callable[[Any, Fence], Awaitable[object] | None] | None = None
-        self.verbs: dict[str, Callable] = {"sync": lambda peer, argument: "", "stats": self._stats}
+        self.verbs: dict[str, Callable] = {
+            "sync": lambda peer, argument: "",
+            "schema": lambda peer, argument: schema.page(argument, LONGEST_TEXT),
+            "stats": self._stats,
+        }
         self.sessions: weakref.WeakSet = weakref.WeakSet()  # the connections that are open
 
     def offer(self, path: str, entity: Entity, writable: bool = False) -> None:

@@ -101,7 +101,8 @@ class Behind:
 class Session:
     """One side of a connection. `connects` tells which: ids and ties depend on it."""
 
-    checksum = schema.CHECKSUM  # of the types that this side knows
+    checksum: int | None = None  # of the types that this side knows; None for that of `loamtunnel.schema`
+    their_checksum = 0
     token = secrets.token_bytes(16)  # of this process: the same on all its connections
     detail = ""  # what is known of the peer's process, for people
     last_refused = ""  # what was wrong with the last record that was passed over
@@ -343,7 +344,7 @@ class Session:
             1,
             HELLO,
             section(16, string(self.service.name))
-            + section(17, self.checksum.to_bytes(8, "big"))
+            + section(17, (schema.CHECKSUM if self.checksum is None else self.checksum).to_bytes(8, "big"))
             + section(18, struct.pack(">IIII", *self.limits))
             + section(19, self.token),
         )
@@ -384,6 +385,7 @@ class Session:
         if not limits.entities:
             raise StreamFault("the other side takes no entities")
         self.name, self.theirs, self.their_token = name, limits, token
+        self.their_checksum = int.from_bytes(data[a:b], "big")
         self._reader.longest = min(limits.record, self.limits.record)
         self.is_open = True
         for each in self._early:
@@ -658,7 +660,7 @@ class Session:
             entity = taker.take(self.peer, made)
             if entity is None:
                 raise Refused(f"{path} is not taken in")
-            if entity._schema is not made._schema:
+            if entity._schema.name != made._schema.name:
                 raise Refused(f"{path} takes in no {made._schema.short}")
             if self.mount_of(entity) is not None:
                 raise Refused("its place is on this connection already")
@@ -703,7 +705,7 @@ class Session:
             wish.root.mount.close()
         if wish.entity is None:
             wish.entity = made
-        elif wish.entity._schema is not made._schema:
+        elif wish.entity._schema.name != made._schema.name:
             wish.settle(Refused(f"{path} is a {made._schema.short}, not a {wish.entity._schema.short}"))
             return
         elif self.mount_of(wish.entity) is not None:

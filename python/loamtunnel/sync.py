@@ -18,7 +18,7 @@ from __future__ import annotations
 
 import asyncio
 from collections.abc import Callable, Iterator
-from typing import Any, overload
+from typing import Any, Literal, overload
 
 from . import peer as _peer
 from .fences import Level
@@ -84,6 +84,9 @@ class Peer:
     def call(self, verb: str, argument: str = "", overtakes: bool | None = None) -> str:
         return self._run(self._peer.call(verb, argument, overtakes))
 
+    def schema(self) -> dict:
+        return self._run(self._peer.schema())
+
     def fence(self, level: Level = "applied", all: bool = False, timeout: float | None = None) -> Level:
         """Returns when all that was changed before is there, "applied" or also "done"."""
         return self._run(self._peer.fence(level, all), timeout)
@@ -138,6 +141,7 @@ def connect(
     timeout: float | None = None,
     reconnect: bool = False,
     within: float = 30.0,
+    schema: Literal["package", "peer"] = "package",
 ) -> Peer:
     """Connects as `loamtunnel.connect` does; `timeout` holds for each call that waits, this one included.
 
@@ -147,7 +151,7 @@ def connect(
 
     async def connecting():
         async with asyncio.timeout(timeout):
-            return await _peer.connect(address, name, service, limits, reconnect, within)
+            return await _peer.connect(address, name, service, limits, reconnect, within, schema)
 
     try:
         return Peer(loop, loop.run_until_complete(connecting()), timeout)

@@ -1,11 +1,19 @@
 """All types of the model by their short names: `from loamtunnel.types import LifAppConfig, VtAppId`.
 
-A nested type has an underscore where the model has `::`, as in `AradIvecFormat_TagsToRemoveOption`.
+They are those that the package ships, until another schema is loaded, as by `connect(..., schema="peer")`; from then on what is
+imported is what that one tells. A nested type has an underscore where the model has `::`, as in `AradIvecFormat_TagsToRemoveOption`.
 """
 
 from . import schema, values
 
 __all__ = schema.short_names()
+
+
+@schema.forgets
+def _forget(changed: set[str]) -> None:
+    for name in __all__:
+        globals().pop(name, None)
+    __all__[:] = schema.short_names()
 
 
 def __getattr__(name: str):

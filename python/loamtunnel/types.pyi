@@ -84,23 +84,24 @@ class AradIvecFormat_TagsToRemoveOption(Enumeration):
     removeTwoTags = 2  # Two
 
 class AradIvecIndex(Value):
+    """The place of a slot for an ingress VLAN edit command; the default 64, 7, 0 stands for none"""
     def __init__(self, word0: int = ..., word1: int = ..., word2: int = ...) -> None: ...
     @property
     def word0(self) -> int:
-        """U32, 64 unless given"""
+        """U32, 0 to 4294967295, 64 unless given. The first word. Its low byte alone enters the hash of a key"""
     @property
     def word1(self) -> int:
-        """U32, 7 unless given"""
+        """U32, 0 to 4294967295, 7 unless given. The second word"""
     @property
     def word2(self) -> int:
-        """U32, 0 unless given"""
+        """U32, 0 to 4294967295, 0 unless given. The third word"""
 
 class AradIvecKey(Value):
     """A slot for an ingress VLAN edit command"""
     def __init__(self, fapmask: Fapmask | str | Iterable[int] = ..., index: AradIvecIndex | tuple[Any, ...] | dict[str, Any] = ...) -> None: ...
     @property
     def fapmask(self) -> Fapmask:
-        """Fapmask, [] unless given. The chips that have the slot; the default is none"""
+        """Fapmask. The chips that have the slot; the default is none"""
     @property
     def index(self) -> AradIvecIndex:
         """AradIvecIndex. The place of the slot, three words; the default 64, 7, 0 stands for none"""
@@ -233,7 +234,7 @@ class AradLifEntry(Value):
     def __init__(self, lifType: LifType | str | int = ..., dword0: int = ..., dword1: int = ...) -> None: ...
     @property
     def lifType(self) -> LifType:
-        """LifType, 0 unless given. The kind of LIF. Only the five kinds that have a view class can be written to a chip; the default lifGeneral has none"""
+        """LifType, lifGeneral unless given. The kind of LIF. Only the five kinds that have a view class can be written to a chip; the default lifGeneral has none"""
     @property
     def dword0(self) -> int:
         """U64, 0 to 18446744073709551615, 0 unless given. Bits 0 to 63 of the row image"""
@@ -507,7 +508,7 @@ class EvecKey(Value):
     def __init__(self, fapMask: Fapmask | str | Iterable[int] = ..., index: int = ...) -> None: ...
     @property
     def fapMask(self) -> Fapmask:
-        """Fapmask, [] unless given. The chips that have the slot; the default is none"""
+        """Fapmask. The chips that have the slot; the default is none"""
     @property
     def index(self) -> int:
         """EvecIndex, 0 to 65535, 1024 unless given. The number of the slot; the default 1024 stands for none"""
@@ -520,7 +521,7 @@ class EvecOwner(Value):
         """EvecKey. The slot"""
     @property
     def app(self) -> VtAppId:
-        """VtAppId, 0 unless given. The application that owns the slot; the default is vtAppNone"""
+        """VtAppId, vtAppNone unless given. The application that owns the slot; the default is vtAppNone"""
 
 class EvecStatus(Entity):
     """The egress VLAN edit commands in the hardware, and who owns them"""
@@ -558,7 +559,7 @@ class FapTypeProperties(Entity):
         """[FapType]: FapTypeProperties_Properties, which live elsewhere. The sizes and the arithmetic of this family; the Arad and the Jericho family have one"""
     @property
     def initialized(self) -> bool:
-        """bool, False at first. Whether both families are there; handleInitialized sets it at its end"""
+        """bool, 0 at first. Whether both families are there; handleInitialized sets it at its end"""
     @initialized.setter
     def initialized(self, value: bool) -> None: ...
 
@@ -899,7 +900,7 @@ class OutAcKey(Value):
     def __init__(self, fapMask: Fapmask | str | Iterable[int] = ..., acFormat: OutAcFormat | tuple[Any, ...] | dict[str, Any] | int = ...) -> None: ...
     @property
     def fapMask(self) -> Fapmask:
-        """Fapmask, [] unless given. The chips; the default is none"""
+        """Fapmask. The chips; the default is none"""
     @property
     def acFormat(self) -> OutAcFormat:
         """OutAcFormat. What the out-AC does to a packet"""
@@ -965,7 +966,7 @@ class TagPopPushStatus(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def enabled(self) -> bool:
-        """bool, False at first. On or off for all applications together; the default is off"""
+        """bool, 0 at first. On or off for all applications together; the default is off"""
     @enabled.setter
     def enabled(self, value: bool) -> None: ...
 
@@ -974,7 +975,7 @@ class TapAggNormalFapMask(Entity):
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def fapMask(self) -> Fapmask:
-        """Fapmask, [] at first. The chips; the default is none"""
+        """Fapmask. The chips; the default is none"""
     @fapMask.setter
     def fapMask(self, value: Fapmask | str | Iterable[int]) -> None: ...
 
@@ -1003,7 +1004,7 @@ class TcamSharingPendingRequest(Value):
         """TcamSharingEntry. The request and its policies"""
     @property
     def insert(self) -> bool:
-        """bool, False unless given. True where the entry is to be put in; the default is false"""
+        """bool, 0 unless given. True where the entry is to be put in; the default is false"""
 
 class TcamSharingPolicyId(Value):
     """A set of policy numbers in one word"""
@@ -1039,7 +1040,7 @@ class TcamSharingRequest(Value):
     def __init__(self, intfId: Interface | str | int = ..., fapId: int = ..., l3FloodPortVlanId: int = ...) -> None: ...
     @property
     def intfId(self) -> Interface:
-        """IntfId, 0 to 18446744073709551615, 0 unless given. The interface; the default is the empty one"""
+        """IntfId, 0 to 18446744073709551615. The interface; the default is the empty one"""
     @property
     def fapId(self) -> int:
         """FapId, 0 to 2048, 2048 unless given. The chip, 0 to 2047; the default 2048 stands for none"""
@@ -1052,7 +1053,7 @@ class TcamSharingResponse(Value):
     def __init__(self, result: TcamSharingResult | str | int = ..., policyId: TcamSharingPolicyId | tuple[Any, ...] | dict[str, Any] | int = ...) -> None: ...
     @property
     def result(self) -> TcamSharingResult:
-        """TcamSharingResult, 0 unless given. Whether the policies went in; the default tcamSharingInsertDefault is no answer"""
+        """TcamSharingResult, tcamSharingInsertDefault unless given. Whether the policies went in; the default tcamSharingInsertDefault is no answer"""
     @property
     def policyId(self) -> TcamSharingPolicyId:
         """TcamSharingPolicyId. The policies of the answer; the default 0 has none"""
@@ -1078,14 +1079,14 @@ class TcamSharingVlanIdOrDomainResponse(Value):
         """U16, 0 to 65535, 0 unless given. The number; the default is 0"""
     @property
     def success(self) -> bool:
-        """bool, False unless given. Whether the number was given; the default is false"""
+        """bool, 0 unless given. Whether the number was given; the default is false"""
 
 class TpidRewriteStatus(Entity):
     """Whether tag protocol identifiers (TPIDs) are rewritten"""
     def __init__(self, argument: str | None = None) -> None: ...
     @property
     def enabled(self) -> bool:
-        """bool, False at first. On or off; the default is off"""
+        """bool, 0 at first. On or off; the default is off"""
     @enabled.setter
     def enabled(self, value: bool) -> None: ...
 
@@ -1102,7 +1103,7 @@ class TpidVtAppConfigEntry(Value):
     def __init__(self, intf: Interface | str | int = ..., intfTpid: int = ..., intfTpidIndex: int = ...) -> None: ...
     @property
     def intf(self) -> Interface:
-        """IntfId, 0 to 18446744073709551615, 0 unless given. The interface; the default is the empty one"""
+        """IntfId, 0 to 18446744073709551615. The interface; the default is the empty one"""
     @property
     def intfTpid(self) -> int:
         """IntfTpid, 0 to 65535, 33024 unless given. The TPID, 16 bits; the default is 0x8100"""
@@ -1111,22 +1112,23 @@ class TpidVtAppConfigEntry(Value):
         """IntfTpidIndex, 0 to 255, 4 unless given. The chip's index of the TPID, 8 bits; the default 4 stands for none"""
 
 class TunnelKey(Value):
+    """A tunnel: its type, its two ends, and a number within them"""
     def __init__(self, tunnelType: TunnelType | str | int = ..., source: IPv4Address | str | int = ..., destinationAddr: IPv4Address | str | int = ..., idHigh: int = ..., idLow: int = ...) -> None: ...
     @property
     def tunnelType(self) -> TunnelType:
-        """TunnelType, 0 unless given"""
+        """TunnelType, tunnelTypeNone unless given. The kind of tunnel; the default is tunnelTypeNone"""
     @property
     def source(self) -> IPv4Address:
-        """IpAddr, 0 unless given"""
+        """IpAddr, 0.0.0.0 unless given. The address that the tunnel begins at"""
     @property
     def destinationAddr(self) -> IPv4Address:
-        """IpAddr, 0 unless given"""
+        """IpAddr, 0.0.0.0 unless given. The address that the tunnel ends at"""
     @property
     def idHigh(self) -> int:
-        """U32, 0 unless given"""
+        """U32, 0 to 4294967295, 0 unless given. The high 32 bits of the number within the two ends"""
     @property
     def idLow(self) -> int:
-        """U32, 0 unless given"""
+        """U32, 0 to 4294967295, 0 unless given. The low 32 bits of the number within the two ends"""
 
 class TunnelTerminationConfig(Entity):
     """Which tunnels are to end on this switch"""
@@ -1140,10 +1142,10 @@ class TunnelTerminationEntry(Value):
     def __init__(self, tunnelType: TunnelType | str | int = ..., terminatingIpAddr: IPv4Address | str | int = ...) -> None: ...
     @property
     def tunnelType(self) -> TunnelType:
-        """TunnelType, 0 unless given. The kind of tunnel; the default is tunnelTypeNone"""
+        """TunnelType, tunnelTypeNone unless given. The kind of tunnel; the default is tunnelTypeNone"""
     @property
     def terminatingIpAddr(self) -> IPv4Address:
-        """IpAddr, 0 unless given. The IP address at which the tunnel ends; the default is 0.0.0.0"""
+        """IpAddr, 0.0.0.0 unless given. The IP address at which the tunnel ends; the default is 0.0.0.0"""
 
 class TunnelTerminationStatus(Entity):
     """What became of the tunnels that are to end on this switch"""
@@ -1166,7 +1168,7 @@ class VcableTpidVtConfigEntry(Value):
     def __init__(self, intf: Interface | str | int = ..., intfTpidIndex: int = ...) -> None: ...
     @property
     def intf(self) -> Interface:
-        """IntfId, 0 to 18446744073709551615, 0 unless given. The interface; the default is the empty one"""
+        """IntfId, 0 to 18446744073709551615. The interface; the default is the empty one"""
     @property
     def intfTpidIndex(self) -> int:
         """IntfTpidIndex, 0 to 255, 4 unless given. The chip's index of the TPID, 8 bits; the default 4 stands for none"""
@@ -1226,7 +1228,7 @@ class VtepToNhIdMapStatusEntry(Value):
         """FenNextHopId, 0 to 4294967295, 4294967295 unless given. The next hop; the default 0xffffffff stands for none"""
     @property
     def addStatus(self) -> TableAddStatus:
-        """TableAddStatus, 0 unless given. Whether the hardware table took the next hop; the default is tableAddNone"""
+        """TableAddStatus, tableAddNone unless given. Whether the hardware table took the next hop; the default is tableAddNone"""
 
 class acType(Enumeration):
     """The row field type of an attachment circuit"""

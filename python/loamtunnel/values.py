@@ -312,8 +312,11 @@ def coerced(name: str, type_: str, value, most: int | None = None):
     described = schema.TYPES[type_]
     if kind is int:
         return fitting(name, value, schema.BITS[described.form], described.check.get("most", most))
-    if isinstance(value, Value) and issubclass(kind, Value) and value._family is kind._family:
-        return kind.made(*value._stored())
+    if isinstance(value, Value) and issubclass(kind, Value):
+        if value._family is kind._family:
+            return kind.made(*value._stored())
+        if value._schema is not schema.TYPES.get(value._schema.name):
+            return _renewed(value, name, type_)
     if issubclass(kind, Value):
         if isinstance(value, tuple):
             return kind(*value)
@@ -326,6 +329,14 @@ def coerced(name: str, type_: str, value, most: int | None = None):
         return kind(value)
     except (ValueError, OverflowError, TypeError) as fault:
         raise type(fault)(f"{name}: {fault}") from None
+
+
+def _renewed(value: Value, name: str, type_: str):
+    """A value of before another schema was loaded, as one of its type as that is now."""
+    kind = python_type(value._schema.name)
+    left = {each.name for each in kind._schema.stored}
+    given = {each.name: getattr(value, each.name) for each in value._schema.stored if each.name in left}
+    return coerced(name, type_, kind(**given))
 
 
 def _value_class(type_: schema.Type) -> type:
@@ -431,11 +442,24 @@ def _view(attribute: schema.Attribute) -> property:
     return property(lambda self: getattr(self, word) >> low & mask, doc=described.field(attribute))
 
 
-@functools.cache
+_CLASSES: dict[str, type] = {"bool": bool} | {name: int for name in schema.SCALARS if name != "bool"}
+
+
 def python_type(name: str) -> type:
     """The class that stands for a type of the model; `int` for the platform's plain numbers."""
-    if name in schema.SCALARS:
-        return bool if name == "bool" else int
+    made = _CLASSES.get(name)
+    if made is None:
+        made = _CLASSES[name] = _class_of(name)
+    return made
+
+
+@schema.forgets
+def _forget(changed: set[str]) -> None:
+    for name in changed:
+        _CLASSES.pop(name, None)
+
+
+def _class_of(name: str) -> type:
     type_ = schema.TYPES[name]
     if type_.kind == "enumeration":
         made = Enumeration(type_.short, type_.enumerators, module="loamtunnel.types", qualname=type_.short)

@@ -124,6 +124,11 @@ def codec(*types: str, tolerant: bool = False, open_end: bool = False) -> tuple[
     )
 
 
+@schema.forgets
+def _forget(changed: set[str]) -> None:
+    codec.cache_clear()
+
+
 def to_wire(value, type_: str | None = None) -> bytes:
     """The bytes of one value; of a number, `type_` says which type it is meant to be.
 

@@ -35,7 +35,7 @@ def test_tasks_take_ten_lines_at_most():
         lines = [each for each in code.splitlines() if each.strip() and not re.match(r"(from|import) ", each)]
         tasks[heading] = tasks.get(heading, 0) + len(lines)
     del tasks[""], tasks["The end"]
-    assert len(tasks) == 10 and max(tasks.values()) <= MOST_LINES, tasks
+    assert len(tasks) >= 10 and max(tasks.values()) <= MOST_LINES, tasks
 
 
 def test_the_page_tells_the_truth(program, tmp_path, monkeypatch):

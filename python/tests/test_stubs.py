@@ -62,33 +62,5 @@ def test_help_tells_fields_and_ranges():
     assert "The logical interfaces (LIFs) that one application asks for" in pydoc.render_doc(types.LifAppConfig)
     assert "vtAppMpls = 7" in pydoc.render_doc(types.VtAppId)
     assert "lifAcMp = 4: An attachment circuit" in pydoc.render_doc(types.LifType)
-    assert "learnInfo: [31:16] on 3/1 4/1; [32:16] on 5/1" in pydoc.render_doc(rows.LifTable)
-
-
-def test_meanings_of_the_schema_are_told():
-    from loamtunnel import described, schema
-
-    listed = [
-        {
-            "name": "Hardware::LoamTunnel::Lamp",
-            "kind": "value",
-            "base": "",
-            "constructorArgs": [["on", "bool"]],
-            "meaning": "A lamp of the front panel.",
-            "attributes": [
-                {
-                    "id": 2,
-                    "name": "on",
-                    "type": "bool",
-                    "keyType": "",
-                    "keyAttribute": "",
-                    "args": [],
-                    "introspection": 0,
-                }
-                | {"inherited": False, "meaning": "whether it shines"}
-            ],
-        }
-    ]
-    told = described.doc(schema._merged(listed, schema._EXTRA)["Hardware::LoamTunnel::Lamp"])
-    assert "A lamp of the front panel." in told and "on: bool, False unless given. whether it shines" in told
     assert pathlib.Path(PACKAGE / "py.typed").exists()
+    assert "learnInfo: [31:16] on 3/1 4/1; [32:16] on 5/1" in pydoc.render_doc(rows.LifTable)
