@@ -13,7 +13,9 @@ from __future__ import annotations
 
 import argparse
 import asyncio
+import collections
 import contextlib
+import functools
 import json
 import os
 import pathlib
@@ -31,7 +33,7 @@ sys.path[:0] = [str(HERE), str(HERE.parent), str(HERE.parent / "tests")]
 from chance import random_value  # noqa: E402
 from hypothesis import HealthCheck, Phase, Verbosity, seed, settings  # noqa: E402
 from hypothesis import strategies as given  # noqa: E402
-from hypothesis.stateful import RuleBasedStateMachine, initialize, rule, run_state_machine_as_test  # noqa: E402
+from hypothesis import stateful  # noqa: E402
 from proxy import TO_CLIENT, TO_SERVER, Proxy  # noqa: E402
 from shown import canonical, different, ours, printed, printed_line  # noqa: E402
 
@@ -240,7 +242,40 @@ class Side:
         self.peer, self.copies = None, {path: new(each, path) for path, each in self._roots.items()}
 
 
-class Run(RuleBasedStateMachine):
+fired: collections.Counter[str] = collections.Counter()
+
+
+def rule(**lots):
+    """A step of a run, which is counted."""
+
+    def declared(step):
+        @functools.wraps(step)
+        def counted(self, **drawn) -> None:
+            fired[step.__name__] += 1
+            step(self, **drawn)
+
+        return stateful.rule(**lots)(counted)
+
+    return declared
+
+
+def newer_record(session: loamtunnel.Session, entity: Entity, lot: int) -> bytes | None:
+    """What only a later schema knows; nothing may come of it."""
+    mount = session.mount_of(entity)
+    if mount is None:
+        return None
+    newer = records.string(HOME + "Newer")
+    return (
+        records.record(mount.id, 1000 + lot, b"whatever"),
+        records.record(mount.id, -1000 - lot, b"whatever"),
+        records.record(mount.id, 1000 + lot, b"\0\0", form=records.MARKER),
+        records.record(1, 200 + lot, b"whatever"),
+        records.record(1, 136, records.section(1, newer) + records.section(4, records.number(session.new_id()))),
+        records.record(session.new_id(), 258, b"whatever"),
+    )[lot]
+
+
+class Run(stateful.RuleBasedStateMachine):
     """What all runs have: a loop, two sockets, and between them a proxy with faults."""
 
     has_failed = False
@@ -353,7 +388,7 @@ class ProgramServes(Run):
         super().__init__()
         self.process: Process | None = None
 
-    @initialize(kinds=KINDS)
+    @stateful.initialize(kinds=KINDS)
     def begin(self, kinds: list[int]) -> None:
         self.choose(kinds)
         # Of two types of one short name the program means the model's own.
@@ -487,26 +522,10 @@ class ProgramServes(Run):
 
     @rule(lot=given.integers(0, 5))
     def is_of_a_newer_schema(self, lot: int) -> None:
-        """Says what only a later schema knows; nothing may come of it."""
         lifs = self.near.writable(self.paths[0])
-        if lifs is None:
-            return
-        session = self.near.peer.session
-        mount = session.mount_of(lifs)
-        newer = records.string(HOME + "Newer")
-        session.put(
-            (
-                records.record(mount.id, 1000 + lot, b"whatever"),
-                records.record(mount.id, -1000 - lot, b"whatever"),
-                records.record(mount.id, 1000 + lot, b"\0\0", form=records.MARKER),
-                records.record(1, 200 + lot, b"whatever"),
-                records.record(
-                    1, 136, records.section(1, newer) + records.section(4, records.number(session.new_id()))
-                ),
-                records.record(session.new_id(), 258, b"whatever"),
-            )[lot]
-        )
-        self.pass_time()
+        if lifs is not None and (said := newer_record(self.near.peer.session, lifs, lot)):
+            self.near.peer.session.put(said)
+            self.pass_time()
 
     async def differs(self) -> str:
         assert self.process is not None
@@ -596,8 +615,9 @@ class PythonServes(Run):
         super().__init__()
         self.monitor = Monitor()
         self.server: loamtunnel.Server | None = None
+        self.asked: list[asyncio.Future] = []
 
-    @initialize(kinds=KINDS)
+    @stateful.initialize(kinds=KINDS)
     def begin(self, kinds: list[int]) -> None:
         self.choose(kinds)
         self.entities = {path: new(each, path) for path, each in self.roots.items()}
@@ -674,6 +694,25 @@ class PythonServes(Run):
 
         self.do(both())
 
+    @rule(count=given.integers(1, 3))
+    def fences(self, count: int) -> None:
+        """Of the monitor: they are answered, or its connection ends."""
+
+        async def ask() -> None:
+            for peer in tuple(self.server.peers):
+                if peer.session.is_open and not peer.is_closed:
+                    self.asked += [asyncio.ensure_future(peer.fence()) for _ in range(count)]
+            await asyncio.sleep(0)
+
+        self.do(ask())
+
+    @rule(lot=given.integers(0, 5))
+    def is_of_a_newer_schema(self, lot: int) -> None:
+        for peer in tuple(self.server.peers):
+            if said := newer_record(peer.session, self.entities[self.paths[0]], lot):
+                peer.session.put(said)
+        self.pass_time()
+
     @rule()
     def kills_the_monitor(self) -> None:
         async def anew() -> None:
@@ -705,22 +744,31 @@ class PythonServes(Run):
     async def differs(self) -> str:
         if not self.monitor.is_alive:
             self.failed("loamtunnel monitor has ended")
+        for each in await asyncio.gather(*self.asked, return_exceptions=True) if await self.heard() else ["no answer"]:
+            if each != "applied" and not isinstance(each, loamtunnel.ConnectionEnded):
+                return f"a fence of the monitor: {each!r}"
+        self.asked.clear()
         mine: dict[str, str] = {}
         for path, entity in self.entities.items():
             mine |= ours(path, entity)
         # The monitor does not tell what an entity has been made from, and tells of a child that it is there.
         fixed = made_from(mine, self.entities)
         changing = {path: value for path, value in mine.items() if path not in fixed}
-        told = {path: value for path, value in canonical(self.monitor.state, {path: each._schema for path, each in self.entities.items()}).items() if path not in fixed}
+        told = canonical(self.monitor.state, {path: each._schema for path, each in self.entities.items()})
+        told = {path: value for path, value in told.items() if path not in fixed}
         told |= {path: changing[path] for path in told if changing.get(path, "").startswith("a ")}
         if wrong := different(changing, told):
             return f"python | loamtunnel monitor\n{wrong}"
         wrong = different(mine, await program_tree(self.direct))
         return wrong and f"python | loamtunnel tree\n{wrong}"
 
+    async def heard(self) -> bool:
+        return not self.asked or not (await asyncio.wait(self.asked, timeout=PATIENCE))[1]
+
     async def end(self) -> None:
         await self.monitor.kill()
         await self.stop()
+        await asyncio.gather(*self.asked, return_exceptions=True)
 
 
 def made_from(paths: dict[str, str], roots: dict[str, Entity]) -> set[str]:
@@ -750,7 +798,7 @@ def main() -> int:
             flush=True,
         )
         try:
-            run_state_machine_as_test(
+            stateful.run_state_machine_as_test(
                 seed(of)(kind),
                 settings=settings(
                     max_examples=min(share, options.runs - place),
@@ -765,6 +813,7 @@ def main() -> int:
         except Exception:
             print(f"fuzz-peers: a difference; again: --runs {share} --seed {of}", flush=True)
             raise
+    print("fuzz-peers: steps:", ", ".join(f"{name} {count}" for name, count in fired.most_common()))
     print(f"fuzz-peers: {options.runs} runs without a difference in {time.monotonic() - begun:.0f} s")
     return 0
 
