@@ -136,15 +136,11 @@ for name in ('RowBench', 'EntityBench', 'NotifyBench', 'TextBench', 'GenericBenc
     if times:
         tables[name] = table([name, 'ns'], [[key, number(value)] for key, value in times.items()])
 
-load = os.path.join(results, 'load.txt')
-if os.path.exists(load):
-    with open(load) as file:
-        tables['LoadBench'] = '```\n' + file.read().strip() + '\n```\n'
-
-compiled = os.path.join(results, 'compile.txt')
-if os.path.exists(compiled):
-    with open(compiled) as file:
-        tables['compile'] = '```\n' + file.read().strip() + '\n```\n'
+for name, file in (('LoadBench', 'load.txt'), ('PeerBench', 'peers.txt'), ('compile', 'compile.txt')):
+    path = os.path.join(results, file)
+    if os.path.exists(path):
+        with open(path) as text:
+            tables[name] = '```\n' + text.read().strip() + '\n```\n'
 
 # The attribute log: log-COUNTS.txt.
 lines, rows = {}, []
