@@ -252,6 +252,7 @@ def rule(**lots):
         @functools.wraps(step)
         def counted(self, **drawn) -> None:
             fired[step.__name__] += 1
+            self.steps.append(f"{step.__name__}({', '.join(f'{name}={value}' for name, value in drawn.items())})")
             step(self, **drawn)
 
         return stateful.rule(**lots)(counted)
@@ -287,6 +288,7 @@ class Run(stateful.RuleBasedStateMachine):
         self.direct, self.proxied = (os.path.join(self.folder.name, each) for each in ("direct", "proxied"))
         self.proxy = Proxy(self.proxied, self.direct)
         self.has_begun = False
+        self.steps: list[str] = []
 
     def choose(self, kinds: list[int]) -> None:
         self.roots = {f"root{i}": SERVED[i] for i in (LIFS, *(each for each in kinds if each != LIFS))}
@@ -335,6 +337,7 @@ class Run(stateful.RuleBasedStateMachine):
         if not Run.has_failed:
             Run.has_failed = True
             print(f"fuzz-peers: a run has failed, and is made shorter now:\n{why}", flush=True)
+            print("its steps were", *self.steps, sep="\n  ", flush=True)
         raise AssertionError(why)
 
     async def rest(self) -> None:

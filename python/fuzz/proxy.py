@@ -85,7 +85,7 @@ class Proxy:
             if (passes := self._stall[way]) is not None:
                 self._stall[way] = max(0, passes - len(data))
                 await loop.sock_sendall(to, data[:passes])
-                if passes < len(data):
+                if passes < len(data) and self._stall[way] is not None:  # and has not been healed meanwhile
                     self._flows[way].clear()
                     await self._flows[way].wait()
                 data = data[passes:]
