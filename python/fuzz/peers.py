@@ -250,10 +250,10 @@ def rule(**lots):
 
     def declared(step):
         @functools.wraps(step)
-        def counted(self, **drawn) -> None:
+        def counted(self, *given_, **drawn) -> None:
             fired[step.__name__] += 1
-            self.steps.append(f"{step.__name__}({', '.join(f'{name}={value}' for name, value in drawn.items())})")
-            step(self, **drawn)
+            self.steps.append(f"{step.__name__}({', '.join([*map(str, given_), *(f'{name}={value}' for name, value in drawn.items())])})")
+            step(self, *given_, **drawn)
 
         return stateful.rule(**lots)(counted)
 
