@@ -93,6 +93,13 @@ if(TARGET loamtunnel)
   loam_text(bash-completion loamtunnel loamtunnel --bash-completion)
   loam_install_page(${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.1 loamtunnel.1 tools)
   add_dependencies(installed-loamtunnel.1.gz installed-loamtunnel.1)
+  # A page for each command, as many as there are.
+  add_custom_command(OUTPUT manual/done DEPENDS loamtunnel cmake/manual.sh VERBATIM
+    COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/cmake/manual.sh $<TARGET_FILE:loamtunnel> manual)
+  add_custom_target(installed-manual DEPENDS manual/done)
+  add_dependencies(installed installed-manual)
+  install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/manual/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools
+    FILES_MATCHING PATTERN *.gz)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bash-completion COMPONENT tools
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME loamtunnel)
   # What `loamtunnel demo` asks for where no file is named.

@@ -10,6 +10,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <functional>
 #include <vector>
 
@@ -116,33 +117,75 @@ std::string positionalOf(CLI::Option const& option) {
     return option.get_required() ? name + more : '[' + name + more + ']';
 }
 
+std::string heading(std::string name, std::string const& version) {
+    std::ranges::transform(name, name.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return ".TH " + roff(name) + " 1 \"\" \"libLoamTunnel " + version + "\" \"User Commands\"\n";
+}
+
+/// The command and what it takes in its order; of a command with commands below, a line each.
+std::string synopsisOf(CLI::App const& command, std::string const& name) {
+    std::string lines;
+    for (CLI::App const* const each : commandsOf(command)) {
+        lines += (lines.empty() ? "" : ".br\n") + synopsisOf(*each, name + ' ' + each->get_name());
+    }
+    if (!lines.empty()) {
+        return lines;
+    }
+    std::string line = "\\fB" + roff(name) + "\\fR";
+    for (CLI::Option const* const each : optionsOf(command)) {
+        if (!each->nonpositional()) {
+            line += " \\fI" + roff(positionalOf(*each)) + "\\fR";
+        }
+    }
+    return line + " \\fR[\\fIoptions\\fR]\n";
+}
+
+/// What it does, its options, and its examples; then those of the commands below.
 std::string commandPage(CLI::App const& command, std::string const& name) {
-    // Where a command has no footer it has that of the whole.
-    bool const isOwn = command.get_footer() != command.get_parent()->get_footer();
-    std::string synopsis = "\\fB" + roff(name) + "\\fR";
-    std::string list;
+    // Where a command has no footer it has that of one above.
+    bool isOwn = true;
+    for (CLI::App const* above = command.get_parent(); above != nullptr; above = above->get_parent()) {
+        isOwn = isOwn && command.get_footer() != above->get_footer();
+    }
+    std::string page = roff(command.get_description()) + ".\n";
     for (CLI::Option const* const each : optionsOf(command)) {
         if (each->check_lname("help")) {
             continue;
         }
         std::string const description = roff(flowing(each->get_description()));
         if (!each->nonpositional()) {
-            synopsis += " \\fI" + roff(positionalOf(*each)) + "\\fR";
-            list += ".TP\n\\fI" + roff(each->get_name(true)) + "\\fR\n" + description + '\n';
+            page += ".TP\n\\fI" + roff(each->get_name(true)) + "\\fR\n" + description + '\n';
             continue;
         }
         std::string const type = typeOf(*each);
-        list += ".TP\n\\fB" + roff(join(spellingsOf(*each), ", ")) + "\\fR" +
+        page += ".TP\n\\fB" + roff(join(spellingsOf(*each), ", ")) + "\\fR" +
                 (type.empty() ? "" : " \\fI" + roff(type) + "\\fR") + '\n' + description +
                 (each->get_required() ? " (must be given)" : "") + '\n';
     }
-    std::string page = ".SS " + synopsis + " \\fR[\\fIoptions\\fR]\n" + roff(command.get_description()) +
-                       ".\n" + list + (isOwn ? paragraphs(command.get_footer()) : "");
+    page += isOwn ? paragraphs(command.get_footer()) : "";
     for (CLI::App const* const each : commandsOf(command)) {
-        page += commandPage(*each, name + ' ' + each->get_name());
+        std::string const whole = name + ' ' + each->get_name();
+        page += ".SS " + synopsisOf(*each, whole) + commandPage(*each, whole);
     }
     return page;
 }
+
+constexpr char statuses[] = ".SH EXIT STATUS\n"
+                            ".TP\n0\nDone.\n"
+                            ".TP\n1\nThe request was refused, or failed; the message says why.\n"
+                            ".TP\n2\nThe command line is wrong.\n"
+                            ".TP\n3\nSomething differs.\n"
+                            ".TP\n4\nWhat was asked for is not there.\n"
+                            ".TP\n5\nThe time was over before.\n"
+                            ".TP\n6\nThere is no connection.\n";
+
+constexpr char environment[] = ".SH ENVIRONMENT\n"
+                               ".TP\n\\fBLOAM_SOCKET\\fR\nWhere commands on a live tree connect to, if "
+                               "\\fB\\-\\-socket\\fR is not given.\n"
+                               ".TP\n\\fBXDG_RUNTIME_DIR\\fR\nWhere loamtunnel/socket is that place, if "
+                               "neither is given; without it in /run.\n"
+                               ".TP\n\\fBNO_COLOR\\fR\nIf set, nothing is coloured.\n";
 
 /// The texts of all, with blanks between them.
 template <class All, class Text>
@@ -224,10 +267,17 @@ void completeCommand(CLI::App const& command, std::string const& name, std::stri
 
 } // namespace
 
+std::vector<std::string> commandNames(CLI::App const& app) {
+    std::vector<std::string> names;
+    for (CLI::App const* const each : commandsOf(app)) {
+        names.push_back(each->get_name());
+    }
+    return names;
+}
+
 std::string manualPage(CLI::App const& app, std::string const& version) {
     std::string page =
-        ".TH LOAMTUNNEL 1 \"\" \"libLoamTunnel " + version +
-        "\" \"User Commands\"\n"
+        heading("loamtunnel", version) +
         ".SH NAME\nloamtunnel \\- chip tables, values and live entity trees of a switch's tunnels\n"
         ".SH SYNOPSIS\n\\fBloamtunnel\\fR \\fIcommand\\fR [\\fIoptions\\fR]\n"
         ".SH DESCRIPTION\n"
@@ -236,18 +286,22 @@ std::string manualPage(CLI::App const& app, std::string const& version) {
         "share entities: what they serve, what their connections do, what they trace.\n"
         ".PP\nResults go to the standard output, messages to the standard error, one line each.\n"
         ".SH COMMANDS\n";
+    std::string pages;
     for (CLI::App const* const each : commandsOf(app)) {
-        page += commandPage(*each, "loamtunnel " + each->get_name());
+        page += ".TP\n\\fBloamtunnel\\-" + roff(each->get_name()) + "\\fR(1)\n" +
+                roff(flowing(each->get_description())) + ".\n";
+        pages += "\\fBloamtunnel\\-" + roff(each->get_name()) + "\\fR(1),\n";
     }
-    page += ".SH EXIT STATUS\n.TP\n0\nDone.\n.TP\n1\nThe request was refused; the message says why.\n"
-            ".TP\n2\nThe command line is wrong.\n"
-            ".SH ENVIRONMENT\n.TP\n\\fBLOAM_SOCKET\\fR\nWhere commands on a live tree connect to, if "
-            "\\fB\\-\\-socket\\fR is "
-            "not given.\n.TP\n\\fBXDG_RUNTIME_DIR\\fR\nWhere loamtunnel/socket is that place, if neither is "
-            "given; "
-            "without it in /run.\n.TP\n\\fBNO_COLOR\\fR\nIf set, nothing is coloured.\n"
-            ".SH SEE ALSO\n\\fBlibLoamTunnel\\fR(7)\n";
-    return page;
+    return page + statuses + environment + ".SH SEE ALSO\n" + pages + "\\fBlibLoamTunnel\\fR(7)\n";
+}
+
+std::string manualPage(CLI::App const& app, std::string const& command, std::string const& version) {
+    CLI::App const& its = *app.get_subcommand(command);
+    return heading("loamtunnel-" + command, version) + ".SH NAME\nloamtunnel\\-" + roff(command) + " \\- " +
+           roff(flowing(its.get_description())) + "\n.SH SYNOPSIS\n" +
+           synopsisOf(its, "loamtunnel " + command) + ".SH DESCRIPTION\n" +
+           commandPage(its, "loamtunnel " + command) + statuses + environment +
+           ".SH SEE ALSO\n\\fBloamtunnel\\fR(1), \\fBlibLoamTunnel\\fR(7)\n";
 }
 
 std::string bashCompletion(CLI::App const& app) {

@@ -1,9 +1,10 @@
 #pragma once
 
-/// The command line as a manual page and as completions for bash, made from what the command line itself
-/// knows, so that neither can be behind it.
+/// The command line as manual pages and as completions for bash, made from what the command line itself
+/// knows, so that none can be behind it.
 
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -11,8 +12,14 @@ class App;
 
 namespace tool {
 
-/// loamtunnel(1), in the man macros.
+/// loamtunnel(1), in the man macros: what there is, and what holds for all commands.
 std::string manualPage(CLI::App const& app, std::string const& version);
+
+/// loamtunnel-COMMAND(1). Throws CLI::OptionNotFound if there is no such command.
+std::string manualPage(CLI::App const& app, std::string const& command, std::string const& version);
+
+/// The commands that have a page.
+std::vector<std::string> commandNames(CLI::App const& app);
 
 /// What bash sources to complete the words of a command line: commands, options, and the values that are a
 /// choice of the library's: chips, tables, types, kinds, applications.

@@ -551,6 +551,14 @@ int run(std::vector<std::string> const& arguments, Context context) {
         context.out << manualPage(app, LOAM_VERSION) << std::flush;
         return context.status;
     }
+    if (arguments.size() == 2 && arguments.front() == "--manual-page") { // of a command
+        context.out << manualPage(app, arguments.back(), LOAM_VERSION) << std::flush;
+        return context.status;
+    }
+    if (arguments == std::vector<std::string>{"--commands"}) {
+        context.out << join(commandNames(app), "\n") << std::endl;
+        return context.status;
+    }
     if (arguments == std::vector<std::string>{"--bash-completion"}) {
         context.out << bashCompletion(app) << std::flush;
         return context.status;

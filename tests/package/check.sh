@@ -33,7 +33,7 @@ done
 library=$(find "$root/usr/lib" -name 'libLoamTunnel.so.*.*.*')
 [ -e "$root/usr/share/gdb/auto-load${library#"$root"}-gdb.py" ] || fail "gdb would not find the printers of ${library#"$root"}"
 sh tests/install/hardening.sh optimised "$root/usr/bin/loamtunnel" "$root"/usr/lib/*/libLoamTunnel*.so.*.*.*
-for page in man1/loamtunnel.1 man7/libLoamTunnel.7; do
+for page in man1/loamtunnel.1 man1/loamtunnel-encode.1 man1/loamtunnel-monitor.1 man7/libLoamTunnel.7; do
     gzip -t "$root/usr/share/man/$page.gz" || fail "there is no page $page"
 done
 bash -n "$root/usr/share/bash-completion/completions/loamtunnel"

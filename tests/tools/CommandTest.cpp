@@ -381,11 +381,17 @@ std::set<std::string> wordsThatBegin(std::string const& text, std::string const&
     return words;
 }
 
-TEST(Command, ManualAndCompletionKnowEveryOption) {
-    std::string manual = loamtunnel({"--manual-page"}).out;
-    for (auto at = manual.find("\\-"); at != manual.npos; at = manual.find("\\-", at)) {
-        manual.replace(at, 2, "-");
+/// A manual page, with minuses as they are typed.
+std::string manualPage(std::vector<std::string> const& of) {
+    std::string page = loamtunnel(of).out;
+    for (auto at = page.find("\\-"); at != page.npos; at = page.find("\\-", at)) {
+        page.replace(at, 2, "-");
     }
+    return page;
+}
+
+TEST(Command, ManualAndCompletionKnowEveryOption) {
+    std::string const contents = manualPage({"--manual-page"});
     std::string const script = testing::TempDir() + "loamtunnel-completion-" + std::to_string(getpid());
     std::ofstream(script) << loamtunnel({"--bash-completion"}).out;
     // What bash offers where the last word is to be completed.
@@ -418,7 +424,10 @@ TEST(Command, ManualAndCompletionKnowEveryOption) {
         }
         std::string const text = loamtunnel(arguments).out;
         std::string const options = text.substr(0, text.find("\n\n  loamtunnel"));
-        EXPECT_NE(manual.find("loamtunnel " + command), manual.npos) << command;
+        std::string const page = command.substr(0, command.find(' '));
+        std::string const manual = manualPage({"--manual-page", page});
+        EXPECT_NE(contents.find("loamtunnel-" + page + "\\fR(1)"), contents.npos) << command;
+        EXPECT_NE(manual.find("\\fBloamtunnel " + command), manual.npos) << command;
         std::string const offered = completed("loamtunnel " + command + " --") + ' ';
         for (std::string const& option : wordsThatBegin(options.substr(options.find("Options:")), "--")) {
             EXPECT_TRUE(option == "--help" || manual.find(option) != manual.npos) << command << ' ' << option;
