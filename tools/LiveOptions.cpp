@@ -273,17 +273,23 @@ void addTrace(CLI::App& app, Context& context) {
     });
 }
 
+void addFap(CLI::App& command, U32& fap, std::string const& text) {
+    addNumber(
+        command, "--fap", [&fap](U32 n) { fap = n; }, text, 127);
+}
+
 void addDriver(CLI::App& app, Context& context) {
     auto* const command =
-        app.add_subcommand("driver", "Own the LIF table of a chip, and place what applications ask for");
+        app.add_subcommand("driver", "Own the tables of a chip, and place what applications ask for");
     auto const options = std::make_shared<DriverOptions>();
     addSocket(*command, options->address);
     command->add_option("-c,--chip", options->chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10")
         ->type_name("CHIP")
         ->required();
-    command->add_option("--image", options->image, "The file that stands for the chip's table")
+    command->add_option("--image", options->image, "The file that stands for the chip's tables")
         ->type_name("FILE")
         ->required();
+    addFap(*command, options->fap, "Which of the switch's chips it is, 0 to 127 (default: 0)");
     static std::map<std::string, Sync> const syncs{
         {"full", Sync::full}, {"normal", Sync::normal}, {"off", Sync::off}};
     command
@@ -299,13 +305,14 @@ void addDriver(CLI::App& app, Context& context) {
             },
             ""));
     command->footer(
-        "It takes a LifAppConfig pushed as lifConfig, and offers lifConfig and lifStatus to be read.\n"
+        "It takes a LifAppConfig pushed as lifConfig, an OutAcAppConfig as outAcConfig and an\n"
+        "EvecAppConfig as evecConfig, and offers these with lifStatus, outAcStatus and evecStatus to be read.\n"
         "The places are kept in a database beside the image, FILE.db; the image is made from it.");
     command->callback([&context, options] { driver(context, *options); });
 }
 
 void addApplication(CLI::App& app, Context& context) {
-    auto* const command = app.add_subcommand("application", "Ask a driver for the LIFs of a file");
+    auto* const command = app.add_subcommand("application", "Ask a driver for the entries of files");
     auto const options = std::make_shared<ApplicationOptions>();
     addSocket(*command, options->address);
     command
@@ -325,9 +332,14 @@ void addApplication(CLI::App& app, Context& context) {
             "Who asks, such as vtAppMpls")
         ->type_name("APP")
         ->required();
-    command->add_option("-f,--file", options->file, "Entries, one a line, as encode takes them")
+    command
+        ->add_option("-f,--file", options->files,
+                     "Entries, one a line, as encode takes them; with commas between several files")
         ->type_name("FILE")
+        ->delimiter(',')
+        ->allow_extra_args(false)
         ->required();
+    addFap(*command, options->fap, "For which of the switch's chips, 0 to 127 (default: 0)");
     command->add_option("--kind", options->kinds, "Take the entries of this kind (default: all)")
         ->type_name("KIND")
         ->allow_extra_args(false);
@@ -342,12 +354,16 @@ void addApplication(CLI::App& app, Context& context) {
 
 void addDemo(CLI::App& app, Context& context) {
     auto* const command =
-        app.add_subcommand("demo", "Show LIFs on their way from applications to a chip, between processes");
+        app.add_subcommand("demo", "Show requests on their way from applications to a chip, between processes");
     auto const options = std::make_shared<DemoOptions>();
     command->add_option("-c,--chip", options->chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10 (default: 8)")
         ->type_name("CHIP");
-    command->add_option("-f,--file", options->file, "Entries, one a line (default: the examples)")
-        ->type_name("FILE");
+    command
+        ->add_option("-f,--file", options->files,
+                     "Entries, one a line, with commas between several files (default: the examples)")
+        ->type_name("FILE")
+        ->delimiter(',')
+        ->allow_extra_args(false);
     command->add_option("--folder", options->folder, "Where images and logs stay (default: nowhere)")
         ->type_name("FOLDER");
     command
