@@ -31,7 +31,6 @@ std::string databaseOf(std::string const& image) {
 
 /// How many rows of the image one answer looks at, so that a request takes a bounded time.
 constexpr U32 rowsLookedAt = 16'384;
-constexpr U32 rowsAtOnce = 64;
 /// How much an answer holds, with room for one row more.
 constexpr std::size_t answerBytes = maxCallText - 4'096;
 
@@ -41,6 +40,17 @@ struct Question {
     std::string key;
     std::optional<App> app{};
 };
+
+App appNamed(std::string const& name) {
+    std::vector<std::string> known;
+    for (Kor::Enumerator const& each : Kor::enumerators<App>) {
+        if (each.name == name) {
+            return static_cast<App>(each.number);
+        }
+        known.emplace_back(each.name);
+    }
+    throw Refused("no application " + shown(name) + suggest(name, known));
+}
 
 /// What stands in the brackets behind that word, or nothing.
 std::optional<std::string> bracketed(std::string const& path, std::string const& before) {
@@ -224,7 +234,7 @@ Kor::String8 ChipDriver::explain(std::string const& argument) const {
     if (asked.owner != nullptr) {
         for (char const* const map : {"appConfig", "appStatus"}) {
             if (auto const app = bracketed(argument, map)) {
-                asked.app = Kor::strepToValue<App>(Kor::String8(*app));
+                asked.app = appNamed(*app);
             }
         }
         for (char const* const map : {"reqCount", "lifEntry", "acEntry", "entry", "owner"}) {
@@ -280,16 +290,15 @@ Kor::String8 ChipDriver::rows(std::string const& argument) const {
     U32 next = static_cast<U32>(std::min<U64>(*from, rows));
     U32 const end = next + std::min(rowsLookedAt, rows - next);
     while (next < end && text.tellp() < static_cast<std::streamoff>(answerBytes)) {
-        U32 const step = next + std::min(rowsAtOnce, end - next);
-        U32 const held = owner.nextRow(next).value_or(step);
-        U32 const used = image_.nextUsed(owner.table(), next, step - next).value_or(step);
-        U32 const row = std::min({held, used, step});
-        if (row < step) {
+        U32 const held = owner.nextRow(next).value_or(end);
+        U32 const used = image_.nextUsed(owner.table(), next, std::min(held, end) - next).value_or(end);
+        U32 const row = std::min({held, used, end});
+        if (row < end) {
             json.beginObject();
             owner.describeRow(json, row);
             json.end();
         }
-        next = std::min(row + 1, step);
+        next = std::min(row, end - 1) + 1;
     }
     json.end();
     bool const isOver = next >= rows;

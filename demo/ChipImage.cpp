@@ -74,14 +74,15 @@ RowForm chipTableForm(ChipTable table, ChipType chip) {
 }
 
 ChipImage::ChipImage(std::string path, ChipType chip, Mode mode)
-    : path_(std::move(path)), chip_(chip), size_(sizeof(Header)), file_(openRegular(path_, O_RDONLY)) {
+    : path_(std::move(path)), chip_(chip), size_(sizeof(Header)),
+      file_(openRegular(path_, mode == readWrite ? O_RDWR : O_RDONLY)) {
     Header const mine = headerOf(chip);
     for (std::size_t i = 0; i < chipTables; ++i) {
         Header::Table const& table = mine.tables[i];
         sections_[i] = {table.entries, table.arrays * table.entries, table.words, size_};
         size_ += U64{sections_[i].rows} * table.words * 4;
     }
-    if (!file_ && mode == readOnly) {
+    if (!file_ && mode != create) {
         refuse("there is no such file");
     }
     if (file_) {
@@ -92,7 +93,7 @@ ChipImage::ChipImage(std::string path, ChipType chip, Mode mode)
         if (there.chip != mine.chip || (there.magic == magic && there.tables != mine.tables)) {
             refuse("it is of chip " + std::to_string(there.chip) + ", not " + std::to_string(chip));
         }
-        if (there.magic != magic && mode == readOnly) {
+        if (there.magic != magic && mode != create) {
             refuse("it is of an older driver, with LIFs alone; a driver makes it anew when it starts");
         }
     }
@@ -166,15 +167,15 @@ Words ChipImage::read(ChipTable table, U32 row) const {
 
 std::optional<U32> ChipImage::nextUsed(ChipTable table, U32 from, U32 count) const {
     Section const& section = sections_[table];
-    if (from >= section.rows) {
-        return std::nullopt;
+    U32 const end = from + std::min(count, section.rows - std::min(from, section.rows));
+    for (constexpr U32 atOnce = 64; from < end; from += std::min(atOnce, end - from)) {
+        Words const some = readRows(table, from, std::min(atOnce, end - from));
+        auto const found = std::ranges::find_if(some, [](U32 word) { return word != 0; });
+        if (found != some.end()) {
+            return from + static_cast<U32>(found - some.begin()) / section.words;
+        }
     }
-    Words const all = readRows(table, from, std::min(count, section.rows - from));
-    auto const found = std::ranges::find_if(all, [](U32 word) { return word != 0; });
-    if (found == all.end()) {
-        return std::nullopt;
-    }
-    return from + static_cast<U32>(found - all.begin()) / section.words;
+    return std::nullopt;
 }
 
 U64 ChipImage::usedRows(ChipTable table) const {

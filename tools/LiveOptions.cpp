@@ -204,6 +204,49 @@ void addStats(CLI::App& app, Context& context) {
     });
 }
 
+void addExplain(CLI::App& app, Context& context) {
+    auto* const command =
+        app.add_subcommand("explain", "Say where a request to a driver stands, down to its row");
+    auto const options = std::make_shared<ExplainOptions>();
+    command
+        ->add_option("what", options->what,
+                     "What is asked for, such as 'AradLifAcMp vsi=100', or its path, such as\n"
+                     "'lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]'")
+        ->type_name("KEY")
+        ->required();
+    addLive(*command, options->live);
+    command->add_flag_callback(
+        "--json", [options] { options->output.format = Format::json; }, "Print the answer as JSON");
+    command->footer("The exit status is 4 where the way ends before the row.\n\n"
+                    "  loamtunnel explain 'EvecKey fapMask=0 index=4'");
+    command->callback([&context, options] { explain(context, *options); });
+}
+
+void addAudit(CLI::App& app, Context& context) {
+    auto* const command =
+        app.add_subcommand("audit", "Compare the rows that should be in a chip with those that are");
+    auto const options = std::make_shared<AuditOptions>();
+    command
+        ->add_option("--image", options->image,
+                     "Read what is there from this chip image (default: what the driver reads)")
+        ->type_name("FILE");
+    auto* const every = addNumber(
+        *command, "--every", [options](U32 n) { options->every = std::chrono::seconds(n); },
+        "Look again every so many seconds, also when the driver was away");
+    addNumber(
+        *command, "--rounds", [options](U32 n) { options->rounds = n; },
+        "End after so many looks (default: with SIGINT)")
+        ->needs(every);
+    addLive(*command, options->live);
+    addOutput(*command, options->output, " (default: table); with --every, JSON has an object a line");
+    command->footer(
+        "A difference is told when three looks have found it. The exit status is 3 when there is one.");
+    command->callback([&context, options] {
+        options->output.colour = context.colourOut;
+        audit(context, *options);
+    });
+}
+
 void addTrace(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand(
         "trace", "Show or set the trace levels of a process, and read its trace records or those of a file");
@@ -306,7 +349,8 @@ void addDriver(CLI::App& app, Context& context) {
             ""));
     command->footer(
         "It takes a LifAppConfig pushed as lifConfig, an OutAcAppConfig as outAcConfig and an\n"
-        "EvecAppConfig as evecConfig, and offers these with lifStatus, outAcStatus and evecStatus to be read.\n"
+        "EvecAppConfig as evecConfig, and offers these with lifStatus, outAcStatus and evecStatus to be "
+        "read.\n"
         "The places are kept in a database beside the image, FILE.db; the image is made from it.");
     command->callback([&context, options] { driver(context, *options); });
 }
@@ -353,8 +397,8 @@ void addApplication(CLI::App& app, Context& context) {
 }
 
 void addDemo(CLI::App& app, Context& context) {
-    auto* const command =
-        app.add_subcommand("demo", "Show requests on their way from applications to a chip, between processes");
+    auto* const command = app.add_subcommand(
+        "demo", "Show requests on their way from applications to a chip, between processes");
     auto const options = std::make_shared<DemoOptions>();
     command->add_option("-c,--chip", options->chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10 (default: 8)")
         ->type_name("CHIP");
@@ -420,6 +464,8 @@ void addLiveCommands(CLI::App& app, Context& context) {
     addWait(app, context);
     addMonitor(app, context);
     addSync(app, context);
+    addExplain(app, context);
+    addAudit(app, context);
     addStats(app, context);
     addTrace(app, context);
 }

@@ -2,7 +2,7 @@
 #include "demo/Family.h"
 #include "forms/Entries.h"
 #include "link/Connector.h"
-#include "tests/tools/InFolder.h"
+#include "tests/demo/WithDriver.h"
 #include "tools/Live.h"
 
 #include <algorithm>
@@ -62,19 +62,8 @@ AradLifEntry lif(U32 number) {
     return tool::lifOf(tool::parseEntry("AradLifAcMp vsi=" + std::to_string(number)));
 }
 
-class Driver : public support::InFolder {
+class Driver : public support::WithDriver {
 protected:
-    std::vector<std::string> words(std::string const& image, std::string const& chip = "8",
-                                   std::string const& at = "socket") const {
-        return {"driver", "--socket", file(at), "--chip", chip, "--image", image};
-    }
-    tool::Child serving(std::vector<std::string> const& command) const {
-        fs::remove(file("driver.log"));
-        tool::Child child = start(command, "driver.log");
-        EXPECT_TRUE(eventually([&] { return isServing() || child.status().has_value(); }));
-        return child;
-    }
-    bool isServing() const { return content("driver.log").find("serving at") != std::string::npos; }
     void ask(std::string const& entries) const {
         std::ofstream(file("entries")) << entries;
         EXPECT_EQ(on("application", {"--app", "vtAppMpls", "--file", file("entries")}).err, "");
