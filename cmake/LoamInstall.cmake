@@ -103,7 +103,7 @@ if(TARGET loamtunnel)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bash-completion COMPONENT tools
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME loamtunnel)
   # What `loamtunnel demo` asks for where no file is named.
-  install(FILES examples/lifs.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/loamtunnel COMPONENT tools)
+  install(FILES examples/lifs.txt examples/out-acs.txt examples/evecs.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/loamtunnel COMPONENT tools)
 endif()
 
 # For Debian's own Python, which looks there below /usr alone: part of the packages, and not of an installation elsewhere.

@@ -1,7 +1,9 @@
-/// `loamtunnel driver` and `loamtunnel application`, the two sides of a LIF: who has the chip, and who asks.
+/// `loamtunnel driver` and `loamtunnel application`, the two sides of a request: who has the chip, and who
+/// asks.
 
+#include "demo/ChipDriver.h"
 #include "demo/Demo.h"
-#include "demo/LifDriver.h"
+#include "demo/Family.h"
 #include "forms/Diagnostics.h"
 #include "forms/Entries.h"
 #include "link/Connector.h"
@@ -13,9 +15,11 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <ostream>
 #include <string>
-#include <unordered_map>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace tool {
@@ -26,144 +30,228 @@ using namespace Kor::NboAttrLog;
 
 namespace {
 
-/// Asks for LIFs, one after the other, each when the one before has its place. So the places do not depend on
-/// how often the connection, the driver or the application itself has been lost on the way.
+/// What an application asks for of one family, each request by its number.
+class Asking {
+public:
+    virtual ~Asking() = default;
+    virtual char const* configRoot() const = 0;
+    virtual char const* statusRoot() const = 0;
+    virtual Kor::Ptr<Kor::Entity> config() const = 0;
+    /// Takes the answers of a peer; false if they are of another type.
+    virtual bool statusIs(Session& session, Kor::Ptr<Kor::Entity> const& root) = 0;
+    virtual bool hasStatus() const = 0;
+    virtual bool isPlaced(std::size_t request) const = 0;
+    /// False if all that is wanted of the same is asked for already.
+    virtual bool ask(std::size_t request) = 0;
+    /// True if nothing of the same is asked for any more.
+    virtual bool withdraw(std::size_t request) = 0;
+    virtual void forget(std::size_t request) = 0;
+    /// Whether the configuration has been pushed to that peer; it has from now on.
+    virtual bool isPushedTo(Session& session) = 0;
+    /// "3 LIFs".
+    virtual std::string count() const = 0;
+};
+
+template <class Family>
+class AskingFor final : public Asking {
+public:
+    using Item = typename Family::Item;
+
+    explicit AskingFor(App app) : app_(app), config_(Family::config(app)) {}
+    void add(Item const& item) {
+        items_.push_back(item);
+        ++wanted_[Family::keyOf(item)];
+    }
+    std::size_t size() const { return items_.size(); }
+
+    char const* configRoot() const override { return Family::configRoot; }
+    char const* statusRoot() const override { return Family::statusRoot; }
+    Kor::Ptr<Kor::Entity> config() const override { return config_; }
+    bool hasStatus() const override { return status_ && session_->isOpen(); }
+    bool isPlaced(std::size_t request) const override {
+        return Family::index(*status_, app_, items_[request]).has_value();
+    }
+    bool ask(std::size_t request) override {
+        Item const& item = items_[request];
+        if (Family::count(*config_, Family::keyOf(item)) == wanted_.at(Family::keyOf(item))) {
+            return false;
+        }
+        Family::more(*config_, item);
+        return true;
+    }
+    bool withdraw(std::size_t request) override { return Family::less(*config_, items_[request]); }
+    void forget(std::size_t request) override { Family::forget(*config_, Family::keyOf(items_[request])); }
+    bool isPushedTo(Session& session) override {
+        return std::exchange(pushedTo_, Kor::Ptr<Session>(&session)).ptr() == &session;
+    }
+    std::string count() const override {
+        return std::to_string(Family::asks(*config_)) + ' ' + Family::plural;
+    }
+
+    /// What has a place already, from before this process, is asked for as before: all of it at once, so that
+    /// the driver does not take it for withdrawn.
+    bool statusIs(Session& session, Kor::Ptr<Kor::Entity> const& root) override {
+        auto const status = Kor::ptrCast<typename Family::Status>(root);
+        if (!status) {
+            return false;
+        }
+        session_ = Kor::Ptr<Session>(&session);
+        status_ = status;
+        for (std::size_t i = 0; !pushedTo_ && i < items_.size(); ++i) {
+            if (isPlaced(i)) {
+                Family::ask(*config_, items_[i], wanted_.at(Family::keyOf(items_[i])));
+            }
+        }
+        return true;
+    }
+
+private:
+    App app_;
+    Kor::Ptr<typename Family::Config> config_;
+    Kor::Ptr<typename Family::Status const> status_;
+    Kor::Ptr<Session> session_;
+    Kor::Ptr<Session> pushedTo_;
+    std::vector<Item> items_;
+    std::map<typename Family::Key, U32> wanted_;
+};
+
+/// Asks for the entries of files, one after the other, each when the one before has its place. So the places
+/// do not depend on how often the connection, the driver or the application itself has been lost on the way.
 class Application {
 public:
     Application(Context& context, ApplicationOptions const& options, Kor::Link::Loop& loop)
-        : context_(context), options_(options), loop_(loop), lifs_(lifsOf(context, options)),
-          config_(lifAppConfigFactory(options.app)) {
-        for (AradLifEntry const& lif : lifs_) {
-            ++counts_[lif];
-        }
+        : context_(context), options_(options), loop_(loop),
+          families_(options.app, options.app, options.app) {
+        read();
     }
 
     void setUp(Session& session) {
-        session.want(Kor::Name("lifStatus"), [this, current = &session](RootState state,
-                                                                        Kor::Ptr<Kor::Entity> const& root,
-                                                                        Kor::String8 const& why) {
-            if (state == RootState::synchronized) {
-                auto const statuses = Kor::ptrCast<LifAppStatusDir>(root);
-                if (!statuses) {
-                    context_.report("lifStatus of the peer is no LifAppStatusDir: it is no driver");
-                    loop_.stop();
-                    return;
-                }
-                statusIs(*current, statuses);
-            } else if (state == RootState::refused) {
-                context_.report("no answers to be had: " + std::string(why.view()));
-                loop_.stop();
-            }
-        });
+        for (Asking* const each : used_) {
+            session.want(Kor::Name(each->statusRoot()),
+                         [this, each, current = &session](RootState state, Kor::Ptr<Kor::Entity> const& root,
+                                                          Kor::String8 const& why) {
+                             if (state == RootState::synchronized) {
+                                 statusIs(*each, *current, root);
+                             } else if (state == RootState::refused) {
+                                 stop("no answers to be had: " + std::string(why.view()));
+                             }
+                         });
+        }
     }
     /// One step; true when all is done.
     bool step() {
-        if (!statuses_ || !session_->isOpen()) {
+        if (!std::ranges::all_of(used_, [](Asking const* each) { return each->hasStatus(); })) {
             return false;
         }
-        auto const status = std::as_const(*statuses_).appStatus(options_.app);
-        auto const isPlaced = [&](AradLifEntry const& lif) { return status && !!status->lifEntry(lif); };
         if (phase_ == Phase::asking) {
             for (;;) {
-                if (next_ != 0 && !isPlaced(lifs_[next_ - 1])) {
+                if (next_ != 0 && !requests_[next_ - 1].isPlaced()) {
                     return false;
                 }
-                if (next_ == lifs_.size()) {
+                if (next_ == requests_.size()) {
                     break;
                 }
-                AradLifEntry const& lif = lifs_[next_++];
-                if (config_->reqCount(lif) != counts_[lif]) {
-                    config_->reqCountInc(lif, 1);
+                Request const& request = requests_[next_++];
+                if (request.of->ask(request.number)) {
                     return false;
                 } // else it was there from the start, and no answer will come
             }
-            for (U64 i = 0; i < options_.withdraw && i < lifs_.size(); ++i) {
-                AradLifEntry const& lif = lifs_[lifs_.size() - 1 - i];
-                if (config_->reqCountDec(lif, 1) == 0) {
-                    withdrawn_.push_back(lif);
+            for (U64 i = 0; i < options_.withdraw && i < requests_.size(); ++i) {
+                Request const& request = requests_[requests_.size() - 1 - i];
+                if (request.of->withdraw(request.number)) {
+                    withdrawn_.push_back(request);
                 }
             }
             phase_ = Phase::withdrawing;
         }
-        for (AradLifEntry const& lif : withdrawn_) {
-            if (isPlaced(lif)) {
-                return false;
-            }
+        if (std::ranges::any_of(withdrawn_, &Request::isPlaced)) {
+            return false;
         }
-        for (AradLifEntry const& lif : withdrawn_) {
-            config_->reqCountDel(lif);
+        for (Request const& request : withdrawn_) {
+            request.of->forget(request.number);
         }
         withdrawn_.clear();
         return !session_->demuxer().hasWork();
     }
     std::string progress() const {
-        return std::to_string(next_) + " of " + std::to_string(lifs_.size()) + " requests made, " +
-               std::to_string(config_->reqCountMap().count()) + " LIFs";
+        std::string text =
+            std::to_string(next_) + " of " + std::to_string(requests_.size()) + " requests made";
+        for (Asking const* const each : used_) {
+            text += ", " + each->count();
+        }
+        return text;
     }
     Session& session() { return *session_; }
     bool isConnected() const { return session_ && session_->isEstablished(); }
 
 private:
     enum class Phase { asking, withdrawing };
+    struct Request {
+        Asking* of;
+        std::size_t number;
 
-    static std::vector<AradLifEntry> lifsOf(Context& context, ApplicationOptions const& options) {
-        std::vector<AradLifEntry> lifs;
-        eachLine(context, options.file, [&](std::string const& text, std::string const&) {
-            Entry const entry = parseEntry(text);
-            if (options.kinds.empty() || std::ranges::any_of(options.kinds, [&](std::string const& kind) {
-                    return entry.kind->isCalled(kind);
-                })) {
-                lifs.push_back(lifOf(entry));
-            }
-        });
-        if (context.status != 0 || lifs.empty()) {
-            throw Refused("nothing to ask for in " + shown(options.file));
+        bool isPlaced() const { return of->isPlaced(number); }
+    };
+
+    template <class Item>
+    void add(Item const& item) {
+        auto& asking = std::get<AskingFor<FamilyOf<Item>>>(families_);
+        asking.add(item);
+        requests_.push_back({&asking, asking.size() - 1});
+        if (std::ranges::find(used_, &asking) == used_.end()) {
+            used_.push_back(&asking);
         }
-        return lifs;
     }
-    /// What has a place already, from before this process, is asked for as before: all of it at once, so that
-    /// the driver does not take it for withdrawn.
-    void statusIs(Session& session, Kor::Ptr<LifAppStatusDir> const& statuses) {
-        session_ = Kor::Ptr<Session>(&session);
-        statuses_ = statuses;
-        auto const status = std::as_const(*statuses).appStatus(options_.app);
-        if (!isPushed_ && status) {
-            for (auto const& [lif, count] : counts_) {
-                if (!!status->lifEntry(lif)) {
-                    config_->reqCountIs(lif, count);
+    void read() {
+        U32 slots = 0;
+        for (std::string const& file : options_.files) {
+            eachLine(context_, file, [&](std::string const& text, std::string const&) {
+                Entry const entry = parseEntry(text);
+                if (options_.kinds.empty() ||
+                    std::ranges::any_of(options_.kinds, [&](std::string const& kind) {
+                        return entry.kind->isCalled(kind);
+                    })) {
+                    for (Placed const& request : requestsOf(entry, options_.fap, slots)) {
+                        visitPlaced(request, [this](auto const& item) { add(item); });
+                    }
                 }
-            }
+            });
         }
-        if (pushedTo_ != session_) {
-            session.push(Kor::Name("lifConfig"), config_, Access::writable,
+        if (context_.status != 0 || requests_.empty()) {
+            throw Refused("nothing to ask for in " + join(options_.files, ", "));
+        }
+    }
+    void statusIs(Asking& asking, Session& session, Kor::Ptr<Kor::Entity> const& root) {
+        session_ = Kor::Ptr<Session>(&session);
+        if (!asking.statusIs(session, root)) {
+            stop(std::string(asking.statusRoot()) + " of the peer has another type: it is no driver");
+            return;
+        }
+        if (!asking.isPushedTo(session)) {
+            session.push(Kor::Name(asking.configRoot()), asking.config(), Access::writable,
                          [this](bool accepted, Kor::String8 const& why) {
                              if (!accepted) {
-                                 context_.report("requests are not accepted: " + std::string(why.view()));
-                                 loop_.stop();
+                                 stop("requests are not accepted: " + std::string(why.view()));
                              }
                          });
-            pushedTo_ = session_;
-            isPushed_ = true;
         }
     }
-
-    struct Hash {
-        std::size_t operator()(AradLifEntry const& lif) const { return lif.hash(); }
-    };
+    void stop(std::string const& why) {
+        context_.report(why);
+        loop_.stop();
+    }
 
     Context& context_;
     ApplicationOptions const& options_;
     Kor::Link::Loop& loop_;
-    std::vector<AradLifEntry> lifs_;
-    std::unordered_map<AradLifEntry, U32, Hash> counts_;
-    Kor::Ptr<LifAppConfig> config_;
-    Kor::Ptr<LifAppStatusDir> statuses_;
+    std::tuple<AskingFor<Lifs>, AskingFor<OutAcs>, AskingFor<Evecs>> families_;
+    /// Those of which something is asked for.
+    std::vector<Asking*> used_;
+    std::vector<Request> requests_;
     Kor::Ptr<Session> session_;
-    Kor::Ptr<Session> pushedTo_;
-    bool isPushed_ = false;
     std::size_t next_ = 0;
     Phase phase_ = Phase::asking;
-    std::vector<AradLifEntry> withdrawn_;
+    std::vector<Request> withdrawn_;
 };
 
 } // namespace
@@ -189,14 +277,14 @@ void driver(Context& context, DriverOptions const& options) {
     config.refused = [&](Kor::String8 const& reason) {
         messages.warn("refused: " + Forms::shown(reason.view(), 200));
     };
-    Kor::Ptr<LifDriver> driver;
+    Kor::Ptr<ChipDriver> driver;
     refusing("cannot serve", [&] {
         // No file is touched before the socket is there; who connects waits until it is answered.
         Kor::Link::Listener listener(loop, address, config);
-        driver = Kor::makePtr<LifDriver>(
-            chip, options.image, options.sync,
-            LifDriver::Hooks{[&](std::string const& message) { messages.warn(message); },
-                             [&] { loop.post([&] { driver->commit(); }); }});
+        driver = Kor::makePtr<ChipDriver>(
+            ChipDriver::How{chip, options.fap, options.image, options.sync},
+            ChipDriver::Hooks{[&](std::string const& message) { messages.warn(message); },
+                              [&] { loop.post([&] { driver->commit(); }); }});
         driver->offerTo(*service);
         auto const settling = loop.every(std::chrono::milliseconds(50), [&] {
             driver->settle();
@@ -205,13 +293,13 @@ void driver(Context& context, DriverOptions const& options) {
             service->count("requestsRefused") = driver->refused();
         });
         messages.note("chip " + options.chip + ", " + std::to_string(driver->placed()) +
-                      " LIFs taken up; serving at " + listener.address().text());
+                      " places taken up; serving at " + listener.address().text());
         loop.run();
         driver->commit();
         listener.close("the driver ends");
     });
-    messages.note(std::to_string(driver->placed()) + " LIFs have a place, " +
-                  std::to_string(driver->refused()) + " were refused");
+    messages.note(std::to_string(driver->placed()) + " places are taken, " +
+                  std::to_string(driver->refused()) + " requests were refused");
 }
 
 void application(Context& context, ApplicationOptions const& options) {

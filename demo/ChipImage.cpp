@@ -15,7 +15,6 @@
 namespace tool {
 
 using namespace Hardware;
-using namespace Hardware::LoamTunnel;
 
 namespace {
 
@@ -23,15 +22,32 @@ namespace {
 struct Header {
     std::array<char, 8> magic;
     U32 chip;
-    U32 words;
-    U32 arrays;
-    U32 entries;
+    struct Table {
+        U32 words;
+        U32 arrays;
+        U32 entries;
+        friend bool operator==(Table const&, Table const&) = default;
+    };
+    std::array<Table, chipTables> tables;
 };
 
-constexpr std::array<char, 8> magic{'L', 'i', 'f', 'I', 'm', 'a', 'g', 'e'};
+constexpr std::array<char, 8> magic{'L', 'o', 'a', 'm', 'C', 'h', 'i', 'p'};
+/// Of an image with the LIF table alone, and its number of the chip. It is made anew like any other.
+constexpr std::array<char, 8> olderMagic{'L', 'i', 'f', 'I', 'm', 'a', 'g', 'e'};
+constexpr std::size_t olderHeader = 24;
+
+Header headerOf(ChipType chip) {
+    Header header{magic, chip, {}};
+    for (std::size_t i = 0; i < chipTables; ++i) {
+        RowForm const form = chipTableForm(static_cast<ChipTable>(i), chip);
+        header.tables[i] = {form.table->words, form.geometry().arrayElements, form.geometry().entries};
+    }
+    return header;
+}
 
 bool isImage(File const& file, Header& header) {
-    return file.read(&header, sizeof header, 0) && header.magic == magic;
+    return (file.read(&header, sizeof header, 0) && header.magic == magic) ||
+           (file.read(&header, olderHeader, 0) && header.magic == olderMagic);
 }
 
 /// A driver that was killed may have left an image that it was making.
@@ -43,27 +59,42 @@ void mustNotBeInTheWay(std::string const& path) {
     }
 }
 
-RowForm formOf(ChipType chip) {
+} // namespace
+
+RowForm chipTableForm(ChipTable table, ChipType chip) {
+    switch (table) {
+    case outAcTable:
+        return rowForm("OutAcBank", chip, 1);
+    case evecTable:
+        return rowForm("EvecTable", chip, 0);
+    case lifTable:
+        break;
+    }
     return rowForm("LifTable", chip, 0);
 }
 
-} // namespace
-
 ChipImage::ChipImage(std::string path, ChipType chip, Mode mode)
-    : path_(std::move(path)), chip_(chip), geometry_(formOf(chip).geometry()),
-      words_(formOf(chip).table->words), file_(openRegular(path_, O_RDONLY)) {
-    if (!file_ && mode == readOnly) {
+    : path_(std::move(path)), chip_(chip), size_(sizeof(Header)),
+      file_(openRegular(path_, mode == readWrite ? O_RDWR : O_RDONLY)) {
+    Header const mine = headerOf(chip);
+    for (std::size_t i = 0; i < chipTables; ++i) {
+        Header::Table const& table = mine.tables[i];
+        sections_[i] = {table.entries, table.arrays * table.entries, table.words, size_};
+        size_ += U64{sections_[i].rows} * table.words * 4;
+    }
+    if (!file_ && mode != create) {
         refuse("there is no such file");
     }
     if (file_) {
-        Header const mine{magic, chip, words_, geometry_.arrayElements, geometry_.entries};
         Header there{};
         if (!isImage(file_, there)) {
             refuse("it is none");
         }
-        if (there.chip != mine.chip || there.words != mine.words || there.arrays != mine.arrays ||
-            there.entries != mine.entries) {
+        if (there.chip != mine.chip || (there.magic == magic && there.tables != mine.tables)) {
             refuse("it is of chip " + std::to_string(there.chip) + ", not " + std::to_string(chip));
+        }
+        if (there.magic != magic && mode != create) {
+            refuse("it is of an older driver, with LIFs alone; a driver makes it anew when it starts");
         }
     }
     if (mode == create) {
@@ -83,9 +114,8 @@ void ChipImage::make() {
     ::unlink(fresh.c_str());
     file_ = makeRegular(fresh);
     fresh_ = fresh;
-    Header const mine{magic, chip_, words_, geometry_.arrayElements, geometry_.entries};
-    auto const size =
-        static_cast<off_t>(sizeof mine + U64{geometry_.arrayElements} * geometry_.entries * words_ * 4);
+    Header const mine = headerOf(chip_);
+    auto const size = static_cast<off_t>(size_);
     bool const isWritten = file_.write(&mine, sizeof mine, 0);
     int const error = isWritten ? ::posix_fallocate(file_.fd(), 0, size) : errno;
     if (error == 0) {
@@ -114,36 +144,51 @@ void ChipImage::refuse(std::string const& why) const {
     throw Refused("cannot use the chip image " + shown(path_) + ": " + why);
 }
 
-U64 ChipImage::at(LifPlace const& place) const {
-    return sizeof(Header) + (U64{place.array} * geometry_.entries + place.entry) * words_ * 4;
-}
-
-void ChipImage::write(LifPlace const& place, Words const& words) {
-    if (!file_.write(words.data(), words.size() * 4, at(place))) {
+void ChipImage::write(ChipTable table, U32 row, Words const& words) {
+    Section const& section = sections_[table];
+    if (!file_.write(words.data(), U64{section.words} * 4, section.at + U64{row} * section.words * 4)) {
         throw Refused(systemFailure("cannot write", path_));
     }
 }
 
-Words ChipImage::read(LifPlace const& place) const {
-    Words words(words_);
-    if (!file_.read(words.data(), words.size() * 4, at(place))) {
-        throw Refused("cannot read row " + std::to_string(place.entry) + " of " + shown(path_));
+Words ChipImage::readRows(ChipTable table, U32 from, U32 count) const {
+    Section const& section = sections_[table];
+    Words words(U64{count} * section.words);
+    if (!file_.read(words.data(), words.size() * 4, section.at + U64{from} * section.words * 4)) {
+        throw Refused("cannot read row " + std::to_string(from) + " of " +
+                      std::string(chipTableForm(table, chip_).table->name) + " in " + shown(path_));
     }
     return words;
 }
 
-U64 ChipImage::usedRows() const {
-    U64 used = 0;
-    for (U32 array = 0; array < geometry_.arrayElements; ++array) {
-        Words all(U64{geometry_.entries} * words_);
-        if (!file_.read(all.data(), all.size() * 4, at({0, 0, array, 0, 0, 0, 0}))) {
-            throw Refused("cannot read the rows of " + shown(path_));
-        }
-        for (auto row = all.begin(); row != all.end(); row += words_) {
-            used += std::any_of(row, row + words_, [](U32 word) { return word != 0; });
+Words ChipImage::read(ChipTable table, U32 row) const {
+    return readRows(table, row, 1);
+}
+
+std::optional<U32> ChipImage::nextUsed(ChipTable table, U32 from, U32 count) const {
+    Section const& section = sections_[table];
+    U32 const end = from + std::min(count, section.rows - std::min(from, section.rows));
+    for (constexpr U32 atOnce = 64; from < end; from += std::min(atOnce, end - from)) {
+        Words const some = readRows(table, from, std::min(atOnce, end - from));
+        auto const found = std::ranges::find_if(some, [](U32 word) { return word != 0; });
+        if (found != some.end()) {
+            return from + static_cast<U32>(found - some.begin()) / section.words;
         }
     }
+    return std::nullopt;
+}
+
+U64 ChipImage::usedRows(ChipTable table) const {
+    U64 used = 0;
+    Words const all = readRows(table, 0, sections_[table].rows);
+    for (auto row = all.begin(); row != all.end(); row += sections_[table].words) {
+        used += std::any_of(row, row + sections_[table].words, [](U32 word) { return word != 0; });
+    }
     return used;
+}
+
+U64 ChipImage::usedRows() const {
+    return usedRows(lifTable) + usedRows(outAcTable) + usedRows(evecTable);
 }
 
 } // namespace tool

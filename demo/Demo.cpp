@@ -1,12 +1,13 @@
-/// `loamtunnel demo`: the way of LIFs from applications over a driver into the image of a chip, between real
-/// processes, some of which are killed on the way if asked for.
+/// `loamtunnel demo`: the way of requests from applications over a driver into the image of a chip, between
+/// real processes, some of which are killed on the way if asked for.
 
 #include "demo/Demo.h"
 
 #include "demo/Child.h"
 #include "demo/ChipImage.h"
-#include "demo/LifDriver.h"
+#include "demo/Family.h"
 #include "forms/Entries.h"
+#include "forms/Values.h"
 #include "model/LoamTunnelModel.h"
 #include "tools/Live.h"
 
@@ -19,6 +20,7 @@
 #include <map>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <thread>
 
 namespace tool {
@@ -42,6 +44,8 @@ std::vector<Member> const& members() {
         {Loam::vtAppSubinterface, {"AradLifAcP2pToAc"}},
         {Loam::vtAppPseudowire, {"AradLifAcP2pToPwe", "AradLifPweToP2p"}},
         {Loam::vtAppMpls, {"AradLifLabelProtocolOrLsp"}},
+        {Loam::vtAppVlanTranslation, {"OutAcValue"}},
+        {Loam::vtAppDot1qTunnel, {"EvecValue"}},
     };
     return all;
 }
@@ -54,13 +58,18 @@ std::string nameOf(Loam::VtAppId app) {
 }
 
 /// Where entries to ask for stand, in the source that is being worked on or beside the installed program.
-std::string examples() {
+std::vector<std::string> examples() {
     std::error_code error;
     fs::path const program = fs::read_symlink("/proc/self/exe", error);
-    for (fs::path const& each :
-         {fs::path("examples/lifs.txt"), program.parent_path() / "../share/loamtunnel/lifs.txt"}) {
-        if (fs::exists(each, error)) {
-            return each.lexically_normal();
+    for (fs::path const& folder : {fs::path("examples"), program.parent_path() / "../share/loamtunnel"}) {
+        std::vector<std::string> files;
+        for (char const* const name : {"lifs.txt", "out-acs.txt", "evecs.txt"}) {
+            if (fs::exists(folder / name, error)) {
+                files.push_back((folder / name).lexically_normal());
+            }
+        }
+        if (!files.empty()) {
+            return files;
         }
     }
     throw WrongUsage("there are no examples here: give --file FILE, with entries as encode takes them");
@@ -145,6 +154,18 @@ public:
         for (char const* const end : {"", ".db", ".db-wal", ".db-journal"}) {
             fs::remove(image() + end);
         }
+        std::set<App> asking;
+        for (Asked const& each : askedFor()) {
+            asking.insert(each.app);
+        }
+        for (Member const& each : members()) {
+            if (asking.contains(each.app)) {
+                running_.push_back(each);
+            }
+        }
+        if (running_.empty()) {
+            throw Refused("nothing to ask for in " + join(options_.files, ", "));
+        }
     }
 
     /// The driver removes its socket and its lock, whatever has happened to the rest.
@@ -163,9 +184,9 @@ public:
     void all(std::vector<std::string> const& victims) {
         U64 const halfWay = total() / 2;
         driver_.emplace(startDriver());
-        for (Member const& member : members()) {
+        for (Member const& member : running_) {
             // One that is to be killed half-way must still be there then, also on a machine that is busy.
-            bool const isVictim = !victims.empty() && &member == &members().front();
+            bool const isVictim = !victims.empty() && &member == &running_.front();
             applications_.push_back(start(member, isVictim ? "12" : "3"));
         }
         say("a driver and " + std::to_string(applications_.size()) + " applications run");
@@ -183,62 +204,48 @@ public:
                     throw Refused("the " + victim + " had ended before it could be killed");
                 }
                 say("the " + victim + " is killed with " + std::to_string(placed()) +
-                    " LIFs in place, and starts again");
-                child = victim == "driver" ? startDriver() : start(members().front(), "3");
+                    " rows in place, and starts again");
+                child = victim == "driver" ? startDriver() : start(running_.front(), "3");
             }
         }
         for (std::size_t i = 0; i < applications_.size(); ++i) {
             wait([&] { return applications_[i].status().has_value(); });
-            mustBeWell(applications_[i], nameOf(members()[i].app));
-            say(nameOf(members()[i].app) + " is done");
+            mustBeWell(applications_[i], nameOf(running_[i].app));
+            say(nameOf(running_[i].app) + " is done");
         }
     }
 
     /// Prints what is in the chip, and compares it with what was asked for.
     void table() {
         Live live({socket()}, "demo");
-        auto const status = Kor::ptrCast<LifAppStatusDir>(entityAt(live, "lifStatus"));
-        auto const config = Kor::ptrCast<LifAppConfigDir>(entityAt(live, "lifConfig"));
         ChipType const chip = chipNumber(options_.chip);
         ChipImage const image(this->image(), chip, ChipImage::readOnly);
-        LifPlaces const places(chip);
-        Listing listing({"application", "entry", "count", "index", "bank", "offset", "address", "row"});
-        std::map<Loam::VtAppId, std::vector<std::string>> const asked = askedFor();
+        Listing listing({"application", "entry", "count", "index", "array", "row", "address", "words"});
+        fields_ = 0;
         U64 rows = 0;
-        U64 fields = 0;
-        for (auto const& [app, texts] : asked) {
-            auto const answers = std::as_const(*status).appStatus(app);
-            auto const requests = std::as_const(*config).appConfig(app);
-            if (!answers || !requests) {
-                throw Refused("the driver has nothing of " + nameOf(app));
+        for (Asked const& asked : askedFor()) {
+            std::vector<RowAt> places;
+            for (Placed const& request : asked.requests) {
+                visitPlaced(request, [&](auto const& item) {
+                    places.push_back(show(live, image, listing, asked, item));
+                });
             }
-            for (std::string const& text : texts) {
-                Entry const entry = parseEntry(text);
-                AradLifEntry const lif = lifOf(entry);
-                AradLifIndex const index = answers->lifEntry(lif);
-                if (!index) {
-                    throw Refused(nameOf(app) + " has no place for " + text);
-                }
-                LifPlace const place = places.at(index);
-                Words const words = image.read(place);
-                fields += check(text, rowForm("LifTable", chip, lif.variant()), words);
-                ++rows;
-                listing.add(
-                    {nameOf(app), text, requests->reqCount(lif), index.index(), place.bank, place.offset,
-                     hex(addressOf(rowForm("LifTable", chip, lif.variant()), place.entry, place.array, 0)
-                             .address,
-                         8),
-                     wordsText(words)});
-            }
-            if (answers->lifEntryMap().count() != texts.size()) {
-                throw Refused(nameOf(app) + " has more places than it asks for");
+            if (places.size() == 2 && places[0].row == places[1].row && places[0].half == 0) {
+                mustBeAs(asked.text, chip, image, places[0]);
             }
         }
-        if (image.usedRows() > rows) {
-            throw Refused("the image has rows that nobody asks for");
+        for (std::size_t i = 0; i < chipTables; ++i) {
+            auto const table = static_cast<ChipTable>(i);
+            if (image.usedRows(table) > halves_[i].size()) { // a command that does nothing may be all zero
+                throw Refused("the image has rows that nobody asks for");
+            }
+            rows += halves_[i].size();
         }
+        mustBeComposed<Lifs>(image);
+        mustBeComposed<OutAcs>(image);
+        mustBeComposed<Evecs>(image);
         listing.print(context_.out, options_.output);
-        say(std::to_string(rows) + " rows read back from the image: " + std::to_string(fields) +
+        say(std::to_string(rows) + " rows read back from the image: " + std::to_string(fields_) +
             " fields are what was asked for, and no other row is written");
     }
 
@@ -259,10 +266,12 @@ private:
             log("driver"));
     }
     Child start(Member const& member, std::string const& pace) const {
-        std::vector<std::string> words{
-            "/proc/self/exe",   "application", "--socket",    socket(),     "--app",
-            nameOf(member.app), "--file",      options_.file, "--withdraw", std::to_string(withdrawn),
-            "--pace",           pace};
+        std::vector<std::string> words{"/proc/self/exe", "application",
+                                       "--socket",       socket(),
+                                       "--app",          nameOf(member.app),
+                                       "--file",         join(options_.files, ","),
+                                       "--withdraw",     std::to_string(withdrawn),
+                                       "--pace",         pace};
         for (std::string const& kind : member.kinds) {
             words.insert(words.end(), {"--kind", kind});
         }
@@ -270,19 +279,14 @@ private:
     }
     void say(std::string const& text) { context_.note(text); }
 
-    /// How many LIFs have a row.
+    /// How many rows are written.
     U64 placed() const {
         return fs::exists(image())
                    ? ChipImage(image(), chipNumber(options_.chip), ChipImage::readOnly).usedRows()
                    : 0;
     }
-    U64 total() const {
-        U64 all = 0;
-        for (auto const& [app, texts] : askedFor()) {
-            all += texts.size();
-        }
-        return all;
-    }
+    /// How many rows there are in the end, about.
+    U64 total() const { return askedFor().size(); }
     void wait(std::function<bool()> const& condition) {
         auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (!condition()) {
@@ -309,30 +313,99 @@ private:
         return live.session().root(Kor::Name(Kor::String8(root)));
     }
 
-    /// The entries of each application that stay, each once, in the order of the file.
-    std::map<Loam::VtAppId, std::vector<std::string>> askedFor() const {
-        std::map<Loam::VtAppId, std::vector<std::string>> all;
-        std::map<Loam::VtAppId, std::vector<std::string>> lines;
-        eachLine(context_, options_.file, [&](std::string const& text, std::string const&) {
-            Entry const entry = parseEntry(text);
-            for (Member const& member : members()) {
-                if (std::ranges::find(member.kinds, entry.kind->name) != member.kinds.end()) {
-                    lines[member.app].push_back(join(split(text)));
+    /// What an entry asks for and keeps.
+    struct Asked {
+        App app;
+        std::string text;
+        std::vector<Placed> requests;
+    };
+
+    /// In the order of the files; of what is asked for more than once, the first.
+    std::vector<Asked> askedFor() const {
+        std::map<App, std::vector<Asked>> all;
+        std::map<App, U32> slots;
+        for (std::string const& file : options_.files) {
+            eachLine(context_, file, [&](std::string const& text, std::string const&) {
+                Entry const entry = parseEntry(text);
+                for (Member const& member : members()) {
+                    if (std::ranges::find(member.kinds, entry.kind->name) != member.kinds.end()) {
+                        all[member.app].push_back(
+                            {member.app, join(split(text)), requestsOf(entry, 0, slots[member.app])});
+                    }
+                }
+            });
+        }
+        std::vector<Asked> kept;
+        for (auto& [app, entries] : all) {
+            for (U64 i = 0; i < withdrawn && !entries.empty(); ++i) {
+                entries.back().requests.pop_back();
+                if (entries.back().requests.empty()) {
+                    entries.pop_back();
                 }
             }
-        });
-        for (auto& [app, texts] : lines) {
-            texts.resize(texts.size() - std::min<std::size_t>(withdrawn, texts.size()));
-            std::vector<AradLifEntry> seen;
-            for (std::string const& text : texts) {
-                AradLifEntry const lif = lifOf(parseEntry(text));
-                if (std::ranges::find(seen, lif) == seen.end()) {
-                    seen.push_back(lif);
-                    all[app].push_back(text);
+            std::set<std::string> seen;
+            for (Asked& each : entries) {
+                std::erase_if(each.requests, [&](Placed const& request) {
+                    return !seen.insert(placedText(request)).second;
+                });
+                if (!each.requests.empty()) {
+                    kept.push_back(std::move(each));
                 }
             }
         }
-        return all;
+        return kept;
+    }
+
+    /// A line of the listing; where it is.
+    template <class Item>
+    RowAt show(Live& live, ChipImage const& image, Listing& listing, Asked const& asked, Item const& item) {
+        using Family = FamilyOf<Item>;
+        Family const family(chipNumber(options_.chip), 0);
+        auto const status = Kor::ptrCast<typename Family::Status>(entityAt(live, Family::statusRoot));
+        auto const config =
+            std::as_const(*Kor::ptrCast<typename Family::ConfigDir>(entityAt(live, Family::configRoot)))
+                .appConfig(asked.app);
+        std::optional<U32> const index = Family::index(std::as_const(*status), asked.app, item);
+        if (!config || !index) {
+            throw Refused(nameOf(asked.app) + " has no place for " + asked.text);
+        }
+        RowAt const at = family.at(*index);
+        Words const words = image.read(Family::table, at.row);
+        RowForm const form = family.form(item);
+        if constexpr (std::is_same_v<Family, Lifs>) {
+            fields_ += check(asked.text, form, words);
+        }
+        halves_.at(Family::table)[at.row].at(at.half) = item;
+        U32 const entries = image.entries(Family::table);
+        listing.add({nameOf(asked.app), shortText(*Kor::boxOf(item)),
+                     Family::count(*config, Family::keyOf(item)), *index, at.row / entries, at.row % entries,
+                     hex(addressOf(form, at.row % entries, at.row / entries, 0).address, 8),
+                     wordsText(words)});
+        return at;
+    }
+
+    /// The row of a pair that lies together is that of the pair.
+    void mustBeAs(std::string const& text, ChipType chip, ChipImage const& image, RowAt const& at) {
+        EncodedRow const pair = encodeEntry(parseEntry(text), chip);
+        auto const table = pair.form.table->name == "EvecTable" ? evecTable : outAcTable;
+        if (image.read(table, at.row) != pair.words) {
+            throw Refused("a row is not what its entry becomes: " + text);
+        }
+        fields_ += decodeRow(pair.form, pair.words).fields.size();
+    }
+
+    /// Each row is what those make that lie in it.
+    template <class Family>
+    void mustBeComposed(ChipImage const& image) const {
+        Family const family(chipNumber(options_.chip), 0);
+        for (auto const& [row, halves] : halves_.at(Family::table)) {
+            using Item = typename Family::Item;
+            if (image.read(Family::table, row) !=
+                family.row({std::get_if<Item>(&halves[0]), std::get_if<Item>(&halves[1])})) {
+                throw Refused("row " + std::to_string(row) + " of " + Family::name +
+                              " is not what was asked for");
+            }
+        }
     }
 
     /// Takes the row apart and compares each field that the entry has given with what it was given; how many
@@ -372,6 +445,11 @@ private:
     Context& context_;
     DemoOptions const& options_;
     fs::path folder_;
+    /// What has been found in each row.
+    std::array<std::map<U32, std::array<Placed, 2>>, chipTables> halves_;
+    U64 fields_ = 0;
+    /// The applications that have something to ask for.
+    std::vector<Member> running_;
     std::optional<Child> driver_;
     std::vector<Child> applications_;
 };
@@ -379,8 +457,8 @@ private:
 } // namespace
 
 void demo(Context& context, DemoOptions options) {
-    if (options.file.empty()) {
-        options.file = examples();
+    if (options.files.empty()) {
+        options.files = examples();
     }
     Signals const signals;
     Folder const folder(options.folder);

@@ -1,8 +1,8 @@
 #pragma once
 
-/// The commands that show LIFs on their way from applications to a chip: `loamtunnel driver`, `application`
-/// and `demo`, which runs the first two as processes. Each runs until it is done or a signal ends it; what
-/// they throw and print is as in tools/Commands.h.
+/// The commands that show LIFs, out-ACs and VLAN edits on their way from applications to a chip: `loamtunnel
+/// driver`, `application` and `demo`, which runs the first two as processes. Each runs until it is done or a
+/// signal ends it; what they throw and print is as in tools/Commands.h.
 
 #include "demo/PlaceStore.h"
 #include "platform/Hardware/Loam/VtAppId.h"
@@ -17,17 +17,21 @@ namespace tool {
 struct DriverOptions {
     std::string address;
     std::string chip;
+    /// Which of the switch's chips it is, 0 to 127.
+    U32 fap = 0;
     std::string image;
     Sync sync = Sync::full;
 };
-/// Owns the LIF table of a chip, and places what applications ask for (demo/LifDriver.h).
+/// Owns the tables of a chip, and places what applications ask for (demo/ChipDriver.h).
 void driver(Context& context, DriverOptions const& options);
 
 struct ApplicationOptions {
     std::string address;
     Hardware::Loam::VtAppId app{};
-    std::string file;
-    /// Kinds of entries to take from the file; all when empty.
+    /// For which of the switch's chips.
+    U32 fap = 0;
+    std::vector<std::string> files;
+    /// Kinds of entries to take from the files; all when empty.
     std::vector<std::string> kinds;
     /// How many of the requests are taken back at the end.
     U64 withdraw = 0;
@@ -35,13 +39,13 @@ struct ApplicationOptions {
     std::chrono::milliseconds pace{0};
     std::chrono::milliseconds timeout{60'000};
 };
-/// Asks a driver for the LIFs of a file.
+/// Asks a driver for what the entries of files say: a LIF each, or two out-ACs or VLAN edits.
 void application(Context& context, ApplicationOptions const& options);
 
 struct DemoOptions {
     std::string chip = "8";
     /// Where empty, the examples of the source or of the installed program.
-    std::string file{};
+    std::vector<std::string> files{};
     std::string folder;
     std::vector<std::string> kill;
     Output output;

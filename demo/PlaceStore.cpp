@@ -13,6 +13,7 @@
 #include <sqlite3.h>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace tool {
 
@@ -23,11 +24,36 @@ namespace {
 
 /// Says that a database is ours: it stands in the header of the file, where `file` and sqlite3 show it.
 constexpr U32 applicationId = 0x4c4c6966;
-constexpr U32 version = 1;
+constexpr U32 version = 2;
 
-constexpr char const* creation = "CREATE TABLE chip(number INTEGER NOT NULL);"
-                                 "CREATE TABLE place(slot INTEGER PRIMARY KEY, app INTEGER NOT NULL,"
-                                 " lif TEXT NOT NULL)";
+std::string places(std::string const& before, std::string const& after) {
+    return before +
+           "CREATE TABLE place(family TEXT NOT NULL, slot INTEGER NOT NULL, app INTEGER NOT NULL,"
+           " entry TEXT NOT NULL, PRIMARY KEY(family, slot)) WITHOUT ROWID;" +
+           after;
+}
+
+/// By the alternatives of Placed.
+constexpr std::array<std::string_view, std::variant_size_v<Placed>> families{"", "lif", "outAc", "evec"};
+
+template <class Value>
+Placed placedOf(Kor::String8 const& text) {
+    return Kor::strepToValue<Value>(text);
+}
+
+Placed placedOf(std::string const& family, std::string const& text) {
+    Kor::String8 const value(text);
+    if (family == families[1]) {
+        return placedOf<AradLifEntry>(value);
+    }
+    if (family == families[2]) {
+        return placedOf<OutAcKey>(value);
+    }
+    if (family == families[3]) {
+        return placedOf<EvecEntry>(value);
+    }
+    throw Refused("there is no family " + shown(family));
+}
 
 U32 bigEndian(unsigned char const* at) {
     return U32{at[0]} << 24 | U32{at[1]} << 16 | U32{at[2]} << 8 | U32{at[3]};
@@ -46,6 +72,18 @@ std::string resolved(std::string const& path) {
 }
 
 } // namespace
+
+std::string placedText(Placed const& placed) {
+    return std::visit(
+        [](auto const& value) {
+            if constexpr (std::is_same_v<decltype(value), std::monostate const&>) {
+                return std::string();
+            } else {
+                return std::string(Kor::valueToStrep(value).view());
+            }
+        },
+        placed);
+}
 
 /// A prepared statement, with its values.
 class PlaceStore::Statement {
@@ -120,7 +158,8 @@ PlaceStore::PlaceStore(std::string path, ChipType chip, Sync sync)
     if (number("PRAGMA application_id") != applicationId) {
         throw Refused(shown(path_) + " is no database of places");
     }
-    if (U64 const there = number("PRAGMA user_version"); there != version) {
+    U64 const there = number("PRAGMA user_version");
+    if (there != version && there != 1) {
         throw Refused(shown(path_) + " has version " + std::to_string(there) +
                       " of the tables; this program knows version " + std::to_string(version));
     }
@@ -129,6 +168,13 @@ PlaceStore::PlaceStore(std::string path, ChipType chip, Sync sync)
                       std::to_string(chip));
     }
     run("PRAGMA journal_mode=WAL");
+    if (there != version) {
+        run(places("BEGIN EXCLUSIVE; ALTER TABLE place RENAME TO older;",
+                   "INSERT INTO place SELECT 'lif', slot, app, lif FROM older; DROP TABLE older;"
+                   "PRAGMA user_version=" +
+                       std::to_string(version) + "; COMMIT")
+                .c_str());
+    }
     // Until here the file was to be left as it is; now what is in the log may go into it when it is closed.
     sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
 }
@@ -172,19 +218,22 @@ void PlaceStore::open(Sync sync) {
 }
 
 void PlaceStore::make(ChipType chip) {
-    std::string const all = "BEGIN EXCLUSIVE; PRAGMA application_id=" + std::to_string(applicationId) +
-                            "; PRAGMA user_version=" + std::to_string(version) + ';' + creation +
-                            "; INSERT INTO chip VALUES(" + std::to_string(chip) + "); COMMIT";
+    std::string const all = places("BEGIN EXCLUSIVE; PRAGMA application_id=" + std::to_string(applicationId) +
+                                       "; PRAGMA user_version=" + std::to_string(version) +
+                                       "; CREATE TABLE chip(number INTEGER NOT NULL);",
+                                   "INSERT INTO chip VALUES(" + std::to_string(chip) + "); COMMIT");
     run(all.c_str());
 }
 
 std::vector<PlaceStep> PlaceStore::all() const {
     std::vector<PlaceStep> places;
-    Statement select(*this, "SELECT slot, app, lif FROM place ORDER BY slot");
+    Statement select(*this, "SELECT slot, app, entry, family FROM place ORDER BY family, slot");
     for (U64 row = 1; select.step(); ++row) {
         try {
-            places.push_back({true, static_cast<Loam::VtAppId>(select.number(1)), select.number(0),
-                              Kor::strepToValue<AradLifEntry>(Kor::String8(select.text(2)))});
+            places.push_back({static_cast<Loam::VtAppId>(select.number(1)),
+                              select.number(0),
+                              {},
+                              placedOf(select.text(3), select.text(2))});
         } catch (std::exception const& exception) { // also of a text that is no entry
             throw Refused(shown(path_) + ", row " + std::to_string(row) +
                           " of place: " + Forms::shown(exception.what(), 200));
@@ -196,14 +245,16 @@ std::vector<PlaceStep> PlaceStore::all() const {
 void PlaceStore::write(std::span<PlaceStep const> steps) {
     run("BEGIN IMMEDIATE");
     try {
-        Statement insert(*this, "INSERT INTO place(slot, app, lif) VALUES(?1, ?2, ?3)");
-        Statement erase(*this, "DELETE FROM place WHERE slot = ?1 AND app = ?2");
+        Statement insert(*this, "INSERT INTO place(family, slot, app, entry) VALUES(?1, ?2, ?3, ?4)");
+        Statement update(*this, "UPDATE place SET entry = ?4 WHERE family = ?1 AND slot = ?2 AND app = ?3");
+        Statement erase(*this, "DELETE FROM place WHERE family = ?1 AND slot = ?2 AND app = ?3");
         for (PlaceStep const& each : steps) {
-            Statement& step = each.isPlaced ? insert : erase;
-            step.bind(1, each.index);
-            step.bind(2, U32{each.app});
-            if (each.isPlaced) {
-                step.bind(3, Kor::valueToStrep(each.lif).view());
+            Statement& step = !isPlaced(each.after) ? erase : (isPlaced(each.before) ? update : insert);
+            step.bind(1, families.at(each.family()));
+            step.bind(2, each.index);
+            step.bind(3, U32{each.app});
+            if (isPlaced(each.after)) {
+                step.bind(4, placedText(each.after));
             }
             step.step();
             step.reset();

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The places of a chip's LIFs as they survive their driver: a database of SQLite in one file.
+/// The places of what a chip holds as they survive their driver: a database of SQLite in one file.
 ///
 ///     tool::PlaceStore store("chip.img.db", Hardware::jerichoChip8, tool::Sync::full);
 ///     for (tool::PlaceStep const& each : store.all()) { ... }
@@ -8,7 +8,8 @@
 ///
 /// The database belongs to one process as long as it is open. It takes part in nothing but its own directory:
 /// a copy of the closed file is a database like the first. Its table `place` can be read with the program
-/// sqlite3: the index, the number of the application, and the entry's text.
+/// sqlite3: the family (lif, outAc or evec), the index, the number of the application, and the entry's text.
+/// A database of version 1, which has LIFs alone, becomes one of this version when it is opened.
 ///
 /// Everything throws Refused: for a file that is none of ours, of another chip or damaged, which is left as
 /// it is; for one that another process has; and when the system cannot read or write. One thread.
@@ -16,10 +17,13 @@
 #include "platform/Hardware/Loam/VtAppId.h"
 #include "tools/Files.h"
 #include "values/AradLifEntry.h"
+#include "values/EvecEntry.h"
+#include "values/OutAcEntry.h"
 
 #include <memory>
 #include <span>
 #include <string>
+#include <variant>
 #include <vector>
 
 struct sqlite3;
@@ -32,12 +36,25 @@ namespace tool {
 /// file.
 enum class Sync { full, normal, off };
 
-/// A LIF gets a place, or leaves it.
+/// What can have a place, or nothing.
+using Placed = std::variant<std::monostate, Hardware::LoamTunnel::AradLifEntry,
+                            Hardware::LoamTunnel::OutAcKey, Hardware::LoamTunnel::EvecEntry>;
+inline bool isPlaced(Placed const& placed) {
+    return placed.index() != 0;
+}
+
+/// Its text, empty for nothing.
+std::string placedText(Placed const& placed);
+
+/// What is in one place changes.
 struct PlaceStep {
-    bool isPlaced = true;
     Hardware::Loam::VtAppId app{};
     Kor::U32 index = 0;
-    Hardware::LoamTunnel::AradLifEntry lif{};
+    Placed before{};
+    Placed after{};
+
+    /// Which of the alternatives of Placed it is about.
+    std::size_t family() const { return after.index() != 0 ? after.index() : before.index(); }
 };
 
 class PlaceStore {
@@ -48,8 +65,8 @@ public:
     PlaceStore(PlaceStore const&) = delete;
     PlaceStore& operator=(PlaceStore const&) = delete;
 
-    /// The places, by index. Each index is there once; whether the chip has it, and whether an entry has a
-    /// place twice, is not looked at.
+    /// The places, by family and index. Each index is there once; whether the chip has it, and whether an
+    /// entry has a place twice, is not looked at.
     std::vector<PlaceStep> all() const;
     /// Takes the steps in their order, as one transaction: when this returns they are kept, and when it
     /// throws none of them is.

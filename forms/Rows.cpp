@@ -32,6 +32,23 @@ int byteCount(Words const& words) {
     return static_cast<int>(words.size() * sizeof(U32));
 }
 
+/// The set bits that no field owns, as runs.
+std::vector<BitRange> unownedBits(RowForm const& form, Words const& words) {
+    std::vector<BitRange> runs;
+    std::span<U32 const> const mask = form.table->mask(form.chip, form.variant);
+    for (U32 bit = 0; bit < form.table->words * 32u; ++bit) {
+        if (((words[bit / 32] & ~mask[bit / 32]) >> (bit % 32) & 1) == 0) {
+            continue;
+        }
+        if (!runs.empty() && runs.back().hi + 1 == bit) {
+            runs.back().hi = bit;
+        } else {
+            runs.push_back({bit, bit});
+        }
+    }
+    return runs;
+}
+
 } // namespace
 
 std::vector<ChipType> supportedChips() {
@@ -147,17 +164,7 @@ DecodedRow decodeRow(RowForm const& form, Words const& words) {
                            static_cast<int>(value.bytes.size()), place.at.width, place.at.offset);
         row.fields.push_back(value);
     }
-    std::span<U32 const> const mask = form.table->mask(form.chip, form.variant);
-    for (U32 bit = 0; bit < form.table->words * 32u; ++bit) {
-        if (((words[bit / 32] & ~mask[bit / 32]) >> (bit % 32) & 1) == 0) {
-            continue;
-        }
-        if (!row.unowned.empty() && row.unowned.back().hi + 1 == bit) {
-            row.unowned.back().hi = bit;
-        } else {
-            row.unowned.push_back({bit, bit});
-        }
-    }
+    row.unowned = unownedBits(form, words);
     return row;
 }
 
@@ -168,6 +175,23 @@ Words composeRow(RowForm const& form, DecodedRow const& row) {
                            static_cast<int>(value.bytes.size()), value.place.at.width, value.place.at.offset);
     }
     return words;
+}
+
+RowDifference compareRows(RowForm const& form, Words const& expected, Words const& actual) {
+    RowDifference difference;
+    DecodedRow const left = decodeRow(form, expected);
+    DecodedRow const right = decodeRow(form, actual);
+    for (std::size_t i = 0; i < left.fields.size(); ++i) {
+        if (left.fields[i].bytes != right.fields[i].bytes) {
+            difference.fields.push_back({left.fields[i], right.fields[i]});
+        }
+    }
+    Words changed(form.table->words);
+    for (std::size_t i = 0; i < changed.size(); ++i) {
+        changed[i] = expected[i] ^ actual[i];
+    }
+    difference.holes = unownedBits(form, changed);
+    return difference;
 }
 
 std::string placeText(FieldPlace const& place) {

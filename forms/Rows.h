@@ -81,6 +81,25 @@ KOR_EXPORT DecodedRow decodeRow(RowForm const& form, Words const& words);
 /// Puts a row together from its fields, all other bits 0.
 KOR_EXPORT Words composeRow(RowForm const& form, DecodedRow const& row);
 
+/// One field that two rows hold differently.
+struct KOR_EXPORT FieldDifference {
+    FieldValue expected;
+    FieldValue actual;
+};
+
+struct KOR_EXPORT RowDifference {
+    /// In row order.
+    std::vector<FieldDifference> fields;
+    /// The bits that differ and that no field owns, from the lowest.
+    std::vector<BitRange> holes;
+
+    bool isNone() const { return fields.empty() && holes.empty(); }
+};
+
+/// Compares two rows of `form.table->words` words. Every bit that differs is told: by each field that
+/// has it, or as a hole.
+KOR_EXPORT RowDifference compareRows(RowForm const& form, Words const& expected, Words const& actual);
+
 /// "name[hi:lo]".
 KOR_EXPORT std::string placeText(Hardware::FieldPlace const& place);
 

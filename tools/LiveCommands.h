@@ -84,6 +84,27 @@ struct LogRecordOptions {
 void logRecord(Context& context, LogRecordOptions const& options);
 void stats(Context& context, LiveOptions const& options, Output const& output);
 
+/// Where a request stands: its path, or what is asked for.
+struct ExplainOptions {
+    LiveOptions live;
+    std::string what;
+    Output output;
+};
+void explain(Context& context, ExplainOptions const& options);
+
+/// Compares what should be in a chip with what is.
+struct AuditOptions {
+    LiveOptions live;
+    /// What is there is read from this file; where empty, the driver says it.
+    std::string image;
+    /// 0 for once.
+    std::chrono::milliseconds every{0};
+    /// How often; 0 for no end.
+    U32 rounds = 0;
+    Output output;
+};
+void audit(Context& context, AuditOptions const& options);
+
 /// Which trace records are shown; what is empty takes all.
 struct TraceFilter {
     /// Patterns of the shell.

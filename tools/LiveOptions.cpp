@@ -204,6 +204,49 @@ void addStats(CLI::App& app, Context& context) {
     });
 }
 
+void addExplain(CLI::App& app, Context& context) {
+    auto* const command =
+        app.add_subcommand("explain", "Say where a request to a driver stands, down to its row");
+    auto const options = std::make_shared<ExplainOptions>();
+    command
+        ->add_option("what", options->what,
+                     "What is asked for, such as 'AradLifAcMp vsi=100', or its path, such as\n"
+                     "'lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]'")
+        ->type_name("KEY")
+        ->required();
+    addLive(*command, options->live);
+    command->add_flag_callback(
+        "--json", [options] { options->output.format = Format::json; }, "Print the answer as JSON");
+    command->footer("The exit status is 4 where the way ends before the row.\n\n"
+                    "  loamtunnel explain 'EvecKey fapMask=0 index=4'");
+    command->callback([&context, options] { explain(context, *options); });
+}
+
+void addAudit(CLI::App& app, Context& context) {
+    auto* const command =
+        app.add_subcommand("audit", "Compare the rows that should be in a chip with those that are");
+    auto const options = std::make_shared<AuditOptions>();
+    command
+        ->add_option("--image", options->image,
+                     "Read what is there from this chip image (default: what the driver reads)")
+        ->type_name("FILE");
+    auto* const every = addNumber(
+        *command, "--every", [options](U32 n) { options->every = std::chrono::seconds(n); },
+        "Look again every so many seconds, also when the driver was away");
+    addNumber(
+        *command, "--rounds", [options](U32 n) { options->rounds = n; },
+        "End after so many looks (default: with SIGINT)")
+        ->needs(every);
+    addLive(*command, options->live);
+    addOutput(*command, options->output, " (default: table); with --every, JSON has an object a line");
+    command->footer(
+        "A difference is told when three looks have found it. The exit status is 3 when there is one.");
+    command->callback([&context, options] {
+        options->output.colour = context.colourOut;
+        audit(context, *options);
+    });
+}
+
 void addTrace(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand(
         "trace", "Show or set the trace levels of a process, and read its trace records or those of a file");
@@ -273,17 +316,23 @@ void addTrace(CLI::App& app, Context& context) {
     });
 }
 
+void addFap(CLI::App& command, U32& fap, std::string const& text) {
+    addNumber(
+        command, "--fap", [&fap](U32 n) { fap = n; }, text, 127);
+}
+
 void addDriver(CLI::App& app, Context& context) {
     auto* const command =
-        app.add_subcommand("driver", "Own the LIF table of a chip, and place what applications ask for");
+        app.add_subcommand("driver", "Own the tables of a chip, and place what applications ask for");
     auto const options = std::make_shared<DriverOptions>();
     addSocket(*command, options->address);
     command->add_option("-c,--chip", options->chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10")
         ->type_name("CHIP")
         ->required();
-    command->add_option("--image", options->image, "The file that stands for the chip's table")
+    command->add_option("--image", options->image, "The file that stands for the chip's tables")
         ->type_name("FILE")
         ->required();
+    addFap(*command, options->fap, "Which of the switch's chips it is, 0 to 127 (default: 0)");
     static std::map<std::string, Sync> const syncs{
         {"full", Sync::full}, {"normal", Sync::normal}, {"off", Sync::off}};
     command
@@ -299,13 +348,15 @@ void addDriver(CLI::App& app, Context& context) {
             },
             ""));
     command->footer(
-        "It takes a LifAppConfig pushed as lifConfig, and offers lifConfig and lifStatus to be read.\n"
+        "It takes a LifAppConfig pushed as lifConfig, an OutAcAppConfig as outAcConfig and an\n"
+        "EvecAppConfig as evecConfig, and offers these with lifStatus, outAcStatus and evecStatus to be "
+        "read.\n"
         "The places are kept in a database beside the image, FILE.db; the image is made from it.");
     command->callback([&context, options] { driver(context, *options); });
 }
 
 void addApplication(CLI::App& app, Context& context) {
-    auto* const command = app.add_subcommand("application", "Ask a driver for the LIFs of a file");
+    auto* const command = app.add_subcommand("application", "Ask a driver for the entries of files");
     auto const options = std::make_shared<ApplicationOptions>();
     addSocket(*command, options->address);
     command
@@ -325,9 +376,14 @@ void addApplication(CLI::App& app, Context& context) {
             "Who asks, such as vtAppMpls")
         ->type_name("APP")
         ->required();
-    command->add_option("-f,--file", options->file, "Entries, one a line, as encode takes them")
+    command
+        ->add_option("-f,--file", options->files,
+                     "Entries, one a line, as encode takes them; with commas between several files")
         ->type_name("FILE")
+        ->delimiter(',')
+        ->allow_extra_args(false)
         ->required();
+    addFap(*command, options->fap, "For which of the switch's chips, 0 to 127 (default: 0)");
     command->add_option("--kind", options->kinds, "Take the entries of this kind (default: all)")
         ->type_name("KIND")
         ->allow_extra_args(false);
@@ -341,13 +397,17 @@ void addApplication(CLI::App& app, Context& context) {
 }
 
 void addDemo(CLI::App& app, Context& context) {
-    auto* const command =
-        app.add_subcommand("demo", "Show LIFs on their way from applications to a chip, between processes");
+    auto* const command = app.add_subcommand(
+        "demo", "Show requests on their way from applications to a chip, between processes");
     auto const options = std::make_shared<DemoOptions>();
     command->add_option("-c,--chip", options->chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10 (default: 8)")
         ->type_name("CHIP");
-    command->add_option("-f,--file", options->file, "Entries, one a line (default: the examples)")
-        ->type_name("FILE");
+    command
+        ->add_option("-f,--file", options->files,
+                     "Entries, one a line, with commas between several files (default: the examples)")
+        ->type_name("FILE")
+        ->delimiter(',')
+        ->allow_extra_args(false);
     command->add_option("--folder", options->folder, "Where images and logs stay (default: nowhere)")
         ->type_name("FOLDER");
     command
@@ -404,6 +464,8 @@ void addLiveCommands(CLI::App& app, Context& context) {
     addWait(app, context);
     addMonitor(app, context);
     addSync(app, context);
+    addExplain(app, context);
+    addAudit(app, context);
     addStats(app, context);
     addTrace(app, context);
 }

@@ -1,8 +1,8 @@
 #include "demo/ChipImage.h"
-#include "demo/LifDriver.h"
+#include "demo/Family.h"
 #include "forms/Entries.h"
 #include "link/Connector.h"
-#include "tests/tools/InFolder.h"
+#include "tests/demo/WithDriver.h"
 #include "tools/Live.h"
 
 #include <algorithm>
@@ -62,19 +62,8 @@ AradLifEntry lif(U32 number) {
     return tool::lifOf(tool::parseEntry("AradLifAcMp vsi=" + std::to_string(number)));
 }
 
-class Driver : public support::InFolder {
+class Driver : public support::WithDriver {
 protected:
-    std::vector<std::string> words(std::string const& image, std::string const& chip = "8",
-                                   std::string const& at = "socket") const {
-        return {"driver", "--socket", file(at), "--chip", chip, "--image", image};
-    }
-    tool::Child serving(std::vector<std::string> const& command) const {
-        fs::remove(file("driver.log"));
-        tool::Child child = start(command, "driver.log");
-        EXPECT_TRUE(eventually([&] { return isServing() || child.status().has_value(); }));
-        return child;
-    }
-    bool isServing() const { return content("driver.log").find("serving at") != std::string::npos; }
     void ask(std::string const& entries) const {
         std::ofstream(file("entries")) << entries;
         EXPECT_EQ(on("application", {"--app", "vtAppMpls", "--file", file("entries")}).err, "");
@@ -82,12 +71,16 @@ protected:
 };
 
 TEST_F(Driver, TheChipHoldsWhatApplicationsAskForWhoeverIsKilled) {
-    std::string const lifs = LOAM_EXAMPLES "/lifs.txt";
-    for (std::string const chip : {"3", "8"}) {
+    std::string const files =
+        LOAM_EXAMPLES "/lifs.txt," LOAM_EXAMPLES "/out-acs.txt," LOAM_EXAMPLES "/evecs.txt";
+    for (std::string const chip : {"3", "7", "8"}) {
         Outcome const outcome = loamtunnel(
-            {"demo", "--chip", chip, "--file", lifs, "--kill", "driver,application", "--format", "csv"});
+            {"demo", "--chip", chip, "--file", files, "--kill", "driver,application", "--format", "csv"});
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_NE(outcome.err.find("the two images are the same"), std::string::npos) << outcome.err;
+        for (char const* const entry : {"AradLifAcMp vsi=", "OutAcKey fapMask=", "EvecEntry key="}) {
+            EXPECT_NE(outcome.out.find(entry), std::string::npos) << entry;
+        }
         EXPECT_GT(std::ranges::count(outcome.out, '\n'), 100);
     }
 }
@@ -183,18 +176,22 @@ TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
     };
     for (Case const& each : {
              Case{"UPDATE place SET slot = slot + 1048576", "its indexes are"},
-             Case{"UPDATE place SET slot = 0 WHERE lif LIKE '%1%' AND slot = (SELECT min(slot) FROM place)",
+             Case{"UPDATE place SET slot = 0 WHERE entry LIKE '%1%' AND slot = (SELECT min(slot) FROM place)",
                   "its indexes are"},
              Case{"UPDATE place SET slot = -slot", "no whole number"},
              Case{"UPDATE place SET slot = slot + (1 << 40)", "no whole number"},
              Case{"UPDATE place SET app = 99", "applications go up to 15"},
              Case{"UPDATE place SET app = 'mpls'", "no whole number"},
-             Case{"UPDATE place SET lif = 'nonsense'", "row 1 of place"},
-             Case{"UPDATE place SET lif = ''", "row 1 of place"},
-             Case{"UPDATE place SET lif = (SELECT lif FROM place LIMIT 1)", "already"},
+             Case{"UPDATE place SET entry = 'nonsense'", "row 1 of place"},
+             Case{"UPDATE place SET entry = ''", "row 1 of place"},
+             Case{"UPDATE place SET entry = (SELECT entry FROM place LIMIT 1)", "already"},
              Case{"DELETE FROM chip", "does not say of which chip"},
              Case{"UPDATE chip SET number = 4294967304", "no whole number"},
-             Case{"PRAGMA user_version=2", "version 2"},
+             Case{"UPDATE place SET family = 'lifs'", "no family"},
+             Case{"UPDATE place SET family = 'evec', entry = 'Value(''Hardware::LoamTunnel::EvecEntry'', ** "
+                  "{})'",
+                  "its indexes are 0 to 1023"},
+             Case{"PRAGMA user_version=3", "version 3"},
              Case{"PRAGMA application_id=1", "no database of places"},
              Case{"DROP TABLE place", "no such table"},
          }) {
@@ -225,6 +222,84 @@ TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
     EXPECT_NE(other.err.find("has the places of chip 8, not of chip 3"), std::string::npos) << other.err;
     EXPECT_EQ(bytesOf(database), before);
     EXPECT_FALSE(fs::exists(image));
+}
+
+TEST_F(Driver, ADatabaseOfLifsAloneIsTakenUp) {
+    std::string const image = file("chip.img");
+    auto driver = serving(words(image));
+    ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
+    driver.kill(SIGTERM);
+    ASSERT_EQ(driver.join(), 0);
+    std::string const before = bytesOf(image);
+    sql(image + ".db",
+        "CREATE TABLE older(slot INTEGER PRIMARY KEY, app INTEGER NOT NULL, lif TEXT NOT NULL);"
+        "INSERT INTO older SELECT slot, app, entry FROM place; DROP TABLE place;"
+        "ALTER TABLE older RENAME TO place; PRAGMA user_version=1");
+    std::ofstream(image, std::ios::in | std::ios::binary) << "LifImage"; // as that driver's began
+    driver = serving(words(image));
+    EXPECT_NE(content("driver.log").find("2 places taken up"), std::string::npos) << content("driver.log");
+    EXPECT_EQ(bytesOf(image), before);
+    ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\nAradLifAcMp vsi=3\n");
+}
+
+TEST_F(Driver, OutAcsAndVlanEditsArePlacedKeptAndRefusedWithWords) {
+    std::string const image = file("chip.img");
+    auto driver = serving(words(image, "7"));
+    auto const asks = [&](std::string const& who, std::string const& entries,
+                          std::vector<std::string> more = {}) {
+        std::ofstream(file("entries")) << entries;
+        more.insert(more.end(), {"--app", who, "--file", file("entries")});
+        return on("application", more);
+    };
+    auto const row = [&](tool::ChipTable table, U32 number) {
+        return tool::ChipImage(image, Hardware::jerichoChip7, tool::ChipImage::readOnly).read(table, number);
+    };
+    auto const encoded = [](std::string const& entry) {
+        return tool::encodeEntry(tool::parseEntry(entry), Hardware::jerichoChip7).words;
+    };
+    std::string const pair = "OutAcValue ac0.vid1=20 ac0.format=3 ac1.vid2=30";
+    std::string const edits = "EvecValue evec0.nTagsToRemove=1 evec1.outerTpidIdx=2";
+    EXPECT_EQ(asks("vtAppMpls", pair + '\n' + edits + '\n').err, "");
+    // The part of the eighth of sixteen applications; the table begins with the first out-AC.
+    U32 const at = 7 * 256 / 2;
+    EXPECT_EQ(row(tool::outAcTable, at), encoded(pair));
+    EXPECT_EQ(row(tool::evecTable, 0), encoded(edits));
+
+    struct Case {
+        std::string what;
+        std::vector<std::string> options;
+        char const* message;
+    };
+    for (Case const& each : {
+             Case{"EvecValue evec0.nTagsToRemove=2\n", {}, "slot 0 belongs to vtAppMpls"},
+             Case{edits + '\n', {"--fap", "3"}, "fapMask has to have 0"},
+             Case{"OutAcValue ac0.vid1=1 ac0.format=4\n",
+                  {},
+                  "format: 4 is too large for the row of chip 7, at most 3"},
+         }) {
+        Outcome const outcome = asks("vtAppVxlan", each.what, each.options);
+        EXPECT_EQ(outcome.status, 1) << each.what;
+        EXPECT_NE(outcome.err.find(each.message), std::string::npos) << each.what << ": " << outcome.err;
+    }
+    std::string many;
+    for (int i = 1; i < 300; ++i) {
+        many += "OutAcValue ac0.vid1=" + std::to_string(i) + " ac1.vid1=" + std::to_string(i) + '\n';
+    }
+    many += "OutAcValue ac0.vid1=300 ac1.vid1=301\n";
+    Outcome const full = asks("vtAppEvpn", many);
+    EXPECT_NE(full.err.find("its 256 indexes are all in use"), std::string::npos) << full.err;
+
+    // What a slot holds is exchanged; the rest stays, also over a restart.
+    driver.kill(SIGKILL);
+    driver.join();
+    driver = serving(words(image, "7"));
+    EXPECT_EQ(row(tool::outAcTable, at), encoded(pair));
+    std::string const others = "EvecValue evec0.nTagsToRemove=3 evec1.outerTpidIdx=2";
+    EXPECT_EQ(asks("vtAppMpls", pair + '\n' + others + '\n').err, "");
+    EXPECT_EQ(row(tool::evecTable, 0), encoded(others));
+    EXPECT_EQ(asks("vtAppMpls", pair + "\nAradLifAcMp vsi=1\n" + others + '\n', {"--withdraw", "1"}).err, "");
+    EXPECT_EQ(row(tool::evecTable, 0), encoded("EvecValue evec0.nTagsToRemove=3"));
+    EXPECT_EQ(row(tool::outAcTable, at), encoded(pair));
 }
 
 TEST_F(Driver, AChipHasOneDriver) {
@@ -455,7 +530,7 @@ protected:
         auto const dir = Kor::ptrCast<LifAppStatusDir>(live.session().root("lifStatus"));
         auto const status = std::as_const(*dir).appStatus(app);
         tool::ChipImage const chip(image, Hardware::jerichoChip8, tool::ChipImage::readOnly);
-        LifPlaces const places(Hardware::jerichoChip8);
+        tool::Lifs const family(Hardware::jerichoChip8, 0);
         std::set<U32> used;
         for (U32 i = 0; i < lifs; ++i) {
             AradLifIndex const there = status ? status->lifEntry(lif(i)) : AradLifIndex();
@@ -464,7 +539,8 @@ protected:
             } // else a step was on its way
             if (!!there) {
                 EXPECT_TRUE(used.insert(there.index()).second) << "LIF " << i;
-                EXPECT_EQ(chip.read(places.at(there)), tool::rowOfLif(lif(i), Hardware::jerichoChip8));
+                EXPECT_EQ(chip.read(tool::lifTable, family.at(there.index()).row),
+                          tool::rowOfLif(lif(i), Hardware::jerichoChip8));
             }
         }
         EXPECT_EQ(chip.usedRows(), used.size());
@@ -569,7 +645,7 @@ TEST_F(DriverLife, WhatIsAcknowledgedIsThereAfterAnyEnd) {
 }
 
 TEST_F(DriverLife, AFullDiskTakesNothingBack) {
-    SmallDisk disk(file("disk"), 7'000); // two images of chip 8 and some more
+    SmallDisk disk(file("disk"), 9'000); // two images of chip 8 and some more
     if (!disk) {
         GTEST_SKIP() << "this user may not mount a small disk";
     }
@@ -577,7 +653,7 @@ TEST_F(DriverLife, AFullDiskTakesNothingBack) {
 }
 
 TEST_F(DriverLife, AFullDiskIsSaidOnceAndWhatWasAskedMeanwhileIsDoneAfterwards) {
-    SmallDisk disk(file("disk"), 7'000);
+    SmallDisk disk(file("disk"), 9'000);
     if (!disk) {
         GTEST_SKIP() << "this user may not mount a small disk";
     }

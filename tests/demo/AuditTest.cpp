@@ -1,0 +1,266 @@
+#include "tools/Audit.h"
+
+#include "demo/ChipImage.h"
+#include "demo/Family.h"
+#include "forms/Entries.h"
+#include "link/Connector.h"
+#include "tests/demo/WithDriver.h"
+#include "tools/Live.h"
+
+#include <algorithm>
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Hardware::LoamTunnel;
+using Kor::U32;
+using Kor::U64;
+using support::loamtunnel;
+using support::Outcome;
+namespace fs = std::filesystem;
+
+constexpr char const* examples =
+    LOAM_EXAMPLES "/lifs.txt," LOAM_EXAMPLES "/out-acs.txt," LOAM_EXAMPLES "/evecs.txt";
+
+/// Whether "name[hi:lo]" has the bit.
+bool hasBit(std::string const& what, U32 bit) {
+    unsigned hi = 0;
+    unsigned lo = 0;
+    std::size_t const at = what.find('[');
+    return at != what.npos && std::sscanf(what.c_str() + at, "[%u:%u]", &hi, &lo) == 2 && lo <= bit &&
+           bit <= hi;
+}
+
+TEST(AuditRows, EachBitOfARowOfEachFamilyIsNamedOnEachChip) {
+    for (char const* const entry :
+         {"AradLifAcMp vsi=0x5555 vlanEditVid1=20", "AradLifAcP2pToAc destination=23 outLif=4111",
+          "AradLifAcP2pToPwe destination=65793", "AradLifPweToP2p destination=82",
+          "AradLifLabelProtocolOrLsp destination=66314", "OutAcValue ac0.vid1=20 ac1.vid2=0xaaa ac1.drop=1",
+          "EvecValue evec0.nTagsToRemove=1 evec1.outerTpidIdx=3"}) {
+        for (Hardware::ChipType const chip : tool::supportedChips()) {
+            tool::EncodedRow const row = tool::encodeEntry(tool::parseEntry(entry), chip);
+            for (U32 bit = 0; bit < row.words.size() * 32; ++bit) {
+                tool::ChipRow audited{row.form, 0, 0, "vtAppMpls 1", row.words, row.words};
+                EXPECT_TRUE(tool::findingsIn(audited).empty());
+                audited.actual[bit / 32] ^= U32{1} << bit % 32;
+                auto const findings = tool::findingsIn(audited);
+                ASSERT_FALSE(findings.empty()) << entry << " bit " << bit << " of chip " << chip;
+                for (tool::Finding const& each : findings) {
+                    EXPECT_TRUE(hasBit(each.what, bit)) << each.what << " for bit " << bit;
+                    EXPECT_NE(each.wanted, each.actual) << each.what;
+                }
+            }
+        }
+    }
+}
+
+TEST(AuditRows, AnAnswerThatIsNoneIsRefused) {
+    std::string const row = R"({"who": [], "table": "EvecTable", "variant": 0, "array": 0, "entry": 1,)"
+                            R"( "wanted": "0 0", "actual": "0 1"})";
+    auto const rows = [](std::string const& answer) {
+        return tool::chipRows([&](std::string const&) { return tool::parseJson(answer); });
+    };
+    EXPECT_EQ(rows(R"({"chip": 8, "waiting": 2, "rows": [)" + row + "]}").waiting, 2u);
+    for (std::string const& wrong : std::vector<std::string>{
+             "[]", "{}", R"({"chip": 6, "waiting": 0, "rows": []})",
+             R"({"chip": 8, "waiting": -1, "rows": []})", R"({"chip": 8, "waiting": 0, "rows": [{}]})",
+             R"({"chip": 8, "waiting": 0, "rows": [)" +
+                 std::string(row).replace(row.find("EvecTable"), 9, "Evec") + "]}",
+             R"({"chip": 8, "waiting": 0, "rows": [)" +
+                 std::string(row).replace(row.find("0 0"), 3, "0 0 0") + "]}",
+             R"({"chip": 8, "waiting": 0, "rows": [], "next": "0 0"})"}) {
+        EXPECT_THROW(rows(wrong), tool::Refused) << wrong;
+    }
+}
+
+class Audit : public support::WithDriver {
+protected:
+    std::string const image_ = file("chip.img");
+
+    tool::Child asking(std::string const& files = examples, std::vector<std::string> more = {}) const {
+        more.insert(more.begin(),
+                    {"application", "--socket", socket(), "--app", "vtAppMpls", "--file", files});
+        return start(more, "application.log");
+    }
+    std::string json(std::string const& command, std::vector<std::string> more, int status) const {
+        more.emplace_back("--json");
+        Outcome const outcome = on(command, more);
+        EXPECT_EQ(outcome.status, status) << outcome.err;
+        return outcome.out;
+    }
+    std::string explained(std::string const& what, int status) const {
+        Outcome const outcome = on("explain", {what});
+        EXPECT_EQ(outcome.status, status) << outcome.err;
+        return outcome.out + outcome.err;
+    }
+};
+
+TEST_F(Audit, EachBitThatIsFlippedInAnImageIsNamed) {
+    auto driver = serving(words(image_));
+    ASSERT_EQ(asking().join(), 0) << content("application.log");
+    EXPECT_EQ(on("audit", {}).status, 0);
+    EXPECT_EQ(on("audit", {"--image", image_}).status, 0);
+
+    std::map<std::string, std::map<U32, std::set<U32>>> flipped; // by table and row
+    {
+        std::map<std::string, tool::ChipTable> const tables{
+            {"LifTable", tool::lifTable}, {"OutAcBank", tool::outAcTable}, {"EvecTable", tool::evecTable}};
+        tool::ChipImage image(image_, Hardware::jerichoChip8, tool::ChipImage::readWrite);
+        for (auto const& [name, table] : tables) {
+            std::vector<U32> rows;
+            for (auto at = image.nextUsed(table, 0, image.rows(table)); at;
+                 at = image.nextUsed(table, *at + 1, image.rows(table))) {
+                rows.push_back(*at);
+            }
+            ASSERT_GT(rows.size(), 10u);
+            auto const bits = static_cast<U32>(image.read(table, rows[0]).size() * 32);
+            for (U32 bit = 0; bit < bits; ++bit) {
+                U32 const row = rows[bit % rows.size()];
+                tool::Words words = image.read(table, row);
+                words[bit / 32] ^= U32{1} << bit % 32;
+                image.write(table, row, words);
+                flipped[name][row].insert(bit);
+            }
+        }
+        tool::Words stray(image.read(tool::lifTable, 5).size());
+        stray[3] = 1;
+        image.write(tool::lifTable, 5, stray); // where nobody has anything
+    }
+    for (std::vector<std::string> const& from :
+         {std::vector<std::string>{}, std::vector<std::string>{"--image", image_}}) {
+        auto const findings = nlohmann::json::parse(json("audit", from, 3));
+        auto rest = flipped;
+        bool isStrayFound = false;
+        for (auto const& each : findings) {
+            std::string const table = each.at("table");
+            auto const entries = table == "LifTable" ? 32768u : (table == "OutAcBank" ? 4096u : 512u);
+            U32 const row = each.at("array").get<U32>() * entries + each.at("row").get<U32>();
+            if (each.at("who") == "nobody") {
+                EXPECT_EQ(row, 5u);
+                isStrayFound = true;
+                continue;
+            }
+            ASSERT_TRUE(flipped.at(table).contains(row)) << each;
+            std::size_t const named =
+                std::erase_if(rest.at(table).at(row), [&](U32 bit) { return hasBit(each.at("field"), bit); });
+            EXPECT_TRUE(named != 0 ||
+                        std::ranges::any_of(flipped.at(table).at(row),
+                                            [&](U32 bit) { return hasBit(each.at("field"), bit); }))
+                << each;
+        }
+        EXPECT_TRUE(isStrayFound);
+        for (auto const& [table, rows] : rest) {
+            for (auto const& [row, bits] : rows) {
+                EXPECT_TRUE(bits.empty()) << table << " row " << row << ": a bit is not named";
+            }
+        }
+    }
+    // The image is made anew at a start.
+    driver.kill(SIGKILL);
+    driver.join();
+    EXPECT_EQ(on("audit", {}).status, 6);
+    driver = serving(words(image_));
+    EXPECT_EQ(on("audit", {"--image", image_}).status, 0);
+}
+
+TEST_F(Audit, NothingIsTakenForADifferenceWhileProcessesComeAndAreKilled) {
+    auto driver = serving(words(image_));
+    std::vector<tool::Child> audits;
+    for (std::vector<std::string> const& from :
+         {std::vector<std::string>{}, std::vector<std::string>{"--image", image_}}) {
+        std::vector<std::string> command{"audit", "--socket", socket(), "--every", "1", "--rounds", "6"};
+        command.insert(command.end(), from.begin(), from.end());
+        audits.push_back(start(command, "audit" + std::to_string(audits.size()) + ".log"));
+    }
+    unsigned turn = 0;
+    while (!std::ranges::all_of(audits, [](tool::Child& each) { return each.status().has_value(); })) {
+        ASSERT_LT(++turn, 200u);
+        auto application = asking(examples, {"--withdraw", std::to_string(turn * 37 % 300), "--pace", "1"});
+        std::this_thread::sleep_for(std::chrono::milliseconds(150 + turn * 53 % 300));
+        application.kill(SIGKILL);
+        application.join();
+        if (turn % 4 == 0) {
+            driver.kill(SIGKILL);
+            driver.join();
+            driver = serving(words(image_));
+        }
+    }
+    for (std::size_t i = 0; i < audits.size(); ++i) {
+        std::string const log = content("audit" + std::to_string(i) + ".log");
+        EXPECT_EQ(audits[i].join(), 0) << log;
+        EXPECT_NE(log.find("none differs"), std::string::npos) << log;
+    }
+}
+
+TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
+    auto driver = serving(words(image_, "7"));
+    auto const ask = [&](std::string const& entries, std::vector<std::string> more) {
+        std::ofstream(file("entries")) << entries;
+        return asking(file("entries"), std::move(more)).join();
+    };
+    ASSERT_EQ(ask("AradLifAcMp vsi=100\nAradLifAcMp vsi=100\nOutAcValue ac0.vid1=20 ac1.vid1=30\n"
+                  "EvecValue evec1.nTagsToRemove=1\n",
+                  {}),
+              0)
+        << content("application.log");
+    struct Case {
+        std::string what;
+        int status;
+        std::vector<char const*> says;
+    };
+    for (Case const& each : {
+             Case{"AradLifAcMp vsi=100",
+                  0,
+                  {"vtAppMpls asks: 2", "index: 28672", "vsi[15:0]: 100", "LifTable"}},
+             Case{"lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]", 0, {"index: 28672"}},
+             Case{"lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=100]", 0, {"index: 28672"}},
+             Case{"lifConfig.appConfig[vtAppEvpn].reqCount[AradLifAcMp vsi=100]",
+                  4,
+                  {"vtAppEvpn does not ask"}},
+             Case{"AradLifAcMp vsi=101", 4, {"no application asks for it"}},
+             Case{"OutAcKey fapMask=0 acFormat=(OutAcFormat vid1=30)", 0, {"half 1", "ac1ActionVid1"}},
+             Case{"evecConfig.appConfig[vtAppMpls].entry[fapMask=0 index=1]", 0, {"entry1NTagsToRemove"}},
+             Case{"evecStatus.owner[EvecKey fapMask=0 index=1]", 0, {"EvecTable"}},
+             Case{"EvecKey fapMask=1 index=1", 4, {"no application asks"}},
+             Case{"EvecFormat 3", 1, {"nothing that is asked for here"}},
+             Case{"lifConfig.appConfig[vtAppMpls]", 1, {"names no request"}},
+             Case{"lifConfig.appConfig[vtApp].reqCount[AradLifAcMp vsi=1]", 1, {"no application vtApp"}},
+             Case{"lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1", 1, {"]"}},
+             Case{"nonsense", 1, {""}},
+         }) {
+        std::string const text = explained(each.what, each.status);
+        for (char const* const part : each.says) {
+            EXPECT_NE(text.find(part), std::string::npos) << each.what << ": " << text;
+        }
+    }
+    auto const answer = nlohmann::json::parse(json("explain", {"EvecKey fapMask=0 index=1"}, 0));
+    auto const& asker = answer.at("applications").at(0);
+    EXPECT_EQ(asker.at("row").at("actual"), asker.at("row").at("wanted"));
+    EXPECT_EQ(asker.at("row").at("address"), "0x260000");
+    EXPECT_FALSE(asker.at("fields").empty());
+
+    // What an application cannot have, while it is there; and what is left when the driver starts anew.
+    Kor::Link::Loop loop;
+    auto const config = evecAppConfigFactory(Hardware::Loam::vtAppVxlan);
+    EvecKey const slot(Sideband::Fapmask::of({0}), Hardware::Loam::EvecIndex(0));
+    config->entryIs(EvecEntry(slot, EvecFormat(3)));
+    Kor::Link::ConnectorConfig how;
+    how.session = tool::sessionConfig("late");
+    how.setUp = [&](Kor::NboAttrLog::Session& session) { session.push("evecConfig", config); };
+    Kor::Link::Connector const connector(loop, Kor::Link::Address::parse(socket()), how);
+    EXPECT_TRUE(loop.runUntil([&] { return content("driver.log").find("slot 0") != std::string::npos; },
+                              std::chrono::seconds(20)));
+    std::string const refused = explained("evecConfig.appConfig[vtAppVxlan].entry[fapMask=0 index=0]", 4);
+    EXPECT_NE(refused.find("connection: late"), std::string::npos) << refused;
+    EXPECT_NE(refused.find("missing: refused: slot 0 belongs to vtAppMpls"), std::string::npos) << refused;
+    driver.kill(SIGKILL);
+    driver.join();
+    driver = serving(words(image_, "7"));
+    EXPECT_NE(explained("AradLifAcMp vsi=100", 4).find("before the driver's start"), std::string::npos);
+}
+
+} // namespace

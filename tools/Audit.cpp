@@ -1,0 +1,226 @@
+/// `loamtunnel audit`: what should be in a chip against what is.
+
+#include "tools/Audit.h"
+
+#include "demo/ChipImage.h"
+#include "tools/LiveCommands.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <optional>
+#include <ostream>
+#include <utility>
+
+namespace tool {
+
+namespace {
+
+/// More than any chip has.
+constexpr U32 mostAnswers = 10'000;
+/// How often a difference has to be seen: what is on its way is gone by then.
+constexpr int looks = 3;
+constexpr std::chrono::milliseconds betweenLooks{100};
+
+U64 numberAt(Json const& json, std::string_view name, U64 most = 0xffffffff) {
+    Json const& member = json.at(name);
+    std::optional<U64> const number =
+        member.kind == Json::Kind::number ? parseNumber(member.text) : std::nullopt;
+    if (!number || *number > most) {
+        throw Refused(std::string(name) + " is " + member.shown() + ", no number up to " +
+                      std::to_string(most));
+    }
+    return *number;
+}
+
+ChipRow rowOf(Json const& json, Hardware::ChipType chip) {
+    RowForm const form =
+        rowForm(json.at("table").text, chip, static_cast<U32>(numberAt(json, "variant", 255)));
+    ChipRow row{form, static_cast<U32>(numberAt(json, "array")), static_cast<U32>(numberAt(json, "entry")),
+                {},   parseWords(form, json.at("wanted").text),  parseWords(form, json.at("actual").text)};
+    for (auto const& [none, who] : json.at("who").members) {
+        row.who += (row.who.empty() ? "" : ", ") + Forms::shown(who.at("app").text) + ' ' +
+                   std::to_string(numberAt(who, "index"));
+    }
+    return row;
+}
+
+/// The bits of a run as a number in hexadecimal.
+std::string bitsText(Words const& words, BitRange const& range) {
+    std::string digits;
+    U32 digit = 0;
+    for (U32 bit = range.lo; bit <= range.hi; ++bit) {
+        U32 const at = bit - range.lo;
+        digit |= (words[bit / 32] >> bit % 32 & 1) << at % 4;
+        if (at % 4 == 3 || bit == range.hi) {
+            digits.insert(digits.begin(), "0123456789abcdef"[digit]);
+            digit = 0;
+        }
+    }
+    return "0x" + digits;
+}
+
+} // namespace
+
+ChipRows chipRows(std::function<Json(std::string const& next)> const& ask) {
+    ChipRows all{};
+    std::string next;
+    for (U32 answers = 0; answers < mostAnswers; ++answers) {
+        Json const answer = ask(next);
+        try {
+            all.chip = chipNumber(answer.at("chip").text);
+            all.waiting = std::max(all.waiting, numberAt(answer, "waiting"));
+            for (auto const& [none, json] : answer.at("rows").members) {
+                ChipRow row = rowOf(json, all.chip);
+                std::tuple key(std::string(row.form.table->name), row.array, row.entry);
+                all.rows.insert_or_assign(std::move(key), std::move(row));
+            }
+        } catch (Refused const& refused) { // also of a table or chip that there is not
+            throw Refused(std::string("the driver gives an odd answer to rows: ") + refused.what());
+        }
+        Json const* const more = answer.find("next");
+        if (more == nullptr) {
+            return all;
+        }
+        next = more->text;
+    }
+    throw Refused("the driver's answers to rows have no end");
+}
+
+std::vector<Finding> findingsIn(ChipRow const& row) {
+    std::vector<Finding> findings;
+    if (!row.differs()) {
+        return findings;
+    }
+    if (row.who.empty()) {
+        findings.push_back({"row", "", wordsText(row.actual)});
+        return findings;
+    }
+    RowDifference const difference = compareRows(row.form, row.wanted, row.actual);
+    for (FieldDifference const& field : difference.fields) {
+        findings.push_back({placeText(field.expected.place), field.expected.text(), field.actual.text()});
+    }
+    for (BitRange const& hole : difference.holes) {
+        findings.push_back({"hole[" + std::to_string(hole.hi) + ':' + std::to_string(hole.lo) + ']',
+                            bitsText(row.wanted, hole), bitsText(row.actual, hole)});
+    }
+    return findings;
+}
+
+namespace {
+
+/// Puts what an image has in the place of what the driver says is there.
+void readImage(ChipRows& rows, std::string const& path) {
+    ChipImage const image(path, rows.chip, ChipImage::readOnly);
+    for (std::size_t i = 0; i < chipTables; ++i) {
+        auto const table = static_cast<ChipTable>(i);
+        RowForm const form = chipTableForm(table, rows.chip);
+        std::string const name(form.table->name);
+        U32 const entries = image.entries(table);
+        for (auto& [key, row] : rows.rows) {
+            if (std::get<0>(key) == name) {
+                row.actual = image.read(table, row.array * entries + row.entry);
+            }
+        }
+        for (auto at = image.nextUsed(table, 0, image.rows(table)); at;
+             at = image.nextUsed(table, *at + 1, image.rows(table))) {
+            rows.rows.try_emplace({name, *at / entries, *at % entries},
+                                  ChipRow{form, *at / entries, *at % entries, "", Words(form.table->words),
+                                          image.read(table, *at)});
+        }
+    }
+}
+
+ChipRows look(Live& live, std::string const& image) {
+    ChipRows rows = chipRows([&](std::string const& next) { return live.ask("rows", next); });
+    if (!image.empty()) {
+        readImage(rows, image);
+    }
+    return rows;
+}
+
+/// The rows that differ in the same way each time they are looked at.
+ChipRows lasting(Live& live, std::string const& image) {
+    ChipRows all = look(live, image);
+    std::map<std::tuple<std::string, U32, U32>, ChipRow> differing;
+    std::ranges::copy_if(all.rows, std::inserter(differing, differing.end()),
+                         [](auto const& each) { return each.second.differs(); });
+    for (int i = 1; i < looks && !differing.empty(); ++i) {
+        live.runFor(betweenLooks);
+        ChipRows const again = look(live, image);
+        std::erase_if(differing, [&](auto const& each) {
+            auto const found = again.rows.find(each.first);
+            return found == again.rows.end() || !found->second.isSameAs(each.second);
+        });
+        all.waiting = again.waiting;
+    }
+    std::erase_if(all.rows,
+                  [&](auto const& each) { return each.second.differs() && !differing.contains(each.first); });
+    return all;
+}
+
+/// One comparison; whether nothing differs.
+bool auditOnce(Context& context, AuditOptions const& options, RowPrinter& printer) {
+    Live live(options.live, "audit");
+    ChipRows const rows = lasting(live, options.image);
+    U64 differing = 0;
+    for (auto const& [key, row] : rows.rows) {
+        for (Finding const& each : findingsIn(row)) {
+            std::string const address = hex(addressOf(row.form, row.entry, row.array, 0).address, 8);
+            printer.add({row.form.table->name, row.array, row.entry, address,
+                         row.who.empty() ? Cell("nobody") : Cell(row.who), each.what,
+                         Cell::orNone(each.wanted), each.actual});
+        }
+        differing += row.differs() ? 1u : 0u;
+    }
+    std::string said = std::to_string(rows.rows.size()) + " rows of chip " + std::to_string(rows.chip) +
+                       ", " + (differing == 0 ? "none differs" : std::to_string(differing) + " differ");
+    if (rows.waiting != 0) {
+        said += "; " + std::to_string(rows.waiting) + " changes wait to be written";
+    }
+    context.note(said);
+    return differing == 0;
+}
+
+} // namespace
+
+void audit(Context& context, AuditOptions const& options) {
+    bool const isRepeated = options.every.count() != 0;
+    RowPrinter printer(context.out, {"table", "array", "row", "address", "who", "field", "wanted", "actual"},
+                       options.output, isRepeated ? RowPrinter::Rows::lines : RowPrinter::Rows::array);
+    if (!isRepeated) {
+        bool const isSame = auditOnce(context, options, printer);
+        bool const isTable = options.output.format == Format::text || options.output.format == Format::table;
+        if (!isSame || !isTable) { // a heading alone says nothing
+            printer.end();
+        }
+        context.status = isSame ? doneStatus : differsStatus;
+        return;
+    }
+    Kor::Link::Loop loop;
+    bool isOver = false;
+    endingSignalsAre(loop, [&] { isOver = true; });
+    int status = doneStatus;
+    for (U32 round = 1; !isOver; ++round) {
+        try {
+            if (!auditOnce(context, options, printer)) {
+                status = differsStatus;
+                context.out.flush();
+            }
+        } catch (Broken const&) {
+            throw;
+        } catch (Refused const& refused) { // a driver that has gone may come back
+            context.note(std::string("not looked at: ") + refused.what());
+        }
+        if (options.rounds != 0 && round >= options.rounds) {
+            break;
+        }
+        loop.runUntil([&] { return isOver; }, options.every);
+    }
+    if (status != doneStatus) {
+        printer.end();
+    }
+    context.status = status;
+}
+
+} // namespace tool

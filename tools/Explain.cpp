@@ -1,0 +1,137 @@
+/// `loamtunnel explain`: the way of a request from who asks for it down to its row, or where it ends.
+
+#include "tools/LiveCommands.h"
+
+#include <array>
+#include <cstdlib>
+#include <ctime>
+#include <optional>
+#include <ostream>
+
+namespace tool {
+
+namespace {
+
+/// "2026-11-26 13:40:05" of the seconds since 1970, in this place's time.
+std::string timeText(std::string const& seconds) {
+    auto const time = static_cast<std::time_t>(std::strtod(seconds.c_str(), nullptr));
+    std::tm parts{};
+    std::array<char, 32> text{};
+    if (::localtime_r(&time, &parts) == nullptr ||
+        std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts) == 0) {
+        return seconds;
+    }
+    return text.data();
+}
+
+/// The row of an answer, taken apart as it is in the chip; nothing where the answer has none.
+std::optional<DecodedRow> rowIn(Json const& answer, Json const& application) {
+    Json const* const row = application.find("row");
+    if (row == nullptr) {
+        return std::nullopt;
+    }
+    try {
+        std::optional<U64> const variant = parseNumber(row->at("variant").text);
+        RowForm const form = rowForm(row->at("table").text, chipNumber(answer.at("chip").text),
+                                     static_cast<U32>(variant.value_or(0)));
+        return decodeRow(form, parseWords(form, row->at("actual").text));
+    } catch (Refused const& refused) { // also of a table or chip that there is not
+        throw Refused(std::string("the driver gives an odd answer to explain: ") + refused.what());
+    }
+}
+
+void writeJson(std::ostream& out, Json const& answer) {
+    JsonWriter json(out, true);
+    json.beginObject();
+    for (auto const& [name, member] : answer.members) {
+        json.key(name);
+        if (name != "applications") {
+            json.value(member);
+            continue;
+        }
+        json.beginArray();
+        for (auto const& [none, application] : member.members) {
+            json.beginObject();
+            for (auto const& [what, value] : application.members) {
+                json.key(what).value(value);
+            }
+            if (std::optional<DecodedRow> const row = rowIn(answer, application)) {
+                writeFields(json, *row, true);
+            }
+            json.end();
+        }
+        json.end();
+    }
+    json.end();
+    out << '\n';
+}
+
+std::string textAt(Json const& json, std::string_view name) {
+    Json const* const member = json.find(name);
+    return member == nullptr ? "" : Forms::shown(member->text, 1000);
+}
+
+void writeText(std::ostream& out, Json const& answer) {
+    out << textAt(answer, "key") << '\n';
+    for (auto const& [none, application] : answer.at("applications").members) {
+        out << textAt(application, "app") << " asks: " << textAt(application, "count") << '\n';
+        if (Json const* const peer = application.find("connection")) {
+            out << "  connection: " << textAt(*peer, "peer")
+                << (textAt(*peer, "pass") == "true" ? ", its requests are still coming" : "") << ", "
+                << textAt(*peer, "marks") << " marks, " << textAt(*peer, "fences") << " fences wait\n";
+        } else {
+            out << "  connection: none\n";
+        }
+        if (application.find("index") != nullptr) {
+            out << "  index: " << textAt(application, "index") << '\n';
+        }
+        if (application.find("answered") != nullptr) {
+            out << "  answered: " << timeText(textAt(application, "answered")) << '\n';
+        }
+        if (Json const* const row = application.find("row")) {
+            out << "  row: " << textAt(*row, "table") << ", array element " << textAt(*row, "array")
+                << ", row " << textAt(*row, "entry") << ", half " << textAt(*row, "half") << ", address "
+                << textAt(*row, "address") << '\n';
+            out << "  words: " << textAt(*row, "actual") << '\n';
+            std::string const fields = fieldsText(*rowIn(answer, application), true);
+            for (std::string_view rest = fields; !rest.empty();) {
+                std::size_t const end = rest.find('\n');
+                out << "    " << rest.substr(0, end) << '\n';
+                rest.remove_prefix(end + 1);
+            }
+        }
+        if (application.find("missing") != nullptr) {
+            out << "  missing: " << textAt(application, "missing") << '\n';
+        }
+    }
+    if (answer.find("missing") != nullptr) {
+        out << "missing: " << textAt(answer, "missing") << '\n';
+    }
+}
+
+bool isWhole(Json const& answer) {
+    bool whole = answer.find("missing") == nullptr;
+    for (auto const& [none, application] : answer.at("applications").members) {
+        whole = whole && application.find("missing") == nullptr;
+    }
+    return whole;
+}
+
+} // namespace
+
+void explain(Context& context, ExplainOptions const& options) {
+    Json const answer = Live(options.live, "explain").ask("explain", options.what);
+    if (!answer.isObject() || answer.find("applications") == nullptr || answer.find("chip") == nullptr) {
+        throw Refused("the driver gives an odd answer to explain: " + answer.shown());
+    }
+    if (options.output.format == Format::json) {
+        writeJson(context.out, answer);
+    } else {
+        writeText(context.out, answer);
+    }
+    if (!isWhole(answer)) {
+        context.status = notThereStatus;
+    }
+}
+
+} // namespace tool
