@@ -196,6 +196,10 @@ void LifDriver::settle() {
     if (isFailing_) {
         retry();
     }
+    releaseStale();
+}
+
+void LifDriver::releaseStale() {
     for (auto& [app, range] : ranges_) {
         auto const config = std::as_const(*configs_).appConfig(app);
         if (!range.isStale || !range.isComplete || !config) {
@@ -273,6 +277,7 @@ void LifDriver::add(PlaceStep const& step) {
 }
 
 void LifDriver::commit() {
+    releaseStale(); // since a fence says that this is done, too
     if (!pending_.empty()) {
         std::size_t const count = pending_.size();
         if (succeeds([this] { store_.write(pending_); },

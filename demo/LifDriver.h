@@ -79,6 +79,7 @@ private:
     void release(App app, Lif const& lif);
     void add(PlaceStep const& step);
     void undo();
+    void releaseStale();
     void answer();
     void answerFences();
     void retry();
