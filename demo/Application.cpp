@@ -30,8 +30,9 @@ namespace {
 /// how often the connection, the driver or the application itself has been lost on the way.
 class Application {
 public:
-    Application(Context& context, ApplicationOptions const& options, Kor::Link::Loop& loop)
-        : context_(context), options_(options), loop_(loop), lifs_(lifsOf(context, options)),
+    Application(Context& context, ApplicationOptions const& options, Kor::Link::Loop& loop,
+                Messages& messages)
+        : messages_(messages), options_(options), loop_(loop), lifs_(lifsOf(context, options)),
           config_(lifAppConfigFactory(options.app)) {
         for (AradLifEntry const& lif : lifs_) {
             ++counts_[lif];
@@ -45,13 +46,13 @@ public:
             if (state == RootState::synchronized) {
                 auto const statuses = Kor::ptrCast<LifAppStatusDir>(root);
                 if (!statuses) {
-                    context_.report("lifStatus of the peer is no LifAppStatusDir: it is no driver");
+                    messages_.fail("lifStatus of the peer is no LifAppStatusDir: it is no driver");
                     loop_.stop();
                     return;
                 }
                 statusIs(*current, statuses);
             } else if (state == RootState::refused) {
-                context_.report("no answers to be had: " + std::string(why.view()));
+                messages_.fail("no answers to be had: " + std::string(why.view()));
                 loop_.stop();
             }
         });
@@ -138,7 +139,7 @@ private:
             session.push(Kor::Name("lifConfig"), config_, Access::writable,
                          [this](bool accepted, Kor::String8 const& why) {
                              if (!accepted) {
-                                 context_.report("requests are not accepted: " + std::string(why.view()));
+                                 messages_.fail("requests are not accepted: " + std::string(why.view()));
                                  loop_.stop();
                              }
                          });
@@ -151,7 +152,7 @@ private:
         std::size_t operator()(AradLifEntry const& lif) const { return lif.hash(); }
     };
 
-    Context& context_;
+    Messages& messages_;
     ApplicationOptions const& options_;
     Kor::Link::Loop& loop_;
     std::vector<AradLifEntry> lifs_;
@@ -216,28 +217,30 @@ void driver(Context& context, DriverOptions const& options) {
 
 void application(Context& context, ApplicationOptions const& options) {
     Kor::Link::Loop loop;
-    Application application(context, options, loop);
+    Messages messages(context);
+    Application application(context, options, loop, messages);
     Kor::Link::ConnectorConfig config;
     config.session = sessionConfig(Kor::enumeratorText(options.app, "VtAppId"));
     config.setUp = [&](Session& session) { application.setUp(session); };
     config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
-        context.note("no connection: " + std::string(reason.view()));
+        messages.note("no connection: " + std::string(reason.view()));
     };
     // What hooks write to outlives the connection, whose end answers each fence.
     bool isDelivered = false, mustAsk = true;
     std::string why;
     Kor::Link::Connector connector(loop, addressOf(options.address), config);
     endingSignalsAre(loop, [&] {
-        context.report("ended by a signal");
+        messages.fail("ended by a signal");
         loop.stop();
     });
     bool isDone = false;
     // Why nothing comes: what the driver cannot do it says.
     auto const asking = loop.every(std::chrono::seconds(1), [&] {
+        messages.tick();
         if (!isDone && application.isConnected()) {
             application.session().fence(FenceLevel::done, [&](FenceResult const& result) {
                 if (result.outcome == FenceOutcome::failed) {
-                    context.report("the driver refuses: " + Forms::shown(result.why.view(), 300));
+                    messages.fail("the driver refuses: " + Forms::shown(result.why.view(), 300));
                     loop.stop();
                 }
             });
@@ -256,11 +259,11 @@ void application(Context& context, ApplicationOptions const& options) {
             return isDone;
         },
         options.timeout);
-    if (!isDone && context.status == 0) {
-        throw Refused("not done in time: " + application.progress());
-    }
     if (!isDone) {
-        return; // what was in the way has been told
+        if (context.status == 0) { // else what was in the way has been told
+            messages.fail("not done in time: " + application.progress());
+        }
+        return;
     }
     // What was written last is there, and kept, when this is answered. A driver that is lost meanwhile is
     // asked again when it is back.
@@ -279,7 +282,7 @@ void application(Context& context, ApplicationOptions const& options) {
         options.timeout);
     if (!isDelivered) {
         if (context.status == 0) {
-            throw Refused("the driver has not answered that all is there" +
+            messages.fail("the driver has not answered that all is there" +
                           (why.empty() ? "" : ": " + Forms::shown(why, 300)) + "; " + application.progress());
         }
         return;
