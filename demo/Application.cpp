@@ -119,10 +119,11 @@ private:
 /// do not depend on how often the connection, the driver or the application itself has been lost on the way.
 class Application {
 public:
-    Application(Context& context, ApplicationOptions const& options, Kor::Link::Loop& loop)
-        : context_(context), options_(options), loop_(loop),
+    Application(Context& context, ApplicationOptions const& options, Kor::Link::Loop& loop,
+                Messages& messages)
+        : messages_(messages), options_(options), loop_(loop),
           families_(options.app, options.app, options.app) {
-        read();
+        read(context);
     }
 
     void setUp(Session& session) {
@@ -202,10 +203,10 @@ private:
             used_.push_back(&asking);
         }
     }
-    void read() {
+    void read(Context& context) {
         U32 slots = 0;
         for (std::string const& file : options_.files) {
-            eachLine(context_, file, [&](std::string const& text, std::string const&) {
+            eachLine(context, file, [&](std::string const& text, std::string const&) {
                 Entry const entry = parseEntry(text);
                 if (options_.kinds.empty() ||
                     std::ranges::any_of(options_.kinds, [&](std::string const& kind) {
@@ -217,7 +218,7 @@ private:
                 }
             });
         }
-        if (context_.status != 0 || requests_.empty()) {
+        if (context.status != 0 || requests_.empty()) {
             throw Refused("nothing to ask for in " + join(options_.files, ", "));
         }
     }
@@ -237,11 +238,11 @@ private:
         }
     }
     void stop(std::string const& why) {
-        context_.report(why);
+        messages_.fail(why);
         loop_.stop();
     }
 
-    Context& context_;
+    Messages& messages_;
     ApplicationOptions const& options_;
     Kor::Link::Loop& loop_;
     std::tuple<AskingFor<Lifs>, AskingFor<OutAcs>, AskingFor<Evecs>> families_;
@@ -304,28 +305,30 @@ void driver(Context& context, DriverOptions const& options) {
 
 void application(Context& context, ApplicationOptions const& options) {
     Kor::Link::Loop loop;
-    Application application(context, options, loop);
+    Messages messages(context);
+    Application application(context, options, loop, messages);
     Kor::Link::ConnectorConfig config;
     config.session = sessionConfig(Kor::enumeratorText(options.app, "VtAppId"));
     config.setUp = [&](Session& session) { application.setUp(session); };
     config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
-        context.note("no connection: " + std::string(reason.view()));
+        messages.note("no connection: " + std::string(reason.view()));
     };
     // What hooks write to outlives the connection, whose end answers each fence.
     bool isDelivered = false, mustAsk = true;
     std::string why;
     Kor::Link::Connector connector(loop, addressOf(options.address), config);
     endingSignalsAre(loop, [&] {
-        context.report("ended by a signal");
+        messages.fail("ended by a signal");
         loop.stop();
     });
     bool isDone = false;
     // Why nothing comes: what the driver cannot do it says.
     auto const asking = loop.every(std::chrono::seconds(1), [&] {
+        messages.tick();
         if (!isDone && application.isConnected()) {
             application.session().fence(FenceLevel::done, [&](FenceResult const& result) {
                 if (result.outcome == FenceOutcome::failed) {
-                    context.report("the driver refuses: " + Forms::shown(result.why.view(), 300));
+                    messages.fail("the driver refuses: " + Forms::shown(result.why.view(), 300));
                     loop.stop();
                 }
             });
@@ -344,11 +347,11 @@ void application(Context& context, ApplicationOptions const& options) {
             return isDone;
         },
         options.timeout);
-    if (!isDone && context.status == 0) {
-        throw Refused("not done in time: " + application.progress());
-    }
     if (!isDone) {
-        return; // what was in the way has been told
+        if (context.status == 0) { // else what was in the way has been told
+            messages.fail("not done in time: " + application.progress());
+        }
+        return;
     }
     // What was written last is there, and kept, when this is answered. A driver that is lost meanwhile is
     // asked again when it is back.
@@ -367,7 +370,7 @@ void application(Context& context, ApplicationOptions const& options) {
         options.timeout);
     if (!isDelivered) {
         if (context.status == 0) {
-            throw Refused("the driver has not answered that all is there" +
+            messages.fail("the driver has not answered that all is there" +
                           (why.empty() ? "" : ": " + Forms::shown(why, 300)) + "; " + application.progress());
         }
         return;

@@ -30,6 +30,7 @@ public:
     void kill(int signal);
     int join();
     std::string const& log() const { return log_; }
+    pid_t id() const { return id_; }
 
 private:
     std::string log_;

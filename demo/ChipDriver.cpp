@@ -144,6 +144,10 @@ void ChipDriver::settle() {
         }
         commit();
     }
+    releaseStale();
+}
+
+void ChipDriver::releaseStale() {
     for (auto const& owner : owners_) {
         owner->settle();
     }
@@ -157,6 +161,7 @@ void ChipDriver::add(PlaceStep const& step) {
 }
 
 void ChipDriver::commit() {
+    releaseStale(); // since a fence says that this is done, too
     if (!pending_.empty()) {
         std::size_t const count = pending_.size();
         if (succeeds([this] { store_.write(pending_); },

@@ -76,6 +76,7 @@ private:
     bool hasFailed() const;
     void takeUp();
     void undo();
+    void releaseStale();
     void answer();
     void answerFences();
     bool succeeds(std::function<void()> const& attempt, std::string const& consequence);

@@ -77,10 +77,12 @@ void serve(Context& context, ServeOptions const& options) {
     config.service = service;
     config.session = sessionConfig("serve");
     config.hooks.established = [&](Session& peer) {
-        messages.note(shown(peer.peerName().view()) + " is there");
+        std::string const name = shown(peer.peerName().view());
+        messages.note(name + " is there", {{"LOAM_PEER", name}});
     };
     config.hooks.closed = [&](Session& peer, Kor::String8 const& reason) {
-        messages.note(shown(peer.peerName().view()) + " has left: " + shown(reason.view()));
+        std::string const name = shown(peer.peerName().view());
+        messages.note(name + " has left: " + shown(reason.view()), {{"LOAM_PEER", name}});
     };
     config.refused = [&](Kor::String8 const& reason) {
         messages.warn("refused: " + shown(reason.view(), 200));

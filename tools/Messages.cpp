@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <ostream>
 #include <poll.h>
@@ -16,14 +15,6 @@ namespace tool {
 
 namespace {
 
-/// Whether the journal reads it, as systemd says in the environment.
-bool isOfJournal(int fd) {
-    char const* const stream = std::getenv("JOURNAL_STREAM");
-    struct stat status {};
-    return stream != nullptr && ::fstat(fd, &status) == 0 &&
-           std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino) == stream;
-}
-
 /// Another description of the same pipe, terminal or file, so that not waiting is this process's affair
 /// alone.
 int reopened(int fd) {
@@ -33,13 +24,13 @@ int reopened(int fd) {
 
 } // namespace
 
-Messages::Messages(Context& context) : context_(context) {
+Messages::Messages(Context& context, std::string const& journal)
+    : context_(context), journal_(context.errDescriptor, journal) {
     std::signal(SIGPIPE, SIG_IGN); // NOLINT(cert-err33-c): a signal that there is
     if (context.errDescriptor >= 0) {
         context.err.flush();
         struct stat status {};
         isSocket_ = ::fstat(context.errDescriptor, &status) == 0 && S_ISSOCK(status.st_mode);
-        isJournal_ = isOfJournal(context.errDescriptor);
         bool const mayWait = S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode);
         fd_ = mayWait ? reopened(context.errDescriptor) : -1;
         isCareful_ = mayWait && fd_ < 0;
@@ -47,7 +38,7 @@ Messages::Messages(Context& context) : context_(context) {
     }
     before_ = Kor::traceSinkIs([this](Kor::TraceRecord const& record) {
         std::lock_guard const lock(mutex_);
-        write(Priority::debug, Kor::traceLine(record));
+        write(Priority::debug, Kor::traceLine(record), {});
     });
 }
 
@@ -61,7 +52,7 @@ Messages::~Messages() {
     }
 }
 
-void Messages::add(Priority priority, std::string const& message) {
+void Messages::add(Priority priority, std::string const& message, JournalFields const& fields) {
     std::lock_guard const lock(mutex_);
     if (message == last_) {
         ++repeated_;
@@ -71,7 +62,7 @@ void Messages::add(Priority priority, std::string const& message) {
     last_ = message;
     lastPriority_ = priority;
     if (mayWrite()) {
-        write(priority, message);
+        write(priority, message, fields);
     } else {
         ++lost_;
     }
@@ -92,16 +83,24 @@ Kor::U64 Messages::lost() const {
 
 void Messages::writeRepeated() {
     if (Kor::U64 const times = std::exchange(repeated_, 0); times != 0) {
-        write(lastPriority_, "the last message " + (times == 1 ? std::string("once more")
-                                                               : std::to_string(times) + " times more"));
+        write(lastPriority_,
+              "the last message " +
+                  (times == 1 ? std::string("once more") : std::to_string(times) + " times more"),
+              {});
     }
 }
 
 void Messages::writeLost() {
     if (lost_ != told_ && flush()) {
-        Kor::U64 const count = lost_ - std::exchange(told_, lost_);
-        write(Priority::warning, std::to_string(count) + (count == 1 ? " message was" : " messages were") +
-                                     " not written: too many at once, or nobody reads them");
+        Kor::U64 const lost = lost_;
+        Kor::U64 const count = lost - told_;
+        bool const isWritten =
+            write(Priority::warning,
+                  std::to_string(count) + (count == 1 ? " message was" : " messages were") +
+                      " not written: too many at once, or nobody reads them",
+                  {});
+        told_ = isWritten ? lost : told_;
+        lost_ = lost; // of which this line is none
     }
 }
 
@@ -116,26 +115,40 @@ bool Messages::mayWrite() {
     return true;
 }
 
-void Messages::write(Priority priority, std::string const& message) {
-    std::string line = isJournal_ ? '<' + std::to_string(static_cast<int>(priority)) + '>' : std::string();
+/// Whether it is written, or has begun to be; else it is counted.
+bool Messages::write(Priority priority, std::string const& message, JournalFields const& fields) {
     constexpr std::size_t longest = 4000;
     std::string const plain = shown(message, longest);
-    bool const isTrace = priority == Priority::debug; // whose form is its own
-    line += isJournal_ || isTrace ? plain : context_.prefixed(plain);
-    line += '\n';
+    bool isWritten = true;
+    if (journal_.takesFields()) {
+        isWritten = journal_.write(static_cast<int>(priority), plain, fields);
+    } else {
+        bool const isTrace = priority == Priority::debug; // whose form is its own
+        std::string line =
+            journal_.reads() ? '<' + std::to_string(static_cast<int>(priority)) + '>' : std::string();
+        line += journal_.reads() || isTrace ? plain : context_.prefixed(plain);
+        isWritten = writeLine(std::move(line += '\n'));
+    }
+    lost_ += isWritten ? 0 : 1;
+    return isWritten;
+}
+
+bool Messages::writeLine(std::string line) {
     if (context_.errDescriptor < 0) {
         context_.err << line << std::flush;
-    } else if (flush()) {
-        rest_ = std::move(line);
-        std::size_t const all = rest_.size();
-        flush();
-        if (rest_.size() == all) { // nothing of it
-            rest_.clear();
-            ++lost_;
-        }
-    } else {
-        ++lost_;
+        return true;
     }
+    if (!flush()) {
+        return false;
+    }
+    rest_ = std::move(line);
+    std::size_t const all = rest_.size();
+    flush();
+    bool const hasBegun = rest_.size() != all;
+    if (!hasBegun) {
+        rest_.clear();
+    }
+    return hasBegun;
 }
 
 /// What waits goes first; whether nothing waits any more.

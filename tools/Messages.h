@@ -10,12 +10,14 @@
 /// Writing never waits: what the reader has no room for is lost and counted, and a reader that has gone away
 /// is no signal. A message like the one before it is counted, not written; and of many different ones only so
 /// many a second are written, whoever causes them. What is left out is told as a number when there is room
-/// and time again. Where systemd's journal reads the standard error, a message begins with its priority.
+/// and time again. Where systemd's journal reads the standard error, it gets them with their priority, the
+/// program's name and, of a message about a peer, LOAM_PEER.
 ///
 /// As long as this exists trace records go the same way. One thread, but for trace records.
 
 #include "runtime/Trace.h"
 #include "tools/Commands.h"
+#include "tools/Journal.h"
 
 #include <chrono>
 #include <mutex>
@@ -25,13 +27,22 @@ namespace tool {
 
 class Messages {
 public:
-    explicit Messages(Context& context);
+    /// The path is that of the journal's socket for fields.
+    explicit Messages(Context& context, std::string const& journal = Journal::usualPath);
     ~Messages();
     Messages(Messages const&) = delete;
     Messages& operator=(Messages const&) = delete;
 
-    void note(std::string const& message) { add(Priority::info, message); }
-    void warn(std::string const& message) { add(Priority::warning, message); }
+    /// The fields are for the journal alone.
+    void note(std::string const& message, JournalFields const& fields = {}) {
+        add(Priority::info, message, fields);
+    }
+    void warn(std::string const& message) { add(Priority::warning, message, {}); }
+    /// A failure, too: the exit status will be 1.
+    void fail(std::string const& message) {
+        warn(message);
+        context_.status = refusedStatus;
+    }
     /// Writes what has waited, and what was left out until now. To be called now and then.
     void tick();
     /// Messages that were not written, of both kinds.
@@ -45,20 +56,21 @@ private:
     /// As the journal counts them.
     enum class Priority { warning = 4, info = 6, debug = 7 };
 
-    void add(Priority priority, std::string const& message);
-    void write(Priority priority, std::string const& message);
+    void add(Priority priority, std::string const& message, JournalFields const& fields);
+    bool write(Priority priority, std::string const& message, JournalFields const& fields);
+    bool writeLine(std::string line);
     void writeRepeated();
     void writeLost();
     bool mayWrite();
     bool flush();
 
     Context& context_;
+    Journal journal_;
     /// The standard error again, without waiting; -1 where there is none.
     int fd_ = -1;
     bool isSocket_ = false;
     /// It could not be had without waiting, so that little is written at a time, and only when it is ready.
     bool isCareful_ = false;
-    bool isJournal_ = false;
     Kor::TraceSink before_;
     std::mutex mutable mutex_;
     /// Of a line that was written in part.

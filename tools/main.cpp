@@ -17,7 +17,9 @@ int failed(char const* why) noexcept {
 } // namespace
 
 int main(int count, char** arguments) {
-    std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is an error like others
+    // A reader that has gone, and a file that may not grow, are errors like others.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
         bool const plain = std::getenv("NO_COLOR") != nullptr;
         tool::FdIn in(STDIN_FILENO, "the standard input");

@@ -4,7 +4,7 @@
 #include "demo/Family.h"
 #include "forms/Entries.h"
 #include "link/Connector.h"
-#include "tests/demo/WithDriver.h"
+#include "tests/demo/OnDriver.h"
 #include "tools/Live.h"
 
 #include <algorithm>
@@ -77,7 +77,7 @@ TEST(AuditRows, AnAnswerThatIsNoneIsRefused) {
     }
 }
 
-class Audit : public support::WithDriver {
+class Audit : public support::OnDriver {
 protected:
     std::string const image_ = file("chip.img");
 

@@ -2,23 +2,19 @@
 #include "demo/Family.h"
 #include "forms/Entries.h"
 #include "link/Connector.h"
-#include "tests/demo/WithDriver.h"
+#include "tests/demo/OnDriver.h"
 #include "tools/Live.h"
 
 #include <algorithm>
 #include <csignal>
-#include <cstring>
+#include <fcntl.h>
 #include <functional>
-#include <iostream>
 #include <map>
-#include <optional>
-#include <random>
-#include <set>
 #include <sqlite3.h>
 #include <sstream>
 #include <string>
-#include <sys/mount.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -28,8 +24,10 @@ using namespace Hardware::LoamTunnel;
 using Hardware::ChipType;
 using Kor::U32;
 using Kor::U64;
+using support::lif;
 using support::loamtunnel;
 using support::Outcome;
+using Driver = support::OnDriver;
 namespace fs = std::filesystem;
 
 constexpr auto app = Hardware::Loam::vtAppMpls;
@@ -57,18 +55,6 @@ void sql(std::string const& database, std::string const& statement) {
         << statement << ": " << sqlite3_errmsg(opened);
     sqlite3_close(opened);
 }
-
-AradLifEntry lif(U32 number) {
-    return tool::lifOf(tool::parseEntry("AradLifAcMp vsi=" + std::to_string(number)));
-}
-
-class Driver : public support::WithDriver {
-protected:
-    void ask(std::string const& entries) const {
-        std::ofstream(file("entries")) << entries;
-        EXPECT_EQ(on("application", {"--app", "vtAppMpls", "--file", file("entries")}).err, "");
-    }
-};
 
 TEST_F(Driver, TheChipHoldsWhatApplicationsAskForWhoeverIsKilled) {
     std::string const files =
@@ -443,249 +429,24 @@ TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
     EXPECT_NE(content("application.log").find("not done in time"), std::string::npos);
 }
 
-/// Asks a driver for LIFs, and keeps what it was told while the driver is away.
-class Asker {
-public:
-    explicit Asker(std::string const& socket)
-        : config_(lifAppConfigFactory(app)), statuses_(lifAppStatusDirFactory("lifStatus")),
-          connector_(loop_, Kor::Link::Address::parse(socket), how()) {}
-
-    bool isWanted(U32 number) const { return config_->reqCount(lif(number)) != 0; }
-    AradLifIndex told(U32 number) const {
-        auto const status = std::as_const(*statuses_).appStatus(app);
-        return status ? status->lifEntry(lif(number)) : AradLifIndex();
+TEST_F(Driver, AnApplicationWaitsForNobodyWhoReadsItsMessages) {
+    std::string const full = file("full");
+    ASSERT_EQ(::mkfifo(full.c_str(), 0600), 0);
+    int const fifo = ::open(full.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    std::string const page(4096, 'x');
+    while (::write(fifo, page.data(), page.size()) > 0) {
     }
-    /// What it was told last is what it has asked for.
-    bool isSettled(U32 number) const { return isWanted(number) == !!told(number); }
-    void toggle(U32 number) {
-        if (isWanted(number)) {
-            config_->reqCountDel(lif(number));
-        } else {
-            config_->reqCountInc(lif(number), 1);
-        }
+    std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
+    for (char const* const timeout : {"500", "60000"}) { // nobody serves
+        auto application = start({"application", "--socket", socket(), "--app", "vtAppMpls", "--file",
+                                  file("entries"), "--timeout", timeout},
+                                 "full");
+        std::this_thread::sleep_for(300ms);
+        application.kill(timeout[0] == '5' ? 0 : SIGTERM);
+        EXPECT_TRUE(eventually([&] { return application.status().has_value(); })) << timeout;
+        EXPECT_EQ(application.status(), 1) << timeout;
     }
-    void runFor(std::chrono::microseconds time) { loop_.runFor(time); }
-    bool runUntil(std::function<bool()> const& condition) { return loop_.runUntil(condition, 20s); }
-
-private:
-    Kor::Link::ConnectorConfig how() {
-        Kor::Link::ConnectorConfig config;
-        config.session = tool::sessionConfig("asker");
-        config.firstWait = 1ms;
-        config.mostWait = 20ms;
-        config.setUp = [this](Kor::NboAttrLog::Session& session) {
-            session.push("lifConfig", config_);
-            session.want("lifStatus", statuses_);
-        };
-        return config;
-    }
-
-    Kor::Link::Loop loop_;
-    Kor::Ptr<LifAppConfig> config_;
-    Kor::Ptr<LifAppStatusDir> statuses_;
-    Kor::Link::Connector connector_;
-};
-
-/// A small disk of its own, where the system lets us have one.
-class SmallDisk {
-public:
-    SmallDisk(std::string path, U64 kilobytes) : path_(std::move(path)) {
-        fs::create_directories(path_);
-        std::string const size = "size=" + std::to_string(kilobytes) + "k";
-        isThere_ = ::mount("tmpfs", path_.c_str(), "tmpfs", 0, size.c_str()) == 0;
-        if (!isThere_) {
-            std::cout << "no disk of its own, so none that is full: " << std::strerror(errno) << '\n';
-        }
-    }
-    ~SmallDisk() {
-        if (isThere_) {
-            ::umount2(path_.c_str(), MNT_DETACH);
-        }
-    }
-    SmallDisk(SmallDisk const&) = delete;
-    SmallDisk& operator=(SmallDisk const&) = delete;
-    explicit operator bool() const { return isThere_; }
-
-    void fill() {
-        std::ofstream out(path_ + "/filler", std::ios::binary | std::ios::app);
-        std::string const page(4096, 'x');
-        while (out.write(page.data(), 4096) && out.flush()) {
-        }
-    }
-    void makeRoom() { fs::remove(path_ + "/filler"); }
-
-private:
-    std::string path_;
-    bool isThere_ = false;
-};
-
-class DriverLife : public Driver {
-protected:
-    static constexpr U32 lifs = 60;
-
-    /// Compares what a driver that has started has with what had been acknowledged.
-    void compare(Asker const& asker, std::string const& image) {
-        tool::Live live({socket(), 20'000ms}, "test");
-        live.at("lifStatus");
-        auto const dir = Kor::ptrCast<LifAppStatusDir>(live.session().root("lifStatus"));
-        auto const status = std::as_const(*dir).appStatus(app);
-        tool::ChipImage const chip(image, Hardware::jerichoChip8, tool::ChipImage::readOnly);
-        tool::Lifs const family(Hardware::jerichoChip8, 0);
-        std::set<U32> used;
-        for (U32 i = 0; i < lifs; ++i) {
-            AradLifIndex const there = status ? status->lifEntry(lif(i)) : AradLifIndex();
-            if (asker.isSettled(i) || !!there == !!asker.told(i)) {
-                EXPECT_EQ(there, asker.told(i)) << "LIF " << i;
-            } // else a step was on its way
-            if (!!there) {
-                EXPECT_TRUE(used.insert(there.index()).second) << "LIF " << i;
-                EXPECT_EQ(chip.read(tool::lifTable, family.at(there.index()).row),
-                          tool::rowOfLif(lif(i), Hardware::jerichoChip8));
-            }
-        }
-        EXPECT_EQ(chip.usedRows(), used.size());
-    }
-    tool::Child restarted(std::string const& image, SmallDisk* disk) {
-        auto child = serving(words(image));
-        if (disk != nullptr && !isServing()) { // there is no room for an image
-            EXPECT_EQ(child.join(), 1);
-            EXPECT_NE(content("driver.log").find("o space left"), std::string::npos) << content("driver.log");
-            disk->makeRoom();
-            child = serving(words(image));
-        }
-        EXPECT_TRUE(isServing()) << content("driver.log");
-        return child;
-    }
-    void live(unsigned seed, unsigned rounds, std::string const& folder, SmallDisk* disk) {
-        std::mt19937 generator(seed);
-        auto const random = [&](unsigned below) { return static_cast<unsigned>(generator() % below); };
-        auto const chance = [&](unsigned of) { return random(of) == 0; };
-        std::string image = folder + "/chip.img";
-        Asker asker(socket());
-        for (unsigned round = 0; round < rounds && !HasFailure(); ++round) {
-            SCOPED_TRACE("seed " + std::to_string(seed) + ", round " + std::to_string(round));
-            auto driver = restarted(image, disk);
-            compare(asker, image);
-            if (disk != nullptr && chance(2)) {
-                disk->makeRoom();
-            }
-            if (!chance(4)) {
-                U32 const number = random(lifs);
-                EXPECT_TRUE(asker.runUntil([&] { return disk != nullptr || asker.isSettled(number); }));
-            }
-            bool const fills = disk != nullptr && chance(3);
-            unsigned const fillsAt = random(30);
-            for (unsigned i = 0; i < 30; ++i) {
-                if (fills && i == fillsAt) {
-                    disk->fill();
-                }
-                for (unsigned n = random(8); n > 0; --n) {
-                    U32 const number = random(lifs);
-                    if (asker.isSettled(number)) {
-                        asker.toggle(number);
-                    }
-                }
-                asker.runFor(std::chrono::microseconds(random(3'000)));
-            }
-            if (chance(4)) {
-                EXPECT_EQ(loamtunnel(words(image, "8", "other")).status, 1);
-            }
-            bool const isKilled = !chance(4);
-            driver.kill(isKilled ? SIGKILL : SIGTERM);
-            EXPECT_EQ(driver.join(), isKilled ? 128 + SIGKILL : 0) << content("driver.log");
-            if (chance(4)) {
-                EXPECT_EQ(loamtunnel(words(image, "3")).status, 1);
-            }
-            if (chance(4)) {
-                std::string const copy = folder + "/copy.img";
-                std::error_code full;
-                for (char const* const end : {".db", ".db-wal"}) {
-                    fs::remove(copy + end);
-                    if (fs::exists(image + end) && !full) {
-                        fs::copy_file(image + end, copy + end, full);
-                    }
-                }
-                if (!full) {
-                    for (char const* const end : {"", ".db", ".db-wal", ".lock", ".new"}) {
-                        fs::remove(image + end);
-                    }
-                    fs::remove(copy);
-                    for (char const* const end : {".db", ".db-wal"}) {
-                        if (fs::exists(copy + end)) {
-                            fs::rename(copy + end, image + end);
-                        }
-                    }
-                }
-            }
-        }
-        if (disk != nullptr) {
-            disk->makeRoom();
-        }
-        auto driver = restarted(image, disk);
-        EXPECT_TRUE(asker.runUntil([&] {
-            for (U32 i = 0; i < lifs; ++i) {
-                if (!asker.isSettled(i)) {
-                    return false;
-                }
-            }
-            return true;
-        }));
-        compare(asker, image);
-    }
-    static unsigned number(char const* variable, unsigned otherwise) {
-        char const* const text = std::getenv(variable);
-        return text != nullptr ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
-    }
-    unsigned const seed_ = number("LOAM_SEED", 1);
-    unsigned const rounds_ = number("LOAM_DRIVER_ROUNDS", 12);
-};
-
-TEST_F(DriverLife, WhatIsAcknowledgedIsThereAfterAnyEnd) {
-    live(seed_, rounds_, folder(), nullptr);
-}
-
-TEST_F(DriverLife, AFullDiskTakesNothingBack) {
-    SmallDisk disk(file("disk"), 9'000); // two images of chip 8 and some more
-    if (!disk) {
-        GTEST_SKIP() << "this user may not mount a small disk";
-    }
-    live(seed_ + 1, rounds_, file("disk"), &disk);
-}
-
-TEST_F(DriverLife, AFullDiskIsSaidOnceAndWhatWasAskedMeanwhileIsDoneAfterwards) {
-    SmallDisk disk(file("disk"), 9'000);
-    if (!disk) {
-        GTEST_SKIP() << "this user may not mount a small disk";
-    }
-    std::string const image = file("disk/chip.img");
-    auto driver = serving(words(image));
-    Asker asker(socket());
-    disk.fill();
-    U32 const many = 400; // more than what is left of a page or two
-    for (U32 i = 0; i < many; ++i) {
-        asker.toggle(i);
-        asker.runFor(1ms);
-    }
-    EXPECT_TRUE(eventually([&] {
-        asker.runFor(1ms);
-        return content("driver.log").find("there is no room on its disk") != std::string::npos;
-    })) << content("driver.log");
-    asker.runFor(300ms);
-    EXPECT_EQ(std::ranges::count(content("driver.log"), '\n'), 2) << content("driver.log");
-    U32 kept = 0;
-    for (U32 i = 0; i < many; ++i) {
-        kept += !!asker.told(i);
-    }
-    EXPECT_LT(kept, many);
-    disk.makeRoom();
-    EXPECT_TRUE(asker.runUntil([&] {
-        U32 told = 0;
-        for (U32 i = 0; i < many; ++i) {
-            told += !!asker.told(i);
-        }
-        return told == many;
-    }));
-    EXPECT_NE(content("driver.log").find("nothing waits any more"), std::string::npos);
+    ::close(fifo);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 /// the terminal, and how the command ends.
 
 #include "forms/Json.h"
+#include "link/Connector.h"
 #include "link/Listener.h"
 #include "model/LoamTunnelModel.h"
 #include "runtime/PlainText.h"
@@ -11,11 +12,15 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
+#include <termios.h>
+#include <unistd.h>
 
 // The allocator of a sanitizer does not tell what is held, and takes memory of its own.
 #if defined(__SANITIZE_ADDRESS__)
@@ -323,6 +328,41 @@ TEST_F(Ends, ADefaultSocketLiesInAFolderOfTheUsersOwn) {
     Outcome const open = loamtunnel({"serve", "lif=LifAppConfigDir"});
     EXPECT_NE(open.err.find("is no folder of this user's own"), std::string::npos) << open.err;
     ::unsetenv("XDG_RUNTIME_DIR");
+}
+
+/// A terminal whose user has pressed Ctrl-S, and one whose window hangs; a pipe that nobody reads.
+TEST_F(Ends, AReaderThatIsStuckStopsNoServer) {
+    int const master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(::grantpt(master), 0);
+    ASSERT_EQ(::unlockpt(master), 0);
+    std::string const terminal = ::ptsname(master);
+    int const slave = ::open(terminal.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(::mkfifo(file("run").c_str(), 0600), 0);
+    int const fifo = ::open(file("run").c_str(), O_RDWR | O_CLOEXEC);
+    std::string const program = LOAM_PROGRAM;
+    for (bool const isStopped : {true, false}) {
+        ASSERT_EQ(::tcflow(slave, isStopped ? TCOOFF : TCOON), 0);
+        for (std::string const& reader : {terminal, file("run")}) {
+            tool::Child server({program, "serve", "lif=LifAppConfigDir", "--socket", socket()}, reader);
+            ASSERT_TRUE(eventually([this] { return std::filesystem::exists(socket()); }));
+            Kor::Link::Loop loop;
+            std::string const name(60, 'x'); // which the server tells with each that comes and goes
+            for (int i = 0; i < 1000; ++i) {
+                Kor::Link::ConnectorConfig how = tool::connectOnce(name);
+                Kor::Link::Connector connector(loop, Kor::Link::Address::parse(socket()), how);
+                ASSERT_TRUE(loop.runUntil([&] { return connector.isEstablished(); }, 10s)) << i;
+            }
+            EXPECT_EQ(loamtunnel({"tree", "--socket", socket()}).out, "lif: LifAppConfigDir\n");
+            EXPECT_NE(loamtunnel({"stats", "--socket", socket()}).out.find("messagesLost"),
+                      std::string::npos);
+            server.kill(SIGTERM);
+            EXPECT_TRUE(eventually([&] { return server.status().has_value(); })) << reader;
+            EXPECT_EQ(server.status(), 0) << reader;
+        }
+    }
+    for (int const each : {fifo, slave, master}) {
+        ::close(each);
+    }
 }
 
 } // namespace

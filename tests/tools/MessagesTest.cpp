@@ -10,6 +10,7 @@
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 
@@ -112,20 +113,79 @@ TEST(Messages, WhatIsRepeatedIsCounted) {
                          "loamtunnel: ?[2Jother\n");
 }
 
-TEST(Messages, TheJournalIsToldWhatIsUrgent) {
+/// The journal reads the standard error, and may have a socket for fields.
+struct Journalled {
+    Journalled() {
+        struct stat status {};
+        EXPECT_EQ(::fstat(to.context.errDescriptor, &status), 0);
+        std::string const stream = std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
+        ::setenv("JOURNAL_STREAM", stream.c_str(), 1);
+    }
+    ~Journalled() {
+        ::unsetenv("JOURNAL_STREAM");
+        ::unlink(path.c_str());
+    }
+    Journalled(Journalled const&) = delete;
+    Journalled& operator=(Journalled const&) = delete;
+
+    void open() {
+        fields = tool::File(::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+        sockaddr_un at{};
+        at.sun_family = AF_UNIX;
+        path.copy(at.sun_path, sizeof at.sun_path - 1);
+        ASSERT_EQ(::bind(fields.fd(), reinterpret_cast<sockaddr const*>(&at), sizeof at), 0);
+    }
+    std::string next() const {
+        char bytes[8192];
+        ssize_t const n = ::recv(fields.fd(), bytes, sizeof bytes, 0);
+        return {bytes, static_cast<std::size_t>(n > 0 ? n : 0)};
+    }
+
     Stderr const to = Stderr::socket();
-    struct stat status {};
-    ASSERT_EQ(::fstat(to.context.errDescriptor, &status), 0);
-    std::string const stream = std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
-    ::setenv("JOURNAL_STREAM", stream.c_str(), 1);
-    tool::Context context = to.context;
+    std::string const path = testing::TempDir() + "loam-journal-" + std::to_string(::getpid());
+    tool::File fields;
+};
+
+TEST(Messages, TheJournalIsToldWhatIsUrgent) {
+    Journalled const journal;
+    tool::Context context = journal.to.context;
     {
-        tool::Messages messages(context);
-        messages.note("serving");
+        tool::Messages messages(context, journal.path);
+        messages.note("serving", {{"LOAM_PEER", "mpls"}});
         messages.warn("full");
     }
-    ::unsetenv("JOURNAL_STREAM");
-    EXPECT_EQ(to.read(), "<6>serving\n<4>full\n");
+    EXPECT_EQ(journal.to.read(), "<6>serving\n<4>full\n");
+}
+
+TEST(Messages, TheJournalGetsFieldsWhereItTakesThem) {
+    Journalled journal;
+    journal.open();
+    tool::Context context = journal.to.context;
+    tool::Messages messages(context, journal.path);
+    messages.note("\033[2Jmpls\nis there", {{"LOAM_PEER", "mpls"}});
+    messages.fail("full");
+    EXPECT_EQ(journal.next(), "MESSAGE=?[2Jmpls?is there\nPRIORITY=6\nSYSLOG_IDENTIFIER=loamtunnel\n"
+                              "LOAM_PEER=mpls\n");
+    EXPECT_EQ(journal.next(), "MESSAGE=full\nPRIORITY=4\nSYSLOG_IDENTIFIER=loamtunnel\n");
+    EXPECT_EQ(context.status, 1);
+    // One that does not read stops nobody, and is told what it has missed.
+    for (unsigned i = 0; i < 500; ++i) {
+        messages.note(many(i));
+    }
+    EXPECT_GE(messages.lost(), 500u - tool::Messages::burst);
+    while (!journal.next().empty()) {
+    }
+    std::this_thread::sleep_for(100ms); // for room in the count of a second
+    messages.tick();
+    EXPECT_NE(journal.next().find(" messages were not written"), std::string::npos);
+    // It may be started anew.
+    ::unlink(journal.path.c_str());
+    messages.note("to nobody");
+    journal.open();
+    std::this_thread::sleep_for(100ms);
+    messages.note("again");
+    EXPECT_NE(journal.next().find("MESSAGE=again"), std::string::npos);
+    EXPECT_EQ(journal.to.read(), "");
 }
 
 TEST(Messages, TraceRecordsGoTheSameWay) {
