@@ -25,9 +25,11 @@ struct WrongUse {
 TEST(Command, SaysInOneLineWhatIsWrong) {
     std::string const someKinds = "AradLifAcP2pToAc, AradLifAcMp, AradLifAcP2pToPwe, AradLifPweToP2p, "
                                   "AradLifLabelProtocolOrLsp, OutAcValue and EvecValue";
-    std::string const someCommands =
-        "there are encode, kinds, value, decode, layout, addr, tables, schema, demo, driver, "
-        "application, serve, tree, get, set, del, wait, monitor, sync, stats, trace, run and log";
+    std::string someCommands = "there are " + loamtunnel({"--commands"}).out;
+    someCommands.pop_back();
+    for (auto at = someCommands.find('\n'); at != someCommands.npos; at = someCommands.find('\n')) {
+        someCommands.replace(at, 1, at == someCommands.rfind('\n') ? " and " : ", ");
+    }
     WrongUse const cases[] = {
         // The entry
         {{"encode", "-c8", "AradLifAcMp", "vsii=1"}, 1, "AradLifAcMp has no field vsii; did you mean vsi?"},
