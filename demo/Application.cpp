@@ -10,6 +10,7 @@
 #include "reflect/Text.h"
 #include "tools/Live.h"
 #include "tools/Messages.h"
+#include "tools/Terminal.h"
 
 #include <algorithm>
 #include <functional>
@@ -99,6 +100,18 @@ public:
     std::string progress() const {
         return std::to_string(next_) + " of " + std::to_string(lifs_.size()) + " requests made, " +
                std::to_string(config_->reqCountMap().count()) + " LIFs";
+    }
+    /// What it waits for.
+    std::string awaited() const {
+        if (!isConnected()) {
+            return "waits for the connection to the driver";
+        }
+        if (phase_ == Phase::asking && next_ != 0) {
+            return "waits for the place of " + Forms::shown(shortText(*Kor::boxOf(lifs_[next_ - 1])), 200);
+        }
+        return withdrawn_.empty() ? "waits for the driver to have done all of it"
+                                  : "waits until " + std::to_string(withdrawn_.size()) +
+                                        " LIFs that were taken back have gone";
     }
     Session& session() { return *session_; }
     bool isConnected() const { return session_ && session_->isEstablished(); }
@@ -243,6 +256,10 @@ void application(Context& context, ApplicationOptions const& options) {
             });
         }
     });
+    Progress progress(context);
+    auto const telling = loop.every(std::chrono::milliseconds(200), [&] {
+        progress.step([&] { return application.progress() + "; " + application.awaited(); });
+    });
     Kor::Link::Timer pace;
     std::function<void()> const tick = [&] { isDone = isDone || application.step(); };
     if (options.pace.count() != 0) {
@@ -257,7 +274,8 @@ void application(Context& context, ApplicationOptions const& options) {
         },
         options.timeout);
     if (!isDone && context.status == 0) {
-        throw Refused("not done in time: " + application.progress());
+        throw TimedOut("not done within " + std::to_string(options.timeout.count()) +
+                       " ms: " + application.progress() + "; " + application.awaited());
     }
     if (!isDone) {
         return; // what was in the way has been told
@@ -279,8 +297,11 @@ void application(Context& context, ApplicationOptions const& options) {
         options.timeout);
     if (!isDelivered) {
         if (context.status == 0) {
-            throw Refused("the driver has not answered that all is there" +
-                          (why.empty() ? "" : ": " + Forms::shown(why, 300)) + "; " + application.progress());
+            std::string const what = "the driver has not answered that all is there";
+            if (why.empty()) {
+                throw TimedOut(what + "; " + application.progress());
+            }
+            throw Refused(what + ": " + Forms::shown(why, 300) + "; " + application.progress());
         }
         return;
     }

@@ -27,6 +27,7 @@ struct LivePlace {
     std::string path;
     Output output;
     unsigned depth = 16;
+    ChangeFilter filter{};
 };
 void tree(Context& context, LivePlace const& options);
 void get(Context& context, LivePlace const& options);
@@ -82,7 +83,16 @@ struct LogRecordOptions {
     U64 most = Kor::NboAttrLog::RecordingOut::defaultMost;
 };
 void logRecord(Context& context, LogRecordOptions const& options);
-void stats(Context& context, LiveOptions const& options, Output const& output);
+
+/// Counters of a process and of its connections; patterns of the shell take some of them.
+struct StatsOptions {
+    LiveOptions live;
+    std::string peer, counter;
+    /// Again and again, after so many seconds; 0 for once.
+    unsigned watch = 0;
+    Output output;
+};
+void stats(Context& context, StatsOptions const& options);
 
 /// Which trace records are shown; what is empty takes all.
 struct TraceFilter {

@@ -3,10 +3,7 @@
 #include "link/Connector.h"
 #include "tools/LiveCommands.h"
 
-#include <array>
 #include <cstdlib>
-#include <ctime>
-#include <fnmatch.h>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -99,47 +96,7 @@ void BoundedLines::write() {
     }
 }
 
-ChangeFilter::Parts ChangeFilter::partsOf(std::string_view path) {
-    Nesting nesting;
-    std::size_t dot = path.npos;
-    std::size_t bracket = path.npos;
-    for (std::size_t i = 0; i < path.size(); ++i) {
-        bool const isOutside = nesting.step(path[i]);
-        if (isOutside && path[i] == '.') {
-            dot = i;
-            bracket = path.npos;
-        } else if (isOutside && path[i] == '[' && dot != path.npos) {
-            bracket = i;
-        }
-    }
-    if (dot == path.npos) {
-        return {path, {}, {}};
-    }
-    std::size_t const end = bracket == path.npos ? path.size() : bracket;
-    return {path.substr(0, dot), path.substr(dot + 1, end - dot - 1), path.substr(end)};
-}
-
-bool ChangeFilter::takes(Watch::Change const& change) const {
-    Parts const parts = partsOf(change.path);
-    return (entity.empty() || ::fnmatch(entity.c_str(), std::string(parts.entity).c_str(), 0) == 0) &&
-           (attribute.empty() || parts.attribute == attribute) &&
-           (kind.empty() || (kind == "set") != change.isGone);
-}
-
 namespace {
-
-std::string now() {
-    auto const time = std::chrono::system_clock::now();
-    std::time_t const seconds = std::chrono::system_clock::to_time_t(time);
-    auto const milliseconds =
-        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() % 1000;
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    std::array<char, 64> text{};
-    std::size_t const n = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &local);
-    std::snprintf(text.data() + n, text.size() - n, ".%03d", static_cast<int>(milliseconds));
-    return text.data();
-}
 
 /// The roots that are watched, over any number of connections.
 class Monitoring {
@@ -235,23 +192,14 @@ private:
         state(place);
         root.watches.push_back(std::make_unique<Watch>(place, [this](Watch::Change const& change) {
             if (options_.filter.takes(change)) {
-                events_.change("", now(), change);
+                events_.change("", timeNow(), change);
                 lines_.add(taken());
             }
         }));
     }
 
-    /// A filter takes some of the values, without what is between them.
     void state(Place const& place) {
-        if (options_.filter.takesAll()) {
-            events_.tree("state", place, deepest);
-        } else {
-            walk(place, deepest, [this](Node const& node) {
-                if (!node.isOpened && options_.filter.takes({node.path, node.value, false, ""})) {
-                    events_.item("state", {node.path, node.value}, false);
-                }
-            });
-        }
+        events_.tree("state", place, deepest, options_.filter);
         std::vector<std::string> lines;
         std::istringstream text(taken());
         for (std::string line; std::getline(text, line);) {

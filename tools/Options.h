@@ -21,7 +21,8 @@ void addChoice(CLI::App& command, std::string const& name, std::string& choice,
                std::vector<std::string> const& known, std::string const& text);
 
 /// The address of a process, and how long to wait for it.
-void addLive(CLI::App& command, LiveOptions& live);
+/// In a shell its own, of which the time alone can be chosen.
+void addLive(CLI::App& command, Context const& context, LiveOptions& live);
 
 /// A number of at most `most`, in decimal or hexadecimal.
 CLI::Option* addNumber(CLI::App& command, std::string const& name, std::function<void(U32)> set,

@@ -273,6 +273,9 @@ void addLayout(CLI::App& app, Context& context) {
     auto* const wavedrom =
         command->add_flag("--wavedrom", options->wavedrom, "Print as JSON for WaveDrom's bit fields")
             ->excludes(svg);
+    command->add_flag(
+        "--all", options->all,
+        "List the fields of all tables on all chips in all variants, or of those that are given");
     auto* const html = command
                            ->add_flag("--html", options->html,
                                       "Print a page for a browser that draws all tables on all chips")
@@ -294,13 +297,20 @@ void addLayout(CLI::App& app, Context& context) {
     command->footer("  loamtunnel layout --chip 8 --variant 4\n"
                     "  loamtunnel layout --table EvecTable --chip 8 --svg >evec.svg\n"
                     "  loamtunnel layout --table LifTable --diff 5 8\n"
+                    "  loamtunnel layout --all --json >layouts.json\n"
                     "  loamtunnel layout --html >tables.html");
-    command->callback([&context, options] {
+    command->callback([&context, options, command] {
+        if (options->all && command->count("--table") == 0) {
+            options->row.table.clear();
+        }
         if ((options->svg || options->wavedrom || options->html) && options->output.format != Format::text) {
             throw WrongUsage("--svg, --wavedrom and --html each have a form of their own, without --format");
         }
-        if (options->row.chip.empty() && options->diff.empty() && !options->html) {
-            throw WrongUsage("layout needs --chip CHIP, --diff CHIP CHIP or --html");
+        if (options->all && (options->svg || options->wavedrom || options->html || !options->diff.empty())) {
+            throw WrongUsage("--all lists fields; it goes with no --svg, --wavedrom, --html or --diff");
+        }
+        if (options->row.chip.empty() && options->diff.empty() && !options->html && !options->all) {
+            throw WrongUsage("layout needs --chip CHIP, --diff CHIP CHIP, --all or --html");
         }
         options->output.colour = context.colourOut;
         layout(context, *options);
@@ -422,7 +432,7 @@ void addLog(CLI::App& app, Context& context) {
             ->required()
             ->expected(files);
         command
-            ->add_option("--from", options->from,
+            ->add_option("--side", options->side,
                          "Only what that side has sent: accepting or connecting (default: both)")
             ->type_name("SIDE")
             ->check(CLI::IsMember({"accepting", "connecting"}));
@@ -433,16 +443,58 @@ void addLog(CLI::App& app, Context& context) {
         });
         return command;
     };
-    add("show", "List the records in the order in which they were sent", 1, logShow)
-        ->add_flag("-m,--more", options->more, "More of each record; twice, its bytes as well");
+    auto const addTime = [&](CLI::App& command, std::string const& name, std::optional<U64>& time,
+                             char const* text) {
+        command
+            .add_option_function<std::string>(
+                name, [&time, name](std::string const& given) { time = parseTime(name, given); }, text)
+            ->type_name("TIME");
+    };
+    auto* const show = add("show", "List the records in the order in which they were sent", 1, logShow);
+    show->add_flag("-m,--more", options->more, "More of each record; twice, its bytes as well");
+    addTime(*show, "--from", options->from,
+            "Begin at that time, in seconds as they are listed, with the state that there was before");
     add("check", "Say whether the recording is sound, or where it is not", 1, logCheck);
-    add("replay", "Print the state that the records lead to", 1, logReplay);
-    add("diff", "Print what differs between the states that two recordings lead to", 2, logDiff);
+    auto* const replay = add("replay", "Print the state that the records lead to", 1, logReplay);
+    addTime(*replay, "--from", options->from,
+            "Print what each had before that time, too, in a column `before`");
+    auto* const diff =
+        add("diff", "Print what differs between the states that two recordings lead to", 2, logDiff);
+    for (CLI::App* const command : {show, replay, diff}) {
+        addTime(*command, "--until", options->until, "Look at nothing that came after that time");
+        addForm(*command, options->output);
+    }
     addLogRecord(*log, context);
     log->footer("The exit status is 1 when a recording is unsound, and 3 when diff finds a difference.\n\n"
                 "  loamtunnel log record lif.loamlog --for 10\n"
                 "  loamtunnel log show lif.loamlog -m\n"
-                "  loamtunnel log replay lif.loamlog --from connecting --json");
+                "  loamtunnel log show lif.loamlog --from 1.5 --until 2\n"
+                "  loamtunnel log replay lif.loamlog --side connecting --json");
+}
+
+/// CLI11 takes what stands in brackets for a list, also where one word is one: a blank at its end hides that,
+/// and is taken off again.
+void takeBracketsAsTheyAre(CLI::App& app, std::vector<std::string>& arguments) {
+    bool hasAny = false;
+    for (std::string& each : arguments) {
+        if (each.starts_with('[') && each.ends_with(']')) {
+            each += ' ';
+            hasAny = true;
+        }
+    }
+    if (!hasAny) {
+        return;
+    }
+    for (CLI::Option* const option : app.get_options()) {
+        option->transform([](std::string text) {
+            return text.starts_with('[') && text.ends_with("] ") ? text.substr(0, text.size() - 1) : text;
+        });
+    }
+    std::vector<std::string> none;
+    for (CLI::App* const command : app.get_subcommands(nullptr)) {
+        none = {"[]"};
+        takeBracketsAsTheyAre(*command, none);
+    }
 }
 
 /// The message in one line.
@@ -481,6 +533,9 @@ void Context::report(std::string const& message) {
 void Context::note(std::string const& message) {
     if (out.good()) {
         out.flush();
+    }
+    if (giveWay) {
+        giveWay();
     }
     err << prefixed(Kor::plainText(message)) << '\n';
 }
@@ -563,8 +618,10 @@ int run(std::vector<std::string> const& arguments, Context context) {
     try {
         try {
             requireCommand(app, arguments);
-            // it wants the last one first
-            app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+            std::vector<std::string> words = arguments;
+            takeBracketsAsTheyAre(app, words);
+            std::ranges::reverse(words); // it wants the last one first
+            app.parse(std::move(words));
         } catch (CLI::CallForHelp const&) {
             context.out << app.help();
         } catch (CLI::CallForAllHelp const&) {

@@ -199,7 +199,8 @@ void runScript(Context& context, ScriptOptions const& options) {
         all(script);
         return;
     }
-    Live live(options.live, "run");
+    Connection connection(context, options.live, "run");
+    Live& live = connection.live();
     Script script(context.out, live.roots(), options.output, [&](std::string const& path) {
         if (live.session().peerOffers().contains(Kor::Name(Kor::String8(rootOf(path))))) {
             live.mustBeWritable(path);

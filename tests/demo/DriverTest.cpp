@@ -365,7 +365,7 @@ TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
     driver.kill(SIGKILL);
     driver.join();
     EXPECT_EQ(application.join(), 1) << content("application.log");
-    EXPECT_NE(content("application.log").find("not done in time"), std::string::npos);
+    EXPECT_NE(content("application.log").find("not done within"), std::string::npos);
 }
 
 /// Asks a driver for LIFs, and keeps what it was told while the driver is away.
