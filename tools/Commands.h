@@ -34,6 +34,8 @@ struct Context {
     Live* live = nullptr;
     /// Called before a message is written: what stands in the last line of a terminal gives way.
     std::function<void()> giveWay{};
+    /// Stands before each message: the line of a script.
+    std::string where{};
 
     /// Reports a failure and goes on; the exit status will be 1.
     void report(std::string const& message);

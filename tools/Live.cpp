@@ -144,16 +144,17 @@ void Live::signalsEndWaiting() {
     loop_.signalsAre({SIGINT, SIGTERM, SIGHUP}, [this](int signal) { signal_ = signal; });
 }
 
-bool Live::isReadable(int descriptor) {
+bool Live::isReadable(int descriptor, bool alsoIfOver) {
     for (;;) {
         loop_.poll();
-        if (signal_ != 0 || isOver()) {
+        if (signal_ != 0 || (isOver() && !alsoIfOver)) {
             return false;
         }
         pollfd entries[] = {{loop_.descriptor(), POLLIN, 0}, {descriptor, POLLIN, 0}};
         ::poll(entries, 2, loop_.pollTime());
         if (entries[1].revents != 0) {
-            return true;
+            loop_.poll(); // a signal that came before goes first
+            return signal_ == 0;
         }
     }
 }

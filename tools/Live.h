@@ -86,9 +86,9 @@ public:
     /// The signal that has come since the last call, or 0.
     int takeSignal() { return std::exchange(signal_, 0); }
     int signal() const { return signal_; }
-    /// Runs until there is something to read from the descriptor; false if a signal has come or the
-    /// connection has ended before.
-    bool isReadable(int descriptor);
+    /// Runs until there is something to read from the descriptor; false if a signal has come or, unless that
+    /// is to be passed over, the connection has ended before.
+    bool isReadable(int descriptor, bool alsoIfOver);
     bool isOver() const;
     std::string reason() const;
     std::string const& address() const { return options_.address; }

@@ -45,6 +45,8 @@ void sync(Context& context, SyncOptions const& options);
 struct SetOptions {
     LiveOptions live;
     std::string path, value;
+    /// Of the value, as they are given.
+    std::vector<std::string> words{};
     /// Instead of these: a line of `PATH VALUE` each.
     std::string file;
 };

@@ -4,6 +4,7 @@
 #include "tools/LiveCommands.h"
 #include "tools/Options.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <string>
@@ -106,7 +107,7 @@ void addSet(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand("set", "Write a value of a live tree, or make a child");
     auto const options = std::make_shared<SetOptions>();
     command->add_option("path", options->path, pathText)->type_name("");
-    command->add_option("value", options->value, "Its text, such as 3; nothing for a child")->type_name("");
+    command->add_option("value", options->words, "Its text, such as 3; nothing for a child")->type_name("");
     command
         ->add_option("-f,--file", options->file,
                      "Instead, read lines of a path and a value; # starts a comment; - is the standard input")
@@ -118,6 +119,7 @@ void addSet(CLI::App& app, Context& context) {
         "  loamtunnel set 'lif.appConfig[vtAppMpls]'\n"
         "  loamtunnel set 'lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1]' 3");
     command->callback([&context, options] {
+        options->value = join(options->words);
         if (options->path.empty() == options->file.empty()) {
             throw WrongUsage("set takes either a path or --file FILE");
         }
@@ -408,6 +410,12 @@ void addLiveCommands(CLI::App& app, Context& context) {
     addDriver(app, context);
     addApplication(app, context);
     addServe(app, context);
+    addShellCommands(app, context);
+    addTop(app, context);
+    addShell(app, context);
+}
+
+void addShellCommands(CLI::App& app, Context& context) {
     addTree(app, context);
     addPlace(app, context, "get", "Print a value of a live tree, or all members of an attribute", get,
              "The exit status is 4 when nothing is there.");

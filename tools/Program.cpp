@@ -62,14 +62,15 @@ void addForm(CLI::App& command, Output& output) {
 }
 
 void addChoice(CLI::App& command, std::string const& name, std::string& choice,
-               std::vector<std::string> const& known, std::string const& text) {
+               std::vector<std::string> const& known, std::string const& text, std::string const& type,
+               std::string const& what) {
     command.add_option(name, choice, text)
-        ->type_name("FORM")
+        ->type_name(type)
         ->check(CLI::Validator(
-            [known](std::string const& given) {
+            [known, what](std::string const& given) {
                 return std::ranges::count(known, given) != 0
                            ? std::string()
-                           : "no form " + shown(given) + "; there are " + enumerate(known);
+                           : "no " + what + ' ' + shown(given) + "; there are " + enumerate(known);
             },
             ""));
 }
@@ -497,6 +498,20 @@ void takeBracketsAsTheyAre(CLI::App& app, std::vector<std::string>& arguments) {
     }
 }
 
+void addCommands(CLI::App& app, Context& context) {
+    addEncode(app, context);
+    addKinds(app, context);
+    addValue(app, context);
+    addDecode(app, context);
+    addLayout(app, context);
+    addAddress(app, context);
+    addTables(app, context);
+    addSchema(app, context);
+    addLiveCommands(app, context);
+    addRun(app, context);
+    addLog(app, context);
+}
+
 /// The message in one line.
 std::string oneLine(std::string text) {
     for (char& c : text) {
@@ -506,7 +521,7 @@ std::string oneLine(std::string text) {
 }
 
 /// WrongUsage when the first argument is neither an option nor a command, or there is none.
-void requireCommand(CLI::App const& app, std::vector<std::string> const& arguments) {
+void requireCommand(CLI::App const& app, std::vector<std::string> const& arguments, std::string const& help) {
     if (!arguments.empty() && arguments[0].starts_with('-')) {
         return;
     }
@@ -517,8 +532,11 @@ void requireCommand(CLI::App const& app, std::vector<std::string> const& argumen
         }
         known.push_back(command->get_name());
     }
+    if (help == "help") {
+        known.insert(known.end(), {"help", "quit"});
+    }
     if (arguments.empty()) {
-        throw WrongUsage("which command? There are " + enumerate(known) + "; see loamtunnel --help");
+        throw WrongUsage("which command? There are " + enumerate(known) + "; see " + help);
     }
     throw WrongUsage("no command " + shown(arguments[0]) + suggest(arguments[0], known));
 }
@@ -541,7 +559,7 @@ void Context::note(std::string const& message) {
 }
 
 std::string Context::prefixed(std::string const& message) const {
-    return coloured("loamtunnel:", colourErr) + ' ' + message;
+    return coloured("loamtunnel:", colourErr) + ' ' + where + message;
 }
 
 void withInput(Context& context, std::string const& file,
@@ -583,25 +601,48 @@ void eachLine(Context& context, std::string const& file,
     });
 }
 
+std::vector<CommandWords> shellCommands(Context& context) {
+    static std::map<std::string, Argument> const arguments{
+        {"path", Argument::path},   {"paths", Argument::path}, {"condition", Argument::condition},
+        {"value", Argument::value}, {"type", Argument::type},  {"facility", Argument::facility}};
+    CLI::App app;
+    addSchema(app, context);
+    addShellCommands(app, context);
+    std::vector<CommandWords> all;
+    for (CLI::App const* const command : app.get_subcommands({})) {
+        CommandWords& words = all.emplace_back();
+        words.name = command->get_name();
+        for (CLI::Option const* const option : command->get_options()) {
+            if (!option->get_positional()) {
+                words.options.push_back("--" + option->get_single_name());
+            } else if (auto const found = arguments.find(option->get_single_name());
+                       found != arguments.end()) {
+                words.arguments.push_back(found->second);
+            }
+        }
+    }
+    return all;
+}
+
 int run(std::vector<std::string> const& arguments, Context context) {
-    CLI::App app("Rows of the chip tables, and the types and values of the model", "loamtunnel");
+    bool const isInShell = context.live != nullptr;
+    std::string const help = isInShell ? "help" : "loamtunnel --help";
+    CLI::App app("Rows of the chip tables, and the types and values of the model",
+                 isInShell ? "" : "loamtunnel");
     app.set_version_flag("--version", "loamtunnel " LOAM_VERSION);
     app.require_subcommand(1);
     app.footer("`loamtunnel COMMAND --help` tells more. Results go to the standard output, messages to the\n"
                "standard error. Exit status: 0 done, 1 refused or failed, 2 wrong usage, 3 differs, 4 not "
                "there, 5 timed\n"
                "out, 6 no connection.");
-    addEncode(app, context);
-    addKinds(app, context);
-    addValue(app, context);
-    addDecode(app, context);
-    addLayout(app, context);
-    addAddress(app, context);
-    addTables(app, context);
-    addSchema(app, context);
-    addLiveCommands(app, context);
-    addRun(app, context);
-    addLog(app, context);
+    if (isInShell) {
+        addSchema(app, context);
+        addShellCommands(app, context);
+        app.description("The commands of the shell; help COMMAND tells more, quit ends it");
+        app.footer("");
+    } else {
+        addCommands(app, context);
+    }
     if (arguments == std::vector<std::string>{"--manual-page"}) {
         context.out << manualPage(app, LOAM_VERSION) << std::flush;
         return context.status;
@@ -617,7 +658,7 @@ int run(std::vector<std::string> const& arguments, Context context) {
     context.out.exceptions(std::ios::badbit); // whatever does not arrive ends the command
     try {
         try {
-            requireCommand(app, arguments);
+            requireCommand(app, arguments, help);
             std::vector<std::string> words = arguments;
             takeBracketsAsTheyAre(app, words);
             std::ranges::reverse(words); // it wants the last one first
@@ -631,13 +672,20 @@ int run(std::vector<std::string> const& arguments, Context context) {
         } catch (CLI::ParseError const& error) {
             std::string const command =
                 app.get_subcommands().empty() ? "" : ' ' + app.get_subcommands()[0]->get_name();
-            fails(oneLine(error.what()) + "; see loamtunnel" + command + " --help", wrongUsageStatus);
+            fails(oneLine(error.what()) + "; see " +
+                      (isInShell ? "help" + command : "loamtunnel" + command + " --help"),
+                  wrongUsageStatus);
         } catch (Broken const&) {
             throw;
         } catch (Refused const& failure) {
             fails(failure.what(), statusOf(failure)); // what came before it is printed all the same
         }
         context.out.flush();
+    } catch (Broken const& failure) {
+        if (isInShell) {
+            throw; // nothing that follows can be done
+        }
+        fails(failure.what(), statusOf(failure));
     } catch (Refused const& failure) {
         fails(failure.what(), statusOf(failure));
     } catch (std::ios::failure const&) {

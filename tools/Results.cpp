@@ -1,5 +1,6 @@
 #include "tools/Results.h"
 
+#include "forms/Text.h"
 #include "runtime/PlainText.h"
 
 #include <array>

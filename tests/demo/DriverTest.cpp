@@ -364,7 +364,7 @@ TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
     std::this_thread::sleep_for(300ms);
     driver.kill(SIGKILL);
     driver.join();
-    EXPECT_EQ(application.join(), 1) << content("application.log");
+    EXPECT_EQ(application.join(), 5) << content("application.log");
     EXPECT_NE(content("application.log").find("not done within"), std::string::npos);
 }
 
