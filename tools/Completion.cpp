@@ -120,30 +120,35 @@ std::string Vocabulary::fieldType(std::string const& type, std::string_view fiel
 }
 
 Vocabulary const& Completer::vocabulary(Live& live) {
+    if (!std::exchange(isAsked_, true)) {
+        try {
+            constexpr int most = 1000; // of answers, if a peer's have no end
+            std::string after;
+            for (int i = 0; i < most; ++i) {
+                Json const answer = live.ask("schema", after);
+                vocabulary_.add(answer.at("types"));
+                Json const* const next = answer.find("after");
+                if (next == nullptr || next->text == after) {
+                    break;
+                }
+                after = next->text;
+            }
+        } catch (NoConnection const&) {
+            isAsked_ = false;
+            throw;
+        } catch (Refused const&) { // it answers no such request
+            vocabulary_ = {};
+        }
+    }
     if (!vocabulary_.isEmpty()) {
         return vocabulary_;
     }
-    try {
-        constexpr int most = 1000; // of answers, if a peer's have no end
-        std::string after;
-        for (int i = 0; i < most; ++i) {
-            Json const answer = live.ask("schema", after);
-            vocabulary_.add(answer.at("types"));
-            Json const* const next = answer.find("after");
-            if (next == nullptr || next->text == after) {
-                break;
-            }
-            after = next->text;
-        }
-    } catch (Refused const&) { // it answers no such request
-        vocabulary_ = {};
-    }
-    if (vocabulary_.isEmpty()) {
+    if (own_.isEmpty()) {
         std::ostringstream own;
         printSchemaJson(own, schemaTypes());
-        vocabulary_.add(parseJson(own.str()).at("types"));
+        own_.add(parseJson(own.str()).at("types"));
     }
-    return vocabulary_;
+    return own_;
 }
 
 Completion Completer::at(std::string_view before, Live& live) {

@@ -58,7 +58,10 @@ public:
     /// For what stands before the cursor. Whatever cannot be had from the peer is left out.
     Completion at(std::string_view before, Live& live);
     /// The types are asked for again: the peer may be another one.
-    void forget() { vocabulary_ = {}; }
+    void forget() {
+        vocabulary_ = {};
+        isAsked_ = false;
+    }
 
 private:
     Vocabulary const& vocabulary(Live& live);
@@ -67,7 +70,9 @@ private:
     std::vector<std::string> facilities(Live& live);
 
     std::vector<CommandWords> commands_;
-    Vocabulary vocabulary_;
+    /// Of the peer; and of this program, for one that tells none.
+    Vocabulary vocabulary_, own_;
+    bool isAsked_ = false;
 };
 
 } // namespace tool

@@ -119,7 +119,7 @@ struct LineEditor::Impl {
         }
         std::string const start = commonStart(found.words);
         std::string_view const typed = before.substr(found.from);
-        if (start.size() > typed.size()) {
+        if (start.size() > typed.size() && Kor::plainText(start) == start) { // what a peer calls things
             ::el_insertstr(edit, start.substr(typed.size()).c_str());
             return CC_REFRESH;
         }

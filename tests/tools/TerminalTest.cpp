@@ -72,6 +72,7 @@ TEST_F(InTerminal, AShellCompletesGoesOnAndConnectsAgain) {
     shell.type("tree\n");
     EXPECT_TRUE(shell.shows("connected again to " + socket())) << shell.all();
     EXPECT_TRUE(shell.shows("lif: LifAppConfigDir\r\n")) << shell.all();
+    EXPECT_TRUE(shell.shows("loamtunnel> "));
     shell.type("\004");
     EXPECT_EQ(shell.join(), 0) << shell.all();
     EXPECT_NE(content("state/loamtunnel/history").find("monitor"), std::string::npos);
