@@ -12,6 +12,7 @@
 #include "reflect/Text.h"
 #include "tools/Live.h"
 #include "tools/Messages.h"
+#include "tools/Terminal.h"
 
 #include <algorithm>
 #include <functional>
@@ -41,6 +42,7 @@ public:
     virtual bool statusIs(Session& session, Kor::Ptr<Kor::Entity> const& root) = 0;
     virtual bool hasStatus() const = 0;
     virtual bool isPlaced(std::size_t request) const = 0;
+    virtual std::string text(std::size_t request) const = 0;
     /// False if all that is wanted of the same is asked for already.
     virtual bool ask(std::size_t request) = 0;
     /// True if nothing of the same is asked for any more.
@@ -70,6 +72,9 @@ public:
     bool hasStatus() const override { return status_ && session_->isOpen(); }
     bool isPlaced(std::size_t request) const override {
         return Family::index(*status_, app_, items_[request]).has_value();
+    }
+    std::string text(std::size_t request) const override {
+        return shortText(*Kor::boxOf(Family::keyOf(items_[request])));
     }
     bool ask(std::size_t request) override {
         Item const& item = items_[request];
@@ -181,6 +186,19 @@ public:
             text += ", " + each->count();
         }
         return text;
+    }
+    /// What it waits for.
+    std::string awaited() const {
+        if (!isConnected()) {
+            return "waits for the connection to the driver";
+        }
+        if (phase_ == Phase::asking && next_ != 0) {
+            Request const& last = requests_[next_ - 1];
+            return "waits for the place of " + Forms::shown(last.of->text(last.number), 200);
+        }
+        return withdrawn_.empty() ? "waits for the driver to have done all of it"
+                                  : "waits until " + std::to_string(withdrawn_.size()) +
+                                        " requests that were taken back have gone";
     }
     Session& session() { return *session_; }
     bool isConnected() const { return session_ && session_->isEstablished(); }
@@ -334,6 +352,10 @@ void application(Context& context, ApplicationOptions const& options) {
             });
         }
     });
+    Progress progress(context);
+    auto const telling = loop.every(std::chrono::milliseconds(200), [&] {
+        progress.step([&] { return application.progress() + "; " + application.awaited(); });
+    });
     Kor::Link::Timer pace;
     std::function<void()> const tick = [&] { isDone = isDone || application.step(); };
     if (options.pace.count() != 0) {
@@ -349,7 +371,9 @@ void application(Context& context, ApplicationOptions const& options) {
         options.timeout);
     if (!isDone) {
         if (context.status == 0) { // else what was in the way has been told
-            messages.fail("not done in time: " + application.progress());
+            messages.fail("not done within " + std::to_string(options.timeout.count()) +
+                              " ms: " + application.progress() + "; " + application.awaited(),
+                          timedOutStatus);
         }
         return;
     }
@@ -371,7 +395,9 @@ void application(Context& context, ApplicationOptions const& options) {
     if (!isDelivered) {
         if (context.status == 0) {
             messages.fail("the driver has not answered that all is there" +
-                          (why.empty() ? "" : ": " + Forms::shown(why, 300)) + "; " + application.progress());
+                              (why.empty() ? "" : ": " + Forms::shown(why, 300)) + "; " +
+                              application.progress(),
+                          why.empty() ? timedOutStatus : refusedStatus);
         }
         return;
     }

@@ -3,6 +3,7 @@
 #include "forms/Refused.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <numeric>
 
@@ -62,39 +63,59 @@ std::string lower(std::string_view text) {
     return result;
 }
 
-/// How many letters must be inserted, removed or changed.
-std::size_t editDistance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
+/// Of a word that is looked for: no more of it is compared.
+constexpr std::size_t longestWord = 64;
+
+/// Letters that one of the words has more often than the other: at least so many have to be changed.
+std::size_t mostSurplus(std::string_view a, std::string_view b) {
+    std::array<int, 256> counts{};
     for (char const letter : a) {
-        std::size_t diagonal = row[0]++;
+        ++counts[static_cast<unsigned char>(letter)];
+    }
+    std::size_t ofB = 0;
+    for (char const letter : b) {
+        ofB += --counts[static_cast<unsigned char>(letter)] < 0 ? 1 : 0;
+    }
+    return std::max(ofB, a.size() - (b.size() - ofB));
+}
+
+/// How many letters must be inserted, removed or changed; anything above `most` where it is more.
+std::size_t editDistance(std::string_view a, std::string_view b, std::size_t most) {
+    std::array<std::size_t, 2 * longestWord> row;
+    if (b.size() >= row.size() || mostSurplus(a, b) > most) {
+        return most + 1;
+    }
+    std::size_t* const cells = row.data();
+    std::iota(cells, cells + b.size() + 1, std::size_t{0});
+    for (char const letter : a) {
+        std::size_t diagonal = cells[0]++;
         for (std::size_t j = 0; j < b.size(); ++j) {
             std::size_t const changed = diagonal + (letter != b[j]);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({changed, row[j] + 1, row[j + 1] + 1});
+            diagonal = cells[j + 1];
+            cells[j + 1] = std::min(changed, std::min(cells[j], cells[j + 1]) + 1);
         }
     }
-    return row.back();
+    return cells[b.size()];
 }
 
 } // namespace
 
 std::string suggest(std::string_view word, std::vector<std::string> const& known) {
-    constexpr std::size_t longest = 64;
-    std::string const wanted = lower(word.substr(0, longest));
+    std::string const wanted = lower(word.substr(0, longestWord));
+    std::size_t const most = std::max<std::size_t>(1, wanted.size() / 3);
     std::vector<std::pair<std::size_t, std::string>> near;
     for (std::string const& each : known) {
         std::string const candidate = lower(each);
         bool const within =
             wanted.size() >= 3 && candidate.find(wanted) != candidate.npos; // "vid1" for vlanEditVid1
-        std::size_t const distance = within ? 1 : editDistance(wanted, candidate);
-        if (distance <= std::max<std::size_t>(1, wanted.size() / 3)) {
+        std::size_t const distance = within ? 1 : editDistance(wanted, candidate, most);
+        if (distance <= most) {
             near.emplace_back(distance, each);
         }
     }
     if (near.empty()) {
-        constexpr std::size_t most = 30;
-        return known.size() > most ? "" : "; there are " + enumerate(known);
+        constexpr std::size_t few = 30;
+        return known.size() > few ? "" : "; there are " + enumerate(known);
     }
     std::ranges::stable_sort(near, {}, &std::pair<std::size_t, std::string>::first);
     near.resize(std::min<std::size_t>(near.size(), 3));

@@ -17,6 +17,8 @@
 
 namespace tool {
 
+class Live;
+
 struct Context {
     std::istream& in;
     std::ostream& out;
@@ -26,6 +28,14 @@ struct Context {
     int status = 0;
     /// What `err` writes to; -1 for none of the system's.
     int errDescriptor = -1;
+    /// The same of `in` and `out`.
+    int inDescriptor = -1, outDescriptor = -1;
+    /// The connection of a shell, over which its commands go; null for one of each command's own.
+    Live* live = nullptr;
+    /// Called before a message is written: what stands in the last line of a terminal gives way.
+    std::function<void()> giveWay{};
+    /// Stands before each message: the line of a script.
+    std::string where{};
 
     /// Reports a failure and goes on; the exit status will be 1.
     void report(std::string const& message);
@@ -95,6 +105,8 @@ struct LayoutOptions {
     bool svg = false;
     bool wavedrom = false;
     bool html = false;
+    /// Of all tables and chips, as far as `row` names none.
+    bool all = false;
     Output output;
 };
 void layout(Context& context, LayoutOptions const& options);
@@ -129,10 +141,14 @@ void schema(Context& context, SchemaOptions const& options);
 struct LogOptions {
     std::vector<std::string> files;
     /// The side whose bytes are looked at: "accepting" or "connecting"; empty for both.
-    std::string from;
+    std::string side;
+    /// Microseconds of the recording; what comes before the first is told as the state that it leads to.
+    std::optional<U64> from, until;
     int more = 0;
     Output output;
 };
+/// Seconds, with at most six digits behind a point, in microseconds; WrongUsage for any other text.
+U64 parseTime(std::string const& option, std::string_view text);
 void logShow(Context& context, LogOptions const& options);
 void logCheck(Context& context, LogOptions const& options);
 void logReplay(Context& context, LogOptions const& options);

@@ -1,6 +1,7 @@
 #include "forms/Entries.h"
 #include "tools/Commands.h"
 #include "tools/Failure.h"
+#include "tools/Terminal.h"
 
 #include <algorithm>
 #include <bit>
@@ -144,8 +145,13 @@ void encode(Context& context, EncodeOptions const& options) {
     U64 next = options.place.entry.value_or(0);
     // By kind and field: the first loss in words, and how many there are.
     std::map<std::pair<std::string, std::string>, std::pair<std::string, U64>> told;
+    Progress progress(context, Progress::unlessResults);
     auto const encodeOne = [&](std::string const& text, std::string const& where) {
         U64 const entryIndex = next++;
+        progress.step([&] {
+            return std::to_string(entryIndex - options.place.entry.value_or(0)) + " entries encoded; reads " +
+                   where;
+        });
         Entry const entry = parseEntry(text);
         std::string const oneLine = join(split(text));
         std::vector<std::pair<EncodedRow::Loss, std::vector<ChipType>>> losses;
@@ -183,6 +189,7 @@ void encode(Context& context, EncodeOptions const& options) {
     } else {
         eachLine(context, options.file, encodeOne);
     }
+    progress.end();
     printer.finish();
     for (auto const& [field, losses] : told) {
         U64 const more = losses.second - 1;

@@ -61,6 +61,38 @@ void diff(Context& context, LayoutOptions const& options) {
     listing.print(context.out, options.output);
 }
 
+/// A row for each field of each row that fits what is given of it.
+void all(Context& context, LayoutOptions const& options) {
+    RowOptions const& given = options.row;
+    std::vector<ChipType> const chips =
+        given.chip.empty() ? supportedChips() : std::vector{chipNumber(given.chip)};
+    TableInfo const* const only = given.table.empty() ? nullptr : &tableNamed(given.table);
+    RowPrinter printer(context.out, {"chip", "table", "variant", "field", "id", "type", "hi", "lo", "width"},
+                       options.output);
+    bool isAny = false;
+    for (ChipType const chip : chips) {
+        for (TableInfo const& table : Hardware::tableInfos()) {
+            for (U32 variant = 0; variant < table.variants(chip); ++variant) {
+                if ((only != nullptr && only != &table) || (given.variant && *given.variant != variant) ||
+                    !table.has(chip, variant)) {
+                    continue;
+                }
+                isAny = true;
+                for (FieldPlace const& place : table.row(chip, static_cast<U8>(variant))) {
+                    printer.add({U32{chip}, table.name, table.ignoresVariant ? Cell("any") : Cell(variant),
+                                 place.field->name, place.field->id, place.field->type, place.hi(),
+                                 place.lo(), U32{place.at.width}});
+                }
+            }
+        }
+    }
+    if (!isAny) {
+        throw WrongUsage(
+            "no row has that table, chip and variant; loamtunnel tables lists those that there are");
+    }
+    printer.end();
+}
+
 } // namespace
 
 void layout(Context& context, LayoutOptions const& options) {
@@ -72,6 +104,9 @@ void layout(Context& context, LayoutOptions const& options) {
     }
     if (!options.diff.empty()) {
         return diff(context, options);
+    }
+    if (options.all) {
+        return all(context, options);
     }
     RowForm const form = options.row.form();
     Diagram const diagram(form);

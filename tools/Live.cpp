@@ -4,6 +4,7 @@
 #include "model/LoamTunnelTypeList.h"
 #include "tools/Files.h"
 #include "tools/Listing.h"
+#include "tools/Terminal.h"
 
 #include <algorithm>
 #include <cctype>
@@ -13,6 +14,7 @@
 #include <functional>
 #include <malloc.h>
 #include <memory>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -88,8 +90,17 @@ Kor::Link::Address addressOf(std::string const& text) {
     }
 }
 
-Live::Live(LiveOptions const& options, std::string_view name)
-    : options_(options), connector_(loop_, addressOf(options.address), connectOnce(name)),
+Kor::Link::ConnectorConfig Live::config(std::string_view name) {
+    Kor::Link::ConnectorConfig config;
+    config.session = sessionConfig(name);
+    config.mostWait = std::chrono::milliseconds(250);
+    config.setUp = [this](Session&) { wasConnected_ = true; };
+    config.lost = [this](Kor::String8 const&, std::chrono::milliseconds) { isLost_ = wasConnected_; };
+    return config;
+}
+
+Live::Live(LiveOptions const& options, std::string_view name, Context* terminal)
+    : options_(options), connector_(loop_, addressOf(options.address), config(name)),
       bound_(boundMemory(loop_, options.memory, [this](std::string const& reason) {
           tooMuch_ = reason;
           if (auto const session = connector_.session()) {
@@ -98,7 +109,54 @@ Live::Live(LiveOptions const& options, std::string_view name)
       })) {
     options_.address = options.address.empty() ? connector_.address().path() : options.address;
     roots_.missingIs([this](std::string const& root) { want(root); });
-    require([this] { return connector_.isEstablished() && session().areOffersKnown(); }, "a connection");
+    std::optional<Progress> progress;
+    if (terminal != nullptr) {
+        progress.emplace(*terminal);
+    }
+    bool const isThere = loop_.runUntil(
+        [&] {
+            if (progress) {
+                progress->step([&] { return "waits for " + options_.address + ": " + reason(); });
+            }
+            return isOver() || (connector_.isEstablished() && session().areOffersKnown());
+        },
+        options_.timeout);
+    progress.reset();
+    if (!isThere && !wasConnected_) {
+        throw noConnection(options_.address, reason());
+    }
+    session(); // throws when it is over
+    if (!isThere) {
+        throw TimedOut("no connection from " + shown(options_.address) + " within " +
+                       std::to_string(options_.timeout.count()) + " ms");
+    }
+}
+
+bool Live::isOver() const {
+    return isLost_ || connector_.isOver() || !tooMuch_.empty();
+}
+
+std::string Live::reason() const {
+    return !tooMuch_.empty() ? tooMuch_ : std::string(connector_.lastReason().view());
+}
+
+void Live::signalsEndWaiting() {
+    loop_.signalsAre({SIGINT, SIGTERM, SIGHUP}, [this](int signal) { signal_ = signal; });
+}
+
+bool Live::isReadable(int descriptor, bool alsoIfOver) {
+    for (;;) {
+        loop_.poll();
+        if (signal_ != 0 || (isOver() && !alsoIfOver)) {
+            return false;
+        }
+        pollfd entries[] = {{loop_.descriptor(), POLLIN, 0}, {descriptor, POLLIN, 0}};
+        ::poll(entries, 2, loop_.pollTime());
+        if (entries[1].revents != 0) {
+            loop_.poll(); // a signal that came before goes first
+            return signal_ == 0;
+        }
+    }
 }
 
 Session& Live::session() {
@@ -106,20 +164,24 @@ Session& Live::session() {
     if (!tooMuch_.empty()) {
         throw Refused(tooMuch_);
     }
-    if (!session || !session->isOpen()) {
+    if (isLost_ || !session || !session->isOpen()) {
         throw noConnection(options_.address, connector_.lastReason().view());
     }
     return *session;
 }
 
 bool Live::until(std::function<bool()> const& condition) {
-    bool const holds = loop_.runUntil([&] { return connector_.isOver() || condition(); }, options_.timeout);
+    bool holds = false;
+    loop_.runUntil([&] { return isOver() || signal_ != 0 || (holds = condition()); }, options_.timeout);
     session(); // throws when it is over
+    if (!holds && signal_ != 0) {
+        throw Interrupted("ended by a signal");
+    }
     return holds;
 }
 
 void Live::runFor(std::chrono::milliseconds time) {
-    loop_.runUntil([&] { return connector_.isOver(); }, time);
+    loop_.runUntil([&] { return isOver() || signal_ != 0; }, time);
     session(); // throws when it is over
 }
 
@@ -139,6 +201,11 @@ std::vector<std::string> Live::offers() {
 }
 
 Place Live::at(std::string const& path) {
+    for (auto const& [root, outcome] : wanted_) { // what is no longer offered is wanted anew
+        if (outcome->state != RootState::synchronized && roots_.all().contains(root)) {
+            roots_.del(root);
+        }
+    }
     return roots_.at(path);
 }
 
@@ -147,12 +214,8 @@ void Live::want(std::string const& root) {
     if (!session().peerOffers().contains(name)) {
         throw NotThere("no root " + shown(root) + " is offered" + suggest(root, offers()));
     }
-    // The hooks may be called after this function has given up.
-    struct Outcome {
-        RootState state{};
-        std::string reason;
-    };
     auto const outcome = std::make_shared<Outcome>();
+    wanted_[root] = outcome;
     session().want(name, [outcome](RootState now, Kor::Ptr<Kor::Entity> const&, Kor::String8 const& why) {
         *outcome = {now, std::string(why.view())};
     });
@@ -208,5 +271,19 @@ std::string Live::call(std::string_view verb, std::string_view argument) {
     }
     return answer->text;
 }
+
+namespace {
+
+Live& shared(Live& live, LiveOptions const& options) {
+    live.session(); // throws when it is over
+    live.timeoutIs(options.timeout);
+    return live;
+}
+
+} // namespace
+
+Connection::Connection(Context& context, LiveOptions const& options, std::string_view name)
+    : live_(context.live != nullptr ? shared(*context.live, options)
+                                    : own_.emplace(options, name, &context)) {}
 
 } // namespace tool

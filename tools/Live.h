@@ -12,11 +12,15 @@
 #include "forms/Json.h"
 #include "forms/Path.h"
 #include "link/Connector.h"
+#include "tools/Commands.h"
 #include "tools/Failure.h"
 #include "tools/Listing.h"
 
 #include <chrono>
 #include <functional>
+#include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,10 +55,16 @@ Kor::Link::ConnectorConfig connectOnce(std::string_view name);
 /// Why there is no connection.
 NoConnection noConnection(std::string const& address, std::string_view reason);
 
+/// A signal has ended what was waited for.
+struct Interrupted : Refused {
+    using Refused::Refused;
+};
+
 class Live {
 public:
-    /// Connects, and waits for what is offered.
-    Live(LiveOptions const& options, std::string_view name);
+    /// Connects, waits for what is offered, and before that for a server that is not there yet, of which a
+    /// terminal is told.
+    Live(LiveOptions const& options, std::string_view name, Context* terminal = nullptr);
 
     /// Gets the root of the path, if it is not there yet.
     Place at(std::string const& path);
@@ -68,8 +78,22 @@ public:
     std::string call(std::string_view verb, std::string_view argument);
     /// Runs until the condition holds; false when the time is over.
     bool until(std::function<bool()> const& condition);
-    /// Runs that long, unless the connection ends.
+    /// Runs that long, unless the connection ends or a signal comes.
     void runFor(std::chrono::milliseconds time);
+
+    /// From now on SIGINT, SIGTERM and SIGHUP end what is waited for, and not the process.
+    void signalsEndWaiting();
+    /// The signal that has come since the last call, or 0.
+    int takeSignal() { return std::exchange(signal_, 0); }
+    int signal() const { return signal_; }
+    /// Runs until there is something to read from the descriptor; false if a signal has come or, unless that
+    /// is to be passed over, the connection has ended before.
+    bool isReadable(int descriptor, bool alsoIfOver);
+    bool isOver() const;
+    std::string reason() const;
+    std::string const& address() const { return options_.address; }
+    LiveOptions const& options() const { return options_; }
+    void timeoutIs(std::chrono::milliseconds timeout) { options_.timeout = timeout; }
 
     Roots& roots() { return roots_; }
     Kor::NboAttrLog::Session& session();
@@ -77,16 +101,39 @@ public:
     std::vector<std::string> offers();
 
 private:
+    /// What the hooks of a session say, which may outlive who has asked.
+    struct Outcome {
+        Kor::NboAttrLog::RootState state{};
+        std::string reason{};
+    };
+
     void want(std::string const& root);
     void require(std::function<bool()> const& condition, std::string const& what);
+    Kor::Link::ConnectorConfig config(std::string_view name);
 
     LiveOptions options_;
     Kor::Link::Loop loop_;
+    int signal_ = 0;
+    /// Whether there has been a connection; only before that is there a second try.
+    bool wasConnected_ = false;
+    bool isLost_ = false;
+    std::map<std::string, std::shared_ptr<Outcome>> wanted_;
     Kor::Link::Connector connector_;
     /// Why no more is taken from the peer; empty while it is.
     std::string tooMuch_;
     Kor::Link::Timer bound_;
     Roots roots_;
+};
+
+/// The connection that a command uses: the shell's, or one of its own.
+class Connection {
+public:
+    Connection(Context& context, LiveOptions const& options, std::string_view name);
+    Live& live() { return live_; }
+
+private:
+    std::optional<Live> own_;
+    Live& live_;
 };
 
 } // namespace tool

@@ -96,27 +96,30 @@ void serve(Context& context, ServeOptions const& options) {
 }
 
 void tree(Context& context, LivePlace const& options) {
-    Live live(options.live, "tree");
+    Connection connection(context, options.live, "tree");
+    Live& live = connection.live();
     Values values(context.out, options.output, &live.roots());
     if (!options.path.empty()) {
-        values.tree(live.at(options.path), options.depth);
+        values.tree(live.at(options.path), options.depth, options.filter);
     } else {
         for (std::string const& root : live.offers()) {
-            values.tree(live.at(rootText(root)), options.depth);
+            values.tree(live.at(rootText(root)), options.depth, options.filter);
         }
     }
     values.end();
 }
 
 void get(Context& context, LivePlace const& options) {
-    Live live(options.live, "get");
+    Connection connection(context, options.live, "get");
+    Live& live = connection.live();
     Values values(context.out, options.output, &live.roots());
     values.items(live.at(options.path));
     values.end();
 }
 
 void set(Context& context, SetOptions const& options) {
-    Live live(options.live, "set");
+    Connection connection(context, options.live, "set");
+    Live& live = connection.live();
     auto const setOne = [&](std::string const& path, std::string_view value) {
         live.mustBeWritable(path);
         Forms::set(live.at(path), value, live.roots());
@@ -134,7 +137,8 @@ void set(Context& context, SetOptions const& options) {
 }
 
 void del(Context& context, LivePlace const& options) {
-    Live live(options.live, "del");
+    Connection connection(context, options.live, "del");
+    Live& live = connection.live();
     live.mustBeWritable(options.path);
     Place const place = live.at(options.path);
     Values values(context.out, options.output, &live.roots());
@@ -144,7 +148,8 @@ void del(Context& context, LivePlace const& options) {
 }
 
 void wait(Context& context, WaitOptions const& options) {
-    Live live(options.live, "wait");
+    Connection connection(context, options.live, "wait");
+    Live& live = connection.live();
     auto const [path, value] = parseWait(options.condition);
     std::string last = "it is not there";
     std::exception_ptr wrong;
@@ -194,7 +199,8 @@ void sync(Context& context, SyncOptions const& options) {
         std::optional<FenceResult> result;
     };
     auto const answer = std::make_shared<Answer>();
-    Live live(options.live, "sync");
+    Connection connection(context, options.live, "sync");
+    Live& live = connection.live();
     live.session().fence(
         options.level, [answer](FenceResult const& result) { answer->result = result; },
         options.all ? FenceExtent::all : FenceExtent::peer);
@@ -213,27 +219,67 @@ void sync(Context& context, SyncOptions const& options) {
     }
 }
 
-void stats(Context& context, LiveOptions const& options, Output const& output) {
-    Json const answer = Live(options, "stats").ask("stats", "");
+namespace {
+
+/// The counters of an answer to `stats` in rows, of peers by name.
+std::vector<std::vector<Cell>> counterRows(Json const& answer, StatsOptions const& options) {
     auto const cellOf = [](Json const& json) {
         return json.kind == Json::Kind::number
                    ? Cell::raw(json.text)
                    : Cell(json.isObject() || json.isArray() ? json.shown() : json.text);
     };
-    Listing listing({"peer", "counter", "value"});
+    std::vector<std::vector<Cell>> rows;
+    auto const add = [&](std::string const& peer, std::string const& counter, Json const& value) {
+        if (fits(options.peer, peer) && fits(options.counter, counter)) {
+            rows.push_back({peer, counter, cellOf(value)});
+        }
+    };
+    std::vector<Json const*> peers;
     for (auto const& [none, peer] : answer.at("peers").members) {
-        for (auto const& [name, value] : peer.members) {
+        peers.push_back(&peer);
+    }
+    std::ranges::stable_sort(peers, {}, [](Json const* peer) { return peer->at("peer").text; });
+    for (Json const* const peer : peers) {
+        for (auto const& [name, value] : peer->members) {
             if (name != "peer") {
-                listing.add({peer.at("peer").text, name, cellOf(value)});
+                add(peer->at("peer").text, name, value);
             }
         }
     }
     for (auto const& [name, value] : answer.members) { // of the whole process
         if (value.kind == Json::Kind::number) {
-            listing.add({"", name, cellOf(value)});
+            add("", name, value);
         }
     }
-    listing.print(context.out, output);
+    return rows;
+}
+
+} // namespace
+
+void stats(Context& context, StatsOptions const& options) {
+    Connection connection(context, options.live, "stats");
+    Live& live = connection.live();
+    std::vector<std::string> columns{"peer", "counter", "value"};
+    if (options.watch == 0) {
+        Listing listing(columns);
+        for (auto& row : counterRows(live.ask("stats", ""), options)) {
+            listing.add(std::move(row));
+        }
+        return listing.print(context.out, options.output);
+    }
+    columns.insert(columns.begin(), "time");
+    RowPrinter printer(context.out, columns, options.output, RowPrinter::Rows::lines);
+    live.signalsEndWaiting();
+    while (live.signal() == 0) {
+        std::string const time = timeNow();
+        for (auto& row : counterRows(live.ask("stats", ""), options)) {
+            row.insert(row.begin(), time);
+            printer.add(row);
+        }
+        printer.end();
+        context.out.flush();
+        live.runFor(std::chrono::seconds(options.watch));
+    }
 }
 
 } // namespace tool

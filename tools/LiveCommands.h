@@ -27,6 +27,7 @@ struct LivePlace {
     std::string path;
     Output output;
     unsigned depth = 16;
+    ChangeFilter filter{};
 };
 void tree(Context& context, LivePlace const& options);
 void get(Context& context, LivePlace const& options);
@@ -44,6 +45,8 @@ void sync(Context& context, SyncOptions const& options);
 struct SetOptions {
     LiveOptions live;
     std::string path, value;
+    /// Of the value, as they are given.
+    std::vector<std::string> words{};
     /// Instead of these: a line of `PATH VALUE` each.
     std::string file;
 };
@@ -82,7 +85,16 @@ struct LogRecordOptions {
     U64 most = Kor::NboAttrLog::RecordingOut::defaultMost;
 };
 void logRecord(Context& context, LogRecordOptions const& options);
-void stats(Context& context, LiveOptions const& options, Output const& output);
+
+/// Counters of a process and of its connections; patterns of the shell take some of them.
+struct StatsOptions {
+    LiveOptions live;
+    std::string peer, counter;
+    /// Again and again, after so many seconds; 0 for once.
+    unsigned watch = 0;
+    Output output;
+};
+void stats(Context& context, StatsOptions const& options);
 
 /// Where a request stands: its path, or what is asked for.
 struct ExplainOptions {

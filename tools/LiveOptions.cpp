@@ -4,6 +4,7 @@
 #include "tools/LiveCommands.h"
 #include "tools/Options.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <string>
@@ -31,7 +32,12 @@ void addMilliseconds(CLI::App& command, std::string const& name, std::chrono::mi
 
 } // namespace
 
-void addLive(CLI::App& command, LiveOptions& live) {
+void addLive(CLI::App& command, Context const& context, LiveOptions& live) {
+    if (context.live != nullptr) { // whose connection it is
+        live = context.live->options();
+        addMilliseconds(command, "--timeout", live.timeout, "How many milliseconds to wait at most");
+        return;
+    }
     addSocket(command, live.address);
     addMilliseconds(command, "--timeout", live.timeout,
                     "How many milliseconds to wait at most (default: 5000)");
@@ -41,6 +47,15 @@ void addLive(CLI::App& command, LiveOptions& live) {
 }
 
 namespace {
+
+void addFilter(CLI::App& command, ChangeFilter& filter) {
+    command
+        .add_option("--entity", filter.entity,
+                    "Show those of entities whose path fits this pattern, such as 'lif.appConfig*'")
+        ->type_name("PATTERN");
+    command.add_option("--attribute", filter.attribute, "Show those of this attribute, such as reqCount")
+        ->type_name("NAME");
+}
 
 constexpr char const* pathText =
     "The place, such as lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=100]";
@@ -68,7 +83,8 @@ void addTree(CLI::App& app, Context& context) {
     addNumber(
         *command, "-d,--depth", [options](U32 n) { options->depth = n; },
         "Show objects so deep (default: 16)", 1000);
-    addLive(*command, options->live);
+    addFilter(*command, options->filter);
+    addLive(*command, context, options->live);
     addOutput(*command, options->output, "; without it, indented lines");
     addForm(*command, options->output);
     command->callback([&context, options] { tree(context, *options); });
@@ -80,7 +96,7 @@ void addPlace(CLI::App& app, Context& context, char const* name, char const* tex
     auto* const command = app.add_subcommand(name, text);
     auto const options = std::make_shared<LivePlace>();
     command->add_option("path", options->path, pathText)->type_name("")->required();
-    addLive(*command, options->live);
+    addLive(*command, context, options->live);
     addOutput(*command, options->output, "; without it, values as lines");
     addForm(*command, options->output);
     command->footer(footer);
@@ -91,18 +107,19 @@ void addSet(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand("set", "Write a value of a live tree, or make a child");
     auto const options = std::make_shared<SetOptions>();
     command->add_option("path", options->path, pathText)->type_name("");
-    command->add_option("value", options->value, "Its text, such as 3; nothing for a child")->type_name("");
+    command->add_option("value", options->words, "Its text, such as 3; nothing for a child")->type_name("");
     command
         ->add_option("-f,--file", options->file,
                      "Instead, read lines of a path and a value; # starts a comment; - is the standard input")
         ->type_name("FILE");
-    addLive(*command, options->live);
+    addLive(*command, context, options->live);
     command->footer(
         "What is set is there at the peer when the command ends. Of a file, lines that are refused are\n"
         "told of, and the others are set.\n\n"
         "  loamtunnel set 'lif.appConfig[vtAppMpls]'\n"
         "  loamtunnel set 'lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1]' 3");
     command->callback([&context, options] {
+        options->value = join(options->words);
         if (options->path.empty() == options->file.empty()) {
             throw WrongUsage("set takes either a path or --file FILE");
         }
@@ -119,7 +136,7 @@ void addWait(CLI::App& app, Context& context) {
         ->type_name("")
         ->required();
     command->add_flag("--gone", options->gone, "Wait until there is nothing at the path");
-    addLive(*command, options->live);
+    addLive(*command, context, options->live);
     addOutput(*command, options->output, "; without it, a line");
     addForm(*command, options->output);
     command->footer(
@@ -138,14 +155,7 @@ void addMonitor(CLI::App& app, Context& context) {
     auto const options = std::make_shared<MonitorOptions>();
     command->add_option("paths", options->paths, "Places to watch, such as lifStatus (default: all)")
         ->type_name("");
-    command
-        ->add_option("--entity", options->filter.entity,
-                     "Show changes of entities whose path fits this pattern, such as 'lif.appConfig*'")
-        ->type_name("PATTERN");
-    command
-        ->add_option("--attribute", options->filter.attribute,
-                     "Show changes of this attribute, such as reqCount")
-        ->type_name("NAME");
+    addFilter(*command, options->filter);
     command->add_option("--kind", options->filter.kind, "Show changes of this kind: set or del")
         ->type_name("KIND")
         ->check(CLI::Validator(
@@ -160,7 +170,7 @@ void addMonitor(CLI::App& app, Context& context) {
     addNumber(
         *command, "--for", [options](U32 n) { options->seconds = n; },
         "End after so many seconds (default: with SIGINT)");
-    addLive(*command, options->live);
+    addLive(*command, context, options->live);
     addOutput(*command, options->output, "; without it, lines; JSON has an object a line");
     addForm(*command, options->output);
     command->footer("A connection that is lost is made again; lines with -- in front tell of it.");
@@ -175,7 +185,7 @@ void addSync(CLI::App& app, Context& context) {
     command->add_option("--wait", *level, "How far: applied, or done as the process says (default: applied)")
         ->check(CLI::IsMember({"applied", "done"}));
     command->add_flag("--all", options->all, "Also ask the peers to which the process tells what it has");
-    addLive(*command, options->live);
+    addLive(*command, context, options->live);
     addOutput(*command, options->output, " (default: table)");
     command->footer(
         "The exit status is 1 when a process cannot do it, or has gone before it was done, and 5 when\n"
@@ -191,16 +201,21 @@ void addSync(CLI::App& app, Context& context) {
 
 void addStats(CLI::App& app, Context& context) {
     auto* const command = app.add_subcommand("stats", "Print what the connections of a process have done");
-    struct Options {
-        LiveOptions live;
-        Output output;
-    };
-    auto const options = std::make_shared<Options>();
-    addLive(*command, options->live);
+    auto const options = std::make_shared<StatsOptions>();
+    addNumber(
+        *command, "--watch", [options](U32 n) { options->watch = std::max(n, 1u); },
+        "Print them again and again, with the time, after so many seconds each; SIGINT ends it", 86'400);
+    command->add_option("--peer", options->peer, "Show those of peers whose name fits this pattern")
+        ->type_name("PATTERN");
+    command->add_option("--counter", options->counter, "Show counters whose name fits this pattern")
+        ->type_name("PATTERN");
+    addLive(*command, context, options->live);
     addOutput(*command, options->output, " (default: table)");
+    command->footer("With --watch JSON has an object a line.\n\n"
+                    "  loamtunnel stats --counter 'records*' --watch 5");
     command->callback([&context, options] {
         options->output.colour = context.colourOut;
-        stats(context, options->live, options->output);
+        stats(context, *options);
     });
 }
 
@@ -214,7 +229,7 @@ void addExplain(CLI::App& app, Context& context) {
                      "'lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]'")
         ->type_name("KEY")
         ->required();
-    addLive(*command, options->live);
+    addLive(*command, context, options->live);
     command->add_flag_callback(
         "--json", [options] { options->output.format = Format::json; }, "Print the answer as JSON");
     command->footer("The exit status is 4 where the way ends before the row.\n\n"
@@ -237,7 +252,7 @@ void addAudit(CLI::App& app, Context& context) {
         *command, "--rounds", [options](U32 n) { options->rounds = n; },
         "End after so many looks (default: with SIGINT)")
         ->needs(every);
-    addLive(*command, options->live);
+    addLive(*command, context, options->live);
     addOutput(*command, options->output, " (default: table); with --every, JSON has an object a line");
     command->footer(
         "A difference is told when three looks have found it. The exit status is 3 when there is one.");
@@ -290,7 +305,7 @@ void addTrace(CLI::App& app, Context& context) {
     command->add_option("--for", options->seconds, "End after so many seconds (default: with SIGINT)")
         ->type_name("N")
         ->needs(follow);
-    addLive(*command, options->live);
+    addLive(*command, context, options->live);
     addOutput(*command, options->output, " (default: lines for records, of which json has one a line)");
     command->footer("  loamtunnel trace LoamTunnelTypes --set on,+8\n"
                     "  loamtunnel trace --follow --level 8 --text vsi\n"
@@ -446,7 +461,7 @@ void addLogRecord(CLI::App& log, Context& context) {
     addNumber(
         *command, "--most", [options](U32 n) { options->most = n; },
         "End when the file has so many bytes (default: 1 GiB)");
-    addLive(*command, options->live);
+    addLive(*command, context, options->live);
     command->callback([&context, options] { logRecord(context, *options); });
 }
 
@@ -455,6 +470,12 @@ void addLiveCommands(CLI::App& app, Context& context) {
     addDriver(app, context);
     addApplication(app, context);
     addServe(app, context);
+    addShellCommands(app, context);
+    addTop(app, context);
+    addShell(app, context);
+}
+
+void addShellCommands(CLI::App& app, Context& context) {
     addTree(app, context);
     addPlace(app, context, "get", "Print a value of a live tree, or all members of an attribute", get,
              "The exit status is 4 when nothing is there.");

@@ -4,6 +4,7 @@
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 #include "tools/Streams.h"
+#include "tools/Terminal.h"
 
 #include <array>
 #include <cerrno>
@@ -40,7 +41,8 @@ public:
 
     /// Calls `visit(record, microseconds)` with each. Refused where the recording or a record is unsound.
     template <class Visit>
-    void play(Visit const& visit) {
+    void play(Progress& progress, Visit const& visit) {
+        U64 records = 0;
         U64 chunkAt = 0;
         RecordingChunk chunk;
         Side from{};
@@ -52,10 +54,18 @@ public:
             walker->preambleIs(Session::preambleOf);
             for (chunkAt = recording.offset(); recording.next(chunk); chunkAt = recording.offset()) {
                 from = chunk.from;
+                if (options_.until && chunk.microseconds > *options_.until) {
+                    return;
+                }
                 walker->walk(from, chunk.bytes, [&](RecordView const& record) {
-                    if (options_.from.empty() || options_.from == sideText(record.from)) {
+                    ++records;
+                    if (options_.side.empty() || options_.side == sideText(record.from)) {
                         visit(record, chunk.microseconds);
                     }
+                });
+                progress.step([&] {
+                    return std::to_string(records) + " records to the second " + seconds(chunk.microseconds) +
+                           "; reads byte " + std::to_string(recording.offset()) + " of " + shown(file_);
                 });
             }
             isCut = recording.isCut();
@@ -86,17 +96,59 @@ private:
 using StatePlace = std::array<std::string, 3>;
 using State = std::map<StatePlace, std::string>;
 
-void note(State& state, RecordView const& record) {
+/// Keys and values of records in a form.
+class Looks {
+public:
+    explicit Looks(Form form) : form_(form) {}
+
+    std::string key(RecordView const& record) const {
+        Kor::KorAttr const* const attribute = attributeOf(record);
+        return attribute == nullptr ? record.key : look(attribute->keyType(), record.key);
+    }
+    std::string value(RecordView const& record) const {
+        Kor::KorAttr const* const attribute = attributeOf(record);
+        return attribute == nullptr || record.kind != RecordView::Kind::set
+                   ? record.value
+                   : look(attribute->type(), record.value);
+    }
+
+private:
+    static Kor::KorAttr const* attributeOf(RecordView const& record) {
+        if (record.type != nullptr) {
+            for (auto const& each : record.type->attributes()) {
+                if (each->name() == Kor::String8(record.attribute)) {
+                    return each.ptr();
+                }
+            }
+        }
+        return nullptr;
+    }
+    /// What is no value here, such as a reference, is as it is.
+    std::string look(Kor::KorType const* type, std::string const& text) const {
+        if (form_ == Form::text || type == nullptr || type->isEntity() || text.empty()) {
+            return text;
+        }
+        try {
+            return written(form_, readValue(*type, text));
+        } catch (Refused const&) {
+            return text;
+        }
+    }
+    Form form_;
+};
+
+void note(State& state, RecordView const& record, Looks const& looks) {
     using Kind = RecordView::Kind;
     if (record.kind == Kind::announcement) {
         state[{record.path, "", ""}] = record.value.substr(0, record.value.find(' '));
     } else if (record.kind == Kind::set || record.kind == Kind::child) {
-        state[{record.path, record.attribute, record.key}] = record.value;
+        state[{record.path, record.attribute, looks.key(record)}] = looks.value(record);
     }
 }
 
 /// What the entities have: sent to nobody, and read as it leaves.
-void addState(State& state, Kor::Ptr<Kor::Entity> const& entity, StreamLimits const& limits) {
+void addState(State& state, Kor::Ptr<Kor::Entity> const& entity, StreamLimits const& limits,
+              Looks const& looks) {
     auto const demuxer = Kor::makePtr<Demuxer>(Side::accepting, limits);
     RecordWalker walker(limits);
     demuxer->mount(entity);
@@ -104,7 +156,8 @@ void addState(State& state, Kor::Ptr<Kor::Entity> const& entity, StreamLimits co
     while (isMore) {
         isMore = demuxer->flow();
         for (auto bytes = demuxer->out()->readable(); !bytes.empty(); bytes = demuxer->out()->readable()) {
-            walker.walk(Side::accepting, bytes, [&](RecordView const& record) { note(state, record); });
+            walker.walk(Side::accepting, bytes,
+                        [&](RecordView const& record) { note(state, record, looks); });
             demuxer->out()->nextBytes(bytes.size());
         }
     }
@@ -156,10 +209,12 @@ public:
             }
         }
     }
-    void addTo(State& state) {
+    State state(Looks const& looks) const {
+        State state;
         for (auto const& [name, root] : roots_) {
-            addState(state, root, limits_);
+            addState(state, root, limits_, looks);
         }
+        return state;
     }
     Stats stats(Side from) const { return demuxers_[static_cast<std::size_t>(from)]->stats(); }
 
@@ -187,17 +242,27 @@ private:
     std::map<std::tuple<Side, std::string, std::string>, Kor::Ptr<Kor::Entity>> roots_;
 };
 
-State stateOf(Context& context, std::string const& file, LogOptions const& options) {
+/// At the end; and before the time that is asked for, if one is.
+State stateOf(Context& context, std::string const& file, LogOptions const& options, State* before = nullptr) {
     Player player(file, options);
+    Looks const looks(options.output.form);
     std::optional<Replica> replica;
-    player.play([&](RecordView const& record, U64) {
+    bool isBefore = before != nullptr;
+    Progress progress(context);
+    player.play(progress, [&](RecordView const& record, U64 microseconds) {
+        if (isBefore && microseconds >= options.from.value_or(0)) {
+            isBefore = false;
+            *before = replica ? replica->state(looks) : State();
+        }
         (replica ? *replica : replica.emplace(player.limits)).apply(record);
     });
-    State state;
     if (!replica) {
-        return state;
+        return {};
     }
-    replica->addTo(state);
+    State state = replica->state(looks);
+    if (isBefore) {
+        *before = state;
+    }
     for (Side const from : {Side::accepting, Side::connecting}) {
         Stats const stats = replica->stats(from);
         U64 const passedOver = stats.refusedRecords + stats.unknownEntities + stats.unknownAttributes;
@@ -213,6 +278,23 @@ State stateOf(Context& context, std::string const& file, LogOptions const& optio
 
 } // namespace
 
+U64 parseTime(std::string const& option, std::string_view text) {
+    std::string_view const whole = text.substr(0, text.find('.'));
+    std::string part(text.substr(std::min(whole.size() + 1, text.size())));
+    constexpr std::size_t digits = 6;
+    constexpr U64 most = 1'000'000'000'000;
+    part.resize(std::max(part.size(), digits), '0');
+    auto const isNumber = [](std::string_view each) {
+        return !each.empty() && each.find_first_not_of("0123456789") == each.npos;
+    };
+    auto const seconds = isNumber(whole) ? parseNumber(whole) : std::nullopt;
+    if (!seconds || *seconds > most || text.ends_with('.') || !isNumber(part) || part.size() > digits) {
+        throw WrongUsage(option + ": '" + shown(text) +
+                         "' is no time in seconds, such as 1.5, as log show lists them");
+    }
+    return *seconds * 1'000'000 + std::stoull(part);
+}
+
 void logShow(Context& context, LogOptions const& options) {
     std::vector<std::string> columns{"time", "from", "record", "entity", "attribute", "key", "value"};
     if (options.more > 0) {
@@ -224,12 +306,35 @@ void logShow(Context& context, LogOptions const& options) {
     RowPrinter printer(context.out, columns, options.output);
     auto const idText = [](Kor::EntityId id) { return id.number() != 0 ? Cell(id.number()) : Cell(); };
     Player player(options.files.at(0), options);
+    Looks const looks(options.output.form);
+    std::optional<Replica> replica;
+    bool isBefore = options.from.has_value();
+    auto const begin = [&] {
+        isBefore = false;
+        for (auto const& [place, value] : replica ? replica->state(looks) : State()) {
+            std::vector<Cell> cells{seconds(*options.from), Cell(), "state", place[0], Cell::orNone(place[1]),
+                                    Cell::orNone(place[2]), value};
+            cells.resize(columns.size());
+            printer.add(cells);
+        }
+    };
+    Progress progress(context, Progress::unlessResults);
     try {
-        player.play([&](RecordView const& record, U64 microseconds) {
-            std::vector<Cell> cells{
-                seconds(microseconds),     sideText(record.from),          textOf(record.kind),
-                Cell::orNone(record.path), Cell::orNone(record.attribute), Cell::orNone(record.key),
-                Cell::orNone(record.value)};
+        player.play(progress, [&](RecordView const& record, U64 microseconds) {
+            if (isBefore && microseconds < *options.from) {
+                (replica ? *replica : replica.emplace(player.limits)).apply(record);
+                return;
+            }
+            if (isBefore) {
+                begin();
+            }
+            std::vector<Cell> cells{seconds(microseconds),
+                                    sideText(record.from),
+                                    textOf(record.kind),
+                                    Cell::orNone(record.path),
+                                    Cell::orNone(record.attribute),
+                                    Cell::orNone(looks.key(record)),
+                                    Cell::orNone(looks.value(record))};
             if (options.more > 0) {
                 cells.insert(cells.end(), {idText(record.header.entityId), idText(record.child),
                                            record.offset, record.bytes.size(), Cell::orNone(record.fault)});
@@ -244,9 +349,14 @@ void logShow(Context& context, LogOptions const& options) {
             printer.add(cells);
         });
     } catch (Refused const&) {
+        progress.end();
         printer.end(); // what came before
         throw;
     }
+    if (isBefore) {
+        begin();
+    }
+    progress.end();
     printer.end();
 }
 
@@ -254,7 +364,8 @@ void logCheck(Context& context, LogOptions const& options) {
     std::string const& file = options.files.at(0);
     Player player(file, options);
     U64 records = 0, bytes = 0, unknown = 0;
-    player.play([&](RecordView const& record, U64) {
+    Progress progress(context);
+    player.play(progress, [&](RecordView const& record, U64) {
         ++records;
         bytes += record.bytes.size();
         unknown += record.kind == RecordView::Kind::unknown && record.fault.empty();
@@ -279,9 +390,26 @@ void logCheck(Context& context, LogOptions const& options) {
 }
 
 void logReplay(Context& context, LogOptions const& options) {
-    Listing listing({"entity", "attribute", "key", "value"});
-    for (auto const& [place, value] : stateOf(context, options.files.at(0), options)) {
-        listing.add({place[0], Cell::orNone(place[1]), Cell::orNone(place[2]), value});
+    std::vector<std::string> columns{"entity", "attribute", "key", "value"};
+    if (!options.from) {
+        Listing listing(columns);
+        for (auto const& [place, value] : stateOf(context, options.files.at(0), options)) {
+            listing.add({place[0], Cell::orNone(place[1]), Cell::orNone(place[2]), value});
+        }
+        return listing.print(context.out, options.output);
+    }
+    columns.emplace_back("before");
+    State before;
+    std::map<StatePlace, std::array<Cell, 2>> both;
+    for (auto const& [place, value] : stateOf(context, options.files.at(0), options, &before)) {
+        both[place][0] = value;
+    }
+    for (auto const& [place, value] : before) {
+        both[place][1] = value;
+    }
+    Listing listing(columns);
+    for (auto const& [place, values] : both) {
+        listing.add({place[0], Cell::orNone(place[1]), Cell::orNone(place[2]), values[0], values[1]});
     }
     listing.print(context.out, options.output);
 }

@@ -46,7 +46,8 @@ void logRecord(Context& context, LogRecordOptions const& options) {
     }
 
     Kor::Link::Loop loop;
-    std::set<std::string> wanted, here;
+    std::set<std::string> wanted, here, missing;
+    std::set<std::string> told;
     std::string refusal;
     U64 pieces = 0;
     auto const want = [&](Session& session, std::string const& root) {
@@ -82,8 +83,16 @@ void logRecord(Context& context, LogRecordOptions const& options) {
                 want(session, std::string(path.view()));
             }
         }
+        missing.clear();
         for (std::string const& root : options.roots) {
-            want(session, root);
+            if (session.peerOffers().contains(Kor::Name(Kor::String8(root)))) {
+                want(session, root);
+            } else if (!wanted.contains(root)) {
+                missing.insert(root);
+                if (told.insert(root).second) {
+                    context.note("no root " + shown(root) + " is offered");
+                }
+            }
         }
     };
     bool isInterrupted = false;
@@ -101,7 +110,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
                                          : Kor::Link::Loop::Duration(std::chrono::hours(24 * 365));
         loop.runUntil(
             [&] {
-                isComplete = !wanted.empty() && here == wanted;
+                isComplete = !(wanted.empty() && missing.empty()) && here == wanted;
                 return connector.isOver() || (options.once && isComplete);
             },
             most);
@@ -131,6 +140,9 @@ void logRecord(Context& context, LogRecordOptions const& options) {
         context.note("the recording is full");
     }
     context.note(std::to_string(recording.bytes()) + " bytes recorded");
+    if (!missing.empty()) {
+        context.status = notThereStatus;
+    }
 }
 
 } // namespace tool

@@ -38,10 +38,10 @@ public:
         add(Priority::info, message, fields);
     }
     void warn(std::string const& message) { add(Priority::warning, message, {}); }
-    /// A failure, too: the exit status will be 1.
-    void fail(std::string const& message) {
+    /// A failure, too, of which the exit status will be.
+    void fail(std::string const& message, Status status = refusedStatus) {
         warn(message);
-        context_.status = refusedStatus;
+        context_.status = status;
     }
     /// Writes what has waited, and what was left out until now. To be called now and then.
     void tick();

@@ -3,10 +3,8 @@
 #include "link/Connector.h"
 #include "tools/LiveCommands.h"
 
-#include <array>
 #include <cstdlib>
-#include <ctime>
-#include <fnmatch.h>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -99,53 +97,14 @@ void BoundedLines::write() {
     }
 }
 
-ChangeFilter::Parts ChangeFilter::partsOf(std::string_view path) {
-    Nesting nesting;
-    std::size_t dot = path.npos;
-    std::size_t bracket = path.npos;
-    for (std::size_t i = 0; i < path.size(); ++i) {
-        bool const isOutside = nesting.step(path[i]);
-        if (isOutside && path[i] == '.') {
-            dot = i;
-            bracket = path.npos;
-        } else if (isOutside && path[i] == '[' && dot != path.npos) {
-            bracket = i;
-        }
-    }
-    if (dot == path.npos) {
-        return {path, {}, {}};
-    }
-    std::size_t const end = bracket == path.npos ? path.size() : bracket;
-    return {path.substr(0, dot), path.substr(dot + 1, end - dot - 1), path.substr(end)};
-}
-
-bool ChangeFilter::takes(Watch::Change const& change) const {
-    Parts const parts = partsOf(change.path);
-    return (entity.empty() || ::fnmatch(entity.c_str(), std::string(parts.entity).c_str(), 0) == 0) &&
-           (attribute.empty() || parts.attribute == attribute) &&
-           (kind.empty() || (kind == "set") != change.isGone);
-}
-
 namespace {
-
-std::string now() {
-    auto const time = std::chrono::system_clock::now();
-    std::time_t const seconds = std::chrono::system_clock::to_time_t(time);
-    auto const milliseconds =
-        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() % 1000;
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    std::array<char, 64> text{};
-    std::size_t const n = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &local);
-    std::snprintf(text.data() + n, text.size() - n, ".%03d", static_cast<int>(milliseconds));
-    return text.data();
-}
 
 /// The roots that are watched, over any number of connections.
 class Monitoring {
 public:
-    Monitoring(MonitorOptions const& options, BoundedLines& lines, Kor::Link::Loop& loop)
-        : options_(options), lines_(lines), loop_(loop), events_(text_, options.output, &places_) {}
+    Monitoring(MonitorOptions const& options, BoundedLines& lines, std::function<void()> stop)
+        : options_(options), lines_(lines), stop_(std::move(stop)), events_(text_, options.output, &places_) {
+    }
 
     void setUp(Session& session) {
         if (options_.paths.empty()) {
@@ -174,12 +133,6 @@ public:
     }
 
 private:
-    struct Root {
-        Kor::Ptr<Kor::Entity> entity{};
-        std::vector<std::unique_ptr<Watch>> watches{};
-        bool isWanted = false;
-    };
-
     void want(Session& session, std::string const& name) {
         Root& root = roots_[name];
         Kor::Ptr<Session> const current(&session);
@@ -198,6 +151,8 @@ private:
         Kor::Name const path{Kor::String8(name)};
         root.entity ? session.want(path, root.entity, hook) : session.want(path, hook);
     }
+
+public:
     void rootIs(std::string const& name, RootState state, Kor::Ptr<Kor::Entity> const& entity,
                 Kor::String8 const& why) {
         Root& root = roots_[name];
@@ -227,31 +182,30 @@ private:
             }
         } catch (Refused const& refused) {
             failure = refused.what();
-            loop_.stop();
+            stop_();
         }
     }
+
+private:
+    struct Root {
+        Kor::Ptr<Kor::Entity> entity{};
+        std::vector<std::unique_ptr<Watch>> watches{};
+        bool isWanted = false;
+    };
+
     void watch(Root& root, std::string const& path) {
         Place const place = places_.at(path);
         state(place);
         root.watches.push_back(std::make_unique<Watch>(place, [this](Watch::Change const& change) {
             if (options_.filter.takes(change)) {
-                events_.change("", now(), change);
+                events_.change("", timeNow(), change);
                 lines_.add(taken());
             }
         }));
     }
 
-    /// A filter takes some of the values, without what is between them.
     void state(Place const& place) {
-        if (options_.filter.takesAll()) {
-            events_.tree("state", place, deepest);
-        } else {
-            walk(place, deepest, [this](Node const& node) {
-                if (!node.isOpened && options_.filter.takes({node.path, node.value, false, ""})) {
-                    events_.item("state", {node.path, node.value}, false);
-                }
-            });
-        }
+        events_.tree("state", place, deepest, options_.filter);
         std::vector<std::string> lines;
         std::istringstream text(taken());
         for (std::string line; std::getline(text, line);) {
@@ -269,7 +223,7 @@ private:
     static constexpr unsigned deepest = 16;
     MonitorOptions const& options_;
     BoundedLines& lines_;
-    Kor::Link::Loop& loop_;
+    std::function<void()> stop_;
     Kor::Ptr<Session> session_;
     std::map<std::string, Root> roots_;
     Roots places_;
@@ -282,12 +236,54 @@ public:
     bool wasMissing = false;
 };
 
+/// What is left is written, and what was wrong is said.
+void finish(Context& context, Monitoring const& monitoring, BoundedLines& lines) {
+    if (!lines.drain(std::chrono::seconds(2))) {
+        // The thread that writes cannot be ended otherwise, and neither can a stream that it has locked.
+        pollfd diagnostics{STDERR_FILENO, POLLOUT, 0}; // which may be the same terminal
+        if (::poll(&diagnostics, 1, 0) == 1) {
+            context.note("the output takes nothing: not all is written");
+        }
+        std::_Exit(refusedStatus);
+    }
+    if (!monitoring.failure.empty()) {
+        throw Refused(monitoring.failure);
+    }
+    if (monitoring.wasMissing) {
+        context.status = notThereStatus;
+    }
+}
+
+/// Over the connection of a shell.
+void monitorOver(Context& context, Live& live, MonitorOptions const& options) {
+    live.timeoutIs(options.live.timeout);
+    BoundedLines lines(context.out, options.buffer);
+    bool isStopped = false;
+    Monitoring monitoring(options, lines, [&] { isStopped = true; });
+    std::vector<std::string> roots;
+    for (std::string const& path : options.paths) {
+        roots.push_back(rootOf(path));
+    }
+    for (std::string const& root : roots.empty() ? live.offers() : roots) {
+        monitoring.rootIs(root, RootState::synchronized, entityIn(live.at(rootText(root)).object), "");
+    }
+    constexpr unsigned forever = 365 * 24 * 3600;
+    if (!isStopped) {
+        live.runFor(std::chrono::seconds(options.seconds != 0 ? options.seconds : forever));
+    }
+    finish(context, monitoring, lines);
+}
+
 } // namespace
 
 void monitor(Context& context, MonitorOptions const& options) {
+    if (context.live != nullptr) {
+        monitorOver(context, *context.live, options);
+        return;
+    }
     Kor::Link::Loop loop;
     BoundedLines lines(context.out, options.buffer);
-    Monitoring monitoring(options, lines, loop);
+    Monitoring monitoring(options, lines, [&] { loop.stop(); });
     Kor::Link::ConnectorConfig config;
     config.session = sessionConfig("monitor");
     config.setUp = [&](Session& session) { monitoring.setUp(session); };
@@ -312,20 +308,7 @@ void monitor(Context& context, MonitorOptions const& options) {
     } else {
         loop.run();
     }
-    if (!lines.drain(std::chrono::seconds(2))) {
-        // The thread that writes cannot be ended otherwise, and neither can a stream that it has locked.
-        pollfd diagnostics{STDERR_FILENO, POLLOUT, 0}; // which may be the same terminal
-        if (::poll(&diagnostics, 1, 0) == 1) {
-            context.note("the output takes nothing: not all is written");
-        }
-        std::_Exit(refusedStatus);
-    }
-    if (!monitoring.failure.empty()) {
-        throw Refused(monitoring.failure);
-    }
-    if (monitoring.wasMissing) {
-        context.status = notThereStatus;
-    }
+    finish(context, monitoring, lines);
 }
 
 } // namespace tool

@@ -53,24 +53,6 @@ private:
     std::thread writer_;
 };
 
-/// Which changes are shown; what is empty takes all.
-struct ChangeFilter {
-    struct Parts {
-        std::string_view entity, attribute, key;
-    };
-    /// The parts of a path: `lif.appConfig[a].reqCount[k]` is of the entity `lif.appConfig[a]`.
-    static Parts partsOf(std::string_view path);
-
-    bool takes(Watch::Change const& change) const;
-    bool takesAll() const { return entity.empty() && attribute.empty() && kind.empty(); }
-
-    /// A pattern of the shell for the entity's path.
-    std::string entity{};
-    std::string attribute{};
-    /// "set" or "del".
-    std::string kind{};
-};
-
 struct MonitorOptions {
     LiveOptions live;
     std::vector<std::string> paths;

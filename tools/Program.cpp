@@ -62,14 +62,15 @@ void addForm(CLI::App& command, Output& output) {
 }
 
 void addChoice(CLI::App& command, std::string const& name, std::string& choice,
-               std::vector<std::string> const& known, std::string const& text) {
+               std::vector<std::string> const& known, std::string const& text, std::string const& type,
+               std::string const& what) {
     command.add_option(name, choice, text)
-        ->type_name("FORM")
+        ->type_name(type)
         ->check(CLI::Validator(
-            [known](std::string const& given) {
+            [known, what](std::string const& given) {
                 return std::ranges::count(known, given) != 0
                            ? std::string()
-                           : "no form " + shown(given) + "; there are " + enumerate(known);
+                           : "no " + what + ' ' + shown(given) + "; there are " + enumerate(known);
             },
             ""));
 }
@@ -273,6 +274,9 @@ void addLayout(CLI::App& app, Context& context) {
     auto* const wavedrom =
         command->add_flag("--wavedrom", options->wavedrom, "Print as JSON for WaveDrom's bit fields")
             ->excludes(svg);
+    command->add_flag(
+        "--all", options->all,
+        "List the fields of all tables on all chips in all variants, or of those that are given");
     auto* const html = command
                            ->add_flag("--html", options->html,
                                       "Print a page for a browser that draws all tables on all chips")
@@ -294,13 +298,20 @@ void addLayout(CLI::App& app, Context& context) {
     command->footer("  loamtunnel layout --chip 8 --variant 4\n"
                     "  loamtunnel layout --table EvecTable --chip 8 --svg >evec.svg\n"
                     "  loamtunnel layout --table LifTable --diff 5 8\n"
+                    "  loamtunnel layout --all --json >layouts.json\n"
                     "  loamtunnel layout --html >tables.html");
-    command->callback([&context, options] {
+    command->callback([&context, options, command] {
+        if (options->all && command->count("--table") == 0) {
+            options->row.table.clear();
+        }
         if ((options->svg || options->wavedrom || options->html) && options->output.format != Format::text) {
             throw WrongUsage("--svg, --wavedrom and --html each have a form of their own, without --format");
         }
-        if (options->row.chip.empty() && options->diff.empty() && !options->html) {
-            throw WrongUsage("layout needs --chip CHIP, --diff CHIP CHIP or --html");
+        if (options->all && (options->svg || options->wavedrom || options->html || !options->diff.empty())) {
+            throw WrongUsage("--all lists fields; it goes with no --svg, --wavedrom, --html or --diff");
+        }
+        if (options->row.chip.empty() && options->diff.empty() && !options->html && !options->all) {
+            throw WrongUsage("layout needs --chip CHIP, --diff CHIP CHIP, --all or --html");
         }
         options->output.colour = context.colourOut;
         layout(context, *options);
@@ -422,7 +433,7 @@ void addLog(CLI::App& app, Context& context) {
             ->required()
             ->expected(files);
         command
-            ->add_option("--from", options->from,
+            ->add_option("--side", options->side,
                          "Only what that side has sent: accepting or connecting (default: both)")
             ->type_name("SIDE")
             ->check(CLI::IsMember({"accepting", "connecting"}));
@@ -433,16 +444,72 @@ void addLog(CLI::App& app, Context& context) {
         });
         return command;
     };
-    add("show", "List the records in the order in which they were sent", 1, logShow)
-        ->add_flag("-m,--more", options->more, "More of each record; twice, its bytes as well");
+    auto const addTime = [&](CLI::App& command, std::string const& name, std::optional<U64>& time,
+                             char const* text) {
+        command
+            .add_option_function<std::string>(
+                name, [&time, name](std::string const& given) { time = parseTime(name, given); }, text)
+            ->type_name("TIME");
+    };
+    auto* const show = add("show", "List the records in the order in which they were sent", 1, logShow);
+    show->add_flag("-m,--more", options->more, "More of each record; twice, its bytes as well");
+    addTime(*show, "--from", options->from,
+            "Begin at that time, in seconds as they are listed, with the state that there was before");
     add("check", "Say whether the recording is sound, or where it is not", 1, logCheck);
-    add("replay", "Print the state that the records lead to", 1, logReplay);
-    add("diff", "Print what differs between the states that two recordings lead to", 2, logDiff);
+    auto* const replay = add("replay", "Print the state that the records lead to", 1, logReplay);
+    addTime(*replay, "--from", options->from,
+            "Print what each had before that time, too, in a column `before`");
+    auto* const diff =
+        add("diff", "Print what differs between the states that two recordings lead to", 2, logDiff);
+    for (CLI::App* const command : {show, replay, diff}) {
+        addTime(*command, "--until", options->until, "Look at nothing that came after that time");
+        addForm(*command, options->output);
+    }
     addLogRecord(*log, context);
     log->footer("The exit status is 1 when a recording is unsound, and 3 when diff finds a difference.\n\n"
                 "  loamtunnel log record lif.loamlog --for 10\n"
                 "  loamtunnel log show lif.loamlog -m\n"
-                "  loamtunnel log replay lif.loamlog --from connecting --json");
+                "  loamtunnel log show lif.loamlog --from 1.5 --until 2\n"
+                "  loamtunnel log replay lif.loamlog --side connecting --json");
+}
+
+/// CLI11 takes what stands in brackets for a list, also where one word is one: a blank at its end hides that,
+/// and is taken off again.
+void takeBracketsAsTheyAre(CLI::App& app, std::vector<std::string>& arguments) {
+    bool hasAny = false;
+    for (std::string& each : arguments) {
+        if (each.starts_with('[') && each.ends_with(']')) {
+            each += ' ';
+            hasAny = true;
+        }
+    }
+    if (!hasAny) {
+        return;
+    }
+    for (CLI::Option* const option : app.get_options()) {
+        option->transform([](std::string text) {
+            return text.starts_with('[') && text.ends_with("] ") ? text.substr(0, text.size() - 1) : text;
+        });
+    }
+    std::vector<std::string> none;
+    for (CLI::App* const command : app.get_subcommands(nullptr)) {
+        none = {"[]"};
+        takeBracketsAsTheyAre(*command, none);
+    }
+}
+
+void addCommands(CLI::App& app, Context& context) {
+    addEncode(app, context);
+    addKinds(app, context);
+    addValue(app, context);
+    addDecode(app, context);
+    addLayout(app, context);
+    addAddress(app, context);
+    addTables(app, context);
+    addSchema(app, context);
+    addLiveCommands(app, context);
+    addRun(app, context);
+    addLog(app, context);
 }
 
 /// The message in one line.
@@ -454,7 +521,7 @@ std::string oneLine(std::string text) {
 }
 
 /// WrongUsage when the first argument is neither an option nor a command, or there is none.
-void requireCommand(CLI::App const& app, std::vector<std::string> const& arguments) {
+void requireCommand(CLI::App const& app, std::vector<std::string> const& arguments, std::string const& help) {
     if (!arguments.empty() && arguments[0].starts_with('-')) {
         return;
     }
@@ -465,8 +532,11 @@ void requireCommand(CLI::App const& app, std::vector<std::string> const& argumen
         }
         known.push_back(command->get_name());
     }
+    if (help == "help") {
+        known.insert(known.end(), {"help", "quit"});
+    }
     if (arguments.empty()) {
-        throw WrongUsage("which command? There are " + enumerate(known) + "; see loamtunnel --help");
+        throw WrongUsage("which command? There are " + enumerate(known) + "; see " + help);
     }
     throw WrongUsage("no command " + shown(arguments[0]) + suggest(arguments[0], known));
 }
@@ -482,11 +552,14 @@ void Context::note(std::string const& message) {
     if (out.good()) {
         out.flush();
     }
+    if (giveWay) {
+        giveWay();
+    }
     err << prefixed(Kor::plainText(message)) << '\n';
 }
 
 std::string Context::prefixed(std::string const& message) const {
-    return coloured("loamtunnel:", colourErr) + ' ' + message;
+    return coloured("loamtunnel:", colourErr) + ' ' + where + message;
 }
 
 void withInput(Context& context, std::string const& file,
@@ -528,25 +601,48 @@ void eachLine(Context& context, std::string const& file,
     });
 }
 
+std::vector<CommandWords> shellCommands(Context& context) {
+    static std::map<std::string, Argument> const arguments{
+        {"path", Argument::path},   {"paths", Argument::path}, {"condition", Argument::condition},
+        {"value", Argument::value}, {"type", Argument::type},  {"facility", Argument::facility}};
+    CLI::App app;
+    addSchema(app, context);
+    addShellCommands(app, context);
+    std::vector<CommandWords> all;
+    for (CLI::App const* const command : app.get_subcommands({})) {
+        CommandWords& words = all.emplace_back();
+        words.name = command->get_name();
+        for (CLI::Option const* const option : command->get_options()) {
+            if (!option->get_positional()) {
+                words.options.push_back("--" + option->get_single_name());
+            } else if (auto const found = arguments.find(option->get_single_name());
+                       found != arguments.end()) {
+                words.arguments.push_back(found->second);
+            }
+        }
+    }
+    return all;
+}
+
 int run(std::vector<std::string> const& arguments, Context context) {
-    CLI::App app("Rows of the chip tables, and the types and values of the model", "loamtunnel");
+    bool const isInShell = context.live != nullptr;
+    std::string const help = isInShell ? "help" : "loamtunnel --help";
+    CLI::App app("Rows of the chip tables, and the types and values of the model",
+                 isInShell ? "" : "loamtunnel");
     app.set_version_flag("--version", "loamtunnel " LOAM_VERSION);
     app.require_subcommand(1);
     app.footer("`loamtunnel COMMAND --help` tells more. Results go to the standard output, messages to the\n"
                "standard error. Exit status: 0 done, 1 refused or failed, 2 wrong usage, 3 differs, 4 not "
                "there, 5 timed\n"
                "out, 6 no connection.");
-    addEncode(app, context);
-    addKinds(app, context);
-    addValue(app, context);
-    addDecode(app, context);
-    addLayout(app, context);
-    addAddress(app, context);
-    addTables(app, context);
-    addSchema(app, context);
-    addLiveCommands(app, context);
-    addRun(app, context);
-    addLog(app, context);
+    if (isInShell) {
+        addSchema(app, context);
+        addShellCommands(app, context);
+        app.description("The commands of the shell; help COMMAND tells more, quit ends it");
+        app.footer("");
+    } else {
+        addCommands(app, context);
+    }
     if (arguments == std::vector<std::string>{"--manual-page"}) {
         context.out << manualPage(app, LOAM_VERSION) << std::flush;
         return context.status;
@@ -570,9 +666,11 @@ int run(std::vector<std::string> const& arguments, Context context) {
     context.out.exceptions(std::ios::badbit); // whatever does not arrive ends the command
     try {
         try {
-            requireCommand(app, arguments);
-            // it wants the last one first
-            app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+            requireCommand(app, arguments, help);
+            std::vector<std::string> words = arguments;
+            takeBracketsAsTheyAre(app, words);
+            std::ranges::reverse(words); // it wants the last one first
+            app.parse(std::move(words));
         } catch (CLI::CallForHelp const&) {
             context.out << app.help();
         } catch (CLI::CallForAllHelp const&) {
@@ -582,13 +680,20 @@ int run(std::vector<std::string> const& arguments, Context context) {
         } catch (CLI::ParseError const& error) {
             std::string const command =
                 app.get_subcommands().empty() ? "" : ' ' + app.get_subcommands()[0]->get_name();
-            fails(oneLine(error.what()) + "; see loamtunnel" + command + " --help", wrongUsageStatus);
+            fails(oneLine(error.what()) + "; see " +
+                      (isInShell ? "help" + command : "loamtunnel" + command + " --help"),
+                  wrongUsageStatus);
         } catch (Broken const&) {
             throw;
         } catch (Refused const& failure) {
             fails(failure.what(), statusOf(failure)); // what came before it is printed all the same
         }
         context.out.flush();
+    } catch (Broken const& failure) {
+        if (isInShell) {
+            throw; // nothing that follows can be done
+        }
+        fails(failure.what(), statusOf(failure));
     } catch (Refused const& failure) {
         fails(failure.what(), statusOf(failure));
     } catch (std::ios::failure const&) {

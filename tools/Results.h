@@ -5,7 +5,37 @@
 #include "forms/Path.h"
 #include "tools/Listing.h"
 
+#include <string>
+#include <string_view>
+
 namespace tool {
+
+/// Whether the text fits the pattern of the shell; any does where it is empty.
+bool fits(std::string const& pattern, std::string const& text);
+/// The local time, with milliseconds.
+std::string timeNow();
+
+/// Which changes are shown; what is empty takes all.
+struct ChangeFilter {
+    struct Parts {
+        std::string_view entity, attribute, key;
+    };
+    /// The parts of a path: `lif.appConfig[a].reqCount[k]` is of the entity `lif.appConfig[a]`.
+    static Parts partsOf(std::string_view path);
+
+    bool takes(Watch::Change const& change) const;
+    /// Of a state the values, not the objects that are taken apart.
+    bool takes(Node const& node) const {
+        return !node.isOpened && takes(Watch::Change{node.path, node.value, false, ""});
+    }
+    bool takesAll() const { return entity.empty() && attribute.empty() && kind.empty(); }
+
+    /// A pattern of the shell for the entity's path.
+    std::string entity{};
+    std::string attribute{};
+    /// "set" or "del".
+    std::string kind{};
+};
 
 /// Values at paths. Columns are path, type and value.
 class Values {
@@ -17,7 +47,8 @@ public:
     void item(Item const& item, bool isAlone = false);
     /// All that is at the place.
     void items(Place const& place);
-    void tree(Place const& place, unsigned depth);
+    /// A filter takes some of the values, each with its path, without what is between them.
+    void tree(Place const& place, unsigned depth, ChangeFilter const& filter = {});
     void end();
 
 private:
@@ -35,7 +66,7 @@ public:
           rows_(out, {"time", "event", "path", "type", "value", "note"}, output, RowPrinter::Rows::lines) {}
 
     void item(std::string const& event, Item const& item, bool isAlone);
-    void tree(std::string const& event, Place const& place, unsigned depth);
+    void tree(std::string const& event, Place const& place, unsigned depth, ChangeFilter const& filter = {});
     /// A line begins with the mark.
     void change(std::string const& mark, std::string const& time, Watch::Change const& change);
     void note(std::string const& mark, std::string const& text);

@@ -110,8 +110,6 @@ Place Script::change(std::string_view path) {
     return roots_.at(path);
 }
 
-namespace {
-
 std::string_view withoutComment(std::string_view text) {
     Nesting nesting;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -122,8 +120,6 @@ std::string_view withoutComment(std::string_view text) {
     }
     return text;
 }
-
-} // namespace
 
 void Script::line(std::string_view text) {
     text = trimmed(withoutComment(text));
@@ -199,7 +195,8 @@ void runScript(Context& context, ScriptOptions const& options) {
         all(script);
         return;
     }
-    Live live(options.live, "run");
+    Connection connection(context, options.live, "run");
+    Live& live = connection.live();
     Script script(context.out, live.roots(), options.output, [&](std::string const& path) {
         if (live.session().peerOffers().contains(Kor::Name(Kor::String8(rootOf(path))))) {
             live.mustBeWritable(path);

@@ -60,6 +60,9 @@ private:
     std::map<std::string, std::unique_ptr<Watch>> watches_;
 };
 
+/// A line up to its comment, which begins with a # outside of quotes.
+std::string_view withoutComment(std::string_view text);
+
 /// The commands with what they do, for the help text.
 std::string scriptHelp();
 

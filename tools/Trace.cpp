@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <ctime>
-#include <fnmatch.h>
 #include <istream>
 #include <optional>
 #include <ostream>
@@ -74,10 +73,6 @@ struct Record {
         return record.function.empty() ? std::nullopt : std::optional(std::move(record));
     }
 };
-
-bool fits(std::string const& pattern, std::string const& text) {
-    return pattern.empty() || ::fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
-}
 
 bool takes(TraceFilter const& filter, Record const& record) {
     return fits(filter.facility, record.facility) &&
@@ -169,7 +164,8 @@ void recordsOfProcess(Context& context, TraceOptions const& options) {
     if (options.seconds != 0) { // an answer is not waited for longer, either
         how.timeout = std::min<std::chrono::milliseconds>(how.timeout, std::chrono::seconds(options.seconds));
     }
-    Live live(how, "trace");
+    Connection connection(context, how, "trace");
+    Live& live = connection.live();
     RecordLines lines(context.out, options.output);
     // Whatever the process answers, it ends.
     using Clock = std::chrono::steady_clock;
@@ -179,7 +175,7 @@ void recordsOfProcess(Context& context, TraceOptions const& options) {
     } else if (!options.follow) {
         end = Clock::now() + options.live.timeout;
     }
-    auto const isOver = [&] { return end && Clock::now() >= *end; };
+    auto const isOver = [&] { return live.signal() != 0 || (end && Clock::now() >= *end); };
     U64 last = 0;
     bool isFirst = true;
     for (;;) {
@@ -223,7 +219,7 @@ void levelsOfProcess(Context& context, TraceOptions const& options) {
             words.emplace_back(word);
         }
     }
-    Json const answer = Live(options.live, "trace").ask("trace", join(words));
+    Json const answer = Connection(context, options.live, "trace").live().ask("trace", join(words));
     Listing listing({"facility", "enabled", "levels", "passed"});
     for (auto const& [name, each] : answer.members) {
         std::vector<std::string> levels;

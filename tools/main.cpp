@@ -26,7 +26,8 @@ int main(int count, char** arguments) {
         tool::FdOut out(STDOUT_FILENO, "the results");
         return tool::run({arguments + 1, arguments + count},
                          {in, out, std::cerr, !plain && isatty(STDOUT_FILENO) == 1,
-                          !plain && isatty(STDERR_FILENO) == 1, 0, STDERR_FILENO});
+                          !plain && isatty(STDERR_FILENO) == 1, 0, STDERR_FILENO, STDIN_FILENO,
+                          STDOUT_FILENO});
     } catch (std::bad_alloc const&) {
         return failed("there is not enough memory");
     } catch (std::exception const& exception) {

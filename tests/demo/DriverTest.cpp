@@ -425,8 +425,8 @@ TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
     std::this_thread::sleep_for(300ms);
     driver.kill(SIGKILL);
     driver.join();
-    EXPECT_EQ(application.join(), 1) << content("application.log");
-    EXPECT_NE(content("application.log").find("not done in time"), std::string::npos);
+    EXPECT_EQ(application.join(), 5) << content("application.log");
+    EXPECT_NE(content("application.log").find("not done within"), std::string::npos);
 }
 
 TEST_F(Driver, AnApplicationWaitsForNobodyWhoReadsItsMessages) {

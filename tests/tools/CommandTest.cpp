@@ -45,6 +45,12 @@ TEST(Command, SaysInOneLineWhatIsWrong) {
         {{"encode", "-c8", "AradLifAcMp", "ttLearnEnable=maybe"},
          1,
          "ttLearnEnable: 'maybe' is no number such as 20 or 0x14, nor one of false and true"},
+        {{"encode", "-c8", "[AradLifAcMp,vsi=1]"},
+         1,
+         "no kind of entry [AradLifAcMp,vsi=1]; there are " + someKinds},
+        {{"schema", "[LifAppConfig]"},
+         2,
+         "no type [LifAppConfig]; did you mean LifAppConfig or LifAppConfigDir?"},
         {{"encode", "-c8", "AradLifAcMp", "vsi=-1"}, 1, "vsi: '-1' is no number such as 20 or 0x14"},
         {{"encode", "-c8", "AradLifAcMp", "vsi="}, 1, "vsi: '' is no number such as 20 or 0x14"},
         {{"encode", "-c8", "AradLifAcMp", "vsi"},
@@ -228,6 +234,31 @@ TEST(Command, LayoutDiffTellsWhatChanged) {
 }
 
 /// The page has each field of each form once, in the lanes that it is drawn in.
+TEST(Command, LayoutListsAllRows) {
+    auto const of = [](std::vector<std::string> words) {
+        words.insert(words.begin(), {"layout", "--json"});
+        return nlohmann::json::parse(loamtunnel(words).out);
+    };
+    auto const all = of({"--all"});
+    auto const one = of({"--chip", "8", "--variant", "4"});
+    std::vector<nlohmann::json> same;
+    std::set<std::string> tables;
+    for (auto row : all) {
+        tables.insert(row["table"]);
+        if (row["chip"] == 8 && row["table"] == "LifTable" && row["variant"] == 4) {
+            row.erase("chip");
+            row.erase("table");
+            row.erase("variant");
+            same.push_back(row);
+        }
+    }
+    EXPECT_EQ(nlohmann::json(same), one);
+    EXPECT_EQ(tables.size(), 11u);
+    EXPECT_EQ(of({"--all", "--chip", "8", "--table", "LifTable", "--variant", "4"}).size(), one.size());
+    EXPECT_EQ(loamtunnel({"layout", "--all", "--svg"}).status, 2);
+    EXPECT_EQ(loamtunnel({"layout", "--all", "--variant", "99"}).status, 2);
+}
+
 TEST(Command, ThePageOfTablesHasAllForms) {
     std::string const page = loamtunnel({"layout", "--html"}).out;
     std::string const opening = "<script id=\"data\" type=\"application/json\">";
@@ -440,7 +471,7 @@ TEST(Command, ManualAndCompletionKnowEveryOption) {
     EXPECT_EQ(completed("loamtunnel layout --chip 8 --table Evec"), "EvecTable\n");
     EXPECT_EQ(completed("loamtunnel layout -c 1"), "10\n");
     EXPECT_EQ(completed("loamtunnel log re"), "replay record\n");
-    EXPECT_EQ(completed("loamtunnel log show --from acc"), "accepting\n");
+    EXPECT_EQ(completed("loamtunnel log show --side acc"), "accepting\n");
     EXPECT_EQ(completed("loamtunnel encode AradLifAcM"), "AradLifAcMp\n");
     EXPECT_EQ(completed("loamtunnel schema LifAppC"), "LifAppConfig LifAppConfigDir\n");
     EXPECT_EQ(completed("loamtunnel application --app vtAppM"), "vtAppMpls vtAppMulticast vtAppMirroring\n");

@@ -130,6 +130,8 @@ TEST_F(Hostile, NothingThatATerminalObeysComesThroughAndEachCommandEnds) {
         {"stats"},
         {"stats", "--format", "csv"},
         {"stats", "--format", "json"},
+        {"top", "--once"},
+        {"top", "--once", "--json"},
         {"trace"},
         {"trace", "--format", "csv"},
         {"trace", "--format", "json"},
@@ -151,6 +153,13 @@ TEST_F(Hostile, NothingThatATerminalObeysComesThroughAndEachCommandEnds) {
         expectPlain(outcome.out);
         expectPlain(outcome.err);
     }
+    Outcome const shell =
+        loamtunnel({"shell", "--socket", socket(), "--timeout", "1000"},
+                   std::string("tree\nget lif.appConfig\nstats\ntrace\nmonitor --for 1\nget ") + evil + "\nwait lif\n");
+    EXPECT_EQ(shell.status, 1);
+    EXPECT_NE(shell.out.find("LifAppConfigDir"), std::string::npos);
+    expectPlain(shell.out);
+    expectPlain(shell.err);
     for (std::string const how : {"show", "check", "replay"}) {
         for (std::string const form : {"table", "csv", "json"}) {
             SCOPED_TRACE(how + ' ' + form);

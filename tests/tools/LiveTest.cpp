@@ -94,7 +94,7 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     }
     server.kill(SIGTERM);
     EXPECT_EQ(server.join(), 0);
-    Outcome const nobody = on("get", {count});
+    Outcome const nobody = loamtunnel({"get", "--socket", socket(), "--timeout", "300", count});
     EXPECT_EQ(nobody.status, 6);
     EXPECT_EQ(std::ranges::count(nobody.err, '\n'), 1) << nobody.err;
 }
@@ -137,6 +137,39 @@ TEST_F(Live, ManyPlacesAreSetOverOneConnection) {
     EXPECT_EQ(server.join(), 0);
     EXPECT_EQ(loamtunnel({"serve", "--socket", socket(), "v=AradLifAcMp"}).err,
               "loamtunnel: cannot serve v: AradLifAcMp is no type of entities\n");
+}
+
+TEST_F(Live, AServerThatComesLateIsWaitedFor) {
+    auto const waiting = start({"tree", "--socket", socket(), "--timeout", "20000"}, "tree.log");
+    std::this_thread::sleep_for(300ms);
+    auto const server = serve({"lif=LifAppConfigDir"});
+    EXPECT_TRUE(eventually([&] { return content("tree.log") == "lif: LifAppConfigDir\n"; }))
+        << content("tree.log");
+}
+
+TEST_F(Live, StatsAndTreesAreFilteredAndWatched) {
+    std::ofstream(file("script")) << "new LifAppConfigDir lif\nset lif.appConfig[vtAppMpls]\n"
+                                     "set lif.appConfig[vtAppVxlan]\n"
+                                     "set lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1] 5\n";
+    auto const server = serve({"--run", file("script")});
+    EXPECT_EQ(on("tree", {"--entity", "*Mpls]", "--attribute", "reqCount"}).out,
+              "lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1] = 5\n");
+    EXPECT_EQ(on("tree", {"--attribute", "app", "--form", "text"}).out,
+              "lif.appConfig[vtAppMpls].app = 'vtAppMpls'\nlif.appConfig[vtAppVxlan].app = 'vtAppVxlan'\n");
+    EXPECT_EQ(on("stats", {"--counter", "entities", "--format", "csv"}).out,
+              "peer,counter,value\nstats,entities,0\n");
+    EXPECT_EQ(on("stats", {"--peer", "nobody", "--no-headings"}).out, "");
+    auto watching = start({"stats", "--socket", socket(), "--counter", "entities", "--watch", "1", "--json"},
+                          "stats.log");
+    auto const rows = [&] {
+        std::string const text = content("stats.log");
+        return std::ranges::count(text, '\n');
+    };
+    EXPECT_TRUE(eventually([&] { return rows() >= 2; }));
+    watching.kill(SIGINT);
+    EXPECT_EQ(watching.join(), 0);
+    std::string const text = content("stats.log");
+    EXPECT_EQ(nlohmann::json::parse(text.substr(0, text.find('\n')))["counter"], "entities");
 }
 
 TEST_F(Live, WhatIsServedReadOnlyIsNotWritten) {
@@ -193,6 +226,13 @@ TEST_F(Live, AConnectionIsRecordedAndReplayed) {
     EXPECT_NE(link.err.find("symbolic link"), std::string::npos) << link.err;
     EXPECT_EQ(loamtunnel({"log", "record", "--socket", socket(), log, "lif", "--once", "--force"}).status, 0);
 
+    // What is not there is told of, and what is there recorded.
+    Outcome const missing =
+        loamtunnel({"log", "record", "--socket", socket(), file("other"), "nosuch", "lif", "--once"});
+    EXPECT_EQ(missing.status, 4);
+    EXPECT_NE(missing.err.find("no root nosuch is offered\n"), std::string::npos) << missing.err;
+    EXPECT_NE(loamtunnel({"log", "replay", file("other")}).out.find("reqCount"), std::string::npos);
+
     EXPECT_EQ(loamtunnel({"log", "check", log}).status, 0);
     std::set<std::string> said;
     for (auto const& row : nlohmann::json::parse(loamtunnel({"log", "show", log, "--json"}).out)) {
@@ -205,7 +245,7 @@ TEST_F(Live, AConnectionIsRecordedAndReplayed) {
         EXPECT_TRUE(said.contains(each)) << each;
     }
     auto const state =
-        nlohmann::json::parse(loamtunnel({"log", "replay", log, "--from", "accepting", "--json"}).out);
+        nlohmann::json::parse(loamtunnel({"log", "replay", log, "--side", "accepting", "--json"}).out);
     ASSERT_EQ(state.size(), 3u) << state;
     EXPECT_EQ(state[2]["attribute"], "reqCount");
     EXPECT_EQ(state[2]["value"], "5");

@@ -50,7 +50,7 @@ TEST(Log, ShowsChecksReplaysAndCompares) {
     std::string const key =
         "Value('Hardware::LoamTunnel::AradLifEntry', ** {'lifType': 'lifAcMp', 'dword0': 1, "
         "'dword1': 2})";
-    auto const shown = json::parse(loamtunnel({"log", "show", two, "-mm", "--json"}).out);
+    auto const shown = json::parse(loamtunnel({"log", "show", two, "-mm", "--json", "--form", "text"}).out);
     EXPECT_EQ(shown.front()["record"], "announcement");
     EXPECT_EQ(shown.back()["time"], "2.000007");
     EXPECT_EQ(shown.back()["from"], "connecting");
@@ -59,11 +59,11 @@ TEST(Log, ShowsChecksReplaysAndCompares) {
     EXPECT_EQ(shown.back()["key"], key);
     EXPECT_EQ(shown.back()["value"], "2");
     EXPECT_EQ(shown.back()["bytes"], "001c010b8604000000040000000000000001000000000000000200000002");
-    EXPECT_EQ(json::parse(loamtunnel({"log", "show", two, "--from", "accepting", "--json"}).out),
+    EXPECT_EQ(json::parse(loamtunnel({"log", "show", two, "--side", "accepting", "--json"}).out),
               json::array());
 
     EXPECT_EQ(loamtunnel({"log", "check", two}).status, 0);
-    EXPECT_EQ(json::parse(loamtunnel({"log", "replay", two, "--json"}).out),
+    EXPECT_EQ(json::parse(loamtunnel({"log", "replay", two, "--json", "--form", "text"}).out),
               json::parse(R"([{"entity": "lif", "attribute": null, "key": null,
                                "value": "Hardware::LoamTunnel::LifAppConfigDir"},
                               {"entity": "lif", "attribute": "appConfig", "key": "'vtAppMpls'",
@@ -76,6 +76,40 @@ TEST(Log, ShowsChecksReplaysAndCompares) {
     EXPECT_EQ(json::parse(differs.out)[0]["difference"], "changed");
     EXPECT_EQ(json::parse(differs.out)[0]["before"], "2");
     EXPECT_EQ(json::parse(differs.out)[0]["after"], "3");
+}
+
+// A part of a recording begins with the state that there was.
+TEST(Log, LooksAtAPartOfTheTime) {
+    std::string const path = recordingOf("part", 2);
+    auto const rowsOf = [&](std::vector<std::string> words) {
+        words.insert(words.begin() + 2, path);
+        words.emplace_back("--json");
+        return json::parse(loamtunnel(words).out);
+    };
+    auto const late = rowsOf({"log", "show", "--from", "1.6"});
+    ASSERT_EQ(late.size(), 4u) << late;
+    EXPECT_EQ(late[2]["record"], "state");
+    EXPECT_EQ(late[2]["time"], "1.600000");
+    EXPECT_EQ(late[2]["value"], "1");
+    EXPECT_EQ(late[3]["record"], "set");
+    EXPECT_EQ(late[3]["value"], "2");
+    EXPECT_EQ(late[2]["key"], late[3]["key"]);
+    EXPECT_EQ(rowsOf({"log", "show", "--from", "2.000007"}).back(), late.back()) << "which is in";
+    EXPECT_EQ(rowsOf({"log", "show", "--from", "9"}).size(), 3u) << "the state alone";
+    auto const early = rowsOf({"log", "show", "--until", "2.000006"});
+    EXPECT_EQ(early.back()["value"], "1");
+    EXPECT_EQ(rowsOf({"log", "replay", "--until", "1.5"}).back()["value"], "1");
+    EXPECT_EQ(rowsOf({"log", "replay", "--until", "1.4"}), json::array());
+    auto const both = rowsOf({"log", "replay", "--from", "1.6"}).back();
+    EXPECT_EQ(both["value"], "2");
+    EXPECT_EQ(both["before"], "1");
+    EXPECT_TRUE(rowsOf({"log", "replay", "--from", "1"}).back()["before"].is_null());
+    for (char const* const time :
+         {"", "x", "1.", "-1", "1.5x", "1.2345678", "0x10", "99999999999999999999"}) {
+        auto const outcome = loamtunnel({"log", "show", path, "--from", time});
+        EXPECT_EQ(outcome.status, 2) << time;
+        EXPECT_NE(outcome.err.find("is no time in seconds, such as 1.5"), std::string::npos) << outcome.err;
+    }
 }
 
 // What one side has mounted the other one writes, too.
@@ -185,7 +219,7 @@ TEST(Log, SaysWhereARecordingIsUnsound) {
     }
     EXPECT_EQ(loamtunnel({"log"}).status, 2);
     EXPECT_EQ(loamtunnel({"log", "diff", stray}).status, 2);
-    EXPECT_EQ(loamtunnel({"log", "check", stray, "--from", "nobody"}).status, 2);
+    EXPECT_EQ(loamtunnel({"log", "check", stray, "--side", "nobody"}).status, 2);
 }
 
 } // namespace

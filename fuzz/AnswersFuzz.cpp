@@ -1,0 +1,177 @@
+/// Feeds what a peer answers to the commands of the program: counters, trace levels, trace records, the
+/// schema that a shell completes from, and entities for a tree. What is printed must be plain lines, or JSON
+/// where that is asked for, and what is refused one line.
+///
+///     AnswersFuzz -max_total_time=20 fuzz/corpus/AnswersFuzz
+///
+/// The first byte of an input is the command, the rest the answer, or the records that the entities come in.
+/// One connection, to a thread of this process, serves all inputs.
+
+#include "forms/Path.h"
+#include "fuzz/Options.h"
+#include "fuzz/Sessions.h"
+#include "link/Listener.h"
+#include "runtime/PlainText.h"
+#include "tools/Completion.h"
+#include "tools/LiveCommands.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+using namespace Kor::NboAttrLog;
+
+namespace {
+
+void check(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+/// A peer that gives the same answer to all that it is asked.
+class Peer {
+public:
+    Peer()
+        : address_(std::filesystem::temp_directory_path() / ("loam-answers-" + std::to_string(::getpid()))) {
+        std::thread([this] { serve(); }).detach();
+    }
+    std::string const& address() const { return address_; }
+    void answerIs(std::string answer) {
+        std::lock_guard const lock(mutex_);
+        answer_ = std::move(answer);
+    }
+
+private:
+    void serve() {
+        auto const service = Kor::makePtr<Service>();
+        for (char const* const verb : {"stats", "trace", "traceRecords", "schema"}) {
+            service->handlerIs(Kor::Name(verb), [this](Session&, Kor::String8 const&) {
+                std::lock_guard const lock(mutex_);
+                return Kor::String8(answer_);
+            });
+        }
+        Kor::Link::Loop loop;
+        Kor::Link::ListenerConfig config;
+        config.service = service;
+        config.session = tool::sessionConfig("answers");
+        Kor::Link::Listener const listener(loop, Kor::Link::Address::parse(address_), config);
+        loop.run();
+    }
+
+    std::string address_;
+    std::mutex mutex_;
+    std::string answer_;
+};
+
+void expectPlain(std::string const& text) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        check(Kor::plainText(line) == line);
+    }
+}
+
+/// The entities of the records, as a tree.
+void tree(tool::Output const& output, std::string_view records, std::ostream& out) {
+    auto const demuxer = Kor::makePtr<Demuxer>(Side::accepting, StreamLimits{1 << 14, 1024, 64});
+    tool::Roots roots;
+    demuxer->rootHookIs([&](Kor::Ptr<Kor::Entity> const& offered) {
+        std::string const name = "t" + std::to_string(roots.all().size());
+        roots.add(name, tool::boxOfEntity(offered));
+        return offered;
+    });
+    std::span<Kor::U8 const> bytes(reinterpret_cast<Kor::U8 const*>(records.data()), records.size());
+    for (bool isSound = true; isSound && !bytes.empty();) {
+        std::size_t const taken = demuxer->in()->feed(bytes);
+        bytes = bytes.subspan(taken);
+        isSound = demuxer->receive() && taken != 0;
+    }
+    tool::Values values(out, output, &roots);
+    for (auto const& [name, box] : roots.all()) {
+        values.tree(roots.at(name), 16);
+    }
+    values.end();
+    demuxer->close("done");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
+    fuzz::optionsAre(*count, *arguments, {"-entropic=0"}); // as in ScriptFuzz.cpp
+    return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerMutate(char* data, std::size_t size, std::size_t most);
+
+// Of trees some are made anew, lest all are as few bytes as none.
+extern "C" std::size_t LLVMFuzzerCustomMutator(char* data, std::size_t size, std::size_t most,
+                                               unsigned seed) {
+    if (seed % 64 == 0) {
+        std::vector<Kor::U8> bytes = fuzz::session(seed);
+        bytes[0] = static_cast<Kor::U8>(4 + seed / 64 % 4 * 8);
+        size = std::min(bytes.size(), most);
+        std::copy_n(bytes.begin(), size, data);
+    }
+    return LLVMFuzzerMutate(data, size, most);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(char const* data, std::size_t size) {
+    static auto* const peer = new Peer; // whose thread goes on
+    static auto* const live = new tool::Live({peer->address(), std::chrono::seconds(10)}, "fuzz");
+    static auto* const completer = new tool::Completer(
+        {{"schema", {tool::Argument::type}, {}}, {"trace", {tool::Argument::facility}, {}}});
+    if (size == 0) {
+        return 0;
+    }
+    unsigned const command = static_cast<unsigned char>(data[0]);
+    std::string_view const answer(data + 1, size - 1);
+    peer->answerIs(std::string(answer));
+    std::istringstream in;
+    std::ostringstream out, err;
+    tool::Context context{in, out, err, false, false, 0, -1, -1, -1, live};
+    tool::Output output;
+    output.format = static_cast<tool::Format>(command / 8 % 4);
+    bool isRecords = false;
+    try {
+        switch (command % 8) {
+        case 0:
+            tool::stats(context, {live->options(), "", "", 0, output});
+            break;
+        case 1:
+        case 2: {
+            tool::TraceOptions options;
+            options.live = live->options();
+            options.output = output;
+            options.records = isRecords = command % 8 == 2;
+            tool::trace(context, options);
+            break;
+        }
+        case 3:
+            completer->forget();
+            for (char const* const line : {"schema A", "trace L", "get x"}) {
+                for (std::string const& word : completer->at(line, *live).words) {
+                    check(word.starts_with(line[0] == 's' ? "A" : "L"));
+                }
+            }
+            break;
+        default:
+            tree(output, answer, out);
+        }
+        if (output.format == tool::Format::json && !isRecords) { // of which there is one a line
+            tool::parseJson(out.str());
+        }
+    } catch (tool::Refused const& refused) {
+        check(std::string_view(refused.what()).find('\n') == std::string_view::npos);
+        live->session(); // the connection is good for all answers
+    }
+    expectPlain(out.str());
+    expectPlain(err.str());
+    return 0;
+}

@@ -1,0 +1,319 @@
+#include "tools/Completion.h"
+
+#include "forms/SchemaJson.h"
+#include "forms/Text.h"
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+namespace tool {
+
+namespace {
+
+std::vector<std::string> namesOf(Json const* list) {
+    std::vector<std::string> names;
+    for (auto const& [none, each] : list == nullptr ? Json().members : list->members) {
+        if (Json const* const name = each.find("name")) {
+            names.push_back(name->text);
+        }
+    }
+    return names;
+}
+
+std::string_view memberText(Json const& json, std::string_view name) {
+    Json const* const member = json.find(name);
+    return member == nullptr ? std::string_view() : std::string_view(member->text);
+}
+
+/// Those that go on as the text does, sorted, none twice.
+Completion fitting(std::size_t from, std::string_view text, std::vector<std::string> words) {
+    std::erase_if(words, [&](std::string const& word) { return !word.starts_with(text); });
+    std::ranges::sort(words);
+    words.erase(std::unique(words.begin(), words.end()), words.end());
+    return {from, std::move(words)};
+}
+
+/// Where the last word begins, as Forms::words() cuts them, and how many stand before it.
+std::pair<std::size_t, std::size_t> lastWord(std::string_view text) {
+    Nesting nesting;
+    std::size_t begin = 0, count = 0;
+    bool isWord = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        bool const isBlank = nesting.step(text[i]) && text[i] == ' ';
+        count += isBlank && isWord ? 1 : 0;
+        isWord = !isBlank;
+        begin = isBlank ? i + 1 : begin;
+    }
+    return {begin, count};
+}
+
+} // namespace
+
+void Vocabulary::add(Json const& types) {
+    for (auto const& [none, type] : types.members) {
+        if (Json const* const name = type.find("name")) {
+            types_[shortTypeText(name->text)] = type;
+        }
+    }
+}
+
+Json const* Vocabulary::find(std::string const& type) const {
+    auto const found = types_.find(shortTypeText(type));
+    return found == types_.end() ? nullptr : &found->second;
+}
+
+std::vector<std::string> Vocabulary::types() const {
+    std::vector<std::string> names;
+    for (auto const& [name, type] : types_) {
+        names.push_back(name);
+    }
+    return names;
+}
+
+std::vector<std::string> Vocabulary::enumerators(std::string const& type) const {
+    if (type == "bool") {
+        return {"false", "true"};
+    }
+    Json const* const found = find(type);
+    return found == nullptr ? std::vector<std::string>() : namesOf(found->find("enumerators"));
+}
+
+std::vector<std::string> Vocabulary::kinds(std::string const& type) const {
+    std::vector<std::string> names;
+    for (auto const& [name, each] : types_) {
+        Json const* at = &each;
+        for (int depth = 0; at != nullptr && depth < 16; ++depth) { // a peer's schema may go in circles
+            if (memberText(each, "kind") == "value" &&
+                shortTypeText(std::string(memberText(*at, "name"))) == shortTypeText(type)) {
+                names.push_back(name);
+                break;
+            }
+            at = find(std::string(memberText(*at, "base")));
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> Vocabulary::fields(std::string const& type) const {
+    std::vector<std::string> names;
+    Json const* const found = find(type);
+    Json const* const attributes = found == nullptr ? nullptr : found->find("attributes");
+    for (auto const& [none, each] : attributes == nullptr ? Json().members : attributes->members) {
+        std::string_view const role = memberText(each, "role");
+        if ((role == "field" || role == "view") && memberText(each, "settable") != "false") {
+            names.emplace_back(memberText(each, "name"));
+        }
+    }
+    return names;
+}
+
+std::string Vocabulary::fieldType(std::string const& type, std::string_view field) const {
+    Json const* const found = find(type);
+    Json const* const attributes = found == nullptr ? nullptr : found->find("attributes");
+    for (auto const& [none, each] : attributes == nullptr ? Json().members : attributes->members) {
+        if (memberText(each, "name") == field) {
+            return std::string(memberText(each, "type"));
+        }
+    }
+    return "";
+}
+
+Vocabulary const& Completer::vocabulary(Live& live) {
+    if (!std::exchange(isAsked_, true)) {
+        try {
+            constexpr int most = 1000; // of answers, if a peer's have no end
+            std::string after;
+            for (int i = 0; i < most; ++i) {
+                Json const answer = live.ask("schema", after);
+                vocabulary_.add(answer.at("types"));
+                Json const* const next = answer.find("after");
+                if (next == nullptr || next->text == after) {
+                    break;
+                }
+                after = next->text;
+            }
+        } catch (NoConnection const&) {
+            isAsked_ = false;
+            throw;
+        } catch (Refused const&) { // it answers no such request
+            vocabulary_ = {};
+        }
+    }
+    if (!vocabulary_.isEmpty()) {
+        return vocabulary_;
+    }
+    if (own_.isEmpty()) {
+        std::ostringstream own;
+        printSchemaJson(own, schemaTypes());
+        own_.add(parseJson(own.str()).at("types"));
+    }
+    return own_;
+}
+
+Completion Completer::at(std::string_view before, Live& live) {
+    try {
+        auto const [begin, count] = lastWord(before);
+        std::string_view const last = before.substr(begin);
+        if (count == 0) {
+            std::vector<std::string> names;
+            for (CommandWords const& each : commands_) {
+                names.push_back(each.name);
+            }
+            return fitting(begin, last, std::move(names));
+        }
+        std::vector<std::string_view> const given = words(before.substr(0, begin));
+        auto const command = std::ranges::find(commands_, given[0], &CommandWords::name);
+        if (command == commands_.end()) {
+            return {};
+        }
+        if (last.starts_with('-')) {
+            return fitting(begin, last, command->options);
+        }
+        // Which of its words it is: options are passed over, and their values with them as far as that shows.
+        std::size_t number = 0;
+        for (std::string_view const word : given) {
+            number += word.starts_with('-') ? 0 : 1;
+        }
+        number = std::min(number - 1, command->arguments.size());
+        Argument const argument = command->arguments.empty()
+                                      ? Argument::other
+                                      : command->arguments[std::min(number, command->arguments.size() - 1)];
+        auto const shifted = [](Completion completion, std::size_t by) {
+            completion.from += by;
+            return completion;
+        };
+        switch (argument) {
+        case Argument::path:
+            return shifted(path(last, live), begin);
+        case Argument::condition: {
+            Nesting nesting;
+            for (std::size_t i = 0; i < last.size(); ++i) {
+                if (nesting.step(last[i]) && last[i] == '=') {
+                    Place const place = live.at(std::string(last.substr(0, i)));
+                    return place.attribute == nullptr
+                               ? Completion()
+                               : shifted(value(std::string(place.attribute->type()->typeName().view()),
+                                               last.substr(i + 1), live),
+                                         begin + i + 1);
+                }
+            }
+            return shifted(path(last, live), begin);
+        }
+        case Argument::value: {
+            Place const place = live.at(std::string(given.at(1)));
+            std::size_t const start =
+                static_cast<std::size_t>(given[1].data() - before.data()) + given[1].size();
+            std::size_t const text = std::min(before.find_first_not_of(' ', start), before.size());
+            return place.attribute == nullptr
+                       ? Completion()
+                       : shifted(value(std::string(place.attribute->type()->typeName().view()),
+                                       before.substr(text), live),
+                                 text);
+        }
+        case Argument::type:
+            return fitting(begin, last, vocabulary(live).types());
+        case Argument::facility:
+            return fitting(begin, last, facilities(live));
+        case Argument::other:
+            return {};
+        }
+        return {};
+    } catch (Refused const&) { // no place, or no connection: there is nothing to say
+        return {};
+    }
+}
+
+std::vector<std::string> Completer::facilities(Live& live) {
+    std::vector<std::string> names;
+    Json const answer = live.ask("trace", "");
+    for (auto const& [none, each] : answer.members) {
+        names.push_back(each.at("facility").text);
+    }
+    return names;
+}
+
+/// The part behind the last dot or bracket that is open at the end.
+Completion Completer::path(std::string_view text, Live& live) {
+    std::size_t dot = text.npos;
+    std::vector<std::size_t> open;
+    char quote = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char const c = text[i];
+        if (quote != 0) {
+            quote = c == quote ? '\0' : quote;
+        } else if (c == '\'' || c == '"') {
+            quote = c;
+        } else if (c == '[') {
+            open.push_back(i);
+        } else if (c == ']' && !open.empty()) {
+            open.pop_back();
+        } else if (c == '.' && open.empty()) {
+            dot = i;
+        }
+    }
+    if (!open.empty()) {
+        std::size_t const begin = open.front() + 1;
+        Place const place = live.at(std::string(text.substr(0, begin - 1)));
+        if (place.attribute == nullptr || place.attribute->keyType() == nullptr) {
+            return {};
+        }
+        std::string_view const key = text.substr(begin);
+        Completion all = value(std::string(place.attribute->keyType()->typeName().view()), key, live);
+        all.from += begin;
+        for (std::string const& each : list(place)) {
+            if (each.starts_with(key) && all.from == begin) {
+                all.words.push_back(each);
+            }
+        }
+        Completion result = fitting(all.from, text.substr(all.from), std::move(all.words));
+        // what is a key as a whole closes the bracket
+        std::vector<std::string> const whole = list(place);
+        std::vector<std::string> const choices =
+            vocabulary(live).enumerators(std::string(place.attribute->keyType()->typeName().view()));
+        for (std::string& each : result.words) {
+            if (std::ranges::count(whole, each) != 0 || std::ranges::count(choices, each) != 0) {
+                each += ']';
+            }
+        }
+        return result;
+    }
+    if (dot == text.npos) {
+        std::vector<std::string> roots;
+        for (std::string const& root : live.offers()) {
+            roots.push_back(rootText(root));
+        }
+        return fitting(0, text, std::move(roots));
+    }
+    std::vector<std::string> names;
+    for (std::string const& line : list(live.at(std::string(text.substr(0, dot))))) {
+        std::size_t const end = line.find_first_of(":[(");
+        names.push_back(line.substr(0, end) + (end != line.npos && line[end] == '[' ? "[" : ""));
+    }
+    return fitting(dot + 1, text.substr(dot + 1), std::move(names));
+}
+
+Completion Completer::value(std::string const& type, std::string_view text, Live& live) {
+    Vocabulary const& known = vocabulary(live);
+    std::size_t const blank = text.rfind(' ');
+    if (blank == text.npos) {
+        std::vector<std::string> all = known.enumerators(type);
+        for (std::string const& kind : all.empty() ? known.kinds(type) : std::vector<std::string>()) {
+            all.push_back(kind);
+        }
+        return fitting(0, text, std::move(all));
+    }
+    std::string const kind(text.substr(0, text.find(' ')));
+    std::string_view const field = text.substr(blank + 1);
+    if (std::size_t const sign = field.find('='); sign != field.npos) {
+        return fitting(blank + 1 + sign + 1, field.substr(sign + 1),
+                       known.enumerators(known.fieldType(kind, field.substr(0, sign))));
+    }
+    std::vector<std::string> fields = known.fields(kind);
+    for (std::string& each : fields) {
+        each += '=';
+    }
+    return fitting(blank + 1, field, std::move(fields));
+}
+
+} // namespace tool

@@ -1,0 +1,78 @@
+#pragma once
+
+/// What may stand where a line of the shell is to be completed: commands, paths, keys, types, fields and
+/// enumerators. The objects are the peer's, and so are the types, where it answers the request `schema`.
+///
+///     tool::Completer completer(commands);
+///     completer.at("set lif.app", live).words;         // {"lif.appConfig["}
+
+#include "tools/Live.h"
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+/// Types by their names, with and without namespaces, from what printSchemaJson() prints.
+class Vocabulary {
+public:
+    /// Of a list of types.
+    void add(Json const& types);
+    bool isEmpty() const { return types_.empty(); }
+
+    std::vector<std::string> types() const;
+    std::vector<std::string> enumerators(std::string const& type) const;
+    /// The values that a text of that type may begin with: itself and those derived from it.
+    std::vector<std::string> kinds(std::string const& type) const;
+    std::vector<std::string> fields(std::string const& type) const;
+    /// The type of a field; empty for none.
+    std::string fieldType(std::string const& type, std::string_view field) const;
+
+private:
+    Json const* find(std::string const& type) const;
+
+    /// By short name.
+    std::map<std::string, Json, std::less<>> types_;
+};
+
+struct Completion {
+    /// Where the text that the words stand for begins.
+    std::size_t from = 0;
+    std::vector<std::string> words{};
+};
+
+/// What a command takes, in the order of its words.
+enum class Argument { path, condition, value, type, facility, other };
+struct CommandWords {
+    std::string name;
+    std::vector<Argument> arguments;
+    std::vector<std::string> options;
+};
+
+class Completer {
+public:
+    explicit Completer(std::vector<CommandWords> commands) : commands_(std::move(commands)) {}
+
+    /// For what stands before the cursor. Whatever cannot be had from the peer is left out.
+    Completion at(std::string_view before, Live& live);
+    /// The types are asked for again: the peer may be another one.
+    void forget() {
+        vocabulary_ = {};
+        isAsked_ = false;
+    }
+
+private:
+    Vocabulary const& vocabulary(Live& live);
+    Completion path(std::string_view text, Live& live);
+    Completion value(std::string const& type, std::string_view text, Live& live);
+    std::vector<std::string> facilities(Live& live);
+
+    std::vector<CommandWords> commands_;
+    /// Of the peer; and of this program, for one that tells none.
+    Vocabulary vocabulary_, own_;
+    bool isAsked_ = false;
+};
+
+} // namespace tool
