@@ -75,12 +75,14 @@ void writeText(std::ostream& out, Json const& answer) {
     out << textAt(answer, "key") << '\n';
     for (auto const& [none, application] : answer.at("applications").members) {
         out << textAt(application, "app") << " asks: " << textAt(application, "count") << '\n';
-        if (Json const* const peer = application.find("connection")) {
-            out << "  connection: " << textAt(*peer, "peer")
-                << (textAt(*peer, "pass") == "true" ? ", its requests are still coming" : "") << ", "
-                << textAt(*peer, "marks") << " marks, " << textAt(*peer, "fences") << " fences wait\n";
-        } else {
-            out << "  connection: none\n";
+        if (Json const* const peer = application.find("connection")) { // which not every driver tells
+            out << "  connection: "
+                << (peer->isObject()
+                        ? textAt(*peer, "peer") + ", " + textAt(*peer, "marks") + " marks, " +
+                              textAt(*peer, "fences") + " fences wait" +
+                              (textAt(*peer, "pass") == "true" ? ", its requests still come" : "")
+                        : "none")
+                << '\n';
         }
         if (application.find("index") != nullptr) {
             out << "  index: " << textAt(application, "index") << '\n';
@@ -89,9 +91,13 @@ void writeText(std::ostream& out, Json const& answer) {
             out << "  answered: " << timeText(textAt(application, "answered")) << '\n';
         }
         if (Json const* const row = application.find("row")) {
-            out << "  row: " << textAt(*row, "table") << ", array element " << textAt(*row, "array")
-                << ", row " << textAt(*row, "entry") << ", half " << textAt(*row, "half") << ", address "
-                << textAt(*row, "address") << '\n';
+            out << "  row: " << textAt(*row, "table");
+            for (char const* const what : {"array", "entry", "half", "address"}) {
+                if (row->find(what) != nullptr) {
+                    out << ", " << what << ' ' << textAt(*row, what);
+                }
+            }
+            out << '\n';
             out << "  words: " << textAt(*row, "actual") << '\n';
             std::string const fields = fieldsText(*rowIn(answer, application), true);
             for (std::string_view rest = fields; !rest.empty();) {

@@ -27,7 +27,8 @@ TEST(Command, SaysInOneLineWhatIsWrong) {
                                   "AradLifLabelProtocolOrLsp, OutAcValue and EvecValue";
     std::string const someCommands =
         "there are encode, kinds, value, decode, layout, addr, tables, schema, demo, driver, "
-        "application, serve, tree, get, set, del, wait, monitor, sync, stats, trace, run and log";
+        "application, serve, tree, get, set, del, wait, monitor, sync, explain, audit, stats, trace, run and "
+        "log";
     WrongUse const cases[] = {
         // The entry
         {{"encode", "-c8", "AradLifAcMp", "vsii=1"}, 1, "AradLifAcMp has no field vsii; did you mean vsi?"},
