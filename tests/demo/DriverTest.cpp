@@ -677,6 +677,15 @@ TEST_F(DriverLife, AFullDiskIsSaidOnceAndWhatWasAskedMeanwhileIsDoneAfterwards) 
         kept += !!asker.told(i);
     }
     EXPECT_LT(kept, many);
+    U32 waiting = 0;
+    while (!!asker.told(waiting)) {
+        ++waiting;
+    }
+    Outcome const why = on("explain", {"AradLifAcMp vsi=" + std::to_string(waiting)});
+    EXPECT_EQ(why.status, 4) << why.err;
+    EXPECT_NE(why.out.find("missing: it waits: cannot write"), std::string::npos) << why.out;
+    EXPECT_EQ(on("audit", {}).status, 0);
+    EXPECT_EQ(on("audit", {"--image", image}).status, 0);
     disk.makeRoom();
     EXPECT_TRUE(asker.runUntil([&] {
         U32 told = 0;
