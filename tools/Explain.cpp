@@ -1,5 +1,6 @@
 /// `loamtunnel explain`: the way of a request from who asks for it down to its row, or where it ends.
 
+#include "tools/Audit.h"
 #include "tools/LiveCommands.h"
 
 #include <array>
@@ -126,7 +127,8 @@ bool isWhole(Json const& answer) {
 } // namespace
 
 void explain(Context& context, ExplainOptions const& options) {
-    Json const answer = Live(options.live, "explain").ask("explain", options.what);
+    Live live(options.live, "explain");
+    Json const answer = askDriver(live, "explain", options.what);
     if (!answer.isObject() || answer.find("applications") == nullptr || answer.find("chip") == nullptr) {
         throw Refused("the driver gives an odd answer to explain: " + answer.shown());
     }
