@@ -420,11 +420,14 @@ private:
 
     void explainOf(JsonWriter& json, App app, Application const& of, Key const& key, U32 asks) const {
         json.string("app", appText(app)).number("count", asks);
+        json.key("connection");
         if (of.peer != nullptr) {
-            json.key("connection").beginObject().string("peer", of.peer->peerName().view());
+            json.beginObject().string("peer", of.peer->peerName().view());
             json.boolean("pass", !of.isComplete);
             json.number("marks", of.peer->stats().dirtyKeys);
             json.number("fences", ground_.fences(*of.peer)).end();
+        } else {
+            json.null();
         }
         std::string missing;
         auto const refused = of.refused.find(key);

@@ -1,28 +1,41 @@
 /// The owner of a chip's LIF table and an application that asks it for LIFs, with a Unix socket between them.
 /// Both are here in one process, on one loop, so that the example is one program; nothing in either relies on
-/// that.
+/// that. With two arguments it is the owner alone: driver ADDRESS FILE serves there until it is killed, and
+/// keeps its places in the file.
 
 #include "forms/Diagnostics.h"
+#include "forms/Entries.h"
+#include "forms/Json.h"
+#include "forms/Rows.h"
+#include "forms/Text.h"
+#include "forms/Values.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "model/LoamTunnelModel.h"
 #include "model/LoamTunnelTypeList.h"
 #include "owner/IndexAllocator.h"
 #include "owner/LifPlace.h"
+#include "reflect/Text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <unistd.h>
 #include <utility>
 
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
+using Kor::Forms::JsonWriter;
+using Kor::Forms::lifOf;
 using Kor::NboAttrLog::Access;
 using Kor::NboAttrLog::Fence;
 using Kor::NboAttrLog::FenceLevel;
@@ -38,20 +51,99 @@ constexpr ChipType chip = jerichoChip8;
 /// Where each LIF of the chip lies.
 LifPlaces const places(chip);
 
-/// Stands for whatever writes to the chip.
-void writeToChip(Kor::U32 address, Kor::U8 block, std::array<Kor::U8, 16> const& row) {
-    std::printf("driver: write 0x%08x block 0x%02x:", address, unsigned{block});
-    for (std::size_t i = 0; i < row.size(); i += 4) {
-        std::printf(" %02x%02x%02x%02x", row[i + 3], row[i + 2], row[i + 1], row[i]);
+using Row = std::array<Kor::U8, 16>;
+
+/// Stands for the chip, and for whatever writes to it.
+class Chip {
+public:
+    void write(LifPlace const& place, Row const& row) {
+        std::printf("driver: write 0x%08x block 0x%02x: %s\n", place.address, unsigned{place.block},
+                    Kor::Forms::wordsText(words(row)).c_str());
+        rows_[place.address] = row;
     }
-    std::printf("\n");
-}
+    Row read(LifPlace const& place) const {
+        auto const found = rows_.find(place.address);
+        return found == rows_.end() ? Row{} : found->second;
+    }
+    static Kor::Forms::Words words(Row const& row) {
+        Kor::Forms::Words all;
+        for (std::size_t i = 0; i < row.size(); i += 4) {
+            all.push_back(Kor::U32{row[i]} | Kor::U32{row[i + 1]} << 8 | Kor::U32{row[i + 2]} << 16 |
+                          Kor::U32{row[i + 3]} << 24);
+        }
+        return all;
+    }
+
+private:
+    std::map<Kor::U32, Row> rows_{};
+};
+
+/// Which LIF has which index, in a file that survives the driver.
+class Kept {
+public:
+    struct Place {
+        Loam::VtAppId app;
+        AradLifEntry lif;
+    };
+
+    explicit Kept(std::string path) : path_(std::move(path)) {
+        std::ifstream file(path_);
+        Kor::U32 index = 0;
+        Kor::U32 app = 0;
+        for (std::string text; file >> index >> app && std::getline(file >> std::ws, text);) {
+            AradLifEntry const lif = Kor::strepToValue<AradLifEntry>(Kor::String8(text));
+            all_.emplace(index, Place{static_cast<Loam::VtAppId>(app), lif});
+        }
+    }
+    std::map<Kor::U32, Place> const& all() const { return all_; }
+    void add(Kor::U32 index, Place const& place) {
+        all_.emplace(index, place);
+        save();
+    }
+    void del(Kor::U32 index) {
+        all_.erase(index);
+        save();
+    }
+
+private:
+    /// All of it beside the file, and then in its place: whenever the driver dies, one of both is whole.
+    void save() const {
+        std::string const fresh = path_ + ".new";
+        std::ofstream file(fresh);
+        for (auto const& [index, place] : all_) {
+            file << index << ' ' << Kor::U32{place.app} << ' ' << Kor::valueToStrep(place.lif).view() << '\n';
+        }
+        file.close();
+        if (!file || std::rename(fresh.c_str(), path_.c_str()) != 0) {
+            throw std::runtime_error("cannot keep the places in " + path_);
+        }
+    }
+
+    std::string path_;
+    std::map<Kor::U32, Place> all_{};
+};
+
+/// What all applications share: the chip, its indexes, and what is kept of them.
+struct Table {
+    Chip hardware{};
+    Kept kept;
+    IndexAllocator indexes{0, places.capacity()};
+
+    static Row rowOf(AradLifEntry const* lif) {
+        Row row{};
+        if (lif != nullptr) {
+            lif->writeToChipFormat(chip, row.data());
+        }
+        return row;
+    }
+    static LifPlace placeOf(Kor::U32 index) { return places.at(AradLifIndex(index, lifBankManaged)); }
+    void writeRow(Kor::U32 index, AradLifEntry const* lif) { hardware.write(placeOf(index), rowOf(lif)); }
+};
 
 /// Gives the LIFs that one application asks for their places, and writes their rows.
 class Placer : public LifAppConfig::Notifiee {
 public:
-    Placer(Kor::Ptr<LifAppStatus> status, IndexAllocator& indexes)
-        : status_(std::move(status)), indexes_(indexes) {}
+    Placer(Kor::Ptr<LifAppStatus> status, Table& table) : status_(std::move(status)), table_(table) {}
 
     /// The LIFs that have no place since the chip is full.
     std::set<AradLifEntry> unplaced;
@@ -70,14 +162,14 @@ public:
             release(lif);
             return;
         }
-        std::optional<Kor::U32> const index = indexes_.take();
+        std::optional<Kor::U32> const index = table_.indexes.take();
         if (!index) {
             unplaced.insert(lif);
             return;
         }
-        AradLifIndex const place(*index, lifBankManaged);
-        writeRow(place, &lif);
-        status_->lifEntryIs(lif, place); // told last, when it holds
+        table_.kept.add(*index, {status_->app(), lif}); // kept first
+        table_.writeRow(*index, &lif);
+        status_->lifEntryIs(lif, AradLifIndex(*index, lifBankManaged)); // told last, when it holds
     }
 
     /// All of the application's requests are there: what it asks for no more has no place any more.
@@ -93,22 +185,15 @@ private:
     void release(AradLifEntry const& lif) {
         AradLifIndex const has = status_->lifEntry(lif);
         if (!!has) {
-            writeRow(has, nullptr);
-            indexes_.release(has.index());
+            table_.writeRow(has.index(), nullptr);
+            table_.kept.del(has.index());
+            table_.indexes.release(has.index());
             status_->lifEntryDel(lif);
         }
     }
-    static void writeRow(AradLifIndex const& index, AradLifEntry const* lif) {
-        std::array<Kor::U8, 16> row{};
-        if (lif != nullptr) {
-            lif->writeToChipFormat(chip, row.data());
-        }
-        LifPlace const place = places.at(index);
-        writeToChip(place.address, place.block, row);
-    }
 
     Kor::Ptr<LifAppStatus> status_;
-    IndexAllocator& indexes_;
+    Table& table_;
 };
 
 /// All that the driver has.
@@ -116,10 +201,15 @@ struct Driver {
     Kor::Ptr<LifAppConfigDir> configs = lifAppConfigDirFactory("lifConfig");
     Kor::Ptr<LifAppStatusDir> statuses = lifAppStatusDirFactory("lifStatus");
     std::map<Loam::VtAppId, Kor::Ptr<Placer>> placers{};
-    IndexAllocator indexes{0, places.capacity()};
+    Table table;
     Kor::Ptr<Service> service = Kor::makePtr<Service>();
 
-    Driver() {
+    explicit Driver(std::string const& file) : table{.kept = Kept(file)} {
+        for (auto const& [index, place] : table.kept.all()) { // what was given out before a restart
+            table.indexes.take(index);
+            table.writeRow(index, &place.lif);
+            statuses->appStatusIs(place.app)->lifEntryIs(place.lif, AradLifIndex(index, lifBankManaged));
+        }
         service->offer("lifStatus", statuses, Access::readOnly);
         service->acceptIs(
             "lifConfig",
@@ -145,6 +235,12 @@ struct Driver {
                 fence->failedIs(Kor::format("the chip is full: %zu LIFs have no place", unplaced));
             }
         });
+        service->handlerIs("explain", [this](Session&, Kor::String8 const& what) {
+            return explain(lifOf(Kor::Forms::parseEntry(what.view())));
+        });
+        service->handlerIs("rows", [this](Session&, Kor::String8 const& next) {
+            return rows(Kor::Forms::parseNumber(next.view()).value_or(0));
+        });
         Kor::Forms::diagnosticsAre(*service, {.setsTrace = true});
     }
 
@@ -153,10 +249,81 @@ struct Driver {
         auto& placer = placers[app];
         if (!placer) {
             std::printf("driver: %s asks for LIFs\n", peer.peerName().charPtr());
-            placer = Kor::observe<Placer>(config, statuses->appStatusIs(app), indexes);
+            placer = Kor::observe<Placer>(config, statuses->appStatusIs(app), table);
         }
         return config;
     }
+
+    /// Where a LIF stands with each application that asks for it.
+    Kor::String8 explain(AradLifEntry const& lif) const {
+        std::ostringstream text;
+        JsonWriter json(text);
+        json.beginObject().number("chip", chip).string("key", Kor::Forms::shortText(*Kor::boxOf(lif)));
+        json.key("applications").beginArray();
+        bool isAsked = false;
+        for (auto const& [app, placer] : placers) {
+            Kor::U32 const count = placer->notifier()->reqCount(lif);
+            AradLifIndex const index = std::as_const(*statuses).appStatus(app)->lifEntry(lif);
+            if (count != 0) {
+                isAsked = true;
+                json.beginObject().string("app", appText(app)).number("count", count);
+                if (!!index) {
+                    json.number("index", index.index()).key("row").beginObject();
+                    describeRow(json, index.index());
+                    json.end();
+                } else {
+                    json.string("missing", placer->unplaced.contains(lif) ? "the chip is full" : "refused");
+                }
+                json.end();
+            }
+        }
+        json.end();
+        if (!isAsked) {
+            json.string("missing", "no application asks for it");
+        }
+        json.end();
+        return Kor::String8(text.str());
+    }
+
+    /// The rows that somebody has or that are not zero, some hundreds in one answer.
+    Kor::String8 rows(Kor::U64 next) const {
+        std::ostringstream text;
+        JsonWriter json(text);
+        json.beginObject().number("chip", chip).number("waiting", 0).key("rows").beginArray();
+        auto index = static_cast<Kor::U32>(std::min<Kor::U64>(next, places.capacity()));
+        Kor::U32 const end = std::min(index + 16'384, places.capacity());
+        for (; index < end && text.tellp() < 60'000; ++index) {
+            if (table.indexes.isTaken(index) || table.hardware.read(Table::placeOf(index)) != Row{}) {
+                json.beginObject();
+                describeRow(json, index);
+                json.end();
+            }
+        }
+        json.end();
+        if (index < places.capacity()) {
+            json.string("next", std::to_string(index));
+        }
+        json.end();
+        return Kor::String8(text.str());
+    }
+
+    /// Who has a row, what should be in it, and what is.
+    void describeRow(JsonWriter& json, Kor::U32 index) const {
+        auto const has = table.kept.all().find(index);
+        AradLifEntry const* const lif = has == table.kept.all().end() ? nullptr : &has->second.lif;
+        LifPlace const place = Table::placeOf(index);
+        json.string("table", "LifTable").number("variant", lif == nullptr ? 0 : lif->variant());
+        json.number("array", place.array).number("entry", place.entry);
+        json.key("who").beginArray();
+        if (lif != nullptr) {
+            json.beginObject().string("app", appText(has->second.app)).number("index", index).end();
+        }
+        json.end();
+        json.string("wanted", Kor::Forms::wordsText(Chip::words(Table::rowOf(lif))));
+        json.string("actual", Kor::Forms::wordsText(Chip::words(table.hardware.read(place))));
+    }
+
+    static std::string appText(Loam::VtAppId app) { return Kor::enumeratorText(app, "VtAppId"); }
 };
 
 /// Says where each LIF is.
@@ -179,6 +346,20 @@ Kor::NboAttrLog::SessionConfig named(char const* name) {
     return config;
 }
 
+/// A driver and what carries its sessions.
+struct Process {
+    Driver driver;
+    std::optional<Kor::Link::Listener> listener{};
+
+    Process(Kor::Link::Loop& loop, Kor::Link::Address const& address, std::string const& file)
+        : driver(file) {
+        Kor::Link::ListenerConfig serving;
+        serving.service = driver.service;
+        serving.session = named("driver");
+        listener.emplace(loop, address, serving);
+    }
+};
+
 /// Waits until all that was asked for so far is done; false with a message if it cannot be.
 bool isDone(Kor::Link::Loop& loop, Session& session) {
     auto const result = std::make_shared<std::optional<FenceResult>>();
@@ -199,21 +380,25 @@ AradLifEntry lif(Kor::U16 vsi) {
 
 } // namespace
 
-int main() {
+int main(int count, char** arguments) {
+    if (count == 3) {
+        Kor::Link::Loop loop;
+        Process const process(loop, Kor::Link::Address::parse(arguments[1]), arguments[2]);
+        loop.run();
+        return 0;
+    }
     char folder[] = "/tmp/driver-XXXXXX";
     if (::mkdtemp(folder) == nullptr) {
         std::perror("mkdtemp");
         return 1;
     }
     auto const address = Kor::Link::Address::parse(std::string(folder) + "/socket");
+    std::string const kept = std::string(folder) + "/places";
     Kor::Link::Loop loop;
 
     // The driver's process.
-    Driver driver;
-    Kor::Link::ListenerConfig serving;
-    serving.service = driver.service;
-    serving.session = named("driver");
-    Kor::Link::Listener listener(loop, address, serving);
+    std::optional<Process> process;
+    process.emplace(loop, address, kept);
 
     // The application's process. It connects again when the driver is restarted.
     auto const config = lifAppConfigFactory(Loam::vtAppMpls);
@@ -236,7 +421,19 @@ int main() {
     ok = ok && isDone(loop, *connector.session());
     config->reqCountDel(lif(100));
     ok = ok && isDone(loop, *connector.session());
-    listener.close("the example ends");
+
+    // The driver dies, and starts again: the LIF is where it was.
+    auto const before = connector.session();
+    process.reset();
+    process.emplace(loop, address, kept);
+    auto const isBack = [&] {
+        auto const session = connector.session();
+        return session && session != before && session->isEstablished();
+    };
+    ok = ok && loop.runUntil(isBack, std::chrono::seconds(60));
+    ok = ok && isDone(loop, *connector.session());
+    process->listener->close("the example ends");
+    ::unlink(kept.c_str());
     ::rmdir(folder);
     return ok ? 0 : 1;
 }

@@ -87,6 +87,22 @@ ChipRows chipRows(std::function<Json(std::string const& next)> const& ask) {
     throw Refused("the driver's answers to rows have no end");
 }
 
+Json askDriver(Live& live, std::string_view verb, std::string_view argument) {
+    try {
+        return live.ask(verb, argument);
+    } catch (NoConnection const&) {
+        throw;
+    } catch (TimedOut const&) {
+        throw;
+    } catch (Refused const& refused) {
+        if (std::string_view(refused.what()).starts_with("there is no request")) {
+            throw Refused("the process answers no " + std::string(verb) +
+                          ": it is no driver, or an older one");
+        }
+        throw;
+    }
+}
+
 std::vector<Finding> findingsIn(ChipRow const& row) {
     std::vector<Finding> findings;
     if (!row.differs()) {
@@ -132,7 +148,7 @@ void readImage(ChipRows& rows, std::string const& path) {
 }
 
 ChipRows look(Live& live, std::string const& image) {
-    ChipRows rows = chipRows([&](std::string const& next) { return live.ask("rows", next); });
+    ChipRows rows = chipRows([&](std::string const& next) { return askDriver(live, "rows", next); });
     if (!image.empty()) {
         readImage(rows, image);
     }

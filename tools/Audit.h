@@ -13,10 +13,12 @@
 #include "forms/Json.h"
 #include "forms/Rows.h"
 #include "tools/Failure.h"
+#include "tools/Live.h"
 
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
@@ -46,6 +48,9 @@ struct ChipRows {
 
 /// Asks until the last answer has come. `ask` gets what stood in the answer before as "next", first nothing.
 ChipRows chipRows(std::function<Json(std::string const& next)> const& ask);
+
+/// What a process answers to a request of drivers; Refused with words for one that knows it not.
+Json askDriver(Live& live, std::string_view verb, std::string_view argument);
 
 /// One difference of a row.
 struct Finding {

@@ -1,5 +1,6 @@
 /// `loamtunnel explain`: the way of a request from who asks for it down to its row, or where it ends.
 
+#include "tools/Audit.h"
 #include "tools/LiveCommands.h"
 
 #include <array>
@@ -75,12 +76,14 @@ void writeText(std::ostream& out, Json const& answer) {
     out << textAt(answer, "key") << '\n';
     for (auto const& [none, application] : answer.at("applications").members) {
         out << textAt(application, "app") << " asks: " << textAt(application, "count") << '\n';
-        if (Json const* const peer = application.find("connection")) {
-            out << "  connection: " << textAt(*peer, "peer")
-                << (textAt(*peer, "pass") == "true" ? ", its requests are still coming" : "") << ", "
-                << textAt(*peer, "marks") << " marks, " << textAt(*peer, "fences") << " fences wait\n";
-        } else {
-            out << "  connection: none\n";
+        if (Json const* const peer = application.find("connection")) { // which not every driver tells
+            out << "  connection: "
+                << (peer->isObject()
+                        ? textAt(*peer, "peer") + ", " + textAt(*peer, "marks") + " marks, " +
+                              textAt(*peer, "fences") + " fences wait" +
+                              (textAt(*peer, "pass") == "true" ? ", its requests still come" : "")
+                        : "none")
+                << '\n';
         }
         if (application.find("index") != nullptr) {
             out << "  index: " << textAt(application, "index") << '\n';
@@ -89,9 +92,13 @@ void writeText(std::ostream& out, Json const& answer) {
             out << "  answered: " << timeText(textAt(application, "answered")) << '\n';
         }
         if (Json const* const row = application.find("row")) {
-            out << "  row: " << textAt(*row, "table") << ", array element " << textAt(*row, "array")
-                << ", row " << textAt(*row, "entry") << ", half " << textAt(*row, "half") << ", address "
-                << textAt(*row, "address") << '\n';
+            out << "  row: " << textAt(*row, "table");
+            for (char const* const what : {"array", "entry", "half", "address"}) {
+                if (row->find(what) != nullptr) {
+                    out << ", " << what << ' ' << textAt(*row, what);
+                }
+            }
+            out << '\n';
             out << "  words: " << textAt(*row, "actual") << '\n';
             std::string const fields = fieldsText(*rowIn(answer, application), true);
             for (std::string_view rest = fields; !rest.empty();) {
@@ -120,7 +127,8 @@ bool isWhole(Json const& answer) {
 } // namespace
 
 void explain(Context& context, ExplainOptions const& options) {
-    Json const answer = Live(options.live, "explain").ask("explain", options.what);
+    Live live(options.live, "explain");
+    Json const answer = askDriver(live, "explain", options.what);
     if (!answer.isObject() || answer.find("applications") == nullptr || answer.find("chip") == nullptr) {
         throw Refused("the driver gives an odd answer to explain: " + answer.shown());
     }

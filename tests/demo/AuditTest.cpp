@@ -99,6 +99,17 @@ protected:
     }
 };
 
+TEST_F(Audit, AProcessThatIsNoDriverIsSaidToBeNone) {
+    auto server = start({"serve", "--socket", socket(), "lif=LifAppConfigDir"}, "serve.log");
+    ASSERT_TRUE(eventually([&] { return content("serve.log").find("serving at") != std::string::npos; }));
+    for (auto const& [command, words] :
+         std::map<std::string, std::vector<std::string>>{{"audit", {}}, {"explain", {"AradLifAcMp vsi=1"}}}) {
+        Outcome const outcome = on(command, words);
+        EXPECT_EQ(outcome.status, 1) << command;
+        EXPECT_NE(outcome.err.find("it is no driver, or an older one"), std::string::npos) << outcome.err;
+    }
+}
+
 TEST_F(Audit, EachBitThatIsFlippedInAnImageIsNamed) {
     auto driver = serving(words(image_));
     ASSERT_EQ(asking().join(), 0) << content("application.log");

@@ -560,6 +560,14 @@ TEST_F(DriverLife, AFullDiskIsSaidOnceAndWhatWasAskedMeanwhileIsDoneAfterwards) 
     asker.runFor(300ms);
     EXPECT_EQ(std::ranges::count(content("driver.log"), '\n'), 2) << content("driver.log");
     EXPECT_LT(told(), many);
+    Facts const now = asker.facts();
+    auto const waiting = std::ranges::find_if(now, [](Fact const& each) { return !each.told; });
+    auto const number = std::to_string(waiting - now.begin());
+    Outcome const why = on("explain", {"AradLifAcMp vsi=" + number});
+    EXPECT_EQ(why.status, 4) << why.err;
+    EXPECT_NE(why.out.find("missing: it waits: cannot write"), std::string::npos) << why.out;
+    EXPECT_EQ(on("audit", {}).status, 0);
+    EXPECT_EQ(on("audit", {"--image", file("disk/chip.img")}).status, 0);
     disk.makeRoom();
     EXPECT_TRUE(asker.runUntil([&] { return told() == many; }));
     EXPECT_NE(content("driver.log").find("nothing waits any more"), std::string::npos);
