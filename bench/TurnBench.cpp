@@ -1,5 +1,6 @@
 // How long a peer waits for an answer beside others that write as fast as they can, and how soon a server
-// under such load hears a signal: one process for the server, and one for each peer.
+// under such load hears a signal: one process for the server, one for all that write, since more would
+// measure who gets a processor, and one for the peer that asks.
 
 #include "Process.h"
 #include "forms/Diagnostics.h"
@@ -9,9 +10,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+#include <poll.h>
 #include <span>
 #include <string>
 #include <sys/prctl.h>
@@ -89,33 +93,40 @@ public:
         std::vector<Kor::U8> sent;
         while (!condition()) {
             session->flow();
-            for (auto bytes = session->out()->readable(); !bytes.empty();
-                 bytes = session->out()->readable()) {
-                write(bytes);
-                sent.insert(sent.end(), bytes.begin(), bytes.end());
-                session->out()->nextBytes(bytes.size());
-                session->flow();
+            auto const bytes = session->out()->readable();
+            std::size_t const n = bytes.empty() ? 0 : offer(bytes);
+            sent.insert(sent.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n));
+            session->out()->nextBytes(n);
+            session->flow();
+            if (n == 0 && !condition()) {
+                bool const hasMore = !session->out()->readable().empty();
+                pollfd entry{fd_, static_cast<short>(hasMore ? POLLIN | POLLOUT : POLLIN), 0};
+                poll(&entry, 1, -1);
             }
-            if (!condition()) {
-                ssize_t const n = recv(fd_, buffer_.data(), buffer_.size(), 0);
-                session->in()->feed({buffer_.data(), static_cast<std::size_t>(n > 0 ? n : 0)});
-                session->receive();
+            ssize_t const heard = recv(fd_, buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+            if (heard == 0) {
+                std::fprintf(stderr, "TurnBench: the server has left a peer\n");
+                std::_Exit(1);
             }
+            session->in()->feed({buffer_.data(), static_cast<std::size_t>(heard > 0 ? heard : 0)});
+            session->receive();
         }
         return sent;
     }
-    void write(std::span<Kor::U8 const> bytes) const {
-        while (!bytes.empty()) {
-            while (recv(fd_, buffer_.data(), buffer_.size(), MSG_DONTWAIT) > 0) {
-                // what the server has to say is not listened to
-            }
-            ssize_t const n = send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-            if (n <= 0) {
-                std::_Exit(1);
-            }
-            bytes = bytes.subspan(static_cast<std::size_t>(n));
+    /// As much as there is room for.
+    std::size_t offer(std::span<Kor::U8 const> bytes) const {
+        ssize_t const n = send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n == 0 || (n < 0 && errno != EAGAIN)) {
+            std::_Exit(1);
+        }
+        return static_cast<std::size_t>(n > 0 ? n : 0);
+    }
+    /// What the server has to say from now on is not listened to.
+    void drop() const {
+        while (recv(fd_, buffer_.data(), buffer_.size(), MSG_DONTWAIT) > 0) {
         }
     }
+    int fd() const { return fd_; }
 
     Kor::Ptr<Session> const session = Kor::makePtr<Session>(Side::connecting, SessionConfig{.name = "flood"});
 
@@ -125,27 +136,68 @@ private:
 };
 
 /// Writes the counts of an application of its own, again and again.
-void flood(Address const& address, unsigned number, unsigned roots) {
-    RawPeer const peer(address);
-    auto const copy = lifAppConfigDirFactory("copy");
-    Kor::Name const root = nameOf(number % roots);
-    peer.session->want(root, copy);
-    peer.carry([&] { return peer.session->rootState(root) == RootState::synchronized; });
-    auto const config = copy->appConfigIs(static_cast<Loam::VtAppId>(number % 16));
-    std::vector<std::vector<Kor::U8>> blocks;
-    for (U32 const count : {1, 2}) {
-        AradLifAcMp lif;
-        for (U32 i = 0; i < 4096; ++i) {
-            lif.vsiIs(static_cast<Kor::U16>(i));
-            config->reqCountIs(lif, count);
+class Flood {
+public:
+    Flood(Address const& address, unsigned number, unsigned roots) : peer_(address) {
+        auto const copy = lifAppConfigDirFactory("copy");
+        Kor::Name const root = nameOf(number % roots);
+        peer_.session->want(root, copy);
+        peer_.carry([&] { return peer_.session->rootState(root) == RootState::synchronized; });
+        auto const config = copy->appConfigIs(static_cast<Loam::VtAppId>(number % 16));
+        // What is said once, to begin with, is not in the blocks that are sent again and again.
+        carryAll();
+        for (std::size_t block = 0; block < blocks_.size(); ++block) {
+            AradLifAcMp lif;
+            for (U32 i = 0; i < 4096; ++i) {
+                lif.vsiIs(static_cast<Kor::U16>(i));
+                config->reqCountIs(lif, static_cast<U32>(block) + 1);
+            }
+            blocks_[block] = carryAll();
         }
+    }
+    void write() {
+        peer_.drop();
+        std::span<Kor::U8 const> const block = blocks_[at_ % blocks_.size()];
+        done_ += peer_.offer(block.subspan(done_));
+        if (done_ == block.size()) {
+            ++at_;
+            done_ = 0;
+        }
+    }
+    int fd() const { return peer_.fd(); }
+
+private:
+    std::vector<Kor::U8> carryAll() const {
         bool isFirst = true; // once round
-        blocks.push_back(
-            peer.carry([&] { return !std::exchange(isFirst, false) && !peer.session->demuxer().hasWork(); }));
+        return peer_.carry([&] {
+            return !std::exchange(isFirst, false) && !peer_.session->demuxer().hasWork() &&
+                   peer_.session->out()->readable().empty();
+        });
+    }
+
+    RawPeer peer_;
+    std::array<std::vector<Kor::U8>, 2> blocks_;
+    std::size_t at_ = 0, done_ = 0;
+};
+
+[[noreturn]] void flood(Address const& address, unsigned first, unsigned count, unsigned roots, int ready) {
+    std::vector<std::unique_ptr<Flood>> floods;
+    std::vector<pollfd> entries;
+    for (unsigned i = 0; i < count; ++i) {
+        floods.push_back(std::make_unique<Flood>(address, first + i, roots));
+        entries.push_back({floods.back()->fd(), POLLOUT, 0});
+    }
+    if (write(ready, "r", 1) != 1) {
+        std::_Exit(1);
     }
     for (;;) {
-        for (auto const& block : blocks) {
-            peer.write(block);
+        if (poll(entries.data(), entries.size(), -1) < 0) {
+            std::_Exit(1);
+        }
+        for (unsigned i = 0; i < count; ++i) {
+            if (entries[i].revents != 0) {
+                floods[i]->write();
+            }
         }
     }
 }
@@ -207,15 +259,17 @@ std::vector<double> signalTimes(pid_t server, int signals, unsigned times) {
 int main(int argc, char** argv) {
     unsigned peers = 10;
     unsigned times = 1000;
+    unsigned processes = 0;
     CLI::App options("How long a peer waits beside others that write as fast as they can", "TurnBench");
     bench::addNumber(options, "--peers", peers, 0u, 200u, "How many write");
+    bench::addNumber(options, "--processes", processes, 0u, 1u, "1: each of them is a process of its own");
     bench::addNumber(options, "--times", times, 10u, 100'000u, "How often the one asks");
     if (auto const status = bench::read(options, argc, argv)) {
         return *status;
     }
     std::string folder = "/tmp/loam-turns-XXXXXX";
-    std::array<int, 2> signals{};
-    if (mkdtemp(folder.data()) == nullptr || pipe(signals.data()) != 0) {
+    std::array<int, 2> signals{}, ready{};
+    if (mkdtemp(folder.data()) == nullptr || pipe(signals.data()) != 0 || pipe(ready.data()) != 0) {
         std::perror("TurnBench");
         return 1;
     }
@@ -223,8 +277,17 @@ int main(int argc, char** argv) {
     unsigned const roots = std::max(peers, 1u);
     std::vector<pid_t> children{start([&] { serve(address, signals[1], roots); })};
     std::vector<double> const alone = syncTimes(address, times);
-    for (unsigned i = 0; i < peers; ++i) {
-        children.push_back(start([&] { flood(address, i, roots); }));
+    bool const isEachOne = processes != 0 && peers != 0;
+    for (unsigned i = 0; i < peers; i += isEachOne ? 1 : peers) {
+        children.push_back(start([&] { flood(address, i, isEachOne ? 1 : peers, roots, ready[1]); }));
+    }
+    close(ready[1]); // so that there is an end if they are gone
+    for (std::size_t i = 1; i < children.size(); ++i) {
+        char each = 0;
+        if (read(ready[0], &each, 1) != 1) {
+            std::fprintf(stderr, "TurnBench: a peer has ended\n");
+            return 1;
+        }
     }
     sleep(1);
     std::vector<double> const beside = syncTimes(address, times);

@@ -184,6 +184,8 @@ public:
     void all(std::vector<std::string> const& victims) {
         U64 const halfWay = total() / 2;
         driver_.emplace(startDriver());
+        // Applications that come before it would wait until they try again.
+        wait([&] { return fs::exists(socket()); });
         for (Member const& member : running_) {
             // One that is to be killed half-way must still be there then, also on a machine that is busy.
             bool const isVictim = !victims.empty() && &member == &running_.front();
@@ -260,10 +262,11 @@ private:
     std::string socket() const { return (folder_ / "driver.socket").string(); }
     std::string log(std::string const& name) const { return (folder_ / (name + ".log")).string(); }
 
+    /// Its places outlive it, but not the machine: nobody needs those of a demo then.
     Child startDriver() const {
-        return Child(
-            {"/proc/self/exe", "driver", "--socket", socket(), "--chip", options_.chip, "--image", image()},
-            log("driver"));
+        return Child({"/proc/self/exe", "driver", "--socket", socket(), "--chip", options_.chip, "--image",
+                      image(), "--sync", "off"},
+                     log("driver"));
     }
     Child start(Member const& member, std::string const& pace) const {
         std::vector<std::string> words{"/proc/self/exe", "application",
@@ -299,7 +302,7 @@ private:
                 throw Refused("the demo stands still; see the logs in " + folder_.string() +
                               ", which --folder keeps");
             }
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
     }
     static void mustBeWell(Child& child, std::string const& name) {

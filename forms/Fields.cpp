@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <bit>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <string>
 
 namespace Kor::Forms {
 
@@ -47,6 +49,11 @@ KorType* findType(std::string_view name) {
     if (KorType* const exact = KorType::named(name)) {
         return exact;
     }
+    // Each line of a file names its types again, and there are hundreds. Type objects do not end.
+    thread_local std::map<std::string, KorType*, std::less<>> known;
+    if (auto const at = known.find(name); at != known.end()) {
+        return at->second;
+    }
     std::vector<KorType*> found;
     for (KorType* const type : KorType::all()) {
         std::string_view const each = type->typeName().view();
@@ -62,7 +69,11 @@ KorType* findType(std::string_view name) {
         }
         throw WrongUsage(shown(name) + " may be " + enumerate(full, "or"));
     }
-    return found.empty() ? nullptr : found[0];
+    if (found.empty()) {
+        return nullptr;
+    }
+    known.emplace(name, found[0]);
+    return found[0];
 }
 
 KorType& typeNamed(std::string_view name) {

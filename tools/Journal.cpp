@@ -23,7 +23,7 @@ bool Journal::write(int priority, std::string const& message, JournalFields cons
     std::string text =
         "MESSAGE=" + message + "\nPRIORITY=" + std::to_string(priority) + "\nSYSLOG_IDENTIFIER=loamtunnel\n";
     for (auto const& [name, value] : fields) {
-        text += name + '=' + value + '\n';
+        text.append(name).append("=").append(value).append("\n");
     }
     // By its path each time: a journal that was started anew has another socket there.
     sockaddr_un to{};

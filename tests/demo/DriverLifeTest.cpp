@@ -324,7 +324,7 @@ protected:
             disk_->fill();
             ++count("full disks");
         } else {
-            limit(random(64) * 1024);
+            limit(rlim_t{random(64)} * 1024);
             ++count("limits of a file's size");
         }
     }

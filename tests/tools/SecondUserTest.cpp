@@ -142,11 +142,10 @@ TEST_F(SecondUser, KeepsNobodyFromServingInASharedFolder) {
     char heard = 0;
     ASSERT_EQ(::read(ready[0], &heard, 1), 1);
     { // What is the neighbour's is named, and stays.
-        for (std::string const name : {"taken", "locked"}) {
-            auto refused = serving(folder + '/' + name);
+        for (char const* const name : {"/taken", "/locked"}) {
+            auto refused = serving(folder + name);
             EXPECT_EQ(refused.join(), 1) << name;
-            EXPECT_NE(content("serve.log").find(folder + '/' + name), std::string::npos)
-                << content("serve.log");
+            EXPECT_NE(content("serve.log").find(folder + name), std::string::npos) << content("serve.log");
         }
         EXPECT_EQ(content("shared/taken"), "mine");
         EXPECT_EQ(content("shared/locked.lock"), "mine");
