@@ -240,12 +240,15 @@ std::string manualPage(CLI::App const& app, std::string const& version) {
         page += commandPage(*each, "loamtunnel " + each->get_name());
     }
     page += ".SH EXIT STATUS\n.TP\n0\nDone.\n.TP\n1\nThe request was refused; the message says why.\n"
-            ".TP\n2\nThe command line is wrong.\n"
+            ".TP\n2\nThe command line is wrong.\n.TP\n3\nSomething differs.\n.TP\n4\nNothing is there.\n"
+            ".TP\n5\nThe time was over.\n.TP\n6\nThere is no connection.\n"
             ".SH ENVIRONMENT\n.TP\n\\fBLOAM_SOCKET\\fR\nWhere commands on a live tree connect to, if "
             "\\fB\\-\\-socket\\fR is "
             "not given.\n.TP\n\\fBXDG_RUNTIME_DIR\\fR\nWhere loamtunnel/socket is that place, if neither is "
             "given; "
-            "without it in /run.\n.TP\n\\fBNO_COLOR\\fR\nIf set, nothing is coloured.\n"
+            "without it in /run.\n.TP\n\\fBXDG_STATE_HOME\\fR\nWhere loamtunnel/history keeps the lines of "
+            "the shell; without it in "
+            "~/.local/state.\n.TP\n\\fBNO_COLOR\\fR\nIf set, nothing is coloured.\n"
             ".SH SEE ALSO\n\\fBlibLoamTunnel\\fR(7)\n";
     return page;
 }
