@@ -104,7 +104,7 @@ void tree(tool::Output const& output, std::string_view records, std::ostream& ou
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
-    fuzz::optionsAre(*count, *arguments, {"-entropic=0"}); // as in ScriptFuzz.cpp
+    fuzz::optionsAre(*count, *arguments, {"-entropic=0", "-max_len=1024"}); // as in ScriptFuzz.cpp
     return 0;
 }
 

@@ -129,7 +129,7 @@ private:
 // Types are many, and each has features of its own: to weigh inputs by how rare theirs are takes two thirds
 // of the time. A long input takes the time of many short ones.
 extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
-    fuzz::optionsAre(*count, *arguments, {"-entropic=0", "-max_len=512"});
+    fuzz::optionsAre(*count, *arguments, {"-entropic=0", "-max_len=256"});
     return 0;
 }
 

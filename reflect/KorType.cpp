@@ -24,10 +24,10 @@ KorType* KorType::named(std::string_view fullName) {
 
 std::vector<KorType*> KorType::all() {
     std::vector<KorType*> types;
-    for (auto const& [name, type] : Registry::global().types) {
+    types.reserve(Registry::global().sorted.size());
+    for (auto const& [name, type] : Registry::global().sorted) {
         types.push_back(type);
     }
-    std::ranges::sort(types, {}, [](KorType const* type) { return type->fullName_.view(); });
     return types;
 }
 
@@ -121,9 +121,11 @@ void KorType::typeNodeIs(KorType const* type, Name const& fullName) {
         throwInternalException(format("two types are called %s", fullName.charPtr()));
     }
     registry.types.erase(type->fullName_.view());
+    registry.sorted.erase(type->fullName_.view());
     auto* const renamed = const_cast<KorType*>(type);
     renamed->fullName_ = fullName;
     registry.types.emplace(renamed->fullName_.view(), renamed);
+    registry.sorted.emplace(renamed->fullName_.view(), renamed);
 }
 
 void KorType::korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested) {

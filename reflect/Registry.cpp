@@ -33,6 +33,7 @@ KorType* typeOfSeed(TypeSeed const& seed) {
                               : new KorType(String8(shortName(use.name)), nullptr, base, KorTypeFlags{});
     made->fullName_ = String8(use.name);
     registry.types.emplace(made->fullName_.view(), made);
+    registry.sorted.emplace(made->fullName_.view(), made);
     made->referencesLeak();
     if (base != nullptr) {
         base->derivedTypeQEnq(made);

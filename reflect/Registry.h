@@ -5,6 +5,7 @@
 #include "reflect/KorType.h"
 #include "reflect/TypeModule.h"
 
+#include <map>
 #include <string_view>
 #include <unordered_map>
 
@@ -17,6 +18,7 @@ struct Registry {
         TypeSeed const* seed;
     };
     std::unordered_map<std::string_view, KorType*> types; // the names are those of the type objects
+    std::map<std::string_view, KorType*> sorted;          // the same, for who lists them
     std::unordered_map<std::string_view, Listed> listed;
 
     KorType* find(std::string_view name) const {

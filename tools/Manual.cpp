@@ -180,12 +180,15 @@ constexpr char statuses[] = ".SH EXIT STATUS\n"
                             ".TP\n5\nThe time was over before.\n"
                             ".TP\n6\nThere is no connection.\n";
 
-constexpr char environment[] = ".SH ENVIRONMENT\n"
-                               ".TP\n\\fBLOAM_SOCKET\\fR\nWhere commands on a live tree connect to, if "
-                               "\\fB\\-\\-socket\\fR is not given.\n"
-                               ".TP\n\\fBXDG_RUNTIME_DIR\\fR\nWhere loamtunnel/socket is that place, if "
-                               "neither is given; without it in /run.\n"
-                               ".TP\n\\fBNO_COLOR\\fR\nIf set, nothing is coloured.\n";
+constexpr char environment[] =
+    ".SH ENVIRONMENT\n"
+    ".TP\n\\fBLOAM_SOCKET\\fR\nWhere commands on a live tree connect to, if "
+    "\\fB\\-\\-socket\\fR is not given.\n"
+    ".TP\n\\fBXDG_RUNTIME_DIR\\fR\nWhere loamtunnel/socket is that place, if "
+    "neither is given; without it in /run.\n"
+    ".TP\n\\fBXDG_STATE_HOME\\fR\nWhere loamtunnel/history keeps the lines of the shell; without it in "
+    "~/.local/state.\n"
+    ".TP\n\\fBNO_COLOR\\fR\nIf set, nothing is coloured.\n";
 
 /// The texts of all, with blanks between them.
 template <class All, class Text>

@@ -34,6 +34,7 @@ public:
         Context own = within();
         std::vector<CommandWords> commands = shellCommands(own);
         std::vector<std::string> names;
+        names.reserve(commands.size());
         for (CommandWords const& each : commands) {
             names.push_back(each.name);
         }

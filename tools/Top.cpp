@@ -5,7 +5,7 @@
 #include "tools/Terminal.h"
 
 #include <algorithm>
-#include <array>
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -111,9 +111,10 @@ struct Sample {
                 if (columns()[i].isRate) {
                     U64 const was = isThere ? before.rows[at].numbers[i] : 0;
                     U64 const grown = row.numbers[i] - std::min(was, row.numbers[i]);
-                    row.numbers[i] = passed.count() > 0
-                                         ? static_cast<U64>(static_cast<double>(grown) / passed.count() + 0.5)
-                                         : 0;
+                    row.numbers[i] =
+                        passed.count() > 0
+                            ? static_cast<U64>(std::llround(static_cast<double>(grown) / passed.count()))
+                            : 0;
                 }
             }
         }

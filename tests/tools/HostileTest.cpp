@@ -153,9 +153,9 @@ TEST_F(Hostile, NothingThatATerminalObeysComesThroughAndEachCommandEnds) {
         expectPlain(outcome.out);
         expectPlain(outcome.err);
     }
-    Outcome const shell =
-        loamtunnel({"shell", "--socket", socket(), "--timeout", "1000"},
-                   std::string("tree\nget lif.appConfig\nstats\ntrace\nmonitor --for 1\nget ") + evil + "\nwait lif\n");
+    Outcome const shell = loamtunnel(
+        {"shell", "--socket", socket(), "--timeout", "1000"},
+        std::string("tree\nget lif.appConfig\nstats\ntrace\nmonitor --for 1\nget ") + evil + "\nwait lif\n");
     EXPECT_EQ(shell.status, 1);
     EXPECT_NE(shell.out.find("LifAppConfigDir"), std::string::npos);
     expectPlain(shell.out);
