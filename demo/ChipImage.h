@@ -35,8 +35,8 @@ class ChipImage {
 public:
     enum Mode { create, readOnly, readWrite };
 
-    /// Opens the image of that path. With `create` there may be none, and it is looked at only; with the others
-    /// there must be one.
+    /// Opens the image of that path. With `create` there may be none, and it is looked at only; with the
+    /// others there must be one.
     ChipImage(std::string path, Hardware::ChipType chip, Mode mode);
     ~ChipImage();
     ChipImage(ChipImage const&) = delete;
