@@ -118,13 +118,13 @@ def _role(owner: dict, attribute: dict) -> str:
 
 def _attribute(owner: dict, attribute: dict, known: dict[str, dict]) -> Attribute:
     type_ = attribute["type"]
-    made = Attribute(attribute["id"], attribute["name"], type_, _role(owner, attribute), attribute["keyType"] or None)
+    made = Attribute(_number(attribute["id"], 15), attribute["name"], type_, _role(owner, attribute), attribute["keyType"] or None)
     made.inside = attribute["keyAttribute"] or None if made.role == "map" else None
     if made.role == "stored" and attribute.get("words"):
         made.most, made.words = int(attribute["most"]), attribute["words"]
     made.value = attribute.get("value")
     made.bits = BITS.get(type_, 0)
-    made.meaning = attribute.get("meaning", "")
+    made.meaning = _words(attribute)
     if made.role == "view":
         view = attribute["view"]
         made.word, made.low, made.bits = view["word"], _number(view["low"], 6), _number(view["bits"], 7)
@@ -139,10 +139,10 @@ def _attribute(owner: dict, attribute: dict, known: dict[str, dict]) -> Attribut
 def _default(told, type_: dict | None, bits: int):
     """A default as the class of its type takes it; () is what that type is by itself."""
     if type_ is None:
-        return int(told) if bits and told is not None else told
+        return _number(int(told), bits) if bits and told is not None else told
     if type_["kind"] == "enumeration":
         unknown = re.fullmatch(r"\w+\((\d+)\)", told)
-        return int(unknown[1]) if unknown else told
+        return _number(int(unknown[1]), 32) if unknown else told
     if type_["name"] in QUOTED:
         return told
     if _form(type_) is not None:
@@ -217,13 +217,18 @@ def _whole(listed: list[dict]) -> list[dict]:
         listed = left
 
 
+RESERVED = {"self", "cls", "new", "other", "family", "made", "checked"}  # names within what is composed
+
+
 def _check_names(listed: list[dict]) -> None:
     """Classes are composed from these names: what is none in Python, or stands for something else there, is refused."""
     for each in listed:
+        if each["kind"] not in ("value", "enumeration", "entity", "object"):
+            raise ValueError(f"{each['name']!r} is of the kind {each['kind']!r}")
         names = each["name"].split("::")
         names += [one["name"] for one in (*each.get("attributes", ()), *each.get("enumerators", ()))]
         for name in names:
-            if not re.fullmatch("[A-Za-z][A-Za-z0-9_]*", name) or keyword.iskeyword(name):
+            if not re.fullmatch("[A-Za-z][A-Za-z0-9_]*", name) or keyword.iskeyword(name) or name in RESERVED:
                 raise ValueError(f"{each['name']!r} has {name!r}, which is no name of a type, an attribute or an enumerator")
 
 
@@ -254,6 +259,10 @@ def types_of(document: dict) -> dict[str, Type]:
         told = document.get("version") if isinstance(document, dict) else None
         raise ValueError(f"a schema of version {told!r}; this package reads version {VERSION}")
     try:
+        if not isinstance(document["types"], list):
+            raise ValueError("the types of a schema are a list")
+        if not re.fullmatch("0x[0-9a-fA-F]{1,16}", document["checksum"]):
+            raise ValueError(f"{document['checksum']!r} is no checksum of 64 bits")
         listed = _whole(_listed(document["types"]))
         known = {each["name"]: each for each in listed}
         _check_names(listed)
@@ -261,7 +270,6 @@ def types_of(document: dict) -> dict[str, Type]:
         types: dict[str, Type] = {}
         for each in listed:
             _make(each, known, types)
-        int(document["checksum"], 16)
     except (AttributeError, IndexError, KeyError, TypeError, RecursionError) as fault:
         raise ValueError(f"the schema is malformed: {type(fault).__name__} {fault}") from fault
     return types
@@ -275,11 +283,11 @@ def _make(each: dict, known: dict[str, dict], types: dict[str, Type]) -> Type:
     types[made.name] = made
     made.bases = (base.name, *base.bases) if base else ()
     made.enumerators = {one["name"]: _number(one["number"], 32) for one in each.get("enumerators", ())}
-    made.enumerator_meanings = {one["name"]: one.get("meaning", "") for one in each.get("enumerators", ())}
+    made.enumerator_meanings = {one["name"]: _words(one) for one in each.get("enumerators", ())}
     made.form = _form(each)
     if each["kind"] == "value" and each.get("text") == "bare" and made.form is None:
         made.scalar = each["constructorArgs"][0][0]
-    made.meaning = each.get("meaning", "")
+    made.meaning = _words(each)
     made.check = _check(each)
     if made.form is None:
         for one in each.get("attributes", ()):
@@ -287,8 +295,12 @@ def _make(each: dict, known: dict[str, dict], types: dict[str, Type]) -> Type:
             if not one["inherited"] and (inherited is None or inherited.role in ("other", "view")):
                 made.attributes[one["name"]] = _attribute(each, one, known)
     for one in made.attributes.values():
-        if one.role == "view" and getattr(made.attributes.get(one.word), "role", "") != "stored":
-            raise ValueError(f"{made.name}::{one.name} is a view of {one.word!r}, which is not stored")
+        if one.role == "view":
+            word = made.attributes.get(one.word)
+            if word is None or word.role != "stored":
+                raise ValueError(f"{made.name}::{one.name} is a view of {one.word!r}, which is not stored")
+            if not one.low < one.low + one.bits <= word.bits:
+                raise ValueError(f"{made.name}::{one.name} goes beyond the {word.bits} bits of {one.word}")
     tag = each.get("tag")
     for one in made.stored if tag else ():
         if any(tag == enumerator["name"] for enumerator in known.get(one.type, {}).get("enumerators", ())):
@@ -298,8 +310,13 @@ def _make(each: dict, known: dict[str, dict], types: dict[str, Type]) -> Type:
     return made
 
 
+def _words(told: dict) -> str:
+    found = told.get("meaning", "")
+    return found if isinstance(found, str) else ""
+
+
 def _number(told, bits: int) -> int:
-    if not isinstance(told, int) or not 0 <= told < 1 << bits:
+    if type(told) is bool or not isinstance(told, int) or not 0 <= told < 1 << bits:
         raise ValueError(f"{told!r} is no number of {bits} bits")
     return told
 
@@ -349,10 +366,11 @@ def _check_free(types: dict[str, Type]) -> None:
     from . import tree, values
 
     for each in types.values():
-        common = {"value": values.Value, "entity": tree.Entity}.get(each.kind)
-        for one in each.attributes.values() if common else ():
-            if one.role != "other" and hasattr(common, one.name):
-                raise ValueError(f"{each.name}::{one.name} has the name of what all have in Python")
+        common = {"value": values.Value, "entity": tree.Entity, "enumeration": values.Enumeration}.get(each.kind)
+        names = [one.name for one in each.attributes.values() if one.role != "other"]
+        for name in (*names, *each.enumerators) if common else ():
+            if hasattr(common, name):
+                raise ValueError(f"{each.name}::{name} has the name of what all have in Python")
 
 
 def load(document: dict) -> set[str]:
