@@ -17,12 +17,23 @@ namespace tool {
 namespace {
 
 /// More than any chip has.
-constexpr U32 mostAnswers = 10'000;
+constexpr U32 mostAnswers = 4'000;
 /// How often a difference has to be seen: what is on its way is gone by then.
 constexpr int looks = 3;
 constexpr std::chrono::milliseconds betweenLooks{100};
 
-U64 numberAt(Json const& json, std::string_view name, U64 most = 0xffffffff) {
+/// The members of an array; Refused where it is none.
+auto const& membersAt(Json const& json, std::string_view name) {
+    Json const& member = json.at(name);
+    if (!member.isArray()) {
+        throw Refused(std::string(name) + " is " + member.shown() + ", no array");
+    }
+    return member.members;
+}
+
+} // namespace
+
+U64 numberAt(Json const& json, std::string_view name, U64 most) {
     Json const& member = json.at(name);
     std::optional<U64> const number =
         member.kind == Json::Kind::number ? parseNumber(member.text) : std::nullopt;
@@ -33,12 +44,14 @@ U64 numberAt(Json const& json, std::string_view name, U64 most = 0xffffffff) {
     return *number;
 }
 
+namespace {
+
 ChipRow rowOf(Json const& json, Hardware::ChipType chip) {
     RowForm const form =
         rowForm(json.at("table").text, chip, static_cast<U32>(numberAt(json, "variant", 255)));
     ChipRow row{form, static_cast<U32>(numberAt(json, "array")), static_cast<U32>(numberAt(json, "entry")),
                 {},   parseWords(form, json.at("wanted").text),  parseWords(form, json.at("actual").text)};
-    for (auto const& [none, who] : json.at("who").members) {
+    for (auto const& [none, who] : membersAt(json, "who")) {
         row.who += (row.who.empty() ? "" : ", ") + Forms::shown(who.at("app").text) + ' ' +
                    std::to_string(numberAt(who, "index"));
     }
@@ -70,7 +83,7 @@ ChipRows chipRows(std::function<Json(std::string const& next)> const& ask) {
         try {
             all.chip = chipNumber(answer.at("chip").text);
             all.waiting = std::max(all.waiting, numberAt(answer, "waiting"));
-            for (auto const& [none, json] : answer.at("rows").members) {
+            for (auto const& [none, json] : membersAt(answer, "rows")) {
                 ChipRow row = rowOf(json, all.chip);
                 std::tuple key(std::string(row.form.table->name), row.array, row.entry);
                 all.rows.insert_or_assign(std::move(key), std::move(row));
@@ -103,6 +116,30 @@ Json askDriver(Live& live, std::string_view verb, std::string_view argument) {
     }
 }
 
+namespace {
+
+/// Whether smaller fields within this one, as those of one of two entries in a row, have each of its bits
+/// that differ.
+bool isToldByOthers(FieldDifference const& field, RowDifference const& difference, ChipRow const& row) {
+    Hardware::FieldPlace const& whole = field.expected.place;
+    for (U32 bit = whole.lo(); bit <= whole.hi(); ++bit) {
+        if (((row.wanted[bit / 32] ^ row.actual[bit / 32]) >> bit % 32 & 1) == 0) {
+            continue;
+        }
+        bool const isTold = std::ranges::any_of(difference.fields, [&](FieldDifference const& other) {
+            Hardware::FieldPlace const& part = other.expected.place;
+            return part.lo() <= bit && bit <= part.hi() && whole.lo() <= part.lo() &&
+                   part.hi() <= whole.hi() && part.at.width < whole.at.width;
+        });
+        if (!isTold) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
 std::vector<Finding> findingsIn(ChipRow const& row) {
     std::vector<Finding> findings;
     if (!row.differs()) {
@@ -114,6 +151,9 @@ std::vector<Finding> findingsIn(ChipRow const& row) {
     }
     RowDifference const difference = compareRows(row.form, row.wanted, row.actual);
     for (FieldDifference const& field : difference.fields) {
+        if (isToldByOthers(field, difference, row)) {
+            continue;
+        }
         findings.push_back({placeText(field.expected.place), field.expected.text(), field.actual.text()});
     }
     for (BitRange const& hole : difference.holes) {
@@ -177,8 +217,8 @@ ChipRows lasting(Live& live, std::string const& image) {
 
 /// One comparison; whether nothing differs.
 bool auditOnce(Context& context, AuditOptions const& options, RowPrinter& printer) {
-    Live live(options.live, "audit");
-    ChipRows const rows = lasting(live, options.image);
+    Connection connection(context, options.live, "audit");
+    ChipRows const rows = lasting(connection.live(), options.image);
     U64 differing = 0;
     for (auto const& [key, row] : rows.rows) {
         for (Finding const& each : findingsIn(row)) {
@@ -217,9 +257,13 @@ void audit(Context& context, AuditOptions const& options) {
     bool isOver = false;
     endingSignalsAre(loop, [&] { isOver = true; });
     int status = doneStatus;
+    std::optional<int> failure; // of the last look, where none before has succeeded
+    bool hasLooked = false;
     for (U32 round = 1; !isOver; ++round) {
         try {
-            if (!auditOnce(context, options, printer)) {
+            bool const isSame = auditOnce(context, options, printer);
+            hasLooked = true;
+            if (!isSame) {
                 status = differsStatus;
                 context.out.flush();
             }
@@ -227,6 +271,7 @@ void audit(Context& context, AuditOptions const& options) {
             throw;
         } catch (Refused const& refused) { // a driver that has gone may come back
             context.note(std::string("not looked at: ") + refused.what());
+            failure = statusOf(refused);
         }
         if (options.rounds != 0 && round >= options.rounds) {
             break;
@@ -236,7 +281,7 @@ void audit(Context& context, AuditOptions const& options) {
     if (status != doneStatus) {
         printer.end();
     }
-    context.status = status;
+    context.status = hasLooked ? status : failure.value_or(status);
 }
 
 } // namespace tool

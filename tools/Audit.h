@@ -46,6 +46,9 @@ struct ChipRows {
     U64 waiting = 0;
 };
 
+/// A number of a driver's answer, at most that; Refused where it is none.
+U64 numberAt(Json const& json, std::string_view name, U64 most = 0xffffffff);
+
 /// Asks until the last answer has come. `ask` gets what stood in the answer before as "next", first nothing.
 ChipRows chipRows(std::function<Json(std::string const& next)> const& ask);
 

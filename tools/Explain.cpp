@@ -8,6 +8,7 @@
 #include <ctime>
 #include <optional>
 #include <ostream>
+#include <sstream>
 
 namespace tool {
 
@@ -32,9 +33,8 @@ std::optional<DecodedRow> rowIn(Json const& answer, Json const& application) {
         return std::nullopt;
     }
     try {
-        std::optional<U64> const variant = parseNumber(row->at("variant").text);
-        RowForm const form = rowForm(row->at("table").text, chipNumber(answer.at("chip").text),
-                                     static_cast<U32>(variant.value_or(0)));
+        auto const variant = static_cast<U32>(numberAt(*row, "variant", 255));
+        RowForm const form = rowForm(row->at("table").text, chipNumber(answer.at("chip").text), variant);
         return decodeRow(form, parseWords(form, row->at("actual").text));
     } catch (Refused const& refused) { // also of a table or chip that there is not
         throw Refused(std::string("the driver gives an odd answer to explain: ") + refused.what());
@@ -69,7 +69,11 @@ void writeJson(std::ostream& out, Json const& answer) {
 
 std::string textAt(Json const& json, std::string_view name) {
     Json const* const member = json.find(name);
-    return member == nullptr ? "" : Forms::shown(member->text, 1000);
+    if (member == nullptr) {
+        return "";
+    }
+    bool const isScalar = member->members.empty() && !member->isObject() && !member->isArray();
+    return Forms::shown(isScalar ? member->text : member->shown(), 1000);
 }
 
 void writeText(std::ostream& out, Json const& answer) {
@@ -116,6 +120,25 @@ void writeText(std::ostream& out, Json const& answer) {
     }
 }
 
+/// What is written takes for granted.
+void requireExplained(Json const& answer) {
+    auto const require = [](bool holds, Json const& json) {
+        if (!holds) {
+            throw Refused("the driver gives an odd answer to explain: " + json.shown());
+        }
+    };
+    Json const* const applications = answer.find("applications");
+    require(answer.isObject() && applications != nullptr && answer.find("chip") != nullptr, answer);
+    require(applications->isArray(), *applications);
+    for (auto const& [none, application] : applications->members) {
+        require(application.isObject(), application);
+        Json const* const row = application.find("row");
+        Json const* const answered = application.find("answered");
+        require(row == nullptr || row->isObject(), application);
+        require(answered == nullptr || answered->kind == Json::Kind::number, application);
+    }
+}
+
 bool isWhole(Json const& answer) {
     bool whole = answer.find("missing") == nullptr;
     for (auto const& [none, application] : answer.at("applications").members) {
@@ -127,16 +150,16 @@ bool isWhole(Json const& answer) {
 } // namespace
 
 void explain(Context& context, ExplainOptions const& options) {
-    Live live(options.live, "explain");
-    Json const answer = askDriver(live, "explain", options.what);
-    if (!answer.isObject() || answer.find("applications") == nullptr || answer.find("chip") == nullptr) {
-        throw Refused("the driver gives an odd answer to explain: " + answer.shown());
-    }
+    Connection connection(context, options.live, "explain");
+    Json const answer = askDriver(connection.live(), "explain", join(options.what));
+    requireExplained(answer);
+    std::ostringstream text; // all of it, or nothing
     if (options.output.format == Format::json) {
-        writeJson(context.out, answer);
+        writeJson(text, answer);
     } else {
-        writeText(context.out, answer);
+        writeText(text, answer);
     }
+    context.out << text.str();
     if (!isWhole(answer)) {
         context.status = notThereStatus;
     }

@@ -99,7 +99,8 @@ void stats(Context& context, StatsOptions const& options);
 /// Where a request stands: its path, or what is asked for.
 struct ExplainOptions {
     LiveOptions live;
-    std::string what;
+    /// With blanks between them.
+    std::vector<std::string> what;
     Output output;
 };
 void explain(Context& context, ExplainOptions const& options);

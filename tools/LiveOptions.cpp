@@ -228,7 +228,8 @@ void addExplain(CLI::App& app, Context& context) {
                      "What is asked for, such as 'AradLifAcMp vsi=100', or its path, such as\n"
                      "'lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]'")
         ->type_name("KEY")
-        ->required();
+        ->required()
+        ->expected(1, 1000);
     addLive(*command, context, options->live);
     command->add_flag_callback(
         "--json", [options] { options->output.format = Format::json; }, "Print the answer as JSON");

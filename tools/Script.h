@@ -29,8 +29,7 @@ public:
     /// changed, `mayChange` refuses what may not be.
     Script(std::ostream& out, Roots& roots, Output const& output,
            std::function<void(std::string const& path)> mayChange = nullptr)
-        : out_(out), output_(output), roots_(roots), mayChange_(std::move(mayChange)),
-          events_(out, output, &roots) {}
+        : output_(output), roots_(roots), mayChange_(std::move(mayChange)), events_(out, output, &roots) {}
 
     /// One line; a comment from # on, outside of quotes, and a blank line do nothing. Throws a Refused for
     /// a line that cannot be done.
@@ -51,7 +50,6 @@ private:
     /// The place, which is to be changed.
     Place change(std::string_view path);
 
-    std::ostream& out_;
     Output output_;
     Roots own_;
     Roots& roots_;

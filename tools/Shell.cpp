@@ -136,11 +136,12 @@ private:
     int command(std::string const& line) {
         std::vector<std::string> arguments;
         for (std::string_view const word : words(trimmed(withoutComment(line)))) {
-            // a path keeps its quotes, what follows an option does not
+            // A value keeps its quotes; what is asked for, and what follows an option, do not.
             bool const isQuoted = word.size() > 1 && (word.front() == '\'' || word.front() == '"') &&
                                   word.back() == word.front();
-            bool const isOfOption = !arguments.empty() && arguments.back().starts_with("--");
-            arguments.emplace_back(isQuoted && isOfOption ? word.substr(1, word.size() - 2) : word);
+            bool const isBare =
+                arguments.size() == 1 || (!arguments.empty() && arguments.back().starts_with("--"));
+            arguments.emplace_back(isQuoted && isBare ? word.substr(1, word.size() - 2) : word);
         }
         if (arguments.empty()) {
             return doneStatus;
@@ -182,7 +183,8 @@ void addShell(CLI::App& app, Context& context) {
     auto const options = std::make_shared<ShellOptions>();
     addLive(*command, context, options->live);
     command->footer(
-        "Commands: tree, get, set, del, wait, monitor, sync, stats, trace and schema, as they are outside, "
+        "Commands: tree, get, set, del, wait, monitor, sync, explain, audit, stats, trace and schema, as "
+        "they are outside, "
         "with\n"
         "their options; help and quit. All go over one connection, which is made again when it is lost. "
         "What\n"

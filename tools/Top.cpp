@@ -135,10 +135,14 @@ void sortBy(std::vector<Row>& rows, std::string const& column) {
 /// Keys of the terminal as they are pressed, while this lives.
 class Keys {
 public:
-    explicit Keys(int fd) : fd_(isTerminal(fd) && ::tcgetattr(fd, &before_) == 0 ? fd : -1) {
+    explicit Keys(int fd) {
+        if (!isTerminal(fd) || ::tcgetattr(fd, &before_) != 0) {
+            return;
+        }
+        fd_ = fd;
         termios now = before_;
         now.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-        if (fd_ >= 0 && ::tcsetattr(fd_, TCSANOW, &now) != 0) {
+        if (::tcsetattr(fd_, TCSANOW, &now) != 0) {
             fd_ = -1;
         }
     }
@@ -158,7 +162,7 @@ public:
     }
 
 private:
-    int fd_;
+    int fd_ = -1;
     termios before_{};
 };
 
@@ -173,7 +177,7 @@ public:
     void run() {
         Keys const keys(isPage_ ? context_.inDescriptor : -1);
         std::optional<Sample> before;
-        for (bool isFirst = true;; isFirst = false) {
+        for (bool hasLooked = false;;) {
             std::string lost;
             try {
                 if (!live_) {
@@ -181,6 +185,7 @@ public:
                     live_->signalsEndWaiting();
                 }
                 Sample now = Sample::of(live_->ask("stats", ""));
+                hasLooked = true;
                 if (before || isPage_) {
                     print(now, before ? *before : now);
                     if (options_.once) {
@@ -199,7 +204,7 @@ public:
             } catch (Interrupted const&) {
                 return;
             }
-            if (isFirst || options_.once) {
+            if (!hasLooked || options_.once) {
                 throw NoConnection(lost);
             }
             live_.reset();

@@ -67,7 +67,8 @@ TEST(AuditRows, AnAnswerThatIsNoneIsRefused) {
     EXPECT_EQ(rows(R"({"chip": 8, "waiting": 2, "rows": [)" + row + "]}").waiting, 2u);
     for (std::string const& wrong : std::vector<std::string>{
              "[]", "{}", R"({"chip": 6, "waiting": 0, "rows": []})",
-             R"({"chip": 8, "waiting": -1, "rows": []})", R"({"chip": 8, "waiting": 0, "rows": [{}]})",
+             R"({"chip": 8, "waiting": -1, "rows": []})", R"({"chip": 8, "waiting": 0, "rows": "x"})",
+             R"({"chip": 8, "waiting": 0, "rows": [{}]})",
              R"({"chip": 8, "waiting": 0, "rows": [)" +
                  std::string(row).replace(row.find("EvecTable"), 9, "Evec") + "]}",
              R"({"chip": 8, "waiting": 0, "rows": [)" +

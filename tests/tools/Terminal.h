@@ -13,6 +13,7 @@
 #include <pty.h>
 #include <string>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 #include <vector>
 
@@ -53,6 +54,12 @@ public:
 
     void type(std::string const& text) const {
         EXPECT_EQ(::write(fd_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+    /// How the terminal treats what is typed.
+    tcflag_t modes() const {
+        termios now{};
+        EXPECT_EQ(::tcgetattr(fd_, &now), 0);
+        return now.c_lflag & (ICANON | ECHO | ISIG);
     }
     /// Whether that comes, after what was waited for before.
     bool shows(std::string const& text, std::chrono::milliseconds most = std::chrono::seconds(20)) {

@@ -111,6 +111,7 @@ TEST_F(InTerminal, TopIsRefreshedInPlaceAndSorted) {
     ASSERT_TRUE(top.shows("connections, by records/s")) << top.all();
     EXPECT_TRUE(top.shows("monitor")) << top.all();
     EXPECT_TRUE(top.shows("\033[H"));
+    EXPECT_EQ(top.modes(), tcflag_t{ISIG});
     top.type("s");
     EXPECT_TRUE(top.shows("by in/s")) << top.all();
     server.kill(SIGKILL);
@@ -120,6 +121,7 @@ TEST_F(InTerminal, TopIsRefreshedInPlaceAndSorted) {
     EXPECT_TRUE(top.shows("connections, by in/s")) << top.all();
     top.type("q");
     EXPECT_EQ(top.join(), 0);
+    EXPECT_EQ(top.modes(), tcflag_t{ICANON | ECHO | ISIG}) << "the terminal is not as it was";
     std::size_t begin = 0; // no line is wider than the terminal
     std::string const& all = top.all();
     for (std::size_t end = all.find("\033[K", begin); end != all.npos; end = all.find("\033[K", begin)) {
