@@ -128,8 +128,12 @@ U64 ChipDriver::refused() const {
     return all;
 }
 
-bool ChipDriver::hasFailed() const {
-    return std::ranges::any_of(owners_, [](auto const& owner) { return owner->hasFailed(); });
+std::size_t ChipDriver::failed() const {
+    std::size_t all = 0;
+    for (auto const& owner : owners_) {
+        all += owner->failed();
+    }
+    return all;
 }
 
 std::size_t ChipDriver::fences(Session const& peer) const {
@@ -165,8 +169,7 @@ void ChipDriver::commit() {
     if (!pending_.empty()) {
         std::size_t const count = pending_.size();
         if (succeeds([this] { store_.write(pending_); },
-                     std::to_string(count) + (count == 1 ? " request waits" : " requests wait") +
-                         ", and so do those that follow")) {
+                     std::to_string(count) + (count == 1 ? " request waits" : " requests wait"))) {
             kept_.insert(kept_.end(), pending_.begin(), pending_.end());
         } else {
             undo();
@@ -175,7 +178,7 @@ void ChipDriver::commit() {
     }
     answer();
     answerFences();
-    if (!failure_.empty() && !hasFailed() && kept_.empty()) {
+    if (!failure_.empty() && failed() == 0 && kept_.empty()) {
         failure_.clear();
         hooks_.report("it can be written again, and nothing waits any more");
     }
@@ -198,7 +201,7 @@ void ChipDriver::answer() {
 /// A fence is done when what its peer has asked for is kept and in the image, and fails where it can have no
 /// place.
 void ChipDriver::answerFences() {
-    if (!kept_.empty() || hasFailed()) {
+    if (!kept_.empty() || failed() != 0) {
         return; // tried again, and told then
     }
     for (auto const& [fence, peer] : std::exchange(fences_, {})) {
@@ -288,7 +291,7 @@ Kor::String8 ChipDriver::rows(std::string const& argument) const {
     }
     std::ostringstream text;
     JsonWriter json(text);
-    json.beginObject().number("chip", how_.chip).number("waiting", pending_.size() + kept_.size());
+    json.beginObject().number("chip", how_.chip).number("waiting", pending_.size() + kept_.size() + failed());
     json.key("rows").beginArray();
     RowOwner const& owner = *owners_.at(table);
     U32 const rows = image_.rows(owner.table());

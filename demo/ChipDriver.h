@@ -73,7 +73,7 @@ private:
     std::size_t fences(Kor::NboAttrLog::Session const& peer) const override;
 
     RowOwner& ownerOf(PlaceStep const& step) { return *owners_.at(step.family() - 1); }
-    bool hasFailed() const;
+    std::size_t failed() const;
     void takeUp();
     void undo();
     void releaseStale();

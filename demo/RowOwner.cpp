@@ -175,7 +175,13 @@ public:
         failed_[step.app].insert(key);
     }
 
-    bool hasFailed() const override { return !failed_.empty(); }
+    std::size_t failed() const override {
+        std::size_t all = 0;
+        for (auto const& [app, keys] : failed_) {
+            all += keys.size();
+        }
+        return all;
+    }
 
     void retry() override {
         for (auto const& [app, keys] : std::exchange(failed_, {})) {

@@ -55,7 +55,8 @@ public:
     virtual void show(PlaceStep const& step) = 0;
     /// As it was before a step that could not be kept; the latest first.
     virtual void undo(PlaceStep const& step) = 0;
-    virtual bool hasFailed() const = 0;
+    /// How many requests could not be kept.
+    virtual std::size_t failed() const = 0;
     /// Everything is asked for again that could not be kept.
     virtual void retry() = 0;
     /// Releases what applications whose requests are completely there do not ask for.

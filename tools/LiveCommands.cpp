@@ -127,6 +127,9 @@ void set(Context& context, SetOptions const& options) {
     if (options.file.empty()) {
         setOne(options.path, options.value);
     } else {
+        if (options.file == "-" && context.live != nullptr) {
+            throw WrongUsage("the shell's input is its commands; -f takes a file here");
+        }
         eachLine(context, options.file, [&](std::string const& line, std::string const&) {
             std::string_view const text = trimmed(line);
             std::string_view const path = words(text).front();

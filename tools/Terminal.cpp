@@ -24,9 +24,17 @@ TerminalSize terminalSize(int descriptor) {
 
 std::string fitting(std::string_view text, unsigned columns) {
     std::string plain = Kor::plainText(text);
-    if (plain.size() > columns) {
-        plain.resize(columns);
+    std::string_view const all = plain;
+    std::size_t end = 0;
+    for (std::size_t used = 0; end < all.size();) {
+        std::size_t const bytes = Kor::characterLength(all.substr(end));
+        used += bytes < 3 ? 1 : 2; // as wide as such a character may be
+        if (bytes == 0 || used > columns) {
+            break;
+        }
+        end += bytes;
     }
+    plain.resize(end);
     return plain;
 }
 

@@ -351,7 +351,10 @@ async def _schema_of(call: Callable[[str, str], Awaitable[str]]) -> dict:
     types: list[dict] = []
     after = ""
     while True:
-        page = json.loads(await call("schema", after))
+        try:
+            page = json.loads(await call("schema", after))
+        except RecursionError:
+            raise ValueError("an answer to schema is no list of types") from None
         if not isinstance(page, dict) or not isinstance(page.get("types"), list):
             raise ValueError("an answer to schema is no list of types")
         if whole and page.get("checksum") != whole.get("checksum"):

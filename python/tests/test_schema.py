@@ -129,6 +129,7 @@ def test_what_a_peer_does_not_tell_ends_the_connection(tmp_path):
             ("1 / 0", RequestFailed, "division"),
             ("'[]'", ValueError, "no list of types"),
             ("'nothing'", ValueError, "Expecting value"),
+            ("'[' * 60000", ValueError, "no list of types"),
             (endless, ValueError, "do not end"),
             ("""'{"version": 2, "checksum": "0x7", "types": []}'""", ValueError, "version 2"),
         ]
