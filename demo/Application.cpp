@@ -297,6 +297,11 @@ void driver(Context& context, DriverOptions const& options) {
         messages.warn("refused: " + Forms::shown(reason.view(), 200));
     };
     Kor::Ptr<ChipDriver> driver;
+    config.hooks.closed = [&](Session& peer, Kor::String8 const&) {
+        if (driver) {
+            driver->hasLeft(peer);
+        }
+    };
     refusing("cannot serve", [&] {
         // No file is touched before the socket is there; who connects waits until it is answered.
         Kor::Link::Listener listener(loop, address, config);

@@ -29,8 +29,10 @@ std::string databaseOf(std::string const& image) {
     return path;
 }
 
+/// How long a disk that has taken nothing is left alone: to try costs as much as there is to be written.
+constexpr std::chrono::seconds betweenTries{1};
 /// How many rows of the image one answer looks at, so that a request takes a bounded time.
-constexpr U32 rowsLookedAt = 16'384;
+constexpr U32 rowsLookedAt = 1024;
 /// How much an answer holds, with room for one row more.
 constexpr std::size_t answerBytes = maxCallText - 4'096;
 
@@ -141,12 +143,17 @@ std::size_t ChipDriver::fences(Session const& peer) const {
         std::ranges::count_if(fences_, [&](Waits const& each) { return each.peer == &peer; }));
 }
 
+void ChipDriver::hasLeft(Session const& peer) {
+    std::erase_if(fences_, [&](Waits const& each) { return each.peer == &peer; });
+}
+
 void ChipDriver::settle() {
-    if (!failure_.empty()) {
+    if (!failure_.empty() && std::chrono::steady_clock::now() >= nextTry_) {
         for (auto const& owner : owners_) {
             owner->retry();
         }
         commit();
+        nextTry_ = std::chrono::steady_clock::now() + betweenTries;
     }
     releaseStale();
 }

@@ -27,6 +27,7 @@
 #include "demo/RowOwner.h"
 
 #include <array>
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -60,6 +61,9 @@ public:
     /// Tries again what has failed, and releases what applications whose requests are completely there do not
     /// ask for.
     void settle();
+
+    /// Its fences are for nobody any more.
+    void hasLeft(Kor::NboAttrLog::Session const& peer);
 
     /// What has a place, as far as it is kept.
     U64 placed() const;
@@ -101,6 +105,8 @@ private:
     std::vector<Waits> fences_;
     /// Why it cannot be written; empty while it can be.
     std::string failure_;
+    /// When it is tried again.
+    std::chrono::steady_clock::time_point nextTry_{};
 };
 
 } // namespace tool

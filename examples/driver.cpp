@@ -25,7 +25,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -97,26 +96,30 @@ public:
     }
     std::map<Kor::U32, Place> const& all() const { return all_; }
     void add(Kor::U32 index, Place const& place) {
-        all_.emplace(index, place);
-        save();
+        auto fresh = all_;
+        fresh.emplace(index, place);
+        save(std::move(fresh));
     }
     void del(Kor::U32 index) {
-        all_.erase(index);
-        save();
+        auto fresh = all_;
+        fresh.erase(index);
+        save(std::move(fresh));
     }
 
 private:
-    /// All of it beside the file, and then in its place: whenever the driver dies, one of both is whole.
-    void save() const {
+    /// All of it beside the file, and then in its place: whenever the driver dies, one of both is whole. To
+    /// survive a loss of power, too, it would have to wait for the disk, fsync(2).
+    void save(std::map<Kor::U32, Place> now) {
         std::string const fresh = path_ + ".new";
         std::ofstream file(fresh);
-        for (auto const& [index, place] : all_) {
+        for (auto const& [index, place] : now) {
             file << index << ' ' << Kor::U32{place.app} << ' ' << Kor::valueToStrep(place.lif).view() << '\n';
         }
         file.close();
         if (!file || std::rename(fresh.c_str(), path_.c_str()) != 0) {
             throw std::runtime_error("cannot keep the places in " + path_);
         }
+        all_ = std::move(now);
     }
 
     std::string path_;
@@ -145,8 +148,8 @@ class Placer : public LifAppConfig::Notifiee {
 public:
     Placer(Kor::Ptr<LifAppStatus> status, Table& table) : status_(std::move(status)), table_(table) {}
 
-    /// The LIFs that have no place since the chip is full.
-    std::set<AradLifEntry> unplaced;
+    /// The LIFs that are not as they are asked for, and why.
+    std::map<AradLifEntry, std::string> unplaced;
 
     void onReqCount(AradLifEntry const& lif) override {
         if (notifier() == nullptr) {
@@ -154,22 +157,19 @@ public:
         }
         bool const isWanted = notifier()->reqCount(lif) != 0;
         AradLifIndex const has = status_->lifEntry(lif);
-        if (lif.lifType() != lifAcMp || (isWanted == !!has && !unplaced.contains(lif))) {
-            return; // a peer may ask for anything, and more than once
-        }
         unplaced.erase(lif);
-        if (!isWanted) {
-            release(lif);
-            return;
+        if (isWanted == !!has) {
+            return; // a peer may ask more than once
         }
-        std::optional<Kor::U32> const index = table_.indexes.take();
-        if (!index) {
-            unplaced.insert(lif);
-            return;
+        try {
+            if (isWanted) {
+                place(lif);
+            } else {
+                release(lif);
+            }
+        } catch (std::exception const& failure) {
+            unplaced.emplace(lif, failure.what());
         }
-        table_.kept.add(*index, {status_->app(), lif}); // kept first
-        table_.writeRow(*index, &lif);
-        status_->lifEntryIs(lif, AradLifIndex(*index, lifBankManaged)); // told last, when it holds
     }
 
     /// All of the application's requests are there: what it asks for no more has no place any more.
@@ -182,11 +182,28 @@ public:
     }
 
 private:
+    void place(AradLifEntry const& lif) {
+        if (lif.lifType() != lifAcMp) { // a peer may ask for anything
+            throw std::runtime_error("this driver has LIFs of the kind lifAcMp alone");
+        }
+        std::optional<Kor::U32> const index = table_.indexes.take();
+        if (!index) {
+            throw std::runtime_error("the chip is full");
+        }
+        try {
+            table_.kept.add(*index, {status_->app(), lif}); // kept first
+        } catch (...) {
+            table_.indexes.release(*index);
+            throw;
+        }
+        table_.writeRow(*index, &lif);
+        status_->lifEntryIs(lif, AradLifIndex(*index, lifBankManaged)); // told last, when it holds
+    }
     void release(AradLifEntry const& lif) {
         AradLifIndex const has = status_->lifEntry(lif);
         if (!!has) {
-            table_.writeRow(has.index(), nullptr);
             table_.kept.del(has.index());
+            table_.writeRow(has.index(), nullptr);
             table_.indexes.release(has.index());
             status_->lifEntryDel(lif);
         }
@@ -226,13 +243,15 @@ struct Driver {
             });
         service->fenceHookIs([this](Session&, Kor::Ptr<Fence> const& fence) {
             std::size_t unplaced = 0;
+            std::string why;
             for (auto const& [app, placer] : placers) {
                 unplaced += placer->unplaced.size();
+                why = placer->unplaced.empty() ? why : placer->unplaced.begin()->second;
             }
             if (unplaced == 0) {
                 fence->doneIs(); // each row is written when its request is heard
             } else {
-                fence->failedIs(Kor::format("the chip is full: %zu LIFs have no place", unplaced));
+                fence->failedIs(Kor::format("%s: %zu LIFs are not as asked for", why.c_str(), unplaced));
             }
         });
         service->handlerIs("explain", [this](Session&, Kor::String8 const& what) {
@@ -272,7 +291,8 @@ struct Driver {
                     describeRow(json, index.index());
                     json.end();
                 } else {
-                    json.string("missing", placer->unplaced.contains(lif) ? "the chip is full" : "refused");
+                    auto const why = placer->unplaced.find(lif);
+                    json.string("missing", why == placer->unplaced.end() ? "it is on its way" : why->second);
                 }
                 json.end();
             }

@@ -60,6 +60,9 @@ struct Row {
     std::vector<U64> numbers;
 };
 
+/// From one try to the next, where there is no connection.
+constexpr std::chrono::milliseconds mostApart{1000};
+
 struct Sample {
     SteadyClock::time_point time = SteadyClock::now();
     std::vector<Row> rows{};
@@ -175,7 +178,7 @@ public:
           rows_(context.out, headings(), options.output, RowPrinter::Rows::lines) {}
 
     void run() {
-        Keys const keys(isPage_ ? context_.inDescriptor : -1);
+        std::optional<Keys> keys;
         std::optional<Sample> before;
         for (bool hasLooked = false;;) {
             std::string lost;
@@ -183,6 +186,7 @@ public:
                 if (!live_) {
                     live_.emplace(options_.live, "top");
                     live_->signalsEndWaiting();
+                    keys.emplace(isPage_ ? context_.inDescriptor : -1);
                 }
                 Sample now = Sample::of(live_->ask("stats", ""));
                 hasLooked = true;
@@ -193,7 +197,7 @@ public:
                     }
                 }
                 before = std::move(now);
-                if (!pause(keys)) {
+                if (!pause(*keys)) {
                     return;
                 }
                 continue;
@@ -207,14 +211,16 @@ public:
             if (!hasLooked || options_.once) {
                 throw NoConnection(lost);
             }
+            keys.reset(); // so that Ctrl-C may end it, and leaves the terminal as it was
             live_.reset();
             before.reset();
             if (isPage_) {
-                drawPage(context_.out, {lost, "it is tried again"}, terminalSize(context_.outDescriptor));
+                drawPage(context_.out, {lost, "it is tried again; Ctrl-C ends"},
+                         terminalSize(context_.outDescriptor));
             } else {
                 context_.note(lost + "; it is tried again");
             }
-            ::poll(nullptr, 0, static_cast<int>(options_.every.count()));
+            ::poll(nullptr, 0, static_cast<int>(std::min(options_.every, mostApart).count()));
         }
     }
 
