@@ -487,7 +487,7 @@ void takeBracketsAsTheyAre(CLI::App& app, std::vector<std::string>& arguments) {
         return;
     }
     for (CLI::Option* const option : app.get_options()) {
-        option->transform([](std::string text) {
+        option->transform([](std::string const& text) {
             return text.starts_with('[') && text.ends_with("] ") ? text.substr(0, text.size() - 1) : text;
         });
     }

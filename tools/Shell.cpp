@@ -152,6 +152,9 @@ private:
         }
         if (arguments[0] == "help") {
             arguments.erase(arguments.begin());
+            if (!arguments.empty() && (arguments[0] == "help" || arguments[0] == "quit")) {
+                arguments.clear(); // which the list of all says enough of
+            }
             arguments.emplace_back("--help");
         }
         if (live_->isOver()) {

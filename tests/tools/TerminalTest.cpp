@@ -73,6 +73,7 @@ TEST_F(InTerminal, AShellCompletesGoesOnAndConnectsAgain) {
     EXPECT_TRUE(shell.shows("connected again to " + socket())) << shell.all();
     EXPECT_TRUE(shell.shows("lif: LifAppConfigDir\r\n")) << shell.all();
     EXPECT_TRUE(shell.shows("loamtunnel> "));
+    std::this_thread::sleep_for(500ms); // a prompt is there a little before the keys are
     shell.type("\004");
     EXPECT_EQ(shell.join(), 0) << shell.all();
     EXPECT_NE(content("state/loamtunnel/history").find("monitor"), std::string::npos);
