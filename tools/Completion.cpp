@@ -121,6 +121,14 @@ std::vector<std::string> Vocabulary::fields(std::string const& type) const {
             names.emplace_back(memberText(each, "name"));
         }
     }
+    // one that cannot be changed has those that it is made from
+    Json const* const arguments =
+        found == nullptr || !names.empty() ? nullptr : found->find("constructorArgs");
+    for (auto const& [none, each] : arguments == nullptr ? Json().members : arguments->members) {
+        if (!each.members.empty()) {
+            names.push_back(each.members[0].second.text);
+        }
+    }
     return names;
 }
 
@@ -244,11 +252,16 @@ Completion Completer::word(Argument argument, std::string const& before, std::st
                                               from);
     };
     switch (argument) {
-    case Argument::request: // an entry, or its path
-        if (Completion entry = vocabulary(live).complete("AradLifEntry", text); !entry.words.empty()) {
-            return entry;
+    case Argument::request: { // a key of what applications ask for, or its path
+        Completion keys;
+        for (char const* const type : {"AradLifEntry", "OutAcKey", "EvecKey"}) {
+            Completion const some = vocabulary(live).complete(type, text);
+            keys.from = some.from;
+            keys.words.insert(keys.words.end(), some.words.begin(), some.words.end());
         }
-        return path(text, live);
+        return keys.words.empty() ? path(text, live)
+                                  : fitting(keys.from, text.substr(keys.from), std::move(keys.words));
+    }
     case Argument::path:
         return path(text, live);
     case Argument::condition: {

@@ -165,6 +165,8 @@ TEST_F(Live, ALineIsCompletedFromTheProcessThatItIsAbout) {
     EXPECT_EQ(completed("set", {dir + ".app", "vtAppMp"}), "vtAppMpls\n");
     EXPECT_EQ(completed("trace", {"LoamTunnelT"}), "LoamTunnelTypes\n");
     EXPECT_EQ(completed("explain", {"AradLifAcM"}), "AradLifAcMp\n");
+    EXPECT_EQ(completed("explain", {"EvecK"}), "EvecKey\n");
+    EXPECT_EQ(completed("explain", {"EvecKey fap"}), "EvecKey fapMask=\n");
     EXPECT_EQ(completed("explain", {"li"}), "lif\n");
     ::setenv("LOAM_SOCKET", socket().c_str(), 1);
     EXPECT_EQ(loamtunnel({"--complete", "log", "record", "x.loamlog", "ev"}).out, "evec\n");
