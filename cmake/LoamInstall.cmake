@@ -90,7 +90,6 @@ if(TARGET loamtunnel)
   install(TARGETS loamtunnel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   # The program knows its own command line.
   loam_text(loamtunnel.1 loamtunnel loamtunnel --manual-page)
-  loam_text(bash-completion loamtunnel loamtunnel --bash-completion)
   loam_install_page(${CMAKE_CURRENT_BINARY_DIR}/loamtunnel.1 loamtunnel.1 tools)
   add_dependencies(installed-loamtunnel.1.gz installed-loamtunnel.1)
   # A page for each command, as many as there are.
@@ -100,8 +99,11 @@ if(TARGET loamtunnel)
   add_dependencies(installed installed-manual)
   install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/manual/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools
     FILES_MATCHING PATTERN *.gz)
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bash-completion COMPONENT tools
+  # For shells, which look for them there.
+  install(FILES tools/completion/loamtunnel.bash COMPONENT tools
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME loamtunnel)
+  install(FILES tools/completion/_loamtunnel COMPONENT tools DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES tools/completion/loamtunnel.fish COMPONENT tools DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
   # What `loamtunnel demo` asks for where no file is named.
   install(FILES examples/lifs.txt examples/out-acs.txt examples/evecs.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/loamtunnel COMPONENT tools)
 endif()

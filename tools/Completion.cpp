@@ -34,6 +34,11 @@ Completion fitting(std::size_t from, std::string_view text, std::vector<std::str
     return {from, std::move(words)};
 }
 
+Completion shifted(Completion completion, std::size_t by) {
+    completion.from += by;
+    return completion;
+}
+
 /// Where the last word begins, as Forms::words() cuts them, and how many stand before it.
 std::pair<std::size_t, std::size_t> lastWord(std::string_view text) {
     Nesting nesting;
@@ -49,6 +54,17 @@ std::pair<std::size_t, std::size_t> lastWord(std::string_view text) {
 }
 
 } // namespace
+
+Vocabulary const& Vocabulary::own() {
+    static Vocabulary const all = [] {
+        std::ostringstream text;
+        printSchemaJson(text, schemaTypes());
+        Vocabulary vocabulary;
+        vocabulary.add(parseJson(text.str()).at("types"));
+        return vocabulary;
+    }();
+    return all;
+}
 
 void Vocabulary::add(Json const& types) {
     for (auto const& [none, type] : types.members) {
@@ -105,6 +121,14 @@ std::vector<std::string> Vocabulary::fields(std::string const& type) const {
             names.emplace_back(memberText(each, "name"));
         }
     }
+    // one that cannot be changed has those that it is made from
+    Json const* const arguments =
+        found == nullptr || !names.empty() ? nullptr : found->find("constructorArgs");
+    for (auto const& [none, each] : arguments == nullptr ? Json().members : arguments->members) {
+        if (!each.members.empty()) {
+            names.push_back(each.members[0].second.text);
+        }
+    }
     return names;
 }
 
@@ -117,6 +141,39 @@ std::string Vocabulary::fieldType(std::string const& type, std::string_view fiel
         }
     }
     return "";
+}
+
+Completion Vocabulary::complete(std::string const& type, std::string_view text) const {
+    std::size_t const blank = text.rfind(' ');
+    if (blank == text.npos) {
+        std::vector<std::string> all = enumerators(type);
+        return fitting(0, text, all.empty() ? kinds(type) : std::move(all));
+    }
+    std::string const kind(text.substr(0, text.find(' ')));
+    std::string_view const field = text.substr(blank + 1);
+    if (std::size_t const sign = field.find('='); sign != field.npos) {
+        return fitting(blank + 1 + sign + 1, field.substr(sign + 1),
+                       enumerators(fieldType(kind, field.substr(0, sign))));
+    }
+    std::vector<std::string> all = fields(kind);
+    for (std::string& each : all) {
+        each += '=';
+    }
+    return fitting(blank + 1, field, std::move(all));
+}
+
+Completion Completer::value(std::string const& type, std::string_view text, Live& live) {
+    return vocabulary(live).complete(type, text);
+}
+
+Argument argumentNamed(std::string_view name) {
+    static std::map<std::string_view, Argument> const all{
+        {"path", Argument::path},    {"paths", Argument::path},  {"condition", Argument::condition},
+        {"value", Argument::value},  {"type", Argument::type},   {"facility", Argument::facility},
+        {"what", Argument::request}, {"entry", Argument::entry}, {"kind", Argument::entry},
+        {"text", Argument::text},    {"roots", Argument::root}};
+    auto const found = all.find(name);
+    return found == all.end() ? Argument::other : found->second;
 }
 
 Vocabulary const& Completer::vocabulary(Live& live) {
@@ -143,12 +200,7 @@ Vocabulary const& Completer::vocabulary(Live& live) {
     if (!vocabulary_.isEmpty()) {
         return vocabulary_;
     }
-    if (own_.isEmpty()) {
-        std::ostringstream own;
-        printSchemaJson(own, schemaTypes());
-        own_.add(parseJson(own.str()).at("types"));
-    }
-    return own_;
+    return Vocabulary::own();
 }
 
 Completion Completer::at(std::string_view before, Live& live) {
@@ -179,47 +231,57 @@ Completion Completer::at(std::string_view before, Live& live) {
         Argument const argument = command->arguments.empty()
                                       ? Argument::other
                                       : command->arguments[std::min(number, command->arguments.size() - 1)];
-        auto const shifted = [](Completion completion, std::size_t by) {
-            completion.from += by;
-            return completion;
-        };
-        switch (argument) {
-        case Argument::path:
-            return shifted(path(last, live), begin);
-        case Argument::condition: {
-            Nesting nesting;
-            for (std::size_t i = 0; i < last.size(); ++i) {
-                if (nesting.step(last[i]) && last[i] == '=') {
-                    Place const place = live.at(std::string(last.substr(0, i)));
-                    return place.attribute == nullptr
-                               ? Completion()
-                               : shifted(value(std::string(place.attribute->type()->typeName().view()),
-                                               last.substr(i + 1), live),
-                                         begin + i + 1);
-                }
-            }
-            return shifted(path(last, live), begin);
+        std::size_t start = begin;
+        if (argument == Argument::value) { // as many words as there are
+            start = static_cast<std::size_t>(given.at(1).data() - before.data()) + given[1].size();
+            start = std::min(before.find_first_not_of(' ', start), before.size());
         }
-        case Argument::value: {
-            Place const place = live.at(std::string(given.at(1)));
-            std::size_t const start =
-                static_cast<std::size_t>(given[1].data() - before.data()) + given[1].size();
-            std::size_t const text = std::min(before.find_first_not_of(' ', start), before.size());
-            return place.attribute == nullptr
-                       ? Completion()
-                       : shifted(value(std::string(place.attribute->type()->typeName().view()),
-                                       before.substr(text), live),
-                                 text);
-        }
-        case Argument::type:
-            return fitting(begin, last, vocabulary(live).types());
-        case Argument::facility:
-            return fitting(begin, last, facilities(live));
-        case Argument::other:
-            return {};
-        }
-        return {};
+        return shifted(
+            word(argument, given.size() > 1 ? std::string(given[1]) : "", before.substr(start), live), start);
     } catch (Refused const&) { // no place, or no connection: there is nothing to say
+        return {};
+    }
+}
+
+Completion Completer::word(Argument argument, std::string const& before, std::string_view text, Live& live) {
+    auto const valueAt = [&](std::string const& place, std::size_t from) {
+        Kor::KorAttr const* const attribute = live.at(place).attribute;
+        return attribute == nullptr ? Completion()
+                                    : shifted(value(std::string(attribute->type()->typeName().view()),
+                                                    text.substr(from), live),
+                                              from);
+    };
+    switch (argument) {
+    case Argument::request: { // a key of what applications ask for, or its path
+        Completion keys;
+        for (char const* const type : {"AradLifEntry", "OutAcKey", "EvecKey"}) {
+            Completion const some = vocabulary(live).complete(type, text);
+            keys.from = some.from;
+            keys.words.insert(keys.words.end(), some.words.begin(), some.words.end());
+        }
+        return keys.words.empty() ? path(text, live)
+                                  : fitting(keys.from, text.substr(keys.from), std::move(keys.words));
+    }
+    case Argument::path:
+        return path(text, live);
+    case Argument::condition: {
+        Nesting nesting;
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            if (nesting.step(text[i]) && text[i] == '=') {
+                return valueAt(std::string(text.substr(0, i)), i + 1);
+            }
+        }
+        return path(text, live);
+    }
+    case Argument::value:
+        return valueAt(before, 0);
+    case Argument::root:
+        return text.find('=') == text.npos ? path(text, live) : Completion();
+    case Argument::type:
+        return fitting(0, text, vocabulary(live).types());
+    case Argument::facility:
+        return fitting(0, text, facilities(live));
+    default:
         return {};
     }
 }
@@ -261,18 +323,19 @@ Completion Completer::path(std::string_view text, Live& live) {
         std::string_view const key = text.substr(begin);
         Completion all = value(std::string(place.attribute->keyType()->typeName().view()), key, live);
         all.from += begin;
-        for (std::string const& each : list(place)) {
-            if (each.starts_with(key) && all.from == begin) {
-                all.words.push_back(each);
+        std::vector<std::string> const there = list(place);
+        for (std::string const& each : there) {
+            if (each.starts_with(key)) {
+                all.words.push_back(each.substr(all.from - begin));
             }
         }
         Completion result = fitting(all.from, text.substr(all.from), std::move(all.words));
         // what is a key as a whole closes the bracket
-        std::vector<std::string> const whole = list(place);
         std::vector<std::string> const choices =
             vocabulary(live).enumerators(std::string(place.attribute->keyType()->typeName().view()));
         for (std::string& each : result.words) {
-            if (std::ranges::count(whole, each) != 0 || std::ranges::count(choices, each) != 0) {
+            std::string const whole = std::string(key.substr(0, all.from - begin)) + each;
+            if (std::ranges::count(there, whole) != 0 || std::ranges::count(choices, whole) != 0) {
                 each += ']';
             }
         }
@@ -291,29 +354,6 @@ Completion Completer::path(std::string_view text, Live& live) {
         names.push_back(line.substr(0, end) + (end != line.npos && line[end] == '[' ? "[" : ""));
     }
     return fitting(dot + 1, text.substr(dot + 1), std::move(names));
-}
-
-Completion Completer::value(std::string const& type, std::string_view text, Live& live) {
-    Vocabulary const& known = vocabulary(live);
-    std::size_t const blank = text.rfind(' ');
-    if (blank == text.npos) {
-        std::vector<std::string> all = known.enumerators(type);
-        for (std::string const& kind : all.empty() ? known.kinds(type) : std::vector<std::string>()) {
-            all.push_back(kind);
-        }
-        return fitting(0, text, std::move(all));
-    }
-    std::string const kind(text.substr(0, text.find(' ')));
-    std::string_view const field = text.substr(blank + 1);
-    if (std::size_t const sign = field.find('='); sign != field.npos) {
-        return fitting(blank + 1 + sign + 1, field.substr(sign + 1),
-                       known.enumerators(known.fieldType(kind, field.substr(0, sign))));
-    }
-    std::vector<std::string> fields = known.fields(kind);
-    for (std::string& each : fields) {
-        each += '=';
-    }
-    return fitting(blank + 1, field, std::move(fields));
 }
 
 } // namespace tool

@@ -15,9 +15,17 @@
 
 namespace tool {
 
+struct Completion {
+    /// Where the text that the words stand for begins.
+    std::size_t from = 0;
+    std::vector<std::string> words{};
+};
+
 /// Types by their names, with and without namespaces, from what printSchemaJson() prints.
 class Vocabulary {
 public:
+    /// Those of this program.
+    static Vocabulary const& own();
     /// Of a list of types.
     void add(Json const& types);
     bool isEmpty() const { return types_.empty(); }
@@ -29,6 +37,8 @@ public:
     std::vector<std::string> fields(std::string const& type) const;
     /// The type of a field; empty for none.
     std::string fieldType(std::string const& type, std::string_view field) const;
+    /// The end of a value's text, `AradLifAcMp vsi=1 ty`, where one of the type is wanted.
+    Completion complete(std::string const& type, std::string_view text) const;
 
 private:
     Json const* find(std::string const& type) const;
@@ -37,19 +47,16 @@ private:
     std::map<std::string, Json, std::less<>> types_;
 };
 
-struct Completion {
-    /// Where the text that the words stand for begins.
-    std::size_t from = 0;
-    std::vector<std::string> words{};
-};
-
 /// What a command takes, in the order of its words.
-enum class Argument { path, condition, value, type, facility, other };
+enum class Argument { path, condition, value, type, facility, request, entry, text, root, other };
 struct CommandWords {
     std::string name;
     std::vector<Argument> arguments;
     std::vector<std::string> options;
 };
+
+/// What a word of that name on a command line is: all commands call what they take alike.
+Argument argumentNamed(std::string_view name);
 
 class Completer {
 public:
@@ -57,6 +64,9 @@ public:
 
     /// For what stands before the cursor. Whatever cannot be had from the peer is left out.
     Completion at(std::string_view before, Live& live);
+    /// For one argument; `before` is the word that stands before a value, its path. Refused where the peer
+    /// has no answer.
+    Completion word(Argument argument, std::string const& before, std::string_view text, Live& live);
     /// The types are asked for again: the peer may be another one.
     void forget() {
         vocabulary_ = {};
@@ -70,8 +80,8 @@ private:
     std::vector<std::string> facilities(Live& live);
 
     std::vector<CommandWords> commands_;
-    /// Of the peer; and of this program, for one that tells none.
-    Vocabulary vocabulary_, own_;
+    /// Of the peer, if it tells any.
+    Vocabulary vocabulary_;
     bool isAsked_ = false;
 };
 

@@ -90,10 +90,16 @@ Kor::Link::Address addressOf(std::string const& text) {
     }
 }
 
+std::chrono::milliseconds LiveOptions::left() const {
+    using namespace std::chrono;
+    return !end ? timeout : std::clamp(duration_cast<milliseconds>(*end - steady_clock::now()), 0ms, timeout);
+}
+
 Kor::Link::ConnectorConfig Live::config(std::string_view name) {
     Kor::Link::ConnectorConfig config;
     config.session = sessionConfig(name);
     config.mostWait = std::chrono::milliseconds(250);
+    config.reconnects = !options_.end;
     config.setUp = [this](Session&) { wasConnected_ = true; };
     config.lost = [this](Kor::String8 const&, std::chrono::milliseconds) { isLost_ = wasConnected_; };
     return config;
@@ -120,7 +126,7 @@ Live::Live(LiveOptions const& options, std::string_view name, Context* terminal)
             }
             return isOver() || (connector_.isEstablished() && session().areOffersKnown());
         },
-        options_.timeout);
+        options_.left());
     progress.reset();
     if (!isThere && !wasConnected_) {
         throw noConnection(options_.address, reason());
@@ -172,7 +178,7 @@ Session& Live::session() {
 
 bool Live::until(std::function<bool()> const& condition) {
     bool holds = false;
-    loop_.runUntil([&] { return isOver() || signal_ != 0 || (holds = condition()); }, options_.timeout);
+    loop_.runUntil([&] { return isOver() || signal_ != 0 || (holds = condition()); }, options_.left());
     session(); // throws when it is over
     if (!holds && signal_ != 0) {
         throw Interrupted("ended by a signal");

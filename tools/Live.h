@@ -31,6 +31,10 @@ struct LiveOptions {
     std::chrono::milliseconds timeout{5'000};
     /// How many MiB this process may hold.
     unsigned memory = 1024;
+    /// When all is over, however often is waited; there is then no second try to connect, either.
+    std::optional<std::chrono::steady_clock::time_point> end{};
+
+    std::chrono::milliseconds left() const;
 };
 
 /// The name and the checksum that this program tells its peers.

@@ -1,6 +1,7 @@
 /// The command line of the commands on live trees.
 
 #include "demo/Demo.h"
+#include "tools/CommandLine.h"
 #include "tools/LiveCommands.h"
 #include "tools/Options.h"
 
@@ -158,12 +159,7 @@ void addMonitor(CLI::App& app, Context& context) {
     addFilter(*command, options->filter);
     command->add_option("--kind", options->filter.kind, "Show changes of this kind: set or del")
         ->type_name("KIND")
-        ->check(CLI::Validator(
-            [](std::string const& kind) {
-                return kind == "set" || kind == "del" ? ""
-                                                      : "no kind " + shown(kind) + "; there are set and del";
-            },
-            ""));
+        ->check(oneOf({"set", "del"}, "no kind"));
     addNumber(
         *command, "--buffer", [options](U32 n) { options->buffer = n; },
         "How many lines may wait for a slow terminal; more are lost and counted (default: 10000)");
@@ -183,7 +179,8 @@ void addSync(CLI::App& app, Context& context) {
     auto const options = std::make_shared<SyncOptions>();
     auto const level = std::make_shared<std::string>("applied");
     command->add_option("--wait", *level, "How far: applied, or done as the process says (default: applied)")
-        ->check(CLI::IsMember({"applied", "done"}));
+        ->type_name("LEVEL")
+        ->check(oneOf({"applied", "done"}, "no level"));
     command->add_flag("--all", options->all, "Also ask the peers to which the process tells what it has");
     addLive(*command, context, options->live);
     addOutput(*command, options->output, " (default: table)");
@@ -357,12 +354,7 @@ void addDriver(CLI::App& app, Context& context) {
             "What an answer waits for: full, its place is on the disk; normal or off, the last ones\n"
             "may be lost if the machine fails (default: full)")
         ->type_name("HOW")
-        ->check(CLI::Validator(
-            [](std::string const& name) {
-                return syncs.contains(name) ? std::string()
-                                            : "no way " + shown(name) + "; there are full, normal and off";
-            },
-            ""));
+        ->check(oneOf({"full", "normal", "off"}, "no way"));
     command->footer(
         "It takes a LifAppConfig pushed as lifConfig, an OutAcAppConfig as outAcConfig and an\n"
         "EvecAppConfig as evecConfig, and offers these with lifStatus, outAcStatus and evecStatus to be "
@@ -432,13 +424,7 @@ void addDemo(CLI::App& app, Context& context) {
         ->type_name("WHO")
         ->delimiter(',')
         ->allow_extra_args(false)
-        ->check(CLI::Validator(
-            [](std::string const& who) {
-                return who == "driver" || who == "application"
-                           ? ""
-                           : "cannot kill " + shown(who) + "; there are driver and application";
-            },
-            ""));
+        ->check(oneOf({"driver", "application"}, "cannot kill"));
     addOutput(*command, options->output, " (default: table)");
     command->callback([&context, options] {
         options->output.colour = context.colourOut;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The command line as manual pages and as completions for bash, made from what the command line itself
-/// knows, so that none can be behind it.
+/// The command line as manual pages, made from what the command line itself knows, so that none can be behind
+/// it.
 
 #include <string>
 #include <vector>
@@ -13,16 +13,12 @@ class App;
 namespace tool {
 
 /// loamtunnel(1), in the man macros: what there is, and what holds for all commands.
-std::string manualPage(CLI::App const& app, std::string const& version);
+std::string manualPage(CLI::App& app, std::string const& version);
 
 /// loamtunnel-COMMAND(1). Throws CLI::OptionNotFound if there is no such command.
-std::string manualPage(CLI::App const& app, std::string const& command, std::string const& version);
+std::string manualPage(CLI::App& app, std::string const& command, std::string const& version);
 
 /// The commands that have a page.
-std::vector<std::string> commandNames(CLI::App const& app);
-
-/// What bash sources to complete the words of a command line: commands, options, and the values that are a
-/// choice of the library's: chips, tables, types, kinds, applications.
-std::string bashCompletion(CLI::App const& app);
+std::vector<std::string> commandNames(CLI::App& app);
 
 } // namespace tool

@@ -1,3 +1,5 @@
+#include "tools/Candidates.h"
+#include "tools/CommandLine.h"
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 #include "tools/Manual.h"
@@ -33,13 +35,7 @@ void addOutput(CLI::App& command, Output& output, std::string const& own) {
             "--format", [&output](std::string const& name) { output.format = formats.at(name); },
             "Print as table, json or csv" + own)
         ->type_name("FORMAT")
-        ->check(CLI::Validator(
-            [](std::string const& name) {
-                return formats.contains(name)
-                           ? std::string()
-                           : "no format " + shown(name) + "; there are table, json and csv";
-            },
-            ""));
+        ->check(oneOf({"table", "json", "csv"}, "no format"));
     command.add_flag_callback(
         "--json", [&output] { output.format = Format::json; }, "The same as --format json");
     command.add_flag_callback(
@@ -52,27 +48,13 @@ void addForm(CLI::App& command, Output& output) {
             "--form", [&output](std::string const& name) { output.form = formNamed(name); },
             "How values look: short, or text, the form that names all stored attributes (default: short)")
         ->type_name("FORM")
-        ->check(CLI::Validator(
-            [](std::string const& name) {
-                return name == "short" || name == "text"
-                           ? std::string()
-                           : "no form " + shown(name) + "; there are short and text";
-            },
-            ""));
+        ->check(oneOf({"short", "text"}, "no form"));
 }
 
 void addChoice(CLI::App& command, std::string const& name, std::string& choice,
                std::vector<std::string> const& known, std::string const& text, std::string const& type,
                std::string const& what) {
-    command.add_option(name, choice, text)
-        ->type_name(type)
-        ->check(CLI::Validator(
-            [known, what](std::string const& given) {
-                return std::ranges::count(known, given) != 0
-                           ? std::string()
-                           : "no " + what + ' ' + shown(given) + "; there are " + enumerate(known);
-            },
-            ""));
+    command.add_option(name, choice, text)->type_name(type)->check(oneOf(known, "no " + what));
 }
 
 namespace {
@@ -436,7 +418,7 @@ void addLog(CLI::App& app, Context& context) {
             ->add_option("--side", options->side,
                          "Only what that side has sent: accepting or connecting (default: both)")
             ->type_name("SIDE")
-            ->check(CLI::IsMember({"accepting", "connecting"}));
+            ->check(oneOf({"accepting", "connecting"}, "no side"));
         addOutput(*command, options->output, " (default: table)");
         command->callback([&context, options, run] {
             options->output.colour = context.colourOut;
@@ -602,9 +584,6 @@ void eachLine(Context& context, std::string const& file,
 }
 
 std::vector<CommandWords> shellCommands(Context& context) {
-    static std::map<std::string, Argument> const arguments{
-        {"path", Argument::path},   {"paths", Argument::path}, {"condition", Argument::condition},
-        {"value", Argument::value}, {"type", Argument::type},  {"facility", Argument::facility}};
     CLI::App app;
     addSchema(app, context);
     addShellCommands(app, context);
@@ -615,9 +594,8 @@ std::vector<CommandWords> shellCommands(Context& context) {
         for (CLI::Option const* const option : command->get_options()) {
             if (!option->get_positional()) {
                 words.options.push_back("--" + option->get_single_name());
-            } else if (auto const found = arguments.find(option->get_single_name());
-                       found != arguments.end()) {
-                words.arguments.push_back(found->second);
+            } else {
+                words.arguments.push_back(argumentNamed(option->get_single_name()));
             }
         }
     }
@@ -655,8 +633,12 @@ int run(std::vector<std::string> const& arguments, Context context) {
         context.out << join(commandNames(app), "\n") << std::endl;
         return context.status;
     }
-    if (arguments == std::vector<std::string>{"--bash-completion"}) {
-        context.out << bashCompletion(app) << std::flush;
+    if (!arguments.empty() && arguments.front() == "--complete") {
+        for (Candidate const& each : candidates(app, {arguments.begin() + 1, arguments.end()})) {
+            context.out << Kor::plainText(each.text) << (each.meaning.empty() ? "" : "\t") << each.meaning
+                        << '\n';
+        }
+        context.out.flush();
         return context.status;
     }
     auto const fails = [&](std::string const& message, int status) {

@@ -37,6 +37,9 @@ for page in man1/loamtunnel.1 man1/loamtunnel-encode.1 man1/loamtunnel-monitor.1
     gzip -t "$root/usr/share/man/$page.gz" || fail "there is no page $page"
 done
 bash -n "$root/usr/share/bash-completion/completions/loamtunnel"
+for file in zsh/vendor-completions/_loamtunnel fish/vendor_completions.d/loamtunnel.fish; do
+    [ -e "$root/usr/share/$file" ] || fail "there is no $file"
+done
 if find "$root" -type f -exec grep -lI "$folder" {} + | grep .; then
     fail "the files named above hold a path of the machine that built them"
 fi

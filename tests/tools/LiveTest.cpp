@@ -139,6 +139,46 @@ TEST_F(Live, ManyPlacesAreSetOverOneConnection) {
               "loamtunnel: cannot serve v: AradLifAcMp is no type of entities\n");
 }
 
+TEST_F(Live, ALineIsCompletedFromTheProcessThatItIsAbout) {
+    auto server = serve({"lif=LifAppConfigDir", "evec=EvecStatus", "--writable"});
+    std::string const dir = "lif.appConfig[vtAppMpls]", count = dir + ".reqCount[AradLifAcMp vsi=7]";
+    ASSERT_EQ(on("set", {dir}).status, 0);
+    ASSERT_EQ(on("set", {count, "3"}).status, 0);
+    ASSERT_EQ(on("trace", {"LoamTunnelTypes", "--set", "on"}).status, 0);
+    auto const completed = [&](std::string const& command, std::vector<std::string> words) {
+        words.insert(words.begin(), {"--complete", command, "--socket", socket()});
+        Outcome const outcome = loamtunnel(words);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.err, "");
+        return outcome.out;
+    };
+    EXPECT_EQ(completed("get", {""}), "evec\nlif\n");
+    EXPECT_EQ(completed("get", {"li"}), "lif\n");
+    // A single one that goes on does so at once.
+    EXPECT_EQ(completed("get", {"lif.app"}), completed("get", {"lif.appConfig["}));
+    EXPECT_EQ(completed("monitor", {"evec", "lif.appConfig[vtAppMp"}), dir + "\n");
+    EXPECT_EQ(completed("del", {dir + '.'}), dir + ".app\n" + dir + ".reqCount[\n");
+    EXPECT_EQ(completed("get", {dir + ".reqCount[AradLifAcMp vsi=7"}), count + '\n');
+    EXPECT_EQ(completed("get", {dir + ".reqCount[AradLifAcMp vsiA"}),
+              dir + ".reqCount[AradLifAcMp vsiAssignmentMode=\n");
+    EXPECT_EQ(completed("wait", {dir + ".app=vtAppMp"}), dir + ".app=vtAppMpls\n");
+    EXPECT_EQ(completed("set", {dir + ".app", "vtAppMp"}), "vtAppMpls\n");
+    EXPECT_EQ(completed("trace", {"LoamTunnelT"}), "LoamTunnelTypes\n");
+    EXPECT_EQ(completed("explain", {"AradLifAcM"}), "AradLifAcMp\n");
+    EXPECT_EQ(completed("explain", {"EvecK"}), "EvecKey\n");
+    EXPECT_EQ(completed("explain", {"EvecKey fap"}), "EvecKey fapMask=\n");
+    EXPECT_EQ(completed("explain", {"li"}), "lif\n");
+    ::setenv("LOAM_SOCKET", socket().c_str(), 1);
+    EXPECT_EQ(loamtunnel({"--complete", "log", "record", "x.loamlog", "ev"}).out, "evec\n");
+    ::unsetenv("LOAM_SOCKET");
+
+    server.kill(SIGSTOP);
+    auto const begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(completed("get", {"li"}), "");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 3s);
+    server.kill(SIGKILL);
+}
+
 TEST_F(Live, AServerThatComesLateIsWaitedFor) {
     auto const waiting = start({"tree", "--socket", socket(), "--timeout", "20000"}, "tree.log");
     std::this_thread::sleep_for(300ms);

@@ -183,6 +183,46 @@ TEST_F(InTerminal, LongWorkShowsWhatItWaitsFor) {
     EXPECT_TRUE(encode.all().ends_with("\r\033[K")) << encode.all();
 }
 
+TEST_F(InTerminal, BashZshAndFishCompleteALiveTree) {
+    auto server = serve();
+    ASSERT_EQ(on("set", {"lif.appConfig[vtAppMpls]"}).status, 0);
+    ASSERT_EQ(on("set", {"lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=7]", "3"}).status, 0);
+    std::string const path = LOAM_PROGRAM;
+    std::string const scripts = LOAM_SOURCES "/tools/completion";
+    struct Shell {
+        std::vector<std::string> words;
+        std::string setUp;
+    };
+    for (Shell const& each :
+         {Shell{{"/bin/bash", "--norc", "-i"}, ". " + scripts + "/loamtunnel.bash"},
+          Shell{{"/usr/bin/zsh", "-f", "-i"},
+                "fpath=(" + scripts + " $fpath); autoload -U compinit; compinit -u -D"},
+          Shell{{"/usr/bin/fish", "--no-config", "-i"}, "source " + scripts + "/loamtunnel.fish"}}) {
+        SCOPED_TRACE(each.words[0]);
+        if (::access(each.words[0].c_str(), X_OK) != 0) {
+            continue; // a machine need not have them all
+        }
+        std::vector<std::string> words{"/usr/bin/env", "LOAM_SOCKET=" + socket(), "HOME=" + folder(),
+                                       "PATH=" + path.substr(0, path.rfind('/')) + ":/usr/bin:/bin"};
+        words.insert(words.end(), each.words.begin(), each.words.end());
+        Terminal shell(words, 120, 40, folder());
+        shell.type(each.setUp + "; touch begun\n");
+        ASSERT_TRUE(eventually([&] { return std::filesystem::exists(file("begun")); })) << shell.all();
+        auto const prints = [&](std::string const& line, std::string const& result) {
+            shell.type(line + " >out; touch done\n");
+            EXPECT_TRUE(eventually([&] { return std::filesystem::exists(file("done")); })) << shell.all();
+            EXPECT_EQ(content("out"), result) << shell.all();
+            std::filesystem::remove(file("done"));
+        };
+        // Each part from its beginning, within quotes: what goes on does not close them, what is whole does.
+        prints("loamtunnel get 'lif.appConfig[vtAppMpls].r\tAcMp vsi=7\t", "3\n");
+        prints("loamtunnel wait lif.appConfig\\[vtAppMpls\\].app=vtAppMp\t",
+               "lif.appConfig[vtAppMpls].app = vtAppMpls\n");
+        prints("loamtunnel value VtA\tvtAppMp\t --t\twire", "00 00 00 07\n");
+        std::filesystem::remove(file("begun"));
+    }
+}
+
 // The commands of docs/tools.md do what stands there, for a person and for a script.
 TEST_F(InTerminal, TheCommandsOfTheGuideDoWhatItSays) {
     std::ifstream guide(LOAM_SOURCES "/docs/tools.md");

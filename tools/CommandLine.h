@@ -1,0 +1,27 @@
+#pragma once
+
+/// What the command line knows of itself, for its manual pages and its completion.
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+std::vector<CLI::App*> commandsOf(CLI::App& app);
+/// Without those that are hidden.
+std::vector<CLI::Option*> optionsOf(CLI::App& app);
+/// "-c" and "--chip".
+std::vector<std::string> spellingsOf(CLI::Option const& option);
+/// What an option takes, such as TABLE; empty for a flag.
+std::string typeOf(CLI::Option const& option);
+
+/// A text without the line breaks that a terminal's help has.
+std::string flowing(std::string text);
+
+/// One of a few words, which choicesOf() an option with it gives. The refusal of another one begins with
+/// `refusal`.
+CLI::Validator oneOf(std::vector<std::string> const& known, std::string const& refusal);
+std::vector<std::string> choicesOf(CLI::Option& option);
+
+} // namespace tool
