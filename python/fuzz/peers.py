@@ -42,8 +42,8 @@ from loamtunnel import records, schema, values, wire  # noqa: E402
 from loamtunnel.tree import Entity  # noqa: E402
 
 PROGRAM = ""
-PATIENCE = 5.0  # seconds within which something must change on the way to equality, once nothing is in the way
-LONGEST = 60.0  # seconds within which all must be equal
+PATIENCE = 20.0  # seconds within which something must change on the way to equality, also on a machine that is busy
+LONGEST = 120.0  # seconds within which all must be equal
 # Who writes a key: this process over the proxy, this process on a connection without faults, or `loamtunnel set`. What is
 # everybody's is a child that all may make, and nobody deletes.
 NEAR, FAR, COMMAND, EVERYBODY = range(4)
