@@ -41,7 +41,8 @@ class Peer {
 public:
     Peer()
         : address_(std::filesystem::temp_directory_path() / ("loam-answers-" + std::to_string(::getpid()))) {
-        std::thread([this] { serve(); }).detach();
+        // What it says of its types is found out here: type objects are for one thread at a time.
+        std::thread([this, config = tool::sessionConfig("answers")] { serve(config); }).detach();
     }
     std::string const& address() const { return address_; }
     void answerIs(std::string answer) {
@@ -50,7 +51,7 @@ public:
     }
 
 private:
-    void serve() {
+    void serve(SessionConfig const& session) {
         auto const service = Kor::makePtr<Service>();
         for (char const* const verb : {"stats", "trace", "traceRecords", "schema"}) {
             service->handlerIs(Kor::Name(verb), [this](Session&, Kor::String8 const&) {
@@ -61,7 +62,7 @@ private:
         Kor::Link::Loop loop;
         Kor::Link::ListenerConfig config;
         config.service = service;
-        config.session = tool::sessionConfig("answers");
+        config.session = session;
         Kor::Link::Listener const listener(loop, Kor::Link::Address::parse(address_), config);
         loop.run();
     }
