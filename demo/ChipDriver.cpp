@@ -114,28 +114,25 @@ void ChipDriver::offerTo(Service& service) {
     });
 }
 
-U64 ChipDriver::placed() const {
-    U64 all = 0;
+template <class Number>
+Number ChipDriver::sum(Number (RowOwner::*of)() const) const {
+    Number all{};
     for (auto const& owner : owners_) {
-        all += owner->placed();
+        all += (owner.get()->*of)();
     }
     return all;
+}
+
+U64 ChipDriver::placed() const {
+    return sum(&RowOwner::placed);
 }
 
 U64 ChipDriver::refused() const {
-    U64 all = 0;
-    for (auto const& owner : owners_) {
-        all += owner->refused();
-    }
-    return all;
+    return sum(&RowOwner::refused);
 }
 
 std::size_t ChipDriver::failed() const {
-    std::size_t all = 0;
-    for (auto const& owner : owners_) {
-        all += owner->failed();
-    }
-    return all;
+    return sum(&RowOwner::failed);
 }
 
 std::size_t ChipDriver::fences(Session const& peer) const {

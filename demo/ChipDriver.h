@@ -78,6 +78,9 @@ private:
 
     RowOwner& ownerOf(PlaceStep const& step) { return *owners_.at(step.family() - 1); }
     std::size_t failed() const;
+    /// Of all families.
+    template <class Number>
+    Number sum(Number (RowOwner::*of)() const) const;
     void takeUp();
     void undo();
     void releaseStale();

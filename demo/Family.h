@@ -113,6 +113,12 @@ class Halves {
 protected:
     Halves(Hardware::ChipType chip, ChipTable table, U32 fap);
 
+    /// The same for any of them.
+    template <class Item>
+    RowForm form(Item const&) const {
+        return form_;
+    }
+
     void mustBeHere(Sideband::Fapmask const& chips) const;
     Words empty() const { return Words(form_.table->words); }
 
@@ -142,10 +148,7 @@ struct OutAcs : CountedFamily<Hardware::LoamTunnel::OutAcAppConfig, Hardware::Lo
     U32 capacity() const { return capacity_; }
     void must(Item const& item) const;
     RowAt at(U32 index) const { return {index / 2 - skipped_, index % 2}; }
-    RowForm form(Item const& item) const {
-        static_cast<void>(item);
-        return form_;
-    }
+    using Halves::form;
     Words row(std::array<Item const*, 2> const& halves) const;
     static void answer(Status& status, App app, Item const& item, U32 index);
     static void takeBack(Status& status, App app, Item const& item);
@@ -214,10 +217,7 @@ struct Evecs : private Halves {
     }
     void must(Item const& item) const;
     RowAt at(U32 index) const { return {index / 2, index % 2}; }
-    RowForm form(Item const& item) const {
-        static_cast<void>(item);
-        return form_;
-    }
+    using Halves::form;
     Words row(std::array<Item const*, 2> const& halves) const;
     static void answer(Status& status, App app, Item const& item, U32 index);
     static void takeBack(Status& status, App app, Item const& item);

@@ -24,12 +24,6 @@ namespace {
 /// nobody else's.
 constexpr U32 ranges = 16;
 
-std::string hexText(U64 number) {
-    std::array<char, 24> text{};
-    std::snprintf(text.data(), text.size(), "0x%llx", static_cast<unsigned long long>(number));
-    return text.data();
-}
-
 void writeTime(JsonWriter& json, std::string_view key, std::chrono::system_clock::time_point time) {
     auto const micros =
         std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
@@ -421,7 +415,7 @@ private:
         U32 const entries = ground_.image().entries(Family::table);
         json.string("table", form.table->name).number("variant", form.variant);
         json.number("array", row / entries).number("entry", row % entries);
-        json.string("address", hexText(addressOf(form, row % entries, row / entries, 0).address));
+        json.string("address", hex(addressOf(form, row % entries, row / entries, 0).address, 0));
     }
 
     void explainOf(JsonWriter& json, App app, Application const& of, Key const& key, U32 asks) const {

@@ -85,7 +85,7 @@ ChipRows chipRows(std::function<Json(std::string const& next)> const& ask) {
             all.waiting = std::max(all.waiting, numberAt(answer, "waiting"));
             for (auto const& [none, json] : membersAt(answer, "rows")) {
                 ChipRow row = rowOf(json, all.chip);
-                std::tuple key(std::string(row.form.table->name), row.array, row.entry);
+                ChipRows::ByPlace::key_type key(row.form.table->name, row.array, row.entry);
                 all.rows.insert_or_assign(std::move(key), std::move(row));
             }
         } catch (Refused const& refused) { // also of a table or chip that there is not
@@ -198,7 +198,7 @@ ChipRows look(Live& live, std::string const& image) {
 /// The rows that differ in the same way each time they are looked at.
 ChipRows lasting(Live& live, std::string const& image) {
     ChipRows all = look(live, image);
-    std::map<std::tuple<std::string, U32, U32>, ChipRow> differing;
+    ChipRows::ByPlace differing;
     std::ranges::copy_if(all.rows, std::inserter(differing, differing.end()),
                          [](auto const& each) { return each.second.differs(); });
     for (int i = 1; i < looks && !differing.empty(); ++i) {

@@ -39,9 +39,11 @@ struct ChipRow {
 };
 
 struct ChipRows {
-    Hardware::ChipType chip;
     /// By table, array element and entry.
-    std::map<std::tuple<std::string, U32, U32>, ChipRow> rows;
+    using ByPlace = std::map<std::tuple<std::string, U32, U32>, ChipRow>;
+
+    Hardware::ChipType chip;
+    ByPlace rows;
     /// How many changes are not in the rows yet.
     U64 waiting = 0;
 };
