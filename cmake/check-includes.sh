@@ -22,8 +22,8 @@ find $folders page demo tools \( -name '*.h' -o -name '*.cpp' \) -print 2>/dev/n
         level["page"] = count + 1
         level["demo"] = count + 2
         level["tools"] = count + 3
-        # What the commands of the demo share with all others; no command, and no line of options.
-        split("Commands Failure Files Live Messages Terminal", shared, " ")
+        # What the commands of the demo share with all others: no command.
+        split("Command Commands Context Failure Files Live Messages Terminal", shared, " ")
         for (i in shared) {
             forDemo["tools/" shared[i] ".h"]
         }

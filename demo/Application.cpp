@@ -2,14 +2,15 @@
 /// asks.
 
 #include "demo/ChipDriver.h"
-#include "demo/Demo.h"
 #include "demo/Family.h"
 #include "forms/Diagnostics.h"
 #include "forms/Entries.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "link/LockFile.h"
+#include "platform/Hardware/Loam/VtAppId.h"
 #include "reflect/Text.h"
+#include "tools/Commands.h"
 #include "tools/Live.h"
 #include "tools/Messages.h"
 #include "tools/Terminal.h"
@@ -30,6 +31,30 @@ using namespace Hardware::LoamTunnel;
 using namespace Kor::NboAttrLog;
 
 namespace {
+
+struct DriverOptions {
+    std::string address;
+    std::string chip;
+    /// Which of the switch's chips it is, 0 to 127.
+    U32 fap = 0;
+    std::string image;
+    Sync sync = Sync::full;
+};
+
+struct ApplicationOptions {
+    std::string address;
+    Loam::VtAppId app{};
+    /// For which of the switch's chips.
+    U32 fap = 0;
+    std::vector<std::string> files;
+    /// Kinds of entries to take from the files; all when empty.
+    std::vector<std::string> kinds;
+    /// How many of the requests are taken back at the end.
+    U64 withdraw = 0;
+    /// The time between two requests.
+    std::chrono::milliseconds pace{0};
+    std::chrono::milliseconds timeout{60'000};
+};
 
 /// What an application asks for of one family, each request by its number.
 class Asking {
@@ -273,8 +298,7 @@ private:
     std::vector<Request> withdrawn_;
 };
 
-} // namespace
-
+/// Owns the tables of a chip, and places what applications ask for (demo/ChipDriver.h).
 void driver(Context& context, DriverOptions const& options) {
     auto const chip = chipNumber(options.chip);
     auto const address = serverAddressOf(options.address);
@@ -326,6 +350,7 @@ void driver(Context& context, DriverOptions const& options) {
                   std::to_string(driver->refused()) + " requests were refused");
 }
 
+/// Asks a driver for what the entries of files say: a LIF each, or two out-ACs or VLAN edits.
 void application(Context& context, ApplicationOptions const& options) {
     Kor::Link::Loop loop;
     Messages messages(context);
@@ -410,5 +435,67 @@ void application(Context& context, ApplicationOptions const& options) {
     connector.close("done");
     loop.runFor(std::chrono::milliseconds(1));
 }
+
+Loam::VtAppId applicationNamed(std::string const& name) {
+    std::vector<std::string> known;
+    for (Kor::Enumerator const& each : Kor::enumerators<Loam::VtAppId>) {
+        if (each.name == name) {
+            return static_cast<Loam::VtAppId>(each.number);
+        }
+        known.emplace_back(each.name);
+    }
+    throw WrongUsage("no application " + shown(name) + suggest(name, known));
+}
+
+} // namespace
+
+Command const driverCommand = tool::Row<DriverOptions>{
+    .name = "driver",
+    .does = "Own the tables of a chip, and place what applications ask for",
+    .takes =
+        [](Takes& takes, DriverOptions& options) {
+            takes.socket(options.address);
+            takes.chip(options.chip).required();
+            takes.option("--image", options.image, "FILE", "The file that stands for the chip's tables")
+                .required();
+            takes.number("--fap", options.fap, "Which of the switch's chips it is, 0 to 127 (default: 0)",
+                         127);
+            takes.choice<Sync>("--sync", options.sync,
+                               {{"full", Sync::full}, {"normal", Sync::normal}, {"off", Sync::off}}, "HOW",
+                               "no way",
+                               "What an answer waits for: full, its place is on the disk; normal or off, the "
+                               "last ones\n"
+                               "may be lost if the machine fails (default: full)");
+        },
+    .run = driver,
+    .more = "It takes a LifAppConfig pushed as lifConfig, an OutAcAppConfig as outAcConfig and an\n"
+            "EvecAppConfig as evecConfig, and offers these with lifStatus, outAcStatus and evecStatus to be "
+            "read.\n"
+            "The places are kept in a database beside the image, FILE.db; the image is made from it.",
+};
+
+Command const applicationCommand = tool::Row<ApplicationOptions>{
+    .name = "application",
+    .does = "Ask a driver for the entries of files",
+    .takes =
+        [](Takes& takes, ApplicationOptions& options) {
+            takes.socket(options.address);
+            takes
+                .option(
+                    "-a,--app", [&options](std::string const& name) { options.app = applicationNamed(name); }, "APP",
+                    "Who asks, such as vtAppMpls")
+                .required();
+            takes
+                .list("-f,--file", options.files, "FILE",
+                      "Entries, one a line, as encode takes them; with commas between several files")
+                .required();
+            takes.number("--fap", options.fap, "For which of the switch's chips, 0 to 127 (default: 0)", 127);
+            takes.list("--kind", options.kinds, "KIND", "Take the entries of this kind (default: all)");
+            takes.number("--withdraw", options.withdraw, "Take so many of the requests back at the end");
+            takes.number("--pace", options.pace, "Milliseconds between two requests (default: 0)");
+            takes.number("--timeout", options.timeout, "Give up after so many milliseconds (default: 60000)");
+        },
+    .run = application,
+};
 
 } // namespace tool

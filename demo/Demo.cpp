@@ -1,14 +1,13 @@
 /// `loamtunnel demo`: the way of requests from applications over a driver into the image of a chip, between
 /// real processes, some of which are killed on the way if asked for.
 
-#include "demo/Demo.h"
-
 #include "demo/Child.h"
 #include "demo/ChipImage.h"
 #include "demo/Family.h"
 #include "forms/Entries.h"
 #include "forms/Values.h"
 #include "model/LoamTunnelModel.h"
+#include "tools/Commands.h"
 #include "tools/Live.h"
 
 #include <algorithm>
@@ -32,6 +31,15 @@ using namespace Kor::NboAttrLog;
 namespace {
 
 namespace fs = std::filesystem;
+
+struct DemoOptions {
+    std::string chip = "8";
+    /// Where empty, the examples of the source or of the installed program.
+    std::vector<std::string> files{};
+    std::string folder;
+    std::vector<std::string> kill;
+    Output output;
+};
 
 struct Member {
     Loam::VtAppId app;
@@ -457,9 +465,9 @@ private:
     std::vector<Child> applications_;
 };
 
-} // namespace
-
-void demo(Context& context, DemoOptions options) {
+/// Runs a driver and applications, and compares what is in the chip with what was asked for.
+void demo(Context& context, DemoOptions const& given) {
+    DemoOptions options = given;
     if (options.files.empty()) {
         options.files = examples();
     }
@@ -482,5 +490,27 @@ void demo(Context& context, DemoOptions options) {
     }
     context.note("the two images are the same");
 }
+
+} // namespace
+
+Command const demoCommand = tool::Row<DemoOptions>{
+    .name = "demo",
+    .does = "Show requests on their way from applications to a chip, between processes",
+    .takes =
+        [](Takes& takes, DemoOptions& options) {
+            takes.chip(options.chip, "Chip model: 3, 4, 5, 7, 8, 9 or 10 (default: 8)");
+            takes.list("-f,--file", options.files, "FILE",
+                       "Entries, one a line, with commas between several files (default: the examples)");
+            takes.option("--folder", options.folder, "FOLDER",
+                         "Where images and logs stay (default: nowhere)");
+            takes
+                .list(
+                    "--kill", options.kill, "WHO",
+                    "Run again, kill driver, application or both (driver,application) half-way, and compare")
+                .oneOf({"driver", "application"}, "cannot kill");
+            takes.output(options.output, " (default: table)");
+        },
+    .run = demo,
+};
 
 } // namespace tool

@@ -12,9 +12,12 @@
 #include "fuzz/Sessions.h"
 #include "link/Listener.h"
 #include "runtime/PlainText.h"
+#include "tools/Commands.h"
 #include "tools/Completion.h"
-#include "tools/LiveCommands.h"
+#include "tools/Live.h"
+#include "tools/Results.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -102,6 +105,14 @@ void tree(tool::Output const& output, std::string_view records, std::ostream& ou
     demuxer->close("done");
 }
 
+/// A command alone: the whole program would be made anew for each input.
+void run(tool::Command const& command, tool::Context& context, std::vector<std::string> words) {
+    CLI::App app;
+    command.addTo(app, context);
+    std::ranges::reverse(words); // it wants the last one first
+    app.parse(std::move(words));
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
@@ -139,21 +150,21 @@ extern "C" int LLVMFuzzerTestOneInput(char const* data, std::size_t size) {
     tool::Context context{in, out, err, false, false, 0, -1, -1, -1, live};
     tool::Output output;
     output.format = static_cast<tool::Format>(command / 8 % 4);
+    char const* const formats[]{"--format=table", "--format=table", "--format=json", "--format=csv"};
+    std::string const format = formats[command / 8 % 4];
     bool isRecords = false;
     try {
         switch (command % 8) {
         case 0:
-            tool::stats(context, {live->options(), "", "", 0, output});
+            run(tool::statsCommand, context, {"stats", format});
             break;
         case 1:
-        case 2: {
-            tool::TraceOptions options;
-            options.live = live->options();
-            options.output = output;
-            options.records = isRecords = command % 8 == 2;
-            tool::trace(context, options);
+            run(tool::traceCommand, context, {"trace", format});
             break;
-        }
+        case 2:
+            isRecords = true;
+            run(tool::traceCommand, context, {"trace", "--records", format});
+            break;
         case 3:
             completer->forget();
             for (char const* const line : {"schema A", "trace L", "get x"}) {

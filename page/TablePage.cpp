@@ -1,10 +1,11 @@
 #include "page/TablePage.h"
 
+#include "forms/Json.h"
+#include "forms/Text.h"
 #include "page/Embedded.h"
 #include "tables/TableInfos.h"
 
-#include <cstdio>
-#include <nlohmann/json.hpp>
+#include <ostream>
 
 namespace page {
 
@@ -13,64 +14,65 @@ namespace {
 using Hardware::FieldInfo;
 using Hardware::FieldPlace;
 using Hardware::TableInfo;
-using Json = nlohmann::ordered_json;
-
-std::string hex(U32 number, int digits) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%0*x", digits, number);
-    return text;
-}
+using Kor::Forms::hex;
+using Kor::Forms::JsonWriter;
 
 /// Of a row on one chip: a field is [number, lowest bit, width].
-Json formJson(TableInfo const& table, U32 chip, U32 variant, LanesOf const& lanesOf) {
-    Json lanes = Json::array();
+void writeForm(JsonWriter& json, TableInfo const& table, U32 chip, U32 variant, LanesOf const& lanesOf) {
+    json.beginObject().key("lanes").beginArray();
     for (auto const& lane : lanesOf(table, chip, variant)) {
-        Json& fields = lanes.emplace_back(Json::array());
+        json.beginArray();
         for (FieldPlace const& place : lane) {
-            fields.push_back({place.field - table.fields.data(), place.lo(), U32{place.at.width}});
+            auto const number = static_cast<U32>(place.field - table.fields.data());
+            json.beginArray().number(number).number(place.lo()).number(place.at.width).end();
         }
+        json.end();
     }
     auto const& geometry = *table.geometry(chip, variant);
-    return {{"lanes", std::move(lanes)},           {"entries", geometry.entries},
-            {"array", geometry.arrayElements},     {"base", hex(geometry.base, 8)},
-            {"block", hex(geometry.blockBase, 2)}, {"blocks", U32{geometry.maxIdentifier} + 1}};
+    json.end().number("entries", geometry.entries).number("array", geometry.arrayElements);
+    json.string("base", hex(geometry.base, 8)).string("block", hex(geometry.blockBase, 2));
+    json.number("blocks", U32{geometry.maxIdentifier} + 1).end();
 }
 
-Json tableJson(TableInfo const& table, LanesOf const& lanesOf) {
-    Json fields = Json::array();
-    for (FieldInfo const& field : table.fields) {
-        fields.push_back({field.name, field.id, field.type, field.typeBytes});
-    }
-    Json names = Json::array();
+void writeTable(JsonWriter& json, TableInfo const& table, LanesOf const& lanesOf) {
+    json.beginObject().string("name", table.name).number("words", table.words);
+    json.boolean("anyVariant", table.ignoresVariant).key("variants").beginArray();
     for (U32 variant = 0; variant < table.variantBound; ++variant) {
-        names.push_back(table.variantName(variant));
+        json.string(table.variantName(variant));
     }
-    Json chips = Json::object();
+    json.end().key("fields").beginArray();
+    for (FieldInfo const& field : table.fields) {
+        json.beginArray()
+            .string(field.name)
+            .number(field.id)
+            .string(field.type)
+            .number(field.typeBytes)
+            .end();
+    }
+    json.end().key("chips").beginObject();
     for (U32 chip = 0; chip < Hardware::layout::chipBound; ++chip) {
-        Json forms = Json::array();
-        for (U32 variant = 0; variant < table.variants(chip); ++variant) {
-            forms.push_back(formJson(table, chip, variant, lanesOf));
-        }
-        if (!forms.empty()) {
-            chips[std::to_string(chip)] = std::move(forms);
+        if (table.variants(chip) != 0) {
+            json.key(std::to_string(chip)).beginArray();
+            for (U32 variant = 0; variant < table.variants(chip); ++variant) {
+                writeForm(json, table, chip, variant, lanesOf);
+            }
+            json.end();
         }
     }
-    return {
-        {"name", table.name},           {"words", table.words},        {"anyVariant", table.ignoresVariant},
-        {"variants", std::move(names)}, {"fields", std::move(fields)}, {"chips", std::move(chips)}};
+    json.end().end();
 }
 
 } // namespace
 
-std::string tablePage(LanesOf const& lanesOf) {
-    Json data = Json::array();
+void printTablePage(std::ostream& out, LanesOf const& lanesOf) {
+    out << embedded::beforeData;
+    JsonWriter json(out);
+    json.beginArray();
     for (TableInfo const& table : Hardware::tableInfos()) {
-        data.push_back(tableJson(table, lanesOf));
+        writeTable(json, table, lanesOf);
     }
-    std::string text(embedded::beforeData);
-    text += data.dump();
-    text += embedded::afterData;
-    return text;
+    json.end();
+    out << embedded::afterData;
 }
 
 } // namespace page

@@ -4,7 +4,7 @@
 /// and puts it together again. It stands alone: data, style and script are in it, and it asks nothing of the
 /// network.
 ///
-///     std::cout << page::tablePage([](Hardware::TableInfo const& table, U32 chip, U32 variant) { ... });
+///     page::printTablePage(std::cout, [](Hardware::TableInfo const& table, U32 chip, U32 variant) { ... });
 ///
 /// What it shows is told behind the # of its address, so that a link leads to it:
 /// `tables.html#table=LifTable&chip=8&variant=1&against=5&find=vsi&field=vsi&row=0x64,0x0,0x0,0x3`.
@@ -15,7 +15,7 @@
 #include "chip/TableInfo.h"
 
 #include <functional>
-#include <string>
+#include <iosfwd>
 #include <vector>
 
 namespace page {
@@ -26,7 +26,7 @@ using Kor::U32;
 using Lanes = std::vector<std::vector<Hardware::FieldPlace>>;
 using LanesOf = std::function<Lanes(Hardware::TableInfo const& table, U32 chip, U32 variant)>;
 
-/// The page. Calls `lanesOf` once for each table, chip and variant that there is.
-std::string tablePage(LanesOf const& lanesOf);
+/// Calls `lanesOf` once for each table, chip and variant that there is.
+void printTablePage(std::ostream& out, LanesOf const& lanesOf);
 
 } // namespace page

@@ -3,7 +3,8 @@
 #include "tools/Audit.h"
 
 #include "demo/ChipImage.h"
-#include "tools/LiveCommands.h"
+#include "tools/Command.h"
+#include "tools/Commands.h"
 
 #include <algorithm>
 #include <chrono>
@@ -215,6 +216,18 @@ ChipRows lasting(Live& live, std::string const& image) {
     return all;
 }
 
+/// Compares what should be in a chip with what is.
+struct AuditOptions {
+    LiveOptions live;
+    /// What is there is read from this file; where empty, the driver says it.
+    std::string image;
+    /// 0 for once.
+    std::chrono::seconds every{0};
+    /// How often; 0 for no end.
+    U32 rounds = 0;
+    Output output;
+};
+
 /// One comparison; whether nothing differs.
 bool auditOnce(Context& context, AuditOptions const& options, RowPrinter& printer) {
     Connection connection(context, options.live, "audit");
@@ -237,8 +250,6 @@ bool auditOnce(Context& context, AuditOptions const& options, RowPrinter& printe
     context.note(said);
     return differing == 0;
 }
-
-} // namespace
 
 void audit(Context& context, AuditOptions const& options) {
     bool const isRepeated = options.every.count() != 0;
@@ -283,5 +294,26 @@ void audit(Context& context, AuditOptions const& options) {
     }
     context.status = hasLooked ? status : failure.value_or(status);
 }
+
+} // namespace
+
+Command const auditCommand = Row<AuditOptions>{
+    .name = "audit",
+    .does = "Compare the rows that should be in a chip with those that are",
+    .takes =
+        [](Takes& takes, AuditOptions& options) {
+            takes.option("--image", options.image, "FILE",
+                         "Read what is there from this chip image (default: what the driver reads)");
+            Option const every = takes.number(
+                "--every", options.every, "Look again every so many seconds, also when the driver was away");
+            takes.number("--rounds", options.rounds, "End after so many looks (default: with SIGINT)")
+                .needs(every);
+            takes.live(options.live);
+            takes.output(options.output, " (default: table); with --every, JSON has an object a line");
+        },
+    .run = audit,
+    .more = "A difference is told when three looks have found it. The exit status is 3 when there is one.",
+    .isInShell = true,
+};
 
 } // namespace tool

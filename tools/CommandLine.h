@@ -19,6 +19,9 @@ std::string typeOf(CLI::Option const& option);
 /// A text without the line breaks that a terminal's help has.
 std::string flowing(std::string text);
 
+/// What is wrong with a command line that was not understood, and where to look.
+std::string refusalOf(CLI::App& app, CLI::ParseError const& error);
+
 /// One of a few words, which choicesOf() an option with it gives. The refusal of another one begins with
 /// `refusal`.
 CLI::Validator oneOf(std::vector<std::string> const& known, std::string const& refusal);

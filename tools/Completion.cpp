@@ -4,6 +4,7 @@
 #include "forms/Text.h"
 
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 #include <utility>
 
@@ -176,20 +177,32 @@ Argument argumentNamed(std::string_view name) {
     return found == all.end() ? Argument::other : found->second;
 }
 
+Json schemaOf(Live& live) {
+    constexpr int most = 1000; // of answers, if a peer's have no end
+    Json schema = live.ask("schema", "");
+    Json answer = schema;
+    std::string last;
+    for (int i = 0; i < most; ++i) {
+        Json const* const after = answer.find("after");
+        if (after == nullptr || after->text == last) {
+            break;
+        }
+        last = after->text;
+        answer = live.ask("schema", last);
+        for (auto& [name, json] : schema.members) {
+            if (name == "types") {
+                std::ranges::copy(answer.at("types").members, std::back_inserter(json.members));
+            }
+        }
+    }
+    std::erase_if(schema.members, [](auto const& each) { return each.first == "after"; });
+    return schema;
+}
+
 Vocabulary const& Completer::vocabulary(Live& live) {
     if (!std::exchange(isAsked_, true)) {
         try {
-            constexpr int most = 1000; // of answers, if a peer's have no end
-            std::string after;
-            for (int i = 0; i < most; ++i) {
-                Json const answer = live.ask("schema", after);
-                vocabulary_.add(answer.at("types"));
-                Json const* const next = answer.find("after");
-                if (next == nullptr || next->text == after) {
-                    break;
-                }
-                after = next->text;
-            }
+            vocabulary_.add(schemaOf(live).at("types"));
         } catch (NoConnection const&) {
             isAsked_ = false;
             throw;
@@ -197,10 +210,7 @@ Vocabulary const& Completer::vocabulary(Live& live) {
             vocabulary_ = {};
         }
     }
-    if (!vocabulary_.isEmpty()) {
-        return vocabulary_;
-    }
-    return Vocabulary::own();
+    return vocabulary_.isEmpty() ? Vocabulary::own() : vocabulary_;
 }
 
 Completion Completer::at(std::string_view before, Live& live) {

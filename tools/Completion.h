@@ -47,6 +47,9 @@ private:
     std::map<std::string, Json, std::less<>> types_;
 };
 
+/// The peer's types, as printSchemaJson() prints them. Refused where it tells none.
+Json schemaOf(Live& live);
+
 /// What a command takes, in the order of its words.
 enum class Argument { path, condition, value, type, facility, request, entry, text, root, other };
 struct CommandWords {
@@ -54,6 +57,9 @@ struct CommandWords {
     std::vector<Argument> arguments;
     std::vector<std::string> options;
 };
+
+/// The commands that a shell has, and what each takes.
+std::vector<CommandWords> shellCommands(Context& context);
 
 /// What a word of that name on a command line is: all commands call what they take alike.
 Argument argumentNamed(std::string_view name);

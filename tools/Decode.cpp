@@ -1,85 +1,37 @@
+#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/Failure.h"
 
-#include <algorithm>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
 namespace tool {
 
-RowLine parseRowLine(std::string_view text, RowOptions options) {
-    std::vector<std::string_view> hexWords;
-    for (std::string_view const word : split(text)) {
-        std::size_t const sign = word.find('=');
-        std::string_view const key = word.substr(0, std::min(sign, word.size()));
-        if (sign == word.npos) {
-            hexWords.push_back(word);
-        } else if (key == "chip") {
-            options.chip = word.substr(sign + 1);
-        } else if (key == "table") {
-            options.table = word.substr(sign + 1);
-        } else if (key == "variant") {
-            std::optional<U64> const number = parseNumber(word.substr(sign + 1));
-            if (!number || *number > 255) {
-                throw Refused("'" + shown(word) + "' is no variant; one is a number of at most 255");
-            }
-            options.variant = static_cast<U32>(*number);
-        } else {
-            throw Refused("'" + shown(word) +
-                          "' is not expected; a row is chip=8 table=LifTable variant=1 and its words");
-        }
-    }
-    if (options.chip.empty()) {
-        throw Refused("which chip? Put chip=8 before the words, or give --chip");
-    }
-    RowForm const form = options.form();
-    return {form, parseWords(form, join(hexWords))};
-}
+namespace {
 
-void writeRow(JsonWriter& json, RowForm const& form, Words const& words) {
-    json.number("chip", U32{form.chip}).string("table", form.table->name).number("variant", form.variant);
-    json.key("words").beginArray();
-    for (U32 const word : words) {
-        json.string(hex(word, 8));
-    }
-    json.end();
-}
+struct DecodeOptions {
+    RowOptions row;
+    std::vector<std::string> words;
+    std::string file;
+    bool check = false;
+    bool nonzero = false;
+    Output output;
+};
 
-Cell valueCell(FieldValue const& field) {
-    constexpr U32 wide = 8;
-    return field.isRaw()                          ? Cell(field.text())
-           : field.place.field->typeBytes == wide ? Cell::wide(field.number())
-                                                  : Cell(field.number());
-}
-
-void writeFields(JsonWriter& json, DecodedRow const& row, bool nonzero) {
-    json.key("fields").beginArray();
-    for (FieldValue const& field : row.fields) {
-        if (!nonzero || !field.isZero()) {
-            json.beginObject()
-                .string("name", field.place.field->name)
-                .number("hi", field.place.hi())
-                .number("lo", field.place.lo());
-            valueCell(field).write(json.key("value"));
-            json.end();
-        }
+void requireGoodUse(DecodeOptions const& options) {
+    if (options.words.empty() == options.file.empty()) {
+        throw WrongUsage("decode takes either the words of a row or --file FILE");
     }
-    json.end();
-}
-
-std::string fieldsText(DecodedRow const& row, bool nonzero) {
-    std::string text;
-    for (FieldValue const& field : row.fields) {
-        if (!nonzero || !field.isZero()) {
-            text += placeText(field.place) + ": " + field.text() + '\n';
-        }
+    if (options.file.empty() && options.row.chip.empty()) {
+        throw WrongUsage("decode needs --chip CHIP");
     }
-    return text;
+    if (options.check && (options.output.format != Format::text || options.nonzero)) {
+        throw WrongUsage("--check prints no fields; it goes with no --format and no --nonzero");
+    }
 }
 
 void decode(Context& context, DecodeOptions const& options) {
+    requireGoodUse(options);
     RowPrinter listing(context.out, {"where", "chip", "table", "variant", "field", "hi", "lo", "value"},
                        options.output);
     JsonWriter json(context.out, true);
@@ -158,5 +110,32 @@ void decode(Context& context, DecodeOptions const& options) {
         listing.end();
     }
 }
+
+} // namespace
+
+Command const decodeCommand = Row<DecodeOptions>{
+    .name = "decode",
+    .does = "Take a row apart into its fields",
+    .takes =
+        [](Takes& takes, DecodeOptions& options) {
+            takes.option(
+                "words", options.words, "",
+                "The row's 32-bit words in hexadecimal, word 0 first, 0x or not, between blanks or commas");
+            takes.option(
+                "-f,--file", options.file, "FILE",
+                "Read rows from a file, one a line: chip=8 table=LifTable variant=1 and the words; what a\n"
+                "line does not say is taken from the options; - is the standard input");
+            takes.chip(options.row.chip);
+            takes.row(options.row);
+            takes.flag("--nonzero", options.nonzero, "Leave out fields that are 0");
+            takes.flag("--check", options.check,
+                       "Print no fields, but put each row together again from them and compare");
+            takes.output(options.output, "; without it, a line a field, name[hi:lo]: value");
+        },
+    .run = decode,
+    .more = "The last line names the set bits that no field owns.\n\n"
+            "  loamtunnel decode --chip 8 --variant 1 0x00000064 0x00140000 0x00000000 0x00000003\n"
+            "  loamtunnel encode -a -f examples/lifs.txt --rows | loamtunnel decode --file - --check",
+};
 
 } // namespace tool

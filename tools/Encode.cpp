@@ -1,6 +1,7 @@
 #include "forms/Entries.h"
+#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/Failure.h"
+#include "tools/RowLine.h"
 #include "tools/Terminal.h"
 
 #include <algorithm>
@@ -17,6 +18,19 @@ namespace {
 
 using Hardware::ChipType;
 
+struct EncodeOptions {
+    std::vector<std::string> words;
+    std::string file;
+    std::vector<std::string> chips;
+    bool allChips = false;
+    std::optional<U32> entry;
+    U32 array = 0;
+    U32 identifier = 0;
+    bool rows = false;
+    bool nonzero = false;
+    Output output;
+};
+
 /// One row that is done, with all that a listing says of it.
 struct Result {
     std::string where;
@@ -30,7 +44,7 @@ struct Result {
 class EncodePrinter {
 public:
     EncodePrinter(Context& context, EncodeOptions const& options)
-        : cononeLine(context), options_(options), json_(context.out, true),
+        : context_(context), options_(options), json_(context.out, true),
           rows_(context.out,
                 {"where", "entry", "chip", "table", "variant", "words", "row", "array", "identifier",
                  "address", "block", "aux"},
@@ -42,7 +56,7 @@ public:
 
     void print(Result const& result) {
         if (options_.rows) {
-            cononeLine.out << rowLine(result.row) << '\n';
+            context_.out << rowLine(result.row) << '\n';
         } else if (options_.output.format == Format::text) {
             printText(result);
         } else if (isJson()) {
@@ -55,7 +69,7 @@ public:
     void finish() {
         if (isJson()) {
             json_.end();
-            cononeLine.out << '\n';
+            context_.out << '\n';
         } else if (!options_.rows && options_.output.format != Format::text) {
             rows_.end();
         }
@@ -66,7 +80,7 @@ private:
 
     void printText(Result const& result) {
         RowForm const& form = result.row.form;
-        std::ostream& out = cononeLine.out;
+        std::ostream& out = context_.out;
         out << (first_ ? "" : "\n");
         first_ = false;
         if (options_.output.headings) {
@@ -79,8 +93,8 @@ private:
         if (result.address) {
             out << "address: " << hex(result.address->address, 8) << " block "
                 << hex(result.address->block, 2) << " aux " << hex(result.address->aux, 2) << " (entry "
-                << *result.entry << ", array " << options_.place.array << ", identifier "
-                << options_.place.identifier << ")\n";
+                << *result.entry << ", array " << options_.array << ", identifier " << options_.identifier
+                << ")\n";
         }
         out << fieldsText(decodeRow(form, result.row.words), options_.nonzero);
     }
@@ -92,8 +106,8 @@ private:
         cells.resize(12);
         if (result.address) {
             cells[6] = *result.entry;
-            cells[7] = options_.place.array;
-            cells[8] = options_.place.identifier;
+            cells[7] = options_.array;
+            cells[8] = options_.identifier;
             cells[9] = hex(result.address->address, 8);
             cells[10] = hex(result.address->block, 2);
             cells[11] = hex(result.address->aux, 2);
@@ -109,8 +123,8 @@ private:
         json_.string("entry", result.text);
         writeRow(json_, result.row.form, result.row.words);
         if (result.address) {
-            json_.number("row", *result.entry).number("array", options_.place.array);
-            json_.number("identifier", options_.place.identifier)
+            json_.number("row", *result.entry).number("array", options_.array);
+            json_.number("identifier", options_.identifier)
                 .string("address", hex(result.address->address, 8));
             json_.string("block", hex(result.address->block, 2)).string("aux", hex(result.address->aux, 2));
         }
@@ -118,38 +132,41 @@ private:
         json_.end();
     }
 
-    Context& cononeLine;
+    Context& context_;
     EncodeOptions const& options_;
     JsonWriter json_;
     RowPrinter rows_;
     bool first_ = true;
 };
 
-std::vector<ChipType> chipsOf(EncodeOptions const& options) {
-    if (options.allChips) {
-        return supportedChips();
+void requireGoodUse(EncodeOptions const& options) {
+    if (options.words.empty() == options.file.empty()) {
+        throw WrongUsage("encode takes either an entry, such as AradLifAcMp vsi=100, or --file FILE");
     }
-    std::vector<ChipType> chips;
-    for (std::string const& chip : options.chips) {
-        chips.push_back(chipNumber(chip));
+    if (options.chips.empty() != options.allChips) {
+        throw WrongUsage("encode takes either --chip CHIP or --all-chips");
     }
-    return chips;
+    if (!options.entry && (options.array != 0 || options.identifier != 0)) {
+        throw WrongUsage("--array and --identifier say where a row is, which takes --entry N, too");
+    }
+    if (options.rows && (options.output.format != Format::text || options.nonzero || options.entry)) {
+        throw WrongUsage("--rows prints the words alone; it goes with no --format, --nonzero or --entry");
+    }
 }
 
-} // namespace
-
 void encode(Context& context, EncodeOptions const& options) {
-    std::vector<ChipType> const chips = chipsOf(options);
+    requireGoodUse(options);
+    std::vector<ChipType> const chips = options.allChips ? supportedChips() : chipNumbers(options.chips);
     EncodePrinter printer(context, options);
     // A row for each line, also for one that is refused, so that mending it moves no other.
-    U64 next = options.place.entry.value_or(0);
+    U64 next = options.entry.value_or(0);
     // By kind and field: the first loss in words, and how many there are.
     std::map<std::pair<std::string, std::string>, std::pair<std::string, U64>> told;
     Progress progress(context, Progress::unlessResults);
     auto const encodeOne = [&](std::string const& text, std::string const& where) {
         U64 const entryIndex = next++;
         progress.step([&] {
-            return std::to_string(entryIndex - options.place.entry.value_or(0)) + " entries encoded; reads " +
+            return std::to_string(entryIndex - options.entry.value_or(0)) + " entries encoded; reads " +
                    where;
         });
         Entry const entry = parseEntry(text);
@@ -159,10 +176,10 @@ void encode(Context& context, EncodeOptions const& options) {
         for (ChipType const chip : chips) {
             try {
                 Result result{where, oneLine, encodeEntry(entry, chip), {}, {}};
-                if (options.place.entry) {
+                if (options.entry) {
                     result.entry = entryIndex;
                     result.address =
-                        addressOf(result.row.form, entryIndex, options.place.array, options.place.identifier);
+                        addressOf(result.row.form, entryIndex, options.array, options.identifier);
                 }
                 for (EncodedRow::Loss const& loss : result.row.losses) {
                     auto const at =
@@ -198,6 +215,11 @@ void encode(Context& context, EncodeOptions const& options) {
     }
 }
 
+struct KindsOptions {
+    std::string kind;
+    Output output;
+};
+
 void kinds(Context& context, KindsOptions const& options) {
     Listing listing({"kind", "table", "variant", "field", "bits", "most", "words"});
     for (Kind const& kind : allKinds()) {
@@ -212,5 +234,53 @@ void kinds(Context& context, KindsOptions const& options) {
     }
     listing.print(context.out, options.output);
 }
+
+} // namespace
+
+Command const encodeCommand = Row<EncodeOptions>{
+    .name = "encode",
+    .does = "Turn entries into the rows of a chip",
+    .takes =
+        [](Takes& takes, EncodeOptions& options) {
+            takes.option(
+                "entry", options.words, "",
+                "The entry: its kind, then field=value, such as AradLifAcMp vsi=100 vlanEditVid1=20; or a\n"
+                "value in text form, as `loamtunnel value` prints it");
+            takes.option("-f,--file", options.file, "FILE",
+                         "Read entries from a file, one a line, # starts a comment; - is the standard input");
+            takes.chips(options.chips,
+                        "Chip models out of 3, 4, 5, 7, 8, 9 and 10, with commas between several");
+            takes.flag("-a,--all-chips", options.allChips, "Encode for every chip");
+            takes.number("-e,--entry", options.entry,
+                         "Row number of the first entry, for the SCHAN address; the next lines take the rows "
+                         "after it");
+            takes.number("--array", options.array, "Array element of the rows (default: 0)");
+            takes.number("--identifier", options.identifier,
+                         "Which of the table's blocks, from 0 (default: 0)");
+            takes.flag("--nonzero", options.nonzero, "Leave out fields that are 0");
+            takes.flag("--rows", options.rows,
+                       "Print each row on one line, as `loamtunnel decode --file` reads it");
+            takes.output(options.output, "; without it, each row as a paragraph");
+        },
+    .run = encode,
+    .more = "Fields are set in the order given and refused when too large. The exit status is 1 when an\n"
+            "entry was refused; the others are encoded all the same.\n\n"
+            "  loamtunnel encode --chip 8 AradLifAcMp vsi=100 vlanEditVid1=20\n"
+            "  loamtunnel encode --chip 8 \"Value('Hardware::LoamTunnel::AradLifEntry', ** {'lifType': "
+            "'lifAcMp',\n"
+            "    'dword0': 100, 'dword1': 0})\"\n"
+            "  loamtunnel encode --all-chips --entry 100 --file examples/lifs.txt",
+};
+
+Command const kindsCommand = Row<KindsOptions>{
+    .name = "kinds",
+    .does = "List the kinds of entries with the fields that they take",
+    .takes =
+        [](Takes& takes, KindsOptions& options) {
+            takes.option("kind", options.kind, "", "One of them, such as AradLifAcMp (default: all)");
+            takes.output(options.output, " (default: table)");
+        },
+    .run = kinds,
+};
 
 } // namespace tool

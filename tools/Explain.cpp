@@ -1,7 +1,8 @@
 /// `loamtunnel explain`: the way of a request from who asks for it down to its row, or where it ends.
 
 #include "tools/Audit.h"
-#include "tools/LiveCommands.h"
+#include "tools/Command.h"
+#include "tools/Commands.h"
 
 #include <array>
 #include <cstdlib>
@@ -147,14 +148,20 @@ bool isWhole(Json const& answer) {
     return whole;
 }
 
-} // namespace
+/// Where a request stands: its path, or what is asked for.
+struct ExplainOptions {
+    LiveOptions live;
+    /// With blanks between them.
+    std::vector<std::string> what;
+    bool isJson = false;
+};
 
 void explain(Context& context, ExplainOptions const& options) {
     Connection connection(context, options.live, "explain");
     Json const answer = askDriver(connection.live(), "explain", join(options.what));
     requireExplained(answer);
     std::ostringstream text; // all of it, or nothing
-    if (options.output.format == Format::json) {
+    if (options.isJson) {
         writeJson(text, answer);
     } else {
         writeText(text, answer);
@@ -164,5 +171,27 @@ void explain(Context& context, ExplainOptions const& options) {
         context.status = notThereStatus;
     }
 }
+
+} // namespace
+
+Command const explainCommand = Row<ExplainOptions>{
+    .name = "explain",
+    .does = "Say where a request to a driver stands, down to its row",
+    .takes =
+        [](Takes& takes, ExplainOptions& options) {
+            takes
+                .option("what", options.what, "KEY",
+                        "What is asked for, such as 'AradLifAcMp vsi=100', or its path, such as\n"
+                        "'lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]'")
+                .required()
+                .expected(1, 1000);
+            takes.live(options.live);
+            takes.flag("--json", options.isJson, "Print the answer as JSON");
+        },
+    .run = explain,
+    .more = "The exit status is 4 where the way ends before the row.\n\n"
+            "  loamtunnel explain 'EvecKey fapMask=0 index=4'",
+    .isInShell = true,
+};
 
 } // namespace tool

@@ -1,6 +1,8 @@
 #include "page/TablePage.h"
+#include "tools/Command.h"
 #include "tools/Commands.h"
 #include "tools/Diagram.h"
+#include "tools/RowLine.h"
 
 #include <algorithm>
 #include <ostream>
@@ -15,6 +17,17 @@ using Hardware::FieldInfo;
 using Hardware::FieldPlace;
 using Hardware::TableInfo;
 using Hardware::layout::Position;
+
+struct LayoutOptions {
+    RowOptions row;
+    std::vector<std::string> diff;
+    bool svg = false;
+    bool wavedrom = false;
+    bool html = false;
+    /// Of all tables and chips, as far as `row` names none.
+    bool all = false;
+    Output output;
+};
 
 Cell rangeCell(FieldInfo const& field, Position at) {
     if (at.width == 0) {
@@ -37,7 +50,7 @@ std::string changeText(Position from, Position to) {
 void diff(Context& context, LayoutOptions const& options) {
     ChipType const from = chipNumber(options.diff[0]);
     ChipType const to = chipNumber(options.diff[1]);
-    TableInfo const& table = tableNamed(options.row.table);
+    TableInfo const& table = tableNamed(options.row.tableName());
     U32 first = 0;
     U32 bound = std::max(table.variants(from), table.variants(to));
     if (options.row.variant) {
@@ -66,7 +79,7 @@ void all(Context& context, LayoutOptions const& options) {
     RowOptions const& given = options.row;
     std::vector<ChipType> const chips =
         given.chip.empty() ? supportedChips() : std::vector{chipNumber(given.chip)};
-    TableInfo const* const only = given.table.empty() ? nullptr : &tableNamed(given.table);
+    TableInfo const* const only = given.table ? &tableNamed(*given.table) : nullptr;
     RowPrinter printer(context.out, {"chip", "table", "variant", "field", "id", "type", "hi", "lo", "width"},
                        options.output);
     bool isAny = false;
@@ -93,11 +106,18 @@ void all(Context& context, LayoutOptions const& options) {
     printer.end();
 }
 
-} // namespace
-
 void layout(Context& context, LayoutOptions const& options) {
+    if ((options.svg || options.wavedrom || options.html) && options.output.format != Format::text) {
+        throw WrongUsage("--svg, --wavedrom and --html each have a form of their own, without --format");
+    }
+    if (options.all && (options.svg || options.wavedrom || options.html || !options.diff.empty())) {
+        throw WrongUsage("--all lists fields; it goes with no --svg, --wavedrom, --html or --diff");
+    }
+    if (options.row.chip.empty() && options.diff.empty() && !options.html && !options.all) {
+        throw WrongUsage("layout needs --chip CHIP, --diff CHIP CHIP, --all or --html");
+    }
     if (options.html) {
-        context.out << page::tablePage([](TableInfo const& table, U32 chip, U32 variant) {
+        page::printTablePage(context.out, [](TableInfo const& table, U32 chip, U32 variant) {
             return Diagram(rowForm(table.name, static_cast<ChipType>(chip), variant)).lanes();
         });
         return;
@@ -128,5 +148,42 @@ void layout(Context& context, LayoutOptions const& options) {
         listing.print(context.out, options.output);
     }
 }
+
+} // namespace
+
+Command const layoutCommand = Row<LayoutOptions>{
+    .name = "layout",
+    .does = "Draw the bits of a row, or compare two chips",
+    .takes =
+        [](Takes& takes, LayoutOptions& options) {
+            Option const chip = takes.chip(options.row.chip);
+            takes.row(options.row);
+            Option const svg = takes.flag("--svg", options.svg, "Draw as SVG");
+            Option const wavedrom =
+                takes.flag("--wavedrom", options.wavedrom, "Print as JSON for WaveDrom's bit fields")
+                    .excludes({svg});
+            takes.flag("--all", options.all,
+                       "List the fields of all tables on all chips in all variants, or of those that are "
+                       "given");
+            Option const html = takes
+                                    .flag("--html", options.html,
+                                          "Print a page for a browser that draws all tables on all chips")
+                                    .excludes({chip, svg, wavedrom});
+            takes
+                .option("--diff", options.diff, "CHIP CHIP",
+                        "Compare two chips: fields moved, grown, shrunk, appeared, gone; in all variants, "
+                        "unless one\n"
+                        "is given")
+                .expected(2, 2)
+                .excludes({chip, svg, wavedrom, html});
+            takes.output(options.output, " the fields, without a diagram");
+        },
+    .run = layout,
+    .more = "  loamtunnel layout --chip 8 --variant 4\n"
+            "  loamtunnel layout --table EvecTable --chip 8 --svg >evec.svg\n"
+            "  loamtunnel layout --table LifTable --diff 5 8\n"
+            "  loamtunnel layout --all --json >layouts.json\n"
+            "  loamtunnel layout --html >tables.html",
+};
 
 } // namespace tool

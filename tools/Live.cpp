@@ -292,4 +292,15 @@ Connection::Connection(Context& context, LiveOptions const& options, std::string
     : live_(context.live != nullptr ? shared(*context.live, options)
                                     : own_.emplace(options, name, &context)) {}
 
+std::pair<std::string, std::optional<std::string>> parseWait(std::string const& text) {
+    Nesting nesting;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (nesting.step(text[i]) && text[i] == '=') {
+            return {std::string(trimmed(std::string_view(text).substr(0, i))),
+                    std::string(trimmed(std::string_view(text).substr(i + 1)))};
+        }
+    }
+    return {text, std::nullopt};
+}
+
 } // namespace tool

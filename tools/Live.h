@@ -12,7 +12,7 @@
 #include "forms/Json.h"
 #include "forms/Path.h"
 #include "link/Connector.h"
-#include "tools/Commands.h"
+#include "tools/Context.h"
 #include "tools/Failure.h"
 #include "tools/Listing.h"
 
@@ -22,6 +22,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tool {
@@ -139,5 +140,8 @@ private:
     std::optional<Live> own_;
     Live& live_;
 };
+
+/// `PATH=VALUE`, cut at the first = outside of quotes and brackets.
+std::pair<std::string, std::optional<std::string>> parseWait(std::string const& text);
 
 } // namespace tool

@@ -1,8 +1,8 @@
 #include "attrlog/Recording.h"
 #include "attrlog/session/Session.h"
 #include "forms/RecordView.h"
+#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/Failure.h"
 #include "tools/Streams.h"
 #include "tools/Terminal.h"
 
@@ -20,6 +20,17 @@ namespace tool {
 namespace {
 
 using namespace Kor::NboAttrLog;
+
+/// The recordings of attribute logs, attrlog/Recording.h.
+struct LogOptions {
+    std::vector<std::string> files;
+    /// The side whose bytes are looked at: "accepting" or "connecting"; empty for both.
+    std::string side;
+    /// Microseconds of the recording; what comes before the first is told as the state that it leads to.
+    std::optional<U64> from, until;
+    int more = 0;
+    Output output;
+};
 
 char const* sideText(Side side) {
     return side == Side::accepting ? "accepting" : "connecting";
@@ -276,8 +287,7 @@ State stateOf(Context& context, std::string const& file, LogOptions const& optio
     return state;
 }
 
-} // namespace
-
+/// Seconds, with at most six digits behind a point, in microseconds.
 U64 parseTime(std::string const& option, std::string_view text) {
     std::string_view const whole = text.substr(0, text.find('.'));
     std::string part(text.substr(std::min(whole.size() + 1, text.size())));
@@ -440,5 +450,86 @@ void logDiff(Context& context, LogOptions const& options) {
     }
     listing.print(context.out, options.output);
 }
+
+/// What all but `record` take.
+void takeFiles(Takes& takes, LogOptions& options, int files = 1) {
+    takes.option("file", options.files, "FILE", "The recording").required().expected(files, files);
+    takes
+        .option("--side", options.side, "SIDE",
+                "Only what that side has sent: accepting or connecting (default: both)")
+        .oneOf({"accepting", "connecting"}, "no side");
+    takes.output(options.output, " (default: table)");
+}
+
+void takeTime(Takes& takes, std::string const& name, std::optional<U64>& time, char const* text) {
+    takes.option(
+        name.c_str(), [&time, name](std::string const& given) { time = parseTime(name, given); }, "TIME",
+        text);
+}
+
+void takeEnd(Takes& takes, LogOptions& options) {
+    takeTime(takes, "--until", options.until, "Look at nothing that came after that time");
+    takes.form(options.output);
+}
+
+Command const logShowCommand = Row<LogOptions>{
+    .name = "show",
+    .does = "List the records in the order in which they were sent",
+    .takes =
+        [](Takes& takes, LogOptions& options) {
+            takeFiles(takes, options);
+            takes.flag("-m,--more", options.more, "More of each record; twice, its bytes as well");
+            takeTime(
+                takes, "--from", options.from,
+                "Begin at that time, in seconds as they are listed, with the state that there was before");
+            takeEnd(takes, options);
+        },
+    .run = logShow,
+};
+
+Command const logCheckCommand = Row<LogOptions>{
+    .name = "check",
+    .does = "Say whether the recording is sound, or where it is not",
+    .takes = [](Takes& takes, LogOptions& options) { takeFiles(takes, options); },
+    .run = logCheck,
+};
+
+Command const logReplayCommand = Row<LogOptions>{
+    .name = "replay",
+    .does = "Print the state that the records lead to",
+    .takes =
+        [](Takes& takes, LogOptions& options) {
+            takeFiles(takes, options);
+            takeTime(takes, "--from", options.from,
+                     "Print what each had before that time, too, in a column `before`");
+            takeEnd(takes, options);
+        },
+    .run = logReplay,
+};
+
+Command const logDiffCommand = Row<LogOptions>{
+    .name = "diff",
+    .does = "Print what differs between the states that two recordings lead to",
+    .takes =
+        [](Takes& takes, LogOptions& options) {
+            takeFiles(takes, options, 2);
+            takeEnd(takes, options);
+        },
+    .run = logDiff,
+};
+
+} // namespace
+
+Command const logCommand{
+    .name = "log",
+    .does = "Record an attribute log, and look at a recorded one",
+    .takes = nullptr,
+    .more = "The exit status is 1 when a recording is unsound, and 3 when diff finds a difference.\n\n"
+            "  loamtunnel log record lif.loamlog --for 10\n"
+            "  loamtunnel log show lif.loamlog -m\n"
+            "  loamtunnel log show lif.loamlog --from 1.5 --until 2\n"
+            "  loamtunnel log replay lif.loamlog --side connecting --json",
+    .below = {&logShowCommand, &logCheckCommand, &logReplayCommand, &logDiffCommand, &logRecordCommand},
+};
 
 } // namespace tool

@@ -1,6 +1,11 @@
+/// `loamtunnel log record`
+
+#include "attrlog/Recording.h"
 #include "link/Connector.h"
+#include "tools/Command.h"
+#include "tools/Commands.h"
 #include "tools/Files.h"
-#include "tools/LiveCommands.h"
+#include "tools/Live.h"
 
 #include <ext/stdio_filebuf.h>
 #include <fcntl.h>
@@ -18,6 +23,18 @@ using namespace Kor::NboAttrLog;
 
 namespace {
 
+struct LogRecordOptions {
+    LiveOptions live;
+    std::string file;
+    /// Write over what is there.
+    bool force = false;
+    std::vector<std::string> roots;
+    unsigned seconds = 0;
+    /// End as soon as all roots are here.
+    bool once = false;
+    U64 most = RecordingOut::defaultMost;
+};
+
 /// A recording may hold what is nobody else's business, and is never mixed with another file.
 File fileFor(LogRecordOptions const& options) {
     if (File old = openRegular(options.file, O_RDWR)) {
@@ -31,8 +48,6 @@ File fileFor(LogRecordOptions const& options) {
     }
     return makeRegular(options.file);
 }
-
-} // namespace
 
 void logRecord(Context& context, LogRecordOptions const& options) {
     Kor::Link::Address const address = addressOf(options.live.address);
@@ -144,5 +159,24 @@ void logRecord(Context& context, LogRecordOptions const& options) {
         context.status = notThereStatus;
     }
 }
+
+} // namespace
+
+Command const logRecordCommand = Row<LogRecordOptions>{
+    .name = "record",
+    .does = "Record a connection to a process that serves",
+    .takes =
+        [](Takes& takes, LogRecordOptions& options) {
+            takes.option("file", options.file, "FILE", "The recording, a new file").required();
+            takes.flag("--force", options.force, "Write over a file that is there");
+            takes.option("roots", options.roots, "ROOT", "What to ask for, such as lifStatus (default: all)");
+            takes.number("--for", options.seconds,
+                         "End after so many seconds (default: with SIGINT, or with the connection)");
+            takes.flag("--once", options.once, "End when all that is asked for is here");
+            takes.number("--most", options.most, "End when the file has so many bytes (default: 1 GiB)");
+            takes.live(options.live);
+        },
+    .run = logRecord,
+};
 
 } // namespace tool

@@ -16,7 +16,7 @@
 /// As long as this exists trace records go the same way. One thread, but for trace records.
 
 #include "runtime/Trace.h"
-#include "tools/Commands.h"
+#include "tools/Context.h"
 #include "tools/Journal.h"
 
 #include <chrono>

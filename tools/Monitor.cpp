@@ -1,11 +1,14 @@
-#include "tools/Monitor.h"
+/// `loamtunnel monitor`: the state of a live tree, and then each change as it comes.
 
 #include "link/Connector.h"
-#include "tools/LiveCommands.h"
+#include "tools/BoundedLines.h"
+#include "tools/Command.h"
+#include "tools/Commands.h"
+#include "tools/Live.h"
+#include "tools/Results.h"
 
 #include <cstdlib>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -19,85 +22,17 @@ namespace tool {
 
 using namespace Kor::NboAttrLog;
 
-BoundedLines::BoundedLines(std::ostream& out, std::size_t most)
-    : out_(out), most_(most), room_(most), writer_([this] { write(); }) {}
-
-BoundedLines::~BoundedLines() {
-    {
-        std::lock_guard const lock(mutex_);
-        ends_ = true;
-    }
-    changed_.notify_one();
-    writer_.join();
-}
-
-void BoundedLines::add(std::string line) {
-    {
-        std::lock_guard const lock(mutex_);
-        if (room_ == 0) {
-            ++lost_;
-            ++allLost_;
-            return;
-        }
-        --room_;
-        lines_.push_back(std::move(line));
-    }
-    changed_.notify_one();
-}
-
-void BoundedLines::addAll(std::vector<std::string> lines) {
-    {
-        std::lock_guard const lock(mutex_);
-        std::move(lines.begin(), lines.end(), std::back_inserter(lines_));
-    }
-    changed_.notify_one();
-}
-
-bool BoundedLines::drain(std::chrono::milliseconds most) {
-    std::unique_lock lock(mutex_);
-    ends_ = true;
-    changed_.notify_one();
-    return ended_.wait_for(lock, most, [this] { return hasEnded_; });
-}
-
-bool BoundedLines::isBroken() const {
-    std::lock_guard const lock(mutex_);
-    return isBroken_;
-}
-
-U64 BoundedLines::lost() const {
-    std::lock_guard const lock(mutex_);
-    return allLost_;
-}
-
-void BoundedLines::write() {
-    std::unique_lock lock(mutex_);
-    for (;;) {
-        changed_.wait(lock, [this] { return ends_ || !lines_.empty(); });
-        std::deque<std::string> taken;
-        taken.swap(lines_);
-        room_ = most_;
-        U64 const lost = std::exchange(lost_, 0);
-        bool const isLast = ends_;
-        lock.unlock();
-        for (std::string const& line : taken) {
-            out_ << Kor::plainText(line) << '\n';
-        }
-        if (lost != 0) {
-            out_ << "-- " << lost << " lines lost\n";
-        }
-        out_.flush();
-        lock.lock();
-        isBroken_ = isBroken_ || !out_;
-        if (isLast) {
-            hasEnded_ = true;
-            ended_.notify_one();
-            return;
-        }
-    }
-}
-
 namespace {
+
+struct MonitorOptions {
+    LiveOptions live;
+    std::vector<std::string> paths;
+    ChangeFilter filter;
+    std::size_t buffer = 10'000;
+    Output output;
+    /// 0 for no end.
+    unsigned seconds = 0;
+};
 
 /// The roots that are watched, over any number of connections.
 class Monitoring {
@@ -274,8 +209,6 @@ void monitorOver(Context& context, Live& live, MonitorOptions const& options) {
     finish(context, monitoring, lines);
 }
 
-} // namespace
-
 void monitor(Context& context, MonitorOptions const& options) {
     if (context.live != nullptr) {
         monitorOver(context, *context.live, options);
@@ -310,5 +243,29 @@ void monitor(Context& context, MonitorOptions const& options) {
     }
     finish(context, monitoring, lines);
 }
+
+} // namespace
+
+Command const monitorCommand = Row<MonitorOptions>{
+    .name = "monitor",
+    .does = "Print the state of a live tree, then each change",
+    .takes =
+        [](Takes& takes, MonitorOptions& options) {
+            takes.option("paths", options.paths, "", "Places to watch, such as lifStatus (default: all)");
+            takes.filter(options.filter);
+            takes.option("--kind", options.filter.kind, "KIND", "Show changes of this kind: set or del")
+                .oneOf({"set", "del"}, "no kind");
+            takes.number(
+                "--buffer", options.buffer,
+                "How many lines may wait for a slow terminal; more are lost and counted (default: 10000)");
+            takes.number("--for", options.seconds, "End after so many seconds (default: with SIGINT)");
+            takes.live(options.live);
+            takes.output(options.output, "; without it, lines; JSON has an object a line");
+            takes.form(options.output);
+        },
+    .run = monitor,
+    .more = "A connection that is lost is made again; lines with -- in front tell of it.",
+    .isInShell = true,
+};
 
 } // namespace tool

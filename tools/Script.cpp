@@ -1,6 +1,8 @@
 #include "tools/Script.h"
 
-#include "tools/LiveCommands.h"
+#include "tools/Command.h"
+#include "tools/Commands.h"
+#include "tools/Live.h"
 #include "tools/Streams.h"
 
 #include <algorithm>
@@ -181,6 +183,16 @@ std::string scriptHelp() {
            "  loamtunnel run examples/requests.txt";
 }
 
+namespace {
+
+struct ScriptOptions {
+    std::string file;
+    bool keepGoing = false;
+    /// Over a live tree, where there is an address.
+    LiveOptions live;
+    Output output;
+};
+
 void runScript(Context& context, ScriptOptions const& options) {
     auto const all = [&](Script& script) {
         withInput(context, options.file, [&](std::istream& stream, std::string const& name) {
@@ -205,5 +217,26 @@ void runScript(Context& context, ScriptOptions const& options) {
     all(script);
     live.deliver();
 }
+
+} // namespace
+
+Command const runCommand = Row<ScriptOptions>{
+    .name = "run",
+    .does = "Make objects and drive them, by a script",
+    .takes =
+        [](Takes& takes, ScriptOptions& options) {
+            takes.option("file", options.file, "FILE", "The script; - is the standard input").required();
+            takes.flag("-k,--keep-going", options.keepGoing,
+                       "Run the lines after one that failed; the exit status is 1 all the same");
+            takes.option(
+                "-s,--socket", options.live.address, "ADDRESS",
+                "Run it over what the process at that address serves, /path, unix:/path, tcp:PORT or\n"
+                "tcp:HOST:PORT; what it sets is delivered at its end");
+            takes.output(options.output, "; without it, lines; JSON has an object a line");
+            takes.form(options.output);
+        },
+    .run = runScript,
+    .more = scriptHelp(),
+};
 
 } // namespace tool

@@ -1,8 +1,10 @@
 /// `loamtunnel shell`: the commands on a live tree over one connection, a line each.
 
+#include "tools/Command.h"
+#include "tools/Commands.h"
+#include "tools/Completion.h"
 #include "tools/LineEditor.h"
-#include "tools/LiveCommands.h"
-#include "tools/Options.h"
+#include "tools/Live.h"
 #include "tools/Script.h"
 #include "tools/Streams.h"
 #include "tools/Terminal.h"
@@ -181,11 +183,12 @@ private:
 
 } // namespace
 
-void addShell(CLI::App& app, Context& context) {
-    auto* const command = app.add_subcommand("shell", "Look at a live tree and change it, a command a line");
-    auto const options = std::make_shared<ShellOptions>();
-    addLive(*command, context, options->live);
-    command->footer(
+Command const shellCommand = Row<ShellOptions>{
+    .name = "shell",
+    .does = "Look at a live tree and change it, a command a line",
+    .takes = [](Takes& takes, ShellOptions& options) { takes.live(options.live); },
+    .run = [](Context& context, ShellOptions const& options) { Shell(context, options).run(); },
+    .more =
         "Commands: tree, get, set, del, wait, monitor, sync, explain, audit, stats, trace and schema, as "
         "they are outside, "
         "with\n"
@@ -197,8 +200,7 @@ void addShell(CLI::App& app, Context& context) {
         "too; the exit status is then that of the first one that failed, and the others are done all the "
         "same.\n\n"
         "  loamtunnel shell\n"
-        "  printf '%s\\n' 'get lif.appConfig' 'stats' | loamtunnel shell");
-    command->callback([&context, options] { Shell(context, *options).run(); });
-}
+        "  printf '%s\\n' 'get lif.appConfig' 'stats' | loamtunnel shell",
+};
 
 } // namespace tool

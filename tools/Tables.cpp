@@ -1,5 +1,5 @@
+#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/Failure.h"
 
 #include <string>
 #include <vector>
@@ -37,7 +37,7 @@ void addTable(Listing& listing, TableInfo const& table, ChipType chip) {
 /// A variant that has the geometry of all, where they agree.
 RowForm formForAddress(RowOptions const& options) {
     RowOptions chosen = options;
-    TableInfo const& table = tableNamed(options.table);
+    TableInfo const& table = tableNamed(options.tableName());
     ChipType const chip = chipNumber(options.chip);
     if (!options.variant) {
         chosen.variant = 0;
@@ -50,15 +50,14 @@ RowForm formForAddress(RowOptions const& options) {
     return chosen.form();
 }
 
-} // namespace
+struct TablesOptions {
+    std::vector<std::string> chips;
+    Output output;
+};
 
 void tables(Context& context, TablesOptions const& options) {
     Listing listing({"chip", "table", "variants", "words", "entries", "array", "base", "block", "blocks"});
-    std::vector<ChipType> chips;
-    for (std::string const& chip : options.chips) {
-        chips.push_back(chipNumber(chip));
-    }
-    for (ChipType const chip : chips.empty() ? supportedChips() : chips) {
+    for (ChipType const chip : options.chips.empty() ? supportedChips() : chipNumbers(options.chips)) {
         for (TableInfo const& table : Hardware::tableInfos()) {
             addTable(listing, table, chip);
         }
@@ -66,15 +65,59 @@ void tables(Context& context, TablesOptions const& options) {
     listing.print(context.out, options.output);
 }
 
+struct AddressOptions {
+    RowOptions row;
+    std::vector<U64> entries;
+    U32 array = 0;
+    U32 identifier = 0;
+    Output output;
+};
+
 void address(Context& context, AddressOptions const& options) {
     Listing listing({"chip", "table", "array", "identifier", "entry", "address", "block", "aux"});
     RowForm const form = formForAddress(options.row);
-    for (U32 const entry : options.entries) {
+    for (U64 const entry : options.entries) {
         Address const at = addressOf(form, entry, options.array, options.identifier);
         listing.add({U32{form.chip}, form.table->name, options.array, options.identifier, entry,
                      hex(at.address, 8), hex(at.block, 2), hex(at.aux, 2)});
     }
     listing.print(context.out, options.output);
 }
+
+} // namespace
+
+Command const tablesCommand = Row<TablesOptions>{
+    .name = "tables",
+    .does = "List the tables with their size and address",
+    .takes =
+        [](Takes& takes, TablesOptions& options) {
+            takes.chips(options.chips, "Chip models (default: all)");
+            takes.output(options.output, " (default: table)");
+        },
+    .run = tables,
+    .more = "Words are the 32-bit words of a row; entries count the rows of one array element. A row's\n"
+            "address is base + element x entries + entry, in one of so many blocks from the first on.\n\n"
+            "  loamtunnel tables --chip 8",
+};
+
+Command const addrCommand = Row<AddressOptions>{
+    .name = "addr",
+    .does = "Give the SCHAN address of rows",
+    .takes =
+        [](Takes& takes, AddressOptions& options) {
+            takes
+                .numbers("entries", options.entries, "", "no row number",
+                         "Row numbers within the array element")
+                .required();
+            takes.chip(options.row.chip).required();
+            takes.row(options.row);
+            takes.number("--array", options.array, "Array element (default: 0)");
+            takes.number("--identifier", options.identifier,
+                         "Which of the table's blocks, from 0 (default: 0)");
+            takes.output(options.output, " (default: table)");
+        },
+    .run = address,
+    .more = "  loamtunnel addr --chip 8 --array 1 5",
+};
 
 } // namespace tool

@@ -7,7 +7,7 @@
 ///
 /// Texts may come from a peer: they are made plain and cut to the width of the terminal.
 
-#include "tools/Commands.h"
+#include "tools/Context.h"
 
 #include <chrono>
 #include <string>

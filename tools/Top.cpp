@@ -1,7 +1,9 @@
 /// `loamtunnel top`: the connections of a process at a glance, again and again.
 
-#include "tools/LiveCommands.h"
-#include "tools/Options.h"
+#include "tools/Command.h"
+#include "tools/Commands.h"
+#include "tools/Live.h"
+#include "tools/Results.h"
 #include "tools/Terminal.h"
 
 #include <algorithm>
@@ -55,7 +57,7 @@ std::vector<Column> const& columns() {
 }
 
 /// What a peer's counters add up to, a number a column. One that is no number, or not there, is 0.
-struct Row {
+struct PeerRow {
     std::string peer;
     std::vector<U64> numbers;
 };
@@ -65,7 +67,7 @@ constexpr std::chrono::milliseconds mostApart{1000};
 
 struct Sample {
     SteadyClock::time_point time = SteadyClock::now();
-    std::vector<Row> rows{};
+    std::vector<PeerRow> rows{};
     /// Of the whole process, in words.
     std::string process{};
 
@@ -75,7 +77,7 @@ struct Sample {
             return json == nullptr ? U64{0} : parseNumber(json->text).value_or(0);
         };
         for (auto const& [none, peer] : answer.at("peers").members) {
-            Row row{peer.at("peer").text, {}};
+            PeerRow row{peer.at("peer").text, {}};
             for (Column const& column : columns()) {
                 U64 sum = 0;
                 for (std::string const& counter : column.counters) {
@@ -97,11 +99,11 @@ struct Sample {
 
     /// The rows with growth in place of sums where a column wants that. Peers of one name are told apart by
     /// their order, in which they have come.
-    std::vector<Row> since(Sample const& before) const {
+    std::vector<PeerRow> since(Sample const& before) const {
         std::chrono::duration<double> const passed = time - before.time;
-        std::vector<Row> result = rows;
+        std::vector<PeerRow> result = rows;
         std::vector<bool> isTaken(before.rows.size());
-        for (Row& row : result) {
+        for (PeerRow& row : result) {
             std::size_t at = 0;
             while (at < before.rows.size() && (isTaken[at] || before.rows[at].peer != row.peer)) {
                 ++at;
@@ -126,12 +128,12 @@ struct Sample {
 };
 
 /// By name, or by a number with the greatest first.
-void sortBy(std::vector<Row>& rows, std::string const& column) {
-    std::ranges::stable_sort(rows, {}, &Row::peer);
+void sortBy(std::vector<PeerRow>& rows, std::string const& column) {
+    std::ranges::stable_sort(rows, {}, &PeerRow::peer);
     auto const found = std::ranges::find(columns(), column, &Column::name);
     if (found != columns().end()) {
         auto const at = static_cast<std::size_t>(found - columns().begin());
-        std::ranges::stable_sort(rows, std::greater(), [at](Row const& row) { return row.numbers[at]; });
+        std::ranges::stable_sort(rows, std::greater(), [at](PeerRow const& row) { return row.numbers[at]; });
     }
 }
 
@@ -258,14 +260,14 @@ private:
     }
 
     void print(Sample const& now, Sample const& before) {
-        std::vector<Row> rows = now.since(before);
+        std::vector<PeerRow> rows = now.since(before);
         sortBy(rows, sort_);
         std::string const time = timeNow();
         std::optional<Listing> listing;
         if (isPage_) {
             listing.emplace(headings());
         }
-        for (Row const& row : rows) {
+        for (PeerRow const& row : rows) {
             std::vector<Cell> cells{row.peer};
             cells.insert(cells.end(), row.numbers.begin(), row.numbers.end());
             if (isPage_) {
@@ -301,38 +303,45 @@ private:
     std::optional<Live> live_;
 };
 
-} // namespace
-
-void addTop(CLI::App& app, Context& context) {
-    auto* const command = app.add_subcommand("top", "Watch the connections of a process at a glance");
-    auto const options = std::make_shared<TopOptions>();
+std::vector<std::string> sortable() {
     std::vector<std::string> names{"peer"};
     for (Column const& column : columns()) {
         names.push_back(column.name);
     }
-    addChoice(*command, "--sort", options->sort, names,
-              "By which column: " + enumerate(names, "or") + " (default: records/s)", "COLUMN", "column");
-    addNumber(
-        *command, "--every",
-        [options](U32 n) { options->every = std::chrono::milliseconds(std::max(n, 50u)); },
-        "How many milliseconds from one look to the next (default: 1000)", 3'600'000);
-    command->add_flag("--once", options->once, "Print one table, of what has been done between two looks");
-    addLive(*command, context, options->live);
-    addOutput(*command, options->output, "; JSON has an object a line");
-    command->footer(
+    return names;
+}
+
+} // namespace
+
+Command const topCommand = Row<TopOptions>{
+    .name = "top",
+    .does = "Watch the connections of a process at a glance",
+    .takes =
+        [](Takes& takes, TopOptions& options) {
+            takes
+                .option("--sort", options.sort, "COLUMN",
+                        "By which column: " + enumerate(sortable(), "or") + " (default: records/s)")
+                .oneOf(sortable(), "no column");
+            takes.number(
+                "--every", [&options](U32 n) { options.every = std::chrono::milliseconds(std::max(n, 50u)); },
+                "How many milliseconds from one look to the next (default: 1000)", 3'600'000);
+            takes.flag("--once", options.once, "Print one table, of what has been done between two looks");
+            takes.live(options.live);
+            takes.output(options.output, "; JSON has an object a line");
+        },
+    .run = [](Context& context, TopOptions const& options) { Top(context, options).run(); },
+    .more =
         "On a terminal a page is refreshed in place; s sorts it by the next column, q ends it. Elsewhere a "
         "row\n"
         "is printed for each connection at each look. The connection with the most comes first. A "
         "connection\n"
         "that is lost is made again.\n\n"
-        "Marks are changes that wait for room now, most as many as there ever were, merged those that were\n"
-        "made again meanwhile, full how often there was no room, refused and unknown records of the peer.\n\n"
+        "Marks are changes that wait for room now, most as many as there ever were, merged those that "
+        "were\n"
+        "made again meanwhile, full how often there was no room, refused and unknown records of the "
+        "peer.\n\n"
         "  loamtunnel top --sort marks\n"
-        "  loamtunnel top --once --json");
-    command->callback([&context, options] {
-        options->output.colour = context.colourOut;
-        Top(context, *options).run();
-    });
-}
+        "  loamtunnel top --once --json",
+};
 
 } // namespace tool

@@ -2,7 +2,10 @@
 
 #include "runtime/Trace.h"
 
-#include "tools/LiveCommands.h"
+#include "tools/Command.h"
+#include "tools/Commands.h"
+#include "tools/Live.h"
+#include "tools/Results.h"
 #include "tools/Streams.h"
 
 #include <algorithm>
@@ -17,6 +20,28 @@
 namespace tool {
 
 namespace {
+
+/// Which trace records are shown; what is empty takes all.
+struct TraceFilter {
+    /// Patterns of the shell.
+    std::string facility{}, unit{}, function{};
+    std::vector<U64> levels{};
+    /// Part of the text.
+    std::string text{};
+};
+struct TraceOptions {
+    LiveOptions live;
+    TraceFilter filter;
+    /// What to set at the facility.
+    std::string words;
+    bool records = false;
+    bool follow = false;
+    /// Records are read from there, and no process is asked.
+    std::string file;
+    /// 0 for no end.
+    unsigned seconds = 0;
+    Output output;
+};
 
 /// Refused where it is no number.
 U64 numberAt(Json const& json, std::string_view name) {
@@ -232,9 +257,26 @@ void levelsOfProcess(Context& context, TraceOptions const& options) {
     listing.print(context.out, options.output);
 }
 
-} // namespace
+void requireGoodUse(TraceOptions const& options) {
+    TraceFilter const& asked = options.filter;
+    if (!options.records && !options.follow && options.file.empty()) {
+        if (asked.facility.empty() != options.words.empty()) {
+            throw WrongUsage("to set levels give both a facility and --set, such as LoamTunnelTypes --set "
+                             "on,+8; records are asked for with --records, --follow or --file");
+        }
+        if (!asked.levels.empty() || !asked.unit.empty() || !asked.function.empty() || !asked.text.empty()) {
+            throw WrongUsage("--level, --unit, --function and --text choose records: give --records, "
+                             "--follow or --file, too");
+        }
+    }
+    Format const format = options.output.format;
+    if (options.follow && format != Format::text && format != Format::json) {
+        throw WrongUsage("--follow prints lines, or --json: a table or CSV is for what has an end");
+    }
+}
 
 void trace(Context& context, TraceOptions const& options) {
+    requireGoodUse(options);
     if (!options.file.empty()) {
         recordsOfFile(context, options);
     } else if (options.records || options.follow) {
@@ -243,5 +285,49 @@ void trace(Context& context, TraceOptions const& options) {
         levelsOfProcess(context, options);
     }
 }
+
+} // namespace
+
+Command const traceCommand = Row<TraceOptions>{
+    .name = "trace",
+    .does = "Show or set the trace levels of a process, and read its trace records or those of a file",
+    .takes =
+        [](Takes& takes, TraceOptions& options) {
+            TraceFilter& filter = options.filter;
+            takes.option("facility", filter.facility, "",
+                         "A facility to set, such as LoamTunnelTypes; of records, a pattern");
+            Option const set =
+                takes.option("--set", options.words, "WORDS",
+                             "What to set: on, off, +LEVEL, -LEVEL, with commas between several");
+            Option const records =
+                takes.flag("-r,--records", options.records, "Print the records that the process has kept")
+                    .excludes({set});
+            Option const follow =
+                takes.flag("-f,--follow", options.follow, "The same, and then each one as it comes")
+                    .excludes({set});
+            takes
+                .option("--file", options.file, "FILE",
+                        "Read what a process has written to stderr instead; - is stdin")
+                .excludes({set, records, follow});
+            takes
+                .numbers("--level", filter.levels, "N", "no level",
+                         "Levels to show, with commas between several")
+                .excludes({set});
+            takes.option("--unit", filter.unit, "PATTERN", "Source files to show, a pattern").excludes({set});
+            takes.option("--function", filter.function, "PATTERN", "Functions to show, a pattern")
+                .excludes({set});
+            takes.option("--text", filter.text, "TEXT", "Show records with that in their text")
+                .excludes({set});
+            takes.number("--for", options.seconds, "End after so many seconds (default: with SIGINT)")
+                .needs(follow);
+            takes.live(options.live);
+            takes.output(options.output, " (default: lines for records, of which json has one a line)");
+        },
+    .run = trace,
+    .more = "  loamtunnel trace LoamTunnelTypes --set on,+8\n"
+            "  loamtunnel trace --follow --level 8 --text vsi\n"
+            "  driver 2>&1 | loamtunnel trace 'LoamTunnel*' --file - --json",
+    .isInShell = true,
+};
 
 } // namespace tool

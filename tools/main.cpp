@@ -1,4 +1,4 @@
-#include "tools/Commands.h"
+#include "tools/Context.h"
 #include "tools/Streams.h"
 
 #include <csignal>

@@ -1,5 +1,8 @@
+#include "tools/Live.h"
+
 #include "tests/tools/InFolder.h"
-#include "tools/LiveCommands.h"
+#include "tools/BoundedLines.h"
+#include "tools/Results.h"
 
 #include <algorithm>
 #include <condition_variable>

@@ -4,7 +4,7 @@
 #include "model/LoamTunnelModel.h"
 #include "support/Random.h"
 #include "tests/tools/Process.h"
-#include "tools/Commands.h"
+#include "tools/Context.h"
 #include "tools/Failure.h"
 
 #include <algorithm>
@@ -181,15 +181,9 @@ TEST(Log, DamagedRecordingsAreReadOrRefused) {
         std::ofstream(path, std::ios::binary) << damaged;
         std::istringstream in;
         std::ostringstream out, err;
-        tool::Context context{in, out, err};
-        tool::LogOptions options;
-        options.files = {path};
-        try {
-            tool::logReplay(context, options);
-        } catch (tool::Refused const& refusal) {
-            ++refused;
-            EXPECT_EQ(std::string(refusal.what()).find('\n'), std::string::npos);
-        }
+        refused += tool::run({"log", "replay", path}, {in, out, err}) != 0 ? 1 : 0;
+        std::string const said = err.str();
+        EXPECT_EQ(std::ranges::count(said, '\n'), said.empty() ? 0 : 1) << said;
     }
     EXPECT_GT(refused, 0);
 }

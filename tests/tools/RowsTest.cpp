@@ -4,9 +4,9 @@
 #include "platform/LoamLib/LoamLibCommonUtils.h"
 #include "support/Random.h"
 #include "support/Tables.h"
-#include "tools/Commands.h"
 #include "tools/Diagram.h"
 #include "tools/Failure.h"
+#include "tools/RowLine.h"
 
 #include <algorithm>
 #include <bit>

@@ -3,7 +3,7 @@
 
 #include "link/Listener.h"
 #include "tests/tools/InFolder.h"
-#include "tools/Commands.h"
+#include "tools/Context.h"
 
 #include <array>
 #include <csignal>

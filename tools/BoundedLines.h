@@ -1,10 +1,8 @@
 #pragma once
 
-/// `loamtunnel monitor`: the state of a live tree, and then each change as it comes.
+/// Lines for a reader who may be slow.
 
-#include "tools/Failure.h"
-#include "tools/Live.h"
-#include "tools/Results.h"
+#include "runtime/Types.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -17,7 +15,7 @@
 
 namespace tool {
 
-/// Lines for a reader who may be slow: they wait in a bounded queue, and a thread of its own writes them.
+/// They wait in a bounded queue, and a thread of its own writes them.
 /// What does not fit is lost and counted; the one that adds never waits.
 class BoundedLines {
 public:
@@ -51,16 +49,6 @@ private:
     bool hasEnded_ = false;
     bool isBroken_ = false;
     std::thread writer_;
-};
-
-struct MonitorOptions {
-    LiveOptions live;
-    std::vector<std::string> paths;
-    ChangeFilter filter;
-    std::size_t buffer = 10'000;
-    Output output;
-    /// 0 for no end.
-    unsigned seconds = 0;
 };
 
 } // namespace tool
