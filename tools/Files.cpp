@@ -35,11 +35,12 @@ File::~File() {
 bool File::read(void* to, std::size_t n, Kor::U64 at) const noexcept {
     auto* const bytes = static_cast<char*>(to);
     for (std::size_t done = 0; done < n;) {
-        ssize_t const now = ::pread(fd_, bytes + done, n - done, static_cast<off_t>(at + done));
-        if (now == 0 || (now < 0 && errno != EINTR)) {
+        ssize_t const now =
+            retried([&] { return ::pread(fd_, bytes + done, n - done, static_cast<off_t>(at + done)); });
+        if (now <= 0) {
             return false;
         }
-        done += now > 0 ? static_cast<std::size_t>(now) : 0;
+        done += static_cast<std::size_t>(now);
     }
     return true;
 }
@@ -48,11 +49,12 @@ bool File::write(void const* from, std::size_t n, Kor::U64 at) const noexcept {
     auto const* const bytes = static_cast<char const*>(from);
     errno = 0;
     for (std::size_t done = 0; done < n;) {
-        ssize_t const now = ::pwrite(fd_, bytes + done, n - done, static_cast<off_t>(at + done));
-        if (now == 0 || (now < 0 && errno != EINTR)) {
+        ssize_t const now =
+            retried([&] { return ::pwrite(fd_, bytes + done, n - done, static_cast<off_t>(at + done)); });
+        if (now <= 0) {
             return false;
         }
-        done += now > 0 ? static_cast<std::size_t>(now) : 0;
+        done += static_cast<std::size_t>(now);
     }
     return true;
 }
@@ -62,7 +64,8 @@ std::string systemFailure(std::string const& what, std::string const& path) {
 }
 
 File openRegular(std::string const& path, int flags) {
-    File file(::open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    File file(retried(
+        [&] { return ::open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
     if (!file) {
         if (errno == ENOENT) {
             return {};
@@ -80,7 +83,9 @@ File openRegular(std::string const& path, int flags) {
 
 File makeRegular(std::string const& path) {
     constexpr mode_t ownersAlone = S_IRUSR | S_IWUSR;
-    File file(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownersAlone));
+    File file(retried([&] {
+        return ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownersAlone);
+    }));
     if (!file || ::fchmod(file.fd(), ownersAlone) != 0) { // which an umask does not change
         throw Refused(systemFailure("cannot make", path));
     }

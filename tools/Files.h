@@ -11,6 +11,7 @@
 #include "runtime/Types.h"
 #include "tools/Failure.h"
 
+#include <cerrno>
 #include <string>
 #include <utility>
 
@@ -40,6 +41,16 @@ public:
 private:
     int fd_ = -1;
 };
+
+/// Makes a call of the system again as often as a signal ends it.
+template <class Call>
+auto retried(Call const& call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
 
 /// Opens with these flags of open(2), without making a file.
 File openRegular(std::string const& path, int flags);

@@ -10,10 +10,7 @@
 namespace tool {
 
 FdBuffer::int_type FdBuffer::underflow() {
-    ssize_t n = 0;
-    do {
-        n = ::read(fd_, bytes_.data(), bytes_.size());
-    } while (n < 0 && errno == EINTR);
+    ssize_t const n = retried([&] { return ::read(fd_, bytes_.data(), bytes_.size()); });
     if (n < 0) {
         throw Broken(systemFailure("cannot read", name_));
     }
@@ -24,12 +21,12 @@ FdBuffer::int_type FdBuffer::underflow() {
 FdBuffer::int_type FdBuffer::overflow(int_type c) {
     char const* at = pbase();
     while (at != pptr()) {
-        ssize_t const n = ::write(fd_, at, static_cast<std::size_t>(pptr() - at));
-        if (n < 0 && errno != EINTR) {
+        ssize_t const n = retried([&] { return ::write(fd_, at, static_cast<std::size_t>(pptr() - at)); });
+        if (n < 0) {
             setp(nullptr, nullptr); // what is lost is told of once
             throw Broken(systemFailure("cannot write", name_));
         }
-        at += n > 0 ? n : 0;
+        at += n;
     }
     setp(bytes_.data(), bytes_.data() + bytes_.size());
     return traits_type::eq_int_type(c, traits_type::eof()) ? traits_type::not_eof(c)
@@ -46,7 +43,7 @@ int FdBuffer::sync() {
 namespace {
 
 File openToRead(std::string const& path) {
-    File file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    File file(retried([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }));
     if (!file) {
         throw Refused(systemFailure("cannot read", path));
     }

@@ -22,15 +22,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-// The allocator of a sanitizer does not tell what is held, and takes memory of its own.
-#if defined(__SANITIZE_ADDRESS__)
-#define LOAM_OTHER_ALLOCATOR
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define LOAM_OTHER_ALLOCATOR
-#endif
-#endif
-
 namespace {
 
 using namespace Hardware;

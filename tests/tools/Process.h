@@ -11,6 +11,15 @@
 #include <unistd.h>
 #include <vector>
 
+// The allocator of a sanitizer does not tell what is held, and takes memory of its own.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define LOAM_OTHER_ALLOCATOR
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define LOAM_OTHER_ALLOCATOR
+#endif
+#endif
+
 namespace support {
 
 struct Outcome {
@@ -19,10 +28,16 @@ struct Outcome {
     std::string err;
 };
 
-/// The exit status is 256 and the signal when the program was killed by one.
-inline Outcome loamtunnel(std::vector<std::string> const& arguments, std::string const& input = "") {
+/// What wait() gives; 256 and the signal when the program was killed by one.
+inline int exitStatus(int result) {
+    return WIFEXITED(result) ? WEXITSTATUS(result) : 256 + WTERMSIG(result);
+}
+
+/// Variables of the environment may stand before it, `NAME=VALUE` without blanks.
+inline Outcome loamtunnel(std::vector<std::string> const& arguments, std::string const& input = "",
+                          std::string const& environment = "") {
     std::string const stem = testing::TempDir() + "loamtunnel-" + std::to_string(getpid());
-    std::string command = LOAM_PROGRAM;
+    std::string command = (environment.empty() ? "" : "env " + environment + ' ') + LOAM_PROGRAM;
     for (std::string const& argument : arguments) {
         command += " '";
         for (char const c : argument) {
@@ -39,8 +54,7 @@ inline Outcome loamtunnel(std::vector<std::string> const& arguments, std::string
         unlink((stem + end).c_str());
         return text.str();
     };
-    Outcome outcome{WIFEXITED(result) ? WEXITSTATUS(result) : 256 + WTERMSIG(result), content(".out"),
-                    content(".err")};
+    Outcome outcome{exitStatus(result), content(".out"), content(".err")};
     unlink((stem + ".in").c_str());
     return outcome;
 }
