@@ -145,14 +145,25 @@ private:
     }
 
     /// Of which there may be several, with commas between.
-    static std::vector<Candidate> choices(CLI::Option& option, std::string const& before,
-                                          std::string const& last) {
+    std::vector<Candidate> choices(CLI::Option& option, std::string const& before,
+                                   std::string const& last) const {
         std::size_t const comma =
             option.get_delimiter() == '\0' ? last.npos : last.rfind(option.get_delimiter());
         std::string const others = comma == last.npos ? "" : last.substr(0, comma + 1);
         std::string const kept = before + others;
         std::vector<Candidate> all;
-        for (std::string const& each : choicesFor(option)) {
+        std::vector<std::string> known = choicesFor(option);
+        constexpr Argument ofProcess[]{Argument::path, Argument::attribute, Argument::peer,
+                                       Argument::counter};
+        Argument const argument = argumentNamed(option.get_single_name());
+        if (std::ranges::count(ofProcess, argument) != 0) {
+            std::string const text = last.substr(others.size());
+            Completion completion = live(argument, text);
+            known = std::move(completion.words);
+            std::ranges::for_each(known,
+                                  [&](std::string& each) { each.insert(0, text, 0, completion.from); });
+        }
+        for (std::string const& each : known) {
             if (each.starts_with(last.substr(others.size()))) {
                 all.push_back({kept + each});
             }

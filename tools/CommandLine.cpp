@@ -39,9 +39,9 @@ std::string flowing(std::string text) {
 namespace {
 
 std::string refusalOf(CLI::App& app, CLI::App& command, CLI::ParseError const& error) {
-    std::string const said = flowing(error.what()), kind = error.get_name();
+    std::string const said = flowing(error.what());
     std::string const name = said.substr(0, said.find_first_of(": "));
-    if (kind == "ExtrasError") {
+    if (dynamic_cast<CLI::ExtrasError const*>(&error) != nullptr) {
         std::vector<std::string> const extra = app.remaining(true);
         auto const option = std::ranges::find_if(
             extra, [](std::string const& each) { return each.starts_with('-') && each.size() > 1; });
@@ -54,7 +54,7 @@ std::string refusalOf(CLI::App& app, CLI::App& command, CLI::ParseError const& e
         }
         return "no option " + shown(*option) + suggest(*option, known);
     }
-    if (kind == "RequiredError") {
+    if (dynamic_cast<CLI::RequiredError const*>(&error) != nullptr) {
         std::vector<std::string> below;
         for (CLI::App const* const each : commandsOf(command)) {
             below.push_back(each->get_name());
@@ -70,7 +70,7 @@ std::string refusalOf(CLI::App& app, CLI::App& command, CLI::ParseError const& e
         std::string const isWhat = name.starts_with('-') ? name + ' ' + type : type.empty() ? name : type;
         return command.get_name() + " needs " + isWhat;
     }
-    if (kind == "ArgumentMismatch") {
+    if (dynamic_cast<CLI::ArgumentMismatch const*>(&error) != nullptr) {
         CLI::Option const* const option = command.get_option_no_throw(name);
         std::string const type = option == nullptr ? "" : typeOf(*option);
         return name + (type.empty()                        ? " takes no value"
@@ -79,10 +79,10 @@ std::string refusalOf(CLI::App& app, CLI::App& command, CLI::ParseError const& e
                            ? " is to be given " + std::to_string(option->get_items_expected_min()) + " times"
                            : " takes " + type);
     }
-    if (kind == "ExcludesError") {
+    if (dynamic_cast<CLI::ExcludesError const*>(&error) != nullptr) {
         return name + " goes with no " + said.substr(said.rfind(' ') + 1);
     }
-    if (kind == "RequiresError") {
+    if (dynamic_cast<CLI::RequiresError const*>(&error) != nullptr) {
         return name + " goes with " + said.substr(said.rfind(' ') + 1);
     }
     return said.substr(0, said.find_last_not_of(' ') + 1);

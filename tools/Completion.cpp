@@ -133,6 +133,15 @@ std::vector<std::string> Vocabulary::fields(std::string const& type) const {
     return names;
 }
 
+std::vector<std::string> Vocabulary::attributes() const {
+    std::vector<std::string> names;
+    for (auto const& [name, type] : types_) {
+        Json const* const all = memberText(type, "kind") == "entity" ? type.find("attributes") : nullptr;
+        std::ranges::move(namesOf(all), std::back_inserter(names));
+    }
+    return names;
+}
+
 std::string Vocabulary::fieldType(std::string const& type, std::string_view field) const {
     Json const* const found = find(type);
     Json const* const attributes = found == nullptr ? nullptr : found->find("attributes");
@@ -169,10 +178,11 @@ Completion Completer::value(std::string const& type, std::string_view text, Live
 
 Argument argumentNamed(std::string_view name) {
     static std::map<std::string_view, Argument> const all{
-        {"path", Argument::path},    {"paths", Argument::path},  {"condition", Argument::condition},
-        {"value", Argument::value},  {"type", Argument::type},   {"facility", Argument::facility},
-        {"what", Argument::request}, {"entry", Argument::entry}, {"kind", Argument::entry},
-        {"text", Argument::text},    {"roots", Argument::root}};
+        {"path", Argument::path},           {"paths", Argument::path},  {"condition", Argument::condition},
+        {"value", Argument::value},         {"type", Argument::type},   {"facility", Argument::facility},
+        {"what", Argument::request},        {"entry", Argument::entry}, {"kind", Argument::entry},
+        {"text", Argument::text},           {"roots", Argument::root},  {"entity", Argument::path},
+        {"attribute", Argument::attribute}, {"peer", Argument::peer},   {"counter", Argument::counter}};
     auto const found = all.find(name);
     return found == all.end() ? Argument::other : found->second;
 }
@@ -231,6 +241,12 @@ Completion Completer::at(std::string_view before, Live& live) {
         }
         if (last.starts_with('-')) {
             return fitting(begin, last, command->options);
+        }
+        if (given.back().starts_with("--")) { // whose value it is, if it has one that is known
+            if (Completion all = word(argumentNamed(given.back().substr(2)), "", last, live);
+                !all.words.empty()) {
+                return shifted(std::move(all), begin);
+            }
         }
         // Which of its words it is: options are passed over, and their values with them as far as that shows.
         std::size_t number = 0;
@@ -291,6 +307,11 @@ Completion Completer::word(Argument argument, std::string const& before, std::st
         return fitting(0, text, vocabulary(live).types());
     case Argument::facility:
         return fitting(0, text, facilities(live));
+    case Argument::attribute:
+        return fitting(0, text, vocabulary(live).attributes());
+    case Argument::peer:
+    case Argument::counter:
+        return fitting(0, text, statsNames(live, argument == Argument::peer));
     default:
         return {};
     }
@@ -302,6 +323,25 @@ std::vector<std::string> Completer::facilities(Live& live) {
     for (auto const& [none, each] : answer.members) {
         names.push_back(each.at("facility").text);
     }
+    return names;
+}
+
+std::vector<std::string> Completer::statsNames(Live& live, bool ofPeers) {
+    std::vector<std::string> names;
+    Json const answer = live.ask("stats", "");
+    for (auto const& [none, peer] : answer.at("peers").members) {
+        if (ofPeers) {
+            names.push_back(peer.at("peer").text);
+            continue;
+        }
+        for (auto const& [name, value] : peer.members) {
+            names.push_back(name == "peer" ? "" : name);
+        }
+    }
+    for (auto const& [name, value] : answer.members) {
+        names.push_back(ofPeers || value.kind != Json::Kind::number ? "" : name);
+    }
+    std::erase(names, "");
     return names;
 }
 

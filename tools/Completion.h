@@ -35,6 +35,8 @@ public:
     /// The values that a text of that type may begin with: itself and those derived from it.
     std::vector<std::string> kinds(std::string const& type) const;
     std::vector<std::string> fields(std::string const& type) const;
+    /// Of all entities.
+    std::vector<std::string> attributes() const;
     /// The type of a field; empty for none.
     std::string fieldType(std::string const& type, std::string_view field) const;
     /// The end of a value's text, `AradLifAcMp vsi=1 ty`, where one of the type is wanted.
@@ -51,7 +53,21 @@ private:
 Json schemaOf(Live& live);
 
 /// What a command takes, in the order of its words.
-enum class Argument { path, condition, value, type, facility, request, entry, text, root, other };
+enum class Argument {
+    path,
+    condition,
+    value,
+    type,
+    facility,
+    request,
+    entry,
+    text,
+    root,
+    attribute,
+    peer,
+    counter,
+    other
+};
 struct CommandWords {
     std::string name;
     std::vector<Argument> arguments;
@@ -61,7 +77,8 @@ struct CommandWords {
 /// The commands that a shell has, and what each takes.
 std::vector<CommandWords> shellCommands(Context& context);
 
-/// What a word of that name on a command line is: all commands call what they take alike.
+/// What a word of that name on a command line is, or the value of an option: all commands call what they take
+/// alike.
 Argument argumentNamed(std::string_view name);
 
 class Completer {
@@ -84,6 +101,8 @@ private:
     Completion path(std::string_view text, Live& live);
     Completion value(std::string const& type, std::string_view text, Live& live);
     std::vector<std::string> facilities(Live& live);
+    /// The names of peers, or of their counters and those of the process.
+    std::vector<std::string> statsNames(Live& live, bool ofPeers);
 
     std::vector<CommandWords> commands_;
     /// Of the peer, if it tells any.

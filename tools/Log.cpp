@@ -48,7 +48,12 @@ std::string seconds(U64 microseconds) {
 class Player {
 public:
     Player(std::string file, LogOptions const& options)
-        : file_(std::move(file)), options_(options), input_(file_) {}
+        : file_(std::move(file)), options_(options), input_(file_) {
+        if (options.from && options.until && *options.from > *options.until) {
+            throw WrongUsage("--from " + seconds(*options.from) + " is after --until " +
+                             seconds(*options.until) + ": there is nothing between them");
+        }
+    }
 
     /// Calls `visit(record, microseconds)` with each. Refused where the recording or a record is unsound.
     template <class Visit>

@@ -115,7 +115,11 @@ TEST(Command, SaysInOneLineWhatIsWrong) {
         {{"tables", "--format", "xml"},
          2,
          "--format: no format xml; there are table, json and csv; see loamtunnel tables --help"},
-        {{"tables", "--colour"}, 2, "no option --colour; see loamtunnel tables --help"},
+        {{"tables", "--colour"},
+         2,
+         "no option --colour; there are -h, --help, -c, --chip, --format, --json and --no-headings; see "
+         "loamtunnel "
+         "tables --help"},
     };
     for (WrongUse const& each : cases) {
         Outcome const outcome = loamtunnel(each.arguments);

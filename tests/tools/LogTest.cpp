@@ -110,6 +110,12 @@ TEST(Log, LooksAtAPartOfTheTime) {
         EXPECT_EQ(outcome.status, 2) << time;
         EXPECT_NE(outcome.err.find("is no time in seconds, such as 1.5"), std::string::npos) << outcome.err;
     }
+    for (char const* const command : {"show", "replay"}) {
+        auto const none = loamtunnel({"log", command, path, "--from", "2", "--until", "1.5"});
+        EXPECT_EQ(none.status, 2);
+        EXPECT_EQ(none.err,
+                  "loamtunnel: --from 2.000000 is after --until 1.500000: there is nothing between them\n");
+    }
 }
 
 // What one side has mounted the other one writes, too.
