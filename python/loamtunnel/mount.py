@@ -13,7 +13,7 @@ from collections.abc import Iterator
 from . import records, schema, values, wire
 from .errors import LoamError, RangeError, StreamFault
 from .records import CHILD, MARKER, SECONDARY, UNSIZED
-from .tree import Children, Entity
+from .tree import Children, Entity, Map
 
 SYNC_MODE, ENTITY = 135, 136
 COMING, COME, ALL_COME = 2, 1, 3  # sync modes
@@ -97,9 +97,17 @@ class Mount:
         self.sends = False
         self.stage = WAITING
 
+    def ended(self) -> None:
+        """The entity has been deleted. Of a child, its parent's map tells."""
+        if self.parent is None:
+            self.session.root_ended(self)
+        self.close()
+
     # Sending
 
     def changed(self, attribute: schema.Attribute, key) -> None:
+        if self.sweeps and (sweep := self.sweeps.get(attribute.id)) and key not in self.entity._maps[attribute.name]:
+            sweep.discard(key)  # what is made under this key from now on is new
         if not attribute.travels or not self.sends or self.stage == WAITING or attribute.id > self.reached:
             return  # the pass will carry it, or nobody wants it
         mark = (attribute.id, key)
@@ -266,8 +274,7 @@ class Mount:
         held = self.entity._maps[form.attribute.name]
         if id_ < 0:
             (key,) = form.read_key(data, at, end)
-            self.dirty.pop((-id_, key), None)
-            held._delete(key, self)
+            self._hear_deleted(held, -id_, key)
             return
         if form.role == "children":
             key, at = form.read_open(data, at, end)
@@ -293,6 +300,12 @@ class Mount:
         if self.dirty:
             self.dirty.pop((id_, key), None)
 
+    def _hear_deleted(self, held: Map, id_: int, key) -> None:
+        self.dirty.pop((id_, key), None)
+        if self.sweeps and (sweep := self.sweeps.get(id_)):
+            sweep.discard(key)
+        held._delete(key, self)
+
     def _referred(self, form: Form, id_: int) -> Entity:
         mount = self.session.mounts.get(id_)
         if mount is None:
@@ -314,7 +327,7 @@ class Mount:
             self.held = self.told = False
             self.sweeps.clear()
             self.session.released(self)
-        elif mode == ALL_COME:
+        elif mode == ALL_COME and self.root.mount is self and not self.root.mine:
             self.root.come()
 
     def _sweep_all(self) -> None:
@@ -383,7 +396,7 @@ class Mount:
             child, at = records.read_number(data, at, end)
         records.ended_at(at, end)
         if found < 0:
-            held._delete(key, self)
+            self._hear_deleted(held, form.attribute.id, key)
         else:
             self._hear_child(held, form, key, child)
         return True
