@@ -327,8 +327,9 @@ class References(Map[K, V]):
     __slots__ = ()
 
     def _as_value(self, key, value):
-        kind = values.python_type(self._attribute.type)
-        if not isinstance(value, kind):
+        told = value._schema if isinstance(value, Entity) else None
+        if told is None or self._attribute.type not in (told.name, *told.bases):
+            kind = values.python_type(self._attribute.type)
             raise TypeError(f"{self._attribute.name}: {value!r} is no {kind.__name__}")
         return value
 

@@ -28,6 +28,7 @@ from loamtunnel.types import (
     TagPopPushStatus,
     VtAppId,
 )
+from loamtunnel.types import FapTypeProperties_AradProperties as AradProperties
 from loamtunnel.wire import to_wire
 
 MPLS, VXLAN = VtAppId.vtAppMpls, VtAppId.vtAppVxlan
@@ -596,6 +597,21 @@ def test_offers_above_the_limit_of_the_other_side_are_told_when_there_is_room():
     service.withdraw("a")
     pipe.run()
     assert sorted(pipe.ours.offers) == ["b", "c"]
+
+
+def test_a_reference_to_what_derives_from_its_type_travels():
+    faps, arad = FapTypeProperties(), AradProperties("fapTypeArad")
+    arad.isemHwSize = 5
+    faps.properties["fapTypeArad"] = arad
+    pipe = Pipe(theirs=offering("p", faps))
+    copy = wanted(pipe, "p")
+    assert type(copy.properties["fapTypeArad"]) is AradProperties and copy.properties["fapTypeArad"].isemHwSize == 5
+    arad.isemHwSize = 6
+    faps.properties["fapTypeJericho"] = arad
+    pipe.run()
+    assert copy.properties["fapTypeJericho"] is copy.properties["fapTypeArad"] and copy.properties["fapTypeArad"].isemHwSize == 6
+    with pytest.raises(TypeError, match="is no Properties"):
+        faps.properties["fapTypeArad"] = faps
 
 
 def test_a_record_refers_only_to_what_is_there():
