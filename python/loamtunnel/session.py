@@ -205,7 +205,7 @@ class Session:
                 self._marked[mount] = None  # the others have their turn before it goes on
         while self.has_room and self._flows:
             self.turn, flow = self._flows[0]
-            if next(flow, self) is self:
+            if next(flow, self) is self and not self.ended:
                 self._flows.popleft()
         self.turn = None
         while self._behind and self._has_left(self._behind[0].moment):

@@ -23,7 +23,7 @@ from loamtunnel.types import (
 )
 from loamtunnel.types import FapTypeProperties_AradProperties as AradProperties
 
-LIMITS = Limits(record=2048, ring=8192, entities=40, roots=8)
+LIMITS = [Limits(record=2048, ring=8192, entities=40, roots=8), Limits(record=1024, ring=2048, entities=9, roots=3)]
 ATTRIBUTES = (*range(134, 138), 144, *range(158, 172), 258, 259, 260, 999)
 
 
@@ -163,7 +163,8 @@ def run(seed: int) -> bool:
     """One conversation of two processes that live, what goes between them being changed; whether that has ended it."""
     chance = random.Random(seed)
     sides = [Process("left"), Process("right")]
-    sessions = [Session(each.service, not i, limits=LIMITS) for i, each in enumerate(sides)]
+    limits = LIMITS[chance.random() < 0.1]
+    sessions = [Session(each.service, not i, limits=limits) for i, each in enumerate(sides)]
     hellos = [each.take() for each in sessions]
     for i in (0, 1):
         sessions[i].feed(hellos[1 - i])
@@ -180,7 +181,7 @@ def run(seed: int) -> bool:
             sessions[1 - i].feed(data[at : at + size])
             at += size
         for each in sessions:
-            assert len(each._given) <= LIMITS.entities and len(each.offers) <= LIMITS.roots and each._size < 8 << 20
+            assert len(each._given) <= limits.entities and len(each.offers) <= limits.roots and each._size < 8 << 20
     ended = [each.ended for each in sessions]
     for session, side in zip(sessions, sides):
         for _ in range(20):

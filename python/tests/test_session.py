@@ -584,6 +584,22 @@ def test_the_counters_of_many_connections_fit_an_answer():
     assert 0 < heard[0]["peersLeftOut"] < 300 and len(heard[0]["peers"]) + heard[0]["peersLeftOut"] == 300
 
 
+@pytest.mark.parametrize("late", [False, True])
+def test_a_peer_that_takes_fewer_entities_than_there_are_is_told_so(late):
+    lifs, service, heard = LifAppConfigDir("lif"), Service("driver"), []
+    service.offer("lif", lifs)
+    pipe = Pipe(theirs=service)
+    pipe.ours = Session(Service("small"), True, limits=Limits(entities=3))
+    pipe.ours.want("lif", None, heard.append)
+    if late:
+        pipe.run()
+    for app in range(1, 5):
+        lifs.appConfig.add(app).reqCount[lif(1)] = 1
+    pipe.run()
+    assert pipe.theirs.ended and pipe.ours.reason == pipe.theirs.reason == "small takes no more than 3 entities"
+    assert len(lifs.appConfig) == 4 and heard[-1] is None if late else str(heard[0]) == pipe.ours.reason
+
+
 def test_offers_above_the_limit_of_the_other_side_are_told_when_there_is_room():
     service = Service("driver")
     for each in "abc":
