@@ -11,6 +11,7 @@
 
 from __future__ import annotations
 
+import logging
 from collections.abc import Callable
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Literal, NamedTuple
@@ -18,6 +19,7 @@ from typing import TYPE_CHECKING, Literal, NamedTuple
 from . import records
 from .errors import FenceFailed, FenceGone, LoamError, StreamFault
 from .records import ended_at, number, read_number, record, string, whole_string
+from .tree import Watch
 
 if TYPE_CHECKING:
     from .session import Behind, Session
@@ -199,8 +201,12 @@ class Fences:
         else:
             try:
                 taking = hook(session.peer, fence)
-            except Exception as fault:  # the peer hears of it
-                fence.failed(str(fault) or type(fault).__name__)
+            except Exception as fault:
+                if level == "done":  # the peer hears of it
+                    fence.failed(str(fault) or type(fault).__name__)
+                else:  # all is applied all the same
+                    Watch.failures += 1
+                    logging.getLogger(__package__).exception("a hook of fences has failed")
             else:
                 if taking is not None:
                     session.on_awaitable(taking, lambda said, bad: fence.failed(said) if bad else fence.done())

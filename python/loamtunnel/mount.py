@@ -248,13 +248,14 @@ class Mount:
 
     def apply(self, form_byte: int, id_: int, data, at: int, end: int) -> None:
         """One record of the peer's."""
+        kind = _marker(data, at, end) if form_byte & MARKER else None
         if not self.applies:
             self.session.counts["refused"] += 1
             return
-        form = self.forms.get(id_ if id_ >= 0 else -id_)
-        if form_byte & MARKER:
-            self._hear_marker(form, data, at, end)
+        if kind is not None:
+            self._hear_marker(self.forms.get(id_), kind)
             return
+        form = self.forms.get(id_ if id_ >= 0 else -id_)
         if id_ == SYNC_MODE:
             self._hear_sync_mode(data, at, end)
             return
@@ -338,13 +339,7 @@ class Mount:
                 for key in [key for key in held._items if (id_, key) not in self.dirty]:
                     held._delete(key, self)
 
-    def _hear_marker(self, form: Form | None, data, at: int, end: int) -> None:
-        kind, at = records.read_number(data, at, end)
-        _, at = records.read_number(data, at, end)
-        if at != end:
-            raise StreamFault("a marker is too long")
-        if kind > END:
-            raise StreamFault(f"a marker of the type {kind}; there are 0 to {END}")
+    def _hear_marker(self, form: Form | None, kind: int) -> None:
         if form is None:
             self.session.counts["unknown attributes"] += 1
             return
@@ -439,6 +434,16 @@ class Mount:
             session.mark(mount)
         if place[0] in self.sweeps:
             self.sweeps[place[0]].discard(key)
+
+
+def _marker(data, at: int, end: int) -> int:
+    kind, at = records.read_number(data, at, end)
+    _, at = records.read_number(data, at, end)
+    if at != end:
+        raise StreamFault("a marker is too long")
+    if kind > END:
+        raise StreamFault(f"a marker of the type {kind}; there are 0 to {END}")
+    return kind
 
 
 def _is_empty(entity: Entity) -> bool:

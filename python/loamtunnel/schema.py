@@ -477,7 +477,7 @@ def page(after: str, most: int) -> str:
     """The types behind the one of that name, as many as fit so many bytes, as the request `schema` is answered."""
     names = list(LISTED)
     if after and after not in LISTED:
-        raise KeyError(f"there is no type {after}; schema takes nothing, or the name of the last type that is known")
+        raise ValueError(f"there is no type {after}; schema takes nothing, or the name of the last type that is known")
     next_ = names.index(after) + 1 if after else 0
     head = {"version": VERSION, "checksum": f"0x{CHECKSUM:016x}"}
     size, first = len(json.dumps(head | {"types": [], "after": ""})), next_

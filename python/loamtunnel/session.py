@@ -19,7 +19,7 @@ from .calls import ANSWER, OVERTAKE, REQUEST, Calls, Request
 from .errors import ConnectionEnded, LoamError, RangeError, Refused, StreamFault
 from .fences import FENCE, FENCED, FIRST_PROTOCOL, MOST_HOPS, Asked, Fenced, Fences
 from .mount import ENTITY, Mount
-from .records import RecordReader, ended_at, number, record, section, string, whole_string
+from .records import MARKER, RecordReader, ended_at, number, record, section, string, whole_string
 from .service import Holder, Limits, Offer, Service, check_path, has_control
 from .text import key_text
 from .tree import Entity
@@ -277,7 +277,7 @@ class Session:
                         raise StreamFault("a record came before the hello")
                     elif (mount := mounts.get(entity)) is None:
                         counts["unknown entities"] += 1
-                    elif attribute == -ENTITY:
+                    elif attribute == -ENTITY and not form & MARKER:
                         ended_at(at, end)
                         self._hear_unmounted(mount)
                     else:
@@ -421,6 +421,8 @@ class Session:
             self.close(whole_string(data, at, end), said=False)
         elif not self.is_open:
             raise StreamFault("a record came before the hello")
+        elif form & MARKER:
+            self.counts["unknown attributes"] += 1  # nothing of entity 1 has passes
         elif attribute == ENTITY:
             self._hear_announcement(data, at, end)
         else:
@@ -595,15 +597,11 @@ class Session:
 
     def _hear_announcement(self, data, at: int, end: int) -> None:
         found = records.sections(data, at, end)
-        if 1 not in found or 4 not in found:
-            raise StreamFault("an announcement lacks its type or its id")
-        names, at = [], found[1][0]
-        while at < found[1][1]:
-            name, at = records.read_string(data, at, found[1][1])
+        names = []
+        at, stop = found.get(1, (end, end))
+        while at < stop:
+            name, at = records.read_string(data, at, stop)
             names.append(name)
-        id_, at = records.read_number(data, *found[4])
-        if at != found[4][1]:
-            raise StreamFault("the id of an announcement is too long")
         path, bits, number_ = "", 0, 0
         if 5 in found:
             at, stop = found[5]
@@ -612,8 +610,9 @@ class Session:
             number_, at = records.read_number(data, at, stop)
             if at != stop:
                 raise StreamFault("the root of an announcement is too long")
-        known = next((schema.TYPES[each] for each in names if each in schema.TYPES), None)
-        if known is None or known.kind != "entity":
+        types = (schema.TYPES.get(each) for each in names)
+        known = next((each for each in types if each is not None and each.kind == "entity"), None)
+        if known is None:
             self.counts["unknown types"] += 1
             why = f"the type {names[0] if names else ''} is not known here"
             if bits & PUSHED:
@@ -623,6 +622,11 @@ class Session:
             return
         if 3 not in found:
             raise StreamFault("an announcement lacks the argument of its constructor")
+        if 4 not in found:
+            raise StreamFault("an announcement lacks the id of its entity")
+        id_, at = records.read_number(data, *found[4])
+        if at != found[4][1]:
+            raise StreamFault("the id of an announcement is too long")
         made = self._made(known, data, *found[3])
         if id_ in self._given:
             return  # announced again
@@ -659,7 +663,7 @@ class Session:
     def _made(self, type_: schema.Type, data, at: int, end: int) -> Entity:
         kind = values.python_type(type_.name)
         if not type_.argument:
-            return kind(whole_string(data, at, end) if end > at else "")
+            return kind(whole_string(data, at, end))
         return kind(codec(type_.attributes[type_.argument].type, tolerant=True)[0](data, at, end)[0])
 
     def _hold(self, root: Root, entity: Entity, id_: int) -> Mount:

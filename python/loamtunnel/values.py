@@ -229,7 +229,7 @@ class Fapmask:
         at += 2
         bits = 0
         if present > 0xFF:
-            raise StreamFault(f"a Fapmask names parts that it does not have: 0x{present:04x}")
+            raise RangeError(f"a Fapmask names parts that it does not have: 0x{present:04x}")
         for i in range(8):
             if present >> i & 1:
                 if end - at < 2:

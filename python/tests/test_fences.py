@@ -179,6 +179,10 @@ def test_done_is_said_by_the_process_and_comes_behind_what_it_has_changed():
     pipe.run()
     assert [each[0].why for each in seen[2:]] == ["bank 1 is full", *2 * ["driver has dropped the fence"]]
     pipe.theirs.service.answer_fences(lambda peer, fence: 1 / 0)
+    for level in ("done", "applied"):
+        pipe.ours.fence(level, False, lambda result, error: seen.append((result, 0)))
+        pipe.run()
+    assert [each[0] for each in seen[-2:]] == [Fenced(FAILED, why="division by zero"), Fenced(APPLIED)]
     pipe.ours.fence("done", False, lambda result, error: seen.append((result, 0)))
     pipe.theirs.service.answer_fences(None)
     pipe.run()

@@ -339,6 +339,11 @@ PREAMBLE = MAGIC + b"\0\2\0\2"
         (PREAMBLE + hello() + announced(7) + record(7, 258, b"\0\0\0"), "too short"),
         (PREAMBLE + hello() + announced(7) + record(7, 135, b"\0\0\0", form=0), "a sync mode of 3 bytes"),
         (PREAMBLE + hello() + announced(7) + record(7, -136, b"\0", form=0), "too long"),
+        (PREAMBLE + hello() + announced(7, argument=b""), "a string is cut"),
+        (
+            PREAMBLE + hello() + record(1, 136, section(1, string("Hardware::LoamTunnel::HwIvecs")) + section(3, b"\0\0")),
+            "lacks the id of its entity",
+        ),
         (PREAMBLE + hello() + announced(7) + announced(11, path="q") + announced(15, path="r"), "more than 2 entities"),
     ],
 )
@@ -384,6 +389,39 @@ def test_what_is_not_known_is_passed_over_and_counted():
         "refused": 2,
     }
     assert {each: session.counts[each] for each in wanted_counts} == wanted_counts
+
+
+def test_a_marker_is_looked_at_also_where_it_may_not_be_written():
+    for marker, ended in ((b"\2\0", False), (b"\3\0", True), (b"\2", True)):
+        pipe = Pipe(theirs=offering("lif", LifAppConfigDir("lif")))
+        wanted(pipe, "lif")
+        pipe.ours.put(record(5, 258, marker, form=4))
+        pipe.run()
+        assert pipe.theirs.ended is ended and pipe.theirs.counts["refused"] == (not ended)
+
+
+def test_a_marker_is_one_of_an_attribute_that_has_passes_or_is_unknown():
+    service, taken = Service("driver"), LifAppConfigDir("lif")
+    taken.appConfig.add(MPLS)
+    service.accept("p", lambda peer, made: taken)
+    session = Session(service, False)
+    session.feed(PREAMBLE + hello() + announced(7, type_=taken._schema.name))
+    markers = b"".join(record(7, each, b"\0\0", form=4) + record(7, each, b"\2\0", form=4) for each in (-258, 135, -136, 136))
+    session.feed(markers + record(1, 164, string("p") + b"\1", form=4) + record(1, 136, b"\0\0", form=4))
+    assert MPLS in taken.appConfig and 7 in session.mounts and not session.ended
+    assert session.counts["unknown attributes"] == 10
+
+
+def test_an_announcement_is_of_the_first_entity_that_is_known_and_of_an_unknown_one_without():
+    service, taken = Service("driver"), []
+    service.accept("p", lambda peer, made: taken.append(made) or made)
+    session = Session(service, False)
+    root = section(5, string("p") + number(1) + number(1))
+    names = b"".join(string("Hardware::LoamTunnel::" + each) for each in ("Newer", "EvecKey", "HwIvecs", "EvecStatus"))
+    session.feed(PREAMBLE + hello() + record(1, 136, section(3, b"\0\0") + section(4, number(11)) + root))
+    assert session.counts["unknown types"] == 1 and not taken
+    session.feed(record(1, 136, section(1, names) + section(3, b"\0\0") + section(4, number(7)) + root))
+    assert [each._schema.short for each in taken] == ["HwIvecs"] and not session.ended
 
 
 def test_the_older_record_of_a_child_is_read():
