@@ -614,11 +614,7 @@ class Session:
         known = next((each for each in types if each is not None and each.kind == "entity"), None)
         if known is None:
             self.counts["unknown types"] += 1
-            why = f"the type {names[0] if names else ''} is not known here"
-            if bits & PUSHED:
-                self._put_verdict(path, number_, PUSHED, why)
-            elif (wish := self.wishes.get(path)) is not None and wish.number == number_:
-                wish.settle(Refused(why))
+            self._cannot_make(path, number_, bits, f"the type {names[0] if names else ''} is not known here")
             return
         if 3 not in found:
             raise StreamFault("an announcement lacks the argument of its constructor")
@@ -627,7 +623,11 @@ class Session:
         id_, at = records.read_number(data, *found[4])
         if at != found[4][1]:
             raise StreamFault("the id of an announcement is too long")
-        made = self._made(known, data, *found[3])
+        try:
+            made = self._made(known, data, *found[3])
+        except RangeError as fault:
+            self._cannot_make(path, number_, bits, str(fault))
+            raise
         if id_ in self._given:
             return  # announced again
         self.check_given(id_)
@@ -637,6 +637,13 @@ class Session:
             self._hear_push(path, number_, bits, made, id_)
         else:
             self._hear_wanted(path, number_, bool(bits & WRITABLE), made, id_)
+
+    def _cannot_make(self, path: str, number_: int, bits: int, why: str) -> None:
+        """Whoever waits for the announced entity hears of it, on either side."""
+        if bits & PUSHED:
+            self._put_verdict(path, number_, PUSHED, why)
+        elif (wish := self.wishes.get(path)) is not None and wish.number == number_:
+            wish.settle(Refused(why))
 
     def _hear_referred(self, made: Entity, id_: int) -> None:
         """An entity without a path: the records that follow refer to it."""

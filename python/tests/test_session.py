@@ -424,6 +424,15 @@ def test_an_announcement_is_of_the_first_entity_that_is_known_and_of_an_unknown_
     assert [each._schema.short for each in taken] == ["HwIvecs"] and not session.ended
 
 
+def test_an_entity_whose_key_cannot_be_is_refused_by_a_verdict():
+    session = Session(Service("driver"), False)
+    session.feed(PREAMBLE + hello())
+    session.take()
+    session.feed(announced(7, type_="Hardware::LoamTunnel::OutAcRequest", argument=b"\1\0" + bytes(8)))
+    verdict = string("p") + number(1) + number(1) + string("a Fapmask names parts that it does not have: 0x0100")
+    assert session.take() == record(1, 165, verdict) and session.counts["refused"] == 1 and not session.ended
+
+
 def test_the_older_record_of_a_child_is_read():
     service = Service("driver")
     service.accept("p", lambda peer, made: made)
