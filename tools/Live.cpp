@@ -38,6 +38,7 @@ SessionConfig sessionConfig(std::string_view name) {
     SessionConfig config = Kor::Link::Peering().session;
     config.name = Kor::Name(Kor::String8(name));
     config.schema = Hardware::LoamTunnel::loamTunnelModule().checksum();
+    config.limits.marks = 1'000'000; // 80 MB
     return config;
 }
 
