@@ -247,12 +247,14 @@ private:
             return;
         }
         if (!asking.isPushedTo(session)) {
-            session.push(Kor::Name(asking.configRoot()), asking.config(), Access::writable,
-                         [this](bool accepted, Kor::String8 const& why) {
-                             if (!accepted) {
-                                 stop("requests are not accepted: " + std::string(why.view()));
-                             }
-                         });
+            session.push(
+                Kor::Name(asking.configRoot()), asking.config(), Access::writable,
+                [this](bool accepted, Kor::String8 const& why) {
+                    if (!accepted) {
+                        stop("requests are not accepted: " + std::string(why.view()));
+                    }
+                },
+                options_.takesOver ? PushPlace::takesOver : PushPlace::ifFree);
         }
     }
     void stop(std::string const& why) {

@@ -89,7 +89,7 @@ void ChipDriver::takeUp() {
     }
     image_.make();
     for (PlaceStep const& step : places) {
-        ownerOf(step).show(step);
+        ownerOf(step).show(step, RowOwner::Told::before);
     }
     image_.publish();
 }

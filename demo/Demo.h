@@ -38,6 +38,8 @@ struct ApplicationOptions {
     /// The time between two requests.
     std::chrono::milliseconds pace{0};
     std::chrono::milliseconds timeout{60'000};
+    /// Whether it takes the place of another process that pushes the application's requests.
+    bool takesOver = false;
 };
 /// Asks a driver for what the entries of files say: a LIF each, or two out-ACs or VLAN edits.
 void application(Context& context, ApplicationOptions const& options);

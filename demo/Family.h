@@ -84,6 +84,8 @@ struct Lifs : CountedFamily<Hardware::LoamTunnel::LifAppConfig, Hardware::LoamTu
     static constexpr char const* name = "lif";
     static constexpr char const* plural = "LIFs";
     static constexpr char const* configRoot = "lifConfig";
+    /// Where requests are pushed; the second by applications of protocol 2.
+    static constexpr std::array pushRoots{configRoot, "request"};
     static constexpr char const* statusRoot = "lifStatus";
     static constexpr ChipTable table = lifTable;
 
@@ -134,6 +136,7 @@ struct OutAcs : CountedFamily<Hardware::LoamTunnel::OutAcAppConfig, Hardware::Lo
     static constexpr char const* name = "outAc";
     static constexpr char const* plural = "out-ACs";
     static constexpr char const* configRoot = "outAcConfig";
+    static constexpr std::array pushRoots{configRoot};
     static constexpr char const* statusRoot = "outAcStatus";
     static constexpr ChipTable table = outAcTable;
 
@@ -172,6 +175,7 @@ struct Evecs : private Halves {
     static constexpr char const* name = "evec";
     static constexpr char const* plural = "VLAN edits";
     static constexpr char const* configRoot = "evecConfig";
+    static constexpr std::array pushRoots{configRoot};
     static constexpr char const* statusRoot = "evecStatus";
     static constexpr ChipTable table = evecTable;
 

@@ -401,6 +401,8 @@ void addApplication(CLI::App& app, Context& context) {
     addMilliseconds(*command, "--pace", options->pace, "Milliseconds between two requests (default: 0)");
     addMilliseconds(*command, "--timeout", options->timeout,
                     "Give up after so many milliseconds (default: 60000)");
+    command->add_flag("--takeover", options->takesOver,
+                      "Take the place of another process that asks as this application");
     command->callback([&context, options] { application(context, *options); });
 }
 

@@ -142,8 +142,14 @@ public:
         StreamAdapter::korDetach();
     }
     void syncModeIs(SyncMode mode) override {
+        bool const isNewAndEmpty = mode == SyncMode::synchronized &&
+                                   this->syncMode() != SyncMode::synchronizing && this->flag(Bit::active) &&
+                                   this->flag(Bit::awaitsPass);
         StreamAdapter::syncModeIs(mode);
         peerPassesFromSyncMode();
+        if (isNewAndEmpty) {
+            forgetContent();
+        }
     }
     bool hasContent() const override {
         bool any = false;
@@ -212,6 +218,8 @@ private:
             }
         });
     }
+    /// What the peer has is new and empty: what stood here before goes, but not what was written meanwhile.
+    void forgetContent();
     /// Calls `visit` for the attribute of that id; whether there is one.
     template <class Visit>
     static bool with(AttributeId attribute, Visit const& visit) {
