@@ -137,7 +137,7 @@ struct SchemaOptions {
 };
 void schema(Context& context, SchemaOptions const& options);
 
-/// The recordings of attribute logs, attrlog/Recording.h.
+/// The recordings of attribute logs, forms/Recording.h.
 struct LogOptions {
     std::vector<std::string> files;
     /// The side whose bytes are looked at: "accepting" or "connecting"; empty for both.

@@ -2,7 +2,7 @@
 
 /// The commands on live trees, and `serve`, which makes them live.
 
-#include "attrlog/Recording.h"
+#include "forms/Recording.h"
 #include "tools/Commands.h"
 #include "tools/Live.h"
 #include "tools/Monitor.h"

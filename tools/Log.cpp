@@ -1,6 +1,6 @@
-#include "attrlog/Recording.h"
 #include "attrlog/session/Session.h"
 #include "forms/RecordView.h"
+#include "forms/Recording.h"
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 #include "tools/Streams.h"

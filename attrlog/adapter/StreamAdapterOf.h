@@ -21,17 +21,19 @@
 
 namespace Kor {
 
-/// The reactor in the entity's list that stands for the adapter.
 template <class X>
 class StreamAdapterTwin;
+namespace detail {
 template <class X>
-struct detail::Forwarding<StreamAdapterTwin<X>> {
+struct Sent {
     using Notifier = X;
-    using Attributes = detail::WireList<X>;
+    using Attributes = WireList<X>;
+    using Hearer = StreamAdapterTwin<X>;
 };
+} // namespace detail
+/// The reactor in the entity's list that stands for the adapter.
 template <class X>
-class StreamAdapterTwin final
-    : public NotifieeAdapter<StreamAdapterOf<X>, detail::Forwards<StreamAdapterTwin<X>>> {
+class StreamAdapterTwin final : public NotifieeAdapter<StreamAdapterOf<X>, detail::Sent<X>> {
 public:
     using StreamAdapterTwin::NotifieeAdapter::NotifieeAdapter;
     template <class A, class... Key>
