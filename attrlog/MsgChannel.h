@@ -5,7 +5,7 @@
 ///     Kor::MsgChannel::DeserializingEidAnchor const anchor(constrainer, id, directory);
 ///     directory->appConfigIs(app);        // the child's adapter finds its id here
 ///
-/// One thread.
+/// An anchor puts back what stood there before it. Nothing allocates or throws. One thread.
 
 #include "attrlog/Record.h"
 #include "runtime/Entity.h"

@@ -7,7 +7,7 @@
 ///     out->nextHeaderIs({adapter.entityId(), 259, true});
 ///     out << TransactToken(1) << key << count << TransactToken(3);
 ///
-/// All are plain values.
+/// All are plain values: they allocate nothing, and any thread may have its own.
 
 #include "runtime/Exception.h"
 #include "runtime/String8.h"

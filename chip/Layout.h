@@ -26,6 +26,8 @@
 /// Dense lookup arrays and masks are computed from it at compile time, and a sheet that is wrong does not
 /// compile: a field past the row, an id or a name twice, a field that no row places or that is not declared,
 /// a type that is not the smallest one that holds the field at its widest.
+///
+/// All of it is constexpr data: any thread, nothing is allocated or thrown.
 
 #include "platform/Hardware/ChipType.h"
 #include "platform/SiliconKit/AsicBase.h"

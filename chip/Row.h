@@ -123,18 +123,26 @@ KOR_EXPORT void requireWholeRow(bool holds, std::string_view table, U32 chipType
 
 namespace layout {
 
-/// All accessors of a field list.
-template <class Row, class List>
-struct FieldForms;
+template <std::size_t I, class List>
+struct FieldAt;
+template <std::size_t I, class... F>
+struct FieldAt<I, FieldList<F...>> : std::tuple_element<I, std::tuple<F...>> {};
 
-template <class Row, class... F>
-struct FieldForms<Row, FieldList<F...>> : F::Name::template FieldForm<Row, F>... {};
+template <class Row, class F>
+using FormOfField = typename F::Name::template FieldForm<Row, F>;
+
+/// All accessors of a sheet's fields. By number, so that the name of the type is short.
+template <class Row, class S, class Places = std::make_index_sequence<S::Fields::size>>
+struct FieldForms;
+template <class Row, class S, std::size_t... I>
+struct FieldForms<Row, S, std::index_sequence<I...>>
+    : FormOfField<Row, typename FieldAt<I, typename S::Fields>::type>... {};
 
 } // namespace layout
 
 /// What a table class derives from: `class LifTable final : public RowOf<LifTable, layout::LifTableSheet>`.
 template <class Row, class S>
-class KOR_EXPORT RowOf : public SiliconKit::BcmAsicBase, public layout::FieldForms<Row, typename S::Fields> {
+class KOR_EXPORT RowOf : public SiliconKit::BcmAsicBase, public layout::FieldForms<Row, S> {
 public:
     using SheetType = S;
     using Fields = typename S::Fields;

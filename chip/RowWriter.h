@@ -16,6 +16,8 @@
 ///
 /// The buffer holds a whole row. A chip that lacks the variant is a broken contract; a release build then
 /// leaves the buffer as it is.
+///
+/// Nothing is allocated. What the function throws passes through. Any thread, on a buffer of its own.
 
 #include "chip/Row.h"
 
@@ -31,7 +33,7 @@ namespace layout {
 /// which the compiler folds to a constant, and puts both into the buffer at once: fields that do not overlap
 /// then do not wait for one another.
 template <class Row, U8 Slot>
-class FixedRow : public FieldForms<FixedRow<Row, Slot>, typename Row::Fields> {
+class FixedRow : public FieldForms<FixedRow<Row, Slot>, typename Row::SheetType> {
     using S = typename Row::SheetType;
     static constexpr std::size_t bytes = rowWords<S> * 4;
     static constexpr std::size_t lanes = (bytes + 7) / 8;

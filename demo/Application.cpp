@@ -43,7 +43,10 @@ struct DriverOptions {
 
 struct ApplicationOptions {
     std::string address;
-    Loam::VtAppId app{};
+    Loam::VtAppId app{
+    /// Whether it takes the place of another process that pushes the application's requests.
+    bool takesOver = false;
+};
     /// For which of the switch's chips.
     U32 fap = 0;
     std::vector<std::string> files;
@@ -272,12 +275,14 @@ private:
             return;
         }
         if (!asking.isPushedTo(session)) {
-            session.push(Kor::Name(asking.configRoot()), asking.config(), Access::writable,
-                         [this](bool accepted, Kor::String8 const& why) {
-                             if (!accepted) {
-                                 stop("requests are not accepted: " + std::string(why.view()));
-                             }
-                         });
+            session.push(
+                Kor::Name(asking.configRoot()), asking.config(), Access::writable,
+                [this](bool accepted, Kor::String8 const& why) {
+                    if (!accepted) {
+                        stop("requests are not accepted: " + std::string(why.view()));
+                    }
+                },
+                options_.takesOver ? PushPlace::takesOver : PushPlace::ifFree);
         }
     }
     void stop(std::string const& why) {
@@ -436,17 +441,6 @@ void application(Context& context, ApplicationOptions const& options) {
     loop.runFor(std::chrono::milliseconds(1));
 }
 
-Loam::VtAppId applicationNamed(std::string const& name) {
-    std::vector<std::string> known;
-    for (Kor::Enumerator const& each : Kor::enumerators<Loam::VtAppId>) {
-        if (each.name == name) {
-            return static_cast<Loam::VtAppId>(each.number);
-        }
-        known.emplace_back(each.name);
-    }
-    throw WrongUsage("no application " + shown(name) + suggest(name, known));
-}
-
 } // namespace
 
 Command const driverCommand = tool::Row<DriverOptions>{
@@ -482,7 +476,7 @@ Command const applicationCommand = tool::Row<ApplicationOptions>{
             takes.socket(options.address);
             takes
                 .option(
-                    "-a,--app", [&options](std::string const& name) { options.app = applicationNamed(name); }, "APP",
+                    "-a,--app", [&options](std::string const& name) { options.app = appNamed<WrongUsage>(name); }, "APP",
                     "Who asks, such as vtAppMpls")
                 .required();
             takes
@@ -494,6 +488,8 @@ Command const applicationCommand = tool::Row<ApplicationOptions>{
             takes.number("--withdraw", options.withdraw, "Take so many of the requests back at the end");
             takes.number("--pace", options.pace, "Milliseconds between two requests (default: 0)");
             takes.number("--timeout", options.timeout, "Give up after so many milliseconds (default: 60000)");
+            takes.flag("--takeover", options.takesOver,
+                       "Take the place of another process that asks as this application");
         },
     .run = application,
 };

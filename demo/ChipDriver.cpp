@@ -43,17 +43,6 @@ struct Question {
     std::optional<App> app{};
 };
 
-App appNamed(std::string const& name) {
-    std::vector<std::string> known;
-    for (Kor::Enumerator const& each : Kor::enumerators<App>) {
-        if (each.name == name) {
-            return static_cast<App>(each.number);
-        }
-        known.emplace_back(each.name);
-    }
-    throw Refused("no application " + shown(name) + suggest(name, known));
-}
-
 /// What stands in the brackets behind that word, or nothing.
 std::optional<std::string> bracketed(std::string const& path, std::string const& before) {
     std::size_t const at = path.find(before + '[');
@@ -89,7 +78,7 @@ void ChipDriver::takeUp() {
     }
     image_.make();
     for (PlaceStep const& step : places) {
-        ownerOf(step).show(step);
+        ownerOf(step).show(step, RowOwner::Told::before);
     }
     image_.publish();
 }
@@ -246,7 +235,7 @@ Kor::String8 ChipDriver::explain(std::string const& argument) const {
     if (asked.owner != nullptr) {
         for (char const* const map : {"appConfig", "appStatus"}) {
             if (auto const app = bracketed(argument, map)) {
-                asked.app = appNamed(*app);
+                asked.app = appNamed<Refused>(*app);
             }
         }
         for (char const* const map : {"reqCount", "lifEntry", "acEntry", "entry", "owner"}) {

@@ -35,6 +35,19 @@ namespace tool {
 
 using App = Hardware::Loam::VtAppId;
 
+/// The application of that name; a Fault that suggests one if there is none.
+template <class Fault>
+App appNamed(std::string const& name) {
+    std::vector<std::string> known;
+    for (Kor::Enumerator const& each : Kor::enumerators<App>) {
+        if (each.name == name) {
+            return static_cast<App>(each.number);
+        }
+        known.emplace_back(each.name);
+    }
+    throw Fault("no application " + Forms::shown(name) + Forms::suggest(name, known));
+}
+
 struct RowAt {
     /// Of its table in the image.
     U32 row;
@@ -84,6 +97,8 @@ struct Lifs : CountedFamily<Hardware::LoamTunnel::LifAppConfig, Hardware::LoamTu
     static constexpr char const* name = "lif";
     static constexpr char const* plural = "LIFs";
     static constexpr char const* configRoot = "lifConfig";
+    /// Where requests are pushed; the second by applications of protocol 2.
+    static constexpr std::array pushRoots{configRoot, "request"};
     static constexpr char const* statusRoot = "lifStatus";
     static constexpr ChipTable table = lifTable;
 
@@ -134,6 +149,7 @@ struct OutAcs : CountedFamily<Hardware::LoamTunnel::OutAcAppConfig, Hardware::Lo
     static constexpr char const* name = "outAc";
     static constexpr char const* plural = "out-ACs";
     static constexpr char const* configRoot = "outAcConfig";
+    static constexpr std::array pushRoots{configRoot};
     static constexpr char const* statusRoot = "outAcStatus";
     static constexpr ChipTable table = outAcTable;
 
@@ -172,6 +188,7 @@ struct Evecs : private Halves {
     static constexpr char const* name = "evec";
     static constexpr char const* plural = "VLAN edits";
     static constexpr char const* configRoot = "evecConfig";
+    static constexpr std::array pushRoots{configRoot};
     static constexpr char const* statusRoot = "evecStatus";
     static constexpr ChipTable table = evecTable;
 

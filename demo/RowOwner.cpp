@@ -38,6 +38,11 @@ std::string shortOf(Value const& value) {
     return shortText(*Kor::boxOf(value));
 }
 
+template <class Key>
+std::string requestText(App app, Key const& key) {
+    return appText(app) + ", " + shortOf(key);
+}
+
 template <class Family>
 class Owner final : public RowOwner {
 public:
@@ -110,25 +115,27 @@ public:
     void offerTo(Service& service) override {
         service.offer(Family::configRoot, configs_, Access::readOnly);
         service.offer(Family::statusRoot, statuses_, Access::readOnly);
-        service.acceptIs(
-            Family::configRoot,
-            [this](Session&, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
-                auto const config = Kor::ptrCast<Config>(made);
-                return config ? Kor::Ptr<Kor::Entity>(configFor(config->app())) : Kor::Ptr<Kor::Entity>();
-            },
-            [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& root, RootState state,
-                   Kor::String8 const&) {
-                App const app = Kor::ptrCast<Config>(root)->app();
-                Application& of = apps_.at(app);
-                of.isComplete = state == RootState::synchronized;
-                of.peer = state == RootState::absent ? nullptr : &peer;
-                if (state == RootState::absent) {
-                    forget(app);
-                }
-            });
+        for (char const* const root : Family::pushRoots) {
+            service.acceptIs(
+                root,
+                [this](Session&, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
+                    auto const config = Kor::ptrCast<Config>(made);
+                    return config ? Kor::Ptr<Kor::Entity>(configFor(config->app())) : Kor::Ptr<Kor::Entity>();
+                },
+                [this](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& pushed, RootState state,
+                       Kor::String8 const&) {
+                    App const app = Kor::ptrCast<Config>(pushed)->app();
+                    Application& of = apps_.at(app);
+                    of.isComplete = state == RootState::synchronized;
+                    of.peer = state == RootState::absent ? nullptr : &peer;
+                    if (state == RootState::absent) {
+                        forget(app);
+                    }
+                });
+        }
     }
 
-    void show(PlaceStep const& step) override {
+    void show(PlaceStep const& step, Told told) override {
         RowAt const at = family_.at(step.index);
         auto const found = shown_.find(at.row);
         std::array<Item const*, 2> halves =
@@ -145,7 +152,7 @@ public:
         Row& row = shown_[at.row];
         row.at(at.half).reset();
         if (after != nullptr) {
-            row.at(at.half) = Shown{step.app, step.index, *after, std::chrono::system_clock::now()};
+            row.at(at.half) = Shown{step.app, step.index, *after, told, std::chrono::system_clock::now()};
             Family::answer(*statuses_, step.app, *after, step.index);
         } else if (!row[0] && !row[1]) {
             shown_.erase(at.row);
@@ -209,7 +216,7 @@ public:
             if (of.peer == &peer && !of.refused.empty()) {
                 count += of.refused.size();
                 auto const& [key, reason] = *of.refused.begin();
-                why = std::string(Kor::valueToStrep(key).view()) + ": " + reason;
+                why = requestText(app, key) + ": " + reason;
             }
         }
     }
@@ -286,7 +293,8 @@ private:
         App app;
         U32 index;
         Item item;
-        std::chrono::system_clock::time_point since;
+        Told told;
+        std::chrono::system_clock::time_point at;
     };
     using Row = std::array<std::optional<Shown>, 2>;
 
@@ -330,8 +338,7 @@ private:
 
     void refuse(App app, Key const& key, std::string const& why) {
         ++refused_;
-        ground_.report("application " + std::to_string(app) + ", " +
-                       std::string(Kor::valueToStrep(key).view()) + ": " + why);
+        ground_.report(requestText(app, key) + ": " + why);
         Application& of = apps_.at(app);
         of.refused[key] = why;
         if (of.refused.size() > mostRefused && of.peer != nullptr) {
@@ -459,7 +466,8 @@ private:
             !(found->second.at(at.half)->item == held_.at(index).item)) {
             return "its row is not written yet" + (ground_.failure().empty() ? "" : ": " + ground_.failure());
         }
-        writeTime(json, "answered", found->second.at(at.half)->since);
+        Shown const& shown = *found->second.at(at.half);
+        writeTime(json, shown.told == Told::now ? "answered" : "answeredBefore", shown.at);
         json.key("row").beginObject();
         describeRow(json, at.row);
         json.number("half", at.half).end();

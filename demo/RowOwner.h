@@ -51,8 +51,10 @@ public:
     /// Takes what is kept from before; Refused for what cannot be. Writes nothing.
     virtual void takeUp(PlaceStep const& kept) = 0;
     virtual void offerTo(Kor::NboAttrLog::Service& service) = 0;
+    /// When an application was told of its place: as it is shown, or before the driver's start.
+    enum class Told { now, before };
     /// Writes the row of what has been kept, then answers: whoever reads an index can use it.
-    virtual void show(PlaceStep const& step) = 0;
+    virtual void show(PlaceStep const& step, Told told = Told::now) = 0;
     /// As it was before a step that could not be kept; the latest first.
     virtual void undo(PlaceStep const& step) = 0;
     /// How many requests could not be kept.

@@ -1,7 +1,7 @@
 #include "forms/Diagnostics.h"
 
-#include "attrlog/Counters.h"
 #include "attrlog/session/Session.h"
+#include "forms/Counters.h"
 #include "forms/Json.h"
 #include "forms/SchemaJson.h"
 #include "forms/Text.h"

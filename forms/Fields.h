@@ -10,7 +10,8 @@
 /// holds others, each reached by operations that take a bool called as the one for true, such as `isAc0`, has
 /// their fields too, as `ac0.vid1` and `ac1.vid1`.
 ///
-/// What is found of a type is kept. Any thread.
+/// What is found of a type is kept, behind a lock, so that asking again is one look-up. What is wrong is a
+/// Refused (forms/Refused.h). Any thread.
 
 #include "forms/Refused.h"
 #include "reflect/KorType.h"

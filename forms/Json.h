@@ -9,7 +9,8 @@
 ///     Kor::Forms::JsonWriter writer(std::cout);
 ///     writer.beginObject().key("vsi").number(100).end();
 ///
-/// The writer holds nothing: what is written is in the stream. Both run on any thread, on their own objects.
+/// The writer holds nothing: what is written is in the stream. A text that is no JSON is a Refused
+/// (forms/Refused.h). Both run on any thread, on their own objects.
 
 #include "forms/Refused.h"
 #include "runtime/Types.h"

@@ -7,6 +7,8 @@
 ///
 /// Its fields are those of the value (forms/Fields.h). What the encoder requires of the caller, and the
 /// widths do not say, is declared as limits.
+///
+/// The list of kinds is made once and never changes. Any thread may read it.
 
 #include "forms/Fields.h"
 #include "platform/Hardware/ChipType.h"

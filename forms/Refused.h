@@ -11,6 +11,8 @@
 ///
 /// The words are the same wherever the same fault is met. The classes tell apart what a program answers
 /// differently.
+///
+/// A Refused is an exception like any other of the library (runtime/Exception.h); any thread.
 
 #include "runtime/Exception.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 /// A row of a chip table as text: words in hexadecimal, and the fields that they hold. All of it is safe on
-/// any input: what cannot be is refused with a Failure.
+/// any input: what cannot be is a Refused (forms/Refused.h). Each call allocates its result. Any thread.
 ///
 ///     Kor::Forms::RowForm const form = Kor::Forms::rowForm("LifTable", Kor::Forms::chipNumber("8"), 1);
 ///     Kor::Forms::DecodedRow const row = Kor::Forms::decodeRow(form, Kor::Forms::parseWords(form, "0x64, 0x0 0x0 0x3"));

@@ -1,6 +1,11 @@
 #pragma once
 
 /// Small conversions between text and numbers, and the words of messages.
+///
+///     Kor::Forms::parseNumber("0x64");              // 100
+///     Kor::Forms::enumerate({"3", "4", "5"});       // 3, 4 and 5
+///
+/// All of it is linear in its texts and runs on any thread.
 
 #include "runtime/PlainText.h"
 #include "runtime/Types.h"

@@ -1,6 +1,6 @@
 /// Feeds what a peer answers to the commands of the program: counters, trace levels, trace records, the
-/// schema that a shell completes from, and entities for a tree. What is printed must be plain lines, or JSON
-/// where that is asked for, and what is refused one line.
+/// schema that a shell completes from, what a driver says of a request and of its rows, and entities for a
+/// tree. What is printed must be plain lines, or JSON where that is asked for, and what is refused one line.
 ///
 ///     AnswersFuzz -max_total_time=20 fuzz/corpus/AnswersFuzz
 ///
@@ -12,6 +12,7 @@
 #include "fuzz/Sessions.h"
 #include "link/Listener.h"
 #include "runtime/PlainText.h"
+#include "tools/Audit.h"
 #include "tools/Commands.h"
 #include "tools/Completion.h"
 #include "tools/Live.h"
@@ -56,7 +57,7 @@ public:
 private:
     void serve(SessionConfig const& session) {
         auto const service = Kor::makePtr<Service>();
-        for (char const* const verb : {"stats", "trace", "traceRecords", "schema"}) {
+        for (char const* const verb : {"stats", "trace", "traceRecords", "schema", "explain"}) {
             service->handlerIs(Kor::Name(verb), [this](Session&, Kor::String8 const&) {
                 std::lock_guard const lock(mutex_);
                 return Kor::String8(answer_);
@@ -79,6 +80,18 @@ void expectPlain(std::string const& text) {
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         check(Kor::plainText(line) == line);
+    }
+}
+
+/// Each line is an answer to the request `rows`; what is behind the last one is none.
+void audit(std::string_view answers) {
+    tool::ChipRows const rows = tool::chipRows([&](std::string const&) {
+        std::string_view const answer = answers.substr(0, answers.find('\n'));
+        answers.remove_prefix(std::min(answers.size(), answer.size() + 1));
+        return tool::parseJson(answer);
+    });
+    for (auto const& [place, row] : rows.rows) {
+        check(row.differs() != tool::findingsIn(row).empty());
     }
 }
 
@@ -127,7 +140,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(char* data, std::size_t size, std
                                                unsigned seed) {
     if (seed % 64 == 0) {
         std::vector<Kor::U8> bytes = fuzz::session(seed);
-        bytes[0] = static_cast<Kor::U8>(4 + seed / 64 % 4 * 8);
+        bytes[0] = static_cast<Kor::U8>(6 + seed / 64 % 4 * 8);
         size = std::min(bytes.size(), most);
         std::copy_n(bytes.begin(), size, data);
     }
@@ -173,6 +186,12 @@ extern "C" int LLVMFuzzerTestOneInput(char const* data, std::size_t size) {
                 }
             }
             break;
+        case 4:
+            tool::explain(context, {live->options(), {"x"}, output});
+            break;
+        case 5:
+            audit(answer);
+            return 0;
         default:
             tree(output, answer, out);
         }

@@ -7,9 +7,9 @@
 /// recording is read as one. Without a corpus the fuzzer starts from the sessions that the mutator below
 /// writes.
 
-#include "attrlog/Recording.h"
 #include "attrlog/session/Session.h"
 #include "forms/RecordView.h"
+#include "forms/Recording.h"
 #include "fuzz/Sessions.h"
 #include "model/LoamTunnelModel.h"
 

@@ -4,12 +4,14 @@
 ///
 ///     auto const address = Kor::Link::Address::parse("unix:/run/loam/driver");
 ///
-/// | text               | is                                                                       |
-/// |--------------------|--------------------------------------------------------------------------|
-/// | "unix:/path"       | a Unix socket: any path of up to 107 bytes, also a relative one          |
-/// | "/path"            | the same                                                                 |
-/// | "tcp:host:port"    | TCP; an IPv6 address stands in brackets; host * is every interface, of IPv6 and
-/// IPv4 | | "tcp:port"         | TCP on the loopback interface                                            |
+/// | text            | is                                                                        |
+/// |-----------------|---------------------------------------------------------------------------|
+/// | "unix:/path"    | a Unix socket: any path of up to 107 bytes, also a relative one           |
+/// | "/path"         | the same                                                                  |
+/// | "tcp:host:port" | TCP; an IPv6 address stands in brackets; host * is every interface        |
+/// | "tcp:port"      | TCP on the loopback interface                                             |
+///
+/// Every interface is those of IPv6 and of IPv4.
 ///
 /// TCP knows no users: every user of this machine may connect to a port of the loopback interface, and
 /// everybody who reaches it to any other. Where that is too many, take a Unix socket.

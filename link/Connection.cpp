@@ -123,27 +123,38 @@ bool Connection::pump(Loop::Impl::Clock::time_point end) {
         if (!std::exchange(isFirst, false) && Loop::Impl::Clock::now() >= end) {
             return true;
         }
-        bytes = bytes.first(std::min(bytes.size(), writePiece));
-        int error = 0;
-        std::ptrdiff_t const n = sendTo(waiting_.fd(), bytes, error);
-        if (n < 0) {
-            if (wouldBlock(error)) {
-                waitToWrite();
-            } else {
-                lost(errorText(error));
-            }
+        if (!send(bytes)) {
             break;
         }
-        if (tap_) {
-            tap_(*session_, true, bytes.first(static_cast<std::size_t>(n)));
-        }
-        session_->out()->nextBytes(static_cast<std::size_t>(n));
-        loop_.impl().sent += static_cast<U64>(n);
     }
     if (!isEnded_ && !session_->isOpen()) {
         linger();
     }
     return false;
+}
+
+bool Connection::send(std::span<U8 const> bytes) {
+    bytes = bytes.first(std::min(bytes.size(), writePiece));
+    int error = 0;
+    std::ptrdiff_t const n = sendTo(waiting_.fd(), bytes, error);
+    if (n < 0) {
+        wouldBlock(error) ? waitToWrite() : lost(errorText(error));
+        return false;
+    }
+    if (tap_) {
+        tap_(*session_, true, bytes.first(static_cast<std::size_t>(n)));
+    }
+    session_->out()->nextBytes(static_cast<std::size_t>(n));
+    loop_.impl().sent += static_cast<U64>(n);
+    return true;
+}
+
+void Connection::relieve() {
+    auto const bytes = session_->out()->readable();
+    if (bytes.size() >= writePiece && !isEnded_ && !isShut_ && !isWriting_ && session_->isOpen()) {
+        auto const self = shared_from_this();
+        send(bytes);
+    }
 }
 
 void Connection::linger() {

@@ -15,6 +15,9 @@
 /// that the clients of a server that comes back do not come all at once.
 ///
 /// Lives on one loop, which must outlive it. Nothing happens before the loop runs. Ends with its session.
+///
+/// A connection that fails or is lost raises nothing: `lost` is told the reason. What the hooks throw leaves
+/// the call that runs the loop (link/Loop.h).
 
 #include "link/Address.h"
 #include "link/Loop.h"

@@ -171,6 +171,11 @@ bool Loop::Impl::turns() {
         bool const hasMoreOfIt = connection->turn();
         hasMore = hasMoreOfIt || hasMore;
         ++done;
+        if (hasMoreOfIt) {
+            for (std::size_t i = 0; i < connections.size(); ++i) {
+                connections[i]->relieve();
+            }
+        }
         if (Clock::now() >= end) {
             break;
         }

@@ -10,6 +10,9 @@
 ///
 /// Room. A connection reads no more than its session can take, and sends what it has; a peer that reads
 /// slowly costs the session's ring and never holds up the others.
+///
+/// Both are used through Listener and Connector; an example stands in the header of each. They run on the
+/// thread of their loop.
 
 #include "attrlog/session/Session.h"
 

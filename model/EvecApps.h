@@ -6,6 +6,9 @@
 ///     dir->appConfigIs(Hardware::Loam::vtAppMpls)->entryIs(EvecEntry(key, format));
 ///
 /// There is no answer for each application: what is in the hardware, and whose it is, stands in EvecStatus.
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/VtAppId.h"

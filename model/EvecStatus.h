@@ -3,6 +3,9 @@
 /// The egress VLAN edit commands in the hardware, for all applications together, and who owns each.
 ///
 /// The two maps are independent: an entry can be without an owner and the other way round.
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "values/EvecEntry.h"

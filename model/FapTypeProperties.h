@@ -12,6 +12,9 @@
 /// A FapTypeProperties is complete when its constructor returns: one set for each family. It reads the
 /// environment variables MAX_ARAD_TCAM_ENTRIES and MAX_JERICHO_TCAM_ENTRIES then, and never again. All
 /// arithmetic is in unsigned 32 bits and wraps; it allocates nothing.
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/FapType.h"

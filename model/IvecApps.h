@@ -8,6 +8,9 @@
 ///
 /// HwIvecs does not look into its entries: hwIvecIs(key, entry) stores the entry as it is, whatever its own
 /// key. Give the same key twice.
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/VtAppId.h"

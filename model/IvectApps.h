@@ -6,6 +6,9 @@
 ///     AradIhpIvectIndex place;
 ///     place.setProfileAndFormat(Hardware::Loam::iveProfile3, Hardware::Loam::vlanTagC);
 ///     config->configIs(place, command);                             // IvectAppConfig
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/Indexes.h"

@@ -12,6 +12,9 @@
 ///
 /// A config holds how often an application asks for each LIF, a status under the same key where the LIF is.
 /// Whoever owns the resource reads the one and writes the other; nothing here does.
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/VtAppId.h"

@@ -5,6 +5,9 @@
 ///
 ///     auto data = loamTunnelCommonSmDataFactory("sm");
 ///     data->intfIdToFapPortIs(intf, Hardware::Loam::PortMap(Hardware::Loam::FapId(0), 12));
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/DrvHelper/LoamCommonSmData.h"

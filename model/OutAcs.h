@@ -13,6 +13,9 @@
 /// other and writes the results, by key into OutAcStatus and by application into OutAcAppStatus. A count per
 /// application can only be raised, set or deleted. OutAcConfig, OutAcRequest and OutAcStatus have no factory:
 /// a request is made by its OutAcConfig.
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/VtAppId.h"

@@ -10,6 +10,9 @@
 ///
 /// TpidVtAppConfig and its directory are plain counted objects: they have no name, version, parent or
 /// attribute log, and asking the directory for a child that is there does nothing else.
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "platform/Hardware/Loam/VtAppId.h"

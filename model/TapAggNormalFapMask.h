@@ -6,6 +6,9 @@
 ///
 ///     auto mask = Hardware::LoamTunnel::tapAggNormalFapMaskFactory();
 ///     mask->fapMaskIs(Sideband::Fapmask::of({0, 1}));
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "platform/Sideband/Fapmask.h"

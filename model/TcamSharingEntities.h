@@ -7,6 +7,9 @@
 ///
 /// The answer to a request is the one with an equal key; nothing else ties the two. A request without an
 /// answer reads as one with the default answer, `tcamSharingInsertDefault`.
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "values/TcamSharing.h"

@@ -5,6 +5,9 @@
 ///
 ///     terminations->configIs(TunnelTerminationEntry(Fen::tunnelTypeVxlan, address), true);
 ///     if (results->status(key).addStatus() == FenTypes::tableAddSuccess) { ... }    // VtepToNhIdMapStatus
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "model/ModelNames.h"
 #include "platform/Fen/Tunnel.h"

@@ -28,39 +28,30 @@ struct AttrLogRecordText {
     KorType* childType = nullptr;
 };
 
-class KOR_EXPORT AttrLogType {
-public:
-    AttrLogType(AttrLogType const&) = delete;
-
+struct AttrLogType {
     /// A new entity whose key or name is read from the record.
-    virtual Ptr<Entity> newEntity(NboAttrLog::In& in) const = 0;
+    Ptr<Entity> (*newEntity)(NboAttrLog::In& in);
     /// The adapter of the entity, which is of this class, towards the stream: found, with its flags replaced,
     /// or made.
-    virtual Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags,
-                                                         unsigned int id, Ptr<NboAttrLog::Out> const& out,
-                                                         PtrInterface* context) const = 0;
+    Ptr<Entity::KorNboAttrLogSa> (*streamAdapterIs)(Entity& entity, Entity::Kor_BitSet flags, unsigned int id,
+                                                    Ptr<NboAttrLog::Out> const& out, PtrInterface* context);
 
     /// Takes a record of such an entity's attribute, negative for a deletion, apart, and applies it to
     /// nothing. Raises what applying it would.
-    virtual AttrLogRecordText recordText(AttributeId attribute, NboAttrLog::In& in) const = 0;
+    AttrLogRecordText (*recordText)(AttributeId attribute, NboAttrLog::In& in);
     /// The key or the name in an announcement of such an entity.
-    virtual String8 argumentText(NboAttrLog::In& in) const = 0;
+    String8 (*argumentText)(NboAttrLog::In& in);
 
     /// Mounts the children of an attribute of an entity, which is of this class, where it is mounted itself.
-    virtual void childAttrLogIs(Entity& owner, AttributeId attribute,
-                                Ptr<NboAttrLog::Out> const& out) const = 0;
+    void (*childAttrLogIs)(Entity& owner, AttributeId attribute, Ptr<NboAttrLog::Out> const& out);
 
     /// The attribute log of the class of that full name; null if it has none.
-    static AttrLogType const* named(std::string_view typeName);
+    KOR_EXPORT static AttrLogType const* named(std::string_view typeName);
 
     class KOR_EXPORT Load {
     public:
         Load(std::string_view typeName, AttrLogType const& type);
     };
-
-protected:
-    constexpr AttrLogType() noexcept = default;
-    ~AttrLogType() = default;
 };
 
 } // namespace Kor

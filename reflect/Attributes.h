@@ -10,6 +10,9 @@
 /// A new kind of attribute is one declaration here, and what is truly new about it where it is stored
 /// (reflect/entity/Levels.h) or read. `Type` is the type that a reader gets, of an operation its result; a
 /// keyed attribute has a `Key`, and one whose key is in the value the name of it as `KeyName`.
+///
+/// They exist at compile time alone. What their operations cost, raise and do stands in the two headers
+/// named.
 
 #include "reflect/Names.h"
 #include "reflect/Shape.h"
@@ -73,6 +76,21 @@ template <class... A, class Visit>
 constexpr void forEach(AttributeList<A...>, Visit const& visit) {
     (visit.template operator()<A>(), ...);
 }
+
+template <class... A>
+AttributeList<A...> plainList(AttributeList<A...> const&);
+/// The attributes of a list, given one by one or as one class that derives from their list.
+template <class... A>
+struct ListOf {
+    using type = AttributeList<A...>;
+};
+template <class List>
+requires requires(List const& list) {
+    plainList(list);
+}
+struct ListOf<List> {
+    using type = decltype(plainList(std::declval<List const&>()));
+};
 
 template <class Signature>
 struct SignatureOf;
@@ -297,7 +315,8 @@ struct Queue {
     static constexpr Shape shape{.role = Role::queue, .keyed = true, .settable = true};
 };
 
-/// The place of an attribute that the list does not have: its id belongs to none.
+/// The place of an attribute that the list does not have: its id belongs to none. A second one in a list is a
+/// struct that derives from it.
 struct FreeId {
     struct Name {
         static constexpr char const* text = nullptr;

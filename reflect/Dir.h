@@ -9,6 +9,8 @@
 ///
 /// A directory holds its entities, is their parent while they are in it, and lets them go when it ends. Its
 /// reactors hear onEntry(name). One thread.
+///
+/// An entry costs one allocation. What an operation raises stands with it.
 
 #include "reflect/DirNames.h"
 #include "reflect/entity/EntityPattern.h"

@@ -10,6 +10,8 @@
 ///     reactor->handleScopeExit();
 ///
 /// The modules of types do this (reflect/TypeModule.h); nobody else needs to. One thread.
+///
+/// It is used while libraries are loaded; nothing of it costs anything later.
 
 #include "reflect/KorType.h"
 

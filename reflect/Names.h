@@ -23,6 +23,16 @@
 #include <concepts>
 #include <utility>
 
+namespace Kor::detail {
+
+/// What an entity class has for its attribute A, below the form of its name: reflect/entity/Levels.h.
+template <class Self, class A>
+struct LevelFor;
+template <class Self, class A>
+using Level = typename LevelFor<Self, A>::type;
+
+} // namespace Kor::detail
+
 #define KOR_NAME(x, X, ...)                                                                                  \
     namespace Kor::name {                                                                                    \
     struct x {                                                                                               \
@@ -81,93 +91,99 @@
 
 /// What the third argument adds.
 #define KOR_NAME_FORMS_entity(x, X)                                                                          \
-    /* of entities, on a level L */                                                                          \
-    template <class L>                                                                                       \
-    struct Fixed : L {                                                                                       \
-        typename L::Read x() const { return L::korGet(); }                                                   \
+    /* of entities, on the level of the attribute A */                                                       \
+    template <class Self, class A>                                                                           \
+    struct Fixed : detail::Level<Self, A> {                                                                  \
+        Fixed() = default;                                                                                   \
+        template <class Argument>                                                                            \
+        Fixed(std::in_place_t, Argument&& argument)                                                          \
+            : detail::Level<Self, A>(std::forward<Argument>(argument)) {}                                    \
+        typename Fixed::Read x() const { return this->korGet(); }                                            \
     };                                                                                                       \
-    template <class L>                                                                                       \
-    struct Singleton : Fixed<L> {                                                                            \
-        void x##Is(typename L::Value const& value) { L::korIs(value); }                                      \
+    template <class Self, class A>                                                                           \
+    struct Singleton : Fixed<Self, A> {                                                                      \
+        void x##Is(typename A::Value const& value) { this->korIs(value); }                                   \
     };                                                                                                       \
     template <class Below, class At>                                                                         \
     struct VirtualSetter : Below {                                                                           \
         using Below::Below;                                                                                  \
         virtual void x##Is(typename At::Value value) { At::set(*this, value); }                              \
     };                                                                                                       \
-    template <class L>                                                                                       \
-    struct Reference : Singleton<L> {                                                                        \
-        using Fixed<L>::x;                                                                                   \
-        typename L::Value x() { return L::korGet(); }                                                        \
+    template <class Self, class A>                                                                           \
+    struct Reference : Singleton<Self, A> {                                                                  \
+        using Fixed<Self, A>::x;                                                                             \
+        typename A::Value x() { return this->korGet(); }                                                     \
     };                                                                                                       \
-    template <class L>                                                                                       \
-    struct Map : L {                                                                                         \
-        using Kor##X = typename L::Node;                                                                     \
-        using X##Iterator = typename L::Map::Iterator;                                                       \
+    template <class Self, class A>                                                                           \
+    struct Map : detail::Level<Self, A> {                                                                    \
+        using Kor##X = typename Map::Node;                                                                   \
+        using X##Iterator = typename detail::Level<Self, A>::Map::Iterator;                                  \
         /** The members, for a walk or a count. */                                                           \
-        typename L::Map const& x##Map() const { return L::korMap(); }                                        \
-        X##Iterator x##Iterator() { return X##Iterator(&L::korMap()); }                                      \
-        typename L::Read x(typename L::Key const& key) const { return L::korGet(key); }                      \
+        typename detail::Level<Self, A>::Map const& x##Map() const { return this->korMap(); }                \
+        X##Iterator x##Iterator() { return X##Iterator(&this->korMap()); }                                   \
+        typename Map::Read x(typename A::Key const& key) const { return this->korGet(key); }                 \
         template <class K>                                                                                   \
-        requires(!std::convertible_to<K const&, typename L::Key>) void x(K const&) const {                   \
-            L::Owner::template korRefuseKey<typename L::Key, K>();                                           \
+        requires(!std::convertible_to<K const&, typename A::Key>) void x(K const&) const {                   \
+            Self::template korRefuseKey<typename A::Key, K>();                                               \
         }                                                                                                    \
-        typename L::Value x##Del(typename L::Key const& key) { return L::korDel(key); }                      \
-        typename L::Value x##Del(X##Iterator& at) { return L::korDel(at); }                                  \
-        void x##DelAll() { L::korDelAll(); }                                                                 \
-        void x##Notify(typename L::Key const& key) { L::korNotify(key); }                                    \
+        typename A::Value x##Del(typename A::Key const& key) { return this->korDel(key); }                   \
+        typename A::Value x##Del(X##Iterator& at) { return this->korDel(at); }                               \
+        void x##DelAll() { this->korDelAll(); }                                                              \
+        void x##Notify(typename A::Key const& key) { this->korNotify(key); }                                 \
     };                                                                                                       \
-    template <class L>                                                                                       \
-    struct ValueMap : Map<L> {                                                                               \
-        void x##Is(typename L::Key const& key, typename L::Value const& value) { L::korIs(key, value); }     \
+    template <class Self, class A>                                                                           \
+    struct ValueMap : Map<Self, A> {                                                                         \
+        void x##Is(typename A::Key const& key, typename A::Value const& value) { this->korIs(key, value); }  \
         template <class K, class V>                                                                          \
-        requires(!std::convertible_to<K const&, typename L::Key>) void x##Is(K const&, V const&) {           \
-            L::Owner::template korRefuseKey<typename L::Key, K>();                                           \
+        requires(!std::convertible_to<K const&, typename A::Key>) void x##Is(K const&, V const&) {           \
+            Self::template korRefuseKey<typename A::Key, K>();                                               \
         }                                                                                                    \
-        typename L::Held new##X(typename L::Key const& key, typename L::Value const& value) {                \
-            return L::korNew(key, value);                                                                    \
+        typename ValueMap::Held new##X(typename A::Key const& key, typename A::Value const& value) {         \
+            return this->korNew(key, value);                                                                 \
         }                                                                                                    \
     };                                                                                                       \
-    template <class L>                                                                                       \
-    struct CountedUpMap : ValueMap<L> {                                                                      \
-        U32 x##Inc(typename L::Key const& key, U32 delta) { return L::korAdd(key, delta); }                  \
+    template <class Self, class A>                                                                           \
+    struct CountedUpMap : ValueMap<Self, A> {                                                                \
+        U32 x##Inc(typename A::Key const& key, U32 delta) { return this->korAdd(key, delta); }               \
     };                                                                                                       \
-    template <class L>                                                                                       \
-    struct CountedMap : CountedUpMap<L> {                                                                    \
-        U32 x##Dec(typename L::Key const& key, U32 delta) { return L::korAdd(key, U32{0} - delta); }         \
+    template <class Self, class A>                                                                           \
+    struct CountedMap : CountedUpMap<Self, A> {                                                              \
+        U32 x##Dec(typename A::Key const& key, U32 delta) { return this->korAdd(key, U32{0} - delta); }      \
     };                                                                                                       \
-    template <class L>                                                                                       \
-    struct KeyedMap : Map<L> {                                                                               \
-        void x##Is(typename L::Value const& value) { L::korIs(value); }                                      \
-        typename L::Held new##X(typename L::Value const& value) { return L::korNew(value); }                 \
+    template <class Self, class A>                                                                           \
+    struct KeyedMap : Map<Self, A> {                                                                         \
+        void x##Is(typename A::Value const& value) { this->korIs(value); }                                   \
+        typename KeyedMap::Held new##X(typename A::Value const& value) { return this->korNew(value); }       \
     };                                                                                                       \
-    template <class L>                                                                                       \
-    struct ReferenceMap : ValueMap<L> {                                                                      \
-        using Map<L>::x;                                                                                     \
-        typename L::Value x(typename L::Key const& key) { return L::korGet(key); }                           \
+    template <class Self, class A>                                                                           \
+    struct ReferenceMap : ValueMap<Self, A> {                                                                \
+        using Map<Self, A>::x;                                                                               \
+        typename A::Value x(typename A::Key const& key) { return this->korGet(key); }                        \
     };                                                                                                       \
-    template <class L>                                                                                       \
-    struct EntityMap : Map<L> {                                                                              \
-        using Map<L>::x;                                                                                     \
-        typename L::Value x(typename L::Key const& key) { return L::korGet(key); }                           \
-        typename L::Found x##Is(typename L::Key const& key) { return L::korIs(key); }                        \
+    template <class Self, class A>                                                                           \
+    struct EntityMap : Map<Self, A> {                                                                        \
+        using Map<Self, A>::x;                                                                               \
+        typename A::Value x(typename A::Key const& key) { return this->korGet(key); }                        \
+        typename EntityMap::Found x##Is(typename A::Key const& key) { return this->korIs(key); }             \
         template <class K>                                                                                   \
-        requires(!std::convertible_to<K const&, typename L::Key>) void x##Is(K const&) {                     \
-            L::Owner::template korRefuseKey<typename L::Key, K>();                                           \
+        requires(!std::convertible_to<K const&, typename A::Key>) void x##Is(K const&) {                     \
+            Self::template korRefuseKey<typename A::Key, K>();                                               \
         }                                                                                                    \
-        typename L::Held new##X(typename L::Key const& key) { return L::korNew(key); }                       \
+        typename EntityMap::Held new##X(typename A::Key const& key) { return this->korNew(key); }            \
     };                                                                                                       \
-    template <class L>                                                                                       \
-    struct Queue : L {                                                                                       \
+    template <class Self, class A>                                                                           \
+    struct Queue : detail::Level<Self, A> {                                                                  \
         /** The members, for a walk. */                                                                      \
-        typename L::Map const& x##Queue() const { return L::korMap(); }                                      \
-        typename L::Value x(U32 key) const { return L::korGet(key); }                                        \
-        void x##Enq(typename L::Value const& value) { L::korEnq(value); }                                    \
-        typename L::Value x##Deq() { return L::korDeq(); }                                                   \
-        void x##Is(U32 key, typename L::Value const& value) { L::korIs(key, value); }                        \
-        typename L::Value x##Del(U32 key) { return L::korDel(key); }                                         \
-        typename L::Value x##Del(typename L::Map::IteratorConst& at) { return L::korDel(at); }               \
-        void x##Notify(U32 key) { L::korNotify(key); }                                                       \
+        typename detail::Level<Self, A>::Map const& x##Queue() const { return this->korMap(); }              \
+        typename A::Value x(U32 key) const { return this->korGet(key); }                                     \
+        void x##Enq(typename A::Value const& value) { this->korEnq(value); }                                 \
+        typename A::Value x##Deq() { return this->korDeq(); }                                                \
+        void x##Is(U32 key, typename A::Value const& value) { this->korIs(key, value); }                     \
+        typename A::Value x##Del(U32 key) { return this->korDel(key); }                                      \
+        typename A::Value x##Del(typename detail::Level<Self, A>::Map::IteratorConst& at) {                  \
+            return this->korDel(at);                                                                         \
+        }                                                                                                    \
+        void x##Notify(U32 key) { this->korNotify(key); }                                                    \
     };                                                                                                       \
                                                                                                              \
     /* of reactors */                                                                                        \

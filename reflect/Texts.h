@@ -1,6 +1,8 @@
 #pragma once
 
 /// Kor::texts(): what a class, an enumeration and their attributes mean, said in the declaration.
+///
+/// They are data for tools (Kor::KorAttr::meaning()), computed by the compiler: no operation reads them.
 
 #include <array>
 #include <cstddef>

@@ -8,6 +8,8 @@
 ///
 /// Positions run from 0 to bits - 1; another one is a broken contract. The whole word, with what bits it may
 /// have above the positions, can be read and replaced.
+///
+/// A plain value: no allocation, any thread that owns it.
 
 #include "runtime/Contract.h"
 #include "runtime/Types.h"

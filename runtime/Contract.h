@@ -9,6 +9,8 @@
 /// A breach prints one line to stderr, `operation: what was wrong`, and stops the program. A release build
 /// compiles nothing: neither the test nor the text. Errors that a caller is allowed to cause are exceptions
 /// (runtime/Exception.h), never these.
+///
+/// Any thread.
 
 #include "runtime/Types.h"
 

@@ -10,6 +10,9 @@
 /// Entity classes are declared with the pattern of reflect/entity/EntityPattern.h; nobody derives from this
 /// one by hand. The parent is a plain pointer: a parent holds its children, and takes itself off them when it
 /// lets them go or ends. An entity and all that observes it belong to one thread.
+///
+/// The name is shared, so an entity costs its own allocation alone; fullName() builds a text from the root
+/// down.
 
 #include "runtime/ListRaw.h"
 #include "runtime/Notifiee.h"

@@ -12,6 +12,9 @@
 /// string, both the words that the operation documents. The classes tell errors apart in a catch; the ids
 /// tell them apart where a class can not (`hasId`), and in Kor::Expect. A contract that is broken is no
 /// exception: see runtime/Contract.h.
+///
+/// An exception holds a counted text. It may pass from thread to thread as counted objects may
+/// (runtime/VFPtrInterface.h).
 
 #include "runtime/Ptr.h"
 #include "runtime/String8.h"

@@ -91,9 +91,8 @@ public:
     /// `member` has left the map. `*bucket`, when given, receives the bucket of the result. Null at the end.
     PtrInterface* findNextG(PtrInterface const* member, int* bucket) const;
 
-    /// The first member of the next bucket after `*bucket` that has one, and its bucket. Null at the end,
-    /// with
-    /// `*bucket` then the number of buckets.
+    /// The first member of the next bucket after `*bucket` that has one, and its bucket. Null at the end;
+    /// `*bucket` is then the number of buckets.
     PtrInterface* findNextBucket(int* bucket) const noexcept {
         int const end = static_cast<int>(bucketCount());
         int at = *bucket + 1;

@@ -14,6 +14,8 @@
 /// An iterator holds its current member. While the queue is unchanged a step is constant; after a change it
 /// finds its key again by a walk from the head, and goes on at the next larger key when its member is gone.
 /// When its key lies beyond the tail it ends. One thread at a time.
+///
+/// An insertion allocates its member; nothing else allocates.
 
 #include "runtime/Contract.h"
 #include "runtime/Ptr.h"

@@ -20,6 +20,8 @@
 ///
 /// Kor::NotifieeAdapter is the base of the small reactor that stands in an entity's list for another object,
 /// its owner; Kor::AdapterOwner is the owner's side.
+///
+/// Joining costs constant time, leaving a walk of the list. One thread: that of the entity.
 
 #include "runtime/ListRaw.h"
 #include "runtime/Notifiee.h"
@@ -156,13 +158,22 @@ private:
     Derived* next = nullptr;
 };
 
+/// The reactor class that a NotifieeAdapter derives from: the one that it is given, or the one that a tag
+/// stands for, which keeps the names of types short.
+template <class Notifiee>
+struct NotifieeNamed {
+    using type = Notifiee;
+};
+
 /// A reactor in the list of an entity that stands for its owner, such as a stream adapter. `Notifiee` is the
 /// entity's reactor class; the derived class forwards the hooks of the attributes.
 ///
 /// The owner holds the adapter; the adapter points back without a count, and to the entity with a weak
 /// reference, so that the entity does not stay alive for the sake of its own observers.
 template <class Owner, class Notifiee>
-class NotifieeAdapter : public Notifiee {
+class NotifieeAdapter : public NotifieeNamed<Notifiee>::type {
+    using Below = typename NotifieeNamed<Notifiee>::type;
+
 public:
     explicit NotifieeAdapter(Owner* owner) : owner_(owner) {}
 
@@ -170,7 +181,7 @@ public:
     void korReactorAdapterIs(Owner* owner) noexcept { owner_ = owner; }
 
     PtrInterface::NotifieeConst* korRawReactor() const override {
-        return owner_ != nullptr ? owner_ : Notifiee::korRawReactor();
+        return owner_ != nullptr ? owner_ : Below::korRawReactor();
     }
 
     void onNotificationException(AttributeId attribute) override {
@@ -187,9 +198,9 @@ public:
 
     /// Without a notifier from now on, a weak owner must not go on pointing at the same one.
     void notifierIs(Ptr<PtrInterface const> const& notifier) override {
-        Ptr<PtrInterface const> const before = Notifiee::notifier();
-        Notifiee::notifierIs(notifier);
-        if (before && Notifiee::notifier() == nullptr && owner_ != nullptr && owner_->isWeakReference() &&
+        Ptr<PtrInterface const> const before = Below::notifier();
+        Below::notifierIs(notifier);
+        if (before && Below::notifier() == nullptr && owner_ != nullptr && owner_->isWeakReference() &&
             owner_->notifier() == before) {
             owner_->notifierIs(nullptr);
         }
@@ -200,7 +211,7 @@ public:
         if (this->hasNotificationActive() == active) {
             return;
         }
-        Notifiee::hasNotificationActiveIs(active);
+        Below::hasNotificationActiveIs(active);
         if (owner_ != nullptr && !this->korMarkedForDeletion()) {
             owner_->hasNotificationActiveIs(active);
         }

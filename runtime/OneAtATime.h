@@ -9,6 +9,8 @@
 /// is folded in as that finished hash: `.add(field.hash())`. The width of the argument counts, so give each
 /// field with the type that it is stored in. Everything is constexpr, inline and unrolled: about 0.8 ns a
 /// byte.
+///
+/// Any thread; nothing is allocated or thrown.
 
 #include "runtime/Types.h"
 

@@ -16,6 +16,8 @@
 ///
 /// Threads. An object belongs to one thread at a time. References to it may be taken and dropped by several
 /// once Kor::VFPtrInterface::enableThreadSafePointers is set.
+///
+/// A reference that comes or goes costs a change of the count.
 
 #include "runtime/PtrTrack.h"
 #include "runtime/VFPtrInterface.h"

@@ -1,19 +1,23 @@
 /// Whole switches in one process: an owner of the LIFs and a standby, relays, chips, applications, and a peer
 /// that means harm. Streams stall, connections are cut on one side or both, processes die and come back, the
-/// owner is replaced by its standby, old peers speak an old protocol. All of it follows from a seed.
+/// owner is replaced by its standby, old peers speak an old protocol, and some have an older schema than
+/// others (simulate/NextSchema.h): they know no weights, and not all applications. All of it follows from a
+/// seed.
 ///
 ///     simulate --seeds 1000 [--first 1] [--steps 400]      each seed; a failing one is made short and printed
 ///
 /// What is checked:
 ///   - when a fence is answered, each value that was set before it, or a newer one, is with each peer that
 ///   was
-///     connected all the while; one that was deleted is gone, or newer;
+///     connected all the while; one that was deleted is gone, or newer. What a schema on the way does not know
+///     is nothing that the peer could have;
 ///   - a fence is answered once, and always in the end;
 ///   - once all is connected again and quiet, all copies are equal to what the applications want;
 ///   - a peer that means harm ends its own connection alone.
 
 #include "attrlog/session/Session.h"
 #include "model/LoamTunnelModel.h"
+#include "simulate/NextSchema.h"
 
 #include <algorithm>
 #include <array>
@@ -24,6 +28,8 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 namespace {
@@ -93,7 +99,41 @@ struct Known {
     U32 value = 0;     // 0: none
     U32 droppedAt = 0; // the last time
 };
-using State = std::map<std::pair<U32, U32>, Known>; // by application and LIF
+enum Attribute : U8 { count, weight };
+/// By the number of the application's process, attribute and LIF.
+struct Key {
+    U32 application;
+    Attribute attribute;
+    U32 lif;
+    friend auto operator<=>(Key const&, Key const&) = default;
+};
+using State = std::map<Key, Known>;
+
+/// An entity of the one schema or the other.
+using Dir = std::variant<Ptr<LifAppConfigDir>, Ptr<NewAppConfigDir>>;
+using Config = std::variant<Ptr<LifAppConfig>, Ptr<NewAppConfig>>;
+template <class Of>
+Ptr<Entity> entityOf(Of const& entity) {
+    return std::visit([](auto const& each) { return Ptr<Entity>(each); }, entity);
+}
+Dir makeDir(bool isOlder) {
+    return isOlder ? Dir(lifAppConfigDirFactory("lif")) : Dir(newAppConfigDirFactory("lif"));
+}
+Config makeConfig(bool isOlder, U32 app) {
+    return isOlder ? Config(lifAppConfigFactory(static_cast<Loam::VtAppId>(app)))
+                   : Config(newAppConfigFactory(static_cast<NewAppId>(app)));
+}
+/// The directory's config for the application of one that has come; null if it is of another schema.
+Ptr<Entity> configFor(Dir const& dir, Ptr<Entity> const& made) {
+    return std::visit(
+        [&](auto const& mine) -> Ptr<Entity> {
+            using Mine = std::conditional_t<std::is_same_v<decltype(mine), Ptr<LifAppConfigDir> const&>,
+                                            LifAppConfig, NewAppConfig>;
+            auto const config = ptrCast<Mine>(made);
+            return config ? Ptr<Entity>(mine->appConfigIs(config->app())) : nullptr;
+        },
+        dir);
+}
 
 /// One process.
 struct Node {
@@ -102,8 +142,8 @@ struct Node {
     U32 number = 0;
     InstanceToken token{};
     /// What it owns or has a copy of; an application has a child of its own.
-    Ptr<LifAppConfigDir> dir;
-    Ptr<LifAppConfig> config;
+    Dir dir;
+    Config config;
     /// For those below, and towards the one above.
     Ptr<Service> service, above;
     Node* parent = nullptr;
@@ -111,12 +151,16 @@ struct Node {
     Ptr<Session> mine, parents;
     /// Changes with each connection.
     U32 connection = 0;
-    bool isOld = false; // speaks protocol 2
+    bool isOld = false;   // speaks protocol 2
+    bool isOlder = false; // has the older schema
+    /// Towards the parent, and from it, if that has the other schema.
+    Crossing up, down;
+    bool isCrossing() const { return parent != nullptr && parent->isOlder != isOlder; }
 };
 
 class World {
 public:
-    World(U64 seed, U32 relays, U32 chips, U32 applications, bool hasOld) : random_(seed) {
+    World(U64 seed, U32 relays, U32 chips, U32 applications, bool hasOld, bool hasOlder) : random_(seed) {
         owner_ = &add(Node::owner, nullptr);
         standby_ = &add(Node::chip, owner_);
         std::vector<Node*> parents{owner_};
@@ -132,6 +176,10 @@ public:
         for (U32 i = 0; i < applications; ++i) {
             add(Node::application, owner_);
         }
+        for (auto const& each : nodes_) {
+            each->isOlder = hasOlder && random_.below(3) == 0;
+        }
+        standby_->isOlder = owner_->isOlder; // it takes its place
         for (auto const& each : nodes_) {
             start(*each);
         }
@@ -150,9 +198,9 @@ public:
         case Step::set: {
             Node& app = application(step.a);
             U32 const many = step.c % 8 == 0 ? lifs : 1;
+            Attribute const attribute = !app.isOlder && step.c / 8 % 3 == 0 ? weight : count;
             for (U32 i = step.b % lifs; i < step.b % lifs + many; ++i) {
-                app.config->reqCountIs(lif(i % lifs), ++now_);
-                state_[{app.number, i % lifs}].value = now_;
+                set(app, {app.number, attribute, i % lifs});
             }
             return;
         }
@@ -160,9 +208,7 @@ public:
             drop(application(step.a), step.b % lifs);
             return;
         case Step::dropAll:
-            for (U32 i = 0; i < lifs; ++i) {
-                drop(application(step.a), i);
-            }
+            dropAll(application(step.a));
             return;
         case Step::carry:
             carry(*nodes_[step.a % nodes_.size()], step.b % 1500, step.c % 1500);
@@ -239,7 +285,8 @@ public:
         for (auto const& each : nodes_) {
             if (each->role != Node::application) {
                 for (auto const& [key, known] : state_) {
-                    if (U32 const there = valueAt(*each, key); there != known.value) {
+                    U32 const there = valueAt(*each, key);
+                    if (reaches(*each, key) && there != known.value) {
                         throw Broken(nameOf(*each) + " has " + std::to_string(there) + " for " +
                                      keyText(key) + ", not " + std::to_string(known.value));
                     }
@@ -250,8 +297,6 @@ public:
     U64 answered() const { return answered_; }
 
 private:
-    using Key = std::pair<U32, U32>;
-
     Node& add(Node::Role role, Node* parent) {
         Node& node = *nodes_.emplace_back(std::make_unique<Node>());
         node.role = role;
@@ -259,13 +304,27 @@ private:
         node.number = static_cast<U32>(nodes_.size());
         return node;
     }
-    static Loam::VtAppId appOf(U32 number) { return static_cast<Loam::VtAppId>(1 + number % 12); }
+    /// The application's number in the schema. The newer one has more: if the owner knows them, so may
+    /// others.
+    U32 appOf(U32 number) const {
+        bool const isNewer = !owner_->isOlder && !nodes_[number - 1]->isOlder && number % 2 == 0;
+        return 1 + (isNewer ? olderApps + number / 2 % newerApps : number % olderApps);
+    }
+    /// Whether the schemas on the way from an application down to a process all have it.
+    static bool reaches(Node const& node, Key const& key) {
+        bool has = true;
+        for (Node const* at = &node; at != nullptr; at = at->parent) {
+            has = has && (key.attribute == count || !at->isOlder);
+        }
+        return has;
+    }
     static std::string nameOf(Node const& node) {
         constexpr std::array<char const*, 4> roles{"owner", "relay", "chip", "application"};
         return std::string(roles[node.role]) + ' ' + std::to_string(node.number);
     }
     static std::string keyText(Key const& key) {
-        return "application " + std::to_string(key.first) + ", LIF " + std::to_string(key.second);
+        return "application " + std::to_string(key.application) +
+               (key.attribute == weight ? ", weight of" : ",") + " LIF " + std::to_string(key.lif);
     }
     Node& application(U32 which) {
         std::vector<Node*> all;
@@ -283,29 +342,28 @@ private:
     void start(Node& node) {
         node.token = {random_.next(), random_.next()};
         if (node.role == Node::application) {
-            node.config = lifAppConfigFactory(appOf(node.number));
+            node.config = makeConfig(node.isOlder, appOf(node.number));
             return;
         }
-        node.dir = lifAppConfigDirFactory("lif");
+        node.dir = makeDir(node.isOlder);
         node.service = makePtr<Service>();
         node.above = makePtr<Service>();
         serve(node);
     }
     void serve(Node& node) {
         if (node.role == Node::owner) {
-            node.service->offer("lif", node.dir, Access::readOnly);
-            node.service->acceptIs(
-                "lifConfig", [dir = node.dir](Session&, Name const&, Ptr<Entity> const& made) -> Ptr<Entity> {
-                    auto const config = ptrCast<LifAppConfig>(made);
-                    return config ? dir->appConfigIs(config->app()).ptr() : nullptr;
-                });
+            node.service->offer("lif", entityOf(node.dir), Access::readOnly);
+            node.service->acceptIs("lifConfig",
+                                   [dir = node.dir](Session&, Name const&, Ptr<Entity> const& made) {
+                                       return configFor(dir, made);
+                                   });
             node.service->fenceHookIs([this](Session&, Ptr<Fence> const& fence) {
                 if (fence->level() == FenceLevel::done) {
                     tickets_.push_back(fence);
                 }
             });
         } else if (node.role == Node::relay) {
-            node.service->offer("lif", node.dir, Access::readOnly);
+            node.service->offer("lif", entityOf(node.dir), Access::readOnly);
             node.above->relaysTo(node.service);
         }
     }
@@ -320,9 +378,7 @@ private:
             }
         }
         if (node.role == Node::application) {
-            for (U32 i = 0; i < lifs; ++i) {
-                drop(node, i);
-            }
+            dropAll(node);
         }
         start(node);
     }
@@ -337,7 +393,7 @@ private:
         owner_->dir = standby_->dir;
         owner_->service = makePtr<Service>();
         serve(*owner_);
-        standby_->dir = lifAppConfigDirFactory("lif");
+        standby_->dir = makeDir(standby_->isOlder);
     }
 
     // Connections
@@ -360,21 +416,24 @@ private:
         }
         ++node.connection;
         StreamLimits const limits{2 * 1024 + 128, 1024, 1000};
-        SessionConfig config{.name = Name(String8(nameOf(node))), .schema = 1, .limits = limits};
+        auto const schemaOf = [](Node const& of) { return of.isOlder ? 1u : 2u; };
+        SessionConfig config{.name = Name(String8(nameOf(node))), .schema = schemaOf(node), .limits = limits};
         config.token = node.token;
+        node.up = node.down = {};
         node.mine = makePtr<Session>(Side::connecting, config, node.above);
         // The earlier one may not be noticed as lost yet.
         forgotten_.push_back(std::exchange(node.parents, nullptr));
         config.name = Name(String8(nameOf(*node.parent)));
+        config.schema = schemaOf(*node.parent);
         config.token = node.parent->token;
         node.parents = makePtr<Session>(Side::accepting, config, node.parent->service);
         if (node.isOld) {
             passOldPreambles(node);
         }
         if (node.role == Node::application) {
-            node.mine->push("lifConfig", node.config, Access::readOnly);
+            node.mine->push("lifConfig", entityOf(node.config), Access::readOnly);
         } else {
-            node.mine->want("lif", node.dir);
+            node.mine->want("lif", entityOf(node.dir));
         }
     }
     /// A program that speaks protocol 2 alone.
@@ -388,21 +447,29 @@ private:
             to->in()->feed(preamble);
             from->out()->nextBytes(length);
         }
+        node.up.preambleIsPassed();
+        node.down.preambleIsPassed();
     }
-    static bool move(Session& from, Session& to, std::size_t most) {
+    static bool move(Session& from, Session& to, std::size_t most, Crossing* crossing) {
         from.flow();
-        auto const bytes = from.out()->readable();
+        auto bytes = from.out()->readable();
+        std::size_t taken = 0;
+        if (crossing != nullptr) {
+            taken = crossing->take(bytes);
+            from.out()->nextBytes(taken);
+            bytes = crossing->whole();
+        }
         std::size_t const n = to.in()->feed(bytes.first(std::min(most, bytes.size())));
-        from.out()->nextBytes(n);
+        crossing != nullptr ? crossing->pass(n) : from.out()->nextBytes(n);
         to.receive();
-        return n != 0;
+        return n + taken != 0;
     }
     bool carry(Node& node, std::size_t up, std::size_t down) {
         bool moved = false;
         if (node.mine && node.parents) {
             Ptr<Session> const mine = node.mine, parents = node.parents;
-            moved = move(*mine, *parents, up);
-            moved = move(*parents, *mine, down) || moved;
+            moved = move(*mine, *parents, up, node.isCrossing() ? &node.up : nullptr);
+            moved = move(*parents, *mine, down, node.isCrossing() ? &node.down : nullptr) || moved;
         } else if (!node.mine) {
             connect(node);
         } else {
@@ -432,16 +499,53 @@ private:
 
     // Values
 
+    void set(Node& app, Key const& key) {
+        state_[key].value = ++now_;
+        std::visit(
+            [&](auto const& config) {
+                if (key.attribute == count) {
+                    config->reqCountIs(lif(key.lif), now_);
+                } else if constexpr (requires { config->weightIs(lif(0), 1); }) {
+                    config->weightIs(lif(key.lif), now_);
+                }
+            },
+            app.config);
+    }
+    /// All that there is of a LIF.
     void drop(Node& app, U32 number) {
-        Known& known = state_[{app.number, number}];
-        if (known.value != 0) {
-            known = {.value = 0, .droppedAt = ++now_};
-            app.config->reqCountDel(lif(number));
+        for (Attribute const attribute : {count, weight}) {
+            auto const found = state_.find({app.number, attribute, number});
+            if (found == state_.end() || found->second.value == 0) {
+                continue;
+            }
+            found->second = {.value = 0, .droppedAt = ++now_};
+            std::visit(
+                [&](auto const& config) {
+                    if (attribute == count) {
+                        config->reqCountDel(lif(number));
+                    } else if constexpr (requires { config->weightDel(lif(0)); }) {
+                        config->weightDel(lif(number));
+                    }
+                },
+                app.config);
         }
     }
-    static U32 valueAt(Node const& node, Key const& key) {
-        auto const config = std::as_const(*node.dir).appConfig(appOf(key.first));
-        return config ? config->reqCount(lif(key.second)) : 0;
+    void dropAll(Node& app) {
+        for (U32 i = 0; i < lifs; ++i) {
+            drop(app, i);
+        }
+    }
+    U32 valueAt(Node const& node, Key const& key) const {
+        U32 const app = appOf(key.application);
+        if (auto const* const older = std::get_if<Ptr<LifAppConfigDir>>(&node.dir)) {
+            auto const config = std::as_const(**older).appConfig(static_cast<Loam::VtAppId>(app));
+            return config && key.attribute == count ? config->reqCount(lif(key.lif)) : 0;
+        }
+        auto const config =
+            std::as_const(*std::get<Ptr<NewAppConfigDir>>(node.dir)).appConfig(static_cast<NewAppId>(app));
+        return !config                  ? 0
+               : key.attribute == count ? config->reqCount(lif(key.lif))
+                                        : config->weight(lif(key.lif));
     }
     State ownersState() const {
         State state;
@@ -479,7 +583,7 @@ private:
         }
         State before;
         for (auto const& [key, known] : state_) {
-            if (key.first == app.number) {
+            if (key.application == app.number) {
                 before[key] = known;
             }
         }
@@ -496,8 +600,14 @@ private:
     }
     /// Whether the owner has taken the application's requests in over this connection.
     bool isPushed(Node const& app) const {
-        auto const config = std::as_const(*owner_->dir).appConfig(appOf(app.number));
-        auto const* const holder = config ? owner_->service->holder(*config) : nullptr;
+        auto const* const holder = std::visit(
+            [&](auto const& dir) {
+                using App =
+                    std::remove_cvref_t<decltype(std::as_const(*dir).appConfigMap().begin()->fwkKey())>;
+                auto const config = std::as_const(*dir).appConfig(static_cast<App>(appOf(app.number)));
+                return config ? owner_->service->holder(*config) : nullptr;
+            },
+            owner_->dir);
         return holder != nullptr && holder->session == app.parents.ptr();
     }
     template <class Send>
@@ -531,6 +641,9 @@ private:
             }
         }
         for (auto const& [key, known] : before) {
+            if (!reaches(*peer.node, key)) {
+                continue;
+            }
             U32 const there = valueAt(*peer.node, key);
             // What the owner does not have may be on its way to it.
             bool const isSound =
@@ -551,7 +664,7 @@ private:
         auto const victim =
             makePtr<Session>(Side::accepting, SessionConfig{.name = "owner", .schema = 1}, owner_->service);
         bad->want("lif");
-        bad->push("lifConfig", lifAppConfigFactory(static_cast<Loam::VtAppId>(20 + step.a % 200)));
+        bad->push("lifConfig", entityOf(makeConfig(owner_->isOlder, 20 + step.a % 200)));
         bad->fence(FenceLevel::done, {}, FenceExtent::all);
         Random random(step.b);
         for (int i = 0; i < 6 && victim->isOpen(); ++i) {
@@ -614,8 +727,9 @@ struct Story {
     std::string fault(U64* answered = nullptr) const {
         Random random(seed ^ 0x5eed);
         U32 const relays = random.below(3), chips = 1 + random.below(3), applications = 1 + random.below(3);
+        bool const hasOld = random.below(4) == 0, hasOlder = random.below(2) == 0;
         try {
-            World world(seed, relays, chips, applications, random.below(4) == 0);
+            World world(seed, relays, chips, applications, hasOld, hasOlder);
             for (Step const& step : steps) {
                 world.run(step);
                 world.mustBeSound();

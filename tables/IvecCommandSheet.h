@@ -1,5 +1,7 @@
 #pragma once
 
+/// The data sheet that two tables share. No table by itself.
+
 #include "chip/Row.h"
 #include "tables/FieldNames.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 
+/// Hardware::OutAcBank and its data sheet. What a row costs, what it requires and who may use it: chip/Row.h.
+
 #include "chip/Row.h"
 #include "tables/FieldNames.h"
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// Hardware::TcamBankTable and its data sheet. What a row costs, what it requires and who may use it stand in
+/// chip/Row.h.
+
 #include "chip/Row.h"
 #include "tables/FieldNames.h"
 

@@ -52,11 +52,17 @@ ChipRow rowOf(Json const& json, Hardware::ChipType chip) {
         rowForm(json.at("table").text, chip, static_cast<U32>(numberAt(json, "variant", 255)));
     ChipRow row{form, static_cast<U32>(numberAt(json, "array")), static_cast<U32>(numberAt(json, "entry")),
                 {},   parseWords(form, json.at("wanted").text),  parseWords(form, json.at("actual").text)};
+    addressOf(form, row.entry, row.array, 0); // Refused for a row that the table does not have
     for (auto const& [none, who] : membersAt(json, "who")) {
         row.who += (row.who.empty() ? "" : ", ") + Forms::shown(who.at("app").text) + ' ' +
                    std::to_string(numberAt(who, "index"));
     }
     return row;
+}
+
+std::string rowText(ChipRow const& row) {
+    return std::string(row.form.table->name) + ", array " + std::to_string(row.array) + ", entry " +
+           std::to_string(row.entry);
 }
 
 /// The bits of a run as a number in hexadecimal.
@@ -82,12 +88,19 @@ ChipRows chipRows(std::function<Json(std::string const& next)> const& ask) {
     for (U32 answers = 0; answers < mostAnswers; ++answers) {
         Json const answer = ask(next);
         try {
-            all.chip = chipNumber(answer.at("chip").text);
+            Hardware::ChipType const chip = chipNumber(answer.at("chip").text);
+            if (answers != 0 && chip != all.chip) {
+                throw Refused("chip " + std::to_string(chip) + " after chip " + std::to_string(all.chip));
+            }
+            all.chip = chip;
             all.waiting = std::max(all.waiting, numberAt(answer, "waiting"));
             for (auto const& [none, json] : membersAt(answer, "rows")) {
                 ChipRow row = rowOf(json, all.chip);
                 ChipRows::ByPlace::key_type key(row.form.table->name, row.array, row.entry);
-                all.rows.insert_or_assign(std::move(key), std::move(row));
+                std::string const place = rowText(row);
+                if (!all.rows.try_emplace(std::move(key), std::move(row)).second) {
+                    throw Refused(place + " is told twice");
+                }
             }
         } catch (Refused const& refused) { // also of a table or chip that there is not
             throw Refused(std::string("the driver gives an odd answer to rows: ") + refused.what());
@@ -230,7 +243,9 @@ struct AuditOptions {
 
 /// One comparison; whether nothing differs.
 bool auditOnce(Context& context, AuditOptions const& options, RowPrinter& printer) {
-    Connection connection(context, options.live, "audit");
+    LiveOptions live = options.live;
+    live.signalsEndWaiting = options.every.count() != 0;
+    Connection connection(context, live, "audit");
     ChipRows const rows = lasting(connection.live(), options.image);
     U64 differing = 0;
     for (auto const& [key, row] : rows.rows) {
@@ -280,6 +295,8 @@ void audit(Context& context, AuditOptions const& options) {
             }
         } catch (Broken const&) {
             throw;
+        } catch (Interrupted const&) {
+            break;
         } catch (Refused const& refused) { // a driver that has gone may come back
             context.note(std::string("not looked at: ") + refused.what());
             failure = statusOf(refused);

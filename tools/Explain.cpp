@@ -15,12 +15,18 @@ namespace tool {
 
 namespace {
 
+/// The members that tell when an application was told of its index, and what stands before the time.
+constexpr std::array<std::pair<char const*, char const*>, 2> answeredAt{
+    {{"answered", ""}, {"answeredBefore", "before the driver's start at "}}};
+
 /// "2026-11-26 13:40:05" of the seconds since 1970, in this place's time.
 std::string timeText(std::string const& seconds) {
-    auto const time = static_cast<std::time_t>(std::strtod(seconds.c_str(), nullptr));
+    constexpr double year10000 = 253'402'300'800; // and what is no time at all stays as it is
+    double const number = std::strtod(seconds.c_str(), nullptr);
+    auto const time = number >= 0 && number < year10000 ? static_cast<std::time_t>(number) : -1;
     std::tm parts{};
     std::array<char, 32> text{};
-    if (::localtime_r(&time, &parts) == nullptr ||
+    if (time < 0 || ::localtime_r(&time, &parts) == nullptr ||
         std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts) == 0) {
         return seconds;
     }
@@ -93,8 +99,10 @@ void writeText(std::ostream& out, Json const& answer) {
         if (application.find("index") != nullptr) {
             out << "  index: " << textAt(application, "index") << '\n';
         }
-        if (application.find("answered") != nullptr) {
-            out << "  answered: " << timeText(textAt(application, "answered")) << '\n';
+        for (auto const& [member, words] : answeredAt) {
+            if (application.find(member) != nullptr) {
+                out << "  answered: " << words << timeText(textAt(application, member)) << '\n';
+            }
         }
         if (Json const* const row = application.find("row")) {
             out << "  row: " << textAt(*row, "table");
@@ -134,9 +142,11 @@ void requireExplained(Json const& answer) {
     for (auto const& [none, application] : applications->members) {
         require(application.isObject(), application);
         Json const* const row = application.find("row");
-        Json const* const answered = application.find("answered");
         require(row == nullptr || row->isObject(), application);
-        require(answered == nullptr || answered->kind == Json::Kind::number, application);
+        for (auto const& [member, words] : answeredAt) {
+            Json const* const answered = application.find(member);
+            require(answered == nullptr || answered->kind == Json::Kind::number, application);
+        }
     }
 }
 

@@ -38,6 +38,7 @@ SessionConfig sessionConfig(std::string_view name) {
     SessionConfig config = Kor::Link::Peering().session;
     config.name = Kor::Name(Kor::String8(name));
     config.schema = Hardware::LoamTunnel::loamTunnelModule().checksum();
+    config.limits.marks = 1'000'000; // 80 MB
     return config;
 }
 
@@ -114,6 +115,9 @@ Live::Live(LiveOptions const& options, std::string_view name, Context* terminal)
           }
       })) {
     options_.address = options.address.empty() ? connector_.address().path() : options.address;
+    if (options.signalsEndWaiting) {
+        signalsEndWaiting();
+    }
     roots_.missingIs([this](std::string const& root) { want(root); });
     std::optional<Progress> progress;
     if (terminal != nullptr) {
@@ -124,10 +128,11 @@ Live::Live(LiveOptions const& options, std::string_view name, Context* terminal)
             if (progress) {
                 progress->step([&] { return "waits for " + options_.address + ": " + reason(); });
             }
-            return isOver() || (connector_.isEstablished() && session().areOffersKnown());
+            return isOver() || signal_ != 0 || (connector_.isEstablished() && session().areOffersKnown());
         },
         options_.left());
     progress.reset();
+    mustGoOn();
     if (!isThere && !wasConnected_) {
         throw noConnection(options_.address, reason());
     }
@@ -180,10 +185,16 @@ bool Live::until(std::function<bool()> const& condition) {
     bool holds = false;
     loop_.runUntil([&] { return isOver() || signal_ != 0 || (holds = condition()); }, options_.left());
     session(); // throws when it is over
-    if (!holds && signal_ != 0) {
-        throw Interrupted("ended by a signal");
+    if (!holds) {
+        mustGoOn();
     }
     return holds;
+}
+
+void Live::mustGoOn() const {
+    if (signal_ != 0) {
+        throw Interrupted("ended by a signal");
+    }
 }
 
 void Live::runFor(std::chrono::milliseconds time) {

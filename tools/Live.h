@@ -34,6 +34,8 @@ struct LiveOptions {
     unsigned memory = 1024;
     /// When all is over, however often is waited; there is then no second try to connect, either.
     std::optional<std::chrono::steady_clock::time_point> end{};
+    /// Whether SIGINT, SIGTERM and SIGHUP end what is waited for, and not the process.
+    bool signalsEndWaiting = false;
 
     std::chrono::milliseconds left() const;
 };
@@ -86,7 +88,7 @@ public:
     /// Runs that long, unless the connection ends or a signal comes.
     void runFor(std::chrono::milliseconds time);
 
-    /// From now on SIGINT, SIGTERM and SIGHUP end what is waited for, and not the process.
+    /// The same as the option, from now on.
     void signalsEndWaiting();
     /// The signal that has come since the last call, or 0.
     int takeSignal() { return std::exchange(signal_, 0); }
@@ -113,6 +115,8 @@ private:
     };
 
     void want(std::string const& root);
+    /// Interrupted if a signal has come.
+    void mustGoOn() const;
     void require(std::function<bool()> const& condition, std::string const& what);
     Kor::Link::ConnectorConfig config(std::string_view name);
 

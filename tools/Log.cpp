@@ -1,6 +1,6 @@
-#include "attrlog/Recording.h"
 #include "attrlog/session/Session.h"
 #include "forms/RecordView.h"
+#include "forms/Recording.h"
 #include "tools/Command.h"
 #include "tools/Commands.h"
 #include "tools/Streams.h"
@@ -21,7 +21,7 @@ namespace {
 
 using namespace Kor::NboAttrLog;
 
-/// The recordings of attribute logs, attrlog/Recording.h.
+/// The recordings of attribute logs, forms/Recording.h.
 struct LogOptions {
     std::vector<std::string> files;
     /// The side whose bytes are looked at: "accepting" or "connecting"; empty for both.

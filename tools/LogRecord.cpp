@@ -1,6 +1,6 @@
 /// `loamtunnel log record`
 
-#include "attrlog/Recording.h"
+#include "forms/Recording.h"
 #include "link/Connector.h"
 #include "tools/Command.h"
 #include "tools/Commands.h"

@@ -9,6 +9,8 @@
 /// 255 is the largest valid index; 256, the null index, is accepted and not valid. Every setter goes through
 /// `indexIs`: on the null index a view's setter stores an index above 256 and then raises
 /// Kor::RangeException.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/Loam/VlanEdit.h"
 #include "values/ValueNames.h"

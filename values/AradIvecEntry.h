@@ -6,6 +6,8 @@
 ///     AradIvecEntry entry(slot, command);
 ///
 /// Both are immutable. The hash of a slot sees the low byte of the index alone.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/Loam/Indexes.h"
 #include "platform/Sideband/Fapmask.h"

@@ -9,6 +9,8 @@
 /// `word` has the layout of a row of Hardware::EpniIvecTable and Hardware::EgqIvecTable on every chip, so it
 /// needs no encoder. The views hold the numbers of IveVlanIdSource, IveVlanPcpDeiSource and
 /// TagsToRemoveOption, unchecked; bits 21 to 31 belong to none, and count in `==`.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "values/IveSources.h"
 #include "values/ValueNames.h"

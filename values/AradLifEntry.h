@@ -16,6 +16,8 @@
 ///
 /// Values are plain copies; any thread may use its own. A setter keeps the low bits of its argument and never
 /// fails.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/ChipType.h"
 #include "values/LifType.h"

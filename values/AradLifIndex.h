@@ -7,6 +7,8 @@
 ///
 /// Immutable. An index above 131072 raises Kor::RangeException; 131072 itself passes, with any bank, and is
 /// null with `lifBankMax` alone.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/Loam/FapType.h"
 #include "runtime/Ptr.h"

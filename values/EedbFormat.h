@@ -1,6 +1,8 @@
 #pragma once
 
 /// What a row of the EEDB holds.
+///
+/// What every enumeration has, names, checked conversions and text, stands in reflect/Enumeration.h.
 
 #include "reflect/Enumeration.h"
 

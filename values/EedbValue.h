@@ -7,6 +7,8 @@
 ///
 /// The three words are the first 96 bits of the row in the layout of chip 3. Values are plain copies, nothing
 /// throws.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/Loam/FapType.h"
 #include "values/EedbFormat.h"

@@ -7,6 +7,8 @@
 ///     if (!slot) { ... }            // no chip, or a null index
 ///
 /// All are immutable.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/Loam/Indexes.h"
 #include "platform/Hardware/Loam/VtAppId.h"

@@ -9,6 +9,8 @@
 /// A command made from a number always has `membershipCheckType` 1, whatever the number held there; the
 /// setters of `membershipCheckType` and `value` can make it 0. The views of PCP and DEI hold the numbers of
 /// EvePcpDeiSource.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "values/EveSources.h"
 #include "values/ValueNames.h"

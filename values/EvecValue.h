@@ -8,6 +8,8 @@
 ///     pair.writeToChipFormat(Hardware::jerichoChip8, row);
 ///
 /// `word0` has the layout of the row of chips 8, 9 and 10.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/ChipType.h"
 #include "values/EvecFormat.h"

@@ -1,6 +1,8 @@
 #pragma once
 
 /// Where an ingress VLAN edit command takes the parts of a tag from. There is no number 1.
+///
+/// What every enumeration has, names, checked conversions and text, stands in reflect/Enumeration.h.
 
 #include "reflect/Enumeration.h"
 

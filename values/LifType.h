@@ -1,6 +1,8 @@
 #pragma once
 
 /// The kinds of a logical interface, and the codes of the row field `type`.
+///
+/// What every enumeration has, names, checked conversions and text, stands in reflect/Enumeration.h.
 
 #include "reflect/Enumeration.h"
 

@@ -6,6 +6,8 @@
 ///     OutAcEntry entry(key, Hardware::Loam::OutAcIndex(7));
 ///
 /// Both are immutable.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/Loam/Indexes.h"
 #include "platform/Sideband/Fapmask.h"

@@ -7,6 +7,8 @@
 ///     ac.vlanEditProfileIs(3);
 ///
 /// Compared, ordered and hashed by the whole `value`, `unused` included.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "values/ValueNames.h"
 

@@ -10,6 +10,8 @@
 ///
 /// AC 0 is bits 0 to 36 of the row, AC 1 bits 37 to 73, `acEntryFormat` bits 74 to 77. `ac0EntryFormat` and
 /// `ac1EntryFormat` are the `format` of the two.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/ChipType.h"
 #include "values/EedbValue.h"

@@ -8,6 +8,8 @@
 ///     TcamSharingRequest request(intf, Hardware::Loam::FapId(0), Bridging::VlanIdOrNone(100));
 ///
 /// All but the policy id are immutable. Nothing here depends on the chip.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Bridging/VlanId.h"
 #include "platform/Hardware/Loam/Indexes.h"

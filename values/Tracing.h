@@ -1,5 +1,7 @@
 #pragma once
 
+/// Where the encoders trace, at level 8; runtime/Trace.h tells how that is switched on and what it costs.
+
 #include "runtime/Trace.h"
 
 namespace Hardware::LoamTunnel {

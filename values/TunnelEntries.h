@@ -4,6 +4,8 @@
 /// tag protocol identifier an interface uses. All are immutable; none depends on the chip.
 ///
 ///     TunnelTerminationEntry tunnel(Fen::tunnelTypeVxlan, Lumen::IpAddr(10, 0, 0, 1));
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Fen/Tunnel.h"
 #include "platform/Hardware/Loam/Indexes.h"

@@ -75,6 +75,21 @@ void StreamAdapterOf<X>::sweep(X& entity, AttrTransactionType type) {
 }
 
 template <class X>
+void StreamAdapterOf<X>::forgetContent() {
+    Ptr<X> const entity = notifier();
+    each([&]<class A>() {
+        if constexpr (A::shape.keyed) {
+            sweep<A>(*entity, AttrTransactionType::start);
+            sweep<A>(*entity, AttrTransactionType::end);
+        } else if (!(A::Name::call(*entity) == A::initial()) &&
+                   !(this->isHeldBack() && flowOut()->template dirty<A>())) {
+            typename StreamAdapter::IsActiveAnchor const active(*this);
+            A::Name::set(*entity, A::initial());
+        }
+    });
+}
+
+template <class X>
 void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, DeserializationOptions /*options*/,
                                                    unsigned int /*n*/, Ptr<In> const& given) {
     Ptr<Out> const& out = this->nboAttrLogOut();

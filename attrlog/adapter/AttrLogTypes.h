@@ -10,11 +10,8 @@ namespace Kor {
 
 /// What AttrLogType says of the class X.
 template <class X>
-class AttrLogTypeOf final : public AttrLogType {
-public:
-    constexpr AttrLogTypeOf() noexcept = default;
-
-    Ptr<Entity> newEntity(NboAttrLog::In& in) const override {
+struct AttrLogTypeOf {
+    static Ptr<Entity> newEntity(NboAttrLog::In& in) {
         if constexpr (std::is_default_constructible_v<X> && !std::is_constructible_v<X, Name>) {
             in.nextString();
             return makePtr<X>();
@@ -22,10 +19,7 @@ public:
             return makePtr<X>(in.template next<typename X::ConstructorArgument>());
         }
     }
-    AttrLogRecordText recordText(AttributeId attribute, NboAttrLog::In& in) const override {
-        return StreamAdapterOf<X>::recordText(attribute, in);
-    }
-    String8 argumentText(NboAttrLog::In& in) const override {
+    static String8 argumentText(NboAttrLog::In& in) {
         using Argument = typename X::ConstructorArgument;
         if constexpr (std::is_void_v<Argument> || std::is_same_v<Argument, Name>) {
             return in.nextString();
@@ -33,9 +27,9 @@ public:
             return valueToStrep(in.template next<Argument>());
         }
     }
-    Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags, unsigned int id,
-                                                 Ptr<NboAttrLog::Out> const& out,
-                                                 PtrInterface* context) const override {
+    static Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags,
+                                                        unsigned int id, Ptr<NboAttrLog::Out> const& out,
+                                                        PtrInterface* context) {
         if (Ptr<Entity::KorNboAttrLogSa> there = entity.korNboAttrLogSa(out)) {
             if (dynamic_cast<StreamAdapterOf<X>*>(there.ptr()) != nullptr) {
                 U32 const mask = Entity::Kor_BitSet::notificationBitMask().word();
@@ -54,12 +48,14 @@ public:
         }
         return adapter;
     }
-    void childAttrLogIs(Entity& owner, AttributeId attribute,
-                        Ptr<NboAttrLog::Out> const& out) const override {
+    static void childAttrLogIs(Entity& owner, AttributeId attribute, Ptr<NboAttrLog::Out> const& out) {
         if (Ptr<StreamAdapter> const adapter = ptrCast<StreamAdapter>(owner.korNboAttrLogSa(out))) {
             adapter->childAttrLogIs(attribute);
         }
     }
+
+    static constexpr AttrLogType type{&newEntity, &streamAdapterIs, &StreamAdapterOf<X>::recordText,
+                                      &argumentText, &childAttrLogIs};
 };
 
 /// Makes those of a module's types known to the attribute log, at load, that have one: every `Of`th type from
@@ -79,8 +75,7 @@ private:
     template <std::size_t I, class X>
     static void load() {
         if constexpr (I % Of == First && detail::hasAttrLog<X>) {
-            static constinit AttrLogTypeOf<X> const type;
-            AttrLogType::Load(typeName<X>(), type);
+            AttrLogType::Load(typeName<X>(), AttrLogTypeOf<X>::type);
         }
     }
 };

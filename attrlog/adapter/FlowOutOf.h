@@ -107,7 +107,8 @@ public:
     template <class A, class... Key>
     bool dirtyDel(Key const&... key) {
         if constexpr (A::shape.keyed) {
-            return !dirty<A>().empty() && dirty<A>().deleteMember(key...);
+            auto& marks = dirty<A>();
+            return !marks.empty() && marks.deleteMember(key..., marks.hashOf(key...));
         } else {
             return std::exchange(dirty<A>(), false);
         }

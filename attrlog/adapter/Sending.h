@@ -126,23 +126,29 @@ bool StreamAdapterOf<X>::dirtyPass() {
     if (!waiting->template hasSynced<A>()) {
         passIsOver<A>();
     }
-    auto const leaves = [&](typename A::Key const& key) {
-        auto* const member = A::Name::map(*notifier()).member(key);
+    using Key = typename A::Key;
+    auto& marks = waiting->template dirty<A>();
+    using Marks = std::remove_reference_t<decltype(marks)>;
+    auto& map = A::Name::map(*notifier());
+    // The mark knows the hash of its key, which is the one of the entity's map, too.
+    auto const leaves = [&](Key const& key, U32 reversed) {
+        typename Marks::KnownHash const known(marks, key, reversed);
+        auto* const member = map.member(key, reversed);
         if (!contained<A>([&] { korHandleSerializeSing<A>(key, member); })) {
             unmark<A>(key);
         }
         return !waiting->isStalled();
     };
     // First what a barrier waits for, in its order: however fast other keys are marked, it has its turn.
-    std::optional<typename A::Key> before;
-    while (std::optional<typename A::Key> const key = waiting->template firstOwed<A>()) {
-        if (!this->continueFlowOut() || before == key || !leaves(*key)) {
+    std::optional<Key> before;
+    while (std::optional<Key> const key = waiting->template firstOwed<A>()) {
+        if (!this->continueFlowOut() || before == key || !leaves(*key, Marks::reversedHash(*key))) {
             return false;
         }
         before = key;
     }
-    for (auto const& each : waiting->template dirty<A>()) {
-        if (!this->continueFlowOut() || !leaves(typename A::Key(each.key))) {
+    for (auto const& each : marks) {
+        if (!this->continueFlowOut() || !leaves(Key(each.key), HashMember::reversedHash<Key>(each))) {
             return false;
         }
     }

@@ -30,9 +30,8 @@
 ///     removes is kept from going back key by key;
 ///   - a new child with content is sent with its content also outside of a flow-out, and one without is
 ///     followed by sync mode 1, so that every announcement is followed by one;
-///   - the read-only bits hold for the peer's transaction markers as for its records, and do not keep this
-///   side
-///     from sending the whole of what it mounts.
+///   - the read-only bits hold for the peer's transaction markers as for its records; this side sends the
+///     whole of what it mounts all the same.
 ///
 /// A record that is longer than the stream's limit is a handler's exception (runtime/HandlerExceptions.h),
 /// and is not sent, whether it is written by a change or by a pass.

@@ -21,17 +21,19 @@
 
 namespace Kor {
 
-/// The reactor in the entity's list that stands for the adapter.
 template <class X>
 class StreamAdapterTwin;
+namespace detail {
 template <class X>
-struct detail::Forwarding<StreamAdapterTwin<X>> {
+struct Sent {
     using Notifier = X;
-    using Attributes = detail::WireList<X>;
+    using Attributes = WireList<X>;
+    using Hearer = StreamAdapterTwin<X>;
 };
+} // namespace detail
+/// The reactor in the entity's list that stands for the adapter.
 template <class X>
-class StreamAdapterTwin final
-    : public NotifieeAdapter<StreamAdapterOf<X>, detail::Forwards<StreamAdapterTwin<X>>> {
+class StreamAdapterTwin final : public NotifieeAdapter<StreamAdapterOf<X>, detail::Sent<X>> {
 public:
     using StreamAdapterTwin::NotifieeAdapter::NotifieeAdapter;
     template <class A, class... Key>
@@ -142,8 +144,14 @@ public:
         StreamAdapter::korDetach();
     }
     void syncModeIs(SyncMode mode) override {
+        bool const isNewAndEmpty = mode == SyncMode::synchronized &&
+                                   this->syncMode() != SyncMode::synchronizing && this->flag(Bit::active) &&
+                                   this->flag(Bit::awaitsPass);
         StreamAdapter::syncModeIs(mode);
         peerPassesFromSyncMode();
+        if (isNewAndEmpty) {
+            forgetContent();
+        }
     }
     bool hasContent() const override {
         bool any = false;
@@ -212,6 +220,8 @@ private:
             }
         });
     }
+    /// What the peer has is new and empty: what stood here before goes, but not what was written meanwhile.
+    void forgetContent();
     /// Calls `visit` for the attribute of that id; whether there is one.
     template <class Visit>
     static bool with(AttributeId attribute, Visit const& visit) {

@@ -9,6 +9,8 @@
 ///
 /// Objects have no byte form, and of values those that hold text or lists of the platform alone. Each call
 /// makes a stream of its own, of some 100 KiB; who has many values of one type writes them to an Out.
+///
+/// Any thread, once the libraries are loaded.
 
 #include "attrlog/In.h"
 #include "reflect/TypeModule.h"
@@ -35,24 +37,17 @@ KOR_EXPORT Ptr<GenericIf> fromWireForm(KorType const& type, std::span<U8 const> 
 /// What the attribute log adds to the type object of a value. A library says once, for all of its types,
 ///
 ///     static Kor::WireTypes<MyTypes> const wireAtLoad;
-class KOR_EXPORT WireType {
-public:
-    WireType(WireType const&) = delete;
-
-    virtual void put(NboAttrLog::Out& out, GenericIf const& box) const = 0;
-    virtual Ptr<GenericIf> next(NboAttrLog::In& in) const = 0;
+struct WireType {
+    void (*put)(NboAttrLog::Out& out, GenericIf const& box);
+    Ptr<GenericIf> (*next)(NboAttrLog::In& in);
 
     /// That of the type of that full name; null if it has none.
-    static WireType const* named(std::string_view typeName);
+    KOR_EXPORT static WireType const* named(std::string_view typeName);
 
     class KOR_EXPORT Load {
     public:
         Load(std::string_view typeName, WireType const& type);
     };
-
-protected:
-    constexpr WireType() noexcept = default;
-    ~WireType() = default;
 };
 
 namespace detail {
@@ -62,12 +57,8 @@ concept Wired = !std::derived_from<T, PtrInterface> && NboAttrLog::WireValue<T> 
                 (!PatternValue<T> || std::is_constructible_v<T, NboAttrLog::In*, StreamBogon>);
 
 template <Wired T>
-class WireTypeOf final : public WireType {
-public:
-    constexpr WireTypeOf() noexcept = default;
-    void put(NboAttrLog::Out& out, GenericIf const& box) const override { out.put(unbox<T>(box)); }
-    Ptr<GenericIf> next(NboAttrLog::In& in) const override { return boxOf(in.next<T>(), true); }
-};
+inline constexpr WireType wireType{[](NboAttrLog::Out& out, GenericIf const& box) { out.put(unbox<T>(box)); },
+                                   [](NboAttrLog::In& in) { return boxOf(in.next<T>(), true); }};
 
 } // namespace detail
 
@@ -81,8 +72,7 @@ private:
     template <class V>
     static void load() {
         if constexpr (detail::Wired<V>) {
-            static constinit detail::WireTypeOf<V> const type;
-            WireType::Load(typeName<V>(), type);
+            WireType::Load(typeName<V>(), detail::wireType<V>);
         }
     }
 };

@@ -7,6 +7,7 @@
 #include "link/internal/Socket.h"
 
 #include <functional>
+#include <span>
 
 namespace Kor::Link {
 
@@ -25,6 +26,8 @@ public:
     /// Receives what has come and sends what there is, for a bounded time. True when it has received
     /// anything, which may concern other connections, or there is more to send at once.
     bool turn();
+    /// After another one's turn: sends what has come together, so that changes find room and need no marks.
+    void relieve();
     /// For destructors: says goodbye, as far as the peer takes it at once, and closes. What a hook lets out
     /// on the way is noted as a handler's exception.
     void finish(String8 const& reason) noexcept;
@@ -34,6 +37,8 @@ private:
     void waitToWrite();
     bool read(Loop::Impl::Clock::time_point end);
     bool pump(Loop::Impl::Clock::time_point end);
+    /// Sends a piece of these; false if the peer has no room, or is lost.
+    bool send(std::span<U8 const> bytes);
     /// Closes what is over, once the peer has had time to read why.
     void linger();
     void lost(String8 const& reason);

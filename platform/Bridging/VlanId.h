@@ -1,5 +1,12 @@
 #pragma once
 
+/// The number of a VLAN, and the same where there may be none. They check their range. What holds for every
+/// value stands in reflect/Value.h.
+///
+///     Bridging::VlanId vlan(20);
+///     vlan.valueIs(4095);                 // raises Kor::RangeException
+///     if (!Bridging::VlanIdOrNone()) { ... }
+
 #include "platform/PlatformNames.h"
 #include "reflect/Value.h"
 #include "runtime/Exception.h"

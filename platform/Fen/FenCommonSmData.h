@@ -11,6 +11,9 @@
 ///
 /// `freeMirrorSession` is a queue of sessions under positions that stay. `freeMirrorSessionMetadata` beside
 /// it is for whoever fills and empties the queue: no operation of the queue touches it.
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "platform/Bridging/VlanId.h"
 #include "platform/Fen/SmData.h"

@@ -3,6 +3,8 @@
 /// The types of the forwarding layer's state-machine data. The values are the least that a holder of them
 /// needs: default, comparison, text. What a helper or a configuration does is the forwarding layer's own
 /// affair; here they are objects that can be referred to.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Lumen/IntfId.h"
 #include "platform/PlatformNames.h"

@@ -1,6 +1,8 @@
 #pragma once
 
 /// Tunnels as the forwarding layer names them.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Lumen/IpAddr.h"
 #include "platform/PlatformNames.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+/// Decimal numbers within the texts of addresses and interfaces. Any thread; nothing is allocated or thrown.
+
 #include "runtime/Types.h"
 
 #include <charconv>

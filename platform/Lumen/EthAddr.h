@@ -1,5 +1,7 @@
 #pragma once
 
+/// An Ethernet address. What holds for every value stands in reflect/Value.h.
+
 #include "platform/PlatformNames.h"
 #include "reflect/Value.h"
 

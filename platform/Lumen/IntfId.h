@@ -8,6 +8,8 @@
 /// A name is a kind, one to three numbers with slashes between them, and a dot with the number of a
 /// subinterface if it is one. The default is the empty id, with the empty name. A number that is the id of no
 /// name shows as 0x and its 16 digits, and that is read back as well, so that every id survives its text.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "reflect/Value.h"
 #include "runtime/OneAtATime.h"

@@ -6,6 +6,8 @@
 ///     std::cout << address;                 // '10.0.0.1'
 ///
 /// Ordered by number, 10.0.0.1 being 0x0a000001. The default is 0.0.0.0.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "reflect/Value.h"
 #include "runtime/OneAtATime.h"

@@ -8,6 +8,8 @@
 ///     if (mask.isEmpty()) { ... }
 ///
 /// A mask is 16 bytes, ordered and hashed by its four words. Any thread may use its own copy.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "reflect/Value.h"
 #include "runtime/Contract.h"

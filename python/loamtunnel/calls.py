@@ -25,7 +25,7 @@ class Request:
     argument: str
     done: Callable[[str | None, Exception | None], None] | None
     id: int = 0  # when it is under way
-    pieces: list[str] = field(default_factory=list)
+    answer: bytearray = field(default_factory=bytearray)  # as far as it has come
 
 
 @dataclass(eq=False)
@@ -33,7 +33,7 @@ class _Slot:
     """A request of the peer's, whose answer has its turn."""
 
     id: int
-    answer: str | None = None
+    answer: bytes | None = None
     is_error: bool = False
 
 
@@ -47,7 +47,7 @@ class Calls:
         self._waiting: deque[Request] = deque()
         self._under_way: deque[Request] = deque()
         self._asked: deque[_Slot] = deque()
-        self._asking: tuple[int, str, list[str]] | None = None  # the pieces of the peer's that have come
+        self._asking: tuple[int, str, bytearray] | None = None  # what has come of a request of the peer's
 
     def request(self, verb: str, argument: str, done: Callable[[str | None, Exception | None], None]) -> Request:
         if not 1 <= len(records.encoded(verb)) <= 64:
@@ -80,7 +80,7 @@ class Calls:
             self._last += 1
             request.id = self._last
             self._under_way.append(request)
-            for more, piece in self._pieces(request.argument):
+            for more, piece in self._pieces(records.encoded(request.argument)):
                 payload = number(request.id) + number(more) + string(request.verb) + string(piece)
                 self._session.put(record(1, REQUEST, payload))
 
@@ -91,9 +91,10 @@ class Calls:
         if not self._under_way or self._under_way[0].id != id_:
             raise StreamFault(f"an answer to the request {id_}, which is not the next one")
         request = self._under_way[0]
-        answer = _joined(request.pieces, piece, "an answer")
+        _join(request.answer, piece, "an answer")
         if bits & MORE:
             return
+        answer = records.decoded(request.answer)
         self._under_way.popleft()
         if request.done is not None:
             request.done(*((None, RequestFailed(answer)) if bits & ERROR else (answer, None)))
@@ -109,21 +110,22 @@ class Calls:
         if self._asking is None:
             if len(self._asked) >= MOST_REQUESTS:
                 raise StreamFault(f"more than {MOST_REQUESTS} requests are under way")
-            self._asking = (id_, verb, [])
+            self._asking = (id_, verb, bytearray())
         elif self._asking[:2] != (id_, verb):
             raise StreamFault("the pieces of two requests are mixed")
-        argument = _joined(self._asking[2], piece, "the argument of a request")
+        argument = self._asking[2]
+        _join(argument, piece, "the argument of a request")
         if bits & MORE:
             return
         self._asking = None
         slot = _Slot(id_)
         self._asked.append(slot)
-        self._ask_service(verb, argument, slot)
+        self._ask_service(verb, records.decoded(argument), slot)
 
     def _ask_service(self, verb: str, argument: str, slot: _Slot) -> None:
         def reply(answer: str, is_error: bool = False) -> None:
             if slot.answer is None:
-                slot.answer, slot.is_error = answer, is_error
+                slot.answer, slot.is_error = _sendable(answer, is_error)
                 self._answer()
 
         verbs, session = self._session.service.verbs, self._session
@@ -144,16 +146,12 @@ class Calls:
     def _answer(self) -> None:
         while self._asked and self._asked[0].answer is not None:
             slot = self._asked.popleft()
-            answer, is_error = slot.answer, slot.is_error
-            if len(records.encoded(answer)) > LONGEST_TEXT:
-                answer, is_error = f"the answer has more than {LONGEST_TEXT} bytes", True
-            for more, piece in self._pieces(answer):
-                self._session.put(
-                    record(1, ANSWER, number(slot.id) + number(more | (ERROR if is_error else 0)) + string(piece))
-                )
+            error = ERROR if slot.is_error else 0
+            for more, piece in self._pieces(slot.answer):
+                self._session.put(record(1, ANSWER, number(slot.id) + number(more | error) + string(piece)))
 
-    def _pieces(self, text: str) -> Iterator[tuple[int, bytes]]:
-        data, size = records.encoded(text), self._session.longest_record - 128
+    def _pieces(self, data: bytes) -> Iterator[tuple[int, bytes]]:
+        size = self._session.longest_record - 128
         for at in range(0, max(len(data), 1), size):
             yield MORE if at + size < len(data) else 0, data[at : at + size]
 
@@ -163,10 +161,19 @@ class Calls:
                 request.done(None, error)
 
 
-def _joined(pieces: list[str], piece: str, what: str) -> str:
-    """What the pieces are together; a letter of several bytes may have been cut."""
-    pieces.append(piece)
-    data = b"".join(map(records.encoded, pieces))
-    if len(data) > LONGEST_TEXT:
+def _join(whole: bytearray, piece: str, what: str) -> None:
+    """Adds a piece, which may begin and end within a letter."""
+    whole += records.encoded(piece)
+    if len(whole) > LONGEST_TEXT:
         raise StreamFault(f"{what} has more than {LONGEST_TEXT} bytes")
-    return records.decoded(data)
+
+
+def _sendable(answer: str, is_error: bool) -> tuple[bytes, bool]:
+    """The bytes of an answer, and whether it is an error; what cannot be sent is one."""
+    try:
+        data = records.encoded(answer)
+    except UnicodeEncodeError as fault:
+        return f"the answer is no text: {fault.reason}".encode(), True
+    if len(data) > LONGEST_TEXT:
+        return f"the answer has more than {LONGEST_TEXT} bytes".encode(), True
+    return data, is_error

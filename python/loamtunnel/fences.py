@@ -11,6 +11,7 @@
 
 from __future__ import annotations
 
+import logging
 from collections.abc import Callable
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Literal, NamedTuple
@@ -18,6 +19,7 @@ from typing import TYPE_CHECKING, Literal, NamedTuple
 from . import records
 from .errors import FenceFailed, FenceGone, LoamError, StreamFault
 from .records import ended_at, number, read_number, record, string, whole_string
+from .tree import Watch
 
 if TYPE_CHECKING:
     from .session import Behind, Session
@@ -28,7 +30,7 @@ GONE, FAILED, APPLIED, DONE = range(4)  # outcomes, the least first
 FIRST_PROTOCOL = 3
 MOST_FENCES = 1024  # of one side that are unanswered
 MOST_HOPS = 16
-LONGEST_REASON = 500  # bytes, so that it fits any record
+MOST_PEERS = (1 << 64) - 1  # that a number of the wire can count
 
 Level = Literal["applied", "done"]
 LEVELS: dict[str, int] = {"applied": APPLIED, "done": DONE}
@@ -105,7 +107,8 @@ class _Gathering:
 
     def _add(self, one: Fenced) -> None:
         least = min(self._result, one, key=lambda each: each.outcome)
-        self._result = Fenced(least.outcome, self._result.peers + one.peers, self._result.gone + one.gone, least.why)
+        peers = min(self._result.peers + one.peers, MOST_PEERS)  # whatever a peer has counted
+        self._result = Fenced(least.outcome, peers, min(self._result.gone + one.gone, MOST_PEERS), least.why)
         self._waits -= 1
         if not self._waits:
             self._whole(self._result)
@@ -198,8 +201,12 @@ class Fences:
         else:
             try:
                 taking = hook(session.peer, fence)
-            except Exception as fault:  # the peer hears of it
-                fence.failed(str(fault) or type(fault).__name__)
+            except Exception as fault:
+                if level == "done":  # the peer hears of it
+                    fence.failed(str(fault) or type(fault).__name__)
+                else:  # all is applied all the same
+                    Watch.failures += 1
+                    logging.getLogger(__package__).exception("a hook of fences has failed")
             else:
                 if taking is not None:
                     session.on_awaitable(taking, lambda said, bad: fence.failed(said) if bad else fence.done())
@@ -227,7 +234,7 @@ class Fences:
 
         def write() -> None:
             self._unanswered.discard(number_)
-            why = records.encoded(result.why)[:LONGEST_REASON] if result.outcome < APPLIED else b""
+            why = records.words(result.why) if result.outcome < APPLIED else b""
             payload = number(number_) + number(result.outcome) + number(result.peers) + number(result.gone)
             session.put(record(1, FENCED, payload + string(why)))
 

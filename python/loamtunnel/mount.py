@@ -13,7 +13,7 @@ from collections.abc import Iterator
 from . import records, schema, values, wire
 from .errors import LoamError, RangeError, StreamFault
 from .records import CHILD, MARKER, SECONDARY, UNSIZED
-from .tree import Children, Entity
+from .tree import Children, Entity, Map
 
 SYNC_MODE, ENTITY = 135, 136
 COMING, COME, ALL_COME = 2, 1, 3  # sync modes
@@ -97,9 +97,17 @@ class Mount:
         self.sends = False
         self.stage = WAITING
 
+    def ended(self) -> None:
+        """The entity has been deleted. Of a child, its parent's map tells."""
+        if self.parent is None:
+            self.session.root_ended(self)
+        self.close()
+
     # Sending
 
     def changed(self, attribute: schema.Attribute, key) -> None:
+        if self.sweeps and (sweep := self.sweeps.get(attribute.id)) and key not in self.entity._maps[attribute.name]:
+            sweep.discard(key)  # what is made under this key from now on is new
         if not attribute.travels or not self.sends or self.stage == WAITING or attribute.id > self.reached:
             return  # the pass will carry it, or nobody wants it
         mark = (attribute.id, key)
@@ -240,13 +248,14 @@ class Mount:
 
     def apply(self, form_byte: int, id_: int, data, at: int, end: int) -> None:
         """One record of the peer's."""
+        kind = _marker(data, at, end) if form_byte & MARKER else None
         if not self.applies:
             self.session.counts["refused"] += 1
             return
-        form = self.forms.get(id_ if id_ >= 0 else -id_)
-        if form_byte & MARKER:
-            self._hear_marker(form, data, at, end)
+        if kind is not None:
+            self._hear_marker(self.forms.get(id_), kind)
             return
+        form = self.forms.get(id_ if id_ >= 0 else -id_)
         if id_ == SYNC_MODE:
             self._hear_sync_mode(data, at, end)
             return
@@ -266,8 +275,7 @@ class Mount:
         held = self.entity._maps[form.attribute.name]
         if id_ < 0:
             (key,) = form.read_key(data, at, end)
-            self.dirty.pop((-id_, key), None)
-            held._delete(key, self)
+            self._hear_deleted(held, -id_, key)
             return
         if form.role == "children":
             key, at = form.read_open(data, at, end)
@@ -293,6 +301,12 @@ class Mount:
         if self.dirty:
             self.dirty.pop((id_, key), None)
 
+    def _hear_deleted(self, held: Map, id_: int, key) -> None:
+        self.dirty.pop((id_, key), None)
+        if self.sweeps and (sweep := self.sweeps.get(id_)):
+            sweep.discard(key)
+        held._delete(key, self)
+
     def _referred(self, form: Form, id_: int) -> Entity:
         mount = self.session.mounts.get(id_)
         if mount is None:
@@ -314,7 +328,7 @@ class Mount:
             self.held = self.told = False
             self.sweeps.clear()
             self.session.released(self)
-        elif mode == ALL_COME:
+        elif mode == ALL_COME and self.root.mount is self and not self.root.mine:
             self.root.come()
 
     def _sweep_all(self) -> None:
@@ -325,13 +339,7 @@ class Mount:
                 for key in [key for key in held._items if (id_, key) not in self.dirty]:
                     held._delete(key, self)
 
-    def _hear_marker(self, form: Form | None, data, at: int, end: int) -> None:
-        kind, at = records.read_number(data, at, end)
-        _, at = records.read_number(data, at, end)
-        if at != end:
-            raise StreamFault("a marker is too long")
-        if kind > END:
-            raise StreamFault(f"a marker of the type {kind}; there are 0 to {END}")
+    def _hear_marker(self, form: Form | None, kind: int) -> None:
         if form is None:
             self.session.counts["unknown attributes"] += 1
             return
@@ -383,7 +391,7 @@ class Mount:
             child, at = records.read_number(data, at, end)
         records.ended_at(at, end)
         if found < 0:
-            held._delete(key, self)
+            self._hear_deleted(held, form.attribute.id, key)
         else:
             self._hear_child(held, form, key, child)
         return True
@@ -426,6 +434,16 @@ class Mount:
             session.mark(mount)
         if place[0] in self.sweeps:
             self.sweeps[place[0]].discard(key)
+
+
+def _marker(data, at: int, end: int) -> int:
+    kind, at = records.read_number(data, at, end)
+    _, at = records.read_number(data, at, end)
+    if at != end:
+        raise StreamFault("a marker is too long")
+    if kind > END:
+        raise StreamFault(f"a marker of the type {kind}; there are 0 to {END}")
+    return kind
 
 
 def _is_empty(entity: Entity) -> bool:

@@ -32,6 +32,8 @@ from .tree import Entity
 if TYPE_CHECKING:
     from .lasting import LastingPeer
 
+UNHEARD, PAUSE = 10, 0.02  # how often a socket is tried whose owner does not listen so far, and seconds between
+
 E = TypeVar("E", bound=Entity)
 T = TypeVar("T")
 
@@ -343,6 +345,18 @@ class Peer:
         _settle(self._closed, None)
 
 
+async def _connect_unix(path: str, link: _Link) -> None:
+    """The file of a socket is there a moment before its owner listens."""
+    for _ in range(UNHEARD):
+        try:
+            await asyncio.get_running_loop().create_unix_connection(lambda: link, path)
+            return
+        except ConnectionRefusedError as fault:
+            refusal = fault
+        await asyncio.sleep(PAUSE)
+    raise refusal
+
+
 MOST_TYPES = 4096  # that a peer tells
 
 
@@ -423,7 +437,7 @@ class Connection:
         loop = asyncio.get_running_loop()
         try:
             if where[0] == "unix":
-                await loop.create_unix_connection(lambda: peer._link, where[1])
+                await _connect_unix(where[1], peer._link)
             else:
                 await loop.create_connection(lambda: peer._link, where[1], int(where[2]))
         except OSError as fault:

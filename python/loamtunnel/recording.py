@@ -11,7 +11,7 @@ from collections.abc import Iterator
 from pathlib import Path
 from typing import NamedTuple
 
-from .errors import StreamFault
+from .errors import RangeError, StreamFault
 from .mount import ENTITY
 from .service import Limits, Service
 from .session import HELLO, Root, Session
@@ -61,7 +61,7 @@ class _Heard(Session):
 
     def check_given(self, id_: int) -> None:
         if id_ in self.mounts:
-            raise StreamFault(f"the id {id_} is given twice")
+            raise RangeError(f"the id {id_} is in use")  # which the reader has passed over, too
 
     def _hear(self, form: int, attribute: int, data, at: int, end: int) -> None:
         if attribute == HELLO:

@@ -17,6 +17,7 @@ from .errors import StreamFault
 UNSIZED, SECONDARY, MARKER = 1, 2, 4
 CHILD = 151  # the secondary attribute of a record that tells of a child
 LONGEST_RECORD = 4096
+LONGEST_WORDS = 500  # bytes of what is said to people, so that it fits any record
 
 _u16 = struct.Struct(">H")
 
@@ -96,6 +97,18 @@ def encoded(text: str) -> bytes:
 def decoded(data: bytes) -> str:
     """Strings are bytes on the wire. Those that are no UTF-8 survive a way through `str` all the same."""
     return data.decode("utf-8", "surrogateescape")
+
+
+def words(text: str) -> bytes:
+    """What is said to people, wherever it comes from: cut between two letters, without what is no text."""
+    try:
+        data = encoded(text)
+    except UnicodeEncodeError:
+        data = text.encode("utf-8", "replace")
+    end = min(len(data), LONGEST_WORDS)
+    while LONGEST_WORDS - 3 < end < len(data) and data[end] & 0xC0 == 0x80:
+        end -= 1
+    return data[:end]
 
 
 def section(kind: int, content: bytes) -> bytes:

@@ -20,6 +20,7 @@ from importlib import resources
 HOME = "Hardware::LoamTunnel::"  # what a short name means when several types have it
 SCALARS = {"bool": "?", "U8": "H", "U16": "H", "U32": "I", "U64": "Q", "int": "i"}  # nothing is narrower than 16 bits
 VERSION = 1  # of the document that a schema is
+U8_WORDS = "U8 > 255 not allowed"
 BITS = {"bool": 1, "U8": 8, "U16": 16, "U32": 32, "U64": 64}
 
 
@@ -174,7 +175,7 @@ def _check(type_: dict) -> dict:
         if one["words"]:
             found |= {"most": int(one["most"]), "words": one["words"]}
         elif number == "U8":  # it travels as 16 bits
-            found |= {"most": 255, "words": "U8 > 255 not allowed"}
+            found |= {"most": 255, "words": U8_WORDS}
     return found
 
 
@@ -230,6 +231,44 @@ def _check_names(listed: list[dict]) -> None:
         for name in names:
             if not re.fullmatch("[A-Za-z][A-Za-z0-9_]*", name) or keyword.iskeyword(name) or name in RESERVED:
                 raise ValueError(f"{each['name']!r} has {name!r}, which is no name of a type, an attribute or an enumerator")
+        if _python_name(each["name"]) in TAKEN_NAMES:
+            raise ValueError(f"{each['name']!r} is called {_python_name(each['name'])} in Python, where that is something else")
+
+
+TOLD_AS_BOOL = ("inherited", "child", "reference", "travels", "checkedOnWire")  # of an attribute
+TAKEN_NAMES = {"schema", "values", "int", "str", "bool", "tuple", "dict", "property"}  # in `loamtunnel.types` and its stubs
+
+
+def _check_told(types: list[dict]) -> None:
+    """What is said twice, and what is no truth value where one is read."""
+
+    def check_bool(where: str, told) -> None:
+        if not isinstance(told, bool):
+            raise ValueError(f"{where} is {told!r}, which is neither true nor false")
+
+    def check_once(what: str, told: list) -> None:
+        seen = set()
+        for each in told:
+            if each in seen:
+                raise ValueError(f"{what} {each!r} is there twice")
+            seen.add(each)
+
+    check_once("the type", [each["name"] for each in types])
+    for each in types:
+        check_bool(f"{each['name']}: platform", each["platform"])
+        attributes, enumerators = each.get("attributes", ()), each.get("enumerators", ())
+        for one in attributes:
+            for name in TOLD_AS_BOOL:
+                if name in one or name != "checkedOnWire":
+                    check_bool(f"{each['name']}::{one['name']}: {name}", one[name])
+        check_once(f"{each['name']}: the attribute", [one["name"] for one in attributes])
+        check_once(f"{each['name']}: the id", [one["id"] for one in attributes])
+        check_once(f"{each['name']}: the enumerator", [one["name"] for one in enumerators])
+        by_number: dict = {}
+        for one in enumerators:
+            other = by_number.setdefault(one["number"], one["name"])
+            if other != one["name"]:
+                raise ValueError(f"{each['name']}: {other} and {one['name']} have the same number {one['number']!r}")
 
 
 def _check_ends(listed: dict[str, dict]) -> None:
@@ -263,6 +302,7 @@ def types_of(document: dict) -> dict[str, Type]:
             raise ValueError("the types of a schema are a list")
         if not re.fullmatch("0x[0-9a-fA-F]{1,16}", document["checksum"]):
             raise ValueError(f"{document['checksum']!r} is no checksum of 64 bits")
+        _check_told(document["types"])
         listed = _whole(_listed(document["types"]))
         known = {each["name"]: each for each in listed}
         _check_names(listed)
@@ -270,7 +310,7 @@ def types_of(document: dict) -> dict[str, Type]:
         types: dict[str, Type] = {}
         for each in listed:
             _make(each, known, types)
-    except (AttributeError, IndexError, KeyError, TypeError, RecursionError) as fault:
+    except (AttributeError, IndexError, KeyError, TypeError, OverflowError, RecursionError) as fault:
         raise ValueError(f"the schema is malformed: {type(fault).__name__} {fault}") from fault
     return types
 
@@ -342,7 +382,11 @@ def of_short(name: str) -> Type:
 
 def python_name(type_: Type) -> str:
     """The name under which `loamtunnel.types` has a type."""
-    short = type_.name[len(HOME) :] if type_.name.startswith(HOME) else type_.short
+    return _python_name(type_.name)
+
+
+def _python_name(name: str) -> str:
+    short = name[len(HOME) :] if name.startswith(HOME) else name.rsplit("::", 1)[-1]
     return short.replace("::", "_")
 
 
@@ -373,6 +417,34 @@ def _check_free(types: dict[str, Type]) -> None:
                 raise ValueError(f"{each.name}::{name} has the name of what all have in Python")
 
 
+def _check_makes(types: dict[str, Type], changed: set[str]) -> None:
+    """That classes, defaults and forms come of what has changed: better known now than when the first one is needed."""
+    global TYPES
+    if not TYPES:
+        return
+    from . import values, wire
+
+    before, TYPES = TYPES, types
+    name = ""
+    try:
+        with values.set_aside(changed):
+            for name in types:  # also those in which something that has changed lies
+                each, made = types[name], values.python_type(name)
+                if each.kind == "value" and not each.form:
+                    made()
+                elif each.kind == "entity" and not each.argument:
+                    made()
+                for one in each.attributes.values() if each.kind == "entity" else ():
+                    kinds = [one.key, None if one.role in ("children", "references") else one.type]
+                    if one.travels:
+                        wire.codec.__wrapped__(*filter(None, kinds))
+                        values.python_type(one.type)
+    except Exception as fault:  # of code that was composed from the schema: whatever it is, the schema is at fault
+        raise ValueError(f"{name} cannot be made: {type(fault).__name__} {fault}") from fault
+    finally:
+        TYPES = before
+
+
 def load(document: dict) -> set[str]:
     """Takes the types of a schema for those of this process; gives the names of those that are new or have changed.
 
@@ -389,6 +461,7 @@ def load(document: dict) -> set[str]:
         if not above:
             break
         changed |= above
+    _check_makes(TYPES | {name: taken[name] for name in changed}, changed)
     TYPES.update((name, taken[name]) for name in changed)
     LISTED.clear()
     LISTED.update((each["name"], each) for each in document["types"])
@@ -404,7 +477,7 @@ def page(after: str, most: int) -> str:
     """The types behind the one of that name, as many as fit so many bytes, as the request `schema` is answered."""
     names = list(LISTED)
     if after and after not in LISTED:
-        raise KeyError(f"there is no type {after}; schema takes nothing, or the name of the last type that is known")
+        raise ValueError(f"there is no type {after}; schema takes nothing, or the name of the last type that is known")
     next_ = names.index(after) + 1 if after else 0
     head = {"version": VERSION, "checksum": f"0x{CHECKSUM:016x}"}
     size, first = len(json.dumps(head | {"types": [], "after": ""})), next_

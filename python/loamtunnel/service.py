@@ -10,7 +10,7 @@ from typing import TYPE_CHECKING, Any, NamedTuple
 
 from . import records, schema
 from .calls import LONGEST_TEXT
-from .tree import Entity
+from .tree import Entity, Watch
 
 if TYPE_CHECKING:
     from .fences import Fence
@@ -125,7 +125,12 @@ class Service:
 
     def _stats(self, peer: object, argument: str) -> str:
         """What each connection has carried, as the program's `stats` reads it."""
-        return json.dumps({"peers": [each.stats() for each in self.sessions], "handlerExceptions": 0})
+        peers = [each.stats() for each in self.sessions]
+        told: dict[str, Any] = {"peers": peers, "handlerExceptions": Watch.failures}
+        while len(answer := json.dumps(told)) > LONGEST_TEXT:
+            told["peersLeftOut"] = told.get("peersLeftOut", 0) + 1
+            peers.pop()
+        return answer
 
 
 def check_path(path: str) -> None:

@@ -17,9 +17,9 @@ from dataclasses import dataclass
 from . import records, schema, values
 from .calls import ANSWER, OVERTAKE, REQUEST, Calls, Request
 from .errors import ConnectionEnded, LoamError, RangeError, Refused, StreamFault
-from .fences import FENCE, FENCED, MOST_HOPS, Asked, Fenced, Fences
+from .fences import FENCE, FENCED, FIRST_PROTOCOL, MOST_HOPS, Asked, Fenced, Fences
 from .mount import ENTITY, Mount
-from .records import RecordReader, ended_at, number, record, section, string, whole_string
+from .records import MARKER, RecordReader, ended_at, number, record, section, string, whole_string
 from .service import Holder, Limits, Offer, Service, check_path, has_control
 from .text import key_text
 from .tree import Entity
@@ -32,6 +32,7 @@ PUSHED, WRITABLE, TAKES_OVER = 1, 2, 4
 TAKEN = 2  # of a verdict
 NO_TOKEN = bytes(16)
 ROOM = 256 * 1024  # what waits to go before the stream counts as full
+MOST_ANSWERS = 4 << 20  # bytes of answers to a peer that does not read them
 
 
 class Root:
@@ -140,6 +141,7 @@ class Session:
         )
         self._out: list[bytes] = []
         self._size = 0
+        self._answered = 0  # bytes of answers among those that wait to go
         self._early: list[Callable[[], None]] = []  # what waits for the other side's hello
         self._reader = RecordReader()
         self._preamble = False
@@ -182,7 +184,7 @@ class Session:
         self._pump()
         data = b"".join(self._out)
         self._out.clear()
-        self._size, self.has_room = 0, True
+        self._size, self._answered, self.has_room = 0, 0, True
         self.counts["bytes out"] += len(data)
         if self._marked or self._flows:
             self.wake()
@@ -203,7 +205,7 @@ class Session:
                 self._marked[mount] = None  # the others have their turn before it goes on
         while self.has_room and self._flows:
             self.turn, flow = self._flows[0]
-            if next(flow, self) is self:
+            if next(flow, self) is self and not self.ended:
                 self._flows.popleft()
         self.turn = None
         while self._behind and self._has_left(self._behind[0].moment):
@@ -266,12 +268,17 @@ class Session:
                 counts["records in"] += 1
                 try:
                     if entity == 1:
+                        before = self._size
                         self._hear(form, attribute, bytes_, at, end)
+                        self._answered += max(self._size - before, 0)
+                        if self._answered > MOST_ANSWERS:
+                            raise StreamFault(f"more than {MOST_ANSWERS} bytes of answers wait for a side that does not read")
                     elif not self.is_open:
                         raise StreamFault("a record came before the hello")
                     elif (mount := mounts.get(entity)) is None:
                         counts["unknown entities"] += 1
-                    elif attribute == -ENTITY:
+                    elif attribute == -ENTITY and not form & MARKER:
+                        ended_at(at, end)
                         self._hear_unmounted(mount)
                     else:
                         mount.apply(form, attribute, bytes_, at, end)
@@ -290,8 +297,7 @@ class Session:
         if self.ended:
             return
         if said:
-            cut = records.encoded(reason)[:500]
-            self._put(record(1, GOODBYE, string(cut)))
+            self._put(record(1, GOODBYE, string(records.words(reason))))
         self.ended, self.reason = True, reason
         error = ConnectionEnded(reason)
         self.service.sessions.discard(self)
@@ -415,11 +421,13 @@ class Session:
             self.close(whole_string(data, at, end), said=False)
         elif not self.is_open:
             raise StreamFault("a record came before the hello")
+        elif form & MARKER:
+            self.counts["unknown attributes"] += 1  # nothing of entity 1 has passes
         elif attribute == ENTITY:
             self._hear_announcement(data, at, end)
         else:
             hear = _HEARERS.get(attribute)
-            if hear is None:
+            if hear is None or (attribute in (FENCE, FENCED) and self.protocol < FIRST_PROTOCOL):
                 self.counts["unknown attributes"] += 1
             else:
                 hear(self, data, at, end)
@@ -496,8 +504,12 @@ class Session:
             raise ValueError(f"{path} is wanted already")
         self._numbers += 1
         wish = self.wishes[path] = Wish(path, self._numbers, entity, done)
-        self._when_open(lambda: self.put(record(1, WANT, string(path) + number(wish.number))))
+        self._when_open(lambda: self._want(wish))
         return wish
+
+    def _want(self, wish: Wish) -> None:
+        if self.wishes.get(wish.path) is wish:  # which may have been withdrawn before the hello came
+            self.put(record(1, WANT, string(wish.path) + number(wish.number)))
 
     def unwant(self, path: str) -> None:
         wish = self.wishes.pop(path, None)
@@ -530,6 +542,8 @@ class Session:
         return push
 
     def _push(self, push: Push, writable: bool) -> None:
+        if push.number not in self.pushes:
+            return
         assert push.entity is not None
         try:
             bits = PUSHED | (TAKES_OVER if push.takes_over else 0)
@@ -555,6 +569,11 @@ class Session:
                 above = above.parent
             if above is not None:
                 raise Refused("a part of it is on this connection already")
+        above = entity.parent
+        while above is not None:
+            if self.mount_of(above) is not None:  # which carries this one, too, be it now or soon
+                raise Refused("it is on this connection already")
+            above = above.parent
 
     def _announce(self, entity: Entity, path: str, number_: int, bits: int, writable: bool, push: Push | None) -> Root:
         self._must_be_free(entity)
@@ -578,15 +597,11 @@ class Session:
 
     def _hear_announcement(self, data, at: int, end: int) -> None:
         found = records.sections(data, at, end)
-        if 1 not in found or 4 not in found:
-            raise StreamFault("an announcement lacks its type or its id")
-        names, at = [], found[1][0]
-        while at < found[1][1]:
-            name, at = records.read_string(data, at, found[1][1])
+        names = []
+        at, stop = found.get(1, (end, end))
+        while at < stop:
+            name, at = records.read_string(data, at, stop)
             names.append(name)
-        id_, at = records.read_number(data, *found[4])
-        if at != found[4][1]:
-            raise StreamFault("the id of an announcement is too long")
         path, bits, number_ = "", 0, 0
         if 5 in found:
             at, stop = found[5]
@@ -595,18 +610,24 @@ class Session:
             number_, at = records.read_number(data, at, stop)
             if at != stop:
                 raise StreamFault("the root of an announcement is too long")
-        known = next((schema.TYPES[each] for each in names if each in schema.TYPES), None)
-        if known is None or known.kind != "entity":
+        types = (schema.TYPES.get(each) for each in names)
+        known = next((each for each in types if each is not None and each.kind == "entity"), None)
+        if known is None:
             self.counts["unknown types"] += 1
-            why = f"the type {names[0] if names else ''} is not known here"
-            if bits & PUSHED:
-                self._put_verdict(path, number_, PUSHED, why)
-            elif (wish := self.wishes.get(path)) is not None and wish.number == number_:
-                wish.settle(Refused(why))
+            self._cannot_make(path, number_, bits, f"the type {names[0] if names else ''} is not known here")
             return
         if 3 not in found:
             raise StreamFault("an announcement lacks the argument of its constructor")
-        made = self._made(known, data, *found[3])
+        if 4 not in found:
+            raise StreamFault("an announcement lacks the id of its entity")
+        id_, at = records.read_number(data, *found[4])
+        if at != found[4][1]:
+            raise StreamFault("the id of an announcement is too long")
+        try:
+            made = self._made(known, data, *found[3])
+        except RangeError as fault:
+            self._cannot_make(path, number_, bits, str(fault))
+            raise
         if id_ in self._given:
             return  # announced again
         self.check_given(id_)
@@ -616,6 +637,13 @@ class Session:
             self._hear_push(path, number_, bits, made, id_)
         else:
             self._hear_wanted(path, number_, bool(bits & WRITABLE), made, id_)
+
+    def _cannot_make(self, path: str, number_: int, bits: int, why: str) -> None:
+        """Whoever waits for the announced entity hears of it, on either side."""
+        if bits & PUSHED:
+            self._put_verdict(path, number_, PUSHED, why)
+        elif (wish := self.wishes.get(path)) is not None and wish.number == number_:
+            wish.settle(Refused(why))
 
     def _hear_referred(self, made: Entity, id_: int) -> None:
         """An entity without a path: the records that follow refer to it."""
@@ -642,7 +670,7 @@ class Session:
     def _made(self, type_: schema.Type, data, at: int, end: int) -> Entity:
         kind = values.python_type(type_.name)
         if not type_.argument:
-            return kind(whole_string(data, at, end) if end > at else "")
+            return kind(whole_string(data, at, end))
         return kind(codec(type_.attributes[type_.argument].type, tolerant=True)[0](data, at, end)[0])
 
     def _hold(self, root: Root, entity: Entity, id_: int) -> Mount:
@@ -662,8 +690,7 @@ class Session:
                 raise Refused(f"{path} is not taken in")
             if entity._schema.name != made._schema.name:
                 raise Refused(f"{path} takes in no {made._schema.short}")
-            if self.mount_of(entity) is not None:
-                raise Refused("its place is on this connection already")
+            self._must_be_free(entity)
             if not taker.many:
                 self._free_place(entity, bool(bits & TAKES_OVER))
         except Exception as refusal:  # the taker's own faults, too, are for the side that pushed
@@ -708,9 +735,12 @@ class Session:
         elif wish.entity._schema.name != made._schema.name:
             wish.settle(Refused(f"{path} is a {made._schema.short}, not a {wish.entity._schema.short}"))
             return
-        elif self.mount_of(wish.entity) is not None:
-            wish.settle(Refused("its place is on this connection already"))
-            return
+        else:
+            try:
+                self._must_be_free(wish.entity)
+            except Refused as refusal:
+                wish.settle(refusal)
+                return
         wish.entity._place, wish.writable = path, writable
         wish.entity.read_only = None if writable else f"{self.name} offers it to be read"
         root = wish.root = Root(self, path, number_, False, False, writable, True)
@@ -719,22 +749,33 @@ class Session:
 
     def _hear_unmounted(self, mount: Mount) -> None:
         mount.close()
+        self._forget_root(mount, f"{self.name} has let it go", f"{mount.root.path} is no longer shared by {self.name}")
+
+    def root_ended(self, mount: Mount) -> None:
+        """This side's program has deleted what stands on the connection by itself."""
+        if self.mounts.get(mount.id) is mount:
+            self.put(record(mount.id, -ENTITY, b"", form=0))
+            mount.close()
+            self._forget_root(mount, "it has been deleted here", f"the copy of {mount.root.path} has been deleted here")
+
+    def _forget_root(self, mount: Mount, of_push: str, of_copy: str) -> None:
         wish, root = self.wishes.get(mount.root.path), mount.root
-        if self.is_mine(mount.id):
-            if self.roots.get(root.path) is root and root.mount is mount:
-                del self.roots[root.path]
-            elif isinstance(root.heard, Push) and root.mount is mount:
-                self.pushes.pop(root.number, None)
-                root.heard.refuse(Refused(f"{self.name} has let it go"))
+        if root.mount is not mount:
             return
-        if root.mount is mount and wish is not None and wish.root is root and wish.number == root.number:
+        if self.is_mine(mount.id):
+            if self.roots.get(root.path) is root:
+                del self.roots[root.path]
+            elif isinstance(root.heard, Push):
+                self.pushes.pop(root.number, None)
+                root.heard.refuse(Refused(of_push))
+        elif wish is not None and wish.root is root and wish.number == root.number:
             del self.wishes[wish.path]
-            over = Refused(f"{wish.path} is no longer shared by {self.name}")
+            over = Refused(of_copy)
             wish.settle(over)
             self.on_unshared(wish.path, mount.entity, over)
 
     def _put_verdict(self, path: str, number_: int, bits: int, reason: str) -> None:
-        self.put(record(1, VERDICT, string(path) + number(number_) + number(bits) + string(reason)))
+        self.put(record(1, VERDICT, string(path) + number(number_) + number(bits) + string(records.words(reason))))
 
     def _hear_offer(self, data, at: int, end: int) -> None:
         path, at = _read_path(data, at, end)

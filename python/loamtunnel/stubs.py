@@ -12,14 +12,27 @@ import sys
 from . import described, row, schema
 
 HEAD = "# Made by `python3 -m loamtunnel.stubs`.\n"
-TYPES_HEAD = """from collections.abc import Iterable
-from ipaddress import IPv4Address
-from typing import Any
-
-from .tree import Children, Entity, Map, References
-from .values import Enumeration, Fapmask as Fapmask, Interface, Value
-"""
+IMPORTS = (
+    ("collections.abc", "Iterable"),
+    ("ipaddress", "IPv4Address"),
+    ("typing", "Any"),
+    (".tree", "Children", "Entity", "Map", "References"),
+    (".values", "Enumeration", "Fapmask", "Interface", "Value"),
+)
 PLATFORM = {"address": "IPv4Address", "chips": "Fapmask", "U64": "Interface"}
+
+
+def of_ours(name: str) -> str:
+    """The name under which a stub has what it imports: another one where a type of the schema is called so."""
+    return f"_{name}" if name != "Fapmask" and name in schema.short_names() else name
+
+
+def _imports() -> str:
+    lines = []
+    for module, *names in IMPORTS:
+        parts = [name if of_ours(name) == name != "Fapmask" else f"{name} as {of_ours(name)}" for name in names]
+        lines += [""] * (module == ".tree") + [f"from {module} import {', '.join(parts)}"]
+    return "\n".join(lines) + "\n"
 
 
 def python_type(name: str) -> str:
@@ -28,9 +41,9 @@ def python_type(name: str) -> str:
         return "bool" if name == "bool" else "int"
     found = schema.TYPES.get(name)
     if found is None:
-        return "Any"
+        return of_ours("Any")
     if found.form in PLATFORM:
-        return PLATFORM[found.form]
+        return of_ours(PLATFORM[found.form])
     return "int" if found.form in schema.BITS else schema.python_name(found)
 
 
@@ -42,17 +55,17 @@ def taken(name: str) -> str:
     if found.kind == "enumeration":
         return f"{made} | str | int"
     if found.form == "address":
-        return "IPv4Address | str | int"
+        return f"{made} | str | int"
     if found.form == "chips":
-        return "Fapmask | str | Iterable[int]"
+        return f"{made} | str | {of_ours('Iterable')}[int]"
     if found.form == "U64":
-        return "Interface | str | int"
+        return f"{made} | str | int"
     if found.kind != "value" or found.form:
         return made
     base = schema.TYPES.get(found.base or "")
     others = f"{schema.python_name(base)} | " if base is not None else ""
     scalar = f" | {taken(found.attributes[found.scalar].type)}" if found.scalar else ""
-    return f"{others}{made} | tuple[Any, ...] | dict[str, Any]{scalar}"
+    return f"{others}{made} | tuple[{of_ours('Any')}, ...] | dict[str, {of_ours('Any')}]{scalar}"
 
 
 def _property(attribute: schema.Attribute, gives: str, takes: str | None = None) -> list[str]:
@@ -70,7 +83,7 @@ def _head(type_: schema.Type, base: str) -> list[str]:
 
 def value(type_: schema.Type) -> list[str]:
     base = schema.TYPES.get(type_.base or "")
-    lines = _head(type_, schema.python_name(base) if base else "Value")
+    lines = _head(type_, schema.python_name(base) if base else of_ours("Value"))
     views = [each for each in type_.attributes.values() if each.role == "view"]
     given = [f"{each.name}: {taken(each.type)} = ..." for each in type_.stored]
     # Views are set by the bits that they have.
@@ -87,7 +100,7 @@ def value(type_: schema.Type) -> list[str]:
 
 
 def enumeration(type_: schema.Type) -> list[str]:
-    return _head(type_, "Enumeration") + [
+    return _head(type_, of_ours("Enumeration")) + [
         f"    {name} = {number}" + (f"  # {told}" if (told := type_.enumerator_meanings.get(name)) else "")
         for name, number in type_.enumerators.items()
         if not keyword.iskeyword(name)
@@ -95,7 +108,7 @@ def enumeration(type_: schema.Type) -> list[str]:
 
 
 def entity(type_: schema.Type) -> list[str]:
-    lines = _head(type_, "Entity")
+    lines = _head(type_, of_ours("Entity"))
     argument = type_.attributes[type_.argument] if type_.argument else None
     lines.append(
         f"    def __init__(self, argument: {taken(argument.type) if argument else 'str | None = None'}) -> None: ..."
@@ -103,7 +116,7 @@ def entity(type_: schema.Type) -> list[str]:
     maps = {"map": "Map", "children": "Children", "references": "References"}
     for each in type_.attributes.values():
         if each.role in maps and each.key is not None:
-            lines += _property(each, f"{maps[each.role]}[{python_type(each.key)}, {python_type(each.type)}]")
+            lines += _property(each, f"{of_ours(maps[each.role])}[{python_type(each.key)}, {python_type(each.type)}]")
         elif each.role == "scalar":
             lines += _property(each, python_type(each.type), taken(each.type))
         elif each.role == "key":
@@ -122,14 +135,14 @@ def types() -> str:
         elif found.form in schema.BITS and found.form not in PLATFORM:
             plain.append(f"{name} = int  # {described._range(found.name, 0, None)}")
         elif found.form == "U64":
-            plain.append(f"{name} = Interface")
+            plain.append(f"{name} = {of_ours('Interface')}")
         elif found.form == "address":
-            plain.append(f"{name} = IPv4Address")
+            plain.append(f"{name} = {of_ours('IPv4Address')}")
         elif found.form == "chips":
             continue  # Fapmask has this name already
         else:
             parts.append(value(found) if found.kind == "value" else entity(found))
-    return "\n\n".join([HEAD + TYPES_HEAD, "\n".join(plain), *("\n".join(each) for each in parts)]) + "\n"
+    return "\n\n".join([HEAD + _imports(), "\n".join(plain), *("\n".join(each) for each in parts)]) + "\n"
 
 
 def tables() -> str:

@@ -12,7 +12,7 @@ from . import schema, values
 from .errors import RangeError
 
 _WORDS = re.compile(r"\s*'((?:[^'\\]|\\.)*)'\s*")
-_NUMBER = re.compile(r"\s*(-?\d+|0[xX][0-9a-fA-F]+)\s*")
+_NUMBER = re.compile(r"\s*(0[xX][0-9a-fA-F]+|-?[0-9]+)\s*")
 _NAME = re.compile(r"\s*(True|False|true|false)\s*")
 
 
@@ -74,7 +74,9 @@ class _Reader:
             self.at = found.end()
             return found[1].lower() == "true"
         if name in schema.BITS:
-            return self.number() & ((1 << schema.BITS[name]) - 1)
+            return values.fitting(name, self.number(), schema.BITS[name])
+        if name == "int":
+            return values.coerced(name, name, self.number())
         kind, described = values.python_type(name), schema.TYPES[name]
         if kind is int:
             return values.coerced(described.short, name, self.number())
@@ -92,7 +94,7 @@ class _Reader:
         if not found:
             raise RangeError(f"expected a number at column {self.at}")
         self.at = found.end()
-        return int(found[1], 0)
+        return _number(found[1])
 
     def structured(self, kind, described: schema.Type):
         self.need("Value", "(", f"'{described.name}'", ",", "**", "{")
@@ -114,11 +116,19 @@ class _Reader:
                 raise RangeError(f"{described.short} has no such attribute: {name}")
             try:
                 given[name] = self.value(stored[name].type)
-            except RangeError as fault:
+            except (RangeError, OverflowError) as fault:
                 raise RangeError(f"{name}: {fault}") from None
         self.need("}", ")")
         self.skip()
         return kind(**given)
+
+
+def _number(given: str) -> int:
+    """Decimal, whatever zeros it begins with, or hexadecimal after 0x."""
+    try:
+        return int(given, 16 if given[:2] in ("0x", "0X") else 10)
+    except ValueError:  # which it also is with thousands of digits
+        raise RangeError(f"{given[:40]!r} is no number such as 20 or 0x14") from None
 
 
 def value(type_: str, given: str):
@@ -146,7 +156,7 @@ def short_value(type_: str, given: str):
     described = schema.named(type_)
     kind = values.python_type(described.name)
     if kind is int:
-        return values.coerced(described.short, described.name, int(given, 0))
+        return value(described.name, given)
     if not issubclass(kind, values.Value):
         return kind(_unquoted(given))
     if given.startswith("(") and given.endswith(")"):

@@ -138,6 +138,13 @@ class Entity:
                     watch.changed(self, attribute, key)
             node = node.parent
 
+    def _end(self) -> None:
+        """It has been deleted, and all below it with it."""
+        for mount in tuple(self._mounts):
+            mount.ended()
+        for each in self.children:
+            each._end()
+
     def _value(self, attribute: schema.Attribute, key):
         held = self._maps.get(attribute.name)
         return self._scalars[attribute.name] if held is None else held._items.get(key)
@@ -309,8 +316,7 @@ class Children(Map[K, V]):
         child = self._items.get(key)
         if not super()._delete(key, origin):
             return False
-        for mount in tuple(child._mounts):
-            mount.close()
+        child._end()
         child.parent = None
         return True
 
@@ -321,8 +327,9 @@ class References(Map[K, V]):
     __slots__ = ()
 
     def _as_value(self, key, value):
-        kind = values.python_type(self._attribute.type)
-        if not isinstance(value, kind):
+        told = value._schema if isinstance(value, Entity) else None
+        if told is None or self._attribute.type not in (told.name, *told.bases):
+            kind = values.python_type(self._attribute.type)
             raise TypeError(f"{self._attribute.name}: {value!r} is no {kind.__name__}")
         return value
 
@@ -332,6 +339,8 @@ MAPS = {"map": Map, "children": Children, "references": References}
 
 class Watch:
     """Hears of changes until it is closed. The entity does not keep it alive."""
+
+    failures = 0  # of all that were called, in this process
 
     def __init__(self, entity: Entity, heard: Callable[[Change], None]) -> None:
         self._entity, self._heard = entity, heard
@@ -343,6 +352,7 @@ class Watch:
         try:
             self._heard(Change(entity, attribute.name, key, entity._value(attribute, key)))
         except Exception:  # contained: the other watchers and the connection go on
+            Watch.failures += 1
             logging.getLogger(__package__).exception("a watch of %s has failed", self._entity.path)
 
     def ended(self, why: Exception | None) -> None:

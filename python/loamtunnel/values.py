@@ -16,6 +16,7 @@ entry equals that entry. What a platform type such as a chip's number is, is a p
 
 from __future__ import annotations
 
+import contextlib
 import enum
 import functools
 import ipaddress
@@ -87,6 +88,17 @@ def fitting(name: str, value, bits: int, most: int | None = None) -> int:
     limit = (1 << bits) - 1 if most is None else most
     if value > limit:
         raise OverflowError(f"{name}: {value} is too large; the field has {_width(bits)}, at most {limit}")
+    return value
+
+
+def _signed(name: str, value) -> int:
+    try:
+        value = operator.index(value)
+    except TypeError:
+        raise TypeError(f"{name}: {value!r} is no number; the field has 32 bits, one of them for the sign") from None
+    if not -(1 << 31) <= value < 1 << 31:
+        size = "small" if value < 0 else "large"
+        raise OverflowError(f"{name}: {value} is too {size}; the field holds -2147483648 to 2147483647")
     return value
 
 
@@ -217,7 +229,7 @@ class Fapmask:
         at += 2
         bits = 0
         if present > 0xFF:
-            raise StreamFault(f"a Fapmask names parts that it does not have: 0x{present:04x}")
+            raise RangeError(f"a Fapmask names parts that it does not have: 0x{present:04x}")
         for i in range(8):
             if present >> i & 1:
                 if end - at < 2:
@@ -306,6 +318,8 @@ def coerced(name: str, type_: str, value, most: int | None = None):
         raise TypeError(f"{name}: {value!r} is no bool; True or False is")
     if bits:
         return fitting(name, value, bits, most)
+    if type_ == "int":
+        return _signed(name, value)
     kind = python_type(type_)
     if type(value) is kind and kind is not int:
         return value
@@ -436,9 +450,10 @@ def _view(attribute: schema.Attribute) -> property:
     word, low, mask = "_" + attribute.word, attribute.low, (1 << attribute.bits) - 1
     if attribute.type == "bool":
         return property(lambda self: bool(getattr(self, word) >> low & mask), doc=described.field(attribute))
-    kind = None if attribute.type in schema.SCALARS else python_type(attribute.type)
-    if kind:
-        return property(lambda self: kind(getattr(self, word) >> low & mask), doc=described.field(attribute))
+    if attribute.type not in schema.SCALARS:  # its class may be another one by then
+        return property(
+            lambda self: python_type(attribute.type)(getattr(self, word) >> low & mask), doc=described.field(attribute)
+        )
     return property(lambda self: getattr(self, word) >> low & mask, doc=described.field(attribute))
 
 
@@ -451,6 +466,20 @@ def python_type(name: str) -> type:
     if made is None:
         made = _CLASSES[name] = _class_of(name)
     return made
+
+
+@contextlib.contextmanager
+def set_aside(changed: set[str]):
+    """Makes the classes of these types anew within, and has those of before afterwards."""
+    before, schemas = dict(_CLASSES), [(kind, getattr(kind, "_schema", None)) for kind in (Fapmask, Interface)]
+    _forget(changed)
+    try:
+        yield
+    finally:
+        _CLASSES.clear()
+        _CLASSES.update(before)
+        for kind, described_ in schemas:
+            kind._schema = described_
 
 
 @schema.forgets

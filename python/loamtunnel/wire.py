@@ -20,8 +20,7 @@ from .errors import RangeError, StreamFault
 class _Composer:
     """Collects the leaves of some types in wire order, and the expressions that join them."""
 
-    def __init__(self, tolerant: bool) -> None:
-        self.tolerant = tolerant
+    def __init__(self) -> None:
         self.names: dict[str, object] = {"ipaddress": ipaddress, "StreamFault": StreamFault}
         self.steps: list[tuple[str, list[str]]] = []  # ("IQQ", its variables) or ("*Fapmask", one variable)
         self.packs: list[tuple[str, list[str]]] = []
@@ -44,17 +43,19 @@ class _Composer:
         self.names[name] = what
         return name
 
-    def value(self, name: str, given: str, checked: bool = False) -> str:
+    def value(self, name: str, given: str, checked: bool = False, tolerant: bool = False) -> str:
         """The expression that makes a value of the type from its leaves; `given` is where a writer finds it."""
         from . import values
 
         code = schema.SCALARS.get(name)
+        if name == "U8":  # it travels as 16 bits
+            return f"{self.bound('c', functools.partial(values.at_most, schema.U8_WORDS, 255))}({self.leaf(code, given)})"
         if code:
             return self.leaf(code, given)
         kind = values.python_type(name)
         type_ = schema.TYPES[name]
         if type_.kind == "enumeration":
-            known = values.numbers(kind, self.tolerant)
+            known = values.numbers(kind, tolerant)
             return f"{self.bound('e', known)}[{self.leaf('I', given)}]"
         if type_.form in ("U16", "U32", "U64"):
             made = self.leaf(schema.SCALARS[type_.form], given)
@@ -114,14 +115,13 @@ def _odd(has: int, wants: int) -> StreamFault:
 def codec(*types: str, tolerant: bool = False, open_end: bool = False) -> tuple[Callable, Callable, int | None]:
     """Reader, writer and, where there is one, the fixed size of values of these types one after the other.
 
-    With `tolerant`, an unknown enumerator is kept as its number. With `open_end`, more may follow, and the reader gives in
-    addition where that begins.
+    With `tolerant`, an unknown enumerator is kept as its number, though not within a value. With `open_end`, more may follow,
+    and the reader gives in addition where that begins.
     """
-    composer = _Composer(tolerant)
+    composer = _Composer()
     arguments = [f"a{i}" for i in range(len(types))]
-    return composer.functions(
-        arguments, [composer.value(*each) for each in zip(types, arguments, strict=True)], open_end
-    )
+    results = [composer.value(*each, tolerant=tolerant) for each in zip(types, arguments, strict=True)]
+    return composer.functions(arguments, results, open_end)
 
 
 @schema.forgets

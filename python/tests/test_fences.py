@@ -179,6 +179,10 @@ def test_done_is_said_by_the_process_and_comes_behind_what_it_has_changed():
     pipe.run()
     assert [each[0].why for each in seen[2:]] == ["bank 1 is full", *2 * ["driver has dropped the fence"]]
     pipe.theirs.service.answer_fences(lambda peer, fence: 1 / 0)
+    for level in ("done", "applied"):
+        pipe.ours.fence(level, False, lambda result, error: seen.append((result, 0)))
+        pipe.run()
+    assert [each[0] for each in seen[-2:]] == [Fenced(FAILED, why="division by zero"), Fenced(APPLIED)]
     pipe.ours.fence("done", False, lambda result, error: seen.append((result, 0)))
     pipe.theirs.service.answer_fences(None)
     pipe.run()
@@ -273,6 +277,44 @@ def test_a_relay_answers_with_the_least_of_its_peers():
     assert heard[-1] == (GONE, 3, 1, "right has gone: power is off")
     with pytest.raises(FenceGone, match="right has gone: power is off"):
         heard[-1].reached("applied", "relay")
+
+
+def test_a_relay_counts_as_far_as_a_number_goes():
+    """What a peer behind it says must not damage the answer to the one before it."""
+    service, end, heard = Service("relay"), Service("end"), []
+    service.offer("lif", LifAppConfigDir("lif"))
+    asking, behind = Pipe(theirs=service).run(), Pipe(end, service).run()
+    behind.ours.want("lif", None, lambda error: None)
+    behind.run()
+    asking.ours.fence("applied", True, lambda result, error: heard.append(result))
+    asking.run()
+    behind.theirs.take()
+    most = number(2**64 - 1)
+    behind.theirs.feed(record(1, 169, number(1) + number(APPLIED) + most + most + string("")))
+    asking.run()
+    assert heard == [Fenced(APPLIED, 2**64 - 1, 2**64 - 1)] and not asking.ours.ended
+
+
+def test_a_reason_is_cut_between_two_letters_and_is_always_text():
+    heard = []
+    reasons = ["ä" * 300, "x" + "\U0001f600" * 200, "\ud800?", "\udcff" * 600]
+    pipe, _, _ = shared(hook=lambda peer, fence: fence.failed(reasons[len(heard)]))
+    pipe.run()
+    for _ in reasons:
+        pipe.ours.fence("done", False, lambda result, error: heard.append(result.why))
+        pipe.run()
+    assert heard == ["ä" * 250, "x" + "\U0001f600" * 124, "??", "\udcff" * 500]
+
+
+def test_to_a_peer_of_protocol_2_a_fence_is_an_unknown_attribute():
+    pipe, _, _ = shared()
+    pipe.theirs.feed(pipe.ours.take()[:8] + b"\0\2\0\2")
+    pipe.theirs.feed(Session(Service("old"), True).take()[12:])
+    pipe.theirs.take()
+    unasked = number(1) + number(APPLIED) + number(1) + number(0) + string("")
+    pipe.theirs.feed(record(1, 168, number(1) + number(0) + number(16)) + record(1, 169, unasked))
+    assert pipe.theirs.protocol == 2 and pipe.theirs.counts["unknown attributes"] == 2
+    assert not pipe.theirs.ended and not pipe.theirs.take()
 
 
 def test_requests_stand_behind_changes_unless_they_overtake():

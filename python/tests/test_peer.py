@@ -2,10 +2,11 @@
 
 import asyncio
 import gc
+import socket
 
 import pytest
 from loamtunnel import ConnectionEnded, Refused, RequestFailed, Service, connect, serve, sync
-from loamtunnel.peer import socket_address
+from loamtunnel.peer import Peer, socket_address
 from loamtunnel.types import AradLifAcMp, LifAppConfig, LifAppConfigDir, VtAppId
 
 MPLS = VtAppId.vtAppMpls
@@ -53,6 +54,24 @@ def test_all_of_it_over_a_socket(service, tmp_path, kind):
                 assert service.taken.appConfig[MPLS].reqCount == app.reqCount
             assert peer.is_closed and not copy._mounts and not app._mounts
         assert not server.peers and not service.lifs._mounts
+
+    asyncio.run(main())
+
+
+def test_who_connects_before_the_owner_of_a_socket_listens_tries_again(service, tmp_path):
+    address = str(tmp_path / "socket")
+
+    async def main():
+        with socket.socket(socket.AF_UNIX) as bound:
+            bound.bind(address)
+            with pytest.raises(ConnectionEnded, match="refused"):
+                await connect(address)
+            early = asyncio.create_task(connect(address)._connect())
+            await asyncio.sleep(0.05)
+            assert not early.done()
+            server = await asyncio.get_running_loop().create_unix_server(lambda: Peer(service, False)._link, sock=bound)
+            await (await early).close()
+            server.close()
 
     asyncio.run(main())
 

@@ -12,7 +12,8 @@ from chance import random_value
 from conftest import listening, push_path
 from loamtunnel import ConnectionEnded, ReadOnly, Refused, RequestFailed, Service, connect, schema, serve, sync
 from loamtunnel import text as texts
-from loamtunnel import to_wire
+from loamtunnel import to_wire, values
+from loamtunnel.tree import place as place_of
 from loamtunnel.types import AradLifAcMp, AradLifEntry, LifAppConfig, LifAppConfigDir, LifType, VtAppId
 from test_values import VALUES
 
@@ -87,6 +88,43 @@ def test_all_types_make_the_round_trip(program, serving, name):
         writer.flush()
         writer.call("sync")
         assert reader.want("root").flat() == copy.flat()
+
+def lines_to_set(entity):
+    """What makes `loamtunnel set` write all that an entity holds."""
+    for each in entity._schema.attributes.values():
+        if each.role == "scalar":
+            yield f"{place_of(entity, each.name)} {texts.text(getattr(entity, each.name), each.type)}"
+        elif each.role == "children":
+            for key, child in getattr(entity, each.name).items():
+                yield place_of(entity, each.name, key)
+                yield from lines_to_set(child)
+        elif each.role == "map":
+            for key, value in getattr(entity, each.name).items():
+                yield f"{place_of(entity, each.name, key)} {texts.text(value, each.type)}"
+
+
+@pytest.mark.parametrize("name", SERVED)
+def test_all_types_make_the_round_trip_the_other_way(program, name, tmp_path):
+    """The program writes, as told in lines, what is served here."""
+    argument = ["root"] if schema.named(name).is_named else []
+    meant, served = (values.python_type(name)(*argument) for _ in range(2))
+    fill(meant, random.Random(name), VALUES_EACH)
+    address = str(tmp_path / "socket")
+    service = Service("python")
+    service.offer("root", served, writable=True)
+    lines = [f"root{line.removeprefix(meant.path)}" for line in lines_to_set(meant)]
+
+    async def main():
+        async with serve(address, service):
+            command = [program, "set", "--timeout", "60000", "-s", address, "-f", "-"]
+            writer = await asyncio.create_subprocess_exec(*command, stdin=-1, stdout=-1, stderr=-1)
+            out, errors = await asyncio.wait_for(writer.communicate("\n".join(lines).encode()), 300)
+            assert writer.returncode == 0, (out + errors).decode()[-2000:]
+
+    asyncio.run(main())
+    here, there = ({path.removeprefix(each.path): value for path, value in each.flat().items()} for each in (served, meant))
+    assert here == there
+
 
 
 def test_a_tree_of_the_program_s_is_read_written_and_heard(program, serving):

@@ -183,6 +183,27 @@ def renamed(to: str):
         (spoilt("AradLifAcMp", lambda each, told: each["attributes"][-1].update(id=-5)), "-5 is no number of 15 bits"),
         (spoilt("AradLifAcMp", lambda each, told: each["attributes"][-1]["view"].update(low=63, bits=64)), "beyond the 64"),
         (spoilt("AradLifEntry", lambda each, told: stored(each, "U64").update(default=str(2**80))), "no number of 64 bits"),
+        (spoilt("AradLifEntry", lambda each, told: stored(each, "U64").update(default=float("inf"))), "malformed: OverflowError"),
+        (
+            spoilt("LifType", lambda each, told: each["enumerators"][1].update(number=each["enumerators"][0]["number"])),
+            "LifType: lifGeneral and lifAcP2pToAc have the same number 0",
+        ),
+        (
+            spoilt("LifType", lambda each, told: each["enumerators"].append(each["enumerators"][0])),
+            "LifType: the enumerator 'lifGeneral' is there twice",
+        ),
+        (
+            spoilt("LifAppConfig", lambda each, told: each["attributes"][-2].update(travels="no")),
+            "LifAppConfig::reqCount: travels is 'no', which is neither true nor false",
+        ),
+        (spoilt("LifAppConfigDir", lambda each, told: each["attributes"][-1].update(child=0)), "child is 0, which is neither"),
+        (spoilt("LifAppConfig", lambda each, told: each.update(platform="")), "LifAppConfig: platform is '', which is neither"),
+        (
+            spoilt("LifAppConfig", lambda each, told: each["attributes"].append(each["attributes"][-2] | {"name": "again"})),
+            "LifAppConfig: the id 259 is there twice",
+        ),
+        (spoilt("LifAppConfig", lambda each, told: told["types"].append(each)), "the type 'Hardware::LoamTunnel::LifAppConfig' is there twice"),
+        (spoilt("EvecKey", lambda each, told: each.update(name=HOME + "values")), "is called values in Python, where that is something else"),
     ],
 )
 def test_a_schema_that_is_none_changes_nothing(told, words):
@@ -190,6 +211,80 @@ def test_a_schema_that_is_none_changes_nothing(told, words):
     with pytest.raises(ValueError, match=re.escape(words)):
         schema.load(told)
     assert before == schema.TYPES and checksum == schema.CHECKSUM
+
+
+NAMED_LIKE_OURS = """
+    import ast, json, sys
+    from loamtunnel import Service, schema, stubs, text, tree, values
+
+    schema.load(json.load(open(sys.argv[1])))
+    from conftest import Pipe
+    from loamtunnel.types import Entity, EvecEntry, Value
+
+    key, lifs, service = Value("0-3", 4), Entity("lif"), Service("driver")
+    assert issubclass(Value, values.Value) and issubclass(Entity, tree.Entity) and values.Value is not Value
+    assert text.value("Value", str(key)) == text.short_value("Value", str(key)) == key
+    assert text.short_value("EvecEntry", "EvecEntry key=(Value fapMask=0-3 index=4)").key == key
+    lifs.appConfig.add("vtAppMpls")
+    service.offer("lif", lifs)
+    pipe = Pipe(theirs=service)
+    wish = pipe.ours.want("lif", None, lambda error: None)
+    pipe.run()
+    assert type(wish.entity) is Entity and len(wish.entity.appConfig) == 1
+    classes = {each.name: each for each in ast.parse(stubs.types()).body if isinstance(each, ast.ClassDef)}
+    assert [classes[each].bases[0].id for each in ("Value", "Entity", "LifType")] == ["_Value", "_Entity", "Enumeration"]
+    print("done")
+"""
+
+
+def test_a_type_may_be_called_like_what_its_class_is_made_from(tmp_path):
+    told = tmp_path / "named.json"
+    told.write_text(json.dumps(document()).replace(HOME + "EvecKey", HOME + "Value").replace(HOME + "LifAppConfigDir", HOME + "Entity"))
+    with ran(NAMED_LIKE_OURS, told) as script:
+        out, error = script.communicate(timeout=60)
+        assert (script.returncode, out) == (0, "done\n"), error
+
+
+MUTATING = """
+    import json, random, sys
+    from loamtunnel import schema, values
+
+    HOME = schema.HOME
+    document = {"version": 1, "checksum": "0x7", "types": list(schema.LISTED.values())}
+    unharmed, chance, taken = json.dumps(document), random.Random(int(sys.argv[1])), 0
+    odd = (None, True, 0, -1, 70, 1 << 40, float("inf"), float("nan"), "", "no", "U8", "int", "bool", "class", [], {},
+           HOME + "EvecKey", HOME + "LifAppConfig")
+    for _ in range(150):
+        told, before = json.loads(unharmed), dict(schema.TYPES)
+        for _ in range(chance.randint(1, 2)):
+            held = told["types"]
+            while chance.random() < 0.8:
+                below = [each for each in (held.values() if isinstance(held, dict) else held) if isinstance(each, (dict, list)) and each]
+                if not below:
+                    break
+                held = chance.choice(below)
+            held[chance.choice(list(held) if isinstance(held, dict) else range(len(held)))] = chance.choice(odd)
+        try:
+            schema.load(told)
+        except ValueError as refusal:
+            assert str(refusal) and before == schema.TYPES
+            continue
+        taken += 1
+        for name, each in schema.TYPES.items():
+            made = values.python_type(name)
+            if each.kind == "value" and not each.form:
+                made()
+            elif each.kind == "entity" and not each.argument:
+                made().flat()
+    print(taken)
+"""
+
+
+@pytest.mark.parametrize("seed", range(2))
+def test_a_schema_with_changed_parts_is_refused_or_its_types_can_be_made(seed):
+    with ran(MUTATING, seed) as script:
+        out, error = script.communicate(timeout=120)
+        assert script.returncode == 0 and 0 < int(out) < 150, error
 
 
 def test_what_cannot_be_read_here_is_left_out():

@@ -1,5 +1,6 @@
 """Two sessions, or one and bytes that were made up: what is shared, what is refused, and what ends a connection."""
 
+import json
 import random
 import struct
 
@@ -9,6 +10,7 @@ from loamtunnel import Limits, ReadOnly, Refused, RequestFailed
 from loamtunnel.records import number, record, section, string
 from loamtunnel.service import Service
 from loamtunnel.session import Session
+from loamtunnel.tree import Watch
 from loamtunnel.types import (
     AradLifAcMp,
     AradLifEntry,
@@ -26,6 +28,8 @@ from loamtunnel.types import (
     TagPopPushStatus,
     VtAppId,
 )
+from loamtunnel.types import FapTypeProperties_AradProperties as AradProperties
+from loamtunnel.wire import to_wire
 
 MPLS, VXLAN = VtAppId.vtAppMpls, VtAppId.vtAppVxlan
 
@@ -334,6 +338,12 @@ PREAMBLE = MAGIC + b"\0\2\0\2"
         (PREAMBLE + hello() + record(1, 167, number(3) + number(0) + string("x")), "which is not the next one"),
         (PREAMBLE + hello() + announced(7) + record(7, 258, b"\0\0\0"), "too short"),
         (PREAMBLE + hello() + announced(7) + record(7, 135, b"\0\0\0", form=0), "a sync mode of 3 bytes"),
+        (PREAMBLE + hello() + announced(7) + record(7, -136, b"\0", form=0), "too long"),
+        (PREAMBLE + hello() + announced(7, argument=b""), "a string is cut"),
+        (
+            PREAMBLE + hello() + record(1, 136, section(1, string("Hardware::LoamTunnel::HwIvecs")) + section(3, b"\0\0")),
+            "lacks the id of its entity",
+        ),
         (PREAMBLE + hello() + announced(7) + announced(11, path="q") + announced(15, path="r"), "more than 2 entities"),
     ],
 )
@@ -381,6 +391,48 @@ def test_what_is_not_known_is_passed_over_and_counted():
     assert {each: session.counts[each] for each in wanted_counts} == wanted_counts
 
 
+def test_a_marker_is_looked_at_also_where_it_may_not_be_written():
+    for marker, ended in ((b"\2\0", False), (b"\3\0", True), (b"\2", True)):
+        pipe = Pipe(theirs=offering("lif", LifAppConfigDir("lif")))
+        wanted(pipe, "lif")
+        pipe.ours.put(record(5, 258, marker, form=4))
+        pipe.run()
+        assert pipe.theirs.ended is ended and pipe.theirs.counts["refused"] == (not ended)
+
+
+def test_a_marker_is_one_of_an_attribute_that_has_passes_or_is_unknown():
+    service, taken = Service("driver"), LifAppConfigDir("lif")
+    taken.appConfig.add(MPLS)
+    service.accept("p", lambda peer, made: taken)
+    session = Session(service, False)
+    session.feed(PREAMBLE + hello() + announced(7, type_=taken._schema.name))
+    markers = b"".join(record(7, each, b"\0\0", form=4) + record(7, each, b"\2\0", form=4) for each in (-258, 135, -136, 136))
+    session.feed(markers + record(1, 164, string("p") + b"\1", form=4) + record(1, 136, b"\0\0", form=4))
+    assert MPLS in taken.appConfig and 7 in session.mounts and not session.ended
+    assert session.counts["unknown attributes"] == 10
+
+
+def test_an_announcement_is_of_the_first_entity_that_is_known_and_of_an_unknown_one_without():
+    service, taken = Service("driver"), []
+    service.accept("p", lambda peer, made: taken.append(made) or made)
+    session = Session(service, False)
+    root = section(5, string("p") + number(1) + number(1))
+    names = b"".join(string("Hardware::LoamTunnel::" + each) for each in ("Newer", "EvecKey", "HwIvecs", "EvecStatus"))
+    session.feed(PREAMBLE + hello() + record(1, 136, section(3, b"\0\0") + section(4, number(11)) + root))
+    assert session.counts["unknown types"] == 1 and not taken
+    session.feed(record(1, 136, section(1, names) + section(3, b"\0\0") + section(4, number(7)) + root))
+    assert [each._schema.short for each in taken] == ["HwIvecs"] and not session.ended
+
+
+def test_an_entity_whose_key_cannot_be_is_refused_by_a_verdict():
+    session = Session(Service("driver"), False)
+    session.feed(PREAMBLE + hello())
+    session.take()
+    session.feed(announced(7, type_="Hardware::LoamTunnel::OutAcRequest", argument=b"\1\0" + bytes(8)))
+    verdict = string("p") + number(1) + number(1) + string("a Fapmask names parts that it does not have: 0x0100")
+    assert session.take() == record(1, 165, verdict) and session.counts["refused"] == 1 and not session.ended
+
+
 def test_the_older_record_of_a_child_is_read():
     service = Service("driver")
     service.accept("p", lambda peer, made: made)
@@ -412,7 +464,7 @@ def test_either_side_can_unmount_and_an_entity_is_on_a_connection_once():
     assert [str(each) for each in heard if each] == [
         "it is on this connection already",
         "it is on this connection already",
-        "its place is on this connection already",
+        "it is on this connection already",
     ]
     above = LifAppConfigDir("above")
     above.appConfig.add(VXLAN)
@@ -431,6 +483,170 @@ def test_either_side_can_unmount_and_an_entity_is_on_a_connection_once():
     assert wanted(pipe, "lif").appConfig.keys() == {MPLS}
 
 
+def test_a_root_that_is_deleted_on_either_side_is_unmounted_there_too():
+    """What was pushed, its place at the peer, the copy of what was wanted, and one that lies deeper."""
+    service, taken = Service("driver"), LifAppConfigDir("configs")
+    taken.appConfig.add(VXLAN)
+    service.accept("app", lambda peer, made: taken.appConfig.add(made.app))
+    service.offer("vxlan", taken.appConfig[VXLAN])
+    pipe, mine, lost = Pipe(theirs=service), LifAppConfigDir("mine"), []
+    pushed, copy = mine.appConfig.add(MPLS), mine.appConfig.add(VXLAN)
+    for app in (MPLS, 8):
+        pipe.ours.push("app", mine.appConfig.add(app), False, lambda error: None, lost=lambda error: lost.append(str(error)))
+    pipe.ours.want("vxlan", copy, lambda error: None)
+    pipe.run()
+    assert len(pipe.ours.mounts) == len(pipe.theirs.mounts) == 3
+    pushed.reqCount[lif(1)] = 1
+    del mine.appConfig[MPLS]  # on the side that has pushed it
+    del taken.appConfig[VtAppId(8)]  # on the side that holds its copy
+    del mine.appConfig[VXLAN]
+    pipe.run()
+    assert not pipe.ours.mounts and not pipe.theirs.mounts and not pipe.ours.pushes and not pipe.ours.wishes
+    assert lost == ["it has been deleted here", "driver has let it go"] and not service.holders
+    assert MPLS in taken.appConfig and pipe.ours.counts["unknown entities"] == pipe.theirs.counts["unknown entities"] == 0
+    outs = OutAcConfig("out")
+    service.offer("deep", outs.acRequest.add(OutAcKey("0", 1)))
+    wanted(pipe, "deep")
+    taken.appConfig.add(MPLS)
+    outs._end()  # as when all of it lay in another tree
+    pipe.run()
+    assert not pipe.ours.mounts and not pipe.ours.wishes
+
+
+def test_what_is_pushed_lies_neither_above_nor_below_what_is_on_the_connection():
+    service, taken, heard = Service("driver"), LifAppConfigDir("configs"), []
+    service.accept("dir", lambda peer, made: taken)
+    service.accept("app", lambda peer, made: taken.appConfig.add(made.app))
+    pipe, mine = Pipe(theirs=service), LifAppConfigDir("mine")
+    pipe.run()
+    pipe.ours.push("dir", mine, False, heard.append)
+    pipe.ours.push("app", mine.appConfig.add(MPLS), False, heard.append)  # its parent's pass has not come so far
+    pipe.ours.push("app", LifAppConfig(VXLAN), False, heard.append)  # the place of which is below that of mine
+    pipe.run()
+    assert sorted(str(each) for each in heard) == ["None", *2 * ["it is on this connection already"]]
+    other, heard = Pipe(theirs=service), []
+    other.ours.push("app", LifAppConfig(VXLAN), False, heard.append)
+    other.ours.push("dir", LifAppConfigDir("other"), False, heard.append)
+    other.run()
+    assert [str(each) for each in heard] == ["None", "a part of it is on this connection already"]
+
+
+def test_what_is_made_anew_during_a_pass_survives_its_end():
+    """Two peers write into one place. The pass of one mentions no key that the other deletes and makes meanwhile."""
+    service, taken = Service("driver"), LifAppConfig(MPLS)
+    service.accept("p", lambda peer, made: taken, writable=False, many=True)
+    taken.reqCount[lif(1)] = taken.reqCount[lif(2)] = taken.reqCount[lif(3)] = 1
+    sessions = []
+    for id_ in (7, 11):
+        sessions.append(Session(service, False))
+        sessions[-1].feed(PREAMBLE + hello() + announced(id_, type_=taken._schema.name, argument=(7).to_bytes(4, "big")))
+    one, other = sessions
+
+    def keyed(id_: int, i: int, value: int | None) -> bytes:
+        bytes_ = to_wire(AradLifEntry(*lif(i)._stored()))
+        return record(id_, 259 if value is not None else -259, bytes_ + (b"" if value is None else value.to_bytes(4, "big")))
+
+    one.feed(record(7, 135, bytes((0, 0, 0, 2)), form=0) + record(7, 259, b"\0\0", form=4))
+    other.feed(keyed(11, 1, None) + keyed(11, 1, 5))
+    one.feed(keyed(7, 2, None))
+    other.feed(keyed(11, 2, 6))
+    one.feed(record(7, 259, b"\2\0", form=4) + record(7, 135, bytes((0, 0, 0, 1)), form=0))
+    assert not one.ended and not other.ended
+    assert {key.dword0: value for key, value in taken.reqCount.items()} == {1: 5, 2: 6}
+
+
+def test_what_is_withdrawn_before_the_hello_comes_is_not_sent():
+    pipe, heard = Pipe(theirs=offering("lif", LifAppConfigDir("lif"))), []
+    pipe.ours.want("lif", None, heard.append)
+    pipe.ours.unwant("lif")
+    pipe.ours.unpush(pipe.ours.push("app", LifAppConfig(MPLS), False, heard.append))
+    pipe.run()
+    assert not heard and not pipe.ours.mounts and not pipe.theirs.mounts and pipe.theirs.counts["records in"] == 2
+
+
+def test_the_whole_state_of_a_root_is_told_of_that_root_alone():
+    pipe, heard = Pipe(theirs=offering("lif", LifAppConfigDir("lif"))), []
+    pipe.ours.want("lif", None, heard.append)
+    for _ in range(2):
+        pipe.theirs.feed(pipe.ours.take())
+        data = pipe.theirs.take()
+        pipe.ours.feed(data.removesuffix(record(5, 135, bytes((0, 0, 0, 3)), form=0)))
+    assert pipe.ours.mounts
+    assert not heard
+    pipe.ours.feed(record(5, 258, (7).to_bytes(4, "big") + number(9)) + record(9, 135, bytes((0, 0, 0, 3)), form=0))
+    assert not heard
+    pipe.ours.feed(record(5, 135, bytes((0, 0, 0, 3)), form=0))
+    assert heard == [None]
+
+
+@pytest.mark.parametrize("reason", ["x" * 70_000, "ä" * 3000, "\ud800"], ids=["too long", "long", "no text"])
+def test_words_of_any_length_fit_a_record(reason):
+    service, heard = Service("driver"), []
+
+    def refuse(peer, *_):
+        raise ValueError(reason)
+
+    service.accept("p", refuse)
+    service.answer("fail", refuse)
+    service.answer("text", lambda peer, argument: reason)
+    pipe = Pipe(theirs=service)
+    pipe.ours = Session(Service("ours"), True, limits=Limits(record=1024))
+    pipe.run()
+    pipe.ours.push("p", LifAppConfig(MPLS), False, heard.append)
+    pipe.ours.request("fail", "", lambda answer, error: heard.append(error))
+    pipe.ours.request("text", "", lambda answer, error: heard.append(error or answer))
+    pipe.run()
+    assert not pipe.ours.ended and len(heard) == 3 and isinstance(heard[0], Refused)
+    assert str(heard[0]) == reason.replace("\ud800", "?").encode()[:500].decode()
+    assert (str(heard[2]) == reason) == (reason[0] == "ä")
+
+
+def test_a_peer_that_asks_without_end_and_reads_nothing_is_let_go():
+    """Verdicts wait for it, and pieces of a request that has no end."""
+    session = Session(Service("driver"), False)
+    session.feed(PREAMBLE + hello())
+    wants = b"".join(record(1, 164, string("p" * 255) + number(i)) for i in range(1000))
+    for _ in range(20):
+        session.feed(wants)
+    assert session.ended and "wait for a side that does not read" in session.reason and session._size < 5 << 20
+    session = Session(Service("driver"), False)
+    session.feed(PREAMBLE + hello())
+    piece = record(1, 166, number(1) + number(1) + string("echo") + string("x"))
+    session.feed(40_000 * piece + 40_000 * record(1, 166, number(1) + number(1) + string("echo") + string("")))
+    assert not session.ended and session._calls._asking[2] == 40_000 * b"x"
+    session.feed(26_000 * piece)
+    assert session.ended and "more than 65535 bytes" in session.reason
+
+
+def test_the_counters_of_many_connections_fit_an_answer():
+    service, heard = Service("driver"), []
+    pipes = [Pipe(Service("x" * 60), service).run() for _ in range(300)]
+    lifs = LifAppConfigDir("lif")
+    watch, before = lifs.watch(lambda change: 1 / 0), Watch.failures
+    lifs.appConfig.add(MPLS)
+    assert watch and Watch.failures == before + 1
+    pipes[0].ours.request("stats", "", lambda answer, error: heard.append(json.loads(answer)))
+    pipes[0].run()
+    assert heard[0]["handlerExceptions"] == before + 1
+    assert 0 < heard[0]["peersLeftOut"] < 300 and len(heard[0]["peers"]) + heard[0]["peersLeftOut"] == 300
+
+
+@pytest.mark.parametrize("late", [False, True])
+def test_a_peer_that_takes_fewer_entities_than_there_are_is_told_so(late):
+    lifs, service, heard = LifAppConfigDir("lif"), Service("driver"), []
+    service.offer("lif", lifs)
+    pipe = Pipe(theirs=service)
+    pipe.ours = Session(Service("small"), True, limits=Limits(entities=3))
+    pipe.ours.want("lif", None, heard.append)
+    if late:
+        pipe.run()
+    for app in range(1, 5):
+        lifs.appConfig.add(app).reqCount[lif(1)] = 1
+    pipe.run()
+    assert pipe.theirs.ended and pipe.ours.reason == pipe.theirs.reason == "small takes no more than 3 entities"
+    assert len(lifs.appConfig) == 4 and heard[-1] is None if late else str(heard[0]) == pipe.ours.reason
+
+
 def test_offers_above_the_limit_of_the_other_side_are_told_when_there_is_room():
     service = Service("driver")
     for each in "abc":
@@ -444,6 +660,21 @@ def test_offers_above_the_limit_of_the_other_side_are_told_when_there_is_room():
     service.withdraw("a")
     pipe.run()
     assert sorted(pipe.ours.offers) == ["b", "c"]
+
+
+def test_a_reference_to_what_derives_from_its_type_travels():
+    faps, arad = FapTypeProperties(), AradProperties("fapTypeArad")
+    arad.isemHwSize = 5
+    faps.properties["fapTypeArad"] = arad
+    pipe = Pipe(theirs=offering("p", faps))
+    copy = wanted(pipe, "p")
+    assert type(copy.properties["fapTypeArad"]) is AradProperties and copy.properties["fapTypeArad"].isemHwSize == 5
+    arad.isemHwSize = 6
+    faps.properties["fapTypeJericho"] = arad
+    pipe.run()
+    assert copy.properties["fapTypeJericho"] is copy.properties["fapTypeArad"] and copy.properties["fapTypeArad"].isemHwSize == 6
+    with pytest.raises(TypeError, match="is no Properties"):
+        faps.properties["fapTypeArad"] = faps
 
 
 def test_a_record_refers_only_to_what_is_there():

@@ -160,6 +160,38 @@ def test_faults_of_a_text(given, words):
     assert words in str(caught.value)
 
 
+@pytest.mark.parametrize(
+    ("type_", "given", "number"),
+    [
+        ("U16", "0xffff", 0xFFFF),
+        ("U32", " 0X1f ", 0x1F),
+        ("U16", "010", 10),  # decimal all the same
+        ("int", "-5", -5),
+        ("FapId", "0x10", 16),
+        ("EvecFormat", "0x40012", EvecFormat(0x12)),
+        ("U16", "65536", "U16: 65536 is too large; the field has 16 bits, at most 65535"),
+        ("U8", "-1", "U8: -1 is too small"),
+        ("int", "2147483648", "int: 2147483648 is too large; the field holds -2147483648 to 2147483647"),
+        ("OutAcFormat", "18446744073709551616", "is too large; the field has 64 bits"),
+        ("U64", "9" * 5000, "is no number such as 20 or 0x14"),
+        ("U16", "\u0663", "expected a number at column 0"),
+    ],
+)
+def test_numbers_are_decimal_or_hexadecimal_and_never_cut(type_, given, number):
+    for read in (text.value, text.short_value):
+        if isinstance(number, str):
+            with pytest.raises(errors.RangeError, match=number):
+                read(type_, given)
+        else:
+            assert read(type_, given) == number
+
+
+def test_a_small_number_that_is_larger_on_the_wire_is_refused():
+    assert from_wire("U8", b"\0\xff") == 255
+    with pytest.raises(errors.RangeError, match="U8 > 255 not allowed"):
+        from_wire("U8", b"\1\0")
+
+
 def test_text_is_read_with_blanks_and_in_any_order():
     given = " Value ( 'Hardware::LoamTunnel::OutAcKey' ,** { 'acFormat':5 , 'fapMask' : '0-3' } ) "
     assert text.value("OutAcKey", given) == OutAcKey("0-3", OutAcFormat(5))

@@ -40,7 +40,15 @@ private:
     char const* what_;
 };
 
-/// How a map is reached. A key is in its box; `state` is an iterator of the map.
+struct KeyedAccess;
+
+/// A walk over a map, and the object, which the walk keeps: another one could come to lie at its address.
+struct WalkState {
+    KeyedAccess const* access;
+    Ptr<PtrInterface const> object;
+};
+
+/// How a map is reached. A key is in its box.
 struct KeyedAccess {
     char const* keyName;
     Ptr<GenericIf> (*get)(void* object, GenericIf const& key, bool isConst);
@@ -54,13 +62,14 @@ struct KeyedAccess {
     bool (*read)(void* object, KorType const* keyType, void const* key, KorType const* type, void* into);
 
     /// From the key on, if it is there, or else from the first.
-    void* (*walk)(void* object, GenericIf const* key);
-    Ptr<GenericIf> (*walkKey)(void* state);
-    Ptr<GenericIf> (*walkValue)(void* state, bool isConst);
-    void (*walkInc)(void* state, void* object);
-    void* (*walkClone)(void* state);
-    bool (*walkNonNull)(void* state);
-    void (*walkDel)(void* state);
+    WalkState* (*walk)(void* object, GenericIf const* key);
+    Ptr<GenericIf> (*walkKey)(WalkState* state);
+    Ptr<GenericIf> (*walkValue)(WalkState* state, bool isConst);
+    /// A step. Ends the walk if `object`, what the box holds now, is another one, or null.
+    void (*walkInc)(WalkState* state, void* object);
+    WalkState* (*walkClone)(WalkState* state);
+    bool (*walkNonNull)(WalkState* state);
+    void (*walkDel)(WalkState* state);
 };
 
 struct BoxAttribute {
@@ -203,31 +212,31 @@ struct OperationBoxing {
 /// The access to a map by what `B` has for it, with the walks as states that are allocated.
 template <class B>
 struct Keyed {
-    /// The walk, and the object, which the walk keeps: another one could come to lie at its address.
-    struct State {
-        Ptr<PtrInterface const> object;
+    struct State : WalkState {
         typename B::At at;
     };
-    static auto& at(void* state) { return static_cast<State*>(state)->at; }
+    static auto& at(WalkState* state) { return static_cast<State*>(state)->at; }
     static U32 version(void* object) { return B::map(object).version(); }
-    static void* walk(void* object, GenericIf const* key) {
+    static WalkState* walk(void* object, GenericIf const* key) {
         using At = typename B::At;
         auto& map = B::map(object);
-        return new State{static_cast<typename B::Object const*>(object),
+        return new State{{&B::access, static_cast<typename B::Object const*>(object)},
                          key == nullptr ? At(&map) : B::walk(map, unbox<typename B::K>(*key))};
     }
-    static Ptr<GenericIf> walkKey(void* state) { return B::walkKey(at(state)); }
-    static Ptr<GenericIf> walkValue(void* state, bool isConst) { return B::walkValue(at(state), isConst); }
-    static void walkInc(void* state, void* object) {
+    static Ptr<GenericIf> walkKey(WalkState* state) { return B::walkKey(at(state)); }
+    static Ptr<GenericIf> walkValue(WalkState* state, bool isConst) {
+        return B::walkValue(at(state), isConst);
+    }
+    static void walkInc(WalkState* state, void* object) {
         if (object != nullptr && at(state).map() == &B::map(object)) {
             at(state).advance();
         } else {
             at(state) = typename B::At(); // the box has another object
         }
     }
-    static void* walkClone(void* state) { return new State(*static_cast<State*>(state)); }
-    static bool walkNonNull(void* state) { return static_cast<bool>(at(state)); }
-    static void walkDel(void* state) { delete static_cast<State*>(state); }
+    static WalkState* walkClone(WalkState* state) { return new State(*static_cast<State*>(state)); }
+    static bool walkNonNull(WalkState* state) { return static_cast<bool>(at(state)); }
+    static void walkDel(WalkState* state) { delete static_cast<State*>(state); }
 
     static constexpr KeyedAccess access() {
         return {B::keyName(), &B::get,  &B::count,  &version, &B::contains, &B::set,      &B::del, B::read(),

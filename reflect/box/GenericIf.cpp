@@ -174,10 +174,10 @@ void GenericIf::countRead() noexcept {
 }
 
 bool GenericIf::read(AttributeId attribute, KorType const* type, void* into) {
-    if (readTable_ == nullptr) {
+    if (place_ == nullptr) {
         return false;
     }
-    auto const at = reachOwnFirst(*readTable_, place_, attribute);
+    auto const at = reachOwnFirst(*table_, place_, attribute);
     if (at.attribute == nullptr || at.attribute->read == nullptr ||
         !at.attribute->read(at.object, type, into)) {
         return false;
@@ -188,10 +188,10 @@ bool GenericIf::read(AttributeId attribute, KorType const* type, void* into) {
 
 bool GenericIf::read(AttributeId attribute, KorType const* keyType, void const* key, KorType const* type,
                      void* into) {
-    if (readTable_ == nullptr) {
+    if (place_ == nullptr) {
         return false;
     }
-    auto const at = reachOwnFirst(*readTable_, place_, attribute);
+    auto const at = reachOwnFirst(*table_, place_, attribute);
     if (at.attribute == nullptr || at.attribute->keyed == nullptr || at.attribute->keyed->read == nullptr ||
         !at.attribute->keyed->read(at.object, keyType, key, type, into)) {
         return false;
@@ -201,10 +201,10 @@ bool GenericIf::read(AttributeId attribute, KorType const* keyType, void const* 
 }
 
 bool GenericIf::write(AttributeId attribute, KorType const* type, void const* value) {
-    if (writeTable_ == nullptr) {
+    if (place_ == nullptr || isConst_) {
         return false;
     }
-    auto const at = reachOwnFirst(*writeTable_, place_, attribute);
+    auto const at = reachOwnFirst(*table_, place_, attribute);
     if (at.attribute == nullptr || at.attribute->write == nullptr) {
         return false;
     }
@@ -242,13 +242,46 @@ void GenericIf::korDoZombieReactors(bool zombie) {
     korMarkedForDeletionIs(zombie);
 }
 
+// Walks
+
+namespace {
+
+detail::WalkState* walkOf(GenericIf::AttributeIteratorConst const& at) {
+    return static_cast<detail::WalkState*>(at.state());
+}
+
+/// The walk of an iterator that is not at its end; null otherwise.
+detail::WalkState* standing(GenericIf::AttributeIteratorConst const& at) {
+    detail::WalkState* const walk = walkOf(at);
+    return walk != nullptr && walk->access->walkNonNull(walk) ? walk : nullptr;
+}
+
+} // namespace
+
+detail::Reached GenericIf::reached(AttributeId attribute) const noexcept {
+    return table_ != nullptr ? detail::reach(*table_, place_, attribute) : detail::Reached();
+}
+
+GenericIf::AttributeIteratorConst GenericIf::walk(AttributeId attribute, Key const* key) const {
+    auto const at = reached(attribute);
+    if (at.attribute == nullptr || at.attribute->keyed == nullptr) {
+        throwNoAttribute(*this, attribute);
+    }
+    detail::KeyedAccess const& keyed = *at.attribute->keyed;
+    GenericIf const* const from = key != nullptr ? &detail::needKey(*key, keyed.keyName) : nullptr;
+    if (place_ == nullptr) {
+        throwNoObject();
+    }
+    return {this, attribute, keyed.walk(at.object, from)};
+}
+
 GenericIf::AttributeIteratorConst GenericIf::attributeIteratorConst(AttributeId attribute) const {
-    throwNoAttribute(*this, attribute);
+    return walk(attribute, nullptr);
 }
 
 GenericIf::AttributeIteratorConst GenericIf::attributeIteratorKeyConst(AttributeId attribute,
-                                                                       Key const&) const {
-    throwNoAttribute(*this, attribute);
+                                                                       Key const& key) const {
+    return walk(attribute, &key);
 }
 
 GenericIf::AttributeIteratorConst GenericIf::attributeIterator(AttributeId attribute) {
@@ -259,26 +292,34 @@ GenericIf::AttributeIteratorConst GenericIf::attributeIteratorKey(AttributeId at
     return attributeIteratorKeyConst(attribute, key);
 }
 
-// A box without maps makes no iterators; these answer for one that is at its end.
-Ptr<GenericIf> GenericIf::attributeIterator_iterObj(AttributeIteratorConst const&) {
+Ptr<GenericIf> GenericIf::attributeIterator_iterObj(AttributeIteratorConst const& at) {
+    detail::WalkState* const walk = standing(at);
+    return walk != nullptr ? walk->access->walkValue(walk, isConst_) : nullptr;
+}
+GenericIf::Key GenericIf::attributeIterator_iterObj(AttributeIteratorConst const& at) const {
+    return const_cast<GenericIf*>(this)->attributeIterator_iterObj(at);
+}
+void* GenericIf::attributeIterator_iterInc(AttributeIteratorConst const& at) const {
+    if (detail::WalkState* const walk = walkOf(at)) {
+        walk->access->walkInc(walk, reached(at.attributeId()).object);
+    }
     return nullptr;
 }
-GenericIf::Key GenericIf::attributeIterator_iterObj(AttributeIteratorConst const&) const {
-    return nullptr;
+GenericIf::Key GenericIf::attributeIterator_iterKey(AttributeIteratorConst const& at) const {
+    detail::WalkState* const walk = standing(at);
+    return walk != nullptr ? walk->access->walkKey(walk) : nullptr;
 }
-void* GenericIf::attributeIterator_iterInc(AttributeIteratorConst const&) const {
-    return nullptr;
+void* GenericIf::attributeIterator_iterClone(AttributeIteratorConst const& at) const {
+    detail::WalkState* const walk = walkOf(at);
+    return walk != nullptr ? walk->access->walkClone(walk) : nullptr;
 }
-GenericIf::Key GenericIf::attributeIterator_iterKey(AttributeIteratorConst const&) const {
-    return nullptr;
+bool GenericIf::attributeIterator_nonNull(AttributeIteratorConst const& at) const {
+    return standing(at) != nullptr;
 }
-void* GenericIf::attributeIterator_iterClone(AttributeIteratorConst const&) const {
-    return nullptr;
-}
-bool GenericIf::attributeIterator_nonNull(AttributeIteratorConst const&) const {
-    return false;
-}
-void* GenericIf::attributeIterator_iterDel(AttributeIteratorConst const&) const {
+void* GenericIf::attributeIterator_iterDel(AttributeIteratorConst const& at) const {
+    if (detail::WalkState* const walk = walkOf(at)) {
+        walk->access->walkDel(walk);
+    }
     return nullptr;
 }
 
@@ -348,9 +389,13 @@ constexpr std::pair<AttributeId, detail::BoxAttribute> entityAttributes[] = {
 
 } // namespace
 
+void GenericIf::throwNoObject() const {
+    throwTypeException((std::string(type()->typeName().view()) + ", the box has no object").c_str());
+}
+
 PtrInterface& GenericIfPtrInterface::object() const {
     if (!notifier()) {
-        throwTypeException((std::string(type()->typeName().view()) + ", the box has no object").c_str());
+        throwNoObject();
     }
     return *const_cast<PtrInterface*>(notifier().ptr());
 }

@@ -52,7 +52,8 @@ namespace Kor {
 
 namespace detail {
 struct BoxTable;
-}
+struct Reached;
+} // namespace detail
 
 /// What the generic interface raises: a call that the box, as it is, cannot answer. Id 60.
 class KOR_EXPORT GenericException : public Exception {
@@ -194,11 +195,11 @@ protected:
     enum class Holds : U8 { value, object, entity };
     /// At a null place, of a box that has lost its object, nothing can be read or written.
     void placeIs(detail::BoxTable const& table, void* place, Holds holds) noexcept {
-        readTable_ = place != nullptr ? &table : nullptr;
-        writeTable_ = isConst_ ? nullptr : readTable_;
+        table_ = &table;
         place_ = place;
         holds_ = holds;
     }
+    [[noreturn]] void throwNoObject() const;
 
 private:
     // False when it takes boxes, or when the call is to be refused.
@@ -213,10 +214,11 @@ private:
         return *result;
     }
     void countRead() noexcept;
+    detail::Reached reached(AttributeId attribute) const noexcept;
+    AttributeIteratorConst walk(AttributeId attribute, Key const* key) const;
 
     Ptr<Listener> listener_;
-    detail::BoxTable const* readTable_ = nullptr;
-    detail::BoxTable const* writeTable_ = nullptr;
+    detail::BoxTable const* table_ = nullptr;
     void* place_ = nullptr;
     Holds holds_ = Holds::value;
     bool isConst_;

@@ -13,17 +13,18 @@ namespace Kor {
 
 namespace detail {
 
-/// The reactor of a boxed object: it stands in the object's list for the box.
 template <class X>
 class BoxAdapter;
 template <class X>
-struct Forwarding<BoxAdapter<X>> {
+struct Boxed {
     using Notifier = X;
     using Attributes = typename AllAttributes<X>::type;
+    using Hearer = BoxAdapter<X>;
 };
+/// The reactor of a boxed object: it stands in the object's list for the box.
 template <class X>
-class BoxAdapter final : public NotifieeAdapter<BoxOf<X>, Forwards<BoxAdapter<X>>> {
-    using Base = NotifieeAdapter<BoxOf<X>, Forwards<BoxAdapter>>;
+class BoxAdapter final : public NotifieeAdapter<BoxOf<X>, Boxed<X>> {
+    using Base = NotifieeAdapter<BoxOf<X>, Boxed<X>>;
 
 public:
     using Base::Base;
@@ -137,7 +138,6 @@ class KOR_EXPORT BoxOf<X> : public AdapterOwner<detail::ObjectBoxBase<X>, detail
     using Owner = AdapterOwner<Base, detail::BoxAdapter<X>>;
 
 public:
-    using typename GenericIf::AttributeIteratorConst;
     using typename GenericIf::AttributeOp;
     using typename GenericIf::Key;
     using GenericIf_Adapter_ = detail::BoxAdapter<X>;
@@ -196,52 +196,6 @@ public:
 
     static Ptr<GenericIf> genericIfListConstructor(Key const& arguments) {
         return detail::boxOfArguments<X>(arguments);
-    }
-
-    // Walks
-
-    AttributeIteratorConst attributeIteratorConst(AttributeId attribute) const override {
-        detail::KeyedAccess const* const keyed = access(attribute);
-        return keyed == nullptr ? Base::attributeIteratorConst(attribute)
-                                : iterator(attribute, *keyed, nullptr);
-    }
-    AttributeIteratorConst attributeIteratorKeyConst(AttributeId attribute, Key const& key) const override {
-        detail::KeyedAccess const* const keyed = access(attribute);
-        return keyed == nullptr ? Base::attributeIteratorKeyConst(attribute, key)
-                                : iterator(attribute, *keyed, &detail::needKey(key, keyed->keyName));
-    }
-    Ptr<GenericIf> attributeIterator_iterObj(AttributeIteratorConst const& at) override {
-        detail::KeyedAccess const* const keyed = access(at.attributeId());
-        return keyed != nullptr && keyed->walkNonNull(at.state())
-                   ? keyed->walkValue(at.state(), this->isConst())
-                   : nullptr;
-    }
-    Key attributeIterator_iterObj(AttributeIteratorConst const& at) const override {
-        return const_cast<BoxOf*>(this)->attributeIterator_iterObj(at);
-    }
-    void* attributeIterator_iterInc(AttributeIteratorConst const& at) const override {
-        if (detail::KeyedAccess const* const keyed = access(at.attributeId())) {
-            keyed->walkInc(at.state(), reached(at.attributeId()).object);
-        }
-        return nullptr;
-    }
-    Key attributeIterator_iterKey(AttributeIteratorConst const& at) const override {
-        detail::KeyedAccess const* const keyed = access(at.attributeId());
-        return keyed != nullptr && keyed->walkNonNull(at.state()) ? keyed->walkKey(at.state()) : nullptr;
-    }
-    void* attributeIterator_iterClone(AttributeIteratorConst const& at) const override {
-        detail::KeyedAccess const* const keyed = access(at.attributeId());
-        return keyed != nullptr ? keyed->walkClone(at.state()) : nullptr;
-    }
-    bool attributeIterator_nonNull(AttributeIteratorConst const& at) const override {
-        detail::KeyedAccess const* const keyed = access(at.attributeId());
-        return keyed != nullptr && keyed->walkNonNull(at.state());
-    }
-    void* attributeIterator_iterDel(AttributeIteratorConst const& at) const override {
-        if (detail::KeyedAccess const* const keyed = access(at.attributeId())) {
-            keyed->walkDel(at.state());
-        }
-        return nullptr;
     }
 
     // What the adapter hears.
@@ -321,19 +275,6 @@ private:
     X* object() const {
         Base::object(); // raises if there is none
         return held().ptr();
-    }
-    /// Also without an object, for the end of a walk.
-    detail::Reached reached(AttributeId attribute) const noexcept {
-        return detail::reach(detail::BoxTables<X>::table, held().ptr(), attribute);
-    }
-    detail::KeyedAccess const* access(AttributeId attribute) const noexcept {
-        detail::BoxAttribute const* const found = reached(attribute).attribute;
-        return found != nullptr ? found->keyed : nullptr;
-    }
-    AttributeIteratorConst iterator(AttributeId attribute, detail::KeyedAccess const& keyed,
-                                    GenericIf const* key) const {
-        object();
-        return {this, attribute, keyed.walk(reached(attribute).object, key)};
     }
 };
 

@@ -133,21 +133,6 @@ struct ArgumentOf<Base, AttributeList<First, Rest...>> {
     using type = typename First::Type;
 };
 
-template <class... A>
-AttributeList<A...> plainList(AttributeList<A...> const&);
-/// The attributes of a list, given one by one or as one class that derives from their list.
-template <class... A>
-struct ListOf {
-    using type = AttributeList<A...>;
-};
-template <class List>
-requires requires(List const& list) {
-    plainList(list);
-}
-struct ListOf<List> {
-    using type = decltype(plainList(std::declval<List const&>()));
-};
-
 /// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for the map of a parent, and for its
 /// reactors.
 template <class Self>
@@ -255,7 +240,7 @@ struct BaseOf<Self, Base, AttributeList<A...>> : VirtualSetters<Self, EntityPart
 ///     class Port : public Kor::EntityOf<Port, PortAttributes> { ... };
 template <class Self, class Base, class... A>
 class EntityOver : public detail::BaseOf<Self, Base, typename detail::ListOf<A...>::type>::type,
-                   public detail::LevelsOf<Self, typename detail::ListOf<A...>::type>::type,
+                   public detail::Form<Self, A>...,
                    public detail::ListedAt<Self, Base> {
 public:
     using Attributes = typename detail::ListOf<A...>::type;
@@ -276,7 +261,7 @@ public:
 
 private:
     using Below = typename detail::BaseOf<Self, Base, Attributes>::type;
-    using Levels = typename detail::LevelsOf<Self, Attributes>::type;
+    using FirstForm = typename detail::FirstForm<Self, A...>::type;
     static constexpr bool keySets = detail::hasKey<Attributes>;
 
 public:
@@ -287,7 +272,7 @@ public:
     = default;
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     requires(keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
-        : Levels(std::in_place, std::move(argument)) {}
+        : FirstForm(std::in_place, std::move(argument)) {}
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     requires(!keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
         : Below(std::move(argument)) {}

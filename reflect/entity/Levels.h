@@ -97,25 +97,17 @@ struct Effects {
 template <class Self, class A>
 class FixedLevel {
 public:
-    using Stored = FixedLevel;
     using Read = typename A::Type;
     explicit FixedLevel(Read value) : key_(std::move(value)) {}
+
+    /// The key attribute again, by which the map of the parent knows the entity.
+    Read const& fwkKey() const noexcept requires(A::shape.role == Role::key) { return key_; }
 
 protected:
     Read const& korGet() const noexcept { return key_; }
 
 private:
     Read const key_;
-};
-
-template <class Self, class A>
-class KeyLevel : public FixedLevel<Self, A> {
-public:
-    using Stored = KeyLevel;
-    using FixedLevel<Self, A>::FixedLevel;
-
-    /// The key attribute again, by which the map of the parent knows the entity.
-    typename A::Type const& fwkKey() const noexcept { return this->korGet(); }
 };
 
 /// What a value of an attribute is read as: an object as a const one.
@@ -195,7 +187,6 @@ public:
     using Value = typename A::Value;
     using Read = typename ReadOf<A>::type;
     using Map = HashMap<Node, Key, Value>;
-    using Owner = Self;
 
 protected:
     Map const& korMap() const noexcept { return map_; }
@@ -395,64 +386,92 @@ private:
 
 // Which level and which form an attribute has, by its shape.
 
-/// As a list, which is empty for an attribute that stores nothing.
 template <class Self, class A>
 consteval auto levelOf() {
+    constexpr Role role = A::shape.role;
+    if constexpr (role == Role::singleton) {
+        return std::type_identity<SingletonLevel<Self, A>>();
+    } else if constexpr (role == Role::queue) {
+        return std::type_identity<QueueLevel<Self, A>>();
+    } else if constexpr (role == Role::map) {
+        return std::type_identity<MapLevel<Self, A>>();
+    } else {
+        return std::type_identity<FixedLevel<Self, A>>();
+    }
+}
+template <class Self, class A>
+struct LevelFor : decltype(levelOf<Self, A>()) {};
+
+/// Of an attribute that stores nothing.
+template <class Self, class A>
+struct NoForm {};
+
+template <class Self, class A>
+consteval auto formOf() {
     constexpr Shape shape = A::shape;
     using Name = typename A::Name;
-    if constexpr (shape.role == Role::key) {
-        return AttributeList<typename Name::template Fixed<KeyLevel<Self, A>>>();
-    } else if constexpr (shape.role == Role::field) {
-        return AttributeList<typename Name::template Fixed<FixedLevel<Self, A>>>();
+    if constexpr (shape.role == Role::key || shape.role == Role::field) {
+        return std::type_identity<typename Name::template Fixed<Self, A>>();
     } else if constexpr (shape.role == Role::singleton) {
-        using Stored = SingletonLevel<Self, A>;
         if constexpr (shape.reference) {
-            return AttributeList<typename Name::template Reference<Stored>>();
-        } else if constexpr (shape.isVirtual) {
-            return AttributeList<typename Name::template Fixed<Stored>>(); // its setter stands in the base
+            return std::type_identity<typename Name::template Reference<Self, A>>();
+        } else if constexpr (shape.isVirtual) { // its setter stands in the base
+            return std::type_identity<typename Name::template Fixed<Self, A>>();
         } else {
-            return AttributeList<typename Name::template Singleton<Stored>>();
+            return std::type_identity<typename Name::template Singleton<Self, A>>();
         }
     } else if constexpr (shape.role == Role::queue) {
-        return AttributeList<typename Name::template Queue<QueueLevel<Self, A>>>();
+        return std::type_identity<typename Name::template Queue<Self, A>>();
     } else if constexpr (shape.role != Role::map) {
-        return AttributeList<>();
+        return std::type_identity<NoForm<Self, A>>();
     } else if constexpr (shape.child) {
-        return AttributeList<typename Name::template EntityMap<MapLevel<Self, A>>>();
+        return std::type_identity<typename Name::template EntityMap<Self, A>>();
+    } else if constexpr (shape.reference) {
+        return std::type_identity<typename Name::template ReferenceMap<Self, A>>();
+    } else if constexpr (shape.keyInside) {
+        return std::type_identity<typename Name::template KeyedMap<Self, A>>();
+    } else if constexpr (shape.counting == Counting::both) {
+        return std::type_identity<typename Name::template CountedMap<Self, A>>();
+    } else if constexpr (shape.counting == Counting::up) {
+        return std::type_identity<typename Name::template CountedUpMap<Self, A>>();
     } else {
-        using Values = MapLevel<Self, A>;
-        if constexpr (shape.reference) {
-            return AttributeList<typename Name::template ReferenceMap<Values>>();
-        } else if constexpr (shape.keyInside) {
-            return AttributeList<typename Name::template KeyedMap<Values>>();
-        } else if constexpr (shape.counting == Counting::both) {
-            return AttributeList<typename Name::template CountedMap<Values>>();
-        } else if constexpr (shape.counting == Counting::up) {
-            return AttributeList<typename Name::template CountedUpMap<Values>>();
-        } else {
-            return AttributeList<typename Name::template ValueMap<Values>>();
-        }
+        return std::type_identity<typename Name::template ValueMap<Self, A>>();
     }
 }
 
-/// The levels of a list of attributes, side by side.
-template <class... L>
-struct Levels;
-template <>
-struct Levels<AttributeList<>> {};
-template <class First, class... Rest>
-struct Levels<AttributeList<First, Rest...>> : First, Rest... {
-    Levels() = default;
-    /// The first is that of the attribute that the constructor sets.
-    template <class Argument>
-    Levels(std::in_place_t, Argument&& argument)
-        : First{typename First::Stored(std::forward<Argument>(argument))}, Rest{}... {}
-};
-template <class Self, class List>
-struct LevelsOf;
+/// The form of an attribute.
+template <class Self, class A>
+struct FormFor : decltype(formOf<Self, A>()) {};
+template <class Self, class A>
+using Form = typename FormFor<Self, A>::type;
+
 template <class Self, class... A>
-struct LevelsOf<Self, AttributeList<A...>> {
-    using type = Levels<typename Joined<decltype(levelOf<Self, A>())...>::type>;
+struct FirstForm {
+    using type = void;
+};
+template <class Self, class First, class... Rest>
+struct FirstForm<Self, First, Rest...> : FormFor<Self, First> {};
+
+/// The forms of a list side by side. By number, so that the name of the type is short.
+template <class Self, class List, class Places = std::make_index_sequence<ListOf<List>::type::size>>
+struct Forms;
+template <class Self, class List, std::size_t... I>
+struct Forms<Self, List, std::index_sequence<I...>>
+    : Form<Self, typename AttributeAt<I, typename ListOf<List>::type>::type>... {
+    Forms() = default;
+    /// Of the argument of the constructor, which sets the first attribute.
+    template <class Argument>
+    Forms(std::in_place_t, Argument&& argument)
+        : Form<Self, typename AttributeAt<0, typename ListOf<List>::type>::type>(
+              std::in_place, std::forward<Argument>(argument)) {}
+};
+/// A list that is given as a class is one form, too.
+template <class Self, class List>
+requires requires(List const& list) {
+    plainList(list);
+}
+struct FormFor<Self, List> {
+    using type = Forms<Self, List>;
 };
 
 /// The base with the virtual setters of a list, one behind the other.

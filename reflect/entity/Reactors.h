@@ -140,47 +140,41 @@ public:
 
 namespace detail {
 
-// Reactors of the library's own, which hear of all attributes of a list alike.
+// Reactors of the library's own, which hear of all attributes of a list alike. Such a class has a tag, by
+// whose short name go its bases: a struct with the entity class, `Notifier`, the `Attributes` that are heard
+// of, and the reactor class, `Hearer`.
 
-/// What such a reactor class hears of: `Notifier` and `Attributes`.
-template <class R>
-struct Forwarding;
-
-template <class R, std::size_t I>
+template <class Tag, std::size_t I>
 struct ForwardAt;
-template <class R, std::size_t I>
+template <class Tag, std::size_t I>
 struct ForwardsUpTo;
-template <class R>
-struct ForwardsUpTo<R, 0> {
-    using type = typename Forwarding<R>::Notifier::Notifiee;
+template <class Tag>
+struct ForwardsUpTo<Tag, 0> {
+    using type = typename Tag::Notifier::Notifiee;
 };
-template <class R, std::size_t I>
+template <class Tag, std::size_t I>
 struct ForwardsUpTo {
-    using A = typename AttributeAt<I - 1, typename Forwarding<R>::Attributes>::type;
+    using A = typename AttributeAt<I - 1, typename Tag::Attributes>::type;
     static consteval auto choose() {
         if constexpr (A::shape.keyed) {
-            return std::type_identity<typename A::Name::template KeyedForward<ForwardAt<R, I>>>();
+            return std::type_identity<typename A::Name::template KeyedForward<ForwardAt<Tag, I>>>();
         } else if constexpr (A::shape.hasHooks()) {
-            return std::type_identity<typename A::Name::template ScalarForward<ForwardAt<R, I>>>();
+            return std::type_identity<typename A::Name::template ScalarForward<ForwardAt<Tag, I>>>();
         } else {
-            return std::type_identity<typename ForwardsUpTo<R, I - 1>::type>();
+            return std::type_identity<typename ForwardsUpTo<Tag, I - 1>::type>();
         }
     }
     using type = typename decltype(choose())::type;
 };
-template <class R, std::size_t I>
+template <class Tag, std::size_t I>
 struct ForwardAt {
-    using Attribute = typename AttributeAt<I - 1, typename Forwarding<R>::Attributes>::type;
-    using Below = typename ForwardsUpTo<R, I - 1>::type;
+    using Attribute = typename AttributeAt<I - 1, typename Tag::Attributes>::type;
+    using Below = typename ForwardsUpTo<Tag, I - 1>::type;
     template <class Hooks, class... Key>
     static void forward(Hooks* hooks, Key const&... key) {
-        static_cast<R*>(hooks)->template changed<Attribute>(key...);
+        static_cast<typename Tag::Hearer*>(hooks)->template changed<Attribute>(key...);
     }
 };
-
-/// The base of the reactor class R, which hands each change to `changed<A>(key...)` of it.
-template <class R>
-using Forwards = typename ForwardsUpTo<R, Forwarding<R>::Attributes::size>::type;
 
 // What a reactor class overrides, as far as can be seen from outside: a private hook counts as one.
 
@@ -250,6 +244,13 @@ struct HookOf {
 };
 
 } // namespace detail
+
+/// Hands each change to `changed<A>(key...)` of the tag's reactor class.
+template <class Tag>
+requires requires {
+    typename Tag::Hearer;
+}
+struct NotifieeNamed<Tag> : detail::ForwardsUpTo<Tag, Tag::Attributes::size> {};
 
 /// Makes a reactor of the class R with the arguments, registers it, and attaches it to the entity, which it
 /// hears of from now on. Returns the one pointer to it: neither the entity nor anybody else keeps it. It

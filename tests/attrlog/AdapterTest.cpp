@@ -469,6 +469,59 @@ TEST(Adapter, AChildThatIsToldOfLateBringsWhatItHas) {
     EXPECT_EQ(theirs->appConfig(Loam::vtAppMpls)->reqCount(lifEntry(1)), 7u);
 }
 
+// It was never on the connection; what is written into it meanwhile is of now.
+TEST(Adapter, AChildThatIsNewAndEmptyEmptiesOneThatWasLeftUnderItsKey) {
+    Link link;
+    auto const mine = lifAppConfigDirFactory("lif");
+    auto const theirs = link.mountAtA(mine);
+    auto const left = theirs->newAppConfig(Loam::vtAppMpls);
+    left->reqCountIs(lifEntry(1), 7);
+    mine->appConfigIs(Loam::vtAppMpls);
+    constexpr std::size_t childRecord = 2 + 11;
+    Link::carry(*link.a, *link.b, childRecord);
+    link.b->receive();
+    ASSERT_TRUE(left->korNboAttrLogSa(link.b->out()));
+    left->reqCountIs(lifEntry(2), 2);
+    link.quiet();
+    EXPECT_EQ(theirs->appConfig(Loam::vtAppMpls), left);
+    EXPECT_TRUE(support::sameState(*mine, *theirs));
+    EXPECT_EQ(left->reqCountMap().count(), 1u);
+    EXPECT_EQ(mine->appConfig(Loam::vtAppMpls)->reqCount(lifEntry(2)), 2u);
+}
+
+TEST(Adapter, ChildrenThatBothSidesMakeAtOnceEndEqualWhateverIsInThem) {
+    Random random;
+    for (int round = 0; round < 200; ++round) {
+        SCOPED_TRACE(round);
+        Link link(support::smallStream);
+        auto const mine = lifAppConfigDirFactory("lif");
+        auto const theirs = link.mountAtA(mine);
+        auto const sides = std::array{std::pair{mine, link.a}, std::pair{theirs, link.b}};
+        for (int step = 0; step < 100; ++step) {
+            U32 const which = random.below(2);
+            auto const& [dir, demuxer] = sides[which];
+            switch (random.below(4)) {
+            case 0: { // each key within a child has one writer
+                auto const child = dir->appConfigIs(static_cast<Loam::VtAppId>(1 + random.below(3)));
+                if (random.below(2) == 0) {
+                    child->reqCountIs(lifEntry(2 * random.below(20) + which), 1 + random.below(1000));
+                }
+                break;
+            }
+            case 1:
+                demuxer->flow();
+                break;
+            default:
+                Link::carry(*demuxer, *sides[1 - which].second, random.below(200));
+                sides[1 - which].second->receive();
+            }
+        }
+        link.quiet();
+        ASSERT_TRUE(support::sameState(*mine, *theirs));
+        ASSERT_TRUE(link.a->isOpen() && link.b->isOpen());
+    }
+}
+
 TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {
     {
         Link link;

@@ -160,4 +160,32 @@ TEST(Cost, APeerThatNeverReadsCostsItsRingAndOneMarkAChangedKey) {
     EXPECT_TRUE(support::sameState(*fleet.config, *fleet.copies[0]));
 }
 
+// The bound is one of all entities of the connection; the last mark that it allows is borne with.
+TEST(Cost, APeerThatNeverReadsIsLetGoAtTheLimitOfMarksAndGetsAllWhenItIsBack) {
+    auto const config = lifAppConfigFactory(Loam::vtAppMpls);
+    for (bool const isTooMuch : {false, true}) {
+        Link link({4096, 512, 1000, /*marks=*/100});
+        auto const copy = link.mountAtA(config);
+        ASSERT_TRUE(copy);
+        for (U32 i = 0; link.a->stats().dirtyKeys < 100; ++i) {
+            config->reqCountIs(lifEntry(i), config->reqCount(lifEntry(i)) + 1);
+        }
+        link.a->flow();
+        EXPECT_TRUE(link.a->isOpen());
+        if (isTooMuch) {
+            config->reqCountIs(lifEntry(10'000), 1);
+            link.a->flow();
+            EXPECT_FALSE(link.a->isOpen());
+            EXPECT_STREQ(link.a->closeReason().charPtr(),
+                         "the peer does not read: more than 100 changes wait for it");
+            continue;
+        }
+        link.quiet();
+        EXPECT_TRUE(support::sameState(*config, *copy));
+    }
+    Link again({4096, 512, 1000, 100});
+    auto const copy = again.mountAtA(config);
+    EXPECT_TRUE(support::sameState(*config, *copy));
+}
+
 } // namespace

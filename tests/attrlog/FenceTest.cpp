@@ -139,6 +139,32 @@ TEST(Fence, BeforeTheHelloAndBehindAFullPassWithChildrenWaitsForBoth) {
     EXPECT_EQ(there[1], 1500u);
 }
 
+// It is made while there is no room, so that its key is what waits; what is in it begins to be sent after
+// that.
+TEST(Fence, WaitsForWhatIsInAChildWhoseKeyWaits) {
+    auto const theirs = lifAppConfigDirFactory("theirs");
+    auto const service = makePtr<Service>();
+    service->acceptIs("dir", [&](Session&, Name const&, Ptr<Entity> const&) { return theirs; });
+    auto const mine = lifAppConfigDirFactory("mine");
+    Sessions two(support::smallSession, {}, service);
+    two.a->push("dir", mine);
+    two.quiet();
+    U32 const many = 2'000;
+    for (auto const& [app, count] : {std::pair{Loam::vtAppMpls, 200u}, std::pair{Loam::vtAppVxlan, many}}) {
+        for (U32 i = 0; i < count; ++i) {
+            mine->appConfigIs(app)->reqCountIs(lifEntry(i), 1);
+        }
+    }
+    U32 there = 0;
+    two.a->fence(FenceLevel::applied, [&](FenceResult const& result) {
+        ASSERT_EQ(result.outcome, FenceOutcome::applied);
+        auto const child = theirs->appConfig(Loam::vtAppVxlan);
+        there = child ? child->reqCountMap().count() : 0;
+    });
+    two.quiet(300);
+    EXPECT_EQ(there, many);
+}
+
 // What is held back while the peer's full state is on its way counts; so does what is deleted.
 TEST(Fence, WaitsForWhatIsHeldBackDuringAPassOfThePeer) {
     auto const theirs = lifAppConfigFactory(Loam::vtAppMpls);

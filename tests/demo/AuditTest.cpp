@@ -4,6 +4,7 @@
 #include "demo/Family.h"
 #include "forms/Entries.h"
 #include "link/Connector.h"
+#include "link/Listener.h"
 #include "tests/demo/OnDriver.h"
 #include "tools/Live.h"
 
@@ -64,17 +65,39 @@ TEST(AuditRows, AnAnswerThatIsNoneIsRefused) {
     auto const rows = [](std::string const& answer) {
         return tool::chipRows([&](std::string const&) { return tool::parseJson(answer); });
     };
+    auto const withRow = [&](std::string const& before, std::string const& after) {
+        return R"({"chip": 8, "waiting": 0, "rows": [)" +
+               std::string(row).replace(row.find(before), before.size(), after) + "]}";
+    };
     EXPECT_EQ(rows(R"({"chip": 8, "waiting": 2, "rows": [)" + row + "]}").waiting, 2u);
     for (std::string const& wrong : std::vector<std::string>{
              "[]", "{}", R"({"chip": 6, "waiting": 0, "rows": []})",
              R"({"chip": 8, "waiting": -1, "rows": []})", R"({"chip": 8, "waiting": 0, "rows": "x"})",
-             R"({"chip": 8, "waiting": 0, "rows": [{}]})",
-             R"({"chip": 8, "waiting": 0, "rows": [)" +
-                 std::string(row).replace(row.find("EvecTable"), 9, "Evec") + "]}",
-             R"({"chip": 8, "waiting": 0, "rows": [)" +
-                 std::string(row).replace(row.find("0 0"), 3, "0 0 0") + "]}",
-             R"({"chip": 8, "waiting": 0, "rows": [], "next": "0 0"})"}) {
+             R"({"chip": 8, "waiting": 0, "rows": [{}]})", R"({"chip": 8, "rows": []})",
+             R"({"chip": "8", "waiting": 0, "rows": {}})", R"({"chip": [8], "waiting": 0, "rows": []})",
+             R"({"chip": 8, "waiting": 0, "rows": [7]})", withRow("EvecTable", "Evec"),
+             withRow("0 0", "0 0 0"), withRow("0 1", "0 1ffffffff"), withRow("[]", "{}"),
+             withRow("[]", R"([{"app": "x"}])"), withRow("[]", R"([{"app": "x", "index": 4294967296}])"),
+             withRow("[]", R"(["vtAppMpls"])"), withRow("\"variant\": 0", "\"variant\": 256"),
+             withRow("\"array\": 0", "\"array\": 1"), withRow("\"array\": 0", "\"array\": -1"),
+             withRow("\"entry\": 1", "\"entry\": 512"),
+             // Its place is in the table, if it is counted in 32 bits.
+             withRow("\"array\": 0", "\"array\": 8388608"), withRow("\"entry\": 1", "\"entry\": 1e0"),
+             withRow("}", "}, " + row), R"({"chip": 8, "waiting": 0, "rows": [], "next": "0 0"})"}) {
         EXPECT_THROW(rows(wrong), tool::Refused) << wrong;
+    }
+    // Of several answers, each row is in one, and all are of one chip.
+    for (char const* const second :
+         {R"({"chip": 8, "waiting": 0, "rows": [ROW]})", R"({"chip": 9, "waiting": 0, "rows": []})"}) {
+        std::string later = second;
+        if (std::size_t const at = later.find("ROW"); at != later.npos) {
+            later.replace(at, 3, row);
+        }
+        auto const ask = [&](std::string const& next) {
+            return tool::parseJson(
+                next.empty() ? R"({"chip": 8, "waiting": 0, "next": "0 1", "rows": [)" + row + "]}" : later);
+        };
+        EXPECT_THROW(tool::chipRows(ask), tool::Refused) << later;
     }
 }
 
@@ -109,6 +132,89 @@ TEST_F(Audit, AProcessThatIsNoDriverIsSaidToBeNone) {
         EXPECT_EQ(outcome.status, 1) << command;
         EXPECT_NE(outcome.err.find("it is no driver, or an older one"), std::string::npos) << outcome.err;
     }
+}
+
+TEST_F(Audit, AnOddAnswerToExplainIsRefusedInALineAndPrintsNothing) {
+    std::string answer;
+    auto const service = Kor::makePtr<Kor::NboAttrLog::Service>();
+    service->handlerIs("explain",
+                       [&](Kor::NboAttrLog::Session&, Kor::String8 const&) { return Kor::String8(answer); });
+    Kor::Link::Loop loop;
+    Kor::Link::ListenerConfig config;
+    config.service = service;
+    Kor::Link::Listener const listener(loop, Kor::Link::Address::parse(socket()), config);
+    auto const tick = loop.every(std::chrono::milliseconds(10), [] {});
+    auto const explain = [&](std::string const& form) {
+        fs::remove(file("explain.log"));
+        std::vector<std::string> command{"explain", "--socket", socket(), "x"};
+        if (!form.empty()) {
+            command.push_back(form);
+        }
+        auto child = start(command, "explain.log");
+        loop.runUntil([&] { return child.status().has_value(); }, std::chrono::seconds(20));
+        return child.join();
+    };
+    auto const whole = [](std::string const& application) {
+        return R"({"chip": 8, "key": "k", "applications": [)" + application + "]}";
+    };
+    std::string const row =
+        R"({"app": "x", "count": 1, "row": {"table": "EvecTable", "variant": 0, "array": 0,)"
+        R"( "entry": 1, "wanted": "0 0", "actual": "0 1"}})";
+    auto const withRow = [&](std::string const& before, std::string const& after) {
+        return whole(std::string(row).replace(row.find(before), before.size(), after));
+    };
+    for (std::string const& wrong :
+         std::vector<std::string>{"",
+                                  "7",
+                                  "[]",
+                                  "{}",
+                                  R"({"chip": 8})",
+                                  R"({"applications": []})",
+                                  R"({"chip": 8, "applications": 3})",
+                                  R"({"chip": 8, "applications": {"app": "x"}})",
+                                  whole("3"),
+                                  whole("[]"),
+                                  whole(R"({"app": "x", "row": 1})"),
+                                  whole(R"({"app": "x", "answered": "now"})"),
+                                  whole(R"({"app": "x", "answeredBefore": [1]})"),
+                                  whole(R"({"app": "x", "answered": 1e999})"),
+                                  whole(R"({"app": "x", "row": {}})"),
+                                  withRow("EvecTable", "Evec\\nTable"),
+                                  withRow("\"variant\": 0", "\"variant\": 1e99"),
+                                  withRow("0 1", "0 1 2"),
+                                  withRow("\"0 1\"", "[0, 1]"),
+                                  R"({"chip": 6, "applications": [)" + row + "]}"}) {
+        answer = wrong;
+        for (char const* const form : {"--json", ""}) {
+            EXPECT_EQ(explain(form), 1) << wrong;
+            std::string const said = content("explain.log");
+            EXPECT_EQ(std::ranges::count(said, '\n'), 1) << said;
+            EXPECT_NE(said.find("odd answer"), std::string::npos) << said;
+        }
+    }
+    // What may be left out, and numbers without a meaning.
+    for (std::string const& odd : std::vector<std::string>{
+             whole(""), whole("{}"), whole(row), whole(R"({"app": "x", "answered": 1e300})"),
+             whole(R"({"app": "x", "answered": -1, "answeredBefore": 99999999999999999999})"),
+             whole(R"({"app": ["x"], "count": {"a": 1}, "connection": {"peer": null}, "index": -5})")}) {
+        answer = odd;
+        EXPECT_EQ(explain(""), 0) << odd << content("explain.log");
+        EXPECT_EQ(explain("--json"), 0) << odd << content("explain.log");
+        EXPECT_NO_THROW(tool::parseJson(content("explain.log"))) << content("explain.log");
+    }
+}
+
+TEST_F(Audit, ASignalEndsALookThatWaits) {
+    auto driver = serving(words(image_));
+    auto audit = start({"audit", "--socket", socket(), "--every", "1", "--timeout", "600000"}, "audit.log");
+    ASSERT_TRUE(eventually([&] { return content("audit.log").find("none differs") != std::string::npos; }));
+    driver.kill(SIGSTOP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1'500)); // so that it looks again
+    audit.kill(SIGINT);
+    EXPECT_TRUE(eventually([&] { return audit.status().has_value(); }));
+    audit.kill(SIGKILL);
+    EXPECT_EQ(audit.join(), 0) << content("audit.log");
+    driver.kill(SIGCONT);
 }
 
 TEST_F(Audit, EachBitThatIsFlippedInAnImageIsNamed) {
@@ -227,7 +333,7 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
     for (Case const& each : {
              Case{"AradLifAcMp vsi=100",
                   0,
-                  {"vtAppMpls asks: 2", "index: 28672", "vsi[15:0]: 100", "LifTable"}},
+                  {"vtAppMpls asks: 2", "index: 28672", "answered: 2", "vsi[15:0]: 100", "LifTable"}},
              Case{"lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]", 0, {"index: 28672"}},
              Case{"lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=100]", 0, {"index: 28672"}},
              Case{"lifConfig.appConfig[vtAppEvpn].reqCount[AradLifAcMp vsi=100]",
@@ -269,10 +375,42 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
     std::string const refused = explained("evecConfig.appConfig[vtAppVxlan].entry[fapMask=0 index=0]", 4);
     EXPECT_NE(refused.find("connection: late"), std::string::npos) << refused;
     EXPECT_NE(refused.find("missing: refused: slot 0 belongs to vtAppMpls"), std::string::npos) << refused;
+    std::string why;
+    connector.session()->fence(Kor::NboAttrLog::FenceLevel::done,
+                               [&](Kor::NboAttrLog::FenceResult const& result) { why = result.why.view(); });
+    loop.runUntil([&] { return !why.empty(); }, std::chrono::seconds(20));
+    EXPECT_EQ(why,
+              "1 requests have no place; vtAppVxlan, EvecKey fapMask=0 index=0: slot 0 belongs to vtAppMpls");
+    // Somebody else asks as that application: not without saying so.
+    std::ofstream(file("evec")) << "AradLifAcMp vsi=200\n";
+    auto const config200 = lifAppConfigFactory(Hardware::Loam::vtAppEvpn);
+    bool isTaken = false;
+    std::string lost;
+    connector.session()->push("lifConfig", config200, Kor::NboAttrLog::Access::writable,
+                              [&](bool isAccepted, Kor::String8 const& text) {
+                                  isTaken = isTaken || isAccepted;
+                                  lost = isAccepted ? "" : std::string(text.view());
+                              });
+    ASSERT_TRUE(loop.runUntil([&] { return isTaken; }, std::chrono::seconds(20)));
+    auto const tick = loop.every(std::chrono::milliseconds(10), [] {});
+    for (bool const takesOver : {false, true}) {
+        std::vector<std::string> command{"application", "--socket", socket(),    "--app",
+                                         "vtAppEvpn",   "--file",   file("evec")};
+        if (takesOver) {
+            command.emplace_back("--takeover");
+        }
+        auto other = start(command, "other.log");
+        loop.runUntil([&] { return other.status().has_value(); }, std::chrono::seconds(60));
+        EXPECT_EQ(other.join(), takesOver ? 0 : 1) << content("other.log");
+        EXPECT_EQ(lost.empty(), !takesOver) << lost;
+    }
+    EXPECT_NE(content("other.log").find("--takeover takes its place"), std::string::npos);
     driver.kill(SIGKILL);
     driver.join();
     driver = serving(words(image_, "7"));
-    EXPECT_NE(explained("AradLifAcMp vsi=100", 4).find("before the driver's start"), std::string::npos);
+    std::string const later = explained("AradLifAcMp vsi=100", 4);
+    EXPECT_NE(later.find("answered: before the driver's start at 2"), std::string::npos) << later;
+    EXPECT_NE(later.find("it is from before the driver's start"), std::string::npos) << later;
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 /// Recordings of connections, and the records in them as text.
 
-#include "attrlog/Recording.h"
+#include "forms/Recording.h"
 
 #include "forms/RecordView.h"
 #include "support/Link.h"

@@ -1,16 +1,17 @@
 // What every sample of the headers has around it: all public headers, and their namespaces.
 
-#include "attrlog/Recording.h"
 #include "attrlog/adapter/AttrLogTypes.h"
 #include "attrlog/adapter/WireForm.h"
 #include "attrlog/session/Session.h"
 #include "chip/RowWriter.h"
+#include "forms/Counters.h"
 #include "forms/Diagnostics.h"
 #include "forms/Entries.h"
 #include "forms/Fields.h"
 #include "forms/Json.h"
 #include "forms/Path.h"
 #include "forms/RecordView.h"
+#include "forms/Recording.h"
 #include "forms/SchemaJson.h"
 #include "forms/Values.h"
 #include "link/Connector.h"

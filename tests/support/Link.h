@@ -18,6 +18,24 @@ using Kor::NboAttrLog::StreamLimits;
 /// Small enough to be full soon.
 inline constexpr StreamLimits smallStream{640, 256, 1000};
 
+/// Carries bytes both ways until nothing moves any more, in pieces of at most `piece` bytes.
+template <class End>
+void quiet(Kor::Ptr<End> const& a, Kor::Ptr<End> const& b, std::size_t piece,
+           std::size_t (*carry)(End& from, End& to, std::size_t most)) {
+    int rounds = 0;
+    for (bool moves = true; moves;) {
+        moves = false;
+        if (++rounds > 1'000'000) {
+            throw std::runtime_error("the two sides never fall silent");
+        }
+        for (auto const& [from, to] : {std::pair{a, b}, std::pair{b, a}}) {
+            from->flow();
+            moves = carry(*from, *to, piece) != 0 || moves;
+            to->receive();
+        }
+    }
+}
+
 struct Link {
     explicit Link(StreamLimits const& limits = {})
         : a(Kor::makePtr<Demuxer>(Side::connecting, limits)),
@@ -33,21 +51,7 @@ struct Link {
         from.out()->nextBytes(n);
         return n;
     }
-    /// Until nothing moves any more, both ways, in pieces of at most `piece` bytes.
-    void quiet(std::size_t piece = ~std::size_t{0}) {
-        int rounds = 0;
-        for (bool moves = true; moves;) {
-            moves = false;
-            if (++rounds > 1'000'000) {
-                throw std::runtime_error("the two sides never fall silent");
-            }
-            for (auto const& [from, to] : {std::pair{a, b}, std::pair{b, a}}) {
-                from->flow();
-                moves = carry(*from, *to, piece) != 0 || moves;
-                to->receive();
-            }
-        }
-    }
+    void quiet(std::size_t piece = ~std::size_t{0}) { support::quiet<Demuxer>(a, b, piece, &carry); }
     /// The copy of an entity on side b, which the hook has taken in.
     template <class X>
     Kor::Ptr<X> mountAtA(Kor::Ptr<X> const& entity,

@@ -27,21 +27,7 @@ struct Sessions {
     static std::size_t carry(Session& from, Session& to, std::size_t most = ~std::size_t{0}) {
         return Link::carry(from.demuxer(), to.demuxer(), most);
     }
-    /// Until nothing moves any more, both ways, in pieces of at most `piece` bytes.
-    void quiet(std::size_t piece = ~std::size_t{0}) {
-        int rounds = 0;
-        for (bool moves = true; moves;) {
-            moves = false;
-            if (++rounds > 1'000'000) {
-                throw std::runtime_error("the two sides never fall silent");
-            }
-            for (auto const& [from, to] : {std::pair{a, b}, std::pair{b, a}}) {
-                from->flow();
-                moves = carry(*from, *to, piece) != 0 || moves;
-                to->receive();
-            }
-        }
-    }
+    void quiet(std::size_t piece = ~std::size_t{0}) { support::quiet<Session>(a, b, piece, &carry); }
 
     Kor::Ptr<Service> offeredByA, offeredByB;
     Kor::Ptr<Session> a, b;

@@ -1,6 +1,6 @@
 /// `loamtunnel log` over a recording that is made here.
 
-#include "attrlog/Recording.h"
+#include "forms/Recording.h"
 #include "model/LoamTunnelModel.h"
 #include "support/Random.h"
 #include "tests/tools/Process.h"

@@ -11,6 +11,8 @@
 /// bits 3 to 18 above the type, and counts the types from the other end: 7 is what Jericho calls 0. Every
 /// destination of 19 bits has both forms, and each gives back the other. A family other than these two is a
 /// broken contract.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/Loam/FapType.h"
 #include "runtime/Contract.h"

@@ -2,6 +2,8 @@
 
 /// The family of a forwarding chip. Only the Arad and the Jericho family have tables; the third exists so
 /// that every chip has one.
+///
+/// What every enumeration has, names, checked conversions and text, stands in reflect/Enumeration.h.
 
 #include "reflect/Enumeration.h"
 #include "runtime/Types.h"

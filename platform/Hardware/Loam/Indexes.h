@@ -1,6 +1,8 @@
 #pragma once
 
 /// The indexes by which a driver names a place in a chip table. Each has a null, which is its default.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/PlatformNames.h"
 #include "reflect/Value.h"

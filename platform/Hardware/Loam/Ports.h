@@ -1,6 +1,8 @@
 #pragma once
 
 /// Ports and LAGs as the drivers number them. Each null is the default.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/Loam/Indexes.h"
 #include "reflect/Enumeration.h"

@@ -2,6 +2,8 @@
 
 /// What chooses an ingress VLAN edit command: the profile of the interface and the tags of the packet. Any
 /// number of 3 or 4 bits is one.
+///
+/// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "reflect/Enumeration.h"
 

@@ -1,6 +1,8 @@
 #pragma once
 
 /// The applications of the driver stack that share the chip's tunnel and VLAN edit resources.
+///
+/// What every enumeration has, names, checked conversions and text, stands in reflect/Enumeration.h.
 
 #include "reflect/Enumeration.h"
 

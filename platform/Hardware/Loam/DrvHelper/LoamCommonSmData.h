@@ -1,6 +1,9 @@
 #pragma once
 
 /// The state-machine data of the drivers of these chips: how ports and LAGs map to the chips' numbers.
+///
+/// What holds for every entity, the operations, the order of a change, cost and thread, stands in
+/// reflect/entity/EntityPattern.h.
 
 #include "platform/Fen/FenCommonSmData.h"
 #include "platform/Hardware/Loam/Ports.h"

@@ -1,4 +1,4 @@
-#include "attrlog/Recording.h"
+#include "forms/Recording.h"
 
 #include <algorithm>
 #include <istream>

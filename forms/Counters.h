@@ -1,6 +1,13 @@
 #pragma once
 
 /// The counters of a connection by name, for who lists them.
+///
+///     Kor::NboAttrLog::Stats const stats = demuxer->stats();
+///     for (Kor::NboAttrLog::Counter const& counter : Kor::NboAttrLog::counters()) {
+///         std::cout << counter.name << ' ' << stats.*counter.member << '\n';
+///     }
+///
+/// A constant table, for any thread. What a counter counts stands in attrlog/Demuxer.h.
 
 #include "attrlog/Demuxer.h"
 

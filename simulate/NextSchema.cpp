@@ -1,0 +1,18 @@
+#include "simulate/NextSchema.h"
+
+#include "reflect/TypeModule.h"
+#include "reflect/TypeOf.h"
+
+namespace Hardware::LoamTunnel {
+
+using NextTypes = Kor::TypeModuleOf<NewAppId, NewAppConfig, NewAppConfigDir>;
+
+namespace {
+
+Kor::TypeModule nextTypes(NextTypes::seeds);
+Kor::TypeModule::Load const load(nextTypes);
+Kor::AttrLogTypes<NextTypes> const attrLogAtLoad;
+
+} // namespace
+
+} // namespace Hardware::LoamTunnel
