@@ -43,10 +43,10 @@ struct DriverOptions {
 
 struct ApplicationOptions {
     std::string address;
-    Loam::VtAppId app{
-    /// Whether it takes the place of another process that pushes the application's requests.
-    bool takesOver = false;
-};
+    Loam::VtAppId app {
+        /// Whether it takes the place of another process that pushes the application's requests.
+        bool takesOver = false;
+    };
     /// For which of the switch's chips.
     U32 fap = 0;
     std::vector<std::string> files;
@@ -476,7 +476,8 @@ Command const applicationCommand = tool::Row<ApplicationOptions>{
             takes.socket(options.address);
             takes
                 .option(
-                    "-a,--app", [&options](std::string const& name) { options.app = appNamed<WrongUsage>(name); }, "APP",
+                    "-a,--app",
+                    [&options](std::string const& name) { options.app = appNamed<WrongUsage>(name); }, "APP",
                     "Who asks, such as vtAppMpls")
                 .required();
             takes

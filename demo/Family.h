@@ -20,6 +20,7 @@
 #include "demo/ChipImage.h"
 #include "demo/PlaceStore.h"
 #include "forms/Entries.h"
+#include "forms/Text.h"
 #include "model/LoamTunnelModel.h"
 #include "owner/LifPlace.h"
 
@@ -45,7 +46,7 @@ App appNamed(std::string const& name) {
         }
         known.emplace_back(each.name);
     }
-    throw Fault("no application " + Forms::shown(name) + Forms::suggest(name, known));
+    throw Fault("no application " + Kor::Forms::shown(name) + Kor::Forms::suggest(name, known));
 }
 
 struct RowAt {

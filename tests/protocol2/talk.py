@@ -4,7 +4,7 @@
     talk.py OLDER TODAY [--record FOLDER]
 
 OLDER and TODAY are the two programs. With --record the bytes of some connections are written to FOLDER, in the form of
-attrlog/Recording.h: tests/attrlog/Protocol2Test.cpp feeds what the older side has sent to today's library. A line for each thing that
+forms/Recording.h: tests/forms/Protocol2Test.cpp feeds what the older side has sent to today's library. A line for each thing that
 holds; the exit status is 1 when one does not.
 """
 
