@@ -43,10 +43,7 @@ struct DriverOptions {
 
 struct ApplicationOptions {
     std::string address;
-    Loam::VtAppId app {
-        /// Whether it takes the place of another process that pushes the application's requests.
-        bool takesOver = false;
-    };
+    Loam::VtAppId app{};
     /// For which of the switch's chips.
     U32 fap = 0;
     std::vector<std::string> files;
@@ -57,6 +54,8 @@ struct ApplicationOptions {
     /// The time between two requests.
     std::chrono::milliseconds pace{0};
     std::chrono::milliseconds timeout{60'000};
+    /// Whether it takes the place of another process that pushes the application's requests.
+    bool takesOver = false;
 };
 
 /// What an application asks for of one family, each request by its number.

@@ -92,7 +92,11 @@ class Proxy:
             limit = self._cut[way]
             await loop.sock_sendall(to, data[:limit])
             self._crumbs[way] = max(0, self._crumbs[way] - len(data))
-            if limit is not None and self._cut[way] is not None:  # and has not been healed meanwhile
-                self._cut[way] = limit - len(data) if limit > len(data) else None
-                if limit <= len(data):
-                    return
+            if limit is None:
+                continue
+            if self._cut[way] is None:  # it has been healed meanwhile
+                await loop.sock_sendall(to, data[limit:])
+                continue
+            self._cut[way] = limit - len(data) if limit > len(data) else None
+            if limit <= len(data):
+                return
