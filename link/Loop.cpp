@@ -172,6 +172,7 @@ bool Loop::Impl::turns() {
         hasMore = hasMoreOfIt || hasMore;
         ++done;
         if (hasMoreOfIt) {
+            // By number, since a hook may add one. NOLINTNEXTLINE(modernize-loop-convert)
             for (std::size_t i = 0; i < connections.size(); ++i) {
                 connections[i]->relieve();
             }

@@ -63,9 +63,9 @@ Option Takes::option(char const* name, std::vector<std::string>& to, char const*
     return Option(command_.add_option(name, to, text)->type_name(type));
 }
 
-Option Takes::option(char const* name, std::function<void(std::string const&)> set, char const* type,
+Option Takes::option(char const* name, std::function<void(std::string const&)> const& set, char const* type,
                      std::string const& text) {
-    return Option(command_.add_option_function<std::string>(name, std::move(set), text)->type_name(type));
+    return Option(command_.add_option_function<std::string>(name, set, text)->type_name(type));
 }
 
 Option Takes::list(char const* name, std::vector<std::string>& to, char const* type,

@@ -73,7 +73,7 @@ public:
                   std::string const& text);
     /// Arguments, or an option that is given several times.
     Option option(char const* name, std::vector<std::string>& to, char const* type, std::string const& text);
-    Option option(char const* name, std::function<void(std::string const&)> set, char const* type,
+    Option option(char const* name, std::function<void(std::string const&)> const& set, char const* type,
                   std::string const& text);
     /// With commas between several, or given several times.
     Option list(char const* name, std::vector<std::string>& to, char const* type, std::string const& text);
@@ -93,6 +93,7 @@ public:
     Option choice(char const* name, Value& to, std::vector<std::pair<std::string, Value>> known,
                   char const* type, char const* refusal, std::string const& text) {
         std::vector<std::string> words;
+        words.reserve(known.size());
         for (auto const& [word, value] : known) {
             words.push_back(word);
         }

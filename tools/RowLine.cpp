@@ -79,6 +79,7 @@ std::string fieldsText(DecodedRow const& row, bool nonzero) {
 
 std::vector<Hardware::ChipType> chipNumbers(std::vector<std::string> const& chips) {
     std::vector<Hardware::ChipType> numbers;
+    numbers.reserve(chips.size());
     for (std::string const& chip : chips) {
         numbers.push_back(chipNumber(chip));
     }

@@ -306,6 +306,7 @@ void schema(Context& context, SchemaOptions const& options) {
         printSchemaJson(context.out, schemaTypes(types));
     } else {
         std::vector<TypeText> texts;
+        texts.reserve(types.size());
         for (KorType const* type : types) {
             texts.push_back(TypeText::of(*type, options.all));
         }

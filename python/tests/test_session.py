@@ -287,9 +287,15 @@ def test_requests_are_answered_in_their_order_and_whole():
 MAGIC = b"\x89LoamLog"
 
 
-def hello(name=b"x", limits=(4096, 262144, 65536, 1024), kinds=(16, 17, 18)) -> bytes:
-    parts = {16: string(name), 17: bytes(8), 18: struct.pack(">IIII", *limits)}
-    return record(1, 160, b"".join(section(each, parts[each]) for each in kinds))
+def hello(name=b"x", limits=(4096, 262144, 65536, 1024), kinds=(16, 17, 18), more=b"", checksum=bytes(8)) -> bytes:
+    parts = {16: string(name), 17: checksum, 18: struct.pack(">IIII", *limits), 19: b"t" * 16}
+    return record(1, 160, b"".join(section(each, parts[each] + more) for each in kinds))
+
+
+def test_longer_sections_of_a_hello_are_read_as_far_as_they_are_known():
+    session = Session(Service("ours"), False)
+    session.feed(PREAMBLE + hello(name=b"later", kinds=(16, 17, 18, 19), more=b"!", checksum=b"\0" * 7 + b"\5"))
+    assert session.is_open and (session.name, session.their_checksum) == ("later", 5)
 
 
 def announced(id_: int, path="p", type_="Hardware::LoamTunnel::HwIvecs", argument=b"\0\1x", bits=1) -> bytes:
@@ -307,6 +313,7 @@ PREAMBLE = MAGIC + b"\0\2\0\2"
         (MAGIC + b"\0\4\0\5", "no protocol is common: this side speaks 2 to 3, the other one 4 to 5"),
         (PREAMBLE + record(1, 163, b""), "before the hello"),
         (PREAMBLE + hello(kinds=(16, 17)), "a hello lacks a section"),
+        (PREAMBLE + hello(checksum=bytes(7)), "a section of the hello is too short"),
         (PREAMBLE + hello(limits=(1023, 262144, 1, 1)), "a longest record of 1023 bytes"),
         (PREAMBLE + hello(limits=(4096, 8191, 1, 1)), "shorter than two records"),
         (PREAMBLE + hello(limits=(4096, 262144, 0, 1)), "takes no entities"),
