@@ -187,7 +187,9 @@ extern "C" int LLVMFuzzerTestOneInput(char const* data, std::size_t size) {
             }
             break;
         case 4:
-            tool::explain(context, {live->options(), {"x"}, output});
+            run(tool::explainCommand, context,
+                output.format == tool::Format::json ? std::vector<std::string>{"explain", "--json", "x"}
+                                                    : std::vector<std::string>{"explain", "x"});
             break;
         case 5:
             audit(answer);
