@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <csignal>
 #include <fcntl.h>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <sqlite3.h>
@@ -429,6 +430,17 @@ TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
     EXPECT_NE(content("application.log").find("not done within"), std::string::npos);
 }
 
+/// Whether a process has a handler for a signal by now, as the kernel tells it.
+bool hears(pid_t process, int signal) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("SigCgt:")) {
+            return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) != 0;
+        }
+    }
+    return false;
+}
+
 TEST_F(Driver, AnApplicationWaitsForNobodyWhoReadsItsMessages) {
     std::string const full = file("full");
     ASSERT_EQ(::mkfifo(full.c_str(), 0600), 0);
@@ -441,8 +453,10 @@ TEST_F(Driver, AnApplicationWaitsForNobodyWhoReadsItsMessages) {
         auto application = start({"application", "--socket", socket(), "--app", "vtAppMpls", "--file",
                                   file("entries"), "--timeout", timeout},
                                  "full");
-        std::this_thread::sleep_for(300ms);
-        application.kill(timeout[0] == '5' ? 0 : SIGTERM);
+        if (timeout[0] == '6') {
+            ASSERT_TRUE(eventually([&] { return hears(application.id(), SIGTERM); }));
+            application.kill(SIGTERM);
+        }
         EXPECT_TRUE(eventually([&] { return application.status().has_value(); })) << timeout;
         EXPECT_EQ(application.status(), timeout[0] == '5' ? 5 : 1) << timeout;
     }
