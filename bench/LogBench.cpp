@@ -321,7 +321,9 @@ public:
     explicit RedisServer(std::string const& directory) : child_(fork()) {
         std::string const name = directory + "/redis";
         if (child_ == 0) {
-            std::freopen("/dev/null", "w", stdout);
+            if (std::freopen("/dev/null", "w", stdout) == nullptr) {
+                std::_Exit(127);
+            }
             execlp("redis-server", "redis-server", "--port", "0", "--unixsocket", name.c_str(), "--save", "",
                    "--appendonly", "no", "--client-output-buffer-limit", "pubsub 0 0 0", nullptr);
             std::_Exit(127);
