@@ -34,7 +34,7 @@ def test_the_schema_is_the_program_s(program):
 @pytest.mark.parametrize("name", [each for each in VALUES if each.startswith("Hardware::LoamTunnel::")])
 def test_every_value_in_bytes_and_text(program, name):
     chance = random.Random(name)
-    values = [random_value(name, chance) for _ in range(200)]
+    values = [random_value(name, chance) for _ in range(VALUES_EACH)]
     data = [to_wire(each).hex(" ") for each in values]
     theirs = ran(program, "value", name, "--from", "wire", "--to", "text", "-f", "-", given="\n".join(data) + "\n")
     theirs = theirs.splitlines()
