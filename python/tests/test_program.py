@@ -13,8 +13,8 @@ from conftest import listening, push_path
 from loamtunnel import ConnectionEnded, ReadOnly, Refused, RequestFailed, Service, connect, schema, serve, sync
 from loamtunnel import text as texts
 from loamtunnel import to_wire, values
-from loamtunnel.tree import place as place_of
-from loamtunnel.types import AradLifAcMp, AradLifEntry, LifAppConfig, LifAppConfigDir, LifType, VtAppId
+from loamtunnel.tree import References
+from loamtunnel.types import AradLifAcMp, AradLifEntry, FapTypeProperties_JerichoProperties, LifAppConfig, LifAppConfigDir, LifType, VtAppId
 from test_values import VALUES
 
 MPLS = VtAppId.vtAppMpls
@@ -64,67 +64,113 @@ VALUES_EACH = int(os.environ.get("LOAM_VALUES", "200"))
 
 
 def fill(entity, chance: random.Random, count: int) -> None:
-    """So many values by lot in each attribute of an entity, and of two children if it has any."""
+    """Values by lot in all attributes of an entity, of two children if it has any, and of what it refers to: in a map so many."""
     for each in entity._schema.attributes.values():
+        held = getattr(entity, each.name) if each.role in ("children", "references", "map") else None
         if each.role == "scalar":
             setattr(entity, each.name, random_value(each.type, chance))
         elif each.role == "children":
             for app in (MPLS, VtAppId.vtAppVxlan):
-                fill(getattr(entity, each.name).add(app), chance, count // 2)
+                fill(held.add(app), chance, count // 2)
+        elif each.role == "references":
+            for key in values.python_type(each.key):
+                held[key] = REFERRED[each.type](key)
+                fill(held[key], chance, count)
         elif each.role == "map":
-            held = getattr(entity, each.name)
-            for _ in range(count):
+            for _ in range(4 * count):  # keys that come again are drawn anew, as far as there are others
                 key, value = random_value(each.key, chance), random_value(each.type, chance)
                 held[key] = value.replace(**{each.inside: key}) if each.inside else value
+                if len(held) == count:
+                    break
+
+
+REFERRED = {"Hardware::LoamTunnel::FapTypeProperties::Properties": FapTypeProperties_JerichoProperties}
+
+
+def with_scalars(entity) -> list:
+    """The entities that have scalars, of this one and those that it refers to."""
+    below = [each for held in entity._maps.values() if isinstance(held, References) for each in held.values()]
+    return [each for each in (entity, *below) if each._scalars]
+
+
+def whole(entity) -> dict[str, object]:
+    """All that it holds, without the name of the root, and what those hold that it refers to."""
+    found = {path.removeprefix(entity.path): value for path, value in entity.flat().items()}
+    for each in with_scalars(entity):
+        found |= {f"{type(each).__name__} {each.key} {name}": value for name, value in each._scalars.items()}
+    return found
 
 
 @pytest.mark.parametrize("name", SERVED)
 def test_all_types_make_the_round_trip(program, serving, name):
     """From here into the program and from there into another copy; LOAM_VALUES says how many values."""
-    address = serving("--writable", f"root={name}")
+    address, chance = serving("--writable", f"root={name}"), random.Random(name)
     with sync.connect(address, timeout=60) as writer, sync.connect(address, timeout=60) as reader:
-        copy = writer.want("root")
-        fill(copy, random.Random(name), VALUES_EACH)
-        writer.flush()
-        writer.call("sync")
-        assert reader.want("root").flat() == copy.flat()
+        copy, other = writer.want("root"), reader.want("root")
+        fill(copy, chance, VALUES_EACH)
+        for _ in range(VALUES_EACH if with_scalars(copy) else 1):  # what has one value at a time has them in turn
+            for each in with_scalars(copy):
+                for one in each._scalars:
+                    setattr(each, one, random_value(each._schema.attributes[one].type, chance))
+            writer.call("sync")
+            reader.call("sync")
+            assert whole(other) == whole(copy)
 
 
-def lines_to_set(entity):
-    """What makes `loamtunnel set` write all that an entity holds."""
+def lines_to_set(entity, path: str = "root"):
+    """What makes `loamtunnel run` write all that an entity holds."""
     for each in entity._schema.attributes.values():
+        held = getattr(entity, each.name) if each.role in ("children", "references", "map") else {}
         if each.role == "scalar":
-            yield f"{place_of(entity, each.name)} {texts.text(getattr(entity, each.name), each.type)}"
-        elif each.role == "children":
-            for key, child in getattr(entity, each.name).items():
-                yield place_of(entity, each.name, key)
-                yield from lines_to_set(child)
-        elif each.role == "map":
-            for key, value in getattr(entity, each.name).items():
-                yield f"{place_of(entity, each.name, key)} {texts.text(value, each.type)}"
+            yield f"set {path}.{each.name} {texts.text(getattr(entity, each.name), each.type)}"
+        for key, value in held.items():
+            at = f"{path}.{each.name}[{texts.key_text(key)}]"
+            if each.role == "map":
+                yield f"set {at} {texts.text(value, each.type)}"
+            elif each.role == "references":
+                yield f"new {schema.python_name(value._schema).replace('_', '::')} {key} {key}"
+                yield f"set {at} ${key}"
+                yield from lines_to_set(value, str(key))
+            else:
+                yield f"set {at}"
+                yield from lines_to_set(value, at)
 
 
 @pytest.mark.parametrize("name", SERVED)
 def test_all_types_make_the_round_trip_the_other_way(program, name, tmp_path):
-    """The program writes, as told in lines, what is served here."""
-    argument = ["root"] if schema.named(name).is_named else []
+    """The program writes, as told in lines, what is served here. A shell delivers each line by itself."""
+    argument, chance = (["root"] if schema.named(name).is_named else []), random.Random(name)
     meant, served = (values.python_type(name)(*argument) for _ in range(2))
-    fill(meant, random.Random(name), VALUES_EACH)
+    fill(meant, chance, VALUES_EACH)
     address = str(tmp_path / "socket")
     service = Service("python")
     service.offer("root", served, writable=True)
-    lines = [f"root{line.removeprefix(meant.path)}" for line in lines_to_set(meant)]
+    told, heard = [], []
+
+    async def ran(lines, *command: str) -> None:
+        writer = await asyncio.create_subprocess_exec(program, *command, "-s", address, stdin=-1, stdout=-1, stderr=-1)
+        out, errors = await asyncio.wait_for(writer.communicate("\n".join(lines).encode()), 600)
+        assert writer.returncode == 0, (out + errors).decode()[-2000:]
 
     async def main():
         async with serve(address, service):
-            command = [program, "set", "--timeout", "60000", "-s", address, "-f", "-"]
-            writer = await asyncio.create_subprocess_exec(*command, stdin=-1, stdout=-1, stderr=-1)
-            out, errors = await asyncio.wait_for(writer.communicate("\n".join(lines).encode()), 300)
-            assert writer.returncode == 0, (out + errors).decode()[-2000:]
+            await ran(lines_to_set(meant), "run", "-")
+            assert whole(served) == whole(meant)
+            lines = []
+            for _ in range(VALUES_EACH):
+                for one in meant._scalars:
+                    value = random_value(meant._schema.attributes[one].type, chance)
+                    if value != getattr(meant, one):
+                        setattr(meant, one, value)
+                        told.append((one, value))
+                        lines.append(f"set root.{one} {texts.text(value, meant._schema.attributes[one].type)}")
+            watch = served.watch(lambda change: heard.append((change.attribute, change.value)))
+            if lines:
+                await ran(lines, "shell", "--timeout", "60000")
+            watch.close()
 
     asyncio.run(main())
-    here, there = ({path.removeprefix(each.path): value for path, value in each.flat().items()} for each in (served, meant))
-    assert here == there
+    assert heard == told and whole(served) == whole(meant)
 
 
 def test_a_tree_of_the_program_s_is_read_written_and_heard(program, serving):
