@@ -14,6 +14,7 @@ KIT = HERE.parent.parent / "conformance"
 sys.path.insert(0, str(KIT))
 
 import python_peer  # noqa: E402
+import run  # noqa: E402
 
 OURS = [sys.executable, str(KIT / "python_peer.py"), "{role}", "--socket", "{socket}", "{roots}"]
 
@@ -27,23 +28,21 @@ def test_the_program_passes(program):
     values = f"{program} value {{type}} --from {{from}} --to {{to}} -f -"
     theirs = [program, "{role}", "--socket", "{socket}", "{roots}"]
     status, told = ran("--quiet", "--jobs", "2", "--peer", "program", "--values", values, *theirs)
-    known = [each for each in (KIT / "known-failures.txt").read_text().splitlines() if each.startswith("program ")]
-    assert status == 0 and told.endswith(f"0 failed, {len(known)} skipped\n"), told
-
-
-# A process of ours takes its time to start, so that not every type of entity has its turn here.
-SOME = "^entity/(LifAppConfig/|FapTypeProperties/)|^(hello|fault|passed-over|pass|want|offer|request|child|exchange|fence|push)/"
+    assert status == 0 and told.endswith("passed, 0 failed, 0 skipped\n"), told
 
 
 def test_this_side_passes():
-    status, told = ran("--quiet", "--jobs", "2", "--peer", "python", "--only", SOME, *OURS)
-    assert status == 0 and told.endswith("0 failed, 0 skipped\n"), told
+    status, told = ran("--quiet", "--jobs", "2", "--peer", "python", "--only", "^(?!value/)", *OURS)
+    assert status == 0 and told.endswith("passed, 0 failed, 0 skipped\n"), told
+
+
+def test_no_failure_of_ours_is_known():
+    """The list is for peers of others: what passes already stays so."""
+    assert not any(run.known_failures(KIT / "known-failures.txt", each) for each in ("program", "python"))
 
 
 def test_this_side_s_values(monkeypatch, capsys):
     """As run.py does it, without a process for each type."""
-    import run
-
     def convert(command, type_, source, target, lines):
         monkeypatch.setattr(sys, "stdin", io.StringIO("".join(each + "\n" for each in lines)))
         status = python_peer.convert(type_, source, target)

@@ -41,7 +41,7 @@ loamtunnel demo --format csv | wc -l
 echo "== the rest"
 apt-get -qq -y --no-install-recommends install /packages/*.deb g++ pkg-config cmake make gdb
 echo "== Python alone"
-apt-get -qq -y --no-install-recommends install python3-pytest
+apt-get -qq -y --no-install-recommends install python3-pytest python3-hypothesis mypy
 python3 -c 'from loamtunnel import rows; from loamtunnel.types import AradLifAcMp; print(rows.encode(AradLifAcMp(vsi=100), chip=8))'
 sh /source/tests/package/python.sh /usr/bin/loamtunnel
 cd /work
