@@ -14,10 +14,12 @@ A task that is cancelled while it waits leaves nothing behind: its wish or push 
 from __future__ import annotations
 
 import asyncio
+import contextlib
 import inspect
 import json
 import os
 import socket
+import stat
 import struct
 from collections.abc import Awaitable, Callable
 from typing import TYPE_CHECKING, Any, Literal, TypeVar, overload
@@ -38,13 +40,33 @@ E = TypeVar("E", bound=Entity)
 T = TypeVar("T")
 
 
+def _own_folder() -> str:
+    """Where the socket lies that nobody has to name, as for the program."""
+    own = os.environ.get("XDG_RUNTIME_DIR", "")
+    return os.path.join(own if own.startswith("/") else "/run", "loamtunnel")
+
+
+def _make_own_folder() -> None:
+    """Makes it, and refuses one in which others could put a socket of theirs."""
+    folder = _own_folder()
+    with contextlib.suppress(FileExistsError):
+        os.mkdir(folder, 0o700)
+    found = os.lstat(folder)
+    if not stat.S_ISDIR(found.st_mode) or found.st_uid != os.geteuid() or found.st_mode & 0o022:
+        raise PermissionError(f"{folder} is no folder of this user's own; give an address")
+
+
 def socket_address(address: str | None) -> tuple[str, ...]:
     """("unix", path) or ("tcp", host, port), of what the program's --socket takes.
+
+    Without one it is that of the environment's LOAM_SOCKET, or else loamtunnel/socket in XDG_RUNTIME_DIR or /run, as for the program.
 
     >>> socket_address("tcp:4711")
     ('tcp', '127.0.0.1', '4711')
     """
-    address = address or os.environ.get("LOAM_SOCKET", "")
+    address = address or os.environ.get("LOAM_SOCKET")
+    if not address:
+        return "unix", os.path.join(_own_folder(), "socket")
     if address.startswith("unix:"):
         return "unix", address[5:]
     if address.startswith("tcp:"):
@@ -91,8 +113,29 @@ class _Link(asyncio.Protocol):
         self.peer._lost()
 
 
+class _Arrivals:
+    """Wakes those who wait until something has come, whatever it is."""
+
+    def __init__(self) -> None:
+        self._waiting: set[asyncio.Future] = set()
+
+    def wake(self) -> None:
+        for each in self._waiting:
+            _settle(each, None)
+
+    async def __call__(self) -> None:
+        heard = asyncio.get_running_loop().create_future()
+        self._waiting.add(heard)
+        try:
+            await heard
+        finally:
+            self._waiting.discard(heard)
+
+
 class Peer:
     """The process at the other end of a connection."""
+
+    connections = 1  # as many as there have been; `connect(..., reconnect=True)` makes more
 
     def __init__(self, service: Service, connects: bool, limits: Limits = Limits()) -> None:
         self._loop = asyncio.get_running_loop()
@@ -100,7 +143,7 @@ class Peer:
         self._link = _Link(self)
         self._opened: asyncio.Future[None] = self._loop.create_future()
         self._closed: asyncio.Future[None] = self._loop.create_future()
-        self._awaiting: list[asyncio.Future] = []
+        self._arrivals = [_Arrivals()]
         self._answering: set[asyncio.Task] = set()
         self._pushes: dict[Entity, Push] = {}
         self.on_down: Callable[[], None] | None = None  # called once, when the session has ended
@@ -119,6 +162,10 @@ class Peer:
     @property
     def is_closed(self) -> bool:
         return self.session.ended
+
+    @property
+    def is_connected(self) -> bool:
+        return not self.session.ended
 
     @property
     def reason(self) -> str:
@@ -291,21 +338,13 @@ class Peer:
         return self._link.transport.get_write_buffer_size() if self._link.transport is not None else 0
 
     def _something_came(self) -> None:
-        for each in self._awaiting:
-            _settle(each, None)
-        self._awaiting.clear()
+        for each in self._arrivals:
+            each.wake()
 
     async def something(self) -> None:
         """Returns when something has come from the peer, whatever it is, or the connection has ended."""
-        if self.is_closed:
-            return
-        heard = self._loop.create_future()
-        self._awaiting.append(heard)
-        try:
-            await heard
-        finally:
-            if heard in self._awaiting:
-                self._awaiting.remove(heard)
+        if not self.is_closed:
+            await self._arrivals[0]()
 
     async def until(self, holds: Callable[[], T], timeout: float | None = None) -> T:
         """Waits until `holds()` is true, asking again whenever something has come, and gives what it gave.
@@ -383,7 +422,7 @@ async def _schema_of(call: Callable[[str, str], Awaitable[str]]) -> dict:
         after = following
 
 
-async def held(peer: Peer | LastingPeer, holds: Callable[[], T], timeout: float | None) -> T:
+async def held(peer: Peer | LastingPeer | Server, holds: Callable[[], T], timeout: float | None) -> T:
     try:
         async with asyncio.timeout(timeout):
             while not (found := holds()):
@@ -443,7 +482,7 @@ class Connection:
         except OSError as fault:
             peer.session.close(str(fault), said=False)
             peer._lost()
-            raise ConnectionEnded(f"{self._address or os.environ.get('LOAM_SOCKET')}: {fault}") from fault
+            raise ConnectionEnded(f"{':'.join(where)}: {fault}") from fault
         try:
             await asyncio.shield(peer._opened)
         except BaseException:
@@ -482,7 +521,7 @@ def connect(
     within: float = 30.0,
     schema: Literal["package", "peer"] = "package",
 ) -> Connection:
-    """Connects to a process that serves entities; without an address, to the environment's LOAM_SOCKET.
+    """Connects to a process that serves entities; without an address, to the environment's LOAM_SOCKET, or else to the program's place.
 
     `name` is what the other side calls this one. A `service` tells what this side offers, takes in and answers. With `reconnect`,
     a connection that breaks is made anew and what was shared is taken up again, if that succeeds `within` so many seconds:
@@ -508,8 +547,15 @@ class Server:
 
     def __init__(self, address: str | None, service: Service, limits: Limits) -> None:
         self._where, self._service, self._limits = socket_address(address), service, limits
+        self._is_own_place = not address and not os.environ.get("LOAM_SOCKET")
         self._server: asyncio.Server | None = None
+        self._arrivals = _Arrivals()
         self.peers: set[Peer] = set()
+        self.reason = "the server has not been started"  # why nobody is served, if so
+
+    @property
+    def is_closed(self) -> bool:
+        return self._server is None
 
     @property
     def port(self) -> int:
@@ -521,6 +567,8 @@ class Server:
         loop = asyncio.get_running_loop()
         if self._where[0] == "unix":
             path = self._where[1]
+            if self._is_own_place:
+                _make_own_folder()
             mask = os.umask(0o177)  # for its owner alone
             try:
                 self._server = await loop.create_unix_server(self._accept, path)
@@ -533,15 +581,35 @@ class Server:
     def _accept(self) -> _Link:
         peer = Peer(self._service, False, self._limits)
         self.peers.add(peer)
-        peer._closed.add_done_callback(lambda _: self.peers.discard(peer))
+        peer._arrivals.append(self._arrivals)
+        peer._closed.add_done_callback(lambda _: self._left(peer))
         return peer._link
 
+    def _left(self, peer: Peer) -> None:
+        self.peers.discard(peer)
+        self._arrivals.wake()
+
+    async def something(self) -> None:
+        """Returns when something has come from any peer, whatever it is, or one has gone."""
+        if not self.is_closed:
+            await self._arrivals()
+
+    async def until(self, holds: Callable[[], T], timeout: float | None = None) -> T:
+        """Waits until `holds()` is true, asking again whenever something has come, and gives what it gave.
+
+        Raises `TimeoutError` after so many seconds, and `ConnectionEnded` when the server is closed.
+        """
+        return await held(self, holds, timeout)
+
     async def close(self, reason: str = "the server ends") -> None:
-        if self._server is None:
+        """Says goodbye to all peers, and serves nobody any more. No task of theirs is left when this returns."""
+        server, self._server, self.reason = self._server, None, reason
+        if server is None:
             return
-        self._server.close()
+        server.close()
+        self._arrivals.wake()
         await asyncio.gather(*(each.close(reason) for each in tuple(self.peers)))
-        await self._server.wait_closed()
+        await server.wait_closed()
         if self._where[0] == "unix" and os.path.exists(self._where[1]):
             os.unlink(self._where[1])
 
@@ -553,7 +621,10 @@ class Server:
 
 
 def serve(address: str | None, service: Service, name: str = "python", limits: Limits = Limits()) -> Server:
-    """Serves what `service` offers, takes in and answers. A Unix socket is for its owner alone; TCP listens on loopback."""
+    """Serves what `service` offers, takes in and answers. A Unix socket is for its owner alone; TCP listens on loopback.
+
+    Without an address it is the place at which `connect` looks without one.
+    """
     return Server(address, _named(service, name), limits)
 
 
