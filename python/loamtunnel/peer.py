@@ -34,7 +34,7 @@ from .tree import Entity
 if TYPE_CHECKING:
     from .lasting import LastingPeer
 
-UNHEARD, PAUSE = 10, 0.02  # how often a socket is tried whose owner does not listen so far, and seconds between
+PAUSE = 0.02  # seconds between two looks for a server that is not there yet
 
 E = TypeVar("E", bound=Entity)
 T = TypeVar("T")
@@ -384,16 +384,22 @@ class Peer:
         _settle(self._closed, None)
 
 
-async def _connect_unix(path: str, link: _Link) -> None:
-    """The file of a socket is there a moment before its owner listens."""
-    for _ in range(UNHEARD):
+async def _connect(where: tuple[str, ...], link: _Link, wait: float) -> None:
+    """Tries so many seconds. The file of a socket is there a moment before its owner listens, for which is waited anyhow."""
+    loop = asyncio.get_running_loop()
+    begun = loop.time()
+    while True:
         try:
-            await asyncio.get_running_loop().create_unix_connection(lambda: link, path)
+            if where[0] == "unix":
+                await loop.create_unix_connection(lambda: link, where[1])
+            else:
+                await loop.create_connection(lambda: link, where[1], int(where[2]))
             return
-        except ConnectionRefusedError as fault:
-            refusal = fault
+        except OSError as fault:
+            is_begun = where[0] == "unix" and isinstance(fault, ConnectionRefusedError)
+            if loop.time() - begun >= max(wait, 10 * PAUSE if is_begun else 0):
+                raise
         await asyncio.sleep(PAUSE)
-    raise refusal
 
 
 MOST_TYPES = 4096  # that a peer tells
@@ -447,10 +453,16 @@ class Connection:
     """What `connect` gives: to be awaited for a `Peer`, or used in `async with`, which closes it at the end."""
 
     def __init__(
-        self, address: str | None, service: Service, limits: Limits, within: float | None, takes_types: bool
+        self,
+        address: str | None,
+        service: Service,
+        limits: Limits,
+        within: float | None,
+        takes_types: bool,
+        wait: float,
     ) -> None:
         self._address, self._service, self._limits, self._within = address, service, limits, within
-        self._takes_types = takes_types
+        self._takes_types, self._wait = takes_types, wait
         self._peer: Peer | LastingPeer | None = None
 
     async def _connect(self) -> Peer | LastingPeer:
@@ -473,12 +485,8 @@ class Connection:
     async def _open(self) -> Peer:
         where = socket_address(self._address)
         peer = Peer(self._service, True, self._limits)
-        loop = asyncio.get_running_loop()
         try:
-            if where[0] == "unix":
-                await _connect_unix(where[1], peer._link)
-            else:
-                await loop.create_connection(lambda: peer._link, where[1], int(where[2]))
+            await _connect(where, peer._link, self._wait)
         except OSError as fault:
             peer.session.close(str(fault), said=False)
             peer._lost()
@@ -520,12 +528,13 @@ def connect(
     reconnect: bool = False,
     within: float = 30.0,
     schema: Literal["package", "peer"] = "package",
+    wait: float = 0.0,
 ) -> Connection:
     """Connects to a process that serves entities; without an address, to the environment's LOAM_SOCKET, or else to the program's place.
 
     `name` is what the other side calls this one. A `service` tells what this side offers, takes in and answers. With `reconnect`,
     a connection that breaks is made anew and what was shared is taken up again, if that succeeds `within` so many seconds:
-    see `loamtunnel.lasting`.
+    see `loamtunnel.lasting`. A server that is not there yet is waited for as long as `wait` says, in seconds.
 
     With `schema="peer"` the types are those that the peer tells, for the whole process and from then on: entities, attributes and
     enumerators that a newer one has are there, and `loamtunnel.types` gives its classes. A peer that does not tell them raises
@@ -533,7 +542,7 @@ def connect(
     """
     if schema not in ("package", "peer"):
         raise ValueError(f"schema={schema!r} is neither 'package' nor 'peer'")
-    return Connection(address, _named(service, name), limits, within if reconnect else None, schema == "peer")
+    return Connection(address, _named(service, name), limits, within if reconnect else None, schema == "peer", wait)
 
 
 def _named(service: Service | None, name: str) -> Service:

@@ -193,12 +193,13 @@ def connect(
     reconnect: bool = False,
     within: float = 30.0,
     schema: Literal["package", "peer"] = "package",
+    wait: float = 0.0,
 ) -> Peer:
     """Connects as `loamtunnel.connect` does; `timeout` holds for each call that waits, this one included.
 
     With `reconnect`, the connection is made anew while a call of the peer's runs.
     """
-    return _made(Peer, lambda: _peer.connect(address, name, service, limits, reconnect, within, schema), timeout)
+    return _made(Peer, lambda: _peer.connect(address, name, service, limits, reconnect, within, schema, wait), timeout)
 
 
 def serve(

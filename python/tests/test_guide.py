@@ -9,7 +9,7 @@ import os
 import re
 import subprocess
 
-from conftest import HERE, listening, push_path
+from conftest import HERE
 
 GUIDE = HERE.parent.parent / "docs" / "python.md"
 MOST_LINES = 10
@@ -32,7 +32,7 @@ def blocks() -> list[tuple[str, str, str]]:
 def test_tasks_take_ten_lines_at_most():
     tasks: dict[str, int] = {}
     for heading, code, _ in blocks():
-        lines = [each for each in code.splitlines() if each.strip() and not re.match(r"(from|import) ", each)]
+        lines = [each for each in code.splitlines() if each.strip()]
         tasks[heading] = tasks.get(heading, 0) + len(lines)
     del tasks[""], tasks["The end"]
     assert len(tasks) >= 10 and max(tasks.values()) <= MOST_LINES, tasks
@@ -43,25 +43,12 @@ def test_the_page_tells_the_truth(program, tmp_path, monkeypatch):
     bin_.mkdir()
     (bin_ / "loamtunnel").symlink_to(os.path.abspath(program))
     monkeypatch.setenv("PATH", f"{bin_}:{os.environ['PATH']}")
-    address = str(tmp_path / "loam")
-    monkeypatch.setenv("LOAM_SOCKET", address)
-    started = []
-
-    def start_driver():
-        command = [program, "driver", "--chip", "8", "--image", str(tmp_path / "lifs")]
-        started.append(subprocess.Popen(command, stderr=subprocess.DEVNULL, stdout=subprocess.DEVNULL))
-        return started[-1]
-
-    space = {"start_driver": start_driver, "driver": start_driver()}
+    monkeypatch.delenv("LOAM_SOCKET", raising=False)
+    monkeypatch.setenv("XDG_RUNTIME_DIR", str(tmp_path))
+    space: dict = {"asyncio": asyncio}  # as in `python3 -m asyncio`
 
     async def main():
-        listening(address, space["driver"])
         for heading, code, shown in blocks():
-            code = (
-                code.replace('"lifConfig", LifAppConfig', f'"{push_path(program)}", LifAppConfig', 1)
-                if "/tmp/" not in code
-                else code
-            )
             code = code.replace("/tmp/", f"{tmp_path}/")
             compiled = compile(code, heading or "the beginning", "exec", flags=ast.PyCF_ALLOW_TOP_LEVEL_AWAIT)
             printed = io.StringIO()
@@ -69,11 +56,16 @@ def test_the_page_tells_the_truth(program, tmp_path, monkeypatch):
                 made = eval(compiled, space)
                 if inspect.isawaitable(made):
                     await asyncio.wait_for(made, 60)
-            assert printed.getvalue() == shown, heading
+            # How fast it is differs.
+            assert rateless(printed.getvalue()) == rateless(shown), heading
 
     try:
         asyncio.run(main())
     finally:
-        for each in started:
+        for each in [each for each in space.values() if isinstance(each, subprocess.Popen)]:
             each.kill()
             each.wait()
+
+
+def rateless(printed: str) -> str:
+    return re.sub(r"^[1-9]\d*(?= changes per second$)", "N", printed, flags=re.MULTILINE)
