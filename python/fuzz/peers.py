@@ -25,114 +25,34 @@ import subprocess
 import sys
 import tempfile
 import time
-import zlib
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path[:0] = [str(HERE), str(HERE.parent), str(HERE.parent / "tests")]
 
-from chance import random_value  # noqa: E402
 from hypothesis import HealthCheck, Phase, Verbosity, seed, settings  # noqa: E402
 from hypothesis import strategies as given  # noqa: E402
 from hypothesis import stateful  # noqa: E402
 from proxy import TO_CLIENT, TO_SERVER, Proxy  # noqa: E402
 from shown import canonical, different, ours, printed, printed_line  # noqa: E402
+from side import COMMAND, EVERYBODY, FAR, HOME, KEYS, NEAR, NEW, NEW_APP, SERVED, Side, drop, new, write, write_much  # noqa: E402
 
 import loamtunnel  # noqa: E402
-from loamtunnel import records, schema, values, wire  # noqa: E402
+from loamtunnel import plain, records, schema, text  # noqa: E402
 from loamtunnel.tree import Entity  # noqa: E402
 
 PROGRAM = ""
 PATIENCE = 20.0  # seconds within which something must change on the way to equality, also on a machine that is busy
+NOT_THERE, NOT_DELIVERED = 4, 6  # statuses of the program
 LONGEST = 120.0  # seconds within which all must be equal
-# Who writes a key: this process over the proxy, this process on a connection without faults, or `loamtunnel set`. What is
-# everybody's is a child that all may make, and nobody deletes.
-NEAR, FAR, COMMAND, EVERYBODY = range(4)
-KEYS = 2  # of an attribute, for each of these: few, so that many writes meet
-HOME = schema.HOME
-
-# What the program serves by itself. Each side writes the scalars of some.
-SERVED = [
-    each
-    for each in schema.TYPES.values()
-    if each.kind == "entity"
-    and not each.argument
-    and any(one.travels for one in each.attributes.values())
-    and each.name not in (HOME + "OutAcConfig", HOME + "OutAcStatus")
-]
 KINDS = given.lists(given.integers(0, len(SERVED) - 1), max_size=2, unique=True)  # beside that one
-LIF = values.python_type(HOME + "AradLifEntry")
+WRITE = {  # what a write is drawn from
+    "root": given.integers(0, 2),
+    "child": given.integers(0, 4 * KEYS - 1),
+    "attribute": given.integers(0, 2),
+    "number": given.integers(0, KEYS - 1),
+    "lot": given.integers(0, 3),
+}
 LIFS = next(i for i, each in enumerate(SERVED) if each.short == "LifAppConfigDir")
-
-
-def owner(type_: str, key) -> int:
-    """Who writes this key."""
-    return zlib.crc32(wire.to_wire(key, type_)) % 4
-
-
-def drawn_keys(attribute: schema.Attribute, side: int, number: int):
-    """One of the keys of an attribute that this side writes."""
-    found = _keys.get(attribute.key)
-    if found is None:
-        chance, found = random.Random(attribute.key), ([], [], [], [])
-        for _ in range(40 * KEYS):
-            key = random_value(attribute.key, chance)
-            of = found[owner(attribute.key, key)]
-            if key not in of and len(of) < KEYS:
-                of.append(key)
-        _keys[attribute.key] = found
-    return found[side][number % len(found[side])] if found[side] else None
-
-
-_keys: dict[str, tuple[list, ...]] = {}
-
-
-def new(described: schema.Type, name: str) -> Entity:
-    return values.python_type(described.name)(*[name] if described.is_named else [])
-
-
-def write(entity: Entity, side: int, child: int, attribute: int, number: int, lot: int) -> None:
-    """A write by lot to an entity or, if it has children, to one of those; lot 0 deletes."""
-    shared = [each for each in entity._schema.attributes.values() if each.travels and each.role != "references"]
-    at = shared[attribute % len(shared)]
-    if at.role == "scalar":
-        if zlib.crc32(at.name.encode()) & 1 == side:
-            setattr(entity, at.name, drawn(at.type, lot, at.most))
-        return
-    held = getattr(entity, at.name)
-    if at.role == "children":
-        key = drawn_keys(at, child // KEYS, child)
-        if key is None:
-            return
-        if owner(at.key, key) in (side, EVERYBODY):
-            below = held.add(key)
-        elif key in held:
-            below = held[key]
-        else:
-            return
-        write(below, side, child, attribute, number, lot)
-        return
-    key = drawn_keys(at, side, number)
-    if key is None:
-        return
-    if not lot:
-        held.pop(key, None)
-        return
-    value = drawn(at.type, lot, at.most)
-    if at.inside:
-        value = value.replace(**{at.inside: key})
-    held[key] = value
-
-
-def drawn(type_: str, lot: int, most: int | None):
-    made = random_value(type_, random.Random(lot))
-    return min(made, most) if most is not None else made
-
-
-def drop(entity: Entity, side: int, child: int) -> None:
-    """Deletes a child that this side has made."""
-    for at in entity._schema.attributes.values():
-        if at.role == "children" and (key := drawn_keys(at, side, child)) is not None:
-            getattr(entity, at.name).pop(key, None)
 
 
 class Process:
@@ -166,80 +86,6 @@ class Process:
         """What it said when it ended by itself."""
         assert self._process is not None and self._process.stderr is not None
         return f"the program has ended with {self._process.returncode}: {self._process.stderr.read().decode()[-2000:]}"
-
-
-class Side:
-    """A connection of this process and its copies of the roots, which survive it."""
-
-    def __init__(self, address: str, roots: dict[str, schema.Type], name: str) -> None:
-        self._address, self._roots, self._name = address, roots, name
-        self.copies = {path: new(each, path) for path, each in roots.items()}
-        self.peer: loamtunnel.Peer | None = None
-        self._filling: dict[str, asyncio.Task] = {}
-        self._fences: list[asyncio.Task] = []
-
-    async def connect(self) -> None:
-        """Tries until somebody answers, and asks for the roots without waiting for them."""
-        while self.peer is None or self.peer.is_closed:
-            with contextlib.suppress(loamtunnel.ConnectionEnded, TimeoutError):
-                async with asyncio.timeout(1):
-                    self.peer = await loamtunnel.connect(self._address, self._name)
-                for path in self._roots:
-                    self.fill(path)
-                return
-            await asyncio.sleep(0.005)
-
-    def fill(self, path: str) -> None:
-        assert self.peer is not None
-        task = asyncio.get_running_loop().create_task(self.peer.want(path, self.copies[path]))
-        task.add_done_callback(lambda done: done.cancelled() or done.exception())
-        self._filling[path] = task
-
-    def fence(self) -> None:
-        if self.peer is not None and not self.peer.is_closed:
-            task = asyncio.get_running_loop().create_task(self.peer.fence())
-            task.add_done_callback(lambda done: done.cancelled() or done.exception())
-            self._fences.append(task)
-
-    def writable(self, path: str) -> Entity | None:
-        """The copy, if it is one just now."""
-        if self.peer is None or self.peer.is_closed:
-            return None
-        return self.copies[path] if self.peer.session.mount_of(self.copies[path]) is not None else None
-
-    def again(self, path: str) -> None:
-        if self.writable(path) is not None and path in self.peer.session.wishes:
-            self.peer.unwant(path)
-            self._filling[path].cancel()
-            self.fill(path)
-
-    async def settled(self) -> None:
-        """All that this side has written has been applied beyond, and what was asked for is there."""
-        await self.connect()
-        assert self.peer is not None
-        for task in tuple(self._filling.values()):
-            await asyncio.shield(task)
-        fences, self._fences = self._fences, []
-        for fence in fences:
-            with contextlib.suppress(loamtunnel.ConnectionEnded):
-                await asyncio.shield(fence)  # one that fails is a difference, too
-        await self.peer.fence()
-
-    async def waits(self) -> int:
-        assert self.peer is not None
-        return sum(each["dirtyKeys"] for each in json.loads(await self.peer.call("stats"))["peers"])
-
-    def abandon(self) -> None:
-        """As if this process had been killed: nobody hears of it."""
-        for task in self._filling.values():
-            task.cancel()
-        if self.peer is not None and self.peer._link.transport is not None:
-            self.peer._link.transport.abort()
-
-    def forget(self) -> None:
-        """What a process knows that has just been started."""
-        self.abandon()
-        self.peer, self.copies = None, {path: new(each, path) for path, each in self._roots.items()}
 
 
 fired: collections.Counter[str] = collections.Counter()
@@ -332,6 +178,19 @@ class Run(stateful.RuleBasedStateMachine):
         self.proxy.heal()
         self.do(self.rest())
 
+    async def told(self, told: list[str]) -> None:
+        done = await asyncio.create_subprocess_exec(
+            *(PROGRAM, *told, "--socket", self.direct), stdout=subprocess.DEVNULL, stderr=subprocess.PIPE
+        )
+        _, error = await done.communicate()
+        self.command_ended(told, done.returncode, error.decode())
+
+    def command_ended(self, told: list[str], status: int, error: str, *others: int) -> None:
+        """It must have done what it was told, but for others of its statuses that may be, and say what it has not done."""
+        if status not in (0, *others, *([NOT_THERE] if told[0] == "del" else [])) or bool(status) != bool(error):
+            self.failed(f"loamtunnel {' '.join(told)}: status {status}: {error}")
+        fired[f"{told[0]} with status {status}"] += 1
+
     def failed(self, why: str) -> None:
         """The first one is told at once: making it shorter takes minutes."""
         if not Run.has_failed:
@@ -368,20 +227,33 @@ class Run(stateful.RuleBasedStateMachine):
 
 async def program_tree(address: str) -> dict[str, str]:
     done = await asyncio.create_subprocess_exec(
-        PROGRAM, "tree", "--form", "text", "--socket", address, stdout=subprocess.PIPE, stderr=subprocess.PIPE
+        PROGRAM, "tree", "--json", "--socket", address, stdout=subprocess.PIPE, stderr=subprocess.PIPE
     )
     told, error = await done.communicate()
-    return canonical(printed(told.decode())) if done.returncode == 0 else {"loamtunnel tree": error.decode()}
+    if done.returncode != 0:
+        return {"loamtunnel tree": error.decode()}
+    found = {}
+    for each in json.loads(told):
+        type_, value = each["type"], each["value"]
+        found[each["path"]] = f"a {type_}" if value is None else text.text(plain.value(type_, value), type_)
+    return canonical(found)
 
 
-def command(path: str, described: schema.Type, child: int, attribute: int, number: int, lot: int) -> list[str]:
-    """What `loamtunnel` is told to write."""
+async def connected(address: str) -> list[str]:
+    """The connections of the near side."""
+    command = [PROGRAM, "stats", "--json", "--socket", address]
+    done = await asyncio.create_subprocess_exec(*command, stdout=subprocess.PIPE)
+    told, _ = await done.communicate()
+    return [each["peer"] for each in json.loads(told) if each.get("peer") == "near"]
+
+
+def commands(path: str, described: schema.Type, child: int, attribute: int, number: int, lot: int) -> list[list[str]]:
+    """What `loamtunnel` is told to write: the child that it lies in, if it does, and then a value; or to delete."""
     probe = new(described, path)
     write(probe, COMMAND, child, attribute, number, lot or 1)
-    for place, value in ours(path, probe).items():
-        if place.endswith("]") and not value.startswith("a "):
-            return ["set", place, value] if lot else ["del", place]
-    return next((["set", place] for place in ours(path, probe) if place.endswith("]")), [])
+    members = {place: value for place, value in ours(path, probe).items() if place.endswith("]")}
+    values = [["set", place, value] if lot else ["del", place] for place, value in members.items() if value[:2] != "a "]
+    return [*(["set", place] for place, value in members.items() if value[:2] == "a " and (lot or not values)), *values]
 
 
 class ProgramServes(Run):
@@ -409,11 +281,7 @@ class ProgramServes(Run):
 
     @rule(
         side=given.sampled_from((NEAR, FAR)),
-        root=given.integers(0, 2),
-        child=given.integers(0, 4 * KEYS - 1),
-        attribute=given.integers(0, 2),
-        number=given.integers(0, KEYS - 1),
-        lot=given.integers(0, 3),
+        **WRITE,
     )
     def writes(self, side: int, root: int, child: int, attribute: int, number: int, lot: int) -> None:
         entity = (self.near, self.far)[side].writable(self.paths[root % len(self.paths)])
@@ -432,28 +300,16 @@ class ProgramServes(Run):
     def writes_much(self, side: int, count: int, lot: int) -> None:
         """More than the buffers on the way hold."""
         lifs = (self.near, self.far)[side].writable(self.paths[0])
-        if lifs is None:
-            return
-        key = drawn_keys(lifs._schema.attributes["appConfig"], side, 0)
-        counts = lifs.appConfig.add(key).reqCount
-        for i in range(count):
-            counts[LIF(4, i, side + 1)] = lot or None
+        if lifs is not None:
+            write_much(lifs, side, count, lot)
         self.pass_time()
 
-    @rule(
-        root=given.integers(0, 2),
-        child=given.integers(0, 4 * KEYS - 1),
-        attribute=given.integers(0, 2),
-        number=given.integers(0, KEYS - 1),
-        lot=given.integers(0, 3),
-    )
+    @rule(**WRITE)
     def is_told_by_a_command(self, root: int, child: int, attribute: int, number: int, lot: int) -> None:
         """`loamtunnel set` and `del`."""
         path = self.paths[root % len(self.paths)]
-        if told := command(path, self.roots[path], child, attribute, number, lot):
-            done = subprocess.run([PROGRAM, *told, "--socket", self.direct], capture_output=True, text=True)
-            if done.returncode == 2:
-                self.failed(f"loamtunnel {' '.join(told)}: {done.stderr}")
+        for told in commands(path, self.roots[path], child, attribute, number, lot):
+            self.do(self.told(told))
 
     @rule(root=given.integers(0, 2), child=given.integers(0, KEYS - 1), lot=given.integers(1, 3))
     def both_make_a_child(self, root: int, child: int, lot: int) -> None:
@@ -601,6 +457,15 @@ class Monitor:
     def is_alive(self) -> bool:
         return self._process is not None and self._process.returncode is None
 
+    def differs(self, mine: dict[str, str], roots: dict[str, schema.Type], unsure: set[str] = frozenset()) -> str:
+        """It does not tell what an entity has been made from, and tells of a child that it is there."""
+        fixed = made_from(mine) | unsure
+        changing = {path: value for path, value in mine.items() if path not in fixed}
+        told = {path: value for path, value in canonical(self.state, roots).items() if path not in fixed}
+        told |= {path: changing[path] for path in told if changing.get(path, "").startswith("a ")}
+        wrong = different(changing, told)
+        return wrong and f"python | loamtunnel monitor\n{wrong}"
+
     async def kill(self) -> None:
         if self._process is not None:
             with contextlib.suppress(ProcessLookupError):
@@ -641,13 +506,7 @@ class PythonServes(Run):
             os.unlink(self.direct)
         self.server = await loamtunnel.serve(self.direct, service).start()
 
-    @rule(
-        root=given.integers(0, 2),
-        child=given.integers(0, 4 * KEYS - 1),
-        attribute=given.integers(0, 2),
-        number=given.integers(0, KEYS - 1),
-        lot=given.integers(0, 3),
-    )
+    @rule(**WRITE)
     def writes(self, root: int, child: int, attribute: int, number: int, lot: int) -> None:
         write(self.entities[self.paths[root % len(self.paths)]], NEAR, child, attribute, number, lot)
         self.pass_time()
@@ -659,27 +518,23 @@ class PythonServes(Run):
 
     @rule(count=given.integers(1, 4000), lot=given.integers(0, 3))
     def writes_much(self, count: int, lot: int) -> None:
-        lifs = self.entities[self.paths[0]]
-        counts = lifs.appConfig.add(drawn_keys(lifs._schema.attributes["appConfig"], NEAR, 0)).reqCount
-        for i in range(count):
-            counts[LIF(4, i, 1)] = lot or None
+        write_much(self.entities[self.paths[0]], NEAR, count, lot)
         self.pass_time()
 
     @rule(
-        root=given.integers(0, 2),
-        child=given.integers(0, 4 * KEYS - 1),
-        attribute=given.integers(0, 2),
-        number=given.integers(0, KEYS - 1),
-        lot=given.integers(0, 3),
+        **WRITE,
         count=given.integers(0, 700),
         pause=given.integers(0, 30),
     )
     def meets_a_command(self, root, child, attribute, number, lot, count, pause) -> None:
         """`loamtunnel set` or `del`, while bytes to it are held up and the same entity is written here."""
         path = self.paths[root % len(self.paths)]
-        told = command(path, self.roots[path], child, attribute, number, lot)
-        if not told:
+        told_all = commands(path, self.roots[path], child, attribute, number, lot)
+        if not told_all:
             return
+        for told in told_all[:-1]:  # the child, which is there when the value comes
+            self.do(self.told(told))
+        told = told_all[-1]
 
         async def both() -> None:
             self.proxy.heal()
@@ -692,8 +547,7 @@ class PythonServes(Run):
             await asyncio.sleep(0.002)
             self.proxy.heal()
             _, error = await done.communicate()
-            if done.returncode == 2:
-                self.failed(f"loamtunnel {' '.join(told)}: {error.decode()}")
+            self.command_ended(told, done.returncode, error.decode(), NOT_DELIVERED)
 
         self.do(both())
 
@@ -754,14 +608,8 @@ class PythonServes(Run):
         mine: dict[str, str] = {}
         for path, entity in self.entities.items():
             mine |= ours(path, entity)
-        # The monitor does not tell what an entity has been made from, and tells of a child that it is there.
-        fixed = made_from(mine, self.entities)
-        changing = {path: value for path, value in mine.items() if path not in fixed}
-        told = canonical(self.monitor.state, {path: each._schema for path, each in self.entities.items()})
-        told = {path: value for path, value in told.items() if path not in fixed}
-        told |= {path: changing[path] for path in told if changing.get(path, "").startswith("a ")}
-        if wrong := different(changing, told):
-            return f"python | loamtunnel monitor\n{wrong}"
+        if wrong := self.monitor.differs(mine, self.roots):
+            return wrong
         wrong = different(mine, await program_tree(self.direct))
         return wrong and f"python | loamtunnel tree\n{wrong}"
 
@@ -774,12 +622,154 @@ class PythonServes(Run):
         await asyncio.gather(*self.asked, return_exceptions=True)
 
 
-def made_from(paths: dict[str, str], roots: dict[str, Entity]) -> set[str]:
+def made_from(tree: dict[str, str]) -> set[str]:
     """The paths of what entities are made from."""
-    below = [*roots.values()]
-    for each in below:
-        below += each.children
-    return {f"{each.path}.{each._schema.argument}" for each in below if each._schema.argument} & paths.keys()
+    types = {path: schema.named(value[2:]) for path, value in tree.items() if value.startswith("a ")}
+    return {f"{path}.{each.argument}" for path, each in types.items() if each.argument} & tree.keys()
+
+
+class Child:
+    """A process of this package, which is asked by lines: see side.py."""
+
+    def __init__(self, *arguments: str) -> None:
+        self._arguments = [sys.executable, str(HERE / "side.py"), *arguments]
+
+    async def start(self) -> None:
+        self._process = await asyncio.create_subprocess_exec(*self._arguments, stdin=-1, stdout=-1, limit=1 << 24)
+        await self._answer()
+
+    async def asked(self, do: str, **given_):
+        self._process.stdin.write(json.dumps({"do": do, **given_}).encode() + b"\n")
+        return await self._answer()
+
+    async def _answer(self):
+        line = await asyncio.wait_for(self._process.stdout.readline(), PATIENCE)
+        if not line:
+            raise AssertionError(f"the process of side.py has ended with {await self._process.wait()}")
+        return json.loads(line)
+
+    async def kill(self) -> None:
+        with contextlib.suppress(ProcessLookupError):
+            self._process.kill()
+        await self._process.communicate()
+
+
+def as_older(tree: dict[str, str]) -> tuple[dict[str, str], set[str]]:
+    """What a process without the newer schema has of a tree, but for the paths where it may still have what was there before.
+
+    An application that it does not know is a number where a child has it for a key; any other place of it is passed over.
+    """
+    weight, app = NEW
+    found, unsure = {}, set()
+    for path, value in tree.items():
+        key, _, rest = path.partition(app)
+        if f".{weight}[" in path:
+            continue
+        is_child = value.startswith("a ") or rest.startswith("].")
+        if key != path and not is_child:
+            unsure.add(path)
+            continue
+        path = path.replace(app, f"VtAppId({NEW_APP})")
+        if app not in value:
+            found[path] = value
+        elif path.endswith(".app"):
+            found[path] = value.replace(app, f"VtAppId({NEW_APP})")
+        else:
+            unsure.add(path)
+    return found, unsure
+
+
+class PythonApart(Run):
+    """This package is a process of its own, which is killed; its schema may be a newer one. It serves, or the program does."""
+
+    @stateful.initialize(kinds=KINDS, serves=given.booleans(), is_newer=given.booleans())
+    def begin(self, kinds: list[int], serves: bool, is_newer: bool) -> None:
+        self.choose(kinds)
+        self.steps.append(f"begin(kinds={kinds}, serves={serves}, is_newer={is_newer})")
+        self.serves, self.is_newer = serves, is_newer
+        named = [f"{path}={each.name}" for path, each in self.roots.items()]
+        address = self.direct if serves else self.proxied
+        self.child = Child("serve" if serves else "connect", address, str(int(is_newer)), *named)
+        self.monitor = Monitor()
+        self.process = None if serves else Process(self.direct, ["serve", "--writable", *named])
+        self.has_begun = True
+
+        async def start() -> None:
+            self.proxy.start()
+            await self.child.start()
+            if serves:
+                await self.monitor.start(self.proxied)
+
+        self.do(start())
+
+    @rule(**WRITE)
+    def writes(self, **given_: int) -> None:
+        self.do(self.child.asked("writes", **given_))
+
+    @rule(root=given.integers(0, 2), child=given.integers(0, KEYS - 1))
+    def deletes_a_child(self, **given_: int) -> None:
+        self.do(self.child.asked("deletes", **given_))
+
+    @rule(count=given.integers(1, 4000), lot=given.integers(0, 3))
+    def writes_much(self, **given_: int) -> None:
+        self.do(self.child.asked("writes_much", **given_))
+
+    @rule(child=given.integers(0, KEYS - 1), lot=given.integers(0, 3))
+    def weighs(self, **given_: int) -> None:
+        if self.is_newer:
+            self.do(self.child.asked("weighs", **given_))
+
+    @rule(**WRITE)
+    def is_told_by_a_command(self, root: int, child: int, attribute: int, number: int, lot: int) -> None:
+        path = self.paths[root % len(self.paths)]
+        for told in commands(path, self.roots[path], child, attribute, number, lot):
+            self.do(self.told(told))
+
+    @rule()
+    def is_killed(self) -> None:
+        async def anew() -> None:
+            await self.child.kill()
+            if not self.serves:  # it is the writer of its keys: nothing of its may come behind what the next one writes
+                await self.proxy.drop()
+                while await connected(self.direct):
+                    await asyncio.sleep(0.01)
+            await self.child.start()
+
+        self.do(anew())
+
+    @rule()
+    def kills_the_program(self) -> None:
+        async def anew() -> None:
+            await self.monitor.kill()
+            await self.monitor.start(self.proxied)
+
+        if self.process is None:
+            self.do(anew())
+        else:
+            self.process.kill()
+            self.process.start()
+
+    async def differs(self) -> str:
+        if self.process is not None and not self.process.is_alive:
+            self.failed(self.process.fault())
+        mine = await self.child.asked("tree")
+        if "" in mine:
+            return f"there is no connection: {mine['']}"
+        mine, unsure = as_older(mine)
+        if self.serves and (wrong := self.monitor.differs(mine, self.roots, unsure)):
+            return wrong
+        theirs = await program_tree(self.direct)
+        wrong = different(mine, {path: value for path, value in theirs.items() if path not in unsure})
+        return wrong and f"python | loamtunnel tree\n{wrong}"
+
+    async def end(self) -> None:
+        await self.child.kill()
+        await self.monitor.kill()
+        if self.process is not None:
+            self.process.kill()
+
+
+KINDS_OF_RUNS = (ProgramServes, PythonServes, PythonApart)
 
 
 def main() -> int:
@@ -795,7 +785,7 @@ def main() -> int:
     share, begun = 200, time.monotonic()  # so that a seed brings back a failure soon
     for place in range(0, options.runs, share):
         of = first + place // share
-        kind = (ProgramServes, PythonServes)[of % 2]
+        kind = KINDS_OF_RUNS[of % len(KINDS_OF_RUNS)]
         print(
             f"fuzz-peers: seed {of}, {kind.__name__}: runs {place + 1} to {min(place + share, options.runs)}",
             flush=True,

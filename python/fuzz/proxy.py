@@ -21,6 +21,7 @@ class Proxy:
         self._cut: list[int | None] = [None, None]  # how many bytes pass before the connection is cut
         self._stall: list[int | None] = [None, None]  # how many bytes pass before no more do
         self._tasks: set[asyncio.Task] = set()
+        self._joined: set[asyncio.Task] = set()
         self._listener = socket.socket(socket.AF_UNIX)
         self.heal()
 
@@ -45,21 +46,31 @@ class Proxy:
     def cut_after(self, way: int, count: int) -> None:
         self._cut[way] = count
 
+    async def drop(self) -> None:
+        """Ends all connections, and what is on its way is lost."""
+        joined = tuple(self._joined)
+        for task in joined:
+            task.cancel()
+        await asyncio.gather(*joined, return_exceptions=True)
+
     async def close(self) -> None:
         for task in tuple(self._tasks):
             task.cancel()
         await asyncio.gather(*self._tasks, return_exceptions=True)
         self._listener.close()
 
-    def _spawn(self, work) -> None:
+    def _spawn(self, work) -> asyncio.Task:
         task = asyncio.get_running_loop().create_task(work)
         self._tasks.add(task)
         task.add_done_callback(self._tasks.discard)
+        return task
 
     async def _accept(self) -> None:
         while True:
             client, _ = await asyncio.get_running_loop().sock_accept(self._listener)
-            self._spawn(self._join(client))
+            task = self._spawn(self._join(client))
+            self._joined.add(task)
+            task.add_done_callback(self._joined.discard)
 
     async def _join(self, client: socket.socket) -> None:
         loop = asyncio.get_running_loop()

@@ -81,10 +81,7 @@ class _Reader:
         if kind is int:
             return values.coerced(described.short, name, self.number())
         if not issubclass(kind, values.Value):
-            words = self.quoted()
-            if described.kind == "enumeration" and words not in kind.__members__:
-                raise RangeError(f"{kind.__name__} has no enumerator {words}{schema.nearest(words, kind.__members__)}")
-            return kind(words)
+            return kind(self.quoted())
         if described.scalar:
             return kind(self.value(described.attributes[described.scalar].type))
         return self.structured(kind, described)

@@ -27,13 +27,19 @@ from . import described, schema
 from .errors import RangeError, StreamFault
 
 
+_NUMBERED = re.compile(r"(\w+)\(([0-9]{1,10})\)")
+
+
 class Enumeration(enum.IntEnum):
-    """An enumeration of the model. A number that has no name here is kept: a newer peer may know it."""
+    """An enumeration of the model. A number that has no name here is kept: a newer peer may know it, and `VtAppId(99)` is its text."""
 
     @classmethod
     def _missing_(cls, value):
         if isinstance(value, str):
             found = cls.__members__.get(value)
+            number = _NUMBERED.fullmatch(value) if found is None else None
+            if number and number[1] == cls.__name__ and int(number[2]) <= 0xFFFFFFFF:
+                return cls(int(number[2]))
             if found is None:
                 raise RangeError(f"{cls.__name__} has no enumerator {value}{schema.nearest(value, cls.__members__)}")
             return found

@@ -128,6 +128,10 @@ def test_what_does_not_fit_is_told(make, error, words):
 
 def test_unknown_enumerators_are_kept_where_they_may_be():
     assert VtAppId(99) == 99 and not VtAppId(99).is_known and str(VtAppId(99)) == "VtAppId(99)"
+    assert VtAppId("VtAppId(99)") == text.value("VtAppId", "'VtAppId(99)'") == text.short_value("VtAppId", "VtAppId(99)") == 99
+    for wrong in ("VtAppId(4294967296)", "LifType(3)", "VtAppId(-1)", "VtAppId(\u0663)", "99"):
+        with pytest.raises(errors.RangeError, match="VtAppId has no enumerator"):
+            text.value("VtAppId", f"'{wrong}'")
     assert 99 not in list(VtAppId) and VtAppId(7) is VtAppId.vtAppMpls
     with pytest.raises(errors.RangeError, match="no enumerator with the number 12"):
         from_wire("AradLifEntry", (12).to_bytes(4, "big") + bytes(16))
