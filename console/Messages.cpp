@@ -1,5 +1,7 @@
 #include "console/Messages.h"
 
+#include "forms/Text.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>

@@ -1,6 +1,6 @@
 /// The program as a person has it: in a pseudo-terminal; and what is written about it, there and in a pipe.
 
-#include "tests/console/Terminal.h"
+#include "tests/tools/Terminal.h"
 
 #include "tests/tools/InFolder.h"
 
