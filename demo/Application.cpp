@@ -1,7 +1,11 @@
 /// `loamtunnel driver` and `loamtunnel application`, the two sides of a request: who has the chip, and who
 /// asks.
 
+#include "console/Live.h"
+#include "console/Messages.h"
+#include "console/Terminal.h"
 #include "demo/ChipDriver.h"
+#include "demo/Commands.h"
 #include "demo/Family.h"
 #include "forms/Diagnostics.h"
 #include "forms/Entries.h"
@@ -10,10 +14,6 @@
 #include "link/LockFile.h"
 #include "platform/Hardware/Loam/VtAppId.h"
 #include "reflect/Text.h"
-#include "tools/Commands.h"
-#include "tools/Live.h"
-#include "tools/Messages.h"
-#include "tools/Terminal.h"
 
 #include <algorithm>
 #include <functional>

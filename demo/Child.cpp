@@ -1,7 +1,7 @@
 #include "demo/Child.h"
 
-#include "tools/Failure.h"
-#include "tools/Files.h"
+#include "console/Failure.h"
+#include "console/Files.h"
 
 #include <cerrno>
 #include <csignal>

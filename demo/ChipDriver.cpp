@@ -1,8 +1,8 @@
 #include "demo/ChipDriver.h"
 
+#include "console/Failure.h"
 #include "forms/Values.h"
 #include "reflect/Text.h"
-#include "tools/Failure.h"
 
 #include <algorithm>
 #include <sstream>

@@ -1,6 +1,6 @@
 #include "demo/ChipImage.h"
 
-#include "tools/Failure.h"
+#include "console/Failure.h"
 
 #include <algorithm>
 #include <array>

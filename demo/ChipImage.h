@@ -16,8 +16,8 @@
 /// once, and after this one is killed. Everything throws Refused for a file that cannot be used; one that is
 /// no image, or of another chip, is left as it is. One thread.
 
+#include "console/Files.h"
 #include "forms/Rows.h"
-#include "tools/Files.h"
 
 #include <array>
 #include <optional>

@@ -1,14 +1,14 @@
 /// `loamtunnel demo`: the way of requests from applications over a driver into the image of a chip, between
 /// real processes, some of which are killed on the way if asked for.
 
+#include "console/Live.h"
 #include "demo/Child.h"
 #include "demo/ChipImage.h"
+#include "demo/Commands.h"
 #include "demo/Family.h"
 #include "forms/Entries.h"
 #include "forms/Values.h"
 #include "model/LoamTunnelModel.h"
-#include "tools/Commands.h"
-#include "tools/Live.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,9 @@
 #include "demo/Family.h"
 
+#include "console/Failure.h"
 #include "forms/Values.h"
 #include "platform/LoamLib/LoamLibCommonUtils.h"
 #include "reflect/Text.h"
-#include "tools/Failure.h"
 #include "values/EedbValue.h"
 #include "values/EvecValue.h"
 #include "values/OutAcValue.h"

@@ -1,8 +1,8 @@
 #include "demo/PlaceStore.h"
 
+#include "console/Failure.h"
 #include "forms/Text.h"
 #include "reflect/Text.h"
-#include "tools/Failure.h"
 
 #include <array>
 #include <cstdlib>

@@ -14,8 +14,8 @@
 /// Everything throws Refused: for a file that is none of ours, of another chip or damaged, which is left as
 /// it is; for one that another process has; and when the system cannot read or write. One thread.
 
+#include "console/Files.h"
 #include "platform/Hardware/Loam/VtAppId.h"
-#include "tools/Files.h"
 #include "values/AradLifEntry.h"
 #include "values/EvecEntry.h"
 #include "values/OutAcEntry.h"

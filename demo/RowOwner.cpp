@@ -1,9 +1,9 @@
 #include "demo/RowOwner.h"
 
+#include "console/Failure.h"
 #include "forms/Values.h"
 #include "owner/IndexAllocator.h"
 #include "reflect/Text.h"
-#include "tools/Failure.h"
 
 #include <array>
 #include <chrono>

@@ -14,7 +14,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FOLDERS = ["runtime", "reflect", "attrlog", "platform", "chip", "tables", "values", "model", "owner", "testing", "link", "forms", "page",
-           "demo", "tools"]
+           "console", "demo", "tools"]
 SAYS = {
     "runtime": "counted objects, strings, collections, notification",
     "reflect": "names, shapes, values, types, text",
@@ -29,6 +29,7 @@ SAYS = {
     "link": "sessions on sockets",
     "forms": "values, keys, paths as text and JSON",
     "page": "the page of chip tables",
+    "console": "what commands share",
     "demo": "driver and applications",
     "tools": "the program loamtunnel",
 }

@@ -7,6 +7,9 @@
 /// The first byte of an input is the command, the rest the answer, or the records that the entities come in.
 /// One connection, to a thread of this process, serves all inputs.
 
+#include "console/Completion.h"
+#include "console/Live.h"
+#include "console/Results.h"
 #include "forms/Path.h"
 #include "fuzz/Options.h"
 #include "fuzz/Sessions.h"
@@ -14,9 +17,6 @@
 #include "runtime/PlainText.h"
 #include "tools/Audit.h"
 #include "tools/Commands.h"
-#include "tools/Completion.h"
-#include "tools/Live.h"
-#include "tools/Results.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

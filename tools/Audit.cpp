@@ -2,8 +2,8 @@
 
 #include "tools/Audit.h"
 
+#include "console/Command.h"
 #include "demo/ChipImage.h"
-#include "tools/Command.h"
 #include "tools/Commands.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ namespace {
 /// More than any chip has.
 constexpr U32 mostAnswers = 4'000;
 /// How often a difference has to be seen: what is on its way is gone by then.
-constexpr int looks = 3;
+constexpr int looksUntilTold = 3;
 constexpr std::chrono::milliseconds betweenLooks{100};
 
 /// The members of an array; Refused where it is none.
@@ -215,7 +215,7 @@ ChipRows lasting(Live& live, std::string const& image) {
     ChipRows::ByPlace differing;
     std::ranges::copy_if(all.rows, std::inserter(differing, differing.end()),
                          [](auto const& each) { return each.second.differs(); });
-    for (int i = 1; i < looks && !differing.empty(); ++i) {
+    for (int i = 1; i < looksUntilTold && !differing.empty(); ++i) {
         live.runFor(betweenLooks);
         ChipRows const again = look(live, image);
         std::erase_if(differing, [&](auto const& each) {

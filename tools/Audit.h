@@ -10,10 +10,10 @@
 ///
 /// What is no such answer is Refused.
 
+#include "console/Failure.h"
+#include "console/Live.h"
 #include "forms/Json.h"
 #include "forms/Rows.h"
-#include "tools/Failure.h"
-#include "tools/Live.h"
 
 #include <functional>
 #include <map>

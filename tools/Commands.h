@@ -1,15 +1,15 @@
 #pragma once
 
-/// The rows of all commands, each in the file of its command.
+/// The rows of all commands, each in the file of its command; those of the demo are in demo/Commands.h.
 
-#include "tools/Command.h"
+#include "demo/Commands.h"
 
 namespace tool {
 
 extern Command const encodeCommand, kindsCommand, valueCommand, decodeCommand, layoutCommand, addrCommand,
-    tablesCommand, schemaCommand, demoCommand, driverCommand, applicationCommand, serveCommand, treeCommand,
-    getCommand, setCommand, delCommand, waitCommand, monitorCommand, syncCommand, explainCommand,
-    auditCommand, statsCommand, traceCommand, topCommand, shellCommand, runCommand, logCommand;
+    tablesCommand, schemaCommand, serveCommand, treeCommand, getCommand, setCommand, delCommand, waitCommand,
+    monitorCommand, syncCommand, explainCommand, auditCommand, statsCommand, traceCommand, topCommand,
+    shellCommand, runCommand, logCommand;
 /// Of `log`.
 extern Command const logRecordCommand;
 

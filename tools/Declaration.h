@@ -19,8 +19,8 @@
 /// What is printed compiles behind its include line. It has the operations of the class itself; those of a
 /// base stand in the declaration of that one.
 
+#include "console/Failure.h"
 #include "reflect/KorType.h"
-#include "tools/Failure.h"
 
 #include <iosfwd>
 #include <string>

@@ -2,9 +2,9 @@
 
 /// The bits of a row laid out for drawing: 32 bits a line, and fields that share bits in lanes.
 
+#include "console/Failure.h"
+#include "console/Listing.h"
 #include "forms/Rows.h"
-#include "tools/Failure.h"
-#include "tools/Listing.h"
 
 #include <string>
 #include <vector>

@@ -1,8 +1,8 @@
+#include "console/Command.h"
+#include "console/RowLine.h"
+#include "console/Terminal.h"
 #include "forms/Entries.h"
-#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/RowLine.h"
-#include "tools/Terminal.h"
 
 #include <algorithm>
 #include <bit>

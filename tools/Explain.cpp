@@ -1,7 +1,7 @@
 /// `loamtunnel explain`: the way of a request from who asks for it down to its row, or where it ends.
 
+#include "console/Command.h"
 #include "tools/Audit.h"
-#include "tools/Command.h"
 #include "tools/Commands.h"
 
 #include <array>

@@ -1,8 +1,8 @@
+#include "console/Command.h"
+#include "console/RowLine.h"
 #include "page/TablePage.h"
-#include "tools/Command.h"
 #include "tools/Commands.h"
 #include "tools/Diagram.h"
-#include "tools/RowLine.h"
 
 #include <algorithm>
 #include <ostream>

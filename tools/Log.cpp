@@ -1,10 +1,10 @@
 #include "attrlog/session/Session.h"
+#include "console/Command.h"
+#include "console/Streams.h"
+#include "console/Terminal.h"
 #include "forms/RecordView.h"
 #include "forms/Recording.h"
-#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/Streams.h"
-#include "tools/Terminal.h"
 
 #include <array>
 #include <cerrno>

@@ -1,11 +1,11 @@
 /// `loamtunnel log record`
 
+#include "console/Command.h"
+#include "console/Files.h"
+#include "console/Live.h"
 #include "forms/Recording.h"
 #include "link/Connector.h"
-#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/Files.h"
-#include "tools/Live.h"
 
 #include <ext/stdio_filebuf.h>
 #include <fcntl.h>

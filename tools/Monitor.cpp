@@ -1,11 +1,11 @@
 /// `loamtunnel monitor`: the state of a live tree, and then each change as it comes.
 
+#include "console/BoundedLines.h"
+#include "console/Command.h"
+#include "console/Live.h"
+#include "console/Results.h"
 #include "link/Connector.h"
-#include "tools/BoundedLines.h"
-#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/Live.h"
-#include "tools/Results.h"
 
 #include <cstdlib>
 #include <functional>

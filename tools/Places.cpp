@@ -1,9 +1,9 @@
 /// `loamtunnel tree`, `get`, `set` and `del`: what is at a place of a live tree.
 
-#include "tools/Command.h"
+#include "console/Command.h"
+#include "console/Live.h"
+#include "console/Results.h"
 #include "tools/Commands.h"
-#include "tools/Live.h"
-#include "tools/Results.h"
 
 #include <string>
 #include <string_view>

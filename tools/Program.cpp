@@ -1,8 +1,9 @@
-#include "tools/Candidates.h"
-#include "tools/CommandLine.h"
+#include "tools/Program.h"
+
+#include "console/Candidates.h"
+#include "console/CommandLine.h"
+#include "console/Manual.h"
 #include "tools/Commands.h"
-#include "tools/Completion.h"
-#include "tools/Manual.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

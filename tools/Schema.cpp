@@ -1,13 +1,13 @@
+#include "console/Command.h"
+#include "console/Completion.h"
+#include "console/Live.h"
+#include "console/Streams.h"
 #include "forms/Path.h"
 #include "forms/SchemaJson.h"
 #include "model/LoamTunnelTypeList.h"
 #include "reflect/KorType.h"
-#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/Completion.h"
 #include "tools/Declaration.h"
-#include "tools/Live.h"
-#include "tools/Streams.h"
 
 #include <algorithm>
 #include <array>

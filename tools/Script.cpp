@@ -1,9 +1,9 @@
 #include "tools/Script.h"
 
-#include "tools/Command.h"
+#include "console/Command.h"
+#include "console/Live.h"
+#include "console/Streams.h"
 #include "tools/Commands.h"
-#include "tools/Live.h"
-#include "tools/Streams.h"
 
 #include <algorithm>
 #include <functional>

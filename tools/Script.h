@@ -8,8 +8,8 @@
 ///     set lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100] 3
 ///     tree lif
 
-#include "tools/Failure.h"
-#include "tools/Results.h"
+#include "console/Failure.h"
+#include "console/Results.h"
 
 #include <functional>
 #include <iosfwd>

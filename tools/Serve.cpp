@@ -1,13 +1,13 @@
 /// `loamtunnel serve`
 
+#include "console/Command.h"
+#include "console/Live.h"
+#include "console/Messages.h"
+#include "console/Streams.h"
 #include "forms/Diagnostics.h"
 #include "link/Listener.h"
-#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/Live.h"
-#include "tools/Messages.h"
 #include "tools/Script.h"
-#include "tools/Streams.h"
 
 #include <algorithm>
 #include <string>

@@ -1,13 +1,13 @@
 /// `loamtunnel shell`: the commands on a live tree over one connection, a line each.
 
-#include "tools/Command.h"
+#include "console/Command.h"
+#include "console/LineEditor.h"
+#include "console/Live.h"
+#include "console/Streams.h"
+#include "console/Terminal.h"
 #include "tools/Commands.h"
-#include "tools/Completion.h"
-#include "tools/LineEditor.h"
-#include "tools/Live.h"
+#include "tools/Program.h"
 #include "tools/Script.h"
-#include "tools/Streams.h"
-#include "tools/Terminal.h"
 
 #include <algorithm>
 #include <csignal>

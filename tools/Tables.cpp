@@ -1,4 +1,4 @@
-#include "tools/Command.h"
+#include "console/Command.h"
 #include "tools/Commands.h"
 
 #include <string>

@@ -1,10 +1,10 @@
 /// `loamtunnel top`: the connections of a process at a glance, again and again.
 
-#include "tools/Command.h"
+#include "console/Command.h"
+#include "console/Live.h"
+#include "console/Results.h"
+#include "console/Terminal.h"
 #include "tools/Commands.h"
-#include "tools/Live.h"
-#include "tools/Results.h"
-#include "tools/Terminal.h"
 
 #include <algorithm>
 #include <cmath>

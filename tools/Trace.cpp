@@ -2,11 +2,11 @@
 
 #include "runtime/Trace.h"
 
-#include "tools/Command.h"
+#include "console/Command.h"
+#include "console/Live.h"
+#include "console/Results.h"
+#include "console/Streams.h"
 #include "tools/Commands.h"
-#include "tools/Live.h"
-#include "tools/Results.h"
-#include "tools/Streams.h"
 
 #include <algorithm>
 #include <cmath>

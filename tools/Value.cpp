@@ -1,7 +1,7 @@
+#include "console/Command.h"
+#include "console/RowLine.h"
 #include "forms/Entries.h"
-#include "tools/Command.h"
 #include "tools/Commands.h"
-#include "tools/RowLine.h"
 
 #include <ostream>
 #include <string>

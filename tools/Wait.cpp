@@ -1,9 +1,9 @@
 /// `loamtunnel wait` and `sync`: until something is there, or done.
 
-#include "tools/Command.h"
+#include "console/Command.h"
+#include "console/Live.h"
+#include "console/Results.h"
 #include "tools/Commands.h"
-#include "tools/Live.h"
-#include "tools/Results.h"
 
 #include <exception>
 #include <memory>

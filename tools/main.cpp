@@ -1,5 +1,5 @@
-#include "tools/Context.h"
-#include "tools/Streams.h"
+#include "console/Streams.h"
+#include "tools/Program.h"
 
 #include <csignal>
 #include <cstdlib>

@@ -1,12 +1,12 @@
 #include "tools/Audit.h"
 
+#include "console/Live.h"
 #include "demo/ChipImage.h"
 #include "demo/Family.h"
 #include "forms/Entries.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "tests/demo/OnDriver.h"
-#include "tools/Live.h"
 
 #include <algorithm>
 #include <csignal>

@@ -5,11 +5,11 @@
 /// a life with files and a seed of its own, which a failure tells; with ten rounds and that seed it is lived
 /// again. What the processes do meanwhile is theirs, so a fault may take a few tries.
 
+#include "console/Live.h"
 #include "demo/ChipImage.h"
 #include "demo/Family.h"
 #include "link/Connector.h"
 #include "tests/demo/OnDriver.h"
-#include "tools/Live.h"
 
 #include <algorithm>
 #include <array>

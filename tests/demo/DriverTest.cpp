@@ -1,9 +1,9 @@
+#include "console/Live.h"
 #include "demo/ChipImage.h"
 #include "demo/Family.h"
 #include "forms/Entries.h"
 #include "link/Connector.h"
 #include "tests/demo/OnDriver.h"
-#include "tools/Live.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,6 +1,7 @@
 /// Every command on a live tree, with a server that means harm, and with one that says nothing: what reaches
 /// the terminal, and how the command ends.
 
+#include "console/Live.h"
 #include "forms/Json.h"
 #include "link/Connector.h"
 #include "link/Listener.h"
@@ -8,7 +9,6 @@
 #include "runtime/PlainText.h"
 #include "support/Entities.h"
 #include "tests/tools/InFolder.h"
-#include "tools/Live.h"
 
 #include <csignal>
 #include <cstdlib>

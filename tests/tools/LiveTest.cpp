@@ -1,8 +1,8 @@
-#include "tools/Live.h"
+#include "console/Live.h"
 
+#include "console/BoundedLines.h"
+#include "console/Results.h"
 #include "tests/tools/InFolder.h"
-#include "tools/BoundedLines.h"
-#include "tools/Results.h"
 
 #include <algorithm>
 #include <condition_variable>

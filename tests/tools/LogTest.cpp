@@ -1,11 +1,11 @@
 /// `loamtunnel log` over a recording that is made here.
 
+#include "console/Failure.h"
 #include "forms/Recording.h"
 #include "model/LoamTunnelModel.h"
 #include "support/Random.h"
 #include "tests/tools/Process.h"
-#include "tools/Context.h"
-#include "tools/Failure.h"
+#include "tools/Program.h"
 
 #include <algorithm>
 #include <map>

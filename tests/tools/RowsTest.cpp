@@ -1,3 +1,5 @@
+#include "console/Failure.h"
+#include "console/RowLine.h"
 #include "forms/Entries.h"
 #include "forms/Json.h"
 #include "platform/Hardware/Loam/DestinationId.h"
@@ -5,8 +7,6 @@
 #include "support/Random.h"
 #include "support/Tables.h"
 #include "tools/Diagram.h"
-#include "tools/Failure.h"
-#include "tools/RowLine.h"
 
 #include <algorithm>
 #include <bit>

@@ -3,7 +3,7 @@
 
 #include "link/Listener.h"
 #include "tests/tools/InFolder.h"
-#include "tools/Context.h"
+#include "tools/Program.h"
 
 #include <array>
 #include <csignal>

@@ -1,10 +1,10 @@
 /// Values on their ways between text, JSON, bytes and rows: from within for every type, and as a user sees
 /// it.
 
+#include "console/Failure.h"
 #include "forms/Values.h"
 #include "support/AnyValue.h"
 #include "tests/tools/Process.h"
-#include "tools/Failure.h"
 
 #include <string>
 #include <vector>

@@ -1,0 +1,126 @@
+#include "console/CommandLine.h"
+
+#include "console/Failure.h"
+#include "forms/Text.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace tool {
+
+std::vector<CLI::App*> commandsOf(CLI::App& app) {
+    return app.get_subcommands(std::function<bool(CLI::App*)>());
+}
+
+std::vector<CLI::Option*> optionsOf(CLI::App& app) {
+    return app.get_options([](CLI::Option const* each) { return !each->get_group().empty(); });
+}
+
+std::vector<std::string> spellingsOf(CLI::Option const& option) {
+    std::vector<std::string> all;
+    for (std::string const& each : option.get_snames()) {
+        all.push_back('-' + each);
+    }
+    for (std::string const& each : option.get_lnames()) {
+        all.push_back("--" + each);
+    }
+    return all;
+}
+
+std::string typeOf(CLI::Option const& option) {
+    return option.get_items_expected_max() == 0 ? "" : option.get_type_name();
+}
+
+std::string flowing(std::string text) {
+    std::ranges::replace(text, '\n', ' ');
+    return text;
+}
+
+namespace {
+
+std::string refusalOf(CLI::App& app, CLI::App& command, CLI::ParseError const& error) {
+    std::string const said = flowing(error.what());
+    std::string const name = said.substr(0, said.find_first_of(": "));
+    if (dynamic_cast<CLI::ExtrasError const*>(&error) != nullptr) {
+        std::vector<std::string> const extra = app.remaining(true);
+        auto const option = std::ranges::find_if(
+            extra, [](std::string const& each) { return each.starts_with('-') && each.size() > 1; });
+        if (option == extra.end()) {
+            return "too many arguments: " + shown(join(extra));
+        }
+        std::vector<std::string> known;
+        for (CLI::Option const* const each : optionsOf(command)) {
+            std::ranges::copy(spellingsOf(*each), std::back_inserter(known));
+        }
+        return "no option " + shown(*option) + suggest(*option, known);
+    }
+    if (dynamic_cast<CLI::RequiredError const*>(&error) != nullptr) {
+        std::vector<std::string> below;
+        for (CLI::App const* const each : commandsOf(command)) {
+            below.push_back(each->get_name());
+        }
+        if (std::vector<std::string> const given = app.remaining(true); !below.empty() && !given.empty()) {
+            return "no command " + shown(given[0]) + suggest(given[0], below);
+        }
+        if (!below.empty()) {
+            return "which command? There are " + enumerate(below);
+        }
+        CLI::Option const* const option = command.get_option_no_throw(name);
+        std::string const type = option == nullptr ? "" : typeOf(*option);
+        std::string const isWhat = name.starts_with('-') ? name + ' ' + type : type.empty() ? name : type;
+        return command.get_name() + " needs " + isWhat;
+    }
+    if (dynamic_cast<CLI::ArgumentMismatch const*>(&error) != nullptr) {
+        CLI::Option const* const option = command.get_option_no_throw(name);
+        std::string const type = option == nullptr ? "" : typeOf(*option);
+        return name + (type.empty()                        ? " takes no value"
+                       : said.find("At Most") != said.npos ? " is given more than once"
+                       : option->get_items_expected_min() > 1 && !option->nonpositional()
+                           ? " is to be given " + std::to_string(option->get_items_expected_min()) + " times"
+                           : " takes " + type);
+    }
+    if (dynamic_cast<CLI::ExcludesError const*>(&error) != nullptr) {
+        return name + " goes with no " + said.substr(said.rfind(' ') + 1);
+    }
+    if (dynamic_cast<CLI::RequiresError const*>(&error) != nullptr) {
+        return name + " goes with " + said.substr(said.rfind(' ') + 1);
+    }
+    return said.substr(0, said.find_last_not_of(' ') + 1);
+}
+
+} // namespace
+
+std::string refusalOf(CLI::App& app, CLI::ParseError const& error) {
+    CLI::App* command = &app;
+    std::string whole; // with the commands above
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands()[0];
+        whole += ' ' + command->get_name();
+    }
+    std::string const help = "; see " + (app.get_name().empty() ? "help" : app.get_name()) + whole +
+                             (app.get_name().empty() ? "" : " --help");
+    return refusalOf(app, *command, error) + help;
+}
+
+CLI::Validator oneOf(std::vector<std::string> const& known, std::string const& refusal) {
+    return CLI::Validator(
+               [known, refusal](std::string const& given) {
+                   return std::ranges::count(known, given) != 0
+                              ? std::string()
+                              : refusal + ' ' + shown(given) + "; there are " + enumerate(known);
+               },
+               "")
+        .name(join(known));
+}
+
+std::vector<std::string> choicesOf(CLI::Option& option) {
+    try {
+        std::string const names = option.get_validator(0)->get_name();
+        std::vector<std::string_view> const words = split(names);
+        return {words.begin(), words.end()};
+    } catch (CLI::OptionNotFound const&) { // it takes any word
+        return {};
+    }
+}
+
+} // namespace tool

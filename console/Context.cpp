@@ -1,0 +1,68 @@
+#include "console/Context.h"
+
+#include "console/Streams.h"
+#include "forms/Text.h"
+
+#include <ostream>
+
+namespace tool {
+
+void Context::report(std::string const& message) {
+    note(message);
+    status = refusedStatus;
+}
+
+void Context::note(std::string const& message) {
+    if (out.good()) {
+        out.flush();
+    }
+    if (giveWay) {
+        giveWay();
+    }
+    err << prefixed(Kor::plainText(message)) << '\n';
+}
+
+std::string Context::prefixed(std::string const& message) const {
+    return (colourErr ? "\033[31mloamtunnel:\033[0m " : "loamtunnel: ") + where + message;
+}
+
+void withInput(Context& context, std::string const& file,
+               std::function<void(std::istream& stream, std::string const& name)> const& read) {
+    if (file == "-") {
+        read(context.in, "stdin");
+        return;
+    }
+    InputFile input(file);
+    read(input.stream(), file);
+}
+
+void eachLine(Context& context, std::string const& file,
+              std::function<void(std::string const& text, std::string const& where)> const& visit,
+              bool onlyWholeLineComments) {
+    withInput(context, file, [&](std::istream& stream, std::string const& name) {
+        std::string line;
+        for (U64 number = 1; nextLine(stream, line, number == 1); ++number) {
+            if (std::size_t const comment = line.find('#');
+                comment != line.npos && (!onlyWholeLineComments || split(line.substr(0, comment)).empty())) {
+                line.resize(comment);
+            }
+            if (split(line).empty()) {
+                continue;
+            }
+            std::string const where = name + ':' + std::to_string(number);
+            try {
+                visit(line, where);
+            } catch (NoConnection const&) {
+                throw;
+            } catch (TimedOut const&) {
+                throw;
+            } catch (Broken const&) {
+                throw;
+            } catch (Refused const& failure) {
+                context.report(where + ": " + failure.what());
+            }
+        }
+    });
+}
+
+} // namespace tool
