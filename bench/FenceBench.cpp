@@ -42,8 +42,11 @@ int main(int argc, char** argv) {
     CLI::App options("FenceBench: fences beside changes", "FenceBench");
     U32 changes = 1'000'000;
     U32 fences = 1000;
+    U32 before = 0;
     bench::addNumber(options, "--changes", changes, 0U, 100'000'000U, "of 4,096 keys in turn");
     bench::addNumber(options, "--fences", fences, 0U, 1'000'000U, "spread over the changes");
+    bench::addNumber(options, "--before", before, 0U, 1'000'000U,
+                     "that are answered before the first change");
     if (auto const status = bench::read(options, argc, argv)) {
         return *status;
     }
@@ -68,17 +71,24 @@ int main(int argc, char** argv) {
     U32 const batches = changes / batch;
     U32 answered = 0;
     U32 asked = 0;
+    auto const ask = [&] {
+        ++asked;
+        driver->fence(FenceLevel::applied, [&](FenceResult const& result) {
+            answered += result.isReached(FenceLevel::applied) ? 1 : 0;
+        });
+    };
+    for (U32 i = 0; i < before; ++i) {
+        ask();
+        rest(*driver, *application);
+    }
     auto const begun = bench::processorTime();
     for (U32 i = 0; i < batches; ++i) {
         for (U32 k = 0; k < batch; ++k) {
             U32 const number = i * batch + k;
             config->reqCountIs(entries[number % keys], number + 2);
         }
-        while (asked < static_cast<U32>(std::uint64_t{fences} * (i + 1) / batches)) {
-            ++asked;
-            driver->fence(FenceLevel::applied, [&](FenceResult const& result) {
-                answered += result.isReached(FenceLevel::applied) ? 1 : 0;
-            });
+        while (asked - before < static_cast<U32>(std::uint64_t{fences} * (i + 1) / batches)) {
+            ask();
         }
         rest(*driver, *application);
     }

@@ -23,9 +23,21 @@ namespace tool {
 
 using namespace Kor::NboAttrLog;
 
-Kor::Link::ConnectorConfig connectOnce(std::string_view name) {
+Kor::Ptr<Service> makeService() {
+    auto const service = Kor::makePtr<Service>();
+    service->fenceHookIs([](Session&, Kor::Ptr<Fence> const& fence) { fence->doneIs(); });
+    return service;
+}
+
+Kor::Link::ConnectorConfig connectorConfig(std::string_view name) {
     Kor::Link::ConnectorConfig config;
     config.session = sessionConfig(name);
+    config.service = makeService();
+    return config;
+}
+
+Kor::Link::ConnectorConfig connectOnce(std::string_view name) {
+    Kor::Link::ConnectorConfig config = connectorConfig(name);
     config.reconnects = false;
     return config;
 }
@@ -97,8 +109,7 @@ std::chrono::milliseconds LiveOptions::left() const {
 }
 
 Kor::Link::ConnectorConfig Live::config(std::string_view name) {
-    Kor::Link::ConnectorConfig config;
-    config.session = sessionConfig(name);
+    Kor::Link::ConnectorConfig config = connectorConfig(name);
     config.mostWait = std::chrono::milliseconds(250);
     config.reconnects = !options_.end;
     config.setUp = [this](Session&) { wasConnected_ = true; };
@@ -229,7 +240,7 @@ Place Live::at(std::string const& path) {
 void Live::want(std::string const& root) {
     Kor::Name const name{Kor::String8(root)};
     if (!session().peerOffers().contains(name)) {
-        throw NotThere("no root " + shown(root) + " is offered" + suggest(root, offers()));
+        throw NotThere("no root " + shownName(root) + " is offered" + suggest(root, offers()));
     }
     auto const outcome = std::make_shared<Outcome>();
     wanted_[root] = outcome;

@@ -57,6 +57,11 @@ void endingSignalsAre(Kor::Link::Loop& loop, std::function<void()> hook);
 [[nodiscard]] Kor::Link::Timer boundMemory(Kor::Link::Loop& loop, unsigned most,
                                            std::function<void(std::string const&)> hook);
 
+/// What a process of this program has for its peers, at first nothing. With nothing behind what it applies,
+/// it is done as soon as it has applied it; a process of which that is not true has a fence hook of its own.
+Kor::Ptr<Kor::NboAttrLog::Service> makeService();
+/// How a process of this program connects, with a service of its own.
+Kor::Link::ConnectorConfig connectorConfig(std::string_view name);
 /// How to connect once, without a second try.
 Kor::Link::ConnectorConfig connectOnce(std::string_view name);
 /// Why there is no connection.
@@ -85,6 +90,10 @@ public:
     std::string call(std::string_view verb, std::string_view argument);
     /// Runs until the condition holds; false when the time is over.
     bool until(std::function<bool()> const& condition);
+    /// Calls the function again and again while this runs.
+    [[nodiscard]] Kor::Link::Timer every(std::chrono::milliseconds period, std::function<void()> function) {
+        return loop_.every(period, std::move(function));
+    }
     /// Runs that long, unless the connection ends or a signal comes.
     void runFor(std::chrono::milliseconds time);
 

@@ -359,8 +359,7 @@ void application(Context& context, ApplicationOptions const& options) {
     Kor::Link::Loop loop;
     Messages messages(context);
     Application application(context, options, loop, messages);
-    Kor::Link::ConnectorConfig config;
-    config.session = sessionConfig(Kor::enumeratorText(options.app, "VtAppId"));
+    Kor::Link::ConnectorConfig config = connectorConfig(Kor::enumeratorText(options.app, "VtAppId"));
     config.setUp = [&](Session& session) { application.setUp(session); };
     config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
         messages.note("no connection: " + std::string(reason.view()));

@@ -142,7 +142,11 @@ void writeCounters(JsonWriter& json, Service const& service) {
     for (Session const* const each : service.sessions()) {
         bool const fits = peers.add([&](JsonWriter& peer) {
             peer.beginObject().string("peer", each->peerName().view());
+            if (!each->peerDetail().empty()) {
+                peer.string("detail", each->peerDetail().view());
+            }
             peer.number("entities", each->demuxer().mounted());
+            peer.number("openFences", each->openFences());
             NboAttrLog::Stats const stats = each->stats();
             for (NboAttrLog::Counter const& counter : NboAttrLog::counters()) {
                 peer.number(counter.name, stats.*counter.member);

@@ -84,7 +84,9 @@ KorType& typeNamed(std::string_view name) {
     for (KorType const* type : KorType::all()) {
         known.push_back(shortName(*type));
     }
-    throw WrongUsage("no type " + shown(name) + suggest(name, known));
+    throw WrongUsage(
+        "no type " + shownName(name) +
+        (name.empty() ? ": the name is empty; give one, such as AradLifAcMp" : suggest(name, known)));
 }
 
 KorType const& valueTypeNamed(std::string_view name) {

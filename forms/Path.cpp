@@ -67,7 +67,7 @@ KorAttr const& attributeNamed(KorType const& type, std::string_view word, std::s
     for (KorAttr const* each : ownAttributes(type)) {
         known.emplace_back(each->name().view());
     }
-    throw Refused(where + ", of type " + shortName(type) + ", has no attribute " + shown(word) +
+    throw Refused(where + ", of type " + shortName(type) + ", has no attribute " + shownName(word) +
                   (known.empty() ? "; it has none" : suggest(word, known)));
 }
 

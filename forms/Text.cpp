@@ -132,6 +132,10 @@ std::string shown(std::string_view word, std::size_t longest) {
     return word.size() > longest ? text + "..." : text;
 }
 
+std::string shownName(std::string_view word) {
+    return word.empty() ? "''" : shown(word);
+}
+
 bool Nesting::step(char c) {
     if (quote_ != 0) {
         if (escaped_ || c == '\\') {

@@ -49,6 +49,8 @@ KOR_EXPORT std::string suggest(std::string_view word, std::vector<std::string> c
 
 /// A word of the user's for a message: cut when long, and plain (runtime/PlainText.h).
 KOR_EXPORT std::string shown(std::string_view word, std::size_t longest = 60);
+/// The same for a word that names something, where a message would end before an empty one: that is ''.
+KOR_EXPORT std::string shownName(std::string_view word);
 
 /// Follows a text past quotes and brackets.
 class KOR_EXPORT Nesting {

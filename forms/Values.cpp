@@ -154,7 +154,7 @@ Box readEnumerator(KorType const& type, std::string_view text, std::string_view 
     throw Refused(message.append("no ")
                       .append(kind)
                       .append(" is called ")
-                      .append(shown(name))
+                      .append(shownName(name))
                       .append(suggest(name, known)));
 }
 

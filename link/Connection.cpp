@@ -36,6 +36,9 @@ Connection::~Connection() {
 
 void Connection::start() {
     tune(waiting_.fd());
+    if (U32 const process = peerProcess(waiting_.fd()); process != 0) {
+        session_->peerDetailIs(format("process %u", process));
+    }
     loop_.impl().connections.push_back(shared_from_this());
     if (loop_.impl().isForeign()) { // nobody else says what the program has changed
         session_->out()->wakeIs([this] { loop_.impl().schedule(); });

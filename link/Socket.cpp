@@ -309,7 +309,11 @@ void tune(int fd) noexcept {
     option(fd, SOL_SOCKET, SO_KEEPALIVE, 1);
 }
 
-std::optional<U32> peerUid(int fd) noexcept {
+namespace {
+
+/// None for a socket that is no Unix socket; of a local peer that the kernel does not tell of, a user that is
+/// nobody's.
+std::optional<ucred> credentials(int fd) noexcept {
     ucred peer{};
     socklen_t n = sizeof peer;
     int domain = 0;
@@ -318,8 +322,18 @@ std::optional<U32> peerUid(int fd) noexcept {
     if (isKnown && domain != AF_UNIX) {
         return {};
     }
-    // Of a local peer that the kernel does not tell of: a user that is nobody's.
-    return ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &n) == 0 ? peer.uid : ~U32{0};
+    return ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &n) == 0 ? peer : ucred{0, ~U32{0}, ~U32{0}};
+}
+
+} // namespace
+
+std::optional<U32> peerUid(int fd) noexcept {
+    std::optional<ucred> const peer = credentials(fd);
+    return peer ? std::optional<U32>(peer->uid) : std::nullopt;
+}
+
+U32 peerProcess(int fd) noexcept {
+    return static_cast<U32>(credentials(fd).value_or(ucred{}).pid);
 }
 
 U32 ownUid() noexcept {

@@ -135,6 +135,17 @@ Ptr<Entity> configFor(Dir const& dir, Ptr<Entity> const& made) {
         dir);
 }
 
+/// Applications have numbers below; what means harm pushes as one of those from here on.
+constexpr U32 firstOfHarm = 20;
+static_assert(olderApps + newerApps < firstOfHarm);
+/// Whether it is of a number that an application can have.
+bool isApplications(Ptr<Entity> const& config) {
+    auto const older = ptrCast<LifAppConfig>(config);
+    auto const newer = ptrCast<NewAppConfig>(config);
+    return (older && static_cast<U32>(older->app()) < firstOfHarm) ||
+           (newer && static_cast<U32>(newer->app()) < firstOfHarm);
+}
+
 /// One process.
 struct Node {
     enum Role { owner, relay, chip, application };
@@ -353,10 +364,10 @@ private:
     void serve(Node& node) {
         if (node.role == Node::owner) {
             node.service->offer("lif", entityOf(node.dir), Access::readOnly);
-            node.service->acceptIs("lifConfig",
-                                   [dir = node.dir](Session&, Name const&, Ptr<Entity> const& made) {
-                                       return configFor(dir, made);
-                                   });
+            node.service->acceptIs(
+                "lifConfig", [this, dir = node.dir](Session& peer, Name const&, Ptr<Entity> const& made) {
+                    return &peer == harmed_ && isApplications(made) ? nullptr : configFor(dir, made);
+                });
             node.service->fenceHookIs([this](Session&, Ptr<Fence> const& fence) {
                 if (fence->level() == FenceLevel::done) {
                     tickets_.push_back(fence);
@@ -658,13 +669,16 @@ private:
 
     // Harm
 
-    /// Bytes that are nearly those of a session, to the owner.
+    /// Bytes that are nearly those of a session, to the owner. A turned bit of its key can make it one of the
+    /// applications; while that one is not connected it would lawfully have its place, and empty it, so the
+    /// owner refuses that.
     void harm(Step const& step) {
         auto const bad = makePtr<Session>(Side::connecting, SessionConfig{.name = "bad", .schema = 1});
         auto const victim =
             makePtr<Session>(Side::accepting, SessionConfig{.name = "owner", .schema = 1}, owner_->service);
+        harmed_ = victim.ptr();
         bad->want("lif");
-        bad->push("lifConfig", entityOf(makeConfig(owner_->isOlder, 20 + step.a % 200)));
+        bad->push("lifConfig", entityOf(makeConfig(owner_->isOlder, firstOfHarm + step.a % 200)));
         bad->fence(FenceLevel::done, {}, FenceExtent::all);
         Random random(step.b);
         for (int i = 0; i < 6 && victim->isOpen(); ++i) {
@@ -685,9 +699,12 @@ private:
         }
         bad->cut("done");
         victim->cut("lost");
+        harmed_ = nullptr;
     }
 
     Random random_;
+    /// The owner's side of the connection that means harm.
+    Session const* harmed_ = nullptr;
     std::vector<std::unique_ptr<Node>> nodes_;
     Node* owner_ = nullptr;
     Node* standby_ = nullptr;

@@ -217,8 +217,7 @@ void monitor(Context& context, MonitorOptions const& options) {
     Kor::Link::Loop loop;
     BoundedLines lines(context.out, options.buffer);
     Monitoring monitoring(options, lines, [&] { loop.stop(); });
-    Kor::Link::ConnectorConfig config;
-    config.session = sessionConfig("monitor");
+    Kor::Link::ConnectorConfig config = connectorConfig("monitor");
     config.setUp = [&](Session& session) { monitoring.setUp(session); };
     config.hooks.offersChanged = [&](Session& session) { monitoring.offersChanged(session); };
     config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {

@@ -39,7 +39,7 @@ void serve(Context& context, ServeOptions const& options) {
         }
         script.line("new " + root.substr(sign + 1) + ' ' + rootText(root.substr(0, sign)));
     }
-    auto const service = Kor::makePtr<Service>();
+    auto const service = makeService();
     diagnosticsAre(*service, {.setsTrace = options.writable});
     for (auto const& [name, box] : script.roots().all()) {
         auto const entity = entityIn(box);
@@ -60,8 +60,6 @@ void serve(Context& context, ServeOptions const& options) {
         throw WrongUsage(
             "there is nothing to serve; give NAME=TYPE, or --run FILE with a script that makes entities");
     }
-    // What is served here has nothing behind it: it is done when it is applied.
-    service->fenceHookIs([](Session&, Kor::Ptr<Fence> const& fence) { fence->doneIs(); });
     Kor::Link::Loop loop;
     endingSignalsAre(loop, [&] { loop.stop(); });
     Messages messages(context);

@@ -43,7 +43,7 @@ std::vector<std::vector<Cell>> counterRows(Json const& answer, StatsOptions cons
     std::ranges::stable_sort(peers, {}, [](Json const* peer) { return peer->at("peer").text; });
     for (Json const* const peer : peers) {
         for (auto const& [name, value] : peer->members) {
-            if (name != "peer") {
+            if (name != "peer" && value.kind == Json::Kind::number) {
                 add(peer->at("peer").text, name, value);
             }
         }

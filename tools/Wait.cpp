@@ -3,17 +3,24 @@
 #include "console/Command.h"
 #include "console/Live.h"
 #include "console/Results.h"
+#include "console/Terminal.h"
+#include "tools/Audit.h"
 #include "tools/Commands.h"
 
+#include <algorithm>
+#include <chrono>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace tool {
 
 using namespace Kor::NboAttrLog;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -82,22 +89,82 @@ struct SyncOptions {
     bool all = false;
 };
 
+/// What has come when this command waits no more goes on living.
+struct Awaited {
+    std::optional<FenceResult> result{};
+    /// Those of its peers of whom the process waits for a fence, as it told last, and how many have something
+    /// of it at all. A process of an older version tells nothing.
+    std::vector<std::string> peers{};
+    std::size_t asked = 0;
+    bool isAsking = false;
+
+    void take(Json const& stats) {
+        peers.clear();
+        asked = 0;
+        for (auto const& [none, peer] : stats.at("peers").members) {
+            Json const* const open = peer.find("openFences");
+            Json const* const detail = peer.find("detail");
+            asked += open != nullptr && numberAt(peer, "entities") != 0 ? 1 : 0;
+            if (open != nullptr && numberAt(peer, "openFences") != 0) {
+                peers.push_back(shown(peer.at("peer").text) +
+                                (detail != nullptr ? " (" + shown(detail->text) + ')' : ""));
+            }
+        }
+    }
+};
+
+/// Asks who has not answered, beside what is written: a process that is not done can tell that, too.
+void askWho(Session& session, std::shared_ptr<Awaited> const& awaited) {
+    if (!session.isOpen() || std::exchange(awaited->isAsking, true)) {
+        return;
+    }
+    session.call(
+        "stats", "",
+        [awaited](bool ok, Kor::String8 const& answer) {
+            awaited->isAsking = false;
+            try {
+                if (ok) {
+                    awaited->take(parseJson(answer.view()));
+                }
+            } catch (Refused const&) { // then nobody can be named, and the process itself is
+                awaited->peers.clear();
+            }
+        },
+        CallOrder::overtakes);
+}
+
 void sync(Context& context, SyncOptions const& options) {
-    struct Answer {
-        std::optional<FenceResult> result;
-    };
-    auto const answer = std::make_shared<Answer>();
+    auto const awaited = std::make_shared<Awaited>();
     Connection connection(context, options.live, "sync");
     Live& live = connection.live();
     live.session().fence(
-        options.level, [answer](FenceResult const& result) { answer->result = result; },
+        options.level, [awaited](FenceResult const& result) { awaited->result = result; },
         options.all ? FenceExtent::all : FenceExtent::peer);
-    if (!live.until([&] { return answer->result.has_value(); })) {
+    Progress progress(context);
+    std::string const who = shown(live.session().peerName().view());
+    constexpr std::chrono::milliseconds betweenLooks{250};
+    Kor::Link::Timer const asking = live.every(
+        std::clamp(options.live.timeout / 4, 1ms, betweenLooks), [&live, &options, &progress, &who, awaited] {
+            if (options.all && !live.isOver()) {
+                askWho(live.session(), awaited);
+            }
+            progress.step([&] {
+                return awaited->peers.empty()
+                           ? "waits for " + who
+                           : "waits for " + std::to_string(awaited->peers.size()) + " of " +
+                                 std::to_string(std::max(awaited->asked, awaited->peers.size())) +
+                                 " peers of " + who + ": " + join(awaited->peers, ", ");
+            });
+        });
+    bool const isAnswered = live.until([&] { return awaited->result.has_value(); });
+    progress.end();
+    if (!isAnswered) {
         throw TimedOut("within " + std::to_string(options.live.timeout.count()) +
                        " ms not all that was written has been " +
-                       (options.level == FenceLevel::done ? "done" : "applied"));
+                       (options.level == FenceLevel::done ? "done" : "applied") + ": no answer from " +
+                       (awaited->peers.empty() ? who : enumerate(awaited->peers)));
     }
-    FenceResult const& result = *answer->result;
+    FenceResult const& result = *awaited->result;
     Listing listing({"outcome", "peers", "gone", "why"});
     listing.add({fenceOutcomeName(result.outcome), Cell::raw(std::to_string(result.peers)),
                  Cell::raw(std::to_string(result.gone)), std::string(result.why.view())});
@@ -142,9 +209,12 @@ Command const syncCommand = Row<SyncOptions>{
             takes.output(options.output, " (default: table)");
         },
     .run = sync,
-    .more = "The exit status is 1 when a process cannot do it, or has gone before it was done, and 5 when\n"
-            "there is no answer in time.\n\n"
-            "  loamtunnel sync --wait done --all --timeout 60000",
+    .more =
+        "The exit status is 1 when a process cannot do it, or has gone before it was done, and 5 when\n"
+        "there is no answer in time; those who have not answered are named then. A process that only looks\n"
+        "or asks, such as monitor, top, shell and application, is done as soon as it has applied what it\n"
+        "gets; a driver is when it has placed all, and kept it.\n\n"
+        "  loamtunnel sync --wait done --all --timeout 60000",
     .isInShell = true,
 };
 

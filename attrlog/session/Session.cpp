@@ -315,6 +315,10 @@ void Session::fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 ho
     impl_->fences.fence(level, std::move(hook), extent, hops);
 }
 
+std::size_t Session::openFences() const noexcept {
+    return impl_->fences.open();
+}
+
 bool Session::hasMounted(Name const& path) const noexcept {
     return impl_->offers.hasMounted(path);
 }

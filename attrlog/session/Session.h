@@ -209,6 +209,8 @@ public:
     /// (`failed`). Kor::RangeException for a closed session, and for more than 1024 fences that wait for
     /// their answers.
     void fence(FenceLevel level, FenceHook hook, FenceExtent extent = FenceExtent::peer);
+    /// How many fences the peer has not answered yet.
+    std::size_t openFences() const noexcept;
 
     /// The protocols that this program speaks.
     static constexpr U32 lowestProtocol = 2, highestProtocol = 3;

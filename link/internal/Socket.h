@@ -64,6 +64,9 @@ void tune(int fd) noexcept;
 
 /// For whom the peer of a Unix socket runs; none for another socket.
 std::optional<U32> peerUid(int fd) noexcept;
+/// Which process the peer of a Unix socket is, or 0: another socket, or a process outside of what the kernel
+/// shows to this one.
+U32 peerProcess(int fd) noexcept;
 U32 ownUid() noexcept;
 /// Why no peer of this user could be told from others: in a user namespace, it may stand for all users that
 /// are not known there. Empty where it does not.

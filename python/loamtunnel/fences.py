@@ -120,7 +120,7 @@ class Fences:
     def __init__(self, session: Session) -> None:
         self._session = session
         self._last = 0
-        self._asked: dict[int, Asked] = {}
+        self._asked: dict[int, Asked] = {}  # those that the peer has not answered
         self._unanswered: set[int] = set()  # numbers of the peer's
 
     def ask(
@@ -137,6 +137,10 @@ class Fences:
         asked = self._asked[self._last] = Asked(self._last, bits, hops, done)
         self._session._when_open(lambda: self._begin(asked))
         return asked
+
+    def open(self) -> int:
+        """How many the peer has not answered."""
+        return len(self._asked)
 
     def _no_fences(self) -> FenceFailed | None:
         session = self._session

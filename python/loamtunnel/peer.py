@@ -92,7 +92,8 @@ class _Link(asyncio.Protocol):
         link = transport.get_extra_info("socket")
         if link is not None and link.family == socket.AF_UNIX:
             credentials = link.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, struct.calcsize("3i"))
-            self.peer.session.detail = f"process {struct.unpack('3i', credentials)[0]}"
+            process = struct.unpack("3i", credentials)[0]
+            self.peer.session.detail = f"process {process}" if process else ""  # 0: outside of what the kernel shows here
         self.peer._flush()
 
     def data_received(self, data: bytes) -> None:

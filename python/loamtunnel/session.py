@@ -322,7 +322,9 @@ class Session:
         counts = self.counts
         return {
             "peer": self.name,
+            **({"detail": self.detail} if self.detail else {}),
             "entities": len(self.mounts),
+            "openFences": self._fences.open(),
             "recordsIn": counts["records in"],
             "bytesIn": counts["bytes in"],
             "recordsOut": counts["records out"],

@@ -404,6 +404,9 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
         EXPECT_EQ(other.join(), takesOver ? 0 : 1) << content("other.log");
         EXPECT_EQ(lost.empty(), !takesOver) << lost;
     }
+    EXPECT_NE(content("other.log").find("(process " + std::to_string(getpid()) + ", since "),
+              std::string::npos)
+        << content("other.log");
     EXPECT_NE(content("other.log").find("--takeover takes its place"), std::string::npos);
     driver.kill(SIGKILL);
     driver.join();

@@ -4,6 +4,7 @@
 #include "forms/Entries.h"
 #include "link/Connector.h"
 #include "tests/demo/OnDriver.h"
+#include "tests/tools/Terminal.h"
 
 #include <algorithm>
 #include <csignal>
@@ -378,6 +379,35 @@ TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
     EXPECT_NE(on("stats", {}).out.find("requestsRefused"), std::string::npos);
     driver.kill(SIGTERM);
     EXPECT_EQ(driver.join(), 0);
+}
+
+// Each process of the program says when it is done: those that ask, and those that only look.
+TEST_F(Driver, AllAreDoneWhoeverIsConnected) {
+    auto driver = serving(words(file("chip.img")));
+    std::ofstream entries(file("entries"));
+    for (int i = 0; i < 10'000; ++i) {
+        entries << "AradLifAcMp vsi=" << i << '\n';
+    }
+    entries.close();
+    auto application = start({"application", "--socket", socket(), "--app", "vtAppMpls", "--file",
+                              file("entries"), "--pace", "10"},
+                             "application.log");
+    Outcome const wait = on("wait", {"lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=3]"});
+    ASSERT_EQ(wait.status, 0) << wait.err;
+    auto monitor = start({"monitor", "--socket", socket()}, "monitor.log");
+    support::Terminal shell({"shell", "--socket", socket()});
+    ASSERT_TRUE(shell.shows("loamtunnel> "));
+    shell.type("get lifConfig.appConfig[vtAppMpls].app\n");
+    ASSERT_TRUE(shell.shows("vtAppMpls\r\n")) << shell.all();
+    ASSERT_TRUE(eventually([&] { return content("monitor.log").find("lifStatus") != std::string::npos; }));
+    Outcome const sync = on("sync", {"--wait", "done", "--all", "--format", "csv", "--no-headings"});
+    EXPECT_EQ(sync.status, 0) << sync.err;
+    EXPECT_EQ(sync.out, "done,4,0,\n"); // the driver is one of them
+    EXPECT_FALSE(application.status().has_value()) << content("application.log");
+    // A key that is none.
+    Outcome const nothing = on("explain", {""});
+    EXPECT_EQ(nothing.status, 1);
+    EXPECT_EQ(nothing.err, "loamtunnel: no type '': the name is empty; give one, such as AradLifAcMp\n");
 }
 
 TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {

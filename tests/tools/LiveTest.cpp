@@ -63,8 +63,14 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     auto const all = nlohmann::json::parse(on("sync", {"--all", "--json"}).out);
     EXPECT_EQ(all[0]["outcome"], "applied");
     EXPECT_EQ(all[0]["peers"], 2);
+    // It is named, and so is the process itself.
     watching.kill(SIGSTOP);
-    EXPECT_EQ(loamtunnel({"sync", "--all", "--socket", socket(), "--timeout", "300"}).status, 5);
+    Outcome const held = loamtunnel({"sync", "--all", "--socket", socket(), "--timeout", "1000"});
+    EXPECT_EQ(held.status, 5);
+    EXPECT_EQ(held.err,
+              "loamtunnel: within 1000 ms not all that was written has been applied: no answer from monitor "
+              "(process " +
+                  std::to_string(watching.id()) + ")\n");
     watching.kill(SIGKILL);
 
     auto const stats = nlohmann::json::parse(on("stats", {"--json"}).out);
@@ -86,6 +92,10 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     std::string const other = "lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=101]";
     for (Wrong const& each :
          {Wrong{"get", {"liff"}, "no root liff is offered; did you mean lif?", 4},
+          Wrong{"get", {""}, "no root '' is offered; there are evec and lif", 4},
+          Wrong{"wait", {""}, "no root '' is offered; there are evec and lif", 4},
+          Wrong{"get", {"lif."}, "has no attribute ''; there are appConfig"},
+          Wrong{"get", {"lif.appConfig[]"}, "no VtAppId is called ''; there are vtAppNone"},
           Wrong{"get", {other}, other + " is not there", 4},
           Wrong{"del", {other}, other + " is not there", 4},
           Wrong{"wait", {other + "=many"}, "'many' is no number"},

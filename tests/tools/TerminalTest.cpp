@@ -82,6 +82,23 @@ TEST_F(InTerminal, AShellCompletesGoesOnAndConnectsAgain) {
     EXPECT_EQ(kept.st_mode & 0777u, 0600u);
 }
 
+TEST_F(InTerminal, SyncTellsWhomItWaitsFor) {
+    auto server = serve();
+    auto watching = start({"monitor", "--socket", socket()}, "monitor.log");
+    auto stopped = start({"monitor", "--socket", socket()}, "stopped.log");
+    for (char const* const log : {"monitor.log", "stopped.log"}) {
+        ASSERT_TRUE(eventually([&] { return content(log).find("lif") != std::string::npos; }));
+    }
+    stopped.kill(SIGSTOP);
+    Terminal sync({"sync", "--socket", socket(), "--all", "--timeout", "60000"}, 200);
+    EXPECT_TRUE(
+        sync.shows("waits for 1 of 2 peers of serve: monitor (process " + std::to_string(stopped.id()) + ')'))
+        << sync.all();
+    stopped.kill(SIGCONT);
+    EXPECT_TRUE(sync.shows("applied")) << sync.all();
+    EXPECT_EQ(sync.join(), 0);
+}
+
 TEST_F(InTerminal, AShellRunsTheLinesOfAPipe) {
     auto const server = serve();
     Outcome const outcome =

@@ -146,6 +146,7 @@ TEST(Value, IsRefusedInOneLine) {
          1,
          "outLif: 65536 is too large for the row of chip 8, at most 65535"},
         {{"EvecKeyy", "1"}, 2, "no type EvecKeyy; did you mean EvecKey?"},
+        {{"", "1"}, 2, "no type '': the name is empty; give one, such as AradLifAcMp"},
         {{"LifAppConfig", "1"}, 2, "LifAppConfig is a type of objects; there is text of values alone"},
         {{"EvecKey"}, 2, "value takes either a value or --file FILE"},
         {{"EvecValue", "1", "--to", "row"}, 2, "--chip CHIP goes with --to row, and --to row with it"},

@@ -35,6 +35,8 @@ public:
 
     /// `hops` bounds how far one that asks for all is passed on.
     void fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 hops);
+    /// How many the peer has not answered.
+    std::size_t open() const noexcept { return asked_.size(); }
     void readFence(In& in);
     void readFenced(In& in);
     /// The peer is gone.
