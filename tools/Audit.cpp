@@ -243,9 +243,7 @@ struct AuditOptions {
 
 /// One comparison; whether nothing differs.
 bool auditOnce(Context& context, AuditOptions const& options, RowPrinter& printer) {
-    LiveOptions live = options.live;
-    live.signalsEndWaiting = options.every.count() != 0;
-    Connection connection(context, live, "audit");
+    Connection connection(context, options.live, "audit");
     ChipRows const rows = lasting(connection.live(), options.image);
     U64 differing = 0;
     for (auto const& [key, row] : rows.rows) {
@@ -281,7 +279,7 @@ void audit(Context& context, AuditOptions const& options) {
     }
     Kor::Link::Loop loop;
     bool isOver = false;
-    endingSignalsAre(loop, [&] { isOver = true; });
+    endingSignalsAre(loop, [&](int) { isOver = true; });
     int status = doneStatus;
     std::optional<int> failure; // of the last look, where none before has succeeded
     bool hasLooked = false;
@@ -296,6 +294,7 @@ void audit(Context& context, AuditOptions const& options) {
         } catch (Broken const&) {
             throw;
         } catch (Interrupted const&) {
+            isOver = true;
             break;
         } catch (Refused const& refused) { // a driver that has gone may come back
             context.note(std::string("not looked at: ") + refused.what());
@@ -309,7 +308,7 @@ void audit(Context& context, AuditOptions const& options) {
     if (status != doneStatus) {
         printer.end();
     }
-    context.status = hasLooked ? status : failure.value_or(status);
+    context.status = hasLooked || isOver ? status : failure.value_or(status);
 }
 
 } // namespace
@@ -331,6 +330,7 @@ Command const auditCommand = Row<AuditOptions>{
     .run = audit,
     .more = "A difference is told when three looks have found it. The exit status is 3 when there is one.",
     .isInShell = true,
+    .runsUntilTold = [](Context const&, AuditOptions const& options) { return options.every.count() != 0; },
 };
 
 } // namespace tool
