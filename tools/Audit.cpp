@@ -94,6 +94,7 @@ ChipRows chipRows(std::function<Json(std::string const& next)> const& ask) {
             }
             all.chip = chip;
             all.waiting = std::max(all.waiting, numberAt(answer, "waiting"));
+            all.refused = answer.find("refused") != nullptr ? numberAt(answer, "refused") : 0;
             for (auto const& [none, json] : membersAt(answer, "rows")) {
                 ChipRow row = rowOf(json, all.chip);
                 ChipRows::ByPlace::key_type key(row.form.table->name, row.array, row.entry);
@@ -223,6 +224,7 @@ ChipRows lasting(Live& live, std::string const& image) {
             return found == again.rows.end() || !found->second.isSameAs(each.second);
         });
         all.waiting = again.waiting;
+        all.refused = again.refused;
     }
     std::erase_if(all.rows,
                   [&](auto const& each) { return each.second.differs() && !differing.contains(each.first); });
@@ -259,6 +261,9 @@ bool auditOnce(Context& context, AuditOptions const& options, RowPrinter& printe
                        ", " + (differing == 0 ? "none differs" : std::to_string(differing) + " differ");
     if (rows.waiting != 0) {
         said += "; " + std::to_string(rows.waiting) + " changes wait to be written";
+    }
+    if (rows.refused != 0) {
+        said += "; " + std::to_string(rows.refused) + " requests are refused and have no row";
     }
     context.note(said);
     return differing == 0;

@@ -375,7 +375,13 @@ TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
     auto const kept = std::as_const(*configs).appConfig(app);
     ASSERT_TRUE(kept);
     EXPECT_LT(kept->reqCountMap().count(), 15'000u);
-    EXPECT_NE(on("stats", {}).out.find("requestsRefused"), std::string::npos);
+    auto const counted = [&](std::string const& name) {
+        return std::stoul(
+            "0" +
+            on("stats", {"--counter", name, "--format", "csv", "--no-headings"}).out.substr(name.size() + 2));
+    };
+    EXPECT_GT(counted("requestsRefused"), 10'000u);
+    EXPECT_EQ(counted("connectionsRefused"), 0u); // a counter, too
     driver.kill(SIGTERM);
     EXPECT_EQ(driver.join(), 0);
 }
