@@ -151,15 +151,27 @@ struct Row {
     void (*run)(Context& context, Options const& options);
     std::string more{};
     bool isInShell = false;
+    /// Whether it has no result to wait for, so that SIGINT, SIGTERM and SIGHUP tell it to end and are no
+    /// failure; null for never.
+    bool (*runsUntilTold)(Context const& context, Options const& options) = nullptr;
 
     // NOLINTNEXTLINE(google-explicit-constructor): what it is for
     operator Command() const {
         return {name, does,
-                [takes = takes, run = run](CLI::App& command, Context& context) {
+                [takes = takes, run = run, told = runsUntilTold](CLI::App& command, Context& context) {
                     auto const options = std::make_shared<Options>();
                     Takes all(command, context);
                     takes(all, *options);
-                    afterReading(command, [&context, options, run] { run(context, *options); });
+                    afterReading(command, [&context, options, run, told] {
+                        context.runsUntilTold = told != nullptr && told(context, *options);
+                        try {
+                            run(context, *options);
+                        } catch (Interrupted const&) {
+                            if (!context.runsUntilTold) {
+                                throw;
+                            }
+                        }
+                    });
                 },
                 more, isInShell};
     }

@@ -58,6 +58,8 @@ void eachLine(Context& context, std::string const& file,
                 throw;
             } catch (Broken const&) {
                 throw;
+            } catch (Interrupted const&) {
+                throw;
             } catch (Refused const& failure) {
                 context.report(where + ": " + failure.what());
             }

@@ -31,6 +31,8 @@ struct Context {
     int inDescriptor = -1, outDescriptor = -1;
     /// The connection of a shell, over which its commands go; null for one of each command's own.
     Live* live = nullptr;
+    /// Whether the command is one that runs until a signal tells it to end (Row::runsUntilTold).
+    bool runsUntilTold = false;
     /// Called before a message is written: what stands in the last line of a terminal gives way.
     std::function<void()> giveWay{};
     /// Stands before each message: the line of a script.

@@ -43,8 +43,19 @@ struct Broken : Refused {
 struct NoConnection : Refused {
     using Refused::Refused;
 };
+/// SIGINT, SIGTERM or SIGHUP has come. A command that runs until it is told to end is told by that, and ends
+/// with the status of what it has found. Any other is cut off: its status is 128 and the number of the
+/// signal, by which the program then ends (Row::runsUntilTold, main()).
+struct Interrupted : Refused {
+    explicit Interrupted(int which) : Refused("ended by a signal"), signal(which) {}
+    int signal;
+};
+constexpr int cutOffStatus = 128;
 
 inline int statusOf(Refused const& refused) {
+    if (auto const* const interrupted = dynamic_cast<Interrupted const*>(&refused)) {
+        return cutOffStatus + interrupted->signal;
+    }
     return dynamic_cast<WrongUsage const*>(&refused) != nullptr     ? wrongUsageStatus
            : dynamic_cast<NotThere const*>(&refused) != nullptr     ? notThereStatus
            : dynamic_cast<TimedOut const*>(&refused) != nullptr     ? timedOutStatus

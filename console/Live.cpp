@@ -80,8 +80,13 @@ Kor::Link::Address serverAddressOf(std::string const& text) {
     return addressOf(text);
 }
 
-void endingSignalsAre(Kor::Link::Loop& loop, std::function<void()> hook) {
-    loop.signalsAre({SIGINT, SIGTERM, SIGHUP}, [hook = std::move(hook)](int) { hook(); });
+void endingSignalsAre(Kor::Link::Loop& loop, std::function<void(int signal)> hook) {
+    static bool const outlivesTerminal = [] { // before it is first changed
+        struct sigaction before {};
+        return ::sigaction(SIGHUP, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
+    }();
+    outlivesTerminal ? loop.signalsAre({SIGINT, SIGTERM}, std::move(hook))
+                     : loop.signalsAre({SIGINT, SIGTERM, SIGHUP}, std::move(hook));
 }
 
 Kor::Link::Timer boundMemory(Kor::Link::Loop& loop, unsigned most,
@@ -126,8 +131,8 @@ Live::Live(LiveOptions const& options, std::string_view name, Context* terminal)
           }
       })) {
     options_.address = options.address.empty() ? connector_.address().path() : options.address;
-    if (options.signalsEndWaiting) {
-        signalsEndWaiting();
+    if (terminal != nullptr && terminal->runsUntilTold) {
+        endingSignalsAre(loop_, [this](int signal) { signal_ = signal; });
     }
     roots_.missingIs([this](std::string const& root) { want(root); });
     std::optional<Progress> progress;
@@ -160,10 +165,6 @@ bool Live::isOver() const {
 
 std::string Live::reason() const {
     return !tooMuch_.empty() ? tooMuch_ : std::string(connector_.lastReason().view());
-}
-
-void Live::signalsEndWaiting() {
-    loop_.signalsAre({SIGINT, SIGTERM, SIGHUP}, [this](int signal) { signal_ = signal; });
 }
 
 bool Live::isReadable(int descriptor, bool alsoIfOver) {
@@ -204,7 +205,7 @@ bool Live::until(std::function<bool()> const& condition) {
 
 void Live::mustGoOn() const {
     if (signal_ != 0) {
-        throw Interrupted("ended by a signal");
+        throw Interrupted(signal_);
     }
 }
 

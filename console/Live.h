@@ -34,9 +34,6 @@ struct LiveOptions {
     unsigned memory = 1024;
     /// When all is over, however often is waited; there is then no second try to connect, either.
     std::optional<std::chrono::steady_clock::time_point> end{};
-    /// Whether SIGINT, SIGTERM and SIGHUP end what is waited for, and not the process.
-    bool signalsEndWaiting = false;
-
     std::chrono::milliseconds left() const;
 };
 
@@ -49,8 +46,9 @@ Kor::Link::Address addressOf(std::string const& text);
 /// The same to listen. The folder of the user's own place is made; Refused if others can write to it.
 Kor::Link::Address serverAddressOf(std::string const& text);
 
-/// Calls the hook for SIGINT, SIGTERM and SIGHUP, in place of their own actions.
-void endingSignalsAre(Kor::Link::Loop& loop, std::function<void()> hook);
+/// Calls the hook for SIGINT, SIGTERM and SIGHUP, in place of their own actions, but not for one that this
+/// process was started to pass over, as nohup does.
+void endingSignalsAre(Kor::Link::Loop& loop, std::function<void(int signal)> hook);
 
 /// Calls the hook with the reason once this process holds more memory than so many MiB: what a peer sends may
 /// have no end.
@@ -67,15 +65,10 @@ Kor::Link::ConnectorConfig connectOnce(std::string_view name);
 /// Why there is no connection.
 NoConnection noConnection(std::string const& address, std::string_view reason);
 
-/// A signal has ended what was waited for.
-struct Interrupted : Refused {
-    using Refused::Refused;
-};
-
 class Live {
 public:
     /// Connects, waits for what is offered, and before that for a server that is not there yet, of which a
-    /// terminal is told.
+    /// terminal is told. Where the command runs until it is told to end, signals end what is waited for.
     Live(LiveOptions const& options, std::string_view name, Context* terminal = nullptr);
 
     /// Gets the root of the path, if it is not there yet.
@@ -97,8 +90,6 @@ public:
     /// Runs that long, unless the connection ends or a signal comes.
     void runFor(std::chrono::milliseconds time);
 
-    /// The same as the option, from now on.
-    void signalsEndWaiting();
     /// The signal that has come since the last call, or 0.
     int takeSignal() { return std::exchange(signal_, 0); }
     int signal() const { return signal_; }

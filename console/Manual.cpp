@@ -133,7 +133,10 @@ constexpr char statuses[] = ".SH EXIT STATUS\n"
                             ".TP\n3\nSomething differs.\n"
                             ".TP\n4\nWhat was asked for is not there.\n"
                             ".TP\n5\nThe time was over before.\n"
-                            ".TP\n6\nThere is no connection.\n";
+                            ".TP\n6\nThere is no connection.\n"
+                            ".TP\n128 and more\nSIGHUP (129), SIGINT (130) or SIGTERM (143) has cut the "
+                            "command off. One that runs until it is told to end, as servers and what watches "
+                            "do, is told by them, and ends with 0 or with what it has found before.\n";
 
 constexpr char environment[] =
     ".SH ENVIRONMENT\n"

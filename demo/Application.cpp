@@ -314,7 +314,7 @@ void driver(Context& context, DriverOptions const& options) {
                       shown(lockPath));
     }
     Kor::Link::Loop loop;
-    endingSignalsAre(loop, [&] { loop.stop(); });
+    endingSignalsAre(loop, [&](int) { loop.stop(); });
     Messages messages(context);
     auto const service = Kor::makePtr<Service>();
     diagnosticsAre(*service, {.setsTrace = true});
@@ -368,10 +368,17 @@ void application(Context& context, ApplicationOptions const& options) {
     bool isDelivered = false, mustAsk = true;
     std::string why;
     Kor::Link::Connector connector(loop, addressOf(options.address), config);
-    endingSignalsAre(loop, [&] {
-        messages.fail("ended by a signal");
+    int cutOffBy = 0;
+    endingSignalsAre(loop, [&](int signal) {
+        cutOffBy = signal;
         loop.stop();
     });
+    auto const mustGoOn = [&] {
+        if (cutOffBy != 0) {
+            messages.note("ended by a signal");
+            throw Interrupted(cutOffBy);
+        }
+    };
     bool isDone = false;
     // Why nothing comes: what the driver cannot do it says.
     auto const asking = loop.every(std::chrono::seconds(1), [&] {
@@ -402,6 +409,7 @@ void application(Context& context, ApplicationOptions const& options) {
             return isDone;
         },
         options.timeout);
+    mustGoOn();
     if (!isDone) {
         if (context.status == 0) { // else what was in the way has been told
             messages.fail("not done within " + std::to_string(options.timeout.count()) +
@@ -425,6 +433,7 @@ void application(Context& context, ApplicationOptions const& options) {
             return isDelivered || !why.empty();
         },
         options.timeout);
+    mustGoOn();
     if (!isDelivered) {
         if (context.status == 0) {
             messages.fail("the driver has not answered that all is there" +
@@ -464,6 +473,7 @@ Command const driverCommand = tool::Row<DriverOptions>{
             "EvecAppConfig as evecConfig, and offers these with lifStatus, outAcStatus and evecStatus to be "
             "read.\n"
             "The places are kept in a database beside the image, FILE.db; the image is made from it.",
+    .runsUntilTold = [](Context const&, DriverOptions const&) { return true; },
 };
 
 Command const applicationCommand = tool::Row<ApplicationOptions>{

@@ -285,6 +285,7 @@ Kor::String8 ChipDriver::rows(std::string const& argument) const {
     std::ostringstream text;
     JsonWriter json(text);
     json.beginObject().number("chip", how_.chip).number("waiting", pending_.size() + kept_.size() + failed());
+    json.number("refused", sum(&RowOwner::withoutPlace));
     json.key("rows").beginArray();
     RowOwner const& owner = *owners_.at(table);
     U32 const rows = image_.rows(owner.table());

@@ -101,9 +101,10 @@ public:
     Signals(Signals const&) = delete;
     Signals& operator=(Signals const&) = delete;
 
-    static void mustBeNone() {
+    static void mustBeNone(Context& context) {
         if (got != 0) {
-            throw Refused("ended by a signal");
+            context.note("ended by a signal");
+            throw Interrupted(got);
         }
     }
 
@@ -301,7 +302,7 @@ private:
     void wait(std::function<bool()> const& condition) {
         auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (!condition()) {
-            Signals::mustBeNone();
+            Signals::mustBeNone(context_);
             if (driver_->status()) {
                 mustBeWell(*driver_, "driver");
                 throw Refused("the driver has ended");
@@ -477,7 +478,7 @@ void demo(Context& context, DemoOptions const& given) {
     run.all({});
     run.table();
     run.end();
-    Signals::mustBeNone();
+    Signals::mustBeNone(context);
     if (options.kill.empty()) {
         return;
     }

@@ -223,6 +223,13 @@ public:
 
     U64 placed() const override { return placed_; }
     U64 refused() const override { return refused_; }
+    U64 withoutPlace() const override {
+        U64 count = 0;
+        for (auto const& [app, of] : apps_) {
+            count += of.refused.size();
+        }
+        return count;
+    }
 
     void explain(JsonWriter& json, std::string const& text, std::optional<App> only) const override {
         Key const key = Kor::strepToValue<Key>(Kor::String8(text));

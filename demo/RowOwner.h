@@ -68,7 +68,10 @@ public:
                               std::string& why) const = 0;
 
     virtual U64 placed() const = 0;
+    /// How often a request was refused.
     virtual U64 refused() const = 0;
+    /// How many requests have no place now.
+    virtual U64 withoutPlace() const = 0;
 
     /// Members of an object that tell where the key of that text is; of one application, or of all.
     virtual void explain(JsonWriter& json, std::string const& key, std::optional<App> app) const = 0;

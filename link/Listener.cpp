@@ -141,6 +141,9 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
 
 Listener::Listener(Loop& loop, Address const& address, ListenerConfig config)
     : impl_(std::make_shared<Impl>(loop, address, std::move(config))) {
+    if (impl_->config.service) {
+        impl_->config.service->count("connectionsRefused"); // that there are none is told, too
+    }
     impl_->waitToAccept();
 }
 

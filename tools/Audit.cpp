@@ -94,6 +94,7 @@ ChipRows chipRows(std::function<Json(std::string const& next)> const& ask) {
             }
             all.chip = chip;
             all.waiting = std::max(all.waiting, numberAt(answer, "waiting"));
+            all.refused = answer.find("refused") != nullptr ? numberAt(answer, "refused") : 0;
             for (auto const& [none, json] : membersAt(answer, "rows")) {
                 ChipRow row = rowOf(json, all.chip);
                 ChipRows::ByPlace::key_type key(row.form.table->name, row.array, row.entry);
@@ -223,6 +224,7 @@ ChipRows lasting(Live& live, std::string const& image) {
             return found == again.rows.end() || !found->second.isSameAs(each.second);
         });
         all.waiting = again.waiting;
+        all.refused = again.refused;
     }
     std::erase_if(all.rows,
                   [&](auto const& each) { return each.second.differs() && !differing.contains(each.first); });
@@ -243,9 +245,7 @@ struct AuditOptions {
 
 /// One comparison; whether nothing differs.
 bool auditOnce(Context& context, AuditOptions const& options, RowPrinter& printer) {
-    LiveOptions live = options.live;
-    live.signalsEndWaiting = options.every.count() != 0;
-    Connection connection(context, live, "audit");
+    Connection connection(context, options.live, "audit");
     ChipRows const rows = lasting(connection.live(), options.image);
     U64 differing = 0;
     for (auto const& [key, row] : rows.rows) {
@@ -261,6 +261,9 @@ bool auditOnce(Context& context, AuditOptions const& options, RowPrinter& printe
                        ", " + (differing == 0 ? "none differs" : std::to_string(differing) + " differ");
     if (rows.waiting != 0) {
         said += "; " + std::to_string(rows.waiting) + " changes wait to be written";
+    }
+    if (rows.refused != 0) {
+        said += "; " + std::to_string(rows.refused) + " requests are refused and have no row";
     }
     context.note(said);
     return differing == 0;
@@ -281,7 +284,7 @@ void audit(Context& context, AuditOptions const& options) {
     }
     Kor::Link::Loop loop;
     bool isOver = false;
-    endingSignalsAre(loop, [&] { isOver = true; });
+    endingSignalsAre(loop, [&](int) { isOver = true; });
     int status = doneStatus;
     std::optional<int> failure; // of the last look, where none before has succeeded
     bool hasLooked = false;
@@ -296,6 +299,7 @@ void audit(Context& context, AuditOptions const& options) {
         } catch (Broken const&) {
             throw;
         } catch (Interrupted const&) {
+            isOver = true;
             break;
         } catch (Refused const& refused) { // a driver that has gone may come back
             context.note(std::string("not looked at: ") + refused.what());
@@ -309,7 +313,7 @@ void audit(Context& context, AuditOptions const& options) {
     if (status != doneStatus) {
         printer.end();
     }
-    context.status = hasLooked ? status : failure.value_or(status);
+    context.status = hasLooked || isOver ? status : failure.value_or(status);
 }
 
 } // namespace
@@ -331,6 +335,7 @@ Command const auditCommand = Row<AuditOptions>{
     .run = audit,
     .more = "A difference is told when three looks have found it. The exit status is 3 when there is one.",
     .isInShell = true,
+    .runsUntilTold = [](Context const&, AuditOptions const& options) { return options.every.count() != 0; },
 };
 
 } // namespace tool

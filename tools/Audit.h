@@ -46,6 +46,8 @@ struct ChipRows {
     ByPlace rows;
     /// How many changes are not in the rows yet.
     U64 waiting = 0;
+    /// How many requests have no place, and so no row, where the driver says so.
+    U64 refused = 0;
 };
 
 /// A number of a driver's answer, at most that; Refused where it is none.

@@ -110,9 +110,9 @@ void logRecord(Context& context, LogRecordOptions const& options) {
             }
         }
     };
-    bool isInterrupted = false;
-    endingSignalsAre(loop, [&] {
-        isInterrupted = true;
+    int toldBy = 0;
+    endingSignalsAre(loop, [&](int signal) {
+        toldBy = signal;
         loop.stop();
     });
     std::string lost;
@@ -140,12 +140,19 @@ void logRecord(Context& context, LogRecordOptions const& options) {
     if (pieces == 0) {
         buffer.close();
         std::filesystem::remove(options.file);
+        if (toldBy != 0) {
+            context.note("nothing was recorded");
+            throw Interrupted(toldBy);
+        }
         throw noConnection(options.live.address, lost.empty() ? "no answer in time" : lost);
     }
     if (!refusal.empty()) {
         throw Refused(refusal);
     }
-    if (options.once && !isComplete && !isInterrupted) {
+    if (options.once && !isComplete && toldBy != 0) {
+        throw Interrupted(toldBy);
+    }
+    if (options.once && !isComplete) {
         throw Refused("not all that was asked for has come");
     }
     if (!lost.empty()) {
@@ -177,6 +184,7 @@ Command const logRecordCommand = Row<LogRecordOptions>{
             takes.live(options.live);
         },
     .run = logRecord,
+    .runsUntilTold = [](Context const&, LogRecordOptions const& options) { return !options.once; },
 };
 
 } // namespace tool

@@ -223,7 +223,7 @@ void monitor(Context& context, MonitorOptions const& options) {
     config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
         monitoring.note("no connection: " + std::string(reason.view()));
     };
-    endingSignalsAre(loop, [&] { loop.stop(); });
+    endingSignalsAre(loop, [&](int) { loop.stop(); });
     Kor::Link::Connector connector(loop, addressOf(options.live.address), config);
     auto const bound = boundMemory(loop, options.live.memory, [&](std::string const& reason) {
         monitoring.failure = reason;
@@ -265,6 +265,7 @@ Command const monitorCommand = Row<MonitorOptions>{
     .run = monitor,
     .more = "A connection that is lost is made again; lines with -- in front tell of it.",
     .isInShell = true,
+    .runsUntilTold = [](Context const&, MonitorOptions const&) { return true; },
 };
 
 } // namespace tool

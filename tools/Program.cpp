@@ -104,10 +104,13 @@ int run(std::vector<std::string> const& arguments, Context context) {
                  isInShell ? "" : "loamtunnel");
     app.set_version_flag("--version", "loamtunnel " LOAM_VERSION);
     app.require_subcommand(1);
-    app.footer("`loamtunnel COMMAND --help` tells more. Results go to the standard output, messages to the\n"
-               "standard error. Exit status: 0 done, 1 refused or failed, 2 wrong usage, 3 differs, 4 not "
-               "there, 5 timed\n"
-               "out, 6 no connection.");
+    app.footer(
+        "`loamtunnel COMMAND --help` tells more. Results go to the standard output, messages to the\n"
+        "standard error. Exit status: 0 done, 1 refused or failed, 2 wrong usage, 3 differs, 4 not "
+        "there, 5 timed\n"
+        "out, 6 no connection; 128 and its number when a signal has cut it off. Commands that run until "
+        "they\n"
+        "are told to end, such as serve, are told by SIGINT, SIGTERM or SIGHUP, and that is 0.");
     addCommands(app, context, isInShell);
     if (isInShell) {
         app.description("The commands of the shell; help COMMAND tells more, quit ends it");
@@ -155,6 +158,11 @@ int run(std::vector<std::string> const& arguments, Context context) {
             fails(refusalOf(app, error), wrongUsageStatus);
         } catch (Broken const&) {
             throw;
+        } catch (Interrupted const& interrupted) { // whose sender need not be told
+            context.status = statusOf(interrupted);
+            if (isInShell) {
+                context.note(interrupted.what());
+            }
         } catch (Refused const& failure) {
             fails(failure.what(), statusOf(failure)); // what came before it is printed all the same
         }

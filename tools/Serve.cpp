@@ -61,7 +61,7 @@ void serve(Context& context, ServeOptions const& options) {
             "there is nothing to serve; give NAME=TYPE, or --run FILE with a script that makes entities");
     }
     Kor::Link::Loop loop;
-    endingSignalsAre(loop, [&] { loop.stop(); });
+    endingSignalsAre(loop, [&](int) { loop.stop(); });
     Messages messages(context);
     auto const ticking = loop.every(std::chrono::seconds(1), [&] {
         messages.tick();
@@ -103,10 +103,11 @@ Command const serveCommand = Row<ServeOptions>{
             takes.socket(options.address);
         },
     .run = serve,
-    .more = "It ends with SIGINT, SIGTERM or SIGHUP.\n\n"
+    .more = "SIGINT, SIGTERM or SIGHUP ends it, with status 0.\n\n"
             "  loamtunnel serve lif=LifAppConfigDir --writable &\n"
             "  loamtunnel set 'lif.appConfig[vtAppMpls]'\n"
             "  loamtunnel monitor",
+    .runsUntilTold = [](Context const&, ServeOptions const&) { return true; },
 };
 
 } // namespace tool

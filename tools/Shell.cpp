@@ -25,11 +25,14 @@ struct ShellOptions {
     LiveOptions live;
 };
 
+bool isPrompt(Context const& context) {
+    return isTerminal(context.inDescriptor) && isTerminal(context.outDescriptor);
+}
+
 class Shell {
 public:
     Shell(Context& context, ShellOptions const& options)
-        : context_(context), options_(options),
-          isTerminal_(isTerminal(context.inDescriptor) && isTerminal(context.outDescriptor)) {}
+        : context_(context), options_(options), isTerminal_(isPrompt(context)) {}
 
     void run() {
         connect();
@@ -68,9 +71,6 @@ private:
         bool const isAgain = live_ != nullptr;
         std::string const lost = isAgain && !isLossTold_ ? live_->reason() : "";
         live_ = std::make_unique<Live>(options_.live, "shell", &context_);
-        if (isTerminal_) {
-            live_->signalsEndWaiting();
-        }
         if (completer_) {
             completer_->forget();
         }
@@ -130,6 +130,10 @@ private:
             return command(line);
         } catch (Broken const&) {
             throw;
+        } catch (Interrupted const& interrupted) {
+            isEnding_ = interrupted.signal != SIGINT;
+            context_.note(interrupted.what());
+            return statusOf(interrupted);
         } catch (Refused const& refused) {
             context_.note(where_ + refused.what());
             return statusOf(refused);
@@ -166,7 +170,7 @@ private:
         own.where = where_;
         int const status = tool::run(arguments, own);
         int const signal = live_->takeSignal();
-        isEnding_ = isEnding_ || (signal != 0 && (signal != SIGINT || !isTerminal_));
+        isEnding_ = isEnding_ || (signal != 0 && signal != SIGINT);
         return status;
     }
 
@@ -201,6 +205,7 @@ Command const shellCommand = Row<ShellOptions>{
         "same.\n\n"
         "  loamtunnel shell\n"
         "  printf '%s\\n' 'get lif.appConfig' 'stats' | loamtunnel shell",
+    .runsUntilTold = [](Context const& context, ShellOptions const&) { return isPrompt(context); },
 };
 
 } // namespace tool

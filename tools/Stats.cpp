@@ -69,7 +69,6 @@ void stats(Context& context, StatsOptions const& options) {
     }
     columns.insert(columns.begin(), "time");
     RowPrinter printer(context.out, columns, options.output, RowPrinter::Rows::lines);
-    live.signalsEndWaiting();
     while (live.signal() == 0) {
         std::string const time = timeNow();
         for (auto& row : counterRows(live.ask("stats", ""), options)) {
@@ -104,6 +103,7 @@ Command const statsCommand = Row<StatsOptions>{
     .more = "With --watch JSON has an object a line.\n\n"
             "  loamtunnel stats --counter 'records*' --watch 5",
     .isInShell = true,
+    .runsUntilTold = [](Context const&, StatsOptions const& options) { return options.watch != 0; },
 };
 
 } // namespace tool

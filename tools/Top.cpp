@@ -180,14 +180,22 @@ public:
           rows_(context.out, headings(), options.output, RowPrinter::Rows::lines) {}
 
     void run() {
+        Kor::Link::Loop between; // hears signals while there is no connection, too
+        bool isTold = false;
+        if (context_.runsUntilTold) {
+            endingSignalsAre(between, [&](int) { isTold = true; });
+        }
         std::optional<Keys> keys;
         std::optional<Sample> before;
         for (bool hasLooked = false;;) {
+            between.poll();
+            if (isTold) {
+                return;
+            }
             std::string lost;
             try {
                 if (!live_) {
-                    live_.emplace(options_.live, "top");
-                    live_->signalsEndWaiting();
+                    live_.emplace(options_.live, "top", &context_);
                     keys.emplace(isPage_ ? context_.inDescriptor : -1);
                 }
                 Sample now = Sample::of(live_->ask("stats", ""));
@@ -207,13 +215,11 @@ public:
                 lost = failure.what();
             } catch (TimedOut const& failure) {
                 lost = failure.what();
-            } catch (Interrupted const&) {
-                return;
             }
             if (!hasLooked || options_.once) {
                 throw NoConnection(lost);
             }
-            keys.reset(); // so that Ctrl-C may end it, and leaves the terminal as it was
+            keys.reset(); // which leaves the terminal as it was
             live_.reset();
             before.reset();
             if (isPage_) {
@@ -222,7 +228,7 @@ public:
             } else {
                 context_.note(lost + "; it is tried again");
             }
-            ::poll(nullptr, 0, static_cast<int>(std::min(options_.every, mostApart).count()));
+            between.runUntil([&] { return isTold; }, std::min(options_.every, mostApart));
         }
     }
 
@@ -342,6 +348,7 @@ Command const topCommand = Row<TopOptions>{
         "peer.\n\n"
         "  loamtunnel top --sort marks\n"
         "  loamtunnel top --once --json",
+    .runsUntilTold = [](Context const&, TopOptions const& options) { return !options.once; },
 };
 
 } // namespace tool

@@ -328,6 +328,7 @@ Command const traceCommand = Row<TraceOptions>{
             "  loamtunnel trace --follow --level 8 --text vsi\n"
             "  driver 2>&1 | loamtunnel trace 'LoamTunnel*' --file - --json",
     .isInShell = true,
+    .runsUntilTold = [](Context const&, TraceOptions const& options) { return options.follow; },
 };
 
 } // namespace tool

@@ -24,10 +24,16 @@ int main(int count, char** arguments) {
         bool const plain = std::getenv("NO_COLOR") != nullptr;
         tool::FdIn in(STDIN_FILENO, "the standard input");
         tool::FdOut out(STDOUT_FILENO, "the results");
-        return tool::run({arguments + 1, arguments + count},
-                         {in, out, std::cerr, !plain && isatty(STDOUT_FILENO) == 1,
-                          !plain && isatty(STDERR_FILENO) == 1, 0, STDERR_FILENO, STDIN_FILENO,
-                          STDOUT_FILENO});
+        int const status =
+            tool::run({arguments + 1, arguments + count},
+                      {in, out, std::cerr, !plain && isatty(STDOUT_FILENO) == 1,
+                       !plain && isatty(STDERR_FILENO) == 1, 0, STDERR_FILENO, STDIN_FILENO, STDOUT_FILENO});
+        if (status >
+            tool::cutOffStatus) { // as if there had been nothing to clean up: a shell's loop ends, too
+            std::signal(status - tool::cutOffStatus, SIG_DFL);
+            std::raise(status - tool::cutOffStatus);
+        }
+        return status;
     } catch (std::bad_alloc const&) {
         return failed("there is not enough memory");
     } catch (std::exception const& exception) {

@@ -70,17 +70,19 @@ TEST(AuditRows, AnAnswerThatIsNoneIsRefused) {
                std::string(row).replace(row.find(before), before.size(), after) + "]}";
     };
     EXPECT_EQ(rows(R"({"chip": 8, "waiting": 2, "rows": [)" + row + "]}").waiting, 2u);
+    EXPECT_EQ(rows(R"({"chip": 8, "waiting": 0, "refused": 3, "rows": []})").refused, 3u);
     for (std::string const& wrong : std::vector<std::string>{
              "[]", "{}", R"({"chip": 6, "waiting": 0, "rows": []})",
-             R"({"chip": 8, "waiting": -1, "rows": []})", R"({"chip": 8, "waiting": 0, "rows": "x"})",
-             R"({"chip": 8, "waiting": 0, "rows": [{}]})", R"({"chip": 8, "rows": []})",
-             R"({"chip": "8", "waiting": 0, "rows": {}})", R"({"chip": [8], "waiting": 0, "rows": []})",
-             R"({"chip": 8, "waiting": 0, "rows": [7]})", withRow("EvecTable", "Evec"),
-             withRow("0 0", "0 0 0"), withRow("0 1", "0 1ffffffff"), withRow("[]", "{}"),
-             withRow("[]", R"([{"app": "x"}])"), withRow("[]", R"([{"app": "x", "index": 4294967296}])"),
-             withRow("[]", R"(["vtAppMpls"])"), withRow("\"variant\": 0", "\"variant\": 256"),
-             withRow("\"array\": 0", "\"array\": 1"), withRow("\"array\": 0", "\"array\": -1"),
-             withRow("\"entry\": 1", "\"entry\": 512"),
+             R"({"chip": 8, "waiting": -1, "rows": []})",
+             R"({"chip": 8, "waiting": 0, "refused": "3", "rows": []})",
+             R"({"chip": 8, "waiting": 0, "rows": "x"})", R"({"chip": 8, "waiting": 0, "rows": [{}]})",
+             R"({"chip": 8, "rows": []})", R"({"chip": "8", "waiting": 0, "rows": {}})",
+             R"({"chip": [8], "waiting": 0, "rows": []})", R"({"chip": 8, "waiting": 0, "rows": [7]})",
+             withRow("EvecTable", "Evec"), withRow("0 0", "0 0 0"), withRow("0 1", "0 1ffffffff"),
+             withRow("[]", "{}"), withRow("[]", R"([{"app": "x"}])"),
+             withRow("[]", R"([{"app": "x", "index": 4294967296}])"), withRow("[]", R"(["vtAppMpls"])"),
+             withRow("\"variant\": 0", "\"variant\": 256"), withRow("\"array\": 0", "\"array\": 1"),
+             withRow("\"array\": 0", "\"array\": -1"), withRow("\"entry\": 1", "\"entry\": 512"),
              // Its place is in the table, if it is counted in 32 bits.
              withRow("\"array\": 0", "\"array\": 8388608"), withRow("\"entry\": 1", "\"entry\": 1e0"),
              withRow("}", "}, " + row), R"({"chip": 8, "waiting": 0, "rows": [], "next": "0 0"})"}) {
@@ -381,6 +383,7 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
     loop.runUntil([&] { return !why.empty(); }, std::chrono::seconds(20));
     EXPECT_EQ(why,
               "1 requests have no place; vtAppVxlan, EvecKey fapMask=0 index=0: slot 0 belongs to vtAppMpls");
+    EXPECT_NE(on("audit", {}).err.find("; 1 requests are refused and have no row"), std::string::npos);
     // Somebody else asks as that application: not without saying so.
     std::ofstream(file("evec")) << "AradLifAcMp vsi=200\n";
     auto const config200 = lifAppConfigFactory(Hardware::Loam::vtAppEvpn);

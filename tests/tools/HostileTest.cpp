@@ -198,7 +198,7 @@ protected:
         for (auto const& each : std::filesystem::directory_iterator(folder())) {
             std::string const name = each.path().filename();
             names += name == "silent" || name == "entries" || name == "log" || name == "command.log" ||
-                             name.starts_with("chip.img") || name == "run"
+                             name.starts_with("chip.img") || name.starts_with("live") || name == "run"
                          ? ""
                          : name + ' ';
         }
@@ -206,7 +206,7 @@ protected:
     }
 };
 
-TEST_F(Ends, ASignalInTheMiddleEndsEachCommandAndNothingIsLeft) {
+TEST_F(Ends, ASignalEndsEachCommandAsItsWorkIsAndNothingIsLeft) {
     // It takes connections, and says nothing.
     int const silent = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un at{};
@@ -214,59 +214,87 @@ TEST_F(Ends, ASignalInTheMiddleEndsEachCommandAndNothingIsLeft) {
     file("silent").copy(at.sun_path, sizeof at.sun_path - 1);
     ASSERT_EQ(::bind(silent, reinterpret_cast<sockaddr const*>(&at), sizeof at), 0);
     ASSERT_EQ(::listen(silent, 100), 0);
+    auto const live =
+        start({"driver", "--chip", "8", "--image", file("live.img"), "--socket", file("live")}, "live.log");
+    ASSERT_TRUE(eventually([&] { return content("live.log").find("serving at") != std::string::npos; }));
     std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
+    // Told: it runs until then. Cut off: its result was not there yet.
+    enum Work { told, cutOff };
     struct Command {
         std::vector<std::string> words;
-        std::string at;
-        int status; // -1: that of a process whom the signal has ended
-        char const* sign = nullptr;
+        Work work;
+        std::vector<std::string> at;
+        /// What it prints once it is at work there; else it is a moment later.
+        std::string sign{};
     };
+    std::vector<std::string> const withoutAnswer{"silent", "nowhere"},
+        everywhere{"silent", "nowhere", "live"};
     std::vector<Command> const commands{
-        {{"tree"}, "silent", -1},
-        {{"get", "lif"}, "silent", -1},
-        {{"set", "lif", "1"}, "silent", -1},
-        {{"del", "lif[1]"}, "silent", -1},
-        {{"wait", "lif"}, "silent", -1},
-        {{"stats"}, "silent", -1},
-        {{"trace"}, "silent", -1},
-        {{"trace", "--follow"}, "silent", -1},
-        {{"monitor"}, "silent", 0},
-        {{"log", "record", file("log"), "--force"}, "silent", 0},
-        {{"application", "--app", "vtAppMpls", "--file", file("entries")}, "silent", 1},
-        {{"application", "--app", "vtAppMpls", "--file", file("entries")}, "nowhere", 1},
-        {{"serve", "lif=LifAppConfigDir"}, "socket", 0, "serving at"},
-        {{"driver", "--chip", "8", "--image", file("chip.img")}, "socket", 0, "serving at"},
+        {{"tree"}, cutOff, withoutAnswer},
+        {{"get", "lif"}, cutOff, withoutAnswer},
+        {{"set", "lif", "1"}, cutOff, withoutAnswer},
+        {{"del", "lif[1]"}, cutOff, withoutAnswer},
+        {{"wait", "lifStatus.appStatus[vtAppMpls]", "--timeout", "60000"}, cutOff, everywhere},
+        {{"sync"}, cutOff, withoutAnswer},
+        {{"explain", "EvecKey fapMask=0 index=4"}, cutOff, withoutAnswer},
+        {{"shell"}, cutOff, withoutAnswer},
+        {{"stats"}, cutOff, withoutAnswer},
+        {{"stats", "--watch", "60"}, told, everywhere},
+        {{"trace"}, cutOff, withoutAnswer},
+        {{"trace", "--follow"}, told, everywhere},
+        {{"top", "--every", "60000"}, told, everywhere},
+        {{"top", "--once", "--every", "60000"}, cutOff, everywhere},
+        {{"audit"}, cutOff, withoutAnswer},
+        {{"audit", "--every", "60"}, told, everywhere, "none differs"},
+        {{"monitor"}, told, everywhere, "lifStatus"},
+        {{"log", "record", file("log"), "--force"}, told, {"silent", "live"}},
+        {{"log", "record", file("log"), "--force", "--once"}, cutOff, {"silent"}},
+        {{"application", "--app", "vtAppMpls", "--file", file("entries")}, cutOff, withoutAnswer},
+        {{"application", "--app", "vtAppMpls", "--file", file("entries"), "--pace", "60000"},
+         cutOff,
+         {"live"}},
+        {{"serve", "lif=LifAppConfigDir"}, told, {"socket"}, "serving at"},
+        {{"driver", "--chip", "8", "--image", file("chip.img")}, told, {"socket"}, "serving at"},
     };
     std::vector<int> accepted;
     for (Command const& each : commands) {
-        for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
-            SCOPED_TRACE(each.words[0] + ' ' + each.at + ' ' + std::to_string(signal));
-            std::filesystem::remove(file("command.log"));
-            auto words = each.words;
-            words.insert(words.end(), {"--socket", file(each.at)});
-            auto command = start(words, "command.log");
-            if (each.sign != nullptr) {
-                ASSERT_TRUE(
-                    eventually([&] { return content("command.log").find(each.sign) != std::string::npos; }));
-            } else {
+        for (std::string const& place : each.at) {
+            for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
+                SCOPED_TRACE(each.words[0] + ' ' + place + ' ' + std::to_string(signal));
+                std::filesystem::remove(file("command.log"));
+                auto words = each.words;
+                words.insert(words.end(), {"--socket", file(place)});
+                auto command = start(words, "command.log");
+                ASSERT_TRUE(each.work == cutOff ||
+                            eventually([&] { return support::hears(command.id(), signal); }));
                 pollfd connecting{silent, POLLIN, 0};
-                bool const isThere = each.at == "silent" && ::poll(&connecting, 1, 10'000) == 1;
-                if (isThere) { // it has begun, and stays without an answer
-                    accepted.push_back(::accept(silent, nullptr, nullptr));
+                if (!each.sign.empty() && place != "silent" && place != "nowhere") {
+                    ASSERT_TRUE(eventually(
+                        [&] { return content("command.log").find(each.sign) != std::string::npos; }));
+                } else if (place == "silent" && ::poll(&connecting, 1, 10'000) == 1) {
+                    accepted.push_back(::accept(silent, nullptr, nullptr)); // it stays without an answer
                 }
-                std::this_thread::sleep_for(isThere ? 150ms : 1000ms);
+                std::this_thread::sleep_for(50ms);
+                command.kill(signal);
+                EXPECT_TRUE(eventually([&] { return command.status().has_value(); }));
+                EXPECT_EQ(command.status(), each.work == told ? 0 : 128 + signal) << content("command.log");
+                EXPECT_EQ(left(), "");
             }
-            command.kill(signal);
-            EXPECT_TRUE(eventually([&] { return command.status().has_value(); }));
-            EXPECT_EQ(command.status(), each.status < 0 ? 128 + signal : each.status)
-                << content("command.log");
-            EXPECT_EQ(left(), "");
         }
     }
     for (int const each : accepted) {
         ::close(each);
     }
     ::close(silent);
+    // What nohup starts outlives the terminal.
+    auto const before = std::signal(SIGHUP, SIG_IGN);
+    auto server = start({"serve", "lif=LifAppConfigDir", "--socket", socket()}, "command.log");
+    static_cast<void>(std::signal(SIGHUP, before));
+    ASSERT_TRUE(eventually([&] { return support::hears(server.id(), SIGTERM); }));
+    server.kill(SIGHUP);
+    EXPECT_EQ(on("sync", {}).status, 0);
+    server.kill(SIGTERM);
+    EXPECT_EQ(server.join(), 0);
 }
 
 TEST_F(Ends, TooFewDescriptorsOrTooLittleMemoryIsOneLine) {

@@ -59,4 +59,15 @@ inline Outcome loamtunnel(std::vector<std::string> const& arguments, std::string
     return outcome;
 }
 
+/// Whether a process has a handler for a signal by now, as the kernel tells it.
+inline bool hears(pid_t process, int signal) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("SigCgt:")) {
+            return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) != 0;
+        }
+    }
+    return false;
+}
+
 } // namespace support
