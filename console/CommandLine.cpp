@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <sstream>
 
 namespace tool {
 
@@ -29,6 +30,28 @@ std::vector<std::string> spellingsOf(CLI::Option const& option) {
 
 std::string typeOf(CLI::Option const& option) {
     return option.get_items_expected_max() == 0 ? "" : option.get_type_name();
+}
+
+std::shared_ptr<CLI::FormatterBase> helpFormatter() {
+    struct InOrder : CLI::Formatter {
+        std::string make_option_opts(CLI::Option const* option) const override {
+            std::string text = Formatter::make_option_opts(option);
+            std::string const label = ' ' + get_label("Excludes") + ':'; // the last of them
+            std::size_t const at = text.rfind(label);
+            if (at == text.npos) {
+                return text;
+            }
+            std::istringstream in(text.substr(at + label.size()));
+            std::vector<std::string> names(std::istream_iterator<std::string>(in), {});
+            std::ranges::sort(names);
+            text.resize(at + label.size());
+            for (std::string const& name : names) {
+                text += ' ' + name;
+            }
+            return text;
+        }
+    };
+    return std::make_shared<InOrder>();
 }
 
 std::string flowing(std::string text) {

@@ -3,6 +3,7 @@
 /// What the command line knows of itself, for its manual pages and its completion.
 
 #include <CLI/CLI.hpp>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,10 @@ std::vector<CLI::Option*> optionsOf(CLI::App& app);
 std::vector<std::string> spellingsOf(CLI::Option const& option);
 /// What an option takes, such as TABLE; empty for a flag.
 std::string typeOf(CLI::Option const& option);
+
+/// How help is laid out: as CLI11 does, but what an option excludes by name; CLI11 keeps that in an order
+/// that is another one in each run.
+std::shared_ptr<CLI::FormatterBase> helpFormatter();
 
 /// A text without the line breaks that a terminal's help has.
 std::string flowing(std::string text);

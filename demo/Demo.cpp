@@ -256,7 +256,7 @@ public:
         mustBeComposed<OutAcs>(image);
         mustBeComposed<Evecs>(image);
         listing.print(context_.out, options_.output);
-        say(std::to_string(rows) + " rows read back from the image: " + std::to_string(fields_) +
+        say(std::to_string(rows) + " rows read back: " + std::to_string(fields_) +
             " fields are what was asked for, and no other row is written");
     }
 

@@ -103,6 +103,7 @@ int run(std::vector<std::string> const& arguments, Context context) {
     CLI::App app("Rows of the chip tables, and the types and values of the model",
                  isInShell ? "" : "loamtunnel");
     app.set_version_flag("--version", "loamtunnel " LOAM_VERSION);
+    app.formatter(helpFormatter()); // which the commands take over
     app.require_subcommand(1);
     app.footer(
         "`loamtunnel COMMAND --help` tells more. Results go to the standard output, messages to the\n"

@@ -1,0 +1,234 @@
+/// What the program prints of a live tree, each command that takes such a thing reads back: paths and values
+/// of every type, by lot, in both forms and as JSON.
+
+#include "forms/Values.h"
+#include "reflect/AttrLogType.h"
+#include "reflect/KorType.h"
+#include "support/AnyValue.h"
+#include "tests/tools/InFolder.h"
+
+#include <algorithm>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Kor::KorType;
+using nlohmann::json;
+using support::loamtunnel;
+using support::Outcome;
+
+/// What is printed in lines, without their ends.
+std::vector<std::string> linesOf(std::string const& text) {
+    std::vector<std::string> all;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        all.push_back(line);
+    }
+    return all;
+}
+
+class RoundTrip : public support::InFolder {
+protected:
+    struct Server {
+        std::string address;
+        tool::Child process;
+    };
+
+    /// Serves all types that are made of nothing, each as a root.
+    Server serve(std::string const& name) {
+        std::vector<std::string> words{"serve", "--writable", "--socket", file(name)};
+        words.insert(words.end(), roots_.begin(), roots_.end());
+        auto process = start(words, name + ".log");
+        EXPECT_TRUE(eventually([&] { return content(name + ".log").find("\n") != std::string::npos; }));
+        EXPECT_NE(content(name + ".log").find("serving at"), std::string::npos) << content(name + ".log");
+        return {file(name), std::move(process)};
+    }
+
+    static Outcome at(Server const& server, std::string const& command, std::vector<std::string> words,
+                      std::string const& input = "") {
+        words.insert(words.begin(), {command, "--socket", server.address});
+        if (command != "run") {
+            words.insert(words.end(), {"--timeout", "20000"});
+        }
+        return loamtunnel(words, input);
+    }
+    static json rowsOf(Outcome const& outcome) {
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.err, "");
+        return json::parse(outcome.out);
+    }
+    static json tree(Server const& server) { return rowsOf(at(server, "tree", {"--json"})); }
+
+    static bool isMadeByItself(KorType const& type) {
+        return loamtunnel({"run", "-"}, "new " + std::string(type.typeName().view()) + " x\n").status == 0;
+    }
+
+    void write(std::string const& path, std::string const& value = "") {
+        lines_ += path + (value.empty() ? "" : ' ' + value) + '\n';
+        written_.insert(path);
+    }
+
+    /// Lines for `set --file` that fill an entity.
+    void fill(KorType const& type, std::string const& path) {
+        for (auto const& attr : type.attributes()) {
+            Kor::Shape const& shape = attr->shape();
+            // A queue of which only what is there can be set.
+            if (attr->isOfEveryEntity() || shape.isOperation() || shape.reference ||
+                attr->name() == "freeMirrorSession") {
+                continue;
+            }
+            std::string const at = path + '.' + std::string(attr->name().view());
+            if (!shape.keyed) {
+                if (shape.settable && shape.role == Kor::Role::singleton) {
+                    write(at, Kor::Forms::shortText(*support::randomBox(*attr->type(), random_)));
+                }
+                continue;
+            }
+            for (int i = 0; i < 3; ++i) {
+                if (shape.child) {
+                    std::string const member = at + '[' + randomKey(*attr->keyType()) + ']';
+                    write(member);
+                    fill(*attr->type(), member);
+                    continue;
+                }
+                support::Box const value = support::randomBox(*attr->type(), random_);
+                std::string const key = shape.keyInside ? Kor::Forms::keyText(*keyIn(*value, *attr))
+                                                        : randomKey(*attr->keyType());
+                write(at + '[' + key + ']', Kor::Forms::shortText(*value));
+            }
+        }
+    }
+    static support::Box keyIn(Kor::GenericIf& value, Kor::KorAttr const& map) {
+        Kor::KorAttr const* const key = map.type()->typeAttr()->attr(map.keyAttributeName());
+        return value.attributeOp({key->attributeId(), Kor::GenericIf::AttributeOp::get}, nullptr, nullptr);
+    }
+    std::string randomKey(KorType const& type) {
+        return Kor::Forms::keyText(*support::randomBox(type, random_));
+    }
+
+    support::Random random_;
+    std::vector<std::string> roots_;
+    std::string lines_;
+    std::set<std::string> written_;
+};
+
+TEST_F(RoundTrip, WhatIsPrintedOfEveryTypeIsRead) {
+    for (KorType const* type : KorType::all()) {
+        if (type->isEntity() && Kor::AttrLogType::named(type->typeName().view()) != nullptr &&
+            isMadeByItself(*type)) {
+            std::string const root = "r" + std::to_string(roots_.size());
+            roots_.push_back(root + '=' + std::string(type->typeName().view()));
+            fill(*type, root);
+        }
+    }
+    ASSERT_GT(roots_.size(), 15u);
+    Server const first = serve("first");
+    Outcome const filled = at(first, "set", {"--file", "-"}, lines_);
+    ASSERT_EQ(filled.err, "");
+    ASSERT_EQ(filled.status, 0);
+    json const meant = tree(first);
+    std::set<std::string> there;
+    for (json const& row : meant) {
+        there.insert(row["path"]);
+    }
+    for (std::string const& path : written_) { // a path is printed as it is typed
+        EXPECT_TRUE(there.contains(path)) << path;
+    }
+
+    // A monitor begins with the lines of the tree.
+    json heard = json::array();
+    for (std::string const& line : linesOf(at(first, "monitor", {"--json", "--for", "1"}).out)) {
+        json const event = json::parse(line);
+        heard.push_back({{"path", event["path"]}, {"type", event["type"]}, {"value", event["value"]}});
+    }
+    json inOrder = meant; // a monitor shows each root as it comes
+    std::sort(heard.begin(), heard.end());
+    std::sort(inOrder.begin(), inOrder.end());
+    EXPECT_EQ(heard, inOrder);
+
+    for (std::string const form : {"short", "text"}) {
+        SCOPED_TRACE(form);
+        std::vector<std::string> places;
+        std::string gets;
+        for (json const& row : meant) {
+            if (!row["value"].is_null()) {
+                places.push_back(row["path"]);
+                gets += "get " + places.back() + '\n';
+            }
+        }
+        Outcome const got = at(first, "run", {"--form", form, "-"}, gets);
+        EXPECT_EQ(got.err, "");
+        std::vector<std::string> const values = linesOf(got.out);
+        ASSERT_EQ(values.size(), places.size());
+        std::map<std::string, std::string> printed;
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            printed[places[i]] = values[i];
+        }
+
+        std::string sets;
+        std::string runs;
+        std::map<std::string, std::pair<std::string, std::string>> ofType;
+        for (json const& row : meant) {
+            std::string const path = row["path"];
+            std::string const value = row["value"].is_null() ? "" : ' ' + printed[path];
+            if (written_.contains(path)) {
+                sets += path + value + '\n';
+                runs += "set " + path + value + '\n';
+            }
+            if (!value.empty()) {
+                auto& [given, asJson] = ofType[row["type"]];
+                given += value.substr(1) + '\n';
+                asJson += row["value"].dump() + '\n';
+            }
+        }
+        Server const second = serve("second-" + form);
+        Outcome const set = at(second, "set", {"--file", "-"}, sets);
+        EXPECT_EQ(set.err, "");
+        EXPECT_EQ(tree(second), meant);
+        Server const third = serve("third-" + form);
+        Outcome const run = at(third, "run", {"-"}, runs);
+        EXPECT_EQ(run.err, "");
+        EXPECT_EQ(tree(third), meant);
+
+        for (auto const& [type, given] : ofType) {
+            SCOPED_TRACE(type);
+            // Both ways: the value of each line as the tree's JSON, and that as the line.
+            Outcome const text = loamtunnel({"value", type, "--file", "-", "--to", form}, given.first);
+            EXPECT_EQ(text.err, "");
+            EXPECT_EQ(text.out, given.first);
+            Outcome const back =
+                loamtunnel({"value", type, "--file", "-", "--from", "json", "--to", form}, given.second);
+            EXPECT_EQ(back.err, "");
+            EXPECT_EQ(back.out, given.first);
+        }
+
+        // Some by lot, one by one, as a user's shell hands them over.
+        for (int i = 0; i < 20; ++i) {
+            std::string const& path = places[random_.below(static_cast<Kor::U32>(places.size()))];
+            EXPECT_EQ(at(first, "get", {"--form", form, path}).out, printed[path] + '\n') << path;
+            Outcome const wait = at(first, "wait", {path + '=' + printed[path]});
+            EXPECT_EQ(wait.status, 0) << path << ' ' << printed[path] << ' ' << wait.err;
+        }
+    }
+
+    std::string dels;
+    for (json const& row : meant) {
+        std::string const path = row["path"];
+        if (path.ends_with(']') && path.find("].") == path.npos) {
+            dels += "del " + path + '\n';
+        }
+    }
+    Outcome const deleted = at(first, "run", {"-"}, dels);
+    EXPECT_EQ(deleted.err, "");
+    for (json const& row : tree(first)) {
+        EXPECT_FALSE(std::string(row["path"]).ends_with(']')) << row;
+    }
+}
+
+} // namespace
