@@ -1,5 +1,6 @@
 /// `loamtunnel explain`: the way of a request from who asks for it down to its row, or where it ends.
 
+#include "forms/Text.h"
 #include "tools/Audit.h"
 #include "tools/Command.h"
 #include "tools/Commands.h"
@@ -170,7 +171,7 @@ void explain(Context& context, ExplainOptions const& options) {
     Connection connection(context, options.live, "explain");
     Json const answer = askDriver(connection.live(), "explain", join(options.what));
     requireExplained(answer);
-    std::ostringstream text; // all of it, or nothing
+    TextStream text; // all of it, or nothing
     if (options.isJson) {
         writeJson(text, answer);
     } else {

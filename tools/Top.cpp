@@ -1,5 +1,6 @@
 /// `loamtunnel top`: the connections of a process at a glance, again and again.
 
+#include "forms/Text.h"
 #include "tools/Command.h"
 #include "tools/Commands.h"
 #include "tools/Live.h"
@@ -292,7 +293,7 @@ private:
                                            " connections, by " + sort_ +
                                            "; s sorts by the next column, q ends",
                                        now.process};
-        std::ostringstream text;
+        TextStream text;
         listing->print(text, {Format::table});
         std::istringstream table(std::move(text).str());
         for (std::string line; std::getline(table, line);) {
