@@ -58,7 +58,7 @@ std::pair<std::size_t, std::size_t> lastWord(std::string_view text) {
 
 Vocabulary const& Vocabulary::own() {
     static Vocabulary const all = [] {
-        std::ostringstream text;
+        TextStream text;
         printSchemaJson(text, schemaTypes());
         Vocabulary vocabulary;
         vocabulary.add(parseJson(text.str()).at("types"));

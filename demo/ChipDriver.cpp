@@ -260,7 +260,7 @@ Kor::String8 ChipDriver::explain(std::string const& argument) const {
                                             "OutAcKey and EvecKey");
         }
     }
-    std::ostringstream text;
+    TextStream text;
     JsonWriter json(text);
     json.beginObject().number("chip", how_.chip).number("fap", how_.fap);
     json.string("family", asked.owner->name());
@@ -282,7 +282,7 @@ Kor::String8 ChipDriver::rows(std::string const& argument) const {
         }
         table = static_cast<std::size_t>(*number);
     }
-    std::ostringstream text;
+    TextStream text;
     JsonWriter json(text);
     json.beginObject().number("chip", how_.chip).number("waiting", pending_.size() + kept_.size() + failed());
     json.number("refused", sum(&RowOwner::withoutPlace));

@@ -38,6 +38,8 @@ struct DemoOptions {
     std::vector<std::string> files{};
     std::string folder;
     std::vector<std::string> kill;
+    /// Its places outlive the driver, but not the machine: nobody needs those of a demo then.
+    std::string sync = "off";
     Output output;
 };
 
@@ -271,10 +273,9 @@ private:
     std::string socket() const { return (folder_ / "driver.socket").string(); }
     std::string log(std::string const& name) const { return (folder_ / (name + ".log")).string(); }
 
-    /// Its places outlive it, but not the machine: nobody needs those of a demo then.
     Child startDriver() const {
         return Child({"/proc/self/exe", "driver", "--socket", socket(), "--chip", options_.chip, "--image",
-                      image(), "--sync", "off"},
+                      image(), "--sync", options_.sync},
                      log("driver"));
     }
     Child start(Member const& member, std::string const& pace) const {
@@ -509,6 +510,10 @@ Command const demoCommand = tool::Row<DemoOptions>{
                     "--kill", options.kill, "WHO",
                     "Run again, kill driver, application or both (driver,application) half-way, and compare")
                 .oneOf({"driver", "application"}, "cannot kill");
+            takes
+                .option("--sync", options.sync, "HOW",
+                        "What an answer of the driver waits for: full, normal or off (default: off)")
+                .oneOf({"full", "normal", "off"}, "no way");
             takes.output(options.output, " (default: table)");
         },
     .run = demo,

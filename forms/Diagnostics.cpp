@@ -88,7 +88,7 @@ public:
     /// Whether there was room for what `write` writes.
     template <class Write>
     bool add(Write const& write) {
-        std::ostringstream piece;
+        TextStream piece;
         JsonWriter json(piece);
         write(json);
         std::string text = std::move(piece).str();
@@ -115,7 +115,7 @@ private:
 
 template <class Write>
 String8 answer(Write const& write) {
-    std::ostringstream text;
+    TextStream text;
     JsonWriter json(text);
     write(json);
     return String8(std::move(text).str());

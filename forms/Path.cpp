@@ -362,7 +362,7 @@ std::string valueText(Form form, Box const& value, Roots const* roots) {
         return written(form, value);
     }
     if (form == Form::json) {
-        std::ostringstream text;
+        TextStream text;
         JsonWriter writer(text);
         value ? writer.string(pathOf(value, roots)) : writer.null();
         return text.str();

@@ -241,7 +241,7 @@ void writeValueSchema(JsonWriter& json, KorType const& type) {
 // Differences
 
 std::string dumped(Json const& json) {
-    std::ostringstream text;
+    TextStream text;
     JsonWriter(text).value(json);
     return text.str();
 }

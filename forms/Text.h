@@ -12,6 +12,7 @@
 
 #include <optional>
 #include <span>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,6 +52,13 @@ KOR_EXPORT std::string suggest(std::string_view word, std::vector<std::string> c
 KOR_EXPORT std::string shown(std::string_view word, std::size_t longest = 60);
 /// The same for a word that names something, where a message would end before an empty one: that is ''.
 KOR_EXPORT std::string shownName(std::string_view word);
+
+/// A stream into a text. Without memory it throws std::bad_alloc, where another one would end the text early
+/// and say nothing.
+class TextStream : public std::ostringstream {
+public:
+    TextStream() { exceptions(std::ios::badbit); }
+};
 
 /// Follows a text past quotes and brackets.
 class KOR_EXPORT Nesting {

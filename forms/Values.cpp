@@ -766,7 +766,7 @@ void writeJson(JsonWriter& writer, GenericIf const& value) {
 }
 
 std::string jsonText(GenericIf const& value) {
-    std::ostringstream text;
+    TextStream text;
     JsonWriter writer(text);
     writeJson(writer, value);
     return text.str();

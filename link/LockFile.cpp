@@ -21,17 +21,25 @@ namespace {
     refuse(path, error == ELOOP ? "it is a symbolic link, and none is followed" : errorText(error).charPtr());
 }
 
+int openedAgain(std::string const& path, int flags, mode_t mode = 0) {
+    int fd = -1;
+    do {
+        fd = ::open(path.c_str(), flags, mode);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
 /// Opens or makes it; -1 if it was there, but no longer.
 int opened(std::string const& path) {
     constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     constexpr mode_t ownersAlone = S_IRUSR | S_IWUSR;
-    int const made = ::open(path.c_str(), flags | O_CREAT | O_EXCL, ownersAlone);
+    int const made = openedAgain(path, flags | O_CREAT | O_EXCL, ownersAlone);
     if (made >= 0) {
         ::fchmod(made, ownersAlone); // which an umask does not change
         return made;
     }
     if (errno == EEXIST) {
-        int const there = ::open(path.c_str(), flags);
+        int const there = openedAgain(path, flags);
         if (there >= 0 || errno == ENOENT) {
             return there;
         }

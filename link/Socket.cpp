@@ -292,8 +292,11 @@ Socket acceptFrom(int fd, int& error) noexcept {
 
 Socket connectTo(Endpoint const& endpoint, int& error) noexcept {
     Socket made = socketFor(endpoint, error);
-    if (made && ::connect(made.fd(), addressOf(endpoint), length(endpoint)) != 0) {
-        error = errno;
+    while (made && ::connect(made.fd(), addressOf(endpoint), length(endpoint)) != 0) {
+        if (errno != EINTR) { // after which it may be on its way, or done
+            error = errno == EALREADY ? EINPROGRESS : (errno == EISCONN ? 0 : errno);
+            break;
+        }
     }
     return made;
 }

@@ -1,6 +1,7 @@
 /// `loamtunnel explain`: the way of a request from who asks for it down to its row, or where it ends.
 
 #include "console/Command.h"
+#include "forms/Text.h"
 #include "tools/Audit.h"
 #include "tools/Commands.h"
 
@@ -170,7 +171,7 @@ void explain(Context& context, ExplainOptions const& options) {
     Connection connection(context, options.live, "explain");
     Json const answer = askDriver(connection.live(), "explain", join(options.what));
     requireExplained(answer);
-    std::ostringstream text; // all of it, or nothing
+    TextStream text; // all of it, or nothing
     if (options.isJson) {
         writeJson(text, answer);
     } else {

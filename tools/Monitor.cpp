@@ -4,6 +4,7 @@
 #include "console/Command.h"
 #include "console/Live.h"
 #include "console/Results.h"
+#include "forms/Text.h"
 #include "link/Connector.h"
 #include "tools/Commands.h"
 
@@ -11,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <new>
 #include <ostream>
 #include <poll.h>
 #include <sstream>
@@ -116,8 +118,9 @@ public:
                 }
             }
         } catch (Refused const& refused) {
-            failure = refused.what();
-            stop_();
+            fails(refused.what());
+        } catch (std::bad_alloc const&) { // else the session would end, and the next one not tell it again
+            fails("there is not enough memory");
         }
     }
 
@@ -128,13 +131,21 @@ private:
         bool isWanted = false;
     };
 
+    void fails(char const* why) {
+        failure = why;
+        stop_();
+    }
     void watch(Root& root, std::string const& path) {
         Place const place = places_.at(path);
         state(place);
         root.watches.push_back(std::make_unique<Watch>(place, [this](Watch::Change const& change) {
-            if (options_.filter.takes(change)) {
-                events_.change("", timeNow(), change);
-                lines_.add(taken());
+            try {
+                if (options_.filter.takes(change)) {
+                    events_.change("", timeNow(), change);
+                    lines_.add(taken());
+                }
+            } catch (std::bad_alloc const&) {
+                fails("there is not enough memory");
             }
         }));
     }
@@ -162,7 +173,7 @@ private:
     Kor::Ptr<Session> session_;
     std::map<std::string, Root> roots_;
     Roots places_;
-    std::ostringstream text_;
+    TextStream text_;
     Events events_;
 
 public:

@@ -4,6 +4,7 @@
 #include "console/Streams.h"
 #include "forms/Path.h"
 #include "forms/SchemaJson.h"
+#include "forms/Text.h"
 #include "model/LoamTunnelTypeList.h"
 #include "reflect/KorType.h"
 #include "tools/Commands.h"
@@ -185,7 +186,7 @@ std::vector<KorType*> chosenTypes(std::vector<std::string> const& names) {
 }
 
 Json ownSchema() {
-    std::ostringstream text;
+    TextStream text;
     printSchemaJson(text, schemaTypes());
     return parseJson(text.str());
 }

@@ -4,6 +4,7 @@
 #include "console/Live.h"
 #include "console/Results.h"
 #include "console/Terminal.h"
+#include "forms/Text.h"
 #include "tools/Commands.h"
 
 #include <algorithm>
@@ -292,7 +293,7 @@ private:
                                            " connections, by " + sort_ +
                                            "; s sorts by the next column, q ends",
                                        now.process};
-        std::ostringstream text;
+        TextStream text;
         listing->print(text, {Format::table});
         std::istringstream table(std::move(text).str());
         for (std::string line; std::getline(table, line);) {

@@ -33,7 +33,7 @@ public:
     static constexpr U32 everything = 0;
     static constexpr U32 onlyMarked = 0x7fffffff;
 
-    explicit FlowOut(U32 start) noexcept : attrId_(0), isFull_(start == everything) {}
+    explicit FlowOut(U32 start) : attrId_(0), isFull_(start == everything) {}
     ~FlowOut() override;
 
     /// The attribute that is being sent, or at which to go on.
