@@ -131,11 +131,16 @@ class Side:
         self._address, self._roots, self._name = address, roots, name
         self.copies = {path: new(each, path) for path, each in roots.items()}
         self.peer: loamtunnel.Peer | None = None
+        self._connecting = asyncio.Lock()  # the copies are on one connection: on two they would be a loop of the network
         self._filling: dict[str, asyncio.Task] = {}
         self._fences: list[asyncio.Task] = []
 
     async def connect(self) -> None:
         """Tries until somebody answers, and asks for the roots without waiting for them."""
+        async with self._connecting:
+            await self._connect()
+
+    async def _connect(self) -> None:
         while self.peer is None or self.peer.is_closed:
             with contextlib.suppress(loamtunnel.ConnectionEnded, TimeoutError):
                 async with asyncio.timeout(1):
