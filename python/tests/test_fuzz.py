@@ -9,7 +9,7 @@ from conftest import HERE
 FUZZER = HERE.parent / "fuzz" / "peers.py"
 
 
-@pytest.mark.parametrize("seed", [2, 3])  # the program serves, Python does
+@pytest.mark.parametrize("seed", [3, 4, 5])  # the program serves, Python does, Python in a process of its own
 def test_a_few_runs_end_equal(program, seed):
     pytest.importorskip("hypothesis")
     if not FUZZER.exists():
