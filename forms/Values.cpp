@@ -242,6 +242,8 @@ bool isTextForm(std::string_view text) {
 
 namespace {
 
+Box ofJsonText(std::string_view json, KorType const& type, std::string_view where);
+
 /// Reads a text for a place.
 class Reader {
 public:
@@ -255,6 +257,9 @@ public:
         }
         if (text.starts_with('$')) {
             return referred(type, text, where);
+        }
+        if ((text.starts_with('{') || text.starts_with('"')) && !isQuotedType(type)) {
+            return ofJsonText(text, type, where);
         }
         if (type.isEnumType()) {
             return readEnumerator(type, text, where);
@@ -474,6 +479,16 @@ Box ofJson(Json const& json, KorType const& type, std::optional<U64> most, std::
     return assembled(type, given, where);
 }
 
+Box ofJsonText(std::string_view json, KorType const& type, std::string_view where) {
+    Json parsed;
+    try {
+        parsed = parseJson(json);
+    } catch (Refused const& refused) {
+        throw Refused(std::string(where) + ": " + refused.what());
+    }
+    return ofJson(parsed, type, std::nullopt, where);
+}
+
 /// The derived type that the value itself says it is of; its own type if it says nothing.
 KorType const& kindOf(GenericIf const& value) {
     for (auto const& each : value.type()->derivedTypeQQueue()) {
@@ -601,13 +616,7 @@ Box readNamed(std::string_view text, Find const& find) {
 }
 
 Box readJson(KorType const& type, std::string_view json) {
-    Json parsed;
-    try {
-        parsed = parseJson(json);
-    } catch (Refused const& refused) {
-        throw Refused(shortName(type) + ": " + refused.what());
-    }
-    return ofJson(parsed, type, std::nullopt, shortName(type));
+    return ofJsonText(json, type, shortName(type));
 }
 
 Box readWire(KorType const& type, std::string_view hexadecimal) {

@@ -16,6 +16,7 @@
 ///                                               their default
 ///     EvecKey fapMask=3 index=4                 a value of one attribute is also that attribute's
 ///     EvecEntry key=(EvecKey index=4)           in parentheses where there are blanks
+///     {"fapMask": "0-3", "index": 4}            JSON; likewise "vtAppMpls" and "5"
 ///     $lif.appConfig[vtAppMpls].app             what a path (forms/Path.h) leads to
 ///
 /// Fields are set in the order given. A number that a field cannot hold is refused, and so are two fields

@@ -89,6 +89,22 @@ TEST(Fields, HaveTheirLimitsInMessages) {
               R"({"lifType":"lifGeneral","dword0":"5","dword1":"16"})");
 }
 
+TEST(Json, OfAnObjectIsReadWhereAShortFormIs) {
+    Kor::KorType const& type = typeNamed("EvecKey");
+    Box const box = readValue(type, R"( {"fapMask": "0-3", "index": {"value": 4}} )");
+    EXPECT_EQ(shortText(*box), "EvecKey fapMask=0-3 index=4");
+    EXPECT_EQ(shortText(*readValue(typeNamed("EvecEntry"), R"(key={"fapMask":"0-3"} format=0x40003)")),
+              shortText(*readValue(typeNamed("EvecEntry"), "key=(EvecKey fapMask=0-3) format=0x40003")));
+    EXPECT_EQ(shortText(*readValue(typeNamed("AradLifEntry"), R"(AradLifAcMp vsi=7)")),
+              shortText(*readValue(typeNamed("AradLifEntry"),
+                                   jsonText(*readValue(typeNamed("AradLifEntry"), "AradLifAcMp vsi=7")))));
+    EXPECT_NE(refusal([&] {
+                  readValue(type, R"({"fapMask": "0-3", "indx": 4})", {}, "root.entry[...]");
+              }).find("index"),
+              std::string::npos);
+    EXPECT_NE(refusal([&] { readValue(type, "{"); }), "");
+}
+
 TEST(ShortForm, OfANumberThatIsNoEnumeratorIsRead) {
     Kor::KorType const& type = typeNamed("VtAppId");
     Box const box = readValue(type, "VtAppId(99)");

@@ -217,6 +217,17 @@ TEST_F(RoundTrip, WhatIsPrintedOfEveryTypeIsRead) {
         }
     }
 
+    std::string ofJson;
+    for (json const& row : meant) {
+        if (written_.contains(row["path"])) {
+            ofJson +=
+                std::string(row["path"]) + (row["value"].is_null() ? "" : ' ' + row["value"].dump()) + '\n';
+        }
+    }
+    Server const fourth = serve("fourth");
+    EXPECT_EQ(at(fourth, "set", {"--file", "-"}, ofJson).err, "");
+    EXPECT_EQ(tree(fourth), meant);
+
     std::string dels;
     for (json const& row : meant) {
         std::string const path = row["path"];
