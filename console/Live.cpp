@@ -24,7 +24,7 @@ namespace tool {
 using namespace Kor::NboAttrLog;
 
 Kor::Ptr<Service> makeService() {
-    auto const service = Kor::makePtr<Service>();
+    auto service = Kor::makePtr<Service>();
     service->fenceHookIs([](Session&, Kor::Ptr<Fence> const& fence) { fence->doneIs(); });
     return service;
 }

@@ -302,9 +302,23 @@ private:
     std::vector<Request> withdrawn_;
 };
 
+/// A name that no file beside an image has.
+void mustBeFree(std::string const& image) {
+    if (image.empty()) {
+        throw WrongUsage("--image has no name; give a FILE");
+    }
+    for (std::string_view const each : {".new", ".lock", ".db", ".journal"}) {
+        if (image.ends_with(each)) {
+            throw WrongUsage(shown(image) + ": a driver has files that end with " + std::string(each) +
+                             " beside its image; give another name");
+        }
+    }
+}
+
 /// Owns the tables of a chip, and places what applications ask for (demo/ChipDriver.h).
 void driver(Context& context, DriverOptions const& options) {
     auto const chip = chipNumber(options.chip);
+    mustBeFree(options.image);
     auto const address = serverAddressOf(options.address);
     std::string const lockPath = options.image + ".lock";
     std::optional<Kor::Link::LockFile> lock;

@@ -142,9 +142,8 @@ void PlaceStore::Close::operator()(sqlite3* database) const noexcept {
 
 PlaceStore::PlaceStore(std::string path, ChipType chip, Sync sync)
     : path_(std::move(path)), file_(openRegular(path_, O_RDWR)) {
-    // What stands beside it is SQLite's to read and write, if it can be.
-    for (char const* const each : {"-wal", "-journal"}) {
-        static_cast<void>(openRegular(path_ + each, O_RDWR));
+    for (bool const isLog : {true, false}) {
+        mustBeIts(path_ + (isLog ? "-wal" : "-journal"), isLog);
     }
     if (file_) {
         mustBeOurs();
@@ -180,6 +179,26 @@ PlaceStore::PlaceStore(std::string path, ChipType chip, Sync sync)
 }
 
 PlaceStore::~PlaceStore() = default;
+
+/// What stands beside the database is SQLite's to read, write and delete, if it is what SQLite has left
+/// there.
+void PlaceStore::mustBeIts(std::string const& path, bool isLog) const {
+    File const left = openRegular(path, O_RDWR);
+    std::array<unsigned char, 8> head{};
+    if (!left || ::lseek(left.fd(), 0, SEEK_END) == 0) {
+        return;
+    }
+    constexpr std::array<unsigned char, 8> journal{0xd9, 0xd5, 0x05, 0xf9, 0x20, 0xa1, 0x63, 0xd7};
+    constexpr U32 log = 0x377f0682; // and the bit that tells the order of bytes in its sums
+    bool const isWhole = left.read(head.data(), head.size(), 0);
+    // The head of a journal is not there before what it is for is.
+    bool const isKnown = isWhole && (isLog ? (bigEndian(head.data()) | 1) == (log | 1)
+                                           : head == journal || head == decltype(head){});
+    if (!isKnown || !file_) {
+        throw Refused(shown(path) + " is in the way: " +
+                      (isKnown ? "the database that it belongs to is gone" : "it is no log of a database"));
+    }
+}
 
 /// Before SQLite looks at it, which would put an end to the log of any database.
 void PlaceStore::mustBeOurs() const {

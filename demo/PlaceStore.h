@@ -79,6 +79,7 @@ private:
     };
 
     void mustBeOurs() const;
+    void mustBeIts(std::string const& path, bool isLog) const;
     void open(Sync sync);
     void make(Hardware::ChipType chip);
     void run(char const* sql) const;

@@ -125,6 +125,11 @@ TEST_F(Driver, WhatIsNotItsOwnIsLeftAsItIs) {
                   [&] { sql(image + ".db", "PRAGMA journal_mode=WAL; CREATE TABLE place(slot)"); },
                   "no database of places"},
              Case{"log of the database, a link", link(image + ".db-wal"), "symbolic link"},
+             Case{"log of no database", text(image + ".db-wal"), "is in the way: it is no log"},
+             Case{"journal of no database", text(image + ".db-journal"), "is in the way: it is no log"},
+             Case{"log of a database that is gone",
+                  [&] { std::ofstream(image + ".db-wal") << "\x37\x7f\x06\x82 and whatever was written"; },
+                  "is in the way: the database that it belongs to is gone"},
              Case{"journal of an older driver", text(image + ".journal"), "an older driver"},
          }) {
         fs::create_directory(file("work"));
@@ -140,6 +145,10 @@ TEST_F(Driver, WhatIsNotItsOwnIsLeftAsItIs) {
         fs::remove(file("target"));
     }
     fs::create_directory(file("work"));
+    for (std::string const& name : {image + ".new", image + ".lock", image + ".db", std::string()}) {
+        EXPECT_EQ(loamtunnel(words(name)).status, 2) << name;
+        EXPECT_EQ(filesOf(file("work")).size(), 0u) << name;
+    }
     for (std::vector<std::string> const& wrong :
          {std::vector<std::string>{"driver", "--socket", socket(), "--image", image},
           {"driver", "--socket", "tcp:x:y:z", "--chip", "8", "--image", image},
