@@ -51,6 +51,9 @@ class Enumeration(enum.IntEnum):
         made._name_, made._value_ = f"{cls.__name__}({value})", value
         return made
 
+    def __reduce_ex__(self, protocol):
+        return type(self), (self._value_,)  # by number: one that is not known has no name to be found by
+
     @property
     def is_known(self) -> bool:
         return self._name_ in type(self).__members__

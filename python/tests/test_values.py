@@ -132,6 +132,7 @@ def test_unknown_enumerators_are_kept_where_they_may_be():
     for wrong in ("VtAppId(4294967296)", "LifType(3)", "VtAppId(-1)", "VtAppId(\u0663)", "99"):
         with pytest.raises(errors.RangeError, match="VtAppId has no enumerator"):
             text.value("VtAppId", f"'{wrong}'")
+    assert pickle.loads(pickle.dumps(VtAppId(99))) == 99 and pickle.loads(pickle.dumps(VtAppId.vtAppMpls)) is VtAppId.vtAppMpls
     assert 99 not in list(VtAppId) and VtAppId(7) is VtAppId.vtAppMpls
     with pytest.raises(errors.RangeError, match="no enumerator with the number 12"):
         from_wire("AradLifEntry", (12).to_bytes(4, "big") + bytes(16))
