@@ -260,9 +260,12 @@ class Play:
             command += (
                 roots if each == "{roots}" else [each.replace("{socket}", self.path).replace("{role}", self.role)]
             )
-        self.process = subprocess.Popen(
-            command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE
-        )
+        try:
+            self.process = subprocess.Popen(
+                command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE
+            )
+        except OSError as fault:
+            raise Failed(f"the command cannot be started: {fault}") from None
         try:
             for place, step in enumerate(self.vector["steps"], 1):
                 try:
@@ -512,6 +515,14 @@ def main() -> int:
     parser.add_argument("--quiet", action="store_true", help="print no line for what passes")
     parser.add_argument("command", nargs=argparse.REMAINDER)
     options = parser.parse_args()
+    if options.jobs < 1:
+        parser.error(f"--jobs {options.jobs}: at least one vector runs at a time")
+    try:
+        re.compile(options.only)
+    except re.error as fault:
+        parser.error(f"--only {options.only}: {fault}")
+    if options.peer and not options.known.exists():
+        parser.error(f"--known {options.known}: there is no such file")
     vectors = [each for path in sorted((HERE / "vectors").glob("*.json")) for each in json.loads(path.read_text())]
     vectors = [each for each in vectors if re.search(options.only, each["name"])]
     vectors = [each for each in vectors if each["level"] == "Required" or not options.required]
@@ -560,6 +571,9 @@ def main() -> int:
         counts["failed"] += 1
         print(f"FAILED   {name}: {options.known.name} has it, and there is no such vector")
     print(", ".join(f"{count} {what}" for what, count in counts.items()))
+    if not counts["passed"] and not counts["failed"]:
+        print("nothing has been tried: give a COMMAND, or another --only", file=sys.stderr)
+        return 1
     return 1 if counts["failed"] else 0
 
 

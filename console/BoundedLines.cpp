@@ -52,12 +52,31 @@ bool BoundedLines::drain(std::chrono::milliseconds most) {
 
 bool BoundedLines::isBroken() const {
     std::lock_guard const lock(mutex_);
-    return isBroken_;
+    return failure_ != nullptr;
+}
+
+void BoundedLines::mustBeWhole() const {
+    std::lock_guard const lock(mutex_);
+    if (failure_ != nullptr) {
+        std::rethrow_exception(failure_);
+    }
 }
 
 U64 BoundedLines::lost() const {
     std::lock_guard const lock(mutex_);
     return allLost_;
+}
+
+void BoundedLines::write(std::deque<std::string> const& lines, U64 lost) {
+    for (std::string const& line : lines) {
+        out_ << Kor::plainText(line) << '\n';
+    }
+    if (lost != 0) {
+        out_ << "-- " << lost << " lines lost\n";
+    }
+    if (!out_.flush()) {
+        throw Broken("cannot write the results");
+    }
 }
 
 void BoundedLines::write() {
@@ -69,16 +88,17 @@ void BoundedLines::write() {
         room_ = most_;
         U64 const lost = std::exchange(lost_, 0);
         bool const isLast = ends_;
-        lock.unlock();
-        for (std::string const& line : taken) {
-            out_ << Kor::plainText(line) << '\n';
+        if (failure_ == nullptr) {
+            lock.unlock();
+            std::exception_ptr failure;
+            try {
+                write(taken, lost);
+            } catch (...) { // told by the thread that has begun it
+                failure = std::current_exception();
+            }
+            lock.lock();
+            failure_ = failure;
         }
-        if (lost != 0) {
-            out_ << "-- " << lost << " lines lost\n";
-        }
-        out_.flush();
-        lock.lock();
-        isBroken_ = isBroken_ || !out_;
         if (isLast) {
             hasEnded_ = true;
             ended_.notify_one();

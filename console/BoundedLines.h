@@ -7,6 +7,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <exception>
 #include <iosfwd>
 #include <mutex>
 #include <string>
@@ -32,10 +33,13 @@ public:
     void addAll(std::vector<std::string> lines);
     /// The stream takes nothing more.
     bool isBroken() const;
+    /// What the stream has failed with, if it has.
+    void mustBeWhole() const;
     Kor::U64 lost() const;
 
 private:
     void write();
+    void write(std::deque<std::string> const& lines, Kor::U64 lost);
 
     std::ostream& out_;
     std::size_t most_;
@@ -47,7 +51,7 @@ private:
     Kor::U64 allLost_ = 0;
     bool ends_ = false;
     bool hasEnded_ = false;
-    bool isBroken_ = false;
+    std::exception_ptr failure_;
     std::thread writer_;
 };
 

@@ -81,6 +81,20 @@ File openRegular(std::string const& path, int flags) {
     return regular(std::move(file), path);
 }
 
+File openOwn(std::string const& path, int flags) {
+    File file = openRegular(path, flags);
+    struct stat status {};
+    if (file && ::fstat(file.fd(), &status) != 0) {
+        throw Refused(systemFailure("cannot open", path));
+    }
+    if (file && (status.st_uid != ::geteuid() || (status.st_mode & S_IWOTH) != 0)) {
+        throw Refused(
+            "cannot use " + shown(path) +
+            (status.st_uid != ::geteuid() ? ": it belongs to another user" : ": every user may write to it"));
+    }
+    return file;
+}
+
 File makeRegular(std::string const& path) {
     constexpr mode_t ownersAlone = S_IRUSR | S_IWUSR;
     File file(retried([&] {

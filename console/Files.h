@@ -54,6 +54,8 @@ auto retried(Call const& call) {
 
 /// Opens with these flags of open(2), without making a file.
 File openRegular(std::string const& path, int flags);
+/// The same of a file that is this user's, and that not everybody may write to.
+File openOwn(std::string const& path, int flags);
 /// Makes one to be read and written; Refused if there is anything of that name.
 File makeRegular(std::string const& path);
 

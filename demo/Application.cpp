@@ -328,6 +328,7 @@ void driver(Context& context, DriverOptions const& options) {
                       shown(lockPath));
     }
     Kor::Link::Loop loop;
+    loop.roundIs(16384); // some 600 requests, which are placed, committed and answered in a few milliseconds
     endingSignalsAre(loop, [&](int) { loop.stop(); });
     Messages messages(context);
     auto const service = Kor::makePtr<Service>();

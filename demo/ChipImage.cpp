@@ -75,7 +75,8 @@ RowForm chipTableForm(ChipTable table, ChipType chip) {
 
 ChipImage::ChipImage(std::string path, ChipType chip, Mode mode)
     : path_(std::move(path)), chip_(chip), size_(sizeof(Header)),
-      file_(openRegular(path_, mode == readWrite ? O_RDWR : O_RDONLY)) {
+      file_(mode == create ? openOwn(path_, O_RDONLY)
+                           : openRegular(path_, mode == readWrite ? O_RDWR : O_RDONLY)) {
     Header const mine = headerOf(chip);
     for (std::size_t i = 0; i < chipTables; ++i) {
         Header::Table const& table = mine.tables[i];
@@ -90,8 +91,12 @@ ChipImage::ChipImage(std::string path, ChipType chip, Mode mode)
         if (!isImage(file_, there)) {
             refuse("it is none");
         }
-        if (there.chip != mine.chip || (there.magic == magic && there.tables != mine.tables)) {
+        if (there.chip != mine.chip) {
             refuse("it is of chip " + std::to_string(there.chip) + ", not " + std::to_string(chip));
+        }
+        if (there.magic == magic && there.tables != mine.tables) {
+            refuse("its head does not tell the tables of chip " + std::to_string(chip) +
+                   "; without it, a driver makes it anew from its database");
         }
         if (there.magic != magic && mode != create) {
             refuse("it is of an older driver, with LIFs alone; a driver makes it anew when it starts");

@@ -141,7 +141,7 @@ void PlaceStore::Close::operator()(sqlite3* database) const noexcept {
 }
 
 PlaceStore::PlaceStore(std::string path, ChipType chip, Sync sync)
-    : path_(std::move(path)), file_(openRegular(path_, O_RDWR)) {
+    : path_(std::move(path)), file_(openOwn(path_, O_RDWR)) {
     for (bool const isLog : {true, false}) {
         mustBeIts(path_ + (isLog ? "-wal" : "-journal"), isLog);
     }
@@ -183,7 +183,7 @@ PlaceStore::~PlaceStore() = default;
 /// What stands beside the database is SQLite's to read, write and delete, if it is what SQLite has left
 /// there.
 void PlaceStore::mustBeIts(std::string const& path, bool isLog) const {
-    File const left = openRegular(path, O_RDWR);
+    File const left = openOwn(path, O_RDWR);
     std::array<unsigned char, 8> head{};
     if (!left || ::lseek(left.fd(), 0, SEEK_END) == 0) {
         return;

@@ -402,10 +402,15 @@ AradLifEntry lif(Kor::U16 vsi) {
 
 int main(int count, char** arguments) {
     if (count == 3) {
-        Kor::Link::Loop loop;
-        Process const process(loop, Kor::Link::Address::parse(arguments[1]), arguments[2]);
-        loop.run();
-        return 0;
+        try {
+            Kor::Link::Loop loop;
+            Process const process(loop, Kor::Link::Address::parse(arguments[1]), arguments[2]);
+            loop.run();
+            return 0;
+        } catch (std::exception const& failure) { // such as a file that holds no places
+            std::fprintf(stderr, "driver: %s\n", failure.what());
+            return 1;
+        }
     }
     char folder[] = "/tmp/driver-XXXXXX";
     if (::mkdtemp(folder) == nullptr) {

@@ -18,8 +18,8 @@ constexpr std::chrono::microseconds turnTime(250);
 constexpr std::size_t readPiece = 4096;
 constexpr std::size_t writePiece = 16384;
 
-std::span<U8> piece(std::span<U8> bytes) {
-    return bytes.first(std::min(bytes.size(), readPiece));
+std::span<U8> piece(std::span<U8> bytes, std::size_t most) {
+    return bytes.first(std::min({bytes.size(), readPiece, most}));
 }
 
 } // namespace
@@ -85,10 +85,11 @@ bool Connection::turn() {
 
 bool Connection::read(Loop::Impl::Clock::time_point end) {
     bool hasRead = false;
-    while (isReadable_ && !isEnded_) {
+    std::size_t left = loop_.impl().share();
+    while (isReadable_ && !isEnded_ && left != 0) {
         std::array<U8, readPiece> discarded;
         // A session that is open takes any record, so that there is room once it has applied what has come.
-        std::span<U8> const to = piece(session_->isOpen() ? session_->in()->writable() : discarded);
+        std::span<U8> const to = piece(session_->isOpen() ? session_->in()->writable() : discarded, left);
         int error = 0;
         std::ptrdiff_t const n = receiveFrom(waiting_.fd(), to, error);
         if (n < 0 && wouldBlock(error)) {
@@ -100,6 +101,7 @@ bool Connection::read(Loop::Impl::Clock::time_point end) {
             break;
         }
         hasRead = true;
+        left -= static_cast<std::size_t>(n);
         loop_.impl().sent += static_cast<U64>(n);
         if (session_->isOpen()) {
             if (tap_) {

@@ -165,12 +165,14 @@ bool Loop::Impl::turns() {
     // More may come meanwhile; they are next.
     std::size_t const count = connections.size();
     std::size_t done = 0;
+    std::size_t haveRead = 0;
     while (done < count) {
         next = next < connections.size() ? next : 0;
         std::shared_ptr<Connection> const connection = connections[next++];
         bool const hasMoreOfIt = connection->turn();
         hasMore = hasMoreOfIt || hasMore;
         ++done;
+        haveRead += hasMoreOfIt ? 1 : 0;
         if (hasMoreOfIt) {
             // By number, since a hook may add one. NOLINTNEXTLINE(modernize-loop-convert)
             for (std::size_t i = 0; i < connections.size(); ++i) {
@@ -181,6 +183,7 @@ bool Loop::Impl::turns() {
             break;
         }
     }
+    reading = haveRead;
     hasMore = hasMore || done < count || connections.size() > count;
     // In their order, so that nobody loses a turn.
     std::size_t kept = 0;
@@ -268,6 +271,10 @@ int Loop::pollTime() const {
     }
     auto const whole = std::chrono::ceil<std::chrono::milliseconds>(*wait).count(); // not before it is time
     return static_cast<int>(std::min<S64>(whole, std::numeric_limits<int>::max()));
+}
+
+void Loop::roundIs(std::size_t bytes) noexcept {
+    impl_->round = bytes;
 }
 
 void Loop::stop() noexcept {

@@ -39,7 +39,9 @@
 /// or until the piece of at most 4 KiB that it has begun is applied, and then waits until all others have had
 /// theirs. So a peer waits for at most one turn of each other peer that is busy, however much those send.
 /// After 5 ms of turns, timers, posted functions and signals are looked at, and after 5 ms of those, turns.
-/// What a hook or a handler does in one go takes as long as it takes: none of this interrupts it.
+/// What a hook or a handler does in one go takes as long as it takes: none of this interrupts it. Where what
+/// has come makes more work later, such as a commit of all that a round has brought, roundIs() bounds a
+/// round.
 ///
 /// post() alone may be called from another thread. A loop ends after all that lives on it.
 
@@ -120,6 +122,9 @@ public:
     [[nodiscard]] Timer after(Duration time, std::function<void()> function);
     /// Again and again; what was missed while the loop was busy is not made up for.
     [[nodiscard]] Timer every(Duration period, std::function<void()> function);
+    /// A round, in which each connection has its turn, reads about so many bytes, shared by the connections
+    /// that have had something to read in the last one, but 256 of each; 0, as at first, is no bound.
+    void roundIs(std::size_t bytes) noexcept;
     /// Calls the hook in the loop for each of these signals, in place of what was set before; none when the
     /// list is empty. The signals' own actions are back when the loop ends.
     void signalsAre(std::initializer_list<int> signals, std::function<void(int)> hook);

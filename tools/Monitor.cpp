@@ -192,6 +192,7 @@ void finish(Context& context, Monitoring const& monitoring, BoundedLines& lines)
         }
         std::_Exit(refusedStatus);
     }
+    lines.mustBeWhole();
     if (!monitoring.failure.empty()) {
         throw Refused(monitoring.failure);
     }

@@ -12,6 +12,7 @@
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <set>
@@ -52,6 +53,15 @@ struct Loop::Impl {
     std::vector<std::shared_ptr<Connection>> connections;
     /// Whose turn is next.
     std::size_t next = 0;
+    /// What a round may read, 0 for no bound, and how many connections have read in the last one.
+    std::size_t round = 0;
+    std::size_t reading = 1;
+    /// How much a connection may read in its turn.
+    std::size_t share() const noexcept {
+        constexpr std::size_t least = 256;
+        return round == 0 ? std::numeric_limits<std::size_t>::max()
+                          : std::max(least, round / std::max(reading, std::size_t{1}));
+    }
     /// Bytes that connections have sent and received.
     U64 sent = 0;
     bool stopped = false;

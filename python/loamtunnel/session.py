@@ -99,6 +99,12 @@ class Behind:
     do: Callable[[], None]
 
 
+def _must_be_entity(given) -> None:
+    if not isinstance(given, Entity):
+        hint = f"; make one, as {given.__name__}(...)" if isinstance(given, type) else ""
+        raise TypeError(f"{given!r} is no entity{hint}")
+
+
 class Session:
     """One side of a connection. `connects` tells which: ids and ties depend on it."""
 
@@ -502,6 +508,8 @@ class Session:
     def want(self, path: str, entity: Entity | None, done: Callable[[Exception | None], None]) -> Wish:
         """Asks for what is offered under a path. Given an entity of its type, that one becomes the copy."""
         check_path(path)
+        if entity is not None:
+            _must_be_entity(entity)
         self._check_open()
         if path in self.wishes:
             raise ValueError(f"{path} is wanted already")
@@ -537,6 +545,7 @@ class Session:
         `lost(error)` is called if the peer lets it go after it has taken it in, as when another one has got its place.
         """
         check_path(path)
+        _must_be_entity(entity)
         self._check_open()
         self._numbers += 1
         push = Push(path, self._numbers, entity, done, takes_over=takes_over, lost=lost)

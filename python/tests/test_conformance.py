@@ -108,3 +108,18 @@ def test_what_is_no_peer_fails(peer, words):
     only = ["--seconds", "0.5", "--only", "^hello/serve/(at-once|magic)$"]
     status, told = ran(*only, sys.executable, "-c", peer, "{socket}")
     assert status == 1 and "0 passed, 2 failed" in told and words in told
+
+
+@pytest.mark.parametrize(
+    ("arguments", "words"),
+    [
+        (["--only", "nomatch", "x"], "nothing has been tried"),
+        (["--only", "("], "error: --only (: missing"),
+        (["--jobs", "0"], "at least one vector"),
+        (["--peer", "x", "--known", "/none"], "there is no such file"),
+        (["--only", "^hello/serve/at-once$", "/none"], "the command cannot be started"),
+    ],
+)
+def test_what_tries_nothing_is_no_success(arguments, words):
+    status, told = ran(*arguments)
+    assert status != 0 and words in told and "Traceback" not in told

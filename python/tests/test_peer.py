@@ -39,6 +39,12 @@ def test_all_of_it_over_a_socket(service, tmp_path, kind):
                 assert await peer.call("who", "is it") == "mpls is it"
                 with pytest.raises(RequestFailed, match="too slow"):
                     await peer.call("slow", "0.01")
+                for given in (LifAppConfigDir, 5):  # the class, where an object was meant
+                    with pytest.raises(TypeError, match="is no entity"):
+                        await peer.want("lif", given)
+                    with pytest.raises(TypeError, match="is no entity"):
+                        await peer.push("lifConfig", given)
+                assert not peer.session.pushes and not peer.session.wishes
                 copy = await peer.want("lif")
                 app = await peer.push("lifConfig", LifAppConfig(MPLS))
                 changes, heard = copy.changes(), []

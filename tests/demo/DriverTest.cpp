@@ -125,6 +125,12 @@ TEST_F(Driver, WhatIsNotItsOwnIsLeftAsItIs) {
                   [&] { sql(image + ".db", "PRAGMA journal_mode=WAL; CREATE TABLE place(slot)"); },
                   "no database of places"},
              Case{"log of the database, a link", link(image + ".db-wal"), "symbolic link"},
+             Case{"database that others may write to",
+                  [&] {
+                      std::ofstream(image + ".db").flush();
+                      ::chmod((image + ".db").c_str(), 0666);
+                  },
+                  "every user may write to it"},
              Case{"log of no database", text(image + ".db-wal"), "is in the way: it is no log"},
              Case{"journal of no database", text(image + ".db-journal"), "is in the way: it is no log"},
              Case{"log of a database that is gone",

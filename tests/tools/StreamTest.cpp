@@ -48,6 +48,19 @@ TEST(Streams, AReaderThatHasGoneEndsACommand) {
     EXPECT_EQ(err, "loamtunnel: cannot write the results: Broken pipe\n");
 }
 
+TEST(Streams, AMonitorThatCannotWriteEnds) {
+    for (auto const& [to, why] : {std::pair{">/dev/full", "No space left on device"},
+                                  std::pair{"| true; (exit ${PIPESTATUS[0]})", "Broken pipe"}}) {
+        std::string err;
+        EXPECT_EQ(status("d=$(mktemp -d); $p serve -s $d/s l=LifAppConfigDir 2>/dev/null & "
+                         "until [ -S $d/s ]; do sleep 0.01; done; timeout 20 $p monitor -s $d/s --for 5 " +
+                             std::string(to) + "; s=$?; kill %1; rm -r $d; exit $s",
+                         err),
+                  1);
+        EXPECT_EQ(err, "loamtunnel: cannot write the results: " + std::string(why) + "\n");
+    }
+}
+
 TEST(Streams, AReadErrorIsNoEnd) {
     for (std::string const each :
          {"encode -c8 -f -", "decode -c8 -v1 -f -", "value U8 -f -", "run -", "trace --file -"}) {
