@@ -34,6 +34,7 @@ from .tree import Entity
 if TYPE_CHECKING:
     from .lasting import LastingPeer
 
+HELLO = 10.0  # seconds that a server has for its hello
 PAUSE = 0.02  # seconds between two looks for a server that is not there yet
 
 E = TypeVar("E", bound=Entity)
@@ -493,12 +494,15 @@ class Connection:
             peer._lost()
             raise ConnectionEnded(f"{':'.join(where)}: {fault}") from fault
         try:
-            await asyncio.shield(peer._opened)
-        except BaseException:
-            peer.session.close("cancelled")
+            async with asyncio.timeout(HELLO):
+                await asyncio.shield(peer._opened)
+        except BaseException as fault:
+            peer.session.close("there was no hello in time" if isinstance(fault, TimeoutError) else "cancelled")
             peer._flush()
             if peer._link.transport is not None:
                 peer._link.transport.abort()
+            if isinstance(fault, TimeoutError):
+                raise ConnectionEnded(f"{':'.join(where)}: there was no hello within {HELLO:g} s") from None
             raise
         if self._takes_types:
             await self._take_types(peer)

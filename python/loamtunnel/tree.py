@@ -229,6 +229,10 @@ class Map(MutableMapping[K, V]):
             raise ValueError(f"{at.name}: the value's {at.inside} is {getattr(value, at.inside)!r}, not {key!r}")
         return value
 
+    def __ior__(self, others):
+        self.update(others)
+        return self
+
     def increment(self: Map[K, int], key: K, by: int = 1) -> int:
         """Adds to a count, which is 0 when it is not there yet, and gives the sum."""
         self[key] = total = (self.get(key) or 0) + by
@@ -431,7 +435,11 @@ def _scalar(attribute: schema.Attribute) -> property:
 
 
 def _map(attribute: schema.Attribute) -> property:
-    return property(lambda self: self._maps[attribute.name], doc=described.field(attribute))
+    def keep(self, value) -> None:  # behind |=, which has filled it
+        if value is not self._maps[attribute.name]:
+            raise AttributeError(f"{attribute.name} is filled by keys, as by update(); it cannot be another one")
+
+    return property(lambda self: self._maps[attribute.name], keep, doc=described.field(attribute))
 
 
 def entity_class(type_: schema.Type) -> type:

@@ -184,3 +184,24 @@ def test_addresses(address, where):
             socket_address(address)
     else:
         assert socket_address(address) == where
+
+
+def test_a_server_that_says_nothing_is_not_waited_for_forever(tmp_path, monkeypatch):
+    monkeypatch.setattr("loamtunnel.peer.HELLO", 0.1)
+
+    async def main():
+        held = []
+        path = str(tmp_path / "socket")
+        async with await asyncio.start_unix_server(lambda *streams: held.append(streams), path):
+            with pytest.raises(ConnectionEnded, match="there was no hello within 0.1 s"):
+                await connect(path)
+
+    asyncio.run(main())
+
+
+def test_a_map_takes_many_at_once():
+    app = LifAppConfig(MPLS)
+    app.reqCount |= {AradLifAcMp(vsi=1): 1, AradLifAcMp(vsi=2): 2}
+    assert dict(app.reqCount) == {AradLifAcMp(vsi=1): 1, AradLifAcMp(vsi=2): 2}
+    with pytest.raises(AttributeError, match="reqCount is filled by keys"):
+        app.reqCount = {}
