@@ -110,7 +110,7 @@ audited() {
         status=0
         wait "${audits[$i]}" || status=$?
         awk -v name="$name" -v found="$(wc -l <"$work/$name.found")" '
-            / rows of chip / { ++looks; rows += $2; if (/ differ(;|$)/) ++alarms }
+            / rows? of chip / { ++looks; rows += $2; if (/ differs?(;|$)/) ++alarms }
             /: not looked at: / { ++away }
             END {
                 printf "audit of the %s: %d looks, %.1f rows each, %d false alarms with %d fields; %d times nobody was there\n",

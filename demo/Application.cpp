@@ -401,7 +401,8 @@ void application(Context& context, ApplicationOptions const& options) {
         if (!isDone && application.isConnected()) {
             application.session().fence(FenceLevel::done, [&](FenceResult const& result) {
                 if (result.outcome == FenceOutcome::failed) {
-                    messages.fail("the driver refuses: " + Forms::shown(result.why.view(), 300));
+                    messages.fail("the driver refuses: " + Forms::shown(result.why.view(), 300) + "; " +
+                                  application.progress() + ", and stay");
                     loop.stop();
                 }
             });

@@ -206,7 +206,8 @@ void ChipDriver::answerFences() {
         if (count == 0) {
             fence->doneIs();
         } else {
-            fence->failedIs(Kor::format("%zu requests have no place; %s", count, why.c_str()));
+            fence->failedIs(Kor::format("%zu request%s no place; %s", count, count == 1 ? " has" : "s have",
+                                        why.c_str()));
         }
     }
 }

@@ -28,6 +28,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 #include <utility>
 
@@ -255,7 +256,7 @@ struct Driver {
             }
         });
         service->handlerIs("explain", [this](Session&, Kor::String8 const& what) {
-            return explain(lifOf(Kor::Forms::parseEntry(what.view())));
+            return explain(lifOf(Kor::Forms::parseEntry(keyIn(what.view()))));
         });
         service->handlerIs("rows", [this](Session&, Kor::String8 const& next) {
             return rows(Kor::Forms::parseNumber(next.view()).value_or(0));
@@ -271,6 +272,12 @@ struct Driver {
             placer = Kor::observe<Placer>(config, statuses->appStatusIs(app), table);
         }
         return config;
+    }
+
+    /// Of a path, such as lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100], the key at its end.
+    static std::string_view keyIn(std::string_view what) {
+        std::size_t const at = what.rfind('[');
+        return at == what.npos || !what.ends_with(']') ? what : what.substr(at + 1, what.size() - at - 2);
     }
 
     /// Where a LIF stands with each application that asks for it.

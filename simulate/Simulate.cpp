@@ -807,6 +807,10 @@ int main(int argc, char** argv) {
         return 2;
     }
     U64 answered = 0;
+    if (seeds == 0 || steps == 0) {
+        std::fprintf(stderr, "simulate takes at least one seed and one step\n");
+        return 2;
+    }
     for (U64 seed = first; seed < first + seeds; ++seed) {
         Story story(seed, static_cast<U32>(steps));
         std::string const fault = story.fault(&answered);

@@ -257,8 +257,11 @@ bool auditOnce(Context& context, AuditOptions const& options, RowPrinter& printe
         }
         differing += row.differs() ? 1u : 0u;
     }
-    std::string said = std::to_string(rows.rows.size()) + " rows of chip " + std::to_string(rows.chip) +
-                       ", " + (differing == 0 ? "none differs" : std::to_string(differing) + " differ");
+    std::string said =
+        std::to_string(rows.rows.size()) + (rows.rows.size() == 1 ? " row" : " rows") + " of chip " +
+        std::to_string(rows.chip) + ", " +
+        (differing == 0 ? "none differs"
+                        : std::to_string(differing) + (differing == 1 ? " differs" : " differ"));
     if (rows.waiting != 0) {
         said += "; " + std::to_string(rows.waiting) + " changes wait to be written";
     }

@@ -382,7 +382,7 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
                                [&](Kor::NboAttrLog::FenceResult const& result) { why = result.why.view(); });
     loop.runUntil([&] { return !why.empty(); }, std::chrono::seconds(20));
     EXPECT_EQ(why,
-              "1 requests have no place; vtAppVxlan, EvecKey fapMask=0 index=0: slot 0 belongs to vtAppMpls");
+              "1 request has no place; vtAppVxlan, EvecKey fapMask=0 index=0: slot 0 belongs to vtAppMpls");
     EXPECT_NE(on("audit", {}).err.find("; 1 requests are refused and have no row"), std::string::npos);
     // Somebody else asks as that application: not without saying so.
     std::ofstream(file("evec")) << "AradLifAcMp vsi=200\n";
