@@ -178,17 +178,15 @@ class Run(stateful.RuleBasedStateMachine):
         self.proxy.heal()
         self.do(self.rest())
 
-    async def told(self, told: list[str]) -> None:
+    async def told(self, told: list[str], address: str, *others: int) -> None:
+        """A command must have done what it was told, but for others of its statuses that may be, and say what it has not done."""
         done = await asyncio.create_subprocess_exec(
-            *(PROGRAM, *told, "--socket", self.direct), stdout=subprocess.DEVNULL, stderr=subprocess.PIPE
+            *(PROGRAM, *told, "--socket", address), stdout=subprocess.DEVNULL, stderr=subprocess.PIPE
         )
         _, error = await done.communicate()
-        self.command_ended(told, done.returncode, error.decode())
-
-    def command_ended(self, told: list[str], status: int, error: str, *others: int) -> None:
-        """It must have done what it was told, but for others of its statuses that may be, and say what it has not done."""
+        status = done.returncode
         if status not in (0, *others, *([NOT_THERE] if told[0] == "del" else [])) or bool(status) != bool(error):
-            self.failed(f"loamtunnel {' '.join(told)}: status {status}: {error}")
+            self.failed(f"loamtunnel {' '.join(told)}: status {status}: {error.decode()}")
         fired[f"{told[0]} with status {status}"] += 1
 
     def failed(self, why: str) -> None:
@@ -309,7 +307,7 @@ class ProgramServes(Run):
         """`loamtunnel set` and `del`."""
         path = self.paths[root % len(self.paths)]
         for told in commands(path, self.roots[path], child, attribute, number, lot):
-            self.do(self.told(told))
+            self.do(self.told(told, self.direct))
 
     @rule(root=given.integers(0, 2), child=given.integers(0, KEYS - 1), lot=given.integers(1, 3))
     def both_make_a_child(self, root: int, child: int, lot: int) -> None:
@@ -533,21 +531,18 @@ class PythonServes(Run):
         if not told_all:
             return
         for told in told_all[:-1]:  # the child, which is there when the value comes
-            self.do(self.told(told))
+            self.do(self.told(told, self.direct))
         told = told_all[-1]
 
         async def both() -> None:
             self.proxy.heal()
             self.proxy.stall_after(TO_CLIENT, count)
-            done = await asyncio.create_subprocess_exec(
-                *(PROGRAM, *told, "--socket", self.proxied), stdout=subprocess.DEVNULL, stderr=subprocess.PIPE
-            )
+            done = asyncio.ensure_future(self.told(told, self.proxied, NOT_DELIVERED))
             await asyncio.sleep(pause / 1000)
             write(self.entities[path], NEAR, child, attribute, number, lot or 1)
             await asyncio.sleep(0.002)
             self.proxy.heal()
-            _, error = await done.communicate()
-            self.command_ended(told, done.returncode, error.decode(), NOT_DELIVERED)
+            await done
 
         self.do(both())
 
@@ -723,7 +718,7 @@ class PythonApart(Run):
     def is_told_by_a_command(self, root: int, child: int, attribute: int, number: int, lot: int) -> None:
         path = self.paths[root % len(self.paths)]
         for told in commands(path, self.roots[path], child, attribute, number, lot):
-            self.do(self.told(told))
+            self.do(self.told(told, self.direct))
 
     @rule()
     def is_killed(self) -> None:

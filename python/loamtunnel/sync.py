@@ -31,6 +31,14 @@ from .service import Limits, Offer, Service
 from .tree import Change, Changes, Entity
 
 
+def _run(loop: asyncio.AbstractEventLoop, what: Awaitable, timeout: float | None):
+    async def waiting():
+        async with asyncio.timeout(timeout):
+            return await what
+
+    return loop.run_until_complete(waiting())
+
+
 class _Waiting:
     """What peers and servers share: a loop that runs while somebody waits, for `timeout` seconds at most if that is not None."""
 
@@ -40,13 +48,7 @@ class _Waiting:
         self._loop, self._of, self.timeout = loop, of, timeout
 
     def _run(self, what, timeout: float | None = None):
-        timeout = self.timeout if timeout is None else timeout
-
-        async def waiting():
-            async with asyncio.timeout(timeout):
-                return await what
-
-        return self._loop.run_until_complete(waiting())
+        return _run(self._loop, what, self.timeout if timeout is None else timeout)
 
     @property
     def is_closed(self) -> bool:
@@ -211,13 +213,8 @@ def serve(
 
 def _made(kind: Callable[..., W], begin: Callable[[], Awaitable], timeout: float | None) -> W:
     loop = asyncio.new_event_loop()
-
-    async def beginning():
-        async with asyncio.timeout(timeout):
-            return await begin()
-
     try:
-        return kind(loop, loop.run_until_complete(beginning()), timeout)
+        return kind(loop, _run(loop, begin(), timeout), timeout)
     except BaseException:
         loop.close()
         raise
