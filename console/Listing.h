@@ -58,6 +58,7 @@ public:
     bool isNumber() const { return kind_ == Kind::wide || kind_ == Kind::raw; }
     std::string const& text() const { return text_; }
     void write(JsonWriter& writer) const;
+    bool operator==(Cell const&) const = default;
 
 private:
     enum class Kind { none, text, wide, raw };

@@ -64,9 +64,9 @@ Cell typeCell(Box const& value) {
     return value ? Cell(shortName(*value->type())) : Cell();
 }
 
-Cell valueCell(Box const& value, Output const& output, Roots const* roots) {
-    return output.format == Format::json ? Cell::raw(valueText(Form::json, value, roots))
-                                         : Cell(valueText(output.form, value, roots));
+Cell valueCell(Item const& item, Output const& output, Roots const* roots) {
+    return output.format == Format::json ? Cell::raw(valueText(Form::json, item.value, roots, item.path))
+                                         : Cell(valueText(output.form, item.value, roots, item.path));
 }
 
 } // namespace
@@ -74,10 +74,10 @@ Cell valueCell(Box const& value, Output const& output, Roots const* roots) {
 void Values::item(Item const& item, bool isAlone) {
     if (isText(output_)) {
         out_ << Kor::plainText((isAlone ? "" : item.path + " = ") +
-                               valueText(output_.form, item.value, roots_))
+                               valueText(output_.form, item.value, roots_, item.path))
              << '\n';
     } else {
-        rows_.add({item.path, typeCell(item.value), valueCell(item.value, output_, roots_)});
+        rows_.add({item.path, typeCell(item.value), valueCell(item, output_, roots_)});
     }
 }
 
@@ -98,7 +98,7 @@ void Values::tree(Place const& place, unsigned depth, ChangeFilter const& filter
             out_ << Kor::plainText(nodeLine(node, output_.form, roots_)) << '\n';
         } else {
             rows_.add({node.path, typeCell(node.value),
-                       node.isOpened ? Cell() : valueCell(node.value, output_, roots_)});
+                       node.isOpened ? Cell() : valueCell({node.path, node.value}, output_, roots_)});
         }
     });
 }
@@ -112,13 +112,13 @@ void Values::end() {
 void Events::row(std::string const& time, std::string const& event, std::string const& path, Box const& value,
                  bool isOpened, std::string const& note) {
     rows_.add({Cell::orNone(time), event, Cell::orNone(path), typeCell(value),
-               value && !isOpened ? valueCell(value, output_, roots_) : Cell(), Cell::orNone(note)});
+               value && !isOpened ? valueCell({path, value}, output_, roots_) : Cell(), Cell::orNone(note)});
 }
 
 void Events::item(std::string const& event, Item const& item, bool isAlone) {
     if (isText(output_)) {
         out_ << Kor::plainText((isAlone ? "" : item.path + " = ") +
-                               valueText(output_.form, item.value, roots_))
+                               valueText(output_.form, item.value, roots_, item.path))
              << '\n';
     } else {
         row("", event, item.path, item.value, false, "");

@@ -328,7 +328,7 @@ std::vector<Item> itemsAt(Place const& place) {
     return items;
 }
 
-std::string pathOf(Box const& object, Roots const* roots) {
+std::string pathOf(Box const& object, Roots const* roots, std::string_view at) {
     if (!object) {
         return "None";
     }
@@ -354,20 +354,20 @@ std::string pathOf(Box const& object, Roots const* roots) {
             name = each;
         }
     }
-    return rootText(name) + tail;
+    return name.empty() && !at.empty() ? std::string(at) : rootText(name) + tail;
 }
 
-std::string valueText(Form form, Box const& value, Roots const* roots) {
+std::string valueText(Form form, Box const& value, Roots const* roots, std::string_view at) {
     if (value && (value->type()->isValue() || value->type()->isEnumType())) {
         return written(form, value);
     }
     if (form == Form::json) {
         TextStream text;
         JsonWriter writer(text);
-        value ? writer.string(pathOf(value, roots)) : writer.null();
+        value ? writer.string(pathOf(value, roots, at)) : writer.null();
         return text.str();
     }
-    return form == Form::text ? textOf(value) : pathOf(value, roots);
+    return form == Form::text ? textOf(value) : pathOf(value, roots, at);
 }
 
 void set(Place const& place, std::string_view text, Roots const& roots) {
@@ -549,7 +549,9 @@ void walk(Place const& place, unsigned depth, std::function<void(Node const&)> c
 std::string nodeLine(Node const& node, Form form, Roots const* roots) {
     std::string line(std::size_t{2} * node.level, ' ');
     line.append(node.name).append(node.isOpened ? ": " : " = ");
-    return line.append(node.isOpened ? shortName(*node.value->type()) : valueText(form, node.value, roots))
+    return line
+        .append(node.isOpened ? shortName(*node.value->type())
+                              : valueText(form, node.value, roots, node.path))
         .append(node.isCut ? " ..." : "");
 }
 
@@ -684,7 +686,8 @@ void Watch::changed(AttributeId id, Key const& key) {
 
 std::string changeLine(Watch::Change const& change, Form form, Roots const* roots) {
     std::string text = change.path;
-    change.isGone ? text.append(" deleted") : text.append(" = ").append(valueText(form, change.value, roots));
+    change.isGone ? text.append(" deleted")
+                  : text.append(" = ").append(valueText(form, change.value, roots, change.path));
     return change.note.empty() ? text : text.append(" (").append(change.note).append(")");
 }
 

@@ -102,10 +102,11 @@ struct Item {
 KOR_EXPORT std::vector<Item> itemsAt(Place const& place);
 
 /// The path of an object, from the root that holds it on; "None" for null. A root that has no name here has
-/// its own.
-KOR_EXPORT std::string pathOf(Box const& object, Roots const* roots = nullptr);
+/// its own; what no root holds, and has no name, is called as where it was found, which is `at`.
+KOR_EXPORT std::string pathOf(Box const& object, Roots const* roots = nullptr, std::string_view at = "");
 /// A value in that form, an object by its path. JSON of an object is a string, and null for none.
-KOR_EXPORT std::string valueText(Form form, Box const& value, Roots const* roots = nullptr);
+KOR_EXPORT std::string valueText(Form form, Box const& value, Roots const* roots = nullptr,
+                                 std::string_view at = "");
 
 /// Writes a value; of children makes the one of the key, without a text; of references `None` is a null one.
 KOR_EXPORT void set(Place const& place, std::string_view text, Roots const& roots);

@@ -1,5 +1,7 @@
 #include "forms/RecordView.h"
 
+#include "forms/Path.h"
+#include "forms/Refused.h"
 #include "reflect/AttrLogType.h"
 
 #include <algorithm>
@@ -50,6 +52,24 @@ std::size_t sideOf(EntityId id) {
 
 AttrLogType const* logOf(KorType const* type) {
     return type != nullptr ? AttrLogType::named(type->typeName().view()) : nullptr;
+}
+
+/// Whether it is made from a name, not from a key.
+bool isNamed(KorType const& type) {
+    auto const argument = type.constructorArgTypeQQueue().begin();
+    return argument == type.constructorArgTypeQQueue().end() || (*argument).value.view() == typeName<Name>();
+}
+
+/// A key in a path; as it is where it is none here.
+std::string keyInPath(KorType const* type, AttributeId attribute, std::string const& key) {
+    KorAttr const* const of = type != nullptr ? type->attribute(attribute) : nullptr;
+    if (of != nullptr && of->keyType() != nullptr) {
+        try {
+            return Forms::keyText(*Forms::readValue(*of->keyType(), key));
+        } catch (Forms::Refused const&) {
+        }
+    }
+    return key;
 }
 
 } // namespace
@@ -118,14 +138,14 @@ void RecordWalker::take(Direction& direction, Side from, std::span<U8 const> byt
     } while (!bytes.empty());
 }
 
-void RecordWalker::know(EntityId id, KorType const* type, std::string path) {
+void RecordWalker::know(EntityId id, Known entity) {
     forget(id);
     U32& count = count_[sideOf(id)];
     if (count >= limits_.entities) {
         throwAttrLogRecordException("peer has more entities than the limit");
     }
     ++count;
-    known_[id] = {type, std::move(path)};
+    known_[id] = std::move(entity);
 }
 
 void RecordWalker::forget(EntityId id) {
@@ -200,7 +220,10 @@ void RecordWalker::readAnnouncement(In& in, RecordView& record) {
                 }
             }
         } else if (section == PayloadSection::argument && record.type != nullptr) {
-            record.path = stringOf(logOf(record.type)->argumentText(in));
+            std::string const text = stringOf(logOf(record.type)->argumentText(in));
+            (isNamed(*record.type) ? record.root : record.path) = text;
+        } else if (section == PayloadSection::root) {
+            record.root = stringOf(in.next<Name>());
         } else if (section == PayloadSection::entityId) {
             record.child = in.nextEntityId();
         }
@@ -208,10 +231,12 @@ void RecordWalker::readAnnouncement(In& in, RecordView& record) {
     if (!record.child.isAssigned()) {
         throwAttrLogRecordException("record gives an id that is not the sender's to give");
     }
-    if (record.path.empty() && record.type != nullptr) { // a class with neither name nor key
+    if (!record.root.empty()) {
+        record.path = Forms::rootText(record.root);
+    } else if (record.path.empty() && record.type != nullptr) { // a class with neither name nor key
         record.path = stringOf(record.type->typeName());
     }
-    know(record.child, record.type, record.path);
+    know(record.child, {record.type, record.path, !record.root.empty()});
 }
 
 void RecordWalker::readAttribute(In& in, RecordView& record, Known& entity) {
@@ -226,7 +251,8 @@ void RecordWalker::readAttribute(In& in, RecordView& record, Known& entity) {
     record.kind = isDelete                    ? RecordView::Kind::deletion
                   : text.childType != nullptr ? RecordView::Kind::child
                                               : RecordView::Kind::set;
-    std::string const member = record.attribute + '[' + record.key + ']';
+    std::string const member =
+        '.' + record.attribute + '[' + keyInPath(entity.type, record.header.attributeId, record.key) + ']';
     if (isDelete) {
         if (auto const child = entity.children.extract(member); !child.empty()) {
             forget(child.mapped());
@@ -237,15 +263,19 @@ void RecordWalker::readAttribute(In& in, RecordView& record, Known& entity) {
         return;
     }
     record.child = EntityId::ofNumber(text.entityId);
+    std::string const path = entity.path + member;
     if (text.childType != nullptr) {
         record.value = stringOf(text.childType->typeName());
-        std::string path = entity.path + '/' + member;
         EntityId const before = std::exchange(entity.children[member], record.child);
         forget(before); // after which the entity may be gone, too: ids can be anything
-        know(record.child, text.childType, std::move(path));
+        know(record.child, {text.childType, path});
+    } else if (auto const referred = known_.find(record.child); referred != known_.end()) {
+        Known& known = referred->second;
+        known.path = known.isPlaced ? known.path : path;
+        known.isPlaced = true;
+        record.value = known.path;
     } else {
-        auto const referred = known_.find(record.child);
-        record.value = referred != known_.end() ? referred->second.path : "";
+        record.value.clear();
     }
 }
 

@@ -47,9 +47,11 @@ struct RecordView {
     U64 offset = 0;
     std::span<U8 const> bytes{};
     MsgHeader header{};
-    /// The entity: the name or key of the root, then attribute[key] of each child, with slashes between them.
-    /// Empty for one that is not known.
+    /// The entity, as a path of forms/Path.h. Empty for one that is not known.
     std::string path{};
+    /// Of an announcement, how the root is called: as the session offers it, or by its name. Empty for what
+    /// has but a key; the first that refers to it is its place.
+    std::string root{};
     KorType const* type = nullptr;
     /// By name, or by number if it has none here.
     std::string attribute{};
@@ -93,6 +95,8 @@ private:
     struct Known {
         KorType const* type;
         std::string path;
+        /// The path can be followed.
+        bool isPlaced = true;
         /// By attribute and key.
         std::map<std::string, EntityId> children{};
     };
@@ -104,7 +108,7 @@ private:
     void read(In& in, RecordView& record);
     void readAnnouncement(In& in, RecordView& record);
     void readAttribute(In& in, RecordView& record, Known& entity);
-    void know(EntityId id, KorType const* type, std::string path);
+    void know(EntityId id, Known entity);
     /// It and all below it.
     void forget(EntityId id);
 

@@ -394,6 +394,9 @@ public:
             return value(type, given[0], std::nullopt, where);
         }
         std::string const own = where.empty() ? shortName(type) : std::string(where);
+        if (std::string_view const json = trimmed(text); json.starts_with('{')) {
+            return ofJsonText(json, type, own);
+        }
         return assembled(type, fields(type, given, own), own);
     }
 

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <map>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <system_error>
 #include <tuple>
@@ -110,22 +111,35 @@ private:
 /// Where something of the state stands: entity, attribute, key. An entity as such has neither attribute nor
 /// key.
 using StatePlace = std::array<std::string, 3>;
-using State = std::map<StatePlace, std::string>;
+using State = std::map<StatePlace, Cell>;
 
-/// Keys and values of records in a form.
+/// Keys and values of records, as the output has them.
 class Looks {
 public:
-    explicit Looks(Form form) : form_(form) {}
+    explicit Looks(Output const& output) : output_(output) {}
 
     std::string key(RecordView const& record) const {
         Kor::KorAttr const* const attribute = attributeOf(record);
-        return attribute == nullptr ? record.key : look(attribute->keyType(), record.key);
+        auto const box = attribute == nullptr ? nullptr : boxOf(attribute->keyType(), record.key);
+        return box ? written(output_.form, box) : record.key;
     }
-    std::string value(RecordView const& record) const {
+    Cell value(RecordView const& record) const {
+        using Kind = RecordView::Kind;
+        if (record.kind == Kind::announcement || record.kind == Kind::child) {
+            return typeNames(record.value);
+        }
         Kor::KorAttr const* const attribute = attributeOf(record);
-        return attribute == nullptr || record.kind != RecordView::Kind::set
-                   ? record.value
-                   : look(attribute->type(), record.value);
+        if (attribute == nullptr || record.kind != Kind::set) {
+            return Cell::orNone(record.value);
+        }
+        auto const box = boxOf(attribute->type(), record.value);
+        return !box                             ? Cell::orNone(record.value)
+               : output_.format == Format::json ? Cell::raw(written(Form::json, box))
+                                                : Cell(written(output_.form, box));
+    }
+    /// Of an announcement the nearest type alone.
+    Cell type(RecordView const& record) const {
+        return typeNames(record.value.substr(0, record.value.find(' ')));
     }
 
 private:
@@ -139,43 +153,36 @@ private:
         }
         return nullptr;
     }
-    /// What is no value here, such as a reference, is as it is.
-    std::string look(Kor::KorType const* type, std::string const& text) const {
-        if (form_ == Form::text || type == nullptr || type->isEntity() || text.empty()) {
-            return text;
+    /// Null for what is no value, such as the path of an object.
+    static Box boxOf(Kor::KorType const* type, std::string const& text) {
+        if (type != nullptr && !type->isEntity() && !text.empty()) {
+            try {
+                return readValue(*type, text);
+            } catch (Refused const&) {
+            }
         }
-        try {
-            return written(form_, readValue(*type, text));
-        } catch (Refused const&) {
-            return text;
-        }
+        return nullptr;
     }
-    Form form_;
+    Cell typeNames(std::string const& text) const {
+        if (output_.form == Form::text) {
+            return text;
+        }
+        std::string all;
+        std::istringstream names(text);
+        for (std::string name; names >> name;) {
+            all += (all.empty() ? "" : " ") + Kor::Forms::shortTypeText(name);
+        }
+        return all;
+    }
+    Output output_;
 };
 
 void note(State& state, RecordView const& record, Looks const& looks) {
     using Kind = RecordView::Kind;
     if (record.kind == Kind::announcement) {
-        state[{record.path, "", ""}] = record.value.substr(0, record.value.find(' '));
+        state[{record.path, "", ""}] = looks.type(record);
     } else if (record.kind == Kind::set || record.kind == Kind::child) {
         state[{record.path, record.attribute, looks.key(record)}] = looks.value(record);
-    }
-}
-
-/// What the entities have: sent to nobody, and read as it leaves.
-void addState(State& state, Kor::Ptr<Kor::Entity> const& entity, StreamLimits const& limits,
-              Looks const& looks) {
-    auto const demuxer = Kor::makePtr<Demuxer>(Side::accepting, limits);
-    RecordWalker walker(limits);
-    demuxer->mount(entity);
-    bool isMore = true;
-    while (isMore) {
-        isMore = demuxer->flow();
-        for (auto bytes = demuxer->out()->readable(); !bytes.empty(); bytes = demuxer->out()->readable()) {
-            walker.walk(Side::accepting, bytes,
-                        [&](RecordView const& record) { note(state, record, looks); });
-            demuxer->out()->nextBytes(bytes.size());
-        }
     }
 }
 
@@ -191,9 +198,9 @@ public:
             demuxer->peerFlagsIs(sendsNothing);
             demuxer->rootHookIs([this, from](Kor::Ptr<Kor::Entity> const& offered) {
                 std::string const type(offered->fwkType()->typeName().view());
-                Kor::String8 const key = offered->korKeyText();
-                std::string const name((key.empty() ? offered->name() : key).view());
-                return roots_[{from, type, name}] = offered; // also of one that comes again
+                std::string const& name = announced_.root.empty() ? announced_.path : announced_.root;
+                return (roots_[{from, announced_.root.empty(), type, name}] =
+                            offered); // also one that comes again
             });
         }
     }
@@ -201,6 +208,7 @@ public:
         if (record.kind == RecordView::Kind::control) {
             return;
         }
+        announced_ = {record.path, record.root};
         Demuxer& sender = demuxerOf(record.from);
         Demuxer& other = demuxerOf(otherSide(record.from));
         auto const receive = [&] {
@@ -225,10 +233,29 @@ public:
             }
         }
     }
+    /// What the entities have: sent to nobody, and read as it leaves.
     State state(Looks const& looks) const {
         State state;
-        for (auto const& [name, root] : roots_) {
-            addState(state, root, limits_, looks);
+        for (Side const from : {Side::accepting, Side::connecting}) {
+            auto const demuxer = Kor::makePtr<Demuxer>(Side::accepting, limits_);
+            RecordWalker walker(limits_);
+            for (auto const& [which, root] : roots_) {
+                auto const& [side, isUnnamed, type, name] = which;
+                if (side != from || root->korNboAttrLogSa(demuxer->out()) != nullptr) {
+                    continue; // or it is there since another one refers to it
+                }
+                isUnnamed ? demuxer->mount(root) : demuxer->mountRoot(root, {.path = Kor::Name(name)});
+                bool isMore = true;
+                while (isMore) {
+                    isMore = demuxer->flow();
+                    for (auto bytes = demuxer->out()->readable(); !bytes.empty();
+                         bytes = demuxer->out()->readable()) {
+                        walker.walk(Side::accepting, bytes,
+                                    [&](RecordView const& record) { note(state, record, looks); });
+                        demuxer->out()->nextBytes(bytes.size());
+                    }
+                }
+            }
         }
         return state;
     }
@@ -255,13 +282,17 @@ private:
 
     StreamLimits limits_;
     std::array<Kor::Ptr<Demuxer>, 2> demuxers_;
-    std::map<std::tuple<Side, std::string, std::string>, Kor::Ptr<Kor::Entity>> roots_;
+    struct {
+        std::string path, root;
+    } announced_; // last
+    /// By side, those without a name behind the others, type, and name or key.
+    std::map<std::tuple<Side, bool, std::string, std::string>, Kor::Ptr<Kor::Entity>> roots_;
 };
 
 /// At the end; and before the time that is asked for, if one is.
 State stateOf(Context& context, std::string const& file, LogOptions const& options, State* before = nullptr) {
     Player player(file, options);
-    Looks const looks(options.output.form);
+    Looks const looks(options.output);
     std::optional<Replica> replica;
     bool isBefore = before != nullptr;
     Progress progress(context);
@@ -321,7 +352,7 @@ void logShow(Context& context, LogOptions const& options) {
     RowPrinter printer(context.out, columns, options.output);
     auto const idText = [](Kor::EntityId id) { return id.number() != 0 ? Cell(id.number()) : Cell(); };
     Player player(options.files.at(0), options);
-    Looks const looks(options.output.form);
+    Looks const looks(options.output);
     std::optional<Replica> replica;
     bool isBefore = options.from.has_value();
     auto const begin = [&] {
@@ -343,13 +374,10 @@ void logShow(Context& context, LogOptions const& options) {
             if (isBefore) {
                 begin();
             }
-            std::vector<Cell> cells{seconds(microseconds),
-                                    sideText(record.from),
-                                    textOf(record.kind),
-                                    Cell::orNone(record.path),
-                                    Cell::orNone(record.attribute),
-                                    Cell::orNone(looks.key(record)),
-                                    Cell::orNone(looks.value(record))};
+            std::vector<Cell> cells{
+                seconds(microseconds),     sideText(record.from),          textOf(record.kind),
+                Cell::orNone(record.path), Cell::orNone(record.attribute), Cell::orNone(looks.key(record)),
+                looks.value(record)};
             if (options.more > 0) {
                 cells.insert(cells.end(), {idText(record.header.entityId), idText(record.child),
                                            record.offset, record.bytes.size(), Cell::orNone(record.fault)});

@@ -301,7 +301,7 @@ TEST_F(Live, AConnectionIsRecordedAndReplayed) {
         nlohmann::json::parse(loamtunnel({"log", "replay", log, "--side", "accepting", "--json"}).out);
     ASSERT_EQ(state.size(), 3u) << state;
     EXPECT_EQ(state[2]["attribute"], "reqCount");
-    EXPECT_EQ(state[2]["value"], "5");
+    EXPECT_EQ(state[2]["value"], 5);
 }
 
 TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {

@@ -54,10 +54,10 @@ TEST(Log, ShowsChecksReplaysAndCompares) {
     EXPECT_EQ(shown.front()["record"], "announcement");
     EXPECT_EQ(shown.back()["time"], "2.000007");
     EXPECT_EQ(shown.back()["from"], "connecting");
-    EXPECT_EQ(shown.back()["entity"], "lif/appConfig['vtAppMpls']");
+    EXPECT_EQ(shown.back()["entity"], "lif.appConfig[vtAppMpls]");
     EXPECT_EQ(shown.back()["attribute"], "reqCount");
     EXPECT_EQ(shown.back()["key"], key);
-    EXPECT_EQ(shown.back()["value"], "2");
+    EXPECT_EQ(shown.back()["value"], 2);
     EXPECT_EQ(shown.back()["bytes"], "001c010b8604000000040000000000000001000000000000000200000002");
     EXPECT_EQ(json::parse(loamtunnel({"log", "show", two, "--side", "accepting", "--json"}).out),
               json::array());
@@ -68,14 +68,14 @@ TEST(Log, ShowsChecksReplaysAndCompares) {
                                "value": "Hardware::LoamTunnel::LifAppConfigDir"},
                               {"entity": "lif", "attribute": "appConfig", "key": "'vtAppMpls'",
                                "value": "Hardware::LoamTunnel::LifAppConfig"},
-                              {"entity": "lif/appConfig['vtAppMpls']", "attribute": "reqCount", "key": ")" +
-                          key + R"(", "value": "2"}])"));
+                              {"entity": "lif.appConfig[vtAppMpls]", "attribute": "reqCount", "key": ")" +
+                          key + R"(", "value": 2}])"));
     EXPECT_EQ(loamtunnel({"log", "diff", two, two}).status, 0);
     auto const differs = loamtunnel({"log", "diff", two, three, "--json"});
     EXPECT_EQ(differs.status, 3);
     EXPECT_EQ(json::parse(differs.out)[0]["difference"], "changed");
-    EXPECT_EQ(json::parse(differs.out)[0]["before"], "2");
-    EXPECT_EQ(json::parse(differs.out)[0]["after"], "3");
+    EXPECT_EQ(json::parse(differs.out)[0]["before"], 2);
+    EXPECT_EQ(json::parse(differs.out)[0]["after"], 3);
 }
 
 // A part of a recording begins with the state that there was.
@@ -90,19 +90,19 @@ TEST(Log, LooksAtAPartOfTheTime) {
     ASSERT_EQ(late.size(), 4u) << late;
     EXPECT_EQ(late[2]["record"], "state");
     EXPECT_EQ(late[2]["time"], "1.600000");
-    EXPECT_EQ(late[2]["value"], "1");
+    EXPECT_EQ(late[2]["value"], 1);
     EXPECT_EQ(late[3]["record"], "set");
-    EXPECT_EQ(late[3]["value"], "2");
+    EXPECT_EQ(late[3]["value"], 2);
     EXPECT_EQ(late[2]["key"], late[3]["key"]);
     EXPECT_EQ(rowsOf({"log", "show", "--from", "2.000007"}).back(), late.back()) << "which is in";
     EXPECT_EQ(rowsOf({"log", "show", "--from", "9"}).size(), 3u) << "the state alone";
     auto const early = rowsOf({"log", "show", "--until", "2.000006"});
     EXPECT_EQ(early.back()["value"], "1");
-    EXPECT_EQ(rowsOf({"log", "replay", "--until", "1.5"}).back()["value"], "1");
+    EXPECT_EQ(rowsOf({"log", "replay", "--until", "1.5"}).back()["value"], 1);
     EXPECT_EQ(rowsOf({"log", "replay", "--until", "1.4"}), json::array());
     auto const both = rowsOf({"log", "replay", "--from", "1.6"}).back();
-    EXPECT_EQ(both["value"], "2");
-    EXPECT_EQ(both["before"], "1");
+    EXPECT_EQ(both["value"], 2);
+    EXPECT_EQ(both["before"], 1);
     EXPECT_TRUE(rowsOf({"log", "replay", "--from", "1"}).back()["before"].is_null());
     for (char const* const time :
          {"", "x", "1.", "-1", "1.5x", "1.2345678", "0x10", "99999999999999999999"}) {
@@ -156,14 +156,14 @@ TEST(Log, ReplaysWhatBothSidesHaveWritten) {
         exchange();
     }
     auto const state = json::parse(loamtunnel({"log", "replay", path, "--json"}).out);
-    std::map<std::string, std::string> counts;
+    std::map<std::string, int> counts;
     for (auto const& row : state) {
         if (row["attribute"] == "reqCount") {
             counts[row["entity"]] = row["value"];
         }
     }
-    EXPECT_EQ(counts, (std::map<std::string, std::string>{{"lif/appConfig['vtAppMpls']", "2"},
-                                                          {"lif/appConfig['vtAppVxlan']", "4"}}));
+    EXPECT_EQ(counts, (std::map<std::string, int>{{"lif.appConfig[vtAppMpls]", 2},
+                                                  {"lif.appConfig[vtAppVxlan]", 4}}));
     EXPECT_EQ(state.size(), 5u);
     EXPECT_EQ(loamtunnel({"log", "check", path}).err, "");
 }
