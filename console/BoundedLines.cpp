@@ -74,7 +74,7 @@ void BoundedLines::write(std::deque<std::string> const& lines, U64 lost) {
     if (lost != 0) {
         out_ << "-- " << lost << " lines lost\n";
     }
-    if (!out_.flush()) {
+    if (!out_.flush()) { // which has thrown, if it knows why
         throw Broken("cannot write the results");
     }
 }

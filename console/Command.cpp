@@ -1,11 +1,14 @@
 #include "console/Command.h"
 
 #include "console/CommandLine.h"
+#include "console/Completion.h"
 #include "console/Failure.h"
 #include "console/Live.h"
 #include "console/Results.h"
+#include "forms/Text.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 namespace tool {
 
@@ -167,7 +170,16 @@ void Takes::live(LiveOptions& live) {
 void Takes::filter(ChangeFilter& filter) {
     option("--entity", filter.entity, "PATTERN",
            "Show those of entities whose path fits this pattern, such as 'lif.appConfig*'");
-    option("--attribute", filter.attribute, "NAME", "Show those of this attribute, such as reqCount");
+    option(
+        "--attribute",
+        [&filter](std::string const& name) {
+            std::vector<std::string> const known = Vocabulary::own().attributes();
+            if (std::ranges::find(known, name) == known.end()) {
+                throw WrongUsage("no entity has an attribute " + shown(name) + suggest(name, known));
+            }
+            filter.attribute = name;
+        },
+        "NAME", "Show those of this attribute, such as reqCount");
 }
 
 void Command::addTo(CLI::App& app, Context& context) const {

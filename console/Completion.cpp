@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -80,10 +81,12 @@ Json const* Vocabulary::find(std::string const& type) const {
     return found == types_.end() ? nullptr : &found->second;
 }
 
-std::vector<std::string> Vocabulary::types() const {
+std::vector<std::string> Vocabulary::types(std::string_view kind) const {
     std::vector<std::string> names;
     for (auto const& [name, type] : types_) {
-        names.push_back(name);
+        if (kind.empty() || memberText(type, "kind") == kind) {
+            names.push_back(name);
+        }
     }
     return names;
 }
@@ -373,11 +376,15 @@ Completion Completer::path(std::string_view text, Live& live) {
         std::string_view const key = text.substr(begin);
         Completion all = value(std::string(place.attribute->keyType()->typeName().view()), key, live);
         all.from += begin;
-        std::vector<std::string> const there = list(place);
-        for (std::string const& each : there) {
+        std::set<std::string, std::less<>> there;
+        for (std::string& each : list(place)) {
             if (each.starts_with(key)) {
-                all.words.push_back(each.substr(all.from - begin));
+                there.insert(std::move(each));
             }
+        }
+        constexpr std::size_t most = 1000; // with more, nobody chooses: what comes next is typed
+        for (std::string const& each : there.size() <= most ? there : std::set<std::string, std::less<>>()) {
+            all.words.push_back(each.substr(all.from - begin));
         }
         Completion result = fitting(all.from, text.substr(all.from), std::move(all.words));
         // what is a key as a whole closes the bracket
@@ -385,7 +392,7 @@ Completion Completer::path(std::string_view text, Live& live) {
             vocabulary(live).enumerators(std::string(place.attribute->keyType()->typeName().view()));
         for (std::string& each : result.words) {
             std::string const whole = std::string(key.substr(0, all.from - begin)) + each;
-            if (std::ranges::count(there, whole) != 0 || std::ranges::count(choices, whole) != 0) {
+            if (there.contains(whole) || std::ranges::count(choices, whole) != 0) {
                 each += ']';
             }
         }

@@ -30,7 +30,8 @@ public:
     void add(Json const& types);
     bool isEmpty() const { return types_.empty(); }
 
-    std::vector<std::string> types() const;
+    /// Those of a kind, or all.
+    std::vector<std::string> types(std::string_view kind = "") const;
     std::vector<std::string> enumerators(std::string const& type) const;
     /// The values that a text of that type may begin with: itself and those derived from it.
     std::vector<std::string> kinds(std::string const& type) const;

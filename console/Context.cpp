@@ -36,15 +36,26 @@ void withInput(Context& context, std::string const& file,
     read(input.stream(), file);
 }
 
+std::string_view withoutComment(std::string_view text) {
+    Nesting nesting;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        nesting.step(text[i]);
+        if (text[i] == '#' && !nesting.isQuoted()) {
+            return text.substr(0, i);
+        }
+    }
+    return text;
+}
+
 void eachLine(Context& context, std::string const& file,
               std::function<void(std::string const& text, std::string const& where)> const& visit,
               bool onlyWholeLineComments) {
     withInput(context, file, [&](std::istream& stream, std::string const& name) {
         std::string line;
         for (U64 number = 1; nextLine(stream, line, number == 1); ++number) {
-            if (std::size_t const comment = line.find('#');
-                comment != line.npos && (!onlyWholeLineComments || split(line.substr(0, comment)).empty())) {
-                line.resize(comment);
+            if (std::size_t const length = withoutComment(line).size();
+                !onlyWholeLineComments || split(line.substr(0, length)).empty()) {
+                line.resize(length);
             }
             if (split(line).empty()) {
                 continue;

@@ -46,6 +46,9 @@ struct Context {
     std::string prefixed(std::string const& message) const;
 };
 
+/// A line up to its comment, which begins with a # outside of quotes.
+std::string_view withoutComment(std::string_view text);
+
 /// Calls `visit(text, where)` for each line of a file ("-": the input stream) that is not blank, comments
 /// from # on cut off, or where the text may have a # only those that fill a line; `where` is "file:line".
 /// What `visit` throws as a Refused is reported with it, and the next line follows. Refused when the file

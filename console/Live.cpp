@@ -43,7 +43,8 @@ Kor::Link::ConnectorConfig connectOnce(std::string_view name) {
 }
 
 NoConnection noConnection(std::string const& address, std::string_view reason) {
-    return NoConnection("no connection to " + shown(address) + ": " + std::string(reason));
+    return NoConnection("no connection to " + shown(address.empty() ? addressOf("").path() : address) + ": " +
+                        (reason.empty() ? "no answer in time" : std::string(reason)));
 }
 
 SessionConfig sessionConfig(std::string_view name) {

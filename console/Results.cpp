@@ -12,7 +12,7 @@
 namespace tool {
 
 bool fits(std::string const& pattern, std::string const& text) {
-    return pattern.empty() || ::fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
+    return pattern.empty() || pattern == text || ::fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
 }
 
 std::string timeNow() {
@@ -72,6 +72,7 @@ Cell valueCell(Item const& item, Output const& output, Roots const* roots) {
 } // namespace
 
 void Values::item(Item const& item, bool isAlone) {
+    isEmpty_ = false;
     if (isText(output_)) {
         out_ << Kor::plainText((isAlone ? "" : item.path + " = ") +
                                valueText(output_.form, item.value, roots_, item.path))

@@ -10,7 +10,7 @@
 
 namespace tool {
 
-/// Whether the text fits the pattern of the shell; any does where it is empty.
+/// Whether the text fits the pattern of the shell, or is it; any does where it is empty.
 bool fits(std::string const& pattern, std::string const& text);
 /// The local time, with milliseconds.
 std::string timeNow();
@@ -50,8 +50,11 @@ public:
     /// A filter takes some of the values, each with its path, without what is between them.
     void tree(Place const& place, unsigned depth, ChangeFilter const& filter = {});
     void end();
+    /// Whether nothing has been printed.
+    bool isEmpty() const { return isEmpty_; }
 
 private:
+    bool isEmpty_ = true;
     std::ostream& out_;
     Output output_;
     Roots const* roots_;

@@ -81,7 +81,9 @@ std::vector<Hardware::ChipType> chipNumbers(std::vector<std::string> const& chip
     std::vector<Hardware::ChipType> numbers;
     numbers.reserve(chips.size());
     for (std::string const& chip : chips) {
-        numbers.push_back(chipNumber(chip));
+        if (auto const number = chipNumber(chip); std::ranges::find(numbers, number) == numbers.end()) {
+            numbers.push_back(number);
+        }
     }
     return numbers;
 }

@@ -159,6 +159,7 @@ public:
     }
 
     void setUp(Session& session) {
+        current_ = Kor::Ptr<Session>(&session);
         for (Asking* const each : used_) {
             session.want(Kor::Name(each->statusRoot()),
                          [this, each, current = &session](RootState state, Kor::Ptr<Kor::Entity> const& root,
@@ -216,8 +217,16 @@ public:
     }
     /// What it waits for.
     std::string awaited() const {
-        if (!isConnected()) {
+        if (!current_ || !current_->isEstablished()) {
             return "waits for the connection to the driver";
+        }
+        for (Asking const* const each : used_) {
+            if (!each->hasStatus()) {
+                std::string const peer(current_->peerName().view());
+                return "waits for " + std::string(each->statusRoot()) + ", which " + Forms::shown(peer) +
+                       (current_->peerOffers().contains(Kor::Name(each->statusRoot())) ? " has not sent yet"
+                                                                                       : " does not offer");
+            }
         }
         if (phase_ == Phase::asking && next_ != 0) {
             Request const& last = requests_[next_ - 1];
@@ -228,6 +237,7 @@ public:
                                         " requests that were taken back have gone";
     }
     Session& session() { return *session_; }
+    bool wasConnected() const { return current_ != nullptr; }
     bool isConnected() const { return session_ && session_->isEstablished(); }
 
 private:
@@ -296,6 +306,8 @@ private:
     /// Those of which something is asked for.
     std::vector<Asking*> used_;
     std::vector<Request> requests_;
+    Kor::Ptr<Session> current_;
+    /// Once it has sent an answer.
     Kor::Ptr<Session> session_;
     std::size_t next_ = 0;
     Phase phase_ = Phase::asking;
@@ -430,7 +442,7 @@ void application(Context& context, ApplicationOptions const& options) {
         if (context.status == 0) { // else what was in the way has been told
             messages.fail("not done within " + std::to_string(options.timeout.count()) +
                               " ms: " + application.progress() + "; " + application.awaited(),
-                          timedOutStatus);
+                          application.wasConnected() ? timedOutStatus : noConnectionStatus);
         }
         return;
     }

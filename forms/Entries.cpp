@@ -81,10 +81,8 @@ Entry parseEntry(std::string_view text) {
     if (given.empty()) {
         throw Refused("an entry starts with its kind, such as 'AradLifAcMp vsi=100'");
     }
-    if (given[0].starts_with('{')) { // the one JSON that says itself what it is of
-        return entryOf(*readJson(*Hardware::LoamTunnel::AradLifEntry::_fwkType(), text));
-    }
-    bool const isKnown = isTextForm(text) || typeOfTag(given[0]) != nullptr || findType(given[0]) != nullptr;
+    bool const isKnown = given[0].starts_with('{') || isTextForm(text) || typeOfTag(given[0]) != nullptr ||
+                         findType(given[0]) != nullptr;
     if (!isKnown) {
         for (Kor::Enumerator const& each : Kor::enumerators<Hardware::LoamTunnel::LifType>) {
             if (each.name == given[0]) {

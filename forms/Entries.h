@@ -6,8 +6,7 @@
 ///     Kor::Forms::EncodedRow const row = Kor::Forms::encodeEntry(entry, Hardware::jerichoChip8);
 ///     Kor::Forms::wordsText(row.words);            // 0x00000064 0x00000000 0x00000000 0x00000003
 ///
-/// An entry is a value that names its type, in any way in which forms/Values.h reads one, or JSON of an
-/// AradLifEntry, which is known by its lifType.
+/// An entry is a value that names its type, in any way in which forms/Values.h reads one.
 ///
 /// What is wrong with an entry is a Refused (forms/Refused.h). Any thread, on objects of its own.
 

@@ -442,12 +442,19 @@ void printJsonSchema(std::ostream& out, std::vector<SchemaType> const& types) {
 
 std::vector<std::string> schemaDiff(Json const& before, Json const& after,
                                     std::vector<std::string> const& only) {
+    auto const typesOf = [](Json const& schema) {
+        return namesOf(schema.isArray() ? &schema : &schema.at("types"));
+    };
+    auto const isPlatform = [](auto const& each) {
+        Json const* const is = each.second->find("platform");
+        return is != nullptr && is->text == "true";
+    };
+    // An old schema has none of the platform's types.
+    bool const both = std::ranges::any_of(typesOf(before), isPlatform);
     auto const chosen = [&](Json const& schema) {
-        Json const* const types = schema.isArray() ? &schema : &schema.at("types");
-        Names names = namesOf(types);
+        Names names = typesOf(schema);
         std::erase_if(names, [&](auto const& each) {
-            Json const* const isPlatform = each.second->find("platform");
-            return (isPlatform != nullptr && isPlatform->text == "true") ||
+            return (!both && isPlatform(each)) ||
                    (!only.empty() && std::ranges::find(only, each.first) == only.end());
         });
         return names;

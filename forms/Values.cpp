@@ -611,6 +611,16 @@ Box readNamed(std::string_view text, Find const& find) {
     if (isTextForm(text)) {
         return Reader::ofTextForm(text, "");
     }
+    if (text.starts_with('{')) {
+        for (auto const& [name, member] : parseJson(text).members) {
+            KorType const* const tagged =
+                member.kind == Json::Kind::string ? typeOfTag(member.text) : nullptr;
+            if (tagged != nullptr) {
+                return ofJsonText(text, *tagged, shortName(*tagged));
+            }
+        }
+        throw Refused(shown(text) + " does not say of what type it is; put the type in front");
+    }
     std::string_view const word = text.substr(0, std::min(text.find_first_of(" \t\r\n\v\f"), text.size()));
     if (KorType const* const tagged = typeOfTag(word)) {
         return Reader(find).rest(*tagged, text.substr(word.size()), "");

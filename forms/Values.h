@@ -75,8 +75,9 @@ KOR_EXPORT Box readValue(KorType const& type, std::string_view text, Find const&
                          std::string_view where = "", std::optional<U64> most = {});
 /// Whether a text begins as the text form of a value with several attributes.
 KOR_EXPORT bool isTextForm(std::string_view text);
-/// A value of the type that the text itself names: `AradLifAcMp vsi=100`, `Value('...', ** {...})`, or a type
-/// and its JSON, `OutAcValue {"word0":5,...}`.
+/// A value of the type that the text itself names: `AradLifAcMp vsi=100`, `Value('...', ** {...})`, a type
+/// and its JSON, `OutAcValue {"word0":5,...}`, or JSON with a word that only one type has,
+/// `{"lifType":"lifAcMp",...}`.
 KOR_EXPORT Box readNamed(std::string_view text, Find const& find = {});
 KOR_EXPORT Box readJson(KorType const& type, std::string_view json);
 /// Bytes in hexadecimal: "0x00000004", "00 00 00 04", "00,00,00,04".

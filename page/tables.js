@@ -8,7 +8,7 @@ const dash = "\u2013";
 // What is shown, as the address says it. `words` is the row, or null.
 let state = {};
 
-const formsOf = (table, chip) => table.chips[chip] || [];
+const formsOf = (table, chip) => Object.hasOwn(table.chips, chip ?? "") ? table.chips[chip] : [];
 const nameOf = (table, variant) => table.variants[variant] || String(variant);
 // The places of all fields of a form: number -> {lo, width}.
 function placesOf(form) {
@@ -39,7 +39,7 @@ function parseWords(text, table) {
   const of = asked.table === undefined ? table : tables.find(t => t.name === asked.table);
   if (!of) return { error: "no table '" + asked.table + "'" };
   if (asked.chip !== undefined && formsOf(of, asked.chip).length === 0) return { error: "no " + of.name + " on a chip '" + asked.chip + "'; there are chips " + Object.keys(of.chips).join(", ") };
-  if (asked.variant !== undefined && !formsOf(of, asked.chip ?? state.chip)[asked.variant]) return { error: of.name + " has no variant '" + asked.variant + "' there" };
+  if (asked.variant !== undefined && !Object.hasOwn(formsOf(of, asked.chip ?? state.chip), Number(asked.variant))) return { error: of.name + " has no variant '" + asked.variant + "' there" };
   if (words.length !== of.words) return { error: "a row of " + of.name + " has " + of.words + " words of 32 bits, word 0 first, not " + words.length };
   return { words, asked };
 }

@@ -149,6 +149,9 @@ void requireGoodUse(EncodeOptions const& options) {
     if (!options.entry && (options.array != 0 || options.identifier != 0)) {
         throw WrongUsage("--array and --identifier say where a row is, which takes --entry N, too");
     }
+    if (options.nonzero && (options.output.format == Format::table || options.output.format == Format::csv)) {
+        throw WrongUsage("--nonzero leaves out fields, which --format table and csv do not list");
+    }
     if (options.rows && (options.output.format != Format::text || options.nonzero || options.entry)) {
         throw WrongUsage("--rows prints the words alone; it goes with no --format, --nonzero or --entry");
     }

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <map>
 #include <optional>
 #include <sstream>
@@ -111,7 +112,18 @@ private:
 /// Where something of the state stands: entity, attribute, key. An entity as such has neither attribute nor
 /// key.
 using StatePlace = std::array<std::string, 3>;
-using State = std::map<StatePlace, Cell>;
+/// Numbers in keys go by their size.
+struct ByPlace {
+    bool operator()(StatePlace const& a, StatePlace const& b) const {
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            if (int const order = ::strverscmp(a[i].c_str(), b[i].c_str()); order != 0) {
+                return order < 0;
+            }
+        }
+        return false;
+    }
+};
+using State = std::map<StatePlace, Cell, ByPlace>;
 
 /// Keys and values of records, as the output has them.
 class Looks {
@@ -177,10 +189,17 @@ private:
     Output output_;
 };
 
-void note(State& state, RecordView const& record, Looks const& looks) {
+/// `unplaced` are the types of those that nobody has referred to yet.
+void note(State& state, std::map<Kor::EntityId, Cell>& unplaced, RecordView const& record,
+          Looks const& looks) {
     using Kind = RecordView::Kind;
-    if (record.kind == Kind::announcement) {
+    if (record.kind == Kind::announcement && record.root.empty()) {
+        unplaced[record.child] = looks.type(record);
+    } else if (record.kind == Kind::announcement) {
         state[{record.path, "", ""}] = looks.type(record);
+    } else if (auto type = unplaced.extract(record.child); record.kind == Kind::set && !type.empty()) {
+        state[{record.value, "", ""}] = type.mapped();
+        state[{record.path, record.attribute, looks.key(record)}] = looks.value(record);
     } else if (record.kind == Kind::set || record.kind == Kind::child) {
         state[{record.path, record.attribute, looks.key(record)}] = looks.value(record);
     }
@@ -239,6 +258,7 @@ public:
         for (Side const from : {Side::accepting, Side::connecting}) {
             auto const demuxer = Kor::makePtr<Demuxer>(Side::accepting, limits_);
             RecordWalker walker(limits_);
+            std::map<Kor::EntityId, Cell> unplaced;
             for (auto const& [which, root] : roots_) {
                 auto const& [side, isUnnamed, type, name] = which;
                 if (side != from || root->korNboAttrLogSa(demuxer->out()) != nullptr) {
@@ -251,7 +271,7 @@ public:
                     for (auto bytes = demuxer->out()->readable(); !bytes.empty();
                          bytes = demuxer->out()->readable()) {
                         walker.walk(Side::accepting, bytes,
-                                    [&](RecordView const& record) { note(state, record, looks); });
+                                    [&](RecordView const& record) { note(state, unplaced, record, looks); });
                         demuxer->out()->nextBytes(bytes.size());
                     }
                 }
@@ -391,6 +411,8 @@ void logShow(Context& context, LogOptions const& options) {
             }
             printer.add(cells);
         });
+    } catch (Broken const&) {
+        throw;
     } catch (Refused const&) {
         progress.end();
         printer.end(); // what came before
@@ -443,7 +465,7 @@ void logReplay(Context& context, LogOptions const& options) {
     }
     columns.emplace_back("before");
     State before;
-    std::map<StatePlace, std::array<Cell, 2>> both;
+    std::map<StatePlace, std::array<Cell, 2>, ByPlace> both;
     for (auto const& [place, value] : stateOf(context, options.files.at(0), options, &before)) {
         both[place][0] = value;
     }
@@ -467,10 +489,10 @@ void logDiff(Context& context, LogOptions const& options) {
             {what, place[0], Cell::orNone(place[1]), Cell::orNone(place[2]), std::move(was), std::move(is)});
     };
     for (auto was = before.begin(), is = after.begin(); was != before.end() || is != after.end();) {
-        if (is == after.end() || (was != before.end() && was->first < is->first)) {
+        if (is == after.end() || (was != before.end() && ByPlace()(was->first, is->first))) {
             add("gone", was->first, was->second, Cell());
             ++was;
-        } else if (was == before.end() || is->first < was->first) {
+        } else if (was == before.end() || ByPlace()(is->first, was->first)) {
             add("new", is->first, Cell(), is->second);
             ++is;
         } else {

@@ -99,7 +99,9 @@ void logRecord(Context& context, LogRecordOptions const& options) {
             }
         }
         missing.clear();
-        for (std::string const& root : options.roots) {
+        for (std::string const& given : options.roots) { // by its name, or as a path begins with it
+            bool const isName = session.peerOffers().contains(Kor::Name(Kor::String8(given)));
+            std::string const root = isName ? given : rootOf(given);
             if (session.peerOffers().contains(Kor::Name(Kor::String8(root)))) {
                 want(session, root);
             } else if (!wanted.contains(root)) {
@@ -144,7 +146,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
             context.note("nothing was recorded");
             throw Interrupted(toldBy);
         }
-        throw noConnection(options.live.address, lost.empty() ? "no answer in time" : lost);
+        throw noConnection(options.live.address, lost);
     }
     if (!refusal.empty()) {
         throw Refused(refusal);

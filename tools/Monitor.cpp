@@ -112,7 +112,7 @@ public:
         places_.add(name, boxOfEntity(entity));
         try {
             for (std::string const& path :
-                 options_.paths.empty() ? std::vector<std::string>{name} : options_.paths) {
+                 options_.paths.empty() ? std::vector<std::string>{rootText(name)} : options_.paths) {
                 if (Forms::rootOf(path) == name) {
                     watch(root, path);
                 }

@@ -37,6 +37,12 @@ void tree(Context& context, LivePlace const& options) {
         }
     }
     values.end();
+    if (values.isEmpty() && !options.filter.takesAll()) {
+        throw NotThere(
+            "nothing there fits" +
+            (options.filter.entity.empty() ? "" : " --entity " + shown(options.filter.entity)) +
+            (options.filter.attribute.empty() ? "" : " --attribute " + shown(options.filter.attribute)));
+    }
 }
 
 void get(Context& context, LivePlace const& options) {
@@ -45,6 +51,12 @@ void get(Context& context, LivePlace const& options) {
     Values values(context.out, options.output, &live.roots());
     values.items(live.at(options.path));
     values.end();
+}
+
+/// A value as `get` prints it behind a path: PATH = VALUE.
+std::string_view withoutSign(std::string_view value) {
+    value = trimmed(value);
+    return value.starts_with("= ") ? trimmed(value.substr(1)) : value;
 }
 
 struct SetOptions {
@@ -67,7 +79,7 @@ void set(Context& context, SetOptions const& options) {
         Forms::set(live.at(path), value, live.roots());
     };
     if (options.file.empty()) {
-        setOne(options.path, join(options.words));
+        setOne(options.path, withoutSign(join(options.words)));
     } else {
         if (options.file == "-" && context.live != nullptr) {
             throw WrongUsage("the shell's input is its commands; -f takes a file here");
@@ -75,7 +87,7 @@ void set(Context& context, SetOptions const& options) {
         eachLine(context, options.file, [&](std::string const& line, std::string const&) {
             std::string_view const text = trimmed(line);
             std::string_view const path = words(text).front();
-            setOne(std::string(path), text.substr(path.size()));
+            setOne(std::string(path), withoutSign(text.substr(path.size())));
         });
     }
     live.deliver();
@@ -133,9 +145,10 @@ Command const setCommand = Row<SetOptions>{
         [](Takes& takes, SetOptions& options) {
             takes.option("path", options.path, "", pathText);
             takes.option("value", options.words, "", "Its text, such as 3; nothing for a child");
-            takes.option(
-                "-f,--file", options.file, "FILE",
-                "Instead, read lines of a path and a value; # starts a comment; - is the standard input");
+            takes.option("-f,--file", options.file, "FILE",
+                         "Instead, read lines of a path and a value, also with = between them as get prints "
+                         "them; # starts a\n"
+                         "comment; - is the standard input");
             takes.live(options.live);
         },
     .run = set,

@@ -196,7 +196,16 @@ void diff(Context& context, std::string const& file, Json const& now, std::vecto
     std::string const saved(std::istreambuf_iterator<char>(input.stream()), {});
     std::vector<std::string> lines;
     try {
-        lines = schemaDiff(parseJson(saved), now, only);
+        Json const before = parseJson(saved);
+        Json const* const version = before.find("version");
+        if (version != nullptr && version->text != now.at("version").text) {
+            context.out << "version " << Kor::plainText(version->text) << " -> " << now.at("version").text
+                        << '\n';
+            context.status = differsStatus;
+        }
+        lines = schemaDiff(before, now, only);
+    } catch (Broken const&) {
+        throw;
     } catch (Refused const&) {
         throw Refused(shown(file) + " is no schema; make one with loamtunnel schema --json");
     }
@@ -267,8 +276,12 @@ void schemaOfPeer(Context& context, SchemaOptions const& options) {
 
 void schema(Context& context, SchemaOptions const& options) {
     bool const isDiff = !options.diff.empty(), isText = options.output.format == Format::text;
-    if (options.checksum && (!options.types.empty() || isDiff)) {
-        throw WrongUsage("--checksum is of the whole schema and takes no types and no --diff");
+    if (options.checksum && (!options.types.empty() || isDiff || options.all || !isText)) {
+        throw WrongUsage(
+            "--checksum is one number of the whole schema: it takes no types, --all, --diff or --format");
+    }
+    if (isDiff && (options.all || !isText)) {
+        throw WrongUsage("--diff prints lines of its own; it goes with no --all or --format");
     }
     if (options.cpp && (options.checksum || isDiff || options.all || !isText)) {
         throw WrongUsage("--cpp prints declarations; it goes with no --all, --checksum, --diff or --format");

@@ -64,6 +64,10 @@ std::vector<Script::Command> const& Script::commands() {
              if (!path.empty()) {
                  lines = Forms::list(script.roots_.at(path));
              } else {
+                 for (std::string const& name :
+                      script.offers_ ? script.offers_() : std::vector<std::string>()) {
+                     script.roots_.at(rootText(name)); // is had with it
+                 }
                  for (auto const& [name, box] : script.roots_.all()) {
                      lines.push_back(rootText(name) + ": " + shortName(*box->type()));
                  }
@@ -110,17 +114,6 @@ Place Script::change(std::string_view path) {
         mayChange_(std::string(path));
     }
     return roots_.at(path);
-}
-
-std::string_view withoutComment(std::string_view text) {
-    Nesting nesting;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        nesting.step(text[i]);
-        if (text[i] == '#' && !nesting.isQuoted()) {
-            return text.substr(0, i);
-        }
-    }
-    return text;
 }
 
 void Script::line(std::string_view text) {
@@ -214,6 +207,7 @@ void runScript(Context& context, ScriptOptions const& options) {
             live.mustBeWritable(path);
         }
     });
+    script.offersAre([&] { return live.offers(); });
     all(script);
     live.deliver();
 }

@@ -39,6 +39,8 @@ public:
     void run(std::istream& in, std::string const& name,
              std::function<void(std::string const& message)> const& report = nullptr);
 
+    /// What others have that a path may begin with, for `list`.
+    void offersAre(std::function<std::vector<std::string>()> offers) { offers_ = std::move(offers); }
     /// What it has made so far.
     Roots const& roots() const { return roots_; }
 
@@ -54,12 +56,10 @@ private:
     Roots own_;
     Roots& roots_;
     std::function<void(std::string const& path)> mayChange_;
+    std::function<std::vector<std::string>()> offers_;
     Events events_;
     std::map<std::string, std::unique_ptr<Watch>> watches_;
 };
-
-/// A line up to its comment, which begins with a # outside of quotes.
-std::string_view withoutComment(std::string_view text);
 
 /// The commands with what they do, for the help text.
 std::string scriptHelp();

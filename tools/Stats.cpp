@@ -3,6 +3,7 @@
 #include "console/Command.h"
 #include "console/Live.h"
 #include "console/Results.h"
+#include "forms/Text.h"
 #include "tools/Commands.h"
 
 #include <algorithm>
@@ -62,7 +63,13 @@ void stats(Context& context, StatsOptions const& options) {
     std::vector<std::string> columns{"peer", "counter", "value"};
     if (options.watch == 0) {
         Listing listing(columns);
-        for (auto& row : counterRows(live.ask("stats", ""), options)) {
+        auto rows = counterRows(live.ask("stats", ""), options);
+        if (rows.empty()) {
+            throw NotThere("no counter there fits" +
+                           (options.peer.empty() ? "" : " --peer " + shown(options.peer)) +
+                           (options.counter.empty() ? "" : " --counter " + shown(options.counter)));
+        }
+        for (auto& row : rows) {
             listing.add(std::move(row));
         }
         return listing.print(context.out, options.output);

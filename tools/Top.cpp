@@ -45,14 +45,14 @@ std::vector<Column> const& columns() {
         {"records/s", {"recordsIn", "recordsOut"}, true},
         {"in/s", {"recordsIn"}, true},
         {"out/s", {"recordsOut"}, true},
+        {"marks", {"dirtyKeys"}},
+        {"refused", {"refusedRecords"}},
+        {"unknown", {"unknownEntities", "unknownAttributes", "unknownEnums"}},
         {"bytes/s", {"bytesIn", "bytesOut"}, true},
         {"entities", {"entities"}},
-        {"marks", {"dirtyKeys"}},
         {"most", {"dirtyKeysHighWater"}},
         {"merged", {"coalescedChanges"}},
         {"full", {"streamFull"}},
-        {"refused", {"refusedRecords"}},
-        {"unknown", {"unknownEntities", "unknownAttributes", "unknownEnums"}},
     };
     return all;
 }
@@ -290,8 +290,8 @@ private:
             return;
         }
         std::vector<std::string> lines{live_->address() + "  " + time + "  " + std::to_string(rows.size()) +
-                                           " connections, by " + sort_ +
-                                           "; s sorts by the next column, q ends",
+                                           (rows.size() == 1 ? " connection" : " connections") + ", by " +
+                                           sort_ + "; s sorts by the next column, q ends",
                                        now.process};
         TextStream text;
         listing->print(text, {Format::table});

@@ -1,6 +1,8 @@
 #include "console/Command.h"
 #include "console/RowLine.h"
 #include "forms/Entries.h"
+#include "forms/Text.h"
+#include "runtime/PlainText.h"
 #include "tools/Commands.h"
 
 #include <ostream>
@@ -52,7 +54,11 @@ void value(Context& context, ValueOptions const& options) {
         if (options.to == "row") {
             printRows(context, *box, chips, where.empty() ? "" : where + ": ");
         } else {
-            context.out << written(formNamed(options.to), box) << '\n';
+            std::string const result = written(formNamed(options.to), box);
+            if (Kor::plainText(result) != result && options.to != "json") {
+                throw Refused(shortName(type) + " has characters that no line shows; --to json or wire does");
+            }
+            context.out << result << '\n';
         }
     };
     if (options.file.empty()) {

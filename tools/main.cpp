@@ -1,8 +1,10 @@
 #include "console/Streams.h"
 #include "tools/Program.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <iostream>
 #include <new>
 #include <unistd.h>
@@ -14,9 +16,21 @@ int failed(char const* why) noexcept {
     return tool::refusedStatus;
 }
 
+/// In place of a standard stream that was closed at the start comes one that refuses: else the next file that
+/// is opened would be read or written as that stream.
+void fillStandardStreams() noexcept {
+    for (int const fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(fd, F_GETFD) == -1 && errno == EBADF) {
+            static_cast<void>(
+                ::open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY)); // gets this number
+        }
+    }
+}
+
 } // namespace
 
 int main(int count, char** arguments) {
+    fillStandardStreams();
     // A reader that has gone, and a file that may not grow, are errors like others.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);

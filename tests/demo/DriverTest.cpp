@@ -498,7 +498,7 @@ TEST_F(Driver, AnApplicationWaitsForNobodyWhoReadsItsMessages) {
             application.kill(SIGTERM);
         }
         EXPECT_TRUE(eventually([&] { return application.status().has_value(); })) << timeout;
-        EXPECT_EQ(application.status(), timeout[0] == '5' ? 5 : 128 + SIGTERM) << timeout;
+        EXPECT_EQ(application.status(), timeout[0] == '5' ? 6 : 128 + SIGTERM) << timeout;
     }
     ::close(fifo);
 }

@@ -48,17 +48,39 @@ TEST(Streams, AReaderThatHasGoneEndsACommand) {
     EXPECT_EQ(err, "loamtunnel: cannot write the results: Broken pipe\n");
 }
 
-TEST(Streams, AMonitorThatCannotWriteEnds) {
-    for (auto const& [to, why] : {std::pair{">/dev/full", "No space left on device"},
-                                  std::pair{"| true; (exit ${PIPESTATUS[0]})", "Broken pipe"}}) {
-        std::string err;
-        EXPECT_EQ(status("d=$(mktemp -d); $p serve -s $d/s l=LifAppConfigDir 2>/dev/null & "
-                         "until [ -S $d/s ]; do sleep 0.01; done; timeout 20 $p monitor -s $d/s --for 5 " +
-                             std::string(to) + "; s=$?; kill %1; rm -r $d; exit $s",
-                         err),
-                  1);
-        EXPECT_EQ(err, "loamtunnel: cannot write the results: " + std::string(why) + "\n");
+TEST(Streams, WhoLooksAtAProcessAndCannotWriteEnds) {
+    for (auto const& [server, command] :
+         {std::pair{"serve l=LifAppConfigDir", "monitor --for 5"},
+          std::pair{"driver -c8 --image $d/image", "application -a vtAppMpls -f $d/one"}}) {
+        for (auto const& [to, why] : {std::pair{">/dev/full", "No space left on device"},
+                                      std::pair{"| true; (exit ${PIPESTATUS[0]})", "Broken pipe"}}) {
+            std::string err;
+            EXPECT_EQ(
+                status("d=$(mktemp -d); echo AradLifAcMp vsi=1 >$d/one; $p " + std::string(server) +
+                           " -s $d/s 2>/dev/null & until [ -S $d/s ]; do sleep 0.01; done; timeout 20 $p " +
+                           command + " -s $d/s " + to + "; s=$?; kill %1; wait; rm -r $d; exit $s",
+                       err),
+                1)
+                << command;
+            EXPECT_EQ(err, "loamtunnel: cannot write the results: " + std::string(why) + "\n") << command;
+        }
     }
+}
+
+// A file that is opened later does not take the place of a stream that was closed, and its bytes.
+TEST(Streams, OneThatIsClosedAtTheStartIsNoOther) {
+    std::string err;
+    EXPECT_EQ(
+        status("d=$(mktemp -d); $p serve -s $d/s l=LifAppConfigDir 2>/dev/null & until [ -S $d/s ]; do "
+               "sleep 0.01; done; $p log record $d/r --once -s $d/s 2>&- && $p log check $d/r >&2; s=$?; "
+               "kill %1; wait; rm -r $d; exit $s",
+               err),
+        0);
+    EXPECT_NE(err.find("true"), std::string::npos) << err;
+    EXPECT_EQ(status("$p kinds >&-", err), 1);
+    EXPECT_EQ(err, "loamtunnel: cannot write the results: Bad file descriptor\n");
+    EXPECT_EQ(status("$p value -f - U8 <&-", err), 1);
+    EXPECT_EQ(err, "loamtunnel: cannot read the standard input: Bad file descriptor\n");
 }
 
 TEST(Streams, AReadErrorIsNoEnd) {

@@ -175,7 +175,7 @@ TEST_F(InTerminal, LongWorkShowsWhatItWaitsFor) {
         application.shows("\r\033[K0 of 1 requests made, 0 LIFs; waits for the connection to the driver"))
         << application.all();
     EXPECT_TRUE(application.shows("not done within 1500 ms: 0 of 1 requests made")) << application.all();
-    EXPECT_EQ(application.join(), 5);
+    EXPECT_EQ(application.join(), 6);
 
     Terminal tree({"tree", "--socket", socket(), "--timeout", "1200"});
     EXPECT_TRUE(tree.shows("waits for " + socket() + ": cannot connect")) << tree.all();
@@ -206,6 +206,7 @@ TEST_F(InTerminal, BashZshAndFishCompleteALiveTree) {
     ASSERT_EQ(on("set", {"lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=7]", "3"}).status, 0);
     std::string const path = LOAM_PROGRAM;
     std::string const scripts = LOAM_SOURCES "/tools/completion";
+    std::string missing;
     struct Shell {
         std::vector<std::string> words;
         std::string setUp;
@@ -217,7 +218,8 @@ TEST_F(InTerminal, BashZshAndFishCompleteALiveTree) {
           Shell{{"/usr/bin/fish", "--no-config", "-i"}, "source " + scripts + "/loamtunnel.fish"}}) {
         SCOPED_TRACE(each.words[0]);
         if (::access(each.words[0].c_str(), X_OK) != 0) {
-            continue; // a machine need not have them all
+            missing += ' ' + each.words[0];
+            continue;
         }
         std::vector<std::string> words{"/usr/bin/env", "LOAM_SOCKET=" + socket(), "HOME=" + folder(),
                                        "PATH=" + path.substr(0, path.rfind('/')) + ":/usr/bin:/bin"};
@@ -237,6 +239,9 @@ TEST_F(InTerminal, BashZshAndFishCompleteALiveTree) {
                "lif.appConfig[vtAppMpls].app = vtAppMpls\n");
         prints("loamtunnel value VtA\tvtAppMp\t --t\twire", "00 00 00 07\n");
         std::filesystem::remove(file("begun"));
+    }
+    if (!missing.empty()) {
+        GTEST_SKIP() << "not tried, since they are not here:" << missing;
     }
 }
 
