@@ -50,11 +50,17 @@ Demuxer::Demuxer(Side side, StreamLimits const& limits)
     : side_(side), limits_(limits), out_(makePtr<Out>(limits)), in_(makePtr<In>(limits)) {
     out_->reverseLogIs(in_.ptr());
     in_->demuxerIs(this);
+    endedReason(); // is made while there is memory
     globalNboAttrLogDemuxerManager().demuxers_.push_back(this);
 }
 
+String8 const& Demuxer::endedReason() {
+    static String8 const& reason = *new String8("ended"); // of sessions that end after main(), too
+    return reason;
+}
+
 Demuxer::~Demuxer() {
-    close("ended");
+    close(endedReason());
     if (!managerIsGone) {
         std::erase(globalNboAttrLogDemuxerManager().demuxers_, this);
     }

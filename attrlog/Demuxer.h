@@ -111,6 +111,8 @@ public:
     /// Ends the connection: all entities are unmounted and stay as they are. The first reason stands.
     void close(String8 reason);
     bool isOpen() const noexcept { return isOpen_; }
+    /// The reason of a connection whose objects end while it is open.
+    static String8 const& endedReason();
     String8 const& closeReason() const noexcept { return reason_; }
 
     // What the application does.

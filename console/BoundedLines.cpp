@@ -67,7 +67,7 @@ U64 BoundedLines::lost() const {
     return allLost_;
 }
 
-void BoundedLines::write(std::deque<std::string> const& lines, U64 lost) {
+void BoundedLines::write(std::vector<std::string> const& lines, U64 lost) {
     for (std::string const& line : lines) {
         out_ << Kor::plainText(line) << '\n';
     }
@@ -83,7 +83,7 @@ void BoundedLines::write() {
     std::unique_lock lock(mutex_);
     for (;;) {
         changed_.wait(lock, [this] { return ends_ || !lines_.empty(); });
-        std::deque<std::string> taken;
+        std::vector<std::string> taken;
         taken.swap(lines_);
         room_ = most_;
         U64 const lost = std::exchange(lost_, 0);

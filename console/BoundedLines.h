@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <deque>
 #include <exception>
 #include <iosfwd>
 #include <mutex>
@@ -39,13 +38,13 @@ public:
 
 private:
     void write();
-    void write(std::deque<std::string> const& lines, Kor::U64 lost);
+    void write(std::vector<std::string> const& lines, Kor::U64 lost);
 
     std::ostream& out_;
     std::size_t most_;
     std::mutex mutable mutex_;
     std::condition_variable changed_, ended_;
-    std::deque<std::string> lines_;
+    std::vector<std::string> lines_;
     std::size_t room_; // for lines that may be lost
     Kor::U64 lost_ = 0;
     Kor::U64 allLost_ = 0;

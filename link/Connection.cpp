@@ -193,18 +193,23 @@ void Connection::finish(String8 const& reason) noexcept {
         }
     } catch (...) {
         handlerExceptionNote(*session_, AttributeId(0));
-        isEnded_ = true; // the loop lets it go
+        letGo(); // without a word
     }
 }
 
-void Connection::ended() {
-    if (std::exchange(isEnded_, true)) {
-        return;
-    }
-    auto const self = shared_from_this();
+void Connection::letGo() noexcept {
+    isEnded_ = true;
     timer_.cancel();
     session_->out()->wakeIs(nullptr);
     waiting_.close();
+}
+
+void Connection::ended() {
+    if (isEnded_) {
+        return;
+    }
+    auto const self = shared_from_this();
+    letGo();
     if (End const end = std::move(end_)) {
         end(*this, session_->closeReason());
     }

@@ -119,6 +119,8 @@ struct Connector::Impl : std::enable_shared_from_this<Connector::Impl> {
     std::shared_ptr<Connection> connection;
     Timer timer;
     String8 lastReason;
+    /// Made while there is memory.
+    String8 const goodbye{"the client ends"};
     U64 tries = 0;
     std::chrono::milliseconds wait{0};
     Clock::time_point since;
@@ -132,9 +134,9 @@ Connector::Connector(Loop& loop, Address const& address, ConnectorConfig config)
 }
 
 Connector::~Connector() {
-    impl_->stop("the client ends");
+    impl_->stop(impl_->goodbye);
     if (auto const connection = impl_->connection) {
-        connection->finish("the client ends");
+        connection->finish(impl_->goodbye);
     }
 }
 

@@ -25,6 +25,9 @@ struct Listener::Impl : std::enable_shared_from_this<Listener::Impl> {
         }
     };
 
+    /// Made while there is memory.
+    String8 const goodbye{"the server ends"};
+
     Impl(Loop& on, Address const& address, ListenerConfig given)
         : loop(on), config(std::move(given)), listening(listenOn(address)),
           acceptor(on, listening.socket.fd()) {}
@@ -151,7 +154,7 @@ Listener::~Listener() {
     impl_->stop();
     for (auto const& each : std::exchange(impl_->connections, {})) {
         if (auto const connection = each.connection.lock()) {
-            connection->finish("the server ends");
+            connection->finish(impl_->goodbye);
         }
     }
 }

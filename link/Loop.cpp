@@ -21,15 +21,19 @@ constexpr std::chrono::milliseconds busyTime(5);
 struct Timer::Impl : std::enable_shared_from_this<Timer::Impl> {
     Impl(Loop::Impl& on, Loop::Duration first, Loop::Duration again, std::function<void()> todo)
         : loop(on), timer(on.io), period(again), function(std::move(todo)) {
-        due(first);
+        timer.expires_after(std::chrono::duration_cast<asio::steady_timer::duration>(first));
+        deadline = loop.deadlines.insert(timer.expiry());
     }
     ~Impl() { cancel(); }
     Impl(Impl const&) = delete;
     Impl& operator=(Impl const&) = delete;
 
-    void due(Loop::Duration in) {
-        timer.expires_after(std::chrono::duration_cast<asio::steady_timer::duration>(in));
-        deadline = loop.deadlines.insert(timer.expiry());
+    /// In its node of before: a timer that goes on needs no memory.
+    void dueAgain() {
+        timer.expires_after(std::chrono::duration_cast<asio::steady_timer::duration>(period));
+        auto node = loop.deadlines.extract(deadline);
+        node.value() = timer.expiry();
+        deadline = loop.deadlines.insert(std::move(node));
     }
 
     void wait() {
@@ -38,11 +42,11 @@ struct Timer::Impl : std::enable_shared_from_this<Timer::Impl> {
             if (error || !self || !self->isActive) {
                 return;
             }
-            self->loop.deadlines.erase(self->deadline);
             if (self->period == Loop::Duration::zero()) {
                 self->isActive = false;
+                self->loop.deadlines.erase(self->deadline);
             } else { // before the call, which may cancel it
-                self->due(self->period);
+                self->dueAgain();
                 self->wait();
             }
             auto const copy = self->function; // which may be replaced meanwhile

@@ -201,8 +201,8 @@ Session::Session(Side side, SessionConfig config, Ptr<Service> service, SessionH
 
 Session::~Session() {
     impl_->isCut = true;
-    impl_->core.close("ended");
-    impl_->fences.ended("ended");
+    impl_->core.close(Demuxer::endedReason());
+    impl_->fences.ended(Demuxer::endedReason());
 }
 
 bool Session::receive() {

@@ -43,6 +43,8 @@ private:
     void linger();
     void lost(String8 const& reason);
     void ended();
+    /// The loop has no more to do with it.
+    void letGo() noexcept;
 
     Loop& loop_;
     Waiting waiting_;

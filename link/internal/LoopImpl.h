@@ -45,6 +45,10 @@ struct Loop::Impl {
     void schedule();
     bool isForeign() const noexcept { return own == nullptr; }
 
+    // Handlers of the context may hold timers and connections up to its end.
+    std::multiset<Clock::time_point> deadlines;
+    /// For a program's own poll().
+    Watch watch;
     std::unique_ptr<asio::io_context> own;
     asio::io_context& io;
     std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work;
@@ -65,9 +69,6 @@ struct Loop::Impl {
     /// Bytes that connections have sent and received.
     U64 sent = 0;
     bool stopped = false;
-    /// For a program's own poll().
-    Watch watch;
-    std::multiset<Clock::time_point> deadlines;
     bool isBusy = false;
     /// Turns are on their way; the handler finds out whether the loop is still there.
     bool isScheduled = false;

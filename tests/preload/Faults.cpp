@@ -9,9 +9,10 @@
 ///     LOAM_FAULTS=read:EIO:5,memory:ENOMEM:40 LOAM_FAULTS_IN=folder ...
 ///
 /// makes a process for each fault instead, from just before main(): the first, the second, ... call of each
-/// kind until there is no such call, but so many at most, which lie further and further apart. Each has its
-/// results in `folder/KIND:ERROR:NUMBER.out` and `.err`, and `folder/all` has a line of that name and its
-/// wait status for each that had its fault.
+/// kind until there is no such call, but so many at most, which lie further and further apart; of
+/// `memory:ENOMEM:-40` the last one, the one before it, and so on. Each has its results in
+/// `folder/KIND:ERROR:NUMBER.out` and `.err`, and `folder/all` has a line of that name and its wait status
+/// for each that had its fault.
 ///
 /// Nothing here allocates: the C library's own calls come here, too.
 
@@ -23,6 +24,7 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <limits>
 #include <sys/epoll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -54,8 +56,12 @@ struct Fault {
     int error = nothing;
     std::atomic<long> calls{0};
     std::atomic<bool> isOn{false};
-    /// Where it is noted that it has happened.
-    bool* hasHappened = nullptr;
+    /// What whoever has made the process reads.
+    struct Seen {
+        bool hasHappened;
+        long calls;
+    };
+    Seen* seen = nullptr;
 };
 Fault fault;
 
@@ -99,11 +105,14 @@ int faultOf(char const* kind) {
         return nothing;
     }
     long const call = ++fault.calls;
+    if (fault.seen != nullptr) {
+        fault.seen->calls = call;
+    }
     if (call != fault.spec.number && !(fault.spec.isLasting && call > fault.spec.number)) {
         return nothing;
     }
-    if (fault.hasHappened != nullptr) {
-        *fault.hasHappened = true;
+    if (fault.seen != nullptr) {
+        fault.seen->hasHappened = true;
     }
     return fault.error;
 }
@@ -272,9 +281,10 @@ void to(char const* folder, char const* name, char const* end, int fd) {
 /// Makes a process that has the fault; whether this is that process. Else whether it had the fault is told.
 bool isWith(Spec const& spec, char const* folder, std::FILE* all, bool& hasHappened) {
     char name[64];
-    std::snprintf(name, sizeof name, "%s:%s:%ld", spec.kind, spec.error, spec.number);
+    std::snprintf(name, sizeof name, "%s:%s:%ld%s", spec.kind, spec.error, spec.number,
+                  spec.isLasting ? "+" : "");
     ::lseek(STDIN_FILENO, 0, SEEK_SET); // which all share
-    *fault.hasHappened = false;
+    *fault.seen = {};
     pid_t const child = ::fork();
     if (child == 0) {
         to(folder, name, ".out", STDOUT_FILENO);
@@ -284,7 +294,7 @@ bool isWith(Spec const& spec, char const* folder, std::FILE* all, bool& hasHappe
     }
     int status = -1;
     ::waitpid(child, &status, 0);
-    hasHappened = *fault.hasHappened;
+    hasHappened = fault.seen->hasHappened;
     if (hasHappened) {
         std::fprintf(all, "%s %d\n", name, status);
     }
@@ -303,18 +313,28 @@ extern "C" int mainWithFaults(int count, char** arguments, char** environment) {
     if (list == nullptr || folder == nullptr) {
         return theirMain(count, arguments, environment);
     }
-    fault.hasHappened = static_cast<bool*>(
-        ::mmap(nullptr, sizeof(bool), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    fault.seen = static_cast<Fault::Seen*>(
+        ::mmap(nullptr, sizeof(Fault::Seen), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     char path[512];
     std::snprintf(path, sizeof path, "%s/all", folder);
     std::FILE* const all = std::fopen(path, "we");
     std::setvbuf(all, nullptr, _IONBF, 0); // a copy in each process would be written, too
     while (next(list, spec)) {
-        long const most = spec.number;
-        spec.number = 0;
+        long const most = std::labs(spec.number);
+        bool const fromEnd = spec.number < 0;
         bool hasHappened = true;
+        if (fromEnd) { // one that none of its calls reaches counts them
+            spec.number = std::numeric_limits<long>::max();
+            if (isWith(spec, folder, all, hasHappened)) {
+                return theirMain(count, arguments, environment);
+            }
+            hasHappened = true;
+        }
+        long const end = fault.seen->calls;
+        long from = 0;
         for (long i = 0; i < most && hasHappened; ++i) {
-            spec.number += 1 + spec.number / 4;
+            from += 1 + from / (fromEnd ? 12 : 4);
+            spec.number = fromEnd ? end + 1 - from : from;
             if (isWith(spec, folder, all, hasHappened)) {
                 return theirMain(count, arguments, environment);
             }

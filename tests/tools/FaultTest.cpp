@@ -28,6 +28,9 @@ std::string const liveCanGoOn =
     ",receive:EINTR:4,receive:short:5,send:EINTR:3,send:short:4,connect:EINTR:2,wait:EINTR:5";
 std::string const liveCanFail = ",receive:ECONNRESET:2,send:ECONNRESET:2,socket:EMFILE:2";
 
+/// While there is a connection, and while all of it ends.
+std::string const atTheEnd = ",memory:ENOMEM:-40,memory:ENOMEM:-16+";
+
 std::string commandLine(FaultedCommand const& each) {
     std::string all = "loamtunnel";
     for (std::string const& word : each.words) {
@@ -63,11 +66,13 @@ bool canGoOnAlone(std::string const& fault) {
     return fault.find("EINTR") != fault.npos || fault.find("short") != fault.npos;
 }
 
-/// But for the lines of one who connects again.
+/// But for the lines of one who connects again, and of a goodbye for which there was no memory.
 std::string withoutLosses(std::string const& err) {
     std::string result;
     for (std::string const& line : linesUnderFaults(err)) {
-        result += line.starts_with("loamtunnel: no connection: ") ? "" : line + '\n';
+        bool const isLoss = line.starts_with("loamtunnel: no connection: ") ||
+                            line.find(" handlerExceptionNote ") != line.npos;
+        result += isLoss ? "" : line + '\n';
     }
     return result;
 }
@@ -108,10 +113,13 @@ protected:
             std::string const out = content("faults/" + name + ".out"),
                               err = content("faults/" + name + ".err");
             ++faults_;
+            if (err.find("failed to register TLS destructor") != err.npos) {
+                continue; // the C library itself ends a process there
+            }
             if (status == whole.status) {
                 EXPECT_EQ(withoutNumbers(out), withoutNumbers(whole.out));
                 EXPECT_EQ(withoutNumbers(canGoOnAlone(name) ? err : withoutLosses(err)),
-                          withoutNumbers(whole.err));
+                          withoutNumbers(canGoOnAlone(name) ? whole.err : withoutLosses(whole.err)));
                 continue;
             }
             EXPECT_FALSE(canGoOnAlone(name)) << err;
@@ -223,15 +231,15 @@ TEST_F(Faults, EndALiveCommandOrChangeNothing) {
     };
     for (FaultedCommand const& each : cases) {
         expectSound(each, canGoOn + liveCanGoOn, "20000");
-        expectSound(each, canFail + "12" + liveCanFail, "100");
+        expectSound(each, canFail + "12" + liveCanFail + atTheEnd, "100");
     }
     expectSound({{"run", "-", "--socket", socket()}, "get lif.appConfig\n"}, canGoOn + liveCanGoOn);
     for (FaultedCommand const& each :
          {FaultedCommand{{"log", "show", log}}, FaultedCommand{{"log", "check", log}},
           FaultedCommand{{"log", "replay", log}}, FaultedCommand{{"log", "diff", log, log}}}) {
-        expectSound(each, canGoOn + ',' + canFail + "35");
+        expectSound(each, canGoOn + ',' + canFail + "35" + atTheEnd);
     }
-    EXPECT_GT(faults_, 300u);
+    EXPECT_GT(faults_, 800u);
     EXPECT_EQ(on("get", {count}).out, "3\n"); // the server has seen worse
 }
 
@@ -241,14 +249,14 @@ TEST_F(Faults, EndWhoAsksADriverOrChangeNothing) {
     FaultedCommand const asking{
         {"application", "--app", "vtAppMpls", "--file", file("entries"), "--takeover"}};
     expectSound(asking, canGoOn + liveCanGoOn, "20000");
-    expectSound(asking, canFail + "8" + liveCanFail, "300");
+    expectSound(asking, canFail + "8" + liveCanFail + atTheEnd, "300");
     for (FaultedCommand const& each :
          {FaultedCommand{{"explain", "AradLifAcMp vsi=7"}}, FaultedCommand{{"audit"}},
           FaultedCommand{{"audit", "--image", file("image")}},
           FaultedCommand{{"top", "--once", "--every", "50", "--json"}},
           FaultedCommand{{"shell"}, "stats\naudit\n"}}) {
         expectSound(each, canGoOn + liveCanGoOn, "20000");
-        expectSound(each, canFail + "8" + liveCanFail, "100");
+        expectSound(each, canFail + "8" + liveCanFail + atTheEnd, "100");
     }
     EXPECT_GT(faults_, 200u);
 }
