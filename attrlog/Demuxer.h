@@ -36,6 +36,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -117,7 +118,9 @@ public:
 
     /// Mounts an entity, so that the peer gets it; one that is mounted stays so and has its flags replaced.
     /// Kor::RangeException for a null entity, one without an attribute log, or a closed connection.
-    ValidPtr<StreamAdapter> mount(Ptr<Entity> const& entity, Entity::Kor_BitSet flags = {});
+    ValidPtr<StreamAdapter> mount(Ptr<Entity> const& entity, Entity::Kor_BitSet flags = {}) {
+        return mountFor(entity, flags, {}, {});
+    }
     /// Unmounts an entity on both sides; nothing happens if it is not mounted.
     void unmount(Ptr<Entity> const& entity);
 
@@ -178,7 +181,10 @@ public:
     bool continueFlowOut() const noexcept {
         return out_->hasSufficientBuffer() && out_->records() < sliceEnd_;
     }
-    FlowIn* flowIn(EntityId id) const noexcept;
+    FlowIn* flowIn(EntityId id) const noexcept {
+        StreamAdapter const* const adapter = reactor(id);
+        return adapter != nullptr ? adapter->flowIn() : nullptr;
+    }
     FlowIn* flowInIs(EntityId id);
     /// Counts a walk over a map for which a marker of the peer asks. Kor::AttrLogRecordException if there are
     /// far more of them than its records account for: a marker of six bytes must not cost a walk each time.
@@ -186,6 +192,7 @@ public:
     /// The id of an entity on this stream; mounts it if it is not. Raises Kor::EntityIdUnavailableException
     /// while there is no room to announce it.
     EntityId entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId root);
+
     // Barriers, see attrlog/adapter/Owed.h.
 
     /// Raises a barrier: a place behind all that has been changed so far, here and on this connection. What
@@ -195,6 +202,8 @@ public:
     /// Whether all of it has been written; so is all that earlier ones wait for.
     bool isBarrierPassed(U64 barrier);
     void barrierPaid(U64 barrier) noexcept;
+    /// The barrier to which what begins to be sent is owed, 0 for none.
+    U64& owing() noexcept { return owing_; }
     /// The flow-out of an adapter is about to be replaced.
     void flowOutChanges(StreamAdapter& adapter, FlowOut* next);
     /// More keys are marked than ever before.
@@ -218,13 +227,6 @@ public:
     MsgChannel::Constrainer& constrainer() noexcept { return channel_->constrainer(); }
 
 private:
-    /// One adapter alone needs not yield.
-    void othersWait() noexcept {
-        if (sliceEnd_ == noSlice && isFlowing_) {
-            sliceEnd_ = out_->records() + slice;
-        }
-    }
-
     /// How many records of one adapter leave before it is the turn of the next.
     static constexpr U64 slice = 32;
     static constexpr U64 noSlice = ~U64{0};
@@ -242,11 +244,11 @@ private:
     bool isPartMounted(Entity const& entity) const;
     bool isPeerFull() const noexcept { return adapters_.count() - peerEntities_ >= peerLimit_; }
     bool writeCompleted();
-    bool refuseOverLimit();
+    bool refuseOverLimit(EntityId root);
+    String8 peerLimitText() const { return format("the peer takes at most %u entities", peerLimit_); }
     void tellSyncModes();
     U64 firstBarrier() const noexcept { return lastBarrier_ + 1 - barriers_.size(); }
     void owe(StreamAdapter& adapter, U64 barrier);
-    friend class OwingAnchor;
 
     /// A root of this side.
     struct Root {
@@ -267,8 +269,8 @@ private:
     mutable EntityId recentId_;
     U32 peerEntities_ = 0;
     U32 peerLimit_ = ~U32{0};
-    bool isOverLimit_ = false;
-    EntityId overLimitRoot_;
+    /// What has grown beyond that: a root, or unassigned for what is mounted without one.
+    std::optional<EntityId> overLimit_;
     U64 walked_ = 0;
     /// Adapters that are mounted for themselves, not as a child, with what is above their entities; and how
     /// often an entity is above one, which says at once that nothing below it is mounted. Not looked into: it
@@ -286,7 +288,6 @@ private:
     /// How much each open barrier still waits for.
     std::deque<U64> barriers_;
     U64 lastBarrier_ = 0;
-    /// The barrier to which what begins to be sent is owed.
     U64 owing_ = 0;
     DemuxerControl* control_ = nullptr;
     U64 sliceEnd_ = noSlice;
@@ -302,24 +303,6 @@ private:
     bool isFlowing_ = false;
     bool wasFull_ = false;
     bool hasTooManyMarks_ = false;
-};
-
-/// For a scope: what begins to be sent is owed to that barrier, if it is one.
-class OwingAnchor {
-public:
-    OwingAnchor(Demuxer* demuxer, U64 barrier) noexcept
-        : demuxer_(demuxer), before_(demuxer != nullptr ? std::exchange(demuxer->owing_, barrier) : 0) {}
-    ~OwingAnchor() {
-        if (demuxer_ != nullptr) {
-            demuxer_->owing_ = before_;
-        }
-    }
-    OwingAnchor(OwingAnchor const&) = delete;
-    OwingAnchor& operator=(OwingAnchor const&) = delete;
-
-private:
-    Demuxer* demuxer_;
-    U64 before_;
 };
 
 } // namespace Kor::NboAttrLog

@@ -115,8 +115,6 @@ protected:
         at += isOne ? 1 : 2;
         return isOne || second - 1 < 0x7f || (at -= 2, false);
     }
-
-private:
     template <class U>
     U load() {
         return NboAttrLog::detail::load<U>(take(sizeof(U)));
@@ -207,14 +205,8 @@ public:
         } else if constexpr (std::is_same_v<T, U8>) {
             return nextU8();
         } else if constexpr (std::is_integral_v<T>) {
-            static_assert(sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8);
-            if constexpr (sizeof(T) == 2) {
-                return static_cast<T>(nextU16());
-            } else if constexpr (sizeof(T) == 4) {
-                return static_cast<T>(nextU32());
-            } else {
-                return static_cast<T>(nextU64());
-            }
+            static_assert(sizeof(T) > 1);
+            return static_cast<T>(load<std::make_unsigned_t<T>>());
         } else if constexpr (std::derived_from<T, String8>) {
             return T(nextString());
         } else if constexpr (std::is_same_v<T, TypeId>) {

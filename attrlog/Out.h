@@ -179,6 +179,14 @@ public:
     void currentPayloadSectionIs(PayloadSection section);
     void token(TransactToken token);
 
+    /// Writes a whole record, in place of one that was not finished: `put(out)` appends its payload.
+    template <class Put>
+    void write(MsgHeader const& header, Put const& put) {
+        nextHeaderIs(header);
+        token(TransactToken(1));
+        put(*this);
+        token(TransactToken(3));
+    }
     /// Whether values of those types, one after the other, make a record that recordIs() can write.
     template <class... T>
     static constexpr bool isRecord = ((detail::fixedSize<T>() != 0) && ...) &&

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace Kor {
@@ -34,7 +35,6 @@ public:
     static constexpr U32 onlyMarked = 0x7fffffff;
 
     explicit FlowOut(U32 start) : attrId_(0), isFull_(start == everything) {}
-    ~FlowOut() override;
 
     /// The attribute that is being sent, or at which to go on.
     AttributeId attrId() const noexcept { return attrId_; }
@@ -98,14 +98,9 @@ void korFlowOutBookmarkEnq(FlowOut& flowOut, Key const& key) {
 /// Takes the key off; the default key without one.
 template <class Key>
 Key korFlowOutBookmarkDeq(FlowOut& flowOut) {
-    auto* const kept = static_cast<Key*>(flowOut.bookmark());
-    if (kept == nullptr) {
-        return Key{};
-    }
-    Key const key = *kept;
-    delete kept;
+    std::unique_ptr<Key> const kept(static_cast<Key*>(flowOut.bookmark()));
     flowOut.bookmarkIs(nullptr);
-    return key;
+    return kept ? *kept : Key{};
 }
 
 /// The full passes of a peer that are on their way in to one entity.
@@ -123,13 +118,11 @@ public:
         }
     }
     /// Whether a pass of that attribute is on its way. Those of several attributes may be.
-    bool has(AttributeId attribute) const noexcept {
-        return std::find(open_.begin(), open_.end(), attribute) != open_.end();
-    }
+    bool has(AttributeId attribute) const noexcept { return std::ranges::count(open_, attribute) != 0; }
     /// That of an attribute is over; whether no other one is on its way.
     bool isDoneWith(AttributeId attribute) noexcept {
         handling_ = false;
-        open_.erase(std::remove(open_.begin(), open_.end(), attribute), open_.end());
+        std::erase(open_, attribute);
         aid_ = open_.empty() ? 0 : open_.back();
         return open_.empty();
     }

@@ -14,15 +14,22 @@
 
 namespace Kor::detail {
 
+/// The earlier one of two barriers, where 0 stands for none.
+constexpr U64 earlier(U64 a, U64 b) noexcept {
+    return a == 0 || (b != 0 && b < a) ? b : a;
+}
+
 /// Of a scalar: the barrier that waits for it, 0 for none.
 template <class A>
 struct Owed {
     U64 barrier = 0;
 
+    /// The barrier that waited for it, which has left; 0 for none.
+    U64 del() noexcept { return std::exchange(barrier, 0); }
     U64 oldest() const noexcept { return barrier; }
     template <class Paid>
     void release(Paid const& paid) {
-        paid(std::exchange(barrier, 0));
+        paid(del());
     }
 };
 
@@ -62,8 +69,7 @@ requires(A::shape.keyed) struct Owed<A> {
     }
     U64 oldest() {
         std::optional<Key> const key = first();
-        U64 const ofKey = key ? of(*key) : 0;
-        return pass == 0 || (ofKey != 0 && ofKey < pass) ? ofKey : pass;
+        return earlier(pass, key ? of(*key) : 0);
     }
     template <class Paid>
     void release(Paid const& paid) {

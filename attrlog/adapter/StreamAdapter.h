@@ -85,8 +85,6 @@ public:
     static constexpr Kor_BitSet readOnlyHere{1u << Bit::localReadOnly};
     static constexpr Kor_BitSet readOnlyThere{1u << Bit::remoteReadOnly};
 
-    ~StreamAdapter() override;
-
     // State.
 
     bool flag(int bit) const { return kor_bitSet().test(bit); }
@@ -109,7 +107,7 @@ public:
     NboAttrLog::FlowOut* flowOut() const noexcept { return flowOut_.ptr(); }
     NboAttrLog::FlowIn* flowIn() const noexcept { return flowIn_.ptr(); }
     SyncMode syncMode() const noexcept { return syncMode_; }
-    virtual void syncModeIs(SyncMode mode);
+    virtual void syncModeIs(SyncMode mode) { syncMode_ = mode; }
     MsgChannel::Constrainer::KorEntry* msgChannel() const noexcept { return msgChannel_; }
     /// The entry is not owned.
     void msgChannelIs(MsgChannel::Constrainer::KorEntry* entry) noexcept { msgChannel_ = entry; }
@@ -119,10 +117,14 @@ public:
     /// True when the entity has been made writable here.
     bool convertedToWritable(bool) const noexcept { return writable_; }
     /// True when a peer may write this attribute of a read-only entity.
-    virtual bool readOnlyRemoteOk(AttributeId attribute) const;
+    virtual bool readOnlyRemoteOk(AttributeId /*attribute*/) const { return false; }
     /// True while what a pass of the peer did not mention is being removed.
-    bool handlingFlowInFor(AttributeId attribute) const noexcept;
-    bool isTowards(NboAttrLog::Out const* out) const override;
+    bool handlingFlowInFor(AttributeId attribute) const noexcept {
+        return flowIn_ && flowIn_->aid() == attribute && flowIn_->handlingTransaction();
+    }
+    bool isTowards(NboAttrLog::Out const* out) const override {
+        return out != nullptr ? out_ == out : hasUnifiedEntityId() && streamDemuxer() != nullptr;
+    }
     bool isOfChannelOf(Entity::KorNboAttrLogSa const& other) const override;
     bool korUnmount() override;
     virtual Entity const* korNotifierEntity() const = 0;
@@ -136,7 +138,7 @@ public:
     /// Starts to send all of the entity, anew if that had begun.
     void doThis();
     /// For an adapter without an entity's attributes nothing; a directory begins to send its children.
-    virtual void korInstantiateSerialize();
+    virtual void korInstantiateSerialize() {}
     /// Sends the entity all over again; with a null stream leaves the stream. Children are unmounted, and
     /// mounted again as they are sent.
     virtual void doRemountSelf(Ptr<NboAttrLog::Out> const& out);
@@ -144,15 +146,14 @@ public:
     virtual void doNotification(AttributeId attribute, void* key) = 0;
     /// Goes on with what is to be sent, from that attribute; returns the one to go on with, 0 when all is
     /// done.
-    virtual AttributeId handleAttrFlowOut(AttributeId attribute);
-    virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& flowOut);
+    virtual AttributeId handleAttrFlowOut(AttributeId /*attribute*/) { return 0; }
+    virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& /*flowOut*/) {}
     virtual Ptr<NboAttrLog::FlowOut> flowOutIs(Ptr<NboAttrLog::Out> const& out, ConnectDesc const& connection,
                                                bool flag, AttributeId start) = 0;
     /// Whether the entity differs from a new one.
     virtual bool hasContent() const = 0;
     /// Mounts the children of an attribute.
     virtual void childAttrLogIs(AttributeId attribute) = 0;
-    /// Replaces a child's flags by what follows from these.
     void doFixChildFlags(Ptr<StreamAdapter> const& child) const;
 
     // Applying.
@@ -163,7 +164,7 @@ public:
     virtual void handleAttrDeserialization(AttributeId attribute, DeserializationOptions options,
                                            unsigned int n, Ptr<NboAttrLog::In> const& in) = 0;
 
-    void onNotificationException(AttributeId attribute) override;
+    void onNotificationException(AttributeId /*attribute*/) override { flagSet(Bit::active, false); }
     void onZeroReferences() override;
     /// What was kept back by flags that forbid to send leaves when they allow it again.
     void kor_bitSetIs(Kor_BitSet flags) override;
@@ -175,7 +176,11 @@ public:
     /// Leaves stream and entity; the children, too.
     virtual void korDetach();
     /// Leaves the demultiplexer, and with it stream and entity; without one the latter alone.
-    void korLeave();
+    void korLeave() {
+        if (!korUnmount()) {
+            korDetach();
+        }
+    }
     /// Writes the announcement, if one waits for room, and goes on with the flow-out.
     AttributeId korFlow();
     /// Nothing waits any more.
@@ -206,35 +211,33 @@ protected:
     StreamAdapter(Kor_BitSet const& flags, unsigned int n, Ptr<NboAttrLog::Out> const& out,
                   PtrInterface* context);
 
-    /// Sets the active bit for a scope; clear on every exit.
-    class IsActiveAnchor {
+    /// The flags that a child has of its parent.
+    static constexpr U32 inherited =
+        1u << Bit::localReadOnly | 1u << Bit::remoteReadOnly | 1u << Bit::alwaysFlowOut;
+
+    /// Sets a bit for a scope. The caller holds the adapter.
+    template <int bit>
+    class BitAnchor {
     public:
-        /// The caller holds the adapter.
-        explicit IsActiveAnchor(StreamAdapter& adapter) : adapter_(adapter) {
-            adapter.flagSet(Bit::active, true);
+        BitAnchor(StreamAdapter& adapter, bool after) : adapter_(adapter), after_(after) {
+            adapter.flagSet(bit, true);
         }
-        ~IsActiveAnchor() { adapter_.flagSet(Bit::active, false); }
-        IsActiveAnchor(IsActiveAnchor const&) = delete;
-        IsActiveAnchor& operator=(IsActiveAnchor const&) = delete;
+        ~BitAnchor() { adapter_.flagSet(bit, after_); }
+        BitAnchor(BitAnchor const&) = delete;
+        BitAnchor& operator=(BitAnchor const&) = delete;
 
     private:
         StreamAdapter& adapter_;
+        bool after_;
     };
-
+    /// Clear on every exit.
+    struct IsActiveAnchor : BitAnchor<Bit::active> {
+        explicit IsActiveAnchor(StreamAdapter& adapter) : BitAnchor(adapter, false) {}
+    };
     /// A scheduled flow-out is being handled.
-    class HandlingScheduledFlowOutAnchor {
-    public:
+    struct HandlingScheduledFlowOutAnchor : BitAnchor<Bit::inFlowOut> {
         explicit HandlingScheduledFlowOutAnchor(StreamAdapter& adapter)
-            : adapter_(adapter), before_(adapter.flag(Bit::inFlowOut)) {
-            adapter.flagSet(Bit::inFlowOut, true);
-        }
-        ~HandlingScheduledFlowOutAnchor() { adapter_.flagSet(Bit::inFlowOut, before_); }
-        HandlingScheduledFlowOutAnchor(HandlingScheduledFlowOutAnchor const&) = delete;
-        HandlingScheduledFlowOutAnchor& operator=(HandlingScheduledFlowOutAnchor const&) = delete;
-
-    private:
-        StreamAdapter& adapter_;
-        bool before_;
+            : BitAnchor(adapter, adapter.flag(Bit::inFlowOut)) {}
     };
 
     /// What becomes of a change.
@@ -252,7 +255,9 @@ protected:
     /// What sending() tests before it looks for room.
     bool mayTell(AttributeId attribute);
     /// Whether a record may go out now, past the flow-out: only those of the flow-out itself do.
-    bool prepareImmediateTransmission(AttributeId attribute, bool bufferIsShort) const;
+    bool prepareImmediateTransmission(AttributeId /*attribute*/, bool /*bufferIsShort*/) const {
+        return flag(Bit::inFlowOut);
+    }
     /// False when the flow-out must yield: the stream is full, or others have their turn.
     bool continueFlowOut() const;
     void sendTransactionMarker(AttributeId attribute, AttrTransactionType type, unsigned int n);
@@ -275,6 +280,7 @@ protected:
 
 private:
     Sending otherSending(AttributeId attribute);
+    void beginFlowOut(AttributeId start);
 
     Ptr<NboAttrLog::Out> out_;
     PtrInterface* context_;

@@ -2,7 +2,6 @@
 
 #include "reflect/FrameworkTypes.h"
 
-#include <span>
 #include <unordered_map>
 
 namespace Kor {

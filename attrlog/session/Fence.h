@@ -60,6 +60,11 @@ enum class FenceOutcome : U8 {
     done,
 };
 
+/// The outcome for which a level asks.
+constexpr FenceOutcome outcomeOf(FenceLevel level) noexcept {
+    return level == FenceLevel::done ? FenceOutcome::done : FenceOutcome::applied;
+}
+
 struct FenceResult {
     FenceOutcome outcome = FenceOutcome::applied;
     /// Who has failed or gone, and why; empty otherwise.
@@ -68,9 +73,7 @@ struct FenceResult {
     U32 peers = 1;
     U32 gone = 0;
 
-    bool isReached(FenceLevel level) const noexcept {
-        return outcome >= (level == FenceLevel::done ? FenceOutcome::done : FenceOutcome::applied);
-    }
+    bool isReached(FenceLevel level) const noexcept { return outcome >= outcomeOf(level); }
     /// The least of both, with the peers of both.
     void add(FenceResult const& other);
 };
@@ -89,8 +92,8 @@ public:
     FenceLevel level() const noexcept { return level_; }
     FenceExtent extent() const noexcept { return extent_; }
     /// Says so, once: what is said first holds. Nothing happens if the peer has gone.
-    void doneIs();
-    void failedIs(String8 const& why);
+    void doneIs() { answer({.outcome = FenceOutcome::done}); }
+    void failedIs(String8 const& why) { answer({.outcome = FenceOutcome::failed, .why = why}); }
 
 private:
     void answer(FenceResult const& result);

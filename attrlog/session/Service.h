@@ -57,9 +57,6 @@ inline constexpr U32 maxCallText = 65535;
 
 class KOR_EXPORT Service final : public PtrInterface {
 public:
-    Service();
-    ~Service() override;
-
     // Roots.
 
     struct Offer {
@@ -182,8 +179,9 @@ private:
 bool isSoundName(std::string_view text, std::size_t most) noexcept;
 /// A peer's text as it can be shown: cut, and plain (runtime/PlainText.h).
 String8 peerText(std::string_view text, std::size_t most);
-/// Raises for an unsound path.
+/// Raises for an unsound path or verb.
 void requirePath(Name const& path);
+void requireVerb(Name const& verb);
 /// The same, and for an entity that cannot be a root.
 void requireRoot(Name const& path, Ptr<Entity> const& entity);
 

@@ -132,19 +132,19 @@ public:
     bool isEstablished() const noexcept { return peer() != nullptr && isOpen(); }
     String8 const& closeReason() const noexcept { return demuxer().closeReason(); }
     /// Whether the peer said the goodbye.
-    bool isClosedByPeer() const noexcept;
-    SessionConfig const& config() const noexcept;
-    Service& service() const noexcept;
+    bool isClosedByPeer() const noexcept { return isClosedByPeer_; }
+    SessionConfig const& config() const noexcept { return config_; }
+    Service& service() const noexcept { return *service_; }
     /// Null until the peer's hello is accepted.
-    PeerHello const* peer() const noexcept;
+    PeerHello const* peer() const noexcept { return isEstablished_ ? &peer_ : nullptr; }
     Name const& peerName() const noexcept { return demuxer().peerName(); }
     bool isSameSchema() const noexcept { return peer() != nullptr && peer()->schema == config().schema; }
-    Demuxer& demuxer() const noexcept;
+    Demuxer& demuxer() const noexcept { return *demuxer_; }
     Stats stats() const { return demuxer().stats(); }
-    void hooksIs(SessionHooks hooks);
+    void hooksIs(SessionHooks hooks) { hooks_ = std::move(hooks); }
     /// What its carrier knows of the peer, for people: "process 4711".
-    String8 const& peerDetail() const noexcept;
-    void peerDetailIs(String8 detail);
+    String8 const& peerDetail() const noexcept { return peerDetail_; }
+    void peerDetailIs(String8 detail) { peerDetail_ = std::move(detail); }
 
     // Roots of the peer.
 
@@ -235,6 +235,15 @@ public:
 
 private:
     struct Impl;
+    SessionConfig config_;
+    Ptr<Service> service_;
+    SessionHooks hooks_;
+    Ptr<Demuxer> demuxer_;
+    /// Complete when the session is established.
+    PeerHello peer_;
+    String8 peerDetail_;
+    bool isEstablished_ = false;
+    bool isClosedByPeer_ = false;
     std::unique_ptr<Impl> impl_;
 };
 
