@@ -237,7 +237,7 @@ bool Demuxer::flow() {
     while (isOpen_ && writeRetired() && writeCompleted() && !queue_.empty() && out_->hasSufficientBuffer()) {
         Ptr<StreamAdapter> const adapter = std::move(queue_.front());
         queue_.pop_front();
-        adapter->isQueuedIs(false);
+        adapter->isQueued_ = false;
         if (adapter->flowOut() == nullptr || adapter->isHeldBack() || adapter->isMuted()) {
             continue; // it has left, or comes again with resume()
         }
@@ -567,11 +567,11 @@ bool Demuxer::isBarrierPassed(U64 barrier) {
 void Demuxer::flowOutChanges(StreamAdapter& adapter, FlowOut* next) {
     FlowOut* const before = adapter.flowOut();
     if (before == nullptr && next != nullptr) {
-        adapter.flowingAtIs(flowing_.size());
+        adapter.flowingAt_ = flowing_.size();
         flowing_.push_back(&adapter);
     } else if (before != nullptr && next == nullptr && !flowing_.empty()) {
-        flowing_.back()->flowingAtIs(adapter.flowingAt());
-        flowing_[adapter.flowingAt()] = flowing_.back();
+        flowing_.back()->flowingAt_ = adapter.flowingAt_;
+        flowing_[adapter.flowingAt_] = flowing_.back();
         flowing_.pop_back();
     }
     if (before == nullptr || barriers_.empty()) {
@@ -590,12 +590,12 @@ void Demuxer::marksGrow() noexcept {
 }
 
 void Demuxer::enqueue(StreamAdapter& adapter) {
-    if (!adapter.isQueued() && !adapter.isHeldBack() && !adapter.isMuted()) {
+    if (!adapter.isQueued_ && !adapter.isHeldBack() && !adapter.isMuted()) {
         constexpr std::size_t few = 64;
         if (queue_.size() > few + 2 * std::size_t{adapters_.count()}) { // those that have left since
             std::erase_if(queue_, [](auto const& each) { return each->flowOut() == nullptr; });
         }
-        adapter.isQueuedIs(true);
+        adapter.isQueued_ = true;
         queue_.emplace_back(&adapter);
         out_->stir();
         if (sliceEnd_ == noSlice && isFlowing_) { // one adapter alone needs not yield

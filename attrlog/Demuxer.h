@@ -15,21 +15,18 @@
 ///
 /// Mounting. The side that mounts an entity owns its state: the peer gets all of it, whatever it had before.
 /// Both sides can write, unless the flags say otherwise. If both mount the same entity, or add the same
-/// child, at the same time, that of the side that was connected to stays. An entity is mounted with all of
-/// its children and all that it refers to; it is held while it is mounted, unless its flags have
-/// StreamAdapter::Bit::weak.
+/// child, at once, that of the side that was connected to stays. An entity is mounted with its children and
+/// all that it refers to; it is held while it is mounted, unless its flags have StreamAdapter::Bit::weak.
 ///
-/// Fairness. What waits for room takes turns, a few records each, so that a large entity does not hold up
-/// a small one.
+/// Fairness. What waits for room takes turns, a few records each: a large entity holds up no small one.
 ///
 /// Hostile bytes. A record that is unsound closes the connection, with a reason; one that is sound but is
 /// refused (a value out of its range, a write to what is read-only, an entity or attribute that is not known
-/// here) is passed over and counted. The entities are whole in either case. A peer can make at most
-/// `limits.entities` entities.
+/// here) is passed over and counted. The entities are whole in either case. A peer can make
+/// `limits.entities` of them.
 ///
 /// Cost. Nothing but flow() takes time for what waits; a peer that never reads costs the ring and one mark a
-/// changed key. One thread, from the constructor to the end; a handler that is called from receive() may do
-/// anything but call receive().
+/// changed key. One thread, all the time; a handler within receive() may do anything but call receive().
 
 #include "attrlog/adapter/StreamAdapter.h"
 
@@ -73,8 +70,7 @@ struct Announcement {
     RootName name;
 };
 
-/// What stands above a demultiplexer and speaks in its stream: a session. All are called from receive(), but
-/// for failed(), which flow() calls.
+/// A session: what speaks in the stream, too. receive() calls all of it but failed(), which flow() calls.
 class DemuxerControl {
 public:
     /// Each record, before all else; true if it was for the session.
@@ -85,12 +81,10 @@ public:
     /// The peer mounts it no more.
     virtual void retired(EntityId id) = 0;
     virtual void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) = 0;
-    /// An entity of this side cannot be announced, or has outgrown what the peer takes, and is not mounted
-    /// any more.
+    /// An entity of this side cannot be announced, or has outgrown what the peer takes, and is let go.
     virtual void failed(EntityId id, String8 const& why) = 0;
 
 protected:
-    DemuxerControl() = default;
     ~DemuxerControl() = default;
 };
 
@@ -153,9 +147,8 @@ public:
     /// How many entities of this side the peer takes. One more root is refused; if a root grows beyond it, it
     /// is let go with the next flow(), since the trees could not be equal.
     void peerLimitIs(U32 entities) noexcept { peerLimit_ = entities; }
-    /// Mounts an entity as a root: the peer is told the path with the announcement, and that it is
-    /// synchronized once the whole of it has been sent, with all below it. Kor::RangeException also if it, or
-    /// a part of it, is mounted already.
+    /// Mounts an entity as a root: the peer is told its path, and when all of it and of what is below it has
+    /// been sent. Kor::RangeException also if it, or a part of it, is mounted already.
     ValidPtr<StreamAdapter> mountRoot(Ptr<Entity> const& entity, RootName name);
     /// The name of a root that was mounted here; null for all else.
     RootName const* rootName(EntityId id) const noexcept;
@@ -189,8 +182,7 @@ public:
     /// Counts a walk over a map for which a marker of the peer asks. Kor::AttrLogRecordException if there are
     /// far more of them than its records account for: a marker of six bytes must not cost a walk each time.
     void noteWalk(U64 members);
-    /// The id of an entity on this stream; mounts it if it is not. Raises Kor::EntityIdUnavailableException
-    /// while there is no room to announce it.
+    /// The id of an entity, which is mounted for it. Kor::EntityIdUnavailableException if there is no room.
     EntityId entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId root);
 
     // Barriers, see attrlog/adapter/Owed.h.
@@ -214,8 +206,7 @@ public:
     void passEnds(EntityId root);
     /// The peer has told how far an entity is.
     void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) { syncModesTold_.emplace_back(id, mode); }
-    /// Whether the child, which is mounted here under another id, gives way to the one that the peer
-    /// announces.
+    /// Whether a child that is mounted here under another id gives way to the one that the peer announces.
     bool checkEphemeralEntityDeletion(StreamAdapter const& child, EntityId announced) const noexcept;
     /// Raises unless the peer may give that id to an entity now.
     void peerIdMustBeFree(EntityId id);

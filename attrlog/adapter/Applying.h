@@ -1,7 +1,6 @@
 #pragma once
 
-/// How a stream adapter applies what its peer sends: markers and the sweep behind a full pass, records of
-/// values, of children, of references. Part of attrlog/adapter/StreamAdapterOf.h.
+/// How a StreamAdapterOf applies what its peer sends: markers and the sweep behind a full pass, and records.
 
 #include "attrlog/adapter/StreamAdapterOf.h"
 
@@ -12,19 +11,17 @@ void StreamAdapterOf<X>::handleAttrTransaction(AttributeId attribute, AttrTransa
                                                unsigned int n) {
     this->peerMustWrite(attribute);
     auto* const demuxer = this->streamDemuxer();
-    if (this->flowIn() != nullptr) {
-        if (type == AttrTransactionType::end && this->flowIn()->has(attribute)) {
-            this->flowIn()->aidIs(attribute);
-            this->flowIn()->handlingTransactionIs(true);
-        } else if (type == AttrTransactionType::start) {
-            this->flowIn()->aidIs(attribute); // others may be on their way
-        }
-    } else if (!this->flag(Bit::silent) && type == AttrTransactionType::start && demuxer != nullptr) {
-        if (NboAttrLog::FlowIn* const made = demuxer->flowInIs(this->entityId())) {
-            made->aidIs(attribute);
-        }
+    bool const begins = type == AttrTransactionType::start;
+    NboAttrLog::FlowIn* flowIn = this->flowIn();
+    if (flowIn == nullptr && begins && !this->flag(Bit::silent) && demuxer != nullptr) {
+        flowIn = demuxer->flowInIs(this->entityId());
     }
-    bool const isOpen = this->flowIn() != nullptr && this->flowIn()->has(attribute);
+    bool const ends = type == AttrTransactionType::end && flowIn != nullptr && flowIn->has(attribute);
+    if (flowIn != nullptr && (begins || ends)) {
+        flowIn->aidIs(attribute); // others may be on their way
+        flowIn->handlingTransactionIs(ends);
+    }
+    bool const isOpen = flowIn != nullptr && flowIn->has(attribute);
     bool const known = with(attribute, [&]<class A>() {
         if constexpr (A::shape.keyed) {
             if (isOpen || (demuxer != nullptr && demuxer->protocol() < 2)) {

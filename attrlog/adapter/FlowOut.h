@@ -1,7 +1,6 @@
 #pragma once
 
-/// Kor::NboAttrLog::FlowOut and FlowIn: what of an entity is still to be sent to a peer, and how far a full
-/// pass of the peer has come.
+/// Kor::NboAttrLog::FlowOut and FlowIn: what of an entity is still to be sent, and what is on its way in.
 ///
 /// A flow-out is there while an adapter has something that the stream could not take at once: after a mount
 /// all of the entity, after a full stream the keys that have changed since. It keeps one mark for a changed
@@ -40,8 +39,7 @@ public:
     AttributeId attrId() const noexcept { return attrId_; }
     void attrIdIs(AttributeId attribute) noexcept { attrId_ = attribute; }
 
-    /// The key at which the full pass of the current attribute stopped, on the heap; see
-    /// korFlowOutBookmarkEnq().
+    /// The key at which the current attribute's full pass stopped; see korFlowOutBookmarkEnq().
     void* bookmark() const noexcept { return bookmark_; }
     void bookmarkIs(void* bookmark) noexcept { bookmark_ = bookmark; }
 
@@ -58,7 +56,11 @@ public:
     /// Attributes whose full pass was given up half-way; the peer is told before anything else.
     using PendingAbort = HashMap<FlagMapEntry<AttributeId>, AttributeId, bool>;
     PendingAbort& pendingAbort() noexcept { return pendingAbort_; }
-    void pendingAbortIs(AttributeId attribute);
+    void pendingAbortIs(AttributeId attribute) {
+        if (pendingAbort_.member(attribute) == nullptr) {
+            pendingAbort_.newMember(makePtr<FlagMapEntry<AttributeId>>(attribute, true));
+        }
+    }
     void pendingAbortDel(AttributeId attribute) { pendingAbort_.deleteMember(attribute); }
 
     /// Whether anything remains to be sent.

@@ -1,7 +1,6 @@
 #pragma once
 
-/// What of an entity travels, and X::KorNboAttrLogSa::FlowOut: the marks of what has changed while its stream
-/// had no room, of the class X.
+/// What of an entity travels, and X::KorNboAttrLogSa::FlowOut: marks of what changed while there was no room.
 
 #include "attrlog/adapter/FlowOut.h"
 #include "attrlog/adapter/Owed.h"

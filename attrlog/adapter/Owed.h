@@ -9,6 +9,7 @@
 
 #include "runtime/HashMap.h"
 
+#include <deque>
 #include <optional>
 #include <vector>
 
@@ -58,14 +59,10 @@ requires(A::shape.keyed) struct Owed<A> {
     }
     /// The key that has been owed longest.
     std::optional<Key> first() {
-        for (; next != order.size(); ++next) {
-            if (keys.member(order[next]) != nullptr) {
-                return order[next];
-            }
+        while (!order.empty() && keys.member(order.front()) == nullptr) {
+            order.pop_front();
         }
-        order.clear();
-        next = 0;
-        return std::nullopt;
+        return order.empty() ? std::nullopt : std::optional<Key>(order.front());
     }
     U64 oldest() {
         std::optional<Key> const key = first();
@@ -78,8 +75,7 @@ requires(A::shape.keyed) struct Owed<A> {
             paid(each.value);
         }
     }
-    /// Notes a key that is marked while a barrier is open: the next one waits for it. `isWaiting` says
-    /// whether a key is still marked.
+    /// Notes a key that is marked while a barrier is open, for the next one. `isWaiting`: is it still marked?
     template <class IsWaiting>
     void note(Key const& key, std::size_t marks, IsWaiting const& isWaiting) {
         recent.push_back(key);
@@ -100,8 +96,7 @@ requires(A::shape.keyed) struct Owed<A> {
     U64 pass = 0;
     HashMap<MapEntry<Key, U64>, Key, U64> keys;
     /// As they came; those that have left are passed over.
-    std::vector<Key> order;
-    std::size_t next = 0;
+    std::deque<Key> order;
     /// Marked since the last barrier; perhaps more than once, perhaps gone since.
     std::vector<Key> recent;
 };

@@ -1,7 +1,6 @@
 #pragma once
 
-/// How a stream adapter sends: the announcement of its entity, full passes, and what was marked. Part of
-/// attrlog/adapter/StreamAdapterOf.h.
+/// How a StreamAdapterOf sends: the announcement of its entity, full passes, and what was marked.
 
 #include "attrlog/adapter/StreamAdapterOf.h"
 

@@ -7,20 +7,9 @@
 namespace Kor {
 
 using NboAttrLog::Demuxer;
-using NboAttrLog::FlowIn;
 using NboAttrLog::FlowOut;
 using NboAttrLog::In;
 using NboAttrLog::Out;
-
-namespace NboAttrLog {
-
-void FlowOut::pendingAbortIs(AttributeId attribute) {
-    if (pendingAbort_.member(attribute) == nullptr) {
-        pendingAbort_.newMember(makePtr<FlagMapEntry<AttributeId>>(attribute, true));
-    }
-}
-
-} // namespace NboAttrLog
 
 StreamAdapter::StreamAdapter(Kor_BitSet const& flags, unsigned int, Ptr<Out> const& out,
                              PtrInterface* context)

@@ -1,15 +1,13 @@
 #pragma once
 
 /// Kor::StreamAdapter, the reactor that carries one entity to one peer: each change becomes a record on the
-/// attribute log, and the peer's records are applied to the entity. Here is what does not depend on the
-/// entity's attributes; attrlog/adapter/StreamAdapterOf.h has the rest, attrlog/Demuxer.h what applications
-/// use.
+/// attribute log, and the peer's records are applied to the entity. What depends on the entity's attributes
+/// is in attrlog/adapter/StreamAdapterOf.h; what applications use in attrlog/Demuxer.h.
 ///
 /// What it sends. While the stream has room, each change goes out at once. When it has none, or while earlier
 /// changes wait, the changed key is marked in a flow-out, and leaves with its last state when there is room:
 /// nothing is lost, and what changes twice meanwhile is sent once. A key that was added and deleted meanwhile
-/// is sent as deleted. So records of one key leave in the order of its changes; between keys there is no
-/// order.
+/// is sent as deleted. So a key's records leave in the order of its changes; between keys there is no order.
 ///
 /// What it applies goes through the entity's own setters, with the active bit set, which keeps this adapter
 /// from sending it back. What other reactors do about it, in their handlers, is sent as any change.
@@ -19,9 +17,8 @@
 /// brings is as the peer has it. So a reactor may write into an entity as soon as it hears of it.
 ///
 /// One key, one writer: if both sides write the same key at the same time, each ends with what the other
-/// wrote. A full pass of the peer replaces what is here. So the side that begins one for an entity that is
-/// mounted already, by doThis() or doRemountSelf(), says that it owns the state; what the other side writes
-/// at that moment may stay on one side alone.
+/// wrote. A full pass of the peer replaces what is here. So the side that begins one for a mounted entity, by
+/// doThis() or doRemountSelf(), owns the state; what the other one writes then may stay on one side alone.
 ///
 /// Where one would expect otherwise:
 ///   - in a full pass the mark of a key is cleared only if its record was really sent;
@@ -30,8 +27,7 @@
 ///     removes is kept from going back key by key;
 ///   - a new child with content is sent with its content also outside of a flow-out, and one without is
 ///     followed by sync mode 1, so that every announcement is followed by one;
-///   - the read-only bits hold for the peer's transaction markers as for its records; this side sends the
-///     whole of what it mounts all the same.
+///   - the read-only bits hold for the peer's markers, too; this side sends all that it mounts all the same.
 ///
 /// A record that is longer than the stream's limit is a handler's exception (runtime/HandlerExceptions.h),
 /// and is not sent, whether it is written by a change or by a pass.
@@ -132,20 +128,17 @@ public:
 
     // Sending.
 
-    /// Tells the peer of the entity, its type, its key or name and its id, and then sends all of it. Without
-    /// room it is done as soon as there is.
+    /// Tells the peer of the entity and sends all of it, as soon as there is room.
     void doSerializeOrphan();
     /// Starts to send all of the entity, anew if that had begun.
     void doThis();
     /// For an adapter without an entity's attributes nothing; a directory begins to send its children.
     virtual void korInstantiateSerialize() {}
-    /// Sends the entity all over again; with a null stream leaves the stream. Children are unmounted, and
-    /// mounted again as they are sent.
+    /// Sends all anew; with a null stream leaves the stream. Children are mounted again as they are sent.
     virtual void doRemountSelf(Ptr<NboAttrLog::Out> const& out);
     /// As the attribute's hook; `key` points to its key, if it has one.
     virtual void doNotification(AttributeId attribute, void* key) = 0;
-    /// Goes on with what is to be sent, from that attribute; returns the one to go on with, 0 when all is
-    /// done.
+    /// Goes on sending from that attribute; returns the one to go on with, 0 when all is done.
     virtual AttributeId handleAttrFlowOut(AttributeId /*attribute*/) { return 0; }
     virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& /*flowOut*/) {}
     virtual Ptr<NboAttrLog::FlowOut> flowOutIs(Ptr<NboAttrLog::Out> const& out, ConnectDesc const& connection,
@@ -199,12 +192,6 @@ public:
     bool isHeldBack() const noexcept { return flag(Bit::awaitsPass) && flowOut_ && !flowOut_->isFull(); }
     /// Owes all that waits here to a barrier; how much that is.
     U64 owe(U64 barrier);
-    /// Its place among the adapters that have a flow-out.
-    std::size_t flowingAt() const noexcept { return flowingAt_; }
-    void flowingAtIs(std::size_t at) noexcept { flowingAt_ = at; }
-    /// Whether it has a place in the demultiplexer's queue.
-    bool isQueued() const noexcept { return isQueued_; }
-    void isQueuedIs(bool queued) noexcept { isQueued_ = queued; }
     void sendSyncMode(SyncMode mode);
 
 protected:
@@ -265,8 +252,7 @@ protected:
     /// Raises unless the peer may write the attribute.
     void peerMustWrite(AttributeId attribute) const;
     void handleSyncMode(SyncMode mode);
-    /// A record of an attribute that every entity has, or of one that this program does not know: passed over
-    /// and counted.
+    /// Passes over and counts a record of an attribute that every entity has, or that is not known here.
     void doBaseKorNboAttrLogSaMsg(AttributeId attribute, NboAttrLog::In& in);
     void noteDirty(bool isNew);
     void noteClean();
@@ -279,6 +265,7 @@ protected:
     void needFlowOut(AttributeId attribute);
 
 private:
+    friend class NboAttrLog::Demuxer;
     Sending otherSending(AttributeId attribute);
     void beginFlowOut(AttributeId start);
 
@@ -291,9 +278,10 @@ private:
     Ptr<NboAttrLog::FlowOut> flowOut_;
     Ptr<NboAttrLog::FlowIn> flowIn_;
     U64 announcementOwed_ = 0;
+    /// The demultiplexer's: its place among those with a flow-out, and whether it has one in the queue.
     std::size_t flowingAt_ = 0;
-    bool announcePending_ = false;
     bool isQueued_ = false;
+    bool announcePending_ = false;
     bool syncModeSent_ = false;
     bool writable_ = false;
 };

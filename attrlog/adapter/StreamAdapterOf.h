@@ -97,13 +97,10 @@ public:
     /// The hook of a scalar one.
     template <class A>
     void changed() {
-        switch (this->sending(idOf<A>)) {
-        case Sending::no:
-            return;
-        case Sending::marked:
+        Sending const what = this->sending(idOf<A>);
+        if (what == Sending::marked) {
             mark<A>();
-            return;
-        case Sending::now:
+        } else if (what == Sending::now) {
             unmark<A>();
             writeScalar<A>();
         }
@@ -430,8 +427,7 @@ private:
     auto& childrenOf() noexcept {
         return std::get<detail::Mounted<A>>(mounted_).children;
     }
-    /// The adapter of a child on this stream, found with its flags replaced, or made; and whether it was
-    /// made.
+    /// A child's adapter on this stream, found with its flags replaced, or made; and whether it was made.
     template <class A>
     std::pair<Ptr<StreamAdapter>, bool> nboAttrLogAdapterIs(typename A::Type& child) {
         Ptr<Out> const& out = this->nboAttrLogOut();
@@ -510,8 +506,7 @@ private:
             return false;
         }
     }
-    /// What the peer says of a key or a scalar, while its first full state comes, goes before what has
-    /// changed here meanwhile.
+    /// While the peer's first full state comes, what it says goes before what has changed here meanwhile.
     template <class A, class... Key>
     void peerGoesBefore(Key const&... key) {
         if (this->flag(Bit::awaitsPass) && !hasSent_ && this->isHeldBack()) {

@@ -16,12 +16,10 @@
 ///     });
 ///
 /// What it says. When the asked process has read a fence, each value that was set before the fence, or a
-/// newer one, is there: also those that waited because the stream was full, or because a full state of the
-/// other side was on its way. It is no snapshot: of what is written after the fence some may be there, too.
-/// Two fences around a group of writes tell the other side where the group is: when it hears the second, all
-/// of the group is there.
-///
-/// When *done* is answered, what the asked process wrote before it said so is here.
+/// newer one, is there: also those that waited for room, or for a full state of the other side. It is no
+/// snapshot: of what is written after the fence some may be there, too. Two fences around a group of writes
+/// tell the other side where the group is: when it hears the second, all of the group is there. When *done*
+/// is answered, what the asked process wrote before it said so is here.
 ///
 /// Cost. Nothing is kept or sent while nobody asks. A fence costs one record each way, and one entry for
 /// each key that waits for room when it is asked for. One thread: that of the session.

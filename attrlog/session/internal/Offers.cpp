@@ -29,7 +29,7 @@ void Offers::write() {
 }
 
 void Offers::writeOffer(std::set<Name>::iterator next) {
-    Name const path = *next;
+    Name const& path = *next;
     auto const* const offer = core_.service.offered(path);
     if (told_.erase(path) != 0) { // an earlier one, which is gone
         if (!untold_.empty()) {

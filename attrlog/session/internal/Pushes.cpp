@@ -123,8 +123,7 @@ Ptr<Entity> Pushes::root(Announcement const& announcement) {
     return entity;
 }
 
-/// Another one that holds it gives way to the same process, which has connected anew, and to one that asks
-/// aloud.
+/// Who holds it gives way to the same process, which has connected anew, and to one that asks aloud.
 void Pushes::placeMustBeFree(Entity const& entity, bool takesOver) {
     Service::Holder const* const found = core_.service.holder(entity);
     if (found == nullptr || found->session == &core_.self) {

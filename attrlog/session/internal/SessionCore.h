@@ -68,8 +68,7 @@ struct SessionCore {
         auto const found = path != pathOf.end() ? map.find(path->second) : map.end();
         return found != map.end() && found->second.id == id ? found : map.end();
     }
-    /// The entity that a hook gives for what the peer has announced. Kor::RangeException where it does not
-    /// fit.
+    /// What a hook gives for what the peer has announced. Kor::RangeException where it does not fit.
     Ptr<Entity> placeFor(Announcement const& announcement, std::function<Ptr<Entity>()> const& give) const;
     void ended();
 

@@ -104,7 +104,7 @@ Ptr<Entity> Wishes::root(Announcement const& announcement) {
     }
     try {
         Session::Take const take = awaited()->take;
-        Ptr<Entity> const entity = core_.placeFor(
+        Ptr<Entity> entity = core_.placeFor(
             announcement, [&] { return take ? take(announcement.made) : Ptr<Entity>(announcement.made); });
         if (Wish* const wish = awaited()) {
             wish->root = entity;
