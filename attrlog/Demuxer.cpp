@@ -1,9 +1,7 @@
 #include "attrlog/Demuxer.h"
 
+#include "attrlog/internal/Lookup.h"
 #include "reflect/AttrLogType.h"
-
-#include <algorithm>
-#include <limits>
 
 namespace Kor {
 
@@ -30,21 +28,7 @@ NboAttrLog::Demuxer* demuxFor(NboAttrLog::Out const* out) noexcept {
 
 namespace NboAttrLog {
 
-namespace {
-
-/// Says for a scope that something is going on.
-class During {
-public:
-    explicit During(bool& flag) noexcept : flag_(flag) { flag_ = true; }
-    ~During() { flag_ = false; }
-    During(During const&) = delete;
-    During& operator=(During const&) = delete;
-
-private:
-    bool& flag_;
-};
-
-} // namespace
+using Kor::detail::Scoped;
 
 Demuxer::Demuxer(Side side, StreamLimits const& limits)
     : side_(side), limits_(limits), out_(makePtr<Out>(limits)), in_(makePtr<In>(limits)) {
@@ -71,7 +55,7 @@ bool Demuxer::receive() {
         return isOpen_;
     }
     Ptr<Demuxer> const self(this);
-    During const receiving(receiving_);
+    Scoped<bool> const receiving(receiving_, true);
     try {
         for (MsgHeader header; isOpen_ && in_->nextRecord(header);) {
             dispatch(header);
@@ -89,8 +73,11 @@ void Demuxer::dispatch(MsgHeader const& header) {
             return;
         }
         if (header.entityId == MsgHeader::announcing) {
-            header.attributeId == newEntityAttribute ? announcement()
-                                                     : static_cast<void>(++stats_.unknownAttributes);
+            if (header.attributeId == newEntityAttribute) {
+                announcement();
+            } else {
+                ++stats_.unknownAttributes;
+            }
             return;
         }
         Ptr<StreamAdapter> const adapter = reactor(header.entityId);
@@ -242,8 +229,8 @@ bool Demuxer::flow() {
         return hasWork();
     }
     Ptr<Demuxer> const self(this);
-    During const flowing(isFlowing_);
-    if (std::exchange(isOverLimit_, false) && !refuseOverLimit()) {
+    Scoped<bool> const flowing(isFlowing_, true);
+    if (auto const root = std::exchange(overLimit_, {}); root && !refuseOverLimit(*root)) {
         return false;
     }
     if (hasTooManyMarks_) {
@@ -256,7 +243,7 @@ bool Demuxer::flow() {
     while (isOpen_ && writeRetired() && writeCompleted() && !queue_.empty() && out_->hasSufficientBuffer()) {
         Ptr<StreamAdapter> const adapter = std::move(queue_.front());
         queue_.pop_front();
-        adapter->isQueuedIs(false);
+        adapter->isQueued_ = false;
         if (adapter->flowOut() == nullptr || adapter->isHeldBack() || adapter->isMuted()) {
             continue; // it has left, or comes again with resume()
         }
@@ -298,25 +285,20 @@ bool Demuxer::flow() {
 
 /// What has grown beyond what the peer takes cannot be equal there: its root is let go, or, of what is
 /// mounted without one, the connection. Whether that stays open.
-bool Demuxer::refuseOverLimit() {
-    String8 const why = format("the peer takes at most %u entities", peerLimit_);
-    if (control_ == nullptr || !roots_.contains(overLimitRoot_)) {
-        close(why);
-        return false;
+bool Demuxer::refuseOverLimit(EntityId root) {
+    bool const isRoot = control_ != nullptr && roots_.contains(root);
+    if (isRoot) {
+        reactorRetire(root);
+        control_->failed(root, peerLimitText());
+    } else {
+        close(peerLimitText());
     }
-    EntityId const root = overLimitRoot_;
-    reactorRetire(root);
-    control_->failed(root, why);
-    return true;
+    return isRoot;
 }
 
 bool Demuxer::writeRetired() {
     while (!retired_.empty() && out_->hasSufficientBuffer()) {
-        MsgHeader header;
-        header.entityId = retired_.front();
-        header.attributeId = -newEntityAttribute;
-        out_->nextHeaderIs(header);
-        out_ << TransactToken(1) << TransactToken(3);
+        out_->write({.entityId = retired_.front(), .attributeId = -newEntityAttribute}, [](Out&) {});
         retired_.pop_front();
     }
     return retired_.empty();
@@ -326,11 +308,11 @@ bool Demuxer::writeCompleted() {
     while (!completed_.empty() && out_->hasSufficientBuffer()) {
         EntityId const id = completed_.front();
         completed_.pop_front();
-        auto const root = roots_.find(id);
+        Root* const root = detail::lookUp(roots_, id);
         StreamAdapter* const adapter = reactor(id);
-        if (root != roots_.end() && adapter != nullptr && root->second.isAwaited &&
-            root->second.passes == 0 && !adapter->isMuted()) {
-            root->second.isAwaited = false;
+        if (root != nullptr && adapter != nullptr && root->isAwaited && root->passes == 0 &&
+            !adapter->isMuted()) {
+            root->isAwaited = false;
             adapter->sendSyncMode(StreamAdapter::SyncMode::allSynchronized);
         }
     }
@@ -338,15 +320,15 @@ bool Demuxer::writeCompleted() {
 }
 
 void Demuxer::passBegins(EntityId root, EntityId id) noexcept {
-    if (auto const found = roots_.find(root); found != roots_.end()) {
-        ++found->second.passes;
-        found->second.isAwaited = found->second.isAwaited || id == root;
+    if (Root* const found = detail::lookUp(roots_, root)) {
+        ++found->passes;
+        found->isAwaited = found->isAwaited || id == root;
     }
 }
 
 void Demuxer::passEnds(EntityId root) {
-    auto const found = roots_.find(root);
-    if (found != roots_.end() && --found->second.passes == 0 && found->second.isAwaited) {
+    Root* const found = detail::lookUp(roots_, root);
+    if (found != nullptr && --found->passes == 0 && found->isAwaited) {
         completed_.push_back(root);
         out_->stir();
     }
@@ -384,10 +366,6 @@ void Demuxer::close(String8 reason) {
     in_->demuxerIs(nullptr);
 }
 
-ValidPtr<StreamAdapter> Demuxer::mount(Ptr<Entity> const& entity, Entity::Kor_BitSet flags) {
-    return mountFor(entity, flags, {}, {});
-}
-
 ValidPtr<StreamAdapter> Demuxer::mountRoot(Ptr<Entity> const& entity, RootName name) {
     if (entity) {
         if (entity->korNboAttrLogSa(out_)) {
@@ -397,14 +375,14 @@ ValidPtr<StreamAdapter> Demuxer::mountRoot(Ptr<Entity> const& entity, RootName n
             throwRangeException("a part of it is on this connection already");
         }
     }
-    Entity::Kor_BitSet const flags =
-        name.access == Access::readOnly ? StreamAdapter::readOnlyThere : Entity::Kor_BitSet(0);
-    return mountFor(entity, flags, {}, std::move(name));
+    bool const isReadOnly = name.access == Access::readOnly;
+    return mountFor(entity, isReadOnly ? StreamAdapter::readOnlyThere : Entity::Kor_BitSet(0), {},
+                    std::move(name));
 }
 
 RootName const* Demuxer::rootName(EntityId id) const noexcept {
-    auto const found = roots_.find(id);
-    return found != roots_.end() ? &found->second.name : nullptr;
+    Root const* const found = detail::lookUp(roots_, id);
+    return found != nullptr ? &found->name : nullptr;
 }
 
 ValidPtr<StreamAdapter> Demuxer::mountFor(Ptr<Entity> const& entity, Entity::Kor_BitSet flags, EntityId root,
@@ -417,7 +395,7 @@ ValidPtr<StreamAdapter> Demuxer::mountFor(Ptr<Entity> const& entity, Entity::Kor
     }
     bool const isNew = !entity->korNboAttrLogSa(out_);
     if (isNew && isPeerFull()) {
-        throwRangeException(format("the peer takes at most %u entities", peerLimit_));
+        throwRangeException(peerLimitText());
     }
     Ptr<StreamAdapter> const adapter =
         ptrCast<StreamAdapter>(entity->korNboAttrLogSaIs(flags, 0, out_, this));
@@ -482,9 +460,8 @@ void Demuxer::reactorIs(StreamAdapter& adapter, EntityId id) {
             Ptr<StreamAdapter const> const there =
                 above ? ptrCast<StreamAdapter const>(above->korNboAttrLogSa(out_))
                       : Ptr<StreamAdapter const>();
-            isOverLimit_ = true;
-            overLimitRoot_ = there ? there->rootId() : EntityId();
-            throwRangeException(format("the peer takes at most %u entities", peerLimit_));
+            overLimit_ = there ? there->rootId() : EntityId();
+            throwRangeException(peerLimitText());
         }
         id = EntityId::ofNumber(nextId_++ << 2 | static_cast<U64>(side_) << 1 | 1);
     }
@@ -494,8 +471,7 @@ void Demuxer::reactorIs(StreamAdapter& adapter, EntityId id) {
 }
 
 void Demuxer::reactorDel(EntityId id) {
-    auto const gone = adapters_.deleteMember(id);
-    if (gone) {
+    if (auto const gone = adapters_.deleteMember(id)) {
         recent_ = nullptr;
         peerEntities_ -= !isMine(id);
         gone->value->korDetach();
@@ -513,16 +489,13 @@ void Demuxer::topIs(StreamAdapter const& adapter) {
 }
 
 void Demuxer::topDel(EntityId id) {
-    auto const top = tops_.find(id);
-    if (top == tops_.end()) {
-        return;
-    }
-    for (Entity const* const each : top->second) {
-        if (auto const count = above_.find(each); --count->second == 0) {
-            above_.erase(count);
+    if (auto const top = tops_.extract(id)) {
+        for (Entity const* const each : top.mapped()) {
+            if (auto const count = above_.find(each); --count->second == 0) {
+                above_.erase(count);
+            }
         }
     }
-    tops_.erase(top);
 }
 
 bool Demuxer::isPartMounted(Entity const& entity) const {
@@ -600,11 +573,11 @@ bool Demuxer::isBarrierPassed(U64 barrier) {
 void Demuxer::flowOutChanges(StreamAdapter& adapter, FlowOut* next) {
     FlowOut* const before = adapter.flowOut();
     if (before == nullptr && next != nullptr) {
-        adapter.flowingAtIs(flowing_.size());
+        adapter.flowingAt_ = flowing_.size();
         flowing_.push_back(&adapter);
     } else if (before != nullptr && next == nullptr && !flowing_.empty()) {
-        flowing_.back()->flowingAtIs(adapter.flowingAt());
-        flowing_[adapter.flowingAt()] = flowing_.back();
+        flowing_.back()->flowingAt_ = adapter.flowingAt_;
+        flowing_[adapter.flowingAt_] = flowing_.back();
         flowing_.pop_back();
     }
     if (before == nullptr || barriers_.empty()) {
@@ -623,31 +596,28 @@ void Demuxer::marksGrow() noexcept {
 }
 
 void Demuxer::enqueue(StreamAdapter& adapter) {
-    if (!adapter.isQueued() && !adapter.isHeldBack() && !adapter.isMuted()) {
+    if (!adapter.isQueued_ && !adapter.isHeldBack() && !adapter.isMuted()) {
         constexpr std::size_t few = 64;
         if (queue_.size() > few + 2 * std::size_t{adapters_.count()}) { // those that have left since
             std::erase_if(queue_, [](auto const& each) { return each->flowOut() == nullptr; });
         }
-        adapter.isQueuedIs(true);
+        adapter.isQueued_ = true;
         queue_.emplace_back(&adapter);
         out_->stir();
-        othersWait();
+        if (sliceEnd_ == noSlice && isFlowing_) { // one adapter alone needs not yield
+            sliceEnd_ = out_->records() + slice;
+        }
     }
 }
 
 void Demuxer::resume(StreamAdapter& adapter) {
     if (adapter.flowOut() != nullptr) {
         enqueue(adapter);
-    } else if (auto const root = roots_.find(adapter.entityId());
-               root != roots_.end() && root->second.isAwaited && root->second.passes == 0) {
+    } else if (Root const* const root = detail::lookUp(roots_, adapter.entityId());
+               root != nullptr && root->isAwaited && root->passes == 0) {
         completed_.push_back(adapter.entityId());
         out_->stir();
     }
-}
-
-FlowIn* Demuxer::flowIn(EntityId id) const noexcept {
-    StreamAdapter const* const adapter = reactor(id);
-    return adapter != nullptr ? adapter->flowIn() : nullptr;
 }
 
 FlowIn* Demuxer::flowInIs(EntityId id) {
@@ -677,8 +647,7 @@ EntityId Demuxer::entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId 
     }
     if (!adapter) {
         if (isPeerFull()) { // it is a part of what refers to it
-            isOverLimit_ = true;
-            overLimitRoot_ = root;
+            overLimit_ = root;
         }
         adapter = mountFor(&entity, flags, root, {}).ptr();
     } else {

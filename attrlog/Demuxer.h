@@ -15,27 +15,25 @@
 ///
 /// Mounting. The side that mounts an entity owns its state: the peer gets all of it, whatever it had before.
 /// Both sides can write, unless the flags say otherwise. If both mount the same entity, or add the same
-/// child, at the same time, that of the side that was connected to stays. An entity is mounted with all of
-/// its children and all that it refers to; it is held while it is mounted, unless its flags have
-/// StreamAdapter::Bit::weak.
+/// child, at once, that of the side that was connected to stays. An entity is mounted with its children and
+/// all that it refers to; it is held while it is mounted, unless its flags have StreamAdapter::Bit::weak.
 ///
-/// Fairness. What waits for room takes turns, a few records each, so that a large entity does not hold up
-/// a small one.
+/// Fairness. What waits for room takes turns, a few records each: a large entity holds up no small one.
 ///
 /// Hostile bytes. A record that is unsound closes the connection, with a reason; one that is sound but is
 /// refused (a value out of its range, a write to what is read-only, an entity or attribute that is not known
-/// here) is passed over and counted. The entities are whole in either case. A peer can make at most
-/// `limits.entities` entities.
+/// here) is passed over and counted. The entities are whole in either case. A peer can make
+/// `limits.entities` of them.
 ///
 /// Cost. Nothing but flow() takes time for what waits; a peer that never reads costs the ring and one mark a
-/// changed key. One thread, from the constructor to the end; a handler that is called from receive() may do
-/// anything but call receive().
+/// changed key. One thread, all the time; a handler within receive() may do anything but call receive().
 
 #include "attrlog/adapter/StreamAdapter.h"
 
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -72,8 +70,7 @@ struct Announcement {
     RootName name;
 };
 
-/// What stands above a demultiplexer and speaks in its stream: a session. All are called from receive(), but
-/// for failed(), which flow() calls.
+/// A session: what speaks in the stream, too. receive() calls all of it but failed(), which flow() calls.
 class DemuxerControl {
 public:
     /// Each record, before all else; true if it was for the session.
@@ -84,12 +81,10 @@ public:
     /// The peer mounts it no more.
     virtual void retired(EntityId id) = 0;
     virtual void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) = 0;
-    /// An entity of this side cannot be announced, or has outgrown what the peer takes, and is not mounted
-    /// any more.
+    /// An entity of this side cannot be announced, or has outgrown what the peer takes, and is let go.
     virtual void failed(EntityId id, String8 const& why) = 0;
 
 protected:
-    DemuxerControl() = default;
     ~DemuxerControl() = default;
 };
 
@@ -119,7 +114,9 @@ public:
 
     /// Mounts an entity, so that the peer gets it; one that is mounted stays so and has its flags replaced.
     /// Kor::RangeException for a null entity, one without an attribute log, or a closed connection.
-    ValidPtr<StreamAdapter> mount(Ptr<Entity> const& entity, Entity::Kor_BitSet flags = {});
+    ValidPtr<StreamAdapter> mount(Ptr<Entity> const& entity, Entity::Kor_BitSet flags = {}) {
+        return mountFor(entity, flags, {}, {});
+    }
     /// Unmounts an entity on both sides; nothing happens if it is not mounted.
     void unmount(Ptr<Entity> const& entity);
 
@@ -152,9 +149,8 @@ public:
     /// How many entities of this side the peer takes. One more root is refused; if a root grows beyond it, it
     /// is let go with the next flow(), since the trees could not be equal.
     void peerLimitIs(U32 entities) noexcept { peerLimit_ = entities; }
-    /// Mounts an entity as a root: the peer is told the path with the announcement, and that it is
-    /// synchronized once the whole of it has been sent, with all below it. Kor::RangeException also if it, or
-    /// a part of it, is mounted already.
+    /// Mounts an entity as a root: the peer is told its path, and when all of it and of what is below it has
+    /// been sent. Kor::RangeException also if it, or a part of it, is mounted already.
     ValidPtr<StreamAdapter> mountRoot(Ptr<Entity> const& entity, RootName name);
     /// The name of a root that was mounted here; null for all else.
     RootName const* rootName(EntityId id) const noexcept;
@@ -180,14 +176,17 @@ public:
     bool continueFlowOut() const noexcept {
         return out_->hasSufficientBuffer() && out_->records() < sliceEnd_;
     }
-    FlowIn* flowIn(EntityId id) const noexcept;
+    FlowIn* flowIn(EntityId id) const noexcept {
+        StreamAdapter const* const adapter = reactor(id);
+        return adapter != nullptr ? adapter->flowIn() : nullptr;
+    }
     FlowIn* flowInIs(EntityId id);
     /// Counts a walk over a map for which a marker of the peer asks. Kor::AttrLogRecordException if there are
     /// far more of them than its records account for: a marker of six bytes must not cost a walk each time.
     void noteWalk(U64 members);
-    /// The id of an entity on this stream; mounts it if it is not. Raises Kor::EntityIdUnavailableException
-    /// while there is no room to announce it.
+    /// The id of an entity, which is mounted for it. Kor::EntityIdUnavailableException if there is no room.
     EntityId entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId root);
+
     // Barriers, see attrlog/adapter/Owed.h.
 
     /// Raises a barrier: a place behind all that has been changed so far, here and on this connection. What
@@ -197,6 +196,8 @@ public:
     /// Whether all of it has been written; so is all that earlier ones wait for.
     bool isBarrierPassed(U64 barrier);
     void barrierPaid(U64 barrier) noexcept;
+    /// The barrier to which what begins to be sent is owed, 0 for none.
+    U64& owing() noexcept { return owing_; }
     /// The flow-out of an adapter is about to be replaced.
     void flowOutChanges(StreamAdapter& adapter, FlowOut* next);
     /// More keys are marked than ever before.
@@ -207,8 +208,7 @@ public:
     void passEnds(EntityId root);
     /// The peer has told how far an entity is.
     void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) { syncModesTold_.emplace_back(id, mode); }
-    /// Whether the child, which is mounted here under another id, gives way to the one that the peer
-    /// announces.
+    /// Whether a child that is mounted here under another id gives way to the one that the peer announces.
     bool checkEphemeralEntityDeletion(StreamAdapter const& child, EntityId announced) const noexcept;
     /// Raises unless the peer may give that id to an entity now.
     void peerIdMustBeFree(EntityId id);
@@ -220,13 +220,6 @@ public:
     MsgChannel::Constrainer& constrainer() noexcept { return channel_->constrainer(); }
 
 private:
-    /// One adapter alone needs not yield.
-    void othersWait() noexcept {
-        if (sliceEnd_ == noSlice && isFlowing_) {
-            sliceEnd_ = out_->records() + slice;
-        }
-    }
-
     /// How many records of one adapter leave before it is the turn of the next.
     static constexpr U64 slice = 32;
     static constexpr U64 noSlice = ~U64{0};
@@ -244,11 +237,11 @@ private:
     bool isPartMounted(Entity const& entity) const;
     bool isPeerFull() const noexcept { return adapters_.count() - peerEntities_ >= peerLimit_; }
     bool writeCompleted();
-    bool refuseOverLimit();
+    bool refuseOverLimit(EntityId root);
+    String8 peerLimitText() const { return format("the peer takes at most %u entities", peerLimit_); }
     void tellSyncModes();
     U64 firstBarrier() const noexcept { return lastBarrier_ + 1 - barriers_.size(); }
     void owe(StreamAdapter& adapter, U64 barrier);
-    friend class OwingAnchor;
 
     /// A root of this side.
     struct Root {
@@ -269,8 +262,8 @@ private:
     mutable EntityId recentId_;
     U32 peerEntities_ = 0;
     U32 peerLimit_ = ~U32{0};
-    bool isOverLimit_ = false;
-    EntityId overLimitRoot_;
+    /// What has grown beyond that: a root, or unassigned for what is mounted without one.
+    std::optional<EntityId> overLimit_;
     U64 walked_ = 0;
     /// Adapters that are mounted for themselves, not as a child, with what is above their entities; and how
     /// often an entity is above one, which says at once that nothing below it is mounted. Not looked into: it
@@ -288,7 +281,6 @@ private:
     /// How much each open barrier still waits for.
     std::deque<U64> barriers_;
     U64 lastBarrier_ = 0;
-    /// The barrier to which what begins to be sent is owed.
     U64 owing_ = 0;
     DemuxerControl* control_ = nullptr;
     U64 sliceEnd_ = noSlice;
@@ -304,24 +296,6 @@ private:
     bool isFlowing_ = false;
     bool wasFull_ = false;
     bool hasTooManyMarks_ = false;
-};
-
-/// For a scope: what begins to be sent is owed to that barrier, if it is one.
-class OwingAnchor {
-public:
-    OwingAnchor(Demuxer* demuxer, U64 barrier) noexcept
-        : demuxer_(demuxer), before_(demuxer != nullptr ? std::exchange(demuxer->owing_, barrier) : 0) {}
-    ~OwingAnchor() {
-        if (demuxer_ != nullptr) {
-            demuxer_->owing_ = before_;
-        }
-    }
-    OwingAnchor(OwingAnchor const&) = delete;
-    OwingAnchor& operator=(OwingAnchor const&) = delete;
-
-private:
-    Demuxer* demuxer_;
-    U64 before_;
 };
 
 } // namespace Kor::NboAttrLog

@@ -3,13 +3,9 @@
 #include "attrlog/Demuxer.h"
 #include "runtime/Contract.h"
 
-#include <algorithm>
 #include <limits>
-#include <span>
 
-namespace Kor {
-
-namespace Connection {
+namespace Kor::Connection {
 
 std::size_t In::feed(std::span<U8 const> bytes) noexcept {
     std::size_t taken = 0;
@@ -39,9 +35,9 @@ void In::positionIs(U32 position) {
     cursor_ = payload_ + position;
 }
 
-} // namespace Connection
+} // namespace Kor::Connection
 
-namespace ByteConnection {
+namespace Kor::ByteConnection {
 
 String8 In::nextString() {
     U32 const length = nextU16();
@@ -66,16 +62,12 @@ U64 In::nextLongNumber() {
     throwAttrLogRecordException("record has a number in an unsound form");
 }
 
-} // namespace ByteConnection
+} // namespace Kor::ByteConnection
 
-namespace NboAttrLog {
+namespace Kor::NboAttrLog {
 
 In::In(StreamLimits const& limits)
-    : ByteConnection::In(
-          std::clamp(limits.ring, 2 * std::clamp(limits.record, minRecord, maxRecord), 1u << 30),
-          std::clamp(limits.record, minRecord, maxRecord)),
-      limits_(limits) {
-    limits_.record = std::clamp(limits.record, minRecord, maxRecord);
+    : ByteConnection::In(soundLimits(limits).ring, soundLimits(limits).record), limits_(soundLimits(limits)) {
 }
 
 std::size_t In::nextPreamble(std::span<U8> to) noexcept {
@@ -170,6 +162,4 @@ U8 In::nextU8() {
     return static_cast<U8>(value);
 }
 
-} // namespace NboAttrLog
-
-} // namespace Kor
+} // namespace Kor::NboAttrLog

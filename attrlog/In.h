@@ -12,13 +12,11 @@
 ///         in->recordDone();
 ///     }
 ///
-/// Whatever arrives, no read goes past the end of the record that is being read. A record that is too short,
-/// too long, or makes no sense raises Kor::AttrLogRecordException; after that the stream is of no more use. A
-/// value that is out of its range raises Kor::RangeException, as the value's class says; the record can then
-/// be passed over with recordDone().
+/// Whatever arrives, no read goes past the end of the record. A record that is too short, too long, or makes
+/// no sense raises Kor::AttrLogRecordException; after that the stream is of no more use. A value out of its
+/// range raises Kor::RangeException, as its class says; recordDone() then passes over the record.
 ///
-/// Reading copies nothing, but for a record that crosses the end of the ring, and allocates nothing but
-/// strings. One thread.
+/// Reading copies only a record that crosses the end of the ring, and allocates only strings. One thread.
 
 #include "attrlog/Out.h"
 #include "reflect/Enumeration.h"
@@ -38,8 +36,7 @@ class KOR_EXPORT In : public PtrInterface {
 public:
     /// Takes in as much as there is room for, and returns how much that was.
     std::size_t feed(std::span<U8 const> bytes) noexcept;
-    /// Where the carrier can write to without a copy, in one piece; it tells with wrote() how much it did,
-    /// before it asks again.
+    /// Where the carrier can write without a copy, in one piece; before it asks again it tells with wrote().
     std::span<U8> writable() noexcept {
         if (payload_ == nullptr) {
             ring_.rewind();
@@ -54,8 +51,7 @@ public:
     void nextBytes(U32 n) { take(n); }
     /// Bytes that are left of the record.
     U32 recordLeft() const noexcept { return static_cast<U32>(end_ - cursor_); }
-    /// Where the reader is, counted from the start of the payload. It can be put to any place of the payload
-    /// that is not behind the end.
+    /// Where the reader is, from the start of the payload. It can be put anywhere up to the payload's end.
     U32 position() const noexcept { return static_cast<U32>(cursor_ - payload_); }
     void positionIs(U32 position);
 
@@ -90,8 +86,7 @@ public:
     /// Any byte but 0 is true.
     bool nextbool() { return *take(1) != 0; }
     String8 nextString();
-    /// A number in as many bytes as it needs; one in more, or above 64 bits, raises
-    /// Kor::AttrLogRecordException.
+    /// A number in as many bytes as it needs. Kor::AttrLogRecordException for more, or above 64 bits.
     U64 nextNumber() {
         if (U64 number = 0; shortNumber(cursor_, end_, number)) [[likely]] {
             return number;
@@ -115,8 +110,6 @@ protected:
         at += isOne ? 1 : 2;
         return isOne || second - 1 < 0x7f || (at -= 2, false);
     }
-
-private:
     template <class U>
     U load() {
         return NboAttrLog::detail::load<U>(take(sizeof(U)));
@@ -159,8 +152,7 @@ public:
     std::size_t nextPreamble(std::span<U8> to) noexcept;
     /// Makes the longest record shorter, as agreed with the peer.
     void recordLimitIs(U32 record) noexcept { limits_.record = std::min(limits_.record, record); }
-    /// Steps to the next record, once the one before is done, and reads its header. False when it has not
-    /// arrived as a whole.
+    /// Steps to the next record and reads its header. False when it has not arrived as a whole.
     bool nextRecord(MsgHeader& header);
     /// Requires that the record is read to its end.
     void recordEnd() const {
@@ -190,11 +182,9 @@ public:
         inSection_ = false;
     }
 
-    /// The entity to which a reference of eight bytes refers, or null. Kor::RangeException if it is not
-    /// mounted on this stream.
+    /// What a reference of eight bytes refers to, or null. Kor::RangeException if it is not mounted here.
     Ptr<Entity> nextEntity();
-    /// Steps into the next section of the payload; false at the end of the payload. What is left of the one
-    /// before is passed over.
+    /// Steps into the next section, past what is left of the one before; false at the end of the payload.
     bool nextSection(PayloadSection& section);
 
     /// The next value, of any type that Kor::NboAttrLog::Out takes.
@@ -207,14 +197,8 @@ public:
         } else if constexpr (std::is_same_v<T, U8>) {
             return nextU8();
         } else if constexpr (std::is_integral_v<T>) {
-            static_assert(sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8);
-            if constexpr (sizeof(T) == 2) {
-                return static_cast<T>(nextU16());
-            } else if constexpr (sizeof(T) == 4) {
-                return static_cast<T>(nextU32());
-            } else {
-                return static_cast<T>(nextU64());
-            }
+            static_assert(sizeof(T) > 1);
+            return static_cast<T>(load<std::make_unsigned_t<T>>());
         } else if constexpr (std::derived_from<T, String8>) {
             return T(nextString());
         } else if constexpr (std::is_same_v<T, TypeId>) {

@@ -10,7 +10,27 @@
 #include "attrlog/Record.h"
 #include "runtime/Entity.h"
 
+#include <utility>
+
 namespace Kor {
+
+namespace detail {
+
+/// Puts a value in a place for a scope, and then what stood there before.
+template <class T>
+class Scoped {
+public:
+    Scoped(T& place, T value) noexcept : place_(place), before_(std::exchange(place, std::move(value))) {}
+    ~Scoped() { place_ = std::move(before_); }
+    Scoped(Scoped const&) = delete;
+    Scoped& operator=(Scoped const&) = delete;
+
+private:
+    T& place_;
+    T before_;
+};
+
+} // namespace detail
 
 class KOR_EXPORT MsgChannel : public PtrInterface {
 public:
@@ -28,6 +48,9 @@ public:
             Mode mode_ = Mode::none;
         };
 
+        Constrainer() = default;
+        Constrainer(EntityId id, Entity* parent) noexcept : eid_(id), parent_(parent) {}
+
         EntityId deserializingEid() const noexcept { return eid_; }
         void deserializingEidIs(EntityId id) noexcept { eid_ = id; }
         Entity* deserializingInParent() const noexcept { return parent_; }
@@ -41,25 +64,9 @@ public:
     Constrainer& constrainer() noexcept { return constrainer_; }
 
     /// Installs an id and a parent for a scope.
-    class DeserializingEidAnchor {
-    public:
+    struct DeserializingEidAnchor : detail::Scoped<Constrainer> {
         DeserializingEidAnchor(Constrainer& constrainer, EntityId id, Entity* parent) noexcept
-            : constrainer_(constrainer), eid_(constrainer.deserializingEid()),
-              parent_(constrainer.deserializingInParent()) {
-            constrainer.deserializingEidIs(id);
-            constrainer.deserializingInParentIs(parent);
-        }
-        ~DeserializingEidAnchor() {
-            constrainer_.deserializingEidIs(eid_);
-            constrainer_.deserializingInParentIs(parent_);
-        }
-        DeserializingEidAnchor(DeserializingEidAnchor const&) = delete;
-        DeserializingEidAnchor& operator=(DeserializingEidAnchor const&) = delete;
-
-    private:
-        Constrainer& constrainer_;
-        EntityId eid_;
-        Entity* parent_;
+            : Scoped(constrainer, {id, parent}) {}
     };
 
 private:

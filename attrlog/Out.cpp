@@ -2,15 +2,11 @@
 
 #include "attrlog/In.h"
 
-#include <span>
-
-namespace Kor {
-
-void throwAttrLogRecordException(char const* message) {
+void Kor::throwAttrLogRecordException(char const* message) {
     throw AttrLogRecordException(message);
 }
 
-namespace NboAttrLog {
+namespace Kor::NboAttrLog {
 
 Out::Out(StreamLimits const& limits) : limits_(soundLimits(limits)), ring_(limits_.ring, limits_.record) {}
 
@@ -92,6 +88,4 @@ Ptr<In> Out::reverseLog() const noexcept {
     return reverse_;
 }
 
-} // namespace NboAttrLog
-
-} // namespace Kor
+} // namespace Kor::NboAttrLog

@@ -43,13 +43,8 @@ constexpr std::size_t fixedSize();
 
 template <class... S>
 constexpr std::size_t fixedSizeOf(Kor::detail::Storage<S...> const*) {
-    std::size_t size = 0;
-    bool isFixed = true;
-    for (std::size_t const each : {std::size_t{1}, fixedSize<typename S::Type>()...}) {
-        isFixed = isFixed && each != 0;
-        size += each;
-    }
-    return isFixed ? size - 1 : 0;
+    bool const isFixed = ((fixedSize<typename S::Type>() != 0) && ...);
+    return isFixed ? (std::size_t{0} + ... + fixedSize<typename S::Type>()) : 0;
 }
 
 template <class T>
@@ -179,12 +174,19 @@ public:
     void currentPayloadSectionIs(PayloadSection section);
     void token(TransactToken token);
 
+    /// Writes a whole record, in place of one that was not finished: `put(out)` appends its payload.
+    template <class Put>
+    void write(MsgHeader const& header, Put const& put) {
+        nextHeaderIs(header);
+        token(TransactToken(1));
+        put(*this);
+        token(TransactToken(3));
+    }
     /// Whether values of those types, one after the other, make a record that recordIs() can write.
     template <class... T>
     static constexpr bool isRecord = ((detail::fixedSize<T>() != 0) && ...) &&
                                      (detail::headerMost + ... + detail::fixedSize<T>()) <= minRecord;
-    /// Writes a whole record at once, in place of one that was not finished. There must be a sufficient
-    /// buffer.
+    /// The same for values of those types, and faster. There must be a sufficient buffer.
     template <class... T>
     void recordIs(MsgHeader const& header, T const&... values) {
         startRecord<T...>();
@@ -193,8 +195,7 @@ public:
         written(at);
     }
 
-    /// What stands before the payload of each record with the same header, where all of these are of the same
-    /// fixed size: for those who write many.
+    /// What stands before the payload of records with one header and size: for those who write many.
     struct Prefix {
         U64 bytes = 0;
         U32 size = 0; // 0 for none

@@ -1,7 +1,6 @@
 #pragma once
 
-/// The vocabulary of records on an attribute log: ids, headers, tokens, sections, limits. Their byte form is
-/// in docs/attribute-log.md.
+/// Ids, headers, tokens, sections and limits of an attribute log; docs/attribute-log.md has their bytes.
 ///
 ///     Kor::Ptr<Kor::NboAttrLog::Out> const& out = demuxer->out();
 ///     out->nextHeaderIs({adapter.entityId(), 259, true});

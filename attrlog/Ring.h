@@ -45,8 +45,7 @@ public:
             read_ -= size_;
         }
     }
-    /// Puts what little is there to the front, so that the same bytes are used again while they are in the
-    /// cache. No piece of the ring may be in use.
+    /// Puts what little is there to the front, where the cache has it. No piece of the ring may be in use.
     void rewind() noexcept {
         constexpr std::ptrdiff_t little = 256;
         std::ptrdiff_t const n = write_ - read_;

@@ -1,11 +1,8 @@
 #pragma once
 
-/// How a stream adapter applies what its peer sends: markers and the sweep behind a full pass, records of
-/// values, of children, of references. Part of attrlog/adapter/StreamAdapterOf.h.
+/// How a StreamAdapterOf applies what its peer sends: markers and the sweep behind a full pass, and records.
 
 #include "attrlog/adapter/StreamAdapterOf.h"
-
-#include <optional>
 
 namespace Kor {
 
@@ -14,19 +11,17 @@ void StreamAdapterOf<X>::handleAttrTransaction(AttributeId attribute, AttrTransa
                                                unsigned int n) {
     this->peerMustWrite(attribute);
     auto* const demuxer = this->streamDemuxer();
-    if (this->flowIn() != nullptr) {
-        if (type == AttrTransactionType::end && this->flowIn()->has(attribute)) {
-            this->flowIn()->aidIs(attribute);
-            this->flowIn()->handlingTransactionIs(true);
-        } else if (type == AttrTransactionType::start) {
-            this->flowIn()->aidIs(attribute); // others may be on their way
-        }
-    } else if (!this->flag(Bit::silent) && type == AttrTransactionType::start && demuxer != nullptr) {
-        if (NboAttrLog::FlowIn* const made = demuxer->flowInIs(this->entityId())) {
-            made->aidIs(attribute);
-        }
+    bool const begins = type == AttrTransactionType::start;
+    NboAttrLog::FlowIn* flowIn = this->flowIn();
+    if (flowIn == nullptr && begins && !this->flag(Bit::silent) && demuxer != nullptr) {
+        flowIn = demuxer->flowInIs(this->entityId());
     }
-    bool const isOpen = this->flowIn() != nullptr && this->flowIn()->has(attribute);
+    bool const ends = type == AttrTransactionType::end && flowIn != nullptr && flowIn->has(attribute);
+    if (flowIn != nullptr && (begins || ends)) {
+        flowIn->aidIs(attribute); // others may be on their way
+        flowIn->handlingTransactionIs(ends);
+    }
+    bool const isOpen = flowIn != nullptr && flowIn->has(attribute);
     bool const known = with(attribute, [&]<class A>() {
         if constexpr (A::shape.keyed) {
             if (isOpen || (demuxer != nullptr && demuxer->protocol() < 2)) {
@@ -113,25 +108,12 @@ void StreamAdapterOf<X>::handleAttrDeserialization(AttributeId attribute, Deseri
         this->handleSyncMode(static_cast<SyncMode>(mode));
         return;
     }
-    if constexpr (hasChildren()) {
-        bool done = false;
-        each([&]<class A>() {
-            if constexpr (A::shape.child) {
-                AttributeId const magnitude = magnitudeOf(attribute);
-                if (!done && (magnitude == idOf<A> || magnitude == directoryAttribute)) {
-                    done = true;
-                    readChild<A>(attribute, *in, applies);
-                }
-            }
-        });
-        if (done) {
-            return;
-        }
-    }
-    bool const isDelete = attribute < 0;
-    bool const known = with(magnitudeOf(attribute), [&]<class A>() {
-        if constexpr (!A::shape.child) {
-            read<A>(*entity, isDelete, *in, applies);
+    AttributeId const magnitude = magnitudeOf(attribute);
+    bool const known = with(magnitude == directoryAttribute ? childAttribute : magnitude, [&]<class A>() {
+        if constexpr (A::shape.child) {
+            readChild<A>(attribute, *in, applies);
+        } else {
+            read<A>(*entity, attribute < 0, *in, applies);
         }
     });
     if (!known) {
@@ -229,15 +211,10 @@ template <class K>
 K StreamAdapterOf<X>::tolerantKey(In& in) {
     if constexpr (std::is_enum_v<K>) {
         U32 const number = in.nextU32();
-        Expect const expect(Exception::Id::range);
-        try {
-            return enumeratorOfNumber<K>(number, "");
-        } catch (RangeException const&) {
-            if (auto* const demuxer = this->streamDemuxer()) {
-                demuxer->unknownEnumsInc(1);
-            }
-            return static_cast<K>(number);
+        if (auto* const demuxer = this->streamDemuxer(); demuxer != nullptr && !isEnumerator<K>(number)) {
+            demuxer->unknownEnumsInc(1);
         }
+        return static_cast<K>(number);
     } else {
         return in.template next<K>();
     }
@@ -286,27 +263,18 @@ requires(A::shape.child) void StreamAdapterOf<X>::readChild(AttributeId attribut
     if (demuxer == nullptr) {
         return;
     }
-    auto& mounted = std::get<detail::Mounted<A>>(mounted_).children;
-    if (auto* const child = A::Name::map(*entity).member(key)) {
-        auto const* const known = mounted.member(key);
-        StreamAdapter const* const adapter =
-            known != nullptr && known->value->korNotifierEntity() == child ? known->value.ptr() : nullptr;
-        if (adapter != nullptr && adapter->entityId() != id) {
-            if (!demuxer->checkEphemeralEntityDeletion(*adapter, id)) {
-                child->korMarkedForDeletionIs(false);
-                return;
-            }
-            demuxer->peerIdMustBeFree(id);
-            A::Name::del(*entity, key);
-            this->flagSet(Bit::active, true);
-        } else if (adapter != nullptr) {
-            child->korMarkedForDeletionIs(false);
-            return;
-        } else {
-            demuxer->peerIdMustBeFree(id);
-        }
-    } else {
-        demuxer->peerIdMustBeFree(id);
+    auto* const there = A::Name::map(*entity).member(key);
+    auto const* const known = there != nullptr ? childrenOf<A>().member(key) : nullptr;
+    bool const isMounted = known != nullptr && known->value->korNotifierEntity() == there;
+    if (isMounted &&
+        (known->value->entityId() == id || !demuxer->checkEphemeralEntityDeletion(*known->value, id))) {
+        there->korMarkedForDeletionIs(false);
+        return;
+    }
+    demuxer->peerIdMustBeFree(id);
+    if (isMounted) { // it gives way
+        A::Name::del(*entity, key);
+        this->flagSet(Bit::active, true);
     }
     Ptr<typename A::Type> child;
     {

@@ -1,7 +1,6 @@
 #pragma once
 
-/// Kor::NboAttrLog::FlowOut and FlowIn: what of an entity is still to be sent to a peer, and how far a full
-/// pass of the peer has come.
+/// Kor::NboAttrLog::FlowOut and FlowIn: what of an entity is still to be sent, and what is on its way in.
 ///
 /// A flow-out is there while an adapter has something that the stream could not take at once: after a mount
 /// all of the entity, after a full stream the keys that have changed since. It keeps one mark for a changed
@@ -13,6 +12,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace Kor {
@@ -34,14 +34,12 @@ public:
     static constexpr U32 onlyMarked = 0x7fffffff;
 
     explicit FlowOut(U32 start) : attrId_(0), isFull_(start == everything) {}
-    ~FlowOut() override;
 
     /// The attribute that is being sent, or at which to go on.
     AttributeId attrId() const noexcept { return attrId_; }
     void attrIdIs(AttributeId attribute) noexcept { attrId_ = attribute; }
 
-    /// The key at which the full pass of the current attribute stopped, on the heap; see
-    /// korFlowOutBookmarkEnq().
+    /// The key at which the current attribute's full pass stopped; see korFlowOutBookmarkEnq().
     void* bookmark() const noexcept { return bookmark_; }
     void bookmarkIs(void* bookmark) noexcept { bookmark_ = bookmark; }
 
@@ -58,7 +56,11 @@ public:
     /// Attributes whose full pass was given up half-way; the peer is told before anything else.
     using PendingAbort = HashMap<FlagMapEntry<AttributeId>, AttributeId, bool>;
     PendingAbort& pendingAbort() noexcept { return pendingAbort_; }
-    void pendingAbortIs(AttributeId attribute);
+    void pendingAbortIs(AttributeId attribute) {
+        if (pendingAbort_.member(attribute) == nullptr) {
+            pendingAbort_.newMember(makePtr<FlagMapEntry<AttributeId>>(attribute, true));
+        }
+    }
     void pendingAbortDel(AttributeId attribute) { pendingAbort_.deleteMember(attribute); }
 
     /// Whether anything remains to be sent.
@@ -98,14 +100,9 @@ void korFlowOutBookmarkEnq(FlowOut& flowOut, Key const& key) {
 /// Takes the key off; the default key without one.
 template <class Key>
 Key korFlowOutBookmarkDeq(FlowOut& flowOut) {
-    auto* const kept = static_cast<Key*>(flowOut.bookmark());
-    if (kept == nullptr) {
-        return Key{};
-    }
-    Key const key = *kept;
-    delete kept;
+    std::unique_ptr<Key> const kept(static_cast<Key*>(flowOut.bookmark()));
     flowOut.bookmarkIs(nullptr);
-    return key;
+    return kept ? *kept : Key{};
 }
 
 /// The full passes of a peer that are on their way in to one entity.
@@ -123,13 +120,11 @@ public:
         }
     }
     /// Whether a pass of that attribute is on its way. Those of several attributes may be.
-    bool has(AttributeId attribute) const noexcept {
-        return std::find(open_.begin(), open_.end(), attribute) != open_.end();
-    }
+    bool has(AttributeId attribute) const noexcept { return std::ranges::count(open_, attribute) != 0; }
     /// That of an attribute is over; whether no other one is on its way.
     bool isDoneWith(AttributeId attribute) noexcept {
         handling_ = false;
-        open_.erase(std::remove(open_.begin(), open_.end(), attribute), open_.end());
+        std::erase(open_, attribute);
         aid_ = open_.empty() ? 0 : open_.back();
         return open_.empty();
     }

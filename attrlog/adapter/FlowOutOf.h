@@ -1,17 +1,12 @@
 #pragma once
 
-/// What of an entity travels, and X::KorNboAttrLogSa::FlowOut: the marks of what has changed while its stream
-/// had no room, of the class X.
+/// What of an entity travels, and X::KorNboAttrLogSa::FlowOut: marks of what changed while there was no room.
 
 #include "attrlog/adapter/FlowOut.h"
 #include "attrlog/adapter/Owed.h"
 #include "reflect/entity/EntityPattern.h"
 
-#include <memory>
-
 namespace Kor {
-
-class StreamAdapter;
 
 namespace detail {
 
@@ -19,7 +14,11 @@ namespace detail {
 template <class X>
 using WireList = Where<&Shape::travels, typename AllAttributes<X>::type>;
 
-/// What a flow-out and an adapter keep for an attribute.
+/// A tuple with one for each attribute of a list.
+template <template <class> class One, class... A>
+std::tuple<One<A>...> tupleOf(AttributeList<A...>);
+
+/// The marks of an attribute.
 template <class A>
 struct DirtyMarks {
     bool dirty = false;
@@ -29,13 +28,6 @@ requires(A::shape.keyed) struct DirtyMarks<A> {
     using Key = typename A::Key;
     using Marks = HashMap<FlagMapEntry<Key>, Key, bool>;
     Marks dirty;
-};
-template <class A>
-struct Mounted {};
-template <class A>
-requires(A::shape.child) struct Mounted<A> {
-    using Entry = MapEntry<typename A::Key, Ptr<StreamAdapter>>;
-    HashMap<Entry, typename A::Key, Ptr<StreamAdapter>> children;
 };
 
 } // namespace detail
@@ -119,7 +111,7 @@ public:
     U64 owe(U64 barrier) override {
         bool const isFirst = !owed_;
         if (isFirst) {
-            owed_ = std::make_unique<decltype(owedOf(Wire()))>();
+            owed_ = std::make_unique<AllOwed>();
         }
         U64 added = 0;
         each([&]<class A>() {
@@ -148,10 +140,7 @@ public:
     U64 oldestOwed() override {
         U64 oldest = 0;
         if (owed_) {
-            each([&]<class A>() {
-                U64 const one = owed<A>().oldest();
-                oldest = oldest == 0 || (one != 0 && one < oldest) ? one : oldest;
-            });
+            each([&]<class A>() { oldest = detail::earlier(oldest, owed<A>().oldest()); });
         }
         return oldest;
     }
@@ -164,14 +153,7 @@ public:
     /// The barrier that waited for a scalar or a key, which has left; 0 for none.
     template <class A, class... Key>
     U64 paidFor(Key const&... key) {
-        if (!owed_) {
-            return 0;
-        }
-        if constexpr (A::shape.keyed) {
-            return owed<A>().del(key...);
-        } else {
-            return std::exchange(owed<A>().barrier, 0);
-        }
+        return owed_ ? owed<A>().del(key...) : 0;
     }
     /// The same for the full pass of a map.
     template <class A>
@@ -185,8 +167,7 @@ public:
             return 0;
         }
         auto const& owed = std::get<detail::Owed<A>>(*owed_);
-        U64 const ofKey = owed.of(key);
-        return ofKey == 0 || (owed.pass != 0 && owed.pass < ofKey) ? owed.pass : ofKey;
+        return detail::earlier(owed.of(key), owed.pass);
     }
     /// The key that a barrier has waited for longest.
     template <class A>
@@ -198,8 +179,7 @@ public:
         each([&]<class A>() {
             if constexpr (A::shape.keyed) {
                 if (attrId() == X::template attributeIdOf<typename A::Name>()) {
-                    delete static_cast<typename A::Key*>(bookmark());
-                    bookmarkIs(nullptr);
+                    NboAttrLog::korFlowOutBookmarkDeq<typename A::Key>(*this);
                 }
             }
         });
@@ -213,21 +193,17 @@ private:
     }
     template <class Visit>
     static void each(Visit const& visit) {
-        []<class... A>(AttributeList<A...>, Visit const& to) { (to.template operator()<A>(), ...); }(Wire(),
-                                                                                                     visit);
+        detail::forEach(Wire(), visit);
     }
-    template <class... A>
-    static std::tuple<detail::DirtyMarks<A>...> marksOf(AttributeList<A...>);
-    template <class... A>
-    static std::tuple<detail::Owed<A>...> owedOf(AttributeList<A...>);
+    using AllOwed = decltype(detail::tupleOf<detail::Owed>(Wire()));
     template <class A>
     auto& owed() noexcept {
         return std::get<detail::Owed<A>>(*owed_);
     }
 
     BitSet<32, U32> synced_;
-    decltype(marksOf(Wire())) marks_;
-    std::unique_ptr<decltype(owedOf(Wire()))> owed_;
+    decltype(detail::tupleOf<detail::DirtyMarks>(Wire())) marks_;
+    std::unique_ptr<AllOwed> owed_;
 };
 
 } // namespace Kor

@@ -9,20 +9,28 @@
 
 #include "runtime/HashMap.h"
 
+#include <deque>
 #include <optional>
 #include <vector>
 
 namespace Kor::detail {
+
+/// The earlier one of two barriers, where 0 stands for none.
+constexpr U64 earlier(U64 a, U64 b) noexcept {
+    return a == 0 || (b != 0 && b < a) ? b : a;
+}
 
 /// Of a scalar: the barrier that waits for it, 0 for none.
 template <class A>
 struct Owed {
     U64 barrier = 0;
 
+    /// The barrier that waited for it, which has left; 0 for none.
+    U64 del() noexcept { return std::exchange(barrier, 0); }
     U64 oldest() const noexcept { return barrier; }
     template <class Paid>
     void release(Paid const& paid) {
-        paid(std::exchange(barrier, 0));
+        paid(del());
     }
 };
 
@@ -51,19 +59,14 @@ requires(A::shape.keyed) struct Owed<A> {
     }
     /// The key that has been owed longest.
     std::optional<Key> first() {
-        for (; next != order.size(); ++next) {
-            if (keys.member(order[next]) != nullptr) {
-                return order[next];
-            }
+        while (!order.empty() && keys.member(order.front()) == nullptr) {
+            order.pop_front();
         }
-        order.clear();
-        next = 0;
-        return std::nullopt;
+        return order.empty() ? std::nullopt : std::optional<Key>(order.front());
     }
     U64 oldest() {
         std::optional<Key> const key = first();
-        U64 const ofKey = key ? of(*key) : 0;
-        return pass == 0 || (ofKey != 0 && ofKey < pass) ? ofKey : pass;
+        return earlier(pass, key ? of(*key) : 0);
     }
     template <class Paid>
     void release(Paid const& paid) {
@@ -72,8 +75,7 @@ requires(A::shape.keyed) struct Owed<A> {
             paid(each.value);
         }
     }
-    /// Notes a key that is marked while a barrier is open: the next one waits for it. `isWaiting` says
-    /// whether a key is still marked.
+    /// Notes a key that is marked while a barrier is open, for the next one. `isWaiting`: is it still marked?
     template <class IsWaiting>
     void note(Key const& key, std::size_t marks, IsWaiting const& isWaiting) {
         recent.push_back(key);
@@ -94,8 +96,7 @@ requires(A::shape.keyed) struct Owed<A> {
     U64 pass = 0;
     HashMap<MapEntry<Key, U64>, Key, U64> keys;
     /// As they came; those that have left are passed over.
-    std::vector<Key> order;
-    std::size_t next = 0;
+    std::deque<Key> order;
     /// Marked since the last barrier; perhaps more than once, perhaps gone since.
     std::vector<Key> recent;
 };

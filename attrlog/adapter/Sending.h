@@ -1,7 +1,6 @@
 #pragma once
 
-/// How a stream adapter sends: the announcement of its entity, full passes, and what was marked. Part of
-/// attrlog/adapter/StreamAdapterOf.h.
+/// How a StreamAdapterOf sends: the announcement of its entity, full passes, and what was marked.
 
 #include "attrlog/adapter/StreamAdapterOf.h"
 
@@ -9,21 +8,21 @@ namespace Kor {
 
 template <class X>
 void StreamAdapterOf<X>::serializeOrphanNow(Out& out) {
-    out.nextHeaderIs({NboAttrLog::MsgHeader::announcing, newEntityAttribute, true});
-    out.token(NboAttrLog::TransactToken(1));
-    out.currentPayloadSectionIs(NboAttrLog::PayloadSection::types);
-    putTypes<X>(out);
-    out.currentPayloadSectionIs(NboAttrLog::PayloadSection::argument);
-    if constexpr (std::is_void_v<typename X::ConstructorArgument> ||
-                  std::is_same_v<typename X::ConstructorArgument, Name>) {
-        out.put(notifier()->name());
-    } else {
-        putKey<X>(out);
-    }
-    out.currentPayloadSectionIs(NboAttrLog::PayloadSection::entityId);
-    out.put(this->entityId());
-    this->putRootName(out);
-    out.token(NboAttrLog::TransactToken(3));
+    using NboAttrLog::PayloadSection;
+    out.write({NboAttrLog::MsgHeader::announcing, newEntityAttribute, true}, [&](Out& to) {
+        to.currentPayloadSectionIs(PayloadSection::types);
+        putTypes<X>(to);
+        to.currentPayloadSectionIs(PayloadSection::argument);
+        if constexpr (std::is_void_v<typename X::ConstructorArgument> ||
+                      std::is_same_v<typename X::ConstructorArgument, Name>) {
+            to.put(notifier()->name());
+        } else {
+            putKey<X>(to);
+        }
+        to.currentPayloadSectionIs(PayloadSection::entityId);
+        to.put(this->entityId());
+        this->putRootName(to);
+    });
 }
 
 template <class X>

@@ -4,52 +4,18 @@
 #include "reflect/Dir.h"
 #include "reflect/Text.h"
 
-#include <algorithm>
-#include <vector>
-
 namespace Kor {
 
 using NboAttrLog::Demuxer;
-using NboAttrLog::FlowIn;
 using NboAttrLog::FlowOut;
 using NboAttrLog::In;
 using NboAttrLog::Out;
-
-namespace NboAttrLog {
-
-FlowOut::~FlowOut() = default;
-
-void FlowOut::pendingAbortIs(AttributeId attribute) {
-    if (pendingAbort_.member(attribute) == nullptr) {
-        pendingAbort_.newMember(makePtr<FlagMapEntry<AttributeId>>(attribute, true));
-    }
-}
-
-} // namespace NboAttrLog
 
 StreamAdapter::StreamAdapter(Kor_BitSet const& flags, unsigned int, Ptr<Out> const& out,
                              PtrInterface* context)
     : out_(out), context_(context) {
     U32 const mask = Kor_BitSet::notificationBitMask().word();
     kor_bitSetIs(Kor_BitSet((flags.word() & mask) | 1u << Bit::sends | 1u << Bit::noFlowOut));
-}
-
-StreamAdapter::~StreamAdapter() = default;
-
-void StreamAdapter::syncModeIs(SyncMode mode) {
-    syncMode_ = mode;
-}
-
-bool StreamAdapter::readOnlyRemoteOk(AttributeId) const {
-    return false;
-}
-
-bool StreamAdapter::handlingFlowInFor(AttributeId attribute) const noexcept {
-    return flowIn_ && flowIn_->aid() == attribute && flowIn_->handlingTransaction();
-}
-
-bool StreamAdapter::isTowards(Out const* out) const {
-    return out != nullptr ? out_ == out : hasUnifiedEntityId() && streamDemuxer() != nullptr;
 }
 
 bool StreamAdapter::isOfChannelOf(Entity::KorNboAttrLogSa const& other) const {
@@ -112,26 +78,26 @@ void StreamAdapter::doThis() {
         return;
     }
     Ptr<FlowOut> const before = flowOut_;
-    Ptr<FlowOut> after;
-    if (Demuxer* const demuxer = streamDemuxer()) {
-        after = demuxer->createFlowOut(this, {}, false, FlowOut::everything);
-    } else {
-        after = flowOutIs(out_, {}, false, FlowOut::everything);
-        flowOutIs(after);
-    }
+    beginFlowOut(FlowOut::everything);
     if (before) {
         if (before->bookmark() != nullptr) {
-            after->pendingAbortIs(before->attrId());
+            flowOut_->pendingAbortIs(before->attrId());
             freeResyncState(before);
         }
         for (auto const& each : before->pendingAbort()) {
-            after->pendingAbortIs(each.key);
+            flowOut_->pendingAbortIs(each.key);
         }
     }
     syncModeSent_ = false;
 }
 
-void StreamAdapter::korInstantiateSerialize() {}
+void StreamAdapter::beginFlowOut(AttributeId start) {
+    if (Demuxer* const demuxer = streamDemuxer()) {
+        demuxer->createFlowOut(this, {}, false, start);
+    } else {
+        flowOutIs(flowOutIs(out_, {}, false, start));
+    }
+}
 
 void StreamAdapter::doRemountSelf(Ptr<Out> const& out) {
     if (!out) {
@@ -141,14 +107,7 @@ void StreamAdapter::doRemountSelf(Ptr<Out> const& out) {
     }
 }
 
-AttributeId StreamAdapter::handleAttrFlowOut(AttributeId) {
-    return 0;
-}
-
-void StreamAdapter::freeResyncState(Ptr<FlowOut> const&) {}
-
 void StreamAdapter::doFixChildFlags(Ptr<StreamAdapter> const& child) const {
-    U32 const inherited = 1u << Bit::localReadOnly | 1u << Bit::remoteReadOnly | 1u << Bit::alwaysFlowOut;
     child->notificationFlagsIs(
         Kor_BitSet((child->kor_bitSet().word() & ~inherited) | (kor_bitSet().word() & inherited)));
 }
@@ -172,16 +131,10 @@ void StreamAdapter::flowOutIs(Ptr<FlowOut> flowOut) {
 }
 
 void StreamAdapter::needFlowOut(AttributeId attribute) {
-    if (flowOut_) {
-        return;
+    if (!flowOut_) {
+        beginFlowOut(FlowOut::onlyMarked);
+        flowOut_->attrIdIs(attribute);
     }
-    AttributeId const start = FlowOut::onlyMarked;
-    if (Demuxer* const demuxer = streamDemuxer()) {
-        demuxer->createFlowOut(this, {}, false, start);
-    } else {
-        flowOutIs(flowOutIs(out_, {}, false, start));
-    }
-    flowOut_->attrIdIs(attribute);
 }
 
 AttributeId StreamAdapter::korFlow() {
@@ -243,10 +196,6 @@ StreamAdapter::Sending StreamAdapter::otherSending(AttributeId attribute) {
     return prepareImmediateTransmission(attribute, !room) && room ? Sending::now : Sending::marked;
 }
 
-bool StreamAdapter::prepareImmediateTransmission(AttributeId, bool) const {
-    return flag(Bit::inFlowOut);
-}
-
 bool StreamAdapter::continueFlowOut() const {
     if (!out_) {
         return false;
@@ -256,27 +205,17 @@ bool StreamAdapter::continueFlowOut() const {
 }
 
 void StreamAdapter::sendTransactionMarker(AttributeId attribute, AttrTransactionType type, unsigned int n) {
-    if (!out_) {
-        return;
+    if (out_) {
+        out_->write({.entityId = entityId_, .attributeId = attribute, .isMarker = true}, [&](Out& to) {
+            to.putNumber(static_cast<U32>(type));
+            to.putNumber(n);
+        });
     }
-    NboAttrLog::MsgHeader header;
-    header.entityId = entityId_;
-    header.attributeId = attribute;
-    header.isMarker = true;
-    out_->nextHeaderIs(header);
-    out_->token(NboAttrLog::TransactToken(1));
-    out_->putNumber(static_cast<U32>(type));
-    out_->putNumber(n);
-    out_->token(NboAttrLog::TransactToken(3));
 }
 
 void StreamAdapter::sendSyncMode(SyncMode mode) {
-    NboAttrLog::MsgHeader header;
-    header.entityId = entityId_;
-    header.attributeId = syncModeAttribute;
-    header.fixedLength = 4;
-    out_->nextHeaderIs(header);
-    out_ << NboAttrLog::TransactToken(1) << static_cast<U32>(mode) << NboAttrLog::TransactToken(3);
+    out_->write({.entityId = entityId_, .attributeId = syncModeAttribute, .fixedLength = 4},
+                [&](Out& to) { to.put(static_cast<U32>(mode)); });
 }
 
 void StreamAdapter::doThrowReadOnly(AttributeId attribute) const {
@@ -391,10 +330,6 @@ void StreamAdapter::doBaseKorNboAttrLogSaMsg(AttributeId, In& in) {
     }
 }
 
-void StreamAdapter::onNotificationException(AttributeId) {
-    flagSet(Bit::active, false);
-}
-
 void StreamAdapter::kor_bitSetIs(Kor_BitSet flags) {
     bool const wasMuted = isMuted();
     Entity::KorNboAttrLogSa::kor_bitSetIs(flags);
@@ -406,12 +341,6 @@ void StreamAdapter::kor_bitSetIs(Kor_BitSet flags) {
 void StreamAdapter::onZeroReferences() {
     if (Demuxer* const demuxer = streamDemuxer(); demuxer != nullptr && entityId_.isAssigned()) {
         demuxer->reactorRetire(entityId_);
-    }
-}
-
-void StreamAdapter::korLeave() {
-    if (!korUnmount()) {
-        korDetach();
     }
 }
 

@@ -1,15 +1,13 @@
 #pragma once
 
 /// Kor::StreamAdapter, the reactor that carries one entity to one peer: each change becomes a record on the
-/// attribute log, and the peer's records are applied to the entity. Here is what does not depend on the
-/// entity's attributes; attrlog/adapter/StreamAdapterOf.h has the rest, attrlog/Demuxer.h what applications
-/// use.
+/// attribute log, and the peer's records are applied to the entity. What depends on the entity's attributes
+/// is in attrlog/adapter/StreamAdapterOf.h; what applications use in attrlog/Demuxer.h.
 ///
 /// What it sends. While the stream has room, each change goes out at once. When it has none, or while earlier
 /// changes wait, the changed key is marked in a flow-out, and leaves with its last state when there is room:
 /// nothing is lost, and what changes twice meanwhile is sent once. A key that was added and deleted meanwhile
-/// is sent as deleted. So records of one key leave in the order of its changes; between keys there is no
-/// order.
+/// is sent as deleted. So a key's records leave in the order of its changes; between keys there is no order.
 ///
 /// What it applies goes through the entity's own setters, with the active bit set, which keeps this adapter
 /// from sending it back. What other reactors do about it, in their handlers, is sent as any change.
@@ -19,9 +17,8 @@
 /// brings is as the peer has it. So a reactor may write into an entity as soon as it hears of it.
 ///
 /// One key, one writer: if both sides write the same key at the same time, each ends with what the other
-/// wrote. A full pass of the peer replaces what is here. So the side that begins one for an entity that is
-/// mounted already, by doThis() or doRemountSelf(), says that it owns the state; what the other side writes
-/// at that moment may stay on one side alone.
+/// wrote. A full pass of the peer replaces what is here. So the side that begins one for a mounted entity, by
+/// doThis() or doRemountSelf(), owns the state; what the other one writes then may stay on one side alone.
 ///
 /// Where one would expect otherwise:
 ///   - in a full pass the mark of a key is cleared only if its record was really sent;
@@ -30,8 +27,7 @@
 ///     removes is kept from going back key by key;
 ///   - a new child with content is sent with its content also outside of a flow-out, and one without is
 ///     followed by sync mode 1, so that every announcement is followed by one;
-///   - the read-only bits hold for the peer's transaction markers as for its records; this side sends the
-///     whole of what it mounts all the same.
+///   - the read-only bits hold for the peer's markers, too; this side sends all that it mounts all the same.
 ///
 /// A record that is longer than the stream's limit is a handler's exception (runtime/HandlerExceptions.h),
 /// and is not sent, whether it is written by a change or by a pass.
@@ -85,8 +81,6 @@ public:
     static constexpr Kor_BitSet readOnlyHere{1u << Bit::localReadOnly};
     static constexpr Kor_BitSet readOnlyThere{1u << Bit::remoteReadOnly};
 
-    ~StreamAdapter() override;
-
     // State.
 
     bool flag(int bit) const { return kor_bitSet().test(bit); }
@@ -109,7 +103,7 @@ public:
     NboAttrLog::FlowOut* flowOut() const noexcept { return flowOut_.ptr(); }
     NboAttrLog::FlowIn* flowIn() const noexcept { return flowIn_.ptr(); }
     SyncMode syncMode() const noexcept { return syncMode_; }
-    virtual void syncModeIs(SyncMode mode);
+    virtual void syncModeIs(SyncMode mode) { syncMode_ = mode; }
     MsgChannel::Constrainer::KorEntry* msgChannel() const noexcept { return msgChannel_; }
     /// The entry is not owned.
     void msgChannelIs(MsgChannel::Constrainer::KorEntry* entry) noexcept { msgChannel_ = entry; }
@@ -119,10 +113,14 @@ public:
     /// True when the entity has been made writable here.
     bool convertedToWritable(bool) const noexcept { return writable_; }
     /// True when a peer may write this attribute of a read-only entity.
-    virtual bool readOnlyRemoteOk(AttributeId attribute) const;
+    virtual bool readOnlyRemoteOk(AttributeId /*attribute*/) const { return false; }
     /// True while what a pass of the peer did not mention is being removed.
-    bool handlingFlowInFor(AttributeId attribute) const noexcept;
-    bool isTowards(NboAttrLog::Out const* out) const override;
+    bool handlingFlowInFor(AttributeId attribute) const noexcept {
+        return flowIn_ && flowIn_->aid() == attribute && flowIn_->handlingTransaction();
+    }
+    bool isTowards(NboAttrLog::Out const* out) const override {
+        return out != nullptr ? out_ == out : hasUnifiedEntityId() && streamDemuxer() != nullptr;
+    }
     bool isOfChannelOf(Entity::KorNboAttrLogSa const& other) const override;
     bool korUnmount() override;
     virtual Entity const* korNotifierEntity() const = 0;
@@ -130,29 +128,25 @@ public:
 
     // Sending.
 
-    /// Tells the peer of the entity, its type, its key or name and its id, and then sends all of it. Without
-    /// room it is done as soon as there is.
+    /// Tells the peer of the entity and sends all of it, as soon as there is room.
     void doSerializeOrphan();
     /// Starts to send all of the entity, anew if that had begun.
     void doThis();
     /// For an adapter without an entity's attributes nothing; a directory begins to send its children.
-    virtual void korInstantiateSerialize();
-    /// Sends the entity all over again; with a null stream leaves the stream. Children are unmounted, and
-    /// mounted again as they are sent.
+    virtual void korInstantiateSerialize() {}
+    /// Sends all anew; with a null stream leaves the stream. Children are mounted again as they are sent.
     virtual void doRemountSelf(Ptr<NboAttrLog::Out> const& out);
     /// As the attribute's hook; `key` points to its key, if it has one.
     virtual void doNotification(AttributeId attribute, void* key) = 0;
-    /// Goes on with what is to be sent, from that attribute; returns the one to go on with, 0 when all is
-    /// done.
-    virtual AttributeId handleAttrFlowOut(AttributeId attribute);
-    virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& flowOut);
+    /// Goes on sending from that attribute; returns the one to go on with, 0 when all is done.
+    virtual AttributeId handleAttrFlowOut(AttributeId /*attribute*/) { return 0; }
+    virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& /*flowOut*/) {}
     virtual Ptr<NboAttrLog::FlowOut> flowOutIs(Ptr<NboAttrLog::Out> const& out, ConnectDesc const& connection,
                                                bool flag, AttributeId start) = 0;
     /// Whether the entity differs from a new one.
     virtual bool hasContent() const = 0;
     /// Mounts the children of an attribute.
     virtual void childAttrLogIs(AttributeId attribute) = 0;
-    /// Replaces a child's flags by what follows from these.
     void doFixChildFlags(Ptr<StreamAdapter> const& child) const;
 
     // Applying.
@@ -163,7 +157,7 @@ public:
     virtual void handleAttrDeserialization(AttributeId attribute, DeserializationOptions options,
                                            unsigned int n, Ptr<NboAttrLog::In> const& in) = 0;
 
-    void onNotificationException(AttributeId attribute) override;
+    void onNotificationException(AttributeId /*attribute*/) override { flagSet(Bit::active, false); }
     void onZeroReferences() override;
     /// What was kept back by flags that forbid to send leaves when they allow it again.
     void kor_bitSetIs(Kor_BitSet flags) override;
@@ -175,7 +169,11 @@ public:
     /// Leaves stream and entity; the children, too.
     virtual void korDetach();
     /// Leaves the demultiplexer, and with it stream and entity; without one the latter alone.
-    void korLeave();
+    void korLeave() {
+        if (!korUnmount()) {
+            korDetach();
+        }
+    }
     /// Writes the announcement, if one waits for room, and goes on with the flow-out.
     AttributeId korFlow();
     /// Nothing waits any more.
@@ -194,47 +192,39 @@ public:
     bool isHeldBack() const noexcept { return flag(Bit::awaitsPass) && flowOut_ && !flowOut_->isFull(); }
     /// Owes all that waits here to a barrier; how much that is.
     U64 owe(U64 barrier);
-    /// Its place among the adapters that have a flow-out.
-    std::size_t flowingAt() const noexcept { return flowingAt_; }
-    void flowingAtIs(std::size_t at) noexcept { flowingAt_ = at; }
-    /// Whether it has a place in the demultiplexer's queue.
-    bool isQueued() const noexcept { return isQueued_; }
-    void isQueuedIs(bool queued) noexcept { isQueued_ = queued; }
     void sendSyncMode(SyncMode mode);
 
 protected:
     StreamAdapter(Kor_BitSet const& flags, unsigned int n, Ptr<NboAttrLog::Out> const& out,
                   PtrInterface* context);
 
-    /// Sets the active bit for a scope; clear on every exit.
-    class IsActiveAnchor {
+    /// The flags that a child has of its parent.
+    static constexpr U32 inherited =
+        1u << Bit::localReadOnly | 1u << Bit::remoteReadOnly | 1u << Bit::alwaysFlowOut;
+
+    /// Sets a bit for a scope. The caller holds the adapter.
+    template <int bit>
+    class BitAnchor {
     public:
-        /// The caller holds the adapter.
-        explicit IsActiveAnchor(StreamAdapter& adapter) : adapter_(adapter) {
-            adapter.flagSet(Bit::active, true);
+        BitAnchor(StreamAdapter& adapter, bool after) : adapter_(adapter), after_(after) {
+            adapter.flagSet(bit, true);
         }
-        ~IsActiveAnchor() { adapter_.flagSet(Bit::active, false); }
-        IsActiveAnchor(IsActiveAnchor const&) = delete;
-        IsActiveAnchor& operator=(IsActiveAnchor const&) = delete;
+        ~BitAnchor() { adapter_.flagSet(bit, after_); }
+        BitAnchor(BitAnchor const&) = delete;
+        BitAnchor& operator=(BitAnchor const&) = delete;
 
     private:
         StreamAdapter& adapter_;
+        bool after_;
     };
-
+    /// Clear on every exit.
+    struct IsActiveAnchor : BitAnchor<Bit::active> {
+        explicit IsActiveAnchor(StreamAdapter& adapter) : BitAnchor(adapter, false) {}
+    };
     /// A scheduled flow-out is being handled.
-    class HandlingScheduledFlowOutAnchor {
-    public:
+    struct HandlingScheduledFlowOutAnchor : BitAnchor<Bit::inFlowOut> {
         explicit HandlingScheduledFlowOutAnchor(StreamAdapter& adapter)
-            : adapter_(adapter), before_(adapter.flag(Bit::inFlowOut)) {
-            adapter.flagSet(Bit::inFlowOut, true);
-        }
-        ~HandlingScheduledFlowOutAnchor() { adapter_.flagSet(Bit::inFlowOut, before_); }
-        HandlingScheduledFlowOutAnchor(HandlingScheduledFlowOutAnchor const&) = delete;
-        HandlingScheduledFlowOutAnchor& operator=(HandlingScheduledFlowOutAnchor const&) = delete;
-
-    private:
-        StreamAdapter& adapter_;
-        bool before_;
+            : BitAnchor(adapter, adapter.flag(Bit::inFlowOut)) {}
     };
 
     /// What becomes of a change.
@@ -252,7 +242,9 @@ protected:
     /// What sending() tests before it looks for room.
     bool mayTell(AttributeId attribute);
     /// Whether a record may go out now, past the flow-out: only those of the flow-out itself do.
-    bool prepareImmediateTransmission(AttributeId attribute, bool bufferIsShort) const;
+    bool prepareImmediateTransmission(AttributeId /*attribute*/, bool /*bufferIsShort*/) const {
+        return flag(Bit::inFlowOut);
+    }
     /// False when the flow-out must yield: the stream is full, or others have their turn.
     bool continueFlowOut() const;
     void sendTransactionMarker(AttributeId attribute, AttrTransactionType type, unsigned int n);
@@ -260,8 +252,7 @@ protected:
     /// Raises unless the peer may write the attribute.
     void peerMustWrite(AttributeId attribute) const;
     void handleSyncMode(SyncMode mode);
-    /// A record of an attribute that every entity has, or of one that this program does not know: passed over
-    /// and counted.
+    /// Passes over and counts a record of an attribute that every entity has, or that is not known here.
     void doBaseKorNboAttrLogSaMsg(AttributeId attribute, NboAttrLog::In& in);
     void noteDirty(bool isNew);
     void noteClean();
@@ -274,7 +265,9 @@ protected:
     void needFlowOut(AttributeId attribute);
 
 private:
+    friend class NboAttrLog::Demuxer;
     Sending otherSending(AttributeId attribute);
+    void beginFlowOut(AttributeId start);
 
     Ptr<NboAttrLog::Out> out_;
     PtrInterface* context_;
@@ -285,9 +278,10 @@ private:
     Ptr<NboAttrLog::FlowOut> flowOut_;
     Ptr<NboAttrLog::FlowIn> flowIn_;
     U64 announcementOwed_ = 0;
+    /// The demultiplexer's: its place among those with a flow-out, and whether it has one in the queue.
     std::size_t flowingAt_ = 0;
-    bool announcePending_ = false;
     bool isQueued_ = false;
+    bool announcePending_ = false;
     bool syncModeSent_ = false;
     bool writable_ = false;
 };

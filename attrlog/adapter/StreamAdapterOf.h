@@ -17,7 +17,6 @@
 #include "runtime/NotifieeOf.h"
 
 #include <array>
-#include <optional>
 
 namespace Kor {
 
@@ -29,6 +28,12 @@ struct Sent {
     using Notifier = X;
     using Attributes = WireList<X>;
     using Hearer = StreamAdapterTwin<X>;
+};
+/// The adapters of an attribute's children on the same stream.
+template <class A>
+struct Mounted {
+    using Entry = MapEntry<typename A::Key, Ptr<StreamAdapter>>;
+    HashMap<Entry, typename A::Key, Ptr<StreamAdapter>> children;
 };
 } // namespace detail
 /// The reactor in the entity's list that stands for the adapter.
@@ -48,6 +53,7 @@ template <class X>
 class StreamAdapterOf final : public AdapterOwner<StreamAdapter, StreamAdapterTwin<X>> {
     using Base = AdapterOwner<StreamAdapter, StreamAdapterTwin<X>>;
     using Wire = detail::WireList<X>;
+    using Children = detail::Where<&Shape::child, Wire>;
     using In = NboAttrLog::In;
     using Out = NboAttrLog::Out;
     using Sending = StreamAdapter::Sending;
@@ -91,13 +97,10 @@ public:
     /// The hook of a scalar one.
     template <class A>
     void changed() {
-        switch (this->sending(idOf<A>)) {
-        case Sending::no:
-            return;
-        case Sending::marked:
+        Sending const what = this->sending(idOf<A>);
+        if (what == Sending::marked) {
             mark<A>();
-            return;
-        case Sending::now:
+        } else if (what == Sending::now) {
             unmark<A>();
             writeScalar<A>();
         }
@@ -123,23 +126,21 @@ public:
     }
     void korInstantiateSerialize() override {
         StreamAdapter::korInstantiateSerialize();
-        each([&]<class A>() {
-            if constexpr (A::shape.child) {
-                if (this->nboAttrLogOut()) {
-                    this->needFlowOut(idOf<A>);
-                    flowOut()->template hasSyncedIs<A>(false);
-                }
+        detail::forEach(Children(), [&]<class A>() {
+            if (this->nboAttrLogOut()) {
+                this->needFlowOut(idOf<A>);
+                flowOut()->template hasSyncedIs<A>(false);
             }
         });
     }
     void doRemountSelf(Ptr<Out> const& out) override {
         Ptr<StreamAdapter> const self(this);
-        each([&]<class A>() { childrenGone<A>(); });
+        childrenGone();
         StreamAdapter::doRemountSelf(out);
     }
     void korDetach() override {
         Ptr<StreamAdapter> const self(this);
-        each([&]<class A>() { childrenGone<A>(); });
+        childrenGone();
         this->adapterDel();
         StreamAdapter::korDetach();
     }
@@ -165,11 +166,9 @@ public:
         return any;
     }
     void childAttrLogIs(AttributeId attribute) override {
-        with(attribute, [&]<class A>() {
-            if constexpr (A::shape.child) {
-                for (auto& child : A::Name::map(*notifier())) {
-                    korHandleSerializeSing<A>(child.fwkKey(), const_cast<typename A::Type*>(&child));
-                }
+        with<Children>(attribute, [&]<class A>() {
+            for (auto& child : A::Name::map(*notifier())) {
+                korHandleSerializeSing<A>(child.fwkKey(), const_cast<typename A::Type*>(&child));
             }
         });
     }
@@ -190,21 +189,13 @@ public:
     /// See AttrLogType.
     static AttrLogRecordText recordText(AttributeId attribute, In& in);
 
-    /// The adapter of a child on this stream, found with its flags replaced, or made.
-    template <class C>
-    struct ChildAdapter {
-        Ptr<StreamAdapter> adapter;
-        bool isNew;
-    };
-
 private:
     template <class A>
     static constexpr AttributeId idOf = X::template attributeIdOf<typename A::Name>();
 
     template <class Visit>
     static void each(Visit const& visit) {
-        []<class... A>(AttributeList<A...>, Visit const& to) { (to.template operator()<A>(), ...); }(Wire(),
-                                                                                                     visit);
+        detail::forEach(Wire(), visit);
     }
     /// In a protocol before the second the sync mode stands for the markers of the peer's passes.
     void peerPassesFromSyncMode() {
@@ -213,46 +204,41 @@ private:
             return;
         }
         bool const begins = this->syncMode() == SyncMode::synchronizing;
-        each([&]<class A>() {
-            if constexpr (A::shape.keyed) {
-                handleAttrTransaction(idOf<A>, begins ? AttrTransactionType::start : AttrTransactionType::end,
-                                      0);
-            }
+        detail::forEach(detail::Where<&Shape::keyed, Wire>(), [&]<class A>() {
+            handleAttrTransaction(idOf<A>, begins ? AttrTransactionType::start : AttrTransactionType::end, 0);
         });
     }
     /// What the peer has is new and empty: what stood here before goes, but not what was written meanwhile.
     void forgetContent();
     /// Calls `visit` for the attribute of that id; whether there is one.
-    template <class Visit>
+    template <class List = Wire, class Visit>
     static bool with(AttributeId attribute, Visit const& visit) {
-        return []<class... A>(AttributeList<A...>, AttributeId id, Visit const& to) {
-            return ((id == idOf<A> && (to.template operator()<A>(), true)) || ...);
-        }(Wire(), attribute, visit);
+        bool known = false;
+        detail::forEach(List(), [&]<class A>() {
+            if (!known && attribute == idOf<A>) {
+                known = true;
+                visit.template operator()<A>();
+            }
+        });
+        return known;
     }
-    static constexpr bool hasChildren() {
-        return []<class... A>(AttributeList<A...>) { return (A::shape.child || ...); }(Wire());
-    }
+    /// The attribute of the children of a directory, whose records may have another id; 0 if there is none.
+    static constexpr AttributeId childAttribute = []<class... A>(AttributeList<A...>) {
+        AttributeId first = 0;
+        ((first = first == 0 ? idOf<A> : first), ...);
+        return first;
+    }(Children());
 
-    template <class A>
-    void mark() {
-        this->noteDirty(flowOut()->template dirtyIs<A>());
+    /// Marks a scalar, or a key with its hash.
+    template <class A, class... Key>
+    void mark(Key const&... key) {
+        this->noteDirty(flowOut()->template dirtyIs<A>(key...));
     }
-    template <class A>
-    void mark(typename A::Key const& key, U32 reversed) {
-        this->noteDirty(flowOut()->template dirtyIs<A>(key, reversed));
-    }
-    template <class A>
-    void unmark() {
-        if (FlowOut* const waiting = flowOut(); waiting != nullptr && waiting->template dirtyDel<A>()) {
+    template <class A, class... Key>
+    void unmark(Key const&... key) {
+        if (FlowOut* const waiting = flowOut(); waiting != nullptr && waiting->template dirtyDel<A>(key...)) {
             this->noteClean();
-            this->paid(waiting->template paidFor<A>());
-        }
-    }
-    template <class A>
-    void unmark(typename A::Key const& key) {
-        if (FlowOut* const waiting = flowOut(); waiting != nullptr && waiting->template dirtyDel<A>(key)) {
-            this->noteClean();
-            this->paid(waiting->template paidFor<A>(key));
+            this->paid(waiting->template paidFor<A>(key...));
         }
     }
     /// The hash of a key, which its member may keep.
@@ -296,22 +282,17 @@ private:
     // Records
 
     NboAttrLog::MsgHeader header(AttributeId attribute, U32 secondary = 0) const {
-        NboAttrLog::MsgHeader header;
-        header.entityId = this->entityId();
-        header.attributeId = attribute;
-        header.variableLength = true;
-        header.secondaryAttribute = secondary;
-        return header;
+        return {.entityId = this->entityId(),
+                .attributeId = attribute,
+                .variableLength = true,
+                .secondaryAttribute = secondary};
     }
     template <class... T>
     static void write(Out& out, NboAttrLog::MsgHeader const& header, T const&... values) {
         if constexpr (Out::isRecord<T...>) {
             out.recordIs(header, values...);
         } else {
-            out.nextHeaderIs(header);
-            out.token(NboAttrLog::TransactToken(1));
-            (out.put(values), ...);
-            out.token(NboAttrLog::TransactToken(3));
+            out.write(header, [&](Out& to) { (to.put(values), ...); });
         }
     }
 
@@ -342,12 +323,14 @@ private:
         Out& out = *this->nboAttrLogOut();
         if constexpr (A::shape.child) {
             return writeChild<A>(key, member);
-        } else if constexpr (A::shape.reference) {
-            return writeReference<A>(key, member);
         } else {
             // Another record for each kind of map. NOLINTBEGIN(bugprone-branch-clone)
             if (member == nullptr) {
                 writeDeletion<A>(key);
+            } else if constexpr (A::shape.reference) {
+                if (!writeReference<A>(key, *member->value)) {
+                    return stall<A>(key);
+                }
             } else if constexpr (A::shape.keyInside) {
                 write(out, header(idOf<A>), member->value);
             } else if constexpr (Out::isRecord<typename A::Key, typename A::Value>) {
@@ -364,9 +347,8 @@ private:
     /// While it lives, what begins to be sent, a child or what is referred to, is owed to the barrier that
     /// waits for the key.
     template <class A>
-    NboAttrLog::OwingAnchor owing(typename A::Key const& key) {
-        U64 const barrier = flowOut() != nullptr ? flowOut()->template owedFor<A>(key) : 0;
-        return NboAttrLog::OwingAnchor(this->streamDemuxer(), barrier);
+    detail::Scoped<U64> owing(NboAttrLog::Demuxer& demuxer, typename A::Key const& key) {
+        return {demuxer.owing(), flowOut() != nullptr ? flowOut()->template owedFor<A>(key) : 0};
     }
 
     template <class A>
@@ -383,37 +365,31 @@ private:
         return false;
     }
 
-    template <class A, class Member>
-    bool writeReference(typename A::Key const& key, Member* member) {
-        if (member == nullptr) {
-            writeDeletion<A>(key);
-            unmark<A>(key);
-            return true;
-        }
+    /// Whether it has room, and an id.
+    template <class A>
+    bool writeReference(typename A::Key const& key, Entity& entity) {
         EntityId id;
-        auto const scope = owing<A>(key);
-        Expect const expect(Exception::Id::attrLogRecord);
-        try {
-            if (auto* const demuxer = this->streamDemuxer()) {
-                id = demuxer->entityIdOf(*member->value, Entity::Kor_BitSet(1u << Bit::weak), this->rootId());
+        if (auto* const demuxer = this->streamDemuxer()) {
+            auto const scope = owing<A>(*demuxer, key);
+            Expect const expect(Exception::Id::attrLogRecord);
+            try {
+                id = demuxer->entityIdOf(entity, Entity::Kor_BitSet(1u << Bit::weak), this->rootId());
+            } catch (EntityIdUnavailableException const&) {
+                return false;
             }
-        } catch (EntityIdUnavailableException const&) {
-            return stall<A>(key);
         }
-        if (!this->nboAttrLogOut()->hasSufficientBuffer()) {
-            return stall<A>(key);
+        bool const hasRoom = this->nboAttrLogOut()->hasSufficientBuffer();
+        if (hasRoom) {
+            write(*this->nboAttrLogOut(), header(idOf<A>), key, id.number());
         }
-        write(*this->nboAttrLogOut(), header(idOf<A>), key, id.number());
-        unmark<A>(key);
-        return true;
+        return hasRoom;
     }
 
     // Children
 
     template <class A>
     bool writeChild(typename A::Key const& key, typename A::Type const* child) {
-        auto& mounted = std::get<detail::Mounted<A>>(mounted_).children;
-        auto const* const before = mounted.member(key);
+        auto const* const before = childrenOf<A>().member(key);
         bool const isOther = before != nullptr && before->value->korNotifierEntity() != child;
         if (child == nullptr || isOther) { // another child of the key since: the peer hears of both
             nboAttrLogAdapterDel<A>(key);
@@ -426,10 +402,11 @@ private:
                 return stall<A>(key);
             }
         }
-        if (this->streamDemuxer() == nullptr) {
+        auto* const demuxer = this->streamDemuxer();
+        if (demuxer == nullptr) {
             return true; // a stream alone has no ids to give
         }
-        auto const scope = owing<A>(key);
+        auto const scope = owing<A>(*demuxer, key);
         auto const [adapter, isNew] = nboAttrLogAdapterIs<A>(*const_cast<typename A::Type*>(child));
         unmark<A>(key);
         if (!adapter || (!isNew && adapter->flag(Bit::announced))) {
@@ -447,13 +424,17 @@ private:
     }
 
     template <class A>
-    ChildAdapter<typename A::Type> nboAttrLogAdapterIs(typename A::Type& child) {
+    auto& childrenOf() noexcept {
+        return std::get<detail::Mounted<A>>(mounted_).children;
+    }
+    /// A child's adapter on this stream, found with its flags replaced, or made; and whether it was made.
+    template <class A>
+    std::pair<Ptr<StreamAdapter>, bool> nboAttrLogAdapterIs(typename A::Type& child) {
         Ptr<Out> const& out = this->nboAttrLogOut();
-        auto& mounted = std::get<detail::Mounted<A>>(mounted_).children;
+        auto& mounted = childrenOf<A>();
         bool const isNew = !child.korNboAttrLogSa(out);
-        U32 const inherited = 1u << Bit::localReadOnly | 1u << Bit::remoteReadOnly | 1u << Bit::alwaysFlowOut;
         Ptr<StreamAdapter> const adapter = ptrCast<StreamAdapter>(child.korNboAttrLogSaIs(
-            Entity::Kor_BitSet(this->kor_bitSet().word() & inherited), 0, out, this->context()));
+            Entity::Kor_BitSet(this->kor_bitSet().word() & this->inherited), 0, out, this->context()));
         if (adapter) {
             if (isNew) {
                 adapter->rootIdIs(this->rootId());
@@ -468,19 +449,17 @@ private:
     }
     template <class A>
     void nboAttrLogAdapterDel(typename A::Key const& key) {
-        if (auto const gone = std::get<detail::Mounted<A>>(mounted_).children.deleteMember(key)) {
+        if (auto const gone = childrenOf<A>().deleteMember(key)) {
             gone->value->korLeave();
         }
     }
-    template <class A>
     void childrenGone() {
-        if constexpr (A::shape.child) {
-            auto& mounted = std::get<detail::Mounted<A>>(mounted_).children;
-            while (!mounted.empty()) {
-                typename A::Key const key = mounted.begin()->key;
+        detail::forEach(Children(), [&]<class A>() {
+            while (!childrenOf<A>().empty()) {
+                typename A::Key const key = childrenOf<A>().begin()->key;
                 nboAttrLogAdapterDel<A>(key);
             }
-        }
+        });
     }
 
     void serializeOrphanNow(Out& out) override;
@@ -497,15 +476,12 @@ private:
     template <class T>
     void putKey(Out& out) {
         bool done = false;
-        [&]<class... A>(AttributeList<A...>) {
-            auto const put = [&]<class One>() {
-                if constexpr (One::shape.role == Role::key || One::shape.role == Role::field) {
-                    out.put(One::Name::call(*notifier()));
-                    done = true;
-                }
-            };
-            (put.template operator()<A>(), ...);
-        }(typename T::Attributes());
+        detail::forEach(typename T::Attributes(), [&]<class A>() {
+            if constexpr (A::shape.role == Role::key || A::shape.role == Role::field) {
+                out.put(A::Name::call(*notifier()));
+                done = true;
+            }
+        });
         if constexpr (requires { typename T::BaseEntity::Attributes; }) {
             if (!done) {
                 putKey<typename T::BaseEntity>(out);
@@ -530,8 +506,7 @@ private:
             return false;
         }
     }
-    /// What the peer says of a key or a scalar, while its first full state comes, goes before what has
-    /// changed here meanwhile.
+    /// While the peer's first full state comes, what it says goes before what has changed here meanwhile.
     template <class A, class... Key>
     void peerGoesBefore(Key const&... key) {
         if (this->flag(Bit::awaitsPass) && !hasSent_ && this->isHeldBack()) {
@@ -574,9 +549,7 @@ private:
     // Whether the peer may have heard of a key from here.
     bool hasSent_ = false;
 
-    template <class... A>
-    static std::tuple<detail::Mounted<A>...> mountedOf(AttributeList<A...>);
-    [[no_unique_address]] decltype(mountedOf(Wire())) mounted_;
+    [[no_unique_address]] decltype(detail::tupleOf<detail::Mounted>(Children())) mounted_;
 };
 
 } // namespace Kor

@@ -2,7 +2,6 @@
 
 #include "reflect/FrameworkTypes.h"
 
-#include <span>
 #include <unordered_map>
 
 namespace Kor {
@@ -46,10 +45,7 @@ constexpr StreamLimits limits{.ring = 0, .record = maxRecord};
 template <class Write>
 std::vector<U8> record(Write const& write) {
     auto const out = makePtr<Out>(limits);
-    out->nextHeaderIs({.entityId = EntityId{3, 0}, .attributeId = 1, .variableLength = true});
-    out->token(TransactToken(1));
-    write(*out);
-    out->token(TransactToken(3));
+    out->write({.entityId = EntityId{3, 0}, .attributeId = 1, .variableLength = true}, write);
     auto const bytes = out->readable();
     return {bytes.begin(), bytes.end()};
 }
@@ -71,11 +67,10 @@ Ptr<GenericIf> fromWireForm(KorType const& type, std::span<U8 const> bytes) {
     WireType const& reader = wireTypeOf(type);
     std::vector<U8> framed = emptyRecord();
     framed.insert(framed.end(), bytes.begin(), bytes.end());
-    constexpr std::size_t lengthBytes = 2;
     if (framed.size() > maxRecord) {
         throwAttrLogRecordException("record is longer than the limit");
     }
-    detail::store(framed.data(), static_cast<U16>(framed.size() - lengthBytes));
+    detail::store(framed.data(), static_cast<U16>(framed.size() - detail::lengthBytes));
     auto const in = makePtr<In>(limits);
     in->feed(framed);
     MsgHeader header;

@@ -1,7 +1,6 @@
 #pragma once
 
-/// The bytes of a value that is in a box, as they stand in a record of the attribute log: for tools that know
-/// no type beforehand.
+/// The bytes of a boxed value, as they stand in a record: for tools that know no type beforehand.
 ///
 ///     Kor::Ptr<Kor::GenericIf> const box = type->genericIf(text, true);
 ///     std::vector<Kor::U8> const bytes = Kor::NboAttrLog::wireForm(*box);
@@ -23,13 +22,11 @@ namespace Kor {
 
 namespace NboAttrLog {
 
-/// Raises Kor::GenericException for a type without a byte form, Kor::RangeException for a string that no
-/// record holds.
+/// Kor::GenericException for a type without a byte form, Kor::RangeException for a string that is too long.
 KOR_EXPORT std::vector<U8> wireForm(GenericIf const& box);
 
-/// A const box of the value that all of the bytes are. Raises Kor::GenericException for a type without a byte
-/// form, Kor::AttrLogRecordException for too few or too many bytes, and Kor::RangeException for what the
-/// type's own reader refuses.
+/// A const box of the value that all of the bytes are. Kor::GenericException for a type without a byte form,
+/// Kor::AttrLogRecordException for too few or too many bytes, Kor::RangeException for what the type refuses.
 KOR_EXPORT Ptr<GenericIf> fromWireForm(KorType const& type, std::span<U8 const> bytes);
 
 } // namespace NboAttrLog

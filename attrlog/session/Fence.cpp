@@ -23,14 +23,6 @@ void Fence::answer(FenceResult const& result) {
     }
 }
 
-void Fence::doneIs() {
-    answer({.outcome = FenceOutcome::done});
-}
-
-void Fence::failedIs(String8 const& why) {
-    answer({.outcome = FenceOutcome::failed, .why = why});
-}
-
 char const* fenceOutcomeName(FenceOutcome outcome) noexcept {
     constexpr char const* names[] = {"gone", "failed", "applied", "done"};
     return names[std::min<std::size_t>(static_cast<std::size_t>(outcome), std::size(names) - 1)];

@@ -16,12 +16,10 @@
 ///     });
 ///
 /// What it says. When the asked process has read a fence, each value that was set before the fence, or a
-/// newer one, is there: also those that waited because the stream was full, or because a full state of the
-/// other side was on its way. It is no snapshot: of what is written after the fence some may be there, too.
-/// Two fences around a group of writes tell the other side where the group is: when it hears the second, all
-/// of the group is there.
-///
-/// When *done* is answered, what the asked process wrote before it said so is here.
+/// newer one, is there: also those that waited for room, or for a full state of the other side. It is no
+/// snapshot: of what is written after the fence some may be there, too. Two fences around a group of writes
+/// tell the other side where the group is: when it hears the second, all of the group is there. When *done*
+/// is answered, what the asked process wrote before it said so is here.
 ///
 /// Cost. Nothing is kept or sent while nobody asks. A fence costs one record each way, and one entry for
 /// each key that waits for room when it is asked for. One thread: that of the session.
@@ -60,6 +58,11 @@ enum class FenceOutcome : U8 {
     done,
 };
 
+/// The outcome for which a level asks.
+constexpr FenceOutcome outcomeOf(FenceLevel level) noexcept {
+    return level == FenceLevel::done ? FenceOutcome::done : FenceOutcome::applied;
+}
+
 struct FenceResult {
     FenceOutcome outcome = FenceOutcome::applied;
     /// Who has failed or gone, and why; empty otherwise.
@@ -68,9 +71,7 @@ struct FenceResult {
     U32 peers = 1;
     U32 gone = 0;
 
-    bool isReached(FenceLevel level) const noexcept {
-        return outcome >= (level == FenceLevel::done ? FenceOutcome::done : FenceOutcome::applied);
-    }
+    bool isReached(FenceLevel level) const noexcept { return outcome >= outcomeOf(level); }
     /// The least of both, with the peers of both.
     void add(FenceResult const& other);
 };
@@ -89,8 +90,8 @@ public:
     FenceLevel level() const noexcept { return level_; }
     FenceExtent extent() const noexcept { return extent_; }
     /// Says so, once: what is said first holds. Nothing happens if the peer has gone.
-    void doneIs();
-    void failedIs(String8 const& why);
+    void doneIs() { answer({.outcome = FenceOutcome::done}); }
+    void failedIs(String8 const& why) { answer({.outcome = FenceOutcome::failed, .why = why}); }
 
 private:
     void answer(FenceResult const& result);

@@ -1,12 +1,10 @@
 #include "attrlog/session/Service.h"
 
-#include "attrlog/session/Session.h"
+#include "attrlog/session/internal/Parts.h"
 #include "reflect/AttrLogType.h"
 #include "runtime/PlainText.h"
 
 #include <algorithm>
-#include <memory>
-#include <string>
 
 namespace Kor::NboAttrLog {
 
@@ -33,15 +31,19 @@ bool isSoundName(std::string_view text, std::size_t most) noexcept {
     return text.size() <= most && std::ranges::none_of(text, isControl);
 }
 
-void requirePath(Name const& path) {
-    if (path.empty() || !isSoundName(path.view(), maxPathLength)) {
-        throwRangeException(
-            format("a path has 1 to %u bytes, none of them a control character", maxPathLength));
+static void requireName(char const* what, Name const& name, U32 most) {
+    if (name.empty() || !isSoundName(name.view(), most)) {
+        throwRangeException(format("a %s has 1 to %u bytes, none of them a control character", what, most));
     }
 }
 
-Service::Service() = default;
-Service::~Service() = default;
+void requirePath(Name const& path) {
+    requireName("path", path, maxPathLength);
+}
+
+void requireVerb(Name const& verb) {
+    requireName("verb", verb, maxVerbLength);
+}
 
 void Service::offer(Name const& path, Ptr<Entity> const& entity, Access access) {
     requireRoot(path, entity);
@@ -71,8 +73,7 @@ void Service::withdraw(Name const& path) {
 }
 
 Service::Offer const* Service::offered(Name const& path) const noexcept {
-    auto const found = offers_.find(path);
-    return found != offers_.end() ? &found->second : nullptr;
+    return detail::lookUp(offers_, path);
 }
 
 void Service::acceptIs(Name const& path, Accept accept, AcceptHook hook, Pushers pushers) {
@@ -87,10 +88,7 @@ void Service::acceptIs(Name const& path, Accept accept, AcceptHook hook, Pushers
 }
 
 void Service::handlerIs(Name const& verb, Handler handler) {
-    if (verb.empty() || !isSoundName(verb.view(), maxVerbLength)) {
-        throwRangeException(
-            format("a verb has 1 to %u bytes, none of them a control character", maxVerbLength));
-    }
+    requireVerb(verb);
     if (handler) {
         handlers_[verb] = std::move(handler);
     } else {
@@ -104,19 +102,16 @@ void Service::sessionDel(Session& session) noexcept {
 }
 
 Service::Accepting const& Service::accepting(Name const& path) const {
-    auto found = accepts_.find(path);
-    if (found == accepts_.end()) {
-        found = accepts_.find(Name());
-    }
-    if (found == accepts_.end()) {
+    auto const* const own = detail::lookUp(accepts_, path);
+    auto const* const found = own != nullptr ? own : detail::lookUp(accepts_, Name());
+    if (found == nullptr) {
         throwRangeException(format("nothing is taken in under %s", path.charPtr()));
     }
-    return found->second;
+    return *found;
 }
 
 Service::Holder const* Service::holder(Entity const& entity) const noexcept {
-    auto const found = holders_.find(&entity);
-    return found != holders_.end() ? &found->second : nullptr;
+    return detail::lookUp(holders_, &entity);
 }
 
 void Service::holderIs(Entity const& entity, Session& session, Name const& path) {
@@ -124,9 +119,8 @@ void Service::holderIs(Entity const& entity, Session& session, Name const& path)
 }
 
 void Service::holderDel(Entity const& entity, Session const& session) noexcept {
-    auto const found = holders_.find(&entity);
-    if (found != holders_.end() && found->second.session == &session) {
-        holders_.erase(found);
+    if (Holder const* const found = holder(entity); found != nullptr && found->session == &session) {
+        holders_.erase(&entity);
     }
 }
 
@@ -151,28 +145,17 @@ std::vector<Ptr<Session>> Service::peersBeside(Session const* session, Name cons
 
 void Service::fenceAll(std::vector<Ptr<Session>> const& peers, FenceLevel level, FenceHook hook,
                        FenceExtent extent, U32 hops) {
-    struct Sum {
-        FenceResult result{.peers = 0};
-        std::size_t missing;
-        FenceHook hook;
-    };
-    FenceOutcome const most = level == FenceLevel::done ? FenceOutcome::done : FenceOutcome::applied;
-    auto const sum = std::make_shared<Sum>(
-        Sum{{.outcome = most, .why = {}, .peers = 0, .gone = 0}, peers.size() + 1, std::move(hook)});
-    auto const add = [sum](FenceResult const& result) {
-        sum->result.add(result);
-        if (--sum->missing == 0 && sum->hook) {
-            sum->hook(sum->result);
-        }
-    };
+    auto const sum = makePtr<detail::FenceSum>(std::move(hook));
+    FenceHook const whole = sum->part(); // so that it does not end before all are asked
     for (Ptr<Session> const& each : peers) {
+        FenceHook const part = sum->part();
         try {
-            each->fence(level, add, extent, hops);
+            each->fence(level, part, extent, hops);
         } catch (Exception const& exception) { // it has closed meanwhile, or has too many
-            add({.outcome = FenceOutcome::failed, .why = exception.message()});
+            part({.outcome = FenceOutcome::failed, .why = exception.message()});
         }
     }
-    add({.outcome = most, .why = {}, .peers = 0, .gone = 0}); // now all are asked
+    whole({.outcome = outcomeOf(level), .peers = 0});
 }
 
 void Service::fence(FenceLevel level, FenceHook hook, Name const& path, FenceExtent extent) {
@@ -188,9 +171,7 @@ bool Service::hasPeersBeside(Session const& session) const {
 void Service::fenceBeside(Session const& session, FenceLevel level, FenceHook hook, U32 hops) {
     std::vector<Ptr<Session>> peers = peersBeside(&session, {});
     for (Ptr<Service> const& relay : relays_) {
-        for (Ptr<Session> const& each : relay->peersBeside(&session, {})) {
-            peers.push_back(each);
-        }
+        std::ranges::copy(relay->peersBeside(&session, {}), std::back_inserter(peers));
     }
     fenceAll(peers, level, std::move(hook), FenceExtent::all, hops);
 }

@@ -57,9 +57,6 @@ inline constexpr U32 maxCallText = 65535;
 
 class KOR_EXPORT Service final : public PtrInterface {
 public:
-    Service();
-    ~Service() override;
-
     // Roots.
 
     struct Offer {
@@ -71,8 +68,7 @@ public:
     /// one or of other access. Kor::RangeException for an unsound path, a null entity, one without an
     /// attribute log, and one that is part of what is offered under another path or has a part that is.
     void offer(Name const& path, Ptr<Entity> const& entity, Access access = Access::writable);
-    /// Peers that have it keep it as it is, and hear no more of it. Nothing happens if there is no such
-    /// offer.
+    /// Peers keep it as it is, and hear no more of it. Nothing happens if there is no such offer.
     void withdraw(Name const& path);
     /// What is offered under the path, or null.
     Offer const* offered(Name const& path) const noexcept;
@@ -84,9 +80,9 @@ public:
     /// What it returns gets the contents: that one, another one of the same class, or null to refuse it. A
     /// Kor::Exception refuses it, too, with its message for the peer.
     using Accept = std::function<Ptr<Entity>(Session& peer, Name const& path, Ptr<Entity> const& made)>;
-    /// Called on each change of what an accepted push is: `synchronizing` when it is mounted, `synchronized`
-    /// when all of it is there, `absent` when its pusher has let it go, has gone, or has lost its place,
-    /// which `why` says.
+    /// Called on each change of an accepted push: `synchronizing` when it is mounted, `synchronized` when all
+    /// of it is there, `absent` when its pusher has let it go, has gone, or has lost its place, as `why`
+    /// says.
     using AcceptHook = std::function<void(Session& peer, Name const& path, Ptr<Entity> const& root,
                                           RootState state, String8 const& why)>;
     /// How many may push into the same entity at a time.
@@ -111,9 +107,8 @@ public:
     /// once, with the least of the answers; at once if there is no such peer.
     void fence(FenceLevel level, FenceHook hook, Name const& path = {},
                FenceExtent extent = FenceExtent::peer);
-    /// This process passes on what its peers here send to the peers of another service, so that a fence that
-    /// asks for all asks them, too. The peers of this service itself are always asked. The other service is
-    /// held; null lets all of them go.
+    /// What peers here send is passed on to those of another service: a fence that asks for all asks them,
+    /// too, beside the peers of this one. The other service is held; null lets all of them go.
     void relaysTo(Ptr<Service> const& other);
 
     // Calls.
@@ -128,8 +123,7 @@ public:
 
     // Counts.
 
-    /// What this process counts beside its sessions, such as connectionsRefused; 0 at first. `stats` tells
-    /// it.
+    /// What this process counts beside its sessions, such as connectionsRefused, for `stats`; 0 at first.
     U64& count(Name const& what) { return counts_[what]; }
     std::map<Name, U64> const& counts() const noexcept { return counts_; }
 
@@ -182,8 +176,9 @@ private:
 bool isSoundName(std::string_view text, std::size_t most) noexcept;
 /// A peer's text as it can be shown: cut, and plain (runtime/PlainText.h).
 String8 peerText(std::string_view text, std::size_t most);
-/// Raises for an unsound path.
+/// Raises for an unsound path or verb.
 void requirePath(Name const& path);
+void requireVerb(Name const& verb);
 /// The same, and for an entity that cannot be a root.
 void requireRoot(Name const& path, Ptr<Entity> const& entity);
 

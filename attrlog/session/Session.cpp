@@ -1,35 +1,24 @@
 #include "attrlog/session/Session.h"
 
-#include "attrlog/session/internal/Calls.h"
-#include "attrlog/session/internal/Fences.h"
-#include "attrlog/session/internal/Hello.h"
-#include "attrlog/session/internal/Offers.h"
-#include "attrlog/session/internal/Pushes.h"
-#include "attrlog/session/internal/Wishes.h"
+#include "attrlog/session/internal/Parts.h"
 
 #include <algorithm>
 #include <random>
-#include <span>
 
 namespace Kor::NboAttrLog {
 
-namespace {
-
-using detail::fault;
-
-} // namespace
-
 /// Hands each part what is its own.
 struct Session::Impl final : DemuxerControl {
-    Impl(Session& session, Side side, SessionConfig given, Ptr<Service> offered, SessionHooks told)
-        : core(session, side, std::move(given), std::move(offered), std::move(told)) {
-        core.demuxer->controlIs(this);
-        core.service->sessionIs(session);
+    explicit Impl(Session& session)
+        : core{session,           session.config_, *session.service_,     session.hooks_,
+               *session.demuxer_, session.peer_,   session.isEstablished_} {
+        core.demuxer.controlIs(this);
+        core.service.sessionIs(session);
         hello.send();
     }
     ~Impl() {
-        core.demuxer->controlIs(nullptr);
-        core.service->sessionDel(core.self);
+        core.demuxer.controlIs(nullptr);
+        core.service.sessionDel(core.self);
     }
     Impl(Impl const&) = delete;
     Impl& operator=(Impl const&) = delete;
@@ -38,14 +27,14 @@ struct Session::Impl final : DemuxerControl {
         bool const isOwn = header.entityId == MsgHeader::announcing && !header.isMarker;
         AttributeId const attribute = header.attributeId;
         if (isOwn && attribute == goodbyeAttribute) {
-            closedByPeer = true;
+            core.self.isClosedByPeer_ = true;
             String8 const reason = in.nextString();
-            core.demuxer->close(reason.empty() ? String8("peer said goodbye")
-                                               : peerText(reason.view(), detail::maxReasonLength));
+            core.demuxer.close(reason.empty() ? String8("peer said goodbye")
+                                              : peerText(reason.view(), detail::maxReasonLength));
             return true;
         }
         if (!core.isEstablished && !(isOwn && attribute == helloAttribute)) {
-            fault("record comes before the hello");
+            detail::fault("record comes before the hello");
         }
         return isOwn && read(attribute, in);
     }
@@ -54,7 +43,7 @@ struct Session::Impl final : DemuxerControl {
         case helloAttribute:
             hello.read(in);
             offers.begin();
-            core.call(core.hooks.established);
+            detail::tell(core.hooks.established, core.self);
             pushes.begin();
             core.established();
             return true;
@@ -107,13 +96,13 @@ struct Session::Impl final : DemuxerControl {
 
     Ptr<Entity> root(Announcement const& announcement) override {
         if (!isSoundName(announcement.name.path.view(), maxPathLength)) {
-            fault("record has an unsound path");
+            detail::fault("record has an unsound path");
         }
         return announcement.name.isPushed ? pushes.root(announcement) : wishes.root(announcement);
     }
     void mounted(EntityId id) override {
         wishes.mounted(id);
-        pushes.mounted(id);
+        pushes.stateIs(id, RootState::synchronizing);
     }
     void retired(EntityId id) override {
         wishes.retired(id);
@@ -122,8 +111,12 @@ struct Session::Impl final : DemuxerControl {
         core.pathOf.erase(id);
     }
     void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) override {
-        wishes.syncModeTold(id, mode);
-        pushes.syncModeTold(id, mode);
+        bool const begins = mode == StreamAdapter::SyncMode::synchronizing;
+        if (begins || mode == StreamAdapter::SyncMode::allSynchronized) {
+            RootState const state = begins ? RootState::synchronizing : RootState::synchronized;
+            wishes.stateTold(id, state);
+            pushes.stateIs(id, state);
+        }
     }
     void failed(EntityId id, String8 const& why) override {
         if (!offers.failed(id, why)) {
@@ -135,14 +128,14 @@ struct Session::Impl final : DemuxerControl {
     // What goes before the entities' records.
 
     bool hasControl() const {
-        return core.hasNotes() || offers.hasWork() || calls.hasWork() || core.hasDue();
+        return !core.notes.empty() || offers.hasWork() || calls.hasWork() || core.hasDue();
     }
     void flow() {
         if (!core.isOpen()) {
             if (saysGoodbye && core.hasRoom()) {
                 saysGoodbye = false;
                 core.write(goodbyeAttribute, [&](Out& to) {
-                    to.put(peerText(core.demuxer->closeReason().view(), detail::maxReasonLength));
+                    to.put(peerText(core.demuxer.closeReason().view(), detail::maxReasonLength));
                 });
             }
             return;
@@ -158,7 +151,7 @@ struct Session::Impl final : DemuxerControl {
             if (!core.hasRoom()) {
                 break;
             }
-            core.demuxer->flow();
+            core.demuxer.flow();
         } while (core.isOpen() && hasControl() && core.hasRoom());
     }
 
@@ -167,20 +160,18 @@ struct Session::Impl final : DemuxerControl {
         if (core.isOpen() || std::exchange(toldEnd, true)) {
             return;
         }
-        saysGoodbye = !closedByPeer && !isCut;
-        core.service->sessionDel(core.self);
+        saysGoodbye = !core.self.isClosedByPeer_ && !isCut;
+        core.service.sessionDel(core.self);
         core.ended();
         offers.ended();
         calls.drop();
         flow();
-        String8 const reason = core.demuxer->closeReason();
+        String8 const reason = core.demuxer.closeReason();
         wishes.ended(reason);
         pushes.ended(reason);
         calls.ended(reason);
         fences.ended(reason);
-        if (auto const closed = core.hooks.closed) {
-            closed(core.self, reason);
-        }
+        detail::tell(core.hooks.closed, core.self, reason);
     }
 
     detail::SessionCore core;
@@ -190,14 +181,18 @@ struct Session::Impl final : DemuxerControl {
     detail::Pushes pushes{core};
     detail::Calls calls{core};
     detail::Fences fences{core};
-    bool closedByPeer = false;
     bool isCut = false;
     bool saysGoodbye = false;
     bool toldEnd = false;
 };
 
 Session::Session(Side side, SessionConfig config, Ptr<Service> service, SessionHooks hooks)
-    : impl_(std::make_unique<Impl>(*this, side, std::move(config), std::move(service), std::move(hooks))) {}
+    : config_(std::move(config)), service_(service ? std::move(service) : makePtr<Service>()),
+      hooks_(std::move(hooks)) {
+    config_.limits = soundLimits(config_.limits, minRecord);
+    demuxer_ = makePtr<Demuxer>(side, config_.limits);
+    impl_ = std::make_unique<Impl>(*this);
+}
 
 Session::~Session() {
     impl_->isCut = true;
@@ -208,7 +203,7 @@ Session::~Session() {
 bool Session::receive() {
     Ptr<Session> const self(this);
     if (isOpen() && impl_->hello.readPreamble()) {
-        impl_->core.demuxer->receive();
+        demuxer_->receive();
     }
     impl_->ended();
     return isOpen();
@@ -218,7 +213,7 @@ bool Session::flow() {
     Ptr<Session> const self(this);
     impl_->flow();
     impl_->ended();
-    return impl_->saysGoodbye || (isEstablished() && (impl_->hasControl() || impl_->core.demuxer->hasWork()));
+    return impl_->saysGoodbye || (isEstablished() && (impl_->hasControl() || demuxer_->hasWork()));
 }
 
 void Session::close(String8 const& reason) {
@@ -229,40 +224,13 @@ void Session::close(String8 const& reason) {
 }
 
 void Session::cut(String8 const& reason) {
-    Ptr<Session> const self(this);
     impl_->isCut = true;
     impl_->saysGoodbye = false;
-    impl_->core.close(reason);
-    impl_->ended();
-    out()->stir();
+    close(reason);
 }
 
 bool Session::isOver() const noexcept {
     return !isOpen() && (impl_->isCut || (!impl_->saysGoodbye && out()->pending() == 0));
-}
-
-bool Session::isClosedByPeer() const noexcept {
-    return impl_->closedByPeer;
-}
-
-SessionConfig const& Session::config() const noexcept {
-    return impl_->core.config;
-}
-
-Service& Session::service() const noexcept {
-    return *impl_->core.service;
-}
-
-PeerHello const* Session::peer() const noexcept {
-    return impl_->core.isEstablished ? &impl_->core.peer : nullptr;
-}
-
-Demuxer& Session::demuxer() const noexcept {
-    return *impl_->core.demuxer;
-}
-
-void Session::hooksIs(SessionHooks hooks) {
-    impl_->core.hooks = std::move(hooks);
 }
 
 std::map<Name, Session::PeerOffer> const& Session::peerOffers() const noexcept {
@@ -321,14 +289,6 @@ std::size_t Session::openFences() const noexcept {
 
 bool Session::hasMounted(Name const& path) const noexcept {
     return impl_->offers.hasMounted(path);
-}
-
-String8 const& Session::peerDetail() const noexcept {
-    return impl_->core.peerDetail;
-}
-
-void Session::peerDetailIs(String8 detail) {
-    impl_->core.peerDetail = std::move(detail);
 }
 
 void Session::pushLost(Name const& path, String8 const& why) {

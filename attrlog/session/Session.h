@@ -2,8 +2,7 @@
 
 /// Kor::NboAttrLog::Session, an attribute log between two processes that know nothing of each other yet: a
 /// hello, then roots that are mounted only for those who want them, pushes, calls, and a goodbye. Beneath it
-/// is a Kor::NboAttrLog::Demuxer. Pure bytes: a caller carries them, by whatever means; link/ does it over
-/// sockets.
+/// is a Kor::NboAttrLog::Demuxer. Pure bytes, which a caller carries; link/ does it over sockets.
 ///
 /// A driver serves what its service has (attrlog/session/Service.h), one session a peer:
 ///
@@ -38,10 +37,8 @@
 /// mounted stays as it is, and gets a full pass from the next peer.
 ///
 /// Hooks are called from receive(), flow(), close() and cut(), and may do anything but call receive() and
-/// flow(); they must not throw. One thread.
-///
-/// Cost. A root that nobody wants costs its path. A peer that never reads costs the ring, one mark a changed
-/// key, and a bounded number of answers.
+/// flow(); they must not throw. One thread. A root that nobody wants costs its path, a peer that never reads
+/// the ring, one mark a changed key, and a bounded number of answers.
 
 #include "attrlog/Demuxer.h"
 #include "attrlog/session/Service.h"
@@ -132,19 +129,19 @@ public:
     bool isEstablished() const noexcept { return peer() != nullptr && isOpen(); }
     String8 const& closeReason() const noexcept { return demuxer().closeReason(); }
     /// Whether the peer said the goodbye.
-    bool isClosedByPeer() const noexcept;
-    SessionConfig const& config() const noexcept;
-    Service& service() const noexcept;
+    bool isClosedByPeer() const noexcept { return isClosedByPeer_; }
+    SessionConfig const& config() const noexcept { return config_; }
+    Service& service() const noexcept { return *service_; }
     /// Null until the peer's hello is accepted.
-    PeerHello const* peer() const noexcept;
+    PeerHello const* peer() const noexcept { return isEstablished_ ? &peer_ : nullptr; }
     Name const& peerName() const noexcept { return demuxer().peerName(); }
     bool isSameSchema() const noexcept { return peer() != nullptr && peer()->schema == config().schema; }
-    Demuxer& demuxer() const noexcept;
+    Demuxer& demuxer() const noexcept { return *demuxer_; }
     Stats stats() const { return demuxer().stats(); }
-    void hooksIs(SessionHooks hooks);
+    void hooksIs(SessionHooks hooks) { hooks_ = std::move(hooks); }
     /// What its carrier knows of the peer, for people: "process 4711".
-    String8 const& peerDetail() const noexcept;
-    void peerDetailIs(String8 detail);
+    String8 const& peerDetail() const noexcept { return peerDetail_; }
+    void peerDetailIs(String8 detail) { peerDetail_ = std::move(detail); }
 
     // Roots of the peer.
 
@@ -163,9 +160,8 @@ public:
     /// Decides which entity the root becomes here: the one made anew, which is given, another one of the same
     /// class, or null to refuse it. A Kor::Exception refuses it, too.
     using Take = std::function<Ptr<Entity>(Ptr<Entity> const& made)>;
-    /// Wants the root from now on, in place of an earlier wish for the path; it is mounted as soon as the
-    /// peer offers it. Without `take` it becomes the one made anew. Kor::RangeException for an unsound path
-    /// or a closed session.
+    /// Wants the root from now on, in place of an earlier wish; it is mounted as soon as the peer offers it.
+    /// Without `take` it is the one made anew. Kor::RangeException for an unsound path or a closed session.
     void want(Name const& path, WantHook hook = {}, Take take = {});
     /// The same into an entity that is there, and whose contents are replaced.
     void want(Name const& path, Ptr<Entity> const& mine, WantHook hook = {});
@@ -178,13 +174,12 @@ public:
     // Pushes.
 
     /// Told whether the peer has taken the entity in, and why it has not; also when it lets it go later, or
-    /// gives the place to another process.
-    /// After `false` the push is over.
+    /// gives the place to another process. After `false` the push is over.
     using PushHook = std::function<void(bool accepted, String8 const& why)>;
-    /// Mounts an entity of this side's own towards the peer, under a path. Its contents replace what the peer
-    /// has; later both can write, or only this side. In place of an earlier push under the path.
-    /// Kor::RangeException for an unsound path, a null entity, one without an attribute log, more entities
-    /// than the peer takes, a closed session.
+    /// Mounts an entity of this side towards the peer, in place of an earlier push under the path. Its
+    /// contents replace what the peer has; later both can write, or only this side. Kor::RangeException for
+    /// an unsound path, a null entity, one without an attribute log, more than the peer takes, a closed
+    /// session.
     void push(Name const& path, Ptr<Entity> const& entity, Access access = Access::writable,
               PushHook hook = {}, PushPlace place = PushPlace::ifFree);
     void unpush(Name const& path);
@@ -204,10 +199,9 @@ public:
     // Fences.
 
     /// Asks the peer to say when all that was changed here before this call is applied there, or done; see
-    /// attrlog/session/Fence.h. The hook is called once: from receive(), when the session ends, also by its
-    /// destructor (the outcome is then `gone`), or at once for a peer whose protocol has no fences
-    /// (`failed`). Kor::RangeException for a closed session, and for more than 1024 fences that wait for
-    /// their answers.
+    /// attrlog/session/Fence.h. The hook is called once: from receive(), when the session ends (`gone`), also
+    /// by its destructor, or at once for a peer whose protocol has no fences (`failed`). Kor::RangeException
+    /// for a closed session, and for more than 1024 fences that wait for their answers.
     void fence(FenceLevel level, FenceHook hook, FenceExtent extent = FenceExtent::peer);
     /// How many fences the peer has not answered yet.
     std::size_t openFences() const noexcept;
@@ -235,6 +229,15 @@ public:
 
 private:
     struct Impl;
+    SessionConfig config_;
+    Ptr<Service> service_;
+    SessionHooks hooks_;
+    Ptr<Demuxer> demuxer_;
+    /// Complete when the session is established.
+    PeerHello peer_;
+    String8 peerDetail_;
+    bool isEstablished_ = false;
+    bool isClosedByPeer_ = false;
     std::unique_ptr<Impl> impl_;
 };
 

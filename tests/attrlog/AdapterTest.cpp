@@ -327,26 +327,6 @@ TEST(Adapter, TheExchangeIsThatOfThePage) {
     EXPECT_EQ(sent, expected);
 }
 
-TEST(Adapter, ALargeEntityDoesNotHoldUpASmallOne) {
-    Link link;
-    auto const large = lifAppConfigFactory(Loam::vtAppMpls);
-    auto const small = lifAppConfigFactory(Loam::vtAppVxlan);
-    for (U32 i = 0; i < 5000; ++i) {
-        large->reqCountIs(lifEntry(i), i);
-    }
-    small->reqCountIs(lifEntry(1), 1);
-    std::vector<Ptr<Entity>> got;
-    link.b->rootHookIs([&](Ptr<Entity> const& offered) { return got.emplace_back(offered); });
-    link.a->mount(large);
-    link.a->mount(small);
-    while (got.size() < 2 || static_cast<LifAppConfig const&>(*got[1]).reqCountMap().empty()) {
-        link.a->flow();
-        ASSERT_NE(Link::carry(*link.a, *link.b, 100), 0u);
-        ASSERT_TRUE(link.b->receive());
-    }
-    EXPECT_LT(static_cast<LifAppConfig const&>(*got[0]).reqCountMap().count(), 200u);
-}
-
 TEST(Adapter, DirectoriesTakeUnknownApplicationsAndRecordsWithOffsets) {
     Link link;
     auto const mine = lifAppConfigDirFactory("lif");

@@ -78,12 +78,7 @@ TEST(Fence, StandsBehindAllThatWasChangedBeforeIt) {
         for (int rounds = 0; answers.outcomes.empty() && rounds < 1'000'000; ++rounds) {
             mine->reqCountIs(lifEntry(0), next);
             mine->reqCountIs(lifEntry(next++), 1);
-            two.a->flow();
-            Sessions::carry(*two.a, *two.b, 600);
-            two.b->receive();
-            two.b->flow();
-            Sessions::carry(*two.b, *two.a);
-            two.a->receive();
+            two.turn(600);
         }
         ASSERT_EQ(answers.outcomes, Outcomes{FenceOutcome::applied});
         for (U32 i = 0; i < changes; ++i) {
@@ -122,11 +117,7 @@ TEST(Fence, BeforeTheHelloAndBehindAFullPassWithChildrenWaitsForBoth) {
     };
     two.a->fence(FenceLevel::applied, note);
     while (!two.a->isEstablished()) {
-        for (auto const& [from, to] : {std::pair{two.a, two.b}, std::pair{two.b, two.a}}) {
-            from->flow();
-            Sessions::carry(*from, *to, 100);
-            to->receive();
-        }
+        two.turn(100, 100);
     }
     // A child with contents while the pass is on its way, and one more fence behind it.
     for (U32 i = 0; i < 500; ++i) {
@@ -176,11 +167,7 @@ TEST(Fence, WaitsForWhatIsHeldBackDuringAPassOfThePeer) {
     auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
     two.a->want("config", mine);
     for (int i = 0; i < 100 && two.a->rootState("config") != RootState::synchronizing; ++i) {
-        for (auto const& [from, to] : {std::pair{two.a, two.b}, std::pair{two.b, two.a}}) {
-            from->flow();
-            Sessions::carry(*from, *to, 300);
-            to->receive();
-        }
+        two.turn(300, 300);
     }
     ASSERT_EQ(two.a->rootState("config"), RootState::synchronizing);
     mine->reqCountIs(lifEntry(5000), 5);
@@ -429,12 +416,8 @@ TEST(Fence, HoldsWhateverHappens) {
                 state[{app, lif}].atLeast = now;
             }
             if (random.below(3) == 0) {
-                two.a->flow();
-                Sessions::carry(*two.a, *two.b, random.below(400));
-                two.b->receive();
-                two.b->flow();
-                Sessions::carry(*two.b, *two.a, random.below(60));
-                two.a->receive();
+                U32 const most = random.below(400);
+                two.turn(most, random.below(60));
             }
         }
         two.quiet(500);
@@ -467,10 +450,7 @@ TEST(Writer, OfAKeyIsOneUnlessItConnectsAnewOrTakesThePlaceAloud) {
     auto const dir = lifAppConfigDirFactory("lif");
     auto const service = makePtr<Service>();
     std::vector<std::string> heard;
-    auto const take = [&](Session&, Name const&, Ptr<Entity> const& made) -> Ptr<Entity> {
-        auto const config = ptrCast<LifAppConfig>(made);
-        return config ? dir->appConfigIs(config->app()).ptr() : nullptr;
-    };
+    auto const take = accepting(dir)->accepting("lifConfig").accept;
     auto const hook = [&](Session&, Name const&, Ptr<Entity> const& root, RootState state,
                           String8 const& why) {
         heard.push_back(std::to_string(static_cast<int>(state)) + " " +

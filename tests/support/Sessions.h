@@ -27,6 +27,14 @@ struct Sessions {
     static std::size_t carry(Session& from, Session& to, std::size_t most = ~std::size_t{0}) {
         return Link::carry(from.demuxer(), to.demuxer(), most);
     }
+    /// Each side speaks and is heard once, with at most that many bytes.
+    void turn(std::size_t mostOfA = ~std::size_t{0}, std::size_t mostOfB = ~std::size_t{0}) {
+        for (auto const& [from, to, most] : {std::tuple{a, b, mostOfA}, std::tuple{b, a, mostOfB}}) {
+            from->flow();
+            carry(*from, *to, most);
+            to->receive();
+        }
+    }
     void quiet(std::size_t piece = ~std::size_t{0}) { support::quiet<Session>(a, b, piece, &carry); }
 
     Kor::Ptr<Service> offeredByA, offeredByB;

@@ -1,6 +1,4 @@
-#include "attrlog/session/internal/Calls.h"
-
-#include <string>
+#include "attrlog/session/internal/Parts.h"
 
 namespace Kor::NboAttrLog::detail {
 
@@ -17,10 +15,7 @@ constexpr U64 moreBit = 1, errorBit = 2;
 
 void Calls::request(Name const& verb, String8 const& argument, Session::Reply reply, CallOrder order) {
     core_.requireOpen();
-    if (verb.empty() || !isSoundName(verb.view(), maxVerbLength)) {
-        throwRangeException(
-            format("a verb has 1 to %u bytes, none of them a control character", maxVerbLength));
-    }
+    requireVerb(verb);
     if (argument.length() > maxCallText) {
         throwRangeException(
             format("an argument has at most %u bytes, not %u", maxCallText, argument.length()));
@@ -38,12 +33,12 @@ void Calls::request(Name const& verb, String8 const& argument, Session::Reply re
 }
 
 void Calls::ready(U32 id) {
-    auto const found = waiting_.find(id);
-    replies_.emplace_back(id, std::move(found->second.reply));
-    requests_.push_back(std::move(found->second.call));
+    Waiting& waiting = waiting_.at(id);
+    replies_.emplace_back(id, std::move(waiting.reply));
+    requests_.push_back(std::move(waiting.call));
+    waiting_.erase(id);
     core_.hasRequests = true;
     core_.out().stir();
-    waiting_.erase(found);
 }
 
 void Calls::write() {
@@ -85,9 +80,7 @@ void Calls::readRequest(In& in) {
         if (verb.empty() || !isSoundName(verb.view(), maxVerbLength)) {
             fault("record has an unsound verb");
         }
-        requestIn_.emplace();
-        requestIn_->id = id;
-        requestIn_->verb = verb;
+        requestIn_.emplace(Call{.id = id, .verb = verb});
     } else if (requestIn_->id != id) {
         fault("record is of another request than the one that has begun");
     }
@@ -98,17 +91,15 @@ void Calls::readRequest(In& in) {
     }
 }
 
-Call Calls::answerTo(Call const& request) {
-    Call answer;
-    answer.id = request.id;
-    answer.isError = true;
-    auto const handler = core_.service->handlers().find(request.verb);
-    if (handler == core_.service->handlers().end()) {
+Calls::Call Calls::answerTo(Call const& request) {
+    Call answer{.id = request.id, .isError = true};
+    auto const* const handler = lookUp(core_.service.handlers(), request.verb);
+    if (handler == nullptr) {
         answer.text = format("there is no request \"%s\"", request.verb.charPtr()).view();
         return answer;
     }
     try {
-        auto const handle = handler->second; // which may replace itself
+        auto const handle = *handler; // which may replace itself
         answer.text = handle(core_.self, String8(request.text)).view();
         answer.isError = answer.text.size() > maxCallText;
         if (answer.isError) {
@@ -139,9 +130,7 @@ void Calls::readAnswer(In& in) {
 void Calls::reply(bool ok, String8 const& text) {
     Session::Reply const told = std::move(replies_.front().second);
     replies_.pop_front();
-    if (told) {
-        told(ok, text);
-    }
+    tell(told, ok, text);
 }
 
 /// Whether the text is whole.
@@ -163,11 +152,7 @@ void Calls::ended(String8 const& reason) {
         reply(false, reason);
     }
     while (!waiting_.empty()) {
-        Session::Reply const told = std::move(waiting_.begin()->second.reply);
-        waiting_.erase(waiting_.begin());
-        if (told) {
-            told(false, reason);
-        }
+        tell(waiting_.extract(waiting_.begin()).mapped().reply, false, reason);
     }
 }
 

@@ -1,6 +1,4 @@
-#include "attrlog/session/internal/Fences.h"
-
-#include <utility>
+#include "attrlog/session/internal/Parts.h"
 
 namespace Kor::NboAttrLog::detail {
 
@@ -9,25 +7,10 @@ namespace {
 constexpr U64 doneBit = 1, allBit = 2;
 /// How many fences of one side may be unanswered.
 constexpr std::size_t most = 1024;
+/// The first that has fences.
+constexpr U32 firstProtocol = 3;
 
 } // namespace
-
-FenceHook FenceAnswer::part() {
-    ++parts_;
-    return [self = Ptr<FenceAnswer>(this)](FenceResult const& result) { self->add(result); };
-}
-
-void FenceAnswer::add(FenceResult const& result) {
-    if (hasResult_) {
-        result_.add(result);
-    } else {
-        result_ = result;
-    }
-    hasResult_ = true;
-    if (--parts_ == 0 && fences_ != nullptr) {
-        std::exchange(fences_, nullptr)->answer(number_, result_);
-    }
-}
 
 void Fences::fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 hops) {
     core_.requireOpen();
@@ -40,14 +23,11 @@ void Fences::fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 hop
 }
 
 void Fences::send(U32 number) {
-    if (U32 const protocol = core_.demuxer->protocol(); protocol < firstProtocol) {
-        FenceHook const hook = std::move(asked_.at(number).hook);
-        asked_.erase(number);
-        if (hook) {
-            hook({.outcome = FenceOutcome::failed,
-                  .why = format("%s speaks protocol %u, which has no fences", core_.peer.name.charPtr(),
-                                protocol)});
-        }
+    if (U32 const protocol = core_.demuxer.protocol(); protocol < firstProtocol) {
+        tell(asked_.extract(number).mapped().hook,
+             FenceResult{.outcome = FenceOutcome::failed,
+                         .why = format("%s speaks protocol %u, which has no fences",
+                                       core_.peer.name.charPtr(), protocol)});
         return;
     }
     core_.afterChanges([this, number] {
@@ -73,32 +53,26 @@ void Fences::readFence(In& in) {
     }
     FenceLevel const level = (bits & doneBit) != 0 ? FenceLevel::done : FenceLevel::applied;
     FenceExtent const extent = (bits & allBit) != 0 ? FenceExtent::all : FenceExtent::peer;
-    auto const answer = makePtr<FenceAnswer>(*this, number);
-    answers_[number] = answer;
-    FenceHook const whole = answer->part(); // so that it is not answered before all parts are asked
-    auto const fence =
-        makePtr<Fence>(level, extent, level == FenceLevel::done ? answer->part() : FenceHook());
-    Ptr<Service> const service = core_.service;
+    auto const sum = makePtr<FenceSum>([this, number](FenceResult const& result) { answer(number, result); });
+    answers_[number] = sum;
+    FenceHook const whole = sum->part(); // so that it is not answered before all parts are asked
+    auto const fence = makePtr<Fence>(level, extent, level == FenceLevel::done ? sum->part() : FenceHook());
+    Ptr<Service> const service(&core_.service);
     if (service->fenceHook()) {
-        auto const hook = service->fenceHook(); // which may replace itself
-        hook(core_.self, fence);
+        tell(service->fenceHook(), core_.self, fence);
     } else {
         fence->failedIs(format("%s does not say when it is done", core_.config.name.charPtr()));
     }
     if (extent == FenceExtent::all && core_.isOpen()) {
         if (hops == 0) {
-            answer->part()(
-                {.outcome = FenceOutcome::failed, .why = "the fence goes in a circle", .peers = 0});
+            sum->part()({.outcome = FenceOutcome::failed, .why = "the fence goes in a circle", .peers = 0});
         } else if (service->hasPeersBeside(core_.self)) {
-            service->fenceBeside(core_.self, level, answer->part(),
+            service->fenceBeside(core_.self, level, sum->part(),
                                  static_cast<U32>(std::min<U64>(hops, maxFenceHops)) - 1);
         }
     }
     // This process counts once, with what it says of `done`.
-    bool const isDone = level == FenceLevel::done;
-    whole({.outcome = isDone ? FenceOutcome::done : FenceOutcome::applied,
-           .why = {},
-           .peers = isDone ? 0u : 1u});
+    whole({.outcome = outcomeOf(level), .peers = level == FenceLevel::done ? 0u : 1u});
 }
 
 void Fences::answer(U32 number, FenceResult const& result) {
@@ -131,16 +105,12 @@ void Fences::readFenced(In& in) {
     result.gone = static_cast<U32>(in.nextNumber());
     result.why = peerText(in.nextString().view(), maxReasonLength);
     in.recordEnd();
-    auto const asked = asked_.find(number);
-    if (asked == asked_.end() || !asked->second.isSent || outcome > static_cast<U64>(FenceOutcome::done)) {
+    Asked const* const asked = lookUp(asked_, number);
+    if (asked == nullptr || !asked->isSent || outcome > static_cast<U64>(FenceOutcome::done)) {
         fault("record answers no fence");
     }
     result.outcome = static_cast<FenceOutcome>(outcome);
-    FenceHook const hook = std::move(asked->second.hook);
-    asked_.erase(asked);
-    if (hook) {
-        hook(result);
-    }
+    tell(asked_.extract(number).mapped().hook, result);
 }
 
 void Fences::ended(String8 const& reason) {
@@ -150,13 +120,10 @@ void Fences::ended(String8 const& reason) {
         }
     }
     while (!asked_.empty()) {
-        FenceHook const hook = std::move(asked_.begin()->second.hook);
-        asked_.erase(asked_.begin());
-        if (hook) {
-            hook({.outcome = FenceOutcome::gone,
-                  .why = format("%s has gone: %s", core_.self.peerName().charPtr(), reason.charPtr()),
-                  .gone = 1});
-        }
+        tell(asked_.extract(asked_.begin()).mapped().hook,
+             FenceResult{.outcome = FenceOutcome::gone,
+                         .why = format("%s has gone: %s", core_.self.peerName().charPtr(), reason.charPtr()),
+                         .gone = 1});
     }
 }
 

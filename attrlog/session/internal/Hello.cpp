@@ -1,9 +1,4 @@
-#include "attrlog/session/internal/Hello.h"
-
-#include <algorithm>
-#include <array>
-#include <span>
-#include <string>
+#include "attrlog/session/internal/Parts.h"
 
 namespace Kor::NboAttrLog::detail {
 
@@ -33,7 +28,7 @@ bool Hello::readPreamble() {
     if (read_ == preambleLength) {
         return core_.isOpen();
     }
-    read_ += core_.demuxer->in()->nextPreamble(std::span(preamble_).subspan(read_));
+    read_ += core_.demuxer.in()->nextPreamble(std::span(preamble_).subspan(read_));
     auto const known = static_cast<std::ptrdiff_t>(std::min(read_, Session::magic.size()));
     if (!std::equal(preamble_.begin(), preamble_.begin() + known, Session::magic.begin())) {
         std::string bytes;
@@ -107,10 +102,10 @@ void Hello::read(In& in) {
         fault("hello has a limit of no entities");
     }
     core_.isEstablished = true;
-    core_.demuxer->recordLimitIs(limits.record);
-    core_.demuxer->peerLimitIs(limits.entities);
-    core_.demuxer->peerNameIs(peer.name);
-    core_.demuxer->protocolIs(std::min(peer.highestProtocol, Session::highestProtocol));
+    core_.demuxer.recordLimitIs(limits.record);
+    core_.demuxer.peerLimitIs(limits.entities);
+    core_.demuxer.peerNameIs(peer.name);
+    core_.demuxer.protocolIs(std::min(peer.highestProtocol, Session::highestProtocol));
 }
 
 } // namespace Kor::NboAttrLog::detail

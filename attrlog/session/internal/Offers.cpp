@@ -1,12 +1,10 @@
-#include "attrlog/session/internal/Offers.h"
-
-#include <map>
+#include "attrlog/session/internal/Parts.h"
 
 namespace Kor::NboAttrLog::detail {
 
 void Offers::begin() {
-    for (auto const& [path, offer] : core_.service->offers()) {
-        toTell_[path] = false;
+    for (auto const& [path, offer] : core_.service.offers()) {
+        toTell_.insert(path);
     }
 }
 
@@ -16,8 +14,7 @@ void Offers::changed(Name const& path) {
     }
     unmount(path);
     untold_.erase(path);
-    bool& withdrawFirst = toTell_[path];
-    withdrawFirst = withdrawFirst || told_.contains(path);
+    toTell_.insert(path);
     core_.out().stir();
 }
 
@@ -31,20 +28,18 @@ void Offers::write() {
     }
 }
 
-void Offers::writeOffer(std::map<Name, bool>::iterator next) {
-    Name const path = next->first;
-    auto const* const offer = core_.service->offered(path);
-    if (std::exchange(next->second, false)) {
-        told_.erase(path);
+void Offers::writeOffer(std::set<Name>::iterator next) {
+    Name const& path = *next;
+    auto const* const offer = core_.service.offered(path);
+    if (told_.erase(path) != 0) { // an earlier one, which is gone
         if (!untold_.empty()) {
-            toTell_.emplace(*untold_.begin(), false);
-            untold_.erase(untold_.begin());
+            toTell_.insert(untold_.extract(untold_.begin()));
         }
         core_.write(-offerAttribute, [&](Out& to) { to.put(path); });
         if (offer != nullptr) {
             return; // the new one takes a record, too
         }
-    } else if (offer != nullptr && !told_.contains(path) && told_.size() >= core_.peer.offers) {
+    } else if (offer != nullptr && told_.size() >= core_.peer.offers) {
         untold_.insert(path);
     } else if (offer != nullptr) {
         told_.insert(path);
@@ -59,11 +54,11 @@ void Offers::writeOffer(std::map<Name, bool>::iterator next) {
 
 void Offers::wanted(Name const& path, U32 number) {
     unmount(path); // if it was before, it is asked for anew
-    if (core_.demuxer->retiredWaiting() > maxNotes) {
+    if (core_.demuxer.retiredWaiting() > maxNotes) {
         core_.closeGreedy();
         return;
     }
-    auto const* const offer = core_.service->offered(path);
+    auto const* const offer = core_.service.offered(path);
     if (offer == nullptr) {
         core_.note(Cause::peer, verdictAttribute, path, number, 0,
                    format("nothing is offered under %s", path.charPtr()));
@@ -71,7 +66,7 @@ void Offers::wanted(Name const& path, U32 number) {
     }
     try {
         Ptr<StreamAdapter> const adapter =
-            core_.demuxer->mountRoot(offer->entity, {path, /*isPushed=*/false, offer->access, number});
+            core_.demuxer.mountRoot(offer->entity, {path, /*isPushed=*/false, offer->access, number});
         mounts_[path] = {offer->entity, adapter->entityId(), number};
         core_.pathOf[adapter->entityId()] = path;
     } catch (Exception const& exception) {
@@ -80,18 +75,15 @@ void Offers::wanted(Name const& path, U32 number) {
 }
 
 void Offers::unwanted(Name const& path, U32 number) {
-    if (auto const mounted = mounts_.find(path);
-        mounted != mounts_.end() && mounted->second.number == number) {
+    if (Mount const* const mounted = lookUp(mounts_, path); mounted != nullptr && mounted->number == number) {
         unmount(path); // a later wish is not meant
     }
 }
 
 void Offers::unmount(Name const& path) {
-    if (auto const mounted = mounts_.find(path); mounted != mounts_.end()) {
-        Mount const gone = std::move(mounted->second);
-        mounts_.erase(mounted);
-        core_.pathOf.erase(gone.id);
-        core_.demuxer->unmount(gone.entity);
+    if (auto const gone = mounts_.extract(path)) {
+        core_.pathOf.erase(gone.mapped().id);
+        core_.demuxer.unmount(gone.mapped().entity);
     }
 }
 

@@ -1,8 +1,6 @@
-#include "attrlog/session/internal/Pushes.h"
+#include "attrlog/session/internal/Parts.h"
 
-#include <chrono>
 #include <ctime>
-#include <vector>
 
 namespace Kor::NboAttrLog::detail {
 
@@ -39,15 +37,10 @@ void Pushes::push(Name const& path, Ptr<Entity> const& entity, Access access, Se
 }
 
 void Pushes::begin() {
-    std::vector<Name> paths;
-    paths.reserve(pushes_.size());
-    for (auto const& [path, push] : pushes_) {
-        paths.push_back(path);
-    }
-    for (Name const& path : paths) {
-        if (auto const push = pushes_.find(path); push != pushes_.end() && core_.isOpen()) {
+    for (auto const& [path, each] : std::map(pushes_)) { // which a hook may change
+        if (Push* const push = lookUp(pushes_, path); push != nullptr && core_.isOpen()) {
             try {
-                mount(path, push->second);
+                mount(path, *push);
             } catch (Exception const& exception) {
                 refused(path, exception.message());
             }
@@ -56,44 +49,36 @@ void Pushes::begin() {
 }
 
 void Pushes::mount(Name const& path, Push& push) {
-    Ptr<StreamAdapter> const adapter = core_.demuxer->mountRoot(
+    Ptr<StreamAdapter> const adapter = core_.demuxer.mountRoot(
         push.entity, {path, /*isPushed=*/true, push.access, push.number, push.place == PushPlace::takesOver});
     push.id = adapter->entityId();
     core_.pathOf[push.id] = path;
 }
 
 void Pushes::unpush(Name const& path) {
-    auto const found = pushes_.find(path);
-    if (found == pushes_.end()) {
-        return;
+    if (auto const gone = pushes_.extract(path)) {
+        core_.pathOf.erase(gone.mapped().id);
+        core_.demuxer.reactorRetire(gone.mapped().id);
     }
-    Push const gone = std::move(found->second);
-    pushes_.erase(found);
-    core_.pathOf.erase(gone.id);
-    core_.demuxer->reactorRetire(gone.id);
 }
 
 void Pushes::refused(Name const& path, String8 const& why) {
-    auto const found = pushes_.find(path);
-    if (found == pushes_.end()) {
-        return;
-    }
-    Session::PushHook const hook = found->second.hook;
-    unpush(path);
-    if (hook) {
-        hook(false, why);
+    if (Push const* const push = lookUp(pushes_, path)) {
+        Session::PushHook const hook = push->hook;
+        unpush(path);
+        tell(hook, false, why);
     }
 }
 
 void Pushes::readVerdict(Name const& path, U32 number, bool isAccepted, String8 const& reason) {
-    auto const push = pushes_.find(path);
-    if (push == pushes_.end() || push->second.number != number) {
+    Push const* const push = lookUp(pushes_, path);
+    if (push == nullptr || push->number != number) {
         return; // an answer to an earlier one
     }
-    if (!isAccepted) {
+    if (isAccepted) {
+        tell(push->hook, true, "");
+    } else {
         refused(path, reason);
-    } else if (Session::PushHook const hook = push->second.hook) {
-        hook(true, "");
     }
 }
 
@@ -121,13 +106,13 @@ Ptr<Entity> Pushes::root(Announcement const& announcement) {
     Ptr<Entity> entity;
     Service::AcceptHook hook;
     try {
-        Service::Accepting const accepting = core_.service->accepting(path); // the hook may replace it
+        Service::Accepting const accepting = core_.service.accepting(path); // the hook may replace it
         hook = accepting.hook;
         entity = core_.placeFor(announcement,
                                 [&] { return accepting.accept(core_.self, path, announcement.made); });
         if (accepting.pushers == Service::Pushers::one) {
             placeMustBeFree(*entity, announcement.name.takesOver);
-            core_.service->holderIs(*entity, core_.self, path);
+            core_.service.holderIs(*entity, core_.self, path);
         }
     } catch (Exception const& exception) {
         core_.note(Cause::peer, verdictAttribute, path, number, pushedBit, exception.message());
@@ -138,10 +123,9 @@ Ptr<Entity> Pushes::root(Announcement const& announcement) {
     return entity;
 }
 
-/// Another one that holds it gives way to the same process, which has connected anew, and to one that asks
-/// aloud.
+/// Who holds it gives way to the same process, which has connected anew, and to one that asks aloud.
 void Pushes::placeMustBeFree(Entity const& entity, bool takesOver) {
-    Service::Holder const* const found = core_.service->holder(entity);
+    Service::Holder const* const found = core_.service.holder(entity);
     if (found == nullptr || found->session == &core_.self) {
         return;
     }
@@ -168,42 +152,26 @@ void Pushes::lost(Name const& path, String8 const& why) {
         if (taken.path == path) {
             EntityId const lostId = id;
             core_.note(Cause::application, verdictAttribute, path, taken.number, pushedBit, why);
-            core_.demuxer->reactorDel(lostId);
+            core_.demuxer.reactorDel(lostId);
             letGo(lostId, why);
             return;
         }
     }
 }
 
-void Pushes::mounted(EntityId id) {
-    stateIs(id, RootState::synchronizing);
-}
-
-void Pushes::syncModeTold(EntityId id, StreamAdapter::SyncMode mode) {
-    if (mode == StreamAdapter::SyncMode::synchronizing || mode == StreamAdapter::SyncMode::allSynchronized) {
-        stateIs(id, mode == StreamAdapter::SyncMode::synchronizing ? RootState::synchronizing
-                                                                   : RootState::synchronized);
-    }
-}
-
-void Pushes::stateIs(EntityId id, RootState state, String8 const& why) {
-    auto const found = taken_.find(id);
-    if (found != taken_.end() && std::exchange(found->second.state, state) != state && found->second.hook) {
-        Taken const taken = found->second; // the hook may end it
-        taken.hook(core_.self, taken.path, taken.entity, state, why);
+void Pushes::stateIs(EntityId id, RootState state) {
+    Taken* const found = lookUp(taken_, id);
+    if (found != nullptr && std::exchange(found->state, state) != state) {
+        Taken const taken = *found; // the hook may end it
+        tell(taken.hook, core_.self, taken.path, taken.entity, state, "");
     }
 }
 
 void Pushes::letGo(EntityId id, String8 const& why) {
-    auto const found = taken_.find(id);
-    if (found == taken_.end()) {
-        return;
-    }
-    Taken const gone = std::move(found->second);
-    taken_.erase(found);
-    core_.service->holderDel(*gone.entity, core_.self);
-    if (gone.hook) {
-        gone.hook(core_.self, gone.path, gone.entity, RootState::absent, why);
+    if (auto const gone = taken_.extract(id)) {
+        Taken const& taken = gone.mapped();
+        core_.service.holderDel(*taken.entity, core_.self);
+        tell(taken.hook, core_.self, taken.path, taken.entity, RootState::absent, why);
     }
 }
 

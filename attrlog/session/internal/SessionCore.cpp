@@ -1,19 +1,9 @@
 #include "attrlog/session/internal/SessionCore.h"
 
-#include <functional>
-
 namespace Kor::NboAttrLog::detail {
 
 void fault(String8 const& what) {
     throw AttrLogRecordException(what);
-}
-
-SessionCore::SessionCore(Session& session, Side side, SessionConfig given, Ptr<Service> offered,
-                         SessionHooks told)
-    : self(session), config(std::move(given)), service(offered ? std::move(offered) : makePtr<Service>()),
-      hooks(std::move(told)) {
-    config.limits = soundLimits(config.limits, Session::minRecord);
-    demuxer = makePtr<Demuxer>(side, config.limits);
 }
 
 void SessionCore::requireOpen() const {
@@ -22,19 +12,12 @@ void SessionCore::requireOpen() const {
     }
 }
 
-void SessionCore::close(String8 const& reason) {
-    demuxer->close(reason.empty() ? String8("closed") : reason);
+void SessionCore::close(String8 const& reason) const {
+    demuxer.close(reason.empty() ? String8("closed") : reason);
 }
 
-void SessionCore::closeGreedy() {
+void SessionCore::closeGreedy() const {
     close("peer asks for more than it reads answers");
-}
-
-void SessionCore::call(std::function<void(Session&)> const& hook) {
-    if (hook) {
-        auto const copy = hook; // which may be replaced meanwhile
-        copy(self);
-    }
 }
 
 void SessionCore::whenEstablished(std::function<void()> todo) {
@@ -54,7 +37,7 @@ void SessionCore::established() {
 }
 
 void SessionCore::afterChanges(std::function<void()> todo) {
-    due.push_back({demuxer->barrierIs(), std::move(todo)});
+    due.push_back({demuxer.barrierIs(), std::move(todo)});
     doDue();
 }
 
@@ -65,7 +48,7 @@ void SessionCore::whenRoom(std::function<void()> todo) {
 
 void SessionCore::doDue() {
     writeNotes(); // a verdict stands before the answer to a fence behind what it is about
-    if (hasNotes()) {
+    if (!notes.empty()) {
         return;
     }
     while (hasDue() && hasRoom()) {
@@ -131,10 +114,19 @@ Ptr<Entity> SessionCore::placeFor(Announcement const& announcement,
                                    announcement.made->fwkType()->typeName().charPtr(),
                                    entity->fwkType()->typeName().charPtr()));
     }
-    if (entity->korNboAttrLogSa(demuxer->out())) {
+    if (entity->korNboAttrLogSa(demuxer.out())) {
         throwRangeException("its place is on this connection already");
     }
     return entity;
+}
+
+void SessionCore::ended() {
+    notes.clear();
+    early.clear();
+    due.clear();
+    soon.clear();
+    peersNotes = 0;
+    pathOf.clear();
 }
 
 } // namespace Kor::NboAttrLog::detail

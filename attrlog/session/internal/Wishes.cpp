@@ -1,6 +1,4 @@
-#include "attrlog/session/internal/Wishes.h"
-
-#include <vector>
+#include "attrlog/session/internal/Parts.h"
 
 namespace Kor::NboAttrLog::detail {
 
@@ -17,32 +15,28 @@ void Wishes::want(Name const& path, Session::WantHook hook, Session::Take take) 
 }
 
 void Wishes::unwant(Name const& path) {
-    auto const found = wishes_.find(path);
-    if (found == wishes_.end()) {
+    auto const gone = wishes_.extract(path);
+    if (!gone || !core_.isOpen()) {
         return;
     }
-    Wish const gone = std::move(found->second);
-    wishes_.erase(found);
-    if (!core_.isOpen()) {
-        return;
+    Wish const& wish = gone.mapped();
+    if (wish.number != 0) { // it may be on its way to be mounted even if it has been withdrawn since
+        core_.note(Cause::application, -wantAttribute, path, wish.number);
     }
-    if (gone.number != 0) { // it may be on its way to be mounted even if it has been withdrawn since
-        core_.note(Cause::application, -wantAttribute, path, gone.number);
-    }
-    if (gone.id.isAssigned()) {
-        core_.pathOf.erase(gone.id);
-        core_.demuxer->reactorDel(gone.id);
+    if (wish.id.isAssigned()) {
+        core_.pathOf.erase(wish.id);
+        core_.demuxer.reactorDel(wish.id);
     }
 }
 
 Ptr<Entity> Wishes::root(Name const& path) const {
-    auto const found = wishes_.find(path);
-    return found != wishes_.end() && found->second.isThere() ? found->second.root : nullptr;
+    Wish const* const wish = lookUp(wishes_, path);
+    return wish != nullptr && wish->isThere() ? wish->root : nullptr;
 }
 
 RootState Wishes::state(Name const& path) const noexcept {
-    auto const found = wishes_.find(path);
-    return found != wishes_.end() ? found->second.state : RootState::absent;
+    Wish const* const wish = lookUp(wishes_, path);
+    return wish != nullptr ? wish->state : RootState::absent;
 }
 
 void Wishes::readOffer(In& in, bool isWithdrawn) {
@@ -58,18 +52,18 @@ void Wishes::readOffer(In& in, bool isWithdrawn) {
             fault(format("peer has more roots than the limit of %u", core_.config.offers));
         }
         peerOffers_[path] = std::move(offer);
-        if (auto const wish = wishes_.find(path); wish != wishes_.end()) {
-            ask(Cause::peer, path, wish->second);
+        if (Wish* const wish = lookUp(wishes_, path)) {
+            ask(Cause::peer, path, *wish);
         }
     }
     if (areKnown_) {
-        core_.call(core_.hooks.offersChanged);
+        tell(core_.hooks.offersChanged, core_.self);
     }
 }
 
 void Wishes::offersKnown() {
     areKnown_ = true;
-    core_.call(core_.hooks.offersChanged);
+    tell(core_.hooks.offersChanged, core_.self);
 }
 
 void Wishes::ask(Cause cause, Name const& path, Wish& wish) {
@@ -82,58 +76,49 @@ void Wishes::ask(Cause cause, Name const& path, Wish& wish) {
 }
 
 void Wishes::stateIs(Name const& path, RootState state, String8 const& why) {
-    auto const found = wishes_.find(path);
-    if (found == wishes_.end() || found->second.state == state) {
-        return;
-    }
-    Wish& wish = found->second;
-    wish.state = state;
-    if (wish.hook) {
-        auto const hook = wish.hook; // which may take the wish away
-        Ptr<Entity> const root = wish.root;
-        hook(state, root, why);
+    Wish* const wish = lookUp(wishes_, path);
+    if (wish != nullptr && std::exchange(wish->state, state) != state) {
+        tell(wish->hook, state, Ptr<Entity>(wish->root), why); // the hook may take the wish away
     }
 }
 
 void Wishes::refused(Name const& path, U32 number, String8 const& reason) {
-    auto const wish = wishes_.find(path);
-    if (wish != wishes_.end() && wish->second.number == number &&
-        (wish->second.state == RootState::requested || wish->second.isRetired)) {
+    Wish const* const wish = lookUp(wishes_, path);
+    if (wish != nullptr && wish->number == number &&
+        (wish->state == RootState::requested || wish->isRetired)) {
         stateIs(path, RootState::refused, reason);
     }
 }
 
 Ptr<Entity> Wishes::root(Announcement const& announcement) {
     Name const path = announcement.name.path;
-    auto wish = wishes_.end();
     U32 const number = announcement.name.number;
-    auto const isAwaited = [&] {
-        wish = wishes_.find(path);
-        return wish != wishes_.end() && wish->second.state == RootState::requested &&
-               wish->second.number == number;
+    auto const awaited = [&] { // null when it has been given up
+        Wish* const wish = lookUp(wishes_, path);
+        bool const isAwaited =
+            wish != nullptr && wish->state == RootState::requested && wish->number == number;
+        return isAwaited ? wish : nullptr;
     };
-    if (!isAwaited()) { // it was given up meanwhile
+    if (awaited() == nullptr) {
         return nullptr;
     }
-    Ptr<Entity> entity;
     try {
-        Session::Take const take = wish->second.take;
-        entity = core_.placeFor(
+        Session::Take const take = awaited()->take;
+        Ptr<Entity> entity = core_.placeFor(
             announcement, [&] { return take ? take(announcement.made) : Ptr<Entity>(announcement.made); });
+        if (Wish* const wish = awaited()) {
+            wish->root = entity;
+            wish->id = announcement.id;
+            core_.pathOf[announcement.id] = path;
+            return entity;
+        }
     } catch (Exception const& exception) {
-        if (isAwaited()) {
+        if (awaited() != nullptr) {
             core_.note(Cause::peer, -wantAttribute, path, number);
             stateIs(path, RootState::refused, exception.message());
         }
-        return nullptr;
     }
-    if (!isAwaited()) { // the hook has given it up
-        return nullptr;
-    }
-    wish->second.root = entity;
-    wish->second.id = announcement.id;
-    core_.pathOf[announcement.id] = path;
-    return entity;
+    return nullptr;
 }
 
 void Wishes::mounted(EntityId id) {
@@ -152,26 +137,17 @@ void Wishes::retired(EntityId id) {
     }
 }
 
-void Wishes::syncModeTold(EntityId id, StreamAdapter::SyncMode mode) {
-    auto const wish = core_.ofId(wishes_, id);
-    if (wish == wishes_.end() || !wish->second.isThere()) {
-        return;
-    }
-    if (mode == StreamAdapter::SyncMode::synchronizing) {
-        stateIs(Name(wish->first), RootState::synchronizing);
-    } else if (mode == StreamAdapter::SyncMode::allSynchronized) {
-        stateIs(Name(wish->first), RootState::synchronized);
+void Wishes::stateTold(EntityId id, RootState state) {
+    if (auto const wish = core_.ofId(wishes_, id); wish != wishes_.end() && wish->second.isThere()) {
+        stateIs(Name(wish->first), state);
     }
 }
 
 void Wishes::ended(String8 const& reason) {
-    std::vector<Name> paths;
-    paths.reserve(wishes_.size());
     for (auto& [path, wish] : wishes_) {
         wish.id = {};
-        paths.push_back(path);
     }
-    for (Name const& path : paths) {
+    for (auto const& [path, wish] : std::map(wishes_)) { // which a hook may change
         stateIs(path, RootState::absent, reason);
     }
 }

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <utility>
+
+namespace Kor::NboAttrLog::detail {
+
+/// What a map has for a key; null for nothing.
+template <class Map>
+auto* lookUp(Map& map, typename Map::key_type const& key) {
+    auto const found = map.find(key);
+    return found != map.end() ? &found->second : nullptr;
+}
+
+/// Calls a hook, if there is one: a copy, since it may be replaced meanwhile.
+template <class Hook, class... A>
+void tell(Hook const hook, A&&... arguments) { // NOLINT(performance-unnecessary-value-param)
+    if (hook) {
+        hook(std::forward<A>(arguments)...);
+    }
+}
+
+} // namespace Kor::NboAttrLog::detail
