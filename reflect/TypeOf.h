@@ -146,7 +146,7 @@ constexpr AttributeSpec attributeSpec(AttributeId id) {
 /// The texts of T's own declaration. An heir without texts has none, and not those of its base.
 template <class T>
 consteval bool hasTexts() {
-    using Base = typename BaseType<T>::type;
+    using Base = BaseType<T>;
     if constexpr (!requires { T::korTexts; }) {
         return false;
     } else if constexpr (requires { Base::korTexts; }) {

@@ -63,10 +63,6 @@ namespace detail {
 template <class T>
 T readTextAt(String8::IteratorConst& it, String8::IteratorConst const& end);
 
-} // namespace detail
-
-namespace detail {
-
 template <class A>
 struct Slot {
     typename A::Type value = A::initial();
@@ -94,7 +90,8 @@ template <class... S>
 class Storage : Slot<S>... {
 public:
     constexpr Storage() = default;
-    constexpr explicit Storage(typename S::Type const&... values) : Slot<S>{values}... {}
+    constexpr explicit Storage(typename S::Type const&... values) requires(sizeof...(S) != 0)
+        : Slot<S>{values}... {}
 
     /// The first few; the rest have their defaults.
     template <class... V>
@@ -111,9 +108,11 @@ public:
         return static_cast<Slot<A> const&>(*this).value;
     }
 
-    constexpr bool equals(Storage const& other) const { return ((at<S>() == other.template at<S>()) && ...); }
+    constexpr bool equals([[maybe_unused]] Storage const& other) const {
+        return ((at<S>() == other.template at<S>()) && ...);
+    }
 
-    constexpr std::strong_ordering compare(Storage const& other) const {
+    constexpr std::strong_ordering compare([[maybe_unused]] Storage const& other) const {
         std::strong_ordering order = std::strong_ordering::equal;
         static_cast<void>((((order = at<S>() <=> other.template at<S>()) == 0) && ...));
         return order;
@@ -121,7 +120,7 @@ public:
 
     /// Calls `visit` with each stored attribute's value, in order.
     template <class Visit>
-    constexpr void each(Visit&& visit) const {
+    constexpr void each([[maybe_unused]] Visit&& visit) const {
         (visit(at<S>()), ...);
     }
 
@@ -133,15 +132,6 @@ private:
     }
 };
 
-/// A value of constants alone.
-template <>
-class Storage<> {
-public:
-    constexpr bool equals(Storage const&) const { return true; }
-    template <class Visit>
-    constexpr void each(Visit&&) const {}
-};
-
 template <class... S>
 Storage<S...> storageOf(AttributeList<S...>);
 template <class... A>
@@ -149,37 +139,16 @@ using StorageOf = decltype(storageOf(
     typename Joined<
         std::conditional_t<A::shape.role == Role::field, AttributeList<A>, AttributeList<>>...>::type()));
 
-/// The stored attribute of that name.
-template <class WordName, class... A>
-struct NamedAmong;
-
-template <class WordName, class First, class... Rest>
-struct NamedAmong<WordName, First, Rest...> : NamedAmong<WordName, Rest...> {};
-
-template <class First, class... Rest>
-requires(First::shape.role == Role::field) struct NamedAmong<typename First::Name, First, Rest...> {
-    using type = First;
-};
-
 /// Holds the storage and gives the constructors; a base of ValueOf, so that both packs are at hand.
 template <class Self, class S>
 class Stock;
-
-template <class Self>
-class Stock<Self, Storage<>> {
-public:
-    constexpr Stock() = default;
-    template <AttrLogReader In>
-    Stock(In*, StreamBogon) {}
-
-    static constexpr Storage<> storage(Stock const&) { return {}; }
-};
 
 template <class Self, class... S>
 class Stock<Self, Storage<S...>> {
 public:
     constexpr Stock() = default;
-    constexpr explicit(sizeof...(S) == 1) Stock(typename S::Type const&... values) : storage_(values...) {
+    constexpr explicit(sizeof...(S) == 1) Stock(typename S::Type const&... values) requires(sizeof...(S) != 0)
+        : storage_(values...) {
         made();
     }
 
@@ -190,7 +159,8 @@ public:
     }
 
     template <AttrLogReader In>
-    Stock(In* in, StreamBogon) : storage_{in->template next<typename S::Type>()...} { // braces: in order
+    Stock([[maybe_unused]] In* in, StreamBogon)
+        : storage_{in->template next<typename S::Type>()...} { // braces: in order
         if constexpr (requires { requires Self::korChecksWire; }) {
             made();
         }
@@ -200,7 +170,7 @@ public:
     static constexpr Storage<S...> const& storage(Stock const& value) { return value.storage_; }
 
 protected:
-    Storage<S...> storage_;
+    [[no_unique_address]] Storage<S...> storage_;
 
 private:
     constexpr void made() {
@@ -317,7 +287,10 @@ public:
 
 protected:
     template <class Attribute>
-    using WordOf = typename detail::NamedAmong<typename Attribute::Word, A...>::type;
+    using WordOf =
+        typename detail::AttributeAt<detail::placeOfFirst(
+                                         {std::is_same_v<typename A::Name, typename Attribute::Word>...}),
+                                     Attributes>::type;
 
     template <class Attribute>
     static constexpr auto maskOf() {
@@ -341,15 +314,6 @@ public:
     constexpr explicit DerivedValueOf(Base const& base) : Base(base) {}
     DerivedValueOf(String8::IteratorConst& it, String8::IteratorConst const& end)
         : Base(detail::readTextAt<Self>(it, end)) {}
-
-    template <class Attribute>
-    constexpr typename Attribute::Type get() const {
-        return Base::template get<Attribute>();
-    }
-    template <class Attribute>
-    constexpr void set(typename Attribute::Type const& value) {
-        Base::template set<Attribute>(value);
-    }
 };
 
 /// Gives a value `<`, `<=`, `>` and `>=`: by the stored attributes in declared order.

@@ -73,13 +73,13 @@ struct BoxTables {
 };
 template <class T>
 requires(requires { typename T::Attributes; } && !PatternEntity<T>) struct BoxTables<T> {
-    static constexpr BoxTable table = boxTable<T, typename BaseType<T>::type, 2 + 128 * levelOf<T>()>(
-        BoxTableOf<T, typename T::Attributes>::attributes);
+    static constexpr BoxTable table =
+        boxTable<T, BaseType<T>, 2 + 128 * levelOf<T>()>(BoxTableOf<T, typename T::Attributes>::attributes);
 };
 template <PatternEntity T>
 struct BoxTables<T> {
-    static constexpr BoxTable table = boxTable<T, typename BaseType<T>::type, T::firstAttributeId>(
-        BoxTableOf<T, typename T::Attributes>::attributes);
+    static constexpr BoxTable table =
+        boxTable<T, BaseType<T>, T::firstAttributeId>(BoxTableOf<T, typename T::Attributes>::attributes);
 };
 
 /// The attribute fwkKey.
@@ -95,8 +95,8 @@ template <class X>
 constexpr std::string_view constructorArgumentName() {
     if constexpr (hasKey<typename X::Attributes>) {
         return ChildKey<X>::Name::text;
-    } else if constexpr (PatternEntity<typename BaseType<X>::type>) {
-        return constructorArgumentName<typename BaseType<X>::type>();
+    } else if constexpr (PatternEntity<BaseType<X>>) {
+        return constructorArgumentName<BaseType<X>>();
     } else {
         return "name";
     }

@@ -192,7 +192,7 @@ bool GenericIf::read(AttributeId attribute, KorType const* keyType, void const* 
         return false;
     }
     auto const at = reachOwnFirst(*table_, place_, attribute);
-    if (at.attribute == nullptr || at.attribute->keyed == nullptr || at.attribute->keyed->read == nullptr ||
+    if (at.attribute == nullptr || at.attribute->keyed == nullptr ||
         !at.attribute->keyed->read(at.object, keyType, key, type, into)) {
         return false;
     }

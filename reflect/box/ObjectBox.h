@@ -89,13 +89,10 @@ void* objectAs(KorType const* type, T* object) {
     if (type == fwkTypeOf<T>()) {
         return object;
     }
-    using Below = typename BaseType<T>::type;
-    if constexpr (std::is_same_v<T, Entity>) {
-        return objectAs<PtrInterface>(type, object);
-    } else if constexpr (std::is_void_v<Below>) {
+    if constexpr (std::is_void_v<BaseType<T>>) {
         throwUnboxed(type);
     } else {
-        return objectAs<Below>(type, object);
+        return objectAs<BaseType<T>>(type, object);
     }
 }
 
@@ -281,8 +278,8 @@ private:
 /// The box of an heir that only overrides operations of its base: that of the base, which hears all that can
 /// change.
 template <detail::OverridingEntity X>
-class KOR_EXPORT BoxOf<X> final : public BoxOf<typename detail::BaseType<X>::type> {
-    using Base = BoxOf<typename detail::BaseType<X>::type>;
+class KOR_EXPORT BoxOf<X> final : public BoxOf<detail::BaseType<X>> {
+    using Base = BoxOf<detail::BaseType<X>>;
 
 public:
     using typename GenericIf::Key;

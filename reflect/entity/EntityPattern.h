@@ -66,10 +66,7 @@
         return Kor::makePtr<T>(std::move(argument));                                                         \
     }                                                                                                        \
     /** Without the argument: Kor::makePtr says what is lacking. */                                          \
-    template <class T = X>                                                                                   \
-    Kor::Ptr<T> factory() {                                                                                  \
-        return Kor::makePtr<T>();                                                                            \
-    }
+    KOR_PLAIN_FACTORY(factory, X)
 
 /// The same for a constructor without arguments.
 #define KOR_PLAIN_FACTORY(factory, X)                                                                        \
@@ -106,10 +103,18 @@ constexpr int derivationLevel() {
     }
 }
 
-/// What an entity class over `Base` takes if it has no attribute that its constructor sets.
-template <class Base>
-consteval auto baseArgument() {
-    if constexpr (requires { typename Base::ConstructorArgument; }) {
+template <class List>
+inline constexpr bool hasKey = false;
+template <class First, class... Rest>
+inline constexpr bool hasKey<AttributeList<First, Rest...>> =
+    First::shape.role == Role::key || First::shape.role == Role::field;
+
+/// What the constructor of an entity class over `Base` takes: void for nothing.
+template <class Base, class List>
+consteval auto argumentOf() {
+    if constexpr (hasKey<List>) {
+        return std::type_identity<typename AttributeAt<0, List>::type::Type>();
+    } else if constexpr (requires { typename Base::ConstructorArgument; }) {
         return std::type_identity<typename Base::ConstructorArgument>();
     } else if constexpr (std::derived_from<Base, Entity>) {
         return std::type_identity<Name>();
@@ -117,22 +122,6 @@ consteval auto baseArgument() {
         return std::type_identity<void>();
     }
 }
-template <class List>
-inline constexpr bool hasKey = false;
-template <class First, class... Rest>
-inline constexpr bool hasKey<AttributeList<First, Rest...>> =
-    First::shape.role == Role::key || First::shape.role == Role::field;
-
-template <class Base, class List>
-struct ArgumentOf {
-    using type = typename decltype(baseArgument<Base>())::type;
-};
-template <class Base, class First, class... Rest>
-requires hasKey<AttributeList<First, Rest...>>
-struct ArgumentOf<Base, AttributeList<First, Rest...>> {
-    using type = typename First::Type;
-};
-
 /// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for the map of a parent, and for its
 /// reactors.
 template <class Self>
@@ -147,10 +136,7 @@ template <class Self>
 struct NotListed {};
 /// An entity below another one has that one's.
 template <class Self, class Base>
-using ListedAt = std::conditional_t < requires {
-    typename Base::Attributes;
-}
-, NotListed<Self>, Listed < Self >> ;
+using ListedAt = std::conditional_t<Declared<Base>, NotListed<Self>, Listed<Self>>;
 
 /// Whether an entity travels on an attribute log. One that does not says so by a member `korHasAttrLog`.
 template <class Self>
@@ -261,18 +247,18 @@ public:
 
 private:
     using Below = typename detail::BaseOf<Self, Base, Attributes>::type;
-    using FirstForm = typename detail::FirstForm<Self, A...>::type;
     static constexpr bool keySets = detail::hasKey<Attributes>;
 
 public:
     /// The type of the attribute that the constructor sets, Kor::Name for the name, or void.
-    using ConstructorArgument = typename detail::ArgumentOf<Base, Attributes>::type;
+    using ConstructorArgument = typename decltype(detail::argumentOf<Base, Attributes>())::type;
 
     EntityOver() requires std::is_void_v<ConstructorArgument>
     = default;
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     requires(keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
-        : FirstForm(std::in_place, std::move(argument)) {}
+        : detail::Form<Self, typename detail::AttributeAt<0, AttributeList<A...>>::type>(
+              std::in_place, std::move(argument)) {}
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     requires(!keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
         : Below(std::move(argument)) {}
@@ -293,7 +279,7 @@ public:
 
     /// Children that came in while the entity was ending lose their parent, untold.
     ~EntityOver() override {
-        if constexpr (!requires { typename Base::Attributes; }) {
+        if constexpr (!detail::Declared<Base>) {
             NotifieeAccess::list(*this).deleteAll();
         }
         delAllChildren(Attributes());
