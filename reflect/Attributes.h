@@ -11,8 +11,7 @@
 /// (reflect/entity/Levels.h) or read. `Type` is the type that a reader gets, of an operation its result; a
 /// keyed attribute has a `Key`, and one whose key is in the value the name of it as `KeyName`.
 ///
-/// They exist at compile time alone. What their operations cost, raise and do stands in the two headers
-/// named.
+/// They exist at compile time alone. The two headers say what their operations cost, raise and do.
 
 #include "reflect/Names.h"
 #include "reflect/Shape.h"
@@ -62,7 +61,7 @@ template <std::size_t I, class... A>
 struct AttributeAt<I, AttributeList<A...>> : std::tuple_element<I, std::tuple<A...>> {};
 
 /// How many stand before the first that is true.
-consteval std::size_t placeOfFirst(std::initializer_list<bool> all) {
+constexpr std::size_t placeOfFirst(std::initializer_list<bool> all) {
     bool const* at = all.begin();
     while (at != all.end() && !*at) {
         ++at;
@@ -78,7 +77,8 @@ consteval std::size_t placeIn(AttributeList<Each...>) {
 /// Calls `visit.template operator()<A>()` for each attribute A of a list.
 template <class... A, class Visit>
 constexpr void forEach(AttributeList<A...>, Visit const& visit) {
-    (visit.template operator()<A>(), ...);
+    // As a list: g++ looks at each pair of the operands of a comma.
+    static_cast<void>(std::initializer_list<int>{(visit.template operator()<A>(), 0)...});
 }
 
 template <class... A>
@@ -96,6 +96,18 @@ template <ListClass List>
 struct ListOf<List> {
     using type = decltype(plainList(std::declval<List const&>()));
 };
+
+/// What a counted pointer points to; void of anything else.
+template <class T>
+struct PointedTo {
+    using type = void;
+};
+template <class T>
+struct PointedTo<Ptr<T>> {
+    using type = T;
+};
+template <class T>
+using Pointed = typename PointedTo<T>::type;
 
 template <class Signature>
 struct SignatureOf;
@@ -286,8 +298,8 @@ struct Queue : detail::Named<NameType, V> {
     static constexpr Shape shape{.role = Role::queue, .keyed = true, .settable = true};
 };
 
-/// The place of an attribute that the list does not have: its id belongs to none. A second one in a list is a
-/// struct that derives from it.
+/// The place of an attribute that the list lacks: its id belongs to none. A list's second one derives
+/// from it.
 struct FreeId {
     struct Name {
         static constexpr char const* text = nullptr;

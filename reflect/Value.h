@@ -20,11 +20,11 @@
 /// constructor takes the stored attributes in order; those left out have their default. A value is a plain
 /// copy without shared state, allocates nothing, and may be used on any thread that owns it.
 ///
-/// Setters: a view keeps the low bits of what it is given and cannot fail. Where a class declares a range, by
-/// a member `void korCheck() const` that throws, the constructor from attributes checks it, and a setter that
-/// changes nothing does nothing; otherwise it stores first and checks afterwards, so that a refused value
-/// stays stored when the exception leaves. What comes from an attribute log is checked where the class has a
-/// member `korChecksWire`, true. A class that does more to what it is made from says so in a member `void
+/// A view's setter keeps the low bits of what it is given and cannot fail. A class declares a range by a
+/// member `void korCheck() const` that throws: the constructor from attributes checks it, and a setter that
+/// changes nothing does nothing; otherwise it stores first, so that a refused value stays stored when the
+/// exception leaves. What comes from an attribute log is checked where the class has a member
+/// `korChecksWire`, true. A class that does more to what it is made from says so in a member `void
 /// korMake()`.
 
 #include "reflect/Attributes.h"
@@ -66,6 +66,8 @@ T readTextAt(String8::IteratorConst& it, String8::IteratorConst const& end);
 template <class A>
 struct Slot {
     typename A::Type value = A::initial();
+    friend constexpr bool operator==(Slot const&, Slot const&) = default;
+    friend constexpr auto operator<=>(Slot const&, Slot const&) = default;
 };
 
 /// Whether values of those types can be the first few of the attributes, but not all.
@@ -93,12 +95,6 @@ public:
     constexpr explicit Storage(typename S::Type const&... values) requires(sizeof...(S) != 0)
         : Slot<S>{values}... {}
 
-    /// The first few; the rest have their defaults.
-    template <class... V>
-    constexpr explicit Storage(std::in_place_t, V const&... values) {
-        assign(std::index_sequence_for<V...>(), values...);
-    }
-
     template <class A>
     constexpr typename A::Type& at() {
         return static_cast<Slot<A>&>(*this).value;
@@ -108,27 +104,13 @@ public:
         return static_cast<Slot<A> const&>(*this).value;
     }
 
-    constexpr bool equals([[maybe_unused]] Storage const& other) const {
-        return ((at<S>() == other.template at<S>()) && ...);
-    }
-
-    constexpr std::strong_ordering compare([[maybe_unused]] Storage const& other) const {
-        std::strong_ordering order = std::strong_ordering::equal;
-        static_cast<void>((((order = at<S>() <=> other.template at<S>()) == 0) && ...));
-        return order;
-    }
+    friend constexpr bool operator==(Storage const&, Storage const&) = default;
+    friend constexpr auto operator<=>(Storage const&, Storage const&) = default;
 
     /// Calls `visit` with each stored attribute's value, in order.
     template <class Visit>
     constexpr void each([[maybe_unused]] Visit&& visit) const {
         (visit(at<S>()), ...);
-    }
-
-private:
-    template <std::size_t... I, class... V>
-    constexpr void assign(std::index_sequence<I...>, V const&... values) {
-        using All = std::tuple<S...>;
-        ((at<std::tuple_element_t<I, All>>() = typename std::tuple_element_t<I, All>::Type(values)), ...);
     }
 };
 
@@ -152,9 +134,14 @@ public:
         made();
     }
 
+    /// Of the first few; the rest have their defaults.
     template <class... V>
     requires FirstOf<AttributeList<S...>, V...>
-    constexpr explicit(sizeof...(V) == 1) Stock(V const&... values) : storage_(std::in_place, values...) {
+    constexpr explicit(sizeof...(V) == 1) Stock(V const&... values) {
+        [&]<std::size_t... I>(std::index_sequence<I...>) {
+            ((storage_.template at<At<I>>() = typename At<I>::Type(values)), ...);
+        }
+        (std::index_sequence_for<V...>());
         made();
     }
 
@@ -173,6 +160,9 @@ protected:
     [[no_unique_address]] Storage<S...> storage_;
 
 private:
+    template <std::size_t I>
+    using At = typename AttributeAt<I, AttributeList<S...>>::type;
+
     constexpr void made() {
         if constexpr (requires(Self & self) { self.korMake(); }) {
             static_cast<Self&>(*this).korMake();
@@ -205,11 +195,6 @@ consteval auto accessors() {
 }
 template <class Self, class A>
 using Accessors = typename decltype(accessors<Self, A>())::type;
-
-template <class A, class W>
-constexpr W viewMask() {
-    return static_cast<W>((~U64{0} >> (64 - A::width)) << A::first);
-}
 
 /// Folds one stored attribute into a running hash: an integer as its bytes, a value that says how it goes in
 /// by `foldInto`, any other as its own finished hash.
@@ -248,7 +233,7 @@ public:
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
 
     friend constexpr bool operator==(Self const& a, Self const& b) {
-        return StockType::storage(a).equals(StockType::storage(b));
+        return StockType::storage(a) == StockType::storage(b);
     }
 
     /// The value of an attribute of the list. This and `set` are what the accessors forward to.
@@ -294,7 +279,8 @@ protected:
 
     template <class Attribute>
     static constexpr auto maskOf() {
-        return detail::viewMask<Attribute, typename WordOf<Attribute>::Type>();
+        return static_cast<typename WordOf<Attribute>::Type>((~U64{0} >> (64 - Attribute::width))
+                                                             << Attribute::first);
     }
 };
 
@@ -320,7 +306,7 @@ public:
 template <class Self>
 struct Ordered {
     friend constexpr std::strong_ordering operator<=>(Self const& a, Self const& b) {
-        return Self::storage(a).compare(Self::storage(b));
+        return Self::storage(a) <=> Self::storage(b);
     }
 };
 

@@ -8,6 +8,8 @@
 #include "reflect/box/GenericIf.h"
 
 #include <span>
+#include <string>
+#include <string_view>
 #include <tuple>
 
 namespace Kor::detail {
@@ -16,17 +18,17 @@ namespace Kor::detail {
 class KOR_EXPORT ArgumentReader {
 public:
     /// Raises when there is no list. `what` takes the arguments.
-    ArgumentReader(GenericIf const* arguments, char const* what);
+    ArgumentReader(GenericIf const* arguments, std::string_view what);
 
     bool empty() const noexcept { return list_.head() == nullptr; }
     /// The next one; raises when it is missing or null.
-    GenericIf const& next(char const* name);
+    GenericIf const& next(std::string_view name);
     template <class T>
-    T next(char const* name) {
+    T next(std::string_view name) {
         T argument = unbox<T>(next(name));
         if constexpr (std::is_pointer_v<T>) {
             if (argument == nullptr) {
-                GenericIf::throwTypeException(name);
+                GenericIf::throwTypeException(std::string(name).c_str());
             }
         }
         return argument;
@@ -37,7 +39,7 @@ public:
 private:
     GenericIf::List list_;
     Ptr<GenericIf> current_;
-    char const* what_;
+    std::string_view what_;
 };
 
 struct KeyedAccess;
@@ -85,12 +87,13 @@ struct BoxAttribute {
     bool (*write)(void* object, KorType const* type, void const* value) = nullptr;
 };
 
-/// The attributes of a class by id, from `first` on, and those of its base.
+/// The attributes of a class by id, from `first` on, those of its base, and the attribute fwkKey.
 struct BoxTable {
     AttributeId first;
     std::span<BoxAttribute const> attributes;
     BoxTable const* base = nullptr;
     void* (*toBase)(void* object) = nullptr;
+    BoxAttribute const* key = nullptr;
 };
 
 /// An attribute, and the object as its class has it. Null where there is none.
@@ -98,11 +101,10 @@ struct Reached {
     BoxAttribute const* attribute = nullptr;
     void* object = nullptr;
 };
-KOR_EXPORT Reached reach(BoxTable const& table, void* object, AttributeId id) noexcept;
 
 /// Does an operation on an attribute. `entity` counts what it hands out; null for other objects and values.
-KOR_EXPORT Ptr<GenericIf> attributeOp(Reached at, bool isConst, Entity const* entity, GenericIf::OpId op,
-                                      GenericIf::Key const& key, Ptr<GenericIf> const& value);
+Ptr<GenericIf> attributeOp(Reached at, bool isConst, Entity const* entity, GenericIf::OpId op,
+                           GenericIf::Key const& key, Ptr<GenericIf> const& value);
 /// Raises for a null key, with the name that it has for the operation.
 KOR_EXPORT GenericIf const& needKey(GenericIf::Key const& key, char const* name);
 /// The short name of the type that was expected is the word.

@@ -15,8 +15,7 @@
 ///     config->reqCountInc(entry, 1);
 ///     for (auto const& each : config->reqCountMap()) { use(each.fwkKey(), each.value); }
 ///
-/// A class that other programs and tools are to meet by name is also listed in a module
-/// (reflect/TypeModule.h).
+/// A class that tools are to meet by name is also listed in a module (reflect/TypeModule.h).
 ///
 /// The kinds of attributes, for an attribute `x` with the capital form `X`, value type T and key type K:
 ///
@@ -35,15 +34,14 @@
 ///     FreeId          no attribute: an id that stays free
 ///
 /// The map operations: xDel(K) and xDel(iterator), which return what was there, xDelAll(), xNotify(K), and
-/// for a walk xMap() and xIterator(). An absent key is no error: reads and deletes answer with T's default or
-/// a null pointer.
+/// for a walk xMap() and xIterator(). An absent key is no error: it reads as T's default or a null pointer.
 ///
-/// Rules of change. A write that changes nothing does nothing. Otherwise the change is stored, the version
-/// rises by one, and then the reactors are told with the key, on the caller's stack (runtime/Notification.h).
-/// Two exceptions: xIs(K) of an entity map raises the version for a present child too, without telling
-/// anybody; xInc and xDec tell, but never touch the version, and count modulo 2 to the 32nd. A count that
-/// reaches 0 stays in the map: xDel ends it. newX inserts and does nothing else; its key must not be present.
-/// An exception of a reactor's handler never gets here.
+/// A write that changes nothing does nothing. Otherwise the change is stored, the version rises by one, and
+/// then the reactors are told with the key, on the caller's stack (runtime/Notification.h). Two exceptions:
+/// xIs(K) of an entity map raises the version for a present child too, and tells nobody; xInc and xDec tell,
+/// never touch the version, and count modulo 2 to the 32nd. A count that reaches 0 stays in the map: xDel
+/// ends it. newX inserts and does nothing else; its key must not be present. Handlers' exceptions never get
+/// here.
 ///
 /// Cost. A map operation is one hash, one bucket, one short chain; without reactors a change costs one test
 /// more. An insertion allocates its member, nothing else allocates. One thread at a time.
@@ -53,13 +51,10 @@
 #include "reflect/Value.h"
 #include "reflect/entity/Reactors.h"
 
-#include <initializer_list>
-
 // NOLINTBEGIN(bugprone-macro-parentheses): X is a type, not an expression
 
-/// The factory of an entity: makes one with the constructor's argument. It registers nothing, sets no parent
-/// and inserts the entity nowhere. A template, so that a program compiles the entities that it makes, and no
-/// others.
+/// The factory of an entity: makes one with the constructor's argument, and registers it nowhere, sets
+/// no parent. A template, so that a program compiles only the entities that it makes.
 #define KOR_FACTORY(factory, X, ...)                                                                         \
     template <class T = X>                                                                                   \
     Kor::Ptr<T> factory(__VA_ARGS__ argument) {                                                              \
@@ -122,7 +117,8 @@ consteval auto argumentOf() {
         return std::type_identity<void>();
     }
 }
-/// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for the map of a parent, and for its
+
+/// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for a parent's map and its
 /// reactors.
 template <class Self>
 class Listed {
@@ -148,8 +144,7 @@ inline constexpr bool hasAttrLog = [] {
     }
 }();
 
-/// What an entity class adds to the virtual operations of its base: it knows its own attributes, and travels
-/// on an attribute log.
+/// What an entity class adds to its base: it knows its own attributes, and travels on an attribute log.
 template <class Self, class Base>
 class EntityPart : public Base {
     using Adapter = Entity::KorNboAttrLogSa;
@@ -282,26 +277,13 @@ public:
         if constexpr (!detail::Declared<Base>) {
             NotifieeAccess::list(*this).deleteAll();
         }
-        delAllChildren(Attributes());
+        delAllChildren();
     }
 
     /// The id of the attribute of that name; the list, or a base's, must have it.
     template <class NameType>
     static constexpr AttributeId attributeIdOf() {
-        if constexpr (declares<NameType>(Attributes())) {
-            return []<class... Each>(AttributeList<Each...>) {
-                // Arrays: g++ takes minutes for a long chain of || whose operands have effects.
-                constexpr bool isNamed[] = {isNewAs<Each, NameType>...};
-                constexpr bool hasId[] = {isNew<Each>...};
-                AttributeId id = firstAttributeId;
-                for (std::size_t place = 0; !isNamed[place]; ++place) {
-                    id += hasId[place];
-                }
-                return id;
-            }(Attributes());
-        } else {
-            return Base::template attributeIdOf<NameType>();
-        }
+        return idIn<NameType>(Attributes());
     }
 
     /// The name of an own attribute; null for any other id.
@@ -340,7 +322,7 @@ protected:
 
     /// Lets the children go, those of the base's maps as well.
     void korChildrenDel() {
-        delAllChildren(Attributes());
+        delAllChildren();
         if constexpr (requires { this->Base::korChildrenDel(); }) {
             Base::korChildrenDel();
         }
@@ -353,20 +335,26 @@ private:
     static constexpr bool isNewAs = std::is_same_v<typename Attribute::Name, NameType>&& isNew<Attribute>;
 
     template <class NameType, class... Each>
-    static consteval bool declares(AttributeList<Each...>) {
-        return (isNewAs<Each, NameType> || ...);
+    static constexpr AttributeId idIn(AttributeList<Each...>) {
+        constexpr std::size_t place = detail::placeOfFirst({isNewAs<Each, NameType>...});
+        if constexpr (place == sizeof...(Each)) {
+            return Base::template attributeIdOf<NameType>();
+        } else {
+            constexpr bool hasId[] = {isNew<Each>...}; // an array: g++ takes minutes for long chains
+            AttributeId id = firstAttributeId;
+            for (std::size_t i = 0; i < place; ++i) {
+                id += hasId[i];
+            }
+            return id;
+        }
     }
 
-    template <class... Each>
-    void delAllChildren(AttributeList<Each...>) {
-        // As a list: g++ looks at each pair of the operands of a comma.
-        static_cast<void>(std::initializer_list<int>{(delAllChildrenOf<Each>(), 0)...});
-    }
-    template <class Attribute>
-    void delAllChildrenOf() {
-        if constexpr (Attribute::shape.child) {
-            Attribute::Name::delAll(*this);
-        }
+    void delAllChildren() {
+        detail::forEach(Attributes(), [this]<class Attribute>() {
+            if constexpr (Attribute::shape.child) {
+                Attribute::Name::delAll(*this);
+            }
+        });
     }
 };
 

@@ -1,9 +1,8 @@
 #pragma once
 
-/// What an entity has for each of its attributes: the storage, and the order of effects of each change. A
-/// level is chosen by the attribute's shape; the name's form on top of it (reflect/Names.h) gives the
-/// operations their names. The levels of an entity stand side by side, in the order of its list, and know it
-/// by `Self`.
+/// What an entity has for each attribute: the storage, and the order of effects of each change. A level
+/// is chosen by the shape; the name's form on it (reflect/Names.h) gives the operations their names. The
+/// levels of an entity `Self` stand side by side, in the order of its list.
 
 #include "reflect/Attributes.h"
 #include "runtime/Entity.h"

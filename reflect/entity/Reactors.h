@@ -17,6 +17,7 @@
 /// The hooks of an attribute `x` are onX() or, with a key, onX(key). They are called on the stack of the
 /// change, when it is stored (runtime/Notification.h).
 
+#include "reflect/FwkType.h"
 #include "reflect/entity/Levels.h"
 
 namespace Kor {
