@@ -24,7 +24,7 @@ AttrLogType const* AttrLogType::named(std::string_view typeName) {
     return at != known().end() ? at->second : nullptr;
 }
 
-AttrLogType::Load::Load(std::string_view typeName, AttrLogType const& type) {
+void AttrLogType::add(std::string_view typeName, AttrLogType const& type) {
     known().try_emplace(typeName, &type);
 }
 

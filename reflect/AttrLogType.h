@@ -5,8 +5,7 @@
 ///
 ///     static Kor::AttrLogTypes<MyTypes> const attrLogAtLoad;            // attrlog/adapter/AttrLogTypes.h
 ///
-/// Known from load on; nothing here makes a type object before its time. Loading is on one thread; asking is
-/// safe on any from then on.
+/// Known from load on, which is on one thread; no type object is made early. Asking is safe on any.
 
 #include "runtime/Entity.h"
 
@@ -31,8 +30,7 @@ struct AttrLogRecordText {
 struct AttrLogType {
     /// A new entity whose key or name is read from the record.
     Ptr<Entity> (*newEntity)(NboAttrLog::In& in);
-    /// The adapter of the entity, which is of this class, towards the stream: found, with its flags replaced,
-    /// or made.
+    /// The adapter of the entity, of this class, to the stream: made, or found and given the flags.
     Ptr<Entity::KorNboAttrLogSa> (*streamAdapterIs)(Entity& entity, Entity::Kor_BitSet flags, unsigned int id,
                                                     Ptr<NboAttrLog::Out> const& out, PtrInterface* context);
 
@@ -48,10 +46,8 @@ struct AttrLogType {
     /// The attribute log of the class of that full name; null if it has none.
     KOR_EXPORT static AttrLogType const* named(std::string_view typeName);
 
-    class KOR_EXPORT Load {
-    public:
-        Load(std::string_view typeName, AttrLogType const& type);
-    };
+    /// Makes it known under that name, unless one is.
+    KOR_EXPORT static void add(std::string_view typeName, AttrLogType const& type);
 };
 
 } // namespace Kor

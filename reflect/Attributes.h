@@ -11,18 +11,18 @@
 /// (reflect/entity/Levels.h) or read. `Type` is the type that a reader gets, of an operation its result; a
 /// keyed attribute has a `Key`, and one whose key is in the value the name of it as `KeyName`.
 ///
-/// They exist at compile time alone. What their operations cost, raise and do stands in the two headers
-/// named.
+/// They exist at compile time alone. The two headers say what their operations cost, raise and do.
 
 #include "reflect/Names.h"
 #include "reflect/Shape.h"
 #include "reflect/Texts.h"
 #include "runtime/Ptr.h"
 
-#include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 
 namespace Kor {
 
@@ -60,37 +60,54 @@ struct AttributeAt;
 template <std::size_t I, class... A>
 struct AttributeAt<I, AttributeList<A...>> : std::tuple_element<I, std::tuple<A...>> {};
 
+/// How many stand before the first that is true.
+constexpr std::size_t placeOfFirst(std::initializer_list<bool> all) {
+    bool const* at = all.begin();
+    while (at != all.end() && !*at) {
+        ++at;
+    }
+    return static_cast<std::size_t>(at - all.begin());
+}
 /// Where an attribute stands in a list.
 template <class A, class... Each>
 consteval std::size_t placeIn(AttributeList<Each...>) {
-    constexpr bool is[] = {std::is_same_v<A, Each>..., true};
-    std::size_t place = 0;
-    while (!is[place]) {
-        ++place;
-    }
-    return place;
+    return placeOfFirst({std::is_same_v<A, Each>...});
 }
 
 /// Calls `visit.template operator()<A>()` for each attribute A of a list.
 template <class... A, class Visit>
 constexpr void forEach(AttributeList<A...>, Visit const& visit) {
-    (visit.template operator()<A>(), ...);
+    // As a list: g++ looks at each pair of the operands of a comma.
+    static_cast<void>(std::initializer_list<int>{(visit.template operator()<A>(), 0)...});
 }
 
 template <class... A>
 AttributeList<A...> plainList(AttributeList<A...> const&);
+template <class T>
+concept ListClass = requires(T const& list) {
+    plainList(list);
+};
 /// The attributes of a list, given one by one or as one class that derives from their list.
 template <class... A>
 struct ListOf {
     using type = AttributeList<A...>;
 };
-template <class List>
-requires requires(List const& list) {
-    plainList(list);
-}
+template <ListClass List>
 struct ListOf<List> {
     using type = decltype(plainList(std::declval<List const&>()));
 };
+
+/// What a counted pointer points to; void of anything else.
+template <class T>
+struct PointedTo {
+    using type = void;
+};
+template <class T>
+struct PointedTo<Ptr<T>> {
+    using type = T;
+};
+template <class T>
+using Pointed = typename PointedTo<T>::type;
 
 template <class Signature>
 struct SignatureOf;
@@ -104,15 +121,21 @@ struct SignatureOf<R(A...)> {
 template <class C>
 using ChildKey = typename AttributeAt<0, typename C::Attributes>::type;
 
+/// `Value` is what is stored.
+template <class NameType, class T, class V = T>
+struct Named {
+    using Name = NameType;
+    using Type = T;
+    using Value = V;
+};
+
 } // namespace detail
 
 // Of values
 
 /// Stored, set by the constructor alone. `Initial` is the default, if it is not that of the type.
 template <class NameType, class T, auto... Initial>
-struct Stored {
-    using Name = NameType;
-    using Type = T;
+struct Stored : detail::Named<NameType, T> {
     static constexpr Shape shape{.role = Role::field};
     static constexpr T initial() { return T(Initial...); }
 };
@@ -125,32 +148,26 @@ struct Settable : Stored<NameType, T, Initial...> {
 
 /// Bits First to Last of a stored word, for reading and writing.
 template <class NameType, class T, class WordName, unsigned First, unsigned Last>
-struct View {
-    using Name = NameType;
-    using Type = T;
+struct View : detail::Named<NameType, T> {
     using Word = WordName;
     static constexpr Shape shape{.role = Role::view, .settable = true};
     static constexpr unsigned first = First;
     static constexpr unsigned width = Last - First + 1;
     static_assert(First <= Last && Last < 64);
-    static_assert(std::is_enum_v<T> || std::is_same_v<T, bool> ? true : width <= 8 * sizeof(T),
+    static_assert(std::is_enum_v<T> || std::is_same_v<T, bool> || width <= 8 * sizeof(T),
                   "the type of a view must hold its bits");
 };
 
 /// A constant of the class.
-template <class NameType, class T, T Value>
-struct Constant {
-    using Name = NameType;
-    using Type = T;
+template <class NameType, class T, T Given>
+struct Constant : detail::Named<NameType, T> {
     static constexpr Shape shape{.role = Role::constant};
-    static constexpr T value = Value;
+    static constexpr T value = Given;
 };
 
 /// Read like an attribute, by a function that the class defines by hand.
 template <class NameType, class T>
-struct Computed {
-    using Name = NameType;
-    using Type = T;
+struct Computed : detail::Named<NameType, T> {
     static constexpr Shape shape{.role = Role::computed};
 };
 
@@ -158,25 +175,19 @@ struct Computed {
 
 /// One argument of an operation.
 template <class NameType, class T>
-struct Arg {
-    using Name = NameType;
-    using Type = T;
-};
+struct Arg : detail::Named<NameType, T> {};
 
 /// An operation that the class defines by hand and that is reached by its name. The signature names each
 /// argument: `Operation<name::acFormat, OutAcFormat(Arg<name::isAc0, bool>)>`.
-template <class NameType, class S>
-struct Operation {
-    using Name = NameType;
-    using Signature = S;
-    using Type = typename detail::SignatureOf<S>::Result;
-    using Arguments = typename detail::SignatureOf<S>::Arguments;
+template <class NameType, class Signature>
+struct Operation : detail::Named<NameType, typename detail::SignatureOf<Signature>::Result> {
+    using Arguments = typename detail::SignatureOf<Signature>::Arguments;
     static constexpr Shape shape{.role = Role::operation};
 };
 
 /// An operation of the class, called without an object.
-template <class NameType, class S>
-struct ClassOperation : Operation<NameType, S> {
+template <class NameType, class Signature>
+struct ClassOperation : Operation<NameType, Signature> {
     static constexpr Shape shape{.role = Role::classOperation};
 };
 
@@ -184,23 +195,17 @@ struct ClassOperation : Operation<NameType, S> {
 
 /// Set by the constructor; under it the map of a parent knows the entity. Stands first.
 template <class NameType, class T>
-struct KeyAttribute {
-    using Name = NameType;
-    using Type = T;
+struct KeyAttribute : detail::Named<NameType, T> {
     static constexpr Shape shape{.role = Role::key};
 };
 
 /// The same without being a key.
 template <class NameType, class T>
-struct FixedAttribute {
-    using Name = NameType;
-    using Type = T;
-    static constexpr Shape shape{.role = Role::field};
-};
+using FixedAttribute = Stored<NameType, T>;
 
 /// An operation that heirs override, and that they list as an Override.
-template <class NameType, class S>
-struct VirtualOperation : Operation<NameType, S> {
+template <class NameType, class Signature>
+struct VirtualOperation : Operation<NameType, Signature> {
     static constexpr Shape shape{.role = Role::operation, .isVirtual = true};
 };
 
@@ -216,37 +221,27 @@ template <class NameType>
 inline constexpr bool isOverride<Override<NameType>> = true;
 
 template <class NameType, class T, auto... Initial>
-struct Singleton {
-    using Name = NameType;
-    using Type = T;
-    using Value = T;
+struct Singleton : Stored<NameType, T, Initial...> {
     static constexpr Shape shape{.role = Role::singleton, .settable = true, .travels = true};
-    static T initial() { return T(Initial...); }
 };
 
 /// With a setter that heirs may override.
 template <class NameType, class T, auto... Initial>
-struct VirtualSingleton : Singleton<NameType, T, Initial...> {
+struct VirtualSingleton : Stored<NameType, T, Initial...> {
     static constexpr Shape shape{
         .role = Role::singleton, .settable = true, .isVirtual = true, .travels = true};
 };
 
 /// Refers to an object that the entity does not make. Read through a const entity it is const.
 template <class NameType, class T>
-struct SingletonReference {
-    using Name = NameType;
-    using Type = T;
-    using Value = Ptr<T>;
+struct SingletonReference : detail::Named<NameType, T, Ptr<T>> {
     static constexpr Shape shape{.role = Role::singleton, .reference = true, .settable = true};
-    static Value initial() { return {}; }
+    static Ptr<T> initial() { return {}; }
 };
 
 template <class NameType, class K, class V>
-struct ValueMap {
-    using Name = NameType;
-    using Type = V;
+struct ValueMap : detail::Named<NameType, V> {
     using Key = K;
-    using Value = V;
     static constexpr Shape shape{.role = Role::map, .keyed = true, .settable = true, .travels = true};
 };
 
@@ -268,24 +263,18 @@ struct CountedMap : ValueMap<NameType, K, V> {
 
 /// The key is the attribute `KeyNameType` of the value.
 template <class NameType, class V, class KeyNameType>
-struct KeyedMap {
-    using Name = NameType;
-    using Type = V;
+struct KeyedMap : detail::Named<NameType, V> {
     using KeyName = KeyNameType;
     using Key = std::remove_cvref_t<decltype(KeyName::call(std::declval<V const&>()))>;
-    using Value = V;
     static constexpr Shape shape{
         .role = Role::map, .keyed = true, .keyInside = true, .settable = true, .travels = true};
 };
 
 /// The members are children, made here; the key is the key attribute of the child.
 template <class NameType, class C>
-struct EntityMap {
-    using Name = NameType;
-    using Type = C;
+struct EntityMap : detail::Named<NameType, C, Ptr<C>> {
     using KeyName = typename detail::ChildKey<C>::Name;
     using Key = typename detail::ChildKey<C>::Type;
-    using Value = Ptr<C>;
     static constexpr Shape shape{.role = Role::map,
                                  .keyed = true,
                                  .keyInside = true,
@@ -296,27 +285,21 @@ struct EntityMap {
 
 /// The members are entities that somebody else has made.
 template <class NameType, class K, class T>
-struct ReferenceMap {
-    using Name = NameType;
-    using Type = T;
+struct ReferenceMap : detail::Named<NameType, T, Ptr<T>> {
     using Key = K;
-    using Value = Ptr<T>;
     static constexpr Shape shape{
         .role = Role::map, .keyed = true, .reference = true, .settable = true, .travels = true};
 };
 
 /// Members in order, each under a number that never changes.
 template <class NameType, class V>
-struct Queue {
-    using Name = NameType;
-    using Type = V;
+struct Queue : detail::Named<NameType, V> {
     using Key = U32;
-    using Value = V;
     static constexpr Shape shape{.role = Role::queue, .keyed = true, .settable = true};
 };
 
-/// The place of an attribute that the list does not have: its id belongs to none. A second one in a list is a
-/// struct that derives from it.
+/// The place of an attribute that the list lacks: its id belongs to none. A list's second one derives
+/// from it.
 struct FreeId {
     struct Name {
         static constexpr char const* text = nullptr;

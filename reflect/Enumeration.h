@@ -55,24 +55,13 @@ constexpr std::string_view enumeratorAt() {
     return name.front() == '(' ? std::string_view() : shortName(name);
 }
 
-template <class E>
-constexpr auto enumeratorsOf() {
-    constexpr auto names = []<U32... N>(std::integer_sequence<U32, N...>) {
-        return std::array{enumeratorAt<E, N>()...};
-    }
-    (std::make_integer_sequence<U32, enumeratorBound>());
-    constexpr std::size_t count = [&] {
-        std::size_t found = 0;
-        for (auto const& name : names) {
-            found += !name.empty();
-        }
-        return found;
-    }();
-    std::array<Enumerator, count> all{};
+template <class E, U32... N>
+constexpr auto enumeratorsOf(std::integer_sequence<U32, N...>) {
+    std::array<Enumerator, (std::size_t{0} + ... + !enumeratorAt<E, N>().empty())> all{};
     std::size_t next = 0;
-    for (U32 number = 0; number < enumeratorBound; ++number) {
-        if (!names[number].empty()) {
-            all[next++] = {number, names[number]};
+    for (Enumerator const each : {Enumerator{N, enumeratorAt<E, N>()}...}) {
+        if (!each.name.empty()) {
+            all[next++] = each;
         }
     }
     return all;
@@ -82,19 +71,20 @@ constexpr auto enumeratorsOf() {
 
 /// The enumerators of E by rising number, which is the order of their declaration.
 template <class E>
-inline constexpr auto enumerators = detail::enumeratorsOf<E>();
+inline constexpr auto
+    enumerators = detail::enumeratorsOf<E>(std::make_integer_sequence<U32, detail::enumeratorBound>());
 
-/// Whether E has an enumerator of that number. One look at a table of bits.
+/// Whether E has an enumerator of that number. One look at a word of bits.
 template <class E>
 constexpr bool isEnumerator(U32 number) noexcept {
-    constexpr auto table = [] {
-        std::array<U64, enumerators<E>.back().number / 64 + 1> bits{};
+    constexpr U32 bits = [] {
+        U32 all = 0;
         for (Enumerator const& each : enumerators<E>) {
-            bits[each.number / 64] |= U64{1} << each.number % 64;
+            all |= U32{1} << each.number;
         }
-        return bits;
+        return all;
     }();
-    return number / 64 < table.size() && (table[number / 64] >> number % 64 & 1) != 0;
+    return number < detail::enumeratorBound && (bits >> number & 1) != 0;
 }
 
 /// The name of the enumerator, or `word(number)` for a number that is none. Never fails.
@@ -134,29 +124,11 @@ E enumeratorOfName(std::string_view name, char const* word) {
 /// bare name; a number that is no enumerator prints as `LifType(99)`.
 #define KOR_ENUMERATION(E, ...)                                                                              \
     using Kor::valueToStrep;                                                                                 \
-    KOR_EXPORT E E##Instance(unsigned int number);                                                           \
-    KOR_EXPORT E E##Instance(Kor::String8 const& name);                                                      \
-    KOR_EXPORT Kor::String8 stringValue(E value);                                                            \
     KOR_EXPORT std::ostream& operator<<(std::ostream& stream, E value);                                      \
-    using E##_GenericIf_ = Kor::BoxOf<E>;                                                                    \
-    using E##__Type = Kor::TypeOf<E>;                                                                        \
-    inline Kor::KorType* _fwkType_##E() {                                                                    \
-        return Kor::fwkTypeOf<E>();                                                                          \
-    }                                                                                                        \
-    consteval auto korTextsOf(std::type_identity<E>) {                                                       \
-        return Kor::texts(__VA_ARGS__);                                                                      \
-    }
+    KOR_ENUMERATION_PARTS(E, KOR_EXPORT, inline, , __VA_ARGS__)
 
 #define KOR_ENUMERATION_BODY(E)                                                                              \
-    E E##Instance(unsigned int number) {                                                                     \
-        return Kor::enumeratorOfNumber<E>(number, #E);                                                       \
-    }                                                                                                        \
-    E E##Instance(Kor::String8 const& name) {                                                                \
-        return Kor::enumeratorOfName<E>(name.view(), #E);                                                    \
-    }                                                                                                        \
-    Kor::String8 stringValue(E value) {                                                                      \
-        return Kor::String8(Kor::enumeratorText(value, #E));                                                 \
-    }                                                                                                        \
+    KOR_ENUMERATION_BODIES(E, , #E)                                                                          \
     std::ostream& operator<<(std::ostream& stream, E value) {                                                \
         return stream << Kor::enumeratorText(value, #E);                                                     \
     }
@@ -164,31 +136,36 @@ E enumeratorOfName(std::string_view name, char const* word) {
 /// The same within a class: the operations are static, but for the streaming. A wrong number is reported with
 /// the outer class's name, a wrong name without.
 #define KOR_NESTED_ENUMERATION(E, ...)                                                                       \
-    static E E##Instance(unsigned int number);                                                               \
-    static E E##Instance(Kor::String8 const& name);                                                          \
-    static Kor::String8 stringValue(E value);                                                                \
+    KOR_ENUMERATION_PARTS(E, static, static, friend, __VA_ARGS__)                                            \
     friend Kor::String8 nestedStringValue(E value) {                                                         \
         return stringValue(value);                                                                           \
     }                                                                                                        \
     friend std::ostream& operator<<(std::ostream& stream, E value) {                                         \
         return stream << stringValue(value).view();                                                          \
-    }                                                                                                        \
-    using E##_GenericIf_ = Kor::BoxOf<E>;                                                                    \
-    using E##__Type = Kor::TypeOf<E>;                                                                        \
-    static Kor::KorType* _fwkType_##E() {                                                                    \
-        return Kor::fwkTypeOf<E>();                                                                          \
-    }                                                                                                        \
-    friend consteval auto korTextsOf(std::type_identity<E>) {                                                \
-        return Kor::texts(__VA_ARGS__);                                                                      \
     }
 
-#define KOR_NESTED_ENUMERATION_BODY(Outer, E)                                                                \
-    Outer::E Outer::E##Instance(unsigned int number) {                                                       \
-        return Kor::enumeratorOfNumber<Outer::E>(number, #Outer "::" #E);                                    \
+#define KOR_NESTED_ENUMERATION_BODY(Outer, E) KOR_ENUMERATION_BODIES(E, Outer::, #Outer "::" #E)
+
+/// What both declare, and define.
+#define KOR_ENUMERATION_PARTS(E, declared, defined, beside, ...)                                             \
+    declared E E##Instance(unsigned int number);                                                             \
+    declared E E##Instance(Kor::String8 const& name);                                                        \
+    declared Kor::String8 stringValue(E value);                                                              \
+    using E##_GenericIf_ = Kor::BoxOf<E>;                                                                    \
+    using E##__Type = Kor::TypeOf<E>;                                                                        \
+    defined Kor::KorType* _fwkType_##E() {                                                                   \
+        return Kor::fwkTypeOf<E>();                                                                          \
     }                                                                                                        \
-    Outer::E Outer::E##Instance(Kor::String8 const& name) {                                                  \
-        return Kor::enumeratorOfName<Outer::E>(name.view(), #E);                                             \
+    beside consteval auto korTextsOf(std::type_identity<E>) {                                                \
+        return Kor::texts(__VA_ARGS__);                                                                      \
+    }
+#define KOR_ENUMERATION_BODIES(E, Outer, word)                                                               \
+    Outer E Outer E##Instance(unsigned int number) {                                                         \
+        return Kor::enumeratorOfNumber<Outer E>(number, word);                                               \
     }                                                                                                        \
-    Kor::String8 Outer::stringValue(Outer::E value) {                                                        \
-        return Kor::String8(Kor::enumeratorText(value, #Outer "::" #E));                                     \
+    Outer E Outer E##Instance(Kor::String8 const& name) {                                                    \
+        return Kor::enumeratorOfName<Outer E>(name.view(), #E);                                              \
+    }                                                                                                        \
+    Kor::String8 Outer stringValue(Outer E value) {                                                          \
+        return Kor::String8(Kor::enumeratorText(value, word));                                               \
     }

@@ -46,21 +46,15 @@ constexpr std::string_view entityTexts[] = {
 
 template <>
 struct detail::SpecOf<Entity> {
-    static constexpr TypeSpec spec{sizeof(Entity),  {.isEntity = true, .hasGenericIfSupport = true},
-                                   entityArguments, entityAttributes,
-                                   entityTexts,     "runtime/Entity.h"};
+    static constexpr auto& attributes = entityAttributes;
+    static constexpr auto& arguments = entityArguments;
 };
 
 template <>
-struct detail::SpecOf<PtrInterface> {
-    static constexpr TypeSpec spec{sizeof(PtrInterface), {.hasGenericIfSupport = true}, {}, {}};
+struct detail::TextsOf<Entity> {
+    static constexpr auto& all = entityTexts;
+    static constexpr std::string_view header = "runtime/Entity.h";
 };
-
-// A type object is told of, but not boxed: it is made with its type alone.
-template <>
-KorType* TypeMaker<KorType>::make(TypeSeed const& seed) {
-    return new SpecifiedType(seed, detail::SpecOf<KorType>::spec);
-}
 
 TypeModule& frameworkTypes() {
     static TypeModule module(FrameworkTypes::seeds);

@@ -52,44 +52,39 @@ inline constexpr AttributeId fwkKeyAttr = 0;
 
 namespace detail {
 
+/// A class of the patterns, value or entity: it has a list of attributes.
+template <class T>
+concept Declared = requires {
+    typename T::Attributes;
+};
+
+template <class T>
+consteval auto baseTypeOf() {
+    if constexpr (std::is_same_v<T, Entity>) {
+        return std::type_identity<PtrInterface>();
+    } else if constexpr (requires { typename T::BaseValue; }) {
+        return std::type_identity<typename T::BaseValue>();
+    } else if constexpr (!requires { typename T::BaseEntity; }) {
+        return std::type_identity<void>();
+    } else if constexpr (Declared<typename T::BaseEntity>) {
+        return std::type_identity<typename T::BaseEntity>();
+    } else { // classes that are slipped in between to add virtual operations have no type object
+        return std::type_identity<
+            std::conditional_t<std::derived_from<typename T::BaseEntity, Entity>, Entity, PtrInterface>>();
+    }
+}
 /// The type that T's type object names as its base, or void.
 template <class T>
-struct BaseType {
-    using type = void;
-};
-template <class T>
-requires requires {
-    typename T::BaseValue;
-}
-struct BaseType<T> {
-    using type = typename T::BaseValue;
-};
-// Classes that are slipped in between two entities to add virtual operations have no type object.
-template <class T>
-requires requires {
-    typename T::BaseEntity;
-}
-struct BaseType<T> {
-    using Base = typename T::BaseEntity;
-    using type = std::conditional_t < requires { typename Base::Attributes; }
-    , Base, std::conditional_t < std::derived_from<Base, Entity>, Entity, PtrInterface >> ;
-};
+using BaseType = typename decltype(baseTypeOf<T>())::type;
 
 template <class T>
 constexpr TypeSeed seedOf(TypeSeed::Make make = nullptr) {
-    using Base = typename BaseType<T>::type;
-    if constexpr (std::is_same_v<T, Entity>) {
-        return {typeName<T>(), fwkTypeOf<PtrInterface>, make};
-    } else if constexpr (std::is_void_v<Base>) {
+    if constexpr (std::is_void_v<BaseType<T>>) {
         return {typeName<T>(), nullptr, make};
     } else {
-        return {typeName<T>(), fwkTypeOf<Base>, make};
+        return {typeName<T>(), fwkTypeOf<BaseType<T>>, make};
     }
 }
-
-} // namespace detail
-
-namespace detail {
 
 // Each library has a copy of its own, which may see its first use on any thread.
 template <class T>

@@ -7,23 +7,17 @@ Ptr<IntrospectionReactor> const& IntrospectionReactor::global() {
     return *reactor;
 }
 
-void IntrospectionReactor::handleNameSpace(char const* name) {
-    scopes_.emplace_back(std::string(name));
-}
-
 void IntrospectionReactor::handleType(Ptr<KorType const> const& type, Ptr<KorType const> const& base) {
     auto* const opened = const_cast<KorType*>(type.ptr());
     require(base.ptr() == type->base(), [&] {
         return Breach{"Kor::IntrospectionReactor::handleType",
                       "the base is not that of " + std::string(type->fullName().view())};
     });
-    if (!scopes_.empty()) {
-        if (auto* const* const outer = std::get_if<KorType*>(&scopes_.back())) {
-            opened->scopeIs(*outer);
-            (*outer)->nestedTypeIs(opened->name(), opened, opened->typeFlags());
-        }
+    if (!scopes_.empty() && scopes_.back() != nullptr) {
+        opened->scopeIs(scopes_.back());
+        scopes_.back()->nestedTypeIs(opened->name(), opened, opened->typeFlags());
     }
-    scopes_.emplace_back(opened);
+    scopes_.push_back(opened);
     types_.push_back(opened);
 }
 
@@ -57,10 +51,6 @@ void IntrospectionReactor::handleAttr(Ptr<KorAttr> const& attr) {
     if (!attr->isInherited()) {
         attr->type()->referringAttrQEnq(attr);
     }
-}
-
-void IntrospectionReactor::handleAttrContextExit() {
-    open_ = nullptr;
 }
 
 } // namespace Kor

@@ -15,8 +15,6 @@
 
 #include "reflect/KorType.h"
 
-#include <string>
-#include <variant>
 #include <vector>
 
 namespace Kor {
@@ -34,7 +32,7 @@ public:
     Ptr<State> const& state() const noexcept { return state_; }
     void stateIs(Ptr<State> state) noexcept { state_ = std::move(state); }
 
-    void handleNameSpace(char const* name);
+    void handleNameSpace(char const* /*name*/) { scopes_.push_back(nullptr); }
     /// Opens a type, nested in the type that is open, if one is.
     void handleType(Ptr<KorType const> const& type, Ptr<KorType const> const& base);
     /// Closes the innermost namespace or type.
@@ -46,7 +44,7 @@ public:
                                  KorAttrIntrospectionFlags introspection, AttributeId id);
     /// Opens an attribute that was made by KorTypeAttr::attrIs or copied from a base, and is in the order.
     void handleAttr(Ptr<KorAttr> const& attr);
-    void handleAttrContextExit();
+    void handleAttrContextExit() noexcept { open_ = nullptr; }
 
     /// The types in the order in which they were opened.
     std::vector<KorType*> const& types() const noexcept { return types_; }
@@ -54,10 +52,8 @@ public:
     std::size_t depth() const noexcept { return scopes_.size(); }
 
 private:
-    using Scope = std::variant<std::string, KorType*>;
-
     Ptr<State> state_ = makePtr<State>();
-    std::vector<Scope> scopes_;
+    std::vector<KorType*> scopes_; // null for a namespace
     std::vector<KorType*> types_;
     Ptr<KorAttr> open_;
 };

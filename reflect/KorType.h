@@ -11,10 +11,9 @@
 ///     count->keyType()->fullName();           // "Hardware::LoamTunnel::AradLifEntry"
 ///
 /// A type object is an entity, but none of the attribute log; all that it tells is filled in while the
-/// library that has the type is loaded (reflect/TypeModule.h), and never changes afterwards. Type objects and
-/// what they hold never end, so plain pointers to them are safe. Reading is safe on any thread once the
-/// libraries are loaded; walking takes references, for which see
-/// Kor::VFPtrInterface::enableThreadSafePointers.
+/// library that has the type is loaded (reflect/TypeModule.h), and never changes. Type objects and what they
+/// hold never end, so plain pointers to them are safe. Once the libraries are loaded, reading is safe on any
+/// thread; walking takes references (Kor::VFPtrInterface::enableThreadSafePointers).
 
 #include "reflect/AttributeFlags.h"
 #include "reflect/FwkType.h"
@@ -31,6 +30,7 @@ class Dir;
 class GenericIf;
 class IntrospectionReactor;
 class KorTypeAttr;
+struct TypeSpec;
 
 /// How an operation takes an argument; a pointer is a counted one.
 enum class Passing : U8 { byValue, byReference, byPointer, byPointerToConst };
@@ -70,8 +70,7 @@ public:
     std::vector<Argument> const& arguments() const noexcept { return arguments_; }
     AttrFlags const& flags() const noexcept { return flags_; }
     KorAttrIntrospectionFlags introspectionFlags() const noexcept { return introspection_; }
-    /// What it means, for people; empty where nothing is said. Kor::texts() in the class's declaration says
-    /// it.
+    /// What it means, for people (Kor::texts() in the declaration); empty where nothing is said.
     std::string_view meaning() const noexcept { return meaning_; }
     /// What it is: with a key or not, children or references, settable, ... Of a map of a class without an
     /// attribute log, `travels` is false.
@@ -87,17 +86,9 @@ public:
 
     void keyTypeIs(KorType* keyType) noexcept { keyType_ = keyType; }
     void keyAttributeNameIs(Name name) noexcept { keyAttributeName_ = std::move(name); }
-    void argumentNameEnq(Name name) { arguments_.push_back({std::move(name), {}}); }
-    void argumentTypeEnq(Name type) noexcept { arguments_.back().type = std::move(type); }
-    void argumentPassingIs(Passing passing) noexcept { arguments_.back().passing = passing; }
+    void argumentEnq(Argument argument) { arguments_.push_back(std::move(argument)); }
     void introspectionFlagsIs(KorAttrIntrospectionFlags flags) noexcept { introspection_ = flags; }
-    void shapeIs(Shape const& shape) noexcept { shape_ = shape; }
-    void meaningIs(std::string_view meaning) noexcept { meaning_ = meaning; }
-    void bitsIs(Bits const& bits) noexcept { bits_ = bits; }
-    void isConstIs(bool isConst) noexcept { isConst_ = isConst; }
-    /// How many children an entity map is made with: none.
-    void initialSizeIs(U32 size) noexcept { initialSize_ = size; }
-
+    void describe(Shape const& shape, std::string_view meaning, Bits const& bits, bool isConst) noexcept;
     /// The same attribute for a type that derives from the owner.
     Ptr<KorAttr> copyFor(KorType* heir) const;
 
@@ -114,7 +105,6 @@ private:
     std::string_view meaning_;
     Bits bits_;
     AttributeId id_;
-    U32 initialSize_ = 0;
     bool isInherited_ = false;
     bool isConst_ = false;
 };
@@ -159,8 +149,7 @@ class KOR_EXPORT KorType
                         ValueMap<name::nestedType, Name, Ptr<KorType>>,
                         Singleton<name::typeFlags, KorTypeFlags>, Singleton<name::size, U32>> {
 public:
-    /// `name` is the type's short name. The second argument, a scope, is null: the scope is set when the type
-    /// is defined.
+    /// `name` is the short name. The second argument is null: the scope is set in the definition.
     KorType(Name name, KorType* scope, KorType* base, KorTypeFlags const& flags);
     ~KorType() override;
 
@@ -192,22 +181,17 @@ public:
     Ptr<KorAttr> const& defaultCollection() const noexcept { return defaultCollection_; }
 
     /// What it means, for people; empty where nothing is said.
-    virtual std::string_view meaning() const {
-        return knownBy_ != nullptr ? knownBy_->meaning() : std::string_view();
-    }
-    /// The header that declares it, as it is included: "model/LifApps.h". Empty where Kor::texts() does not
-    /// stand in the declaration.
-    virtual std::string_view header() const {
-        return knownBy_ != nullptr ? knownBy_->header() : std::string_view();
-    }
+    std::string_view meaning() const;
+    /// The header that declares it, "model/LifApps.h"; empty where the declaration has no Kor::texts().
+    std::string_view header() const;
     /// What a value can do beyond its attributes, and how an object is made.
     struct Abilities {
         bool isOrdered = false;  ///< `<` and its kin
         bool isNullable = false; ///< `!x`
         bool hasFactory = false; ///< camelNameFactory() beside the class
     };
-    virtual Abilities abilities() const { return knownBy_ != nullptr ? knownBy_->abilities() : Abilities(); }
-    /// A new entity of the type, with that name, as its factory makes it. Null for a type that has no such
+    Abilities abilities() const;
+    /// A new entity with that name, as the type's factory makes it. Null for a type without such a
     /// factory.
     virtual Ptr<Entity> newEntity(Name const& name, Dir* dir) const;
     /// A new entity whose key or name is read from an attribute log. Null for a type that is not announced.
@@ -230,7 +214,7 @@ public:
     /// A box of the object's own type; null for null.
     static Ptr<GenericIf> genericIf(PtrInterface* object, bool isConst);
 
-    virtual void typeFlagsDoEmbeddedWriteConstraints();
+    virtual void typeFlagsDoEmbeddedWriteConstraints() {}
 
     void nestedTypeIs(Name const& name, KorType* type, KorTypeFlags const& flags);
     void scopeIs(KorType* scope) noexcept { scope_ = scope; }
@@ -238,10 +222,10 @@ public:
     void defaultCollectionIs(Ptr<KorAttr> const& attr) { defaultCollection_ = attr; }
     /// Replaces the attributes by name.
     void type_AttrIs(KorTypeAttr* attrs) { typeAttr_ = attrs; }
-    void isValueIs(bool on);
-    void isEntityIs(bool on);
-    void isEnumTypeIs(bool on);
-    void hasGenericIfSupportIs(bool on);
+    void isValueIs(bool on) { flagIs(&KorTypeFlags::isValue, on); }
+    void isEntityIs(bool on) { flagIs(&KorTypeFlags::isEntity, on); }
+    void isEnumTypeIs(bool on) { flagIs(&KorTypeFlags::isEnumType, on); }
+    void hasGenericIfSupportIs(bool on) { flagIs(&KorTypeFlags::hasGenericIfSupport, on); }
 
     /// Binds the type object to its full name, under which named() finds it.
     static void typeNodeIs(KorType const* type, Name const& fullName);
@@ -249,26 +233,20 @@ public:
     bool korHasAttrLogInterface() const override { return false; }
 
     /// Defines the type: its size, kind, constructor and attributes. `nested` defines the types within it, at
-    /// their place. Called by the module of the type; the base has nothing to define.
+    /// their place. Called by the module of the type.
     void korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested);
-    /// Lets another object, of the class that knows the type, answer for this one: for a type that was asked
-    /// for before its module was loaded, and so has a bare object.
-    void korKnownByIs(KorType* known) noexcept { knownBy_ = known; }
+    /// Lets the type be what another object, of the class that knows the type, is made from: for a type that
+    /// was asked for before its module was loaded, and so has a bare object.
+    void korKnownByIs(KorType const& known) noexcept { spec_ = known.spec_; }
     /// The attribute of that id as found by name when the type was defined; null for an id of another type.
     KorAttr const* korDescriptor(AttributeId id) const;
 
 protected:
-    /// What korDefine() does for `self`, which is this object or one that it answers for.
-    virtual void define(KorType& self, IntrospectionReactor& reactor,
-                        std::function<void()> const& nested) const;
-    /// The names of the descriptors.
-    virtual std::vector<std::string_view> descriptorNames() const;
+    /// The object of a type with that seed, which tells what is in `spec`; that must live on.
+    explicit KorType(TypeSeed const& seed, TypeSpec const& spec);
 
 private:
     friend KorType* typeOfSeed(TypeSeed const& seed);
-
-    /// Finds the descriptors that korDescriptor() answers with.
-    void descriptorsIs();
 
     void flagIs(bool KorTypeFlags::*flag, bool on);
 
@@ -278,7 +256,7 @@ private:
     Ptr<KorTypeAttr> typeAttr_;
     Ptr<KorAttr> defaultCollection_;
     mutable KorAttr* valAttr_ = nullptr;
-    KorType* knownBy_ = nullptr;
+    TypeSpec const* spec_;
     std::vector<KorAttr const*> descriptors_;
 };
 

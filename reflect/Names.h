@@ -18,7 +18,7 @@
 /// Two headers that are included together must not make one name twice: a name that several of them use is
 /// made in the lowest that they share.
 
-#include "runtime/Types.h"
+#include "reflect/Shape.h"
 
 #include <concepts>
 #include <utility>
@@ -30,6 +30,9 @@ template <class Self, class A>
 struct LevelFor;
 template <class Self, class A>
 using Level = typename LevelFor<Self, A>::type;
+
+template <class K, class A>
+concept NoKeyOf = !std::convertible_to<K const&, typename A::Key>;
 
 } // namespace Kor::detail
 
@@ -102,17 +105,14 @@ using Level = typename LevelFor<Self, A>::type;
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Singleton : Fixed<Self, A> {                                                                      \
+        using Fixed<Self, A>::x;                                                                             \
+        typename A::Value x() requires(A::shape.reference) { return this->korGet(); }                        \
         void x##Is(typename A::Value const& value) { this->korIs(value); }                                   \
     };                                                                                                       \
     template <class Below, class At>                                                                         \
     struct VirtualSetter : Below {                                                                           \
         using Below::Below;                                                                                  \
         virtual void x##Is(typename At::Value value) { At::set(*this, value); }                              \
-    };                                                                                                       \
-    template <class Self, class A>                                                                           \
-    struct Reference : Singleton<Self, A> {                                                                  \
-        using Fixed<Self, A>::x;                                                                             \
-        typename A::Value x() { return this->korGet(); }                                                     \
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Map : detail::Level<Self, A> {                                                                    \
@@ -122,54 +122,44 @@ using Level = typename LevelFor<Self, A>::type;
         typename detail::Level<Self, A>::Map const& x##Map() const { return this->korMap(); }                \
         X##Iterator x##Iterator() { return X##Iterator(&this->korMap()); }                                   \
         typename Map::Read x(typename A::Key const& key) const { return this->korGet(key); }                 \
-        template <class K>                                                                                   \
-        requires(!std::convertible_to<K const&, typename A::Key>) void x(K const&) const {                   \
+        typename A::Value x(typename A::Key const& key) requires(A::shape.holdsObjects()) {                  \
+            return this->korGet(key);                                                                        \
+        }                                                                                                    \
+        template <detail::NoKeyOf<A> K>                                                                      \
+        void x(K const&) const {                                                                             \
             Self::template korRefuseKey<typename A::Key, K>();                                               \
         }                                                                                                    \
         typename A::Value x##Del(typename A::Key const& key) { return this->korDel(key); }                   \
         typename A::Value x##Del(X##Iterator& at) { return this->korDel(at); }                               \
         void x##DelAll() { this->korDelAll(); }                                                              \
         void x##Notify(typename A::Key const& key) { this->korNotify(key); }                                 \
-    };                                                                                                       \
-    template <class Self, class A>                                                                           \
-    struct ValueMap : Map<Self, A> {                                                                         \
-        void x##Is(typename A::Key const& key, typename A::Value const& value) { this->korIs(key, value); }  \
-        template <class K, class V>                                                                          \
-        requires(!std::convertible_to<K const&, typename A::Key>) void x##Is(K const&, V const&) {           \
-            Self::template korRefuseKey<typename A::Key, K>();                                               \
+                                                                                                             \
+        /* of a key and a value */                                                                           \
+        void x##Is(typename A::Key const& key,                                                               \
+                   typename A::Value const& value) requires(!A::shape.keyInside) {                           \
+            this->korIs(key, value);                                                                         \
         }                                                                                                    \
-        typename ValueMap::Held new##X(typename A::Key const& key, typename A::Value const& value) {         \
+        typename Map::Held new##X(typename A::Key const& key,                                                \
+                                  typename A::Value const& value) requires(!A::shape.keyInside) {            \
             return this->korNew(key, value);                                                                 \
         }                                                                                                    \
-    };                                                                                                       \
-    template <class Self, class A>                                                                           \
-    struct CountedUpMap : ValueMap<Self, A> {                                                                \
-        U32 x##Inc(typename A::Key const& key, U32 delta) { return this->korAdd(key, delta); }               \
-    };                                                                                                       \
-    template <class Self, class A>                                                                           \
-    struct CountedMap : CountedUpMap<Self, A> {                                                              \
-        U32 x##Dec(typename A::Key const& key, U32 delta) { return this->korAdd(key, U32{0} - delta); }      \
-    };                                                                                                       \
-    template <class Self, class A>                                                                           \
-    struct KeyedMap : Map<Self, A> {                                                                         \
-        void x##Is(typename A::Value const& value) { this->korIs(value); }                                   \
-        typename KeyedMap::Held new##X(typename A::Value const& value) { return this->korNew(value); }       \
-    };                                                                                                       \
-    template <class Self, class A>                                                                           \
-    struct ReferenceMap : ValueMap<Self, A> {                                                                \
-        using Map<Self, A>::x;                                                                               \
-        typename A::Value x(typename A::Key const& key) { return this->korGet(key); }                        \
-    };                                                                                                       \
-    template <class Self, class A>                                                                           \
-    struct EntityMap : Map<Self, A> {                                                                        \
-        using Map<Self, A>::x;                                                                               \
-        typename A::Value x(typename A::Key const& key) { return this->korGet(key); }                        \
-        typename EntityMap::Found x##Is(typename A::Key const& key) { return this->korIs(key); }             \
-        template <class K>                                                                                   \
-        requires(!std::convertible_to<K const&, typename A::Key>) void x##Is(K const&) {                     \
+        U32 x##Inc(typename A::Key const& key, U32 delta) requires(A::shape.counting != Counting::none) {    \
+            return this->korAdd(key, delta);                                                                 \
+        }                                                                                                    \
+        U32 x##Dec(typename A::Key const& key, U32 delta) requires(A::shape.counting == Counting::both) {    \
+            return this->korAdd(key, U32{0} - delta);                                                        \
+        }                                                                                                    \
+        /* of a value with its key, or of the key of a child */                                              \
+        auto x##Is(typename Map::Part const& part) requires(A::shape.keyInside) {                            \
+            return this->korIs(part);                                                                        \
+        }                                                                                                    \
+        typename Map::Held new##X(typename Map::Part const& part) requires(A::shape.keyInside) {             \
+            return this->korNew(part);                                                                       \
+        }                                                                                                    \
+        template <detail::NoKeyOf<A> K, class... V>                                                          \
+        requires(A::shape.child == A::shape.keyInside) void x##Is(K const&, V const&...) {                   \
             Self::template korRefuseKey<typename A::Key, K>();                                               \
         }                                                                                                    \
-        typename EntityMap::Held new##X(typename A::Key const& key) { return this->korNew(key); }            \
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Queue : detail::Level<Self, A> {                                                                  \

@@ -60,10 +60,7 @@ void textRootIs(Ptr<Entity> const& root) {
 }
 
 String8 valueToStrepOfRawPtr(Entity const* object, std::type_info const&) {
-    if (object == nullptr) {
-        return "None";
-    }
-    return valueToStrep(object->fullName());
+    return object != nullptr ? valueToStrep(object->fullName()) : "None";
 }
 
 String8 valueToStrepOfRawPtr(PtrInterface const* object, std::type_info const& type) {
@@ -109,14 +106,13 @@ Ptr<PtrInterface> readObject(TextScanner& scanner) {
         }
     }
     if (!found) {
-        throwRangeException(String8("there is no object " + std::string(path)));
+        refuse({"there is no object ", path});
     }
     return found;
 }
 
 void cannotConvertTo(std::type_info const& type, std::string_view name) {
-    throwRangeException(
-        String8("the reference is not to a " + (name.empty() ? className(type) : std::string(name))));
+    refuse({"the reference is not to a ", name.empty() ? className(type) : name});
 }
 
 } // namespace detail

@@ -17,8 +17,7 @@ struct Registry {
         TypeModule* module;
         TypeSeed const* seed;
     };
-    std::unordered_map<std::string_view, KorType*> types; // the names are those of the type objects
-    std::map<std::string_view, KorType*> sorted;          // the same, for who lists them
+    std::map<std::string_view, KorType*> types; // the names are those of the type objects
     std::unordered_map<std::string_view, Listed> listed;
 
     KorType* find(std::string_view name) const {

@@ -1,8 +1,7 @@
 #pragma once
 
 /// Kor::Shape: what an attribute is, said once, in its declaration (reflect/Attributes.h). Storage,
-/// operations, hooks, box, wire form and flags follow from it at compile time; Kor::KorAttr::shape() answers
-/// with the same at run time:
+/// operations, hooks, box, wire form and flags follow. Kor::KorAttr::shape() tells it at run time:
 ///
 ///     Kor::Shape const& shape = type->typeAttr()->attr("reqCount")->shape();
 ///     shape.keyed && shape.counting == Kor::Counting::both;        // a map of counts

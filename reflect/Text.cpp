@@ -5,7 +5,7 @@
 namespace Kor {
 
 void TextScanner::expected(std::string_view what) const {
-    throwRangeException(String8("expected " + std::string(what) + " at column " + std::to_string(position_)));
+    detail::refuse({"expected ", what, " at column ", std::to_string(position_)});
 }
 
 void TextScanner::needString(std::string_view pattern) {
@@ -115,9 +115,7 @@ namespace detail {
 
 void numberIsCut(TextScanner::Number const& number, std::string const& kept) {
     if (exactNumbers != 0) {
-        std::string text(number.isNegative ? 1 : 0, '-');
-        text.append(std::to_string(number.magnitude)).append(" would be cut to ").append(kept);
-        throwRangeException(String8(text));
+        refuse({number.isNegative ? "-" : "", std::to_string(number.magnitude), " would be cut to ", kept});
     }
 }
 
@@ -136,18 +134,12 @@ void rethrowFor(RangeException const& inner, std::string_view attribute) {
     throw RangeException(String8("attribute " + std::string(attribute) + ": " + inner.what()), inner.ids());
 }
 
-void noSuchAttribute(std::string_view type, std::string_view name) {
-    throwRangeException(String8(std::string(type) + " has no such attribute: " + std::string(name)));
-}
-
-void prematureEnd(std::string_view type) {
-    throwRangeException(String8("premature end of value type " + std::string(type)));
-}
-
-void junkAt(std::size_t column, std::string_view text) {
-    throw RangeException(format("junk at column %lld deserializing %s", static_cast<long long>(column),
-                                std::string(text).c_str()),
-                         Exception::IdBitArray());
+void refuse(std::initializer_list<std::string_view> words) {
+    std::string text;
+    for (std::string_view const each : words) {
+        text += each;
+    }
+    throwRangeException(String8(text));
 }
 
 } // namespace detail

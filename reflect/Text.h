@@ -10,13 +10,11 @@
 /// A value of one stored attribute is the bare text of that attribute; one of several is the word `Value`,
 /// its full name and a brace list of the attributes. An enumerator stands in single quotes, an integer is
 /// decimal, a bool is True or False. The reader takes blanks around each token, attributes in any order, the
-/// last of one that is given twice, and the default of one that is not given; integers also in hexadecimal
-/// with 0x, with a sign, and cut to the width of the attribute, unless the caller asks for ExactNumbers. A
-/// range that the value has is checked last.
+/// last of one that is given twice, and the default of one that is not; integers also as 0x, with a sign, and
+/// cut to the width of the attribute unless the caller asks for ExactNumbers. The value's range comes last.
 ///
 /// Every fault of a text is a Kor::RangeException that says what was wrong. Reading takes time in proportion
-/// to the text and allocates nothing for a text that is right, a quoted string apart. All of this works on
-/// its arguments alone and may run on any thread.
+/// to the text and allocates nothing for a text that is right, a quoted string apart. Any thread.
 
 #include "reflect/Enumeration.h"
 #include "reflect/TypeName.h"
@@ -25,6 +23,7 @@
 #include "runtime/String8.h"
 
 #include <concepts>
+#include <initializer_list>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -39,9 +38,7 @@ class Entity;
 
 /// A value type made by the pattern of reflect/Value.h.
 template <class T>
-concept PatternValue = requires {
-    typename T::Attributes;
-};
+concept PatternValue = detail::Declared<T>;
 
 namespace detail {
 
@@ -127,8 +124,7 @@ public:
     /// is. The view is into the text or, if there was a backslash, into `storage`.
     std::string_view quoted(std::string& storage);
 
-    /// Decimal or 0x, with a sign; raises for one that does not fit 64 bits. The result is modulo 2 to the
-    /// 64th.
+    /// Decimal or 0x, with a sign, modulo 2 to the 64th; raises for one that does not fit 64 bits.
     U64 integer() { return number().modulo(); }
 
     /// The same, before it is cut.
@@ -186,9 +182,8 @@ KOR_EXPORT void numberIsCut(TextScanner::Number const& number, std::string const
 
 /// Raises the words of an attribute's reader again, with its name.
 [[noreturn]] KOR_EXPORT void rethrowFor(RangeException const& inner, std::string_view attribute);
-[[noreturn]] KOR_EXPORT void noSuchAttribute(std::string_view type, std::string_view name);
-[[noreturn]] KOR_EXPORT void prematureEnd(std::string_view type);
-[[noreturn]] KOR_EXPORT void junkAt(std::size_t column, std::string_view text);
+/// Raises with those words, one behind the other.
+[[noreturn]] KOR_EXPORT void refuse(std::initializer_list<std::string_view> words);
 
 template <class T>
 T readAttribute(TextScanner& scanner, std::string_view attribute) {
@@ -204,20 +199,16 @@ T readValue(TextScanner& scanner, Storage<S...> const*) {
     if constexpr (sizeof...(S) == 1) {
         return T(readAttribute<typename S::Type>(scanner, S::Name::text)...);
     } else {
-        scanner.needString(" Value");
-        scanner.needString(" (");
-        scanner.needString(" '");
-        scanner.needString(typeName<T>());
-        scanner.needString("'");
-        scanner.needString(" ,");
-        scanner.needString(" **");
-        scanner.needString(" {");
+        for (std::string_view const each : std::initializer_list<std::string_view>{
+                 " Value", " (", " '", typeName<T>(), "'", " ,", " **", " {"}) {
+            scanner.needString(each);
+        }
         std::tuple<typename S::Type...> fields{S::initial()...};
         std::string storage;
         for (bool first = true;; first = false) {
             scanner.skipBlanks();
             if (scanner.atEnd()) {
-                prematureEnd(shortTypeName<T>());
+                refuse({"premature end of value type ", shortTypeName<T>()});
             }
             if (scanner.current() == '}') {
                 break;
@@ -235,7 +226,7 @@ T readValue(TextScanner& scanner, Storage<S...> const*) {
             }
             (std::index_sequence_for<S...>());
             if (!known) {
-                noSuchAttribute(shortTypeName<T>(), name);
+                refuse({shortTypeName<T>(), " has no such attribute: ", name});
             }
         }
         scanner.needString("} ");
@@ -247,28 +238,17 @@ T readValue(TextScanner& scanner, Storage<S...> const*) {
 template <class T>
 using StorageTypeOf = std::remove_cvref_t<decltype(T::storage(std::declval<T const&>()))>;
 
-template <class T>
-struct Counted {
-    static constexpr bool is = false;
-};
-template <class T>
-struct Counted<Ptr<T>> {
-    static constexpr bool is = true;
-    using type = T;
-};
-
 /// The object that a reference names; null for None.
 KOR_EXPORT Ptr<PtrInterface> readObject(TextScanner& scanner);
 [[noreturn]] KOR_EXPORT void cannotConvertTo(std::type_info const& type, std::string_view name);
 
 template <class T>
 T readText(TextScanner& scanner) {
-    if constexpr (Counted<T>::is) {
+    if constexpr (!std::is_void_v<Pointed<T>>) {
         Ptr<PtrInterface> const found = readObject(scanner);
-        using C = typename Counted<T>::type;
-        T fitting = dynamic_cast<C*>(found.ptr());
+        T fitting = dynamic_cast<Pointed<T>*>(found.ptr());
         if (found && !fitting) {
-            cannotConvertTo(typeid(C), typeName<std::remove_const_t<C>>());
+            cannotConvertTo(typeid(Pointed<T>), typeName<std::remove_const_t<Pointed<T>>>());
         }
         return fitting;
     } else if constexpr (std::is_same_v<T, bool>) {
@@ -293,8 +273,7 @@ T readText(TextScanner& scanner) {
         } else {
             std::optional<T> const value = T::fromText(inside);
             if (!value) {
-                throwRangeException(
-                    String8(std::string(shortTypeName<T>()) + " has no such text: " + std::string(inside)));
+                refuse({shortTypeName<T>(), " has no such text: ", inside});
             }
             return *value;
         }
@@ -305,10 +284,9 @@ T readText(TextScanner& scanner) {
 struct Follow {
     Follow(String8::IteratorConst& cursor, String8::IteratorConst const& end)
         : it(cursor), text((cursor + -cursor.position()).until(end)),
-          start(cursor.position() < 0 ? text.size()
-                                      : (static_cast<std::size_t>(cursor.position()) < text.size()
-                                             ? static_cast<std::size_t>(cursor.position())
-                                             : text.size())),
+          start(static_cast<std::size_t>(cursor.position()) < text.size() // of a negative one the largest
+                    ? static_cast<std::size_t>(cursor.position())
+                    : text.size()),
           scanner(text, start) {}
     ~Follow() { it += static_cast<S64>(scanner.position() - start); }
     Follow(Follow const&) = delete;
@@ -327,23 +305,20 @@ T readTextAt(String8::IteratorConst& it, String8::IteratorConst const& end) {
 
 } // namespace detail
 
-/// Reads a value from the cursor on, and leaves the cursor behind it, or where the fault is when it raises.
-/// Columns count from the start of the string. `T(it, end)` of a value is the same.
+/// Reads a value, or a reference to an object of the class T, from the cursor on, and leaves the cursor
+/// behind it, or where the fault is when it raises. Columns count from the start of the string. `T(it, end)`
+/// of a value is the same.
 template <class T>
-requires(!std::derived_from<T, PtrInterface>) T
-    sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, T const* /*tag*/) {
-    return detail::readTextAt<T>(it, end);
+auto sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, T const* /*tag*/) {
+    return detail::readTextAt<std::conditional_t<std::derived_from<T, PtrInterface>, Ptr<T>, T>>(it, end);
 }
 
 /// As sequenceToValue, for the attribute of that name: what is raised names it.
 template <class T>
-T deserializeAttr(String8::IteratorConst& it, String8::IteratorConst const& end, T const* tag,
+T deserializeAttr(String8::IteratorConst& it, String8::IteratorConst const& end, T const* /*tag*/,
                   String8 const& name) {
-    try {
-        return sequenceToValue<T>(it, end, tag);
-    } catch (RangeException const& exception) {
-        detail::rethrowFor(exception, name.view());
-    }
+    detail::Follow follow(it, end);
+    return detail::readAttribute<T>(follow.scanner, name.view());
 }
 
 /// The value of a whole text. Anything behind it raises "junk at column N deserializing TEXT".
@@ -352,7 +327,8 @@ T strepToValue(String8 const& text, T const* /*tag*/ = nullptr) {
     TextScanner scanner(text.view());
     T value = detail::readText<T>(scanner);
     if (!scanner.atEnd()) {
-        detail::junkAt(scanner.position(), text.view());
+        detail::refuse(
+            {"junk at column ", std::to_string(scanner.position()), " deserializing ", text.charPtr()});
     }
     return value;
 }
@@ -386,12 +362,5 @@ KOR_EXPORT Ptr<PtrInterface> sequenceToValueOfPtr(String8::IteratorConst& it,
 /// Raises Kor::RangeException: what was read before the cursor is no reference to an object of the type.
 [[noreturn]] KOR_EXPORT void cannotConvert(String8::IteratorConst const& it,
                                            String8::IteratorConst const& end, std::type_info const& type);
-
-/// A reference to an object of the class C.
-template <class C>
-requires std::derived_from<C, PtrInterface> Ptr<C>
-sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, C const* /*tag*/) {
-    return detail::readTextAt<Ptr<C>>(it, end);
-}
 
 } // namespace Kor

@@ -1,8 +1,6 @@
 #pragma once
 
-/// Kor::texts(): what a class, an enumeration and their attributes mean, said in the declaration.
-///
-/// They are data for tools (Kor::KorAttr::meaning()), computed by the compiler: no operation reads them.
+/// Kor::texts(): what a class, an enumeration and their attributes mean, said in the declaration, for tools.
 
 #include <array>
 #include <cstddef>
@@ -51,9 +49,8 @@ struct Texts {
 ///         "app", "The application",
 ///         "reqCount", "How often it asks for the LIF; 0 lets it go");
 ///
-/// Tools print them (Kor::KorAttr::meaning()); nothing else looks at them. A class that has texts has one for
-/// each attribute of its own list, each of at most 160 characters. Bits of a view are not told again: tools
-/// know them. The list also tells which header the class is declared in (Kor::KorType::header()).
+/// Nobody but tools looks at them. A class that has texts has one for each attribute of its own list, of at
+/// most 160 characters. Bits of a view are not told again. It also tells Kor::KorType::header().
 template <class... Text>
 consteval auto texts(detail::TextsHere first, Text... text) { // by value: one function for each length
     static_assert(sizeof...(Text) % 2 == 1, "a text for each name");

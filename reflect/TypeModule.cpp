@@ -2,6 +2,7 @@
 
 #include "reflect/IntrospectionReactor.h"
 #include "reflect/Registry.h"
+#include "runtime/TypeHook.h"
 
 #include <string>
 #include <utility>
@@ -9,6 +10,39 @@
 namespace Kor {
 
 using detail::Registry;
+
+Registry& Registry::global() {
+    static auto* const registry = [] {
+        typeHookIs({fwkTypeOf<PtrInterface>, fwkTypeOf<Entity>});
+        return new Registry;
+    }();
+    return *registry;
+}
+
+KorType* typeOfSeed(TypeSeed const& seed) {
+    Registry& registry = Registry::global();
+    if (KorType* const found = registry.find(seed.name)) {
+        return found;
+    }
+    TypeSeed use = seed;
+    if (auto const at = registry.listed.find(seed.name); at != registry.listed.end()) {
+        use = *at->second.seed;
+        at->second.module->init();
+        if (KorType* const found = registry.find(seed.name)) {
+            return found;
+        }
+    }
+    KorType* const base = use.base != nullptr ? use.base() : nullptr;
+    KorType* const made =
+        use.make != nullptr ? use.make(use) : new KorType(String8(shortName(use.name)), nullptr, base, {});
+    made->fullName_ = String8(use.name);
+    registry.types.emplace(made->fullName_.view(), made);
+    made->referencesLeak();
+    if (base != nullptr) {
+        base->derivedTypeQEnq(made);
+    }
+    return made;
+}
 
 TypeModule::Load::Load(TypeModule& module) {
     Registry& registry = Registry::global();
@@ -22,29 +56,22 @@ TypeModule::Load::Load(TypeModule& module) {
         if (KorType* const early = registry.find(seed.name)) {
             KorType* const known = seed.make(seed);
             known->referencesLeak();
-            early->korKnownByIs(known);
+            early->korKnownByIs(*known);
         }
     }
     auto const isIn = [&](TypeSeed const& seed) { return isInner(seed.name, module.types_); };
-    auto const bind = [](TypeSeed const& seed) { KorType::typeNodeIs(typeOfSeed(seed), String8(seed.name)); };
     auto const isGlobal = [](TypeSeed const& seed) { return seed.name.find("::") == std::string_view::npos; };
-    // Inner types first, those outside of all namespaces last.
-    for (TypeSeed const& seed : module.types_) {
-        if (isIn(seed)) {
-            bind(seed);
+    auto const bind = [&](auto const& which) {
+        for (TypeSeed const& seed : module.types_) {
+            if (which(seed)) {
+                KorType::typeNodeIs(typeOfSeed(seed), String8(seed.name));
+            }
         }
-    }
-    for (TypeSeed const& seed : module.types_) {
-        if (!isIn(seed) && !isGlobal(seed)) {
-            bind(seed);
-        }
-    }
+    };
+    bind(isIn);
+    bind([&](TypeSeed const& seed) { return !isIn(seed) && !isGlobal(seed); });
     module.init();
-    for (TypeSeed const& seed : module.types_) {
-        if (isGlobal(seed)) {
-            bind(seed);
-        }
-    }
+    bind(isGlobal);
 }
 
 void TypeModule::init() {
@@ -59,31 +86,27 @@ void TypeModule::init() {
     for (TypeSeed const& seed : types_) {
         typeOfSeed(seed);
     }
-    std::vector<std::string> open;
+    std::string_view open;
+    auto const spaceIs = [&](std::string_view space) { // "Hardware::Loam::"
+        if (space == open) {
+            return;
+        }
+        for (auto at = open.find("::"); at != std::string_view::npos; at = open.find("::", at + 2)) {
+            reactor->handleScopeExit();
+        }
+        open = space;
+        for (auto at = space.find("::"); at != std::string_view::npos; at = space.find("::")) {
+            reactor->handleNameSpace(std::string(space.substr(0, at)).c_str());
+            space.remove_prefix(at + 2);
+        }
+    };
     for (TypeSeed const& seed : types_) {
-        if (isInner(seed.name, types_)) {
-            continue;
+        if (!isInner(seed.name, types_)) {
+            spaceIs(seed.name.substr(0, seed.name.size() - shortName(seed.name).size()));
+            define(*reactor, seed);
         }
-        std::vector<std::string> spaces;
-        std::string_view rest = seed.name;
-        for (auto at = rest.find("::"); at != std::string_view::npos; at = rest.find("::")) {
-            spaces.emplace_back(rest.substr(0, at));
-            rest.remove_prefix(at + 2);
-        }
-        if (spaces != open) {
-            for (std::size_t i = 0; i < open.size(); ++i) {
-                reactor->handleScopeExit();
-            }
-            for (auto const& each : spaces) {
-                reactor->handleNameSpace(each.c_str());
-            }
-            open = std::move(spaces);
-        }
-        define(*reactor, seed);
     }
-    for (std::size_t i = 0; i < open.size(); ++i) {
-        reactor->handleScopeExit();
-    }
+    spaceIs({});
 }
 
 std::vector<KorType*> TypeModule::defined() const {

@@ -67,8 +67,7 @@ struct Builtin<void*> {
     static constexpr std::string_view korTypeName = "Kor::Builtin<void*>"; // compilers print it differently
 };
 
-/// The types of the framework itself: scalars, strings, Kor::PtrInterface and Kor::Entity. The other modules
-/// load it.
+/// The types of the framework itself: scalars, strings, Kor::PtrInterface, Kor::Entity. All load it.
 TypeModule& frameworkTypes();
 
 /// Makes the type object of T. The function is a template of reflect/TypeOf.h: a source file that includes
@@ -87,12 +86,7 @@ constexpr bool isNestedIn(std::string_view name, std::string_view outer) {
 
 /// Whether it is that of a type declared inside one of the list.
 constexpr bool isInner(std::string_view name, std::span<TypeSeed const> types) {
-    for (TypeSeed const& other : types) {
-        if (isNestedIn(name, other.name)) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(types, [&](TypeSeed const& other) { return isNestedIn(name, other.name); });
 }
 
 /// A list of types, as a module takes it.

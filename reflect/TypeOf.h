@@ -22,24 +22,20 @@ namespace detail {
 
 // Signatures
 
-/// The type that stands in the registry for one of C++: an object for a reference to it.
+/// The type in the registry for one of C++: an object for a reference or counted pointer to it.
 template <class T>
-struct Registered {
-    using type = T;
-};
+consteval auto registered() {
+    using Plain = std::remove_cvref_t<T>;
+    if constexpr (std::is_void_v<Plain>) {
+        return std::type_identity<Builtin<void*>>();
+    } else if constexpr (std::is_void_v<Pointed<Plain>>) {
+        return std::type_identity<Plain>();
+    } else {
+        return std::type_identity<std::remove_const_t<Pointed<Plain>>>();
+    }
+}
 template <class T>
-struct Registered<T const> : Registered<T> {};
-template <class T>
-struct Registered<T&> : Registered<T> {};
-template <class T>
-struct Registered<Ptr<T>> : Registered<T> {};
-template <>
-struct Registered<void> {
-    using type = Builtin<void*>;
-};
-
-template <class T>
-using RegisteredType = typename Registered<T>::type;
+using RegisteredType = typename decltype(registered<T>())::type;
 
 template <class T>
 constexpr std::string_view registeredName() {
@@ -49,24 +45,18 @@ constexpr std::string_view registeredName() {
 /// The parameters of a member function, or of a static one.
 template <class Member>
 struct Parameters;
-template <class R, class... P>
-struct Parameters<R (*)(P...)> {
+template <class R, class... P, bool isNoexcept>
+struct Parameters<R (*)(P...) noexcept(isNoexcept)> {
     using type = AttributeList<P...>;
     static constexpr bool isConst = true;
 };
-template <class C, class R, class... P>
-struct Parameters<R (C::*)(P...)> {
+template <class C, class R, class... P, bool isNoexcept>
+struct Parameters<R (C::*)(P...) const noexcept(isNoexcept)> : Parameters<R (*)(P...)> {};
+template <class C, class R, class... P, bool isNoexcept>
+struct Parameters<R (C::*)(P...) noexcept(isNoexcept)> {
     using type = AttributeList<P...>;
     static constexpr bool isConst = false;
 };
-template <class C, class R, class... P>
-struct Parameters<R (C::*)(P...) const> : Parameters<R (*)(P...)> {};
-template <class R, class... P>
-struct Parameters<R (*)(P...) noexcept> : Parameters<R (*)(P...)> {};
-template <class C, class R, class... P>
-struct Parameters<R (C::*)(P...) noexcept> : Parameters<R (C::*)(P...)> {};
-template <class C, class R, class... P>
-struct Parameters<R (C::*)(P...) const noexcept> : Parameters<R (*)(P...)> {};
 
 template <class P>
 inline constexpr Passing passing = std::is_reference_v<P> ? Passing::byReference : Passing::byValue;
@@ -77,18 +67,11 @@ template <class T>
 inline constexpr Passing passing<Ptr<T>> =
     std::is_const_v<T> ? Passing::byPointerToConst : Passing::byPointer;
 
-template <class List>
+/// Of a function that takes each argument as it is declared, or as it is known to.
+template <class List, class Taken = List>
 struct ArgumentSpecs;
-template <class... A>
-struct ArgumentSpecs<AttributeList<A...>> {
-    static constexpr std::array<ArgumentSpec, sizeof...(A)> specs{
-        ArgumentSpec{A::Name::text, registeredName<typename A::Type>()}...};
-};
-/// The same of a function with those parameters.
-template <class List, class Taken>
-struct TakenSpecs;
 template <class... A, class... P>
-struct TakenSpecs<AttributeList<A...>, AttributeList<P...>> {
+struct ArgumentSpecs<AttributeList<A...>, AttributeList<P...>> {
     static constexpr std::array<ArgumentSpec, sizeof...(A)> specs{
         ArgumentSpec{A::Name::text, registeredName<typename A::Type>(), passing<P>}...};
 };
@@ -96,30 +79,24 @@ struct TakenSpecs<AttributeList<A...>, AttributeList<P...>> {
 /// The attribute of that name in a class's list or in that of a base; of an Override the base's.
 template <class X, class NameType, class... A>
 consteval auto declaredIn(AttributeList<A...>) {
-    using Found =
-        typename Joined<std::conditional_t<std::is_same_v<typename A::Name, NameType> && !isOverride<A>,
-                                           AttributeList<A>, AttributeList<>>...>::type;
-    if constexpr (Found::size == 0) {
+    constexpr auto place = placeOfFirst({(std::is_same_v<typename A::Name, NameType> && !isOverride<A>)...});
+    if constexpr (place == sizeof...(A)) {
         return declaredIn<typename X::BaseEntity, NameType>(typename X::BaseEntity::Attributes());
     } else {
-        return std::type_identity<typename AttributeAt<0, Found>::type>();
+        return std::type_identity<typename AttributeAt<place, AttributeList<A...>>::type>();
     }
 }
 
-/// What an attribute is in the class T: only what has an attribute log lets its attributes travel.
 template <class T, class A>
-constexpr Shape shapeIn() {
-    Shape shape = A::shape;
-    if constexpr (PatternEntity<T>) {
-        shape.travels = shape.travels && hasAttrLog<T>;
-    }
-    return shape;
-}
-
-template <class T, class A>
-constexpr AttributeSpec attributeSpec(AttributeId id) {
+constexpr AttributeSpec attributeSpec() {
     using D = typename decltype(declaredIn<T, typename A::Name>(typename T::Attributes()))::type;
-    AttributeSpec spec{D::Name::text, id, shapeIn<T, A>(), fwkTypeOf<RegisteredType<typename D::Type>>};
+    AttributeSpec spec{D::Name::text, 0, A::shape, fwkTypeOf<RegisteredType<typename D::Type>>};
+    if constexpr (PatternEntity<T>) { // only what has an attribute log lets its attributes travel
+        spec.id = T::template attributeIdOf<typename A::Name>();
+        spec.shape.travels = spec.shape.travels && hasAttrLog<T>;
+    } else {
+        spec.id = firstId<T>() + static_cast<AttributeId>(placeIn<A>(typename T::Attributes()));
+    }
     if constexpr (requires { typename D::Key; }) {
         spec.keyType = fwkTypeOf<RegisteredType<typename D::Key>>;
     }
@@ -135,7 +112,7 @@ constexpr AttributeSpec attributeSpec(AttributeId id) {
                              typename D::Arguments;
                          }) {
         using Taken = Parameters<typename D::Name::template Member<T>>;
-        spec.arguments = TakenSpecs<typename D::Arguments, typename Taken::type>::specs;
+        spec.arguments = ArgumentSpecs<typename D::Arguments, typename Taken::type>::specs;
         spec.isConst = Taken::isConst;
     } else if constexpr (requires { typename D::Arguments; }) { // overloaded: nobody can say which
         spec.arguments = ArgumentSpecs<typename D::Arguments>::specs;
@@ -146,37 +123,26 @@ constexpr AttributeSpec attributeSpec(AttributeId id) {
 /// The texts of T's own declaration. An heir without texts has none, and not those of its base.
 template <class T>
 consteval bool hasTexts() {
-    using Base = typename BaseType<T>::type;
-    if constexpr (!requires { T::korTexts; }) {
-        return false;
-    } else if constexpr (requires { Base::korTexts; }) {
-        return static_cast<void const*>(&Base::korTexts) != static_cast<void const*>(&T::korTexts);
+    if constexpr (requires { T::korTexts, BaseType<T>::korTexts; }) {
+        return static_cast<void const*>(&BaseType<T>::korTexts) != static_cast<void const*>(&T::korTexts);
     } else {
-        return true;
+        return requires {
+            T::korTexts;
+        };
     }
 }
 template <class T>
-class TextsOf {
+struct TextsOf {
     static constexpr auto texts = [] {
-        if constexpr (std::is_enum_v<T>) {
-            if constexpr (requires { korTextsOf(std::type_identity<T>()); }) {
-                return korTextsOf(std::type_identity<T>());
-            } else {
-                return Texts<0>{};
-            }
+        if constexpr (requires { korTextsOf(std::type_identity<T>()); }) {
+            return korTextsOf(std::type_identity<T>());
         } else if constexpr (hasTexts<T>()) {
             return T::korTexts;
         } else {
             return Texts<0>{};
         }
     }();
-    static constexpr std::string_view include = [] {
-        if constexpr (texts.file != nullptr) {
-            return includeOf(texts.file);
-        } else {
-            return std::string_view();
-        }
-    }();
+    static constexpr std::string_view include = includeOf(texts.file != nullptr ? texts.file : "");
     /// A copy, so that a library has no path of the machine that it was built on.
     static constexpr auto ownHeader = [] {
         std::array<char, include.size()> own{};
@@ -184,7 +150,6 @@ class TextsOf {
         return own;
     }();
 
-public:
     static constexpr auto all = [] {
         std::array<std::string_view, texts.all.size()> views{};
         std::copy(texts.all.begin(), texts.all.end(), views.begin());
@@ -198,12 +163,11 @@ public:
 consteval bool isWholly(std::span<std::string_view const> texts, std::span<std::string_view const> names,
                         std::span<std::string_view const> optional) {
     auto const has = [](std::span<std::string_view const> all, std::string_view name, std::size_t step) {
-        for (std::size_t i = 0; i < all.size(); i += step) {
-            if (all[i] == name) {
-                return true;
-            }
+        std::size_t i = 0;
+        while (i < all.size() && all[i] != name) {
+            i += step;
         }
-        return false;
+        return i < all.size();
     };
     bool is = texts.empty() || texts.front().empty();
     for (std::string_view const name : names) {
@@ -222,20 +186,6 @@ consteval bool isShort(std::span<std::string_view const> texts) {
     }
     return is;
 }
-
-/// Refuses the texts of T that do not fit its attributes.
-template <class T, class List>
-struct TextsCheck;
-template <class T, class... A>
-struct TextsCheck<T, AttributeList<A...>> {
-    static constexpr std::string_view names[] = {
-        (A::shape.role != Role::none && !isOverride<A> ? A::Name::text : "")..., ""};
-    static constexpr std::string_view optional[] = {(isOverride<A> ? A::Name::text : "")...,
-                                                    "korHasAttrLogInterface"};
-    static_assert(isWholly(TextsOf<T>::all, names, optional),
-                  "korTexts lacks the class or one of its attributes, or names something that is none");
-    static_assert(isShort(TextsOf<T>::all), "a text of korTexts is empty or longer than 160 characters");
-};
 
 /// What is known of a class beyond its attributes.
 template <class T>
@@ -258,85 +208,39 @@ constexpr KorType::Abilities abilitiesOf() {
 
 // Whole types
 
-template <class T>
-struct SpecOf;
-
-/// An enumeration.
-template <class T>
-requires std::is_enum_v<T>
-struct SpecOf<T> {
-    static constexpr auto attributes = [] {
-        std::array<AttributeSpec, enumerators<T>.size()> specs{};
-        for (std::size_t i = 0; i < specs.size(); ++i) {
-            specs[i] = {enumerators<T>[i].name, static_cast<AttributeId>(enumerators<T>[i].number),
-                        Shape{.role = Role::enumerator}, fwkTypeOf<T>};
-        }
-        return specs;
-    }();
-    static constexpr auto names = [] {
-        std::array<std::string_view, enumerators<T>.size()> all{};
-        for (std::size_t i = 0; i < all.size(); ++i) {
-            all[i] = enumerators<T>[i].name;
-        }
-        return all;
-    }();
-    static_assert(
-        isWholly(TextsOf<T>::all, names, {}) && isShort(TextsOf<T>::all),
-        "the texts of KOR_ENUMERATION lack the enumeration or an enumerator, or name one that is none");
-    static constexpr TypeSpec spec{sizeof(T),
-                                   {.isValue = true, .isEnumType = true, .hasGenericIfSupport = true},
-                                   {},
-                                   attributes,
-                                   TextsOf<T>::all,
-                                   TextsOf<T>::header};
-};
-
-template <class T, class List, class StorageType>
-struct ValueSpec;
-template <class T, class... A, class... S>
-struct ValueSpec<T, AttributeList<A...>, Storage<S...>> : TextsCheck<T, AttributeList<A...>> {
-    static constexpr auto attributes = [] {
-        AttributeId id = 2 + 128 * levelOf<T>();
-        return std::array<AttributeSpec, sizeof...(A)>{attributeSpec<T, A>(id++)...};
-    }();
-    static constexpr TypeSpec spec{sizeof(T),
-                                   {.isValue = true, .hasGenericIfSupport = true},
-                                   ArgumentSpecs<AttributeList<S...>>::specs,
-                                   attributes,
-                                   TextsOf<T>::all,
-                                   TextsOf<T>::header,
-                                   abilitiesOf<T>()};
-};
-
-/// A value of the pattern.
-template <class T>
-requires(requires { typename T::Attributes; } && !PatternEntity<T>) struct SpecOf<T>
-    : ValueSpec<T, typename T::Attributes,
-                std::remove_cvref_t<decltype(T::storage(std::declval<T const&>()))>> {
-};
-
-template <class A>
-constexpr bool isDeclaredAttribute = A::shape.role != Role::none;
-
-/// The constructor's argument: the key, a name, or none.
+/// The constructor's arguments: of a value what it stores, of an object the key, a name, or none.
 template <class T>
 constexpr auto constructorArguments() {
-    using Argument = typename T::ConstructorArgument;
-    if constexpr (std::is_constructible_v<T, Argument>) { // from nothing it is not
-        return std::array{ArgumentSpec{constructorArgumentName<T>(), registeredName<Argument>()}};
+    if constexpr (!PatternEntity<T>) {
+        return []<class... S>(Storage<S...> const*) {
+            return ArgumentSpecs<AttributeList<S...>>::specs;
+        }(static_cast<StorageTypeOf<T> const*>(nullptr));
+    } else if constexpr (std::is_constructible_v<T,
+                                                 typename T::ConstructorArgument>) { // from nothing it is not
+        return std::array{
+            ArgumentSpec{constructorArgumentName<T>(), registeredName<typename T::ConstructorArgument>()}};
     } else {
         return std::array<ArgumentSpec, 0>();
     }
 }
 
 template <class T, class List>
-struct EntitySpec;
+struct DeclaredSpec;
 template <class T, class... A>
-struct EntitySpec<T, AttributeList<A...>> : TextsCheck<T, AttributeList<A...>> {
+struct DeclaredSpec<T, AttributeList<A...>> {
+    static constexpr std::string_view names[] = {
+        (A::shape.role != Role::none && !isOverride<A> ? A::Name::text : "")..., ""};
+    static constexpr std::string_view optional[] = {(isOverride<A> ? A::Name::text : "")...,
+                                                    "korHasAttrLogInterface"};
+    static_assert(isWholly(TextsOf<T>::all, names, optional),
+                  "korTexts lacks the class or one of its attributes, or names something that is none");
+    static_assert(isShort(TextsOf<T>::all), "a text of korTexts is empty or longer than 160 characters");
+
     static constexpr bool hasFwkKey = requires(T const& t) { t.fwkKey(); };
     // korHasAttrLogInterface is told again by every entity that has attributes of its own.
     static constexpr bool tellsInterface = std::derived_from<T, Entity> && sizeof...(A) != 0;
-    static constexpr std::size_t count = (0 + ... + isDeclaredAttribute<A>)+tellsInterface + hasFwkKey;
+    static constexpr std::size_t count =
+        (0 + ... + (A::shape.role != Role::none)) + tellsInterface + hasFwkKey;
 
     static constexpr auto attributes = [] {
         std::array<AttributeSpec, count> specs{};
@@ -345,12 +249,11 @@ struct EntitySpec<T, AttributeList<A...>> : TextsCheck<T, AttributeList<A...>> {
             specs[next++] = {"korHasAttrLogInterface", Entity::korHasAttrLogInterfaceAttr,
                              Shape{.role = Role::operation, .isVirtual = true}, fwkTypeOf<bool>};
         }
-        [[maybe_unused]] auto const add = [&]<class Each>(std::type_identity<Each>) {
-            if constexpr (isDeclaredAttribute<Each>) {
-                specs[next++] = attributeSpec<T, Each>(T::template attributeIdOf<typename Each::Name>());
+        forEach(AttributeList<A...>(), [&]<class Each>() {
+            if constexpr (Each::shape.role != Role::none) {
+                specs[next++] = attributeSpec<T, Each>();
             }
-        };
-        static_cast<void>(std::initializer_list<int>{(add(std::type_identity<A>{}), 0)...});
+        });
         if constexpr (hasFwkKey) {
             specs[next++] = {"fwkKey", fwkKeyAttr, Shape{.role = Role::fwkKey},
                              fwkTypeOf<std::remove_cvref_t<decltype(std::declval<T const&>().fwkKey())>>};
@@ -358,93 +261,108 @@ struct EntitySpec<T, AttributeList<A...>> : TextsCheck<T, AttributeList<A...>> {
         return specs;
     }();
     static constexpr auto arguments = constructorArguments<T>();
-    static constexpr TypeSpec spec{
-        sizeof(T),       {.isEntity = std::derived_from<T, Entity>, .hasGenericIfSupport = true},
-        arguments,       attributes,
-        TextsOf<T>::all, TextsOf<T>::header,
-        abilitiesOf<T>()};
 };
 
-/// An entity or another counted object of the pattern.
-template <PatternEntity T>
-struct SpecOf<T> : EntitySpec<T, typename T::Attributes> {};
-
-/// A value of no pattern: a scalar, a string, a value of the platform that is written by hand.
+/// What the type object tells of T: of no pattern, no more than that it is there.
 template <class T>
-requires(!std::is_enum_v<T> && !std::derived_from<T, PtrInterface> &&
-         !requires { typename T::Attributes; }) struct SpecOf<T> {
-    static constexpr TypeSpec spec{sizeof(T), {.isValue = true, .hasGenericIfSupport = true}, {}, {}};
+struct SpecOf {
+    static constexpr std::array<AttributeSpec, 0> attributes{};
+    static constexpr std::array<ArgumentSpec, 0> arguments{};
+};
+template <Declared T>
+struct SpecOf<T> : DeclaredSpec<T, typename T::Attributes> {};
+template <class T>
+requires std::is_enum_v<T>
+struct SpecOf<T> {
+    static constexpr auto attributes = [] {
+        std::array<AttributeSpec, enumerators<T>.size()> specs{};
+        std::ranges::transform(enumerators<T>, specs.begin(), [](Enumerator const& each) {
+            return AttributeSpec{each.name, static_cast<AttributeId>(each.number),
+                                 Shape{.role = Role::enumerator}, fwkTypeOf<T>};
+        });
+        return specs;
+    }();
+    static constexpr auto names = [] {
+        std::array<std::string_view, attributes.size()> all;
+        std::ranges::transform(attributes, all.begin(), &AttributeSpec::name);
+        return all;
+    }();
+    static_assert(
+        isWholly(TextsOf<T>::all, names, {}) && isShort(TextsOf<T>::all),
+        "the texts of KOR_ENUMERATION lack the enumeration or an enumerator, or name one that is none");
+    static constexpr std::array<ArgumentSpec, 0> arguments{};
 };
 
-/// A counted object of no pattern.
-template <std::derived_from<PtrInterface> T>
-requires(!requires { typename T::Attributes; }) struct SpecOf<T> {
-    static constexpr TypeSpec spec{sizeof(T), {.isEntity = std::derived_from<T, Entity>}, {}, {}};
-};
+template <class T>
+constexpr bool isMadeByName() {
+    if constexpr (requires { T::korIsMadeByName; }) {
+        return T::korIsMadeByName;
+    } else {
+        return abilitiesOf<T>().hasFactory && std::derived_from<T, Entity> &&
+               std::is_constructible_v<T, Name>;
+    }
+}
+
+/// What T's declaration tells, and how its boxes and objects are made.
+template <class T>
+constexpr TypeSpec specOf() {
+    constexpr bool isObject = std::derived_from<T, PtrInterface>;
+    constexpr bool isBoxedObject =
+        Declared<T> || std::is_same_v<T, Entity> || std::is_same_v<T, PtrInterface>;
+    TypeSpec spec{sizeof(T),
+                  {.isValue = !isObject,
+                   .isEntity = std::derived_from<T, Entity>,
+                   .isEnumType = std::is_enum_v<T>,
+                   .hasGenericIfSupport = !isObject || isBoxedObject},
+                  SpecOf<T>::arguments,
+                  SpecOf<T>::attributes,
+                  TextsOf<T>::all,
+                  TextsOf<T>::header,
+                  abilitiesOf<T>()};
+    if constexpr (std::is_same_v<T, KorType>) {
+        // A type object is told of, but not boxed.
+    } else if constexpr (isObject) {
+        spec.ofObject = [](PtrInterface* object, bool isConst) -> Ptr<GenericIf> {
+            auto* const known = dynamic_cast<T*>(object);
+            return known != nullptr ? makePtr<BoxOf<T>>(known, isConst) : nullptr;
+        };
+        if constexpr (PatternEntity<T>) {
+            spec.ofText = [](String8 const& text, bool isConst) {
+                return boxOf(strepToValue<Ptr<T>>(text), isConst);
+            };
+        }
+        if constexpr (abilitiesOf<T>().hasFactory) {
+            spec.ofArguments = [](GenericIf const* each) { return BoxOf<T>::genericIfListConstructor(each); };
+        }
+        if constexpr (isMadeByName<T>()) {
+            spec.ofName = [](Name const& name) -> Ptr<Entity> { return makePtr<T>(name); };
+        }
+    } else if constexpr (isBoxed<T>) {
+        spec.ofValue = [](void const* value, bool isConst) -> Ptr<GenericIf> {
+            return makePtr<BoxOf<T>>(value != nullptr ? *static_cast<T const*>(value) : T(), isConst);
+        };
+        if constexpr (!std::is_enum_v<T>) {
+            spec.ofArguments = [](GenericIf const* each) { return BoxOf<T>::genericIfListConstructor(each); };
+        }
+        if constexpr (!std::is_pointer_v<T>) {
+            spec.ofText = [](String8 const& text, bool isConst) -> Ptr<GenericIf> {
+                return makePtr<BoxOf<T>>(strepToValue<T>(text), isConst);
+            };
+        }
+    }
+    return spec;
+}
 
 } // namespace detail
 
 /// The type object of T. An entity class that nothing but its parent makes says so by a member
 /// `korHasFactory`, false; one that is not made by a name alone by `korIsMadeByName`.
 template <class T>
-class TypeOf final : public SpecifiedType {
-    static constexpr bool isObject = std::derived_from<T, PtrInterface>;
-    static constexpr bool isPattern = detail::PatternEntity<T>;
-    static constexpr bool hasFactory = detail::abilitiesOf<T>().hasFactory;
-    static constexpr bool isMadeByName = [] {
-        if constexpr (requires { T::korIsMadeByName; }) {
-            return T::korIsMadeByName;
-        } else if constexpr (isPattern) {
-            return hasFactory && std::derived_from<T, Entity> && std::is_constructible_v<T, Name>;
-        } else {
-            return false;
-        }
-    }();
+class TypeOf final : public KorType {
+    static constexpr TypeSpec spec = detail::specOf<T>();
 
 public:
-    explicit TypeOf(TypeSeed const& seed) : SpecifiedType(seed, detail::SpecOf<T>::spec) {}
-
-    using SpecifiedType::genericIf;
-    using SpecifiedType::newEntity;
-
-    Ptr<GenericIf> genericIf(void const* value, bool isConst) const override {
-        if constexpr (!isObject && detail::isBoxed<T>) {
-            return makePtr<BoxOf<T>>(value != nullptr ? *static_cast<T const*>(value) : T(), isConst);
-        } else {
-            return SpecifiedType::genericIf(value, isConst);
-        }
-    }
-    Ptr<GenericIf> genericIf(GenericIf const* arguments, bool isConst) const override {
-        if constexpr (isObject ? hasFactory : !std::is_enum_v<T> && detail::isBoxed<T>) {
-            return BoxOf<T>::genericIfListConstructor(arguments);
-        } else {
-            return SpecifiedType::genericIf(arguments, isConst);
-        }
-    }
-    Ptr<GenericIf> genericIf(String8 const& text, bool isConst) const override {
-        if constexpr (isPattern) {
-            return boxOf(strepToValue<Ptr<T>>(text), isConst);
-        } else if constexpr (!isObject && detail::isBoxed<T> && !std::is_pointer_v<T>) {
-            return makePtr<BoxOf<T>>(strepToValue<T>(text), isConst);
-        } else {
-            return SpecifiedType::genericIf(text, isConst);
-        }
-    }
-    Ptr<GenericIf> genericIf_(PtrInterface* object, bool isConst) const override {
-        if constexpr (isObject) {
-            auto* const known = dynamic_cast<T*>(object);
-            return known != nullptr ? makePtr<BoxOf<T>>(known, isConst) : nullptr;
-        } else {
-            return SpecifiedType::genericIf_(object, isConst);
-        }
-    }
-    Ptr<Entity> newEntity(Name const& name, Dir* dir) const override {
-        if constexpr (isMadeByName) {
-            return makePtr<T>(name);
-        } else {
-            return SpecifiedType::newEntity(name, dir);
-        }
-    }
+    explicit TypeOf(TypeSeed const& seed) : KorType(seed, spec) {}
 };
 
 template <class T>

@@ -1,7 +1,6 @@
 #include "reflect/TypeSpec.h"
 
-#include <functional>
-#include <vector>
+#include "reflect/IntrospectionReactor.h"
 
 namespace Kor {
 
@@ -17,14 +16,6 @@ bool isDetailed(Shape const& shape) {
     return shape.isOperation() || shape.keyInside;
 }
 
-} // namespace
-
-SpecifiedType::SpecifiedType(TypeSeed const& seed, TypeSpec const& spec)
-    : KorType(nameOf(shortName(seed.name)), nullptr, seed.base != nullptr ? seed.base() : nullptr, {}),
-      spec_(spec) {}
-
-namespace {
-
 /// Of what every child of a map has, and no class says.
 constexpr std::string_view fwkKeyText = "The key attribute again, under which the map of the parent knows it";
 
@@ -35,10 +26,7 @@ void attributeIs(KorType& self, IntrospectionReactor& reactor, AttributeSpec con
     KorType* const keyType = attribute.keyType != nullptr ? attribute.keyType() : nullptr;
     AttributeFlags const flags = flagsOf(attribute.toldAs != nullptr ? *attribute.toldAs : attribute.shape);
     auto const describe = [&](KorAttr& attr) {
-        attr.shapeIs(attribute.shape);
-        attr.meaningIs(meaning);
-        attr.bitsIs(attribute.bits);
-        attr.isConstIs(attribute.isConst);
+        attr.describe(attribute.shape, meaning, attribute.bits, attribute.isConst);
     };
     if (!isDetailed(attribute.shape)) {
         reactor.defNoninstantiatingAttr(&self, name, attribute.type(), keyType, flags.flags,
@@ -56,14 +44,9 @@ void attributeIs(KorType& self, IntrospectionReactor& reactor, AttributeSpec con
     describe(*made);
     made->keyTypeIs(keyType);
     for (ArgumentSpec const& each : attribute.arguments) {
-        made->argumentNameEnq(nameOf(each.name));
-        made->argumentTypeEnq(nameOf(each.type));
-        made->argumentPassingIs(each.passing);
+        made->argumentEnq({nameOf(each.name), nameOf(each.type), each.passing});
     }
     made->keyAttributeNameIs(nameOf(attribute.keyAttribute));
-    if (attribute.shape.child) {
-        made->initialSizeIs(0);
-    }
     made->introspectionFlagsIs(flags.introspection);
     self.attributeQEnq(made);
     reactor.handleAttr(made);
@@ -72,54 +55,55 @@ void attributeIs(KorType& self, IntrospectionReactor& reactor, AttributeSpec con
 
 } // namespace
 
-void SpecifiedType::define(KorType& self, IntrospectionReactor& reactor,
-                           std::function<void()> const& nested) const {
-    reactor.handleType(&self, self.base());
-    self.sizeIs(spec_.size);
-    self.typeFlagsIs(spec_.flags);
-    for (ArgumentSpec const& each : spec_.constructorArguments) {
-        self.constructorArgNameQEnq(nameOf(each.name));
-        self.constructorArgTypeQEnq(nameOf(each.type));
+void KorType::korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested) {
+    reactor.handleType(this, base_);
+    sizeIs(spec_->size);
+    typeFlagsIs(spec_->flags);
+    for (ArgumentSpec const& each : spec_->constructorArguments) {
+        constructorArgNameQEnq(nameOf(each.name));
+        constructorArgTypeQEnq(nameOf(each.type));
     }
-    if (self.base() != nullptr) {
-        for (Ptr<KorAttr const> const& each : self.base()->attributes()) {
-            Ptr<KorAttr> const copy = each->copyFor(&self);
-            self.attributeQEnq(copy);
+    if (base_ != nullptr) {
+        for (Ptr<KorAttr const> const& each : base_->attributes()) {
+            Ptr<KorAttr> const copy = each->copyFor(this);
+            attributeQEnq(copy);
             reactor.handleAttr(copy);
             reactor.handleAttrContextExit();
         }
     }
     bool isFirst = true;
-    for (AttributeSpec const& each : spec_.attributes) {
-        attributeIs(self, reactor, each,
-                    each.shape.role == Role::fwkKey ? fwkKeyText : spec_.textOf(each.name));
+    for (AttributeSpec const& each : spec_->attributes) {
+        attributeIs(*this, reactor, each,
+                    each.shape.role == Role::fwkKey ? fwkKeyText : spec_->textOf(each.name));
         if (isFirst) {
             nested();
             isFirst = false;
         }
     }
-    KorTypeAttr& attrs = *self.typeAttr();
-    if (spec_.flags.isEnumType) {
-        attrs.attrIs("value", &self, nullptr, nullptr, flagsOf({.role = Role::field}).flags, 1)
-            ->shapeIs({.role = Role::field});
+    if (spec_->flags.isEnumType) {
+        constexpr Shape field{.role = Role::field};
+        typeAttr()
+            ->attrIs("value", this, nullptr, nullptr, flagsOf(field).flags, 1)
+            ->describe(field, {}, {}, false);
     }
-    if (KorAttr* const value = attrs.attr("value"); value != nullptr && !value->isInherited()) {
-        self.valAttrIs(value);
+    if (KorAttr* const value = typeAttr()->attr("value"); value != nullptr && !value->isInherited()) {
+        valAttrIs(value);
     }
     reactor.handleScopeExit();
-}
 
-std::vector<std::string_view> SpecifiedType::descriptorNames() const {
-    std::vector<std::string_view> names;
-    if (spec_.flags.isEntity && !spec_.attributes.empty()) {
-        names.emplace_back("korNboAttrLogSaForMsgChannel");
+    auto const describe = [this](std::string_view name) {
+        if (KorAttr const* const found = typeAttr()->attr(nameOf(name))) {
+            descriptors_.push_back(found);
+        }
+    };
+    if (spec_->flags.isEntity && !spec_->attributes.empty()) {
+        describe("korNboAttrLogSaForMsgChannel");
     }
-    if (!spec_.flags.isValue) {
-        for (AttributeSpec const& each : spec_.attributes) {
-            names.push_back(each.name);
+    for (AttributeSpec const& each : spec_->attributes) {
+        if (!spec_->flags.isValue) {
+            describe(each.name);
         }
     }
-    return names;
 }
 
 } // namespace Kor

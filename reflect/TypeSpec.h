@@ -1,13 +1,11 @@
 #pragma once
 
-/// A type's definition as plain data, computed from its declaration at compile time, and the type object that
-/// is filled in from it. One loop defines all types; reflect/TypeOf.h has what is computed.
+/// A type's definition as plain data, computed from its declaration at compile time: what its type object is
+/// filled in from. One loop defines all types; reflect/TypeOf.h has what is computed.
 
-#include "reflect/IntrospectionReactor.h"
+#include "reflect/KorType.h"
 
-#include <functional>
 #include <span>
-#include <vector>
 
 namespace Kor {
 
@@ -45,6 +43,13 @@ struct TypeSpec {
     std::string_view header = {};
     KorType::Abilities abilities = {};
 
+    // How boxes and entities of the type are made; null where they are not.
+    Ptr<GenericIf> (*ofValue)(void const* value, bool isConst) = nullptr;
+    Ptr<GenericIf> (*ofArguments)(GenericIf const* arguments) = nullptr;
+    Ptr<GenericIf> (*ofText)(String8 const& text, bool isConst) = nullptr;
+    Ptr<GenericIf> (*ofObject)(PtrInterface* object, bool isConst) = nullptr;
+    Ptr<Entity> (*ofName)(Name const& name) = nullptr;
+
     /// Of an attribute, or of the type under the empty name; empty where there is none.
     constexpr std::string_view textOf(std::string_view name) const {
         for (std::size_t i = 0; i + 1 < texts.size(); i += 2) {
@@ -54,25 +59,6 @@ struct TypeSpec {
         }
         return {};
     }
-};
-
-/// A type object that is defined from such data.
-class KOR_EXPORT SpecifiedType : public KorType {
-public:
-    /// `spec` must live on: it is not copied.
-    SpecifiedType(TypeSeed const& seed, TypeSpec const& spec);
-
-    std::string_view meaning() const override { return spec_.textOf(""); }
-    std::string_view header() const override { return spec_.header; }
-    Abilities abilities() const override { return spec_.abilities; }
-
-protected:
-    void define(KorType& self, IntrospectionReactor& reactor,
-                std::function<void()> const& nested) const override;
-    std::vector<std::string_view> descriptorNames() const override;
-
-private:
-    TypeSpec const& spec_;
 };
 
 } // namespace Kor

@@ -20,11 +20,11 @@
 /// constructor takes the stored attributes in order; those left out have their default. A value is a plain
 /// copy without shared state, allocates nothing, and may be used on any thread that owns it.
 ///
-/// Setters: a view keeps the low bits of what it is given and cannot fail. Where a class declares a range, by
-/// a member `void korCheck() const` that throws, the constructor from attributes checks it, and a setter that
-/// changes nothing does nothing; otherwise it stores first and checks afterwards, so that a refused value
-/// stays stored when the exception leaves. What comes from an attribute log is checked where the class has a
-/// member `korChecksWire`, true. A class that does more to what it is made from says so in a member `void
+/// A view's setter keeps the low bits of what it is given and cannot fail. A class declares a range by a
+/// member `void korCheck() const` that throws: the constructor from attributes checks it, and a setter that
+/// changes nothing does nothing; otherwise it stores first, so that a refused value stays stored when the
+/// exception leaves. What comes from an attribute log is checked where the class has a member
+/// `korChecksWire`, true. A class that does more to what it is made from says so in a member `void
 /// korMake()`.
 
 #include "reflect/Attributes.h"
@@ -63,13 +63,11 @@ namespace detail {
 template <class T>
 T readTextAt(String8::IteratorConst& it, String8::IteratorConst const& end);
 
-} // namespace detail
-
-namespace detail {
-
 template <class A>
 struct Slot {
     typename A::Type value = A::initial();
+    friend constexpr bool operator==(Slot const&, Slot const&) = default;
+    friend constexpr auto operator<=>(Slot const&, Slot const&) = default;
 };
 
 /// Whether values of those types can be the first few of the attributes, but not all.
@@ -94,13 +92,8 @@ template <class... S>
 class Storage : Slot<S>... {
 public:
     constexpr Storage() = default;
-    constexpr explicit Storage(typename S::Type const&... values) : Slot<S>{values}... {}
-
-    /// The first few; the rest have their defaults.
-    template <class... V>
-    constexpr explicit Storage(std::in_place_t, V const&... values) {
-        assign(std::index_sequence_for<V...>(), values...);
-    }
+    constexpr explicit Storage(typename S::Type const&... values) requires(sizeof...(S) != 0)
+        : Slot<S>{values}... {}
 
     template <class A>
     constexpr typename A::Type& at() {
@@ -111,35 +104,14 @@ public:
         return static_cast<Slot<A> const&>(*this).value;
     }
 
-    constexpr bool equals(Storage const& other) const { return ((at<S>() == other.template at<S>()) && ...); }
-
-    constexpr std::strong_ordering compare(Storage const& other) const {
-        std::strong_ordering order = std::strong_ordering::equal;
-        static_cast<void>((((order = at<S>() <=> other.template at<S>()) == 0) && ...));
-        return order;
-    }
+    friend constexpr bool operator==(Storage const&, Storage const&) = default;
+    friend constexpr auto operator<=>(Storage const&, Storage const&) = default;
 
     /// Calls `visit` with each stored attribute's value, in order.
     template <class Visit>
-    constexpr void each(Visit&& visit) const {
+    constexpr void each([[maybe_unused]] Visit&& visit) const {
         (visit(at<S>()), ...);
     }
-
-private:
-    template <std::size_t... I, class... V>
-    constexpr void assign(std::index_sequence<I...>, V const&... values) {
-        using All = std::tuple<S...>;
-        ((at<std::tuple_element_t<I, All>>() = typename std::tuple_element_t<I, All>::Type(values)), ...);
-    }
-};
-
-/// A value of constants alone.
-template <>
-class Storage<> {
-public:
-    constexpr bool equals(Storage const&) const { return true; }
-    template <class Visit>
-    constexpr void each(Visit&&) const {}
 };
 
 template <class... S>
@@ -149,48 +121,33 @@ using StorageOf = decltype(storageOf(
     typename Joined<
         std::conditional_t<A::shape.role == Role::field, AttributeList<A>, AttributeList<>>...>::type()));
 
-/// The stored attribute of that name.
-template <class WordName, class... A>
-struct NamedAmong;
-
-template <class WordName, class First, class... Rest>
-struct NamedAmong<WordName, First, Rest...> : NamedAmong<WordName, Rest...> {};
-
-template <class First, class... Rest>
-requires(First::shape.role == Role::field) struct NamedAmong<typename First::Name, First, Rest...> {
-    using type = First;
-};
-
 /// Holds the storage and gives the constructors; a base of ValueOf, so that both packs are at hand.
 template <class Self, class S>
 class Stock;
-
-template <class Self>
-class Stock<Self, Storage<>> {
-public:
-    constexpr Stock() = default;
-    template <AttrLogReader In>
-    Stock(In*, StreamBogon) {}
-
-    static constexpr Storage<> storage(Stock const&) { return {}; }
-};
 
 template <class Self, class... S>
 class Stock<Self, Storage<S...>> {
 public:
     constexpr Stock() = default;
-    constexpr explicit(sizeof...(S) == 1) Stock(typename S::Type const&... values) : storage_(values...) {
+    constexpr explicit(sizeof...(S) == 1) Stock(typename S::Type const&... values) requires(sizeof...(S) != 0)
+        : storage_(values...) {
         made();
     }
 
+    /// Of the first few; the rest have their defaults.
     template <class... V>
     requires FirstOf<AttributeList<S...>, V...>
-    constexpr explicit(sizeof...(V) == 1) Stock(V const&... values) : storage_(std::in_place, values...) {
+    constexpr explicit(sizeof...(V) == 1) Stock(V const&... values) {
+        [&]<std::size_t... I>(std::index_sequence<I...>) {
+            ((storage_.template at<At<I>>() = typename At<I>::Type(values)), ...);
+        }
+        (std::index_sequence_for<V...>());
         made();
     }
 
     template <AttrLogReader In>
-    Stock(In* in, StreamBogon) : storage_{in->template next<typename S::Type>()...} { // braces: in order
+    Stock([[maybe_unused]] In* in, StreamBogon)
+        : storage_{in->template next<typename S::Type>()...} { // braces: in order
         if constexpr (requires { requires Self::korChecksWire; }) {
             made();
         }
@@ -200,9 +157,12 @@ public:
     static constexpr Storage<S...> const& storage(Stock const& value) { return value.storage_; }
 
 protected:
-    Storage<S...> storage_;
+    [[no_unique_address]] Storage<S...> storage_;
 
 private:
+    template <std::size_t I>
+    using At = typename AttributeAt<I, AttributeList<S...>>::type;
+
     constexpr void made() {
         if constexpr (requires(Self & self) { self.korMake(); }) {
             static_cast<Self&>(*this).korMake();
@@ -235,11 +195,6 @@ consteval auto accessors() {
 }
 template <class Self, class A>
 using Accessors = typename decltype(accessors<Self, A>())::type;
-
-template <class A, class W>
-constexpr W viewMask() {
-    return static_cast<W>((~U64{0} >> (64 - A::width)) << A::first);
-}
 
 /// Folds one stored attribute into a running hash: an integer as its bytes, a value that says how it goes in
 /// by `foldInto`, any other as its own finished hash.
@@ -278,7 +233,7 @@ public:
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
 
     friend constexpr bool operator==(Self const& a, Self const& b) {
-        return StockType::storage(a).equals(StockType::storage(b));
+        return StockType::storage(a) == StockType::storage(b);
     }
 
     /// The value of an attribute of the list. This and `set` are what the accessors forward to.
@@ -317,11 +272,15 @@ public:
 
 protected:
     template <class Attribute>
-    using WordOf = typename detail::NamedAmong<typename Attribute::Word, A...>::type;
+    using WordOf =
+        typename detail::AttributeAt<detail::placeOfFirst(
+                                         {std::is_same_v<typename A::Name, typename Attribute::Word>...}),
+                                     Attributes>::type;
 
     template <class Attribute>
     static constexpr auto maskOf() {
-        return detail::viewMask<Attribute, typename WordOf<Attribute>::Type>();
+        return static_cast<typename WordOf<Attribute>::Type>((~U64{0} >> (64 - Attribute::width))
+                                                             << Attribute::first);
     }
 };
 
@@ -341,22 +300,13 @@ public:
     constexpr explicit DerivedValueOf(Base const& base) : Base(base) {}
     DerivedValueOf(String8::IteratorConst& it, String8::IteratorConst const& end)
         : Base(detail::readTextAt<Self>(it, end)) {}
-
-    template <class Attribute>
-    constexpr typename Attribute::Type get() const {
-        return Base::template get<Attribute>();
-    }
-    template <class Attribute>
-    constexpr void set(typename Attribute::Type const& value) {
-        Base::template set<Attribute>(value);
-    }
 };
 
 /// Gives a value `<`, `<=`, `>` and `>=`: by the stored attributes in declared order.
 template <class Self>
 struct Ordered {
     friend constexpr std::strong_ordering operator<=>(Self const& a, Self const& b) {
-        return Self::storage(a).compare(Self::storage(b));
+        return Self::storage(a) <=> Self::storage(b);
     }
 };
 

@@ -75,7 +75,7 @@ private:
     template <std::size_t I, class X>
     static void load() {
         if constexpr (I % Of == First && detail::hasAttrLog<X>) {
-            AttrLogType::Load(typeName<X>(), AttrLogTypeOf<X>::type);
+            AttrLogType::add(typeName<X>(), AttrLogTypeOf<X>::type);
         }
     }
 };

@@ -16,13 +16,15 @@ concept PatternEntity = requires {
     typename T::BaseEntity;
 };
 
-/// How deep a class stands: the ids of its own attributes follow from it.
+/// The id of a class's first own attribute: it follows from how deep the class stands.
 template <class T>
-constexpr int levelOf() {
-    if constexpr (requires { typename T::BaseValue; }) {
-        return 1 + levelOf<typename T::BaseValue>();
+constexpr AttributeId firstId() {
+    if constexpr (PatternEntity<T>) {
+        return T::firstAttributeId;
+    } else if constexpr (requires { typename T::BaseValue; }) {
+        return firstId<typename T::BaseValue>() + 128;
     } else {
-        return 0;
+        return 2;
     }
 }
 
@@ -53,35 +55,6 @@ struct BoxTableOf<T, AttributeList<A...>> {
     }();
 };
 
-template <class T>
-struct BoxTables;
-
-template <class T, class Base, AttributeId First>
-constexpr BoxTable boxTable(std::span<BoxAttribute const> attributes) {
-    if constexpr (requires { typename Base::Attributes; }) {
-        return {First, attributes, &BoxTables<Base>::table,
-                [](void* object) -> void* { return static_cast<Base*>(static_cast<T*>(object)); }};
-    } else {
-        return {First, attributes};
-    }
-}
-
-/// A value or scalar of no pattern.
-template <class T>
-struct BoxTables {
-    static constexpr BoxTable table{2, {}};
-};
-template <class T>
-requires(requires { typename T::Attributes; } && !PatternEntity<T>) struct BoxTables<T> {
-    static constexpr BoxTable table = boxTable<T, typename BaseType<T>::type, 2 + 128 * levelOf<T>()>(
-        BoxTableOf<T, typename T::Attributes>::attributes);
-};
-template <PatternEntity T>
-struct BoxTables<T> {
-    static constexpr BoxTable table = boxTable<T, typename BaseType<T>::type, T::firstAttributeId>(
-        BoxTableOf<T, typename T::Attributes>::attributes);
-};
-
 /// The attribute fwkKey.
 template <class X>
 inline constexpr BoxAttribute keyAttribute{.name = "fwkKey",
@@ -90,13 +63,40 @@ inline constexpr BoxAttribute keyAttribute{.name = "fwkKey",
                                                return boxOf(static_cast<X const*>(object)->fwkKey(), isConst);
                                            }};
 
+template <class T>
+struct BoxTables;
+
+/// A value or scalar of no pattern.
+template <class T>
+struct BoxTables {
+    static constexpr BoxTable table{2, {}};
+};
+template <Declared T>
+struct BoxTables<T> {
+    static constexpr std::span<BoxAttribute const> attributes =
+        BoxTableOf<T, typename T::Attributes>::attributes;
+    static constexpr BoxTable table = [] {
+        BoxTable made{firstId<T>(), attributes};
+        if constexpr (Declared<BaseType<T>>) {
+            made.base = &BoxTables<BaseType<T>>::table;
+            made.toBase = [](void* object) -> void* {
+                return static_cast<BaseType<T>*>(static_cast<T*>(object));
+            };
+        }
+        if constexpr (requires(T const& t) { t.fwkKey(); }) {
+            made.key = &keyAttribute<T>;
+        }
+        return made;
+    }();
+};
+
 /// The name of the argument that a class is made with.
 template <class X>
 constexpr std::string_view constructorArgumentName() {
     if constexpr (hasKey<typename X::Attributes>) {
         return ChildKey<X>::Name::text;
-    } else if constexpr (PatternEntity<typename BaseType<X>::type>) {
-        return constructorArgumentName<typename BaseType<X>::type>();
+    } else if constexpr (PatternEntity<BaseType<X>>) {
+        return constructorArgumentName<BaseType<X>>();
     } else {
         return "name";
     }

@@ -8,6 +8,8 @@
 #include "reflect/box/GenericIf.h"
 
 #include <span>
+#include <string>
+#include <string_view>
 #include <tuple>
 
 namespace Kor::detail {
@@ -16,17 +18,17 @@ namespace Kor::detail {
 class KOR_EXPORT ArgumentReader {
 public:
     /// Raises when there is no list. `what` takes the arguments.
-    ArgumentReader(GenericIf const* arguments, char const* what);
+    ArgumentReader(GenericIf const* arguments, std::string_view what);
 
     bool empty() const noexcept { return list_.head() == nullptr; }
     /// The next one; raises when it is missing or null.
-    GenericIf const& next(char const* name);
+    GenericIf const& next(std::string_view name);
     template <class T>
-    T next(char const* name) {
+    T next(std::string_view name) {
         T argument = unbox<T>(next(name));
         if constexpr (std::is_pointer_v<T>) {
             if (argument == nullptr) {
-                GenericIf::throwTypeException(name);
+                GenericIf::throwTypeException(std::string(name).c_str());
             }
         }
         return argument;
@@ -37,7 +39,7 @@ public:
 private:
     GenericIf::List list_;
     Ptr<GenericIf> current_;
-    char const* what_;
+    std::string_view what_;
 };
 
 struct KeyedAccess;
@@ -57,8 +59,7 @@ struct KeyedAccess {
     bool (*contains)(void* object, GenericIf const& key);
     Ptr<GenericIf> (*set)(void* object, GenericIf const* key, GenericIf const* value);
     Ptr<GenericIf> (*del)(void* object, GenericIf const& key);
-    /// Reads a member without boxes; false if key or value are of other types. Null for members that are
-    /// objects.
+    /// Reads a member without boxes; false if key or value are of other types, or members are objects.
     bool (*read)(void* object, KorType const* keyType, void const* key, KorType const* type, void* into);
 
     /// From the key on, if it is there, or else from the first.
@@ -86,12 +87,13 @@ struct BoxAttribute {
     bool (*write)(void* object, KorType const* type, void const* value) = nullptr;
 };
 
-/// The attributes of a class by id, from `first` on, and those of its base.
+/// The attributes of a class by id, from `first` on, those of its base, and the attribute fwkKey.
 struct BoxTable {
     AttributeId first;
     std::span<BoxAttribute const> attributes;
     BoxTable const* base = nullptr;
     void* (*toBase)(void* object) = nullptr;
+    BoxAttribute const* key = nullptr;
 };
 
 /// An attribute, and the object as its class has it. Null where there is none.
@@ -99,11 +101,10 @@ struct Reached {
     BoxAttribute const* attribute = nullptr;
     void* object = nullptr;
 };
-KOR_EXPORT Reached reach(BoxTable const& table, void* object, AttributeId id) noexcept;
 
 /// Does an operation on an attribute. `entity` counts what it hands out; null for other objects and values.
-KOR_EXPORT Ptr<GenericIf> attributeOp(Reached at, bool isConst, Entity const* entity, GenericIf::OpId op,
-                                      GenericIf::Key const& key, Ptr<GenericIf> const& value);
+Ptr<GenericIf> attributeOp(Reached at, bool isConst, Entity const* entity, GenericIf::OpId op,
+                           GenericIf::Key const& key, Ptr<GenericIf> const& value);
 /// Raises for a null key, with the name that it has for the operation.
 KOR_EXPORT GenericIf const& needKey(GenericIf::Key const& key, char const* name);
 /// The short name of the type that was expected is the word.
@@ -113,42 +114,13 @@ KOR_EXPORT GenericIf const& needKey(GenericIf::Key const& key, char const* name)
 template <class T>
 inline constexpr bool isBoxed = std::is_default_constructible_v<T>&& std::equality_comparable<T>;
 
-template <class T, class N, class R, class... A>
-Ptr<GenericIf> callOperation(T& object, ArgumentReader& reader, bool isConst, AttributeList<A...>,
-                             std::type_identity<R>) {
-    // In braces: from left to right.
-    std::tuple<std::remove_cvref_t<typename A::Type>...> const arguments{
-        reader.template next<std::remove_cvref_t<typename A::Type>>(A::Name::text)...};
-    reader.end();
-    return std::apply(
-        [&](auto const&... each) -> Ptr<GenericIf> {
-            if constexpr (std::is_void_v<R>) {
-                N::call(object, each...);
-                return nullptr;
-            } else {
-                return boxOf<std::remove_cvref_t<R>>(N::call(object, each...), isConst);
-            }
-        },
-        arguments);
-}
-
 // One attribute of the class T.
-
-/// What is stored for an attribute: an object by a counted pointer.
-template <class A>
-struct HeldBy {
-    using type = typename A::Type;
-};
-template <class A>
-requires(A::shape.holdsObjects()) struct HeldBy<A> {
-    using type = typename A::Value;
-};
 
 /// What is not a map, and no operation.
 template <class T, class A>
 struct ScalarBoxing {
     static constexpr Shape shape = A::shape;
-    using V = typename HeldBy<A>::type;
+    using V = typename A::Value;
 
     static Ptr<GenericIf> get([[maybe_unused]] void* object, bool isConst) {
         if constexpr (shape.role == Role::constant) {
@@ -197,62 +169,66 @@ struct ScalarBoxing {
     }
 };
 
-template <class T, class A>
-struct OperationBoxing {
-    static Ptr<GenericIf> call(void* object, ArgumentReader& arguments, bool isConst) {
-        return callOperation<T, typename A::Name>(*static_cast<T*>(object), arguments, isConst,
-                                                  typename A::Arguments(),
-                                                  std::type_identity<typename A::Type>());
-    }
-    static constexpr BoxAttribute attribute() {
-        return {.name = A::Name::text, .shape = A::shape, .call = &call};
-    }
-};
+template <class T, class A, class... Argument>
+Ptr<GenericIf> callOperation(T& object, ArgumentReader& reader, bool isConst, AttributeList<Argument...>) {
+    // In braces: from left to right.
+    std::tuple<std::remove_cvref_t<typename Argument::Type>...> const arguments{
+        reader.template next<std::remove_cvref_t<typename Argument::Type>>(Argument::Name::text)...};
+    reader.end();
+    return std::apply(
+        [&](auto const&... each) -> Ptr<GenericIf> {
+            if constexpr (std::is_void_v<typename A::Type>) {
+                A::Name::call(object, each...);
+                return nullptr;
+            } else {
+                return boxOf<std::remove_cvref_t<typename A::Type>>(A::Name::call(object, each...), isConst);
+            }
+        },
+        arguments);
+}
 
-/// The access to a map by what `B` has for it, with the walks as states that are allocated.
-template <class B>
-struct Keyed {
-    struct State : WalkState {
-        typename B::At at;
-    };
-    static auto& at(WalkState* state) { return static_cast<State*>(state)->at; }
-    static U32 version(void* object) { return B::map(object).version(); }
-    static WalkState* walk(void* object, GenericIf const* key) {
-        using At = typename B::At;
-        auto& map = B::map(object);
-        return new State{{&B::access, static_cast<typename B::Object const*>(object)},
-                         key == nullptr ? At(&map) : B::walk(map, unbox<typename B::K>(*key))};
-    }
-    static Ptr<GenericIf> walkKey(WalkState* state) { return B::walkKey(at(state)); }
-    static Ptr<GenericIf> walkValue(WalkState* state, bool isConst) {
-        return B::walkValue(at(state), isConst);
-    }
-    static void walkInc(WalkState* state, void* object) {
-        if (object != nullptr && at(state).map() == &B::map(object)) {
-            at(state).advance();
-        } else {
-            at(state) = typename B::At(); // the box has another object
+/// A walk over a queue that has what is used of one over a map.
+template <class Q>
+struct QueueWalk : Q::IteratorConst {
+    QueueWalk() = default;
+    explicit QueueWalk(Q const* queue) : Q::IteratorConst(queue) {}
+    QueueWalk(Q const* queue, U32 key) : QueueWalk(queue) {
+        while (*this && this->key() != key) {
+            this->advance();
         }
     }
-    static WalkState* walkClone(WalkState* state) { return new State(*static_cast<State*>(state)); }
-    static bool walkNonNull(WalkState* state) { return static_cast<bool>(at(state)); }
-    static void walkDel(WalkState* state) { delete static_cast<State*>(state); }
-
-    static constexpr KeyedAccess access() {
-        return {B::keyName(), &B::get,  &B::count,  &version, &B::contains, &B::set,      &B::del, B::read(),
-                &walk,        &walkKey, &walkValue, &walkInc, &walkClone,   &walkNonNull, &walkDel};
-    }
+    Q const* map() const noexcept { return this->queue_; }
 };
+template <class Map>
+consteval auto walkOf() {
+    if constexpr (requires { typename Map::Iterator; }) {
+        return std::type_identity<typename Map::Iterator>();
+    } else {
+        return std::type_identity<QueueWalk<Map>>();
+    }
+}
 
+/// A map, or a queue as a map from its numbers. A walk is a state that is allocated.
 template <class T, class A>
-struct MapBoxing {
-    using Object = T;
+struct KeyedBoxing {
     using Forms = typename A::Name;
     using K = typename A::Key;
     static constexpr Shape shape = A::shape;
+    static constexpr bool isQueue = shape.role == Role::queue;
 
     using Map = std::remove_cvref_t<decltype(Forms::map(std::declval<T const&>()))>;
-    using At = typename Map::Iterator;
+    using At = typename decltype(walkOf<Map>())::type;
+    struct State : WalkState {
+        At at;
+    };
+    static At& at(WalkState* state) { return static_cast<State*>(state)->at; }
+    static K keyAt(At const& at) {
+        if constexpr (isQueue) {
+            return at.key();
+        } else {
+            return HashMember::key(*at);
+        }
+    }
 
     static Map& map(void* object) {
         return const_cast<Map&>(
@@ -276,7 +252,18 @@ struct MapBoxing {
             return boxOf(typename A::Value(), isConst);
         }
     }
-    static U32 count(void* object) { return map(object).count(); }
+    static U32 count(void* object) {
+        if constexpr (isQueue) {
+            U32 count = 0;
+            for (At at(&map(object)); at; at.advance()) {
+                ++count;
+            }
+            return count;
+        } else {
+            return map(object).count();
+        }
+    }
+    static U32 version(void* object) { return map(object).version(); }
     static bool contains(void* object, GenericIf const& key) {
         return map(object).member(unbox<K>(key)) != nullptr;
     }
@@ -300,101 +287,50 @@ struct MapBoxing {
     static Ptr<GenericIf> del(void* object, GenericIf const& key) {
         return boxOf(Forms::del(*static_cast<T*>(object), unbox<K>(key)));
     }
-
-    static bool readMember(void* object, KorType const* keyType, void const* key, KorType const* type,
-                           void* into) {
-        if (keyType != fwkTypeOf<K>() || type != fwkTypeOf<typename A::Value>()) {
+    static bool read(void* object, KorType const* keyType, void const* key, KorType const* type, void* into) {
+        if constexpr (shape.holdsObjects() || isQueue) {
             return false;
-        }
-        if (auto* const found = map(object).member(*static_cast<K const*>(key))) {
-            *static_cast<typename A::Value*>(into) = found->value;
-        }
-        return true;
-    }
-    static constexpr auto read() -> decltype(KeyedAccess::read) {
-        if constexpr (shape.holdsObjects()) {
-            return nullptr;
         } else {
-            return &readMember;
+            bool const fits = keyType == fwkTypeOf<K>() && type == fwkTypeOf<typename A::Value>();
+            if (auto* const found = fits ? map(object).member(*static_cast<K const*>(key)) : nullptr) {
+                *static_cast<typename A::Value*>(into) = found->value;
+            }
+            return fits;
         }
     }
 
-    static At walk(Map& from, K const& key) {
+    static At atKey(Map& from, K const& key) {
         At found(&from, key);
-        return found && HashMember::key(*found) == key ? found : At();
+        return found && keyAt(found) == key ? found : At();
     }
-    static Ptr<GenericIf> walkKey(At const& at) { return boxOf<K>(HashMember::key(*at), true); }
-    static Ptr<GenericIf> walkValue(At const& at, bool isConst) { return boxMember(*at, isConst); }
+    static WalkState* walk(void* object, GenericIf const* key) {
+        Map& from = map(object);
+        return new State{{&access, static_cast<T const*>(object)},
+                         key == nullptr ? At(&from) : atKey(from, unbox<K>(*key))};
+    }
+    static Ptr<GenericIf> walkKey(WalkState* state) { return boxOf<K>(keyAt(at(state)), true); }
+    static Ptr<GenericIf> walkValue(WalkState* state, bool isConst) { return boxMember(*at(state), isConst); }
+    static void walkInc(WalkState* state, void* object) {
+        if (object != nullptr && at(state).map() == &map(object)) {
+            at(state).advance();
+        } else {
+            at(state) = At(); // the box has another object
+        }
+    }
+    static WalkState* walkClone(WalkState* state) { return new State(*static_cast<State*>(state)); }
+    static bool walkNonNull(WalkState* state) { return static_cast<bool>(at(state)); }
+    static void walkDel(WalkState* state) { delete static_cast<State*>(state); }
 
     static constexpr char const* keyName() {
-        if constexpr (shape.child || shape.keyInside) {
+        if constexpr (shape.keyInside) {
             return A::KeyName::text;
         } else {
             return "kor_index";
         }
     }
-    static constexpr KeyedAccess access = Keyed<MapBoxing>::access();
-    static constexpr BoxAttribute attribute() {
-        return {.name = A::Name::text, .shape = A::shape, .keyed = &access};
-    }
-};
-/// A walk over a queue that has what is used of a walk over a map.
-template <class Q>
-struct QueueWalk : Q::IteratorConst {
-    QueueWalk() = default;
-    explicit QueueWalk(Q const* queue) : Q::IteratorConst(queue) {}
-    Q const* map() const noexcept { return this->queue_; }
-};
-
-/// A queue is reached as a map from its numbers.
-template <class T, class A>
-struct QueueBoxing {
-    using Object = T;
-    using Forms = typename A::Name;
-    using V = typename A::Value;
-    using Map = std::remove_cvref_t<decltype(Forms::map(std::declval<T const&>()))> const;
-    using At = QueueWalk<std::remove_const_t<Map>>;
-
-    static Map& map(void* object) { return Forms::map(*static_cast<T const*>(object)); }
-    static Ptr<GenericIf> get(void* object, GenericIf const& key, bool isConst) {
-        return boxOf<V>(Forms::call(*static_cast<T const*>(object), unbox<U32>(key)), isConst);
-    }
-    static U32 count(void* object) {
-        U32 count = 0;
-        for (At at(&map(object)); at; at.advance()) {
-            ++count;
-        }
-        return count;
-    }
-    static bool contains(void* object, GenericIf const& key) {
-        return map(object).member(unbox<U32>(key)) != nullptr;
-    }
-    static Ptr<GenericIf> set(void* object, GenericIf const* key, GenericIf const* value) {
-        U32 const at = unbox<U32>(*key);
-        Forms::set(*static_cast<T*>(object), at, unbox<V>(*value));
-        return nullptr;
-    }
-    static Ptr<GenericIf> del(void* object, GenericIf const& key) {
-        return boxOf<V>(Forms::del(*static_cast<T*>(object), unbox<U32>(key)));
-    }
-    static constexpr auto read() -> decltype(KeyedAccess::read) { return nullptr; }
-
-    static At walk(Map& from, U32 key) {
-        At found(&from);
-        while (found && found.key() != key) {
-            found.advance();
-        }
-        return found;
-    }
-    static Ptr<GenericIf> walkKey(At const& at) { return boxOf<U32>(at.key(), true); }
-    static Ptr<GenericIf> walkValue(At const& at, bool isConst) { return boxOf<V>((*at).value, isConst); }
-
-    using K = U32;
-    static constexpr char const* keyName() { return "kor_index"; }
-    static constexpr KeyedAccess access = Keyed<QueueBoxing>::access();
-    static constexpr BoxAttribute attribute() {
-        return {.name = Forms::text, .shape = A::shape, .keyed = &access};
-    }
+    static constexpr KeyedAccess access{keyName(),  &get,     &count,     &version,     &contains,
+                                        &set,       &del,     &read,      &walk,        &walkKey,
+                                        &walkValue, &walkInc, &walkClone, &walkNonNull, &walkDel};
 };
 
 /// An id without an attribute, and an operation that the base's table reaches, have none.
@@ -404,11 +340,14 @@ constexpr BoxAttribute boxAttribute() {
     if constexpr (shape.role == Role::none || isOverride<A>) {
         return {};
     } else if constexpr (shape.isOperation()) {
-        return OperationBoxing<T, A>::attribute();
-    } else if constexpr (shape.role == Role::map) {
-        return MapBoxing<T, A>::attribute();
-    } else if constexpr (shape.role == Role::queue) {
-        return QueueBoxing<T, A>::attribute();
+        return {.name = A::Name::text,
+                .shape = shape,
+                .call = [](void* object, ArgumentReader& arguments, bool isConst) {
+                    return callOperation<T, A>(*static_cast<T*>(object), arguments, isConst,
+                                               typename A::Arguments());
+                }};
+    } else if constexpr (shape.keyed) {
+        return {.name = A::Name::text, .shape = shape, .keyed = &KeyedBoxing<T, A>::access};
     } else {
         return ScalarBoxing<T, A>::attribute();
     }

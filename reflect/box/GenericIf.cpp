@@ -5,6 +5,7 @@
 
 #include <new>
 #include <string>
+#include <utility>
 
 namespace Kor {
 
@@ -16,27 +17,15 @@ String8 words(std::string_view head, std::string_view word) {
     return String8(std::string(head) + std::string(word));
 }
 
-bool isWrite(GenericIf::OpId op) {
-    return static_cast<U32>(op) >= 128;
-}
-
 std::string opName(GenericIf::OpId op) {
     using Op = GenericIf::AttributeOp;
-    switch (op) {
-    case Op::get:
-        return "get";
-    case Op::count:
-        return "count";
-    case Op::version:
-        return "version";
-    case Op::contains:
-        return "contains";
-    case Op::equals:
-        return "equals";
-    case Op::set:
-        return "set";
-    case Op::del:
-        return "delete";
+    constexpr std::pair<GenericIf::OpId, char const*> names[] = {
+        {Op::get, "get"},       {Op::count, "count"}, {Op::version, "version"}, {Op::contains, "contains"},
+        {Op::equals, "equals"}, {Op::set, "set"},     {Op::del, "delete"}};
+    for (auto const& [id, name] : names) {
+        if (id == op) {
+            return name;
+        }
     }
     return "operation " + std::to_string(static_cast<U32>(op));
 }
@@ -74,7 +63,7 @@ void GenericIf::throwOpNotSupportedException(char const* word, OpId op, bool) {
 }
 
 void GenericIf::checkWrite(OpId op) const {
-    if (isConst_ && isWrite(op)) {
+    if (isConst_ && op >= AttributeOp::set) {
         throwConstException("attempting to modify a const instance");
     }
 }
@@ -156,63 +145,61 @@ void GenericIf::operator delete(void* block, std::size_t size) noexcept {
 
 namespace {
 
-/// As detail::reach, which is called for the attributes of a base alone.
-inline detail::Reached reachOwnFirst(detail::BoxTable const& table, void* object, AttributeId id) noexcept {
-    auto const place = static_cast<std::size_t>(S64{id} - table.first);
-    if (place < table.attributes.size() && table.attributes[place].name != nullptr) [[likely]] {
-        return {&table.attributes[place], object};
+/// An attribute of a base.
+[[gnu::noinline]] detail::Reached reachBase(detail::BoxTable const* at, void* object,
+                                            AttributeId id) noexcept {
+    while (at->base != nullptr) {
+        object = at->toBase(object);
+        at = at->base;
+        auto const place = static_cast<std::size_t>(S64{id} - at->first);
+        if (place < at->attributes.size() && at->attributes[place].name != nullptr) {
+            return {&at->attributes[place], object};
+        }
     }
-    return detail::reach(table, object, id);
+    return {};
 }
 
 } // namespace
 
-void GenericIf::countRead() noexcept {
-    if (holds_ == Holds::entity) {
+inline detail::Reached GenericIf::reached(AttributeId attribute) const noexcept {
+    if (table_ == nullptr) {
+        return {};
+    }
+    auto const place = static_cast<std::size_t>(S64{attribute} - table_->first);
+    if (place < table_->attributes.size() && table_->attributes[place].name != nullptr) [[likely]] {
+        return {&table_->attributes[place], place_};
+    }
+    if (attribute == fwkKeyAttr && table_->key != nullptr) {
+        return {table_->key, place_};
+    }
+    return reachBase(table_, place_, attribute);
+}
+
+bool GenericIf::isRead(bool done) noexcept {
+    if (done && holds_ == Holds::entity) {
         EntityAccess::mutableReadsInc(static_cast<Entity const&>(*notifier()));
     }
+    return done;
 }
 
 bool GenericIf::read(AttributeId attribute, KorType const* type, void* into) {
-    if (place_ == nullptr) {
-        return false;
-    }
-    auto const at = reachOwnFirst(*table_, place_, attribute);
-    if (at.attribute == nullptr || at.attribute->read == nullptr ||
-        !at.attribute->read(at.object, type, into)) {
-        return false;
-    }
-    countRead();
-    return true;
+    auto const at = reached(attribute);
+    return isRead(at.object != nullptr && at.attribute->read != nullptr &&
+                  at.attribute->read(at.object, type, into));
 }
 
 bool GenericIf::read(AttributeId attribute, KorType const* keyType, void const* key, KorType const* type,
                      void* into) {
-    if (place_ == nullptr) {
-        return false;
-    }
-    auto const at = reachOwnFirst(*table_, place_, attribute);
-    if (at.attribute == nullptr || at.attribute->keyed == nullptr || at.attribute->keyed->read == nullptr ||
-        !at.attribute->keyed->read(at.object, keyType, key, type, into)) {
-        return false;
-    }
-    countRead();
-    return true;
+    auto const at = reached(attribute);
+    return isRead(at.object != nullptr && at.attribute->keyed != nullptr &&
+                  at.attribute->keyed->read(at.object, keyType, key, type, into));
 }
 
 bool GenericIf::write(AttributeId attribute, KorType const* type, void const* value) {
-    if (place_ == nullptr || isConst_) {
-        return false;
-    }
-    auto const at = reachOwnFirst(*table_, place_, attribute);
-    if (at.attribute == nullptr || at.attribute->write == nullptr) {
-        return false;
-    }
-    if (notifier().ptr() == nullptr) { // of a value
-        return at.attribute->write(at.object, type, value);
-    }
-    PtrInterface::Keep const keep(*notifier()); // a setter's reactors may let the box go
-    return at.attribute->write(at.object, type, value);
+    auto const at = reached(attribute);
+    Ptr<PtrInterface const> const keep = notifier(); // a setter's reactors may let the box go
+    return at.object != nullptr && !isConst_ && at.attribute->write != nullptr &&
+           at.attribute->write(at.object, type, value);
 }
 
 // What all boxes do
@@ -233,9 +220,18 @@ AttributeId GenericIf::attributeId(String8 name) const {
     return found->attributeId();
 }
 
-Ptr<GenericIf> GenericIf::attributeOp(AttributeOp const& op, Key const&, Ptr<GenericIf> const&) {
+Ptr<GenericIf> GenericIf::attributeOp(AttributeOp const& op, Key const& key, Ptr<GenericIf> const& value) {
     checkWrite(op.opId);
-    throwNoAttribute(*this, op.attributeId);
+    if (holds_ != Holds::value && place_ == nullptr) {
+        throwNoObject();
+    }
+    auto const at = reached(op.attributeId);
+    if (at.attribute == nullptr) {
+        throwNoAttribute(*this, op.attributeId);
+    }
+    Ptr<PtrInterface const> const keep = notifier(); // a setter's reactors may let the box go
+    auto const* const entity = holds_ == Holds::entity ? static_cast<Entity const*>(keep.ptr()) : nullptr;
+    return detail::attributeOp(at, isConst_, entity, op.opId, key, value);
 }
 
 void GenericIf::korDoZombieReactors(bool zombie) {
@@ -257,10 +253,6 @@ detail::WalkState* standing(GenericIf::AttributeIteratorConst const& at) {
 }
 
 } // namespace
-
-detail::Reached GenericIf::reached(AttributeId attribute) const noexcept {
-    return table_ != nullptr ? detail::reach(*table_, place_, attribute) : detail::Reached();
-}
 
 GenericIf::AttributeIteratorConst GenericIf::walk(AttributeId attribute, Key const* key) const {
     auto const at = reached(attribute);
@@ -413,10 +405,6 @@ String8 GenericIfPtrInterface::strRep() const {
     return valueToStrepOfRawPtr(notifier().ptr(), typeid(PtrInterface));
 }
 
-String8 GenericIfEntity::strRep() const {
-    return valueToStrepOfRawPtr(static_cast<Entity const*>(notifier().ptr()), typeid(Entity));
-}
-
 String8 GenericIfEntity::attributeString(AttributeId attribute) const {
     return static_cast<Entity&>(object()).attributeString(attribute);
 }
@@ -450,19 +438,6 @@ Ptr<GenericIf> boxValue(KorType* type, void const* value, bool isConst) {
     return box;
 }
 
-[[gnu::noinline]] Reached reach(BoxTable const& table, void* object, AttributeId id) noexcept {
-    for (BoxTable const* at = &table;; at = at->base) {
-        auto const place = static_cast<std::size_t>(S64{id} - at->first);
-        if (place < at->attributes.size() && at->attributes[place].name != nullptr) {
-            return {&at->attributes[place], object};
-        }
-        if (at->base == nullptr) {
-            return {};
-        }
-        object = at->toBase(object);
-    }
-}
-
 GenericIf const& needKey(GenericIf::Key const& key, char const* name) {
     if (!key) {
         GenericIf::throwTypeException(name);
@@ -470,7 +445,7 @@ GenericIf const& needKey(GenericIf::Key const& key, char const* name) {
     return *key;
 }
 
-ArgumentReader::ArgumentReader(GenericIf const* arguments, char const* what) : what_(what) {
+ArgumentReader::ArgumentReader(GenericIf const* arguments, std::string_view what) : what_(what) {
     auto const* const box = dynamic_cast<GenericIf::List_ const*>(arguments);
     if (box == nullptr) {
         GenericIf::throwTypeException("Kor::GenericIf::List_");
@@ -478,17 +453,17 @@ ArgumentReader::ArgumentReader(GenericIf const* arguments, char const* what) : w
     list_ = box->list();
 }
 
-GenericIf const& ArgumentReader::next(char const* name) {
+GenericIf const& ArgumentReader::next(std::string_view name) {
     current_ = list_.deq();
     if (!current_) {
-        GenericIf::throwTypeException(name);
+        GenericIf::throwTypeException(std::string(name).c_str());
     }
     return *current_;
 }
 
 void ArgumentReader::end() const {
     if (!empty()) {
-        GenericIf::throwUnknownArgException(what_);
+        GenericIf::throwUnknownArgException(std::string(what_).c_str());
     }
 }
 

@@ -10,10 +10,9 @@
 ///     box->attributeOp({count, Op::set}, key, Kor::boxOf(U32{4}));                    // reactors are told
 ///     for (auto at = box->attributeIteratorConst(count); at; ++at) { at.key()->strRep(); }
 ///
-/// The box of a value holds a copy: writing changes that copy alone. The box of an object holds a counted
-/// reference to it, and writes go through the object's own setters, with version, range checks and
-/// notification; their exceptions pass through. A const box reads only. A read makes new boxes, with the
-/// const flag of the box that was asked.
+/// The box of a value holds a copy, and writing changes that copy alone. The box of an object holds a counted
+/// reference; writes go through the object's setters, with version, range checks and notification, and their
+/// exceptions pass through. A const box reads only. A read makes new boxes, as const as this one.
 ///
 /// What the operations accept, by kind of attribute (any other raises):
 ///
@@ -27,16 +26,16 @@
 ///
 /// An absent key reads as the value type's default, or as null where the members are objects.
 ///
-/// Changes. The box of an object hears every change of it, unless it is detached (`notifierIs(nullptr)`) or
-/// switched off, and tells its listener; with an activity (`activityIs`, runtime/Activity.h) in a later run.
+/// The box of an object hears every change of it, unless it is detached (`notifierIs(nullptr)`) or switched
+/// off, and tells its listener; with an activity (`activityIs`, runtime/Activity.h) in a later run.
 ///
 /// Who knows the type of an attribute beforehand needs no boxes for it:
 ///
 ///     box->get<U32>(size);  box->set(size, U32{4});  box->get<U32>(count, entry);
 ///
 /// Errors are Kor::GenericException, but for what a setter raises. A call that fails has changed nothing, but
-/// what a setter did before it raised. Nothing here depends on what type somebody claims: wrong boxes are
-/// refused. The one thing that cannot be checked is the length behind a Kor::BytePtr argument.
+/// what a setter did before. Wrong boxes are refused; only the length behind a Kor::BytePtr argument cannot
+/// be checked.
 ///
 /// Cost: an attribute is found by id in a table. What is boxed is allocated, from a short list of blocks that
 /// the thread keeps; get() and set() allocate nothing. A box belongs to the thread of its entity.
@@ -62,33 +61,27 @@ public:
         : Exception(std::move(message), IdBitArray().add(Id::generic), true) {}
 };
 /// A box, an argument or a key is missing or of another type.
-class KOR_EXPORT GenericTypeException : public GenericException {
-public:
+struct KOR_EXPORT GenericTypeException : GenericException {
     using GenericException::GenericException;
 };
 /// A write through a const box.
-class KOR_EXPORT GenericConstException : public GenericException {
-public:
+struct KOR_EXPORT GenericConstException : GenericException {
     using GenericException::GenericException;
 };
 /// One argument too many.
-class KOR_EXPORT UnknownArgException : public GenericException {
-public:
+struct KOR_EXPORT UnknownArgException : GenericException {
     using GenericException::GenericException;
 };
 /// An attribute that the type does not have, by id or name.
-class KOR_EXPORT UnknownAttrException : public GenericException {
-public:
+struct KOR_EXPORT UnknownAttrException : GenericException {
     using GenericException::GenericException;
 };
 /// A key for an attribute or operation that takes none.
-class KOR_EXPORT BadIndexAttrException : public GenericException {
-public:
+struct KOR_EXPORT BadIndexAttrException : GenericException {
     using GenericException::GenericException;
 };
 /// An operation that the attribute does not have.
-class KOR_EXPORT OpNotSupportedException : public GenericException {
-public:
+struct KOR_EXPORT OpNotSupportedException : GenericException {
     using GenericException::GenericException;
 };
 
@@ -173,6 +166,12 @@ public:
     virtual Ptr<GenericIf> clone() = 0;
     Ptr<GenericIf> clone() const { return const_cast<GenericIf*>(this)->clone(); }
 
+    /// Lets a new box hear of changes.
+    static Ptr<GenericIf> active(Ptr<GenericIf> box) {
+        box->hasNotificationActiveIs(true);
+        return box;
+    }
+
     /// Tells the listener.
     void onAttribute(AttributeId attribute) override;
     void onAttribute(AttributeId attribute, Key const& key);
@@ -213,7 +212,8 @@ private:
         }
         return *result;
     }
-    void countRead() noexcept;
+    /// Counts a read that was done.
+    bool isRead(bool done) noexcept;
     detail::Reached reached(AttributeId attribute) const noexcept;
     AttributeIteratorConst walk(AttributeId attribute, Key const* key) const;
 
@@ -319,7 +319,6 @@ class KOR_EXPORT GenericIfEntity : public GenericIfPtrInterface {
 public:
     String8 attributeString(AttributeId attribute) const override;
     Ptr<GenericIf> attributeOp(AttributeOp const& op, Key const& key, Ptr<GenericIf> const& value) override;
-    String8 strRep() const override;
 
 protected:
     using GenericIfPtrInterface::GenericIfPtrInterface;
@@ -330,21 +329,12 @@ namespace detail {
 /// A box of the value by its type's object; raises for a type without boxes.
 KOR_EXPORT Ptr<GenericIf> boxValue(KorType* type, void const* value, bool isConst);
 
-template <class T>
-struct PointedTo {
-    using type = void;
-};
-template <class T>
-struct PointedTo<Ptr<T>> {
-    using type = T;
-};
-
 } // namespace detail
 
 /// A box of a copy of the value, or of the object that a counted pointer holds; null for a null pointer.
 template <class T>
 Ptr<GenericIf> boxOf(T const& value, bool isConst = false) {
-    using Pointed = typename detail::PointedTo<T>::type;
+    using Pointed = detail::Pointed<T>;
     if constexpr (std::is_void_v<Pointed>) {
         return detail::boxValue(fwkTypeOf<T>(), &value, isConst);
     } else {
@@ -356,7 +346,7 @@ Ptr<GenericIf> boxOf(T const& value, bool isConst = false) {
 /// What is in the box: a copy of the value, or the object. Raises for another type.
 template <class T>
 T unbox(GenericIf const& box) {
-    using Pointed = typename detail::PointedTo<T>::type;
+    using Pointed = detail::Pointed<T>;
     if constexpr (std::is_void_v<Pointed>) {
         return *static_cast<T const*>(box.voidPtrIs(fwkTypeOf<T>()));
     } else {

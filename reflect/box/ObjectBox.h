@@ -5,10 +5,6 @@
 
 #include "reflect/box/ValueBox.h"
 
-#include <array>
-#include <span>
-#include <string>
-
 namespace Kor {
 
 namespace detail {
@@ -37,7 +33,7 @@ public:
     }
     template <class A>
     void changed(typename A::Key const& key) {
-        auto& deferred = this->template deferred<keyedPlace<A>()>();
+        auto& deferred = waiting<A>();
         deferred.key = key;
         if (this->korReactorAdapter() != nullptr) {
             this->korReactorAdapter()->changed(X::template attributeIdOf<typename A::Name>(),
@@ -45,39 +41,18 @@ public:
         }
     }
 
-    /// An attribute that can wait for delivery: of a keyed one the key and the counter.
-    struct Waiting {
-        AttributeId attribute;
-        U8* changes;
-        Ptr<GenericIf> (*key)(BoxAdapter& adapter);
-    };
-    static std::span<Waiting (*const)(BoxAdapter&)> waiting() {
-        return waitingOf(typename AllAttributes<X>::type());
-    }
-
-private:
+    /// What waits for delivery of a keyed attribute.
     template <class A>
-    static constexpr std::size_t keyedPlace() {
-        return placeIn<A>(Where<&Shape::keyed, typename AllAttributes<X>::type>());
-    }
-    template <class A>
-    static Waiting waitingAt([[maybe_unused]] BoxAdapter& adapter) {
-        if constexpr (A::shape.keyed) {
-            return {X::template attributeIdOf<typename A::Name>(),
-                    &adapter.template deferred<keyedPlace<A>()>().changes,
-                    [](BoxAdapter& at) { return boxOf(at.template deferred<keyedPlace<A>()>().key, true); }};
-        } else if constexpr (A::shape.hasHooks()) {
-            return {X::template attributeIdOf<typename A::Name>(), nullptr, nullptr};
-        } else {
-            return {0, nullptr, nullptr}; // never changes
-        }
-    }
-    template <class... A>
-    static std::span<Waiting (*const)(BoxAdapter&)> waitingOf(AttributeList<A...>) {
-        static constexpr std::array<Waiting (*)(BoxAdapter&), sizeof...(A)> all{&waitingAt<A>...};
-        return all;
+    auto& waiting() {
+        return this->template deferred<placeIn<A>(Where<&Shape::keyed, typename AllAttributes<X>::type>())>();
     }
 };
+
+template <class... A>
+Joined<std::conditional_t<A::shape.hasHooks(), AttributeList<A>, AttributeList<>>...>
+    hookedIn(AttributeList<A...>);
+template <class X>
+using HookedAttributes = typename decltype(hookedIn(typename AllAttributes<X>::type()))::type;
 
 template <class X>
 using ObjectBoxBase =
@@ -89,33 +64,26 @@ void* objectAs(KorType const* type, T* object) {
     if (type == fwkTypeOf<T>()) {
         return object;
     }
-    using Below = typename BaseType<T>::type;
-    if constexpr (std::is_same_v<T, Entity>) {
-        return objectAs<PtrInterface>(type, object);
-    } else if constexpr (std::is_void_v<Below>) {
+    if constexpr (std::is_void_v<BaseType<T>>) {
         throwUnboxed(type);
     } else {
-        return objectAs<Below>(type, object);
+        return objectAs<BaseType<T>>(type, object);
     }
 }
 
 /// A box of the object that a list of arguments makes.
 template <class X>
 Ptr<GenericIf> boxOfArguments(GenericIf::Key const& arguments) {
-    static std::string const what(shortTypeName<X>());
-    ArgumentReader reader(arguments.ptr(), what.c_str());
+    ArgumentReader reader(arguments.ptr(), shortTypeName<X>());
     Ptr<X> made;
     if constexpr (std::is_default_constructible_v<X> && !std::is_constructible_v<X, Name>) {
         made = makePtr<X>();
     } else {
         using Argument = typename X::ConstructorArgument;
-        static std::string const name(constructorArgumentName<X>());
-        made = makePtr<X>(reader.template next<Argument>(name.c_str()));
+        made = makePtr<X>(reader.template next<Argument>(constructorArgumentName<X>()));
     }
     reader.end();
-    Ptr<GenericIf> box = KorType::genericIf(made.ptr(), false);
-    box->hasNotificationActiveIs(true);
-    return box;
+    return GenericIf::active(KorType::genericIf(made.ptr(), false));
 }
 
 template <class List>
@@ -138,7 +106,6 @@ class KOR_EXPORT BoxOf<X> : public AdapterOwner<detail::ObjectBoxBase<X>, detail
     using Owner = AdapterOwner<Base, detail::BoxAdapter<X>>;
 
 public:
-    using typename GenericIf::AttributeOp;
     using typename GenericIf::Key;
     using GenericIf_Adapter_ = detail::BoxAdapter<X>;
 
@@ -156,25 +123,6 @@ public:
         return detail::objectAs<X>(type.ptr(), object());
     }
 
-    Ptr<GenericIf> attributeOp(AttributeOp const& op, Key const& key, Ptr<GenericIf> const& value) override {
-        this->checkWrite(op.opId);
-        auto at = detail::reach(detail::BoxTables<X>::table, object(), op.attributeId);
-        if constexpr (requires(X const& x) { x.fwkKey(); }) {
-            if (op.attributeId == 0) {
-                at = {&detail::keyAttribute<X>, object()};
-            }
-        }
-        if (at.attribute == nullptr) {
-            return Base::attributeOp(op, key, value);
-        }
-        Ptr<X> const keep = held(); // a setter's reactors may let the box go
-        if constexpr (X::isEntity) {
-            return detail::attributeOp(at, this->isConst(), keep.ptr(), op.opId, key, value);
-        } else {
-            return detail::attributeOp(at, this->isConst(), nullptr, op.opId, key, value);
-        }
-    }
-
     void notifierIs(Ptr<PtrInterface const> const& notifier) override {
         Ptr<X const> const object = ptrCast<X const>(notifier);
         if (this->adapter()) {
@@ -188,11 +136,7 @@ public:
     void korDoZombieReactors(bool zombie) override { this->zombieIs(zombie); }
 
     using GenericIf::clone;
-    Ptr<GenericIf> clone() override {
-        auto const copy = makePtr<BoxOf>(held(), this->isConst());
-        copy->hasNotificationActiveIs(true);
-        return copy;
-    }
+    Ptr<GenericIf> clone() override { return GenericIf::active(makePtr<BoxOf>(held(), this->isConst())); }
 
     static Ptr<GenericIf> genericIfListConstructor(Key const& arguments) {
         return detail::boxOfArguments<X>(arguments);
@@ -216,50 +160,24 @@ public:
     }
     void handleNotification(ActivityConfig* config) override {
         Ptr<GenericIf_Adapter_> const adapter = this->adapter();
-        deliverPendingAmong(
-            *this, config, [this](ActivityConfig* c) { Base::handleNotification(c); },
-            [&](AttributeId pending) {
-                for (auto const at : GenericIf_Adapter_::waiting()) {
-                    if (pending > 0 && at(*adapter).attribute == pending) {
-                        return true;
-                    }
-                }
-                return false;
-            },
-            [&](auto const& deliver) {
-                for (auto const at : GenericIf_Adapter_::waiting()) {
-                    auto const waiting = at(*adapter);
-                    if (waiting.attribute == 0) {
-                        continue;
-                    }
-                    if (waiting.changes == nullptr) {
-                        deliver(this->scalar(waiting.attribute, [&] { changed(waiting.attribute); }));
-                    } else {
-                        deliver(BoxedDelivery{
-                            waiting.attribute,
-                            {*waiting.changes, *waiting.changes == 1 ? waiting.key(*adapter) : nullptr},
-                            [&](Ptr<GenericIf> const& key) {
-                                changed(waiting.attribute, *waiting.changes, [&] { return key; });
-                            }});
-                    }
-                }
-            });
+        [&]<class... A>(AttributeList<A...>) {
+            this->deliver(config, delivery<A>(*adapter)...);
+        }(detail::HookedAttributes<X>());
     }
 
 private:
-    /// A keyed attribute that waits, with its key in a box.
-    struct Deferred {
-        U8& changes;
-        Ptr<GenericIf> key;
-    };
-    template <class Handler>
-    struct BoxedDelivery {
-        AttributeId attribute;
-        Deferred deferred;
-        Handler handler;
-    };
-    template <class Handler>
-    BoxedDelivery(AttributeId, Deferred, Handler) -> BoxedDelivery<Handler>;
+    template <class A>
+    auto delivery([[maybe_unused]] GenericIf_Adapter_& adapter) {
+        constexpr AttributeId attribute = X::template attributeIdOf<typename A::Name>();
+        if constexpr (A::shape.keyed) {
+            auto& waiting = adapter.template waiting<A>();
+            return this->keyed(attribute, waiting, [this, &waiting](typename A::Key const& key) {
+                changed(attribute, waiting.changes, [&] { return boxOf(key, true); });
+            });
+        } else {
+            return this->scalar(attribute, [this] { changed(attribute); });
+        }
+    }
 
     /// Whether a change leads to anything.
     bool isHeard() { return this->listener() || Base::korFwkActivity() != nullptr; }
@@ -278,11 +196,10 @@ private:
     }
 };
 
-/// The box of an heir that only overrides operations of its base: that of the base, which hears all that can
-/// change.
+/// The box of an heir that only overrides operations: that of its base, which hears all that can change.
 template <detail::OverridingEntity X>
-class KOR_EXPORT BoxOf<X> final : public BoxOf<typename detail::BaseType<X>::type> {
-    using Base = BoxOf<typename detail::BaseType<X>::type>;
+class KOR_EXPORT BoxOf<X> final : public BoxOf<detail::BaseType<X>> {
+    using Base = BoxOf<detail::BaseType<X>>;
 
 public:
     using typename GenericIf::Key;
@@ -302,11 +219,7 @@ public:
     }
 
     using GenericIf::clone;
-    Ptr<GenericIf> clone() override {
-        auto const copy = makePtr<BoxOf>(held(), this->isConst());
-        copy->hasNotificationActiveIs(true);
-        return copy;
-    }
+    Ptr<GenericIf> clone() override { return GenericIf::active(makePtr<BoxOf>(held(), this->isConst())); }
 
     static Ptr<GenericIf> genericIfListConstructor(Key const& arguments) {
         return detail::boxOfArguments<X>(arguments);

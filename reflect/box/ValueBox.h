@@ -37,16 +37,11 @@ public:
         return const_cast<T*>(&value_);
     }
     Ptr<GenericIf> attributeOp(AttributeOp const& op, Key const& key, Ptr<GenericIf> const& value) override {
-        this->checkWrite(op.opId);
         if (op.attributeId == 0 && op.opId == OpId::equals) {
             T const other = unbox<T>(detail::needKey(key, "korOpArg"));
             return boxOf<bool>(value_ == other, this->isConst());
         }
-        if (auto const at = detail::reach(detail::BoxTables<T>::table, &value_, op.attributeId);
-            at.attribute) {
-            return detail::attributeOp(at, this->isConst(), nullptr, op.opId, key, value);
-        }
-        // The tables reach the base values' attributes as well. NOLINTNEXTLINE(bugprone-parent-virtual-call)
+        // This box has a table of all. NOLINTNEXTLINE(bugprone-parent-virtual-call)
         return GenericIf::attributeOp(op, key, value);
     }
     String8 strRep() const override {
@@ -57,29 +52,19 @@ public:
         }
     }
     using GenericIf::clone;
-    Ptr<GenericIf> clone() override { return active(makePtr<BoxOf<T>>(value_, this->isConst())); }
+    Ptr<GenericIf> clone() override { return GenericIf::active(makePtr<BoxOf<T>>(value_, this->isConst())); }
 
     static Ptr<GenericIf> genericIfListConstructor(Key const& arguments) {
-        detail::ArgumentReader reader(arguments.ptr(), shortName_());
+        detail::ArgumentReader reader(arguments.ptr(), shortTypeName<T>());
         if constexpr (PatternValue<T>) {
-            return active(makePtr<BoxOf<T>>(
+            return GenericIf::active(makePtr<BoxOf<T>>(
                 detail::valueOfArguments<T>(reader, static_cast<detail::StorageTypeOf<T> const*>(nullptr)),
                 false));
         } else {
             T const value = reader.empty() ? T() : reader.template next<T>("value");
             reader.end();
-            return active(makePtr<BoxOf<T>>(value, false));
+            return GenericIf::active(makePtr<BoxOf<T>>(value, false));
         }
-    }
-
-private:
-    static char const* shortName_() {
-        static std::string const name(shortTypeName<T>());
-        return name.c_str();
-    }
-    static Ptr<GenericIf> active(Ptr<GenericIf> box) {
-        box->hasNotificationActiveIs(true);
-        return box;
     }
 
 protected:
@@ -117,39 +102,24 @@ public:
 /// The box of an enumerator.
 template <class E>
 requires std::is_enum_v<E>
-class KOR_EXPORT BoxOf<E> final : public GenericIf {
+class KOR_EXPORT BoxOf<E> final : public detail::ValueBox<E, detail::PlainBox> {
 public:
-    BoxOf(E value, bool isConst) : GenericIf(isConst), value_(value) { registeredFlagIs(true); }
+    using detail::ValueBox<E, detail::PlainBox>::ValueBox;
+    using typename GenericIf::AttributeOp;
+    using typename GenericIf::Key;
 
-    KorType* type() const override { return fwkTypeOf<E>(); }
-    void* voidPtrIs(Ptr<KorType const> const& type) const override {
-        if (type != fwkTypeOf<E>()) {
-            detail::throwUnboxed(type.ptr());
-        }
-        return const_cast<E*>(&value_);
-    }
     AttributeId attributeId(String8 name) const override {
         return name == "value" ? 1 : GenericIf::attributeId(std::move(name));
     }
     /// Attribute 1, the enumerator, is read by any operation.
     Ptr<GenericIf> attributeOp(AttributeOp const& op, Key const&, Ptr<GenericIf> const&) override {
         if (op.attributeId != 1) {
-            throwUnknownAttrException(std::string(shortTypeName<E>()).c_str());
+            GenericIf::throwUnknownAttrException(std::string(shortTypeName<E>()).c_str());
         }
-        return makePtr<BoxOf>(value_, false);
-    }
-    String8 strRep() const override { return valueToStrep(value_); }
-    using GenericIf::clone;
-    Ptr<GenericIf> clone() override {
-        auto const copy = makePtr<BoxOf>(value_, isConst());
-        copy->hasNotificationActiveIs(true);
-        return copy;
+        return makePtr<BoxOf>(this->value_, false);
     }
 
-    virtual void valIs(E value) { value_ = value; }
-
-private:
-    E value_;
+    virtual void valIs(E value) { this->value_ = value; }
 };
 
 } // namespace Kor

@@ -15,8 +15,7 @@
 ///     config->reqCountInc(entry, 1);
 ///     for (auto const& each : config->reqCountMap()) { use(each.fwkKey(), each.value); }
 ///
-/// A class that other programs and tools are to meet by name is also listed in a module
-/// (reflect/TypeModule.h).
+/// A class that tools are to meet by name is also listed in a module (reflect/TypeModule.h).
 ///
 /// The kinds of attributes, for an attribute `x` with the capital form `X`, value type T and key type K:
 ///
@@ -35,15 +34,14 @@
 ///     FreeId          no attribute: an id that stays free
 ///
 /// The map operations: xDel(K) and xDel(iterator), which return what was there, xDelAll(), xNotify(K), and
-/// for a walk xMap() and xIterator(). An absent key is no error: reads and deletes answer with T's default or
-/// a null pointer.
+/// for a walk xMap() and xIterator(). An absent key is no error: it reads as T's default or a null pointer.
 ///
-/// Rules of change. A write that changes nothing does nothing. Otherwise the change is stored, the version
-/// rises by one, and then the reactors are told with the key, on the caller's stack (runtime/Notification.h).
-/// Two exceptions: xIs(K) of an entity map raises the version for a present child too, without telling
-/// anybody; xInc and xDec tell, but never touch the version, and count modulo 2 to the 32nd. A count that
-/// reaches 0 stays in the map: xDel ends it. newX inserts and does nothing else; its key must not be present.
-/// An exception of a reactor's handler never gets here.
+/// A write that changes nothing does nothing. Otherwise the change is stored, the version rises by one, and
+/// then the reactors are told with the key, on the caller's stack (runtime/Notification.h). Two exceptions:
+/// xIs(K) of an entity map raises the version for a present child too, and tells nobody; xInc and xDec tell,
+/// never touch the version, and count modulo 2 to the 32nd. A count that reaches 0 stays in the map: xDel
+/// ends it. newX inserts and does nothing else; its key must not be present. Handlers' exceptions never get
+/// here.
 ///
 /// Cost. A map operation is one hash, one bucket, one short chain; without reactors a change costs one test
 /// more. An insertion allocates its member, nothing else allocates. One thread at a time.
@@ -53,23 +51,17 @@
 #include "reflect/Value.h"
 #include "reflect/entity/Reactors.h"
 
-#include <initializer_list>
-
 // NOLINTBEGIN(bugprone-macro-parentheses): X is a type, not an expression
 
-/// The factory of an entity: makes one with the constructor's argument. It registers nothing, sets no parent
-/// and inserts the entity nowhere. A template, so that a program compiles the entities that it makes, and no
-/// others.
+/// The factory of an entity: makes one with the constructor's argument, and registers it nowhere, sets
+/// no parent. A template, so that a program compiles only the entities that it makes.
 #define KOR_FACTORY(factory, X, ...)                                                                         \
     template <class T = X>                                                                                   \
     Kor::Ptr<T> factory(__VA_ARGS__ argument) {                                                              \
         return Kor::makePtr<T>(std::move(argument));                                                         \
     }                                                                                                        \
     /** Without the argument: Kor::makePtr says what is lacking. */                                          \
-    template <class T = X>                                                                                   \
-    Kor::Ptr<T> factory() {                                                                                  \
-        return Kor::makePtr<T>();                                                                            \
-    }
+    KOR_PLAIN_FACTORY(factory, X)
 
 /// The same for a constructor without arguments.
 #define KOR_PLAIN_FACTORY(factory, X)                                                                        \
@@ -106,10 +98,18 @@ constexpr int derivationLevel() {
     }
 }
 
-/// What an entity class over `Base` takes if it has no attribute that its constructor sets.
-template <class Base>
-consteval auto baseArgument() {
-    if constexpr (requires { typename Base::ConstructorArgument; }) {
+template <class List>
+inline constexpr bool hasKey = false;
+template <class First, class... Rest>
+inline constexpr bool hasKey<AttributeList<First, Rest...>> =
+    First::shape.role == Role::key || First::shape.role == Role::field;
+
+/// What the constructor of an entity class over `Base` takes: void for nothing.
+template <class Base, class List>
+consteval auto argumentOf() {
+    if constexpr (hasKey<List>) {
+        return std::type_identity<typename AttributeAt<0, List>::type::Type>();
+    } else if constexpr (requires { typename Base::ConstructorArgument; }) {
         return std::type_identity<typename Base::ConstructorArgument>();
     } else if constexpr (std::derived_from<Base, Entity>) {
         return std::type_identity<Name>();
@@ -117,23 +117,8 @@ consteval auto baseArgument() {
         return std::type_identity<void>();
     }
 }
-template <class List>
-inline constexpr bool hasKey = false;
-template <class First, class... Rest>
-inline constexpr bool hasKey<AttributeList<First, Rest...>> =
-    First::shape.role == Role::key || First::shape.role == Role::field;
 
-template <class Base, class List>
-struct ArgumentOf {
-    using type = typename decltype(baseArgument<Base>())::type;
-};
-template <class Base, class First, class... Rest>
-requires hasKey<AttributeList<First, Rest...>>
-struct ArgumentOf<Base, AttributeList<First, Rest...>> {
-    using type = typename First::Type;
-};
-
-/// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for the map of a parent, and for its
+/// What an entity directly below Kor::Entity or Kor::PtrInterface keeps for a parent's map and its
 /// reactors.
 template <class Self>
 class Listed {
@@ -147,10 +132,7 @@ template <class Self>
 struct NotListed {};
 /// An entity below another one has that one's.
 template <class Self, class Base>
-using ListedAt = std::conditional_t < requires {
-    typename Base::Attributes;
-}
-, NotListed<Self>, Listed < Self >> ;
+using ListedAt = std::conditional_t<Declared<Base>, NotListed<Self>, Listed<Self>>;
 
 /// Whether an entity travels on an attribute log. One that does not says so by a member `korHasAttrLog`.
 template <class Self>
@@ -162,8 +144,7 @@ inline constexpr bool hasAttrLog = [] {
     }
 }();
 
-/// What an entity class adds to the virtual operations of its base: it knows its own attributes, and travels
-/// on an attribute log.
+/// What an entity class adds to its base: it knows its own attributes, and travels on an attribute log.
 template <class Self, class Base>
 class EntityPart : public Base {
     using Adapter = Entity::KorNboAttrLogSa;
@@ -261,18 +242,18 @@ public:
 
 private:
     using Below = typename detail::BaseOf<Self, Base, Attributes>::type;
-    using FirstForm = typename detail::FirstForm<Self, A...>::type;
     static constexpr bool keySets = detail::hasKey<Attributes>;
 
 public:
     /// The type of the attribute that the constructor sets, Kor::Name for the name, or void.
-    using ConstructorArgument = typename detail::ArgumentOf<Base, Attributes>::type;
+    using ConstructorArgument = typename decltype(detail::argumentOf<Base, Attributes>())::type;
 
     EntityOver() requires std::is_void_v<ConstructorArgument>
     = default;
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     requires(keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
-        : FirstForm(std::in_place, std::move(argument)) {}
+        : detail::Form<Self, typename detail::AttributeAt<0, AttributeList<A...>>::type>(
+              std::in_place, std::move(argument)) {}
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     requires(!keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
         : Below(std::move(argument)) {}
@@ -293,29 +274,16 @@ public:
 
     /// Children that came in while the entity was ending lose their parent, untold.
     ~EntityOver() override {
-        if constexpr (!requires { typename Base::Attributes; }) {
+        if constexpr (!detail::Declared<Base>) {
             NotifieeAccess::list(*this).deleteAll();
         }
-        delAllChildren(Attributes());
+        delAllChildren();
     }
 
     /// The id of the attribute of that name; the list, or a base's, must have it.
     template <class NameType>
     static constexpr AttributeId attributeIdOf() {
-        if constexpr (declares<NameType>(Attributes())) {
-            return []<class... Each>(AttributeList<Each...>) {
-                // Arrays: g++ takes minutes for a long chain of || whose operands have effects.
-                constexpr bool isNamed[] = {isNewAs<Each, NameType>...};
-                constexpr bool hasId[] = {isNew<Each>...};
-                AttributeId id = firstAttributeId;
-                for (std::size_t place = 0; !isNamed[place]; ++place) {
-                    id += hasId[place];
-                }
-                return id;
-            }(Attributes());
-        } else {
-            return Base::template attributeIdOf<NameType>();
-        }
+        return idIn<NameType>(Attributes());
     }
 
     /// The name of an own attribute; null for any other id.
@@ -354,7 +322,7 @@ protected:
 
     /// Lets the children go, those of the base's maps as well.
     void korChildrenDel() {
-        delAllChildren(Attributes());
+        delAllChildren();
         if constexpr (requires { this->Base::korChildrenDel(); }) {
             Base::korChildrenDel();
         }
@@ -367,20 +335,26 @@ private:
     static constexpr bool isNewAs = std::is_same_v<typename Attribute::Name, NameType>&& isNew<Attribute>;
 
     template <class NameType, class... Each>
-    static consteval bool declares(AttributeList<Each...>) {
-        return (isNewAs<Each, NameType> || ...);
+    static constexpr AttributeId idIn(AttributeList<Each...>) {
+        constexpr std::size_t place = detail::placeOfFirst({isNewAs<Each, NameType>...});
+        if constexpr (place == sizeof...(Each)) {
+            return Base::template attributeIdOf<NameType>();
+        } else {
+            constexpr bool hasId[] = {isNew<Each>...}; // an array: g++ takes minutes for long chains
+            AttributeId id = firstAttributeId;
+            for (std::size_t i = 0; i < place; ++i) {
+                id += hasId[i];
+            }
+            return id;
+        }
     }
 
-    template <class... Each>
-    void delAllChildren(AttributeList<Each...>) {
-        // As a list: g++ looks at each pair of the operands of a comma.
-        static_cast<void>(std::initializer_list<int>{(delAllChildrenOf<Each>(), 0)...});
-    }
-    template <class Attribute>
-    void delAllChildrenOf() {
-        if constexpr (Attribute::shape.child) {
-            Attribute::Name::delAll(*this);
-        }
+    void delAllChildren() {
+        detail::forEach(Attributes(), [this]<class Attribute>() {
+            if constexpr (Attribute::shape.child) {
+                Attribute::Name::delAll(*this);
+            }
+        });
     }
 };
 

@@ -1,9 +1,8 @@
 #pragma once
 
-/// What an entity has for each of its attributes: the storage, and the order of effects of each change. A
-/// level is chosen by the attribute's shape; the name's form on top of it (reflect/Names.h) gives the
-/// operations their names. The levels of an entity stand side by side, in the order of its list, and know it
-/// by `Self`.
+/// What an entity has for each attribute: the storage, and the order of effects of each change. A level
+/// is chosen by the shape; the name's form on it (reflect/Names.h) gives the operations their names. The
+/// levels of an entity `Self` stand side by side, in the order of its list.
 
 #include "reflect/Attributes.h"
 #include "runtime/Entity.h"
@@ -112,19 +111,13 @@ private:
 
 /// What a value of an attribute is read as: an object as a const one.
 template <class A>
-struct ReadOf {
-    using type = typename A::Value;
-};
-template <class A>
-requires(A::shape.holdsObjects()) struct ReadOf<A> {
-    using type = Ptr<typename A::Type const>;
-};
+using ReadOf = std::conditional_t<A::shape.holdsObjects(), Ptr<typename A::Type const>, typename A::Value>;
 
 template <class Self, class A>
 class SingletonLevel {
 public:
     using Value = typename A::Value;
-    using Read = typename ReadOf<A>::type;
+    using Read = ReadOf<A>;
 
 protected:
     Read korGet() const { return value_; }
@@ -185,7 +178,9 @@ public:
     using Found = ValidPtr<Node>;
     using Key = typename A::Key;
     using Value = typename A::Value;
-    using Read = typename ReadOf<A>::type;
+    using Read = ReadOf<A>;
+    /// What makes a member where the key is inside.
+    using Part = std::conditional_t<A::shape.child, Key, Value>;
     using Map = HashMap<Node, Key, Value>;
 
 protected:
@@ -408,34 +403,18 @@ struct NoForm {};
 
 template <class Self, class A>
 consteval auto formOf() {
-    constexpr Shape shape = A::shape;
+    constexpr Role role = A::shape.role;
     using Name = typename A::Name;
-    if constexpr (shape.role == Role::key || shape.role == Role::field) {
-        return std::type_identity<typename Name::template Fixed<Self, A>>();
-    } else if constexpr (shape.role == Role::singleton) {
-        if constexpr (shape.reference) {
-            return std::type_identity<typename Name::template Reference<Self, A>>();
-        } else if constexpr (shape.isVirtual) { // its setter stands in the base
-            return std::type_identity<typename Name::template Fixed<Self, A>>();
-        } else {
-            return std::type_identity<typename Name::template Singleton<Self, A>>();
-        }
-    } else if constexpr (shape.role == Role::queue) {
+    if constexpr (role == Role::singleton && !A::shape.isVirtual) {
+        return std::type_identity<typename Name::template Singleton<Self, A>>();
+    } else if constexpr (role == Role::key || role == Role::field || role == Role::singleton) {
+        return std::type_identity<typename Name::template Fixed<Self, A>>(); // the base has a virtual setter
+    } else if constexpr (role == Role::map) {
+        return std::type_identity<typename Name::template Map<Self, A>>();
+    } else if constexpr (role == Role::queue) {
         return std::type_identity<typename Name::template Queue<Self, A>>();
-    } else if constexpr (shape.role != Role::map) {
-        return std::type_identity<NoForm<Self, A>>();
-    } else if constexpr (shape.child) {
-        return std::type_identity<typename Name::template EntityMap<Self, A>>();
-    } else if constexpr (shape.reference) {
-        return std::type_identity<typename Name::template ReferenceMap<Self, A>>();
-    } else if constexpr (shape.keyInside) {
-        return std::type_identity<typename Name::template KeyedMap<Self, A>>();
-    } else if constexpr (shape.counting == Counting::both) {
-        return std::type_identity<typename Name::template CountedMap<Self, A>>();
-    } else if constexpr (shape.counting == Counting::up) {
-        return std::type_identity<typename Name::template CountedUpMap<Self, A>>();
     } else {
-        return std::type_identity<typename Name::template ValueMap<Self, A>>();
+        return std::type_identity<NoForm<Self, A>>();
     }
 }
 
@@ -444,13 +423,6 @@ template <class Self, class A>
 struct FormFor : decltype(formOf<Self, A>()) {};
 template <class Self, class A>
 using Form = typename FormFor<Self, A>::type;
-
-template <class Self, class... A>
-struct FirstForm {
-    using type = void;
-};
-template <class Self, class First, class... Rest>
-struct FirstForm<Self, First, Rest...> : FormFor<Self, First> {};
 
 /// The forms of a list side by side. By number, so that the name of the type is short.
 template <class Self, class List, class Places = std::make_index_sequence<ListOf<List>::type::size>>
@@ -466,10 +438,7 @@ struct Forms<Self, List, std::index_sequence<I...>>
               std::in_place, std::forward<Argument>(argument)) {}
 };
 /// A list that is given as a class is one form, too.
-template <class Self, class List>
-requires requires(List const& list) {
-    plainList(list);
-}
+template <class Self, ListClass List>
 struct FormFor<Self, List> {
     using type = Forms<Self, List>;
 };

@@ -17,43 +17,60 @@
 /// The hooks of an attribute `x` are onX() or, with a key, onX(key). They are called on the stack of the
 /// change, when it is stored (runtime/Notification.h).
 
+#include "reflect/FwkType.h"
 #include "reflect/entity/Levels.h"
 
 namespace Kor {
 
 namespace detail {
 
-/// The place of a hook: the attribute, and the class below it. Known by X and a number, so that names stay
-/// short.
-template <class X, std::size_t I>
-struct HookAt;
-template <class X, std::size_t I>
-struct HooksUpTo;
 template <class X>
 class ReactorRoot;
 
-template <class X>
-struct HooksUpTo<X, 0> {
-    using type = ReactorRoot<X>;
+/// Of a reactor of the library's own, which hears of all attributes of a list alike: a struct with the entity
+/// class, `Notifier`, the `Attributes` that are heard of, and the reactor class, `Hearer`.
+template <class Of>
+concept HearerTag = requires {
+    typename Of::Hearer;
 };
-template <class X, std::size_t I>
-struct HooksUpTo {
-    using A = typename AttributeAt<I - 1, typename X::Attributes>::type;
-    static consteval auto choose() {
-        if constexpr (A::shape.keyed) {
-            return std::type_identity<typename A::Name::template KeyedHooks<HookAt<X, I>>>();
-        } else if constexpr (A::shape.hasHooks()) {
-            return std::type_identity<typename A::Name::template ScalarHooks<HookAt<X, I>>>();
+
+// The hooks of an entity class, or those that the reactor of a tag overrides. Each is a class on the one
+// before it, known by the class or the tag and a number, so that names stay short.
+
+template <class Of, std::size_t I>
+struct HookAt;
+template <class Of, std::size_t I>
+consteval auto hooksUpTo() {
+    if constexpr (I != 0) {
+        using A = typename AttributeAt<I - 1, typename Of::Attributes>::type;
+        if constexpr (!A::shape.hasHooks()) {
+            return hooksUpTo<Of, I - 1>();
+        } else if constexpr (HearerTag<Of> && A::shape.keyed) {
+            return std::type_identity<typename A::Name::template KeyedForward<HookAt<Of, I>>>();
+        } else if constexpr (HearerTag<Of>) {
+            return std::type_identity<typename A::Name::template ScalarForward<HookAt<Of, I>>>();
+        } else if constexpr (A::shape.keyed) {
+            return std::type_identity<typename A::Name::template KeyedHooks<HookAt<Of, I>>>();
         } else {
-            return std::type_identity<typename HooksUpTo<X, I - 1>::type>();
+            return std::type_identity<typename A::Name::template ScalarHooks<HookAt<Of, I>>>();
         }
+    } else if constexpr (HearerTag<Of>) {
+        return std::type_identity<typename Of::Notifier::Notifiee>();
+    } else {
+        return std::type_identity<ReactorRoot<Of>>();
     }
-    using type = typename decltype(choose())::type;
-};
-template <class X, std::size_t I>
+}
+template <class Of>
+using AllHooks = typename decltype(hooksUpTo<Of, Of::Attributes::size>())::type;
+
+template <class Of, std::size_t I>
 struct HookAt {
-    using Attribute = typename AttributeAt<I - 1, typename X::Attributes>::type;
-    using Below = typename HooksUpTo<X, I - 1>::type;
+    using Attribute = typename AttributeAt<I - 1, typename Of::Attributes>::type;
+    using Below = typename decltype(hooksUpTo<Of, I - 1>())::type;
+    template <class Hooks, class... Key>
+    static void forward(Hooks* hooks, Key const&... key) {
+        static_cast<typename Of::Hearer*>(hooks)->template changed<Attribute>(key...);
+    }
 };
 
 template <class... A>
@@ -61,11 +78,9 @@ std::tuple<DeferredKey<typename A::Key>...> deferredKeysOf(AttributeList<A...>);
 template <class Derived, class X, class Base, class... A>
 NotifieeOf<Derived, X, Base, typename A::Key...> notifieeOf(AttributeList<A...>);
 
-/// Whether an entity class is below another one of the pattern.
+/// An entity class below another one of the pattern.
 template <class X>
-concept HeirEntity = requires {
-    typename X::BaseEntity::Attributes;
-};
+concept HeirEntity = Declared<typename X::BaseEntity>;
 
 /// Below the hooks: the list of the entity, and the keys that wait for delivery.
 template <class X>
@@ -127,7 +142,7 @@ struct AllAttributes<X>
 
 /// X::NotifieeConst, a reactor that reads.
 template <class X>
-class ReactorConst : public detail::HooksUpTo<X, X::Attributes::size>::type {};
+class ReactorConst : public detail::AllHooks<X> {};
 
 /// X::Notifiee, a reactor that may also write.
 template <class X>
@@ -140,42 +155,6 @@ public:
 
 namespace detail {
 
-// Reactors of the library's own, which hear of all attributes of a list alike. Such a class has a tag, by
-// whose short name go its bases: a struct with the entity class, `Notifier`, the `Attributes` that are heard
-// of, and the reactor class, `Hearer`.
-
-template <class Tag, std::size_t I>
-struct ForwardAt;
-template <class Tag, std::size_t I>
-struct ForwardsUpTo;
-template <class Tag>
-struct ForwardsUpTo<Tag, 0> {
-    using type = typename Tag::Notifier::Notifiee;
-};
-template <class Tag, std::size_t I>
-struct ForwardsUpTo {
-    using A = typename AttributeAt<I - 1, typename Tag::Attributes>::type;
-    static consteval auto choose() {
-        if constexpr (A::shape.keyed) {
-            return std::type_identity<typename A::Name::template KeyedForward<ForwardAt<Tag, I>>>();
-        } else if constexpr (A::shape.hasHooks()) {
-            return std::type_identity<typename A::Name::template ScalarForward<ForwardAt<Tag, I>>>();
-        } else {
-            return std::type_identity<typename ForwardsUpTo<Tag, I - 1>::type>();
-        }
-    }
-    using type = typename decltype(choose())::type;
-};
-template <class Tag, std::size_t I>
-struct ForwardAt {
-    using Attribute = typename AttributeAt<I - 1, typename Tag::Attributes>::type;
-    using Below = typename ForwardsUpTo<Tag, I - 1>::type;
-    template <class Hooks, class... Key>
-    static void forward(Hooks* hooks, Key const&... key) {
-        static_cast<typename Tag::Hearer*>(hooks)->template changed<Attribute>(key...);
-    }
-};
-
 // What a reactor class overrides, as far as can be seen from outside: a private hook counts as one.
 
 enum class HookUse { none, overridden, wrong };
@@ -187,12 +166,25 @@ struct HookProbe {
     std::type_identity<C> operator()(void (C::*)(Key...)) const;
 };
 
+template <class A>
+consteval auto hookProbe() {
+    if constexpr (A::shape.keyed) {
+        return std::type_identity<HookProbe<typename A::Key const&>>();
+    } else {
+        return std::type_identity<HookProbe<>>();
+    }
+}
+
 template <class R>
 using NotifierOf = std::remove_const_t<std::remove_pointer_t<decltype(std::declval<R const&>().notifier())>>;
 
-template <class R, class Name, class Probe>
+template <class R, class A>
 consteval HookUse hookUse() {
-    if constexpr (requires { Name::template probe<R>(Probe()); }) {
+    using Name = typename A::Name;
+    using Probe = typename decltype(hookProbe<A>())::type;
+    if constexpr (!A::shape.hasHooks()) {
+        return HookUse::none;
+    } else if constexpr (requires { Name::template probe<R>(Probe()); }) {
         using C = typename decltype(Name::template probe<R>(Probe()))::type;
         return std::derived_from<C, typename NotifierOf<R>::NotifieeConst> ? HookUse::overridden
                                                                            : HookUse::none;
@@ -202,39 +194,25 @@ consteval HookUse hookUse() {
         return HookUse::overridden; // what is private cannot be seen
     }
 }
-template <class R, class A>
-consteval HookUse hookUseOf() {
-    if constexpr (A::shape.keyed) {
-        return hookUse<R, typename A::Name, HookProbe<typename A::Key const&>>();
-    } else if constexpr (A::shape.hasHooks()) {
-        return hookUse<R, typename A::Name, HookProbe<>>();
-    } else {
-        return HookUse::none;
-    }
-}
-/// The hook of every reactor that a plain one may live by.
+/// The hook of every reactor, which a plain one may live by, as if it were one of an attribute.
 struct ZeroReferences {
+    using Name = ZeroReferences;
+    static constexpr Shape shape{.role = Role::singleton};
     template <class R>
     using Hook = decltype(&R::onZeroReferences);
     template <class R, class Probe>
     static auto probe(Probe probe) -> decltype(probe(&R::onZeroReferences));
 };
 
-template <class R, class... A>
-consteval bool anyHook(HookUse use, AttributeList<A...>) {
-    bool any = hookUse<R, ZeroReferences, HookProbe<>>() == use;
-    static_cast<void>(std::initializer_list<int>{(any = any || hookUseOf<R, A>() == use, 0)...});
-    return any;
-}
-
-/// The first attribute, if any, whose hook takes something else than its key.
 template <class R, class List>
-struct WrongHook
-    : std::conditional<hookUse<R, ZeroReferences, HookProbe<>>() == HookUse::wrong, ZeroReferences, void> {};
-template <class R, class First, class... Rest>
-struct WrongHook<R, AttributeList<First, Rest...>>
-    : std::conditional_t<hookUseOf<R, First>() == HookUse::wrong, std::type_identity<First>,
-                         WrongHook<R, AttributeList<Rest...>>> {};
+struct HooksOf;
+template <class R, class... A>
+struct HooksOf<R, AttributeList<A...>> {
+    static constexpr bool any = placeOfFirst({hookUse<R, A>() == HookUse::overridden...}) != sizeof...(A);
+    /// The first attribute, if any, whose hook takes something else than its key.
+    using Wrong = typename AttributeAt<placeOfFirst({hookUse<R, A>() == HookUse::wrong...}),
+                                       AttributeList<A..., void>>::type;
+};
 template <class R, class A>
 struct HookOf {
     static constexpr bool takesTheKey = true;
@@ -246,11 +224,10 @@ struct HookOf {
 } // namespace detail
 
 /// Hands each change to `changed<A>(key...)` of the tag's reactor class.
-template <class Tag>
-requires requires {
-    typename Tag::Hearer;
-}
-struct NotifieeNamed<Tag> : detail::ForwardsUpTo<Tag, Tag::Attributes::size> {};
+template <detail::HearerTag Tag>
+struct NotifieeNamed<Tag> {
+    using type = detail::AllHooks<Tag>;
+};
 
 /// Makes a reactor of the class R with the arguments, registers it, and attaches it to the entity, which it
 /// hears of from now on. Returns the one pointer to it: neither the entity nor anybody else keeps it. It
@@ -260,11 +237,11 @@ struct NotifieeNamed<Tag> : detail::ForwardsUpTo<Tag, Tag::Attributes::size> {};
 template <class R, class E, class... Argument>
 [[nodiscard]] Ptr<R> observe(E const& entity, Argument&&... argument) {
     using X = detail::NotifierOf<R>;
-    using Attributes = typename detail::AllAttributes<X>::type;
+    using Hooks = detail::HooksOf<R, typename detail::Joined<typename detail::AllAttributes<X>::type,
+                                                             AttributeList<detail::ZeroReferences>>::type>;
     using Writes = std::conditional_t<std::derived_from<R, typename X::Notifiee>, X, X const>;
-    using Wrong = typename detail::WrongHook<R, Attributes>::type;
-    static_assert(detail::HookOf<R, Wrong>::takesTheKey);
-    static_assert(!std::is_void_v<Wrong> || detail::anyHook<R>(detail::HookUse::overridden, Attributes()),
+    static_assert(detail::HookOf<R, typename Hooks::Wrong>::takesTheKey);
+    static_assert(!std::is_void_v<typename Hooks::Wrong> || Hooks::any,
                   "this reactor overrides no hook of the entity, so that it would hear nothing");
     static_assert(std::convertible_to<E const&, Ptr<Writes>>,
                   "this reactor is one of another entity class, or may write what is const here");

@@ -10,4 +10,4 @@
 enum Place : Kor::U32 { first, second };
 KOR_ENUMERATION(Place, "", "A place", "first", "The first one", SECOND, "The second one")
 
-auto const& spec = Kor::detail::SpecOf<Place>::spec;
+auto const& spec = Kor::detail::SpecOf<Place>::attributes;

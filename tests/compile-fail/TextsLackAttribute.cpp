@@ -15,4 +15,4 @@ public:
     using ValueOf::ValueOf;
 };
 
-auto const& spec = Kor::detail::SpecOf<Pair>::spec;
+auto const& spec = Kor::detail::SpecOf<Pair>::attributes;
