@@ -2,7 +2,6 @@
 
 import os
 import pathlib
-import re
 import shutil
 import socket
 import subprocess
@@ -16,14 +15,6 @@ sys.path.insert(0, str(HERE.parent))  # where the tests lie alone, it is what is
 
 from loamtunnel.service import Service  # noqa: E402
 from loamtunnel.session import Session  # noqa: E402
-
-DOCUMENT = HERE.parent.parent / "docs" / "attribute-log.md"
-
-
-def push_path(program: str) -> str:
-    """Under which path the program's driver takes requests, as its help tells."""
-    told = subprocess.run([program, "driver", "--help"], capture_output=True, text=True, check=True).stdout
-    return re.search(r'pushed as "?(\w+)', told)[1]
 
 
 def listening(address: str, process: subprocess.Popen) -> None:
@@ -90,9 +81,3 @@ def starting(program, tmp_path):
 def serving(starting):
     """Starts `loamtunnel serve` with the roots given, and gives the address."""
     return lambda *arguments: starting("serve", *arguments)
-
-
-@pytest.fixture
-def driving(starting, tmp_path):
-    """Starts `loamtunnel driver` of chip 8, and gives the address."""
-    return lambda: starting("driver", "--chip", "8", "--image", str(tmp_path / "image"))

@@ -131,7 +131,11 @@ def changed(data: bytes, chance: random.Random, rate: float, acts) -> bytes:
         if form & 2 and not secondary:
             secondary = 151
         made.append(record(entity, attribute, payload, form, secondary))
-    return b"".join(made)
+    data = bytearray(b"".join(made))
+    if data and acts is ANY and chance.random() < rate:  # whatever it is then, and wherever it ends
+        data[chance.randrange(len(data))] = chance.getrandbits(8)
+        del data[chance.randrange(len(data)) :]
+    return bytes(data)
 
 
 def made_up(chance: random.Random) -> tuple[int, bytes]:

@@ -3,9 +3,9 @@
 import asyncio
 import os
 import subprocess
-import time
 
 import pytest
+from conftest import listening
 from loamtunnel import ConnectionEnded, ReadOnly, Refused, Service, connect, serve, sync
 from loamtunnel.types import AradLifAcMp, LifAppConfig, LifAppConfigDir, VtAppId
 
@@ -176,8 +176,8 @@ def test_a_script_comes_back_too(program, tmp_path):
 
     def started():
         process = subprocess.Popen([program, "serve", "-s", address, "-w", "lif=LifAppConfigDir"], stderr=-3)
-        with sync_when_there(address):
-            return process
+        listening(address, process)
+        return process
 
     process = started()
     try:
@@ -195,12 +195,3 @@ def test_a_script_comes_back_too(program, tmp_path):
     finally:
         process.kill()
         process.wait()
-
-
-def sync_when_there(address: str):
-    for _ in range(500):
-        try:
-            return sync.connect(address, timeout=10)
-        except ConnectionEnded:
-            time.sleep(0.01)
-    raise RuntimeError("the program does not serve")

@@ -7,7 +7,7 @@ import socket
 import pytest
 from loamtunnel import ConnectionEnded, Refused, RequestFailed, Service, connect, serve, sync
 from loamtunnel.peer import Peer, socket_address
-from loamtunnel.types import AradLifAcMp, LifAppConfig, LifAppConfigDir, VtAppId
+from loamtunnel.types import AradLifAcMp, EvecAppConfig, EvecEntry, EvecFormat, EvecKey, LifAppConfig, LifAppConfigDir, VtAppId
 
 MPLS = VtAppId.vtAppMpls
 
@@ -151,21 +151,6 @@ def test_nobody_there(tmp_path):
         sync.connect(str(tmp_path / "nowhere"))
 
 
-def test_a_watch_that_fails_is_contained(service, tmp_path, caplog):
-    async def main():
-        address = str(tmp_path / "socket")
-        async with serve(address, service), connect(address) as peer:
-            copy = await peer.want("lif")
-            watch = copy.watch(lambda change: 1 / 0)
-            service.lifs.appConfig.add(MPLS)
-            while not copy.appConfig:
-                await peer.something()
-            assert not peer.is_closed and "division by zero" in caplog.text
-            watch.close()
-
-    asyncio.run(main())
-
-
 @pytest.mark.parametrize(
     ("address", "where"),
     [
@@ -205,3 +190,5 @@ def test_a_map_takes_many_at_once():
     assert dict(app.reqCount) == {AradLifAcMp(vsi=1): 1, AradLifAcMp(vsi=2): 2}
     with pytest.raises(AttributeError, match="reqCount is filled by keys"):
         app.reqCount = {}
+    with pytest.raises(ValueError, match="the value's key is"):
+        EvecAppConfig(MPLS).entry[EvecKey("0", 1)] = EvecEntry(EvecKey("0", 2), EvecFormat(0))
