@@ -4,19 +4,15 @@ import asyncio
 import random
 
 import pytest
-from conftest import Pipe
+from conftest import Pipe, lif
 from loamtunnel import ConnectionEnded, FenceFailed, FenceGone, LoamError, Refused, Service, connect, serve, sync
 from loamtunnel import session as session_module
 from loamtunnel.fences import APPLIED, DONE, FAILED, GONE, Fenced
 from loamtunnel.records import RecordReader, number, record, string
 from loamtunnel.session import MAGIC, ROOM, Session
-from loamtunnel.types import AradLifAcMp, LifAppConfig, LifAppConfigDir, VtAppId
+from loamtunnel.types import LifAppConfig, LifAppConfigDir, VtAppId
 
 MPLS, VXLAN = VtAppId.vtAppMpls, VtAppId.vtAppVxlan
-
-
-def lif(i: int) -> AradLifAcMp:
-    return AradLifAcMp(vsi=i)
 
 
 def shared(count: int = 0, hook=None) -> tuple[Pipe, LifAppConfigDir, LifAppConfigDir]:
@@ -330,10 +326,10 @@ def test_one_pushes_into_a_place_at_a_time(monkeypatch):
     assert not service.holders
 
 
-def test_fences_of_peers(tmp_path):
-    address, service, lifs = str(tmp_path / "socket"), Service("driver"), LifAppConfigDir("lif")
+async def test_fences_of_peers(address):
+    service, lifs = Service("driver"), LifAppConfigDir("lif")
     service.offer("lif", lifs, writable=True)
-    ready = None
+    ready = asyncio.Event()
 
     async def hook(peer, fence):
         if fence.level == "done":
@@ -342,58 +338,48 @@ def test_fences_of_peers(tmp_path):
                 raise ValueError("there is nothing")
 
     service.answer_fences(hook)
-
-    async def main():
-        nonlocal ready
-        ready = asyncio.Event()
-        async with serve(address, service), connect(address) as peer, connect(address, reconnect=True) as lasting:
-            copy = await peer.want("lif")
-            assert await peer.fence() == await lasting.fence() == "applied"
-            fence = asyncio.create_task(peer.fence("done"))
-            with pytest.raises(TimeoutError):
-                await asyncio.wait_for(peer.fence("done"), 0.05)
-            ready.set()
-            with pytest.raises(FenceFailed, match="there is nothing"):
-                await fence
-            copy.appConfig.add(MPLS)
-            assert await peer.fence("done") == "done"
-            with pytest.raises(FenceFailed, match="python does not say when it is done"):
-                await lasting.want("lif")
-                await peer.fence("done", all=True)  # the other client is asked, too
-            ready.clear()
-            fence = asyncio.create_task(peer.fence("done"))
+    async with serve(address, service), connect(address) as peer, connect(address, reconnect=True) as lasting:
+        copy = await peer.want("lif")
+        assert await peer.fence() == await lasting.fence() == "applied"
+        fence = asyncio.create_task(peer.fence("done"))
+        with pytest.raises(TimeoutError):
+            await asyncio.wait_for(peer.fence("done"), 0.05)
+        ready.set()
+        with pytest.raises(FenceFailed, match="there is nothing"):
+            await fence
+        copy.appConfig.add(MPLS)
+        assert await peer.fence("done") == "done"
+        with pytest.raises(FenceFailed, match="python does not say when it is done"):
+            await lasting.want("lif")
+            await peer.fence("done", all=True)  # the other client is asked, too
+        ready.clear()
+        fence = asyncio.create_task(peer.fence("done"))
+        await peer.fence()
+        await peer.close()
+        with pytest.raises(ConnectionEnded):
+            await fence
+        with pytest.raises(ConnectionEnded):
             await peer.fence()
-            await peer.close()
-            with pytest.raises(ConnectionEnded):
-                await fence
-            with pytest.raises(ConnectionEnded):
-                await peer.fence()
-
-    asyncio.run(main(), debug=True)
 
 
-def test_a_lasting_peer_does_not_push_again_what_it_has_lost(tmp_path, monkeypatch):
-    address, service, taken = str(tmp_path / "socket"), Service("driver"), LifAppConfigDir("configs")
+async def test_a_lasting_peer_does_not_push_again_what_it_has_lost(address, monkeypatch):
+    service, taken = Service("driver"), LifAppConfigDir("configs")
     service.accept("ask", lambda peer, made: taken.appConfig.add(made.app))
-
-    async def main():
-        async with serve(address, service) as server:
-            lost = asyncio.get_running_loop().create_future()
-            async with connect(address, "first", reconnect=True) as first:
-                await first.push("ask", LifAppConfig(MPLS), lost=lost.set_result)
-                monkeypatch.setattr(Session, "token", b"another process!")
-                async with connect(address, "second") as second:
-                    with pytest.raises(Refused, match=r'by "first" \(process \d+, since'):
-                        await second.push("ask", LifAppConfig(MPLS))
-                    await second.push("ask", LifAppConfig(MPLS), takeover=True)
-                    assert str(await asyncio.wait_for(lost, 5)) == '"second" has taken its place'
-                    for each in tuple(server.peers):
-                        if each.name == "first":
-                            await each.close("maintenance")
-                    await first.until(lambda: first.connections == 2, timeout=5)
-                    assert await first.fence() == "applied" and not first._pushed
-
-    asyncio.run(main())
+    async with serve(address, service) as server:
+        lost = asyncio.get_running_loop().create_future()
+        async with connect(address, "first", reconnect=True) as first:
+            await first.push("ask", LifAppConfig(MPLS), lost=lost.set_result)
+            monkeypatch.setattr(Session, "token", b"another process!")
+            async with connect(address, "second") as second:
+                with pytest.raises(Refused, match=r'by "first" \(process \d+, since'):
+                    await second.push("ask", LifAppConfig(MPLS))
+                await second.push("ask", LifAppConfig(MPLS), takeover=True)
+                assert str(await asyncio.wait_for(lost, 5)) == '"second" has taken its place'
+                for each in tuple(server.peers):
+                    if each.name == "first":
+                        await each.close("maintenance")
+                await first.until(lambda: first.connections == 2, timeout=5)
+                assert await first.fence() == "applied" and not first._pushed
 
 
 def test_a_server_of_the_program_s_answers_fences_and_relays_them(serving):

@@ -8,12 +8,12 @@ import subprocess
 
 import pytest
 from chance import random_value
-from conftest import listening
+from conftest import lif, listening
 from loamtunnel import Refused, RequestFailed, Service, connect, schema, serve, sync
 from loamtunnel import text as texts
 from loamtunnel import to_wire, values
 from loamtunnel.tree import References
-from loamtunnel.types import AradLifAcMp, AradLifEntry, FapTypeProperties_JerichoProperties, LifAppConfigDir, VtAppId
+from loamtunnel.types import FapTypeProperties_JerichoProperties, LifAppConfigDir, VtAppId
 from test_values import VALUES
 
 MPLS = VtAppId.vtAppMpls
@@ -50,10 +50,6 @@ def test_every_value_in_bytes_and_text(program, name):
     assert again.splitlines() == data
     for value, written in zip(values, theirs, strict=True):
         assert texts.text(value) == written and texts.value(name, written) == value
-
-
-def lif(i: int) -> AradLifEntry:
-    return AradLifAcMp(vsi=i)
 
 
 def place(i: int) -> str:
@@ -144,87 +140,73 @@ def lines_to_set(entity, path: str = "root"):
 
 
 @pytest.mark.parametrize("name", SERVED)
-def test_all_types_make_the_round_trip_the_other_way(program, name, tmp_path):
+async def test_all_types_make_the_round_trip_the_other_way(program, name, address):
     """The program writes, as told in lines, what is served here. A shell delivers each line by itself."""
     argument, chance = (["root"] if schema.named(name).is_named else []), random.Random(name)
     meant, served = (values.python_type(name)(*argument) for _ in range(2))
     fill(meant, chance, VALUES_EACH)
-    address = str(tmp_path / "socket")
     service = Service("python")
     service.offer("root", served, writable=True)
     told, heard = [], []
-
-    async def main():
-        async with serve(address, service):
-            await spoken(program, "run", "-s", address, "-", given=lines_to_set(meant))
-            assert whole(served) == whole(meant)
-            lines = []
-            for _ in range(VALUES_EACH):
-                for one in meant._scalars:
-                    value = random_value(meant._schema.attributes[one].type, chance)
-                    if value != getattr(meant, one):
-                        setattr(meant, one, value)
-                        told.append((one, value))
-                        lines.append(f"set root.{one} {texts.text(value, meant._schema.attributes[one].type)}")
-            watch = served.watch(lambda change: heard.append((change.attribute, change.value)))
-            if lines:
-                await spoken(program, "shell", "-s", address, "--timeout", "60000", given=lines)
-            watch.close()
-
-    asyncio.run(main())
+    async with serve(address, service):
+        await spoken(program, "run", "-s", address, "-", given=lines_to_set(meant))
+        assert whole(served) == whole(meant)
+        lines = []
+        for _ in range(VALUES_EACH):
+            for one in meant._scalars:
+                value = random_value(meant._schema.attributes[one].type, chance)
+                if value != getattr(meant, one):
+                    setattr(meant, one, value)
+                    told.append((one, value))
+                    lines.append(f"set root.{one} {texts.text(value, meant._schema.attributes[one].type)}")
+        watch = served.watch(lambda change: heard.append((change.attribute, change.value)))
+        if lines:
+            await spoken(program, "shell", "-s", address, "--timeout", "60000", given=lines)
+        watch.close()
     assert heard == told and whole(served) == whole(meant)
 
 
-def test_a_tree_of_the_program_s_is_read_written_and_heard(program, serving):
+async def test_a_tree_of_the_program_s_is_read_written_and_heard(program, serving):
     address = serving("--writable", "lif=LifAppConfigDir")
-
-    async def main():
-        async with connect(address, "reader") as peer:
-            assert (await peer.offers())["lif"].writable
-            copy = await peer.want("lif")
-            app = copy.appConfig.add(MPLS)
-            app.reqCount[lif(1)] = 0
-            await peer.flush()
-            ran(program, "wait", "-s", address, f"{place(1)}=0")
-            changes = copy.changes()
-            ran(program, "set", "-s", address, place(2), "5")
-            change = await asyncio.wait_for(anext(changes), 10)
-            assert (change.key, change.value) == (lif(2), 5)
-            assert ran(program, "get", "-s", address, change.path) == "5\n"  # it reads the paths that are written here
-            del copy.appConfig[MPLS]
-            await peer.flush()
-            ran(program, "wait", "-s", address, "--gone", "lif.appConfig[vtAppMpls]")
-            while len(peers := json.loads(await peer.call("stats"))["peers"]) > 1:
-                await asyncio.sleep(0.01)  # the program notices the end of the command that has gone in its own time
-            assert [each["peer"] for each in peers] == ["reader"] and await peer.call("sync") == ""
-            with pytest.raises(RequestFailed, match='there is no request "nonsense"'):
-                await peer.call("nonsense")
-            with pytest.raises(Refused):
-                await peer.want("lyf")
-            peer.unwant("lif")
-            assert await peer.call("sync") == "" and not copy._mounts
-            assert await peer.want("lif", copy) is copy
-
-    asyncio.run(main())
+    async with connect(address, "reader") as peer:
+        assert (await peer.offers())["lif"].writable
+        copy = await peer.want("lif")
+        app = copy.appConfig.add(MPLS)
+        app.reqCount[lif(1)] = 0
+        await peer.flush()
+        ran(program, "wait", "-s", address, f"{place(1)}=0")
+        changes = copy.changes()
+        ran(program, "set", "-s", address, place(2), "5")
+        change = await asyncio.wait_for(anext(changes), 10)
+        assert (change.key, change.value) == (lif(2), 5)
+        assert ran(program, "get", "-s", address, change.path) == "5\n"  # it reads the paths that are written here
+        del copy.appConfig[MPLS]
+        await peer.flush()
+        ran(program, "wait", "-s", address, "--gone", "lif.appConfig[vtAppMpls]")
+        while len(peers := json.loads(await peer.call("stats"))["peers"]) > 1:
+            await asyncio.sleep(0.01)  # the program notices the end of the command that has gone in its own time
+        assert [each["peer"] for each in peers] == ["reader"] and await peer.call("sync") == ""
+        with pytest.raises(RequestFailed, match='there is no request "nonsense"'):
+            await peer.call("nonsense")
+        with pytest.raises(Refused):
+            await peer.want("lyf")
+        peer.unwant("lif")
+        assert await peer.call("sync") == "" and not copy._mounts
+        assert await peer.want("lif", copy) is copy
 
 
-def test_the_program_reads_and_writes_a_tree_of_ours(program, tmp_path):
-    address = str(tmp_path / "socket")
+async def test_the_program_reads_and_writes_a_tree_of_ours(program, address):
     lifs = LifAppConfigDir("lif")
     lifs.appConfig.add(MPLS).reqCount[lif(1)] = 3
     service = Service("python")
     service.offer("lif", lifs, writable=True)
-
-    async def main():
-        async with serve(address, service):
-            assert os.stat(address).st_mode & 0o777 == 0o600
-            assert "reqCount[AradLifAcMp vsi=1] = 3" in await spoken(program, "tree", "-s", address)
-            await spoken(program, "del", "-s", address, place(1))
-            assert list(lifs.appConfig) == [MPLS] and not lifs.appConfig[MPLS].reqCount
-            await spoken(program, "del", "-s", address, "lif.appConfig[vtAppMpls]")
-            assert not lifs.appConfig and "recordsIn" in await spoken(program, "stats", "-s", address, "--format", "json")
-
-    asyncio.run(main())
+    async with serve(address, service):
+        assert os.stat(address).st_mode & 0o777 == 0o600
+        assert "reqCount[AradLifAcMp vsi=1] = 3" in await spoken(program, "tree", "-s", address)
+        await spoken(program, "del", "-s", address, place(1))
+        assert list(lifs.appConfig) == [MPLS] and not lifs.appConfig[MPLS].reqCount
+        await spoken(program, "del", "-s", address, "lif.appConfig[vtAppMpls]")
+        assert not lifs.appConfig and "recordsIn" in await spoken(program, "stats", "-s", address, "--format", "json")
 
 
 def test_scripts_serve_too_where_the_program_looks(program, tmp_path, monkeypatch):

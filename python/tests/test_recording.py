@@ -4,15 +4,11 @@ import random
 import struct
 
 import pytest
-from conftest import Pipe
+from conftest import Pipe, lif
 from loamtunnel import RangeError, Service, StreamFault, plain, recording
-from loamtunnel.types import AradLifAcMp, EvecKey, LifAppConfig, LifAppConfigDir, OutAcKey, VtAppId
+from loamtunnel.types import EvecKey, LifAppConfig, LifAppConfigDir, OutAcKey, VtAppId
 
 MPLS = VtAppId.vtAppMpls
-
-
-def lif(i: int) -> AradLifAcMp:
-    return AradLifAcMp(vsi=i)
 
 
 class Taped(Pipe):

@@ -4,14 +4,13 @@ import json
 import struct
 
 import pytest
-from conftest import Pipe
+from conftest import Pipe, lif
 from loamtunnel import Limits, ReadOnly, Refused, RequestFailed
 from loamtunnel.records import number, record, section, string
 from loamtunnel.service import Service
 from loamtunnel.session import Session
 from loamtunnel.tree import Watch
 from loamtunnel.types import (
-    AradLifAcMp,
     AradLifEntry,
     FapTypeProperties,
     LifAppConfig,
@@ -49,10 +48,6 @@ def wanted(pipe: Pipe, path: str, entity=None):
     if heard[0] is not None:
         raise heard[0]
     return wish.entity
-
-
-def lif(i: int) -> AradLifEntry:
-    return AradLifAcMp(vsi=i)
 
 
 def test_a_wanted_tree_comes_whole_and_stays_equal():
@@ -217,6 +212,13 @@ def announced(id_: int, path="p", type_="Hardware::LoamTunnel::HwIvecs", argumen
 PREAMBLE = MAGIC + b"\0\2\0\2"
 
 
+def greeted(service: Service | None = None) -> Session:
+    """One that has read the other side's hello."""
+    session = Session(service or Service("driver"), False)
+    session.feed(PREAMBLE + hello())
+    return session
+
+
 @pytest.mark.parametrize(
     ("data", "words"),
     [
@@ -259,9 +261,9 @@ def test_unsound_bytes_end_the_connection_with_a_reason(data, words):
 
 
 def test_what_is_passed_over_is_counted():
-    session = Session(Service("driver"), False)
+    session = greeted()
     session.service.accept("p", lambda peer, made: made)
-    session.feed(PREAMBLE + hello() + announced(7, type_="Hardware::LoamTunnel::LifAppConfigDir"))
+    session.feed(announced(7, type_="Hardware::LoamTunnel::LifAppConfigDir"))
     session.feed(record(99, 258, b"x") + record(7, 999, b"x") + announced(11, type_="Hardware::LoamTunnel::Newer"))
     session.feed(record(7, 258, (99).to_bytes(4, "big") + number(15), form=3, secondary=151))
     session.feed(record(15, 259, (99).to_bytes(4, "big") + bytes(20)))
@@ -282,8 +284,8 @@ def test_a_marker_is_one_of_an_attribute_that_has_passes_or_is_unknown():
     service, taken = Service("driver"), LifAppConfigDir("lif")
     taken.appConfig.add(MPLS)
     service.accept("p", lambda peer, made: taken)
-    session = Session(service, False)
-    session.feed(PREAMBLE + hello() + announced(7, type_=taken._schema.name))
+    session = greeted(service)
+    session.feed(announced(7, type_=taken._schema.name))
     markers = b"".join(record(7, each, b"\0\0", form=4) + record(7, each, b"\2\0", form=4) for each in (-258, 135, -136, 136))
     session.feed(markers + record(1, 164, string("p") + b"\1", form=4) + record(1, 136, b"\0\0", form=4))
     assert MPLS in taken.appConfig and 7 in session.mounts and not session.ended
@@ -291,8 +293,7 @@ def test_a_marker_is_one_of_an_attribute_that_has_passes_or_is_unknown():
 
 
 def test_an_entity_whose_key_cannot_be_is_refused_by_a_verdict():
-    session = Session(Service("driver"), False)
-    session.feed(PREAMBLE + hello())
+    session = greeted()
     session.take()
     session.feed(announced(7, type_="Hardware::LoamTunnel::OutAcRequest", argument=b"\1\0" + bytes(8)))
     verdict = string("p") + number(1) + number(1) + string("a Fapmask names parts that it does not have: 0x0100")
@@ -380,8 +381,8 @@ def test_what_is_made_anew_during_a_pass_survives_its_end():
     taken.reqCount[lif(1)] = taken.reqCount[lif(2)] = taken.reqCount[lif(3)] = 1
     sessions = []
     for id_ in (7, 11):
-        sessions.append(Session(service, False))
-        sessions[-1].feed(PREAMBLE + hello() + announced(id_, type_=taken._schema.name, argument=(7).to_bytes(4, "big")))
+        sessions.append(greeted(service))
+        sessions[-1].feed(announced(id_, type_=taken._schema.name, argument=(7).to_bytes(4, "big")))
     one, other = sessions
 
     def keyed(id_: int, i: int, value: int | None) -> bytes:
@@ -445,14 +446,12 @@ def test_words_of_any_length_fit_a_record(reason):
 
 def test_a_peer_that_asks_without_end_and_reads_nothing_is_let_go():
     """Verdicts wait for it, and pieces of a request that has no end."""
-    session = Session(Service("driver"), False)
-    session.feed(PREAMBLE + hello())
+    session = greeted()
     wants = b"".join(record(1, 164, string("p" * 255) + number(i)) for i in range(1000))
     for _ in range(20):
         session.feed(wants)
     assert session.ended and "wait for a side that does not read" in session.reason and session._size < 5 << 20
-    session = Session(Service("driver"), False)
-    session.feed(PREAMBLE + hello())
+    session = greeted()
     piece = record(1, 166, number(1) + number(1) + string("echo") + string("x"))
     session.feed(40_000 * piece + 40_000 * record(1, 166, number(1) + number(1) + string("echo") + string("")))
     assert not session.ended and session._calls._asking[2] == 40_000 * b"x"
