@@ -42,8 +42,8 @@ def test_a_fence_is_behind_each_change_before_it_and_none_waits_for_ever(seed):
     pipe, lifs, copy = shared()
     pipe.run()
     wires = {pipe.ours: (pipe.theirs, bytearray()), pipe.theirs: (pipe.ours, bytearray())}
-    # Both make one child.
-    writes = {pipe.ours: [VtAppId(each) for each in (1, 2, 3, 7)], pipe.theirs: [VtAppId(each) for each in (4, 5, 6, 7)]}
+    # Both make the last child.
+    writes = {pipe.ours: [VtAppId(each) for each in (1, 2, 3, 8)], pipe.theirs: [VtAppId(each) for each in (4, 5, 6, 8)]}
     fenced = asked = value = 0
 
     def fence(session: Session, tree: LifAppConfigDir, there: LifAppConfigDir) -> None:

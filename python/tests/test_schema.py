@@ -1,5 +1,6 @@
 """Types that a peer tells: an older script and a newer process, and schemas that are none."""
 
+import contextlib
 import copy
 import json
 import os
@@ -89,17 +90,27 @@ def ran(text: str, *arguments: str) -> subprocess.Popen:
     return subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, env=environment)
 
 
+@contextlib.contextmanager
+def served(text: str, *arguments: str):
+    with ran(text, *arguments) as server:
+        try:
+            assert server.stdout.readline() == "serving\n", server.stderr.read()
+            yield
+        finally:
+            server.kill()
+
+
+def expect_done(text: str, *arguments: str) -> None:
+    with ran(text, *arguments) as script:
+        out, error = script.communicate(timeout=60)
+        assert (script.returncode, out) == (0, "done\n"), error
+
+
 def test_a_newer_process_tells_an_older_script_its_types(tmp_path):
     told = tmp_path / "newer.json"
     told.write_text(json.dumps(newer()))
-    with ran(SERVING, tmp_path / "socket", told) as server:
-        try:
-            assert server.stdout.readline() == "serving\n", server.stderr.read()
-            with ran(SCRIPT, tmp_path / "socket") as script:
-                out, error = script.communicate(timeout=60)
-                assert (script.returncode, out) == (0, "done\n"), error
-        finally:
-            server.kill()
+    with served(SERVING, tmp_path / "socket", told):
+        expect_done(SCRIPT, tmp_path / "socket")
 
 
 def test_the_program_tells_the_types_that_it_prints(serving):
@@ -134,13 +145,8 @@ def test_what_a_peer_does_not_tell_ends_the_connection(tmp_path):
             ("""'{"version": 2, "checksum": "0x7", "types": []}'""", ValueError, "version 2"),
         ]
     ):
-        with ran(serving, tmp_path / str(place), answer) as server:
-            try:
-                assert server.stdout.readline() == "serving\n", server.stderr.read()
-                with pytest.raises(fault, match=words):
-                    sync.connect(str(tmp_path / str(place)), schema="peer", timeout=20)
-            finally:
-                server.kill()
+        with served(serving, tmp_path / str(place), answer), pytest.raises(fault, match=words):
+            sync.connect(str(tmp_path / str(place)), schema="peer", timeout=20)
 
 
 def spoilt(name: str, spoil) -> dict:
@@ -234,9 +240,7 @@ NAMED_LIKE_OURS = """
 def test_a_type_may_be_called_like_what_its_class_is_made_from(tmp_path):
     told = tmp_path / "named.json"
     told.write_text(json.dumps(document()).replace(HOME + "EvecKey", HOME + "Value").replace(HOME + "LifAppConfigDir", HOME + "Entity"))
-    with ran(NAMED_LIKE_OURS, told) as script:
-        out, error = script.communicate(timeout=60)
-        assert (script.returncode, out) == (0, "done\n"), error
+    expect_done(NAMED_LIKE_OURS, told)
 
 
 MUTATING = """
