@@ -1,8 +1,9 @@
 """What the tests share: the package, two sessions joined by a pipe, and the program `loamtunnel`."""
 
+import asyncio
+import inspect
 import os
 import pathlib
-import re
 import shutil
 import socket
 import subprocess
@@ -16,14 +17,7 @@ sys.path.insert(0, str(HERE.parent))  # where the tests lie alone, it is what is
 
 from loamtunnel.service import Service  # noqa: E402
 from loamtunnel.session import Session  # noqa: E402
-
-DOCUMENT = HERE.parent.parent / "docs" / "attribute-log.md"
-
-
-def push_path(program: str) -> str:
-    """Under which path the program's driver takes requests, as its help tells."""
-    told = subprocess.run([program, "driver", "--help"], capture_output=True, text=True, check=True).stdout
-    return re.search(r'pushed as "?(\w+)', told)[1]
+from loamtunnel.types import AradLifAcMp  # noqa: E402
 
 
 def listening(address: str, process: subprocess.Popen) -> None:
@@ -35,6 +29,26 @@ def listening(address: str, process: subprocess.Popen) -> None:
         assert process.poll() is None, "the program has ended"
         time.sleep(0.01)
     raise RuntimeError("the program does not serve")
+
+
+@pytest.hookimpl(tryfirst=True)
+def pytest_pyfunc_call(pyfuncitem):
+    """A test that is a coroutine has an event loop of its own, and leaves no task in it."""
+    if not inspect.iscoroutinefunction(pyfuncitem.obj):
+        return None
+
+    async def watched():
+        await pyfuncitem.obj(**{each: pyfuncitem.funcargs[each] for each in pyfuncitem._fixtureinfo.argnames})
+        await asyncio.sleep(0)
+        assert asyncio.all_tasks() == {asyncio.current_task()}
+
+    asyncio.run(watched(), debug=True)
+    return True
+
+
+def lif(i: int) -> AradLifAcMp:
+    """One of many keys."""
+    return AradLifAcMp(vsi=i)
 
 
 class Pipe:
@@ -55,6 +69,11 @@ class Pipe:
         for at in range(0, len(data), self.piece):
             target.feed(data[at : at + self.piece])
         return bool(data)
+
+
+@pytest.fixture
+def address(tmp_path) -> str:
+    return str(tmp_path / "socket")
 
 
 @pytest.fixture
@@ -90,9 +109,3 @@ def starting(program, tmp_path):
 def serving(starting):
     """Starts `loamtunnel serve` with the roots given, and gives the address."""
     return lambda *arguments: starting("serve", *arguments)
-
-
-@pytest.fixture
-def driving(starting, tmp_path):
-    """Starts `loamtunnel driver` of chip 8, and gives the address."""
-    return lambda: starting("driver", "--chip", "8", "--image", str(tmp_path / "image"))

@@ -3,12 +3,12 @@
 import random
 
 import pytest
+from conftest import lif
 from loamtunnel import Limits, Service
 from loamtunnel.fences import FENCE
 from loamtunnel.records import RecordReader, number, record, section, signed, string
 from loamtunnel.session import Session
 from loamtunnel.types import (
-    AradLifAcMp,
     EvecAppConfig,
     EvecEntry,
     EvecFormat,
@@ -25,10 +25,6 @@ from loamtunnel.types import FapTypeProperties_AradProperties as AradProperties
 
 LIMITS = [Limits(record=2048, ring=8192, entities=40, roots=8), Limits(record=1024, ring=2048, entities=9, roots=3)]
 ATTRIBUTES = (*range(134, 138), 144, *range(158, 172), 258, 259, 260, 999)
-
-
-def lif(i: int) -> AradLifAcMp:
-    return AradLifAcMp(vsi=i)
 
 
 class Process:
@@ -131,7 +127,11 @@ def changed(data: bytes, chance: random.Random, rate: float, acts) -> bytes:
         if form & 2 and not secondary:
             secondary = 151
         made.append(record(entity, attribute, payload, form, secondary))
-    return b"".join(made)
+    data = bytearray(b"".join(made))
+    if data and acts is ANY and chance.random() < rate:  # whatever it is then, and wherever it ends
+        data[chance.randrange(len(data))] = chance.getrandbits(8)
+        del data[chance.randrange(len(data)) :]
+    return bytes(data)
 
 
 def made_up(chance: random.Random) -> tuple[int, bytes]:

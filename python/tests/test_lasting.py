@@ -3,17 +3,13 @@
 import asyncio
 import os
 import subprocess
-import time
 
 import pytest
+from conftest import lif, listening
 from loamtunnel import ConnectionEnded, ReadOnly, Refused, Service, connect, serve, sync
-from loamtunnel.types import AradLifAcMp, LifAppConfig, LifAppConfigDir, VtAppId
+from loamtunnel.types import LifAppConfig, LifAppConfigDir, VtAppId
 
 MPLS, VXLAN = VtAppId.vtAppMpls, VtAppId.vtAppVxlan
-
-
-def lif(i: int) -> AradLifAcMp:
-    return AradLifAcMp(vsi=i)
 
 
 class Driver:
@@ -35,149 +31,125 @@ class Driver:
         await self.server.close("maintenance")
 
 
-def running(main) -> None:
-    """Runs it, and looks that no task is left but its own."""
-
-    async def watched():
-        await main()
-        await asyncio.sleep(0)
-        assert asyncio.all_tasks() == {asyncio.current_task()}
-
-    asyncio.run(watched(), debug=True)
-
-
 async def holds(what) -> None:
     async with asyncio.timeout(10):
         while not what():
             await asyncio.sleep(0.005)
 
 
-def test_what_was_shared_is_taken_up_again(tmp_path):
-    async def main():
-        driver = Driver(str(tmp_path / "socket"))
-        await driver.start(MPLS)
-        async with connect(driver.address, reconnect=True) as peer:
-            copy = await peer.want("lif")
-            app = await peer.push("ask", LifAppConfig(MPLS))
-            app.reqCount[lif(1)] = 1
-            await holds(lambda: driver.asked.appConfig[MPLS].reqCount == {lif(1): 1})
-            old, changes = copy.appConfig[MPLS], copy.changes()
-            await driver.stop()
-            await holds(lambda: not peer.is_connected)
-            assert not peer.is_closed and old.reqCount == {lif(1): 7}
-            with pytest.raises(ReadOnly, match="the connection is gone .maintenance."):
-                old.reqCount[lif(2)] = 1
-            app.reqCount[lif(2)] = 2  # that is ours, and goes out later
-            waiting = asyncio.create_task(peer.call("sync"))
-            late = asyncio.create_task(peer.want("late"))
-            await driver.start(VXLAN)
-            driver.service.offer("late", LifAppConfigDir("late"))
-            assert await asyncio.wait_for(waiting, 10) == "" and peer.connections == 2
-            assert list(copy.appConfig) == [VXLAN] and copy.appConfig[VXLAN].reqCount == {lif(1): 6}
-            assert driver.asked.appConfig[MPLS].reqCount == {lif(1): 1, lif(2): 2}
-            heard = {(each.attribute, each.key): each.value for each in iter(changes.take, None)}
-            assert heard["appConfig", MPLS] is None and heard["appConfig", VXLAN] is copy.appConfig[VXLAN]
-            copy.appConfig[VXLAN].reqCount[lif(9)] = 9
-            await holds(lambda: driver.lifs.appConfig[VXLAN].reqCount.get(lif(9)) == 9)
-            assert (await asyncio.wait_for(late, 10)).name == "late"
-            # What is no longer shared is not asked for again.
-            driver.service.withdraw("lif")
-            with pytest.raises(Refused):
-                while True:
-                    await asyncio.wait_for(anext(changes), 10)
-            peer.unpush(app)
-            await driver.stop()
-            await driver.start()
-            driver.service.offer("late", LifAppConfigDir("late"))
-            await holds(lambda: peer.connections >= 3 and peer.is_connected)
+async def test_what_was_shared_is_taken_up_again(address):
+    driver = Driver(address)
+    await driver.start(MPLS)
+    async with connect(driver.address, reconnect=True) as peer:
+        copy = await peer.want("lif")
+        app = await peer.push("ask", LifAppConfig(MPLS))
+        app.reqCount[lif(1)] = 1
+        await holds(lambda: driver.asked.appConfig[MPLS].reqCount == {lif(1): 1})
+        old, changes = copy.appConfig[MPLS], copy.changes()
         await driver.stop()
+        await holds(lambda: not peer.is_connected)
+        assert not peer.is_closed and old.reqCount == {lif(1): 7}
+        with pytest.raises(ReadOnly, match="the connection is gone .maintenance."):
+            old.reqCount[lif(2)] = 1
+        app.reqCount[lif(2)] = 2  # that is ours, and goes out later
+        waiting = asyncio.create_task(peer.call("sync"))
+        late = asyncio.create_task(peer.want("late"))
+        await driver.start(VXLAN)
+        driver.service.offer("late", LifAppConfigDir("late"))
+        assert await asyncio.wait_for(waiting, 10) == "" and peer.connections == 2
+        assert list(copy.appConfig) == [VXLAN] and copy.appConfig[VXLAN].reqCount == {lif(1): 6}
+        assert driver.asked.appConfig[MPLS].reqCount == {lif(1): 1, lif(2): 2}
+        heard = {(each.attribute, each.key): each.value for each in iter(changes.take, None)}
+        assert heard["appConfig", MPLS] is None and heard["appConfig", VXLAN] is copy.appConfig[VXLAN]
+        copy.appConfig[VXLAN].reqCount[lif(9)] = 9
+        await holds(lambda: driver.lifs.appConfig[VXLAN].reqCount.get(lif(9)) == 9)
+        assert (await asyncio.wait_for(late, 10)).name == "late"
+        # What is no longer shared is not asked for again.
+        driver.service.withdraw("lif")
+        with pytest.raises(Refused):
+            while True:
+                await asyncio.wait_for(anext(changes), 10)
+        peer.unpush(app)
+        await driver.stop()
+        await driver.start()
+        driver.service.offer("late", LifAppConfigDir("late"))
+        await holds(lambda: peer.connections >= 3 and peer.is_connected)
+    await driver.stop()
 
-    running(main)
 
-
-def test_it_ends_with_both_reasons_when_there_is_no_way_back(tmp_path):
-    async def main():
-        driver = Driver(str(tmp_path / "socket"))
-        with pytest.raises(ConnectionEnded, match="No such file"):
-            await connect(driver.address, reconnect=True)
-        await driver.start(MPLS)
-        async with connect(driver.address, reconnect=True, within=0.3) as peer:
-            changes = (await peer.want("lif")).changes()
-            await driver.stop()
-            begun = asyncio.get_running_loop().time()
-            for waiting in (peer.call("sync"), anext(changes), peer.want("other"), peer.flush()):
-                with pytest.raises(ConnectionEnded, match="maintenance; not back within 0.3 s: .*No such file"):
-                    await waiting
-            assert peer.is_closed and asyncio.get_running_loop().time() - begun < 3
-            assert await peer.wait_closed() == peer.reason
-        # There again, but without what was wanted.
-        await driver.start(MPLS)
-        async with connect(driver.address, reconnect=True, within=0.3) as peer:
-            await peer.want("lif")
-            await driver.stop()
-            bare = Driver(driver.address)
-            bare.server = await serve(driver.address, Service("bare")).start()
-            assert "nothing is offered under lif" in await asyncio.wait_for(peer.wait_closed(), 5)
-            await bare.stop()
-
-    running(main)
+async def test_it_ends_with_both_reasons_when_there_is_no_way_back(address):
+    driver = Driver(address)
+    with pytest.raises(ConnectionEnded, match="No such file"):
+        await connect(driver.address, reconnect=True)
+    await driver.start(MPLS)
+    async with connect(driver.address, reconnect=True, within=0.3) as peer:
+        changes = (await peer.want("lif")).changes()
+        await driver.stop()
+        begun = asyncio.get_running_loop().time()
+        for waiting in (peer.call("sync"), anext(changes), peer.want("other"), peer.flush()):
+            with pytest.raises(ConnectionEnded, match="maintenance; not back within 0.3 s: .*No such file"):
+                await waiting
+        assert peer.is_closed and asyncio.get_running_loop().time() - begun < 3
+        assert await peer.wait_closed() == peer.reason
+    # There again, but without what was wanted.
+    await driver.start(MPLS)
+    async with connect(driver.address, reconnect=True, within=0.3) as peer:
+        await peer.want("lif")
+        await driver.stop()
+        bare = Driver(driver.address)
+        bare.server = await serve(driver.address, Service("bare")).start()
+        assert "nothing is offered under lif" in await asyncio.wait_for(peer.wait_closed(), 5)
+        await bare.stop()
 
 
 @pytest.mark.parametrize("reconnect", [False, True])
-def test_leaving_leaves_no_task(tmp_path, reconnect):
-    async def main():
-        driver = Driver(str(tmp_path / "socket"))
-        await driver.start(MPLS)
-        with pytest.raises(KeyError, match="mine"):
-            async with connect(driver.address, reconnect=reconnect) as peer:
-                await peer.want("lif")
-                raise KeyError("mine")
-        await asyncio.sleep(0.02)
-        assert not driver.server.peers
+async def test_leaving_leaves_no_task(address, reconnect):
+    driver = Driver(address)
+    await driver.start(MPLS)
+    with pytest.raises(KeyError, match="mine"):
+        async with connect(driver.address, reconnect=reconnect) as peer:
+            await peer.want("lif")
+            raise KeyError("mine")
+    await asyncio.sleep(0.02)
+    assert not driver.server.peers
 
-        async def use():
-            async with connect(driver.address, reconnect=reconnect) as peer:
-                await peer.want("lif")
-                await asyncio.sleep(60)
+    async def use():
+        async with connect(driver.address, reconnect=reconnect) as peer:
+            await peer.want("lif")
+            await asyncio.sleep(60)
 
-        task = asyncio.create_task(use())
-        await holds(lambda: driver.lifs._mounts)
-        task.cancel()
-        with pytest.raises(asyncio.CancelledError):
-            await task
-        await holds(lambda: not driver.lifs._mounts)
-        await driver.stop()
-
-    running(main)
+    task = asyncio.create_task(use())
+    await holds(lambda: driver.lifs._mounts)
+    task.cancel()
+    with pytest.raises(asyncio.CancelledError):
+        await task
+    await holds(lambda: not driver.lifs._mounts)
+    await driver.stop()
 
 
-def test_a_peer_that_does_not_read_cannot_hold_the_end_up(tmp_path):
-    async def main():
-        async def mute(reader, writer):
-            reader._transport.pause_reading()
-            stuck.append(writer)
+async def test_a_peer_that_does_not_read_cannot_hold_the_end_up(address):
+    async def mute(reader, writer):
+        reader._transport.pause_reading()
+        stuck.append(writer)
 
-        stuck: list = []
-        server = await asyncio.start_unix_server(mute, str(tmp_path / "socket"))
-        with pytest.raises(TimeoutError):
-            async with asyncio.timeout(0.1):
-                await connect(str(tmp_path / "socket"))
-        for each in stuck:
-            each.close()
-        server.close()
-        await server.wait_closed()
-
-    running(main)
+    stuck: list = []
+    server = await asyncio.start_unix_server(mute, address)
+    with pytest.raises(TimeoutError):
+        async with asyncio.timeout(0.1):
+            await connect(address)
+    for each in stuck:
+        each.close()
+    server.close()
+    await server.wait_closed()
 
 
-def test_a_script_comes_back_too(program, tmp_path):
+def test_a_script_comes_back_too(program, address):
     """The program is killed and started again, while the script waits for a value."""
-    address = str(tmp_path / "socket")
 
     def started():
         process = subprocess.Popen([program, "serve", "-s", address, "-w", "lif=LifAppConfigDir"], stderr=-3)
-        with sync_when_there(address):
-            return process
+        listening(address, process)
+        return process
 
     process = started()
     try:
@@ -195,12 +167,3 @@ def test_a_script_comes_back_too(program, tmp_path):
     finally:
         process.kill()
         process.wait()
-
-
-def sync_when_there(address: str):
-    for _ in range(500):
-        try:
-            return sync.connect(address, timeout=10)
-        except ConnectionEnded:
-            time.sleep(0.01)
-    raise RuntimeError("the program does not serve")

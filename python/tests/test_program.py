@@ -8,12 +8,12 @@ import subprocess
 
 import pytest
 from chance import random_value
-from conftest import listening, push_path
-from loamtunnel import ConnectionEnded, ReadOnly, Refused, RequestFailed, Service, connect, schema, serve, sync
+from conftest import lif, listening
+from loamtunnel import Refused, RequestFailed, Service, connect, schema, serve, sync
 from loamtunnel import text as texts
 from loamtunnel import to_wire, values
 from loamtunnel.tree import References
-from loamtunnel.types import AradLifAcMp, AradLifEntry, FapTypeProperties_JerichoProperties, LifAppConfig, LifAppConfigDir, LifType, VtAppId
+from loamtunnel.types import FapTypeProperties_JerichoProperties, LifAppConfigDir, VtAppId
 from test_values import VALUES
 
 MPLS = VtAppId.vtAppMpls
@@ -23,6 +23,14 @@ def ran(program: str, *arguments: str, given: str = "", status: int = 0) -> str:
     done = subprocess.run([program, *arguments], input=given, capture_output=True, text=True, timeout=60)
     assert done.returncode == status, done.stderr
     return done.stdout
+
+
+async def spoken(program: str, *command: str, given=()) -> str:
+    """While this process serves."""
+    done = await asyncio.create_subprocess_exec(program, *command, stdin=-1, stdout=-1, stderr=-1)
+    out, errors = await asyncio.wait_for(done.communicate("\n".join(given).encode()), 600)
+    assert done.returncode == 0, (out + errors).decode()[-2000:]
+    return out.decode()
 
 
 def test_the_schema_is_the_program_s(program):
@@ -42,10 +50,6 @@ def test_every_value_in_bytes_and_text(program, name):
     assert again.splitlines() == data
     for value, written in zip(values, theirs, strict=True):
         assert texts.text(value) == written and texts.value(name, written) == value
-
-
-def lif(i: int) -> AradLifEntry:
-    return AradLifAcMp(vsi=i)
 
 
 def place(i: int) -> str:
@@ -136,186 +140,73 @@ def lines_to_set(entity, path: str = "root"):
 
 
 @pytest.mark.parametrize("name", SERVED)
-def test_all_types_make_the_round_trip_the_other_way(program, name, tmp_path):
+async def test_all_types_make_the_round_trip_the_other_way(program, name, address):
     """The program writes, as told in lines, what is served here. A shell delivers each line by itself."""
     argument, chance = (["root"] if schema.named(name).is_named else []), random.Random(name)
     meant, served = (values.python_type(name)(*argument) for _ in range(2))
     fill(meant, chance, VALUES_EACH)
-    address = str(tmp_path / "socket")
     service = Service("python")
     service.offer("root", served, writable=True)
     told, heard = [], []
-
-    async def ran(lines, *command: str) -> None:
-        writer = await asyncio.create_subprocess_exec(program, *command, "-s", address, stdin=-1, stdout=-1, stderr=-1)
-        out, errors = await asyncio.wait_for(writer.communicate("\n".join(lines).encode()), 600)
-        assert writer.returncode == 0, (out + errors).decode()[-2000:]
-
-    async def main():
-        async with serve(address, service):
-            await ran(lines_to_set(meant), "run", "-")
-            assert whole(served) == whole(meant)
-            lines = []
-            for _ in range(VALUES_EACH):
-                for one in meant._scalars:
-                    value = random_value(meant._schema.attributes[one].type, chance)
-                    if value != getattr(meant, one):
-                        setattr(meant, one, value)
-                        told.append((one, value))
-                        lines.append(f"set root.{one} {texts.text(value, meant._schema.attributes[one].type)}")
-            watch = served.watch(lambda change: heard.append((change.attribute, change.value)))
-            if lines:
-                await ran(lines, "shell", "--timeout", "60000")
-            watch.close()
-
-    asyncio.run(main())
+    async with serve(address, service):
+        await spoken(program, "run", "-s", address, "-", given=lines_to_set(meant))
+        assert whole(served) == whole(meant)
+        lines = []
+        for _ in range(VALUES_EACH):
+            for one in meant._scalars:
+                value = random_value(meant._schema.attributes[one].type, chance)
+                if value != getattr(meant, one):
+                    setattr(meant, one, value)
+                    told.append((one, value))
+                    lines.append(f"set root.{one} {texts.text(value, meant._schema.attributes[one].type)}")
+        watch = served.watch(lambda change: heard.append((change.attribute, change.value)))
+        if lines:
+            await spoken(program, "shell", "-s", address, "--timeout", "60000", given=lines)
+        watch.close()
     assert heard == told and whole(served) == whole(meant)
 
 
-def test_a_tree_of_the_program_s_is_read_written_and_heard(program, serving):
+async def test_a_tree_of_the_program_s_is_read_written_and_heard(program, serving):
     address = serving("--writable", "lif=LifAppConfigDir")
-
-    async def main():
-        async with connect(address, "reader") as peer:
-            assert (await peer.offers())["lif"].writable
-            copy = await peer.want("lif")
-            app = copy.appConfig.add(MPLS)
-            app.reqCount[lif(1)] = 0
-            await peer.flush()
-            wait = await asyncio.create_subprocess_exec(program, "wait", "-s", address, f"{place(1)}=0")
-            assert await wait.wait() == 0
-            changes = copy.changes()
-            ask = await asyncio.create_subprocess_exec(program, "set", "-s", address, place(2), "5")
-            assert await ask.wait() == 0
-            change = await asyncio.wait_for(anext(changes), 10)
-            assert (change.key, change.value) == (lif(2), 5)
-            assert ran(program, "get", "-s", address, change.path) == "5\n"  # it reads the paths that are written here
-            del copy.appConfig[MPLS]
-            await peer.flush()
-            wait = await asyncio.create_subprocess_exec(
-                program, "wait", "-s", address, "--gone", "lif.appConfig[vtAppMpls]"
-            )
-            assert await wait.wait() == 0
-            while len(peers := json.loads(await peer.call("stats"))["peers"]) > 1:
-                await asyncio.sleep(0.01)  # the program notices the end of the command that has gone in its own time
-            assert [each["peer"] for each in peers] == ["reader"] and await peer.call("sync") == ""
-            with pytest.raises(RequestFailed, match='there is no request "nonsense"'):
-                await peer.call("nonsense")
-            with pytest.raises(Refused):
-                await peer.want("lyf")
-            peer.unwant("lif")
-            assert await peer.call("sync") == "" and not copy._mounts
-            assert await peer.want("lif", copy) is copy
-
-    asyncio.run(main())
+    async with connect(address, "reader") as peer:
+        assert (await peer.offers())["lif"].writable
+        copy = await peer.want("lif")
+        app = copy.appConfig.add(MPLS)
+        app.reqCount[lif(1)] = 0
+        await peer.flush()
+        ran(program, "wait", "-s", address, f"{place(1)}=0")
+        changes = copy.changes()
+        ran(program, "set", "-s", address, place(2), "5")
+        change = await asyncio.wait_for(anext(changes), 10)
+        assert (change.key, change.value) == (lif(2), 5)
+        assert ran(program, "get", "-s", address, change.path) == "5\n"  # it reads the paths that are written here
+        del copy.appConfig[MPLS]
+        await peer.flush()
+        ran(program, "wait", "-s", address, "--gone", "lif.appConfig[vtAppMpls]")
+        while len(peers := json.loads(await peer.call("stats"))["peers"]) > 1:
+            await asyncio.sleep(0.01)  # the program notices the end of the command that has gone in its own time
+        assert [each["peer"] for each in peers] == ["reader"] and await peer.call("sync") == ""
+        with pytest.raises(RequestFailed, match='there is no request "nonsense"'):
+            await peer.call("nonsense")
+        with pytest.raises(Refused):
+            await peer.want("lyf")
+        peer.unwant("lif")
+        assert await peer.call("sync") == "" and not copy._mounts
+        assert await peer.want("lif", copy) is copy
 
 
-def test_what_is_offered_to_be_read_is_only_read(serving):
-    with sync.connect(serving("lif=LifAppConfigDir"), timeout=10) as peer:
-        copy = peer.want("lif")
-        with pytest.raises(ReadOnly):
-            copy.appConfig.add(MPLS)
-
-
-def test_the_program_reads_and_writes_a_tree_of_ours(program, tmp_path):
-    address = str(tmp_path / "socket")
+async def test_the_program_reads_and_writes_a_tree_of_ours(program, address):
     lifs = LifAppConfigDir("lif")
     lifs.appConfig.add(MPLS).reqCount[lif(1)] = 3
     service = Service("python")
     service.offer("lif", lifs, writable=True)
-
-    async def run(*arguments: str) -> str:
-        done = await asyncio.create_subprocess_exec(program, *arguments, stdout=-1, stderr=-1)
-        out, errors = await asyncio.wait_for(done.communicate(), 20)
-        assert done.returncode == 0, errors.decode()
-        return out.decode()
-
-    async def main():
-        async with serve(address, service):
-            assert os.stat(address).st_mode & 0o777 == 0o600
-            assert "reqCount[AradLifAcMp vsi=1] = 3" in await run("tree", "-s", address)
-            await run("set", "-s", address, place(2), "4")
-            assert lifs.appConfig[MPLS].reqCount == {lif(1): 3, lif(2): 4}
-            await run("del", "-s", address, place(1))
-            assert lifs.appConfig[MPLS].reqCount == {lif(2): 4}
-            await run("set", "-s", address, "lif.appConfig[vtAppVxlan]")
-            assert VtAppId.vtAppVxlan in lifs.appConfig
-            await run("del", "-s", address, "lif.appConfig[vtAppMpls]")
-            assert list(lifs.appConfig) == [VtAppId.vtAppVxlan]
-            assert "recordsIn" in await run("stats", "-s", address, "--format", "json")
-
-    asyncio.run(main())
-
-
-def test_a_connection_that_breaks_is_told_and_a_new_one_fills_the_copy(program, tmp_path):
-    address = str(tmp_path / "socket")
-    lifs = LifAppConfigDir("lif")
-
-    def serving():
-        process = subprocess.Popen([program, "serve", "-s", address, "-w", "lif=LifAppConfigDir"], stderr=-3)
-        listening(address, process)
-        return process
-
-    process = serving()
-    try:
-        with sync.connect(address, timeout=10) as peer:
-            peer.want("lif", lifs).appConfig.add(MPLS).reqCount[lif(1)] = 1
-            peer.flush()
-            heard = lifs.changes()
-            process.kill()
-            process.wait()
-            with pytest.raises(ConnectionEnded):
-                peer.until(lambda: False)
-            with pytest.raises(ConnectionEnded):
-                peer.call("stats")
-        assert heard.take() is None
-        os.unlink(address)
-        process = serving()
-        with sync.connect(address, timeout=10) as peer:
-            assert peer.want("lif", lifs) is lifs and not lifs.appConfig  # the new process knows of nothing
-    finally:
-        process.kill()
-        process.wait()
-
-
-def test_a_driver_answers_what_is_pushed(program, tmp_path):
-    address = str(tmp_path / "socket")
-    process = subprocess.Popen(
-        [program, "driver", "-s", address, "--chip", "8", "--image", str(tmp_path / "image")], stderr=-3, stdout=-3
-    )
-    try:
-        listening(address, process)
-        with sync.connect(address, timeout=10) as peer:
-            paths = {each.type.rsplit("::", 1)[-1]: path for path, each in peer.offers().items()}
-            statuses = peer.want(paths["LifAppStatusDir"])
-            app = peer.push(push_path(program), LifAppConfig(MPLS))
-            for i in range(20):
-                app.reqCount[lif(i)] = 1
-            found = peer.until(
-                lambda: MPLS in statuses.appStatus
-                and len(statuses.appStatus[MPLS].lifEntry) == 20
-                and dict(statuses.appStatus[MPLS].lifEntry)
-            )
-            assert len({(each.index, each.startingBank) for each in found.values()}) == 20
-            app.reqCount[lif(0)] = None
-            peer.until(lambda: lif(0) not in statuses.appStatus[MPLS].lifEntry)
-    finally:
-        process.terminate()
-        process.wait()
-
-
-def test_a_hundred_thousand_counts_come(serving):
-    """What comes and goes in one piece elsewhere is cut by sockets here."""
-    address, count = serving("--writable", "lif=LifAppConfigDir"), 100_000
-    with sync.connect(address, timeout=100) as first:
-        app = first.want("lif").appConfig.add(MPLS)
-        for i in range(count):
-            app.reqCount[AradLifEntry.made(LifType.lifAcMp, i, 0)] = i
-        first.flush()
-        with sync.connect(address, timeout=100) as second:
-            copy = second.want("lif")
-            second.until(lambda: len(copy.appConfig[MPLS].reqCount) == count)
-            assert copy.appConfig[MPLS].reqCount == app.reqCount
+    async with serve(address, service):
+        assert os.stat(address).st_mode & 0o777 == 0o600
+        assert "reqCount[AradLifAcMp vsi=1] = 3" in await spoken(program, "tree", "-s", address)
+        await spoken(program, "del", "-s", address, place(1))
+        assert list(lifs.appConfig) == [MPLS] and not lifs.appConfig[MPLS].reqCount
+        await spoken(program, "del", "-s", address, "lif.appConfig[vtAppMpls]")
+        assert not lifs.appConfig and "recordsIn" in await spoken(program, "stats", "-s", address, "--format", "json")
 
 
 def test_scripts_serve_too_where_the_program_looks(program, tmp_path, monkeypatch):

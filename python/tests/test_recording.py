@@ -1,21 +1,14 @@
-"""Recordings played again, and the forms in which trees and values are compared and kept."""
+"""Recordings played again, and the JSON of values."""
 
-import json
 import random
 import struct
-import subprocess
 
 import pytest
-from conftest import Pipe
-from loamtunnel import RangeError, Service, StreamFault, plain, recording, schema, sync
-from loamtunnel.types import AradLifAcMp, EvecKey, LifAppConfig, LifAppConfigDir, OutAcKey, VtAppId
-from test_values import VALUES, random_value
+from conftest import Pipe, lif
+from loamtunnel import RangeError, Service, StreamFault, plain, recording
+from loamtunnel.types import EvecKey, LifAppConfig, LifAppConfigDir, OutAcKey, VtAppId
 
 MPLS = VtAppId.vtAppMpls
-
-
-def lif(i: int) -> AradLifAcMp:
-    return AradLifAcMp(vsi=i)
 
 
 class Taped(Pipe):
@@ -69,19 +62,6 @@ def test_a_recording_leads_to_the_trees_that_were_shared(tape):
     assert half["lif"].appConfig[MPLS].reqCount == {lif(1): 1, lif(2): 2} and len(half["lif"].appConfig) == 1
 
 
-def test_the_program_s_recordings(program, serving, tmp_path):
-    address, path = serving("--writable", "lif=LifAppConfigDir", "tags=TagPopPushStatus"), tmp_path / "tape"
-    with sync.connect(address, timeout=10) as peer:
-        copy = peer.want("lif")
-        for i in range(300):
-            copy.appConfig.add(MPLS).reqCount[lif(i)] = i
-        peer.want("tags").enabled = True
-        peer.call("sync")
-        subprocess.run([program, "log", "record", str(path), "--once", "-s", address], check=True, capture_output=True)
-        trees = recording.replay(path)
-        assert trees["lif"].flat() == copy.flat() and trees["tags"].enabled and len(copy.flat()) == 301
-
-
 def test_what_is_no_recording_is_told(tape, tmp_path):
     data, path = tape[0].read_bytes(), tmp_path / "bad"
     for bad, words in (
@@ -105,32 +85,6 @@ def test_what_is_no_recording_is_told(tape, tmp_path):
             recording.replay(path)
         except StreamFault:
             pass
-
-
-def test_flat_trees_tell_what_differs():
-    left, right = LifAppConfigDir("lif"), LifAppConfigDir("lif")
-    left.appConfig.add(MPLS).reqCount[lif(1)] = 1
-    assert {path for path, _ in left.flat().items() ^ right.flat().items()} == left.flat().keys()
-    right.appConfig.add(MPLS).reqCount[lif(1)] = 1
-    assert not left.flat().items() ^ right.flat().items()
-
-
-@pytest.mark.parametrize("name", VALUES)
-def test_every_value_survives_json(name):
-    chance = random.Random(name)
-    for _ in range(30):
-        value = random_value(name, chance)
-        assert plain.value(name, json.loads(json.dumps(plain.plain(value)))) == value
-
-
-def test_json_is_the_program_s(program):
-    for name in ("OutAcKey", "EvecEntry", "AradIvecEntry", "TunnelTerminationEntry"):
-        chance = random.Random(name)
-        values = [random_value(schema.named(name).name, chance) for _ in range(100)]
-        given = "".join(json.dumps(plain.plain(each)) + "\n" for each in values)
-        asked = [program, "value", name, "--from", "json", "--to", "json", "-f", "-"]
-        told = subprocess.run(asked, input=given, capture_output=True, text=True, check=True).stdout
-        assert [plain.value(name, json.loads(each)) for each in told.splitlines()] == values
 
 
 @pytest.mark.parametrize(

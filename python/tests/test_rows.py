@@ -5,7 +5,7 @@ import random
 import subprocess
 
 import pytest
-from loamtunnel import collect, row, rows, schema, text, types, values
+from loamtunnel import collect, row, rows, text, types
 from loamtunnel.types import AradLifAcMp, AradLifAcP2pToAc, AradLifEntry, AradLifPweToP2p, EvecValue, OutAcValue
 
 FORMATS = [
@@ -20,15 +20,6 @@ def ran(program: str, *arguments: str, given: str = "") -> str:
     done = subprocess.run([program, *arguments], input=given, capture_output=True, text=True, timeout=60)
     assert done.returncode == 0, done.stderr
     return done.stdout
-
-
-def test_tables_are_on_seven_chips():
-    assert row.ALL and all(tuple(chips) == rows.CHIPS for chips in row.ALL.values())
-    assert (
-        rows.EsemMgmtReq.variants(10) == (0, 1)
-        and rows.EsemMgmtReq.variants(9) == (0,)
-        and rows.EvecTable.variants(3) is None
-    )
 
 
 def test_a_field_has_the_bits_of_its_chip():
@@ -85,18 +76,7 @@ def test_addresses_are_the_program_s(program, chip):
     for table, _, variant in (each for each in FORMATS if each[1] == chip):
         one, form = getattr(rows, table)(chip, variant), row.format_of(table, chip, variant)
         last = form.entries - 1, form.elements - 1, form.blocks - 1
-        asked = [
-            "--chip",
-            str(chip),
-            "-t",
-            table,
-            "-v",
-            str(variant),
-            "--array",
-            str(last[1]),
-            "--identifier",
-            str(last[2]),
-        ]
+        asked = f"--chip {chip} -t {table} -v {variant} --array {last[1]} --identifier {last[2]}".split()
         told = json.loads(ran(program, "addr", *asked, "--json", str(last[0])))[0]
         assert one.address(*last) == tuple(int(told[each], 16) for each in ("block", "address", "aux"))
         for place in range(3):
@@ -158,14 +138,3 @@ def test_what_an_encoder_cannot_place_is_told():
         rows.encode(AradLifEntry(), 8)
     with pytest.raises(TypeError, match="has no row"):
         rows.encode(types.OutAcFormat(1), 8)
-
-
-def test_views_name_what_rows_have():
-    """Each source of a LIF row is an attribute of its view, so that a renamed one is found."""
-    for kind, (_, parts) in rows.LIF_ROWS.items():
-        view = values.python_type(schema.HOME + rows.LIF_VIEWS[kind])
-        assert view()._stored()[0] == kind or str(view().lifType) == kind
-        for part in parts.split():
-            target, _, source = part.replace("?", "").partition("<")
-            if "=" not in part and source != "@":
-                assert hasattr(view(), source or target), (kind, part)

@@ -1,24 +1,17 @@
 """Two sessions, or one and bytes that were made up: what is shared, what is refused, and what ends a connection."""
 
 import json
-import random
 import struct
 
 import pytest
-from conftest import Pipe
+from conftest import Pipe, lif
 from loamtunnel import Limits, ReadOnly, Refused, RequestFailed
 from loamtunnel.records import number, record, section, string
 from loamtunnel.service import Service
 from loamtunnel.session import Session
 from loamtunnel.tree import Watch
 from loamtunnel.types import (
-    AradLifAcMp,
     AradLifEntry,
-    AradLifIndex,
-    EvecAppConfig,
-    EvecEntry,
-    EvecFormat,
-    EvecKey,
     FapTypeProperties,
     LifAppConfig,
     LifAppConfigDir,
@@ -57,10 +50,6 @@ def wanted(pipe: Pipe, path: str, entity=None):
     return wish.entity
 
 
-def lif(i: int) -> AradLifEntry:
-    return AradLifAcMp(vsi=i)
-
-
 def test_a_wanted_tree_comes_whole_and_stays_equal():
     lifs = LifAppConfigDir("lif")
     lifs.appConfig.add(MPLS).reqCount[lif(1)] = 0
@@ -83,6 +72,8 @@ def test_a_wanted_tree_comes_whole_and_stays_equal():
     watch.close()
     with pytest.raises(ReadOnly, match="lif may only be read: theirs offers it|driver offers it"):
         copy.appConfig.add(MPLS)
+    with pytest.raises(Refused, match="lif is a LifAppConfigDir, not a LifAppStatusDir"):
+        wanted(Pipe(theirs=pipe.theirs.service), "lif", LifAppStatusDir("x"))
 
 
 def test_a_push_fills_what_the_other_side_gives_and_is_refused_in_its_words():
@@ -107,91 +98,6 @@ def test_a_push_fills_what_the_other_side_gives_and_is_refused_in_its_words():
         "no attribute app in TagPopPushStatus",
     ]
     assert len(pipe.ours.mounts) == len(pipe.theirs.mounts) == 1
-
-
-def test_what_is_not_offered_is_refused():
-    pipe = Pipe(theirs=offering("lif", LifAppConfigDir("lif")))
-    with pytest.raises(Refused, match="nothing is offered under lyf"):
-        wanted(pipe, "lyf")
-    with pytest.raises(Refused, match="lif is a LifAppConfigDir, not a LifAppStatusDir"):
-        wanted(pipe, "lif", LifAppStatusDir("x"))
-
-
-def test_scalars_keys_inside_and_children_under_a_key_without_a_fixed_size():
-    scalar, inside, outs = TagPopPushStatus("tags"), EvecAppConfig(MPLS), OutAcConfig("out")
-    service = offering("tags", scalar, True)
-    service.offer("evec", inside)
-    service.offer("out", outs)
-    inside.entry.put(EvecEntry(EvecKey("0-3", 4), EvecFormat(5)))
-    outs.acRequest.add(OutAcKey("0,127", 6)).reqCount[MPLS] = 3
-    pipe = Pipe(theirs=service)
-    copies = [wanted(pipe, each) for each in ("tags", "evec", "out")]
-    assert [state(each) for each in copies] == [state(each) for each in (scalar, inside, outs)]
-    copies[0].enabled = True
-    pipe.run()
-    assert scalar.enabled is True
-    with pytest.raises(ValueError, match="the value's key is"):
-        inside.entry[EvecKey("0", 1)] = EvecEntry(EvecKey("0", 2), EvecFormat(0))
-    del outs.acRequest[OutAcKey("0,127", 6)]
-    pipe.run()
-    assert not copies[2].acRequest
-
-
-def test_what_was_written_while_the_state_came_is_sent_then():
-    lifs = LifAppConfigDir("lif")
-    for i in range(100):
-        lifs.appConfig.add(MPLS).reqCount[lif(i)] = 1
-    pipe = Pipe(theirs=offering("lif", lifs, writable=True))
-    copy = LifAppConfigDir("lif")
-    pipe.ours.want("lif", copy, lambda error: None)
-    # The announcement has come, and of the state nothing.
-    while not pipe.ours.mounts:
-        pipe.theirs.feed(pipe.ours.take())
-        data = pipe.theirs.take()
-        length = data.find(b"\x90\x02\x01") and data.rfind(b"\0\3lif\2")
-        pipe.ours.feed(data[: length + 7] if length > 0 else data)
-        rest = data[length + 7 :] if length > 0 else b""
-    mine = copy.appConfig.add(VXLAN)
-    mine.reqCount[lif(7)] = 7
-    pipe.ours.feed(rest)
-    pipe.run()
-    assert lifs.appConfig[VXLAN].reqCount == {lif(7): 7} and len(lifs.appConfig[MPLS].reqCount) == 100
-    assert state(copy) == state(lifs)
-
-
-@pytest.mark.parametrize("seed", range(30))
-def test_random_writes_on_both_sides_end_equal(seed):
-    """Each side writes keys of its own; both make and delete children, over a stream that is cut anywhere and often full."""
-    chance = random.Random(seed)
-    lifs = LifAppConfigDir("lif")
-    pipe = Pipe(theirs=offering("lif", lifs, writable=True))
-    copy = LifAppConfigDir("lif")
-    pipe.ours.want("lif", copy, lambda error: None)
-    streams = {pipe.ours: (pipe.theirs, bytearray()), pipe.theirs: (pipe.ours, bytearray())}
-    for _ in range(400):
-        source = chance.choice((pipe.ours, pipe.theirs))
-        target, wire = streams[source]
-        source.has_room = chance.random() < 0.5
-        act = chance.random()
-        tree, apps = (copy, (1, 2, 3)) if source is pipe.ours else (lifs, (4, 5, 6))
-        if tree is copy and not pipe.ours.mounts:
-            act = 1
-        if act < 0.1:
-            tree.appConfig.pop(VtAppId(chance.choice(apps)), None)
-        elif act < 0.6:
-            app = tree.appConfig.add(chance.choice((*apps, 7)))
-            key = lif(chance.randint(0, 5) + (100 if tree is copy else 0))
-            app.reqCount[key] = chance.choice((None, 0, 1, 2))
-        else:
-            wire += source.take()
-            count = chance.randint(0, len(wire))
-            target.feed(bytes(wire[:count]))
-            del wire[:count]
-    for source, (target, wire) in streams.items():
-        target.feed(bytes(wire))
-    pipe.run()
-    assert not pipe.ours.ended and not pipe.theirs.ended, (pipe.ours.reason, pipe.theirs.reason)
-    assert state(copy) == state(lifs)
 
 
 def test_a_new_connection_fills_the_same_copy_and_sweeps_what_has_gone():
@@ -306,35 +212,26 @@ def announced(id_: int, path="p", type_="Hardware::LoamTunnel::HwIvecs", argumen
 PREAMBLE = MAGIC + b"\0\2\0\2"
 
 
+def greeted(service: Service | None = None) -> Session:
+    """One that has read the other side's hello."""
+    session = Session(service or Service("driver"), False)
+    session.feed(PREAMBLE + hello())
+    return session
+
+
 @pytest.mark.parametrize(
     ("data", "words"),
     [
         (b"GET / HTTP/1.1\r\n", "another magic"),
         (MAGIC + b"\0\4\0\5", "no protocol is common: this side speaks 2 to 3, the other one 4 to 5"),
-        (PREAMBLE + record(1, 163, b""), "before the hello"),
-        (PREAMBLE + hello(kinds=(16, 17)), "a hello lacks a section"),
         (PREAMBLE + hello(checksum=bytes(7)), "a section of the hello is too short"),
-        (PREAMBLE + hello(limits=(1023, 262144, 1, 1)), "a longest record of 1023 bytes"),
-        (PREAMBLE + hello(limits=(4096, 8191, 1, 1)), "shorter than two records"),
-        (PREAMBLE + hello(limits=(4096, 262144, 0, 1)), "takes no entities"),
-        (PREAMBLE + hello(name=b"a\nb"), "control characters"),
         (PREAMBLE + hello() + hello(), "a second hello"),
-        (PREAMBLE + hello() + b"\xff\xff", "a record of 65537 bytes is too long"),
         (PREAMBLE + hello() + b"\0\1\0", "too short for its header"),
-        (PREAMBLE + hello() + record(1, 163, b"", form=8), "the form 8"),
-        (PREAMBLE + hello() + b"\0\4\1\x81\0\0", "shortest form"),
-        (PREAMBLE + hello() + record(1, 163, b"x"), "too long"),
-        (PREAMBLE + hello() + announced(5), "the id 5 is not one that the other side may give"),
-        (PREAMBLE + hello() + announced(1), "the id 1 is not one that the other side may give"),
-        (PREAMBLE + hello() + record(1, 164, b"\0\0\5"), "'' is no path"),
         (PREAMBLE + hello() + record(1, 162, string("a\nb") + string("T") + b"\0"), "is no path"),
         (
             PREAMBLE + hello() + b"".join(record(1, 162, string(each) + string("T") + b"\0") for each in "abc"),
             "more than 2 offers",
         ),
-        (PREAMBLE + hello() + record(1, 163, b"", form=3, secondary=0), "the secondary attribute 0"),
-        (PREAMBLE + hello() + record(1, 1 << 31, b""), "more than 32 bits"),
-        (PREAMBLE + hello() + announced(7) + record(7, 258, b"\3\0", form=4), "a marker of the type 3"),
         (
             PREAMBLE
             + hello()
@@ -342,11 +239,7 @@ PREAMBLE = MAGIC + b"\0\2\0\2"
             + record(7, 144, bytes.fromhex("0008 0040 00000102 00000000 00000007 0b")),
             "an offset in it",
         ),
-        (PREAMBLE + hello() + record(1, 167, number(3) + number(0) + string("x")), "which is not the next one"),
-        (PREAMBLE + hello() + announced(7) + record(7, 258, b"\0\0\0"), "too short"),
-        (PREAMBLE + hello() + announced(7) + record(7, 135, b"\0\0\0", form=0), "a sync mode of 3 bytes"),
         (PREAMBLE + hello() + announced(7) + record(7, -136, b"\0", form=0), "too long"),
-        (PREAMBLE + hello() + announced(7, argument=b""), "a string is cut"),
         (
             PREAMBLE + hello() + record(1, 136, section(1, string("Hardware::LoamTunnel::HwIvecs")) + section(3, b"\0\0")),
             "lacks the id of its entity",
@@ -367,35 +260,15 @@ def test_unsound_bytes_end_the_connection_with_a_reason(data, words):
         assert session.reason.encode() in session.take()  # as a goodbye
 
 
-def test_what_is_not_known_is_passed_over_and_counted():
-    service = Service("driver")
-    service.accept("p", lambda peer, made: made)
-    session = Session(service, False)
-    directory = "Hardware::LoamTunnel::LifAppConfigDir"
-    session.feed(
-        PREAMBLE
-        + hello()
-        + announced(7, type_=directory)
-        + record(99, 258, b"what ever")
-        + announced(7)  # again
-        + record(7, 999, b"what ever")
-        + record(7, 999, b"\0\0", form=4)
-        + record(7, 258, (8).to_bytes(4, "big") + number(7), form=3, secondary=151)  # an id in use
-        + record(1, 999, b"what ever")
-        + announced(11, type_="Hardware::LoamTunnel::Newer")
-        + record(7, 258, (99).to_bytes(4, "big") + number(15), form=3, secondary=151)
-        + record(15, 259, (99).to_bytes(4, "big") + bytes(20))
-    )
-    assert not session.ended, session.reason
-    assert list(session.mounts[7].entity.appConfig) == [99] and not session.mounts[15].entity.reqCount
-    wanted_counts = {
-        "unknown entities": 1,
-        "unknown attributes": 3,
-        "unknown types": 1,
-        "unknown enumerators": 1,
-        "refused": 2,
-    }
-    assert {each: session.counts[each] for each in wanted_counts} == wanted_counts
+def test_what_is_passed_over_is_counted():
+    session = greeted()
+    session.service.accept("p", lambda peer, made: made)
+    session.feed(announced(7, type_="Hardware::LoamTunnel::LifAppConfigDir"))
+    session.feed(record(99, 258, b"x") + record(7, 999, b"x") + announced(11, type_="Hardware::LoamTunnel::Newer"))
+    session.feed(record(7, 258, (99).to_bytes(4, "big") + number(15), form=3, secondary=151))
+    session.feed(record(15, 259, (99).to_bytes(4, "big") + bytes(20)))
+    told = ("unknown entities", "unknown attributes", "unknown types", "unknown enumerators", "refused")
+    assert [session.counts[each] for each in told] == 5 * [1] and not session.ended
 
 
 def test_a_marker_is_looked_at_also_where_it_may_not_be_written():
@@ -411,47 +284,20 @@ def test_a_marker_is_one_of_an_attribute_that_has_passes_or_is_unknown():
     service, taken = Service("driver"), LifAppConfigDir("lif")
     taken.appConfig.add(MPLS)
     service.accept("p", lambda peer, made: taken)
-    session = Session(service, False)
-    session.feed(PREAMBLE + hello() + announced(7, type_=taken._schema.name))
+    session = greeted(service)
+    session.feed(announced(7, type_=taken._schema.name))
     markers = b"".join(record(7, each, b"\0\0", form=4) + record(7, each, b"\2\0", form=4) for each in (-258, 135, -136, 136))
     session.feed(markers + record(1, 164, string("p") + b"\1", form=4) + record(1, 136, b"\0\0", form=4))
     assert MPLS in taken.appConfig and 7 in session.mounts and not session.ended
     assert session.counts["unknown attributes"] == 10
 
 
-def test_an_announcement_is_of_the_first_entity_that_is_known_and_of_an_unknown_one_without():
-    service, taken = Service("driver"), []
-    service.accept("p", lambda peer, made: taken.append(made) or made)
-    session = Session(service, False)
-    root = section(5, string("p") + number(1) + number(1))
-    names = b"".join(string("Hardware::LoamTunnel::" + each) for each in ("Newer", "EvecKey", "HwIvecs", "EvecStatus"))
-    session.feed(PREAMBLE + hello() + record(1, 136, section(3, b"\0\0") + section(4, number(11)) + root))
-    assert session.counts["unknown types"] == 1 and not taken
-    session.feed(record(1, 136, section(1, names) + section(3, b"\0\0") + section(4, number(7)) + root))
-    assert [each._schema.short for each in taken] == ["HwIvecs"] and not session.ended
-
-
 def test_an_entity_whose_key_cannot_be_is_refused_by_a_verdict():
-    session = Session(Service("driver"), False)
-    session.feed(PREAMBLE + hello())
+    session = greeted()
     session.take()
     session.feed(announced(7, type_="Hardware::LoamTunnel::OutAcRequest", argument=b"\1\0" + bytes(8)))
     verdict = string("p") + number(1) + number(1) + string("a Fapmask names parts that it does not have: 0x0100")
     assert session.take() == record(1, 165, verdict) and session.counts["refused"] == 1 and not session.ended
-
-
-def test_the_older_record_of_a_child_is_read():
-    service = Service("driver")
-    service.accept("p", lambda peer, made: made)
-    session = Session(service, False)
-    session.feed(PREAMBLE + hello() + announced(7, type_="Hardware::LoamTunnel::LifAppConfigDir"))
-    ids, key = struct.pack(">iiI", 130, 258, 0), (7).to_bytes(4, "big")
-    session.feed(record(7, 144, struct.pack(">HH", 12, 20) + ids[:8] + ids[8:] + key + number(11)))
-    assert not session.ended and list(session.mounts[7].entity.appConfig) == [MPLS] and 11 in session.mounts
-    session.feed(record(7, -144, struct.pack(">HHi", 8, 0, -258) + key))
-    assert not session.ended and not session.mounts[7].entity.appConfig and 11 not in session.mounts
-    session.feed(record(7, 144, struct.pack(">HH", 8, 0) + ids[4:] + key + number(15)))
-    assert not session.ended and list(session.mounts[7].entity.appConfig) == [MPLS] and 15 in session.mounts
 
 
 def test_either_side_can_unmount_and_an_entity_is_on_a_connection_once():
@@ -478,16 +324,6 @@ def test_either_side_can_unmount_and_an_entity_is_on_a_connection_once():
     pipe.ours.push("up", above.appConfig[VXLAN], False, heard.append)
     pipe.ours.push("up", above, False, heard.append)
     assert str(heard[-1]) == "a part of it is on this connection already"
-    # The side that holds a copy lets it go; nothing more is sent of it.
-    pipe.run()
-    for path, mount in [(each.root.path, each) for each in tuple(pipe.theirs.mounts.values()) if each.parent is None]:
-        pipe.theirs.put(record(mount.id, -136, b"", form=0))
-        mount.close()
-    pipe.run()
-    assert not pipe.ours.mounts and not pipe.ours.ended and not pipe.theirs.ended
-    app.reqCount[lif(1)] = 1
-    assert not pipe.ours.take() and not taken.reqCount
-    assert wanted(pipe, "lif").appConfig.keys() == {MPLS}
 
 
 def test_a_root_that_is_deleted_on_either_side_is_unmounted_there_too():
@@ -545,8 +381,8 @@ def test_what_is_made_anew_during_a_pass_survives_its_end():
     taken.reqCount[lif(1)] = taken.reqCount[lif(2)] = taken.reqCount[lif(3)] = 1
     sessions = []
     for id_ in (7, 11):
-        sessions.append(Session(service, False))
-        sessions[-1].feed(PREAMBLE + hello() + announced(id_, type_=taken._schema.name, argument=(7).to_bytes(4, "big")))
+        sessions.append(greeted(service))
+        sessions[-1].feed(announced(id_, type_=taken._schema.name, argument=(7).to_bytes(4, "big")))
     one, other = sessions
 
     def keyed(id_: int, i: int, value: int | None) -> bytes:
@@ -610,14 +446,12 @@ def test_words_of_any_length_fit_a_record(reason):
 
 def test_a_peer_that_asks_without_end_and_reads_nothing_is_let_go():
     """Verdicts wait for it, and pieces of a request that has no end."""
-    session = Session(Service("driver"), False)
-    session.feed(PREAMBLE + hello())
+    session = greeted()
     wants = b"".join(record(1, 164, string("p" * 255) + number(i)) for i in range(1000))
     for _ in range(20):
         session.feed(wants)
     assert session.ended and "wait for a side that does not read" in session.reason and session._size < 5 << 20
-    session = Session(Service("driver"), False)
-    session.feed(PREAMBLE + hello())
+    session = greeted()
     piece = record(1, 166, number(1) + number(1) + string("echo") + string("x"))
     session.feed(40_000 * piece + 40_000 * record(1, 166, number(1) + number(1) + string("echo") + string("")))
     assert not session.ended and session._calls._asking[2] == 40_000 * b"x"
@@ -625,13 +459,13 @@ def test_a_peer_that_asks_without_end_and_reads_nothing_is_let_go():
     assert session.ended and "more than 65535 bytes" in session.reason
 
 
-def test_the_counters_of_many_connections_fit_an_answer():
+def test_the_counters_of_many_connections_fit_an_answer(caplog):
     service, heard = Service("driver"), []
     pipes = [Pipe(Service("x" * 60), service).run() for _ in range(300)]
     lifs = LifAppConfigDir("lif")
     watch, before = lifs.watch(lambda change: 1 / 0), Watch.failures
     lifs.appConfig.add(MPLS)
-    assert watch and Watch.failures == before + 1
+    assert watch and Watch.failures == before + 1 and "division by zero" in caplog.text
     pipes[0].ours.request("stats", "", lambda answer, error: heard.append(json.loads(answer)))
     pipes[0].run()
     assert heard[0]["handlerExceptions"] == before + 1
@@ -693,33 +527,3 @@ def test_a_record_refers_only_to_what_is_there():
         pipe.ours.put(record(mount.id, attribute.id, (3).to_bytes(4, "big") + target.to_bytes(8, "big")))
     pipe.run()
     assert pipe.theirs.counts["refused"] == 2 and not pipe.theirs.ended
-
-
-@pytest.mark.parametrize("seed", range(20))
-def test_changed_bytes_are_refused_or_read_but_never_more_than_that(seed):
-    chance = random.Random(seed)
-    lifs = LifAppStatusDir("lif")
-    for i in range(20):
-        lifs.appStatus.add(chance.randint(1, 9)).lifEntry[lif(i)] = AradLifIndex(i, 2)
-    source = Pipe(theirs=offering("lif", lifs))
-    wanted(source, "lif")
-    source.ours.close("")
-    record_of = Session(source.theirs.service, False)
-    helper = Session(Service("x"), True)
-    helper.want("lif", None, lambda error: None)
-    data = b""
-    for _ in range(4):
-        record_of.feed(helper.take())
-        got = record_of.take()
-        data += got
-        helper.feed(got)
-    for _ in range(100):
-        damaged = bytearray(data)
-        for _ in range(chance.randint(1, 3)):
-            damaged[chance.randrange(len(damaged))] = chance.getrandbits(8)
-        session = Session(Service("y"), True)
-        session.want("lif", None, lambda error: None)
-        session.feed(bytes(damaged[: chance.randint(0, len(damaged))]))  # whatever it is, nothing escapes
-        session.take()
-        if not session.ended:
-            session.close("enough")

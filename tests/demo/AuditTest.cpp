@@ -20,6 +20,8 @@ namespace {
 using namespace Hardware::LoamTunnel;
 using Kor::U32;
 using Kor::U64;
+using support::ends;
+using support::has;
 using support::loamtunnel;
 using support::Outcome;
 namespace fs = std::filesystem;
@@ -36,29 +38,6 @@ bool hasBit(std::string const& what, U32 bit) {
            bit <= hi;
 }
 
-TEST(AuditRows, EachBitOfARowOfEachFamilyIsNamedOnEachChip) {
-    for (char const* const entry :
-         {"AradLifAcMp vsi=0x5555 vlanEditVid1=20", "AradLifAcP2pToAc destination=23 outLif=4111",
-          "AradLifAcP2pToPwe destination=65793", "AradLifPweToP2p destination=82",
-          "AradLifLabelProtocolOrLsp destination=66314", "OutAcValue ac0.vid1=20 ac1.vid2=0xaaa ac1.drop=1",
-          "EvecValue evec0.nTagsToRemove=1 evec1.outerTpidIdx=3"}) {
-        for (Hardware::ChipType const chip : tool::supportedChips()) {
-            tool::EncodedRow const row = tool::encodeEntry(tool::parseEntry(entry), chip);
-            for (U32 bit = 0; bit < row.words.size() * 32; ++bit) {
-                tool::ChipRow audited{row.form, 0, 0, "vtAppMpls 1", row.words, row.words};
-                EXPECT_TRUE(tool::findingsIn(audited).empty());
-                audited.actual[bit / 32] ^= U32{1} << bit % 32;
-                auto const findings = tool::findingsIn(audited);
-                ASSERT_FALSE(findings.empty()) << entry << " bit " << bit << " of chip " << chip;
-                for (tool::Finding const& each : findings) {
-                    EXPECT_TRUE(hasBit(each.what, bit)) << each.what << " for bit " << bit;
-                    EXPECT_NE(each.wanted, each.actual) << each.what;
-                }
-            }
-        }
-    }
-}
-
 TEST(AuditRows, AnAnswerThatIsNoneIsRefused) {
     std::string const row = R"({"who": [], "table": "EvecTable", "variant": 0, "array": 0, "entry": 1,)"
                             R"( "wanted": "0 0", "actual": "0 1"})";
@@ -72,8 +51,7 @@ TEST(AuditRows, AnAnswerThatIsNoneIsRefused) {
     EXPECT_EQ(rows(R"({"chip": 8, "waiting": 2, "rows": [)" + row + "]}").waiting, 2u);
     EXPECT_EQ(rows(R"({"chip": 8, "waiting": 0, "refused": 3, "rows": []})").refused, 3u);
     for (std::string const& wrong : std::vector<std::string>{
-             "[]", "{}", R"({"chip": 6, "waiting": 0, "rows": []})",
-             R"({"chip": 8, "waiting": -1, "rows": []})",
+             "[]", R"({"chip": 6, "waiting": 0, "rows": []})", R"({"chip": 8, "waiting": -1, "rows": []})",
              R"({"chip": 8, "waiting": 0, "refused": "3", "rows": []})",
              R"({"chip": 8, "waiting": 0, "rows": "x"})", R"({"chip": 8, "waiting": 0, "rows": [{}]})",
              R"({"chip": 8, "rows": []})", R"({"chip": "8", "waiting": 0, "rows": {}})",
@@ -126,13 +104,10 @@ protected:
 };
 
 TEST_F(Audit, AProcessThatIsNoDriverIsSaidToBeNone) {
-    auto server = start({"serve", "--socket", socket(), "lif=LifAppConfigDir"}, "serve.log");
-    ASSERT_TRUE(eventually([&] { return content("serve.log").find("serving at") != std::string::npos; }));
+    auto const server = InFolder::serving({"serve", "--socket", socket(), "lif=LifAppConfigDir"});
     for (auto const& [command, words] :
          std::map<std::string, std::vector<std::string>>{{"audit", {}}, {"explain", {"AradLifAcMp vsi=1"}}}) {
-        Outcome const outcome = on(command, words);
-        EXPECT_EQ(outcome.status, 1) << command;
-        EXPECT_NE(outcome.err.find("it is no driver, or an older one"), std::string::npos) << outcome.err;
+        EXPECT_TRUE(ends(on(command, words), 1, "it is no driver, or an older one")) << command;
     }
 }
 
@@ -166,39 +141,22 @@ TEST_F(Audit, AnOddAnswerToExplainIsRefusedInALineAndPrintsNothing) {
         return whole(std::string(row).replace(row.find(before), before.size(), after));
     };
     for (std::string const& wrong :
-         std::vector<std::string>{"",
-                                  "7",
-                                  "[]",
-                                  "{}",
-                                  R"({"chip": 8})",
-                                  R"({"applications": []})",
-                                  R"({"chip": 8, "applications": 3})",
-                                  R"({"chip": 8, "applications": {"app": "x"}})",
-                                  whole("3"),
-                                  whole("[]"),
-                                  whole(R"({"app": "x", "row": 1})"),
-                                  whole(R"({"app": "x", "answered": "now"})"),
-                                  whole(R"({"app": "x", "answeredBefore": [1]})"),
-                                  whole(R"({"app": "x", "answered": 1e999})"),
-                                  whole(R"({"app": "x", "row": {}})"),
-                                  withRow("EvecTable", "Evec\\nTable"),
-                                  withRow("\"variant\": 0", "\"variant\": 1e99"),
-                                  withRow("0 1", "0 1 2"),
-                                  withRow("\"0 1\"", "[0, 1]"),
-                                  R"({"chip": 6, "applications": [)" + row + "]}"}) {
+         {std::string(), std::string("[]"), std::string(R"({"chip": 8, "applications": 3})"), whole("3"),
+          whole(R"({"app": "x", "row": 1})"), whole(R"({"app": "x", "answered": 1e999})"),
+          withRow("EvecTable", "Evec\\nTable"), withRow("\"variant\": 0", "\"variant\": 1e99"),
+          withRow("0 1", "0 1 2"), R"({"chip": 6, "applications": [)" + row + "]}"}) {
         answer = wrong;
         for (char const* const form : {"--json", ""}) {
             EXPECT_EQ(explain(form), 1) << wrong;
             std::string const said = content("explain.log");
             EXPECT_EQ(std::ranges::count(said, '\n'), 1) << said;
-            EXPECT_NE(said.find("odd answer"), std::string::npos) << said;
+            EXPECT_TRUE(has(said, "odd answer"));
         }
     }
     // What may be left out, and numbers without a meaning.
-    for (std::string const& odd : std::vector<std::string>{
-             whole(""), whole("{}"), whole(row), whole(R"({"app": "x", "answered": 1e300})"),
-             whole(R"({"app": "x", "answered": -1, "answeredBefore": 99999999999999999999})"),
-             whole(R"({"app": ["x"], "count": {"a": 1}, "connection": {"peer": null}, "index": -5})")}) {
+    for (std::string const& odd :
+         {whole("{}"), whole(R"({"app": "x", "answered": -1, "answeredBefore": 99999999999999999999})"),
+          whole(R"({"app": ["x"], "count": {"a": 1}, "connection": {"peer": null}, "index": -5})")}) {
         answer = odd;
         EXPECT_EQ(explain(""), 0) << odd << content("explain.log");
         EXPECT_EQ(explain("--json"), 0) << odd << content("explain.log");
@@ -209,13 +167,12 @@ TEST_F(Audit, AnOddAnswerToExplainIsRefusedInALineAndPrintsNothing) {
 TEST_F(Audit, ASignalEndsALookThatWaits) {
     auto driver = serving(words(image_));
     auto audit = start({"audit", "--socket", socket(), "--every", "1", "--timeout", "600000"}, "audit.log");
-    ASSERT_TRUE(eventually([&] { return content("audit.log").find("none differs") != std::string::npos; }));
+    ASSERT_TRUE(says("audit.log", "none differs"));
     driver.kill(SIGSTOP);
     std::this_thread::sleep_for(std::chrono::milliseconds(1'500)); // so that it looks again
     audit.kill(SIGINT);
     EXPECT_TRUE(eventually([&] { return audit.status().has_value(); }));
-    audit.kill(SIGKILL);
-    EXPECT_EQ(audit.join(), 0) << content("audit.log");
+    EXPECT_EQ(ended(audit, SIGKILL), 0) << content("audit.log");
     driver.kill(SIGCONT);
 }
 
@@ -280,8 +237,7 @@ TEST_F(Audit, EachBitThatIsFlippedInAnImageIsNamed) {
         }
     }
     // The image is made anew at a start.
-    driver.kill(SIGKILL);
-    driver.join();
+    ended(driver, SIGKILL);
     EXPECT_EQ(on("audit", {}).status, 6);
     driver = serving(words(image_));
     EXPECT_EQ(on("audit", {"--image", image_}).status, 0);
@@ -301,18 +257,16 @@ TEST_F(Audit, NothingIsTakenForADifferenceWhileProcessesComeAndAreKilled) {
         ASSERT_LT(++turn, 200u);
         auto application = asking(examples, {"--withdraw", std::to_string(turn * 37 % 300), "--pace", "1"});
         std::this_thread::sleep_for(std::chrono::milliseconds(150 + turn * 53 % 300));
-        application.kill(SIGKILL);
-        application.join();
+        ended(application, SIGKILL);
         if (turn % 4 == 0) {
-            driver.kill(SIGKILL);
-            driver.join();
+            ended(driver, SIGKILL);
             driver = serving(words(image_));
         }
     }
     for (std::size_t i = 0; i < audits.size(); ++i) {
         std::string const log = content("audit" + std::to_string(i) + ".log");
         EXPECT_EQ(audits[i].join(), 0) << log;
-        EXPECT_NE(log.find("none differs"), std::string::npos) << log;
+        EXPECT_TRUE(has(log, "none differs"));
     }
 }
 
@@ -354,7 +308,7 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
          }) {
         std::string const text = explained(each.what, each.status);
         for (char const* const part : each.says) {
-            EXPECT_NE(text.find(part), std::string::npos) << each.what << ": " << text;
+            EXPECT_TRUE(has(text, part)) << each.what;
         }
     }
     auto const answer = nlohmann::json::parse(json("explain", {"EvecKey fapMask=0 index=1"}, 0));
@@ -375,15 +329,15 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
     EXPECT_TRUE(loop.runUntil([&] { return content("driver.log").find("slot 0") != std::string::npos; },
                               std::chrono::seconds(20)));
     std::string const refused = explained("evecConfig.appConfig[vtAppVxlan].entry[fapMask=0 index=0]", 4);
-    EXPECT_NE(refused.find("connection: late"), std::string::npos) << refused;
-    EXPECT_NE(refused.find("missing: refused: slot 0 belongs to vtAppMpls"), std::string::npos) << refused;
+    EXPECT_TRUE(has(refused, "connection: late"));
+    EXPECT_TRUE(has(refused, "missing: refused: slot 0 belongs to vtAppMpls"));
     std::string why;
     connector.session()->fence(Kor::NboAttrLog::FenceLevel::done,
                                [&](Kor::NboAttrLog::FenceResult const& result) { why = result.why.view(); });
     loop.runUntil([&] { return !why.empty(); }, std::chrono::seconds(20));
     EXPECT_EQ(why,
               "1 request has no place; vtAppVxlan, EvecKey fapMask=0 index=0: slot 0 belongs to vtAppMpls");
-    EXPECT_NE(on("audit", {}).err.find("; 1 requests are refused and have no row"), std::string::npos);
+    EXPECT_TRUE(has(on("audit", {}).err, "; 1 requests are refused and have no row"));
     // Somebody else asks as that application: not without saying so.
     std::ofstream(file("evec")) << "AradLifAcMp vsi=200\n";
     auto const config200 = lifAppConfigFactory(Hardware::Loam::vtAppEvpn);
@@ -407,16 +361,13 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
         EXPECT_EQ(other.join(), takesOver ? 0 : 1) << content("other.log");
         EXPECT_EQ(lost.empty(), !takesOver) << lost;
     }
-    EXPECT_NE(content("other.log").find("(process " + std::to_string(getpid()) + ", since "),
-              std::string::npos)
-        << content("other.log");
-    EXPECT_NE(content("other.log").find("--takeover takes its place"), std::string::npos);
-    driver.kill(SIGKILL);
-    driver.join();
+    EXPECT_TRUE(has(content("other.log"), "(process " + std::to_string(getpid()) + ", since "));
+    EXPECT_TRUE(has(content("other.log"), "--takeover takes its place"));
+    ended(driver, SIGKILL);
     driver = serving(words(image_, "7"));
     std::string const later = explained("AradLifAcMp vsi=100", 4);
-    EXPECT_NE(later.find("answered: before the driver's start at 2"), std::string::npos) << later;
-    EXPECT_NE(later.find("it is from before the driver's start"), std::string::npos) << later;
+    EXPECT_TRUE(has(later, "answered: before the driver's start at 2"));
+    EXPECT_TRUE(has(later, "it is from before the driver's start"));
 }
 
 } // namespace

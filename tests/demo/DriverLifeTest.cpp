@@ -39,6 +39,7 @@ using namespace Hardware::LoamTunnel;
 using Hardware::Loam::VtAppId;
 using Kor::U32;
 using Kor::U64;
+using support::has;
 using support::lif;
 namespace fs = std::filesystem;
 
@@ -365,7 +366,7 @@ protected:
         driver_.emplace(std::move(isFirst ? first : second));
         EXPECT_EQ((isFirst ? second : first).join(), 1);
         std::string const log = content(isFirst ? "second.log" : "first.log");
-        EXPECT_NE(log.find("another driver has the chip"), std::string::npos) << log;
+        EXPECT_TRUE(has(log, "another driver has the chip"));
         EXPECT_TRUE(eventually([&] { return isServing(isFirst ? "first.log" : "second.log"); }));
     }
     /// While the other one has the chip, or the socket.
@@ -378,7 +379,7 @@ protected:
     }
     /// The places of an application, where the image of the chip agrees with each; adds the indexes to those
     /// in use.
-    Facts has(LifAppStatusDir const& all, VtAppId app, std::set<U32>& used) {
+    Facts placesOf(LifAppStatusDir const& all, VtAppId app, std::set<U32>& used) {
         auto const status = all.appStatus(app);
         tool::ChipImage const chip(image_, Hardware::jerichoChip8, tool::ChipImage::readOnly);
         tool::Lifs const family(Hardware::jerichoChip8, 0);
@@ -412,9 +413,9 @@ protected:
         live.at("lifStatus");
         auto const all = Kor::ptrCast<LifAppStatusDir>(live.session().root("lifStatus"));
         std::set<U32> used;
-        compare(VtAppId::vtAppMpls, asker_->facts(), has(*all, VtAppId::vtAppMpls, used));
+        compare(VtAppId::vtAppMpls, asker_->facts(), placesOf(*all, VtAppId::vtAppMpls, used));
         for (auto const& each : applications_) {
-            Facts const there = has(*all, each->app(), used);
+            Facts const there = placesOf(*all, each->app(), used);
             compare(each->app(), each->facts(), there);
             each->factsAre(there);
         }
@@ -563,14 +564,14 @@ TEST_F(DriverLife, AFullDiskIsSaidOnceAndWhatWasAskedMeanwhileIsDoneAfterwards) 
     Facts const now = asker.facts();
     auto const waiting = std::ranges::find_if(now, [](Fact const& each) { return !each.told; });
     auto const number = std::to_string(waiting - now.begin());
-    Outcome const why = on("explain", {"AradLifAcMp vsi=" + number});
+    support::Outcome const why = on("explain", {"AradLifAcMp vsi=" + number});
     EXPECT_EQ(why.status, 4) << why.err;
-    EXPECT_NE(why.out.find("missing: it waits: cannot write"), std::string::npos) << why.out;
+    EXPECT_TRUE(has(why.out, "missing: it waits: cannot write"));
     EXPECT_EQ(on("audit", {}).status, 0);
     EXPECT_EQ(on("audit", {"--image", file("disk/chip.img")}).status, 0);
     disk.makeRoom();
     EXPECT_TRUE(asker.runUntil([&] { return told() == many; }));
-    EXPECT_NE(content("driver.log").find("nothing waits any more"), std::string::npos);
+    EXPECT_TRUE(has(content("driver.log"), "nothing waits any more"));
 }
 
 } // namespace

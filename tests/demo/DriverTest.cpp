@@ -26,6 +26,8 @@ using namespace Hardware::LoamTunnel;
 using Hardware::ChipType;
 using Kor::U32;
 using Kor::U64;
+using support::ends;
+using support::has;
 using support::lif;
 using support::loamtunnel;
 using support::Outcome;
@@ -64,27 +66,25 @@ TEST_F(Driver, TheChipHoldsWhatApplicationsAskForWhoeverIsKilled) {
     for (std::string const chip : {"3", "7", "8"}) {
         Outcome const outcome = loamtunnel(
             {"demo", "--chip", chip, "--file", files, "--kill", "driver,application", "--format", "csv"});
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-        EXPECT_NE(outcome.err.find("the two images are the same"), std::string::npos) << outcome.err;
+        EXPECT_TRUE(ends(outcome, 0, "the two images are the same"));
         for (char const* const entry : {"AradLifAcMp vsi=", "OutAcKey fapMask=", "EvecEntry key="}) {
-            EXPECT_NE(outcome.out.find(entry), std::string::npos) << entry;
+            EXPECT_TRUE(has(outcome.out, entry)) << entry;
         }
         EXPECT_GT(std::ranges::count(outcome.out, '\n'), 100);
     }
 }
 
-TEST_F(Driver, ADemoThatIsEndedLeavesNothing) {
-    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
+TEST_F(Driver, ADemoThatIsEndedOrKilledLeavesNothing) {
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP, SIGKILL}) {
         fs::remove(file("demo.log"));
         auto demo = start({"demo", "--file", LOAM_EXAMPLES "/lifs.txt", "--folder", file("run")}, "demo.log");
-        ASSERT_TRUE(
-            eventually([&] { return content("demo.log").find("applications run") != std::string::npos; }));
+        ASSERT_TRUE(says("demo.log", "applications run"));
         ASSERT_TRUE(eventually([&] { return fs::exists(file("run/run/driver.socket")); }));
-        demo.kill(signal);
-        EXPECT_EQ(demo.join(), 128 + signal);
-        EXPECT_NE(content("demo.log").find("ended by a signal"), std::string::npos) << content("demo.log");
-        EXPECT_FALSE(fs::exists(file("run/run/driver.socket")));
-        EXPECT_FALSE(fs::exists(file("run/run/chip.img.lock")));
+        EXPECT_EQ(ended(demo, signal), 128 + signal);
+        EXPECT_EQ(has(content("demo.log"), "ended by a signal"), signal != SIGKILL);
+        for (char const* const each : {"run/run/driver.socket", "run/run/chip.img.lock"}) {
+            EXPECT_TRUE(eventually([&] { return !fs::exists(file(each)); })) << each << ' ' << signal;
+        }
         fs::remove_all(file("run"));
     }
 }
@@ -142,8 +142,7 @@ TEST_F(Driver, WhatIsNotItsOwnIsLeftAsItIs) {
         each.prepare();
         auto const before = filesOf(file("work"));
         Outcome const outcome = loamtunnel(words(image));
-        EXPECT_EQ(outcome.status, 1) << each.what;
-        EXPECT_NE(outcome.err.find(each.message), std::string::npos) << each.what << ": " << outcome.err;
+        EXPECT_TRUE(ends(outcome, 1, each.message)) << each.what;
         EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1) << outcome.err;
         EXPECT_EQ(filesOf(file("work")), before) << each.what;
         EXPECT_EQ(content("target"), "");
@@ -170,8 +169,7 @@ TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
     std::string const database = image + ".db";
     auto driver = serving(words(image));
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
-    driver.kill(SIGTERM);
-    ASSERT_EQ(driver.join(), 0);
+    ASSERT_EQ(ended(driver, SIGTERM), 0);
     std::string const good = bytesOf(database);
     struct Case {
         char const* statement;
@@ -201,9 +199,7 @@ TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
         sql(database, each.statement);
         std::string const spoilt = bytesOf(database);
         ASSERT_NE(spoilt, good);
-        Outcome const outcome = loamtunnel(words(image));
-        EXPECT_EQ(outcome.status, 1) << each.statement;
-        EXPECT_NE(outcome.err.find(each.message), std::string::npos) << each.statement << ": " << outcome.err;
+        EXPECT_TRUE(ends(loamtunnel(words(image)), 1, each.message)) << each.statement;
         EXPECT_EQ(bytesOf(database), spoilt) << each.statement;
         std::ofstream(database, std::ios::binary | std::ios::trunc) << good;
     }
@@ -218,11 +214,9 @@ TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
     }
     std::string const before = (std::ofstream(database, std::ios::binary | std::ios::trunc) << good, good);
     fs::remove(database + "-wal");
-    Outcome const wrong = loamtunnel(words(image, "3"));
-    EXPECT_NE(wrong.err.find("it is of chip 8, not 3"), std::string::npos) << wrong.err;
+    EXPECT_TRUE(has(loamtunnel(words(image, "3")).err, "it is of chip 8, not 3"));
     fs::remove(image);
-    Outcome const other = loamtunnel(words(image, "3"));
-    EXPECT_NE(other.err.find("has the places of chip 8, not of chip 3"), std::string::npos) << other.err;
+    EXPECT_TRUE(has(loamtunnel(words(image, "3")).err, "has the places of chip 8, not of chip 3"));
     EXPECT_EQ(bytesOf(database), before);
     EXPECT_FALSE(fs::exists(image));
 }
@@ -231,8 +225,7 @@ TEST_F(Driver, ADatabaseOfLifsAloneIsTakenUp) {
     std::string const image = file("chip.img");
     auto driver = serving(words(image));
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
-    driver.kill(SIGTERM);
-    ASSERT_EQ(driver.join(), 0);
+    ASSERT_EQ(ended(driver, SIGTERM), 0);
     std::string const before = bytesOf(image);
     sql(image + ".db",
         "CREATE TABLE older(slot INTEGER PRIMARY KEY, app INTEGER NOT NULL, lif TEXT NOT NULL);"
@@ -240,7 +233,7 @@ TEST_F(Driver, ADatabaseOfLifsAloneIsTakenUp) {
         "ALTER TABLE older RENAME TO place; PRAGMA user_version=1");
     std::ofstream(image, std::ios::in | std::ios::binary) << "LifImage"; // as that driver's began
     driver = serving(words(image));
-    EXPECT_NE(content("driver.log").find("2 places taken up"), std::string::npos) << content("driver.log");
+    EXPECT_TRUE(has(content("driver.log"), "2 places taken up"));
     EXPECT_EQ(bytesOf(image), before);
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\nAradLifAcMp vsi=3\n");
 }
@@ -280,21 +273,17 @@ TEST_F(Driver, OutAcsAndVlanEditsArePlacedKeptAndRefusedWithWords) {
                   {},
                   "format: 4 is too large for the row of chip 7, at most 3"},
          }) {
-        Outcome const outcome = asks("vtAppVxlan", each.what, each.options);
-        EXPECT_EQ(outcome.status, 1) << each.what;
-        EXPECT_NE(outcome.err.find(each.message), std::string::npos) << each.what << ": " << outcome.err;
+        EXPECT_TRUE(ends(asks("vtAppVxlan", each.what, each.options), 1, each.message)) << each.what;
     }
     std::string many;
     for (int i = 1; i < 300; ++i) {
         many += "OutAcValue ac0.vid1=" + std::to_string(i) + " ac1.vid1=" + std::to_string(i) + '\n';
     }
     many += "OutAcValue ac0.vid1=300 ac1.vid1=301\n";
-    Outcome const full = asks("vtAppEvpn", many);
-    EXPECT_NE(full.err.find("its 256 indexes are all in use"), std::string::npos) << full.err;
+    EXPECT_TRUE(has(asks("vtAppEvpn", many).err, "its 256 indexes are all in use"));
 
     // What a slot holds is exchanged; the rest stays, also over a restart.
-    driver.kill(SIGKILL);
-    driver.join();
+    ended(driver, SIGKILL);
     driver = serving(words(image, "7"));
     EXPECT_EQ(row(tool::outAcTable, at), encoded(pair));
     std::string const others = "EvecValue evec0.nTagsToRemove=3 evec1.outerTpidIdx=2";
@@ -311,24 +300,18 @@ TEST_F(Driver, AChipHasOneDriver) {
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
     auto const before = bytesOf(image);
 
-    Outcome const again = loamtunnel(words(image));
-    EXPECT_NE(again.err.find("another driver has the chip"), std::string::npos) << again.err;
-    Outcome const elsewhere = loamtunnel(words(image, "8", "other"));
-    EXPECT_NE(elsewhere.err.find("another driver has the chip"), std::string::npos) << elsewhere.err;
+    EXPECT_TRUE(has(loamtunnel(words(image)).err, "another driver has the chip"));
+    EXPECT_TRUE(has(loamtunnel(words(image, "8", "other")).err, "another driver has the chip"));
     EXPECT_FALSE(fs::exists(file("other")));
     fs::create_hard_link(image + ".db", file("twin.img.db"));
-    Outcome const twin = loamtunnel(words(file("twin.img"), "8", "other"));
-    EXPECT_NE(twin.err.find("another process has"), std::string::npos) << twin.err;
-    Outcome const sameSocket = loamtunnel(words(file("second.img")));
-    EXPECT_NE(sameSocket.err.find("a server is listening there already"), std::string::npos)
-        << sameSocket.err;
+    EXPECT_TRUE(has(loamtunnel(words(file("twin.img"), "8", "other")).err, "another process has"));
+    EXPECT_TRUE(has(loamtunnel(words(file("second.img"))).err, "a server is listening there already"));
     EXPECT_FALSE(fs::exists(file("second.img")));
     EXPECT_FALSE(fs::exists(file("second.img.db")));
 
     EXPECT_EQ(bytesOf(image), before);
     ask("AradLifAcMp vsi=3\n");
-    driver.kill(SIGTERM);
-    EXPECT_EQ(driver.join(), 0);
+    EXPECT_EQ(ended(driver, SIGTERM), 0);
     EXPECT_FALSE(fs::exists(image + ".lock"));
     EXPECT_FALSE(fs::exists(socket()));
 }
@@ -343,7 +326,7 @@ TEST_F(Driver, FilesAreTheOwnersAloneWhateverTheUmask) {
         return tool::Child({"/bin/sh", "-c", command}, file("driver.log"));
     };
     EXPECT_EQ(under("0777").join(), 1);
-    EXPECT_NE(content("driver.log").find("the umask takes away"), std::string::npos) << content("driver.log");
+    EXPECT_TRUE(has(content("driver.log"), "the umask takes away"));
     EXPECT_FALSE(fs::exists(file("chip.img.db")));
     tool::Child driver = under("0000");
     ASSERT_TRUE(eventually([&] { return isServing() || driver.status().has_value(); }));
@@ -353,17 +336,6 @@ TEST_F(Driver, FilesAreTheOwnersAloneWhateverTheUmask) {
         EXPECT_EQ(::stat(file(std::string("chip.img") + end).c_str(), &status), 0) << end;
         EXPECT_EQ(status.st_mode & 07777u, 0600u) << end;
     }
-}
-
-TEST_F(Driver, ADemoThatIsKilledLeavesNobodyRunning) {
-    auto demo = start({"demo", "--file", LOAM_EXAMPLES "/lifs.txt", "--folder", file("run")}, "demo.log");
-    ASSERT_TRUE(eventually([&] { return fs::exists(file("run/run/driver.socket")); }));
-    ASSERT_TRUE(
-        eventually([&] { return content("demo.log").find("applications run") != std::string::npos; }));
-    demo.kill(SIGKILL);
-    demo.join();
-    EXPECT_TRUE(eventually([&] { return !fs::exists(file("run/run/driver.socket")); }));
-    EXPECT_TRUE(eventually([&] { return !fs::exists(file("run/run/chip.img.lock")); }));
 }
 
 TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
@@ -383,7 +355,7 @@ TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
         EXPECT_TRUE(loop.runUntil([&] { return connector.isOver(); }, 60s));
         reason = connector.lastReason().view();
     }
-    EXPECT_NE(reason.find("more than 10000 requests can have no place"), std::string::npos) << reason;
+    EXPECT_TRUE(has(reason, "more than 10000 requests can have no place"));
     EXPECT_LT(content("driver.log").size(), 100'000u);
     tool::Live live({socket(), 20'000ms}, "test");
     live.at("lifConfig");
@@ -398,8 +370,7 @@ TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
     };
     EXPECT_GT(counted("requestsRefused"), 10'000u);
     EXPECT_EQ(counted("connectionsRefused"), 0u); // a counter, too
-    driver.kill(SIGTERM);
-    EXPECT_EQ(driver.join(), 0);
+    EXPECT_EQ(ended(driver, SIGTERM), 0);
 }
 
 // Each process of the program says when it is done: those that ask, and those that only look.
@@ -420,7 +391,7 @@ TEST_F(Driver, AllAreDoneWhoeverIsConnected) {
     ASSERT_TRUE(shell.shows("loamtunnel> "));
     shell.type("get lifConfig.appConfig[vtAppMpls].app\n");
     ASSERT_TRUE(shell.shows("vtAppMpls\r\n")) << shell.all();
-    ASSERT_TRUE(eventually([&] { return content("monitor.log").find("lifStatus") != std::string::npos; }));
+    ASSERT_TRUE(says("monitor.log", "lifStatus"));
     Outcome const sync = on("sync", {"--wait", "done", "--all", "--format", "csv", "--no-headings"});
     EXPECT_EQ(sync.status, 0) << sync.err;
     EXPECT_EQ(sync.out, "done,4,0,\n"); // the driver is one of them
@@ -435,33 +406,15 @@ TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
     std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
     std::vector<std::string> const asking{"application", "--socket", socket(),       "--app",
                                           "vtAppMpls",   "--file",   file("entries")};
-    auto const nobody = [&] {
-        auto application = start(asking, "application.log");
-        EXPECT_TRUE(eventually(
-            [&] { return content("application.log").find("no connection") != std::string::npos; }));
-        return application;
-    };
-    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
-        fs::remove(file("application.log"));
-        auto application = nobody();
-        application.kill(signal);
-        EXPECT_EQ(application.join(), 128 + signal) << content("application.log");
-        EXPECT_NE(content("application.log").find("ended by a signal"), std::string::npos);
-    }
     struct Peer {
         std::string root;
         char const* message;
     };
     for (Peer const& each : {Peer{"lifStatus=LifAppConfigDir", "it is no driver"},
                              Peer{"lifStatus=LifAppStatusDir", "requests are not accepted"}}) {
-        fs::remove(file("serve.log"));
-        auto server = start({"serve", "--socket", socket(), each.root}, "serve.log");
-        ASSERT_TRUE(eventually([&] { return content("serve.log").find("serving at") != std::string::npos; }));
-        Outcome const outcome = loamtunnel(asking);
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_NE(outcome.err.find(each.message), std::string::npos) << outcome.err;
-        server.kill(SIGTERM);
-        server.join();
+        auto server = InFolder::serving({"serve", "--socket", socket(), each.root});
+        EXPECT_TRUE(ends(loamtunnel(asking), 1, each.message));
+        ended(server, SIGTERM);
     }
     // A driver that goes while it is asked, and does not come back.
     std::ofstream more(file("entries"));
@@ -475,10 +428,9 @@ TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
     longer.insert(longer.end(), {"--timeout", "3000", "--pace", "1"});
     auto application = start(longer, "application.log");
     std::this_thread::sleep_for(300ms);
-    driver.kill(SIGKILL);
-    driver.join();
+    ended(driver, SIGKILL);
     EXPECT_EQ(application.join(), 5) << content("application.log");
-    EXPECT_NE(content("application.log").find("not done within"), std::string::npos);
+    EXPECT_TRUE(has(content("application.log"), "not done within"));
 }
 
 TEST_F(Driver, AnApplicationWaitsForNobodyWhoReadsItsMessages) {

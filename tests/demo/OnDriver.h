@@ -5,7 +5,6 @@
 #include "tests/tools/InFolder.h"
 #include "values/LoamTunnelTypes.h"
 
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -25,10 +24,7 @@ protected:
         return {"driver", "--socket", file(at), "--chip", chip, "--image", image};
     }
     tool::Child serving(std::vector<std::string> const& command) const {
-        std::filesystem::remove(file("driver.log"));
-        tool::Child child = start(command, "driver.log");
-        EXPECT_TRUE(eventually([&] { return isServing() || child.status().has_value(); }));
-        return child;
+        return InFolder::serving(command, "driver.log");
     }
     bool isServing(std::string const& log = "driver.log") const {
         return content(log).find("serving at") != std::string::npos;

@@ -1,7 +1,5 @@
 #include "forms/Diagnostics.h"
 
-#include "forms/Json.h"
-#include "forms/SchemaJson.h"
 #include "runtime/Trace.h"
 #include "support/Sessions.h"
 
@@ -9,13 +7,10 @@
 #include <ostream>
 #include <set>
 #include <string>
-#include <vector>
 
 namespace {
 
 using Kor::Forms::diagnosticsAre;
-using Kor::Forms::Json;
-using Kor::Forms::parseJson;
 using support::Sessions;
 
 /// What `a` is told when it asks `b`.
@@ -62,6 +57,7 @@ TEST_F(Diagnostics, LevelsAreSetAsAWholeOrNotAtAll) {
 
     diagnosticsAre(service(), {.setsTrace = false});
     EXPECT_TRUE(has(ask("trace", "DiagnosticsTest on"), "read-only"));
+    EXPECT_TRUE(has(ask("schema", "No::Such"), "failed: there is no type No::Such"));
     EXPECT_TRUE(has(ask("stats", ""), R"({"peers":[{"peer":"a","entities":)")) << ask("stats", "");
 }
 
@@ -106,33 +102,6 @@ TEST_F(Diagnostics, AllRecordsCanBeReadPieceByPiece) {
     for (char const* const wrong : {"", "x", "1x", "-1", "99999999999999999999"}) {
         EXPECT_TRUE(ask("traceRecords", wrong).starts_with("failed: ")) << wrong;
     }
-}
-
-TEST_F(Diagnostics, TypesComePageByPage) {
-    diagnosticsAre(service());
-    std::vector<std::string> names;
-    std::string after;
-    int pages = 0;
-    do {
-        std::string const answer = ask("schema", after);
-        ASSERT_FALSE(answer.starts_with("failed: ")) << answer;
-        Json const json = parseJson(answer);
-        EXPECT_EQ(json.at("checksum").text.size(), 18u);
-        for (auto const& [none, type] : json.at("types").members) {
-            names.push_back(type.at("name").text);
-        }
-        ASSERT_FALSE(json.at("types").members.empty());
-        Json const* const next = json.find("after");
-        after = next != nullptr ? next->text : "";
-        ++pages;
-    } while (!after.empty());
-    std::vector<std::string> expected;
-    for (Kor::Forms::SchemaType const& each : Kor::Forms::schemaTypes()) {
-        expected.emplace_back(each.type->typeName().view());
-    }
-    EXPECT_EQ(names, expected);
-    EXPECT_GT(pages, 2);
-    EXPECT_TRUE(has(ask("schema", "No::Such"), "failed: there is no type No::Such"));
 }
 
 } // namespace

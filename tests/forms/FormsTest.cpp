@@ -33,7 +33,6 @@ TEST(Json, IsReadWithinItsBounds) {
         JsonWriter(text, isIndented).value(json);
         EXPECT_EQ(parseJson(text.str()), json) << text.str();
     }
-    EXPECT_EQ(refusal([&] { json.at("c"); }), "the object has no c");
     EXPECT_EQ(refusal([] { parseJson("1e999"); }), "the number is too large, at byte 5");
     EXPECT_EQ(refusal([] { parseJson(R"({"a":1,"a":2})"); }), "a is given twice");
     EXPECT_EQ(refusal([] { parseJson("[1"); }), "no JSON, from byte 3 on");
@@ -80,8 +79,6 @@ TEST(Fields, HaveTheirLimitsInMessages) {
         EXPECT_EQ(refusal([&] { readValue(type, text); }),
                   "vsi: " + text.substr(16) + " is too large; the field has 16 bits, at most 65535");
     }
-    EXPECT_EQ(refusal([&] { readJson(typeNamed("AradLifAcMp"), R"({"vsi": 70000})"); }),
-              "vsi: 70000 is too large; the field has 16 bits, at most 65535");
     EXPECT_EQ(
         refusal([&] { readJson(type, R"({"dword0": "18446744073709551616"})"); }),
         "dword0: 18446744073709551616 is too large; the field has 64 bits, at most 18446744073709551615");
@@ -112,8 +109,6 @@ TEST(ShortForm, OfANumberThatIsNoEnumeratorIsRead) {
     EXPECT_EQ(jsonText(*box), "\"VtAppId(99)\"");
     EXPECT_EQ(numberOf(*readJson(type, "\"VtAppId(99)\"")), 99u);
     EXPECT_EQ(shortText(*readValue(type, "7")), "vtAppMpls");
-    EXPECT_EQ(refusal([&] { readValue(type, "vtAppMpl"); }),
-              "no VtAppId is called vtAppMpl; did you mean vtAppMpls?");
 }
 
 TEST(Paths, LeadToWhatIsPrinted) {

@@ -4,7 +4,6 @@
 #include "support/Entities.h"
 
 #include <gtest/gtest.h>
-#include <sstream>
 #include <string>
 
 namespace {
@@ -253,36 +252,6 @@ TEST(CommonSmData, ChangesByTheRules) {
     EXPECT_EQ(x->version(), 3u);
 }
 
-TEST(CommonSmData, HasItsAttributesInOrder) {
-    struct {
-        Kor::AttributeId first;
-        std::string_view names;
-    } const levels[] = {
-        {258,
-         "operationalMode vlanHelper intf minIntfs unusedIntf cpuIntf mlagPeerLinkPort mlagIntfPort "
-         "lagToPortConfig lagToFeatureSet hasInitialLagColls initialPortToLag initialLagToPort portToLag "
-         "lagToPort "
-         "lagToLagType virtualMac peerRouterMac internalVlan vlanRoutingStatus encapVlan portVlanTpidData "
-         "cliConfig "
-         "freeMirrorSessionMetadata freeMirrorSession isFabricSlice parityEvent verifyData verifySm vlanIntf "
-         "briskLogLevels unknown quayFastBoot quayRenice quayReniceValue initialized unknown"},
-        {386,
-         "portMapVersionNumberHandled portState intfIdToSppid intfIdToFapPort sppidToIntfId sppiddToFapPort "
-         "lagToDestId lagIdToIntf fapPortToIntfId fapPortTosystemPhyPortId unknown"}};
-    auto const x = loamTunnelCommonSmDataFactory("sm");
-    for (auto const& level : levels) {
-        std::istringstream names{std::string(level.names)};
-        Kor::AttributeId id = level.first;
-        for (std::string name; names >> name; ++id) {
-            EXPECT_EQ(x->attributeString(id), name.c_str()) << id;
-        }
-    }
-    using Fen::FenCommonSmData;
-    EXPECT_EQ(FenCommonSmData::attributeIdOf<Kor::name::quayFastBoot>(), 290);
-    EXPECT_EQ(LoamTunnelCommonSmData::attributeIdOf<Kor::name::initialized>(), 293);
-    EXPECT_EQ(LoamTunnelCommonSmData::attributeIdOf<Kor::name::portState>(), 387);
-}
-
 template <class X>
 concept hasDec = requires(X& x) {
     x.reqCountDec({}, 1);
@@ -308,43 +277,7 @@ TEST(HwIvecs, LooksIntoNoEntry) {
     EXPECT_EQ(all->hwIvec(entry.key()), AradIvecEntry());
 }
 
-TEST(TcamSharing, TiesAnAnswerToItsKeyAlone) {
-    TcamSharingRequest const first(Lumen::IntfId(5), Loam::FapId(1), Bridging::VlanIdOrNone(1));
-    TcamSharingRequest const second(Lumen::IntfId(5), Loam::FapId(1), Bridging::VlanIdOrNone(2));
-    auto const config = tcamSharingConfigFactory("c");
-    auto const status = tcamSharingStatusFactory("s");
-    config->requestIs(first, TcamSharingPolicyId(1));
-    config->requestIs(second, TcamSharingPolicyId(2)); // the same hash
-    status->responseIs(first, TcamSharingResponse(tcamSharingInsertSuccess, TcamSharingPolicyId(1)));
-    EXPECT_EQ(config->requestDel(first), TcamSharingPolicyId(1));
-    EXPECT_EQ(config->request(second), TcamSharingPolicyId(2));
-    EXPECT_EQ(status->response(first).result(), tcamSharingInsertSuccess);
-    EXPECT_EQ(status->response(second).result(), tcamSharingInsertDefault);
-}
-
-/// What a delete of an absent key answers, where the default is no zero.
-TEST(Absent, KeysReadAsTheNull) {
-    EXPECT_EQ(Kor::makePtr<OutAcStatus>("s")->acEntryDel(OutAcKey()).acIndex().value(), 65535);
-    EXPECT_EQ(evecStatusFactory("e")->entryDel(EvecKey()).key().index().value(), 1024);
-    EXPECT_EQ(vtepToNhIdMapConfigFactory("c")->configDel(Fen::TunnelKey()).value(), 0xffffffffu);
-    auto const tpid = tpidVtAppConfigFactory(Loam::vtAppMpls)->entryDel(Lumen::IntfId(1));
-    EXPECT_EQ(tpid.intfTpid().value(), 0x8100);
-    EXPECT_EQ(tpid.intfTpidIndex().value(), 4);
-}
-
-TEST(Types, HaveTheNamesByWhichTheyAreKnown) {
-    EXPECT_EQ(Kor::typeName<LoamTunnel::TapAggNormalFapMask>(), "Hardware::LoamTunnel::TapAggNormalFapMask");
-    EXPECT_EQ(Kor::typeName<::TapAggNormalFapMask>(), "TapAggNormalFapMask");
-    EXPECT_EQ(Kor::typeName<FapTypeProperties::JerichoProperties>(),
-              "Hardware::LoamTunnel::FapTypeProperties::JerichoProperties");
-    EXPECT_EQ(Kor::typeName<Fen::ParityEvent::Key>(), "Fen::ParityEvent::Key");
-    EXPECT_EQ(TpidVtAppConfig::firstAttributeId, 130);
-}
-
-TEST(PortList, SurvivesItsText) {
-    Random random;
-    Fen::FenPortList const list({Lumen::IntfId(), randomValue<Lumen::IntfId>(random)});
-    EXPECT_EQ(Kor::strepToValue<Fen::FenPortList>(Kor::valueToStrep(list)), list);
+TEST(PortList, HasNoPartWithoutAName) {
     EXPECT_FALSE(Fen::FenPortList::fromText("Ethernet1,"));
     EXPECT_FALSE(Fen::FenPortList::fromText("Ethernet1,,Ethernet2"));
 }

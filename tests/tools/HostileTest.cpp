@@ -15,7 +15,6 @@
 #include <fcntl.h>
 #include <fstream>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -28,6 +27,8 @@ using namespace Hardware;
 using namespace Hardware::LoamTunnel;
 using namespace Kor::NboAttrLog;
 using namespace std::chrono_literals;
+using support::ends;
+using support::has;
 using support::loamtunnel;
 using support::Outcome;
 
@@ -148,7 +149,7 @@ TEST_F(Hostile, NothingThatATerminalObeysComesThroughAndEachCommandEnds) {
         {"shell", "--socket", socket(), "--timeout", "1000"},
         std::string("tree\nget lif.appConfig\nstats\ntrace\nmonitor --for 1\nget ") + evil + "\nwait lif\n");
     EXPECT_EQ(shell.status, 1);
-    EXPECT_NE(shell.out.find("LifAppConfigDir"), std::string::npos);
+    EXPECT_TRUE(has(shell.out, "LifAppConfigDir"));
     expectPlain(shell.out);
     expectPlain(shell.err);
     for (std::string const how : {"show", "check", "replay"}) {
@@ -183,10 +184,7 @@ TEST_F(Hostile, WhatAMonitorHoldsHasALimit) {
     ASSERT_TRUE(eventually([this] { return std::filesystem::exists(socket()); }));
     for (std::vector<std::string> command : {std::vector<std::string>{"monitor", "--for", "30"}, {"tree"}}) {
         command.insert(command.end(), {"--socket", socket(), "--memory", "16", "--timeout", "30000"});
-        Outcome const outcome = loamtunnel(command);
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_NE(outcome.err.find("takes more than 16 MiB here, which is the limit"), std::string::npos)
-            << outcome.err;
+        EXPECT_TRUE(ends(loamtunnel(command), 1, "takes more than 16 MiB here, which is the limit"));
     }
 }
 
@@ -215,8 +213,7 @@ TEST_F(Ends, ASignalEndsEachCommandAsItsWorkIsAndNothingIsLeft) {
     ASSERT_EQ(::bind(silent, reinterpret_cast<sockaddr const*>(&at), sizeof at), 0);
     ASSERT_EQ(::listen(silent, 100), 0);
     auto const live =
-        start({"driver", "--chip", "8", "--image", file("live.img"), "--socket", file("live")}, "live.log");
-    ASSERT_TRUE(eventually([&] { return content("live.log").find("serving at") != std::string::npos; }));
+        serving({"driver", "--chip", "8", "--image", file("live.img"), "--socket", file("live")}, "live.log");
     std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
     // Told: it runs until then. Cut off: its result was not there yet.
     enum Work { told, cutOff };
@@ -269,8 +266,7 @@ TEST_F(Ends, ASignalEndsEachCommandAsItsWorkIsAndNothingIsLeft) {
                             eventually([&] { return support::hears(command.id(), signal); }));
                 pollfd connecting{silent, POLLIN, 0};
                 if (!each.sign.empty() && place != "silent" && place != "nowhere") {
-                    ASSERT_TRUE(eventually(
-                        [&] { return content("command.log").find(each.sign) != std::string::npos; }));
+                    ASSERT_TRUE(says("command.log", each.sign));
                 } else if (place == "silent" && ::poll(&connecting, 1, 10'000) == 1) {
                     accepted.push_back(::accept(silent, nullptr, nullptr)); // it stays without an answer
                 }
@@ -293,72 +289,23 @@ TEST_F(Ends, ASignalEndsEachCommandAsItsWorkIsAndNothingIsLeft) {
     ASSERT_TRUE(eventually([&] { return support::hears(server.id(), SIGTERM); }));
     server.kill(SIGHUP);
     EXPECT_EQ(on("sync", {}).status, 0);
-    server.kill(SIGTERM);
-    EXPECT_EQ(server.join(), 0);
-}
-
-TEST_F(Ends, TooFewDescriptorsOrTooLittleMemoryIsOneLine) {
-    std::string const program = LOAM_PROGRAM;
-    std::string const lifs = " --file " LOAM_EXAMPLES "/lifs.txt --all-chips >/dev/null";
-    struct {
-        std::string limit, command, words;
-    } const cases[] = {
-        {"-n 5", " tree --socket " + socket(), "open files"},
-        {"-n 6", " serve lif=LifAppConfigDir --socket " + socket(), "open files"},
-        {"-n 6", " driver --chip 8 --image " + file("chip.img") + " --socket " + socket(), "open files"},
-    };
-    for (auto const& [limit, command, words] : cases) {
-        std::filesystem::remove(file("command.log"));
-        tool::Child child({"/bin/sh", "-c", "ulimit " + limit + "; exec " + program + command},
-                          file("command.log"));
-        EXPECT_EQ(child.join(), 1) << command;
-        std::string const said = content("command.log");
-        EXPECT_EQ(std::ranges::count(said, '\n'), 1) << said;
-        EXPECT_NE(said.find(words), std::string::npos) << said;
-        EXPECT_EQ(left(), "");
-    }
-    // As much as a process takes to start is more than a limit that a test could choose; so it is found.
-#ifndef LOAM_OTHER_ALLOCATOR
-    std::string said;
-    int status = 0;
-    for (unsigned megabytes = 30; megabytes < 400 && said.find("memory") == said.npos; megabytes += 5) {
-        std::filesystem::remove(file("command.log"));
-        tool::Child child({"/bin/sh", "-c",
-                           "ulimit -v " + std::to_string(megabytes * 1024) + "; exec " + program +
-                               " driver --chip 8 --image " + file("chip.img") + " --socket " + socket()},
-                          file("command.log"));
-        bool isServing = false;
-        EXPECT_TRUE(eventually([&] {
-            isServing = content("command.log").find("serving") != std::string::npos;
-            return isServing || child.status().has_value();
-        }));
-        said = content("command.log");
-        if (isServing) {
-            break;
-        }
-        status = child.join();
-        EXPECT_LT(status, 128) << megabytes << " MB: " << said;
-    }
-#endif
+    EXPECT_EQ(ended(server, SIGTERM), 0);
 }
 
 TEST_F(Ends, ADefaultSocketLiesInAFolderOfTheUsersOwn) {
     ::setenv("XDG_RUNTIME_DIR", folder().c_str(), 1);
-    auto server = start({"serve", "lif=LifAppConfigDir"}, "command.log");
-    EXPECT_TRUE(eventually([&] { return content("command.log").find("serving at") != std::string::npos; }));
+    auto server = serving({"serve", "lif=LifAppConfigDir"}, "command.log");
     EXPECT_EQ(loamtunnel({"tree"}).out, "lif: LifAppConfigDir\n");
     struct stat status {};
     EXPECT_EQ(::stat(file("loamtunnel").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777u, 0700u);
-    server.kill(SIGTERM);
-    EXPECT_EQ(server.join(), 0);
+    EXPECT_EQ(ended(server, SIGTERM), 0);
     ASSERT_EQ(::chmod(file("loamtunnel").c_str(), 0777), 0);
-    Outcome const open = loamtunnel({"serve", "lif=LifAppConfigDir"});
-    EXPECT_NE(open.err.find("is no folder of this user's own"), std::string::npos) << open.err;
+    EXPECT_TRUE(has(loamtunnel({"serve", "lif=LifAppConfigDir"}).err, "is no folder of this user's own"));
     ::unsetenv("XDG_RUNTIME_DIR");
 }
 
-/// A terminal whose user has pressed Ctrl-S, and one whose window hangs; a pipe that nobody reads.
+/// A terminal whose user has pressed Ctrl-S, and a pipe that nobody reads.
 TEST_F(Ends, AReaderThatIsStuckStopsNoServer) {
     int const master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     ASSERT_EQ(::grantpt(master), 0);
@@ -368,28 +315,25 @@ TEST_F(Ends, AReaderThatIsStuckStopsNoServer) {
     ASSERT_EQ(::mkfifo(file("run").c_str(), 0600), 0);
     int const fifo = ::open(file("run").c_str(), O_RDWR | O_CLOEXEC);
     std::string const program = LOAM_PROGRAM;
-    for (bool const isStopped : {true, false}) {
-        ASSERT_EQ(::tcflow(slave, isStopped ? TCOOFF : TCOON), 0);
-        for (std::string const& reader : {terminal, file("run")}) {
-            tool::Child server({program, "serve", "lif=LifAppConfigDir", "--socket", socket()}, reader);
-            ASSERT_TRUE(eventually([this] { return std::filesystem::exists(socket()); }));
-            Kor::Link::Loop loop;
-            std::string const name(60, 'x'); // which the server tells with each that comes and goes
-            for (int i = 0; i < 1000; ++i) {
-                Kor::Link::ConnectorConfig how = tool::connectOnce(name);
-                Kor::Link::Connector connector(loop, Kor::Link::Address::parse(socket()), how);
-                ASSERT_TRUE(loop.runUntil([&] { return connector.isEstablished(); }, 10s)) << i;
-            }
-            EXPECT_EQ(loamtunnel({"tree", "--socket", socket()}).out, "lif: LifAppConfigDir\n");
-            // it is counted each second
-            EXPECT_TRUE(eventually([this] {
-                return loamtunnel({"stats", "--socket", socket()}).out.find("messagesLost") !=
-                       std::string::npos;
-            }));
-            server.kill(SIGTERM);
-            EXPECT_TRUE(eventually([&] { return server.status().has_value(); })) << reader;
-            EXPECT_EQ(server.status(), 0) << reader;
+    ASSERT_EQ(::tcflow(slave, TCOOFF), 0);
+    for (std::string const& reader : {terminal, file("run")}) {
+        tool::Child server({program, "serve", "lif=LifAppConfigDir", "--socket", socket()}, reader);
+        ASSERT_TRUE(eventually([this] { return std::filesystem::exists(socket()); }));
+        Kor::Link::Loop loop;
+        std::string const name(60, 'x'); // which the server tells with each that comes and goes
+        for (int i = 0; i < 1000; ++i) {
+            Kor::Link::ConnectorConfig how = tool::connectOnce(name);
+            Kor::Link::Connector connector(loop, Kor::Link::Address::parse(socket()), how);
+            ASSERT_TRUE(loop.runUntil([&] { return connector.isEstablished(); }, 10s)) << i;
         }
+        EXPECT_EQ(loamtunnel({"tree", "--socket", socket()}).out, "lif: LifAppConfigDir\n");
+        // it is counted each second
+        EXPECT_TRUE(eventually([this] {
+            return loamtunnel({"stats", "--socket", socket()}).out.find("messagesLost") != std::string::npos;
+        }));
+        server.kill(SIGTERM);
+        EXPECT_TRUE(eventually([&] { return server.status().has_value(); })) << reader;
+        EXPECT_EQ(server.status(), 0) << reader;
     }
     for (int const each : {fifo, slave, master}) {
         ::close(each);

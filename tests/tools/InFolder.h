@@ -46,6 +46,23 @@ protected:
         }
         return false;
     }
+    /// Whether that is written to a file of the folder before long.
+    testing::AssertionResult says(std::string const& name, std::string const& text) const {
+        eventually([&] { return has(content(name), text); });
+        return has(content(name), text);
+    }
+    /// Starts what serves, and waits until it does or has ended.
+    tool::Child serving(std::vector<std::string> const& words, std::string const& log = "serve.log") const {
+        std::filesystem::remove(file(log));
+        tool::Child child = start(words, log);
+        EXPECT_TRUE(eventually([&] { return has(content(log), "serving at") || child.status(); }));
+        return child;
+    }
+    /// The status with which it ends when it gets the signal.
+    static int ended(tool::Child& child, int signal) {
+        child.kill(signal);
+        return child.join();
+    }
     Outcome on(std::string const& command, std::vector<std::string> words) const {
         words.insert(words.begin(), {command, "--socket", socket(), "--timeout", "20000"});
         return loamtunnel(words);

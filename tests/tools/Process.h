@@ -59,6 +59,37 @@ inline Outcome loamtunnel(std::vector<std::string> const& arguments, std::string
     return outcome;
 }
 
+/// Whether a text has a part; a failure shows the text.
+inline testing::AssertionResult has(std::string const& text, std::string const& part) {
+    bool const isThere = text.find(part) != text.npos;
+    return (isThere ? testing::AssertionSuccess() : testing::AssertionFailure())
+           << "'" << part << (isThere ? "' is in " : "' is not in ") << text;
+}
+
+/// Whether it ends with that status and those words.
+inline testing::AssertionResult ends(Outcome const& outcome, int status, std::string const& words) {
+    if (outcome.status == status && has(outcome.err, words)) {
+        return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure()
+           << "status " << outcome.status << ", not " << status << " with '" << words << "': " << outcome.err;
+}
+
+struct Refusal {
+    std::vector<std::string> arguments;
+    std::string message;
+};
+
+/// Each is refused with its message in one line, and prints nothing.
+inline void expectRefused(int status, std::vector<Refusal> const& all) {
+    for (Refusal const& each : all) {
+        Outcome const outcome = loamtunnel(each.arguments);
+        EXPECT_EQ(outcome.err, "loamtunnel: " + each.message + '\n');
+        EXPECT_EQ(outcome.status, status) << each.message;
+        EXPECT_EQ(outcome.out, "") << each.message;
+    }
+}
+
 /// Whether a process has a handler for a signal by now, as the kernel tells it.
 inline bool hears(pid_t process, int signal) {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");

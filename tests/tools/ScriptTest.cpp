@@ -12,6 +12,7 @@
 namespace {
 
 using Kor::KorType;
+using support::has;
 using support::loamtunnel;
 using support::Outcome;
 
@@ -103,7 +104,6 @@ TEST(Script, SaysWhatIsWrong) {
         session,
         {
             {"nw x y", "refused: no command nw; did you mean new?"},
-            {"get", "refused: the line is to be get PATH"},
             {"get lif x", "refused: the line is to be get PATH"},
             {"new LifAppConfigDir", "refused: new takes a type and a name, such as new LifAppConfigDir lif"},
             {"new LifAppConfigDir lif", "refused: lif is there already"},
@@ -113,16 +113,7 @@ TEST(Script, SaysWhatIsWrong) {
             {"new LifAppConfig x", "refused: a new LifAppConfig takes (app: VtAppId), not 0 arguments"},
             {"new LifAppConfig x vtAppMpl",
              "refused: app: no VtAppId is called vtAppMpl; did you mean vtAppMpls?"},
-            {"new AradLifAcMp x vsii=1", "refused: AradLifAcMp has no field vsii; did you mean vsi?"},
-            {"new AradLifAcMp x vsi=1 vsi=2", "refused: vsi is given twice"},
-            {"new AradLifAcMp x vlanEditVid1=4096",
-             "refused: vlanEditVid1: 4096 is too large; the field has 12 bits, at most 4095"},
-            {"new AradLifAcMp x vsi=65536",
-             "refused: vsi: 65536 is too large; the field has 16 bits, at most 65535"},
             {"new U8 u +300", "refused: U8: 300 is too large; the field has 8 bits, at most 255"},
-            {"new U8 u -300", "refused: U8: '-300' is no number such as 20 or 0x14"},
-            {"new AradLifEntry e Value('Hardware::LoamTunnel::AradLifEntry', ** {'dword0': -1})",
-             "refused: AradLifEntry: attribute dword0: -1 would be cut to 18446744073709551615"},
             {"set v.vlanEditProfile 9",
              "refused: v.vlanEditProfile: 9 is too large; the field has 3 bits, at most 7"},
             {"set v.lifType lifAcMp", "refused: v.lifType: lifType does not support set"},
@@ -232,7 +223,7 @@ TEST(Script, TakesMegabytes) {
     EXPECT_EQ(session(nested(30)), session("get k"));
     std::string const tooDeep = session(nested(60'000));
     EXPECT_EQ(tooDeep.substr(0, 34), "refused: $x.owner[$x.owner[$x.owne");
-    EXPECT_NE(tooDeep.find("is nested too deeply: a path in a path, 32 times"), std::string::npos) << tooDeep;
+    EXPECT_TRUE(has(tooDeep, "is nested too deeply: a path in a path, 32 times"));
     EXPECT_EQ(session("get " + repeated("x.owner[$", many)), "refused: a ] is missing at the end");
     EXPECT_EQ(session("new U32 n " + repeated("( ", many) + "5" + repeated(")", many)), "");
     EXPECT_EQ(session("get n"), "5");
@@ -290,73 +281,6 @@ TEST(Script, TakesDeepTrees) {
     EXPECT_TRUE(
         told[0].ends_with("nested too deeply: more than 1000 objects in one another are not watched)"))
         << told[0];
-}
-
-/// The text of one value of the type: its default, unless that is none of its values.
-std::string defaultText(KorType const& type) {
-    if (type.isEnumType()) {
-        return type.attributes().front()->name().charPtr();
-    }
-    if (type.typeName() == "Bridging::VlanId") {
-        return "1";
-    }
-    return Kor::Forms::textOf(type.genericIf(static_cast<void const*>(nullptr), false));
-}
-
-TEST(Script, MakesAndDrivesEveryType) {
-    unsigned made = 0;
-    unsigned written = 0;
-    for (KorType const* type : KorType::all()) {
-        if (!type->hasGenericIfSupport() || type->typeName() == "Kor::BytePtr" ||
-            type->typeName() == "Kor::Builtin<void*>") {
-            continue; // without a text form
-        }
-        std::string const name(type->typeName().view());
-        SCOPED_TRACE(name);
-        Session session;
-        std::string arguments;
-        for (auto const& each : type->constructorArgTypeQQueue()) {
-            arguments += " (" + defaultText(*KorType::named(each.value.view())) + ')';
-        }
-        if (type->isValue() && (arguments.empty() || name == "Bridging::VlanId")) {
-            arguments = ' ' + defaultText(*type);
-        }
-        std::string const outcome = session("new " + name + " x" + arguments);
-        if (outcome.find("is not made by itself") != std::string::npos) {
-            EXPECT_FALSE(type->isValue());
-            continue;
-        }
-        ASSERT_EQ(outcome, "");
-        ++made;
-        if (type->isValue()) {
-            EXPECT_EQ(session("new " + name + " y " + session("get x")), "");
-            EXPECT_EQ(session("get y"), session("get x"));
-        }
-        EXPECT_EQ(session("tree x").find("refused"), std::string::npos);
-        EXPECT_EQ(session("list x").find("refused"), std::string::npos);
-        for (auto const& attr : type->attributes()) {
-            Kor::Shape const& shape = attr->shape();
-            bool const isValueMap = shape.keyed && !shape.keyInside && !shape.reference;
-            if (attr->isOfEveryEntity() || (!isValueMap && !shape.child)) {
-                continue;
-            }
-            std::string const path = "x." + std::string(attr->name().view());
-            std::string const member = path + '[' + defaultText(*attr->keyType()) + ']';
-            std::string const before = session("list " + path);
-            std::string const value = shape.child ? "" : " " + defaultText(*attr->type());
-            EXPECT_EQ(session("set " + member + value), "") << member;
-            if (attr->name() == "freeMirrorSession") { // a queue: only what is there can be set
-                continue;
-            }
-            EXPECT_NE(session("list " + path), before);
-            EXPECT_EQ(session("get " + path).find(session("list " + path)), path.size() + 1);
-            EXPECT_EQ(session("del " + member), "");
-            EXPECT_EQ(session("list " + path), before);
-            ++written;
-        }
-    }
-    EXPECT_GT(made, 90u);
-    EXPECT_GT(written, 25u);
 }
 
 TEST(Script, StopsOrGoesOn) {

@@ -23,6 +23,8 @@
 namespace {
 
 using namespace std::chrono_literals;
+using support::ends;
+using support::has;
 using support::loamtunnel;
 using support::Outcome;
 namespace fs = std::filesystem;
@@ -75,28 +77,19 @@ protected:
         EXPECT_EQ(::chmod(path.c_str(), 01777), 0);
         return path;
     }
-    tool::Child serving(std::string const& at) const {
-        fs::remove(file("serve.log"));
-        auto server = start({"serve", "lif=LifAppConfigDir", "--writable", "--socket", at}, "serve.log");
-        EXPECT_TRUE(eventually(
-            [&] { return content("serve.log").find("serving at") != std::string::npos || server.status(); }));
-        return server;
+    tool::Child servingAt(std::string const& at) const {
+        return serving({"serve", "lif=LifAppConfigDir", "--writable", "--socket", at});
     }
 };
 
 TEST_F(SecondUser, IsLetInNowhereWhateverTheModeOfTheSocket) {
-    auto const server = serving(socket());
+    auto const server = servingAt(socket());
     std::vector<std::string> const asking{"tree", "--socket", socket(), "--timeout", "5000"};
-    Outcome const first = toOther(asking);
-    EXPECT_EQ(first.status, 6);
-    EXPECT_NE(first.err.find("ermission denied"), std::string::npos) << first.err;
+    EXPECT_TRUE(ends(toOther(asking), 6, "ermission denied"));
     ASSERT_EQ(::chmod(socket().c_str(), 0666), 0); // a careless operator
     for (auto const& words : {asking, {"set", "lif.appConfig[vtAppMpls]", "--socket", socket()}}) {
         Outcome const outcome = toOther(words); // whose own side refuses, too
-        EXPECT_EQ(outcome.status, 6) << words[0];
-        EXPECT_NE(outcome.err.find("runs for user 0, and this side talks to user 65533 alone"),
-                  std::string::npos)
-            << outcome.err;
+        EXPECT_TRUE(ends(outcome, 6, "runs for user 0, and this side talks to user 65533 alone")) << words[0];
     }
     EXPECT_TRUE(eventually([&] {
         return content("serve.log").find("runs for user 65533, and this side talks to user 0 alone") !=
@@ -118,10 +111,8 @@ TEST_F(SecondUser, IsNoServerForThisOne) {
         struct stat status {};
         return ::stat(at.c_str(), &status) == 0 && (status.st_mode & 0666u) == 0666u;
     }));
-    Outcome const outcome = loamtunnel({"tree", "--socket", at, "--timeout", "5000"});
-    EXPECT_EQ(outcome.status, 6);
-    EXPECT_NE(outcome.err.find("runs for user 65533, and this side talks to user 0 alone"), std::string::npos)
-        << outcome.err;
+    EXPECT_TRUE(ends(loamtunnel({"tree", "--socket", at, "--timeout", "5000"}), 6,
+                     "runs for user 65533, and this side talks to user 0 alone"));
     ::kill(impostor, SIGKILL);
     ::waitpid(impostor, nullptr, 0);
 }
@@ -143,18 +134,17 @@ TEST_F(SecondUser, KeepsNobodyFromServingInASharedFolder) {
     ASSERT_EQ(::read(ready[0], &heard, 1), 1);
     { // What is the neighbour's is named, and stays.
         for (char const* const name : {"/taken", "/locked"}) {
-            auto refused = serving(folder + name);
+            auto refused = servingAt(folder + name);
             EXPECT_EQ(refused.join(), 1) << name;
-            EXPECT_NE(content("serve.log").find(folder + name), std::string::npos) << content("serve.log");
+            EXPECT_TRUE(has(content("serve.log"), folder + name));
         }
         EXPECT_EQ(content("shared/taken"), "mine");
         EXPECT_EQ(content("shared/locked.lock"), "mine");
-        auto server = serving(folder + "/free");
+        auto server = servingAt(folder + "/free");
         EXPECT_EQ(loamtunnel({"tree", "--socket", folder + "/free"}).out, "lif: LifAppConfigDir\n");
         // The socket in such a folder is not the neighbour's to take away.
         EXPECT_EQ(asOther([&] { return ::unlink((folder + "/free").c_str()) == 0 ? 0 : 1; }), 1);
-        server.kill(SIGTERM);
-        EXPECT_EQ(server.join(), 0);
+        EXPECT_EQ(ended(server, SIGTERM), 0);
     }
     ::kill(neighbour, SIGKILL);
     ::waitpid(neighbour, nullptr, 0);
@@ -163,8 +153,7 @@ TEST_F(SecondUser, KeepsNobodyFromServingInASharedFolder) {
 }
 
 TEST_F(SecondUser, ReadsNoFileAndOwnsNoDefaultFolder) {
-    auto driver = start({"driver", "--socket", socket(), "--chip", "8", "--image", file("chip.img")}, "log");
-    ASSERT_TRUE(eventually([&] { return content("log").find("serving at") != std::string::npos; }));
+    auto const driver = serving({"driver", "--socket", socket(), "--chip", "8", "--image", file("chip.img")});
     EXPECT_EQ(loamtunnel({"log", "record", file("recording"), "--once", "--socket", socket()}).status, 0);
     for (char const* const name : {"chip.img", "chip.img.db", "chip.img.lock", "recording"}) {
         EXPECT_TRUE(fs::exists(file(name))) << name;
@@ -176,8 +165,7 @@ TEST_F(SecondUser, ReadsNoFileAndOwnsNoDefaultFolder) {
     ::setenv("XDG_RUNTIME_DIR", folder().c_str(), 1);
     Outcome const theirs = loamtunnel({"serve", "lif=LifAppConfigDir"});
     ::unsetenv("XDG_RUNTIME_DIR");
-    EXPECT_EQ(theirs.status, 1);
-    EXPECT_NE(theirs.err.find("is no folder of this user's own"), std::string::npos) << theirs.err;
+    EXPECT_TRUE(ends(theirs, 1, "is no folder of this user's own"));
     EXPECT_TRUE(fs::is_empty(file("loamtunnel")));
 }
 

@@ -93,10 +93,10 @@ TEST(Streams, AReadErrorIsNoEnd) {
 }
 
 TEST(Streams, OptionsWithoutEffectAreRefused) {
-    for (std::string const each :
-         {"encode -c8 --array 1 AradLifAcMp", "encode -c8 --rows --json AradLifAcMp",
-          "encode -c8 --rows --nonzero AradLifAcMp", "decode --check --json -f -", "layout --html --json",
-          "schema --json-schema --json", "get --form wire x"}) {
+    for (std::string const each : {"encode -c8 --array 1 AradLifAcMp", "encode -c8 --rows --json AradLifAcMp",
+                                   "encode -c8 --rows --nonzero AradLifAcMp", "decode --check --json -f -",
+                                   "layout --html --json", "layout --all --svg", "layout --all --variant 99",
+                                   "schema --json-schema --json", "get --form wire x"}) {
         std::string err;
         EXPECT_EQ(status("$p " + each + " </dev/null", err), 2) << each << err;
     }

@@ -11,6 +11,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using support::has;
 using support::loamtunnel;
 using support::Outcome;
 using support::Terminal;
@@ -63,8 +64,7 @@ TEST_F(InTerminal, AShellCompletesGoesOnAndConnectsAgain) {
     shell.type("\033[A\033[A\033[A\n"); // three lines up
     EXPECT_TRUE(shell.shows("no command gett")) << shell.all();
 
-    server.kill(SIGKILL);
-    server.join();
+    ended(server, SIGKILL);
     EXPECT_TRUE(shell.shows("-- the connection is lost: ")) << shell.all();
     shell.type("tree --timeout 100\n");
     EXPECT_TRUE(shell.shows("no connection to " + socket())) << shell.all();
@@ -76,7 +76,7 @@ TEST_F(InTerminal, AShellCompletesGoesOnAndConnectsAgain) {
     std::this_thread::sleep_for(500ms); // a prompt is there a little before the keys are
     shell.type("\004");
     EXPECT_EQ(shell.join(), 0) << shell.all();
-    EXPECT_NE(content("state/loamtunnel/history").find("monitor"), std::string::npos);
+    EXPECT_TRUE(has(content("state/loamtunnel/history"), "monitor"));
     struct stat kept {};
     ASSERT_EQ(::stat(file("state/loamtunnel/history").c_str(), &kept), 0);
     EXPECT_EQ(kept.st_mode & 0777u, 0600u);
@@ -87,7 +87,7 @@ TEST_F(InTerminal, SyncTellsWhomItWaitsFor) {
     auto watching = start({"monitor", "--socket", socket()}, "monitor.log");
     auto stopped = start({"monitor", "--socket", socket()}, "stopped.log");
     for (char const* const log : {"monitor.log", "stopped.log"}) {
-        ASSERT_TRUE(eventually([&] { return content(log).find("lif") != std::string::npos; }));
+        ASSERT_TRUE(says(log, "lif"));
     }
     stopped.kill(SIGSTOP);
     Terminal sync({"sync", "--socket", socket(), "--all", "--timeout", "60000"}, 200);
@@ -113,7 +113,7 @@ TEST_F(InTerminal, AShellRunsTheLinesOfAPipe) {
     for (char const* const each :
          {"loamtunnel: stdin:5: lif.appConfig[vtAppVxlan]", "stdin:6: no command gett",
           "stdin:7: ", "stdin:9: no option --socket; "}) {
-        EXPECT_NE(outcome.err.find(each), std::string::npos) << outcome.err;
+        EXPECT_TRUE(has(outcome.err, each));
     }
     EXPECT_EQ(loamtunnel({"shell", "--socket", socket()}, "get lif\n").status, 0);
     EXPECT_EQ(loamtunnel({"shell", "--socket", file("nowhere"), "--timeout", "100"}, "get lif\n").status, 6);
@@ -132,8 +132,7 @@ TEST_F(InTerminal, TopIsRefreshedInPlaceAndSorted) {
     EXPECT_EQ(top.modes(), tcflag_t{ISIG});
     top.type("s");
     EXPECT_TRUE(top.shows("by in/s")) << top.all();
-    server.kill(SIGKILL);
-    server.join();
+    ended(server, SIGKILL);
     EXPECT_TRUE(top.shows("no connection to ")) << top.all();
     server = serve();
     EXPECT_TRUE(top.shows("connections, by in/s")) << top.all();
@@ -151,19 +150,9 @@ TEST_F(InTerminal, TopIsRefreshedInPlaceAndSorted) {
     Outcome const once = on("top", {"--once", "--sort", "peer", "--no-headings"});
     EXPECT_EQ(once.status, 0) << once.err;
     EXPECT_GE(std::ranges::count(once.out, '\n'), 1) << once.out;
-    EXPECT_EQ(once.out.find('\033'), std::string::npos);
+    EXPECT_FALSE(has(once.out, "\033"));
     EXPECT_EQ(on("top", {"--once", "--json"}).out.find("{\"time\":\""), 0u);
     EXPECT_EQ(on("top", {"--sort", "nosuch"}).status, 2);
-}
-
-TEST_F(InTerminal, AMonitorEndsWithAKeyOfTheTerminal) {
-    auto const server = serve();
-    Terminal monitor({"monitor", "--socket", socket()});
-    EXPECT_TRUE(monitor.shows("lif: LifAppConfigDir\r\n")) << monitor.all();
-    EXPECT_EQ(on("set", {"lif.appConfig[vtAppMpls]"}).status, 0);
-    EXPECT_TRUE(monitor.shows("lif.appConfig[vtAppMpls]")) << monitor.all();
-    monitor.type("\003");
-    EXPECT_EQ(monitor.join(), 0);
 }
 
 // Long work says how far it is and what it waits for, and leaves nothing behind.
@@ -196,7 +185,7 @@ TEST_F(InTerminal, LongWorkShowsWhatItWaitsFor) {
         120, 40, folder());
     EXPECT_TRUE(encode.shows("1 entries encoded; reads stdin:2")) << encode.all();
     EXPECT_EQ(encode.join(), 0);
-    EXPECT_NE(content("rows").find("vsi[15:0]: 1"), std::string::npos);
+    EXPECT_TRUE(has(content("rows"), "vsi[15:0]: 1"));
     EXPECT_TRUE(encode.all().ends_with("\r\033[K")) << encode.all();
 }
 
@@ -294,8 +283,7 @@ TEST_F(InTerminal, TheCommandsOfTheGuideDoWhatItSays) {
                 EXPECT_EQ(out, prints);
             }
         }
-        server.kill(SIGTERM);
-        EXPECT_EQ(server.join(), 0);
+        EXPECT_EQ(ended(server, SIGTERM), 0);
         std::filesystem::remove(file("lif.loamlog"));
     }
 }

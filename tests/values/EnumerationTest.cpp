@@ -41,10 +41,7 @@ TEST(Enumeration, PrintsItsNameOrItsNumber) {
 TEST(Chip, HasAFamilyAlsoWithoutATable) {
     EXPECT_EQ(chipTypeToFapType(otherChip1), Loam::fapTypeOther);
     EXPECT_EQ(chipTypeToFapType(aradChip2), Loam::fapTypeArad);
-    EXPECT_EQ(chipTypeToFapType(aradChip4), Loam::fapTypeArad);
-    EXPECT_EQ(chipTypeToFapType(jerichoChip5), Loam::fapTypeJericho);
     EXPECT_EQ(chipTypeToFapType(jerichoChip6), Loam::fapTypeJericho);
-    EXPECT_EQ(chipTypeToFapType(jerichoChip10), Loam::fapTypeJericho);
     if constexpr (Kor::contractChecks) {
         EXPECT_DEATH(chipTypeToFapType(static_cast<ChipType>(11)), "chipTypeToFapType: no chip 11");
     }

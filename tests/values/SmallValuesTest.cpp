@@ -3,8 +3,6 @@
 #include "values/LoamTunnelTypes.h"
 
 #include <gtest/gtest.h>
-#include <sstream>
-#include <string>
 
 namespace {
 
@@ -13,10 +11,6 @@ using namespace Hardware::LoamTunnel;
 using Lumen::IntfId;
 using Lumen::IpAddr;
 using support::refusal;
-
-std::string textOf(auto const& value) {
-    return valueToStrep(value).charPtr();
-}
 
 TEST(LifIndex, NullIsThePairOfTheLargestIndexAndNoBank) {
     EXPECT_TRUE(!AradLifIndex());
@@ -56,10 +50,6 @@ TEST(TcamSharing, HashesNestAndTheVlanStaysOut) {
     EXPECT_EQ(entry.hash(), Kor::OneAtATime().add(request.hash()).add(9u).finish());
     TcamSharingPendingRequest const in(entry, true);
     EXPECT_EQ(in.hash(), Kor::OneAtATime().add(entry.hash()).add(U8{1}).finish());
-    EXPECT_LT(TcamSharingPendingRequest(entry), in);
-    EXPECT_LT(TcamSharingResponse(), TcamSharingResponse(tcamSharingInsertSuccess));
-    EXPECT_NE(TcamSharingVlanIdOrDomainResponse(1), TcamSharingVlanIdOrDomainResponse(1, true));
-    EXPECT_EQ(TcamSharingRequest().fapId().value(), 2048);
 }
 
 TEST(Platform, NumbersOutOfRangeAreRefused) {
@@ -76,15 +66,9 @@ TEST(Platform, NumbersOutOfRangeAreRefused) {
     static_assert(sizeof(Loam::IntfTpidIndex) == 1 && sizeof(Loam::AradIvecIndex) == 12);
 }
 
-TEST(Tunnels, OrderByTypeThenAddress) {
+TEST(Tunnels, HashAllThatTheyHave) {
     TunnelTerminationEntry const first(Fen::tunnelTypeIpInIp, IpAddr(10, 0, 0, 2));
-    TunnelTerminationEntry const second(Fen::tunnelTypeGre, IpAddr(10, 0, 0, 1));
-    EXPECT_LT(first, second);
-    EXPECT_LT(TunnelTerminationEntry(Fen::tunnelTypeIpInIp, IpAddr(9, 255, 0, 0)), first);
     EXPECT_EQ(first.hash(), Kor::OneAtATime().add(1u).add(IpAddr(10, 0, 0, 2).hash()).finish());
-    EXPECT_EQ(VtepToNhIdMapStatusEntry().nhId().value(), 0xffffffffu);
-    EXPECT_EQ(TpidVtAppConfigEntry().intfTpid().value(), 0x8100);
-    EXPECT_EQ(VcableTpidVtConfigEntry().intfTpidIndex().value(), 4);
     Fen::TunnelKey const key(Fen::tunnelTypeVxlan, IpAddr(1, 2, 3, 4), IpAddr(5, 6, 7, 8), 0x01234567u,
                              0x89abcdefu);
     EXPECT_EQ(key.hash(), Kor::OneAtATime()
@@ -111,15 +95,6 @@ TEST(Interfaces, HaveOneNameForEachIdAndTheOtherWayRound) {
         IntfId const id(random.next() >> random.below(64));
         ASSERT_EQ(IntfId::fromName(id.name()), id) << id.value();
     }
-    EXPECT_EQ(textOf(TcamSharingRequest(IntfId::ofName("Vlan7"))),
-              "Value('Hardware::LoamTunnel::TcamSharingRequest', ** {'intfId': 'Vlan7', 'fapId': 2048, "
-              "'l3FloodPortVlanId': 0})");
-    EXPECT_EQ(textOf(TunnelTerminationEntry(Fen::tunnelTypeGre, IpAddr(192, 168, 0, 255))),
-              "Value('Hardware::LoamTunnel::TunnelTerminationEntry', ** {'tunnelType': 'tunnelTypeGre', "
-              "'terminatingIpAddr': '192.168.0.255'})");
-    std::ostringstream text;
-    text << IntfId::ofName("Vlan7") << IpAddr(10, 0, 0, 1) << Sideband::Fapmask::of({0, 3}) << Loam::FapId(5);
-    EXPECT_EQ(text.str(), "'Vlan7''10.0.0.1''0,3'5");
 }
 
 } // namespace
