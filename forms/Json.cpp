@@ -4,6 +4,8 @@
 #include "runtime/PlainText.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <unordered_set>
@@ -114,17 +116,14 @@ std::size_t utf8Length(std::string_view text) noexcept {
     return length;
 }
 
+bool isPlain(char c) {
+    return static_cast<U8>(c) >= 0x20 && static_cast<U8>(c) < 0x7f && c != '"' && c != '\\';
+}
+
 void writeString(std::ostream& out, std::string_view text) {
     out << '"';
     while (!text.empty()) {
-        auto const plain =
-            static_cast<std::size_t>(std::ranges::find_if(text,
-                                                          [](char c) {
-                                                              return static_cast<U8>(c) < 0x20 ||
-                                                                     static_cast<U8>(c) >= 0x7f || c == '"' ||
-                                                                     c == '\\';
-                                                          }) -
-                                     text.begin());
+        auto const plain = static_cast<std::size_t>(std::ranges::find_if_not(text, isPlain) - text.begin());
         out << text.substr(0, plain);
         text.remove_prefix(plain);
         if (text.empty()) {
@@ -190,10 +189,12 @@ bool isUtf8(std::string_view text) noexcept {
 }
 
 void JsonWriter::line() {
-    if (isIndented_) {
-        out_ << '\n';
-        for (std::size_t i = 0; i < open_.size(); ++i) {
-            out_ << "  ";
+    if (isIndented_) { // in one piece: it is a good part of what is written
+        constexpr std::string_view start = "\n                                ";
+        std::size_t const blanks = 2 * open_.size();
+        out_ << start.substr(0, 1 + blanks);
+        for (std::size_t more = start.size() - 1; more < blanks; ++more) {
+            out_ << ' ';
         }
     }
 }
@@ -241,8 +242,10 @@ JsonWriter& JsonWriter::string(std::string_view text) {
 }
 
 JsonWriter& JsonWriter::number(U64 number) {
+    std::array<char, 20> digits{};
+    char const* const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
     before();
-    out_ << number;
+    out_ << std::string_view(digits.data(), end);
     return *this;
 }
 

@@ -113,6 +113,15 @@ void Fences::readFenced(In& in) {
     tell(asked_.extract(number).mapped().hook, result);
 }
 
+/// The bare reason where there is no memory for a sentence: a session can end for that.
+static String8 whyGone(String8 const& peer, String8 const& reason) {
+    try {
+        return format("%s has gone: %s", peer.charPtr(), reason.charPtr());
+    } catch (std::bad_alloc const&) {
+        return reason;
+    }
+}
+
 void Fences::ended(String8 const& reason) {
     for (auto const& [number, answer] : std::exchange(answers_, {})) {
         if (answer) {
@@ -121,9 +130,8 @@ void Fences::ended(String8 const& reason) {
     }
     while (!asked_.empty()) {
         tell(asked_.extract(asked_.begin()).mapped().hook,
-             FenceResult{.outcome = FenceOutcome::gone,
-                         .why = format("%s has gone: %s", core_.self.peerName().charPtr(), reason.charPtr()),
-                         .gone = 1});
+             FenceResult{
+                 .outcome = FenceOutcome::gone, .why = whyGone(core_.self.peerName(), reason), .gone = 1});
     }
 }
 
