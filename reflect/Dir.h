@@ -8,9 +8,7 @@
 ///     root->at("lifConfig");                                // the same, by a path of names
 ///
 /// A directory holds its entities, is their parent while they are in it, and lets them go when it ends. Its
-/// reactors hear onEntry(name). One thread.
-///
-/// An entry costs one allocation. What an operation raises stands with it.
+/// reactors hear onEntry(name). An entry costs one allocation. One thread.
 
 #include "reflect/DirNames.h"
 #include "reflect/entity/EntityPattern.h"

@@ -13,9 +13,8 @@
 ///     LifTypeInstance(99);                         // Kor::RangeException, "LifType"
 ///     stringValue(lifAcMp);                        // "lifAcMp"
 ///
-/// An enumeration is stored in 32 bits and its numbers lie in 0 to 31. All of this may run on any thread.
-///
-/// A name is found by a walk over at most 32 enumerators; a text is one allocation.
+/// An enumeration is stored in 32 bits, and its numbers lie in 0 to 31. A name is found by a walk over the
+/// enumerators; a text is one allocation. Any thread.
 
 #include "reflect/FwkType.h"
 #include "reflect/Texts.h"

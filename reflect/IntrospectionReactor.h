@@ -9,9 +9,8 @@
 ///     reactor->handleScopeExit();
 ///     reactor->handleScopeExit();
 ///
-/// The modules of types do this (reflect/TypeModule.h); nobody else needs to. One thread.
-///
-/// It is used while libraries are loaded; nothing of it costs anything later.
+/// The modules of types do this (reflect/TypeModule.h) while libraries are loaded; nobody else needs to, and
+/// nothing of it costs anything later. One thread.
 
 #include "reflect/KorType.h"
 

@@ -305,9 +305,8 @@ T readTextAt(String8::IteratorConst& it, String8::IteratorConst const& end) {
 
 } // namespace detail
 
-/// Reads a value, or a reference to an object of the class T, from the cursor on, and leaves the cursor
-/// behind it, or where the fault is when it raises. Columns count from the start of the string. `T(it, end)`
-/// of a value is the same.
+/// Reads a value, or a reference to an object of the class T, as `T(it, end)` does, and leaves the cursor
+/// behind it, or where the fault is when it raises. Columns count from the start of the string.
 template <class T>
 auto sequenceToValue(String8::IteratorConst& it, String8::IteratorConst const& end, T const* /*tag*/) {
     return detail::readTextAt<std::conditional_t<std::derived_from<T, PtrInterface>, Ptr<T>, T>>(it, end);

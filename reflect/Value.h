@@ -23,9 +23,8 @@
 /// A view's setter keeps the low bits of what it is given and cannot fail. A class declares a range by a
 /// member `void korCheck() const` that throws: the constructor from attributes checks it, and a setter that
 /// changes nothing does nothing; otherwise it stores first, so that a refused value stays stored when the
-/// exception leaves. What comes from an attribute log is checked where the class has a member
-/// `korChecksWire`, true. A class that does more to what it is made from says so in a member `void
-/// korMake()`.
+/// exception leaves. What comes from an attribute log is checked where a member `korChecksWire` is true. A
+/// class that does more to what it is made from has a member `void korMake()`.
 
 #include "reflect/Attributes.h"
 #include "reflect/FwkType.h"

@@ -1,8 +1,8 @@
 #pragma once
 
 /// How a box gets at one attribute of an object that is given as a void pointer: a constant BoxAttribute of
-/// plain functions, which follow from the attribute's shape. What the operations on them check and raise is
-/// written once, in reflect/box/GenericIf.cpp.
+/// plain functions, which follow from the attribute's shape. Which operations there are, in which order they
+/// are checked and what they raise is written once, over tables of these, in reflect/box/GenericIf.cpp.
 
 #include "reflect/Attributes.h"
 #include "reflect/box/GenericIf.h"

@@ -39,9 +39,8 @@
 /// A write that changes nothing does nothing. Otherwise the change is stored, the version rises by one, and
 /// then the reactors are told with the key, on the caller's stack (runtime/Notification.h). Two exceptions:
 /// xIs(K) of an entity map raises the version for a present child too, and tells nobody; xInc and xDec tell,
-/// never touch the version, and count modulo 2 to the 32nd. A count that reaches 0 stays in the map: xDel
-/// ends it. newX inserts and does nothing else; its key must not be present. Handlers' exceptions never get
-/// here.
+/// never touch the version, and count modulo 2 to the 32nd. A count of 0 stays in the map: xDel ends it. newX
+/// inserts and does nothing else; its key must not be present. Handlers' exceptions never get here.
 ///
 /// Cost. A map operation is one hash, one bucket, one short chain; without reactors a change costs one test
 /// more. An insertion allocates its member, nothing else allocates. One thread at a time.
@@ -213,9 +212,8 @@ struct BaseOf<Self, Base, AttributeList<A...>> : VirtualSetters<Self, EntityPart
 } // namespace detail
 
 /// The class `Self` on top of `Base`, which is Kor::Entity, Kor::PtrInterface (no name, version, parent or
-/// attribute log), or another entity, whose attributes and reactors it then adds to. A long list is
-/// better given as one class derived from its Kor::AttributeList, by whose name all that is made from it
-/// goes:
+/// attribute log), or another entity, whose attributes and reactors it then adds to. A long list is better
+/// given as one class derived from its Kor::AttributeList, whose name stands for it everywhere:
 ///
 ///     struct PortAttributes : Kor::AttributeList<...> {};
 ///     class Port : public Kor::EntityOf<Port, PortAttributes> { ... };
