@@ -1,6 +1,7 @@
 #include "attrlog/session/Session.h"
 
 #include "attrlog/session/internal/Parts.h"
+#include "runtime/HandlerExceptions.h"
 
 #include <algorithm>
 #include <random>
@@ -197,7 +198,14 @@ Session::Session(Side side, SessionConfig config, Ptr<Service> service, SessionH
 Session::~Session() {
     impl_->isCut = true;
     impl_->core.close(Demuxer::endedReason());
-    impl_->fences.ended(Demuxer::endedReason());
+    for (bool isTold = false; !isTold;) {
+        try {
+            impl_->fences.ended(Demuxer::endedReason());
+            isTold = true;
+        } catch (...) { // of a hook, which has been told
+            handlerExceptionNote(*this, AttributeId(0));
+        }
+    }
 }
 
 bool Session::receive() {
