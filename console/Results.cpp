@@ -50,7 +50,9 @@ ChangeFilter::Parts ChangeFilter::partsOf(std::string_view path) {
 
 bool ChangeFilter::takes(Watch::Change const& change) const {
     Parts const parts = partsOf(change.path);
-    return fits(entity, std::string(parts.entity)) && (attribute.empty() || parts.attribute == attribute) &&
+    bool const isOfEntity = fits(entity, std::string(parts.entity)) ||
+                            (change.isGone && fits(entity, change.path)); // as which it was shown
+    return isOfEntity && (attribute.empty() || parts.attribute == attribute) &&
            (kind.empty() || (kind == "set") != change.isGone);
 }
 

@@ -206,11 +206,19 @@ void writeValueSchema(JsonWriter& json, KorType const& type) {
     if (name == "bool") {
         json.beginObject().string("type", "boolean").end();
     } else if (isNumberType(type)) {
+        bool const isSigned = name[0] == 'S'; // U8 to U64, S32 and S64
+        U64 const half = U64{1} << (std::stoul(std::string(name.substr(1))) - 1);
         json.beginObject().key("anyOf").beginArray();
-        json.beginObject().string("type", "integer").end();
+        json.beginObject()
+            .string("type", "integer")
+            .key("minimum")
+            .raw(isSigned ? '-' + std::to_string(half) : "0")
+            .key("maximum")
+            .raw(std::to_string(half - 1 + (isSigned ? 0 : half)))
+            .end();
         json.beginObject()
             .string("type", "string")
-            .string("pattern", "^-?(0[xX][0-9a-fA-F]+|[0-9]+)$")
+            .string("pattern", std::string(isSigned ? "^-?" : "^") + "(0[xX][0-9a-fA-F]+|[0-9]+)$")
             .end()
             .end()
             .end();

@@ -117,6 +117,9 @@ void layout(Context& context, LayoutOptions const& options) {
         throw WrongUsage("layout needs --chip CHIP, --diff CHIP CHIP, --all or --html");
     }
     if (options.html) {
+        if (options.row.table || options.row.variant) {
+            throw WrongUsage("--html is the page of all tables; it goes with no --table or --variant");
+        }
         page::printTablePage(context.out, [](TableInfo const& table, U32 chip, U32 variant) {
             return Diagram(rowForm(table.name, static_cast<ChipType>(chip), variant)).lanes();
         });
