@@ -259,6 +259,7 @@ private:
         }
     }
     void read(Context& context) {
+        std::ranges::for_each(options_.kinds, [](std::string const& kind) { kindNamed(kind); }); // or refused
         U32 slots = 0;
         for (std::string const& file : options_.files) {
             eachLine(context, file, [&](std::string const& text, std::string const&) {

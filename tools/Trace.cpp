@@ -245,6 +245,9 @@ void levelsOfProcess(Context& context, TraceOptions const& options) {
         }
     }
     Json const answer = Connection(context, options.live, "trace").live().ask("trace", join(words));
+    if (!answer.isArray()) {
+        throw Refused("the peer gives an odd answer to trace: " + answer.shown());
+    }
     Listing listing({"facility", "enabled", "levels", "passed"});
     for (auto const& [name, each] : answer.members) {
         std::vector<std::string> levels;
