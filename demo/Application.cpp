@@ -217,7 +217,7 @@ public:
     }
     /// What it waits for.
     std::string awaited() const {
-        if (!current_ || !current_->isEstablished()) {
+        if (!hasPeer()) {
             return "waits for the connection to the driver";
         }
         for (Asking const* const each : used_) {
@@ -237,7 +237,8 @@ public:
                                         " requests that were taken back have gone";
     }
     Session& session() { return *session_; }
-    bool wasConnected() const { return current_ != nullptr; }
+    Status lateStatus() const { return hasPeer() ? timedOutStatus : noConnectionStatus; }
+    bool hasPeer() const { return current_ && current_->isEstablished(); }
     bool isConnected() const { return session_ && session_->isEstablished(); }
 
 private:
@@ -443,7 +444,7 @@ void application(Context& context, ApplicationOptions const& options) {
         if (context.status == 0) { // else what was in the way has been told
             messages.fail("not done within " + std::to_string(options.timeout.count()) +
                               " ms: " + application.progress() + "; " + application.awaited(),
-                          application.wasConnected() ? timedOutStatus : noConnectionStatus);
+                          application.lateStatus());
         }
         return;
     }
@@ -468,7 +469,7 @@ void application(Context& context, ApplicationOptions const& options) {
             messages.fail("the driver has not answered that all is there" +
                               (why.empty() ? "" : ": " + Forms::shown(why, 300)) + "; " +
                               application.progress(),
-                          why.empty() ? timedOutStatus : refusedStatus);
+                          why.empty() ? application.lateStatus() : refusedStatus);
         }
         return;
     }

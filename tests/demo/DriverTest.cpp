@@ -429,7 +429,7 @@ TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
     auto application = start(longer, "application.log");
     std::this_thread::sleep_for(300ms);
     ended(driver, SIGKILL);
-    EXPECT_EQ(application.join(), 5) << content("application.log");
+    EXPECT_EQ(application.join(), 6) << content("application.log");
     EXPECT_TRUE(has(content("application.log"), "not done within"));
 }
 
