@@ -156,6 +156,36 @@ TEST(Fence, WaitsForWhatIsInAChildWhoseKeyWaits) {
     EXPECT_EQ(there, many);
 }
 
+// What waited when a pass begins anew waits still.
+TEST(Fence, WaitsForAPassThatBeginsAnew) {
+    auto const dir = lifAppConfigDirFactory("lif");
+    auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+    U32 const many = 2'000;
+    auto const setAll = [&](U32 value) {
+        for (U32 i = 0; i < many; ++i) {
+            mine->reqCountIs(lifEntry(i), value);
+        }
+    };
+    setAll(1);
+    Sessions two(support::smallSession, {}, accepting(dir));
+    two.a->push("lifConfig", mine);
+    two.quiet();
+    setAll(2);
+    U32 there = 0;
+    two.a->fence(FenceLevel::applied, [&](FenceResult const& result) {
+        EXPECT_EQ(result.outcome, FenceOutcome::applied);
+        for (U32 i = 0; i < many; ++i) {
+            there += dir->appConfig(Loam::vtAppMpls)->reqCount(lifEntry(i)) == 2 ? 1 : 0;
+        }
+    });
+    two.turn(300);
+    auto const adapter = ptrCast<StreamAdapter>(mine->korNboAttrLogSa(two.a->out()));
+    ASSERT_TRUE(adapter);
+    adapter->doRemountSelf(two.a->out());
+    two.quiet(300);
+    EXPECT_EQ(there, many);
+}
+
 // What is held back while the peer's full state is on its way counts; so does what is deleted.
 TEST(Fence, WaitsForWhatIsHeldBackDuringAPassOfThePeer) {
     auto const theirs = lifAppConfigFactory(Loam::vtAppMpls);
