@@ -154,6 +154,27 @@ TEST(Fence, WaitsForWhatIsInAChildWhoseKeyWaits) {
     EXPECT_EQ(there, many);
 }
 
+// The pass owes what the marks before it did.
+TEST(Fence, WaitsForAPassThatTakesThePlaceOfMarks) {
+    auto const dir = lifAppConfigDirFactory("lif");
+    Sessions two(support::smallSession, {}, accepting(dir));
+    auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
+    two.a->push("lifConfig", mine);
+    two.quiet();
+    U32 const many = 2'000;
+    for (U32 i = 0; i < many; ++i) {
+        mine->reqCountIs(lifEntry(i), 1);
+    }
+    U32 there = 0;
+    two.a->fence(FenceLevel::applied, [&](FenceResult const& result) {
+        ASSERT_EQ(result.outcome, FenceOutcome::applied);
+        there = dir->appConfig(Loam::vtAppMpls)->reqCountMap().count();
+    });
+    ptrCast<StreamAdapter>(mine->korNboAttrLogSa(two.a->out()))->doThis();
+    two.quiet(300);
+    EXPECT_EQ(there, many);
+}
+
 // What is held back while the peer's full state is on its way counts; so does what is deleted.
 TEST(Fence, WaitsForWhatIsHeldBackDuringAPassOfThePeer) {
     auto const theirs = lifAppConfigFactory(Loam::vtAppMpls);

@@ -256,6 +256,13 @@ TEST(Stream, SectionsAreSteppedThrough) {
     EXPECT_EQ(in->nextEntityId(), (EntityId{3, 0}));
     EXPECT_FALSE(in->nextSection(section));
     EXPECT_FALSE(in->nextRecord(header));
+    // One that says that it reaches past the end of its record.
+    Bytes longer = record({MsgHeader::announcing, newEntityAttribute, true});
+    longer[1] = static_cast<U8>(longer[1] + 4);
+    longer.insert(longer.end(), {9, 0, 2, 0});
+    in->feed(longer);
+    ASSERT_TRUE(in->nextRecord(header));
+    EXPECT_THROW(in->nextSection(section), AttrLogRecordException);
 }
 
 } // namespace
