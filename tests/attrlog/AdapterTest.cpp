@@ -244,29 +244,14 @@ TEST_F(Configs, WhatAHandlerAnswersIsSentAndNothingEchoes) {
     EXPECT_EQ(link.a->out()->records(), before + 1);
 }
 
-TEST(Adapter, AFullStreamCostsOneMarkAChangedKeyAndSendsExactlyThose) {
+TEST(Adapter, AKeyAtWhichAPassHasStoppedMayGo) {
     Link link(support::smallStream);
     auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
     auto const theirs = link.mountAtA(mine);
-    for (U32 i = 0; i < 100'000; ++i) {
-        mine->reqCountIs(lifEntry(i % 50), i);
+    for (U32 i = 0; i < 50; ++i) {
+        mine->reqCountIs(lifEntry(i), 1);
     }
-    mine->reqCountDel(lifEntry(0));
-    mine->reqCountIs(lifEntry(51), 1);
-    mine->reqCountDel(lifEntry(51));
-    Stats const stats = link.a->stats();
-    EXPECT_EQ(stats.dirtyKeys, stats.dirtyKeysHighWater);
-    EXPECT_LE(stats.dirtyKeys, 51u);
-    EXPECT_GT(stats.coalescedChanges, 99'000u);
-    EXPECT_EQ(stats.streamFull, 1u);
-    EXPECT_LE(link.a->out()->pending(), support::smallStream.ring);
-    U64 const passes = link.b->stats().passesIn;
     link.quiet();
-    EXPECT_TRUE(support::sameState(*mine, *theirs));
-    EXPECT_EQ(link.a->stats().recordsOut, stats.recordsOut + stats.dirtyKeys);
-    EXPECT_EQ(link.b->stats().passesIn, passes);
-
-    // A key at which a pass has stopped may go.
     auto const adapter = adapterOf(*mine, *link.a);
     adapter->doRemountSelf(link.a->out());
     link.a->flow();
@@ -327,38 +312,21 @@ TEST(Adapter, TheExchangeIsThatOfThePage) {
     EXPECT_EQ(sent, expected);
 }
 
-TEST(Adapter, DirectoriesTakeUnknownApplicationsAndRecordsWithOffsets) {
+TEST(Adapter, AnUnknownApplicationIsKeptAndAnyOtherUnknownEnumeratorIsTheRecordsFault) {
     Link link;
     auto const mine = lifAppConfigDirFactory("lif");
     auto const theirs = link.mountAtA(mine);
     EntityId const id = adapterOf(*mine, *link.a)->entityId();
-    auto const child = [](U32 n) { return EntityId::ofNumber(n << 2 | 3); }; // ids of side a
-    auto const unknown = static_cast<Loam::VtAppId>(77);
     EXPECT_TRUE(give(*link.b, {id, 258, true, 0, announcedChildAttribute},
-                     [&](auto const& out) { out << U32{77} << child(1000); }));
+                     [&](auto const& out) { out << U32{77} << EntityId::ofNumber(1000 << 2 | 3); }));
     EXPECT_EQ(link.b->stats().unknownEnums, 1u);
-    ASSERT_TRUE(theirs->appConfig(unknown));
-    EXPECT_EQ(adapterOf(*theirs->appConfig(unknown), *link.b)->entityId(), child(1000));
-
-    // Offsets of the key and of what follows it, ids up to the attribute, something unknown, the key.
-    EXPECT_TRUE(give(*link.b, {id, directoryAttribute, true}, [&](auto const& out) {
-        out << U16{14} << U16{24} << U32{135} << U32{258} << U16{0} << U32{9} << Loam::vtAppVxlan << U16{0};
-        out << child(1001);
-    }));
-    EXPECT_TRUE(theirs->appConfig(Loam::vtAppVxlan));
-    EXPECT_TRUE(give(*link.b, {id, -directoryAttribute, true}, [&](auto const& out) {
-        out << U16{8} << U16{0} << static_cast<U32>(-258) << Loam::vtAppVxlan;
-    }));
-    EXPECT_FALSE(theirs->appConfig(Loam::vtAppVxlan));
-    EXPECT_EQ(link.b->out()->records(), 0u);
-    EXPECT_EQ(link.b->mounted(), 2u);
-
-    // Anywhere else an unknown enumerator is the record's fault.
+    EXPECT_TRUE(theirs->appConfig(static_cast<Loam::VtAppId>(77)));
     auto const request = link.mountAtA(makePtr<OutAcRequest>(OutAcKey()));
     EXPECT_TRUE(give(*link.b, {adapterOf(*request, *link.b)->entityId(), 259, true},
                      [&](auto const& out) { out << U32{77} << U32{1}; }));
     EXPECT_EQ(link.b->stats().refusedRecords, 1u);
     EXPECT_TRUE(request->reqCountMap().empty());
+    // An offset that leads out of the record.
     EXPECT_FALSE(give(*link.b, {id, directoryAttribute, true},
                       [&](auto const& out) { out << U16{9999} << U16{0} << U32{258}; }));
 }
@@ -566,52 +534,6 @@ TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {
     EXPECT_EQ(link.b->closeReason(), "peer has more entities than the limit");
     EXPECT_FALSE(announce(*link.a, EntityId::ofNumber(1 << 2 | 3)));
     EXPECT_EQ(link.a->closeReason(), "record gives an id that is not the sender's to give");
-}
-
-// Recordings of a real session with damaged bytes: whatever becomes of the connection, the entities are
-// whole.
-TEST(Adapter, DamagedSessionsLeaveTheEntitiesWhole) {
-    Random random;
-    auto const mine = lifAppConfigDirFactory("lif");
-    auto const evec = evecStatusFactory("evec");
-    auto const properties = makePtr<FapTypeProperties>();
-    std::vector<U8> session;
-    {
-        Link link;
-        for (Ptr<Entity> const& each : {Ptr<Entity>(mine), Ptr<Entity>(evec), Ptr<Entity>(properties)}) {
-            link.a->mount(each);
-        }
-        for (int i = 0; i < 60; ++i) {
-            support::change(*mine, random);
-            support::change(*evec, random);
-            support::change(*properties, random);
-            link.a->flow();
-        }
-        auto const bytes = link.a->out()->readable();
-        session.assign(bytes.begin(), bytes.end());
-    }
-    int closed = 0;
-    for (int round = 0; round < 400; ++round) {
-        std::vector<U8> damaged = session;
-        for (U32 i = 1 + random.below(3); i-- > 0;) {
-            damaged[random.below(static_cast<U32>(damaged.size()))] = static_cast<U8>(random.next());
-        }
-        Link link;
-        std::vector<Ptr<Entity>> got;
-        link.b->rootHookIs([&](Ptr<Entity> const& offered) { return got.emplace_back(offered); });
-        link.b->in()->feed(damaged);
-        closed += !link.b->receive();
-        link.b->close("done");
-        for (auto const& each : got) {
-            EXPECT_FALSE(each->korNboAttrLogSa(link.b->out()));
-            if (auto const dir = ptrCast<LifAppConfigDir>(each)) {
-                for (auto const& child : dir->appConfigMap()) {
-                    EXPECT_EQ(child.parent(), dir);
-                }
-            }
-        }
-    }
-    EXPECT_GT(closed, 0);
 }
 
 } // namespace

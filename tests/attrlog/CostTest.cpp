@@ -154,9 +154,15 @@ TEST(Cost, APeerThatNeverReadsCostsItsRingAndOneMarkAChangedKey) {
     }
     EXPECT_EQ(allocated, marked);
     EXPECT_EQ(link.a->out()->pending(), pending);
-    EXPECT_EQ(link.a->stats().dirtyKeys, keys);
-    EXPECT_EQ(link.a->stats().coalescedChanges, changes);
+    Stats const stats = link.a->stats();
+    EXPECT_EQ(stats.dirtyKeys, keys);
+    EXPECT_EQ(stats.dirtyKeysHighWater, keys);
+    EXPECT_EQ(stats.coalescedChanges, changes);
+    EXPECT_EQ(stats.streamFull, 1u);
+    U64 const passes = link.b->stats().passesIn;
     link.quiet();
+    EXPECT_EQ(link.a->stats().recordsOut, stats.recordsOut + keys);
+    EXPECT_EQ(link.b->stats().passesIn, passes);
     EXPECT_TRUE(support::sameState(*fleet.config, *fleet.copies[0]));
 }
 

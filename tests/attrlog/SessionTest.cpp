@@ -9,7 +9,6 @@
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -58,22 +57,6 @@ struct Raw {
             out << limit << ring << entities << U32{4};
             out->currentPayloadSectionIs(static_cast<PayloadSection>(99)); // of the future
             out << U64{1};
-        });
-    }
-    Raw& announce(EntityId id, char const* type, char const* name, std::optional<RootName> const& root = {}) {
-        return control(newEntityAttribute, [&](auto const& out) {
-            out->currentPayloadSectionIs(PayloadSection::types);
-            out << TypeId(type);
-            out->currentPayloadSectionIs(PayloadSection::argument);
-            out << String8(name);
-            out->currentPayloadSectionIs(PayloadSection::entityId);
-            out << id;
-            if (root) {
-                out->currentPayloadSectionIs(PayloadSection::root);
-                out << static_cast<String8 const&>(root->path);
-                out->putNumber((root->isPushed ? 1 : 0) | (root->access == Access::writable ? 2 : 0));
-                out->putNumber(root->number);
-            }
         });
     }
     /// Whether the session is still open.
@@ -732,58 +715,6 @@ TEST(Call, IsAnsweredInOrderWithTextsOfAnyAllowedLength) {
 
 // Other schemas
 
-TEST(Schema, APeerThatIsNewerIsServedAndWhatOnlyItKnowsIsCounted) {
-    Sessions two;
-    Session& b = *two.b;
-    two.offeredByB->acceptIs("", [](Session&, Name const&, Ptr<Entity> const& made) { return made; });
-    ASSERT_TRUE(Raw().hello().to(b));
-    EXPECT_EQ(b.peer()->schema, 8u);
-    EntityId const dir{7, 0}, future{11, 0}, rates{15, 0};
-    Raw raw;
-    raw.bytes.clear();
-    raw.announce(dir, "Hardware::LoamTunnel::LifAppConfigDir", "x", RootName{"x", true, Access::writable, 1});
-    raw.announce(future, "Hardware::LoamTunnel::FutureStatus", "y", RootName{"y", true, Access::writable, 2});
-    raw.announce(rates, "Hardware::LoamTunnel::TagPopPushConfig", "z",
-                 RootName{"z", true, Access::writable, 3});
-    raw.record({dir, 999, true}, [](auto const& out) { out << U64{1} << String8("of the future"); });
-    raw.record({dir, -999, true}, [](auto const& out) { out << U64{1}; });
-    raw.record({future, 258, true}, [](auto const& out) { out << U64{1}; });
-    raw.control(240, [](auto const& out) { out << U64{1}; }); // of a later protocol
-    raw.control(-240, nothing);
-    MsgHeader marker{dir, 999};
-    marker.isMarker = true;
-    raw.record(marker, [](auto const& out) { out->putNumber(0), out->putNumber(0); });
-    // A child under an application that is not known; then one of its requests, which is.
-    raw.record({dir, 258, true, 0, announcedChildAttribute}, [](auto const& out) {
-        out << U32{77} << EntityId{19, 0};
-    });
-    raw.record({{19, 0}, 259, true}, [](auto const& out) { out << lifEntry(1) << U32{5}; });
-    // A key of an enumerator that is not known, and one that is.
-    raw.record({rates, 258, true}, [](auto const& out) { out << U32{77} << true; });
-    raw.record({rates, 258, true}, [](auto const& out) { out << Loam::vtAppMpls << true; });
-    ASSERT_TRUE(raw.to(b, 5)) << b.closeReason().charPtr();
-    auto const stats = b.stats();
-    EXPECT_EQ(stats.unknownAttributes, 5u);
-    EXPECT_EQ(stats.unknownEntities, 2u);
-    EXPECT_EQ(stats.unknownEnums, 1u);
-    EXPECT_EQ(stats.refusedRecords, 1u);
-    auto const entityOf = [&](EntityId id) {
-        return Ptr<Entity>(b.demuxer().reactor(id)->korNotifierEntity());
-    };
-    EXPECT_EQ(ptrCast<LifAppConfigDir>(entityOf(dir))
-                  ->appConfig(static_cast<Loam::VtAppId>(77))
-                  ->reqCount(lifEntry(1)),
-              5u);
-    EXPECT_EQ(ptrCast<TagPopPushConfig>(entityOf(rates))->appMap().count(), 1u);
-    // And it hears why the one was not taken in, among what else this side says.
-    std::string sent;
-    for (auto piece = b.out()->readable(); !piece.empty(); piece = b.out()->readable()) {
-        sent.append(reinterpret_cast<char const*>(piece.data()), piece.size());
-        b.out()->nextBytes(piece.size());
-    }
-    EXPECT_NE(sent.find("its type is not known here"), std::string::npos);
-}
-
 TEST(Schema, APeerThatIsOlderTakesWhatItKnows) {
     Sessions two;
     auto const dir = lifAppConfigDirFactory("lif");
@@ -887,12 +818,6 @@ TEST(Harm, APeerThatAsksTooMuchIsTurnedAwayWithTheReason) {
          "record answers another request than the next one"},
         {[&](Raw& raw) { raw.control(wantAttribute, [](auto const& out) { out << String8("\x7f"); }); },
          "record has an unsound path"},
-        {[&](Raw& raw) {
-             for (U32 i = 0; i < 2000; ++i) {
-                 raw.announce({7 + 4 * i, 0}, "Hardware::LoamTunnel::HwIvecs", "x");
-             }
-         },
-         "peer has more entities than the limit"},
     };
     for (auto const& each : cases) {
         SCOPED_TRACE(each.reason);
@@ -946,83 +871,6 @@ TEST(Harm, ALargeMapDoesNotHoldUpASmallRoot) {
     EXPECT_EQ(two.a->rootState("large"), RootState::synchronizing);
     two.quiet();
     EXPECT_TRUE(sameState(*large, static_cast<LifAppConfig&>(*two.a->root("large"))));
-}
-
-// Recordings of a real session with damaged bytes: whatever becomes of it, the entities are whole, and a
-// second session of the same service does not notice.
-TEST(Harm, DamagedSessionsLeaveTheEntitiesAndOtherSessionsAlone) {
-    Random random;
-    auto const serviceFor = [](Ptr<LifAppConfigDir> const& dir) {
-        auto const service = makePtr<Service>();
-        service->offer("lif", dir);
-        service->offer("evec", makePtr<EvecStatus>("evec"), Access::readOnly);
-        service->acceptIs("", [dir](Session&, Name const&, Ptr<Entity> const& made) -> Ptr<Entity> {
-            auto const config = ptrCast<LifAppConfig>(made);
-            return config ? Ptr<Entity>(dir->appConfigIs(config->app())) : made;
-        });
-        service->handlerIs("echo", [](Session&, String8 const& text) { return text; });
-        return service;
-    };
-    // What side a says in a session in which it pushes, wants, writes and calls.
-    std::vector<U8> recording;
-    {
-        Sessions two({}, serviceFor(lifAppConfigDirFactory("of a")),
-                     serviceFor(lifAppConfigDirFactory("of b")));
-        auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
-        two.a->push("request", mine);
-        two.a->want("lif");
-        two.a->want("evec");
-        two.b->want("lif");
-        for (int i = 0; i < 60; ++i) {
-            support::change(*mine, random);
-            if (auto const dir = ptrCast<LifAppConfigDir>(two.a->root("lif")); dir && i > 5) {
-                support::change(*dir, random);
-            }
-            if (i % 10 == 0) {
-                two.a->call("echo", std::string(random.below(3000), 'x'), {});
-            }
-            two.a->flow();
-            auto const bytes = two.a->out()->readable();
-            recording.insert(recording.end(), bytes.begin(), bytes.end());
-            Sessions::carry(*two.a, *two.b);
-            two.b->receive();
-            two.b->flow();
-            Sessions::carry(*two.b, *two.a);
-            two.a->receive();
-        }
-        ASSERT_TRUE(two.b->isOpen()) << two.b->closeReason().charPtr();
-    }
-    int closed = 0, established = 0;
-    for (int round = 0; round < 400; ++round) {
-        std::vector<U8> damaged = recording;
-        for (U32 i = random.below(4); i-- > 0;) {
-            damaged[random.below(static_cast<U32>(damaged.size()))] = static_cast<U8>(random.next());
-        }
-        auto const dir = lifAppConfigDirFactory("lif");
-        auto const service = serviceFor(dir);
-        Sessions healthy({}, {}, service);
-        healthy.a->want("lif");
-        auto const victim = makePtr<Session>(Side::accepting, SessionConfig{"victim", 0}, service);
-        victim->want("lif");
-        Raw raw;
-        raw.bytes = std::move(damaged);
-        closed += !raw.to(*victim, 1 + random.below(500));
-        established += victim->peer() != nullptr;
-        healthy.quiet();
-        ASSERT_TRUE(healthy.a->isOpen() && healthy.b->isOpen());
-        ASSERT_EQ(healthy.a->rootState("lif"), RootState::synchronized);
-        ASSERT_TRUE(sameState(*dir, static_cast<LifAppConfigDir&>(*healthy.a->root("lif"))));
-        victim->cut("done");
-        ASSERT_FALSE(dir->korNboAttrLogSa(victim->out()));
-        for (auto const& child : dir->appConfigMap()) {
-            ASSERT_EQ(child.parent(), dir);
-            ASSERT_FALSE(child.korNboAttrLogSa(victim->out()));
-        }
-        healthy.quiet();
-        ASSERT_TRUE(sameState(*dir, static_cast<LifAppConfigDir&>(*healthy.a->root("lif"))));
-    }
-    EXPECT_GT(closed, 0);
-    EXPECT_GT(established, 100);
 }
 
 } // namespace

@@ -133,23 +133,6 @@ TEST(Wire, EveryPrefixIsRefusedAndEveryChangedByteIsRefusedOrAValue) {
     });
 }
 
-TEST(Wire, TheBytesAreThoseOfThePage) {
-    EXPECT_EQ(payload(true), (Bytes{1}));
-    EXPECT_EQ(payload(U16{0x1234}), (Bytes{0x12, 0x34}));
-    EXPECT_EQ(payload(lifAcMp), (Bytes{0, 0, 0, 4}));
-    EXPECT_EQ(payload(Loam::IntfTpidIndex(4)), (Bytes{0, 4}));
-    EXPECT_EQ(payload(Lumen::IpAddr(10, 0, 0, 1)), (Bytes{10, 0, 0, 1}));
-    EXPECT_EQ(payload(OutAcFormat(0x0102030405060708)), (Bytes{1, 2, 3, 4, 5, 6, 7, 8}));
-    EXPECT_EQ(payload(Sideband::Fapmask::of({0, 127})), (Bytes{0, 0x81, 0, 1, 0x80, 0}));
-    EXPECT_EQ(payload(String8("lif")), (Bytes{0, 3, 'l', 'i', 'f'}));
-    EXPECT_EQ(payload(EntityId{300, 0}), (Bytes{0xac, 2}));
-    EXPECT_EQ(payload(EedbAcConstants()), Bytes());
-    AradLifEntry const entry(lifAcMp, 1, 2);
-    EXPECT_EQ(payload(AradLifAcMp(entry)), payload(entry));
-    EXPECT_EQ(record({{3, 0}, -258, true}, U16{7}), (Bytes{0, 6, 1, 3, 0x83, 4, 0, 7}));
-    EXPECT_EQ(record({{3, 0}, 259, true, 0, 151}), (Bytes{0, 6, 3, 3, 0x86, 4, 0x97, 1}));
-}
-
 TEST(Wire, ReadersCheckWhatIsLaidDownAndNothingElse) {
     EvecKey const slot(Sideband::Fapmask::of({1}), Loam::EvecIndex(4));
     EXPECT_EQ(readBack<EvecEntry>(record(plain, slot, U32{3})).format().value(), 0x40003u);
@@ -273,6 +256,13 @@ TEST(Stream, SectionsAreSteppedThrough) {
     EXPECT_EQ(in->nextEntityId(), (EntityId{3, 0}));
     EXPECT_FALSE(in->nextSection(section));
     EXPECT_FALSE(in->nextRecord(header));
+    // One that says that it reaches past the end of its record.
+    Bytes longer = record({MsgHeader::announcing, newEntityAttribute, true});
+    longer[1] = static_cast<U8>(longer[1] + 4);
+    longer.insert(longer.end(), {9, 0, 2, 0});
+    in->feed(longer);
+    ASSERT_TRUE(in->nextRecord(header));
+    EXPECT_THROW(in->nextSection(section), AttrLogRecordException);
 }
 
 } // namespace

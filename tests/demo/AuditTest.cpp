@@ -85,11 +85,6 @@ class Audit : public support::OnDriver {
 protected:
     std::string const image_ = file("chip.img");
 
-    tool::Child asking(std::string const& files = examples, std::vector<std::string> more = {}) const {
-        more.insert(more.begin(),
-                    {"application", "--socket", socket(), "--app", "vtAppMpls", "--file", files});
-        return start(more, "application.log");
-    }
     std::string json(std::string const& command, std::vector<std::string> more, int status) const {
         more.emplace_back("--json");
         Outcome const outcome = on(command, more);
@@ -178,7 +173,7 @@ TEST_F(Audit, ASignalEndsALookThatWaits) {
 
 TEST_F(Audit, EachBitThatIsFlippedInAnImageIsNamed) {
     auto driver = serving(words(image_));
-    ASSERT_EQ(asking().join(), 0) << content("application.log");
+    ASSERT_EQ(start(asking(examples), "application.log").join(), 0) << content("application.log");
     EXPECT_EQ(on("audit", {}).status, 0);
     EXPECT_EQ(on("audit", {"--image", image_}).status, 0);
 
@@ -255,7 +250,9 @@ TEST_F(Audit, NothingIsTakenForADifferenceWhileProcessesComeAndAreKilled) {
     unsigned turn = 0;
     while (!std::ranges::all_of(audits, [](tool::Child& each) { return each.status().has_value(); })) {
         ASSERT_LT(++turn, 200u);
-        auto application = asking(examples, {"--withdraw", std::to_string(turn * 37 % 300), "--pace", "1"});
+        auto application =
+            start(asking(examples, {"--withdraw", std::to_string(turn * 37 % 300), "--pace", "1"}),
+                  "application.log");
         std::this_thread::sleep_for(std::chrono::milliseconds(150 + turn * 53 % 300));
         ended(application, SIGKILL);
         if (turn % 4 == 0) {
@@ -272,15 +269,8 @@ TEST_F(Audit, NothingIsTakenForADifferenceWhileProcessesComeAndAreKilled) {
 
 TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
     auto driver = serving(words(image_, "7"));
-    auto const ask = [&](std::string const& entries, std::vector<std::string> more) {
-        std::ofstream(file("entries")) << entries;
-        return asking(file("entries"), std::move(more)).join();
-    };
-    ASSERT_EQ(ask("AradLifAcMp vsi=100\nAradLifAcMp vsi=100\nOutAcValue ac0.vid1=20 ac1.vid1=30\n"
-                  "EvecValue evec1.nTagsToRemove=1\n",
-                  {}),
-              0)
-        << content("application.log");
+    ask("AradLifAcMp vsi=100\nAradLifAcMp vsi=100\nOutAcValue ac0.vid1=20 ac1.vid1=30\n"
+        "EvecValue evec1.nTagsToRemove=1\n");
     struct Case {
         std::string what;
         int status;
@@ -351,12 +341,8 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
     ASSERT_TRUE(loop.runUntil([&] { return isTaken; }, std::chrono::seconds(20)));
     auto const tick = loop.every(std::chrono::milliseconds(10), [] {});
     for (bool const takesOver : {false, true}) {
-        std::vector<std::string> command{"application", "--socket", socket(),    "--app",
-                                         "vtAppEvpn",   "--file",   file("evec")};
-        if (takesOver) {
-            command.emplace_back("--takeover");
-        }
-        auto other = start(command, "other.log");
+        std::vector<std::string> const more(takesOver ? 1 : 0, "--takeover");
+        auto other = start(asking(file("evec"), more, "vtAppEvpn"), "other.log");
         loop.runUntil([&] { return other.status().has_value(); }, std::chrono::seconds(60));
         EXPECT_EQ(other.join(), takesOver ? 0 : 1) << content("other.log");
         EXPECT_EQ(lost.empty(), !takesOver) << lost;

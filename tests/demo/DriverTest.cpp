@@ -241,12 +241,6 @@ TEST_F(Driver, ADatabaseOfLifsAloneIsTakenUp) {
 TEST_F(Driver, OutAcsAndVlanEditsArePlacedKeptAndRefusedWithWords) {
     std::string const image = file("chip.img");
     auto driver = serving(words(image, "7"));
-    auto const asks = [&](std::string const& who, std::string const& entries,
-                          std::vector<std::string> more = {}) {
-        std::ofstream(file("entries")) << entries;
-        more.insert(more.end(), {"--app", who, "--file", file("entries")});
-        return on("application", more);
-    };
     auto const row = [&](tool::ChipTable table, U32 number) {
         return tool::ChipImage(image, Hardware::jerichoChip7, tool::ChipImage::readOnly).read(table, number);
     };
@@ -344,9 +338,7 @@ TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
     {
         Kor::Link::Loop loop;
         auto const config = lifAppConfigFactory(app);
-        Kor::Link::ConnectorConfig how;
-        how.session = tool::sessionConfig("greedy");
-        how.reconnects = false;
+        Kor::Link::ConnectorConfig how = tool::connectOnce("greedy");
         how.setUp = [&](Kor::NboAttrLog::Session& session) { session.push("lifConfig", config); };
         for (U32 i = 0; i < 30'000; ++i) {
             config->reqCountInc(lif(i), 1); // more than an application has indexes
@@ -376,14 +368,8 @@ TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
 // Each process of the program says when it is done: those that ask, and those that only look.
 TEST_F(Driver, AllAreDoneWhoeverIsConnected) {
     auto driver = serving(words(file("chip.img")));
-    std::ofstream entries(file("entries"));
-    for (int i = 0; i < 10'000; ++i) {
-        entries << "AradLifAcMp vsi=" << i << '\n';
-    }
-    entries.close();
-    auto application = start({"application", "--socket", socket(), "--app", "vtAppMpls", "--file",
-                              file("entries"), "--pace", "10"},
-                             "application.log");
+    std::ofstream(file("entries")) << lifs(10'000);
+    auto application = start(asking(file("entries"), {"--pace", "10"}), "application.log");
     Outcome const wait = on("wait", {"lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=3]"});
     ASSERT_EQ(wait.status, 0) << wait.err;
     auto monitor = start({"monitor", "--socket", socket()}, "monitor.log");
@@ -403,9 +389,6 @@ TEST_F(Driver, AllAreDoneWhoeverIsConnected) {
 }
 
 TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
-    std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
-    std::vector<std::string> const asking{"application", "--socket", socket(),       "--app",
-                                          "vtAppMpls",   "--file",   file("entries")};
     struct Peer {
         std::string root;
         char const* message;
@@ -413,21 +396,15 @@ TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
     for (Peer const& each : {Peer{"lifStatus=LifAppConfigDir", "it is no driver"},
                              Peer{"lifStatus=LifAppStatusDir", "requests are not accepted"}}) {
         auto server = InFolder::serving({"serve", "--socket", socket(), each.root});
-        EXPECT_TRUE(ends(loamtunnel(asking), 1, each.message));
+        EXPECT_TRUE(ends(asks("vtAppMpls", lifs(1)), 1, each.message));
         ended(server, SIGTERM);
     }
     // A driver that goes while it is asked, and does not come back.
-    std::ofstream more(file("entries"));
-    for (int i = 0; i < 2'000; ++i) {
-        more << "AradLifAcMp vsi=" << i << '\n';
-    }
-    more.close();
+    std::ofstream(file("entries")) << lifs(2'000);
     auto driver = serving(words(file("chip.img")));
-    fs::remove(file("application.log"));
-    auto longer = asking;
-    longer.insert(longer.end(), {"--timeout", "3000", "--pace", "1"});
-    auto application = start(longer, "application.log");
-    std::this_thread::sleep_for(300ms);
+    auto application =
+        start(asking(file("entries"), {"--timeout", "3000", "--pace", "1"}), "application.log");
+    EXPECT_EQ(on("wait", {"lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=3]"}).status, 0);
     ended(driver, SIGKILL);
     EXPECT_EQ(application.join(), 6) << content("application.log");
     EXPECT_TRUE(has(content("application.log"), "not done within"));
@@ -440,11 +417,9 @@ TEST_F(Driver, AnApplicationWaitsForNobodyWhoReadsItsMessages) {
     std::string const page(4096, 'x');
     while (::write(fifo, page.data(), page.size()) > 0) {
     }
-    std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
+    std::ofstream(file("entries")) << lifs(1);
     for (char const* const timeout : {"500", "60000"}) { // nobody serves
-        auto application = start({"application", "--socket", socket(), "--app", "vtAppMpls", "--file",
-                                  file("entries"), "--timeout", timeout},
-                                 "full");
+        auto application = start(asking(file("entries"), {"--timeout", timeout}), "full");
         if (timeout[0] == '6') {
             ASSERT_TRUE(eventually([&] { return support::hears(application.id(), SIGTERM); }));
             application.kill(SIGTERM);

@@ -29,9 +29,25 @@ protected:
     bool isServing(std::string const& log = "driver.log") const {
         return content(log).find("serving at") != std::string::npos;
     }
-    void ask(std::string const& entries) const {
+    /// What starts an application that asks for what is in the files.
+    std::vector<std::string> asking(std::string const& files, std::vector<std::string> more = {},
+                                    std::string const& app = "vtAppMpls") const {
+        more.insert(more.begin(), {"application", "--socket", socket(), "--app", app, "--file", files});
+        return more;
+    }
+    Outcome asks(std::string const& app, std::string const& entries,
+                 std::vector<std::string> more = {}) const {
         std::ofstream(file("entries")) << entries;
-        EXPECT_EQ(on("application", {"--app", "vtAppMpls", "--file", file("entries")}).err, "");
+        more.insert(more.end(), {"--app", app, "--file", file("entries")});
+        return on("application", more);
+    }
+    void ask(std::string const& entries) const { EXPECT_EQ(asks("vtAppMpls", entries).err, ""); }
+    static std::string lifs(int count) {
+        std::string entries;
+        for (int i = 0; i < count; ++i) {
+            entries += "AradLifAcMp vsi=" + std::to_string(i) + '\n';
+        }
+        return entries;
     }
 };
 

@@ -17,8 +17,6 @@
 #include <poll.h>
 #include <string>
 #include <sys/epoll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -135,11 +133,11 @@ struct ForeignLoop : testing::Test {
         listener.reset();
         std::filesystem::remove_all(folder);
     }
-    void serve(std::chrono::milliseconds helloTime = 1h) {
+    void serve() {
         ListenerConfig config;
         config.service = service;
         config.session.name = "driver";
-        config.helloTime = helloTime; // a timer that comes sooner would hide that nobody was woken
+        config.helloTime = 1h; // a timer that comes sooner would hide that nobody was woken
         config.hooks.closed = [this](Session&, String8 const& reason) { closed = reason.view(); };
         listener.emplace(program.loop(), *address, config);
     }
@@ -234,7 +232,7 @@ TYPED_TEST(ForeignLoop, MoreThanFitsAnyBufferComesAcross) {
     ASSERT_TRUE(this->untilSame());
 }
 
-TYPED_TEST(ForeignLoop, ItConnectsAgainAndThePeerIsLookedAt) {
+TYPED_TEST(ForeignLoop, ItConnectsAgain) {
     this->connect(); // before there is a server
     ASSERT_TRUE(this->program.until([&] { return this->losses > 1; }));
     this->serve();
@@ -251,18 +249,6 @@ TYPED_TEST(ForeignLoop, ItConnectsAgainAndThePeerIsLookedAt) {
     ASSERT_TRUE(this->program.until([&] { return this->closed == "enough"; }));
     this->connector->close("the program ends");
     ASSERT_TRUE(this->program.until([&] { return this->connector->isOver(); }));
-
-    this->listener.reset();
-    this->serve(20ms);
-    sockaddr_un to{};
-    to.sun_family = AF_UNIX;
-    this->address->path().copy(to.sun_path, sizeof to.sun_path - 1);
-    int const silent = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(::connect(silent, reinterpret_cast<sockaddr const*>(&to), sizeof to), 0);
-    ASSERT_TRUE(this->program.until([&] {
-        return this->closed.find("no hello within 20 ms") != std::string::npos;
-    })) << this->closed;
-    ::close(silent);
 }
 
 TYPED_TEST(ForeignLoop, TimersAndOtherThreadsAreHeard) {

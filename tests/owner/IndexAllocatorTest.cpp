@@ -121,14 +121,6 @@ TEST(IndexAllocator, TheEndsOfTheNumbersAreIndexesToo) {
     EXPECT_EQ(all.nextFree(0xfffffffe), 0xfffffffeu);
     EXPECT_EQ(all.nextFree(0xffffffff), std::nullopt);
     EXPECT_FALSE(all.isTaken(0xffffffff));
-
-    IndexAllocator top(0xffffffff - 1, 2);
-    EXPECT_TRUE(top.take(0xffffffff));
-    EXPECT_EQ(top.take(), 0xfffffffeu);
-    EXPECT_EQ(std::vector<U32>(top.begin(), top.end()), (std::vector<U32>{0xfffffffe, 0xffffffff}));
-    EXPECT_FALSE(top.release(0));
-    EXPECT_TRUE(top.release(0xffffffff));
-    EXPECT_EQ(top.nextFree(3), 0xffffffffu);
 }
 
 TEST(IndexAllocator, WhatIsOutsideOfTheRangeIsRefusedInWords) {

@@ -39,32 +39,24 @@ struct Case {
 std::vector<Case> const cases{
     // chips                        index  starts in        bank offset array entry address   block
     {{aradChip3, aradChip4}, 0, lifBankManaged, {2, 0, 2, 0, 0x1078000, 0x34, 0}},
-    {{aradChip3, aradChip4}, 1, lifBankManaged, {2, 1, 2, 1, 0x1078001, 0x34, 0}},
-    {{aradChip3, aradChip4}, 4097, lifBankManaged, {2, 4097, 2, 4097, 0x1079001, 0x34, 0}},
     {{aradChip3, aradChip4}, 16383, lifBankManaged, {2, 16383, 2, 16383, 0x107bfff, 0x34, 0}},
     {{aradChip3, aradChip4}, 16384, lifBankManaged, {3, 0, 3, 0, 0x107c000, 0x34, 0}},
     {{aradChip3, aradChip4}, 32767, lifBankManaged, {3, 16383, 3, 16383, 0x107ffff, 0x34, 0}},
     {{aradChip3, aradChip4}, 0, lifBankTunnelTermination, {1, 0, 1, 0, 0x1074000, 0x34, 0}},
-    {{aradChip3, aradChip4}, 16383, lifBankTunnelTermination, {1, 16383, 1, 16383, 0x1077fff, 0x34, 0}},
 
-    {{jerichoChip5, jerichoChip7}, 0, lifBankManaged, {4, 0, 4, 0, 0x2010000, 0x40, 0}},
     {{jerichoChip5, jerichoChip7}, 1, lifBankManaged, {5, 0, 5, 0, 0x2014000, 0x40, 0}},
-    {{jerichoChip5, jerichoChip7}, 2, lifBankManaged, {4, 1, 4, 1, 0x2010001, 0x40, 0}},
     {{jerichoChip5, jerichoChip7}, 4097, lifBankManaged, {5, 2048, 5, 2048, 0x2014800, 0x40, 0}},
     {{jerichoChip5, jerichoChip7}, 32766, lifBankManaged, {4, 16383, 4, 16383, 0x2013fff, 0x40, 0}},
     {{jerichoChip5, jerichoChip7}, 32767, lifBankManaged, {5, 16383, 5, 16383, 0x2017fff, 0x40, 0}},
     {{jerichoChip5, jerichoChip7}, 32768, lifBankManaged, {6, 0, 6, 0, 0x2018000, 0x40, 0}},
     {{jerichoChip5, jerichoChip7}, 65535, lifBankManaged, {7, 16383, 7, 16383, 0x201ffff, 0x40, 0}},
     {{jerichoChip5, jerichoChip7}, 1, lifBankTunnelTermination, {3, 0, 3, 0, 0x200c000, 0x40, 0}},
-    {{jerichoChip10}, 4097, lifBankManaged, {5, 2048, 5, 2048, 0x2014800, 0x47, 0}},
     {{jerichoChip10}, 65535, lifBankManaged, {7, 16383, 7, 16383, 0x201ffff, 0x47, 0}},
     {{jerichoChip10}, 32767, lifBankTunnelTermination, {3, 16383, 3, 16383, 0x200ffff, 0x47, 0}},
 
-    {{jerichoChip8, jerichoChip9}, 0, lifBankManaged, {4, 0, 0, 0, 0x680000, 0x3a, 0}},
     {{jerichoChip8, jerichoChip9}, 1, lifBankManaged, {5, 0, 0, 16384, 0x684000, 0x3a, 0}},
     {{jerichoChip8, jerichoChip9}, 2, lifBankManaged, {4, 1, 0, 1, 0x680001, 0x3a, 0}},
     {{jerichoChip8, jerichoChip9}, 4097, lifBankManaged, {5, 2048, 0, 18432, 0x684800, 0x3a, 0}},
-    {{jerichoChip8, jerichoChip9}, 32767, lifBankManaged, {5, 16383, 0, 32767, 0x687fff, 0x3a, 0}},
     {{jerichoChip8, jerichoChip9}, 32768, lifBankManaged, {6, 0, 1, 0, 0x688000, 0x3a, 0}},
     {{jerichoChip8, jerichoChip9}, 65535, lifBankManaged, {7, 16383, 1, 32767, 0x68ffff, 0x3a, 0}},
 };

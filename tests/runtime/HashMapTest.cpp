@@ -233,23 +233,6 @@ TEST(HashMap, ALookupThatMissesChangesNoCountAndDeletionKeepsHeldMembers) {
     EXPECT_EQ(map[1], one.ptr());
 }
 
-TEST(HashMap, TheDescriptorComparesKeysAndMembers) {
-    using Entry = MapEntry<U32, int>;
-    HashMapVTableGeneric const& table = *HashMap<Entry, U32, int>::korVTable();
-    auto two = makePtr<Entry>(2u, 0), three = makePtr<Entry>(3u, 0);
-    U32 const key = 2;
-    EXPECT_EQ(table.hash(two.ptr()), 0x40000000u);
-    EXPECT_TRUE(table.keyEquals(&key, two.ptr()));
-    EXPECT_TRUE(table.keyLessThan(nullptr, three.ptr(), two.ptr()));
-    EXPECT_FALSE(table.keyLessThan(nullptr, two.ptr(), three.ptr()));
-    EXPECT_TRUE(table.keyLessThan(&key, three.ptr(), nullptr));
-    EXPECT_FALSE(table.keyLessThan(&key, two.ptr(), nullptr));
-    EXPECT_TRUE(table.keyLessThan(nullptr, two.ptr(), nullptr));
-    table.setNext(two.ptr(), three.ptr());
-    EXPECT_EQ(three->references(), 2u);
-    table.setNext(two.ptr(), nullptr);
-}
-
 TEST(HashMap, AMemberThatEndsFindsTheMapSound) {
     struct Entry : Probe {
         using Probe::Probe;
@@ -282,24 +265,6 @@ TEST(HashMap, AMemberThatEndsFindsTheMapSound) {
     map.emptyAllBuckets();
     EXPECT_EQ(map.count(), 0u);
     EXPECT_LT(map.bucketCount(), 512u);
-}
-
-TEST(HashMap, TheOtherShapesOfMembersWork) {
-    struct Row {
-        U16 id;
-        int weight;
-    };
-    using Keyed = KeyedMapEntry<Row, &Row::id>;
-    HashMap<Keyed, U16, Row> rows;
-    rows.newMember(makePtr<Keyed>(Row{7, 1}));
-    rows[7]->value = Row{7, 2};
-    EXPECT_EQ(rows[7]->value.weight, 2);
-    enum class App { a, b };
-    using Flag = FlagMapEntry<App>;
-    HashMap<Flag, App, bool> flags;
-    flags.newMember(makePtr<Flag>(App::b, true));
-    EXPECT_TRUE(flags[App::b]->value);
-    EXPECT_EQ(flags[App::a], nullptr);
 }
 
 TEST(HashMap, ABrokenContractIsNamed) {
