@@ -21,7 +21,7 @@ SAYS = {
     "attrlog": "streams, records, demultiplexer",
     "platform": "chip identity, row base, small values",
     "chip": "data sheets, the row pattern",
-    "tables": "eleven row classes",
+    "tables": "the row classes",
     "values": "values and the three encoders",
     "model": "the entities",
     "owner": "places and indexes for who owns a table",

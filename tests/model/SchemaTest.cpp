@@ -32,8 +32,8 @@ std::string section(std::string const& name) {
 // Records of the attribute log are understood by numbers: a change of the schema is to be made on purpose.
 TEST(Schema, IsAsItWas) {
     EXPECT_EQ(loamTunnelModule().checksum(), 0xd1267d711b876cc1u)
-        << "peers of an older schema will notice; if it is meant, write the new number here, and the types "
-           "into registry.txt";
+        << "peers of an older schema will notice; if it is meant, write 0x" << std::hex
+        << loamTunnelModule().checksum() << "u here, and the types into " LOAM_REGISTRY;
     for (KorType const* type : loamTunnelModule().defined()) {
         EXPECT_NE(type->size(), 0u) << type->typeName();
         EXPECT_EQ(KorType::named(type->typeName().view()), type);
@@ -136,9 +136,10 @@ TEST(Schema, IsTheListInTheFile) {
     std::size_t number = 0;
     for (std::string line; std::getline(file, line); ++number) {
         ASSERT_LT(number, all.size()) << line;
-        EXPECT_EQ(all[number], line) << "line " << number + 1;
+        EXPECT_EQ(all[number], line) << LOAM_REGISTRY ":" << number + 1
+                                     << ", where a new type is written by hand";
     }
-    EXPECT_EQ(number, all.size());
+    EXPECT_EQ(number, all.size()) << "lines in " LOAM_REGISTRY;
 }
 
 TEST(Schema, Derivation) {
