@@ -94,6 +94,9 @@ RowForm rowForm(std::string_view table, ChipType chip, std::optional<U32> varian
     TableInfo const& info = tableNamed(table);
     U32 const count = info.variants(chip);
     std::string const where = std::string(info.name) + " on chip " + std::to_string(chip);
+    if (count == 0) {
+        throw WrongUsage("there is no " + where);
+    }
     if (!variant && count > 1) {
         throw WrongUsage(where + " has variants 0 to " + std::to_string(count - 1) +
                          "; give one with --variant");

@@ -170,7 +170,9 @@ def _check(type_: dict) -> dict:
     found["always"] = next(((each["name"], int(each["always"])) for each in attributes if each.get("always")), None)
     if _form(type_) in BITS and type_["constructorArgs"]:
         name, number = type_["constructorArgs"][0]
-        one = next(each for each in attributes if each["name"] == name)
+        one = next((each for each in attributes if each["name"] == name), None)
+        if one is None:
+            raise ValueError(f"{type_['name']} is made of {name!r}, which it does not have")
         found["default"] = int(type_["default"]["value"])
         if one["words"]:
             found |= {"most": int(one["most"]), "words": one["words"]}

@@ -278,7 +278,7 @@ MUTATING = """
 """
 
 
-@pytest.mark.parametrize("seed", range(2))
+@pytest.mark.parametrize("seed", range(4))
 def test_a_schema_with_changed_parts_is_refused_or_its_types_can_be_made(seed):
     with ran(MUTATING, seed) as script:
         out, error = script.communicate(timeout=120)

