@@ -88,6 +88,7 @@ public:
     void keyAttributeNameIs(Name name) noexcept { keyAttributeName_ = std::move(name); }
     void argumentEnq(Argument argument) { arguments_.push_back(std::move(argument)); }
     void introspectionFlagsIs(KorAttrIntrospectionFlags flags) noexcept { introspection_ = flags; }
+    /// What the attribute's declaration says of it.
     void describe(Shape const& shape, std::string_view meaning, Bits const& bits, bool isConst) noexcept;
     /// The same attribute for a type that derives from the owner.
     Ptr<KorAttr> copyFor(KorType* heir) const;
@@ -235,8 +236,8 @@ public:
     /// Defines the type: its size, kind, constructor and attributes. `nested` defines the types within it, at
     /// their place. Called by the module of the type.
     void korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested);
-    /// Lets the type be what another object, of the class that knows the type, is made from: for a type that
-    /// was asked for before its module was loaded, and so has a bare object.
+    /// For a type that was asked for before its module was loaded: takes over what the module's object is
+    /// made from. Overrides of a derived class are not taken over.
     void korKnownByIs(KorType const& known) noexcept { spec_ = known.spec_; }
     /// The attribute of that id as found by name when the type was defined; null for an id of another type.
     KorAttr const* korDescriptor(AttributeId id) const;

@@ -105,9 +105,12 @@ concept NoKeyOf = !std::convertible_to<K const&, typename A::Key>;
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Singleton : Fixed<Self, A> {                                                                      \
-        using Fixed<Self, A>::x;                                                                             \
-        typename A::Value x() requires(A::shape.reference) { return this->korGet(); }                        \
         void x##Is(typename A::Value const& value) { this->korIs(value); }                                   \
+    };                                                                                                       \
+    template <class Self, class A>                                                                           \
+    struct Reference : Singleton<Self, A> { /* a value alone has one x, whose address is taken */            \
+        using Fixed<Self, A>::x;                                                                             \
+        typename A::Value x() { return this->korGet(); }                                                     \
     };                                                                                                       \
     template <class Below, class At>                                                                         \
     struct VirtualSetter : Below {                                                                           \

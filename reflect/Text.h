@@ -11,7 +11,8 @@
 /// its full name and a brace list of the attributes. An enumerator stands in single quotes, an integer is
 /// decimal, a bool is True or False. The reader takes blanks around each token, attributes in any order, the
 /// last of one that is given twice, and the default of one that is not; integers also as 0x, with a sign, and
-/// cut to the width of the attribute unless the caller asks for ExactNumbers. The value's range comes last.
+/// cut to the width of the attribute unless the caller asks for ExactNumbers. A range that the value has is
+/// checked last.
 ///
 /// Every fault of a text is a Kor::RangeException that says what was wrong. Reading takes time in proportion
 /// to the text and allocates nothing for a text that is right, a quoted string apart. Any thread.

@@ -67,7 +67,8 @@ struct Builtin<void*> {
     static constexpr std::string_view korTypeName = "Kor::Builtin<void*>"; // compilers print it differently
 };
 
-/// The types of the framework itself: scalars, strings, Kor::PtrInterface, Kor::Entity. All load it.
+/// The types of the framework itself: scalars, strings, Kor::PtrInterface, Kor::Entity. Every other module
+/// loads it.
 TypeModule& frameworkTypes();
 
 /// Makes the type object of T. The function is a template of reflect/TypeOf.h: a source file that includes

@@ -4,7 +4,7 @@
 /// `Kor::typeName<Hardware::LifTable>()` is "Hardware::LifTable". The scalar names of runtime/Types.h and
 /// `bool` keep those names, its BytePtr is "Kor::BytePtr", `void` is "void". A class that is known by another
 /// name than its declaration's gives it in a member `korTypeName`, and so does each class below it.
-/// Constants.
+/// Known at compile time: it costs nothing.
 
 #include "runtime/Types.h"
 

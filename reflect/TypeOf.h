@@ -195,7 +195,7 @@ constexpr KorType::Abilities abilitiesOf() {
         abilities.isOrdered = requires(T const& a) {
             a < a;
         };
-        abilities.isNullable = requires(T const& a) {
+        abilities.isNullable = std::is_class_v<T> && requires(T const& a) {
             !a;
         };
     } else if constexpr (requires { T::korHasFactory; }) {

@@ -189,16 +189,17 @@ private:
     Output output_;
 };
 
-/// `unplaced` are the types of those that nobody has referred to yet.
-void note(State& state, std::map<Kor::EntityId, Cell>& unplaced, RecordView const& record,
-          Looks const& looks) {
+/// Those that nobody has referred to yet: each with its key and its type.
+using Unplaced = std::map<Kor::EntityId, std::pair<std::string, Cell>>;
+
+void note(State& state, Unplaced& unplaced, RecordView const& record, Looks const& looks) {
     using Kind = RecordView::Kind;
     if (record.kind == Kind::announcement && record.root.empty()) {
-        unplaced[record.child] = looks.type(record);
+        unplaced[record.child] = {record.path, looks.type(record)};
     } else if (record.kind == Kind::announcement) {
         state[{record.path, "", ""}] = looks.type(record);
     } else if (auto type = unplaced.extract(record.child); record.kind == Kind::set && !type.empty()) {
-        state[{record.value, "", ""}] = type.mapped();
+        state[{record.value, "", ""}] = type.mapped().second;
         state[{record.path, record.attribute, looks.key(record)}] = looks.value(record);
     } else if (record.kind == Kind::set || record.kind == Kind::child) {
         state[{record.path, record.attribute, looks.key(record)}] = looks.value(record);
@@ -258,7 +259,7 @@ public:
         for (Side const from : {Side::accepting, Side::connecting}) {
             auto const demuxer = Kor::makePtr<Demuxer>(Side::accepting, limits_);
             RecordWalker walker(limits_);
-            std::map<Kor::EntityId, Cell> unplaced;
+            Unplaced unplaced;
             for (auto const& [which, root] : roots_) {
                 auto const& [side, isUnnamed, type, name] = which;
                 if (side != from || root->korNboAttrLogSa(demuxer->out()) != nullptr) {
@@ -275,6 +276,9 @@ public:
                         demuxer->out()->nextBytes(bytes.size());
                     }
                 }
+            }
+            for (auto const& [id, unnamed] : unplaced) { // to which nothing refers any more
+                state.try_emplace({unnamed.first, "", ""}, unnamed.second);
             }
         }
         return state;

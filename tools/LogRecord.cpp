@@ -51,6 +51,11 @@ File fileFor(LogRecordOptions const& options) {
 
 void logRecord(Context& context, LogRecordOptions const& options) {
     Kor::Link::Address const address = addressOf(options.live.address);
+    std::vector<std::pair<std::string, std::string>> asked; // as given, and the root that a path begins with
+    asked.reserve(options.roots.size());
+    for (std::string const& given : options.roots) {
+        asked.emplace_back(given, rootOf(given));
+    }
     __gnu_cxx::stdio_filebuf<char> buffer(fileFor(options).release(), std::ios::out | std::ios::binary);
     std::ostream file(&buffer);
     Kor::Link::ConnectorConfig config = connectOnce("log record"); // a recording is that of one connection
@@ -99,9 +104,9 @@ void logRecord(Context& context, LogRecordOptions const& options) {
             }
         }
         missing.clear();
-        for (std::string const& given : options.roots) { // by its name, or as a path begins with it
+        for (auto const& [given, begins] : asked) {
             bool const isName = session.peerOffers().contains(Kor::Name(Kor::String8(given)));
-            std::string const root = isName ? given : rootOf(given);
+            std::string const& root = isName ? given : begins;
             if (session.peerOffers().contains(Kor::Name(Kor::String8(root)))) {
                 want(session, root);
             } else if (!wanted.contains(root)) {

@@ -197,13 +197,12 @@ void diff(Context& context, std::string const& file, Json const& now, std::vecto
     std::vector<std::string> lines;
     try {
         Json const before = parseJson(saved);
-        Json const* const version = before.find("version");
-        if (version != nullptr && version->text != now.at("version").text) {
-            context.out << "version " << Kor::plainText(version->text) << " -> " << now.at("version").text
-                        << '\n';
-            context.status = differsStatus;
-        }
         lines = schemaDiff(before, now, only);
+        Json const* const was = before.find("version");
+        Json const* const is = now.find("version");
+        if (was != nullptr && is != nullptr && was->text != is->text) {
+            lines.insert(lines.begin(), "version " + was->text + " -> " + is->text);
+        }
     } catch (Broken const&) {
         throw;
     } catch (Refused const&) {

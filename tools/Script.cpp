@@ -66,7 +66,11 @@ std::vector<Script::Command> const& Script::commands() {
              } else {
                  for (std::string const& name :
                       script.offers_ ? script.offers_() : std::vector<std::string>()) {
-                     script.roots_.at(rootText(name)); // is had with it
+                     try {
+                         script.roots_.at(rootText(name)); // is had with it
+                     } catch (NotThere const& gone) {
+                         lines.push_back(rootText(name) + ": " + gone.what());
+                     }
                  }
                  for (auto const& [name, box] : script.roots_.all()) {
                      lines.push_back(rootText(name) + ": " + shortName(*box->type()));

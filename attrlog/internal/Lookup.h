@@ -11,7 +11,8 @@ auto* lookUp(Map& map, typename Map::key_type const& key) {
     return found != map.end() ? &found->second : nullptr;
 }
 
-/// Calls a hook, if there is one: a copy, since it may be replaced meanwhile.
+/// Calls a hook, if there is one, as it was: it may be replaced meanwhile. One that is moved here needs no
+/// memory.
 template <class Hook, class... A>
 void tell(Hook const hook, A&&... arguments) { // NOLINT(performance-unnecessary-value-param)
     if (hook) {

@@ -34,7 +34,7 @@
 ///     box->get<U32>(size);  box->set(size, U32{4});  box->get<U32>(count, entry);
 ///
 /// Errors are Kor::GenericException, but for what a setter raises. A call that fails has changed nothing, but
-/// what a setter did before. All but the length behind a Kor::BytePtr argument is checked.
+/// what a setter did before. Types and counts are checked; the length behind a Kor::BytePtr cannot be.
 ///
 /// Cost: an attribute is found by id in a table. What is boxed is allocated, from a short list of blocks that
 /// the thread keeps; get() and set() allocate nothing. A box belongs to the thread of its entity.

@@ -405,7 +405,9 @@ template <class Self, class A>
 consteval auto formOf() {
     constexpr Role role = A::shape.role;
     using Name = typename A::Name;
-    if constexpr (role == Role::singleton && !A::shape.isVirtual) {
+    if constexpr (role == Role::singleton && A::shape.reference) {
+        return std::type_identity<typename Name::template Reference<Self, A>>();
+    } else if constexpr (role == Role::singleton && !A::shape.isVirtual) {
         return std::type_identity<typename Name::template Singleton<Self, A>>();
     } else if constexpr (role == Role::key || role == Role::field || role == Role::singleton) {
         return std::type_identity<typename Name::template Fixed<Self, A>>(); // the base has a virtual setter

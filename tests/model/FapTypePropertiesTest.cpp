@@ -1,6 +1,7 @@
 #include "model/FapTypeProperties.h"
 
 #include <cstdlib>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace {
@@ -20,6 +21,8 @@ private:
 
 TEST(FapTypeProperties, IsCompleteWhenItIsMade) {
     Kor::Ptr<FapTypeProperties const> const all = fapTypePropertiesFactory();
+    EXPECT_TRUE(
+        std::invoke(&FapTypeProperties::initialized, *all)); // one function, whose address can be taken
     EXPECT_TRUE(all->initialized());
     EXPECT_EQ(all->name(), "");
     auto const arad = all->properties(Loam::fapTypeArad);
@@ -56,6 +59,8 @@ TEST(FapTypeProperties, AreAllThereWhenTheySaySo) {
 
 TEST(FapTypeProperties, TurnsAnIndexIntoAPlace) {
     Kor::Ptr<FapTypeProperties const> const all = fapTypePropertiesFactory();
+    EXPECT_TRUE(
+        std::invoke(&FapTypeProperties::initialized, *all)); // one function, whose address can be taken
     auto const arad = all->properties(Loam::fapTypeArad);
     auto const jericho = all->properties(Loam::fapTypeJericho);
     AradLifIndex const index(20000, lifBankManaged);

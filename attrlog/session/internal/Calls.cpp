@@ -128,9 +128,9 @@ void Calls::readAnswer(In& in) {
 }
 
 void Calls::reply(bool ok, String8 const& text) {
-    Session::Reply const told = std::move(replies_.front().second);
+    Session::Reply told = std::move(replies_.front().second);
     replies_.pop_front();
-    tell(told, ok, text);
+    tell(std::move(told), ok, text);
 }
 
 /// Whether the text is whole.
@@ -152,7 +152,7 @@ void Calls::ended(String8 const& reason) {
         reply(false, reason);
     }
     while (!waiting_.empty()) {
-        tell(waiting_.extract(waiting_.begin()).mapped().reply, false, reason);
+        tell(std::move(waiting_.extract(waiting_.begin()).mapped().reply), false, reason);
     }
 }
 

@@ -24,7 +24,7 @@ void Fences::fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 hop
 
 void Fences::send(U32 number) {
     if (U32 const protocol = core_.demuxer.protocol(); protocol < firstProtocol) {
-        tell(asked_.extract(number).mapped().hook,
+        tell(std::move(asked_.extract(number).mapped().hook),
              FenceResult{.outcome = FenceOutcome::failed,
                          .why = format("%s speaks protocol %u, which has no fences",
                                        core_.peer.name.charPtr(), protocol)});
@@ -110,7 +110,7 @@ void Fences::readFenced(In& in) {
         fault("record answers no fence");
     }
     result.outcome = static_cast<FenceOutcome>(outcome);
-    tell(asked_.extract(number).mapped().hook, result);
+    tell(std::move(asked_.extract(number).mapped().hook), result);
 }
 
 /// The bare reason where there is no memory for a sentence: a session can end for that.
@@ -129,7 +129,7 @@ void Fences::ended(String8 const& reason) {
         }
     }
     while (!asked_.empty()) {
-        tell(asked_.extract(asked_.begin()).mapped().hook,
+        tell(std::move(asked_.extract(asked_.begin()).mapped().hook),
              FenceResult{
                  .outcome = FenceOutcome::gone, .why = whyGone(core_.self.peerName(), reason), .gone = 1});
     }

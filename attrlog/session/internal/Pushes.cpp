@@ -168,10 +168,10 @@ void Pushes::stateIs(EntityId id, RootState state) {
 }
 
 void Pushes::letGo(EntityId id, String8 const& why) {
-    if (auto const gone = taken_.extract(id)) {
-        Taken const& taken = gone.mapped();
+    if (auto gone = taken_.extract(id)) {
+        Taken& taken = gone.mapped();
         core_.service.holderDel(*taken.entity, core_.self);
-        tell(taken.hook, core_.self, taken.path, taken.entity, RootState::absent, why);
+        tell(std::move(taken.hook), core_.self, taken.path, taken.entity, RootState::absent, why);
     }
 }
 

@@ -144,10 +144,13 @@ void Wishes::stateTold(EntityId id, RootState state) {
 }
 
 void Wishes::ended(String8 const& reason) {
+    std::vector<Name> paths; // a hook may change what is wished for
+    paths.reserve(wishes_.size());
     for (auto& [path, wish] : wishes_) {
         wish.id = {};
+        paths.push_back(path);
     }
-    for (auto const& [path, wish] : std::map(wishes_)) { // which a hook may change
+    for (Name const& path : paths) {
         stateIs(path, RootState::absent, reason);
     }
 }
