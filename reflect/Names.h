@@ -153,7 +153,8 @@ concept NoKeyOf = !std::convertible_to<K const&, typename A::Key>;
             return this->korAdd(key, U32{0} - delta);                                                        \
         }                                                                                                    \
         /* of a value with its key, or of the key of a child */                                              \
-        auto x##Is(typename Map::Part const& part) requires(A::shape.keyInside) {                            \
+        std::conditional_t<A::shape.child, typename Map::Found, void> /* known without the body */           \
+            x##Is(typename Map::Part const& part) requires(A::shape.keyInside) {                             \
             return this->korIs(part);                                                                        \
         }                                                                                                    \
         typename Map::Held new##X(typename Map::Part const& part) requires(A::shape.keyInside) {             \

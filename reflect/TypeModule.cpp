@@ -6,6 +6,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace Kor {
 
@@ -56,6 +57,8 @@ TypeModule::Load::Load(TypeModule& module) {
         if (KorType* const early = registry.find(seed.name)) {
             KorType* const known = seed.make(seed);
             known->referencesLeak();
+            static auto& kept = *new std::vector<KorType*>; // as each type object is, up to the end
+            kept.push_back(known);
             early->korKnownByIs(*known);
         }
     }
