@@ -383,8 +383,10 @@ Completion Completer::path(std::string_view text, Live& live) {
             }
         }
         constexpr std::size_t most = 1000; // with more, nobody chooses: what comes next is typed
-        for (std::string const& each : there.size() <= most ? there : std::set<std::string, std::less<>>()) {
-            all.words.push_back(each.substr(all.from - begin));
+        if (there.size() <= most) {
+            for (std::string const& each : there) {
+                all.words.push_back(each.substr(all.from - begin));
+            }
         }
         Completion result = fitting(all.from, text.substr(all.from), std::move(all.words));
         // what is a key as a whole closes the bracket

@@ -251,8 +251,7 @@ void RecordWalker::readAttribute(In& in, RecordView& record, Known& entity) {
     record.kind = isDelete                    ? RecordView::Kind::deletion
                   : text.childType != nullptr ? RecordView::Kind::child
                                               : RecordView::Kind::set;
-    std::string const member =
-        '.' + record.attribute + '[' + keyInPath(entity.type, record.header.attributeId, record.key) + ']';
+    std::string const member = record.attribute + '[' + record.key + ']';
     if (isDelete) {
         if (auto const child = entity.children.extract(member); !child.empty()) {
             forget(child.mapped());
@@ -263,7 +262,8 @@ void RecordWalker::readAttribute(In& in, RecordView& record, Known& entity) {
         return;
     }
     record.child = EntityId::ofNumber(text.entityId);
-    std::string const path = entity.path + member;
+    std::string const path = entity.path + '.' + record.attribute + '[' +
+                             keyInPath(entity.type, record.header.attributeId, record.key) + ']';
     if (text.childType != nullptr) {
         record.value = stringOf(text.childType->typeName());
         EntityId const before = std::exchange(entity.children[member], record.child);

@@ -132,7 +132,9 @@ public:
 
     std::string key(RecordView const& record) const {
         Kor::KorAttr const* const attribute = attributeOf(record);
-        auto const box = attribute == nullptr ? nullptr : boxOf(attribute->keyType(), record.key);
+        auto const box = attribute == nullptr || output_.form == Form::text // which the record has
+                             ? nullptr
+                             : boxOf(attribute->keyType(), record.key);
         return box ? written(output_.form, box) : record.key;
     }
     Cell value(RecordView const& record) const {
@@ -141,7 +143,8 @@ public:
             return typeNames(record.value);
         }
         Kor::KorAttr const* const attribute = attributeOf(record);
-        if (attribute == nullptr || record.kind != Kind::set) {
+        bool const isAsItIs = output_.form == Form::text && output_.format != Format::json;
+        if (attribute == nullptr || record.kind != Kind::set || isAsItIs) {
             return Cell::orNone(record.value);
         }
         auto const box = boxOf(attribute->type(), record.value);

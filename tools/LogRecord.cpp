@@ -105,9 +105,11 @@ void logRecord(Context& context, LogRecordOptions const& options) {
         }
         missing.clear();
         for (auto const& [given, begins] : asked) {
-            bool const isName = session.peerOffers().contains(Kor::Name(Kor::String8(given)));
-            std::string const& root = isName ? given : begins;
-            if (session.peerOffers().contains(Kor::Name(Kor::String8(root)))) {
+            auto const isOffered = [&](std::string const& name) {
+                return session.peerOffers().contains(Kor::Name(Kor::String8(name)));
+            };
+            std::string const& root = isOffered(given) ? given : begins;
+            if (isOffered(root)) {
                 want(session, root);
             } else if (!wanted.contains(root)) {
                 missing.insert(root);

@@ -186,6 +186,31 @@ TEST(Recording, UnsoundFilesAreRefusedWithThePlace) {
     EXPECT_GT(refused, 0);
 }
 
+// Children that come and go are not remembered: else a long recording would meet the limit.
+TEST(RecordWalker, ForgetsAChildThatIsDeleted) {
+    Link link;
+    auto const dir = lifAppConfigDirFactory("lif");
+    link.a->mount(dir);
+    StreamLimits limits;
+    limits.entities = 2;
+    RecordWalker walker(limits);
+    for (auto const app : {Loam::vtAppMpls, Loam::vtAppVxlan, Loam::vtAppEvpn}) {
+        dir->appConfigIs(app);
+        std::string path;
+        for (bool const isGone : {false, true}) {
+            if (isGone) {
+                dir->appConfigDel(app);
+            }
+            while (link.a->flow() || link.a->out()->pending() != 0) {
+                auto const bytes = link.a->out()->readable();
+                walker.walk(Side::connecting, bytes, [&](RecordView const& record) { path = record.path; });
+                link.a->out()->nextBytes(bytes.size());
+            }
+        }
+        EXPECT_FALSE(path.empty());
+    }
+}
+
 TEST(RecordWalker, PassesOverWhatStandsBeforeTheRecords) {
     auto const out = makePtr<Out>();
     out->nextHeaderIs({EntityId{7, 0}, syncModeAttribute, false, 4});
