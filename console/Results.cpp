@@ -15,6 +15,14 @@ bool fits(std::string const& pattern, std::string const& text) {
     return pattern.empty() || pattern == text || ::fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
 }
 
+void noneFits(std::string what, std::vector<std::pair<std::string, std::string>> const& filters) {
+    what += " fits";
+    for (auto const& [option, pattern] : filters) {
+        what += pattern.empty() ? "" : ' ' + option + ' ' + shown(pattern);
+    }
+    throw NotThere(what);
+}
+
 std::string timeNow() {
     auto const time = std::chrono::system_clock::now();
     std::time_t const seconds = std::chrono::system_clock::to_time_t(time);

@@ -7,11 +7,15 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace tool {
 
 /// Whether the text fits the pattern of the shell, or is it; any does where it is empty.
 bool fits(std::string const& pattern, std::string const& text);
+/// NotThere, in the words of those filters that are given: "WHAT fits --peer mpls".
+[[noreturn]] void noneFits(std::string what, std::vector<std::pair<std::string, std::string>> const& filters);
 /// The local time, with milliseconds.
 std::string timeNow();
 

@@ -612,11 +612,12 @@ Box readNamed(std::string_view text, Find const& find) {
         return Reader::ofTextForm(text, "");
     }
     if (text.starts_with('{')) {
-        for (auto const& [name, member] : parseJson(text).members) {
+        Json const json = parseJson(text);
+        for (auto const& [name, member] : json.members) {
             KorType const* const tagged =
                 member.kind == Json::Kind::string ? typeOfTag(member.text) : nullptr;
             if (tagged != nullptr) {
-                return ofJsonText(text, *tagged, shortName(*tagged));
+                return ofJson(json, *tagged, std::nullopt, shortName(*tagged));
             }
         }
         throw Refused(shown(text) + " does not say of what type it is; put the type in front");

@@ -38,10 +38,8 @@ void tree(Context& context, LivePlace const& options) {
     }
     values.end();
     if (values.isEmpty() && !options.filter.takesAll()) {
-        throw NotThere(
-            "nothing there fits" +
-            (options.filter.entity.empty() ? "" : " --entity " + shown(options.filter.entity)) +
-            (options.filter.attribute.empty() ? "" : " --attribute " + shown(options.filter.attribute)));
+        noneFits("nothing there",
+                 {{"--entity", options.filter.entity}, {"--attribute", options.filter.attribute}});
     }
 }
 

@@ -3,7 +3,6 @@
 #include "console/Command.h"
 #include "console/Live.h"
 #include "console/Results.h"
-#include "forms/Text.h"
 #include "tools/Commands.h"
 
 #include <algorithm>
@@ -65,9 +64,7 @@ void stats(Context& context, StatsOptions const& options) {
         Listing listing(columns);
         auto rows = counterRows(live.ask("stats", ""), options);
         if (rows.empty()) {
-            throw NotThere("no counter there fits" +
-                           (options.peer.empty() ? "" : " --peer " + shown(options.peer)) +
-                           (options.counter.empty() ? "" : " --counter " + shown(options.counter)));
+            noneFits("no counter there", {{"--peer", options.peer}, {"--counter", options.counter}});
         }
         for (auto& row : rows) {
             listing.add(std::move(row));
