@@ -53,12 +53,8 @@ def _libLoamTunnel():
         storage = base_named(value, r'Kor::detail::Stock<')
         if storage is None:
             return None
-        try:
-            storage = storage['storage_']
-        except gdb.error:
-            return []
         slots = []
-        for each in bases(storage):
+        for each in bases(storage['storage_']):
             found = re.match(r'Kor::detail::Slot<Kor::\w+<Kor::name::(\w+)', name_of(each.type))
             if found:
                 slots.append((found.group(1), each['value']))

@@ -121,11 +121,14 @@ struct KeyedDelivery {
     Handler handler;
 };
 
-/// The same for deliveries that are not in a list: `isOwn(id)` tells whether there is one for the attribute,
-/// `eachOf(deliver)` calls `deliver` with each of them.
-template <class Reactor, class Base, class IsOwn, class Each>
-void deliverPendingAmong(Reactor& reactor, ActivityConfig* config, Base const& base, IsOwn const& isOwn,
-                         Each const& eachOf) {
+/// Delivers the pending attribute of `reactor`: the body of the handleNotification() of a class with these
+/// attributes, given in the order of their ids. `base(config)` is the base's handleNotification(), which
+/// takes what is handed down to it. Nothing is pending any more when the first handler runs: what a handler
+/// changes is told in the next run. Each handler's exception is contained as in Kor::notify(); when one
+/// leaves all the same, what is left stays pending and due.
+template <class Reactor, class Base, class... Deliveries>
+void deliverPending(Reactor& reactor, ActivityConfig* config, Base const& base,
+                    Deliveries const&... deliveries) {
     AttributeId const pending = reactor.pendingAttributeTake(config);
     ActivitySm* const sm = reactor.actsm();
     // Restored if an exception leaves a handler of an exception.
@@ -144,7 +147,7 @@ void deliverPendingAmong(Reactor& reactor, ActivityConfig* config, Base const& b
         }
     } unfinished{reactor, config, pending};
     bool const all = pending == Reactor::allPending || pending == Reactor::allWholePending;
-    bool const one = isOwn(pending);
+    bool const one = ((deliveries.attribute == pending) || ...);
     unfinished.finished = !all && !one; // then the base answers for it
     if (!one) {
         config->handedIs(pending);
@@ -179,22 +182,8 @@ void deliverPendingAmong(Reactor& reactor, ActivityConfig* config, Base const& b
         });
         config->immediateIs(0);
     };
-    eachOf(deliver);
+    (deliver(deliveries), ...);
     unfinished.finished = true;
-}
-
-/// Delivers the pending attribute of `reactor`: the body of the handleNotification() of a class with these
-/// attributes, given in the order of their ids. `base(config)` is the base's handleNotification(), which
-/// takes what is handed down to it. Nothing is pending any more when the first handler runs: what a handler
-/// changes is told in the next run. Each handler's exception is contained as in Kor::notify(); when one
-/// leaves all the same, what is left stays pending and due.
-template <class Reactor, class Base, class... Deliveries>
-void deliverPending(Reactor& reactor, ActivityConfig* config, Base const& base,
-                    Deliveries const&... deliveries) {
-    deliverPendingAmong(
-        reactor, config, base,
-        [&](AttributeId pending) { return ((deliveries.attribute == pending) || ...); },
-        [&](auto const& deliver) { (deliver(deliveries), ...); });
 }
 
 /// A reactor class that can be given an activity.
