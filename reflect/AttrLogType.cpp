@@ -13,10 +13,6 @@ auto& known() {
     return *types;
 }
 
-AttrLogType const* attrLogOf(KorType const& type) {
-    return AttrLogType::named(type.typeName().view());
-}
-
 } // namespace
 
 AttrLogType const* AttrLogType::named(std::string_view typeName) {
@@ -33,19 +29,19 @@ Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet 
     if (!out) {
         throwRangeException("null ValidPtr");
     }
-    AttrLogType const* const type = attrLogOf(*entity.fwkType());
+    AttrLogType const* const type = AttrLogType::named(entity.fwkType()->typeName().view());
     return type != nullptr ? type->streamAdapterIs(entity, flags, id, out, context) : nullptr;
 }
 
 Ptr<Entity> KorType::newEntity(Ptr<NboAttrLog::In> const& in, Entity::Kor_BitSet, unsigned int,
                                PtrInterface*) const {
-    AttrLogType const* const type = attrLogOf(*this);
+    AttrLogType const* const type = AttrLogType::named(typeName().view());
     return type != nullptr ? type->newEntity(*in) : nullptr;
 }
 
 void KorType::childAttrLogIs(Ptr<KorAttr const> const& attr, Ptr<PtrInterface> const& owner,
                              Ptr<NboAttrLog::Out> const& out) const {
-    AttrLogType const* const type = attrLogOf(*this);
+    AttrLogType const* const type = AttrLogType::named(typeName().view());
     if (Ptr<Entity> const entity = ptrCast<Entity>(owner);
         entity && entity->fwkType() == this && type != nullptr) {
         type->childAttrLogIs(*entity, attr->attributeId(), out);

@@ -1,17 +1,15 @@
 #pragma once
 
 /// The attributes that values and entities are declared with. Each says its name, its types and its shape
-/// (reflect/Shape.h), and holds nothing:
+/// (reflect/Shape.h), and exists at compile time alone. What their operations do, cost and raise is told in
 ///
-///     Stored, Settable, View, Constant, Computed      of values (reflect/Value.h)
-///     Operation, ClassOperation, Arg                  of both
-///     KeyAttribute, FixedAttribute, Singleton, ...    of entities (reflect/entity/EntityPattern.h)
+///     reflect/Value.h                   Stored, Settable, View, Constant, Computed
+///     reflect/entity/EntityPattern.h    KeyAttribute, FixedAttribute, Singleton, ...
+///     both                              Operation, ClassOperation, Arg
 ///
 /// A new kind of attribute is one declaration here, and what is truly new about it where it is stored
 /// (reflect/entity/Levels.h) or read. `Type` is the type that a reader gets, of an operation its result; a
 /// keyed attribute has a `Key`, and one whose key is in the value the name of it as `KeyName`.
-///
-/// They exist at compile time alone. The two headers say what their operations cost, raise and do.
 
 #include "reflect/Names.h"
 #include "reflect/Shape.h"
@@ -35,24 +33,29 @@ namespace detail {
 
 /// The attributes of several lists, in order.
 template <class... List>
-struct Joined {
-    using type = AttributeList<>;
-};
+struct Joined : std::type_identity<AttributeList<>> {};
 template <class... A>
-struct Joined<AttributeList<A...>> {
-    using type = AttributeList<A...>;
-};
+struct Joined<AttributeList<A...>> : std::type_identity<AttributeList<A...>> {};
 template <class... A, class... B, class... Rest>
 struct Joined<AttributeList<A...>, AttributeList<B...>, Rest...>
     : Joined<AttributeList<A..., B...>, Rest...> {};
 
-/// The attributes of a list that have a property of the shape.
-template <bool Shape::*property, class List>
+/// Whether a shape has a property, which is one of its members.
+template <auto property>
+constexpr bool holds(Shape const& shape) {
+    if constexpr (std::is_member_function_pointer_v<decltype(property)>) {
+        return (shape.*property)();
+    } else {
+        return shape.*property;
+    }
+}
+/// The attributes of a list whose shape has the property.
+template <auto property, class List>
 struct WhereIn;
-template <bool Shape::*property, class... A>
+template <auto property, class... A>
 struct WhereIn<property, AttributeList<A...>>
-    : Joined<std::conditional_t<A::shape.*property, AttributeList<A>, AttributeList<>>...> {};
-template <bool Shape::*property, class List>
+    : Joined<std::conditional_t<holds<property>(A::shape), AttributeList<A>, AttributeList<>>...> {};
+template <auto property, class List>
 using Where = typename WhereIn<property, List>::type;
 
 template <std::size_t I, class List>
@@ -89,23 +92,15 @@ concept ListClass = requires(T const& list) {
 };
 /// The attributes of a list, given one by one or as one class that derives from their list.
 template <class... A>
-struct ListOf {
-    using type = AttributeList<A...>;
-};
+struct ListOf : std::type_identity<AttributeList<A...>> {};
 template <ListClass List>
-struct ListOf<List> {
-    using type = decltype(plainList(std::declval<List const&>()));
-};
+struct ListOf<List> : std::type_identity<decltype(plainList(std::declval<List const&>()))> {};
 
 /// What a counted pointer points to; void of anything else.
 template <class T>
-struct PointedTo {
-    using type = void;
-};
+struct PointedTo : std::type_identity<void> {};
 template <class T>
-struct PointedTo<Ptr<T>> {
-    using type = T;
-};
+struct PointedTo<Ptr<T>> : std::type_identity<T> {};
 template <class T>
 using Pointed = typename PointedTo<T>::type;
 
@@ -213,12 +208,8 @@ struct VirtualOperation : Operation<NameType, Signature> {
 template <class NameType>
 struct Override {
     using Name = NameType;
-    static constexpr Shape shape{.role = Role::operation};
+    static constexpr Shape shape{.role = Role::operation, .hasId = false};
 };
-template <class A>
-inline constexpr bool isOverride = false;
-template <class NameType>
-inline constexpr bool isOverride<Override<NameType>> = true;
 
 template <class NameType, class T, auto... Initial>
 struct Singleton : Stored<NameType, T, Initial...> {
@@ -239,27 +230,21 @@ struct SingletonReference : detail::Named<NameType, T, Ptr<T>> {
     static Ptr<T> initial() { return {}; }
 };
 
-template <class NameType, class K, class V>
+template <class NameType, class K, class V, Counting counts = Counting::none>
 struct ValueMap : detail::Named<NameType, V> {
+    static_assert(counts == Counting::none || std::is_same_v<V, U32>, "a map counts in U32");
     using Key = K;
-    static constexpr Shape shape{.role = Role::map, .keyed = true, .settable = true, .travels = true};
+    static constexpr Shape shape{
+        .role = Role::map, .counting = counts, .keyed = true, .settable = true, .travels = true};
 };
 
 /// A map of counts that count up.
 template <class NameType, class K, class V>
-struct CountedUpMap : ValueMap<NameType, K, V> {
-    static_assert(std::is_same_v<V, U32>, "a map counts in U32");
-    static constexpr Shape shape{
-        .role = Role::map, .counting = Counting::up, .keyed = true, .settable = true, .travels = true};
-};
+struct CountedUpMap : ValueMap<NameType, K, V, Counting::up> {};
 
 /// A map of counts that count up and down.
 template <class NameType, class K, class V>
-struct CountedMap : ValueMap<NameType, K, V> {
-    static_assert(std::is_same_v<V, U32>, "a map counts in U32");
-    static constexpr Shape shape{
-        .role = Role::map, .counting = Counting::both, .keyed = true, .settable = true, .travels = true};
-};
+struct CountedMap : ValueMap<NameType, K, V, Counting::both> {};
 
 /// The key is the attribute `KeyNameType` of the value.
 template <class NameType, class V, class KeyNameType>

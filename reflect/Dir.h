@@ -10,7 +10,7 @@
 /// A directory holds its entities, is their parent while they are in it, and lets them go when it ends. Its
 /// reactors hear onEntry(name). An entry costs one allocation. One thread.
 
-#include "reflect/DirNames.h"
+#include "reflect/ReflectNames.h"
 #include "reflect/entity/EntityPattern.h"
 
 #include <vector>

@@ -7,8 +7,6 @@
 ///     KOR_ENUMERATION(LifType)                     // in its namespace, beside it; with what it means as in reflect/Texts.h
 ///     KOR_ENUMERATION_BODY(LifType)                // in one source file, same namespace
 ///
-/// From then on:
-///
 ///     LifType type = LifTypeInstance(4);           // lifAcMp
 ///     LifTypeInstance(99);                         // Kor::RangeException, "LifType"
 ///     stringValue(lifAcMp);                        // "lifAcMp"

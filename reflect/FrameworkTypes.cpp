@@ -1,5 +1,6 @@
-#include "reflect/FrameworkTypes.h"
+/// The types of the framework itself.
 
+#include "reflect/Dir.h"
 #include "reflect/TypeOf.h"
 
 namespace Kor {
@@ -26,21 +27,14 @@ constexpr AttributeSpec entityAttributes[] = {
 
 constexpr ArgumentSpec entityArguments[] = {{"name", "Kor::Name"}};
 
-constexpr std::string_view entityTexts[] = {
-    "",
-    "What all entities are: they have a name, a version and a parent",
-    "name",
-    "The name in the tree of objects; empty for the child of a map",
-    "version",
-    "Rises by 1 with each change of an attribute, but not with xInc and xDec",
-    "mutableReads",
-    "How often a child or a reference was handed out for writing",
-    "fullName",
-    "The path in the tree of objects",
-    "korNboAttrLogSaForMsgChannel",
-    "The stream adapter of the same connection as another one",
-    "korHasAttrLogInterface",
-    "Whether the entity travels on an attribute log"};
+constexpr NamedText entityTexts[] = {
+    {"", "What all entities are: they have a name, a version and a parent"},
+    {"name", "The name in the tree of objects; empty for the child of a map"},
+    {"version", "Rises by 1 with each change of an attribute, but not with xInc and xDec"},
+    {"mutableReads", "How often a child or a reference was handed out for writing"},
+    {"fullName", "The path in the tree of objects"},
+    {"korNboAttrLogSaForMsgChannel", "The stream adapter of the same connection as another one"},
+    {"korHasAttrLogInterface", "Whether the entity travels on an attribute log"}};
 
 } // namespace
 

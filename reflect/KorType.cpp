@@ -1,6 +1,6 @@
 #include "reflect/KorType.h"
 
-#include "reflect/Registry.h"
+#include "reflect/IntrospectionReactor.h"
 #include "reflect/TypeModule.h"
 #include "reflect/TypeSpec.h"
 #include "reflect/box/GenericIf.h"
@@ -10,12 +10,75 @@
 
 namespace Kor {
 
-using detail::Registry;
-
 namespace {
 
 /// Of a type of which no more than the seed is known.
 constexpr TypeSpec bare{0, {}, {}, {}};
+
+/// Of what every child of a map has, and no class says.
+constexpr std::string_view fwkKeyText = "The key attribute again, under which the map of the parent knows it";
+
+struct AttributeFlags {
+    AttrFlags flags;
+    KorAttrIntrospectionFlags introspection;
+};
+AttributeFlags flagsOf(Shape const& shape) {
+    bool const byConstructor = shape.role == Role::key || shape.role == Role::field;
+    bool const isChanging = shape.hasHooks();
+    bool const isStored = byConstructor || isChanging;
+    bool const isClass = shape.role == Role::constant || shape.role == Role::classOperation;
+    bool const isEnumerator = shape.role == Role::enumerator;
+    bool const isFixed = (byConstructor && !shape.settable) || shape.role == Role::constant || isEnumerator;
+
+    AttributeFlags made;
+    auto const mark = [](U32& word, bool on, U32 bits) { word |= on ? bits : 0; };
+    U32& word0 = made.flags.word0;
+    mark(word0, true, 0x1);
+    mark(word0, shape.settable, 0x2);
+    mark(word0, shape.settable && !isChanging, 0x4);
+    mark(word0, byConstructor, 0x8);
+    mark(word0, isChanging, 0x40);
+    mark(word0, isStored, 0x100);
+    mark(word0, shape.isVirtual, 0x2000);
+    mark(word0, shape.role != Role::fwkKey, 0x20000);
+    mark(word0, !shape.isOperation() && !isEnumerator, 0x200000);
+    mark(word0, shape.keyed, 0x1800000);
+    mark(word0, shape.keyed && shape.holdsObjects(), 0x8000000);
+
+    U32& word1 = made.flags.word1;
+    mark(word1, true, 0x400);
+    mark(word1, isClass, 0x10);
+    mark(word1, isEnumerator, 0x200000);
+    // Where the class has no attribute log it is only of maps with keys inside that the word tells.
+    mark(word1, isChanging && (shape.travels || !shape.keyInside), 0x1000000);
+    mark(word1, shape.child, 0x10000000);
+    mark(word1, isFixed, 0x40000000);
+
+    U32& introspection = made.introspection.word;
+    mark(introspection, isStored, 2);
+    mark(introspection, shape.isOperation(), 8);
+    mark(introspection, shape.keyInside, 32);
+    return made;
+}
+
+void attributeIs(KorType& self, IntrospectionReactor& reactor, AttributeSpec const& spec,
+                 std::string_view meaning) {
+    Name const name = String8(spec.name);
+    KorTypeAttr& attrs = *self.typeAttr();
+    // An operation that is declared again replaces that of the base, and means the same, unless it says
+    // otherwise. So does a map whose key is told by an attribute of the member.
+    if (spec.shape.isOperation() || spec.shape.keyInside) {
+        if (KorAttr const* const inherited = attrs.attr(name); meaning.empty() && inherited != nullptr) {
+            meaning = inherited->meaning();
+        }
+        attrs.attrDel(name);
+    }
+    AttributeFlags const flags = flagsOf(spec.toldAs != nullptr ? *spec.toldAs : spec.shape);
+    reactor.defNoninstantiatingAttr(&self, name, spec.type(),
+                                    spec.keyType != nullptr ? spec.keyType() : nullptr, flags.flags,
+                                    flags.introspection, spec.id);
+    attrs.attr(name)->describe(spec, meaning);
+}
 
 } // namespace
 
@@ -31,19 +94,6 @@ KorType::KorType(TypeSeed const& seed, TypeSpec const& spec)
 }
 
 KorType::~KorType() = default;
-
-KorType* KorType::named(std::string_view fullName) {
-    return Registry::global().find(fullName);
-}
-
-std::vector<KorType*> KorType::all() {
-    std::vector<KorType*> types;
-    types.reserve(Registry::global().types.size());
-    for (auto const& [name, type] : Registry::global().types) {
-        types.push_back(type);
-    }
-    return types;
-}
 
 bool KorType::isA(KorType const* other) const noexcept {
     KorType const* at = this;
@@ -117,19 +167,55 @@ void KorType::flagIs(bool KorTypeFlags::*flag, bool on) {
     typeFlagsIs(flags);
 }
 
-void KorType::typeNodeIs(KorType const* type, Name const& fullName) {
-    Registry& registry = Registry::global();
-    KorType* const known = registry.find(fullName.view());
-    if (known == type) {
-        return;
+void KorType::korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested) {
+    reactor.handleType(this, base_);
+    sizeIs(spec_->size);
+    typeFlagsIs(spec_->flags);
+    for (ArgumentSpec const& each : spec_->constructorArguments) {
+        constructorArgNameQEnq(String8(each.name));
+        constructorArgTypeQEnq(String8(each.type));
     }
-    if (known != nullptr) {
-        throwInternalException(format("two types are called %s", fullName.charPtr()));
+    if (base_ != nullptr) {
+        for (Ptr<KorAttr const> const& each : base_->attributes()) {
+            Ptr<KorAttr> const copy = each->copyFor(this);
+            attributeQEnq(copy);
+            reactor.handleAttr(copy);
+            reactor.handleAttrContextExit();
+        }
     }
-    registry.types.erase(type->fullName_.view());
-    auto* const renamed = const_cast<KorType*>(type);
-    renamed->fullName_ = fullName;
-    registry.types.emplace(renamed->fullName_.view(), renamed);
+    bool isFirst = true;
+    for (AttributeSpec const& each : spec_->attributes) {
+        attributeIs(*this, reactor, each,
+                    each.shape.role == Role::fwkKey ? fwkKeyText : spec_->textOf(each.name));
+        if (isFirst) {
+            nested();
+            isFirst = false;
+        }
+    }
+    if (spec_->flags.isEnumType) { // its value, which no order has
+        AttributeSpec const value{"value", 1, {.role = Role::field}, nullptr};
+        typeAttr()
+            ->attrIs("value", this, nullptr, nullptr, flagsOf(value.shape).flags, 1)
+            ->describe(value, {});
+    }
+    if (KorAttr* const value = typeAttr()->attr("value"); value != nullptr && !value->isInherited()) {
+        valAttrIs(value);
+    }
+    reactor.handleScopeExit();
+
+    auto const describe = [this](std::string_view name) {
+        if (KorAttr const* const found = typeAttr()->attr(String8(name))) {
+            descriptors_.push_back(found);
+        }
+    };
+    if (spec_->flags.isEntity && !spec_->attributes.empty()) {
+        describe("korNboAttrLogSaForMsgChannel");
+    }
+    for (AttributeSpec const& each : spec_->attributes) {
+        if (!spec_->flags.isValue) {
+            describe(each.name);
+        }
+    }
 }
 
 KorAttr const* KorType::korDescriptor(AttributeId id) const {
@@ -147,12 +233,15 @@ Ptr<KorAttr> KorAttr::copyFor(KorType* heir) const {
     return copy;
 }
 
-void KorAttr::describe(Shape const& shape, std::string_view meaning, Bits const& bits,
-                       bool isConst) noexcept {
-    shape_ = shape;
+void KorAttr::describe(AttributeSpec const& spec, std::string_view meaning) {
+    shape_ = spec.shape;
     meaning_ = meaning;
-    bits_ = bits;
-    isConst_ = isConst;
+    bits_ = spec.bits;
+    isConst_ = spec.isConst;
+    keyAttributeName_ = String8(spec.keyAttribute);
+    for (ArgumentSpec const& each : spec.arguments) {
+        arguments_.push_back({String8(each.name), String8(each.type), each.passing});
+    }
 }
 
 bool KorAttr::hasValue() const noexcept {

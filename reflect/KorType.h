@@ -15,7 +15,6 @@
 /// hold never end, so plain pointers to them are safe. Once the libraries are loaded, reading is safe on any
 /// thread; walking takes references (Kor::VFPtrInterface::enableThreadSafePointers).
 
-#include "reflect/AttributeFlags.h"
 #include "reflect/FwkType.h"
 #include "reflect/ReflectNames.h"
 #include "reflect/entity/EntityPattern.h"
@@ -30,7 +29,22 @@ class Dir;
 class GenericIf;
 class IntrospectionReactor;
 class KorTypeAttr;
+struct AttributeSpec;
 struct TypeSpec;
+
+/// The two words of an attribute's flags, as the model gives them. They follow from its shape. The registry
+/// hands them on and compares them between peers; nothing in the library reads a bit of them.
+struct AttrFlags {
+    U32 word0 = 0;
+    U32 word1 = 0;
+    friend bool operator==(AttrFlags const&, AttrFlags const&) = default;
+};
+
+/// 2: stored; 8: an operation; 32: a map whose key is in the value.
+struct KorAttrIntrospectionFlags {
+    U32 word = 0;
+    friend bool operator==(KorAttrIntrospectionFlags const&, KorAttrIntrospectionFlags const&) = default;
+};
 
 /// How an operation takes an argument; a pointer is a counted one.
 enum class Passing : U8 { byValue, byReference, byPointer, byPointerToConst };
@@ -86,10 +100,9 @@ public:
 
     void keyTypeIs(KorType* keyType) noexcept { keyType_ = keyType; }
     void keyAttributeNameIs(Name name) noexcept { keyAttributeName_ = std::move(name); }
-    void argumentEnq(Argument argument) { arguments_.push_back(std::move(argument)); }
     void introspectionFlagsIs(KorAttrIntrospectionFlags flags) noexcept { introspection_ = flags; }
-    /// What the attribute's declaration says of it.
-    void describe(Shape const& shape, std::string_view meaning, Bits const& bits, bool isConst) noexcept;
+    /// What else the attribute's declaration says of it.
+    void describe(AttributeSpec const& spec, std::string_view meaning);
     /// The same attribute for a type that derives from the owner.
     Ptr<KorAttr> copyFor(KorType* heir) const;
 
@@ -192,8 +205,7 @@ public:
         bool hasFactory = false; ///< camelNameFactory() beside the class
     };
     Abilities abilities() const;
-    /// A new entity with that name, as the type's factory makes it. Null for a type without such a
-    /// factory.
+    /// A new entity with that name, as its factory makes it; null for a type without such a factory.
     virtual Ptr<Entity> newEntity(Name const& name, Dir* dir) const;
     /// A new entity whose key or name is read from an attribute log. Null for a type that is not announced.
     virtual Ptr<Entity> newEntity(Ptr<NboAttrLog::In> const& in, Entity::Kor_BitSet flags, unsigned int id,

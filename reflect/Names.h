@@ -115,7 +115,7 @@ concept NoKeyOf = !std::convertible_to<K const&, typename A::Key>;
     template <class Below, class At>                                                                         \
     struct VirtualSetter : Below {                                                                           \
         using Below::Below;                                                                                  \
-        virtual void x##Is(typename At::Value value) { At::set(*this, value); }                              \
+        virtual void x##Is(typename At::Value value) { At::korSet(*this, value); }                           \
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Map : detail::Level<Self, A> {                                                                    \

@@ -83,7 +83,7 @@ Ptr<Entity> sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorCo
 }
 
 void cannotConvert(String8::IteratorConst const&, String8::IteratorConst const&, std::type_info const& type) {
-    detail::cannotConvertTo(type, {});
+    detail::refuse({"the reference is not to a ", className(type)});
 }
 
 namespace detail {
@@ -109,10 +109,6 @@ Ptr<PtrInterface> readObject(TextScanner& scanner) {
         refuse({"there is no object ", path});
     }
     return found;
-}
-
-void cannotConvertTo(std::type_info const& type, std::string_view name) {
-    refuse({"the reference is not to a ", name.empty() ? className(type) : name});
 }
 
 } // namespace detail

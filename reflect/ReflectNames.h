@@ -1,6 +1,6 @@
 #pragma once
 
-/// The names of the attributes of type objects.
+/// The names of the attributes of type objects and directories.
 
 #include "reflect/Names.h"
 
@@ -9,6 +9,7 @@ KOR_NAME(attributeQIdx, AttributeQIdx, entity)
 KOR_NAME(constructorArgNameQ, ConstructorArgNameQ, entity)
 KOR_NAME(constructorArgTypeQ, ConstructorArgTypeQ, entity)
 KOR_NAME(derivedTypeQ, DerivedTypeQ, entity)
+KOR_NAME(entry, Entry, entity)
 KOR_NAME(nestedType, NestedType, entity)
 KOR_NAME(referringAttrQ, ReferringAttrQ, entity)
 KOR_NAME(size, Size, entity)

@@ -94,7 +94,7 @@ void needString(String8::IteratorConst& it, String8::IteratorConst const& end, c
 }
 
 void rethrowFromDeserializeAttr(RangeException const& inner, String8& attribute) {
-    detail::rethrowFor(inner, attribute.view());
+    throw RangeException(format("attribute %s: %s", attribute.charPtr(), inner.what()), inner.ids());
 }
 
 namespace {
@@ -128,10 +128,6 @@ void appendQuoted(std::string& text, std::string_view inside) {
         text += c;
     }
     text += '\'';
-}
-
-void rethrowFor(RangeException const& inner, std::string_view attribute) {
-    throw RangeException(String8("attribute " + std::string(attribute) + ": " + inner.what()), inner.ids());
 }
 
 void refuse(std::initializer_list<std::string_view> words) {

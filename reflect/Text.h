@@ -43,25 +43,8 @@ concept PatternValue = detail::Declared<T>;
 
 namespace detail {
 
-template <class T>
-void appendText(std::string& text, T const& value);
-
 /// In single quotes, with a backslash before each quote and backslash.
 KOR_EXPORT void appendQuoted(std::string& text, std::string_view inside);
-
-template <class T, class... S>
-void appendAttributes(std::string& text, Storage<S...> const& storage) {
-    if constexpr (sizeof...(S) == 1) {
-        (appendText(text, storage.template at<S>()), ...);
-    } else if constexpr (sizeof...(S) > 1) {
-        text.append("Value('").append(typeName<T>()).append("', ** {");
-        char const* separator = "'";
-        ((text.append(separator).append(S::Name::text).append("': "),
-          appendText(text, storage.template at<S>()), separator = ", '"),
-         ...);
-        text += "})";
-    }
-}
 
 template <class T>
 void appendText(std::string& text, T const& value) {
@@ -78,7 +61,18 @@ void appendText(std::string& text, T const& value) {
     } else if constexpr (std::derived_from<T, String8>) {
         appendQuoted(text, value.view());
     } else if constexpr (PatternValue<T>) {
-        appendAttributes<T>(text, T::storage(value));
+        [&]<class... S>(Storage<S...> const& storage) {
+            if constexpr (sizeof...(S) == 1) {
+                (appendText(text, storage.template at<S>()), ...);
+            } else if constexpr (sizeof...(S) > 1) {
+                text.append("Value('").append(typeName<T>()).append("', ** {");
+                char const* separator = "'";
+                ((text.append(separator).append(S::Name::text).append("': "),
+                  appendText(text, storage.template at<S>()), separator = ", '"),
+                 ...);
+                text += "})";
+            }
+        }(T::storage(value));
     } else {
         value.appendTextTo(text);
     }
@@ -125,27 +119,22 @@ public:
     /// is. The view is into the text or, if there was a backslash, into `storage`.
     std::string_view quoted(std::string& storage);
 
-    /// Decimal or 0x, with a sign, modulo 2 to the 64th; raises for one that does not fit 64 bits.
-    U64 integer() { return number().modulo(); }
-
-    /// The same, before it is cut.
+    /// An integer before it is cut.
     struct Number {
         U64 magnitude;
         bool isNegative;
 
+        /// Modulo 2 to the 64th.
         U64 modulo() const { return isNegative ? U64{0} - magnitude : magnitude; }
         /// Whether that is what the number was.
         template <class T>
         bool is(T kept) const {
+            bool const isBelow = std::cmp_less(kept, 0);
             U64 const wide = static_cast<U64>(kept);
-            if constexpr (std::is_signed_v<T>) {
-                if (kept < 0) {
-                    return isNegative && U64{0} - wide == magnitude;
-                }
-            }
-            return wide == magnitude && (!isNegative || magnitude == 0);
+            return (isBelow ? U64{0} - wide : wide) == magnitude && isBelow == (isNegative && magnitude != 0);
         }
     };
+    /// Decimal or 0x, with a sign; raises for one that does not fit 64 bits.
     Number number();
 
     bool boolean();
@@ -173,6 +162,9 @@ public:
     ExactNumbers& operator=(ExactNumbers const&) = delete;
 };
 
+/// Raises the words of an attribute's reader again, with its name.
+[[noreturn]] KOR_EXPORT void rethrowFromDeserializeAttr(RangeException const& inner, String8& attribute);
+
 namespace detail {
 
 template <class T>
@@ -181,8 +173,6 @@ T readText(TextScanner& scanner);
 /// Raises if numbers are to be exact.
 KOR_EXPORT void numberIsCut(TextScanner::Number const& number, std::string const& kept);
 
-/// Raises the words of an attribute's reader again, with its name.
-[[noreturn]] KOR_EXPORT void rethrowFor(RangeException const& inner, std::string_view attribute);
 /// Raises with those words, one behind the other.
 [[noreturn]] KOR_EXPORT void refuse(std::initializer_list<std::string_view> words);
 
@@ -191,12 +181,13 @@ T readAttribute(TextScanner& scanner, std::string_view attribute) {
     try {
         return readText<T>(scanner);
     } catch (RangeException const& exception) {
-        rethrowFor(exception, attribute);
+        String8 name(attribute);
+        rethrowFromDeserializeAttr(exception, name);
     }
 }
 
 template <class T, class... S>
-T readValue(TextScanner& scanner, Storage<S...> const*) {
+T readValue(TextScanner& scanner, AttributeList<S...>) {
     if constexpr (sizeof...(S) == 1) {
         return T(readAttribute<typename S::Type>(scanner, S::Name::text)...);
     } else {
@@ -238,10 +229,12 @@ T readValue(TextScanner& scanner, Storage<S...> const*) {
 
 template <class T>
 using StorageTypeOf = std::remove_cvref_t<decltype(T::storage(std::declval<T const&>()))>;
+/// The attributes that a value stores; a derived one has those of its base.
+template <class T>
+using StoredIn = typename StorageTypeOf<T>::Attributes;
 
 /// The object that a reference names; null for None.
 KOR_EXPORT Ptr<PtrInterface> readObject(TextScanner& scanner);
-[[noreturn]] KOR_EXPORT void cannotConvertTo(std::type_info const& type, std::string_view name);
 
 template <class T>
 T readText(TextScanner& scanner) {
@@ -249,7 +242,7 @@ T readText(TextScanner& scanner) {
         Ptr<PtrInterface> const found = readObject(scanner);
         T fitting = dynamic_cast<Pointed<T>*>(found.ptr());
         if (found && !fitting) {
-            cannotConvertTo(typeid(Pointed<T>), typeName<std::remove_const_t<Pointed<T>>>());
+            refuse({"the reference is not to a ", typeName<std::remove_const_t<Pointed<T>>>()});
         }
         return fitting;
     } else if constexpr (std::is_same_v<T, bool>) {
@@ -262,7 +255,7 @@ T readText(TextScanner& scanner) {
         }
         return kept;
     } else if constexpr (PatternValue<T>) {
-        return readValue<T>(scanner, static_cast<StorageTypeOf<T> const*>(nullptr));
+        return readValue<T>(scanner, StoredIn<T>());
     } else {
         std::string storage;
         std::string_view const inside = scanner.quoted(storage);
@@ -336,9 +329,6 @@ T strepToValue(String8 const& text, T const* /*tag*/ = nullptr) {
 /// Matches a pattern at the cursor and moves behind it, as TextScanner::needString does.
 KOR_EXPORT void needString(String8::IteratorConst& it, String8::IteratorConst const& end,
                            char const* pattern);
-
-/// Raises the words of an attribute's reader again, with its name.
-[[noreturn]] KOR_EXPORT void rethrowFromDeserializeAttr(RangeException const& inner, String8& attribute);
 
 // References to objects. The text of an entity is its full name in quotes; that of no object is None. It is
 // read back by going down from the entity that this thread has named as its root: through directories by

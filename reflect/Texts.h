@@ -34,11 +34,17 @@ struct TextsHere {
 
 } // namespace detail
 
+/// The name of an attribute, and what it means.
+struct NamedText {
+    std::string_view name;
+    std::string_view text;
+};
+
 /// What Kor::texts() makes.
 template <std::size_t N>
 struct Texts {
-    char const* file;
-    std::array<char const*, N> all;
+    std::string_view file;
+    std::array<NamedText, N> all;
 };
 
 /// What a class and its attributes mean, for people: name and text by turns, the class itself under the empty
@@ -54,7 +60,12 @@ struct Texts {
 template <class... Text>
 consteval auto texts(detail::TextsHere first, Text... text) { // by value: one function for each length
     static_assert(sizeof...(Text) % 2 == 1, "a text for each name");
-    return Texts<sizeof...(Text) + 1>{first.file, {first.name, text...}};
+    std::string_view const turns[] = {first.name, text...};
+    Texts<(sizeof...(Text) + 1) / 2> made{first.file, {}};
+    for (std::size_t i = 0; i < made.all.size(); ++i) {
+        made.all[i] = {turns[2 * i], turns[2 * i + 1]};
+    }
+    return made;
 }
 
 /// Of an enumeration that says nothing of itself: where it is declared.

@@ -1,23 +1,93 @@
 #include "reflect/TypeModule.h"
 
 #include "reflect/IntrospectionReactor.h"
-#include "reflect/Registry.h"
+#include "reflect/KorType.h"
 #include "runtime/TypeHook.h"
 
+#include <map>
 #include <string>
+#include <unordered_map>
 #include <utility>
-#include <vector>
 
 namespace Kor {
 
-using detail::Registry;
+namespace {
 
-Registry& Registry::global() {
-    static auto* const registry = [] {
-        typeHookIs({fwkTypeOf<PtrInterface>, fwkTypeOf<Entity>});
-        return new Registry;
-    }();
-    return *registry;
+/// All type objects of the process, and the types that its modules list.
+struct Registry {
+    struct Listed {
+        TypeModule* module;
+        TypeSeed const* seed;
+    };
+    std::map<std::string_view, KorType*> types; // the names are those of the type objects
+    std::unordered_map<std::string_view, Listed> listed;
+
+    KorType* find(std::string_view name) const {
+        auto const at = types.find(name);
+        return at != types.end() ? at->second : nullptr;
+    }
+    /// Never ends, since type objects do not.
+    static Registry& global() {
+        static auto* const registry = [] {
+            typeHookIs({fwkTypeOf<PtrInterface>, fwkTypeOf<Entity>});
+            return new Registry;
+        }();
+        return *registry;
+    }
+};
+
+/// FNV-1a of 64 bits.
+class Digest {
+public:
+    Digest& add(std::string_view text) {
+        add(U64{text.size()});
+        for (char const c : text) {
+            addByte(static_cast<U8>(c));
+        }
+        return *this;
+    }
+    Digest& add(U64 number) {
+        for (int shift = 0; shift < 64; shift += 8) {
+            addByte(static_cast<U8>(number >> shift));
+        }
+        return *this;
+    }
+    Digest& add(KorType const* type) { return add(type != nullptr ? type->typeName().view() : ""); }
+    U64 value() const { return value_; }
+
+private:
+    void addByte(U8 byte) { value_ = (value_ ^ byte) * 0x100000001b3; }
+
+    U64 value_ = 0xcbf29ce484222325;
+};
+
+} // namespace
+
+KorType* KorType::named(std::string_view fullName) {
+    return Registry::global().find(fullName);
+}
+
+std::vector<KorType*> KorType::all() {
+    std::vector<KorType*> types;
+    for (auto const& [name, type] : Registry::global().types) {
+        types.push_back(type);
+    }
+    return types;
+}
+
+void KorType::typeNodeIs(KorType const* type, Name const& fullName) {
+    Registry& registry = Registry::global();
+    KorType* const known = registry.find(fullName.view());
+    if (known == type) {
+        return;
+    }
+    if (known != nullptr) {
+        throwInternalException(format("two types are called %s", fullName.charPtr()));
+    }
+    registry.types.erase(type->fullName_.view());
+    auto* const renamed = const_cast<KorType*>(type);
+    renamed->fullName_ = fullName;
+    registry.types.emplace(renamed->fullName_.view(), renamed);
 }
 
 KorType* typeOfSeed(TypeSeed const& seed) {
@@ -131,6 +201,31 @@ void TypeModule::define(IntrospectionReactor& reactor, TypeSeed const& seed) {
             }
         }
     });
+}
+
+U64 TypeModule::checksum() const {
+    Digest digest;
+    for (KorType const* type : defined()) {
+        KorTypeFlags const flags = type->typeFlags();
+        digest.add(type).add(type->base()).add(type->scope());
+        digest.add(flags.isValue + 2u * flags.isEntity + 4u * flags.isEnumType +
+                   8u * flags.hasGenericIfSupport);
+        digest.add(type->valAttr() != nullptr ? type->valAttr()->name().view() : "");
+        for (auto const* queue : {&type->constructorArgNameQQueue(), &type->constructorArgTypeQQueue()}) {
+            for (auto const& each : *queue) {
+                digest.add(each.value.view());
+            }
+        }
+        for (auto const& attr : type->attributes()) {
+            digest.add(attr->name().view()).add(static_cast<U64>(attr->attributeId()));
+            digest.add(attr->type()).add(attr->keyType()).add(attr->keyAttributeName().view());
+            for (auto const& argument : attr->arguments()) {
+                digest.add(argument.name.view()).add(argument.type.view());
+            }
+            digest.add(attr->flags().word0).add(attr->flags().word1).add(attr->introspectionFlags().word);
+        }
+    }
+    return digest.value();
 }
 
 } // namespace Kor

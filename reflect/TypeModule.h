@@ -15,6 +15,7 @@
 /// bare until a later try. An exception ends the definition, and it is not tried again.
 
 #include "reflect/FwkType.h"
+#include "runtime/Entity.h"
 
 #include <algorithm>
 #include <array>
@@ -26,6 +27,7 @@
 
 namespace Kor {
 
+class Dir;
 class IntrospectionReactor;
 
 class KOR_EXPORT TypeModule {
@@ -66,10 +68,6 @@ template <>
 struct Builtin<void*> {
     static constexpr std::string_view korTypeName = "Kor::Builtin<void*>"; // compilers print it differently
 };
-
-/// The types of the framework itself: scalars, strings, Kor::PtrInterface, Kor::Entity. Every other module
-/// loads it.
-TypeModule& frameworkTypes();
 
 /// Makes the type object of T. The function is a template of reflect/TypeOf.h: a source file that includes
 /// that one, and instantiates it, has to be in the program.
@@ -118,6 +116,11 @@ struct TypeModuleOf {
         return table;
     }
 };
+
+/// The types of the framework itself, which every other module loads.
+TypeModule& frameworkTypes();
+using FrameworkTypes = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, BytePtr, String8, Name,
+                                    PtrInterface, Entity, KorType, Dir>;
 
 /// Every `Of`th of the makers of a list, from `First` on: to instantiate a long one in several files.
 template <class Module, std::size_t First, std::size_t Of>

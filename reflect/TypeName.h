@@ -4,7 +4,6 @@
 /// `Kor::typeName<Hardware::LifTable>()` is "Hardware::LifTable". The scalar names of runtime/Types.h and
 /// `bool` keep those names, its BytePtr is "Kor::BytePtr", `void` is "void". A class that is known by another
 /// name than its declaration's gives it in a member `korTypeName`, and so does each class below it.
-/// Known at compile time: it costs nothing.
 
 #include "runtime/Types.h"
 
@@ -15,19 +14,18 @@ namespace Kor {
 
 namespace detail {
 
-/// The template argument `Argument` as the compiler prints it within the name of this function.
+/// The one template argument in a function's name as the compiler prints that.
+constexpr std::string_view argumentIn(std::string_view function) {
+    function.remove_prefix(function.find(" = ") + 3);
+    return function.substr(0, function.find_first_of(";]"));
+}
 template <class Argument>
 constexpr std::string_view printed() {
-    std::string_view text = __PRETTY_FUNCTION__;
-    text.remove_prefix(text.find("Argument = ") + std::string_view("Argument = ").size());
-    return text.substr(0, text.find_first_of(";]"));
+    return argumentIn(__PRETTY_FUNCTION__);
 }
-
 template <auto Value>
 constexpr std::string_view printedValue() {
-    std::string_view text = __PRETTY_FUNCTION__;
-    text.remove_prefix(text.find("Value = ") + std::string_view("Value = ").size());
-    return text.substr(0, text.find_first_of(";]"));
+    return argumentIn(__PRETTY_FUNCTION__);
 }
 
 } // namespace detail

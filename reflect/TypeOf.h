@@ -23,24 +23,10 @@ namespace detail {
 // Signatures
 
 /// The type in the registry for one of C++: an object for a reference or counted pointer to it.
-template <class T>
-consteval auto registered() {
-    using Plain = std::remove_cvref_t<T>;
-    if constexpr (std::is_void_v<Plain>) {
-        return std::type_identity<Builtin<void*>>();
-    } else if constexpr (std::is_void_v<Pointed<Plain>>) {
-        return std::type_identity<Plain>();
-    } else {
-        return std::type_identity<std::remove_const_t<Pointed<Plain>>>();
-    }
-}
-template <class T>
-using RegisteredType = typename decltype(registered<T>())::type;
-
-template <class T>
-constexpr std::string_view registeredName() {
-    return typeName<RegisteredType<T>>();
-}
+template <class T, class Plain = std::remove_cvref_t<T>>
+using RegisteredType = std::conditional_t<
+    std::is_void_v<Plain>, Builtin<void*>,
+    std::conditional_t<std::is_void_v<Pointed<Plain>>, Plain, std::remove_const_t<Pointed<Plain>>>>;
 
 /// The parameters of a member function, or of a static one.
 template <class Member>
@@ -73,13 +59,13 @@ struct ArgumentSpecs;
 template <class... A, class... P>
 struct ArgumentSpecs<AttributeList<A...>, AttributeList<P...>> {
     static constexpr std::array<ArgumentSpec, sizeof...(A)> specs{
-        ArgumentSpec{A::Name::text, registeredName<typename A::Type>(), passing<P>}...};
+        ArgumentSpec{A::Name::text, typeName<RegisteredType<typename A::Type>>(), passing<P>}...};
 };
 
 /// The attribute of that name in a class's list or in that of a base; of an Override the base's.
 template <class X, class NameType, class... A>
 consteval auto declaredIn(AttributeList<A...>) {
-    constexpr auto place = placeOfFirst({(std::is_same_v<typename A::Name, NameType> && !isOverride<A>)...});
+    constexpr auto place = placeOfFirst({(std::is_same_v<typename A::Name, NameType> && A::shape.hasId)...});
     if constexpr (place == sizeof...(A)) {
         return declaredIn<typename X::BaseEntity, NameType>(typename X::BaseEntity::Attributes());
     } else {
@@ -95,7 +81,7 @@ constexpr AttributeSpec attributeSpec() {
         spec.id = T::template attributeIdOf<typename A::Name>();
         spec.shape.travels = spec.shape.travels && hasAttrLog<T>;
     } else {
-        spec.id = firstId<T>() + static_cast<AttributeId>(placeIn<A>(typename T::Attributes()));
+        spec.id = T::firstAttributeId + static_cast<AttributeId>(placeIn<A>(typename T::Attributes()));
     }
     if constexpr (requires { typename D::Key; }) {
         spec.keyType = fwkTypeOf<RegisteredType<typename D::Key>>;
@@ -142,49 +128,35 @@ struct TextsOf {
             return Texts<0>{};
         }
     }();
-    static constexpr std::string_view include = includeOf(texts.file != nullptr ? texts.file : "");
-    /// A copy, so that a library has no path of the machine that it was built on.
+    // Copies, so that a library has no path of the machine that it was built on.
+    static constexpr auto all = texts.all;
+    static constexpr std::string_view include = includeOf(texts.file);
     static constexpr auto ownHeader = [] {
         std::array<char, include.size()> own{};
         std::copy(include.begin(), include.end(), own.begin());
         return own;
     }();
-
-    static constexpr auto all = [] {
-        std::array<std::string_view, texts.all.size()> views{};
-        std::copy(texts.all.begin(), texts.all.end(), views.begin());
-        return views;
-    }();
     static constexpr std::string_view header{ownHeader.data(), ownHeader.size()};
 };
 
-/// Whether texts, where there are any, say something of the type and of each of those attributes, and of
-/// nothing else but the `optional` ones.
-consteval bool isWholly(std::span<std::string_view const> texts, std::span<std::string_view const> names,
-                        std::span<std::string_view const> optional) {
-    auto const has = [](std::span<std::string_view const> all, std::string_view name, std::size_t step) {
-        std::size_t i = 0;
-        while (i < all.size() && all[i] != name) {
-            i += step;
-        }
-        return i < all.size();
+/// Whether texts, where there are any, say something of the type and of each attribute that is its own, and
+/// of nothing else.
+consteval bool isWholly(std::span<NamedText const> texts, std::span<AttributeSpec const> attributes) {
+    auto const isTold = [&](AttributeSpec const& each) {
+        return std::ranges::find(texts, each.name, &NamedText::name) != texts.end() || !each.shape.hasId ||
+               each.shape.role == Role::fwkKey || each.name == "korHasAttrLogInterface";
     };
-    bool is = texts.empty() || texts.front().empty();
-    for (std::string_view const name : names) {
-        is = is && (texts.empty() || has(texts, name, 2));
-    }
-    for (std::size_t i = 2; i < texts.size(); i += 2) {
-        is = is && (has(names, texts[i], 1) || has(optional, texts[i], 1));
-    }
-    return is;
+    auto const isOne = [&](NamedText const& each) {
+        auto const at = std::ranges::find(attributes, each.name, &AttributeSpec::name);
+        return at != attributes.end() && at->shape.role != Role::fwkKey;
+    };
+    return texts.empty() || (texts.front().name.empty() && std::ranges::all_of(attributes, isTold) &&
+                             std::ranges::all_of(texts.subspan(1), isOne));
 }
 /// Whether each is there and short enough for a line of a tool.
-consteval bool isShort(std::span<std::string_view const> texts) {
-    bool is = true;
-    for (std::size_t i = 1; i < texts.size(); i += 2) {
-        is = is && !texts[i].empty() && texts[i].size() <= 160;
-    }
-    return is;
+consteval bool isShort(std::span<NamedText const> texts) {
+    return std::ranges::all_of(
+        texts, [](NamedText const& each) { return !each.text.empty() && each.text.size() <= 160; });
 }
 
 /// What is known of a class beyond its attributes.
@@ -212,13 +184,11 @@ constexpr KorType::Abilities abilitiesOf() {
 template <class T>
 constexpr auto constructorArguments() {
     if constexpr (!PatternEntity<T>) {
-        return []<class... S>(Storage<S...> const*) {
-            return ArgumentSpecs<AttributeList<S...>>::specs;
-        }(static_cast<StorageTypeOf<T> const*>(nullptr));
+        return ArgumentSpecs<StoredIn<T>>::specs;
     } else if constexpr (std::is_constructible_v<T,
                                                  typename T::ConstructorArgument>) { // from nothing it is not
-        return std::array{
-            ArgumentSpec{constructorArgumentName<T>(), registeredName<typename T::ConstructorArgument>()}};
+        return std::array{ArgumentSpec{constructorArgumentName<T>(),
+                                       typeName<RegisteredType<typename T::ConstructorArgument>>()}};
     } else {
         return std::array<ArgumentSpec, 0>();
     }
@@ -228,14 +198,6 @@ template <class T, class List>
 struct DeclaredSpec;
 template <class T, class... A>
 struct DeclaredSpec<T, AttributeList<A...>> {
-    static constexpr std::string_view names[] = {
-        (A::shape.role != Role::none && !isOverride<A> ? A::Name::text : "")..., ""};
-    static constexpr std::string_view optional[] = {(isOverride<A> ? A::Name::text : "")...,
-                                                    "korHasAttrLogInterface"};
-    static_assert(isWholly(TextsOf<T>::all, names, optional),
-                  "korTexts lacks the class or one of its attributes, or names something that is none");
-    static_assert(isShort(TextsOf<T>::all), "a text of korTexts is empty or longer than 160 characters");
-
     static constexpr bool hasFwkKey = requires(T const& t) { t.fwkKey(); };
     // korHasAttrLogInterface is told again by every entity that has attributes of its own.
     static constexpr bool tellsInterface = std::derived_from<T, Entity> && sizeof...(A) != 0;
@@ -260,6 +222,9 @@ struct DeclaredSpec<T, AttributeList<A...>> {
         }
         return specs;
     }();
+    static_assert(isWholly(TextsOf<T>::all, attributes),
+                  "korTexts lacks the class or one of its attributes, or names something that is none");
+    static_assert(isShort(TextsOf<T>::all), "a text of korTexts is empty or longer than 160 characters");
     static constexpr auto arguments = constructorArguments<T>();
 };
 
@@ -282,13 +247,8 @@ struct SpecOf<T> {
         });
         return specs;
     }();
-    static constexpr auto names = [] {
-        std::array<std::string_view, attributes.size()> all;
-        std::ranges::transform(attributes, all.begin(), &AttributeSpec::name);
-        return all;
-    }();
     static_assert(
-        isWholly(TextsOf<T>::all, names, {}) && isShort(TextsOf<T>::all),
+        isWholly(TextsOf<T>::all, attributes) && isShort(TextsOf<T>::all),
         "the texts of KOR_ENUMERATION lack the enumeration or an enumerator, or name one that is none");
     static constexpr std::array<ArgumentSpec, 0> arguments{};
 };

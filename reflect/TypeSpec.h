@@ -4,7 +4,9 @@
 /// filled in from. One loop defines all types; reflect/TypeOf.h has what is computed.
 
 #include "reflect/KorType.h"
+#include "reflect/Texts.h"
 
+#include <algorithm>
 #include <span>
 
 namespace Kor {
@@ -38,8 +40,7 @@ struct TypeSpec {
     KorTypeFlags flags;
     std::span<ArgumentSpec const> constructorArguments;
     std::span<AttributeSpec const> attributes;
-    /// See Kor::texts().
-    std::span<std::string_view const> texts = {};
+    std::span<NamedText const> texts = {};
     std::string_view header = {};
     KorType::Abilities abilities = {};
 
@@ -51,13 +52,9 @@ struct TypeSpec {
     Ptr<Entity> (*ofName)(Name const& name) = nullptr;
 
     /// Of an attribute, or of the type under the empty name; empty where there is none.
-    constexpr std::string_view textOf(std::string_view name) const {
-        for (std::size_t i = 0; i + 1 < texts.size(); i += 2) {
-            if (texts[i] == name) {
-                return texts[i + 1];
-            }
-        }
-        return {};
+    std::string_view textOf(std::string_view name) const {
+        auto const at = std::ranges::find(texts, name, &NamedText::name);
+        return at != texts.end() ? at->text : std::string_view();
     }
 };
 

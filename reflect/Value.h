@@ -45,11 +45,9 @@ namespace NboAttrLog {
 class In;
 }
 
-/// Tells the constructor that reads a value from an attribute log from all others:
-///
-///     EvecKey key(in, Kor::StreamBogon());
-///
-/// It takes the stored attributes off the stream in their order, and raises what attrlog/In.h says.
+/// Tells the constructor that reads a value from an attribute log from all others: `EvecKey(in,
+/// StreamBogon())` takes the stored attributes off the stream in their order, and raises what attrlog/In.h
+/// says.
 struct StreamBogon {};
 
 /// The reading end of an attribute log. A template parameter, since the log itself is a layer above.
@@ -69,27 +67,12 @@ struct Slot {
     friend constexpr auto operator<=>(Slot const&, Slot const&) = default;
 };
 
-/// Whether values of those types can be the first few of the attributes, but not all.
-template <class... S, class... V>
-consteval bool areFirst(AttributeList<S...>, AttributeList<V...>) {
-    if constexpr (sizeof...(V) > 0 && sizeof...(V) < sizeof...(S)) {
-        return []<std::size_t... I>(std::index_sequence<I...>) {
-            return (std::convertible_to<V const&, typename std::tuple_element_t<I, std::tuple<S...>>::Type> &&
-                    ...);
-        }
-        (std::index_sequence_for<V...>());
-    } else {
-        return false;
-    }
-}
-
-template <class Attributes, class... V>
-concept FirstOf = areFirst(Attributes{}, AttributeList<V...>{});
-
 /// The stored attributes of a value, in order.
 template <class... S>
 class Storage : Slot<S>... {
 public:
+    using Attributes = AttributeList<S...>;
+
     constexpr Storage() = default;
     constexpr explicit Storage(typename S::Type const&... values) requires(sizeof...(S) != 0)
         : Slot<S>{values}... {}
@@ -116,9 +99,7 @@ public:
 template <class... S>
 Storage<S...> storageOf(AttributeList<S...>);
 template <class... A>
-using StorageOf = decltype(storageOf(
-    typename Joined<
-        std::conditional_t<A::shape.role == Role::field, AttributeList<A>, AttributeList<>>...>::type()));
+using StorageOf = decltype(storageOf(Where<&Shape::isField, AttributeList<A...>>()));
 
 /// Holds the storage and gives the constructors; a base of ValueOf, so that both packs are at hand.
 template <class Self, class S>
@@ -126,6 +107,13 @@ class Stock;
 
 template <class Self, class... S>
 class Stock<Self, Storage<S...>> {
+    template <std::size_t I>
+    using At = typename AttributeAt<I, AttributeList<S...>>::type;
+    template <class... V, std::size_t... I>
+    static consteval bool areFirst(std::index_sequence<I...>) {
+        return (std::convertible_to<V const&, typename At<I>::Type> && ...);
+    }
+
 public:
     constexpr Stock() = default;
     constexpr explicit(sizeof...(S) == 1) Stock(typename S::Type const&... values) requires(sizeof...(S) != 0)
@@ -135,8 +123,9 @@ public:
 
     /// Of the first few; the rest have their defaults.
     template <class... V>
-    requires FirstOf<AttributeList<S...>, V...>
-    constexpr explicit(sizeof...(V) == 1) Stock(V const&... values) {
+    requires(sizeof...(V) != 0 && sizeof...(V) < sizeof...(S) &&
+             areFirst<V...>(std::index_sequence_for<V...>())) constexpr explicit(sizeof...(V) == 1)
+        Stock(V const&... values) {
         [&]<std::size_t... I>(std::index_sequence<I...>) {
             ((storage_.template at<At<I>>() = typename At<I>::Type(values)), ...);
         }
@@ -159,9 +148,6 @@ protected:
     [[no_unique_address]] Storage<S...> storage_;
 
 private:
-    template <std::size_t I>
-    using At = typename AttributeAt<I, AttributeList<S...>>::type;
-
     constexpr void made() {
         if constexpr (requires(Self & self) { self.korMake(); }) {
             static_cast<Self&>(*this).korMake();
@@ -218,6 +204,7 @@ class ValueOf : public detail::Stock<Self, detail::StorageOf<A...>>, public deta
 
 public:
     using Attributes = AttributeList<A...>;
+    static constexpr AttributeId firstAttributeId = 2;
     using StockType::StockType;
 
     constexpr ValueOf() = default;
@@ -290,6 +277,7 @@ class DerivedValueOf : public Base, public detail::Accessors<Self, A>... {
 public:
     using BaseValue = Base;
     using Attributes = AttributeList<A...>;
+    static constexpr AttributeId firstAttributeId = Base::firstAttributeId + 128;
     using Base::Base;
 
     using GenericIf_ = BoxOf<Self>;

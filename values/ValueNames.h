@@ -3,8 +3,8 @@
 /// The names of value attributes that are not row fields as well, and the vocabulary of value declarations.
 
 #include "platform/PlatformNames.h"
-#include "reflect/DirNames.h"
 #include "reflect/Enumeration.h"
+#include "reflect/ReflectNames.h"
 #include "reflect/Value.h"
 #include "tables/FieldNames.h"
 

@@ -1,12 +1,14 @@
 #pragma once
 
 /// How a box gets at one attribute of an object that is given as a void pointer: a constant BoxAttribute of
-/// plain functions, which follow from the attribute's shape. Which operations there are, in which order they
-/// are checked and what they raise is written once, over tables of these, in reflect/box/GenericIf.cpp.
+/// plain functions, which follow from the attribute's shape; and the table of those of a class, by id. Which
+/// operations there are, in which order they are checked and what they raise is written once, over these
+/// tables, in reflect/box/GenericIf.cpp.
 
-#include "reflect/Attributes.h"
+#include "reflect/Text.h"
 #include "reflect/box/GenericIf.h"
 
+#include <array>
 #include <span>
 #include <string>
 #include <string_view>
@@ -35,6 +37,15 @@ public:
     }
     /// Raises when there are more.
     void end() const;
+    /// As many as there are in the list of attributes.
+    template <class... A>
+    auto all(AttributeList<A...>) {
+        // In braces: from left to right.
+        std::tuple<std::remove_cvref_t<typename A::Type>...> arguments{
+            next<std::remove_cvref_t<typename A::Type>>(A::Name::text)...};
+        end();
+        return arguments;
+    }
 
 private:
     GenericIf::List list_;
@@ -42,35 +53,34 @@ private:
     std::string_view what_;
 };
 
-struct KeyedAccess;
-
-/// A walk over a map, and the object, which the walk keeps: another one could come to lie at its address.
-struct WalkState {
-    KeyedAccess const* access;
-    Ptr<PtrInterface const> object;
+/// A walk over a map. It keeps the object, since another one could come to lie at its address.
+struct Walk {
+    virtual ~Walk() = default;
+    virtual Walk* clone() const = 0;
+    virtual bool isAtEnd() const = 0;
+    virtual Ptr<GenericIf> key() const = 0;
+    virtual Ptr<GenericIf> value(bool isConst) const = 0;
+    /// A step. Ends the walk if `object`, what the box holds now, is another one, or null.
+    virtual void advance(void* object) = 0;
 };
 
 /// How a map is reached. A key is in its box.
 struct KeyedAccess {
-    char const* keyName;
-    Ptr<GenericIf> (*get)(void* object, GenericIf const& key, bool isConst);
-    U32 (*count)(void* object);
-    U32 (*version)(void* object);
-    bool (*contains)(void* object, GenericIf const& key);
-    Ptr<GenericIf> (*set)(void* object, GenericIf const* key, GenericIf const* value);
-    Ptr<GenericIf> (*del)(void* object, GenericIf const& key);
+    virtual Ptr<GenericIf> get(void* object, GenericIf const& key, bool isConst) const = 0;
+    virtual U32 count(void* object) const = 0;
+    virtual U32 version(void* object) const = 0;
+    virtual bool contains(void* object, GenericIf const& key) const = 0;
+    virtual Ptr<GenericIf> set(void* object, GenericIf const* key, GenericIf const* value) const = 0;
+    virtual Ptr<GenericIf> del(void* object, GenericIf const& key) const = 0;
     /// Reads a member without boxes; false if key or value are of other types, or members are objects.
-    bool (*read)(void* object, KorType const* keyType, void const* key, KorType const* type, void* into);
+    virtual bool read(void* object, KorType const* keyType, void const* key, KorType const* type,
+                      void* into) const = 0;
+    /// From the key on, or from the first.
+    virtual Walk* walk(void* object, GenericIf const* key) const = 0;
+    virtual char const* keyName() const = 0;
 
-    /// From the key on, if it is there, or else from the first.
-    WalkState* (*walk)(void* object, GenericIf const* key);
-    Ptr<GenericIf> (*walkKey)(WalkState* state);
-    Ptr<GenericIf> (*walkValue)(WalkState* state, bool isConst);
-    /// A step. Ends the walk if `object`, what the box holds now, is another one, or null.
-    void (*walkInc)(WalkState* state, void* object);
-    WalkState* (*walkClone)(WalkState* state);
-    bool (*walkNonNull)(WalkState* state);
-    void (*walkDel)(WalkState* state);
+protected:
+    ~KeyedAccess() = default;
 };
 
 struct BoxAttribute {
@@ -122,44 +132,43 @@ struct ScalarBoxing {
     static constexpr Shape shape = A::shape;
     using V = typename A::Value;
 
-    static Ptr<GenericIf> get([[maybe_unused]] void* object, bool isConst) {
+    static V valueOf([[maybe_unused]] void* object) {
         if constexpr (shape.role == Role::constant) {
-            return boxOf<V>(A::value, isConst);
+            return A::value;
         } else {
             // Read as const: the table counts the read.
             decltype(auto) value = A::Name::call(*static_cast<T const*>(object));
             if constexpr (shape.reference) {
-                using R = typename A::Type;
-                return KorType::genericIf(const_cast<std::remove_const_t<R>*>(value.ptr()),
-                                          isConst || std::is_const_v<R>);
+                return const_cast<std::remove_const_t<typename A::Type>*>(value.ptr());
             } else {
-                return boxOf<V>(value, isConst);
+                return value;
             }
         }
     }
+    static Ptr<GenericIf> get(void* object, bool isConst) { return boxOf<V>(valueOf(object), isConst); }
     static void set(void* object, GenericIf const& value) {
         A::Name::set(*static_cast<T*>(object), unbox<V>(value));
     }
     static bool read(void* object, KorType const* type, void* into) {
-        if (type != fwkTypeOf<V>()) {
-            return false;
+        bool const fits = type == fwkTypeOf<V>();
+        if (fits) {
+            *static_cast<V*>(into) = valueOf(object);
         }
-        *static_cast<V*>(into) = A::Name::call(*static_cast<T const*>(object));
-        return true;
+        return fits;
     }
     static bool write(void* object, KorType const* type, void const* value) {
-        if (type != fwkTypeOf<V>()) {
-            return false;
+        bool const fits = type == fwkTypeOf<V>();
+        if (fits) {
+            A::Name::set(*static_cast<T*>(object), *static_cast<V const*>(value));
         }
-        A::Name::set(*static_cast<T*>(object), *static_cast<V const*>(value));
-        return true;
+        return fits;
     }
     static constexpr BoxAttribute attribute() {
         BoxAttribute made{.name = A::Name::text, .shape = shape, .get = &get};
         if constexpr (shape.settable) {
             made.set = &set;
         }
-        if constexpr (!shape.reference && shape.role != Role::constant) {
+        if constexpr (!shape.reference) {
             made.read = &read;
             if constexpr (shape.settable) {
                 made.write = &write;
@@ -169,22 +178,19 @@ struct ScalarBoxing {
     }
 };
 
-template <class T, class A, class... Argument>
-Ptr<GenericIf> callOperation(T& object, ArgumentReader& reader, bool isConst, AttributeList<Argument...>) {
-    // In braces: from left to right.
-    std::tuple<std::remove_cvref_t<typename Argument::Type>...> const arguments{
-        reader.template next<std::remove_cvref_t<typename Argument::Type>>(Argument::Name::text)...};
-    reader.end();
+template <class T, class A>
+Ptr<GenericIf> callOperation(void* object, ArgumentReader& reader, bool isConst) {
     return std::apply(
         [&](auto const&... each) -> Ptr<GenericIf> {
             if constexpr (std::is_void_v<typename A::Type>) {
-                A::Name::call(object, each...);
+                A::Name::call(*static_cast<T*>(object), each...);
                 return nullptr;
             } else {
-                return boxOf<std::remove_cvref_t<typename A::Type>>(A::Name::call(object, each...), isConst);
+                return boxOf<std::remove_cvref_t<typename A::Type>>(
+                    A::Name::call(*static_cast<T*>(object), each...), isConst);
             }
         },
-        arguments);
+        reader.all(typename A::Arguments()));
 }
 
 /// A walk over a queue that has what is used of one over a map.
@@ -208,20 +214,35 @@ consteval auto walkOf() {
     }
 }
 
-/// A map, or a queue as a map from its numbers. A walk is a state that is allocated.
+/// A map, or a queue as a map from its numbers.
 template <class T, class A>
-struct KeyedBoxing {
+struct KeyedBoxing final : KeyedAccess {
     using Forms = typename A::Name;
     using K = typename A::Key;
+    using V = typename A::Value;
+    using Map = std::remove_cvref_t<decltype(Forms::map(std::declval<T const&>()))>;
+    using At = typename decltype(walkOf<Map>())::type;
     static constexpr Shape shape = A::shape;
     static constexpr bool isQueue = shape.role == Role::queue;
 
-    using Map = std::remove_cvref_t<decltype(Forms::map(std::declval<T const&>()))>;
-    using At = typename decltype(walkOf<Map>())::type;
-    struct State : WalkState {
+    struct State final : Walk {
+        State(T const* owner, At start) : object(owner), at(std::move(start)) {}
+        Walk* clone() const override { return new State(*this); }
+        bool isAtEnd() const override { return !at; }
+        Ptr<GenericIf> key() const override { return boxOf<K>(keyAt(at), true); }
+        Ptr<GenericIf> value(bool isConst) const override { return boxMember(*at, isConst); }
+        void advance(void* now) override {
+            if (now != nullptr && at.map() == &map(now)) {
+                at.advance();
+            } else {
+                at = At(); // the box has another object
+            }
+        }
+
+        Ptr<T const> object;
         At at;
     };
-    static At& at(WalkState* state) { return static_cast<State*>(state)->at; }
+
     static K keyAt(At const& at) {
         if constexpr (isQueue) {
             return at.key();
@@ -229,7 +250,6 @@ struct KeyedBoxing {
             return HashMember::key(*at);
         }
     }
-
     static Map& map(void* object) {
         return const_cast<Map&>(
             Forms::map(*static_cast<T const*>(object))); // for its members; it stays as it is
@@ -242,17 +262,18 @@ struct KeyedBoxing {
             return boxOf(member.value, isConst);
         }
     }
-    static Ptr<GenericIf> get(void* object, GenericIf const& key, bool isConst) {
+
+    Ptr<GenericIf> get(void* object, GenericIf const& key, bool isConst) const override {
         if (auto* const found = map(object).member(unbox<K>(key))) {
             return boxMember(*found, isConst);
         }
         if constexpr (shape.holdsObjects()) {
             return nullptr;
         } else {
-            return boxOf(typename A::Value(), isConst);
+            return boxOf(V(), isConst);
         }
     }
-    static U32 count(void* object) {
+    U32 count(void* object) const override {
         if constexpr (isQueue) {
             U32 count = 0;
             for (At at(&map(object)); at; at.advance()) {
@@ -263,93 +284,123 @@ struct KeyedBoxing {
             return map(object).count();
         }
     }
-    static U32 version(void* object) { return map(object).version(); }
-    static bool contains(void* object, GenericIf const& key) {
+    U32 version(void* object) const override { return map(object).version(); }
+    bool contains(void* object, GenericIf const& key) const override {
         return map(object).member(unbox<K>(key)) != nullptr;
     }
-    static Ptr<GenericIf> set(void* object, GenericIf const* key, GenericIf const* value) {
+    Ptr<GenericIf> set(void* object, GenericIf const* key, GenericIf const* value) const override {
         T& self = *static_cast<T*>(object);
         if constexpr (shape.child) {
             return boxOf(Ptr<typename A::Type>(Forms::set(self, unbox<K>(*key))));
         } else if constexpr (shape.keyInside) {
-            Forms::set(self, unbox<typename A::Value>(*value));
+            Forms::set(self, unbox<V>(*value));
         } else {
             K const at = unbox<K>(*key);
-            if constexpr (shape.reference) {
-                using R = typename A::Value;
-                Forms::set(self, at, value != nullptr ? unbox<R>(*value) : R());
-            } else {
-                Forms::set(self, at, unbox<typename A::Value>(*value));
-            }
+            Forms::set(self, at, shape.reference && value == nullptr ? V() : unbox<V>(*value));
         }
         return nullptr;
     }
-    static Ptr<GenericIf> del(void* object, GenericIf const& key) {
+    Ptr<GenericIf> del(void* object, GenericIf const& key) const override {
         return boxOf(Forms::del(*static_cast<T*>(object), unbox<K>(key)));
     }
-    static bool read(void* object, KorType const* keyType, void const* key, KorType const* type, void* into) {
+    bool read(void* object, KorType const* keyType, void const* key, KorType const* type,
+              void* into) const override {
         if constexpr (shape.holdsObjects() || isQueue) {
             return false;
         } else {
-            bool const fits = keyType == fwkTypeOf<K>() && type == fwkTypeOf<typename A::Value>();
+            bool const fits = keyType == fwkTypeOf<K>() && type == fwkTypeOf<V>();
             if (auto* const found = fits ? map(object).member(*static_cast<K const*>(key)) : nullptr) {
-                *static_cast<typename A::Value*>(into) = found->value;
+                *static_cast<V*>(into) = found->value;
             }
             return fits;
         }
     }
-
-    static At atKey(Map& from, K const& key) {
-        At found(&from, key);
-        return found && keyAt(found) == key ? found : At();
-    }
-    static WalkState* walk(void* object, GenericIf const* key) {
+    Walk* walk(void* object, GenericIf const* key) const override {
         Map& from = map(object);
-        return new State{{&access, static_cast<T const*>(object)},
-                         key == nullptr ? At(&from) : atKey(from, unbox<K>(*key))};
-    }
-    static Ptr<GenericIf> walkKey(WalkState* state) { return boxOf<K>(keyAt(at(state)), true); }
-    static Ptr<GenericIf> walkValue(WalkState* state, bool isConst) { return boxMember(*at(state), isConst); }
-    static void walkInc(WalkState* state, void* object) {
-        if (object != nullptr && at(state).map() == &map(object)) {
-            at(state).advance();
-        } else {
-            at(state) = At(); // the box has another object
+        At at = key == nullptr ? At(&from) : At(&from, unbox<K>(*key));
+        if (key != nullptr && at && !(keyAt(at) == unbox<K>(*key))) {
+            at = At();
         }
+        return new State(static_cast<T const*>(object), std::move(at));
     }
-    static WalkState* walkClone(WalkState* state) { return new State(*static_cast<State*>(state)); }
-    static bool walkNonNull(WalkState* state) { return static_cast<bool>(at(state)); }
-    static void walkDel(WalkState* state) { delete static_cast<State*>(state); }
-
-    static constexpr char const* keyName() {
+    char const* keyName() const override {
         if constexpr (shape.keyInside) {
             return A::KeyName::text;
         } else {
             return "kor_index";
         }
     }
-    static constexpr KeyedAccess access{keyName(),  &get,     &count,     &version,     &contains,
-                                        &set,       &del,     &read,      &walk,        &walkKey,
-                                        &walkValue, &walkInc, &walkClone, &walkNonNull, &walkDel};
 };
+template <class T, class A>
+inline constexpr KeyedBoxing<T, A> keyedBoxing{};
 
-/// An id without an attribute, and an operation that the base's table reaches, have none.
+/// An id without an attribute has none.
 template <class T, class A>
 constexpr BoxAttribute boxAttribute() {
     constexpr Shape shape = A::shape;
-    if constexpr (shape.role == Role::none || isOverride<A>) {
+    if constexpr (shape.role == Role::none) {
         return {};
     } else if constexpr (shape.isOperation()) {
-        return {.name = A::Name::text,
-                .shape = shape,
-                .call = [](void* object, ArgumentReader& arguments, bool isConst) {
-                    return callOperation<T, A>(*static_cast<T*>(object), arguments, isConst,
-                                               typename A::Arguments());
-                }};
+        return {.name = A::Name::text, .shape = shape, .call = &callOperation<T, A>};
     } else if constexpr (shape.keyed) {
-        return {.name = A::Name::text, .shape = shape, .keyed = &KeyedBoxing<T, A>::access};
+        return {.name = A::Name::text, .shape = shape, .keyed = &keyedBoxing<T, A>};
     } else {
         return ScalarBoxing<T, A>::attribute();
+    }
+}
+
+// The attributes of a class.
+
+template <class T>
+concept PatternEntity = requires {
+    typename T::BaseEntity;
+};
+
+template <class T, class... A>
+constexpr auto boxAttributes(AttributeList<A...>) {
+    return std::array<BoxAttribute, sizeof...(A)>{boxAttribute<T, A>()...};
+}
+
+/// The attribute fwkKey.
+template <class X>
+inline constexpr BoxAttribute keyAttribute{.name = "fwkKey",
+                                           .shape = {.role = Role::fwkKey},
+                                           .get = [](void* object, bool isConst) -> Ptr<GenericIf> {
+                                               return boxOf(static_cast<X const*>(object)->fwkKey(), isConst);
+                                           }};
+
+/// A value or scalar of no pattern.
+template <class T>
+struct BoxTables {
+    static constexpr BoxTable table{2, {}};
+};
+template <Declared T>
+struct BoxTables<T> {
+    static constexpr auto attributes = boxAttributes<T>(Where<&Shape::hasId, typename T::Attributes>());
+    static constexpr BoxTable table = [] {
+        BoxTable made{T::firstAttributeId, attributes};
+        if constexpr (Declared<BaseType<T>>) {
+            made.base = &BoxTables<BaseType<T>>::table;
+            made.toBase = [](void* object) -> void* {
+                return static_cast<BaseType<T>*>(static_cast<T*>(object));
+            };
+        }
+        if constexpr (requires(T const& t) { t.fwkKey(); }) {
+            made.key = &keyAttribute<T>;
+        }
+        return made;
+    }();
+};
+
+/// The name of the argument that a class is made with.
+template <class X>
+constexpr std::string_view constructorArgumentName() {
+    if constexpr (hasKey<typename X::Attributes>) {
+        return ChildKey<X>::Name::text;
+    } else if constexpr (PatternEntity<BaseType<X>>) {
+        return constructorArgumentName<BaseType<X>>();
+    } else {
+        return "name";
     }
 }
 

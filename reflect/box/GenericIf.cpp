@@ -13,10 +13,6 @@ namespace Kor {
 
 namespace {
 
-String8 words(std::string_view head, std::string_view word) {
-    return String8(std::string(head) + std::string(word));
-}
-
 std::string opName(GenericIf::OpId op) {
     using Op = GenericIf::AttributeOp;
     constexpr std::pair<GenericIf::OpId, char const*> names[] = {
@@ -33,13 +29,13 @@ std::string opName(GenericIf::OpId op) {
 /// The attribute of an id that a type does not have.
 [[noreturn]] void throwNoAttribute(GenericIf const& box, AttributeId id) {
     GenericIf::throwUnknownAttrException(
-        (std::string(box.type()->typeName().view()) + " has none with the id " + std::to_string(id)).c_str());
+        format("%s has none with the id %d", box.type()->typeName().charPtr(), id).charPtr());
 }
 
 } // namespace
 
 void GenericIf::throwTypeException(char const* word) {
-    throw GenericTypeException(words("missing or of the wrong type: ", word));
+    throw GenericTypeException(format("missing or of the wrong type: %s", word));
 }
 
 void GenericIf::throwConstException(char const* word) {
@@ -47,19 +43,19 @@ void GenericIf::throwConstException(char const* word) {
 }
 
 void GenericIf::throwUnknownArgException(char const* word) {
-    throw UnknownArgException(words("one argument too many for ", word));
+    throw UnknownArgException(format("one argument too many for %s", word));
 }
 
 void GenericIf::throwUnknownAttrException(char const* word) {
-    throw UnknownAttrException(words("no such attribute: ", word));
+    throw UnknownAttrException(format("no such attribute: %s", word));
 }
 
 void GenericIf::throwBadIndexAttrException(char const* word) {
-    throw BadIndexAttrException(words("a key was given, but none is taken by ", word));
+    throw BadIndexAttrException(format("a key was given, but none is taken by %s", word));
 }
 
 void GenericIf::throwOpNotSupportedException(char const* word, OpId op, bool) {
-    throw OpNotSupportedException(words(std::string(word) + " does not support ", opName(op)));
+    throw OpNotSupportedException(format("%s does not support %s", word, opName(op).c_str()));
 }
 
 void GenericIf::checkWrite(OpId op) const {
@@ -105,6 +101,9 @@ struct BlockCleaner {
     }
 };
 
+constexpr bool isKept(std::size_t size) {
+    return !contractChecks && size <= largestBlock;
+}
 constexpr std::size_t blockClass(std::size_t size) {
     return (size + blockStep - 1) / blockStep;
 }
@@ -112,87 +111,62 @@ constexpr std::size_t blockClass(std::size_t size) {
 } // namespace
 
 void* GenericIf::operator new(std::size_t size) {
-    if (!contractChecks && size <= largestBlock) {
-        BlockList& list = blocks.lists[blockClass(size)];
-        if (Block* const block = list.head) {
-            list.head = block->next;
-            --list.count;
-            return block;
-        }
-        return ::operator new(blockClass(size) * blockStep);
+    if (!isKept(size)) {
+        return ::operator new(size);
     }
-    return ::operator new(size);
+    BlockList& list = blocks.lists[blockClass(size)];
+    if (Block* const block = list.head) {
+        list.head = block->next;
+        --list.count;
+        return block;
+    }
+    return ::operator new(blockClass(size) * blockStep);
 }
 
 void GenericIf::operator delete(void* block, std::size_t size) noexcept {
-    if (!contractChecks && size <= largestBlock && !blocks.isClosed) {
-        BlockList& list = blocks.lists[blockClass(size)];
-        if (list.count < mostBlocks) {
-            if (!blocks.hasCleaner) [[unlikely]] {
-                static thread_local BlockCleaner cleaner;
-                static_cast<void>(cleaner);
-                blocks.hasCleaner = true;
-            }
-            list.head = new (block) Block{list.head};
-            ++list.count;
-            return;
-        }
+    if (!isKept(size) || blocks.isClosed || blocks.lists[blockClass(size)].count >= mostBlocks) {
+        ::operator delete(block);
+        return;
     }
-    ::operator delete(block);
+    if (!blocks.hasCleaner) [[unlikely]] {
+        [[maybe_unused]] static thread_local BlockCleaner cleaner;
+        blocks.hasCleaner = true;
+    }
+    BlockList& list = blocks.lists[blockClass(size)];
+    list.head = new (block) Block{list.head};
+    ++list.count;
 }
 
 // Without boxes
 
-namespace {
-
-/// An attribute of a base.
-[[gnu::noinline]] detail::Reached reachBase(detail::BoxTable const* at, void* object,
-                                            AttributeId id) noexcept {
-    while (at->base != nullptr) {
-        object = at->toBase(object);
-        at = at->base;
-        auto const place = static_cast<std::size_t>(S64{id} - at->first);
-        if (place < at->attributes.size() && at->attributes[place].name != nullptr) {
+inline detail::Reached GenericIf::reached(AttributeId attribute) const noexcept {
+    void* object = place_;
+    for (detail::BoxTable const* at = table_; at != nullptr; at = at->base) {
+        auto const place = static_cast<std::size_t>(S64{attribute} - at->first);
+        if (place < at->attributes.size() && at->attributes[place].name != nullptr) [[likely]] {
             return {&at->attributes[place], object};
         }
+        object = at->base != nullptr ? at->toBase(object) : nullptr;
+    }
+    if (attribute == fwkKeyAttr && table_ != nullptr && table_->key != nullptr) {
+        return {table_->key, place_};
     }
     return {};
 }
 
-} // namespace
-
-inline detail::Reached GenericIf::reached(AttributeId attribute) const noexcept {
-    if (table_ == nullptr) {
-        return {};
+bool GenericIf::read(AttributeId attribute, KorType const* keyType, void const* key, KorType const* type,
+                     void* into) {
+    auto const [found, object] = reached(attribute);
+    bool done = false;
+    if (object != nullptr && keyType != nullptr) {
+        done = found->keyed != nullptr && found->keyed->read(object, keyType, key, type, into);
+    } else if (object != nullptr) {
+        done = found->read != nullptr && found->read(object, type, into);
     }
-    auto const place = static_cast<std::size_t>(S64{attribute} - table_->first);
-    if (place < table_->attributes.size() && table_->attributes[place].name != nullptr) [[likely]] {
-        return {&table_->attributes[place], place_};
-    }
-    if (attribute == fwkKeyAttr && table_->key != nullptr) {
-        return {table_->key, place_};
-    }
-    return reachBase(table_, place_, attribute);
-}
-
-bool GenericIf::isRead(bool done) noexcept {
-    if (done && holds_ == Holds::entity) {
+    if (done && isOfEntity_) {
         EntityAccess::mutableReadsInc(static_cast<Entity const&>(*notifier()));
     }
     return done;
-}
-
-bool GenericIf::read(AttributeId attribute, KorType const* type, void* into) {
-    auto const at = reached(attribute);
-    return isRead(at.object != nullptr && at.attribute->read != nullptr &&
-                  at.attribute->read(at.object, type, into));
-}
-
-bool GenericIf::read(AttributeId attribute, KorType const* keyType, void const* key, KorType const* type,
-                     void* into) {
-    auto const at = reached(attribute);
-    return isRead(at.object != nullptr && at.attribute->keyed != nullptr &&
-                  at.attribute->keyed->read(at.object, keyType, key, type, into));
 }
 
 bool GenericIf::write(AttributeId attribute, KorType const* type, void const* value) {
@@ -215,14 +189,14 @@ String8 GenericIf::attributeString(AttributeId attribute) const {
 AttributeId GenericIf::attributeId(String8 name) const {
     KorAttr const* const found = type()->typeAttr()->attr(name);
     if (found == nullptr) {
-        throwUnknownAttrException((std::string(type()->typeName().view()) + "::" + name.charPtr()).c_str());
+        throwUnknownAttrException(format("%s::%s", type()->typeName().charPtr(), name.charPtr()).charPtr());
     }
     return found->attributeId();
 }
 
 Ptr<GenericIf> GenericIf::attributeOp(AttributeOp const& op, Key const& key, Ptr<GenericIf> const& value) {
     checkWrite(op.opId);
-    if (holds_ != Holds::value && place_ == nullptr) {
+    if (table_ != nullptr && place_ == nullptr) {
         throwNoObject();
     }
     auto const at = reached(op.attributeId);
@@ -230,7 +204,7 @@ Ptr<GenericIf> GenericIf::attributeOp(AttributeOp const& op, Key const& key, Ptr
         throwNoAttribute(*this, op.attributeId);
     }
     Ptr<PtrInterface const> const keep = notifier(); // a setter's reactors may let the box go
-    auto const* const entity = holds_ == Holds::entity ? static_cast<Entity const*>(keep.ptr()) : nullptr;
+    auto const* const entity = isOfEntity_ ? static_cast<Entity const*>(keep.ptr()) : nullptr;
     return detail::attributeOp(at, isConst_, entity, op.opId, key, value);
 }
 
@@ -242,14 +216,14 @@ void GenericIf::korDoZombieReactors(bool zombie) {
 
 namespace {
 
-detail::WalkState* walkOf(GenericIf::AttributeIteratorConst const& at) {
-    return static_cast<detail::WalkState*>(at.state());
+detail::Walk* walkOf(GenericIf::AttributeIteratorConst const& at) {
+    return static_cast<detail::Walk*>(at.state());
 }
 
 /// The walk of an iterator that is not at its end; null otherwise.
-detail::WalkState* standing(GenericIf::AttributeIteratorConst const& at) {
-    detail::WalkState* const walk = walkOf(at);
-    return walk != nullptr && walk->access->walkNonNull(walk) ? walk : nullptr;
+detail::Walk* standing(GenericIf::AttributeIteratorConst const& at) {
+    detail::Walk* const walk = walkOf(at);
+    return walk != nullptr && !walk->isAtEnd() ? walk : nullptr;
 }
 
 } // namespace
@@ -260,7 +234,7 @@ GenericIf::AttributeIteratorConst GenericIf::walk(AttributeId attribute, Key con
         throwNoAttribute(*this, attribute);
     }
     detail::KeyedAccess const& keyed = *at.attribute->keyed;
-    GenericIf const* const from = key != nullptr ? &detail::needKey(*key, keyed.keyName) : nullptr;
+    GenericIf const* const from = key != nullptr ? &detail::needKey(*key, keyed.keyName()) : nullptr;
     if (place_ == nullptr) {
         throwNoObject();
     }
@@ -285,33 +259,31 @@ GenericIf::AttributeIteratorConst GenericIf::attributeIteratorKey(AttributeId at
 }
 
 Ptr<GenericIf> GenericIf::attributeIterator_iterObj(AttributeIteratorConst const& at) {
-    detail::WalkState* const walk = standing(at);
-    return walk != nullptr ? walk->access->walkValue(walk, isConst_) : nullptr;
+    detail::Walk const* const walk = standing(at);
+    return walk != nullptr ? walk->value(isConst_) : nullptr;
 }
 GenericIf::Key GenericIf::attributeIterator_iterObj(AttributeIteratorConst const& at) const {
     return const_cast<GenericIf*>(this)->attributeIterator_iterObj(at);
 }
 void* GenericIf::attributeIterator_iterInc(AttributeIteratorConst const& at) const {
-    if (detail::WalkState* const walk = walkOf(at)) {
-        walk->access->walkInc(walk, reached(at.attributeId()).object);
+    if (detail::Walk* const walk = walkOf(at)) {
+        walk->advance(reached(at.attributeId()).object);
     }
     return nullptr;
 }
 GenericIf::Key GenericIf::attributeIterator_iterKey(AttributeIteratorConst const& at) const {
-    detail::WalkState* const walk = standing(at);
-    return walk != nullptr ? walk->access->walkKey(walk) : nullptr;
+    detail::Walk const* const walk = standing(at);
+    return walk != nullptr ? walk->key() : nullptr;
 }
 void* GenericIf::attributeIterator_iterClone(AttributeIteratorConst const& at) const {
-    detail::WalkState* const walk = walkOf(at);
-    return walk != nullptr ? walk->access->walkClone(walk) : nullptr;
+    detail::Walk const* const walk = walkOf(at);
+    return walk != nullptr ? walk->clone() : nullptr;
 }
 bool GenericIf::attributeIterator_nonNull(AttributeIteratorConst const& at) const {
     return standing(at) != nullptr;
 }
 void* GenericIf::attributeIterator_iterDel(AttributeIteratorConst const& at) const {
-    if (detail::WalkState* const walk = walkOf(at)) {
-        walk->access->walkDel(walk);
-    }
+    delete walkOf(at);
     return nullptr;
 }
 
@@ -355,18 +327,10 @@ Ptr<GenericIf> GenericIf::List_::clone() {
 namespace {
 
 template <auto read>
-Ptr<GenericIf> readEntity(void* object, bool isConst) {
-    return boxOf((static_cast<Entity*>(object)->*read)(), isConst);
-}
-
-Ptr<GenericIf> callHasAttrLog(void* object, detail::ArgumentReader& arguments, bool isConst) {
-    arguments.end();
-    return boxOf(static_cast<Entity*>(object)->korHasAttrLogInterface(), isConst);
-}
-
-template <auto read>
 constexpr detail::BoxAttribute readOnly(char const* name) {
-    return {.name = name, .shape = {.role = Role::computed}, .get = &readEntity<read>};
+    return {.name = name, .shape = {.role = Role::computed}, .get = [](void* object, bool isConst) {
+                return boxOf((static_cast<Entity*>(object)->*read)(), isConst);
+            }};
 }
 
 /// What every entity has. It is looked at without being counted as a read.
@@ -376,13 +340,19 @@ constexpr std::pair<AttributeId, detail::BoxAttribute> entityAttributes[] = {
     {Entity::mutableReadsAttr, readOnly<&Entity::mutableReads>("mutableReads")},
     {Entity::fullNameAttr, readOnly<&Entity::fullName>("fullName")},
     {Entity::korHasAttrLogInterfaceAttr,
-     {.name = "korHasAttrLogInterface", .shape = {.role = Role::operation}, .call = &callHasAttrLog}},
+     {.name = "korHasAttrLogInterface",
+      .shape = {.role = Role::operation},
+      .call =
+          [](void* object, detail::ArgumentReader& arguments, bool isConst) {
+              arguments.end();
+              return boxOf(static_cast<Entity*>(object)->korHasAttrLogInterface(), isConst);
+          }}},
 };
 
 } // namespace
 
 void GenericIf::throwNoObject() const {
-    throwTypeException((std::string(type()->typeName().view()) + ", the box has no object").c_str());
+    throwTypeException(format("%s, the box has no object", type()->typeName().charPtr()).charPtr());
 }
 
 PtrInterface& GenericIfPtrInterface::object() const {
@@ -432,8 +402,7 @@ void throwUnboxed(KorType const* expected) {
 Ptr<GenericIf> boxValue(KorType* type, void const* value, bool isConst) {
     Ptr<GenericIf> box = type->genericIf(value, isConst);
     if (!box) {
-        GenericIf::throwTypeException(
-            (std::string(type->typeName().view()) + ", which has no boxes").c_str());
+        GenericIf::throwTypeException(format("%s, which has no boxes", type->typeName().charPtr()).charPtr());
     }
     return box;
 }
@@ -488,7 +457,7 @@ Ptr<GenericIf> setMember(Reached at, GenericIf::Key const& key, Ptr<GenericIf> c
     if (attribute.shape.child) {
         needNoKey(attribute, key);
         ArgumentReader arguments(value.ptr(), attribute.name);
-        GenericIf const& childKey = arguments.next(keyed.keyName);
+        GenericIf const& childKey = arguments.next(keyed.keyName());
         keyed.contains(at.object, childKey); // its type is looked at before what follows it
         arguments.end();
         return keyed.set(at.object, &childKey, nullptr);
@@ -498,7 +467,7 @@ Ptr<GenericIf> setMember(Reached at, GenericIf::Key const& key, Ptr<GenericIf> c
         needValue(attribute, value);
         return keyed.set(at.object, nullptr, value.ptr());
     }
-    needKey(key, keyed.keyName);
+    needKey(key, keyed.keyName());
     if (!value && !attribute.shape.reference) {
         keyed.contains(at.object, *key); // its type is looked at before the value
         GenericIf::throwTypeException(attribute.name);

@@ -1,6 +1,7 @@
 #pragma once
 
-/// Boxes: any value or object behind one interface, for tools that know no type beforehand.
+/// Boxes: any value or object behind one interface, for tools that know no type beforehand. Who knows the
+/// type of an attribute beforehand needs no boxes for it: see get() and set().
 ///
 ///     using Op = Kor::GenericIf::AttributeOp;
 ///     Kor::Ptr<Kor::GenericIf> box = Kor::KorType::genericIf(entity, false);       // of the entity's own type
@@ -9,6 +10,7 @@
 ///     box->attributeOp({count, Op::get}, key, nullptr)->strRep();                     // "3"
 ///     box->attributeOp({count, Op::set}, key, Kor::boxOf(U32{4}));                    // reactors are told
 ///     for (auto at = box->attributeIteratorConst(count); at; ++at) { at.key()->strRep(); }
+///     box->get<U32>(size);  box->set(size, U32{4});  box->get<U32>(count, entry);
 ///
 /// The box of a value holds a copy, and writing changes that copy alone. The box of an object holds a counted
 /// reference; writes go through the object's setters, with version, range checks and notification, and their
@@ -28,10 +30,6 @@
 ///
 /// The box of an object hears every change of it, unless it is detached (`notifierIs(nullptr)`) or switched
 /// off, and tells its listener; with an activity (`activityIs`, runtime/Activity.h) in a later run.
-///
-/// Who knows the type of an attribute beforehand needs no boxes for it:
-///
-///     box->get<U32>(size);  box->set(size, U32{4});  box->get<U32>(count, entry);
 ///
 /// Errors are Kor::GenericException, but for what a setter raises. A call that fails has changed nothing, but
 /// what a setter did before. Types and counts are checked; the length behind a Kor::BytePtr cannot be.
@@ -135,10 +133,8 @@ public:
     virtual Ptr<GenericIf> attributeOp(AttributeOp const& op, Key const& key, Ptr<GenericIf> const& value);
     /// The value of an attribute of type T, or of its member under a key, as attributeOp() with `get` gives
     /// it in a box. Raises what that raises, and for an attribute of another type.
-    template <class T>
-    T get(AttributeId attribute);
-    template <class T, class K>
-    T get(AttributeId attribute, K const& key);
+    template <class T, class... K>
+    requires(sizeof...(K) <= 1) T get(AttributeId attribute, K const&... key);
     /// Sets an attribute, as attributeOp() with `set` does.
     template <class T>
     void set(AttributeId attribute, T const& value);
@@ -189,37 +185,27 @@ protected:
     /// Raises for a write through a const box.
     void checkWrite(OpId op) const;
 
-    /// What the attributes of the table are of.
-    enum class Holds : U8 { value, object, entity };
-    /// At a null place, of a box that has lost its object, nothing can be read or written.
-    void placeIs(detail::BoxTable const& table, void* place, Holds holds) noexcept {
+    /// What the attributes of the table are of. At a null place, of a box that has lost its object, nothing
+    /// can be read or written.
+    void placeIs(detail::BoxTable const& table, void* place, bool isEntity) noexcept {
         table_ = &table;
         place_ = place;
-        holds_ = holds;
+        isOfEntity_ = isEntity;
     }
     [[noreturn]] void throwNoObject() const;
 
 private:
-    // False when it takes boxes, or when the call is to be refused.
-    bool read(AttributeId attribute, KorType const* type, void* into);
+    // False when it takes boxes, or when the call is to be refused. No key has no type.
     bool read(AttributeId attribute, KorType const* keyType, void const* key, KorType const* type,
               void* into);
     bool write(AttributeId attribute, KorType const* type, void const* value);
-    static GenericIf const& needBox(Ptr<GenericIf> const& result) {
-        if (!result) {
-            throwTypeException("the result, which is null");
-        }
-        return *result;
-    }
-    /// Counts a read that was done.
-    bool isRead(bool done) noexcept;
     detail::Reached reached(AttributeId attribute) const noexcept;
     AttributeIteratorConst walk(AttributeId attribute, Key const* key) const;
 
     Ptr<Listener> listener_;
     detail::BoxTable const* table_ = nullptr;
     void* place_ = nullptr;
-    Holds holds_ = Holds::value;
+    bool isOfEntity_ = false;
     bool isConst_;
 };
 
@@ -270,11 +256,10 @@ public:
     AttributeIteratorConst(AttributeIteratorConst const& other)
         : AttributeIteratorConst(other.box_, other.attribute_,
                                  other.box_->attributeIterator_iterClone(other)) {}
-    AttributeIteratorConst& operator=(AttributeIteratorConst const& other) {
-        AttributeIteratorConst copy(other);
-        box_.swap(copy.box_);
-        std::swap(attribute_, copy.attribute_);
-        std::swap(state_, copy.state_);
+    AttributeIteratorConst& operator=(AttributeIteratorConst other) noexcept {
+        box_.swap(other.box_);
+        std::swap(attribute_, other.attribute_);
+        std::swap(state_, other.state_);
         return *this;
     }
     ~AttributeIteratorConst() { box_->attributeIterator_iterDel(*this); }
@@ -353,20 +338,17 @@ T unbox(GenericIf const& box) {
     }
 }
 
-template <class T>
-T GenericIf::get(AttributeId attribute) {
+template <class T, class... K>
+requires(sizeof...(K) <= 1) T GenericIf::get(AttributeId attribute, K const&... key) {
     T value{};
-    if (!read(attribute, fwkTypeOf<T>(), &value)) {
-        value = unbox<T>(needBox(attributeOp({attribute, OpId::get}, nullptr, nullptr)));
-    }
-    return value;
-}
-
-template <class T, class K>
-T GenericIf::get(AttributeId attribute, K const& key) {
-    T value{};
-    if (!read(attribute, fwkTypeOf<K>(), &key, fwkTypeOf<T>(), &value)) {
-        value = unbox<T>(needBox(attributeOp({attribute, OpId::get}, boxOf(key, true), nullptr)));
+    KorType const* const keyTypes[] = {fwkTypeOf<K>()..., nullptr};
+    void const* const keys[] = {&key..., nullptr};
+    if (!read(attribute, keyTypes[0], keys[0], fwkTypeOf<T>(), &value)) {
+        Ptr<GenericIf> const box = attributeOp({attribute, OpId::get}, Key(boxOf(key, true)...), nullptr);
+        if (!box) {
+            throwTypeException("the result, which is null");
+        }
+        value = unbox<T>(*box);
     }
     return value;
 }

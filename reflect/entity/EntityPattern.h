@@ -206,9 +206,8 @@ public:
 };
 
 template <class Self, class Base, class List>
-struct BaseOf;
-template <class Self, class Base, class... A>
-struct BaseOf<Self, Base, AttributeList<A...>> : VirtualSetters<Self, EntityPart<Self, Base>, A...> {};
+using BaseOf =
+    typename VirtualSetters<Self, EntityPart<Self, Base>, Where<&Shape::hasVirtualSetter, List>>::type;
 
 } // namespace detail
 
@@ -219,7 +218,7 @@ struct BaseOf<Self, Base, AttributeList<A...>> : VirtualSetters<Self, EntityPart
 ///     struct PortAttributes : Kor::AttributeList<...> {};
 ///     class Port : public Kor::EntityOf<Port, PortAttributes> { ... };
 template <class Self, class Base, class... A>
-class EntityOver : public detail::BaseOf<Self, Base, typename detail::ListOf<A...>::type>::type,
+class EntityOver : public detail::BaseOf<Self, Base, typename detail::ListOf<A...>::type>,
                    public detail::Form<Self, A>...,
                    public detail::ListedAt<Self, Base> {
 public:
@@ -240,7 +239,8 @@ public:
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
 
 private:
-    using Below = typename detail::BaseOf<Self, Base, Attributes>::type;
+    using Below = detail::BaseOf<Self, Base, Attributes>;
+    using WithId = detail::Where<&Shape::hasId, Attributes>;
     static constexpr bool keySets = detail::hasKey<Attributes>;
 
 public:
@@ -282,7 +282,14 @@ public:
     /// The id of the attribute of that name; the list, or a base's, must have it.
     template <class NameType>
     static constexpr AttributeId attributeIdOf() {
-        return idIn<NameType>(Attributes());
+        return []<class... Each>(AttributeList<Each...>) {
+            constexpr auto place = detail::placeOfFirst({std::is_same_v<typename Each::Name, NameType>...});
+            if constexpr (place == sizeof...(Each)) {
+                return Base::template attributeIdOf<NameType>();
+            } else {
+                return firstAttributeId + static_cast<AttributeId>(place);
+            }
+        }(WithId());
     }
 
     /// The name of an own attribute; null for any other id.
@@ -292,17 +299,11 @@ public:
                 return "fwkKey";
             }
         }
-        return [attribute]<class... Each>(AttributeList<Each...>) {
+        return [place = static_cast<std::size_t>(S64{attribute} - firstAttributeId)]<class... Each>(
+                   AttributeList<Each...>) {
             constexpr char const* names[] = {Each::Name::text..., nullptr};
-            constexpr bool hasId[] = {isNew<Each>..., false};
-            AttributeId id = firstAttributeId;
-            for (std::size_t place = 0; place < sizeof...(Each); ++place) {
-                if (hasId[place] && id++ == attribute) {
-                    return names[place];
-                }
-            }
-            return static_cast<char const*>(nullptr);
-        }(Attributes());
+            return place < sizeof...(Each) ? names[place] : nullptr;
+        }(WithId());
     }
 
     /// Tells the reactors that the last reference is gone. Unless one of them has taken a new one, the entity
@@ -328,32 +329,9 @@ protected:
     }
 
 private:
-    template <class Attribute>
-    static constexpr bool isNew = !isOverride<Attribute>;
-    template <class Attribute, class NameType>
-    static constexpr bool isNewAs = std::is_same_v<typename Attribute::Name, NameType>&& isNew<Attribute>;
-
-    template <class NameType, class... Each>
-    static constexpr AttributeId idIn(AttributeList<Each...>) {
-        constexpr std::size_t place = detail::placeOfFirst({isNewAs<Each, NameType>...});
-        if constexpr (place == sizeof...(Each)) {
-            return Base::template attributeIdOf<NameType>();
-        } else {
-            constexpr bool hasId[] = {isNew<Each>...}; // an array: g++ takes minutes for long chains
-            AttributeId id = firstAttributeId;
-            for (std::size_t i = 0; i < place; ++i) {
-                id += hasId[i];
-            }
-            return id;
-        }
-    }
-
     void delAllChildren() {
-        detail::forEach(Attributes(), [this]<class Attribute>() {
-            if constexpr (Attribute::shape.child) {
-                Attribute::Name::delAll(*this);
-            }
-        });
+        detail::forEach(detail::Where<&Shape::child, Attributes>(),
+                        [this]<class Each>() { Each::Name::delAll(*this); });
     }
 };
 

@@ -119,6 +119,12 @@ public:
     using Value = typename A::Value;
     using Read = ReadOf<A>;
 
+    /// For a virtual setter, which has its slot behind those of the base.
+    template <class Below>
+    static void korSet(Below& below, Value const& value) {
+        static_cast<SingletonLevel&>(static_cast<Self&>(below)).korIs(value);
+    }
+
 protected:
     Read korGet() const { return value_; }
     Value korGet() requires(A::shape.reference) {
@@ -136,8 +142,6 @@ protected:
     }
 
 private:
-    template <class, class>
-    friend struct VirtualSetterAt;
     using On = Effects<Self, A>;
 
     Self& self() noexcept { return static_cast<Self&>(*this); }
@@ -145,35 +149,23 @@ private:
     Value value_ = A::initial();
 };
 
-/// How a virtual setter, which has its slot behind those of the base, reaches the level.
-template <class Self, class A>
-struct VirtualSetterAt {
-    using Value = typename A::Value;
-    template <class Below>
-    static void set(Below& below, Value const& value) {
-        static_cast<SingletonLevel<Self, A>&>(static_cast<Self&>(below)).korIs(value);
-    }
-};
-
 /// The member of a map.
 template <class A>
-struct NodeOf {
-    using type = MapEntry<typename A::Key, typename A::Value>;
-};
-template <class A>
-requires(A::shape.keyInside && !A::shape.child) struct NodeOf<A> {
-    using type = KeyedMapEntry<typename A::Value, KeyCall<typename A::KeyName>{}>;
-};
-template <class A>
-requires(A::shape.child) struct NodeOf<A> {
-    using type = typename A::Type;
-};
+consteval auto nodeOf() {
+    if constexpr (A::shape.child) {
+        return std::type_identity<typename A::Type>();
+    } else if constexpr (A::shape.keyInside) {
+        return std::type_identity<KeyedMapEntry<typename A::Value, KeyCall<typename A::KeyName>{}>>();
+    } else {
+        return std::type_identity<MapEntry<typename A::Key, typename A::Value>>();
+    }
+}
 
 /// Maps of values, counts and references, with the key apart or inside, and of children.
 template <class Self, class A>
 class MapLevel {
 public:
-    using Node = typename NodeOf<A>::type;
+    using Node = typename decltype(nodeOf<A>())::type;
     using Held = Ptr<Node>;
     using Found = ValidPtr<Node>;
     using Key = typename A::Key;
@@ -405,18 +397,23 @@ template <class Self, class A>
 consteval auto formOf() {
     constexpr Role role = A::shape.role;
     using Name = typename A::Name;
-    if constexpr (role == Role::singleton && A::shape.reference) {
-        return std::type_identity<typename Name::template Reference<Self, A>>();
-    } else if constexpr (role == Role::singleton && !A::shape.isVirtual) {
-        return std::type_identity<typename Name::template Singleton<Self, A>>();
-    } else if constexpr (role == Role::key || role == Role::field || role == Role::singleton) {
-        return std::type_identity<typename Name::template Fixed<Self, A>>(); // the base has a virtual setter
+    if constexpr (!A::shape.hasHooks() && role != Role::key && role != Role::field) {
+        return std::type_identity<NoForm<Self, A>>();
+    } else if constexpr (!requires { typename Name::template Fixed<Self, A>; }) {
+        static_assert(never<Name>,
+                      "an attribute of an entity needs the third word in the making of its name: "
+                      "KOR_NAME(x, X, entity)");
+        return std::type_identity<NoForm<Self, A>>();
     } else if constexpr (role == Role::map) {
         return std::type_identity<typename Name::template Map<Self, A>>();
     } else if constexpr (role == Role::queue) {
         return std::type_identity<typename Name::template Queue<Self, A>>();
+    } else if constexpr (A::shape.reference) {
+        return std::type_identity<typename Name::template Reference<Self, A>>();
+    } else if constexpr (role == Role::singleton && !A::shape.isVirtual) {
+        return std::type_identity<typename Name::template Singleton<Self, A>>();
     } else {
-        return std::type_identity<NoForm<Self, A>>();
+        return std::type_identity<typename Name::template Fixed<Self, A>>(); // the base has a virtual setter
     }
 }
 
@@ -441,22 +438,14 @@ struct Forms<Self, List, std::index_sequence<I...>>
 };
 /// A list that is given as a class is one form, too.
 template <class Self, ListClass List>
-struct FormFor<Self, List> {
-    using type = Forms<Self, List>;
-};
+struct FormFor<Self, List> : std::type_identity<Forms<Self, List>> {};
 
-/// The base with the virtual setters of a list, one behind the other.
-template <class Self, class Base, class... A>
-struct VirtualSetters {
-    using type = Base;
-};
+/// The base with the virtual setters of those attributes, one behind the other.
+template <class Self, class Base, class List>
+struct VirtualSetters : std::type_identity<Base> {};
 template <class Self, class Base, class First, class... Rest>
-struct VirtualSetters<Self, Base, First, Rest...> : VirtualSetters<Self, Base, Rest...> {};
-template <class Self, class Base, class First, class... Rest>
-requires(First::shape.role == Role::singleton &&
-         First::shape.isVirtual) struct VirtualSetters<Self, Base, First, Rest...>
-    : VirtualSetters<Self, typename First::Name::template VirtualSetter<Base, VirtualSetterAt<Self, First>>,
-                     Rest...> {
-};
+struct VirtualSetters<Self, Base, AttributeList<First, Rest...>>
+    : VirtualSetters<Self, typename First::Name::template VirtualSetter<Base, SingletonLevel<Self, First>>,
+                     AttributeList<Rest...>> {};
 
 } // namespace Kor::detail

@@ -32,6 +32,7 @@ class ReactorRoot;
 template <class Of>
 concept HearerTag = requires {
     typename Of::Hearer;
+    typename Of::Notifier;
 };
 
 // The hooks of an entity class, or those that the reactor of a tag overrides. Each is a class on the one
@@ -128,13 +129,8 @@ private:
 
 /// The attributes of an entity and of the entities that it derives from, in order.
 template <class X>
-struct AllAttributes {
-    using type = AttributeList<>;
-};
-template <class X>
-requires requires {
-    typename X::BaseEntity;
-}
+struct AllAttributes : std::type_identity<AttributeList<>> {};
+template <Declared X>
 struct AllAttributes<X>
     : Joined<typename AllAttributes<typename X::BaseEntity>::type, typename X::Attributes> {};
 
@@ -225,9 +221,7 @@ struct HookOf {
 
 /// Hands each change to `changed<A>(key...)` of the tag's reactor class.
 template <detail::HearerTag Tag>
-struct NotifieeNamed<Tag> {
-    using type = detail::AllHooks<Tag>;
-};
+struct NotifieeNamed<Tag> : std::type_identity<detail::AllHooks<Tag>> {};
 
 /// Makes a reactor of the class R with the arguments, registers it, and attaches it to the entity, which it
 /// hears of from now on. Returns the one pointer to it: neither the entity nor anybody else keeps it. It

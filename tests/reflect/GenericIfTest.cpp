@@ -51,6 +51,7 @@ class Tin final : public Kor::EntityOf<Tin, Kor::KeyAttribute<Kor::name::label, 
                                        Kor::Singleton<Kor::name::weight, U32>> {
 public:
     using EntityOver::EntityOver;
+    struct Hearer {}; // a word by which the library tells its own reactors
 };
 
 class Shelf
