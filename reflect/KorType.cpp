@@ -5,7 +5,6 @@
 #include "reflect/TypeSpec.h"
 #include "reflect/box/GenericIf.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace Kor {
@@ -202,25 +201,6 @@ void KorType::korDefine(IntrospectionReactor& reactor, std::function<void()> con
         valAttrIs(value);
     }
     reactor.handleScopeExit();
-
-    auto const describe = [this](std::string_view name) {
-        if (KorAttr const* const found = typeAttr()->attr(String8(name))) {
-            descriptors_.push_back(found);
-        }
-    };
-    if (spec_->flags.isEntity && !spec_->attributes.empty()) {
-        describe("korNboAttrLogSaForMsgChannel");
-    }
-    for (AttributeSpec const& each : spec_->attributes) {
-        if (!spec_->flags.isValue) {
-            describe(each.name);
-        }
-    }
-}
-
-KorAttr const* KorType::korDescriptor(AttributeId id) const {
-    auto const at = std::ranges::find(descriptors_, id, &KorAttr::attributeId);
-    return at != descriptors_.end() ? *at : nullptr;
 }
 
 KorAttr::KorAttr(KorType* owner, Name name, KorType* type, KorType* keyType, AttrFlags flags, AttributeId id)

@@ -251,8 +251,6 @@ public:
     /// For a type that was asked for before its module was loaded: takes over what the module's object is
     /// made from. Overrides of a derived class are not taken over.
     void korKnownByIs(KorType const& known) noexcept { spec_ = known.spec_; }
-    /// The attribute of that id as found by name when the type was defined; null for an id of another type.
-    KorAttr const* korDescriptor(AttributeId id) const;
 
 protected:
     /// The object of a type with that seed, which tells what is in `spec`; that must live on.
@@ -270,7 +268,6 @@ private:
     Ptr<KorAttr> defaultCollection_;
     mutable KorAttr* valAttr_ = nullptr;
     TypeSpec const* spec_;
-    std::vector<KorAttr const*> descriptors_;
 };
 
 } // namespace Kor

@@ -38,11 +38,8 @@ TEST(Schema, IsAsItWas) {
         EXPECT_NE(type->size(), 0u) << type->typeName();
         EXPECT_EQ(KorType::named(type->typeName().view()), type);
         for (auto const& attr : type->attributes()) {
-            if (type->isEntity() && !attr->isInherited()) {
-                EXPECT_EQ(type->korDescriptor(attr->attributeId()), attr.ptr())
-                    << type->typeName() << attr->name();
-            } else if (type->isValue()) {
-                EXPECT_EQ(type->korDescriptor(attr->attributeId()), nullptr)
+            if (!attr->isInherited()) {
+                EXPECT_EQ(type->typeAttr()->attr(attr->name()), attr.ptr())
                     << type->typeName() << attr->name();
             }
         }

@@ -154,7 +154,6 @@ TEST(TypeRegistry, Definition) {
     EXPECT_EQ(BigTin::_fwkType()->typeAttr()->attr("mix")->flags().word0, 0x20001u);
     EXPECT_EQ(Tin::_fwkType()->typeAttr()->attr("mix")->flags().word0, 0x22001u);
     EXPECT_TRUE(BigTin::_fwkType()->isA(Kor::Entity::_fwkType()));
-    EXPECT_EQ(shelf->korDescriptor(259)->name(), "stock");
     EXPECT_EQ(Kor::Dir::_fwkType()->typeAttr()->attr("entry")->type(), Kor::Entity::_fwkType());
 }
 
