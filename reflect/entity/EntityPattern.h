@@ -282,14 +282,7 @@ public:
     /// The id of the attribute of that name; the list, or a base's, must have it.
     template <class NameType>
     static constexpr AttributeId attributeIdOf() {
-        return []<class... Each>(AttributeList<Each...>) {
-            constexpr auto place = detail::placeOfFirst({std::is_same_v<typename Each::Name, NameType>...});
-            if constexpr (place == sizeof...(Each)) {
-                return Base::template attributeIdOf<NameType>();
-            } else {
-                return firstAttributeId + static_cast<AttributeId>(place);
-            }
-        }(WithId());
+        return idIn<NameType>(WithId());
     }
 
     /// The name of an own attribute; null for any other id.
@@ -329,6 +322,16 @@ protected:
     }
 
 private:
+    template <class NameType, class... Each>
+    static constexpr AttributeId idIn(AttributeList<Each...>) {
+        constexpr auto place = detail::placeOfFirst({std::is_same_v<typename Each::Name, NameType>...});
+        if constexpr (place == sizeof...(Each)) {
+            return Base::template attributeIdOf<NameType>();
+        } else {
+            return firstAttributeId + static_cast<AttributeId>(place);
+        }
+    }
+
     void delAllChildren() {
         detail::forEach(detail::Where<&Shape::child, Attributes>(),
                         [this]<class Each>() { Each::Name::delAll(*this); });
