@@ -5,18 +5,13 @@
 
 namespace Kor {
 
-namespace {
-
 /// Whether the thread's manager has ended, which a demultiplexer of static storage outlives.
-thread_local bool managerIsGone = false;
-
-struct Manager : NboAttrLogDemuxerManager {
-    ~Manager() { managerIsGone = true; }
-};
-
-} // namespace
+static thread_local bool managerIsGone = false;
 
 NboAttrLogDemuxerManager& globalNboAttrLogDemuxerManager() {
+    struct Manager : NboAttrLogDemuxerManager {
+        ~Manager() { managerIsGone = true; }
+    };
     static thread_local Manager manager;
     return manager;
 }
@@ -27,8 +22,6 @@ NboAttrLog::Demuxer* demuxFor(NboAttrLog::Out const* out) noexcept {
 }
 
 namespace NboAttrLog {
-
-using Kor::detail::Scoped;
 
 Demuxer::Demuxer(Side side, StreamLimits const& limits)
     : side_(side), limits_(limits), out_(makePtr<Out>(limits)), in_(makePtr<In>(limits)) {
@@ -55,7 +48,7 @@ bool Demuxer::receive() {
         return isOpen_;
     }
     Ptr<Demuxer> const self(this);
-    Scoped<bool> const receiving(receiving_, true);
+    Kor::detail::Scoped<bool> const receiving(receiving_, true);
     try {
         for (MsgHeader header; isOpen_ && in_->nextRecord(header);) {
             dispatch(header);
@@ -101,22 +94,14 @@ void Demuxer::dispatch(MsgHeader const& header) {
             }
         } else {
             adapter->handleAttrDeserialization(header.attributeId, {}, 0, nullptr);
-            tellSyncModes();
+            if (auto const told = std::exchange(syncModeTold_, {}); told && control_ != nullptr) {
+                control_->syncModeTold(told->first, told->second);
+            }
         }
     } catch (AttrLogRecordException const&) {
         throw;
     } catch (Exception const&) {
         ++stats_.refusedRecords;
-    }
-}
-
-void Demuxer::tellSyncModes() {
-    while (!syncModesTold_.empty()) {
-        auto const [id, mode] = syncModesTold_.front();
-        syncModesTold_.pop_front();
-        if (control_ != nullptr) {
-            control_->syncModeTold(id, mode);
-        }
     }
 }
 
@@ -130,10 +115,8 @@ void Demuxer::announcement() {
             type = nullptr; // of two, the last one counts
             offered = nullptr;
             while (type == nullptr && in_->recordLeft() != 0) {
-                TypeId const named = in_->next<TypeId>();
-                type = AttrLogType::named(named.name().view()) != nullptr
-                           ? KorType::named(named.name().view())
-                           : nullptr;
+                String8 const name = in_->next<TypeId>().name();
+                type = AttrLogType::named(name.view()) != nullptr ? KorType::named(name.view()) : nullptr;
             }
         } else if (section == PayloadSection::argument && type != nullptr) {
             try {
@@ -168,7 +151,12 @@ void Demuxer::announcement() {
         return; // announced again
     }
     peerIdMustBeFree(id);
-    Ptr<Entity> const entity = entityFor(announced);
+    Ptr<Entity> entity = offered;
+    if (control_ != nullptr && !announced.name.path.empty()) {
+        entity = control_->root(announced);
+    } else if (rootHook_) {
+        entity = rootHook_(offered);
+    }
     if (!isOpen_) {
         return;
     }
@@ -188,9 +176,8 @@ void Demuxer::announcement() {
     {
         MsgChannel::DeserializingEidAnchor const anchor(constrainer(), id, entity.ptr());
         bool const isReadOnly = announced.name.access == Access::readOnly;
-        entity->korNboAttrLogSaIs(
-            Entity::Kor_BitSet(peerFlags_.word() | (isReadOnly ? StreamAdapter::readOnlyHere.word() : 0)), 0,
-            out_, this);
+        U32 const more = isReadOnly ? StreamAdapter::readOnlyHere.word() : 0;
+        entity->korNboAttrLogSaIs(Entity::Kor_BitSet(peerFlags_.word() | more), 0, out_, this);
     }
     if (StreamAdapter const* const adapter = reactor(id)) {
         topIs(*adapter);
@@ -198,13 +185,6 @@ void Demuxer::announcement() {
     if (control_ != nullptr) {
         control_->mounted(id);
     }
-}
-
-Ptr<Entity> Demuxer::entityFor(Announcement const& announcement) {
-    if (control_ != nullptr && !announcement.name.path.empty()) {
-        return control_->root(announcement);
-    }
-    return rootHook_ ? rootHook_(announcement.made) : announcement.made;
 }
 
 bool Demuxer::checkEphemeralEntityDeletion(StreamAdapter const& child, EntityId announced) const noexcept {
@@ -229,7 +209,7 @@ bool Demuxer::flow() {
         return hasWork();
     }
     Ptr<Demuxer> const self(this);
-    Scoped<bool> const flowing(isFlowing_, true);
+    Kor::detail::Scoped<bool> const flowing(isFlowing_, true);
     if (auto const root = std::exchange(overLimit_, {}); root && !refuseOverLimit(*root)) {
         return false;
     }
@@ -308,7 +288,7 @@ bool Demuxer::writeCompleted() {
     while (!completed_.empty() && out_->hasSufficientBuffer()) {
         EntityId const id = completed_.front();
         completed_.pop_front();
-        Root* const root = detail::lookUp(roots_, id);
+        Root* const root = lookUp(roots_, id);
         StreamAdapter* const adapter = reactor(id);
         if (root != nullptr && adapter != nullptr && root->isAwaited && root->passes == 0 &&
             !adapter->isMuted()) {
@@ -320,23 +300,18 @@ bool Demuxer::writeCompleted() {
 }
 
 void Demuxer::passBegins(EntityId root, EntityId id) noexcept {
-    if (Root* const found = detail::lookUp(roots_, root)) {
+    if (Root* const found = lookUp(roots_, root)) {
         ++found->passes;
         found->isAwaited = found->isAwaited || id == root;
     }
 }
 
 void Demuxer::passEnds(EntityId root) {
-    Root* const found = detail::lookUp(roots_, root);
+    Root* const found = lookUp(roots_, root);
     if (found != nullptr && --found->passes == 0 && found->isAwaited) {
         completed_.push_back(root);
         out_->stir();
     }
-}
-
-void Demuxer::noteFull() noexcept {
-    stats_.streamFull += !wasFull_;
-    wasFull_ = true;
 }
 
 void Demuxer::close(String8 reason) {
@@ -381,7 +356,7 @@ ValidPtr<StreamAdapter> Demuxer::mountRoot(Ptr<Entity> const& entity, RootName n
 }
 
 RootName const* Demuxer::rootName(EntityId id) const noexcept {
-    Root const* const found = detail::lookUp(roots_, id);
+    Root const* const found = lookUp(roots_, id);
     return found != nullptr ? &found->name : nullptr;
 }
 
@@ -476,7 +451,13 @@ void Demuxer::reactorDel(EntityId id) {
         peerEntities_ -= !isMine(id);
         gone->value->korDetach();
         roots_.erase(id);
-        topDel(id);
+        if (auto const top = tops_.extract(id)) {
+            for (Entity const* const each : top.mapped()) {
+                if (auto const count = above_.find(each); --count->second == 0) {
+                    above_.erase(count);
+                }
+            }
+        }
     }
 }
 
@@ -485,16 +466,6 @@ void Demuxer::topIs(StreamAdapter const& adapter) {
     for (Ptr<Entity const> each = adapter.korNotifierEntity()->parent(); each; each = each->parent()) {
         above.push_back(each.ptr());
         ++above_[each.ptr()];
-    }
-}
-
-void Demuxer::topDel(EntityId id) {
-    if (auto const top = tops_.extract(id)) {
-        for (Entity const* const each : top.mapped()) {
-            if (auto const count = above_.find(each); --count->second == 0) {
-                above_.erase(count);
-            }
-        }
     }
 }
 
@@ -551,12 +522,6 @@ void Demuxer::owe(StreamAdapter& adapter, U64 barrier) {
     }
 }
 
-void Demuxer::barrierPaid(U64 barrier) noexcept {
-    if (barrier >= firstBarrier()) {
-        --barriers_[barrier - firstBarrier()];
-    }
-}
-
 bool Demuxer::isBarrierPassed(U64 barrier) {
     bool const wereOpen = !barriers_.empty();
     while (!barriers_.empty() && barriers_.front() == 0 && firstBarrier() <= barrier) {
@@ -591,10 +556,6 @@ void Demuxer::flowOutChanges(StreamAdapter& adapter, FlowOut* next) {
     before->oweNothing([this](U64 barrier) { barrierPaid(barrier); });
 }
 
-void Demuxer::marksGrow() noexcept {
-    hasTooManyMarks_ = limits_.marks != 0 && stats_.dirtyKeys > limits_.marks;
-}
-
 void Demuxer::enqueue(StreamAdapter& adapter) {
     if (!adapter.isQueued_ && !adapter.isHeldBack() && !adapter.isMuted()) {
         constexpr std::size_t few = 64;
@@ -613,7 +574,7 @@ void Demuxer::enqueue(StreamAdapter& adapter) {
 void Demuxer::resume(StreamAdapter& adapter) {
     if (adapter.flowOut() != nullptr) {
         enqueue(adapter);
-    } else if (Root const* const root = detail::lookUp(roots_, adapter.entityId());
+    } else if (Root const* const root = lookUp(roots_, adapter.entityId());
                root != nullptr && root->isAwaited && root->passes == 0) {
         completed_.push_back(adapter.entityId());
         out_->stir();

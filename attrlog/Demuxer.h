@@ -18,15 +18,13 @@
 /// child, at once, that of the side that was connected to stays. An entity is mounted with its children and
 /// all that it refers to; it is held while it is mounted, unless its flags have StreamAdapter::Bit::weak.
 ///
-/// Fairness. What waits for room takes turns, a few records each: a large entity holds up no small one.
-///
 /// Hostile bytes. A record that is unsound closes the connection, with a reason; one that is sound but is
 /// refused (a value out of its range, a write to what is read-only, an entity or attribute that is not known
-/// here) is passed over and counted. The entities are whole in either case. A peer can make
-/// `limits.entities` of them.
+/// here) is passed over and counted. The entities are whole in either case.
 ///
-/// Cost. Nothing but flow() takes time for what waits; a peer that never reads costs the ring and one mark a
-/// changed key. One thread, all the time; a handler within receive() may do anything but call receive().
+/// Cost. Nothing but flow() takes time for what waits, which takes turns, a few records each: a large entity
+/// holds up no small one. A peer that never reads costs the ring and one mark a changed key. One thread, all
+/// the time; a handler within receive() may do anything but call receive().
 
 #include "attrlog/adapter/StreamAdapter.h"
 
@@ -121,8 +119,8 @@ public:
     void unmount(Ptr<Entity> const& entity);
 
     /// Called with each entity that the peer mounts, as made anew from its key or name. What it returns is
-    /// mounted: that one, another one of the same class, or null to refuse it. Without a hook the new one is,
-    /// and stays until the peer unmounts it or the connection is closed.
+    /// mounted until the peer unmounts it: that one, as without a hook, another one of the same class, or
+    /// null to refuse it.
     using RootHook = std::function<Ptr<Entity>(Ptr<Entity> const& offered)>;
     void rootHookIs(RootHook hook) { rootHook_ = std::move(hook); }
     /// The flags with which what the peer mounts is mounted here.
@@ -130,11 +128,10 @@ public:
 
     Name const& peerName() const noexcept { return peerName_; }
     void peerNameIs(Name name) noexcept { peerName_ = std::move(name); }
-    /// The protocol that the two sides have agreed on.
+    /// What the two sides have agreed on.
     U32 protocol() const noexcept { return protocol_; }
     void protocolIs(U32 protocol) noexcept { protocol_ = protocol; }
     Stats stats() const;
-    /// How many entities are mounted.
     U32 mounted() const noexcept { return adapters_.count(); }
 
     // What a session does.
@@ -187,7 +184,7 @@ public:
     /// The id of an entity, which is mounted for it. Kor::EntityIdUnavailableException if there is no room.
     EntityId entityIdOf(Entity& entity, Entity::Kor_BitSet flags, EntityId root);
 
-    // Barriers, see attrlog/adapter/Owed.h.
+    // Barriers, see attrlog/adapter/FlowOutOf.h.
 
     /// Raises a barrier: a place behind all that has been changed so far, here and on this connection. What
     /// was changed before leaves before it, or a later state of it; what is changed later may, too. Costs one
@@ -195,26 +192,30 @@ public:
     U64 barrierIs();
     /// Whether all of it has been written; so is all that earlier ones wait for.
     bool isBarrierPassed(U64 barrier);
-    void barrierPaid(U64 barrier) noexcept;
+    void barrierPaid(U64 barrier) noexcept {
+        if (barrier >= firstBarrier()) {
+            --barriers_[barrier - firstBarrier()];
+        }
+    }
     /// The barrier to which what begins to be sent is owed, 0 for none.
     U64& owing() noexcept { return owing_; }
     /// The flow-out of an adapter is about to be replaced.
     void flowOutChanges(StreamAdapter& adapter, FlowOut* next);
     /// More keys are marked than ever before.
-    void marksGrow() noexcept;
+    void marksGrow() noexcept { hasTooManyMarks_ = limits_.marks != 0 && stats_.dirtyKeys > limits_.marks; }
 
     /// A full pass of an adapter that belongs to that root begins or is over.
     void passBegins(EntityId root, EntityId id) noexcept;
     void passEnds(EntityId root);
     /// The peer has told how far an entity is.
-    void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) { syncModesTold_.emplace_back(id, mode); }
+    void syncModeTold(EntityId id, StreamAdapter::SyncMode mode) { syncModeTold_.emplace(id, mode); }
     /// Whether a child that is mounted here under another id gives way to the one that the peer announces.
     bool checkEphemeralEntityDeletion(StreamAdapter const& child, EntityId announced) const noexcept;
     /// Raises unless the peer may give that id to an entity now.
     void peerIdMustBeFree(EntityId id);
     bool isMine(EntityId id) const noexcept { return (id.low >> 1 & 1) == static_cast<U32>(side_); }
 
-    void noteFull() noexcept;
+    void noteFull() noexcept { stats_.streamFull += !std::exchange(wasFull_, true); }
     void unknownEnumsInc(unsigned int n) noexcept { stats_.unknownEnums += n; }
     Stats& counters() noexcept { return stats_; }
     MsgChannel::Constrainer& constrainer() noexcept { return channel_->constrainer(); }
@@ -228,18 +229,15 @@ private:
 
     void dispatch(MsgHeader const& header);
     void announcement();
-    Ptr<Entity> entityFor(Announcement const& announcement);
     ValidPtr<StreamAdapter> mountFor(Ptr<Entity> const& entity, Entity::Kor_BitSet flags, EntityId root,
                                      RootName name);
     void enqueue(StreamAdapter& adapter);
     void topIs(StreamAdapter const& adapter);
-    void topDel(EntityId id);
     bool isPartMounted(Entity const& entity) const;
     bool isPeerFull() const noexcept { return adapters_.count() - peerEntities_ >= peerLimit_; }
     bool writeCompleted();
     bool refuseOverLimit(EntityId root);
     String8 peerLimitText() const { return format("the peer takes at most %u entities", peerLimit_); }
-    void tellSyncModes();
     U64 firstBarrier() const noexcept { return lastBarrier_ + 1 - barriers_.size(); }
     void owe(StreamAdapter& adapter, U64 barrier);
 
@@ -275,7 +273,8 @@ private:
     std::deque<EntityId> retired_;
     std::map<EntityId, Root> roots_;
     std::deque<EntityId> completed_;
-    std::deque<std::pair<EntityId, StreamAdapter::SyncMode>> syncModesTold_;
+    /// Of the record that is being read.
+    std::optional<std::pair<EntityId, StreamAdapter::SyncMode>> syncModeTold_;
     /// All adapters with a flow-out.
     std::vector<StreamAdapter*> flowing_;
     /// How much each open barrier still waits for.

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace Kor::NboAttrLog::detail {
+namespace Kor::NboAttrLog {
 
 /// What a map has for a key; null for nothing.
 template <class Map>
@@ -20,4 +20,4 @@ void tell(Hook const hook, A&&... arguments) { // NOLINT(performance-unnecessary
     }
 }
 
-} // namespace Kor::NboAttrLog::detail
+} // namespace Kor::NboAttrLog

@@ -19,30 +19,19 @@ void requireRoot(Name const& path, Ptr<Entity> const& entity) {
     }
 }
 
-static bool isControl(char c) noexcept {
-    return static_cast<U8>(c) < 0x20 || c == 0x7f;
-}
-
 String8 peerText(std::string_view text, std::size_t most) {
     return String8(plainText(textStart(text, most)));
 }
 
 bool isSoundName(std::string_view text, std::size_t most) noexcept {
+    auto const isControl = [](char c) { return static_cast<U8>(c) < 0x20 || c == 0x7f; };
     return text.size() <= most && std::ranges::none_of(text, isControl);
 }
 
-static void requireName(char const* what, Name const& name, U32 most) {
+void requireName(char const* what, Name const& name, U32 most) {
     if (name.empty() || !isSoundName(name.view(), most)) {
         throwRangeException(format("a %s has 1 to %u bytes, none of them a control character", what, most));
     }
-}
-
-void requirePath(Name const& path) {
-    requireName("path", path, maxPathLength);
-}
-
-void requireVerb(Name const& verb) {
-    requireName("verb", verb, maxVerbLength);
 }
 
 void Service::offer(Name const& path, Ptr<Entity> const& entity, Access access) {
@@ -73,7 +62,7 @@ void Service::withdraw(Name const& path) {
 }
 
 Service::Offer const* Service::offered(Name const& path) const noexcept {
-    return detail::lookUp(offers_, path);
+    return lookUp(offers_, path);
 }
 
 void Service::acceptIs(Name const& path, Accept accept, AcceptHook hook, Pushers pushers) {
@@ -102,8 +91,8 @@ void Service::sessionDel(Session& session) noexcept {
 }
 
 Service::Accepting const& Service::accepting(Name const& path) const {
-    auto const* const own = detail::lookUp(accepts_, path);
-    auto const* const found = own != nullptr ? own : detail::lookUp(accepts_, Name());
+    auto const* const own = lookUp(accepts_, path);
+    auto const* const found = own != nullptr ? own : lookUp(accepts_, Name());
     if (found == nullptr) {
         throwRangeException(format("nothing is taken in under %s", path.charPtr()));
     }
@@ -111,7 +100,7 @@ Service::Accepting const& Service::accepting(Name const& path) const {
 }
 
 Service::Holder const* Service::holder(Entity const& entity) const noexcept {
-    return detail::lookUp(holders_, &entity);
+    return lookUp(holders_, &entity);
 }
 
 void Service::holderIs(Entity const& entity, Session& session, Name const& path) {
@@ -136,7 +125,7 @@ std::vector<Ptr<Session>> Service::peersBeside(Session const* session, Name cons
     std::vector<Ptr<Session>> peers;
     for (Session* const each : sessions_) {
         if (each != session && each->isEstablished() &&
-            (path.empty() ? each->hasMounts() : each->hasMounted(path))) {
+            (path.empty() ? each->demuxer().mounted() != 0 : each->hasMounted(path))) {
             peers.emplace_back(each);
         }
     }
@@ -145,7 +134,7 @@ std::vector<Ptr<Session>> Service::peersBeside(Session const* session, Name cons
 
 void Service::fenceAll(std::vector<Ptr<Session>> const& peers, FenceLevel level, FenceHook hook,
                        FenceExtent extent, U32 hops) {
-    auto const sum = makePtr<detail::FenceSum>(std::move(hook));
+    auto const sum = makePtr<FenceSum>(std::move(hook));
     FenceHook const whole = sum->part(); // so that it does not end before all are asked
     for (Ptr<Session> const& each : peers) {
         FenceHook const part = sum->part();
@@ -159,13 +148,7 @@ void Service::fenceAll(std::vector<Ptr<Session>> const& peers, FenceLevel level,
 }
 
 void Service::fence(FenceLevel level, FenceHook hook, Name const& path, FenceExtent extent) {
-    fenceAll(peersBeside(nullptr, path), level, std::move(hook), extent, detail::maxFenceHops);
-}
-
-bool Service::hasPeersBeside(Session const& session) const {
-    return !peersBeside(&session, {}).empty() || std::ranges::any_of(relays_, [&](auto const& each) {
-        return !each->peersBeside(&session, {}).empty();
-    });
+    fenceAll(peersBeside(nullptr, path), level, std::move(hook), extent, maxFenceHops);
 }
 
 void Service::fenceBeside(Session const& session, FenceLevel level, FenceHook hook, U32 hops) {

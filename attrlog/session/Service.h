@@ -45,15 +45,12 @@ enum class RootState : U8 {
     refused,
 };
 
-namespace detail {
-/// How far a fence that asks for all is passed on.
-inline constexpr U32 maxFenceHops = 16;
-} // namespace detail
-
 inline constexpr U32 maxPathLength = 255;
 inline constexpr U32 maxVerbLength = 64;
 /// Of an argument or an answer.
 inline constexpr U32 maxCallText = 65535;
+/// How far a fence that asks for all is passed on.
+inline constexpr U32 maxFenceHops = 16;
 
 class KOR_EXPORT Service final : public PtrInterface {
 public:
@@ -88,7 +85,7 @@ public:
     /// How many may push into the same entity at a time.
     enum class Pushers : U8 {
         /// One. Another one is refused, and told who holds the place; it has to ask aloud to take it over
-        /// (PushOptions). The process that holds it gets it back without a word when it has connected anew.
+        /// (PushPlace). The process that holds it gets it back without a word when it has connected anew.
         one,
         /// Any number; what two of them write to the same key is what the last one wrote.
         many,
@@ -152,7 +149,6 @@ public:
     void holderIs(Entity const& entity, Session& session, Name const& path);
     /// Nothing happens if another session holds it.
     void holderDel(Entity const& entity, Session const& session) noexcept;
-    bool hasPeersBeside(Session const& session) const;
     /// Asks all peers but one, and those to whom this service relays.
     void fenceBeside(Session const& session, FenceLevel level, FenceHook hook, U32 hops);
 
@@ -171,15 +167,5 @@ private:
     std::map<Name, U64> counts_;
     std::vector<Session*> sessions_;
 };
-
-/// Whether a text has at most so many bytes, and no control characters.
-bool isSoundName(std::string_view text, std::size_t most) noexcept;
-/// A peer's text as it can be shown: cut, and plain (runtime/PlainText.h).
-String8 peerText(std::string_view text, std::size_t most);
-/// Raises for an unsound path or verb.
-void requirePath(Name const& path);
-void requireVerb(Name const& verb);
-/// The same, and for an entity that cannot be a root.
-void requireRoot(Name const& path, Ptr<Entity> const& entity);
 
 } // namespace Kor::NboAttrLog

@@ -37,8 +37,9 @@
 /// mounted stays as it is, and gets a full pass from the next peer.
 ///
 /// Hooks are called from receive(), flow(), close() and cut(), and may do anything but call receive() and
-/// flow(); they must not throw. One thread. A root that nobody wants costs its path, a peer that never reads
-/// the ring, one mark a changed key, and a bounded number of answers.
+/// flow(). They should not throw: what one throws leaves the operation that called it, at the end of a
+/// session once all others have been told. One thread. A root that nobody wants costs its path, a peer that
+/// never reads the ring, one mark a changed key, and a bounded number of answers.
 
 #include "attrlog/Demuxer.h"
 #include "attrlog/session/Service.h"
@@ -201,8 +202,10 @@ public:
     /// Asks the peer to say when all that was changed here before this call is applied there, or done; see
     /// attrlog/session/Fence.h. The hook is called once: from receive(), when the session ends (`gone`), also
     /// by its destructor, or at once for a peer whose protocol has no fences (`failed`). Kor::RangeException
-    /// for a closed session, and for more than 1024 fences that wait for their answers.
-    void fence(FenceLevel level, FenceHook hook, FenceExtent extent = FenceExtent::peer);
+    /// for a closed session, and for more than 1024 fences that wait for their answers. `hops` bounds how far
+    /// one that asks for all is passed on.
+    void fence(FenceLevel level, FenceHook hook, FenceExtent extent = FenceExtent::peer,
+               U32 hops = maxFenceHops);
     /// How many fences the peer has not answered yet.
     std::size_t openFences() const noexcept;
 
@@ -221,9 +224,6 @@ public:
     void offerChanged(Name const& path);
     /// What the peer pushes under a path has lost its place.
     void pushLost(Name const& path, String8 const& why);
-    void fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 hops);
-    /// Whether it has any entity of this process, or this process one of it.
-    bool hasMounts() const noexcept { return demuxer().mounted() != 0; }
     /// Whether the root that is offered under a path is mounted for the peer.
     bool hasMounted(Name const& path) const noexcept;
 

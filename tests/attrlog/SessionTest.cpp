@@ -2,6 +2,7 @@
 /// less, or mean harm.
 
 #include "reflect/Dir.h"
+#include "runtime/HandlerExceptions.h"
 #include "support/Sessions.h"
 
 #include <algorithm>
@@ -199,6 +200,52 @@ TEST(Goodbye, WaitsForRoomAndIsTheLastWord) {
 
 // What each side says, in records, as the page has it: a client wants one root, pushes another one, asks, and
 // leaves.
+TEST(Goodbye, ReachesEveryHookWhateverTheOthersThrow) {
+    Sessions two;
+    std::vector<std::string> told;
+    auto const tell = [&](std::string const& who) {
+        told.push_back(who);
+        throw RangeException(String8(who));
+    };
+    two.offeredByA->acceptIs(
+        "", [](Session&, Name const&, Ptr<Entity> const& made) { return made; },
+        [&](Session&, Name const& path, Ptr<Entity> const&, RootState state, String8 const&) {
+            if (state == RootState::absent) {
+                tell(std::string(path.view()));
+            }
+        });
+    for (char const* const path : {"pushed 1", "pushed 2"}) {
+        two.b->push(path, hwIvecsFactory(path));
+    }
+    for (char const* const path : {"wanted 1", "wanted 2"}) {
+        two.offeredByB->offer(path, hwIvecsFactory(path));
+        two.a->want(path, [&tell, path](RootState state, Ptr<Entity> const&, String8 const&) {
+            if (state == RootState::absent) {
+                tell(path);
+            }
+        });
+    }
+    two.quiet();
+    for (std::string const number : {" 1", " 2"}) {
+        two.a->call("wait", "", [&tell, number](bool, String8 const&) { tell("call" + number); });
+        two.a->fence(FenceLevel::done, [&tell, number](FenceResult const&) { tell("fence" + number); });
+    }
+    two.a->hooksIs({{}, {}, [&](Session&, String8 const&) { tell("closed"); }});
+    U64 const counted = handlerExceptions();
+    try {
+        two.a->close("enough");
+        FAIL() << "nothing is thrown";
+    } catch (RangeException const& first) {
+        EXPECT_EQ(first.message(), "wanted 1");
+    }
+    EXPECT_EQ(told, (std::vector<std::string>{"wanted 1", "wanted 2", "pushed 1", "pushed 2", "call 1",
+                                              "call 2", "fence 1", "fence 2", "closed"}));
+    EXPECT_EQ(handlerExceptions(), counted + 8);
+    two.quiet();
+    EXPECT_EQ(two.b->closeReason(), "enough"); // the peer is told, too
+    EXPECT_EQ(told.size(), 9u);
+}
+
 TEST(Session, TheExchangeIsThatOfThePage) {
     auto const dir = lifAppConfigDirFactory("lif");
     dir->appConfigIs(Loam::vtAppMpls);

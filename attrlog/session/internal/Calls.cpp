@@ -1,8 +1,6 @@
 #include "attrlog/session/internal/Parts.h"
 
-namespace Kor::NboAttrLog::detail {
-
-namespace {
+namespace Kor::NboAttrLog {
 
 /// What a piece of a call takes beside its verb and its text.
 constexpr U32 pieceFrame = 32;
@@ -11,31 +9,32 @@ constexpr int pieces = 8;
 
 constexpr U64 moreBit = 1, errorBit = 2;
 
-} // namespace
-
-void Calls::request(Name const& verb, String8 const& argument, Session::Reply reply, CallOrder order) {
-    core_.requireOpen();
+void Session::call(Name const& verb, String8 const& argument, Reply reply, CallOrder order) {
+    Calls& calls = impl_->calls;
+    SessionCore& core = impl_->core;
+    core.requireOpen();
     requireVerb(verb);
     if (argument.length() > maxCallText) {
         throwRangeException(
             format("an argument has at most %u bytes, not %u", maxCallText, argument.length()));
     }
-    if (replies_.size() + waiting_.size() >= Session::maxCalls) {
-        throwRangeException(format("%u requests wait for their answers already", Session::maxCalls));
+    if (calls.replies_.size() + calls.waiting_.size() >= maxCalls) {
+        throwRangeException(format("%u requests wait for their answers already", maxCalls));
     }
-    U32 const id = ++last_;
-    waiting_[id] = {{id, verb, std::string(argument.view()), 0, false}, std::move(reply)};
+    U32 const id = ++calls.last_;
+    calls.waiting_[id] = {
+        .id = id, .verb = verb, .text = std::string(argument.view()), .reply = std::move(reply)};
     if (order == CallOrder::overtakes) {
-        ready(id);
+        calls.ready(id);
     } else {
-        core_.whenEstablished([this, id] { core_.afterChanges([this, id] { ready(id); }); });
+        core.whenEstablished([&calls, &core, id] { core.afterChanges([&calls, id] { calls.ready(id); }); });
     }
 }
 
 void Calls::ready(U32 id) {
-    Waiting& waiting = waiting_.at(id);
-    replies_.emplace_back(id, std::move(waiting.reply));
-    requests_.push_back(std::move(waiting.call));
+    Call& call = waiting_.at(id);
+    replies_.emplace_back(id, std::move(call.reply));
+    requests_.push_back(std::move(call));
     waiting_.erase(id);
     core_.hasRequests = true;
     core_.out().stir();
@@ -58,21 +57,16 @@ void Calls::writePiece(AttributeId attribute, Call& call) {
     std::size_t const most = core_.out().limits().record - pieceFrame - call.verb.length();
     std::string_view const piece = std::string_view(call.text).substr(call.sent, most);
     call.sent += piece.size();
-    core_.write(attribute, [&](Out& to) {
-        to.putNumber(call.id);
-        to.putNumber((call.sent < call.text.size() ? moreBit : 0) | (call.isError ? errorBit : 0));
-        if (attribute == requestAttribute) {
-            to.put(call.verb);
-        }
-        to.put(String8(piece));
-    });
+    U64 const bits = (call.sent < call.text.size() ? moreBit : 0) | (call.isError ? errorBit : 0);
+    if (attribute == requestAttribute) {
+        core_.write(attribute, call.id, bits, call.verb, String8(piece));
+    } else {
+        core_.write(attribute, call.id, bits, String8(piece));
+    }
 }
 
 void Calls::readRequest(In& in) {
-    auto const id = static_cast<U32>(in.nextNumber());
-    U64 const bits = in.nextNumber();
-    Name const verb = in.next<Name>();
-    String8 const piece = in.nextString();
+    auto const [id, bits, verb, piece] = SessionCore::read<U32, U64, Name, String8>(in);
     if (!requestIn_) {
         if (answers_.size() >= Session::maxCalls) {
             fault(format("peer has more than %u requests under way", Session::maxCalls));
@@ -114,9 +108,7 @@ Calls::Call Calls::answerTo(Call const& request) {
 }
 
 void Calls::readAnswer(In& in) {
-    auto const id = static_cast<U32>(in.nextNumber());
-    U64 const bits = in.nextNumber();
-    String8 const piece = in.nextString();
+    auto const [id, bits, piece] = SessionCore::read<U32, U64, String8>(in);
     if (replies_.empty() || replies_.front().first != id) {
         fault("record answers another request than the next one");
     }
@@ -142,12 +134,9 @@ bool Calls::takePiece(std::string& text, String8 const& piece, U64 bits) {
     return (bits & moreBit) == 0;
 }
 
-void Calls::drop() {
+void Calls::ended(String8 const& reason) {
     requests_.clear();
     answers_.clear();
-}
-
-void Calls::ended(String8 const& reason) {
     while (!replies_.empty()) {
         reply(false, reason);
     }
@@ -156,4 +145,4 @@ void Calls::ended(String8 const& reason) {
     }
 }
 
-} // namespace Kor::NboAttrLog::detail
+} // namespace Kor::NboAttrLog

@@ -1,8 +1,6 @@
 #include "attrlog/session/internal/Parts.h"
 
-namespace Kor::NboAttrLog::detail {
-
-namespace {
+namespace Kor::NboAttrLog {
 
 constexpr U64 doneBit = 1, allBit = 2;
 /// How many fences of one side may be unanswered.
@@ -10,16 +8,41 @@ constexpr std::size_t most = 1024;
 /// The first that has fences.
 constexpr U32 firstProtocol = 3;
 
-} // namespace
+void FenceResult::add(FenceResult const& other) {
+    if (other.outcome < outcome || why.empty()) {
+        why = other.why;
+    }
+    outcome = std::min(outcome, other.outcome);
+    peers += other.peers;
+    gone += other.gone;
+}
 
-void Fences::fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 hops) {
-    core_.requireOpen();
-    if (asked_.size() >= most) {
+Fence::~Fence() {
+    failedIs("the process has not said that it is done");
+}
+
+void Fence::answer(FenceResult const& result) {
+    tell(std::exchange(answer_, {}), result);
+}
+
+char const* fenceOutcomeName(FenceOutcome outcome) noexcept {
+    constexpr char const* names[] = {"gone", "failed", "applied", "done"};
+    return names[std::min<std::size_t>(static_cast<std::size_t>(outcome), std::size(names) - 1)];
+}
+
+void Session::fence(FenceLevel level, FenceHook hook, FenceExtent extent, U32 hops) {
+    Fences& fences = impl_->fences;
+    impl_->core.requireOpen();
+    if (fences.asked_.size() >= most) {
         throwRangeException(format("%zu fences wait for their answers already", most));
     }
-    U32 const number = ++last_;
-    asked_[number] = {level, extent, hops, std::move(hook)};
-    core_.whenEstablished([this, number] { send(number); });
+    U32 const number = ++fences.last_;
+    fences.asked_[number] = {level, extent, hops, std::move(hook)};
+    impl_->core.whenEstablished([&fences, number] { fences.send(number); });
+}
+
+std::size_t Session::openFences() const noexcept {
+    return impl_->fences.asked_.size();
 }
 
 void Fences::send(U32 number) {
@@ -33,19 +56,15 @@ void Fences::send(U32 number) {
     core_.afterChanges([this, number] {
         Asked& asked = asked_.at(number);
         asked.isSent = true;
-        core_.write(fenceAttribute, [&](Out& to) {
-            to.putNumber(number);
-            to.putNumber((asked.level == FenceLevel::done ? doneBit : 0) |
-                         (asked.extent == FenceExtent::all ? allBit : 0));
-            to.putNumber(asked.hops);
-        });
+        core_.write(fenceAttribute, number,
+                    (asked.level == FenceLevel::done ? doneBit : 0) |
+                        (asked.extent == FenceExtent::all ? allBit : 0),
+                    asked.hops);
     });
 }
 
 void Fences::readFence(In& in) {
-    auto const number = static_cast<U32>(in.nextNumber());
-    U64 const bits = in.nextNumber();
-    U64 const hops = in.nextNumber();
+    auto const [number, bits, hops] = SessionCore::read<U32, U64, U64>(in);
     in.recordEnd();
     if (answers_.size() >= most || answers_.contains(number)) {
         fault(answers_.contains(number) ? String8("record is a fence whose number is in use")
@@ -53,7 +72,8 @@ void Fences::readFence(In& in) {
     }
     FenceLevel const level = (bits & doneBit) != 0 ? FenceLevel::done : FenceLevel::applied;
     FenceExtent const extent = (bits & allBit) != 0 ? FenceExtent::all : FenceExtent::peer;
-    auto const sum = makePtr<FenceSum>([this, number](FenceResult const& result) { answer(number, result); });
+    auto const sum =
+        makePtr<FenceSum>([this, id = number](FenceResult const& result) { answer(id, result); });
     answers_[number] = sum;
     FenceHook const whole = sum->part(); // so that it is not answered before all parts are asked
     auto const fence = makePtr<Fence>(level, extent, level == FenceLevel::done ? sum->part() : FenceHook());
@@ -66,7 +86,7 @@ void Fences::readFence(In& in) {
     if (extent == FenceExtent::all && core_.isOpen()) {
         if (hops == 0) {
             sum->part()({.outcome = FenceOutcome::failed, .why = "the fence goes in a circle", .peers = 0});
-        } else if (service->hasPeersBeside(core_.self)) {
+        } else {
             service->fenceBeside(core_.self, level, sum->part(),
                                  static_cast<U32>(std::min<U64>(hops, maxFenceHops)) - 1);
         }
@@ -82,13 +102,8 @@ void Fences::answer(U32 number, FenceResult const& result) {
     answers_[number] = nullptr;
     auto write = [this, number, result] {
         answers_.erase(number);
-        core_.write(fencedAttribute, [&](Out& to) {
-            to.putNumber(number);
-            to.putNumber(static_cast<U64>(result.outcome));
-            to.putNumber(result.peers);
-            to.putNumber(result.gone);
-            to.put(peerText(result.why.view(), maxReasonLength));
-        });
+        core_.write(fencedAttribute, number, static_cast<U64>(result.outcome), result.peers, result.gone,
+                    peerText(result.why.view(), maxReasonLength));
     };
     if (result.outcome == FenceOutcome::done) { // what this side has written before it was is there first
         core_.afterChanges(std::move(write));
@@ -98,19 +113,15 @@ void Fences::answer(U32 number, FenceResult const& result) {
 }
 
 void Fences::readFenced(In& in) {
-    auto const number = static_cast<U32>(in.nextNumber());
-    U64 const outcome = in.nextNumber();
-    FenceResult result;
-    result.peers = static_cast<U32>(in.nextNumber());
-    result.gone = static_cast<U32>(in.nextNumber());
-    result.why = peerText(in.nextString().view(), maxReasonLength);
+    auto const [number, outcome, peers, gone] = SessionCore::read<U32, U64, U32, U32>(in);
+    String8 const why = SessionCore::readReason(in);
     in.recordEnd();
     Asked const* const asked = lookUp(asked_, number);
     if (asked == nullptr || !asked->isSent || outcome > static_cast<U64>(FenceOutcome::done)) {
         fault("record answers no fence");
     }
-    result.outcome = static_cast<FenceOutcome>(outcome);
-    tell(std::move(asked_.extract(number).mapped().hook), result);
+    tell(std::move(asked_.extract(number).mapped().hook),
+         FenceResult{static_cast<FenceOutcome>(outcome), why, peers, gone});
 }
 
 /// The bare reason where there is no memory for a sentence: a session can end for that.
@@ -135,4 +146,4 @@ void Fences::ended(String8 const& reason) {
     }
 }
 
-} // namespace Kor::NboAttrLog::detail
+} // namespace Kor::NboAttrLog

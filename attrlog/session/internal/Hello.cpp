@@ -1,14 +1,14 @@
 #include "attrlog/session/internal/Parts.h"
 
-namespace Kor::NboAttrLog::detail {
+namespace Kor::NboAttrLog {
 
 void Hello::send() {
     std::array<U8, preambleLength> mine{};
     std::copy(Session::magic.begin(), Session::magic.end(), mine.begin());
-    store(&mine[Session::magic.size()], static_cast<U16>(Session::lowestProtocol));
-    store(&mine[Session::magic.size() + 2], static_cast<U16>(Session::highestProtocol));
+    detail::store(&mine[Session::magic.size()], static_cast<U16>(Session::lowestProtocol));
+    detail::store(&mine[Session::magic.size() + 2], static_cast<U16>(Session::highestProtocol));
     core_.out().preambleIs(mine);
-    core_.write(helloAttribute, [&](Out& to) {
+    core_.out().write({MsgHeader::announcing, helloAttribute, true}, [&](Out& to) {
         to.currentPayloadSectionIs(PayloadSection::helloName);
         to.put(peerText(core_.config.name.view(), maxNameLength));
         to.currentPayloadSectionIs(PayloadSection::helloSchema);
@@ -29,11 +29,10 @@ bool Hello::readPreamble() {
         return core_.isOpen();
     }
     read_ += core_.demuxer.in()->nextPreamble(std::span(preamble_).subspan(read_));
-    auto const known = static_cast<std::ptrdiff_t>(std::min(read_, Session::magic.size()));
-    if (!std::equal(preamble_.begin(), preamble_.begin() + known, Session::magic.begin())) {
+    if (Session::preambleOf(std::span(preamble_).first(read_)) == 0) {
         std::string bytes;
-        for (auto at = preamble_.begin(); at != preamble_.begin() + known; ++at) {
-            bytes += format(" %02x", *at).view();
+        for (U8 const each : std::span(preamble_).first(std::min(read_, Session::magic.size()))) {
+            bytes += format(" %02x", each).view();
         }
         core_.close(format("peer does not speak the attribute log: it began with%s", bytes.c_str()));
         return false;
@@ -41,12 +40,9 @@ bool Hello::readPreamble() {
     if (read_ < preambleLength) {
         return false;
     }
-    auto const number = [&](std::size_t at) {
-        return static_cast<U32>(preamble_[at] << 8 | preamble_[at + 1]);
-    };
     PeerHello& peer = core_.peer;
-    peer.lowestProtocol = number(Session::magic.size());
-    peer.highestProtocol = number(Session::magic.size() + 2);
+    peer.lowestProtocol = detail::load<U16>(&preamble_[Session::magic.size()]);
+    peer.highestProtocol = detail::load<U16>(&preamble_[Session::magic.size() + 2]);
     if (peer.lowestProtocol > peer.highestProtocol) {
         core_.close(
             format("hello has no protocol: from %u to %u", peer.lowestProtocol, peer.highestProtocol));
@@ -108,4 +104,4 @@ void Hello::read(In& in) {
     core_.demuxer.protocolIs(std::min(peer.highestProtocol, Session::highestProtocol));
 }
 
-} // namespace Kor::NboAttrLog::detail
+} // namespace Kor::NboAttrLog

@@ -1,6 +1,6 @@
 #include "attrlog/session/internal/Parts.h"
 
-namespace Kor::NboAttrLog::detail {
+namespace Kor::NboAttrLog {
 
 void Offers::begin() {
     for (auto const& [path, offer] : core_.service.offers()) {
@@ -8,14 +8,19 @@ void Offers::begin() {
     }
 }
 
-void Offers::changed(Name const& path) {
-    if (!core_.isEstablished || !core_.isOpen()) {
+void Session::offerChanged(Name const& path) {
+    if (!isEstablished_ || !isOpen()) {
         return; // all are told after the hello
     }
-    unmount(path);
-    untold_.erase(path);
-    toTell_.insert(path);
-    core_.out().stir();
+    Offers& offers = impl_->offers;
+    offers.unmount(path);
+    offers.untold_.erase(path);
+    offers.toTell_.insert(path);
+    out()->stir();
+}
+
+bool Session::hasMounted(Name const& path) const noexcept {
+    return impl_->offers.mounts_.contains(path);
 }
 
 void Offers::write() {
@@ -24,7 +29,7 @@ void Offers::write() {
     }
     if (toTell_.empty() && !areTold_ && core_.hasRoom()) {
         areTold_ = true;
-        core_.write(offersKnownAttribute, [](Out&) {});
+        core_.write(offersKnownAttribute);
     }
 }
 
@@ -35,7 +40,7 @@ void Offers::writeOffer(std::set<Name>::iterator next) {
         if (!untold_.empty()) {
             toTell_.insert(untold_.extract(untold_.begin()));
         }
-        core_.write(-offerAttribute, [&](Out& to) { to.put(path); });
+        core_.write(-offerAttribute, path);
         if (offer != nullptr) {
             return; // the new one takes a record, too
         }
@@ -43,13 +48,21 @@ void Offers::writeOffer(std::set<Name>::iterator next) {
         untold_.insert(path);
     } else if (offer != nullptr) {
         told_.insert(path);
-        core_.write(offerAttribute, [&](Out& to) {
-            to.put(path);
-            to.put(TypeId(offer->entity->fwkType()->typeName()));
-            to.putNumber(offer->access == Access::writable ? 1 : 0);
-        });
+        core_.write(offerAttribute, path, TypeId(offer->entity->fwkType()->typeName()),
+                    offer->access == Access::writable ? 1u : 0u);
     }
     toTell_.erase(next);
+}
+
+void Offers::readWant(In& in, bool isGivenUp) {
+    Name const path = SessionCore::readPath(in);
+    auto const number = static_cast<U32>(in.nextNumber());
+    if (!isGivenUp) {
+        wanted(path, number);
+    } else if (Mount const* const mount = lookUp(mounts_, path);
+               mount != nullptr && mount->number == number) {
+        unmount(path); // a later wish is not meant
+    }
 }
 
 void Offers::wanted(Name const& path, U32 number) {
@@ -71,12 +84,6 @@ void Offers::wanted(Name const& path, U32 number) {
         core_.pathOf[adapter->entityId()] = path;
     } catch (Exception const& exception) {
         core_.note(Cause::peer, verdictAttribute, path, number, 0, exception.message());
-    }
-}
-
-void Offers::unwanted(Name const& path, U32 number) {
-    if (Mount const* const mounted = lookUp(mounts_, path); mounted != nullptr && mounted->number == number) {
-        unmount(path); // a later wish is not meant
     }
 }
 
@@ -103,9 +110,4 @@ void Offers::retired(EntityId id) {
     }
 }
 
-void Offers::ended() {
-    toTell_.clear();
-    mounts_.clear();
-}
-
-} // namespace Kor::NboAttrLog::detail
+} // namespace Kor::NboAttrLog

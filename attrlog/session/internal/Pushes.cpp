@@ -2,12 +2,10 @@
 
 #include <ctime>
 
-namespace Kor::NboAttrLog::detail {
-
-namespace {
+namespace Kor::NboAttrLog {
 
 /// How people call it: its key in the map of its parent, or its name.
-String8 nameOf(Entity const& entity) {
+static String8 nameOf(Entity const& entity) {
     String8 const full = entity.fullName();
     std::string_view const text = full.view();
     std::size_t const key = text.rfind("['");
@@ -17,21 +15,39 @@ String8 nameOf(Entity const& entity) {
     return full.empty() ? entity.fwkType()->typeName() : full;
 }
 
-} // namespace
-
-void Pushes::push(Name const& path, Ptr<Entity> const& entity, Access access, Session::PushHook hook,
-                  PushPlace place) {
+void Session::push(Name const& path, Ptr<Entity> const& entity, Access access, PushHook hook,
+                   PushPlace place) {
     requireRoot(path, entity);
-    core_.requireOpen();
+    impl_->core.requireOpen();
     unpush(path);
-    Push& push = pushes_[path];
-    push = {entity, access, std::move(hook), {}, ++core_.lastNumber, place};
-    if (core_.isEstablished) {
+    auto& pushes = impl_->pushes;
+    Pushes::Push& push = pushes.pushes_[path];
+    push = {entity, access, std::move(hook), {}, ++impl_->core.lastNumber, place};
+    if (isEstablished_) {
         try {
-            mount(path, push);
+            pushes.mount(path, push);
         } catch (...) {
-            pushes_.erase(path);
+            pushes.pushes_.erase(path);
             throw;
+        }
+    }
+}
+
+void Session::unpush(Name const& path) {
+    if (auto const gone = impl_->pushes.pushes_.extract(path)) {
+        impl_->core.pathOf.erase(gone.mapped().id);
+        demuxer().reactorRetire(gone.mapped().id);
+    }
+}
+
+void Session::pushLost(Name const& path, String8 const& why) {
+    for (auto const& [id, taken] : impl_->pushes.taken_) {
+        if (taken.path == path) {
+            EntityId const lostId = id;
+            impl_->core.note(Cause::application, verdictAttribute, path, taken.number, pushedBit, why);
+            demuxer().reactorDel(lostId);
+            impl_->pushes.letGo(lostId, why);
+            return;
         }
     }
 }
@@ -55,17 +71,10 @@ void Pushes::mount(Name const& path, Push& push) {
     core_.pathOf[push.id] = path;
 }
 
-void Pushes::unpush(Name const& path) {
-    if (auto const gone = pushes_.extract(path)) {
-        core_.pathOf.erase(gone.mapped().id);
-        core_.demuxer.reactorRetire(gone.mapped().id);
-    }
-}
-
 void Pushes::refused(Name const& path, String8 const& why) {
     if (Push const* const push = lookUp(pushes_, path)) {
         Session::PushHook const hook = push->hook;
-        unpush(path);
+        core_.self.unpush(path);
         tell(hook, false, why);
     }
 }
@@ -147,18 +156,6 @@ void Pushes::placeMustBeFree(Entity const& entity, bool takesOver) {
                                     : format("\"%s\" has taken its place", core_.peer.name.charPtr()));
 }
 
-void Pushes::lost(Name const& path, String8 const& why) {
-    for (auto const& [id, taken] : taken_) {
-        if (taken.path == path) {
-            EntityId const lostId = id;
-            core_.note(Cause::application, verdictAttribute, path, taken.number, pushedBit, why);
-            core_.demuxer.reactorDel(lostId);
-            letGo(lostId, why);
-            return;
-        }
-    }
-}
-
 void Pushes::stateIs(EntityId id, RootState state) {
     Taken* const found = lookUp(taken_, id);
     if (found != nullptr && std::exchange(found->state, state) != state) {
@@ -175,4 +172,4 @@ void Pushes::letGo(EntityId id, String8 const& why) {
     }
 }
 
-} // namespace Kor::NboAttrLog::detail
+} // namespace Kor::NboAttrLog

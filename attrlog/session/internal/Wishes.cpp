@@ -1,57 +1,69 @@
 #include "attrlog/session/internal/Parts.h"
 
-namespace Kor::NboAttrLog::detail {
+namespace Kor::NboAttrLog {
 
-void Wishes::want(Name const& path, Session::WantHook hook, Session::Take take) {
+void Session::want(Name const& path, WantHook hook, Take take) {
     requirePath(path);
-    core_.requireOpen();
+    impl_->core.requireOpen();
     unwant(path);
-    Wish& wish = wishes_[path];
+    Wishes::Wish& wish = impl_->wishes.wishes_[path];
     wish.hook = std::move(hook);
     wish.take = std::move(take);
-    if (peerOffers_.contains(path)) {
-        ask(Cause::application, path, wish);
+    if (peerOffers().contains(path)) {
+        impl_->wishes.ask(Cause::application, path, wish);
     }
 }
 
-void Wishes::unwant(Name const& path) {
-    auto const gone = wishes_.extract(path);
-    if (!gone || !core_.isOpen()) {
+void Session::want(Name const& path, Ptr<Entity> const& mine, WantHook hook) {
+    requireRoot(path, mine);
+    want(path, std::move(hook), [mine](Ptr<Entity> const&) { return mine; });
+}
+
+void Session::unwant(Name const& path) {
+    auto const gone = impl_->wishes.wishes_.extract(path);
+    if (!gone || !isOpen()) {
         return;
     }
-    Wish const& wish = gone.mapped();
+    Wishes::Wish const& wish = gone.mapped();
     if (wish.number != 0) { // it may be on its way to be mounted even if it has been withdrawn since
-        core_.note(Cause::application, -wantAttribute, path, wish.number);
+        impl_->core.note(Cause::application, -wantAttribute, path, wish.number);
     }
     if (wish.id.isAssigned()) {
-        core_.pathOf.erase(wish.id);
-        core_.demuxer.reactorDel(wish.id);
+        impl_->core.pathOf.erase(wish.id);
+        demuxer().reactorDel(wish.id);
     }
 }
 
-Ptr<Entity> Wishes::root(Name const& path) const {
-    Wish const* const wish = lookUp(wishes_, path);
+Ptr<Entity> Session::root(Name const& path) const {
+    Wishes::Wish const* const wish = lookUp(impl_->wishes.wishes_, path);
     return wish != nullptr && wish->isThere() ? wish->root : nullptr;
 }
 
-RootState Wishes::state(Name const& path) const noexcept {
-    Wish const* const wish = lookUp(wishes_, path);
+RootState Session::rootState(Name const& path) const noexcept {
+    Wishes::Wish const* const wish = lookUp(impl_->wishes.wishes_, path);
     return wish != nullptr ? wish->state : RootState::absent;
 }
 
+std::map<Name, Session::PeerOffer> const& Session::peerOffers() const noexcept {
+    return impl_->wishes.peerOffers_;
+}
+
+bool Session::areOffersKnown() const noexcept {
+    return impl_->wishes.areKnown_;
+}
+
 void Wishes::readOffer(In& in, bool isWithdrawn) {
-    Name const path = SessionCore::nextPath(in);
+    Name const path = SessionCore::readPath(in);
     if (isWithdrawn) {
         peerOffers_.erase(path);
         stateIs(path, RootState::absent, "the peer has withdrawn it");
     } else {
-        Session::PeerOffer offer;
-        offer.type = peerText(in.next<TypeId>().name().view(), maxReasonLength);
-        offer.access = (in.nextNumber() & 1) != 0 ? Access::writable : Access::readOnly;
+        auto const [type, bits] = SessionCore::read<TypeId, U64>(in);
         if (!peerOffers_.contains(path) && peerOffers_.size() >= core_.config.offers) {
             fault(format("peer has more roots than the limit of %u", core_.config.offers));
         }
-        peerOffers_[path] = std::move(offer);
+        peerOffers_[path] = {peerText(type.name().view(), maxReasonLength),
+                             (bits & 1) != 0 ? Access::writable : Access::readOnly};
         if (Wish* const wish = lookUp(wishes_, path)) {
             ask(Cause::peer, path, *wish);
         }
@@ -144,15 +156,12 @@ void Wishes::stateTold(EntityId id, RootState state) {
 }
 
 void Wishes::ended(String8 const& reason) {
-    std::vector<Name> paths; // a hook may change what is wished for
-    paths.reserve(wishes_.size());
-    for (auto& [path, wish] : wishes_) {
-        wish.id = {};
-        paths.push_back(path);
-    }
-    for (Name const& path : paths) {
+    Name path; // a hook may change what is wished for
+    for (auto next = wishes_.begin(); next != wishes_.end(); next = wishes_.upper_bound(path)) {
+        path = next->first;
+        next->second.id = {};
         stateIs(path, RootState::absent, reason);
     }
 }
 
-} // namespace Kor::NboAttrLog::detail
+} // namespace Kor::NboAttrLog
