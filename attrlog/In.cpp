@@ -127,8 +127,7 @@ bool In::nextRecord(MsgHeader& header) {
     return true;
 }
 
-Ptr<Entity> In::nextEntity() {
-    EntityId const id = EntityId::ofNumber(nextU64());
+Ptr<Entity> In::entityOf(EntityId id) const {
     StreamAdapter* const adapter = demuxer_ != nullptr ? demuxer_->reactor(id) : nullptr;
     if (adapter == nullptr && id.number() != 0) {
         throwRangeException("record refers to an entity that is not there");
@@ -152,14 +151,6 @@ bool In::nextSection(PayloadSection& section) {
     }
     end_ = cursor_ + length;
     return true;
-}
-
-U8 In::nextU8() {
-    U16 const value = nextU16();
-    if (value > 255) {
-        throwRangeException("U8 > 255 not allowed");
-    }
-    return static_cast<U8>(value);
 }
 
 } // namespace Kor::NboAttrLog

@@ -15,7 +15,6 @@
 /// Whatever arrives, no read goes past the end of the record. A record that is too short, too long, or makes
 /// no sense raises Kor::AttrLogRecordException; after that the stream is of no more use. A value out of its
 /// range raises Kor::RangeException, as its class says; recordDone() then passes over the record.
-///
 /// Reading copies only a record that crosses the end of the ring, and allocates only strings. One thread.
 
 #include "attrlog/Out.h"
@@ -25,13 +24,8 @@
 #include <algorithm>
 #include <span>
 
-namespace Kor {
+namespace Kor::Connection {
 
-class Entity;
-
-namespace Connection {
-
-/// The ring of what has arrived.
 class KOR_EXPORT In : public PtrInterface {
 public:
     /// Takes in as much as there is room for, and returns how much that was.
@@ -72,9 +66,9 @@ protected:
     U8 const* end_ = nullptr;
 };
 
-} // namespace Connection
+} // namespace Kor::Connection
 
-namespace ByteConnection {
+namespace Kor::ByteConnection {
 
 /// The primitives. All are big-endian.
 class KOR_EXPORT In : public Connection::In {
@@ -116,25 +110,19 @@ protected:
     }
 };
 
-} // namespace ByteConnection
+} // namespace Kor::ByteConnection
 
-namespace NboAttrLog {
+namespace Kor::NboAttrLog {
 
 namespace detail {
 
 /// Reads a value of a fixed size without a check of what it is.
 template <class T>
 T loadFixed(U8 const*& at) {
-    if constexpr (std::is_same_v<T, bool>) {
-        return *at++ != 0;
-    } else if constexpr (std::is_enum_v<T>) {
-        return static_cast<T>(loadFixed<U32>(at));
-    } else if constexpr (std::is_same_v<T, U8>) {
-        return static_cast<U8>(loadFixed<U16>(at));
-    } else if constexpr (std::is_integral_v<T>) {
-        auto const value = load<std::make_unsigned_t<T>>(at);
-        at += sizeof(T);
-        return static_cast<T>(value);
+    if constexpr (Carried<T>) {
+        auto const carried = load<Carrier<T>>(at);
+        at += sizeof carried;
+        return static_cast<T>(carried);
     } else {
         return [&]<class... S>(Kor::detail::Storage<S...> const*) {
             return T{loadFixed<typename S::Type>(at)...}; // braces: in order
@@ -183,22 +171,27 @@ public:
     }
 
     /// What a reference of eight bytes refers to, or null. Kor::RangeException if it is not mounted here.
-    Ptr<Entity> nextEntity();
+    Ptr<Entity> nextEntity() { return entityOf(EntityId::ofNumber(nextU64())); }
+    Ptr<Entity> entityOf(EntityId id) const;
     /// Steps into the next section, past what is left of the one before; false at the end of the payload.
     bool nextSection(PayloadSection& section);
 
-    /// The next value, of any type that Kor::NboAttrLog::Out takes.
+    /// The next value, of any type that Kor::NboAttrLog::Out takes. Kor::RangeException with the
+    /// enumeration's name for a number that is none of it.
     template <class T>
     T next() {
-        if constexpr (std::is_same_v<T, bool>) {
-            return nextbool();
-        } else if constexpr (std::is_enum_v<T>) {
-            return nextEnumerator<T>();
-        } else if constexpr (std::is_same_v<T, U8>) {
-            return nextU8();
-        } else if constexpr (std::is_integral_v<T>) {
-            static_assert(sizeof(T) > 1);
-            return static_cast<T>(load<std::make_unsigned_t<T>>());
+        if constexpr (detail::Carried<T>) {
+            auto const carried = load<detail::Carrier<T>>();
+            if constexpr (std::is_enum_v<T>) {
+                if (!isEnumerator<T>(carried)) [[unlikely]] {
+                    throwRangeException(String8(shortTypeName<T>()));
+                }
+            } else if constexpr (std::is_same_v<T, U8>) {
+                if (carried > 255) [[unlikely]] {
+                    throwRangeException("U8 > 255 not allowed");
+                }
+            }
+            return static_cast<T>(carried);
         } else if constexpr (std::derived_from<T, String8>) {
             return T(nextString());
         } else if constexpr (std::is_same_v<T, TypeId>) {
@@ -211,27 +204,14 @@ public:
     }
 
     EntityId nextEntityId() { return EntityId::ofNumber(nextNumber()); }
-
     U64 records() const noexcept { return records_; }
     U64 bytes() const noexcept { return bytes_; }
-
     /// Whether the peer is there: true until the demultiplexer that owns the stream closes it.
     bool isConnected() const noexcept { return demuxer_ != nullptr; }
     Demuxer* demuxer() const noexcept { return demuxer_; }
     void demuxerIs(Demuxer* demuxer) noexcept { demuxer_ = demuxer; }
 
 private:
-    /// Raises Kor::RangeException with the enumeration's name for a number that is none of it.
-    template <class E>
-    E nextEnumerator() {
-        U32 const number = nextU32();
-        if (!isEnumerator<E>(number)) [[unlikely]] {
-            throwRangeException(String8(shortTypeName<E>()));
-        }
-        return static_cast<E>(number);
-    }
-    U8 nextU8();
-
     StreamLimits limits_;
     U32 recordSize_ = 0; // of the record that is being read, 0 for none
     U8 const* recordEnd_ = nullptr;
@@ -241,6 +221,4 @@ private:
     Demuxer* demuxer_ = nullptr;
 };
 
-} // namespace NboAttrLog
-
-} // namespace Kor
+} // namespace Kor::NboAttrLog

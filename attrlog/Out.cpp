@@ -46,11 +46,10 @@ void Out::currentPayloadSectionIs(PayloadSection section) {
 
 void Out::token(TransactToken token) {
     require(begin_ != nullptr, [] { return Breach{"Kor::NboAttrLog::Out", "a token without a header"}; });
-    if (token.value() != 3 || begin_ == nullptr) {
-        return;
+    if (token == TransactToken(3) && begin_ != nullptr) {
+        sectionEnd();
+        written(cursor_);
     }
-    sectionEnd();
-    written(cursor_);
 }
 
 void Out::putNumber(U64 number) {

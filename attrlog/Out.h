@@ -37,26 +37,24 @@ inline constexpr std::size_t lengthBytes = 2;
 /// The most that stands before a payload: length, form, entity, attribute, secondary attribute.
 inline constexpr std::size_t headerMost = lengthBytes + 1 + 10 + 5 + 5;
 
+/// An integer, a bool or an enumerator, and the integer that carries it: bool alone is narrower than 16 bits.
+template <class T>
+concept Carried = std::is_integral_v<T> || std::is_enum_v<T>;
+template <Carried T>
+using Carrier = std::conditional_t<std::is_same_v<T, bool>, U8,
+                                   std::conditional_t<std::is_enum_v<T> || sizeof(T) == 4, U32,
+                                                      std::conditional_t<sizeof(T) == 8, U64, U16>>>;
+
 /// How many bytes a type takes on the wire; 0 for one that varies.
 template <class T>
-constexpr std::size_t fixedSize();
-
-template <class... S>
-constexpr std::size_t fixedSizeOf(Kor::detail::Storage<S...> const*) {
-    bool const isFixed = ((fixedSize<typename S::Type>() != 0) && ...);
-    return isFixed ? (std::size_t{0} + ... + fixedSize<typename S::Type>()) : 0;
-}
-
-template <class T>
 constexpr std::size_t fixedSize() {
-    if constexpr (std::is_same_v<T, bool>) {
-        return 1;
-    } else if constexpr (std::is_enum_v<T>) {
-        return 4;
-    } else if constexpr (std::is_integral_v<T>) {
-        return sizeof(T) == 1 ? 2 : sizeof(T); // nothing but bool is narrower than 16 bits
+    if constexpr (Carried<T>) {
+        return sizeof(Carrier<T>);
     } else if constexpr (PatternValue<T>) {
-        return fixedSizeOf(static_cast<Kor::detail::StorageTypeOf<T> const*>(nullptr));
+        return []<class... S>(Kor::detail::Storage<S...> const*) {
+            bool const isFixed = ((fixedSize<typename S::Type>() != 0) && ...);
+            return isFixed ? (std::size_t{0} + ... + fixedSize<typename S::Type>()) : 0;
+        }(static_cast<Kor::detail::StorageTypeOf<T> const*>(nullptr));
     } else {
         return 0;
     }
@@ -115,15 +113,9 @@ U load(U8 const* at) noexcept {
 
 template <class T>
 [[gnu::always_inline]] inline void storeFixed(U8*& at, T const& value) noexcept {
-    if constexpr (std::is_same_v<T, bool>) {
-        *at++ = value;
-    } else if constexpr (std::is_enum_v<T>) {
-        storeFixed(at, static_cast<U32>(value));
-    } else if constexpr (std::is_same_v<T, U8>) {
-        storeFixed(at, U16{value});
-    } else if constexpr (std::is_integral_v<T>) {
-        store(at, static_cast<std::make_unsigned_t<T>>(value));
-        at += sizeof(T);
+    if constexpr (Carried<T>) {
+        store(at, static_cast<Carrier<T>>(value));
+        at += sizeof(Carrier<T>);
     } else {
         T::storage(value).each([&](auto const& each) { storeFixed(at, each); });
     }
@@ -160,12 +152,11 @@ public:
 
     // What writers do.
 
-    /// Writes bytes that are no record, in front of the first one.
+    /// Writes bytes that are no record, in front of the first one. Kor::RangeException without room for them.
     void preambleIs(std::span<U8 const> bytes);
     /// Makes the longest record shorter, as the peer wants it.
     void recordLimitIs(U32 record) noexcept { limits_.record = std::min(limits_.record, record); }
 
-    /// Whether there is room for any record, and for the markers around it.
     bool hasSufficientBuffer() const noexcept { return ring_.room() >= limits_.record + markerRoom; }
 
     /// Begins a record, in place of one that was not finished.
@@ -244,8 +235,8 @@ public:
     void putNumber(U64 number);
 
     StreamLimits const& limits() const noexcept { return limits_; }
+    /// All that were ever written.
     U64 records() const noexcept { return records_; }
-    /// All bytes that were ever written.
     U64 bytes() const noexcept { return bytes_; }
 
     /// The reading side that belongs to this stream, or null. Set by the demultiplexer that owns both.

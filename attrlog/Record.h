@@ -116,14 +116,7 @@ struct MsgHeader {
 };
 
 /// 1 begins the payload of a record after its header, 3 ends the record.
-class TransactToken {
-public:
-    constexpr explicit TransactToken(U32 value) noexcept : value_(value) {}
-    constexpr U32 value() const noexcept { return value_; }
-
-private:
-    U32 value_;
-};
+enum class TransactToken : U32 {};
 
 /// A part of the payload of an announcement or of a hello.
 enum class PayloadSection : U8 {

@@ -35,7 +35,6 @@ public:
     }
     /// Bytes that can be written.
     U32 room() const noexcept { return size_ - 1 - available(); }
-    U32 size() const noexcept { return size_; }
 
     /// What can be read in one piece, and taking of it.
     std::span<U8 const> readable() const noexcept { return {read_, read_ <= write_ ? write_ : limit_}; }

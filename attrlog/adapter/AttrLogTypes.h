@@ -2,8 +2,7 @@
 
 /// Kor::AttrLogTypes, which makes the entity classes of a module known to the attribute log.
 
-#include "attrlog/adapter/Applying.h"
-#include "attrlog/adapter/Sending.h"
+#include "attrlog/adapter/StreamAdapterOf.h"
 #include "reflect/TypeModule.h"
 
 namespace Kor {
@@ -48,14 +47,39 @@ struct AttrLogTypeOf {
         }
         return adapter;
     }
+    static AttrLogRecordText recordText(AttributeId attribute, NboAttrLog::In& in) {
+        AttrLogRecordText text;
+        bool const isDelete = attribute < 0;
+        detail::forEach(detail::WireList<X>(), [&]<class A>() {
+            if (magnitudeOf(attribute) != X::template attributeIdOf<typename A::Name>()) {
+                return;
+            }
+            text.attribute = A::Name::text;
+            if constexpr (A::shape.child) {
+                text.childType = isDelete ? nullptr : A::Type::_fwkType();
+            }
+            if (A::shape.keyed || !isDelete) {
+                detail::takeApart<A>(in, isDelete, [&](auto const& first, auto const&... value) {
+                    (A::shape.keyed ? text.key : text.value) = valueToStrep(first);
+                    if constexpr (A::shape.child || A::shape.reference) {
+                        text.entityId = (U64{0} + ... + value.number());
+                    } else {
+                        ((text.value = valueToStrep(value)), ...);
+                    }
+                });
+            }
+            in.recordEnd();
+        });
+        return text;
+    }
     static void childAttrLogIs(Entity& owner, AttributeId attribute, Ptr<NboAttrLog::Out> const& out) {
         if (Ptr<StreamAdapter> const adapter = ptrCast<StreamAdapter>(owner.korNboAttrLogSa(out))) {
             adapter->childAttrLogIs(attribute);
         }
     }
 
-    static constexpr AttrLogType type{&newEntity, &streamAdapterIs, &StreamAdapterOf<X>::recordText,
-                                      &argumentText, &childAttrLogIs};
+    static constexpr AttrLogType type{&newEntity, &streamAdapterIs, &recordText, &argumentText,
+                                      &childAttrLogIs};
 };
 
 /// Makes those of a module's types known to the attribute log, at load, that have one: every `Of`th type from
@@ -66,17 +90,14 @@ template <class... T, std::size_t First, std::size_t Of>
 struct AttrLogTypes<TypeModuleOf<T...>, First, Of> {
     AttrLogTypes() {
         []<std::size_t... I>(std::index_sequence<I...>) {
-            (load<I, T>(), ...);
+            auto const add = []<std::size_t i, class X>() {
+                if constexpr (i % Of == First && detail::hasAttrLog<X>) {
+                    AttrLogType::add(typeName<X>(), AttrLogTypeOf<X>::type);
+                }
+            };
+            (add.template operator()<I, T>(), ...);
         }
         (std::index_sequence_for<T...>());
-    }
-
-private:
-    template <std::size_t I, class X>
-    static void load() {
-        if constexpr (I % Of == First && detail::hasAttrLog<X>) {
-            AttrLogType::add(typeName<X>(), AttrLogTypeOf<X>::type);
-        }
     }
 };
 

@@ -25,24 +25,20 @@ struct ConnectDesc {
 
 namespace NboAttrLog {
 
-class Demuxer;
-
 class KOR_EXPORT FlowOut : public PtrInterface {
 public:
     /// Start attributes: all remains to be sent, or only what is marked from now on.
     static constexpr U32 everything = 0;
     static constexpr U32 onlyMarked = 0x7fffffff;
 
-    explicit FlowOut(U32 start) : attrId_(0), isFull_(start == everything) {}
+    explicit FlowOut(U32 start) : isFull_(start == everything) {}
 
     /// The attribute that is being sent, or at which to go on.
     AttributeId attrId() const noexcept { return attrId_; }
     void attrIdIs(AttributeId attribute) noexcept { attrId_ = attribute; }
-
     /// The key at which the current attribute's full pass stopped; see korFlowOutBookmarkEnq().
     void* bookmark() const noexcept { return bookmark_; }
     void bookmarkIs(void* bookmark) noexcept { bookmark_ = bookmark; }
-
     /// Bit 2: the full pass is skipped. Bit 4: the stream has stalled, sending stops now.
     static constexpr U8 skipsPassBit = 1u << 2;
     static constexpr U8 stalledBit = 1u << 4;
@@ -52,7 +48,6 @@ public:
     void isStalledIs(bool on) noexcept {
         korDataBits_ = static_cast<U8>(on ? korDataBits_ | stalledBit : korDataBits_ & ~stalledBit);
     }
-
     /// Attributes whose full pass was given up half-way; the peer is told before anything else.
     using PendingAbort = HashMap<FlagMapEntry<AttributeId>, AttributeId, bool>;
     PendingAbort& pendingAbort() noexcept { return pendingAbort_; }
@@ -67,13 +62,10 @@ public:
     virtual bool hasDirtyAttributes() const { return !pendingAbort_.empty(); }
     /// Whether it sends the whole entity.
     bool isFull() const noexcept { return isFull_; }
-
     /// How many keys and scalars are marked.
     U64 dirtyKeys = 0;
 
-    // For barriers, see attrlog/adapter/Owed.h.
-
-    /// Owes all that waits and is not owed yet to a barrier; how much that is.
+    /// Owes all that waits and is not owed yet to a barrier (attrlog/adapter/FlowOutOf.h); how much that is.
     virtual U64 owe(U64 barrier) = 0;
     /// The oldest barrier that waits for something here, 0 for none.
     virtual U64 oldestOwed() = 0;
@@ -81,7 +73,7 @@ public:
     virtual void oweNothing(std::function<void(U64 barrier)> const& paid) = 0;
 
 private:
-    AttributeId attrId_;
+    AttributeId attrId_ = 0;
     void* bookmark_ = nullptr;
     PendingAbort pendingAbort_;
     U8 korDataBits_ = 0;

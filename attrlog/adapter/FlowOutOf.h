@@ -1,10 +1,18 @@
 #pragma once
 
-/// What of an entity travels, and X::KorNboAttrLogSa::FlowOut: marks of what changed while there was no room.
+/// What of an entity travels, and X::KorNboAttrLogSa::FlowOut: marks of what changed while there was no room,
+/// and what of it barriers wait for.
+///
+/// A barrier is a place in what a connection sends: all that was changed before it leaves before it
+/// (Demuxer::barrierIs()). While one is open, what waited when it was raised stands beside the marks: each
+/// with the number of its barrier, and in order, so that it leaves before what was marked later. What is
+/// marked again keeps its place. Nothing of it exists while no barrier is open.
 
 #include "attrlog/adapter/FlowOut.h"
-#include "attrlog/adapter/Owed.h"
 #include "reflect/entity/EntityPattern.h"
+
+#include <deque>
+#include <optional>
 
 namespace Kor {
 
@@ -18,16 +26,149 @@ using WireList = Where<&Shape::travels, typename AllAttributes<X>::type>;
 template <template <class> class One, class... A>
 std::tuple<One<A>...> tupleOf(AttributeList<A...>);
 
-/// The marks of an attribute.
+/// The earlier one of two barriers, where 0 stands for none.
+constexpr U64 earlier(U64 a, U64 b) noexcept {
+    return a == 0 || (b != 0 && b < a) ? b : a;
+}
+
+/// The mark of a scalar, and the barrier that waits for it.
 template <class A>
-struct DirtyMarks {
+struct Marks {
+    bool isWaiting() const noexcept { return dirty; }
+    /// Sets the mark; whether it was not.
+    bool mark() noexcept { return !std::exchange(dirty, true); }
+    /// Takes the mark off; whether it was there.
+    bool unmark() noexcept { return std::exchange(dirty, false); }
+    /// As those of NboAttrLog::FlowOut.
+    U64 owe(U64 toBarrier) noexcept {
+        bool const isNew = dirty && barrier == 0;
+        barrier = isNew ? toBarrier : barrier;
+        return isNew;
+    }
+    U64 oldestOwed() const noexcept { return barrier; }
+    template <class Paid>
+    void oweNothing(Paid const& paid) {
+        paid(paidFor());
+    }
+    /// The barrier that waited for it, which has left; 0 for none.
+    U64 paidFor() noexcept { return std::exchange(barrier, 0); }
+
     bool dirty = false;
+    U64 barrier = 0;
 };
+
+/// The same of a map: of its full pass, and of keys.
 template <class A>
-requires(A::shape.keyed) struct DirtyMarks<A> {
+requires(A::shape.keyed) struct Marks<A> {
     using Key = typename A::Key;
-    using Marks = HashMap<FlagMapEntry<Key>, Key, bool>;
-    Marks dirty;
+    using Dirty = HashMap<FlagMapEntry<Key>, Key, bool>;
+    struct Owed {
+        U64 pass = 0;
+        HashMap<MapEntry<Key, U64>, Key, U64> keys;
+        /// As they came; those that have left are passed over.
+        std::deque<Key> order;
+        /// Marked since the last barrier; perhaps more than once, perhaps gone since.
+        std::vector<Key> recent;
+    };
+
+    bool isWaiting() const noexcept { return !hasSynced || !dirty.empty(); }
+    bool mark(Key const& key, U32 reversed) {
+        if (dirty.member(key, reversed) != nullptr) {
+            return false;
+        }
+        dirty.newMember(makePtr<FlagMapEntry<Key>>(key, true), reversed);
+        if (owed) {
+            note(key);
+        }
+        return true;
+    }
+    bool unmark(Key const& key) { return !dirty.empty() && dirty.deleteMember(key, dirty.hashOf(key)); }
+
+    U64 owe(U64 barrier) {
+        bool const isFirst = !owed;
+        if (isFirst) {
+            owed = std::make_unique<Owed>();
+        }
+        bool const owesPass = !hasSynced && owed->pass == 0;
+        owed->pass = owesPass ? barrier : owed->pass;
+        U64 added = owesPass;
+        auto const add = [&](Key const& key) {
+            if (owed->keys.member(key) == nullptr) {
+                owed->keys.newMember(makePtr<MapEntry<Key, U64>>(key, barrier));
+                owed->order.push_back(key);
+                ++added;
+            }
+        };
+        if (isFirst) {
+            for (auto const& mark : dirty) {
+                add(mark.key);
+            }
+        }
+        for (auto const& key : owed->recent) {
+            if (dirty.member(key) != nullptr) {
+                add(key);
+            }
+        }
+        owed->recent.clear();
+        return added;
+    }
+    U64 oldestOwed() {
+        std::optional<Key> const key = firstOwed();
+        return key ? owedFor(*key) : owed ? owed->pass : 0;
+    }
+    template <class Paid>
+    void oweNothing(Paid const& paid) {
+        if (owed) {
+            paid(owed->pass);
+            for (auto const& each : owed->keys) {
+                paid(each.value);
+            }
+            owed = nullptr;
+        }
+    }
+    U64 paidFor(Key const& key) {
+        Ptr<MapEntry<Key, U64>> const gone = owed ? owed->keys.deleteMember(key) : nullptr;
+        return gone ? gone->value : 0;
+    }
+    U64 paidForPass() noexcept { return owed ? std::exchange(owed->pass, 0) : 0; }
+    /// The barrier that waits for the key, by itself or as part of the full pass; 0 for none.
+    U64 owedFor(Key const& key) const {
+        auto const* const found = owed ? owed->keys.member(key) : nullptr;
+        return owed ? earlier(found != nullptr ? found->value : 0, owed->pass) : 0;
+    }
+    /// The key that a barrier has waited for longest.
+    std::optional<Key> firstOwed() {
+        while (owed && !owed->order.empty()) {
+            if (owed->keys.member(owed->order.front()) != nullptr) {
+                return owed->order.front();
+            }
+            owed->order.pop_front();
+        }
+        return {};
+    }
+
+    /// Whether the full pass is over.
+    bool hasSynced = false;
+    Dirty dirty;
+    std::unique_ptr<Owed> owed;
+
+private:
+    /// Keeps a key that is marked while a barrier is open for the next one.
+    void note(Key const& key) {
+        owed->recent.push_back(key);
+        constexpr std::size_t few = 64;
+        if (owed->recent.size() > few + 2 * dirty.count()) { // keys that come and go are kept once
+            Dirty kept;
+            std::erase_if(owed->recent, [&](Key const& each) {
+                bool const goes = dirty.member(each) == nullptr || owed->keys.member(each) != nullptr ||
+                                  kept.member(each) != nullptr;
+                if (!goes) {
+                    kept.newMember(makePtr<FlagMapEntry<Key>>(each, true));
+                }
+                return goes;
+            });
+        }
+    }
 };
 
 } // namespace detail
@@ -40,145 +181,41 @@ class FlowOutOf final : public NboAttrLog::FlowOut {
 public:
     explicit FlowOutOf(U32 start) : FlowOut(start) {
         each([&]<class A>() {
-            AttributeId const id = X::template attributeIdOf<typename A::Name>();
+            bool const isBehind = start > static_cast<U32>(idOf<A>);
             if constexpr (A::shape.keyed) {
-                hasSyncedIs<A>(start > static_cast<U32>(id));
-            } else if (start <= static_cast<U32>(id)) {
-                dirtyKeys += dirtyIs<A>();
+                marks<A>().hasSynced = isBehind;
+            } else if (!isBehind) {
+                dirtyKeys += marks<A>().mark();
             }
         });
     }
     ~FlowOutOf() override { freeBookmark(); }
 
+    template <class A>
+    auto& marks() noexcept {
+        return std::get<detail::Marks<A>>(marks_);
+    }
+
     bool hasDirtyAttributes() const override {
-        bool any = FlowOut::hasDirtyAttributes();
-        each([&]<class A>() {
-            if constexpr (A::shape.keyed) {
-                any = any || !hasSynced<A>() || !dirty<A>().empty();
-            } else {
-                any = any || dirty<A>();
-            }
-        });
-        return any;
+        return FlowOut::hasDirtyAttributes() ||
+               std::apply([](auto const&... each) { return (each.isWaiting() || ...); }, marks_);
     }
-
-    /// Whether the full pass of a keyed attribute is over.
-    template <class A>
-    requires(A::shape.keyed) bool hasSynced() const { return synced_.test(bit<A>()); }
-    template <class A>
-    requires(A::shape.keyed) void hasSyncedIs(bool on) { synced_.bitIs(bit<A>(), on); }
-
-    template <class A>
-    auto& dirty() noexcept {
-        return std::get<detail::DirtyMarks<A>>(marks_).dirty;
-    }
-    template <class A>
-    auto const& dirty() const noexcept {
-        return std::get<detail::DirtyMarks<A>>(marks_).dirty;
-    }
-    /// Marks a scalar, or a key with its hash; whether it was not.
-    template <class A>
-    bool dirtyIs() {
-        return !std::exchange(dirty<A>(), true);
-    }
-    template <class A>
-    requires(A::shape.keyed) bool dirtyIs(typename A::Key const& key, U32 reversed) {
-        auto& marks = dirty<A>();
-        if (marks.member(key, reversed) != nullptr) {
-            return false;
-        }
-        using Mark = typename std::remove_reference_t<decltype(marks)>::MemberType;
-        marks.newMember(makePtr<Mark>(key, true), reversed);
-        if (owed_) {
-            owed<A>().note(key, marks.count(),
-                           [&](auto const& each) { return marks.member(each) != nullptr; });
-        }
-        return true;
-    }
-    /// Takes the mark off; whether it was there.
-    template <class A, class... Key>
-    bool dirtyDel(Key const&... key) {
-        if constexpr (A::shape.keyed) {
-            auto& marks = dirty<A>();
-            return !marks.empty() && marks.deleteMember(key..., marks.hashOf(key...));
-        } else {
-            return std::exchange(dirty<A>(), false);
-        }
-    }
-
-    // What barriers wait for. All of it costs a test while there is none.
-
     U64 owe(U64 barrier) override {
-        bool const isFirst = !owed_;
-        if (isFirst) {
-            owed_ = std::make_unique<AllOwed>();
-        }
-        U64 added = 0;
-        each([&]<class A>() {
-            auto& owed = this->owed<A>();
-            if constexpr (A::shape.keyed) {
-                if (!hasSynced<A>() && owed.pass == 0) {
-                    owed.pass = barrier;
-                    ++added;
-                }
-                if (isFirst) {
-                    for (auto const& mark : dirty<A>()) {
-                        added += owed.add(mark.key, barrier);
-                    }
-                }
-                for (auto const& key : owed.recent) {
-                    added += dirty<A>().member(key) != nullptr && owed.add(key, barrier);
-                }
-                owed.recent.clear();
-            } else if (dirty<A>() && owed.barrier == 0) {
-                owed.barrier = barrier;
-                ++added;
-            }
-        });
-        return added;
+        return std::apply([&](auto&... each) { return (U64{0} + ... + each.owe(barrier)); }, marks_);
     }
     U64 oldestOwed() override {
         U64 oldest = 0;
-        if (owed_) {
-            each([&]<class A>() { oldest = detail::earlier(oldest, owed<A>().oldest()); });
-        }
+        each([&]<class A>() { oldest = detail::earlier(oldest, marks<A>().oldestOwed()); });
         return oldest;
     }
     void oweNothing(std::function<void(U64 barrier)> const& paid) override {
-        if (owed_) {
-            each([&]<class A>() { owed<A>().release(paid); });
-            owed_ = nullptr;
-        }
-    }
-    /// The barrier that waited for a scalar or a key, which has left; 0 for none.
-    template <class A, class... Key>
-    U64 paidFor(Key const&... key) {
-        return owed_ ? owed<A>().del(key...) : 0;
-    }
-    /// The same for the full pass of a map.
-    template <class A>
-    U64 paidForPass() {
-        return owed_ ? std::exchange(owed<A>().pass, 0) : 0;
-    }
-    /// The barrier that waits for a key, by itself or as part of the full pass; 0 for none.
-    template <class A>
-    U64 owedFor(typename A::Key const& key) const {
-        if (!owed_) {
-            return 0;
-        }
-        auto const& owed = std::get<detail::Owed<A>>(*owed_);
-        return detail::earlier(owed.of(key), owed.pass);
-    }
-    /// The key that a barrier has waited for longest.
-    template <class A>
-    std::optional<typename A::Key> firstOwed() {
-        return owed_ ? owed<A>().first() : std::nullopt;
+        each([&]<class A>() { marks<A>().oweNothing(paid); });
     }
 
     void freeBookmark() noexcept {
         each([&]<class A>() {
             if constexpr (A::shape.keyed) {
-                if (attrId() == X::template attributeIdOf<typename A::Name>()) {
+                if (attrId() == idOf<A>) {
                     NboAttrLog::korFlowOutBookmarkDeq<typename A::Key>(*this);
                 }
             }
@@ -186,24 +223,14 @@ public:
     }
 
 private:
-    /// Bit 1 is that of the first attribute.
     template <class A>
-    static constexpr int bit() {
-        return 1 + static_cast<int>(detail::placeIn<A>(Wire()));
-    }
+    static constexpr AttributeId idOf = X::template attributeIdOf<typename A::Name>();
     template <class Visit>
     static void each(Visit const& visit) {
         detail::forEach(Wire(), visit);
     }
-    using AllOwed = decltype(detail::tupleOf<detail::Owed>(Wire()));
-    template <class A>
-    auto& owed() noexcept {
-        return std::get<detail::Owed<A>>(*owed_);
-    }
 
-    BitSet<32, U32> synced_;
-    decltype(detail::tupleOf<detail::DirtyMarks>(Wire())) marks_;
-    std::unique_ptr<AllOwed> owed_;
+    decltype(detail::tupleOf<detail::Marks>(Wire())) marks_;
 };
 
 } // namespace Kor

@@ -20,10 +20,8 @@ StreamAdapter::StreamAdapter(Kor_BitSet const& flags, unsigned int, Ptr<Out> con
 
 bool StreamAdapter::isOfChannelOf(Entity::KorNboAttrLogSa const& other) const {
     auto const* const adapter = dynamic_cast<StreamAdapter const*>(&other);
-    if (adapter == nullptr || !entityId_.isAssigned() || streamDemuxer() == nullptr) {
-        return false;
-    }
-    return msgChannel_ == adapter->msgChannel_ || (adapter->msgChannel_ == nullptr && hasUnifiedEntityId());
+    return adapter != nullptr && entityId_.isAssigned() && streamDemuxer() != nullptr &&
+           (msgChannel_ == adapter->msgChannel_ || (adapter->msgChannel_ == nullptr && hasUnifiedEntityId()));
 }
 
 bool StreamAdapter::korUnmount() {

@@ -5,9 +5,8 @@
 /// is in attrlog/adapter/StreamAdapterOf.h; what applications use in attrlog/Demuxer.h.
 ///
 /// What it sends. While the stream has room, each change goes out at once. When it has none, or while earlier
-/// changes wait, the changed key is marked in a flow-out, and leaves with its last state when there is room:
-/// nothing is lost, and what changes twice meanwhile is sent once. A key that was added and deleted meanwhile
-/// is sent as deleted. So a key's records leave in the order of its changes; between keys there is no order.
+/// changes wait, the changed key is marked in a flow-out, and leaves with its last state when there is room,
+/// also as deleted. So a key's records leave in the order of its changes; between keys there is no order.
 ///
 /// What it applies goes through the entity's own setters, with the active bit set, which keeps this adapter
 /// from sending it back. What other reactors do about it, in their handlers, is sent as any change.
@@ -110,7 +109,6 @@ public:
     PtrInterface* context() const noexcept { return context_; }
     /// Makes a read-only entity writable here, or not.
     void writableIs(bool writable) noexcept { writable_ = writable; }
-    /// True when the entity has been made writable here.
     bool convertedToWritable(bool) const noexcept { return writable_; }
     /// True when a peer may write this attribute of a read-only entity.
     virtual bool readOnlyRemoteOk(AttributeId /*attribute*/) const { return false; }
@@ -132,15 +130,15 @@ public:
     void doSerializeOrphan();
     /// Starts to send all of the entity, anew if that had begun.
     void doThis();
-    /// For an adapter without an entity's attributes nothing; a directory begins to send its children.
-    virtual void korInstantiateSerialize() {}
+    /// A directory begins to send its children.
+    virtual void korInstantiateSerialize() = 0;
     /// Sends all anew; with a null stream leaves the stream. Children are mounted again as they are sent.
     virtual void doRemountSelf(Ptr<NboAttrLog::Out> const& out);
     /// As the attribute's hook; `key` points to its key, if it has one.
     virtual void doNotification(AttributeId attribute, void* key) = 0;
     /// Goes on sending from that attribute; returns the one to go on with, 0 when all is done.
-    virtual AttributeId handleAttrFlowOut(AttributeId /*attribute*/) { return 0; }
-    virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& /*flowOut*/) {}
+    virtual AttributeId handleAttrFlowOut(AttributeId attribute) = 0;
+    virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& flowOut) = 0;
     virtual Ptr<NboAttrLog::FlowOut> flowOutIs(Ptr<NboAttrLog::Out> const& out, ConnectDesc const& connection,
                                                bool flag, AttributeId start) = 0;
     /// Whether the entity differs from a new one.
@@ -190,7 +188,6 @@ public:
     void awaitsPassIs(bool awaits);
     /// What waits here is only own changes that wait for the peer's full state.
     bool isHeldBack() const noexcept { return flag(Bit::awaitsPass) && flowOut_ && !flowOut_->isFull(); }
-    /// Owes all that waits here to a barrier; how much that is.
     U64 owe(U64 barrier);
     void sendSyncMode(SyncMode mode);
 

@@ -24,6 +24,18 @@ WireType const& wireTypeOf(KorType const& type) {
     return *found;
 }
 
+// The record that carries a value.
+constexpr NboAttrLog::StreamLimits limits{.ring = 0, .record = NboAttrLog::maxRecord};
+constexpr NboAttrLog::MsgHeader header{.entityId = {3, 0}, .attributeId = 1, .variableLength = true};
+
+/// What stands before its payload.
+std::vector<U8> frame() {
+    std::vector<U8> bytes(NboAttrLog::detail::headerMost);
+    bytes.resize(
+        static_cast<std::size_t>(NboAttrLog::detail::storeHeader(bytes.data(), header) - bytes.data()));
+    return bytes;
+}
+
 } // namespace
 
 WireType const* WireType::named(std::string_view typeName) {
@@ -31,41 +43,21 @@ WireType const* WireType::named(std::string_view typeName) {
     return at != known().end() ? at->second : nullptr;
 }
 
-WireType::Load::Load(std::string_view typeName, WireType const& type) {
+void WireType::add(std::string_view typeName, WireType const& type) {
     known().try_emplace(typeName, &type);
 }
 
-namespace NboAttrLog {
-
-namespace {
-
-constexpr StreamLimits limits{.ring = 0, .record = maxRecord};
-
-/// A record of what `write` puts into it.
-template <class Write>
-std::vector<U8> record(Write const& write) {
+std::vector<U8> NboAttrLog::wireForm(GenericIf const& box) {
+    WireType const& type = wireTypeOf(*box.type());
     auto const out = makePtr<Out>(limits);
-    out->write({.entityId = EntityId{3, 0}, .attributeId = 1, .variableLength = true}, write);
-    auto const bytes = out->readable();
+    out->write(header, [&](Out& to) { type.put(to, box); });
+    auto const bytes = out->readable().subspan(frame().size());
     return {bytes.begin(), bytes.end()};
 }
 
-std::vector<U8> emptyRecord() {
-    return record([](Out&) {});
-}
-
-} // namespace
-
-std::vector<U8> wireForm(GenericIf const& box) {
-    WireType const& type = wireTypeOf(*box.type());
-    std::vector<U8> bytes = record([&](Out& out) { type.put(out, box); });
-    bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(emptyRecord().size()));
-    return bytes;
-}
-
-Ptr<GenericIf> fromWireForm(KorType const& type, std::span<U8 const> bytes) {
+Ptr<GenericIf> NboAttrLog::fromWireForm(KorType const& type, std::span<U8 const> bytes) {
     WireType const& reader = wireTypeOf(type);
-    std::vector<U8> framed = emptyRecord();
+    std::vector<U8> framed = frame();
     framed.insert(framed.end(), bytes.begin(), bytes.end());
     if (framed.size() > maxRecord) {
         throwAttrLogRecordException("record is longer than the limit");
@@ -73,13 +65,11 @@ Ptr<GenericIf> fromWireForm(KorType const& type, std::span<U8 const> bytes) {
     detail::store(framed.data(), static_cast<U16>(framed.size() - detail::lengthBytes));
     auto const in = makePtr<In>(limits);
     in->feed(framed);
-    MsgHeader header;
-    in->nextRecord(header);
+    MsgHeader read;
+    in->nextRecord(read);
     Ptr<GenericIf> box = reader.next(*in);
     in->recordEnd();
     return box;
 }
-
-} // namespace NboAttrLog
 
 } // namespace Kor

@@ -21,14 +21,12 @@
 namespace Kor {
 
 namespace NboAttrLog {
-
 /// Kor::GenericException for a type without a byte form, Kor::RangeException for a string that is too long.
 KOR_EXPORT std::vector<U8> wireForm(GenericIf const& box);
 
 /// A const box of the value that all of the bytes are. Kor::GenericException for a type without a byte form,
 /// Kor::AttrLogRecordException for too few or too many bytes, Kor::RangeException for what the type refuses.
 KOR_EXPORT Ptr<GenericIf> fromWireForm(KorType const& type, std::span<U8 const> bytes);
-
 } // namespace NboAttrLog
 
 /// What the attribute log adds to the type object of a value. A library says once, for all of its types,
@@ -40,15 +38,10 @@ struct WireType {
 
     /// That of the type of that full name; null if it has none.
     KOR_EXPORT static WireType const* named(std::string_view typeName);
-
-    class KOR_EXPORT Load {
-    public:
-        Load(std::string_view typeName, WireType const& type);
-    };
+    KOR_EXPORT static void add(std::string_view typeName, WireType const& type);
 };
 
 namespace detail {
-
 template <class T>
 concept Wired = !std::derived_from<T, PtrInterface> && NboAttrLog::WireValue<T> &&
                 (!PatternValue<T> || std::is_constructible_v<T, NboAttrLog::In*, StreamBogon>);
@@ -56,21 +49,19 @@ concept Wired = !std::derived_from<T, PtrInterface> && NboAttrLog::WireValue<T> 
 template <Wired T>
 inline constexpr WireType wireType{[](NboAttrLog::Out& out, GenericIf const& box) { out.put(unbox<T>(box)); },
                                    [](NboAttrLog::In& in) { return boxOf(in.next<T>(), true); }};
-
 } // namespace detail
 
 template <class Module>
 struct WireTypes;
 template <class... T>
 struct WireTypes<TypeModuleOf<T...>> {
-    WireTypes() { (load<T>(), ...); }
-
-private:
-    template <class V>
-    static void load() {
-        if constexpr (detail::Wired<V>) {
-            WireType::Load(typeName<V>(), detail::wireType<V>);
-        }
+    WireTypes() {
+        auto const add = []<class V>() {
+            if constexpr (detail::Wired<V>) {
+                WireType::add(typeName<V>(), detail::wireType<V>);
+            }
+        };
+        (add.template operator()<T>(), ...);
     }
 };
 
