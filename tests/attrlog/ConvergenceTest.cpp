@@ -311,9 +311,7 @@ void everySequence(U32 keys, U32 steps) {
     auto const entity = lifAppConfigFactory(Loam::vtAppMpls);
     auto const filler = link.mountAtA(mine);
     auto const copy = link.mountAtA(entity);
-    auto const listener = makePtr<Listener>();
-    listener->isRegisteredNotifieeIs(true);
-    listener->notifierIs(copy);
+    auto const listener = observe<Listener>(copy);
     U32 const alphabet = keys * 2 * 2;
     U32 sequences = 1;
     for (U32 i = 0; i < steps; ++i) {

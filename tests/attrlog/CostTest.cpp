@@ -42,6 +42,7 @@ using namespace Kor;
 using namespace Kor::NboAttrLog;
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
+using support::fill;
 using support::lifEntry;
 using support::Link;
 
@@ -60,9 +61,7 @@ struct Cost {
 /// An entity with that many counts, and its copies at that many peers.
 struct Fleet {
     Fleet(U32 counts, std::size_t peers) : links(peers) {
-        for (U32 i = 0; i < counts; ++i) {
-            config->reqCountIs(lifEntry(i), 1);
-        }
+        fill(*config, counts);
         for (auto& each : links) {
             each = std::make_unique<Link>();
             copies.push_back(each->mountAtA(config));

@@ -4,7 +4,6 @@
 #include "support/Values.h"
 
 #include <algorithm>
-#include <functional>
 #include <gtest/gtest.h>
 #include <span>
 #include <string>

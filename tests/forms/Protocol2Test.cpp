@@ -1,5 +1,5 @@
-/// Peers that speak protocol 2 alone, as a program of that time sent its bytes: `./dev protocol2 --record`
-/// wrote them down, while it talked to today's program. Here today's library is fed with them again.
+/// Peers that speak protocol 2 alone, as a program of that time sent its bytes; they were written down when
+/// it talked to today's. Here today's library is fed with them again.
 
 #include "forms/Recording.h"
 #include "support/Sessions.h"
@@ -16,12 +16,7 @@ using namespace Kor;
 using namespace Kor::NboAttrLog;
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
-
-AradLifEntry lif(U16 number) {
-    AradLifAcMp entry(lifAcMp);
-    entry.vsiIs(number);
-    return entry;
-}
+using support::acLif;
 
 /// What this side sends is for nobody. How many bytes that were.
 std::size_t drain(Session& session) {
@@ -57,6 +52,8 @@ void replay(
     std::ifstream file(std::string(LOAM_PROTOCOL2) + '/' + recording + ".loamlog", std::ios::binary);
     ASSERT_TRUE(file);
     RecordingIn in(file);
+    FenceOutcome early{};
+    today.fence(FenceLevel::applied, [&](FenceResult const& result) { early = result.outcome; });
     Side const own = today.config().name == "server" ? Side::accepting : Side::connecting;
     bool hasAsked = false;
     for (RecordingChunk chunk; in.next(chunk);) {
@@ -72,6 +69,7 @@ void replay(
         }
         if (today.isEstablished() && !std::exchange(hasAsked, true)) {
             EXPECT_EQ(today.demuxer().protocol(), 2u);
+            EXPECT_EQ(early, FenceOutcome::failed); // who spoke before the hello hears of it
             EXPECT_EQ(today.peer()->token, InstanceToken{});
             expectNoFences(today, std::string(today.peerName().view()));
         }
@@ -97,7 +95,7 @@ TEST(Protocol2, AnOlderClientIsServedAsItWas) {
     ASSERT_TRUE(dir->appConfig(Loam::vtAppMpls));
     EXPECT_TRUE(dir->appConfig(Loam::vtAppMpls)->reqCountMap().empty());
     replay("older-set", *server(service));
-    EXPECT_EQ(dir->appConfig(Loam::vtAppMpls)->reqCount(lif(1)), 3u);
+    EXPECT_EQ(dir->appConfig(Loam::vtAppMpls)->reqCount(acLif(1)), 3u);
     replay("older-get", *server(service));
     EXPECT_EQ(dir->appConfig(Loam::vtAppMpls)->reqCountMap().count(), 1u);
 }
@@ -146,7 +144,7 @@ TEST(Protocol2, AnOlderServerIsReadAndWritten) {
     U32 got = 0;
     getter.there = [&] {
         auto const dir = ptrCast<LifAppConfigDir>(getter.session->root("lif"));
-        got = dir->appConfig(Loam::vtAppMpls)->reqCount(lif(1));
+        got = dir->appConfig(Loam::vtAppMpls)->reqCount(acLif(1));
     };
     replay("older-server-get", *getter.session, [&] { getter.turn(); });
     EXPECT_EQ(got, 3u);
@@ -155,7 +153,7 @@ TEST(Protocol2, AnOlderServerIsReadAndWritten) {
     bool isTaken = false;
     setter.there = [&] {
         auto const dir = ptrCast<LifAppConfigDir>(setter.session->root("lif"));
-        dir->appConfig(Loam::vtAppMpls)->reqCountIs(lif(1), 3);
+        dir->appConfig(Loam::vtAppMpls)->reqCountIs(acLif(1), 3);
         setter.session->call("sync", "", [&](bool ok, String8 const&) { isTaken = ok; });
     };
     replay("older-server-set", *setter.session, [&] { setter.turn(); });
@@ -165,7 +163,7 @@ TEST(Protocol2, AnOlderServerIsReadAndWritten) {
     replay("older-driver-tree", *reader.session, [&] { reader.turn(); });
     ASSERT_TRUE(reader.isThere);
     auto const statuses = ptrCast<LifAppStatusDir>(reader.session->root("lifStatus"));
-    EXPECT_FALSE(!statuses->appStatus(Loam::vtAppMpls)->lifEntry(lif(100)));
+    EXPECT_FALSE(!statuses->appStatus(Loam::vtAppMpls)->lifEntry(acLif(100)));
 }
 
 } // namespace

@@ -21,6 +21,13 @@ using AllEntities =
              FapTypeProperties::AradProperties, FapTypeProperties::JerichoProperties,
              Hardware::LoamTunnel::TapAggNormalFapMask, ::TapAggNormalFapMask>;
 
+/// Asks for that many LIFs, so often each.
+inline void fill(LifAppConfig& config, Kor::U32 lifs, Kor::U32 count = 1) {
+    for (Kor::U32 i = 0; i < lifs; ++i) {
+        config.reqCountIs(lifEntry(i), count);
+    }
+}
+
 template <class T>
 Kor::Ptr<T> randomObject(Random& random) {
     using Object = std::remove_const_t<T>;
@@ -83,15 +90,17 @@ template <class X, class A>
 struct KeyedWatcher : A::Name::template KeyedForward<WatchedAt<X, A, KeyedWatcher<X, A>>> {
     int told = 0;
     typename A::Key last{};
+    Kor::AttributeId reported = 0; // whose handler has thrown
     std::function<void()> look{};
     template <class>
     void changed(typename A::Key const& key) {
         ++told;
         last = key;
-        if (look) {
-            look();
+        if (auto const now = look) { // which may be another one then
+            now();
         }
     }
+    void onNotificationException(Kor::AttributeId attribute) override { reported = attribute; }
 };
 
 } // namespace support

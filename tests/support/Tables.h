@@ -5,7 +5,6 @@
 
 #include "tables/LoamTunnelMetaInfo.h"
 
-#include <array>
 #include <string>
 
 namespace support {

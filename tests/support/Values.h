@@ -8,7 +8,6 @@
 #include "values/LoamTunnelTypes.h"
 
 #include <string>
-#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -24,6 +23,13 @@ inline constexpr Hardware::ChipType supportedChips[] = {
 /// One of many keys.
 inline AradLifEntry lifEntry(Kor::U32 number) {
     return AradLifEntry(lifGeneral, number, 0);
+}
+
+/// The same of a kind that has a row.
+inline AradLifEntry acLif(Kor::U32 number) {
+    AradLifAcMp entry(lifAcMp);
+    entry.vsiIs(static_cast<Kor::U16>(number));
+    return entry;
 }
 
 template <class... T>

@@ -2,7 +2,7 @@
 
 #include "testing/FakeOwner.h"
 
-#include "support/Values.h"
+#include "support/Entities.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -14,6 +14,7 @@ using namespace Kor;
 using namespace Kor::NboAttrLog;
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;
+using support::fill;
 using support::lifEntry;
 
 struct Application {
@@ -95,9 +96,7 @@ TEST(FakeOwner, RefusesAndIsFullInTheWordsOfTheTest) {
     EXPECT_EQ(owner.refused(Loam::vtAppMpls).at(lifEntry(7)), "not here");
     mpls.config->reqCountDel(lifEntry(7)); // given up
     owner.capacityIs(2);
-    for (U32 i = 0; i < 3; ++i) {
-        mpls.config->reqCountIs(lifEntry(i), 1);
-    }
+    fill(*mpls.config, 3);
     mpls.fence();
     owner.run();
     EXPECT_EQ(owner.placed(Loam::vtAppMpls), 2u);
@@ -108,9 +107,7 @@ TEST(FakeOwner, RestartsWithItsPlacesOrWithout) {
     FakeOwner owner;
     Application mpls;
     mpls.connectTo(owner);
-    for (U32 i = 0; i < 3; ++i) {
-        mpls.config->reqCountIs(lifEntry(i), 1);
-    }
+    fill(*mpls.config, 3);
     owner.run();
     U32 const before = mpls.index(2).index();
     mpls.fence();
