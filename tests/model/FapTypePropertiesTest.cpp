@@ -1,4 +1,4 @@
-#include "model/FapTypeProperties.h"
+#include "model/LoamTunnelModel.h"
 
 #include <cstdlib>
 #include <functional>
@@ -59,8 +59,6 @@ TEST(FapTypeProperties, AreAllThereWhenTheySaySo) {
 
 TEST(FapTypeProperties, TurnsAnIndexIntoAPlace) {
     Kor::Ptr<FapTypeProperties const> const all = fapTypePropertiesFactory();
-    EXPECT_TRUE(
-        std::invoke(&FapTypeProperties::initialized, *all)); // one function, whose address can be taken
     auto const arad = all->properties(Loam::fapTypeArad);
     auto const jericho = all->properties(Loam::fapTypeJericho);
     AradLifIndex const index(20000, lifBankManaged);

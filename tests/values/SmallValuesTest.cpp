@@ -1,3 +1,4 @@
+#include "platform/Fen/SmData.h"
 #include "support/Random.h"
 #include "support/Refusal.h"
 #include "values/LoamTunnelTypes.h"
@@ -90,6 +91,8 @@ TEST(Interfaces, HaveOneNameForEachIdAndTheOtherWayRound) {
         EXPECT_FALSE(IntfId::fromName(name)) << name;
     }
     EXPECT_EQ(refusal([] { IntfId::ofName("Eth1"); }), "no interface name: Eth1");
+    EXPECT_FALSE(Fen::FenPortList::fromText("Ethernet1,"));
+    EXPECT_FALSE(Fen::FenPortList::fromText("Ethernet1,,Ethernet2"));
     support::Random random;
     for (int round = 0; round < 20000; ++round) {
         IntfId const id(random.next() >> random.below(64));

@@ -4,6 +4,7 @@
 #include "support/Entities.h"
 
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -20,14 +21,18 @@ U32 version(X const& x) {
     }
 }
 
+template <class Watcher, class X>
+Kor::Ptr<Watcher> attached(Kor::Ptr<X> const& x) {
+    auto watcher = Kor::makePtr<Watcher>();
+    watcher->isRegisteredNotifieeIs(true);
+    watcher->notifierIs(x);
+    return watcher;
+}
+
 /// An entity that is watched, and how often a change of the attribute has been counted and told.
 template <class X, class Watcher>
 struct Watched {
-    explicit Watched(Random& random) : x(randomEntity<X>(random)) {
-        watcher->isRegisteredNotifieeIs(true);
-        watcher->notifierIs(x);
-        start = version(*x);
-    }
+    explicit Watched(Random& random) : x(randomEntity<X>(random)) {}
     ~Watched() { watcher->notifierIs(nullptr); }
 
     /// Since the last check.
@@ -39,8 +44,8 @@ struct Watched {
     }
 
     Kor::Ptr<X> x;
-    Kor::Ptr<Watcher> watcher = Kor::makePtr<Watcher>();
-    U32 start = 0;
+    Kor::Ptr<Watcher> watcher = attached<Watcher>(x);
+    U32 start = version(*x);
 };
 
 template <class X, class A>
@@ -122,17 +127,37 @@ void mapRules(Random& random) {
     };
     EXPECT_EQ(Forms::del(*w.x, key), stored);
     w.expect(1, 1, __LINE__);
-    w.watcher->look = nullptr;
     EXPECT_EQ(Forms::map(*w.x).count(), 0u);
 
+    // One that throws is told so, and holds up nobody.
+    w.watcher->look = [] { throw std::runtime_error("handler"); };
+    auto const second = attached<KeyedWatcher<X, A>>(w.x);
+    write(key, value);
+    w.expect(1, 1, __LINE__);
+    EXPECT_EQ(w.x->attributeString(w.watcher->reported), Name::text);
+    EXPECT_EQ(second->told, 1);
+    EXPECT_EQ(Name::call(std::as_const(*w.x), key), value);
+    second->notifierIs(nullptr);
+
+    // All go one by one, also when a reactor takes out the next one.
+    w.watcher->look = nullptr;
     for (int n = 0; n < 8; ++n) {
         auto const another = randomValue<typename A::Key>(random);
         write(another, randomValueAt<A>(random, another));
     }
     U32 const members = Forms::map(*w.x).count();
     w.expect(version(*w.x) - w.start, w.watcher->told, __LINE__);
+    w.watcher->look = [&] {
+        w.watcher->look = nullptr;
+        EXPECT_EQ(Forms::map(*w.x).member(w.watcher->last), nullptr);
+        if (auto const next = Forms::map(*w.x).begin()) {
+            Forms::del(*w.x, typename A::Key(next->fwkKey()));
+            EXPECT_EQ(w.watcher->told, 2);
+        }
+    };
     Forms::delAll(*w.x);
     w.expect(members, static_cast<int>(members), __LINE__);
+    EXPECT_EQ(Forms::map(*w.x).count(), 0u);
 }
 
 template <class X, class A>
@@ -252,21 +277,6 @@ TEST(CommonSmData, ChangesByTheRules) {
     EXPECT_EQ(x->version(), 3u);
 }
 
-template <class X>
-concept hasDec = requires(X& x) {
-    x.reqCountDec({}, 1);
-};
-
-TEST(Counts, OfAnOutAcGoUpOnly) {
-    auto const config = outAcAppConfigFactory(Loam::vtAppMpls);
-    OutAcKey const key(Sideband::Fapmask::of({1}), OutAcFormat(7));
-    EXPECT_EQ(config->reqCountInc(key, 0xffffffff), 0xffffffffu);
-    EXPECT_EQ(config->reqCountInc(key, 2), 1u);
-    EXPECT_EQ(config->version(), 0u);
-    EXPECT_TRUE(hasDec<LifAppConfig>);
-    EXPECT_FALSE(hasDec<OutAcAppConfig>);
-}
-
 TEST(HwIvecs, LooksIntoNoEntry) {
     auto const all = hwIvecsFactory("hw");
     AradIvecKey const key(Sideband::Fapmask::of({1}), Loam::AradIvecIndex(3));
@@ -275,11 +285,6 @@ TEST(HwIvecs, LooksIntoNoEntry) {
     all->hwIvecIs(key, entry);
     EXPECT_EQ(all->hwIvec(key), entry);
     EXPECT_EQ(all->hwIvec(entry.key()), AradIvecEntry());
-}
-
-TEST(PortList, HasNoPartWithoutAName) {
-    EXPECT_FALSE(Fen::FenPortList::fromText("Ethernet1,"));
-    EXPECT_FALSE(Fen::FenPortList::fromText("Ethernet1,,Ethernet2"));
 }
 
 } // namespace
