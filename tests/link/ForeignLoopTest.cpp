@@ -35,6 +35,7 @@ using Kor::Link::ConnectorConfig;
 using Kor::Link::Listener;
 using Kor::Link::ListenerConfig;
 using Kor::Link::Loop;
+using support::fill;
 using support::lifEntry;
 using support::sameState;
 
@@ -219,16 +220,12 @@ TYPED_TEST(ForeignLoop, WhatTheProgramDoesLeavesByItself) {
 TYPED_TEST(ForeignLoop, MoreThanFitsAnyBufferComesAcross) {
     auto const config = this->dir->appConfigIs(Loam::vtAppMpls);
     constexpr U32 many = 20'000;
-    for (U32 i = 0; i < many; ++i) {
-        config->reqCountIs(lifEntry(static_cast<U16>(i)), i + 1);
-    }
+    fill(*config, many);
     this->serve();
     this->connect();
     ASSERT_TRUE(this->program.until([&] { return this->isThere; }));
     EXPECT_TRUE(sameState(*this->dir, *this->copy));
-    for (U32 i = 0; i < many; ++i) {
-        config->reqCountIs(lifEntry(static_cast<U16>(i)), i + 2);
-    }
+    fill(*config, many, 2);
     ASSERT_TRUE(this->untilSame());
 }
 
@@ -240,7 +237,9 @@ TYPED_TEST(ForeignLoop, ItConnectsAgain) {
     int const before = this->losses;
     this->listener.reset();
     ASSERT_TRUE(this->program.until([&] { return this->losses > before; }));
+    ASSERT_TRUE(sameState(*this->dir, *this->copy)); // it stays as it was
     this->dir->appConfigIs(Loam::vtAppMpls)->reqCountIs(lifEntry(1), 1);
+    this->copy->appConfigIs(Loam::vtAppVxlan); // which no server has
     this->serve();
     ASSERT_TRUE(this->program.until([&] { return this->isThere; }));
     ASSERT_TRUE(this->untilSame());
