@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <sys/socket.h>

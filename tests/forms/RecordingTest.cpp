@@ -6,7 +6,6 @@
 #include "support/Link.h"
 
 #include <gtest/gtest.h>
-#include <map>
 #include <span>
 #include <sstream>
 #include <string>
@@ -21,10 +20,6 @@ using support::Link;
 using support::Random;
 using Kind = RecordView::Kind;
 
-std::string text(String8 const& of) {
-    return std::string(of.view());
-}
-
 /// Carries all that waits, and writes it down.
 void carry(Demuxer& from, Demuxer& to, Side side, RecordingOut& recording, U64 time) {
     from.flow();
@@ -36,7 +31,8 @@ void carry(Demuxer& from, Demuxer& to, Side side, RecordingOut& recording, U64 t
     }
 }
 
-TEST(RecordWalker, SaysOfEachEntityWhatItHas) {
+// Whether the values are those of the entity, RoundTripTest sees in `log show`.
+TEST(RecordWalker, KnowsEachRecordOfEachEntity) {
     Random random;
     support::eachReplicatedEntity([&]<class X>() {
         SCOPED_TRACE(std::string(typeName<X>()));
@@ -46,9 +42,7 @@ TEST(RecordWalker, SaysOfEachEntityWhatItHas) {
             support::change(*mine, random);
         }
         link.a->mount(mine);
-        std::map<std::string, std::map<std::string, std::string>> seen; // of the root, by attribute and key
         RecordWalker walker;
-        std::string root;
         U64 offset = 0;
         while (link.a->flow() || link.a->out()->pending() != 0) {
             auto const bytes = link.a->out()->readable();
@@ -58,35 +52,14 @@ TEST(RecordWalker, SaysOfEachEntityWhatItHas) {
                 EXPECT_NE(record.kind, Kind::unknown);
                 EXPECT_EQ(record.offset, offset);
                 offset += record.bytes.size();
-                if (root.empty()) {
-                    ASSERT_EQ(record.kind, Kind::announcement);
+                if (record.offset == 0) {
+                    EXPECT_EQ(record.kind, Kind::announcement);
                     EXPECT_EQ(record.type, X::_fwkType());
-                    root = record.path;
-                } else if (record.path == root && (record.kind == Kind::set || record.kind == Kind::child)) {
-                    seen[record.attribute][record.key] = record.value;
                 }
             });
             link.a->out()->nextBytes(piece.size());
         }
         EXPECT_EQ(walker.rest(Side::connecting), 0u);
-        support::eachWireAttribute<X>([&]<class A>() {
-            auto& found = seen[A::Name::text];
-            if constexpr (requires { typename A::Key; }) {
-                auto const& map = A::Name::map(*mine);
-                EXPECT_EQ(found.size(), map.count()) << A::Name::text;
-                for (auto const& member : map) {
-                    auto const at = found.find(text(valueToStrep(member.fwkKey())));
-                    ASSERT_NE(at, found.end()) << A::Name::text;
-                    if constexpr (A::shape.child) {
-                        EXPECT_EQ(at->second, typeName<typename A::Type>());
-                    } else if constexpr (!A::shape.reference) {
-                        EXPECT_EQ(at->second, text(valueToStrep(member.value)));
-                    }
-                }
-            } else {
-                EXPECT_EQ(found[""], text(valueToStrep(A::Name::call(*mine))));
-            }
-        });
     });
 }
 
@@ -147,6 +120,7 @@ TEST(Recording, HasTheBytesOfBothSidesUpToItsBound) {
     EXPECT_TRUE(in.isCut());
 }
 
+// Whatever the bytes are, RecordFuzz tries.
 TEST(Recording, UnsoundFilesAreRefusedWithThePlace) {
     Random random;
     std::string const good = someRecording(random).file;
@@ -172,18 +146,6 @@ TEST(Recording, UnsoundFilesAreRefusedWithThePlace) {
     EXPECT_EQ(with(12, '\xff'), "recording is unsound at byte 12: its end has bytes");
     EXPECT_EQ(fault(good.substr(0, 20)), "recording is unsound at byte 12: it ends within a chunk");
     EXPECT_EQ(fault(good.substr(0, 30)), "recording is unsound at byte 12: it ends within a chunk");
-
-    // Whatever the bytes are, they are refused or read.
-    int refused = 0;
-    for (int i = 0; i < 600; ++i) {
-        std::string bad = good;
-        for (U32 n = 1 + random.below(3); n-- > 0;) {
-            bad[random.below(static_cast<U32>(bad.size()))] = static_cast<char>(random.next());
-        }
-        bad.resize(random.below(4) == 0 ? random.below(static_cast<U32>(bad.size())) : bad.size());
-        refused += !fault(bad).empty();
-    }
-    EXPECT_GT(refused, 0);
 }
 
 // Children that come and go are not remembered: else a long recording would meet the limit.

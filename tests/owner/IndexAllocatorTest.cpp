@@ -96,25 +96,6 @@ TEST(IndexAllocator, DoesWhatASetDoes) {
     }
 }
 
-TEST(IndexAllocator, FillsAndEmptiesInOrder) {
-    for (U32 const capacity : {64u, 4096u, 131072u, 262144u + 77}) {
-        IndexAllocator allocator(1000, capacity);
-        for (U32 i = 0; i < capacity; ++i) {
-            ASSERT_EQ(allocator.take(), 1000 + i);
-        }
-        ASSERT_TRUE(allocator.isFull());
-        ASSERT_EQ(allocator.take(), std::nullopt);
-        ASSERT_EQ(allocator.nextFree(0), std::nullopt);
-        // One hole after the other, the highest first; each is found from everywhere below.
-        for (U32 i = capacity; i-- > 0;) {
-            ASSERT_TRUE(allocator.release(1000 + i));
-            ASSERT_EQ(allocator.nextFree(i / 2), 1000 + i);
-        }
-        ASSERT_EQ(allocator.count(), 0u);
-        ASSERT_EQ(allocator.nextTaken(0), std::nullopt);
-    }
-}
-
 TEST(IndexAllocator, TheEndsOfTheNumbersAreIndexesToo) {
     IndexAllocator all(0, 0xffffffff);
     EXPECT_EQ(all.take(), 0u);

@@ -3,7 +3,6 @@
 #include "runtime/HandlerExceptions.h"
 #include "runtime/Trace.h"
 
-#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 #include <stdexcept>

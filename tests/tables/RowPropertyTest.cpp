@@ -1,8 +1,8 @@
 #include "support/Random.h"
 #include "support/Tables.h"
+#include "tables/TableInfos.h"
 
 #include <array>
-#include <bit>
 #include <cstring>
 #include <gtest/gtest.h>
 
@@ -110,10 +110,14 @@ TEST(AllRows, TheMaskIsExactlyTheUnionOfTheFields) {
     });
 }
 
+// Nor a variant that a known chip does not have; which there are stands in layouts.txt.
 TEST(AllRows, WhatATableDoesNotKnowIsAnsweredByLengthAndAddressAlone) {
     eachTable([&]<class Row>() {
-        for (U32 const chip : {0u, 1u, 2u, 6u, 11u, 200u}) {
+        for (U32 const chip : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 200u}) {
             for (U8 variant = 0; variant < 6; ++variant) {
+                if (tableInfo(Row::tableName)->has(chip, variant)) {
+                    continue;
+                }
                 U32 address = 77;
                 U8 aux = 7, block = 8;
                 EXPECT_FALSE(Row::getSchanAddress(chip, variant, address, aux, block, 0, 0, 0));

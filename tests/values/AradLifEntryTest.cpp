@@ -120,25 +120,9 @@ TEST(AradLifEntry, ViewsCutTheirArgumentAndDerivedOnesCombine) {
 }
 
 TEST(AradLifEntry, IsAKey) {
-    // The hash by hand: 20 bytes, one running state.
-    auto byHand = [](AradLifEntry const& entry) {
-        Kor::U32 h = 0;
-        auto fold = [&](Kor::U64 value, int bytes) {
-            for (int i = 0; i < bytes; ++i) {
-                h += (value >> (8 * i)) & 0xff;
-                h += h << 10;
-                h ^= h >> 6;
-            }
-        };
-        fold(entry.lifType(), 4);
-        fold(entry.dword0(), 8);
-        fold(entry.dword1(), 8);
-        h += h << 3;
-        h ^= h >> 11;
-        return h + (h << 15);
-    };
     AradLifEntry const entry(lifAcMp, 0x0123456789abcdef, 0xfedcba9876543210);
-    EXPECT_EQ(entry.hash(), byHand(entry));
+    EXPECT_EQ(entry.hash(),
+              Kor::OneAtATime().add(Kor::U32{lifAcMp}).add(entry.dword0()).add(entry.dword1()).finish());
     EXPECT_EQ(AradLifEntry().hash(), 0u);
 
     EXPECT_EQ(AradLifEntry().lifType(), lifGeneral);
