@@ -19,10 +19,8 @@ namespace {
 
 using namespace Hardware::LoamTunnel;
 using Kor::U32;
-using Kor::U64;
 using support::ends;
 using support::has;
-using support::loamtunnel;
 using support::Outcome;
 namespace fs = std::filesystem;
 
@@ -233,7 +231,7 @@ TEST_F(Audit, EachBitThatIsFlippedInAnImageIsNamed) {
     }
     // The image is made anew at a start.
     ended(driver, SIGKILL);
-    EXPECT_EQ(on("audit", {}).status, 6);
+    EXPECT_EQ(support::loamtunnel({"audit", "--socket", socket(), "--timeout", "200"}).status, 6);
     driver = serving(words(image_));
     EXPECT_EQ(on("audit", {"--image", image_}).status, 0);
 }

@@ -26,9 +26,7 @@
 #include <set>
 #include <string>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -38,9 +36,8 @@ using namespace std::chrono_literals;
 using namespace Hardware::LoamTunnel;
 using Hardware::Loam::VtAppId;
 using Kor::U32;
-using Kor::U64;
+using support::acLif;
 using support::has;
-using support::lif;
 namespace fs = std::filesystem;
 
 constexpr U32 lifCount = 40; // that an application asks for now and then
@@ -69,8 +66,8 @@ public:
     bool isReady() const { return isReady_; }
     Fact fact(U32 number) const {
         auto const status = std::as_const(*statuses_).appStatus(app_);
-        return {config_->reqCount(lif(number)) != 0, isDone_[number],
-                status ? status->lifEntry(lif(number)) : AradLifIndex()};
+        return {config_->reqCount(acLif(number)) != 0, isDone_[number],
+                status ? status->lifEntry(acLif(number)) : AradLifIndex()};
     }
     Facts facts() const {
         Facts all;
@@ -80,10 +77,10 @@ public:
         return all;
     }
     void toggle(U32 number) {
-        if (config_->reqCount(lif(number)) != 0) {
-            config_->reqCountDel(lif(number));
+        if (config_->reqCount(acLif(number)) != 0) {
+            config_->reqCountDel(acLif(number));
         } else {
-            config_->reqCountInc(lif(number), 1);
+            config_->reqCountInc(acLif(number), 1);
         }
         isDone_[number] = false;
         ++changes_;
@@ -135,7 +132,7 @@ private:
         using namespace Kor::NboAttrLog;
         if (!isReady_) {
             for (U32 i = 0; i < isDone_.size(); ++i) {
-                config_->reqCountIs(lif(i), !!fact(i).told ? 1 : 0);
+                config_->reqCountIs(acLif(i), !!fact(i).told ? 1 : 0);
             }
         }
         session.push("lifConfig", config_, Access::writable, {}, PushPlace::takesOver);
@@ -168,24 +165,12 @@ public:
         writer_ = tool::File(ends[1]);
         EXPECT_EQ(::fcntl(reader_.fd(), F_SETFL, O_NONBLOCK), 0);
     }
-    ~Application() { kill(); }
-    Application(Application const&) = delete;
-    Application& operator=(Application const&) = delete;
 
     void start(unsigned seed) {
-        id_ = ::fork();
-        EXPECT_GE(id_, 0);
-        if (id_ == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            ask(seed);
-        }
+        process_.emplace([&] { return ask(seed); });
     }
     void kill() {
-        if (id_ > 0) {
-            ::kill(id_, SIGKILL);
-            ::waitpid(id_, nullptr, 0);
-            id_ = 0;
-        }
+        process_.reset();
         for (Line line{}; ::read(reader_.fd(), &line, sizeof line) == sizeof line;) {
             facts_[line.number] = line.fact;
         }
@@ -201,7 +186,7 @@ private:
         Fact fact;
     };
 
-    [[noreturn]] void ask(unsigned seed) const {
+    int ask(unsigned seed) const {
         std::mt19937 generator(seed);
         Asker asker(socket_, app_);
         asker.runUntil([&] { return asker.isReady(); });
@@ -211,7 +196,7 @@ private:
             for (U32 i = 0; i < lifCount; ++i) {
                 Line const line{i, now[i]};
                 if (now[i] != before[i] && ::write(writer_.fd(), &line, sizeof line) != sizeof line) {
-                    std::_Exit(1);
+                    return 1;
                 }
             }
             before = now;
@@ -227,7 +212,7 @@ private:
     VtAppId app_;
     Facts facts_;
     tool::File reader_, writer_;
-    pid_t id_ = 0;
+    std::optional<support::Forked> process_;
 };
 
 /// A small disk of its own, where the system lets us have one.
@@ -385,12 +370,12 @@ protected:
         tool::Lifs const family(Hardware::jerichoChip8, 0);
         Facts facts(lifCount);
         for (U32 i = 0; i < lifCount; ++i) {
-            AradLifIndex const at = status ? status->lifEntry(lif(i)) : AradLifIndex();
+            AradLifIndex const at = status ? status->lifEntry(acLif(i)) : AradLifIndex();
             facts[i] = {!!at, true, at};
             if (!!at) {
                 EXPECT_TRUE(used.insert(at.index()).second) << "LIF " << i;
                 EXPECT_EQ(chip.read(tool::lifTable, family.at(at.index()).row),
-                          tool::rowOfLif(lif(i), Hardware::jerichoChip8));
+                          tool::rowOfLif(acLif(i), Hardware::jerichoChip8));
             }
         }
         return facts;

@@ -13,7 +13,6 @@
 #include <functional>
 #include <map>
 #include <sqlite3.h>
-#include <sstream>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,12 +22,11 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace Hardware::LoamTunnel;
-using Hardware::ChipType;
 using Kor::U32;
-using Kor::U64;
+using support::acLif;
+using support::contentOf;
 using support::ends;
 using support::has;
-using support::lif;
 using support::loamtunnel;
 using support::Outcome;
 using Driver = support::OnDriver;
@@ -36,18 +34,12 @@ namespace fs = std::filesystem;
 
 constexpr auto app = Hardware::Loam::vtAppMpls;
 
-std::string bytesOf(fs::path const& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
 /// All that lies in a folder, with its bytes where they can be had.
 std::map<std::string, std::string> filesOf(fs::path const& folder) {
     std::map<std::string, std::string> files;
     for (auto const& each : fs::directory_iterator(folder)) {
         bool const isPlain = each.is_regular_file() && !each.is_symlink();
-        files[each.path().filename()] = isPlain ? bytesOf(each.path()) : "";
+        files[each.path().filename()] = isPlain ? contentOf(each.path()) : "";
     }
     return files;
 }
@@ -170,7 +162,7 @@ TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
     auto driver = serving(words(image));
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
     ASSERT_EQ(ended(driver, SIGTERM), 0);
-    std::string const good = bytesOf(database);
+    std::string const good = contentOf(database);
     struct Case {
         char const* statement;
         char const* message;
@@ -197,10 +189,10 @@ TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
              Case{"DROP TABLE place", "no such table"},
          }) {
         sql(database, each.statement);
-        std::string const spoilt = bytesOf(database);
+        std::string const spoilt = contentOf(database);
         ASSERT_NE(spoilt, good);
         EXPECT_TRUE(ends(loamtunnel(words(image)), 1, each.message)) << each.statement;
-        EXPECT_EQ(bytesOf(database), spoilt) << each.statement;
+        EXPECT_EQ(contentOf(database), spoilt) << each.statement;
         std::ofstream(database, std::ios::binary | std::ios::trunc) << good;
     }
     // A page of it damaged: whatever is found, it is said.
@@ -217,7 +209,7 @@ TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
     EXPECT_TRUE(has(loamtunnel(words(image, "3")).err, "it is of chip 8, not 3"));
     fs::remove(image);
     EXPECT_TRUE(has(loamtunnel(words(image, "3")).err, "has the places of chip 8, not of chip 3"));
-    EXPECT_EQ(bytesOf(database), before);
+    EXPECT_EQ(contentOf(database), before);
     EXPECT_FALSE(fs::exists(image));
 }
 
@@ -226,7 +218,7 @@ TEST_F(Driver, ADatabaseOfLifsAloneIsTakenUp) {
     auto driver = serving(words(image));
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
     ASSERT_EQ(ended(driver, SIGTERM), 0);
-    std::string const before = bytesOf(image);
+    std::string const before = contentOf(image);
     sql(image + ".db",
         "CREATE TABLE older(slot INTEGER PRIMARY KEY, app INTEGER NOT NULL, lif TEXT NOT NULL);"
         "INSERT INTO older SELECT slot, app, entry FROM place; DROP TABLE place;"
@@ -234,7 +226,7 @@ TEST_F(Driver, ADatabaseOfLifsAloneIsTakenUp) {
     std::ofstream(image, std::ios::in | std::ios::binary) << "LifImage"; // as that driver's began
     driver = serving(words(image));
     EXPECT_TRUE(has(content("driver.log"), "2 places taken up"));
-    EXPECT_EQ(bytesOf(image), before);
+    EXPECT_EQ(contentOf(image), before);
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\nAradLifAcMp vsi=3\n");
 }
 
@@ -292,7 +284,7 @@ TEST_F(Driver, AChipHasOneDriver) {
     std::string const image = file("chip.img");
     auto driver = serving(words(image));
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
-    auto const before = bytesOf(image);
+    auto const before = contentOf(image);
 
     EXPECT_TRUE(has(loamtunnel(words(image)).err, "another driver has the chip"));
     EXPECT_TRUE(has(loamtunnel(words(image, "8", "other")).err, "another driver has the chip"));
@@ -303,7 +295,7 @@ TEST_F(Driver, AChipHasOneDriver) {
     EXPECT_FALSE(fs::exists(file("second.img")));
     EXPECT_FALSE(fs::exists(file("second.img.db")));
 
-    EXPECT_EQ(bytesOf(image), before);
+    EXPECT_EQ(contentOf(image), before);
     ask("AradLifAcMp vsi=3\n");
     EXPECT_EQ(ended(driver, SIGTERM), 0);
     EXPECT_FALSE(fs::exists(image + ".lock"));
@@ -326,9 +318,7 @@ TEST_F(Driver, FilesAreTheOwnersAloneWhateverTheUmask) {
     ASSERT_TRUE(eventually([&] { return isServing() || driver.status().has_value(); }));
     ask("AradLifAcMp vsi=1\n");
     for (char const* const end : {"", ".db", ".db-wal", ".lock"}) {
-        struct stat status {};
-        EXPECT_EQ(::stat(file(std::string("chip.img") + end).c_str(), &status), 0) << end;
-        EXPECT_EQ(status.st_mode & 07777u, 0600u) << end;
+        EXPECT_EQ(support::modeOf(file("chip.img") + end), 0600u) << end;
     }
 }
 
@@ -341,7 +331,7 @@ TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
         Kor::Link::ConnectorConfig how = tool::connectOnce("greedy");
         how.setUp = [&](Kor::NboAttrLog::Session& session) { session.push("lifConfig", config); };
         for (U32 i = 0; i < 30'000; ++i) {
-            config->reqCountInc(lif(i), 1); // more than an application has indexes
+            config->reqCountInc(acLif(i), 1); // more than an application has indexes
         }
         Kor::Link::Connector const connector(loop, Kor::Link::Address::parse(socket()), how);
         EXPECT_TRUE(loop.runUntil([&] { return connector.isOver(); }, 60s));
@@ -403,7 +393,7 @@ TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
     std::ofstream(file("entries")) << lifs(2'000);
     auto driver = serving(words(file("chip.img")));
     auto application =
-        start(asking(file("entries"), {"--timeout", "3000", "--pace", "1"}), "application.log");
+        start(asking(file("entries"), {"--timeout", "1500", "--pace", "1"}), "application.log");
     EXPECT_EQ(on("wait", {"lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=3]"}).status, 0);
     ended(driver, SIGKILL);
     EXPECT_EQ(application.join(), 6) << content("application.log");

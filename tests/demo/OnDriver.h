@@ -2,20 +2,14 @@
 
 /// Drivers of a chip as processes, in a folder of their own.
 
+#include "support/Values.h"
 #include "tests/tools/InFolder.h"
-#include "values/LoamTunnelTypes.h"
 
 #include <fstream>
 #include <string>
 #include <vector>
 
 namespace support {
-
-inline Hardware::LoamTunnel::AradLifEntry lif(Kor::U32 number) {
-    Hardware::LoamTunnel::AradLifAcMp entry(Hardware::LoamTunnel::lifAcMp);
-    entry.vsiIs(static_cast<Kor::U16>(number));
-    return entry;
-}
 
 class OnDriver : public InFolder {
 protected:

@@ -319,7 +319,7 @@ TEST(Command, SchemaIsSavedAndCompared) {
     std::ofstream(file) << std::string(300'000, '[') + std::string(300'000, ']');
     EXPECT_EQ(loamtunnel({"schema", "--diff", file}).status, 1);
     unlink(file.c_str());
-    EXPECT_EQ(loamtunnel({"schema", "--diff", LOAM_PROGRAM}).status, 1);
+    EXPECT_EQ(loamtunnel({"schema", "--diff", LOAM_EXAMPLES "/lifs.txt"}).status, 1);
 }
 
 /// The words of a text that begin so.

@@ -13,6 +13,7 @@
 
 namespace {
 
+using support::linesOf;
 using support::loamtunnel;
 using support::Outcome;
 
@@ -39,15 +40,6 @@ std::string commandLine(FaultedCommand const& each) {
     return all;
 }
 
-std::vector<std::string> linesUnderFaults(std::string const& all) {
-    std::istringstream stream(all);
-    std::vector<std::string> result;
-    for (std::string line; std::getline(stream, line);) {
-        result.push_back(line);
-    }
-    return result;
-}
-
 /// Rates, times and sizes are not the same twice.
 std::string withoutNumbers(std::string const& text) {
     std::string result;
@@ -69,7 +61,7 @@ bool canGoOnAlone(std::string const& fault) {
 /// But for the lines of one who connects again, and of a goodbye for which there was no memory.
 std::string withoutLosses(std::string const& err) {
     std::string result;
-    for (std::string const& line : linesUnderFaults(err)) {
+    for (std::string const& line : linesOf(err)) {
         bool const isLoss = line.starts_with("loamtunnel: no connection: ") ||
                             line.find(" handlerExceptionNote ") != line.npos;
         result += isLoss ? "" : line + '\n';
@@ -106,7 +98,7 @@ protected:
             loamtunnel(each.words, each.input,
                        "LD_PRELOAD=" LOAM_FAULTS_LIBRARY " LOAM_FAULTS_IN=" + in + " LOAM_FAULTS=" + faults);
         ASSERT_EQ(maker.status, 0) << maker.err;
-        for (std::string const& line : linesUnderFaults(content("faults/all"))) {
+        for (std::string const& line : linesOf(content("faults/all"))) {
             std::string const name = line.substr(0, line.find(' '));
             SCOPED_TRACE("LOAM_FAULT=" + name + ' ' + commandLine(each));
             int const status = support::exitStatus(std::stoi(line.substr(name.size())));
@@ -123,13 +115,13 @@ protected:
                 continue;
             }
             EXPECT_FALSE(canGoOnAlone(name)) << err;
-            expectFailure(status, err, linesUnderFaults(whole.err).size() + 1);
+            expectFailure(status, err, linesOf(whole.err).size() + 1);
         }
     }
     static void expectFailure(int status, std::string const& err, std::size_t mostLines) {
         EXPECT_TRUE(status == 1 || status == 5 || status == 6) << status << err;
         EXPECT_NE(err, "");
-        std::vector<std::string> const said = linesUnderFaults(withoutLosses(err));
+        std::vector<std::string> const said = linesOf(withoutLosses(err));
         EXPECT_LE(said.size(), mostLines) << err;
         EXPECT_TRUE(std::ranges::all_of(said, [](std::string const& one) {
             return one.starts_with("loamtunnel: ");
@@ -147,20 +139,15 @@ protected:
     /// Nobody works in this folder any more.
     bool isAlone() const {
         for (auto const& each : std::filesystem::directory_iterator("/proc")) {
-            std::ifstream words(each.path() / "cmdline");
-            std::string const all{std::istreambuf_iterator<char>(words), {}};
-            if (all.find(folder()) != all.npos) {
+            if (support::contentOf(each.path() / "cmdline").find(folder()) != std::string::npos) {
                 return false;
             }
         }
         return true;
     }
     tool::Child driver() const {
-        tool::Child driver =
-            start({"driver", "--chip", "8", "--image", file("image"), "--socket", socket()}, "driver.log");
-        EXPECT_TRUE(
-            eventually([&] { return content("driver.log").find("serving at") != std::string::npos; }));
-        return driver;
+        return serving({"driver", "--chip", "8", "--image", file("image"), "--socket", socket()},
+                       "driver.log");
     }
 
     unsigned faults_ = 0;
@@ -209,9 +196,7 @@ TEST_F(Faults, EndACommandOrChangeNothing) {
 }
 
 TEST_F(Faults, EndALiveCommandOrChangeNothing) {
-    tool::Child const server =
-        start({"serve", "--socket", socket(), "--writable", "lif=LifAppConfigDir"}, "serve.log");
-    ASSERT_TRUE(eventually([&] { return content("serve.log").find("serving at") != std::string::npos; }));
+    auto const server = serving({"serve", "--socket", socket(), "--writable", "lif=LifAppConfigDir"});
     std::string const count = "lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]";
     ASSERT_EQ(on("set", {"lif.appConfig[vtAppMpls]"}).err, "");
     ASSERT_EQ(on("set", {count, "3"}).err, "");
@@ -262,24 +247,31 @@ TEST_F(Faults, EndWhoAsksADriverOrChangeNothing) {
 }
 
 TEST_F(Faults, LoseNothingOfWhatIsWatched) {
-    tool::Child const server = start(
-        {"serve", "--socket", socket(), "--writable", "lif=LifAppConfigDir", "evec=EvecStatus"}, "serve.log");
-    ASSERT_TRUE(eventually([&] { return content("serve.log").find("serving at") != std::string::npos; }));
+    auto const server =
+        serving({"serve", "--socket", socket(), "--writable", "lif=LifAppConfigDir", "evec=EvecStatus"});
     std::string const app = "lif.appConfig[vtAppMpls]", log = file("log");
     ASSERT_EQ(on("set", {app}).err, "");
     ASSERT_EQ(on("set", {app + ".reqCount[AradLifAcMp vsi=100]", "3"}).err, "");
     std::string const state = loamtunnel({"monitor", "--for", "1", "--socket", socket()}).out;
-    for (std::string const fault :
-         {"read:EIO:2", "write:short:1", "write:ENOSPC:1", "open:EMFILE:1", "memory:ENOMEM:7700",
-          "memory:ENOMEM:8200", "receive:short:2", "receive:ECONNRESET:2", "send:EINTR:1", "send:short:2",
-          "send:ECONNRESET:2", "connect:EINTR:1", "wait:EINTR:3", "socket:EMFILE:1", "socket:EMFILE:2",
-          "change:EIO:1", "sync:EIO:1"}) {
+    std::vector<std::string> const faults{
+        "read:EIO:2",         "write:short:1",      "write:ENOSPC:1",    "open:EMFILE:1",
+        "memory:ENOMEM:7700", "memory:ENOMEM:8200", "receive:short:2",   "receive:ECONNRESET:2",
+        "send:EINTR:1",       "send:short:2",       "send:ECONNRESET:2", "connect:EINTR:1",
+        "wait:EINTR:3",       "socket:EMFILE:1",    "socket:EMFILE:2",   "change:EIO:1",
+        "sync:EIO:1"};
+    std::vector<tool::Child> watching;
+    for (std::size_t i = 0; i < faults.size(); ++i) {
+        std::string const& fault = faults[i];
         SCOPED_TRACE("LOAM_FAULT=" + fault);
+        for (std::size_t next = watching.size(); next < std::min(i + 4, faults.size());
+             ++next) { // a second each
+            watching.push_back(under(faults[next], {"monitor", "--for", "1", "--socket", socket()},
+                                     "monitor" + std::to_string(next)));
+        }
         std::filesystem::remove(log);
         // What says so at the end has all of it, again if a connection was lost.
         tool::Child recording = under(
             fault, {"log", "record", log, "--once", "--timeout", "2000", "--socket", socket()}, "record.log");
-        tool::Child watching = under(fault, {"monitor", "--for", "1", "--socket", socket()}, "monitor.log");
         int const status = recording.join();
         if (status == 0) {
             EXPECT_EQ(loamtunnel({"log", "check", log}).status, 0);
@@ -288,10 +280,10 @@ TEST_F(Faults, LoseNothingOfWhatIsWatched) {
         } else {
             expectFailure(status, content("record.log"), 2);
         }
-        int const watched = watching.join();
-        std::string const seen = content("monitor.log");
+        int const watched = watching[i].join();
+        std::string const seen = content("monitor" + std::to_string(i));
         if (watched == 0) {
-            for (std::string const& line : linesUnderFaults(state)) {
+            for (std::string const& line : linesOf(state)) {
                 EXPECT_NE(seen.find(line), std::string::npos) << line << '\n' << seen;
             }
         } else {
@@ -320,10 +312,7 @@ TEST_F(Faults, LoseNothingThatADriverHasAcknowledged) {
         std::ofstream(file("entries")) << "AradLifAcMp vsi=" << ++vsi << '\n';
         tool::Child faulty = under(
             fault, {"driver", "--chip", "8", "--image", file("image"), "--socket", socket()}, "faulty.log");
-        EXPECT_TRUE(eventually([&] {
-            return content("faulty.log").find("serving at") != std::string::npos ||
-                   faulty.status().has_value();
-        }));
+        serves(faulty, "faulty.log");
         Outcome const asked = faulty.status()
                                   ? Outcome{6, "", ""}
                                   : loamtunnel({"application", "--app", "vtAppMpls", "--file",
@@ -346,7 +335,6 @@ TEST_F(Faults, LoseNothingThatADriverHasAcknowledged) {
         EXPECT_EQ(on("audit", {}).status, 0);
         sound.kill(SIGTERM);
         EXPECT_EQ(sound.join(), 0);
-        std::filesystem::remove(file("driver.log"));
     }
     EXPECT_GT(served, 15u);
     EXPECT_GT(ended, 3u);
@@ -364,10 +352,7 @@ TEST_F(Faults, EndAServerWithAWordOrNotAtAll) {
         SCOPED_TRACE("LOAM_FAULT=" + fault);
         tool::Child server =
             under(fault, {"serve", "--socket", socket(), "--writable", "lif=LifAppConfigDir"}, "serve.log");
-        ASSERT_TRUE(eventually([&] {
-            return content("serve.log").find("serving at") != std::string::npos ||
-                   server.status().has_value();
-        }));
+        serves(server, "serve.log");
         if (!server.status()) { // what it says is set is there
             Outcome const set = loamtunnel({"set", app, "--socket", socket(), "--timeout", "3000"});
             EXPECT_TRUE(set.status == 0 || !canGoOnAlone(fault)) << set.err;

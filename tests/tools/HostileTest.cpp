@@ -18,7 +18,6 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -44,29 +43,9 @@ void expectPlain(std::string const& text) {
     }
 }
 
-class Process {
-public:
-    template <class Work>
-    explicit Process(Work const& work) : id_(::fork()) {
-        if (id_ == 0) {
-            work();
-            std::_Exit(0);
-        }
-    }
-    ~Process() {
-        ::kill(id_, SIGKILL);
-        ::waitpid(id_, nullptr, 0);
-    }
-    Process(Process const&) = delete;
-    Process& operator=(Process const&) = delete;
-
-private:
-    pid_t id_;
-};
-
 class Hostile : public support::InFolder {
 protected:
-    void serve() const {
+    int serve() const {
         Kor::Link::Loop loop;
         auto const service = Kor::makePtr<Service>();
         auto const dir = lifAppConfigDirFactory(Kor::Name(evilName));
@@ -101,11 +80,12 @@ protected:
         config.session.name = Kor::Name(evilName);
         Kor::Link::Listener const listener(loop, Kor::Link::Address::parse(socket()), config);
         loop.run();
+        return 0;
     }
 };
 
 TEST_F(Hostile, NothingThatATerminalObeysComesThroughAndEachCommandEnds) {
-    Process const server([this] { serve(); });
+    support::Forked const server([this] { return serve(); });
     ASSERT_TRUE(eventually([this] { return std::filesystem::exists(socket()); }));
     std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
     std::vector<std::vector<std::string>> const commands{
@@ -167,19 +147,18 @@ TEST_F(Hostile, WhatAMonitorHoldsHasALimit) {
 #ifdef LOAM_OTHER_ALLOCATOR
     GTEST_SKIP() << "the allocator does not tell what is held";
 #endif
-    Process const server([this] {
+    support::Forked const server([this] {
         Kor::Link::Loop loop;
         auto const service = Kor::makePtr<Service>();
         auto const dir = lifAppConfigDirFactory("lif");
         auto const config = dir->appConfigIs(Loam::vtAppMpls);
-        for (U32 i = 0; i < 300'000; ++i) {
-            config->reqCountIs(support::lifEntry(i), 1);
-        }
+        support::fill(*config, 300'000);
         service->offer("lif", dir);
         Kor::Link::ListenerConfig serving;
         serving.service = service;
         Kor::Link::Listener const listener(loop, Kor::Link::Address::parse(socket()), serving);
         loop.run();
+        return 0;
     });
     ASSERT_TRUE(eventually([this] { return std::filesystem::exists(socket()); }));
     for (std::vector<std::string> command : {std::vector<std::string>{"monitor", "--for", "30"}, {"tree"}}) {
@@ -269,8 +248,9 @@ TEST_F(Ends, ASignalEndsEachCommandAsItsWorkIsAndNothingIsLeft) {
                     ASSERT_TRUE(says("command.log", each.sign));
                 } else if (place == "silent" && ::poll(&connecting, 1, 10'000) == 1) {
                     accepted.push_back(::accept(silent, nullptr, nullptr)); // it stays without an answer
+                } else {
+                    std::this_thread::sleep_for(50ms);
                 }
-                std::this_thread::sleep_for(50ms);
                 command.kill(signal);
                 EXPECT_TRUE(eventually([&] { return command.status().has_value(); }));
                 EXPECT_EQ(command.status(), each.work == told ? 0 : 128 + signal) << content("command.log");
@@ -296,50 +276,34 @@ TEST_F(Ends, ADefaultSocketLiesInAFolderOfTheUsersOwn) {
     ::setenv("XDG_RUNTIME_DIR", folder().c_str(), 1);
     auto server = serving({"serve", "lif=LifAppConfigDir"}, "command.log");
     EXPECT_EQ(loamtunnel({"tree"}).out, "lif: LifAppConfigDir\n");
-    struct stat status {};
-    EXPECT_EQ(::stat(file("loamtunnel").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777u, 0700u);
+    EXPECT_EQ(support::modeOf(file("loamtunnel")), 0700u);
     EXPECT_EQ(ended(server, SIGTERM), 0);
     ASSERT_EQ(::chmod(file("loamtunnel").c_str(), 0777), 0);
     EXPECT_TRUE(has(loamtunnel({"serve", "lif=LifAppConfigDir"}).err, "is no folder of this user's own"));
     ::unsetenv("XDG_RUNTIME_DIR");
 }
 
-/// A terminal whose user has pressed Ctrl-S, and a pipe that nobody reads.
+/// A pipe that nobody reads; terminals and sockets are those of MessagesTest.
 TEST_F(Ends, AReaderThatIsStuckStopsNoServer) {
-    int const master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    ASSERT_EQ(::grantpt(master), 0);
-    ASSERT_EQ(::unlockpt(master), 0);
-    std::string const terminal = ::ptsname(master);
-    int const slave = ::open(terminal.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     ASSERT_EQ(::mkfifo(file("run").c_str(), 0600), 0);
     int const fifo = ::open(file("run").c_str(), O_RDWR | O_CLOEXEC);
-    std::string const program = LOAM_PROGRAM;
-    ASSERT_EQ(::tcflow(slave, TCOOFF), 0);
-    for (std::string const& reader : {terminal, file("run")}) {
-        tool::Child server({program, "serve", "lif=LifAppConfigDir", "--socket", socket()}, reader);
-        ASSERT_TRUE(eventually([this] { return std::filesystem::exists(socket()); }));
-        Kor::Link::Loop loop;
-        std::string const name(60, 'x'); // which the server tells with each that comes and goes
-        for (int i = 0; i < 1000; ++i) {
-            // The file is there a moment before somebody listens.
-            Kor::Link::ConnectorConfig const how =
-                i == 0 ? tool::connectorConfig(name) : tool::connectOnce(name);
-            Kor::Link::Connector connector(loop, Kor::Link::Address::parse(socket()), how);
-            ASSERT_TRUE(loop.runUntil([&] { return connector.isEstablished(); }, 10s)) << i;
-        }
-        EXPECT_EQ(loamtunnel({"tree", "--socket", socket()}).out, "lif: LifAppConfigDir\n");
-        // it is counted each second
-        EXPECT_TRUE(eventually([this] {
-            return loamtunnel({"stats", "--socket", socket()}).out.find("messagesLost") != std::string::npos;
-        }));
-        server.kill(SIGTERM);
-        EXPECT_TRUE(eventually([&] { return server.status().has_value(); })) << reader;
-        EXPECT_EQ(server.status(), 0) << reader;
+    tool::Child server = start({"serve", "lif=LifAppConfigDir", "--socket", socket()}, "run");
+    ASSERT_TRUE(eventually([this] { return std::filesystem::exists(socket()); }));
+    Kor::Link::Loop loop;
+    std::string const name(60, 'x'); // which the server tells with each that comes and goes
+    for (int i = 0; i < 1000; ++i) {
+        // The file is there a moment before somebody listens.
+        Kor::Link::ConnectorConfig const how = i == 0 ? tool::connectorConfig(name) : tool::connectOnce(name);
+        Kor::Link::Connector connector(loop, Kor::Link::Address::parse(socket()), how);
+        ASSERT_TRUE(loop.runUntil([&] { return connector.isEstablished(); }, 10s)) << i;
     }
-    for (int const each : {fifo, slave, master}) {
-        ::close(each);
-    }
+    EXPECT_EQ(loamtunnel({"tree", "--socket", socket()}).out, "lif: LifAppConfigDir\n");
+    // It is counted each second.
+    EXPECT_TRUE(eventually([this] {
+        return has(loamtunnel({"stats", "--socket", socket()}).out, "messagesLost");
+    }));
+    EXPECT_EQ(ended(server, SIGTERM), 0);
+    ::close(fifo);
 }
 
 } // namespace

@@ -6,14 +6,43 @@
 #include "tests/tools/Process.h"
 
 #include <chrono>
-#include <filesystem>
+#include <csignal>
 #include <functional>
-#include <sstream>
 #include <string>
+#include <sys/prctl.h>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace support {
+
+/// Work in a process of its own, which is killed at the latest when this one ends.
+class Forked {
+public:
+    template <class Work>
+    explicit Forked(Work const& work) : id_(::fork()) {
+        if (id_ == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            std::_Exit(work());
+        }
+    }
+    ~Forked() {
+        if (id_ > 0) {
+            ::kill(id_, SIGKILL);
+            join();
+        }
+    }
+    Forked(Forked const&) = delete;
+    Forked& operator=(Forked const&) = delete;
+    int join() {
+        int status = 0;
+        ::waitpid(std::exchange(id_, 0), &status, 0);
+        return exitStatus(status);
+    }
+
+private:
+    pid_t id_;
+};
 
 class InFolder : public testing::Test {
 protected:
@@ -28,11 +57,7 @@ protected:
     std::string const& folder() const { return folder_; }
     std::string file(std::string const& name) const { return folder_ + '/' + name; }
     std::string socket() const { return file("socket"); }
-    std::string content(std::string const& name) const {
-        std::ostringstream text;
-        text << std::ifstream(file(name)).rdbuf();
-        return text.str();
-    }
+    std::string content(std::string const& name) const { return contentOf(file(name)); }
     tool::Child start(std::vector<std::string> words, std::string const& log) const {
         words.insert(words.begin(), LOAM_PROGRAM);
         return {std::move(words), file(log)};
@@ -55,8 +80,11 @@ protected:
     tool::Child serving(std::vector<std::string> const& words, std::string const& log = "serve.log") const {
         std::filesystem::remove(file(log));
         tool::Child child = start(words, log);
-        EXPECT_TRUE(eventually([&] { return has(content(log), "serving at") || child.status(); }));
+        serves(child, log);
         return child;
+    }
+    void serves(tool::Child& child, std::string const& log) const {
+        EXPECT_TRUE(eventually([&] { return has(content(log), "serving at") || child.status(); }));
     }
     /// The status with which it ends when it gets the signal.
     static int ended(tool::Child& child, int signal) {

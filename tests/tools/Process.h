@@ -3,6 +3,7 @@
 /// Runs the built program as a process, as a user's shell would.
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -33,10 +34,43 @@ inline int exitStatus(int result) {
     return WIFEXITED(result) ? WEXITSTATUS(result) : 256 + WTERMSIG(result);
 }
 
+/// All that is in a file.
+inline std::string contentOf(std::string const& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+/// The bits of its mode; those of no file are no mode.
+inline unsigned modeOf(std::string const& path) {
+    return static_cast<unsigned>(std::filesystem::status(path).permissions());
+}
+
+inline std::vector<std::string> linesOf(std::string const& text) {
+    std::istringstream in(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/// Runs one command of a shell.
+inline Outcome shell(std::string const& command, std::string const& input = "") {
+    std::string const stem = testing::TempDir() + "loamtunnel-" + std::to_string(getpid());
+    std::string const in = stem + ".in", out = stem + ".out", err = stem + ".err";
+    std::ofstream(in) << input;
+    int const result = std::system(("exec " + command + " <" + in + " >" + out + " 2>" + err).c_str());
+    Outcome outcome{exitStatus(result), contentOf(out), contentOf(err)};
+    for (std::string const& each : {in, out, err}) {
+        unlink(each.c_str());
+    }
+    return outcome;
+}
+
 /// Variables of the environment may stand before it, `NAME=VALUE` without blanks.
 inline Outcome loamtunnel(std::vector<std::string> const& arguments, std::string const& input = "",
                           std::string const& environment = "") {
-    std::string const stem = testing::TempDir() + "loamtunnel-" + std::to_string(getpid());
     std::string command = (environment.empty() ? "" : "env " + environment + ' ') + LOAM_PROGRAM;
     for (std::string const& argument : arguments) {
         command += " '";
@@ -45,18 +79,7 @@ inline Outcome loamtunnel(std::vector<std::string> const& arguments, std::string
         }
         command += '\'';
     }
-    std::ofstream(stem + ".in") << input;
-    command = "exec " + command + " <" + stem + ".in >" + stem + ".out 2>" + stem + ".err";
-    int const result = std::system(command.c_str());
-    auto const content = [&](char const* end) {
-        std::ostringstream text;
-        text << std::ifstream(stem + end).rdbuf();
-        unlink((stem + end).c_str());
-        return text.str();
-    };
-    Outcome outcome{exitStatus(result), content(".out"), content(".err")};
-    unlink((stem + ".in").c_str());
-    return outcome;
+    return shell(command, input);
 }
 
 /// Whether a text has a part; a failure shows the text.

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <sys/stat.h>
 
 namespace {
 
@@ -22,10 +21,7 @@ protected:
     ~InTerminal() override { ::unsetenv("XDG_STATE_HOME"); }
 
     tool::Child serve() const {
-        tool::Child server =
-            start({"serve", "--socket", socket(), "--writable", "lif=LifAppConfigDir"}, "serve.log");
-        EXPECT_TRUE(eventually([&] { return loamtunnel({"sync", "--socket", socket()}).status == 0; }));
-        return server;
+        return serving({"serve", "--socket", socket(), "--writable", "lif=LifAppConfigDir"});
     }
 };
 
@@ -77,9 +73,7 @@ TEST_F(InTerminal, AShellCompletesGoesOnAndConnectsAgain) {
     shell.type("\004");
     EXPECT_EQ(shell.join(), 0) << shell.all();
     EXPECT_TRUE(has(content("state/loamtunnel/history"), "monitor"));
-    struct stat kept {};
-    ASSERT_EQ(::stat(file("state/loamtunnel/history").c_str(), &kept), 0);
-    EXPECT_EQ(kept.st_mode & 0777u, 0600u);
+    EXPECT_EQ(support::modeOf(file("state/loamtunnel/history")), 0600u);
 }
 
 TEST_F(InTerminal, SyncTellsWhomItWaitsFor) {
