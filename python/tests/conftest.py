@@ -20,6 +20,12 @@ from loamtunnel.session import Session  # noqa: E402
 from loamtunnel.types import AradLifAcMp  # noqa: E402
 
 
+def ran(program: str, *arguments: str, given: str = "", status: int = 0) -> str:
+    done = subprocess.run([program, *arguments], input=given, capture_output=True, text=True, timeout=60)
+    assert done.returncode == status, done.stderr
+    return done.stdout
+
+
 def listening(address: str, process: subprocess.Popen) -> None:
     """Waits until somebody listens there: the file of a socket is there a moment before."""
     for _ in range(1000):

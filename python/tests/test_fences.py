@@ -5,11 +5,11 @@ import random
 
 import pytest
 from conftest import Pipe, lif
-from loamtunnel import ConnectionEnded, FenceFailed, FenceGone, LoamError, Refused, Service, connect, serve, sync
+from loamtunnel import ConnectionEnded, FenceFailed, FenceGone, LoamError, Refused, Service, connect, serve
 from loamtunnel import session as session_module
 from loamtunnel.fences import APPLIED, DONE, FAILED, GONE, Fenced
 from loamtunnel.records import RecordReader, number, record, string
-from loamtunnel.session import MAGIC, ROOM, Session
+from loamtunnel.session import MAGIC, Session
 from loamtunnel.types import LifAppConfig, LifAppConfigDir, VtAppId
 
 MPLS, VXLAN = VtAppId.vtAppMpls, VtAppId.vtAppVxlan
@@ -35,12 +35,19 @@ def attributes(data: bytes) -> list[int]:
 
 
 @pytest.mark.parametrize("seed", range(20))
-def test_a_fence_is_behind_each_change_before_it_and_none_waits_for_ever(seed):
+def test_a_fence_is_behind_each_change_before_it_and_none_waits_for_ever(seed, monkeypatch):
     """Both sides write over a stream that is cut anywhere and often full, and fence: what was set before, or a newer value, is
-    there, and both end equal."""
+    there, and both end equal. In half of the runs the first pass is still on its way when they begin."""
+    monkeypatch.setattr(session_module, "ROOM", 2000)
     chance = random.Random(seed)
     pipe, lifs, copy = shared()
-    pipe.run()
+    for i in range(300):
+        lifs.appConfig.add(4).reqCount[lif(i)] = lifs.appConfig.add(5).reqCount[lif(i)] = 0
+    for _ in range(2):
+        pipe.theirs.feed(pipe.ours.take())
+        pipe.ours.feed(pipe.theirs.take())
+    if seed % 2:
+        pipe.run()
     wires = {pipe.ours: (pipe.theirs, bytearray()), pipe.theirs: (pipe.ours, bytearray())}
     # Both make the last child.
     writes = {pipe.ours: [VtAppId(each) for each in (1, 2, 3, 8)], pipe.theirs: [VtAppId(each) for each in (4, 5, 6, 8)]}
@@ -86,30 +93,6 @@ def test_a_fence_is_behind_each_change_before_it_and_none_waits_for_ever(seed):
         target.feed(bytes(wire))
     pipe.run()
     assert fenced == asked > 20 and copy.flat() == lifs.flat()
-
-
-def test_a_fence_waits_for_passes_for_marks_and_for_what_is_kept_back():
-    pipe, lifs, copy = shared(30_000)
-    heard, seen = [], []
-    pipe.run()
-    assert len(copy.appConfig[MPLS].reqCount) == 30_000
-    # A pass that fills the stream several times, and a child that is told of by a mark.
-    second = Pipe(theirs=pipe.theirs.service)
-    other = LifAppConfigDir("lif")
-    second.ours.want("lif", other, lambda error: None)
-    second.ours.feed(second.theirs.take())
-    second.theirs.feed(second.ours.take())
-    lifs.appConfig[MPLS].reqCount[lif(0)] = 2
-    second.theirs.fence("applied", False, lambda result, error: seen.append(len(other.appConfig[MPLS].reqCount)))
-    first = second.theirs.take()
-    assert 168 not in attributes(first) and len(first) < 2 * ROOM
-    second.ours.feed(first)
-    # The copy's own change is kept back until the state has come, and a fence with it.
-    other.appConfig[MPLS].reqCount[lif(40_000)] = 7
-    second.ours.fence("applied", False, lambda result, error: heard.append(lifs.appConfig[MPLS].reqCount[lif(40_000)]))
-    assert 168 not in attributes(second.ours.take())
-    second.run()
-    assert seen == [30_001] and heard == [7]
 
 
 def test_a_fence_goes_when_what_was_kept_back_has_lost_against_the_peer_s_state():
@@ -380,17 +363,3 @@ async def test_a_lasting_peer_does_not_push_again_what_it_has_lost(address, monk
                         await each.close("maintenance")
                 await first.until(lambda: first.connections == 2, timeout=5)
                 assert await first.fence() == "applied" and not first._pushed
-
-
-def test_a_server_of_the_program_s_answers_fences_and_relays_them(serving):
-    address = serving("--writable", "lif=LifAppConfigDir")
-    with sync.connect(address, timeout=20) as peer, sync.connect(address, timeout=20) as other:
-        app = peer.want("lif").appConfig.add(MPLS)
-        for i in range(5000):
-            app.reqCount[lif(i)] = 1
-        assert peer.fence() == "applied"
-        assert len(other.want("lif").appConfig[MPLS].reqCount) == 5000
-        with pytest.raises(TimeoutError):
-            peer.fence(all=True, timeout=0.2)  # the other one is asked, and is not polled
-        other.poll(0.1)
-        assert peer.fence() == "applied"

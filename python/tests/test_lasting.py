@@ -9,7 +9,7 @@ from conftest import lif, listening
 from loamtunnel import ConnectionEnded, ReadOnly, Refused, Service, connect, serve, sync
 from loamtunnel.types import LifAppConfig, LifAppConfigDir, VtAppId
 
-MPLS, VXLAN = VtAppId.vtAppMpls, VtAppId.vtAppVxlan
+MPLS, VXLAN, EVPN = VtAppId.vtAppMpls, VtAppId.vtAppVxlan, VtAppId.vtAppEvpn
 
 
 class Driver:
@@ -39,9 +39,11 @@ async def holds(what) -> None:
 
 async def test_what_was_shared_is_taken_up_again(address):
     driver = Driver(address)
-    await driver.start(MPLS)
+    await driver.start(MPLS, EVPN)
+    driver.lifs.appConfig[EVPN].reqCount[lif(7)] = 7  # which goes with this driver
     async with connect(driver.address, reconnect=True) as peer:
         copy = await peer.want("lif")
+        kept = copy.appConfig[EVPN]
         app = await peer.push("ask", LifAppConfig(MPLS))
         app.reqCount[lif(1)] = 1
         await holds(lambda: driver.asked.appConfig[MPLS].reqCount == {lif(1): 1})
@@ -54,10 +56,10 @@ async def test_what_was_shared_is_taken_up_again(address):
         app.reqCount[lif(2)] = 2  # that is ours, and goes out later
         waiting = asyncio.create_task(peer.call("sync"))
         late = asyncio.create_task(peer.want("late"))
-        await driver.start(VXLAN)
+        await driver.start(VXLAN, EVPN)
         driver.service.offer("late", LifAppConfigDir("late"))
         assert await asyncio.wait_for(waiting, 10) == "" and peer.connections == 2
-        assert list(copy.appConfig) == [VXLAN] and copy.appConfig[VXLAN].reqCount == {lif(1): 6}
+        assert copy.flat() == driver.lifs.flat() and copy.appConfig[EVPN] is kept and len(kept.reqCount) == 1
         assert driver.asked.appConfig[MPLS].reqCount == {lif(1): 1, lif(2): 2}
         heard = {(each.attribute, each.key): each.value for each in iter(changes.take, None)}
         assert heard["appConfig", MPLS] is None and heard["appConfig", VXLAN] is copy.appConfig[VXLAN]

@@ -8,7 +8,7 @@ import subprocess
 
 import pytest
 from chance import random_value
-from conftest import lif, listening
+from conftest import lif, listening, ran
 from loamtunnel import Refused, RequestFailed, Service, connect, schema, serve, sync
 from loamtunnel import text as texts
 from loamtunnel import to_wire, values
@@ -17,12 +17,6 @@ from loamtunnel.types import FapTypeProperties_JerichoProperties, LifAppConfigDi
 from test_values import VALUES
 
 MPLS = VtAppId.vtAppMpls
-
-
-def ran(program: str, *arguments: str, given: str = "", status: int = 0) -> str:
-    done = subprocess.run([program, *arguments], input=given, capture_output=True, text=True, timeout=60)
-    assert done.returncode == status, done.stderr
-    return done.stdout
 
 
 async def spoken(program: str, *command: str, given=()) -> str:

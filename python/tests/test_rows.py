@@ -2,9 +2,9 @@
 
 import json
 import random
-import subprocess
 
 import pytest
+from conftest import ran
 from loamtunnel import collect, row, rows, text, types
 from loamtunnel.types import AradLifAcMp, AradLifAcP2pToAc, AradLifEntry, AradLifPweToP2p, EvecValue, OutAcValue
 
@@ -14,12 +14,6 @@ FORMATS = [
     for chip, variants in chips.items()
     for variant in variants
 ]
-
-
-def ran(program: str, *arguments: str, given: str = "") -> str:
-    done = subprocess.run([program, *arguments], input=given, capture_output=True, text=True, timeout=60)
-    assert done.returncode == 0, done.stderr
-    return done.stdout
 
 
 def test_a_field_has_the_bits_of_its_chip():

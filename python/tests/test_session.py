@@ -100,22 +100,6 @@ def test_a_push_fills_what_the_other_side_gives_and_is_refused_in_its_words():
     assert len(pipe.ours.mounts) == len(pipe.theirs.mounts) == 1
 
 
-def test_a_new_connection_fills_the_same_copy_and_sweeps_what_has_gone():
-    lifs = LifAppConfigDir("lif")
-    for app in (MPLS, VXLAN):
-        lifs.appConfig.add(app).reqCount[lif(1)] = 1
-    pipe = Pipe(theirs=offering("lif", lifs))
-    copy = wanted(pipe, "lif")
-    kept = copy.appConfig[MPLS]
-    pipe.ours.close("gone")
-    del lifs.appConfig[VXLAN]
-    lifs.appConfig[MPLS].reqCount[lif(2)] = 2
-    del lifs.appConfig[MPLS].reqCount[lif(1)]
-    again = Pipe(theirs=pipe.theirs.service)
-    assert wanted(again, "lif", copy) is copy and copy.appConfig[MPLS] is kept
-    assert state(copy) == state(lifs)
-
-
 def test_a_relay_passes_on_what_it_is_told():
     lifs, middle = LifAppConfigDir("lif"), Service("relay")
     first = Pipe(ours=middle, theirs=offering("lif", lifs))
@@ -142,20 +126,6 @@ def test_a_full_stream_merges_changes_of_a_key():
     pipe.run()
     assert pipe.theirs.counts["records out"] - before == 2 and pipe.theirs.counts["coalesced"] == 50
     assert state(copy) == state(lifs)
-
-
-@pytest.mark.parametrize("ours", [True, False])
-def test_a_child_that_is_replaced_while_the_stream_is_full_is_another_one(ours):
-    lifs = LifAppConfigDir("lif")
-    lifs.appConfig.add(MPLS).reqCount[lif(1)] = 1
-    pipe = Pipe(theirs=offering("lif", lifs, writable=True))
-    copy = wanted(pipe, "lif")
-    tree, session = (copy, pipe.ours) if ours else (lifs, pipe.theirs)
-    session.has_room = False
-    del tree.appConfig[MPLS]
-    tree.appConfig.add(MPLS).reqCount[lif(2)] = 2
-    pipe.run()
-    assert state(copy) == state(lifs) and tree.appConfig[MPLS].reqCount == {lif(2): 2}
 
 
 def test_requests_are_answered_in_their_order_and_whole():
