@@ -128,6 +128,20 @@ def test_a_full_stream_merges_changes_of_a_key():
     assert state(copy) == state(lifs)
 
 
+@pytest.mark.parametrize("ours", [True, False])
+def test_a_child_that_is_replaced_while_the_stream_is_full_is_another_one(ours):
+    lifs = LifAppConfigDir("lif")
+    lifs.appConfig.add(MPLS).reqCount[lif(1)] = 1
+    pipe = Pipe(theirs=offering("lif", lifs, writable=True))
+    copy = wanted(pipe, "lif")
+    tree, session = (copy, pipe.ours) if ours else (lifs, pipe.theirs)
+    session.has_room = False
+    del tree.appConfig[MPLS]
+    tree.appConfig.add(MPLS).reqCount[lif(2)] = 2
+    pipe.run()
+    assert state(copy) == state(lifs) and tree.appConfig[MPLS].reqCount == {lif(2): 2}
+
+
 def test_requests_are_answered_in_their_order_and_whole():
     theirs, late = Service("driver"), []
     theirs.answer("echo", lambda peer, argument: argument)
