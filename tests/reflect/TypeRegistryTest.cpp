@@ -151,7 +151,11 @@ TEST(TypeRegistry, Definition) {
               (Lines{"-2 tint crates::Hue", "-3 shade U32", "-4 low U8", "-5 most U32",
                      "-6 mix(tint crates::Hue) U32", "130 weight U8"}));
     EXPECT_EQ(Dark::_fwkType()->base(), Colour::_fwkType());
-    EXPECT_EQ(Colour::_fwkType()->derivedTypeQQueue().head()->value, Dark::_fwkType());
+    std::vector<Kor::KorType*> derived;
+    for (auto const& each : Colour::_fwkType()->derivedTypeQQueue()) {
+        derived.push_back(each.value.ptr());
+    }
+    EXPECT_EQ(derived, std::vector{Dark::_fwkType()}); // once
     EXPECT_EQ(Dark::_fwkType()->constructorArgTypeQ(1), "crates::Hue");
     EXPECT_EQ(Dark::_fwkType()->constructorArgNameQ(2), "shade");
     EXPECT_EQ(Colour::_fwkType_Gloss()->scope(), Colour::_fwkType());

@@ -140,15 +140,16 @@ TEST(OutAc, TheFormatOfARowFollowsItsBits) {
     EXPECT_EQ(EedbAcConstants(), EedbAcConstants());
 }
 
+/// Of the chip 0 alone, by hand.
+Kor::OneAtATime maskOfOne() {
+    return Kor::OneAtATime().add(1u).add(0u).add(0u).add(0u);
+}
+
 TEST(OutAc, KeysOrderByChipsFirstAndHashTheHashOfTheFormat) {
     OutAcKey const low(Fapmask::of({0}), OutAcFormat(9));
     OutAcKey const high(Fapmask::of({1}), OutAcFormat(1));
     EXPECT_LT(low, high);
-    Kor::OneAtATime byHand;
-    for (U32 const word : {1u, 0u, 0u, 0u}) {
-        byHand.add(word);
-    }
-    EXPECT_EQ(low.hash(), byHand.add(OutAcFormat(9).hash()).finish());
+    EXPECT_EQ(low.hash(), maskOfOne().add(OutAcFormat(9).hash()).finish());
 }
 
 TEST(Evec, ACommandMadeFromANumberHasItsMembershipCheck) {
@@ -194,11 +195,7 @@ TEST(Evec, ASlotIsNullWithoutChipOrIndex) {
     EXPECT_FALSE(!slot);
     EXPECT_FALSE(!EvecEntry(slot));
     EXPECT_TRUE(!EvecEntry());
-    Kor::OneAtATime byHand;
-    for (U32 const word : {1u, 0u, 0u, 0u}) {
-        byHand.add(word);
-    }
-    EXPECT_EQ(slot.hash(), byHand.add(U16{3}).finish());
+    EXPECT_EQ(slot.hash(), maskOfOne().add(U16{3}).finish());
 }
 
 TEST(Ivec, CommandsHaveTheLayoutOfTheirRows) {
