@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -137,8 +136,7 @@ TEST(Command, EveryExampleBecomesARowOfEveryChip) {
         Outcome const rows =
             loamtunnel({"encode", "-a", "--rows", "-f", std::string(LOAM_EXAMPLES "/") + file});
         EXPECT_EQ(rows.status, 0) << file;
-        std::istringstream notes(rows.err); // of fields that some chips do not have
-        for (std::string line; std::getline(notes, line);) {
+        for (std::string const& line : support::linesOf(rows.err)) { // of fields that some chips do not have
             EXPECT_TRUE(line.find(" does not reach the row of chip") != line.npos ||
                         line.find(" loses bits on chips 3 and 4") != line.npos)
                 << line;
@@ -325,8 +323,7 @@ TEST(Command, SchemaIsSavedAndCompared) {
 /// The words of a text that begin so.
 std::set<std::string> wordsThatBegin(std::string const& text, std::string const& beginning) {
     std::set<std::string> words;
-    std::string word;
-    for (std::istringstream in(text); in >> word;) {
+    for (std::string word : support::wordsOf(text)) {
         word = word.substr(0, word.find_first_of(",\\;.:`)'="));
         if (word.starts_with(beginning) && word != beginning) {
             words.insert(word);
@@ -349,25 +346,19 @@ TEST(Command, ManualAndCompletionKnowEveryOption) {
     std::string const contents = manualPage({"--manual-page"});
     // What may stand in place of the last word, without what it means.
     auto const completed = [](std::string const& line) {
-        std::vector<std::string> words{"--complete"};
-        std::istringstream in(line.substr(0, line.rfind(' ')));
-        for (std::string word; in >> word;) {
-            words.push_back(word);
-        }
+        std::vector<std::string> words = support::wordsOf("--complete " + line.substr(0, line.rfind(' ')));
         words.push_back(line.substr(line.rfind(' ') + 1));
         Outcome const outcome = loamtunnel(words);
         EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.err, "");
         std::string all;
-        std::istringstream lines(outcome.out);
-        for (std::string each; std::getline(lines, each);) {
+        for (std::string const& each : support::linesOf(outcome.out)) {
             all += (all.empty() ? "" : " ") + each.substr(0, each.find('\t'));
         }
         return all;
     };
     std::vector<std::string> commands;
-    std::istringstream help(loamtunnel({"--help"}).out);
-    for (std::string line; std::getline(help, line);) {
+    for (std::string const& line : support::linesOf(loamtunnel({"--help"}).out)) {
         if (line.starts_with("  ") && line[2] != ' ' && line[2] != '-') {
             commands.push_back(line.substr(2, line.find(' ', 2) - 2));
         }
@@ -377,12 +368,7 @@ TEST(Command, ManualAndCompletionKnowEveryOption) {
         commands.push_back(std::string("log ") + each);
     }
     for (std::string const& command : commands) {
-        std::istringstream words(command + " --help");
-        std::vector<std::string> arguments;
-        for (std::string word; words >> word;) {
-            arguments.push_back(word);
-        }
-        std::string const text = loamtunnel(arguments).out;
+        std::string const text = loamtunnel(support::wordsOf(command + " --help")).out;
         std::string const options = text.substr(0, text.find("\n\n  loamtunnel"));
         std::string const page = command.substr(0, command.find(' '));
         std::string const manual = manualPage({"--manual-page", page});

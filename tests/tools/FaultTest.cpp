@@ -333,8 +333,7 @@ TEST_F(Faults, LoseNothingThatADriverHasAcknowledged) {
         EXPECT_TRUE(asked.status != 0 || there.out.find("index: ") != std::string::npos)
             << there.out << there.err;
         EXPECT_EQ(on("audit", {}).status, 0);
-        sound.kill(SIGTERM);
-        EXPECT_EQ(sound.join(), 0);
+        EXPECT_EQ(InFolder::ended(sound, SIGTERM), 0);
     }
     EXPECT_GT(served, 15u);
     EXPECT_GT(ended, 3u);

@@ -37,8 +37,7 @@ constexpr char const* evil = "\033[2J\u009b2J\u202egnp.exe\u2066\r\x9b\xff";
 constexpr char const* evilName = "x\u009b2J\u202egnp.exe\u2066\x9b";
 
 void expectPlain(std::string const& text) {
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
+    for (std::string const& line : support::linesOf(text)) {
         EXPECT_EQ(Kor::plainText(line), line);
     }
 }

@@ -379,12 +379,10 @@ TEST(Monitor, ASlowTerminalLosesLinesAndIsToldHowMany) {
         EXPECT_FALSE(lines.drain(0ms));
         terminal.open();
     }
-    std::string const all = terminal.str();
     // Each gap is told where it was; how many there are depends on when the writer looked.
-    std::istringstream lines(all);
     Kor::U64 told = 0;
     Kor::U64 written = 0;
-    for (std::string line; std::getline(lines, line);) {
+    for (std::string const& line : support::linesOf(terminal.str())) {
         bool const isGap = line.starts_with("-- ");
         told += isGap ? std::stoull(line.substr(3)) : 0;
         written += !isGap;

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
@@ -53,6 +54,11 @@ inline std::vector<std::string> linesOf(std::string const& text) {
         lines.push_back(line);
     }
     return lines;
+}
+
+inline std::vector<std::string> wordsOf(std::string const& text) {
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), {}};
 }
 
 /// Runs one command of a shell.
