@@ -119,8 +119,8 @@ public:
     void unmount(Ptr<Entity> const& entity);
 
     /// Called with each entity that the peer mounts, as made anew from its key or name. What it returns is
-    /// mounted until the peer unmounts it: that one, as without a hook, another one of the same class, or
-    /// null to refuse it.
+    /// mounted until the peer unmounts it or the connection is closed: the one that is offered, as without a
+    /// hook; another one of the same class; or null to refuse it.
     using RootHook = std::function<Ptr<Entity>(Ptr<Entity> const& offered)>;
     void rootHookIs(RootHook hook) { rootHook_ = std::move(hook); }
     /// The flags with which what the peer mounts is mounted here.
@@ -128,7 +128,7 @@ public:
 
     Name const& peerName() const noexcept { return peerName_; }
     void peerNameIs(Name name) noexcept { peerName_ = std::move(name); }
-    /// What the two sides have agreed on.
+    /// The protocol that the two sides have agreed on.
     U32 protocol() const noexcept { return protocol_; }
     void protocolIs(U32 protocol) noexcept { protocol_ = protocol; }
     Stats stats() const;
@@ -273,7 +273,7 @@ private:
     std::deque<EntityId> retired_;
     std::map<EntityId, Root> roots_;
     std::deque<EntityId> completed_;
-    /// Of the record that is being read.
+    /// By a record, for when it has been applied.
     std::optional<std::pair<EntityId, StreamAdapter::SyncMode>> syncModeTold_;
     /// All adapters with a flow-out.
     std::vector<StreamAdapter*> flowing_;

@@ -39,7 +39,8 @@ inline constexpr std::size_t headerMost = lengthBytes + 1 + 10 + 5 + 5;
 
 /// An integer, a bool or an enumerator, and the integer that carries it: bool alone is narrower than 16 bits.
 template <class T>
-concept Carried = std::is_integral_v<T> || std::is_enum_v<T>;
+concept Carried = std::is_enum_v<T> || std::is_same_v<T, bool> || std::is_same_v<T, U8> ||
+    (std::is_integral_v<T> && sizeof(T) > 1 && sizeof(T) <= 8);
 template <Carried T>
 using Carrier = std::conditional_t<std::is_same_v<T, bool>, U8,
                                    std::conditional_t<std::is_enum_v<T> || sizeof(T) == 4, U32,

@@ -16,7 +16,7 @@ count() {
     }
     sed -n 's/.*Collected : \([0-9]*\).*/\1/p' "$folder/log"
 }
-# What of that is in Fences and FenceAnswer (attrlog/session/internal/Fences.h) and in Fence.
+# What of that is in Fences (attrlog/session/internal/Parts.h) and in Fence.
 inFences() {
     callgrind_annotate --threshold=100 "$folder/profile" | sed 's/(.*%) //' |
         awk '$2 ~ /NboAttrLog::(detail::)?Fence/ { gsub(",", "", $1); sum += $1 } END { print sum + 0 }'

@@ -6,14 +6,10 @@
 
 namespace Kor {
 
-namespace {
-
-auto& known() {
+static auto& known() {
     static auto* const types = new std::unordered_map<std::string_view, AttrLogType const*>;
     return *types;
 }
-
-} // namespace
 
 AttrLogType const* AttrLogType::named(std::string_view typeName) {
     auto const at = known().find(typeName);

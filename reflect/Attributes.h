@@ -1,11 +1,13 @@
 #pragma once
 
 /// The attributes that values and entities are declared with. Each says its name, its types and its shape
-/// (reflect/Shape.h), and exists at compile time alone. What their operations do, cost and raise is told in
+/// (reflect/Shape.h), and exists at compile time alone:
 ///
-///     reflect/Value.h                   Stored, Settable, View, Constant, Computed
-///     reflect/entity/EntityPattern.h    KeyAttribute, FixedAttribute, Singleton, ...
-///     both                              Operation, ClassOperation, Arg
+///     Stored, Settable, View, Constant, Computed      of values (reflect/Value.h)
+///     Operation, ClassOperation, Arg                  of both
+///     KeyAttribute, FixedAttribute, Singleton, ...    of entities (reflect/entity/EntityPattern.h)
+///
+/// The two headers say what their operations cost, raise and do.
 ///
 /// A new kind of attribute is one declaration here, and what is truly new about it where it is stored
 /// (reflect/entity/Levels.h) or read. `Type` is the type that a reader gets, of an operation its result; a

@@ -90,12 +90,8 @@ Ptr<Entity> Dir::at(std::string_view path) {
     return here;
 }
 
-namespace {
-
 /// What directories that end on this thread have let go.
-constinit thread_local std::vector<Ptr<Entity>>* ending = nullptr;
-
-} // namespace
+static constinit thread_local std::vector<Ptr<Entity>>* ending = nullptr;
 
 /// Directories may stand in one another to any depth, so they end one after another.
 void Dir::zeroReferencesIs(bool zero) {

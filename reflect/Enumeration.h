@@ -7,6 +7,8 @@
 ///     KOR_ENUMERATION(LifType)                     // in its namespace, beside it; with what it means as in reflect/Texts.h
 ///     KOR_ENUMERATION_BODY(LifType)                // in one source file, same namespace
 ///
+/// From then on:
+///
 ///     LifType type = LifTypeInstance(4);           // lifAcMp
 ///     LifTypeInstance(99);                         // Kor::RangeException, "LifType"
 ///     stringValue(lifAcMp);                        // "lifAcMp"
@@ -22,7 +24,6 @@
 #include "runtime/Types.h"
 
 #include <array>
-#include <concepts>
 #include <iosfwd>
 #include <string>
 #include <string_view>

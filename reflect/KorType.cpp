@@ -64,19 +64,29 @@ void attributeIs(KorType& self, IntrospectionReactor& reactor, AttributeSpec con
                  std::string_view meaning) {
     Name const name = String8(spec.name);
     KorTypeAttr& attrs = *self.typeAttr();
-    // An operation that is declared again replaces that of the base, and means the same, unless it says
-    // otherwise. So does a map whose key is told by an attribute of the member.
-    if (spec.shape.isOperation() || spec.shape.keyInside) {
-        if (KorAttr const* const inherited = attrs.attr(name); meaning.empty() && inherited != nullptr) {
-            meaning = inherited->meaning();
-        }
-        attrs.attrDel(name);
-    }
+    KorType* const keyType = spec.keyType != nullptr ? spec.keyType() : nullptr;
     AttributeFlags const flags = flagsOf(spec.toldAs != nullptr ? *spec.toldAs : spec.shape);
-    reactor.defNoninstantiatingAttr(&self, name, spec.type(),
-                                    spec.keyType != nullptr ? spec.keyType() : nullptr, flags.flags,
-                                    flags.introspection, spec.id);
-    attrs.attr(name)->describe(spec, meaning);
+    if (!spec.shape.isOperation() && !spec.shape.keyInside) {
+        reactor.defNoninstantiatingAttr(&self, name, spec.type(), keyType, flags.flags, flags.introspection,
+                                        spec.id);
+        attrs.attr(name)->describe(spec, meaning);
+        return;
+    }
+    // An operation that is declared again replaces that of the base, and means the same, unless it says
+    // otherwise. So does a map whose key is told by an attribute of the member. Who hears of either can ask
+    // it for its arguments and its key.
+    if (KorAttr const* const inherited = attrs.attr(name); meaning.empty() && inherited != nullptr) {
+        meaning = inherited->meaning();
+    }
+    attrs.attrDel(name);
+    Ptr<KorAttr> const made = attrs.attrIs(name, spec.type(), attrs.attr(String8(spec.keyAttribute)), nullptr,
+                                           flags.flags, spec.id);
+    made->keyTypeIs(keyType);
+    made->describe(spec, meaning);
+    made->introspectionFlagsIs(flags.introspection);
+    self.attributeQEnq(made);
+    reactor.handleAttr(made);
+    reactor.handleAttrContextExit();
 }
 
 } // namespace
@@ -111,12 +121,8 @@ std::vector<Ptr<KorAttr const>> KorType::attributes() const {
 }
 
 KorAttr const* KorType::attribute(AttributeId id) const {
-    for (auto const& each : attributeQQueue()) {
-        if (each.value->attributeId() == id) {
-            return each.value.ptr();
-        }
-    }
-    return nullptr;
+    auto const at = byId_.find(id);
+    return at != byId_.end() ? at->second : nullptr;
 }
 
 std::string_view KorType::meaning() const {
@@ -182,13 +188,11 @@ void KorType::korDefine(IntrospectionReactor& reactor, std::function<void()> con
             reactor.handleAttrContextExit();
         }
     }
-    bool isFirst = true;
     for (AttributeSpec const& each : spec_->attributes) {
         attributeIs(*this, reactor, each,
                     each.shape.role == Role::fwkKey ? fwkKeyText : spec_->textOf(each.name));
-        if (isFirst) {
+        if (&each == spec_->attributes.data()) {
             nested();
-            isFirst = false;
         }
     }
     if (spec_->flags.isEnumType) { // its value, which no order has
@@ -201,6 +205,9 @@ void KorType::korDefine(IntrospectionReactor& reactor, std::function<void()> con
         valAttrIs(value);
     }
     reactor.handleScopeExit();
+    for (auto const& each : attributeQQueue()) {
+        byId_.try_emplace(each.value->attributeId(), each.value.ptr());
+    }
 }
 
 KorAttr::KorAttr(KorType* owner, Name name, KorType* type, KorType* keyType, AttrFlags flags, AttributeId id)
@@ -219,6 +226,7 @@ void KorAttr::describe(AttributeSpec const& spec, std::string_view meaning) {
     bits_ = spec.bits;
     isConst_ = spec.isConst;
     keyAttributeName_ = String8(spec.keyAttribute);
+    arguments_.clear();
     for (ArgumentSpec const& each : spec.arguments) {
         arguments_.push_back({String8(each.name), String8(each.type), each.passing});
     }

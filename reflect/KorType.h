@@ -21,6 +21,7 @@
 #include "runtime/LinkQueue.h"
 
 #include <functional>
+#include <map>
 #include <vector>
 
 namespace Kor {
@@ -188,7 +189,7 @@ public:
     std::vector<Ptr<KorAttr const>> attributes() const;
     KorTypeAttr* typeAttr() noexcept { return typeAttr_.ptr(); }
     KorTypeAttr const* typeAttr() const noexcept { return typeAttr_.ptr(); }
-    /// The attribute of that id, or null. Linear in the number of attributes.
+    /// The attribute of that id, or null. Kept from when the type was defined: one lookup.
     KorAttr const* attribute(AttributeId id) const;
     /// The attribute that a value of one attribute stands for, or null.
     KorAttr* valAttr() const noexcept { return valAttr_; }
@@ -268,6 +269,7 @@ private:
     Ptr<KorAttr> defaultCollection_;
     mutable KorAttr* valAttr_ = nullptr;
     TypeSpec const* spec_;
+    std::map<AttributeId, KorAttr const*> byId_;
 };
 
 } // namespace Kor

@@ -97,11 +97,7 @@ void rethrowFromDeserializeAttr(RangeException const& inner, String8& attribute)
     throw RangeException(format("attribute %s: %s", attribute.charPtr(), inner.what()), inner.ids());
 }
 
-namespace {
-
-thread_local unsigned exactNumbers = 0;
-
-} // namespace
+static thread_local unsigned exactNumbers = 0;
 
 ExactNumbers::ExactNumbers() {
     ++exactNumbers;

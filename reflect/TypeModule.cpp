@@ -7,7 +7,6 @@
 #include <map>
 #include <string>
 #include <unordered_map>
-#include <utility>
 
 namespace Kor {
 

@@ -117,7 +117,8 @@ struct TypeModuleOf {
     }
 };
 
-/// The types of the framework itself, which every other module loads.
+/// The types of the framework itself, which every other module loads. Who uses the list includes
+/// reflect/Dir.h.
 TypeModule& frameworkTypes();
 using FrameworkTypes = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, BytePtr, String8, Name,
                                     PtrInterface, Entity, KorType, Dir>;

@@ -14,13 +14,10 @@
 #include <algorithm>
 #include <array>
 #include <span>
-#include <tuple>
 
 namespace Kor {
 
 namespace detail {
-
-// Signatures
 
 /// The type in the registry for one of C++: an object for a reference or counted pointer to it.
 template <class T, class Plain = std::remove_cvref_t<T>>
@@ -177,8 +174,6 @@ constexpr KorType::Abilities abilitiesOf() {
     }
     return abilities;
 }
-
-// Whole types
 
 /// The constructor's arguments: of a value what it stores, of an object the key, a name, or none.
 template <class T>

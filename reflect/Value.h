@@ -35,7 +35,6 @@
 #include <compare>
 #include <concepts>
 #include <cstddef>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 

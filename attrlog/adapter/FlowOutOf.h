@@ -6,7 +6,7 @@
 /// A barrier is a place in what a connection sends: all that was changed before it leaves before it
 /// (Demuxer::barrierIs()). While one is open, what waited when it was raised stands beside the marks: each
 /// with the number of its barrier, and in order, so that it leaves before what was marked later. What is
-/// marked again keeps its place. Nothing of it exists while no barrier is open.
+/// marked again keeps its place. While no barrier is open, an attribute has one word for it.
 
 #include "attrlog/adapter/FlowOut.h"
 #include "reflect/entity/EntityPattern.h"
@@ -191,6 +191,10 @@ public:
     }
     ~FlowOutOf() override { freeBookmark(); }
 
+    template <class Visit>
+    static void each(Visit const& visit) {
+        detail::forEach(Wire(), visit);
+    }
     template <class A>
     auto& marks() noexcept {
         return std::get<detail::Marks<A>>(marks_);
@@ -225,11 +229,6 @@ public:
 private:
     template <class A>
     static constexpr AttributeId idOf = X::template attributeIdOf<typename A::Name>();
-    template <class Visit>
-    static void each(Visit const& visit) {
-        detail::forEach(Wire(), visit);
-    }
-
     decltype(detail::tupleOf<detail::Marks>(Wire())) marks_;
 };
 

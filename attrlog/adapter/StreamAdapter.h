@@ -6,7 +6,8 @@
 ///
 /// What it sends. While the stream has room, each change goes out at once. When it has none, or while earlier
 /// changes wait, the changed key is marked in a flow-out, and leaves with its last state when there is room,
-/// also as deleted. So a key's records leave in the order of its changes; between keys there is no order.
+/// also as deleted: nothing is lost, and what changes twice meanwhile is sent once. So a key's records leave
+/// in the order of its changes; between keys there is no order.
 ///
 /// What it applies goes through the entity's own setters, with the active bit set, which keeps this adapter
 /// from sending it back. What other reactors do about it, in their handlers, is sent as any change.
@@ -188,6 +189,7 @@ public:
     void awaitsPassIs(bool awaits);
     /// What waits here is only own changes that wait for the peer's full state.
     bool isHeldBack() const noexcept { return flag(Bit::awaitsPass) && flowOut_ && !flowOut_->isFull(); }
+    /// Owes all that waits here to a barrier; how much that is.
     U64 owe(U64 barrier);
     void sendSyncMode(SyncMode mode);
 

@@ -168,7 +168,7 @@ public:
         }
         AttributeId resume = 0;
         bool yields = false; // at the next attribute, once the current one is over
-        each([&]<class A>() {
+        FlowOut::each([&]<class A>() {
             if (resume != 0 || idOf<A> < from) {
                 return;
             }
@@ -229,7 +229,7 @@ public:
     }
     bool hasContent() const override {
         bool any = false;
-        each([&]<class A>() {
+        FlowOut::each([&]<class A>() {
             if constexpr (A::shape.keyed) {
                 any = any || !A::Name::map(*notifier()).empty();
             } else {
@@ -360,10 +360,6 @@ private:
     template <class A>
     static constexpr AttributeId idOf = X::template attributeIdOf<typename A::Name>();
 
-    template <class Visit>
-    static void each(Visit const& visit) {
-        detail::forEach(Wire(), visit);
-    }
     /// In a protocol before the second the sync mode stands for the markers of the peer's passes.
     void peerPassesFromSyncMode() {
         auto const* const demuxer = this->streamDemuxer();
@@ -877,7 +873,7 @@ private:
     /// What the peer has is new and empty: what stood here before goes, but not what was written meanwhile.
     void forgetContent() {
         Ptr<X> const entity = notifier();
-        each([&]<class A>() {
+        FlowOut::each([&]<class A>() {
             if constexpr (A::shape.keyed) {
                 sweep<A>(*entity, AttrTransactionType::start);
                 sweep<A>(*entity, AttrTransactionType::end);

@@ -4,6 +4,7 @@
 #include "runtime/HandlerExceptions.h"
 
 #include <algorithm>
+#include <exception>
 #include <random>
 
 namespace Kor::NboAttrLog {
@@ -152,9 +153,17 @@ bool Session::Impl::read(AttributeId attribute, In& in) {
     if (attribute == helloAttribute) {
         hello.read(in);
         offers.begin();
-        tell(core.hooks.established, core.self);
-        pushes.begin();
-        core.established();
+        auto const begin = [this] {
+            pushes.begin();
+            core.established();
+        };
+        try {
+            tell(core.hooks.established, core.self);
+        } catch (...) { // what waits for the hello begins all the same
+            begin();
+            throw;
+        }
+        begin();
     } else if (magnitude == offerAttribute) {
         wishes.readOffer(in, attribute < 0);
     } else if (attribute == offersKnownAttribute) {

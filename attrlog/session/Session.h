@@ -38,8 +38,9 @@
 ///
 /// Hooks are called from receive(), flow(), close() and cut(), and may do anything but call receive() and
 /// flow(). They should not throw: what one throws leaves the operation that called it, at the end of a
-/// session once all others have been told. One thread. A root that nobody wants costs its path, a peer that
-/// never reads the ring, one mark a changed key, and a bounded number of answers.
+/// session once all others have been told; in receive() a Kor::Exception is counted as a refused record, and
+/// any other ends the session. One thread. A root that nobody wants costs its path, a peer that never reads
+/// the ring, one mark a changed key, and a bounded number of answers.
 
 #include "attrlog/Demuxer.h"
 #include "attrlog/session/Service.h"

@@ -53,34 +53,35 @@ private:
     std::string_view what_;
 };
 
+struct KeyedAccess;
+
 /// A walk over a map. It keeps the object, since another one could come to lie at its address.
 struct Walk {
-    virtual ~Walk() = default;
-    virtual Walk* clone() const = 0;
-    virtual bool isAtEnd() const = 0;
-    virtual Ptr<GenericIf> key() const = 0;
-    virtual Ptr<GenericIf> value(bool isConst) const = 0;
-    /// A step. Ends the walk if `object`, what the box holds now, is another one, or null.
-    virtual void advance(void* object) = 0;
+    KeyedAccess const* access;
+    Ptr<PtrInterface const> object;
 };
 
-/// How a map is reached. A key is in its box.
+/// How a map is reached. A key is in its box. Plain functions: the names of classes would take more room.
 struct KeyedAccess {
-    virtual Ptr<GenericIf> get(void* object, GenericIf const& key, bool isConst) const = 0;
-    virtual U32 count(void* object) const = 0;
-    virtual U32 version(void* object) const = 0;
-    virtual bool contains(void* object, GenericIf const& key) const = 0;
-    virtual Ptr<GenericIf> set(void* object, GenericIf const* key, GenericIf const* value) const = 0;
-    virtual Ptr<GenericIf> del(void* object, GenericIf const& key) const = 0;
+    char const* keyName;
+    Ptr<GenericIf> (*get)(void* object, GenericIf const& key, bool isConst);
+    U32 (*count)(void* object);
+    U32 (*version)(void* object);
+    bool (*contains)(void* object, GenericIf const& key);
+    Ptr<GenericIf> (*set)(void* object, GenericIf const* key, GenericIf const* value);
+    Ptr<GenericIf> (*del)(void* object, GenericIf const& key);
     /// Reads a member without boxes; false if key or value are of other types, or members are objects.
-    virtual bool read(void* object, KorType const* keyType, void const* key, KorType const* type,
-                      void* into) const = 0;
-    /// From the key on, or from the first.
-    virtual Walk* walk(void* object, GenericIf const* key) const = 0;
-    virtual char const* keyName() const = 0;
+    bool (*read)(void* object, KorType const* keyType, void const* key, KorType const* type, void* into);
 
-protected:
-    ~KeyedAccess() = default;
+    /// From the key on, or from the first.
+    Walk* (*walk)(void* object, GenericIf const* key);
+    Ptr<GenericIf> (*walkKey)(Walk* walk);
+    Ptr<GenericIf> (*walkValue)(Walk* walk, bool isConst);
+    /// A step. Ends the walk if `object`, what the box holds now, is another one, or null.
+    void (*walkInc)(Walk* walk, void* object);
+    Walk* (*walkClone)(Walk* walk);
+    bool (*walkNonNull)(Walk* walk);
+    void (*walkDel)(Walk* walk);
 };
 
 struct BoxAttribute {
@@ -216,7 +217,7 @@ consteval auto walkOf() {
 
 /// A map, or a queue as a map from its numbers.
 template <class T, class A>
-struct KeyedBoxing final : KeyedAccess {
+struct KeyedBoxing {
     using Forms = typename A::Name;
     using K = typename A::Key;
     using V = typename A::Value;
@@ -225,24 +226,10 @@ struct KeyedBoxing final : KeyedAccess {
     static constexpr Shape shape = A::shape;
     static constexpr bool isQueue = shape.role == Role::queue;
 
-    struct State final : Walk {
-        State(T const* owner, At start) : object(owner), at(std::move(start)) {}
-        Walk* clone() const override { return new State(*this); }
-        bool isAtEnd() const override { return !at; }
-        Ptr<GenericIf> key() const override { return boxOf<K>(keyAt(at), true); }
-        Ptr<GenericIf> value(bool isConst) const override { return boxMember(*at, isConst); }
-        void advance(void* now) override {
-            if (now != nullptr && at.map() == &map(now)) {
-                at.advance();
-            } else {
-                at = At(); // the box has another object
-            }
-        }
-
-        Ptr<T const> object;
+    struct State : Walk {
         At at;
     };
-
+    static At& at(Walk* walk) { return static_cast<State*>(walk)->at; }
     static K keyAt(At const& at) {
         if constexpr (isQueue) {
             return at.key();
@@ -263,7 +250,7 @@ struct KeyedBoxing final : KeyedAccess {
         }
     }
 
-    Ptr<GenericIf> get(void* object, GenericIf const& key, bool isConst) const override {
+    static Ptr<GenericIf> get(void* object, GenericIf const& key, bool isConst) {
         if (auto* const found = map(object).member(unbox<K>(key))) {
             return boxMember(*found, isConst);
         }
@@ -273,7 +260,7 @@ struct KeyedBoxing final : KeyedAccess {
             return boxOf(V(), isConst);
         }
     }
-    U32 count(void* object) const override {
+    static U32 count(void* object) {
         if constexpr (isQueue) {
             U32 count = 0;
             for (At at(&map(object)); at; at.advance()) {
@@ -284,11 +271,11 @@ struct KeyedBoxing final : KeyedAccess {
             return map(object).count();
         }
     }
-    U32 version(void* object) const override { return map(object).version(); }
-    bool contains(void* object, GenericIf const& key) const override {
+    static U32 version(void* object) { return map(object).version(); }
+    static bool contains(void* object, GenericIf const& key) {
         return map(object).member(unbox<K>(key)) != nullptr;
     }
-    Ptr<GenericIf> set(void* object, GenericIf const* key, GenericIf const* value) const override {
+    static Ptr<GenericIf> set(void* object, GenericIf const* key, GenericIf const* value) {
         T& self = *static_cast<T*>(object);
         if constexpr (shape.child) {
             return boxOf(Ptr<typename A::Type>(Forms::set(self, unbox<K>(*key))));
@@ -300,11 +287,10 @@ struct KeyedBoxing final : KeyedAccess {
         }
         return nullptr;
     }
-    Ptr<GenericIf> del(void* object, GenericIf const& key) const override {
+    static Ptr<GenericIf> del(void* object, GenericIf const& key) {
         return boxOf(Forms::del(*static_cast<T*>(object), unbox<K>(key)));
     }
-    bool read(void* object, KorType const* keyType, void const* key, KorType const* type,
-              void* into) const override {
+    static bool read(void* object, KorType const* keyType, void const* key, KorType const* type, void* into) {
         if constexpr (shape.holdsObjects() || isQueue) {
             return false;
         } else {
@@ -315,26 +301,40 @@ struct KeyedBoxing final : KeyedAccess {
             return fits;
         }
     }
-    Walk* walk(void* object, GenericIf const* key) const override {
+    static Walk* walk(void* object, GenericIf const* key) {
         Map& from = map(object);
-        At at = key == nullptr ? At(&from) : At(&from, unbox<K>(*key));
-        if (key != nullptr && at && !(keyAt(at) == unbox<K>(*key))) {
-            at = At();
+        At start = key == nullptr ? At(&from) : At(&from, unbox<K>(*key));
+        if (key != nullptr && start && !(keyAt(start) == unbox<K>(*key))) {
+            start = At();
         }
-        return new State(static_cast<T const*>(object), std::move(at));
+        return new State{{&access, static_cast<T const*>(object)}, std::move(start)};
     }
-    char const* keyName() const override {
+    static Ptr<GenericIf> walkKey(Walk* walk) { return boxOf<K>(keyAt(at(walk)), true); }
+    static Ptr<GenericIf> walkValue(Walk* walk, bool isConst) { return boxMember(*at(walk), isConst); }
+    static void walkInc(Walk* walk, void* object) {
+        if (object != nullptr && at(walk).map() == &map(object)) {
+            at(walk).advance();
+        } else {
+            at(walk) = At(); // the box has another object
+        }
+    }
+    static Walk* walkClone(Walk* walk) { return new State(*static_cast<State*>(walk)); }
+    static bool walkNonNull(Walk* walk) { return static_cast<bool>(at(walk)); }
+    static void walkDel(Walk* walk) { delete static_cast<State*>(walk); }
+
+    static constexpr char const* keyName() {
         if constexpr (shape.keyInside) {
             return A::KeyName::text;
         } else {
             return "kor_index";
         }
     }
+    static constexpr KeyedAccess access{keyName(),  &get,     &count,     &version,     &contains,
+                                        &set,       &del,     &read,      &walk,        &walkKey,
+                                        &walkValue, &walkInc, &walkClone, &walkNonNull, &walkDel};
 };
-template <class T, class A>
-inline constexpr KeyedBoxing<T, A> keyedBoxing{};
 
-/// An id without an attribute has none.
+/// Empty for an id that no attribute has.
 template <class T, class A>
 constexpr BoxAttribute boxAttribute() {
     constexpr Shape shape = A::shape;
@@ -343,7 +343,7 @@ constexpr BoxAttribute boxAttribute() {
     } else if constexpr (shape.isOperation()) {
         return {.name = A::Name::text, .shape = shape, .call = &callOperation<T, A>};
     } else if constexpr (shape.keyed) {
-        return {.name = A::Name::text, .shape = shape, .keyed = &keyedBoxing<T, A>};
+        return {.name = A::Name::text, .shape = shape, .keyed = &KeyedBoxing<T, A>::access};
     } else {
         return ScalarBoxing<T, A>::attribute();
     }

@@ -223,7 +223,7 @@ detail::Walk* walkOf(GenericIf::AttributeIteratorConst const& at) {
 /// The walk of an iterator that is not at its end; null otherwise.
 detail::Walk* standing(GenericIf::AttributeIteratorConst const& at) {
     detail::Walk* const walk = walkOf(at);
-    return walk != nullptr && !walk->isAtEnd() ? walk : nullptr;
+    return walk != nullptr && walk->access->walkNonNull(walk) ? walk : nullptr;
 }
 
 } // namespace
@@ -234,7 +234,7 @@ GenericIf::AttributeIteratorConst GenericIf::walk(AttributeId attribute, Key con
         throwNoAttribute(*this, attribute);
     }
     detail::KeyedAccess const& keyed = *at.attribute->keyed;
-    GenericIf const* const from = key != nullptr ? &detail::needKey(*key, keyed.keyName()) : nullptr;
+    GenericIf const* const from = key != nullptr ? &detail::needKey(*key, keyed.keyName) : nullptr;
     if (place_ == nullptr) {
         throwNoObject();
     }
@@ -259,31 +259,33 @@ GenericIf::AttributeIteratorConst GenericIf::attributeIteratorKey(AttributeId at
 }
 
 Ptr<GenericIf> GenericIf::attributeIterator_iterObj(AttributeIteratorConst const& at) {
-    detail::Walk const* const walk = standing(at);
-    return walk != nullptr ? walk->value(isConst_) : nullptr;
+    detail::Walk* const walk = standing(at);
+    return walk != nullptr ? walk->access->walkValue(walk, isConst_) : nullptr;
 }
 GenericIf::Key GenericIf::attributeIterator_iterObj(AttributeIteratorConst const& at) const {
     return const_cast<GenericIf*>(this)->attributeIterator_iterObj(at);
 }
 void* GenericIf::attributeIterator_iterInc(AttributeIteratorConst const& at) const {
     if (detail::Walk* const walk = walkOf(at)) {
-        walk->advance(reached(at.attributeId()).object);
+        walk->access->walkInc(walk, reached(at.attributeId()).object);
     }
     return nullptr;
 }
 GenericIf::Key GenericIf::attributeIterator_iterKey(AttributeIteratorConst const& at) const {
-    detail::Walk const* const walk = standing(at);
-    return walk != nullptr ? walk->key() : nullptr;
+    detail::Walk* const walk = standing(at);
+    return walk != nullptr ? walk->access->walkKey(walk) : nullptr;
 }
 void* GenericIf::attributeIterator_iterClone(AttributeIteratorConst const& at) const {
-    detail::Walk const* const walk = walkOf(at);
-    return walk != nullptr ? walk->clone() : nullptr;
+    detail::Walk* const walk = walkOf(at);
+    return walk != nullptr ? walk->access->walkClone(walk) : nullptr;
 }
 bool GenericIf::attributeIterator_nonNull(AttributeIteratorConst const& at) const {
     return standing(at) != nullptr;
 }
 void* GenericIf::attributeIterator_iterDel(AttributeIteratorConst const& at) const {
-    delete walkOf(at);
+    if (detail::Walk* const walk = walkOf(at)) {
+        walk->access->walkDel(walk);
+    }
     return nullptr;
 }
 
@@ -457,7 +459,7 @@ Ptr<GenericIf> setMember(Reached at, GenericIf::Key const& key, Ptr<GenericIf> c
     if (attribute.shape.child) {
         needNoKey(attribute, key);
         ArgumentReader arguments(value.ptr(), attribute.name);
-        GenericIf const& childKey = arguments.next(keyed.keyName());
+        GenericIf const& childKey = arguments.next(keyed.keyName);
         keyed.contains(at.object, childKey); // its type is looked at before what follows it
         arguments.end();
         return keyed.set(at.object, &childKey, nullptr);
@@ -467,7 +469,7 @@ Ptr<GenericIf> setMember(Reached at, GenericIf::Key const& key, Ptr<GenericIf> c
         needValue(attribute, value);
         return keyed.set(at.object, nullptr, value.ptr());
     }
-    needKey(key, keyed.keyName());
+    needKey(key, keyed.keyName);
     if (!value && !attribute.shape.reference) {
         keyed.contains(at.object, *key); // its type is looked at before the value
         GenericIf::throwTypeException(attribute.name);

@@ -42,8 +42,6 @@
 #include "runtime/Exception.h"
 #include "runtime/LinkedQueue.h"
 
-#include <typeinfo>
-
 namespace Kor {
 
 namespace detail {
@@ -195,7 +193,7 @@ protected:
     [[noreturn]] void throwNoObject() const;
 
 private:
-    // False when it takes boxes, or when the call is to be refused. No key has no type.
+    // False when it takes boxes, or when the call is to be refused. `keyType` is null for a call without key.
     bool read(AttributeId attribute, KorType const* keyType, void const* key, KorType const* type,
               void* into);
     bool write(AttributeId attribute, KorType const* type, void const* value);

@@ -34,8 +34,7 @@
 ///     FreeId          no attribute: an id that stays free
 ///
 /// The map operations: xDel(K) and xDel(iterator), which return what was there, xDelAll(), xNotify(K), and
-/// for a walk xMap() and xIterator(). An absent key is no error: to read or delete it
-/// gives T's default or a null pointer.
+/// for a walk xMap() and xIterator(). To read or delete an absent key gives T's default or a null pointer.
 ///
 /// A write that changes nothing does nothing. Otherwise the change is stored, the version rises by one, and
 /// then the reactors are told with the key, on the caller's stack (runtime/Notification.h). Two exceptions:

@@ -503,6 +503,8 @@ TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {
     EXPECT_TRUE(announce(*link.b, EntityId::ofNumber(2 << 2 | 3)));
     EXPECT_FALSE(announce(*link.b, EntityId::ofNumber(3 << 2 | 3)));
     EXPECT_EQ(link.b->closeReason(), "peer has more entities than the limit");
+    EXPECT_FALSE(announce(*link.a, EntityId::ofNumber(1 << 2 | 3)));
+    EXPECT_EQ(link.a->closeReason(), "record gives an id that is not the sender's to give");
 }
 
 } // namespace

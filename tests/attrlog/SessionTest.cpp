@@ -141,6 +141,9 @@ TEST(Hello, ThatDoesNotFitIsRefusedAndThePeerIsToldWhy) {
         {Raw().record({{7, 0}, 258, true}, nothing), "record comes before the hello"},
         {Raw().hello().hello(), "record is a second hello"},
     };
+    Sessions newer;
+    EXPECT_TRUE(Raw(Session::magic, 1, 9).hello().to(*newer.b));
+    EXPECT_EQ(newer.b->demuxer().protocol(), 3u);
     for (auto const& each : refused) {
         for (std::size_t const piece : {std::size_t{1}, std::size_t{100'000}}) {
             SCOPED_TRACE(each.reason);
@@ -185,8 +188,6 @@ TEST(Goodbye, WaitsForRoomAndIsTheLastWord) {
     EXPECT_EQ(cut.b->out()->pending(), 0u);
 }
 
-// What each side says, in records, as the page has it: a client wants one root, pushes another one, asks, and
-// leaves.
 TEST(Goodbye, ReachesEveryHookWhateverTheOthersThrow) {
     Sessions two;
     std::vector<std::string> told;
@@ -233,6 +234,21 @@ TEST(Goodbye, ReachesEveryHookWhateverTheOthersThrow) {
     EXPECT_EQ(told.size(), 9u);
 }
 
+TEST(Hello, WhoseHookThrowsBeginsWhatHasWaitedForIt) {
+    Sessions two;
+    two.a->hooksIs({[](Session&) { throw RangeException("no"); }, {}, {}});
+    two.a->push("pushed", hwIvecsFactory("pushed"));
+    two.offeredByB->acceptIs("", [](Session&, Name const&, Ptr<Entity> const& made) { return made; }, {});
+    FenceOutcome outcome = FenceOutcome::gone;
+    two.a->fence(FenceLevel::applied, [&](FenceResult const& result) { outcome = result.outcome; });
+    two.quiet();
+    EXPECT_EQ(two.a->stats().refusedRecords, 1u);
+    EXPECT_TRUE(two.a->hasMounted("pushed") || two.b->demuxer().mounted() == 1u);
+    EXPECT_EQ(outcome, FenceOutcome::applied);
+}
+
+// What each side says, in records, as the page has it: a client wants one root, pushes another one, asks, and
+// leaves.
 TEST(Session, TheExchangeIsThatOfThePage) {
     auto const dir = lifAppConfigDirFactory("lif");
     dir->appConfigIs(Loam::vtAppMpls);

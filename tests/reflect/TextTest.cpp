@@ -191,6 +191,8 @@ TEST(Text, AVariantReadsAndWritesItsOwnName) {
 TEST(Text, OfAnEnumerationIsFoundWithoutItsNamespace) {
     EXPECT_EQ(valueToStrep(static_cast<EedbFormat>(9)), "'EedbFormat(9)'");
     EXPECT_EQ(valueToStrep(AradIvecFormat::removeOneTag), "'removeOneTag'");
+    EXPECT_EQ(support::refusal([] { AradIvecFormat::TagsToRemoveOptionInstance(3u); }),
+              "AradIvecFormat::TagsToRemoveOption");
     EXPECT_EQ(refusal<AradIvecFormat::TagsToRemoveOption>("'x'"), "TagsToRemoveOption");
 }
 

@@ -60,6 +60,7 @@ class Tin
                            Kor::VirtualOperation<Kor::name::mix, U32(Kor::Arg<Kor::name::shade, U32>)>> {
 public:
     using EntityOver::EntityOver;
+    struct Hearer {}; // a word by which the library tells its own reactors
     virtual U32 mix(U32 shade) const { return shade; }
 };
 

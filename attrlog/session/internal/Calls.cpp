@@ -27,7 +27,7 @@ void Session::call(Name const& verb, String8 const& argument, Reply reply, CallO
     if (order == CallOrder::overtakes) {
         calls.ready(id);
     } else {
-        core.whenEstablished([&calls, &core, id] { core.afterChanges([&calls, id] { calls.ready(id); }); });
+        core.whenEstablished([&calls, id] { calls.core_.afterChanges([&calls, id] { calls.ready(id); }); });
     }
 }
 

@@ -1,0 +1,7 @@
+#pragma once
+
+/// A name that directories share with values and entities.
+
+#include "reflect/Names.h"
+
+KOR_NAME(entry, Entry, entity)
