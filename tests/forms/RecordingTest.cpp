@@ -15,6 +15,7 @@ namespace {
 
 using namespace Kor;
 using namespace Kor::NboAttrLog;
+using namespace Hardware;
 using namespace Hardware::LoamTunnel;
 using support::Link;
 using support::Random;

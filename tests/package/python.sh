@@ -11,7 +11,7 @@ mkdir "$work/python"
 cp -r "$source/python/tests" "$work/python/"
 cp -r "$source/docs" "$source/conformance" "$work/"
 cd "$work/python"
-export LOAM_PROGRAM="$program" PYTHONDONTWRITEBYTECODE=1
+export LOAM_PROGRAM="$program" PYTHONDONTWRITEBYTECODE="" PYTHONPYCACHEPREFIX="$work/pycache"
 from=$(/usr/bin/python3 -c 'import loamtunnel; print(loamtunnel.__file__)')
 case $from in
 */dist-packages/loamtunnel/__init__.py) ;;
