@@ -44,6 +44,14 @@ Option Option::orOf(char const* variable) const {
     return *this;
 }
 
+bool Option::isGiven() const {
+    return option_->count() != 0;
+}
+
+std::string Option::name() const {
+    return option_->get_name();
+}
+
 Option Takes::flag(char const* name, bool& to, char const* text) {
     return Option(command_.add_flag(name, to, text));
 }
@@ -135,15 +143,20 @@ void Takes::output(Output& output, char const* own) {
                    "no format", std::string("Print as table, json or csv") + own);
     command_.add_flag_callback(
         "--json", [&output] { output.format = Format::json; }, "The same as --format json");
-    command_.add_flag_callback(
+    auto* const headings = command_.add_flag_callback(
         "--no-headings", [&output] { output.headings = false; }, "Leave the heading lines out");
+    refuseInJson(Option(headings), output, "has no headings");
 }
 
-void Takes::form(Output& output) {
-    choice<Form>("--form", output.form, {{"short", formNamed("short")}, {"text", formNamed("text")}}, "FORM",
-                 "no form",
-                 "How values look: short, or text, the form that names all stored attributes (default: "
-                 "short)");
+void Takes::form(Output& output, bool isInJson) {
+    Option const form =
+        choice<Form>("--form", output.form, {{"short", formNamed("short")}, {"text", formNamed("text")}},
+                     "FORM", "no form",
+                     "How values look: short, or text, the form that names all stored attributes (default: "
+                     "short)");
+    if (!isInJson) {
+        refuseInJson(form, output, "has values in a form of its own");
+    }
 }
 
 void Takes::socket(std::string& address) {
@@ -180,6 +193,22 @@ void Takes::filter(ChangeFilter& filter) {
             filter.attribute = name;
         },
         "NAME", "Show those of this attribute, such as reqCount");
+}
+
+void Takes::refuseInJson(Option option, Output const& output, char const* why) {
+    checks_.emplace_back([option, &output, why] {
+        if (output.format == Format::json && option.isGiven()) {
+            throw WrongUsage(option.name() + " goes with no JSON, which " + why);
+        }
+    });
+}
+
+std::function<void()> Takes::check() const {
+    return [checks = checks_] {
+        for (auto const& each : checks) {
+            each();
+        }
+    };
 }
 
 void Command::addTo(CLI::App& app, Context& context) const {

@@ -55,6 +55,8 @@ public:
     Option oneOf(std::vector<std::string> const& known, std::string const& refusal) const;
     /// It is given where this variable of the environment is.
     Option orOf(char const* variable) const;
+    bool isGiven() const;
+    std::string name() const;
 
 private:
     CLI::Option* option_;
@@ -111,8 +113,8 @@ public:
     void row(RowOptions& row);
     /// How results are printed.
     void output(Output& output, char const* own);
-    /// How values look, for commands that print some.
-    void form(Output& output);
+    /// How values look, for commands that print some; in JSON of a few the keys, too.
+    void form(Output& output, bool isInJson = false);
     /// The address of a process.
     void socket(std::string& address);
     /// The same, and how long to wait for it. In a shell its own, of which the time alone can be chosen.
@@ -120,9 +122,15 @@ public:
     /// Which changes of a live tree are shown.
     void filter(ChangeFilter& filter);
 
+    /// Called once all is read; throws WrongUsage for options that do not go together.
+    std::function<void()> check() const;
+
 private:
+    void refuseInJson(Option option, Output const& output, char const* why);
+
     CLI::App& command_;
     Context& context_;
+    std::vector<std::function<void()>> checks_;
 };
 
 /// A row, whatever its options are.
@@ -162,7 +170,8 @@ struct Row {
                     auto const options = std::make_shared<Options>();
                     Takes all(command, context);
                     takes(all, *options);
-                    afterReading(command, [&context, options, run, told] {
+                    afterReading(command, [&context, options, run, told, check = all.check()] {
+                        check();
                         context.runsUntilTold = told != nullptr && told(context, *options);
                         try {
                             run(context, *options);

@@ -377,9 +377,9 @@ Completion Completer::path(std::string_view text, Live& live) {
         Completion all = value(std::string(place.attribute->keyType()->typeName().view()), key, live);
         all.from += begin;
         std::set<std::string, std::less<>> there;
-        for (std::string& each : list(place)) {
-            if (each.starts_with(key)) {
-                there.insert(std::move(each));
+        for (Forms::Listed& each : list(place)) {
+            if (each.text.starts_with(key)) {
+                there.insert(std::move(each.text));
             }
         }
         constexpr std::size_t most = 1000; // with more, nobody chooses: what comes next is typed
@@ -408,9 +408,10 @@ Completion Completer::path(std::string_view text, Live& live) {
         return fitting(0, text, std::move(roots));
     }
     std::vector<std::string> names;
-    for (std::string const& line : list(live.at(std::string(text.substr(0, dot))))) {
-        std::size_t const end = line.find_first_of(":[(");
-        names.push_back(line.substr(0, end) + (end != line.npos && line[end] == '[' ? "[" : ""));
+    for (Forms::Listed const& each : list(live.at(std::string(text.substr(0, dot))))) {
+        std::size_t const end = each.text.find_first_of(":[(");
+        names.push_back(each.text.substr(0, end) +
+                        (end != each.text.npos && each.text[end] == '[' ? "[" : ""));
     }
     return fitting(dot + 1, text.substr(dot + 1), std::move(names));
 }

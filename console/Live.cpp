@@ -47,6 +47,15 @@ NoConnection noConnection(std::string const& address, std::string_view reason) {
                         (reason.empty() ? "no answer in time" : std::string(reason)));
 }
 
+Kor::Link::Connector connectorTo(Kor::Link::Loop& loop, Kor::Link::Address const& address,
+                                 Kor::Link::ConnectorConfig const& config) {
+    try {
+        return Kor::Link::Connector(loop, address, config);
+    } catch (Kor::RangeException const& unknown) { // a host that there is not
+        throw NoConnection(std::string("no connection to ") + unknown.what());
+    }
+}
+
 SessionConfig sessionConfig(std::string_view name) {
     SessionConfig config = Kor::Link::Peering().session;
     config.name = Kor::Name(Kor::String8(name));
@@ -124,7 +133,7 @@ Kor::Link::ConnectorConfig Live::config(std::string_view name) {
 }
 
 Live::Live(LiveOptions const& options, std::string_view name, Context* terminal)
-    : options_(options), connector_(loop_, addressOf(options.address), config(name)),
+    : options_(options), connector_(connectorTo(loop_, addressOf(options.address), config(name))),
       bound_(boundMemory(loop_, options.memory, [this](std::string const& reason) {
           tooMuch_ = reason;
           if (auto const session = connector_.session()) {

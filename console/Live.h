@@ -64,6 +64,9 @@ Kor::Link::ConnectorConfig connectorConfig(std::string_view name);
 Kor::Link::ConnectorConfig connectOnce(std::string_view name);
 /// Why there is no connection.
 NoConnection noConnection(std::string const& address, std::string_view reason);
+/// NoConnection for a host that is not known.
+Kor::Link::Connector connectorTo(Kor::Link::Loop& loop, Kor::Link::Address const& address,
+                                 Kor::Link::ConnectorConfig const& config);
 
 class Live {
 public:

@@ -159,6 +159,14 @@ void Events::change(std::string const& mark, std::string const& time, Watch::Cha
     }
 }
 
+void Events::listed(std::string const& line, std::string const& path, Kor::KorType const* type) {
+    if (isText(output_)) {
+        out_ << Kor::plainText(line) << '\n';
+    } else {
+        rows_.add({Cell(), "list", path, type != nullptr ? Cell(shortName(*type)) : Cell(), Cell(), Cell()});
+    }
+}
+
 void Events::note(std::string const& mark, std::string const& text) {
     if (isText(output_)) {
         out_ << mark << Kor::plainText(text) << '\n';

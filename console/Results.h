@@ -76,6 +76,8 @@ public:
     void tree(std::string const& event, Place const& place, unsigned depth, ChangeFilter const& filter = {});
     /// A line begins with the mark.
     void change(std::string const& mark, std::string const& time, Watch::Change const& change);
+    /// What is at a path, of which a line tells in its own way.
+    void listed(std::string const& line, std::string const& path, Kor::KorType const* type);
     void note(std::string const& mark, std::string const& text);
     void end();
 

@@ -159,7 +159,7 @@ public:
     }
 
     void setUp(Session& session) {
-        current_ = Kor::Ptr<Session>(&session);
+        session_ = Kor::Ptr<Session>(&session);
         for (Asking* const each : used_) {
             session.want(Kor::Name(each->statusRoot()),
                          [this, each, current = &session](RootState state, Kor::Ptr<Kor::Entity> const& root,
@@ -217,14 +217,14 @@ public:
     }
     /// What it waits for.
     std::string awaited() const {
-        if (!hasPeer()) {
+        if (!isConnected()) {
             return "waits for the connection to the driver";
         }
         for (Asking const* const each : used_) {
             if (!each->hasStatus()) {
-                std::string const peer(current_->peerName().view());
+                std::string const peer(session_->peerName().view());
                 return "waits for " + std::string(each->statusRoot()) + ", which " + Forms::shown(peer) +
-                       (current_->peerOffers().contains(Kor::Name(each->statusRoot())) ? " has not sent yet"
+                       (session_->peerOffers().contains(Kor::Name(each->statusRoot())) ? " has not sent yet"
                                                                                        : " does not offer");
             }
         }
@@ -237,8 +237,7 @@ public:
                                         " requests that were taken back have gone";
     }
     Session& session() { return *session_; }
-    Status lateStatus() const { return hasPeer() ? timedOutStatus : noConnectionStatus; }
-    bool hasPeer() const { return current_ && current_->isEstablished(); }
+    Status lateStatus() const { return isConnected() ? timedOutStatus : noConnectionStatus; }
     bool isConnected() const { return session_ && session_->isEstablished(); }
 
 private:
@@ -280,7 +279,6 @@ private:
         }
     }
     void statusIs(Asking& asking, Session& session, Kor::Ptr<Kor::Entity> const& root) {
-        session_ = Kor::Ptr<Session>(&session);
         if (!asking.statusIs(session, root)) {
             stop(std::string(asking.statusRoot()) + " of the peer has another type: it is no driver");
             return;
@@ -308,8 +306,6 @@ private:
     /// Those of which something is asked for.
     std::vector<Asking*> used_;
     std::vector<Request> requests_;
-    Kor::Ptr<Session> current_;
-    /// Once it has sent an answer.
     Kor::Ptr<Session> session_;
     std::size_t next_ = 0;
     Phase phase_ = Phase::asking;
@@ -396,7 +392,7 @@ void application(Context& context, ApplicationOptions const& options) {
     // What hooks write to outlives the connection, whose end answers each fence.
     bool isDelivered = false, mustAsk = true;
     std::string why;
-    Kor::Link::Connector connector(loop, addressOf(options.address), config);
+    Kor::Link::Connector connector = connectorTo(loop, addressOf(options.address), config);
     int cutOffBy = 0;
     endingSignalsAre(loop, [&](int signal) {
         cutOffBy = signal;

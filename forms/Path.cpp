@@ -461,18 +461,19 @@ std::string shortTypeText(std::string const& fullName) {
     return type != nullptr ? shortName(*type) : fullName;
 }
 
-std::vector<std::string> list(Place const& place) {
-    std::vector<std::string> lines;
+std::vector<Listed> list(Place const& place) {
+    std::vector<Listed> all;
     if (shapeAt(place).keyed && !place.key) {
         for (Place const& member : membersOf(place)) {
-            lines.push_back(keyText(*member.key));
+            all.push_back({member.path, keyText(*member.key), place.attribute->type()});
         }
-        return lines;
+        return all;
     }
     for (KorAttr const* each : ownAttributes(*enter(place).object->type())) {
-        lines.push_back(signatureOf(*each, shortTypeText));
+        all.push_back({place.path + '.' + std::string(each->name().view()), signatureOf(*each, shortTypeText),
+                       each->type()});
     }
-    return lines;
+    return all;
 }
 
 Box call(Place const& place, std::string_view arguments, Roots const& roots) {

@@ -114,8 +114,14 @@ KOR_EXPORT void set(Place const& place, std::string_view text, Roots const& root
 /// Takes out the member under a key, and gives what it was. NotThere if there is none.
 KOR_EXPORT Box del(Place const& place);
 
+/// What is below a place: its path, a line for people, and the type of what is there.
+struct KOR_EXPORT Listed {
+    std::string path, text;
+    Kor::KorType const* type;
+};
+
 /// The attributes of an object, as `name: type`; the keys of an attribute that has keys.
-KOR_EXPORT std::vector<std::string> list(Place const& place);
+KOR_EXPORT std::vector<Listed> list(Place const& place);
 
 /// Calls the operation at the place with arguments, and gives the result, null if it has none.
 KOR_EXPORT Box call(Place const& place, std::string_view arguments, Roots const& roots);

@@ -188,8 +188,8 @@ extern "C" int LLVMFuzzerTestOneInput(char const* data, std::size_t size) {
             break;
         case 4:
             run(tool::explainCommand, context,
-                output.format == tool::Format::json ? std::vector<std::string>{"explain", "--json", "x"}
-                                                    : std::vector<std::string>{"explain", "x"});
+                output.format == tool::Format::text ? std::vector<std::string>{"explain", "x"}
+                                                    : std::vector<std::string>{"explain", "x", format});
             break;
         case 5:
             audit(answer);

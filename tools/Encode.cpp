@@ -231,8 +231,7 @@ void kinds(Context& context, KindsOptions const& options) {
         }
         for (Field const& each : kind.fields()) {
             listing.add({kind.name, kind.table->name, kind.variant, each.name, std::bit_width(each.most),
-                         each.most > 0xffffffff ? Cell::wide(each.most) : Cell(each.most),
-                         join(each.words())});
+                         Cell::wide(each.most), join(each.words())});
         }
     }
     listing.print(context.out, options.output);

@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdlib>
 #include <ctime>
+#include <initializer_list>
 #include <optional>
 #include <ostream>
 #include <sstream>
@@ -130,6 +131,33 @@ void writeText(std::ostream& out, Json const& answer) {
     }
 }
 
+/// A row for each who asks, and one for what is missing above them all.
+void writeColumns(std::ostream& out, Json const& answer, Output const& output) {
+    Listing listing({"key", "app", "count", "peer", "marks", "fences", "index", "answered", "answeredBefore",
+                     "table", "array", "entry", "half", "address", "words", "missing"});
+    auto const add = [&](Json const& from) {
+        std::vector<Cell> cells{textAt(answer, "key")};
+        auto const addOf = [&](Json const* of, std::initializer_list<char const*> names) {
+            for (char const* const name : names) {
+                cells.push_back(of != nullptr && of->isObject() ? Cell::orNone(textAt(*of, name)) : Cell());
+            }
+        };
+        addOf(&from, {"app", "count"});
+        addOf(from.find("connection"), {"peer", "marks", "fences"});
+        addOf(&from, {"index", "answered", "answeredBefore"});
+        addOf(from.find("row"), {"table", "array", "entry", "half", "address", "actual"});
+        addOf(&from, {"missing"});
+        listing.add(cells);
+    };
+    for (auto const& [none, application] : answer.at("applications").members) {
+        add(application);
+    }
+    if (answer.find("missing") != nullptr) {
+        add(answer);
+    }
+    listing.print(out, output);
+}
+
 /// What is written takes for granted.
 void requireExplained(Json const& answer) {
     auto const require = [](bool holds, Json const& json) {
@@ -164,7 +192,7 @@ struct ExplainOptions {
     LiveOptions live;
     /// With blanks between them.
     std::vector<std::string> what;
-    bool isJson = false;
+    Output output;
 };
 
 void explain(Context& context, ExplainOptions const& options) {
@@ -172,10 +200,15 @@ void explain(Context& context, ExplainOptions const& options) {
     Json const answer = askDriver(connection.live(), "explain", join(options.what));
     requireExplained(answer);
     TextStream text; // all of it, or nothing
-    if (options.isJson) {
-        writeJson(text, answer);
-    } else {
+    switch (options.output.format) {
+    case Format::text:
         writeText(text, answer);
+        break;
+    case Format::json:
+        writeJson(text, answer);
+        break;
+    default:
+        writeColumns(text, answer, options.output);
     }
     context.out << text.str();
     if (!isWhole(answer)) {
@@ -197,7 +230,7 @@ Command const explainCommand = Row<ExplainOptions>{
                 .required()
                 .expected(1, 1000);
             takes.live(options.live);
-            takes.flag("--json", options.isJson, "Print the answer as JSON");
+            takes.output(options.output, "; without it, each who asks as a paragraph");
         },
     .run = explain,
     .more = "The exit status is 4 where the way ends before the row.\n\n"

@@ -531,7 +531,7 @@ void takeTime(Takes& takes, std::string const& name, std::optional<U64>& time, c
 
 void takeEnd(Takes& takes, LogOptions& options) {
     takeTime(takes, "--until", options.until, "Look at nothing that came after that time");
-    takes.form(options.output);
+    takes.form(options.output, true); // of keys
 }
 
 Command const logShowCommand = Row<LogOptions>{

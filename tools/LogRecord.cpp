@@ -127,7 +127,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
     std::string lost;
     bool isComplete = false;
     {
-        Kor::Link::Connector connector(loop, address, config);
+        Kor::Link::Connector connector = connectorTo(loop, address, config);
         auto const most = options.seconds != 0
                               ? Kor::Link::Loop::Duration(std::chrono::seconds(options.seconds))
                           : options.once ? Kor::Link::Loop::Duration(options.live.timeout)

@@ -236,7 +236,7 @@ void monitor(Context& context, MonitorOptions const& options) {
         monitoring.note("no connection: " + std::string(reason.view()));
     };
     endingSignalsAre(loop, [&](int) { loop.stop(); });
-    Kor::Link::Connector connector(loop, addressOf(options.live.address), config);
+    Kor::Link::Connector connector = connectorTo(loop, addressOf(options.live.address), config);
     auto const bound = boundMemory(loop, options.live.memory, [&](std::string const& reason) {
         monitoring.failure = reason;
         connector.close(Kor::String8(reason));

@@ -60,24 +60,22 @@ std::vector<Script::Command> const& Script::commands() {
          }},
         {"list", "[PATH]", "print the attributes of an object, the keys of an attribute, or all names", false,
          [](Script& script, std::string_view path, std::string_view) {
-             std::vector<std::string> lines;
              if (!path.empty()) {
-                 lines = Forms::list(script.roots_.at(path));
-             } else {
-                 for (std::string const& name :
-                      script.offers_ ? script.offers_() : std::vector<std::string>()) {
-                     try {
-                         script.roots_.at(rootText(name)); // is had with it
-                     } catch (NotThere const& gone) {
-                         lines.push_back(rootText(name) + ": " + gone.what());
-                     }
+                 for (Forms::Listed const& each : Forms::list(script.roots_.at(path))) {
+                     script.events_.listed(each.text, each.path, each.type);
                  }
-                 for (auto const& [name, box] : script.roots_.all()) {
-                     lines.push_back(rootText(name) + ": " + shortName(*box->type()));
+                 return;
+             }
+             for (std::string const& name : script.offers_ ? script.offers_() : std::vector<std::string>()) {
+                 try {
+                     script.roots_.at(rootText(name)); // is had with it
+                 } catch (NotThere const& gone) {
+                     script.events_.note("", rootText(name) + ": " + gone.what());
                  }
              }
-             for (std::string const& line : lines) {
-                 script.events_.note("", line);
+             for (auto const& [name, box] : script.roots_.all()) {
+                 std::string const root = rootText(name);
+                 script.events_.listed(root + ": " + shortName(*box->type()), root, box->type());
              }
          }},
         {"tree", "PATH [DEPTH]", "print all that is below", true,

@@ -304,6 +304,12 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
     EXPECT_EQ(asker.at("row").at("actual"), asker.at("row").at("wanted"));
     EXPECT_EQ(asker.at("row").at("address"), "0x260000");
     EXPECT_FALSE(asker.at("fields").empty());
+    std::string const row = on("explain", {"--format", "csv", "EvecKey fapMask=0 index=1"}).out;
+    EXPECT_TRUE(has(row, "\nEvecKey fapMask=0 index=1,vtAppMpls,") && has(row, "EvecTable,") &&
+                has(row, ",0x260000,"))
+        << row;
+    EXPECT_TRUE(has(on("explain", {"--format", "csv", "--no-headings", "AradLifAcMp vsi=101"}).out,
+                    "no application asks for it\n"));
 
     // What an application cannot have, while it is there; and what is left when the driver starts anew.
     Kor::Link::Loop loop;

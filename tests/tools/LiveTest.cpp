@@ -93,6 +93,11 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     Outcome const nobody = loamtunnel({"get", "--socket", socket(), "--timeout", "300", count});
     EXPECT_EQ(nobody.status, 6);
     EXPECT_EQ(std::ranges::count(nobody.err, '\n'), 1) << nobody.err;
+    for (char const* const command : {"tree", "monitor"}) {
+        EXPECT_TRUE(ends(loamtunnel({command, "--socket", "tcp:no.such.host.invalid:1"}), 6,
+                         "no connection to tcp:no.such.host.invalid:1: "))
+            << command;
+    }
 }
 
 TEST_F(Live, ManyPlacesAreSetOverOneConnection) {

@@ -255,8 +255,9 @@ TEST(Script, TakesDeepTrees) {
     Kor::Forms::walk(roots.at("top"), 1000,
                      [&](auto const& node) { deepest = nodeLine(node, Kor::Forms::Form::shortForm); });
     EXPECT_EQ(deepest, std::string(2000, ' ') + "entry[d]: Dir ...");
-    EXPECT_EQ(Kor::Forms::list(roots.at("top" + repeated(".entry[d]", many - 1))),
-              std::vector<std::string>{"entry[Name]: Entity"});
+    auto const listed = Kor::Forms::list(roots.at("top" + repeated(".entry[d]", many - 1)));
+    ASSERT_EQ(listed.size(), 1u);
+    EXPECT_EQ(listed[0].text, "entry[Name]: Entity");
     auto const innermost = Kor::Forms::itemsAt(roots.at("top" + repeated(".entry[d]", many - 1)))[0].value;
     EXPECT_EQ(Kor::Forms::textOf(innermost).size(), 2 * many + 1);
     EXPECT_THROW(tool::Watch(roots.at("top"), nullptr), tool::Refused);
@@ -294,6 +295,11 @@ TEST(Script, StopsOrGoesOn) {
     EXPECT_EQ(went.err, message);
     EXPECT_EQ(went.status, 1);
     EXPECT_EQ(loamtunnel({"run"}).status, 2);
+    EXPECT_TRUE(
+        has(loamtunnel({"run", "--json", "-"}, "new LifAppConfigDir lif\nset lif.appConfig[vtAppMpls]\n"
+                                               "list\nlist lif.appConfig\nlist lif.appConfig[vtAppMpls]\n")
+                .out,
+            R"("event":"list","path":"lif.appConfig[vtAppMpls]","type":"LifAppConfig",)"));
     EXPECT_EQ(loamtunnel({"run", "/nowhere"}).err,
               "loamtunnel: cannot read /nowhere: No such file or directory\n");
 }

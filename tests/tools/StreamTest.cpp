@@ -70,10 +70,11 @@ TEST(Streams, AReadErrorIsNoEnd) {
 }
 
 TEST(Streams, OptionsWithoutEffectAreRefused) {
-    for (std::string const each : {"encode -c8 --array 1 AradLifAcMp", "encode -c8 --rows --json AradLifAcMp",
-                                   "encode -c8 --rows --nonzero AradLifAcMp", "decode --check --json -f -",
-                                   "layout --html --json", "layout --all --svg", "layout --all --variant 99",
-                                   "schema --json-schema --json", "get --form wire x"}) {
+    for (std::string const each :
+         {"encode -c8 --array 1 AradLifAcMp", "encode -c8 --rows --json AradLifAcMp",
+          "encode -c8 --rows --nonzero AradLifAcMp", "decode --check --json -f -", "layout --html --json",
+          "layout --all --svg", "layout --all --variant 99", "schema --json-schema --json",
+          "get --form wire x", "get --form text --json x", "tables --format json --no-headings"}) {
         EXPECT_EQ(support::shell("bash -c '" LOAM_PROGRAM " " + each + "'").status, 2) << each;
     }
 }
