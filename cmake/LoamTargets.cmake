@@ -35,6 +35,9 @@ function(loam_defaults TARGET)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(${TARGET} PRIVATE -fno-semantic-interposition)
+  if(LOAM_OPTIMISED AND ${TARGET} MATCHES "^(${LOAM_OPTIMISED})$")
+    target_compile_options(${TARGET} PRIVATE -O1)
+  endif()
   if(PROJECT_IS_TOP_LEVEL)
     target_compile_options(${TARGET} PRIVATE -Wall -Wextra -Wconversion -Wshadow
       $<$<BOOL:${LOAM_WERROR}>:-Werror>)
