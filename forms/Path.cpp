@@ -343,7 +343,7 @@ std::string pathOf(Box const& object, Roots const* roots, std::string_view at) {
         KorAttr const* const attribute = parent->fwkType()->attribute(entity->parentAttrId());
         Kor::String8 const key = entity->korKeyText();
         if (attribute != nullptr && attribute->keyType() != nullptr && !key.empty()) {
-            part.append(memberPath("", *attribute->keyType()->genericIf(key, true)));
+            part.append(memberPath("", *readValue(*attribute->keyType(), key.view())));
         }
         tail.insert(0, part);
         entity = parent;

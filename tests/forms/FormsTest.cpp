@@ -132,7 +132,11 @@ TEST(Paths, LeadToWhatIsPrinted) {
                                                root + ".appConfig[vtAppMpls].app", count + key + "9]",
                                                count + key + "10]", count + key + "100]"}));
     // An object is printed as the path of it.
-    EXPECT_EQ(valueText(Form::shortForm, valueAt(roots.at(paths[1])), &roots), paths[1]);
+    std::string const unknown = root + ".appConfig[VtAppId(99)]";
+    set(roots.at(unknown), "", roots);
+    for (std::string const& path : {paths[1], unknown}) {
+        EXPECT_EQ(valueText(Form::shortForm, valueAt(roots.at(path)), &roots), path);
+    }
     EXPECT_THROW(itemsAt(roots.at(count + key + "11]")), NotThere);
     EXPECT_THROW(roots.at(root + ".appConfig[vtAppEvpn].app"), NotThere);
     EXPECT_THROW(del(roots.at(count + key + "11]")), NotThere);
