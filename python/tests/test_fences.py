@@ -285,14 +285,11 @@ def test_one_pushes_into_a_place_at_a_time(monkeypatch):
         monkeypatch.setattr(Session, "token", token)
         pipe, app = Pipe(Service(name), service), LifAppConfig(MPLS)
         app.reqCount[lif(ord(name))] = 1
-        pipe.ours.push(
-            path,
-            app,
-            False,
-            lambda error: told.append((name, error and str(error))),
-            takes_over,
-            lambda error: told.append((name, "lost", str(error))),
-        )
+
+        def tell(error: Exception | None, *what: str) -> None:
+            told.append((name, *what, error and str(error)))
+
+        pipe.ours.push(path, app, False, tell, takes_over, lambda error: tell(error, "lost"))
         return pipe.run(), app
 
     mine, theirs = b"m" * 16, b"t" * 16
