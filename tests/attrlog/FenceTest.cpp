@@ -88,80 +88,71 @@ TEST(Fence, StandsBehindAllThatWasChangedBeforeIt) {
     }
 }
 
+/// What one side has pushed, over the smallest streams, and what the other one has of it.
+struct Pushed {
+    Pushed() {
+        two.offeredByB->acceptIs("dir", [this](Session&, Name const&, Ptr<Entity> const&) { return theirs; });
+        two.a->push("dir", mine);
+    }
+    /// Notes how much has come of these children when the answer comes.
+    void fence(std::vector<Loam::VtAppId> const& apps) {
+        two.a->fence(FenceLevel::applied, [this, apps](FenceResult const& result) {
+            ASSERT_EQ(result.outcome, FenceOutcome::applied) << result.why.charPtr();
+            there.push_back(0);
+            for (auto const app : apps) {
+                auto const config = std::as_const(*theirs).appConfig(app);
+                there.back() += config ? config->reqCountMap().count() : 0;
+            }
+        });
+    }
+    Ptr<LifAppConfigDir> const mine = lifAppConfigDirFactory("mine"),
+                               theirs = lifAppConfigDirFactory("theirs");
+    Sessions two{support::smallSession};
+    std::vector<U32> there;
+};
+
 // What was pushed, wanted and fenced before the hello is in that order, too.
 TEST(Fence, BeforeTheHelloAndBehindAFullPassWithChildrenWaitsForBoth) {
-    auto const theirs = lifAppConfigDirFactory("theirs");
-    auto const service = makePtr<Service>();
-    service->acceptIs("dir", [&](Session&, Name const&, Ptr<Entity> const&) { return theirs; });
-    auto const mine = lifAppConfigDirFactory("mine");
+    Pushed pushed;
     for (auto const app : {Loam::vtAppMpls, Loam::vtAppVxlan}) {
-        fill(*mine->appConfigIs(app), 500);
+        fill(*pushed.mine->appConfigIs(app), 500);
     }
-    Sessions two(support::smallSession, {}, service);
-    two.a->push("dir", mine);
-    std::vector<U32> there;
-    auto const note = [&](FenceResult const& result) {
-        ASSERT_EQ(result.outcome, FenceOutcome::applied) << result.why.charPtr();
-        U32 sum = 0;
-        for (auto const app : {Loam::vtAppMpls, Loam::vtAppVxlan, Loam::vtAppEvpn}) {
-            auto const config = theirs->appConfig(app);
-            sum += config ? config->reqCountMap().count() : 0;
-        }
-        there.push_back(sum);
-    };
-    two.a->fence(FenceLevel::applied, note);
-    while (!two.a->isEstablished()) {
-        two.turn(100, 100);
+    std::vector const apps{Loam::vtAppMpls, Loam::vtAppVxlan, Loam::vtAppEvpn};
+    pushed.fence(apps);
+    while (!pushed.two.a->isEstablished()) {
+        pushed.two.turn(100, 100);
     }
     // A child with contents while the pass is on its way, and one more fence behind it.
-    fill(*mine->appConfigIs(Loam::vtAppEvpn), 500);
-    two.a->fence(FenceLevel::applied, note);
-    two.quiet(300);
-    ASSERT_EQ(there.size(), 2u);
-    EXPECT_GE(there[0], 1000u);
-    EXPECT_EQ(there[1], 1500u);
+    fill(*pushed.mine->appConfigIs(Loam::vtAppEvpn), 500);
+    pushed.fence(apps);
+    pushed.two.quiet(300);
+    ASSERT_EQ(pushed.there.size(), 2u);
+    EXPECT_GE(pushed.there[0], 1000u);
+    EXPECT_EQ(pushed.there[1], 1500u);
 }
 
 // It is made while there is no room, so that its key is what waits; what is in it begins to be sent after
 // that.
 TEST(Fence, WaitsForWhatIsInAChildWhoseKeyWaits) {
-    auto const theirs = lifAppConfigDirFactory("theirs");
-    auto const service = makePtr<Service>();
-    service->acceptIs("dir", [&](Session&, Name const&, Ptr<Entity> const&) { return theirs; });
-    auto const mine = lifAppConfigDirFactory("mine");
-    Sessions two(support::smallSession, {}, service);
-    two.a->push("dir", mine);
-    two.quiet();
-    U32 const many = 2'000;
-    fill(*mine->appConfigIs(Loam::vtAppMpls), 200);
-    fill(*mine->appConfigIs(Loam::vtAppVxlan), many);
-    U32 there = 0;
-    two.a->fence(FenceLevel::applied, [&](FenceResult const& result) {
-        ASSERT_EQ(result.outcome, FenceOutcome::applied);
-        auto const child = theirs->appConfig(Loam::vtAppVxlan);
-        there = child ? child->reqCountMap().count() : 0;
-    });
-    two.quiet(300);
-    EXPECT_EQ(there, many);
+    Pushed pushed;
+    pushed.two.quiet();
+    fill(*pushed.mine->appConfigIs(Loam::vtAppMpls), 200);
+    fill(*pushed.mine->appConfigIs(Loam::vtAppVxlan), 2'000);
+    pushed.fence({Loam::vtAppVxlan});
+    pushed.two.quiet(300);
+    EXPECT_EQ(pushed.there, std::vector{2'000u});
 }
 
 // The pass owes what the marks before it did.
 TEST(Fence, WaitsForAPassThatTakesThePlaceOfMarks) {
-    auto const dir = lifAppConfigDirFactory("lif");
-    Sessions two(support::smallSession, {}, accepting(dir));
-    auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
-    two.a->push("lifConfig", mine);
-    two.quiet();
-    U32 const many = 2'000;
-    fill(*mine, many);
-    U32 there = 0;
-    two.a->fence(FenceLevel::applied, [&](FenceResult const& result) {
-        ASSERT_EQ(result.outcome, FenceOutcome::applied);
-        there = dir->appConfig(Loam::vtAppMpls)->reqCountMap().count();
-    });
-    ptrCast<StreamAdapter>(mine->korNboAttrLogSa(two.a->out()))->doThis();
-    two.quiet(300);
-    EXPECT_EQ(there, many);
+    Pushed pushed;
+    auto const config = pushed.mine->appConfigIs(Loam::vtAppMpls);
+    pushed.two.quiet();
+    fill(*config, 2'000);
+    pushed.fence({Loam::vtAppMpls});
+    ptrCast<StreamAdapter>(config->korNboAttrLogSa(pushed.two.a->out()))->doThis();
+    pushed.two.quiet(300);
+    EXPECT_EQ(pushed.there, std::vector{2'000u});
 }
 
 // What is held back while the peer's full state is on its way counts; so does what is deleted.

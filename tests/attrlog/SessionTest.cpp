@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
 #include <gtest/gtest.h>
 #include <span>
 #include <string>
@@ -25,6 +24,7 @@ using support::lifEntry;
 using support::Random;
 using support::sameState;
 using support::Sessions;
+using Texts = std::vector<std::string>;
 
 /// What a peer could send that is no Session.
 struct Raw {
@@ -48,6 +48,14 @@ struct Raw {
     template <class Write>
     Raw& control(AttributeId attribute, Write const& write) {
         return record({MsgHeader::announcing, attribute, true}, write);
+    }
+    /// So many, each with its number.
+    template <class Write>
+    Raw& controls(U32 count, AttributeId attribute, Write const& write) {
+        for (U32 i = 0; i < count; ++i) {
+            control(attribute, [&](auto const& out) { write(out, i); });
+        }
+        return *this;
     }
     Raw& hello(U32 limit = 4096, U32 ring = 1 << 18, U32 entities = 10, String8 const& name = "raw") {
         return control(helloAttribute, [&](auto const& out) {
@@ -77,6 +85,12 @@ struct Raw {
 };
 
 auto const nothing = [](auto const&) {};
+
+struct Refused {
+    Raw peer;
+    char const* reason;
+};
+auto const takenIn = [](Session&, Name const&, Ptr<Entity> const& made) { return made; };
 
 // Hello and goodbye
 
@@ -112,10 +126,7 @@ TEST(Hello, ThatDoesNotFitIsRefusedAndThePeerIsToldWhy) {
     std::copy_n("GET / HT", 8, http.begin());
     auto late = Session::magic;
     late[7] = 'h';
-    struct {
-        Raw peer;
-        char const* reason;
-    } const refused[] = {
+    Refused const refused[] = {
         {Raw(http), "peer does not speak the attribute log: it began with 47 45 54 20 2f 20 48 54"},
         {Raw(late), "peer does not speak the attribute log: it began with 89 4c 6f 61 6d 4c 6f 68"},
         {Raw(Session::magic, 4, 7), "peer speaks protocol 4 to 7, this side 2 to 3"},
@@ -190,14 +201,13 @@ TEST(Goodbye, WaitsForRoomAndIsTheLastWord) {
 
 TEST(Goodbye, ReachesEveryHookWhateverTheOthersThrow) {
     Sessions two;
-    std::vector<std::string> told;
+    Texts told;
     auto const tell = [&](std::string const& who) {
         told.push_back(who);
         throw RangeException(String8(who));
     };
     two.offeredByA->acceptIs(
-        "", [](Session&, Name const&, Ptr<Entity> const& made) { return made; },
-        [&](Session&, Name const& path, Ptr<Entity> const&, RootState state, String8 const&) {
+        "", takenIn, [&](Session&, Name const& path, Ptr<Entity> const&, RootState state, String8 const&) {
             if (state == RootState::absent) {
                 tell(std::string(path.view()));
             }
@@ -226,8 +236,8 @@ TEST(Goodbye, ReachesEveryHookWhateverTheOthersThrow) {
     } catch (RangeException const& first) {
         EXPECT_EQ(first.message(), "wanted 1");
     }
-    EXPECT_EQ(told, (std::vector<std::string>{"wanted 1", "wanted 2", "pushed 1", "pushed 2", "call 1",
-                                              "call 2", "fence 1", "fence 2", "closed"}));
+    EXPECT_EQ(told, (Texts{"wanted 1", "wanted 2", "pushed 1", "pushed 2", "call 1", "call 2", "fence 1",
+                           "fence 2", "closed"}));
     EXPECT_EQ(handlerExceptions(), counted + 8);
     two.quiet();
     EXPECT_EQ(two.b->closeReason(), "enough"); // the peer is told, too
@@ -238,7 +248,7 @@ TEST(Hello, WhoseHookThrowsBeginsWhatHasWaitedForIt) {
     Sessions two;
     two.a->hooksIs({[](Session&) { throw RangeException("no"); }, {}, {}});
     two.a->push("pushed", hwIvecsFactory("pushed"));
-    two.offeredByB->acceptIs("", [](Session&, Name const&, Ptr<Entity> const& made) { return made; }, {});
+    two.offeredByB->acceptIs("", takenIn);
     FenceOutcome outcome = FenceOutcome::gone;
     two.a->fence(FenceLevel::applied, [&](FenceResult const& result) { outcome = result.outcome; });
     two.quiet();
@@ -291,17 +301,26 @@ TEST(Session, TheExchangeIsThatOfThePage) {
 
 // Roots
 
+using States = std::vector<RootState>;
 struct Told {
-    std::vector<RootState> states;
-    std::vector<std::string> reasons;
+    States states;
+    Texts reasons;
     Session::WantHook hook() {
         return [this](RootState state, Ptr<Entity> const&, String8 const& why) {
             states.push_back(state);
             reasons.emplace_back(why.view());
         };
     }
+    auto verdictHook() {
+        return [this](bool accepted, String8 const& why) {
+            reasons.emplace_back(accepted ? "accepted" : why.view());
+        };
+    }
+    /// Why what was asked for is refused.
+    std::string refusal() const {
+        return states == States{RootState::requested, RootState::refused} ? reasons[1] : "it is not refused";
+    }
 };
-using States = std::vector<RootState>;
 
 TEST(Root, IsSentToThoseAloneWhoWantItAndSynchronizedWhenAllBelowIsThere) {
     Random random;
@@ -516,28 +535,24 @@ TEST(Root, ThatCannotBeHadIsRefusedWithTheReason) {
     EXPECT_THROW(service.offer("x", makePtr<Dir>("x")), RangeException);
     EXPECT_EQ(service.offers().size(), 1u);
 
-    Told wrong, thrown, none;
-    auto const want = [&](Told& told, Session::Take take) {
-        two.a->want("lif", told.hook(), std::move(take));
+    auto const refusal = [&](Name const& path, Session::Take take) {
+        Told told;
+        two.a->want(path, told.hook(), std::move(take));
         two.quiet();
-        EXPECT_EQ(told.states, (States{RootState::requested, RootState::refused}));
         EXPECT_EQ(two.b->demuxer().mounted(), 0u);
+        two.a->unwant(path);
+        return told.refusal();
     };
-    want(wrong, [](auto const&) { return makePtr<HwIvecs>("x"); });
-    want(thrown, [](auto const&) -> Ptr<Entity> { throw RangeException("not today"); });
-    want(none, [](auto const&) { return nullptr; });
-    EXPECT_EQ(wrong.reasons[1], "it is a Hardware::LoamTunnel::LifAppConfigDir, and its place is for a "
-                                "Hardware::LoamTunnel::HwIvecs");
-    EXPECT_EQ(thrown.reasons[1], "not today");
-    EXPECT_EQ(none.reasons[1], "it is not taken in");
+    EXPECT_EQ(refusal("lif", [](auto const&) { return makePtr<HwIvecs>("x"); }),
+              "it is a Hardware::LoamTunnel::LifAppConfigDir, and its place is for a "
+              "Hardware::LoamTunnel::HwIvecs");
+    EXPECT_EQ(refusal("lif", [](auto const&) -> Ptr<Entity> { throw RangeException("not today"); }),
+              "not today");
+    EXPECT_EQ(refusal("lif", [](auto const&) { return nullptr; }), "it is not taken in");
 
     // One that cannot be announced: its name is longer than a record.
-    Told told;
     service.offer("long", makePtr<HwIvecs>(std::string(5000, 'x')));
-    two.a->want("long", told.hook());
-    two.quiet();
-    ASSERT_EQ(told.states, (States{RootState::requested, RootState::refused}));
-    EXPECT_EQ(told.reasons[1], "record is longer than 4096 bytes");
+    EXPECT_EQ(refusal("long", {}), "record is longer than 4096 bytes");
     EXPECT_TRUE(two.a->isOpen() && two.b->isOpen());
 }
 
@@ -559,10 +574,8 @@ TEST(Push, GivesThePeerAnEntityThatItFindsAPlaceFor) {
     for (Access const access : {Access::writable, Access::readOnly}) {
         theirs->reqCountIs(lifEntry(9), 9); // goes
         Sessions two({}, {}, service);
-        std::vector<std::string> verdicts;
-        auto const hook = [&](bool accepted, String8 const& why) {
-            verdicts.emplace_back(accepted ? "accepted" : why.view());
-        };
+        Told told;
+        auto const hook = told.verdictHook();
         two.a->push("request", mine, access, hook);
         two.quiet(7);
         EXPECT_TRUE(sameState(*mine, *theirs));
@@ -575,12 +588,12 @@ TEST(Push, GivesThePeerAnEntityThatItFindsAPlaceFor) {
         two.a->push("elsewhere", makePtr<HwIvecs>("x"), access, hook);
         two.a->push("request2", makePtr<HwIvecs>("y"), access, hook);
         two.quiet();
-        service->acceptIs("", [](Session&, Name const&, Ptr<Entity> const& made) { return made; });
+        service->acceptIs("", takenIn);
         two.a->push("elsewhere", makePtr<HwIvecs>("x"), access, hook);
         two.quiet();
         service->acceptIs("", {});
-        EXPECT_EQ(verdicts, (std::vector<std::string>{"accepted", "nothing is taken in under elsewhere",
-                                                      "nothing is taken in under request2", "accepted"}));
+        EXPECT_EQ(told.reasons, (Texts{"accepted", "nothing is taken in under elsewhere",
+                                       "nothing is taken in under request2", "accepted"}));
         EXPECT_EQ(two.a->demuxer().mounted(), 2u);
         two.a->push("request", lifAppConfigFactory(Loam::vtAppVxlan)); // in place of it
         two.quiet();
@@ -602,14 +615,13 @@ TEST(Push, GivesThePeerAnEntityThatItFindsAPlaceFor) {
     two.a->want("lif", place);
     two.quiet();
     EXPECT_THROW(two.a->push("request", place), RangeException);
-    std::string why;
-    two.a->push("request", mine, Access::writable, [&](bool, String8 const& reason) { why = reason.view(); });
+    Told told;
+    two.a->push("request", mine, Access::writable, told.verdictHook());
     two.quiet();
-    EXPECT_EQ(why, "its place is on this connection already");
+    EXPECT_EQ(told.reasons, Texts{"its place is on this connection already"});
     Sessions other({}, {}, service);
     other.a->push("request", mine);
     other.quiet();
-    Told told;
     other.a->want("lif", told.hook());
     other.quiet();
     EXPECT_EQ(told.reasons.back(), "a part of it is on this connection already");
@@ -620,15 +632,13 @@ TEST(Push, IsOverWhenThePeerLetsItGo) {
     Ptr<Entity> theirs;
     two.offeredByB->acceptIs("",
                              [&](Session&, Name const&, Ptr<Entity> const& made) { return theirs = made; });
-    std::vector<std::string> verdicts;
+    Told told;
     auto const mine = hwIvecsFactory("mine");
-    two.a->push("it", mine, Access::writable, [&](bool accepted, String8 const& why) {
-        verdicts.emplace_back(accepted ? "accepted" : why.view());
-    });
+    two.a->push("it", mine, Access::writable, told.verdictHook());
     two.quiet();
     two.b->demuxer().unmount(theirs);
     two.quiet();
-    EXPECT_EQ(verdicts, (std::vector<std::string>{"accepted", "the peer has let it go"}));
+    EXPECT_EQ(told.reasons, (Texts{"accepted", "the peer has let it go"}));
     EXPECT_EQ(two.a->demuxer().mounted(), 0u);
     two.a->push("it", mine);
     two.quiet();
@@ -640,7 +650,7 @@ TEST(Push, IsOverWhenThePeerLetsItGo) {
 TEST(Limits, OfThePeerAreKept) {
     Sessions two;
     two.b = makePtr<Session>(Side::accepting, SessionConfig{"b", 7, {1 << 16, 2000, 2}, 2}, two.offeredByB);
-    two.offeredByB->acceptIs("", [](Session&, Name const&, Ptr<Entity> const& made) { return made; });
+    two.offeredByB->acceptIs("", takenIn);
     auto const dir = lifAppConfigDirFactory("lif");
     for (char const* const path : {"1", "2", "3", "4"}) {
         two.offeredByA->offer(path, hwIvecsFactory(path));
@@ -661,20 +671,18 @@ TEST(Limits, OfThePeerAreKept) {
     Told told;
     two.b->want("4", told.hook());
     two.quiet();
-    ASSERT_EQ(told.states, (States{RootState::requested, RootState::refused}));
-    EXPECT_EQ(told.reasons[1], "the peer takes at most 2 entities");
+    ASSERT_EQ(told.refusal(), "the peer takes at most 2 entities");
     two.a->unpush("x");
     two.b->unwant("4");
     two.b->want("4");
     two.quiet();
     EXPECT_EQ(two.b->rootState("4"), RootState::synchronized);
     EXPECT_TRUE(two.a->isOpen());
-    std::string why;
-    two.a->push("dir", dir, Access::writable, [&](bool, String8 const& reason) { why = reason.view(); });
+    two.a->push("dir", dir, Access::writable, told.verdictHook());
     two.quiet();
     dir->appConfigIs(Loam::vtAppMpls); // a part that cannot be told: that root is let go, and nothing else
     two.quiet();
-    EXPECT_EQ(why, told.reasons[1]);
+    EXPECT_EQ(told.reasons.back(), "the peer takes at most 2 entities");
     EXPECT_EQ(two.b->rootState("4"), RootState::synchronized);
     EXPECT_TRUE(two.a->isOpen());
 }
@@ -707,13 +715,13 @@ TEST(Call, IsAnsweredInOrderWithTextsOfAnyAllowedLength) {
         service->handlerIs("fail", [](Session&, String8 const&) -> String8 { throw RangeException("no"); });
         service->handlerIs("long", [](Session&, String8 const&) { return std::string(70'000, 'x'); });
     }
-    std::vector<std::string> got;
+    Texts got;
     auto const ask = [&](Session& from, Name const& verb, std::string const& argument) {
         from.call(verb, argument, [&got](bool ok, String8 const& text) {
             got.push_back((ok ? "" : "error: ") + std::string(text.view()));
         });
     };
-    std::vector<std::string> expected;
+    Texts expected;
     for (std::size_t const length : std::initializer_list<std::size_t>{0, 1, 900, 1000, 5000, 65535}) {
         expected.emplace_back(length, 'a');
         ask(*two.a, "echo", expected.back()); // before the hello
@@ -726,10 +734,10 @@ TEST(Call, IsAnsweredInOrderWithTextsOfAnyAllowedLength) {
     ask(*two.a, "long", "");
     ask(*two.a, "what", "");
     two.quiet();
-    EXPECT_EQ(got, (std::vector<std::string>{"a", "error: no",
-                                             "error: the answer to \"long\" is longer than "
-                                             "65535 bytes",
-                                             "error: there is no request \"what\""}));
+    EXPECT_EQ(got, (Texts{"a", "error: no",
+                          "error: the answer to \"long\" is longer than "
+                          "65535 bytes",
+                          "error: there is no request \"what\""}));
     got.clear();
     // Both sides at once, each with as many as it may.
     for (U32 i = 0; i < Session::maxCalls; ++i) {
@@ -745,7 +753,7 @@ TEST(Call, IsAnsweredInOrderWithTextsOfAnyAllowedLength) {
     got.clear();
     ask(*two.a, "echo", "late");
     two.a->cut("the line is dead");
-    EXPECT_EQ(got, std::vector<std::string>{"error: the line is dead"});
+    EXPECT_EQ(got, Texts{"error: the line is dead"});
 }
 
 // Other schemas; simulate has whole switches of two.
@@ -768,8 +776,7 @@ TEST(Schema, APeerThatIsOlderRefusesARootThatItDoesNotKnow) {
     two.a->in()->feed({reinterpret_cast<U8 const*>(bytes.data()), bytes.size()});
     ASSERT_TRUE(two.a->receive()) << two.a->closeReason().charPtr();
     two.quiet();
-    EXPECT_EQ(told.states, (States{RootState::requested, RootState::refused}));
-    EXPECT_EQ(told.reasons[1], "its type is not known here");
+    EXPECT_EQ(told.refusal(), "its type is not known here");
     EXPECT_FALSE(evec->korNboAttrLogSa(two.b->out())); // and it is not sent for long
     EXPECT_TRUE(two.a->isOpen() && two.b->isOpen());
 }
@@ -783,53 +790,33 @@ TEST(Harm, APeerThatAsksTooMuchIsTurnedAwayWithTheReason) {
             out << String8(verb) << String8(std::string(length, 'x'));
         };
     };
-    struct {
-        std::function<void(Raw&)> send;
-        char const* reason;
-    } const cases[] = {
-        {[&](Raw& raw) {
-             for (U32 i = 0; i < 1025; ++i) {
-                 raw.control(offerAttribute, [&](auto const& out) {
-                     out << String8(std::to_string(i)) << TypeId("X"), out->putNumber(1);
-                 });
-             }
-         },
+    auto const wants = [](auto const& out, U32 i) { out << String8("none"), out->putNumber(i); };
+    Refused const cases[] = {
+        {Raw().hello().controls(1025, offerAttribute,
+                                [](auto const& out, U32 i) {
+                                    out << String8(std::to_string(i)) << TypeId("X"), out->putNumber(1);
+                                }),
          "peer has more roots than the limit of 1024"},
-        {[&](Raw& raw) {
-             for (U32 i = 0; i < 5000; ++i) {
-                 raw.control(wantAttribute,
-                             [&](auto const& out) { out << String8("none"), out->putNumber(i); });
-             }
-         },
-         "peer asks for more than it reads answers"},
-        {[&](Raw& raw) {
-             for (U32 i = 0; i < 100; ++i) {
-                 raw.control(requestAttribute, text("x", i, 0, 1));
-             }
-         },
+        {Raw().hello().controls(5000, wantAttribute, wants), "peer asks for more than it reads answers"},
+        {Raw().hello().controls(100, requestAttribute,
+                                [&](auto const& out, U32 i) { text("x", i, 0, 1)(out); }),
          "peer has more than 16 requests under way"},
-        {[&](Raw& raw) {
-             for (U32 i = 0; i < 80; ++i) {
-                 raw.control(requestAttribute, text("x", 1, 1, 900));
-             }
-         },
+        {Raw().hello().controls(80, requestAttribute,
+                                [&](auto const& out, U32) { text("x", 1, 1, 900)(out); }),
          "peer has a call of more than 65535 bytes"},
-        {[&](Raw& raw) {
-             raw.control(requestAttribute, text("x", 1, 1, 9)).control(requestAttribute, text("x", 2, 0, 9));
-         },
+        {Raw().hello().controls(2, requestAttribute,
+                                [&](auto const& out, U32 i) { text("x", 1 + i, 1 - i, 9)(out); }),
          "record is of another request than the one that has begun"},
-        {[&](Raw& raw) { raw.control(requestAttribute, text("", 1, 0, 9)); }, "record has an unsound verb"},
-        {[&](Raw& raw) { raw.control(answerAttribute, text("", 1, 0, 9)); },
+        {Raw().hello().control(requestAttribute, text("", 1, 0, 9)), "record has an unsound verb"},
+        {Raw().hello().control(answerAttribute, text("", 1, 0, 9)),
          "record answers another request than the next one"},
-        {[&](Raw& raw) { raw.control(wantAttribute, [](auto const& out) { out << String8("\x7f"); }); },
+        {Raw().hello().control(wantAttribute, [](auto const& out) { out << String8("\x7f"); }),
          "record has an unsound path"},
     };
     for (auto const& each : cases) {
         SCOPED_TRACE(each.reason);
         Sessions two(support::smallSession);
-        Raw raw;
-        each.send(raw.hello());
-        EXPECT_FALSE(raw.to(*two.b)); // which reads nothing
+        EXPECT_FALSE(Raw(each.peer).to(*two.b)); // which reads nothing
         EXPECT_EQ(two.b->closeReason(), each.reason);
     }
 }
