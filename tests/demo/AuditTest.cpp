@@ -22,6 +22,7 @@ using Kor::U32;
 using support::ends;
 using support::has;
 using support::Outcome;
+using support::Table;
 namespace fs = std::filesystem;
 
 constexpr char const* examples =
@@ -81,8 +82,6 @@ TEST(AuditRows, AnAnswerThatIsNoneIsRefused) {
 
 class Audit : public support::OnDriver {
 protected:
-    std::string const image_ = file("chip.img");
-
     std::string json(std::string const& command, std::vector<std::string> more, int status) const {
         more.emplace_back("--json");
         Outcome const outcome = on(command, more);
@@ -158,7 +157,7 @@ TEST_F(Audit, AnOddAnswerToExplainIsRefusedInALineAndPrintsNothing) {
 }
 
 TEST_F(Audit, ASignalEndsALookThatWaits) {
-    auto driver = serving(words(image_));
+    auto driver = serving(words());
     auto audit = start({"audit", "--socket", socket(), "--every", "1", "--timeout", "600000"}, "audit.log");
     ASSERT_TRUE(says("audit.log", "none differs"));
     driver.kill(SIGSTOP);
@@ -170,7 +169,7 @@ TEST_F(Audit, ASignalEndsALookThatWaits) {
 }
 
 TEST_F(Audit, EachBitThatIsFlippedInAnImageIsNamed) {
-    auto driver = serving(words(image_));
+    auto driver = serving(words());
     ASSERT_EQ(start(asking(examples), "application.log").join(), 0) << content("application.log");
     EXPECT_EQ(on("audit", {}).status, 0);
     EXPECT_EQ(on("audit", {"--image", image_}).status, 0);
@@ -232,12 +231,12 @@ TEST_F(Audit, EachBitThatIsFlippedInAnImageIsNamed) {
     // The image is made anew at a start.
     ended(driver, SIGKILL);
     EXPECT_EQ(support::loamtunnel({"audit", "--socket", socket(), "--timeout", "200"}).status, 6);
-    driver = serving(words(image_));
+    driver = serving(words());
     EXPECT_EQ(on("audit", {"--image", image_}).status, 0);
 }
 
 TEST_F(Audit, NothingIsTakenForADifferenceWhileProcessesComeAndAreKilled) {
-    auto driver = serving(words(image_));
+    auto driver = serving(words());
     std::vector<tool::Child> audits;
     for (std::vector<std::string> const& from :
          {std::vector<std::string>{}, std::vector<std::string>{"--image", image_}}) {
@@ -255,7 +254,7 @@ TEST_F(Audit, NothingIsTakenForADifferenceWhileProcessesComeAndAreKilled) {
         ended(application, SIGKILL);
         if (turn % 4 == 0) {
             ended(driver, SIGKILL);
-            driver = serving(words(image_));
+            driver = serving(words());
         }
     }
     for (std::size_t i = 0; i < audits.size(); ++i) {
@@ -269,34 +268,27 @@ TEST_F(Audit, ARequestIsExplainedDownToItsRowOrToWhatIsMissing) {
     auto driver = serving(words(image_, "7"));
     ask("AradLifAcMp vsi=100\nAradLifAcMp vsi=100\nOutAcValue ac0.vid1=20 ac1.vid1=30\n"
         "EvecValue evec1.nTagsToRemove=1\n");
-    struct Case {
-        std::string what;
-        int status;
-        std::vector<char const*> says;
-    };
-    for (Case const& each : {
-             Case{"AradLifAcMp vsi=100",
-                  0,
-                  {"vtAppMpls asks: 2", "index: 28672", "answered: 2", "vsi[15:0]: 100", "LifTable"}},
-             Case{"lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]", 0, {"index: 28672"}},
-             Case{"lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=100]", 0, {"index: 28672"}},
-             Case{"lifConfig.appConfig[vtAppEvpn].reqCount[AradLifAcMp vsi=100]",
-                  4,
-                  {"vtAppEvpn does not ask"}},
-             Case{"AradLifAcMp vsi=101", 4, {"no application asks for it"}},
-             Case{"OutAcKey fapMask=0 acFormat=(OutAcFormat vid1=30)", 0, {"half 1", "ac1ActionVid1"}},
-             Case{"evecConfig.appConfig[vtAppMpls].entry[fapMask=0 index=1]", 0, {"entry1NTagsToRemove"}},
-             Case{"evecStatus.owner[EvecKey fapMask=0 index=1]", 0, {"EvecTable"}},
-             Case{"EvecKey fapMask=1 index=1", 4, {"no application asks"}},
-             Case{"EvecFormat 3", 1, {"nothing that is asked for here"}},
-             Case{"lifConfig.appConfig[vtAppMpls]", 1, {"names no request"}},
-             Case{"lifConfig.appConfig[vtApp].reqCount[AradLifAcMp vsi=1]", 1, {"no application vtApp"}},
-             Case{"lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1", 1, {"]"}},
-             Case{"nonsense", 1, {""}},
+    for (auto const& [what, status, says] : Table<std::string, int, std::vector<char const*>>{
+             {"AradLifAcMp vsi=100",
+              0,
+              {"vtAppMpls asks: 2", "index: 28672", "answered: 2", "vsi[15:0]: 100", "LifTable"}},
+             {"lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=100]", 0, {"index: 28672"}},
+             {"lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=100]", 0, {"index: 28672"}},
+             {"lifConfig.appConfig[vtAppEvpn].reqCount[AradLifAcMp vsi=100]", 4, {"vtAppEvpn does not ask"}},
+             {"AradLifAcMp vsi=101", 4, {"no application asks for it"}},
+             {"OutAcKey fapMask=0 acFormat=(OutAcFormat vid1=30)", 0, {"half 1", "ac1ActionVid1"}},
+             {"evecConfig.appConfig[vtAppMpls].entry[fapMask=0 index=1]", 0, {"entry1NTagsToRemove"}},
+             {"evecStatus.owner[EvecKey fapMask=0 index=1]", 0, {"EvecTable"}},
+             {"EvecKey fapMask=1 index=1", 4, {"no application asks"}},
+             {"EvecFormat 3", 1, {"nothing that is asked for here"}},
+             {"lifConfig.appConfig[vtAppMpls]", 1, {"names no request"}},
+             {"lifConfig.appConfig[vtApp].reqCount[AradLifAcMp vsi=1]", 1, {"no application vtApp"}},
+             {"lifConfig.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1", 1, {"]"}},
+             {"nonsense", 1, {""}},
          }) {
-        std::string const text = explained(each.what, each.status);
-        for (char const* const part : each.says) {
-            EXPECT_TRUE(has(text, part)) << each.what;
+        std::string const text = explained(what, status);
+        for (char const* const part : says) {
+            EXPECT_TRUE(has(text, part)) << what;
         }
     }
     auto const answer = nlohmann::json::parse(json("explain", {"EvecKey fapMask=0 index=1"}, 0));

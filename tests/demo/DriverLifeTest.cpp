@@ -247,6 +247,7 @@ private:
 
 class DriverLife : public support::OnDriver {
 protected:
+    DriverLife() : OnDriver("life/chip.img") {}
     static unsigned number(char const* variable, unsigned otherwise) {
         char const* const text = std::getenv(variable);
         return text != nullptr ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
@@ -327,7 +328,7 @@ protected:
             startTwo();
             return;
         }
-        driver_.emplace(serving(words(image_)));
+        driver_.emplace(serving(words()));
         if (disk_ != nullptr && !isServing()) { // there is no room for an image
             ++count("starts without room");
             EXPECT_EQ(driver_->join(), 1);
@@ -335,7 +336,7 @@ protected:
             EXPECT_TRUE(log.find("o space left") != log.npos || log.find("no room on its disk") != log.npos)
                 << log;
             disk_->makeRoom();
-            driver_.emplace(serving(words(image_)));
+            driver_.emplace(serving(words()));
         }
         EXPECT_TRUE(isServing()) << content("driver.log");
     }
@@ -344,8 +345,8 @@ protected:
         ++count("races of two starts");
         fs::remove(file("first.log"));
         fs::remove(file("second.log"));
-        auto first = start(words(image_), "first.log");
-        auto second = start(words(image_), "second.log");
+        auto first = start(words(), "first.log");
+        auto second = start(words(), "second.log");
         EXPECT_TRUE(eventually([&] { return first.status() || second.status(); }));
         bool const isFirst = !first.status();
         driver_.emplace(std::move(isFirst ? first : second));
@@ -495,7 +496,6 @@ protected:
         }
     }
 
-    std::string const image_ = file("life/chip.img");
     std::mt19937 generator_;
     std::map<std::string, unsigned> counts_;
     SmallDisk* disk_ = nullptr;

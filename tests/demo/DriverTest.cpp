@@ -29,6 +29,7 @@ using support::ends;
 using support::has;
 using support::loamtunnel;
 using support::Outcome;
+using support::Table;
 using Driver = support::OnDriver;
 namespace fs = std::filesystem;
 
@@ -83,11 +84,6 @@ TEST_F(Driver, ADemoThatIsEndedOrKilledLeavesNothing) {
 
 TEST_F(Driver, WhatIsNotItsOwnIsLeftAsItIs) {
     std::string const image = file("work/chip.img");
-    struct Case {
-        char const* what;
-        std::function<void()> prepare;
-        char const* message;
-    };
     auto const text = [](std::string const& path) {
         return [path] {
             std::ofstream(path) << "a letter to somebody else, of more than seventy-two bytes, so that "
@@ -103,40 +99,40 @@ TEST_F(Driver, WhatIsNotItsOwnIsLeftAsItIs) {
     auto const fifo = [](std::string const& path) {
         return [path] { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); };
     };
-    for (Case const& each : {
-             Case{"image, a file of another kind", text(image), "it is none"},
-             Case{"image, a link", link(image), "symbolic link"},
-             Case{"image, a FIFO", fifo(image), "no regular file"},
-             Case{"new image", text(image + ".new"), "is in the way"},
-             Case{"lock", text(image + ".lock"), "is in the way"},
-             Case{"lock, a link", link(image + ".lock"), "symbolic link"},
-             Case{"database, a file of another kind", text(image + ".db"), "no database of places"},
-             Case{"database, a link", link(image + ".db"), "symbolic link"},
-             Case{"database, a FIFO", fifo(image + ".db"), "no regular file"},
-             Case{"database of somebody else",
-                  [&] { sql(image + ".db", "PRAGMA journal_mode=WAL; CREATE TABLE place(slot)"); },
-                  "no database of places"},
-             Case{"log of the database, a link", link(image + ".db-wal"), "symbolic link"},
-             Case{"database that others may write to",
-                  [&] {
-                      std::ofstream(image + ".db").flush();
-                      ::chmod((image + ".db").c_str(), 0666);
-                  },
-                  "every user may write to it"},
-             Case{"log of no database", text(image + ".db-wal"), "is in the way: it is no log"},
-             Case{"journal of no database", text(image + ".db-journal"), "is in the way: it is no log"},
-             Case{"log of a database that is gone",
-                  [&] { std::ofstream(image + ".db-wal") << "\x37\x7f\x06\x82 and whatever was written"; },
-                  "is in the way: the database that it belongs to is gone"},
-             Case{"journal of an older driver", text(image + ".journal"), "an older driver"},
+    for (auto const& [what, prepare, message] : Table<char const*, std::function<void()>, char const*>{
+             {"image, a file of another kind", text(image), "it is none"},
+             {"image, a link", link(image), "symbolic link"},
+             {"image, a FIFO", fifo(image), "no regular file"},
+             {"new image", text(image + ".new"), "is in the way"},
+             {"lock", text(image + ".lock"), "is in the way"},
+             {"lock, a link", link(image + ".lock"), "symbolic link"},
+             {"database, a file of another kind", text(image + ".db"), "no database of places"},
+             {"database, a link", link(image + ".db"), "symbolic link"},
+             {"database, a FIFO", fifo(image + ".db"), "no regular file"},
+             {"database of somebody else",
+              [&] { sql(image + ".db", "PRAGMA journal_mode=WAL; CREATE TABLE place(slot)"); },
+              "no database of places"},
+             {"log of the database, a link", link(image + ".db-wal"), "symbolic link"},
+             {"database that others may write to",
+              [&] {
+                  std::ofstream(image + ".db").flush();
+                  ::chmod((image + ".db").c_str(), 0666);
+              },
+              "every user may write to it"},
+             {"log of no database", text(image + ".db-wal"), "is in the way: it is no log"},
+             {"journal of no database", text(image + ".db-journal"), "is in the way: it is no log"},
+             {"log of a database that is gone",
+              [&] { std::ofstream(image + ".db-wal") << "\x37\x7f\x06\x82 and whatever was written"; },
+              "is in the way: the database that it belongs to is gone"},
+             {"journal of an older driver", text(image + ".journal"), "an older driver"},
          }) {
         fs::create_directory(file("work"));
-        each.prepare();
+        prepare();
         auto const before = filesOf(file("work"));
         Outcome const outcome = loamtunnel(words(image));
-        EXPECT_TRUE(ends(outcome, 1, each.message)) << each.what;
+        EXPECT_TRUE(ends(outcome, 1, message)) << what;
         EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1) << outcome.err;
-        EXPECT_EQ(filesOf(file("work")), before) << each.what;
+        EXPECT_EQ(filesOf(file("work")), before) << what;
         EXPECT_EQ(content("target"), "");
         fs::remove_all(file("work"));
         fs::remove(file("target"));
@@ -157,42 +153,37 @@ TEST_F(Driver, WhatIsNotItsOwnIsLeftAsItIs) {
 }
 
 TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
-    std::string const image = file("chip.img");
-    std::string const database = image + ".db";
-    auto driver = serving(words(image));
+    std::string const database = image_ + ".db";
+    auto driver = serving(words());
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
     ASSERT_EQ(ended(driver, SIGTERM), 0);
     std::string const good = contentOf(database);
-    struct Case {
-        char const* statement;
-        char const* message;
-    };
-    for (Case const& each : {
-             Case{"UPDATE place SET slot = slot + 1048576", "its indexes are"},
-             Case{"UPDATE place SET slot = 0 WHERE entry LIKE '%1%' AND slot = (SELECT min(slot) FROM place)",
-                  "its indexes are"},
-             Case{"UPDATE place SET slot = -slot", "no whole number"},
-             Case{"UPDATE place SET slot = slot + (1 << 40)", "no whole number"},
-             Case{"UPDATE place SET app = 99", "applications go up to 15"},
-             Case{"UPDATE place SET app = 'mpls'", "no whole number"},
-             Case{"UPDATE place SET entry = 'nonsense'", "row 1 of place"},
-             Case{"UPDATE place SET entry = ''", "row 1 of place"},
-             Case{"UPDATE place SET entry = (SELECT entry FROM place LIMIT 1)", "already"},
-             Case{"DELETE FROM chip", "does not say of which chip"},
-             Case{"UPDATE chip SET number = 4294967304", "no whole number"},
-             Case{"UPDATE place SET family = 'lifs'", "no family"},
-             Case{"UPDATE place SET family = 'evec', entry = 'Value(''Hardware::LoamTunnel::EvecEntry'', ** "
-                  "{})'",
-                  "its indexes are 0 to 1023"},
-             Case{"PRAGMA user_version=3", "version 3"},
-             Case{"PRAGMA application_id=1", "no database of places"},
-             Case{"DROP TABLE place", "no such table"},
+    for (auto const& [statement, message] : Table<char const*, char const*>{
+             {"UPDATE place SET slot = slot + 1048576", "its indexes are"},
+             {"UPDATE place SET slot = 0 WHERE entry LIKE '%1%' AND slot = (SELECT min(slot) FROM place)",
+              "its indexes are"},
+             {"UPDATE place SET slot = -slot", "no whole number"},
+             {"UPDATE place SET slot = slot + (1 << 40)", "no whole number"},
+             {"UPDATE place SET app = 99", "applications go up to 15"},
+             {"UPDATE place SET app = 'mpls'", "no whole number"},
+             {"UPDATE place SET entry = 'nonsense'", "row 1 of place"},
+             {"UPDATE place SET entry = ''", "row 1 of place"},
+             {"UPDATE place SET entry = (SELECT entry FROM place LIMIT 1)", "already"},
+             {"DELETE FROM chip", "does not say of which chip"},
+             {"UPDATE chip SET number = 4294967304", "no whole number"},
+             {"UPDATE place SET family = 'lifs'", "no family"},
+             {"UPDATE place SET family = 'evec', entry = 'Value(''Hardware::LoamTunnel::EvecEntry'', ** "
+              "{})'",
+              "its indexes are 0 to 1023"},
+             {"PRAGMA user_version=3", "version 3"},
+             {"PRAGMA application_id=1", "no database of places"},
+             {"DROP TABLE place", "no such table"},
          }) {
-        sql(database, each.statement);
+        sql(database, statement);
         std::string const spoilt = contentOf(database);
         ASSERT_NE(spoilt, good);
-        EXPECT_TRUE(ends(loamtunnel(words(image)), 1, each.message)) << each.statement;
-        EXPECT_EQ(contentOf(database), spoilt) << each.statement;
+        EXPECT_TRUE(ends(loamtunnel(words()), 1, message)) << statement;
+        EXPECT_EQ(contentOf(database), spoilt) << statement;
         std::ofstream(database, std::ios::binary | std::ios::trunc) << good;
     }
     // A page of it damaged: whatever is found, it is said.
@@ -200,41 +191,39 @@ TEST_F(Driver, ADatabaseThatCannotBeIsRefusedAndLeftAsItIs) {
         std::string spoilt = good;
         spoilt[at] = static_cast<char>(spoilt[at] ^ 0x55);
         std::ofstream(database, std::ios::binary | std::ios::trunc) << spoilt;
-        auto damaged = serving(words(image));
+        auto damaged = serving(words());
         damaged.kill(SIGTERM);
         EXPECT_LE(damaged.join(), 1) << at << ": " << content("driver.log");
     }
     std::string const before = (std::ofstream(database, std::ios::binary | std::ios::trunc) << good, good);
     fs::remove(database + "-wal");
-    EXPECT_TRUE(has(loamtunnel(words(image, "3")).err, "it is of chip 8, not 3"));
-    fs::remove(image);
-    EXPECT_TRUE(has(loamtunnel(words(image, "3")).err, "has the places of chip 8, not of chip 3"));
+    EXPECT_TRUE(has(loamtunnel(words(image_, "3")).err, "it is of chip 8, not 3"));
+    fs::remove(image_);
+    EXPECT_TRUE(has(loamtunnel(words(image_, "3")).err, "has the places of chip 8, not of chip 3"));
     EXPECT_EQ(contentOf(database), before);
-    EXPECT_FALSE(fs::exists(image));
+    EXPECT_FALSE(fs::exists(image_));
 }
 
 TEST_F(Driver, ADatabaseOfLifsAloneIsTakenUp) {
-    std::string const image = file("chip.img");
-    auto driver = serving(words(image));
+    auto driver = serving(words());
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
     ASSERT_EQ(ended(driver, SIGTERM), 0);
-    std::string const before = contentOf(image);
-    sql(image + ".db",
+    std::string const before = contentOf(image_);
+    sql(image_ + ".db",
         "CREATE TABLE older(slot INTEGER PRIMARY KEY, app INTEGER NOT NULL, lif TEXT NOT NULL);"
         "INSERT INTO older SELECT slot, app, entry FROM place; DROP TABLE place;"
         "ALTER TABLE older RENAME TO place; PRAGMA user_version=1");
-    std::ofstream(image, std::ios::in | std::ios::binary) << "LifImage"; // as that driver's began
-    driver = serving(words(image));
+    std::ofstream(image_, std::ios::in | std::ios::binary) << "LifImage"; // as that driver's began
+    driver = serving(words());
     EXPECT_TRUE(has(content("driver.log"), "2 places taken up"));
-    EXPECT_EQ(contentOf(image), before);
+    EXPECT_EQ(contentOf(image_), before);
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\nAradLifAcMp vsi=3\n");
 }
 
 TEST_F(Driver, OutAcsAndVlanEditsArePlacedKeptAndRefusedWithWords) {
-    std::string const image = file("chip.img");
-    auto driver = serving(words(image, "7"));
+    auto driver = serving(words(image_, "7"));
     auto const row = [&](tool::ChipTable table, U32 number) {
-        return tool::ChipImage(image, Hardware::jerichoChip7, tool::ChipImage::readOnly).read(table, number);
+        return tool::ChipImage(image_, Hardware::jerichoChip7, tool::ChipImage::readOnly).read(table, number);
     };
     auto const encoded = [](std::string const& entry) {
         return tool::encodeEntry(tool::parseEntry(entry), Hardware::jerichoChip7).words;
@@ -247,19 +236,14 @@ TEST_F(Driver, OutAcsAndVlanEditsArePlacedKeptAndRefusedWithWords) {
     EXPECT_EQ(row(tool::outAcTable, at), encoded(pair));
     EXPECT_EQ(row(tool::evecTable, 0), encoded(edits));
 
-    struct Case {
-        std::string what;
-        std::vector<std::string> options;
-        char const* message;
-    };
-    for (Case const& each : {
-             Case{"EvecValue evec0.nTagsToRemove=2\n", {}, "slot 0 belongs to vtAppMpls"},
-             Case{edits + '\n', {"--fap", "3"}, "fapMask has to have 0"},
-             Case{"OutAcValue ac0.vid1=1 ac0.format=4\n",
-                  {},
-                  "format: 4 is too large for the row of chip 7, at most 3"},
+    for (auto const& [what, options, message] : Table<std::string, std::vector<std::string>, char const*>{
+             {"EvecValue evec0.nTagsToRemove=2\n", {}, "slot 0 belongs to vtAppMpls"},
+             {edits + '\n', {"--fap", "3"}, "fapMask has to have 0"},
+             {"OutAcValue ac0.vid1=1 ac0.format=4\n",
+              {},
+              "format: 4 is too large for the row of chip 7, at most 3"},
          }) {
-        EXPECT_TRUE(ends(asks("vtAppVxlan", each.what, each.options), 1, each.message)) << each.what;
+        EXPECT_TRUE(ends(asks("vtAppVxlan", what, options), 1, message)) << what;
     }
     std::string many;
     for (int i = 1; i < 300; ++i) {
@@ -270,7 +254,7 @@ TEST_F(Driver, OutAcsAndVlanEditsArePlacedKeptAndRefusedWithWords) {
 
     // What a slot holds is exchanged; the rest stays, also over a restart.
     ended(driver, SIGKILL);
-    driver = serving(words(image, "7"));
+    driver = serving(words(image_, "7"));
     EXPECT_EQ(row(tool::outAcTable, at), encoded(pair));
     std::string const others = "EvecValue evec0.nTagsToRemove=3 evec1.outerTpidIdx=2";
     EXPECT_EQ(asks("vtAppMpls", pair + '\n' + others + '\n').err, "");
@@ -281,31 +265,30 @@ TEST_F(Driver, OutAcsAndVlanEditsArePlacedKeptAndRefusedWithWords) {
 }
 
 TEST_F(Driver, AChipHasOneDriver) {
-    std::string const image = file("chip.img");
-    auto driver = serving(words(image));
+    auto driver = serving(words());
     ask("AradLifAcMp vsi=1\nAradLifAcMp vsi=2\n");
-    auto const before = contentOf(image);
+    auto const before = contentOf(image_);
 
-    EXPECT_TRUE(has(loamtunnel(words(image)).err, "another driver has the chip"));
-    EXPECT_TRUE(has(loamtunnel(words(image, "8", "other")).err, "another driver has the chip"));
+    EXPECT_TRUE(has(loamtunnel(words()).err, "another driver has the chip"));
+    EXPECT_TRUE(has(loamtunnel(words(image_, "8", "other")).err, "another driver has the chip"));
     EXPECT_FALSE(fs::exists(file("other")));
-    fs::create_hard_link(image + ".db", file("twin.img.db"));
+    fs::create_hard_link(image_ + ".db", file("twin.img.db"));
     EXPECT_TRUE(has(loamtunnel(words(file("twin.img"), "8", "other")).err, "another process has"));
     EXPECT_TRUE(has(loamtunnel(words(file("second.img"))).err, "a server is listening there already"));
     EXPECT_FALSE(fs::exists(file("second.img")));
     EXPECT_FALSE(fs::exists(file("second.img.db")));
 
-    EXPECT_EQ(contentOf(image), before);
+    EXPECT_EQ(contentOf(image_), before);
     ask("AradLifAcMp vsi=3\n");
     EXPECT_EQ(ended(driver, SIGTERM), 0);
-    EXPECT_FALSE(fs::exists(image + ".lock"));
+    EXPECT_FALSE(fs::exists(image_ + ".lock"));
     EXPECT_FALSE(fs::exists(socket()));
 }
 
 TEST_F(Driver, FilesAreTheOwnersAloneWhateverTheUmask) {
     auto const under = [&](std::string const& umask) {
         std::string command = "umask " + umask + "; exec " LOAM_PROGRAM;
-        for (std::string const& word : words(file("chip.img"))) {
+        for (std::string const& word : words()) {
             command += ' ' + word;
         }
         std::ofstream(file("driver.log")).close();
@@ -318,12 +301,12 @@ TEST_F(Driver, FilesAreTheOwnersAloneWhateverTheUmask) {
     ASSERT_TRUE(eventually([&] { return isServing() || driver.status().has_value(); }));
     ask("AradLifAcMp vsi=1\n");
     for (char const* const end : {"", ".db", ".db-wal", ".lock"}) {
-        EXPECT_EQ(support::modeOf(file("chip.img") + end), 0600u) << end;
+        EXPECT_EQ(support::modeOf(image_ + end), 0600u) << end;
     }
 }
 
 TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
-    auto driver = serving(words(file("chip.img")));
+    auto driver = serving(words());
     std::string reason;
     {
         Kor::Link::Loop loop;
@@ -357,7 +340,7 @@ TEST_F(Driver, WhatIsAskedForInVainCostsLittleAndIsForgotten) {
 
 // Each process of the program says when it is done: those that ask, and those that only look.
 TEST_F(Driver, AllAreDoneWhoeverIsConnected) {
-    auto driver = serving(words(file("chip.img")));
+    auto driver = serving(words());
     std::ofstream(file("entries")) << lifs(10'000);
     auto application = start(asking(file("entries"), {"--pace", "10"}), "application.log");
     Outcome const wait = on("wait", {"lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=3]"});
@@ -379,19 +362,16 @@ TEST_F(Driver, AllAreDoneWhoeverIsConnected) {
 }
 
 TEST_F(Driver, AnApplicationEndsWithAWordWhateverIsWrong) {
-    struct Peer {
-        std::string root;
-        char const* message;
-    };
-    for (Peer const& each : {Peer{"lifStatus=LifAppConfigDir", "it is no driver"},
-                             Peer{"lifStatus=LifAppStatusDir", "requests are not accepted"}}) {
-        auto server = InFolder::serving({"serve", "--socket", socket(), each.root});
-        EXPECT_TRUE(ends(asks("vtAppMpls", lifs(1)), 1, each.message));
+    for (auto const& [root, message] :
+         Table<std::string, char const*>{{"lifStatus=LifAppConfigDir", "it is no driver"},
+                                         {"lifStatus=LifAppStatusDir", "requests are not accepted"}}) {
+        auto server = InFolder::serving({"serve", "--socket", socket(), root});
+        EXPECT_TRUE(ends(asks("vtAppMpls", lifs(1)), 1, message));
         ended(server, SIGTERM);
     }
     // A driver that goes while it is asked, and does not come back.
     std::ofstream(file("entries")) << lifs(2'000);
-    auto driver = serving(words(file("chip.img")));
+    auto driver = serving(words());
     auto application =
         start(asking(file("entries"), {"--timeout", "1500", "--pace", "1"}), "application.log");
     EXPECT_EQ(on("wait", {"lifStatus.appStatus[vtAppMpls].lifEntry[AradLifAcMp vsi=3]"}).status, 0);

@@ -13,6 +13,8 @@ namespace support {
 
 class OnDriver : public InFolder {
 protected:
+    explicit OnDriver(std::string const& image = "chip.img") : image_(file(image)) {}
+    std::vector<std::string> words() const { return words(image_); }
     std::vector<std::string> words(std::string const& image, std::string const& chip = "8",
                                    std::string const& at = "socket") const {
         return {"driver", "--socket", file(at), "--chip", chip, "--image", image};
@@ -43,6 +45,8 @@ protected:
         }
         return entries;
     }
+
+    std::string const image_;
 };
 
 } // namespace support

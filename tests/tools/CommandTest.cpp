@@ -382,12 +382,8 @@ TEST(Command, ManualAndCompletionKnowEveryOption) {
     }
     EXPECT_EQ(loamtunnel({"--complete", "lay"}).out,
               "layout\tDraw the bits of a row, or compare two chips\n");
-    struct Line {
-        char const* line;
-        char const* completed;
-    };
-    for (Line const& each : {
-             Line{"layout --chip 8 --table Evec", "EvecTable"},
+    for (auto const& [line, expected] : support::Table<char const*, char const*>{
+             {"layout --chip 8 --table Evec", "EvecTable"},
              {"layout --table=Evec", "--table=EvecTable"},
              {"layout -c 1", "10"},
              {"layout --diff 5 1", "10"},
@@ -410,7 +406,7 @@ TEST(Command, ManualAndCompletionKnowEveryOption) {
              {"encode -- --", ""},
              {"get --socket /no/such/place li", ""},
          }) {
-        EXPECT_EQ(completed(each.line), each.completed) << each.line;
+        EXPECT_EQ(completed(line), expected) << line;
     }
 }
 

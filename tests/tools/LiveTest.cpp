@@ -27,6 +27,7 @@ using support::ends;
 using support::has;
 using support::loamtunnel;
 using support::Outcome;
+using support::Table;
 
 /// A folder for one test, and a server in it.
 class Live : public support::InFolder {
@@ -72,22 +73,18 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     EXPECT_TRUE(has(on("trace", {"LoamTunnel.Types", "--set", "on"}).err,
                     "no facility LoamTunnel.Types; there are "));
 
-    struct Wrong {
-        std::string command;
-        std::vector<std::string> words;
-        std::string message;
-        int status = 1;
-    };
     std::string const other = "lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=101]";
-    for (Wrong const& each :
-         {Wrong{"get", {"liff"}, "no root liff is offered; did you mean lif?", 4},
-          Wrong{"get", {""}, "no root '' is offered; there are evec and lif", 4},
-          Wrong{"get", {"lif."}, "has no attribute ''; there are appConfig"},
-          Wrong{"get", {"lif.appConfig[]"}, "no VtAppId is called ''; there are vtAppNone"},
-          Wrong{"get", {other}, other + " is not there", 4},
-          Wrong{"wait", {other + "=many"}, "'many' is no number"},
-          Wrong{"wait", {"lif.appConfg"}, "appConfig?"}, Wrong{"set", {count, "many"}, "many"}}) {
-        EXPECT_TRUE(ends(on(each.command, each.words), each.status, each.message)) << each.message;
+    for (auto const& [command, words, message, status] :
+         Table<std::string, std::vector<std::string>, std::string, int>{
+             {"get", {"liff"}, "no root liff is offered; did you mean lif?", 4},
+             {"get", {""}, "no root '' is offered; there are evec and lif", 4},
+             {"get", {"lif."}, "has no attribute ''; there are appConfig", 1},
+             {"get", {"lif.appConfig[]"}, "no VtAppId is called ''; there are vtAppNone", 1},
+             {"get", {other}, other + " is not there", 4},
+             {"wait", {other + "=many"}, "'many' is no number", 1},
+             {"wait", {"lif.appConfg"}, "appConfig?", 1},
+             {"set", {count, "many"}, "many", 1}}) {
+        EXPECT_TRUE(ends(on(command, words), status, message)) << message;
     }
     EXPECT_EQ(ended(server, SIGTERM), 0);
     Outcome const nobody = loamtunnel({"get", "--socket", socket(), "--timeout", "300", count});

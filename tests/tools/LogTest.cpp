@@ -170,21 +170,18 @@ TEST(Log, SaysWhereARecordingIsUnsound) {
     std::string const outOfRange =
         recordingOf("range", 2, {0, 28, 1, 11, 0x86, 4, 0, 0, 0, 99, 0, 0, 0, 0, 0,
                                  0, 0,  1, 0,  0,    0, 0, 0, 0, 0,  2, 0, 0, 0, 1});
-    struct {
-        std::vector<std::string> arguments;
-        std::string says;
-    } const cases[] = {
-        {{"log", "check", "/nowhere/log"}, "cannot read /nowhere/log: No such file or directory"},
-        {{"log", "check", "/"}, "cannot read /: Is a directory"},
-        {{"log", "check", LOAM_PROGRAM},
-         std::string(LOAM_PROGRAM) + ": recording is unsound at byte 0: it does not begin as one"},
-        {{"log", "show", stray}, "unsound record at byte 205 of the connecting side, in the chunk at byte "},
-        {{"log", "replay", stray}, "record is shorter than its attribute"},
-        {{"log", "check", outOfRange}, "record at byte 205 of the connecting side is refused: LifType"},
-    };
-    for (auto const& each : cases) {
-        auto const outcome = loamtunnel(each.arguments);
-        EXPECT_TRUE(ends(outcome, 1, each.says)) << each.says;
+    for (auto const& [arguments, says] : support::Table<std::vector<std::string>, std::string>{
+             {{"log", "check", "/nowhere/log"}, "cannot read /nowhere/log: No such file or directory"},
+             {{"log", "check", "/"}, "cannot read /: Is a directory"},
+             {{"log", "check", LOAM_PROGRAM},
+              std::string(LOAM_PROGRAM) + ": recording is unsound at byte 0: it does not begin as one"},
+             {{"log", "show", stray},
+              "unsound record at byte 205 of the connecting side, in the chunk at byte "},
+             {{"log", "replay", stray}, "record is shorter than its attribute"},
+             {{"log", "check", outOfRange}, "record at byte 205 of the connecting side is refused: LifType"},
+         }) {
+        auto const outcome = loamtunnel(arguments);
+        EXPECT_TRUE(ends(outcome, 1, says)) << says;
         EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
     }
     EXPECT_EQ(loamtunnel({"log"}).status, 2);

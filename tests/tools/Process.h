@@ -6,10 +6,12 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <iterator>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -23,6 +25,10 @@
 #endif
 
 namespace support {
+
+/// Cases of one test, without a name for each column.
+template <class... Column>
+using Table = std::initializer_list<std::tuple<Column...>>;
 
 struct Outcome {
     int status;

@@ -190,25 +190,21 @@ TEST_F(InTerminal, BashZshAndFishCompleteALiveTree) {
     std::string const path = LOAM_PROGRAM;
     std::string const scripts = LOAM_SOURCES "/tools/completion";
     std::string missing;
-    struct Shell {
-        std::vector<std::string> words;
-        std::string setUp;
-    };
-    for (Shell const& each :
-         {Shell{{"/bin/bash", "--norc", "-i"}, ". " + scripts + "/loamtunnel.bash"},
-          Shell{{"/usr/bin/zsh", "-f", "-i"},
-                "fpath=(" + scripts + " $fpath); autoload -U compinit; compinit -u -D"},
-          Shell{{"/usr/bin/fish", "--no-config", "-i"}, "source " + scripts + "/loamtunnel.fish"}}) {
-        SCOPED_TRACE(each.words[0]);
-        if (::access(each.words[0].c_str(), X_OK) != 0) {
-            missing += ' ' + each.words[0];
+    for (auto const& [command, setUp] : support::Table<std::vector<std::string>, std::string>{
+             {{"/bin/bash", "--norc", "-i"}, ". " + scripts + "/loamtunnel.bash"},
+             {{"/usr/bin/zsh", "-f", "-i"},
+              "fpath=(" + scripts + " $fpath); autoload -U compinit; compinit -u -D"},
+             {{"/usr/bin/fish", "--no-config", "-i"}, "source " + scripts + "/loamtunnel.fish"}}) {
+        SCOPED_TRACE(command[0]);
+        if (::access(command[0].c_str(), X_OK) != 0) {
+            missing += ' ' + command[0];
             continue;
         }
         std::vector<std::string> words{"/usr/bin/env", "LOAM_SOCKET=" + socket(), "HOME=" + folder(),
                                        "PATH=" + path.substr(0, path.rfind('/')) + ":/usr/bin:/bin"};
-        words.insert(words.end(), each.words.begin(), each.words.end());
+        words.insert(words.end(), command.begin(), command.end());
         Terminal shell(words, 120, 40, folder());
-        shell.type(each.setUp + "; touch begun\n");
+        shell.type(setUp + "; touch begun\n");
         ASSERT_TRUE(eventually([&] { return std::filesystem::exists(file("begun")); })) << shell.all();
         auto const prints = [&](std::string const& line, std::string const& result) {
             shell.type(line + " >out; touch done\n");

@@ -20,31 +20,26 @@ TEST(Value, IsCheckedAndPrintedInEachForm) {
     std::string const entry = entryHead + "'dword0' : 0x64,'lifType': 'lifAcMp'})";
     std::string const pending =
         R"({"insert": true, "entry": {"policyId": 7, "request": {"intfId": "Ethernet5"}}})";
-    struct Case {
-        std::vector<std::string> arguments;
-        std::string out;
-    } const cases[] = {
-        {{"AradLifEntry", entry}, entryHead + "'lifType': 'lifAcMp', 'dword0': 100, 'dword1': 0})"},
-        {{"Hardware::LoamTunnel::AradLifEntry", entry, "--to", "json"},
-         R"({"lifType":"lifAcMp","dword0":"100","dword1":"0"})"},
-        {{"AradLifEntry", entry, "--to", "row", "-c3,8"},
-         "chip=3 table=LifTable variant=1 0x00000064 0x00000000 0x00000000 0x00000006\n"
-         "chip=8 table=LifTable variant=1 0x00000064 0x00000000 0x00000000 0x00000003"},
-        {{"TcamSharingPendingRequest", "--from", "json", pending},
-         pendingHead +
-             "'intfId': 'Ethernet5', 'fapId': 2048, 'l3FloodPortVlanId': 0}), 'policyId': 7}), 'insert': "
-             "True})"},
-        {{"EvecFormat", "--from", "wire", "--to", "json", "0x00 04,0012"}, R"({"value":262162})"},
-        {{"TagsToRemoveOption", " 'removeOneTag' "}, "'removeOneTag'"},
-        {{"S32", "--to", "wire", "--", "-5"}, "ff ff ff fb"},
-        {{"EedbAcConstants", "--from", "wire", "--to", "json", ""}, "{}"},
-        {{"EedbAcConstants", "--from", "json", "--to", "wire", "{}"}, ""},
-    };
-    for (Case const& each : cases) {
-        std::vector<std::string> arguments = each.arguments;
+    for (auto [arguments, out] : support::Table<std::vector<std::string>, std::string>{
+             {{"AradLifEntry", entry}, entryHead + "'lifType': 'lifAcMp', 'dword0': 100, 'dword1': 0})"},
+             {{"Hardware::LoamTunnel::AradLifEntry", entry, "--to", "json"},
+              R"({"lifType":"lifAcMp","dword0":"100","dword1":"0"})"},
+             {{"AradLifEntry", entry, "--to", "row", "-c3,8"},
+              "chip=3 table=LifTable variant=1 0x00000064 0x00000000 0x00000000 0x00000006\n"
+              "chip=8 table=LifTable variant=1 0x00000064 0x00000000 0x00000000 0x00000003"},
+             {{"TcamSharingPendingRequest", "--from", "json", pending},
+              pendingHead + "'intfId': 'Ethernet5', 'fapId': 2048, 'l3FloodPortVlanId': 0}), 'policyId': "
+                            "7}), 'insert': "
+                            "True})"},
+             {{"EvecFormat", "--from", "wire", "--to", "json", "0x00 04,0012"}, R"({"value":262162})"},
+             {{"TagsToRemoveOption", " 'removeOneTag' "}, "'removeOneTag'"},
+             {{"S32", "--to", "wire", "--", "-5"}, "ff ff ff fb"},
+             {{"EedbAcConstants", "--from", "wire", "--to", "json", ""}, "{}"},
+             {{"EedbAcConstants", "--from", "json", "--to", "wire", "{}"}, ""},
+         }) {
         arguments.insert(arguments.begin(), "value");
         Outcome const outcome = loamtunnel(arguments);
-        EXPECT_EQ(outcome.out, each.out + '\n');
+        EXPECT_EQ(outcome.out, out + '\n');
         EXPECT_EQ(outcome.err, "");
         EXPECT_EQ(outcome.status, 0);
     }
