@@ -57,19 +57,26 @@ Ptr<StreamAdapter> adapterOf(Entity& entity, Demuxer const& demuxer) {
     return ptrCast<StreamAdapter>(entity.korNboAttrLogSa(demuxer.out()));
 }
 
-/// A mounted config at side a and its copy at side b.
-struct Configs : testing::Test {
+/// A mounted entity at side a and its copy at side b.
+template <class X>
+struct Mounted : testing::Test {
+    explicit Mounted(Ptr<X> const& entity, StreamLimits const& limits = {}) : link(limits), mine(entity) {}
     Link link;
-    Ptr<LifAppConfig> mine = lifAppConfigFactory(Loam::vtAppMpls);
-    Ptr<LifAppConfig> theirs = link.mountAtA(mine);
+    Ptr<X> mine, theirs = link.mountAtA(mine);
     EntityId id = adapterOf(*mine, *link.a)->entityId();
 };
-
-/// The same with directories.
-struct Directories : testing::Test {
-    Link link;
-    Ptr<LifAppConfigDir> mine = lifAppConfigDirFactory("lif");
-    Ptr<LifAppConfigDir> theirs = link.mountAtA(mine);
+struct Configs : Mounted<LifAppConfig> {
+    explicit Configs(StreamLimits const& limits = {})
+        : Mounted(lifAppConfigFactory(Loam::vtAppMpls), limits) {}
+};
+struct ConfigsOverASmallStream : Configs {
+    ConfigsOverASmallStream() : Configs(support::smallStream) {}
+};
+struct Directories : Mounted<LifAppConfigDir> {
+    Directories() : Mounted(lifAppConfigDirFactory("lif")) {}
+};
+struct Properties : Mounted<FapTypeProperties> {
+    Properties() : Mounted(makePtr<FapTypeProperties>()) {}
 };
 
 /// Answers a change of its key with a change of another one.
@@ -205,10 +212,9 @@ TEST_F(Configs, APassOfThePeerReplacesTheMapOnceItEnds) {
     theirs->reqCountDel(lifEntry(100));
     link.quiet();
     Demuxer& b = *link.b;
-    EXPECT_TRUE(giveMarker(b, id, 259, Type::end)); // none has begun
-    EXPECT_TRUE(giveMarker(b, id, 259, Type::start));
-    EXPECT_TRUE(giveMarker(b, id, 259, Type::abort));
-    EXPECT_TRUE(giveMarker(b, id, 259, Type::end));
+    for (Type const type : {Type::end, Type::start, Type::abort, Type::end}) { // none has begun, or it is off
+        EXPECT_TRUE(giveMarker(b, id, 259, type));
+    }
     EXPECT_EQ(count(), 2u);
 
     U64 const before = b.out()->records();
@@ -245,10 +251,7 @@ TEST_F(Configs, WhatAHandlerAnswersIsSentAndNothingEchoes) {
     EXPECT_EQ(link.a->out()->records(), before + 1);
 }
 
-TEST(Adapter, AKeyAtWhichAPassHasStoppedMayGo) {
-    Link link(support::smallStream);
-    auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
-    auto const theirs = link.mountAtA(mine);
+TEST_F(ConfigsOverASmallStream, AKeyAtWhichAPassHasStoppedMayGo) {
     fill(*mine, 50);
     link.quiet();
     auto const adapter = adapterOf(*mine, *link.a);
@@ -266,18 +269,15 @@ TEST(Adapter, AKeyAtWhichAPassHasStoppedMayGo) {
     EXPECT_FALSE(theirs->reqCountMap().member(stopped));
 }
 
-TEST(Adapter, AnEntityThatCannotBeAnnouncedIsToldAndHoldsUpNothing) {
-    Link link(support::smallStream);
-    auto const full = lifAppConfigFactory(Loam::vtAppMpls);
-    auto const theirs = link.mountAtA(full);
-    fill(*full, 100);
+TEST_F(ConfigsOverASmallStream, AnEntityThatCannotBeAnnouncedIsToldAndHoldsUpNothing) {
+    fill(*mine, 100);
     auto const tooLong = hwIvecsFactory(std::string(500, 'x'));
     link.a->mount(tooLong); // there is no room now to see that
     U64 const exceptions = handlerExceptions();
     link.quiet();
     EXPECT_EQ(handlerExceptions(), exceptions + 1);
     EXPECT_FALSE(tooLong->korNboAttrLogSa(link.a->out()));
-    EXPECT_TRUE(support::sameState(*full, *theirs));
+    EXPECT_TRUE(support::sameState(*mine, *theirs));
     EXPECT_THROW(link.a->mount(tooLong), RangeException);
     EXPECT_EQ(link.a->mounted(), 1u);
 }
@@ -298,7 +298,6 @@ TEST(Adapter, TheExchangeIsThatOfThePage) {
 }
 
 TEST_F(Directories, AnUnknownApplicationIsKeptAndAnyOtherUnknownEnumeratorIsTheRecordsFault) {
-    EntityId const id = adapterOf(*mine, *link.a)->entityId();
     EXPECT_TRUE(give(*link.b, {id, 258, true, 0, announcedChildAttribute},
                      [&](auto const& out) { out << U32{77} << EntityId::ofNumber(1000 << 2 | 3); }));
     EXPECT_EQ(link.b->stats().unknownEnums, 1u);
@@ -443,65 +442,57 @@ TEST(Adapter, ChildrenThatBothSidesMakeAtOnceEndEqualWhateverIsInThem) {
     }
 }
 
-TEST(Adapter, WhatAPeerMayNotSayIsRefusedOrEndsTheConnection) {
-    {
-        Link link;
-        auto const mine = makePtr<FapTypeProperties>();
-        auto const theirs = link.mountAtA(mine);
-        EntityId const id = adapterOf(*theirs, *link.b)->entityId();
-        auto const before = theirs->version();
-        auto const refer = [&](U64 to) {
-            return give(*link.b, {id, 258, true}, [&](auto const& out) { out << Loam::fapTypeArad << to; });
-        };
-        EXPECT_TRUE(refer(id.number()));    // another class
-        EXPECT_TRUE(refer(4000 << 2 | 3));  // nobody
-        EXPECT_TRUE(announce(*link.b, id)); // again, which may be
-        EXPECT_EQ(theirs->version(), before);
-        EXPECT_EQ(link.b->stats().refusedRecords, 2u);
-        auto const nothing = [](auto const&) {};
-        EXPECT_TRUE(give(*link.b, {id, 999, false}, nothing));
-        EXPECT_TRUE(give(*link.b, {{4001 << 2 | 3, 0}, 258, false}, nothing));
-        EXPECT_TRUE(announce(*link.b, {4002 << 2 | 3, 0}, "of::TheFuture"));
-        EXPECT_EQ(link.b->stats().unknownAttributes, 1u);
-        EXPECT_EQ(link.b->stats().unknownEntities, 2u);
-        EXPECT_FALSE(give(*link.b, {id, 259, false, 1}, nothing));
-        EXPECT_EQ(link.b->closeReason(), "record is shorter than its attribute");
-        EXPECT_FALSE(link.b->receive());
-        EXPECT_EQ(theirs->references(), 1u);
-        EXPECT_THROW(link.b->mount(theirs), RangeException);
+TEST_F(Properties, WhatIsNobodysOrUnknownIsPassedOverAndWhatIsTooShortEndsTheConnection) {
+    auto const before = theirs->version();
+    auto const refer = [&](U64 to) {
+        return give(*link.b, {id, 258, true}, [&](auto const& out) { out << Loam::fapTypeArad << to; });
+    };
+    EXPECT_TRUE(refer(id.number()));    // another class
+    EXPECT_TRUE(refer(4000 << 2 | 3));  // nobody
+    EXPECT_TRUE(announce(*link.b, id)); // again, which may be
+    EXPECT_EQ(theirs->version(), before);
+    EXPECT_EQ(link.b->stats().refusedRecords, 2u);
+    auto const nothing = [](auto const&) {};
+    EXPECT_TRUE(give(*link.b, {id, 999, false}, nothing));
+    EXPECT_TRUE(give(*link.b, {{4001 << 2 | 3, 0}, 258, false}, nothing));
+    EXPECT_TRUE(announce(*link.b, {4002 << 2 | 3, 0}, "of::TheFuture"));
+    EXPECT_EQ(link.b->stats().unknownAttributes, 1u);
+    EXPECT_EQ(link.b->stats().unknownEntities, 2u);
+    EXPECT_FALSE(give(*link.b, {id, 259, false, 1}, nothing));
+    EXPECT_EQ(link.b->closeReason(), "record is shorter than its attribute");
+    EXPECT_FALSE(link.b->receive());
+    EXPECT_EQ(theirs->references(), 1u);
+    EXPECT_THROW(link.b->mount(theirs), RangeException);
+}
+
+TEST_F(Configs, APeerThatBeginsPassesOverAndOverIsLetGo) {
+    fill(*mine, 1000);
+    link.quiet();
+    U32 markers = 0;
+    while (markers < 10'000 && giveMarker(*link.b, id, 259, Type::start)) {
+        ++markers;
     }
-    {
-        Link link;
-        auto const mine = lifAppConfigFactory(Loam::vtAppMpls);
-        fill(*mine, 1000);
-        auto const theirs = link.mountAtA(mine);
-        EntityId const id = adapterOf(*theirs, *link.b)->entityId();
-        U32 markers = 0;
-        while (markers < 10'000 && giveMarker(*link.b, id, 259, Type::start)) {
-            ++markers;
-        }
-        EXPECT_GT(markers, 100u);
-        EXPECT_EQ(link.b->closeReason(), "peer begins full passes over and over");
-        EXPECT_EQ(theirs->reqCountMap().count(), 1000u);
-    }
-    {
-        Link link;
-        auto const theirs = link.mountAtA(lifAppConfigDirFactory("lif"));
-        EntityId const id = adapterOf(*theirs, *link.b)->entityId();
-        MsgHeader child{id, 258, true};
-        child.secondaryAttribute = announcedChildAttribute;
-        EXPECT_TRUE(give(*link.b, child, [&](auto const& out) { out << Loam::vtAppMpls << id; })); // in use
-        EXPECT_EQ(link.b->stats().refusedRecords, 1u);
-        EXPECT_TRUE(theirs->appConfigMap().empty());
-        EXPECT_FALSE(giveMarker(*link.b, id, 258, static_cast<Type>(3)));
-        EXPECT_EQ(link.b->closeReason(), "record is an unknown marker");
-    }
+    EXPECT_GT(markers, 100u);
+    EXPECT_EQ(link.b->closeReason(), "peer begins full passes over and over");
+    EXPECT_EQ(theirs->reqCountMap().count(), 1000u);
+}
+
+TEST_F(Directories, AnIdInUseIsTheRecordsFaultAndAnUnknownMarkerThatOfTheStream) {
+    EXPECT_TRUE(give(*link.b, {id, 258, true, 0, announcedChildAttribute},
+                     [&](auto const& out) { out << Loam::vtAppMpls << id; }));
+    EXPECT_EQ(link.b->stats().refusedRecords, 1u);
+    EXPECT_TRUE(theirs->appConfigMap().empty());
+    EXPECT_FALSE(giveMarker(*link.b, id, 258, static_cast<Type>(3)));
+    EXPECT_EQ(link.b->closeReason(), "record is an unknown marker");
+}
+
+TEST(Adapter, IdsAreTheSendersOwnAndNoMoreThanTheLimit) {
     EXPECT_FALSE(
         give(*Link().b, {EntityId{7, 0}, std::numeric_limits<AttributeId>::min(), true}, [](auto const&) {}));
     Link link({640, 256, 2});
-    EXPECT_TRUE(announce(*link.b, EntityId::ofNumber(1 << 2 | 3)));
-    EXPECT_TRUE(announce(*link.b, EntityId::ofNumber(2 << 2 | 3)));
-    EXPECT_FALSE(announce(*link.b, EntityId::ofNumber(3 << 2 | 3)));
+    for (U32 const number : {1, 2, 3}) {
+        EXPECT_EQ(announce(*link.b, EntityId::ofNumber(number << 2 | 3)), number < 3);
+    }
     EXPECT_EQ(link.b->closeReason(), "peer has more entities than the limit");
     EXPECT_FALSE(announce(*link.a, EntityId::ofNumber(1 << 2 | 3)));
     EXPECT_EQ(link.a->closeReason(), "record gives an id that is not the sender's to give");

@@ -18,6 +18,8 @@ using namespace Hardware::LoamTunnel;
 using support::fill;
 using support::lifEntry;
 using support::Sessions;
+using Outcomes = std::vector<FenceOutcome>;
+using Texts = std::vector<std::string>;
 
 struct Answers {
     FenceHook hook() {
@@ -27,11 +29,10 @@ struct Answers {
             last = result;
         };
     }
-    std::vector<FenceOutcome> outcomes;
-    std::vector<std::string> whys;
+    Outcomes outcomes;
+    Texts whys;
     FenceResult last;
 };
-using Outcomes = std::vector<FenceOutcome>;
 
 Ptr<Service> accepting(Ptr<LifAppConfigDir> const& dir) {
     auto const service = makePtr<Service>();
@@ -195,7 +196,7 @@ TEST(Fence, IsDoneWhenTheProcessSaysSoWithWhatItWroteBefore) {
     Answers answers;
     two.a->fence(FenceLevel::done, answers.hook());
     two.quiet();
-    EXPECT_EQ(answers.whys, std::vector<std::string>{"b does not say when it is done"});
+    EXPECT_EQ(answers.whys, Texts{"b does not say when it is done"});
 
     service->fenceHookIs([&](Session&, Ptr<Fence> const& fence) { waiting.push_back(fence); });
     auto const copy = ptrCast<LifAppStatus>(two.a->root("lifStatus"));
@@ -344,13 +345,13 @@ struct Pusher {
         two.quiet();
     }
     Sessions two;
-    std::vector<std::string> told;
+    Texts told;
 };
 
 TEST(Writer, OfAKeyIsOneUnlessItConnectsAnewOrTakesThePlaceAloud) {
     auto const dir = lifAppConfigDirFactory("lif");
     auto const service = makePtr<Service>();
-    std::vector<std::string> heard;
+    Texts heard;
     auto const take = accepting(dir)->accepting("lifConfig").accept;
     auto const hook = [&](Session&, Name const&, Ptr<Entity> const& root, RootState state,
                           String8 const& why) {
@@ -364,7 +365,7 @@ TEST(Writer, OfAKeyIsOneUnlessItConnectsAnewOrTakesThePlaceAloud) {
     Pusher first(service, 1), second(service, 2), again(service, 1), vxlan(service, 3);
     first.two.b->peerDetailIs("process 4711");
     first.push(mine);
-    EXPECT_EQ(heard, (std::vector<std::string>{"2 0 ", "3 1 "})); // synchronizing; synchronized, all is there
+    EXPECT_EQ(heard, (Texts{"2 0 ", "3 1 "})); // synchronizing; synchronized, all is there
     heard.clear();
 
     second.push(others);
@@ -373,10 +374,10 @@ TEST(Writer, OfAKeyIsOneUnlessItConnectsAnewOrTakesThePlaceAloud) {
         << second.told[0];
     EXPECT_EQ(dir->appConfig(Loam::vtAppMpls)->reqCountMap().count(), 1u); // nothing is lost
     vxlan.push(lifAppConfigFactory(Loam::vtAppVxlan));                     // another key is free
-    EXPECT_EQ(vxlan.told, std::vector<std::string>{"accepted"});
+    EXPECT_EQ(vxlan.told, Texts{"accepted"});
 
     again.push(mine); // the same process, before the old connection is noticed as dead
-    EXPECT_EQ(again.told, std::vector<std::string>{"accepted"});
+    EXPECT_EQ(again.told, Texts{"accepted"});
     first.two.quiet();
     EXPECT_EQ(first.told.back(), "its process has connected anew");
 
@@ -387,16 +388,16 @@ TEST(Writer, OfAKeyIsOneUnlessItConnectsAnewOrTakesThePlaceAloud) {
     EXPECT_EQ(dir->appConfig(Loam::vtAppMpls)->reqCountMap().count(), 0u);
     heard.clear();
     second.two.b->cut("peer is gone");
-    EXPECT_EQ(heard, std::vector<std::string>{"0 0 peer is gone"});
+    EXPECT_EQ(heard, Texts{"0 0 peer is gone"});
     Pusher third(service, 4);
     third.push(mine);
-    EXPECT_EQ(third.told, std::vector<std::string>{"accepted"});
+    EXPECT_EQ(third.told, Texts{"accepted"});
 
     service->acceptIs("lifConfig", take, {}, Service::Pushers::many);
     Pusher more(service, 5), most(service, 6);
     more.push(mine);
     most.push(others);
-    EXPECT_EQ(most.told, std::vector<std::string>{"accepted"});
+    EXPECT_EQ(most.told, Texts{"accepted"});
 }
 
 } // namespace
