@@ -15,7 +15,7 @@ from loamtunnel.types import LifAppConfig, LifAppConfigDir, VtAppId
 MPLS, VXLAN = VtAppId.vtAppMpls, VtAppId.vtAppVxlan
 
 
-def shared(count: int = 0, hook=None) -> tuple[Pipe, LifAppConfigDir, LifAppConfigDir]:
+def shared(count: int = 0, hook=None, run: bool = True) -> tuple[Pipe, LifAppConfigDir, LifAppConfigDir]:
     """A pipe over which `ours` has a writable copy of a tree of `theirs`."""
     service, lifs, copy = Service("driver"), LifAppConfigDir("lif"), LifAppConfigDir("lif")
     service.offer("lif", lifs, writable=True)
@@ -25,7 +25,7 @@ def shared(count: int = 0, hook=None) -> tuple[Pipe, LifAppConfigDir, LifAppConf
         app.reqCount[lif(i)] = 1
     pipe = Pipe(theirs=service)
     pipe.ours.want("lif", copy, lambda error: None)
-    return pipe, lifs, copy
+    return pipe.run() if run else pipe, lifs, copy
 
 
 def attributes(data: bytes) -> list[int]:
@@ -40,7 +40,6 @@ def test_a_fence_is_behind_each_change_before_it_and_none_waits_for_ever(seed):
     there, and both end equal."""
     chance = random.Random(seed)
     pipe, lifs, copy = shared()
-    pipe.run()
     wires = {pipe.ours: (pipe.theirs, bytearray()), pipe.theirs: (pipe.ours, bytearray())}
     # Both make the last child.
     writes = {pipe.ours: [VtAppId(each) for each in (1, 2, 3, 8)], pipe.theirs: [VtAppId(each) for each in (4, 5, 6, 8)]}
@@ -91,7 +90,6 @@ def test_a_fence_is_behind_each_change_before_it_and_none_waits_for_ever(seed):
 def test_a_fence_waits_for_passes_for_marks_and_for_what_is_kept_back():
     pipe, lifs, copy = shared(30_000)
     heard, seen = [], []
-    pipe.run()
     assert len(copy.appConfig[MPLS].reqCount) == 30_000
     # A pass that fills the stream several times, and a child that is told of by a mark.
     second = Pipe(theirs=pipe.theirs.service)
@@ -113,11 +111,10 @@ def test_a_fence_waits_for_passes_for_marks_and_for_what_is_kept_back():
 
 
 def test_a_fence_goes_when_what_was_kept_back_has_lost_against_the_peer_s_state():
-    pipe, lifs, copy = shared(30_000)
-    pipe.theirs.feed(pipe.ours.take())
-    pipe.ours.feed(pipe.theirs.take())
-    pipe.theirs.feed(pipe.ours.take())
-    pipe.ours.feed(pipe.theirs.take())
+    pipe, lifs, copy = shared(30_000, run=False)
+    for _ in range(2):
+        pipe.theirs.feed(pipe.ours.take())
+        pipe.ours.feed(pipe.theirs.take())
     copy.appConfig[MPLS].reqCount[lif(29_999)] = 7
     woken, heard = [], []
     pipe.ours.fence("applied", False, lambda result, error: heard.append(result))
@@ -162,7 +159,6 @@ def test_done_is_said_by_the_process_and_comes_behind_what_it_has_changed():
         waiting.append(fence)
 
     pipe, lifs, copy = shared(hook=hook)
-    pipe.run()
     for _ in range(4):
         pipe.ours.fence("done", False, lambda result, error: seen.append((result, len(lifs.appConfig[MPLS].reqCount))))
     pipe.ours.fence("applied", False, lambda result, error: seen.append((result, 0)))
@@ -209,7 +205,6 @@ def test_a_peer_of_protocol_2_hears_of_no_fence():
 
 def test_at_most_1024_wait_and_one_that_is_forgotten_leaves_nothing():
     pipe, lifs, copy = shared()
-    pipe.run()
     pipe.ours.has_room = False
     copy.appConfig[MPLS].reqCount[lif(1)] = 1
     asked = [pipe.ours.fence("applied", False, lambda result, error: None) for _ in range(1024)]
@@ -253,7 +248,6 @@ def test_a_reason_is_cut_between_two_letters_and_is_always_text():
     heard = []
     reasons = ["ä" * 300, "x" + "\U0001f600" * 200, "\ud800?", "\udcff" * 600]
     pipe, _, _ = shared(hook=lambda peer, fence: fence.failed(reasons[len(heard)]))
-    pipe.run()
     for _ in reasons:
         pipe.ours.fence("done", False, lambda result, error: heard.append(result.why))
         pipe.run()
@@ -262,7 +256,6 @@ def test_a_reason_is_cut_between_two_letters_and_is_always_text():
 
 def test_requests_stand_behind_changes_unless_they_overtake():
     pipe, lifs, copy = shared()
-    pipe.run()
     heard = []
     pipe.theirs.service.answer("count", lambda peer, argument: str(len(lifs.appConfig[MPLS].reqCount)))
     pipe.ours.has_room = False

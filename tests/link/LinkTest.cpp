@@ -81,11 +81,20 @@ struct Links : testing::Test {
     std::string refusalOf(ConnectorConfig client) {
         client.reconnects = false;
         Connector const connector(loop, address, client);
-        EXPECT_TRUE(loop.runUntil([&] { return connector.isOver(); }, enough));
+        EXPECT_TRUE(until([&] { return connector.isOver(); }));
         return std::string(connector.lastReason().view());
     }
     std::string refusalToListen() {
         return refusal([this] { Listener(loop, address, serving()); });
+    }
+    template <class Condition>
+    bool until(Condition const& condition) {
+        return loop.runUntil(condition, enough);
+    }
+    /// While another loop runs, and this one beside it.
+    template <class Condition>
+    bool until(Loop& other, Condition const& condition) {
+        return other.runUntil([&] { return (loop.poll(), condition()); }, enough);
     }
     static bool isThere(Connector const& connector) {
         auto const session = connector.session();
@@ -156,8 +165,7 @@ TEST_F(Links, CarrySessionsOverUnixSocketsAndTcpAndLeaveNothingBehind) {
             client.hooks.closed = [&](Session&, String8 const& reason) { goodbye = reason.view(); };
             client.reconnects = false;
             connector.emplace(loop, listener.address(), client);
-            ASSERT_TRUE(loop.runUntil([&] { return isThere(*connector); }, enough))
-                << connector->lastReason();
+            ASSERT_TRUE(until([&] { return isThere(*connector); })) << connector->lastReason();
             EXPECT_TRUE(sameState(*dir, *mine));
             EXPECT_EQ(theirs->peerName(), "application");
             EXPECT_EQ(listener.sessions().size(), 1u);
@@ -168,19 +176,18 @@ TEST_F(Links, CarrySessionsOverUnixSocketsAndTcpAndLeaveNothingBehind) {
             std::string const question(50'000, '?');
             connector->session()->call("echo", question,
                                        [&](bool, String8 const& text) { answer = text.view(); });
-            ASSERT_TRUE(loop.runUntil(
-                [&] { return !answer.empty() && !theirs->demuxer().hasWork() && sameState(*dir, *mine); },
-                enough));
+            ASSERT_TRUE(until(
+                [&] { return !answer.empty() && !theirs->demuxer().hasWork() && sameState(*dir, *mine); }));
             EXPECT_EQ(answer, question);
             dir->appConfigDel(Loam::vtAppMpls);
             if (at.kind() == Address::Kind::tcp && at.host() != "localhost") {
                 listener.close("for today");
-                ASSERT_TRUE(loop.runUntil([&] { return connector->isOver(); }, enough));
+                ASSERT_TRUE(until([&] { return connector->isOver(); }));
                 EXPECT_EQ(goodbye, "for today");
                 continue;
             }
         }
-        ASSERT_TRUE(loop.runUntil([&] { return connector->isOver(); }, enough));
+        ASSERT_TRUE(until([&] { return connector->isOver(); }));
         EXPECT_EQ(goodbye, "the server ends");
         EXPECT_EQ(losses.back(), "the server ends");
         EXPECT_FALSE(std::filesystem::exists(address.path()));
@@ -192,19 +199,17 @@ TEST_F(Links, CarrySessionsOverUnixSocketsAndTcpAndLeaveNothingBehind) {
 TEST_F(Links, WhatAConditionChangesIsSentBeforeTheLoopWaits) {
     Listener const listener(loop, address, serving());
     Connector const connector(loop, address, wanting(mine));
-    ASSERT_TRUE(loop.runUntil([&] { return isThere(connector); }, enough));
+    ASSERT_TRUE(until([&] { return isThere(connector); }));
     U32 asked = 0;
     auto const here = mine->appConfigIs(Loam::vtAppMpls);
-    EXPECT_TRUE(loop.runUntil(
-        [&] {
-            auto const there = std::as_const(*dir).appConfig(Loam::vtAppMpls);
-            if (there && there->reqCount(lifEntry(1)) == asked) {
-                here->reqCountIs(lifEntry(1), ++asked);
-            }
-            return asked == 50;
-        },
-        enough))
-        << "stuck at " << asked;
+    EXPECT_TRUE(until([&] {
+        auto const there = std::as_const(*dir).appConfig(Loam::vtAppMpls);
+        if (there && there->reqCount(lifEntry(1)) == asked) {
+            here->reqCountIs(lifEntry(1), ++asked);
+        }
+        return asked == 50;
+    })) << "stuck at "
+        << asked;
 }
 
 TEST_F(Links, WaitLongerFromLossToLossUpToTheMost) {
@@ -217,7 +222,7 @@ TEST_F(Links, WaitLongerFromLossToLossUpToTheMost) {
         waits.push_back(wait);
     };
     Connector const connector(loop, address, config); // where there is no server
-    ASSERT_TRUE(loop.runUntil([&] { return waits.size() == 6; }, enough));
+    ASSERT_TRUE(until([&] { return waits.size() == 6; }));
     auto most = config.firstWait;
     for (auto const wait : waits) { // each somewhere in the upper half of the doubled one
         EXPECT_GE(wait, most / 2);
@@ -292,7 +297,7 @@ TEST_F(Links, RefusePeersOfAnotherUserAndMoreThanThereIsRoomForAndSayWhy) {
     client.peerUid = ::geteuid() + 1; // a server can be an impostor, too
     EXPECT_EQ(refusalOf(client), other);
     Connector const first(loop, address, wanting(mine));
-    ASSERT_TRUE(loop.runUntil([&] { return first.isEstablished(); }, enough));
+    ASSERT_TRUE(until([&] { return first.isEstablished(); }));
     EXPECT_EQ(refusalOf(wanting(mine)), "there are 1 sessions already, which is the limit");
     EXPECT_TRUE(first.isEstablished());
 }
@@ -349,8 +354,7 @@ TEST_F(Links, KeepRoomForOtherUsersOnTcp) {
     std::vector<std::unique_ptr<Connector>> greedy;
     for (int i = 0; i < 3; ++i) {
         greedy.push_back(std::make_unique<Connector>(loop, listener.address(), client));
-        ASSERT_TRUE(
-            loop.runUntil([&] { return greedy.back()->isEstablished() || greedy.back()->isOver(); }, enough));
+        ASSERT_TRUE(until([&] { return greedy.back()->isEstablished() || greedy.back()->isOver(); }));
     }
     EXPECT_TRUE(greedy[1]->isEstablished());
     EXPECT_TRUE(greedy[2]->isOver());
@@ -371,7 +375,7 @@ TEST_F(Links, KeepRoomForOtherUsersOnTcp) {
     }
     int status = 0;
     auto const asking = loop.every(5ms, [] {});
-    ASSERT_TRUE(loop.runUntil([&] { return ::waitpid(other, &status, WNOHANG) == other; }, enough));
+    ASSERT_TRUE(until([&] { return ::waitpid(other, &status, WNOHANG) == other; }));
     EXPECT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == skipped)) << status;
 }
 
@@ -421,18 +425,14 @@ TEST_F(Links, ServeTheOthersWhileSomePeersAreSilentOrStuckOrMad) {
     half.say("\x89Loam");
     Loop still; // it stands once it has asked for more than a socket takes
     Connector const stuck(still, address, wanting(lifAppConfigDirFactory("stuck")));
-    ASSERT_TRUE(still.runUntil(
-        [&] {
-            loop.poll();
-            return stuck.session() && stuck.session()->rootState("lif") == RootState::requested;
-        },
-        enough));
+    ASSERT_TRUE(until(
+        still, [&] { return stuck.session() && stuck.session()->rootState("lif") == RootState::requested; }));
     still.poll();
     Connector const connector(loop, address, wanting(mine));
-    ASSERT_TRUE(loop.runUntil([&] { return isThere(connector); }, enough));
+    ASSERT_TRUE(until([&] { return isThere(connector); }));
     EXPECT_TRUE(sameState(*dir, *mine));
     // Those without a hello are told so, and those with one may be as slow as they like.
-    ASSERT_TRUE(loop.runUntil([&] { return listener.sessions().size() == 2; }, enough));
+    ASSERT_TRUE(until([&] { return listener.sessions().size() == 2; }));
     EXPECT_NE(silent.heard().find("there was no hello within 200 ms"), std::string::npos);
     EXPECT_NE(half.heard().find("there was no hello within 200 ms"), std::string::npos);
     EXPECT_NE(mad.heard().find("peer does not speak the attribute log: it began with 47"), std::string::npos);
@@ -460,16 +460,13 @@ TEST_F(Links, GiveEachPeerItsTurn) {
     std::vector<Ptr<LifAppConfigDir>> copies;
     std::vector<std::unique_ptr<Connector>> peers;
     constexpr std::size_t others = 4;
-    auto const isThere = [&] {
-        loop.poll();
-        return std::ranges::all_of(peers, [](auto const& each) { return Links::isThere(*each); });
-    };
+    auto const isThere = [](auto const& each) { return Links::isThere(*each); };
     for (std::size_t i = 0; i <= others; ++i) {
         copies.push_back(lifAppConfigDirFactory("copy"));
         ConnectorConfig client = wanting(copies.back());
         client.session.name = Name(i == others ? String8("good") : format("flood %zu", i));
         peers.push_back(std::make_unique<Connector>(theirs, address, client));
-        ASSERT_TRUE(theirs.runUntil(isThere, enough));
+        ASSERT_TRUE(until(theirs, [&] { return std::ranges::all_of(peers, isThere); }));
     }
     for (U32 const round : {0u, 2048u}) { // without a bound, and with one
         SCOPED_TRACE(round);
@@ -498,12 +495,7 @@ TEST_F(Links, GiveEachPeerItsTurn) {
             EXPECT_LT(bytes, 100'000u) << name;
             EXPECT_TRUE(round == 0 || bytes <= round) << name << ' ' << bytes;
         }
-        ASSERT_TRUE(theirs.runUntil(
-            [&] {
-                loop.poll();
-                return answer == "there?";
-            },
-            enough));
+        ASSERT_TRUE(until(theirs, [&] { return answer == "there?"; }));
         for (bool hasMore = true; hasMore;) { // until nobody has anything left
             hasMore = loop.poll();
             hasMore = theirs.poll() || hasMore;
