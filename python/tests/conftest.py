@@ -105,6 +105,7 @@ def starting(program, tmp_path):
         listening(address, process)
         return address
 
+    start.started = started
     yield start
     for process in started:
         process.terminate()

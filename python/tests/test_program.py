@@ -8,7 +8,7 @@ import subprocess
 
 import pytest
 from chance import random_value
-from conftest import lif, listening, ran
+from conftest import lif, ran
 from loamtunnel import Refused, RequestFailed, Service, connect, schema, serve, sync
 from loamtunnel import text as texts
 from loamtunnel import to_wire, values
@@ -203,7 +203,7 @@ async def test_the_program_reads_and_writes_a_tree_of_ours(program, address):
         assert not lifs.appConfig and "recordsIn" in await spoken(program, "stats", "-s", address, "--format", "json")
 
 
-def test_scripts_serve_too_where_the_program_looks(program, tmp_path, monkeypatch):
+def test_scripts_serve_too_where_the_program_looks(program, starting, tmp_path, monkeypatch):
     """A place that nobody has named, in a folder that is made."""
     monkeypatch.delenv("LOAM_SOCKET", raising=False)
     monkeypatch.setenv("XDG_RUNTIME_DIR", str(tmp_path))
@@ -224,14 +224,8 @@ def test_scripts_serve_too_where_the_program_looks(program, tmp_path, monkeypatc
     (tmp_path / "loamtunnel").chmod(0o777)
     with pytest.raises(PermissionError, match="no folder of this user's own"):
         sync.serve(None, Service())
-    process = subprocess.Popen([program, "serve", "lif=LifAppConfigDir", "-s", str(tmp_path / "other")], stderr=-3)
-    try:
-        listening(str(tmp_path / "other"), process)
-        with sync.connect(str(tmp_path / "other"), timeout=20) as peer:
-            assert peer.is_connected and peer.connections == 1
-            process.terminate()
-            assert peer.wait_closed() == peer.reason and "the server ends" in peer.reason
-            assert not peer.is_connected
-    finally:
-        process.kill()
-        process.wait()
+    with sync.connect(starting("serve", "lif=LifAppConfigDir"), timeout=20) as peer:
+        assert peer.is_connected and peer.connections == 1
+        starting.started[0].terminate()
+        assert peer.wait_closed() == peer.reason and "the server ends" in peer.reason
+        assert not peer.is_connected

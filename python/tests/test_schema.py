@@ -43,21 +43,24 @@ SERVING = """
     import loamtunnel
     from loamtunnel import schema
 
-    schema.load(json.load(open(sys.argv[2])))
-    from loamtunnel.types import AradLifAcMp, AradLifEntry, LifAppConfig, LifAppConfigDir, VtAppId
+    service = loamtunnel.Service("driver")
 
-    async def main():
-        service = loamtunnel.Service("driver")
-        apps = LifAppConfigDir("lifConfig")
-        app = apps.appConfig.add(VtAppId.vtAppLater)
-        app.reqCount[AradLifAcMp(vsi=5, later=9)] = 1
-        app.laterCount[AradLifEntry()] = 77
-        service.offer("lifConfig", apps, writable=True)
+    async def serve():
         async with loamtunnel.serve(sys.argv[1], service):
             print("serving", flush=True)
             await asyncio.Event().wait()
+"""
 
-    asyncio.run(main())
+NEWER = """
+    schema.load(json.load(open(sys.argv[2])))
+    from loamtunnel.types import AradLifAcMp, AradLifEntry, LifAppConfig, LifAppConfigDir, VtAppId
+
+    apps = LifAppConfigDir("lifConfig")
+    app = apps.appConfig.add(VtAppId.vtAppLater)
+    app.reqCount[AradLifAcMp(vsi=5, later=9)] = 1
+    app.laterCount[AradLifEntry()] = 77
+    service.offer("lifConfig", apps, writable=True)
+    asyncio.run(serve())
 """
 
 SCRIPT = """
@@ -109,7 +112,7 @@ def expect_done(text: str, *arguments: str) -> None:
 def test_a_newer_process_tells_an_older_script_its_types(tmp_path):
     told = tmp_path / "newer.json"
     told.write_text(json.dumps(newer()))
-    with served(SERVING, tmp_path / "socket", told):
+    with served(SERVING + NEWER, tmp_path / "socket", told):
         expect_done(SCRIPT, tmp_path / "socket")
 
 
@@ -123,16 +126,10 @@ def test_the_program_tells_the_types_that_it_prints(serving):
 
 
 def test_what_a_peer_does_not_tell_ends_the_connection(tmp_path):
-    serving = """
-        import asyncio, sys, loamtunnel
-        async def main():
-            service = loamtunnel.Service("odd")
-            service.answer("schema", lambda peer, argument: eval(sys.argv[2]))
-            loamtunnel.Session.checksum = 7
-            async with loamtunnel.serve(sys.argv[1], service):
-                print("serving", flush=True)
-                await asyncio.Event().wait()
-        asyncio.run(main())
+    odd = """
+    service.answer("schema", lambda peer, argument: eval(sys.argv[2]))
+    loamtunnel.Session.checksum = 7
+    asyncio.run(serve())
     """
     endless = """'{"version": 1, "checksum": "0x7", "types": [{}], "after": "X"}'"""
     for place, (answer, fault, words) in enumerate(
@@ -145,7 +142,7 @@ def test_what_a_peer_does_not_tell_ends_the_connection(tmp_path):
             ("""'{"version": 2, "checksum": "0x7", "types": []}'""", ValueError, "version 2"),
         ]
     ):
-        with served(serving, tmp_path / str(place), answer), pytest.raises(fault, match=words):
+        with served(SERVING + odd, tmp_path / str(place), answer), pytest.raises(fault, match=words):
             sync.connect(str(tmp_path / str(place)), schema="peer", timeout=20)
 
 

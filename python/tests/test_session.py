@@ -277,9 +277,8 @@ def test_an_entity_whose_key_cannot_be_is_refused_by_a_verdict():
 
 
 def test_either_side_can_unmount_and_an_entity_is_on_a_connection_once():
-    lifs, service = LifAppConfigDir("lif"), Service("driver")
+    service = offering("lif", LifAppConfigDir("lif"), True)
     app, taken, heard = LifAppConfig(MPLS), LifAppConfig(MPLS), []
-    service.offer("lif", lifs, True)
     service.accept("app", lambda peer, made: taken)
     pipe = Pipe(theirs=service)
     copy = wanted(pipe, "lif")
@@ -446,9 +445,8 @@ def test_the_counters_of_many_connections_fit_an_answer(caplog):
 
 @pytest.mark.parametrize("late", [False, True])
 def test_a_peer_that_takes_fewer_entities_than_there_are_is_told_so(late):
-    lifs, service, heard = LifAppConfigDir("lif"), Service("driver"), []
-    service.offer("lif", lifs)
-    pipe = Pipe(theirs=service)
+    lifs, heard = LifAppConfigDir("lif"), []
+    pipe = Pipe(theirs=offering("lif", lifs))
     pipe.ours = Session(Service("small"), True, limits=Limits(entities=3))
     pipe.ours.want("lif", None, heard.append)
     if late:

@@ -93,6 +93,7 @@ protected:
         EXPECT_EQ(outcome.status, status) << outcome.err;
         return outcome.out + outcome.err;
     }
+    std::vector<std::vector<std::string>> const sources_{{}, {"--image", image_}};
 };
 
 TEST_F(Audit, AProcessThatIsNoDriverIsSaidToBeNone) {
@@ -199,8 +200,7 @@ TEST_F(Audit, EachBitThatIsFlippedInAnImageIsNamed) {
         stray[3] = 1;
         image.write(tool::lifTable, 5, stray); // where nobody has anything
     }
-    for (std::vector<std::string> const& from :
-         {std::vector<std::string>{}, std::vector<std::string>{"--image", image_}}) {
+    for (auto const& from : sources_) {
         auto const findings = nlohmann::json::parse(json("audit", from, 3));
         auto rest = flipped;
         bool isStrayFound = false;
@@ -238,8 +238,7 @@ TEST_F(Audit, EachBitThatIsFlippedInAnImageIsNamed) {
 TEST_F(Audit, NothingIsTakenForADifferenceWhileProcessesComeAndAreKilled) {
     auto driver = serving(words());
     std::vector<tool::Child> audits;
-    for (std::vector<std::string> const& from :
-         {std::vector<std::string>{}, std::vector<std::string>{"--image", image_}}) {
+    for (auto const& from : sources_) {
         std::vector<std::string> command{"audit", "--socket", socket(), "--every", "1", "--rounds", "6"};
         command.insert(command.end(), from.begin(), from.end());
         audits.push_back(start(command, "audit" + std::to_string(audits.size()) + ".log"));

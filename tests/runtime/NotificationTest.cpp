@@ -5,8 +5,10 @@
 
 #include <functional>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace Kor;
@@ -330,25 +332,20 @@ TEST_F(NotificationTest, AnAdapterStandsForItsOwnerAndLeavesWithIt) {
     EXPECT_EQ(port->references(), 4u);
     adapter->onNotificationException(9);
     EXPECT_EQ(take(), (Heard{"stream:!9"}));
-    adapter->hasNotificationActiveIs(false);
-    EXPECT_FALSE(stream->hasNotificationActive());
-    stream->hasNotificationActiveIs(true);
-    EXPECT_TRUE(adapter->hasNotificationActive());
-
-    stream->zombieIs(true);
-    EXPECT_TRUE(adapter->korMarkedForDeletion() && stream->korMarkedForDeletion());
-    EXPECT_FALSE(adapter->hasNotificationActive() || stream->hasNotificationActive());
-    EXPECT_EQ(port->list().count(), 3u);
-    stream->zombieIs(false);
-    EXPECT_EQ(port->list().count(), 4u);
-    EXPECT_EQ(port->list().head(), adapter.ptr());
-    EXPECT_TRUE(stream->hasNotificationActive()); // both are revived, and can be switched off again
-    stream->hasNotificationActiveIs(false);
-    EXPECT_FALSE(adapter->hasNotificationActive());
-    EXPECT_EQ(port->list().count(), 3u);
-    stream->hasNotificationActiveIs(true);
-    EXPECT_TRUE(adapter->hasNotificationActive());
-
+    for (auto const& [act, isActive] : std::initializer_list<std::pair<std::function<void()>, bool>>{
+             {[&] { adapter->hasNotificationActiveIs(false); }, false},
+             {[&] { stream->hasNotificationActiveIs(true); }, true},
+             {[&] { stream->zombieIs(true); }, false},
+             {[&] { stream->zombieIs(false); }, true}, // both are revived, and can be switched off again
+             {[&] { stream->hasNotificationActiveIs(false); }, false},
+             {[&] { stream->hasNotificationActiveIs(true); }, true}}) {
+        act();
+        EXPECT_EQ(adapter->korMarkedForDeletion(), stream->korMarkedForDeletion());
+        EXPECT_EQ(adapter->hasNotificationActive(), isActive);
+        EXPECT_EQ(stream->hasNotificationActive(), isActive);
+        EXPECT_EQ(port->list().count(), isActive ? 4u : 3u);
+        EXPECT_EQ(port->list().head() == adapter.ptr(), isActive);
+    }
     stream = nullptr;
     EXPECT_EQ(port->list().count(), 3u);
     EXPECT_EQ(port->references(), 4u);

@@ -195,56 +195,51 @@ TEST_F(Ends, ASignalEndsEachCommandAsItsWorkIsAndNothingIsLeft) {
     std::ofstream(file("entries")) << "AradLifAcMp vsi=1\n";
     // Told: it runs until then. Cut off: its result was not there yet.
     enum Work { told, cutOff };
-    struct Command {
-        std::vector<std::string> words;
-        Work work;
-        std::vector<std::string> at;
-        /// What it prints once it is at work there; else it is a moment later.
-        std::string sign{};
-    };
     std::vector<std::string> const withoutAnswer{"silent", "nowhere"},
         everywhere{"silent", "nowhere", "live"};
-    std::vector<Command> const commands{
-        {{"tree"}, cutOff, withoutAnswer},
-        {{"get", "lif"}, cutOff, withoutAnswer},
-        {{"set", "lif", "1"}, cutOff, withoutAnswer},
-        {{"del", "lif[1]"}, cutOff, withoutAnswer},
-        {{"wait", "lifStatus.appStatus[vtAppMpls]", "--timeout", "60000"}, cutOff, everywhere},
-        {{"sync"}, cutOff, withoutAnswer},
-        {{"explain", "EvecKey fapMask=0 index=4"}, cutOff, withoutAnswer},
-        {{"shell"}, cutOff, withoutAnswer},
-        {{"stats"}, cutOff, withoutAnswer},
-        {{"stats", "--watch", "60"}, told, everywhere},
-        {{"trace"}, cutOff, withoutAnswer},
-        {{"trace", "--follow"}, told, everywhere},
-        {{"top", "--every", "60000"}, told, everywhere},
-        {{"top", "--once", "--every", "60000"}, cutOff, everywhere},
-        {{"audit"}, cutOff, withoutAnswer},
-        {{"audit", "--every", "60"}, told, everywhere, "none differs"},
-        {{"monitor"}, told, everywhere, "lifStatus"},
-        {{"log", "record", file("log"), "--force"}, told, {"silent", "live"}},
-        {{"log", "record", file("log"), "--force", "--once"}, cutOff, {"silent"}},
-        {{"application", "--app", "vtAppMpls", "--file", file("entries")}, cutOff, withoutAnswer},
-        {{"application", "--app", "vtAppMpls", "--file", file("entries"), "--pace", "60000"},
-         cutOff,
-         {"live"}},
-        {{"serve", "lif=LifAppConfigDir"}, told, {"socket"}, "serving at"},
-        {{"driver", "--chip", "8", "--image", file("chip.img")}, told, {"socket"}, "serving at"},
-    };
     std::vector<int> accepted;
-    for (Command const& each : commands) {
-        for (std::string const& place : each.at) {
+    // The sign is what it prints once it is at work there; else it is a moment later.
+    for (auto const& [given, work, places, sign] :
+         support::Table<std::vector<std::string>, Work, std::vector<std::string>, std::string>{
+             {{"tree"}, cutOff, withoutAnswer, ""},
+             {{"get", "lif"}, cutOff, withoutAnswer, ""},
+             {{"set", "lif", "1"}, cutOff, withoutAnswer, ""},
+             {{"del", "lif[1]"}, cutOff, withoutAnswer, ""},
+             {{"wait", "lifStatus.appStatus[vtAppMpls]", "--timeout", "60000"}, cutOff, everywhere, ""},
+             {{"sync"}, cutOff, withoutAnswer, ""},
+             {{"explain", "EvecKey fapMask=0 index=4"}, cutOff, withoutAnswer, ""},
+             {{"shell"}, cutOff, withoutAnswer, ""},
+             {{"stats"}, cutOff, withoutAnswer, ""},
+             {{"stats", "--watch", "60"}, told, everywhere, ""},
+             {{"trace"}, cutOff, withoutAnswer, ""},
+             {{"trace", "--follow"}, told, everywhere, ""},
+             {{"top", "--every", "60000"}, told, everywhere, ""},
+             {{"top", "--once", "--every", "60000"}, cutOff, everywhere, ""},
+             {{"audit"}, cutOff, withoutAnswer, ""},
+             {{"audit", "--every", "60"}, told, everywhere, "none differs"},
+             {{"monitor"}, told, everywhere, "lifStatus"},
+             {{"log", "record", file("log"), "--force"}, told, {"silent", "live"}, ""},
+             {{"log", "record", file("log"), "--force", "--once"}, cutOff, {"silent"}, ""},
+             {{"application", "--app", "vtAppMpls", "--file", file("entries")}, cutOff, withoutAnswer, ""},
+             {{"application", "--app", "vtAppMpls", "--file", file("entries"), "--pace", "60000"},
+              cutOff,
+              {"live"},
+              ""},
+             {{"serve", "lif=LifAppConfigDir"}, told, {"socket"}, "serving at"},
+             {{"driver", "--chip", "8", "--image", file("chip.img")}, told, {"socket"}, "serving at"},
+         }) {
+        for (std::string const& place : places) {
             for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
-                SCOPED_TRACE(each.words[0] + ' ' + place + ' ' + std::to_string(signal));
+                SCOPED_TRACE(given[0] + ' ' + place + ' ' + std::to_string(signal));
                 std::filesystem::remove(file("command.log"));
-                auto words = each.words;
+                auto words = given;
                 words.insert(words.end(), {"--socket", file(place)});
                 auto command = start(words, "command.log");
-                ASSERT_TRUE(each.work == cutOff ||
+                ASSERT_TRUE(work == cutOff ||
                             eventually([&] { return support::hears(command.id(), signal); }));
                 pollfd connecting{silent, POLLIN, 0};
-                if (!each.sign.empty() && place != "silent" && place != "nowhere") {
-                    ASSERT_TRUE(says("command.log", each.sign));
+                if (!sign.empty() && place != "silent" && place != "nowhere") {
+                    ASSERT_TRUE(says("command.log", sign));
                 } else if (place == "silent" && ::poll(&connecting, 1, 10'000) == 1) {
                     accepted.push_back(::accept(silent, nullptr, nullptr)); // it stays without an answer
                 } else {
@@ -252,7 +247,7 @@ TEST_F(Ends, ASignalEndsEachCommandAsItsWorkIsAndNothingIsLeft) {
                 }
                 command.kill(signal);
                 EXPECT_TRUE(eventually([&] { return command.status().has_value(); }));
-                EXPECT_EQ(command.status(), each.work == told ? 0 : 128 + signal) << content("command.log");
+                EXPECT_EQ(command.status(), work == told ? 0 : 128 + signal) << content("command.log");
                 EXPECT_EQ(left(), "");
             }
         }
