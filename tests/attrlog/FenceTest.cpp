@@ -7,6 +7,7 @@
 #include <deque>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -53,14 +54,12 @@ TEST(Fence, StandsBehindAllThatWasChangedBeforeIt) {
         auto const theirs = dir->appConfigIs(Loam::vtAppMpls);
         U32 const changes = 10'000;
         U32 handled = 0, overtook = ~0u;
-        service->handlerIs("count", [&](Session&, String8 const&) {
-            handled = theirs->reqCountMap().count();
-            return String8();
-        });
-        service->handlerIs("stats", [&](Session&, String8 const&) {
-            overtook = theirs->reqCountMap().count();
-            return String8();
-        });
+        for (auto const& [verb, seen] : {std::pair{"count", &handled}, std::pair{"stats", &overtook}}) {
+            service->handlerIs(verb, [&theirs, at = seen](Session&, String8 const&) {
+                *at = theirs->reqCountMap().count();
+                return String8();
+            });
+        }
         Sessions two(limits, {}, service);
         two.a->push("lifConfig", mine);
         two.quiet();

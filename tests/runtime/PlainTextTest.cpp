@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -11,9 +12,7 @@ using Kor::plainText;
 using Kor::textStart;
 
 TEST(PlainText, KeepsWhatCanBeShownAndReplacesWhatATerminalObeys) {
-    struct {
-        std::string text, plain;
-    } const cases[] = {
+    std::pair<std::string, std::string> const cases[] = {
         {"", ""},
         {"a b~", "a b~"},
         {"\u00a0\u00e9\u4e2d\U0001f600", "\u00a0\u00e9\u4e2d\U0001f600"},
