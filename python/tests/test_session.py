@@ -331,8 +331,7 @@ def test_what_is_pushed_lies_neither_above_nor_below_what_is_on_the_connection()
     service, taken, heard = Service("driver"), LifAppConfigDir("configs"), []
     service.accept("dir", lambda peer, made: taken)
     service.accept("app", lambda peer, made: taken.appConfig.add(made.app))
-    pipe, mine = Pipe(theirs=service), LifAppConfigDir("mine")
-    pipe.run()
+    pipe, mine = Pipe(theirs=service).run(), LifAppConfigDir("mine")
     pipe.ours.push("dir", mine, False, heard.append)
     pipe.ours.push("app", mine.appConfig.add(MPLS), False, heard.append)  # its parent's pass has not come so far
     pipe.ours.push("app", LifAppConfig(VXLAN), False, heard.append)  # the place of which is below that of mine
@@ -385,8 +384,7 @@ def test_the_whole_state_of_a_root_is_told_of_that_root_alone():
         pipe.theirs.feed(pipe.ours.take())
         data = pipe.theirs.take()
         pipe.ours.feed(data.removesuffix(record(5, 135, bytes((0, 0, 0, 3)), form=0)))
-    assert pipe.ours.mounts
-    assert not heard
+    assert pipe.ours.mounts and not heard
     pipe.ours.feed(record(5, 258, (7).to_bytes(4, "big") + number(9)) + record(9, 135, bytes((0, 0, 0, 3)), form=0))
     assert not heard
     pipe.ours.feed(record(5, 135, bytes((0, 0, 0, 3)), form=0))
