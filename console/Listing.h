@@ -80,9 +80,10 @@ public:
     void add(std::vector<Cell> const& cells);
     /// After the last row.
     void end();
+    /// Prints the rows of a table that wait for the widths of more.
+    void flush();
 
 private:
-    void flush();
     std::string line(std::vector<Cell> const& cells) const;
 
     std::ostream& stream_;

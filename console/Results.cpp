@@ -126,6 +126,12 @@ void Events::row(std::string const& time, std::string const& event, std::string 
                value && !isOpened ? valueCell({path, value}, output_, roots_) : Cell(), Cell::orNone(note)});
 }
 
+void Events::show() {
+    if (output_.format == Format::table) { // whose next event may be long in coming
+        rows_.flush();
+    }
+}
+
 void Events::item(std::string const& event, Item const& item, bool isAlone) {
     if (isText(output_)) {
         out_ << Kor::plainText((isAlone ? "" : item.path + " = ") +
@@ -133,6 +139,7 @@ void Events::item(std::string const& event, Item const& item, bool isAlone) {
              << '\n';
     } else {
         row("", event, item.path, item.value, false, "");
+        show();
     }
 }
 
@@ -148,6 +155,7 @@ void Events::tree(std::string const& event, Place const& place, unsigned depth, 
             row("", event, node.path, node.value, node.isOpened, "");
         }
     });
+    show();
 }
 
 void Events::change(std::string const& mark, std::string const& time, Watch::Change const& change) {
@@ -156,6 +164,7 @@ void Events::change(std::string const& mark, std::string const& time, Watch::Cha
              << Kor::plainText(changeLine(change, output_.form, roots_)) << '\n';
     } else {
         row(time, change.isGone ? "del" : "set", change.path, change.value, false, change.note);
+        show();
     }
 }
 
@@ -164,6 +173,7 @@ void Events::listed(std::string const& line, std::string const& path, Kor::KorTy
         out_ << Kor::plainText(line) << '\n';
     } else {
         rows_.add({Cell(), "list", path, type != nullptr ? Cell(shortName(*type)) : Cell(), Cell(), Cell()});
+        show();
     }
 }
 
@@ -172,12 +182,7 @@ void Events::note(std::string const& mark, std::string const& text) {
         out_ << mark << Kor::plainText(text) << '\n';
     } else {
         row("", "note", "", nullptr, false, text);
-    }
-}
-
-void Events::end() {
-    if (!isText(output_)) {
-        rows_.end();
+        show();
     }
 }
 

@@ -79,11 +79,11 @@ public:
     /// What is at a path, of which a line tells in its own way.
     void listed(std::string const& line, std::string const& path, Kor::KorType const* type);
     void note(std::string const& mark, std::string const& text);
-    void end();
 
 private:
     void row(std::string const& time, std::string const& event, std::string const& path, Box const& value,
              bool isOpened, std::string const& note);
+    void show();
 
     std::ostream& out_;
     Output output_;

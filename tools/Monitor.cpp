@@ -66,7 +66,7 @@ public:
     }
     void note(std::string const& text) {
         events_.note("-- ", text);
-        lines_.add(taken());
+        tell();
     }
 
 private:
@@ -142,7 +142,7 @@ private:
             try {
                 if (options_.filter.takes(change)) {
                     events_.change("", timeNow(), change);
-                    lines_.add(taken());
+                    tell();
                 }
             } catch (std::bad_alloc const&) {
                 fails("there is not enough memory");
@@ -152,18 +152,23 @@ private:
 
     void state(Place const& place) {
         events_.tree("state", place, deepest, options_.filter);
+        lines_.addAll(taken());
+    }
+    /// A row, or a note; before the first row of columns there are headings.
+    void tell() {
+        for (std::string& line : taken()) {
+            lines_.add(std::move(line));
+        }
+    }
+    /// The lines that have been written since the last time.
+    std::vector<std::string> taken() {
         std::vector<std::string> lines;
-        std::istringstream text(taken());
+        std::istringstream text(std::move(text_).str());
+        text_.str("");
         for (std::string line; std::getline(text, line);) {
             lines.push_back(std::move(line));
         }
-        lines_.addAll(std::move(lines));
-    }
-    /// What has been written since the last time, without the end of its last line.
-    std::string taken() {
-        std::string text = std::move(text_).str();
-        text_.str("");
-        return text.substr(0, text.find_last_not_of('\n') + 1);
+        return lines;
     }
 
     static constexpr unsigned deepest = 16;
@@ -231,7 +236,11 @@ void monitor(Context& context, MonitorOptions const& options) {
     Monitoring monitoring(options, lines, [&] { loop.stop(); });
     Kor::Link::ConnectorConfig config = connectorConfig("monitor");
     config.setUp = [&](Session& session) { monitoring.setUp(session); };
-    config.hooks.offersChanged = [&](Session& session) { monitoring.offersChanged(session); };
+    bool wasThere = false;
+    config.hooks.offersChanged = [&](Session& session) {
+        wasThere = true;
+        monitoring.offersChanged(session);
+    };
     config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
         monitoring.note("no connection: " + std::string(reason.view()));
     };
@@ -253,6 +262,9 @@ void monitor(Context& context, MonitorOptions const& options) {
         loop.run();
     }
     finish(context, monitoring, lines);
+    if (options.seconds != 0 && !wasThere) {
+        throw noConnection(options.live.address, connector.lastReason().view());
+    }
 }
 
 } // namespace

@@ -90,6 +90,7 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
     Outcome const nobody = loamtunnel({"get", "--socket", socket(), "--timeout", "300", count});
     EXPECT_EQ(nobody.status, 6);
     EXPECT_EQ(std::ranges::count(nobody.err, '\n'), 1) << nobody.err;
+    EXPECT_EQ(loamtunnel({"monitor", "--socket", socket(), "--for", "1"}).status, 6);
     for (char const* const command : {"tree", "monitor"}) {
         EXPECT_TRUE(ends(loamtunnel({command, "--socket", "tcp:no.such.host.invalid:1"}), 6,
                          "no connection to tcp:no.such.host.invalid:1: "))
@@ -273,11 +274,15 @@ TEST_F(Live, AMonitorTellsOfChangesAndOfANewServer) {
     auto server = serve({"lif=LifAppConfigDir", "--writable"});
     auto monitor = start({"monitor", "--socket", socket(), "--attribute", "reqCount"}, "monitor.log");
     ASSERT_TRUE(says("serve.log", "monitor is there"));
+    auto columns =
+        start({"monitor", "--socket", socket(), "--format", "csv", "--kind", "del"}, "columns.log");
+    ASSERT_TRUE(says("serve.log", "the last message once more"));
     ASSERT_EQ(on("set", {"lif.appConfig[vtAppMpls]"}).err, "");
     std::string const count = "lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1]";
     EXPECT_EQ(on("set", {count, "5"}).err, "");
     EXPECT_EQ(on("del", {count}).err, "");
     EXPECT_TRUE(says("monitor.log", " deleted"));
+    EXPECT_TRUE(says("columns.log", "time,event,path,type,value,note\n20")) << content("columns.log");
     EXPECT_TRUE(has(content("monitor.log"), " = 5"));
 
     // The state that it begins with is filtered, too.

@@ -300,6 +300,8 @@ TEST(Script, StopsOrGoesOn) {
                                                "list\nlist lif.appConfig\nlist lif.appConfig[vtAppMpls]\n")
                 .out,
             R"("event":"list","path":"lif.appConfig[vtAppMpls]","type":"LifAppConfig",)"));
+    EXPECT_EQ(loamtunnel({"run", "--format", "table", "--no-headings", "-"}, "new U32 n 5\nget n\n").out,
+              "  get  n  U32  5\n");
     EXPECT_EQ(loamtunnel({"run", "/nowhere"}).err,
               "loamtunnel: cannot read /nowhere: No such file or directory\n");
 }
