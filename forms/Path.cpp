@@ -367,7 +367,7 @@ std::string valueText(Form form, Box const& value, Roots const* roots, std::stri
         value ? writer.string(pathOf(value, roots, at)) : writer.null();
         return text.str();
     }
-    return form == Form::text ? textOf(value) : pathOf(value, roots, at);
+    return pathOf(value, roots, at);
 }
 
 void set(Place const& place, std::string_view text, Roots const& roots) {
@@ -386,7 +386,7 @@ void set(Place const& place, std::string_view text, Roots const& roots) {
         needsKey(place);
     }
     if (shape.child) {
-        if (!text.empty()) {
+        if (!text.empty() && text != place.path) { // as which it is printed
             throw Refused(place.path + " is made from its key alone; '" + shown(text) + "' is too much");
         }
         auto const arguments = Kor::makePtr<GenericIf::List_>();

@@ -136,6 +136,8 @@ TEST(Paths, LeadToWhatIsPrinted) {
     set(roots.at(unknown), "", roots);
     for (std::string const& path : {paths[1], unknown}) {
         EXPECT_EQ(valueText(Form::shortForm, valueAt(roots.at(path)), &roots), path);
+        EXPECT_EQ(valueText(Form::text, valueAt(roots.at(path)), &roots), path);
+        set(roots.at(path), path, roots); // which is there already
     }
     EXPECT_THROW(itemsAt(roots.at(count + key + "11]")), NotThere);
     EXPECT_THROW(roots.at(root + ".appConfig[vtAppEvpn].app"), NotThere);
