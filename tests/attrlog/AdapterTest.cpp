@@ -490,7 +490,7 @@ TEST(Adapter, IdsAreTheSendersOwnAndNoMoreThanTheLimit) {
     EXPECT_FALSE(
         give(*Link().b, {EntityId{7, 0}, std::numeric_limits<AttributeId>::min(), true}, [](auto const&) {}));
     Link link({640, 256, 2});
-    for (U32 const number : {1, 2, 3}) {
+    for (U32 const number : {1u, 2u, 3u}) {
         EXPECT_EQ(announce(*link.b, EntityId::ofNumber(number << 2 | 3)), number < 3);
     }
     EXPECT_EQ(link.b->closeReason(), "peer has more entities than the limit");
