@@ -174,8 +174,8 @@ private:
     /// Whole words; the number-th of the positionals takes those from there on.
     std::vector<std::string> argument(Argument argument, std::size_t number, std::string const& last) const {
         // A value may be in several words, of which the last one is completed.
-        bool const isOfWords =
-            argument == Argument::value || argument == Argument::text || argument == Argument::entry;
+        bool const isOfWords = argument == Argument::value || argument == Argument::text ||
+                               argument == Argument::entry || argument == Argument::request;
         std::string text;
         for (std::size_t i = number; isOfWords && i < words_.size(); ++i) {
             text.append(words_[i]).append(1, ' ');

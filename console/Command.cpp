@@ -168,15 +168,21 @@ void Takes::socket(std::string& address) {
 }
 
 void Takes::live(LiveOptions& live) {
-    char const* const name = "--timeout";
-    std::string const text = "How many milliseconds to wait at most";
     if (context_.live != nullptr) { // whose connection it is
         live = context_.live->options();
-        number(name, live.timeout, text);
+    } else {
+        socket(live.address);
+    }
+    patience(live);
+}
+
+void Takes::patience(LiveOptions& live) {
+    std::string const text = "How many milliseconds to wait at most";
+    if (context_.live != nullptr) { // the default is the shell's
+        number("--timeout", live.timeout, text);
         return;
     }
-    socket(live.address);
-    number(name, live.timeout, text + " (default: 5000)");
+    number("--timeout", live.timeout, text + " (default: 5000)");
     number("--memory", live.memory, "How many MiB to hold at most of what is there (default: 1024)");
 }
 

@@ -119,6 +119,8 @@ public:
     void socket(std::string& address);
     /// The same, and how long to wait for it. In a shell its own, of which the time alone can be chosen.
     void live(LiveOptions& live);
+    /// The time, and what is held meanwhile.
+    void patience(LiveOptions& live);
     /// Which changes of a live tree are shown.
     void filter(ChangeFilter& filter);
 

@@ -55,6 +55,18 @@ std::pair<std::size_t, std::size_t> lastWord(std::string_view text) {
     return {begin, count};
 }
 
+/// With more, nobody chooses: what comes next is typed.
+constexpr std::size_t mostKeys = 1000;
+/// What applications ask a driver for.
+constexpr char const* requestTypes[]{"AradLifEntry", "OutAcKey", "EvecKey"};
+
+/// Those that this program reads; none of a type that it does not know.
+std::vector<Forms::Field> const& fieldsHere(std::string const& type) {
+    static std::vector<Forms::Field> const none;
+    Kor::KorType const* const here = Forms::findType(type);
+    return here == nullptr || !here->isValue() ? none : Forms::fieldsOf(*here);
+}
+
 } // namespace
 
 Vocabulary const& Vocabulary::own() {
@@ -133,6 +145,11 @@ std::vector<std::string> Vocabulary::fields(std::string const& type) const {
             names.push_back(each.members[0].second.text);
         }
     }
+    for (Forms::Field const& each : fieldsHere(type)) {
+        if (each.name.find('.') != each.name.npos && each.isSettable()) { // of values within
+            names.push_back(each.name);
+        }
+    }
     return names;
 }
 
@@ -153,26 +170,63 @@ std::string Vocabulary::fieldType(std::string const& type, std::string_view fiel
             return std::string(memberText(each, "type"));
         }
     }
+    for (Forms::Field const& each : fieldsHere(type)) {
+        if (each.name == field) {
+            return std::string(each.type->typeName().view());
+        }
+    }
     return "";
 }
 
 Completion Vocabulary::complete(std::string const& type, std::string_view text) const {
-    std::size_t const blank = text.rfind(' ');
-    if (blank == text.npos) {
-        std::vector<std::string> all = enumerators(type);
-        return fitting(0, text, all.empty() ? kinds(type) : std::move(all));
+    std::string wanted = type;
+    std::size_t begin = 0;
+    for (;;) { // a value in parentheses each time
+        std::string_view const rest = text.substr(begin);
+        Nesting nesting;
+        std::size_t word = 0, open = rest.npos;
+        for (std::size_t i = 0; i < rest.size(); ++i) {
+            bool const isOutside = nesting.step(rest[i]);
+            if (isOutside && (rest[i] == '(' || rest[i] == ')')) {
+                open = rest[i] == '(' ? i : rest.npos;
+            } else if (isOutside && rest[i] == ' ') {
+                word = i + 1;
+                open = rest.npos;
+            }
+        }
+        std::string_view const first = rest.substr(0, rest.find(' '));
+        bool const isBare = word == 0 || first.find('=') != first.npos; // the type is known without its name
+        std::string const kind = isBare ? wanted : std::string(first);
+        std::string_view const last = rest.substr(word, open == rest.npos ? open : open - word);
+        std::size_t const sign = last.find('=');
+        if (open != rest.npos) {
+            if (sign + 1 != last.size()) {
+                return {};
+            }
+            wanted = fieldType(kind, last.substr(0, sign));
+            begin += open + 1;
+            continue;
+        }
+        begin += word;
+        if (sign != last.npos) {
+            std::string const of = fieldType(kind, last.substr(0, sign));
+            std::vector<std::string> values = enumerators(of);
+            for (std::string const& each : values.empty() ? kinds(of) : std::vector<std::string>()) {
+                values.push_back('(' + each);
+            }
+            return fitting(begin + sign + 1, last.substr(sign + 1), std::move(values));
+        }
+        std::vector<std::string> all = word == 0 ? enumerators(wanted) : std::vector<std::string>();
+        if (word == 0 && all.empty()) {
+            all = kinds(wanted);
+        }
+        if (std::ranges::none_of(all, [&](auto const& each) { return each.starts_with(last); })) {
+            for (std::string const& each : fields(kind)) { // which need no name in front
+                all.push_back(each + '=');
+            }
+        }
+        return fitting(begin, last, std::move(all));
     }
-    std::string const kind(text.substr(0, text.find(' ')));
-    std::string_view const field = text.substr(blank + 1);
-    if (std::size_t const sign = field.find('='); sign != field.npos) {
-        return fitting(blank + 1 + sign + 1, field.substr(sign + 1),
-                       enumerators(fieldType(kind, field.substr(0, sign))));
-    }
-    std::vector<std::string> all = fields(kind);
-    for (std::string& each : all) {
-        each += '=';
-    }
-    return fitting(blank + 1, field, std::move(all));
 }
 
 Completion Completer::value(std::string const& type, std::string_view text, Live& live) {
@@ -261,8 +315,9 @@ Completion Completer::at(std::string_view before, Live& live) {
                                       ? Argument::other
                                       : command->arguments[std::min(number, command->arguments.size() - 1)];
         std::size_t start = begin;
-        if (argument == Argument::value) { // as many words as there are
-            start = static_cast<std::size_t>(given.at(1).data() - before.data()) + given[1].size();
+        if (argument == Argument::value || argument == Argument::request) { // as many words as there are
+            std::string_view const ahead = given.at(argument == Argument::value ? 1 : 0);
+            start = static_cast<std::size_t>(ahead.data() - before.data()) + ahead.size();
             start = std::min(before.find_first_not_of(' ', start), before.size());
         }
         return shifted(
@@ -282,14 +337,25 @@ Completion Completer::word(Argument argument, std::string const& before, std::st
     };
     switch (argument) {
     case Argument::request: { // a key of what applications ask for, or its path
-        Completion keys;
-        for (char const* const type : {"AradLifEntry", "OutAcKey", "EvecKey"}) {
-            Completion const some = vocabulary(live).complete(type, text);
-            keys.from = some.from;
-            keys.words.insert(keys.words.end(), some.words.begin(), some.words.end());
+        Completion keys{0, {}};
+        if (text.find(' ') != text.npos) {
+            keys = vocabulary(live).complete("", text);
         }
-        return keys.words.empty() ? path(text, live)
-                                  : fitting(keys.from, text.substr(keys.from), std::move(keys.words));
+        std::set<std::string, std::less<>> asked;
+        for (std::string const& root : live.offers()) {
+            addRequests(live, rootText(root), asked);
+        }
+        for (char const* const type : requestTypes) {
+            std::ranges::move(keys.from == 0 ? vocabulary(live).kinds(type) : std::vector<std::string>(),
+                              std::back_inserter(keys.words));
+        }
+        for (std::string const& each : asked) {
+            if (asked.size() <= mostKeys && each.starts_with(text.substr(0, keys.from))) {
+                keys.words.push_back(each.substr(keys.from));
+            }
+        }
+        keys = fitting(keys.from, text.substr(keys.from), std::move(keys.words));
+        return keys.words.empty() ? path(text, live) : keys;
     }
     case Argument::path:
         return path(text, live);
@@ -317,6 +383,28 @@ Completion Completer::word(Argument argument, std::string const& before, std::st
         return fitting(0, text, statsNames(live, argument == Argument::peer));
     default:
         return {};
+    }
+}
+
+void Completer::addRequests(Live& live, std::string const& object, std::set<std::string, std::less<>>& keys,
+                            unsigned depth) {
+    Box const box = valueAt(live.at(object));
+    if (!box) {
+        return;
+    }
+    for (auto const& each : box->type()->attributes()) {
+        Kor::KorType const* const key = each->keyType();
+        if (!each->shape().keyed || key == nullptr || keys.size() > mostKeys) {
+            continue;
+        }
+        bool const isOfRequests = std::ranges::count(requestTypes, shortName(*key)) != 0;
+        if (!isOfRequests && (!each->shape().child || depth == 0)) {
+            continue;
+        }
+        for (Forms::Listed& member : list(live.at(object + '.' + std::string(each->name().view())))) {
+            isOfRequests ? static_cast<void>(keys.insert(std::move(member.text)))
+                         : addRequests(live, member.path, keys, depth - 1);
+        }
     }
 }
 
@@ -382,8 +470,7 @@ Completion Completer::path(std::string_view text, Live& live) {
                 there.insert(std::move(each.text));
             }
         }
-        constexpr std::size_t most = 1000; // with more, nobody chooses: what comes next is typed
-        if (there.size() <= most) {
+        if (there.size() <= mostKeys) {
             for (std::string const& each : there) {
                 all.words.push_back(each.substr(all.from - begin));
             }

@@ -9,6 +9,7 @@
 #include "console/Live.h"
 
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,7 +41,8 @@ public:
     std::vector<std::string> attributes() const;
     /// The type of a field; empty for none.
     std::string fieldType(std::string const& type, std::string_view field) const;
-    /// The end of a value's text, `AradLifAcMp vsi=1 ty`, where one of the type is wanted.
+    /// The end of a value's text, `AradLifAcMp vsi=1 ty`, where one of the type is wanted; without a type, of
+    /// one that the text names.
     Completion complete(std::string const& type, std::string_view text) const;
 
 private:
@@ -99,6 +101,9 @@ private:
     Completion path(std::string_view text, Live& live);
     Completion value(std::string const& type, std::string_view text, Live& live);
     std::vector<std::string> facilities(Live& live);
+    /// The keys of all requests at an object and below, up to some more than can be chosen from.
+    void addRequests(Live& live, std::string const& object, std::set<std::string, std::less<>>& keys,
+                     unsigned depth = 2);
     /// The names of peers, or of their counters and those of the process.
     std::vector<std::string> statsNames(Live& live, bool ofPeers);
 

@@ -4,6 +4,7 @@
 #include "forms/Text.h"
 #include "reflect/Text.h"
 #include "runtime/BreachGuard.h"
+#include "runtime/PlainText.h"
 
 #include <algorithm>
 #include <functional>
@@ -38,7 +39,23 @@ bool isName(std::string_view text) {
 } // namespace
 
 std::string rootText(std::string_view name) {
-    return isName(name) ? std::string(name) : std::string(Kor::valueToStrep(Kor::String8(name)).view());
+    if (isName(name)) {
+        return std::string(name);
+    }
+    std::string const quoted(Kor::valueToStrep(Kor::String8(name)).view());
+    if (plainText(quoted) == quoted) {
+        return quoted;
+    }
+    std::string text;
+    for (std::string_view rest = quoted; !rest.empty();) {
+        std::string_view const piece = rest.substr(0, std::max<std::size_t>(characterLength(rest), 1));
+        bool const isPlain = plainText(piece) == piece;
+        for (char const c : piece) {
+            text += isPlain ? std::string(1, c) : "\\x" + hex(static_cast<U8>(c), 2).substr(2);
+        }
+        rest.remove_prefix(piece.size());
+    }
+    return text;
 }
 
 namespace {
@@ -110,13 +127,31 @@ void eachMember(Place const& at, Visit const& visit) {
     });
 }
 
+/// What stands in quotes, in which `\x9b` is a byte that no line shows.
+std::string unquoted(std::string_view quoted) {
+    std::string text;
+    for (std::size_t i = 1; i + 1 < quoted.size(); ++i) {
+        if (quoted[i] != '\\') {
+            text += quoted[i];
+            continue;
+        }
+        std::string_view const escape = quoted.substr(i + 1, 3); // such as x9b
+        std::optional<U64> const byte =
+            escape.starts_with('x') ? parseNumber('0' + std::string(escape)) : std::nullopt;
+        text += byte && escape.size() == 3 ? static_cast<char>(*byte) : quoted[i + 1];
+        i += byte && escape.size() == 3 ? 3 : 1;
+    }
+    return text;
+}
+
 /// The name of the root in front; `rest` then begins behind it.
 std::string takeRoot(std::string_view& rest) {
     std::string name;
     if (rest.starts_with('\'') || rest.starts_with('"')) {
         Kor::TextScanner scanner(rest);
         std::string storage;
-        name = refusing("'" + shown(rest) + "'", [&] { return scanner.quoted(storage); });
+        refusing("'" + shown(rest) + "'", [&] { return scanner.quoted(storage); });
+        name = unquoted(rest.substr(0, scanner.position()));
         rest.remove_prefix(scanner.position());
     } else {
         std::size_t const end = std::min(rest.find_first_of(".["), rest.size());

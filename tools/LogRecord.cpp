@@ -7,6 +7,7 @@
 #include "link/Connector.h"
 #include "tools/Commands.h"
 
+#include <cerrno>
 #include <ext/stdio_filebuf.h>
 #include <fcntl.h>
 #include <filesystem>
@@ -59,11 +60,18 @@ void logRecord(Context& context, LogRecordOptions const& options) {
     __gnu_cxx::stdio_filebuf<char> buffer(fileFor(options).release(), std::ios::out | std::ios::binary);
     std::ostream file(&buffer);
     Kor::Link::ConnectorConfig config = connectOnce("log record"); // a recording is that of one connection
+    int failure = 0;                                               // the first one's errno
+    auto const note = [&] { failure = failure == 0 && !file ? errno : failure; };
+    auto const mustBeWritten = [&] {
+        file.flush();
+        note();
+        if (!file) {
+            errno = failure;
+            throw Refused(systemFailure("cannot write", options.file));
+        }
+    };
     RecordingOut recording(file, config.session.limits, options.most);
-    file.flush();
-    if (!file) {
-        throw Refused("cannot write " + shown(options.file));
-    }
+    mustBeWritten();
 
     Kor::Link::Loop loop;
     std::set<std::string> wanted, here, missing;
@@ -89,6 +97,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
         recording.write(isSent ? Side::connecting : Side::accepting,
                         static_cast<U64>(std::chrono::duration_cast<std::chrono::microseconds>(time).count()),
                         bytes);
+        note();
         ++pieces;
         if (recording.isCut() || !file) {
             loop.stop();
@@ -142,10 +151,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
             lost = connector.lastReason().view();
         }
     } // which says goodbye, and that is recorded too
-    file.flush();
-    if (!file) {
-        throw Refused("cannot write " + shown(options.file));
-    }
+    mustBeWritten();
     if (pieces == 0) {
         buffer.close();
         std::filesystem::remove(options.file);

@@ -8,6 +8,8 @@
 #include "link/Connector.h"
 #include "tools/Commands.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -59,7 +61,7 @@ public:
         }
         for (std::string const& path : options_.paths) {
             if (!session.peerOffers().contains(Kor::Name(Kor::String8(rootOf(path))))) {
-                note("no root " + rootOf(path) + " is offered");
+                note("no root " + rootText(rootOf(path)) + " is offered");
                 wasMissing = true;
             }
         }
@@ -94,14 +96,14 @@ public:
                 Kor::String8 const& why) {
         Root& root = roots_[name];
         if (state == RootState::refused || (state == RootState::absent && root.entity)) {
-            note(name + (state == RootState::refused ? " is refused: " : " is gone: ") +
+            note(rootText(name) + (state == RootState::refused ? " is refused: " : " is gone: ") +
                  std::string(why.view()));
         }
         if (state != RootState::synchronized) {
             return;
         }
         if (root.entity == entity) {
-            note(name + " is resynchronised");
+            note(rootText(name) + " is resynchronised");
             return;
         }
         root.watches.clear();
@@ -233,7 +235,12 @@ void monitor(Context& context, MonitorOptions const& options) {
     }
     Kor::Link::Loop loop;
     BoundedLines lines(context.out, options.buffer);
-    Monitoring monitoring(options, lines, [&] { loop.stop(); });
+    bool isStopped = false;
+    auto const stop = [&] {
+        isStopped = true;
+        loop.stop();
+    };
+    Monitoring monitoring(options, lines, stop);
     Kor::Link::ConnectorConfig config = connectorConfig("monitor");
     config.setUp = [&](Session& session) { monitoring.setUp(session); };
     bool wasThere = false;
@@ -244,25 +251,28 @@ void monitor(Context& context, MonitorOptions const& options) {
     config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
         monitoring.note("no connection: " + std::string(reason.view()));
     };
-    endingSignalsAre(loop, [&](int) { loop.stop(); });
+    endingSignalsAre(loop, [&](int) { stop(); });
     Kor::Link::Connector connector = connectorTo(loop, addressOf(options.live.address), config);
     auto const bound = boundMemory(loop, options.live.memory, [&](std::string const& reason) {
         monitoring.failure = reason;
         connector.close(Kor::String8(reason));
-        loop.stop();
+        stop();
     });
     auto const broken = loop.every(std::chrono::milliseconds(200), [&] {
         if (lines.isBroken()) {
-            loop.stop();
+            stop();
         }
     });
-    if (options.seconds != 0) {
-        loop.runFor(std::chrono::seconds(options.seconds));
-    } else {
-        loop.run();
+    using namespace std::chrono;
+    auto const end = steady_clock::now() + seconds(options.seconds);
+    auto const left = [&] { return ceil<milliseconds>(end - steady_clock::now()); };
+    milliseconds const patience =
+        options.seconds != 0 ? std::min(options.live.timeout, left()) : options.live.timeout;
+    if (loop.runUntil([&] { return wasThere || isStopped; }, patience) && !isStopped) {
+        options.seconds != 0 ? static_cast<void>(loop.runFor(left())) : loop.run();
     }
     finish(context, monitoring, lines);
-    if (options.seconds != 0 && !wasThere) {
+    if (!wasThere && !isStopped) {
         throw noConnection(options.live.address, connector.lastReason().view());
     }
 }
@@ -287,7 +297,9 @@ Command const monitorCommand = Row<MonitorOptions>{
             takes.form(options.output);
         },
     .run = monitor,
-    .more = "A connection that is lost is made again; lines with -- in front tell of it.",
+    .more = "A connection that is lost is made again; lines with -- in front tell of it. The first one is "
+            "waited\n"
+            "for as --timeout says.",
     .isInShell = true,
     .runsUntilTold = [](Context const&, MonitorOptions const&) { return true; },
 };

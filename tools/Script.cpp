@@ -155,12 +155,19 @@ void Script::run(std::istream& in, std::string const& name,
             throw;
         } catch (NoConnection const&) {
             throw;
+        } catch (TimedOut const&) {
+            throw;
+        } catch (Interrupted const&) {
+            throw;
         } catch (Refused const& refused) {
             std::string const message = name + ':' + std::to_string(number) + ": " + refused.what();
-            if (!report) {
+            if (report) {
+                report(message);
+            } else if (dynamic_cast<NotThere const*>(&refused) != nullptr) {
+                throw NotThere(message);
+            } else {
                 throw Refused(message);
             }
-            report(message);
         }
     }
 }
@@ -228,6 +235,7 @@ Command const runCommand = Row<ScriptOptions>{
                 "-s,--socket", options.live.address, "ADDRESS",
                 "Run it over what the process at that address serves, /path, unix:/path, tcp:PORT or\n"
                 "tcp:HOST:PORT; what it sets is delivered at its end");
+            takes.patience(options.live);
             takes.output(options.output, "; without it, lines; JSON has an object a line");
             takes.form(options.output);
         },

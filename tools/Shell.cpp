@@ -139,15 +139,23 @@ private:
             return statusOf(refused);
         }
     }
+    /// Whether it is the name of a root as it is printed.
+    bool isRoot(std::string_view word) const {
+        std::vector<std::string> const offers =
+            live_->isOver() ? std::vector<std::string>() : live_->offers();
+        return std::ranges::any_of(offers, [&](auto const& each) { return rootText(each) == word; });
+    }
     int command(std::string const& line) {
         std::vector<std::string> arguments;
         for (std::string_view const word : words(trimmed(withoutComment(line)))) {
-            // A value keeps its quotes; what is asked for, and what follows an option, do not.
+            // A value keeps its quotes, and so does the name of a root; what else is asked for, and what
+            // follows an option, do not.
             bool const isQuoted = word.size() > 1 && (word.front() == '\'' || word.front() == '"') &&
                                   word.back() == word.front();
             bool const isBare =
                 arguments.size() == 1 || (!arguments.empty() && arguments.back().starts_with("--"));
-            arguments.emplace_back(isQuoted && isBare ? word.substr(1, word.size() - 2) : word);
+            bool const isStripped = isQuoted && isBare && !isRoot(word);
+            arguments.emplace_back(isStripped ? word.substr(1, word.size() - 2) : word);
         }
         if (arguments.empty()) {
             return doneStatus;

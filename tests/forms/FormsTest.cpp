@@ -7,8 +7,10 @@
 #include "model/LoamTunnelModel.h"
 
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -112,6 +114,16 @@ TEST(ShortForm, OfANumberThatIsNoEnumeratorIsRead) {
 }
 
 TEST(Paths, LeadToWhatIsPrinted) {
+    for (auto const& [name, path] : std::initializer_list<std::pair<char const*, char const*>>{
+             {"lif", "lif"},
+             {"it's", "'it\\'s'"},
+             {"a\\x9b", "'a\\\\x9b'"},
+             {"a\x1b[1m", "'a\\x1b[1m'"},
+             {"\xc3\xa4\xc2\x9b'\xff", "'\xc3\xa4\\xc2\\x9b\\'\\xff'"},
+         }) {
+        EXPECT_EQ(rootText(name), path);
+        EXPECT_EQ(rootOf(std::string(path) + ".app"), name);
+    }
     Roots roots;
     auto const dir = Hardware::LoamTunnel::lifAppConfigDirFactory("its own name");
     roots.add("a [root]", boxOfEntity(dir));

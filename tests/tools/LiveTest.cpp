@@ -114,6 +114,8 @@ TEST_F(Live, ManyPlacesAreSetOverOneConnection) {
                              ".reqCount[AradLifAcMp vsi=2]\ndel " + dir + ".reqCount[AradLifAcMp vsi=10]\n")
                   .out,
               "3\n");
+    EXPECT_EQ(loamtunnel({"shell", "--socket", socket()}, "get 'odd name'\n").out, "'odd name'\n");
+    EXPECT_EQ(loamtunnel({"run", "--socket", file("none"), "--timeout", "100", "-"}, "list\n").status, 6);
     // All roots are there, whatever their names are, and members by key.
     EXPECT_EQ(on("tree", {}).out,
               "lif: LifAppConfigDir\n  appConfig[vtAppMpls]: LifAppConfig\n    app = vtAppMpls\n"
@@ -153,6 +155,8 @@ TEST_F(Live, ALineIsCompletedFromTheProcessThatItIsAbout) {
     EXPECT_EQ(completed("set", {dir + ".app", "vtAppMp"}), "vtAppMpls\n");
     EXPECT_EQ(completed("trace", {"LoamTunnelT"}), "LoamTunnelTypes\n");
     EXPECT_EQ(completed("explain", {"EvecKey fap"}), "EvecKey fapMask=\n");
+    EXPECT_EQ(completed("explain", {"EvecKey", "fap"}), "fapMask=\n");
+    EXPECT_EQ(completed("explain", {"AradLifAcMp vsi=7"}), "AradLifAcMp vsi=7\n");
     EXPECT_EQ(completed("explain", {"li"}), "lif\n");
     ::setenv("LOAM_SOCKET", socket().c_str(), 1);
     EXPECT_EQ(loamtunnel({"--complete", "log", "record", "x.loamlog", "ev"}).out, "evec\n");

@@ -295,6 +295,8 @@ TEST(Script, StopsOrGoesOn) {
     EXPECT_EQ(went.err, message);
     EXPECT_EQ(went.status, 1);
     EXPECT_EQ(loamtunnel({"run"}).status, 2);
+    EXPECT_EQ(loamtunnel({"run", "-"}, "new LifAppConfigDir lif\nget lif.appConfig[vtAppMpls].app\n").status,
+              4);
     EXPECT_TRUE(
         has(loamtunnel({"run", "--json", "-"}, "new LifAppConfigDir lif\nset lif.appConfig[vtAppMpls]\n"
                                                "list\nlist lif.appConfig\nlist lif.appConfig[vtAppMpls]\n")

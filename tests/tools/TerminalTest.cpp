@@ -100,9 +100,10 @@ TEST_F(InTerminal, AShellRunsTheLinesOfAPipe) {
                    "# comment\n\nset lif.appConfig[vtAppMpls] # a child\n"
                    "get lif.appConfig[vtAppMpls].app\nget lif.appConfig[vtAppVxlan].app\n"
                    "gett\nget 'unclosed\ntree --entity '*Mpls*' --attribute app --form text\n"
-                   "wait lif --socket x\nquit\nget lif.appConfig[vtAppMpls].app\n");
+                   "wait lif --socket x\nget 'lif.appConfig'\nquit\nget lif.appConfig[vtAppMpls].app\n");
     EXPECT_EQ(outcome.status, 4) << "that of the first that failed";
-    EXPECT_EQ(outcome.out, "vtAppMpls\nlif.appConfig[vtAppMpls].app = 'vtAppMpls'\n");
+    EXPECT_EQ(outcome.out, "vtAppMpls\nlif.appConfig[vtAppMpls].app = 'vtAppMpls'\n"
+                           "lif.appConfig[vtAppMpls] = lif.appConfig[vtAppMpls]\n");
     EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 4) << outcome.err;
     for (char const* const each :
          {"loamtunnel: stdin:5: lif.appConfig[vtAppVxlan]", "stdin:6: no command gett",
