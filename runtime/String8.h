@@ -172,6 +172,25 @@ public:
 /// Formats like printf. Text of any length; throws std::bad_alloc, or Kor::RangeException for a bad format.
 [[gnu::format(printf, 1, 2)]] KOR_EXPORT String8 format(char const* form, ...);
 
+// clang-format off
+consteval auto korTextsOf(std::type_identity<String8>) {
+    return texts(
+        "", "A byte string that is cheap to share: one counted pointer to bytes that never change",
+        "using String8 = StringN<unsigned char>", "Written as a text in quotes");
+}
+// clang-format on
+// clang-format off
+consteval auto korTextsOf(std::type_identity<Name>) {
+    return texts(
+        "", "A name in the object tree: a String8 under another type",
+        "Name()", "The empty name",
+        "Name(String8 text)", "That name",
+        "Name(char const* text)", "The same; null counts as empty",
+        "Name(std::string const& text)", "The same",
+        "explicit Name(std::string_view text)", "The same");
+}
+// clang-format on
+
 } // namespace Kor
 
 template <>
