@@ -64,7 +64,7 @@ struct Texts {
 /// as in the namespace of the class, those within the class by its name. It takes the place of what the
 /// attributes give under the same name. `private newEntry` says that what the attributes give is not public.
 /// Templates, operators and what only the patterns call are not told. `using` or `template` begins the whole
-/// declaration of a type that is no class.
+/// declaration of a type that is no class of that name.
 ///
 /// What has no room for the member, such as a number, has a function `korTextsOf(std::type_identity<U32>)`
 /// beside it that returns the texts.

@@ -233,13 +233,13 @@ std::vector<Told> toldOf(KorType const& type) {
         std::size_t const begin = told.result.rfind(' ', end - 1) + 1; // 0 where there is none
         told.name = told.result.substr(begin, end - begin);
         told.result = told.result.substr(0, begin);
-        told.kind = isHidden                                              ? Kind::hidden
-                    : isNested                                            ? Kind::nested
-                    : isWhole                                             ? Kind::whole
-                    : isConstant                                          ? Kind::constant
-                    : !told.rest.starts_with('(')                         ? Kind::member
-                    : told.name == Kor::shortName(type.typeName().view()) ? Kind::constructor
-                                                                          : Kind::function;
+        told.kind = isHidden                      ? Kind::hidden
+                    : isNested                    ? Kind::nested
+                    : isWhole                     ? Kind::whole
+                    : isConstant                  ? Kind::constant
+                    : !told.rest.starts_with('(') ? Kind::member
+                    : told.result.empty()         ? Kind::constructor
+                                                  : Kind::function;
         all.push_back(told);
     }
     return all;
@@ -375,7 +375,15 @@ public:
         }
         if (has(told, Told::Kind::whole)) {
             comment(std::string(type.meaning()) + ". " + std::string(told.front().meaning));
-            line(std::string(told.front().declaration) + ";");
+            std::string const whole(told.front().declaration);
+            if (has(told, Told::Kind::function)) { // another name for a class of a template
+                line("template <> class " + whole.substr(whole.find("= ") + 2) + " {\npublic:");
+                ++depth_;
+                beyondAttributes({told.begin() + 1, told.end()});
+                --depth_;
+                line("};");
+            }
+            line(whole + ";");
         } else {
             declaration(type);
         }

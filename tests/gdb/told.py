@@ -33,10 +33,7 @@ for name in [each['name'] for each in json.loads(printed('--json'))['types']] + 
         operations = set(public_operations(name))
     except gdb.error:
         continue  # the library has no code of it
-    declaration = printed('--cpp', name)
-    if '\nusing ' in declaration:
-        continue  # another name for a type that says itself what it has
-    shown = set(re.findall(r'(\w+)\(', declaration))
+    shown = set(re.findall(r'(\w+)\(', printed('--cpp', name)))
     found += len(operations & shown)
     for each in sorted(operations - shown):
         if not called_by_patterns.fullmatch(each):
