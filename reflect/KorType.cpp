@@ -133,6 +133,10 @@ std::string_view KorType::header() const {
     return spec_->header;
 }
 
+std::span<NamedText const> KorType::texts() const {
+    return spec_->texts;
+}
+
 KorType::Abilities KorType::abilities() const {
     return spec_->abilities;
 }

@@ -4,7 +4,7 @@
 /// filled in from. One loop defines all types; reflect/TypeOf.h has what is computed.
 
 #include "reflect/KorType.h"
-#include "reflect/Texts.h"
+#include "runtime/Texts.h"
 
 #include <algorithm>
 #include <span>
@@ -31,7 +31,7 @@ struct AttributeSpec {
     Shape const* toldAs = nullptr;
     /// Of a view.
     KorAttr::Bits bits = {};
-    /// Of an operation.
+    /// Of an operation, or of the object of a reference.
     bool isConst = false;
 };
 
