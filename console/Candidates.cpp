@@ -189,7 +189,7 @@ private:
                 completion = {0, kindNames()};
             }
         } else if (std::size_t const sign = text.find('='); argument == Argument::root && sign != text.npos) {
-            completion = {sign + 1, Vocabulary::own().types("entity")};
+            completion = {sign + 1, Vocabulary::own().rootTypes()};
         } else if (argument == Argument::type) {
             completion = {0, Vocabulary::own().types()};
         } else if (argument != Argument::other) {

@@ -90,9 +90,10 @@ Option Takes::list(char const* name, std::vector<std::string>& to, char const* t
 namespace {
 
 /// Refused as what `name` takes, if that is an option.
-U64 numberIn(std::string const& text, U64 most, std::string const& name, std::string const& refusal) {
+U64 numberIn(std::string const& text, U64 most, std::string const& name, std::string const& refusal,
+             U64 least = 0) {
     std::optional<U64> const number = parseNumber(text);
-    if (!number || *number > most) {
+    if (!number || *number > most || *number < least) {
         throw WrongUsage((name.starts_with('-') ? name.substr(name.rfind(',') + 1) + ": " : "") + "'" +
                          shown(text) + "' is " + refusal);
     }
@@ -114,11 +115,14 @@ Option Takes::numbers(char const* name, std::vector<U64>& to, char const* type, 
     return Option(own.starts_with('-') ? option->delimiter(',')->allow_extra_args(false) : option);
 }
 
-Option Takes::number(char const* name, std::function<void(U32)> set, std::string const& text, U64 most) {
+Option Takes::number(char const* name, std::function<void(U32)> set, std::string const& text, U64 most,
+                     U64 least) {
     return option(
         name,
-        [set = std::move(set), most, own = std::string(name)](std::string const& given) {
-            set(static_cast<U32>(numberIn(given, most, own, "no number from 0 to " + std::to_string(most))));
+        [set = std::move(set), most, least, own = std::string(name)](std::string const& given) {
+            std::string const refusal =
+                "no number from " + std::to_string(least) + " to " + std::to_string(most);
+            set(static_cast<U32>(numberIn(given, most, own, refusal, least)));
         },
         "N", text);
 }

@@ -82,14 +82,20 @@ public:
     /// The same of numbers; the refusal of what is none ends with `refusal`.
     Option numbers(char const* name, std::vector<U64>& to, char const* type, char const* refusal,
                    std::string const& text, U64 most = 0xffffffff);
-    /// A number of at most `most`, in decimal or hexadecimal; also a time in the unit of its type.
+    /// A number of `least` to `most`, in decimal or hexadecimal; also a time in the unit of its type.
     template <class Number>
-    Option number(char const* name, Number& to, std::string const& text, U64 most = 0xffffffff) {
+    Option number(char const* name, Number& to, std::string const& text, U64 most = 0xffffffff,
+                  U64 least = 0) {
         return number(
-            name, [&to](U32 n) { to = Number(n); }, text, most);
+            name, [&to](U32 n) { to = Number(n); }, text, most, least);
     }
     Option number(char const* name, std::function<void(U32)> set, std::string const& text,
-                  U64 most = 0xffffffff);
+                  U64 most = 0xffffffff, U64 least = 0);
+    /// A number of at least 1.
+    template <class Number>
+    Option positive(char const* name, Number& to, std::string const& text, U64 most = 0xffffffff) {
+        return number(name, to, text, most, 1);
+    }
     /// A word for each of a few values.
     template <class Value>
     Option choice(char const* name, Value& to, std::vector<std::pair<std::string, Value>> known,

@@ -64,13 +64,15 @@ namespace {
 std::string refusalOf(CLI::App& app, CLI::App& command, CLI::ParseError const& error) {
     std::string const said = flowing(error.what());
     std::string const name = said.substr(0, said.find_first_of(": "));
-    if (dynamic_cast<CLI::ExtrasError const*>(&error) != nullptr) {
-        std::vector<std::string> const extra = app.remaining(true);
-        auto const option = std::ranges::find_if(
-            extra, [](std::string const& each) { return each.starts_with('-') && each.size() > 1; });
-        if (option == extra.end()) {
-            return "too many arguments: " + shown(join(extra));
-        }
+    bool const isExtra = dynamic_cast<CLI::ExtrasError const*>(&error) != nullptr;
+    bool const isMismatch = dynamic_cast<CLI::ArgumentMismatch const*>(&error) != nullptr;
+    std::vector<std::string> const extra = app.remaining(true);
+    auto const option = std::ranges::find_if(
+        extra, [](std::string const& each) { return each.starts_with('-') && each.size() > 1; });
+    if (isExtra && option == extra.end()) {
+        return "too many arguments: " + shown(join(extra));
+    }
+    if (isExtra || (isMismatch && option != extra.end())) { // whose value was taken for an argument
         std::vector<std::string> known;
         for (CLI::Option const* const each : optionsOf(command)) {
             std::ranges::copy(spellingsOf(*each), std::back_inserter(known));
@@ -82,24 +84,24 @@ std::string refusalOf(CLI::App& app, CLI::App& command, CLI::ParseError const& e
         for (CLI::App const* const each : commandsOf(command)) {
             below.push_back(each->get_name());
         }
-        if (std::vector<std::string> const given = app.remaining(true); !below.empty() && !given.empty()) {
-            return "no command " + shown(given[0]) + suggest(given[0], below);
+        if (!below.empty() && !extra.empty()) {
+            return "no command " + shown(extra[0]) + suggest(extra[0], below);
         }
         if (!below.empty()) {
             return "which command? There are " + enumerate(below);
         }
-        CLI::Option const* const option = command.get_option_no_throw(name);
-        std::string const type = option == nullptr ? "" : typeOf(*option);
+        CLI::Option const* const missing = command.get_option_no_throw(name);
+        std::string const type = missing == nullptr ? "" : typeOf(*missing);
         std::string const isWhat = name.starts_with('-') ? name + ' ' + type : type.empty() ? name : type;
         return command.get_name() + " needs " + isWhat;
     }
-    if (dynamic_cast<CLI::ArgumentMismatch const*>(&error) != nullptr) {
-        CLI::Option const* const option = command.get_option_no_throw(name);
-        std::string const type = option == nullptr ? "" : typeOf(*option);
+    if (isMismatch) {
+        CLI::Option const* const given = command.get_option_no_throw(name);
+        std::string const type = given == nullptr ? "" : typeOf(*given);
         return name + (type.empty()                        ? " takes no value"
                        : said.find("At Most") != said.npos ? " is given more than once"
-                       : option->get_items_expected_min() > 1 && !option->nonpositional()
-                           ? " is to be given " + std::to_string(option->get_items_expected_min()) + " times"
+                       : given->get_items_expected_min() > 1 && !given->nonpositional()
+                           ? " is to be given " + std::to_string(given->get_items_expected_min()) + " times"
                            : " takes " + type);
     }
     if (dynamic_cast<CLI::ExcludesError const*>(&error) != nullptr) {

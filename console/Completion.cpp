@@ -103,6 +103,18 @@ std::vector<std::string> Vocabulary::types(std::string_view kind) const {
     return names;
 }
 
+std::vector<std::string> Vocabulary::rootTypes() const {
+    std::vector<std::string> names = types("entity");
+    std::erase_if(names, [this](std::string const& name) {
+        Json const* const arguments = find(name)->find("constructorArgs");
+        auto const* const only = arguments != nullptr && arguments->members.size() == 1
+                                     ? &arguments->members[0].second.members
+                                     : nullptr;
+        return only == nullptr || only->size() != 2 || (*only)[1].second.text != "Kor::Name";
+    });
+    return names;
+}
+
 std::vector<std::string> Vocabulary::enumerators(std::string const& type) const {
     if (type == "bool") {
         return {"false", "true"};
@@ -221,8 +233,11 @@ Completion Vocabulary::complete(std::string const& type, std::string_view text) 
             all = kinds(wanted);
         }
         if (std::ranges::none_of(all, [&](auto const& each) { return each.starts_with(last); })) {
+            std::string const given = ' ' + std::string(rest.substr(0, word));
             for (std::string const& each : fields(kind)) { // which need no name in front
-                all.push_back(each + '=');
+                if (given.find(' ' + each + '=') == given.npos) {
+                    all.push_back(each + '=');
+                }
             }
         }
         return fitting(begin, last, std::move(all));

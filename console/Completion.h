@@ -33,6 +33,8 @@ public:
 
     /// Those of a kind, or all.
     std::vector<std::string> types(std::string_view kind = "") const;
+    /// Those of entities that are made from a name alone.
+    std::vector<std::string> rootTypes() const;
     std::vector<std::string> enumerators(std::string const& type) const;
     /// The values that a text of that type may begin with: itself and those derived from it.
     std::vector<std::string> kinds(std::string const& type) const;

@@ -68,9 +68,14 @@ void RowPrinter::add(std::vector<Cell> const& cells) {
         }
         return;
     }
+    if (output_.format == Format::csv) {
+        headings();
+        stream_ << csvLine(cells) << '\n';
+        return;
+    }
     constexpr std::size_t block = 1000;
     waiting_.push_back(cells);
-    if (output_.format == Format::csv || waiting_.size() == block) {
+    if (waiting_.size() == block) {
         flush();
     }
 }
@@ -85,16 +90,18 @@ void RowPrinter::end() {
     }
 }
 
+/// Before the first row.
+void RowPrinter::headings() {
+    if (std::exchange(hasBegun_, true) || !output_.headings) {
+        return;
+    }
+    std::vector<Cell> const all(columns_.begin(), columns_.end());
+    stream_ << (output_.format == Format::csv ? csvLine(all) : bold(line(all), output_.colour)) << '\n';
+}
+
 void RowPrinter::flush() {
-    bool const isFirst = !std::exchange(hasBegun_, true);
-    std::vector<Cell> const headings(columns_.begin(), columns_.end());
-    bool const hasHeadings = isFirst && output_.headings;
     if (output_.format == Format::csv) {
-        stream_ << (hasHeadings ? csvLine(headings) + '\n' : "");
-        for (auto const& row : waiting_) {
-            stream_ << csvLine(row) << '\n';
-        }
-        waiting_.clear();
+        headings();
         return;
     }
     for (std::size_t i = 0; i < columns_.size(); ++i) {
@@ -104,9 +111,7 @@ void RowPrinter::flush() {
             numeric_[i] = numeric_[i] && (row[i].isNumber() || row[i].isNone());
         }
     }
-    if (hasHeadings) {
-        stream_ << bold(line(headings), output_.colour) << '\n';
-    }
+    headings();
     for (auto const& row : waiting_) {
         stream_ << line(row) << '\n';
     }

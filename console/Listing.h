@@ -82,6 +82,7 @@ public:
     void end();
     /// Prints the rows of a table that wait for the widths of more.
     void flush();
+    void headings();
 
 private:
     std::string line(std::vector<Cell> const& cells) const;

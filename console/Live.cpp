@@ -47,6 +47,15 @@ NoConnection noConnection(std::string const& address, std::string_view reason) {
                         (reason.empty() ? "no answer in time" : std::string(reason)));
 }
 
+void throwNoConnection(LiveOptions const& options, bool hasAnswered, std::string_view reason) {
+    if (!hasAnswered || !reason.empty()) {
+        throw noConnection(options.address, reason);
+    }
+    throw TimedOut("no connection from " +
+                   shown(options.address.empty() ? addressOf("").path() : options.address) + " within " +
+                   std::to_string(options.timeout.count()) + " ms");
+}
+
 Kor::Link::Connector connectorTo(Kor::Link::Loop& loop, Kor::Link::Address const& address,
                                  Kor::Link::ConnectorConfig const& config) {
     try {
@@ -160,12 +169,11 @@ Live::Live(LiveOptions const& options, std::string_view name, Context* terminal)
     progress.reset();
     mustGoOn();
     if (!isThere && !wasConnected_) {
-        throw noConnection(options_.address, reason());
+        throwNoConnection(options_, false, reason());
     }
     session(); // throws when it is over
     if (!isThere) {
-        throw TimedOut("no connection from " + shown(options_.address) + " within " +
-                       std::to_string(options_.timeout.count()) + " ms");
+        throwNoConnection(options_, true, "");
     }
 }
 
@@ -274,17 +282,6 @@ void Live::mustBeWritable(std::string const& path) {
     if (found != offers.end() && found->second.access == Access::readOnly) {
         throw Refused("root " + shown(rootOf(path)) + " is offered read-only by " +
                       shown(session().peerName().view()));
-    }
-}
-
-void Live::mustTravel(Kor::GenericIf const& value) {
-    if (!value.type()->isValue() && !value.type()->isEnumType()) {
-        return; // objects go by their paths
-    }
-    try {
-        readWire(*value.type(), wireText(value));
-    } catch (Refused const& refused) {
-        throw Refused("a peer takes no " + shortText(value) + ": " + refused.what());
     }
 }
 

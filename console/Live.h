@@ -64,6 +64,8 @@ Kor::Link::ConnectorConfig connectorConfig(std::string_view name);
 Kor::Link::ConnectorConfig connectOnce(std::string_view name);
 /// Why there is no connection.
 NoConnection noConnection(std::string const& address, std::string_view reason);
+/// Why there is none within the time: TimedOut where something has taken connections, and said nothing.
+[[noreturn]] void throwNoConnection(LiveOptions const& options, bool hasAnswered, std::string_view reason);
 /// NoConnection for a host that is not known.
 Kor::Link::Connector connectorTo(Kor::Link::Loop& loop, Kor::Link::Address const& address,
                                  Kor::Link::ConnectorConfig const& config);
@@ -104,9 +106,6 @@ public:
     std::string const& address() const { return options_.address; }
     LiveOptions const& options() const { return options_; }
     void timeoutIs(std::chrono::milliseconds timeout) { options_.timeout = timeout; }
-
-    /// Throws Refused for a value that no peer takes, such as one with an enumerator that is none.
-    static void mustTravel(Kor::GenericIf const& value);
 
     Roots& roots() { return roots_; }
     Kor::NboAttrLog::Session& session();

@@ -237,7 +237,7 @@ public:
                                         " requests that were taken back have gone";
     }
     Session& session() { return *session_; }
-    Status lateStatus() const { return isConnected() ? timedOutStatus : noConnectionStatus; }
+    Status lateStatus() const { return session_ && session_->isOpen() ? timedOutStatus : noConnectionStatus; }
     bool isConnected() const { return session_ && session_->isEstablished(); }
 
 private:

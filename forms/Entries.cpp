@@ -129,7 +129,11 @@ EncodedRow encodeEntry(Entry const& entry, Hardware::ChipType chip) {
         U64 const number = numberOf(*field.get(*entry.value));
         U64 const kept =
             isNamed(*kind.type, field) ? bitsInRow(kind, entry.value, field, chip, row.words) : number;
-        if (kept != number) {
+        // It may stand in the row all the same, where the kind of entry or the chip gives it.
+        auto const hasIt = [&](FieldValue const& each) {
+            return each.place.field->name == field.name && !each.isRaw() && each.number() == number;
+        };
+        if (kept != number && std::ranges::none_of(decodeRow(row.form, row.words).fields, hasIt)) {
             row.losses.push_back({field.name, number, kept});
         }
     }

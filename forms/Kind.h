@@ -51,7 +51,7 @@ struct KOR_EXPORT Kind {
 /// All kinds, declared in forms/Kinds.cpp.
 KOR_EXPORT std::vector<Kind> const& allKinds();
 
-/// The kind of that name or other name, Refused when there is none that can be written to a row.
+/// The kind of that name or other name, WrongUsage when there is none that can be written to a row.
 KOR_EXPORT Kind const& kindNamed(std::string_view word);
 
 } // namespace Kor::Forms

@@ -77,7 +77,7 @@ Kind const& kindNamed(std::string_view word) {
         }
         known.push_back(kind.name);
     }
-    throw Refused("no kind of entry " + shown(word) + suggest(word, known));
+    throw WrongUsage("no kind of entry " + shown(word) + suggest(word, known));
 }
 
 } // namespace Kor::Forms

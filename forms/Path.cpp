@@ -617,11 +617,12 @@ struct Walk {
             return;
         }
         if (!shape.keyed) {
-            value(path, name, valueAt(at), level);
+            value(path, level == 0 ? path : name, valueAt(at), level);
             return;
         }
         for (Place const& member : membersOf(at)) {
-            value(member.path, memberPath(name, *member.key), valueAt(member), level);
+            value(member.path, level == 0 ? member.path : memberPath(name, *member.key), valueAt(member),
+                  level);
         }
     }
     void value(std::string const& path, std::string const& name, Box const& box, unsigned level) const {

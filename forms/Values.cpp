@@ -874,6 +874,17 @@ std::string wireText(GenericIf const& value) {
     return join(bytes);
 }
 
+void mustBeRead(GenericIf const& value) {
+    if (!value.type()->isValue() && !value.type()->isEnumType()) {
+        return; // objects go by their ids
+    }
+    try {
+        readWire(*value.type(), wireText(value));
+    } catch (Refused const& refused) {
+        throw Refused("no peer takes " + shortText(value) + ": " + refused.what());
+    }
+}
+
 std::string written(Form form, Ptr<GenericIf const> const& box) {
     return !box                      ? "None"
            : form == Form::shortForm ? shortText(*box)

@@ -105,6 +105,8 @@ KOR_EXPORT void writeJson(JsonWriter& writer, GenericIf const& value);
 KOR_EXPORT std::string jsonText(GenericIf const& value);
 /// Two digits a byte, with blanks between them. Refused for a type without a byte form.
 KOR_EXPORT std::string wireText(GenericIf const& value);
+/// Refused for a value whose bytes no reader takes, such as one with an enumerator that is none.
+KOR_EXPORT void mustBeRead(GenericIf const& value);
 /// In that form; "None" for a null box.
 KOR_EXPORT std::string written(Form form, Ptr<GenericIf const> const& box);
 

@@ -78,6 +78,9 @@ std::string_view textStart(std::string_view text, std::size_t most) noexcept {
 }
 
 std::string plainText(std::string_view text) {
+    if (std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; })) { // as nearly all are
+        return std::string(text);
+    }
     return replaced(text, [](std::string_view, U32) { return std::string("?"); });
 }
 

@@ -328,9 +328,9 @@ Command const auditCommand = Row<AuditOptions>{
         [](Takes& takes, AuditOptions& options) {
             takes.option("--image", options.image, "FILE",
                          "Read what is there from this chip image (default: what the driver reads)");
-            Option const every = takes.number(
+            Option const every = takes.positive(
                 "--every", options.every, "Look again every so many seconds, also when the driver was away");
-            takes.number("--rounds", options.rounds, "End after so many looks (default: with SIGINT)")
+            takes.positive("--rounds", options.rounds, "End after so many looks (default: with SIGINT)")
                 .needs(every);
             takes.live(options.live);
             takes.output(options.output, " (default: table); with --every, JSON has an object a line");

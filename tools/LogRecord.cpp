@@ -168,7 +168,11 @@ void logRecord(Context& context, LogRecordOptions const& options) {
         throw Interrupted(toldBy);
     }
     if (options.once && !isComplete) {
-        throw Refused("not all that was asked for has come");
+        std::string const what = "not all that was asked for has come";
+        if (!lost.empty() || recording.isCut()) {
+            throw Refused(what + (lost.empty() ? "; the recording is full" : ": " + shown(lost)));
+        }
+        throw TimedOut("within " + std::to_string(options.live.timeout.count()) + " ms " + what);
     }
     if (!lost.empty()) {
         context.note("the connection has ended: " + shown(lost));
@@ -192,8 +196,8 @@ Command const logRecordCommand = Row<LogRecordOptions>{
             takes.option("file", options.file, "FILE", "The recording, a new file").required();
             takes.flag("--force", options.force, "Write over a file that is there");
             takes.option("roots", options.roots, "ROOT", "What to ask for, such as lifStatus (default: all)");
-            takes.number("--for", options.seconds,
-                         "End after so many seconds (default: with SIGINT, or with the connection)");
+            takes.positive("--for", options.seconds,
+                           "End after so many seconds (default: with SIGINT, or with the connection)");
             takes.flag("--once", options.once, "End when all that is asked for is here");
             takes.number("--most", options.most, "End when the file has so many bytes (default: 1 GiB)");
             takes.live(options.live);

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <exception>
 #include <functional>
 #include <map>
 #include <memory>
@@ -116,13 +117,13 @@ public:
             for (std::string const& path :
                  options_.paths.empty() ? std::vector<std::string>{rootText(name)} : options_.paths) {
                 if (Forms::rootOf(path) == name) {
-                    watch(root, path);
+                    watchIfThere(root, path);
                 }
             }
-        } catch (Refused const& refused) {
-            fails(refused.what());
+        } catch (Refused const&) {
+            fails(std::current_exception());
         } catch (std::bad_alloc const&) { // else the session would end, and the next one not tell it again
-            fails("there is not enough memory");
+            fails(noMemory());
         }
     }
 
@@ -133,9 +134,24 @@ private:
         bool isWanted = false;
     };
 
-    void fails(char const* why) {
+    static std::exception_ptr noMemory() {
+        return std::make_exception_ptr(Refused("there is not enough memory"));
+    }
+    void fails(std::exception_ptr const& why) {
         failure = why;
         stop_();
+    }
+    /// What is not there ends all if there is nothing else to watch.
+    void watchIfThere(Root& root, std::string const& path) {
+        try {
+            watch(root, path);
+        } catch (NotThere const& gone) {
+            if (options_.paths.size() == 1) {
+                throw;
+            }
+            note(gone.what());
+            wasMissing = true;
+        }
     }
     void watch(Root& root, std::string const& path) {
         Place const place = places_.at(path);
@@ -147,7 +163,7 @@ private:
                     tell();
                 }
             } catch (std::bad_alloc const&) {
-                fails("there is not enough memory");
+                fails(noMemory());
             }
         }));
     }
@@ -184,7 +200,7 @@ private:
     Events events_;
 
 public:
-    std::string failure;
+    std::exception_ptr failure;
     /// Something that was asked for by name was not offered.
     bool wasMissing = false;
 };
@@ -200,8 +216,8 @@ void finish(Context& context, Monitoring const& monitoring, BoundedLines& lines)
         std::_Exit(refusedStatus);
     }
     lines.mustBeWhole();
-    if (!monitoring.failure.empty()) {
-        throw Refused(monitoring.failure);
+    if (monitoring.failure) {
+        std::rethrow_exception(monitoring.failure);
     }
     if (monitoring.wasMissing) {
         context.status = notThereStatus;
@@ -242,7 +258,11 @@ void monitor(Context& context, MonitorOptions const& options) {
     };
     Monitoring monitoring(options, lines, stop);
     Kor::Link::ConnectorConfig config = connectorConfig("monitor");
-    config.setUp = [&](Session& session) { monitoring.setUp(session); };
+    bool hasAnswered = false; // something takes connections there
+    config.setUp = [&](Session& session) {
+        hasAnswered = true;
+        monitoring.setUp(session);
+    };
     bool wasThere = false;
     config.hooks.offersChanged = [&](Session& session) {
         wasThere = true;
@@ -254,7 +274,7 @@ void monitor(Context& context, MonitorOptions const& options) {
     endingSignalsAre(loop, [&](int) { stop(); });
     Kor::Link::Connector connector = connectorTo(loop, addressOf(options.live.address), config);
     auto const bound = boundMemory(loop, options.live.memory, [&](std::string const& reason) {
-        monitoring.failure = reason;
+        monitoring.failure = std::make_exception_ptr(Refused(reason));
         connector.close(Kor::String8(reason));
         stop();
     });
@@ -273,7 +293,7 @@ void monitor(Context& context, MonitorOptions const& options) {
     }
     finish(context, monitoring, lines);
     if (!wasThere && !isStopped) {
-        throw noConnection(options.live.address, connector.lastReason().view());
+        throwNoConnection(options.live, hasAnswered, connector.lastReason().view());
     }
 }
 
@@ -291,7 +311,7 @@ Command const monitorCommand = Row<MonitorOptions>{
             takes.number(
                 "--buffer", options.buffer,
                 "How many lines may wait for a slow terminal; more are lost and counted (default: 10000)");
-            takes.number("--for", options.seconds, "End after so many seconds (default: with SIGINT)");
+            takes.positive("--for", options.seconds, "End after so many seconds (default: with SIGINT)");
             takes.live(options.live);
             takes.output(options.output, "; without it, lines; JSON has an object a line");
             takes.form(options.output);

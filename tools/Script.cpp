@@ -34,13 +34,15 @@ std::vector<Script::Command> const& Script::commands() {
                  throw Refused("new takes a type and a name, such as new LifAppConfigDir lif");
              }
              std::string const name = rootOf(given[0]);
+             if (name != given[0] && !given[0].starts_with('\'') && !given[0].starts_with('"')) {
+                 throw Refused(shown(given[0]) + " is no name; one with . or [ stands in quotes");
+             }
              script.roots_.add(
                  name, makeNew(typeNamed(type), name, rest.substr(given[0].size()), script.roots_.find()));
          }},
         {"set", "PATH [VALUE]", "write an attribute or member; make a child", true,
          [](Script& script, std::string_view path, std::string_view value) {
-             Forms::set(script.change(path), value, script.roots_,
-                        script.mayChange_ ? Live::mustTravel : nullptr);
+             Forms::set(script.change(path), value, script.roots_, script.mayChange_ ? mustBeRead : nullptr);
          }},
         {"get", "PATH", "print a value, or all members of an attribute that has keys", false,
          [](Script& script, std::string_view path, std::string_view) {

@@ -92,8 +92,8 @@ Command const statsCommand = Row<StatsOptions>{
     .does = "Print what the connections of a process have done",
     .takes =
         [](Takes& takes, StatsOptions& options) {
-            takes.number(
-                "--watch", [&options](U32 n) { options.watch = std::max(n, 1u); },
+            takes.positive(
+                "--watch", options.watch,
                 "Print them again and again, with the time, after so many seconds each; SIGINT ends it",
                 86'400);
             takes.option("--peer", options.peer, "PATTERN",

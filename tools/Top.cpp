@@ -194,6 +194,7 @@ public:
                 return;
             }
             std::string lost;
+            std::exception_ptr why;
             try {
                 if (!live_) {
                     live_.emplace(options_.live, "top", &context_);
@@ -214,11 +215,13 @@ public:
                 continue;
             } catch (NoConnection const& failure) {
                 lost = failure.what();
+                why = std::current_exception();
             } catch (TimedOut const& failure) {
                 lost = failure.what();
+                why = std::current_exception();
             }
             if (!hasLooked || options_.once) {
-                throw NoConnection(lost);
+                std::rethrow_exception(why);
             }
             keys.reset(); // which leaves the terminal as it was
             live_.reset();
@@ -329,9 +332,8 @@ Command const topCommand = Row<TopOptions>{
                 .option("--sort", options.sort, "COLUMN",
                         "By which column: " + enumerate(sortable(), "or") + " (default: records/s)")
                 .oneOf(sortable(), "no column");
-            takes.number(
-                "--every", [&options](U32 n) { options.every = std::chrono::milliseconds(std::max(n, 50u)); },
-                "How many milliseconds from one look to the next (default: 1000)", 3'600'000);
+            takes.number("--every", options.every,
+                         "How many milliseconds from one look to the next (default: 1000)", 3'600'000, 50);
             takes.flag("--once", options.once, "Print one table, of what has been done between two looks");
             takes.live(options.live);
             takes.output(options.output, "; JSON has an object a line");

@@ -321,7 +321,7 @@ Command const traceCommand = Row<TraceOptions>{
                 .excludes({set});
             takes.option("--text", filter.text, "TEXT", "Show records with that in their text")
                 .excludes({set});
-            takes.number("--for", options.seconds, "End after so many seconds (default: with SIGINT)")
+            takes.positive("--for", options.seconds, "End after so many seconds (default: with SIGINT)")
                 .needs(follow);
             takes.live(options.live);
             takes.output(options.output, " (default: lines for records, of which json has one a line)");

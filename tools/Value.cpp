@@ -56,6 +56,9 @@ void value(Context& context, ValueOptions const& options) {
             printRows(context, *box, chips, where.empty() ? "" : where + ": ");
         } else {
             std::string const result = written(formNamed(options.to), box);
+            if (options.to == "wire") {
+                mustBeRead(*box);
+            }
             if (Kor::plainText(result) != result && options.to != "json") {
                 bool const isText = isUtf8(result);
                 throw Refused(shortName(type) + " has " + (isText ? "characters" : "bytes") +

@@ -31,6 +31,16 @@ struct WaitOptions {
     Output output;
 };
 
+/// An object is another one, by its path, or none.
+void mustBePossible(Live& live, std::string const& path, std::string const& value) {
+    Kor::KorType const* const type = live.roots().typeAt(path);
+    bool const isRoot = trimmed(path) == rootText(rootOf(path));
+    if ((isRoot || (type != nullptr && type->isEntity())) && value != "None" &&
+        std::ranges::count(live.offers(), rootOf(value)) == 0) {
+        throw Refused(path + " is an object, which is another one by its path or None, not " + shown(value));
+    }
+}
+
 void wait(Context& context, WaitOptions const& options) {
     auto const [path, value] = parseWait(options.condition);
     if (options.gone && value) {
@@ -72,6 +82,9 @@ void wait(Context& context, WaitOptions const& options) {
         }
     };
     live.at(rootText(rootOf(path)));
+    if (value) {
+        mustBePossible(live, path, *value);
+    }
     bool const isSo = live.until(holds);
     if (wrong) {
         std::rethrow_exception(wrong);

@@ -30,7 +30,7 @@ class KOR_EXPORT IntfId {
 public:
     // clang-format off
     static constexpr auto korTexts = Kor::texts(
-        "", "The name of an interface as one 64-bit number",
+        "", "The name of an interface as one 64-bit number, such as Ethernet1",
         "IntfId()", "The empty id, whose name is empty",
         "explicit IntfId(U64 value)", "Any number; one that is the id of no name shows in hex",
         "static std::optional<IntfId> fromName(std::string_view name)", "The id of a name, or none for a text that is no name",

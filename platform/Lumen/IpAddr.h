@@ -28,7 +28,7 @@ class KOR_EXPORT IpAddr {
 public:
     // clang-format off
     static constexpr auto korTexts = Kor::texts(
-        "", "An IPv4 address, ordered by number",
+        "", "An IPv4 address, such as 10.0.0.1; ordered by number",
         "IpAddr()", "0.0.0.0",
         "explicit IpAddr(U32 value)", "The address of a number: 0x0a000001 is 10.0.0.1",
         "IpAddr(U8 a, U8 b, U8 c, U8 d)", "The address a.b.c.d",

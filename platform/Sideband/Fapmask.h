@@ -32,7 +32,7 @@ class Fapmask {
 public:
     // clang-format off
     static constexpr auto korTexts = Kor::texts(
-        "", "A set of forwarding chips, numbered 0 to 127",
+        "", "A set of forwarding chips, numbered 0 to 127, such as 0-3,9",
         "static constexpr U32 size = 128", "How many chips there can be",
         "Fapmask()", "The empty set",
         "Fapmask(U32 word0, U32 word1, U32 word2, U32 word3)", "Chip n is bit n % 32 of word n / 32",

@@ -85,6 +85,12 @@ TEST(Command, SaysInOneLineWhatIsWrong) {
             {{"layout", "-c8", "--diff", "3", "4"},
              "--chip goes with no --diff; see loamtunnel layout --help"},
             {{"addr", "-c8", "one"}, "'one' is no row number"},
+            {{"kinds", "Nope"}, "no kind of entry Nope; there are " + someKinds},
+            {{"monitor", "--for", "0"}, "--for: '0' is no number from 1 to 4294967295"},
+            {{"log", "check", "x", "--until", "1"},
+             "no option --until; there are -h, --help, --side, --format, --json and --no-headings; see "
+             "loamtunnel "
+             "log check --help"},
             {{"tables", "--format", "xml"},
              "--format: no format xml; there are table, json and csv; see loamtunnel tables --help"},
             {{"tables", "--colour"},
@@ -396,7 +402,7 @@ TEST(Command, ManualAndCompletionKnowEveryOption) {
              {"schema LifAppConfig LifAppC", "LifAppConfig LifAppConfigDir"},
              {"kinds AradLifAcMp ", ""},
              {"value OutAcValue ac0.vi", "ac0.vid1= ac0.vid2="},
-             {"value EvecKey ind", "index="},
+             {"value EvecKey index=1 ", "fapMask="},
              {"value EvecValue evec0.innerVidSrc=4 evec0.nT", "evec0.nTagsToRemove="},
              {"value EvecEntry EvecEntry ke", "key="},
              {"value EvecEntry key=(EvecKey index=1 fap", "fapMask="},
@@ -405,7 +411,7 @@ TEST(Command, ManualAndCompletionKnowEveryOption) {
              {"value VtAppId vtAppMp", "vtAppMpls"},
              {"value --from ", "short text json wire"},
              {"stats --format ", "table json csv"},
-             {"serve lif=LifAppC", "lif=LifAppConfig lif=LifAppConfigDir"},
+             {"serve lif=LifAppC", "lif=LifAppConfigDir"},
              {"application --app vtAppM", "vtAppMpls vtAppMulticast vtAppMirroring"},
              {"monitor --kind ", "set del"},
              {"driver --image x", ""}, // a file is the shell's own affair

@@ -96,6 +96,7 @@ TEST(Kinds, PartsOfAValueAreSetByName) {
     // What the encoder writes itself, and what another field overrides.
     using Losses = std::vector<tool::EncodedRow::Loss>;
     EXPECT_EQ(rowOf("AradLifAcMp type=1 vsi=3", jerichoChip8).losses, (Losses{{"type", 1, 0}}));
+    EXPECT_EQ(rowOf("AradLifAcMp type=3 vsi=3", jerichoChip8).losses, Losses{}); // which the row has anyway
     EXPECT_EQ(rowOf("AradLifAcMp useInLif=1", jerichoChip8).losses, (Losses{{"useInLif", 1, 0}}));
     EXPECT_EQ(rowOf("AradLifAcMp useInLif=1", aradChip3).losses, Losses{});
     EXPECT_EQ(rowOf("lifLabelProtocolOrLsp vsi=7 daNotFoundProfile=0", aradChip3).losses,

@@ -91,10 +91,9 @@ TEST(Value, OfAFileIsOneALine) {
                                        "\xef\xbb\xbf# names\n'a # b'\n\n  # more\nc\n'd\\'e'\n'\xff'\n'\n");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "\"a # b\"\n\"c\"\n\"d'e\"\n");
-    EXPECT_EQ(
-        outcome.err,
-        "loamtunnel: stdin:7: '?' has bytes that are no UTF-8, which JSON cannot hold; wire can\n"
-        "loamtunnel: stdin:8: String8: expected the end of a quoted string at column 1\n");
+    EXPECT_EQ(outcome.err,
+              "loamtunnel: stdin:7: '?' has bytes that are no UTF-8, which JSON cannot hold; wire can\n"
+              "loamtunnel: stdin:8: String8: expected the end of a quoted string at column 1\n");
 }
 
 TEST(Value, AsTextEncodesAsItsFieldsDo) {
