@@ -2,8 +2,8 @@
 /// prints all that there is, and hears of changes.
 
 #include "model/LoamTunnelTypeList.h"
-#include "reflect/KorType.h"
 #include "reflect/box/GenericIf.h"
+#include "reflect/type/KorType.h"
 #include "runtime/Exception.h"
 
 #include <cstdio>

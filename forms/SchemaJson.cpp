@@ -4,7 +4,7 @@
 #include "forms/Text.h"
 #include "forms/Values.h"
 #include "model/LoamTunnelTypeList.h"
-#include "reflect/AttrLogType.h"
+#include "reflect/type/AttrLogType.h"
 
 #include <algorithm>
 #include <iterator>

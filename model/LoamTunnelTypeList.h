@@ -6,7 +6,7 @@
 /// An enumeration or class that is declared inside another one stands behind it and is defined within it.
 
 #include "model/LoamTunnelModel.h"
-#include "reflect/TypeModule.h"
+#include "reflect/type/TypeModule.h"
 #include "values/LoamTunnelTypes.h"
 
 namespace Hardware::LoamTunnel {

@@ -6,7 +6,7 @@
 #include "forms/SchemaJson.h"
 #include "forms/Text.h"
 #include "model/LoamTunnelTypeList.h"
-#include "reflect/KorType.h"
+#include "reflect/type/KorType.h"
 #include "tools/Commands.h"
 #include "tools/Declaration.h"
 

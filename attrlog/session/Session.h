@@ -42,7 +42,7 @@
 /// any other ends the session. One thread. A root that nobody wants costs its path, a peer that never reads
 /// the ring, one mark a changed key, and a bounded number of answers.
 
-#include "attrlog/Demuxer.h"
+#include "attrlog/adapter/Demuxer.h"
 #include "attrlog/session/Service.h"
 
 #include <array>

@@ -1,6 +1,7 @@
 #include "reflect/box/GenericIf.h"
 
 #include "reflect/box/GenericBox.h"
+#include "reflect/type/TypeSpec.h"
 #include "runtime/Contract.h"
 
 #include <new>
@@ -174,6 +175,28 @@ bool GenericIf::write(AttributeId attribute, KorType const* type, void const* va
     Ptr<PtrInterface const> const keep = notifier(); // a setter's reactors may let the box go
     return at.object != nullptr && !isConst_ && at.attribute->write != nullptr &&
            at.attribute->write(at.object, type, value);
+}
+
+// What type objects make
+
+Ptr<GenericIf> KorType::genericIf(void const* value, bool isConst) const {
+    return spec_->ofValue != nullptr ? spec_->ofValue(value, isConst) : nullptr;
+}
+
+Ptr<GenericIf> KorType::genericIf(GenericIf const* arguments, bool) const {
+    return spec_->ofArguments != nullptr ? spec_->ofArguments(arguments) : nullptr;
+}
+
+Ptr<GenericIf> KorType::genericIf(String8 const& text, bool isConst) const {
+    return spec_->ofText != nullptr ? spec_->ofText(text, isConst) : nullptr;
+}
+
+Ptr<GenericIf> KorType::genericIf_(PtrInterface* object, bool isConst) const {
+    return spec_->ofObject != nullptr ? spec_->ofObject(object, isConst) : nullptr;
+}
+
+Ptr<GenericIf> KorType::genericIf(PtrInterface* object, bool isConst) {
+    return object != nullptr ? object->fwkType()->genericIf_(object, isConst) : nullptr;
 }
 
 // What all boxes do

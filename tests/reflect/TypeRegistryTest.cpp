@@ -1,10 +1,10 @@
 /// Made-up types: how they are defined from their declarations, and what their boxes accept and refuse, with
 /// lists of arguments, walks and changes. The first test has to be the first one that asks for them.
 
-#include "reflect/Dir.h"
-#include "reflect/IntrospectionReactor.h"
-#include "reflect/TypeModule.h"
-#include "reflect/TypeOf.h"
+#include "reflect/registry/TypeOf.h"
+#include "reflect/type/Dir.h"
+#include "reflect/type/IntrospectionReactor.h"
+#include "reflect/type/TypeModule.h"
 
 #include <array>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-#include "reflect/Dir.h"
 #include "reflect/Text.h"
 #include "reflect/box/GenericIf.h"
+#include "reflect/type/Dir.h"
 #include "runtime/ClassName.h"
 
 #include <algorithm>

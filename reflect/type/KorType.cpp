@@ -1,9 +1,8 @@
-#include "reflect/KorType.h"
+#include "reflect/type/KorType.h"
 
-#include "reflect/IntrospectionReactor.h"
-#include "reflect/TypeModule.h"
-#include "reflect/TypeSpec.h"
-#include "reflect/box/GenericIf.h"
+#include "reflect/type/IntrospectionReactor.h"
+#include "reflect/type/TypeModule.h"
+#include "reflect/type/TypeSpec.h"
 
 #include <utility>
 
@@ -139,26 +138,6 @@ KorType::Abilities KorType::abilities() const {
 
 Ptr<Entity> KorType::newEntity(Name const& name, Dir*) const {
     return spec_->ofName != nullptr ? spec_->ofName(name) : nullptr;
-}
-
-Ptr<GenericIf> KorType::genericIf(void const* value, bool isConst) const {
-    return spec_->ofValue != nullptr ? spec_->ofValue(value, isConst) : nullptr;
-}
-
-Ptr<GenericIf> KorType::genericIf(GenericIf const* arguments, bool) const {
-    return spec_->ofArguments != nullptr ? spec_->ofArguments(arguments) : nullptr;
-}
-
-Ptr<GenericIf> KorType::genericIf(String8 const& text, bool isConst) const {
-    return spec_->ofText != nullptr ? spec_->ofText(text, isConst) : nullptr;
-}
-
-Ptr<GenericIf> KorType::genericIf_(PtrInterface* object, bool isConst) const {
-    return spec_->ofObject != nullptr ? spec_->ofObject(object, isConst) : nullptr;
-}
-
-Ptr<GenericIf> KorType::genericIf(PtrInterface* object, bool isConst) {
-    return object != nullptr ? object->fwkType()->genericIf_(object, isConst) : nullptr;
 }
 
 void KorType::nestedTypeIs(Name const& name, KorType* type, KorTypeFlags const& flags) {
