@@ -127,11 +127,9 @@ KorAttr const* KorType::attribute(AttributeId id) const {
 std::string_view KorType::meaning() const {
     return spec_->textOf("");
 }
-
 std::string_view KorType::header() const {
     return spec_->header;
 }
-
 KorType::Abilities KorType::abilities() const {
     return spec_->abilities;
 }
@@ -214,7 +212,6 @@ void KorAttr::describe(AttributeSpec const& spec, std::string_view meaning) {
 bool KorAttr::hasValue() const noexcept {
     return type_ != fwkTypeOf<Builtin<void*>>();
 }
-
 bool KorAttr::isOfEveryEntity() const noexcept {
     KorType const* const entity = Entity::_fwkType();
     return owner_->isA(entity) && entity->attribute(id_) != nullptr;
@@ -226,7 +223,6 @@ KorAttr* KorTypeAttr::attr(Name const& name) {
     Entry const* const found = attrs_.member(name);
     return found ? found->value.ptr() : nullptr;
 }
-
 KorAttr const* KorTypeAttr::attr(Name const& name) const {
     return const_cast<KorTypeAttr&>(*this).attr(name);
 }
