@@ -1,7 +1,7 @@
 /// A tool that knows no type beforehand: it makes an object by its type's name, sets what it is told to,
 /// prints all that there is, and hears of changes.
 
-#include "model/LoamTunnelTypeList.h"
+#include "model/LoamTunnelModule.h"
 #include "reflect/box/GenericIf.h"
 #include "reflect/type/KorType.h"
 #include "runtime/Exception.h"

@@ -3,7 +3,7 @@
 #include "forms/Fields.h"
 #include "forms/Text.h"
 #include "forms/Values.h"
-#include "model/LoamTunnelTypeList.h"
+#include "model/LoamTunnelModule.h"
 #include "reflect/type/AttrLogType.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 /// The types of the library as they stand in the registry once it is loaded.
 
-#include "model/LoamTunnelTypeList.h"
+#include "model/LoamTunnelModule.h"
 #include "reflect/type/KorType.h"
 
 #include <algorithm>
