@@ -251,7 +251,9 @@ Place Live::at(std::string const& path) {
 void Live::want(std::string const& root) {
     Kor::Name const name{Kor::String8(root)};
     if (!session().peerOffers().contains(name)) {
-        throw NotThere("no root " + shownName(root) + " is offered" + suggest(root, offers()));
+        std::vector<std::string> known = offers();
+        std::ranges::transform(known, known.begin(), rootText);
+        throw NotThere("no root " + rootText(root) + " is offered" + suggest(rootText(root), known));
     }
     auto const outcome = std::make_shared<Outcome>();
     wanted_[root] = outcome;
@@ -272,6 +274,17 @@ void Live::mustBeWritable(std::string const& path) {
     if (found != offers.end() && found->second.access == Access::readOnly) {
         throw Refused("root " + shown(rootOf(path)) + " is offered read-only by " +
                       shown(session().peerName().view()));
+    }
+}
+
+void Live::mustTravel(Kor::GenericIf const& value) {
+    if (!value.type()->isValue() && !value.type()->isEnumType()) {
+        return; // objects go by their paths
+    }
+    try {
+        readWire(*value.type(), wireText(value));
+    } catch (Refused const& refused) {
+        throw Refused("a peer takes no " + shortText(value) + ": " + refused.what());
     }
 }
 

@@ -105,6 +105,9 @@ public:
     LiveOptions const& options() const { return options_; }
     void timeoutIs(std::chrono::milliseconds timeout) { options_.timeout = timeout; }
 
+    /// Throws Refused for a value that no peer takes, such as one with an enumerator that is none.
+    static void mustTravel(Kor::GenericIf const& value);
+
     Roots& roots() { return roots_; }
     Kor::NboAttrLog::Session& session();
     /// The names of what is offered.

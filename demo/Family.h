@@ -67,9 +67,7 @@ struct CountedFamily {
 
     class Hears : public Config::Notifiee {
     public:
-        explicit Hears(std::function<void(Key const&)> heard) : heard_(std::move(heard)) {
-            this->isRegisteredNotifieeIs(true);
-        }
+        explicit Hears(std::function<void(Key const&)> heard) : heard_(std::move(heard)) {}
         void onReqCount(Key const& key) override { heard_(key); }
 
     private:
@@ -195,9 +193,7 @@ struct Evecs : private Halves {
 
     class Hears : public Config::Notifiee {
     public:
-        explicit Hears(std::function<void(Key const&)> heard) : heard_(std::move(heard)) {
-            isRegisteredNotifieeIs(true);
-        }
+        explicit Hears(std::function<void(Key const&)> heard) : heard_(std::move(heard)) {}
         void onEntry(Key const& key) override { heard_(key); }
 
     private:

@@ -320,9 +320,8 @@ private:
         Kor::Ptr<Config> config = configs_->appConfigIs(app);
         Application& of = found->second;
         if (!of.hears) {
-            of.hears =
-                Kor::makePtr<typename Family::Hears>([this, app](Key const& key) { requested(app, key); });
-            of.hears->notifierIs(config);
+            of.hears = Kor::observe<typename Family::Hears>(
+                config, [this, app](Key const& key) { requested(app, key); });
         }
         return config;
     }

@@ -1,6 +1,7 @@
 # declare.awk HEADER: the header as a reference should show it. A class that is a list of attributes gets, behind its
 # first `public:`, the operations that follow from the list, each with what it does and what its attribute means
-# (korTexts); all on that one line, so that the lines keep their numbers.
+# (korTexts); all on that one line, so that the lines keep their numbers. What an enumeration and its enumerators mean
+# (KOR_ENUMERATION) stands before each, and so does what texts tell of operations that are written by hand.
 
 # The text between < and its >, from position `start` behind the <.
 function inside(text, start,    depth, i, c) {
@@ -80,6 +81,28 @@ function texts_of(body,    name) {
         name = substr(body, RSTART + 11, RLENGTH - 12)
         sub(/^.*::/, "", name)
         if (match(whole, name " = Kor::texts\\(")) read_texts(whole, RSTART + RLENGTH)
+    }
+}
+# A line of a class that declares what its texts tell, with the text, unless it has words of its own above it.
+function with_text(line, above,    name) {
+    if (line !~ /^    [A-Za-z]/ || above ~ /^ *\/\/\//) return line
+    for (name in told) {
+        if (name ~ /[ (]/ && index(line, " " name) > 0) return "    /** " told[name] " */ " substr(line, 5)
+    }
+    return line
+}
+# The enumeration that begins in a line: what it and its enumerators mean stands behind it.
+function enumeration(i,    name, j, each) {
+    name = lines[i]
+    sub(/^ *enum /, "", name)
+    sub(/[ :{].*$/, "", name)
+    if (!match(whole, "KOR_(NESTED_)?ENUMERATION\\(" name ",")) return
+    read_texts(whole, RSTART + RLENGTH)
+    if (lines[i - 1] !~ /^ *\/\/\//) lines[i] = "/** " told[""] " */ " lines[i]
+    for (j = i + 1; j <= NR && lines[j] !~ /^ *};/; ++j) {
+        each = trim(lines[j])
+        sub(/ =.*$/, "", each)
+        if (each in told) lines[j] = "/** " told[each] " */ " lines[j]
     }
 }
 # The result and the arguments of a signature, Arg<name::x, T> as T x.
@@ -201,6 +224,7 @@ END {
             fields = fields " " lines[j]
             fields = inside(fields, index(fields, "FieldList<") + 10)
         }
+        if (lines[i] ~ /^ *enum [A-Za-z]/) enumeration(i)
         if (lines[i] ~ /^(class|struct) / && lines[i] !~ /;[ \t]*$/) {
             head = ""
             for (j = i; j <= NR && lines[j] !~ /\{[ \t]*$/; ++j) head = head " " lines[j]
@@ -216,6 +240,7 @@ END {
                 }
             }
             if (told[""] != "" && lines[i - 1] !~ /^\/\/\//) lines[i] = "/** " told[""] " */ " lines[i]
+            for (k = j + 1; k <= NR && lines[k] !~ /^};/; ++k) lines[k] = with_text(lines[k], lines[k - 1])
             for (k = j + 1; k <= NR && lines[k] !~ /^};/; ++k) {
                 if (lines[k] ~ /^public:/) {
                     lines[k] = lines[k] declarations(head)

@@ -68,6 +68,7 @@ void carry(int socket, Session& session) {
 
 /// Gives each LIF that is asked for the next free index.
 struct Owner : LifAppConfig::Notifiee {
+    explicit Owner(Kor::Ptr<LifAppStatus> const& answers) : status(answers) {}
     Kor::Ptr<LifAppStatus> status;
     Kor::U32 next = 4096;
 
@@ -83,7 +84,7 @@ struct Owner : LifAppConfig::Notifiee {
 void driver(int socket) {
     auto const configs = lifAppConfigDirFactory("lifConfig");
     auto const statuses = lifAppStatusDirFactory("lifStatus");
-    auto const owner = Kor::makePtr<Owner>();
+    Kor::Ptr<Owner> owner;
     auto const service = Kor::makePtr<Service>();
     service->offer("lifStatus", statuses, Access::readOnly);
     service->acceptIs("lifConfig", [&](Session& peer, Kor::Name const&, Kor::Ptr<Kor::Entity> const& made) {
@@ -92,10 +93,9 @@ void driver(int socket) {
             return Kor::Ptr<Kor::Entity>();
         }
         std::printf("driver: %s asks for LIFs\n", peer.peerName().charPtr());
-        owner->status = statuses->appStatusIs(request->app());
-        owner->isRegisteredNotifieeIs(true);
-        owner->notifierIs(configs->appConfigIs(request->app()));
-        return Kor::Ptr<Kor::Entity>(configs->appConfigIs(request->app()));
+        Kor::Ptr<LifAppConfig> const config = configs->appConfigIs(request->app());
+        owner = Kor::observe<Owner>(config, statuses->appStatusIs(request->app()));
+        return Kor::Ptr<Kor::Entity>(config);
     });
     auto const session = Kor::makePtr<Session>(Side::accepting, SessionConfig{.name = "driver"}, service);
     carry(socket, *session);
@@ -104,15 +104,16 @@ void driver(int socket) {
 
 /// Waits for its LIF.
 struct Asker : LifAppStatus::Notifiee {
+    Asker(AradLifEntry const& asked, Session& on) : lif(asked), session(on) {}
     AradLifEntry lif;
-    Kor::Ptr<Session> session;
+    Session& session;
     bool isAnswered = false;
 
     void onLifEntry(AradLifEntry const& key) override {
         if (notifier() != nullptr && key == lif && !!notifier()->lifEntry(key)) {
             std::printf("application: the LIF has index %u\n", notifier()->lifEntry(key).index());
             isAnswered = true;
-            session->close("the application has what it needs");
+            session.close("the application has what it needs");
         }
     }
 };
@@ -124,21 +125,17 @@ bool application(int socket) {
     config->reqCountInc(lif, 1);
 
     auto const session = Kor::makePtr<Session>(Side::connecting, SessionConfig{.name = "mpls"});
-    auto const asker = Kor::makePtr<Asker>();
-    asker->lif = lif;
-    asker->session = session;
-    asker->isRegisteredNotifieeIs(true);
+    Kor::Ptr<Asker> asker;
     session->push("lifConfig", config);
     session->want("lifStatus", [&](RootState state, Kor::Ptr<Kor::Entity> const& root, Kor::String8 const&) {
         if (state == RootState::synchronized) { // it may hold the answer already, or hear of it later
-            asker->notifierIs(Kor::ptrCast<LifAppStatusDir>(root)->appStatus(Loam::vtAppMpls));
+            auto const status = Kor::ptrCast<LifAppStatusDir>(root)->appStatus(Loam::vtAppMpls);
+            asker = Kor::observe<Asker>(status, lif, *session);
             asker->onLifEntry(lif);
         }
     });
     carry(socket, *session);
-    asker->notifierIs(nullptr);
-    asker->session = nullptr;
-    return asker->isAnswered;
+    return asker && asker->isAnswered;
 }
 
 } // namespace

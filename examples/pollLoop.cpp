@@ -77,8 +77,7 @@ struct Counter : LifAppConfig::Notifiee {
 
 /// Waits for three ticks, and writes into its pipe when it tries in vain, as a program's own parts would.
 int application(Address const& address) {
-    auto const counter = Kor::makePtr<Counter>();
-    counter->isRegisteredNotifieeIs(true);
+    Kor::Ptr<Counter> counter;
     std::array<int, 2> pipe{};
     if (::pipe(pipe.data()) != 0) {
         return 1;
@@ -90,7 +89,7 @@ int application(Address const& address) {
     config.setUp = [&](Session& session) {
         session.want("lifConfig", [&](RootState state, Kor::Ptr<Kor::Entity> const& root, auto const&) {
             if (state == RootState::synchronized) {
-                counter->notifierIs(
+                counter = Kor::observe<Counter>(
                     Kor::ptrCast<LifAppConfigDir>(root)->appConfig(Hardware::Loam::vtAppMpls));
             }
         });
@@ -98,14 +97,14 @@ int application(Address const& address) {
     Loop loop;
     Kor::Link::Connector connector(loop, address, config);
     bool hasTried = false;
-    while (!counter->hasSeenThree) {
+    while (!counter || !counter->hasSeenThree) {
         char c = 0;
         if (wait(loop, pipe[0]) && ::read(pipe[0], &c, 1) == 1 && !std::exchange(hasTried, true)) {
             std::printf("application: nobody is there yet\n");
         }
     }
     std::printf("application: three ticks have come\n");
-    counter->notifierIs(nullptr);
+    counter = nullptr;
     connector.close("the application has what it needs");
     while (!connector.isOver()) {
         wait(loop, pipe[0]);

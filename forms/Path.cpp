@@ -161,6 +161,14 @@ std::string takeRoot(std::string_view& rest) {
     return name;
 }
 
+/// The name of an attribute in front; `rest` then begins behind it.
+std::string_view takeName(std::string_view& rest) {
+    std::size_t const end = std::min(rest.find_first_of(".["), rest.size());
+    std::string_view const taken = trimmed(rest.substr(0, end));
+    rest.remove_prefix(end);
+    return taken;
+}
+
 /// The key's text from behind its bracket on; `rest` then begins behind the closing one.
 std::string_view takeKey(std::string_view& rest) {
     Nesting nesting;
@@ -246,6 +254,46 @@ Place Roots::at(std::string_view path) const {
     return at(path, find());
 }
 
+namespace {
+
+/// Where the rest of a path leads that goes on from an object which is not there yet: refused if that is
+/// nowhere, null if it depends on which object comes.
+KorAttr const* attributeBehind(KorAttr const& way, std::string path, std::string_view rest,
+                               Find const& find) {
+    KorAttr const* at = &way;
+    for (rest = trimmed(rest); !rest.empty(); rest = trimmed(rest)) {
+        if (rest[0] == '.') {
+            if (!at->type()->derivedTypeQQueue().empty()) {
+                return nullptr;
+            }
+            rest.remove_prefix(1);
+            at = &attributeNamed(*at->type(), takeName(rest), path);
+            path.append(".").append(at->name().view());
+        } else if (rest[0] == '[' && at->shape().keyed) {
+            readValue(*at->keyType(), takeKey(rest), find, path + "[...]");
+        } else {
+            throw Refused(path + " takes no " + shown(rest));
+        }
+    }
+    return at;
+}
+
+} // namespace
+
+KorType const* Roots::typeAt(std::string_view path) const {
+    std::string_view rest = trimmed(path);
+    auto const root = all_.find(takeRoot(rest));
+    if (root == all_.end() || !rest.starts_with('.')) {
+        return nullptr;
+    }
+    rest.remove_prefix(1);
+    std::string const name = rootText(root->first);
+    KorAttr const& first = attributeNamed(*root->second->type(), takeName(rest), name);
+    KorAttr const* const last =
+        attributeBehind(first, name + '.' + std::string(first.name().view()), rest, find());
+    return last == nullptr ? nullptr : last->type();
+}
+
 Place Roots::at(std::string_view path, Find const& find) const {
     std::string_view rest = trimmed(path);
     std::string const name = takeRoot(rest);
@@ -257,23 +305,23 @@ Place Roots::at(std::string_view path, Find const& find) const {
     if (root == all_.end()) {
         std::vector<std::string> known;
         for (auto const& each : all_) {
-            known.push_back(each.first);
+            known.push_back(rootText(each.first));
         }
         throw Refused("'" + shown(name) + "' is the name of nothing" +
                       (known.empty() ? "; nothing has been made" : suggest(name, known)));
     }
-    auto const takeName = [&rest] {
-        std::size_t const end = std::min(rest.find_first_of(".["), rest.size());
-        std::string_view const taken = trimmed(rest.substr(0, end));
-        rest.remove_prefix(end);
-        return taken;
-    };
     Place at{root->second, nullptr, nullptr, rootText(name), false};
     while (!rest.empty()) {
         if (rest[0] == '.') {
+            KorAttr const* const way = at.attribute;
+            try {
+                at = enter(at);
+            } catch (NotThere const&) {
+                attributeBehind(*way, at.path, rest, find);
+                throw;
+            }
             rest.remove_prefix(1);
-            at = enter(std::move(at));
-            KorAttr const& next = attributeNamed(*at.object->type(), takeName(), at.path);
+            KorAttr const& next = attributeNamed(*at.object->type(), takeName(rest), at.path);
             at = attributePlace(std::move(at), next);
         } else if (rest[0] == '[') {
             if (at.key || !shapeAt(at).keyed) {
@@ -405,7 +453,8 @@ std::string valueText(Form form, Box const& value, Roots const* roots, std::stri
     return pathOf(value, roots, at);
 }
 
-void set(Place const& place, std::string_view text, Roots const& roots) {
+void set(Place const& place, std::string_view text, Roots const& roots,
+         std::function<void(GenericIf const& value)> const& mayBe) {
     text = trimmed(text);
     if (place.attribute == nullptr) {
         throw Refused(place.path + " is not an attribute; set one of its attributes");
@@ -420,10 +469,16 @@ void set(Place const& place, std::string_view text, Roots const& roots) {
     if (shape.keyed && (!shape.keyInside || shape.child) && !place.key) {
         needsKey(place);
     }
+    auto const check = [&](Key const& value) {
+        if (mayBe && value) {
+            mayBe(*value);
+        }
+    };
     if (shape.child) {
         if (!text.empty() && text != place.path) { // as which it is printed
             throw Refused(place.path + " is made from its key alone; '" + shown(text) + "' is too much");
         }
+        check(place.key->type()->isEnumType() ? nullptr : place.key); // peers keep the number of such a one
         auto const arguments = Kor::makePtr<GenericIf::List_>();
         arguments->list().enq(const_cast<GenericIf*>(place.key.ptr()));
         Place const whole{place.object, place.attribute, nullptr, place.path, false};
@@ -441,6 +496,8 @@ void set(Place const& place, std::string_view text, Roots const& roots) {
                   isField && shape.settable
                       ? std::optional(fieldNamed(*place.object->type(), place.attribute->name().view()).most)
                       : std::nullopt);
+    check(place.key);
+    check(value);
     if (shape.keyInside) { // no children, see above
         Place const whole{place.object, place.attribute, nullptr, place.path, false};
         if (place.key) {

@@ -68,6 +68,9 @@ public:
     /// Refused for a path that leads nowhere, NotThere where it goes on from what is not there yet. The
     /// attribute or the member at its very end may be one that is yet to be set.
     Place at(std::string_view path) const;
+    /// The type of what may come to be at a path, also where the way there is not yet; null where that
+    /// depends on what comes, and for a root. Refused for a path that leads nowhere whatever comes.
+    Kor::KorType const* typeAt(std::string_view path) const;
     /// For forms/Values.h: what is at the path.
     Find find() const;
 
@@ -109,7 +112,9 @@ KOR_EXPORT std::string valueText(Form form, Box const& value, Roots const* roots
                                  std::string_view at = "");
 
 /// Writes a value; of children makes the one of the key, without a text; of references `None` is a null one.
-KOR_EXPORT void set(Place const& place, std::string_view text, Roots const& roots);
+/// `mayBe` is called with the key and the value before anything changes, and throws for what may not be.
+KOR_EXPORT void set(Place const& place, std::string_view text, Roots const& roots,
+                    std::function<void(Kor::GenericIf const& value)> const& mayBe = nullptr);
 
 /// Takes out the member under a key, and gives what it was. NotThere if there is none.
 KOR_EXPORT Box del(Place const& place);

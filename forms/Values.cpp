@@ -92,6 +92,23 @@ U64 mostOfType(KorType const& type) {
                            : ~U64{0};
 }
 
+Box readSigned(KorType const& type, std::string_view text, std::string_view where) {
+    bool const isNegative = text.starts_with('-');
+    std::string_view const digits = text.substr(isNegative || text.starts_with('+') ? 1 : 0);
+    U64 const most = type.typeName() == "S32" ? 0x7fffffff : ~U64{0} >> 1;
+    std::optional<U64> const number = parseNumber(digits);
+    if (number && *number <= most + (isNegative ? 1 : 0)) {
+        return type.genericIf(String8((isNegative ? "-" : "") + std::to_string(*number)), false);
+    }
+    if (digits.empty() || !std::ranges::all_of(digits, [](char c) { return c >= '0' && c <= '9'; })) {
+        refuseNumber(where, text, most, {});
+    }
+    std::string const least = '-' + std::to_string(most + 1);
+    throw Refused(std::string(where) + ": " + shown(text) + " is too " + (isNegative ? "small" : "large") +
+                  "; the field has " + std::to_string(std::bit_width(most) + 1) + " bits, " + least + " to " +
+                  std::to_string(most));
+}
+
 Box readNumber(KorType const& type, std::string_view text, std::optional<U64> bound, std::string_view where) {
     U64 const most = bound.value_or(mostOfType(type));
     if (type.typeName() == "bool") {
@@ -104,8 +121,7 @@ Box readNumber(KorType const& type, std::string_view text, std::optional<U64> bo
         return boxOf(isTrue || number == U64{1});
     }
     if (type.typeName().view().starts_with('S')) {
-        ExactNumbers const exact;
-        return refusing(where, [&] { return type.genericIf(String8(text), false); });
+        return readSigned(type, text, where);
     }
     std::string_view const digits = text.starts_with('+') ? text.substr(1) : text;
     std::optional<U64> const number = parseNumber(digits);
@@ -120,10 +136,11 @@ std::optional<U64> enumeratorNumber(KorType const& type, std::string_view text) 
     std::string_view const name = Kor::shortName(type.typeName().view());
     for (std::string const& head : {std::string(name) + '(', shortName(type) + '('}) {
         if (text.starts_with(head) && text.ends_with(')')) {
-            std::optional<U64> const number =
-                parseNumber(text.substr(head.size(), text.size() - head.size() - 1));
-            if (number && *number <= 0xffffffff) {
-                return number;
+            std::string_view const digits = text.substr(head.size(), text.size() - head.size() - 1);
+            bool const isNegative = digits.starts_with('-'); // as which the text form writes the upper half
+            std::optional<U64> const number = parseNumber(digits.substr(isNegative ? 1 : 0));
+            if (number && *number <= (isNegative ? 0x80000000 : 0xffffffff)) {
+                return isNegative ? 0xffffffff & (~*number + 1) : *number;
             }
         }
     }
@@ -310,7 +327,7 @@ public:
         }
         return value;
     }
-    static Box ofTextForm(std::string_view text, std::string_view where) {
+    Box ofTextForm(std::string_view text, std::string_view where) const {
         ExactNumbers const exact;
         try {
             TextScanner scanner(text);
@@ -320,7 +337,8 @@ public:
             if (isStateless(type)) {
                 return defaultOf(type);
             }
-            return type.genericIf(String8(text), false);
+            return namesUnknown(text) ? ofAttributes(type, text, where)
+                                      : type.genericIf(String8(text), false);
         } catch (Refused const& refused) {
             throw Refused(refused.what()); // a type that there is not is in the text, not in the command
         } catch (Exception const& exception) {
@@ -402,7 +420,18 @@ public:
 
     /// Of a type that has a text of its own.
     static Box scalar(KorType const& type, std::string const& text, std::string_view where) {
-        Box box = refusing(where, [&] { return type.genericIf(String8(text), false); });
+        Box box;
+        try {
+            box = type.genericIf(String8(text), false);
+        } catch (Exception const& exception) {
+            if (!std::string_view(exception.what()).starts_with(shortName(type))) { // it says what is wrong
+                throw Refused(std::string(where) + ": " + shown(exception.what(), 300));
+            }
+            std::string message(where);
+            message.append(": ").append(shown(text)).append(" is no ").append(shortName(type));
+            throw Refused(type.meaning().empty() ? message
+                                                 : message.append("; one is: ").append(type.meaning()));
+        }
         if (!box) {
             throw Refused(shortName(type) + " has no text form");
         }
@@ -410,6 +439,43 @@ public:
     }
 
 private:
+    /// Whether an enumerator in a text form is a number that is none, `'VtAppId(99)'`, which types themselves
+    /// do not read.
+    static bool namesUnknown(std::string_view text) {
+        for (std::size_t end = text.find(")'"); end != text.npos; end = text.find(")'", end + 1)) {
+            std::size_t const before = text.substr(0, end).find_last_not_of("0123456789-");
+            if (before != text.npos && before + 1 < end && text[before] == '(') {
+                return true;
+            }
+        }
+        return false;
+    }
+    /// What stands within the braces of a text form, attribute by attribute.
+    Box ofAttributes(KorType const& type, std::string_view text, std::string_view where) const {
+        std::size_t const open = text.find('{'), close = text.rfind('}');
+        std::vector<Given> all;
+        std::size_t begin = open == text.npos ? text.size() : open + 1;
+        Nesting nesting;
+        for (std::size_t i = begin; i <= close && close != text.npos; ++i) {
+            if (i < close && (!nesting.step(text[i]) || text[i] != ',')) {
+                continue;
+            }
+            std::string_view const piece = trimmed(text.substr(begin, i - begin));
+            std::size_t const quote = piece.find(piece.empty() ? ' ' : piece[0], 1);
+            std::size_t const colon = piece.find(':', std::min(quote, piece.size()));
+            if (colon == piece.npos) {
+                throw Refused(std::string(where) + ": '" + shown(piece) +
+                              "' is not of the form 'name': value");
+            }
+            std::string_view const value = trimmed(piece.substr(colon + 1));
+            all.push_back({piece.substr(1, quote - 1), std::string(value),
+                           [this, value](KorType const& inner, std::optional<U64> most, std::string_view at) {
+                               return this->value(inner, value, most, at);
+                           }});
+            begin = i + 1;
+        }
+        return assembled(type, all, where);
+    }
     Box referred(KorType const& type, std::string_view text, std::string_view where) const {
         Box const found = find_(text.substr(1));
         Box value = found ? asType(found, type) : nullptr;
@@ -609,7 +675,7 @@ Box readValue(KorType const& type, std::string_view text, Find const& find, std:
 Box readNamed(std::string_view text, Find const& find) {
     text = withoutParentheses(trimmed(text));
     if (isTextForm(text)) {
-        return Reader::ofTextForm(text, "");
+        return Reader(find).ofTextForm(text, "");
     }
     if (text.starts_with('{')) {
         Json const json = parseJson(text);
@@ -774,8 +840,7 @@ void writeJson(JsonWriter& writer, GenericIf const& value) {
     } else if (text.starts_with('\'')) {
         String8 const inside = strepToValue<String8>(rep);
         if (!isUtf8(inside.view())) {
-            throw Refused(shown(text) +
-                          " has bytes that are no UTF-8, which JSON cannot hold; text and wire can");
+            throw Refused(shown(text) + " has bytes that are no UTF-8, which JSON cannot hold; wire can");
         }
         writer.string(inside.view());
     } else {

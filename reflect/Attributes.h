@@ -15,8 +15,8 @@
 
 #include "reflect/Names.h"
 #include "reflect/Shape.h"
-#include "reflect/Texts.h"
 #include "runtime/Ptr.h"
+#include "runtime/Texts.h"
 
 #include <cstddef>
 #include <initializer_list>

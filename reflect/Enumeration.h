@@ -4,7 +4,7 @@
 /// enumerators, a checked conversion from a number and from a name, and its text.
 ///
 ///     enum LifType : U32 { lifGeneral = 0, lifAcP2pToAc = 1, lifAcMp = 4 };
-///     KOR_ENUMERATION(LifType)                     // in its namespace, beside it; with what it means as in reflect/Texts.h
+///     KOR_ENUMERATION(LifType)                     // in its namespace, beside it; with what it means as in runtime/Texts.h
 ///     KOR_ENUMERATION_BODY(LifType)                // in one source file, same namespace
 ///
 /// From then on:
@@ -17,10 +17,10 @@
 /// enumerators; a text is one allocation. Any thread.
 
 #include "reflect/FwkType.h"
-#include "reflect/Texts.h"
 #include "reflect/TypeName.h"
 #include "runtime/Exception.h"
 #include "runtime/String8.h"
+#include "runtime/Texts.h"
 #include "runtime/Types.h"
 
 #include <array>

@@ -109,4 +109,26 @@ private:
     }
 };
 
+// clang-format off
+consteval auto korTextsOf(std::type_identity<PtrInterface>) {
+    return texts(
+        "", "The counted base of all that is shared. An object lives on the heap, is held by Kor::Ptr and ends with its last reference",
+        "class NotifieeConst", "The root of all reactors",
+        "PtrInterface()", "An object without a reference",
+        "PtrInterface(PtrInterface const& other)", "A copy, without a reference",
+        "virtual void hasNotificationActiveIs(bool active)", "Sets or clears the bit. A reactor also joins or leaves its notifier's list",
+        "bool hasNotificationActive() const", "Whether the bit is set",
+        "virtual U32 korAuditErrors(U32 level) const", "The audit of a class: how many errors it finds. The base finds none",
+        "virtual U32 auditErrors(U32 level) const", "Runs the audit; 0 when the top bit of level is set",
+        "virtual void zeroReferencesIs(bool zero)", "Called once the last reference is gone. It may take a reference and keep it, which keeps the object alive. It must not throw",
+        "virtual KorType* fwkType() const", "The type object of the object's class",
+        "static KorType* _fwkType()", "The type object of this class",
+        "U32 referencesDec() const", "Drops a reference, and ends the object with the last one. The number of references left",
+        "U32 referencesDecInline() const", "The same, for a path where a call counts",
+        "void referencesLeak() const", "Adds a reference that nobody drops: the object lives until the process ends",
+        "bool korMarkedForDeletion() const", "Whether the object is kept in memory but out of use",
+        "void korMarkedForDeletionIs(bool marked) const", "Sets or clears that");
+}
+// clang-format on
+
 } // namespace Kor

@@ -172,6 +172,37 @@ public:
 /// Formats like printf. Text of any length; throws std::bad_alloc, or Kor::RangeException for a bad format.
 [[gnu::format(printf, 1, 2)]] KOR_EXPORT String8 format(char const* form, ...);
 
+// clang-format off
+consteval auto korTextsOf(std::type_identity<String8>) {
+    return texts(
+        "", "A byte string that is cheap to share: one counted pointer to bytes that never change",
+        "using String8 = StringN<unsigned char>", "Written as a text in quotes",
+        "StringN()", "The empty string",
+        "StringN(char const* text)", "The text up to its NUL; null counts as empty",
+        "explicit StringN(std::string_view text)", "Those bytes, zeros included",
+        "StringN(std::string const& text)", "The same",
+        "void init(char const* text, unsigned first, unsigned length)", "Makes it a copy of length bytes of text, from byte first on; text may be its own",
+        "char const* charPtr() const", "The text with a NUL behind it, never null. It lives as long as a string shares it",
+        "U32 length() const", "How many bytes",
+        "bool empty() const", "Whether there is none",
+        "std::string_view view() const", "The bytes; they live as long as a string shares them",
+        "U32 hash() const", "The one-at-a-time hash of the bytes",
+        "String8::IteratorConst begin() const", "The place of the first byte",
+        "String8::IteratorConst end() const", "The place behind the last byte");
+}
+// clang-format on
+// clang-format off
+consteval auto korTextsOf(std::type_identity<Name>) {
+    return texts(
+        "", "A name in the object tree: a String8 under another type",
+        "Name()", "The empty name",
+        "Name(String8 text)", "That name",
+        "Name(char const* text)", "The same; null counts as empty",
+        "Name(std::string const& text)", "The same",
+        "explicit Name(std::string_view text)", "The same");
+}
+// clang-format on
+
 } // namespace Kor
 
 template <>

@@ -2,6 +2,8 @@
 
 /// The scalar names of the library: unsigned by width in bits, and the signed 32 bits.
 
+#include "runtime/Texts.h"
+
 #include <cstdint>
 
 /// What programs outside of the library get at: a class, a function, a variable.
@@ -21,5 +23,16 @@ using AttributeId = S32;
 
 /// A raw byte buffer that the caller owns.
 using BytePtr = U8*;
+
+// clang-format off
+consteval auto korTextsOf(std::type_identity<bool>) { return texts("", "True or false: a type of C++ itself, which no header declares"); }
+consteval auto korTextsOf(std::type_identity<U8>) { return texts("", "A number of 8 bits", "using U8 = std::uint8_t", "0 to 255"); }
+consteval auto korTextsOf(std::type_identity<U16>) { return texts("", "A number of 16 bits", "using U16 = std::uint16_t", "0 to 65535"); }
+consteval auto korTextsOf(std::type_identity<U32>) { return texts("", "A number of 32 bits", "using U32 = std::uint32_t", "0 to 4294967295"); }
+consteval auto korTextsOf(std::type_identity<U64>) { return texts("", "A number of 64 bits", "using U64 = std::uint64_t", "0 to 18446744073709551615"); }
+consteval auto korTextsOf(std::type_identity<S32>) { return texts("", "A number of 32 bits with a sign", "using S32 = std::int32_t", "-2147483648 to 2147483647"); }
+consteval auto korTextsOf(std::type_identity<S64>) { return texts("", "A number of 64 bits with a sign", "using S64 = std::int64_t", "-9223372036854775808 to 9223372036854775807"); }
+consteval auto korTextsOf(std::type_identity<BytePtr>) { return texts("", "The first of some bytes that the caller owns", "using BytePtr = U8*", "How many they are is said beside it"); }
+// clang-format on
 
 } // namespace Kor

@@ -70,12 +70,21 @@ public:
         : space_(namespaceOf(*attribute.owner())), attribute_(attribute), value_(of(*attribute.type())) {}
 
     std::string of(KorType const& type) const { return spelled(textOf(type.typeName()), space_); }
+    std::string number() const { return spelled("U32", space_); }
     std::string key() const { return of(*attribute_.keyType()); }
     /// The value as it is stored and passed: an object by a counted pointer.
-    std::string value() const { return attribute_.shape().holdsObjects() ? pointer(value_) : value_; }
+    std::string value() const {
+        bool const isConst = attribute_.shape().reference && attribute_.isConst();
+        return holdsObjects() ? pointer(isConst ? value_ + " const" : value_) : value_;
+    }
     /// The value as a const object gives it.
     std::string read() const {
         return attribute_.shape().holdsObjects() ? pointer(value_ + " const") : value_;
+    }
+    /// A queue holds objects by pointers of its own, which say nothing of const.
+    bool holdsObjects() const {
+        KorType const& type = *attribute_.type();
+        return attribute_.shape().holdsObjects() || !(type.isValue() || type.isEnumType());
     }
     /// The type alone.
     std::string const& bare() const { return value_; }
@@ -120,7 +129,7 @@ void addMap(Functions& all, KorAttr const& attribute, std::string const& x, Spel
     Parameter const key{constReference(spelling.key()), "key"};
     Parameter const value{constReference(spelling.value()), "value"};
 
-    all.push_back(reader(spelling.read(), x, {key}));
+    all.push_back(reader(shape.holdsObjects() ? spelling.read() : spelling.value(), x, {key}));
     if (shape.holdsObjects()) {
         all.push_back(writer(x, {key}, spelling.value()));
     }
@@ -129,10 +138,10 @@ void addMap(Functions& all, KorAttr const& attribute, std::string const& x, Spel
                                                            : std::vector{key, value};
     all.push_back(writer(x + "Is", given, shape.child ? "Kor::ValidPtr<" + spelling.bare() + ">" : "void"));
     if (shape.counting != Kor::Counting::none) {
-        all.push_back(writer(x + "Inc", {key, {"U32", "delta"}}, "U32"));
+        all.push_back(writer(x + "Inc", {key, {spelling.number(), "delta"}}, spelling.number()));
     }
     if (shape.counting == Kor::Counting::both) {
-        all.push_back(writer(x + "Dec", {key, {"U32", "delta"}}, "U32"));
+        all.push_back(writer(x + "Dec", {key, {spelling.number(), "delta"}}, spelling.number()));
     }
     all.push_back(writer(x + "Del", {key}, spelling.value()));
     all.push_back(writer(x + "Del", {{iterator + "&", "at"}}, spelling.value()));
@@ -145,7 +154,7 @@ void addMap(Functions& all, KorAttr const& attribute, std::string const& x, Spel
 }
 
 void addQueue(Functions& all, std::string const& x, Spelling const& spelling) {
-    Parameter const number{"U32", "number"};
+    Parameter const number{spelling.number(), "number"};
     Parameter const value{constReference(spelling.value()), "value"};
     all.push_back(reader(spelling.value(), x, {number}));
     all.push_back(writer(x + "Enq", {value}));
@@ -157,13 +166,30 @@ void addQueue(Functions& all, std::string const& x, Spelling const& spelling) {
 
 } // namespace
 
+namespace {
+
+/// Of U8, S32 and their like, whose full names have no namespace.
+bool isNumber(std::string_view name) {
+    return name.size() <= 3 && (name[0] == 'U' || name[0] == 'S') &&
+           name.find_first_not_of("0123456789", 1) == std::string_view::npos;
+}
+
+} // namespace
+
 std::string spelled(std::string const& fullName, std::string const& space) {
     std::string const own = space + "::";
+    // The model's namespaces have the names of numbers.
+    if (isNumber(fullName) && space != "Kor" && !space.starts_with("Hardware::LoamTunnel")) {
+        return "Kor::" + fullName;
+    }
     return !space.empty() && fullName.starts_with(own) ? fullName.substr(own.size()) : fullName;
 }
 
 std::string namespaceOf(KorType const& type) {
     std::string const name = textOf(outermost(type).typeName());
+    if (isNumber(name)) {
+        return "Kor";
+    }
     auto const colons = name.rfind("::");
     return colons == std::string::npos ? "" : name.substr(0, colons);
 }
@@ -178,6 +204,49 @@ std::string meaningOf(KorAttr const& attribute) {
         text += attribute.meaning().empty() ? "" : ". ";
     }
     return text.append(attribute.meaning());
+}
+
+std::vector<Told> toldOf(KorType const& type) {
+    using Kind = Told::Kind;
+    std::vector<Told> all;
+    for (Kor::NamedText const& each : type.texts()) {
+        if (!Kor::isDeclaration(each)) {
+            continue;
+        }
+        Told told{Kind::function, each.name, each.text, {}, each.name, {}};
+        auto const take = [&](std::string_view word) {
+            bool const is = told.result.starts_with(word);
+            told.result.remove_prefix(is ? word.size() : 0);
+            return is;
+        };
+        bool const isHidden = take("private ");
+        bool const isWhole = take("using ") || take("template ");
+        told.isStatic = take("static ");
+        bool const isConstant = take("constexpr "), isNested = take("class ") || take("struct ");
+        static_cast<void>(take("virtual ") || take("explicit "));
+        std::size_t const end =
+            std::min({told.result.find('('), told.result.find(" = "), told.result.size()});
+        told.rest = told.result.substr(end);
+        if (std::string_view const word = " override"; told.rest.ends_with(word)) {
+            told.rest.remove_suffix(word.size());
+        }
+        std::size_t const begin = told.result.rfind(' ', end - 1) + 1; // 0 where there is none
+        told.name = told.result.substr(begin, end - begin);
+        told.result = told.result.substr(0, begin);
+        told.kind = isHidden                      ? Kind::hidden
+                    : isNested                    ? Kind::nested
+                    : isWhole                     ? Kind::whole
+                    : isConstant                  ? Kind::constant
+                    : !told.rest.starts_with('(') ? Kind::member
+                    : told.result.empty()         ? Kind::constructor
+                                                  : Kind::function;
+        all.push_back(told);
+    }
+    return all;
+}
+
+bool has(std::vector<Told> const& told, Told::Kind kind) {
+    return std::ranges::find(told, kind, &Told::kind) != told.end();
 }
 
 std::vector<Function> operationsOf(KorAttr const& attribute) {
@@ -236,6 +305,11 @@ std::vector<Function> operationsOf(KorAttr const& attribute) {
     case Role::none:
         break;
     }
+    // As in C++, what the class itself has hides what it derives.
+    std::vector<Told> const told = toldOf(*attribute.owner());
+    std::erase_if(all, [&](Function const& each) {
+        return std::ranges::find(told, std::string_view(each.name), &Told::name) != told.end();
+    });
     return all;
 }
 
@@ -287,17 +361,35 @@ public:
     Printer(std::ostream& out, KorType const& type) : out_(out), space_(namespaceOf(type)) {}
 
     void whole(KorType const& type) {
+        if (type.header().empty()) {
+            throw Refused(textOf(type.typeName()) +
+                          " is known by its name alone: no declaration tells of it");
+        }
+        std::vector<Told> const told = toldOf(type);
+        if (type.isValue() && type.attributes().empty() && told.empty()) { // bool
+            return comment(std::string(type.meaning()));
+        }
         out_ << "#include \"" << type.header() << "\"\n\n";
         if (!space_.empty()) {
             line("namespace " + space_ + " {\n");
         }
-        declaration(type);
+        if (has(told, Told::Kind::whole)) {
+            comment(std::string(type.meaning()) + ". " + std::string(told.front().meaning));
+            std::string const whole(told.front().declaration);
+            if (has(told, Told::Kind::function)) { // another name for a class of a template
+                line("template <> class " + whole.substr(whole.find("= ") + 2) + " {\npublic:");
+                ++depth_;
+                beyondAttributes({told.begin() + 1, told.end()});
+                --depth_;
+                line("};");
+            }
+            line(whole + ";");
+        } else {
+            declaration(type);
+        }
         line();
         if (type.isEnumType()) {
-            std::string const name = nameOf(type);
-            comment("Raises Kor::RangeException for a number that is none.");
-            line(name + " " + name + "Instance(unsigned int number);");
-            line("Kor::String8 stringValue(" + name + " value);");
+            conversions(nameOf(type));
         }
         for (Function const& each : factoriesOf(type)) {
             function(each);
@@ -364,6 +456,14 @@ private:
         type.isEnumType() ? enumeration(type) : classOf(type);
     }
 
+    void conversions(std::string const& name, std::string const& before = "") {
+        comment("Raises Kor::RangeException for a number that is none.");
+        line(before + name + " " + name + "Instance(unsigned int number);");
+        comment("Raises Kor::RangeException for a name that is none.");
+        line(before + name + " " + name + "Instance(Kor::String8 const& name);");
+        line(before + "Kor::String8 stringValue(" + name + " value);");
+    }
+
     void enumeration(KorType const& type) {
         line("enum " + nameOf(type) + " : Kor::U32 {");
         ++depth_;
@@ -378,18 +478,27 @@ private:
 
     void classOf(KorType const& type) {
         std::string const name = nameOf(type);
-        line("class " + name + (type.base() != nullptr ? " : public " + spelledName(*type.base()) : "") +
-             " {");
+        KorType const& root = *Kor::PtrInterface::_fwkType();
+        KorType const* const base =
+            type.base() != nullptr || type.isValue() || &type == &root ? type.base() : &root;
+        line("class " + name + (base != nullptr ? " : public " + spelledName(*base) : "") + " {");
         line("public:");
         ++depth_;
         for (KorType const* within : typesWithin(type)) {
             declaration(*within);
+            if (within->isEnumType()) {
+                conversions(nameOf(*within), "static ");
+            }
             for (Function const& each : factoriesOf(*within)) {
                 function(each);
             }
             line();
         }
-        constructors(type);
+        std::vector<Told> const told = toldOf(type);
+        if (!has(told, Told::Kind::constructor)) {
+            constructors(type);
+        }
+        beyondAttributes(told);
         for (auto const& each : type.attributes()) {
             if (!each->isInherited() && !each->isOfEveryEntity()) {
                 attribute(type, *each);
@@ -402,6 +511,15 @@ private:
         }
         --depth_;
         line("};");
+    }
+
+    void beyondAttributes(std::vector<Told> const& told) {
+        for (Told const& each : told) {
+            if (each.kind != Told::Kind::hidden) {
+                comment(std::string(each.meaning));
+                line(std::string(each.declaration) + ";");
+            }
+        }
     }
 
     void constructors(KorType const& type) {

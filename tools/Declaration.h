@@ -47,13 +47,31 @@ struct Function {
 /// What an attribute means, its bits first where it is a view; empty where nothing is said.
 std::string meaningOf(Kor::KorAttr const& attribute);
 
-/// The operations that an attribute gives a class, and the hooks that it gives the class's reactors.
+/// The operations that an attribute gives a class, but for those that it tells itself, and the hooks that it
+/// gives the class's reactors.
 std::vector<Function> operationsOf(Kor::KorAttr const& attribute);
 std::vector<Function> hooksOf(Kor::KorAttr const& attribute);
 /// The factory: a free function beside the class, or a static one of the class around it.
 std::vector<Function> factoriesOf(Kor::KorType const& type);
 /// What the constructor takes.
 std::vector<Function::Parameter> constructorParameters(Kor::KorType const& type);
+
+/// What a declaration tells of a type beyond its attributes (runtime/Texts.h), such as
+/// `static std::optional<IntfId> fromName(std::string_view name)`.
+struct Told {
+    enum class Kind { constructor, function, constant, member, nested, whole, hidden };
+
+    Kind kind;
+    std::string_view declaration;
+    std::string_view meaning;
+    std::string_view name;   ///< fromName
+    std::string_view result; ///< what stands before the name, but for static, virtual and explicit
+    std::string_view rest;   ///< what stands behind the name, but for override
+    bool isStatic = false;
+};
+std::vector<Told> toldOf(Kor::KorType const& type);
+/// Whether there is one of that kind.
+bool has(std::vector<Told> const& told, Told::Kind kind);
 
 /// The name of a type as it is spelled in a namespace.
 std::string spelled(std::string const& fullName, std::string const& space);

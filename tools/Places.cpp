@@ -74,7 +74,7 @@ void set(Context& context, SetOptions const& options) {
     Live& live = connection.live();
     auto const setOne = [&](std::string const& path, std::string_view value) {
         live.mustBeWritable(path);
-        Forms::set(live.at(path), value, live.roots());
+        Forms::set(live.at(path), value, live.roots(), Live::mustTravel);
     };
     if (options.file.empty()) {
         setOne(options.path, withoutSign(join(options.words)));

@@ -39,7 +39,8 @@ std::vector<Script::Command> const& Script::commands() {
          }},
         {"set", "PATH [VALUE]", "write an attribute or member; make a child", true,
          [](Script& script, std::string_view path, std::string_view value) {
-             Forms::set(script.change(path), value, script.roots_);
+             Forms::set(script.change(path), value, script.roots_,
+                        script.mayChange_ ? Live::mustTravel : nullptr);
          }},
         {"get", "PATH", "print a value, or all members of an attribute that has keys", false,
          [](Script& script, std::string_view path, std::string_view) {

@@ -1,6 +1,7 @@
 #include "console/Command.h"
 #include "console/RowLine.h"
 #include "forms/Entries.h"
+#include "forms/Json.h"
 #include "forms/Text.h"
 #include "runtime/PlainText.h"
 #include "tools/Commands.h"
@@ -56,7 +57,9 @@ void value(Context& context, ValueOptions const& options) {
         } else {
             std::string const result = written(formNamed(options.to), box);
             if (Kor::plainText(result) != result && options.to != "json") {
-                throw Refused(shortName(type) + " has characters that no line shows; --to json or wire does");
+                bool const isText = isUtf8(result);
+                throw Refused(shortName(type) + " has " + (isText ? "characters" : "bytes") +
+                              " that no line shows; --to " + (isText ? "json or wire does" : "wire does"));
             }
             context.out << result << '\n';
         }

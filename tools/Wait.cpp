@@ -55,6 +55,16 @@ void wait(Context& context, WaitOptions const& options) {
                                  textOf(box) == textOf(readValue(*box->type(), *value, live.roots().find())));
         } catch (NotThere const& notThere) { // something on the way, which may come
             last = notThere.what();
+            try {
+                Kor::KorType const* const type = value ? live.roots().typeAt(path) : nullptr;
+                if (type != nullptr) {
+                    readValue(*type, *value, live.roots().find(), path);
+                }
+            } catch (NotThere const&) { // what the value refers to may come, too
+            } catch (Refused const&) {
+                wrong = std::current_exception();
+                return true;
+            }
             return options.gone;
         } catch (Refused const&) {
             wrong = std::current_exception();

@@ -38,7 +38,8 @@ class VlanId : public Kor::ValueOf<VlanId, Kor::Settable<Kor::name::value, Kor::
                public Kor::Hashed<VlanId> {
 public:
     static constexpr auto korTexts = Kor::texts(
-        "", "A VLAN", "value", "1 to 4094; the default is 1. Any other number raises Kor::RangeException");
+        "", "A VLAN", "value", "1 to 4094; the default is 1. Any other number raises Kor::RangeException",
+        "Kor::U32 hash() const", "The hash of what is stored");
 
     using ValueOf::ValueOf;
     static constexpr bool korChecksWire = true;

@@ -105,6 +105,7 @@ public:
     static constexpr bool korHasAttrLog = false;
     using EntityOver::EntityOver;
 };
+KOR_FACTORY(fenCommonSmDataFactory, FenCommonSmData, Kor::Name)
 
 } // namespace Fen
 // clang-format on

@@ -32,16 +32,42 @@ enum HwOperationalMode : U32 {
     hwModeStandby = 3,
     hwModeShutdown = 4,
 };
-KOR_ENUMERATION(HwOperationalMode)
+// clang-format off
+KOR_ENUMERATION(HwOperationalMode,
+    "", "What the forwarding hardware is doing",
+    "hwModeUnknown", "Nobody has said yet",
+    "hwModeStarting", "It starts",
+    "hwModeActive", "It forwards",
+    "hwModeStandby", "It is ready to take over",
+    "hwModeShutdown", "It is shut down")
+// clang-format on
 
-class KOR_EXPORT VlanHelperBase : public Kor::PtrInterface {};
-class KOR_EXPORT HwCliConfig : public Kor::PtrInterface {};
+class KOR_EXPORT VlanHelperBase : public Kor::PtrInterface {
+public:
+    static constexpr auto korTexts =
+        Kor::texts("", "The helper of the VLANs. What it does is the forwarding layer's own affair");
+};
+class KOR_EXPORT HwCliConfig : public Kor::PtrInterface {
+public:
+    static constexpr auto korTexts = Kor::texts(
+        "", "The configuration of the command line. What it holds is the forwarding layer's own affair");
+};
 
 /// The ports of a LAG, in order.
 ///
 ///     std::cout << Kor::valueToStrep(ports);        // 'Ethernet1,Ethernet2'
 class KOR_EXPORT FenPortList {
 public:
+    // clang-format off
+    static constexpr auto korTexts = Kor::texts(
+        "", "The ports of a LAG, in order",
+        "FenPortList()", "No port",
+        "explicit FenPortList(std::vector<Lumen::IntfId> ports)", "Those ports",
+        "std::vector<Lumen::IntfId> const& ports() const", "The ports",
+        "void appendTextTo(std::string& text) const", "Appends the names in quotes, with commas between them",
+        "static std::optional<FenPortList> fromText(std::string_view text)", "The list of such a text without its quotes, or none");
+    // clang-format on
+
     FenPortList() = default;
     explicit FenPortList(std::vector<Lumen::IntfId> ports) : ports_(std::move(ports)) {}
 
@@ -98,7 +124,8 @@ public:
     static constexpr auto korTexts = Kor::texts(
         "", "A row of a chip table",
         "table", "The number of the table",
-        "row", "The number of the row");
+        "row", "The number of the row",
+        "Kor::U32 hash() const", "The hash of what is stored");
 
     static constexpr std::string_view korTypeName = "Fen::ParityEvent::Key";
     using ValueOf::ValueOf;
@@ -140,7 +167,14 @@ enum FenLagType : Kor::U32 {
     fenLagLacp = 2,
     fenLagRecirc = 3,
 };
-KOR_ENUMERATION(FenLagType)
+// clang-format off
+KOR_ENUMERATION(FenLagType,
+    "", "The kind of a LAG",
+    "fenLagNone", "No LAG",
+    "fenLagStatic", "Its ports are configured",
+    "fenLagLacp", "Its ports are agreed with the peer by LACP",
+    "fenLagRecirc", "It sends its packets round again")
+// clang-format on
 
 } // namespace FenTypes
 

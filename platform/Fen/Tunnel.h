@@ -22,7 +22,17 @@ enum TunnelType : U32 {
     tunnelTypeGeneve = 5,
     tunnelTypeMplsOverGre = 6,
 };
-KOR_ENUMERATION(TunnelType)
+// clang-format off
+KOR_ENUMERATION(TunnelType,
+    "", "The kind of a tunnel",
+    "tunnelTypeNone", "No tunnel",
+    "tunnelTypeIpInIp", "IP in IP",
+    "tunnelTypeGre", "GRE",
+    "tunnelTypeVxlan", "VXLAN",
+    "tunnelTypeNvgre", "NVGRE",
+    "tunnelTypeGeneve", "Geneve",
+    "tunnelTypeMplsOverGre", "MPLS over GRE")
+// clang-format on
 
 // clang-format off
 /// A tunnel: its type, its two ends, and a 64-bit number within them in two words. 20 bytes.
@@ -41,7 +51,9 @@ public:
         "source", "The address that the tunnel begins at",
         "destinationAddr", "The address that the tunnel ends at",
         "idHigh", "The high 32 bits of the number within the two ends",
-        "idLow", "The low 32 bits of the number within the two ends");
+        "idLow", "The low 32 bits of the number within the two ends",
+        "Kor::U64 id() const", "The number within the two ends",
+        "U32 hash() const", "The hash of all five");
 
     using ValueOf::ValueOf;
 
@@ -83,6 +95,14 @@ enum TableAddStatus : Kor::U32 {
     tableAddTableFull = 3,
     tableAddFailed = 4,
 };
-KOR_ENUMERATION(TableAddStatus)
+// clang-format off
+KOR_ENUMERATION(TableAddStatus,
+    "", "What became of an entry that a hardware table was to take",
+    "tableAddNone", "Nobody has asked for it",
+    "tableAddPending", "It has been asked for and is not there yet",
+    "tableAddSuccess", "It is in the table",
+    "tableAddTableFull", "The table had no room",
+    "tableAddFailed", "The table refused it for another reason")
+// clang-format on
 
 } // namespace FenTypes

@@ -27,6 +27,19 @@ enum ChipType : U32 {
     jerichoChip9 = 9,
     jerichoChip10 = 10,
 };
-KOR_ENUMERATION(ChipType)
+// clang-format off
+KOR_ENUMERATION(ChipType,
+    "", "The forwarding chip that a row is meant for; the chip tables know 3, 4, 5, 7, 8, 9 and 10",
+    "otherChip1", "A chip of another family; no table knows it",
+    "aradChip2", "A chip of the Arad family that no table knows",
+    "aradChip3", "A chip of the Arad family",
+    "aradChip4", "A chip of the Arad family",
+    "jerichoChip5", "A chip of the Jericho family",
+    "jerichoChip6", "A chip of the Jericho family that no table knows",
+    "jerichoChip7", "A chip of the Jericho family",
+    "jerichoChip8", "A chip of the Jericho family",
+    "jerichoChip9", "A chip of the Jericho family",
+    "jerichoChip10", "A chip of the Jericho family")
+// clang-format on
 
 } // namespace Hardware

@@ -28,6 +28,21 @@ using Kor::U64;
 
 class KOR_EXPORT IntfId {
 public:
+    // clang-format off
+    static constexpr auto korTexts = Kor::texts(
+        "", "The name of an interface as one 64-bit number",
+        "IntfId()", "The empty id, whose name is empty",
+        "explicit IntfId(U64 value)", "Any number; one that is the id of no name shows in hex",
+        "static std::optional<IntfId> fromName(std::string_view name)", "The id of a name, or none for a text that is no name",
+        "static IntfId ofName(std::string_view name)", "The id of a name; raises Kor::RangeException for a text that is no name",
+        "U64 value() const", "The number",
+        "bool isEmpty() const", "Whether it is the empty id",
+        "U32 hash() const", "The hash of the number",
+        "std::string name() const", "The name; 0x and 16 digits for a number that is the id of no name",
+        "void appendTextTo(std::string& text) const", "Appends the name in quotes",
+        "static std::optional<IntfId> fromText(std::string_view text)", "The id of such a text without its quotes, or none");
+    // clang-format on
+
     constexpr IntfId() = default;
     constexpr explicit IntfId(U64 value) : value_(value) {}
 

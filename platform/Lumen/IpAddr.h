@@ -26,6 +26,18 @@ using Kor::U8;
 
 class KOR_EXPORT IpAddr {
 public:
+    // clang-format off
+    static constexpr auto korTexts = Kor::texts(
+        "", "An IPv4 address, ordered by number",
+        "IpAddr()", "0.0.0.0",
+        "explicit IpAddr(U32 value)", "The address of a number: 0x0a000001 is 10.0.0.1",
+        "IpAddr(U8 a, U8 b, U8 c, U8 d)", "The address a.b.c.d",
+        "U32 value() const", "The number",
+        "U32 hash() const", "The hash of the number",
+        "void appendTextTo(std::string& text) const", "Appends the dotted form in quotes",
+        "static std::optional<IpAddr> fromText(std::string_view text)", "The address of a dotted form, or none");
+    // clang-format on
+
     constexpr IpAddr() = default;
     constexpr explicit IpAddr(U32 value) : value_(value) {}
     constexpr IpAddr(U8 a, U8 b, U8 c, U8 d) : value_(U32{a} << 24 | U32{b} << 16 | U32{c} << 8 | d) {}

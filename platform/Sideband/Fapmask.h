@@ -30,6 +30,22 @@ using Kor::U32;
 
 class Fapmask {
 public:
+    // clang-format off
+    static constexpr auto korTexts = Kor::texts(
+        "", "A set of forwarding chips, numbered 0 to 127",
+        "static constexpr U32 size = 128", "How many chips there can be",
+        "Fapmask()", "The empty set",
+        "Fapmask(U32 word0, U32 word1, U32 word2, U32 word3)", "Chip n is bit n % 32 of word n / 32",
+        "static Fapmask of(std::initializer_list<U32> chips)", "The set of those chips, each up to 127",
+        "bool has(U32 chip) const", "Whether the chip is in the set; false for a number above 127",
+        "void hasIs(U32 chip, bool in)", "Puts the chip in or takes it out; requires a number up to 127",
+        "bool isEmpty() const", "Whether no chip is in the set",
+        "U32 word(U32 index) const", "Word 0, 1, 2 or 3; requires one of these",
+        "void foldInto(Kor::OneAtATime& hash) const", "Folds the 16 bytes into a hash",
+        "void appendTextTo(std::string& text) const", "Appends the chips in quotes, runs drawn together: '0-3,7'",
+        "static std::optional<Fapmask> fromText(std::string_view text)", "The set of such a text without its quotes, or none");
+    // clang-format on
+
     static constexpr U32 size = 128;
 
     constexpr Fapmask() = default;

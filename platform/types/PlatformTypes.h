@@ -27,7 +27,7 @@ using PlatformTypes = Kor::TypeModuleOf<
     Fen::HwOperationalMode, Fen::FenPortList, Fen::FenPortVlanTpidData, Fen::FreeMirrorSessionMetadata,
     Fen::ParityEventKey, Fen::ParityEvent, Fen::BriskLogLevels, Lag::Recirc::RecircFeatureSet,
     
-    Fen::FenCommonSmData, DrvHelper::LoamCommonSmData>;
+    Fen::FenCommonSmData, DrvHelper::LoamCommonSmData, Fen::HwCliConfig, Fen::VlanHelperBase>;
 // clang-format on
 
 /// Loads the platform's types. Whoever has types that use them loads them first.

@@ -547,9 +547,10 @@ class EvecValue(Value):
         """U32, 0 to 524287, word0[37:19]. The 19 bits of the second command, as they are stored"""
 
 class FapType(Enumeration):
-    fapTypeOther = 1
-    fapTypeArad = 3
-    fapTypeJericho = 4
+    """The family of a forwarding chip"""
+    fapTypeOther = 1  # Any other family; it has no tables
+    fapTypeArad = 3  # The Arad family
+    fapTypeJericho = 4  # The Jericho family
 
 class FapTypeProperties(Entity):
     """What each chip family has of each resource. It is complete when its constructor returns"""
@@ -667,14 +668,15 @@ class HwIvecs(Entity):
         """[AradIvecKey]: AradIvecEntry. The command in this slot. Nothing compares the slot with the entry's own key: give the same one twice"""
 
 class IveProfile(Enumeration):
-    iveProfile0 = 0
-    iveProfile1 = 1
-    iveProfile2 = 2
-    iveProfile3 = 3
-    iveProfile4 = 4
-    iveProfile5 = 5
-    iveProfile6 = 6
-    iveProfile7 = 7
+    """The profile of an interface, which with the tags of a packet chooses the ingress VLAN edit command"""
+    iveProfile0 = 0  # Profile 0
+    iveProfile1 = 1  # Profile 1
+    iveProfile2 = 2  # Profile 2
+    iveProfile3 = 3  # Profile 3
+    iveProfile4 = 4  # Profile 4
+    iveProfile5 = 5  # Profile 5
+    iveProfile6 = 6  # Profile 6
+    iveProfile7 = 7  # Profile 7
 
 class IveVlanIdSource(Enumeration):
     """Where an ingress VLAN edit command takes a VLAN id from; there is no number 1"""
@@ -948,11 +950,12 @@ class OutAcValue(EedbValue):
         """U32, 0 to 1023, word2[9:0]. Bits 27 to 36 of AC 1"""
 
 class TableAddStatus(Enumeration):
-    tableAddNone = 0
-    tableAddPending = 1
-    tableAddSuccess = 2
-    tableAddTableFull = 3
-    tableAddFailed = 4
+    """What became of an entry that a hardware table was to take"""
+    tableAddNone = 0  # Nobody has asked for it
+    tableAddPending = 1  # It has been asked for and is not there yet
+    tableAddSuccess = 2  # It is in the table
+    tableAddTableFull = 3  # The table had no room
+    tableAddFailed = 4  # The table refused it for another reason
 
 class TagPopPushConfig(Entity):
     """Which applications want tags popped and pushed"""
@@ -1155,13 +1158,14 @@ class TunnelTerminationStatus(Entity):
         """[TunnelTerminationEntry]: TableAddStatus. Whether the hardware table took this tunnel; absent reads as tableAddNone"""
 
 class TunnelType(Enumeration):
-    tunnelTypeNone = 0
-    tunnelTypeIpInIp = 1
-    tunnelTypeGre = 2
-    tunnelTypeVxlan = 3
-    tunnelTypeNvgre = 4
-    tunnelTypeGeneve = 5
-    tunnelTypeMplsOverGre = 6
+    """The kind of a tunnel"""
+    tunnelTypeNone = 0  # No tunnel
+    tunnelTypeIpInIp = 1  # IP in IP
+    tunnelTypeGre = 2  # GRE
+    tunnelTypeVxlan = 3  # VXLAN
+    tunnelTypeNvgre = 4  # NVGRE
+    tunnelTypeGeneve = 5  # Geneve
+    tunnelTypeMplsOverGre = 6  # MPLS over GRE
 
 class VcableTpidVtConfigEntry(Value):
     """Which of the chip's tag protocol identifiers (TPIDs) an interface uses"""
@@ -1174,37 +1178,39 @@ class VcableTpidVtConfigEntry(Value):
         """IntfTpidIndex, 0 to 255, 4 unless given. The chip's index of the TPID, 8 bits; the default 4 stands for none"""
 
 class VlanTagFormat(Enumeration):
-    vlanTagNone = 0
-    vlanTagPriority = 1
-    vlanTagC = 2
-    vlanTagS = 3
-    vlanTagNoneNone = 4
-    vlanTagPriorityPriority = 5
-    vlanTagPriorityC = 6
-    vlanTagPriorityS = 7
-    vlanTagCNone = 8
-    vlanTagCPriority = 9
-    vlanTagCC = 10
-    vlanTagCS = 11
-    vlanTagSNone = 12
-    vlanTagSPriority = 13
-    vlanTagSC = 14
-    vlanTagSS = 15
+    """The tags of a packet, the outer one first; a priority tag has the VLAN id 0"""
+    vlanTagNone = 0  # No tag
+    vlanTagPriority = 1  # A priority tag alone
+    vlanTagC = 2  # A C-tag alone
+    vlanTagS = 3  # An S-tag alone
+    vlanTagNoneNone = 4  # Outer: no tag; inner: no tag
+    vlanTagPriorityPriority = 5  # Outer: a priority tag; inner: a priority tag
+    vlanTagPriorityC = 6  # Outer: a priority tag; inner: a C-tag
+    vlanTagPriorityS = 7  # Outer: a priority tag; inner: an S-tag
+    vlanTagCNone = 8  # Outer: a C-tag; inner: no tag
+    vlanTagCPriority = 9  # Outer: a C-tag; inner: a priority tag
+    vlanTagCC = 10  # Outer: a C-tag; inner: a C-tag
+    vlanTagCS = 11  # Outer: a C-tag; inner: an S-tag
+    vlanTagSNone = 12  # Outer: an S-tag; inner: no tag
+    vlanTagSPriority = 13  # Outer: an S-tag; inner: a priority tag
+    vlanTagSC = 14  # Outer: an S-tag; inner: a C-tag
+    vlanTagSS = 15  # Outer: an S-tag; inner: an S-tag
 
 class VtAppId(Enumeration):
-    vtAppNone = 0
-    vtAppBridging = 1
-    vtAppRouting = 2
-    vtAppSubinterface = 3
-    vtAppVlanTranslation = 4
-    vtAppDot1qTunnel = 5
-    vtAppVxlan = 6
-    vtAppMpls = 7
-    vtAppPseudowire = 8
-    vtAppEvpn = 9
-    vtAppMulticast = 10
-    vtAppMirroring = 11
-    vtAppTapAggregation = 12
+    """The application of the driver stack that asks for tunnel and VLAN edit resources of the chip"""
+    vtAppNone = 0  # No application
+    vtAppBridging = 1  # Bridging
+    vtAppRouting = 2  # Routing
+    vtAppSubinterface = 3  # Subinterfaces
+    vtAppVlanTranslation = 4  # Translation of VLAN ids
+    vtAppDot1qTunnel = 5  # 802.1Q tunnels
+    vtAppVxlan = 6  # VXLAN tunnels
+    vtAppMpls = 7  # MPLS
+    vtAppPseudowire = 8  # Pseudowires
+    vtAppEvpn = 9  # Ethernet VPN
+    vtAppMulticast = 10  # Multicast
+    vtAppMirroring = 11  # Mirror sessions
+    vtAppTapAggregation = 12  # Tap aggregation
 
 class VtepToNhIdMapConfig(Entity):
     """Which next hop each remote tunnel end (VTEP) is to have"""

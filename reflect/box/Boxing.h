@@ -124,6 +124,8 @@ KOR_EXPORT GenericIf const& needKey(GenericIf::Key const& key, char const* name)
 /// Whether there are boxes of a type that is not of the patterns: not of the type of no result.
 template <class T>
 inline constexpr bool isBoxed = std::is_default_constructible_v<T>&& std::equality_comparable<T>;
+template <>
+inline constexpr bool isBoxed<KorTypeFlags> = false;
 
 // One attribute of the class T.
 

@@ -27,27 +27,12 @@ constexpr AttributeSpec entityAttributes[] = {
 
 constexpr ArgumentSpec entityArguments[] = {{"name", "Kor::Name"}};
 
-constexpr NamedText entityTexts[] = {
-    {"", "What all entities are: they have a name, a version and a parent"},
-    {"name", "The name in the tree of objects; empty for the child of a map"},
-    {"version", "Rises by 1 with each change of an attribute, but not with xInc and xDec"},
-    {"mutableReads", "How often a child or a reference was handed out for writing"},
-    {"fullName", "The path in the tree of objects"},
-    {"korNboAttrLogSaForMsgChannel", "The stream adapter of the same connection as another one"},
-    {"korHasAttrLogInterface", "Whether the entity travels on an attribute log"}};
-
 } // namespace
 
 template <>
 struct detail::SpecOf<Entity> {
     static constexpr auto& attributes = entityAttributes;
     static constexpr auto& arguments = entityArguments;
-};
-
-template <>
-struct detail::TextsOf<Entity> {
-    static constexpr auto& all = entityTexts;
-    static constexpr std::string_view header = "runtime/Entity.h";
 };
 
 TypeModule& frameworkTypes() {

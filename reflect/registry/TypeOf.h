@@ -74,6 +74,7 @@ template <class T, class A>
 constexpr AttributeSpec attributeSpec() {
     using D = typename decltype(declaredIn<T, typename A::Name>(typename T::Attributes()))::type;
     AttributeSpec spec{D::Name::text, 0, A::shape, fwkTypeOf<RegisteredType<typename D::Type>>};
+    spec.isConst = D::shape.reference && std::is_const_v<typename D::Type>;
     if constexpr (PatternEntity<T>) { // only what has an attribute log lets its attributes travel
         spec.id = T::template attributeIdOf<typename A::Name>();
         spec.shape.travels = spec.shape.travels && hasAttrLog<T>;
@@ -145,7 +146,7 @@ consteval bool isWholly(std::span<NamedText const> texts, std::span<AttributeSpe
     };
     auto const isOne = [&](NamedText const& each) {
         auto const at = std::ranges::find(attributes, each.name, &AttributeSpec::name);
-        return at != attributes.end() && at->shape.role != Role::fwkKey;
+        return isDeclaration(each) || (at != attributes.end() && at->shape.role != Role::fwkKey);
     };
     return texts.empty() || (texts.front().name.empty() && std::ranges::all_of(attributes, isTold) &&
                              std::ranges::all_of(texts.subspan(1), isOne));
@@ -228,6 +229,7 @@ template <class T>
 struct SpecOf {
     static constexpr std::array<AttributeSpec, 0> attributes{};
     static constexpr std::array<ArgumentSpec, 0> arguments{};
+    static_assert(isWholly(TextsOf<T>::all, attributes) && isShort(TextsOf<T>::all), "as in DeclaredSpec");
 };
 template <Declared T>
 struct SpecOf<T> : DeclaredSpec<T, typename T::Attributes> {};
@@ -264,7 +266,7 @@ constexpr TypeSpec specOf() {
     constexpr bool isObject = std::derived_from<T, PtrInterface>;
     constexpr bool isBoxedObject =
         Declared<T> || std::is_same_v<T, Entity> || std::is_same_v<T, PtrInterface>;
-    TypeSpec spec{sizeof(T),
+    TypeSpec spec{isObject && !isBoxedObject ? 0 : sizeof(T), // what is only referred to needs no size
                   {.isValue = !isObject,
                    .isEntity = std::derived_from<T, Entity>,
                    .isEnumType = std::is_enum_v<T>,
@@ -274,8 +276,8 @@ constexpr TypeSpec specOf() {
                   TextsOf<T>::all,
                   TextsOf<T>::header,
                   abilitiesOf<T>()};
-    if constexpr (std::is_same_v<T, KorType>) {
-        // A type object is told of, but not boxed.
+    if constexpr (std::is_same_v<T, KorType> || (isObject && !isBoxedObject)) {
+        // It is told of, but not boxed.
     } else if constexpr (isObject) {
         spec.ofObject = [](PtrInterface* object, bool isConst) -> Ptr<GenericIf> {
             auto* const known = dynamic_cast<T*>(object);

@@ -130,6 +130,9 @@ std::string_view KorType::meaning() const {
 std::string_view KorType::header() const {
     return spec_->header;
 }
+std::span<NamedText const> KorType::texts() const {
+    return spec_->texts;
+}
 KorType::Abilities KorType::abilities() const {
     return spec_->abilities;
 }

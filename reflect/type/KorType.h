@@ -22,6 +22,7 @@
 
 #include <functional>
 #include <map>
+#include <span>
 #include <vector>
 
 namespace Kor {
@@ -92,7 +93,7 @@ public:
     Shape const& shape() const noexcept { return shape_; }
     /// Of a view: where it lies. Empty for any other attribute.
     Bits const& bits() const noexcept { return bits_; }
-    /// Of an operation: whether it leaves the object as it is.
+    /// Whether an operation leaves the object as it is, or a reference gives a const one.
     bool isConst() const noexcept { return isConst_; }
     /// Whether it is one of those that every entity has: its name, its version and their like.
     bool isOfEveryEntity() const noexcept;
@@ -199,6 +200,8 @@ public:
     std::string_view meaning() const;
     /// The header that declares it, "model/LifApps.h"; empty where the declaration has no Kor::texts().
     std::string_view header() const;
+    /// What the declaration tells (runtime/Texts.h): of the type, its attributes, and what else it has.
+    std::span<NamedText const> texts() const;
     /// What a value can do beyond its attributes, and how an object is made.
     struct Abilities {
         bool isOrdered = false;  ///< `<` and its kin
@@ -244,6 +247,7 @@ public:
     /// Binds the type object to its full name, under which named() finds it.
     static void typeNodeIs(KorType const* type, Name const& fullName);
 
+    static constexpr bool korHasFactory = false;
     bool korHasAttrLogInterface() const override { return false; }
 
     /// Defines the type: its size, kind, constructor and attributes. `nested` defines the types within it, at
@@ -271,5 +275,64 @@ private:
     TypeSpec const* spec_;
     std::map<AttributeId, KorAttr const*> byId_;
 };
+
+// clang-format off
+consteval auto korTextsOf(std::type_identity<KorAttr>) {
+    return texts("", "One attribute of a type, or one operation", "struct Argument", "Name and type of what an operation takes", "struct Bits", "Where a view lies",
+        "KorAttr(KorType* owner, Name name, KorType* type, KorType* keyType, AttrFlags flags, AttributeId id)", "An attribute; keyType is null for one without a key",
+        "Name const& name() const", "The name", "KorType* owner() const", "The type that has it; of an inherited attribute the one that inherits",
+        "bool isInherited() const", "Whether it was copied from the base type", "AttributeId attributeId() const", "The number within its type",
+        "KorType* type() const", "The value type; of an operation its result. Never null", "KorType* keyType() const", "The key's type; null for an attribute without a key",
+        "Name const& keyAttributeName() const", "Which attribute of the value is the key; empty where the key stands apart",
+        "std::vector<KorAttr::Argument> const& arguments() const", "What an operation takes", "AttrFlags const& flags() const", "Two words that follow from the shape",
+        "KorAttrIntrospectionFlags introspectionFlags() const", "2: stored; 8: an operation; 32: a map whose key is in the value", "std::string_view meaning() const", "What it means, for people",
+        "Shape const& shape() const", "What it is: with a key or not, children or references, settable", "KorAttr::Bits const& bits() const", "Where a view lies; empty for any other attribute",
+        "bool isConst() const", "Whether an operation leaves the object as it is, or a reference gives a const one", "bool isOfEveryEntity() const", "Whether it is one of those that every entity has",
+        "bool hasValue() const", "Whether it has a value or, of an operation, a result", "void keyTypeIs(KorType* keyType)", "Called while the type is defined",
+        "void keyAttributeNameIs(Name name)", "Called while the type is defined", "void introspectionFlagsIs(KorAttrIntrospectionFlags flags)", "Called while the type is defined",
+        "void describe(AttributeSpec const& spec, std::string_view meaning)", "Called while the type is defined",
+        "Ptr<KorAttr> copyFor(KorType* heir) const", "The same attribute for a type that derives from the owner");
+}
+consteval auto korTextsOf(std::type_identity<KorTypeFlags>) {
+    return texts("", "What kind of type it is", "bool isValue = false", "A value, an enumeration or a scalar", "bool isEntity = false", "An entity", "bool isEnumType = false", "An enumeration",
+        "bool hasGenericIfSupport = false", "It has boxes");
+}
+consteval auto korTextsOf(std::type_identity<KorType>) {
+    return texts("", "The type object of a class, a value, an enumeration or a scalar; all that it tells is filled in at load, and never changes",
+        "struct Abilities", "What a value can do, and how an object is made", "referringAttrQ", "Attributes that have this type; the library leaves it empty",
+        "derivedTypeQ", "The types that derive directly from this one", "attributeQ", "The attributes in their order, those of the base first",
+        "attributeQIdx", "The place of an attribute in attributeQ by name; 0 for none", "constructorArgNameQ", "What the arguments of the constructor are called",
+        "constructorArgTypeQ", "The full names of their types", "nestedType", "The type of that name that is declared inside this one", "typeFlags", "What kind of type it is",
+        "size", "The size of an object in bytes; 0 where only the name is known",
+        "KorType(Name name, KorType* scope, KorType* base, KorTypeFlags const& flags)", "A type of that short name; the scope is set in the definition",
+        "static KorType* named(std::string_view fullName)", "The type object of that full name, or null", "static std::vector<KorType*> all()", "All type objects, by full name",
+        "Name const& typeName() const", "The full name", "String8 fullName() const override", "The full name", "KorType* base() const", "The type that it derives from, or null",
+        "bool isA(KorType const* other) const", "Whether this is the other type or derives from it", "KorType* scope() const", "The type within which this one is declared, or null",
+        "bool isValue() const", "Whether it is a value, an enumeration or a scalar", "bool isEntity() const", "Whether it is an entity", "bool isEnumType() const", "Whether it is an enumeration",
+        "bool hasGenericIfSupport() const", "Whether it has boxes", "std::vector<Ptr<KorAttr const>> attributes() const", "All attributes in their order, those of the base first",
+        "KorTypeAttr* typeAttr()", "The attributes by name", "KorTypeAttr const* typeAttr() const", "The attributes by name",
+        "KorAttr const* attribute(AttributeId id) const", "The attribute of that id, or null", "KorAttr* valAttr() const", "The attribute that a value of one attribute stands for, or null",
+        "Ptr<KorAttr> const& defaultCollection() const", "The collection that stands for the type, or null", "std::string_view meaning() const", "What it means, for people",
+        "std::string_view header() const", "The header that declares it", "std::span<NamedText const> texts() const", "What its declaration tells beyond its attributes is among them",
+        "KorType::Abilities abilities() const", "What a value can do beyond its attributes, and how an object is made",
+        "virtual Ptr<Entity> newEntity(Name const& name, Dir* dir) const", "A new entity with that name; null for a type without such a factory",
+        "virtual Ptr<Entity> newEntity(Ptr<NboAttrLog::In> const& in, PtrInterface::NotifieeConst::Kor_BitSet flags, unsigned int id, PtrInterface* context) const", "The same, the name read from an attribute log",
+        "virtual void childAttrLogIs(Ptr<KorAttr const> const& attr, Ptr<PtrInterface> const& owner, Ptr<NboAttrLog::Out> const& out) const", "Mounts the children of an entity map on a stream",
+        "virtual Ptr<GenericIf> genericIf(void const* value, bool isConst) const", "A box of a copy of the value, or of the default for null",
+        "virtual Ptr<GenericIf> genericIf(GenericIf const* arguments, bool isConst) const", "A box of what the constructor makes of the arguments",
+        "virtual Ptr<GenericIf> genericIf(String8 const& text, bool isConst) const", "A box of the value of a text; raises Kor::RangeException for a text that is none",
+        "virtual Ptr<GenericIf> genericIf_(PtrInterface* object, bool isConst) const", "A box of an object of exactly this type",
+        "static Ptr<GenericIf> genericIf(PtrInterface* object, bool isConst)", "A box of the object's own type; null for null",
+        "virtual void typeFlagsDoEmbeddedWriteConstraints()", "For heirs; it does nothing",
+        "void nestedTypeIs(Name const& name, KorType* type, KorTypeFlags const& flags)", "Called while the type is defined", "void scopeIs(KorType* scope)", "Called while the type is defined",
+        "void valAttrIs(KorAttr* attr) const", "Called while the type is defined", "void defaultCollectionIs(Ptr<KorAttr> const& attr)", "Called while the type is defined",
+        "void type_AttrIs(KorTypeAttr* attrs)", "Called while the type is defined", "void isValueIs(bool on)", "Called while the type is defined",
+        "void isEntityIs(bool on)", "Called while the type is defined", "void isEnumTypeIs(bool on)", "Called while the type is defined",
+        "void hasGenericIfSupportIs(bool on)", "Called while the type is defined",
+        "void korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested)", "Called while the type is defined",
+        "void korKnownByIs(KorType const& known)", "Called while the type is defined", "static void typeNodeIs(KorType const* type, Name const& fullName)", "Binds the type object to its full name",
+        "bool korHasAttrLogInterface() const override", "False");
+}
+// clang-format on
 
 } // namespace Kor

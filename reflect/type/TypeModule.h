@@ -29,6 +29,8 @@ namespace Kor {
 
 class Dir;
 class IntrospectionReactor;
+class KorAttr;
+struct KorTypeFlags;
 
 class KOR_EXPORT TypeModule {
 public:
@@ -116,12 +118,15 @@ struct TypeModuleOf {
         return table;
     }
 };
+consteval auto korTextsOf(std::type_identity<Builtin<void*>>) {
+    return texts("", "A result that is none", "template <> struct Builtin<void*>", "No object of it is made");
+}
 
 /// The types of the framework itself, which every other module loads. Who uses the list includes
 /// reflect/type/Dir.h.
 TypeModule& frameworkTypes();
 using FrameworkTypes = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, BytePtr, String8, Name,
-                                    PtrInterface, Entity, KorType, Dir>;
+                                    PtrInterface, Entity, KorType, Dir, KorAttr, KorTypeFlags>;
 
 /// Every `Of`th of the makers of a list, from `First` on: to instantiate a long one in several files.
 template <class Module, std::size_t First, std::size_t Of>

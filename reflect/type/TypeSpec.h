@@ -3,8 +3,8 @@
 /// A type's definition as plain data, computed from its declaration at compile time: what its type object is
 /// filled in from. One loop defines all types; reflect/registry/TypeOf.h has what is computed.
 
-#include "reflect/Texts.h"
 #include "reflect/type/KorType.h"
+#include "runtime/Texts.h"
 
 #include <algorithm>
 #include <span>
@@ -31,7 +31,7 @@ struct AttributeSpec {
     Shape const* toldAs = nullptr;
     /// Of a view.
     KorAttr::Bits bits = {};
-    /// Of an operation.
+    /// Of an operation, or of the object of a reference.
     bool isConst = false;
 };
 

@@ -111,6 +111,16 @@ TEST(ShortForm, OfANumberThatIsNoEnumeratorIsRead) {
     EXPECT_EQ(jsonText(*box), "\"VtAppId(99)\"");
     EXPECT_EQ(numberOf(*readJson(type, "\"VtAppId(99)\"")), 99u);
     EXPECT_EQ(shortText(*readValue(type, "7")), "vtAppMpls");
+    EXPECT_EQ(shortText(*readValue(type, "VtAppId(4294967295)")), "VtAppId(-1)"); // as texts have it
+    EXPECT_EQ(numberOf(*readValue(type, "VtAppId(-1)")), 0xffffffffu);
+    EXPECT_THROW(readValue(type, "VtAppId(-2147483649)"), Refused);
+    // Within values, whichever form they have.
+    for (char const* const of : {"AradLifEntry lifType=LifType(99) dword0=3",
+                                 "VtepToNhIdMapStatusEntry nhId=4 addStatus=TableAddStatus(77)"}) {
+        Box const value = readNamed(of);
+        EXPECT_EQ(textOf(readNamed(textOf(value))), textOf(value)) << of;
+        EXPECT_EQ(jsonText(*readJson(*value->type(), jsonText(*value))), jsonText(*value)) << of;
+    }
 }
 
 TEST(Paths, LeadToWhatIsPrinted) {

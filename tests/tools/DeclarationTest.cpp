@@ -21,9 +21,17 @@ using Kor::KorType;
 using support::has;
 using support::loamtunnel;
 using tool::Function;
+using tool::Told;
 
+/// All types but those that C++ lets nobody declare anew.
 std::vector<KorType*> allTypes() {
-    return Hardware::LoamTunnel::loamTunnelModule().defined();
+    std::vector<KorType*> types = KorType::all();
+    std::erase_if(types, [](KorType const* type) {
+        std::string_view const name = type->typeName().view();
+        return name == "bool" ||              // a keyword
+               name == "Kor::Builtin<void*>"; // a specialization, which only its own namespace may have
+    });
+    return types;
 }
 
 std::string typesOf(std::vector<Function::Parameter> const& parameters, std::string const& before = "",
@@ -35,43 +43,79 @@ std::string typesOf(std::vector<Function::Parameter> const& parameters, std::str
     return list;
 }
 
+/// A class of a template is not printed anew, for only its own namespace may have it; its functions are
+/// compared.
+bool isOfTemplate(KorType const& type) {
+    return type.typeName() == "Kor::String8";
+}
+
 /// A source file that has the printed declarations of all types in a namespace of their own, behind their
 /// include lines, and that compares each function with that of the real class.
 class Comparison {
 public:
     Comparison() {
-        std::ostringstream printed;
         for (KorType const* type : allTypes()) {
-            if (type->scope() == nullptr) {
-                tool::printDeclaration(printed, *type);
+            if (type->scope() == nullptr && !isOfTemplate(*type)) {
+                print(*type);
             }
-            compare(*type);
         }
-        std::istringstream lines(printed.str());
-        for (std::string line; std::getline(lines, line);) {
-            (line.starts_with("#include") ? includes_ : declarations_).append(line).append("\n");
+        for (KorType const* type : allTypes()) {
+            compare(*type);
         }
     }
 
     std::string text() const {
         return includes_ +
                "#include <concepts>\n\n"
-               "namespace printed::Hardware {\nusing namespace ::Hardware;\nnamespace LoamTunnel {\n"
-               "using namespace ::Hardware::LoamTunnel;\n}\n}\n\n"
-               "namespace printed {\n" +
-               declarations_ + "}\n\n" + checks_;
+               "template <class T, class F>\ninline constexpr bool constructs = false;\n"
+               "template <class T, class... P>\n"
+               "inline constexpr bool constructs<T, void(P...)> = std::is_constructible_v<T, P...>;\n\n" +
+               declarations_ + checks_;
     }
 
 private:
+    /// Each in a namespace of its own, where all other types are the real ones.
+    static std::string own(KorType const& type) {
+        std::string name(type.typeName().view());
+        for (char& c : name) {
+            c = c == ':' ? '_' : c;
+        }
+        return "printed_" + name;
+    }
+
+    void print(KorType const& type) {
+        std::string open, real, close;
+        for (std::string rest = tool::namespaceOf(type) + "::"; rest.size() > 2;) {
+            std::string const name = rest.substr(0, rest.find("::"));
+            rest.erase(0, name.size() + 2);
+            real += "::" + name;
+            open += "namespace " + name + " {\nusing namespace " + real + ";\n";
+            close += "}\n";
+        }
+        std::ostringstream printed;
+        tool::printDeclaration(printed, type);
+        declarations_ += "namespace " + own(type) + " {\n" + open + close;
+        std::istringstream lines(printed.str());
+        for (std::string line; std::getline(lines, line);) {
+            (line.starts_with("#include") ? includes_ : declarations_).append(line).append("\n");
+        }
+        declarations_ += "}\n";
+    }
+
     void compare(KorType const& type) {
         std::string const space = tool::namespaceOf(type);
         std::string const name(type.typeName().view());
         // In full: g++ 12 looks a name behind a qualified type up in the namespace of that one.
-        std::string const real = "::" + name;
+        std::string const real = "::" + tool::spelled(name, "");
+        KorType const* outer = &type;
+        while (outer->scope() != nullptr) {
+            outer = outer->scope();
+        }
+        std::string const printed = "::" + own(*outer) + real;
         checks_ +=
             "namespace " + (space.empty() ? "" : space + "::") + "check" + std::to_string(++count_) + " {\n";
         if (!type.isEnumType()) {
-            compareClass(type, real);
+            compareClass(type, real, printed);
         }
         for (auto const& attr : type.attributes()) {
             std::string const x(attr->name().view());
@@ -80,16 +124,52 @@ private:
                 number.append(real).append("::").append(x).append(") == ");
                 require(number + std::to_string(attr->attributeId()));
             } else if (!attr->isInherited() && !attr->isOfEveryEntity()) {
-                compareAttribute(*attr, real, "::printed::" + name);
+                compareAttribute(*attr, real, printed);
             }
         }
         checks_ += "}\n";
     }
 
-    void compareClass(KorType const& type, std::string const& real) {
-        auto const parameters = tool::constructorParameters(type);
-        require("std::is_constructible_v<" + real + (parameters.empty() ? "" : ", ") + typesOf(parameters) +
-                ">");
+    void compareTold(Told const& told, std::string const& real, std::string const& printed) {
+        std::string const name(told.name), result(told.result), rest(told.rest);
+        std::string const pair = real + "::" + name + "), decltype(" + printed + "::" + name;
+        switch (told.kind) {
+        case Told::Kind::constructor:
+            require("constructs<" + real + ", void" + rest + ">");
+            break;
+        case Told::Kind::function:
+            ++functions;
+            checks_ += "inline constexpr " + result + (told.isStatic ? "(*" : "(" + real + "::*") +
+                       "function" + std::to_string(functions) + ")" + rest + " = &" + real + "::" + name +
+                       ";\n";
+            break;
+        case Told::Kind::constant:
+            require(real + "::" + name + " == " + printed + "::" + name);
+            [[fallthrough]];
+        case Told::Kind::member:
+            require("std::is_same_v<decltype(" + pair + ")>");
+            break;
+        case Told::Kind::whole:
+            require("std::is_same_v<" + real + ", " + printed + ">");
+            break;
+        case Told::Kind::nested:
+        case Told::Kind::hidden:
+            break;
+        }
+    }
+
+    void compareClass(KorType const& type, std::string const& real, std::string const& printed) {
+        std::vector<Told> const told = tool::toldOf(type);
+        for (Told const& each : told) {
+            if (each.kind == Told::Kind::whole && isOfTemplate(type)) {
+                continue;
+            }
+            compareTold(each, real, printed);
+        }
+        if (auto const parameters = tool::constructorParameters(type); !has(told, Told::Kind::constructor)) {
+            require("std::is_constructible_v<" + real + (parameters.empty() ? "" : ", ") +
+                    typesOf(parameters) + ">");
+        }
         for (Function const& each : tool::factoriesOf(type)) {
             std::string const outer = each.isStatic ? real.substr(0, real.rfind("::")) + "::" : "";
             require("std::is_same_v<decltype(" + outer + each.name + "(" +
@@ -161,6 +241,19 @@ TEST(Declaration, AllCompileAndAreThoseOfTheClasses) {
     if (status == 0) {
         unlink((base + ".cpp").c_str());
         unlink((base + ".txt").c_str());
+    }
+}
+
+TEST(Declaration, EachTypeTellsItsMeaningAndWhereItStands) {
+    for (KorType const* type : KorType::all()) {
+        std::string const name(type->typeName().view());
+        EXPECT_NE(type->meaning(), "") << name;
+        for (auto const& attr : type->attributes()) {
+            EXPECT_NE(tool::meaningOf(*attr), "") << name << "::" << attr->name();
+        }
+        std::ostringstream text;
+        text << std::ifstream(LOAM_SOURCES "/" + std::string(type->header())).rdbuf();
+        EXPECT_TRUE(has(text.str(), std::string(Kor::shortName(name)))) << name << " in " << type->header();
     }
 }
 

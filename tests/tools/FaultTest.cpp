@@ -362,7 +362,7 @@ TEST_F(Faults, EndAServerWithAWordOrNotAtAll) {
         ASSERT_TRUE(eventually([&] { return server.status().has_value(); }));
         ended += server.status() != 0;
         if (server.status() != 0) {
-            expectFailure(*server.status(), content("serve.log"), 5); // who came and went, and why it ends
+            expectFailure(*server.status(), content("serve.log"), 6); // who came and went, and why it ends
         }
         EXPECT_FALSE(std::filesystem::exists(socket()));
     }

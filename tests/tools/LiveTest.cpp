@@ -83,6 +83,15 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
              {"get", {other}, other + " is not there", 4},
              {"wait", {other + "=many"}, "'many' is no number", 1},
              {"wait", {"lif.appConfg"}, "appConfig?", 1},
+             {"wait",
+              {"lif.appConfig[vtAppVxlan].ap"},
+              "vtAppVxlan], of type LifAppConfig, has no attribute ap",
+              1},
+             {"wait", {"lif.appConfig[vtAppVxlan].app=vtAppVxlam"}, "did you mean vtAppVxlan?", 1},
+             {"set",
+              {"lif.appConfig[vtAppMpls].reqCount[AradLifEntry lifType=LifType(99)]", "3"},
+              "a peer takes no",
+              1},
              {"set", {count, "many"}, "many", 1}}) {
         EXPECT_TRUE(ends(on(command, words), status, message)) << message;
     }

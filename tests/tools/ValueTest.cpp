@@ -93,7 +93,7 @@ TEST(Value, OfAFileIsOneALine) {
     EXPECT_EQ(outcome.out, "\"a # b\"\n\"c\"\n\"d'e\"\n");
     EXPECT_EQ(
         outcome.err,
-        "loamtunnel: stdin:7: '?' has bytes that are no UTF-8, which JSON cannot hold; text and wire can\n"
+        "loamtunnel: stdin:7: '?' has bytes that are no UTF-8, which JSON cannot hold; wire can\n"
         "loamtunnel: stdin:8: String8: expected the end of a quoted string at column 1\n");
 }
 

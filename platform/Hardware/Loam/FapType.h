@@ -21,6 +21,12 @@ enum FapType : U32 {
     fapTypeArad = 3,
     fapTypeJericho = 4,
 };
-KOR_ENUMERATION(FapType)
+// clang-format off
+KOR_ENUMERATION(FapType,
+    "", "The family of a forwarding chip",
+    "fapTypeOther", "Any other family; it has no tables",
+    "fapTypeArad", "The Arad family",
+    "fapTypeJericho", "The Jericho family")
+// clang-format on
 
 } // namespace Hardware::Loam

@@ -34,7 +34,8 @@ class EvecIndex : public Kor::ValueOf<EvecIndex, Kor::Settable<Kor::name::value,
 public:
     static constexpr auto korTexts = Kor::texts(
         "", "The number of a slot for an egress VLAN edit command",
-        "value", "16 bits; the default 1024 stands for none");
+        "value", "16 bits; the default 1024 stands for none",
+        "U32 hash() const", "The number");
 
     using ValueOf::ValueOf;
 

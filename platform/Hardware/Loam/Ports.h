@@ -18,7 +18,8 @@ class SystemPhyPortId
 public:
     static constexpr auto korTexts = Kor::texts(
         "", "A port of the whole system",
-        "value", "32 bits; the default 0xffffffff stands for none");
+        "value", "32 bits; the default 0xffffffff stands for none",
+        "U32 hash() const", "The hash of what is stored");
 
     using ValueOf::ValueOf;
 };
@@ -34,7 +35,8 @@ public:
     static constexpr auto korTexts = Kor::texts(
         "", "A port of one forwarding chip",
         "fapId", "The chip; the default 2048 stands for none",
-        "port", "The port's number on the chip; the default 65535 stands for none");
+        "port", "The port's number on the chip; the default 65535 stands for none",
+        "U32 hash() const", "The hash of what is stored");
 
     using ValueOf::ValueOf;
 };
@@ -47,7 +49,8 @@ class LagId
 public:
     static constexpr auto korTexts = Kor::texts(
         "", "The number of a LAG",
-        "value", "16 bits; the default 65535 stands for none");
+        "value", "16 bits; the default 65535 stands for none",
+        "U32 hash() const", "The hash of what is stored");
 
     using ValueOf::ValueOf;
 };
@@ -75,6 +78,13 @@ enum PortState : U32 {
     portStateMapped = 2,
     portStateReady = 3,
 };
-KOR_ENUMERATION(PortState)
+// clang-format off
+KOR_ENUMERATION(PortState,
+    "", "How far a port has been set up",
+    "portStateUnknown", "Nobody has said yet",
+    "portStateCreated", "It exists",
+    "portStateMapped", "It is mapped to a chip",
+    "portStateReady", "It can be used")
+// clang-format on
 
 } // namespace Hardware::Loam::DrvHelper

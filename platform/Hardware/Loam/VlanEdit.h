@@ -19,7 +19,18 @@ enum IveProfile : Kor::U32 {
     iveProfile6 = 6,
     iveProfile7 = 7,
 };
-KOR_ENUMERATION(IveProfile)
+// clang-format off
+KOR_ENUMERATION(IveProfile,
+    "", "The profile of an interface, which with the tags of a packet chooses the ingress VLAN edit command",
+    "iveProfile0", "Profile 0",
+    "iveProfile1", "Profile 1",
+    "iveProfile2", "Profile 2",
+    "iveProfile3", "Profile 3",
+    "iveProfile4", "Profile 4",
+    "iveProfile5", "Profile 5",
+    "iveProfile6", "Profile 6",
+    "iveProfile7", "Profile 7")
+// clang-format on
 
 /// The outer tag, then the inner one: none, a priority tag (VID 0), a C-tag, an S-tag.
 enum VlanTagFormat : Kor::U32 {
@@ -40,6 +51,25 @@ enum VlanTagFormat : Kor::U32 {
     vlanTagSC = 14,
     vlanTagSS = 15,
 };
-KOR_ENUMERATION(VlanTagFormat)
+// clang-format off
+KOR_ENUMERATION(VlanTagFormat,
+    "", "The tags of a packet, the outer one first; a priority tag has the VLAN id 0",
+    "vlanTagNone", "No tag",
+    "vlanTagPriority", "A priority tag alone",
+    "vlanTagC", "A C-tag alone",
+    "vlanTagS", "An S-tag alone",
+    "vlanTagNoneNone", "Outer: no tag; inner: no tag",
+    "vlanTagPriorityPriority", "Outer: a priority tag; inner: a priority tag",
+    "vlanTagPriorityC", "Outer: a priority tag; inner: a C-tag",
+    "vlanTagPriorityS", "Outer: a priority tag; inner: an S-tag",
+    "vlanTagCNone", "Outer: a C-tag; inner: no tag",
+    "vlanTagCPriority", "Outer: a C-tag; inner: a priority tag",
+    "vlanTagCC", "Outer: a C-tag; inner: a C-tag",
+    "vlanTagCS", "Outer: a C-tag; inner: an S-tag",
+    "vlanTagSNone", "Outer: an S-tag; inner: no tag",
+    "vlanTagSPriority", "Outer: an S-tag; inner: a priority tag",
+    "vlanTagSC", "Outer: an S-tag; inner: a C-tag",
+    "vlanTagSS", "Outer: an S-tag; inner: an S-tag")
+// clang-format on
 
 } // namespace Hardware::Loam

@@ -23,6 +23,22 @@ enum VtAppId : Kor::U32 {
     vtAppMirroring = 11,
     vtAppTapAggregation = 12,
 };
-KOR_ENUMERATION(VtAppId)
+// clang-format off
+KOR_ENUMERATION(VtAppId,
+    "", "The application of the driver stack that asks for tunnel and VLAN edit resources of the chip",
+    "vtAppNone", "No application",
+    "vtAppBridging", "Bridging",
+    "vtAppRouting", "Routing",
+    "vtAppSubinterface", "Subinterfaces",
+    "vtAppVlanTranslation", "Translation of VLAN ids",
+    "vtAppDot1qTunnel", "802.1Q tunnels",
+    "vtAppVxlan", "VXLAN tunnels",
+    "vtAppMpls", "MPLS",
+    "vtAppPseudowire", "Pseudowires",
+    "vtAppEvpn", "Ethernet VPN",
+    "vtAppMulticast", "Multicast",
+    "vtAppMirroring", "Mirror sessions",
+    "vtAppTapAggregation", "Tap aggregation")
+// clang-format on
 
 } // namespace Hardware::Loam

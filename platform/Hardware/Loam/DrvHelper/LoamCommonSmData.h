@@ -42,6 +42,7 @@ public:
 
     using EntityOver::EntityOver;
 };
+KOR_FACTORY(loamCommonSmDataFactory, LoamCommonSmData, Kor::Name)
 
 } // namespace Hardware::Loam::DrvHelper
 // clang-format on

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <string_view>
+#include <type_traits>
 
 namespace Kor {
 
@@ -13,7 +14,7 @@ namespace detail {
 /// The folder that the library's headers are included from, as the compiler names it.
 consteval std::string_view sourceRoot(char const* here = __builtin_FILE()) {
     std::string_view file = here;
-    file.remove_suffix(std::string_view("reflect/Texts.h").size());
+    file.remove_suffix(std::string_view("runtime/Texts.h").size());
     return file;
 }
 /// How a file is included: from the library's folder, or as the compiler names it.
@@ -57,6 +58,16 @@ struct Texts {
 ///
 /// Nobody but tools looks at them. A class that has texts has one for each attribute of its own list, of at
 /// most 160 characters. Bits of a view are not told again. It also tells Kor::KorType::header().
+///
+/// A name with a space or a bracket in it, such as `std::string name() const`, is a declaration: of a
+/// constructor, a public operation or a constant that the class has beyond its attributes. Types are spelled
+/// as in the namespace of the class, those within the class by its name. It takes the place of what the
+/// attributes give under the same name. `private newEntry` says that what the attributes give is not public.
+/// Templates, operators and what only the patterns call are not told. `using` or `template` begins the whole
+/// declaration of a type that is no class of that name.
+///
+/// What has no room for the member, such as a number, has a function `korTextsOf(std::type_identity<U32>)`
+/// beside it that returns the texts.
 template <class... Text>
 consteval auto texts(detail::TextsHere first, Text... text) { // by value: one function for each length
     static_assert(sizeof...(Text) % 2 == 1, "a text for each name");
@@ -66,6 +77,11 @@ consteval auto texts(detail::TextsHere first, Text... text) { // by value: one f
         made.all[i] = {turns[2 * i], turns[2 * i + 1]};
     }
     return made;
+}
+
+/// Whether it tells a declaration, and not of an attribute.
+constexpr bool isDeclaration(NamedText const& each) {
+    return each.name.find_first_of(" (") != std::string_view::npos;
 }
 
 /// Of an enumeration that says nothing of itself: where it is declared.
