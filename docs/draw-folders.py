@@ -34,7 +34,7 @@ SAYS = {
     "demo": "driver and applications",
     "tools": "the program loamtunnel",
 }
-ROW, TOP, LEFT, WIDTH, INNER = 56, 20, 20, 376, 82
+ROW, TOP, LEFT, WIDTH, INNER = 56, 20, 20, 388, 85
 
 
 def includes():
@@ -70,23 +70,23 @@ def draw():
     y = TOP
     for folder in folders:
         inner = sorted((name[1] for name in rooms if name[0] == folder and name[1]), key=lambda name: LISTED.index(f"{folder}/{name}"))
-        height[folder] = ROW + (26 + 7 * len(inner) if inner else 0)
+        height[folder] = ROW + (26 + 4 * len(inner) if inner else 0)
         place[folder, ""] = (LEFT, y, WIDTH, height[folder])
         for i, name in enumerate(inner):
             place[folder, name] = (LEFT + 12 + i * (INNER + 8), y + ROW - 6, INNER, 26)
         y += height[folder] + 14
     total = y + 10
-    out = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 626 {total}" font-family="sans-serif" font-size="12">',
+    out = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 720 {total}" font-family="sans-serif" font-size="12">',
            '<title>The folders of the library, lowest first, and what they include</title>',
            '<defs><marker id="tip" viewBox="0 0 8 8" refX="7" refY="4" markerWidth="7" markerHeight="7" orient="auto">'
            '<path d="M0 0L8 4L0 8z" fill="context-stroke"/></marker></defs>',
-           f'<rect width="626" height="{total}" fill="#fff"/>']
+           f'<rect width="720" height="{total}" fill="#fff"/>']
     for (folder, inner), (x, top, width, high) in place.items():
         lines = rooms.get((folder, inner), 0)
         fill = "#eef3f8" if not inner else "#fff"
         out.append(f'<rect x="{x}" y="{top}" width="{width}" height="{high}" rx="5" fill="{fill}" stroke="#456"/>')
         if inner:
-            out.append(f'<text x="{x + 8}" y="{top + 17}">{inner}/ <tspan fill="#777">{lines}</tspan></text>')
+            out.append(f'<text x="{x + 6}" y="{top + 17}" font-size="11">{inner}/ <tspan fill="#777">{lines}</tspan></text>')
         else:
             out.append(f'<text x="{x + 12}" y="{top + 20}" font-weight="bold">{folder}/ '
                        f'<tspan font-weight="normal" fill="#777">{lines} lines</tspan></text>')
