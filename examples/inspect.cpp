@@ -2,6 +2,7 @@
 /// prints all that there is, and hears of changes.
 
 #include "model/LoamTunnelModule.h"
+#include "platform/Hardware/Loam/VtAppId.h"
 #include "reflect/box/GenericIf.h"
 #include "reflect/type/KorType.h"
 #include "runtime/Exception.h"
