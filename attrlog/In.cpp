@@ -1,6 +1,5 @@
 #include "attrlog/In.h"
 
-#include "attrlog/Demuxer.h"
 #include "runtime/Contract.h"
 
 #include <limits>
@@ -125,14 +124,6 @@ bool In::nextRecord(MsgHeader& header) {
     ++records_;
     bytes_ += size;
     return true;
-}
-
-Ptr<Entity> In::entityOf(EntityId id) const {
-    StreamAdapter* const adapter = demuxer_ != nullptr ? demuxer_->reactor(id) : nullptr;
-    if (adapter == nullptr && id.number() != 0) {
-        throwRangeException("record refers to an entity that is not there");
-    }
-    return adapter != nullptr ? adapter->korNotifierEntity() : nullptr;
 }
 
 bool In::nextSection(PayloadSection& section) {

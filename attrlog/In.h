@@ -19,7 +19,7 @@
 
 #include "attrlog/Out.h"
 #include "reflect/Enumeration.h"
-#include "runtime/Ptr.h"
+#include "runtime/Entity.h"
 
 #include <algorithm>
 #include <span>

@@ -13,7 +13,7 @@
 /// The peers keep their state in a std::unordered_map with the library's hash of the key. The attribute log,
 /// structs and protobuf go over the same socket, with the same loop, in pieces of the same size.
 
-#include "attrlog/Demuxer.h"
+#include "attrlog/adapter/Demuxer.h"
 #include "model/LoamTunnelModel.h"
 
 #include <algorithm>

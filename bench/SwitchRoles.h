@@ -16,7 +16,7 @@
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "model/LoamTunnelModel.h"
-#include "model/LoamTunnelTypeList.h"
+#include "model/LoamTunnelModule.h"
 #include "tables/TableInfos.h"
 
 #include <algorithm>

@@ -7,7 +7,7 @@ import os
 import sys
 
 PEER = 'google/protobuf/message.h'
-BARS = {'model/LoamTunnelModel.h': 1.5, 'model/LifApps.h': 0.8}
+BARS = {'model/LoamTunnelModel.h': 1.5, 'model/LifApps.h': 0.8, 'model/LoamTunnelModule.h': 0.6}
 TURNS = 7
 
 compiler = 'g++'

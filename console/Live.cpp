@@ -4,7 +4,7 @@
 #include "console/Listing.h"
 #include "console/Terminal.h"
 #include "forms/Text.h"
-#include "model/LoamTunnelTypeList.h"
+#include "model/LoamTunnelModule.h"
 
 #include <algorithm>
 #include <cctype>

@@ -12,7 +12,7 @@
 #include "link/Connector.h"
 #include "link/Listener.h"
 #include "model/LoamTunnelModel.h"
-#include "model/LoamTunnelTypeList.h"
+#include "model/LoamTunnelModule.h"
 #include "owner/IndexAllocator.h"
 #include "owner/LifPlace.h"
 #include "reflect/Text.h"

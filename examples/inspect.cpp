@@ -1,9 +1,10 @@
 /// A tool that knows no type beforehand: it makes an object by its type's name, sets what it is told to,
 /// prints all that there is, and hears of changes.
 
-#include "model/LoamTunnelTypeList.h"
-#include "reflect/KorType.h"
+#include "model/LoamTunnelModule.h"
+#include "platform/Hardware/Loam/VtAppId.h"
 #include "reflect/box/GenericIf.h"
+#include "reflect/type/KorType.h"
 #include "runtime/Exception.h"
 
 #include <cstdio>

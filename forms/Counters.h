@@ -7,9 +7,9 @@
 ///         std::cout << counter.name << ' ' << stats.*counter.member << '\n';
 ///     }
 ///
-/// A constant table, for any thread. What a counter counts stands in attrlog/Demuxer.h.
+/// A constant table, for any thread. What a counter counts stands in attrlog/adapter/Demuxer.h.
 
-#include "attrlog/Demuxer.h"
+#include "attrlog/adapter/Demuxer.h"
 
 #include <span>
 #include <string_view>

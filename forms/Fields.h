@@ -14,8 +14,8 @@
 /// Refused (forms/Refused.h). Any thread.
 
 #include "forms/Refused.h"
-#include "reflect/KorType.h"
 #include "reflect/box/GenericIf.h"
+#include "reflect/type/KorType.h"
 
 #include <string>
 #include <string_view>

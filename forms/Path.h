@@ -198,7 +198,7 @@ private:
 KOR_EXPORT std::string changeLine(Watch::Change const& change, Form form, Roots const* roots = nullptr);
 
 /// The path of a root, which is its name or, where that is more than a word, its name in quotes. What no line
-/// shows of it, such as a control character, stands there by its bytes: `'a\x1b'`.
+/// shows of it, such as a control character, stands there by its bytes: ``'a\x1b'``.
 KOR_EXPORT std::string rootText(std::string_view name);
 /// The name of the root that a path begins with.
 KOR_EXPORT std::string rootOf(std::string_view path);

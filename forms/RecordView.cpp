@@ -2,7 +2,7 @@
 
 #include "forms/Path.h"
 #include "forms/Refused.h"
-#include "reflect/AttrLogType.h"
+#include "reflect/type/AttrLogType.h"
 
 #include <algorithm>
 #include <span>

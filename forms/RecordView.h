@@ -17,7 +17,7 @@
 /// `fault`. Whatever the bytes are, nothing else happens, and no more than `limits.entities` entities of each
 /// side are remembered, each until its deletion. One thread.
 
-#include "attrlog/Demuxer.h"
+#include "attrlog/adapter/Demuxer.h"
 
 #include <array>
 #include <functional>

@@ -16,7 +16,7 @@
 ///
 /// Writing costs a header of 13 bytes for each piece of at most 65,536 bytes, and allocates nothing.
 
-#include "attrlog/Demuxer.h"
+#include "attrlog/adapter/Demuxer.h"
 
 #include <iosfwd>
 #include <span>

@@ -3,8 +3,8 @@
 #include "forms/Fields.h"
 #include "forms/Text.h"
 #include "forms/Values.h"
-#include "model/LoamTunnelTypeList.h"
-#include "reflect/AttrLogType.h"
+#include "model/LoamTunnelModule.h"
+#include "reflect/type/AttrLogType.h"
 
 #include <algorithm>
 #include <iterator>

@@ -13,7 +13,7 @@
 /// Whole numbers and bools are named by attributes and are no types of it. Any thread.
 
 #include "forms/Json.h"
-#include "reflect/KorType.h"
+#include "reflect/type/KorType.h"
 
 #include <iosfwd>
 #include <string>

@@ -7,9 +7,9 @@
 /// constants alone is written as nothing, which is the one text that is not read back.
 
 #include "model/LoamTunnelModel.h"
-#include "reflect/Dir.h"
-#include "reflect/IntrospectionReactor.h"
 #include "reflect/box/GenericIf.h"
+#include "reflect/type/Dir.h"
+#include "reflect/type/IntrospectionReactor.h"
 
 #include <cstdlib>
 #include <vector>

@@ -4,7 +4,7 @@
 ///
 ///     Kor::Link::ConnectorConfig config;
 ///     config.session.name = "mpls";
-///     config.session.schema = loamTunnelModule().checksum();
+///     config.session.schema = loamTunnelModule().checksum();  // model/LoamTunnelModule.h
 ///     config.setUp = [&](Session& session) { session.want("lifStatus", status); };   // for each connection
 ///     config.lost = [](Kor::String8 const& reason, auto wait) { ... };
 ///     Kor::Link::Connector connector(loop, Kor::Link::Address::parse("/run/loam/driver"), config);

@@ -5,7 +5,7 @@
 ///     Kor::Link::ListenerConfig config;
 ///     config.service = service;                                   // attrlog/session/Service.h
 ///     config.session.name = "driver";
-///     config.session.schema = loamTunnelModule().checksum();
+///     config.session.schema = loamTunnelModule().checksum();  // model/LoamTunnelModule.h
 ///     config.hooks.closed = [](Session& peer, Kor::String8 const& reason) { ... };
 ///     Kor::Link::Listener listener(loop, Kor::Link::Address::parse("unix:/run/loam/driver"), config);
 ///     loop.run();

@@ -4,7 +4,7 @@
 
 #include "attrlog/adapter/AttrLogTypes.h"
 #include "model/LoamTunnelTypeList.h"
-#include "reflect/TypeOf.h"
+#include "reflect/registry/TypeOf.h"
 
 template struct Kor::TypeMakersOf<Hardware::LoamTunnel::LoamTunnelTypes, LOAM_SHARD, LOAM_SHARDS>;
 static Kor::AttrLogTypes<Hardware::LoamTunnel::LoamTunnelTypes, LOAM_SHARD, LOAM_SHARDS> const attrLogAtLoad;

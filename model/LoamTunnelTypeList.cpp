@@ -1,7 +1,7 @@
 #include "model/LoamTunnelTypeList.h"
 
 #include "attrlog/adapter/WireForm.h"
-#include "platform/PlatformTypes.h"
+#include "platform/types/PlatformTypes.h"
 
 namespace Hardware::LoamTunnel {
 

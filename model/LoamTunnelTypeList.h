@@ -1,12 +1,12 @@
 #pragma once
 
 /// All types of the library, in the order in which they are defined. What each is follows from its
-/// declaration.
+/// declaration. Heavy: who needs the checksum alone includes model/LoamTunnelModule.h.
 ///
 /// An enumeration or class that is declared inside another one stands behind it and is defined within it.
 
 #include "model/LoamTunnelModel.h"
-#include "reflect/TypeModule.h"
+#include "model/LoamTunnelModule.h"
 #include "values/LoamTunnelTypes.h"
 
 namespace Hardware::LoamTunnel {
@@ -98,9 +98,6 @@ using LoamTunnelTypes = Kor::TypeModuleOf<
     TapAggNormalFapMask,
     ::TapAggNormalFapMask>;
 // clang-format on
-
-/// The types as they are defined: in order, and with the checksum of all.
-KOR_EXPORT Kor::TypeModule const& loamTunnelModule();
 
 /// Defines the types, unless that has been begun. Loading the library does it.
 void korInitLoamTunnelTypes();

@@ -5,9 +5,9 @@
 ///     Kor::KorType* type = Kor::fwkTypeOf<Hardware::LoamTunnel::AradLifEntry>();     // also AradLifEntry::_fwkType()
 ///
 /// A type object is made the first time that anybody asks for it, never ends, and is the same one in every
-/// library of the process. What it tells is in reflect/KorType.h, which only those need to include who ask.
-/// After the first call this is a load and a test. One thread at a time until the libraries are loaded, any
-/// thread from then on; a type that no module lists is to be asked for on one thread first.
+/// library of the process. What it tells is in reflect/type/KorType.h, which only those need to include who
+/// ask. After the first call this is a load and a test. One thread at a time until the libraries are loaded,
+/// any thread from then on; a type that no module lists is to be asked for on one thread first.
 
 #include "reflect/TypeName.h"
 
@@ -37,13 +37,13 @@ struct TypeSeed {
 };
 
 /// The type object of that name, made if there is none: by the module that lists the type
-/// (reflect/TypeModule.h), else by the seed, else a bare one with a name and a base.
+/// (reflect/type/TypeModule.h), else by the seed, else a bare one with a name and a base.
 KOR_EXPORT KorType* typeOfSeed(TypeSeed const& seed);
 
 template <class T>
 inline KorType* fwkTypeOf();
 
-/// The class of the type object of T, reflect/TypeOf.h.
+/// The class of the type object of T, reflect/registry/TypeOf.h.
 template <class T>
 class TypeOf;
 

@@ -31,8 +31,14 @@ struct LevelFor;
 template <class Self, class A>
 using Level = typename LevelFor<Self, A>::type;
 
-template <class K, class A>
-concept NoKeyOf = !std::convertible_to<K const&, typename A::Key>;
+/// Made of whatever is no key of A, which the compiler then says in few words.
+template <class Self, class A>
+struct NoKey {
+    template <class K>
+    requires(!std::convertible_to<K const&, typename A::Key>) NoKey(K const&) {
+        Self::template korRefuseKey<typename A::Key, K>();
+    }
+};
 
 } // namespace Kor::detail
 
@@ -128,10 +134,7 @@ concept NoKeyOf = !std::convertible_to<K const&, typename A::Key>;
         typename A::Value x(typename A::Key const& key) requires(A::shape.holdsObjects()) {                  \
             return this->korGet(key);                                                                        \
         }                                                                                                    \
-        template <detail::NoKeyOf<A> K>                                                                      \
-        void x(K const&) const {                                                                             \
-            Self::template korRefuseKey<typename A::Key, K>();                                               \
-        }                                                                                                    \
+        void x(detail::NoKey<Self, A>) const {}                                                              \
         typename A::Value x##Del(typename A::Key const& key) { return this->korDel(key); }                   \
         typename A::Value x##Del(X##Iterator& at) { return this->korDel(at); }                               \
         void x##DelAll() { this->korDelAll(); }                                                              \
@@ -160,10 +163,12 @@ concept NoKeyOf = !std::convertible_to<K const&, typename A::Key>;
         typename Map::Held new##X(typename Map::Part const& part) requires(A::shape.keyInside) {             \
             return this->korNew(part);                                                                       \
         }                                                                                                    \
-        template <detail::NoKeyOf<A> K, class... V>                                                          \
-        requires(A::shape.child == A::shape.keyInside) void x##Is(K const&, V const&...) {                   \
-            Self::template korRefuseKey<typename A::Key, K>();                                               \
-        }                                                                                                    \
+        void x##Del(detail::NoKey<Self, A>) {}                                                               \
+        void x##Notify(detail::NoKey<Self, A>) {}                                                            \
+        void x##Inc(detail::NoKey<Self, A>, U32) requires(A::shape.counting != Counting::none) {}            \
+        void x##Dec(detail::NoKey<Self, A>, U32) requires(A::shape.counting == Counting::both) {}            \
+        void x##Is(detail::NoKey<Self, A>, auto&&...) requires(A::shape.child == A::shape.keyInside) {}      \
+        void new##X(detail::NoKey<Self, A>, auto&&...) requires(A::shape.child == A::shape.keyInside) {}     \
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Queue : detail::Level<Self, A> {                                                                  \

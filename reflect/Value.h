@@ -213,7 +213,7 @@ public:
 
     /// The box, reflect/box/GenericIf.h.
     using GenericIf_ = BoxOf<Self>;
-    /// The type object, reflect/KorType.h, and its class.
+    /// The type object, reflect/type/KorType.h, and its class.
     using _Type = TypeOf<Self>;
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
 

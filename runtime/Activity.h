@@ -158,7 +158,7 @@ void deliverPending(Reactor& reactor, ActivityConfig* config, Base const& base,
         reactor.redispatch(sm);
     }
     bool first = true;
-    auto const deliver = [&](auto const& each) {
+    [[maybe_unused]] auto const deliver = [&](auto const& each) {
         if (!all && each.attribute != pending) {
             return;
         }

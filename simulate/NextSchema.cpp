@@ -1,7 +1,7 @@
 #include "simulate/NextSchema.h"
 
-#include "reflect/TypeModule.h"
-#include "reflect/TypeOf.h"
+#include "reflect/registry/TypeOf.h"
+#include "reflect/type/TypeModule.h"
 
 namespace Hardware::LoamTunnel {
 

@@ -20,7 +20,7 @@
 /// base stand in the declaration of that one.
 
 #include "console/Failure.h"
-#include "reflect/KorType.h"
+#include "reflect/type/KorType.h"
 
 #include <iosfwd>
 #include <string>

@@ -5,8 +5,8 @@
 #include "forms/Path.h"
 #include "forms/SchemaJson.h"
 #include "forms/Text.h"
-#include "model/LoamTunnelTypeList.h"
-#include "reflect/KorType.h"
+#include "model/LoamTunnelModule.h"
+#include "reflect/type/KorType.h"
 #include "tools/Commands.h"
 #include "tools/Declaration.h"
 

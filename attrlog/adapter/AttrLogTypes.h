@@ -3,7 +3,7 @@
 /// Kor::AttrLogTypes, which makes the entity classes of a module known to the attribute log.
 
 #include "attrlog/adapter/StreamAdapterOf.h"
-#include "reflect/TypeModule.h"
+#include "reflect/type/TypeModule.h"
 
 namespace Kor {
 

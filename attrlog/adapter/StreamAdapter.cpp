@@ -1,8 +1,8 @@
 #include "attrlog/adapter/StreamAdapter.h"
 
-#include "attrlog/Demuxer.h"
-#include "reflect/Dir.h"
+#include "attrlog/adapter/Demuxer.h"
 #include "reflect/Text.h"
+#include "reflect/type/Dir.h"
 
 namespace Kor {
 

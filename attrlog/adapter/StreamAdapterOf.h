@@ -11,9 +11,9 @@
 /// What travels are the scalars and maps of values, children and references to entities. Keys go with the
 /// announcement; operations, queues and single references stay here.
 
-#include "attrlog/Demuxer.h"
+#include "attrlog/adapter/Demuxer.h"
 #include "attrlog/adapter/FlowOutOf.h"
-#include "reflect/AttrLogType.h"
+#include "reflect/type/AttrLogType.h"
 #include "runtime/NotifieeOf.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "attrlog/adapter/WireForm.h"
 
-#include "reflect/Dir.h"
+#include "reflect/type/Dir.h"
 
 #include <unordered_map>
 

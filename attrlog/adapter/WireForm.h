@@ -12,8 +12,8 @@
 /// Any thread, once the libraries are loaded.
 
 #include "attrlog/In.h"
-#include "reflect/TypeModule.h"
 #include "reflect/box/GenericIf.h"
+#include "reflect/type/TypeModule.h"
 
 #include <span>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "attrlog/session/Service.h"
 
 #include "attrlog/session/internal/Parts.h"
-#include "reflect/AttrLogType.h"
+#include "reflect/type/AttrLogType.h"
 #include "runtime/PlainText.h"
 
 #include <algorithm>

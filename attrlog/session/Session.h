@@ -42,7 +42,7 @@
 /// any other ends the session. One thread. A root that nobody wants costs its path, a peer that never reads
 /// the ring, one mark a changed key, and a bounded number of answers.
 
-#include "attrlog/Demuxer.h"
+#include "attrlog/adapter/Demuxer.h"
 #include "attrlog/session/Service.h"
 
 #include <array>
@@ -61,7 +61,7 @@ KOR_EXPORT InstanceToken const& instanceToken();
 struct SessionConfig {
     /// What the peer calls this side; at most 64 bytes are sent.
     Name name{};
-    /// The checksum of the types that this side knows: loamTunnelModule().checksum() of model/.
+    /// The checksum of this side's types: loamTunnelModule().checksum() (model/LoamTunnelModule.h).
     U64 schema = 0;
     /// Of a record the smaller limit of both sides holds, which is 1024 bytes at least. `entities` and
     /// `offers` bound what the peer may make; it keeps to them, and tells of further roots when others go.

@@ -5,7 +5,7 @@
 /// enumerators hold a copy; those of entities and other counted objects hold the object, and hear of its
 /// changes by an adapter in the object's list.
 ///
-/// Like reflect/TypeOf.h, which includes it, this header is for the source files that instantiate.
+/// Like reflect/registry/TypeOf.h, which includes it, this header is for the source files that instantiate.
 
 #include "reflect/box/Boxing.h"
 

@@ -1,6 +1,7 @@
 #include "reflect/box/GenericIf.h"
 
 #include "reflect/box/GenericBox.h"
+#include "reflect/type/TypeSpec.h"
 #include "runtime/Contract.h"
 
 #include <new>
@@ -37,23 +38,18 @@ std::string opName(GenericIf::OpId op) {
 void GenericIf::throwTypeException(char const* word) {
     throw GenericTypeException(format("missing or of the wrong type: %s", word));
 }
-
 void GenericIf::throwConstException(char const* word) {
     throw GenericConstException(word);
 }
-
 void GenericIf::throwUnknownArgException(char const* word) {
     throw UnknownArgException(format("one argument too many for %s", word));
 }
-
 void GenericIf::throwUnknownAttrException(char const* word) {
     throw UnknownAttrException(format("no such attribute: %s", word));
 }
-
 void GenericIf::throwBadIndexAttrException(char const* word) {
     throw BadIndexAttrException(format("a key was given, but none is taken by %s", word));
 }
-
 void GenericIf::throwOpNotSupportedException(char const* word, OpId op, bool) {
     throw OpNotSupportedException(format("%s does not support %s", word, opName(op).c_str()));
 }
@@ -176,6 +172,24 @@ bool GenericIf::write(AttributeId attribute, KorType const* type, void const* va
            at.attribute->write(at.object, type, value);
 }
 
+// What type objects make
+
+Ptr<GenericIf> KorType::genericIf(void const* value, bool isConst) const {
+    return spec_->ofValue != nullptr ? spec_->ofValue(value, isConst) : nullptr;
+}
+Ptr<GenericIf> KorType::genericIf(GenericIf const* arguments, bool) const {
+    return spec_->ofArguments != nullptr ? spec_->ofArguments(arguments) : nullptr;
+}
+Ptr<GenericIf> KorType::genericIf(String8 const& text, bool isConst) const {
+    return spec_->ofText != nullptr ? spec_->ofText(text, isConst) : nullptr;
+}
+Ptr<GenericIf> KorType::genericIf_(PtrInterface* object, bool isConst) const {
+    return spec_->ofObject != nullptr ? spec_->ofObject(object, isConst) : nullptr;
+}
+Ptr<GenericIf> KorType::genericIf(PtrInterface* object, bool isConst) {
+    return object != nullptr ? object->fwkType()->genericIf_(object, isConst) : nullptr;
+}
+
 // What all boxes do
 
 GenericIf::~GenericIf() = default;
@@ -244,16 +258,13 @@ GenericIf::AttributeIteratorConst GenericIf::walk(AttributeId attribute, Key con
 GenericIf::AttributeIteratorConst GenericIf::attributeIteratorConst(AttributeId attribute) const {
     return walk(attribute, nullptr);
 }
-
 GenericIf::AttributeIteratorConst GenericIf::attributeIteratorKeyConst(AttributeId attribute,
                                                                        Key const& key) const {
     return walk(attribute, &key);
 }
-
 GenericIf::AttributeIteratorConst GenericIf::attributeIterator(AttributeId attribute) {
     return attributeIteratorConst(attribute);
 }
-
 GenericIf::AttributeIteratorConst GenericIf::attributeIteratorKey(AttributeId attribute, Key const& key) {
     return attributeIteratorKeyConst(attribute, key);
 }
@@ -292,7 +303,6 @@ void* GenericIf::attributeIterator_iterDel(AttributeIteratorConst const& at) con
 void GenericIf::onAttribute(AttributeId attribute) {
     onAttribute(attribute, nullptr);
 }
-
 void GenericIf::onAttribute(AttributeId attribute, Key const& key) {
     if (Ptr<Listener> const listener = listener_) {
         listener->onAttribute(*this, attribute, key);
@@ -368,7 +378,6 @@ Ptr<GenericIf> GenericIfPtrInterface::baseGenericIf() {
     KorType const* const base = type()->base();
     return base != nullptr ? base->genericIf_(&object(), isConst()) : nullptr;
 }
-
 Ptr<GenericIf const> GenericIfPtrInterface::baseGenericIf() const {
     return const_cast<GenericIfPtrInterface*>(this)->baseGenericIf();
 }

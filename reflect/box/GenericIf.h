@@ -37,7 +37,7 @@
 /// Cost: an attribute is found by id in a table. What is boxed is allocated, from a short list of blocks that
 /// the thread keeps; get() and set() allocate nothing. A box belongs to the thread of its entity.
 
-#include "reflect/KorType.h"
+#include "reflect/type/KorType.h"
 #include "runtime/Activity.h"
 #include "runtime/Exception.h"
 #include "runtime/LinkedQueue.h"

@@ -15,7 +15,7 @@
 ///     config->reqCountInc(entry, 1);
 ///     for (auto const& each : config->reqCountMap()) { use(each.fwkKey(), each.value); }
 ///
-/// A class that tools are to meet by name is also listed in a module (reflect/TypeModule.h).
+/// A class that tools are to meet by name is also listed in a module (reflect/type/TypeModule.h).
 ///
 /// The kinds of attributes, for an attribute `x` with the capital form `X`, value type T and key type K:
 ///
@@ -74,7 +74,7 @@
 namespace Kor {
 
 /// The stream adapter of an entity of any class towards a stream, found or made: what korNboAttrLogSaIs()
-/// does. Null for a class that is not known to the attribute log (reflect/AttrLogType.h).
+/// does. Null for a class that is not known to the attribute log (reflect/type/AttrLogType.h).
 KOR_EXPORT Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags,
                                                         unsigned int id, Ptr<NboAttrLog::Out> const& out,
                                                         PtrInterface* context);
@@ -233,7 +233,7 @@ public:
     using KorNboAttrLogSa = StreamAdapterOf<Self>;
     /// The box, reflect/box/GenericIf.h.
     using GenericIf_ = BoxOf<Self>;
-    /// The type object, reflect/KorType.h, and its class.
+    /// The type object, reflect/type/KorType.h, and its class.
     using _Type = TypeOf<Self>;
     static KorType* _fwkType() { return fwkTypeOf<Self>(); }
 

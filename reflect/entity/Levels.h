@@ -185,7 +185,8 @@ protected:
         return valueOf(map_.member(key));
     }
 
-    void korNotify(Key const& key) { On::tell(self(), key); }
+    /// Of a copy: the key may be part of a member that a hook deletes.
+    void korNotify(Key key) { On::tell(self(), key); }
 
     Value korDel(Key const& key) {
         return drop([&] { return map_.deleteMember(key); });
@@ -222,14 +223,15 @@ protected:
     }
     /// The child of the key, found or made.
     Found korIs(Key const& key) requires(A::shape.child) {
-        Held child = map_.member(key);
+        U32 const reversed = map_.hashOf(key);
+        Held child = map_.member(key, reversed);
         if (child) {
             On::raiseVersion(self());
             return child;
         }
         On::change(self(), [&] {
-            child = korNew(key);
-            return child.ptr();
+            child = makePtr<Node>(key);
+            return insert(child, reversed);
         });
         return child;
     }
@@ -249,15 +251,8 @@ protected:
     /// Of the parts of a member; of a child, of its key.
     template <class... Part>
     Held korNew(Part const&... part) {
-        constexpr bool isChild = std::derived_from<Node, Entity>;
         Held node = makePtr<Node>(part...);
-        if constexpr (isChild) {
-            node->parentAttrIdIs(Self::template attributeIdOf<typename A::Name>());
-        }
-        map_.newMember(node);
-        if constexpr (isChild) {
-            node->parentIs(&self());
-        }
+        insert(node, Map::reversedHash(HashMember::key(*node)));
         return node;
     }
 
@@ -309,7 +304,14 @@ private:
     }
     Node* insert(Held node, U32 reversed) {
         Node* const inserted = node.ptr();
+        constexpr bool isChild = std::derived_from<Node, Entity>;
+        if constexpr (isChild) {
+            node->parentAttrIdIs(Self::template attributeIdOf<typename A::Name>());
+        }
         map_.newMember(std::move(node), reversed);
+        if constexpr (isChild) {
+            inserted->parentIs(&self());
+        }
         return inserted;
     }
     /// For who is told of it and looks it up.

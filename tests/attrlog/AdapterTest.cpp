@@ -1,7 +1,7 @@
 /// What adapters and demultiplexers do at the edges: read-only entities, passes of the peer, handlers that
 /// write back, crossing changes, and peers that are wrong or hostile.
 
-#include "reflect/Dir.h"
+#include "reflect/type/Dir.h"
 #include "runtime/HandlerExceptions.h"
 #include "support/Link.h"
 #include "tests/attrlog/Page.h"

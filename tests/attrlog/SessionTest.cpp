@@ -1,7 +1,7 @@
 /// What sessions add to an attribute log: hello and goodbye, roots, pushes, calls, and peers that know more,
 /// less, or mean harm.
 
-#include "reflect/Dir.h"
+#include "reflect/type/Dir.h"
 #include "runtime/HandlerExceptions.h"
 #include "support/Sessions.h"
 #include "tests/attrlog/Page.h"

@@ -1,5 +1,5 @@
 // error: lack the enumeration or an enumerator, or name one that is none
-#include "reflect/TypeOf.h"
+#include "reflect/registry/TypeOf.h"
 
 #ifdef FIXED
 #define SECOND "second"

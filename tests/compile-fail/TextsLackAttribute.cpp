@@ -1,5 +1,5 @@
 // error: korTexts lacks the class or one of its attributes
-#include "reflect/TypeOf.h"
+#include "reflect/registry/TypeOf.h"
 #include "values/ValueNames.h"
 
 class Pair : public Kor::ValueOf<Pair, Kor::Stored<Kor::name::word0, Kor::U32>,

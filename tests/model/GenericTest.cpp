@@ -1,8 +1,10 @@
 /// The box of every type of the model, driven by what the type objects tell, and no other knowledge of the
 /// types. What a box refuses, and in which words, TypeRegistryTest says of each kind of attribute.
 
-#include "model/LoamTunnelTypeList.h"
+#include "model/FapTypeProperties.h"
+#include "model/LoamTunnelModule.h"
 #include "reflect/box/GenericBox.h"
+#include "values/LoamTunnelTypes.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

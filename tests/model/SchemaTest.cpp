@@ -1,7 +1,7 @@
 /// The types of the library as they stand in the registry once it is loaded.
 
-#include "model/LoamTunnelTypeList.h"
-#include "reflect/KorType.h"
+#include "model/LoamTunnelModule.h"
+#include "reflect/type/KorType.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -133,10 +133,11 @@ TEST(Change, SurvivesAHookThatDeletesTheKeyItIsToldOf) {
     config->newReqCount(lif(1), 1);
     auto const first = Kor::observe<Meddler>(config, true);
     auto const second = Kor::observe<Meddler>(config, false);
-    for (U32 const delta : {0u, 1u}) { // by xIs and by xInc, with a key that is the member's own
-        auto const* const node = config->reqCountMap().member(lif(1));
-        delta == 0 ? config->reqCountIs(node->fwkKey(), 2)
-                   : static_cast<void>(config->reqCountInc(node->fwkKey(), delta));
+    using Tell = void (*)(LifAppConfig&, AradLifEntry const&);
+    for (Tell const tell : {Tell([](auto&x, auto const&key) { x.reqCountIs(key, 2); }),
+                            Tell([](auto&x, auto const&key) { x.reqCountInc(key, 1); }),
+                            Tell([](auto&x, auto const&key) { x.reqCountNotify(key); })}) {
+        tell(*config, config->reqCountMap().member(lif(1))->fwkKey()); // the member's own
         EXPECT_EQ(second->heard, std::vector(2, lif(1))); // of the change, and of the deletion within it
         second->heard.clear();
         config->newReqCount(lif(1), 1);

@@ -1,10 +1,10 @@
 /// Made-up types: how they are defined from their declarations, and what their boxes accept and refuse, with
 /// lists of arguments, walks and changes. The first test has to be the first one that asks for them.
 
-#include "reflect/Dir.h"
-#include "reflect/IntrospectionReactor.h"
-#include "reflect/TypeModule.h"
-#include "reflect/TypeOf.h"
+#include "reflect/registry/TypeOf.h"
+#include "reflect/type/Dir.h"
+#include "reflect/type/IntrospectionReactor.h"
+#include "reflect/type/TypeModule.h"
 
 #include <array>
 #include <gtest/gtest.h>
@@ -85,7 +85,17 @@ public:
     using EntityOver::EntityOver;
 };
 
+class Drawer final : public Kor::EntityOf<Drawer, Kor::KeyAttribute<Kor::name::label, Kor::String8>> {
+public:
+    using EntityOver::EntityOver;
+};
+class Chest final : public Kor::EntityOf<Chest, Kor::EntityMap<Kor::name::stock, Drawer>> {
+public:
+    using EntityOver::EntityOver;
+};
+
 using Module = Kor::TypeModuleOf<Hue, Colour, Colour::Gloss, Dark, Tin, BigTin, Shelf, LongShelf>;
+constinit Kor::TypeModule chests(Kor::TypeModuleOf<Drawer, Chest>::seeds);
 constinit Kor::TypeModule module(Module::seeds);
 void load() {
     static Kor::TypeModule::Load const load(module);
@@ -618,6 +628,13 @@ TEST(GenericIf, TextOfObjects) {
     for (char const* wrong : {"'roots'", "'root/x'", "'root/it\\'s/stock[\\'blue\\']'",
                               "'root/it\\'s/paint[\\'1'", "'root/it\\'s/[]/x'"}) {
         EXPECT_NE(words(wrong), "found") << wrong;
+    }
+    static Kor::TypeModule::Load const loadChests(chests);
+    auto const chest = Kor::makePtr<Chest>("chest");
+    root->entityIs(chest);
+    for (char const* key : {"", "a]/b", "]'/[\"]/", "\\]/'"}) {
+        Kor::Ptr<Drawer> const drawer = chest->stockIs(key);
+        EXPECT_EQ(Kor::strepToValue<Kor::Ptr<Drawer>>(Kor::valueToStrep(drawer->fullName())), drawer) << key;
     }
     Kor::textRootIs(nullptr);
 }

@@ -2,9 +2,9 @@
 
 /// Random values of any type of the registry, found through type objects alone: each is composed as text.
 
-#include "reflect/IntrospectionReactor.h"
 #include "reflect/Text.h"
 #include "reflect/box/GenericIf.h"
+#include "reflect/type/IntrospectionReactor.h"
 #include "support/Random.h"
 
 #include <string>

@@ -3,7 +3,7 @@
 /// Two ends of an attribute log in one process, and what carries the bytes between them: as much, and as
 /// badly, as a test wants.
 
-#include "attrlog/Demuxer.h"
+#include "attrlog/adapter/Demuxer.h"
 #include "support/Entities.h"
 
 #include <algorithm>

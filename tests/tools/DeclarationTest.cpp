@@ -2,7 +2,7 @@
 
 #include "tools/Declaration.h"
 
-#include "model/LoamTunnelTypeList.h"
+#include "model/LoamTunnelModule.h"
 #include "tests/tools/Process.h"
 
 #include <cctype>

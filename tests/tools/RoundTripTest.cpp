@@ -3,8 +3,8 @@
 
 #include "forms/Kind.h"
 #include "forms/Values.h"
-#include "reflect/AttrLogType.h"
-#include "reflect/KorType.h"
+#include "reflect/type/AttrLogType.h"
+#include "reflect/type/KorType.h"
 #include "support/AnyValue.h"
 #include "tests/tools/InFolder.h"
 

@@ -2,7 +2,7 @@
 
 #include "tools/Script.h"
 
-#include "reflect/Dir.h"
+#include "reflect/type/Dir.h"
 #include "tests/tools/Process.h"
 
 #include <sstream>

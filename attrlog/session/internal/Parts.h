@@ -373,7 +373,7 @@ struct Fences : Part {
 };
 
 /// What the connection and the peer say, handed to the part that it is for.
-struct Session::Impl final : DemuxerControl {
+struct __attribute__((visibility("hidden"))) Session::Impl final : DemuxerControl {
     explicit Impl(Session& session)
         : core{session,           session.config_, *session.service_,     session.hooks_,
                *session.demuxer_, session.peer_,   session.isEstablished_} {

@@ -1,4 +1,4 @@
-#include "reflect/Dir.h"
+#include "reflect/type/Dir.h"
 
 #include "runtime/Exception.h"
 

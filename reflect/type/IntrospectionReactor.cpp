@@ -1,4 +1,4 @@
-#include "reflect/IntrospectionReactor.h"
+#include "reflect/type/IntrospectionReactor.h"
 
 namespace Kor {
 

@@ -11,9 +11,9 @@
 ///     count->keyType()->fullName();           // "Hardware::LoamTunnel::AradLifEntry"
 ///
 /// A type object is an entity, but none of the attribute log; all that it tells is filled in while the
-/// library that has the type is loaded (reflect/TypeModule.h), and never changes. Type objects and what they
-/// hold never end, so plain pointers to them are safe. Once the libraries are loaded, reading is safe on any
-/// thread; walking takes references (Kor::VFPtrInterface::enableThreadSafePointers).
+/// library that has the type is loaded (reflect/type/TypeModule.h), and never changes. Type objects and what
+/// they hold never end, so plain pointers to them are safe. Once the libraries are loaded, reading is safe on
+/// any thread; walking takes references (Kor::VFPtrInterface::enableThreadSafePointers).
 
 #include "reflect/FwkType.h"
 #include "reflect/ReflectNames.h"

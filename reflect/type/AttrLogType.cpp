@@ -1,6 +1,6 @@
-#include "reflect/AttrLogType.h"
+#include "reflect/type/AttrLogType.h"
 
-#include "reflect/KorType.h"
+#include "reflect/type/KorType.h"
 
 #include <unordered_map>
 

@@ -1,7 +1,7 @@
-#include "reflect/TypeModule.h"
+#include "reflect/type/TypeModule.h"
 
-#include "reflect/IntrospectionReactor.h"
-#include "reflect/KorType.h"
+#include "reflect/type/IntrospectionReactor.h"
+#include "reflect/type/KorType.h"
 #include "runtime/TypeHook.h"
 
 #include <map>

@@ -4,12 +4,12 @@
 /// counted object of the patterns, follows from T's declaration.
 ///
 /// This header is heavy. Only the source file that makes the types of a library known needs it; a user's file
-/// gets at the type objects through reflect/KorType.h.
+/// gets at the type objects through reflect/type/KorType.h.
 
-#include "reflect/TypeModule.h"
-#include "reflect/TypeSpec.h"
 #include "reflect/Value.h"
 #include "reflect/box/GenericBox.h"
+#include "reflect/type/TypeModule.h"
+#include "reflect/type/TypeSpec.h"
 
 #include <algorithm>
 #include <array>

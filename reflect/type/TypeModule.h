@@ -4,7 +4,7 @@
 ///
 ///     // MyTypes.cpp
 ///     using MyTypes = Kor::TypeModuleOf<my::Color, my::Point, my::Shape>;      // in the order of definition
-///     constinit Kor::TypeModule myTypes(MyTypes::seeds);                       // with reflect/TypeOf.h
+///     constinit Kor::TypeModule myTypes(MyTypes::seeds);                       // with reflect/registry/TypeOf.h
 ///     Kor::TypeModule::Load const load(myTypes);                               // at load
 ///
 /// From then on `my::Shape::_fwkType()` tells all attributes of the shape. A type that is declared inside
@@ -71,8 +71,8 @@ struct Builtin<void*> {
     static constexpr std::string_view korTypeName = "Kor::Builtin<void*>"; // compilers print it differently
 };
 
-/// Makes the type object of T. The function is a template of reflect/TypeOf.h: a source file that includes
-/// that one, and instantiates it, has to be in the program.
+/// Makes the type object of T. The function is a template of reflect/registry/TypeOf.h: a source file that
+/// includes that one, and instantiates it, has to be in the program.
 template <class T>
 struct TypeMaker {
     static KorType* make(TypeSeed const& seed);
@@ -123,7 +123,7 @@ consteval auto korTextsOf(std::type_identity<Builtin<void*>>) {
 }
 
 /// The types of the framework itself, which every other module loads. Who uses the list includes
-/// reflect/Dir.h.
+/// reflect/type/Dir.h.
 TypeModule& frameworkTypes();
 using FrameworkTypes = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, BytePtr, String8, Name,
                                     PtrInterface, Entity, KorType, Dir, KorAttr, KorTypeFlags>;

@@ -1,7 +1,7 @@
 /// The types of the framework itself.
 
-#include "reflect/Dir.h"
-#include "reflect/TypeOf.h"
+#include "reflect/registry/TypeOf.h"
+#include "reflect/type/Dir.h"
 
 namespace Kor {
 

@@ -14,7 +14,7 @@
 #include "platform/Lumen/IntfId.h"
 #include "platform/Lumen/IpAddr.h"
 #include "platform/Sideband/Fapmask.h"
-#include "reflect/TypeModule.h"
+#include "reflect/type/TypeModule.h"
 
 namespace Hardware::Loam {
 

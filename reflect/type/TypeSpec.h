@@ -1,9 +1,9 @@
 #pragma once
 
 /// A type's definition as plain data, computed from its declaration at compile time: what its type object is
-/// filled in from. One loop defines all types; reflect/TypeOf.h has what is computed.
+/// filled in from. One loop defines all types; reflect/registry/TypeOf.h has what is computed.
 
-#include "reflect/KorType.h"
+#include "reflect/type/KorType.h"
 #include "runtime/Texts.h"
 
 #include <algorithm>

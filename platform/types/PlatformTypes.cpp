@@ -1,7 +1,7 @@
-#include "platform/PlatformTypes.h"
+#include "platform/types/PlatformTypes.h"
 
 #include "attrlog/adapter/WireForm.h"
-#include "reflect/TypeOf.h"
+#include "reflect/registry/TypeOf.h"
 
 namespace Hardware::Loam {
 

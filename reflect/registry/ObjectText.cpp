@@ -1,6 +1,6 @@
-#include "reflect/Dir.h"
 #include "reflect/Text.h"
 #include "reflect/box/GenericIf.h"
+#include "reflect/type/Dir.h"
 #include "runtime/ClassName.h"
 
 #include <algorithm>
@@ -31,6 +31,18 @@ Ptr<Entity> childAt(Entity& parent, std::string_view attribute, std::string_view
     return child ? ptrCast<Entity>(unbox<Ptr<PtrInterface>>(*child)) : nullptr;
 }
 
+/// Where the ] behind a key is, or the end: within quotes a key may have brackets, slashes and quotes.
+std::size_t endOfKey(std::string_view path, std::size_t at) {
+    for (char quote = 0; at < path.size() && (quote != 0 || path[at] != ']'); ++at) {
+        if (path[at] == '\\') {
+            ++at;
+        } else if (quote == 0 ? path[at] == '\'' || path[at] == '"' : path[at] == quote) {
+            quote = quote == 0 ? path[at] : '\0';
+        }
+    }
+    return at;
+}
+
 /// What a path below an entity leads to.
 Ptr<Entity> below(Ptr<Entity> here, std::string_view path) {
     while (here && !path.empty()) {
@@ -38,9 +50,8 @@ Ptr<Entity> below(Ptr<Entity> here, std::string_view path) {
         auto const bracket = path.substr(0, slash).find('[');
         std::size_t length = std::min(slash, path.size());
         if (bracket != std::string_view::npos) {
-            auto const close = path.find("]/", bracket); // a key may have slashes
-            length = close != std::string_view::npos ? close + 1 : path.size();
-            if (path[length - 1] != ']') {
+            length = endOfKey(path, bracket + 1) + 1;
+            if (length > path.size() || (length < path.size() && path[length] != '/')) {
                 return nullptr;
             }
             here = childAt(*here, path.substr(0, bracket), path.substr(bracket + 1, length - bracket - 2));

@@ -1,7 +1,7 @@
-#include "attrlog/Demuxer.h"
+#include "attrlog/adapter/Demuxer.h"
 
 #include "attrlog/internal/Lookup.h"
-#include "reflect/AttrLogType.h"
+#include "reflect/type/AttrLogType.h"
 
 namespace Kor {
 
@@ -339,6 +339,14 @@ void Demuxer::close(String8 reason) {
     completed_.clear();
     out_->reverseLogIs(nullptr);
     in_->demuxerIs(nullptr);
+}
+
+Ptr<Entity> In::entityOf(EntityId id) const {
+    StreamAdapter* const adapter = demuxer_ != nullptr ? demuxer_->reactor(id) : nullptr;
+    if (adapter == nullptr && id.number() != 0) {
+        throwRangeException("record refers to an entity that is not there");
+    }
+    return adapter != nullptr ? adapter->korNotifierEntity() : nullptr;
 }
 
 ValidPtr<StreamAdapter> Demuxer::mountRoot(Ptr<Entity> const& entity, RootName name) {

@@ -1,9 +1,8 @@
-#include "reflect/KorType.h"
+#include "reflect/type/KorType.h"
 
-#include "reflect/IntrospectionReactor.h"
-#include "reflect/TypeModule.h"
-#include "reflect/TypeSpec.h"
-#include "reflect/box/GenericIf.h"
+#include "reflect/type/IntrospectionReactor.h"
+#include "reflect/type/TypeModule.h"
+#include "reflect/type/TypeSpec.h"
 
 #include <utility>
 
@@ -128,41 +127,18 @@ KorAttr const* KorType::attribute(AttributeId id) const {
 std::string_view KorType::meaning() const {
     return spec_->textOf("");
 }
-
 std::string_view KorType::header() const {
     return spec_->header;
 }
-
 std::span<NamedText const> KorType::texts() const {
     return spec_->texts;
 }
-
 KorType::Abilities KorType::abilities() const {
     return spec_->abilities;
 }
 
 Ptr<Entity> KorType::newEntity(Name const& name, Dir*) const {
     return spec_->ofName != nullptr ? spec_->ofName(name) : nullptr;
-}
-
-Ptr<GenericIf> KorType::genericIf(void const* value, bool isConst) const {
-    return spec_->ofValue != nullptr ? spec_->ofValue(value, isConst) : nullptr;
-}
-
-Ptr<GenericIf> KorType::genericIf(GenericIf const* arguments, bool) const {
-    return spec_->ofArguments != nullptr ? spec_->ofArguments(arguments) : nullptr;
-}
-
-Ptr<GenericIf> KorType::genericIf(String8 const& text, bool isConst) const {
-    return spec_->ofText != nullptr ? spec_->ofText(text, isConst) : nullptr;
-}
-
-Ptr<GenericIf> KorType::genericIf_(PtrInterface* object, bool isConst) const {
-    return spec_->ofObject != nullptr ? spec_->ofObject(object, isConst) : nullptr;
-}
-
-Ptr<GenericIf> KorType::genericIf(PtrInterface* object, bool isConst) {
-    return object != nullptr ? object->fwkType()->genericIf_(object, isConst) : nullptr;
 }
 
 void KorType::nestedTypeIs(Name const& name, KorType* type, KorTypeFlags const& flags) {
@@ -239,7 +215,6 @@ void KorAttr::describe(AttributeSpec const& spec, std::string_view meaning) {
 bool KorAttr::hasValue() const noexcept {
     return type_ != fwkTypeOf<Builtin<void*>>();
 }
-
 bool KorAttr::isOfEveryEntity() const noexcept {
     KorType const* const entity = Entity::_fwkType();
     return owner_->isA(entity) && entity->attribute(id_) != nullptr;
@@ -251,7 +226,6 @@ KorAttr* KorTypeAttr::attr(Name const& name) {
     Entry const* const found = attrs_.member(name);
     return found ? found->value.ptr() : nullptr;
 }
-
 KorAttr const* KorTypeAttr::attr(Name const& name) const {
     return const_cast<KorTypeAttr&>(*this).attr(name);
 }

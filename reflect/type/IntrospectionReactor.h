@@ -9,10 +9,10 @@
 ///     reactor->handleScopeExit();
 ///     reactor->handleScopeExit();
 ///
-/// The modules of types do this (reflect/TypeModule.h) while libraries are loaded; nobody else needs to, and
-/// nothing of it costs anything later. One thread.
+/// The modules of types do this (reflect/type/TypeModule.h) while libraries are loaded; nobody else needs to,
+/// and nothing of it costs anything later. One thread.
 
-#include "reflect/KorType.h"
+#include "reflect/type/KorType.h"
 
 #include <vector>
 
