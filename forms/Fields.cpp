@@ -134,29 +134,6 @@ Box defaultOf(KorType const& type) {
     return type.genericIf(static_cast<void const*>(nullptr), false);
 }
 
-namespace {
-
-constexpr std::pair<std::string_view, std::string_view> tags[] = {
-    {"AradLifAcP2pToAc", "lifAcP2pToAc"},
-    {"AradLifAcMp", "lifAcMp"},
-    {"AradLifAcP2pToPwe", "lifAcP2pToPwe"},
-    {"AradLifPweToP2p", "lifLabelPweP2p"},
-    {"AradLifLabelProtocolOrLsp", "lifLabelProtocolOrLsp"},
-};
-
-} // namespace
-
-std::string_view tagOf(KorType const& type) {
-    std::string_view const name = Kor::shortName(type.typeName().view());
-    auto const* const found = std::ranges::find(tags, name, [](auto const& each) { return each.first; });
-    return found == std::end(tags) ? std::string_view() : found->second;
-}
-
-KorType const* typeOfTag(std::string_view tag) {
-    auto const* const found = std::ranges::find(tags, tag, [](auto const& each) { return each.second; });
-    return found == std::end(tags) ? nullptr : findType(found->first);
-}
-
 bool isQuotedType(KorType const& type) {
     Scalar const scalar = type.abilities().scalar;
     if (scalar != Scalar::none || !type.isValue() || type.isEnumType()) {

@@ -48,11 +48,6 @@ KOR_EXPORT std::string signature(std::vector<Argument> const& arguments);
 
 /// A value of constants alone, which its type says all of.
 KOR_EXPORT bool isStateless(KorType const& type);
-/// The enumerator that makes a value of the base one of that derived type, and is another name for it: of an
-/// AradLifAcMp `lifAcMp`. Empty for other types.
-KOR_EXPORT std::string_view tagOf(KorType const& type);
-/// The other way round; null for a word that is no such enumerator.
-KOR_EXPORT KorType const* typeOfTag(std::string_view tag);
 /// A value whose text is in quotes, as that of its one attribute may be.
 KOR_EXPORT bool isQuotedType(KorType const& type);
 /// A bool.

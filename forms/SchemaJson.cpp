@@ -1,6 +1,7 @@
 #include "forms/SchemaJson.h"
 
 #include "forms/Fields.h"
+#include "forms/Kind.h"
 #include "forms/Text.h"
 #include "forms/Values.h"
 #include "model/LoamTunnelTypeList.h"

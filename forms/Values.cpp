@@ -2,6 +2,7 @@
 
 #include "attrlog/adapter/WireForm.h"
 #include "forms/Json.h"
+#include "forms/Kind.h"
 #include "forms/Text.h"
 #include "reflect/Text.h"
 #include "reflect/TypeName.h"
