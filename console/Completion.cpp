@@ -116,7 +116,8 @@ std::vector<std::string> Vocabulary::rootTypes() const {
 }
 
 std::vector<std::string> Vocabulary::enumerators(std::string const& type) const {
-    if (type == "bool") {
+    if (Kor::KorType const* const here = Kor::KorType::named(type);
+        here != nullptr && Forms::isBoolType(*here)) {
         return {"false", "true"};
     }
     Json const* const found = find(type);

@@ -134,37 +134,36 @@ Box defaultOf(KorType const& type) {
     return type.genericIf(static_cast<void const*>(nullptr), false);
 }
 
-namespace {
-
-constexpr std::pair<std::string_view, std::string_view> tags[] = {
-    {"AradLifAcP2pToAc", "lifAcP2pToAc"},
-    {"AradLifAcMp", "lifAcMp"},
-    {"AradLifAcP2pToPwe", "lifAcP2pToPwe"},
-    {"AradLifPweToP2p", "lifLabelPweP2p"},
-    {"AradLifLabelProtocolOrLsp", "lifLabelProtocolOrLsp"},
-};
-
-} // namespace
-
-std::string_view tagOf(KorType const& type) {
-    std::string_view const name = Kor::shortName(type.typeName().view());
-    auto const* const found = std::ranges::find(tags, name, [](auto const& each) { return each.first; });
-    return found == std::end(tags) ? std::string_view() : found->second;
-}
-
-KorType const* typeOfTag(std::string_view tag) {
-    auto const* const found = std::ranges::find(tags, tag, [](auto const& each) { return each.second; });
-    return found == std::end(tags) ? nullptr : findType(found->first);
-}
-
 bool isQuotedType(KorType const& type) {
-    Box const box = type.isEnumType() ? nullptr : defaultOf(type);
-    return box && box->strRep().view().starts_with('\'');
+    Scalar const scalar = type.abilities().scalar;
+    if (scalar != Scalar::none || !type.isValue() || type.isEnumType()) {
+        return scalar == Scalar::string || scalar == Scalar::buffer;
+    }
+    std::vector<Argument> const arguments = constructorArguments(type);
+    return arguments.size() == 1 && (arguments[0].type->isEnumType() || isQuotedType(*arguments[0].type));
+}
+
+bool isBoolType(KorType const& type) {
+    return type.abilities().scalar == Scalar::boolean;
 }
 
 bool isNumberType(KorType const& type) {
-    static constexpr std::string_view names[] = {"U8", "U16", "U32", "U64", "S32", "S64", "bool"};
-    return std::ranges::find(names, type.typeName().view()) != std::end(names);
+    Scalar const scalar = type.abilities().scalar;
+    return scalar == Scalar::number || scalar == Scalar::signedNumber || scalar == Scalar::boolean;
+}
+
+U64 mostOfType(KorType const& type) {
+    U32 const bits = 8 * type.size();
+    switch (type.abilities().scalar) {
+    case Scalar::boolean:
+        return 1;
+    case Scalar::number:
+        return ~U64{0} >> (64 - bits);
+    case Scalar::signedNumber:
+        return ~U64{0} >> (65 - bits);
+    default:
+        return 0;
+    }
 }
 
 Ptr<GenericIf> argumentsOf(std::vector<Box> const& boxes) {
@@ -193,14 +192,13 @@ Box boxOfNumber(KorType const& type, U64 number) {
         return type.genericIf(static_cast<void const*>(&of), false);
     }
     ExactNumbers const exact;
-    return type.genericIf(type.typeName() == "bool" ? String8(number != 0 ? "True" : "False")
-                                                    : String8(std::to_string(number)),
-                          false);
+    return type.genericIf(
+        isBoolType(type) ? String8(number != 0 ? "True" : "False") : String8(std::to_string(number)), false);
 }
 
 std::vector<std::string> Field::words() const {
     std::vector<std::string> all;
-    if (type->typeName() == "bool") {
+    if (isBoolType(*type)) {
         all = {"false", "true"};
     } else if (type->isEnumType()) {
         for (auto const& each : type->attributes()) {
@@ -286,9 +284,8 @@ private:
     void parts() {
         for (bool const flag : {true, false}) {
             for (auto const& each : type_.attributes()) {
-                if (!each->shape().isOperation() || each->arguments().size() != 1 ||
-                    each->arguments()[0].type != "bool" || !each->hasValue() ||
-                    setterOf(*each, 2) == nullptr) {
+                if (!each->shape().isOperation() || each->arguments().size() != 1 || !each->hasValue() ||
+                    setterOf(*each, 2) == nullptr || !isBoolType(*operationArguments(*each)[0].type)) {
                     continue;
                 }
                 std::string prefix(each->arguments()[0].name.view());
@@ -353,18 +350,16 @@ private:
             }
             return most;
         }
-        static std::map<std::string_view, U64> const widest{
-            {"bool", 1}, {"U8", 0xff}, {"U16", 0xffff}, {"U32", 0xffffffff}, {"U64", ~U64{0}}};
-        auto const found = widest.find(type.typeName().view());
-        if (found == widest.end()) {
+        if (!isNumberType(type) || type.abilities().scalar == Scalar::signedNumber) {
             return 0;
         }
+        U64 const widest = mostOfType(type);
         U64 kept = 0;
-        if (keeps(field, found->second, &kept) || (kept != 0 && keeps(field, kept))) {
+        if (keeps(field, widest, &kept) || (kept != 0 && keeps(field, kept))) {
             return kept;
         }
         U64 low = 0;
-        for (U64 high = found->second; low < high;) {
+        for (U64 high = widest; low < high;) {
             U64 const middle = low + (high - low) / 2 + 1;
             if (keeps(field, middle)) {
                 low = middle;

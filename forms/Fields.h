@@ -48,15 +48,14 @@ KOR_EXPORT std::string signature(std::vector<Argument> const& arguments);
 
 /// A value of constants alone, which its type says all of.
 KOR_EXPORT bool isStateless(KorType const& type);
-/// The enumerator that makes a value of the base one of that derived type, and is another name for it: of an
-/// AradLifAcMp `lifAcMp`. Empty for other types.
-KOR_EXPORT std::string_view tagOf(KorType const& type);
-/// The other way round; null for a word that is no such enumerator.
-KOR_EXPORT KorType const* typeOfTag(std::string_view tag);
-/// A value, or an enumeration, whose text is in quotes.
+/// A value whose text is in quotes, as that of its one attribute may be.
 KOR_EXPORT bool isQuotedType(KorType const& type);
+/// A bool.
+KOR_EXPORT bool isBoolType(KorType const& type);
 /// A whole number or a bool.
 KOR_EXPORT bool isNumberType(KorType const& type);
+/// The largest number of such a type by itself; 0 for others.
+KOR_EXPORT U64 mostOfType(KorType const& type);
 /// The default of a value.
 KOR_EXPORT Box defaultOf(KorType const& type);
 /// Arguments in a box, as constructors and operations take them.

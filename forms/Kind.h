@@ -3,7 +3,7 @@
 /// A kind of entry that becomes a row of a chip: a value class, the table and variant of the row, and its
 /// encoder. A kind is one declaration in forms/Kinds.cpp:
 ///
-///     kindOf<AradLifAcMp, LifTable>(1, AradLifAcMp(lifAcMp))
+///     lif<AradLifAcMp>(lifAcMp)
 ///
 /// Its fields are those of the value (forms/Fields.h). What the encoder requires of the caller, and the
 /// widths do not say, is declared as limits.
@@ -50,6 +50,12 @@ struct KOR_EXPORT Kind {
 
 /// All kinds, declared in forms/Kinds.cpp.
 KOR_EXPORT std::vector<Kind> const& allKinds();
+
+/// The enumerator that makes a value of the base one of that derived type, and is another name for it: of an
+/// AradLifAcMp `lifAcMp`. Empty for other types.
+KOR_EXPORT std::string_view tagOf(KorType const& type);
+/// The other way round; null for a word that is no such enumerator.
+KOR_EXPORT KorType const* typeOfTag(std::string_view tag);
 
 /// The kind of that name or other name, WrongUsage when there is none that can be written to a row.
 KOR_EXPORT Kind const& kindNamed(std::string_view word);

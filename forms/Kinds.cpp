@@ -5,6 +5,8 @@
 #include "tables/OutAcBank.h"
 #include "values/LoamTunnelTypes.h"
 
+#include <algorithm>
+#include <utility>
 #include <vector>
 
 namespace Kor::Forms {
@@ -17,11 +19,11 @@ using Hardware::layout::chips;
 
 /// The kind of V, whose entries become rows of that variant of Row.
 template <class V, class Row>
-Kind kindOf(U8 variant, std::vector<Limit> limits = {}) {
+Kind kindOf(U8 variant, std::vector<Limit> limits = {}, std::string alias = {}) {
     KorType const& type = *V::_fwkType();
     return {
         shortName(type),
-        std::string(tagOf(type)),
+        std::move(alias),
         tableInfo(Row::tableName),
         variant,
         std::move(limits),
@@ -36,10 +38,11 @@ Kind kindOf(U8 variant, std::vector<Limit> limits = {}) {
         }};
 }
 
-/// A view of a LIF entry; its type gives the variant.
+/// A view of a LIF entry, whose type is its other name and gives the variant.
 template <class View>
 Kind lif(LifType type, std::vector<Limit> limits = {}) {
-    return kindOf<View, LifTable>(View(type).variant(), std::move(limits));
+    return kindOf<View, LifTable>(View(type).variant(), std::move(limits),
+                                  std::string(stringValue(type).view()));
 }
 
 } // namespace
@@ -56,6 +59,16 @@ std::vector<Kind> const& allKinds() {
         kindOf<EvecValue, EvecTable>(0),
     };
     return all;
+}
+
+std::string_view tagOf(KorType const& type) {
+    auto const found = std::ranges::find(allKinds(), &type, &Kind::type);
+    return found != allKinds().end() ? found->alias : std::string_view();
+}
+
+KorType const* typeOfTag(std::string_view tag) {
+    auto const found = std::ranges::find(allKinds(), tag, &Kind::alias);
+    return tag.empty() || found == allKinds().end() ? nullptr : found->type;
 }
 
 std::vector<Field> Kind::fields() const {

@@ -1,10 +1,12 @@
 #include "forms/SchemaJson.h"
 
 #include "forms/Fields.h"
+#include "forms/Kind.h"
 #include "forms/Text.h"
 #include "forms/Values.h"
 #include "model/LoamTunnelModule.h"
 #include "reflect/type/AttrLogType.h"
+#include "reflect/type/TypeModule.h"
 
 #include <algorithm>
 #include <iterator>
@@ -65,51 +67,6 @@ void writeValue(JsonWriter& json, std::string_view name, Box const& value) {
     }
 }
 
-/// The bits that a constructor sets whatever it is given.
-U64 bitsAlways(KorType const& type, Field const& field) {
-    std::vector<Argument> const arguments = constructorArguments(type);
-    if (!field.isStored || arguments.size() != 1 || !isNumberType(*field.type)) {
-        return 0;
-    }
-    try {
-        return numberOf(*field.get(*type.genericIf(argumentsOf({boxOfNumber(*field.type, 0)}).ptr(), true)));
-    } catch (Kor::Exception const&) {
-        return 0; // one that does not take 0
-    }
-}
-
-/// Whether a reader of the value's bytes refuses what the field cannot hold, although a reader of a field's
-/// bytes alone does not: it is tried with all bits set.
-bool isCheckedOnWire(KorType const& type, Field const& field) {
-    if (!field.isStored || isNumberType(*field.type)) {
-        return false;
-    }
-    auto const isRefused = [](KorType const& read, std::string const& bytes) {
-        try {
-            readWire(read, bytes);
-            return false;
-        } catch (Kor::Exception const&) {
-            return true;
-        }
-    };
-    auto const bytesOf = [](Box const& value) { return wireText(*value); };
-    constexpr std::size_t digits = 3; // and a blank, of a byte
-    std::string whole = bytesOf(defaultOf(type));
-    std::size_t at = 0;
-    for (Argument const& each : constructorArguments(type)) {
-        std::string bytes = bytesOf(fieldNamed(type, each.name).get(*defaultOf(type)));
-        if (each.name == field.name) {
-            std::string all = bytes;
-            std::ranges::replace_if(
-                all, [](char c) { return c != ' '; }, 'f');
-            whole.replace(at, bytes.size(), all);
-            return isRefused(type, whole) && !isRefused(*field.type, all);
-        }
-        at += bytes.size() / digits * digits + digits;
-    }
-    return false;
-}
-
 void writeAttribute(JsonWriter& json, KorType const& type, KorAttr const& attr) {
     Shape const& shape = attr.shape();
     json.beginObject().string("name", attr.name().view());
@@ -148,10 +105,10 @@ void writeAttribute(JsonWriter& json, KorType const& type, KorAttr const& attr) 
         if (isNumberType(*field->type)) {
             json.string("most", std::to_string(field->most)).string("words", field->refusal);
         }
-        if (isCheckedOnWire(type, *field)) {
+        if (shape.checkedOnWire) {
             json.boolean("checkedOnWire", true);
         }
-        if (U64 const always = bitsAlways(type, *field); always != 0) {
+        if (U64 const always = type.abilities().always; shape.isField() && always != 0) {
             json.string("always", std::to_string(always));
         }
     } else if (shape.role == Role::singleton && attr.type()->isValue()) {
@@ -179,8 +136,8 @@ void writeObjectSchema(JsonWriter& json, KorType const& type) {
     for (Argument const& each : constructorArguments(type)) {
         Field const& field = fieldNamed(type, each.name);
         json.key(each.name);
-        bool const isNarrow = isNumberType(*field.type) && field.type->typeName() != "bool" &&
-                              field.type->typeName() != "U64" && field.most != 0;
+        bool const isNarrow = field.type->abilities().scalar == Scalar::number &&
+                              field.type->size() < sizeof(U64) && field.most != 0;
         if (isNarrow) {
             json.beginObject().key("anyOf").beginArray();
             json.beginObject()
@@ -202,12 +159,11 @@ void writeObjectSchema(JsonWriter& json, KorType const& type) {
 }
 
 void writeValueSchema(JsonWriter& json, KorType const& type) {
-    std::string_view const name = textOfName(&type);
-    if (name == "bool") {
+    if (isBoolType(type)) {
         json.beginObject().string("type", "boolean").end();
     } else if (isNumberType(type)) {
-        bool const isSigned = name[0] == 'S'; // U8 to U64, S32 and S64
-        U64 const half = U64{1} << (std::stoul(std::string(name.substr(1))) - 1);
+        bool const isSigned = type.abilities().scalar == Scalar::signedNumber;
+        U64 const half = U64{1} << (8 * type.size() - 1);
         json.beginObject().key("anyOf").beginArray();
         json.beginObject()
             .string("type", "integer")
@@ -346,7 +302,7 @@ std::vector<SchemaType> schemaTypes(std::vector<KorType*> const& types) {
     }
     std::map<std::string_view, KorType const*> others;
     auto const take = [&](KorType const* type) {
-        if (type != nullptr && !isNumberType(*type) && textOfName(type).find('<') == std::string_view::npos &&
+        if (type != nullptr && !isNumberType(*type) && type != fwkTypeOf<Builtin<void*>>() &&
             known.insert(type).second) {
             all.push_back({type, true});
             others.emplace(textOfName(type), type);

@@ -2,6 +2,7 @@
 
 #include "attrlog/adapter/WireForm.h"
 #include "forms/Json.h"
+#include "forms/Kind.h"
 #include "forms/Text.h"
 #include "reflect/Text.h"
 #include "reflect/TypeName.h"
@@ -82,20 +83,10 @@ std::string_view withoutParentheses(std::string_view text) {
         message.append(bits == 1 ? " bit" : " bits").append(", at most ").append(std::to_string(most)));
 }
 
-/// The largest number of a type by itself.
-U64 mostOfType(KorType const& type) {
-    std::string_view const name = type.typeName().view();
-    return name == "bool"  ? 1
-           : name == "U8"  ? 0xff
-           : name == "U16" ? 0xffff
-           : name == "U32" ? 0xffffffff
-                           : ~U64{0};
-}
-
 Box readSigned(KorType const& type, std::string_view text, std::string_view where) {
     bool const isNegative = text.starts_with('-');
     std::string_view const digits = text.substr(isNegative || text.starts_with('+') ? 1 : 0);
-    U64 const most = type.typeName() == "S32" ? 0x7fffffff : ~U64{0} >> 1;
+    U64 const most = mostOfType(type);
     std::optional<U64> const number = parseNumber(digits);
     if (number && *number <= most + (isNegative ? 1 : 0)) {
         return type.genericIf(String8((isNegative ? "-" : "") + std::to_string(*number)), false);
@@ -111,7 +102,7 @@ Box readSigned(KorType const& type, std::string_view text, std::string_view wher
 
 Box readNumber(KorType const& type, std::string_view text, std::optional<U64> bound, std::string_view where) {
     U64 const most = bound.value_or(mostOfType(type));
-    if (type.typeName() == "bool") {
+    if (isBoolType(type)) {
         bool const isTrue = text == "true" || text == "True";
         bool const isFalse = text == "false" || text == "False";
         std::optional<U64> const number = parseNumber(text);
@@ -120,7 +111,7 @@ Box readNumber(KorType const& type, std::string_view text, std::optional<U64> bo
         }
         return boxOf(isTrue || number == U64{1});
     }
-    if (type.typeName().view().starts_with('S')) {
+    if (type.abilities().scalar == Scalar::signedNumber) {
         return readSigned(type, text, where);
     }
     std::string_view const digits = text.starts_with('+') ? text.substr(1) : text;
@@ -514,7 +505,7 @@ Box ofJson(Json const& json, KorType const& type, std::optional<U64> most, std::
         return readEnumerator(type, json.text, where);
     }
     if (isNumberType(type)) {
-        bool const isBool = type.typeName() == "bool";
+        bool const isBool = isBoolType(type);
         if (json.kind != (isBool ? Json::Kind::boolean : Json::Kind::number) &&
             (isBool || json.kind != Json::Kind::string)) {
             refuse(isBool ? " is neither true nor false" : " is no number");
@@ -752,7 +743,7 @@ Box readList(std::string const& what, std::vector<Argument> const& arguments, st
                 word = named.substr(head.size());
             }
         }
-        if (argument.type->typeName() == "Kor::BytePtr") {
+        if (argument.type->abilities().scalar == Scalar::buffer) {
             throw Refused(what + " takes a buffer, which has no text; see loamtunnel encode for rows");
         }
         boxes.push_back(readValue(*argument.type, word, find, argument.name));
@@ -783,7 +774,7 @@ Box makeNew(KorType const& type, std::string_view name, std::string_view text, F
             }
         }
         std::string const own = quoted(name);
-        if (text.empty() && arguments.size() == 1 && arguments[0].type->typeName() == "Kor::Name") {
+        if (text.empty() && arguments.size() == 1 && arguments[0].type == fwkTypeOf<Name>()) {
             text = own;
         }
         Box box = type.genericIf(readList(what, arguments, text, find).ptr(), false);
@@ -811,7 +802,7 @@ std::string shortText(GenericIf const& value) {
     if (!own.isValue()) {
         return std::string(text);
     }
-    if (text.starts_with('\'')) {
+    if (isQuotedType(own)) {
         std::string inside(strepToValue<String8>(rep).view());
         return isPlain(inside) ? inside : std::string(text);
     }
@@ -835,9 +826,9 @@ void writeJson(JsonWriter& writer, GenericIf const& value) {
     if (type.isEnumType()) {
         writer.string(text.substr(1, text.size() - 2));
     } else if (isNumberType(type)) {
-        bool const isWide = type.typeName() == "U64" || type.typeName() == "S64";
+        bool const isWide = type.size() == sizeof(U64);
         isWide ? writer.string(text) : writer.raw(text == "True" ? "true" : text == "False" ? "false" : text);
-    } else if (text.starts_with('\'')) {
+    } else if (isQuotedType(type) || type.isEntity()) { // an entity by its name
         String8 const inside = strepToValue<String8>(rep);
         if (!isUtf8(inside.view())) {
             throw Refused(shown(text) + " has bytes that are no UTF-8, which JSON cannot hold; wire can");

@@ -3,7 +3,7 @@
 /// The attributes that values and entities are declared with. Each says its name, its types and its shape
 /// (reflect/Shape.h), and exists at compile time alone:
 ///
-///     Stored, Settable, View, Constant, Computed      of values (reflect/Value.h)
+///     Stored, Settable, CheckedOnWire, View, ...      of values (reflect/Value.h)
 ///     Operation, ClassOperation, Arg                  of both
 ///     KeyAttribute, FixedAttribute, Singleton, ...    of entities (reflect/entity/EntityPattern.h)
 ///
@@ -141,6 +141,12 @@ struct Stored : detail::Named<NameType, T> {
 template <class NameType, class T, auto... Initial>
 struct Settable : Stored<NameType, T, Initial...> {
     static constexpr Shape shape{.role = Role::field, .settable = true};
+};
+
+/// Stored. It is checked when it comes from an attribute log, where its type by itself is not.
+template <class NameType, class T, auto... Initial>
+struct CheckedOnWire : Stored<NameType, T, Initial...> {
+    static constexpr Shape shape{.role = Role::field, .checkedOnWire = true};
 };
 
 /// Bits First to Last of a stored word, for reading and writing.

@@ -43,6 +43,8 @@ struct Shape {
     bool isVirtual = false;
     /// It goes to peers on an attribute log.
     bool travels = false;
+    bool checkedOnWire = false; ///< within this value, though a peer may send its type by itself unchecked
+    bool byOperation = false;   ///< computed by one, as its flag words tell
     /// Whether it has an id of its own: an override of an operation keeps that of the base.
     bool hasId = true;
 

@@ -23,8 +23,8 @@
 /// A view's setter keeps the low bits of what it is given and cannot fail. A class declares a range by a
 /// member `void korCheck() const` that throws: the constructor from attributes checks it, and a setter that
 /// changes nothing does nothing; otherwise it stores first, so that a refused value stays stored when the
-/// exception leaves. What comes from an attribute log is checked where a member `korChecksWire` is true. A
-/// class that does more to what it is made from has a member `void korMake()`.
+/// exception leaves. What comes from an attribute log is checked where a member `korChecksWire` is true, or
+/// where a value has it as CheckedOnWire. Bits of a class of one number that are always set are `korAlways`.
 
 #include "reflect/Attributes.h"
 #include "reflect/FwkType.h"
@@ -133,8 +133,7 @@ public:
     }
 
     template <AttrLogReader In>
-    Stock([[maybe_unused]] In* in, StreamBogon)
-        : storage_{in->template next<typename S::Type>()...} { // braces: in order
+    Stock([[maybe_unused]] In* in, StreamBogon) : storage_{nextOf<S>(in)...} { // braces: in order
         if constexpr (requires { requires Self::korChecksWire; }) {
             made();
         }
@@ -147,12 +146,23 @@ protected:
     [[no_unique_address]] Storage<S...> storage_;
 
 private:
+    template <class, class>
+    friend class Stock;
     constexpr void made() {
-        if constexpr (requires(Self & self) { self.korMake(); }) {
-            static_cast<Self&>(*this).korMake();
-        } else if constexpr (requires(Self const& self) { self.korCheck(); }) {
+        if constexpr (requires(Self const& self) { self.korCheck(); }) {
             static_cast<Self const&>(*this).korCheck();
         }
+        if constexpr (requires { Self::korAlways; }) {
+            storage_.template at<At<0>>() |= Self::korAlways;
+        }
+    }
+    template <class A, class In>
+    static typename A::Type nextOf(In* in) {
+        auto value = in->template next<typename A::Type>();
+        if constexpr (A::shape.checkedOnWire) {
+            value.made();
+        }
+        return value;
     }
 };
 

@@ -1,10 +1,11 @@
 #pragma once
 
-/// The scalar names of the library: unsigned by width in bits, and the signed 32 bits.
+/// The scalars of the library: their names, by width in bits, and what they are to a tool.
 
 #include "runtime/Texts.h"
 
 #include <cstdint>
+#include <type_traits>
 
 /// What programs outside of the library get at: a class, a function, a variable.
 #define KOR_EXPORT __attribute__((visibility("default")))
@@ -23,6 +24,30 @@ using AttributeId = S32;
 
 /// A raw byte buffer that the caller owns.
 using BytePtr = U8*;
+
+/// What a type is that has no attributes: what its text is, and how a tool writes and reads it.
+enum class Scalar : U8 {
+    none,         ///< it has attributes or enumerators, or is an object
+    boolean,      ///< True or False
+    number,       ///< without a sign; its size says how far it goes
+    signedNumber, ///< the same with one
+    string,       ///< characters in quotes, also those that stand for something else
+    buffer,       ///< bytes of the caller's, which no text tells
+};
+
+/// That of a T without attributes.
+template <class T>
+consteval Scalar scalarOf() {
+    if constexpr (std::is_integral_v<T>) {
+        return std::is_same_v<T, bool> ? Scalar::boolean
+               : std::is_signed_v<T>   ? Scalar::signedNumber
+                                       : Scalar::number;
+    } else if constexpr (std::is_pointer_v<T>) {
+        return Scalar::buffer;
+    } else {
+        return std::is_class_v<T> ? Scalar::string : Scalar::none;
+    }
+}
 
 // clang-format off
 consteval auto korTextsOf(std::type_identity<bool>) { return texts("", "True or false: a type of C++ itself, which no header declares"); }

@@ -169,9 +169,9 @@ void addQueue(Functions& all, std::string const& x, Spelling const& spelling) {
 namespace {
 
 /// Of U8, S32 and their like, whose full names have no namespace.
-bool isNumber(std::string_view name) {
-    return name.size() <= 3 && (name[0] == 'U' || name[0] == 'S') &&
-           name.find_first_not_of("0123456789", 1) == std::string_view::npos;
+bool isNumber(std::string_view fullName) {
+    KorType const* const type = KorType::named(fullName);
+    return type != nullptr && isNumberType(*type) && !isBoolType(*type);
 }
 
 } // namespace
@@ -592,8 +592,8 @@ private:
         if (hooks.empty()) {
             return;
         }
-        std::string const base = textOf(type.base()->typeName());
-        bool const isRoot = base == "Kor::Entity" || base == "Kor::PtrInterface";
+        bool const isRoot = type.base() == Kor::fwkTypeOf<Kor::Entity>() ||
+                            type.base() == Kor::fwkTypeOf<Kor::PtrInterface>();
         line();
         comment("Hears of changes: derive from it and override hooks (Kor::observe).");
         line("class Notifiee : public " + spelledName(*type.base()) +

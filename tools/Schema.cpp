@@ -109,7 +109,8 @@ struct TypeText {
             std::string signature = each.at("name").text;
             if (each.at("keyed").text == "true") {
                 signature += '[' + brief(each.at("keyType").text) + ']';
-            } else if (each.at("role").text.ends_with("peration")) {
+            } else if (std::string const& role = each.at("role").text;
+                       role == "operation" || role == "classOperation") {
                 signature += '(' + join(typed(each.at("args")), ", ") + ')';
             }
             Json const& flags = each.at("flags");

@@ -40,7 +40,7 @@ public:
 class EvecEntry
     : public Kor::ValueOf<EvecEntry,
           Stored<name::key, EvecKey>,
-          Stored<name::format, EvecFormat>> {
+          CheckedOnWire<name::format, EvecFormat>> {
 public:
     static constexpr auto korTexts = Kor::texts(
         "", "A slot and the egress VLAN edit command in it",
@@ -48,9 +48,6 @@ public:
         "format", "The command. Read off an attribute log it always has membershipCheckType 1");
 
     using ValueOf::ValueOf;
-    /// Raises Kor::RangeException for a command above 0x7ffff, and sets its membership check.
-    template <Kor::AttrLogReader In>
-    EvecEntry(In* in, Kor::StreamBogon bogon) : ValueOf{EvecKey(in, bogon), EvecFormat(in->nextU32())} {}
 
     constexpr bool operator!() const { return !key(); }
 };

@@ -51,6 +51,8 @@ public:
         "outerVlanIdSrcIs", "Sets the field outerVidSrc to the low 3 bits of the number");
 
     static constexpr U32 limit = 0x7ffff;
+    /// What is made from a number always checks the membership.
+    static constexpr U32 korAlways = 0x40000;
 
     using ValueOf::ValueOf;
 
@@ -60,11 +62,6 @@ public:
     constexpr EveVlanIdSource outerVlanIdSrc() const { return static_cast<EveVlanIdSource>(outerVidSrc()); }
     constexpr void outerVlanIdSrcIs(EveVlanIdSource src) { outerVidSrcIs(static_cast<U8>(src & 7)); }
 
-    /// What is made from a number always checks the membership.
-    constexpr void korMake() {
-        korCheck();
-        membershipCheckTypeIs(1);
-    }
     /// Raises Kor::RangeException when `value` is above 0x7ffff.
     constexpr void korCheck() const {
         if (value() > limit) {

@@ -94,6 +94,7 @@ namespace Hardware::LoamTunnel {
 namespace name = Kor::name;
 
 using Kor::Arg;
+using Kor::CheckedOnWire;
 using Kor::ClassOperation;
 using Kor::Constant;
 using Kor::Operation;

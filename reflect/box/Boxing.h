@@ -240,8 +240,7 @@ struct KeyedBoxing {
         }
     }
     static Map& map(void* object) {
-        return const_cast<Map&>(
-            Forms::map(*static_cast<T const*>(object))); // for its members; it stays as it is
+        return const_cast<Map&>(Forms::map(*static_cast<T const*>(object))); // for its members
     }
     template <class Member>
     static Ptr<GenericIf> boxMember(Member& member, bool isConst) {

@@ -4,6 +4,7 @@
 #include "reflect/type/TypeSpec.h"
 #include "runtime/Contract.h"
 
+#include <map>
 #include <new>
 #include <string>
 #include <utility>
@@ -16,15 +17,11 @@ namespace {
 
 std::string opName(GenericIf::OpId op) {
     using Op = GenericIf::AttributeOp;
-    constexpr std::pair<GenericIf::OpId, char const*> names[] = {
+    std::map<GenericIf::OpId, char const*> const names{
         {Op::get, "get"},       {Op::count, "count"}, {Op::version, "version"}, {Op::contains, "contains"},
         {Op::equals, "equals"}, {Op::set, "set"},     {Op::del, "delete"}};
-    for (auto const& [id, name] : names) {
-        if (id == op) {
-            return name;
-        }
-    }
-    return "operation " + std::to_string(static_cast<U32>(op));
+    auto const at = names.find(op);
+    return at != names.end() ? at->second : "operation " + std::to_string(static_cast<U32>(op));
 }
 
 /// The attribute of an id that a type does not have.

@@ -7,20 +7,15 @@ namespace Kor {
 
 namespace {
 
-constexpr Shape computed{.role = Role::computed};
-constexpr Shape operation{.role = Role::operation};
+constexpr Shape computed{.role = Role::computed, .byOperation = true};
 constexpr Shape virtualOperation{.role = Role::operation, .isVirtual = true};
-
-constexpr AttributeSpec read(std::string_view name, AttributeId id, TypeSeed::Get type) {
-    return {.name = name, .id = id, .shape = computed, .type = type, .toldAs = &operation};
-}
 
 /// Attributes of every entity. The ids between are those of records of the attribute log.
 constexpr AttributeSpec entityAttributes[] = {
     {"name", Entity::nameAttr, Shape{.role = Role::field}, fwkTypeOf<Name>},
-    read("version", Entity::versionAttr, fwkTypeOf<U32>),
-    read("mutableReads", Entity::mutableReadsAttr, fwkTypeOf<U32>),
-    read("fullName", Entity::fullNameAttr, fwkTypeOf<String8>),
+    {"version", Entity::versionAttr, computed, fwkTypeOf<U32>},
+    {"mutableReads", Entity::mutableReadsAttr, computed, fwkTypeOf<U32>},
+    {"fullName", Entity::fullNameAttr, computed, fwkTypeOf<String8>},
     {"korNboAttrLogSaForMsgChannel", 153, virtualOperation, fwkTypeOf<Builtin<void*>>},
     {"korHasAttrLogInterface", Entity::korHasAttrLogInterfaceAttr, virtualOperation, fwkTypeOf<bool>},
 };

@@ -36,8 +36,7 @@ struct Parameters<R (*)(P...) noexcept(isNoexcept)> {
 template <class C, class R, class... P, bool isNoexcept>
 struct Parameters<R (C::*)(P...) const noexcept(isNoexcept)> : Parameters<R (*)(P...)> {};
 template <class C, class R, class... P, bool isNoexcept>
-struct Parameters<R (C::*)(P...) noexcept(isNoexcept)> {
-    using type = AttributeList<P...>;
+struct Parameters<R (C::*)(P...) noexcept(isNoexcept)> : Parameters<R (*)(P...)> {
     static constexpr bool isConst = false;
 };
 
@@ -162,12 +161,12 @@ template <class T>
 constexpr KorType::Abilities abilitiesOf() {
     KorType::Abilities abilities;
     if constexpr (!std::derived_from<T, PtrInterface>) {
-        abilities.isOrdered = requires(T const& a) {
-            a < a;
-        };
-        abilities.isNullable = std::is_class_v<T> && requires(T const& a) {
-            !a;
-        };
+        abilities.isOrdered = std::is_invocable_v<std::less<>, T const&, T const&>;
+        abilities.isNullable = std::is_class_v<T> && std::is_invocable_v<std::logical_not<>, T const&>;
+        abilities.scalar = !Declared<T> && isBoxed<T> ? scalarOf<T>() : Scalar::none;
+        if constexpr (requires { T::korAlways; }) {
+            abilities.always = T::korAlways;
+        }
     } else if constexpr (requires { T::korHasFactory; }) {
         abilities.hasFactory = T::korHasFactory;
     } else {
@@ -181,8 +180,7 @@ template <class T>
 constexpr auto constructorArguments() {
     if constexpr (!PatternEntity<T>) {
         return ArgumentSpecs<StoredIn<T>>::specs;
-    } else if constexpr (std::is_constructible_v<T,
-                                                 typename T::ConstructorArgument>) { // from nothing it is not
+    } else if constexpr (std::is_constructible_v<T, typename T::ConstructorArgument>) {
         return std::array{ArgumentSpec{constructorArgumentName<T>(),
                                        typeName<RegisteredType<typename T::ConstructorArgument>>()}};
     } else {
@@ -218,9 +216,6 @@ struct DeclaredSpec<T, AttributeList<A...>> {
         }
         return specs;
     }();
-    static_assert(isWholly(TextsOf<T>::all, attributes),
-                  "korTexts lacks the class or one of its attributes, or names something that is none");
-    static_assert(isShort(TextsOf<T>::all), "a text of korTexts is empty or longer than 160 characters");
     static constexpr auto arguments = constructorArguments<T>();
 };
 
@@ -229,7 +224,6 @@ template <class T>
 struct SpecOf {
     static constexpr std::array<AttributeSpec, 0> attributes{};
     static constexpr std::array<ArgumentSpec, 0> arguments{};
-    static_assert(isWholly(TextsOf<T>::all, attributes) && isShort(TextsOf<T>::all), "as in DeclaredSpec");
 };
 template <Declared T>
 struct SpecOf<T> : DeclaredSpec<T, typename T::Attributes> {};
@@ -244,9 +238,6 @@ struct SpecOf<T> {
         });
         return specs;
     }();
-    static_assert(
-        isWholly(TextsOf<T>::all, attributes) && isShort(TextsOf<T>::all),
-        "the texts of KOR_ENUMERATION lack the enumeration or an enumerator, or name one that is none");
     static constexpr std::array<ArgumentSpec, 0> arguments{};
 };
 
@@ -263,6 +254,9 @@ constexpr bool isMadeByName() {
 /// What T's declaration tells, and how its boxes and objects are made.
 template <class T>
 constexpr TypeSpec specOf() {
+    static_assert(isWholly(TextsOf<T>::all, SpecOf<T>::attributes),
+                  "the texts lack the type, an attribute or an enumerator, or name something that is none");
+    static_assert(isShort(TextsOf<T>::all), "a text is empty or longer than 160 characters");
     constexpr bool isObject = std::derived_from<T, PtrInterface>;
     constexpr bool isBoxedObject =
         Declared<T> || std::is_same_v<T, Entity> || std::is_same_v<T, PtrInterface>;

@@ -26,6 +26,7 @@ AttributeFlags flagsOf(Shape const& shape) {
     bool const isStored = byConstructor || isChanging;
     bool const isClass = shape.role == Role::constant || shape.role == Role::classOperation;
     bool const isEnumerator = shape.role == Role::enumerator;
+    bool const isCalled = shape.isOperation() || shape.byOperation;
     bool const isFixed = (byConstructor && !shape.settable) || shape.role == Role::constant || isEnumerator;
 
     AttributeFlags made;
@@ -39,7 +40,7 @@ AttributeFlags flagsOf(Shape const& shape) {
     mark(word0, isStored, 0x100);
     mark(word0, shape.isVirtual, 0x2000);
     mark(word0, shape.role != Role::fwkKey, 0x20000);
-    mark(word0, !shape.isOperation() && !isEnumerator, 0x200000);
+    mark(word0, !isCalled && !isEnumerator, 0x200000);
     mark(word0, shape.keyed, 0x1800000);
     mark(word0, shape.keyed && shape.holdsObjects(), 0x8000000);
 
@@ -54,7 +55,7 @@ AttributeFlags flagsOf(Shape const& shape) {
 
     U32& introspection = made.introspection.word;
     mark(introspection, isStored, 2);
-    mark(introspection, shape.isOperation(), 8);
+    mark(introspection, isCalled, 8);
     mark(introspection, shape.keyInside, 32);
     return made;
 }
@@ -64,7 +65,7 @@ void attributeIs(KorType& self, IntrospectionReactor& reactor, AttributeSpec con
     Name const name = String8(spec.name);
     KorTypeAttr& attrs = *self.typeAttr();
     KorType* const keyType = spec.keyType != nullptr ? spec.keyType() : nullptr;
-    AttributeFlags const flags = flagsOf(spec.toldAs != nullptr ? *spec.toldAs : spec.shape);
+    AttributeFlags const flags = flagsOf(spec.shape);
     if (!spec.shape.isOperation() && !spec.shape.keyInside) {
         reactor.defNoninstantiatingAttr(&self, name, spec.type(), keyType, flags.flags, flags.introspection,
                                         spec.id);
@@ -78,8 +79,7 @@ void attributeIs(KorType& self, IntrospectionReactor& reactor, AttributeSpec con
         meaning = inherited->meaning();
     }
     attrs.attrDel(name);
-    Ptr<KorAttr> const made = attrs.attrIs(name, spec.type(), attrs.attr(String8(spec.keyAttribute)), nullptr,
-                                           flags.flags, spec.id);
+    Ptr<KorAttr> const made = attrs.attrIs(name, spec.type(), nullptr, nullptr, flags.flags, spec.id);
     made->keyTypeIs(keyType);
     made->describe(spec, meaning);
     made->introspectionFlagsIs(flags.introspection);
@@ -177,9 +177,9 @@ void KorType::korDefine(IntrospectionReactor& reactor, std::function<void()> con
     }
     if (spec_->flags.isEnumType) { // its value, which no order has
         AttributeSpec const value{"value", 1, {.role = Role::field}, nullptr};
-        typeAttr()
-            ->attrIs("value", this, nullptr, nullptr, flagsOf(value.shape).flags, 1)
-            ->describe(value, {});
+        KorAttr* const made =
+            typeAttr()->attrIs("value", this, nullptr, nullptr, flagsOf(value.shape).flags, 1);
+        made->describe(value, {});
     }
     if (KorAttr* const value = typeAttr()->attr("value"); value != nullptr && !value->isInherited()) {
         valAttrIs(value);

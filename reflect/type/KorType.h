@@ -202,11 +202,13 @@ public:
     std::string_view header() const;
     /// What the declaration tells (runtime/Texts.h): of the type, its attributes, and what else it has.
     std::span<NamedText const> texts() const;
-    /// What a value can do beyond its attributes, and how an object is made.
+    /// What a value is and can do beyond its attributes, and how an object is made.
     struct Abilities {
         bool isOrdered = false;  ///< `<` and its kin
         bool isNullable = false; ///< `!x`
         bool hasFactory = false; ///< camelNameFactory() beside the class
+        Scalar scalar = Scalar::none;
+        U64 always = 0; ///< bits of its one number that are set in whatever is made
     };
     Abilities abilities() const;
     /// A new entity with that name, as its factory makes it; null for a type without such a factory.
@@ -299,7 +301,7 @@ consteval auto korTextsOf(std::type_identity<KorTypeFlags>) {
 }
 consteval auto korTextsOf(std::type_identity<KorType>) {
     return texts("", "The type object of a class, a value, an enumeration or a scalar; all that it tells is filled in at load, and never changes",
-        "struct Abilities", "What a value can do, and how an object is made", "referringAttrQ", "Attributes that have this type; the library leaves it empty",
+        "struct Abilities", "What a value is and can do, and how an object is made", "referringAttrQ", "Attributes that have this type; the library leaves it empty",
         "derivedTypeQ", "The types that derive directly from this one", "attributeQ", "The attributes in their order, those of the base first",
         "attributeQIdx", "The place of an attribute in attributeQ by name; 0 for none", "constructorArgNameQ", "What the arguments of the constructor are called",
         "constructorArgTypeQ", "The full names of their types", "nestedType", "The type of that name that is declared inside this one", "typeFlags", "What kind of type it is",
@@ -314,7 +316,7 @@ consteval auto korTextsOf(std::type_identity<KorType>) {
         "KorAttr const* attribute(AttributeId id) const", "The attribute of that id, or null", "KorAttr* valAttr() const", "The attribute that a value of one attribute stands for, or null",
         "Ptr<KorAttr> const& defaultCollection() const", "The collection that stands for the type, or null", "std::string_view meaning() const", "What it means, for people",
         "std::string_view header() const", "The header that declares it", "std::span<NamedText const> texts() const", "What its declaration tells beyond its attributes is among them",
-        "KorType::Abilities abilities() const", "What a value can do beyond its attributes, and how an object is made",
+        "KorType::Abilities abilities() const", "What a value is and can do beyond its attributes, and how an object is made",
         "virtual Ptr<Entity> newEntity(Name const& name, Dir* dir) const", "A new entity with that name; null for a type without such a factory",
         "virtual Ptr<Entity> newEntity(Ptr<NboAttrLog::In> const& in, PtrInterface::NotifieeConst::Kor_BitSet flags, unsigned int id, PtrInterface* context) const", "The same, the name read from an attribute log",
         "virtual void childAttrLogIs(Ptr<KorAttr const> const& attr, Ptr<PtrInterface> const& owner, Ptr<NboAttrLog::Out> const& out) const", "Mounts the children of an entity map on a stream",
@@ -328,8 +330,7 @@ consteval auto korTextsOf(std::type_identity<KorType>) {
         "void valAttrIs(KorAttr* attr) const", "Called while the type is defined", "void defaultCollectionIs(Ptr<KorAttr> const& attr)", "Called while the type is defined",
         "void type_AttrIs(KorTypeAttr* attrs)", "Called while the type is defined", "void isValueIs(bool on)", "Called while the type is defined",
         "void isEntityIs(bool on)", "Called while the type is defined", "void isEnumTypeIs(bool on)", "Called while the type is defined",
-        "void hasGenericIfSupportIs(bool on)", "Called while the type is defined",
-        "void korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested)", "Called while the type is defined",
+        "void hasGenericIfSupportIs(bool on)", "Called while the type is defined", "void korDefine(IntrospectionReactor& reactor, std::function<void()> const& nested)", "Called while the type is defined",
         "void korKnownByIs(KorType const& known)", "Called while the type is defined", "static void typeNodeIs(KorType const* type, Name const& fullName)", "Binds the type object to its full name",
         "bool korHasAttrLogInterface() const override", "False");
 }

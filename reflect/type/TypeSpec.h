@@ -27,8 +27,6 @@ struct AttributeSpec {
     /// Empty where the key stands apart from the value.
     std::string_view keyAttribute = {};
     std::span<ArgumentSpec const> arguments = {};
-    /// The shape that its flag words tell, where that is another one.
-    Shape const* toldAs = nullptr;
     /// Of a view.
     KorAttr::Bits bits = {};
     /// Of an operation, or of the object of a reference.

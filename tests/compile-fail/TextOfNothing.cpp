@@ -1,4 +1,4 @@
-// error: lack the enumeration or an enumerator, or name one that is none
+// error: lack the type, an attribute or an enumerator, or name something that is none
 #include "reflect/registry/TypeOf.h"
 
 #ifdef FIXED
@@ -10,4 +10,4 @@
 enum Place : Kor::U32 { first, second };
 KOR_ENUMERATION(Place, "", "A place", "first", "The first one", SECOND, "The second one")
 
-auto const& spec = Kor::detail::SpecOf<Place>::attributes;
+constexpr auto spec = Kor::detail::specOf<Place>();

@@ -1,4 +1,4 @@
-// error: korTexts lacks the class or one of its attributes
+// error: the texts lack the type, an attribute or an enumerator
 #include "reflect/registry/TypeOf.h"
 #include "values/ValueNames.h"
 
@@ -15,4 +15,4 @@ public:
     using ValueOf::ValueOf;
 };
 
-auto const& spec = Kor::detail::SpecOf<Pair>::attributes;
+constexpr auto spec = Kor::detail::specOf<Pair>();

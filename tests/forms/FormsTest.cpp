@@ -3,9 +3,12 @@
 #include "forms/Entries.h"
 #include "forms/Json.h"
 #include "forms/Path.h"
+#include "forms/SchemaJson.h"
 #include "forms/Text.h"
 #include "model/LoamTunnelModel.h"
 
+#include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 #include <initializer_list>
 #include <sstream>
@@ -86,6 +89,38 @@ TEST(Fields, HaveTheirLimitsInMessages) {
         "dword0: 18446744073709551616 is too large; the field has 64 bits, at most 18446744073709551615");
     EXPECT_EQ(jsonText(*readJson(type, R"({"dword0": 5, "dword1": "0x10"})")),
               R"({"lifType":"lifGeneral","dword0":"5","dword1":"16"})");
+}
+
+// A type tells what it does to bits: tried with all that there are, and with none.
+TEST(Fields, AreCheckedAndSetAsTheirTypesTell) {
+    auto const isRefused = [](Kor::KorType const& type, std::string const& bytes) {
+        return !refusal([&] { readWire(type, bytes); }).empty();
+    };
+    for (SchemaType const& each : schemaTypes()) {
+        Kor::KorType const& type = *each.type;
+        std::vector<Argument> const arguments =
+            type.isValue() && !type.isEnumType() ? constructorArguments(type) : std::vector<Argument>();
+        std::string whole, ones;
+        for (Argument const& argument : arguments) {
+            ones = wireText(*fieldNamed(type, argument.name).get(*defaultOf(type)));
+            std::ranges::replace_if(
+                ones, [](char c) { return c != ' '; }, 'f');
+            std::string bytes = wireText(*defaultOf(type));
+            bytes.replace(whole.size(), ones.size(), ones);
+            Kor::Shape const& shape = type.typeAttr()->attr(Kor::String8(argument.name))->shape();
+            EXPECT_EQ(isRefused(type, bytes) && !isRefused(*argument.type, ones) &&
+                          !isNumberType(*argument.type),
+                      shape.checkedOnWire)
+                << shortName(type) << '.' << argument.name;
+            whole += ones + ' ';
+        }
+        if (arguments.size() == 1 && isNumberType(*arguments[0].type)) {
+            refusal([&] { // where 0 is out of its range
+                Box const made = readJson(type, "0");
+                EXPECT_EQ(numberOf(*fieldNamed(type, arguments[0].name).get(*made)), type.abilities().always);
+            });
+        }
+    }
 }
 
 TEST(Json, OfAnObjectIsReadWhereAShortFormIs) {

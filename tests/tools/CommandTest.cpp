@@ -266,6 +266,9 @@ TEST(Command, ListingsHaveThreeForms) {
     EXPECT_EQ((*line(10, "IngressVECTable", "any"))["blocks"], 2);
     EXPECT_EQ(loamtunnel({"kinds", "lifAcMp", "--format", "csv", "--no-headings"}).out.substr(0, 33),
               "AradLifAcMp,LifTable,1,vsi,16,655");
+    EXPECT_EQ(
+        loamtunnel({"run", "--format", "csv", "--no-headings", "-"}, "new String8 s 'a,\"b\"'\nget s\n").out,
+        ",get,s,String8,\"'a,\"\"b\"\"'\",\n");
 }
 
 TEST(Command, SchemaIsSavedAndCompared) {

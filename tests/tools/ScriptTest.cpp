@@ -95,7 +95,7 @@ TEST(Script, WritesReadsAndDeletes) {
 TEST(Script, SaysWhatIsWrong) {
     Session session;
     for (char const* line : {"new LifAppConfigDir lif", "set lif.appConfig[vtAppMpls]", "new AradLifAcMp v",
-                             "new FapTypeProperties fap"}) {
+                             "new FapTypeProperties fap", "new EvecStatus evec"}) {
         EXPECT_EQ(session(line), "");
     }
     std::string const types = "refused: no type LifAppConfi; did you mean LifAppConfig, LifAppConfigDir or ";
@@ -153,6 +153,9 @@ TEST(Script, SaysWhatIsWrong) {
             {"watch v", "refused: v is in a value, which tells nobody of changes; watch an object"},
             {"unwatch lif", "refused: lif is not watched"},
             {"tree lif x", "refused: 'x' is no depth from 0 to 1000"},
+            {"tree lif 1001", "refused: '1001' is no depth from 0 to 1000"},
+            {"set evec.entry[EvecKey index=1] (EvecEntry key=(EvecKey index=2))",
+             "refused: evec.entry[EvecKey index=1] cannot take a value whose key is EvecKey index=2"},
         });
 }
 
