@@ -131,29 +131,29 @@ void writeReference(JsonWriter& json, KorType const& type) {
     }
 }
 
+/// A number, or a string of one.
+void writeNumberSchema(JsonWriter& json, std::string const& least, U64 most) {
+    json.beginObject().key("anyOf").beginArray();
+    json.beginObject().string("type", "integer").key("minimum").raw(least);
+    json.number("maximum", most).end().beginObject().string("type", "string");
+    json.string("pattern", std::string(least == "0" ? "^" : "^-?") + "(0[xX][0-9a-fA-F]+|[0-9]+)$");
+    json.end().end().end();
+}
+
+/// A field of a value: a number has the limits of the field.
+void writeFieldSchema(JsonWriter& json, KorType const& type, Argument const& argument) {
+    Field const& field = fieldNamed(type, argument.name);
+    if (field.type->abilities().scalar != Scalar::number || field.most == 0) {
+        writeReference(json, *argument.type);
+        return;
+    }
+    writeNumberSchema(json, "0", field.most);
+}
+
 void writeObjectSchema(JsonWriter& json, KorType const& type) {
     json.beginObject().string("type", "object").key("properties").beginObject();
     for (Argument const& each : constructorArguments(type)) {
-        Field const& field = fieldNamed(type, each.name);
-        json.key(each.name);
-        bool const isNarrow = field.type->abilities().scalar == Scalar::number &&
-                              field.type->size() < sizeof(U64) && field.most != 0;
-        if (isNarrow) {
-            json.beginObject().key("anyOf").beginArray();
-            json.beginObject()
-                .string("type", "integer")
-                .number("minimum", 0)
-                .number("maximum", field.most)
-                .end();
-            json.beginObject()
-                .string("type", "string")
-                .string("pattern", "^(0[xX][0-9a-fA-F]+|[0-9]+)$")
-                .end()
-                .end()
-                .end();
-        } else {
-            writeReference(json, *each.type);
-        }
+        writeFieldSchema(json.key(each.name), type, each);
     }
     json.end().boolean("additionalProperties", false).end();
 }
@@ -164,20 +164,8 @@ void writeValueSchema(JsonWriter& json, KorType const& type) {
     } else if (isNumberType(type)) {
         bool const isSigned = type.abilities().scalar == Scalar::signedNumber;
         U64 const half = U64{1} << (8 * type.size() - 1);
-        json.beginObject().key("anyOf").beginArray();
-        json.beginObject()
-            .string("type", "integer")
-            .key("minimum")
-            .raw(isSigned ? '-' + std::to_string(half) : "0")
-            .key("maximum")
-            .raw(std::to_string(half - 1 + (isSigned ? 0 : half)))
-            .end();
-        json.beginObject()
-            .string("type", "string")
-            .string("pattern", std::string(isSigned ? "^-?" : "^") + "(0[xX][0-9a-fA-F]+|[0-9]+)$")
-            .end()
-            .end()
-            .end();
+        writeNumberSchema(json, isSigned ? '-' + std::to_string(half) : "0",
+                          half - 1 + (isSigned ? 0 : half));
     } else if (type.isEnumType()) {
         json.beginObject()
             .string("type", "string")
@@ -189,13 +177,13 @@ void writeValueSchema(JsonWriter& json, KorType const& type) {
         for (auto const& each : type.attributes()) {
             json.string(each->name().view());
         }
-        json.end().end().beginObject().string("pattern", "^[A-Za-z:]+\\([0-9]+\\)$").end().end().end();
+        json.end().end().beginObject().string("pattern", "^[A-Za-z:]+\\(-?[0-9]+\\)$").end().end().end();
     } else if (isQuotedType(type)) {
         json.beginObject().string("type", "string").end();
     } else if (std::vector<Argument> const arguments = constructorArguments(type); arguments.size() == 1) {
         json.beginObject().key("anyOf").beginArray();
         writeObjectSchema(json, type);
-        writeReference(json, *arguments[0].type);
+        writeFieldSchema(json, type, arguments[0]);
         json.end().end();
     } else {
         writeObjectSchema(json, type);
