@@ -1,6 +1,7 @@
 # declare.awk HEADER: the header as a reference should show it. A class that is a list of attributes gets, behind its
 # first `public:`, the operations that follow from the list, each with what it does and what its attribute means
-# (korTexts); all on that one line, so that the lines keep their numbers. What an enumeration and its enumerators mean
+# (korTexts), as `loamtunnel schema --cpp` prints them (./dev docs puts them into build/docs/declared, a file a class);
+# all on that one line, so that the lines keep their numbers. What an enumeration and its enumerators mean
 # (KOR_ENUMERATION) stands before each, and so does what texts tell of operations that are written by hand.
 
 # The text between < and its >, from position `start` behind the <.
@@ -105,86 +106,65 @@ function enumeration(i,    name, j, each) {
         if (each in told) lines[j] = "/** " told[each] " */ " lines[j]
     }
 }
-# The result and the arguments of a signature, Arg<name::x, T> as T x.
-function operation(before, name, signature, after, text,    result, arguments, parts, n, i, both, all) {
-    result = signature
-    sub(/\(.*$/, "", result)
-    arguments = substr(signature, length(result) + 2)
-    sub(/\)[^)]*$/, "", arguments)
-    n = split_list(arguments, parts)
-    all = ""
-    for (i = 1; i <= n; ++i) {
-        if (parts[i] ~ /^(Kor::)?Arg</) {
-            split_list(inside(parts[i], index(parts[i], "<") + 1), both)
-            parts[i] = both[2] " " plain(both[1])
-        }
-        all = all (i > 1 ? ", " : "") parts[i]
-    }
-    say(text, before result " " name "(" all ")" after ";")
+# What an operation does, by how its name goes on from that of its attribute.
+function does(name, attribute, line,    rest, of, tells) {
+    of = line ~ /\([^)]* key[,)]/ ? "of that key" : line ~ /\(U32 number[,)]/ ? "of that number" : ""
+    tells = isValue ? "." : ", and tells the reactors (`on" capital(attribute) "`); nothing happens if it is the same."
+    if (name == attribute) return of == "" ? "" : "What is there " of ", or the default or null."
+    if (name == "new" capital(attribute)) return "The same; gives the member."
+    rest = substr(name, length(attribute) + 1)
+    if (index(name, attribute) != 1) return ""
+    if (rest == "Is") return line ~ /ValidPtr</ ? "The child of that key, made if there is none." : "Sets it" (of == "" ? "" : " in the place " of) tells
+    if (rest == "Inc") return "Adds to the count; the new count."
+    if (rest == "Dec") return "Takes from the count; the new count."
+    if (rest == "Del") return of == "" ? "Takes out the member at which the iterator stands." : "Takes it out; what was there, or the default or null."
+    if (rest == "DelAll") return "Takes all out."
+    if (rest == "Notify") return "Tells the reactors " of " again (`on" capital(attribute) "`)."
+    if (rest == "Map") return "All members, for a walk."
+    if (rest == "Iterator") return "A walk that goes on whatever is inserted or deleted meanwhile."
+    if (rest == "Enq") return "Adds at the end."
+    if (rest == "Deq") return "Takes the first."
+    return ""
 }
-function map_operations(name, key, value) {
-    say("Takes it out; what was there, or the default.", value " " name "Del(" key " const& key);")
-    say("Takes all out.", "void " name "DelAll();")
-    say("Tells the reactors of that key again (`on" capital(name) "`).", "void " name "Notify(" key " const& key);")
-    say("All members, for a walk.", "auto const& " name "Map() const;")
-}
-function attribute(text,    kind, parts, n, name, type, word, tells) {
-    kind = text
-    sub(/<.*$/, "", kind)
-    kind = plain(kind)
-    n = split_list(inside(text, index(text, "<") + 1), parts)
-    name = plain(parts[1])
-    type = parts[2]
-    meaning = told[name]
-    tells = "tells the reactors (`on" capital(name) "`)"
-    if (kind == "Stored") {
-        say("Stored, set by the constructor.", type " " name "() const;")
-    } else if (kind == "Settable") {
-        say("Stored.", type " " name "() const;")
-        say("Sets it.", "void " name "Is(" type " value);")
-    } else if (kind == "View") {
-        word = plain(parts[3])
-        say("Bits " parts[5] ":" parts[4] " of `" word "`.", type " " name "() const;")
-        say("Sets bits " parts[5] ":" parts[4] " of `" word "`; what does not fit is cut.", "void " name "Is(" type " value);")
-    } else if (kind == "Computed") {
-        say("Computed.", type " " name "() const;")
-    } else if (kind == "Constant") {
-        say("A constant of the class.", "static constexpr " type " " name " = " parts[3] ";")
-    } else if (kind == "Operation" || kind == "VirtualOperation" || kind == "ClassOperation") {
-        if (body !~ ("[^A-Za-z0-9_]" name "\\(")) {
-            operation(kind == "ClassOperation" ? "static " : kind == "VirtualOperation" ? "virtual " : "", name, type, "", "An operation that is also reached by its name.")
+# What `loamtunnel schema --cpp` prints of the operations of a class, but for those that its body has.
+function printed(name,    file, line, attribute, text, operation, isWithin, what) {
+    file = "build/docs/declared/" space name
+    gsub(/::/, "-", file)
+    isWithin = 0
+    text = ""
+    while ((getline line < file) > 0) {
+        if (line ~ /^public:/) isWithin = 1
+        else if (line ~ /^};/) isWithin = 0
+        else if (isWithin && line ~ /^ *\/\/\/ /) {
+            sub(/^ *\/\/\/ /, "", line)
+            if (match(line, /^[A-Za-z0-9_]+: /)) {
+                attribute = substr(line, 1, RLENGTH - 2)
+                line = substr(line, RLENGTH + 1)
+                text = ""
+            }
+            text = text (text == "" ? "" : " ") line
+        } else if (isWithin && line ~ /^ *$/) {
+            text = attribute = ""
+        } else if (isWithin) {
+            line = trim(line)
+            operation = line
+            sub(/ *\(.*$/, "", operation)
+            sub(/^.*[ *&]/, "", operation)
+            if (line ~ /\(/ && members ~ ("[ *&]" operation "\\(")) continue
+            what = ""
+            if (match(line, / *\/\/\/< .*$/)) {
+                what = substr(line, RSTART + 6)
+                line = substr(line, 1, RSTART - 1)
+            } else {
+                if (line ~ /\(/ && attribute != "") what = does(operation, attribute, line)
+                if (text != "" && what != "") what = text (text ~ /[.!?]$/ ? " " : ". ") what
+                else if (text != "") what = text
+                text = ""
+            }
+            made = made (what != "" ? " /** " what " */ " : " ") line
         }
-    } else if (kind == "KeyAttribute" || kind == "FixedAttribute") {
-        say("Set by the constructor" (kind == "KeyAttribute" ? "; the key in a parent's map." : "."), type " " name "() const;")
-    } else if (kind ~ /Singleton/) {
-        if (kind == "SingletonReference") type = "Kor::Ptr<" type ">"
-        say("The value.", type " " name "() const;")
-        say("Sets it, and " tells "; nothing happens if it is the same.", (kind ~ /^Virtual/ ? "virtual " : "") "void " name "Is(" type " value);")
-    } else if (kind == "ValueMap" || kind == "CountedMap" || kind == "CountedUpMap") {
-        say("The value of that key, or the default.", parts[3] " " name "(" type " const& key) const;")
-        say("Sets the value of that key, and " tells "; nothing happens if it is the same.", "void " name "Is(" type " const& key, " parts[3] " const& value);")
-        if (kind ~ /^Counted/) say("Adds to the count; the new count.", "U32 " name "Inc(" type " const& key, U32 delta);")
-        if (kind == "CountedMap") say("Takes from the count; the new count.", "U32 " name "Dec(" type " const& key, U32 delta);")
-        map_operations(name, type, parts[3])
-    } else if (kind == "KeyedMap") {
-        say("The member whose `" plain(parts[3]) "` is that, or the default.", type " " name "(KeyType const& key) const;")
-        say("Puts it in the place of its key, and " tells "; nothing happens if it is the same.", "void " name "Is(" type " const& value);")
-        map_operations(name, "KeyType", type)
-    } else if (kind == "EntityMap") {
-        say("The child of that key, or null.", "Kor::Ptr<" type "> " name "(KeyType const& key);")
-        say("The child of that key, made if there is none.", "Kor::ValidPtr<" type "> " name "Is(KeyType const& key);")
-        map_operations(name, "KeyType", "Kor::Ptr<" type ">")
-    } else if (kind == "ReferenceMap") {
-        say("The entity of that key, or null.", "Kor::Ptr<" parts[3] "> " name "(" type " const& key);")
-        say("Refers to that entity.", "void " name "Is(" type " const& key, Kor::Ptr<" parts[3] "> const& value);")
-        map_operations(name, type, "Kor::Ptr<" parts[3] ">")
-    } else if (kind == "Queue") {
-        say("The member of that number, or the default.", type " " name "(U32 number) const;")
-        say("Adds at the end.", "void " name "Enq(" type " const& value);")
-        say("Takes the first.", type " " name "Deq();")
-        say("Sets the member of that number.", "void " name "Is(U32 number, " type " const& value);")
-        say("Takes out the member of that number.", type " " name "Del(U32 number);")
     }
+    close(file)
 }
 function field(text,    parts, name, type) {
     split_list(inside(text, index(text, "<") + 1), parts)
@@ -196,14 +176,14 @@ function field(text,    parts, name, type) {
     say("Whether the row has it.", "bool is" capital(name) "Valid() const;")
     say("Its lowest bit.", "U16 " name "Offset() const;")
 }
-function declarations(head,    at, what, list, n, parts, i, first) {
+function declarations(head,    what, list, n, parts, i) {
     made = ""
     if (match(head, /(EntityOf|EntityOver|ObjectOf|ValueOf|DerivedValueOf)</)) {
         what = substr(head, RSTART, RLENGTH - 1)
         list = inside(head, RSTART + RLENGTH)
-        first = what ~ /Over$|^Derived/ ? 3 : 2
-        n = split_list(list, parts)
-        for (i = first; i <= n; ++i) attribute(parts[i])
+        split_list(list, parts)
+        isValue = what ~ /Value/
+        printed(plain(parts[1]))
     } else if (head ~ /RowOf</ && fields != "") {
         meaning = ""
         n = split_list(fields, parts)
@@ -218,11 +198,20 @@ function declarations(head,    at, what, list, n, parts, i, first) {
 }
 END {
     for (i = 1; i <= NR; ++i) {
+        if (lines[i] ~ /^namespace [A-Za-z:]+ \{/) {
+            space = lines[i]
+            sub(/^namespace /, "", space)
+            sub(/ .*$/, "::", space)
+        }
         if (lines[i] ~ /using Fields = FieldList</) {
             fields = ""
             for (j = i; j <= NR && lines[j] !~ /;[ \t]*$/; ++j) fields = fields " " lines[j]
             fields = fields " " lines[j]
             fields = inside(fields, index(fields, "FieldList<") + 10)
+        }
+        if (match(lines[i], /^KOR_FACTORY\(/)) {
+            split_list(inside(lines[i], RSTART + RLENGTH), parts)
+            lines[i] = "/** A new one, of which the caller has the one reference. */ Kor::Ptr<" parts[2] "> " parts[1] "(" parts[3] " argument);"
         }
         if (lines[i] ~ /^ *enum [A-Za-z]/) enumeration(i)
         if (lines[i] ~ /^(class|struct) / && lines[i] !~ /;[ \t]*$/) {
@@ -230,7 +219,13 @@ END {
             for (j = i; j <= NR && lines[j] !~ /\{[ \t]*$/; ++j) head = head " " lines[j]
             head = head " " lines[j]
             body = ""
-            for (k = j + 1; k <= NR && lines[k] !~ /^};/; ++k) body = body " " lines[k]
+            members = "" # what the class itself declares
+            for (k = j + 1; k <= NR && lines[k] !~ /^};/; ++k) {
+                body = body " " lines[k]
+                member = lines[k]
+                sub(/[{].*$/, "", member)
+                if (member ~ /^    [A-Za-z[]/) members = members member
+            }
             texts_of(body)
             # They are told where they belong.
             for (k = j + 1; k <= NR && lines[k] !~ /^};/; ++k) {
