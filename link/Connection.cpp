@@ -102,7 +102,7 @@ bool Connection::read(Loop::Impl::Clock::time_point end) {
         }
         hasRead = true;
         left -= static_cast<std::size_t>(n);
-        loop_.impl().sent += static_cast<U64>(n);
+        loop_.impl().carried += static_cast<U64>(n);
         if (session_->isOpen()) {
             if (tap_) {
                 tap_(*session_, false, to.first(static_cast<std::size_t>(n)));
@@ -150,7 +150,7 @@ bool Connection::send(std::span<U8 const> bytes) {
         tap_(*session_, true, bytes.first(static_cast<std::size_t>(n)));
     }
     session_->out()->nextBytes(static_cast<std::size_t>(n));
-    loop_.impl().sent += static_cast<U64>(n);
+    loop_.impl().carried += static_cast<U64>(n);
     return true;
 }
 

@@ -142,8 +142,8 @@ bool Loop::Impl::go(std::function<bool()> const* condition, std::optional<Clock:
         // With a condition it is asked after each step.
         if (step(condition != nullptr ? 1 : stepsAtOnce) == 0 && !hasMore) {
             // A condition may have changed something, too.
-            U64 const before = sent;
-            if (condition != nullptr && (turns() || sent != before)) {
+            U64 const before = carried;
+            if (condition != nullptr && (turns() || carried != before)) {
                 continue;
             }
             until ? io.run_one_until(*until) : io.run_one();
@@ -241,12 +241,12 @@ bool Loop::runUntil(std::function<bool()> const& condition, Duration most) {
 bool Loop::poll() {
     constexpr std::size_t steps = 1024; // who posts again and again must not keep the caller
     Impl& impl = *impl_;
-    U64 const before = impl.sent;
+    U64 const before = impl.carried;
     impl.watch.drain();
     bool any = impl.turns();
     std::size_t const done = impl.step(steps);
     impl.isBusy = impl.turns() || done != 0;
-    any = any || impl.isBusy || impl.sent != before;
+    any = any || impl.isBusy || impl.carried != before;
     impl.stopped = false;
     return any;
 }

@@ -31,12 +31,12 @@ struct LevelFor;
 template <class Self, class A>
 using Level = typename LevelFor<Self, A>::type;
 
-/// Made of whatever is no key of A, which the compiler then says in few words.
-template <class Self, class A>
+/// Made of whatever A does not take there, which the compiler then says in few words.
+template <class Self, class A, class Takes = typename A::Key>
 struct NoKey {
     template <class K>
-    requires(!std::convertible_to<K const&, typename A::Key>) NoKey(K const&) {
-        Self::template korRefuseKey<typename A::Key, K>();
+    requires(!std::convertible_to<K const&, Takes>) NoKey(K const&) {
+        Self::template korRefuseKey<Takes, K>();
     }
 };
 
@@ -111,7 +111,7 @@ struct NoKey {
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Singleton : Fixed<Self, A> {                                                                      \
-        void x##Is(typename A::Value const& value) { this->korIs(value); }                                   \
+        void x##Is(typename A::Value const& value) requires(A::shape.settable) { this->korIs(value); }       \
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Reference : Singleton<Self, A> { /* a value alone has one x, whose address is taken */            \
@@ -142,7 +142,7 @@ struct NoKey {
                                                                                                              \
         /* of a key and a value */                                                                           \
         void x##Is(typename A::Key const& key,                                                               \
-                   typename A::Value const& value) requires(!A::shape.keyInside) {                           \
+                   typename A::Value const& value) requires(A::shape.settable && !A::shape.keyInside) {      \
             this->korIs(key, value);                                                                         \
         }                                                                                                    \
         typename Map::Held new##X(typename A::Key const& key,                                                \
@@ -157,7 +157,7 @@ struct NoKey {
         }                                                                                                    \
         /* of a value with its key, or of the key of a child */                                              \
         std::conditional_t<A::shape.child, typename Map::Found, void> /* known without the body */           \
-            x##Is(typename Map::Part const& part) requires(A::shape.keyInside) {                             \
+            x##Is(typename Map::Part const& part) requires(A::shape.settable && A::shape.keyInside) {        \
             return this->korIs(part);                                                                        \
         }                                                                                                    \
         typename Map::Held new##X(typename Map::Part const& part) requires(A::shape.keyInside) {             \
@@ -167,8 +167,8 @@ struct NoKey {
         void x##Notify(detail::NoKey<Self, A>) {}                                                            \
         void x##Inc(detail::NoKey<Self, A>, U32) requires(A::shape.counting != Counting::none) {}            \
         void x##Dec(detail::NoKey<Self, A>, U32) requires(A::shape.counting == Counting::both) {}            \
-        void x##Is(detail::NoKey<Self, A>, auto&&...) requires(A::shape.child == A::shape.keyInside) {}      \
-        void new##X(detail::NoKey<Self, A>, auto&&...) requires(A::shape.child == A::shape.keyInside) {}     \
+        void x##Is(detail::NoKey<Self, A, typename Map::First>, auto&&...) {}                                \
+        void new##X(detail::NoKey<Self, A, typename Map::First>, auto&&...) {}                               \
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Queue : detail::Level<Self, A> {                                                                  \

@@ -1,6 +1,10 @@
 #pragma once
 
 /// The roots of the collections that have a virtual table: the lists and queues. Kor::HashMap stands apart.
+///
+/// Users hold a Kor::ListRaw or a Kor::LinkedQueue (runtime/ListRaw.h, LinkedQueue.h), and walk it by its
+/// iterators; what is here they get from it. An iterator holds a reference to its member, and must not
+/// outlive the collection. Nothing here allocates or throws. One thread at a time.
 
 #include "runtime/Ptr.h"
 

@@ -1,6 +1,15 @@
 #pragma once
 
 /// Kor::texts(): what a class, an enumeration and their attributes mean, said in the declaration, for tools.
+///
+///     static constexpr auto korTexts = Kor::texts(
+///         "", "A slot of the table",                          // the class that has it, under the empty name
+///         "index", "Which one, 0 to 7",                       // each attribute
+///         "bool isLast() const", "Whether no other follows"); // what is written by hand
+///
+/// A class has all of its attributes told, or none; the compiler refuses one that is left out and one that is
+/// none. Names and texts are literals, so that it is all there at compile time: it costs nothing but the
+/// bytes, throws nothing, and any thread may read it (Kor::KorType::texts, KorAttr::meaning).
 
 #include <array>
 #include <cstddef>

@@ -38,14 +38,16 @@ enum class Scalar : U8 {
 /// That of a T without attributes.
 template <class T>
 consteval Scalar scalarOf() {
-    if constexpr (std::is_integral_v<T>) {
-        return std::is_same_v<T, bool> ? Scalar::boolean
-               : std::is_signed_v<T>   ? Scalar::signedNumber
-                                       : Scalar::number;
+    if constexpr (std::is_same_v<T, bool>) {
+        return Scalar::boolean;
+    } else if constexpr (std::is_integral_v<T>) {
+        constexpr bool isSigned = std::is_signed_v<T>;
+        return isSigned ? Scalar::signedNumber : Scalar::number;
     } else if constexpr (std::is_pointer_v<T>) {
         return Scalar::buffer;
     } else {
-        return std::is_class_v<T> ? Scalar::string : Scalar::none;
+        constexpr bool isClass = std::is_class_v<T>;
+        return isClass ? Scalar::string : Scalar::none;
     }
 }
 

@@ -592,19 +592,23 @@ private:
         if (hooks.empty()) {
             return;
         }
-        bool const isRoot = type.base() == Kor::fwkTypeOf<Kor::Entity>() ||
-                            type.base() == Kor::fwkTypeOf<Kor::PtrInterface>();
         line();
-        comment("Hears of changes: derive from it and override hooks (Kor::observe).");
-        line("class Notifiee : public " + spelledName(*type.base()) +
-             (isRoot ? "::NotifieeConst" : "::Notifiee") + " {");
+        comment("Hears of changes, and only reads: derive from it and override hooks (Kor::observe).");
+        line("class NotifieeConst : public " + spelledName(*type.base()) + "::NotifieeConst {");
         line("public:");
         ++depth_;
         comment("Null once another reactor has detached this one.");
-        line(nameOf(type) + "* notifier() const noexcept;");
+        line(nameOf(type) + " const* notifier() const noexcept;");
         for (Function const& each : hooks) {
             function(each);
         }
+        --depth_;
+        line("};");
+        comment("The same, and may write.");
+        line("class Notifiee : public NotifieeConst {");
+        line("public:");
+        ++depth_;
+        line(nameOf(type) + "* notifier() const noexcept;");
         --depth_;
         line("};");
     }

@@ -1,6 +1,7 @@
 #pragma once
 
-/// Kor::AttrLogTypes, which makes the entity classes of a module known to the attribute log.
+/// Kor::AttrLogTypes, which makes the entity classes of a module known to the attribute log: one constant
+/// object in the source file that loads them. As heavy as reflect/registry/TypeOf.h. At load, on any thread.
 
 #include "attrlog/adapter/StreamAdapterOf.h"
 #include "reflect/type/TypeModule.h"

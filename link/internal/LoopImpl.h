@@ -67,7 +67,7 @@ struct Loop::Impl {
                           : std::max(least, round / std::max(reading, std::size_t{1}));
     }
     /// Bytes that connections have sent and received.
-    U64 sent = 0;
+    U64 carried = 0;
     bool stopped = false;
     bool isBusy = false;
     /// Turns are on their way; the handler finds out whether the loop is still there.

@@ -2,6 +2,10 @@
 
 /// Which forwarding chip a row is meant for. The chip tables support 3, 4, 5, 7, 8, 9 and 10; every table's
 /// `getSchanAddress` tells whether it knows a chip.
+///
+///     Hardware::ChipType const chip = Hardware::ChipTypeInstance(8); // raises Kor::RangeException for none
+///
+/// Plain numbers: any thread, no allocation but for a text (reflect/Enumeration.h).
 
 #include "platform/Hardware/Loam/FapType.h"
 #include "reflect/Enumeration.h"

@@ -5,6 +5,10 @@
 /// Row bits are numbered from the least significant bit of the first 32-bit word upward, which on this host
 /// is bit (n mod 8) of byte (n div 8) of the buffer. A field starts and ends anywhere and crosses words
 /// freely.
+///
+/// Users read and write fields by the names of a row class (tables/LoamTunnelMetaInfo.h), which calls these.
+/// They are a shift and a mask each, allocate nothing and throw nothing: start and width must lie in the row,
+/// which debug and sanitizer builds check (runtime/Contract.h). A row may be used by one thread at a time.
 
 #include "runtime/Types.h"
 

@@ -278,7 +278,9 @@ struct KeyedBoxing {
     }
     static Ptr<GenericIf> set(void* object, GenericIf const* key, GenericIf const* value) {
         T& self = *static_cast<T*>(object);
-        if constexpr (shape.child) {
+        if constexpr (!shape.settable) {
+            return nullptr; // nobody asks for it
+        } else if constexpr (shape.child) {
             return boxOf(Ptr<typename A::Type>(Forms::set(self, unbox<K>(*key))));
         } else if constexpr (shape.keyInside) {
             Forms::set(self, unbox<V>(*value));

@@ -530,6 +530,9 @@ Ptr<GenericIf> attributeOp(Reached at, bool isConst, Entity const* entity, Gener
     case Op::contains:
         return boxOf(keyed.contains(at.object, needKey(key, "key")), isConst);
     case Op::set:
+        if (!attribute.shape.settable) {
+            unsupported();
+        }
         return setMember(at, key, value);
     case Op::del:
         return keyed.del(at.object, needKey(key, "key"));

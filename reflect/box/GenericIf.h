@@ -245,7 +245,7 @@ private:
 };
 
 /// A place in a map of a boxed object, which it keeps alive. It walks as Kor::HashMap does, also while the
-/// map changes, and is at its end once the box holds another object.
+/// map changes; `++` is at the end once the box holds another object.
 class KOR_EXPORT GenericIf::AttributeIteratorConst {
 public:
     /// `state` is that of the box's class, and belongs to the iterator.

@@ -43,7 +43,7 @@
 /// inserts and does nothing else; its key must not be present. Handlers' exceptions never get here.
 ///
 /// Cost. A map operation is one hash, one bucket, one short chain; without reactors a change costs one test
-/// more. An insertion allocates its member, nothing else allocates. One thread at a time.
+/// more. A new member, a growing table and a fourth reactor to tell each allocate. One thread at a time.
 
 #include "reflect/FwkType.h"
 #include "reflect/Text.h"
@@ -59,14 +59,13 @@
     Kor::Ptr<T> factory(__VA_ARGS__ argument) {                                                              \
         return Kor::makePtr<T>(std::move(argument));                                                         \
     }                                                                                                        \
-    /** Without the argument: Kor::makePtr says what is lacking. */                                          \
     KOR_PLAIN_FACTORY(factory, X)
 
-/// The same for a constructor without arguments.
+/// The same for a constructor without arguments; of others Kor::makePtr says what is wrong.
 #define KOR_PLAIN_FACTORY(factory, X)                                                                        \
-    template <class T = X>                                                                                   \
-    Kor::Ptr<T> factory() {                                                                                  \
-        return Kor::makePtr<T>();                                                                            \
+    template <class T = X, class... Given>                                                                   \
+    Kor::Ptr<T> factory(Given&&... given) {                                                                  \
+        return Kor::makePtr<T>(std::forward<Given>(given)...);                                               \
     }
 
 // NOLINTEND(bugprone-macro-parentheses)
@@ -266,8 +265,9 @@ public:
     }
     template <class Takes, class Given>
     static void korRefuseKey() {
-        static_assert(detail::never<Given>, "the key of this attribute is of the type `Takes` above, which "
-                                            "`Given` is not and does not turn into");
+        static_assert(detail::never<Given>,
+                      "the key of this attribute, or the value that has it, is of the "
+                      "type `Takes` above, which `Given` is not and does not turn into");
     }
 
     /// Children that came in while the entity was ending lose their parent, untold.

@@ -173,6 +173,7 @@ public:
     using Read = ReadOf<A>;
     /// What makes a member where the key is inside.
     using Part = std::conditional_t<A::shape.child, Key, Value>;
+    using First = std::conditional_t<A::shape.keyInside, Part, Key>;
     using Map = HashMap<Node, Key, Value>;
 
 protected:

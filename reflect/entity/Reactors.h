@@ -226,8 +226,9 @@ struct NotifieeNamed<Tag> : std::type_identity<detail::AllHooks<Tag>> {};
 /// Makes a reactor of the class R with the arguments, registers it, and attaches it to the entity, which it
 /// hears of from now on. Returns the one pointer to it: neither the entity nor anybody else keeps it. It
 /// holds the entity; `reactor->notifierIs(nullptr)` detaches it. Does not compile for a reactor that
-/// overrides no hook, or whose hook takes another key than its attribute. Throws Kor::RangeException for a
-/// null entity, and what the constructor of R throws. On the thread of the entity.
+/// overrides no hook, or whose hook takes another key than its attribute; a private or overloaded one cannot
+/// be seen, so write `override`. Throws Kor::RangeException for a null entity, and what R's constructor
+/// throws.
 template <class R, class E, class... Argument>
 [[nodiscard]] Ptr<R> observe(E const& entity, Argument&&... argument) {
     using X = detail::NotifierOf<R>;

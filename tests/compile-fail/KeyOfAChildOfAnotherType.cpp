@@ -1,4 +1,4 @@
-// error: the key of this attribute is of the type `Takes` above
+// error: the key of this attribute, or the value that has it, is of the type `Takes` above
 // error: Takes = Hardware::Loam::VtAppId|korRefuseKey<Hardware::Loam::VtAppId,
 // lines with g++: at most 12
 #include "model/LifApps.h"

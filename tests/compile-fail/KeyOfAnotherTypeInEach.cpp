@@ -1,4 +1,4 @@
-// error: the key of this attribute is of the type `Takes` above
+// error: the key of this attribute, or the value that has it, is of the type `Takes` above
 // error: Given = int|AradLifEntry, int>
 // error: Given = bool|AradLifEntry, bool>
 // error: Given = char|AradLifEntry, char>

@@ -6,7 +6,24 @@
 #include <utility>
 #include <vector>
 
+KOR_NAME(sealed, Sealed, entity)
+
 namespace {
+
+/// A kind of attribute of a program's own: what its shape does not say it cannot do.
+template <class N, class K, class V>
+struct SealedMap : Kor::ValueMap<N, K, V> {
+    static constexpr Kor::Shape shape{.role = Kor::Role::map, .keyed = true};
+};
+class Vault final : public Kor::EntityOf<Vault, SealedMap<Kor::name::sealed, Kor::U32, Kor::U32>> {
+public:
+    using EntityOver::EntityOver;
+};
+template <class T>
+concept SetsSealed = requires(T& vault) {
+    vault.sealedIs(Kor::U32{1}, Kor::U32{2});
+};
+static_assert(!SetsSealed<Vault>);
 
 using namespace Hardware;
 using namespace Hardware::LoamTunnel;

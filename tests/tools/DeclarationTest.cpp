@@ -179,6 +179,12 @@ private:
             std::string const no = type.abilities().isOrdered ? "" : "!";
             require(no + "std::totally_ordered<" + real + ">");
         }
+        if (!std::ranges::all_of(type.attributes(),
+                                 [](auto const& each) { return tool::hooksOf(*each).empty(); })) {
+            require("std::derived_from<" + real + "::Notifiee, " + real + "::NotifieeConst>");
+            require("std::is_same_v<decltype(std::declval<" + real + "::Notifiee const&>().notifier()), " +
+                    real + "*>");
+        }
         if (type.abilities().isNullable) {
             require("requires(" + real + " const& value) { !value; }");
         }
@@ -201,7 +207,7 @@ private:
             compareFunction(each, real);
         }
         for (Function const& each : tool::hooksOf(attr)) {
-            compareFunction(each, real + "::Notifiee");
+            compareFunction(each, real + "::NotifieeConst");
         }
     }
 
@@ -297,14 +303,19 @@ public:
     /// fwkKey: The key attribute again, under which the map of the parent knows it
     Hardware::Loam::VtAppId const& fwkKey() const;
 
-    /// Hears of changes: derive from it and override hooks (Kor::observe).
-    class Notifiee : public Kor::Entity::NotifieeConst {
+    /// Hears of changes, and only reads: derive from it and override hooks (Kor::observe).
+    class NotifieeConst : public Kor::Entity::NotifieeConst {
     public:
         /// Null once another reactor has detached this one.
-        LifAppConfig* notifier() const noexcept;
+        LifAppConfig const* notifier() const noexcept;
         virtual void onReqCount(AradLifEntry const& key);
         virtual void onReqCountkorImmediate();
         virtual void onReqCount();
+    };
+    /// The same, and may write.
+    class Notifiee : public NotifieeConst {
+    public:
+        LifAppConfig* notifier() const noexcept;
     };
 };
 
