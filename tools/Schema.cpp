@@ -2,13 +2,13 @@
 #include "console/Completion.h"
 #include "console/Live.h"
 #include "console/Streams.h"
+#include "forms/Declaration.h"
 #include "forms/Path.h"
 #include "forms/SchemaJson.h"
 #include "forms/Text.h"
 #include "model/LoamTunnelModule.h"
 #include "reflect/type/KorType.h"
 #include "tools/Commands.h"
-#include "tools/Declaration.h"
 
 #include <algorithm>
 #include <array>
@@ -63,7 +63,7 @@ struct TypeText {
             if (all || !attr->isInherited()) {
                 text.rows.push_back({std::to_string(attr->attributeId()),
                                      type.isEnumType() ? textOf(attr->name()) : signatureOf(*attr, brief),
-                                     meaningOf(*attr),
+                                     Cpp::meaningOf(*attr),
                                      {hex(attr->flags().word0, 8), hex(attr->flags().word1, 8)}});
             }
         }
@@ -305,7 +305,7 @@ void schema(Context& context, SchemaOptions const& options) {
             }
             if (printed.insert(type).second) {
                 context.out << (printed.size() > 1 ? "\n" : "");
-                printDeclaration(context.out, *type);
+                Cpp::printDeclaration(context.out, *type);
             }
         }
     } else if (isDiff) {

@@ -5,6 +5,7 @@
 #include "attrlog/session/Session.h"
 #include "chip/RowWriter.h"
 #include "forms/Counters.h"
+#include "forms/Declaration.h"
 #include "forms/Diagnostics.h"
 #include "forms/Entries.h"
 #include "forms/Fields.h"

@@ -1,6 +1,6 @@
 /// `loamtunnel schema --cpp`: what is printed is what the classes have.
 
-#include "tools/Declaration.h"
+#include "forms/Declaration.h"
 
 #include "model/LoamTunnelModule.h"
 #include "tests/tools/Process.h"
@@ -18,10 +18,10 @@ namespace {
 
 using Kor::KorAttr;
 using Kor::KorType;
+using Kor::Forms::Cpp::Function;
+using Kor::Forms::Cpp::Told;
 using support::has;
 using support::loamtunnel;
-using tool::Function;
-using tool::Told;
 
 /// All types but those that C++ lets nobody declare anew.
 std::vector<KorType*> allTypes() {
@@ -85,7 +85,7 @@ private:
 
     void print(KorType const& type) {
         std::string open, real, close;
-        for (std::string rest = tool::namespaceOf(type) + "::"; rest.size() > 2;) {
+        for (std::string rest = Kor::Forms::Cpp::namespaceOf(type) + "::"; rest.size() > 2;) {
             std::string const name = rest.substr(0, rest.find("::"));
             rest.erase(0, name.size() + 2);
             real += "::" + name;
@@ -93,7 +93,7 @@ private:
             close += "}\n";
         }
         std::ostringstream printed;
-        tool::printDeclaration(printed, type);
+        Kor::Forms::Cpp::printDeclaration(printed, type);
         declarations_ += "namespace " + own(type) + " {\n" + open + close;
         std::istringstream lines(printed.str());
         for (std::string line; std::getline(lines, line);) {
@@ -103,10 +103,10 @@ private:
     }
 
     void compare(KorType const& type) {
-        std::string const space = tool::namespaceOf(type);
+        std::string const space = Kor::Forms::Cpp::namespaceOf(type);
         std::string const name(type.typeName().view());
         // In full: g++ 12 looks a name behind a qualified type up in the namespace of that one.
-        std::string const real = "::" + tool::spelled(name, "");
+        std::string const real = "::" + Kor::Forms::Cpp::spelled(name, "");
         KorType const* outer = &type;
         while (outer->scope() != nullptr) {
             outer = outer->scope();
@@ -159,18 +159,19 @@ private:
     }
 
     void compareClass(KorType const& type, std::string const& real, std::string const& printed) {
-        std::vector<Told> const told = tool::toldOf(type);
+        std::vector<Told> const told = Kor::Forms::Cpp::toldOf(type);
         for (Told const& each : told) {
             if (each.kind == Told::Kind::whole && isOfTemplate(type)) {
                 continue;
             }
             compareTold(each, real, printed);
         }
-        if (auto const parameters = tool::constructorParameters(type); !has(told, Told::Kind::constructor)) {
+        if (auto const parameters = Kor::Forms::Cpp::constructorParameters(type);
+            !has(told, Told::Kind::constructor)) {
             require("std::is_constructible_v<" + real + (parameters.empty() ? "" : ", ") +
                     typesOf(parameters) + ">");
         }
-        for (Function const& each : tool::factoriesOf(type)) {
+        for (Function const& each : Kor::Forms::Cpp::factoriesOf(type)) {
             std::string const outer = each.isStatic ? real.substr(0, real.rfind("::")) + "::" : "";
             require("std::is_same_v<decltype(" + outer + each.name + "(" +
                     typesOf(each.parameters, "std::declval<", ">()") + ")), " + each.result + ">");
@@ -180,7 +181,7 @@ private:
             require(no + "std::totally_ordered<" + real + ">");
         }
         if (!std::ranges::all_of(type.attributes(),
-                                 [](auto const& each) { return tool::hooksOf(*each).empty(); })) {
+                                 [](auto const& each) { return Kor::Forms::Cpp::hooksOf(*each).empty(); })) {
             require("std::derived_from<" + real + "::Notifiee, " + real + "::NotifieeConst>");
             require("std::is_same_v<decltype(std::declval<" + real + "::Notifiee const&>().notifier()), " +
                     real + "*>");
@@ -203,10 +204,10 @@ private:
                 checks_.append(real).append("::").append(inner).append(";\n");
             }
         }
-        for (Function const& each : tool::operationsOf(attr)) {
+        for (Function const& each : Kor::Forms::Cpp::operationsOf(attr)) {
             compareFunction(each, real);
         }
-        for (Function const& each : tool::hooksOf(attr)) {
+        for (Function const& each : Kor::Forms::Cpp::hooksOf(attr)) {
             compareFunction(each, real + "::NotifieeConst");
         }
     }
@@ -255,7 +256,7 @@ TEST(Declaration, EachTypeTellsItsMeaningAndWhereItStands) {
         std::string const name(type->typeName().view());
         EXPECT_NE(type->meaning(), "") << name;
         for (auto const& attr : type->attributes()) {
-            EXPECT_NE(tool::meaningOf(*attr), "") << name << "::" << attr->name();
+            EXPECT_NE(Kor::Forms::Cpp::meaningOf(*attr), "") << name << "::" << attr->name();
         }
         std::ostringstream text;
         text << std::ifstream(LOAM_SOURCES "/" + std::string(type->header())).rdbuf();

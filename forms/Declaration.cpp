@@ -1,4 +1,4 @@
-#include "tools/Declaration.h"
+#include "forms/Declaration.h"
 
 #include "forms/Path.h"
 #include "forms/Text.h"
@@ -9,13 +9,7 @@
 #include <string_view>
 #include <utility>
 
-namespace tool {
-
-using Kor::KorAttr;
-using Kor::KorType;
-using Kor::Passing;
-using Kor::Role;
-using Kor::Shape;
+namespace Kor::Forms::Cpp {
 
 namespace {
 
@@ -625,4 +619,4 @@ void printDeclaration(std::ostream& out, KorType const& type) {
     Printer(out, outer).whole(outer);
 }
 
-} // namespace tool
+} // namespace Kor::Forms::Cpp

@@ -1,6 +1,10 @@
 #pragma once
 
-/// The C++ declaration of a type, as a user would have written it, from the type object alone:
+/// The C++ declaration of a type, as a user would have written it, from the type object alone.
+///
+///     Kor::Forms::Cpp::printDeclaration(std::cout, *Kor::KorType::named("Hardware::LoamTunnel::LifAppConfig"));
+///
+/// prints
 ///
 ///     #include "model/LifApps.h"
 ///
@@ -17,16 +21,15 @@
 ///         ...
 ///
 /// What is printed compiles behind its include line. It has the operations of the class itself; those of a
-/// base stand in the declaration of that one.
+/// base stand in the declaration of that one. Nothing here throws, but for want of memory. Any thread.
 
-#include "console/Failure.h"
 #include "reflect/type/KorType.h"
 
 #include <iosfwd>
 #include <string>
 #include <vector>
 
-namespace tool {
+namespace Kor::Forms::Cpp {
 
 /// A function that a class has. Types are spelled as they are in the namespace of the class.
 struct Function {
@@ -45,16 +48,16 @@ struct Function {
 };
 
 /// What an attribute means, its bits first where it is a view; empty where nothing is said.
-std::string meaningOf(Kor::KorAttr const& attribute);
+KOR_EXPORT std::string meaningOf(KorAttr const& attribute);
 
 /// The operations that an attribute gives a class, but for those that it tells itself, and the hooks that it
 /// gives the class's reactors.
-std::vector<Function> operationsOf(Kor::KorAttr const& attribute);
-std::vector<Function> hooksOf(Kor::KorAttr const& attribute);
+KOR_EXPORT std::vector<Function> operationsOf(KorAttr const& attribute);
+KOR_EXPORT std::vector<Function> hooksOf(KorAttr const& attribute);
 /// The factory: a free function beside the class, or a static one of the class around it.
-std::vector<Function> factoriesOf(Kor::KorType const& type);
+KOR_EXPORT std::vector<Function> factoriesOf(KorType const& type);
 /// What the constructor takes.
-std::vector<Function::Parameter> constructorParameters(Kor::KorType const& type);
+KOR_EXPORT std::vector<Function::Parameter> constructorParameters(KorType const& type);
 
 /// What a declaration tells of a type beyond its attributes (runtime/Texts.h), such as
 /// `static std::optional<IntfId> fromName(std::string_view name)`.
@@ -69,16 +72,16 @@ struct Told {
     std::string_view rest;   ///< what stands behind the name, but for override
     bool isStatic = false;
 };
-std::vector<Told> toldOf(Kor::KorType const& type);
+KOR_EXPORT std::vector<Told> toldOf(KorType const& type);
 /// Whether there is one of that kind.
-bool has(std::vector<Told> const& told, Told::Kind kind);
+KOR_EXPORT bool has(std::vector<Told> const& told, Told::Kind kind);
 
 /// The name of a type as it is spelled in a namespace.
-std::string spelled(std::string const& fullName, std::string const& space);
+KOR_EXPORT std::string spelled(std::string const& fullName, std::string const& space);
 /// The namespace that a type stands in, and its name within.
-std::string namespaceOf(Kor::KorType const& type);
+KOR_EXPORT std::string namespaceOf(KorType const& type);
 
 /// The declaration. Of a type within another one that of the outer type, which has it.
-void printDeclaration(std::ostream& out, Kor::KorType const& type);
+KOR_EXPORT void printDeclaration(std::ostream& out, KorType const& type);
 
-} // namespace tool
+} // namespace Kor::Forms::Cpp
