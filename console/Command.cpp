@@ -53,11 +53,11 @@ std::string Option::name() const {
 }
 
 Option Takes::flag(char const* name, bool& to, char const* text) {
-    return Option(command_.add_flag(name, to, text));
+    return Option(command_.add_flag(name, to, text)->disable_flag_override());
 }
 
 Option Takes::flag(char const* name, int& to, char const* text) {
-    return Option(command_.add_flag(name, to, text));
+    return Option(command_.add_flag(name, to, text)->disable_flag_override());
 }
 
 Option Takes::option(char const* name, std::string& to, char const* type, std::string const& text) {
@@ -145,10 +145,12 @@ void Takes::output(Output& output, char const* own) {
     choice<Format>("--format", output.format,
                    {{"table", Format::table}, {"json", Format::json}, {"csv", Format::csv}}, "FORMAT",
                    "no format", std::string("Print as table, json or csv") + own);
-    command_.add_flag_callback(
+    auto* const json = command_.add_flag_callback(
         "--json", [&output] { output.format = Format::json; }, "The same as --format json");
+    json->disable_flag_override()->excludes(command_.get_option("--format"));
     auto* const headings = command_.add_flag_callback(
         "--no-headings", [&output] { output.headings = false; }, "Leave the heading lines out");
+    headings->disable_flag_override();
     refuseInJson(Option(headings), output, "has no headings");
 }
 

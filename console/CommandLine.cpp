@@ -77,6 +77,9 @@ std::string refusalOf(CLI::App& app, CLI::App& command, CLI::ParseError const& e
         for (CLI::Option const* const each : optionsOf(command)) {
             std::ranges::copy(spellingsOf(*each), std::back_inserter(known));
         }
+        if (std::ranges::count(known, *option) != 0) {
+            return *option + " stands behind " + command.get_name();
+        }
         return "no option " + shown(*option) + suggest(*option, known);
     }
     if (dynamic_cast<CLI::RequiredError const*>(&error) != nullptr) {

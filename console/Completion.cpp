@@ -110,7 +110,10 @@ std::vector<std::string> Vocabulary::rootTypes() const {
         auto const* const only = arguments != nullptr && arguments->members.size() == 1
                                      ? &arguments->members[0].second.members
                                      : nullptr;
-        return only == nullptr || only->size() != 2 || (*only)[1].second.text != "Kor::Name";
+        Kor::KorType const* const here = Forms::findType(name);
+        return here == nullptr || !here->abilities().hasFactory ||
+               memberText(*find(name), "travels") != "true" || only == nullptr || only->size() != 2 ||
+               (*only)[1].second.text != "Kor::Name";
     });
     return names;
 }

@@ -11,6 +11,7 @@
 #include <ext/stdio_filebuf.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <optional>
 #include <ostream>
 #include <set>
 #include <span>
@@ -37,14 +38,12 @@ struct LogRecordOptions {
 };
 
 /// A recording may hold what is nobody else's business, and is never mixed with another file.
-File fileFor(LogRecordOptions const& options) {
+File fileFor(LogRecordOptions const& options, bool& wasThere) {
     if (File old = openRegular(options.file, O_RDWR)) {
         if (!options.force) {
             throw Refused(shown(options.file) + " is there already; --force writes over it");
         }
-        if (::fchmod(old.fd(), S_IRUSR | S_IWUSR) != 0 || ::ftruncate(old.fd(), 0) != 0) {
-            throw Refused(systemFailure("cannot write", options.file));
-        }
+        wasThere = true;
         return old;
     }
     return makeRegular(options.file);
@@ -57,10 +56,13 @@ void logRecord(Context& context, LogRecordOptions const& options) {
     for (std::string const& given : options.roots) {
         asked.emplace_back(given, rootOf(given));
     }
-    __gnu_cxx::stdio_filebuf<char> buffer(fileFor(options).release(), std::ios::out | std::ios::binary);
+    bool wasThere = false;
+    __gnu_cxx::stdio_filebuf<char> buffer(fileFor(options, wasThere).release(),
+                                          std::ios::out | std::ios::binary);
     std::ostream file(&buffer);
-    Kor::Link::ConnectorConfig config = connectOnce("log record"); // a recording is that of one connection
-    int failure = 0;                                               // the first one's errno
+    Kor::Link::ConnectorConfig config = connectorConfig("log record");
+    config.mostWait = std::chrono::milliseconds(250);
+    int failure = 0; // the first one's errno
     auto const note = [&] { failure = failure == 0 && !file ? errno : failure; };
     auto const mustBeWritten = [&] {
         file.flush();
@@ -70,10 +72,25 @@ void logRecord(Context& context, LogRecordOptions const& options) {
             throw Refused(systemFailure("cannot write", options.file));
         }
     };
-    RecordingOut recording(file, config.session.limits, options.most);
-    mustBeWritten();
+    std::optional<RecordingOut> recording; // of the first connection, and no other
+    std::string lost;
+    bool isLost = false;
+    config.setUp = [&](Session&) {
+        if (::fchmod(buffer.fd(), S_IRUSR | S_IWUSR) != 0 || ::ftruncate(buffer.fd(), 0) != 0) {
+            throw Refused(systemFailure("cannot write", options.file));
+        }
+        recording.emplace(file, config.session.limits, options.most);
+        mustBeWritten();
+    };
 
     Kor::Link::Loop loop;
+    config.lost = [&](Kor::String8 const& reason, std::chrono::milliseconds) {
+        lost = reason.view();
+        isLost = recording.has_value();
+        if (isLost) { // before there is another one
+            loop.stop();
+        }
+    };
     std::set<std::string> wanted, here, missing;
     std::set<std::string> told;
     std::string refusal;
@@ -94,12 +111,12 @@ void logRecord(Context& context, LogRecordOptions const& options) {
     auto const begin = std::chrono::steady_clock::now();
     config.tap = [&](Session const&, bool isSent, std::span<Kor::U8 const> bytes) {
         auto const time = std::chrono::steady_clock::now() - begin;
-        recording.write(isSent ? Side::connecting : Side::accepting,
-                        static_cast<U64>(std::chrono::duration_cast<std::chrono::microseconds>(time).count()),
-                        bytes);
+        recording->write(
+            isSent ? Side::connecting : Side::accepting,
+            static_cast<U64>(std::chrono::duration_cast<std::chrono::microseconds>(time).count()), bytes);
         note();
         ++pieces;
-        if (recording.isCut() || !file) {
+        if (recording->isCut() || !file) {
             loop.stop();
         }
     };
@@ -133,7 +150,6 @@ void logRecord(Context& context, LogRecordOptions const& options) {
         toldBy = signal;
         loop.stop();
     });
-    std::string lost;
     bool isComplete = false;
     {
         Kor::Link::Connector connector = connectorTo(loop, address, config);
@@ -141,20 +157,23 @@ void logRecord(Context& context, LogRecordOptions const& options) {
                               ? Kor::Link::Loop::Duration(std::chrono::seconds(options.seconds))
                           : options.once ? Kor::Link::Loop::Duration(options.live.timeout)
                                          : Kor::Link::Loop::Duration(std::chrono::hours(24 * 365));
-        loop.runUntil(
-            [&] {
-                isComplete = !(wanted.empty() && missing.empty()) && here == wanted;
-                return connector.isOver() || (options.once && isComplete);
-            },
-            most);
-        if (connector.isOver()) {
-            lost = connector.lastReason().view();
+        bool const isThere = loop.runUntil([&] { return recording || toldBy != 0; }, options.live.timeout);
+        if (isThere && toldBy == 0 && !isLost) {
+            loop.runUntil(
+                [&] {
+                    isComplete = !(wanted.empty() && missing.empty()) && here == wanted;
+                    return isLost || (options.once && isComplete);
+                },
+                most);
         }
+        lost = isLost || !recording ? lost : "";
     } // which says goodbye, and that is recorded too
     mustBeWritten();
     if (pieces == 0) {
         buffer.close();
-        std::filesystem::remove(options.file);
+        if (!wasThere) {
+            std::filesystem::remove(options.file);
+        }
         if (toldBy != 0) {
             context.note("nothing was recorded");
             throw Interrupted(toldBy);
@@ -169,7 +188,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
     }
     if (options.once && !isComplete) {
         std::string const what = "not all that was asked for has come";
-        if (!lost.empty() || recording.isCut()) {
+        if (!lost.empty() || recording->isCut()) {
             throw Refused(what + (lost.empty() ? "; the recording is full" : ": " + shown(lost)));
         }
         throw TimedOut("within " + std::to_string(options.live.timeout.count()) + " ms " + what);
@@ -177,10 +196,10 @@ void logRecord(Context& context, LogRecordOptions const& options) {
     if (!lost.empty()) {
         context.note("the connection has ended: " + shown(lost));
     }
-    if (recording.isCut()) {
+    if (recording->isCut()) {
         context.note("the recording is full");
     }
-    context.note(std::to_string(recording.bytes()) + " bytes recorded");
+    context.note(std::to_string(recording->bytes()) + " bytes recorded");
     if (!missing.empty()) {
         context.status = notThereStatus;
     }

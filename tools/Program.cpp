@@ -23,6 +23,15 @@ constexpr Command const* allCommands[]{
     &syncCommand,   &explainCommand, &auditCommand, &statsCommand,  &traceCommand,       &topCommand,
     &shellCommand,  &runCommand,     &logCommand};
 
+/// CLI11 cuts the text without a word where memory is short: then it is another one the next time.
+std::string helpOf(CLI::App& app, CLI::AppFormatMode mode) {
+    std::string text = app.help("", mode);
+    if (text != app.help("", mode)) {
+        throw Refused("there is not enough memory");
+    }
+    return text;
+}
+
 void addCommands(CLI::App& app, Context& context, bool isInShell) {
     for (Command const* const each : allCommands) {
         if (!isInShell || each->isInShell) {
@@ -150,9 +159,9 @@ int run(std::vector<std::string> const& arguments, Context context) {
             std::ranges::reverse(words); // it wants the last one first
             app.parse(std::move(words));
         } catch (CLI::CallForHelp const&) {
-            context.out << app.help();
+            context.out << helpOf(app, CLI::AppFormatMode::Normal);
         } catch (CLI::CallForAllHelp const&) {
-            context.out << app.help("", CLI::AppFormatMode::All);
+            context.out << helpOf(app, CLI::AppFormatMode::All);
         } catch (CLI::CallForVersion const& version) {
             context.out << version.what() << '\n';
         } catch (CLI::ParseError const& error) {

@@ -51,9 +51,11 @@ void wait(Context& context, WaitOptions const& options) {
     std::string last = "it is not there";
     std::exception_ptr wrong;
     Box box;
+    std::string at = path;
     auto const holds = [&, path = path, value = value] {
         try {
             Place const place = live.roots().at(path);
+            at = place.path;
             if (value && place.attribute != nullptr) { // what is no value of the type never comes
                 readValue(*place.attribute->type(), *value, live.roots().find(), path);
             }
@@ -94,12 +96,12 @@ void wait(Context& context, WaitOptions const& options) {
                        (options.gone ? " did not go: " : " was not so: ") + last);
     }
     if (options.gone && options.output.format == Format::text) {
-        context.out << path << " deleted\n";
+        context.out << at << " deleted\n";
         return;
     }
     Values values(context.out, options.output, &live.roots());
     if (!options.gone) {
-        values.item({path, box});
+        values.item({at, box});
     }
     values.end();
 }

@@ -86,6 +86,10 @@ TEST(Command, SaysInOneLineWhatIsWrong) {
              "--chip goes with no --diff; see loamtunnel layout --help"},
             {{"addr", "-c8", "one"}, "'one' is no row number"},
             {{"kinds", "Nope"}, "no kind of entry Nope; there are " + someKinds},
+            {{"tables", "--json", "--format", "csv"},
+             "--format goes with no --json; see loamtunnel tables --help"},
+            {{"tables", "--json=0"}, "json takes no value; see loamtunnel tables --help"},
+            {{"--json", "tables"}, "--json stands behind tables; see loamtunnel tables --help"},
             {{"monitor", "--for", "0"}, "--for: '0' is no number from 1 to 4294967295"},
             {{"log", "check", "x", "--until", "1"},
              "no option --until; there are -h, --help, --side, --format, --json and --no-headings; see "

@@ -245,8 +245,16 @@ TEST_F(Live, AConnectionIsRecordedAndReplayed) {
     auto const record = [&](std::string const& address) {
         return loamtunnel({"log", "record", "--socket", address, "--timeout", "20000", log, "lif", "--once"});
     };
-    EXPECT_EQ(record(file("nowhere")).status, 6);
-    EXPECT_FALSE(std::filesystem::exists(log));
+    for (bool const isThere : {false, true}) { // what is there stays while there is nothing to record
+        isThere ? static_cast<void>(std::ofstream(log) << "old") : void();
+        EXPECT_EQ(
+            loamtunnel({"log", "record", "--socket", file("nowhere"), "--timeout", "100", log, "--force"})
+                .status,
+            6);
+        EXPECT_EQ(std::filesystem::exists(log), isThere);
+    }
+    EXPECT_EQ(content("log"), "old");
+    std::filesystem::remove(log);
 
     std::ofstream(file("script")) << "new LifAppConfigDir lif\nset lif.appConfig[vtAppMpls]\n"
                                      "set lif.appConfig[vtAppMpls].reqCount[AradLifAcMp vsi=1] 5\n"
