@@ -171,7 +171,8 @@ void RecordWalker::read(In& in, RecordView& record) {
             record.kind = RecordView::Kind::control;
             record.attribute = controlName(attribute);
             if (beginsWithText(attribute)) {
-                record.value = stringOf(in.nextString());
+                std::string const text = stringOf(in.nextString());
+                record.value = magnitudeOf(attribute) == goodbyeAttribute ? text : Forms::rootText(text);
             }
         }
         return;
