@@ -106,14 +106,13 @@ std::vector<std::string> Vocabulary::types(std::string_view kind) const {
 std::vector<std::string> Vocabulary::rootTypes() const {
     std::vector<std::string> names = types("entity");
     std::erase_if(names, [this](std::string const& name) {
-        Json const* const arguments = find(name)->find("constructorArgs");
-        auto const* const only = arguments != nullptr && arguments->members.size() == 1
-                                     ? &arguments->members[0].second.members
-                                     : nullptr;
         Kor::KorType const* const here = Forms::findType(name);
-        return here == nullptr || !here->abilities().hasFactory ||
-               memberText(*find(name), "travels") != "true" || only == nullptr || only->size() != 2 ||
-               (*only)[1].second.text != "Kor::Name";
+        if (here == nullptr || !here->abilities().hasFactory ||
+            memberText(*find(name), "travels") != "true") {
+            return true;
+        }
+        std::vector<Forms::Argument> const arguments = constructorArguments(*here);
+        return arguments.size() != 1 || arguments[0].type != Kor::fwkTypeOf<Kor::Name>();
     });
     return names;
 }

@@ -66,15 +66,10 @@ void eachLine(Context& context, std::string const& file,
             std::string const where = name + ':' + std::to_string(number);
             try {
                 visit(line, where);
-            } catch (NoConnection const&) {
-                throw;
-            } catch (TimedOut const&) {
-                throw;
-            } catch (Broken const&) {
-                throw;
-            } catch (Interrupted const&) {
-                throw;
             } catch (Refused const& failure) {
+                if (endsAll(failure)) {
+                    throw;
+                }
                 context.report(where + ": " + failure.what());
             }
         }

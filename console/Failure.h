@@ -52,6 +52,14 @@ struct Interrupted : Refused {
 };
 constexpr int cutOffStatus = 128;
 
+/// Whether it ends all that is being done, not one line of it.
+inline bool endsAll(Refused const& refused) {
+    return dynamic_cast<Broken const*>(&refused) != nullptr ||
+           dynamic_cast<NoConnection const*>(&refused) != nullptr ||
+           dynamic_cast<TimedOut const*>(&refused) != nullptr ||
+           dynamic_cast<Interrupted const*>(&refused) != nullptr;
+}
+
 inline int statusOf(Refused const& refused) {
     if (auto const* const interrupted = dynamic_cast<Interrupted const*>(&refused)) {
         return cutOffStatus + interrupted->signal;

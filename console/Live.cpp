@@ -42,8 +42,16 @@ Kor::Link::ConnectorConfig connectOnce(std::string_view name) {
     return config;
 }
 
+namespace {
+
+std::string addressText(std::string const& address) {
+    return shown(address.empty() ? addressOf("").path() : address);
+}
+
+} // namespace
+
 NoConnection noConnection(std::string const& address, std::string_view reason) {
-    return NoConnection("no connection to " + shown(address.empty() ? addressOf("").path() : address) + ": " +
+    return NoConnection("no connection to " + addressText(address) + ": " +
                         (reason.empty() ? "no answer in time" : std::string(reason)));
 }
 
@@ -51,8 +59,7 @@ void throwNoConnection(LiveOptions const& options, bool hasAnswered, std::string
     if (!hasAnswered || !reason.empty()) {
         throw noConnection(options.address, reason);
     }
-    throw TimedOut("no connection from " +
-                   shown(options.address.empty() ? addressOf("").path() : options.address) + " within " +
+    throw TimedOut("no connection from " + addressText(options.address) + " within " +
                    std::to_string(options.timeout.count()) + " ms");
 }
 

@@ -158,10 +158,6 @@ void addQueue(Functions& all, std::string const& x, Spelling const& spelling) {
     all.push_back(writer(x + "Notify", {number}));
 }
 
-} // namespace
-
-namespace {
-
 /// Of U8, S32 and their like, whose full names have no namespace.
 bool isNumber(std::string_view fullName) {
     KorType const* const type = KorType::named(fullName);

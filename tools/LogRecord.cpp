@@ -79,6 +79,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
         if (::fchmod(buffer.fd(), S_IRUSR | S_IWUSR) != 0 || ::ftruncate(buffer.fd(), 0) != 0) {
             throw Refused(systemFailure("cannot write", options.file));
         }
+        lost.clear(); // of the tries before
         recording.emplace(file, config.session.limits, options.most);
         mustBeWritten();
     };
@@ -166,7 +167,6 @@ void logRecord(Context& context, LogRecordOptions const& options) {
                 },
                 most);
         }
-        lost = isLost || !recording ? lost : "";
     } // which says goodbye, and that is recorded too
     mustBeWritten();
     if (pieces == 0) {

@@ -154,15 +154,10 @@ void Script::run(std::istream& in, std::string const& name,
     for (U64 number = 1; nextLine(in, text, number == 1); ++number) {
         try {
             line(text);
-        } catch (Broken const&) {
-            throw;
-        } catch (NoConnection const&) {
-            throw;
-        } catch (TimedOut const&) {
-            throw;
-        } catch (Interrupted const&) {
-            throw;
         } catch (Refused const& refused) {
+            if (endsAll(refused)) {
+                throw;
+            }
             std::string const message = name + ':' + std::to_string(number) + ": " + refused.what();
             if (report) {
                 report(message);

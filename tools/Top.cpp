@@ -194,7 +194,6 @@ public:
                 return;
             }
             std::string lost;
-            std::exception_ptr why;
             try {
                 if (!live_) {
                     live_.emplace(options_.live, "top", &context_);
@@ -213,15 +212,13 @@ public:
                     return;
                 }
                 continue;
-            } catch (NoConnection const& failure) {
+            } catch (Refused const& failure) {
+                bool const isLost = dynamic_cast<NoConnection const*>(&failure) != nullptr ||
+                                    dynamic_cast<TimedOut const*>(&failure) != nullptr;
+                if (!isLost || !hasLooked || options_.once) {
+                    throw;
+                }
                 lost = failure.what();
-                why = std::current_exception();
-            } catch (TimedOut const& failure) {
-                lost = failure.what();
-                why = std::current_exception();
-            }
-            if (!hasLooked || options_.once) {
-                std::rethrow_exception(why);
             }
             keys.reset(); // which leaves the terminal as it was
             live_.reset();

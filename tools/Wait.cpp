@@ -31,13 +31,20 @@ struct WaitOptions {
     Output output;
 };
 
-/// An object is another one, by its path, or none.
+/// Refuses what can never be: a value that is none of the type. An object is another one, by its path, or
+/// none.
 void mustBePossible(Live& live, std::string const& path, std::string const& value) {
     Kor::KorType const* const type = live.roots().typeAt(path);
     bool const isRoot = trimmed(path) == rootText(rootOf(path));
     if ((isRoot || (type != nullptr && type->isEntity())) && value != "None" &&
         std::ranges::count(live.offers(), rootOf(value)) == 0) {
         throw Refused(path + " is an object, which is another one by its path or None, not " + shown(value));
+    }
+    try {
+        if (type != nullptr) { // also where the way there is not yet
+            readValue(*type, value, live.roots().find(), path);
+        }
+    } catch (NotThere const&) { // what the value refers to may come, too
     }
 }
 
@@ -67,16 +74,6 @@ void wait(Context& context, WaitOptions const& options) {
                                  textOf(box) == textOf(readValue(*box->type(), *value, live.roots().find())));
         } catch (NotThere const& notThere) { // something on the way, which may come
             last = notThere.what();
-            try {
-                Kor::KorType const* const type = value ? live.roots().typeAt(path) : nullptr;
-                if (type != nullptr) {
-                    readValue(*type, *value, live.roots().find(), path);
-                }
-            } catch (NotThere const&) { // what the value refers to may come, too
-            } catch (Refused const&) {
-                wrong = std::current_exception();
-                return true;
-            }
             return options.gone;
         } catch (Refused const&) {
             wrong = std::current_exception();
