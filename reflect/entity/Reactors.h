@@ -192,7 +192,7 @@ consteval HookUse hookUse() {
         requires { typename Name::template TemplateHook<R, typename A::Key>; }) {
         return HookUse::wrong;
     } else {
-        return HookUse::overridden; // one that is private cannot be named here
+        return HookUse::overridden; // one that is not public cannot be named here
     }
 }
 /// The hook of every reactor, which a plain one may live by, as if it were one of an attribute.
@@ -222,9 +222,9 @@ struct NotifieeNamed<Tag> : std::type_identity<detail::AllHooks<Tag>> {};
 /// Makes a reactor of the class R with the arguments, registers it, and attaches it to the entity, which it
 /// hears of from now on. Returns the one pointer to it: neither the entity nor anybody else keeps it. It
 /// holds the entity; `reactor->notifierIs(nullptr)` detaches it. Does not compile for a reactor that
-/// overrides no hook, or whose hook takes something else than the key of its attribute. A private hook cannot
-/// be seen and counts as an override, so write `override`. Throws Kor::RangeException for a null entity, and
-/// what R's constructor throws.
+/// overrides no hook, or whose hook takes something else than the key of its attribute. A hook that is not
+/// public cannot be seen and counts as an override, so write `override`. Throws Kor::RangeException for a
+/// null entity, and what R's constructor throws.
 template <class R, class E, class... Argument>
 [[nodiscard]] Ptr<R> observe(E const& entity, Argument&&... argument) {
     using X = detail::NotifierOf<R>;
