@@ -32,7 +32,7 @@ using Level = typename LevelFor<Self, A>::type;
 
 /// Made of whatever A does not take there, which the compiler then says: reflect/entity/EntityPattern.h.
 template <class Self, class A, class Takes = typename A::Key>
-struct NoKey;
+struct NotTaken;
 
 } // namespace Kor::detail
 
@@ -128,7 +128,7 @@ struct NoKey;
         typename A::Value x(typename A::Key const& key) requires(A::shape.holdsObjects()) {                  \
             return this->korGet(key);                                                                        \
         }                                                                                                    \
-        void x(detail::NoKey<Self, A>) const {}                                                              \
+        void x(detail::NotTaken<Self, A>) const {}                                                           \
         typename A::Value x##Del(typename A::Key const& key) { return this->korDel(key); }                   \
         typename A::Value x##Del(X##Iterator& at) { return this->korDel(at); }                               \
         void x##DelAll() { this->korDelAll(); }                                                              \
@@ -157,12 +157,16 @@ struct NoKey;
         typename Map::Held new##X(typename Map::Part const& part) requires(A::shape.keyInside) {             \
             return this->korNew(part);                                                                       \
         }                                                                                                    \
-        void x##Del(detail::NoKey<Self, A>) {}                                                               \
-        void x##Notify(detail::NoKey<Self, A>) {}                                                            \
-        void x##Inc(detail::NoKey<Self, A>, U32) requires(A::shape.counting != Counting::none) {}            \
-        void x##Dec(detail::NoKey<Self, A>, U32) requires(A::shape.counting == Counting::both) {}            \
-        void x##Is(detail::NoKey<Self, A, typename Map::First>, auto&&...) {}                                \
-        void new##X(detail::NoKey<Self, A, typename Map::First>, auto&&...) {}                               \
+        void x##Del(detail::NotTaken<Self, A>) {}                                                            \
+        void x##Notify(detail::NotTaken<Self, A>) {}                                                         \
+        void x##Inc(detail::NotTaken<Self, A>, U32) requires(A::shape.counting != Counting::none) {}         \
+        void x##Dec(detail::NotTaken<Self, A>, U32) requires(A::shape.counting == Counting::both) {}         \
+        void x##Is(detail::NotTaken<Self, A, typename Map::First>, auto&&...) {}                             \
+        void new##X(detail::NotTaken<Self, A, typename Map::First>, auto&&...) {}                            \
+        void x##Is(typename A::Key const&,                                                                   \
+                   detail::NotTaken<Self, A, typename A::Value>) requires(!A::shape.keyInside) {}            \
+        void new##X(typename A::Key const&,                                                                  \
+                    detail::NotTaken<Self, A, typename A::Value>) requires(!A::shape.keyInside) {}           \
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Queue : detail::Level<Self, A> {                                                                  \

@@ -627,15 +627,10 @@ private:
     /// What the constructor was given.
     template <class T>
     void putKey(Out& out) {
-        bool done = false;
-        detail::forEach(detail::Where<&Shape::byConstructor, typename T::Attributes>(), [&]<class A>() {
-            out.put(A::Name::call(*notifier()));
-            done = true;
-        });
-        if constexpr (requires { typename T::BaseEntity::Attributes; }) {
-            if (!done) {
-                putKey<typename T::BaseEntity>(out);
-            }
+        if constexpr (detail::hasKey<typename T::Attributes>) {
+            out.put(detail::AttributeAt<0, typename T::Attributes>::type::Name::call(*notifier()));
+        } else if constexpr (requires { typename T::BaseEntity::Attributes; }) {
+            putKey<typename T::BaseEntity>(out);
         }
     }
 

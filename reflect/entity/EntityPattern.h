@@ -95,12 +95,12 @@ template <class Takes, class... Given>
 inline constexpr bool isArgument = false;
 
 template <class Self, class A, class Takes>
-struct NoKey {
+struct NotTaken {
     template <class Given>
-    requires(!std::is_convertible_v<Given const&, Takes>) NoKey(Given const&) {
+    requires(!std::is_convertible_v<Given const&, Takes>) NotTaken(Given const&) {
         static_assert(std::is_convertible_v<Given const&, Takes>,
-                      "this takes a key, or a value with its key, of the type that is_convertible_v names "
-                      "second here; it was given what stands first");
+                      "this takes an argument of the type that is_convertible_v names second here; it was "
+                      "given what stands first");
     }
 };
 

@@ -236,9 +236,9 @@ template <class R, class E, class... Argument>
                   "void onX(Key const&) override, or as void onX() override for an attribute without a key");
     static_assert(!std::is_void_v<typename Hooks::Wrong> || Hooks::any,
                   "this reactor overrides no hook of the entity, so that it would hear nothing");
-    static_assert(std::convertible_to<E const&, Ptr<Writes>>,
+    static_assert(std::is_convertible_v<E const&, Ptr<Writes>>,
                   "this reactor is one of another entity class, or may write what is const here");
-    if constexpr (std::convertible_to<E const&, Ptr<Writes>>) {
+    if constexpr (std::is_convertible_v<E const&, Ptr<Writes>>) {
         // Converted, where the entity is of a derived class.
         Ptr<Writes> const observed = entity; // NOLINT(performance-unnecessary-copy-initialization)
         if (!observed) {
@@ -249,6 +249,7 @@ template <class R, class E, class... Argument>
         reactor->notifierIs(observed);
         return reactor;
     }
+    return nullptr; // not in a program that compiles
 }
 
 } // namespace Kor

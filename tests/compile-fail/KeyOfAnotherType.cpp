@@ -1,4 +1,4 @@
-// error: this takes a key, or a value with its key, of the type that is_convertible_v names second here
+// error: this takes an argument of the type that is_convertible_v names second here
 // error: is_convertible_v<.*AradLifIndex ?&, Hardware::LoamTunnel::AradLifEntry>
 // lines: at most 12
 #include "model/LifApps.h"
