@@ -210,8 +210,8 @@ END {
             fields = inside(fields, index(fields, "FieldList<") + 10)
         }
         if (match(lines[i], /^KOR_FACTORY\(/)) {
-            split_list(inside(lines[i], RSTART + RLENGTH), parts)
-            lines[i] = "/** A new one, of which the caller has the one reference. */ Kor::Ptr<" parts[2] "> " parts[1] "(" parts[3] " argument);"
+            given = split_list(inside(lines[i], RSTART + RLENGTH), parts)
+            lines[i] = "/** A new one, of which the caller has the one reference. */ Kor::Ptr<" parts[2] "> " parts[1] "(" (given > 2 ? parts[3] " argument" : "") ");"
         }
         if (lines[i] ~ /^ *enum [A-Za-z]/) enumeration(i)
         if (lines[i] ~ /^(class|struct) / && lines[i] !~ /;[ \t]*$/) {

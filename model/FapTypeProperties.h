@@ -149,7 +149,7 @@ public:
     static Kor::Ptr<AradProperties> aradPropertiesFactory(Loam::FapType fapType);
     static Kor::Ptr<JerichoProperties> jerichoPropertiesFactory(Loam::FapType fapType);
 };
-KOR_PLAIN_FACTORY(fapTypePropertiesFactory, FapTypeProperties)
+KOR_FACTORY(fapTypePropertiesFactory, FapTypeProperties)
 
 } // namespace Hardware::LoamTunnel
 // clang-format on

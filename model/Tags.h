@@ -79,7 +79,7 @@ public:
         "", "The tag protocol identifiers (TPIDs) that all applications want on interfaces",
         "appConfig", "What this application wants");
 };
-KOR_PLAIN_FACTORY(tpidVtAppConfigDirFactory, TpidVtAppConfigDir)
+KOR_FACTORY(tpidVtAppConfigDirFactory, TpidVtAppConfigDir)
 
 } // namespace Hardware::LoamTunnel
 // clang-format on

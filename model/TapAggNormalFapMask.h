@@ -27,7 +27,7 @@ class TapAggNormalFapMask final : public TapAggNormalFapMaskOf<TapAggNormalFapMa
 public:
     static constexpr auto korTexts = tapAggNormalFapMaskTexts;
 };
-KOR_PLAIN_FACTORY(tapAggNormalFapMaskFactory, TapAggNormalFapMask)
+KOR_FACTORY(tapAggNormalFapMaskFactory, TapAggNormalFapMask)
 
 } // namespace Hardware::LoamTunnel
 
@@ -35,5 +35,5 @@ class TapAggNormalFapMask final : public Hardware::LoamTunnel::TapAggNormalFapMa
 public:
     static constexpr auto korTexts = Hardware::LoamTunnel::tapAggNormalFapMaskTexts;
 };
-KOR_PLAIN_FACTORY(tapAggNormalFapMaskFactory, TapAggNormalFapMask)
+KOR_FACTORY(tapAggNormalFapMaskFactory, TapAggNormalFapMask)
 // clang-format on

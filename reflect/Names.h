@@ -20,7 +20,6 @@
 
 #include "reflect/Shape.h"
 
-#include <concepts>
 #include <utility>
 
 namespace Kor::detail {
@@ -31,14 +30,9 @@ struct LevelFor;
 template <class Self, class A>
 using Level = typename LevelFor<Self, A>::type;
 
-/// Made of whatever A does not take there, which the compiler then says in few words.
+/// Made of whatever A does not take there, which the compiler then says: reflect/entity/EntityPattern.h.
 template <class Self, class A, class Takes = typename A::Key>
-struct NoKey {
-    template <class K>
-    requires(!std::convertible_to<K const&, Takes>) NoKey(K const&) {
-        Self::template korRefuseKey<Takes, K>();
-    }
-};
+struct NoKey;
 
 } // namespace Kor::detail
 
@@ -230,7 +224,7 @@ struct NoKey {
     static void tell(Reactor& reactor, Key const&... key) {                                                  \
         reactor.on##X(key...);                                                                               \
     }                                                                                                        \
-    template <class R>                                                                                       \
-    using Hook = decltype(&R::on##X);                                                                        \
+    template <class R, class Key, auto hook = &R::template on##X<Key>>                                       \
+    using TemplateHook = std::bool_constant<static_cast<decltype(hook)>(&R::on##X) == hook>;                 \
     template <class R, class Probe>                                                                          \
     static auto probe(Probe probe)->decltype(probe(&R::on##X));

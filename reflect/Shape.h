@@ -48,13 +48,15 @@ struct Shape {
     /// Whether it has an id of its own: an override of an operation keeps that of the base.
     bool hasId = true;
 
-    constexpr bool isField() const noexcept { return role == Role::field; }
     constexpr bool holdsObjects() const noexcept { return child || reference; }
     constexpr bool isOperation() const noexcept {
         return role == Role::operation || role == Role::classOperation;
     }
     /// Whether it can change under its reactors, which then have hooks for it.
     constexpr bool hasHooks() const noexcept { return role == Role::singleton || keyed; }
+    constexpr bool isField() const noexcept { return role == Role::field; }
+    constexpr bool byConstructor() const noexcept { return role == Role::key || isField(); }
+    constexpr bool isStored() const noexcept { return byConstructor() || hasHooks(); }
     constexpr bool hasVirtualSetter() const noexcept { return role == Role::singleton && isVirtual; }
 
     friend constexpr bool operator==(Shape const&, Shape const&) noexcept = default;

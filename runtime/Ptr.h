@@ -131,13 +131,7 @@ Ptr<U> ptrCast(Ptr<T> const& ptr) noexcept {
 /// Publish the object (put it in a map, switch its notifications on) only after this has returned.
 template <class T, class... Args>
 [[nodiscard]] Ptr<T> makePtr(Args&&... args) {
-    // An entity says itself what it is made of, in fewer words than the compiler has for it.
-    if constexpr (
-        requires { typename T::ConstructorArgument; } && !requires { new T(std::forward<Args>(args)...); }) {
-        return T::template korRefuse<T, Args...>();
-    } else {
-        return Ptr<T>::adopt(new T(std::forward<Args>(args)...));
-    }
+    return Ptr<T>::adopt(new T(std::forward<Args>(args)...));
 }
 
 /// A pointer that is never null: what every operation returns that finds or makes an object.

@@ -628,11 +628,9 @@ private:
     template <class T>
     void putKey(Out& out) {
         bool done = false;
-        detail::forEach(typename T::Attributes(), [&]<class A>() {
-            if constexpr (A::shape.role == Role::key || A::shape.role == Role::field) {
-                out.put(A::Name::call(*notifier()));
-                done = true;
-            }
+        detail::forEach(detail::Where<&Shape::byConstructor, typename T::Attributes>(), [&]<class A>() {
+            out.put(A::Name::call(*notifier()));
+            done = true;
         });
         if constexpr (requires { typename T::BaseEntity::Attributes; }) {
             if (!done) {

@@ -52,21 +52,25 @@
 
 // NOLINTBEGIN(bugprone-macro-parentheses): X is a type, not an expression
 
-/// The factory of an entity: makes one with the constructor's argument, and registers it nowhere, sets
-/// no parent. A template, so that a program compiles only the entities that it makes.
+/// The factory of an entity: makes one with the constructor's argument, if any, and registers it nowhere,
+/// sets no parent. A template, so that a program compiles only the entities that it makes.
 #define KOR_FACTORY(factory, X, ...)                                                                         \
     template <class T = X>                                                                                   \
-    Kor::Ptr<T> factory(__VA_ARGS__ argument) {                                                              \
-        return Kor::makePtr<T>(std::move(argument));                                                         \
+    Kor::Ptr<T> factory(__VA_ARGS__ __VA_OPT__(argument)) {                                                  \
+        return Kor::makePtr<T>(__VA_OPT__(std::move(argument)));                                             \
     }                                                                                                        \
-    KOR_PLAIN_FACTORY(factory, X)
+    KOR_FACTORY_OF_OTHERS(factory, X)
 
-/// The same for a constructor without arguments; of others Kor::makePtr says what is wrong.
-#define KOR_PLAIN_FACTORY(factory, X)                                                                        \
+/// What clang says to a wrong argument is short; with g++, Kor::makePtr says it.
+#ifdef __clang__
+#define KOR_FACTORY_OF_OTHERS(factory, X)
+#else
+#define KOR_FACTORY_OF_OTHERS(factory, X)                                                                    \
     template <class T = X, class... Given>                                                                   \
     Kor::Ptr<T> factory(Given&&... given) {                                                                  \
         return Kor::makePtr<T>(std::forward<Given>(given)...);                                               \
     }
+#endif
 
 // NOLINTEND(bugprone-macro-parentheses)
 
@@ -77,6 +81,22 @@ template <class X>
 class StreamAdapterOf;
 
 namespace detail {
+
+// What the compiler says to the commonest mistakes: here, since it lists the includes that led to it.
+
+/// Never, when this is asked.
+template <class Takes, class... Given>
+inline constexpr bool isArgument = false;
+
+template <class Self, class A, class Takes>
+struct NoKey {
+    template <class Given>
+    requires(!std::is_convertible_v<Given const&, Takes>) NoKey(Given const&) {
+        static_assert(std::is_convertible_v<Given const&, Takes>,
+                      "this takes a key, or a value with its key, of the type that is_convertible_v names "
+                      "second here; it was given what stands first");
+    }
+};
 
 /// How deep below Kor::PtrInterface a class stands; its attribute ids follow from it.
 template <class T>
@@ -93,8 +113,7 @@ constexpr int derivationLevel() {
 template <class List>
 inline constexpr bool hasKey = false;
 template <class First, class... Rest>
-inline constexpr bool hasKey<AttributeList<First, Rest...>> =
-    First::shape.role == Role::key || First::shape.role == Role::field;
+inline constexpr bool hasKey<AttributeList<First, Rest...>> = First::shape.byConstructor();
 
 /// What the constructor of an entity class over `Base` takes: void for nothing.
 template <class Base, class List>
@@ -230,6 +249,9 @@ private:
     using Below = detail::BaseOf<Self, Base, Attributes>;
     using WithId = detail::Where<&Shape::hasId, Attributes>;
     static constexpr bool keySets = detail::hasKey<Attributes>;
+    static_assert(
+        detail::allNamed<Attributes>,
+        "an attribute of an entity needs the third word in the making of its name: KOR_NAME(x, X, entity)");
 
 public:
     /// The type of the attribute that the constructor sets, Kor::Name for the name, or void.
@@ -244,21 +266,6 @@ public:
     template <std::same_as<ConstructorArgument> Argument = ConstructorArgument>
     requires(!keySets) explicit EntityOver(std::type_identity_t<Argument> argument)
         : Below(std::move(argument)) {}
-
-    // What the compiler says to the commonest mistakes. Here, where few includes lead to.
-
-    template <class Class, class... Given, class Takes = ConstructorArgument>
-    static Ptr<Class> korRefuse() {
-        static_assert(detail::never<Class>, "an entity is made of one argument, of the type `Takes` above: "
-                                            "the key, or a name; of none if that is void");
-        return nullptr;
-    }
-    template <class Takes, class Given>
-    static void korRefuseKey() {
-        static_assert(detail::never<Given>,
-                      "the key of this attribute, or the value that has it, is of the "
-                      "type `Takes` above, which `Given` is not and does not turn into");
-    }
 
     /// Children that came in while the entity was ending lose their parent, untold.
     ~EntityOver() override {
@@ -326,6 +333,15 @@ private:
                         [this]<class Each>() { Each::Name::delAll(*this); });
     }
 };
+
+/// Says what an entity is made of, when it is given something else.
+template <class T, class... Given>
+requires(detail::Declared<T> && !requires { new T(std::declval<Given>()...); }) Ptr<T> makePtr(Given&&...) {
+    static_assert(detail::isArgument<typename T::ConstructorArgument, Given...>,
+                  "an entity is made of one argument, its key or name, of the type that isArgument names "
+                  "first here; of none if that is void");
+    return nullptr;
+}
 
 template <class Self, class... A>
 using EntityOf = EntityOver<Self, Entity, A...>;

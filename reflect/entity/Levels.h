@@ -26,14 +26,6 @@ struct KeyCall {
     }
 };
 
-struct NoStep {
-    void operator()() const noexcept {}
-};
-
-/// For a static_assert that fails wherever its template is used.
-template <class>
-inline constexpr bool never = false;
-
 /// Whether a change counts in the entity's version.
 enum class Version : bool { stays, rises };
 
@@ -43,8 +35,8 @@ struct Effects {
     /// A change, whatever the attribute: it is stored, the version rises, what reactors must find done is
     /// settled, and they are told. `store` answers what has changed: the member, its number, or true; null,
     /// none or false when the write changes nothing, which then ends here.
-    template <Version version = Version::rises, class Store, class Settle = NoStep>
-    static void change(Self& self, Store const& store, Settle const& settle = {}) {
+    template <Version version = Version::rises, class Store, class... Settle>
+    static void change(Self& self, Store const& store, Settle const&... settle) {
         auto const what = store();
         if (!what) {
             return;
@@ -52,7 +44,7 @@ struct Effects {
         if constexpr (version == Version::rises) {
             raiseVersion(self);
         }
-        settle();
+        (settle(), ...);
         if constexpr (std::is_same_v<decltype(what), bool const>) {
             tell(self);
         } else if constexpr (std::is_pointer_v<decltype(what)>) {
@@ -392,6 +384,13 @@ consteval auto levelOf() {
 template <class Self, class A>
 struct LevelFor : decltype(levelOf<Self, A>()) {};
 
+/// Whether each attribute that stores something has a name that was made with the third word.
+template <class List>
+inline constexpr bool allNamed = false;
+template <class... A>
+inline constexpr bool allNamed<AttributeList<A...>> =
+    ((!A::shape.isStored() || requires { typename A::Name::template Fixed<void, A>; }) && ...);
+
 /// Of an attribute that stores nothing.
 template <class Self, class A>
 struct NoForm {};
@@ -400,12 +399,7 @@ template <class Self, class A>
 consteval auto formOf() {
     constexpr Role role = A::shape.role;
     using Name = typename A::Name;
-    if constexpr (!A::shape.hasHooks() && role != Role::key && role != Role::field) {
-        return std::type_identity<NoForm<Self, A>>();
-    } else if constexpr (!requires { typename Name::template Fixed<Self, A>; }) {
-        static_assert(never<Name>,
-                      "an attribute of an entity needs the third word in the making of its name: "
-                      "KOR_NAME(x, X, entity)");
+    if constexpr (!A::shape.isStored() || !allNamed<AttributeList<A>>) { // the entity says so
         return std::type_identity<NoForm<Self, A>>();
     } else if constexpr (role == Role::map) {
         return std::type_identity<typename Name::template Map<Self, A>>();

@@ -151,25 +151,29 @@ public:
 
 namespace detail {
 
-// What a reactor class overrides, as far as can be seen from outside: a private hook counts as one.
+// What a reactor class overrides, as far as can be seen from outside.
 
 enum class HookUse { none, overridden, wrong };
 
-/// Called with the address of a hook that takes exactly this; tells the class that declares it.
-template <class... Key>
+/// Called with the address of a hook as A has it; tells the class that declares it.
+template <class A>
 struct HookProbe {
     template <class C>
-    std::type_identity<C> operator()(void (C::*)(Key...)) const;
+    std::type_identity<C> operator()(void (C::*)()) const;
 };
-
 template <class A>
-consteval auto hookProbe() {
-    if constexpr (A::shape.keyed) {
-        return std::type_identity<HookProbe<typename A::Key const&>>();
-    } else {
-        return std::type_identity<HookProbe<>>();
-    }
-}
+requires(A::shape.keyed) struct HookProbe<A> {
+    template <class C>
+    std::type_identity<C> operator()(void (C::*)(typename A::Key const&)) const;
+};
+/// Of a hook that takes anything: of the only one, or the only one with a key.
+template <bool keyed>
+struct AnyHookProbe {
+    template <class Hook>
+    void operator()(Hook) const;
+    template <class C, class K>
+    requires(keyed) void operator()(void (C::*)(K)) const;
+};
 
 template <class R>
 using NotifierOf = std::remove_const_t<std::remove_pointer_t<decltype(std::declval<R const&>().notifier())>>;
@@ -177,25 +181,24 @@ using NotifierOf = std::remove_const_t<std::remove_pointer_t<decltype(std::declv
 template <class R, class A>
 consteval HookUse hookUse() {
     using Name = typename A::Name;
-    using Probe = typename decltype(hookProbe<A>())::type;
     if constexpr (!A::shape.hasHooks()) {
         return HookUse::none;
-    } else if constexpr (requires { Name::template probe<R>(Probe()); }) {
-        using C = typename decltype(Name::template probe<R>(Probe()))::type;
+    } else if constexpr (requires { Name::template probe<R>(HookProbe<A>()); }) {
+        using C = typename decltype(Name::template probe<R>(HookProbe<A>()))::type;
         return std::derived_from<C, typename NotifierOf<R>::NotifieeConst> ? HookUse::overridden
                                                                            : HookUse::none;
-    } else if constexpr (requires { typename Name::template Hook<R>; }) {
+    } else if constexpr (
+        requires { Name::template probe<R>(AnyHookProbe<A::shape.keyed>()); } ||
+        requires { typename Name::template TemplateHook<R, typename A::Key>; }) {
         return HookUse::wrong;
     } else {
-        return HookUse::overridden; // what is private cannot be seen
+        return HookUse::overridden; // one that is not public cannot be named here
     }
 }
 /// The hook of every reactor, which a plain one may live by, as if it were one of an attribute.
 struct ZeroReferences {
     using Name = ZeroReferences;
     static constexpr Shape shape{.role = Role::singleton};
-    template <class R>
-    using Hook = decltype(&R::onZeroReferences);
     template <class R, class Probe>
     static auto probe(Probe probe) -> decltype(probe(&R::onZeroReferences));
 };
@@ -209,13 +212,6 @@ struct HooksOf<R, AttributeList<A...>> {
     using Wrong = typename AttributeAt<placeOfFirst({hookUse<R, A>() == HookUse::wrong...}),
                                        AttributeList<A..., void>>::type;
 };
-template <class R, class A>
-struct HookOf {
-    static constexpr bool takesTheKey = true;
-    static_assert(std::is_void_v<A>,
-                  "the hook of the attribute above takes something else than its key: declare it as "
-                  "void onX(Key const&) override, or as void onX() override for an attribute without a key");
-};
 
 } // namespace detail
 
@@ -226,16 +222,18 @@ struct NotifieeNamed<Tag> : std::type_identity<detail::AllHooks<Tag>> {};
 /// Makes a reactor of the class R with the arguments, registers it, and attaches it to the entity, which it
 /// hears of from now on. Returns the one pointer to it: neither the entity nor anybody else keeps it. It
 /// holds the entity; `reactor->notifierIs(nullptr)` detaches it. Does not compile for a reactor that
-/// overrides no hook, or whose hook takes another key than its attribute; a private or overloaded one cannot
-/// be seen, so write `override`. Throws Kor::RangeException for a null entity, and what R's constructor
-/// throws.
+/// overrides no hook, or whose hook takes something else than the key of its attribute. A hook that is not
+/// public cannot be seen and counts as an override, so write `override`. Throws Kor::RangeException for a
+/// null entity, and what R's constructor throws.
 template <class R, class E, class... Argument>
 [[nodiscard]] Ptr<R> observe(E const& entity, Argument&&... argument) {
     using X = detail::NotifierOf<R>;
     using Hooks = detail::HooksOf<R, typename detail::Joined<typename detail::AllAttributes<X>::type,
                                                              AttributeList<detail::ZeroReferences>>::type>;
     using Writes = std::conditional_t<std::derived_from<R, typename X::Notifiee>, X, X const>;
-    static_assert(detail::HookOf<R, typename Hooks::Wrong>::takesTheKey);
+    static_assert(std::is_void_v<typename Hooks::Wrong>,
+                  "the hook of the attribute named here takes something else than its key: declare it as "
+                  "void onX(Key const&) override, or as void onX() override for an attribute without a key");
     static_assert(!std::is_void_v<typename Hooks::Wrong> || Hooks::any,
                   "this reactor overrides no hook of the entity, so that it would hear nothing");
     static_assert(std::convertible_to<E const&, Ptr<Writes>>,

@@ -21,13 +21,12 @@ struct AttributeFlags {
     KorAttrIntrospectionFlags introspection;
 };
 AttributeFlags flagsOf(Shape const& shape) {
-    bool const byConstructor = shape.role == Role::key || shape.role == Role::field;
     bool const isChanging = shape.hasHooks();
-    bool const isStored = byConstructor || isChanging;
     bool const isClass = shape.role == Role::constant || shape.role == Role::classOperation;
     bool const isEnumerator = shape.role == Role::enumerator;
     bool const isCalled = shape.isOperation() || shape.byOperation;
-    bool const isFixed = (byConstructor && !shape.settable) || shape.role == Role::constant || isEnumerator;
+    bool const isFixed =
+        (shape.byConstructor() && !shape.settable) || shape.role == Role::constant || isEnumerator;
 
     AttributeFlags made;
     auto const mark = [](U32& word, bool on, U32 bits) { word |= on ? bits : 0; };
@@ -35,9 +34,9 @@ AttributeFlags flagsOf(Shape const& shape) {
     mark(word0, true, 0x1);
     mark(word0, shape.settable, 0x2);
     mark(word0, shape.settable && !isChanging, 0x4);
-    mark(word0, byConstructor, 0x8);
+    mark(word0, shape.byConstructor(), 0x8);
     mark(word0, isChanging, 0x40);
-    mark(word0, isStored, 0x100);
+    mark(word0, shape.isStored(), 0x100);
     mark(word0, shape.isVirtual, 0x2000);
     mark(word0, shape.role != Role::fwkKey, 0x20000);
     mark(word0, !isCalled && !isEnumerator, 0x200000);
@@ -54,7 +53,7 @@ AttributeFlags flagsOf(Shape const& shape) {
     mark(word1, isFixed, 0x40000000);
 
     U32& introspection = made.introspection.word;
-    mark(introspection, isStored, 2);
+    mark(introspection, shape.isStored(), 2);
     mark(introspection, isCalled, 8);
     mark(introspection, shape.keyInside, 32);
     return made;

@@ -1,6 +1,6 @@
-// error: an entity is made of one argument, of the type `Takes` above
-// error: Takes = Kor::Name|LifAppConfigDir, Kor::Name>
-// lines with g++: at most 12
+// error: lifAppConfigDirFactory
+// error: isArgument<Kor::Name>|LifAppConfigDir, Kor::Name
+// lines: at most 12
 #include "model/LifApps.h"
 
 using namespace Hardware::LoamTunnel;

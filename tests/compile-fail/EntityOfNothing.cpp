@@ -1,6 +1,6 @@
-// error: an entity is made of one argument, of the type `Takes` above
-// error: Takes = Hardware::Loam::VtAppId|LifAppConfig, Hardware::Loam::VtAppId>
-// lines with g++: at most 12
+// error: an entity is made of one argument, its key or name, of the type that isArgument names first here
+// error: isArgument<Hardware::Loam::VtAppId>
+// lines: at most 12
 #include "model/LifApps.h"
 
 using namespace Hardware::LoamTunnel;

@@ -1,6 +1,6 @@
-// error: an entity is made of one argument, of the type `Takes` above
-// error: Takes = Hardware::Loam::VtAppId|LifAppConfig, const char
-// lines with g++: at most 12
+// error: lifAppConfigFactory
+// error: isArgument<Hardware::Loam::VtAppId, const char|no known conversion from .* to .Loam::VtAppId
+// lines: at most 12
 #include "model/LifApps.h"
 
 using namespace Hardware::LoamTunnel;

@@ -1,6 +1,6 @@
-// error: the hook of the attribute above takes something else than its key
-// error: HookOf<Watcher, Kor::CountedMap<Kor::name::reqCount, Hardware::LoamTunnel::AradLifEntry,
-// lines with g++: at most 12
+// error: the hook of the attribute named here takes something else than its key
+// error: is_void_v<Kor::CountedMap<Kor::name::reqCount, Hardware::LoamTunnel::AradLifEntry,
+// lines: at most 12
 #include "model/LifApps.h"
 
 using namespace Hardware::LoamTunnel;

@@ -1,6 +1,6 @@
-// error: the key of this attribute, or the value that has it, is of the type `Takes` above
-// error: Takes = Hardware::LoamTunnel::AradLifEntry|korRefuseKey<Hardware::LoamTunnel::AradLifEntry,
-// lines with g++: at most 12
+// error: this takes a key, or a value with its key, of the type that is_convertible_v names second here
+// error: is_convertible_v<.*AradLifIndex ?&, Hardware::LoamTunnel::AradLifEntry>
+// lines: at most 12
 #include "model/LifApps.h"
 
 using namespace Hardware::LoamTunnel;

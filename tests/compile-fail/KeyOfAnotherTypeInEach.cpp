@@ -1,9 +1,9 @@
-// error: the key of this attribute, or the value that has it, is of the type `Takes` above
-// error: Given = int|AradLifEntry, int>
-// error: Given = bool|AradLifEntry, bool>
-// error: Given = char|AradLifEntry, char>
-// error: Given = float|AradLifEntry, float>
-// error: Given = double|AradLifEntry, double>
+// error: this takes a key, or a value with its key, of the type that is_convertible_v names second here
+// error: is_convertible_v<const int ?&, Hardware::LoamTunnel::AradLifEntry>
+// error: is_convertible_v<const bool ?&, Hardware::LoamTunnel::AradLifEntry>
+// error: is_convertible_v<const char ?&, Hardware::LoamTunnel::AradLifEntry>
+// error: is_convertible_v<const float ?&, Hardware::LoamTunnel::AradLifEntry>
+// error: is_convertible_v<const double ?&, Hardware::LoamTunnel::AradLifEntry>
 #include "model/LifApps.h"
 
 using namespace Hardware::LoamTunnel;

@@ -1,5 +1,5 @@
 // error: an attribute of an entity needs the third word in the making of its name
-// lines with g++: at most 12
+// lines: at most 12
 #include "reflect/entity/EntityPattern.h"
 
 #ifdef FIXED

@@ -1,5 +1,5 @@
 // error: this reactor overrides no hook of the entity
-// lines with g++: at most 12
+// lines: at most 12
 #include "model/LifApps.h"
 
 using namespace Hardware::LoamTunnel;

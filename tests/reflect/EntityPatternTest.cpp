@@ -175,6 +175,40 @@ TEST(Change, OfAllSurvivesAHookThatLetsTheEntityGo) {
     EXPECT_EQ(meddler->notifier(), nullptr);
 }
 
+// Hooks that are hard to see from outside, and are called all the same.
+struct Counter : LifAppConfig::Notifiee {
+    int told = 0;
+};
+class Private : public Counter {
+    void onReqCount(AradLifEntry const&) override { ++told; }
+};
+class PrivateBehindOthers : public Counter {
+public:
+    void onReqCount() override {}
+    void onReqCount(U32) {}
+
+private:
+    void onReqCount(AradLifEntry const&) override { ++told; }
+};
+class Overloaded : public Counter {
+public:
+    void onReqCount() override {}
+    void onReqCount(AradLifEntry const&) noexcept override { ++told; }
+    void onReqCount(auto const&) {}
+};
+
+template <class R>
+class Observe : public testing::Test {};
+using HardToSee = testing::Types<Private, PrivateBehindOthers, Overloaded>;
+TYPED_TEST_SUITE(Observe, HardToSee);
+
+TYPED_TEST(Observe, TakesAReactorWhoseHookIsThere) {
+    auto const config = lifAppConfigFactory(Loam::vtAppMpls);
+    auto const reactor = Kor::observe<TypeParam>(config);
+    config->reqCountInc(lif(1), 1);
+    EXPECT_EQ(reactor->told, 1);
+}
+
 TEST(Ids, AreCountedByTheLevelOfDerivation) {
     EXPECT_EQ(LifAppConfig::attributeIdOf<Kor::name::app>(), 258);
     EXPECT_EQ(LifAppConfig::attributeIdOf<Kor::name::reqCount>(), 259);
