@@ -126,6 +126,14 @@ bool In::nextRecord(MsgHeader& header) {
     return true;
 }
 
+Ptr<Entity> In::entityOf(EntityId id) const {
+    auto const found = demuxer_ != nullptr ? mounted_(*demuxer_, id) : std::nullopt;
+    if (!found && id.number() != 0) {
+        throwRangeException("record refers to an entity that is not there");
+    }
+    return found.value_or(nullptr);
+}
+
 bool In::nextSection(PayloadSection& section) {
     if (std::exchange(inSection_, true)) {
         cursor_ = end_;

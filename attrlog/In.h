@@ -22,6 +22,7 @@
 #include "runtime/Entity.h"
 
 #include <algorithm>
+#include <optional>
 #include <span>
 
 namespace Kor::Connection {
@@ -209,7 +210,12 @@ public:
     /// Whether the peer is there: true until the demultiplexer that owns the stream closes it.
     bool isConnected() const noexcept { return demuxer_ != nullptr; }
     Demuxer* demuxer() const noexcept { return demuxer_; }
-    void demuxerIs(Demuxer* demuxer) noexcept { demuxer_ = demuxer; }
+    /// How the owner finds what is mounted; nothing for an id that is not.
+    using Mounted = std::optional<Ptr<Entity>> (*)(Demuxer const& demuxer, EntityId id);
+    void demuxerIs(Demuxer* demuxer, Mounted mounted) noexcept {
+        demuxer_ = demuxer;
+        mounted_ = mounted;
+    }
 
 private:
     StreamLimits limits_;
@@ -219,6 +225,7 @@ private:
     U64 records_ = 0;
     U64 bytes_ = 0;
     Demuxer* demuxer_ = nullptr;
+    Mounted mounted_ = nullptr;
 };
 
 } // namespace Kor::NboAttrLog

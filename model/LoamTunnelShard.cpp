@@ -6,5 +6,6 @@
 #include "model/LoamTunnelTypeList.h"
 #include "reflect/registry/TypeOf.h"
 
-template struct Kor::TypeMakersOf<Hardware::LoamTunnel::LoamTunnelTypes, LOAM_SHARD, LOAM_SHARDS>;
-static Kor::AttrLogTypes<Hardware::LoamTunnel::LoamTunnelTypes, LOAM_SHARD, LOAM_SHARDS> const attrLogAtLoad;
+using Shard = Hardware::LoamTunnel::LoamTunnelTypes::Every<LOAM_SHARD, LOAM_SHARDS>;
+[[gnu::used]] static constexpr auto const& makers = Shard::seeds; // which instantiates them
+static Kor::AttrLogTypes<Shard> const attrLogAtLoad;

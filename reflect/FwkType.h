@@ -37,8 +37,11 @@ struct TypeSeed {
 };
 
 /// The type object of that name, made if there is none: by the module that lists the type
-/// (reflect/type/TypeModule.h), else by the seed, else a bare one with a name and a base.
+/// (reflect/type/TypeModule.h), else by the seed, else a bare one with a name and a base. Null in a program
+/// that has no type objects.
 KOR_EXPORT KorType* typeOfSeed(TypeSeed const& seed);
+/// Where typeOfSeed() asks. Once, while the library is loaded.
+void typeSourceIs(TypeSeed::Make source) noexcept;
 
 template <class T>
 inline KorType* fwkTypeOf();

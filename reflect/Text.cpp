@@ -1,5 +1,8 @@
 #include "reflect/Text.h"
 
+#include "runtime/ClassName.h"
+#include "runtime/Entity.h"
+
 #include <charconv>
 
 namespace Kor {
@@ -135,5 +138,77 @@ void refuse(std::initializer_list<std::string_view> words) {
 }
 
 } // namespace detail
+
+// References to objects
+
+namespace {
+
+constinit TextDescent descend = nullptr;
+
+Ptr<Entity>& rootOfThread() {
+    static thread_local Ptr<Entity> root;
+    return root;
+}
+
+} // namespace
+
+void textDescentIs(TextDescent descent) noexcept {
+    descend = descent;
+}
+
+void textRootIs(Ptr<Entity> const& root) {
+    rootOfThread() = root;
+}
+
+String8 valueToStrepOfRawPtr(Entity const* object, std::type_info const&) {
+    return object != nullptr ? valueToStrep(object->fullName()) : "None";
+}
+
+String8 valueToStrepOfRawPtr(PtrInterface const* object, std::type_info const& type) {
+    if (auto const* const entity = dynamic_cast<Entity const*>(object);
+        entity != nullptr || object == nullptr) {
+        return valueToStrepOfRawPtr(entity, type);
+    }
+    return format("<%s>", className(typeid(*object)).c_str());
+}
+
+Ptr<PtrInterface> sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end,
+                                       PtrInterface*) {
+    detail::Follow follow(it, end);
+    return detail::readObject(follow.scanner);
+}
+
+Ptr<Entity> sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end, Entity*) {
+    detail::Follow follow(it, end);
+    return detail::readText<Ptr<Entity>>(follow.scanner);
+}
+
+void cannotConvert(String8::IteratorConst const&, String8::IteratorConst const&, std::type_info const& type) {
+    detail::refuse({"the reference is not to a ", className(type)});
+}
+
+Ptr<PtrInterface> detail::readObject(TextScanner& scanner) {
+    scanner.skipBlanks();
+    if (scanner.current() == 'N') {
+        scanner.needString("None ");
+        return nullptr;
+    }
+    std::string storage;
+    std::string_view const path = scanner.quoted(storage);
+    Ptr<Entity> found;
+    if (Ptr<Entity> const root = rootOfThread()) {
+        String8 const name = root->fullName();
+        if (path == name.view()) {
+            found = root;
+        } else if (descend != nullptr && path.starts_with(name.view()) &&
+                   path.substr(name.length()).starts_with('/')) {
+            found = descend(root, path.substr(name.length() + 1));
+        }
+    }
+    if (!found) {
+        refuse({"there is no object ", path});
+    }
+    return found;
+}
 
 } // namespace Kor

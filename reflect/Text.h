@@ -341,6 +341,9 @@ KOR_EXPORT void needString(String8::IteratorConst& it, String8::IteratorConst co
 
 /// Where references of this thread begin; null for nowhere, so that none is found. The thread holds the root.
 KOR_EXPORT void textRootIs(Ptr<Entity> const& root);
+/// How a path leads down from an entity: said once, while the library is loaded.
+using TextDescent = Ptr<Entity> (*)(Ptr<Entity> from, std::string_view path);
+void textDescentIs(TextDescent descent) noexcept;
 
 KOR_EXPORT String8 valueToStrepOfRawPtr(Entity const* object, std::type_info const& type);
 KOR_EXPORT String8 valueToStrepOfRawPtr(PtrInterface const* object, std::type_info const& type);

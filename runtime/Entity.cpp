@@ -96,11 +96,6 @@ Ptr<Entity::KorNboAttrLogSa> Entity::korNboAttrLogSaForMsgChannel(Ptr<KorNboAttr
     return nullptr;
 }
 
-Ptr<Entity::KorNboAttrLogSa> Entity::korNboAttrLogSaIs(Kor_BitSet, unsigned int, Ptr<NboAttrLog::Out> const&,
-                                                       PtrInterface*) {
-    return nullptr;
-}
-
 Ptr<Entity::KorNboAttrLogSa> Entity::korNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const&) {
     return nullptr;
 }

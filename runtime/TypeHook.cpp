@@ -1,7 +1,5 @@
 #include "runtime/TypeHook.h"
 
-#include "runtime/Entity.h"
-
 namespace Kor {
 
 namespace {
@@ -28,6 +26,13 @@ KorType* Entity::_fwkType() {
 
 KorType* Entity::fwkType() const {
     return _fwkType();
+}
+
+Ptr<Entity::KorNboAttrLogSa> Entity::korNboAttrLogSaIs(Kor_BitSet flags, unsigned int id,
+                                                       Ptr<NboAttrLog::Out> const& out,
+                                                       PtrInterface* context) {
+    auto* const make = typeHook.streamAdapterIs;
+    return make != nullptr ? make(*this, flags, id, out, context) : nullptr;
 }
 
 } // namespace Kor

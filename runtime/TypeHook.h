@@ -1,17 +1,19 @@
 #pragma once
 
-/// Where the runtime asks for the type objects of its own two classes, which the reflection above it makes. A
-/// program that has the runtime alone has none.
+/// Where the runtime asks for what is made above it: the type objects of its own two classes, and the stream
+/// adapters of entities. A program that has the runtime alone has none.
 
-#include "runtime/Types.h"
+#include "runtime/Entity.h"
 
 namespace Kor {
-
-class KorType;
 
 struct TypeHook {
     KorType* (*ofPtrInterface)() = nullptr;
     KorType* (*ofEntity)() = nullptr;
+    /// What Entity::korNboAttrLogSaIs() does.
+    Ptr<Entity::KorNboAttrLogSa> (*streamAdapterIs)(Entity& entity, Entity::Kor_BitSet flags, unsigned int id,
+                                                    Ptr<NboAttrLog::Out> const& out,
+                                                    PtrInterface* context) = nullptr;
 };
 
 /// Says how they are found. Once, while the library is loaded.

@@ -249,6 +249,11 @@ void monitor(Context& context, MonitorOptions const& options) {
         monitorOver(context, *context.live, options);
         return;
     }
+    for (std::string const& path : options.paths) {
+        if (rootOf(path).empty()) { // which none can be called: it is not waited for
+            throw NotThere("no root " + rootText("") + " is offered");
+        }
+    }
     Kor::Link::Loop loop;
     BoundedLines lines(context.out, options.buffer);
     bool isStopped = false;

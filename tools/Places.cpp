@@ -67,7 +67,7 @@ struct SetOptions {
 };
 
 void set(Context& context, SetOptions const& options) {
-    if (options.path.empty() == options.file.empty()) {
+    if (options.file.empty() ? options.path.empty() && options.words.empty() : !options.path.empty()) {
         throw WrongUsage("set takes either a path or --file FILE");
     }
     Connection connection(context, options.live, "set");

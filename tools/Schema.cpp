@@ -193,8 +193,11 @@ Json ownSchema() {
 }
 
 void diff(Context& context, std::string const& file, Json const& now, std::vector<std::string> const& only) {
-    InputFile input(file);
-    std::string const saved(std::istreambuf_iterator<char>(input.stream()), {});
+    std::string saved, source;
+    withInput(context, file, [&](std::istream& stream, std::string const& name) {
+        saved.assign(std::istreambuf_iterator<char>(stream), {});
+        source = name;
+    });
     std::vector<std::string> lines;
     try {
         Json const before = parseJson(saved);
@@ -207,7 +210,7 @@ void diff(Context& context, std::string const& file, Json const& now, std::vecto
     } catch (Broken const&) {
         throw;
     } catch (Refused const&) {
-        throw Refused(shown(file) + " is no schema; make one with loamtunnel schema --json");
+        throw Refused(shown(source) + " is no schema; make one with loamtunnel schema --json");
     }
     for (std::string const& line : lines) {
         context.out << Kor::plainText(line) << '\n';
@@ -343,7 +346,7 @@ Command const schemaCommand = Row<SchemaOptions>{
                        "Print JSON Schema (draft 2020-12) of the values as JSON, a definition a type");
             takes.flag("--checksum", options.checksum, "Print one number for the whole schema");
             takes.option("--diff", options.diff, "FILE",
-                         "Print what differs from a schema that --json has saved");
+                         "Print what differs from a schema that --json has saved; - is the standard input");
             takes.output(options.output, "; without it, each type as a paragraph");
         },
     .run = schema,

@@ -75,7 +75,8 @@ void serve(Context& context, ServeOptions const& options) {
         messages.note(name + " is there", {{"LOAM_PEER", name}});
     };
     config.hooks.closed = [&](Session& peer, Kor::String8 const& reason) {
-        std::string const name = shown(peer.peerName().view());
+        std::string const named = shown(peer.peerName().view());
+        std::string const name = named.empty() ? "a connection" : named; // which never said who it is
         messages.note(name + " has left: " + shown(reason.view()), {{"LOAM_PEER", name}});
     };
     config.refused = [&](Kor::String8 const& reason) {

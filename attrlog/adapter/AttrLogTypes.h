@@ -83,22 +83,18 @@ struct AttrLogTypeOf {
                                       &childAttrLogIs};
 };
 
-/// Makes those of a module's types known to the attribute log, at load, that have one: every `Of`th type from
-/// `First` on, so that several files can share the work.
-template <class Module, std::size_t First = 0, std::size_t Of = 1>
+/// Makes those of a module's types known to the attribute log, at load, that have one.
+template <class Module>
 struct AttrLogTypes;
-template <class... T, std::size_t First, std::size_t Of>
-struct AttrLogTypes<TypeModuleOf<T...>, First, Of> {
+template <class... T>
+struct AttrLogTypes<TypeModuleOf<T...>> {
     AttrLogTypes() {
-        []<std::size_t... I>(std::index_sequence<I...>) {
-            auto const add = []<std::size_t i, class X>() {
-                if constexpr (i % Of == First && detail::hasAttrLog<X>) {
-                    AttrLogType::add(typeName<X>(), AttrLogTypeOf<X>::type);
-                }
-            };
-            (add.template operator()<I, T>(), ...);
-        }
-        (std::index_sequence_for<T...>());
+        auto const add = []<class X>() {
+            if constexpr (detail::hasAttrLog<X>) {
+                AttrLogType::add(typeName<X>(), AttrLogTypeOf<X>::type);
+            }
+        };
+        (add.template operator()<T>(), ...);
     }
 };
 

@@ -26,7 +26,10 @@ namespace NboAttrLog {
 Demuxer::Demuxer(Side side, StreamLimits const& limits)
     : side_(side), limits_(limits), out_(makePtr<Out>(limits)), in_(makePtr<In>(limits)) {
     out_->reverseLogIs(in_.ptr());
-    in_->demuxerIs(this);
+    in_->demuxerIs(this, [](Demuxer const& self, EntityId id) -> std::optional<Ptr<Entity>> {
+        StreamAdapter* const adapter = self.reactor(id);
+        return adapter != nullptr ? std::optional(Ptr(adapter->korNotifierEntity())) : std::nullopt;
+    });
     endedReason(); // is made while there is memory
     globalNboAttrLogDemuxerManager().demuxers_.push_back(this);
 }
@@ -338,15 +341,7 @@ void Demuxer::close(String8 reason) {
     above_.clear();
     completed_.clear();
     out_->reverseLogIs(nullptr);
-    in_->demuxerIs(nullptr);
-}
-
-Ptr<Entity> In::entityOf(EntityId id) const {
-    StreamAdapter* const adapter = demuxer_ != nullptr ? demuxer_->reactor(id) : nullptr;
-    if (adapter == nullptr && id.number() != 0) {
-        throwRangeException("record refers to an entity that is not there");
-    }
-    return adapter != nullptr ? adapter->korNotifierEntity() : nullptr;
+    in_->demuxerIs(nullptr, nullptr);
 }
 
 ValidPtr<StreamAdapter> Demuxer::mountRoot(Ptr<Entity> const& entity, RootName name) {

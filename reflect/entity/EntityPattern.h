@@ -76,12 +76,6 @@
 
 namespace Kor {
 
-/// The stream adapter of an entity of any class towards a stream, found or made: what korNboAttrLogSaIs()
-/// does. Null for a class that is not known to the attribute log (reflect/type/AttrLogType.h).
-KOR_EXPORT Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags,
-                                                        unsigned int id, Ptr<NboAttrLog::Out> const& out,
-                                                        PtrInterface* context);
-
 /// The stream adapter of the entity class X, attrlog/adapter/StreamAdapterOf.h.
 template <class X>
 class StreamAdapterOf;
@@ -190,10 +184,6 @@ public:
         return other
                    ? among([&](Adapter& each) { return &each != other.ptr() && each.isOfChannelOf(*other); })
                    : Ptr<Adapter>();
-    }
-    Ptr<Adapter> korNboAttrLogSaIs(Entity::Kor_BitSet flags, unsigned int id, Ptr<NboAttrLog::Out> const& out,
-                                   PtrInterface* context) override {
-        return streamAdapterIs(*this, flags, id, out, context);
     }
     Ptr<Adapter> korNboAttrLogSaDel(Stream const& out) override {
         Ptr<Adapter> there = towards(out);

@@ -30,9 +30,8 @@ struct detail::SpecOf<Entity> {
     static constexpr auto& arguments = entityArguments;
 };
 
-TypeModule& frameworkTypes() {
-    static TypeModule module(FrameworkTypes::seeds);
-    return module;
-}
+static constinit TypeModule module(FrameworkTypes::seeds);
+// Before anything else of the library runs: its other modules build on these types.
+[[gnu::init_priority(101)]] static TypeModule::Load const load(module);
 
 } // namespace Kor

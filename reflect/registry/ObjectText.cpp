@@ -1,19 +1,14 @@
+/// What the text of a reference to an object leads to.
+
 #include "reflect/Text.h"
 #include "reflect/box/GenericIf.h"
 #include "reflect/type/Dir.h"
-#include "runtime/ClassName.h"
 
 #include <algorithm>
-#include <string>
 
 namespace Kor {
 
 namespace {
-
-Ptr<Entity>& rootOfThread() {
-    static thread_local Ptr<Entity> root;
-    return root;
-}
 
 /// The member of a map of children that `attribute[key]` names; null if there is none.
 Ptr<Entity> childAt(Entity& parent, std::string_view attribute, std::string_view key) {
@@ -64,64 +59,8 @@ Ptr<Entity> below(Ptr<Entity> here, std::string_view path) {
     return here;
 }
 
+[[maybe_unused]] bool const atLoad = (textDescentIs(&below), true);
+
 } // namespace
-
-void textRootIs(Ptr<Entity> const& root) {
-    rootOfThread() = root;
-}
-
-String8 valueToStrepOfRawPtr(Entity const* object, std::type_info const&) {
-    return object != nullptr ? valueToStrep(object->fullName()) : "None";
-}
-
-String8 valueToStrepOfRawPtr(PtrInterface const* object, std::type_info const& type) {
-    if (auto const* const entity = dynamic_cast<Entity const*>(object);
-        entity != nullptr || object == nullptr) {
-        return valueToStrepOfRawPtr(entity, type);
-    }
-    return format("<%s>", object->fwkType()->typeName().charPtr());
-}
-
-Ptr<PtrInterface> sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end,
-                                       PtrInterface*) {
-    detail::Follow follow(it, end);
-    return detail::readObject(follow.scanner);
-}
-
-Ptr<Entity> sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end, Entity*) {
-    detail::Follow follow(it, end);
-    return detail::readText<Ptr<Entity>>(follow.scanner);
-}
-
-void cannotConvert(String8::IteratorConst const&, String8::IteratorConst const&, std::type_info const& type) {
-    detail::refuse({"the reference is not to a ", className(type)});
-}
-
-namespace detail {
-
-Ptr<PtrInterface> readObject(TextScanner& scanner) {
-    scanner.skipBlanks();
-    if (scanner.current() == 'N') {
-        scanner.needString("None ");
-        return nullptr;
-    }
-    std::string storage;
-    std::string_view const path = scanner.quoted(storage);
-    Ptr<Entity> found;
-    if (Ptr<Entity> const root = rootOfThread()) {
-        String8 const name = root->fullName();
-        if (path == name.view()) {
-            found = root;
-        } else if (path.starts_with(name.view()) && path.substr(name.length()).starts_with('/')) {
-            found = below(root, path.substr(name.length() + 1));
-        }
-    }
-    if (!found) {
-        refuse({"there is no object ", path});
-    }
-    return found;
-}
-
-} // namespace detail
 
 } // namespace Kor

@@ -20,12 +20,12 @@ void AttrLogType::add(std::string_view typeName, AttrLogType const& type) {
     known().try_emplace(typeName, &type);
 }
 
-Ptr<Entity::KorNboAttrLogSa> streamAdapterIs(Entity& entity, Entity::Kor_BitSet flags, unsigned int id,
-                                             Ptr<NboAttrLog::Out> const& out, PtrInterface* context) {
+Ptr<Entity::KorNboAttrLogSa> AttrLogType::adapterIs(Entity& entity, Entity::Kor_BitSet flags, unsigned int id,
+                                                    Ptr<NboAttrLog::Out> const& out, PtrInterface* context) {
     if (!out) {
         throwRangeException("null ValidPtr");
     }
-    AttrLogType const* const type = AttrLogType::named(entity.fwkType()->typeName().view());
+    AttrLogType const* const type = named(entity.fwkType()->typeName().view());
     return type != nullptr ? type->streamAdapterIs(entity, flags, id, out, context) : nullptr;
 }
 

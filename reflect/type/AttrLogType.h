@@ -43,6 +43,11 @@ struct AttrLogType {
     /// Mounts the children of an attribute of an entity, which is of this class, where it is mounted itself.
     void (*childAttrLogIs)(Entity& owner, AttributeId attribute, Ptr<NboAttrLog::Out> const& out);
 
+    /// The stream adapter of an entity of any class, found or made: Entity::korNboAttrLogSaIs(). Null for a
+    /// class that is not known here.
+    static Ptr<Entity::KorNboAttrLogSa> adapterIs(Entity& entity, Entity::Kor_BitSet flags, unsigned int id,
+                                                  Ptr<NboAttrLog::Out> const& out, PtrInterface* context);
+
     /// The attribute log of the class of that full name; null if it has none.
     KOR_EXPORT static AttrLogType const* named(std::string_view typeName);
 

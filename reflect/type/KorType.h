@@ -264,8 +264,6 @@ protected:
     explicit KorType(TypeSeed const& seed, TypeSpec const& spec);
 
 private:
-    friend KorType* typeOfSeed(TypeSeed const& seed);
-
     void flagIs(bool KorTypeFlags::*flag, bool on);
 
     KorType* base_;

@@ -1,5 +1,6 @@
 #include "reflect/type/TypeModule.h"
 
+#include "reflect/type/AttrLogType.h"
 #include "reflect/type/IntrospectionReactor.h"
 #include "reflect/type/KorType.h"
 #include "runtime/TypeHook.h"
@@ -28,12 +29,40 @@ struct Registry {
     /// Never ends, since type objects do not.
     static Registry& global() {
         static auto* const registry = [] {
-            typeHookIs({fwkTypeOf<PtrInterface>, fwkTypeOf<Entity>});
+            typeHookIs({fwkTypeOf<PtrInterface>, fwkTypeOf<Entity>, &AttrLogType::adapterIs});
+            typeSourceIs(&typeOf);
             return new Registry;
         }();
         return *registry;
     }
+
+private:
+    static KorType* typeOf(TypeSeed const& seed);
 };
+
+KorType* Registry::typeOf(TypeSeed const& seed) {
+    Registry& registry = global();
+    if (KorType* const found = registry.find(seed.name)) {
+        return found;
+    }
+    TypeSeed use = seed;
+    if (auto const at = registry.listed.find(seed.name); at != registry.listed.end()) {
+        use = *at->second.seed;
+        at->second.module->init();
+        if (KorType* const found = registry.find(seed.name)) {
+            return found;
+        }
+    }
+    KorType* const base = use.base != nullptr ? use.base() : nullptr;
+    KorType* const made =
+        use.make != nullptr ? use.make(use) : new KorType(String8(shortName(use.name)), nullptr, base, {});
+    KorType::typeNodeIs(made, String8(use.name));
+    made->referencesLeak();
+    if (base != nullptr) {
+        base->derivedTypeQEnq(made);
+    }
+    return made;
+}
 
 /// FNV-1a of 64 bits.
 class Digest {
@@ -89,36 +118,8 @@ void KorType::typeNodeIs(KorType const* type, Name const& fullName) {
     registry.types.emplace(renamed->fullName_.view(), renamed);
 }
 
-KorType* typeOfSeed(TypeSeed const& seed) {
-    Registry& registry = Registry::global();
-    if (KorType* const found = registry.find(seed.name)) {
-        return found;
-    }
-    TypeSeed use = seed;
-    if (auto const at = registry.listed.find(seed.name); at != registry.listed.end()) {
-        use = *at->second.seed;
-        at->second.module->init();
-        if (KorType* const found = registry.find(seed.name)) {
-            return found;
-        }
-    }
-    KorType* const base = use.base != nullptr ? use.base() : nullptr;
-    KorType* const made =
-        use.make != nullptr ? use.make(use) : new KorType(String8(shortName(use.name)), nullptr, base, {});
-    made->fullName_ = String8(use.name);
-    registry.types.emplace(made->fullName_.view(), made);
-    made->referencesLeak();
-    if (base != nullptr) {
-        base->derivedTypeQEnq(made);
-    }
-    return made;
-}
-
 TypeModule::Load::Load(TypeModule& module) {
     Registry& registry = Registry::global();
-    if (&module != &frameworkTypes()) {
-        [[maybe_unused]] static Load const first(frameworkTypes());
-    }
     for (TypeSeed const& seed : module.types_) {
         if (!registry.listed.try_emplace(seed.name, Registry::Listed{&module, &seed}).second) {
             throwInternalException(format("two modules list %s", std::string(seed.name).c_str()));

@@ -95,49 +95,19 @@ template <class... T>
 struct TypeModuleOf {
     static constexpr std::array<TypeSeed, sizeof...(T)> seeds{detail::seedOf<T>(&TypeMaker<T>::make)...};
 
-    static constexpr std::size_t nameTableSize() {
-        std::size_t size = 0;
-        for (TypeSeed const& each : seeds) {
-            size += each.name.size() + 1;
-        }
-        return size;
-    }
-    /// All names, each with a NUL behind it: in the reverse order, and then likewise those of inner types.
-    template <std::size_t Size>
-    static constexpr std::array<char, Size> nameTable() {
-        std::array<char, Size> table{};
-        auto at = table.begin();
-        for (bool const inner : {false, true}) {
-            for (auto each = seeds.rbegin(); each != seeds.rend(); ++each) {
-                if (isInner(each->name, seeds) == inner) {
-                    at = std::copy(each->name.begin(), each->name.end(), at);
-                    *at++ = '\0';
-                }
-            }
-        }
-        return table;
-    }
+    /// Every `Of`th type from `First` on: several files instantiate a long list faster.
+    template <std::size_t First, std::size_t Of>
+    using Every = decltype([]<std::size_t... I>(std::index_sequence<I...>) {
+        return TypeModuleOf<std::tuple_element_t<First + I * Of, std::tuple<T...>>...>();
+    }(std::make_index_sequence<(sizeof...(T) - First + Of - 1) / Of>()));
 };
 consteval auto korTextsOf(std::type_identity<Builtin<void*>>) {
     return texts("", "A result that is none", "template <> struct Builtin<void*>", "No object of it is made");
 }
 
-/// The types of the framework itself, which every other module loads. Who uses the list includes
+/// The types of the framework itself, which are loaded before all others. Who uses the list includes
 /// reflect/type/Dir.h.
-TypeModule& frameworkTypes();
 using FrameworkTypes = TypeModuleOf<Builtin<void*>, bool, U8, U16, U32, U64, S32, S64, BytePtr, String8, Name,
                                     PtrInterface, Entity, KorType, Dir, KorAttr, KorTypeFlags>;
-
-/// Every `Of`th of the makers of a list, from `First` on: to instantiate a long one in several files.
-template <class Module, std::size_t First, std::size_t Of>
-struct TypeMakersOf;
-template <class... T, std::size_t First, std::size_t Of>
-struct TypeMakersOf<TypeModuleOf<T...>, First, Of> {
-    static constexpr auto makers = []<std::size_t... I>(std::index_sequence<I...>) {
-        using All = std::tuple<std::type_identity<T>...>;
-        return std::array{&TypeMaker<typename std::tuple_element_t<First + I * Of, All>::type>::make...};
-    }
-    (std::make_index_sequence<(sizeof...(T) - First + Of - 1) / Of>());
-};
 
 } // namespace Kor

@@ -302,7 +302,7 @@ TEST(Command, SchemaIsSavedAndCompared) {
     // What is for people is no difference.
     saved.replace(saved.find("Which tunnels"), 13, "All tunnels");
     std::ofstream(file) << saved;
-    Outcome const changed = loamtunnel({"schema", "--diff", file});
+    Outcome const changed = loamtunnel({"schema", "--diff", "-"}, saved);
     EXPECT_EQ(changed.status, 3);
     EXPECT_EQ(changed.out, "Hardware::LoamTunnel::LoamTunnelCommonSmData.vlanHelper: id is 259, was 300\n");
     // Of a type alone nothing is said of others; what stands elsewhere, or has another size, is told.

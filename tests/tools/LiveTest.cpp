@@ -78,6 +78,8 @@ TEST_F(Live, WhatOneProcessSetsAnotherOneGets) {
          Table<std::string, std::vector<std::string>, std::string, int>{
              {"get", {"liff"}, "no root liff is offered; did you mean lif?", 4},
              {"get", {""}, "no root '' is offered; there are evec and lif", 4},
+             {"set", {"", "1"}, "no root '' is offered; there are evec and lif", 4},
+             {"monitor", {""}, "no root '' is offered", 4},
              {"get", {"lif."}, "has no attribute ''; there are appConfig", 1},
              {"get", {"lif.appConfig[]"}, "no VtAppId is called ''; there are vtAppNone", 1},
              {"get", {other}, other + " is not there", 4},
