@@ -139,8 +139,6 @@ void refuse(std::initializer_list<std::string_view> words) {
 
 } // namespace detail
 
-// References to objects
-
 namespace {
 
 constinit TextDescent descend = nullptr;

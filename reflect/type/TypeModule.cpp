@@ -35,8 +35,6 @@ struct Registry {
         }();
         return *registry;
     }
-
-private:
     static KorType* typeOf(TypeSeed const& seed);
 };
 
