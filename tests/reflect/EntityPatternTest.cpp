@@ -44,16 +44,42 @@ TEST(Change, OfNoReferenceTakesTheMemberOut) {
     EXPECT_EQ(all->version() - before, 1u);
 }
 
+/// What is there when it hears of a change, and the version.
+struct SmReactor : LoamTunnelCommonSmData::Notifiee {
+    void onFreeMirrorSession(U32 const& key) override {
+        seen.emplace_back(notifier()->freeMirrorSession(key), notifier()->version());
+    }
+    void onVlanHelper() override {
+        seen.emplace_back(notifier()->vlanHelper() ? 1 : 0, notifier()->version());
+    }
+    std::vector<std::pair<int, U32>> seen;
+};
+
 TEST(Change, OfAQueueIsOneOfAMemberThatIsThere) {
     auto const data = loamTunnelCommonSmDataFactory("sm");
+    auto const reactor = Kor::observe<SmReactor>(data);
     data->freeMirrorSessionEnq(3);
     U32 const key = data->freeMirrorSessionQueue().head()->fwkQkey();
     data->freeMirrorSessionIs(key, 3);     // which it is
     data->freeMirrorSessionIs(key + 1, 4); // nobody
+    EXPECT_EQ(data->freeMirrorSessionDel(key + 1), 0);
     EXPECT_EQ(data->version(), 1u);
     data->freeMirrorSessionIs(key, 4);
     EXPECT_EQ(data->freeMirrorSession(key), 4);
-    EXPECT_EQ(data->version(), 2u);
+    data->freeMirrorSessionEnq(5);
+    EXPECT_EQ(data->freeMirrorSessionDel(key), 4);
+    EXPECT_EQ(data->freeMirrorSessionDeq(), 5);
+    EXPECT_EQ(data->freeMirrorSessionDeq(), 0); // of an empty one
+    EXPECT_EQ(reactor->seen, (std::vector<std::pair<int, U32>>{{3, 1}, {4, 2}, {5, 3}, {0, 4}, {0, 5}}));
+}
+
+TEST(Change, OfAReferenceToNullIsTold) {
+    auto const data = loamTunnelCommonSmDataFactory("sm");
+    auto const reactor = Kor::observe<SmReactor>(data);
+    data->vlanHelperIs(nullptr); // which it is
+    data->vlanHelperIs(Kor::makePtr<Fen::VlanHelperBase>());
+    data->vlanHelperIs(nullptr);
+    EXPECT_EQ(reactor->seen, (std::vector<std::pair<int, U32>>{{1, 1}, {0, 2}}));
 }
 
 /// Deletes what it hears of, or lets go of the last reference to what it observes.
@@ -115,6 +141,18 @@ struct DirReactor : LifAppConfigDir::Notifiee {
         }
     }
 };
+
+TEST(New, InsertsAndDoesNothingElse) {
+    auto const dir = lifAppConfigDirFactory("lif");
+    auto const ofDir = Kor::observe<DirReactor>(dir);
+    auto const config = dir->newAppConfig(Loam::vtAppMpls);
+    auto const ofConfig = Kor::observe<Meddler>(config, false);
+    config->newReqCount(lif(1), 7);
+    EXPECT_EQ(dir->appConfig(Loam::vtAppMpls).ptr(), config.ptr());
+    EXPECT_EQ(config->reqCount(lif(1)), 7u);
+    EXPECT_TRUE(ofDir->keys.empty() && ofConfig->heard.empty());
+    EXPECT_EQ(dir->version() + config->version(), 0u);
+}
 
 TEST(Children, AreMadeHeldAndLetGoByTheirParent) {
     auto dir = lifAppConfigDirFactory("lif");
