@@ -120,7 +120,7 @@ function does(name, attribute, line,    rest, of, tells) {
     if (rest == "Del") return of == "" ? "Takes out the member at which the iterator stands." : "Takes it out; what was there, or the default or null."
     if (rest == "DelAll") return "Takes all out."
     if (rest == "Notify") return "Tells the reactors " of " again (`on" capital(attribute) "`)."
-    if (rest == "Map") return "All members, for a walk."
+    if (rest == "Map" || rest == "Queue") return "All members, for a walk."
     if (rest == "Iterator") return "A walk that goes on whatever is inserted or deleted meanwhile."
     if (rest == "Enq") return "Adds at the end."
     if (rest == "Deq") return "Takes the first."

@@ -130,7 +130,10 @@ void addMap(Functions& all, KorAttr const& attribute, std::string const& x, Spel
     std::vector<Parameter> const given = shape.child       ? std::vector{key}
                                          : shape.keyInside ? std::vector{value}
                                                            : std::vector{key, value};
-    all.push_back(writer(x + "Is", given, shape.child ? "Kor::ValidPtr<" + spelling.bare() + ">" : "void"));
+    if (shape.settable) {
+        all.push_back(
+            writer(x + "Is", given, shape.child ? "Kor::ValidPtr<" + spelling.bare() + ">" : "void"));
+    }
     if (shape.counting != Kor::Counting::none) {
         all.push_back(writer(x + "Inc", {key, {spelling.number(), "delta"}}, spelling.number()));
     }
@@ -150,12 +153,16 @@ void addMap(Functions& all, KorAttr const& attribute, std::string const& x, Spel
 void addQueue(Functions& all, std::string const& x, Spelling const& spelling) {
     Parameter const number{spelling.number(), "number"};
     Parameter const value{constReference(spelling.value()), "value"};
+    std::string const parts = spelling.number() + ", " + spelling.value() + ", " + spelling.value();
+    std::string const queue = "Kor::LinkQueue<Kor::LinkQueueMember<" + parts + ">, " + parts + ">";
     all.push_back(reader(spelling.value(), x, {number}));
     all.push_back(writer(x + "Enq", {value}));
     all.push_back(writer(x + "Deq", {}, spelling.value()));
     all.push_back(writer(x + "Is", {number, value}));
     all.push_back(writer(x + "Del", {number}, spelling.value()));
+    all.push_back(writer(x + "Del", {{queue + "::IteratorConst&", "at"}}, spelling.value()));
     all.push_back(writer(x + "Notify", {number}));
+    all.push_back(reader(queue + " const&", x + "Queue"));
 }
 
 /// Of U8, S32 and their like, whose full names have no namespace.
@@ -265,9 +272,12 @@ std::vector<Function> operationsOf(KorAttr const& attribute) {
         if (shape.reference) {
             all.push_back(writer(x, {}, spelling.value()));
         }
-        all.push_back(writer(
-            x + "Is", {{shape.isVirtual ? spelling.value() : constReference(spelling.value()), "value"}}));
-        all.back().isVirtual = shape.isVirtual;
+        if (shape.settable) {
+            all.push_back(
+                writer(x + "Is",
+                       {{shape.isVirtual ? spelling.value() : constReference(spelling.value()), "value"}}));
+            all.back().isVirtual = shape.isVirtual;
+        }
         break;
     case Role::map:
         addMap(all, attribute, x, spelling);
