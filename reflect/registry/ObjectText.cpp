@@ -1,5 +1,3 @@
-/// What the text of a reference to an object leads to.
-
 #include "reflect/Text.h"
 #include "reflect/box/GenericIf.h"
 #include "reflect/type/Dir.h"

@@ -94,12 +94,13 @@ constexpr bool isInner(std::string_view name, std::span<TypeSeed const> types) {
 template <class... T>
 struct TypeModuleOf {
     static constexpr std::array<TypeSeed, sizeof...(T)> seeds{detail::seedOf<T>(&TypeMaker<T>::make)...};
-
+    template <std::size_t First, std::size_t Of, std::size_t... I>
+    static TypeModuleOf<std::tuple_element_t<First + I * Of, std::tuple<T...>>...>
+        every(std::index_sequence<I...>);
     /// Every `Of`th type from `First` on: several files instantiate a long list faster.
     template <std::size_t First, std::size_t Of>
-    using Every = decltype([]<std::size_t... I>(std::index_sequence<I...>) {
-        return TypeModuleOf<std::tuple_element_t<First + I * Of, std::tuple<T...>>...>();
-    }(std::make_index_sequence<(sizeof...(T) - First + Of - 1) / Of>()));
+    using Every =
+        decltype(every<First, Of>(std::make_index_sequence<(sizeof...(T) - First + Of - 1) / Of>()));
 };
 consteval auto korTextsOf(std::type_identity<Builtin<void*>>) {
     return texts("", "A result that is none", "template <> struct Builtin<void*>", "No object of it is made");
