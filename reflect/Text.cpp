@@ -167,7 +167,7 @@ String8 valueToStrepOfRawPtr(PtrInterface const* object, std::type_info const& t
         entity != nullptr || object == nullptr) {
         return valueToStrepOfRawPtr(entity, type);
     }
-    return format("<%s>", className(typeid(*object)).c_str());
+    return format("<%s>", className(*object).c_str());
 }
 
 Ptr<PtrInterface> sequenceToValueOfPtr(String8::IteratorConst& it, String8::IteratorConst const& end,
