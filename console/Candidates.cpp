@@ -138,6 +138,9 @@ private:
     void valueIs(std::string const& value) {
         if (option_->check_lname("socket")) {
             address_ = value;
+        } else if (option_->check_lname("timeout")) {
+            unsigned long const told = std::strtoul(value.c_str(), nullptr, 10);
+            end_ = begin_ + std::chrono::milliseconds(std::min(told, 3'600'000ul));
         }
         if (--missing_ == 0) {
             option_ = nullptr;
@@ -219,7 +222,8 @@ private:
         return Completer({}).word(argument, words_.empty() ? "" : words_[0], text, live);
     }
 
-    std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + patience;
+    std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::time_point end_ = begin_ + patience;
     CLI::App* command_;
     /// Whose value comes next, and how many of it.
     CLI::Option* option_ = nullptr;

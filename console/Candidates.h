@@ -22,8 +22,8 @@ struct Candidate {
     std::string meaning{};
 };
 
-/// For the last of the words, which may be empty. A process is waited for 300 ms at most; nothing is said of
-/// what goes wrong.
+/// For the last of the words, which may be empty. A process is waited for 300 ms at most, or as long as the
+/// line's own `--timeout` says; nothing is said of what goes wrong.
 std::vector<Candidate> candidates(CLI::App& app, std::vector<std::string> const& words);
 
 } // namespace tool

@@ -151,8 +151,9 @@ TEST_F(Live, ALineIsCompletedFromTheProcessThatItIsAbout) {
     ASSERT_EQ(on("set", {dir}).status, 0);
     ASSERT_EQ(on("set", {count, "3"}).status, 0);
     ASSERT_EQ(on("trace", {"LoamTunnelTypes", "--set", "on"}).status, 0);
+    std::string patience = "60000"; // a busy machine may take longer than who types would wait
     auto const completed = [&](std::string const& command, std::vector<std::string> words) {
-        words.insert(words.begin(), {"--complete", command, "--socket", socket()});
+        words.insert(words.begin(), {"--complete", command, "--socket", socket(), "--timeout", patience});
         Outcome const outcome = loamtunnel(words);
         EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.err, "");
@@ -172,13 +173,13 @@ TEST_F(Live, ALineIsCompletedFromTheProcessThatItIsAbout) {
     EXPECT_EQ(completed("explain", {"AradLifAcMp vsi=7"}), "AradLifAcMp vsi=7\n");
     EXPECT_EQ(completed("explain", {"li"}), "lif\n");
     ::setenv("LOAM_SOCKET", socket().c_str(), 1);
-    EXPECT_EQ(loamtunnel({"--complete", "log", "record", "x.loamlog", "ev"}).out, "evec\n");
+    EXPECT_EQ(loamtunnel({"--complete", "log", "record", "--timeout", patience, "x.loamlog", "ev"}).out,
+              "evec\n");
     ::unsetenv("LOAM_SOCKET");
 
     server.kill(SIGSTOP);
-    auto const begin = std::chrono::steady_clock::now();
+    patience = "10";
     EXPECT_EQ(completed("get", {"li"}), "");
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 3s);
     server.kill(SIGKILL);
 }
 
