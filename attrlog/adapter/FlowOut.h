@@ -5,7 +5,7 @@
 /// A flow-out is there while an adapter has something that the stream could not take at once: after a mount
 /// all of the entity, after a full stream the keys that have changed since. It keeps one mark for a changed
 /// key, so that the last state is what leaves, and costs nothing once it is done. X::KorNboAttrLogSa::FlowOut
-/// (attrlog/adapter/StreamAdapterOf.h) adds the marks. A mark allocates; one thread, that of the entity.
+/// (attrlog/adapter/FlowOutOf.h) adds the marks. A mark allocates; one thread, that of the entity.
 
 #include "attrlog/Record.h"
 #include "runtime/HashMap.h"

@@ -147,6 +147,9 @@ public:
     /// Mounts the children of an attribute.
     virtual void childAttrLogIs(AttributeId attribute) = 0;
     void doFixChildFlags(Ptr<StreamAdapter> const& child) const;
+    /// The adapter of a child on this stream, found with its flags replaced, or made; and whether it was
+    /// made.
+    std::pair<Ptr<StreamAdapter>, bool> childAdapterIs(Entity& child) const;
 
     // Applying.
 
@@ -196,10 +199,6 @@ public:
 protected:
     StreamAdapter(Kor_BitSet const& flags, unsigned int n, Ptr<NboAttrLog::Out> const& out,
                   PtrInterface* context);
-
-    /// The flags that a child has of its parent.
-    static constexpr U32 inherited =
-        1u << Bit::localReadOnly | 1u << Bit::remoteReadOnly | 1u << Bit::alwaysFlowOut;
 
     /// Sets a bit for a scope. The caller holds the adapter.
     template <int bit>
