@@ -6,10 +6,7 @@
 /// What it raises passes the record over (Kor::RangeException, as the value's class says) or ends the
 /// connection (attrlog/adapter/Demuxer.h). A marker costs a walk of the map. One thread, that of the entity.
 
-#include "attrlog/adapter/KeysAhead.h"
 #include "attrlog/adapter/Passes.h"
-
-#include <optional>
 
 namespace Kor::detail {
 
@@ -213,50 +210,47 @@ private:
             in.positionIs(behindKey);
         }
         EntityId const id = isDelete ? EntityId() : in.nextEntityId();
-        if (!applies) {
-            this->template changed<A>(key);
-            return;
-        }
-        in.recordEnd();
-        this->template peerGoesBefore<A>(key);
-        if (isDelete) {
-            A::Name::del(*entity, key);
-            return;
-        }
-        if (demuxer == nullptr) {
-            return;
-        }
-        auto* const there = A::Name::map(*entity).member(key);
+        auto const apply = [&] {
+            if (isDelete) {
+                A::Name::del(*entity, key);
+            } else if (demuxer != nullptr) {
+                childIs<A>(*entity, *demuxer, key, id);
+            }
+        };
+        received<A>(*entity, in, applies, apply, key);
+    }
+    /// The child of that key has that id on the stream: the one that is there, or one made now.
+    template <class A>
+    void childIs(X& entity, NboAttrLog::Demuxer& demuxer, typename A::Key const& key, EntityId id) {
+        auto* const there = A::Name::map(entity).member(key);
         auto const* const known = there != nullptr ? this->children_.template of<A>().member(key) : nullptr;
         bool const isMounted = known != nullptr && known->value->korNotifierEntity() == there;
         if (isMounted &&
-            (known->value->entityId() == id || !demuxer->checkEphemeralEntityDeletion(*known->value, id))) {
-            there->korMarkedForDeletionIs(false);
+            (known->value->entityId() == id || !demuxer.checkEphemeralEntityDeletion(*known->value, id))) {
             return;
         }
-        demuxer->peerIdMustBeFree(id);
+        demuxer.peerIdMustBeFree(id);
         if (isMounted) { // it gives way
-            A::Name::del(*entity, key);
+            A::Name::del(entity, key);
             this->flagSet(Bit::active, true);
         }
         Ptr<typename A::Type> child;
         {
-            MsgChannel::DeserializingEidAnchor const anchor(demuxer->constrainer(), id, entity.ptr());
+            MsgChannel::DeserializingEidAnchor const anchor(demuxer.constrainer(), id, &entity);
             Expect const expect(Exception::Id::nameInUse);
             try {
-                child = A::Name::set(*entity, key);
+                child = A::Name::set(entity, key);
             } catch (NameInUseException const&) {
-                A::Name::del(*entity, key);
+                A::Name::del(entity, key);
                 this->flagSet(Bit::active, true);
-                child = A::Name::set(*entity, key);
+                child = A::Name::set(entity, key);
             }
             // A handler may have unmounted this entity, or deleted the child again.
-            if (this->streamDemuxer() == demuxer && A::Name::map(*entity).member(key) == child.ptr() &&
-                demuxer->constrainer().deserializingEid().isAssigned()) {
+            if (this->streamDemuxer() == &demuxer && A::Name::map(entity).member(key) == child.ptr() &&
+                demuxer.constrainer().deserializingEid().isAssigned()) {
                 this->children_.template nboAttrLogAdapterIs<A>(*this, *child);
             }
         }
-        child->korMarkedForDeletionIs(false);
         if (auto* const entry = this->msgChannel()) {
             entry->modeIs(MsgChannel::Mode::childAnnounced);
         }

@@ -39,6 +39,7 @@ public:
     /// The key at which the current attribute's full pass stopped; see korFlowOutBookmarkEnq().
     void* bookmark() const noexcept { return bookmark_; }
     void bookmarkIs(void* bookmark) noexcept { bookmark_ = bookmark; }
+    virtual void freeBookmark() noexcept = 0;
     /// Bit 2: the full pass is skipped. Bit 4: the stream has stalled, sending stops now.
     static constexpr U8 skipsPassBit = 1u << 2;
     static constexpr U8 stalledBit = 1u << 4;

@@ -183,7 +183,7 @@ public:
             }
         });
     }
-    ~FlowOutOf() override { freeBookmark(); }
+    ~FlowOutOf() override { FlowOutOf::freeBookmark(); }
 
     template <class Visit>
     static void each(Visit const& visit) {
@@ -210,7 +210,7 @@ public:
         each([&]<class A>() { marks<A>().oweNothing(paid); });
     }
 
-    void freeBookmark() noexcept {
+    void freeBookmark() noexcept override {
         each([&]<class A>() {
             if constexpr (A::shape.keyed) {
                 if (attrId() == detail::idOf<X, A>) {

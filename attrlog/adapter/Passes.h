@@ -58,9 +58,6 @@ public:
         });
         return resume;
     }
-    void freeResyncState(Ptr<NboAttrLog::FlowOut> const& flowOut) override {
-        static_cast<FlowOut&>(*flowOut).freeBookmark();
-    }
     Ptr<NboAttrLog::FlowOut> flowOutIs(Ptr<NboAttrLog::Out> const&, ConnectDesc const&, bool,
                                        AttributeId start) override {
         return makePtr<FlowOut>(static_cast<U32>(start));

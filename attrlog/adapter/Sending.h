@@ -271,7 +271,11 @@ private:
                           std::is_same_v<typename X::ConstructorArgument, Name>) {
                 to.put(notifier()->name());
             } else {
-                putKey<X>(to);
+                forEach(typename AllAttributes<X>::type(), [&]<class A>() {
+                    if constexpr (A::shape.role == Role::key || A::shape.role == Role::field) {
+                        to.put(A::Name::call(*notifier())); // what the constructor was given
+                    }
+                });
             }
             to.currentPayloadSectionIs(PayloadSection::entityId);
             to.put(entityId());
@@ -283,22 +287,6 @@ private:
         out.put(TypeId(T::_fwkType()->typeName()));
         if constexpr (derivationLevel<typename T::BaseEntity>() > 1) {
             putTypes<typename T::BaseEntity>(out);
-        }
-    }
-    /// What the constructor was given.
-    template <class T>
-    void putKey(Out& out) {
-        bool done = false;
-        forEach(typename T::Attributes(), [&]<class A>() {
-            if constexpr (A::shape.role == Role::key || A::shape.role == Role::field) {
-                out.put(A::Name::call(*notifier()));
-                done = true;
-            }
-        });
-        if constexpr (requires { typename T::BaseEntity::Attributes; }) {
-            if (!done) {
-                putKey<typename T::BaseEntity>(out);
-            }
         }
     }
 

@@ -139,7 +139,7 @@ public:
     virtual void doNotification(AttributeId attribute, void* key) = 0;
     /// Goes on sending from that attribute; returns the one to go on with, 0 when all is done.
     virtual AttributeId handleAttrFlowOut(AttributeId attribute) = 0;
-    virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& flowOut) = 0;
+    virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& flowOut) { flowOut->freeBookmark(); }
     virtual Ptr<NboAttrLog::FlowOut> flowOutIs(Ptr<NboAttrLog::Out> const& out, ConnectDesc const& connection,
                                                bool flag, AttributeId start) = 0;
     /// Whether the entity differs from a new one.
