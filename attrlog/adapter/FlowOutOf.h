@@ -7,6 +7,9 @@
 /// (Demuxer::barrierIs()). While one is open, what waited when it was raised stands beside the marks: each
 /// with the number of its barrier, and in order, so that it leaves before what was marked later. What is
 /// marked again keeps its place. While no barrier is open, an attribute has one word for it.
+///
+/// For stream adapters alone. A mark is one allocation, and one more while a barrier waits for its key. One
+/// thread, that of the entity.
 
 #include "attrlog/adapter/AttributeRecords.h"
 #include "attrlog/adapter/FlowOut.h"

@@ -8,6 +8,8 @@
 /// It is heavy, and only the source file that makes the classes of a library known needs it:
 ///
 ///     static Kor::AttrLogTypes<MyTypes> const attrLogAtLoad;            // attrlog/adapter/AttrLogTypes.h
+///
+/// There is one for each entity and stream. What it costs, raises and leaves out is in StreamAdapter.h.
 
 #include "attrlog/adapter/Applying.h"
 #include "runtime/NotifieeOf.h"
