@@ -39,7 +39,6 @@ public:
     /// The key at which the current attribute's full pass stopped; see korFlowOutBookmarkEnq().
     void* bookmark() const noexcept { return bookmark_; }
     void bookmarkIs(void* bookmark) noexcept { bookmark_ = bookmark; }
-    virtual void freeBookmark() noexcept = 0;
     /// Bit 2: the full pass is skipped. Bit 4: the stream has stalled, sending stops now.
     static constexpr U8 skipsPassBit = 1u << 2;
     static constexpr U8 stalledBit = 1u << 4;
@@ -72,6 +71,8 @@ public:
     virtual U64 oldestOwed() = 0;
     /// Nothing is owed any more; `paid` is called with the barrier of each, and with 0.
     virtual void oweNothing(std::function<void(U64 barrier)> const& paid) = 0;
+    /// Lets the key at which a pass stopped go.
+    virtual void freeBookmark() noexcept = 0;
 
 private:
     AttributeId attrId_ = 0;
