@@ -9,28 +9,9 @@
 
 #include "attrlog/Record.h"
 #include "runtime/Entity.h"
-
-#include <utility>
+#include "runtime/Scoped.h"
 
 namespace Kor {
-
-namespace detail {
-
-/// Puts a value in a place for a scope, and then what stood there before.
-template <class T>
-class Scoped {
-public:
-    Scoped(T& place, T value) noexcept : place_(place), before_(std::exchange(place, std::move(value))) {}
-    ~Scoped() { place_ = std::move(before_); }
-    Scoped(Scoped const&) = delete;
-    Scoped& operator=(Scoped const&) = delete;
-
-private:
-    T& place_;
-    T before_;
-};
-
-} // namespace detail
 
 class KOR_EXPORT MsgChannel : public PtrInterface {
 public:

@@ -17,9 +17,9 @@
 /// One that does not fit raises Kor::RangeException and is dropped. One thread; nothing here blocks or waits.
 
 #include "attrlog/Record.h"
-#include "attrlog/Ring.h"
 #include "reflect/Text.h"
 #include "runtime/Contract.h"
+#include "runtime/Ring.h"
 
 #include <algorithm>
 #include <bit>

@@ -40,9 +40,9 @@
 
 #include "chip/Layout.h"
 #include "platform/SiliconKit/AsicBase.h"
-#include "reflect/TypeName.h"
 #include "runtime/Contract.h"
 #include "runtime/Trace.h"
+#include "runtime/TypeName.h"
 
 #include <algorithm>
 #include <string>

@@ -2,7 +2,7 @@
 
 /// Writes a row of a known variant with one dispatch on the chip instead of one a field.
 ///
-///     Hardware::writeRow<LifTable, 1>(chipType, buffer, [vsi](auto& row) {
+///     Hardware::writeRow<LifTable, 1>(chipType, buffer, [&](auto& row) {
 ///         row.vsiIs(vsi);
 ///         if (row.isUseInLifValid()) {
 ///             row.useInLifIs(1);

@@ -15,7 +15,7 @@
 /// but for want of memory; `row` alone allocates.
 
 #include "chip/Layout.h"
-#include "reflect/TypeName.h"
+#include "runtime/TypeName.h"
 
 #include <algorithm>
 #include <array>

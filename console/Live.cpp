@@ -268,7 +268,7 @@ void Live::want(std::string const& root) {
     if (!session().peerOffers().contains(name)) {
         std::vector<std::string> known = offers();
         std::ranges::transform(known, known.begin(), rootText);
-        throw NotThere("no root " + rootText(root) + " is offered" + suggest(rootText(root), known));
+        throw NotThere(noRootText(root) + suggest(rootText(root), known));
     }
     auto const outcome = std::make_shared<Outcome>();
     wanted_[root] = outcome;

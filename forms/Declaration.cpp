@@ -150,7 +150,7 @@ void addMap(Functions& all, KorAttr const& attribute, std::string const& x, Spel
     all.push_back(writer(x + "Iterator", {}, iterator));
 }
 
-void addQueue(Functions& all, std::string const& x, Spelling const& spelling) {
+void addQueue(Functions& all, KorAttr const& attribute, std::string const& x, Spelling const& spelling) {
     Parameter const number{spelling.number(), "number"};
     Parameter const value{constReference(spelling.value()), "value"};
     std::string const parts = spelling.number() + ", " + spelling.value() + ", " + spelling.value();
@@ -158,7 +158,9 @@ void addQueue(Functions& all, std::string const& x, Spelling const& spelling) {
     all.push_back(reader(spelling.value(), x, {number}));
     all.push_back(writer(x + "Enq", {value}));
     all.push_back(writer(x + "Deq", {}, spelling.value()));
-    all.push_back(writer(x + "Is", {number, value}));
+    if (attribute.shape().settable) {
+        all.push_back(writer(x + "Is", {number, value}));
+    }
     all.push_back(writer(x + "Del", {number}, spelling.value()));
     all.push_back(writer(x + "Del", {{queue + "::IteratorConst&", "at"}}, spelling.value()));
     all.push_back(writer(x + "Notify", {number}));
@@ -283,7 +285,7 @@ std::vector<Function> operationsOf(KorAttr const& attribute) {
         addMap(all, attribute, x, spelling);
         break;
     case Role::queue:
-        addQueue(all, x, spelling);
+        addQueue(all, attribute, x, spelling);
         break;
     case Role::operation:
     case Role::classOperation: {
@@ -326,6 +328,7 @@ std::vector<Function> hooksOf(KorAttr const& attribute) {
     if (attribute.shape().keyed) {
         add(name, {{constReference(Spelling(attribute).key()), "key"}});
         add(name + "korImmediate", {});
+        all.back().note = "The next two are for code that calls them itself: no change does.";
     }
     add(name, {});
     return all;
@@ -481,7 +484,8 @@ private:
         KorType const& root = *Kor::PtrInterface::_fwkType();
         KorType const* const base =
             type.base() != nullptr || type.isValue() || &type == &root ? type.base() : &root;
-        line("class " + name + (base != nullptr ? " : public " + spelledName(*base) : "") + " {");
+        line("class " + name + (type.abilities().isFinal ? " final" : "") +
+             (base != nullptr ? " : public " + spelledName(*base) : "") + " {");
         line("public:");
         ++depth_;
         for (KorType const* within : typesWithin(type)) {
@@ -600,6 +604,7 @@ private:
         comment("Null once another reactor has detached this one.");
         line(nameOf(type) + " const* notifier() const noexcept;");
         for (Function const& each : hooks) {
+            comment(each.note);
             function(each);
         }
         --depth_;

@@ -45,6 +45,8 @@ struct Function {
     bool isStatic = false;
     bool isVirtual = false;
     bool isOverride = false;
+    /// What is to be known of it beyond the attribute's meaning.
+    std::string note{};
 };
 
 /// What an attribute means, its bits first where it is a view; empty where nothing is said.

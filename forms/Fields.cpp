@@ -2,7 +2,7 @@
 
 #include "forms/Text.h"
 #include "reflect/Text.h"
-#include "reflect/TypeName.h"
+#include "runtime/TypeName.h"
 
 #include <algorithm>
 #include <bit>

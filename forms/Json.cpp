@@ -90,32 +90,6 @@ private:
     std::vector<Open> open_;
 };
 
-/// How many bytes the character takes that the text begins with; 0 for none of UTF-8.
-std::size_t utf8Length(std::string_view text) noexcept {
-    auto const at = [&](std::size_t i) { return static_cast<U8>(text[i]); };
-    U8 const first = at(0);
-    if (first < 0x80) {
-        return 1;
-    }
-    std::size_t const length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-    if (first < 0xc2 || first > 0xf4 || text.size() < length) {
-        return 0;
-    }
-    U8 const least = first == 0xe0 ? 0xa0 : first == 0xf0 ? 0x90 : 0x80;
-    U8 const most = first == 0xed   ? 0x9f
-                    : first == 0xf4 ? 0x8f
-                                    : 0xbf; // no surrogates, nothing above U+10FFFF
-    if (at(1) < least || at(1) > most) {
-        return 0;
-    }
-    for (std::size_t i = 2; i < length; ++i) {
-        if ((at(i) & 0xc0) != 0x80) {
-            return 0;
-        }
-    }
-    return length;
-}
-
 bool isPlain(char c) {
     return static_cast<U8>(c) >= 0x20 && static_cast<U8>(c) < 0x7f && c != '"' && c != '\\';
 }
@@ -130,7 +104,7 @@ void writeString(std::ostream& out, std::string_view text) {
             break;
         }
         char const c = text[0];
-        std::size_t const length = utf8Length(text);
+        std::size_t const length = characterLength(text);
         if (c == '"' || c == '\\') {
             out << '\\' << c;
         } else if (c == '\n' || c == '\t' || c == '\r') {
@@ -179,7 +153,7 @@ Json parseJson(std::string_view text) {
 
 bool isUtf8(std::string_view text) noexcept {
     while (!text.empty()) {
-        std::size_t const length = utf8Length(text);
+        std::size_t const length = characterLength(text);
         if (length == 0) {
             return false;
         }

@@ -38,6 +38,10 @@ bool isName(std::string_view text) {
 
 } // namespace
 
+std::string noRootText(std::string_view name) {
+    return "no root " + rootText(name) + " is offered";
+}
+
 std::string rootText(std::string_view name) {
     if (isName(name)) {
         return std::string(name);

@@ -200,6 +200,8 @@ KOR_EXPORT std::string changeLine(Watch::Change const& change, Form form, Roots 
 /// The path of a root, which is its name or, where that is more than a word, its name in quotes. What no line
 /// shows of it, such as a control character, stands there by its bytes: ``'a\x1b'``.
 KOR_EXPORT std::string rootText(std::string_view name);
+/// What is said of a root that no process offers.
+KOR_EXPORT std::string noRootText(std::string_view name);
 /// The name of the root that a path begins with.
 KOR_EXPORT std::string rootOf(std::string_view path);
 

@@ -5,7 +5,7 @@
 #include "forms/Kind.h"
 #include "forms/Text.h"
 #include "reflect/Text.h"
-#include "reflect/TypeName.h"
+#include "runtime/TypeName.h"
 
 #include <algorithm>
 #include <bit>

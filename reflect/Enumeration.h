@@ -17,10 +17,10 @@
 /// enumerators; a text is one allocation. Any thread.
 
 #include "reflect/FwkType.h"
-#include "reflect/TypeName.h"
 #include "runtime/Exception.h"
 #include "runtime/String8.h"
 #include "runtime/Texts.h"
+#include "runtime/TypeName.h"
 #include "runtime/Types.h"
 
 #include <array>

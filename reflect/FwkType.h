@@ -9,7 +9,7 @@
 /// ask. After the first call this is a load and a test. One thread at a time until the libraries are loaded,
 /// any thread from then on; a type that no module lists is to be asked for on one thread first.
 
-#include "reflect/TypeName.h"
+#include "runtime/TypeName.h"
 
 #include <concepts>
 #include <type_traits>

@@ -175,7 +175,9 @@ struct NotTaken;
         typename A::Value x(U32 key) const { return this->korGet(key); }                                     \
         void x##Enq(typename A::Value const& value) { this->korEnq(value); }                                 \
         typename A::Value x##Deq() { return this->korDeq(); }                                                \
-        void x##Is(U32 key, typename A::Value const& value) { this->korIs(key, value); }                     \
+        void x##Is(U32 key, typename A::Value const& value) requires(A::shape.settable) {                    \
+            this->korIs(key, value);                                                                         \
+        }                                                                                                    \
         typename A::Value x##Del(U32 key) { return this->korDel(key); }                                      \
         typename A::Value x##Del(typename detail::Level<Self, A>::Map::IteratorConst& at) {                  \
             return this->korDel(at);                                                                         \
@@ -191,7 +193,7 @@ struct NotTaken;
     template <class At>                                                                                      \
     struct KeyedHooks : At::Below {                                                                          \
         virtual void on##X(typename At::Attribute::Key const& /*key*/) {}                                    \
-        virtual void on##X##korImmediate() {}                                                                \
+        virtual void on##X##korImmediate() {} /* no change calls this and the next */                        \
         virtual void on##X() {}                                                                              \
     };                                                                                                       \
     template <class At>                                                                                      \

@@ -18,10 +18,10 @@
 /// to the text and allocates nothing for a text that is right, a quoted string apart. Any thread.
 
 #include "reflect/Enumeration.h"
-#include "reflect/TypeName.h"
 #include "reflect/Value.h"
 #include "runtime/Exception.h"
 #include "runtime/String8.h"
+#include "runtime/TypeName.h"
 
 #include <concepts>
 #include <initializer_list>

@@ -80,7 +80,7 @@ public:
     /// The text of the key by which a parent's attribute holds this entity; empty if it has none.
     virtual String8 korKeyText() const;
 
-    /// Rises by one with each change of an attribute. Wraps.
+    /// Rises by one with each change of an attribute, but not with xInc() and xDec(). Wraps.
     U32 version() const noexcept { return version_; }
     /// How often a child or reference was handed out for writing.
     U32 mutableReads() const noexcept { return mutableReads_; }
@@ -172,23 +172,31 @@ consteval auto korTextsOf(std::type_identity<Entity>) {
         "virtual Name name() const", "The name; empty for the child of a map",
         "virtual Ptr<Entity const> parent() const", "The entity that holds this one, or null",
         "virtual Ptr<Entity> parent()", "The same, to write to",
-        "virtual void parentIs(Ptr<Entity> const& parent)", "Stores the parent, uncounted; null takes the entity off it. Called by the parent's operations",
+        "virtual void parentIs(Ptr<Entity> const& parent)",
+            "Stores the parent, uncounted; null takes the entity off it. Called by the parent's operations",
         "virtual String8 parentAttr() const", "The name of the parent's attribute that holds this entity; empty without a parent",
         "virtual AttributeId parentAttrId() const", "The id of that attribute; noParentAttr before a parent has set it",
         "virtual void parentAttrIdIs(AttributeId attribute)", "Sets that id. Called by the parent's operations",
         "virtual String8 uriPath() const", "As fullName(), from the root on, with a slash before it",
-        "virtual String8 fullName() const", "The names from the root to this entity with slashes between them; of a child its parent's attribute with its key",
-        "virtual String8 attributeString(AttributeId attribute) const", "The name of an attribute; unknown for an id that the class does not have",
+        "virtual String8 fullName() const",
+            "The names from the root to this entity with slashes between them; of a child its parent's attribute with its key",
+        "virtual String8 attributeString(AttributeId attribute) const",
+            "The name of an attribute; unknown for an id that the class does not have",
         "virtual void korNotifieeAdapterIs(Ptr<Entity const> const& adapter)", "For heirs; the base does nothing",
         "virtual void handleParent(Ptr<Entity> const& parent)", "For heirs; the base does nothing",
-        "virtual Ptr<Entity::KorNboAttrLogSa const> korNboAttrLogSa(Ptr<NboAttrLog::Out const> const& out) const", "The adapter towards that stream, or null",
+        "virtual Ptr<Entity::KorNboAttrLogSa const> korNboAttrLogSa(Ptr<NboAttrLog::Out const> const& out) const",
+            "The adapter towards that stream, or null",
         "virtual Ptr<Entity::KorNboAttrLogSa> korNboAttrLogSa(Ptr<NboAttrLog::Out const> const& out)", "The same, to write to",
         "virtual bool korHasAttrLogInterface() const", "Whether the entity travels on an attribute log",
-        "virtual Ptr<Entity::KorNboAttrLogSa> korNboAttrLogSaForMsgChannel(Ptr<Entity::KorNboAttrLogSa> const& adapter) const", "The stream adapter of the same connection as another one, or null",
-        "virtual Ptr<Entity::KorNboAttrLogSa> korNboAttrLogSaIs(PtrInterface::NotifieeConst::Kor_BitSet flags, unsigned int id, Ptr<NboAttrLog::Out> const& out, PtrInterface* context)", "Makes the adapter towards that stream; null for an entity without an attribute log",
-        "virtual Ptr<Entity::KorNboAttrLogSa> korNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const& out)", "Takes the adapter towards that stream off the entity and returns it; null if there is none",
-        "virtual String8 korKeyText() const", "The text of the key by which a parent's attribute holds this entity; empty if it has none",
-        "U32 version() const", "Rises by 1 with each change of an attribute. It wraps",
+        "virtual Ptr<Entity::KorNboAttrLogSa> korNboAttrLogSaForMsgChannel(Ptr<Entity::KorNboAttrLogSa> const& adapter) const",
+            "The stream adapter of the same connection as another one, or null",
+        "virtual Ptr<Entity::KorNboAttrLogSa> korNboAttrLogSaIs(PtrInterface::NotifieeConst::Kor_BitSet flags, unsigned int id, Ptr<NboAttrLog::Out> const& out, PtrInterface* context)",
+            "Makes the adapter towards that stream; null for an entity without an attribute log",
+        "virtual Ptr<Entity::KorNboAttrLogSa> korNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const& out)",
+            "Takes the adapter towards that stream off the entity and returns it; null if there is none",
+        "virtual String8 korKeyText() const",
+            "The text of the key by which a parent's attribute holds this entity; empty if it has none",
+        "U32 version() const", "Rises by 1 with each change of an attribute, but not with xInc and xDec. It wraps",
         "U32 mutableReads() const", "How often a child or a reference was handed out for writing",
         "bool hasParent() const", "Whether there is a parent");
 }

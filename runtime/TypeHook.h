@@ -1,7 +1,11 @@
 #pragma once
 
 /// Where the runtime asks for what is made above it: the type objects of its own two classes, and the stream
-/// adapters of entities. A program that has the runtime alone has none.
+/// adapters of entities. A program that has the runtime alone has none, and no application sets one.
+///
+///     Kor::typeHookIs({.ofEntity = [] { return Kor::fwkTypeOf<Kor::Entity>(); }});       // what is left out is null
+///
+/// Set once, while the library is loaded, before there is a second thread. Nothing here allocates or throws.
 
 #include "runtime/Entity.h"
 

@@ -1,6 +1,12 @@
 #pragma once
 
 /// The scalars of the library: their names, by width in bits, and what they are to a tool.
+///
+///     U32 const count = 3;                                        // S32 has a sign
+///     static_assert(Kor::scalarOf<U32>() == Kor::Scalar::number);
+///
+/// All of it is known to the compiler. Arithmetic is that of C++: a value that is too large wraps without a
+/// word, and ranges are checked where a header says so.
 
 #include "runtime/Texts.h"
 

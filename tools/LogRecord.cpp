@@ -141,7 +141,7 @@ void logRecord(Context& context, LogRecordOptions const& options) {
             } else if (!wanted.contains(root)) {
                 missing.insert(root);
                 if (told.insert(root).second) {
-                    context.note("no root " + shown(root) + " is offered");
+                    context.note(noRootText(root));
                 }
             }
         }

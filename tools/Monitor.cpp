@@ -62,7 +62,7 @@ public:
         }
         for (std::string const& path : options_.paths) {
             if (!session.peerOffers().contains(Kor::Name(Kor::String8(rootOf(path))))) {
-                note("no root " + rootText(rootOf(path)) + " is offered");
+                note(noRootText(rootOf(path)));
                 wasMissing = true;
             }
         }
@@ -251,7 +251,7 @@ void monitor(Context& context, MonitorOptions const& options) {
     }
     for (std::string const& path : options.paths) {
         if (rootOf(path).empty()) { // which none can be called: it is not waited for
-            throw NotThere("no root " + rootText("") + " is offered");
+            throw NotThere(noRootText(""));
         }
     }
     Kor::Link::Loop loop;

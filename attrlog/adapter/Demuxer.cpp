@@ -478,11 +478,7 @@ bool Demuxer::isPartMounted(Entity const& entity) const {
     }
     return std::any_of(tops_.begin(), tops_.end(), [&](auto const& top) {
         StreamAdapter const* const adapter = reactor(top.first);
-        Ptr<Entity const> above = adapter != nullptr ? adapter->korNotifierEntity()->parent() : nullptr;
-        while (above && above.ptr() != &entity) {
-            above = above->parent();
-        }
-        return static_cast<bool>(above);
+        return adapter != nullptr && isWithin(adapter->korNotifierEntity()->parent(), entity);
     });
 }
 

@@ -5,7 +5,7 @@
 /// A flow-out is there while an adapter has something that the stream could not take at once: after a mount
 /// all of the entity, after a full stream the keys that have changed since. It keeps one mark for a changed
 /// key, so that the last state is what leaves, and costs nothing once it is done. X::KorNboAttrLogSa::FlowOut
-/// (attrlog/adapter/StreamAdapterOf.h) adds the marks. A mark allocates; one thread, that of the entity.
+/// (attrlog/adapter/FlowOutOf.h) adds the marks. A mark allocates; one thread, that of the entity.
 
 #include "attrlog/Record.h"
 #include "runtime/HashMap.h"
@@ -71,6 +71,8 @@ public:
     virtual U64 oldestOwed() = 0;
     /// Nothing is owed any more; `paid` is called with the barrier of each, and with 0.
     virtual void oweNothing(std::function<void(U64 barrier)> const& paid) = 0;
+    /// Lets the key at which a pass stopped go.
+    virtual void freeBookmark() noexcept = 0;
 
 private:
     AttributeId attrId_ = 0;

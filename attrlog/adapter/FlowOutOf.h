@@ -1,15 +1,18 @@
 #pragma once
 
-/// What of an entity travels, and X::KorNboAttrLogSa::FlowOut: marks of what changed while there was no room,
-/// and what of it barriers wait for.
+/// X::KorNboAttrLogSa::FlowOut: marks of what changed while there was no room, and what of it barriers wait
+/// for.
 ///
 /// A barrier is a place in what a connection sends: all that was changed before it leaves before it
 /// (Demuxer::barrierIs()). While one is open, what waited when it was raised stands beside the marks: each
 /// with the number of its barrier, and in order, so that it leaves before what was marked later. What is
 /// marked again keeps its place. While no barrier is open, an attribute has one word for it.
+///
+/// For stream adapters alone. A mark is one allocation, and one more while a barrier waits for its key. One
+/// thread, that of the entity.
 
+#include "attrlog/adapter/AttributeRecords.h"
 #include "attrlog/adapter/FlowOut.h"
-#include "reflect/entity/EntityPattern.h"
 
 #include <deque>
 #include <optional>
@@ -17,14 +20,6 @@
 namespace Kor {
 
 namespace detail {
-
-/// The attributes of X that travel, by rising id.
-template <class X>
-using WireList = Where<&Shape::travels, typename AllAttributes<X>::type>;
-
-/// A tuple with one for each attribute of a list.
-template <template <class> class One, class... A>
-std::tuple<One<A>...> tupleOf(AttributeList<A...>);
 
 /// The earlier one of two barriers, where 0 stands for none.
 constexpr U64 earlier(U64 a, U64 b) noexcept {
@@ -35,6 +30,7 @@ constexpr U64 earlier(U64 a, U64 b) noexcept {
 template <class A>
 struct Marks {
     bool isWaiting() const noexcept { return dirty; }
+    bool isMarked() const noexcept { return dirty; }
     /// Sets the mark; whether it was not.
     bool mark() noexcept { return !std::exchange(dirty, true); }
     /// Takes the mark off; whether it was there.
@@ -72,6 +68,7 @@ requires(A::shape.keyed) struct Marks<A> {
     };
 
     bool isWaiting() const noexcept { return !hasSynced || !dirty.empty(); }
+    bool isMarked(Key const& key) const { return dirty.member(key) != nullptr; }
     bool mark(Key const& key, U32 reversed) {
         if (dirty.member(key, reversed) != nullptr) {
             return false;
@@ -181,7 +178,7 @@ class FlowOutOf final : public NboAttrLog::FlowOut {
 public:
     explicit FlowOutOf(U32 start) : FlowOut(start) {
         each([&]<class A>() {
-            bool const isBehind = start > static_cast<U32>(idOf<A>);
+            bool const isBehind = start > static_cast<U32>(detail::idOf<X, A>);
             if constexpr (A::shape.keyed) {
                 marks<A>().hasSynced = isBehind;
             } else if (!isBehind) {
@@ -189,7 +186,7 @@ public:
             }
         });
     }
-    ~FlowOutOf() override { freeBookmark(); }
+    ~FlowOutOf() override { FlowOutOf::freeBookmark(); }
 
     template <class Visit>
     static void each(Visit const& visit) {
@@ -216,10 +213,10 @@ public:
         each([&]<class A>() { marks<A>().oweNothing(paid); });
     }
 
-    void freeBookmark() noexcept {
+    void freeBookmark() noexcept override {
         each([&]<class A>() {
             if constexpr (A::shape.keyed) {
-                if (attrId() == idOf<A>) {
+                if (attrId() == detail::idOf<X, A>) {
                     NboAttrLog::korFlowOutBookmarkDeq<typename A::Key>(*this);
                 }
             }
@@ -227,8 +224,6 @@ public:
     }
 
 private:
-    template <class A>
-    static constexpr AttributeId idOf = X::template attributeIdOf<typename A::Name>();
     decltype(detail::tupleOf<detail::Marks>(Wire())) marks_;
 };
 

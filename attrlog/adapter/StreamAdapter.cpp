@@ -11,6 +11,12 @@ using NboAttrLog::FlowOut;
 using NboAttrLog::In;
 using NboAttrLog::Out;
 
+namespace {
+/// The flags that a child has of its parent.
+constexpr U32 inherited = 1u << StreamAdapter::Bit::localReadOnly | 1u << StreamAdapter::Bit::remoteReadOnly |
+                          1u << StreamAdapter::Bit::alwaysFlowOut;
+} // namespace
+
 StreamAdapter::StreamAdapter(Kor_BitSet const& flags, unsigned int, Ptr<Out> const& out,
                              PtrInterface* context)
     : out_(out), context_(context) {
@@ -108,6 +114,16 @@ void StreamAdapter::doRemountSelf(Ptr<Out> const& out) {
 void StreamAdapter::doFixChildFlags(Ptr<StreamAdapter> const& child) const {
     child->notificationFlagsIs(
         Kor_BitSet((child->kor_bitSet().word() & ~inherited) | (kor_bitSet().word() & inherited)));
+}
+
+std::pair<Ptr<StreamAdapter>, bool> StreamAdapter::childAdapterIs(Entity& child) const {
+    bool const isNew = !child.korNboAttrLogSa(out_);
+    Ptr<StreamAdapter> const adapter = ptrCast<StreamAdapter>(
+        child.korNboAttrLogSaIs(Kor_BitSet(kor_bitSet().word() & inherited), 0, out_, context_));
+    if (adapter && isNew) {
+        adapter->rootIdIs(rootId_);
+    }
+    return {adapter, isNew};
 }
 
 void StreamAdapter::flowOutIs(Ptr<FlowOut> flowOut) {

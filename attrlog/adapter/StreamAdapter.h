@@ -139,7 +139,7 @@ public:
     virtual void doNotification(AttributeId attribute, void* key) = 0;
     /// Goes on sending from that attribute; returns the one to go on with, 0 when all is done.
     virtual AttributeId handleAttrFlowOut(AttributeId attribute) = 0;
-    virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& flowOut) = 0;
+    virtual void freeResyncState(Ptr<NboAttrLog::FlowOut> const& flowOut) { flowOut->freeBookmark(); }
     virtual Ptr<NboAttrLog::FlowOut> flowOutIs(Ptr<NboAttrLog::Out> const& out, ConnectDesc const& connection,
                                                bool flag, AttributeId start) = 0;
     /// Whether the entity differs from a new one.
@@ -147,6 +147,9 @@ public:
     /// Mounts the children of an attribute.
     virtual void childAttrLogIs(AttributeId attribute) = 0;
     void doFixChildFlags(Ptr<StreamAdapter> const& child) const;
+    /// The adapter of a child on this stream, found with its flags replaced, or made; and whether it was
+    /// made.
+    std::pair<Ptr<StreamAdapter>, bool> childAdapterIs(Entity& child) const;
 
     // Applying.
 
@@ -196,10 +199,6 @@ public:
 protected:
     StreamAdapter(Kor_BitSet const& flags, unsigned int n, Ptr<NboAttrLog::Out> const& out,
                   PtrInterface* context);
-
-    /// The flags that a child has of its parent.
-    static constexpr U32 inherited =
-        1u << Bit::localReadOnly | 1u << Bit::remoteReadOnly | 1u << Bit::alwaysFlowOut;
 
     /// Sets a bit for a scope. The caller holds the adapter.
     template <int bit>

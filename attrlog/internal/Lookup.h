@@ -1,5 +1,7 @@
 #pragma once
 
+#include "runtime/Entity.h"
+
 #include <utility>
 
 namespace Kor::NboAttrLog {
@@ -9,6 +11,14 @@ template <class Map>
 auto* lookUp(Map& map, typename Map::key_type const& key) {
     auto const found = map.find(key);
     return found != map.end() ? &found->second : nullptr;
+}
+
+/// Whether an entity is that one, or below it.
+inline bool isWithin(Ptr<Entity const> inner, Entity const& outer) {
+    while (inner && inner.ptr() != &outer) {
+        inner = inner->parent();
+    }
+    return static_cast<bool>(inner);
 }
 
 /// Calls a hook, if there is one, as it was: it may be replaced meanwhile. One that is moved here needs no

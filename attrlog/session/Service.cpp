@@ -36,14 +36,8 @@ void requireName(char const* what, Name const& name, U32 most) {
 
 void Service::offer(Name const& path, Ptr<Entity> const& entity, Access access) {
     requireRoot(path, entity);
-    auto const isWithin = [](Ptr<Entity const> inner, Entity const* outer) {
-        while (inner && inner.ptr() != outer) {
-            inner = inner->parent();
-        }
-        return static_cast<bool>(inner);
-    };
     for (auto const& [other, there] : offers_) {
-        if (other != path && (isWithin(entity, there.entity.ptr()) || isWithin(there.entity, entity.ptr()))) {
+        if (other != path && (isWithin(entity, *there.entity) || isWithin(there.entity, *entity))) {
             throwRangeException(format("%s would overlap with %s", path.charPtr(), other.charPtr()));
         }
     }

@@ -3,7 +3,11 @@
 /// How a box gets at one attribute of an object that is given as a void pointer: a constant BoxAttribute of
 /// plain functions, which follow from the attribute's shape; and the table of those of a class, by id. Which
 /// operations there are, in which order they are checked and what they raise is written once, over these
-/// tables, in reflect/box/GenericIf.cpp.
+/// tables, in reflect/box/GenericIf.cpp. For reflect/box/GenericBox.h alone; a tool uses GenericIf.h.
+///
+///     auto const& table = Kor::detail::BoxTables<LifAppConfig>::table;
+///
+/// The tables are constants, which any thread may read; an object is reached on its own thread.
 
 #include "reflect/Text.h"
 #include "reflect/box/GenericIf.h"

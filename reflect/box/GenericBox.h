@@ -6,6 +6,11 @@
 /// changes by an adapter in the object's list.
 ///
 /// Like reflect/registry/TypeOf.h, which includes it, this header is for the source files that instantiate.
+/// All others get boxes without it, from a value or from a type object:
+///
+///     Kor::Ptr<Kor::GenericIf> const box = Kor::boxOf(U32{4});
+///
+/// Costs, errors and thread are those of reflect/box/GenericIf.h. A box of an object joins the object's list.
 
 #include "reflect/box/Boxing.h"
 

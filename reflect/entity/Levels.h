@@ -1,8 +1,16 @@
 #pragma once
 
-/// What an entity has for each attribute: the storage, and the order of effects of each change. A level
-/// is chosen by the shape; the name's form on it (reflect/Names.h) gives the operations their names. The
-/// levels of an entity `Self` stand side by side, in the order of its list.
+/// What an entity has for each attribute: the storage, and the order of effects of each change. No class
+/// names a level; its list of attributes does (reflect/entity/EntityPattern.h). That of a map of counts:
+///
+///     config->reqCountIs(entry, 3);       // stored, the version rises, then reactors are told
+///     config->reqCountIs(entry, 3);       // changes nothing, and ends here
+///
+/// A level is chosen by the shape; the name's form on it (reflect/Names.h) gives the operations their names.
+/// The levels of an entity `Self` stand side by side, in the order of its list.
+///
+/// A member of a map is one allocation. What a reactor throws goes no further than the notification
+/// (runtime/HandlerExceptions.h). One thread, that of the entity.
 
 #include "reflect/Attributes.h"
 #include "runtime/Entity.h"

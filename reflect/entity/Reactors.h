@@ -15,7 +15,8 @@
 ///     auto watcher = Kor::observe<Watcher>(config, board);     // keep it: the entity does not
 ///
 /// The hooks of an attribute `x` are onX() or, with a key, onX(key). They are called on the stack of the
-/// change, when it is stored (runtime/Notification.h).
+/// change, when it is stored (runtime/Notification.h). A keyed attribute also has onX() and
+/// onXkorImmediate(), for code that calls them itself: no change does.
 
 #include "reflect/FwkType.h"
 #include "reflect/entity/Levels.h"

@@ -5,6 +5,11 @@
 ///
 /// This header is heavy. Only the source file that makes the types of a library known needs it; a user's file
 /// gets at the type objects through reflect/type/KorType.h.
+///
+///     constinit Kor::TypeModule myTypes(Kor::TypeModuleOf<my::Point, my::Shape>::seeds);
+///
+/// What is told is constant data; the object of a type is made once, at load. What a declaration lacks the
+/// compiler says. A text or an argument that makes no T raises as reflect/Text.h and GenericIf.h say.
 
 #include "reflect/Value.h"
 #include "reflect/box/GenericBox.h"
@@ -159,7 +164,7 @@ consteval bool isShort(std::span<NamedText const> texts) {
 /// What is known of a class beyond its attributes.
 template <class T>
 constexpr KorType::Abilities abilitiesOf() {
-    KorType::Abilities abilities;
+    KorType::Abilities abilities{.isFinal = std::is_final_v<T>};
     if constexpr (!std::derived_from<T, PtrInterface>) {
         abilities.isOrdered = std::is_invocable_v<std::less<>, T const&, T const&>;
         abilities.isNullable = std::is_class_v<T> && std::is_invocable_v<std::logical_not<>, T const&>;

@@ -53,14 +53,23 @@ KOR_FACTORY(dirFactory, Dir, Name)
 
 // clang-format off
 consteval auto korTextsOf(std::type_identity<Dir>) {
-    return texts("", "A directory of entities by name: the root of a process's tree, and its branches", "entry", "The entity of that name. The directory is its parent while it is in",
-        "void entityIs(Ptr<Entity> const& entity)", "Puts an entity in under its own name. Raises Kor::NameInUseException or Kor::RangeException for one that cannot be",
-        "void entryIs(Name const& name, Ptr<Entity> const& entity)", "As entityIs for an entity whose name is `name`; a null entity takes out what is there",
-        "Ptr<Entity> entryDel(Name const& name)", "Takes the entity out; null if there is none", "void entryDelAll()", "Takes all out",
-        "U32 entryMode(Name const& name) const", "How far the state of an entry has come from a peer: 0 if it did not come from one, 3 once all of it is here",
+    return texts(
+        "", "A directory of entities by name: the root of a process's tree, and its branches",
+        "entry", "The entity of that name. The directory is its parent while it is in",
+        "void entityIs(Ptr<Entity> const& entity)",
+            "Puts an entity in under its own name. Raises Kor::NameInUseException or Kor::RangeException for one that cannot be",
+        "void entryIs(Name const& name, Ptr<Entity> const& entity)",
+            "As entityIs for an entity whose name is `name`; a null entity takes out what is there",
+        "Ptr<Entity> entryDel(Name const& name)", "Takes the entity out; null if there is none",
+        "void entryDelAll()", "Takes all out",
+        "U32 entryMode(Name const& name) const",
+            "How far the state of an entry has come from a peer: 0 if it did not come from one, 3 once all of it is here",
         "void entryModeIs(Name const& name, U32 mode)", "Sets that. Nobody is told",
-        "Ptr<Entity> at(std::string_view path)", "The entity that a path of names with slashes leads to; null if there is none", "private entryIterator", "An entry leaves by entryDel",
-        "private newEntry", "An entry comes by entityIs, which checks it", "bool korHasAttrLogInterface() const override", "False", "void zeroReferencesIs(bool zero) override", "Lets the entries go");
+        "Ptr<Entity> at(std::string_view path)", "The entity that a path of names with slashes leads to; null if there is none",
+        "private entryIterator", "An entry leaves by entryDel",
+        "private newEntry", "An entry comes by entityIs, which checks it",
+        "bool korHasAttrLogInterface() const override", "False",
+        "void zeroReferencesIs(bool zero) override", "Lets the entries go");
 }
 // clang-format on
 

@@ -176,6 +176,9 @@ private:
             require("std::is_same_v<decltype(" + outer + each.name + "(" +
                     typesOf(each.parameters, "std::declval<", ">()") + ")), " + each.result + ">");
         }
+        if (!has(told, Told::Kind::whole) && !type.attributes().empty()) {
+            require("std::is_final_v<" + real + "> == std::is_final_v<" + printed + ">");
+        }
         if (type.isValue()) {
             std::string const no = type.abilities().isOrdered ? "" : "!";
             require(no + "std::totally_ordered<" + real + ">");
@@ -278,7 +281,7 @@ TEST(Declaration, IsWhatAUserWouldHaveWritten) {
 namespace Hardware::LoamTunnel {
 
 /// The logical interfaces (LIFs) that one application asks for
-class LifAppConfig : public Kor::Entity {
+class LifAppConfig final : public Kor::Entity {
 public:
     explicit LifAppConfig(Hardware::Loam::VtAppId app);
 
@@ -310,6 +313,7 @@ public:
         /// Null once another reactor has detached this one.
         LifAppConfig const* notifier() const noexcept;
         virtual void onReqCount(AradLifEntry const& key);
+        /// The next two are for code that calls them itself: no change does.
         virtual void onReqCountkorImmediate();
         virtual void onReqCount();
     };

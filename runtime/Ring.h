@@ -1,6 +1,7 @@
 #pragma once
 
-/// Kor::Ring, the bounded byte ring of one direction of an attribute log.
+/// Kor::Ring, a bounded ring of bytes whose records are always in one piece: of one direction of a byte
+/// stream.
 ///
 ///     Kor::Ring ring(1 << 18, 4096);
 ///     U8* at = ring.linearWrite();            // room for a record in one piece, whatever the place

@@ -3,7 +3,8 @@
 /// The name of a type as its declaration spells it, at compile time, so that no class has to repeat its own:
 /// `Kor::typeName<Hardware::LifTable>()` is "Hardware::LifTable". The scalar names of runtime/Types.h and
 /// `bool` keep those names, its BytePtr is "Kor::BytePtr", `void` is "void". A class that is known by another
-/// name than its declaration's gives it in a member `korTypeName`, and so does each class below it.
+/// name than its declaration's gives it in a member `korTypeName`, and so does each class below it. It costs
+/// nothing at run time, and any thread may ask. Of an object whose class is not known: runtime/ClassName.h.
 
 #include "runtime/Types.h"
 
