@@ -120,11 +120,15 @@ public:
         made();
     }
 
-    /// Of the first few; the rest have their defaults.
+    /// Of the first few; the rest have their defaults. Two, since g++ 12 loses the condition of `explicit`
+    /// where a template is inherited.
+    template <class V>
+    requires(sizeof...(S) > 1 &&
+             areFirst<V>(std::index_sequence<0>())) constexpr explicit Stock(V const& value)
+        : Stock(value, At<1>::initial()) {}
     template <class... V>
-    requires(sizeof...(V) != 0 && sizeof...(V) < sizeof...(S) &&
-             areFirst<V...>(std::index_sequence_for<V...>())) constexpr explicit(sizeof...(V) == 1)
-        Stock(V const&... values) {
+    requires(sizeof...(V) > 1 && sizeof...(V) < sizeof...(S) &&
+             areFirst<V...>(std::index_sequence_for<V...>())) constexpr Stock(V const&... values) {
         [&]<std::size_t... I>(std::index_sequence<I...>) {
             ((storage_.template at<At<I>>() = typename At<I>::Type(values)), ...);
         }

@@ -35,32 +35,31 @@ struct Registry {
         }();
         return *registry;
     }
-    static KorType* typeOf(TypeSeed const& seed);
-};
-
-KorType* Registry::typeOf(TypeSeed const& seed) {
-    Registry& registry = global();
-    if (KorType* const found = registry.find(seed.name)) {
-        return found;
-    }
-    TypeSeed use = seed;
-    if (auto const at = registry.listed.find(seed.name); at != registry.listed.end()) {
-        use = *at->second.seed;
-        at->second.module->init();
+    static KorType* typeOf(TypeSeed const& seed) {
+        Registry& registry = global();
         if (KorType* const found = registry.find(seed.name)) {
             return found;
         }
+        TypeSeed use = seed;
+        if (auto const at = registry.listed.find(seed.name); at != registry.listed.end()) {
+            use = *at->second.seed;
+            at->second.module->init();
+            if (KorType* const found = registry.find(seed.name)) {
+                return found;
+            }
+        }
+        KorType* const base = use.base != nullptr ? use.base() : nullptr;
+        KorType* const made = use.make != nullptr
+                                  ? use.make(use)
+                                  : new KorType(String8(shortName(use.name)), nullptr, base, {});
+        KorType::typeNodeIs(made, String8(use.name));
+        made->referencesLeak();
+        if (base != nullptr) {
+            base->derivedTypeQEnq(made);
+        }
+        return made;
     }
-    KorType* const base = use.base != nullptr ? use.base() : nullptr;
-    KorType* const made =
-        use.make != nullptr ? use.make(use) : new KorType(String8(shortName(use.name)), nullptr, base, {});
-    KorType::typeNodeIs(made, String8(use.name));
-    made->referencesLeak();
-    if (base != nullptr) {
-        base->derivedTypeQEnq(made);
-    }
-    return made;
-}
+};
 
 /// FNV-1a of 64 bits.
 class Digest {

@@ -1,7 +1,7 @@
 /// What the value pattern promises of setters, views and order.
 
 #include "platform/Hardware/Loam/Ports.h"
-#include "values/EvecFormat.h"
+#include "support/Values.h"
 
 #include <gtest/gtest.h>
 
@@ -31,6 +31,20 @@ TEST(Value, AViewIsCutAndKeepsTheRestOfItsWord) {
     format.nTagsToRemoveIs(4);
     EXPECT_EQ(format.nTagsToRemove(), 0);
     EXPECT_EQ(format.value(), 0x7fffcu);
+}
+
+/// One with several, too, of which all but the first have their defaults.
+TEST(Value, IsNotMadeOfItsFirstAttributeUnasked) {
+    support::eachValue([]<class T>() {
+        using Stored = typename std::remove_cvref_t<decltype(T::storage(T()))>::Attributes;
+        if constexpr (Stored::size != 0) {
+            using First = typename Kor::detail::AttributeAt<0, Stored>::type::Type;
+            static_assert(!std::is_convertible_v<First, T>);
+        }
+    });
+    support::Random random;
+    auto const key = support::randomValue<LoamTunnel::EvecKey>(random);
+    EXPECT_EQ(LoamTunnel::EvecEntry(key).key(), key);
 }
 
 } // namespace
