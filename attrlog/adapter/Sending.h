@@ -2,7 +2,7 @@
 
 /// Kor::detail::SendingOf<X>, the part of the stream adapter of X that tells the peer of a change: one record
 /// now, or a mark in the flow-out (attrlog/adapter/FlowOutOf.h) when there is no room; and of children, their
-/// announcement. What is marked leaves with attrlog/adapter/Passes.h.
+/// announcement. What is marked leaves with attrlog/adapter/Passes.h, which has the rest of the class.
 ///
 /// A hook raises Kor::RangeException for a record that is longer than the stream takes, and for a change of
 /// what is read-only here. It allocates for a mark and for a new child alone. One thread, that of the entity.
@@ -75,6 +75,15 @@ public:
         });
         return any;
     }
+    AttributeId handleAttrFlowOut(AttributeId from) override;
+    Ptr<NboAttrLog::FlowOut> flowOutIs(Ptr<NboAttrLog::Out> const&, ConnectDesc const&, bool,
+                                       AttributeId start) override {
+        return makePtr<FlowOut>(static_cast<U32>(start));
+    }
+    void korInstantiateSerialize() override;
+    /// The whole attribute, as far as it goes; true when it has nothing more to do now.
+    template <class A>
+    bool korHandleSerializeColl();
     void childAttrLogIs(AttributeId attribute) override {
         withAttribute<X, Children>(attribute, [&]<class A>() {
             for (auto& child : A::Name::map(*notifier())) {
@@ -156,6 +165,28 @@ private:
     template <class A>
     Scoped<U64> owing(NboAttrLog::Demuxer& demuxer, typename A::Key const& key) {
         return {demuxer.owing(), flowOut() != nullptr ? marks<A>().owedFor(key) : 0};
+    }
+
+    // What waits, in Passes.h
+
+    template <class A>
+    bool dirtyPass();
+    template <class A>
+    void passIsOver() {
+        marks<A>().hasSynced = true;
+        sendTransactionMarker(idOf<X, A>, AttrTransactionType::end, 0);
+        paid(marks<A>().paidForPass());
+    }
+    /// A record that cannot be written, since it is too long, does not hold up the pass; whether it was.
+    template <class A, class Write>
+    bool contained(Write const& write) {
+        try {
+            write();
+            return true;
+        } catch (Exception const&) {
+            handlerExceptionNote(*this, idOf<X, A>);
+            return false;
+        }
     }
 
     // Records
