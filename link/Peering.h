@@ -3,6 +3,10 @@
 /// Kor::Link::Peering, what listeners and connectors have in common: the sessions they make, and whom they
 /// trust.
 ///
+///     Kor::Link::ListenerConfig config;                    // a Peering, and what a listener has beyond it
+///     config.service = service;
+///     config.setUp = [](Kor::NboAttrLog::Session& session) { session.want("lif"); };
+///
 /// Trust. A Unix socket is made with mode 0600, and either side asks the kernel for whom the other one runs;
 /// a peer of another user is refused. TCP knows no user: whoever reaches the port is served, and what is sent
 /// can be read and changed on the way. That is why it stays on the loopback interface unless the address says

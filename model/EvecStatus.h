@@ -2,6 +2,10 @@
 
 /// The egress VLAN edit commands in the hardware, for all applications together, and who owns each.
 ///
+///     Kor::Ptr<EvecStatus> const status = Kor::makePtr<EvecStatus>("evec");
+///     status->entryIs(EvecEntry(key, format));             // the driver, once the command is in the chip
+///     status->ownerIs(EvecOwner(key, vtAppVxlan));
+///
 /// The two maps are independent: an entry can be without an owner and the other way round.
 ///
 /// What holds for every entity, the operations, the order of a change, cost and thread, stands in

@@ -3,6 +3,10 @@
 /// All types of the library, in the order in which they are defined. What each is follows from its
 /// declaration. Heavy: who needs the checksum alone includes model/LoamTunnelModule.h.
 ///
+///     for (Kor::KorType const* type : loamTunnelModule().defined()) {
+///         std::puts(type->typeName().charPtr());
+///     }
+///
 /// An enumeration or class that is declared inside another one stands behind it and is defined within it.
 
 #include "model/LoamTunnelModel.h"

@@ -5,6 +5,9 @@
 /// `bool` keep those names, its BytePtr is "Kor::BytePtr", `void` is "void". A class that is known by another
 /// name than its declaration's gives it in a member `korTypeName`, and so does each class below it. It costs
 /// nothing at run time, and any thread may ask. Of an object whose class is not known: runtime/ClassName.h.
+///
+///     Kor::typeName<Hardware::LifTable>();                 // "Hardware::LifTable"
+///     Kor::shortTypeName<Hardware::LifTable>();            // "LifTable"
 
 #include "runtime/Types.h"
 

@@ -3,6 +3,10 @@
 /// The chip tables: one class a table, each a data sheet and nothing else. How a row is used stands in
 /// chip/Row.h; what a sheet may say in chip/Layout.h. Nothing lives here that is not about the layout of a
 /// table.
+///
+///     U8 buffer[16] = {};
+///     Hardware::LifTable row(Hardware::jerichoChip8, buffer, sizeof buffer, false, 1);
+///     row.vsiIs(100);
 
 #include "tables/EgqIvecTable.h"
 #include "tables/EpniIsidTable.h"

@@ -1,6 +1,10 @@
 #pragma once
 
 /// Every chip table, described as data: see chip/TableInfo.h.
+///
+///     for (Hardware::TableInfo const& table : Hardware::tableInfos()) {
+///         std::cout << table.name << '\n';
+///     }
 
 #include "chip/TableInfo.h"
 

@@ -2,6 +2,9 @@
 
 /// The kinds of a logical interface, and the codes of the row field `type`.
 ///
+///     AradLifEntry const entry = AradLifAcMp(lifAcMp);
+///     entry.lifType() == lifAcMp;
+///
 /// What every enumeration has, names, checked conversions and text, stands in reflect/Enumeration.h.
 
 #include "reflect/Enumeration.h"

@@ -3,6 +3,10 @@
 /// The values in which applications say what they want, and the encoders that turn three of them into chip
 /// rows. A value is declared in `values/<Name>.h`; what all of them share stands in reflect/Value.h,
 /// reflect/Enumeration.h and reflect/Text.h. Nothing lives here that has state, or that knows an entity.
+///
+///     AradLifAcMp lif(lifAcMp);
+///     lif.vsiIs(100);
+///     lif.writeToChipFormat(Hardware::jerichoChip8, buffer);
 
 #include "reflect/Text.h"
 #include "values/AradIhpIvectIndex.h"

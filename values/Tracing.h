@@ -1,6 +1,8 @@
 #pragma once
 
 /// Where the encoders trace, at level 8; runtime/Trace.h tells how that is switched on and what it costs.
+///
+///     Kor::traceFacility("LoamTunnelTypes").levelIs(8, true);
 
 #include "runtime/Trace.h"
 

@@ -2,6 +2,8 @@
 
 /// Kor::AttrLogTypes, which makes the entity classes of a module known to the attribute log: one constant
 /// object in the source file that loads them. As heavy as reflect/registry/TypeOf.h. At load, on any thread.
+///
+///     static Kor::AttrLogTypes<MyTypes> const attrLogAtLoad;    // MyTypes: a Kor::TypeModuleOf
 
 #include "attrlog/adapter/StreamAdapterOf.h"
 #include "reflect/type/TypeModule.h"

@@ -4,6 +4,9 @@
 /// needs: default, comparison, text. What a helper or a configuration does is the forwarding layer's own
 /// affair; here they are objects that can be referred to.
 ///
+///     std::vector const members{Lumen::IntfId::ofName("Ethernet1"), Lumen::IntfId::ofName("Ethernet2")};
+///     Fen::FenPortList const ports(members);
+///
 /// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Lumen/IntfId.h"

@@ -2,6 +2,8 @@
 
 /// Tunnels as the forwarding layer names them.
 ///
+///     Fen::TunnelKey const key(Fen::tunnelTypeVxlan, source, destination, 0, 7001);
+///
 /// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Lumen/IpAddr.h"

@@ -40,6 +40,7 @@
 #include "tables/LoamTunnelMetaInfo.h"
 #include "tables/TableInfos.h"
 #include "testing/FakeOwner.h"
+#include "values/Tracing.h"
 
 #define ASIO_STANDALONE
 #include <asio/io_context.hpp>

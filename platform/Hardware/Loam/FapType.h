@@ -3,6 +3,9 @@
 /// The family of a forwarding chip. Only the Arad and the Jericho family have tables; the third exists so
 /// that every chip has one.
 ///
+///     properties->fapType() == Hardware::Loam::fapTypeArad;
+///     stringValue(Hardware::Loam::fapTypeJericho);    // "fapTypeJericho"
+///
 /// What every enumeration has, names, checked conversions and text, stands in reflect/Enumeration.h.
 
 #include "reflect/Enumeration.h"

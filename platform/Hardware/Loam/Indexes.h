@@ -2,6 +2,9 @@
 
 /// The indexes by which a driver names a place in a chip table. Each has a null, which is its default.
 ///
+///     EvecIndex const index(17);
+///     !EvecIndex();                                        // true: the default, 1024, is none
+///
 /// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/PlatformNames.h"

@@ -2,6 +2,9 @@
 
 /// Ports and LAGs as the drivers number them. Each null is the default.
 ///
+///     PortMap const port(FapId(3), 12);
+///     port.fapId() < FapId(2048);                          // as all but the default, which is none
+///
 /// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "platform/Hardware/Loam/Indexes.h"

@@ -3,6 +3,9 @@
 /// What chooses an ingress VLAN edit command: the profile of the interface and the tags of the packet. Any
 /// number of 3 or 4 bits is one.
 ///
+///     AradIhpIvectIndex index;
+///     index.setProfileAndFormat(Hardware::Loam::iveProfile2, Hardware::Loam::vlanTagC);
+///
 /// What holds for every value, cost, ranges, text and threads, stands in reflect/Value.h.
 
 #include "reflect/Enumeration.h"

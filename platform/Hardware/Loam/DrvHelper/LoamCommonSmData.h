@@ -2,6 +2,8 @@
 
 /// The state-machine data of the drivers of these chips: how ports and LAGs map to the chips' numbers.
 ///
+///     data->intfIdToFapPortIs(Lumen::IntfId::ofName("Ethernet1"), PortMap(FapId(3), 12));
+///
 /// What holds for every entity, the operations, the order of a change, cost and thread, stands in
 /// reflect/entity/EntityPattern.h.
 
