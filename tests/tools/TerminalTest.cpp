@@ -214,8 +214,9 @@ TEST_F(InTerminal, BashZshAndFishCompleteALiveTree) {
             std::filesystem::remove(file("done"));
         };
         // Each part from its beginning, within quotes: what goes on does not close them, what is whole does.
-        prints("loamtunnel get 'lif.appConfig[vtAppMpls].r\tAcMp vsi=7\t", "3\n");
-        prints("loamtunnel wait lif.appConfig\\[vtAppMpls\\].app=vtAppMp\t",
+        // A busy machine may take longer than who types would wait.
+        prints("loamtunnel get --timeout 60000 'lif.appConfig[vtAppMpls].r\tAcMp vsi=7\t", "3\n");
+        prints("loamtunnel wait --timeout 60000 lif.appConfig\\[vtAppMpls\\].app=vtAppMp\t",
                "lif.appConfig[vtAppMpls].app = vtAppMpls\n");
         prints("loamtunnel value VtA\tvtAppMp\t --t\twire", "00 00 00 07\n");
         std::filesystem::remove(file("begun"));
