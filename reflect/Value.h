@@ -125,7 +125,7 @@ public:
     template <class V>
     requires(sizeof...(S) > 1 &&
              areFirst<V>(std::index_sequence<0>())) constexpr explicit Stock(V const& value)
-        : Stock(value, At<1>::initial()) {}
+        : Stock(typename At<0>::Type(value), At<1>::initial()) {}
     template <class... V>
     requires(sizeof...(V) > 1 && sizeof...(V) < sizeof...(S) &&
              areFirst<V...>(std::index_sequence_for<V...>())) constexpr Stock(V const&... values) {

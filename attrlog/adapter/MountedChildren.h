@@ -27,7 +27,7 @@ public:
     /// As StreamAdapter::childAdapterIs(), and keeps it.
     template <class A>
     std::pair<Ptr<StreamAdapter>, bool> nboAttrLogAdapterIs(StreamAdapter& parent, typename A::Type& child) {
-        auto const made = parent.childAdapterIs(child);
+        auto made = parent.childAdapterIs(child);
         if (Ptr<StreamAdapter> const& adapter = made.first) {
             if (auto* const known = of<A>().member(child.fwkKey())) {
                 known->value = adapter;
