@@ -65,7 +65,7 @@ add-subdirectory)
     # Kept between runs, so that only what changed is built again.
     out=$WORK/add-subdirectory
     TYPE= # what is built is not what counts
-    configure "$out" -DLOAM_SOURCE="$SOURCE" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_UNITY_BUILD=ON
+    configure "$out" -DLOAM_SOURCE="$SOURCE" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_UNITY_BUILD=ON -DLOAM_SHARDS=1
     if grep -E -o -m 3 -e ' -W[a-z]+|-o loam/(tests|tools|bench)/' "$out/compile_commands.json"; then
         fail "what is named above must not reach a project that embeds the library"
     fi

@@ -168,7 +168,7 @@ TEST_F(InTerminal, LongWorkShowsWhatItWaitsFor) {
     auto const server = serve();
     ASSERT_EQ(loamtunnel({"log", "record", "--socket", socket(), file("log"), "--once"}).status, 0);
     Terminal replay({"/bin/sh", "-c",
-                     "{ head -c 60 log; sleep 1; tail -c +61 log; } | " LOAM_PROGRAM
+                     "{ head -c 60 log; sleep 3; tail -c +61 log; } | " LOAM_PROGRAM
                      " log replay /dev/stdin"},
                     120, 40, folder());
     EXPECT_TRUE(replay.shows("records to the second ")) << replay.all();
@@ -176,7 +176,7 @@ TEST_F(InTerminal, LongWorkShowsWhatItWaitsFor) {
     EXPECT_EQ(replay.join(), 0);
 
     Terminal encode(
-        {"/bin/sh", "-c", "{ cat entries; sleep 1; cat entries; } | " LOAM_PROGRAM " encode -c8 -f - > rows"},
+        {"/bin/sh", "-c", "{ cat entries; sleep 3; cat entries; } | " LOAM_PROGRAM " encode -c8 -f - > rows"},
         120, 40, folder());
     EXPECT_TRUE(encode.shows("1 entries encoded; reads stdin:2")) << encode.all();
     EXPECT_EQ(encode.join(), 0);
