@@ -5,6 +5,8 @@
 
 namespace Hardware::LoamTunnel {
 
+KOR_ENUMERATION_BODY(NewAppId)
+
 using NextTypes = Kor::TypeModuleOf<NewAppId, NewAppConfig, NewAppConfigDir>;
 
 namespace {

@@ -36,7 +36,6 @@ enum NewAppId : Kor::U32 {
     newAppIpInIp = 16,
 };
 KOR_ENUMERATION(NewAppId)
-KOR_ENUMERATION_BODY(NewAppId)
 /// How many of them the older schema has.
 inline constexpr Kor::U32 olderApps = 12;
 inline constexpr Kor::U32 newerApps = 4;
