@@ -1,3 +1,4 @@
+#include "forms/Text.h"
 #include "tables/TableInfos.h"
 #include "tests/tools/Process.h"
 #include "values/LoamTunnelTypes.h"
@@ -211,8 +212,8 @@ TEST(Command, LayoutDiffTellsWhatChanged) {
     EXPECT_EQ(loamtunnel({"layout", "--diff", "9", "8", "--no-headings"}).out, "");
 }
 
-/// The page has each field of each form once, in the lanes that it is drawn in, and a listing of all has it,
-/// too.
+/// The page has what the sheets say: each field of each form once, in the lanes that it is drawn in, and a
+/// listing of all has it, too.
 TEST(Command, ThePageOfTablesAndTheListingHaveAllForms) {
     std::string const page = loamtunnel({"layout", "--html"}).out;
     std::string const opening = "<script id=\"data\" type=\"application/json\">";
@@ -222,11 +223,34 @@ TEST(Command, ThePageOfTablesAndTheListingHaveAllForms) {
     std::size_t forms = 0, fields = 0;
     for (json const& shown : data) {
         auto const& table = *Hardware::tableInfo(shown["name"].get<std::string>());
+        json columns = json::array(), names = json::array();
+        for (auto const& field : table.fields) {
+            columns.push_back({field.name, field.id, field.type, field.typeBytes});
+        }
+        for (Kor::U32 variant = 0; variant < table.variantBound; ++variant) {
+            names.push_back(table.variantName(variant));
+        }
+        json sheet = shown;
+        sheet.erase("chips");
+        EXPECT_EQ(sheet, json({{"name", table.name},
+                               {"words", table.words},
+                               {"anyVariant", table.ignoresVariant},
+                               {"variants", names},
+                               {"fields", columns}}));
         for (auto const& [chip, variants] : shown["chips"].items()) {
             auto const number = static_cast<Kor::U32>(std::stoul(chip));
             ASSERT_EQ(variants.size(),
                       table.ignoresVariant ? table.variants(number) != 0 : table.variants(number));
             for (Kor::U32 variant = 0; variant < variants.size(); ++variant, ++forms) {
+                json form = variants[variant];
+                form.erase("lanes");
+                auto const& at = *table.geometry(number, variant);
+                EXPECT_EQ(form, json({{"entries", at.entries},
+                                      {"array", at.arrayElements},
+                                      {"base", Kor::Forms::hex(at.base, 8)},
+                                      {"block", Kor::Forms::hex(at.blockBase, 2)},
+                                      {"blocks", at.maxIdentifier + 1}}))
+                    << table.name << " chip " << chip << " variant " << variant;
                 std::multiset<json> drawn, expected;
                 for (json const& lane : variants[variant]["lanes"]) {
                     drawn.insert(lane.begin(), lane.end());
