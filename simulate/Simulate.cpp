@@ -5,15 +5,15 @@
 /// seed.
 ///
 ///     simulate --seeds 1000 [--first 1] [--steps 400]      each seed; a failing one is made short and printed
+///     simulate --spoil twice                               with one promise broken: it must fail
 ///
 /// What is checked:
 ///   - when a fence is answered, each value that was set before it, or a newer one, is with each peer that
-///   was
-///     connected all the while; one that was deleted is gone, or newer. What a schema on the way does not know
-///     is nothing that the peer could have;
-///   - a fence is answered once, and always in the end;
+///     was connected all the while; one that was deleted is gone, or newer. What a schema on the way does not
+///     know is nothing that the peer could have;
+///   - a fence is answered once, and always in the end; done, if the owner has said so;
 ///   - once all is connected again and quiet, all copies are equal to what the applications want;
-///   - a peer that means harm ends its own connection alone.
+///   - a peer that means harm changes no application's value, and ends its own connection alone.
 
 #include "attrlog/session/Session.h"
 #include "model/LoamTunnelModel.h"
@@ -94,6 +94,11 @@ struct Step {
     }
 };
 
+/// A promise that the simulated system breaks on purpose, so that the checks below can be tried.
+enum class Spoil : U8 { none, early, twice, never, undone, forget, keep, harm, cut };
+constexpr auto spoils = std::to_array<std::string_view>(
+    {"none", "early", "twice", "never", "undone", "forget", "keep", "harm", "cut"});
+
 /// Where a value stands. Values only grow, over all keys, so that a number says what is newer.
 struct Known {
     U32 value = 0;     // 0: none
@@ -122,6 +127,33 @@ Dir makeDir(bool isOlder) {
 Config makeConfig(bool isOlder, U32 app) {
     return isOlder ? Config(lifAppConfigFactory(static_cast<Loam::VtAppId>(app)))
                    : Config(newAppConfigFactory(static_cast<NewAppId>(app)));
+}
+/// What it has for a key; 0 for none.
+U32 valueIn(Config const& config, Key const& key) {
+    return std::visit(
+        [&](auto const& in) -> U32 {
+            if constexpr (requires { in->weight(lif(0)); }) {
+                if (in && key.attribute == weight) {
+                    return in->weight(lif(key.lif));
+                }
+            }
+            return in && key.attribute == count ? in->reqCount(lif(key.lif)) : 0;
+        },
+        config);
+}
+/// 0 takes it away.
+void valueIs(Config const& config, Key const& key, U32 value) {
+    std::visit(
+        [&](auto const& in) {
+            if (in && key.attribute == count) {
+                value != 0 ? in->reqCountIs(lif(key.lif), value) : void(in->reqCountDel(lif(key.lif)));
+            } else if constexpr (requires { in->weight(lif(0)); }) {
+                if (in) {
+                    value != 0 ? in->weightIs(lif(key.lif), value) : void(in->weightDel(lif(key.lif)));
+                }
+            }
+        },
+        config);
 }
 /// The directory's config for the application of one that has come; null if it is of another schema.
 Ptr<Entity> configFor(Dir const& dir, Ptr<Entity> const& made) {
@@ -171,7 +203,8 @@ struct Node {
 
 class World {
 public:
-    World(U64 seed, U32 relays, U32 chips, U32 applications, bool hasOld, bool hasOlder) : random_(seed) {
+    World(U64 seed, U32 relays, U32 chips, U32 applications, bool hasOld, bool hasOlder, Spoil spoil)
+        : random_(seed), spoil_(spoil) {
         owner_ = &add(Node::owner, nullptr);
         standby_ = &add(Node::chip, owner_);
         std::vector<Node*> parents{owner_};
@@ -250,7 +283,7 @@ public:
                 std::size_t const at = step.a % tickets_.size();
                 Ptr<Fence> const fence = tickets_[at];
                 tickets_.erase(tickets_.begin() + static_cast<std::ptrdiff_t>(at));
-                step.b % 4 == 0 ? fence->failedIs("no") : fence->doneIs();
+                step.b % 4 == 0 ? fence->failedIs("no") : say(*fence);
             }
             return;
         case Step::harm:
@@ -286,12 +319,14 @@ public:
             while (!tickets_.empty()) {
                 Ptr<Fence> const fence = tickets_.back();
                 tickets_.pop_back();
-                fence->doneIs();
+                say(*fence);
             }
             quiet();
         }
+        mustBeSound();
         if (open_ != 0) {
-            throw Broken(std::to_string(open_) + " fences are never answered");
+            throw Broken("never answered: " + std::to_string(open_) + " of " +
+                         std::to_string(open_ + answered_) + " fences");
         }
         for (auto const& each : nodes_) {
             if (each->role != Node::application) {
@@ -444,7 +479,8 @@ private:
         if (node.role == Node::application) {
             node.mine->push("lifConfig", entityOf(node.config), Access::readOnly);
         } else {
-            node.mine->want("lif", entityOf(node.dir));
+            bool const forgets = spoil_ == Spoil::forget && node.role == Node::chip && &node != standby_;
+            node.mine->want("lif", entityOf(forgets ? makeDir(node.isOlder) : node.dir));
         }
     }
     /// A program that speaks protocol 2 alone.
@@ -512,15 +548,7 @@ private:
 
     void set(Node& app, Key const& key) {
         state_[key].value = ++now_;
-        std::visit(
-            [&](auto const& config) {
-                if (key.attribute == count) {
-                    config->reqCountIs(lif(key.lif), now_);
-                } else if constexpr (requires { config->weightIs(lif(0), 1); }) {
-                    config->weightIs(lif(key.lif), now_);
-                }
-            },
-            app.config);
+        valueIs(app.config, key, now_);
     }
     /// All that there is of a LIF.
     void drop(Node& app, U32 number) {
@@ -530,15 +558,9 @@ private:
                 continue;
             }
             found->second = {.value = 0, .droppedAt = ++now_};
-            std::visit(
-                [&](auto const& config) {
-                    if (attribute == count) {
-                        config->reqCountDel(lif(number));
-                    } else if constexpr (requires { config->weightDel(lif(0)); }) {
-                        config->weightDel(lif(number));
-                    }
-                },
-                app.config);
+            if (spoil_ != Spoil::keep) {
+                valueIs(app.config, found->first, 0);
+            }
         }
     }
     void dropAll(Node& app) {
@@ -546,17 +568,17 @@ private:
             drop(app, i);
         }
     }
+    /// A process's copy of what the application wants; null inside if there is none.
+    Config configAt(Node const& node, U32 application) const {
+        return std::visit(
+            [&](auto const& dir) -> Config {
+                using App = std::remove_cvref_t<decltype(dir->appConfigMap().begin()->fwkKey())>;
+                return dir->appConfig(static_cast<App>(appOf(application)));
+            },
+            node.dir);
+    }
     U32 valueAt(Node const& node, Key const& key) const {
-        U32 const app = appOf(key.application);
-        if (auto const* const older = std::get_if<Ptr<LifAppConfigDir>>(&node.dir)) {
-            auto const config = std::as_const(**older).appConfig(static_cast<Loam::VtAppId>(app));
-            return config && key.attribute == count ? config->reqCount(lif(key.lif)) : 0;
-        }
-        auto const config =
-            std::as_const(*std::get<Ptr<NewAppConfigDir>>(node.dir)).appConfig(static_cast<NewAppId>(app));
-        return !config                  ? 0
-               : key.attribute == count ? config->reqCount(lif(key.lif))
-                                        : config->weight(lif(key.lif));
+        return valueIn(configAt(node, key.application), key);
     }
     State ownersState() const {
         State state;
@@ -611,14 +633,8 @@ private:
     }
     /// Whether the owner has taken the application's requests in over this connection.
     bool isPushed(Node const& app) const {
-        auto const* const holder = std::visit(
-            [&](auto const& dir) {
-                using App =
-                    std::remove_cvref_t<decltype(std::as_const(*dir).appConfigMap().begin()->fwkKey())>;
-                auto const config = std::as_const(*dir).appConfig(static_cast<App>(appOf(app.number)));
-                return config ? owner_->service->holder(*config) : nullptr;
-            },
-            owner_->dir);
+        auto const config = entityOf(configAt(*owner_, app.number));
+        auto const* const holder = config ? owner_->service->holder(*config) : nullptr;
         return holder != nullptr && holder->session == app.parents.ptr();
     }
     template <class Send>
@@ -632,18 +648,45 @@ private:
         ++open_;
         auto const isAnswered = std::make_shared<bool>(false);
         U32 const asked = now_;
-        send([this, before, peers, asked, isAnswered](FenceResult const& result) {
+        auto const hook = [this, before, peers, asked, isAnswered](FenceResult const& result) {
             if (std::exchange(*isAnswered, true)) {
-                brokenIs("a fence is answered twice");
+                return brokenIs("a fence is answered twice");
             }
             --open_;
             ++answered_;
+            if (result.outcome == FenceOutcome::done && ++answeredDone_ > said_) {
+                brokenIs("a fence is answered done, and the owner has not said so");
+            }
             if (result.outcome >= FenceOutcome::applied) {
                 for (Asked const& each : peers) {
                     check(before, each, asked);
                 }
             }
-        });
+        };
+        send(spoiled(hook));
+    }
+    FenceHook spoiled(FenceHook const& hook) const {
+        switch (spoil_) {
+        case Spoil::early:
+            hook({});
+            return {};
+        case Spoil::twice:
+            return [hook](FenceResult const& result) {
+                hook(result);
+                hook(result);
+            };
+        case Spoil::never:
+            return {};
+        case Spoil::undone:
+            return [hook](FenceResult const&) { hook({.outcome = FenceOutcome::done}); };
+        default:
+            return hook;
+        }
+    }
+    /// The owner says that it is done with what came before a fence.
+    void say(Fence& fence) {
+        ++said_; // of which some go nowhere, since their peer has gone
+        fence.doneIs();
     }
     void check(State const& before, Asked const& peer, U32 asked) {
         for (auto const& [node, connection] : peer.connections) {
@@ -673,12 +716,41 @@ private:
     /// applications; while that one is not connected it would lawfully have its place, and empty it, so the
     /// owner refuses that.
     void harm(Step const& step) {
-        auto const bad = makePtr<Session>(Side::connecting, SessionConfig{.name = "bad", .schema = 1});
+        State const before = ownersState();
+        std::vector<Node const*> connected;
+        for (auto const& each : nodes_) {
+            if (isUp(*each)) {
+                connected.push_back(each.get());
+            }
+        }
+        sendHarm(step);
+        for (auto const& [key, known] : before) {
+            if (U32 const there = valueAt(*owner_, key); there != known.value) {
+                brokenIs("a peer that means harm changes " + keyText(key) + " from " +
+                         std::to_string(known.value) + " to " + std::to_string(there));
+            }
+        }
+        for (Node const* const each : connected) {
+            if (!isUp(*each)) {
+                brokenIs("a peer that means harm ends the connection of " + nameOf(*each));
+            }
+        }
+    }
+    void sendHarm(Step const& step) {
+        SessionConfig config{.name = "bad", .schema = 1};
+        U32 app = firstOfHarm + step.a % 200;
+        if (spoil_ == Spoil::harm) { // it is taken for an application
+            config.token = application(step.a).token;
+            app = appOf(application(step.a).number);
+        } else if (spoil_ == Spoil::cut) {
+            lose(*standby_, false, true);
+        }
+        auto const bad = makePtr<Session>(Side::connecting, config);
         auto const victim =
             makePtr<Session>(Side::accepting, SessionConfig{.name = "owner", .schema = 1}, owner_->service);
-        harmed_ = victim.ptr();
+        harmed_ = spoil_ == Spoil::harm ? nullptr : victim.ptr();
         bad->want("lif");
-        bad->push("lifConfig", entityOf(makeConfig(owner_->isOlder, firstOfHarm + step.a % 200)));
+        bad->push("lifConfig", entityOf(makeConfig(owner_->isOlder, app)));
         bad->fence(FenceLevel::done, {}, FenceExtent::all);
         Random random(step.b);
         for (int i = 0; i < 6 && victim->isOpen(); ++i) {
@@ -703,6 +775,7 @@ private:
     }
 
     Random random_;
+    Spoil spoil_;
     /// The owner's side of the connection that means harm.
     Session const* harmed_ = nullptr;
     std::vector<std::unique_ptr<Node>> nodes_;
@@ -713,6 +786,8 @@ private:
     U32 open_ = 0;
     std::string broken_;
     U64 answered_ = 0;
+    /// How many fences were answered done, and how often the owner has said so.
+    U64 answeredDone_ = 0, said_ = 0;
     std::vector<Ptr<Fence>> tickets_;
     std::vector<Ptr<Session>> forgotten_;
 };
@@ -720,9 +795,10 @@ private:
 /// How a world is made, and what happens in it.
 struct Story {
     U64 seed;
+    Spoil spoil;
     std::vector<Step> steps;
 
-    Story(U64 theSeed, U32 count) : seed(theSeed) {
+    Story(U64 theSeed, U32 count, Spoil theSpoil) : seed(theSeed), spoil(theSpoil) {
         Random random(theSeed);
         // How often each kind comes, of 1000.
         constexpr std::array<U32, Step::kinds> often{300, 60, 2, 480, 12, 12, 6, 2, 60, 30, 30, 6};
@@ -746,13 +822,12 @@ struct Story {
         U32 const relays = random.below(3), chips = 1 + random.below(3), applications = 1 + random.below(3);
         bool const hasOld = random.below(4) == 0, hasOlder = random.below(2) == 0;
         try {
-            World world(seed, relays, chips, applications, hasOld, hasOlder);
+            World world(seed, relays, chips, applications, hasOld, hasOlder, spoil);
             for (Step const& step : steps) {
                 world.run(step);
                 world.mustBeSound();
             }
             world.end();
-            world.mustBeSound();
             if (answered != nullptr) {
                 *answered += world.answered();
             }
@@ -789,22 +864,52 @@ U64 number(char const* text) {
     return value;
 }
 
+Spoil spoilOf(std::string_view text) {
+    auto const found = std::ranges::find(spoils, text);
+    if (found == spoils.end()) {
+        std::fprintf(stderr, "simulate: there is no promise to spoil %s; --help tells which there are\n",
+                     std::string(text).c_str());
+        std::exit(2);
+    }
+    return static_cast<Spoil>(found - spoils.begin());
+}
+
+constexpr char const* help =
+    "simulate [--seeds N] [--first SEED] [--steps N] [--spoil KIND]\n"
+    "Runs whole switches, each from a seed (500 from 1, 400 steps each), and checks what fences promise.\n"
+    "--spoil lets the system break one promise, which a check must see: early, twice, never (a fence is\n"
+    "answered so), undone (as done before it is), forget (a chip does, what it is told), keep (an\n"
+    "application does, what it deletes), harm (a harmful peer takes an application's place) or cut (it\n"
+    "ends another one's connection).\n";
+
 } // namespace
 
 int main(int argc, char** argv) {
     U64 seeds = 500, first = 1, steps = 400;
-    for (int i = 1; i + 1 < argc; i += 2) {
+    Spoil spoil = Spoil::none;
+    for (int i = 1; i < argc; i += 2) {
         std::string const option = argv[i];
-        U64& value = option == "--first" ? first : option == "--steps" ? steps : seeds;
-        if (option != "--seeds" && &value == &seeds) {
-            std::fprintf(stderr, "simulate takes --seeds N, --first SEED and --steps N, not %s\n", argv[i]);
+        U64* const value = option == "--seeds"   ? &seeds
+                           : option == "--first" ? &first
+                           : option == "--steps" ? &steps
+                                                 : nullptr;
+        if (option == "--help") {
+            std::fputs(help, stdout);
+            return 0;
+        }
+        if (value == nullptr && option != "--spoil") {
+            std::fprintf(stderr, "simulate: no option %s; --help tells which there are\n", argv[i]);
             return 2;
         }
-        value = number(argv[i + 1]);
-    }
-    if (argc % 2 == 0) {
-        std::fprintf(stderr, "simulate: %s has no value\n", argv[argc - 1]);
-        return 2;
+        if (i + 1 == argc) {
+            std::fprintf(stderr, "simulate: %s has no value\n", argv[i]);
+            return 2;
+        }
+        if (value != nullptr) {
+            *value = number(argv[i + 1]);
+        } else {
+            spoil = spoilOf(argv[i + 1]);
+        }
     }
     U64 answered = 0;
     if (seeds == 0 || steps == 0) {
@@ -812,7 +917,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     for (U64 seed = first; seed < first + seeds; ++seed) {
-        Story story(seed, static_cast<U32>(steps));
+        Story story(seed, static_cast<U32>(steps), spoil);
         std::string const fault = story.fault(&answered);
         if (!fault.empty()) {
             std::printf("seed %llu: %s\n", static_cast<unsigned long long>(seed), fault.c_str());
