@@ -18,14 +18,17 @@ AttributeId SendingOf<X>::handleAttrFlowOut(AttributeId from) {
         return 0;
     }
     HandlingScheduledFlowOutAnchor const handling(*this);
-    flowOut()->isStalledIs(false);
-    for (auto const& each : flowOut()->pendingAbort()) {
+    // The hook of exceptions may unmount this, and let go of the entity.
+    Ptr<X> const entity = notifier();
+    Ptr<FlowOut> const waiting = flowOut();
+    waiting->isStalledIs(false);
+    for (auto const& each : waiting->pendingAbort()) {
         if (!continueFlowOut()) {
             return from == 0 ? Entity::nameAttr : from;
         }
         AttributeId const attribute = each.key;
         sendTransactionMarker(attribute, AttrTransactionType::abort, 0);
-        flowOut()->pendingAbortDel(attribute);
+        waiting->pendingAbortDel(attribute);
     }
     AttributeId resume = 0;
     bool yields = false; // at the next attribute, once the current one is over
@@ -37,10 +40,10 @@ AttributeId SendingOf<X>::handleAttrFlowOut(AttributeId from) {
             resume = idOf<X, A>;
             return;
         }
-        flowOut()->attrIdIs(idOf<X, A>);
+        waiting->attrIdIs(idOf<X, A>);
         if constexpr (A::shape.keyed) {
             bool const isOver = korHandleSerializeColl<A>();
-            if (flowOut()->isStalled() || (!isOver && !continueFlowOut())) {
+            if (waiting->isStalled() || (!isOver && !continueFlowOut())) {
                 resume = idOf<X, A>;
             }
             yields = !continueFlowOut();
@@ -91,6 +94,9 @@ bool SendingOf<X>::korHandleSerializeColl() {
             break;
         }
         at.advance();
+    }
+    if (flowOut() != waiting) {
+        return true; // unmounted meanwhile
     }
     if (at) {
         NboAttrLog::korFlowOutBookmarkEnq<Key>(*waiting, at->fwkKey());

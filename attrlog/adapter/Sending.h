@@ -5,7 +5,8 @@
 /// announcement. What is marked leaves with attrlog/adapter/Passes.h, which has the rest of the class.
 ///
 /// A hook raises Kor::RangeException for a record that is longer than the stream takes, and for a change of
-/// what is read-only here. It allocates for a mark and for a new child alone. One thread, that of the entity.
+/// what is read-only here. It allocates for a mark, and for what is not on the
+/// stream yet, a child or what is referred to. One thread, that of the entity.
 
 #include "attrlog/adapter/Demuxer.h"
 #include "attrlog/adapter/FlowOutOf.h"
@@ -135,7 +136,7 @@ protected:
         }
     }
 
-    MountedChildren<X> children_;
+    [[no_unique_address]] MountedChildren<X> children_;
 
 private:
     /// Marks a scalar, or a key with its hash.

@@ -1,7 +1,10 @@
 /// What adapters and demultiplexers do at the edges: read-only entities, passes of the peer, handlers that
 /// write back, crossing changes, and peers that are wrong or hostile.
 
+#include "attrlog/adapter/AttrLogTypes.h"
+#include "reflect/registry/TypeOf.h"
 #include "reflect/type/Dir.h"
+#include "reflect/type/TypeModule.h"
 #include "runtime/HandlerExceptions.h"
 #include "support/Link.h"
 #include "tests/attrlog/Page.h"
@@ -10,6 +13,23 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
+
+KOR_NAME(remark, Remark, entity)
+
+namespace remarks {
+
+/// Whose records may be too long for a stream.
+class Remarks final
+    : public Kor::EntityOf<Remarks, Kor::ValueMap<Kor::name::remark, Kor::String8, Kor::U32>> {
+public:
+    using EntityOver::EntityOver;
+};
+using Types = Kor::TypeModuleOf<Remarks>;
+Kor::TypeModule module(Types::seeds);
+Kor::TypeModule::Load const load(module);
+Kor::AttrLogTypes<Types> const attrLogAtLoad;
+
+} // namespace remarks
 
 namespace {
 
@@ -280,6 +300,38 @@ TEST_F(ConfigsOverASmallStream, AnEntityThatCannotBeAnnouncedIsToldAndHoldsUpNot
     EXPECT_TRUE(support::sameState(*mine, *theirs));
     EXPECT_THROW(link.a->mount(tooLong), RangeException);
     EXPECT_EQ(link.a->mounted(), 1u);
+}
+
+/// In a full pass, or at a mark; at the last key, or before others.
+TEST(Adapter, AHookOfExceptionsMayUnmountWhatIsBeingSent) {
+    String8 const tooLong(std::string(500, 'x'));
+    for (int which = 0; which < 4; ++which) {
+        Link link(support::smallStream);
+        auto remarks = makePtr<remarks::Remarks>("remarks");
+        bool const isMarked = which % 2 != 0, isLast = which < 2;
+        if (isMarked) {
+            link.a->mount(remarks, Entity::Kor_BitSet(1u << StreamAdapter::Bit::alwaysFlowOut));
+            link.a->flow();
+        }
+        for (int i = 0; i < 2 && !isLast; ++i) { // one of them is after it
+            remarks->remarkIs(String8(i == 0 ? "a" : "y"), 1);
+        }
+        remarks->remarkIs(tooLong, 1);
+        int told = 0;
+        auto const before = handlerExceptionHookIs([&](HandlerException const&) {
+            ++told;
+            link.a->unmount(remarks);
+            remarks = nullptr;
+        });
+        if (!isMarked) {
+            link.a->mount(remarks);
+        }
+        link.a->flow();
+        handlerExceptionHookIs(before);
+        EXPECT_EQ(told, 1);
+        EXPECT_EQ(link.a->mounted(), 0u);
+        EXPECT_FALSE(link.a->hasWork());
+    }
 }
 
 TEST(Adapter, TheExchangeIsThatOfThePage) {
