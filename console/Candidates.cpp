@@ -8,6 +8,7 @@
 #include "reflect/Text.h"
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
@@ -17,7 +18,7 @@ namespace tool {
 
 namespace {
 
-constexpr std::chrono::milliseconds patience(300);
+constexpr std::chrono::milliseconds patience(300), mostPatience(10'000);
 
 /// The names of all.
 template <class All, class Name>
@@ -139,8 +140,10 @@ private:
         if (option_->check_lname("socket")) {
             address_ = value;
         } else if (option_->check_lname("timeout")) {
-            unsigned long const told = std::strtoul(value.c_str(), nullptr, 10);
-            end_ = begin_ + std::chrono::milliseconds(std::min(told, 3'600'000ul));
+            unsigned told = 0;
+            if (std::from_chars(value.data(), value.data() + value.size(), told).ec == std::errc()) {
+                end_ = begin_ + std::min(std::chrono::milliseconds(told), mostPatience);
+            }
         }
         if (--missing_ == 0) {
             option_ = nullptr;
@@ -218,6 +221,7 @@ private:
         LiveOptions options;
         options.address = address_ ? *address_ : environment != nullptr ? environment : "";
         options.end = end_;
+        options.timeout = mostPatience; // so that the end alone counts
         Live live(options, "completion");
         return Completer({}).word(argument, words_.empty() ? "" : words_[0], text, live);
     }

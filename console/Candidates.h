@@ -23,7 +23,7 @@ struct Candidate {
 };
 
 /// For the last of the words, which may be empty. A process is waited for 300 ms at most, or as long as the
-/// line's own `--timeout` says; nothing is said of what goes wrong.
+/// line's own `--timeout` says, but not above ten seconds; nothing is said of what goes wrong.
 std::vector<Candidate> candidates(CLI::App& app, std::vector<std::string> const& words);
 
 } // namespace tool

@@ -151,7 +151,7 @@ TEST_F(Live, ALineIsCompletedFromTheProcessThatItIsAbout) {
     ASSERT_EQ(on("set", {dir}).status, 0);
     ASSERT_EQ(on("set", {count, "3"}).status, 0);
     ASSERT_EQ(on("trace", {"LoamTunnelTypes", "--set", "on"}).status, 0);
-    std::string patience = "60000"; // a busy machine may take longer than who types would wait
+    std::string const patience = "60000"; // a busy machine may take longer than who types would wait
     auto const completed = [&](std::string const& command, std::vector<std::string> words) {
         words.insert(words.begin(), {"--complete", command, "--socket", socket(), "--timeout", patience});
         Outcome const outcome = loamtunnel(words);
@@ -177,9 +177,14 @@ TEST_F(Live, ALineIsCompletedFromTheProcessThatItIsAbout) {
               "evec\n");
     ::unsetenv("LOAM_SOCKET");
 
+    // One who waits longer than a line without --timeout does, and no longer than a wrong one says.
     server.kill(SIGSTOP);
-    patience = "10";
-    EXPECT_EQ(completed("get", {"li"}), "");
+    auto patient =
+        start({"--complete", "get", "--socket", socket(), "--timeout", "60000", "li"}, "patient.log");
+    for (char const* const timeout : {"--timeout=10", "--timeout=x", "--timeout=-5", "--format=text"}) {
+        EXPECT_EQ(loamtunnel({"--complete", "get", "--socket", socket(), timeout, "li"}).out, "") << timeout;
+        EXPECT_FALSE(patient.status()) << timeout;
+    }
     server.kill(SIGKILL);
 }
 
