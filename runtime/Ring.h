@@ -7,7 +7,8 @@
 ///     U8* at = ring.linearWrite();            // room for a record in one piece, whatever the place
 ///     ... write n bytes, n <= ring.room() and <= 4096 ...
 ///     ring.linearWrote(n);
-///     write(socket, ring.readable());         // what can be taken away in one piece
+///     write(socket, ring.readable());         // what can be taken away in one piece,
+///     ring.nextBytes(n);                      // and what was
 ///
 /// Behind the ring lie `slack` bytes into which a record may run on; what stands there is copied to the front
 /// when the record is done, and the other way round for reading. So a record is always in one piece, and only
@@ -68,7 +69,8 @@ public:
         }
     }
 
-    /// The write position, behind which `slack` bytes can be written; `n` of them are then taken in.
+    /// The write position, behind which as many bytes as there is room for can be written, at most `slack`;
+    /// `n` of them are then taken in.
     U8* linearWrite() noexcept { return write_; }
     [[gnu::always_inline]] void linearWrote(U32 n) noexcept {
         if (write_ + n > limit_) [[unlikely]] {

@@ -4,7 +4,7 @@
 ///
 ///     Kor::detail::Scoped<bool> const running(running_, true);
 ///
-/// Throws what a move of the value does, which must be nothing. One thread.
+/// A move of the value must not throw. One thread.
 
 #include <utility>
 

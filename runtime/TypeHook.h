@@ -3,7 +3,9 @@
 /// Where the runtime asks for what is made above it: the type objects of its own two classes, and the stream
 /// adapters of entities. A program that has the runtime alone has none, and no application sets one.
 ///
-///     Kor::typeHookIs({.ofEntity = [] { return Kor::fwkTypeOf<Kor::Entity>(); }});       // what is left out is null
+///     Kor::TypeHook hook;
+///     hook.ofEntity = [] { return Kor::fwkTypeOf<Kor::Entity>(); };
+///     Kor::typeHookIs(hook); // all three at once: what is not set is null
 ///
 /// Set once, while the library is loaded, before there is a second thread. Nothing here allocates or throws.
 

@@ -2,6 +2,7 @@
 
 /// Where the encoders trace, at level 8; runtime/Trace.h tells how that is switched on and what it costs.
 ///
+///     Kor::traceFacility("LoamTunnelTypes").enabledIs(true);
 ///     Kor::traceFacility("LoamTunnelTypes").levelIs(8, true);
 
 #include "runtime/Trace.h"

@@ -45,6 +45,7 @@ TEST(Value, IsNotMadeOfItsFirstAttributeUnasked) {
     support::Random random;
     auto const key = support::randomValue<LoamTunnel::EvecKey>(random);
     EXPECT_EQ(LoamTunnel::EvecEntry(key).key(), key);
+    EXPECT_EQ(Loam::AradIvecIndex(3), Loam::AradIvecIndex(3, 7, 0)); // as the declaration has them
 }
 
 } // namespace

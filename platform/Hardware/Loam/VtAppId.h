@@ -2,8 +2,8 @@
 
 /// The applications of the driver stack that share the chip's tunnel and VLAN edit resources.
 ///
-///     stringValue(Hardware::Loam::vtAppVxlan);        // "vtAppVxlan"
-///     Hardware::Loam::VtAppIdInstance("vtAppMpls");        // raises Kor::RangeException for a name that is none
+///     stringValue(Hardware::Loam::vtAppVxlan);      // "vtAppVxlan"
+///     Hardware::Loam::VtAppIdInstance("vtAppMpls"); // raises Kor::RangeException for a name that is none
 ///
 /// What every enumeration has, names, checked conversions and text, stands in reflect/Enumeration.h.
 
