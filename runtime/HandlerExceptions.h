@@ -32,6 +32,7 @@ using HandlerExceptionHook = std::function<void(HandlerException const&)>;
 KOR_EXPORT U64 handlerExceptions() noexcept;
 
 /// Replaces the hook, an empty one for none, and returns the old one. An exception that leaves it is dropped.
+/// The hook may unmount, and let go of, what was being told or sent.
 KOR_EXPORT HandlerExceptionHook handlerExceptionHookIs(HandlerExceptionHook hook);
 
 } // namespace Kor
