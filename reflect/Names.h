@@ -33,6 +33,7 @@ using Level = typename LevelFor<Self, A>::type;
 /// Made of whatever A does not take there, which the compiler then says: reflect/entity/EntityPattern.h.
 template <class Self, class A, class Takes = typename A::Key>
 struct NotTaken;
+struct Missing {}; // in place of an argument
 
 } // namespace Kor::detail
 
@@ -159,14 +160,19 @@ struct NotTaken;
         }                                                                                                    \
         void x##Del(detail::NotTaken<Self, A>) {}                                                            \
         void x##Notify(detail::NotTaken<Self, A>) {}                                                         \
+        using WrongValue = detail::NotTaken<Self, A, typename A::Value>;                                     \
         void x##Inc(detail::NotTaken<Self, A>, U32) requires(A::shape.counting != Counting::none) {}         \
         void x##Dec(detail::NotTaken<Self, A>, U32) requires(A::shape.counting == Counting::both) {}         \
-        void x##Is(detail::NotTaken<Self, A, typename Map::First>, auto&&...) {}                             \
-        void new##X(detail::NotTaken<Self, A, typename Map::First>, auto&&...) {}                            \
-        void x##Is(typename A::Key const&,                                                                   \
-                   detail::NotTaken<Self, A, typename A::Value>) requires(!A::shape.keyInside) {}            \
-        void new##X(typename A::Key const&,                                                                  \
-                    detail::NotTaken<Self, A, typename A::Value>) requires(!A::shape.keyInside) {}           \
+        void x##Inc(typename A::Key const&,                                                                  \
+                    detail::NotTaken<Self, A, U32> = detail::Missing()) requires(A::shape.counting !=        \
+                                                                                 Counting::none) {}          \
+        void x##Dec(typename A::Key const&,                                                                  \
+                    detail::NotTaken<Self, A, U32> = detail::Missing()) requires(A::shape.counting ==        \
+                                                                                 Counting::both) {}          \
+        void x##Is(detail::NotTaken<Self, A, typename Map::First> = detail::Missing(), auto&&...) {}         \
+        void new##X(detail::NotTaken<Self, A, typename Map::First> = detail::Missing(), auto&&...) {}        \
+        void x##Is(typename A::Key const&, WrongValue = detail::Missing()) requires(!A::shape.keyInside) {}  \
+        void new##X(typename A::Key const&, WrongValue = detail::Missing()) requires(!A::shape.keyInside) {} \
     };                                                                                                       \
     template <class Self, class A>                                                                           \
     struct Queue : detail::Level<Self, A> {                                                                  \

@@ -18,8 +18,7 @@ AttributeId SendingOf<X>::handleAttrFlowOut(AttributeId from) {
         return 0;
     }
     HandlingScheduledFlowOutAnchor const handling(*this);
-    // The hook of exceptions may unmount this, and let go of the entity.
-    Ptr<X> const entity = notifier();
+    Ptr<X> const entity = notifier(); // which the hook of exceptions may unmount and let go of
     Ptr<FlowOut> const waiting = flowOut();
     waiting->isStalledIs(false);
     for (auto const& each : waiting->pendingAbort()) {

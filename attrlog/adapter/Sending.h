@@ -5,8 +5,7 @@
 /// announcement. What is marked leaves with attrlog/adapter/Passes.h, which has the rest of the class.
 ///
 /// A hook raises Kor::RangeException for a record that is longer than the stream takes, and for a change of
-/// what is read-only here. It allocates for a mark, and for what is not on the
-/// stream yet, a child or what is referred to. One thread, that of the entity.
+/// what is read-only here. It allocates for a mark and for what is new on the stream. One thread.
 
 #include "attrlog/adapter/Demuxer.h"
 #include "attrlog/adapter/FlowOutOf.h"

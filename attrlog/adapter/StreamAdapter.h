@@ -2,8 +2,7 @@
 
 /// Kor::StreamAdapter, the reactor that carries one entity to one peer: each change becomes a record on the
 /// attribute log, and the peer's records are applied to the entity. What depends on the entity's attributes
-/// is in attrlog/adapter/Sending.h, Passes.h and StreamAdapterOf.h; what applications use in
-/// attrlog/adapter/Demuxer.h.
+/// is in Sending.h, Passes.h and StreamAdapterOf.h beside this file; what applications use in Demuxer.h.
 ///
 /// What it sends. While the stream has room, each change goes out at once. When it has none, or while earlier
 /// changes wait, the changed key is marked in a flow-out, and leaves with its last state when there is room,

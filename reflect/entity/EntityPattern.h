@@ -28,7 +28,7 @@
 ///     KeyedMap        x(K), xIs(T), newX(T): the key is an attribute of the value
 ///     EntityMap       x(K), xIs(K), newX(K): the members are children, made here
 ///     ReferenceMap    x(K), xIs(K, Ptr<T>), newX(K, Ptr<T>): the members are entities that someone else made
-///     Queue           xEnq(T), xDeq(), x(U32), xIs(U32, T), xDel(U32), xQueue(): in order, under the number xEnq gave
+///     Queue           xEnq(T), xDeq(), x(U32), xIs(U32, T), xDel(U32), xQueue(): in order, numbered as the hook tells
 ///     Operation       a hand-written member function of the class; VirtualOperation: one that heirs override, and
 ///                     Override in such an heir
 ///     FreeId          no attribute: an id that stays free

@@ -179,6 +179,10 @@ struct AnyHookProbe {
 template <class R>
 using NotifierOf = std::remove_const_t<std::remove_pointer_t<decltype(std::declval<R const&>().notifier())>>;
 
+/// Not of Kor::Entity or Kor::PtrInterface, which have no hooks of attributes.
+template <class R>
+inline constexpr bool isEntityReactor = Declared<NotifierOf<R>>;
+
 template <class R, class A>
 consteval HookUse hookUse() {
     using Name = typename A::Name;
@@ -224,10 +228,11 @@ struct NotifieeNamed<Tag> : std::type_identity<detail::AllHooks<Tag>> {};
 /// hears of from now on. Returns the one pointer to it: neither the entity nor anybody else keeps it. It
 /// holds the entity; `reactor->notifierIs(nullptr)` detaches it. Does not compile for a reactor that
 /// overrides no hook, or whose hook takes something else than the key of its attribute. A hook that is not
-/// public cannot be seen and counts as an override, so write `override`. Throws Kor::RangeException for a
-/// null entity, and what R's constructor throws.
+/// public cannot be seen and counts as an override, so write `override`; so does onZeroReferences(), which
+/// one hears that becomes weak afterwards. Throws Kor::RangeException for a null entity, and what R's
+/// constructor throws.
 template <class R, class E, class... Argument>
-[[nodiscard]] Ptr<R> observe(E const& entity, Argument&&... argument) {
+requires(detail::isEntityReactor<R>) [[nodiscard]] Ptr<R> observe(E const& entity, Argument&&... argument) {
     using X = detail::NotifierOf<R>;
     using Hooks = detail::HooksOf<R, typename detail::Joined<typename detail::AllAttributes<X>::type,
                                                              AttributeList<detail::ZeroReferences>>::type>;
@@ -251,6 +256,12 @@ template <class R, class E, class... Argument>
         return reactor;
     }
     return nullptr; // not in a program that compiles
+}
+template <class R, class... Any>
+requires(!detail::isEntityReactor<R>) std::nullptr_t observe(Any&&...) {
+    static_assert(detail::isEntityReactor<R>,
+                  "observe takes a class that derives from the NotifieeConst or Notifiee of an entity class");
+    return nullptr;
 }
 
 } // namespace Kor
