@@ -590,6 +590,13 @@ TEST(GenericIf, Changes) {
     shelf->paintIs(3, 1);
     sm->run();
     expect("258[3] ");
+    // One that was switched off, put away and revived is on, and hears of what waits for the activity.
+    box->hasNotificationActiveIs(false);
+    box->korDoZombieReactors(true);
+    box->korDoZombieReactors(false);
+    shelf->paintIs(4, 1);
+    sm->run();
+    expect("258[4] ");
     box->activityIs(nullptr);
 
     box->hasNotificationActiveIs(false);
