@@ -15,8 +15,9 @@
 ///
 /// Whom it has refused is counted as connectionsRefused in the counts of the service.
 ///
-/// Lives on one loop, which must outlive it. Ends with all its sessions, whose peers get a goodbye if it can
-/// be sent at once.
+/// Lives on one loop, which must outlive it, and in its thread. Ends with all its sessions, whose peers get a
+/// goodbye if it can be sent at once. A peer costs a socket, a session and its two rings. The constructor
+/// raises Kor::RangeException for an address that it cannot listen on.
 
 #include "link/Address.h"
 #include "link/Loop.h"

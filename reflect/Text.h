@@ -330,16 +330,13 @@ T strepToValue(String8 const& text, T const* /*tag*/ = nullptr) {
 KOR_EXPORT void needString(String8::IteratorConst& it, String8::IteratorConst const& end,
                            char const* pattern);
 
-// References to objects. The text of an entity is its full name in quotes; that of no object is None. It is
-// read back by going down from the entity that this thread has named as its root: through directories by
-// name, through maps of children by attribute and key.
-//
-//     Kor::textRootIs(root);
-//     Kor::strepToValue<Kor::Ptr<LifAppConfig>>("'loam/lifConfig/appConfig[\\'vtAppMpls\\']'");
-//
-// An object without a name has a text to look at, which is not read back.
-
 /// Where references of this thread begin; null for nowhere, so that none is found. The thread holds the root.
+/// The text of an entity is its full name in quotes, that of no object None. It is read back by going down
+/// from the root: through directories by name, through maps of children by attribute and key. That of an
+/// object without a name is not read back.
+///
+///     Kor::textRootIs(root);
+///     Kor::strepToValue<Kor::Ptr<LifAppConfig>>("'loam/lifConfig/appConfig[\\'vtAppMpls\\']'");
 KOR_EXPORT void textRootIs(Ptr<Entity> const& root);
 /// How a path leads down from an entity: said once, while the library is loaded.
 using TextDescent = Ptr<Entity> (*)(Ptr<Entity> from, std::string_view path);

@@ -7,7 +7,7 @@
 ///     if (Kor::handlerExceptions() != before) { ... }
 ///
 /// The trace record goes to the facility "Kor", level 1, which is on from the start. The count may be read
-/// from any thread; the hook is set before a second thread notifies.
+/// from any thread; the hook is set before a second thread notifies. Without exceptions it costs nothing.
 
 #include "runtime/PtrInterface.h"
 

@@ -18,7 +18,7 @@
 /// this function; those behind are then not told.
 ///
 /// Cost. Without reactors one test of the list's count; otherwise a virtual call for each, and one allocation
-/// if there are more than a few.
+/// if there are more than a few. One thread, that of the entity.
 
 #include "runtime/Exception.h"
 #include "runtime/ListRaw.h"

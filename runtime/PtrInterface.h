@@ -114,8 +114,8 @@ consteval auto korTextsOf(std::type_identity<PtrInterface>) {
     return texts(
         "", "The counted base of all that is shared. An object lives on the heap, is held by Kor::Ptr and ends with its last reference",
         "class NotifieeConst", "The root of all reactors",
-        "PtrInterface()", "An object without a reference",
-        "PtrInterface(PtrInterface const& other)", "A copy, without a reference",
+        "PtrInterface()", "An object with one reference, that of whoever made it: makePtr hands it over",
+        "PtrInterface(PtrInterface const& other)", "A copy, with one reference of its own",
         "virtual void hasNotificationActiveIs(bool active)", "Sets or clears the bit. A reactor also joins or leaves its notifier's list",
         "bool hasNotificationActive() const", "Whether the bit is set",
         "virtual U32 korAuditErrors(U32 level) const", "The audit of a class: how many errors it finds. The base finds none",

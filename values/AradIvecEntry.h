@@ -32,6 +32,7 @@ public:
 
     using ValueOf::ValueOf;
 
+    /// Whether no chip has the slot, or it has no place: each is enough.
     constexpr bool operator!() const { return fapmask().isEmpty() || !index(); }
 };
 

@@ -34,6 +34,7 @@ public:
 
     using ValueOf::ValueOf;
 
+    /// Whether no chip has the slot, or it has no number: each is enough.
     constexpr bool operator!() const { return fapMask().isEmpty() || !index(); }
 };
 
@@ -49,6 +50,7 @@ public:
 
     using ValueOf::ValueOf;
 
+    /// As its slot, whatever the command.
     constexpr bool operator!() const { return !key(); }
 };
 
