@@ -326,8 +326,10 @@ private:
     public:
         explicit Places(Chip& of) : of_(of) { isRegisteredNotifieeIs(true); }
         void onLifEntry(AradLifEntry const& lif) override {
-            AradLifIndex const place = notifier()->lifEntry(lif);
-            of_.placed(lif, !!place ? std::optional<U32>(place.index()) : std::nullopt);
+            if (auto const* const status = notifier()) {
+                AradLifIndex const place = status->lifEntry(lif);
+                of_.placed(lif, !!place ? std::optional<U32>(place.index()) : std::nullopt);
+            }
         }
 
     private:
@@ -446,7 +448,9 @@ private:
             isRegisteredNotifieeIs(true);
         }
         void onReqCount(AradLifEntry const& lif) override {
-            of_.requested(application_, lif, notifier()->reqCount(lif) != 0);
+            if (auto const* const config = notifier()) {
+                of_.requested(application_, lif, config->reqCount(lif) != 0);
+            }
         }
 
     private:

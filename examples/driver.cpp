@@ -288,7 +288,8 @@ struct Driver {
         json.key("applications").beginArray();
         bool isAsked = false;
         for (auto const& [app, placer] : placers) {
-            Kor::U32 const count = placer->notifier()->reqCount(lif);
+            auto const* const config = placer->notifier();
+            Kor::U32 const count = config != nullptr ? config->reqCount(lif) : 0;
             AradLifIndex const index = std::as_const(*statuses).appStatus(app)->lifEntry(lif);
             if (count != 0) {
                 isAsked = true;

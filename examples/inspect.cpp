@@ -25,8 +25,7 @@ std::string text(Ptr<GenericIf const> const& box) {
 /// Prints what an object has, and goes down into its children.
 void show(GenericIf const& box, int depth) {
     for (Ptr<KorAttr const> const& each : box.type()->attributes()) {
-        constexpr Kor::U32 operation = 8;
-        if (each->isInherited() || each->introspectionFlags().word == operation) {
+        if (each->isInherited() || each->shape().isOperation()) {
             continue;
         }
         std::printf("%*s%s", depth, "", each->name().charPtr());
