@@ -188,8 +188,8 @@ std::string_view takeKey(std::string_view& rest) {
     throw Refused("a ] is missing");
 }
 
-/// Goes on from a place to what is there, for a longer path.
-Place enter(Place at) {
+/// Goes on from a place to what is there, for a longer path. A place that cannot be entered stays as it is.
+void enter(Place& at) {
     Shape const shape = shapeAt(at);
     if (shape.isOperation()) {
         throw Refused(at.path + " is an operation, and a path ends there");
@@ -202,7 +202,7 @@ Place enter(Place at) {
         throw NotThere(at.path + " is not there");
     }
     if (at.attribute == nullptr) {
-        return at;
+        return;
     }
     if (shape.holdsObjects()) {
         if (!at.origin) {
@@ -219,6 +219,9 @@ Place enter(Place at) {
     at.object = std::move(box);
     at.attribute = nullptr;
     at.key = nullptr;
+}
+Place entered(Place at) {
+    enter(at);
     return at;
 }
 
@@ -319,7 +322,7 @@ Place Roots::at(std::string_view path, Find const& find) const {
         if (rest[0] == '.') {
             KorAttr const* const way = at.attribute;
             try {
-                at = enter(at);
+                enter(at);
             } catch (NotThere const&) {
                 attributeBehind(*way, at.path, rest, find);
                 throw;
@@ -565,7 +568,7 @@ std::vector<Listed> list(Place const& place) {
         }
         return all;
     }
-    for (KorAttr const* each : ownAttributes(*enter(place).object->type())) {
+    for (KorAttr const* each : ownAttributes(*entered(place).object->type())) {
         all.push_back({place.path + '.' + std::string(each->name().view()), signatureOf(*each, shortTypeText),
                        each->type()});
     }
@@ -685,7 +688,7 @@ std::vector<Place::Step> stepsTo(Place const& place) {
 /// Where it begins; refuses what cannot be watched.
 Place const& watched(Place const& place) {
     bool const isMember = place.attribute != nullptr && place.key && shapeAt(place).holdsObjects();
-    Place const at = place.attribute == nullptr || isMember ? enter(place) : place;
+    Place const at = place.attribute == nullptr || isMember ? entered(place) : place;
     if (at.isCopy || at.object->type()->isValue()) {
         throw Refused(at.path + " is in a value, which tells nobody of changes; watch an object");
     }
