@@ -263,6 +263,16 @@ Place Roots::at(std::string_view path) const {
 
 namespace {
 
+/// A key behind the path of its attribute, which a refusal names. The path is lent for that and not copied,
+/// since it may be long.
+Box readKey(KorAttr const& of, std::string_view text, Find const& find, std::string& path) {
+    std::size_t const end = path.size();
+    path.append("[...]");
+    Box key = readValue(*of.keyType(), text, find, path);
+    path.resize(end);
+    return key;
+}
+
 /// Where the rest of a path leads that goes on from an object which is not there yet: refused if that is
 /// nowhere, null if it depends on which object comes.
 KorAttr const* attributeBehind(KorAttr const& way, std::string path, std::string_view rest,
@@ -277,7 +287,7 @@ KorAttr const* attributeBehind(KorAttr const& way, std::string path, std::string
             at = &attributeNamed(*at->type(), takeName(rest), path);
             path.append(".").append(at->name().view());
         } else if (rest[0] == '[' && at->shape().keyed) {
-            readValue(*at->keyType(), takeKey(rest), find, path + "[...]");
+            readKey(*at, takeKey(rest), find, path);
         } else {
             throw Refused(path + " takes no " + shown(rest));
         }
@@ -334,7 +344,7 @@ Place Roots::at(std::string_view path, Find const& find) const {
             if (at.key || !shapeAt(at).keyed) {
                 throw Refused(at.path + " takes no key");
             }
-            at.key = readValue(*at.attribute->keyType(), takeKey(rest), find, at.path + "[...]");
+            at.key = readKey(*at.attribute, takeKey(rest), find, at.path);
             at.path.append(memberPath("", *at.key));
         } else {
             throw Refused("'" + shown(rest) + "' stands behind " + at.path +

@@ -660,7 +660,8 @@ Box asType(Box const& value, KorType const& type) {
 
 Box readValue(KorType const& type, std::string_view text, Find const& find, std::string_view where,
               std::optional<U64> most) {
-    return Reader(find).value(type, text, most, where.empty() ? shortName(type) : std::string(where));
+    std::string const name = where.empty() ? shortName(type) : "";
+    return Reader(find).value(type, text, most, where.empty() ? name : where);
 }
 
 Box readNamed(std::string_view text, Find const& find) {
