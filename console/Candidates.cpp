@@ -4,11 +4,11 @@
 #include "console/Completion.h"
 #include "console/Failure.h"
 #include "forms/Entries.h"
+#include "forms/Text.h"
 #include "platform/Hardware/Loam/VtAppId.h"
 #include "reflect/Text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
@@ -18,7 +18,8 @@ namespace tool {
 
 namespace {
 
-constexpr std::chrono::milliseconds patience(300), mostPatience(10'000);
+constexpr std::chrono::milliseconds patience(300);
+constexpr Kor::U64 mostPatience = 10'000;
 
 /// The names of all.
 template <class All, class Name>
@@ -140,9 +141,8 @@ private:
         if (option_->check_lname("socket")) {
             address_ = value;
         } else if (option_->check_lname("timeout")) {
-            unsigned told = 0;
-            if (std::from_chars(value.data(), value.data() + value.size(), told).ec == std::errc()) {
-                end_ = begin_ + std::min(std::chrono::milliseconds(told), mostPatience);
+            if (std::optional<Kor::U64> const told = Kor::Forms::parseNumber(value)) {
+                end_ = begin_ + std::chrono::milliseconds(std::min<Kor::U64>(*told, mostPatience));
             }
         }
         if (--missing_ == 0) {
@@ -221,7 +221,6 @@ private:
         LiveOptions options;
         options.address = address_ ? *address_ : environment != nullptr ? environment : "";
         options.end = end_;
-        options.timeout = mostPatience; // so that the end alone counts
         Live live(options, "completion");
         return Completer({}).word(argument, words_.empty() ? "" : words_[0], text, live);
     }

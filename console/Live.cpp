@@ -136,7 +136,7 @@ Kor::Link::Address addressOf(std::string const& text) {
 
 std::chrono::milliseconds LiveOptions::left() const {
     using namespace std::chrono;
-    return !end ? timeout : std::clamp(duration_cast<milliseconds>(*end - steady_clock::now()), 0ms, timeout);
+    return !end ? timeout : std::max(duration_cast<milliseconds>(*end - steady_clock::now()), 0ms);
 }
 
 Kor::Link::ConnectorConfig Live::config(std::string_view name) {

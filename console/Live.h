@@ -32,7 +32,7 @@ struct LiveOptions {
     std::chrono::milliseconds timeout{5'000};
     /// How many MiB this process may hold.
     unsigned memory = 1024;
-    /// When all is over, however often is waited; there is then no second try to connect, either.
+    /// In place of `timeout`: when all is over, however often is waited. There is no second try to connect.
     std::optional<std::chrono::steady_clock::time_point> end{};
     std::chrono::milliseconds left() const;
 };
